@@ -65,9 +65,10 @@ enum WPRCodecType {
 
 /** Interlace modes (the values of the frame header, RDD 36, 6.1.1 frame header semantics). */
 enum WPRInterlaceMode {
-  kWPRProgressive = 0,     /**< one picture, the whole frame */
-  kWPRTopFieldFirst = 1,   /**< two pictures, the first one holds lines 0, 2, 4, ... */
-  kWPRBottomFieldFirst = 2 /**< two pictures, the first one holds lines 1, 3, 5, ...; decoding only */
+  kWPRProgressive = 0,   /**< one picture, the whole frame */
+  kWPRTopFieldFirst = 1, /**< two pictures, the first one holds lines 0, 2, 4, ... */
+  kWPRBottomFieldFirst =
+      2 /**< two pictures, the first one holds lines 1, 3, 5, ...; decoding only */
 };
 
 /** Pixel formats of packed 4:2:2 pictures (first character in the most significant byte). */
@@ -86,8 +87,8 @@ typedef struct EncodeParamsRecord {
 
 /** A packed picture in the caller's memory. 24 bytes. */
 typedef struct PixelBufferRecord {
-  void* baseAddress;    /**< first byte of the first row; no alignment is asked for */
-  uint32_t rowBytes;    /**< distance between rows in bytes, at least the bytes of one row's pixels */
+  void* baseAddress; /**< first byte of the first row; no alignment is asked for */
+  uint32_t rowBytes; /**< distance between rows in bytes, at least the bytes of one row's pixels */
   uint32_t pixelFormat; /**< a WPRPixelFormat */
   uint32_t width;       /**< pixels */
   uint32_t height;      /**< rows: of the whole frame, or of one field where one field is decoded */
@@ -110,8 +111,8 @@ WPR_API WPREncoderHandle WPROpenEncoder(int32_t numThreads, void* reserved);
  * @param maxBytes   receives the bound: no frame of this type and size is ever larger.
  * @param targetBytes receives the size that the encoder aims at for a frame that needs its bytes;
  *                   may be null.
- * @return kWPRSuccess, kWPRBadArgument, or kWPRUnsupported when the bound exceeds 32 bits; on failure
- *         nothing is written.
+ * @return kWPRSuccess, kWPRBadArgument, or kWPRUnsupported when the bound exceeds 32 bits; on
+ * failure nothing is written.
  */
 WPR_API int32_t WPRGetCompressedFrameSize(uint32_t codecType, uint32_t width, uint32_t height,
                                           uint32_t* maxBytes, uint32_t* targetBytes);

@@ -1,0 +1,109 @@
+// SPDX-License-Identifier: BSD-2-Clause
+#ifndef VIX_REGISTRY_H
+#define VIX_REGISTRY_H
+
+/// @file
+/// The registry of element factories, keyed by (factory type, implementation, type). Everything
+/// here may be called from any thread.
+
+#include <functional>
+#include <memory>
+#include <string>
+#include <utility>
+#include <vector>
+
+#include "vix/Buffers.h"
+#include "vix/Elements.h"
+#include "vix/Export.h"
+#include "vix/Parameters.h"
+#include "vix/Types.h"
+
+namespace vix {
+
+/// A factory in the registry.
+class VIX_API IElementFactory {
+ public:
+  virtual ~IElementFactory() = default;
+  virtual ElementFactoryType GetFactoryType() const = 0;
+};
+
+/// Names what the creator of a factory type returns.
+template <ElementFactoryType T>
+struct ElementFactoryType_traits;
+template <>
+struct ElementFactoryType_traits<ElementFactoryType::VideoDecoder> {
+  using InstanceType = std::shared_ptr<IVideoDecoder>;
+};
+template <>
+struct ElementFactoryType_traits<ElementFactoryType::VideoEncoder> {
+  using InstanceType = std::shared_ptr<IVideoEncoder>;
+};
+template <>
+struct ElementFactoryType_traits<ElementFactoryType::MemoryBlockAllocator> {
+  using InstanceType = std::shared_ptr<IMemoryBlockAllocator>;
+};
+
+/// Factory of type T around a creator, which makes an element from a configuration instance.
+template <ElementFactoryType T>
+class VIX_API ElementFactory : public IElementFactory {
+ public:
+  using InstanceType = typename ElementFactoryType_traits<T>::InstanceType;
+  using Creator = std::function<InstanceType(std::shared_ptr<const IParametersCollectionInstance>)>;
+
+  explicit ElementFactory(Creator creator) : creator_(std::move(creator)) {}
+
+  ElementFactoryType GetFactoryType() const override { return T; }
+  const Creator& GetCreator() const { return creator_; }
+
+ private:
+  Creator creator_;
+};
+
+/// Schema of registry entries: "class" (ElementFactoryType), "type" (text), "implementation"
+/// (text), "init_config" (the element's own schema).
+VIX_API std::shared_ptr<const IParametersCollectionPrototype> GetRegistryEntryPrototype();
+
+/// Core identity that a plug-in built against `version` ("major.minor.patch.build.revision")
+/// presents to RegisterFactory().
+VIX_API std::string GetVIXCoreIdInternal(std::string version);
+
+/// Adds a factory under the key of its entry. A key that is taken is refused unless the same
+/// registrant took it: then the newer registration replaces the older one. Refuses a core
+/// identity that this core is not compatible with, null pointers, an incomplete entry, and a
+/// factory whose type is not the entry's "class".
+VIX_API void RegisterFactory(std::string registrant, std::string coreId,
+                             std::shared_ptr<IElementFactory> factory,
+                             std::shared_ptr<const IParametersCollectionInstance> registryEntry);
+
+/// Removes every registration of a registrant. Elements already made stay usable.
+VIX_API void UnregisterFactories(const std::string& registrant);
+
+/// The factory under that key, or null.
+VIX_API std::shared_ptr<IElementFactory> GetFactory(ElementFactoryType factoryType,
+                                                    const std::string& implementation,
+                                                    const std::string& type);
+/// The configuration with which an element under that key is created when nothing else is asked
+/// for: an instance of its "init_config" schema with every default; null for an unknown key.
+VIX_API std::shared_ptr<const IParametersCollectionInstance> GetManifest(
+    ElementFactoryType factoryType, const std::string& implementation, const std::string& type);
+
+/// The entries of the registry, in the order of their registration.
+VIX_API std::vector<std::shared_ptr<const IParametersCollectionInstance>> GetRegistryEntries();
+
+/// Label of a codec family; the "type" of elements that code it.
+VIX_API std::string GetLabel(VCodecFamily family);
+/// Label of a factory type.
+VIX_API std::string GetLabel(ElementFactoryType factoryType);
+
+/// Marks the span of a traced operation by its lifetime.
+class VIX_API IMilestone {
+ public:
+  virtual ~IMilestone() = default;
+};
+
+/// A new milestone: while it lives, `name` is part of the calling thread's context.
+VIX_API std::unique_ptr<IMilestone> CreateMilestone(std::string name);
+
+}  // namespace vix
+
+#endif  // VIX_REGISTRY_H
