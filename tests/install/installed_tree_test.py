@@ -1,0 +1,56 @@
+# SPDX-License-Identifier: BSD-2-Clause
+"""Installs a build into a fresh prefix and lets other projects build and run against it."""
+import argparse
+import os
+import pathlib
+import shutil
+import subprocess
+import sys
+import tempfile
+
+HERE = pathlib.Path(__file__).resolve().parent
+
+
+def run(*command, **kwargs):
+    print("+", " ".join(map(str, command)), flush=True)
+    return subprocess.run([str(part) for part in command], check=True, **kwargs)
+
+
+def main():
+    parser = argparse.ArgumentParser()
+    for name in ("build", "cmake", "libdir", "cxx", "cxx-flags"):
+        parser.add_argument("--" + name, required=True)
+    args = parser.parse_args()
+
+    with tempfile.TemporaryDirectory() as scratch:
+        root = pathlib.Path(scratch)
+        prefix = root / "prefix"
+        run(args.cmake, "--install", args.build, "--prefix", prefix, stdout=subprocess.DEVNULL)
+        libdir = prefix / args.libdir
+        plugin = libdir / "libvixVideoCodecProRes.so"
+        flags = args.cxx_flags.split()
+
+        # Through the CMake package, from a copy that knows nothing of this tree.
+        shutil.copytree(HERE / "consumer", root / "consumer")
+        run(args.cmake, "-G", "Ninja", "-S", root / "consumer", "-B", root / "consumer-build",
+            f"-DCMAKE_PREFIX_PATH={prefix}", f"-DCMAKE_CXX_COMPILER={args.cxx}",
+            f"-DCMAKE_CXX_FLAGS={' '.join(flags)}", stdout=subprocess.DEVNULL)
+        run(args.cmake, "--build", root / "consumer-build", stdout=subprocess.DEVNULL)
+        run(root / "consumer-build" / "consumer", plugin)
+
+        # Through pkg-config; --define-prefix because the prefix was chosen at install time.
+        environment = dict(os.environ, PKG_CONFIG_PATH=str(libdir / "pkgconfig"))
+        found = run("pkg-config", "--define-prefix", "--cflags", "--libs", "vixCore", "ProRes",
+                    env=environment, capture_output=True, text=True).stdout.split()
+        program = root / "consumer-pkgconfig"
+        run(args.cxx, "-std=c++20", *flags, HERE / "consumer" / "Consumer.cpp", "-o", program,
+            *found, f"-Wl,-rpath,{libdir}")
+        run(program, plugin)
+
+        tool = prefix / "bin" / "vixprores"
+        if tool.exists():
+            run(tool, "elements", stdout=subprocess.DEVNULL)
+
+
+if __name__ == "__main__":
+    sys.exit(main())
