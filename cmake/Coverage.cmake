@@ -1,0 +1,13 @@
+# The target `coverage` of the coverage preset: runs every test, then prints line coverage by folder
+# and by file of the shipped libraries.
+find_program(GCOVR gcovr REQUIRED)
+add_custom_target(coverage
+  COMMAND find ${CMAKE_BINARY_DIR} -name "*.gcda" -delete
+  COMMAND ${CMAKE_CTEST_COMMAND} --output-on-failure -j2
+  COMMAND ${GCOVR} --root ${CMAKE_SOURCE_DIR} --filter src/ --filter core/ --filter codec/
+          --exclude-throw-branches --txt ${CMAKE_BINARY_DIR}/coverage.txt
+          --json-summary ${CMAKE_BINARY_DIR}/coverage.json ${CMAKE_BINARY_DIR}
+  COMMAND ${CMAKE_COMMAND} -E cat ${CMAKE_BINARY_DIR}/coverage.txt
+  COMMAND python3 ${CMAKE_SOURCE_DIR}/cmake/coverage_by_folder.py ${CMAKE_BINARY_DIR}/coverage.json
+  WORKING_DIRECTORY ${CMAKE_BINARY_DIR}
+  USES_TERMINAL)

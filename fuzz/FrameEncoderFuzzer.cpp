@@ -1,0 +1,72 @@
+// SPDX-License-Identifier: BSD-2-Clause
+// Encodes a picture of arbitrary size, row bytes and content, holds the encoder to its promise
+// about size, and decodes what it wrote.
+#include <ProRes/ProRes.h>
+
+#include <cstdint>
+#include <cstdlib>
+#include <vector>
+
+#include "FuzzInput.h"
+
+namespace {
+
+constexpr std::uint32_t kMaxPixels = 1 << 15;
+constexpr std::uint32_t kCodecTypes[] = {kWPRCodecProxy, kWPRCodecLT, kWPRCodec422, kWPRCodecHQ};
+
+/// Repeats `pattern` over the picture; an xorshift generator where the input has none left.
+void Fill(std::vector<std::uint8_t>& picture, const std::vector<std::uint8_t>& pattern) {
+  std::uint32_t state = 0x12345678U;
+  for (std::size_t i = 0; i < picture.size(); ++i) {
+    state ^= state << 13;
+    state ^= state >> 17;
+    state ^= state << 5;
+    picture[i] = pattern.empty() ? static_cast<std::uint8_t>(state) : pattern[i % pattern.size()];
+  }
+}
+
+}  // namespace
+
+extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size) {
+  static WPREncoderHandle const encoder = WPROpenEncoder(2, nullptr);
+  static WPRDecoderHandle const decoder = WPROpenDecoder(1, nullptr);
+  FuzzInput input(data, size);
+  const std::uint8_t choice = input.Byte();
+  const std::uint32_t width = input.Word() & 0x3ff;
+  const std::uint32_t height = input.Word() & 0x3ff;
+  const std::uint32_t slack = input.Byte();
+  const std::uint32_t destinationCut = input.Byte();
+  if (width * height > kMaxPixels) return 0;
+
+  const bool v210 = choice & 1;
+  const EncodeParamsRecord params{kCodecTypes[choice >> 1 & 3], std::uint32_t{choice} >> 3 & 3};
+  const std::uint32_t rowBytes = (v210 ? (width + 5) / 6 * 16 : (width + 1) / 2 * 4) + slack;
+  std::vector<std::uint8_t> picture(std::size_t{rowBytes} * height);
+  if (picture.size() >= slack) picture.resize(picture.size() - slack);  // the last row has no slack
+  Fill(picture, input.Rest());
+  PixelBufferRecord source{
+      picture.data(), rowBytes,
+      static_cast<std::uint32_t>(v210 ? kWPRPixelFormatV210 : kWPRPixelFormat2vuy), width, height};
+
+  std::uint32_t maxBytes = 0;
+  if (WPRGetCompressedFrameSize(params.codecType, width, height, &maxBytes, nullptr) != 0) {
+    maxBytes = 64;
+  }
+  const std::uint32_t capacity = destinationCut < 128 ? maxBytes : maxBytes / destinationCut;
+  std::vector<std::uint8_t> compressed(capacity);
+  std::uint32_t bytes = 0;
+  const std::int32_t result =
+      WPREncodeFrame(encoder, &params, &source, compressed.data(), capacity, &bytes);
+  if (result != kWPRSuccess) {
+    if (result == kWPRDestinationTooSmall && capacity == maxBytes) abort();
+    return 0;
+  }
+  if (bytes > capacity) abort();
+  compressed.resize(bytes);
+  compressed.shrink_to_fit();
+  std::vector<std::uint8_t> decoded(std::size_t{rowBytes} * height);
+  PixelBufferRecord destination = source;
+  destination.baseAddress = decoded.data();
+  if (WPRDecodeFrame(decoder, compressed.data(), bytes, &destination, 0) != kWPRSuccess) abort();
+  return 0;
+}
