@@ -1,0 +1,46 @@
+// SPDX-License-Identifier: BSD-2-Clause
+#ifndef CODEC_BITSTREAM_SLICEHEADER_H
+#define CODEC_BITSTREAM_SLICEHEADER_H
+
+#include <algorithm>
+#include <array>
+#include <cstddef>
+#include <cstdint>
+#include <span>
+
+namespace prores {
+
+/// Finest and coarsest quantization_index.
+inline constexpr unsigned kMinQuantizationIndex = 1;
+inline constexpr unsigned kMaxQuantizationIndex = 224;
+
+/// qScale of a quantization_index (RDD 36, inverse quantisation): the index itself up to 128, four
+/// per step above it. Indices outside 1 to 224 act as the nearest legal one.
+constexpr unsigned QuantizerScale(unsigned quantizationIndex) {
+  const unsigned index =
+      std::clamp(quantizationIndex, kMinQuantizationIndex, kMaxQuantizationIndex);
+  return index <= 128 ? index : 128 + 4 * (index - 128);
+}
+
+/// Header of a slice: its quantiser and the sizes of its coded components (RDD 36, slice header).
+struct SliceHeader {
+  /// Bytes that WriteSliceHeader() writes, and the least that a slice can have.
+  static constexpr std::size_t kWrittenBytes = 6;
+
+  std::uint8_t headerBytes = kWrittenBytes;       ///< size of this header, 6 to 31
+  std::uint8_t quantizationIndex = 1;             ///< as coded, 0 to 255
+  std::array<std::uint16_t, 3> componentBytes{};  ///< Y, Cb, Cr, back to back behind the header
+};
+
+/// Parses the header of `slice`, the bytes that the slice table gives to it. What follows Cr is the
+/// alpha channel.
+/// @return false when header or components do not fit the slice; then `header` is unspecified.
+[[nodiscard]] bool ParseSliceHeader(std::span<const std::uint8_t> slice, SliceHeader& header);
+
+/// Writes the header of a slice without alpha to the SliceHeader::kWrittenBytes bytes at
+/// `destination`. The size of Cr is not written: it is what remains of the slice.
+void WriteSliceHeader(const SliceHeader& header, std::uint8_t* destination);
+
+}  // namespace prores
+
+#endif  // CODEC_BITSTREAM_SLICEHEADER_H

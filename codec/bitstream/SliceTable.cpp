@@ -1,0 +1,37 @@
+// SPDX-License-Identifier: BSD-2-Clause
+#include "bitstream/SliceTable.h"
+
+#include "bitstream/BigEndian.h"
+#include "bitstream/SliceHeader.h"
+
+namespace prores {
+
+Status LocateSliceRows(std::span<const std::uint8_t> picture, const PictureHeader& header,
+                       std::uint32_t slicesPerRow, std::span<SliceRow> rows) {
+  const std::uint64_t tableBytes =
+      std::uint64_t{rows.size()} * slicesPerRow * kSliceTableEntryBytes;
+  if (header.headerBytes + tableBytes > picture.size()) return Status::kBadHeader;
+
+  const std::uint8_t* sizes = picture.data() + header.headerBytes;
+  const std::uint8_t* data = sizes + tableBytes;
+  const std::uint8_t* const end = picture.data() + picture.size();
+  for (SliceRow& row : rows) {
+    row = {sizes, data};
+    for (std::uint32_t i = 0; i < slicesPerRow; ++i, sizes += kSliceTableEntryBytes) {
+      const std::ptrdiff_t size = ReadU16(sizes);
+      if (size < std::ptrdiff_t{SliceHeader::kWrittenBytes}) return Status::kBadHeader;
+      if (size > end - data) return Status::kBadHeader;
+      data += size;
+    }
+  }
+  return Status::kSuccess;
+}
+
+std::span<const std::uint8_t> TakeSlice(SliceRow& row) {
+  const std::span<const std::uint8_t> slice(row.data, ReadU16(row.sizes));
+  row.sizes += kSliceTableEntryBytes;
+  row.data += slice.size();
+  return slice;
+}
+
+}  // namespace prores

@@ -1,0 +1,38 @@
+// SPDX-License-Identifier: BSD-2-Clause
+#ifndef CODEC_BITSTREAM_SLICETABLE_H
+#define CODEC_BITSTREAM_SLICETABLE_H
+
+#include <cstddef>
+#include <cstdint>
+#include <span>
+
+#include "Status.h"
+#include "bitstream/PictureHeader.h"
+
+namespace prores {
+
+/// Bytes of one slice table entry, the size of a slice.
+inline constexpr std::size_t kSliceTableEntryBytes = 2;
+
+/// Where the slices of one macroblock row lie. Borrows the bytes of the frame.
+struct SliceRow {
+  const std::uint8_t* sizes = nullptr;  ///< slice table entry of the next slice
+  const std::uint8_t* data = nullptr;   ///< first byte of the next slice
+};
+
+/// Walks the slice table of a picture and vouches for it: every slice of every row found lies
+/// within the picture.
+/// @param picture      the bytes of the picture, from its header on; header.pictureBytes of them.
+/// @param slicesPerRow slices in each macroblock row, at least 1.
+/// @param rows         receives one entry for each macroblock row; its size is their number.
+/// @return kBadHeader for a table or slices that do not fit the picture, or a slice too small for
+///         its own header.
+Status LocateSliceRows(std::span<const std::uint8_t> picture, const PictureHeader& header,
+                       std::uint32_t slicesPerRow, std::span<SliceRow> rows);
+
+/// Takes the next slice off a row that LocateSliceRows() found; at most slicesPerRow times.
+std::span<const std::uint8_t> TakeSlice(SliceRow& row);
+
+}  // namespace prores
+
+#endif  // CODEC_BITSTREAM_SLICETABLE_H

@@ -1,0 +1,35 @@
+// SPDX-License-Identifier: BSD-2-Clause
+#ifndef CODEC_PIXEL_PIXELFORMAT_H
+#define CODEC_PIXEL_PIXELFORMAT_H
+
+#include <cstdint>
+
+#include "ProRes/ProRes.h"
+
+namespace prores {
+
+/// Largest width and height: the range of the fields of the frame header.
+inline constexpr std::uint32_t kMaxPictureSize = 65535;
+
+constexpr bool IsPixelFormat(std::uint32_t format) {
+  return format == kWPRPixelFormat2vuy || format == kWPRPixelFormatV210;
+}
+
+/// Bytes of a packed row that belong to pixels: whole pairs of pixels (4 bytes) in '2vuy', whole
+/// groups of six pixels (16 bytes) in 'v210'. Bytes behind them are padding and never touched.
+/// @param format a WPRPixelFormat.
+constexpr std::uint32_t PackedRowBytes(std::uint32_t format, std::uint32_t width) {
+  return format == kWPRPixelFormat2vuy ? (width + 1) / 2 * 4 : (width + 5) / 6 * 16;
+}
+
+/// True when `picture` has memory, a known format, a size within 1 to 65535 and rows that hold its
+/// width. (Whether the memory reaches to the last row is the caller's promise.)
+constexpr bool IsValidPicture(const PixelBufferRecord& picture) {
+  return picture.baseAddress != nullptr && IsPixelFormat(picture.pixelFormat) &&
+         picture.width - 1 < kMaxPictureSize && picture.height - 1 < kMaxPictureSize &&
+         picture.rowBytes >= PackedRowBytes(picture.pixelFormat, picture.width);
+}
+
+}  // namespace prores
+
+#endif  // CODEC_PIXEL_PIXELFORMAT_H
