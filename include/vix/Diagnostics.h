@@ -100,7 +100,7 @@ void CheckEqual(const std::string& text, const Value& value1, const Value& value
   FailUnbracketed(message.str(), line, file);
 }
 
-/// Records the milestone "[MILESTONE][text]" at level Info. Never throws for want of a writer.
+/// Records the milestone "[MILESTONE][text]" at level Info. A failure of logging is not thrown.
 inline void WriteMilestone(const std::string& text, int line = __builtin_LINE(),
                            const char* file = __builtin_FILE()) {
   WriteLogRecord(LogLevel::Info, "[MILESTONE][" + text + "]", line, file);

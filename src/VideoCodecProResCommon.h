@@ -1,0 +1,76 @@
+// SPDX-License-Identifier: BSD-2-Clause
+#ifndef SRC_VIDEOCODECPRORESCOMMON_H
+#define SRC_VIDEOCODECPRORESCOMMON_H
+
+/// @file
+/// What the encoder and the decoder element share: the host's codes in the codec library's terms,
+/// and the common properties of stream descriptions. Pure functions; any thread may call them.
+
+#include <cstdint>
+#include <memory>
+#include <stdexcept>
+
+#include "ProRes/ProRes.h"
+#include "vix/Buffers.h"
+#include "vix/Diagnostics.h"
+#include "vix/Registry.h"
+#include "vix/StreamDescription.h"
+#include "vix/Types.h"
+#include "vix/WorkflowStepImplementation.h"
+
+namespace vix {
+
+/// Codec type of a variant, a WPRCodecType.
+/// @throws std::runtime_error, without a log record, for any other value
+inline std::uint32_t GetProResCodecType(ProResCodecVariant variant) {
+  switch (variant) {
+    case ProResCodecVariant::Proxy:
+      return kWPRCodecProxy;
+    case ProResCodecVariant::LT:
+      return kWPRCodecLT;
+    case ProResCodecVariant::Standard:
+      return kWPRCodec422;
+    case ProResCodecVariant::HQ:
+      return kWPRCodecHQ;
+  }
+  throw std::runtime_error("Failed to convert prores codec variant to apple prores code type");
+}
+
+/// Interlace mode of a scan mode, a WPRInterlaceMode. Interlaced frames are top field first.
+/// @throws std::runtime_error, without a log record, for any other value
+inline std::uint32_t GetInterlaceMode(ScanMode scanMode) {
+  switch (scanMode) {
+    case ScanMode::Interlaced:
+      return kWPRTopFieldFirst;
+    case ScanMode::Progressive:
+      return kWPRProgressive;
+  }
+  throw std::runtime_error("Failed to convert ScanMode to apple interlace mode");
+}
+
+/// Pixel format of a host FourCC, a WPRPixelFormat: the one bridge between the host's codes (first
+/// character in the lowest byte) and the library's (first character in the highest byte).
+/// @throws VIXRuntimeError "Unsupported fourcc" for any code but "UYVY" and "V210"
+inline std::uint32_t GetPixelFormat(FourCC fourcc) {
+  switch (fourcc) {
+    case kFourCC_UYVY:
+      return kWPRPixelFormat2vuy;
+    case kFourCC_V210:
+      return kWPRPixelFormatV210;
+    default:
+      FailUnbracketed("Unsupported fourcc");
+  }
+}
+
+/// Fills `target` with the thirteen common properties of `source`; a source of the same codec
+/// family is copied as a whole instead.
+void CopyCommonProperties(const std::shared_ptr<const IVideoParameters>& source,
+                          IVideoParameters& target);
+
+/// A new allocator element that recycles memory blocks: where an element's frames come from unless
+/// it is told otherwise.
+std::shared_ptr<IMemoryBlockAllocator> CreateRecycler();
+
+}  // namespace vix
+
+#endif  // SRC_VIDEOCODECPRORESCOMMON_H
