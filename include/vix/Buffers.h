@@ -20,7 +20,9 @@ namespace vix {
 class VIX_API IMemoryBlock {
  public:
   virtual ~IMemoryBlock() = default;
+  /// Start of the memory; it stays put as long as the block lives.
   virtual std::uint8_t* GetData() const = 0;
+  /// Bytes of memory: exactly what was asked for.
   virtual std::size_t GetSize() const = 0;
 };
 
@@ -28,11 +30,20 @@ class VIX_API IMemoryBlock {
 class VIX_API IMemoryBlockAllocator {
  public:
   virtual ~IMemoryBlockAllocator() = default;
-  /// A block of exactly `bytes` bytes, contents unspecified. Throws when there is no memory.
+  /// A block of exactly `bytes` bytes, contents unspecified. When there is no memory, the core's
+  /// allocators throw a VIXRuntimeError that names the size.
   virtual std::shared_ptr<IMemoryBlock> AllocateBlock(std::size_t bytes) = 0;
 };
 
 /// What a "Recycler" allocator did so far.
+///
+/// The element "Recycler" (MemoryBlockAllocator, implementation "vix") keeps the memory of blocks
+/// that were let go and hands it out again. Memory is 64-byte aligned and sized in classes, four to
+/// each power of two, so that frames of slightly different size share a class; above one page of
+/// 4096 bytes a class is less than 25 % larger than what was asked for. Each allocator keeps at
+/// most 512 MiB idle (or one block, however large), and frees the memory that waited longest first.
+/// Its idle memory is freed with the allocator; blocks that outlive it are freed as they are let
+/// go.
 struct RecyclerStatistics {
   std::uint64_t blocksFromSystem = 0;  ///< blocks obtained from the system
   std::uint64_t blocksRecycled = 0;    ///< blocks handed out again
@@ -60,7 +71,7 @@ class VIX_API IBuffer {
   /// Sets the number of valid bytes; refuses more than the capacity.
   virtual void SetSize(std::uint32_t bytes) = 0;
   /// Replaces the memory by a block of `bytes` bytes from the buffer's allocator, all valid;
-  /// contents unspecified.
+  /// contents unspecified. A buffer that cannot get memory keeps what it had.
   virtual void Allocate(std::uint32_t bytes) = 0;
   /// Makes `bytes` bytes valid; grows the memory where needed and keeps the bytes that were valid.
   virtual void Resize(std::uint32_t bytes) = 0;
@@ -69,12 +80,14 @@ class VIX_API IBuffer {
 };
 
 /// A new buffer over `block` (all of it valid), or without memory when `block` is null. Memory
-/// that it needs later comes from `allocator`, or from the system when `allocator` is null.
+/// that it needs later comes from `allocator`, or, 64-byte aligned, from the system when
+/// `allocator` is null. Refuses a block of more than 32 bits of bytes.
 VIX_API std::shared_ptr<IBuffer> CreateBuffer(std::shared_ptr<IMemoryBlockAllocator> allocator,
                                               std::shared_ptr<IMemoryBlock> block);
 
 /// A block over memory of the caller's: `release` runs once, on whatever thread lets go last.
-/// It must not throw and may be empty.
+/// It must not throw and may be empty. Refuses null data of more than zero bytes; `release` does
+/// not run then.
 VIX_API std::shared_ptr<IMemoryBlock> CreateMemoryBlock(std::uint8_t* data, std::size_t bytes,
                                                         std::function<void()> release);
 

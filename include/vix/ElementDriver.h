@@ -17,11 +17,13 @@ namespace vix {
 /// Drives one video element for a host program: created from the registry, then configured, then
 /// defined, then any number of pushes and pulls, then released. A call out of this order is refused
 /// with a VIXRuntimeError that names the element and the call that has to come first. While a call
-/// runs, the element's name is the thread's logging context. Used by one thread at a time.
+/// runs, the element's name is the thread's logging context. Null arguments are refused as well;
+/// what the element throws passes through. Used by one thread at a time. A driver that was moved
+/// from may only be destroyed or assigned to.
 class VIX_API ElementDriver {
  public:
-  /// Makes the element of that key through the registry.
-  /// @param factoryType VideoEncoder or VideoDecoder
+  /// Makes the element of that key through the registry, with its manifest. Refuses a factory type
+  /// other than VideoEncoder and VideoDecoder, an unknown key and a factory that makes nothing.
   ElementDriver(ElementFactoryType factoryType, const std::string& implementation,
                 const std::string& type);
   ~ElementDriver();

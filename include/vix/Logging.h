@@ -29,19 +29,24 @@ class VIX_API ILoggerWriter {
 VIX_API std::shared_ptr<ILoggerWriter> GetCurrentLoggerWriter();
 /// Replaces the writer in force; null leaves records without one.
 VIX_API void SetCurrentLoggerWriter(std::shared_ptr<ILoggerWriter> writer);
-/// A writer that renders each record as one line and hands it, without the newline, to `sink`.
-/// Calls of the sink never overlap. Newlines inside a message become spaces.
+/// A writer that renders each record as one line and hands it, without the newline, to `sink`:
+/// "time LEVEL [thread] context: message (file:line)", the context only where there is one, the
+/// file without its folders. Line breaks inside a text become spaces. Calls of the sink from
+/// different threads never overlap; a record written by the sink itself is handed to it at once.
+/// What the sink throws reaches the caller of Write(). Refuses an empty sink.
 VIX_API std::shared_ptr<ILoggerWriter> CreateLineLoggerWriter(
     std::function<void(LogLevel, const std::string& line)> sink);
 
-/// Local time of day with date, milliseconds and UTC offset (ISO 8601).
+/// Local date and time with milliseconds and UTC offset (ISO 8601), for example
+/// "2024-05-17T09:30:01.250+02:00".
 VIX_API std::string GetCurrentTimeString();
 /// Identifier of the calling thread, as the operating system numbers it.
 VIX_API std::string GetThreadId();
 /// What the calling thread is working on: the innermost ContextScope, or the empty text.
 VIX_API std::string GetCurrentContextString();
 
-/// Names what the calling thread works on until the scope ends. Scopes nest.
+/// Names what the calling thread works on until the scope ends. Scopes nest. A scope has to end on
+/// the thread that began it.
 class VIX_API ContextScope {
  public:
   explicit ContextScope(std::string context);
@@ -50,12 +55,16 @@ class VIX_API ContextScope {
   ContextScope& operator=(const ContextScope&) = delete;
 
  private:
-  std::string previous_;
+  friend VIX_API std::string GetCurrentContextString();
+
+  std::string context_;
+  ContextScope* outer_;
 };
 
 /// Decimal digits without separators, whatever the locale.
 VIX_API std::string ToString(int value);
-/// Word of a level ("ERROR", "INFO", ...).
+/// Word of a level: "FATAL", "ERROR", "WARNING", "INFO", "DEBUG"; "LogLevel 9" for the unknown
+/// level 9.
 VIX_API std::string ToString(LogLevel level);
 
 }  // namespace vix

@@ -37,7 +37,8 @@ struct ParameterDescription {
   std::string description;
 };
 
-/// Schema of a set of parameters. Built by one thread, then shared as const.
+/// Schema of a set of parameters. Built by one thread, then shared as const. What is declared after
+/// an instance was made does not reach that instance.
 class VIX_API IParametersCollectionPrototype {
  public:
   virtual ~IParametersCollectionPrototype() = default;
@@ -78,6 +79,7 @@ class VIX_API IParametersCollectionInstance {
   /// True only when a value was set on this instance.
   virtual bool HasFourCC(const std::string& name) const = 0;
   virtual ProResCodecVariant GetProResCodecVariant(const std::string& name) const = 0;
+  /// Refuses null.
   virtual void SetParametersCollectionPrototype(
       const std::string& name, std::shared_ptr<const IParametersCollectionPrototype> value) = 0;
   virtual void SetElementFactoryType(const std::string& name, ElementFactoryType value) = 0;

@@ -64,18 +64,23 @@ class VIX_API ElementFactory : public IElementFactory {
 VIX_API std::shared_ptr<const IParametersCollectionPrototype> GetRegistryEntryPrototype();
 
 /// Core identity that a plug-in built against `version` ("major.minor.patch.build.revision")
-/// presents to RegisterFactory().
+/// presents to RegisterFactory(): "vixCore " and the version. A version of another form gives an
+/// identity that RegisterFactory() refuses. This core is 0.7 and compatible with every 0.7 version.
 VIX_API std::string GetVIXCoreIdInternal(std::string version);
 
 /// Adds a factory under the key of its entry. A key that is taken is refused unless the same
 /// registrant took it: then the newer registration replaces the older one. Refuses a core
 /// identity that this core is not compatible with, null pointers, an incomplete entry, and a
-/// factory whose type is not the entry's "class".
+/// factory whose type is not the entry's "class". The core's own "Recycler" cannot be replaced.
+///
+/// Called while LoadPlugin() runs the plug-in's entry on this thread, the registration takes effect
+/// when the entry has returned.
 VIX_API void RegisterFactory(std::string registrant, std::string coreId,
                              std::shared_ptr<IElementFactory> factory,
                              std::shared_ptr<const IParametersCollectionInstance> registryEntry);
 
-/// Removes every registration of a registrant. Elements already made stay usable.
+/// Removes every registration of a registrant; the core's own have none. Elements already made stay
+/// usable.
 VIX_API void UnregisterFactories(const std::string& registrant);
 
 /// The factory under that key, or null.
@@ -90,9 +95,11 @@ VIX_API std::shared_ptr<const IParametersCollectionInstance> GetManifest(
 /// The entries of the registry, in the order of their registration.
 VIX_API std::vector<std::shared_ptr<const IParametersCollectionInstance>> GetRegistryEntries();
 
-/// Label of a codec family; the "type" of elements that code it.
+/// Label of a codec family ("Raw", "ProRes"); the "type" of elements that code it. The label of an
+/// unknown family 7 is "VCodecFamily 7".
 VIX_API std::string GetLabel(VCodecFamily family);
-/// Label of a factory type.
+/// Label of a factory type ("VideoDecoder", "VideoEncoder", "MemoryBlockAllocator"); that of an
+/// unknown type 7 is "ElementFactoryType 7".
 VIX_API std::string GetLabel(ElementFactoryType factoryType);
 
 /// Marks the span of a traced operation by its lifetime.
@@ -101,7 +108,8 @@ class VIX_API IMilestone {
   virtual ~IMilestone() = default;
 };
 
-/// A new milestone: while it lives, `name` is part of the calling thread's context.
+/// A new milestone: while it lives, `name` is part of the calling thread's context, behind the
+/// context that it was made in. It has to be destroyed on the thread that made it.
 VIX_API std::unique_ptr<IMilestone> CreateMilestone(std::string name);
 
 }  // namespace vix

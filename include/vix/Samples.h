@@ -50,7 +50,8 @@ VIX_API std::shared_ptr<IVideoSample> CreateVideoSample(
     std::shared_ptr<const IBuffer> buffer, const std::vector<TimeLimits>& timeLimits,
     std::vector<std::shared_ptr<const IMetadata>> metadata);
 
-/// A new container of one sample; a null sample gives an empty container.
+/// A new container of one sample; a null sample gives an empty container, one that is not a video
+/// sample a container without video samples. A sample without info belongs to no track or channel.
 VIX_API std::shared_ptr<ISampleContainer> CreateSampleContainer(
     std::shared_ptr<const ISample> sample, std::shared_ptr<const IPackagingInfo> packagingInfo);
 

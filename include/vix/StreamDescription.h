@@ -133,7 +133,8 @@ class VIX_API IInfoContainer {
 };
 
 /// New, empty parameters: an IVideoParameters_RAW for Raw, an IVideoParameters_ProRes for ProRes,
-/// null for any other family.
+/// null for any other family. Every property is 0, also those whose enumeration has no 0, until it
+/// is set; the edit rate is 0/1.
 VIX_API std::shared_ptr<IVideoParameters> CreateVideoParameters(VCodecFamily family);
 /// A new info. Null pointers are kept as they are.
 VIX_API std::shared_ptr<IVideoInfo> CreateVideoInfo(
@@ -144,7 +145,8 @@ VIX_API std::shared_ptr<IVideoInfo> CreateVideoInfo(
 /// A new channel of `track` (possibly null).
 VIX_API std::shared_ptr<IChannelInfo> CreateChannelInfo(std::shared_ptr<const ITrack> track,
                                                         int index);
-/// A new container of one info; a null info gives an empty container.
+/// A new container of one info; a null info gives an empty container, one that is not a video info
+/// a container without video infos.
 VIX_API std::shared_ptr<IInfoContainer> CreateInfoContainer(
     std::shared_ptr<const IInfo> info, std::shared_ptr<const IPackagingInfo> packagingInfo);
 

@@ -1,0 +1,149 @@
+// SPDX-License-Identifier: BSD-2-Clause
+#include "Allocators.h"
+
+#include <cstddef>
+#include <memory>
+#include <mutex>
+#include <new>
+#include <string>
+#include <utility>
+
+#include "AlignedMemory.h"
+#include "vix/Error.h"
+
+namespace vix {
+namespace {
+
+constexpr const char* kExtBufferAllocatorName = "ExtBufferAllocator";
+
+class SystemBlock final : public IMemoryBlock {
+ public:
+  explicit SystemBlock(std::size_t bytes) : memory_(ObtainAlignedMemory(bytes)), bytes_(bytes) {
+    if (!memory_) RefuseAllocation(bytes);
+  }
+
+  std::uint8_t* GetData() const override { return memory_.get(); }
+  std::size_t GetSize() const override { return bytes_; }
+
+ private:
+  AlignedMemory memory_;
+  std::size_t bytes_;
+};
+
+class SystemAllocator final : public IMemoryBlockAllocator {
+ public:
+  std::shared_ptr<IMemoryBlock> AllocateBlock(std::size_t bytes) override {
+    return std::make_shared<SystemBlock>(bytes);
+  }
+};
+
+/// A block over memory of the caller's.
+class ForeignBlock final : public IMemoryBlock {
+ public:
+  ForeignBlock(std::uint8_t* data, std::size_t bytes, std::function<void()> release)
+      : data_(data), bytes_(bytes), release_(std::move(release)) {}
+  ~ForeignBlock() override {
+    if (release_) release_();
+  }
+  ForeignBlock(const ForeignBlock&) = delete;
+  ForeignBlock& operator=(const ForeignBlock&) = delete;
+
+  std::uint8_t* GetData() const override { return data_; }
+  std::size_t GetSize() const override { return bytes_; }
+
+ private:
+  std::uint8_t* data_;
+  std::size_t bytes_;
+  std::function<void()> release_;
+};
+
+/// A block whose memory a host program's callbacks give and take back.
+class ExtBlock final : public IMemoryBlock {
+ public:
+  ExtBlock(std::shared_ptr<const ExtBufferCallbacks> callbacks, std::size_t bytes)
+      : callbacks_(std::move(callbacks)), data_(callbacks_->allocate(bytes)), bytes_(bytes) {
+    if (data_ == nullptr) RefuseAllocation(bytes);
+  }
+  ~ExtBlock() override { callbacks_->release(data_, bytes_); }
+  ExtBlock(const ExtBlock&) = delete;
+  ExtBlock& operator=(const ExtBlock&) = delete;
+
+  std::uint8_t* GetData() const override { return data_; }
+  std::size_t GetSize() const override { return bytes_; }
+
+ private:
+  std::shared_ptr<const ExtBufferCallbacks> callbacks_;
+  std::uint8_t* data_;
+  std::size_t bytes_;
+};
+
+class ExtBufferAllocator final : public IMemoryBlockAllocator {
+ public:
+  explicit ExtBufferAllocator(ExtBufferCallbacks callbacks)
+      : callbacks_(std::make_shared<ExtBufferCallbacks>(std::move(callbacks))) {}
+
+  std::shared_ptr<IMemoryBlock> AllocateBlock(std::size_t bytes) override {
+    return std::make_shared<ExtBlock>(callbacks_, bytes);
+  }
+
+ private:
+  std::shared_ptr<const ExtBufferCallbacks> callbacks_;
+};
+
+struct CurrentExtBufferAllocator {
+  std::mutex mutex;
+  std::shared_ptr<IMemoryBlockAllocator> allocator;
+};
+
+// Never destroyed: destructors of other static objects may still ask for it.
+CurrentExtBufferAllocator& GetCurrentExtBufferAllocator() {
+  static auto& current = *new CurrentExtBufferAllocator;
+  return current;
+}
+
+}  // namespace
+
+AlignedMemory ObtainAlignedMemory(std::size_t bytes) {
+  return AlignedMemory(
+      static_cast<std::uint8_t*>(::operator new(bytes, kMemoryAlignment, std::nothrow)));
+}
+
+void RefuseAllocation(std::size_t bytes) {
+  throw VIXRuntimeError("No memory for a block of " + std::to_string(bytes) + " bytes");
+}
+
+std::shared_ptr<IMemoryBlockAllocator> GetSystemAllocator() {
+  // Never destroyed: buffers of other static objects may still grow.
+  static auto& allocator =
+      *new std::shared_ptr<IMemoryBlockAllocator>(std::make_shared<SystemAllocator>());
+  return allocator;
+}
+
+std::shared_ptr<IMemoryBlock> CreateMemoryBlock(std::uint8_t* data, std::size_t bytes,
+                                                std::function<void()> release) {
+  if (data == nullptr && bytes != 0) {
+    throw VIXRuntimeError("A block of " + std::to_string(bytes) + " bytes cannot start at null");
+  }
+  return std::make_shared<ForeignBlock>(data, bytes, std::move(release));
+}
+
+std::shared_ptr<IMemoryBlockAllocator> GetAllocator(const std::string& name) {
+  if (name != kExtBufferAllocatorName) return nullptr;
+  CurrentExtBufferAllocator& current = GetCurrentExtBufferAllocator();
+  const std::lock_guard lock(current.mutex);
+  return current.allocator;
+}
+
+void SetExtBufferCallbacks(ExtBufferCallbacks callbacks) {
+  if (!callbacks.allocate != !callbacks.release) {
+    throw VIXRuntimeError(std::string(kExtBufferAllocatorName) + " needs both callbacks or none");
+  }
+  std::shared_ptr<IMemoryBlockAllocator> allocator;
+  if (callbacks.allocate) allocator = std::make_shared<ExtBufferAllocator>(std::move(callbacks));
+  CurrentExtBufferAllocator& current = GetCurrentExtBufferAllocator();
+  // The local outlives the lock: the old callbacks are destroyed when the lock is free again.
+  const std::lock_guard lock(current.mutex);
+  current.allocator.swap(allocator);
+}
+
+}  // namespace vix

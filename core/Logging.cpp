@@ -1,0 +1,139 @@
+// SPDX-License-Identifier: BSD-2-Clause
+#include "vix/Logging.h"
+
+#include <unistd.h>
+
+#include <algorithm>
+#include <chrono>
+#include <cstdio>
+#include <ctime>
+#include <functional>
+#include <memory>
+#include <mutex>
+#include <string>
+#include <string_view>
+#include <utility>
+
+#include "EnumText.h"
+#include "vix/Error.h"
+
+namespace vix {
+namespace {
+
+constexpr EnumText<LogLevel> kLevelWords[] = {
+    {LogLevel::Fatal, "FATAL"}, {LogLevel::Error, "ERROR"}, {LogLevel::Warning, "WARNING"},
+    {LogLevel::Info, "INFO"},   {LogLevel::Debug, "DEBUG"},
+};
+
+struct CurrentWriter {
+  std::mutex mutex;
+  std::shared_ptr<ILoggerWriter> writer;
+};
+
+// Never destroyed: destructors of other static objects may still log.
+CurrentWriter& GetCurrentWriter() {
+  static auto& current = *new CurrentWriter;
+  return current;
+}
+
+// A plain pointer, so that destructors of other thread-local objects may still read it.
+thread_local ContextScope* innermostScope = nullptr;
+
+std::string_view FileName(std::string_view path) {
+  return path.substr(path.rfind('/') + 1);
+}
+
+/// Renders records as lines for a sink.
+class LineLoggerWriter final : public ILoggerWriter {
+ public:
+  using Sink = std::function<void(LogLevel, const std::string&)>;
+
+  explicit LineLoggerWriter(Sink sink) : sink_(std::move(sink)) {}
+
+  void Write(LogLevel level, const char* message, const char* context, const char* sourceFile,
+             const char* line, const char* /*reserved*/, const char* threadId,
+             const char* time) override {
+    std::string text = std::string(time) + ' ' + ToString(level) + " [" + threadId + "] ";
+    if (*context != '\0') text.append(context).append(": ");
+    text.append(message).append(" (").append(FileName(sourceFile));
+    text.append(":").append(line).append(")");
+    std::replace_if(
+        text.begin(), text.end(), [](char c) { return c == '\n' || c == '\r'; }, ' ');
+    // Recursive, because a sink that fails may report its failure through this very writer.
+    const std::lock_guard lock(mutex_);
+    sink_(level, text);
+  }
+
+ private:
+  std::recursive_mutex mutex_;
+  Sink sink_;
+};
+
+}  // namespace
+
+std::shared_ptr<ILoggerWriter> GetCurrentLoggerWriter() {
+  CurrentWriter& current = GetCurrentWriter();
+  const std::lock_guard lock(current.mutex);
+  return current.writer;
+}
+
+void SetCurrentLoggerWriter(std::shared_ptr<ILoggerWriter> writer) {
+  CurrentWriter& current = GetCurrentWriter();
+  const std::lock_guard lock(current.mutex);
+  // The parameter outlives the lock: the old writer is destroyed when the lock is free again.
+  current.writer.swap(writer);
+}
+
+std::shared_ptr<ILoggerWriter> CreateLineLoggerWriter(
+    std::function<void(LogLevel, const std::string& line)> sink) {
+  if (!sink) throw VIXRuntimeError("A line logger writer needs a sink");
+  return std::make_shared<LineLoggerWriter>(std::move(sink));
+}
+
+std::string GetCurrentTimeString() {
+  using std::chrono::duration_cast;
+  using std::chrono::milliseconds;
+  const auto sinceEpoch =
+      duration_cast<milliseconds>(std::chrono::system_clock::now().time_since_epoch());
+  const std::time_t seconds = duration_cast<std::chrono::seconds>(sinceEpoch).count();
+  std::tm local = {};
+  localtime_r(&seconds, &local);
+  const long offsetMinutes = std::labs(local.tm_gmtoff) / 60;
+  char text[64];
+  const int length =
+      std::snprintf(text, sizeof text, "%04d-%02d-%02dT%02d:%02d:%02d.%03d%c%02ld:%02ld",
+                    local.tm_year + 1900, local.tm_mon + 1, local.tm_mday, local.tm_hour,
+                    local.tm_min, local.tm_sec, static_cast<int>(sinceEpoch.count() % 1000),
+                    local.tm_gmtoff < 0 ? '-' : '+', offsetMinutes / 60, offsetMinutes % 60);
+  return {text, static_cast<std::size_t>(length)};
+}
+
+std::string GetThreadId() {
+  return std::to_string(gettid());
+}
+
+std::string GetCurrentContextString() {
+  return innermostScope ? innermostScope->context_ : "";
+}
+
+ContextScope::ContextScope(std::string context)
+    : context_(std::move(context)), outer_(innermostScope) {
+  innermostScope = this;
+}
+
+ContextScope::~ContextScope() {
+  // Scopes held by objects need not end in the reverse order of their beginnings.
+  ContextScope** link = &innermostScope;
+  while (*link != nullptr && *link != this) link = &(*link)->outer_;
+  if (*link == this) *link = outer_;
+}
+
+std::string ToString(int value) {
+  return std::to_string(value);
+}
+
+std::string ToString(LogLevel level) {
+  return TextOf(level, kLevelWords, "LogLevel");
+}
+
+}  // namespace vix

@@ -1,0 +1,73 @@
+// SPDX-License-Identifier: BSD-2-Clause
+#ifndef CORE_PARAMETERSCHEMA_H
+#define CORE_PARAMETERSCHEMA_H
+
+#include <cstddef>
+#include <cstdint>
+#include <memory>
+#include <mutex>
+#include <optional>
+#include <string>
+#include <variant>
+#include <vector>
+
+#include "vix/Parameters.h"
+#include "vix/Types.h"
+
+namespace vix {
+
+/// Value of a parameter; the alternative that it holds is the parameter's type.
+using ParameterValue =
+    std::variant<bool, std::int32_t, std::string, FourCC, ProResCodecVariant, ElementFactoryType,
+                 std::shared_ptr<const IParametersCollectionPrototype>>;
+
+/// One declared parameter.
+struct ParameterDeclaration {
+  std::string name;
+  std::size_t type;  ///< index of an alternative of ParameterValue
+  std::optional<ParameterValue> defaultValue;
+  std::vector<ParameterValue> allowedValues;  ///< empty = any value of the type
+  std::string description;
+};
+
+/// A declaration without default and without restriction.
+template <typename T>
+ParameterDeclaration DeclareParameter(const std::string& name, const std::string& description) {
+  return {name, ParameterValue(T{}).index(), std::nullopt, {}, description};
+}
+
+/// The core's schema. May be used by any thread: declarations are never changed in place, readers
+/// hold a list that stays as it is.
+class ParameterSchema final : public IParametersCollectionPrototype {
+ public:
+  using Declarations = std::vector<ParameterDeclaration>;
+
+  void AddParameterBool(const std::string& name, bool defaultValue,
+                        const std::string& description) override;
+  void AddParameterInt(const std::string& name, int defaultValue,
+                       const std::string& description) override;
+  void AddParameterString(const std::string& name, const std::string& defaultValue,
+                          const std::string& description) override;
+  void AddParameterFourCC(const std::string& name, const std::vector<FourCC>& allowedValues,
+                          const std::string& description) override;
+  void AddParameterProResCodecVariant(const std::string& name, ProResCodecVariant defaultValue,
+                                      const std::string& description) override;
+  std::vector<ParameterDescription> GetDescriptions() const override;
+
+  /// Refuses a name that is declared already.
+  void Declare(ParameterDeclaration declaration);
+  /// The declarations made so far, in their order.
+  std::shared_ptr<const Declarations> GetDeclarations() const;
+
+ private:
+  template <typename T>
+  void DeclareWithDefault(const std::string& name, const T& defaultValue,
+                          const std::string& description);
+
+  mutable std::mutex mutex_;
+  std::shared_ptr<const Declarations> declarations_ = std::make_shared<Declarations>();
+};
+
+}  // namespace vix
+
+#endif  // CORE_PARAMETERSCHEMA_H

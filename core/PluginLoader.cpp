@@ -1,0 +1,182 @@
+// SPDX-License-Identifier: BSD-2-Clause
+#include "vix/PluginLoader.h"
+
+#include <dlfcn.h>
+
+#include <cstddef>
+#include <exception>
+#include <filesystem>
+#include <memory>
+#include <string>
+#include <system_error>
+#include <utility>
+#include <vector>
+
+#include "RegistryTable.h"
+#include "vix/Buffers.h"
+#include "vix/Error.h"
+#include "vix/Registry.h"
+
+namespace vix {
+namespace {
+
+constexpr const char* kEntryName = "RegisterAll";
+
+[[noreturn]] void RefusePlugin(const std::string& path, const std::string& reason) {
+  throw VIXRuntimeError("Cannot load plug-in \"" + path + "\": " + reason);
+}
+
+/// A library in memory; it is unloaded when the last owner lets go.
+class Library {
+ public:
+  explicit Library(const std::string& path) : handle_(dlopen(path.c_str(), RTLD_NOW | RTLD_LOCAL)) {
+    if (handle_ == nullptr) RefusePlugin(path, dlerror());
+  }
+  ~Library() { dlclose(handle_); }
+  Library(const Library&) = delete;
+  Library& operator=(const Library&) = delete;
+
+  /// Address of an exported function, or null.
+  void* FindFunction(const char* name) const { return dlsym(handle_, name); }
+
+ private:
+  void* handle_;
+};
+
+/// An object whose code lies in a library. Members are destroyed from the last to the first, so
+/// the object's destructor has returned before the library can be unloaded; and the count that
+/// triggers it all is one that this core made, so that no code of the library runs then.
+template <typename T>
+struct Held {
+  std::shared_ptr<Library> library;
+  std::shared_ptr<T> object;
+};
+
+/// The same object, owned in such a way that the library stays as long as it.
+template <typename T>
+std::shared_ptr<T> Hold(const std::shared_ptr<Library>& library, std::shared_ptr<T> object) {
+  if (!object) return nullptr;
+  const auto held = std::make_shared<Held<T>>(Held<T>{library, std::move(object)});
+  return std::shared_ptr<T>(held, held->object.get());
+}
+
+/// An allocator whose blocks hold the library as well, since blocks may outlive their allocator.
+class HeldAllocator final : public IMemoryBlockAllocator {
+ public:
+  HeldAllocator(std::shared_ptr<Library> library, std::shared_ptr<IMemoryBlockAllocator> allocator)
+      : library_(std::move(library)), allocator_(std::move(allocator)) {}
+
+  std::shared_ptr<IMemoryBlock> AllocateBlock(std::size_t bytes) override {
+    return Hold(library_, allocator_->AllocateBlock(bytes));
+  }
+
+ private:
+  std::shared_ptr<Library> library_;
+  std::shared_ptr<IMemoryBlockAllocator> allocator_;
+};
+
+template <>
+std::shared_ptr<IMemoryBlockAllocator> Hold(const std::shared_ptr<Library>& library,
+                                            std::shared_ptr<IMemoryBlockAllocator> allocator) {
+  if (!allocator) return nullptr;
+  return std::make_shared<HeldAllocator>(library, std::move(allocator));
+}
+
+/// A factory like `factory` whose elements hold the library, or null when it is of another type.
+template <ElementFactoryType T>
+std::shared_ptr<IElementFactory> HoldFactoryOf(const std::shared_ptr<Library>& library,
+                                               const std::shared_ptr<IElementFactory>& factory) {
+  const auto typed = std::dynamic_pointer_cast<ElementFactory<T>>(factory);
+  if (!typed) return nullptr;
+  return std::make_shared<ElementFactory<T>>(
+      [library,
+       held = Hold(library, typed)](std::shared_ptr<const IParametersCollectionInstance> config) {
+        return Hold(library, held->GetCreator()(std::move(config)));
+      });
+}
+
+using FactoryHolder = std::shared_ptr<IElementFactory> (*)(const std::shared_ptr<Library>&,
+                                                           const std::shared_ptr<IElementFactory>&);
+constexpr FactoryHolder kFactoryHolders[] = {
+    HoldFactoryOf<ElementFactoryType::VideoDecoder>,
+    HoldFactoryOf<ElementFactoryType::VideoEncoder>,
+    HoldFactoryOf<ElementFactoryType::MemoryBlockAllocator>,
+};
+
+std::shared_ptr<IElementFactory> HoldFactory(const std::shared_ptr<Library>& library,
+                                             const std::shared_ptr<IElementFactory>& factory) {
+  for (const FactoryHolder hold : kFactoryHolders) {
+    if (auto held = hold(library, factory)) return held;
+  }
+  return Hold(library, factory);
+}
+
+/// Calls the plug-in's entry. The exception that may leave it is gone, with all its code, when this
+/// returns the reason as a text of our own; empty = success.
+std::string CallEntry(void* entry, const std::string& registrant) {
+  const auto registerAll = reinterpret_cast<void (*)(const char*)>(entry);
+  try {
+    registerAll(registrant.c_str());
+    return {};
+  } catch (const std::exception& error) {
+    return std::string(kEntryName) + " failed: " + error.what();
+  } catch (...) {
+    return std::string(kEntryName) + " failed with an exception of unknown kind";
+  }
+}
+
+class Plugin final : public IPlugin {
+ public:
+  Plugin(std::string path, std::shared_ptr<Library> library)
+      : path_(std::move(path)), library_(std::move(library)) {}
+  ~Plugin() override {
+    RegistryTable::Instance().RemoveIf(
+        [this](const Registration& registration) { return registration.plugin == library_.get(); });
+  }
+  Plugin(const Plugin&) = delete;
+  Plugin& operator=(const Plugin&) = delete;
+
+  std::string GetPath() const override { return path_; }
+
+  /// Runs the library's entry and adds what it registers.
+  void Register(const std::string& registrant) const {
+    void* const entry = library_->FindFunction(kEntryName);
+    if (entry == nullptr) RefusePlugin(path_, std::string("it has no entry ") + kEntryName);
+
+    RegistrationCollector collector;
+    const std::string failure = CallEntry(entry, registrant);
+    if (!failure.empty()) RefusePlugin(path_, failure);
+
+    std::vector<Registration>& registrations = collector.GetRegistrations();
+    for (Registration& registration : registrations) {
+      registration.plugin = library_.get();
+      registration.factory = HoldFactory(library_, registration.factory);
+      registration.entry = Hold(library_, registration.entry);
+    }
+    try {
+      RegistryTable::Instance().Add(registrations);
+    } catch (const VIXRuntimeError& error) {
+      RefusePlugin(path_, error.what());
+    }
+  }
+
+ private:
+  std::string path_;
+  std::shared_ptr<Library> library_;
+};
+
+}  // namespace
+
+std::shared_ptr<IPlugin> LoadPlugin(const std::string& path, const std::string& registrant) {
+  std::error_code error;
+  // An absolute path, because a bare name would be searched for in the system's library folders.
+  const std::string absolute = std::filesystem::absolute(path, error).string();
+  if (path.empty() || !std::filesystem::exists(absolute, error)) {
+    RefusePlugin(path, "there is no such file");
+  }
+  auto plugin = std::make_shared<Plugin>(absolute, std::make_shared<Library>(absolute));
+  plugin->Register(registrant);
+  return plugin;
+}
+
+}  // namespace vix

@@ -1,0 +1,70 @@
+// SPDX-License-Identifier: BSD-2-Clause
+#include "vix/RawVideoUtils.h"
+
+#include <cstdint>
+#include <limits>
+#include <memory>
+#include <string>
+#include <vector>
+
+#include "FourCCText.h"
+#include "vix/Error.h"
+
+namespace vix::RawVideoUtils {
+namespace {
+
+/// How pixels are packed into a row: whole groups only.
+struct Packing {
+  FourCC fourcc;
+  std::uint32_t pixelsPerGroup;
+  std::uint32_t bytesPerGroup;
+};
+
+constexpr Packing kPackings[] = {
+    {kFourCC_UYVY, 2, 4},
+    {kFourCC_V210, 48, 128},
+};
+
+const Packing& FindPacking(FourCC fourcc) {
+  for (const Packing& packing : kPackings) {
+    if (packing.fourcc == fourcc) return packing;
+  }
+  throw VIXRuntimeError("No raw picture geometry for " + FourCCText(fourcc) + "; known are " +
+                        FourCCText(kFourCC_UYVY) + " and " + FourCCText(kFourCC_V210));
+}
+
+std::uint32_t CheckedTo32Bits(std::uint64_t bytes, unsigned int width, unsigned int height) {
+  if (bytes > std::numeric_limits<std::uint32_t>::max()) {
+    throw VIXRuntimeError("A raw picture of " + std::to_string(width) + 'x' +
+                          std::to_string(height) + " takes more than 32 bits of bytes");
+  }
+  return static_cast<std::uint32_t>(bytes);
+}
+
+std::uint32_t GetStride(FourCC fourcc, unsigned int width, unsigned int height) {
+  const Packing& packing = FindPacking(fourcc);
+  const std::uint64_t groups =
+      (std::uint64_t{width} + packing.pixelsPerGroup - 1) / packing.pixelsPerGroup;
+  return CheckedTo32Bits(groups * packing.bytesPerGroup, width, height);
+}
+
+}  // namespace
+
+std::vector<std::uint32_t> GetStrides(std::shared_ptr<const IVideoParameters> parameters) {
+  const auto raw = std::dynamic_pointer_cast<const IVideoParameters_RAW>(parameters);
+  if (!raw) throw VIXRuntimeError("Strides are those of a raw video description; this is none");
+  return {GetStride(raw->GetFourCC(), raw->GetWidth(), raw->GetHeight())};
+}
+
+std::vector<std::uint32_t> GetStrides(FourCC fourcc, VideoChroma /*chroma*/, unsigned int width,
+                                      unsigned int height) {
+  return {GetStride(fourcc, width, height)};
+}
+
+std::uint32_t GetFrameBytes(FourCC fourcc, VideoChroma /*chroma*/, unsigned int width,
+                            unsigned int height) {
+  const std::uint64_t stride = GetStride(fourcc, width, height);
+  return CheckedTo32Bits(stride * height, width, height);
+}
+
+}  // namespace vix::RawVideoUtils

@@ -1,0 +1,173 @@
+// SPDX-License-Identifier: BSD-2-Clause
+#include "Recycler.h"
+
+#include <algorithm>
+#include <bit>
+#include <cstddef>
+#include <cstdint>
+#include <limits>
+#include <list>
+#include <memory>
+#include <mutex>
+#include <utility>
+
+#include "AlignedMemory.h"
+
+namespace vix {
+namespace {
+
+constexpr std::size_t kSmallestClass = 4096;
+constexpr std::size_t kClassesPerPowerOfTwo = 4;
+constexpr std::size_t kIdleLimit = std::size_t{512} << 20;
+constexpr std::size_t kLargestBlock = std::numeric_limits<std::size_t>::max() / 4;
+
+/// Bytes of the class that a block of `bytes` bytes belongs to. For bytes in (P, 2P], P a power of
+/// two, classes are P/4 apart, so that a class exceeds the request by less than P/4 < bytes/4.
+std::size_t SizeClass(std::size_t bytes) {
+  if (bytes <= kSmallestClass) return kSmallestClass;
+  const std::size_t step = std::bit_floor(bytes - 1) / kClassesPerPowerOfTwo;
+  return (bytes + step - 1) / step * step;
+}
+
+struct Storage {
+  AlignedMemory memory;
+  std::size_t bytes = 0;
+};
+
+/// A list of one: what is moved between the pool and a block is the list's node, so that giving
+/// memory back needs none.
+using StorageNode = std::list<Storage>;
+
+/// Memory that waits to be used again. May be used by any thread.
+class Pool {
+ public:
+  /// Memory of the size class of `bytes`.
+  StorageNode Take(std::size_t bytes) {
+    if (bytes > kLargestBlock) RefuseAllocation(bytes);
+    const std::size_t sizeClass = SizeClass(bytes);
+    StorageNode node = TakeIdle(sizeClass);
+    if (node.empty()) node = Obtain(sizeClass);
+    if (node.empty()) RefuseAllocation(bytes);
+    return node;
+  }
+
+  void GiveBack(StorageNode node) noexcept {
+    // Declared before the lock: memory is freed when the lock is free again.
+    StorageNode surplus;
+    const std::lock_guard lock(mutex_);
+    --statistics_.blocksInUse;
+    if (closed_) return;
+    statistics_.idleBytes += node.front().bytes;
+    idle_.splice(idle_.begin(), node);
+    while (statistics_.idleBytes > kIdleLimit && idle_.size() > 1) {
+      statistics_.idleBytes -= idle_.back().bytes;
+      surplus.splice(surplus.begin(), idle_, std::prev(idle_.end()));
+    }
+  }
+
+  /// Frees the idle memory; whatever is given back from now on is freed as well.
+  void Close() noexcept {
+    std::list<Storage> surplus;
+    const std::lock_guard lock(mutex_);
+    closed_ = true;
+    DropIdle(surplus);
+  }
+
+  RecyclerStatistics GetStatistics() const {
+    const std::lock_guard lock(mutex_);
+    return statistics_;
+  }
+
+ private:
+  // The most recently used memory comes first, because it may still be in a cache. The search is
+  // linear: a pool holds as many blocks as its element had in flight.
+  StorageNode TakeIdle(std::size_t sizeClass) {
+    StorageNode node;
+    const std::lock_guard lock(mutex_);
+    const auto found = std::find_if(idle_.begin(), idle_.end(), [=](const Storage& storage) {
+      return storage.bytes == sizeClass;
+    });
+    if (found == idle_.end()) return node;
+    node.splice(node.begin(), idle_, found);
+    statistics_.idleBytes -= sizeClass;
+    ++statistics_.blocksRecycled;
+    ++statistics_.blocksInUse;
+    return node;
+  }
+
+  /// New memory from the system; empty when it has none, even without the idle memory.
+  StorageNode Obtain(std::size_t sizeClass) {
+    AlignedMemory memory = ObtainAlignedMemory(sizeClass);
+    if (!memory) {
+      FreeIdle();
+      memory = ObtainAlignedMemory(sizeClass);
+    }
+    StorageNode node;
+    if (!memory) return node;
+    node.push_back({std::move(memory), sizeClass});
+    const std::lock_guard lock(mutex_);
+    ++statistics_.blocksFromSystem;
+    ++statistics_.blocksInUse;
+    statistics_.bytesFromSystem += sizeClass;
+    return node;
+  }
+
+  void FreeIdle() noexcept {
+    std::list<Storage> surplus;
+    const std::lock_guard lock(mutex_);
+    DropIdle(surplus);
+  }
+
+  /// Moves the idle memory to `surplus`, which has to outlive the lock. Needs the lock.
+  void DropIdle(std::list<Storage>& surplus) noexcept {
+    surplus.swap(idle_);
+    statistics_.idleBytes = 0;
+  }
+
+  mutable std::mutex mutex_;
+  std::list<Storage> idle_;  ///< most recently given back first
+  RecyclerStatistics statistics_;
+  bool closed_ = false;
+};
+
+class RecycledBlock final : public IMemoryBlock {
+ public:
+  RecycledBlock(std::shared_ptr<Pool> pool, std::size_t bytes)
+      : pool_(std::move(pool)), storage_(pool_->Take(bytes)), bytes_(bytes) {}
+  ~RecycledBlock() override { pool_->GiveBack(std::move(storage_)); }
+  RecycledBlock(const RecycledBlock&) = delete;
+  RecycledBlock& operator=(const RecycledBlock&) = delete;
+
+  std::uint8_t* GetData() const override { return storage_.front().memory.get(); }
+  std::size_t GetSize() const override { return bytes_; }
+
+ private:
+  std::shared_ptr<Pool> pool_;
+  StorageNode storage_;
+  std::size_t bytes_;
+};
+
+class Recycler final : public IMemoryBlockAllocator, public IRecyclerStatistics {
+ public:
+  Recycler() = default;
+  ~Recycler() override { pool_->Close(); }
+  Recycler(const Recycler&) = delete;
+  Recycler& operator=(const Recycler&) = delete;
+
+  std::shared_ptr<IMemoryBlock> AllocateBlock(std::size_t bytes) override {
+    return std::make_shared<RecycledBlock>(pool_, bytes);
+  }
+  RecyclerStatistics GetStatistics() const override { return pool_->GetStatistics(); }
+
+ private:
+  // Shared with the blocks, which give their memory back when the allocator is gone, too.
+  std::shared_ptr<Pool> pool_ = std::make_shared<Pool>();
+};
+
+}  // namespace
+
+std::shared_ptr<IMemoryBlockAllocator> CreateRecycler() {
+  return std::make_shared<Recycler>();
+}
+
+}  // namespace vix

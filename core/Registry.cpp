@@ -1,0 +1,234 @@
+// SPDX-License-Identifier: BSD-2-Clause
+#include "vix/Registry.h"
+
+#include <algorithm>
+#include <array>
+#include <charconv>
+#include <memory>
+#include <mutex>
+#include <optional>
+#include <string>
+#include <string_view>
+#include <utility>
+#include <vector>
+
+#include "ParameterSchema.h"
+#include "Recycler.h"
+#include "RegistryTable.h"
+#include "vix/Error.h"
+
+namespace vix {
+namespace {
+
+constexpr std::string_view kCoreIdPrefix = "vixCore ";
+
+/// The first numbers of a version tell whether plug-in and core understand each other.
+struct Compatibility {
+  int major;
+  int minor;
+  friend bool operator==(const Compatibility&, const Compatibility&) = default;
+};
+constexpr Compatibility kThisCore{0, 7};
+
+/// Reads "major.minor.patch.build.revision"; none when `version` is of another form.
+std::optional<Compatibility> ParseVersion(std::string_view version) {
+  std::array<int, 5> numbers{};
+  const char* next = version.data();
+  const char* const end = next + version.size();
+  for (int& number : numbers) {
+    const bool isFirst = &number == &numbers.front();
+    if (!isFirst && (next == end || *next++ != '.')) return std::nullopt;
+    const auto [stop, error] = std::from_chars(next, end, number);
+    if (error != std::errc() || number < 0) return std::nullopt;
+    next = stop;
+  }
+  if (next != end) return std::nullopt;
+  return Compatibility{numbers[0], numbers[1]};
+}
+
+void CheckCoreId(const std::string& coreId) {
+  std::optional<Compatibility> wanted;
+  if (coreId.starts_with(kCoreIdPrefix)) {
+    wanted = ParseVersion(std::string_view(coreId).substr(kCoreIdPrefix.size()));
+  }
+  if (!wanted) {
+    throw VIXRuntimeError("RegisterFactory: malformed core identity \"" + coreId + "\"; expected " +
+                          "the identity of a version major.minor.patch.build.revision");
+  }
+  if (*wanted != kThisCore) {
+    throw VIXRuntimeError("RegisterFactory: core identity \"" + coreId + "\" is not compatible " +
+                          "with this core, whose version is " + std::to_string(kThisCore.major) +
+                          '.' + std::to_string(kThisCore.minor));
+  }
+}
+
+/// Reads key and manifest off a registry entry.
+Registration ReadEntry(std::shared_ptr<const IParametersCollectionInstance> entry) try {
+  Registration registration;
+  registration.key = {entry->GetElementFactoryType("class"), entry->GetString("implementation"),
+                      entry->GetString("type")};
+  registration.manifest =
+      CreateParametersCollectionInstance(entry->GetParametersCollectionPrototype("init_config"));
+  registration.entry = std::move(entry);
+  return registration;
+} catch (const VIXRuntimeError& error) {
+  throw VIXRuntimeError(std::string("RegisterFactory: incomplete registry entry: ") + error.what());
+}
+
+std::shared_ptr<const IParametersCollectionInstance> MakeRecyclerEntry() {
+  const auto entry = CreateParametersCollectionInstance(GetRegistryEntryPrototype());
+  entry->SetElementFactoryType("class", ElementFactoryType::MemoryBlockAllocator);
+  entry->SetString("type", "Recycler");
+  entry->SetString("implementation", "vix");
+  entry->SetParametersCollectionPrototype("init_config", CreateParametersCollectionPrototype());
+  return entry;
+}
+
+/// Adds one registration to `table`; one that it replaces goes first.
+void Insert(std::vector<Registration>& table, const Registration& addition) {
+  const auto taken = std::find_if(table.begin(), table.end(), [&](const Registration& present) {
+    return present.key == addition.key;
+  });
+  if (taken != table.end()) {
+    if (taken->registrant != addition.registrant) {
+      throw VIXRuntimeError("RegisterFactory: " + addition.key.GetText() + " is taken by " +
+                            (taken->registrant ? "registrant \"" + *taken->registrant + '"'
+                                               : std::string("the core")));
+    }
+    table.erase(taken);
+  }
+  table.push_back(addition);
+}
+
+thread_local RegistrationCollector* innermostCollector = nullptr;
+
+}  // namespace
+
+std::string RegistryKey::GetText() const {
+  return GetLabel(factoryType) + '.' + implementation + '.' + type;
+}
+
+RegistryTable& RegistryTable::Instance() {
+  // Never destroyed: elements may be made and dropped by destructors of other static objects.
+  static auto& table = *new RegistryTable;
+  return table;
+}
+
+RegistryTable::RegistryTable() {
+  using RecyclerFactory = ElementFactory<ElementFactoryType::MemoryBlockAllocator>;
+  Registration recycler = ReadEntry(MakeRecyclerEntry());
+  recycler.factory = std::make_shared<RecyclerFactory>(
+      [](std::shared_ptr<const IParametersCollectionInstance>) { return CreateRecycler(); });
+  registrations_.push_back(std::move(recycler));
+}
+
+void RegistryTable::Add(const std::vector<Registration>& additions) {
+  // Declared before the lock, and so destroyed after it: what is replaced goes without the lock.
+  std::vector<Registration> next;
+  const std::lock_guard lock(mutex_);
+  next = registrations_;
+  for (const Registration& addition : additions) Insert(next, addition);
+  next.swap(registrations_);
+}
+
+void RegistryTable::RemoveIf(const Predicate& predicate) {
+  std::vector<Registration> next;  // before the lock, as in Add()
+  const std::lock_guard lock(mutex_);
+  std::remove_copy_if(registrations_.begin(), registrations_.end(), std::back_inserter(next),
+                      predicate);
+  next.swap(registrations_);
+}
+
+std::optional<Registration> RegistryTable::Find(const RegistryKey& key) const {
+  const std::lock_guard lock(mutex_);
+  for (const Registration& registration : registrations_) {
+    if (registration.key == key) return registration;
+  }
+  return std::nullopt;
+}
+
+std::vector<Registration> RegistryTable::GetAll() const {
+  const std::lock_guard lock(mutex_);
+  return registrations_;
+}
+
+RegistrationCollector::RegistrationCollector() : outer_(innermostCollector) {
+  innermostCollector = this;
+}
+
+RegistrationCollector::~RegistrationCollector() {
+  innermostCollector = outer_;
+}
+
+RegistrationCollector* RegistrationCollector::GetCurrent() {
+  return innermostCollector;
+}
+
+std::shared_ptr<const IParametersCollectionPrototype> GetRegistryEntryPrototype() {
+  // Never destroyed, as the registry.
+  static const auto& prototype = *new std::shared_ptr<const ParameterSchema>([] {
+    auto schema = std::make_shared<ParameterSchema>();
+    schema->Declare(DeclareParameter<ElementFactoryType>("class", "Kind of element"));
+    schema->Declare(DeclareParameter<std::string>("type", "What the element codes or does"));
+    schema->Declare(DeclareParameter<std::string>("implementation", "Who implements the element"));
+    schema->Declare(DeclareParameter<std::shared_ptr<const IParametersCollectionPrototype>>(
+        "init_config", "The element's own parameters"));
+    return schema;
+  }());
+  return prototype;
+}
+
+std::string GetVIXCoreIdInternal(std::string version) {
+  return std::string(kCoreIdPrefix) + version;
+}
+
+void RegisterFactory(std::string registrant, std::string coreId,
+                     std::shared_ptr<IElementFactory> factory,
+                     std::shared_ptr<const IParametersCollectionInstance> registryEntry) {
+  CheckCoreId(coreId);
+  if (!factory) throw VIXRuntimeError("RegisterFactory: the factory is null");
+  if (!registryEntry) throw VIXRuntimeError("RegisterFactory: the registry entry is null");
+
+  Registration registration = ReadEntry(std::move(registryEntry));
+  if (factory->GetFactoryType() != registration.key.factoryType) {
+    throw VIXRuntimeError("RegisterFactory: " + registration.key.GetText() + " came with a " +
+                          GetLabel(factory->GetFactoryType()) + " factory");
+  }
+  registration.registrant = std::move(registrant);
+  registration.factory = std::move(factory);
+
+  if (RegistrationCollector* collector = RegistrationCollector::GetCurrent()) {
+    collector->GetRegistrations().push_back(std::move(registration));
+  } else {
+    RegistryTable::Instance().Add({std::move(registration)});
+  }
+}
+
+void UnregisterFactories(const std::string& registrant) {
+  RegistryTable::Instance().RemoveIf(
+      [&](const Registration& registration) { return registration.registrant == registrant; });
+}
+
+std::shared_ptr<IElementFactory> GetFactory(ElementFactoryType factoryType,
+                                            const std::string& implementation,
+                                            const std::string& type) {
+  const auto found = RegistryTable::Instance().Find({factoryType, implementation, type});
+  return found ? found->factory : nullptr;
+}
+
+std::shared_ptr<const IParametersCollectionInstance> GetManifest(ElementFactoryType factoryType,
+                                                                 const std::string& implementation,
+                                                                 const std::string& type) {
+  const auto found = RegistryTable::Instance().Find({factoryType, implementation, type});
+  return found ? found->manifest : nullptr;
+}
+
+std::vector<std::shared_ptr<const IParametersCollectionInstance>> GetRegistryEntries() {
+  std::vector<std::shared_ptr<const IParametersCollectionInstance>> entries;
+  for (const Registration& registration : RegistryTable::Instance().GetAll()) {
+    entries.push_back(registration.entry);
+  }
+  return entries;
+}
+
+}  // namespace vix
