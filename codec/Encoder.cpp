@@ -1,0 +1,330 @@
+// SPDX-License-Identifier: BSD-2-Clause
+#include "Encoder.h"
+
+#include <algorithm>
+#include <limits>
+
+#include "bitstream/BigEndian.h"
+#include "bitstream/PictureGeometry.h"
+#include "bitstream/PictureHeader.h"
+#include "bitstream/SliceHeader.h"
+#include "bitstream/SliceTable.h"
+#include "entropy/CoefficientEncoder.h"
+#include "pixel/PixelFormat.h"
+#include "pixel/UnpackRows.h"
+#include "rate/FrameTarget.h"
+#include "rate/Variant.h"
+#include "transform/ForwardTransform.h"
+
+namespace prores {
+namespace {
+
+constexpr std::array<std::uint8_t, 4> kEncoderIdentifier{'v', 'i', 'x', 'p'};
+constexpr std::uint32_t kMinPictureSize = 2;
+
+/// Blocks of one component of a slice.
+constexpr std::uint32_t BlockCount(SliceSpan slice, unsigned component) {
+  return slice.macroblocks * BlocksPerMacroblock(ChromaFormat::k422, component);
+}
+
+/// Coefficients of all components of so many macroblocks.
+constexpr std::size_t CoefficientCount(std::size_t macroblocks) {
+  constexpr std::size_t kPerMacroblock = (BlocksPerMacroblock(ChromaFormat::k422, 0) +
+                                          2 * BlocksPerMacroblock(ChromaFormat::k422, 1)) *
+                                         kBlockSamples;
+  return macroblocks * kPerMacroblock;
+}
+
+Status CheckArguments(const EncodeParamsRecord& params, const PixelBufferRecord& source) {
+  const VariantProfile* const profile = FindVariant(params.codecType);
+  if (profile == nullptr || !IsValidPicture(source) || source.width < kMinPictureSize ||
+      source.height < kMinPictureSize ||
+      (params.interlaceMode != kWPRProgressive && params.interlaceMode != kWPRTopFieldFirst)) {
+    return Status::kBadArgument;
+  }
+  // Readers disagree about the macroblock rows of two fields that need different numbers of them.
+  const bool unequalFields = source.height % (2 * kMacroblockSize) == 1;
+  if (params.interlaceMode != kWPRProgressive && unequalFields) return Status::kUnsupported;
+  if (MaxFrameBytes(*profile, source.width, source.height) >
+      std::numeric_limits<std::uint32_t>::max()) {
+    return Status::kUnsupported;
+  }
+  return Status::kSuccess;
+}
+
+FrameHeader MakeHeader(const EncodeParamsRecord& params, const PixelBufferRecord& source,
+                       const VariantProfile& profile) {
+  FrameHeader header;
+  header.encoderIdentifier = kEncoderIdentifier;
+  header.width = static_cast<std::uint16_t>(source.width);
+  header.height = static_cast<std::uint16_t>(source.height);
+  header.interlaceMode = static_cast<InterlaceMode>(params.interlaceMode);
+  header.lumaMatrix = profile.luma;
+  header.chromaMatrix = profile.chroma;
+  return header;
+}
+
+/// One macroblock row of planar samples, extended to whole macroblocks by repeating the last column
+/// and the last line.
+class Strip {
+ public:
+  /// Columns behind the last macroblock's, where an unpacker's last group may end.
+  static constexpr std::size_t kSpareColumns = kMacroblockSize;
+  static_assert(kSpareColumns >= kUnpackGroupPixels);
+
+  static std::size_t Samples(std::size_t macroblocks) {
+    return 2 * Stride(0, macroblocks) * kMacroblockSize;
+  }
+
+  /// @param samples Samples(macroblocks) samples.
+  Strip(std::span<std::uint16_t> samples, std::size_t macroblocks) : macroblocks_(macroblocks) {
+    std::uint16_t* plane = samples.data();
+    for (unsigned component = 0; component < kComponents; ++component) {
+      planes_[component] = plane;
+      plane += Stride(component) * kMacroblockSize;
+    }
+  }
+
+  std::size_t Stride(unsigned component) const { return Stride(component, macroblocks_); }
+
+  std::uint16_t* Line(unsigned component, std::size_t line) const {
+    return planes_[component] + line * Stride(component);
+  }
+
+  /// Unpacks `lines` (1..16) rows that are `pitch` bytes apart.
+  void Unpack(const std::uint8_t* row, std::size_t pitch, std::size_t lines, std::size_t width,
+              UnpackRow unpackRow) const {
+    for (std::size_t line = 0; line < lines; ++line) {
+      unpackRow(row + line * pitch, width, {Line(0, line), Line(1, line), Line(2, line)});
+    }
+    for (unsigned component = 0; component < kComponents; ++component) {
+      const std::size_t columns = component == 0 ? width : (width + 1) / 2;
+      for (std::size_t line = 0; line < lines; ++line) {
+        std::uint16_t* const samples = Line(component, line);
+        std::fill(samples + columns, samples + Stride(component), samples[columns - 1]);
+      }
+      for (std::size_t line = lines; line < kMacroblockSize; ++line) {
+        std::copy_n(Line(component, lines - 1), Stride(component), Line(component, line));
+      }
+    }
+  }
+
+ private:
+  static std::size_t Stride(unsigned component, std::size_t macroblocks) {
+    const std::size_t columns = macroblocks * kMacroblockSize + kSpareColumns;
+    return component == 0 ? columns : columns / 2;
+  }
+
+  std::size_t macroblocks_;
+  std::array<std::uint16_t*, kComponents> planes_{};
+};
+
+/// Replaces the blocks that lie wholly outside the picture by the cheapest ones: the DC of the
+/// block before and nothing else. The first block of a slice is never one of them.
+void FlattenOutside(std::span<std::int16_t> coefficients, std::size_t blocks, unsigned component,
+                    std::size_t columns, std::size_t lines) {
+  for (std::uint32_t block = 1; block < blocks; ++block) {
+    const BlockPosition position = PositionOfBlock(component, block);
+    if (position.x < columns && position.y < lines) continue;
+    coefficients[block] = coefficients[block - 1];
+    for (std::size_t i = block + blocks; i < coefficients.size(); i += blocks) coefficients[i] = 0;
+  }
+}
+
+}  // namespace
+
+/// What the steps of encoding one frame need to know of it. Macroblock rows are numbered through
+/// all pictures of the frame, and so are slices.
+class Encoder::Frame {
+ public:
+  Frame(const EncodeParamsRecord& params, const PixelBufferRecord& source,
+        const VariantProfile& profile)
+      : header(MakeHeader(params, source, profile)),
+        layout(source.width, kLog2SliceWidth),
+        pictures(PictureCount(header.interlaceMode)),
+        target(TargetFrameBytes(profile, source.width, source.height)) {
+    for (unsigned picture = 0; picture < pictures; ++picture) {
+      strips += Geometry(picture).MacroblockRows();
+    }
+  }
+
+  PictureGeometry Geometry(unsigned picture) const {
+    return GeometryOf(header.height, header.interlaceMode, picture);
+  }
+  std::uint32_t PictureSlices(unsigned picture) const {
+    return Geometry(picture).MacroblockRows() * layout.SlicesPerRow();
+  }
+  std::uint32_t Slices() const { return strips * layout.SlicesPerRow(); }
+  SliceSpan Slice(std::uint32_t slice) const { return layout[slice % layout.SlicesPerRow()]; }
+
+  /// Coefficients of a component of a slice, within those of the frame.
+  std::span<std::int16_t> Coefficients(std::span<std::int16_t> all, std::uint32_t slice,
+                                       unsigned component) const {
+    const SliceSpan span = Slice(slice);
+    const std::size_t strip = slice / layout.SlicesPerRow();
+    std::size_t first = CoefficientCount(strip * layout.Macroblocks() + span.firstMacroblock);
+    for (unsigned i = 0; i < component; ++i) first += BlockCount(span, i) * kBlockSamples;
+    return all.subspan(first, BlockCount(span, component) * kBlockSamples);
+  }
+
+  const FrameHeader header;
+  const SliceLayout layout;
+  const unsigned pictures;
+  const std::uint64_t target;
+  std::uint32_t strips = 0;
+};
+
+/// Measures slices by quantising and counting.
+class Encoder::Meter : public SliceMeter {
+ public:
+  Meter(Encoder& encoder, const Frame& frame) : encoder_(encoder), frame_(frame) {}
+
+  void Measure(unsigned rung, std::span<const std::uint32_t> slices,
+               std::span<SliceSize> sizes) override {
+    encoder_.pool_.ParallelFor(
+        static_cast<std::uint32_t>(slices.size()), [&](std::uint32_t i, std::uint32_t worker) {
+          const auto bytes = [&](unsigned component) {
+            return static_cast<std::uint16_t>(CountCoefficientBytes(
+                encoder_.Quantise(frame_, slices[i], component, rung, encoder_.workers_[worker])));
+          };
+          sizes[slices[i]] = {bytes(0), bytes(1), bytes(2)};
+        });
+  }
+
+ private:
+  Encoder& encoder_;
+  const Frame& frame_;
+};
+
+Status Encoder::Encode(const EncodeParamsRecord& params, const PixelBufferRecord& source,
+                       std::span<std::uint8_t> destination, std::uint32_t& compressedBytes) {
+  if (const Status status = CheckArguments(params, source); status != Status::kSuccess) {
+    return status;
+  }
+  const Frame frame(params, source, *FindVariant(params.codecType));
+  Reserve(frame);
+  pool_.ParallelFor(frame.strips, [&](std::uint32_t strip, std::uint32_t worker) {
+    TransformStrip(frame, source, strip, workers_[worker]);
+  });
+
+  Meter meter(*this, frame);
+  const std::uint64_t overhead = OverheadBytes(frame.header);
+  const std::span<const SliceChoice> choices =
+      rateControl_.Choose(meter, frame.Slices(), frame.target - overhead);
+  std::uint64_t frameBytes = overhead;
+  for (const SliceChoice& choice : choices) frameBytes += choice.size.Payload();
+  if (frameBytes > destination.size()) return Status::kDestinationTooSmall;
+
+  WriteHeaders(frame, choices, destination.data());
+  pool_.ParallelFor(frame.Slices(), [&](std::uint32_t slice, std::uint32_t worker) {
+    WriteSlice(frame, slice, choices[slice], destination.data(), workers_[worker]);
+  });
+  compressedBytes = static_cast<std::uint32_t>(frameBytes);
+  return Status::kSuccess;
+}
+
+void Encoder::Reserve(const Frame& frame) {
+  workers_.resize(std::max<std::size_t>(workers_.size(), pool_.StartWorkers(frame.Slices())));
+  for (Worker& worker : workers_) {
+    const std::size_t samples = Strip::Samples(frame.layout.Macroblocks());
+    if (worker.samples.size() < samples) worker.samples.resize(samples);
+  }
+  const std::size_t macroblocks = std::size_t{frame.strips} * frame.layout.Macroblocks();
+  coefficients_.resize(CoefficientCount(macroblocks));
+  offsets_.resize(frame.Slices());
+  ladder_.Prepare(frame.header);
+}
+
+void Encoder::TransformStrip(const Frame& frame, const PixelBufferRecord& source,
+                             std::uint32_t strip, Worker& worker) {
+  const std::uint32_t firstFieldStrips = frame.Geometry(0).MacroblockRows();
+  const bool secondField = strip >= firstFieldStrips;
+  const PictureGeometry geometry = frame.Geometry(secondField ? 1 : 0);
+  const std::size_t top =
+      std::size_t{strip - (secondField ? firstFieldStrips : 0)} * kMacroblockSize;
+  const std::size_t lines = std::min<std::size_t>(kMacroblockSize, geometry.lines - top);
+  const std::size_t firstRow = geometry.firstLine + top * geometry.lineStep;
+
+  const Strip samples(worker.samples, frame.layout.Macroblocks());
+  samples.Unpack(static_cast<const std::uint8_t*>(source.baseAddress) + firstRow * source.rowBytes,
+                 std::size_t{geometry.lineStep} * source.rowBytes, lines, source.width,
+                 UnpackerFor(source.pixelFormat));
+
+  for (std::uint32_t i = 0; i < frame.layout.SlicesPerRow(); ++i) {
+    const SliceSpan span = frame.layout[i];
+    for (unsigned component = 0; component < kComponents; ++component) {
+      const std::size_t firstColumn =
+          span.firstMacroblock * MacroblockColumns(ChromaFormat::k422, component);
+      const std::uint32_t blocks = BlockCount(span, component);
+      std::array<const std::uint16_t*, kMaxSliceBlocks> origins;
+      for (std::uint32_t block = 0; block < blocks; ++block) {
+        const BlockPosition position = PositionOfBlock(component, block);
+        origins[block] = samples.Line(component, position.y) + firstColumn + position.x;
+      }
+      const std::span<std::int16_t> coefficients =
+          frame.Coefficients(coefficients_, strip * frame.layout.SlicesPerRow() + i, component);
+      ForwardTransform(std::span(origins).first(blocks), samples.Stride(component),
+                       ScanFor(frame.header.interlaceMode), coefficients.data());
+      const std::size_t columns = component == 0 ? source.width : (source.width + 1) / 2;
+      FlattenOutside(coefficients, blocks, component, columns - firstColumn, lines);
+    }
+  }
+}
+
+/// Levels of a component of a slice; valid until the worker's next call.
+std::span<const std::int16_t> Encoder::Quantise(const Frame& frame, std::uint32_t slice,
+                                                unsigned component, unsigned rung, Worker& worker) {
+  const std::span<const std::int16_t> coefficients =
+      frame.Coefficients(coefficients_, slice, component);
+  const std::span<std::int16_t> levels = std::span(worker.levels).first(coefficients.size());
+  ladder_[rung].ForComponent(component).Quantise(
+      coefficients.data(), coefficients.size() / kBlockSamples, levels.data());
+  return levels;
+}
+
+/// Writes everything in front of the slices of each picture, and finds the slices' places.
+void Encoder::WriteHeaders(const Frame& frame, std::span<const SliceChoice> choices,
+                           std::uint8_t* destination) {
+  std::uint32_t pictureStart = static_cast<std::uint32_t>(FrameHeaderBytes(frame.header));
+  std::uint32_t slice = 0;
+  for (unsigned picture = 0; picture < frame.pictures; ++picture) {
+    const std::uint32_t slices = frame.PictureSlices(picture);
+    std::uint8_t* entry = destination + pictureStart + PictureHeader::kWrittenBytes;
+    auto offset = static_cast<std::uint32_t>(pictureStart + PictureHeader::kWrittenBytes +
+                                             slices * kSliceTableEntryBytes);
+    for (const std::uint32_t end = slice + slices; slice < end; ++slice) {
+      const auto sliceBytes =
+          static_cast<std::uint16_t>(SliceHeader::kWrittenBytes + choices[slice].size.Payload());
+      WriteU16(entry, sliceBytes);
+      entry += kSliceTableEntryBytes;
+      offsets_[slice] = offset;
+      offset += sliceBytes;
+    }
+    PictureHeader header;
+    header.pictureBytes = offset - pictureStart;
+    header.sliceCount = static_cast<std::uint16_t>(slices);
+    header.log2SliceWidth = kLog2SliceWidth;
+    WritePictureHeader(header, destination + pictureStart);
+    pictureStart = offset;
+  }
+  WriteFrameHeader(frame.header, pictureStart, destination);
+}
+
+void Encoder::WriteSlice(const Frame& frame, std::uint32_t slice, const SliceChoice& choice,
+                         std::uint8_t* destination, Worker& worker) {
+  SliceHeader header;
+  header.quantizationIndex = QuantisationIndex(choice.rung);
+  header.componentBytes = {choice.size.luma, choice.size.cb, choice.size.cr};
+  std::uint8_t* next = destination + offsets_[slice];
+  WriteSliceHeader(header, next);
+  next += SliceHeader::kWrittenBytes;
+  for (unsigned component = 0; component < kComponents; ++component) {
+    const std::size_t bytes = header.componentBytes[component];
+    // Cannot fail: the same levels were counted.
+    static_cast<void>(WriteCoefficients(Quantise(frame, slice, component, choice.rung, worker),
+                                        std::span(next, bytes)));
+    next += bytes;
+  }
+}
+
+}  // namespace prores

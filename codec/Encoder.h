@@ -1,0 +1,72 @@
+// SPDX-License-Identifier: BSD-2-Clause
+#ifndef CODEC_ENCODER_H
+#define CODEC_ENCODER_H
+
+#include <array>
+#include <cstddef>
+#include <cstdint>
+#include <span>
+#include <vector>
+
+#include "ProRes/ProRes.h"
+#include "Status.h"
+#include "bitstream/BlockOrder.h"
+#include "bitstream/FrameHeader.h"
+#include "bitstream/SliceLayout.h"
+#include "parallel/WorkerPool.h"
+#include "rate/QuantiserLadder.h"
+#include "rate/RateControl.h"
+
+namespace prores {
+
+/**
+ * Encoder of one stream: packed 4:2:2 pictures to compressed frames.
+ *
+ * Macroblock rows of the picture are unpacked and transformed; the coefficients of the whole frame
+ * are kept while the rate control tries quantisers on them; then the slices are written straight to
+ * their places. Rows and slices are shared out to the worker threads. Memory grows with the largest
+ * frame so far and is kept: two bytes per sample of the frame, and of one row of macroblocks per
+ * thread.
+ */
+class Encoder {
+ public:
+  /// @param threads as for WorkerPool.
+  explicit Encoder(std::uint32_t threads) : pool_(threads) {}
+
+  /// Encodes `source` to the start of `destination`, as WPREncodeFrame() says.
+  /// @param compressedBytes receives the size of the frame, on success only.
+  /// @throws std::bad_alloc; the encoder stays usable.
+  Status Encode(const EncodeParamsRecord& params, const PixelBufferRecord& source,
+                std::span<std::uint8_t> destination, std::uint32_t& compressedBytes);
+
+ private:
+  class Frame;
+  class Meter;
+
+  /// What one thread works with.
+  struct Worker {
+    std::vector<std::uint16_t> samples;  ///< one macroblock row, see Strip
+    alignas(64) std::array<std::int16_t, kMaxSliceBlocks * kBlockSamples> levels;
+  };
+
+  void Reserve(const Frame& frame);
+  void TransformStrip(const Frame& frame, const PixelBufferRecord& source, std::uint32_t strip,
+                      Worker& worker);
+  std::span<const std::int16_t> Quantise(const Frame& frame, std::uint32_t slice,
+                                         unsigned component, unsigned rung, Worker& worker);
+  void WriteHeaders(const Frame& frame, std::span<const SliceChoice> choices,
+                    std::uint8_t* destination);
+  void WriteSlice(const Frame& frame, std::uint32_t slice, const SliceChoice& choice,
+                  std::uint8_t* destination, Worker& worker);
+
+  WorkerPool pool_;
+  std::vector<Worker> workers_;
+  std::vector<std::int16_t> coefficients_;  ///< slice by slice, Y, Cb, Cr, each in coded order
+  std::vector<std::uint32_t> offsets_;      ///< of each slice in the frame
+  QuantiserLadder ladder_;
+  RateControl rateControl_;
+};
+
+}  // namespace prores
+
+#endif  // CODEC_ENCODER_H

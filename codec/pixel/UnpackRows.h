@@ -1,0 +1,44 @@
+// SPDX-License-Identifier: BSD-2-Clause
+#ifndef CODEC_PIXEL_UNPACKROWS_H
+#define CODEC_PIXEL_UNPACKROWS_H
+
+#include <cstddef>
+#include <cstdint>
+
+#include "ProRes/ProRes.h"
+
+/**
+ * @file
+ * Packed 4:2:2 rows to planar 10-bit samples.
+ */
+
+namespace prores {
+
+/// Where one planar row goes: 10-bit code values, 0..1023.
+struct PlanarRow {
+  std::uint16_t* luma;
+  std::uint16_t* cb;
+  std::uint16_t* cr;
+};
+
+/// Pixels that an unpacker handles at a time at most. It writes whole groups: up to
+/// `kUnpackGroupPixels - 1` luma and half as many chroma samples behind the row's last one.
+inline constexpr std::size_t kUnpackGroupPixels = 6;
+
+/// Unpacks the `width` pixels of one row. Reads PackedRowBytes() bytes of `row` and no more.
+using UnpackRow = void (*)(const std::uint8_t* row, std::size_t width, const PlanarRow& out);
+
+/// '2vuy': 8 bits in the byte order Cb Y Cr Y; the 8-bit code value v is the 10-bit value 4 v.
+void UnpackRow2vuy(const std::uint8_t* row, std::size_t width, const PlanarRow& out);
+
+/// 'v210': six pixels in four little-endian 32-bit words of three 10-bit components each.
+void UnpackRowV210(const std::uint8_t* row, std::size_t width, const PlanarRow& out);
+
+/// The unpacker of a WPRPixelFormat.
+constexpr UnpackRow UnpackerFor(std::uint32_t pixelFormat) {
+  return pixelFormat == kWPRPixelFormatV210 ? UnpackRowV210 : UnpackRow2vuy;
+}
+
+}  // namespace prores
+
+#endif  // CODEC_PIXEL_UNPACKROWS_H

@@ -1,0 +1,34 @@
+// SPDX-License-Identifier: BSD-2-Clause
+#ifndef CODEC_RATE_VARIANT_H
+#define CODEC_RATE_VARIANT_H
+
+#include <cstddef>
+#include <cstdint>
+
+#include "bitstream/FrameHeader.h"
+
+/**
+ * @file
+ * What tells the variants of the codec apart: the stream is the same for all, they differ in size
+ * and in how the size is spent.
+ */
+
+namespace prores {
+
+/// In the order of their rates.
+enum class Variant : std::uint8_t { kProxy, kLT, kStandard, kHQ };
+inline constexpr std::size_t kVariantCount = 4;
+
+struct VariantProfile {
+  std::uint32_t codecType;  ///< the WPRCodecType
+  Variant variant;
+  const QuantMatrix& luma;
+  const QuantMatrix& chroma;
+};
+
+/// The profile with that code, or null if there is none.
+const VariantProfile* FindVariant(std::uint32_t codecType);
+
+}  // namespace prores
+
+#endif  // CODEC_RATE_VARIANT_H
