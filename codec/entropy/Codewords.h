@@ -92,8 +92,8 @@ struct Codeword {
   friend constexpr bool operator==(const Codeword&, const Codeword&) = default;
 };
 
-/// Codeword of `value`, which must be below 2^24: its significant bits fit 32 bits, and so does
-/// every word of the values that occur (magnitudes below 2^17).
+/// Codeword of `value`. The values that occur are below 2^17, which makes no word longer than 34
+/// bits; all but the leading zeros fit `bits`.
 constexpr Codeword CodewordOf(const Code& code, std::uint32_t value) {
   const std::uint32_t riceMask = (1u << code.riceBits) - 1;
   if (value < code.FirstGolombValue()) {
@@ -102,7 +102,7 @@ constexpr Codeword CodewordOf(const Code& code, std::uint32_t value) {
             zeros + 1 + static_cast<std::uint32_t>(code.riceBits)};
   }
   const std::uint32_t word = value - code.FirstGolombValue() + (1u << code.golombOrder);
-  const int significant = std::bit_width(word);
+  const auto significant = static_cast<int>(std::bit_width(word));
   const int zeros = code.lastRicePrefix + significant - code.golombOrder;
   return {word, static_cast<std::uint32_t>(zeros + significant)};
 }

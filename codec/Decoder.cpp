@@ -1,0 +1,279 @@
+// SPDX-License-Identifier: BSD-2-Clause
+#include "Decoder.h"
+
+#include <algorithm>
+#include <cstring>
+
+#include "bitstream/PictureGeometry.h"
+#include "bitstream/PictureHeader.h"
+#include "bitstream/SliceHeader.h"
+#include "entropy/CoefficientDecoder.h"
+#include "pixel/ChromaFilter.h"
+#include "pixel/PixelFormat.h"
+
+namespace prores {
+
+Decoder::Result Decoder::Decode(std::span<const std::uint8_t> frame,
+                                const PixelBufferRecord& destination, bool firstFieldOnly) {
+  const Status status = Parse(frame, destination, firstFieldOnly);
+  if (status != Status::kSuccess) return {status};
+  Prepare();
+  pool_.ParallelFor(static_cast<std::uint32_t>(strips_.size()),
+                    [this](std::uint32_t strip, std::uint32_t worker) {
+                      DecodeStrip(strips_[strip], scratch_[worker]);
+                    });
+  ConcealLostStrips();
+
+  Result result{Status::kSuccess};
+  for (const Strip& strip : strips_) result.damagedSlices += strip.damagedSlices;
+  return result;
+}
+
+Status Decoder::Parse(std::span<const std::uint8_t> frame, const PixelBufferRecord& destination,
+                      bool firstFieldOnly) {
+  std::span<const std::uint8_t> pictures;
+  const Status status = ParseFrameHeader(frame, header_, pictures);
+  if (status != Status::kSuccess) return status;
+  destination_ = destination;
+  macroblocks_ = MacroblocksFor(header_.width);
+
+  const bool alone = firstFieldOnly && header_.interlaceMode != InterlaceMode::kProgressive;
+  const std::uint32_t tallest =
+      alone ? GeometryOf(header_.height, header_.interlaceMode, 0).lines : header_.height;
+  const std::uint32_t lowest = alone ? header_.height / 2 : header_.height;
+  if (destination.width != header_.width) return Status::kBadArgument;
+  if (destination.height < lowest || destination.height > tallest) return Status::kBadArgument;
+
+  strips_.clear();
+  for (unsigned i = 0; i < (alone ? 1 : PictureCount(header_.interlaceMode)); ++i) {
+    const Status pictureStatus = ParsePicture(i, alone, pictures);
+    if (pictureStatus != Status::kSuccess) return pictureStatus;
+    if (i == 0) firstPictureStrips_ = strips_.size();
+  }
+  return Status::kSuccess;
+}
+
+Status Decoder::ParsePicture(unsigned index, bool alone, std::span<const std::uint8_t>& pictures) {
+  PictureHeader header;
+  const Status status = ParsePictureHeader(pictures, header);
+  if (status != Status::kSuccess) return status;
+  const auto picture = pictures.first(header.pictureBytes);
+  pictures = pictures.subspan(header.pictureBytes);
+
+  const SliceLayout layout(header_.width, header.log2SliceWidth);
+  sliceRows_.resize(CodedMacroblockRows(header_.height, header_.interlaceMode, index,
+                                        layout.SlicesPerRow(), header.sliceCount));
+  const Status tableStatus = LocateSliceRows(picture, header, layout.SlicesPerRow(), sliceRows_);
+  if (tableStatus != Status::kSuccess) return tableStatus;
+
+  PictureGeometry geometry = GeometryOf(header_.height, header_.interlaceMode, index);
+  if (alone) geometry = {0, 1, destination_.height};
+  // Rows that are coded but outside the picture are left alone.
+  for (std::uint32_t row = 0; row < geometry.MacroblockRows(); ++row) {
+    const std::uint32_t line = row * kMacroblockSize;
+    strips_.push_back({.slices = sliceRows_[row],
+                       .layout = layout,
+                       .firstRow = geometry.firstLine + line * geometry.lineStep,
+                       .rowStep = geometry.lineStep,
+                       .rows = std::min(kMacroblockSize, geometry.lines - line)});
+  }
+  return Status::kSuccess;
+}
+
+void Decoder::Prepare() {
+  packer_ = PackerFor(destination_.pixelFormat);
+  // 4:4:4 chroma keeps all its bits until it is filtered.
+  const bool filtered = header_.chromaFormat == ChromaFormat::k444;
+  const SampleDepth chromaDepth = filtered ? k10Bits : packer_.depth;
+  depths_ = {packer_.depth, chromaDepth, chromaDepth};
+  const ScanTable& scan = ScanFor(header_.interlaceMode);
+  factors_[0] = MakeDequantFactors(header_.lumaMatrix, scan, packer_.depth);
+  factors_[1] = factors_[2] = MakeDequantFactors(header_.chromaMatrix, scan, chromaDepth);
+
+  const auto workers = pool_.StartWorkers(static_cast<std::uint32_t>(strips_.size()));
+  scratch_.resize(workers);
+  for (Scratch& scratch : scratch_) PrepareScratch(scratch);
+}
+
+namespace {
+
+template <typename T>
+void GrowTo(std::vector<T>& vector, std::size_t size) {
+  if (vector.size() < size) vector.resize(size);
+}
+
+}  // namespace
+
+void Decoder::PrepareScratch(Scratch& scratch) const {
+  GrowTo(scratch.slices, macroblocks_);
+  GrowTo(scratch.coefficients, CoefficientOffset(kComponents, 0));
+  for (unsigned i = 0; i < kComponents; ++i) {
+    const std::size_t columns = MacroblockColumns(header_.chromaFormat, i) * macroblocks_;
+    GrowTo(scratch.planes[i], (columns + 2 * kChromaMargin) * kMacroblockSize);
+  }
+  for (auto& line : scratch.halfChroma) GrowTo(line, kMacroblockSize / 2 * macroblocks_);
+}
+
+std::size_t Decoder::CoefficientOffset(unsigned component, std::uint32_t macroblock) const {
+  std::size_t blocks = 0;
+  for (unsigned i = 0; i < component; ++i) {
+    blocks += std::size_t{BlocksPerMacroblock(header_.chromaFormat, i)} * macroblocks_;
+  }
+  if (component < kComponents) {
+    blocks += std::size_t{BlocksPerMacroblock(header_.chromaFormat, component)} * macroblock;
+  }
+  return blocks * kBlockSamples;
+}
+
+SampleArea Decoder::AreaOf(Scratch& scratch, unsigned component, std::uint32_t macroblock) const {
+  const std::size_t columns = MacroblockColumns(header_.chromaFormat, component);
+  return {scratch.planes[component].data() + kChromaMargin + columns * macroblock,
+          columns * macroblocks_ + 2 * kChromaMargin};
+}
+
+std::uint8_t* Decoder::RowAddress(std::uint32_t row) const {
+  return static_cast<std::uint8_t*>(destination_.baseAddress) +
+         std::size_t{destination_.rowBytes} * row;
+}
+
+void Decoder::DecodeStrip(Strip& strip, Scratch& scratch) const {
+  DecodeSlices(strip, scratch);
+  Reconstruct(strip, scratch);
+  if (strip.damagedSlices != 0) ConcealSlices(strip, scratch);
+  PackStrip(strip, scratch);
+}
+
+void Decoder::DecodeSlices(Strip& strip, Scratch& scratch) const {
+  std::fill_n(scratch.coefficients.begin(), CoefficientOffset(kComponents, 0), std::int16_t{0});
+  for (std::uint32_t i = 0; i < strip.layout.SlicesPerRow(); ++i) {
+    DecodedSlice& decoded = scratch.slices[i];
+    decoded.span = strip.layout[i];
+    decoded.intact = DecodeSlice(TakeSlice(strip.slices), decoded, scratch);
+    if (!decoded.intact) ++strip.damagedSlices;
+  }
+}
+
+bool Decoder::DecodeSlice(std::span<const std::uint8_t> slice, DecodedSlice& decoded,
+                          Scratch& scratch) const {
+  SliceHeader header;
+  if (!ParseSliceHeader(slice, header)) return false;
+  decoded.quantizerScale = QuantizerScale(header.quantizationIndex);
+  slice = slice.subspan(header.headerBytes);
+  for (unsigned i = 0; i < kComponents; ++i) {
+    const std::uint32_t blocks =
+        BlocksPerMacroblock(header_.chromaFormat, i) * decoded.span.macroblocks;
+    std::int16_t* const coefficients =
+        scratch.coefficients.data() + CoefficientOffset(i, decoded.span.firstMacroblock);
+    if (!DecodeCoefficients(slice.first(header.componentBytes[i]), blocks, coefficients)) {
+      return false;
+    }
+    slice = slice.subspan(header.componentBytes[i]);
+  }
+  return true;
+}
+
+void Decoder::Reconstruct(const Strip& strip, Scratch& scratch) const {
+  const ScanTable& scan = ScanFor(header_.interlaceMode);
+  for (std::uint32_t i = 0; i < strip.layout.SlicesPerRow(); ++i) {
+    const DecodedSlice& slice = scratch.slices[i];
+    if (!slice.intact) continue;
+    for (unsigned c = 0; c < kComponents; ++c) {
+      InverseTransform(
+          scratch.coefficients.data() + CoefficientOffset(c, slice.span.firstMacroblock),
+          BlocksPerMacroblock(header_.chromaFormat, c) * slice.span.macroblocks,
+          ScaleFactors(factors_[c], slice.quantizerScale), scan, depths_[c], c,
+          AreaOf(scratch, c, slice.span.firstMacroblock));
+    }
+  }
+}
+
+namespace {
+
+/// Fills `columns` samples of each line of `area` with the sample of that line at `source`, or
+/// with `value` where there is no source.
+void FillArea(const SampleArea& area, std::size_t columns, const std::uint16_t* source,
+              std::uint16_t value) {
+  for (std::size_t y = 0; y < kMacroblockSize; ++y) {
+    const std::uint16_t fill = source != nullptr ? source[y * area.stride] : value;
+    std::fill_n(area.samples + y * area.stride, columns, fill);
+  }
+}
+
+}  // namespace
+
+void Decoder::ConcealSlices(const Strip& strip, Scratch& scratch) const {
+  const std::span slices(scratch.slices.data(), strip.layout.SlicesPerRow());
+  const auto firstIntact = std::ranges::find_if(slices, &DecodedSlice::intact);
+  for (unsigned c = 0; c < kComponents; ++c) {
+    const auto midGrey = static_cast<std::uint16_t>(depths_[c].MidGrey());
+    const std::uint16_t* source = nullptr;
+    if (firstIntact != slices.end()) {
+      source = AreaOf(scratch, c, firstIntact->span.firstMacroblock).samples;
+    }
+    // Holes take the column to their left, those at the left end the first one to their right.
+    for (const DecodedSlice& slice : slices) {
+      const SampleArea area = AreaOf(scratch, c, slice.span.firstMacroblock);
+      const std::size_t columns =
+          MacroblockColumns(header_.chromaFormat, c) * slice.span.macroblocks;
+      if (!slice.intact) FillArea(area, columns, source, midGrey);
+      if (slice.intact) source = area.samples + columns - 1;
+    }
+  }
+}
+
+void Decoder::PackStrip(const Strip& strip, Scratch& scratch) const {
+  std::array<SampleArea, kComponents> areas;
+  for (unsigned c = 0; c < kComponents; ++c) areas[c] = AreaOf(scratch, c, 0);
+  for (std::uint32_t y = 0; y < strip.rows; ++y) {
+    std::array<const std::uint16_t*, kComponents> line;
+    for (unsigned c = 0; c < kComponents; ++c) line[c] = areas[c].samples + y * areas[c].stride;
+    if (header_.chromaFormat == ChromaFormat::k444) {
+      for (unsigned c = 1; c < kComponents; ++c) {
+        std::uint16_t* const half = scratch.halfChroma[c - 1].data();
+        HalveChroma(areas[c].samples + y * areas[c].stride, header_.width, packer_.depth, half);
+        line[c] = half;
+      }
+    }
+    packer_.pack({line[0], line[1], line[2]}, header_.width,
+                 RowAddress(strip.firstRow + y * strip.rowStep));
+  }
+}
+
+void Decoder::ConcealLostStrips() {
+  const std::size_t bytes = PackedRowBytes(destination_.pixelFormat, destination_.width);
+  for (std::size_t i = 0; i < strips_.size(); ++i) {
+    const Strip& lost = strips_[i];
+    if (!lost.IsLost()) continue;
+    const Strip* const intact = FindIntactStrip(i);
+    if (intact == nullptr) return;  // the whole frame stays mid-grey
+    // The row of the intact strip that is nearest.
+    const std::uint32_t source =
+        intact->firstRow < lost.firstRow ? intact->LastRow() : intact->firstRow;
+    for (std::uint32_t y = 0; y < lost.rows; ++y) {
+      std::memcpy(RowAddress(lost.firstRow + y * lost.rowStep), RowAddress(source), bytes);
+    }
+  }
+}
+
+const Decoder::Strip* Decoder::FindIntactStrip(std::size_t lost) const {
+  const std::span strips(strips_);
+  const bool inFirst = lost < firstPictureStrips_;
+  const auto first = strips.first(firstPictureStrips_);
+  const auto second = strips.subspan(firstPictureStrips_);
+  const auto centre = static_cast<std::ptrdiff_t>(inFirst ? lost : lost - firstPictureStrips_);
+  // The same picture first: the other field shows another moment.
+  for (const auto& picture : {inFirst ? first : second, inFirst ? second : first}) {
+    const Strip* nearest = nullptr;
+    std::ptrdiff_t nearestDistance = 0;
+    for (std::size_t i = 0; i < picture.size(); ++i) {
+      const std::ptrdiff_t distance = std::abs(static_cast<std::ptrdiff_t>(i) - centre);
+      if (picture[i].IsLost() || (nearest != nullptr && distance >= nearestDistance)) continue;
+      nearest = &picture[i];
+      nearestDistance = distance;
+    }
+    if (nearest != nullptr) return nearest;
+  }
+  return nullptr;
+}
+
+}  // namespace prores

@@ -1,0 +1,23 @@
+// SPDX-License-Identifier: BSD-2-Clause
+#ifndef CODEC_ENTROPY_COEFFICIENTDECODER_H
+#define CODEC_ENTROPY_COEFFICIENTDECODER_H
+
+#include <cstdint>
+#include <span>
+
+namespace prores {
+
+/// Decodes the quantised coefficients of one component of a slice (RDD 36, coefficient coding).
+/// @param data         the coded component. Any number of zero bits may follow the last codeword.
+/// @param blocks       number of blocks N, a power of two from 2 to 32.
+/// @param coefficients 64 * N values, zero on entry; receive the coefficients in coded order, that
+///                     is at scan position * N + block.
+/// @return false when the data is damaged: cut off, longer than the blocks, or with a value outside
+///         16 bits (a legal product of value, weight and scale fits 16 bits). The coefficients are
+///         then unspecified.
+[[nodiscard]] bool DecodeCoefficients(std::span<const std::uint8_t> data, std::uint32_t blocks,
+                                      std::int16_t* coefficients);
+
+}  // namespace prores
+
+#endif  // CODEC_ENTROPY_COEFFICIENTDECODER_H

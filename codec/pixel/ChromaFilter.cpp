@@ -1,0 +1,24 @@
+// SPDX-License-Identifier: BSD-2-Clause
+#include "pixel/ChromaFilter.h"
+
+#include <algorithm>
+
+namespace prores {
+
+void HalveChroma(std::uint16_t* line, std::uint32_t width, const SampleDepth& depth,
+                 std::uint16_t* half) {
+  std::fill_n(line - kChromaMargin, kChromaMargin, line[0]);
+  std::fill_n(line + width, kChromaMargin, line[width - 1]);
+
+  const int shift = 5 + k10Bits.bits - depth.bits;
+  const int rounding = 1 << (shift - 1);
+  const int lowest = static_cast<int>(depth.lowest);
+  const int highest = static_cast<int>(depth.highest);
+  for (std::uint32_t i = 0; i < (width + 1) / 2; ++i) {
+    const std::uint16_t* const centre = line + std::size_t{2} * i;
+    const int sum = 16 * centre[0] + 9 * (centre[-1] + centre[1]) - centre[-3] - centre[3];
+    half[i] = static_cast<std::uint16_t>(std::clamp((sum + rounding) >> shift, lowest, highest));
+  }
+}
+
+}  // namespace prores

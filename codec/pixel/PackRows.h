@@ -1,0 +1,37 @@
+// SPDX-License-Identifier: BSD-2-Clause
+#ifndef CODEC_PIXEL_PACKROWS_H
+#define CODEC_PIXEL_PACKROWS_H
+
+#include <cstdint>
+
+#include "pixel/SampleDepth.h"
+
+namespace prores {
+
+/// One line of planar 4:2:2 samples: `width` of luma, (width + 1) / 2 of each chroma component.
+struct PlanarLine {
+  const std::uint16_t* luma;
+  const std::uint16_t* cb;
+  const std::uint16_t* cr;
+};
+
+/// Packs 8-bit samples to '2vuy', byte order Cb Y Cr Y. An odd width repeats its last luma sample.
+/// Writes PackedRowBytes() bytes at `row`.
+void PackRow2vuy(const PlanarLine& line, std::uint32_t width, std::uint8_t* row);
+
+/// Packs 10-bit samples to 'v210': six pixels in four little-endian words of three components. The
+/// fields of pixels behind the width are zero. Writes PackedRowBytes() bytes at `row`.
+void PackRowV210(const PlanarLine& line, std::uint32_t width, std::uint8_t* row);
+
+/// How rows of a pixel format are made.
+struct RowPacker {
+  SampleDepth depth;  ///< of the samples that `pack` takes
+  void (*pack)(const PlanarLine& line, std::uint32_t width, std::uint8_t* row);
+};
+
+/// The packer of a WPRPixelFormat.
+const RowPacker& PackerFor(std::uint32_t pixelFormat);
+
+}  // namespace prores
+
+#endif  // CODEC_PIXEL_PACKROWS_H

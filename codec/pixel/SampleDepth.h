@@ -1,0 +1,36 @@
+// SPDX-License-Identifier: BSD-2-Clause
+#ifndef CODEC_PIXEL_SAMPLEDEPTH_H
+#define CODEC_PIXEL_SAMPLEDEPTH_H
+
+namespace prores {
+
+/// How the values f of the inverse transform become samples (RDD 36, reconstruction of samples):
+/// floor(gain * f + offset), held within [lowest, highest].
+struct SampleDepth {
+  int bits;
+  float gain;
+  float offset;   ///< mid-grey and the half that turns floor into rounding
+  float lowest;   ///< codes below are reserved for synchronisation
+  float highest;  ///< likewise above
+
+  /// The sample of f = 0.
+  constexpr int MidGrey() const { return static_cast<int>(offset); }
+};
+
+/// Depth of `bits` bits per sample, 8 to 12.
+constexpr SampleDepth MakeSampleDepth(int bits) {
+  const int step = 1 << (bits - 8);  // one code value of 8 bits
+  return {bits, static_cast<float>(step) / 2, static_cast<float>(128 * step) + 0.5F,
+          static_cast<float>(step), static_cast<float>(255 * step - 1)};
+}
+
+inline constexpr SampleDepth k8Bits = MakeSampleDepth(8);
+inline constexpr SampleDepth k10Bits = MakeSampleDepth(10);
+
+static_assert(k10Bits.gain == 2 && k10Bits.offset == 512.5F);
+static_assert(k10Bits.lowest == 4 && k10Bits.highest == 1019);
+static_assert(k8Bits.lowest == 1 && k8Bits.highest == 254);
+
+}  // namespace prores
+
+#endif  // CODEC_PIXEL_SAMPLEDEPTH_H

@@ -1,0 +1,137 @@
+// SPDX-License-Identifier: BSD-2-Clause
+#include "transform/InverseTransform.h"
+
+#include <algorithm>
+
+namespace prores {
+namespace {
+
+constexpr std::uint32_t kLanes = 8;  // blocks transformed side by side
+
+template <typename T>
+using LaneBlock = std::array<std::array<T, kLanes>, kBlockSamples>;  // raster order
+
+// The flow graph below wants input k multiplied by sqrt(2) cos(k pi / 16) (1 for k = 0), and then
+// gives sqrt(8) times the orthonormal inverse.
+constexpr std::array<double, kBlockSize> kGraphGain{
+    1.0, 1.3870398453221475, 1.3065629648763766, 1.1758756024193588,
+    1.0, 0.7856949583871022, 0.5411961001461971, 0.2758993792829431};
+
+constexpr float kSqrt2 = 1.41421356237309505F;          // 2 cos(4 pi / 16)
+constexpr float kTwoCos2 = 1.84775906502257351F;        // 2 cos(2 pi / 16)
+constexpr float kCos2MinusCos6 = 1.08239220029239397F;  // 2 (cos(2 pi / 16) - cos(6 pi / 16))
+constexpr float kCos2PlusCos6 = 2.61312592975275306F;   // 2 (cos(2 pi / 16) + cos(6 pi / 16))
+
+/// Eight-point inverse DCT of one line of each block, in place, after the factored flow graph of
+/// Arai, Agui and Nakajima (five multiplications). `kStep` lies between the line's values.
+template <std::size_t kStep>
+void TransformLine(std::array<float, kLanes>* line) {
+  for (std::size_t lane = 0; lane < kLanes; ++lane) {
+    const auto at = [&](std::size_t k) -> float& { return line[k * kStep][lane]; };
+
+    const float sum04 = at(0) + at(4), difference04 = at(0) - at(4);
+    const float sum26 = at(2) + at(6), turned26 = (at(2) - at(6)) * kSqrt2 - sum26;
+    const float even0 = sum04 + sum26, even3 = sum04 - sum26;
+    const float even1 = difference04 + turned26, even2 = difference04 - turned26;
+
+    const float sum17 = at(1) + at(7), difference17 = at(1) - at(7);
+    const float sum53 = at(5) + at(3), difference53 = at(5) - at(3);
+    const float common = (difference53 + difference17) * kTwoCos2;
+    const float odd0 = sum17 + sum53;
+    const float odd1 = common - difference53 * kCos2PlusCos6 - odd0;
+    const float odd2 = (sum17 - sum53) * kSqrt2 - odd1;
+    const float odd3 = common - difference17 * kCos2MinusCos6 - odd2;
+
+    at(0) = even0 + odd0;
+    at(7) = even0 - odd0;
+    at(1) = even1 + odd1;
+    at(6) = even1 - odd1;
+    at(2) = even2 + odd2;
+    at(5) = even2 - odd2;
+    at(3) = even3 + odd3;
+    at(4) = even3 - odd3;
+  }
+}
+
+/// Lanes without a block are zero.
+void LoadDequantized(const std::int16_t* coefficients, std::uint32_t blocks, std::uint32_t count,
+                     const DequantFactors& factors, const ScanTable& scan,
+                     LaneBlock<float>& block) {
+  for (std::size_t position = 0; position < kBlockSamples; ++position) {
+    auto& lanes = block[scan[position]];
+    const std::int16_t* const values = coefficients + position * blocks;
+    const float factor = factors[position];
+    if (count == kLanes) {
+      for (std::size_t lane = 0; lane < kLanes; ++lane) {
+        lanes[lane] = static_cast<float>(values[lane]) * factor;
+      }
+    } else {
+      lanes = {};
+      for (std::size_t lane = 0; lane < count; ++lane) {
+        lanes[lane] = static_cast<float>(values[lane]) * factor;
+      }
+    }
+  }
+}
+
+void RoundToSamples(const LaneBlock<float>& block, const SampleDepth& depth,
+                    LaneBlock<std::uint16_t>& samples) {
+  for (std::size_t i = 0; i < kBlockSamples; ++i) {
+    for (std::size_t lane = 0; lane < kLanes; ++lane) {
+      // Clamped values are positive, so that truncation is floor.
+      const float value =
+          std::min(std::max(block[i][lane] + depth.offset, depth.lowest), depth.highest);
+      samples[i][lane] = static_cast<std::uint16_t>(static_cast<std::int32_t>(value));
+    }
+  }
+}
+
+void StoreBlock(const LaneBlock<std::uint16_t>& samples, std::size_t lane, std::uint16_t* out,
+                std::size_t stride) {
+  for (std::size_t y = 0; y < kBlockSize; ++y, out += stride) {
+    for (std::size_t x = 0; x < kBlockSize; ++x) out[x] = samples[kBlockSize * y + x][lane];
+  }
+}
+
+}  // namespace
+
+DequantFactors MakeDequantFactors(const QuantMatrix& matrix, const ScanTable& scan,
+                                  const SampleDepth& depth) {
+  DequantFactors factors;
+  for (std::size_t position = 0; position < kBlockSamples; ++position) {
+    const std::size_t i = scan[position];
+    const double gain = kGraphGain[i / kBlockSize] * kGraphGain[i % kBlockSize] * depth.gain;
+    // 1/8 of inverse quantisation, 1/8 from two passes of the flow graph.
+    factors[position] = static_cast<float>(matrix[i] * gain / 64);
+  }
+  return factors;
+}
+
+DequantFactors ScaleFactors(const DequantFactors& factors, unsigned quantizerScale) {
+  DequantFactors scaled;
+  const auto scale = static_cast<float>(quantizerScale);
+  std::ranges::transform(factors, scaled.begin(), [=](float factor) { return factor * scale; });
+  return scaled;
+}
+
+void InverseTransform(const std::int16_t* coefficients, std::uint32_t blocks,
+                      const DequantFactors& factors, const ScanTable& scan,
+                      const SampleDepth& depth, unsigned component, const SampleArea& area) {
+  LaneBlock<float> block;
+  LaneBlock<std::uint16_t> samples;
+  for (std::uint32_t first = 0; first < blocks; first += kLanes) {
+    const std::uint32_t count = std::min(kLanes, blocks - first);
+    LoadDequantized(coefficients + first, blocks, count, factors, scan, block);
+    for (std::size_t column = 0; column < kBlockSize; ++column) {
+      TransformLine<kBlockSize>(&block[column]);
+    }
+    for (std::size_t row = 0; row < kBlockSize; ++row) TransformLine<1>(&block[kBlockSize * row]);
+    RoundToSamples(block, depth, samples);
+    for (std::uint32_t lane = 0; lane < count; ++lane) {
+      const BlockPosition position = PositionOfBlock(component, first + lane);
+      StoreBlock(samples, lane, area.samples + position.y * area.stride + position.x, area.stride);
+    }
+  }
+}
+
+}  // namespace prores
