@@ -7,16 +7,22 @@ target_compile_options(vix_options INTERFACE
   $<$<COMPILE_LANGUAGE:CXX>:-Wnon-virtual-dtor -Woverloaded-virtual -Wold-style-cast -Wextra-semi>
   # A contracted multiply-add rounds once instead of twice: results would depend on the CPU level.
   -ffp-contract=off)
-target_link_options(vix_options INTERFACE -Wl,--as-needed -Wl,--no-undefined -Wl,-z,relro,-z,now)
+target_link_options(vix_options INTERFACE -Wl,--as-needed -Wl,-z,relro,-z,now)
 if(CMAKE_CXX_COMPILER_ID STREQUAL "GNU")
   # Unique symbols would pin a loaded plug-in in the process for ever.
   target_compile_options(vix_options INTERFACE $<$<COMPILE_LANGUAGE:CXX>:-fno-gnu-unique>)
+  # (clang leaves the sanitizers' symbols of a library to the program.)
+  target_link_options(vix_options INTERFACE -Wl,--no-undefined)
 endif()
 
 set(VIX_SANITIZE "" CACHE STRING "Sanitizers to build with, for example address,undefined")
 if(VIX_SANITIZE)
   add_compile_options(-fsanitize=${VIX_SANITIZE} -fno-omit-frame-pointer -fno-sanitize-recover=all)
   add_link_options(-fsanitize=${VIX_SANITIZE})
+endif()
+
+if(VIX_BUILD_FUZZERS)
+  add_compile_options(-fsanitize=fuzzer-no-link)  # the coverage that guides libFuzzer
 endif()
 
 option(VIX_COVERAGE "Build with coverage counters" OFF)

@@ -1,0 +1,153 @@
+// SPDX-License-Identifier: BSD-2-Clause
+// Writes the seed corpora below the folder given: small frames of every kind that the format knows,
+// made by the tests' model of it, each behind the bytes that its fuzz target takes its choices
+// from.
+#include <cstdint>
+#include <cstdio>
+#include <filesystem>
+#include <fstream>
+#include <string>
+#include <vector>
+
+#include "ReferenceCodec.h"
+
+namespace {
+
+using Bytes = std::vector<std::uint8_t>;
+
+void Append(Bytes& bytes, const Bytes& more) {
+  bytes.insert(bytes.end(), more.begin(), more.end());
+}
+
+void Write(const std::filesystem::path& folder, const std::string& name, const Bytes& bytes) {
+  std::filesystem::create_directories(folder);
+  std::ofstream file(folder / name, std::ios::binary);
+  for (const std::uint8_t byte : bytes) file.put(static_cast<char>(byte));
+  if (!file.flush()) throw std::filesystem::filesystem_error("cannot write", folder / name, {});
+}
+
+struct NamedFrame {
+  std::string name;
+  Bytes bytes;
+};
+
+reference::StreamSpec Spec(int width, int height, int interlaceMode) {
+  reference::StreamSpec spec;
+  spec.width = width;
+  spec.height = height;
+  spec.interlaceMode = interlaceMode;
+  return spec;
+}
+
+reference::Matrix Slope() {
+  reference::Matrix matrix{};
+  for (int i = 0; i < 64; ++i) matrix[static_cast<std::size_t>(i)] = 2 + i / 8 * 3 + i % 8 * 2;
+  return matrix;
+}
+
+std::vector<NamedFrame> MakeFrames() {
+  const reference::Source source = reference::NaturalSource(1);
+  std::vector<NamedFrame> frames;
+  const auto add = [&](const char* name, const reference::StreamSpec& spec) {
+    frames.push_back({name, reference::MakeStream(spec, source).bytes});
+  };
+  add("progressive", Spec(48, 32, 0));
+  add("one_pixel", Spec(1, 1, 0));
+  add("top_field_first", Spec(34, 35, 1));
+  add("bottom_field_first", Spec(34, 35, 2));
+
+  auto spec = Spec(50, 18, 0);
+  spec.log2SliceSize = 0;
+  spec.quantizationIndex = [](int slice) { return 1 + slice * 60; };
+  add("narrow_slices", spec);
+  spec = Spec(40, 20, 0);
+  spec.chroma444 = true;
+  spec.lumaMatrix = Slope();
+  spec.chromaMatrix = Slope();
+  add("444_with_matrices", spec);
+  spec.alphaType = 2;
+  spec.log2SliceSize = 1;
+  add("444_with_alpha16", spec);
+  spec = Spec(32, 64, 1);
+  spec.alphaType = 1;
+  add("422_with_alpha8_interlaced", spec);
+  spec = Spec(32, 33, 1);
+  spec.equalFieldRows = true;
+  add("fields_with_equal_rows", spec);
+  spec = Spec(32, 16, 0);
+  spec.extraFrameHeaderBytes = 5;
+  spec.extraPictureHeaderBytes = 3;
+  spec.extraSliceHeaderBytes = 3;
+  spec.trailingZeroBytes = 5;
+  spec.picturePaddingBytes = 4;
+  spec.framePaddingBytes = 9;
+  add("long_headers_and_padding", spec);
+  return frames;
+}
+
+/// A frame as the element fuzzer takes it: 16-bit size, then the bytes.
+Bytes Sized(const Bytes& frame) {
+  Bytes sized{static_cast<std::uint8_t>(frame.size() >> 8),
+              static_cast<std::uint8_t>(frame.size())};
+  Append(sized, frame);
+  return sized;
+}
+
+void WriteDecoderSeeds(const std::filesystem::path& folder, const std::vector<NamedFrame>& frames) {
+  for (std::size_t i = 0; i < frames.size(); ++i) {
+    Bytes seed{static_cast<std::uint8_t>(i % 8)};
+    Append(seed, frames[i].bytes);
+    Write(folder, frames[i].name, seed);
+  }
+}
+
+void WriteInspectionSeeds(const std::filesystem::path& folder,
+                          const std::vector<NamedFrame>& frames) {
+  constexpr std::ptrdiff_t kPrefixBytes = 8;
+  for (std::size_t i = 0; i < frames.size(); ++i) {
+    const Bytes& standard = frames[i].bytes;
+    const Bytes bare(standard.begin() + kPrefixBytes, standard.end());
+    for (const bool skipField : {false, true}) {
+      Bytes seed{static_cast<std::uint8_t>(skipField ? 1 : 2)};
+      Append(seed, Sized(bare));
+      Append(seed, Sized(bare));
+      Append(seed, Sized(standard));
+      Write(folder, frames[i].name + (skipField ? "_skip_field" : ""), seed);
+    }
+  }
+}
+
+void WriteEncoderSeeds(const std::filesystem::path& folder) {
+  struct Seed {
+    const char* name;
+    Bytes bytes;  // choices, width, height, slack of a row, destination, then the content
+  };
+  const Seed seeds[] = {
+      {"uyvy_proxy_noise", {0x00, 0, 48, 0, 32, 0, 0}},
+      {"v210_hq_noise", {0x07, 0, 50, 0, 34, 0, 0}},
+      {"v210_422_interlaced_flat", {0x0d, 0, 64, 0, 36, 16, 0, 0x80}},
+      {"uyvy_lt_interlaced_extremes", {0x0a, 0, 33, 0, 18, 3, 0, 0, 255}},
+      {"smallest", {0x05, 0, 2, 0, 2, 0, 0, 0x55, 0xaa}},
+      {"too_small_destination", {0x07, 0, 80, 0, 48, 0, 200}},
+      {"bottom_field_first", {0x11, 0, 48, 0, 32, 0, 0}},
+  };
+  for (const Seed& seed : seeds) Write(folder, seed.name, seed.bytes);
+}
+
+}  // namespace
+
+int main(int argc, char** argv) try {
+  if (argc != 2) {
+    std::fprintf(stderr, "usage: make_seeds FOLDER\n");
+    return 2;
+  }
+  const std::filesystem::path corpus = argv[1];
+  const std::vector<NamedFrame> frames = MakeFrames();
+  WriteDecoderSeeds(corpus / "FrameDecoder", frames);
+  WriteInspectionSeeds(corpus / "HeaderInspection", frames);
+  WriteEncoderSeeds(corpus / "FrameEncoder");
+  return 0;
+} catch (const std::exception& error) {
+  std::fprintf(stderr, "make_seeds: %s\n", error.what());
+  return 1;
+}
