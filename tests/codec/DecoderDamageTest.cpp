@@ -1,0 +1,400 @@
+// SPDX-License-Identifier: BSD-2-Clause
+// Frames that are cut off, damaged or malicious, and calls with arguments that make no sense.
+#include <gtest/gtest.h>
+
+#include <algorithm>
+#include <cstdlib>
+#include <memory>
+#include <random>
+#include <vector>
+
+#include "PackedPicture.h"
+#include "ProRes/ProRes.h"
+#include "ReferenceCodec.h"
+
+namespace {
+
+using Bytes = std::vector<std::uint8_t>;
+using reference::SliceInfo;
+using reference::Stream;
+using reference::StreamSpec;
+
+struct CloseDecoder {
+  void operator()(void* decoder) const { WPRCloseDecoder(decoder); }
+};
+using DecoderPtr = std::unique_ptr<void, CloseDecoder>;
+
+DecoderPtr Open(int threads) {
+  return DecoderPtr(WPROpenDecoder(threads, nullptr));
+}
+
+std::uint32_t U32(std::size_t value) {
+  return static_cast<std::uint32_t>(value);
+}
+
+/// Decodes from a buffer that ends where the frame ends, so that a sanitizer sees any read behind.
+std::int32_t Decode(void* decoder, const Bytes& frame, PackedPicture& picture) {
+  const auto exact = std::make_unique<std::uint8_t[]>(frame.size());
+  std::ranges::copy(frame, exact.get());
+  PixelBufferRecord record = picture.Record();
+  return WPRDecodeFrame(decoder, exact.get(), U32(frame.size()), &record, 0);
+}
+
+Bytes Prefix(const Bytes& bytes, std::size_t size) {
+  return {bytes.begin(), bytes.begin() + static_cast<std::ptrdiff_t>(size)};
+}
+
+/// Small frames of every kind.
+std::vector<StreamSpec> SmallFrames() {
+  std::vector<StreamSpec> specs(5);
+  for (StreamSpec& spec : specs) {
+    spec.width = 35;
+    spec.height = 34;
+    spec.log2SliceSize = 1;
+    spec.quantizationIndex = [](int) { return 60; };
+  }
+  specs[1].interlaceMode = 1;
+  specs[2].chroma444 = true;
+  specs[2].alphaType = 1;
+  specs[2].lumaMatrix.emplace().fill(9);
+  specs[2].chromaMatrix.emplace().fill(7);
+  specs[3].interlaceMode = 2;
+  specs[3].chroma444 = true;
+  specs[4].extraSliceHeaderBytes = 3;
+  specs[4].extraPictureHeaderBytes = 2;
+  specs[4].extraFrameHeaderBytes = 1;
+  return specs;
+}
+
+TEST(DecoderDamage, RefusesEveryPrefixAndLeavesThePictureAlone) {
+  const DecoderPtr decoder = Open(2);
+  for (const StreamSpec& spec : SmallFrames()) {
+    const Stream stream = MakeStream(spec, reference::NaturalSource(1));
+    for (std::size_t size = 0; size < stream.bytes.size(); ++size) {
+      PackedPicture picture(kWPRPixelFormat2vuy, 35, 34, 4);
+      ASSERT_EQ(Decode(decoder.get(), Prefix(stream.bytes, size), picture), kWPRTruncated) << size;
+      ASSERT_TRUE(picture.IsUntouched());
+    }
+  }
+}
+
+TEST(DecoderDamage, SurvivesEveryBitFlip) {
+  const DecoderPtr decoder = Open(1);
+  const DecoderPtr threaded = Open(3);
+  int refused = 0;
+  int concealed = 0;
+  for (const StreamSpec& spec : SmallFrames()) {
+    const Stream stream = MakeStream(spec, reference::NaturalSource(2));
+    for (std::size_t bit = 0; bit < 8 * stream.bytes.size(); ++bit) {
+      Bytes bytes = stream.bytes;
+      bytes[bit / 8] ^= static_cast<std::uint8_t>(0x80 >> bit % 8);
+      PackedPicture picture(kWPRPixelFormatV210, 35, 34, 16);
+      const std::int32_t result = Decode(decoder.get(), bytes, picture);
+      ASSERT_TRUE(picture.GuardsAreUntouched()) << bit;
+      ASSERT_EQ(result < 0, picture.IsUntouched()) << bit;
+      if (result < 0) ++refused;
+      if (result > 0) ++concealed;
+      if (bit % 7 == 0) {
+        PackedPicture again(kWPRPixelFormatV210, 35, 34, 16);
+        ASSERT_EQ(Decode(threaded.get(), bytes, again), result) << bit;
+        ASSERT_EQ(again, picture) << bit;
+      }
+    }
+  }
+  EXPECT_GT(refused, 100);
+  EXPECT_GT(concealed, 100);
+}
+
+TEST(DecoderDamage, SurvivesRandomBytesInSlices) {
+  const DecoderPtr decoder = Open(1);
+  std::mt19937 random(3);
+  for (const StreamSpec& spec : SmallFrames()) {
+    const Stream stream = MakeStream(spec, reference::NaturalSource(3));
+    for (int i = 0; i < 1000; ++i) {
+      Bytes bytes = stream.bytes;
+      for (int n = 0; n < 3; ++n) {
+        const std::size_t first = stream.slices.front().offset;
+        bytes[first + random() % (bytes.size() - first)] = static_cast<std::uint8_t>(random());
+      }
+      PackedPicture picture(kWPRPixelFormat2vuy, 35, 34, 4);
+      const std::int32_t result = Decode(decoder.get(), bytes, picture);
+      ASSERT_LE(result, static_cast<std::int32_t>(stream.slices.size()));
+      ASSERT_TRUE(picture.GuardsAreUntouched());
+    }
+  }
+}
+
+TEST(DecoderDamage, RefusesAMissingSecondField) {
+  StreamSpec spec;
+  spec.interlaceMode = 1;
+  spec.height = 32;
+  const Stream stream = MakeStream(spec, reference::NaturalSource(1));
+  PackedPicture picture(kWPRPixelFormat2vuy, 16, 32);
+  EXPECT_EQ(Decode(Open(1).get(), Prefix(stream.bytes, stream.pictures[1]), picture),
+            kWPRTruncated);
+  EXPECT_TRUE(picture.IsUntouched());
+}
+
+TEST(DecoderDamage, RefusesSliceTablesThatCannotBeTrusted) {
+  StreamSpec spec;
+  spec.width = 32;
+  spec.height = 32;
+  spec.interlaceMode = 1;
+  spec.log2SliceSize = 0;
+  const Stream stream = MakeStream(spec, reference::NaturalSource(1));
+  for (const std::size_t start : stream.pictures) {
+    for (const std::size_t entry : {8u, 10u}) {
+      for (const int size : {0, 5, 0xFFFF}) {
+        Bytes bytes = stream.bytes;
+        bytes[start + entry] = static_cast<std::uint8_t>(size >> 8);
+        bytes[start + entry + 1] = static_cast<std::uint8_t>(size);
+        PackedPicture picture(kWPRPixelFormat2vuy, 32, 32);
+        EXPECT_EQ(Decode(Open(1).get(), bytes, picture), kWPRBadHeader);
+        EXPECT_TRUE(picture.IsUntouched());
+      }
+    }
+  }
+}
+
+/// A frame of 4 macroblock rows of 4 slices of two macroblocks.
+struct SlicedFrame {
+  static constexpr int kWidth = 128;
+  static constexpr int kHeight = 64;
+
+  Stream stream;
+  PackedPicture intact{kWPRPixelFormat2vuy, kWidth, kHeight};
+  PackedPicture damaged{kWPRPixelFormat2vuy, kWidth, kHeight};
+
+  explicit SlicedFrame(int interlaceMode = 0) {
+    StreamSpec spec;
+    spec.width = kWidth;
+    spec.height = kHeight;
+    spec.log2SliceSize = 1;
+    spec.interlaceMode = interlaceMode;
+    stream = MakeStream(spec, reference::NaturalSource(6));
+    EXPECT_EQ(Decode(Open(1).get(), stream.bytes, intact), kWPRSuccess);
+  }
+
+  const SliceInfo& Slice(int picture, int row, int index) const {
+    return *std::ranges::find_if(stream.slices, [=](const SliceInfo& s) {
+      return s.picture == picture && s.row == row && s.firstMacroblock == 2 * index;
+    });
+  }
+
+  void Break(int row, int index, int picture = 0) {
+    stream.bytes[Slice(picture, row, index).offset] = 0;  // no room for the header
+  }
+
+  std::int32_t DecodeDamaged() { return Decode(Open(1).get(), stream.bytes, damaged); }
+
+  /// The columns [from, to) of a row show those of the intact picture.
+  void ExpectIntact(int y, int from = 0, int to = kWidth) const {
+    for (int x = from; x < to; ++x) {
+      ASSERT_EQ(damaged.Sample(0, x, y), intact.Sample(0, x, y)) << x << ", " << y;
+      for (int c = 1; c < 3; ++c) {
+        ASSERT_EQ(damaged.Sample(c, x / 2, y), intact.Sample(c, x / 2, y)) << x << ", " << y;
+      }
+    }
+  }
+
+  /// The columns [from, to) of a row show what the intact picture shows at column `source`.
+  void ExpectRepeated(int y, int from, int to, int source) const {
+    for (int x = from; x < to; ++x) {
+      ASSERT_EQ(damaged.Sample(0, x, y), intact.Sample(0, source, y)) << x << ", " << y;
+      for (int c = 1; c < 3; ++c) {
+        ASSERT_EQ(damaged.Sample(c, x / 2, y), intact.Sample(c, source / 2, y)) << x << ", " << y;
+      }
+    }
+  }
+
+  /// A row shows what the intact picture shows in row `source`.
+  void ExpectCopied(int y, int source) const {
+    EXPECT_TRUE(std::equal(damaged.Row(U32(static_cast<std::size_t>(y))),
+                           damaged.Row(U32(static_cast<std::size_t>(y))) + damaged.PixelBytes(),
+                           intact.Row(U32(static_cast<std::size_t>(source)))))
+        << y;
+  }
+};
+
+TEST(Concealment, FillsAHoleFromTheSliceToItsLeft) {
+  SlicedFrame frame;
+  frame.Break(1, 1);
+  frame.Break(1, 2);
+  EXPECT_EQ(frame.DecodeDamaged(), 2);
+  for (int y = 0; y < 64; ++y) {
+    const bool holed = y / 16 == 1;
+    frame.ExpectIntact(y, 0, holed ? 32 : 128);
+    if (!holed) continue;
+    frame.ExpectRepeated(y, 32, 96, 31);
+    frame.ExpectIntact(y, 96);
+  }
+}
+
+TEST(Concealment, FillsAHoleAtTheLeftEndFromTheRight) {
+  SlicedFrame frame;
+  frame.Break(2, 0);
+  frame.Break(2, 1);
+  frame.Break(2, 3);
+  EXPECT_EQ(frame.DecodeDamaged(), 3);
+  for (int y = 32; y < 48; ++y) {
+    frame.ExpectRepeated(y, 0, 64, 64);
+    frame.ExpectIntact(y, 64, 96);
+    frame.ExpectRepeated(y, 96, 128, 95);
+  }
+}
+
+TEST(Concealment, FillsALostRowFromTheNearestRow) {
+  SlicedFrame frame;
+  for (int i = 0; i < 4; ++i) {
+    frame.Break(0, i);
+    frame.Break(2, i);
+  }
+  EXPECT_EQ(frame.DecodeDamaged(), 8);
+  for (int y = 0; y < 16; ++y) frame.ExpectCopied(y, 16);
+  for (int y = 16; y < 32; ++y) frame.ExpectIntact(y);
+  for (int y = 32; y < 48; ++y) frame.ExpectCopied(y, 31);
+  for (int y = 48; y < 64; ++y) frame.ExpectIntact(y);
+}
+
+TEST(Concealment, FillsALostFieldFromTheOther) {
+  SlicedFrame frame(1);
+  for (int row = 0; row < 2; ++row) {
+    for (int i = 0; i < 4; ++i) frame.Break(row, i, 1);
+  }
+  EXPECT_EQ(frame.DecodeDamaged(), 8);
+  for (int y = 0; y < 64; y += 2) frame.ExpectIntact(y);
+  for (int y = 1; y < 32; y += 2) frame.ExpectCopied(y, 30);
+  for (int y = 33; y < 64; y += 2) frame.ExpectCopied(y, 62);
+}
+
+TEST(Concealment, PrefersRowsOfTheSameField) {
+  SlicedFrame frame(2);  // the first picture has the odd lines
+  for (int i = 0; i < 4; ++i) frame.Break(0, i, 0);
+  EXPECT_EQ(frame.DecodeDamaged(), 4);
+  for (int y = 1; y < 32; y += 2) frame.ExpectCopied(y, 33);
+  for (int y = 33; y < 64; y += 2) frame.ExpectIntact(y);
+  for (int y = 0; y < 64; y += 2) frame.ExpectIntact(y);
+}
+
+TEST(Concealment, ShowsMidGreyWhereNothingIsLeft) {
+  for (const bool chroma444 : {false, true}) {
+    for (const std::uint32_t format : {kWPRPixelFormat2vuy, kWPRPixelFormatV210}) {
+      StreamSpec spec;
+      spec.width = 40;
+      spec.height = 40;
+      spec.chroma444 = chroma444;
+      Stream stream = MakeStream(spec, reference::NaturalSource(6));
+      for (const SliceInfo& slice : stream.slices) stream.bytes[slice.offset] = 0;
+      PackedPicture picture(format, 40, 40);
+      EXPECT_EQ(Decode(Open(1).get(), stream.bytes, picture),
+                static_cast<std::int32_t>(stream.slices.size()));
+      const int grey = 1 << (picture.Bits() - 1);
+      for (int y = 0; y < 40; ++y) {
+        for (int x = 0; x < 40; ++x) ASSERT_EQ(picture.Sample(0, x, y), grey);
+        for (int x = 0; x < 20; ++x) ASSERT_EQ(picture.Sample(1, x, y), grey);
+        for (int x = 0; x < 20; ++x) ASSERT_EQ(picture.Sample(2, x, y), grey);
+      }
+    }
+  }
+}
+
+TEST(Concealment, CountsEachKindOfSliceDamageOnce) {
+  SlicedFrame frame;
+  Bytes& bytes = frame.stream.bytes;
+  const std::size_t header = frame.Slice(0, 0, 1).offset;
+  bytes[header + 2] = 0xFF;  // sizes larger than the slice
+  const std::size_t entropy = frame.Slice(0, 1, 1).offset;
+  std::fill_n(bytes.begin() + static_cast<std::ptrdiff_t>(entropy + 6), 5, std::uint8_t{0});
+  const std::size_t empty = frame.Slice(0, 2, 1).offset;
+  bytes[empty + 2] = bytes[empty + 3] = 0;  // a component without bytes
+  EXPECT_EQ(frame.DecodeDamaged(), 3);
+}
+
+struct Call {
+  StreamSpec spec;
+  Stream stream;
+  PackedPicture picture{kWPRPixelFormat2vuy, 16, 16, 8};
+  PixelBufferRecord record = picture.Record();
+  DecoderPtr decoder = Open(1);
+
+  explicit Call(int interlaceMode = 0) {
+    spec.interlaceMode = interlaceMode;
+    stream = MakeStream(spec, reference::NaturalSource(1));
+  }
+
+  std::int32_t Run(std::uint8_t fieldFlag = 0) {
+    return WPRDecodeFrame(decoder.get(), stream.bytes.data(), U32(stream.bytes.size()), &record,
+                          fieldFlag);
+  }
+};
+
+TEST(DecoderArguments, AreCheckedOneByOne) {
+  Call call;
+  const PixelBufferRecord good = call.record;
+  const auto frame = call.stream.bytes.data();
+  const std::uint32_t bytes = U32(call.stream.bytes.size());
+  EXPECT_EQ(WPRDecodeFrame(nullptr, frame, bytes, &call.record, 0), kWPRBadArgument);
+  EXPECT_EQ(WPRDecodeFrame(call.decoder.get(), nullptr, bytes, &call.record, 0), kWPRBadArgument);
+  EXPECT_EQ(WPRDecodeFrame(call.decoder.get(), frame, bytes, nullptr, 0), kWPRBadArgument);
+  EXPECT_EQ(WPRDecodeFrame(call.decoder.get(), frame, 0, &call.record, 0), kWPRTruncated);
+  EXPECT_EQ(call.Run(2), kWPRBadArgument);
+
+  const auto with = [&](auto change) {
+    call.record = good;
+    change(call.record);
+    return call.Run();
+  };
+  using Record = PixelBufferRecord;
+  EXPECT_EQ(with([](Record& r) { r.baseAddress = nullptr; }), kWPRBadArgument);
+  EXPECT_EQ(with([](Record& r) { r.pixelFormat = 0x79757679; }), kWPRBadArgument);
+  EXPECT_EQ(with([](Record& r) { r.rowBytes = 31; }), kWPRBadArgument);
+  EXPECT_EQ(with([](Record& r) { r.rowBytes = 0; }), kWPRBadArgument);
+  EXPECT_EQ(with([](Record& r) { r.width = 0; }), kWPRBadArgument);
+  EXPECT_EQ(with([](Record& r) { r.width = 15; }), kWPRBadArgument);
+  EXPECT_EQ(with([](Record& r) { r.height = 0; }), kWPRBadArgument);
+  EXPECT_EQ(with([](Record& r) { r.height = 15; }), kWPRBadArgument);
+  EXPECT_EQ(with([](Record& r) { r.height = 17; }), kWPRBadArgument);
+  EXPECT_EQ(with([](Record& r) { r.height = 65536; }), kWPRBadArgument);
+  EXPECT_TRUE(call.picture.IsUntouched());
+  EXPECT_EQ(with([](Record& r) { r.rowBytes = 32; }), kWPRSuccess);
+}
+
+TEST(DecoderArguments, RowsMustHoldWholeV210Groups) {
+  Call call;
+  std::vector<std::uint8_t> memory(48 * 16);
+  call.record = {memory.data(), 47, kWPRPixelFormatV210, 16, 16};
+  EXPECT_EQ(call.Run(), kWPRBadArgument);
+  call.record.rowBytes = 48;
+  EXPECT_EQ(call.Run(), kWPRSuccess);
+}
+
+TEST(DecoderArguments, AFieldHasHalfTheHeight) {
+  Call call(1);
+  EXPECT_EQ(call.Run(1), kWPRBadArgument);
+  call.record.height = 7;
+  EXPECT_EQ(call.Run(1), kWPRBadArgument);
+  call.record.height = 8;
+  EXPECT_EQ(call.Run(0), kWPRBadArgument);
+  EXPECT_TRUE(call.picture.IsUntouched());
+  EXPECT_EQ(call.Run(1), kWPRSuccess);
+}
+
+TEST(DecoderArguments, OfOpeningAreChecked) {
+  int something = 0;
+  EXPECT_EQ(WPROpenDecoder(-1, nullptr), nullptr);
+  EXPECT_EQ(WPROpenDecoder(1, &something), nullptr);
+  EXPECT_NE(Open(0).get(), nullptr);
+  EXPECT_NE(Open(0x7FFFFFFF).get(), nullptr);
+  WPRCloseDecoder(nullptr);
+}
+
+TEST(DecoderDamage, StaysUsableAfterAFailure) {
+  Call call;
+  Bytes broken = call.stream.bytes;
+  broken[4] = 'x';
+  EXPECT_EQ(WPRDecodeFrame(call.decoder.get(), broken.data(), U32(broken.size()), &call.record, 0),
+            kWPRBadHeader);
+  EXPECT_EQ(call.Run(), kWPRSuccess);
+}
+
+}  // namespace

@@ -1,0 +1,122 @@
+// SPDX-License-Identifier: BSD-2-Clause
+#include <gtest/gtest.h>
+
+#include <cstddef>
+#include <vector>
+
+#include "pixel/ChromaFilter.h"
+#include "pixel/PackRows.h"
+#include "pixel/PixelFormat.h"
+
+namespace prores {
+namespace {
+
+using Bytes = std::vector<std::uint8_t>;
+using Samples = std::vector<std::uint16_t>;
+
+/// Packs to a row of exactly the bytes that the format needs, from samples without any behind.
+Bytes Packed(std::uint32_t format, const Samples& luma, const Samples& cb, const Samples& cr) {
+  const auto width = static_cast<std::uint32_t>(luma.size());
+  Bytes row(PackedRowBytes(format, width), 0xEE);
+  PackerFor(format).pack({luma.data(), cb.data(), cr.data()}, width, row.data());
+  return row;
+}
+
+TEST(PackRows, InterleavesBytes) {
+  EXPECT_EQ(Packed(kWPRPixelFormat2vuy, {1, 2, 3, 4}, {5, 6}, {7, 8}),
+            (Bytes{5, 1, 7, 2, 6, 3, 8, 4}));
+}
+
+TEST(PackRows, RepeatsTheLastLumaSampleOfAnOddWidth) {
+  EXPECT_EQ(Packed(kWPRPixelFormat2vuy, {1, 2, 3}, {5, 6}, {7, 8}),
+            (Bytes{5, 1, 7, 2, 6, 3, 8, 3}));
+  EXPECT_EQ(Packed(kWPRPixelFormat2vuy, {9}, {5}, {7}), (Bytes{5, 9, 7, 9}));
+}
+
+TEST(PackRows, PutsThreeComponentsIntoAWord) {
+  const Bytes expected{
+      0x04, 0x04, 0xB4, 0x3F,  // Cb 4, Y 257, Cr 1019
+      0x00, 0x06, 0x10, 0x18,  // Y 512, Cb 1, Y 385
+      0x02, 0x00, 0x30, 0x20,  // Cr 2, Y 0, Cb 515
+      0xFF, 0x0F, 0x50, 0x00,  // Y 1023, Cr 3, Y 5
+  };
+  EXPECT_EQ(Packed(kWPRPixelFormatV210, {257, 512, 385, 0, 1023, 5}, {4, 1, 515}, {1019, 2, 3}),
+            expected);
+}
+
+TEST(PackRows, ZeroesTheRestOfTheLastGroup) {
+  const Samples full(6, 1023);
+  const Samples chroma(3, 1023);
+  for (std::size_t width = 1; width < 6; ++width) {
+    const std::size_t pairs = (width + 1) / 2;
+    Samples luma(full.begin(), full.begin() + static_cast<std::ptrdiff_t>(width));
+    Samples half(chroma.begin(), chroma.begin() + static_cast<std::ptrdiff_t>(pairs));
+    const Bytes row = Packed(kWPRPixelFormatV210, luma, half, half);
+    ASSERT_EQ(row.size(), 16u);
+    luma.resize(6);
+    half.resize(3);
+    EXPECT_EQ(row, Packed(kWPRPixelFormatV210, luma, half, half)) << width;
+  }
+}
+
+TEST(PixelFormat, CountsTheBytesOfWholeGroups) {
+  EXPECT_EQ(PackedRowBytes(kWPRPixelFormat2vuy, 1), 4u);
+  EXPECT_EQ(PackedRowBytes(kWPRPixelFormat2vuy, 720), 1440u);
+  EXPECT_EQ(PackedRowBytes(kWPRPixelFormatV210, 1), 16u);
+  EXPECT_EQ(PackedRowBytes(kWPRPixelFormatV210, 6), 16u);
+  EXPECT_EQ(PackedRowBytes(kWPRPixelFormatV210, 7), 32u);
+  EXPECT_EQ(PackedRowBytes(kWPRPixelFormatV210, 1920), 5120u);
+}
+
+Samples Halved(const Samples& line, const SampleDepth& depth) {
+  Samples padded(line.size() + 2 * kChromaMargin);
+  std::copy(line.begin(), line.end(), padded.begin() + kChromaMargin);
+  Samples half((line.size() + 1) / 2);
+  HalveChroma(padded.data() + kChromaMargin, static_cast<std::uint32_t>(line.size()), depth,
+              half.data());
+  return half;
+}
+
+TEST(ChromaFilter, KeepsFlatChroma) {
+  for (std::size_t width = 1; width < 12; ++width) {
+    EXPECT_EQ(Halved(Samples(width, 700), k10Bits), Samples((width + 1) / 2, 700));
+    EXPECT_EQ(Halved(Samples(width, 700), k8Bits), Samples((width + 1) / 2, 175));
+  }
+}
+
+TEST(ChromaFilter, KeepsTheEvenSamplesOfARamp) {
+  Samples ramp;
+  for (std::uint16_t i = 0; i < 20; ++i) ramp.push_back(static_cast<std::uint16_t>(400 + 4 * i));
+  const Samples half = Halved(ramp, k10Bits);
+  for (std::size_t i = 2; i < 8; ++i) EXPECT_EQ(half[i], ramp[2 * i]);
+}
+
+TEST(ChromaFilter, SuppressesTheHighestFrequency) {
+  Samples line;
+  for (int i = 0; i < 20; ++i) line.push_back(i % 2 == 0 ? 400 : 600);
+  const Samples half = Halved(line, k10Bits);
+  for (std::size_t i = 2; i < 8; ++i) EXPECT_EQ(half[i], 500);
+}
+
+TEST(ChromaFilter, SpreadsAnImpulseByItsTaps) {
+  Samples line(15, 512);
+  line[6] += 64;
+  EXPECT_EQ(Halved(line, k10Bits), (Samples{512, 512, 512, 544, 512, 512, 512, 512}));
+  line[6] = 512;
+  line[7] += 64;
+  EXPECT_EQ(Halved(line, k10Bits), (Samples{512, 512, 510, 530, 530, 510, 512, 512}));
+}
+
+TEST(ChromaFilter, RepeatsTheEdgesOfThePicture) {
+  // (16 * 100 + 9 * (100 + 200) - 100 - 400) / 32, and mirrored.
+  EXPECT_EQ(Halved({100, 200, 300, 400, 500, 600, 700}, k10Bits).front(), 119);
+  EXPECT_EQ(Halved({700, 600, 500, 400, 300, 200, 100}, k10Bits).back(), 119);
+}
+
+TEST(ChromaFilter, ClampsOvershoot) {
+  EXPECT_EQ(Halved({4, 4, 4, 4, 4, 1019, 1019}, k10Bits)[1], 4);
+  EXPECT_EQ(Halved({1019, 1019, 1019, 1019, 1019, 4, 4}, k8Bits)[1], 254);
+}
+
+}  // namespace
+}  // namespace prores

@@ -1,0 +1,101 @@
+// SPDX-License-Identifier: BSD-2-Clause
+#include <gtest/gtest.h>
+#include <sys/resource.h>
+
+#include <algorithm>
+#include <atomic>
+#include <thread>
+#include <vector>
+
+#include "parallel/WorkerPool.h"
+
+namespace prores {
+namespace {
+
+TEST(WorkerPool, RunsEveryTaskOnce) {
+  for (std::uint32_t threads = 0; threads <= 18; ++threads) {
+    WorkerPool pool(threads);
+    for (std::uint32_t count = 0; count <= 31; ++count) {
+      const std::uint32_t workers = pool.StartWorkers(count);
+      std::vector<int> runs(count);
+      std::vector<std::atomic<int>> inside(workers);
+      std::atomic<bool> overlapped = false;
+      pool.ParallelFor(count, [&](std::uint32_t index, std::uint32_t worker) {
+        if (worker >= workers || inside[worker]++ != 0) overlapped = true;
+        ++runs[index];
+        --inside[worker];
+      });
+      ASSERT_TRUE(std::ranges::all_of(runs, [](int n) { return n == 1; }))
+          << threads << " threads, " << count << " tasks";
+      ASSERT_FALSE(overlapped);
+    }
+  }
+}
+
+TEST(WorkerPool, MakesTheWorkOfItsTasksVisible) {
+  WorkerPool pool(4);
+  pool.StartWorkers(64);
+  std::vector<std::uint32_t> results(64);
+  for (std::uint32_t round = 0; round < 200; ++round) {
+    pool.ParallelFor(64, [&](std::uint32_t index, std::uint32_t) { results[index] += index; });
+    for (std::uint32_t i = 0; i < 64; ++i) ASSERT_EQ(results[i], i * (round + 1));
+  }
+}
+
+TEST(WorkerPool, StartsNoMoreThreadsThanTasks) {
+  WorkerPool pool(8);
+  EXPECT_EQ(pool.StartWorkers(0), 1u);
+  EXPECT_EQ(pool.StartWorkers(1), 1u);
+  EXPECT_EQ(pool.StartWorkers(3), 3u);
+  EXPECT_EQ(pool.StartWorkers(2), 3u);
+  EXPECT_EQ(pool.StartWorkers(100), 8u);
+}
+
+TEST(WorkerPool, WorksOnTheCallingThreadUntilWorkersAreStarted) {
+  WorkerPool pool(8);
+  const auto caller = std::this_thread::get_id();
+  pool.ParallelFor(10, [&](std::uint32_t, std::uint32_t worker) {
+    EXPECT_EQ(worker, 0u);
+    EXPECT_EQ(std::this_thread::get_id(), caller);
+  });
+}
+
+TEST(WorkerPool, UsesItsThreadsAtTheSameTime) {
+  WorkerPool pool(3);
+  ASSERT_EQ(pool.StartWorkers(3), 3u);
+  // Each task waits for the two others: this ends only if three threads take one each.
+  std::atomic<int> arrived = 0;
+  pool.ParallelFor(3, [&](std::uint32_t, std::uint32_t) {
+    ++arrived;
+    while (arrived < 3) std::this_thread::yield();
+  });
+  EXPECT_EQ(arrived, 3);
+}
+
+TEST(WorkerPool, TakesOneThreadPerProcessorForZero) {
+  WorkerPool pool(0);
+  EXPECT_EQ(pool.StartWorkers(10000), std::max(1u, std::thread::hardware_concurrency()));
+}
+
+// Limits of the process concern all of it, so that this test runs in a process of its own.
+[[noreturn]] void RunWithoutMemoryForThreads() {
+  rlimit limit{};
+  getrlimit(RLIMIT_AS, &limit);
+  WorkerPool pool(64);
+  pool.StartWorkers(2);
+  // Room for no more stacks, which are 8 MiB and more.
+  limit.rlim_cur = 1 << 20;
+  if (setrlimit(RLIMIT_AS, &limit) != 0) std::_Exit(1);
+  if (pool.StartWorkers(64) != 2) std::_Exit(2);
+  std::atomic<int> runs = 0;
+  pool.ParallelFor(100, [&](std::uint32_t, std::uint32_t) { ++runs; });
+  std::_Exit(runs == 100 ? 0 : 3);
+}
+
+TEST(WorkerPoolDeathTest, DoesWithoutThreadsThatCannotBeStarted) {
+  GTEST_FLAG_SET(death_test_style, "threadsafe");
+  EXPECT_EXIT(RunWithoutMemoryForThreads(), testing::ExitedWithCode(0), "");
+}
+
+}  // namespace
+}  // namespace prores
