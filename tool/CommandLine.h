@@ -1,0 +1,57 @@
+// SPDX-License-Identifier: BSD-2-Clause
+#ifndef TOOL_COMMANDLINE_H
+#define TOOL_COMMANDLINE_H
+
+#include <optional>
+#include <string>
+#include <variant>
+
+#include "FrameReader.h"
+#include "StreamFormat.h"
+#include "Values.h"
+
+namespace vixprores {
+
+/// What every command knows.
+struct HostOptions {
+  std::optional<std::string> plugin;  ///< path of the plug-in; none = search
+  bool verbose = false;               ///< log records and container messages on standard error
+};
+
+/// What encode and decode share.
+struct TranscodeOptions : HostOptions {
+  std::string input;   ///< "-" = standard input
+  std::string output;  ///< "-" = standard output
+  std::optional<FrameRange> frames;
+  bool overwrite = false;
+  bool json = false;   ///< the summary as JSON
+  bool quiet = false;  ///< neither progress nor summary nor notes
+};
+
+struct EncodeOptions : TranscodeOptions {
+  const ProResVariant* variant = nullptr;
+  int threads = 0;  ///< 0 = one per processor
+  std::optional<HeadlessFormat> headless;
+};
+
+struct DecodeOptions : TranscodeOptions {
+  vix::FourCC fourcc = vix::kFourCC_V210;
+  bool skipField = false;
+};
+
+struct ElementsOptions : HostOptions {};
+
+/// A text that was asked for instead of work.
+struct TextOnly {
+  std::string text;
+};
+
+using Command = std::variant<EncodeOptions, DecodeOptions, ElementsOptions, TextOnly>;
+
+/// Understands a command line. Anything wrong with it is a UsageError that says what, and which
+/// help to read.
+Command ParseCommandLine(int argc, const char* const* argv);
+
+}  // namespace vixprores
+
+#endif  // TOOL_COMMANDLINE_H

@@ -1,0 +1,36 @@
+// SPDX-License-Identifier: BSD-2-Clause
+#include "Commands.h"
+#include "Encodable.h"
+#include "Transcode.h"
+
+namespace vixprores {
+namespace {
+
+StreamFormat EncodedFormat(StreamFormat source, const ProResVariant& variant) {
+  source.code = variant.code;
+  // What does not say how it was scanned is coded as progressive, and has to be labelled so.
+  if (source.fieldOrder == FieldOrder::Unknown) source.fieldOrder = FieldOrder::Progressive;
+  return source;
+}
+
+vix::ElementDriver MakeEncoder(const EncodeOptions& options) {
+  auto encoder = MakeProResElement(vix::ElementFactoryType::VideoEncoder);
+  const auto config = encoder.CreateConfig();
+  config->SetInt("NumThreads", options.threads);
+  config->SetProResCodecVariant("ProResCodecVariant", options.variant->variant);
+  encoder.Configure(config);
+  return encoder;
+}
+
+}  // namespace
+
+void Encode(const EncodeOptions& options, RunReport& report) {
+  const OutputFormat& output = FindProResOutput(options.output);
+  auto reader = OpenRawVideo(options.input, options.headless);
+  const StreamFormat& source = reader->GetFormat();
+  CheckEncodable(source, reader->GetName());
+  const StreamFormat result = EncodedFormat(source, *options.variant);
+  Transcode(options, {std::move(reader), MakeEncoder(options), result, output}, report);
+}
+
+}  // namespace vixprores

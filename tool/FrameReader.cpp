@@ -1,0 +1,42 @@
+// SPDX-License-Identifier: BSD-2-Clause
+#include "FrameReader.h"
+
+#include <algorithm>
+#include <string_view>
+#include <utility>
+
+#include "HeadlessReader.h"
+#include "InputFile.h"
+#include "ProResReader.h"
+#include "RawContainerReader.h"
+#include "Y4mHeader.h"
+#include "Y4mReader.h"
+#include "vix/WorkflowStepImplementation.h"
+
+namespace vixprores {
+
+std::unique_ptr<FrameReader> OpenRawVideo(const std::string& path,
+                                          const std::optional<HeadlessFormat>& headless) {
+  auto file = std::make_unique<InputFile>(path);
+  if (headless) return std::make_unique<HeadlessReader>(std::move(file), *headless);
+  if (std::ranges::equal(file->Peek(kY4mMagic.size()), kY4mMagic)) {
+    return std::make_unique<Y4mReader>(std::move(file));
+  }
+  return std::make_unique<RawContainerReader>(std::move(file));
+}
+
+std::unique_ptr<FrameReader> OpenProRes(const std::string& path) {
+  return std::make_unique<ProResReader>(std::make_unique<InputFile>(path));
+}
+
+FramePool::FramePool()
+    : allocator_(vix::ImplementElement<vix::ElementFactoryType::MemoryBlockAllocator>(
+          "vix", "Recycler", nullptr)) {}
+
+std::shared_ptr<vix::IBuffer> FramePool::MakeFrame(std::uint32_t bytes) const {
+  auto frame = vix::CreateBuffer(allocator_, nullptr);
+  frame->Allocate(bytes);
+  return frame;
+}
+
+}  // namespace vixprores

@@ -1,0 +1,32 @@
+// SPDX-License-Identifier: BSD-2-Clause
+#ifndef TOOL_PRORESREADER_H
+#define TOOL_PRORESREADER_H
+
+#include "ContainerTrack.h"
+#include "FrameReader.h"
+
+namespace vixprores {
+
+/// Reads the ProRes frames of a container. The buffers are the container library's own packets.
+class ProResReader : public FrameReader {
+ public:
+  explicit ProResReader(std::unique_ptr<InputFile> file);
+
+  const StreamFormat& GetFormat() const override { return format_; }
+  const std::string& GetName() const override { return track_.GetName(); }
+  std::optional<std::int64_t> GetFrameCount() const override { return track_.GetFrameCount(); }
+  bool ReadsFrom(const std::string& path) const override { return track_.IsSameFile(path); }
+  std::string GetNote() const override { return track_.GetNote(); }
+  std::shared_ptr<vix::IBuffer> Read() override;
+
+ private:
+  void CheckFrame(const vix::IBuffer& frame) const;
+
+  ContainerTrack track_;
+  StreamFormat format_;
+  std::shared_ptr<vix::IBuffer> first_;  ///< until Read() hands it out
+};
+
+}  // namespace vixprores
+
+#endif  // TOOL_PRORESREADER_H
