@@ -38,9 +38,9 @@ Status Decoder::Parse(std::span<const std::uint8_t> frame, const PixelBufferReco
   macroblocks_ = MacroblocksFor(header_.width);
 
   const bool alone = firstFieldOnly && header_.interlaceMode != InterlaceMode::kProgressive;
-  const std::uint32_t tallest =
-      alone ? GeometryOf(header_.height, header_.interlaceMode, 0).lines : header_.height;
-  const std::uint32_t lowest = alone ? header_.height / 2 : header_.height;
+  const std::uint32_t height = header_.height;
+  const std::uint32_t tallest = alone ? GeometryOf(height, header_.interlaceMode, 0).lines : height;
+  const std::uint32_t lowest = alone ? height / 2 : height;
   if (destination.width != header_.width) return Status::kBadArgument;
   if (destination.height < lowest || destination.height > tallest) return Status::kBadArgument;
 
