@@ -64,12 +64,33 @@ inline std::uint32_t GetPixelFormat(FourCC fourcc) {
 
 /// Fills `target` with the thirteen common properties of `source`; a source of the same codec
 /// family is copied as a whole instead.
-void CopyCommonProperties(const std::shared_ptr<const IVideoParameters>& source,
-                          IVideoParameters& target);
+inline void CopyCommonProperties(const std::shared_ptr<const IVideoParameters>& source,
+                                 IVideoParameters& target) {
+  const VCodecFamily sourceFamily = source->GetCodecFamily();
+  if (sourceFamily == target.GetCodecFamily()) {
+    target.CopyFrom(source);
+    return;
+  }
+  target.SetVideoProperty1(source->GetVideoProperty1());
+  target.SetVideoProperty2(source->GetVideoProperty2());
+  target.SetVideoProperty3(source->GetVideoProperty3());
+  target.SetVideoProperty4(source->GetVideoProperty4());
+  target.SetScanMode(source->GetScanMode());
+  target.SetVideoProperty6(source->GetVideoProperty6());
+  target.SetStoredWidth(source->GetStoredWidth());
+  target.SetStoredHeight(source->GetStoredHeight());
+  target.SetWidth(source->GetWidth());
+  target.SetHeight(source->GetHeight());
+  target.SetVideoProperty11(source->GetVideoProperty11());
+  target.SetBitRate(source->GetBitRate());
+  target.SetEditRate(source->GetEditRate());
+}
 
 /// A new allocator element that recycles memory blocks: where an element's frames come from unless
 /// it is told otherwise.
-std::shared_ptr<IMemoryBlockAllocator> CreateRecycler();
+inline std::shared_ptr<IMemoryBlockAllocator> CreateRecycler() {
+  return ImplementElement<ElementFactoryType::MemoryBlockAllocator>("vix", "Recycler", nullptr);
+}
 
 }  // namespace vix
 

@@ -1,0 +1,55 @@
+// SPDX-License-Identifier: BSD-2-Clause
+#ifndef TESTS_PLUGIN_COMPRESSEDFRAMES_H
+#define TESTS_PLUGIN_COMPRESSEDFRAMES_H
+
+/// @file
+/// Compressed frames as far as the decoder element looks into them (RDD 36, frame syntax).
+
+#include <algorithm>
+#include <cstdint>
+#include <vector>
+
+struct FrameSpec {
+  bool bare = false;
+  std::uint16_t headerSize = 148;
+  std::uint8_t bitstreamVersion = 0;
+  std::uint8_t encoderIdentifier = 'f';  ///< first of its four bytes
+  std::uint16_t width = 1920;
+  std::uint16_t height = 1080;
+  unsigned chromaFormat = 2;
+  unsigned interlaceMode = 0;
+  unsigned aspectRatio = 0;
+  std::uint8_t matrixCoefficients = 1;
+  std::uint32_t pictureSize = 500;
+  std::size_t bytes = 1000;  ///< of the whole frame, the prefix included
+};
+
+inline void PutBigEndian(std::vector<std::uint8_t>& bytes, std::size_t offset, std::uint64_t value,
+                         std::size_t count) {
+  for (std::size_t i = 0; i < count; ++i)
+    bytes.at(offset + i) = static_cast<std::uint8_t>(value >> 8 * (count - 1 - i));
+}
+
+/// The frame described. Bytes that no field covers count up, so that copies can be compared.
+inline std::vector<std::uint8_t> MakeCompressedFrame(const FrameSpec& spec) {
+  std::vector<std::uint8_t> frame(spec.bytes);
+  for (std::size_t i = 0; i < frame.size(); ++i) frame[i] = static_cast<std::uint8_t>(i % 251);
+  const std::size_t header = spec.bare ? 0 : 8;
+  if (!spec.bare) {
+    PutBigEndian(frame, 0, spec.bytes, 4);
+    std::copy_n("icpf", 4, frame.begin() + 4);
+  }
+  PutBigEndian(frame, header, spec.headerSize, 2);
+  frame[header + 3] = spec.bitstreamVersion;
+  frame[header + 4] = spec.encoderIdentifier;
+  PutBigEndian(frame, header + 8, spec.width, 2);
+  PutBigEndian(frame, header + 10, spec.height, 2);
+  frame[header + 12] =
+      static_cast<std::uint8_t>(spec.chromaFormat << 6 | spec.interlaceMode << 2 | 0x33);
+  frame[header + 13] = static_cast<std::uint8_t>(spec.aspectRatio << 4 | 0x5);
+  frame[header + 16] = spec.matrixCoefficients;
+  PutBigEndian(frame, header + spec.headerSize + 1, spec.pictureSize, 4);
+  return frame;
+}
+
+#endif  // TESTS_PLUGIN_COMPRESSEDFRAMES_H

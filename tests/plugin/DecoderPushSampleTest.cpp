@@ -1,0 +1,453 @@
+// SPDX-License-Identifier: BSD-2-Clause
+#include <stdexcept>
+
+#include "DecoderTest.h"
+
+namespace {
+
+using fake::TheCodec;
+using fake::TheHost;
+
+const std::string kUyvy = fake::Join(vix::kFourCC_UYVY);
+const std::string kV210 = fake::Join(vix::kFourCC_V210);
+
+class DecoderPushSampleTest : public DecoderTest {
+ protected:
+  void DefineUyvy() {
+    initConfig->fourccs["OutputFourCC"] = vix::kFourCC_UYVY;
+    Define();
+  }
+};
+
+// Standard layout
+
+TEST_F(DecoderPushSampleTest, DecodesTheFirstFrameCallByCall) {
+  Define();
+  TheHost().spareBytes = 64;
+  Push(FrameSpec{});
+  EXPECT_EQ(TheHost().TakeCalls(),
+            (CallList{"container.GetVideoSamples(null, null)",
+                      "outputInfos1.GetInfo()",
+                      "outputInfo.GetVideoParameters()",
+                      "output.GetFourCC()",
+                      "sample.GetBuffer()",
+                      "input.GetData()",
+                      "input.GetSize()",
+                      "input.GetData()",
+                      "input.GetSize()",
+                      "CreateBuffer(recycler2, null)",
+                      "GetFrameBytes(" + kV210 + ", 2, 1920, 1080)",
+                      "buffer2.Allocate(5529600)",
+                      "buffer2.GetSize()",
+                      "buffer2.SetSize(5529664)",
+                      "WPROpenDecoder(0, null)",
+                      "GetStrides(" + kV210 + ", 2, 1920, 1080)",
+                      "buffer2.GetData()",
+                      "WPRDecodeFrame(handle1, 1000, v210, 1920, 1080, 5120, 0)",
+                      "outputInfo.GetVideoParameters()",
+                      "sample.GetTimeLimits()",
+                      "CreateVideoSample(output, outputInfo, buffer2, 2, 0)",
+                      "CreateSampleContainer(newSample1, null)"}));
+}
+
+TEST_F(DecoderPushSampleTest, LaterFramesReuseTheDecoderAndItsGeometry) {
+  Define();
+  Push(FrameSpec{});
+  TheHost().calls.clear();
+  Push(FrameSpec{});
+  EXPECT_EQ(TheHost().CountCalls("WPROpenDecoder"), 0U);
+  EXPECT_EQ(TheHost().CountCalls("GetStrides"), 0U);
+  EXPECT_EQ(TheHost().CountCalls("WPRDecodeFrame(handle1, 1000, v210, 1920, 1080, 5120, 0)"), 1U);
+}
+
+TEST_F(DecoderPushSampleTest, TheFrameIsDecodedInPlaceIntoTheSamplesBuffer) {
+  Define();
+  const auto input = MakeInput(MakeCompressedFrame({}));
+  decoder->PushSample(MakeContainer(nullptr, input));
+  const auto sample = OnlySample(decoder->GetSample());
+  const auto& buffer = dynamic_cast<const fake::Buffer&>(*sample->buffer);
+  EXPECT_EQ(LastDecoded().frame, input->memory.get());
+  EXPECT_EQ(LastDecoded().frameBytes, 1000U);
+  EXPECT_EQ(LastDecoded().destination.baseAddress, buffer.memory.get());
+}
+
+TEST_F(DecoderPushSampleTest, SamplesCarryTheDefinedOutputAndTheInputsTimeLimits) {
+  Define();
+  Push(FrameSpec{.width = 720, .height = 576});
+  const auto container = decoder->GetSample();
+  const auto sample = OnlySample(container);
+  const fake::VideoInfo& defined = OnlyInfo(decoder->GetDefinedOutput(""));
+  EXPECT_EQ(sample->parameters, defined.parameters);
+  EXPECT_EQ(sample->info.get(), &defined);
+  EXPECT_EQ(sample->timeLimits, kTimeLimits);
+  EXPECT_TRUE(sample->metadata.empty());
+}
+
+TEST_F(DecoderPushSampleTest, TheOutputFourCCChoosesThePixelFormat) {
+  DefineUyvy();
+  TheHost().strides = {3856, 12};
+  Push(FrameSpec{});
+  EXPECT_EQ(LastDecoded().destination.pixelFormat, 0x32767579U);
+  EXPECT_EQ(LastDecoded().destination.rowBytes, 3856U);
+  EXPECT_EQ(TheHost().CountCalls("GetStrides(" + kUyvy + ", 2, 1920, 1080)"), 1U);
+  TheHost().strides.clear();
+  const auto other = vix::CreateVideoDecoderProRes(nullptr);
+  initConfig->fourccs["OutputFourCC"] = vix::kFourCC_V210;
+  other->SetInitConfig(initConfig);
+  other->DefineInput(MakeStream(parameters), "");
+  other->PushSample(MakeContainer(nullptr, MakeInput(MakeCompressedFrame({}))));
+  EXPECT_EQ(LastDecoded().destination.pixelFormat, 0x76323130U);
+  EXPECT_EQ(LastDecoded().destination.rowBytes, 5120U);
+}
+
+TEST_F(DecoderPushSampleTest, TheChromaCodeIsHandedOnUnchanged) {
+  Define();
+  Push(FrameSpec{.chromaFormat = 3});
+  EXPECT_EQ(TheHost().CountCalls("GetFrameBytes(" + kV210 + ", 3, 1920, 1080)"), 1U);
+  EXPECT_EQ(TheHost().CountCalls("GetStrides(" + kV210 + ", 3, 1920, 1080)"), 1U);
+}
+
+TEST_F(DecoderPushSampleTest, AnInterlacedStandardFrameIsDecodedWhole) {
+  Define();
+  Push(FrameSpec{.interlaceMode = 1});
+  EXPECT_EQ(LastDecoded().destination.height, 1080U);
+  EXPECT_EQ(LastDecoded().fieldFlag, 0);
+}
+
+TEST_F(DecoderPushSampleTest, SkippingFieldsDecodesInterlacedFramesAtHalfHeight) {
+  DefineSkippingFields();
+  Push(FrameSpec{.height = 1081, .interlaceMode = 2});
+  EXPECT_EQ(TheHost().CountCalls("GetFrameBytes(" + kV210 + ", 2, 1920, 540)"), 1U);
+  EXPECT_EQ(LastDecoded().destination.height, 540U);
+  EXPECT_EQ(LastDecoded().fieldFlag, 1);
+}
+
+TEST_F(DecoderPushSampleTest, SkippingFieldsLeavesProgressiveFramesWhole) {
+  DefineSkippingFields();
+  Push(FrameSpec{});
+  EXPECT_EQ(LastDecoded().destination.height, 1080U);
+  EXPECT_EQ(LastDecoded().fieldFlag, 0);
+}
+
+TEST_F(DecoderPushSampleTest, APictureSizeBeyondTheFrameIsTheLibrarysToJudge) {
+  Define();
+  Push(FrameSpec{.pictureSize = 0xFFFFFFFF});
+  EXPECT_NE(decoder->GetSample(), nullptr);
+}
+
+TEST_F(DecoderPushSampleTest, DamagedSlicesAreNoFailure) {
+  Define();
+  TheCodec().decodeResult = 3;
+  Push(FrameSpec{});
+  EXPECT_NE(decoder->GetSample(), nullptr);
+}
+
+TEST_F(DecoderPushSampleTest, AWaitingSampleIsReplacedAndItsBufferStaysWithItsHolder) {
+  Define();
+  Push(FrameSpec{});
+  TheHost().noteReleases = true;
+  Push(FrameSpec{});
+  EXPECT_EQ(TheHost().CountCalls("~newContainer1"), 1U);
+  EXPECT_EQ(TheHost().CountCalls("~buffer2"), 1U);
+  const auto held = decoder->GetSample();
+  Push(FrameSpec{});
+  EXPECT_EQ(TheHost().CountCalls("~buffer3"), 0U);
+  EXPECT_EQ(fake::NameOf(OnlySample(held)->buffer), "buffer3");
+}
+
+// Failures
+
+TEST_F(DecoderPushSampleTest, ExactlyOneSampleIsAccepted) {
+  Define();
+  for (const std::size_t count : {0U, 2U}) {
+    ExpectReport(
+        [&] {
+          decoder->PushSample(MakeContainer(nullptr, MakeInput(MakeCompressedFrame({})), count));
+        },
+        "[Unsupported number of video samples] [ value1 (" + std::to_string(count) +
+            ") is not == value2 (1) ]",
+        "VideoDecoderProRes");
+  }
+  EXPECT_EQ(TheHost().CountCalls("sample.GetBuffer"), 0U);
+  EXPECT_EQ(TheHost().CountCalls("outputInfos1.GetInfo"), 2U);
+  EXPECT_EQ(TheHost().CountCalls("WPR"), 0U);
+}
+
+TEST_F(DecoderPushSampleTest, UnreadableFramesAreReportedAsMinusOne) {
+  Define();
+  ExpectResult(-1, FrameSpec{.chromaFormat = 1});
+  ExpectResult(-1, FrameSpec{.bitstreamVersion = 1});
+  ExpectResult(-1, FrameSpec{.bare = true, .interlaceMode = 3});
+  ExpectResult(-1, std::vector<std::uint8_t>{});
+  const auto frame = MakeCompressedFrame({});
+  ExpectResult(-1, std::vector<std::uint8_t>(frame.begin(), frame.begin() + 160));
+  EXPECT_EQ(TheHost().CountCalls("CreateBuffer"), 0U);
+}
+
+TEST_F(DecoderPushSampleTest, InputWithoutMemoryIsUnreadable) {
+  Define();
+  ExpectReport(
+      [&] { decoder->PushSample(MakeContainer(nullptr, std::make_shared<fake::Buffer>("input"))); },
+      "[Failed to decode frame] [ value1 (0) is not == value2 (-1) ]", "VideoDecoderProRes");
+}
+
+TEST_F(DecoderPushSampleTest, ASampleWithoutABufferIsReportedAsMinusTwo) {
+  Define();
+  ExpectReport([&] { decoder->PushSample(MakeContainer(nullptr, nullptr)); },
+               "[Failed to decode frame] [ value1 (0) is not == value2 (-2) ]",
+               "VideoDecoderProRes");
+}
+
+TEST_F(DecoderPushSampleTest, AFailedOpeningIsReportedAsMinusThreeAndTriedAgain) {
+  Define();
+  TheCodec().openFailures = 1;
+  ExpectResult(-3, FrameSpec{});
+  EXPECT_EQ(TheHost().CountCalls("WPRDecodeFrame"), 0U);
+  Push(FrameSpec{});
+  EXPECT_EQ(TheHost().CountCalls("WPROpenDecoder"), 2U);
+  EXPECT_NE(decoder->GetSample(), nullptr);
+}
+
+TEST_F(DecoderPushSampleTest, EveryNegativeResultIsReportedAsMinusFive) {
+  Define();
+  for (const int result : {-1, -4, -1000000}) {
+    TheCodec().decodeResult = result;
+    ExpectResult(-5, FrameSpec{});
+  }
+  EXPECT_EQ(TheHost().CountCalls("WPROpenDecoder"), 1U);
+}
+
+TEST_F(DecoderPushSampleTest, AFailingFrameLeavesTheWaitingSampleAndTheOpenDecoder) {
+  Define();
+  Push(FrameSpec{});
+  TheCodec().decodeResult = -1;
+  ExpectResult(-5, FrameSpec{});
+  ExpectResult(-1, FrameSpec{.chromaFormat = 0});
+  EXPECT_EQ(fake::NameOf(decoder->GetSample()), "newContainer1");
+  TheCodec().decodeResult = 0;
+  Push(FrameSpec{});
+  EXPECT_EQ(TheHost().CountCalls("WPROpenDecoder"), 1U);
+}
+
+TEST_F(DecoderPushSampleTest, AnUnsupportedFourCCLeavesTheDecoderOpenWithoutGeometry) {
+  initConfig->fourccs["OutputFourCC"] = vix::MakeFourCC("NV12");
+  Define();
+  ExpectReport([&] { Push(FrameSpec{}); }, "Unsupported fourcc", "VideoCodecProResCommon");
+  EXPECT_EQ(TheHost().CountCalls("WPROpenDecoder"), 1U);
+  EXPECT_EQ(TheHost().CountCalls("GetStrides"), 0U);
+  EXPECT_EQ(TheHost().CountCalls("WPRDecodeFrame"), 0U);
+  Push(FrameSpec{});
+  EXPECT_EQ(TheHost().CountCalls("WPROpenDecoder"), 1U);
+  EXPECT_EQ(LastDecoded().destination.pixelFormat, 0U);
+  EXPECT_EQ(LastDecoded().destination.width, 0U);
+  EXPECT_EQ(LastDecoded().destination.height, 0U);
+  EXPECT_EQ(LastDecoded().destination.rowBytes, 0U);
+  EXPECT_NE(LastDecoded().destination.baseAddress, nullptr);
+  decoder = nullptr;
+  EXPECT_EQ(TheHost().CountCalls("WPRCloseDecoder(handle1)"), 1U);
+}
+
+TEST_F(DecoderPushSampleTest, FailuresOfTheHostPassThroughAndKeepTheWaitingSample) {
+  Define();
+  Push(FrameSpec{});
+  for (const char* const function :
+       {"container.GetVideoSamples", "outputInfos1.GetInfo", "CreateBuffer", "GetFrameBytes",
+        "CreateVideoSample", "CreateSampleContainer"}) {
+    TheHost().hooks = {{function, [] { throw std::domain_error("host"); }}};
+    EXPECT_THROW(Push(FrameSpec{}), std::domain_error) << function;
+  }
+  EXPECT_EQ(fake::NameOf(decoder->GetSample()), "newContainer1");
+}
+
+// Geometry that outlives its frame
+
+TEST_F(DecoderPushSampleTest, AChangeOfSizeIsNotReflectedUntilRelease) {
+  Define();
+  Push(FrameSpec{.width = 720, .height = 576});
+  Push(FrameSpec{.width = 1920, .height = 1080});
+  EXPECT_EQ(LastDecoded().destination.width, 720U);
+  EXPECT_EQ(LastDecoded().destination.height, 576U);
+  EXPECT_EQ(LastDecoded().destination.rowBytes, 1920U);
+  decoder->Release();
+  Push(FrameSpec{.width = 1920, .height = 1080});
+  EXPECT_EQ(LastDecoded().handle, reinterpret_cast<void*>(2));
+  EXPECT_EQ(LastDecoded().destination.width, 1920U);
+  EXPECT_EQ(LastDecoded().destination.height, 1080U);
+  EXPECT_EQ(LastDecoded().destination.rowBytes, 5120U);
+}
+
+TEST_F(DecoderPushSampleTest, AChangeOfConfigurationIsNotReflectedUntilRelease) {
+  Define();
+  Push(FrameSpec{.interlaceMode = 1});
+  initConfig->fourccs["OutputFourCC"] = vix::kFourCC_UYVY;
+  DefineSkippingFields();
+  Push(FrameSpec{.interlaceMode = 1});
+  EXPECT_EQ(LastDecoded().destination.pixelFormat, 0x76323130U);
+  EXPECT_EQ(LastDecoded().destination.height, 1080U);
+  EXPECT_EQ(LastDecoded().fieldFlag, 1);
+  decoder->Release();
+  Push(FrameSpec{.interlaceMode = 1});
+  EXPECT_EQ(LastDecoded().destination.pixelFormat, 0x32767579U);
+  EXPECT_EQ(LastDecoded().destination.height, 540U);
+}
+
+TEST_F(DecoderPushSampleTest, TheOutputBufferAlwaysHoldsTheKeptGeometry) {
+  Define();
+  Push(FrameSpec{.width = 1920, .height = 1080});
+  TheHost().calls.clear();
+  Push(FrameSpec{.width = 720, .height = 576});
+  EXPECT_EQ(TheHost().CountCalls("buffer3.Allocate(1105920)"), 1U);
+  EXPECT_EQ(TheHost().CountCalls("buffer3.Resize(5529600)"), 1U);
+  const auto sample = OnlySample(decoder->GetSample());
+  const auto& buffer = dynamic_cast<const fake::Buffer&>(*sample->buffer);
+  EXPECT_EQ(buffer.size, 5529600U);
+  EXPECT_EQ(LastDecoded().destination.baseAddress, buffer.memory.get());
+}
+
+TEST_F(DecoderPushSampleTest, AKeptGeometryBeyondAnyBufferIsRefused) {
+  Define();
+  TheHost().strides = {0x10000000};
+  TheHost().frameBytes = 16;
+  ExpectResult(-2, FrameSpec{});
+  EXPECT_EQ(TheHost().CountCalls("WPRDecodeFrame"), 0U);
+}
+
+// XT layout
+
+/// Size of the scratch buffer that small XT frames get.
+constexpr std::uint32_t kScratchFloor = 1032192;
+
+TEST_F(DecoderPushSampleTest, AProgressiveXtFrameIsDecodedFromTheScratchBufferCallByCall) {
+  Define();
+  Push(FrameSpec{.bare = true, .bytes = 600000});
+  const CallList calls = TheHost().TakeCalls();
+  EXPECT_EQ(
+      CallList(calls.begin() + 5, calls.begin() + 17),
+      (CallList{"input.GetData()", "input.GetSize()", "buffer1.GetSize()",
+                "buffer1.Resize(1032192)", "input.GetData()", "input.GetSize()",
+                "buffer1.GetData()", "buffer1.GetSize()", "buffer1.GetData()", "buffer1.GetSize()",
+                "CreateBuffer(recycler2, null)", "GetFrameBytes(" + kV210 + ", 2, 1920, 1080)"}));
+  EXPECT_EQ(LastDecoded().frameBytes, kScratchFloor);
+  EXPECT_EQ(LastDecoded().frame, TheHost().buffers.at(0).lock()->memory.get());
+  EXPECT_NE(decoder->GetSample(), nullptr);
+}
+
+TEST_F(DecoderPushSampleTest, TheScratchBufferOnlyGrows) {
+  Define();
+  Push(FrameSpec{.bare = true, .bytes = 600000});
+  TheHost().calls.clear();
+  Push(FrameSpec{.bare = true, .bytes = 1032184});
+  EXPECT_EQ(TheHost().CountCalls("buffer1.Resize"), 0U);
+  Push(FrameSpec{.bare = true, .bytes = 1100000});
+  EXPECT_EQ(TheHost().CountCalls("buffer1.Resize(1100008)"), 1U);
+  Push(FrameSpec{.bare = true, .bytes = 600000});
+  EXPECT_EQ(TheHost().CountCalls("buffer1.Resize"), 1U);
+  EXPECT_EQ(LastDecoded().frameBytes, 1100008U);
+}
+
+TEST_F(DecoderPushSampleTest, AnInterlacedXtFieldFollowsTheSameStepsWhenFieldsAreSkipped) {
+  DefineSkippingFields();
+  // The tag is missing from what was stored, so the prefix is taken for the header: version 0xF0.
+  ExpectResult(-1, FrameSpec{.bare = true, .interlaceMode = 1, .bytes = 1000});
+  EXPECT_EQ(TheHost().CountCalls("buffer1.Resize(1032192)"), 1U);
+  EXPECT_EQ(TheHost().CountCalls("CreateBuffer"), 0U);
+  // Twice the size is not asked for: one input is one picture.
+  ExpectResult(-1, FrameSpec{.bare = true, .interlaceMode = 1, .bytes = 1100000});
+  EXPECT_EQ(TheHost().CountCalls("buffer1.Resize(1100008)"), 1U);
+}
+
+TEST_F(DecoderPushSampleTest, SkippedFieldsAreNotCounted) {
+  DefineSkippingFields();
+  ExpectResult(-1, FrameSpec{.bare = true, .interlaceMode = 1});
+  initConfig->numbers["SkipField"] = 0;
+  decoder->SetInitConfig(initConfig);
+  ExpectResult(-6, FrameSpec{.bare = true, .interlaceMode = 1});
+}
+
+TEST_F(DecoderPushSampleTest, AFirstXtFieldIsStoredAndReportedAsMinusSix) {
+  Define();
+  ExpectResult(-6, FrameSpec{.bare = true, .interlaceMode = 1, .bytes = 600000});
+  EXPECT_EQ(TheHost().CountCalls("buffer1.Resize(1200008)"), 1U);
+  EXPECT_EQ(TheHost().CountCalls("WPR"), 0U);
+  EXPECT_EQ(decoder->GetSample(), nullptr);
+}
+
+TEST_F(DecoderPushSampleTest, ASecondXtFieldNormallyFailsAndStaysTheSecond) {
+  Define();
+  const FrameSpec field{.bare = true, .interlaceMode = 1};
+  ExpectResult(-6, field);
+  ExpectResult(-1, field);
+  ExpectResult(-1, field);
+}
+
+TEST_F(DecoderPushSampleTest, AHeldFieldSurvivesClearFlushReleaseAndConfiguration) {
+  Define();
+  const FrameSpec field{.bare = true, .interlaceMode = 1};
+  ExpectResult(-6, field);
+  decoder->ClearInternalBuffer();
+  ExpectResult(-1, field);
+  decoder->Flush();
+  ExpectResult(-1, field);
+  decoder->Release();
+  ExpectResult(-1, field);
+  decoder->SetInitConfig(initConfig);
+  ExpectResult(-1, field);
+}
+
+TEST_F(DecoderPushSampleTest, ARefusedFirstFieldIsNotCounted) {
+  Define();
+  ExpectResult(-1, FrameSpec{.bare = true, .interlaceMode = 3});
+  ExpectResult(-6, FrameSpec{.bare = true, .interlaceMode = 1});
+}
+
+TEST_F(DecoderPushSampleTest, XtFramesTooLargeForABufferAreRefusedBeforeAnythingIsWritten) {
+  Define();
+  const auto progressive = MakeInput(MakeCompressedFrame({.bare = true}));
+  progressive->size = 0xFFFFFFF8;  // eight bytes of prefix make it 2^32
+  const auto field = MakeInput(MakeCompressedFrame({.bare = true, .interlaceMode = 1}));
+  field->size = 0x7FFFFFFC;
+  for (const auto& input : {progressive, field}) {
+    ExpectReport([&] { decoder->PushSample(MakeContainer(nullptr, input)); },
+                 "[Failed to decode frame] [ value1 (0) is not == value2 (-2) ]",
+                 "VideoDecoderProRes");
+  }
+  EXPECT_EQ(TheHost().CountCalls("buffer1."), 0U);
+}
+
+/// A pair whose second field passes: the stored prefix reads as a header (version 0, 4:2:2, mode 1)
+/// because of the first field's size and encoder identifier, and so does the joined frame's.
+class DecoderFieldPairTest : public DecoderPushSampleTest {
+ protected:
+  DecoderFieldPairTest() { Define(); }
+  static FrameSpec FirstField() {
+    return {.bare = true, .encoderIdentifier = 0x84, .interlaceMode = 1, .bytes = 1024 - 8};
+  }
+  static FrameSpec SecondField() {
+    return {.bare = true, .interlaceMode = 1, .pictureSize = 256 - 8, .bytes = 1000};
+  }
+};
+
+TEST_F(DecoderFieldPairTest, AJoinedPairIsDecodedAndTheNextFieldIsAFirstOneAgain) {
+  ExpectResult(-6, FirstField());
+  Push(SecondField());
+  EXPECT_NE(decoder->GetSample(), nullptr);
+  EXPECT_EQ(LastDecoded().frameBytes, kScratchFloor);
+  const std::uint8_t* const joined = LastDecoded().frame;
+  // The stored header reads as 0 bytes long, its picture as the size's lower half: 0x040000.
+  EXPECT_EQ(std::vector<std::uint8_t>(joined, joined + 8),
+            (std::vector<std::uint8_t>{0, 4, 1, 0, 0, 0, 0, 0}));
+  const auto second = MakeCompressedFrame(SecondField());
+  EXPECT_TRUE(std::equal(second.begin() + 148, second.begin() + 148 + 248, joined + 8 + 0x040000));
+  ExpectResult(-6, FirstField());
+}
+
+TEST_F(DecoderFieldPairTest, AFailedSecondFieldIsNotCounted) {
+  ExpectResult(-6, FirstField());
+  TheCodec().decodeResult = -1;
+  ExpectResult(-5, SecondField());
+  ExpectResult(-1, FrameSpec{.bare = true, .interlaceMode = 3});
+  // Still a second field: a first one would be stored.
+  ExpectResult(-1, SecondField());
+}
+
+}  // namespace

@@ -1,0 +1,64 @@
+// SPDX-License-Identifier: BSD-2-Clause
+#ifndef TESTS_PLUGIN_DECODERTEST_H
+#define TESTS_PLUGIN_DECODERTEST_H
+
+#include <memory>
+#include <string>
+#include <utility>
+#include <vector>
+
+#include "CompressedFrames.h"
+#include "PluginTest.h"
+#include "StreamFixtures.h"
+#include "VideoDecoderProRes.h"
+
+/// A decoder element with a configuration at hand ("initConfig": SkipField false, nothing else).
+class DecoderTest : public PluginTest {
+ protected:
+  DecoderTest() {
+    initConfig->numbers = {{"SkipField", 0}};
+    parameters->values = DistinctProperties();
+    fake::TheHost().calls.clear();
+  }
+
+  /// Configures the element and defines a ProRes input.
+  void Define() {
+    decoder->SetInitConfig(initConfig);
+    decoder->DefineInput(MakeStream(parameters), "");
+    fake::TheHost().calls.clear();
+  }
+  void DefineSkippingFields() {
+    initConfig->numbers["SkipField"] = 1;
+    Define();
+  }
+
+  static std::shared_ptr<fake::Buffer> MakeInput(const std::vector<std::uint8_t>& frame) {
+    return std::make_shared<fake::Buffer>("input", frame);
+  }
+  void Push(const std::vector<std::uint8_t>& frame) {
+    decoder->PushSample(MakeContainer(nullptr, MakeInput(frame)));
+  }
+  void Push(const FrameSpec& spec) { Push(MakeCompressedFrame(spec)); }
+
+  /// Expects that the frame is refused with this result code.
+  void ExpectResult(int result, const std::vector<std::uint8_t>& frame) {
+    ExpectReport(
+        [&] { Push(frame); },
+        "[Failed to decode frame] [ value1 (0) is not == value2 (" + std::to_string(result) + ") ]",
+        "VideoDecoderProRes");
+  }
+  void ExpectResult(int result, const FrameSpec& spec) {
+    ExpectResult(result, MakeCompressedFrame(spec));
+  }
+
+  /// Arguments of the last call of the codec library's decoder.
+  static const fake::DecodeCall& LastDecoded() { return fake::TheCodec().decoded.back(); }
+
+  std::shared_ptr<fake::Instance> config = std::make_shared<fake::Instance>("config");
+  std::shared_ptr<fake::Instance> initConfig = std::make_shared<fake::Instance>("initConfig");
+  std::shared_ptr<fake::ProResParameters> parameters =
+      std::make_shared<fake::ProResParameters>("input");
+  std::shared_ptr<vix::IVideoDecoder> decoder = vix::CreateVideoDecoderProRes(config);
+};
+
+#endif  // TESTS_PLUGIN_DECODERTEST_H
