@@ -11,7 +11,7 @@
 
 namespace {
 
-constexpr std::uint32_t kMaxPixels = 1 << 15;
+constexpr std::uint32_t kMaxPixels = 1 << 13;
 constexpr std::uint32_t kCodecTypes[] = {kWPRCodecProxy, kWPRCodecLT, kWPRCodec422, kWPRCodecHQ};
 
 /// Repeats `pattern` over the picture; an xorshift generator where the input has none left.
