@@ -8,6 +8,7 @@
 #include <mutex>
 #include <optional>
 #include <string>
+#include <type_traits>
 #include <variant>
 #include <vector>
 
@@ -21,10 +22,21 @@ using ParameterValue =
     std::variant<bool, std::int32_t, std::string, FourCC, ProResCodecVariant, ElementFactoryType,
                  std::shared_ptr<const IParametersCollectionPrototype>>;
 
+template <typename T, typename... Types>
+constexpr std::size_t IndexOfType(std::type_identity<std::variant<Types...>>) {
+  std::size_t index = 0;
+  static_cast<void>(((std::is_same_v<T, Types> || (++index, false)) || ...));
+  return index;
+}
+
+/// The parameter type whose values are of type T: the index of ParameterValue's alternative.
+template <typename T>
+inline constexpr std::size_t kParameterType = IndexOfType<T>(std::type_identity<ParameterValue>());
+
 /// One declared parameter.
 struct ParameterDeclaration {
   std::string name;
-  std::size_t type;  ///< index of an alternative of ParameterValue
+  std::size_t type;  ///< a kParameterType
   std::optional<ParameterValue> defaultValue;
   std::vector<ParameterValue> allowedValues;  ///< empty = any value of the type
   std::string description;
@@ -33,7 +45,7 @@ struct ParameterDeclaration {
 /// A declaration without default and without restriction.
 template <typename T>
 ParameterDeclaration DeclareParameter(const std::string& name, const std::string& description) {
-  return {name, ParameterValue(T{}).index(), std::nullopt, {}, description};
+  return {name, kParameterType<T>, std::nullopt, {}, description};
 }
 
 /// The core's schema. May be used by any thread: declarations are never changed in place, readers

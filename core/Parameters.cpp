@@ -140,10 +140,9 @@ class ParameterSet final : public IParametersCollectionInstance {
   std::size_t FindForReading(const std::string& name) const {
     const std::size_t index = Find(name);
     const std::size_t declared = (*declarations_)[index].type;
-    const std::size_t wanted = ParameterValue(T{}).index();
-    if (declared != wanted) {
+    if (declared != kParameterType<T>) {
       throw VIXRuntimeError("Parameter \"" + name + "\" is of type " + kTypeNames[declared] +
-                            " and cannot be read as " + kTypeNames[wanted]);
+                            " and cannot be read as " + kTypeNames[kParameterType<T>]);
     }
     return index;
   }

@@ -8,13 +8,11 @@
 namespace vix {
 namespace {
 
-constexpr int kVariants = 4;
-
 /// Published target rates of one picture size and frame rate, in megabits per second.
 struct RateRow {
   VideoResolution resolution;
   std::int64_t framesPerSecond;
-  std::uint64_t mbps[kVariants];  ///< Proxy, LT, 422, HQ
+  std::uint64_t mbps[4];  ///< Proxy, LT, 422, HQ
 };
 
 constexpr RateRow kRates[] = {
@@ -95,13 +93,12 @@ std::uint64_t DivideRounding(std::uint64_t dividend, std::uint64_t divisor) {
 
 std::uint32_t GetProResVideoRateMbps(ProResCodecVariant variant, EditRate editRate,
                                      VideoResolution resolution) {
-  const std::int32_t column = static_cast<std::int32_t>(variant) - 1;
-  const bool rateIsPositive = editRate.numerator > 0 && editRate.denominator > 0;
-  if (column < 0 || column >= kVariants || !rateIsPositive) return 0;
+  if (variant < ProResCodecVariant::Proxy || variant > ProResCodecVariant::HQ) return 0;
+  if (editRate.numerator <= 0 || editRate.denominator <= 0) return 0;
 
   const RatedAs rating = FindRating(resolution);
   const RateRow& row = FindNearestRow(rating.listed, editRate);
-  std::uint64_t dividend = row.mbps[column];
+  std::uint64_t dividend = row.mbps[static_cast<std::int32_t>(variant) - 1];
   std::uint64_t divisor = rating.picturesPerListed;
   if (!IsListed(row, editRate)) {
     dividend *= static_cast<std::uint64_t>(editRate.numerator);

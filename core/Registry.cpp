@@ -24,22 +24,22 @@ constexpr std::string_view kCoreIdPrefix = "vixCore ";
 
 /// The first numbers of a version tell whether plug-in and core understand each other.
 struct Compatibility {
-  int major;
-  int minor;
+  unsigned major;
+  unsigned minor;
   friend bool operator==(const Compatibility&, const Compatibility&) = default;
 };
 constexpr Compatibility kThisCore{0, 7};
 
 /// Reads "major.minor.patch.build.revision"; none when `version` is of another form.
 std::optional<Compatibility> ParseVersion(std::string_view version) {
-  std::array<int, 5> numbers{};
+  std::array<unsigned, 5> numbers{};
   const char* next = version.data();
   const char* const end = next + version.size();
-  for (int& number : numbers) {
+  for (unsigned& number : numbers) {
     const bool isFirst = &number == &numbers.front();
     if (!isFirst && (next == end || *next++ != '.')) return std::nullopt;
     const auto [stop, error] = std::from_chars(next, end, number);
-    if (error != std::errc() || number < 0) return std::nullopt;
+    if (error != std::errc()) return std::nullopt;
     next = stop;
   }
   if (next != end) return std::nullopt;

@@ -1,0 +1,163 @@
+// SPDX-License-Identifier: BSD-2-Clause
+#include <gmock/gmock.h>
+#include <gtest/gtest.h>
+
+#include <memory>
+#include <string>
+#include <utility>
+
+#include "Refusal.h"
+#include "SilentLog.h"
+#include "vix/ElementDriver.h"
+#include "vix/Logging.h"
+#include "vix/PluginLoader.h"
+
+namespace vix {
+namespace {
+
+using ::testing::AllOf;
+using ::testing::HasSubstr;
+using ::testing::StartsWith;
+
+constexpr const char* kName = "VideoDecoder.fake.Pass";
+
+std::shared_ptr<const IInfoContainer> MakeInput() {
+  return CreateInfoContainer(CreateVideoInfo(nullptr, nullptr, {}, {}), nullptr);
+}
+
+std::shared_ptr<const ISampleContainer> MakeSample() {
+  return CreateSampleContainer(CreateVideoSample(nullptr, nullptr, nullptr, {}, {}), nullptr);
+}
+
+class Driver : public ::testing::Test {
+ protected:
+  void Define() {
+    driver.Configure(driver.CreateConfig());
+    driver.Define(MakeInput());
+  }
+
+  SilentLog silentLog;
+  std::shared_ptr<IPlugin> plugin = LoadPlugin(FAKE_PLUGIN, "test");
+  ElementDriver driver{ElementFactoryType::VideoDecoder, "fake", "Pass"};
+};
+
+TEST_F(Driver, DrivesDecodersAndEncoders) {
+  ElementDriver encoder(ElementFactoryType::VideoEncoder, "fake", "Pass");
+  EXPECT_EQ(driver.GetName(), kName);
+  EXPECT_EQ(encoder.GetName(), "VideoEncoder.fake.Pass");
+  for (ElementDriver* each : {&driver, &encoder}) {
+    each->Configure(each->CreateConfig());
+    const auto input = MakeInput();
+    EXPECT_EQ(each->Define(input), input);
+    const auto sample = MakeSample();
+    each->Push(sample);
+    EXPECT_EQ(each->Pull(), sample);
+    EXPECT_EQ(each->Pull(), nullptr);
+    each->Release();
+  }
+}
+
+TEST_F(Driver, MakesConfigurationsOfTheElementsSchema) {
+  const auto config = driver.CreateConfig();
+  EXPECT_FALSE(config->GetBool("FailRelease"));
+  config->SetBool("FailRelease", true);
+  EXPECT_FALSE(driver.CreateConfig()->GetBool("FailRelease"));
+}
+
+TEST_F(Driver, RefusesCallsOutOfOrder) {
+  const auto refusal = [](const char* reason) { return std::string(kName) + ": " + reason; };
+  EXPECT_EQ(RefusalOf([&] { driver.Define(MakeInput()); }),
+            refusal("Define needs Configure first"));
+  EXPECT_EQ(RefusalOf([&] { driver.Push(MakeSample()); }), refusal("Push needs Configure first"));
+  EXPECT_EQ(RefusalOf([&] { driver.Pull(); }), refusal("Pull needs Configure first"));
+  driver.Configure(driver.CreateConfig());
+  EXPECT_EQ(RefusalOf([&] { driver.Push(MakeSample()); }), refusal("Push needs Define first"));
+  EXPECT_EQ(RefusalOf([&] { driver.Pull(); }), refusal("Pull needs Define first"));
+}
+
+TEST_F(Driver, RefusesToLoseAFrame) {
+  Define();
+  const auto first = MakeSample();
+  driver.Push(first);
+  EXPECT_THAT(RefusalOf([&] { driver.Push(MakeSample()); }),
+              AllOf(StartsWith(kName), HasSubstr("Push needs Pull first")));
+  EXPECT_EQ(driver.Pull(), first);
+  driver.Push(MakeSample());
+}
+
+TEST_F(Driver, RefusesNullArguments) {
+  EXPECT_THAT(RefusalOf([&] { driver.Configure(nullptr); }), StartsWith(kName));
+  driver.Configure(driver.CreateConfig());
+  EXPECT_THAT(RefusalOf([&] { driver.Define(nullptr); }), StartsWith(kName));
+  driver.Define(MakeInput());
+  EXPECT_THAT(RefusalOf([&] { driver.Push(nullptr); }), StartsWith(kName));
+}
+
+TEST_F(Driver, MayConfigureAndDefineAgain) {
+  Define();
+  driver.Configure(driver.CreateConfig());
+  driver.Push(MakeSample());
+  driver.Define(MakeInput());
+  EXPECT_NE(driver.Pull(), nullptr);
+}
+
+TEST_F(Driver, PassesOnWhatTheElementThrows) {
+  driver.Configure(driver.CreateConfig());
+  EXPECT_EQ(RefusalOf([&] { driver.Define(CreateInfoContainer(nullptr, nullptr)); }), "no stream");
+  EXPECT_THAT(RefusalOf([&] { driver.Push(MakeSample()); }), HasSubstr("Define first"))
+      << "a failed definition defines nothing";
+}
+
+TEST_F(Driver, NamesTheElementAsTheContextOfItsCalls) {
+  Define();
+  EXPECT_EQ(RefusalOf([&] { driver.Push(CreateSampleContainer(nullptr, nullptr)); }),
+            std::string("no sample in ") + kName);
+  EXPECT_EQ(GetCurrentContextString(), "");
+}
+
+TEST_F(Driver, RefusesEverythingAfterRelease) {
+  Define();
+  driver.Push(MakeSample());
+  driver.Release();
+  driver.Release();
+  const auto afterRelease = AllOf(StartsWith(kName), HasSubstr("after Release"));
+  EXPECT_THAT(RefusalOf([&] { driver.CreateConfig(); }), afterRelease);
+  EXPECT_THAT(RefusalOf([&] { driver.Configure(nullptr); }), afterRelease);
+  EXPECT_THAT(RefusalOf([&] { driver.Define(nullptr); }), afterRelease);
+  EXPECT_THAT(RefusalOf([&] { driver.Push(nullptr); }), afterRelease);
+  EXPECT_THAT(RefusalOf([&] { driver.Pull(); }), afterRelease);
+  EXPECT_EQ(driver.GetName(), kName);
+}
+
+TEST_F(Driver, LetsGoOfAnElementWhoseReleaseFails) {
+  const auto config = driver.CreateConfig();
+  config->SetBool("FailRelease", true);
+  driver.Configure(config);
+  EXPECT_EQ(RefusalOf([&] { driver.Release(); }), "release failed");
+  driver.Release();
+  EXPECT_THAT(RefusalOf([&] { driver.CreateConfig(); }), HasSubstr("after Release"));
+}
+
+TEST_F(Driver, MovesWithItsState) {
+  Define();
+  driver.Push(MakeSample());
+  ElementDriver moved = std::move(driver);
+  EXPECT_NE(moved.Pull(), nullptr);
+  driver = std::move(moved);
+  EXPECT_EQ(driver.Pull(), nullptr);
+}
+
+TEST_F(Driver, RefusesElementsThatCannotBeDriven) {
+  const auto make = [](ElementFactoryType factoryType, const char* type) {
+    return RefusalOf([&] { ElementDriver(factoryType, "fake", type); });
+  };
+  EXPECT_THAT(make(ElementFactoryType::VideoDecoder, "Unheard"), HasSubstr("type=\"Unheard\""));
+  EXPECT_THAT(make(ElementFactoryType::VideoDecoder, "Odd"), HasSubstr("type=\"Odd\""));
+  EXPECT_THAT(make(ElementFactoryType::VideoDecoder, "Nothing"),
+              StartsWith("VideoDecoder.fake.Nothing"));
+  EXPECT_THAT(make(ElementFactoryType::MemoryBlockAllocator, "Vector"),
+              StartsWith("MemoryBlockAllocator.fake.Vector"));
+}
+
+}  // namespace
+}  // namespace vix

@@ -1,0 +1,78 @@
+// SPDX-License-Identifier: BSD-2-Clause
+// Uses the core before main() and from the destructors of static and thread-local objects, which
+// run after main() in an order that no library can choose. Ends with status 0 when all went well.
+#include <unistd.h>
+
+#include <cstdio>
+#include <memory>
+#include <string>
+
+#include "vix/Buffers.h"
+#include "vix/Diagnostics.h"
+#include "vix/Logging.h"
+#include "vix/PluginLoader.h"
+#include "vix/Registry.h"
+#include "vix/WorkflowStepImplementation.h"
+
+namespace {
+
+void Require(bool condition, const char* what) {
+  if (condition) return;
+  std::fprintf(stderr, "failed: %s\n", what);
+  _exit(1);
+}
+
+std::shared_ptr<vix::IMemoryBlockAllocator> MakeRecycler() {
+  return vix::ImplementElement<vix::ElementFactoryType::MemoryBlockAllocator>("vix", "Recycler",
+                                                                              nullptr);
+}
+
+/// Holds objects of the core and of a plug-in beyond main().
+struct Holder {
+  // Made before main(): the first use of the core in this process.
+  std::shared_ptr<vix::IMemoryBlockAllocator> recycler = MakeRecycler();
+  std::shared_ptr<vix::IMemoryBlock> block = recycler->AllocateBlock(10000);
+  std::shared_ptr<vix::IBuffer> buffer = vix::CreateBuffer(recycler, nullptr);
+  std::shared_ptr<vix::IPlugin> plugin;
+  std::shared_ptr<vix::IVideoDecoder> decoder;
+
+  ~Holder() {
+    const auto milestone = vix::CreateMilestone("exit");
+    buffer->Resize(20000);
+    recycler.reset();
+    Require(MakeRecycler() != nullptr, "a recycler after main()");
+    Require(vix::GetCurrentContextString() == "exit", "a context after main()");
+    vix::WriteLogRecord(vix::LogLevel::Info, "after main()", 1, "ExitOrder.cpp");
+    plugin.reset();
+    Require(decoder->GetSample() == nullptr, "an element after its plug-in was let go");
+    const auto system = vix::CreateBuffer(nullptr, nullptr);
+    system->Allocate(100);
+    vix::SetCurrentLoggerWriter(nullptr);
+    vix::SetExtBufferCallbacks({});
+  }
+};
+
+Holder holder;
+
+/// Logs when its thread ends.
+struct ThreadEnd {
+  ~ThreadEnd() {
+    const vix::ContextScope scope("thread end");
+    vix::WriteLogRecord(vix::LogLevel::Info, "thread ends", 1, "ExitOrder.cpp");
+  }
+};
+
+}  // namespace
+
+int main() {
+  thread_local ThreadEnd threadEnd;
+  static_cast<void>(&threadEnd);
+  vix::SetCurrentLoggerWriter(
+      vix::CreateLineLoggerWriter([](vix::LogLevel, const std::string&) {}));
+  vix::SetExtBufferCallbacks({[](std::size_t bytes) { return new std::uint8_t[bytes]; },
+                              [](std::uint8_t* data, std::size_t) { delete[] data; }});
+  holder.plugin = vix::LoadPlugin(FAKE_PLUGIN, "exit order");
+  holder.decoder =
+      vix::ImplementElement<vix::ElementFactoryType::VideoDecoder>("fake", "Pass", nullptr);
+  return 0;
+}

@@ -1,0 +1,97 @@
+// SPDX-License-Identifier: BSD-2-Clause
+#include <gmock/gmock.h>
+#include <gtest/gtest.h>
+
+#include <cstdint>
+#include <memory>
+
+#include "Refusal.h"
+#include "vix/RawVideoUtils.h"
+
+namespace vix {
+namespace {
+
+using ::testing::AllOf;
+using ::testing::ElementsAre;
+using ::testing::HasSubstr;
+
+struct Geometry {
+  FourCC fourcc;
+  unsigned width;
+  unsigned height;
+  std::uint32_t stride;
+  std::uint32_t frameBytes;
+};
+
+constexpr Geometry kGeometries[] = {
+    {kFourCC_UYVY, 1920, 1080, 3840, 4147200},
+    {kFourCC_UYVY, 1, 1, 4, 4},
+    {kFourCC_UYVY, 719, 575, 1440, 828000},
+    {kFourCC_UYVY, 0, 0, 0, 0},
+    {kFourCC_V210, 1920, 1080, 5120, 5529600},
+    {kFourCC_V210, 1, 2, 128, 256},
+    {kFourCC_V210, 48, 1, 128, 128},
+    {kFourCC_V210, 49, 1, 256, 256},
+    {kFourCC_V210, 1280, 720, 3456, 2488320},
+    {kFourCC_V210, 720, 486, 1920, 933120},
+    {kFourCC_V210, 65535, 16, 174848, 2797568},
+};
+
+TEST(RawVideoUtils, KnowsStridesAndFrameSizes) {
+  for (const Geometry& expected : kGeometries) {
+    for (const auto chroma : {VideoChroma::C422, VideoChroma::C444}) {
+      SCOPED_TRACE(testing::Message() << expected.fourcc << ' ' << expected.width);
+      EXPECT_THAT(
+          RawVideoUtils::GetStrides(expected.fourcc, chroma, expected.width, expected.height),
+          ElementsAre(expected.stride));
+      EXPECT_EQ(
+          RawVideoUtils::GetFrameBytes(expected.fourcc, chroma, expected.width, expected.height),
+          expected.frameBytes);
+    }
+  }
+}
+
+TEST(RawVideoUtils, ReadsTheGeometryOffADescription) {
+  const auto raw = CreateVideoParameters<VCodecFamily::Raw>();
+  raw->SetFourCC(kFourCC_V210);
+  raw->SetWidth(1280);
+  raw->SetHeight(720);
+  raw->SetStoredWidth(9999);
+  EXPECT_THAT(RawVideoUtils::GetStrides(raw), ElementsAre(3456));
+}
+
+TEST(RawVideoUtils, RefusesDescriptionsThatAreNotRaw) {
+  EXPECT_THAT(RefusalOf([] { RawVideoUtils::GetStrides(nullptr); }), HasSubstr("raw"));
+  EXPECT_THAT(
+      RefusalOf([] { RawVideoUtils::GetStrides(CreateVideoParameters(VCodecFamily::ProRes)); }),
+      HasSubstr("raw"));
+}
+
+TEST(RawVideoUtils, RefusesOtherFourCCs) {
+  const auto refusal = AllOf(HasSubstr("\"YUY2\" (0x32595559)"), HasSubstr("\"UYVY\""));
+  const FourCC other = MakeFourCC("YUY2");
+  EXPECT_THAT(RefusalOf([&] { RawVideoUtils::GetStrides(other, VideoChroma::C422, 2, 2); }),
+              refusal);
+  EXPECT_THAT(RefusalOf([&] { RawVideoUtils::GetFrameBytes(other, VideoChroma::C422, 2, 2); }),
+              refusal);
+}
+
+TEST(RawVideoUtils, RefusesPicturesOfMoreThan32BitsOfBytes) {
+  constexpr unsigned kLargest = 4294967295u;
+  const auto strides = [](FourCC fourcc, unsigned width) {
+    return RawVideoUtils::GetStrides(fourcc, VideoChroma::C422, width, 1);
+  };
+  EXPECT_THAT(strides(kFourCC_UYVY, 2147483646), ElementsAre(4294967292u));
+  EXPECT_THAT(RefusalOf([&] { strides(kFourCC_UYVY, 2147483647); }), HasSubstr("2147483647x1"));
+  EXPECT_THAT(RefusalOf([&] { strides(kFourCC_V210, kLargest); }), HasSubstr("32 bits"));
+
+  const auto frameBytes = [](unsigned width, unsigned height) {
+    return RawVideoUtils::GetFrameBytes(kFourCC_UYVY, VideoChroma::C422, width, height);
+  };
+  EXPECT_EQ(frameBytes(32768, 65535), 4294901760u);
+  EXPECT_THAT(RefusalOf([&] { frameBytes(32768, 65536); }), HasSubstr("32768x65536"));
+  EXPECT_THAT(RefusalOf([&] { frameBytes(2147483646, kLargest); }), HasSubstr("32 bits"));
+}
+
+}  // namespace
+}  // namespace vix

@@ -1,0 +1,20 @@
+// SPDX-License-Identifier: BSD-2-Clause
+#ifndef TESTS_CORE_SILENTLOG_H
+#define TESTS_CORE_SILENTLOG_H
+
+#include <string>
+
+#include "vix/Logging.h"
+
+/// Swallows log records while it lives.
+struct SilentLog {
+  SilentLog() {
+    vix::SetCurrentLoggerWriter(
+        vix::CreateLineLoggerWriter([](vix::LogLevel, const std::string&) {}));
+  }
+  ~SilentLog() { vix::SetCurrentLoggerWriter(nullptr); }
+  SilentLog(const SilentLog&) = delete;
+  SilentLog& operator=(const SilentLog&) = delete;
+};
+
+#endif  // TESTS_CORE_SILENTLOG_H

@@ -1,0 +1,45 @@
+// SPDX-License-Identifier: BSD-2-Clause
+#include "SystemMemory.h"
+
+#include <atomic>
+#include <cstddef>
+#include <cstdlib>
+#include <new>
+
+namespace {
+
+/// More than any machine that runs this has; sanitizers end the process when asked for so much.
+constexpr std::size_t kMostMemory = std::size_t{1} << 40;
+
+std::atomic<unsigned long> allocations = 0;
+std::atomic<int> refusalsLeft = 0;
+
+}  // namespace
+
+unsigned long CountSystemAllocations() {
+  return allocations;
+}
+
+SystemMemoryShortage::SystemMemoryShortage(int refusals) {
+  refusalsLeft = refusals;
+}
+SystemMemoryShortage::~SystemMemoryShortage() {
+  refusalsLeft = 0;
+}
+
+// These replace the standard library's functions for the whole process, shared libraries included.
+
+void* operator new(std::size_t bytes, std::align_val_t alignment, const std::nothrow_t&) noexcept {
+  if (refusalsLeft > 0) {
+    --refusalsLeft;
+    return nullptr;
+  }
+  if (bytes > kMostMemory) return nullptr;
+  ++allocations;
+  const auto multiple = static_cast<std::size_t>(alignment);
+  return std::aligned_alloc(multiple, (bytes + multiple) / multiple * multiple);
+}
+
+void operator delete(void* memory, std::align_val_t) noexcept {
+  std::free(memory);
+}

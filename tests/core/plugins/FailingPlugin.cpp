@@ -1,0 +1,54 @@
+// SPDX-License-Identifier: BSD-2-Clause
+// A plug-in that registers one element and then fails in the manner that the registrant names.
+#include <unwind.h>
+
+#include <exception>
+#include <memory>
+#include <string>
+
+#include "vix/Error.h"
+#include "vix/Registry.h"
+
+namespace {
+
+class OwnException : public std::exception {
+ public:
+  const char* what() const noexcept override { return "own reason"; }
+};
+
+/// An exception as another language's run time raises them.
+[[noreturn]] void RaiseForeignException() {
+  static _Unwind_Exception exception = {};
+  exception.exception_class = 0x4649425245303030;
+  exception.exception_cleanup = [](_Unwind_Reason_Code, _Unwind_Exception*) {};
+  _Unwind_RaiseException(&exception);
+  std::terminate();
+}
+
+void RegisterOneElement(const char* registrant) {
+  const auto entry = vix::CreateParametersCollectionInstance(vix::GetRegistryEntryPrototype());
+  entry->SetElementFactoryType("class", vix::ElementFactoryType::VideoDecoder);
+  entry->SetString("type", "Doomed");
+  entry->SetString("implementation", "failing");
+  entry->SetParametersCollectionPrototype("init_config",
+                                          vix::CreateParametersCollectionPrototype());
+  vix::RegisterFactory(
+      registrant, vix::GetVIXCoreIdInternal("0.7.0.0.0"),
+      std::make_shared<vix::ElementFactory<vix::ElementFactoryType::VideoDecoder>>(
+          [](std::shared_ptr<const vix::IParametersCollectionInstance>) { return nullptr; }),
+      entry);
+}
+
+}  // namespace
+
+extern "C" VIX_API void RegisterAll(const char* registrant) {
+  RegisterOneElement(registrant);
+  const std::string manner = registrant;
+  if (manner == "framework error") throw vix::VIXRuntimeError("framework reason");
+  if (manner == "own exception") throw OwnException();
+  if (manner == "number") throw 42;
+  if (manner == "foreign exception") RaiseForeignException();
+  if (manner == "wrong version") {
+    vix::RegisterFactory(registrant, vix::GetVIXCoreIdInternal("0.8.0.0.0"), nullptr, nullptr);
+  }
+}
