@@ -2,7 +2,7 @@
 #include "Encoder.h"
 
 #include <algorithm>
-#include <limits>
+#include <cassert>
 
 #include "bitstream/BigEndian.h"
 #include "bitstream/PictureGeometry.h"
@@ -20,7 +20,11 @@ namespace prores {
 namespace {
 
 constexpr std::array<std::uint8_t, 4> kEncoderIdentifier{'v', 'i', 'x', 'p'};
-constexpr std::uint32_t kMinPictureSize = 2;
+
+/// Columns of a component of a picture.
+constexpr std::size_t ColumnCount(std::size_t width, unsigned component) {
+  return component == 0 ? width : (width + 1) / 2;
+}
 
 /// Blocks of one component of a slice.
 constexpr std::uint32_t BlockCount(SliceSpan slice, unsigned component) {
@@ -37,19 +41,16 @@ constexpr std::size_t CoefficientCount(std::size_t macroblocks) {
 
 Status CheckArguments(const EncodeParamsRecord& params, const PixelBufferRecord& source) {
   const VariantProfile* const profile = FindVariant(params.codecType);
-  if (profile == nullptr || !IsValidPicture(source) || source.width < kMinPictureSize ||
-      source.height < kMinPictureSize ||
-      (params.interlaceMode != kWPRProgressive && params.interlaceMode != kWPRTopFieldFirst)) {
+  const bool interlaced = params.interlaceMode == kWPRTopFieldFirst;
+  if (profile == nullptr || !IsValidPicture(source) ||
+      (params.interlaceMode != kWPRProgressive && !interlaced)) {
     return Status::kBadArgument;
   }
+  const Status status = CheckFrameSize(*profile, source.width, source.height);
+  if (status != Status::kSuccess) return status;
   // Readers disagree about the macroblock rows of two fields that need different numbers of them.
   const bool unequalFields = source.height % (2 * kMacroblockSize) == 1;
-  if (params.interlaceMode != kWPRProgressive && unequalFields) return Status::kUnsupported;
-  if (MaxFrameBytes(*profile, source.width, source.height) >
-      std::numeric_limits<std::uint32_t>::max()) {
-    return Status::kUnsupported;
-  }
-  return Status::kSuccess;
+  return interlaced && unequalFields ? Status::kUnsupported : Status::kSuccess;
 }
 
 FrameHeader MakeHeader(const EncodeParamsRecord& params, const PixelBufferRecord& source,
@@ -63,61 +64,6 @@ FrameHeader MakeHeader(const EncodeParamsRecord& params, const PixelBufferRecord
   header.chromaMatrix = profile.chroma;
   return header;
 }
-
-/// One macroblock row of planar samples, extended to whole macroblocks by repeating the last column
-/// and the last line.
-class Strip {
- public:
-  /// Columns behind the last macroblock's, where an unpacker's last group may end.
-  static constexpr std::size_t kSpareColumns = kMacroblockSize;
-  static_assert(kSpareColumns >= kUnpackGroupPixels);
-
-  static std::size_t Samples(std::size_t macroblocks) {
-    return 2 * Stride(0, macroblocks) * kMacroblockSize;
-  }
-
-  /// @param samples Samples(macroblocks) samples.
-  Strip(std::span<std::uint16_t> samples, std::size_t macroblocks) : macroblocks_(macroblocks) {
-    std::uint16_t* plane = samples.data();
-    for (unsigned component = 0; component < kComponents; ++component) {
-      planes_[component] = plane;
-      plane += Stride(component) * kMacroblockSize;
-    }
-  }
-
-  std::size_t Stride(unsigned component) const { return Stride(component, macroblocks_); }
-
-  std::uint16_t* Line(unsigned component, std::size_t line) const {
-    return planes_[component] + line * Stride(component);
-  }
-
-  /// Unpacks `lines` (1..16) rows that are `pitch` bytes apart.
-  void Unpack(const std::uint8_t* row, std::size_t pitch, std::size_t lines, std::size_t width,
-              UnpackRow unpackRow) const {
-    for (std::size_t line = 0; line < lines; ++line) {
-      unpackRow(row + line * pitch, width, {Line(0, line), Line(1, line), Line(2, line)});
-    }
-    for (unsigned component = 0; component < kComponents; ++component) {
-      const std::size_t columns = component == 0 ? width : (width + 1) / 2;
-      for (std::size_t line = 0; line < lines; ++line) {
-        std::uint16_t* const samples = Line(component, line);
-        std::fill(samples + columns, samples + Stride(component), samples[columns - 1]);
-      }
-      for (std::size_t line = lines; line < kMacroblockSize; ++line) {
-        std::copy_n(Line(component, lines - 1), Stride(component), Line(component, line));
-      }
-    }
-  }
-
- private:
-  static std::size_t Stride(unsigned component, std::size_t macroblocks) {
-    const std::size_t columns = macroblocks * kMacroblockSize + kSpareColumns;
-    return component == 0 ? columns : columns / 2;
-  }
-
-  std::size_t macroblocks_;
-  std::array<std::uint16_t*, kComponents> planes_{};
-};
 
 /// Replaces the blocks that lie wholly outside the picture by the cheapest ones: the DC of the
 /// block before and nothing else. The first block of a slice is never one of them.
@@ -172,6 +118,61 @@ class Encoder::Frame {
   const unsigned pictures;
   const std::uint64_t target;
   std::uint32_t strips = 0;
+};
+
+/// One macroblock row of planar samples, extended to whole macroblocks by repeating the last column
+/// and the last line.
+class Encoder::Strip {
+ public:
+  /// Columns behind the last macroblock's, where an unpacker's last group may end.
+  static constexpr std::size_t kSpareColumns = kMacroblockSize;
+  static_assert(kSpareColumns >= kUnpackGroupPixels);
+
+  static std::size_t Samples(std::size_t macroblocks) {
+    return 2 * Stride(0, macroblocks) * kMacroblockSize;
+  }
+
+  /// @param samples Samples(macroblocks) samples.
+  Strip(std::span<std::uint16_t> samples, std::size_t macroblocks) : macroblocks_(macroblocks) {
+    std::uint16_t* plane = samples.data();
+    for (unsigned component = 0; component < kComponents; ++component) {
+      planes_[component] = plane;
+      plane += Stride(component) * kMacroblockSize;
+    }
+  }
+
+  std::size_t Stride(unsigned component) const { return Stride(component, macroblocks_); }
+
+  std::uint16_t* Line(unsigned component, std::size_t line) const {
+    return planes_[component] + line * Stride(component);
+  }
+
+  /// Unpacks `lines` (1..16) rows that are `pitch` bytes apart.
+  void Unpack(const std::uint8_t* row, std::size_t pitch, std::size_t lines, std::size_t width,
+              UnpackRow unpackRow) const {
+    for (std::size_t line = 0; line < lines; ++line) {
+      unpackRow(row + line * pitch, width, {Line(0, line), Line(1, line), Line(2, line)});
+    }
+    for (unsigned component = 0; component < kComponents; ++component) {
+      const std::size_t columns = ColumnCount(width, component);
+      for (std::size_t line = 0; line < lines; ++line) {
+        std::uint16_t* const samples = Line(component, line);
+        std::fill(samples + columns, samples + Stride(component), samples[columns - 1]);
+      }
+      for (std::size_t line = lines; line < kMacroblockSize; ++line) {
+        std::copy_n(Line(component, lines - 1), Stride(component), Line(component, line));
+      }
+    }
+  }
+
+ private:
+  static std::size_t Stride(unsigned component, std::size_t macroblocks) {
+    const std::size_t columns = macroblocks * kMacroblockSize + kSpareColumns;
+    return component == 0 ? columns : columns / 2;
+  }
+
+  std::size_t macroblocks_;
+  std::array<std::uint16_t*, kComponents> planes_{};
 };
 
 /// Measures slices by quantising and counting.
@@ -250,25 +251,31 @@ void Encoder::TransformStrip(const Frame& frame, const PixelBufferRecord& source
                  std::size_t{geometry.lineStep} * source.rowBytes, lines, source.width,
                  UnpackerFor(source.pixelFormat));
 
-  for (std::uint32_t i = 0; i < frame.layout.SlicesPerRow(); ++i) {
-    const SliceSpan span = frame.layout[i];
+  const std::uint32_t slices = frame.layout.SlicesPerRow();
+  for (std::uint32_t slice = strip * slices; slice < (strip + 1) * slices; ++slice) {
     for (unsigned component = 0; component < kComponents; ++component) {
-      const std::size_t firstColumn =
-          span.firstMacroblock * MacroblockColumns(ChromaFormat::k422, component);
-      const std::uint32_t blocks = BlockCount(span, component);
-      std::array<const std::uint16_t*, kMaxSliceBlocks> origins;
-      for (std::uint32_t block = 0; block < blocks; ++block) {
-        const BlockPosition position = PositionOfBlock(component, block);
-        origins[block] = samples.Line(component, position.y) + firstColumn + position.x;
-      }
-      const std::span<std::int16_t> coefficients =
-          frame.Coefficients(coefficients_, strip * frame.layout.SlicesPerRow() + i, component);
-      ForwardTransform(std::span(origins).first(blocks), samples.Stride(component),
-                       ScanFor(frame.header.interlaceMode), coefficients.data());
-      const std::size_t columns = component == 0 ? source.width : (source.width + 1) / 2;
-      FlattenOutside(coefficients, blocks, component, columns - firstColumn, lines);
+      TransformComponent(frame, samples, slice, component, lines);
     }
   }
+}
+
+/// @param lines lines of the strip that lie inside the picture.
+void Encoder::TransformComponent(const Frame& frame, const Strip& samples, std::uint32_t slice,
+                                 unsigned component, std::size_t lines) {
+  const SliceSpan span = frame.Slice(slice);
+  const std::size_t firstColumn =
+      span.firstMacroblock * MacroblockColumns(ChromaFormat::k422, component);
+  const std::uint32_t blocks = BlockCount(span, component);
+  std::array<const std::uint16_t*, kMaxSliceBlocks> origins;
+  for (std::uint32_t block = 0; block < blocks; ++block) {
+    const BlockPosition position = PositionOfBlock(component, block);
+    origins[block] = samples.Line(component, position.y) + firstColumn + position.x;
+  }
+  const std::span<std::int16_t> coefficients = frame.Coefficients(coefficients_, slice, component);
+  ForwardTransform(std::span(origins).first(blocks), samples.Stride(component),
+                   ScanFor(frame.header.interlaceMode), coefficients.data());
+  FlattenOutside(coefficients, blocks, component,
+                 ColumnCount(frame.header.width, component) - firstColumn, lines);
 }
 
 /// Levels of a component of a slice; valid until the worker's next call.
@@ -320,9 +327,9 @@ void Encoder::WriteSlice(const Frame& frame, std::uint32_t slice, const SliceCho
   next += SliceHeader::kWrittenBytes;
   for (unsigned component = 0; component < kComponents; ++component) {
     const std::size_t bytes = header.componentBytes[component];
-    // Cannot fail: the same levels were counted.
-    static_cast<void>(WriteCoefficients(Quantise(frame, slice, component, choice.rung, worker),
-                                        std::span(next, bytes)));
+    [[maybe_unused]] const bool asCounted = WriteCoefficients(
+        Quantise(frame, slice, component, choice.rung, worker), std::span(next, bytes));
+    assert(asCounted);
     next += bytes;
   }
 }

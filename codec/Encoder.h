@@ -42,6 +42,7 @@ class Encoder {
  private:
   class Frame;
   class Meter;
+  class Strip;
 
   /// What one thread works with.
   struct Worker {
@@ -52,6 +53,8 @@ class Encoder {
   void Reserve(const Frame& frame);
   void TransformStrip(const Frame& frame, const PixelBufferRecord& source, std::uint32_t strip,
                       Worker& worker);
+  void TransformComponent(const Frame& frame, const Strip& samples, std::uint32_t slice,
+                          unsigned component, std::size_t lines);
   std::span<const std::int16_t> Quantise(const Frame& frame, std::uint32_t slice,
                                          unsigned component, unsigned rung, Worker& worker);
   void WriteHeaders(const Frame& frame, std::span<const SliceChoice> choices,

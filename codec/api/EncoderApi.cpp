@@ -1,62 +1,56 @@
 // SPDX-License-Identifier: BSD-2-Clause
-#include <limits>
-#include <new>
+#include <cstdint>
 #include <span>
 
 #include "Encoder.h"
 #include "ProRes/ProRes.h"
 #include "Status.h"
-#include "pixel/PixelFormat.h"
 #include "rate/FrameTarget.h"
 #include "rate/Variant.h"
 
+using prores::Encoder;
 using prores::Status;
-using prores::ToResult;
 
-extern "C" {
-
-WPREncoderHandle WPROpenEncoder(int32_t numThreads, void* reserved) {
+WPREncoderHandle WPROpenEncoder(std::int32_t numThreads, void* reserved) {
   if (numThreads < 0 || reserved != nullptr) return nullptr;
-  return new (std::nothrow) prores::Encoder(static_cast<std::uint32_t>(numThreads));
+  try {
+    return new Encoder(static_cast<std::uint32_t>(numThreads));
+  } catch (...) {
+    return nullptr;
+  }
 }
 
-int32_t WPRGetCompressedFrameSize(uint32_t codecType, uint32_t width, uint32_t height,
-                                  uint32_t* maxBytes, uint32_t* targetBytes) {
-  constexpr std::uint32_t kMinPictureSize = 2;
+std::int32_t WPRGetCompressedFrameSize(std::uint32_t codecType, std::uint32_t width,
+                                       std::uint32_t height, std::uint32_t* maxBytes,
+                                       std::uint32_t* targetBytes) {
   const prores::VariantProfile* const profile = prores::FindVariant(codecType);
-  if (profile == nullptr || maxBytes == nullptr || width < kMinPictureSize ||
-      height < kMinPictureSize || width > prores::kMaxPictureSize ||
-      height > prores::kMaxPictureSize) {
-    return ToResult(Status::kBadArgument);
-  }
-  const std::uint64_t bound = prores::MaxFrameBytes(*profile, width, height);
-  if (bound > std::numeric_limits<std::uint32_t>::max()) return ToResult(Status::kUnsupported);
-  *maxBytes = static_cast<std::uint32_t>(bound);
-  // The target is part of the bound.
+  if (profile == nullptr || maxBytes == nullptr) return prores::ToResult(Status::kBadArgument);
+  const Status status = prores::CheckFrameSize(*profile, width, height);
+  if (status != Status::kSuccess) return prores::ToResult(status);
+  // The bound fits 32 bits now, and the target is part of it.
+  *maxBytes = static_cast<std::uint32_t>(prores::MaxFrameBytes(*profile, width, height));
   if (targetBytes != nullptr) {
     *targetBytes = static_cast<std::uint32_t>(prores::TargetFrameBytes(*profile, width, height));
   }
-  return ToResult(Status::kSuccess);
+  return prores::ToResult(Status::kSuccess);
 }
 
-int32_t WPREncodeFrame(WPREncoderHandle encoder, const EncodeParamsRecord* params,
-                       const PixelBufferRecord* source, uint8_t* destination,
-                       uint32_t destinationSize, uint32_t* compressedBytes) {
+std::int32_t WPREncodeFrame(WPREncoderHandle encoder, const EncodeParamsRecord* params,
+                            const PixelBufferRecord* source, std::uint8_t* destination,
+                            std::uint32_t destinationSize, std::uint32_t* compressedBytes) {
   if (encoder == nullptr || params == nullptr || source == nullptr || destination == nullptr ||
       compressedBytes == nullptr) {
-    return ToResult(Status::kBadArgument);
+    return prores::ToResult(Status::kBadArgument);
   }
   try {
-    return ToResult(static_cast<prores::Encoder*>(encoder)->Encode(
+    return prores::ToResult(static_cast<Encoder*>(encoder)->Encode(
         *params, *source, std::span(destination, destinationSize), *compressedBytes));
   } catch (...) {
-    // Only memory can run out.
-    return ToResult(Status::kOutOfMemory);
+    // Nothing but memory can be missing.
+    return prores::ToResult(Status::kOutOfMemory);
   }
 }
 
 void WPRCloseEncoder(WPREncoderHandle encoder) {
-  delete static_cast<prores::Encoder*>(encoder);
+  delete static_cast<Encoder*>(encoder);
 }
-
-}  // extern "C"

@@ -11,6 +11,7 @@
 #include "bitstream/SliceHeader.h"
 #include "bitstream/SliceLayout.h"
 #include "bitstream/SliceTable.h"
+#include "pixel/PixelFormat.h"
 
 namespace prores {
 namespace {
@@ -123,6 +124,16 @@ FrameExtent LargestExtent(const VariantProfile& profile, std::uint32_t width,
 }
 
 }  // namespace
+
+Status CheckFrameSize(const VariantProfile& profile, std::uint32_t width, std::uint32_t height) {
+  constexpr std::uint32_t kMinPictureSize = 2;
+  if (std::min(width, height) < kMinPictureSize || std::max(width, height) > kMaxPictureSize) {
+    return Status::kBadArgument;
+  }
+  constexpr std::uint64_t kMaxBytes = std::numeric_limits<std::uint32_t>::max();
+  return MaxFrameBytes(profile, width, height) > kMaxBytes ? Status::kUnsupported
+                                                           : Status::kSuccess;
+}
 
 std::uint64_t OverheadBytes(const FrameHeader& header) {
   const SliceLayout layout(header.width, kLog2SliceWidth);

@@ -4,6 +4,7 @@
 
 #include <cstdint>
 
+#include "Status.h"
 #include "bitstream/FrameHeader.h"
 #include "rate/Variant.h"
 
@@ -16,6 +17,10 @@ namespace prores {
 
 /// log2 of the slice width that the encoder uses, in macroblocks.
 inline constexpr unsigned kLog2SliceWidth = 3;
+
+/// Whether the encoder takes frames of that size: kBadArgument for a side outside 2..65535,
+/// kUnsupported where MaxFrameBytes() exceeds 32 bits.
+Status CheckFrameSize(const VariantProfile& profile, std::uint32_t width, std::uint32_t height);
 
 /// Everything but the slices' payload: container and frame header, and for each picture its header,
 /// slice table and slice headers.
@@ -48,7 +53,7 @@ std::uint64_t TargetFrameBytes(const VariantProfile& profile, std::uint32_t widt
  * - So the 63 AC levels of a block take at most 2.9 x 63 + 0.5 x 64 < 215 bits on average over a
  *   component, its DC level 11 bits, and the filling of the last byte less than 8 per component, of
  *   two blocks or more: 230 bits, below 32 bytes.
- * In the same way (18.3 bits per position and 3 per 10^6 of energy, t = 4) a block takes at most
+ * In the same way (t = 4, prices 18.1 and 0.000004) a block takes at most
  * 160 bytes on the finest rung, so the sizes of slices of 8 macroblocks fit 16 bits.
  */
 std::uint64_t MaxFrameBytes(const VariantProfile& profile, std::uint32_t width,

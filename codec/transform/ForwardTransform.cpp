@@ -81,8 +81,10 @@ void LoadBlocks(std::span<const std::uint16_t* const> blocks, std::size_t stride
   for (std::size_t lane = 0; lane < kTransformLanes; ++lane) {
     // A group that is not full repeats its last block; nobody looks at the result.
     const std::uint16_t* block = blocks[std::min(lane, blocks.size() - 1)];
-    for (std::size_t i = 0; i < 64; ++i) {
-      lanes[i][lane] = static_cast<float>(block[i / 8 * stride + i % 8]);
+    for (std::size_t row = 0; row < 8; ++row) {
+      for (std::size_t column = 0; column < 8; ++column) {
+        lanes[8 * row + column][lane] = static_cast<float>(block[row * stride + column]);
+      }
     }
   }
 }

@@ -1,0 +1,64 @@
+// SPDX-License-Identifier: BSD-2-Clause
+#ifndef TESTS_CODEC_ENCODERTESTPICTURE_H
+#define TESTS_CODEC_ENCODERTESTPICTURE_H
+
+#include <cstddef>
+#include <cstdint>
+#include <functional>
+#include <vector>
+
+#include "ProRes/ProRes.h"
+
+namespace prores::test {
+
+/// 10-bit sample of component 0..2 (Y, Cb, Cr) at a column and line of that component.
+using Content = std::function<int(int component, int x, int y)>;
+
+/// Waves of several lengths with grain: needs as many bytes as it is given.
+Content Busy(unsigned seed);
+/// Slow waves without grain: falls short of most targets.
+Content Smooth();
+/// Every sample anywhere within 0..1023.
+Content Noise(unsigned seed);
+/// Every sample 0 or 1023.
+Content BinaryNoise(unsigned seed);
+Content Flat(int level);
+
+/// A packed picture. Its bytes end with the last row's last pixel group, so that the address
+/// sanitizer sees any access behind it.
+class PackedPicture {
+ public:
+  /// @param padding bytes between the end of a row's pixels and the next row.
+  PackedPicture(std::uint32_t format, std::uint32_t width, std::uint32_t height,
+                std::uint32_t padding = 0);
+  PackedPicture(std::uint32_t format, std::uint32_t width, std::uint32_t height,
+                const Content& content, std::uint32_t padding = 0);
+
+  PixelBufferRecord Record() const;
+  PixelBufferRecord MutableRecord();
+  int Columns(int component) const;
+  int Lines() const { return static_cast<int>(height_); }
+
+  /// 10-bit sample; 8-bit samples count four.
+  int Sample(int component, int x, int y) const;
+  const std::vector<std::uint8_t>& Bytes() const { return bytes_; }
+
+ private:
+  /// Where a component's sample lies: its byte in '2vuy', its word and shift in 'v210'.
+  struct Place {
+    std::size_t byte;
+    unsigned shift;
+  };
+  Place PlaceOf(int component, int x, int y) const;
+  void Set(int component, int x, int y, int value);
+
+  std::uint32_t format_, width_, height_, rowBytes_;
+  std::vector<std::uint8_t> bytes_;
+};
+
+/// Peak signal-to-noise ratio of a component at 10 bits, in decibels; 100 for equal pictures.
+double Psnr(const PackedPicture& a, const PackedPicture& b, int component);
+
+}  // namespace prores::test
+
+#endif  // TESTS_CODEC_ENCODERTESTPICTURE_H

@@ -1,0 +1,105 @@
+// SPDX-License-Identifier: BSD-2-Clause
+#include <gtest/gtest.h>
+
+#include <algorithm>
+#include <array>
+#include <cmath>
+#include <cstdlib>
+#include <random>
+#include <vector>
+
+#include "ReferenceCodec.h"
+#include "bitstream/BlockOrder.h"
+#include "transform/ForwardTransform.h"
+
+namespace prores {
+namespace {
+
+constexpr std::size_t kStride = 8 * 40 + 3;
+
+/// Eight lines of samples, blocks side by side.
+struct Samples {
+  std::vector<std::uint16_t> values = std::vector<std::uint16_t>(8 * kStride);
+
+  const std::uint16_t* Block(std::size_t block) const { return values.data() + 8 * block; }
+};
+
+/// Four times the orthonormal transform of the samples less 512, in double precision, raster order.
+std::array<double, 64> ExactTransform(const std::uint16_t* block) {
+  std::array<double, 64> samples{};
+  for (std::size_t i = 0; i < 64; ++i) samples[i] = 4 * (block[i / 8 * kStride + i % 8] - 512.0);
+  return reference::ForwardDct(samples);
+}
+
+std::vector<std::int16_t> Transform(const Samples& samples, std::size_t blocks,
+                                    const ScanTable& scan) {
+  std::vector<const std::uint16_t*> origins;
+  for (std::size_t block = 0; block < blocks; ++block) origins.push_back(samples.Block(block));
+  std::vector<std::int16_t> coefficients(64 * blocks);
+  ForwardTransform(origins, kStride, scan, coefficients.data());
+  return coefficients;
+}
+
+double LargestError(const Samples& samples, std::size_t blocks, const ScanTable& scan) {
+  const std::vector<std::int16_t> coefficients = Transform(samples, blocks, scan);
+  double largest = 0;
+  for (std::size_t block = 0; block < blocks; ++block) {
+    const std::array<double, 64> exact = ExactTransform(samples.Block(block));
+    for (std::size_t position = 0; position < 64; ++position) {
+      const double coefficient = coefficients[position * blocks + block];
+      largest = std::max(largest, std::abs(coefficient - exact[scan[position]]));
+    }
+  }
+  return largest;
+}
+
+TEST(ForwardTransform, IsTheRoundedExactTransformForEveryBlockCountAndScan) {
+  std::mt19937 random(1);
+  for (const ScanTable* scan : {&kProgressiveScan, &kInterlacedScan}) {
+    for (const std::size_t blocks : {1U, 2U, 4U, 8U, 9U, 16U, 32U}) {
+      Samples samples;
+      for (std::uint16_t& value : samples.values) {
+        value = static_cast<std::uint16_t>(random() % 1024);
+      }
+      EXPECT_LT(LargestError(samples, blocks, *scan), 0.505) << blocks;
+    }
+  }
+}
+
+TEST(ForwardTransform, HoldsOnBlocksOfExtremeSamples) {
+  std::mt19937 random(2);
+  for (int repetition = 0; repetition < 50; ++repetition) {
+    Samples samples;
+    for (std::uint16_t& value : samples.values) value = random() % 2 == 0 ? 0 : 1023;
+    EXPECT_LT(LargestError(samples, 32, kProgressiveScan), 0.505);
+  }
+}
+
+TEST(ForwardTransform, GivesAFlatBlockItsDcAlone) {
+  for (const int level : {0, 1, 511, 512, 513, 1023}) {
+    Samples samples;
+    std::fill(samples.values.begin(), samples.values.end(), static_cast<std::uint16_t>(level));
+    std::vector<std::int16_t> expected(64 * 4);
+    std::fill_n(expected.begin(), 4, static_cast<std::int16_t>(32 * (level - 512)));
+    EXPECT_EQ(Transform(samples, 4, kProgressiveScan), expected) << level;
+  }
+}
+
+TEST(ForwardTransform, NeverExceedsItsLargestCoefficient) {
+  // The block that has the signs of a basis function makes its coefficient as large as it gets.
+  for (std::size_t frequency = 0; frequency < 64; ++frequency) {
+    std::array<double, 64> coefficients{};
+    coefficients[frequency] = 1;
+    const std::array<double, 64> basis = reference::InverseDct(coefficients);
+    Samples samples;
+    for (std::size_t i = 0; i < 64; ++i) {
+      samples.values[i / 8 * kStride + i % 8] = basis[i] > 0 ? 0 : 1023;
+    }
+    for (const std::int16_t coefficient : Transform(samples, 1, kProgressiveScan)) {
+      EXPECT_LE(std::abs(coefficient), kMaxCoefficient);
+    }
+  }
+}
+
+}  // namespace
+}  // namespace prores
