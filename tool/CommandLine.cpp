@@ -106,11 +106,16 @@ std::optional<HeadlessFormat> ToHeadlessFormat(const HeadlessOptions& options) {
                         ParseRate(options.rate), options.interlaced};
 }
 
+[[noreturn]] void RefuseCommand(const std::string& name) {
+  throw UsageError("there is no command '" + name +
+                   "'; the commands are encode, decode, elements and help");
+}
+
 std::string HelpOf(const CLI::App& app, const std::string& command) {
   if (command.empty()) return app.help();
   const auto found = app.get_subcommands(
       [&command](const CLI::App* candidate) { return candidate->check_name(command); });
-  if (found.empty()) throw UsageError("there is no command '" + command + "'");
+  if (found.empty()) RefuseCommand(command);
   return found.front()->help(app.get_name());
 }
 
@@ -148,6 +153,8 @@ Command ParseCommandLine(int argc, const char* const* argv) {
   } catch (const CLI::CallForVersion& version) {
     return TextOnly{std::string(version.what()) + "\n"};
   } catch (const CLI::ParseError& error) {
+    const bool namesCommand = argc > 1 && argv[1][0] != '-';
+    if (namesCommand && app.get_subcommands().empty()) RefuseCommand(argv[1]);
     throw UsageError(error.what());
   }
 }

@@ -2,6 +2,7 @@
 #include "ContainerTrack.h"
 
 #include <algorithm>
+#include <cmath>
 #include <cstdlib>
 #include <cstring>
 #include <new>
@@ -49,15 +50,34 @@ ColourRange ToColourRange(AVColorRange range) {
   return ColourRange::Unknown;
 }
 
+// The broadcast rate (N or N * 1000 / 1001) that `rate` stands for where it was computed from a
+// duration rounded to nanoseconds; else `rate` itself.
+AVRational SnapToBroadcastRate(AVRational rate) {
+  constexpr double kTolerance = 1e-6;
+  for (const int denominator : {1, 1001}) {
+    const int unit = denominator == 1 ? 1 : 1000;
+    const double units = av_q2d(rate) * denominator / unit;
+    const double whole = std::round(units);
+    if (whole >= 1 && std::abs(units - whole) < kTolerance * whole) {
+      return {static_cast<int>(whole) * unit, denominator};
+    }
+  }
+  return rate;
+}
+
+bool IsMatroska(const AVFormatContext& context) {
+  return std::strstr(context.iformat->name, "matroska") != nullptr;
+}
+
 // The average is exact where every frame lasts equally long, and nothing else is accepted.
-Rational FindRate(const AVStream& stream, const AVPacket& first) {
+AVRational FindRate(const AVStream& stream, const AVPacket& first) {
   AVRational rate = stream.avg_frame_rate;
   if (!IsValid(rate)) rate = stream.r_frame_rate;
   if (!IsValid(rate) && first.duration > 0) {
     const AVRational tick = stream.time_base;
     av_reduce(&rate.num, &rate.den, tick.den, first.duration * tick.num, INT32_MAX);
   }
-  return IsValid(rate) ? ToRational(rate) : Rational{0, 1};
+  return IsValid(rate) ? rate : AVRational{0, 1};
 }
 
 std::int64_t TimeOf(const AVPacket& packet) {
@@ -150,7 +170,8 @@ void ContainerTrack::ReadFirstPacket() {
     if (frameCount_.value_or(0) > 0) FailAtEarlyEnd();
     throw Failure(GetName() + ": holds no frames");
   }
-  format_.rate = FindRate(*stream_, *pending_);
+  const AVRational rate = FindRate(*stream_, *pending_);
+  format_.rate = ToRational(IsMatroska(*context_) ? SnapToBroadcastRate(rate) : rate);
   if (format_.rate.numerator == 0) {
     throw Failure(GetName() + ": does not tell its frame rate; rewrap it as .mov first");
   }
@@ -172,8 +193,7 @@ std::optional<std::int64_t> ContainerTrack::CountFrames() const {
   const AVRational frame = Invert(format_.rate);
   if (stream_->duration > 0) return av_rescale_q(stream_->duration, stream_->time_base, frame);
   // Here the whole file has one duration, counted from time 0; it may be that of another track.
-  const bool isMatroska = std::strstr(context_->iformat->name, "matroska") != nullptr;
-  if (isMatroska && context_->nb_streams == 1 && context_->duration > 0) {
+  if (IsMatroska(*context_) && context_->nb_streams == 1 && context_->duration > 0) {
     return av_rescale_q(context_->duration, AV_TIME_BASE_Q, frame) - format_.start;
   }
   return std::nullopt;
@@ -206,12 +226,11 @@ void ContainerTrack::CheckTime(std::int64_t time) const {
       std::max<std::int64_t>(1, av_rescale_q(1, frame, stream_->time_base) / 10);
   if (std::abs(time - expected) <= tolerance) return;
   const double tick = av_q2d(stream_->time_base);
-  RefuseUnconverted(GetName(),
-                    "a variable frame rate: frame " + std::to_string(framesRead_) + " comes at " +
-                        std::to_string(static_cast<double>(time) * tick) + " s instead of " +
-                        std::to_string(static_cast<double>(expected) * tick) + " s at " +
-                        Describe(format_.rate) + " frames per second",
-                    "fps=" + Describe(format_.rate));
+  throw Failure(GetName() + ": has a variable frame rate: frame " + std::to_string(framesRead_) +
+                " comes at " + std::to_string(static_cast<double>(time) * tick) + " s instead of " +
+                std::to_string(static_cast<double>(expected) * tick) + " s at " +
+                Describe(format_.rate) + " frames per second. This command makes it constant:\n  " +
+                ConversionCommand(GetName(), "fps=" + Describe(format_.rate)));
 }
 
 void ContainerTrack::FailAtLastFrame(const std::string& found) const {

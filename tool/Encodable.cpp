@@ -37,13 +37,17 @@ void CheckEncodable(const StreamFormat& format, const std::string& inputName) {
 
 void RefuseUnconverted(const std::string& inputName, const std::string& found,
                        const std::string& filters) {
-  const std::string stem = std::filesystem::path(inputName).stem().string();
-  std::string command = "ffmpeg -i " + QuoteForShell(inputName) + " -map 0:v:0";
-  if (!filters.empty()) command += " -vf " + QuoteForShell(filters);
   throw Failure(inputName + ": found " + found +
                 "; the encoder takes packed 4:2:2 in 8 bits (UYVY) or 10 bits (V210), progressive "
                 "or top field first. This command converts it:\n  " +
-                command + " -c:v v210 " + QuoteForShell(stem + ".v210.mov"));
+                ConversionCommand(inputName, filters));
+}
+
+std::string ConversionCommand(const std::string& inputName, const std::string& filters) {
+  const std::string stem = std::filesystem::path(inputName).stem().string();
+  std::string command = "ffmpeg -i " + QuoteForShell(inputName) + " -map 0:v:0";
+  if (!filters.empty()) command += " -vf " + QuoteForShell(filters);
+  return command + " -c:v v210 " + QuoteForShell(stem + ".v210.mov");
 }
 
 std::string QuoteForShell(const std::string& text) {

@@ -21,6 +21,9 @@ void CheckEncodable(const StreamFormat& format, const std::string& inputName);
 [[noreturn]] void RefuseUnconverted(const std::string& inputName, const std::string& found,
                                     const std::string& filters = {});
 
+/// The command that converts an input to progressive or interlaced V210 in a .mov, without sound.
+std::string ConversionCommand(const std::string& inputName, const std::string& filters);
+
 /// `text` as one word of a shell command.
 std::string QuoteForShell(const std::string& text);
 

@@ -3,6 +3,7 @@
 
 #include <algorithm>
 #include <array>
+#include <cstring>
 #include <iterator>
 
 #include "vix/RawVideoUtils.h"
@@ -31,6 +32,17 @@ const ProResVariant* OrNull(const ProResVariant* found) {
 
 std::uint32_t StreamFormat::FrameBytes() const {
   return vix::RawVideoUtils::GetFrameBytes(code, vix::VideoChroma::C422, width, height);
+}
+
+void ClearRowPadding(const StreamFormat& format, std::uint8_t* frame) {
+  if (format.code != vix::kFourCC_V210) return;  // rows of "UYVY" have none
+  constexpr std::size_t kGroupPixels = 6;
+  constexpr std::size_t kGroupBytes = 16;
+  const std::size_t used = (format.width + kGroupPixels - 1) / kGroupPixels * kGroupBytes;
+  const std::size_t stride = format.FrameBytes() / format.height;
+  for (std::size_t row = 0; row < format.height; ++row) {
+    std::memset(frame + row * stride + used, 0, stride - used);
+  }
 }
 
 const ProResVariant* FindProResVariant(vix::FourCC code) {

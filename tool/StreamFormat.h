@@ -53,6 +53,10 @@ struct StreamFormat {
   std::uint32_t FrameBytes() const;
 };
 
+/// Zeroes what no pixel of an uncompressed frame uses: a decoder leaves the padding of rows alone,
+/// which would carry what the memory held before out into a file.
+void ClearRowPadding(const StreamFormat& format, std::uint8_t* frame);
+
 /// A ProRes variant by its names.
 struct ProResVariant {
   const char* option;  ///< as on the command line; null when it cannot be encoded

@@ -40,6 +40,10 @@ std::optional<std::int64_t> CountFramesToWrite(const TranscodeOptions& options,
 
 void PrintNotes(const TranscodeOptions& options, const TranscodePlan& plan) {
   PrintNote(options, plan.reader->GetNote());
+  if (plan.reader->GetFormat().fieldOrder == FieldOrder::Unknown) {
+    PrintNote(options, plan.reader->GetName() +
+                           ": does not tell its field order; it is taken as progressive");
+  }
   for (const std::string& property : FindLostProperties(plan.output, plan.result)) {
     PrintNote(options, options.output + ": the container cannot keep the " + property);
   }
@@ -112,11 +116,21 @@ class Run {
     } catch (const std::runtime_error& error) {
       throw Failure(reader_->GetName() + ": frame " + std::to_string(number) + ": " + error.what());
     }
+    const auto buffer = sample->GetBuffer();
+    if (report_.result.IsRaw()) PrepareRaw(*buffer, number);
     writer_->Write(sample);
-    report_.resultBytes += sample->GetBuffer()->GetSize();
+    report_.resultBytes += buffer->GetSize();
     ++report_.frames;
     StopClock();
     progress_.Update(report_, total_);
+  }
+
+  void PrepareRaw(const vix::IBuffer& frame, std::int64_t number) const {
+    if (frame.GetSize() != report_.result.FrameBytes()) {
+      throw Failure(reader_->GetName() + ": frame " + std::to_string(number) +
+                    " is scanned otherwise than the first one; leave out --skip-field");
+    }
+    ClearRowPadding(report_.result, frame.GetData());
   }
 
   void StopClock() {

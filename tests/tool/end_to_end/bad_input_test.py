@@ -1,0 +1,276 @@
+# SPDX-License-Identifier: BSD-2-Clause
+"""Inputs that cannot be used: every one ends with exit code 1, a message that says what was found
+and what to do, and no output. Where the message names a command, that command helps."""
+import re
+import shlex
+import subprocess
+
+from tool import TIMEOUT, ToolTest, ffmpeg, frame_bytes, make_clip, make_v210, probe, run
+
+
+class Unreadable(ToolTest):
+    def test_missing_file(self):
+        missing = self.path("missing.mov")
+        self.fail_with(1, [missing, "No such file"], "encode", missing, self.path("out.mov"))
+        self.fail_with(1, [missing, "No such file"], "decode", missing, self.path("out.mov"))
+
+    def test_folder(self):
+        self.fail_with(1, ["Is a directory"], "encode", self.folder, self.path("out.mov"))
+
+    def test_text(self):
+        text = self.path("text.mov")
+        text.write_text("This is no video.\n" * 1000)
+        self.fail_with(1, [text, "no readable container"], "encode", text, self.path("out.mov"))
+        self.fail_with(1, [text, "no readable container"], "decode", text, self.path("out.mov"))
+
+    def test_empty_file(self):
+        empty = self.path("empty.mov")
+        empty.touch()
+        self.fail_with(1, [empty], "encode", empty, self.path("out.mov"))
+        self.fail_with(1, [empty, "holds no frames"], "encode", "--fourcc", "UYVY", "--size",
+                       "128x96", "--rate", "25", empty, self.path("out.mov"))
+
+    def test_playlist_leads_nowhere(self):
+        clip, playlist = self.path("clip.mov"), self.path("list.ffconcat")
+        make_v210(clip)
+        playlist.write_text("ffconcat version 1.0\nfile clip.mov\n")
+        self.fail_with(1, [playlist, "no readable container"], "encode", playlist,
+                       self.path("out.mov"))
+
+    def test_sound_only(self):
+        clip = self.path("sound.mov")
+        ffmpeg("-f", "lavfi", "-i", "sine=duration=1", clip)
+        self.fail_with(1, [clip, "no video track"], "encode", clip, self.path("out.mov"))
+
+    def test_other_codecs(self):
+        clip = self.path("clip.mov")
+        make_v210(clip)
+        self.fail_with(1, ["v210, not ProRes"], "decode", clip, self.path("out.mov"))
+        self.succeed("encode", clip, self.path("prores.mov"))
+        self.fail_with(1, ["ProRes already"], "encode", self.path("prores.mov"),
+                       self.path("out.mov"))
+
+
+class NeedsConversion(ToolTest):
+    """The named command is run, and what it makes encodes."""
+
+    def check_advice(self, clip, *words):
+        result = self.fail_with(1, words, "encode", clip, self.path("out.mov"), cwd=self.folder)
+        command = re.search(r"^  (ffmpeg .*)$", result.stderr, re.MULTILINE).group(1)
+        arguments = shlex.split(command)
+        subprocess.run([arguments[0], "-nostdin", "-v", "error", *arguments[1:]], check=True,
+                       cwd=self.folder, timeout=TIMEOUT)
+        self.succeed("encode", self.folder / arguments[-1], self.path("out.mov"))
+        return probe(self.path("out.mov"))
+
+    def test_420(self):
+        clip = self.path("clip.nut")
+        make_clip(clip, "-c:v", "rawvideo", pixels="yuv420p")
+        self.check_advice(clip, "found uncompressed pictures")
+
+    def test_420_in_y4m(self):
+        clip = self.path("it's 4:2:0.y4m")
+        make_clip(clip, pixels="yuv420p")
+        self.check_advice(clip, "C420")
+
+    def test_rgb(self):
+        clip = self.path("clip.avi")
+        make_clip(clip, "-c:v", "rawvideo", "-pix_fmt", "bgr24", pixels="rgb24")
+        self.check_advice(clip, "out_color_matrix=bt709")
+
+    def test_compressed(self):
+        clip = self.path("clip.mov")
+        make_clip(clip, "-c:v", "mjpeg", "-pix_fmt", "yuvj422p", pixels="yuv422p")
+        self.check_advice(clip, "mjpeg video")
+
+    def test_bottom_field_first(self):
+        clip = self.path("clip.mov")
+        make_v210(clip, filters="setfield=bff")
+        track = self.check_advice(clip, "bottom field first", "fieldorder=tff")
+        self.assertEqual(track["field_order"], "tb")
+
+    def test_bottom_field_first_in_y4m(self):
+        clip = self.path("clip.y4m")
+        make_clip(clip, "-strict", "-1", filters="setfield=bff")
+        self.check_advice(clip, "bottom field first", "fieldorder=tff")
+
+    def test_variable_frame_rate(self):
+        clip = self.path("clip.mov")
+        make_v210(clip, "-vsync", "vfr", filters="select='not(eq(mod(n,5),3))'", frames=20)
+        self.check_advice(clip, "variable frame rate", "frame 1 comes at")
+
+    def test_variable_frame_rate_of_prores(self):
+        clip = self.path("clip.mov")
+        make_clip(clip, "-c:v", "prores_ks", "-vsync", "vfr",
+                  filters="select='not(eq(mod(n,5),3))'", frames=20)
+        result = self.fail_with(1, ["variable frame rate", "ffmpeg"], "decode", clip,
+                                self.path("out.mov"))
+        self.assertNotIn("encoder", result.stderr)
+
+
+class OutOfRange(ToolTest):
+    def test_picture_too_small(self):
+        clip = self.path("clip.y4m")
+        clip.write_bytes(b"YUV4MPEG2 W1 H1 F25:1 Ip A1:1 C422\nFRAME\nabc")
+        self.fail_with(1, ["1x1", "2 to 65535"], "encode", clip, self.path("out.mov"))
+
+    def test_picture_too_large(self):
+        clip = self.path("clip.y4m")
+        clip.write_bytes(b"YUV4MPEG2 W70000 H2 F25:1 Ip A1:1 C422\nFRAME\nabc")
+        self.fail_with(1, ["70000x2", "2 to 65535"], "encode", clip, self.path("out.mov"))
+
+    def test_absurd_picture(self):
+        clip = self.path("clip.y4m")
+        clip.write_bytes(b"YUV4MPEG2 W2000000000 H2000000000 F25:1 Ip A1:1 C422p10\nFRAME\nabc")
+        self.fail_with(1, [], "encode", clip, self.path("out.mov"))
+
+    def test_interlaced_height_with_unequal_fields(self):
+        clip = self.path("clip.y4m")
+        make_clip(clip, "-strict", "-1", filters="scale=128:97,setfield=tff")
+        self.fail_with(1, ["128x97", "fields"], "encode", clip, self.path("out.mov"))
+
+    def test_y4m_headers(self):
+        for header, words in ((b"YUV4MPEG2 H96 F25:1 C422", ["W and H"]),
+                              (b"YUV4MPEG2 W128 H96 C422", ["frame rate"]),
+                              (b"YUV4MPEG2 W128 H96 F25 C422", ["F25"]),
+                              (b"YUV4MPEG2 Wx H96 F25:1 C422", ["Wx"]),
+                              (b"YUV4MPEG2 W128 H96 F25:1 Im C422", ["Im"])):
+            with self.subTest(header=header):
+                clip = self.path("clip.y4m")
+                clip.write_bytes(header + b"\nFRAME\n")
+                self.fail_with(1, words, "encode", clip, self.path("out.mov"))
+
+
+class Truncated(ToolTest):
+    """Inputs that end inside frame 6 of 10."""
+
+    def cut(self, clip, frames=6.5):
+        data = clip.read_bytes()
+        start = clip.stat().st_size - 10 * frame_bytes("V210", 128, 96) \
+            if clip.suffix != ".y4m" else 0
+        share = len(data) * frames / 10 if clip.suffix == ".y4m" else \
+            start + frames * frame_bytes("V210", 128, 96)
+        clip.write_bytes(data[:int(share)])
+
+    def check_truncated(self, clip, *words):
+        out = self.path("out.mov")
+        self.fail_with(1, [clip, *words], "encode", clip, out)
+        # As the message says, the frames before can be had.
+        self.succeed("encode", "--frames", "0-5", clip, out)
+        self.assertEqual(probe(out)["nb_read_packets"], "6")
+
+    def test_mov_with_its_index_in_front(self):
+        clip = self.path("clip.mov")
+        make_v210(clip, "-movflags", "faststart")
+        self.cut(clip)
+        self.check_truncated(clip, "frame 6", "cut short")
+
+    def test_mov_between_frames(self):
+        clip = self.path("clip.mov")
+        make_v210(clip, "-movflags", "faststart")
+        self.cut(clip, 6)
+        self.check_truncated(clip, "frame 6", "announces 10 frames", "--frames")
+
+    def test_mov_without_its_index(self):
+        clip = self.path("clip.mov")
+        make_v210(clip)
+        self.cut(clip)
+        self.fail_with(1, [clip, "moov", "completely written"], "encode", clip,
+                       self.path("out.mov"))
+
+    def test_avi(self):
+        clip = self.path("clip.avi")
+        make_v210(clip)
+        self.cut(clip)
+        self.check_truncated(clip, "frame 6", "cut short")
+
+    def test_mkv(self):
+        clip = self.path("clip.mkv")
+        make_v210(clip)
+        self.cut(clip)
+        self.check_truncated(clip, "frame 6", "announces 10 frames")
+
+    def test_nut(self):
+        clip = self.path("clip.nut")
+        make_v210(clip)
+        self.cut(clip)
+        self.check_truncated(clip, "frame 6", "cut short")
+
+    def test_y4m(self):
+        clip = self.path("clip.y4m")
+        make_clip(clip, "-strict", "-1")
+        self.cut(clip)
+        self.check_truncated(clip, "frame 6", "cut short")
+
+    def test_y4m_that_loses_its_way(self):
+        clip = self.path("clip.y4m")
+        make_clip(clip, "-strict", "-1")
+        data = clip.read_bytes().split(b"FRAME\n")
+        clip.write_bytes(b"FRAME\n".join(data[:5]) + b"FRMAE\n" + b"FRAME\n".join(data[5:]))
+        self.fail_with(1, [clip, "frame 4", "FRAME"], "encode", clip, self.path("out.mov"))
+
+    def test_headless_frames(self):
+        clip, out = self.path("clip.raw"), self.path("out.mov")
+        make_v210(clip, "-f", "rawvideo")
+        self.cut(clip)
+        options = ("--fourcc", "V210", "--size", "128x96", "--rate", "25")
+        self.fail_with(1, [clip, "frame 6 is cut short", "--size"], "encode", *options, clip, out)
+        self.succeed("encode", *options, "--frames", "0-5", clip, out)
+
+    def test_mov_on_a_pipe_with_its_index_behind(self):
+        clip = self.path("clip.mov")
+        make_v210(clip)
+        self.fail_with(1, ["standard input", "index", "by its name"], "encode", "-",
+                       self.path("out.mov"), input=clip.read_bytes(), text=False)
+
+    def test_prores(self):
+        clip, encoded, out = self.path("clip.mov"), self.path("encoded.mov"), self.path("out.raw")
+        make_v210(clip)
+        self.succeed("encode", clip, self.path("plain.mov"))
+        ffmpeg("-i", self.path("plain.mov"), "-c", "copy", "-movflags", "faststart", encoded)
+        data = encoded.read_bytes()
+        encoded.write_bytes(data[:len(data) * 2 // 3])
+        result = run("decode", encoded, out)
+        self.assertEqual(result.returncode, 1)
+        self.assertRegex(result.stderr, r"encoded\.mov: frame \d+ (is cut short|is missing)")
+        self.assertFalse(out.exists())
+
+
+class Damaged(ToolTest):
+    def setUp(self):
+        super().setUp()
+        self.clip, self.encoded, self.out = (
+            self.path(name) for name in ("clip.mov", "encoded.mov", "out.raw"))
+        make_v210(self.clip)
+        self.succeed("encode", self.clip, self.encoded)
+
+    def overwrite_in_frame(self, frame, offset, replacement):
+        """Replaces bytes behind the tag of a frame."""
+        data = bytearray(self.encoded.read_bytes())
+        position = -1
+        for _ in range(frame + 1):
+            position = data.index(b"icpf", position + 1)
+        position += 4 + offset
+        data[position:position + len(replacement)] = replacement
+        self.encoded.write_bytes(data)
+
+    def test_frame_that_cannot_be_decoded_is_named(self):
+        self.overwrite_in_frame(4, 0, b"\0\0")  # the size of the frame header
+        result = self.fail_with(1, [self.encoded, "frame 4", "Failed to decode frame"], "decode",
+                                self.encoded, self.out)
+        # The log record of the failure is not shown beside the failure.
+        self.assertEqual(result.stderr.count("Failed to decode frame"), 1)
+        self.succeed("decode", "--frames", "0-3", self.encoded, self.out)
+
+    def test_first_frame_that_is_none(self):
+        self.overwrite_in_frame(0, -4, b"junk")
+        self.fail_with(1, [self.encoded, "frame 0", "frame header"], "decode", self.encoded,
+                       self.out)
+
+    def test_change_of_size_is_named(self):
+        self.overwrite_in_frame(4, 8, b"\0\x40\0\x40")
+        self.fail_with(1, ["frame 4 is 64x64", "128x96"], "decode", self.encoded, self.out)
+
+    def test_unknown_bitstream_version(self):
+        self.overwrite_in_frame(4, 3, b"\1")
+        self.fail_with(1, ["frame 4", "bitstream version 1"], "decode", self.encoded, self.out)

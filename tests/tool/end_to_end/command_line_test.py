@@ -1,0 +1,155 @@
+# SPDX-License-Identifier: BSD-2-Clause
+"""The command line: help, wrong use, reports."""
+import json
+import os
+import pty
+import re
+import subprocess
+
+from tool import PLUGIN, PROGRAM, TIMEOUT, ToolTest, make_v210, run
+
+
+class Help(ToolTest):
+    def test_help_names_the_commands(self):
+        result = self.succeed("--help")
+        for command in ("encode", "decode", "elements", "help"):
+            self.assertIn(command, result.stdout)
+        self.assertEqual(result.stderr, "")
+
+    def test_help_of_a_command_names_its_options(self):
+        for arguments in (("help", "encode"), ("encode", "--help")):
+            result = self.succeed(*arguments)
+            for option in ("--variant", "--threads", "--frames", "--overwrite", "--fourcc",
+                           "--size", "--rate", "--interlaced", "--json", "--quiet", "--plugin"):
+                self.assertIn(option, result.stdout)
+        self.assertIn("--skip-field", self.succeed("help", "decode").stdout)
+
+    def test_version_is_one_line(self):
+        self.assertRegex(self.succeed("--version").stdout, r"\Avixprores \d+\.\d+\.\d+\n\Z")
+
+
+class WrongUse(ToolTest):
+    def test_ends_with_code_2_and_says_what_is_wrong(self):
+        headless = ("--fourcc", "V210", "--size", "128x96", "--rate", "25")
+        cases = [
+            ((), "subcommand"),
+            (("transmogrify",), "transmogrify"),
+            (("help", "transmogrify"), "transmogrify"),
+            (("encode", "in.mov"), "OUTPUT"),
+            (("encode", "--sideways", "in.mov", "out.mov"), "--sideways"),
+            (("encode", "--variant", "best", "in.mov", "out.mov"), "best"),
+            (("encode", "--threads", "-1", "in.mov", "out.mov"), "--threads"),
+            (("encode", "--threads", "many", "in.mov", "out.mov"), "--threads"),
+            (("encode", "--frames", "9-3", "in.mov", "out.mov"), "9-3"),
+            (("encode", "--frames", "five", "in.mov", "out.mov"), "five"),
+            (("encode", "in.mov", "out.mp4"), ".mov, .mkv, .mxf"),
+            (("encode", "in.mov", "-"), ".mov, .mkv, .mxf"),
+            (("encode", "--fourcc", "V210", "in.v210", "out.mov"), "--size"),
+            (("encode", "--interlaced", "in.mov", "out.mov"), "--fourcc"),
+            (("encode", "--fourcc", "RGBA", *headless[2:], "in", "out.mov"), "RGBA"),
+            (("encode", *headless[:2], "--size", "1x1", *headless[4:], "in", "out.mov"), "1x1"),
+            (("encode", *headless[:2], "--size", "70000x96", *headless[4:], "in", "out.mov"),
+             "70000x96"),
+            (("encode", *headless[:4], "--rate", "29.97", "in", "out.mov"), "29.97"),
+            (("encode", *headless[:4], "--rate", "0", "in", "out.mov"), "'0'"),
+            (("decode", "--fourcc", "RGBA", "in.mov", "out.mov"), "RGBA"),
+        ]
+        for arguments, word in cases:
+            with self.subTest(arguments=arguments):
+                result = self.fail_with(2, [word], *arguments, cwd=self.folder)
+                self.assertIn("--help", result.stderr)
+
+
+class Elements(ToolTest):
+    def test_lists_elements_with_their_schemas(self):
+        text = self.succeed("elements").stdout
+        for word in ("VideoEncoder", "VideoDecoder", "ProRes", "NumThreads", "ProResCodecVariant",
+                     "SkipField", "OutputFourCC", "UYVY V210", "Allocator", "default: none",
+                     "default: \"0\"", "decoding only one field out of two"):
+            self.assertIn(word, text)
+
+    def test_takes_the_plugin_that_is_named(self):
+        self.assertIn("SkipField", self.succeed("elements", "--plugin", PLUGIN).stdout)
+
+    def test_names_a_plugin_that_cannot_be_loaded(self):
+        missing = self.path("missing.so")
+        self.fail_with(1, [missing], "elements", "--plugin", missing)
+        text = self.path("text.so")
+        text.write_text("no library\n")
+        self.fail_with(1, [text], "elements", "--plugin", text)
+
+
+class Reports(ToolTest):
+    def setUp(self):
+        super().setUp()
+        self.clip = self.path("clip.mov")
+        make_v210(self.clip, rate="30000/1001")
+
+    def test_summary_is_one_line_on_standard_error(self):
+        result = self.succeed("encode", self.clip, self.path("out.mov"))
+        self.assertEqual(result.stdout, "")
+        self.assertEqual(result.stderr.count("\n"), 1)
+        for word in ("out.mov", "10 frames", "128x96", "ProRes 422", "30000/1001 fps"):
+            self.assertIn(word, result.stderr)
+
+    def test_quiet_prints_nothing(self):
+        result = self.succeed("encode", "--quiet", self.clip, self.path("out.mov"))
+        self.assertEqual(result.stdout + result.stderr, "")
+
+    def test_json_tells_of_a_run_that_is_done(self):
+        result = self.succeed("encode", "--json", "--variant", "lt", self.clip,
+                              self.path("out.mov"))
+        report = json.loads(result.stdout)
+        self.assertEqual(result.stderr, "")
+        self.assertEqual(report["command"], "encode")
+        self.assertEqual(report["status"], "done")
+        self.assertEqual(report["output"], str(self.path("out.mov")))
+        self.assertEqual(report["resultFormat"], "ProRes 422 LT")
+        self.assertEqual((report["frames"], report["width"], report["height"]), (10, 128, 96))
+        self.assertEqual(report["rate"], "30000/1001")
+        self.assertGreater(report["resultBytes"], 0)
+        self.assertAlmostEqual(report["megabitsPerSecond"],
+                               report["resultBytes"] * 8 / 10 * 30000 / 1001 / 1e6, places=6)
+
+    def test_json_tells_of_a_failure(self):
+        result = run("encode", "--json", self.path("missing.mov"), self.path("out.mov"))
+        report = json.loads(result.stdout)
+        self.assertEqual((result.returncode, report["status"]), (1, "failed"))
+        self.assertIn("missing.mov", report["message"])
+        self.assertIn("missing.mov", result.stderr)
+
+    def test_json_leaves_standard_output_to_the_frames(self):
+        self.succeed("encode", self.clip, self.path("out.mov"))
+        result = run("decode", "--json", self.path("out.mov"), "-", text=False)
+        self.assertEqual(len(result.stdout) % (128 * 3 * 96), 0)
+        self.assertEqual(json.loads(result.stderr)["frames"], 10)
+
+    def test_verbose_shows_log_records_once_each(self):
+        result = self.succeed("encode", "--verbose", self.clip, self.path("out.mov"))
+        milestones = [line for line in result.stderr.splitlines() if "MILESTONE" in line]
+        self.assertGreater(len(milestones), 0)
+        self.assertNotIn("MILESTONE", self.succeed("decode", self.path("out.mov"),
+                                                   "/dev/null").stderr)
+
+    def test_progress_line_only_on_a_terminal(self):
+        primary, secondary = pty.openpty()
+        process = subprocess.Popen([PROGRAM, "encode", self.clip, self.path("out.mov")],
+                                   stderr=secondary)
+        os.close(secondary)
+        shown = b""
+        while True:
+            try:
+                chunk = os.read(primary, 4096)
+            except OSError:  # the terminal's other end was closed
+                break
+            if not chunk:
+                break
+            shown += chunk
+        os.close(primary)
+        self.assertEqual(process.wait(TIMEOUT), 0)
+        line = re.search(rb"\r\033\[Kframe (\d+)/10  ([\d.]+) fps  [\d.]+x  [\d.]+ Mb/s  "
+                         rb"\d+:\d\d:\d\d left", shown)
+        self.assertTrue(line, shown)
+        self.assertTrue(shown.split(b"\r\033[K")[-1].startswith(bytes(self.path("out.mov"))))
+        piped = self.succeed("encode", self.clip, self.path("again.mov"))
+        self.assertNotIn("\r", piped.stderr)

@@ -1,0 +1,102 @@
+# SPDX-License-Identifier: BSD-2-Clause
+"""Ctrl-C: the frame at hand is finished, and what is there is kept as a playable file."""
+import json
+import re
+import signal
+import subprocess
+import time
+
+from tool import PROGRAM, TIMEOUT, ToolTest, frame_bytes, make_v210, planes, probe
+
+HEADLESS = ("--fourcc", "V210", "--size", "128x96", "--rate", "25")
+
+
+class Interruption(ToolTest):
+    def setUp(self):
+        super().setUp()
+        make_v210(self.path("frames.raw"), "-f", "rawvideo")
+        self.frames = self.path("frames.raw").read_bytes()
+        self.succeed("encode", *HEADLESS, self.path("frames.raw"), self.path("whole.mov"))
+
+    def start(self, *arguments):
+        """Starts the program on a pipe that the test keeps open, so that it waits for frames."""
+        return subprocess.Popen([PROGRAM, *map(str, arguments)], stdin=subprocess.PIPE,
+                                stdout=subprocess.PIPE, stderr=subprocess.PIPE)
+
+    def wait_for_work_file(self, name, size):
+        """Until a work file of `name` has that size, which is when frames have been written."""
+        deadline = time.monotonic() + TIMEOUT
+        while time.monotonic() < deadline:
+            if any(path.stat().st_size >= size for path in self.folder.glob(name + ".part-*")):
+                return
+            time.sleep(0.01)
+        self.fail("no frame was written")
+
+    def interrupt(self, process, number=signal.SIGINT):
+        process.send_signal(number)
+        process.wait(TIMEOUT)
+        output, errors = process.stdout.read(), process.stderr.read().decode()
+        for stream in (process.stdin, process.stdout, process.stderr):
+            stream.close()
+        self.assertEqual(process.returncode, 1)
+        return output, errors
+
+    def test_encoded_frames_are_kept(self):
+        for number in (signal.SIGINT, signal.SIGTERM):
+            with self.subTest(number=number):
+                process = self.start("encode", *HEADLESS, "-", self.path("out.mov"))
+                process.stdin.write(self.frames[:5 * frame_bytes("V210", 128, 96)])
+                process.stdin.flush()
+                self.wait_for_work_file("out.mov", 1000)
+                _, errors = self.interrupt(process, number)
+                partial = self.path("out.partial.mov")
+                count = int(re.search(r"interrupted after (\d+) frames; they are kept in "
+                                      + re.escape(str(partial)), errors).group(1))
+                self.assertGreaterEqual(count, 1)
+                self.assertLessEqual(count, 5)
+                self.assertEqual(probe(partial)["nb_read_packets"], str(count))
+                kept = planes(partial)
+                self.assert_same_bytes(kept, planes(self.path("whole.mov"))[:len(kept)])
+                self.assertFalse(self.path("out.mov").exists())
+                self.assertEqual(list(self.folder.glob("*.part-*")), [])
+                partial.unlink()
+
+    def test_an_earlier_partial_file_is_not_lost(self):
+        self.path("out.partial.mov").write_text("earlier")
+        process = self.start("encode", *HEADLESS, "-", self.path("out.mov"))
+        process.stdin.write(self.frames)
+        process.stdin.flush()
+        self.wait_for_work_file("out.mov", 1000)
+        self.interrupt(process)
+        self.assertEqual(self.path("out.partial.mov").read_text(), "earlier")
+        self.assertEqual(probe(self.path("out.partial-2.mov"))["codec_name"], "prores")
+
+    def test_nothing_is_kept_of_nothing(self):
+        process = self.start("encode", *HEADLESS, "-", self.path("out.mov"))
+        self.wait_for_work_file("out.mov", 0)
+        _, errors = self.interrupt(process)
+        self.assertIn("nothing was kept", errors)
+        self.assertEqual(sorted(path.name for path in self.folder.iterdir()),
+                         ["frames.raw", "whole.mov"])
+
+    def test_decoded_frames_are_kept(self):
+        self.succeed("encode", *HEADLESS, self.path("frames.raw"), self.path("whole.mkv"))
+        data = self.path("whole.mkv").read_bytes()
+        process = self.start("decode", "-", self.path("out.mov"))
+        process.stdin.write(data[:len(data) * 3 // 4])
+        process.stdin.flush()
+        self.wait_for_work_file("out.mov", frame_bytes("V210", 128, 96))
+        self.interrupt(process)
+        self.assertEqual(probe(self.path("out.partial.mov"))["codec_name"], "v210")
+
+    def test_json_tells_of_the_interruption(self):
+        process = self.start("encode", "--json", *HEADLESS, "-", self.path("out.mov"))
+        process.stdin.write(self.frames)
+        process.stdin.flush()
+        self.wait_for_work_file("out.mov", 1000)
+        output, _ = self.interrupt(process)
+        report = json.loads(output)
+        self.assertEqual(report["status"], "interrupted")
+        self.assertEqual(report["output"], str(self.path("out.partial.mov")))
+        self.assertEqual(probe(self.path("out.partial.mov"))["nb_read_packets"],
+                         str(report["frames"]))

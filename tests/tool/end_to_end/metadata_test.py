@@ -1,0 +1,179 @@
+# SPDX-License-Identifier: BSD-2-Clause
+"""Rate, aspect, field order, colour and start go from input to output, through both commands."""
+import struct
+
+from tool import ToolTest, make_clip, make_uyvy, make_v210, probe, sample_entry_atom
+
+COLOURS = {  # options of the clip, code points
+    "bt709": (("bt709", "bt709", "bt709"), (1, 1, 1)),
+    "625 lines": (("bt470bg", "bt709", "smpte170m"), (5, 1, 6)),
+    "525 lines": (("smpte170m", "bt709", "smpte170m"), (6, 1, 6)),
+    "PQ": (("bt2020", "smpte2084", "bt2020nc"), (9, 16, 9)),
+    "HLG": (("bt2020", "arib-std-b67", "bt2020nc"), (9, 18, 9)),
+}
+
+
+def colour_options(names):
+    return ("-color_primaries", names[0], "-color_trc", names[1], "-colorspace", names[2])
+
+
+class Metadata(ToolTest):
+    def setUp(self):
+        super().setUp()
+        self.clip, self.encoded, self.decoded = (
+            self.path(name) for name in ("clip.mov", "encoded.mov", "decoded.mov"))
+
+    def encode(self, *options):
+        return self.succeed("encode", "--overwrite", *options, self.clip, self.encoded)
+
+    def decode(self, *options):
+        return self.succeed("decode", "--overwrite", *options, self.encoded, self.decoded)
+
+    def test_colour(self):
+        for title, (names, points) in COLOURS.items():
+            with self.subTest(title):
+                make_v210(self.clip, *colour_options(names))
+                self.encode()
+                self.assertEqual(sample_entry_atom(self.encoded, "apcn", "colr"),
+                                 b"nclc" + struct.pack(">3H", *points))
+                self.decode()
+                track = probe(self.decoded)
+                self.assertEqual((track["color_primaries"], track["color_transfer"],
+                                  track["color_space"]), names)
+
+    def test_unspecified_colour_stays_unspecified(self):
+        make_v210(self.clip)
+        self.encode()
+        with self.assertRaises(KeyError):
+            sample_entry_atom(self.encoded, "apcn", "colr")
+        self.decode()
+        self.assertNotIn("color_primaries", probe(self.decoded))
+
+    def test_frame_rate_is_exact(self):
+        for rate in ("24000/1001", "25/1", "60000/1001", "15000/1001"):
+            with self.subTest(rate):
+                make_v210(self.clip, rate=rate)
+                self.encode()
+                self.assertEqual(probe(self.encoded)["r_frame_rate"], rate)
+                for container in ("mov", "avi", "nut", "y4m"):
+                    self.decoded = self.path(f"decoded.{container}")
+                    self.decode()
+                    self.assertEqual(probe(self.decoded)["r_frame_rate"], rate)
+
+    def test_frame_rate_of_every_container(self):
+        # A clock of milliseconds, as that of .mkv, does not hide the exact rate.
+        for container in ("mkv", "nut", "avi", "y4m"):
+            with self.subTest(container):
+                self.clip = self.path(f"clip.{container}")
+                make = make_clip if container == "y4m" else make_v210
+                make(self.clip, *(("-strict", "-1") if container == "y4m" else ()),
+                     rate="60000/1001")
+                self.encode()
+                self.assertEqual(probe(self.encoded)["avg_frame_rate"], "60000/1001")
+
+    def test_frame_rate_of_a_single_frame(self):
+        for container in ("mov", "mkv", "nut", "avi"):
+            with self.subTest(container):
+                self.clip = self.path(f"clip.{container}")
+                make_v210(self.clip, rate="24000/1001", frames=1)
+                self.encode()
+                self.assertEqual(probe(self.encoded)["r_frame_rate"], "24000/1001")
+
+    def test_sample_aspect(self):
+        make_v210(self.clip, filters="setsar=64/45")
+        self.encode()
+        self.assertEqual(sample_entry_atom(self.encoded, "apcn", "pasp"), struct.pack(">2I", 64, 45))
+        for name in ("decoded.mov", "decoded.avi", "decoded.nut", "decoded.y4m"):
+            with self.subTest(name):
+                self.decoded = self.path(name)
+                self.decode()
+                self.assertEqual(probe(self.decoded)["sample_aspect_ratio"], "64:45")
+
+    def test_field_order(self):
+        for filters, fiel, order in (("setfield=tff", b"\2\x09", "tb"),
+                                     ("setfield=prog", b"\1\0", "progressive")):
+            with self.subTest(filters):
+                make_v210(self.clip, filters=filters)
+                self.encode()
+                self.assertEqual(sample_entry_atom(self.encoded, "apcn", "fiel"), fiel)
+                self.assertEqual(probe(self.encoded)["field_order"], order)
+                self.decode()
+                self.assertEqual(sample_entry_atom(self.decoded, "v210", "fiel"), fiel)
+
+    def test_field_order_in_other_containers(self):
+        make_v210(self.clip, filters="setfield=tff")
+        self.encode()
+        self.decoded = self.path("decoded.y4m")
+        self.decode()
+        self.assertIn(b" It ", self.decoded.read_bytes().split(b"\n")[0])
+        self.encoded = self.path("encoded.mkv")
+        self.encode()
+        self.assertEqual(probe(self.encoded)["field_order"], "tt")
+
+    def test_interlaced_headless_and_y4m_inputs(self):
+        frames = self.path("frames.uyvy")
+        make_uyvy(frames, "-f", "rawvideo")
+        headless = ("--fourcc", "UYVY", "--size", "128x96", "--rate", "25")
+        for options, fiel in ((headless, b"\1\0"), ((*headless, "--interlaced"), b"\2\x09")):
+            self.succeed("encode", "--overwrite", *options, frames, self.encoded)
+            self.assertEqual(sample_entry_atom(self.encoded, "apcn", "fiel"), fiel)
+        self.clip = self.path("clip.y4m")
+        make_clip(self.clip, "-strict", "-1", filters="setfield=tff")
+        self.encode()
+        self.assertEqual(sample_entry_atom(self.encoded, "apcn", "fiel"), b"\2\x09")
+
+    def test_bottom_field_first_streams_decode_and_say_so(self):
+        make_clip(self.encoded, "-c:v", "prores_ks", "-flags", "+ilme+ildct",
+                  filters="setfield=bff")
+        self.decode()
+        self.assertEqual(sample_entry_atom(self.decoded, "v210", "fiel"), b"\2\x0e")
+        self.decoded = self.path("decoded.y4m")
+        self.decode()
+        self.assertIn(b" Ib ", self.decoded.read_bytes().split(b"\n")[0])
+
+    def test_one_field_out_of_two(self):
+        make_v210(self.clip, filters="setfield=tff,setsar=1")
+        self.encode()
+        self.decode("--skip-field")
+        track = probe(self.decoded)
+        self.assertEqual((track["width"], track["height"]), (128, 48))
+        self.assertEqual(track["sample_aspect_ratio"], "1:2")
+        self.assertEqual(track["field_order"], "progressive")
+
+    def test_skip_field_leaves_progressive_frames_alone(self):
+        make_v210(self.clip)
+        self.encode()
+        self.decode("--skip-field")
+        self.assertEqual(probe(self.decoded)["height"], 96)
+
+    def test_start_time(self):
+        make_v210(self.clip, "-output_ts_offset", "0.4", rate="30000/1001")
+        self.encode()
+        start = float(probe(self.clip)["start_time"])
+        self.assertGreater(start, 0.3)
+        self.assertAlmostEqual(float(probe(self.encoded)["start_time"]), start, delta=1 / 60)
+        self.decode()
+        self.assertEqual(probe(self.decoded)["start_time"], probe(self.encoded)["start_time"])
+
+    def test_colour_and_aspect_of_headers_fill_in_for_the_container(self):
+        make_clip(self.path("clip.avi"), "-c:v", "prores_ks", "-color_primaries", "bt709",
+                  "-color_trc", "bt709", "-colorspace", "bt709",
+                  filters="setparams=color_primaries=bt709:color_trc=bt709:colorspace=bt709")
+        self.encoded = self.path("clip.avi")
+        self.decode()
+        track = probe(self.decoded)
+        self.assertEqual((track["color_primaries"], track["color_transfer"],
+                          track["color_space"]), ("bt709",) * 3)
+
+    def test_what_a_container_cannot_keep_is_said(self):
+        make_v210(self.clip, *colour_options(COLOURS["PQ"][0]), filters="setfield=tff")
+        self.encode()
+        self.decoded = self.path("decoded.avi")
+        notes = self.decode().stderr
+        self.assertIn("field order (top field first)", notes)
+        self.assertIn("colour primaries, transfer and matrix (9/16/9)", notes)
+
+    def test_a_field_order_that_is_not_told_is_said(self):
+        self.clip = self.path("clip.avi")
+        make_v210(self.clip)
+        self.assertIn("does not tell its field order", self.encode().stderr)

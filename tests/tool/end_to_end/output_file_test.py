@@ -1,0 +1,111 @@
+# SPDX-License-Identifier: BSD-2-Clause
+"""The output appears under its name when it is complete, and only then."""
+import os
+import resource
+import subprocess
+import unittest
+
+from tool import PROGRAM, TIMEOUT, ToolTest, make_v210, probe, run
+
+
+class OutputFile(ToolTest):
+    def setUp(self):
+        super().setUp()
+        self.clip, self.encoded, self.out = (
+            self.path(name) for name in ("clip.mov", "encoded.mov", "out.mov"))
+        make_v210(self.clip)
+        self.succeed("encode", self.clip, self.encoded)
+
+    def test_existing_output_is_refused(self):
+        self.out.write_text("precious")
+        for command, source in (("encode", self.clip), ("decode", self.encoded)):
+            self.fail_with(1, [self.out, "exists", "--overwrite"], command, source, self.out)
+        self.assertEqual(self.out.read_text(), "precious")
+
+    def test_existing_output_is_replaced_when_asked(self):
+        self.out.write_text("worthless")
+        self.succeed("encode", "--overwrite", self.clip, self.out)
+        self.assert_same_bytes(self.out.read_bytes(), self.encoded.read_bytes())
+
+    def test_existing_output_survives_a_failure(self):
+        self.out.write_text("precious")
+        self.fail_with(1, [], "encode", "--overwrite", self.path("missing.mov"), self.out)
+        self.fail_with(1, ["0-99"], "encode", "--overwrite",
+                       "--frames", "0-99", self.clip, self.out)
+        self.assertEqual(self.out.read_text(), "precious")
+
+    def test_input_itself_is_refused(self):
+        before = self.clip.read_bytes()
+        link = self.path("link.mov")
+        link.symlink_to(self.clip)
+        for name in (self.clip, link):
+            self.fail_with(1, ["input itself"], "encode", "--overwrite", self.clip, name)
+        self.assert_same_bytes(self.clip.read_bytes(), before)
+
+    def test_link_stays_a_link(self):
+        target, link = self.path("target.mov"), self.path("link.mov")
+        target.write_text("old")
+        link.symlink_to(target)
+        self.succeed("encode", "--overwrite", self.clip, link)
+        self.assertTrue(link.is_symlink())
+        self.assert_same_bytes(target.read_bytes(), self.encoded.read_bytes())
+
+    def test_missing_folder(self):
+        out = self.path("nowhere/out.mov")
+        self.fail_with(1, [out, "No such file"], "encode", self.clip, out)
+
+    def test_full_device(self):
+        self.fail_with(1, ["/dev/full", "No space left on device", "make room"], "decode",
+                       self.encoded, "/dev/full")
+
+    def limited(self, size, *arguments):
+        """Runs the program where no file may grow beyond `size` bytes."""
+        def limit():
+            resource.setrlimit(resource.RLIMIT_FSIZE, (size, size))
+        return self.fail_with(1, [self.out, "cannot be written"], *arguments, preexec_fn=limit)
+
+    def test_no_room_for_the_frames(self):
+        self.limited(20000, "decode", self.encoded, self.out)
+        self.limited(20000, "encode", self.clip, self.out)
+
+    def test_no_room_for_the_index(self):
+        self.limited(self.encoded.stat().st_size - 100, "encode", self.clip, self.out)
+
+    def test_full_disk(self):
+        disk = self.path("disk")
+        disk.mkdir()
+        mounted = subprocess.run(["mount", "-t", "tmpfs", "-o", "size=64k", "tmpfs", disk],
+                                 capture_output=True)
+        if mounted.returncode != 0:
+            raise unittest.SkipTest("only root can make a small disk")
+        self.addCleanup(subprocess.run, ["umount", disk])
+        out = disk / "out.mov"
+        self.fail_with(1, [out, "No space left on device"], "decode", self.encoded, out)
+        self.assertEqual(list(disk.iterdir()), [])
+
+    def test_reader_of_standard_output_ends(self):
+        process = subprocess.Popen([PROGRAM, "decode", self.encoded, "-"], stdout=subprocess.PIPE,
+                                   stderr=subprocess.PIPE)
+        process.stdout.close()
+        with process.stderr:
+            self.assertIn(b"Broken pipe", process.stderr.read())
+        self.assertEqual(process.wait(TIMEOUT), 1)
+
+    def test_interlaced_mxf_is_refused(self):
+        make_v210(self.clip, filters="setfield=tff")
+        self.fail_with(1, ["interlaced", "choose .mov or .mkv"], "encode", self.clip,
+                       self.path("out.mxf"))
+
+    def test_rate_that_a_container_cannot_hold(self):
+        make_v210(self.clip, rate="17")
+        self.fail_with(1, [self.path("out.mxf")], "encode", self.clip, self.path("out.mxf"))
+
+    def test_permissions_follow_the_umask(self):
+        run("encode", self.clip, self.out, preexec_fn=lambda: os.umask(0o027))
+        self.assertEqual(self.out.stat().st_mode & 0o777, 0o640)
+
+    def test_written_file_is_complete(self):
+        self.succeed("encode", self.clip, self.out)
+        self.assertEqual(probe(self.out)["nb_read_packets"], "10")
+        self.assertEqual(sorted(path.name for path in self.folder.iterdir()),
+                         ["clip.mov", "encoded.mov", "out.mov"])

@@ -1,0 +1,140 @@
+# SPDX-License-Identifier: BSD-2-Clause
+"""What the end-to-end tests share: the program, clips to feed it, and views of what it wrote.
+
+The environment names the program (VIXPRORES) and the plug-in (VIXPRORES_PLUGIN)."""
+import json
+import os
+import pathlib
+import shutil
+import struct
+import subprocess
+import tempfile
+import unittest
+
+PROGRAM = os.environ["VIXPRORES"]
+PLUGIN = os.environ["VIXPRORES_PLUGIN"]
+TIMEOUT = 120  # seconds after which a run hangs
+
+
+def run(*arguments, **options):
+    """Runs the program; the result has returncode, stdout and stderr."""
+    options.setdefault("text", True)
+    options.setdefault("stdin", subprocess.DEVNULL if "input" not in options else None)
+    if options["stdin"] is None:
+        del options["stdin"]
+    return subprocess.run([PROGRAM, *map(str, arguments)], capture_output=True, timeout=TIMEOUT,
+                          **options)
+
+
+def ffmpeg(*arguments):
+    subprocess.run(["ffmpeg", "-nostdin", "-v", "error", "-y", *map(str, arguments)], check=True,
+                   timeout=TIMEOUT)
+
+
+def make_clip(path, *output, size="128x96", rate="25", frames=10, filters="null",
+              pixels="yuv422p10le"):
+    """A moving test picture; `output` are options in front of the output's name."""
+    ffmpeg("-f", "lavfi", "-i", f"testsrc2=size={size}:rate={rate}", "-vf",
+           f"format={pixels},{filters}", "-frames:v", frames, *output, path)
+
+
+def make_v210(path, *output, **clip):
+    make_clip(path, "-c:v", "v210", *output, **clip)
+
+
+def make_uyvy(path, *output, **clip):
+    make_clip(path, "-c:v", "rawvideo", "-pix_fmt", "uyvy422", *output, **clip,
+              pixels="uyvy422")
+
+
+def probe(path):
+    """What an independent program says of the first video track."""
+    result = subprocess.run(
+        ["ffprobe", "-v", "error", "-count_packets", "-select_streams", "v:0", "-show_streams",
+         "-of", "json", str(path)], check=True, capture_output=True, text=True, timeout=TIMEOUT)
+    return json.loads(result.stdout)["streams"][0]
+
+
+def planes(path, pixels="yuv422p10le", *options):
+    """The pictures of a file, as an independent program decodes them."""
+    return subprocess.run(
+        ["ffmpeg", "-nostdin", "-v", "warning", *options, "-i", str(path), "-f", "rawvideo",
+         "-pix_fmt", pixels, "-"], check=True, capture_output=True, timeout=TIMEOUT).stdout
+
+
+def largest_difference(first, second, sample="H"):
+    """Between two runs of samples of equal length; sample "H" = 16 bits, "B" = 8 bits."""
+    if len(first) != len(second):
+        raise AssertionError(f"{len(first)} bytes against {len(second)}")
+    return max(map(lambda a, b: abs(a - b), memoryview(first).cast(sample),
+                   memoryview(second).cast(sample)), default=0)
+
+
+def frame_bytes(fourcc, width, height):
+    stride = (width + 47) // 48 * 128 if fourcc == "V210" else (width + 1) // 2 * 4
+    return stride * height
+
+
+def mov_atom(path, *types):
+    """The contents of the first atom on that way, for example mov_atom(p, "moov", "trak").
+    The way into a sample description leads through "stsd" to its type."""
+    headers = {"stsd": 8, "apco": 78, "apcs": 78, "apcn": 78, "apch": 78, "v210": 78, "2vuy": 78}
+    data = pathlib.Path(path).read_bytes()
+    for index, wanted in enumerate(types):
+        inner = headers.get(types[index - 1], 0) if index else 0
+        data = _child(data[inner:], wanted.encode())
+    return data
+
+
+def _child(data, wanted):
+    position = 0
+    while position + 8 <= len(data):
+        size, kind = struct.unpack_from(">I4s", data, position)
+        header = 8
+        if size == 1:
+            size, header = struct.unpack_from(">Q", data, position + 8)[0], 16
+        if kind == wanted:
+            return data[position + header:position + size]
+        position += max(size, 8)
+    raise KeyError(wanted)
+
+
+def sample_entry(path, code):
+    return mov_atom(path, "moov", "trak", "mdia", "minf", "stbl", "stsd", code)
+
+
+def sample_entry_atom(path, code, name):
+    return mov_atom(path, "moov", "trak", "mdia", "minf", "stbl", "stsd", code, name)
+
+
+class ToolTest(unittest.TestCase):
+    """A test with a folder of its own, which is empty before and gone after each test."""
+
+    def setUp(self):
+        self.folder = pathlib.Path(tempfile.mkdtemp(prefix="vixprores-test-"))
+        self.addCleanup(shutil.rmtree, self.folder, ignore_errors=True)
+
+    def path(self, name):
+        return self.folder / name
+
+    def succeed(self, *arguments, **options):
+        result = run(*arguments, **options)
+        self.assertEqual(result.returncode, 0, result.stderr)
+        return result
+
+    def assert_same_bytes(self, first, second):
+        """As assertEqual, without showing what may be megabytes."""
+        self.assertTrue(first == second, f"{len(first)} and {len(second)} bytes differ")
+
+    def fail_with(self, code, words, *arguments, **options):
+        """Runs the program, which must end with `code`, an error that contains every one of
+        `words`, and no new file."""
+        before = sorted(self.folder.iterdir())
+        result = run(*arguments, **options)
+        self.assertEqual(result.returncode, code, result.stderr)
+        errors = result.stderr if isinstance(result.stderr, str) else result.stderr.decode()
+        self.assertTrue(errors.startswith("vixprores: "), errors)
+        for word in words:
+            self.assertIn(str(word), errors)
+        self.assertEqual(sorted(self.folder.iterdir()), before)
+        return result
