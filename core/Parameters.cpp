@@ -226,8 +226,9 @@ void ParameterSchema::AddParameterProResCodecVariant(const std::string& name,
 }
 
 std::vector<ParameterDescription> ParameterSchema::GetDescriptions() const {
+  const auto declarations = GetDeclarations();  // held: others may declare in the meantime
   std::vector<ParameterDescription> descriptions;
-  for (const ParameterDeclaration& declaration : *GetDeclarations()) {
+  for (const ParameterDeclaration& declaration : *declarations) {
     descriptions.push_back(Describe(declaration));
   }
   return descriptions;

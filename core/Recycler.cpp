@@ -17,7 +17,7 @@ namespace vix {
 namespace {
 
 constexpr std::size_t kSmallestClass = 4096;
-constexpr std::size_t kClassesPerPowerOfTwo = 4;
+constexpr std::size_t kClassBits = 2;  // 4 classes to each power of two
 constexpr std::size_t kIdleLimit = std::size_t{512} << 20;
 constexpr std::size_t kLargestBlock = std::numeric_limits<std::size_t>::max() / 4;
 
@@ -25,8 +25,8 @@ constexpr std::size_t kLargestBlock = std::numeric_limits<std::size_t>::max() / 
 /// two, classes are P/4 apart, so that a class exceeds the request by less than P/4 < bytes/4.
 std::size_t SizeClass(std::size_t bytes) {
   if (bytes <= kSmallestClass) return kSmallestClass;
-  const std::size_t step = std::bit_floor(bytes - 1) / kClassesPerPowerOfTwo;
-  return (bytes + step - 1) / step * step;
+  const std::size_t stepBits = std::bit_width(bytes - 1) - 1 - kClassBits;
+  return (((bytes - 1) >> stepBits) + 1) << stepBits;
 }
 
 struct Storage {
