@@ -126,7 +126,8 @@ class XtJoinTest : public XtConversionTest {
     ProvideScratch(bytes);
     const auto stored =
         MakeCompressedFrame({.bare = true, .headerSize = 20, .pictureSize = 100, .bytes = 200});
-    std::copy(stored.begin(), stored.end(), Scratch().memory.get());
+    std::copy_n(stored.begin(), std::min<std::size_t>(stored.size(), bytes),
+                Scratch().memory.get());
   }
 
   FrameSpec second{
