@@ -1,0 +1,135 @@
+// SPDX-License-Identifier: BSD-2-Clause
+// What can be encoded, what outputs can hold, and how formats are described.
+#include <gmock/gmock.h>
+#include <gtest/gtest.h>
+
+#include "Encodable.h"
+#include "Errors.h"
+#include "OutputFormat.h"
+#include "StreamFormat.h"
+
+namespace vixprores {
+namespace {
+
+using testing::ElementsAre;
+using testing::HasSubstr;
+using testing::IsEmpty;
+using testing::ThrowsMessage;
+
+StreamFormat MakeFormat(std::uint32_t width, std::uint32_t height, FieldOrder order) {
+  StreamFormat format;
+  format.code = vix::kFourCC_V210;
+  format.width = width;
+  format.height = height;
+  format.rate = {25, 1};
+  format.fieldOrder = order;
+  return format;
+}
+
+TEST(CheckEncodable, TakesWhatTheEncoderTakes) {
+  for (const FieldOrder order :
+       {FieldOrder::Progressive, FieldOrder::TopFirst, FieldOrder::Unknown}) {
+    EXPECT_NO_THROW(CheckEncodable(MakeFormat(2, 2, order), "in"));
+    EXPECT_NO_THROW(CheckEncodable(MakeFormat(65535, 1080, order), "in"));
+  }
+  EXPECT_NO_THROW(CheckEncodable(MakeFormat(720, 577, FieldOrder::Progressive), "in"));
+}
+
+TEST(CheckEncodable, RefusesSizesOutOfRange) {
+  for (const auto& size : {std::pair{1u, 2u}, {2u, 1u}, {65536u, 2u}, {2u, 65536u}}) {
+    const StreamFormat format = MakeFormat(size.first, size.second, FieldOrder::Progressive);
+    EXPECT_THAT([&format] { CheckEncodable(format, "in"); },
+                ThrowsMessage<Failure>(HasSubstr(DescribeSize(size.first, size.second))));
+  }
+}
+
+TEST(CheckEncodable, RefusesFieldsOfUnequalMacroblockRows) {
+  for (const std::uint32_t height : {33u, 65u, 577u}) {
+    EXPECT_THROW(CheckEncodable(MakeFormat(720, height, FieldOrder::TopFirst), "in"), Failure);
+  }
+}
+
+TEST(CheckEncodable, TellsHowToTurnTheFieldOrder) {
+  EXPECT_THAT([] { CheckEncodable(MakeFormat(720, 576, FieldOrder::BottomFirst), "dir/in.mov"); },
+              ThrowsMessage<Failure>(HasSubstr("ffmpeg -i dir/in.mov -map 0:v:0 -vf fieldorder=tff "
+                                               "-c:v v210 in.v210.mov")));
+}
+
+TEST(QuoteForShell, QuotesOnlyWhereNeeded) {
+  EXPECT_EQ(QuoteForShell("dir/in-1.mov"), "dir/in-1.mov");
+  EXPECT_EQ(QuoteForShell("my clip.mov"), "'my clip.mov'");
+  EXPECT_EQ(QuoteForShell("it's.mov"), "'it'\\''s.mov'");
+  EXPECT_EQ(QuoteForShell("$(rm).mov"), "'$(rm).mov'");
+  EXPECT_EQ(QuoteForShell(""), "''");
+}
+
+TEST(FindProResOutput, GoesByTheExtension) {
+  EXPECT_STREQ(FindProResOutput("a.mov").muxer, "mov");
+  EXPECT_STREQ(FindProResOutput("a.MKV").muxer, "matroska");
+  EXPECT_STREQ(FindProResOutput("dir.x/a.b.mxf").muxer, "mxf");
+  for (const char* path : {"a.avi", "a.nut", "a.y4m", "a.mp4", "mov", "-", "a"}) {
+    EXPECT_THROW(FindProResOutput(path), UsageError) << path;
+  }
+}
+
+TEST(FindRawVideoOutput, WritesHeadlessFramesUnderUnknownNames) {
+  EXPECT_STREQ(FindRawVideoOutput("a.mov").muxer, "mov");
+  EXPECT_STREQ(FindRawVideoOutput("a.avi").muxer, "avi");
+  EXPECT_STREQ(FindRawVideoOutput("a.nut").muxer, "nut");
+  EXPECT_EQ(FindRawVideoOutput("a.Y4M").kind, OutputKind::Y4m);
+  for (const char* path : {"-", "/dev/null", "a", "a.v210", "a.yuv"}) {
+    EXPECT_EQ(FindRawVideoOutput(path).kind, OutputKind::Headless) << path;
+  }
+}
+
+TEST(CheckStorable, RefusesInterlacedMxf) {
+  EXPECT_THROW(CheckStorable(FindProResOutput("a.mxf"), MakeFormat(720, 576, FieldOrder::TopFirst)),
+               Failure);
+  EXPECT_NO_THROW(
+      CheckStorable(FindProResOutput("a.mxf"), MakeFormat(720, 576, FieldOrder::Progressive)));
+  EXPECT_NO_THROW(
+      CheckStorable(FindProResOutput("a.mov"), MakeFormat(720, 576, FieldOrder::TopFirst)));
+}
+
+TEST(FindLostProperties, NamesWhatTheContainerCannotKeep) {
+  StreamFormat format = MakeFormat(720, 576, FieldOrder::TopFirst);
+  format.colour = {5, 1, 6, ColourRange::Full};
+  EXPECT_THAT(FindLostProperties(FindRawVideoOutput("a.mov"), format),
+              ElementsAre("colour range (full)"));
+  EXPECT_THAT(FindLostProperties(FindProResOutput("a.mkv"), format), IsEmpty());
+  EXPECT_THAT(FindLostProperties(FindRawVideoOutput("a.avi"), format),
+              ElementsAre("field order (top field first)",
+                          "colour primaries, transfer and matrix (5/1/6)", "colour range (full)"));
+  EXPECT_THAT(FindLostProperties(FindRawVideoOutput("a.y4m"), format),
+              ElementsAre("colour primaries, transfer and matrix (5/1/6)"));
+  EXPECT_THAT(FindLostProperties(FindRawVideoOutput("-"), format), IsEmpty());
+}
+
+TEST(FindLostProperties, IsSilentAboutWhatIsUnknown) {
+  const StreamFormat format = MakeFormat(720, 576, FieldOrder::Progressive);
+  EXPECT_THAT(FindLostProperties(FindRawVideoOutput("a.avi"), format), IsEmpty());
+}
+
+TEST(FindProResVariant, KnowsOptionsAndCodes) {
+  EXPECT_EQ(FindProResVariant(std::string("proxy"))->variant, vix::ProResCodecVariant::Proxy);
+  EXPECT_EQ(FindProResVariant(std::string("422"))->code, vix::MakeFourCC("apcn"));
+  EXPECT_EQ(FindProResVariant(vix::MakeFourCC("apch"))->variant, vix::ProResCodecVariant::HQ);
+  EXPECT_EQ(FindProResVariant(vix::MakeFourCC("ap4x"))->option, nullptr);
+  EXPECT_EQ(FindProResVariant(std::string("4444")), nullptr);
+  EXPECT_EQ(FindProResVariant(vix::kFourCC_V210), nullptr);
+}
+
+TEST(DescribeCode, ShowsNamesAndUnknownCodes) {
+  EXPECT_EQ(DescribeCode(vix::kFourCC_V210), "V210");
+  EXPECT_EQ(DescribeCode(vix::MakeFourCC("apco")), "ProRes 422 Proxy");
+  EXPECT_EQ(DescribeCode(0), "ProRes");
+  EXPECT_EQ(DescribeCode(vix::MakeFourCC("RGB\x18")), "RGB?");
+}
+
+TEST(StreamFormat, RefusesFramesAbove32Bits) {
+  EXPECT_EQ(MakeFormat(1920, 1080, FieldOrder::Unknown).FrameBytes(), 5529600u);
+  EXPECT_ANY_THROW(MakeFormat(65535, 65535, FieldOrder::Unknown).FrameBytes());
+}
+
+}  // namespace
+}  // namespace vixprores

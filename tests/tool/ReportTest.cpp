@@ -1,0 +1,92 @@
+// SPDX-License-Identifier: BSD-2-Clause
+#include <gmock/gmock.h>
+#include <gtest/gtest.h>
+
+#include "Report.h"
+
+namespace vixprores {
+namespace {
+
+using testing::HasSubstr;
+using testing::Not;
+
+// An encode of 100 frames at 25 frames per second that took 2 seconds.
+RunReport MakeReport() {
+  RunReport report;
+  report.command = "encode";
+  report.status = RunReport::Status::Done;
+  report.input = "in.mov";
+  report.output = "out.mov";
+  report.source.code = vix::kFourCC_V210;
+  report.source.rate = {25, 1};
+  report.result = report.source;
+  report.result.code = vix::MakeFourCC("apcn");
+  report.result.width = 1920;
+  report.result.height = 1080;
+  report.result.fieldOrder = FieldOrder::TopFirst;
+  report.frames = 100;
+  report.sourceBytes = 552'960'000;
+  report.resultBytes = 60'000'000;
+  report.seconds = 2;
+  return report;
+}
+
+TEST(RunReport, ComputesSpeedAndBitRate) {
+  const RunReport report = MakeReport();
+  EXPECT_DOUBLE_EQ(report.FramesPerSecond(), 50);
+  EXPECT_DOUBLE_EQ(report.RealTimeFactor(), 2);
+  EXPECT_DOUBLE_EQ(report.MegabitsPerSecond(), 120);
+}
+
+TEST(RunReport, TakesTheBitRateOfTheProResSide) {
+  RunReport report = MakeReport();
+  std::swap(report.source.code, report.result.code);
+  std::swap(report.sourceBytes, report.resultBytes);
+  EXPECT_DOUBLE_EQ(report.MegabitsPerSecond(), 120);
+}
+
+TEST(RunReport, StandsForNothingBeforeTheFirstFrame) {
+  const RunReport report;
+  EXPECT_EQ(report.FramesPerSecond(), 0);
+  EXPECT_EQ(report.RealTimeFactor(), 0);
+  EXPECT_EQ(report.MegabitsPerSecond(), 0);
+}
+
+TEST(SummaryLine, TellsEverythingInOneLine) {
+  EXPECT_EQ(SummaryLine(MakeReport()),
+            "out.mov: 100 frames, 1920x1080 ProRes 422, top field first, 25 fps, 60.0 MB, "
+            "ProRes at 120.0 Mb/s, in 2.0 s (50.0 fps, 2.00x real time)");
+}
+
+TEST(SummaryJson, SurvivesFileNamesThatAreNoText) {
+  RunReport report = MakeReport();
+  report.output = "\xff\xfe\"\n.mov";
+  const std::string json = SummaryJson(report);
+  EXPECT_THAT(json, HasSubstr("\\\"\\n.mov"));
+  EXPECT_THAT(json, Not(HasSubstr("\n")));
+}
+
+TEST(SummaryJson, LeavesOutWhatIsNotKnown) {
+  RunReport report;
+  report.status = RunReport::Status::Failed;
+  report.message = "in.mov: cannot be read";
+  const std::string json = SummaryJson(report);
+  EXPECT_THAT(json, HasSubstr("\"status\":\"failed\""));
+  EXPECT_THAT(json, HasSubstr("in.mov: cannot be read"));
+  EXPECT_THAT(json, Not(HasSubstr("width")));
+  EXPECT_THAT(json, Not(HasSubstr("\"output\"")));
+}
+
+TEST(ProgressText, TellsTheTimeLeft) {
+  EXPECT_EQ(ProgressText(MakeReport(), 350),
+            "frame 100/350  50.0 fps  2.00x  120.0 Mb/s  0:00:05 left");
+  EXPECT_EQ(ProgressText(MakeReport(), 100 + 50 * 3725),
+            "frame 100/186350  50.0 fps  2.00x  120.0 Mb/s  1:02:05 left");
+}
+
+TEST(ProgressText, DoesWithoutATotal) {
+  EXPECT_EQ(ProgressText(MakeReport(), std::nullopt), "frame 100  50.0 fps  2.00x  120.0 Mb/s");
+}
+
+}  // namespace
+}  // namespace vixprores
