@@ -22,6 +22,10 @@ struct PeerStream {
   bool alpha;
 };
 
+std::string StreamName(const testing::TestParamInfo<PeerStream>& test) {
+  return test.param.name;
+}
+
 void PrintTo(const PeerStream& stream, std::ostream* out) {
   *out << stream.options;
 }
@@ -131,7 +135,7 @@ INSTANTIATE_TEST_SUITE_P(
         PeerStream{"aw_hq", 1920, 1080, "-c:v prores_aw -profile:v 3", false, false},
         PeerStream{"aw_4444", 352, 288, "-c:v prores_aw -profile:v 4", true, false},
         PeerStream{"aw_4444xq", 352, 288, "-c:v prores_aw -profile:v 5", true, false}),
-    [](const auto& info) { return info.param.name; });
+    StreamName);
 
 INSTANTIATE_TEST_SUITE_P(
     SliceWidths, Peer,
@@ -142,14 +146,14 @@ INSTANTIATE_TEST_SUITE_P(
         PeerStream{"mbs8", 352, 288, "-c:v prores_ks -profile:v hq -mbs_per_slice 8", false, false},
         PeerStream{"mbs2_4444", 130, 66, "-c:v prores_ks -profile:v 4444 -mbs_per_slice 2", true,
                    false}),
-    [](const auto& info) { return info.param.name; });
+    StreamName);
 
 INSTANTIATE_TEST_SUITE_P(
     Interlaced, Peer,
     testing::Values(PeerStream{"ks_top", 720, 576,
                                "-c:v prores_ks -profile:v hq -flags +ildct -top 1", false, false},
                     PeerStream{"ks_bottom", 720, 486,
-                               "-c:v prores_ks -profile:v 422 -flags +ildct -top 0", false, false},
+                               "-c:v prores_ks -profile:v standard -flags +ildct -top 0", false, false},
                     PeerStream{"aw_top", 720, 576,
                                "-c:v prores_aw -profile:v 2 -flags +ildct -top 1", false, false},
                     PeerStream{"aw_bottom", 720, 576,
@@ -158,7 +162,7 @@ INSTANTIATE_TEST_SUITE_P(
                                "-c:v prores_ks -profile:v 4444 -flags +ildct -top 1", true, false},
                     PeerStream{"ks_short_bottom_field", 64, 33,
                                "-c:v prores_ks -profile:v hq -flags +ildct -top 1", false, false}),
-    [](const auto& info) { return info.param.name; });
+    StreamName);
 
 INSTANTIATE_TEST_SUITE_P(
     Alpha, Peer,
@@ -169,7 +173,7 @@ INSTANTIATE_TEST_SUITE_P(
                     PeerStream{"alpha16_interlaced", 130, 66,
                                "-c:v prores_ks -profile:v 4444 -alpha_bits 16 -flags +ildct -top 0",
                                true, true}),
-    [](const auto& info) { return info.param.name; });
+    StreamName);
 
 INSTANTIATE_TEST_SUITE_P(
     OddSizes, Peer,
@@ -181,7 +185,7 @@ INSTANTIATE_TEST_SUITE_P(
                                "-c:v prores_ks -profile:v hq -flags +ildct -top 1", false, false},
                     PeerStream{"w53h37_4444", 53, 37, "-c:v prores_ks -profile:v 4444", true,
                                false}),
-    [](const auto& info) { return info.param.name; });
+    StreamName);
 
 }  // namespace
 }  // namespace interop
