@@ -62,7 +62,7 @@ Content Flat(int level) {
   return [level](int, int, int) { return level; };
 }
 
-PackedPicture::PackedPicture(std::uint32_t format, std::uint32_t width, std::uint32_t height,
+SourcePicture::SourcePicture(std::uint32_t format, std::uint32_t width, std::uint32_t height,
                              std::uint32_t padding)
     : format_(format),
       width_(width),
@@ -70,9 +70,9 @@ PackedPicture::PackedPicture(std::uint32_t format, std::uint32_t width, std::uin
       rowBytes_(RowPixelBytes(format, width) + padding),
       bytes_(std::size_t{rowBytes_} * height - padding) {}
 
-PackedPicture::PackedPicture(std::uint32_t format, std::uint32_t width, std::uint32_t height,
+SourcePicture::SourcePicture(std::uint32_t format, std::uint32_t width, std::uint32_t height,
                              const Content& content, std::uint32_t padding)
-    : PackedPicture(format, width, height, padding) {
+    : SourcePicture(format, width, height, padding) {
   for (int component = 0; component < 3; ++component) {
     for (int y = 0; y < Lines(); ++y) {
       for (int x = 0; x < Columns(component); ++x) Set(component, x, y, content(component, x, y));
@@ -80,19 +80,19 @@ PackedPicture::PackedPicture(std::uint32_t format, std::uint32_t width, std::uin
   }
 }
 
-PixelBufferRecord PackedPicture::Record() const {
+PixelBufferRecord SourcePicture::Record() const {
   return {const_cast<std::uint8_t*>(bytes_.data()), rowBytes_, format_, width_, height_};
 }
 
-PixelBufferRecord PackedPicture::MutableRecord() {
+PixelBufferRecord SourcePicture::MutableRecord() {
   return {bytes_.data(), rowBytes_, format_, width_, height_};
 }
 
-int PackedPicture::Columns(int component) const {
+int SourcePicture::Columns(int component) const {
   return static_cast<int>(component == 0 ? width_ : (width_ + 1) / 2);
 }
 
-PackedPicture::Place PackedPicture::PlaceOf(int component, int x, int y) const {
+SourcePicture::Place SourcePicture::PlaceOf(int component, int x, int y) const {
   // Components follow each other in the order Cb Y Cr Y.
   const int inRow = component == 0 ? 2 * x + 1 : 4 * x + (component == 1 ? 0 : 2);
   const std::size_t row = static_cast<std::size_t>(y) * rowBytes_;
@@ -101,7 +101,7 @@ PackedPicture::Place PackedPicture::PlaceOf(int component, int x, int y) const {
   return {row + index / 3 * 4, index % 3 * 10};
 }
 
-int PackedPicture::Sample(int component, int x, int y) const {
+int SourcePicture::Sample(int component, int x, int y) const {
   const Place place = PlaceOf(component, x, y);
   if (format_ == kWPRPixelFormat2vuy) return bytes_[place.byte] * 4;
   std::uint32_t word = 0;
@@ -109,7 +109,7 @@ int PackedPicture::Sample(int component, int x, int y) const {
   return static_cast<int>(word >> place.shift & 1023);
 }
 
-void PackedPicture::Set(int component, int x, int y, int value) {
+void SourcePicture::Set(int component, int x, int y, int value) {
   const Place place = PlaceOf(component, x, y);
   if (format_ == kWPRPixelFormat2vuy) {
     bytes_[place.byte] = static_cast<std::uint8_t>(value / 4);
@@ -121,7 +121,7 @@ void PackedPicture::Set(int component, int x, int y, int value) {
   std::memcpy(&bytes_[place.byte], &word, sizeof word);
 }
 
-double Psnr(const PackedPicture& a, const PackedPicture& b, int component) {
+double Psnr(const SourcePicture& a, const SourcePicture& b, int component) {
   double squares = 0;
   for (int y = 0; y < a.Lines(); ++y) {
     for (int x = 0; x < a.Columns(component); ++x) {

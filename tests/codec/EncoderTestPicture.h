@@ -26,12 +26,12 @@ Content Flat(int level);
 
 /// A packed picture. Its bytes end with the last row's last pixel group, so that the address
 /// sanitizer sees any access behind it.
-class PackedPicture {
+class SourcePicture {
  public:
   /// @param padding bytes between the end of a row's pixels and the next row.
-  PackedPicture(std::uint32_t format, std::uint32_t width, std::uint32_t height,
+  SourcePicture(std::uint32_t format, std::uint32_t width, std::uint32_t height,
                 std::uint32_t padding = 0);
-  PackedPicture(std::uint32_t format, std::uint32_t width, std::uint32_t height,
+  SourcePicture(std::uint32_t format, std::uint32_t width, std::uint32_t height,
                 const Content& content, std::uint32_t padding = 0);
 
   PixelBufferRecord Record() const;
@@ -57,7 +57,7 @@ class PackedPicture {
 };
 
 /// Peak signal-to-noise ratio of a component at 10 bits, in decibels; 100 for equal pictures.
-double Psnr(const PackedPicture& a, const PackedPicture& b, int component);
+double Psnr(const SourcePicture& a, const SourcePicture& b, int component);
 
 }  // namespace prores::test
 

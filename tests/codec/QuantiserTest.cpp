@@ -1,7 +1,7 @@
 // SPDX-License-Identifier: BSD-2-Clause
 #include <gtest/gtest.h>
 
-#include <array>
+#include <algorithm>
 #include <cstdlib>
 #include <vector>
 
@@ -13,8 +13,8 @@
 namespace prores {
 namespace {
 
-constexpr std::size_t kAllCoefficients = 2 * kMaxCoefficient + 1;
-constexpr std::size_t kBlocks = kAllCoefficients;
+/// Enough blocks for every coefficient to occur at some AC position.
+constexpr std::size_t kBlocks = (2 * kMaxCoefficient + 1) / 63 + 1;
 
 QuantMatrix Flat(std::uint8_t weight) {
   QuantMatrix matrix{};
@@ -22,12 +22,15 @@ QuantMatrix Flat(std::uint8_t weight) {
   return matrix;
 }
 
-/// Every coefficient from -kMaxCoefficient to kMaxCoefficient, at every scan position.
+/// Every coefficient from -kMaxCoefficient to kMaxCoefficient at the AC positions, and one in 63 of
+/// them at the DC positions.
 const std::vector<std::int16_t>& EveryCoefficient() {
   static const std::vector<std::int16_t> coefficients = [] {
     std::vector<std::int16_t> all(64 * kBlocks);
     for (std::size_t i = 0; i < all.size(); ++i) {
-      all[i] = static_cast<std::int16_t>(static_cast<int>(i % kBlocks) - kMaxCoefficient);
+      const std::size_t value = i < kBlocks ? 63 * i : i - kBlocks;
+      all[i] = static_cast<std::int16_t>(
+          std::min(static_cast<int>(value) - kMaxCoefficient, kMaxCoefficient));
     }
     return all;
   }();
@@ -43,7 +46,7 @@ int ExactLevel(int coefficient, int step, int offset) {
 void ExpectExact(const Quantiser& quantiser, int step, RoundingOffsets rounding) {
   std::vector<std::int16_t> levels(64 * kBlocks);
   quantiser.Quantise(EveryCoefficient().data(), kBlocks, levels.data());
-  for (std::size_t i = 0; i < 2 * kBlocks; ++i) {  // the DC position and one for the other 63
+  for (std::size_t i = 0; i < levels.size(); ++i) {
     const int offset = i < kBlocks ? rounding.dc : rounding.ac;
     const int expected = ExactLevel(EveryCoefficient()[i], step, offset);
     ASSERT_EQ(levels[i], expected) << EveryCoefficient()[i] << " / " << step;
