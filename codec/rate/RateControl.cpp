@@ -22,16 +22,15 @@ std::uint64_t TotalPayload(std::span<const std::uint32_t> slices,
 }
 
 /// Every slice once. A step of the golden section spreads any run of slices over the frame.
-std::vector<std::uint32_t> ScatteredOrder(std::size_t count) {
+void FillScattered(std::span<std::uint32_t> order) {
+  const std::size_t count = order.size();
   std::size_t step = std::max<std::size_t>(1, count * 618 / 1000);
   while (std::gcd(step, count) != 1) ++step;
-  std::vector<std::uint32_t> order(count);
   std::size_t slice = 0;
   for (std::uint32_t& entry : order) {
     entry = static_cast<std::uint32_t>(slice);
     slice = (slice + step) % count;
   }
-  return order;
 }
 
 }  // namespace
@@ -46,10 +45,11 @@ std::span<const SliceChoice> RateControl::Choose(SliceMeter& meter, std::size_t 
 
 void RateControl::Resize(std::size_t sliceCount) {
   if (scattered_.size() == sliceCount) return;
-  scattered_.clear();  // so that a failure below leaves no order of another count behind
+  scattered_.clear();  // if memory runs out below, the next frame comes here again
   for (Trial* trial : {&probe_, &coarse_, &fine_}) trial->sizes.resize(sliceCount);
   choices_.resize(sliceCount);
-  scattered_ = ScatteredOrder(sliceCount);
+  scattered_.resize(sliceCount);
+  FillScattered(scattered_);
 }
 
 /// The finest rung on which a sample of the slices fits its share of the budget.

@@ -83,7 +83,10 @@ TEST_F(EncoderMemory, IsTakenOnTheFirstFrameOnlyAndStaysBelowThreePackedFrames) 
   ASSERT_EQ(Encode(picture), kWPRSuccess);
   EXPECT_LT(allocations.bytes - before, 3 * picture.Bytes().size());
 
+  const SourcePicture smaller(kWPRPixelFormatV210, 640, 300, Busy(1));
   const long count = allocations.count;
+  ASSERT_EQ(Encode(picture), kWPRSuccess);
+  ASSERT_EQ(Encode(smaller), kWPRSuccess);
   ASSERT_EQ(Encode(picture), kWPRSuccess);
   EXPECT_EQ(allocations.count, count);
 }
