@@ -111,7 +111,7 @@ class VIX_API VideoDecoderProRes : public IVideoDecoder {
   /// frame prefix, or behind the field that is there already. On failure nothing is written.
   /// @return kDone, kUnreadableHeader or kNoMemory
   std::int32_t XTToStdProRes(std::shared_ptr<const IBuffer> source, bool appendSecondField);
-  /// Decodes a frame in either layout into a new output buffer.
+  /// Decodes a frame in either layout into a new output buffer. No input at all is kNoMemory.
   /// @return a Result
   std::int32_t Decode(std::shared_ptr<const IBuffer> input, FourCC fourcc);
   /// Decodes a frame in the standard layout into a new output buffer; opens the codec library's

@@ -247,6 +247,20 @@ TEST_F(DecoderPushSampleTest, AnUnsupportedFourCCLeavesTheDecoderOpenWithoutGeom
   EXPECT_EQ(TheHost().CountCalls("WPRCloseDecoder(handle1)"), 1U);
 }
 
+TEST_F(DecoderPushSampleTest, AReopenedDecoderKeepsNothingOfTheFormerGeometry) {
+  Define();
+  Push(FrameSpec{});
+  decoder->Release();
+  initConfig->fourccs["OutputFourCC"] = vix::MakeFourCC("NV12");
+  Define();
+  EXPECT_THROW(Push(FrameSpec{}), vix::VIXRuntimeError);
+  Push(FrameSpec{});
+  EXPECT_EQ(LastDecoded().destination.pixelFormat, 0U);
+  EXPECT_EQ(LastDecoded().destination.width, 0U);
+  EXPECT_EQ(LastDecoded().destination.height, 0U);
+  EXPECT_EQ(LastDecoded().destination.rowBytes, 0U);
+}
+
 TEST_F(DecoderPushSampleTest, FailuresOfTheHostPassThroughAndKeepTheWaitingSample) {
   Define();
   Push(FrameSpec{});

@@ -125,6 +125,9 @@ TEST_F(FrameInspectionTest, EveryFrameThatEndsBeforeWhatIsReadIsRejected) {
           InspectBytes({frame.begin(), frame.begin() + static_cast<std::ptrdiff_t>(bytes)}))
           << bytes;
       EXPECT_FALSE(details.valid);
+      EXPECT_TRUE(details.bare || bytes >= 8);
+      const bool fieldsWereThere = bytes >= (bare ? 17U : 25U);
+      EXPECT_EQ(details.headerSize, fieldsWereThere ? 148U : 7779U);
       EXPECT_EQ(details.pictureSize, 7780U);
     }
     EXPECT_TRUE(InspectBytes({frame.begin(), frame.begin() + static_cast<std::ptrdiff_t>(needed)}));
