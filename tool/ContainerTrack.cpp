@@ -70,14 +70,15 @@ bool IsMatroska(const AVFormatContext& context) {
 }
 
 // The average is exact where every frame lasts equally long, and nothing else is accepted.
-AVRational FindRate(const AVStream& stream, const AVPacket& first) {
+Rational FindRate(const AVStream& stream, const AVPacket& first, bool isMatroska) {
   AVRational rate = stream.avg_frame_rate;
   if (!IsValid(rate)) rate = stream.r_frame_rate;
   if (!IsValid(rate) && first.duration > 0) {
     const AVRational tick = stream.time_base;
     av_reduce(&rate.num, &rate.den, tick.den, first.duration * tick.num, INT32_MAX);
   }
-  return IsValid(rate) ? rate : AVRational{0, 1};
+  if (!IsValid(rate)) return {0, 1};
+  return Reduce(ToRational(isMatroska ? SnapToBroadcastRate(rate) : rate));
 }
 
 std::int64_t TimeOf(const AVPacket& packet) {
@@ -139,7 +140,7 @@ void ContainerTrack::ChooseTrack() {
   format_.colour = {parameters.color_primaries, parameters.color_trc, parameters.color_space,
                     ToColourRange(parameters.color_range)};
   if (IsValid(stream_->sample_aspect_ratio)) {
-    format_.sampleAspect = ToRational(stream_->sample_aspect_ratio);
+    format_.sampleAspect = Reduce(ToRational(stream_->sample_aspect_ratio));
   }
 }
 
@@ -170,8 +171,7 @@ void ContainerTrack::ReadFirstPacket() {
     if (frameCount_.value_or(0) > 0) FailAtEarlyEnd();
     throw Failure(GetName() + ": holds no frames");
   }
-  const AVRational rate = FindRate(*stream_, *pending_);
-  format_.rate = ToRational(IsMatroska(*context_) ? SnapToBroadcastRate(rate) : rate);
+  format_.rate = FindRate(*stream_, *pending_, IsMatroska(*context_));
   if (format_.rate.numerator == 0) {
     throw Failure(GetName() + ": does not tell its frame rate; rewrap it as .mov first");
   }

@@ -21,6 +21,8 @@ namespace {
 // Who made the samples, as the frame headers of the encoder say it too.
 constexpr vix::FourCC kVendor = vix::MakeFourCC("vixp");
 
+constexpr std::int64_t kCoarsestClock = 10000;  // ticks per second
+
 // The muxer of .mov derives the meaning "lines of both fields interleaved" from the second value
 // of each pair, other muxers write down the first.
 AVFieldOrder ToAvFieldOrder(FieldOrder order, bool isMov) {
@@ -119,9 +121,11 @@ void ContainerWriter::AddStream(const OutputFormat& output, const StreamFormat& 
 }
 
 void ContainerWriter::WriteHeader() {
+  // A start behind time 0 is told in ticks of this clock, whose default is too coarse for a frame.
+  std::int64_t ticksPerSecond = format_.rate.numerator;
+  while (ticksPerSecond < kCoarsestClock) ticksPerSecond *= 2;
   AVDictionary* options = nullptr;
-  // A start behind time 0 is told in units of this clock; its default is too coarse for a frame.
-  av_dict_set_int(&options, "movie_timescale", format_.rate.numerator, 0);
+  av_dict_set_int(&options, "movie_timescale", ticksPerSecond, 0);
   const int result = avformat_write_header(context_.get(), &options);
   av_dict_free(&options);
   Check(result);
@@ -129,6 +133,10 @@ void ContainerWriter::WriteHeader() {
 
 void ContainerWriter::Write(const std::shared_ptr<const vix::IVideoSample>& frame) {
   const SharedBuffer buffer = frame->GetBuffer();
+  if (buffer->GetSize() > INT32_MAX) {
+    throw Failure(file_.GetName() + ": frames of " + std::to_string(buffer->GetSize()) +
+                  " bytes are too large for a container; write headless frames");
+  }
   const vix::TimeLimits& time = frame->GetTimeLimits().front();
   const AVRational tick = Invert(time.ticksPerSecond);
   const Packet packet(av_packet_alloc());

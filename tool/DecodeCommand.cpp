@@ -5,12 +5,18 @@
 namespace vixprores {
 namespace {
 
+// Pixels of twice the height; unknown stays unknown.
+Rational HalveAspect(Rational aspect) {
+  if (aspect.numerator % 2 == 0) return {aspect.numerator / 2, aspect.denominator};
+  if (aspect.denominator <= INT32_MAX / 2) return {aspect.numerator, aspect.denominator * 2};
+  return {0, 1};
+}
+
 StreamFormat DecodedFormat(StreamFormat source, const DecodeOptions& options) {
   source.code = options.fourcc;
-  if (options.skipField && source.IsInterlaced()) {
-    // One field: half the lines, each twice as high.
+  if (options.skipField && source.IsInterlaced() && source.height > 1) {
     source.height /= 2;
-    source.sampleAspect.denominator *= 2;
+    source.sampleAspect = HalveAspect(source.sampleAspect);
     source.fieldOrder = FieldOrder::Progressive;
   }
   return source;

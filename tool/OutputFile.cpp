@@ -114,7 +114,7 @@ std::string OutputFile::CommitPartial() {
   Close();
   if (workPath_.empty()) return name_;
   for (int attempt = 1;; ++attempt) {
-    const std::string partial = PartialName(path_, attempt);
+    std::string partial = PartialName(path_, attempt);
     if (RenameToFreeName(workPath_, partial, name_)) {
       workPath_.clear();
       return partial;

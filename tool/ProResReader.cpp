@@ -80,7 +80,8 @@ StreamFormat Combine(StreamFormat container, const prores::FrameHeader& header) 
 ProResReader::ProResReader(std::unique_ptr<InputFile> file) : track_(std::move(file)) {
   const AVCodecParameters& parameters = track_.GetParameters();
   if (parameters.codec_id != AV_CODEC_ID_PRORES) {
-    throw Failure(GetName() + ": its video track is " + avcodec_get_name(parameters.codec_id) +
+    throw Failure(track_.GetName() + ": its video track is " +
+                  avcodec_get_name(parameters.codec_id) +
                   ", not ProRes; there is nothing to decode");
   }
   first_ = track_.Read();

@@ -26,14 +26,16 @@ std::string DescribePictures(const AVCodecParameters& parameters) {
   }
   const char* const name = av_get_pix_fmt_name(static_cast<AVPixelFormat>(parameters.format));
   if (name) return std::string("uncompressed pictures of type ") + name;
+  if (parameters.codec_tag == 0) return "uncompressed pictures of a type that it does not tell";
   return "uncompressed pictures with the code " + DescribeCode(parameters.codec_tag);
 }
 
 bool IsRgb(const AVCodecParameters& parameters) {
   if (parameters.codec_id != AV_CODEC_ID_RAWVIDEO) return false;
-  const std::string tag = DescribeCode(parameters.codec_tag);
-  return parameters.codec_tag == 0 || tag == "raw " || tag.starts_with("RGB") ||
-         tag.starts_with("BGR");
+  // The bitmaps of an .avi have no code, but a depth.
+  if (parameters.codec_tag == 0) return parameters.bits_per_coded_sample > 0;
+  const std::string code = DescribeCode(parameters.codec_tag);
+  return code == "raw " || code.starts_with("RGB") || code.starts_with("BGR");
 }
 
 // Without these the conversion would follow the standard-definition matrix, or mix the fields.

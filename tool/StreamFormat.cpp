@@ -5,6 +5,7 @@
 #include <array>
 #include <cstring>
 #include <iterator>
+#include <numeric>
 
 #include "vix/RawVideoUtils.h"
 
@@ -29,6 +30,11 @@ const ProResVariant* OrNull(const ProResVariant* found) {
 }
 
 }  // namespace
+
+Rational Reduce(Rational value) {
+  const std::int32_t common = std::gcd(value.numerator, value.denominator);
+  return {value.numerator / common, value.denominator / common};
+}
 
 std::uint32_t StreamFormat::FrameBytes() const {
   return vix::RawVideoUtils::GetFrameBytes(code, vix::VideoChroma::C422, width, height);

@@ -16,6 +16,9 @@ namespace vixprores {
 /// A fraction; the denominator of a valid one is positive.
 using Rational = vix::EditRate;
 
+/// The fraction in lowest terms. Both parts must be positive.
+Rational Reduce(Rational value);
+
 enum class FieldOrder { Unknown, Progressive, TopFirst, BottomFirst };
 
 /// Code values of luma: 16 to 235 of 8 bits (limited) or 0 to 255 (full).

@@ -3,7 +3,6 @@
 
 #include <charconv>
 #include <limits>
-#include <numeric>
 #include <optional>
 #include <string_view>
 #include <utility>
@@ -56,9 +55,7 @@ Rational ParseRate(const std::string& text) {
     throw UsageError("'" + text +
                      "' is no frame rate; write N or N/D, for example 25 or 30000/1001");
   }
-  const std::int64_t common = std::gcd(rate->first, rate->second);
-  return {static_cast<std::int32_t>(rate->first / common),
-          static_cast<std::int32_t>(rate->second / common)};
+  return Reduce({static_cast<std::int32_t>(rate->first), static_cast<std::int32_t>(rate->second)});
 }
 
 PictureSize ParsePictureSize(const std::string& text) {

@@ -48,7 +48,7 @@ std::optional<Rational> ParseRatio(std::string_view text) {
   const auto denominator = ParseInt(text.substr(colon + 1));
   if (!numerator || !denominator) return std::nullopt;
   if (*numerator == 0 || *denominator == 0) return Rational{0, 1};
-  return Rational{*numerator, *denominator};
+  return Reduce({*numerator, *denominator});
 }
 
 class HeaderParser {

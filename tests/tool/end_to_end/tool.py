@@ -2,6 +2,7 @@
 """What the end-to-end tests share: the program, clips to feed it, and views of what it wrote.
 
 The environment names the program (VIXPRORES) and the plug-in (VIXPRORES_PLUGIN)."""
+import functools
 import json
 import os
 import pathlib
@@ -14,6 +15,7 @@ import unittest
 PROGRAM = os.environ["VIXPRORES"]
 PLUGIN = os.environ["VIXPRORES_PLUGIN"]
 TIMEOUT = 120  # seconds after which a run hangs
+_CLIPS = tempfile.TemporaryDirectory(prefix="vixprores-clips-")
 
 
 def run(*arguments, **options):
@@ -34,8 +36,17 @@ def ffmpeg(*arguments):
 def make_clip(path, *output, size="128x96", rate="25", frames=10, filters="null",
               pixels="yuv422p10le"):
     """A moving test picture; `output` are options in front of the output's name."""
+    clip = _cached_clip(path.suffix, output, size, rate, frames, filters, pixels)
+    shutil.copyfile(clip, path)
+
+
+@functools.lru_cache(maxsize=None)
+def _cached_clip(suffix, output, size, rate, frames, filters, pixels):
+    """Most tests of a module start from the same few clips."""
+    path = pathlib.Path(_CLIPS.name) / f"{len(os.listdir(_CLIPS.name))}{suffix}"
     ffmpeg("-f", "lavfi", "-i", f"testsrc2=size={size}:rate={rate}", "-vf",
            f"format={pixels},{filters}", "-frames:v", frames, *output, path)
+    return path
 
 
 def make_v210(path, *output, **clip):
