@@ -29,10 +29,9 @@ std::shared_ptr<vix::IMemoryBlockAllocator> MakeRecycler() {
 
 /// Holds objects of the core and of a plug-in beyond main().
 struct Holder {
-  // Made before main(): the first use of the core in this process.
-  std::shared_ptr<vix::IMemoryBlockAllocator> recycler = MakeRecycler();
-  std::shared_ptr<vix::IMemoryBlock> block = recycler->AllocateBlock(10000);
-  std::shared_ptr<vix::IBuffer> buffer = vix::CreateBuffer(recycler, nullptr);
+  std::shared_ptr<vix::IMemoryBlockAllocator> recycler;
+  std::shared_ptr<vix::IMemoryBlock> block;
+  std::shared_ptr<vix::IBuffer> buffer;
   std::shared_ptr<vix::IPlugin> plugin;
   std::shared_ptr<vix::IVideoDecoder> decoder;
 
@@ -42,9 +41,12 @@ struct Holder {
     recycler.reset();
     Require(MakeRecycler() != nullptr, "a recycler after main()");
     Require(vix::GetCurrentContextString() == "exit", "a context after main()");
+    Require(vix::GetCurrentLoggerWriter() != nullptr, "the writer after main()");
     vix::WriteLogRecord(vix::LogLevel::Info, "after main()", 1, "ExitOrder.cpp");
     plugin.reset();
     Require(decoder->GetSample() == nullptr, "an element after its plug-in was let go");
+    const auto ext = vix::GetAllocator("ExtBufferAllocator");
+    Require(ext != nullptr && ext->AllocateBlock(10) != nullptr, "callbacks after main()");
     const auto system = vix::CreateBuffer(nullptr, nullptr);
     system->Allocate(100);
     vix::SetCurrentLoggerWriter(nullptr);
@@ -52,7 +54,13 @@ struct Holder {
   }
 };
 
+// Made before the core is first used, and so destroyed after whatever the core made static then.
 Holder holder;
+
+const bool usedBeforeMain = [] {
+  vix::CreateBuffer(nullptr, nullptr)->Allocate(100);
+  return MakeRecycler() != nullptr;
+}();
 
 /// Logs when its thread ends.
 struct ThreadEnd {
@@ -71,6 +79,9 @@ int main() {
       vix::CreateLineLoggerWriter([](vix::LogLevel, const std::string&) {}));
   vix::SetExtBufferCallbacks({[](std::size_t bytes) { return new std::uint8_t[bytes]; },
                               [](std::uint8_t* data, std::size_t) { delete[] data; }});
+  holder.recycler = MakeRecycler();
+  holder.block = holder.recycler->AllocateBlock(10000);
+  holder.buffer = vix::CreateBuffer(holder.recycler, nullptr);
   holder.plugin = vix::LoadPlugin(FAKE_PLUGIN, "exit order");
   holder.decoder =
       vix::ImplementElement<vix::ElementFactoryType::VideoDecoder>("fake", "Pass", nullptr);

@@ -8,7 +8,6 @@
 #include <fstream>
 #include <memory>
 #include <string>
-#include <utility>
 
 #include "Refusal.h"
 #include "SilentLog.h"
@@ -211,23 +210,29 @@ TEST_F(PluginLoader, RefusesALibraryWithoutTheEntry) {
   EXPECT_FALSE(IsLoaded(NO_ENTRY_PLUGIN));
 }
 
-struct FailingEntry : PluginLoader,
-                      testing::WithParamInterface<std::pair<const char*, const char*>> {};
+/// A manner in which the failing plug-in fails, and the reason that has to be reported.
+struct Failure {
+  std::string manner;
+  std::string reason;
+};
+
+struct FailingEntry : PluginLoader, testing::WithParamInterface<Failure> {};
 
 TEST_P(FailingEntry, IsRefusedWithItsReasonAndLeavesNothing) {
-  const auto [manner, reason] = GetParam();
-  EXPECT_THAT(RefusalOf([&, failing = manner] { LoadPlugin(FAILING_PLUGIN, failing); }),
-              AllOf(HasSubstr(FAILING_PLUGIN), HasSubstr("RegisterAll failed"), HasSubstr(reason)));
+  EXPECT_THAT(RefusalOf([] { LoadPlugin(FAILING_PLUGIN, GetParam().manner); }),
+              AllOf(HasSubstr(FAILING_PLUGIN), HasSubstr("RegisterAll failed"),
+                    HasSubstr(GetParam().reason)));
   EXPECT_EQ(GetFactory(kDecoder, "failing", "Doomed"), nullptr);
   EXPECT_FALSE(IsLoaded(FAILING_PLUGIN));
 }
 
 INSTANTIATE_TEST_SUITE_P(PluginLoader, FailingEntry,
-                         testing::Values(std::pair("framework error", "framework reason"),
-                                         std::pair("own exception", "own reason"),
-                                         std::pair("number", "unknown kind"),
-                                         std::pair("foreign exception", "unknown kind"),
-                                         std::pair("wrong version", "0.8.0.0.0")));
+                         testing::Values(Failure{"FrameworkError", "framework reason"},
+                                         Failure{"OwnException", "own reason"},
+                                         Failure{"Number", "unknown kind"},
+                                         Failure{"ForeignException", "unknown kind"},
+                                         Failure{"WrongVersion", "0.8.0.0.0"}),
+                         [](const auto& test) { return test.param.manner; });
 
 TEST_F(PluginLoader, SurvivesAThousandLoads) {
   for (int i = 0; i < 1000; ++i) {

@@ -120,13 +120,20 @@ TEST(Recycler, EveryElementHasItsOwnPool) {
   EXPECT_EQ(StatisticsOf(second).blocksFromSystem, 0u);
 }
 
-TEST(Recycler, BlocksOutliveTheirAllocator) {
+TEST(Recycler, BlocksOutliveTheirAllocatorAndAreFreedAsTheyAreLetGo) {
+  const auto before = CountSystemBlocks();
   auto recycler = MakeRecycler();
   recycler->AllocateBlock(5000);
-  auto block = recycler->AllocateBlock(100000);
+  auto first = recycler->AllocateBlock(100000);
+  auto second = recycler->AllocateBlock(100000);
+  EXPECT_EQ(CountSystemBlocks(), before + 3);
   recycler.reset();
-  std::memset(block->GetData(), 1, block->GetSize());
-  block.reset();
+  EXPECT_EQ(CountSystemBlocks(), before + 2) << "idle memory goes with the allocator";
+  std::memset(first->GetData(), 1, first->GetSize());
+  first.reset();
+  EXPECT_EQ(CountSystemBlocks(), before + 1);
+  second.reset();
+  EXPECT_EQ(CountSystemBlocks(), before);
 }
 
 TEST(Recycler, TakesMemoryBackFromOtherThreads) {

@@ -12,12 +12,17 @@ namespace {
 constexpr std::size_t kMostMemory = std::size_t{1} << 40;
 
 std::atomic<unsigned long> allocations = 0;
+std::atomic<unsigned long> releases = 0;
 std::atomic<int> refusalsLeft = 0;
 
 }  // namespace
 
 unsigned long CountSystemAllocations() {
   return allocations;
+}
+
+unsigned long CountSystemBlocks() {
+  return allocations - releases;
 }
 
 SystemMemoryShortage::SystemMemoryShortage(int refusals) {
@@ -41,5 +46,6 @@ void* operator new(std::size_t bytes, std::align_val_t alignment, const std::not
 }
 
 void operator delete(void* memory, std::align_val_t) noexcept {
+  ++releases;
   std::free(memory);
 }

@@ -6,6 +6,9 @@
 /// comes from. Counted by the process's own allocation functions, so whoever asks is seen.
 unsigned long CountSystemAllocations();
 
+/// How many of those were not given back yet.
+unsigned long CountSystemBlocks();
+
 /// While it lives, the next `refusals` requests for aligned memory are refused.
 class SystemMemoryShortage {
  public:

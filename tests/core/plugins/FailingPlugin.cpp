@@ -44,11 +44,11 @@ void RegisterOneElement(const char* registrant) {
 extern "C" VIX_API void RegisterAll(const char* registrant) {
   RegisterOneElement(registrant);
   const std::string manner = registrant;
-  if (manner == "framework error") throw vix::VIXRuntimeError("framework reason");
-  if (manner == "own exception") throw OwnException();
-  if (manner == "number") throw 42;
-  if (manner == "foreign exception") RaiseForeignException();
-  if (manner == "wrong version") {
+  if (manner == "FrameworkError") throw vix::VIXRuntimeError("framework reason");
+  if (manner == "OwnException") throw OwnException();
+  if (manner == "Number") throw 42;
+  if (manner == "ForeignException") RaiseForeignException();
+  if (manner == "WrongVersion") {
     vix::RegisterFactory(registrant, vix::GetVIXCoreIdInternal("0.8.0.0.0"), nullptr, nullptr);
   }
 }
