@@ -9,7 +9,7 @@
 #include <cstdint>
 #include <vector>
 
-struct FrameSpec {
+struct FrameShape {
   bool bare = false;
   std::uint16_t headerSize = 148;
   std::uint8_t bitstreamVersion = 0;
@@ -31,24 +31,24 @@ inline void PutBigEndian(std::vector<std::uint8_t>& bytes, std::size_t offset, s
 }
 
 /// The frame described. Bytes that no field covers count up, so that copies can be compared.
-inline std::vector<std::uint8_t> MakeCompressedFrame(const FrameSpec& spec) {
-  std::vector<std::uint8_t> frame(spec.bytes);
+inline std::vector<std::uint8_t> MakeCompressedFrame(const FrameShape& shape) {
+  std::vector<std::uint8_t> frame(shape.bytes);
   for (std::size_t i = 0; i < frame.size(); ++i) frame[i] = static_cast<std::uint8_t>(i % 251);
-  const std::size_t header = spec.bare ? 0 : 8;
-  if (!spec.bare) {
-    PutBigEndian(frame, 0, spec.bytes, 4);
+  const std::size_t header = shape.bare ? 0 : 8;
+  if (!shape.bare) {
+    PutBigEndian(frame, 0, shape.bytes, 4);
     std::copy_n("icpf", 4, frame.begin() + 4);
   }
-  PutBigEndian(frame, header, spec.headerSize, 2);
-  frame[header + 3] = spec.bitstreamVersion;
-  frame[header + 4] = spec.encoderIdentifier;
-  PutBigEndian(frame, header + 8, spec.width, 2);
-  PutBigEndian(frame, header + 10, spec.height, 2);
+  PutBigEndian(frame, header, shape.headerSize, 2);
+  frame[header + 3] = shape.bitstreamVersion;
+  frame[header + 4] = shape.encoderIdentifier;
+  PutBigEndian(frame, header + 8, shape.width, 2);
+  PutBigEndian(frame, header + 10, shape.height, 2);
   frame[header + 12] =
-      static_cast<std::uint8_t>(spec.chromaFormat << 6 | spec.interlaceMode << 2 | 0x33);
-  frame[header + 13] = static_cast<std::uint8_t>(spec.aspectRatio << 4 | 0x5);
-  frame[header + 16] = spec.matrixCoefficients;
-  PutBigEndian(frame, header + spec.headerSize + 1, spec.pictureSize, 4);
+      static_cast<std::uint8_t>(shape.chromaFormat << 6 | shape.interlaceMode << 2 | 0x33);
+  frame[header + 13] = static_cast<std::uint8_t>(shape.aspectRatio << 4 | 0x5);
+  frame[header + 16] = shape.matrixCoefficients;
+  PutBigEndian(frame, header + shape.headerSize + 1, shape.pictureSize, 4);
   return frame;
 }
 

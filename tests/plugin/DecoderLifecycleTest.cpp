@@ -66,9 +66,9 @@ TEST_F(DecoderLifecycleTest, AFailingConstructionReleasesWhatItMade) {
 
 TEST_F(DecoderLifecycleTest, TeardownClosesTheDecoderThenReleasesMembersInReverseOrder) {
   Define();
-  Push(FrameSpec{});
+  Push(FrameShape{});
   fake::TheCodec().decodeResult = -1;  // the buffer of this frame goes into no sample
-  EXPECT_THROW(Push(FrameSpec{}), vix::VIXRuntimeError);
+  EXPECT_THROW(Push(FrameShape{}), vix::VIXRuntimeError);
   parameters = nullptr;
   config = nullptr;
   initConfig = nullptr;
@@ -86,7 +86,7 @@ TEST_F(DecoderLifecycleTest, TeardownClosesTheDecoderThenReleasesMembersInRevers
 TEST_F(DecoderLifecycleTest, GetSampleHandsOverOnce) {
   EXPECT_EQ(decoder->GetSample(), nullptr);
   Define();
-  Push(FrameSpec{});
+  Push(FrameShape{});
   EXPECT_EQ(fake::NameOf(decoder->GetSample()), "newContainer1");
   EXPECT_EQ(decoder->GetSample(), nullptr);
 }
@@ -100,7 +100,7 @@ TEST_F(DecoderLifecycleTest, ReleaseWithoutADecoderDoesNothing) {
 
 TEST_F(DecoderLifecycleTest, ReleaseClosesAnOpenDecoderOnce) {
   Define();
-  Push(FrameSpec{});
+  Push(FrameShape{});
   TheHost().calls.clear();
   decoder->Release();
   decoder->Release();
@@ -131,7 +131,7 @@ TEST_F(DecoderLifecycleTest, TheNamedAllocatorIsWhereFramesComeFrom) {
   initConfig->texts["Allocator"] = "mine";
   TheHost().allocators["mine"] = std::make_shared<fake::Allocator>("external");
   Define();
-  Push(FrameSpec{});
+  Push(FrameShape{});
   EXPECT_EQ(TheHost().CountCalls("CreateBuffer(external, null)"), 1U);
 }
 
@@ -146,7 +146,7 @@ TEST_F(DecoderLifecycleTest, ALaterConfigurationWithoutAllocatorGoesBackToTheRec
   decoder->SetInitConfig(other);
   EXPECT_EQ(TheHost().CountCalls("~external"), 1U);
   decoder->DefineInput(MakeStream(parameters), "");
-  Push(FrameSpec{});
+  Push(FrameShape{});
   EXPECT_EQ(TheHost().CountCalls("CreateBuffer(recycler2, null)"), 1U);
 }
 
@@ -160,7 +160,7 @@ TEST_F(DecoderLifecycleTest, AnUnknownAllocatorIsRefusedAfterTheRestWasTaken) {
   decoder->DefineInput(MakeStream(parameters), "");
   EXPECT_EQ(TheHost().CountCalls("output.SetFourCC(" + fake::Join(vix::kFourCC_UYVY) + ")"), 1U);
   EXPECT_EQ(TheHost().CountCalls("CreateChannelInfo"), 1U);
-  Push(FrameSpec{});
+  Push(FrameShape{});
   EXPECT_EQ(TheHost().CountCalls("CreateBuffer(null, null)"), 1U);
 }
 
@@ -196,7 +196,7 @@ TEST_F(DecoderLifecycleTest, UpdateConfigIsAlwaysRefused) {
   vix::IVideoDecoderControl& control = *decoder;
   ExpectReport([&] { control.UpdateConfig(initConfig); }, "[UpdateConfig not supported]",
                "VideoDecoderProRes");
-  Push(FrameSpec{});
+  Push(FrameShape{});
   EXPECT_NE(decoder->GetSample(), nullptr);
 }
 
@@ -219,10 +219,10 @@ TEST_F(DecoderLifecycleTest, EmptyOperationsCallNothing) {
 
 TEST_F(DecoderLifecycleTest, ClearInternalBufferDropsTheSampleAndNothingElse) {
   Define();
-  Push(FrameSpec{});
+  Push(FrameShape{});
   decoder->ClearInternalBuffer();
   EXPECT_EQ(decoder->GetSample(), nullptr);
-  Push(FrameSpec{});
+  Push(FrameShape{});
   EXPECT_NE(decoder->GetSample(), nullptr);
   EXPECT_EQ(TheHost().CountCalls("WPROpenDecoder"), 1U);
 }

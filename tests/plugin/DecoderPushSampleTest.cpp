@@ -24,7 +24,7 @@ class DecoderPushSampleTest : public DecoderTest {
 TEST_F(DecoderPushSampleTest, DecodesTheFirstFrameCallByCall) {
   Define();
   TheHost().spareBytes = 64;
-  Push(FrameSpec{});
+  Push(FrameShape{});
   EXPECT_EQ(TheHost().TakeCalls(),
             (CallList{"container.GetVideoSamples(null, null)",
                       "outputInfos1.GetInfo()",
@@ -52,9 +52,9 @@ TEST_F(DecoderPushSampleTest, DecodesTheFirstFrameCallByCall) {
 
 TEST_F(DecoderPushSampleTest, LaterFramesReuseTheDecoderAndItsGeometry) {
   Define();
-  Push(FrameSpec{});
+  Push(FrameShape{});
   TheHost().calls.clear();
-  Push(FrameSpec{});
+  Push(FrameShape{});
   EXPECT_EQ(TheHost().CountCalls("WPROpenDecoder"), 0U);
   EXPECT_EQ(TheHost().CountCalls("GetStrides"), 0U);
   EXPECT_EQ(TheHost().CountCalls("WPRDecodeFrame(handle1, 1000, v210, 1920, 1080, 5120, 0)"), 1U);
@@ -73,7 +73,7 @@ TEST_F(DecoderPushSampleTest, TheFrameIsDecodedInPlaceIntoTheSamplesBuffer) {
 
 TEST_F(DecoderPushSampleTest, SamplesCarryTheDefinedOutputAndTheInputsTimeLimits) {
   Define();
-  Push(FrameSpec{.width = 720, .height = 576});
+  Push(FrameShape{.width = 720, .height = 576});
   const auto container = decoder->GetSample();
   const auto sample = OnlySample(container);
   const fake::VideoInfo& defined = OnlyInfo(decoder->GetDefinedOutput(""));
@@ -86,7 +86,7 @@ TEST_F(DecoderPushSampleTest, SamplesCarryTheDefinedOutputAndTheInputsTimeLimits
 TEST_F(DecoderPushSampleTest, TheOutputFourCCChoosesThePixelFormat) {
   DefineUyvy();
   TheHost().strides = {3856, 12};
-  Push(FrameSpec{});
+  Push(FrameShape{});
   EXPECT_EQ(LastDecoded().destination.pixelFormat, 0x32767579U);
   EXPECT_EQ(LastDecoded().destination.rowBytes, 3856U);
   EXPECT_EQ(TheHost().CountCalls("GetStrides(" + kUyvy + ", 2, 1920, 1080)"), 1U);
@@ -102,21 +102,21 @@ TEST_F(DecoderPushSampleTest, TheOutputFourCCChoosesThePixelFormat) {
 
 TEST_F(DecoderPushSampleTest, TheChromaCodeIsHandedOnUnchanged) {
   Define();
-  Push(FrameSpec{.chromaFormat = 3});
+  Push(FrameShape{.chromaFormat = 3});
   EXPECT_EQ(TheHost().CountCalls("GetFrameBytes(" + kV210 + ", 3, 1920, 1080)"), 1U);
   EXPECT_EQ(TheHost().CountCalls("GetStrides(" + kV210 + ", 3, 1920, 1080)"), 1U);
 }
 
 TEST_F(DecoderPushSampleTest, AnInterlacedStandardFrameIsDecodedWhole) {
   Define();
-  Push(FrameSpec{.interlaceMode = 1});
+  Push(FrameShape{.interlaceMode = 1});
   EXPECT_EQ(LastDecoded().destination.height, 1080U);
   EXPECT_EQ(LastDecoded().fieldFlag, 0);
 }
 
 TEST_F(DecoderPushSampleTest, SkippingFieldsDecodesInterlacedFramesAtHalfHeight) {
   DefineSkippingFields();
-  Push(FrameSpec{.height = 1081, .interlaceMode = 2});
+  Push(FrameShape{.height = 1081, .interlaceMode = 2});
   EXPECT_EQ(TheHost().CountCalls("GetFrameBytes(" + kV210 + ", 2, 1920, 540)"), 1U);
   EXPECT_EQ(LastDecoded().destination.height, 540U);
   EXPECT_EQ(LastDecoded().fieldFlag, 1);
@@ -124,33 +124,33 @@ TEST_F(DecoderPushSampleTest, SkippingFieldsDecodesInterlacedFramesAtHalfHeight)
 
 TEST_F(DecoderPushSampleTest, SkippingFieldsLeavesProgressiveFramesWhole) {
   DefineSkippingFields();
-  Push(FrameSpec{});
+  Push(FrameShape{});
   EXPECT_EQ(LastDecoded().destination.height, 1080U);
   EXPECT_EQ(LastDecoded().fieldFlag, 0);
 }
 
 TEST_F(DecoderPushSampleTest, APictureSizeBeyondTheFrameIsTheLibrarysToJudge) {
   Define();
-  Push(FrameSpec{.pictureSize = 0xFFFFFFFF});
+  Push(FrameShape{.pictureSize = 0xFFFFFFFF});
   EXPECT_NE(decoder->GetSample(), nullptr);
 }
 
 TEST_F(DecoderPushSampleTest, DamagedSlicesAreNoFailure) {
   Define();
   TheCodec().decodeResult = 3;
-  Push(FrameSpec{});
+  Push(FrameShape{});
   EXPECT_NE(decoder->GetSample(), nullptr);
 }
 
 TEST_F(DecoderPushSampleTest, AWaitingSampleIsReplacedAndItsBufferStaysWithItsHolder) {
   Define();
-  Push(FrameSpec{});
+  Push(FrameShape{});
   TheHost().noteReleases = true;
-  Push(FrameSpec{});
+  Push(FrameShape{});
   EXPECT_EQ(TheHost().CountCalls("~newContainer1"), 1U);
   EXPECT_EQ(TheHost().CountCalls("~buffer2"), 1U);
   const auto held = decoder->GetSample();
-  Push(FrameSpec{});
+  Push(FrameShape{});
   EXPECT_EQ(TheHost().CountCalls("~buffer3"), 0U);
   EXPECT_EQ(fake::NameOf(OnlySample(held)->buffer), "buffer3");
 }
@@ -175,9 +175,9 @@ TEST_F(DecoderPushSampleTest, ExactlyOneSampleIsAccepted) {
 
 TEST_F(DecoderPushSampleTest, UnreadableFramesAreReportedAsMinusOne) {
   Define();
-  ExpectResult(-1, FrameSpec{.chromaFormat = 1});
-  ExpectResult(-1, FrameSpec{.bitstreamVersion = 1});
-  ExpectResult(-1, FrameSpec{.bare = true, .interlaceMode = 3});
+  ExpectResult(-1, FrameShape{.chromaFormat = 1});
+  ExpectResult(-1, FrameShape{.bitstreamVersion = 1});
+  ExpectResult(-1, FrameShape{.bare = true, .interlaceMode = 3});
   ExpectResult(-1, std::vector<std::uint8_t>{});
   const auto frame = MakeCompressedFrame({});
   ExpectResult(-1, std::vector<std::uint8_t>(frame.begin(), frame.begin() + 160));
@@ -201,9 +201,9 @@ TEST_F(DecoderPushSampleTest, ASampleWithoutABufferIsReportedAsMinusTwo) {
 TEST_F(DecoderPushSampleTest, AFailedOpeningIsReportedAsMinusThreeAndTriedAgain) {
   Define();
   TheCodec().openFailures = 1;
-  ExpectResult(-3, FrameSpec{});
+  ExpectResult(-3, FrameShape{});
   EXPECT_EQ(TheHost().CountCalls("WPRDecodeFrame"), 0U);
-  Push(FrameSpec{});
+  Push(FrameShape{});
   EXPECT_EQ(TheHost().CountCalls("WPROpenDecoder"), 2U);
   EXPECT_NE(decoder->GetSample(), nullptr);
 }
@@ -212,31 +212,31 @@ TEST_F(DecoderPushSampleTest, EveryNegativeResultIsReportedAsMinusFive) {
   Define();
   for (const int result : {-1, -4, -1000000}) {
     TheCodec().decodeResult = result;
-    ExpectResult(-5, FrameSpec{});
+    ExpectResult(-5, FrameShape{});
   }
   EXPECT_EQ(TheHost().CountCalls("WPROpenDecoder"), 1U);
 }
 
 TEST_F(DecoderPushSampleTest, AFailingFrameLeavesTheWaitingSampleAndTheOpenDecoder) {
   Define();
-  Push(FrameSpec{});
+  Push(FrameShape{});
   TheCodec().decodeResult = -1;
-  ExpectResult(-5, FrameSpec{});
-  ExpectResult(-1, FrameSpec{.chromaFormat = 0});
+  ExpectResult(-5, FrameShape{});
+  ExpectResult(-1, FrameShape{.chromaFormat = 0});
   EXPECT_EQ(fake::NameOf(decoder->GetSample()), "newContainer1");
   TheCodec().decodeResult = 0;
-  Push(FrameSpec{});
+  Push(FrameShape{});
   EXPECT_EQ(TheHost().CountCalls("WPROpenDecoder"), 1U);
 }
 
 TEST_F(DecoderPushSampleTest, AnUnsupportedFourCCLeavesTheDecoderOpenWithoutGeometry) {
   initConfig->fourccs["OutputFourCC"] = vix::MakeFourCC("NV12");
   Define();
-  ExpectReport([&] { Push(FrameSpec{}); }, "Unsupported fourcc", "VideoCodecProResCommon");
+  ExpectReport([&] { Push(FrameShape{}); }, "Unsupported fourcc", "VideoCodecProResCommon");
   EXPECT_EQ(TheHost().CountCalls("WPROpenDecoder"), 1U);
   EXPECT_EQ(TheHost().CountCalls("GetStrides"), 0U);
   EXPECT_EQ(TheHost().CountCalls("WPRDecodeFrame"), 0U);
-  Push(FrameSpec{});
+  Push(FrameShape{});
   EXPECT_EQ(TheHost().CountCalls("WPROpenDecoder"), 1U);
   EXPECT_EQ(LastDecoded().destination.pixelFormat, 0U);
   EXPECT_EQ(LastDecoded().destination.width, 0U);
@@ -249,12 +249,12 @@ TEST_F(DecoderPushSampleTest, AnUnsupportedFourCCLeavesTheDecoderOpenWithoutGeom
 
 TEST_F(DecoderPushSampleTest, AReopenedDecoderKeepsNothingOfTheFormerGeometry) {
   Define();
-  Push(FrameSpec{});
+  Push(FrameShape{});
   decoder->Release();
   initConfig->fourccs["OutputFourCC"] = vix::MakeFourCC("NV12");
   Define();
-  EXPECT_THROW(Push(FrameSpec{}), vix::VIXRuntimeError);
-  Push(FrameSpec{});
+  EXPECT_THROW(Push(FrameShape{}), vix::VIXRuntimeError);
+  Push(FrameShape{});
   EXPECT_EQ(LastDecoded().destination.pixelFormat, 0U);
   EXPECT_EQ(LastDecoded().destination.width, 0U);
   EXPECT_EQ(LastDecoded().destination.height, 0U);
@@ -263,12 +263,12 @@ TEST_F(DecoderPushSampleTest, AReopenedDecoderKeepsNothingOfTheFormerGeometry) {
 
 TEST_F(DecoderPushSampleTest, FailuresOfTheHostPassThroughAndKeepTheWaitingSample) {
   Define();
-  Push(FrameSpec{});
+  Push(FrameShape{});
   for (const char* const function :
        {"container.GetVideoSamples", "outputInfos1.GetInfo", "CreateBuffer", "GetFrameBytes",
         "CreateVideoSample", "CreateSampleContainer"}) {
     TheHost().hooks = {{function, [] { throw std::domain_error("host"); }}};
-    EXPECT_THROW(Push(FrameSpec{}), std::domain_error) << function;
+    EXPECT_THROW(Push(FrameShape{}), std::domain_error) << function;
   }
   EXPECT_EQ(fake::NameOf(decoder->GetSample()), "newContainer1");
 }
@@ -277,13 +277,13 @@ TEST_F(DecoderPushSampleTest, FailuresOfTheHostPassThroughAndKeepTheWaitingSampl
 
 TEST_F(DecoderPushSampleTest, AChangeOfSizeIsNotReflectedUntilRelease) {
   Define();
-  Push(FrameSpec{.width = 720, .height = 576});
-  Push(FrameSpec{.width = 1920, .height = 1080});
+  Push(FrameShape{.width = 720, .height = 576});
+  Push(FrameShape{.width = 1920, .height = 1080});
   EXPECT_EQ(LastDecoded().destination.width, 720U);
   EXPECT_EQ(LastDecoded().destination.height, 576U);
   EXPECT_EQ(LastDecoded().destination.rowBytes, 1920U);
   decoder->Release();
-  Push(FrameSpec{.width = 1920, .height = 1080});
+  Push(FrameShape{.width = 1920, .height = 1080});
   EXPECT_EQ(LastDecoded().handle, reinterpret_cast<void*>(2));
   EXPECT_EQ(LastDecoded().destination.width, 1920U);
   EXPECT_EQ(LastDecoded().destination.height, 1080U);
@@ -292,24 +292,24 @@ TEST_F(DecoderPushSampleTest, AChangeOfSizeIsNotReflectedUntilRelease) {
 
 TEST_F(DecoderPushSampleTest, AChangeOfConfigurationIsNotReflectedUntilRelease) {
   Define();
-  Push(FrameSpec{.interlaceMode = 1});
+  Push(FrameShape{.interlaceMode = 1});
   initConfig->fourccs["OutputFourCC"] = vix::kFourCC_UYVY;
   DefineSkippingFields();
-  Push(FrameSpec{.interlaceMode = 1});
+  Push(FrameShape{.interlaceMode = 1});
   EXPECT_EQ(LastDecoded().destination.pixelFormat, 0x76323130U);
   EXPECT_EQ(LastDecoded().destination.height, 1080U);
   EXPECT_EQ(LastDecoded().fieldFlag, 1);
   decoder->Release();
-  Push(FrameSpec{.interlaceMode = 1});
+  Push(FrameShape{.interlaceMode = 1});
   EXPECT_EQ(LastDecoded().destination.pixelFormat, 0x32767579U);
   EXPECT_EQ(LastDecoded().destination.height, 540U);
 }
 
 TEST_F(DecoderPushSampleTest, TheOutputBufferAlwaysHoldsTheKeptGeometry) {
   Define();
-  Push(FrameSpec{.width = 1920, .height = 1080});
+  Push(FrameShape{.width = 1920, .height = 1080});
   TheHost().calls.clear();
-  Push(FrameSpec{.width = 720, .height = 576});
+  Push(FrameShape{.width = 720, .height = 576});
   EXPECT_EQ(TheHost().CountCalls("buffer3.Allocate(1105920)"), 1U);
   EXPECT_EQ(TheHost().CountCalls("buffer3.Resize(5529600)"), 1U);
   const auto sample = OnlySample(decoder->GetSample());
@@ -322,7 +322,7 @@ TEST_F(DecoderPushSampleTest, AKeptGeometryBeyondAnyBufferIsRefused) {
   Define();
   TheHost().strides = {0x10000000};
   TheHost().frameBytes = 16;
-  ExpectResult(-2, FrameSpec{});
+  ExpectResult(-2, FrameShape{});
   EXPECT_EQ(TheHost().CountCalls("WPRDecodeFrame"), 0U);
 }
 
@@ -333,7 +333,7 @@ constexpr std::uint32_t kScratchFloor = 1032192;
 
 TEST_F(DecoderPushSampleTest, AProgressiveXtFrameIsDecodedFromTheScratchBufferCallByCall) {
   Define();
-  Push(FrameSpec{.bare = true, .bytes = 600000});
+  Push(FrameShape{.bare = true, .bytes = 600000});
   const CallList calls = TheHost().TakeCalls();
   EXPECT_EQ(
       CallList(calls.begin() + 5, calls.begin() + 17),
@@ -348,13 +348,13 @@ TEST_F(DecoderPushSampleTest, AProgressiveXtFrameIsDecodedFromTheScratchBufferCa
 
 TEST_F(DecoderPushSampleTest, TheScratchBufferOnlyGrows) {
   Define();
-  Push(FrameSpec{.bare = true, .bytes = 600000});
+  Push(FrameShape{.bare = true, .bytes = 600000});
   TheHost().calls.clear();
-  Push(FrameSpec{.bare = true, .bytes = 1032184});
+  Push(FrameShape{.bare = true, .bytes = 1032184});
   EXPECT_EQ(TheHost().CountCalls("buffer1.Resize"), 0U);
-  Push(FrameSpec{.bare = true, .bytes = 1100000});
+  Push(FrameShape{.bare = true, .bytes = 1100000});
   EXPECT_EQ(TheHost().CountCalls("buffer1.Resize(1100008)"), 1U);
-  Push(FrameSpec{.bare = true, .bytes = 600000});
+  Push(FrameShape{.bare = true, .bytes = 600000});
   EXPECT_EQ(TheHost().CountCalls("buffer1.Resize"), 1U);
   EXPECT_EQ(LastDecoded().frameBytes, 1100008U);
 }
@@ -362,25 +362,25 @@ TEST_F(DecoderPushSampleTest, TheScratchBufferOnlyGrows) {
 TEST_F(DecoderPushSampleTest, AnInterlacedXtFieldFollowsTheSameStepsWhenFieldsAreSkipped) {
   DefineSkippingFields();
   // The tag is missing from what was stored, so the prefix is taken for the header: version 0xF0.
-  ExpectResult(-1, FrameSpec{.bare = true, .interlaceMode = 1, .bytes = 1000});
+  ExpectResult(-1, FrameShape{.bare = true, .interlaceMode = 1, .bytes = 1000});
   EXPECT_EQ(TheHost().CountCalls("buffer1.Resize(1032192)"), 1U);
   EXPECT_EQ(TheHost().CountCalls("CreateBuffer"), 0U);
   // Twice the size is not asked for: one input is one picture.
-  ExpectResult(-1, FrameSpec{.bare = true, .interlaceMode = 1, .bytes = 1100000});
+  ExpectResult(-1, FrameShape{.bare = true, .interlaceMode = 1, .bytes = 1100000});
   EXPECT_EQ(TheHost().CountCalls("buffer1.Resize(1100008)"), 1U);
 }
 
 TEST_F(DecoderPushSampleTest, SkippedFieldsAreNotCounted) {
   DefineSkippingFields();
-  ExpectResult(-1, FrameSpec{.bare = true, .interlaceMode = 1});
+  ExpectResult(-1, FrameShape{.bare = true, .interlaceMode = 1});
   initConfig->numbers["SkipField"] = 0;
   decoder->SetInitConfig(initConfig);
-  ExpectResult(-6, FrameSpec{.bare = true, .interlaceMode = 1});
+  ExpectResult(-6, FrameShape{.bare = true, .interlaceMode = 1});
 }
 
 TEST_F(DecoderPushSampleTest, AFirstXtFieldIsStoredAndReportedAsMinusSix) {
   Define();
-  ExpectResult(-6, FrameSpec{.bare = true, .interlaceMode = 1, .bytes = 600000});
+  ExpectResult(-6, FrameShape{.bare = true, .interlaceMode = 1, .bytes = 600000});
   EXPECT_EQ(TheHost().CountCalls("buffer1.Resize(1200008)"), 1U);
   EXPECT_EQ(TheHost().CountCalls("WPR"), 0U);
   EXPECT_EQ(decoder->GetSample(), nullptr);
@@ -388,7 +388,7 @@ TEST_F(DecoderPushSampleTest, AFirstXtFieldIsStoredAndReportedAsMinusSix) {
 
 TEST_F(DecoderPushSampleTest, ASecondXtFieldNormallyFailsAndStaysTheSecond) {
   Define();
-  const FrameSpec field{.bare = true, .interlaceMode = 1};
+  const FrameShape field{.bare = true, .interlaceMode = 1};
   ExpectResult(-6, field);
   ExpectResult(-1, field);
   ExpectResult(-1, field);
@@ -396,7 +396,7 @@ TEST_F(DecoderPushSampleTest, ASecondXtFieldNormallyFailsAndStaysTheSecond) {
 
 TEST_F(DecoderPushSampleTest, AHeldFieldSurvivesClearFlushReleaseAndConfiguration) {
   Define();
-  const FrameSpec field{.bare = true, .interlaceMode = 1};
+  const FrameShape field{.bare = true, .interlaceMode = 1};
   ExpectResult(-6, field);
   decoder->ClearInternalBuffer();
   ExpectResult(-1, field);
@@ -410,8 +410,8 @@ TEST_F(DecoderPushSampleTest, AHeldFieldSurvivesClearFlushReleaseAndConfiguratio
 
 TEST_F(DecoderPushSampleTest, ARefusedFirstFieldIsNotCounted) {
   Define();
-  ExpectResult(-1, FrameSpec{.bare = true, .interlaceMode = 3});
-  ExpectResult(-6, FrameSpec{.bare = true, .interlaceMode = 1});
+  ExpectResult(-1, FrameShape{.bare = true, .interlaceMode = 3});
+  ExpectResult(-6, FrameShape{.bare = true, .interlaceMode = 1});
 }
 
 TEST_F(DecoderPushSampleTest, XtFramesTooLargeForABufferAreRefusedBeforeAnythingIsWritten) {
@@ -433,10 +433,10 @@ TEST_F(DecoderPushSampleTest, XtFramesTooLargeForABufferAreRefusedBeforeAnything
 class DecoderFieldPairTest : public DecoderPushSampleTest {
  protected:
   DecoderFieldPairTest() { Define(); }
-  static FrameSpec FirstField() {
+  static FrameShape FirstField() {
     return {.bare = true, .encoderIdentifier = 0x84, .interlaceMode = 1, .bytes = 1024 - 8};
   }
-  static FrameSpec SecondField() {
+  static FrameShape SecondField() {
     return {.bare = true, .interlaceMode = 1, .pictureSize = 256 - 8, .bytes = 1000};
   }
 };
@@ -459,7 +459,7 @@ TEST_F(DecoderFieldPairTest, AFailedSecondFieldIsNotCounted) {
   ExpectResult(-6, FirstField());
   TheCodec().decodeResult = -1;
   ExpectResult(-5, SecondField());
-  ExpectResult(-1, FrameSpec{.bare = true, .interlaceMode = 3});
+  ExpectResult(-1, FrameShape{.bare = true, .interlaceMode = 3});
   // Still a second field: a first one would be stored.
   ExpectResult(-1, SecondField());
 }

@@ -51,17 +51,17 @@ TEST_F(DecoderStateTest, AConfiguredOutputFourCCIsTaken) {
 TEST_F(DecoderStateTest, AcceptedXtFieldsAreCounted) {
   Define();
   EXPECT_EQ(FieldCount(), 0U);
-  ExpectResult(-6, FrameSpec{.bare = true, .interlaceMode = 1});
+  ExpectResult(-6, FrameShape{.bare = true, .interlaceMode = 1});
   EXPECT_EQ(FieldCount(), 1U);
-  ExpectResult(-1, FrameSpec{.bare = true, .interlaceMode = 1});
+  ExpectResult(-1, FrameShape{.bare = true, .interlaceMode = 1});
   EXPECT_EQ(FieldCount(), 1U);
 }
 
 TEST_F(DecoderStateTest, OtherFramesAreNotCounted) {
   Define();
-  Push(FrameSpec{});
-  Push(FrameSpec{.interlaceMode = 1});
-  Push(FrameSpec{.bare = true});
+  Push(FrameShape{});
+  Push(FrameShape{.interlaceMode = 1});
+  Push(FrameShape{.bare = true});
   EXPECT_EQ(FieldCount(), 0U);
 }
 

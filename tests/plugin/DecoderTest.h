@@ -38,7 +38,7 @@ class DecoderTest : public PluginTest {
   void Push(const std::vector<std::uint8_t>& frame) {
     decoder->PushSample(MakeContainer(nullptr, MakeInput(frame)));
   }
-  void Push(const FrameSpec& spec) { Push(MakeCompressedFrame(spec)); }
+  void Push(const FrameShape& shape) { Push(MakeCompressedFrame(shape)); }
 
   /// Expects that the frame is refused with this result code.
   void ExpectResult(int result, const std::vector<std::uint8_t>& frame) {
@@ -47,8 +47,8 @@ class DecoderTest : public PluginTest {
         "[Failed to decode frame] [ value1 (0) is not == value2 (" + std::to_string(result) + ") ]",
         "VideoDecoderProRes");
   }
-  void ExpectResult(int result, const FrameSpec& spec) {
-    ExpectResult(result, MakeCompressedFrame(spec));
+  void ExpectResult(int result, const FrameShape& shape) {
+    ExpectResult(result, MakeCompressedFrame(shape));
   }
 
   /// Arguments of the last call of the codec library's decoder.

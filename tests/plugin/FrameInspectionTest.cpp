@@ -21,7 +21,7 @@ class FrameInspectionTest : public PluginTest {
     std::copy(frame.begin(), frame.end(), copy.get());
     return vix::VideoDecoderProRes::GetCompressedFrameDetails(details, copy.get(), frame.size());
   }
-  bool Inspect(const FrameSpec& spec) { return InspectBytes(MakeCompressedFrame(spec)); }
+  bool Inspect(const FrameShape& shape) { return InspectBytes(MakeCompressedFrame(shape)); }
 
   Details details = MakeUntouched();
 };

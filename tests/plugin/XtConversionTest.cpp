@@ -25,8 +25,8 @@ class XtConversionTest : public PluginTest {
     return decoder->XTToStdProRes(std::make_shared<fake::Buffer>("source", frame),
                                   appendSecondField);
   }
-  std::int32_t Convert(const FrameSpec& spec, bool appendSecondField = false) {
-    return ConvertBytes(MakeCompressedFrame(spec), appendSecondField);
+  std::int32_t Convert(const FrameShape& shape, bool appendSecondField = false) {
+    return ConvertBytes(MakeCompressedFrame(shape), appendSecondField);
   }
 
   void ExpectScratchUntouched() {
@@ -110,7 +110,7 @@ TEST_F(XtConversionTest, StandardFramesAreRefused) {
 
 TEST_F(XtConversionTest, ASecondFieldNormallyFailsOnTheStoredPrefix) {
   ProvideScratch(4000);
-  const FrameSpec field{.bare = true, .interlaceMode = 1, .bytes = 1000};
+  const FrameShape field{.bare = true, .interlaceMode = 1, .bytes = 1000};
   EXPECT_EQ(Convert(field), 0);
   const auto before = Scratch().Contents();
   EXPECT_EQ(Convert(field, true), -1);
@@ -130,7 +130,7 @@ class XtJoinTest : public XtConversionTest {
                 Scratch().memory.get());
   }
 
-  FrameSpec second{
+  FrameShape second{
       .bare = true, .headerSize = 30, .interlaceMode = 1, .pictureSize = 50, .bytes = 80};
 };
 
