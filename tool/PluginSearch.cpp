@@ -1,40 +1,58 @@
 // SPDX-License-Identifier: BSD-2-Clause
 #include "PluginSearch.h"
 
+#include <dlfcn.h>
+#include <link.h>
+
 #include <filesystem>
+#include <set>
 #include <system_error>
+
+#include "Errors.h"
 
 namespace vixprores {
 namespace {
 
 constexpr const char* kRegistrant = "vixprores";
-// Folders beside that of the program, from the build: VIX_LIBDIR is the one that is installed to.
-constexpr const char* kLibraryFolders[] = {"lib", VIX_LIBDIR};
 
 std::string ProgramFolder() {
   std::error_code error;
   return std::filesystem::read_symlink("/proc/self/exe", error).parent_path().string();
 }
 
+// The path under which the system's library search finds the plug-in. The search is the dynamic
+// linker's own: a bare name would be taken from the current folder, where anybody may have put it.
+std::optional<std::string> FindInSystem() {
+  const std::unique_ptr<void, int (*)(void*)> library(dlopen(VIX_PLUGIN_NAME, RTLD_LAZY), dlclose);
+  link_map* map = nullptr;
+  if (!library || dlinfo(library.get(), RTLD_DI_LINKMAP, &map) != 0) return std::nullopt;
+  return map->l_name;
+}
+
+std::string FindPlugin() {
+  std::string places;
+  for (const std::string& candidate : PluginCandidates(ProgramFolder())) {
+    if (std::filesystem::exists(candidate)) return candidate;
+    places += candidate + ", ";
+  }
+  if (const auto found = FindInSystem()) return *found;
+  throw Failure("the plug-in is neither " + places +
+                "nor in the system's library folders; name it with --plugin");
+}
+
 }  // namespace
 
 std::vector<std::string> PluginCandidates(const std::string& programFolder) {
-  std::vector<std::string> candidates;
   const auto prefix = std::filesystem::path(programFolder).parent_path();
-  for (const char* folder : kLibraryFolders) {
+  std::vector<std::string> candidates;
+  for (const std::string& folder : std::set<std::string>{"lib", VIX_LIBDIR}) {
     candidates.push_back((prefix / folder / VIX_PLUGIN_NAME).string());
   }
-  candidates.emplace_back(VIX_PLUGIN_NAME);
   return candidates;
 }
 
 std::shared_ptr<vix::IPlugin> LoadProResPlugin(const std::optional<std::string>& path) {
-  if (path) return vix::LoadPlugin(*path, kRegistrant);
-  const auto candidates = PluginCandidates(ProgramFolder());
-  for (const std::string& candidate : candidates) {
-    if (std::filesystem::exists(candidate)) return vix::LoadPlugin(candidate, kRegistrant);
-  }
-  return vix::LoadPlugin(candidates.back(), kRegistrant);
+  return vix::LoadPlugin(path ? *path : FindPlugin(), kRegistrant);
 }
 
 }  // namespace vixprores

@@ -11,12 +11,13 @@
 
 namespace vixprores {
 
-/// Where the plug-in is looked for, in this order: the library folders beside the folder that the
-/// program stands in, as in a build tree and in an installation, then the system's library search.
+/// Where the plug-in stands beside a program in `programFolder`: in the library folders of a build
+/// tree and of an installation.
 std::vector<std::string> PluginCandidates(const std::string& programFolder);
 
-/// Loads the plug-in from `path`, else from the first candidate that exists. Its elements are in
-/// the registry as long as the result lives. Refuses with a VIXRuntimeError.
+/// Loads the plug-in from `path`; without one from the first candidate that exists, else from
+/// where the system finds libraries. Its elements are in the registry as long as the result lives.
+/// Refuses with a Failure that names the places, or a VIXRuntimeError that names the path.
 std::shared_ptr<vix::IPlugin> LoadProResPlugin(const std::optional<std::string>& path);
 
 }  // namespace vixprores

@@ -8,15 +8,16 @@
 namespace vixprores {
 namespace {
 
+using testing::Contains;
+using testing::Each;
 using testing::HasSubstr;
 using testing::StartsWith;
 using testing::ThrowsMessage;
 
-TEST(PluginSearch, LooksBesideTheProgramBeforeTheSystem) {
+TEST(PluginSearch, LooksBesideTheProgram) {
   const auto candidates = PluginCandidates("/opt/vix/bin");
-  ASSERT_GE(candidates.size(), 2u);
-  EXPECT_THAT(candidates.front(), StartsWith("/opt/vix/lib/libvixVideoCodecProRes.so."));
-  EXPECT_THAT(candidates.back(), StartsWith("libvixVideoCodecProRes.so."));
+  EXPECT_THAT(candidates, Contains(StartsWith("/opt/vix/lib/libvixVideoCodecProRes.so.")));
+  EXPECT_THAT(candidates, Each(StartsWith("/opt/vix/lib")));
 }
 
 TEST(PluginSearch, NamesThePathThatCannotBeLoaded) {

@@ -2,8 +2,10 @@
 """The command line: help, wrong use, reports."""
 import json
 import os
+import pathlib
 import pty
 import re
+import shutil
 import subprocess
 
 from tool import PLUGIN, PROGRAM, TIMEOUT, ToolTest, make_v210, run
@@ -77,6 +79,43 @@ class Elements(ToolTest):
         text = self.path("text.so")
         text.write_text("no library\n")
         self.fail_with(1, [text], "elements", "--plugin", text)
+
+
+class PluginSearch(ToolTest):
+    """A copy of the program far from its plug-in."""
+
+    def setUp(self):
+        super().setUp()
+        self.libraries = pathlib.Path(PLUGIN).resolve().parent
+        self.program = self.path("prefix/bin/vixprores")
+        self.program.parent.mkdir(parents=True)
+        shutil.copy(PROGRAM, self.program)
+        self.core = self.path("core")
+        self.core.mkdir()
+        for library in self.libraries.glob("libvixCore.so*"):
+            shutil.copy(library, self.core, follow_symlinks=False)
+
+    def list_elements(self, library_path, **options):
+        return subprocess.run([self.program, "elements"], capture_output=True, text=True,
+                              timeout=TIMEOUT, **options,
+                              env={**os.environ, "LD_LIBRARY_PATH": str(library_path)})
+
+    def test_finds_the_plugin_beside_the_program(self):
+        os.symlink(self.libraries, self.path("prefix/lib"))
+        self.assertIn("SkipField", self.list_elements(self.core).stdout)
+
+    def test_finds_the_plugin_where_the_system_finds_libraries(self):
+        self.assertIn("SkipField", self.list_elements(self.libraries).stdout)
+
+    def test_says_where_it_looked(self):
+        result = self.list_elements(self.core)
+        self.assertEqual(result.returncode, 1)
+        self.assertIn(str(self.path("prefix/lib/libvixVideoCodecProRes.so.")), result.stderr)
+        self.assertIn("--plugin", result.stderr)
+
+    def test_takes_nothing_from_the_current_folder(self):
+        result = self.list_elements(self.core, cwd=self.libraries)
+        self.assertEqual(result.returncode, 1, result.stdout)
 
 
 class Reports(ToolTest):
