@@ -1,58 +1,17 @@
 // SPDX-License-Identifier: BSD-2-Clause
 #include <gtest/gtest.h>
 
-#include <atomic>
-#include <cstdlib>
-#include <limits>
-#include <memory>
-#include <new>
 #include <vector>
 
+#include "Allocations.h"
 #include "EncoderTestPicture.h"
 #include "ProRes/ProRes.h"
-
-namespace {
-
-/// What the allocations of this program do, from every thread.
-struct {
-  std::atomic<long> count{0};
-  std::atomic<std::size_t> bytes{0};
-  std::atomic<long> untilFailure{std::numeric_limits<long>::max()};
-} allocations;
-
-void* Allocate(std::size_t bytes, std::size_t alignment) {
-  allocations.count.fetch_add(1);
-  allocations.bytes.fetch_add(bytes);
-  if (allocations.untilFailure.fetch_sub(1) <= 0) throw std::bad_alloc();
-  const std::size_t whole = (bytes + alignment) / alignment * alignment;
-  if (void* const memory = std::aligned_alloc(alignment, whole)) return memory;
-  throw std::bad_alloc();
-}
-
-}  // namespace
-
-void* operator new(std::size_t bytes) {
-  return Allocate(bytes, alignof(std::max_align_t));
-}
-void* operator new(std::size_t bytes, std::align_val_t alignment) {
-  return Allocate(bytes, static_cast<std::size_t>(alignment));
-}
-void operator delete(void* memory) noexcept {
-  std::free(memory);
-}
-void operator delete(void* memory, std::size_t) noexcept {
-  std::free(memory);
-}
-void operator delete(void* memory, std::align_val_t) noexcept {
-  std::free(memory);
-}
-void operator delete(void* memory, std::size_t, std::align_val_t) noexcept {
-  std::free(memory);
-}
 
 namespace prores {
 namespace {
 
+using test::allocations;
+using test::Allocations;
 using test::Busy;
 using test::SourcePicture;
 
@@ -104,7 +63,7 @@ TEST_F(EncoderMemory, MayRunOutAnywhereAndTheEncoderStaysUsable) {
       }
       allocations.untilFailure = survived;
       const int result = Encode(large);
-      allocations.untilFailure = std::numeric_limits<long>::max();
+      allocations.untilFailure = Allocations::kNeverFail;
       if (result != kWPRSuccess) {
         EXPECT_EQ(result, kWPROutOfMemory);
         ++failures;
@@ -119,7 +78,7 @@ TEST_F(EncoderMemory, MayRunOutAnywhereAndTheEncoderStaysUsable) {
 TEST_F(EncoderMemory, MayBeMissingForTheEncoderItself) {
   allocations.untilFailure = 0;
   WPREncoderHandle const none = WPROpenEncoder(1, nullptr);
-  allocations.untilFailure = std::numeric_limits<long>::max();
+  allocations.untilFailure = Allocations::kNeverFail;
   EXPECT_EQ(none, nullptr);
 }
 

@@ -1,0 +1,25 @@
+// SPDX-License-Identifier: BSD-2-Clause
+#ifndef TESTS_CODEC_ALLOCATIONS_H
+#define TESTS_CODEC_ALLOCATIONS_H
+
+#include <atomic>
+#include <cstddef>
+#include <limits>
+
+namespace prores::test {
+
+/// What the allocations of this program did so far, on every thread: Allocations.cpp replaces the
+/// global operator new.
+struct Allocations {
+  std::atomic<long> count{0};
+  std::atomic<std::size_t> bytes{0};
+  /// So many more succeed; the ones after them fail, until this is set anew.
+  std::atomic<long> untilFailure{kNeverFail};
+
+  static constexpr long kNeverFail = std::numeric_limits<long>::max();
+};
+extern Allocations allocations;
+
+}  // namespace prores::test
+
+#endif  // TESTS_CODEC_ALLOCATIONS_H
