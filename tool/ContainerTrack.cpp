@@ -156,19 +156,21 @@ Packet ContainerTrack::ReadPacket() {
   for (;;) {
     const int result = av_read_frame(context_.get(), packet.get());
     bytes_.Rethrow();
-    if (result < 0) return nullptr;
-    const bool isFrame = packet->stream_index == stream_->index && packet->size > 0 &&
-                         (packet->flags & AV_PKT_FLAG_DISCARD) == 0;
-    if (isFrame) return packet;
+    if (result == AVERROR_EOF) return nullptr;
+    if (result < 0) FailAtUnreadableFrame(ExplainLibavError(result));
+    const bool isFrame = packet->stream_index == stream_->index && packet->size > 0;
+    const bool isHidden = (packet->flags & AV_PKT_FLAG_DISCARD) != 0;
+    if (isFrame && !isHidden) return packet;
+    if (isFrame) ++hiddenFrames_;
     av_packet_unref(packet.get());
   }
 }
 
 void ContainerTrack::ReadFirstPacket() {
+  announcedFrames_ = CountAnnouncedFrames();
   pending_ = ReadPacket();
-  frameCount_ = CountFrames();
   if (!pending_) {
-    if (frameCount_.value_or(0) > 0) FailAtEarlyEnd();
+    if (announcedFrames_.value_or(0) > 0) FailAtEarlyEnd();
     throw Failure(GetName() + ": holds no frames");
   }
   format_.rate = FindRate(*stream_, *pending_, IsMatroska(*context_));
@@ -179,12 +181,17 @@ void ContainerTrack::ReadFirstPacket() {
   if (firstTime_ == AV_NOPTS_VALUE) firstTime_ = 0;
   format_.start =
       std::max<std::int64_t>(0, av_rescale_q(firstTime_, stream_->time_base, Invert(format_.rate)));
-  // Durations are known for certain only now that the rate is.
-  frameCount_ = CountFrames();
+  // A duration tells frames only now that the rate is known.
+  announcedFrames_ = CountAnnouncedFrames();
 }
 
-std::optional<std::int64_t> ContainerTrack::CountFrames() const {
-  // An edit list may leave out frames of the file; the index then holds what remains.
+std::optional<std::int64_t> ContainerTrack::GetFrameCount() const {
+  if (!file_->IsSeekable() || !announcedFrames_) return std::nullopt;
+  return *announcedFrames_ - hiddenFrames_;
+}
+
+std::optional<std::int64_t> ContainerTrack::CountAnnouncedFrames() const {
+  // An edit list may leave out frames; the index then holds what remains, and what it hides.
   const std::int64_t indexed = avformat_index_get_entries_count(stream_);
   if (std::strstr(context_->iformat->name, "mov") && indexed > 0) return indexed;
   if (stream_->nb_frames > 0) return stream_->nb_frames;
@@ -202,7 +209,7 @@ std::optional<std::int64_t> ContainerTrack::CountFrames() const {
 std::shared_ptr<vix::IBuffer> ContainerTrack::Read() {
   Packet packet = pending_ ? std::move(pending_) : ReadPacket();
   if (!packet) {
-    if (framesRead_ < frameCount_.value_or(0)) FailAtEarlyEnd();
+    if (framesRead_ + hiddenFrames_ < announcedFrames_.value_or(0)) FailAtEarlyEnd();
     return nullptr;
   }
   CheckPacket(*packet);
@@ -241,13 +248,19 @@ void ContainerTrack::FailAtFrame(std::int64_t frame, const std::string& found) c
   throw Failure(GetName() + ": frame " + std::to_string(frame) + " " + found);
 }
 
-void ContainerTrack::FailAtEarlyEnd() const {
-  const std::string announced = std::to_string(*frameCount_);
-  if (framesRead_ == 0 && !file_->IsSeekable()) {
-    throw Failure(GetName() + ": its index stands behind its " + announced +
-                  " frames, where a pipe cannot go back from; give the file by its name");
+void ContainerTrack::FailAtUnreadableFrame(const std::string& reason) const {
+  if (framesRead_ == 0 && announcedFrames_ && !file_->IsSeekable()) {
+    throw Failure(GetName() +
+                  ": its index stands behind its frames, where a pipe cannot go back from; give "
+                  "the file by its name");
   }
-  FailAtFrame(framesRead_, "is missing: the input ends there although it announces " + announced +
+  FailAtFrame(framesRead_,
+              "cannot be found: " + reason + "; choose the frames before it with --frames");
+}
+
+void ContainerTrack::FailAtEarlyEnd() const {
+  FailAtFrame(framesRead_, "is missing: the input ends there although it announces " +
+                               std::to_string(*announcedFrames_ - hiddenFrames_) +
                                " frames; choose the frames that are there with --frames, or get "
                                "the whole file");
 }

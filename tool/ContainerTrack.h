@@ -30,8 +30,8 @@ class ContainerTrack {
   const AVCodecParameters& GetParameters() const { return *stream_->codecpar; }
   /// What the container says; the code is left 0.
   const StreamFormat& GetFormat() const { return format_; }
-  /// Frames that the container announces.
-  std::optional<std::int64_t> GetFrameCount() const { return frameCount_; }
+  /// Frames of the track; none on a pipe, where only the part that has come by is known of.
+  std::optional<std::int64_t> GetFrameCount() const;
   /// Which of several video tracks is read; empty when there is only one.
   std::string GetNote() const;
 
@@ -51,10 +51,11 @@ class ContainerTrack {
   void ChooseTrack();
   Packet ReadPacket();
   void ReadFirstPacket();
-  std::optional<std::int64_t> CountFrames() const;
+  std::optional<std::int64_t> CountAnnouncedFrames() const;
   void CheckPacket(const AVPacket& packet) const;
   void CheckTime(std::int64_t time) const;
   [[noreturn]] void FailAtFrame(std::int64_t frame, const std::string& found) const;
+  [[noreturn]] void FailAtUnreadableFrame(const std::string& reason) const;
   [[noreturn]] void FailAtEarlyEnd() const;
 
   std::unique_ptr<InputFile> file_;
@@ -63,10 +64,11 @@ class ContainerTrack {
   AVStream* stream_ = nullptr;
   int videoTracks_ = 0;
   StreamFormat format_;
-  std::optional<std::int64_t> frameCount_;
-  Packet pending_;               ///< the first packet, until Read() hands it out
-  std::int64_t firstTime_ = 0;   ///< of the first packet, in the stream's time base
-  std::int64_t framesRead_ = 0;  ///< packets that Read() handed out
+  std::optional<std::int64_t> announcedFrames_;  ///< those that an edit list hides included
+  std::int64_t hiddenFrames_ = 0;                ///< met so far
+  Packet pending_;                               ///< the first packet, until Read() hands it out
+  std::int64_t firstTime_ = 0;                   ///< of the first packet, in the stream's time base
+  std::int64_t framesRead_ = 0;                  ///< packets that Read() handed out
 };
 
 }  // namespace vixprores

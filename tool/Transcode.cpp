@@ -7,6 +7,7 @@
 #include <utility>
 
 #include "Errors.h"
+#include "FrameStamp.h"
 #include "FrameWriter.h"
 #include "Interrupt.h"
 #include "OutputFile.h"
@@ -117,7 +118,11 @@ class Run {
       throw Failure(reader_->GetName() + ": frame " + std::to_string(number) + ": " + error.what());
     }
     const auto buffer = sample->GetBuffer();
-    if (report_.result.IsRaw()) PrepareRaw(*buffer, number);
+    if (report_.result.IsRaw()) {
+      PrepareRaw(*buffer, number);
+    } else {
+      StampFrameHeader(report_.result, *buffer);
+    }
     writer_->Write(sample);
     report_.resultBytes += buffer->GetSize();
     ++report_.frames;

@@ -1,5 +1,7 @@
 # SPDX-License-Identifier: BSD-2-Clause
 """Frames go in and come out again: every input, every output, ranges, pipes."""
+import json
+
 from tool import (ToolTest, ffmpeg, frame_bytes, largest_difference, make_clip, make_uyvy,
                   make_v210, planes, probe, run, sample_entry)
 
@@ -78,6 +80,26 @@ class EncodeInputs(ToolTest):
         ffmpeg("-f", "lavfi", "-i", "testsrc2=size=128x96:rate=25", "-f", "lavfi", "-i",
                "sine=duration=3", "-frames:v", 10, "-c:v", "v210", clip)
         self.check_encodes(clip)
+
+    def test_frames_that_an_edit_list_leaves_out(self):
+        clip, cut = self.path("clip.mov"), self.path("cut.mov")
+        make_v210(clip)
+        ffmpeg("-ss", "0.13", "-i", clip, "-c", "copy", cut)
+        shown = len(planes(cut)) * 10 // len(planes(clip))
+        self.assertIn(shown, (6, 7))
+        result = self.succeed("encode", "--json", cut, self.path("out.mov"))
+        self.assertEqual(json.loads(result.stdout)["frames"], shown)
+        self.fail_with(1, [f"has {shown} frames"], "encode", "--frames", "0-9", cut,
+                       self.path("more.mov"))
+
+    def test_fragmented_files(self):
+        clip = self.path("clip.mov")
+        make_v210(clip, "-movflags", "frag_keyframe+empty_moov+default_base_moof")
+        self.check_encodes(clip)
+        piped = run("encode", "--json", "--frames", "7-9", "-", self.path("piped.mov"),
+                    input=clip.read_bytes(), text=False)
+        self.assertEqual(piped.returncode, 0, piped.stderr)
+        self.assertEqual(json.loads(piped.stdout)["frames"], 3)
 
     def test_variants_and_their_codes(self):
         clip = self.path("clip.mov")

@@ -36,10 +36,16 @@ class Metadata(ToolTest):
                 self.encode()
                 self.assertEqual(sample_entry_atom(self.encoded, "apcn", "colr"),
                                  b"nclc" + struct.pack(">3H", *points))
+                with open(self.encoded, "rb") as file:
+                    data = file.read()
+                frame = data[data.index(b"icpf") - 4:]
+                self.assertEqual(tuple(frame[22:25]), points)
+                # A player that believes the frame sees the same as one that believes the container.
                 self.decode()
-                track = probe(self.decoded)
-                self.assertEqual((track["color_primaries"], track["color_transfer"],
-                                  track["color_space"]), names)
+                for path in (self.encoded, self.decoded):
+                    track = probe(path)
+                    self.assertEqual((track["color_primaries"], track["color_transfer"],
+                                      track["color_space"]), names)
 
     def test_unspecified_colour_stays_unspecified(self):
         make_v210(self.clip)

@@ -69,8 +69,8 @@ def probe(path):
 def planes(path, pixels="yuv422p10le", *options):
     """The pictures of a file, as an independent program decodes them."""
     return subprocess.run(
-        ["ffmpeg", "-nostdin", "-v", "warning", *options, "-i", str(path), "-f", "rawvideo",
-         "-pix_fmt", pixels, "-"], check=True, capture_output=True, timeout=TIMEOUT).stdout
+        ["ffmpeg", "-nostdin", "-v", "warning", *options, "-i", str(path), "-vsync",
+         "passthrough", "-f", "rawvideo", "-pix_fmt", pixels, "-"], check=True, capture_output=True, timeout=TIMEOUT).stdout
 
 
 def largest_difference(first, second, sample="H"):

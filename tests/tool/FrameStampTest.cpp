@@ -1,0 +1,88 @@
+// SPDX-License-Identifier: BSD-2-Clause
+#include <gtest/gtest.h>
+
+#include <vector>
+
+#include "FrameStamp.h"
+#include "bitstream/FrameHeader.h"
+
+namespace vixprores {
+namespace {
+
+/// A frame header with 20 bytes of a picture behind it.
+std::vector<std::uint8_t> MakeFrame(const prores::FrameHeader& header) {
+  std::vector<std::uint8_t> frame(FrameHeaderBytes(header) + 20, 0xa5);
+  WriteFrameHeader(header, static_cast<std::uint32_t>(frame.size()), frame.data());
+  return frame;
+}
+
+prores::FrameHeader Stamp(const StreamFormat& format, std::vector<std::uint8_t>& frame) {
+  const auto buffer =
+      vix::CreateBuffer(nullptr, vix::CreateMemoryBlock(frame.data(), frame.size(), {}));
+  StampFrameHeader(format, *buffer);
+  prores::FrameHeader header;
+  std::span<const std::uint8_t> pictures;
+  EXPECT_EQ(ParseFrameHeader(frame, header, pictures), prores::Status::kSuccess);
+  return header;
+}
+
+StreamFormat Format() {
+  StreamFormat format;
+  format.width = 720;
+  format.height = 576;
+  format.rate = {25, 1};
+  format.sampleAspect = {16, 15};
+  format.colour = {5, 1, 6, ColourRange::Limited};
+  return format;
+}
+
+prores::FrameHeader Header() {
+  prores::FrameHeader header;
+  header.width = 720;
+  header.height = 576;
+  return header;
+}
+
+TEST(FrameStamp, WritesColourRateAndAspectAndNothingElse) {
+  const std::vector<std::uint8_t> plain = MakeFrame(Header());
+  std::vector<std::uint8_t> frame = plain;
+  const prores::FrameHeader stamped = Stamp(Format(), frame);
+  EXPECT_EQ(stamped.colorPrimaries, 5);
+  EXPECT_EQ(stamped.transferCharacteristic, 1);
+  EXPECT_EQ(stamped.matrixCoefficients, 6);
+  EXPECT_EQ(stamped.frameRate, 3);
+  EXPECT_EQ(stamped.aspectRatio, 2);
+  for (std::size_t i = 0; i < frame.size(); ++i) {
+    if (i < 21 || i > 24) {
+      EXPECT_EQ(frame[i], plain[i]) << i;
+    }
+  }
+}
+
+TEST(FrameStamp, KeepsMatrices) {
+  prores::FrameHeader header = Header();
+  header.lumaMatrix[63] = 9;
+  std::vector<std::uint8_t> frame = MakeFrame(header);
+  EXPECT_EQ(Stamp(Format(), frame).lumaMatrix, header.lumaMatrix);
+}
+
+TEST(FrameStamp, LeavesWhatHasNoCodeUnknown) {
+  StreamFormat format = Format();
+  format.rate = {15, 1};
+  format.sampleAspect = {59, 54};
+  std::vector<std::uint8_t> frame = MakeFrame(Header());
+  EXPECT_EQ(Stamp(format, frame).frameRate, 0);
+  EXPECT_EQ(Stamp(format, frame).aspectRatio, 0);
+}
+
+TEST(FrameStamp, KnowsSquarePixelsAndRatesInAnyTerms) {
+  StreamFormat format = Format();
+  format.rate = {60000, 2002};
+  format.sampleAspect = {1, 1};
+  std::vector<std::uint8_t> frame = MakeFrame(Header());
+  EXPECT_EQ(Stamp(format, frame).frameRate, 4);
+  EXPECT_EQ(Stamp(format, frame).aspectRatio, 1);
+}
+
+}  // namespace
+}  // namespace vixprores
