@@ -3,12 +3,16 @@
 
 #include <dlfcn.h>
 
+#include <algorithm>
 #include <cstddef>
 #include <exception>
 #include <filesystem>
 #include <memory>
+#include <mutex>
+#include <new>
 #include <string>
 #include <system_error>
+#include <thread>
 #include <utility>
 #include <vector>
 
@@ -26,13 +30,67 @@ constexpr const char* kEntryName = "RegisterAll";
   throw VIXRuntimeError("Cannot load plug-in \"" + path + "\": " + reason);
 }
 
+/// True while this thread throws or handles an exception, which a library's code may have made and
+/// still has to destroy.
+bool IsHandlingException() {
+  return std::uncaught_exceptions() > 0 || std::current_exception() != nullptr;
+}
+
+/// Libraries whose last owner let go while an exception was on its way; they leave a little later.
+class ParkedLibraries {
+ public:
+  static ParkedLibraries& Instance() {
+    static auto* const instance = new ParkedLibraries;  // never destroyed: needed until the end
+    return *instance;
+  }
+
+  void Park(void* handle) noexcept {
+    try {
+      const std::lock_guard lock(mutex_);
+      parked_.push_back({handle, std::this_thread::get_id()});
+    } catch (const std::bad_alloc&) {
+      // Then the library stays for good.
+    }
+  }
+
+  /// Unloads what this thread parked, unless it handles an exception still.
+  void UnloadOwn() {
+    if (IsHandlingException()) return;
+    std::vector<Parked> own;
+    {
+      const std::lock_guard lock(mutex_);
+      const auto others = std::partition(parked_.begin(), parked_.end(), [](const Parked& parked) {
+        return parked.thread != std::this_thread::get_id();
+      });
+      own.assign(others, parked_.end());
+      parked_.erase(others, parked_.end());
+    }
+    for (const Parked& parked : own) dlclose(parked.handle);
+  }
+
+ private:
+  struct Parked {
+    void* handle;
+    std::thread::id thread;
+  };
+
+  std::mutex mutex_;
+  std::vector<Parked> parked_;  // guarded by mutex_
+};
+
 /// A library in memory; it is unloaded when the last owner lets go.
 class Library {
  public:
   explicit Library(const std::string& path) : handle_(dlopen(path.c_str(), RTLD_NOW | RTLD_LOCAL)) {
     if (handle_ == nullptr) RefusePlugin(path, dlerror());
   }
-  ~Library() { dlclose(handle_); }
+  ~Library() {
+    if (IsHandlingException()) {
+      ParkedLibraries::Instance().Park(handle_);
+    } else {
+      dlclose(handle_);
+    }
+  }
   Library(const Library&) = delete;
   Library& operator=(const Library&) = delete;
 
@@ -138,14 +196,14 @@ class Plugin final : public IPlugin {
 
   std::string GetPath() const override { return path_; }
 
-  /// Runs the library's entry and adds what it registers.
-  void Register(const std::string& registrant) const {
+  /// Runs the library's entry and adds what it registers. Returns what went wrong; empty = success.
+  std::string Register(const std::string& registrant) const {
     void* const entry = library_->FindFunction(kEntryName);
-    if (entry == nullptr) RefusePlugin(path_, std::string("it has no entry ") + kEntryName);
+    if (entry == nullptr) return std::string("it has no entry ") + kEntryName;
 
     RegistrationCollector collector;
-    const std::string failure = CallEntry(entry, registrant);
-    if (!failure.empty()) RefusePlugin(path_, failure);
+    std::string failure = CallEntry(entry, registrant);
+    if (!failure.empty()) return failure;
 
     std::vector<Registration>& registrations = collector.GetRegistrations();
     for (Registration& registration : registrations) {
@@ -156,8 +214,9 @@ class Plugin final : public IPlugin {
     try {
       RegistryTable::Instance().Add(registrations);
     } catch (const VIXRuntimeError& error) {
-      RefusePlugin(path_, error.what());
+      return error.what();
     }
+    return {};
   }
 
  private:
@@ -174,9 +233,14 @@ std::shared_ptr<IPlugin> LoadPlugin(const std::string& path, const std::string& 
   if (path.empty() || !std::filesystem::exists(absolute, error)) {
     RefusePlugin(path, "there is no such file");
   }
-  auto plugin = std::make_shared<Plugin>(absolute, std::make_shared<Library>(absolute));
-  plugin->Register(registrant);
-  return plugin;
+  ParkedLibraries::Instance().UnloadOwn();
+  std::string failure;
+  {
+    auto plugin = std::make_shared<Plugin>(absolute, std::make_shared<Library>(absolute));
+    failure = plugin->Register(registrant);
+    if (failure.empty()) return plugin;
+  }
+  RefusePlugin(absolute, failure);  // by now the library has left
 }
 
 }  // namespace vix

@@ -1,9 +1,10 @@
 // SPDX-License-Identifier: BSD-2-Clause
 #include "Transcode.h"
 
-#include <algorithm>
 #include <chrono>
+#include <cstdint>
 #include <cstdio>
+#include <stdexcept>
 #include <utility>
 
 #include "Errors.h"

@@ -12,7 +12,8 @@ namespace vix {
 /// A loaded plug-in. Letting go of it removes its factories from the registry; the library itself
 /// stays in memory until the last factory, registry entry, element and memory block that came from
 /// it is gone. What its elements hand out otherwise may outlive them when it was made by the
-/// creation functions of the core.
+/// creation functions of the core. A library that would leave while the thread handles an
+/// exception, which may be the library's own, leaves with the thread's next LoadPlugin().
 class VIX_API IPlugin {
  public:
   virtual ~IPlugin() = default;
