@@ -1,12 +1,14 @@
 // SPDX-License-Identifier: BSD-2-Clause
 #include "vix/ElementDriver.h"
 
+#include <cstdint>
 #include <memory>
 #include <string>
 #include <utility>
 
 #include "vix/Error.h"
 #include "vix/Logging.h"
+#include "vix/RawVideoUtils.h"
 #include "vix/WorkflowStepImplementation.h"
 
 namespace vix {
@@ -49,6 +51,21 @@ struct ElementDriver::State {
     if (stage < needed) {
       const Stage next = static_cast<Stage>(static_cast<int>(stage) + 1);
       Refuse(call + " needs " + kCallLeadingTo[static_cast<int>(next)] + " first");
+    }
+  }
+
+  /// Refuses a raw frame that is shorter than its description says: elements read it as described.
+  void CheckRawFrame(const IVideoSample& sample) const {
+    const auto raw =
+        std::dynamic_pointer_cast<const IVideoParameters_RAW>(sample.GetVideoParameters());
+    if (!raw || (raw->GetFourCC() != kFourCC_UYVY && raw->GetFourCC() != kFourCC_V210)) return;
+    const std::uint32_t described = RawVideoUtils::GetFrameBytes(
+        raw->GetFourCC(), VideoChroma::C422, raw->GetWidth(), raw->GetHeight());
+    const auto buffer = sample.GetBuffer();
+    const std::uint32_t held = buffer ? buffer->GetSize() : 0;
+    if (held < described) {
+      Refuse("Push was given a frame of " + std::to_string(held) + " bytes that is described as " +
+             std::to_string(described) + " bytes");
     }
   }
 };
@@ -102,6 +119,9 @@ void ElementDriver::Push(std::shared_ptr<const ISampleContainer> container) {
   state.CheckOrder("Push", Stage::Defined);
   if (!container) state.Refuse("Push needs a sample container, not null");
   if (state.waitingOutput) state.Refuse("Push needs Pull first: an output waits");
+  for (const auto& sample : container->GetVideoSamples(nullptr, nullptr)) {
+    if (sample) state.CheckRawFrame(*sample);
+  }
   const ContextScope context(state.name);
   state.element->PushSample(std::move(container));
   // Taken at once, because an element does not tell whether an output waits.

@@ -40,7 +40,8 @@ class VIX_API ElementDriver {
   /// Defines the input stream and returns the output stream's description. Needs Configure().
   std::shared_ptr<const IInfoContainer> Define(std::shared_ptr<const IInfoContainer> input);
   /// Pushes one container. Needs Define(). Refused while an output waits to be pulled, so that no
-  /// frame is lost.
+  /// frame is lost, and for a raw frame ("UYVY" or "V210") in a buffer shorter than its own
+  /// description says, which the element would read past its end.
   void Push(std::shared_ptr<const ISampleContainer> container);
   /// Takes the waiting output; null when there is none. Needs Define().
   std::shared_ptr<const ISampleContainer> Pull();

@@ -85,6 +85,37 @@ TEST_F(Driver, RefusesToLoseAFrame) {
   driver.Push(MakeSample());
 }
 
+TEST_F(Driver, RefusesARawFrameShorterThanItsDescription) {
+  Define();
+  const auto parameters = CreateVideoParameters<VCodecFamily::Raw>();
+  parameters->SetFourCC(kFourCC_UYVY);
+  parameters->SetWidth(4);
+  parameters->SetHeight(3);
+  const auto buffer = CreateBuffer(nullptr, nullptr);
+  const auto push = [&](std::shared_ptr<const IBuffer> frame) {
+    driver.Push(CreateSampleContainer(
+        CreateVideoSample(parameters, nullptr, std::move(frame), {}, {}), nullptr));
+  };
+  buffer->Allocate(23);
+  EXPECT_EQ(
+      RefusalOf([&] { push(buffer); }),
+      std::string(kName) + ": Push was given a frame of 23 bytes that is described as 24 bytes");
+  EXPECT_THAT(RefusalOf([&] { push(nullptr); }), HasSubstr("a frame of 0 bytes"));
+  EXPECT_EQ(driver.Pull(), nullptr);
+  buffer->Allocate(24);
+  push(buffer);
+  EXPECT_NE(driver.Pull(), nullptr);
+}
+
+TEST_F(Driver, LeavesRawFormatsThatItDoesNotKnowToTheElement) {
+  Define();
+  const auto parameters = CreateVideoParameters<VCodecFamily::Raw>();
+  parameters->SetFourCC(MakeFourCC("RGBA"));
+  driver.Push(
+      CreateSampleContainer(CreateVideoSample(parameters, nullptr, nullptr, {}, {}), nullptr));
+  EXPECT_NE(driver.Pull(), nullptr);
+}
+
 TEST_F(Driver, RefusesNullArguments) {
   EXPECT_THAT(RefusalOf([&] { driver.Configure(nullptr); }), StartsWith(kName));
   driver.Configure(driver.CreateConfig());
