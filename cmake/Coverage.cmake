@@ -4,7 +4,8 @@ find_program(GCOVR gcovr REQUIRED)
 add_custom_target(coverage
   COMMAND find ${CMAKE_BINARY_DIR} -name "*.gcda" -delete
   COMMAND ${CMAKE_CTEST_COMMAND} --output-on-failure -j2
-  COMMAND ${GCOVR} --root ${CMAKE_SOURCE_DIR} --filter src/ --filter core/ --filter codec/
+  COMMAND ${GCOVR} --root ${CMAKE_SOURCE_DIR} --filter ${CMAKE_SOURCE_DIR}/src/
+          --filter ${CMAKE_SOURCE_DIR}/core/ --filter ${CMAKE_SOURCE_DIR}/codec/
           --exclude-throw-branches --txt ${CMAKE_BINARY_DIR}/coverage.txt
           --json-summary ${CMAKE_BINARY_DIR}/coverage.json ${CMAKE_BINARY_DIR}
   COMMAND ${CMAKE_COMMAND} -E cat ${CMAKE_BINARY_DIR}/coverage.txt
