@@ -21,6 +21,9 @@ install(FILES ${CMAKE_CURRENT_BINARY_DIR}/vixVideoCodecProResConfig.cmake
               ${CMAKE_CURRENT_BINARY_DIR}/vixVideoCodecProResConfigVersion.cmake
         DESTINATION ${VIX_INSTALL_CMAKEDIR})
 
+# The way from the pkg-config files to the prefix, so that an installed tree may be anywhere.
+file(RELATIVE_PATH PC_PREFIX /prefix/${CMAKE_INSTALL_LIBDIR}/pkgconfig /prefix)
+
 # vix_install_pkgconfig(library description [required modules])
 function(vix_install_pkgconfig PC_LIBRARY PC_DESCRIPTION PC_REQUIRES)
   configure_file(cmake/library.pc.in ${PC_LIBRARY}.pc @ONLY)

@@ -4,8 +4,9 @@
 
 namespace vixprores {
 
-/// From now on SIGINT and SIGTERM ask the program to stop after the current frame; a second one
-/// ends it at once. Writing to a closed pipe and beyond a size limit become ordinary write errors.
+/// From now on SIGINT, SIGTERM and SIGHUP ask the program to stop after the current frame; a second
+/// one ends it at once. Writing to a closed pipe and beyond a size limit become ordinary write
+/// errors.
 void InstallSignalHandlers();
 
 /// True once the user has asked to stop. May be called from any thread.

@@ -38,9 +38,9 @@ def main():
         run(args.cmake, "--build", root / "consumer-build", stdout=subprocess.DEVNULL)
         run(root / "consumer-build" / "consumer", plugin)
 
-        # Through pkg-config; --define-prefix because the prefix was chosen at install time.
+        # Through pkg-config.
         environment = dict(os.environ, PKG_CONFIG_PATH=str(libdir / "pkgconfig"))
-        found = run("pkg-config", "--define-prefix", "--cflags", "--libs", "vixCore", "ProRes",
+        found = run("pkg-config", "--cflags", "--libs", "vixCore", "ProRes",
                     env=environment, capture_output=True, text=True).stdout.split()
         program = root / "consumer-pkgconfig"
         run(args.cxx, "-std=c++20", *flags, HERE / "consumer" / "Consumer.cpp", "-o", program,

@@ -8,7 +8,14 @@ import time
 
 from tool import PROGRAM, TIMEOUT, ToolTest, frame_bytes, make_v210, planes, probe
 
+SIGNALS = (signal.SIGINT, signal.SIGTERM, signal.SIGHUP)
 HEADLESS = ("--fourcc", "V210", "--size", "128x96", "--rate", "25")
+
+
+def reset_signals():
+    """Whoever runs the tests may ignore signals, as nohup does; programs inherit that."""
+    for number in SIGNALS:
+        signal.signal(number, signal.SIG_DFL)
 
 
 class Interruption(ToolTest):
@@ -21,7 +28,8 @@ class Interruption(ToolTest):
     def start(self, *arguments):
         """Starts the program on a pipe that the test keeps open, so that it waits for frames."""
         return subprocess.Popen([PROGRAM, *map(str, arguments)], stdin=subprocess.PIPE,
-                                stdout=subprocess.PIPE, stderr=subprocess.PIPE)
+                                stdout=subprocess.PIPE, stderr=subprocess.PIPE,
+                                preexec_fn=reset_signals)
 
     def wait_for_work_file(self, name, size):
         """Until a work file of `name` has that size, which is when frames have been written."""
@@ -42,7 +50,7 @@ class Interruption(ToolTest):
         return output, errors
 
     def test_encoded_frames_are_kept(self):
-        for number in (signal.SIGINT, signal.SIGTERM):
+        for number in SIGNALS:
             with self.subTest(number=number):
                 process = self.start("encode", *HEADLESS, "-", self.path("out.mov"))
                 process.stdin.write(self.frames[:5 * frame_bytes("V210", 128, 96)])
