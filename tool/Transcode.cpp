@@ -116,7 +116,10 @@ class Run {
     try {
       sample = element_.Process(std::move(frame), report_.frames);
     } catch (const std::runtime_error& error) {
-      throw Failure(reader_->GetName() + ": frame " + std::to_string(number) + ": " + error.what());
+      const char* const advice =
+          report_.result.IsRaw() ? "; --frames decodes the ones before and behind it" : "";
+      throw Failure(reader_->GetName() + ": frame " + std::to_string(number) + ": " + error.what() +
+                    advice);
     }
     const auto buffer = sample->GetBuffer();
     if (report_.result.IsRaw()) {
