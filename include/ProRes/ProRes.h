@@ -144,11 +144,10 @@ WPR_API WPRDecoderHandle WPROpenDecoder(int32_t numThreads, void* reserved);
  * Decodes one frame (8-byte prefix with size and 'icpf', frame header, one or two pictures) into a
  * packed picture. 4:4:4 frames are brought to 4:2:2, an alpha channel is skipped. Bytes behind the
  * frame are ignored.
- * @param destination its width must be that of the frame, its height the frame's, or the height of
- *                    the first field of the stream where a single field is decoded.
- * @param fieldFlag   0 = the whole frame; 1 = only the first field of an interlaced frame, at its
- *                    own height (half of the frame's, rounded down for an odd height); 1 with a
- *                    progressive frame is the same as 0.
+ * @param destination its width must be that of the frame; its height the frame's, or where a single
+ *                    field is decoded half of the frame's, rounded down or up to the field's own.
+ * @param fieldFlag   0 = the whole frame; 1 = only the first field of an interlaced frame, which
+ * with a progressive frame is the same as 0; other values are refused.
  * @return kWPRSuccess; a positive number of damaged slices, which were concealed; or a negative
  *         WPRResult, after which the destination is untouched and the decoder stays usable.
  */
