@@ -81,13 +81,14 @@ Status Decoder::ParsePicture(unsigned index, bool alone, std::span<const std::ui
 }
 
 void Decoder::Prepare() {
-  packer_ = PackerFor(destination_.pixelFormat);
+  packRow_ = kernels_.PackerFor(destination_.pixelFormat);
+  const SampleDepth& packedDepth = PackedDepth(destination_.pixelFormat);
   // 4:4:4 chroma keeps all its bits until it is filtered.
   const bool filtered = header_.chromaFormat == ChromaFormat::k444;
-  const SampleDepth chromaDepth = filtered ? k10Bits : packer_.depth;
-  depths_ = {packer_.depth, chromaDepth, chromaDepth};
+  const SampleDepth chromaDepth = filtered ? k10Bits : packedDepth;
+  depths_ = {packedDepth, chromaDepth, chromaDepth};
   const ScanTable& scan = ScanFor(header_.interlaceMode);
-  factors_[0] = MakeDequantFactors(header_.lumaMatrix, scan, packer_.depth);
+  factors_[0] = MakeDequantFactors(header_.lumaMatrix, scan, packedDepth);
   factors_[1] = factors_[2] = MakeDequantFactors(header_.chromaMatrix, scan, chromaDepth);
 
   const auto workers = pool_.StartWorkers(static_cast<std::uint32_t>(strips_.size()));
@@ -97,16 +98,19 @@ void Decoder::Prepare() {
 
 namespace {
 
-template <typename T>
-void GrowTo(std::vector<T>& vector, std::size_t size) {
+template <typename Vector>
+void GrowTo(Vector& vector, std::size_t size) {
   if (vector.size() < size) vector.resize(size);
 }
 
 }  // namespace
 
 void Decoder::PrepareScratch(Scratch& scratch) const {
-  GrowTo(scratch.slices, macroblocks_);
-  GrowTo(scratch.coefficients, CoefficientOffset(kComponents, 0));
+  std::uint32_t slices = 0;
+  for (const Strip& strip : strips_) slices = std::max(slices, strip.layout.SlicesPerRow());
+  GrowTo(scratch.slices, slices);
+  scratch.components.reserve(std::size_t{kComponents} * slices);
+  GrowTo(scratch.coefficients, CoefficientsPerStrip(slices));
   for (unsigned i = 0; i < kComponents; ++i) {
     const std::size_t columns = MacroblockColumns(header_.chromaFormat, i) * macroblocks_;
     GrowTo(scratch.planes[i], (columns + 2 * kChromaMargin) * kMacroblockSize);
@@ -114,15 +118,13 @@ void Decoder::PrepareScratch(Scratch& scratch) const {
   for (auto& line : scratch.halfChroma) GrowTo(line, kMacroblockSize / 2 * macroblocks_);
 }
 
-std::size_t Decoder::CoefficientOffset(unsigned component, std::uint32_t macroblock) const {
+/// Coefficients of a strip of so many slices, with the slack behind each component.
+std::size_t Decoder::CoefficientsPerStrip(std::uint32_t slices) const {
   std::size_t blocks = 0;
-  for (unsigned i = 0; i < component; ++i) {
-    blocks += std::size_t{BlocksPerMacroblock(header_.chromaFormat, i)} * macroblocks_;
+  for (unsigned c = 0; c < kComponents; ++c) {
+    blocks += std::size_t{BlocksPerMacroblock(header_.chromaFormat, c)} * macroblocks_;
   }
-  if (component < kComponents) {
-    blocks += std::size_t{BlocksPerMacroblock(header_.chromaFormat, component)} * macroblock;
-  }
-  return blocks * kBlockSamples;
+  return blocks * kBlockSamples + std::size_t{kComponents} * slices * kCoefficientSlack;
 }
 
 SampleArea Decoder::AreaOf(Scratch& scratch, unsigned component, std::uint32_t macroblock) const {
@@ -144,29 +146,45 @@ void Decoder::DecodeStrip(Strip& strip, Scratch& scratch) const {
 }
 
 void Decoder::DecodeSlices(Strip& strip, Scratch& scratch) const {
-  std::fill_n(scratch.coefficients.begin(), CoefficientOffset(kComponents, 0), std::int16_t{0});
-  for (std::uint32_t i = 0; i < strip.layout.SlicesPerRow(); ++i) {
-    DecodedSlice& decoded = scratch.slices[i];
-    decoded.span = strip.layout[i];
-    decoded.intact = DecodeSlice(TakeSlice(strip.slices), decoded, scratch);
-    if (!decoded.intact) ++strip.damagedSlices;
+  const std::span slices(scratch.slices.data(), strip.layout.SlicesPerRow());
+  scratch.components.clear();
+  for (std::uint32_t i = 0; i < slices.size(); ++i) {
+    slices[i].span = strip.layout[i];
+    slices[i].intact = FindComponents(TakeSlice(strip.slices), slices[i], scratch);
+  }
+
+  std::fill_n(scratch.coefficients.begin(), CoefficientsPerStrip(strip.layout.SlicesPerRow()),
+              std::int16_t{0});
+  kernels_.decodeComponents(scratch.components);
+  for (DecodedSlice& slice : slices) {
+    if (slice.intact) {
+      slice.intact = std::ranges::all_of(
+          std::span(scratch.components).subspan(slice.firstComponent, kComponents),
+          &CodedComponent::intact);
+    }
+    if (!slice.intact) ++strip.damagedSlices;
   }
 }
 
-bool Decoder::DecodeSlice(std::span<const std::uint8_t> slice, DecodedSlice& decoded,
-                          Scratch& scratch) const {
+/// Puts the components of a slice behind those that are in `scratch` already; none where the header
+/// of the slice is damaged.
+bool Decoder::FindComponents(std::span<const std::uint8_t> slice, DecodedSlice& decoded,
+                             Scratch& scratch) const {
   SliceHeader header;
   if (!ParseSliceHeader(slice, header)) return false;
   decoded.quantizerScale = QuantizerScale(header.quantizationIndex);
+  decoded.firstComponent = static_cast<std::uint32_t>(scratch.components.size());
   slice = slice.subspan(header.headerBytes);
   for (unsigned i = 0; i < kComponents; ++i) {
-    const std::uint32_t blocks =
-        BlocksPerMacroblock(header_.chromaFormat, i) * decoded.span.macroblocks;
-    std::int16_t* const coefficients =
-        scratch.coefficients.data() + CoefficientOffset(i, decoded.span.firstMacroblock);
-    if (!DecodeCoefficients(slice.first(header.componentBytes[i]), blocks, coefficients)) {
-      return false;
+    std::int16_t* coefficients = scratch.coefficients.data();
+    if (!scratch.components.empty()) {
+      const CodedComponent& last = scratch.components.back();
+      coefficients = last.coefficients + last.blocks * kBlockSamples + kCoefficientSlack;
     }
+    scratch.components.push_back(
+        {.data = slice.first(header.componentBytes[i]),
+         .blocks = BlocksPerMacroblock(header_.chromaFormat, i) * decoded.span.macroblocks,
+         .coefficients = coefficients});
     slice = slice.subspan(header.componentBytes[i]);
   }
   return true;
@@ -178,11 +196,10 @@ void Decoder::Reconstruct(const Strip& strip, Scratch& scratch) const {
     const DecodedSlice& slice = scratch.slices[i];
     if (!slice.intact) continue;
     for (unsigned c = 0; c < kComponents; ++c) {
-      InverseTransform(
-          scratch.coefficients.data() + CoefficientOffset(c, slice.span.firstMacroblock),
-          BlocksPerMacroblock(header_.chromaFormat, c) * slice.span.macroblocks,
-          ScaleFactors(factors_[c], slice.quantizerScale), scan, depths_[c], c,
-          AreaOf(scratch, c, slice.span.firstMacroblock));
+      const CodedComponent& component = scratch.components[slice.firstComponent + c];
+      kernels_.inverseTransform(component.coefficients, component.blocks, component.positions,
+                                ScaleFactors(factors_[c], slice.quantizerScale), scan, depths_[c],
+                                c, AreaOf(scratch, c, slice.span.firstMacroblock));
     }
   }
 }
@@ -230,12 +247,12 @@ void Decoder::PackStrip(const Strip& strip, Scratch& scratch) const {
     if (header_.chromaFormat == ChromaFormat::k444) {
       for (unsigned c = 1; c < kComponents; ++c) {
         std::uint16_t* const half = scratch.halfChroma[c - 1].data();
-        HalveChroma(areas[c].samples + y * areas[c].stride, header_.width, packer_.depth, half);
+        HalveChroma(areas[c].samples + y * areas[c].stride, header_.width, depths_[0], half);
         line[c] = half;
       }
     }
-    packer_.pack({line[0], line[1], line[2]}, header_.width,
-                 RowAddress(strip.firstRow + y * strip.rowStep));
+    packRow_({line[0], line[1], line[2]}, header_.width,
+             RowAddress(strip.firstRow + y * strip.rowStep));
   }
 }
 

@@ -14,6 +14,9 @@
 #include "bitstream/FrameHeader.h"
 #include "bitstream/SliceLayout.h"
 #include "bitstream/SliceTable.h"
+#include "cpu/AlignedVector.h"
+#include "cpu/Kernels.h"
+#include "entropy/CoefficientDecoder.h"
 #include "parallel/WorkerPool.h"
 #include "pixel/PackRows.h"
 #include "transform/InverseTransform.h"
@@ -29,7 +32,8 @@ namespace prores {
 class Decoder {
  public:
   /// @param threads threads that decode, the calling one included; 0 = one per processor.
-  explicit Decoder(std::uint32_t threads) : pool_(threads) {}
+  explicit Decoder(std::uint32_t threads, const Kernels& kernels = DefaultKernels())
+      : kernels_(kernels), pool_(threads) {}
 
   /// What became of a frame.
   struct Result {
@@ -65,14 +69,17 @@ class Decoder {
     SliceSpan span;
     unsigned quantizerScale;
     bool intact;
+    std::uint32_t firstComponent;  // of three in Scratch::components, where the slice is intact
   };
 
   /// What a worker needs for a strip.
   struct Scratch {
     std::vector<DecodedSlice> slices;
-    std::vector<std::int16_t> coefficients;                      // of the components one by one
-    std::array<std::vector<std::uint16_t>, kComponents> planes;  // 16 lines each
-    std::array<std::vector<std::uint16_t>, 2> halfChroma;  // a line of Cb and Cr brought to 4:2:2
+    std::vector<CodedComponent> components;
+    AlignedVector<std::int16_t> coefficients;  // of each component, and its slack
+    std::array<AlignedVector<std::uint16_t>, kComponents> planes;  // 16 lines each
+    // A line of Cb and Cr brought to 4:2:2.
+    std::array<AlignedVector<std::uint16_t>, 2> halfChroma;
   };
 
   Status Parse(std::span<const std::uint8_t> frame, const PixelBufferRecord& destination,
@@ -83,25 +90,26 @@ class Decoder {
 
   void DecodeStrip(Strip& strip, Scratch& scratch) const;
   void DecodeSlices(Strip& strip, Scratch& scratch) const;
-  bool DecodeSlice(std::span<const std::uint8_t> slice, DecodedSlice& decoded,
-                   Scratch& scratch) const;
+  bool FindComponents(std::span<const std::uint8_t> slice, DecodedSlice& decoded,
+                      Scratch& scratch) const;
   void Reconstruct(const Strip& strip, Scratch& scratch) const;
   void ConcealSlices(const Strip& strip, Scratch& scratch) const;
   void PackStrip(const Strip& strip, Scratch& scratch) const;
   void ConcealLostStrips();
   const Strip* FindIntactStrip(std::size_t lost) const;
 
-  std::size_t CoefficientOffset(unsigned component, std::uint32_t macroblock) const;
+  std::size_t CoefficientsPerStrip(std::uint32_t slices) const;
   SampleArea AreaOf(Scratch& scratch, unsigned component, std::uint32_t macroblock) const;
   std::uint8_t* RowAddress(std::uint32_t row) const;
 
+  const Kernels& kernels_;
   WorkerPool pool_;
   std::vector<Scratch> scratch_;  // by worker
 
   // The frame in work.
   FrameHeader header_;
   PixelBufferRecord destination_{};
-  RowPacker packer_{};
+  PackRow packRow_ = nullptr;
   std::array<SampleDepth, kComponents> depths_{};
   std::array<DequantFactors, kComponents> factors_{};
   std::uint32_t macroblocks_ = 0;  // per row

@@ -249,7 +249,7 @@ void Encoder::TransformStrip(const Frame& frame, const PixelBufferRecord& source
   const Strip samples(worker.samples, frame.layout.Macroblocks());
   samples.Unpack(static_cast<const std::uint8_t*>(source.baseAddress) + firstRow * source.rowBytes,
                  std::size_t{geometry.lineStep} * source.rowBytes, lines, source.width,
-                 UnpackerFor(source.pixelFormat));
+                 kernels_.UnpackerFor(source.pixelFormat));
 
   const std::uint32_t slices = frame.layout.SlicesPerRow();
   for (std::uint32_t slice = strip * slices; slice < (strip + 1) * slices; ++slice) {
@@ -272,8 +272,8 @@ void Encoder::TransformComponent(const Frame& frame, const Strip& samples, std::
     origins[block] = samples.Line(component, position.y) + firstColumn + position.x;
   }
   const std::span<std::int16_t> coefficients = frame.Coefficients(coefficients_, slice, component);
-  ForwardTransform(std::span(origins).first(blocks), samples.Stride(component),
-                   ScanFor(frame.header.interlaceMode), coefficients.data());
+  kernels_.forwardTransform(std::span(origins).first(blocks), samples.Stride(component),
+                            ScanFor(frame.header.interlaceMode), coefficients.data());
   FlattenOutside(coefficients, blocks, component,
                  ColumnCount(frame.header.width, component) - firstColumn, lines);
 }

@@ -13,6 +13,7 @@
 #include "bitstream/BlockOrder.h"
 #include "bitstream/FrameHeader.h"
 #include "bitstream/SliceLayout.h"
+#include "cpu/Kernels.h"
 #include "parallel/WorkerPool.h"
 #include "rate/QuantiserLadder.h"
 #include "rate/RateControl.h"
@@ -31,7 +32,8 @@ namespace prores {
 class Encoder {
  public:
   /// @param threads as for WorkerPool.
-  explicit Encoder(std::uint32_t threads) : pool_(threads) {}
+  explicit Encoder(std::uint32_t threads, const Kernels& kernels = DefaultKernels())
+      : kernels_(kernels), pool_(threads) {}
 
   /// Encodes `source` to the start of `destination`, as WPREncodeFrame() says.
   /// @param compressedBytes receives the size of the frame, on success only.
@@ -62,6 +64,7 @@ class Encoder {
   void WriteSlice(const Frame& frame, std::uint32_t slice, const SliceChoice& choice,
                   std::uint8_t* destination, Worker& worker);
 
+  const Kernels& kernels_;
   WorkerPool pool_;
   std::vector<Worker> workers_;
   std::vector<std::int16_t> coefficients_;  ///< slice by slice, Y, Cb, Cr, each in coded order

@@ -5,6 +5,7 @@
 #include <bit>
 #include <limits>
 
+#include "bitstream/BlockOrder.h"
 #include "entropy/BitReader.h"
 #include "entropy/Codewords.h"
 
@@ -118,6 +119,13 @@ bool DecodeCoefficients(std::span<const std::uint8_t> data, std::uint32_t blocks
                         std::int16_t* coefficients) {
   BitReader reader(data);
   return DecodeDcs(reader, blocks, coefficients) && DecodeAcs(reader, blocks, coefficients);
+}
+
+void DecodeComponents(std::span<CodedComponent> components) {
+  for (CodedComponent& component : components) {
+    component.intact = DecodeCoefficients(component.data, component.blocks, component.coefficients);
+    component.positions = kBlockSamples;
+  }
 }
 
 }  // namespace prores

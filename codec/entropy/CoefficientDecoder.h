@@ -18,6 +18,24 @@ namespace prores {
 [[nodiscard]] bool DecodeCoefficients(std::span<const std::uint8_t> data, std::uint32_t blocks,
                                       std::int16_t* coefficients);
 
+/// A component of a slice that is to be decoded.
+struct CodedComponent {
+  std::span<const std::uint8_t> data;
+  std::uint32_t blocks;        ///< as for DecodeCoefficients()
+  std::int16_t* coefficients;  ///< likewise, with room for kCoefficientSlack values behind them
+
+  // Results:
+  bool intact = false;          ///< the answer of DecodeCoefficients()
+  std::uint32_t positions = 0;  ///< all coefficients from this scan position on are zero
+};
+
+/// Values behind the coefficients of a component that a decoder may overwrite where the data is
+/// damaged. The number keeps coefficients aligned for vectors.
+inline constexpr std::uint32_t kCoefficientSlack = 192;
+
+/// Decodes components that stand in different memory and do not depend on each other.
+void DecodeComponents(std::span<CodedComponent> components);
+
 }  // namespace prores
 
 #endif  // CODEC_ENTROPY_COEFFICIENTDECODER_H

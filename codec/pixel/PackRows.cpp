@@ -4,8 +4,6 @@
 #include <algorithm>
 #include <array>
 
-#include "ProRes/ProRes.h"
-
 namespace prores {
 namespace {
 
@@ -27,9 +25,6 @@ void PackV210Group(const std::uint16_t* luma, const std::uint16_t* cb, const std
   WriteWord(group + 8, cr[1], luma[3], cb[2]);
   WriteWord(group + 12, luma[4], cr[2], luma[5]);
 }
-
-constexpr RowPacker kPacker2vuy{k8Bits, PackRow2vuy};
-constexpr RowPacker kPackerV210{k10Bits, PackRowV210};
 
 }  // namespace
 
@@ -64,10 +59,6 @@ void PackRowV210(const PlanarLine& line, std::uint32_t width, std::uint8_t* row)
   std::copy_n(line.cb + std::size_t{3} * groups, (rest + 1) / 2, cb.begin());
   std::copy_n(line.cr + std::size_t{3} * groups, (rest + 1) / 2, cr.begin());
   PackV210Group(luma.data(), cb.data(), cr.data(), row + std::size_t{kV210GroupBytes} * groups);
-}
-
-const RowPacker& PackerFor(std::uint32_t pixelFormat) {
-  return pixelFormat == kWPRPixelFormat2vuy ? kPacker2vuy : kPackerV210;
 }
 
 }  // namespace prores

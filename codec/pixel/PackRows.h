@@ -4,6 +4,7 @@
 
 #include <cstdint>
 
+#include "ProRes/ProRes.h"
 #include "pixel/SampleDepth.h"
 
 namespace prores {
@@ -15,6 +16,14 @@ struct PlanarLine {
   const std::uint16_t* cr;
 };
 
+/// A packer of rows: for samples of PackedDepth().
+using PackRow = void (*)(const PlanarLine& line, std::uint32_t width, std::uint8_t* row);
+
+/// Depth of the samples in a WPRPixelFormat.
+constexpr const SampleDepth& PackedDepth(std::uint32_t pixelFormat) {
+  return pixelFormat == kWPRPixelFormat2vuy ? k8Bits : k10Bits;
+}
+
 /// Packs 8-bit samples to '2vuy', byte order Cb Y Cr Y. An odd width repeats its last luma sample.
 /// Writes PackedRowBytes() bytes at `row`.
 void PackRow2vuy(const PlanarLine& line, std::uint32_t width, std::uint8_t* row);
@@ -22,15 +31,6 @@ void PackRow2vuy(const PlanarLine& line, std::uint32_t width, std::uint8_t* row)
 /// Packs 10-bit samples to 'v210': six pixels in four little-endian words of three components. The
 /// fields of pixels behind the width are zero. Writes PackedRowBytes() bytes at `row`.
 void PackRowV210(const PlanarLine& line, std::uint32_t width, std::uint8_t* row);
-
-/// How rows of a pixel format are made.
-struct RowPacker {
-  SampleDepth depth;  ///< of the samples that `pack` takes
-  void (*pack)(const PlanarLine& line, std::uint32_t width, std::uint8_t* row);
-};
-
-/// The packer of a WPRPixelFormat.
-const RowPacker& PackerFor(std::uint32_t pixelFormat);
 
 }  // namespace prores
 

@@ -5,8 +5,6 @@
 #include <cstddef>
 #include <cstdint>
 
-#include "ProRes/ProRes.h"
-
 /**
  * @file
  * Packed 4:2:2 rows to planar 10-bit samples.
@@ -33,11 +31,6 @@ void UnpackRow2vuy(const std::uint8_t* row, std::size_t width, const PlanarRow& 
 
 /// 'v210': six pixels in four little-endian 32-bit words of three 10-bit components each.
 void UnpackRowV210(const std::uint8_t* row, std::size_t width, const PlanarRow& out);
-
-/// The unpacker of a WPRPixelFormat.
-constexpr UnpackRow UnpackerFor(std::uint32_t pixelFormat) {
-  return pixelFormat == kWPRPixelFormatV210 ? UnpackRowV210 : UnpackRow2vuy;
-}
 
 }  // namespace prores
 

@@ -115,8 +115,9 @@ DequantFactors ScaleFactors(const DequantFactors& factors, unsigned quantizerSca
 }
 
 void InverseTransform(const std::int16_t* coefficients, std::uint32_t blocks,
-                      const DequantFactors& factors, const ScanTable& scan,
-                      const SampleDepth& depth, unsigned component, const SampleArea& area) {
+                      std::uint32_t /*positions*/, const DequantFactors& factors,
+                      const ScanTable& scan, const SampleDepth& depth, unsigned component,
+                      const SampleArea& area) {
   LaneBlock<float> block;
   LaneBlock<std::uint16_t> samples;
   for (std::uint32_t first = 0; first < blocks; first += kLanes) {

@@ -41,10 +41,11 @@ struct SampleArea {
 /// become integers.
 /// @param coefficients 64 * blocks values in coded order.
 /// @param blocks       number of blocks, a power of two from 2 to 32.
+/// @param positions    all coefficients from this scan position on are zero; 1 to 64.
 /// @param factors      at the quantiser scale of the slice, made for `scan` and `depth`.
 /// @param component    0 = Y, 1 = Cb, 2 = Cr: decides the order of the blocks.
 void InverseTransform(const std::int16_t* coefficients, std::uint32_t blocks,
-                      const DequantFactors& factors, const ScanTable& scan,
+                      std::uint32_t positions, const DequantFactors& factors, const ScanTable& scan,
                       const SampleDepth& depth, unsigned component, const SampleArea& area);
 
 }  // namespace prores

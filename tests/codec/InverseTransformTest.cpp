@@ -44,7 +44,7 @@ std::vector<Block> Inverse(const std::vector<Block>& blocks) {
     }
   }
   std::vector<std::uint16_t> samples(kStride * 16);
-  InverseTransform(coefficients.data(), kBlocks, factors, kProgressiveScan, kDepth, 0,
+  InverseTransform(coefficients.data(), kBlocks, 64, factors, kProgressiveScan, kDepth, 0,
                    {samples.data(), kStride});
   std::vector<Block> result(kBlocks);
   for (std::uint32_t b = 0; b < kBlocks; ++b) {
@@ -163,7 +163,7 @@ TEST(InverseTransform, PutsEveryBlockCountInItsPlace) {
       }
       const std::size_t stride = 8 * blocks / 2 + 3;
       std::vector<std::uint16_t> samples(stride * 16, 7);
-      InverseTransform(coefficients.data(), blocks,
+      InverseTransform(coefficients.data(), blocks, 64,
                        MakeDequantFactors(flat, kProgressiveScan, k10Bits), kProgressiveScan,
                        k10Bits, component, {samples.data(), stride});
       for (std::uint32_t b = 0; b < blocks; ++b) {
@@ -186,7 +186,7 @@ TEST(InverseTransform, ClampsWhatNoEncoderSends) {
     for (const std::int16_t value : {std::int16_t{-32768}, std::int16_t{32767}}) {
       const std::vector<std::int16_t> coefficients(std::size_t{64} * 2, value);
       std::vector<std::uint16_t> samples(8 * 16);
-      InverseTransform(coefficients.data(), 2,
+      InverseTransform(coefficients.data(), 2, 64,
                        ScaleFactors(MakeDequantFactors(heavy, kInterlacedScan, depth), 512),
                        kInterlacedScan, depth, 1, {samples.data(), 8});
       for (const int sample : samples) {

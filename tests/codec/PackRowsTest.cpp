@@ -18,7 +18,8 @@ using Samples = std::vector<std::uint16_t>;
 Bytes Packed(std::uint32_t format, const Samples& luma, const Samples& cb, const Samples& cr) {
   const auto width = static_cast<std::uint32_t>(luma.size());
   Bytes row(PackedRowBytes(format, width), 0xEE);
-  PackerFor(format).pack({luma.data(), cb.data(), cr.data()}, width, row.data());
+  const PackRow pack = format == kWPRPixelFormat2vuy ? PackRow2vuy : PackRowV210;
+  pack({luma.data(), cb.data(), cr.data()}, width, row.data());
   return row;
 }
 

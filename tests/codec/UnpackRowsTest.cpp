@@ -35,7 +35,7 @@ TEST(UnpackRows, Takes8BitSamplesInTheOrderCbYCrY) {
   for (std::uint32_t width = 1; width < 70; ++width) {
     const std::vector<std::uint8_t> row = RandomRow(kWPRPixelFormat2vuy, width);
     Planes planes(width);
-    UnpackerFor(kWPRPixelFormat2vuy)(row.data(), width, planes.Row());
+    UnpackRow2vuy(row.data(), width, planes.Row());
     for (std::size_t x = 0; x < width; ++x) {
       ASSERT_EQ(planes.luma[x], 4 * row[2 * x + 1]) << width;
       ASSERT_EQ(planes.cb[x / 2], 4 * row[x / 2 * 4]) << width;
@@ -56,7 +56,7 @@ TEST(UnpackRows, TakesThree10BitSamplesFromEachWord) {
   for (std::uint32_t width = 1; width < 70; ++width) {
     const std::vector<std::uint8_t> row = RandomRow(kWPRPixelFormatV210, width);
     Planes planes(width);
-    UnpackerFor(kWPRPixelFormatV210)(row.data(), width, planes.Row());
+    UnpackRowV210(row.data(), width, planes.Row());
     for (std::size_t x = 0; x < width; ++x) {
       ASSERT_EQ(planes.luma[x], V210Component(row, 2 * x + 1)) << width;
       ASSERT_EQ(planes.cb[x / 2], V210Component(row, x / 2 * 4)) << width;

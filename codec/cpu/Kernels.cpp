@@ -1,0 +1,46 @@
+// SPDX-License-Identifier: BSD-2-Clause
+#include "cpu/Kernels.h"
+
+#include <algorithm>
+#include <cstdlib>
+
+namespace prores {
+namespace {
+
+constexpr Kernels kPlainKernels{
+    .level = CpuLevel::kScalar,
+    .decodeComponents = DecodeComponents,
+    .inverseTransform = InverseTransform,
+    .pack2vuy = PackRow2vuy,
+    .packV210 = PackRowV210,
+    .unpack2vuy = UnpackRow2vuy,
+    .unpackV210 = UnpackRowV210,
+    .forwardTransform = ForwardTransform,
+};
+
+Kernels MakeKernels(CpuLevel level) {
+  Kernels kernels = kPlainKernels;
+  kernels.level = level;
+  if (level == CpuLevel::kScalar) return kernels;
+  return kernels;
+}
+
+}  // namespace
+
+const Kernels& KernelsFor(CpuLevel level) {
+  static const std::array<Kernels, kCpuLevels.size()> kTable = [] {
+    std::array<Kernels, kCpuLevels.size()> table{};
+    std::ranges::transform(kCpuLevels, table.begin(), MakeKernels);
+    return table;
+  }();
+  return kTable[static_cast<std::size_t>(level)];
+}
+
+const Kernels& DefaultKernels() {
+  static const CpuLevel kHighest = DetectCpuLevel();
+  const char* const wanted = std::getenv(kCpuLevelVariable);
+  const auto limit = wanted != nullptr ? ParseCpuLevel(wanted) : std::nullopt;
+  return KernelsFor(std::min(kHighest, limit.value_or(kHighest)));
+}
+
+}  // namespace prores

@@ -1,0 +1,35 @@
+// SPDX-License-Identifier: BSD-2-Clause
+#ifndef CODEC_CPU_TARGETS_H
+#define CODEC_CPU_TARGETS_H
+
+/// @file
+/// Which targets a file of SIMD kernels is compiled for. Such a file is compiled once for each by
+/// Highway's foreach_target.h:
+///
+///     #undef HWY_TARGET_INCLUDE
+///     #define HWY_TARGET_INCLUDE "folder/File.cpp"  // itself
+///     #include "cpu/Targets.h"
+///     #include <hwy/foreach_target.h>
+///     #include <hwy/highway.h>
+///
+///     #if HWY_TARGET != HWY_STATIC_TARGET
+///     HWY_BEFORE_NAMESPACE();
+///     namespace prores::HWY_NAMESPACE {
+///     // the kernels, with vectors as wide as the target's
+///     }  // namespace prores::HWY_NAMESPACE
+///     HWY_AFTER_NAMESPACE();
+///     #endif
+///
+///     #if HWY_ONCE
+///     // fills in the kernel table: InstallXyzKernels() with ForLevel()
+///     #endif
+///
+/// The static target, that of the compiler's flags, is left to the plain forms.
+
+// One target for each SIMD CpuLevel; AVX-512 without VBMI2 takes the AVX2 forms.
+#define HWY_WANT_AVX3_DL
+#define HWY_DISABLED_TARGETS (HWY_SSSE3 | HWY_AVX3)
+#define HWY_DISABLE_PCLMUL_AES
+#define HWY_DISABLE_F16C
+
+#endif  // CODEC_CPU_TARGETS_H
