@@ -2,13 +2,38 @@
 #include "parallel/WorkerPool.h"
 
 #include <algorithm>
+#include <charconv>
+#include <cstdlib>
 #include <new>
+#include <string_view>
 #include <system_error>
 
 namespace prores {
 
+namespace {
+
+std::uint32_t AutomaticThreads() {
+  constexpr std::uint32_t kMaxThreads = 4096;
+  if (const char* const text = std::getenv(kThreadsVariable)) {
+    std::uint32_t threads = 0;
+    const std::string_view digits(text);
+    const auto [end, error] = std::from_chars(digits.begin(), digits.end(), threads);
+    if (error == std::errc() && end == digits.end() && threads - 1 < kMaxThreads) return threads;
+  }
+  return std::max(1u, std::thread::hardware_concurrency());
+}
+
+/// Waits some tens of microseconds at most for `condition`, about what waking a thread costs.
+template <typename Condition>
+void SpinUntil(const Condition& condition) {
+  constexpr int kSpins = 1000;
+  for (int spin = 0; spin < kSpins && !condition(); ++spin) __builtin_ia32_pause();
+}
+
+}  // namespace
+
 WorkerPool::WorkerPool(std::uint32_t threads)
-    : threads_(threads != 0 ? threads : std::max(1u, std::thread::hardware_concurrency())) {}
+    : threads_(threads != 0 ? threads : AutomaticThreads()) {}
 
 WorkerPool::~WorkerPool() {
   {
@@ -45,15 +70,22 @@ void WorkerPool::Run(Job& job) {
   wake_.notify_all();
   TakeTasks(job, 0);
   // All tasks are taken now. A worker that wakes up later finds no job.
+  {
+    const std::lock_guard lock(mutex_);
+    job_ = nullptr;
+  }
+  const auto isIdle = [this] { return working_.load(std::memory_order_acquire) == 0; };
+  SpinUntil(isIdle);
+  if (isIdle()) return;
   std::unique_lock lock(mutex_);
-  job_ = nullptr;
-  idle_.wait(lock, [this] { return working_ == 0; });
+  idle_.wait(lock, isIdle);
 }
 
 void WorkerPool::Work(std::uint32_t worker) {
   std::uint64_t lastJob = 0;
-  std::unique_lock lock(mutex_);
   for (;;) {
+    SpinUntil([&] { return jobNumber_.load() != lastJob || ending_.load(); });
+    std::unique_lock lock(mutex_);
     wake_.wait(lock, [&] { return ending_ || (job_ != nullptr && jobNumber_ != lastJob); });
     if (ending_) return;
     Job& job = *job_;

@@ -13,12 +13,17 @@
 
 namespace prores {
 
+/// Environment variable with the number of threads, 1 to 4096, of pools that are to choose it
+/// themselves. Other text counts as unset.
+inline constexpr const char* kThreadsVariable = "VIX_PRORES_THREADS";
+
 /// Threads of one codec handle. The thread that calls ParallelFor() works too, so a pool of one
 /// thread starts none. A pool is used by one thread at a time; threads end with the pool.
 class WorkerPool {
  public:
-  /// @param threads threads that work at the same time, the calling one included; 0 = one per
-  ///                processor. No thread is started yet.
+  /// @param threads threads that work at the same time, the calling one included; 0 = as many as
+  ///                the environment names (kThreadsVariable), or one per processor. No thread is
+  ///                started yet.
   explicit WorkerPool(std::uint32_t threads);
   ~WorkerPool();
 
@@ -65,11 +70,12 @@ class WorkerPool {
   std::mutex mutex_;
   std::condition_variable wake_;  // a job is there, or the pool ends
   std::condition_variable idle_;  // no worker is inside the job any more
-  // Guarded by mutex_:
-  Job* job_ = nullptr;           // open to workers; null between jobs
-  std::uint64_t jobNumber_ = 0;  // tells a worker whether it has been in the current job
-  std::uint32_t working_ = 0;    // workers inside the job, the calling thread not counted
-  bool ending_ = false;
+  // Written under mutex_; the atomic ones are also watched without it for a while before a thread
+  // goes to sleep, because jobs follow each other within microseconds.
+  Job* job_ = nullptr;                       // open to workers; null between jobs
+  std::atomic<std::uint64_t> jobNumber_{0};  // tells a worker whether it has been in the job
+  std::atomic<std::uint32_t> working_{0};    // workers inside the job, without the calling thread
+  std::atomic<bool> ending_{false};
 
   std::vector<std::jthread> workers_;  // used by the pool's caller only
 };

@@ -13,6 +13,11 @@
  * Every frame call returns when its frame is complete. The same input gives the same bytes and
  * the same picture for every thread count and on every CPU.
  *
+ * Two environment variables are read when a handle is opened: VIX_PRORES_THREADS is the number of
+ * threads of handles that are opened with 0 of them (unset: one per processor); VIX_PRORES_CPU
+ * ("scalar", "sse4", "avx2" or "avx512") keeps to instructions of that level even where the
+ * processor has more.
+ *
  * No call throws, aborts or prints. No call reads outside `[frame, frame + frameBytes)` or the rows
  * of the source picture, or writes outside the destination, whatever the bytes say.
  */
@@ -97,8 +102,8 @@ typedef struct PixelBufferRecord {
 /**
  * Opens an encoder. Nothing is known of the stream yet: variant, size and format come with every
  * frame.
- * @param numThreads threads that code slices, the calling thread included; 0 = one per processor;
- *                   a negative value is refused.
+ * @param numThreads threads that code slices, the calling thread included; 0 = automatic; a
+ *                   negative value is refused.
  * @param reserved   must be null.
  * @return the encoder, to be closed with WPRCloseEncoder(), or null.
  */
@@ -133,8 +138,8 @@ WPR_API void WPRCloseEncoder(WPREncoderHandle encoder);
 
 /**
  * Opens a decoder.
- * @param numThreads threads that decode slices, the calling thread included; 0 = one per processor;
- *                   a negative value is refused.
+ * @param numThreads threads that decode slices, the calling thread included; 0 = automatic; a
+ *                   negative value is refused.
  * @param reserved   must be null.
  * @return the decoder, to be closed with WPRCloseDecoder(), or null.
  */

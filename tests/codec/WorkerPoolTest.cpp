@@ -4,6 +4,7 @@
 
 #include <algorithm>
 #include <atomic>
+#include <cstdlib>
 #include <thread>
 #include <vector>
 
@@ -75,6 +76,22 @@ TEST(WorkerPool, UsesItsThreadsAtTheSameTime) {
 TEST(WorkerPool, TakesOneThreadPerProcessorForZero) {
   WorkerPool pool(0);
   EXPECT_EQ(pool.StartWorkers(10000), std::max(1u, std::thread::hardware_concurrency()));
+}
+
+TEST(WorkerPool, TakesTheNumberOfThreadsOfTheEnvironmentForZero) {
+  const auto threadsWith = [](const char* text) {
+    setenv(kThreadsVariable, text, 1);
+    return WorkerPool(0).StartWorkers(10000);
+  };
+  EXPECT_EQ(threadsWith("1"), 1u);
+  EXPECT_EQ(threadsWith("3"), 3u);
+  const std::uint32_t usual = std::max(1u, std::thread::hardware_concurrency());
+  for (const char* const text : {"", "0", "-1", "4097", "99999999999", "2 ", "two"}) {
+    EXPECT_EQ(threadsWith(text), usual) << text;
+  }
+  setenv(kThreadsVariable, "3", 1);
+  EXPECT_EQ(WorkerPool(2).StartWorkers(10000), 2u);
+  unsetenv(kThreadsVariable);
 }
 
 /// While it lives no thread can be started: the default stack is larger than the address space.
