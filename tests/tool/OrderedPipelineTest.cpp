@@ -1,0 +1,236 @@
+// SPDX-License-Identifier: BSD-2-Clause
+#include <gmock/gmock.h>
+#include <gtest/gtest.h>
+
+#include <algorithm>
+#include <atomic>
+#include <chrono>
+#include <memory>
+#include <numeric>
+#include <set>
+#include <stdexcept>
+#include <string>
+#include <thread>
+#include <vector>
+
+#include "OrderedPipeline.h"
+
+namespace vixprores {
+namespace {
+
+using testing::ElementsAre;
+
+// A pipeline whose items are numbers, and what became of them. Each test bends one stage.
+class OrderedPipelineOf : public testing::TestWithParam<unsigned> {
+ protected:
+  using Stages = PipelineStages<int>;
+
+  // Stages for the numbers 0 to `count` - 1, which `written_` collects.
+  Stages CountTo(int count) {
+    return {[this, count]() -> std::optional<int> {
+              if (next_ == count) return std::nullopt;
+              return next_++;
+            },
+            [](int& /*item*/, unsigned /*worker*/) {},
+            [this](int& item, const std::exception_ptr& failure) {
+              if (failure) std::rethrow_exception(failure);
+              written_.push_back(item);
+            },
+            {}};
+  }
+
+  static void Run(Stages stages, std::size_t mostInFlight = 2 * std::size_t{GetParam()}) {
+    OrderedPipeline<int>(std::move(stages), GetParam(), mostInFlight).Run();
+  }
+
+  // What the run throws; empty when it does not.
+  static std::string FailureOf(Stages stages) {
+    try {
+      Run(std::move(stages));
+    } catch (const std::runtime_error& error) {
+      return error.what();
+    }
+    return {};
+  }
+
+  static std::vector<int> NumbersUpTo(int count) {
+    std::vector<int> numbers(static_cast<std::size_t>(count));
+    std::iota(numbers.begin(), numbers.end(), 0);
+    return numbers;
+  }
+
+  // Some items take long, so that they are overtaken.
+  static void Dawdle(int item) {
+    if (item % 3 == 0) std::this_thread::sleep_for(std::chrono::milliseconds(1));
+  }
+
+  int next_ = 0;
+  std::vector<int> written_;
+};
+
+TEST_P(OrderedPipelineOf, WritesInTheOrderOfReading) {
+  Stages stages = CountTo(100);
+  stages.process = [](int& item, unsigned /*worker*/) {
+    Dawdle(item);
+    item *= 2;
+  };
+  Run(stages);
+  auto expected = NumbersUpTo(100);
+  for (int& number : expected) number *= 2;
+  EXPECT_EQ(written_, expected);
+}
+
+TEST_P(OrderedPipelineOf, NothingIsFine) {
+  Run(CountTo(0));
+  EXPECT_TRUE(written_.empty());
+}
+
+TEST_P(OrderedPipelineOf, OneSlotIsEnough) {
+  Run(CountTo(20), 1);
+  EXPECT_EQ(written_, NumbersUpTo(20));
+}
+
+TEST_P(OrderedPipelineOf, TheFirstFailureInOrderWins) {
+  Stages stages = CountTo(40);
+  // The later failure happens first in time.
+  stages.process = [](int& item, unsigned /*worker*/) {
+    if (item == 10) std::this_thread::sleep_for(std::chrono::milliseconds(20));
+    if (item == 10 || item == 11) throw std::runtime_error(std::to_string(item));
+  };
+  EXPECT_EQ(FailureOf(stages), "10");
+  EXPECT_EQ(written_, NumbersUpTo(10));
+}
+
+TEST_P(OrderedPipelineOf, WritesWhatWasReadBeforeAFailureOfReading) {
+  Stages stages = CountTo(40);
+  stages.read = [read = stages.read, this]() {
+    if (next_ == 7) throw std::runtime_error("unreadable");
+    return read();
+  };
+  stages.process = [](int& item, unsigned /*worker*/) { Dawdle(item); };
+  EXPECT_EQ(FailureOf(stages), "unreadable");
+  EXPECT_EQ(written_, NumbersUpTo(7));
+}
+
+TEST_P(OrderedPipelineOf, AFailureOfProcessingComesBeforeALaterOneOfReading) {
+  Stages stages = CountTo(40);
+  stages.read = [read = stages.read, this]() {
+    if (next_ == 7) throw std::runtime_error("unreadable");
+    return read();
+  };
+  stages.process = [](int& item, unsigned /*worker*/) {
+    if (item != 6) return;
+    std::this_thread::sleep_for(std::chrono::milliseconds(20));
+    throw std::runtime_error("unprocessable");
+  };
+  EXPECT_EQ(FailureOf(stages), "unprocessable");
+  EXPECT_EQ(written_, NumbersUpTo(6));
+}
+
+TEST_P(OrderedPipelineOf, NothingIsWrittenBehindAFailureOfWriting) {
+  Stages stages = CountTo(1000);
+  stages.write = [write = stages.write](int& item, const std::exception_ptr& failure) {
+    if (item == 5) throw std::runtime_error("unwritable");
+    write(item, failure);
+  };
+  EXPECT_EQ(FailureOf(stages), "unwritable");
+  EXPECT_EQ(written_, NumbersUpTo(5));
+  EXPECT_LE(next_, 5 + 2 * static_cast<int>(GetParam())) << "reading went on";
+}
+
+TEST_P(OrderedPipelineOf, AFailureWakesAReadThatWaits) {
+  std::atomic<bool> stopped = false;
+  Stages stages = CountTo(1);
+  stages.read = [read = stages.read, &stopped]() {
+    auto item = read();
+    while (!item && GetParam() > 1 && !stopped) std::this_thread::yield();
+    return item;
+  };
+  stages.write = [](int& /*item*/, const std::exception_ptr& /*failure*/) {
+    throw std::runtime_error("unwritable");
+  };
+  stages.stopReading = [&stopped] { stopped = true; };
+  EXPECT_EQ(FailureOf(stages), "unwritable");
+}
+
+TEST_P(OrderedPipelineOf, KeepsWithinItsSlots) {
+  std::atomic<int> inFlight = 0;
+  std::atomic<int> most = 0;
+  Stages stages = CountTo(200);
+  stages.read = [read = stages.read, &inFlight, &most]() {
+    auto item = read();
+    if (item) most = std::max(most.load(), ++inFlight);
+    return item;
+  };
+  stages.process = [](int& item, unsigned /*worker*/) { Dawdle(item); };
+  stages.write = [write = stages.write, &inFlight](int& item, const std::exception_ptr& failure) {
+    --inFlight;
+    write(item, failure);
+  };
+  Run(stages, 3);
+  EXPECT_LE(most, 3);
+  EXPECT_EQ(written_, NumbersUpTo(200));
+}
+
+TEST_P(OrderedPipelineOf, NoWorkerIsGivenTwoItemsAtATime) {
+  std::vector<std::atomic<int>> working(GetParam());
+  std::atomic<bool> overlapped = false;
+  Stages stages = CountTo(100);
+  stages.process = [&](int& item, unsigned worker) {
+    if (++working.at(worker) != 1) overlapped = true;
+    Dawdle(item);
+    --working.at(worker);
+  };
+  Run(stages);
+  EXPECT_FALSE(overlapped);
+}
+
+TEST_P(OrderedPipelineOf, WorkersWorkAtTheSameTime) {
+  std::atomic<unsigned> arrived = 0;
+  Stages stages = CountTo(static_cast<int>(GetParam()));
+  // Nobody goes on before all are there.
+  stages.process = [&arrived](int& /*item*/, unsigned /*worker*/) {
+    ++arrived;
+    while (arrived < GetParam()) std::this_thread::yield();
+  };
+  Run(stages);
+  EXPECT_EQ(written_, NumbersUpTo(static_cast<int>(GetParam())));
+}
+
+TEST_P(OrderedPipelineOf, LetsGoOfAnItemOnceItIsWritten) {
+  std::weak_ptr<int> last;
+  int next = 0;
+  PipelineStages<std::shared_ptr<int>> stages;
+  stages.read = [&]() -> std::optional<std::shared_ptr<int>> {
+    // With one slot the item before is gone.
+    EXPECT_TRUE(last.expired());
+    if (next == 10) return std::nullopt;
+    auto item = std::make_shared<int>(next++);
+    last = item;
+    return item;
+  };
+  stages.process = [](std::shared_ptr<int>& /*item*/, unsigned /*worker*/) {};
+  stages.write = [](std::shared_ptr<int>& /*item*/, const std::exception_ptr& /*failure*/) {};
+  OrderedPipeline<std::shared_ptr<int>>(stages, GetParam(), 1).Run();
+  EXPECT_EQ(next, 10);
+}
+
+TEST(OrderedPipeline, OneWorkerStaysOnTheCallingThread) {
+  std::set<std::thread::id> threads;
+  int next = 0;
+  const auto note = [&threads] { threads.insert(std::this_thread::get_id()); };
+  PipelineStages<int> stages;
+  stages.read = [&]() -> std::optional<int> {
+    note();
+    return next == 5 ? std::nullopt : std::optional<int>(next++);
+  };
+  stages.process = [&](int& /*item*/, unsigned /*worker*/) { note(); };
+  stages.write = [&](int& /*item*/, const std::exception_ptr& /*failure*/) { note(); };
+  OrderedPipeline<int>(stages, 1, 2).Run();
+  EXPECT_THAT(threads, ElementsAre(std::this_thread::get_id()));
+}
+
+INSTANTIATE_TEST_SUITE_P(Threads, OrderedPipelineOf, testing::Values(1, 2, 3, 5, 8));
+
+}  // namespace
+}  // namespace vixprores
