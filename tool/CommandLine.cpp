@@ -5,6 +5,7 @@
 #include <functional>
 #include <utility>
 
+#include "CodecEnvironment.h"
 #include "Errors.h"
 
 namespace vixprores {
@@ -27,10 +28,29 @@ struct HeadlessOptions {
   bool AnyGiven() const { return !fourcc.empty() || !size.empty() || !rate.empty() || interlaced; }
 };
 
+std::string RequireCpuLevel(const std::string& name) {
+  if (IsCpuLevelName(name)) return name;
+  throw UsageError("'" + name + "' is no CPU level; the levels are " + CpuLevelNames());
+}
+
 void AddHostOptions(CLI::App& command, HostOptions& options) {
   command.add_option("--plugin", options.plugin, "Plug-in to load, instead of the installed one")
       ->type_name("PATH");
   command.add_flag("--verbose", options.verbose, "Show log records on standard error");
+}
+
+void AddMachineOptions(CLI::App& command, MachineOptions& options) {
+  command
+      .add_option("--threads", options.threads,
+                  "Threads to code with, each on a frame of its own; 0 = one per processor. Two "
+                  "frames per thread are in memory")
+      ->check(CLI::Range(0, kMostThreads).description(""))
+      ->type_name("N");
+  command
+      .add_option_function<std::string>(
+          "--cpu", [&options](const std::string& level) { options.cpu = RequireCpuLevel(level); },
+          "Instructions to use at most: " + CpuLevelNames() + "; the output is always the same")
+      ->type_name("LEVEL");
 }
 
 void AddTranscodeOptions(CLI::App& command, TranscodeOptions& options, const char* input,
@@ -46,6 +66,7 @@ void AddTranscodeOptions(CLI::App& command, TranscodeOptions& options, const cha
   command.add_flag("--overwrite", options.overwrite, "Replace an existing output");
   command.add_flag("--json", options.json, "Print the summary as JSON");
   command.add_flag("--quiet", options.quiet, "Print neither progress nor summary");
+  AddMachineOptions(command, options);
   AddHostOptions(command, options);
 }
 
@@ -63,9 +84,6 @@ void AddEncode(CLI::App& app, EncodeOptions& options, HeadlessOptions& headless)
           "proxy, lt, 422 or hq; 422 when not given")
       ->check(CLI::IsMember({"proxy", "lt", "422", "hq"}).description(""))
       ->type_name("NAME");
-  command.add_option("--threads", options.threads, "Threads to encode with; 0 = one per processor")
-      ->check(CLI::Range(0, kMostThreads).description(""))
-      ->type_name("N");
   const char* const group = "Headless input (frames and nothing else)";
   command.add_option("--fourcc", headless.fourcc, "Pixel format: UYVY or V210")
       ->type_name("CODE")

@@ -18,8 +18,14 @@ struct HostOptions {
   bool verbose = false;               ///< log records and container messages on standard error
 };
 
+/// How much of the machine is used.
+struct MachineOptions {
+  int threads = 0;                 ///< 0 = one per processor
+  std::optional<std::string> cpu;  ///< level of instructions; none = as the environment says
+};
+
 /// What encode and decode share.
-struct TranscodeOptions : HostOptions {
+struct TranscodeOptions : HostOptions, MachineOptions {
   std::string input;   ///< "-" = standard input
   std::string output;  ///< "-" = standard output
   std::optional<FrameRange> frames;
@@ -30,7 +36,6 @@ struct TranscodeOptions : HostOptions {
 
 struct EncodeOptions : TranscodeOptions {
   const ProResVariant* variant = nullptr;
-  int threads = 0;  ///< 0 = one per processor
   std::optional<HeadlessFormat> headless;
 };
 

@@ -1,4 +1,5 @@
 // SPDX-License-Identifier: BSD-2-Clause
+#include "CodecEnvironment.h"
 #include "Commands.h"
 #include "Transcode.h"
 
@@ -22,7 +23,8 @@ StreamFormat DecodedFormat(StreamFormat source, const DecodeOptions& options) {
   return source;
 }
 
-vix::ElementDriver MakeDecoder(const DecodeOptions& options) {
+vix::ElementDriver MakeDecoder(const DecodeOptions& options, int threads) {
+  SetAutomaticThreads(threads);  // the element has no parameter for them
   auto decoder = MakeProResElement(vix::ElementFactoryType::VideoDecoder);
   const auto config = decoder.CreateConfig();
   config->SetBool("SkipField", options.skipField);
@@ -35,9 +37,10 @@ vix::ElementDriver MakeDecoder(const DecodeOptions& options) {
 
 void Decode(const DecodeOptions& options, RunReport& report) {
   const OutputFormat& output = FindRawVideoOutput(options.output);
-  auto reader = OpenProRes(options.input);
+  auto reader = OpenProRes(options.input, options.skipField);
   const StreamFormat result = DecodedFormat(reader->GetFormat(), options);
-  Transcode(options, {std::move(reader), MakeDecoder(options), result, output}, report);
+  const auto makeElement = [&options](int threads) { return MakeDecoder(options, threads); };
+  Transcode(options, {std::move(reader), makeElement, result, output}, report);
 }
 
 }  // namespace vixprores

@@ -13,10 +13,10 @@ StreamFormat EncodedFormat(StreamFormat source, const ProResVariant& variant) {
   return source;
 }
 
-vix::ElementDriver MakeEncoder(const EncodeOptions& options) {
+vix::ElementDriver MakeEncoder(const EncodeOptions& options, int threads) {
   auto encoder = MakeProResElement(vix::ElementFactoryType::VideoEncoder);
   const auto config = encoder.CreateConfig();
-  config->SetInt("NumThreads", options.threads);
+  config->SetInt("NumThreads", threads);
   config->SetProResCodecVariant("ProResCodecVariant", options.variant->variant);
   encoder.Configure(config);
   return encoder;
@@ -30,7 +30,8 @@ void Encode(const EncodeOptions& options, RunReport& report) {
   const StreamFormat& source = reader->GetFormat();
   CheckEncodable(source, reader->GetName());
   const StreamFormat result = EncodedFormat(source, *options.variant);
-  Transcode(options, {std::move(reader), MakeEncoder(options), result, output}, report);
+  const auto makeElement = [&options](int threads) { return MakeEncoder(options, threads); };
+  Transcode(options, {std::move(reader), makeElement, result, output}, report);
 }
 
 }  // namespace vixprores

@@ -11,7 +11,6 @@
 #include "RawContainerReader.h"
 #include "Y4mHeader.h"
 #include "Y4mReader.h"
-#include "vix/WorkflowStepImplementation.h"
 
 namespace vixprores {
 
@@ -25,18 +24,8 @@ std::unique_ptr<FrameReader> OpenRawVideo(const std::string& path,
   return std::make_unique<RawContainerReader>(std::move(file));
 }
 
-std::unique_ptr<FrameReader> OpenProRes(const std::string& path) {
-  return std::make_unique<ProResReader>(std::make_unique<InputFile>(path));
-}
-
-FramePool::FramePool()
-    : allocator_(vix::ImplementElement<vix::ElementFactoryType::MemoryBlockAllocator>(
-          "vix", "Recycler", nullptr)) {}
-
-std::shared_ptr<vix::IBuffer> FramePool::MakeFrame(std::uint32_t bytes) const {
-  auto frame = vix::CreateBuffer(allocator_, nullptr);
-  frame->Allocate(bytes);
-  return frame;
+std::unique_ptr<FrameReader> OpenProRes(const std::string& path, bool sameScan) {
+  return std::make_unique<ProResReader>(std::make_unique<InputFile>(path), sameScan);
 }
 
 }  // namespace vixprores

@@ -12,8 +12,8 @@
 
 namespace vixprores {
 
-/// Hands out the frames of one video stream in their order. Used by one thread; the buffers may be
-/// used and dropped on any thread and may outlive the reader.
+/// Hands out the frames of one video stream in their order. Used by one thread at a time; the
+/// buffers may be used and dropped on any thread and may outlive the reader.
 class FrameReader {
  public:
   virtual ~FrameReader() = default;
@@ -30,6 +30,11 @@ class FrameReader {
   /// The next frame, or null at the end. A frame that is damaged or missing is a Failure that names
   /// the input, the frame, and what was found.
   virtual std::shared_ptr<vix::IBuffer> Read() = 0;
+  /// What the element takes, made of a frame as Read() gave it. May be called from any thread,
+  /// several at once, also while another one reads.
+  virtual std::shared_ptr<vix::IBuffer> Unpack(std::shared_ptr<vix::IBuffer> frame) const {
+    return frame;
+  }
 };
 
 /// Describes a headless input: frames one behind the other and nothing else.
@@ -48,17 +53,8 @@ std::unique_ptr<FrameReader> OpenRawVideo(const std::string& path,
                                           const std::optional<HeadlessFormat>& headless);
 /// Opens the ProRes track of a container. Size and field order are those of the first frame's
 /// header; what the container does not tell of the rest comes from there too.
-std::unique_ptr<FrameReader> OpenProRes(const std::string& path);
-
-/// New buffers of `bytes` bytes whose memory is recycled.
-class FramePool {
- public:
-  FramePool();
-  std::shared_ptr<vix::IBuffer> MakeFrame(std::uint32_t bytes) const;
-
- private:
-  std::shared_ptr<vix::IMemoryBlockAllocator> allocator_;
-};
+/// @param sameScan refuses frames that are not scanned as the first one
+std::unique_ptr<FrameReader> OpenProRes(const std::string& path, bool sameScan);
 
 }  // namespace vixprores
 

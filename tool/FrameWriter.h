@@ -11,11 +11,17 @@
 
 namespace vixprores {
 
-/// Writes the frames of one video stream to an OutputFile. Used by one thread. A failing operation
-/// is a Failure that names the output.
+/// Writes the frames of one video stream to an OutputFile. Used by one thread at a time. A failing
+/// operation is a Failure that names the output.
 class FrameWriter {
  public:
   virtual ~FrameWriter() = default;
+  /// What Write() takes, made of a frame as the element gave it. May be called from any thread,
+  /// several at once, also while another one writes.
+  virtual std::shared_ptr<const vix::IVideoSample> Pack(
+      std::shared_ptr<const vix::IVideoSample> frame) const {
+    return frame;
+  }
   /// Writes one frame; its time is that of its first time limit. The writer may hold on to it.
   virtual void Write(const std::shared_ptr<const vix::IVideoSample>& frame) = 0;
   /// Completes the output, which stays open. No frame may follow.

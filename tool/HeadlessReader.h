@@ -2,6 +2,7 @@
 #ifndef TOOL_HEADLESSREADER_H
 #define TOOL_HEADLESSREADER_H
 
+#include "FramePool.h"
 #include "FrameReader.h"
 #include "InputFile.h"
 

@@ -2,10 +2,12 @@
 #include "InputFile.h"
 
 #include <fcntl.h>
+#include <poll.h>
 #include <sys/stat.h>
 #include <unistd.h>
 
 #include <algorithm>
+#include <array>
 #include <cerrno>
 #include <cstring>
 #include <system_error>
@@ -32,8 +34,9 @@ InputFile::InputFile(const std::string& path)
     close(descriptor_);
     FailWithErrno(name_, error != 0 ? error : EISDIR);
   }
+  mayWait_ = !S_ISREG(status.st_mode);
   // A redirected file may be positioned behind its start: it is then read on from there, as a pipe.
-  if (S_ISREG(status.st_mode) && lseek(descriptor_, 0, SEEK_CUR) == 0) size_ = status.st_size;
+  if (!mayWait_ && lseek(descriptor_, 0, SEEK_CUR) == 0) size_ = status.st_size;
 }
 
 InputFile::~InputFile() {
@@ -47,7 +50,17 @@ bool InputFile::IsSameFile(const std::string& path) const {
          S_ISREG(ours.st_mode) && ours.st_dev == theirs.st_dev && ours.st_ino == theirs.st_ino;
 }
 
+void InputFile::WaitForInput() const {
+  std::array<pollfd, 2> descriptors{{{descriptor_, POLLIN, 0}, {InterruptDescriptor(), POLLIN, 0}}};
+  while (poll(descriptors.data(), descriptors.size(), -1) < 0) {
+    if (errno != EINTR) FailWithErrno(name_, errno);
+  }
+  // What is there already is taken first: it may complete a frame.
+  if (descriptors[0].revents == 0) throw Interrupted();
+}
+
 std::size_t InputFile::ReadFromSystem(std::span<std::uint8_t> destination) {
+  if (mayWait_) WaitForInput();
   for (;;) {
     const ssize_t bytes = read(descriptor_, destination.data(), destination.size());
     if (bytes >= 0) return static_cast<std::size_t>(bytes);

@@ -11,7 +11,7 @@
 
 namespace vixprores {
 
-/// The bytes of a file or of standard input ("-"). Used by one thread.
+/// The bytes of a file or of standard input ("-"). Used by one thread at a time.
 /// A failing read is a Failure that names the file; a wait for input that the user breaks off is
 /// an Interrupted.
 class InputFile {
@@ -43,10 +43,12 @@ class InputFile {
   std::int64_t GetPosition() const { return position_; }
 
  private:
+  void WaitForInput() const;
   std::size_t ReadFromSystem(std::span<std::uint8_t> destination);
 
   std::string name_;
   int descriptor_;
+  bool mayWait_;  ///< bytes may yet have to come, as on a pipe
   std::optional<std::int64_t> size_;
   std::int64_t position_ = 0;
   std::vector<std::uint8_t> peeked_;  ///< bytes from position_ on that were read ahead

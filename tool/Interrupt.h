@@ -9,8 +9,16 @@ namespace vixprores {
 /// errors.
 void InstallSignalHandlers();
 
-/// True once the user has asked to stop. May be called from any thread.
+/// Asks the program to stop, as a signal does. May be called from any thread.
+void RequestInterrupt();
+
+/// True once the program was asked to stop. May be called from any thread.
 bool InterruptRequested();
+
+/// A descriptor that is readable once the program was asked to stop, for poll(): a signal breaks
+/// off the waiting of one thread only. Negative, which poll() passes over, before
+/// InstallSignalHandlers().
+int InterruptDescriptor();
 
 }  // namespace vixprores
 

@@ -8,6 +8,7 @@
 #include <type_traits>
 #include <variant>
 
+#include "CodecEnvironment.h"
 #include "CommandLine.h"
 #include "Commands.h"
 #include "Errors.h"
@@ -57,6 +58,7 @@ int RunTranscode(const Options& options, const char* command,
   // Outside: an exception of the plug-in needs the plug-in's code until it is dealt with.
   std::shared_ptr<vix::IPlugin> plugin;
   try {
+    if (options.cpu) SetCpuLevel(*options.cpu);
     plugin = LoadProResPlugin(options.plugin);
     work(options, report);
   } catch (const UsageError&) {

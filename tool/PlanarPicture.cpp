@@ -3,7 +3,10 @@
 
 #include <algorithm>
 #include <cstring>
+#include <string>
 #include <vector>
+
+#include "Errors.h"
 
 namespace vixprores {
 namespace {
@@ -13,6 +16,8 @@ namespace {
 constexpr std::size_t kComponentsPerPair = 4;
 constexpr std::size_t kComponentsPerWord = 3;
 constexpr std::uint32_t kLargest10Bit = 1023;
+// What a frame is written as has a header line in front.
+constexpr std::size_t kLargestPicture = UINT32_MAX - 64;
 
 struct Geometry {
   explicit Geometry(const StreamFormat& format)
@@ -139,8 +144,13 @@ bool Has10Bits(const StreamFormat& format) {
 
 }  // namespace
 
-std::size_t PlanarBytes(const StreamFormat& format) {
-  return Geometry(format).Samples() * (Has10Bits(format) ? 2 : 1);
+std::uint32_t PlanarBytes(const StreamFormat& format) {
+  const std::size_t bytes = Geometry(format).Samples() * (Has10Bits(format) ? 2 : 1);
+  if (bytes > kLargestPicture) {
+    throw Failure("Y4M pictures of " + DescribeSize(format.width, format.height) + " have " +
+                  std::to_string(bytes) + " bytes each, more than 32 bits of them");
+  }
+  return static_cast<std::uint32_t>(bytes);
 }
 
 void PackPicture(const StreamFormat& format, std::span<const std::uint8_t> planar,

@@ -16,8 +16,8 @@
 
 namespace vixprores {
 
-/// Bytes of a planar picture of that format.
-std::size_t PlanarBytes(const StreamFormat& format);
+/// Bytes of a planar picture of that format. Refuses, with a Failure, more than a buffer holds.
+std::uint32_t PlanarBytes(const StreamFormat& format);
 
 /// Packs a planar picture of PlanarBytes() bytes into one of `format.FrameBytes()` bytes. Where a
 /// row ends inside a group the last pixel is repeated in it; the padding behind is zero.

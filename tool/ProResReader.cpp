@@ -77,7 +77,8 @@ StreamFormat Combine(StreamFormat container, const prores::FrameHeader& header) 
 
 }  // namespace
 
-ProResReader::ProResReader(std::unique_ptr<InputFile> file) : track_(std::move(file)) {
+ProResReader::ProResReader(std::unique_ptr<InputFile> file, bool sameScan)
+    : track_(std::move(file)), sameScan_(sameScan) {
   const AVCodecParameters& parameters = track_.GetParameters();
   if (parameters.codec_id != AV_CODEC_ID_PRORES) {
     throw Failure(track_.GetName() + ": its video track is " +
@@ -114,6 +115,10 @@ void ProResReader::CheckFrame(const vix::IBuffer& frame) const {
                            " although the stream began with " +
                            DescribeSize(format_.width, format_.height) +
                            "; decode the parts one by one with --frames");
+  }
+  const bool isInterlaced = header->interlaceMode != prores::InterlaceMode::kProgressive;
+  if (sameScan_ && isInterlaced != format_.IsInterlaced()) {
+    track_.FailAtLastFrame("is scanned otherwise than the first one; leave out --skip-field");
   }
 }
 

@@ -10,7 +10,8 @@ namespace vixprores {
 /// Reads the ProRes frames of a container. The buffers are the container library's own packets.
 class ProResReader : public FrameReader {
  public:
-  explicit ProResReader(std::unique_ptr<InputFile> file);
+  /// @param sameScan refuses frames that are not scanned as the first one
+  ProResReader(std::unique_ptr<InputFile> file, bool sameScan);
 
   const StreamFormat& GetFormat() const override { return format_; }
   const std::string& GetName() const override { return track_.GetName(); }
@@ -23,6 +24,7 @@ class ProResReader : public FrameReader {
   void CheckFrame(const vix::IBuffer& frame) const;
 
   ContainerTrack track_;
+  bool sameScan_;
   StreamFormat format_;
   std::shared_ptr<vix::IBuffer> first_;  ///< until Read() hands it out
 };

@@ -4,6 +4,7 @@
 #include <chrono>
 #include <cstdint>
 #include <cstdio>
+#include <exception>
 #include <stdexcept>
 #include <utility>
 
@@ -11,6 +12,7 @@
 #include "FrameStamp.h"
 #include "FrameWriter.h"
 #include "Interrupt.h"
+#include "OrderedPipeline.h"
 #include "OutputFile.h"
 
 namespace vixprores {
@@ -51,13 +53,23 @@ void PrintNotes(const TranscodeOptions& options, const TranscodePlan& plan) {
   }
 }
 
+// A frame on its way from the input to the output.
+struct Frame {
+  std::int64_t number = 0;  // in the input
+  std::shared_ptr<vix::IBuffer> source;
+  std::uint64_t sourceBytes = 0;
+  std::shared_ptr<const vix::IVideoSample> result;  // as the writer takes it
+  std::uint64_t resultBytes = 0;
+};
+
 class Run {
  public:
   Run(const TranscodeOptions& options, TranscodePlan plan, RunReport& report)
       : options_(options),
+        range_(options.frames.value_or(FrameRange{0, kEndless})),
         reader_(std::move(plan.reader)),
         total_(CountFramesToWrite(options, *reader_)),
-        element_(std::move(plan.element), reader_->GetFormat()),
+        elements_(plan.makeElement, reader_->GetFormat(), ShareThreads(options.threads, total_)),
         file_(options.output, options.overwrite),
         writer_(MakeFrameWriter(file_, plan.output, plan.result)),
         progress_(!options.quiet),
@@ -66,17 +78,15 @@ class Run {
 
   // Returns false when the user asked to stop.
   bool ProcessFrames() {
+    PipelineStages<Frame> stages;
+    stages.read = [this] { return Read(); };
+    stages.process = [this](Frame& frame, unsigned element) { Code(frame, element); };
+    stages.write = [this](const Frame& frame, const std::exception_ptr& failure) {
+      Write(frame, failure);
+    };
+    stages.stopReading = RequestInterrupt;
     try {
-      const FrameRange range = options_.frames.value_or(FrameRange{0, kEndless});
-      for (std::int64_t number = 0; number <= range.last; ++number) {
-        if (InterruptRequested()) return false;
-        auto frame = reader_->Read();
-        if (!frame) {
-          if (options_.frames || number == 0) FailAtEnd(range, number);
-          break;
-        }
-        if (number >= range.first) Process(std::move(frame), number);
-      }
+      OrderedPipeline<Frame>(stages, elements_.GetSize(), elements_.GetMostInFlight()).Run();
       return true;
     } catch (const Interrupted&) {
       return false;
@@ -105,41 +115,69 @@ class Run {
  private:
   static constexpr std::int64_t kEndless = INT64_MAX - 1;
 
-  [[noreturn]] void FailAtEnd(const FrameRange& range, std::int64_t count) const {
-    if (count == 0) throw Failure(reader_->GetName() + ": holds no frames");
-    FailPastTheEnd(reader_->GetName(), range, count);
+  // The next frame of the range.
+  std::optional<Frame> Read() {
+    while (framesRead_ <= range_.last) {
+      if (InterruptRequested()) throw Interrupted();
+      auto source = reader_->Read();
+      if (!source) {
+        CheckEnd();
+        return std::nullopt;
+      }
+      const std::int64_t number = framesRead_++;
+      if (number >= range_.first) return Frame{number, std::move(source), 0, nullptr, 0};
+    }
+    return std::nullopt;
   }
 
-  void Process(std::shared_ptr<vix::IBuffer> frame, std::int64_t number) {
-    report_.sourceBytes += frame->GetSize();
-    std::shared_ptr<const vix::IVideoSample> sample;
+  void CheckEnd() const {
+    if (framesRead_ == 0) throw Failure(reader_->GetName() + ": holds no frames");
+    if (options_.frames) FailPastTheEnd(reader_->GetName(), range_, framesRead_);
+  }
+
+  // May be called from any thread, several at once.
+  void Code(Frame& frame, unsigned element) {
+    auto source = reader_->Unpack(std::move(frame.source));
+    frame.sourceBytes = source->GetSize();
+    const auto sample = Process(std::move(source), frame.number, element);
+    const auto buffer = sample->GetBuffer();
+    if (report_.result.IsRaw()) {
+      PrepareRaw(*buffer, frame.number);
+    } else {
+      StampFrameHeader(report_.result, *buffer);
+    }
+    frame.resultBytes = buffer->GetSize();
+    frame.result = writer_->Pack(sample);
+  }
+
+  std::shared_ptr<const vix::IVideoSample> Process(std::shared_ptr<vix::IBuffer> source,
+                                                   std::int64_t number, unsigned element) {
     try {
-      sample = element_.Process(std::move(frame), report_.frames);
+      return elements_.Process(element, std::move(source), number - range_.first);
     } catch (const std::runtime_error& error) {
       const char* const advice =
           report_.result.IsRaw() ? "; --frames decodes the ones before and behind it" : "";
       throw Failure(reader_->GetName() + ": frame " + std::to_string(number) + ": " + error.what() +
                     advice);
     }
-    const auto buffer = sample->GetBuffer();
-    if (report_.result.IsRaw()) {
-      PrepareRaw(*buffer, number);
-    } else {
-      StampFrameHeader(report_.result, *buffer);
-    }
-    writer_->Write(sample);
-    report_.resultBytes += buffer->GetSize();
-    ++report_.frames;
-    StopClock();
-    progress_.Update(report_, total_);
   }
 
   void PrepareRaw(const vix::IBuffer& frame, std::int64_t number) const {
     if (frame.GetSize() != report_.result.FrameBytes()) {
       throw Failure(reader_->GetName() + ": frame " + std::to_string(number) +
-                    " is scanned otherwise than the first one; leave out --skip-field");
+                    " is not of the size of the first one");
     }
     ClearRowPadding(report_.result, frame.GetData());
+  }
+
+  void Write(const Frame& frame, const std::exception_ptr& failure) {
+    report_.sourceBytes += frame.sourceBytes;
+    if (failure) std::rethrow_exception(failure);
+    writer_->Write(frame.result);
+    report_.resultBytes += frame.resultBytes;
+    ++report_.frames;
+    StopClock();
+    progress_.Update(report_, total_);
   }
 
   void StopClock() {
@@ -147,13 +185,15 @@ class Run {
   }
 
   const TranscodeOptions& options_;
+  FrameRange range_;
   std::unique_ptr<FrameReader> reader_;
   std::optional<std::int64_t> total_;
-  ElementStream element_;
+  ElementTeam elements_;
   OutputFile file_;
   std::unique_ptr<FrameWriter> writer_;
   ProgressLine progress_;
   RunReport& report_;
+  std::int64_t framesRead_ = 0;  // those in front of the range included
   steady_clock::time_point start_;
 };
 

@@ -19,11 +19,11 @@ Y4mReader::Y4mReader(std::unique_ptr<InputFile> file)
     : file_(std::move(file)),
       format_(ParseY4mHeader(ReadLine(), file_->GetName())),
       packedBytes_(format_.FrameBytes()),
-      planar_(PlanarBytes(format_)) {
+      planarBytes_(PlanarBytes(format_)) {
   if (!file_->GetSize()) return;
   // Frames may carry parameters; without any the size of the file tells their number.
   const std::int64_t bytes = *file_->GetSize() - file_->GetPosition();
-  const auto frameBytes = static_cast<std::int64_t>(kY4mFrameMagic.size() + 1 + planar_.size());
+  const auto frameBytes = static_cast<std::int64_t>(kY4mFrameMagic.size() + 1 + planarBytes_);
   if (bytes % frameBytes == 0) frameCount_ = bytes / frameBytes;
 }
 
@@ -41,15 +41,21 @@ std::shared_ptr<vix::IBuffer> Y4mReader::Read() {
   if (file_->Peek(1).empty()) return nullptr;
   const std::string line = ReadLine();
   if (!line.starts_with(kY4mFrameMagic)) FailAtFrame("does not start with the word FRAME");
-  const std::size_t bytes = file_->Read(planar_);
-  if (bytes < planar_.size()) {
+  auto planar = pool_.MakeFrame(planarBytes_);
+  const std::size_t bytes = file_->Read(std::span(planar->GetData(), planarBytes_));
+  if (bytes < planarBytes_) {
     FailAtFrame("is cut short: found " + std::to_string(bytes) + " of its " +
-                std::to_string(planar_.size()) + " bytes");
+                std::to_string(planarBytes_) + " bytes");
   }
-  auto frame = pool_.MakeFrame(packedBytes_);
-  PackPicture(format_, planar_, std::span(frame->GetData(), packedBytes_));
   ++framesRead_;
-  return frame;
+  return planar;
+}
+
+std::shared_ptr<vix::IBuffer> Y4mReader::Unpack(std::shared_ptr<vix::IBuffer> planar) const {
+  auto packed = pool_.MakeFrame(packedBytes_);
+  PackPicture(format_, std::span(planar->GetData(), planarBytes_),
+              std::span(packed->GetData(), packedBytes_));
+  return packed;
 }
 
 void Y4mReader::FailAtFrame(const std::string& found) const {

@@ -2,8 +2,7 @@
 #ifndef TOOL_Y4MREADER_H
 #define TOOL_Y4MREADER_H
 
-#include <vector>
-
+#include "FramePool.h"
 #include "FrameReader.h"
 #include "InputFile.h"
 
@@ -19,6 +18,7 @@ class Y4mReader : public FrameReader {
   std::optional<std::int64_t> GetFrameCount() const override { return frameCount_; }
   bool ReadsFrom(const std::string& path) const override { return file_->IsSameFile(path); }
   std::shared_ptr<vix::IBuffer> Read() override;
+  std::shared_ptr<vix::IBuffer> Unpack(std::shared_ptr<vix::IBuffer> frame) const override;
 
  private:
   /// A line without its newline; what was there when it does not end.
@@ -28,7 +28,7 @@ class Y4mReader : public FrameReader {
   std::unique_ptr<InputFile> file_;
   StreamFormat format_;
   std::uint32_t packedBytes_;
-  std::vector<std::uint8_t> planar_;
+  std::uint32_t planarBytes_;
   std::optional<std::int64_t> frameCount_;
   std::int64_t framesRead_ = 0;
   FramePool pool_;

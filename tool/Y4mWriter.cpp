@@ -1,9 +1,11 @@
 // SPDX-License-Identifier: BSD-2-Clause
 #include "Y4mWriter.h"
 
+#include <algorithm>
 #include <span>
 #include <string>
-#include <string_view>
+#include <utility>
+#include <vector>
 
 #include "PlanarPicture.h"
 #include "Y4mHeader.h"
@@ -11,23 +13,31 @@
 namespace vixprores {
 namespace {
 
-void WriteText(OutputFile& file, std::string_view text) {
-  const std::vector<std::uint8_t> bytes(text.begin(), text.end());
-  file.Write(bytes);
+std::span<const std::uint8_t> BytesOf(const vix::IBuffer& buffer) {
+  return {buffer.GetData(), buffer.GetSize()};
 }
 
 }  // namespace
 
 Y4mWriter::Y4mWriter(OutputFile& file, const StreamFormat& stream)
-    : file_(file), stream_(stream), planar_(PlanarBytes(stream)) {
-  WriteText(file_, MakeY4mHeader(stream_));
+    : file_(file), stream_(stream), planarBytes_(PlanarBytes(stream)) {
+  const std::string header = MakeY4mHeader(stream_);
+  file_.Write(std::vector<std::uint8_t>(header.begin(), header.end()));
+}
+
+std::shared_ptr<const vix::IVideoSample> Y4mWriter::Pack(
+    std::shared_ptr<const vix::IVideoSample> frame) const {
+  const std::string line = std::string(kY4mFrameMagic) + "\n";
+  auto packed = pool_.MakeFrame(static_cast<std::uint32_t>(line.size()) + planarBytes_);
+  const std::span bytes(packed->GetData(), packed->GetSize());
+  std::ranges::copy(line, bytes.begin());
+  UnpackPicture(stream_, BytesOf(*frame->GetBuffer()), bytes.subspan(line.size()));
+  return vix::CreateVideoSample(frame->GetVideoParameters(), frame->GetVideoInfo(),
+                                std::move(packed), frame->GetTimeLimits(), {});
 }
 
 void Y4mWriter::Write(const std::shared_ptr<const vix::IVideoSample>& frame) {
-  const auto buffer = frame->GetBuffer();
-  UnpackPicture(stream_, std::span(buffer->GetData(), buffer->GetSize()), planar_);
-  WriteText(file_, std::string(kY4mFrameMagic) + "\n");
-  file_.Write(planar_);
+  file_.Write(BytesOf(*frame->GetBuffer()));
 }
 
 }  // namespace vixprores

@@ -2,8 +2,7 @@
 #ifndef TOOL_Y4MWRITER_H
 #define TOOL_Y4MWRITER_H
 
-#include <vector>
-
+#include "FramePool.h"
 #include "FrameWriter.h"
 
 namespace vixprores {
@@ -13,13 +12,17 @@ class Y4mWriter : public FrameWriter {
  public:
   Y4mWriter(OutputFile& file, const StreamFormat& stream);
 
+  /// A buffer that holds the header line of a frame and the planar picture.
+  std::shared_ptr<const vix::IVideoSample> Pack(
+      std::shared_ptr<const vix::IVideoSample> frame) const override;
   void Write(const std::shared_ptr<const vix::IVideoSample>& frame) override;
   void Finish() override {}
 
  private:
   OutputFile& file_;
   StreamFormat stream_;
-  std::vector<std::uint8_t> planar_;
+  std::uint32_t planarBytes_;
+  FramePool pool_;
 };
 
 }  // namespace vixprores

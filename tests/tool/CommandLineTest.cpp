@@ -24,21 +24,22 @@ TEST(CommandLine, EncodesWithDefaults) {
   EXPECT_EQ(options.variant->variant, vix::ProResCodecVariant::Standard);
   EXPECT_EQ(options.threads, 0);
   EXPECT_FALSE(options.frames || options.overwrite || options.json || options.quiet ||
-               options.verbose || options.plugin || options.headless);
+               options.verbose || options.plugin || options.headless || options.cpu);
 }
 
 TEST(CommandLine, EncodesWithEveryOption) {
   const auto options = std::get<EncodeOptions>(
-      Parse({"encode",     "--variant",    "hq",     "--threads", "3",         "--frames",
-             "5-9",        "--overwrite",  "--json", "--quiet",   "--verbose", "--plugin",
-             "/x/y.so",    "--fourcc",     "uyvy",   "--size",    "1920x1080", "--rate",
-             "30000/1001", "--interlaced", "-",      "out.mkv"}));
+      Parse({"encode",    "--variant",   "hq",         "--threads",    "3",         "--frames",
+             "5-9",       "--overwrite", "--json",     "--quiet",      "--verbose", "--cpu",
+             "avx2",      "--plugin",    "/x/y.so",    "--fourcc",     "uyvy",      "--size",
+             "1920x1080", "--rate",      "30000/1001", "--interlaced", "-",         "out.mkv"}));
   EXPECT_EQ(options.variant->variant, vix::ProResCodecVariant::HQ);
   EXPECT_EQ(options.threads, 3);
   EXPECT_EQ(options.frames->first, 5);
   EXPECT_EQ(options.frames->last, 9);
   EXPECT_TRUE(options.overwrite && options.json && options.quiet && options.verbose);
   EXPECT_EQ(options.plugin, "/x/y.so");
+  EXPECT_EQ(options.cpu, "avx2");
   EXPECT_EQ(options.input, "-");
   ASSERT_TRUE(options.headless);
   EXPECT_EQ(options.headless->fourcc, vix::kFourCC_UYVY);
@@ -53,10 +54,14 @@ TEST(CommandLine, DecodesToV210UnlessToldOtherwise) {
   EXPECT_EQ(plain.fourcc, vix::kFourCC_V210);
   EXPECT_EQ(plain.output, "-");
   EXPECT_FALSE(plain.skipField);
-  const auto other = std::get<DecodeOptions>(
-      Parse({"decode", "--fourcc", "UYVY", "--skip-field", "in.mov", "out.raw"}));
+  EXPECT_EQ(plain.threads, 0);
+  const auto other =
+      std::get<DecodeOptions>(Parse({"decode", "--fourcc", "UYVY", "--skip-field", "--threads", "8",
+                                     "--cpu", "auto", "in.mov", "out.raw"}));
   EXPECT_EQ(other.fourcc, vix::kFourCC_UYVY);
   EXPECT_TRUE(other.skipField);
+  EXPECT_EQ(other.threads, 8);
+  EXPECT_EQ(other.cpu, "auto");
 }
 
 TEST(CommandLine, ListsElements) {
@@ -84,7 +89,9 @@ TEST(CommandLine, RefusesWrongUse) {
       {"encode", "--skip-field", "a", "b"},
       {"encode", "--size", "2x2", "a", "b"},
       {"encode", "--fourcc", "UYVY", "--size", "2x2", "a", "b"},
-      {"decode", "--threads", "1", "a", "b"},
+      {"decode", "--threads", "-1", "a", "b"},
+      {"decode", "--cpu", "mmx", "a", "b"},
+      {"encode", "--cpu", "", "a", "b"},
       {"decode", "--fourcc", "2vuy", "a", "b"},
       {"elements", "a"},
   };

@@ -1,0 +1,69 @@
+// SPDX-License-Identifier: BSD-2-Clause
+#include <gmock/gmock.h>
+#include <gtest/gtest.h>
+
+#include <cstdlib>
+#include <string>
+
+#include "CodecEnvironment.h"
+#include "Errors.h"
+#include "cpu/CpuLevel.h"
+
+namespace vixprores {
+namespace {
+
+using testing::HasSubstr;
+
+constexpr const char* kThreads = "VIX_PRORES_THREADS";
+
+std::string Variable(const char* name) {
+  const char* const value = std::getenv(name);
+  return value ? value : "unset";
+}
+
+class CodecEnvironment : public testing::Test {
+ protected:
+  void TearDown() override {
+    unsetenv(prores::kCpuLevelVariable);
+    unsetenv(kThreads);
+  }
+};
+
+TEST_F(CodecEnvironment, TellsTheLevel) {
+  SetCpuLevel("scalar");
+  EXPECT_EQ(Variable(prores::kCpuLevelVariable), "scalar");
+}
+
+TEST_F(CodecEnvironment, AutomaticOverridesAnInheritedLevel) {
+  setenv(prores::kCpuLevelVariable, "scalar", 1);
+  SetCpuLevel("auto");
+  EXPECT_EQ(Variable(prores::kCpuLevelVariable), "unset");
+}
+
+TEST_F(CodecEnvironment, RefusesExactlyTheLevelsThatTheProcessorLacks) {
+  for (const prores::CpuLevel level : prores::kCpuLevels) {
+    if (level <= prores::DetectCpuLevel()) {
+      EXPECT_NO_THROW(SetCpuLevel(NameOf(level)));
+    } else {
+      EXPECT_THROW(SetCpuLevel(NameOf(level)), Failure);
+    }
+  }
+}
+
+TEST_F(CodecEnvironment, KnowsTheNamesOfLevels) {
+  for (const char* name : {"auto", "scalar", "sse4", "avx2", "avx512"}) {
+    EXPECT_TRUE(IsCpuLevelName(name)) << name;
+    EXPECT_THAT(CpuLevelNames(), HasSubstr(name));
+  }
+  for (const char* name : {"", "AVX2", "mmx", "auto,"}) EXPECT_FALSE(IsCpuLevelName(name)) << name;
+}
+
+TEST_F(CodecEnvironment, TheUsersThreadsStay) {
+  SetAutomaticThreads(3);
+  EXPECT_EQ(Variable(kThreads), "3");
+  SetAutomaticThreads(5);
+  EXPECT_EQ(Variable(kThreads), "3");
+}
+
+}  // namespace
+}  // namespace vixprores

@@ -1,0 +1,53 @@
+// SPDX-License-Identifier: BSD-2-Clause
+#include "CodecEnvironment.h"
+
+#include <cstdlib>
+
+#include "Errors.h"
+#include "cpu/CpuLevel.h"
+
+namespace vixprores {
+namespace {
+
+using prores::CpuLevel;
+
+constexpr const char* kAutomatic = "auto";
+constexpr const char* kThreadsVariable = "VIX_PRORES_THREADS";
+
+std::string NamesUpTo(CpuLevel highest) {
+  std::string names = kAutomatic;
+  for (const CpuLevel level : prores::kCpuLevels) {
+    if (level <= highest) names += std::string(", ") + NameOf(level);
+  }
+  return names;
+}
+
+}  // namespace
+
+void SetCpuLevel(const std::string& level) {
+  const auto parsed = prores::ParseCpuLevel(level);
+  if (!parsed) {
+    unsetenv(prores::kCpuLevelVariable);
+    return;
+  }
+  const CpuLevel highest = prores::DetectCpuLevel();
+  if (*parsed > highest) {
+    throw Failure("--cpu " + level + ": this processor has no such instructions; it has " +
+                  NamesUpTo(highest));
+  }
+  setenv(prores::kCpuLevelVariable, NameOf(*parsed), 1);
+}
+
+std::string CpuLevelNames() {
+  return NamesUpTo(prores::kCpuLevels.back());
+}
+
+bool IsCpuLevelName(const std::string& name) {
+  return name == kAutomatic || prores::ParseCpuLevel(name).has_value();
+}
+
+void SetAutomaticThreads(int threads) {
+  setenv(kThreadsVariable, std::to_string(threads).c_str(), 0);
+}
+
+}  // namespace vixprores

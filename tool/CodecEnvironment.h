@@ -1,0 +1,31 @@
+// SPDX-License-Identifier: BSD-2-Clause
+#ifndef TOOL_CODECENVIRONMENT_H
+#define TOOL_CODECENVIRONMENT_H
+
+/// @file
+/// What the codec library is told through the environment, because no element has a parameter for
+/// it. The library looks there when an element opens it, which is at the element's first frame; so
+/// these are called before that, while the program has one thread.
+
+#include <string>
+
+namespace vixprores {
+
+/// Makes the codec library use that CPU level ("auto" = the best one that there is), whatever the
+/// environment said. A level that this processor lacks is a Failure that names the ones it has.
+/// @param level a name out of CpuLevelNames()
+void SetCpuLevel(const std::string& level);
+
+/// "auto, scalar, ..."
+std::string CpuLevelNames();
+
+/// True for a name out of CpuLevelNames().
+bool IsCpuLevelName(const std::string& name);
+
+/// Sets how many threads an element uses that has no parameter for them, unless the user's
+/// environment says so already.
+void SetAutomaticThreads(int threads);
+
+}  // namespace vixprores
+
+#endif  // TOOL_CODECENVIRONMENT_H
