@@ -1,0 +1,261 @@
+#!/usr/bin/env python3
+# SPDX-License-Identifier: BSD-2-Clause
+"""Compares vixprores with the encoders and the decoder of an installed ffmpeg.
+
+usage: compare.py PROGRAM CLIPS RESULTS.json [--pairs N] [--only TEXT]
+
+Both programs do the same job on the same frames in alternation, one after the other on one
+processor. What counts is the processor time of the whole process per frame, less that of the same
+job on one tiny frame (its start). A ratio is that of the medians; the spread that of the pairs.
+"""
+
+import argparse
+import datetime
+import json
+import os
+import pathlib
+import platform
+import re
+import statistics
+import subprocess
+import sys
+from dataclasses import dataclass
+
+import clips
+
+FFMPEG = "ffmpeg -nostdin -v error -y -threads 1 "
+VARIANTS = {"proxy": 0, "lt": 1, "422": 2, "hq": 3}  # profile numbers of prores_ks and prores_aw
+FORMATS = {"V210": "-c:v v210 -f rawvideo", "UYVY": "-pix_fmt uyvy422 -c:v rawvideo -f rawvideo"}
+
+
+@dataclass
+class Job:
+    """The commands of one work, and the same for a single tiny frame."""
+
+    peer: str
+    ours: str
+    peer_start: str
+    ours_start: str
+    frames: int
+
+
+class Material:
+    """The files that the work is done on, made when they are missing."""
+
+    def __init__(self, folder):
+        self.folder = folder
+
+    def clip(self, name):
+        return clips.make(name, self.folder)
+
+    def sampled(self, name, step):
+        """Every so many frames of a clip, for work that takes a peer long."""
+        return self._make(
+            f"{name}_by_{step}.mov",
+            f"-i {self.clip(name)} -vf select='eq(mod(n,{step}),{step // 2})',setpts=N/25/TB "
+            "-r 25 -c:v v210",
+        )
+
+    def headless(self, source, fourcc):
+        return self._make(f"{source.stem}.{fourcc.lower()}", f"-i {source} {FORMATS[fourcc]}")
+
+    def tiny(self, interlaced=False):
+        name = "tiny_i.mov" if interlaced else "tiny.mov"
+        fields = "-vf setfield=tff -field_order tt -top 1" if interlaced else ""
+        return self._make(name, f"-f lavfi -i testsrc2=size=48x32:rate=25 -frames:v 1 {fields} "
+                                "-pix_fmt yuv422p10le -c:v v210")  # fmt: skip
+
+    def prores(self, source, variant, interlaced=False):
+        """A stream of the peer's encoder that keeps to the sizes."""
+        fields = "-flags +ildct -top 1" if interlaced else ""
+        return self._make(f"{source.stem}_{variant}.mov",
+                          f"-i {source} -c:v prores_ks -profile:v {VARIANTS[variant]} {fields}")  # fmt: skip
+
+    def _make(self, name, arguments):
+        path = self.folder / name
+        if not path.exists():
+            print(f"bench: making {name}", file=sys.stderr)
+            partial = path.with_name("part_" + name)
+            subprocess.run(f"{FFMPEG}{arguments} {partial}", shell=True, check=True)
+            partial.rename(path)
+        return path
+
+
+def count_frames(path):
+    answer = subprocess.run(
+        ["ffprobe", "-v", "error", "-select_streams", "v:0", "-count_packets", "-show_entries",
+         "stream=nb_read_packets", "-of", "csv=p=0", path],
+        capture_output=True, text=True, check=True)  # fmt: skip
+    return int(re.match(r"\d+", answer.stdout).group())
+
+
+@dataclass
+class Decode:
+    clip: str
+    variant: str
+    fourcc: str
+    goal: float  # how many times as fast as the peer it is to be
+    interlaced: bool = False
+
+    def name(self):
+        return f"decode {self.clip} {self.variant} to {self.fourcc}"
+
+    def prepare(self, material, program):
+        stream = material.prores(material.clip(self.clip), self.variant, self.interlaced)
+        tiny = material.prores(material.tiny(self.interlaced), self.variant, self.interlaced)
+        peer = FFMPEG + "-c:v prores -i {} " + FORMATS[self.fourcc] + " -"
+        ours = f"{program} decode --quiet --threads 1 --fourcc {self.fourcc} {{}} -"
+        return Job(peer.format(stream), ours.format(stream), peer.format(tiny), ours.format(tiny),
+                   count_frames(stream))  # fmt: skip
+
+
+ENCODERS = {
+    "prores_ks": "-c:v prores_ks -profile:v {profile}",
+    "prores_aw": "-c:v prores_aw -profile:v {profile}",
+    "prores_ks -qscale 12": "-c:v prores_ks -profile:v {profile} -qscale 12",
+}
+
+
+@dataclass
+class Encode:
+    clip: str
+    variant: str
+    encoder: str
+    goal: float
+    step: int = 1  # every so many frames of the clip, where the peer takes long
+    fourcc: str = ""  # of headless input; a .mov where empty
+    interlaced: bool = False
+
+    def name(self):
+        source = f"headless {self.fourcc}" if self.fourcc else "V210 .mov"
+        return f"encode {self.clip} {self.variant} from {source}, against {self.encoder}"
+
+    def prepare(self, material, program):
+        source = material.clip(self.clip)
+        if self.step > 1:
+            source = material.sampled(self.clip, self.step)
+        out = material.folder / "encoded.mov"
+        coding = ENCODERS[self.encoder].format(profile=VARIANTS[self.variant])
+        fields = "-flags +ildct -top 1" if self.interlaced else ""
+        peer = f"{FFMPEG} {{}} {coding} {fields} {out}"
+        ours = (f"{program} encode --quiet --overwrite --threads 1 --variant {self.variant} "
+                f"{{}} {out}")  # fmt: skip
+        clip = clips.CLIPS[self.clip]
+        peer_input, our_input = self._input(material, source, f"{clip.width}x{clip.height}")
+        peer_tiny, our_tiny = self._input(material, material.tiny(self.interlaced), "48x32")
+        return Job(peer.format(peer_input), ours.format(our_input), peer.format(peer_tiny),
+                   ours.format(our_tiny), count_frames(source))  # fmt: skip
+
+    def _input(self, material, source, size):
+        if not self.fourcc:
+            return f"-i {source}", f"{source}"
+        raw = material.headless(source, self.fourcc)
+        pixels = {"V210": "-f v210", "UYVY": "-f rawvideo -pix_fmt uyvy422"}[self.fourcc]
+        return (f"{pixels} -video_size {size} -framerate 25 -i {raw}",
+                f"--fourcc {self.fourcc} --size {size} --rate 25 {raw}")  # fmt: skip
+
+
+WORKS = [
+    Decode("natural_1080p", "hq", "V210", 5.5),
+    Decode("natural_1080p", "hq", "UYVY", 6),
+    Decode("natural_1080p", "422", "V210", 5),
+    Decode("natural_1080p", "lt", "V210", 4.8),
+    Decode("natural_1080p", "proxy", "V210", 4.5),
+    Decode("natural_2160p", "hq", "V210", 5.5),
+    Decode("natural_1080i", "hq", "V210", 5.5, interlaced=True),
+    Encode("natural_1080p", "hq", "prores_ks", 60, step=5),
+    Encode("natural_1080p", "hq", "prores_aw", 8),
+    Encode("natural_1080p", "hq", "prores_ks -qscale 12", 5.5),
+    # The other variants, sizes and inputs: within 15 % of the factors above.
+    Encode("natural_1080p", "422", "prores_ks", 51, step=5),
+    Encode("natural_1080p", "lt", "prores_ks", 51, step=5),
+    Encode("natural_1080p", "proxy", "prores_ks", 51, step=5),
+    Encode("natural_1080p", "422", "prores_aw", 6.8),
+    Encode("natural_1080p", "lt", "prores_aw", 6.8),
+    Encode("natural_1080p", "proxy", "prores_aw", 6.8),
+    Encode("natural_1080p", "hq", "prores_ks", 51, step=5, fourcc="V210"),
+    Encode("natural_1080p", "hq", "prores_ks", 51, step=5, fourcc="UYVY"),
+    Encode("natural_2160p", "hq", "prores_ks", 51, step=6),
+    Encode("natural_2160p", "hq", "prores_aw", 6.8),
+    Encode("natural_1080i", "hq", "prores_ks", 51, step=5, interlaced=True),
+]
+
+
+def processor_seconds(command):
+    before = os.times()
+    subprocess.run(command, shell=True, check=True, stdout=subprocess.DEVNULL,
+                   stdin=subprocess.DEVNULL)  # fmt: skip
+    after = os.times()
+    return (after.children_user - before.children_user) + (
+        after.children_system - before.children_system
+    )
+
+
+def measure(work, job, pairs):
+    starts = []
+    for command in (job.peer_start, job.ours_start):
+        processor_seconds(command)
+        starts.append(statistics.median(processor_seconds(command) for _ in range(pairs)))
+    commands = (job.peer, job.ours)
+    for command in commands:
+        processor_seconds(command)  # brings files and code into memory
+    times = ([], [])
+    for pair in range(pairs):
+        for which in (0, 1) if pair % 2 == 0 else (1, 0):
+            seconds = processor_seconds(commands[which]) - starts[which]
+            times[which].append(seconds / job.frames * 1000)
+    ratios = [peer / ours for peer, ours in zip(*times)]
+    peer, ours = (statistics.median(values) for values in times)
+    return {
+        "work": work.name(),
+        "frames": job.frames,
+        "pairs": pairs,
+        "peer_ms": round(peer, 3),
+        "ours_ms": round(ours, 3),
+        "ratio": round(peer / ours, 2),
+        "lowest": round(min(ratios), 2),
+        "highest": round(max(ratios), 2),
+        "goal": work.goal,
+        "peer_start_ms": round(starts[0] * 1000, 1),
+        "ours_start_ms": round(starts[1] * 1000, 1),
+    }
+
+
+def machine():
+    model = re.search(r"model name\s*:\s*(.*)", pathlib.Path("/proc/cpuinfo").read_text())
+    version = subprocess.run(["ffmpeg", "-version"], capture_output=True, text=True, check=True)
+    return {
+        "processor": model.group(1) if model else platform.machine(),
+        "processors": os.cpu_count(),
+        "peer": version.stdout.split(" Copyright")[0],
+        "date": datetime.date.today().isoformat(),
+    }
+
+
+def main():
+    parser = argparse.ArgumentParser(description=__doc__.split("\n")[0])
+    parser.add_argument("program", type=pathlib.Path)
+    parser.add_argument("clips", type=pathlib.Path)
+    parser.add_argument("results", type=pathlib.Path)
+    parser.add_argument("--pairs", type=int, default=7)
+    parser.add_argument("--only", default="", help="works whose names contain this text")
+    options = parser.parse_args()
+    os.sched_setaffinity(0, {max(os.sched_getaffinity(0))})
+
+    results = {"machine": machine(), "works": []}
+    print("| work | ms/frame, peer | ours | ratio | pairs from .. to | wanted |")
+    print("|---|---|---|---|---|---|")
+    material = Material(options.clips)
+    for work in WORKS:
+        if options.only not in work.name():
+            continue
+        job = work.prepare(material, options.program.resolve())
+        result = measure(work, job, options.pairs)
+        results["works"].append(result)
+        print("| {work} | {peer_ms:.2f} | {ours_ms:.2f} | {ratio:.2f} | {lowest:.2f} .. "
+              "{highest:.2f} | {goal} |".format(**result), flush=True)  # fmt: skip
+    options.results.write_text(json.dumps(results, indent=2) + "\n")
+
+
+if __name__ == "__main__":
+    main()
