@@ -50,10 +50,10 @@ class Material:
 
     def sampled(self, name, step):
         """Every so many frames of a clip, for work that takes a peer long."""
+        fields = "-field_order tt -top 1" if clips.CLIPS[name].interlaced else ""
         return self._make(
             f"{name}_by_{step}.mov",
-            f"-i {self.clip(name)} -vf select='eq(mod(n,{step}),{step // 2})',setpts=N/25/TB "
-            "-r 25 -c:v v210",
+            f"-i {self.clip(name)} -vf framestep={step},setpts=N/25/TB -r 25 -c:v v210 {fields}",
         )
 
     def headless(self, source, fourcc):
