@@ -2,22 +2,94 @@
 #include "PlanarPicture.h"
 
 #include <algorithm>
+#include <array>
 #include <cstring>
 #include <string>
-#include <vector>
 
 #include "Errors.h"
 
 namespace vixprores {
 namespace {
 
-// Both packed formats hold the components of a row in the order Cb Y Cr Y: "UYVY" one a byte,
-// "V210" three in each little-endian 32-bit word, from the lowest bits up.
-constexpr std::size_t kComponentsPerPair = 4;
-constexpr std::size_t kComponentsPerWord = 3;
-constexpr std::uint32_t kLargest10Bit = 1023;
 // What a frame is written as has a header line in front.
 constexpr std::size_t kLargestPicture = UINT32_MAX - 64;
+
+// Both packed formats hold the components of a row in the order Cb Y Cr Y. The functions take one
+// group of pixels, the smallest number that fills whole words.
+
+// One byte each.
+struct Uyvy {
+  using Sample = std::uint8_t;
+  static constexpr std::size_t kPixels = 2;
+  static constexpr std::size_t kBytes = 4;
+
+  static void Pack(const std::uint8_t* y, const std::uint8_t* cb, const std::uint8_t* cr,
+                   std::uint8_t* packed) {
+    packed[0] = *cb;
+    packed[1] = y[0];
+    packed[2] = *cr;
+    packed[3] = y[1];
+  }
+
+  static void Unpack(const std::uint8_t* packed, std::uint8_t* y, std::uint8_t* cb,
+                     std::uint8_t* cr) {
+    *cb = packed[0];
+    y[0] = packed[1];
+    *cr = packed[2];
+    y[1] = packed[3];
+  }
+};
+
+// Three in each little-endian 32-bit word, from the lowest bits up. Samples need not be aligned.
+struct V210 {
+  using Sample = std::uint16_t;
+  static constexpr std::size_t kPixels = 6;
+  static constexpr std::size_t kBytes = 16;
+  static constexpr std::uint32_t kLargest = 1023;
+
+  static void Pack(const std::uint8_t* y, const std::uint8_t* cb, const std::uint8_t* cr,
+                   std::uint8_t* packed) {
+    StoreWord(packed, Load(cb, 0), Load(y, 0), Load(cr, 0));
+    StoreWord(packed + 4, Load(y, 1), Load(cb, 1), Load(y, 2));
+    StoreWord(packed + 8, Load(cr, 1), Load(y, 3), Load(cb, 2));
+    StoreWord(packed + 12, Load(y, 4), Load(cr, 2), Load(y, 5));
+  }
+
+  static void Unpack(const std::uint8_t* packed, std::uint8_t* y, std::uint8_t* cb,
+                     std::uint8_t* cr) {
+    LoadWord(packed, cb, y, cr);
+    LoadWord(packed + 4, y + 2, cb + 2, y + 4);
+    LoadWord(packed + 8, cr + 2, y + 6, cb + 4);
+    LoadWord(packed + 12, y + 8, cr + 4, y + 10);
+  }
+
+ private:
+  static std::uint32_t Load(const std::uint8_t* samples, std::size_t index) {
+    Sample sample;
+    std::memcpy(&sample, samples + index * sizeof sample, sizeof sample);
+    return std::min<std::uint32_t>(sample, kLargest);
+  }
+
+  static void StoreWord(std::uint8_t* packed, std::uint32_t low, std::uint32_t middle,
+                        std::uint32_t high) {
+    const std::uint32_t word = low | middle << 10 | high << 20;
+    std::memcpy(packed, &word, sizeof word);
+  }
+
+  static void Store(std::uint8_t* sample, std::uint32_t value) {
+    const auto narrow = static_cast<Sample>(value & kLargest);
+    std::memcpy(sample, &narrow, sizeof narrow);
+  }
+
+  static void LoadWord(const std::uint8_t* packed, std::uint8_t* low, std::uint8_t* middle,
+                       std::uint8_t* high) {
+    std::uint32_t word;
+    std::memcpy(&word, packed, sizeof word);
+    Store(low, word);
+    Store(middle, word >> 10);
+    Store(high, word >> 20);
+  }
+};
 
 struct Geometry {
   explicit Geometry(const StreamFormat& format)
@@ -30,111 +102,107 @@ struct Geometry {
   std::size_t height;
 };
 
-template <typename Sample>
+// The bytes of one row in the planes of a picture.
+template <typename Byte>
 struct PlanarRow {
-  explicit PlanarRow(const Geometry& geometry)
-      : y(geometry.width), cb(geometry.chromaWidth), cr(geometry.chromaWidth) {}
+  PlanarRow(const Geometry& geometry, std::size_t row, std::size_t sampleBytes, Byte* planes)
+      : y(planes + row * geometry.width * sampleBytes),
+        cb(planes + (geometry.height * geometry.width + row * geometry.chromaWidth) * sampleBytes),
+        cr(cb + geometry.height * geometry.chromaWidth * sampleBytes) {}
 
-  std::vector<Sample> y, cb, cr;
+  Byte* y;
+  Byte* cb;
+  Byte* cr;
 };
 
-// Copies the parts of one row from or to the planes; `copy(plane bytes offset, samples)`.
-template <typename Sample, typename Copy>
-void ForEachPart(const Geometry& geometry, std::size_t row, PlanarRow<Sample>& parts,
-                 const Copy& copy) {
-  const std::size_t cbPlane = geometry.width * geometry.height;
-  const std::size_t crPlane = cbPlane + geometry.chromaWidth * geometry.height;
-  copy(row * geometry.width * sizeof(Sample), parts.y);
-  copy((cbPlane + row * geometry.chromaWidth) * sizeof(Sample), parts.cb);
-  copy((crPlane + row * geometry.chromaWidth) * sizeof(Sample), parts.cr);
-}
+// The pixels behind the last whole group of a row, with room for a whole one.
+template <typename Format>
+struct LastGroup {
+  static constexpr std::size_t kSampleBytes = sizeof(typename Format::Sample);
 
-template <typename Sample>
-void Interleave(const PlanarRow<Sample>& parts, Sample* components) {
-  const std::size_t wholePairs = parts.y.size() / 2;
-  for (std::size_t pair = 0; pair < wholePairs; ++pair, components += kComponentsPerPair) {
-    components[0] = parts.cb[pair];
-    components[1] = parts.y[2 * pair];
-    components[2] = parts.cr[pair];
-    components[3] = parts.y[2 * pair + 1];
-  }
-  if (wholePairs < parts.cb.size()) {
-    components[0] = parts.cb.back();
-    components[1] = components[3] = parts.y.back();
-    components[2] = parts.cr.back();
-  }
-}
+  explicit LastGroup(const Geometry& geometry)
+      : pixels(geometry.width % Format::kPixels),
+        chromaBytes((pixels + 1) / 2 * kSampleBytes),
+        groups(geometry.width / Format::kPixels) {}
 
-template <typename Sample>
-void Deinterleave(const Sample* components, PlanarRow<Sample>& parts) {
-  for (std::size_t pair = 0; pair < parts.cb.size(); ++pair) {
-    parts.cb[pair] = components[kComponentsPerPair * pair];
-    parts.cr[pair] = components[kComponentsPerPair * pair + 2];
-  }
-  for (std::size_t x = 0; x < parts.y.size(); ++x) parts.y[x] = components[2 * x + 1];
-}
-
-void PackComponents(std::span<const std::uint8_t> components, std::uint8_t* row) {
-  std::memcpy(row, components.data(), components.size());
-}
-
-void UnpackComponents(const std::uint8_t* row, std::span<std::uint8_t> components) {
-  std::memcpy(components.data(), row, components.size());
-}
-
-void PackComponents(std::span<const std::uint16_t> components, std::uint8_t* row) {
-  const auto limited = [&components](std::size_t index) {
-    return std::min<std::uint32_t>(components[index], kLargest10Bit);
-  };
-  for (std::size_t index = 0; index < components.size(); index += kComponentsPerWord, row += 4) {
-    const std::uint32_t word = limited(index) | limited(index + 1) << 10 | limited(index + 2) << 20;
-    std::memcpy(row, &word, sizeof word);
-  }
-}
-
-void UnpackComponents(const std::uint8_t* row, std::span<std::uint16_t> components) {
-  for (std::size_t index = 0; index < components.size(); index += kComponentsPerWord, row += 4) {
-    std::uint32_t word;
-    std::memcpy(&word, row, sizeof word);
-    for (std::size_t i = 0; i < kComponentsPerWord; ++i) {
-      components[index + i] = static_cast<std::uint16_t>(word >> 10 * i & kLargest10Bit);
+  // Where the row has an odd number of pixels, its last one is repeated.
+  void Pack(const PlanarRow<const std::uint8_t>& row, std::uint8_t* packed) {
+    std::memcpy(y.data(), row.y + LumaOffset(), pixels * kSampleBytes);
+    if (pixels % 2 == 1) {
+      const auto end = y.begin() + static_cast<std::ptrdiff_t>(pixels * kSampleBytes);
+      std::copy_n(end - kSampleBytes, kSampleBytes, end);
     }
+    std::memcpy(cb.data(), row.cb + ChromaOffset(), chromaBytes);
+    std::memcpy(cr.data(), row.cr + ChromaOffset(), chromaBytes);
+    Format::Pack(y.data(), cb.data(), cr.data(), packed + groups * Format::kBytes);
+  }
+
+  void Unpack(const std::uint8_t* packed, const PlanarRow<std::uint8_t>& row) {
+    Format::Unpack(packed + groups * Format::kBytes, y.data(), cb.data(), cr.data());
+    std::memcpy(row.y + LumaOffset(), y.data(), pixels * kSampleBytes);
+    std::memcpy(row.cb + ChromaOffset(), cb.data(), chromaBytes);
+    std::memcpy(row.cr + ChromaOffset(), cr.data(), chromaBytes);
+  }
+
+  std::size_t LumaOffset() const { return groups * Format::kPixels * kSampleBytes; }
+  std::size_t ChromaOffset() const { return LumaOffset() / 2; }
+
+  std::size_t pixels;  // none where the row ends with a whole group
+  std::size_t chromaBytes;
+  std::size_t groups;  // whole ones in the row
+  std::array<std::uint8_t, Format::kPixels * kSampleBytes> y{};
+  std::array<std::uint8_t, Format::kPixels / 2 * kSampleBytes> cb{};
+  std::array<std::uint8_t, Format::kPixels / 2 * kSampleBytes> cr{};
+};
+
+template <typename Format>
+void PackGroups(std::size_t groups, const std::uint8_t* __restrict y,
+                const std::uint8_t* __restrict cb, const std::uint8_t* __restrict cr,
+                std::uint8_t* __restrict packed) {
+  constexpr std::size_t kLumaBytes = Format::kPixels * sizeof(typename Format::Sample);
+  for (std::size_t group = 0; group < groups; ++group) {
+    const std::size_t chroma = group * kLumaBytes / 2;
+    Format::Pack(y + group * kLumaBytes, cb + chroma, cr + chroma, packed + group * Format::kBytes);
   }
 }
 
-// Components that a row of `stride` bytes has room for, padding included.
-template <typename Sample>
-std::size_t ComponentsPerRow(std::size_t stride) {
-  return sizeof(Sample) == 1 ? stride : stride / 4 * kComponentsPerWord;
+template <typename Format>
+void UnpackGroups(std::size_t groups, const std::uint8_t* __restrict packed,
+                  std::uint8_t* __restrict y, std::uint8_t* __restrict cb,
+                  std::uint8_t* __restrict cr) {
+  constexpr std::size_t kLumaBytes = Format::kPixels * sizeof(typename Format::Sample);
+  for (std::size_t group = 0; group < groups; ++group) {
+    const std::size_t chroma = group * kLumaBytes / 2;
+    Format::Unpack(packed + group * Format::kBytes, y + group * kLumaBytes, cb + chroma,
+                   cr + chroma);
+  }
 }
 
-template <typename Sample>
+template <typename Format>
 void Pack(const Geometry& geometry, std::span<const std::uint8_t> planar,
           std::span<std::uint8_t> packed) {
   const std::size_t stride = packed.size() / geometry.height;
-  PlanarRow<Sample> parts(geometry);
-  std::vector<Sample> components(ComponentsPerRow<Sample>(stride));
+  LastGroup<Format> last(geometry);
+  const std::size_t used = (last.groups + (last.pixels > 0 ? 1 : 0)) * Format::kBytes;
   for (std::size_t row = 0; row < geometry.height; ++row) {
-    ForEachPart(geometry, row, parts, [planar](std::size_t offset, std::vector<Sample>& samples) {
-      std::memcpy(samples.data(), &planar[offset], samples.size() * sizeof(Sample));
-    });
-    Interleave(parts, components.data());
-    PackComponents(std::span<const Sample>(components), &packed[row * stride]);
+    std::uint8_t* const target = packed.data() + row * stride;
+    const PlanarRow source(geometry, row, last.kSampleBytes, planar.data());
+    PackGroups<Format>(last.groups, source.y, source.cb, source.cr, target);
+    if (last.pixels > 0) last.Pack(source, target);
+    std::memset(target + used, 0, stride - used);
   }
 }
 
-template <typename Sample>
+template <typename Format>
 void Unpack(const Geometry& geometry, std::span<const std::uint8_t> packed,
             std::span<std::uint8_t> planar) {
   const std::size_t stride = packed.size() / geometry.height;
-  PlanarRow<Sample> parts(geometry);
-  std::vector<Sample> components(ComponentsPerRow<Sample>(stride));
+  LastGroup<Format> last(geometry);
   for (std::size_t row = 0; row < geometry.height; ++row) {
-    UnpackComponents(&packed[row * stride], std::span<Sample>(components));
-    Deinterleave(components.data(), parts);
-    ForEachPart(geometry, row, parts, [planar](std::size_t offset, std::vector<Sample>& samples) {
-      std::memcpy(&planar[offset], samples.data(), samples.size() * sizeof(Sample));
-    });
+    const std::uint8_t* const source = packed.data() + row * stride;
+    const PlanarRow target(geometry, row, last.kSampleBytes, planar.data());
+    UnpackGroups<Format>(last.groups, source, target.y, target.cb, target.cr);
+    if (last.pixels > 0) last.Unpack(source, target);
   }
 }
 
@@ -155,13 +223,13 @@ std::uint32_t PlanarBytes(const StreamFormat& format) {
 
 void PackPicture(const StreamFormat& format, std::span<const std::uint8_t> planar,
                  std::span<std::uint8_t> packed) {
-  const auto pack = Has10Bits(format) ? Pack<std::uint16_t> : Pack<std::uint8_t>;
+  const auto pack = Has10Bits(format) ? Pack<V210> : Pack<Uyvy>;
   pack(Geometry(format), planar, packed);
 }
 
 void UnpackPicture(const StreamFormat& format, std::span<const std::uint8_t> packed,
                    std::span<std::uint8_t> planar) {
-  const auto unpack = Has10Bits(format) ? Unpack<std::uint16_t> : Unpack<std::uint8_t>;
+  const auto unpack = Has10Bits(format) ? Unpack<V210> : Unpack<Uyvy>;
   unpack(Geometry(format), packed, planar);
 }
 

@@ -46,6 +46,7 @@ void ClearRowPadding(const StreamFormat& format, std::uint8_t* frame) {
   constexpr std::size_t kGroupBytes = 16;
   const std::size_t used = (format.width + kGroupPixels - 1) / kGroupPixels * kGroupBytes;
   const std::size_t stride = format.FrameBytes() / format.height;
+  if (used == stride) return;
   for (std::size_t row = 0; row < format.height; ++row) {
     std::memset(frame + row * stride + used, 0, stride - used);
   }
