@@ -14,6 +14,7 @@
 
 #include "Errors.h"
 #include "Interrupt.h"
+#include "Pipe.h"
 
 namespace vixprores {
 namespace {
@@ -35,6 +36,7 @@ InputFile::InputFile(const std::string& path)
     FailWithErrno(name_, error != 0 ? error : EISDIR);
   }
   mayWait_ = !S_ISREG(status.st_mode);
+  WidenPipe(descriptor_);
   // A redirected file may be positioned behind its start: it is then read on from there, as a pipe.
   if (!mayWait_ && lseek(descriptor_, 0, SEEK_CUR) == 0) size_ = status.st_size;
 }

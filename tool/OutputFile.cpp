@@ -13,6 +13,7 @@
 #include <utility>
 
 #include "Errors.h"
+#include "Pipe.h"
 
 namespace vixprores {
 namespace {
@@ -65,6 +66,7 @@ OutputFile::OutputFile(const std::string& path, bool overwrite)
     if (descriptor_ >= 0) workPath_ = std::move(workPath);
   }
   if (descriptor_ < 0) FailWithErrno(name_, errno);
+  WidenPipe(descriptor_);
 }
 
 OutputFile::~OutputFile() {
