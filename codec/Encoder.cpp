@@ -9,7 +9,6 @@
 #include "bitstream/PictureHeader.h"
 #include "bitstream/SliceHeader.h"
 #include "bitstream/SliceTable.h"
-#include "entropy/CoefficientEncoder.h"
 #include "pixel/PixelFormat.h"
 #include "pixel/UnpackRows.h"
 #include "rate/FrameTarget.h"
@@ -183,10 +182,11 @@ class Encoder::Meter : public SliceMeter {
   void Measure(unsigned rung, std::span<const std::uint32_t> slices,
                std::span<SliceSize> sizes) override {
     encoder_.pool_.ParallelFor(
-        static_cast<std::uint32_t>(slices.size()), [&](std::uint32_t i, std::uint32_t worker) {
+        static_cast<std::uint32_t>(slices.size()), [&](std::uint32_t i, std::uint32_t /*worker*/) {
           const auto bytes = [&](unsigned component) {
-            return static_cast<std::uint16_t>(CountCoefficientBytes(
-                encoder_.Quantise(frame_, slices[i], component, rung, encoder_.workers_[worker])));
+            return static_cast<std::uint16_t>(encoder_.kernels_.countComponentBytes(
+                encoder_.ladder_[rung].ForComponent(component),
+                frame_.Coefficients(encoder_.coefficients_, slices[i], component)));
           };
           sizes[slices[i]] = {bytes(0), bytes(1), bytes(2)};
         });
@@ -217,8 +217,8 @@ Status Encoder::Encode(const EncodeParamsRecord& params, const PixelBufferRecord
   if (frameBytes > destination.size()) return Status::kDestinationTooSmall;
 
   WriteHeaders(frame, choices, destination.data());
-  pool_.ParallelFor(frame.Slices(), [&](std::uint32_t slice, std::uint32_t worker) {
-    WriteSlice(frame, slice, choices[slice], destination.data(), workers_[worker]);
+  pool_.ParallelFor(frame.Slices(), [&](std::uint32_t slice, std::uint32_t /*worker*/) {
+    WriteSlice(frame, slice, choices[slice], destination.data());
   });
   compressedBytes = static_cast<std::uint32_t>(frameBytes);
   return Status::kSuccess;
@@ -278,17 +278,6 @@ void Encoder::TransformComponent(const Frame& frame, const Strip& samples, std::
                  ColumnCount(frame.header.width, component) - firstColumn, lines);
 }
 
-/// Levels of a component of a slice; valid until the worker's next call.
-std::span<const std::int16_t> Encoder::Quantise(const Frame& frame, std::uint32_t slice,
-                                                unsigned component, unsigned rung, Worker& worker) {
-  const std::span<const std::int16_t> coefficients =
-      frame.Coefficients(coefficients_, slice, component);
-  const std::span<std::int16_t> levels = std::span(worker.levels).first(coefficients.size());
-  ladder_[rung].ForComponent(component).Quantise(
-      coefficients.data(), coefficients.size() / kBlockSamples, levels.data());
-  return levels;
-}
-
 /// Writes everything in front of the slices of each picture, and finds the slices' places.
 void Encoder::WriteHeaders(const Frame& frame, std::span<const SliceChoice> choices,
                            std::uint8_t* destination) {
@@ -318,7 +307,7 @@ void Encoder::WriteHeaders(const Frame& frame, std::span<const SliceChoice> choi
 }
 
 void Encoder::WriteSlice(const Frame& frame, std::uint32_t slice, const SliceChoice& choice,
-                         std::uint8_t* destination, Worker& worker) {
+                         std::uint8_t* destination) {
   SliceHeader header;
   header.quantizationIndex = QuantisationIndex(choice.rung);
   header.componentBytes = {choice.size.luma, choice.size.cb, choice.size.cr};
@@ -327,8 +316,9 @@ void Encoder::WriteSlice(const Frame& frame, std::uint32_t slice, const SliceCho
   next += SliceHeader::kWrittenBytes;
   for (unsigned component = 0; component < kComponents; ++component) {
     const std::size_t bytes = header.componentBytes[component];
-    [[maybe_unused]] const bool asCounted = WriteCoefficients(
-        Quantise(frame, slice, component, choice.rung, worker), std::span(next, bytes));
+    [[maybe_unused]] const bool asCounted = kernels_.writeComponent(
+        ladder_[choice.rung].ForComponent(component),
+        frame.Coefficients(coefficients_, slice, component), std::span(next, bytes));
     assert(asCounted);
     next += bytes;
   }

@@ -49,7 +49,6 @@ class Encoder {
   /// What one thread works with.
   struct Worker {
     std::vector<std::uint16_t> samples;  ///< one macroblock row, see Strip
-    alignas(64) std::array<std::int16_t, kMaxSliceBlocks * kBlockSamples> levels;
   };
 
   void Reserve(const Frame& frame);
@@ -57,12 +56,10 @@ class Encoder {
                       Worker& worker);
   void TransformComponent(const Frame& frame, const Strip& samples, std::uint32_t slice,
                           unsigned component, std::size_t lines);
-  std::span<const std::int16_t> Quantise(const Frame& frame, std::uint32_t slice,
-                                         unsigned component, unsigned rung, Worker& worker);
   void WriteHeaders(const Frame& frame, std::span<const SliceChoice> choices,
                     std::uint8_t* destination);
   void WriteSlice(const Frame& frame, std::uint32_t slice, const SliceChoice& choice,
-                  std::uint8_t* destination, Worker& worker);
+                  std::uint8_t* destination);
 
   const Kernels& kernels_;
   WorkerPool pool_;

@@ -4,6 +4,8 @@
 #include <algorithm>
 #include <cstdlib>
 
+#include "entropy/ComponentEncoderSimd.h"
+
 namespace prores {
 namespace {
 
@@ -16,12 +18,15 @@ constexpr Kernels kPlainKernels{
     .unpack2vuy = UnpackRow2vuy,
     .unpackV210 = UnpackRowV210,
     .forwardTransform = ForwardTransform,
+    .countComponentBytes = CountComponentBytes,
+    .writeComponent = WriteComponent,
 };
 
 Kernels MakeKernels(CpuLevel level) {
   Kernels kernels = kPlainKernels;
   kernels.level = level;
   if (level == CpuLevel::kScalar) return kernels;
+  InstallComponentEncoderKernels(level, kernels);
   return kernels;
 }
 

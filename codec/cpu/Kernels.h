@@ -7,6 +7,7 @@
 #include "ProRes/ProRes.h"
 #include "cpu/CpuLevel.h"
 #include "entropy/CoefficientDecoder.h"
+#include "entropy/ComponentEncoder.h"
 #include "pixel/PackRows.h"
 #include "pixel/UnpackRows.h"
 #include "transform/ForwardTransform.h"
@@ -29,6 +30,8 @@ struct Kernels {
   UnpackRow unpack2vuy;
   UnpackRow unpackV210;
   decltype(&ForwardTransform) forwardTransform;
+  decltype(&CountComponentBytes) countComponentBytes;
+  decltype(&WriteComponent) writeComponent;
 
   /// @param pixelFormat a WPRPixelFormat.
   PackRow PackerFor(std::uint32_t pixelFormat) const {

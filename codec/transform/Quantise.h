@@ -35,10 +35,11 @@ inline constexpr RoundingOffsets kDeadZoneRounding = {32, 26};
 /// m = ceil(2^(15+k) / step), floor(n / step) = floor(n m / 2^(15+k)) for all 0 <= n < 2^15: with
 /// e = m step - 2^(15+k), 0 <= e < step <= 2^k, the right side's argument exceeds n / step by
 /// n e / (2^(15+k) step) < 1 / step, too little to reach the next whole number.
-/// m is 2^15 for a power of two and less than 2^16 for the others, 2 <= step <= 2^15.
+/// m is 2^15 for a power of two and less than 2^16 for the others, 4 <= step <= 2^15. The quotient
+/// is the upper half of a 32-bit product, twice: that of n m, and of this half times 2^(17-k).
 class Quantiser {
  public:
-  /// @param weights weight (2..63) of each coefficient in raster order.
+  /// @param weights weight (4..63) of each coefficient in raster order.
   /// @param scale   quantiser scale, 1..512 (RDD 36, quantisation index).
   /// @param scan    raster index of each scan position.
   Quantiser(const QuantMatrix& weights, unsigned scale, const ScanTable& scan,
@@ -51,15 +52,22 @@ class Quantiser {
   /// @param blocks blocks of the component; both arrays hold 64 x blocks values.
   void Quantise(const std::int16_t* coefficients, std::size_t blocks, std::int16_t* levels) const;
 
- private:
-  struct Step {
-    std::uint16_t bias;        ///< rounding offset x step
-    std::uint16_t reciprocal;  ///< m above
-    std::uint16_t shift;       ///< k - 1: bits to drop from the upper half of the 32-bit product
-  };
-  static Step MakeStep(unsigned step, unsigned offset);
+  // The factors by scan position, for other forms of Quantise(): 64 of each kind, and behind them
+  // as many readable values as a vector has.
 
-  std::array<Step, kBlockSamples> steps_;  ///< by scan position
+  /// Rounding offset x step.
+  const std::uint16_t* Biases() const { return factors_.data(); }
+  /// m above.
+  const std::uint16_t* Reciprocals() const { return factors_.data() + kBlockSamples; }
+  /// 2^(17-k).
+  const std::uint16_t* Powers() const { return factors_.data() + std::size_t{2} * kBlockSamples; }
+
+ private:
+  static constexpr std::size_t kMaxVectorValues = 32;
+
+  void SetStep(std::size_t position, unsigned step, unsigned offset);
+
+  std::array<std::uint16_t, 3 * kBlockSamples + kMaxVectorValues> factors_{};
 };
 
 }  // namespace prores

@@ -1,0 +1,43 @@
+// SPDX-License-Identifier: BSD-2-Clause
+#ifndef CODEC_ENTROPY_BITAPPENDER_H
+#define CODEC_ENTROPY_BITAPPENDER_H
+
+#include <cstdint>
+#include <cstring>
+
+namespace prores {
+
+/// Writes bits, most significant first, without a branch and without looking for the end of the
+/// buffer: each Put() may write the eight bytes from Position() on.
+class BitAppender {
+ public:
+  static constexpr unsigned kMaxLength = 56;
+
+  explicit BitAppender(std::uint8_t* buffer) : next_(buffer) {}
+
+  /// Appends the upper `length` bits of `code`; length <= kMaxLength, the bits below are zero.
+  void PutAligned(std::uint64_t code, std::uint64_t length) {
+    const std::uint64_t word = pending_ | code >> pendingBits_;
+    const std::uint64_t bigEndian = __builtin_bswap64(word);
+    std::memcpy(next_, &bigEndian, sizeof bigEndian);
+    const std::uint64_t bits = pendingBits_ + length;  // at most 7 + 56
+    next_ += bits / 8;
+    pending_ = word << (bits & ~std::uint64_t{7});
+    pendingBits_ = bits & 7;
+  }
+
+  /// Appends the low `length` bits of `code`; 1 <= length <= kMaxLength, the bits above are zero.
+  void Put(std::uint64_t code, unsigned length) { PutAligned(code << (64 - length), length); }
+
+  /// Behind the last byte that has bits.
+  const std::uint8_t* End() const { return next_ + (pendingBits_ != 0 ? 1 : 0); }
+
+ private:
+  std::uint8_t* next_;
+  std::uint64_t pending_ = 0;  ///< left-aligned: bits of the byte at next_, stored already
+  std::uint64_t pendingBits_ = 0;
+};
+
+}  // namespace prores
+
+#endif  // CODEC_ENTROPY_BITAPPENDER_H
