@@ -1,0 +1,246 @@
+// SPDX-License-Identifier: BSD-2-Clause
+// stage_times STREAM [PASSES]
+//
+// Says as JSON where the time of a frame goes: decodes the ProRes frames of a .mov to V210 in
+// memory, encodes the pictures again as HQ, and times the kernels inside, at every CPU level. One
+// thread; every figure is the best of PASSES (5) over the whole stream.
+#include <algorithm>
+#include <array>
+#include <chrono>
+#include <cstdint>
+#include <cstdlib>
+#include <fstream>
+#include <iostream>
+#include <iterator>
+#include <limits>
+#include <memory>
+#include <nlohmann/json.hpp>
+#include <span>
+#include <string>
+#include <vector>
+
+#include "Decoder.h"
+#include "Encoder.h"
+#include "bitstream/BigEndian.h"
+#include "bitstream/FrameHeader.h"
+#include "pixel/PixelFormat.h"
+#include "rate/FrameTarget.h"
+#include "rate/Variant.h"
+
+namespace prores {
+namespace {
+
+using nlohmann::json;
+using Bytes = std::vector<std::uint8_t>;
+
+enum Stage { kEntropyDecode, kInverse, kPack, kUnpack, kForward, kCount, kWrite, kStages };
+constexpr std::array<const char*, kStages> kStageNames{
+    "entropy decoding",  "inverse transform",  "packing",           "unpacking",
+    "forward transform", "quantise and count", "quantise and write"};
+
+// The kernels under test, and what they took. A kernel is a plain function: it has no other place.
+const Kernels* under = nullptr;
+std::array<std::uint64_t, kStages> ticks;
+std::uint64_t pairs;
+
+class Timer {
+ public:
+  explicit Timer(Stage stage) : stage_(stage), start_(__builtin_ia32_rdtsc()) {}
+  ~Timer() { ticks[stage_] += __builtin_ia32_rdtsc() - start_; }
+  Timer(const Timer&) = delete;
+  Timer& operator=(const Timer&) = delete;
+
+ private:
+  Stage stage_;
+  std::uint64_t start_;
+};
+
+/// kernel<stage, entry>: calls that entry of `under` and adds its time to the stage's.
+template <Stage kStage, auto kEntry, typename Function>
+struct Timed;
+template <Stage kStage, auto kEntry, typename Result, typename... Arguments>
+struct Timed<kStage, kEntry, Result (*)(Arguments...)> {
+  static Result Call(Arguments... arguments) {
+    const Timer timer(kStage);
+    return (under->*kEntry)(arguments...);
+  }
+};
+
+Kernels TimedKernels(CpuLevel level) {
+  Kernels kernels = KernelsFor(level);
+#define TIME(stage, entry) \
+  kernels.entry = Timed<stage, &Kernels::entry, decltype(kernels.entry)>::Call
+  TIME(kEntropyDecode, decodeComponents);
+  TIME(kInverse, inverseTransform);
+  TIME(kPack, packV210);
+  TIME(kUnpack, unpackV210);
+  TIME(kForward, forwardTransform);
+  TIME(kCount, countComponentBytes);
+  TIME(kWrite, writeComponent);
+#undef TIME
+  return kernels;
+}
+
+void CountPairs(std::span<CodedComponent> components) {
+  DecodeComponents(components);
+  for (const CodedComponent& component : components) {
+    const std::size_t end = std::size_t{component.blocks} * kBlockSamples;
+    pairs += end - component.blocks -
+             static_cast<std::uint64_t>(std::count(component.coefficients + component.blocks,
+                                                   component.coefficients + end, 0));
+  }
+}
+
+/// The ProRes frames in the bytes of a file: each starts with its size and 'icpf'.
+std::vector<std::span<const std::uint8_t>> FindFrames(std::span<const std::uint8_t> file) {
+  std::vector<std::span<const std::uint8_t>> frames;
+  constexpr std::array<std::uint8_t, 4> kIdentifier{'i', 'c', 'p', 'f'};
+  for (std::size_t i = 0; i + 8 < file.size();) {
+    const std::size_t size = ReadU32(file.data() + i);
+    const bool found = std::equal(kIdentifier.begin(), kIdentifier.end(), file.data() + i + 4);
+    if (found && size > 8 && size <= file.size() - i) {
+      frames.push_back(file.subspan(i, size));
+      i += size;
+    } else {
+      ++i;
+    }
+  }
+  return frames;
+}
+
+struct Sequence {
+  Bytes file;
+  std::vector<std::span<const std::uint8_t>> frames;
+  FrameHeader header;
+  std::vector<Bytes> pictures;
+
+  PixelBufferRecord Picture(std::size_t frame) {
+    const std::uint32_t rowBytes = PackedRowBytes(kWPRPixelFormatV210, header.width);
+    pictures[frame].resize(std::size_t{rowBytes} * header.height);
+    return {pictures[frame].data(), rowBytes, kWPRPixelFormatV210, header.width, header.height};
+  }
+};
+
+double MillisecondsSince(std::chrono::steady_clock::time_point start) {
+  return std::chrono::duration<double, std::milli>(std::chrono::steady_clock::now() - start)
+      .count();
+}
+
+/// Runs `work` over all frames so many times and keeps the fastest pass: milliseconds per frame.
+template <typename Work>
+json TimePasses(int passes, std::size_t frames, const Work& work) {
+  double best = std::numeric_limits<double>::max();
+  json result;
+  for (int pass = 0; pass < passes; ++pass) {
+    ticks = {};
+    const auto start = std::chrono::steady_clock::now();
+    const std::uint64_t firstTick = __builtin_ia32_rdtsc();
+    for (std::size_t frame = 0; frame < frames; ++frame) work(frame);
+    const double total = MillisecondsSince(start);
+    const auto allTicks = static_cast<double>(__builtin_ia32_rdtsc() - firstTick);
+    if (total >= best) continue;
+    best = total;
+    double rest = total / static_cast<double>(frames);
+    result = {{"total", rest}};
+    for (std::size_t stage = 0; stage < kStages; ++stage) {
+      if (ticks[stage] == 0) continue;
+      const double time =
+          static_cast<double>(ticks[stage]) / allTicks * total / static_cast<double>(frames);
+      result[kStageNames[stage]] = time;
+      rest -= time;
+    }
+    result["rest"] = rest;
+  }
+  return result;
+}
+
+json TimeLevel(CpuLevel level, Sequence& sequence, int passes) {
+  under = &KernelsFor(level);
+  const Kernels timed = TimedKernels(level);
+  Decoder decoder(1, timed);
+  Encoder encoder(1, timed);
+  const VariantProfile& profile = *FindVariant(kWPRCodecHQ);
+  Bytes coded(MaxFrameBytes(profile, sequence.header.width, sequence.header.height));
+  const EncodeParamsRecord params{kWPRCodecHQ,
+                                  sequence.header.interlaceMode == InterlaceMode::kProgressive
+                                      ? std::uint32_t{kWPRProgressive}
+                                      : std::uint32_t{kWPRTopFieldFirst}};
+  json result;
+  result["decode"] = TimePasses(passes, sequence.frames.size(), [&](std::size_t frame) {
+    const PixelBufferRecord picture = sequence.Picture(frame);
+    if (decoder.Decode(sequence.frames[frame], picture, false).status != Status::kSuccess) {
+      std::exit(EXIT_FAILURE);
+    }
+  });
+  std::uint64_t bytes = 0;
+  result["encode"] = TimePasses(passes, sequence.frames.size(), [&](std::size_t frame) {
+    std::uint32_t size = 0;
+    if (encoder.Encode(params, sequence.Picture(frame), coded, size) != Status::kSuccess) {
+      std::exit(EXIT_FAILURE);
+    }
+    bytes += size;
+  });
+  result["encode"]["bytes"] = bytes / (static_cast<std::uint64_t>(passes) * sequence.frames.size());
+  return result;
+}
+
+/// Core cycles per second, from a chain of additions that takes one cycle each.
+double MeasureFrequency() {
+  constexpr std::uint64_t kAdditions = 400'000'000;
+  const auto start = std::chrono::steady_clock::now();
+  std::uint64_t sum = 0;
+  for (std::uint64_t i = 0; i < kAdditions; ++i) {
+    sum += i;
+    __asm__ volatile("" : "+r"(sum));
+  }
+  return static_cast<double>(kAdditions) / MillisecondsSince(start) * 1e3;
+}
+
+int Main(const char* path, int passes) {
+  std::ifstream input(path, std::ios::binary);
+  Sequence sequence;
+  sequence.file.assign(std::istreambuf_iterator<char>(input), {});
+  sequence.frames = FindFrames(sequence.file);
+  std::span<const std::uint8_t> pictures;
+  if (sequence.frames.empty() ||
+      ParseFrameHeader(sequence.frames.front(), sequence.header, pictures) != Status::kSuccess) {
+    std::cerr << "stage_times: " << path << " holds no ProRes frames\n";
+    return EXIT_FAILURE;
+  }
+  sequence.pictures.resize(sequence.frames.size());
+
+  Kernels counting = KernelsFor(CpuLevel::kScalar);
+  counting.decodeComponents = CountPairs;
+  Decoder counter(1, counting);
+  std::size_t bytes = 0;
+  for (std::size_t frame = 0; frame < sequence.frames.size(); ++frame) {
+    counter.Decode(sequence.frames[frame], sequence.Picture(frame), false);
+    bytes += sequence.frames[frame].size();
+  }
+
+  const auto frames = static_cast<double>(sequence.frames.size());
+  json report{{"stream", path},
+              {"frames", sequence.frames.size()},
+              {"width", sequence.header.width},
+              {"height", sequence.header.height},
+              {"bytes_per_frame", static_cast<double>(bytes) / frames},
+              {"pairs_per_frame", static_cast<double>(pairs) / frames},
+              {"cycles_per_second", MeasureFrequency()}};
+  for (const CpuLevel level : kCpuLevels) {
+    if (level > DetectCpuLevel()) break;
+    report["levels"][NameOf(level)] = TimeLevel(level, sequence, passes);
+  }
+  std::cout << report.dump(2) << '\n';
+  return EXIT_SUCCESS;
+}
+
+}  // namespace
+}  // namespace prores
+
+int main(int argc, char** argv) {
+  if (argc != 2 && argc != 3) {
+    std::cerr << "usage: stage_times STREAM.mov [PASSES]\n";
+    return EXIT_FAILURE;
+  }
+  return prores::Main(argv[1], argc == 3 ? std::atoi(argv[2]) : 5);
+}
