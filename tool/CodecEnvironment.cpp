@@ -1,6 +1,7 @@
 // SPDX-License-Identifier: BSD-2-Clause
 #include "CodecEnvironment.h"
 
+#include <algorithm>
 #include <cstdlib>
 
 #include "Errors.h"
@@ -44,6 +45,12 @@ std::string CpuLevelNames() {
 
 bool IsCpuLevelName(const std::string& name) {
   return name == kAutomatic || prores::ParseCpuLevel(name).has_value();
+}
+
+std::string CpuLevelInUse() {
+  const char* const wanted = std::getenv(prores::kCpuLevelVariable);
+  const CpuLevel highest = prores::DetectCpuLevel();
+  return NameOf(std::min(highest, prores::ParseCpuLevel(wanted ? wanted : "").value_or(highest)));
 }
 
 void SetAutomaticThreads(int threads) {

@@ -22,6 +22,9 @@ std::string CpuLevelNames();
 /// True for a name out of CpuLevelNames().
 bool IsCpuLevelName(const std::string& name);
 
+/// Name of the level that the codec library is to use at most, as the environment stands.
+std::string CpuLevelInUse();
+
 /// Sets how many threads an element uses that has no parameter for them, unless the user's
 /// environment says so already.
 void SetAutomaticThreads(int threads);

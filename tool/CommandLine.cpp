@@ -12,12 +12,14 @@ namespace vixprores {
 namespace {
 
 constexpr int kMostThreads = 1024;
+constexpr int kMostBenchFrames = 10000;
 constexpr const char* kExamples = R"(Examples:
   vixprores encode --variant hq input.mov output.mov
   vixprores encode --fourcc UYVY --size 1920x1080 --rate 30000/1001 frames.uyvy output.mov
   ffmpeg -i input -f yuv4mpegpipe -pix_fmt yuv422p10le -strict -1 - | vixprores encode - output.mov
   vixprores decode input.mov output.y4m
   vixprores decode --fourcc UYVY --frames 0-99 input.mov - | consumer
+  vixprores bench --size 3840x2160 --threads 2
 Exit codes: 0 done, 1 failed, 2 wrong use.)";
 
 // The options of a headless input as they stand on the command line.
@@ -53,6 +55,24 @@ void AddMachineOptions(CLI::App& command, MachineOptions& options) {
       ->type_name("LEVEL");
 }
 
+void AddVariantOption(CLI::App& command, const ProResVariant*& variant, const char* standard) {
+  variant = FindProResVariant(standard);
+  command
+      .add_option_function<std::string>(
+          "--variant", [&variant](const std::string& name) { variant = FindProResVariant(name); },
+          std::string("proxy, lt, 422 or hq; ") + standard + " when not given")
+      ->check(CLI::IsMember({"proxy", "lt", "422", "hq"}).description(""))
+      ->type_name("NAME");
+}
+
+void AddFourCCOption(CLI::App& command, vix::FourCC& fourcc) {
+  command
+      .add_option_function<std::string>(
+          "--fourcc", [&fourcc](const std::string& code) { fourcc = ParseFourCC(code); },
+          "Pixel format: UYVY (8 bits) or V210 (10 bits); V210 when not given")
+      ->type_name("CODE");
+}
+
 void AddTranscodeOptions(CLI::App& command, TranscodeOptions& options, const char* input,
                          const char* output) {
   command.add_option("INPUT", options.input, input)->required()->type_name("");
@@ -76,14 +96,7 @@ void AddEncode(CLI::App& app, EncodeOptions& options, HeadlessOptions& headless)
                       "Container (mov, avi, mxf, mkv, nut) with v210 or UYVY video, Y4M (4:2:2, "
                       "8 or 10 bits), or headless frames; - for standard input",
                       "File to write: .mov, .mkv or .mxf");
-  options.variant = FindProResVariant("422");
-  command
-      .add_option_function<std::string>(
-          "--variant",
-          [&options](const std::string& name) { options.variant = FindProResVariant(name); },
-          "proxy, lt, 422 or hq; 422 when not given")
-      ->check(CLI::IsMember({"proxy", "lt", "422", "hq"}).description(""))
-      ->type_name("NAME");
+  AddVariantOption(command, options.variant, "422");
   const char* const group = "Headless input (frames and nothing else)";
   command.add_option("--fourcc", headless.fourcc, "Pixel format: UYVY or V210")
       ->type_name("CODE")
@@ -103,13 +116,30 @@ void AddDecode(CLI::App& app, DecodeOptions& options) {
   AddTranscodeOptions(command, options, "Container with a ProRes track; - for standard input",
                       "File to write: .mov, .avi, .nut or .y4m; headless frames under any other "
                       "name; - for standard output");
-  command
-      .add_option_function<std::string>(
-          "--fourcc", [&options](const std::string& code) { options.fourcc = ParseFourCC(code); },
-          "Pixel format: UYVY (8 bits) or V210 (10 bits); V210 when not given")
-      ->type_name("CODE");
+  AddFourCCOption(command, options.fourcc);
   command.add_flag("--skip-field", options.skipField,
                    "Decode only the first field of interlaced frames, at half height");
+}
+
+void AddBench(CLI::App& app, BenchOptions& options) {
+  CLI::App& command =
+      *app.add_subcommand("bench", "Measure how fast frames are encoded and decoded in memory");
+  AddVariantOption(command, options.variant, "hq");
+  AddFourCCOption(command, options.fourcc);
+  command
+      .add_option_function<std::string>(
+          "--size", [&options](const std::string& size) { options.size = ParsePictureSize(size); },
+          "Size of the pictures; 1920x1080 when not given")
+      ->type_name("WxH");
+  command.add_flag("--interlaced", options.interlaced, "Two fields a frame, top field first");
+  command
+      .add_option("--frames", options.frames,
+                  "Different frames, all of which are in memory; 24 when not given")
+      ->check(CLI::Range(1, kMostBenchFrames).description(""))
+      ->type_name("N");
+  AddMachineOptions(command, options);
+  command.add_flag("--json", options.json, "Print the figures as JSON");
+  AddHostOptions(command, options);
 }
 
 std::optional<HeadlessFormat> ToHeadlessFormat(const HeadlessOptions& options) {
@@ -126,7 +156,7 @@ std::optional<HeadlessFormat> ToHeadlessFormat(const HeadlessOptions& options) {
 
 [[noreturn]] void RefuseCommand(const std::string& name) {
   throw UsageError("there is no command '" + name +
-                   "'; the commands are encode, decode, elements and help");
+                   "'; the commands are encode, decode, bench, elements and help");
 }
 
 std::string HelpOf(const CLI::App& app, const std::string& command) {
@@ -149,13 +179,15 @@ Command ParseCommandLine(int argc, const char* const* argv) {
   AddEncode(app, encode, headless);
   DecodeOptions decode;
   AddDecode(app, decode);
+  BenchOptions bench;
+  AddBench(app, bench);
   ElementsOptions elements;
   AddHostOptions(
       *app.add_subcommand("elements", "List the registered elements and their parameters"),
       elements);
   std::string helpOn;
   app.add_subcommand("help", "Print the help of a command")
-      ->add_option("COMMAND", helpOn, "encode, decode or elements")
+      ->add_option("COMMAND", helpOn, "encode, decode, bench or elements")
       ->type_name("");
 
   try {
@@ -163,6 +195,7 @@ Command ParseCommandLine(int argc, const char* const* argv) {
     if (app.got_subcommand("help")) return TextOnly{HelpOf(app, helpOn)};
     if (app.got_subcommand("elements")) return elements;
     if (app.got_subcommand("decode")) return decode;
+    if (app.got_subcommand("bench")) return bench;
     encode.headless = ToHeadlessFormat(headless);
     return encode;
   } catch (const CLI::CallForHelp&) {

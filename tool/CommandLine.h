@@ -44,6 +44,15 @@ struct DecodeOptions : TranscodeOptions {
   bool skipField = false;
 };
 
+struct BenchOptions : HostOptions, MachineOptions {
+  const ProResVariant* variant = nullptr;
+  vix::FourCC fourcc = vix::kFourCC_V210;
+  PictureSize size{1920, 1080};
+  bool interlaced = false;
+  int frames = 24;  ///< of the clip, all of which are in memory
+  bool json = false;
+};
+
 struct ElementsOptions : HostOptions {};
 
 /// A text that was asked for instead of work.
@@ -51,7 +60,7 @@ struct TextOnly {
   std::string text;
 };
 
-using Command = std::variant<EncodeOptions, DecodeOptions, ElementsOptions, TextOnly>;
+using Command = std::variant<EncodeOptions, DecodeOptions, BenchOptions, ElementsOptions, TextOnly>;
 
 /// Understands a command line. Anything wrong with it is a UsageError that says what, and which
 /// help to read.

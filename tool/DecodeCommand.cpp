@@ -1,5 +1,4 @@
 // SPDX-License-Identifier: BSD-2-Clause
-#include "CodecEnvironment.h"
 #include "Commands.h"
 #include "Transcode.h"
 
@@ -23,23 +22,15 @@ StreamFormat DecodedFormat(StreamFormat source, const DecodeOptions& options) {
   return source;
 }
 
-vix::ElementDriver MakeDecoder(const DecodeOptions& options, int threads) {
-  SetAutomaticThreads(threads);  // the element has no parameter for them
-  auto decoder = MakeProResElement(vix::ElementFactoryType::VideoDecoder);
-  const auto config = decoder.CreateConfig();
-  config->SetBool("SkipField", options.skipField);
-  config->SetFourCC("OutputFourCC", options.fourcc);
-  decoder.Configure(config);
-  return decoder;
-}
-
 }  // namespace
 
 void Decode(const DecodeOptions& options, RunReport& report) {
   const OutputFormat& output = FindRawVideoOutput(options.output);
   auto reader = OpenProRes(options.input, options.skipField);
   const StreamFormat result = DecodedFormat(reader->GetFormat(), options);
-  const auto makeElement = [&options](int threads) { return MakeDecoder(options, threads); };
+  const auto makeElement = [&options](int threads) {
+    return MakeProResDecoder(options.fourcc, options.skipField, threads);
+  };
   Transcode(options, {std::move(reader), makeElement, result, output}, report);
 }
 

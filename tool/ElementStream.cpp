@@ -4,6 +4,7 @@
 #include <utility>
 #include <vector>
 
+#include "CodecEnvironment.h"
 #include "vix/Error.h"
 #include "vix/Registry.h"
 
@@ -24,6 +25,10 @@ std::shared_ptr<vix::IVideoParameters> MakeParameters(const StreamFormat& format
   const ProResVariant* const variant = FindProResVariant(format.code);
   compressed->SetProResCodecVariant(variant ? variant->variant : vix::ProResCodecVariant::Standard);
   return compressed;
+}
+
+vix::ElementDriver MakeProResElement(vix::ElementFactoryType factoryType) {
+  return {factoryType, "vix", vix::GetLabel(vix::VCodecFamily::ProRes)};
 }
 
 }  // namespace
@@ -64,8 +69,23 @@ std::shared_ptr<const vix::IVideoSample> ElementStream::Process(
   return samples.front();
 }
 
-vix::ElementDriver MakeProResElement(vix::ElementFactoryType factoryType) {
-  return {factoryType, "vix", vix::GetLabel(vix::VCodecFamily::ProRes)};
+vix::ElementDriver MakeProResEncoder(const ProResVariant& variant, int threads) {
+  auto encoder = MakeProResElement(vix::ElementFactoryType::VideoEncoder);
+  const auto config = encoder.CreateConfig();
+  config->SetInt("NumThreads", threads);
+  config->SetProResCodecVariant("ProResCodecVariant", variant.variant);
+  encoder.Configure(config);
+  return encoder;
+}
+
+vix::ElementDriver MakeProResDecoder(vix::FourCC fourcc, bool skipField, int threads) {
+  SetAutomaticThreads(threads);
+  auto decoder = MakeProResElement(vix::ElementFactoryType::VideoDecoder);
+  const auto config = decoder.CreateConfig();
+  config->SetBool("SkipField", skipField);
+  config->SetFourCC("OutputFourCC", fourcc);
+  decoder.Configure(config);
+  return decoder;
 }
 
 }  // namespace vixprores

@@ -32,8 +32,15 @@ class ElementStream {
   std::shared_ptr<const vix::IVideoInfo> info_;
 };
 
-/// Creates a ProRes element of the registry.
-vix::ElementDriver MakeProResElement(vix::ElementFactoryType factoryType);
+/// Creates and configures the ProRes encoder of the registry.
+/// @param threads that share a frame
+vix::ElementDriver MakeProResEncoder(const ProResVariant& variant, int threads);
+
+/// Creates and configures the ProRes decoder of the registry. As it has no parameter for its
+/// threads they are told to the codec library, once for all decoders.
+/// @param fourcc  "UYVY" or "V210"
+/// @param threads that share a frame
+vix::ElementDriver MakeProResDecoder(vix::FourCC fourcc, bool skipField, int threads);
 
 /// The host's description of a stream.
 std::shared_ptr<const vix::IVideoInfo> DescribeStream(const StreamFormat& format);

@@ -13,15 +13,6 @@ StreamFormat EncodedFormat(StreamFormat source, const ProResVariant& variant) {
   return source;
 }
 
-vix::ElementDriver MakeEncoder(const EncodeOptions& options, int threads) {
-  auto encoder = MakeProResElement(vix::ElementFactoryType::VideoEncoder);
-  const auto config = encoder.CreateConfig();
-  config->SetInt("NumThreads", threads);
-  config->SetProResCodecVariant("ProResCodecVariant", options.variant->variant);
-  encoder.Configure(config);
-  return encoder;
-}
-
 }  // namespace
 
 void Encode(const EncodeOptions& options, RunReport& report) {
@@ -30,7 +21,9 @@ void Encode(const EncodeOptions& options, RunReport& report) {
   const StreamFormat& source = reader->GetFormat();
   CheckEncodable(source, reader->GetName());
   const StreamFormat result = EncodedFormat(source, *options.variant);
-  const auto makeElement = [&options](int threads) { return MakeEncoder(options, threads); };
+  const auto makeElement = [&options](int threads) {
+    return MakeProResEncoder(*options.variant, threads);
+  };
   Transcode(options, {std::move(reader), makeElement, result, output}, report);
 }
 

@@ -81,6 +81,13 @@ int Execute(const DecodeOptions& options) {
   return RunTranscode(options, "decode", Decode);
 }
 
+int Execute(const BenchOptions& options) {
+  if (options.cpu) SetCpuLevel(*options.cpu);
+  const auto plugin = LoadProResPlugin(options.plugin);
+  std::fputs(Bench(options).c_str(), stdout);
+  return kExitDone;
+}
+
 int Execute(const ElementsOptions& options) {
   const auto plugin = LoadProResPlugin(options.plugin);
   std::fputs(DescribeElements().c_str(), stdout);

@@ -50,6 +50,14 @@ TEST_F(CodecEnvironment, RefusesExactlyTheLevelsThatTheProcessorLacks) {
   }
 }
 
+TEST_F(CodecEnvironment, TellsTheLevelInUse) {
+  EXPECT_EQ(CpuLevelInUse(), NameOf(prores::DetectCpuLevel()));
+  SetCpuLevel("scalar");
+  EXPECT_EQ(CpuLevelInUse(), "scalar");
+  setenv(prores::kCpuLevelVariable, "mmx", 1);
+  EXPECT_EQ(CpuLevelInUse(), NameOf(prores::DetectCpuLevel()));
+}
+
 TEST_F(CodecEnvironment, KnowsTheNamesOfLevels) {
   for (const char* name : {"auto", "scalar", "sse4", "avx2", "avx512"}) {
     EXPECT_TRUE(IsCpuLevelName(name)) << name;

@@ -64,6 +64,27 @@ TEST(CommandLine, DecodesToV210UnlessToldOtherwise) {
   EXPECT_EQ(other.cpu, "auto");
 }
 
+TEST(CommandLine, MeasuresFullHighDefinitionUnlessToldOtherwise) {
+  const auto plain = std::get<BenchOptions>(Parse({"bench"}));
+  EXPECT_EQ(plain.size.width, 1920u);
+  EXPECT_EQ(plain.size.height, 1080u);
+  EXPECT_EQ(plain.variant->variant, vix::ProResCodecVariant::HQ);
+  EXPECT_EQ(plain.fourcc, vix::kFourCC_V210);
+  EXPECT_EQ(plain.threads, 0);
+  EXPECT_FALSE(plain.interlaced || plain.json || plain.cpu);
+  const auto other = std::get<BenchOptions>(
+      Parse({"bench", "--size", "64x48", "--variant", "lt", "--fourcc", "UYVY", "--interlaced",
+             "--frames", "3", "--threads", "2", "--cpu", "scalar", "--json"}));
+  EXPECT_EQ(other.size.width, 64u);
+  EXPECT_EQ(other.size.height, 48u);
+  EXPECT_EQ(other.variant->variant, vix::ProResCodecVariant::LT);
+  EXPECT_EQ(other.fourcc, vix::kFourCC_UYVY);
+  EXPECT_EQ(other.frames, 3);
+  EXPECT_EQ(other.threads, 2);
+  EXPECT_EQ(other.cpu, "scalar");
+  EXPECT_TRUE(other.interlaced && other.json);
+}
+
 TEST(CommandLine, ListsElements) {
   EXPECT_FALSE(std::get<ElementsOptions>(Parse({"elements"})).plugin);
   EXPECT_EQ(std::get<ElementsOptions>(Parse({"elements", "--plugin", "x.so"})).plugin, "x.so");
@@ -94,6 +115,9 @@ TEST(CommandLine, RefusesWrongUse) {
       {"encode", "--cpu", "", "a", "b"},
       {"decode", "--fourcc", "2vuy", "a", "b"},
       {"elements", "a"},
+      {"bench", "a"},
+      {"bench", "--frames", "0"},
+      {"bench", "--size", "1920"},
   };
   for (const auto& words : wrong) EXPECT_THROW(Parse(words), UsageError);
 }

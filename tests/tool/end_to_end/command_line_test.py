@@ -14,7 +14,7 @@ from tool import PLUGIN, PROGRAM, TIMEOUT, ToolTest, make_v210, run
 class Help(ToolTest):
     def test_help_names_the_commands(self):
         result = self.succeed("--help")
-        for command in ("encode", "decode", "elements", "help"):
+        for command in ("encode", "decode", "bench", "elements", "help"):
             self.assertIn(command, result.stdout)
         self.assertEqual(result.stderr, "")
 
@@ -24,7 +24,10 @@ class Help(ToolTest):
             for option in ("--variant", "--threads", "--frames", "--overwrite", "--fourcc",
                            "--size", "--rate", "--interlaced", "--json", "--quiet", "--plugin"):
                 self.assertIn(option, result.stdout)
-        self.assertIn("--skip-field", self.succeed("help", "decode").stdout)
+        for option in ("--skip-field", "--threads", "--cpu"):
+            self.assertIn(option, self.succeed("help", "decode").stdout)
+        for option in ("--size", "--variant", "--threads", "--cpu", "--frames", "--json"):
+            self.assertIn(option, self.succeed("help", "bench").stdout)
 
     def test_version_is_one_line(self):
         self.assertRegex(self.succeed("--version").stdout, r"\Avixprores \d+\.\d+\.\d+\n\Z")

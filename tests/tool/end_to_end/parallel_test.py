@@ -1,0 +1,175 @@
+# SPDX-License-Identifier: BSD-2-Clause
+"""Threads and instructions: whatever is used, the output is the same, and so are the errors."""
+import re
+import subprocess
+
+from tool import PROGRAM, TIMEOUT, ToolTest, ffmpeg, frame_bytes, make_v210, run
+
+THREADS = (1, 2, 3, 5, 8)
+LEVELS = ("scalar", "sse4", "avx2", "avx512")
+HEADLESS = ("--fourcc", "V210", "--size", "128x96", "--rate", "25")
+
+
+class Parallel(ToolTest):
+    def setUp(self):
+        super().setUp()
+        self.clip, self.encoded = self.path("clip.mov"), self.path("encoded.mov")
+        make_v210(self.clip, frames=23)
+
+    def encode_clip(self):
+        self.succeed("encode", "--threads", 1, self.clip, self.encoded)
+
+    def output(self, *arguments, name):
+        """The bytes of the file that a run writes."""
+        self.succeed(*arguments, "--overwrite", self.path(name))
+        return self.path(name).read_bytes()
+
+    def check_all_alike(self, option, values, *arguments, name):
+        first = None
+        for value in values:
+            with self.subTest(value=value, name=name):
+                output = self.output(*arguments[:1], option, value, *arguments[1:], name=name)
+                self.assert_same_bytes(output, first or output)
+                first = first or output
+
+
+class SameOutput(Parallel):
+    def test_encoding(self):
+        y4m, raw = self.path("clip.y4m"), self.path("clip.raw")
+        ffmpeg("-i", self.clip, "-strict", "-1", y4m)
+        ffmpeg("-i", self.clip, "-c", "copy", "-f", "rawvideo", raw)
+        for arguments in ((self.clip,), (y4m,), (*HEADLESS, raw)):
+            self.check_all_alike("--threads", THREADS, "encode", *arguments, name="out.mov")
+
+    def test_decoding(self):
+        self.encode_clip()
+        for name in ("out.mov", "out.y4m", "out.raw"):
+            self.check_all_alike("--threads", THREADS, "decode", self.encoded, name=name)
+
+    def test_part_of_the_frames(self):
+        self.encode_clip()
+        for frames in ("0-0", "5-7", "22-22"):
+            self.check_all_alike("--threads", THREADS, "decode", "--frames", frames, self.encoded,
+                                 name="out.mov")
+            self.check_all_alike("--threads", THREADS, "encode", "--frames", frames, self.clip,
+                                 name="coded.mov")
+
+    def test_through_pipes(self):
+        frames, count = self.path("clip.raw"), 23
+        ffmpeg("-i", self.clip, "-c", "copy", "-f", "rawvideo", frames)
+        self.encode_clip()
+        expected = self.output("decode", self.encoded, name="whole.raw")
+        self.assertEqual(len(expected), count * frame_bytes("V210", 128, 96))
+        for threads in THREADS:
+            with self.subTest(threads=threads):
+                result = self.succeed("decode", "--threads", threads, self.encoded, "-", text=False)
+                self.assert_same_bytes(result.stdout, expected)
+                self.succeed("encode", "--threads", threads, "--overwrite", *HEADLESS, "-",
+                             self.path("piped.mov"), input=frames.read_bytes(), text=False)
+                self.assert_same_bytes(
+                    self.output("decode", self.path("piped.mov"), name="piped.raw"), expected)
+
+    def test_every_cpu_level(self):
+        self.encode_clip()
+        available = [level for level in LEVELS
+                     if run("bench", "--cpu", level, "--size", "16x16", "--frames", "1",
+                            "--threads", "1").returncode == 0]
+        self.assertIn("scalar", available)
+        for level in (*available, "auto"):
+            self.check_all_alike("--cpu", ("scalar", level), "encode", self.clip, name="out.mov")
+            self.check_all_alike("--cpu", ("scalar", level), "decode", self.encoded,
+                                 name="out.raw")
+
+
+class SameErrors(Parallel):
+    """A failing run says the same, whatever was under way behind the frame that fails."""
+
+    def check_all_fail_alike(self, *arguments, words):
+        first = None
+        for threads in THREADS:
+            with self.subTest(threads=threads):
+                result = self.fail_with(1, words, *arguments[:1], "--threads", threads, "--json",
+                                        *arguments[1:])
+                report = re.sub(r'"(seconds|framesPerSecond|realTimeFactor)":[^,]+', "",
+                                result.stdout)
+                first = first or (result.stderr, report)
+                self.assertEqual((result.stderr, report), first)
+
+    def damage(self, *frames):
+        """Makes the frame headers of those frames unreadable."""
+        data = bytearray(self.encoded.read_bytes())
+        position = -1
+        for number in range(max(frames) + 1):
+            position = data.index(b"icpf", position + 1)
+            if number in frames:
+                data[position + 4:position + 6] = b"\0\0"
+        self.encoded.write_bytes(data)
+
+    def test_frames_that_cannot_be_decoded(self):
+        self.encode_clip()
+        self.damage(13, 14, 17)
+        self.check_all_fail_alike("decode", self.encoded, self.path("out.raw"),
+                                  words=["frame 13", "Failed to decode frame"])
+        for threads in THREADS:
+            self.succeed("decode", "--threads", threads, "--overwrite", "--frames", "0-12",
+                         self.encoded, self.path("out.raw"))
+
+    def test_input_that_ends_inside_a_frame(self):
+        raw = self.path("clip.raw")
+        ffmpeg("-i", self.clip, "-c", "copy", "-f", "rawvideo", raw)
+        raw.write_bytes(raw.read_bytes()[:-1])
+        self.check_all_fail_alike("encode", *HEADLESS, raw, self.path("out.mov"),
+                                  words=["frame 22 is cut short"])
+
+    def test_frames_past_the_end(self):
+        self.check_all_fail_alike("encode", "--frames", "20-30", self.clip, self.path("out.mov"),
+                                  words=["has 23 frames"])
+
+    def test_change_of_scanning_where_only_fields_are_decoded(self):
+        self.encode_clip()
+        data = bytearray(self.encoded.read_bytes())
+        position = -1
+        for _ in range(10):
+            position = data.index(b"icpf", position + 1)
+        data[position + 16] |= 1 << 2  # interlace_mode
+        self.encoded.write_bytes(data)
+        self.check_all_fail_alike("decode", "--skip-field", self.encoded, self.path("out.raw"),
+                                  words=["frame 9 is scanned otherwise", "--skip-field"])
+
+    def test_output_that_fails_ends_the_wait_for_input(self):
+        raw = self.path("clip.raw")
+        ffmpeg("-i", self.clip, "-c", "copy", "-f", "rawvideo", raw)
+        mkv = self.path("encoded.mkv")
+        self.succeed("encode", self.clip, mkv)
+        data = mkv.read_bytes()
+        for threads in THREADS:
+            with self.subTest(threads=threads):
+                process = subprocess.Popen(
+                    [PROGRAM, "decode", "--threads", str(threads), "-", "/dev/full"],
+                    stdin=subprocess.PIPE, stderr=subprocess.PIPE)
+                process.stdin.write(data[:len(data) // 2])
+                process.stdin.flush()
+                # The rest never comes.
+                self.assertEqual(process.wait(TIMEOUT), 1)
+                self.assertIn(b"No space left", process.stderr.read())
+                process.stdin.close()
+                process.stderr.close()
+
+
+class CpuLevels(ToolTest):
+    def test_level_that_is_none(self):
+        for command in (("encode", "in.mov", "out.mov"), ("decode", "in.mov", "out.mov"),
+                        ("bench",)):
+            self.fail_with(2, ["'mmx'", "auto, scalar, sse4, avx2, avx512"], *command, "--cpu",
+                           "mmx", cwd=self.folder)
+
+    def test_level_that_the_processor_lacks(self):
+        for level in LEVELS:
+            result = run("bench", "--cpu", level, "--size", "16x16", "--frames", "1")
+            with self.subTest(level=level, errors=result.stderr):
+                if result.returncode != 0:
+                    self.assertIn(f"--cpu {level}: this processor has no such instructions",
+                                  result.stderr)
+                    self.assertIn("it has auto, scalar", result.stderr)
+                else:
+                    self.assertIn(f"CPU level {level}", result.stdout)
