@@ -1,5 +1,6 @@
 # SPDX-License-Identifier: BSD-2-Clause
 """Ctrl-C: the frame at hand is finished, and what is there is kept as a playable file."""
+import itertools
 import json
 import re
 import signal
@@ -50,9 +51,10 @@ class Interruption(ToolTest):
         return output, errors
 
     def test_encoded_frames_are_kept(self):
-        for number in SIGNALS:
-            with self.subTest(number=number):
-                process = self.start("encode", *HEADLESS, "-", self.path("out.mov"))
+        for number, threads in itertools.product(SIGNALS, (1, 2, 5)):
+            with self.subTest(number=number, threads=threads):
+                process = self.start("encode", "--threads", threads, *HEADLESS, "-",
+                                     self.path("out.mov"))
                 process.stdin.write(self.frames[:5 * frame_bytes("V210", 128, 96)])
                 process.stdin.flush()
                 self.wait_for_work_file("out.mov", 1000)

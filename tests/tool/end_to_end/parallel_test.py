@@ -137,19 +137,20 @@ class SameErrors(Parallel):
                                   words=["frame 9 is scanned otherwise", "--skip-field"])
 
     def test_output_that_fails_ends_the_wait_for_input(self):
-        raw = self.path("clip.raw")
-        ffmpeg("-i", self.clip, "-c", "copy", "-f", "rawvideo", raw)
-        mkv = self.path("encoded.mkv")
-        self.succeed("encode", self.clip, mkv)
-        data = mkv.read_bytes()
+        self.encode_clip()
+        streamable = self.path("streamable.mov")
+        ffmpeg("-i", self.encoded, "-c", "copy", "-movflags", "faststart", streamable)
+        data = streamable.read_bytes()
+        second = data.index(b"icpf", data.index(b"icpf") + 1)
         for threads in THREADS:
             with self.subTest(threads=threads):
                 process = subprocess.Popen(
                     [PROGRAM, "decode", "--threads", str(threads), "-", "/dev/full"],
                     stdin=subprocess.PIPE, stderr=subprocess.PIPE)
-                process.stdin.write(data[:len(data) // 2])
+                self.addCleanup(process.kill)
+                # Another thread waits for the rest of the second frame, which never comes.
+                process.stdin.write(data[:second + 100])
                 process.stdin.flush()
-                # The rest never comes.
                 self.assertEqual(process.wait(TIMEOUT), 1)
                 self.assertIn(b"No space left", process.stderr.read())
                 process.stdin.close()
