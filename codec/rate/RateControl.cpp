@@ -6,20 +6,24 @@
 #include <utility>
 
 #include "rate/QuantiserLadder.h"
+#include "rate/RungSearch.h"
 
 namespace prores {
 namespace {
 
-/// A guess is made from one slice in eight, but from no fewer than this.
-constexpr std::size_t kSampleShare = 8;
-constexpr std::size_t kMinSample = 32;
+/// Slices of the first sample. It finds the neighbourhood in a few steps; each larger one
+/// usually needs a single look.
+constexpr std::size_t kFirstSample = 32;
+constexpr std::size_t kSampleGrowth = 4;
 
-std::uint64_t TotalPayload(std::span<const std::uint32_t> slices,
-                           std::span<const SliceSize> sizes) {
-  std::uint64_t total = 0;
-  for (const std::uint32_t slice : slices) total += sizes[slice].Payload();
-  return total;
-}
+/// Where the search begins: amid the rungs of natural pictures.
+constexpr unsigned kFirstRung = 24;
+
+/// Slices of the finer rung that are measured at a time, at first and at least.
+constexpr std::size_t kFirstChunk = 64;
+constexpr std::size_t kMinChunk = 32;
+/// The fill ends when so many slices found no room: little of it can be left.
+constexpr std::size_t kMaxRefusals = 24;
 
 /// Every slice once. A step of the golden section spreads any run of slices over the frame.
 void FillScattered(std::span<std::uint32_t> order) {
@@ -38,8 +42,10 @@ void FillScattered(std::span<std::uint32_t> order) {
 std::span<const SliceChoice> RateControl::Choose(SliceMeter& meter, std::size_t sliceCount,
                                                  std::uint64_t budget) {
   Resize(sliceCount);
-  Bracket(meter, budget, GuessRung(meter, budget));
-  Fill(budget);
+  for (Trial* trial : {&probe_, &coarse_, &fine_}) trial->measured = 0;
+  RungSearch search;
+  const unsigned guess = GuessRung(meter, budget, search);
+  ChooseAround(meter, budget, guess, search);
   return choices_;
 }
 
@@ -52,55 +58,93 @@ void RateControl::Resize(std::size_t sliceCount) {
   FillScattered(scattered_);
 }
 
-/// The finest rung on which a sample of the slices fits its share of the budget.
-unsigned RateControl::GuessRung(SliceMeter& meter, std::uint64_t budget) {
+/// Brings the measured slices of `trial` up to `count`.
+void RateControl::Extend(SliceMeter& meter, Trial& trial, std::size_t count) const {
+  if (count <= trial.measured) return;
+  if (trial.measured == 0) trial.bytes = 0;
+  const auto slices = std::span(scattered_).subspan(trial.measured, count - trial.measured);
+  meter.Measure(trial.rung, slices, trial.sizes);
+  for (const std::uint32_t slice : slices) trial.bytes += trial.sizes[slice].Payload();
+  trial.measured = count;
+}
+
+void RateControl::MeasureProbe(SliceMeter& meter, unsigned rung, std::size_t count) {
+  if (probe_.rung != rung) probe_.measured = 0;
+  probe_.rung = rung;
+  Extend(meter, probe_, count);
+}
+
+/// The finest rung on which the frame is expected to fit, judged by samples.
+unsigned RateControl::GuessRung(SliceMeter& meter, std::uint64_t budget, RungSearch& search) {
   const std::size_t count = scattered_.size();
-  const std::size_t sampled = std::min(count, std::max(kMinSample, count / kSampleShare));
-  const std::span<const std::uint32_t> sample = std::span(scattered_).first(sampled);
-  unsigned finest = 0;
-  unsigned coarsest = kCoarsestRung;
-  while (finest < coarsest) {
-    const unsigned rung = (finest + coarsest) / 2;
-    meter.Measure(rung, sample, probe_.sizes);
-    if (TotalPayload(sample, probe_.sizes) * count <= budget * sampled) {
-      coarsest = rung;
-    } else {
-      finest = rung + 1;
+  unsigned rung = kFirstRung;
+  for (std::size_t sampled = kFirstSample; sampled < count; sampled *= kSampleGrowth) {
+    search.Restart();
+    do {
+      MeasureProbe(meter, rung, sampled);
+      search.Add(rung, probe_.bytes * count, budget * sampled);
+      rung = search.Next();
+    } while (!search.IsSettled() && !search.IsClose());
+  }
+  return rung;
+}
+
+/// Finds the finest rung that fits as a whole and fills up with the next finer one.
+void RateControl::ChooseAround(SliceMeter& meter, std::uint64_t budget, unsigned guess,
+                               RungSearch& search) {
+  search.Restart();
+  for (unsigned rung = guess;; rung = search.Next()) {
+    MeasureProbe(meter, rung, scattered_.size());
+    search.Add(rung, probe_.bytes, budget);
+    std::swap(probe_.bytes <= budget ? coarse_ : fine_, probe_);
+    if (fine_.measured != 0 && fine_.rung == kCoarsestRung) return ChooseForAll(fine_);
+    // The fill tells as well whether the rung next to the coarse one fits as a whole.
+    while (coarse_.measured != 0 && search.Next() + 1 >= coarse_.rung) {
+      if (coarse_.rung == 0) return ChooseForAll(coarse_);
+      if (Fill(meter, budget)) return;
+      search.Add(fine_.rung, fine_.bytes, budget);
+      std::swap(coarse_, fine_);
     }
   }
-  return coarsest;
 }
 
-/// Finds neighbouring rungs of which the coarser fits and the finer does not. Where even rung 0
-/// fits, that is `coarse_` and its own finer neighbour; where nothing fits, both are the coarsest.
-///
-/// The guess is nearly always one of the two, so the first strides away from it are short.
-void RateControl::Bracket(SliceMeter& meter, std::uint64_t budget, unsigned guess) {
-  int tooLarge = -1;
-  int fitting = kCoarsestRung + 1;
-  int rung = static_cast<int>(guess);
-  for (int stride = 1; fitting - tooLarge > 1; stride *= 2) {
-    probe_.rung = static_cast<unsigned>(rung);
-    meter.Measure(probe_.rung, scattered_, probe_.sizes);
-    const bool fits = TotalPayload(scattered_, probe_.sizes) <= budget;
-    (fits ? fitting : tooLarge) = rung;
-    std::swap(fits ? coarse_ : fine_, probe_);
-    rung = fits ? std::max(rung - stride, (tooLarge + rung) / 2)
-                : std::min(rung + stride, (fitting + rung) / 2);
-  }
-  if (tooLarge < 0) fine_ = coarse_;
-  if (fitting > static_cast<int>(kCoarsestRung)) coarse_ = fine_;
-}
-
-void RateControl::Fill(std::uint64_t budget) {
-  std::uint64_t total = TotalPayload(scattered_, coarse_.sizes);
-  for (const std::uint32_t slice : scattered_) {
+/// Refines slices from `coarse_` to the next finer rung.
+/// @return false if there is room for all.
+bool RateControl::Fill(SliceMeter& meter, std::uint64_t budget) {
+  if (fine_.rung != coarse_.rung - 1) fine_.measured = 0;
+  fine_.rung = coarse_.rung - 1;
+  const std::size_t count = scattered_.size();
+  std::uint64_t total = coarse_.bytes;
+  std::size_t refusals = 0;
+  for (std::size_t i = 0; i < count; ++i) {
+    if (i == fine_.measured && refusals < kMaxRefusals) {
+      Extend(meter, fine_, std::min(count, i + NextChunk(i, total, budget)));
+    }
+    const std::uint32_t slice = scattered_[i];
     const std::uint64_t refined =
         total - coarse_.sizes[slice].Payload() + fine_.sizes[slice].Payload();
-    const bool refine = refined <= budget;
+    const bool refine = i < fine_.measured && refined <= budget;
     const Trial& chosen = refine ? fine_ : coarse_;
     choices_[slice] = {static_cast<std::uint8_t>(chosen.rung), chosen.sizes[slice]};
     if (refine) total = refined;
+    refusals += refine ? 0 : 1;
+  }
+  return refusals > 0;
+}
+
+/// How many slices to measure next for the fill, after `done` have brought the frame to `total`:
+/// as many as the rest of the budget is expected to last for.
+std::size_t RateControl::NextChunk(std::size_t done, std::uint64_t total,
+                                   std::uint64_t budget) const {
+  if (done == 0) return kFirstChunk;
+  if (total <= coarse_.bytes) return scattered_.size();
+  const std::uint64_t expected = (budget - total) * done / (total - coarse_.bytes);
+  return std::max<std::size_t>(kMinChunk, expected);
+}
+
+void RateControl::ChooseForAll(const Trial& trial) {
+  for (std::size_t slice = 0; slice < choices_.size(); ++slice) {
+    choices_[slice] = {static_cast<std::uint8_t>(trial.rung), trial.sizes[slice]};
   }
 }
 

@@ -16,6 +16,10 @@
  * while the budget lasts, which is worth 0.1 to 0.3 dB over whole rungs. Nothing is carried from
  * frame to frame and all decisions are made in integers, so that a frame's bytes depend on its
  * picture alone.
+ *
+ * Measuring a slice is most of the work. So a rung is looked for on growing samples of the slices,
+ * of which each begins with the one before; what was measured of a rung stays known. Of the finer
+ * rung only as many slices are measured as the budget lasts for.
  */
 
 namespace prores {
@@ -45,6 +49,8 @@ struct SliceChoice {
   SliceSize size;
 };
 
+class RungSearch;
+
 /// One encoder's rate control; its memory grows with the slice count and is kept between frames.
 class RateControl {
  public:
@@ -57,20 +63,26 @@ class RateControl {
                                       std::uint64_t budget);
 
  private:
-  /// The slices measured on one rung.
+  /// The slices measured on one rung: the first so many of the scattered order.
   struct Trial {
     unsigned rung = 0;
+    std::size_t measured = 0;
+    std::uint64_t bytes = 0;  ///< of the measured slices
     std::vector<SliceSize> sizes;
   };
 
   void Resize(std::size_t sliceCount);
-  unsigned GuessRung(SliceMeter& meter, std::uint64_t budget);
-  void Bracket(SliceMeter& meter, std::uint64_t budget, unsigned guess);
-  void Fill(std::uint64_t budget);
+  void Extend(SliceMeter& meter, Trial& trial, std::size_t count) const;
+  void MeasureProbe(SliceMeter& meter, unsigned rung, std::size_t count);
+  unsigned GuessRung(SliceMeter& meter, std::uint64_t budget, RungSearch& search);
+  void ChooseAround(SliceMeter& meter, std::uint64_t budget, unsigned guess, RungSearch& search);
+  bool Fill(SliceMeter& meter, std::uint64_t budget);
+  std::size_t NextChunk(std::size_t done, std::uint64_t total, std::uint64_t budget) const;
+  void ChooseForAll(const Trial& trial);
 
   std::vector<std::uint32_t> scattered_;  ///< all slices, each far from those just before it
   Trial probe_;
-  Trial coarse_;  ///< the finest rung that fits
+  Trial coarse_;  ///< the finest rung known to fit
   Trial fine_;    ///< the next finer one
   std::vector<SliceChoice> choices_;
 };
