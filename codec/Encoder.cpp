@@ -102,14 +102,18 @@ class Encoder::Frame {
   std::uint32_t Slices() const { return strips * layout.SlicesPerRow(); }
   SliceSpan Slice(std::uint32_t slice) const { return layout[slice % layout.SlicesPerRow()]; }
 
-  /// Coefficients of a component of a slice, within those of the frame.
-  std::span<std::int16_t> Coefficients(std::span<std::int16_t> all, std::uint32_t slice,
-                                       unsigned component) const {
+  /// Coefficients of the components of a slice, within those of the frame.
+  std::array<std::span<std::int16_t>, kComponents> Coefficients(std::span<std::int16_t> all,
+                                                                std::uint32_t slice) const {
     const SliceSpan span = Slice(slice);
     const std::size_t strip = slice / layout.SlicesPerRow();
     std::size_t first = CoefficientCount(strip * layout.Macroblocks() + span.firstMacroblock);
-    for (unsigned i = 0; i < component; ++i) first += BlockCount(span, i) * kBlockSamples;
-    return all.subspan(first, BlockCount(span, component) * kBlockSamples);
+    std::array<std::span<std::int16_t>, kComponents> coefficients;
+    for (unsigned component = 0; component < kComponents; ++component) {
+      coefficients[component] = all.subspan(first, BlockCount(span, component) * kBlockSamples);
+      first += coefficients[component].size();
+    }
+    return coefficients;
   }
 
   const FrameHeader header;
@@ -154,9 +158,10 @@ class Encoder::Strip {
     }
     for (unsigned component = 0; component < kComponents; ++component) {
       const std::size_t columns = ColumnCount(width, component);
+      const std::size_t covered = ColumnCount(macroblocks_ * kMacroblockSize, component);
       for (std::size_t line = 0; line < lines; ++line) {
         std::uint16_t* const samples = Line(component, line);
-        std::fill(samples + columns, samples + Stride(component), samples[columns - 1]);
+        std::fill(samples + columns, samples + covered, samples[columns - 1]);
       }
       for (std::size_t line = lines; line < kMacroblockSize; ++line) {
         std::copy_n(Line(component, lines - 1), Stride(component), Line(component, line));
@@ -181,15 +186,15 @@ class Encoder::Meter : public SliceMeter {
 
   void Measure(unsigned rung, std::span<const std::uint32_t> slices,
                std::span<SliceSize> sizes) override {
-    encoder_.pool_.ParallelFor(
-        static_cast<std::uint32_t>(slices.size()), [&](std::uint32_t i, std::uint32_t /*worker*/) {
-          const auto bytes = [&](unsigned component) {
-            return static_cast<std::uint16_t>(encoder_.kernels_.countComponentBytes(
-                encoder_.ladder_[rung].ForComponent(component),
-                frame_.Coefficients(encoder_.coefficients_, slices[i], component)));
-          };
-          sizes[slices[i]] = {bytes(0), bytes(1), bytes(2)};
-        });
+    const SliceQuantisers& quantisers = encoder_.ladder_[rung];
+    encoder_.ForEachSlice(static_cast<std::uint32_t>(slices.size()), [&](std::uint32_t i) {
+      const auto coefficients = frame_.Coefficients(encoder_.coefficients_, slices[i]);
+      const auto bytes = [&](unsigned component) {
+        return static_cast<std::uint16_t>(encoder_.kernels_.countComponentBytes(
+            quantisers.ForComponent(component), coefficients[component]));
+      };
+      sizes[slices[i]] = {bytes(0), bytes(1), bytes(2)};
+    });
   }
 
  private:
@@ -217,11 +222,23 @@ Status Encoder::Encode(const EncodeParamsRecord& params, const PixelBufferRecord
   if (frameBytes > destination.size()) return Status::kDestinationTooSmall;
 
   WriteHeaders(frame, choices, destination.data());
-  pool_.ParallelFor(frame.Slices(), [&](std::uint32_t slice, std::uint32_t /*worker*/) {
+  ForEachSlice(frame.Slices(), [&](std::uint32_t slice) {
     WriteSlice(frame, slice, choices[slice], destination.data());
   });
   compressedBytes = static_cast<std::uint32_t>(frameBytes);
   return Status::kSuccess;
+}
+
+/// Calls task(i) for each i below `count`. The threads take them in groups, which makes handing
+/// them over cheap.
+template <typename Task>
+void Encoder::ForEachSlice(std::uint32_t count, Task&& task) {
+  constexpr std::uint32_t kGroup = 16;
+  pool_.ParallelFor((count + kGroup - 1) / kGroup,
+                    [&](std::uint32_t group, std::uint32_t /*worker*/) {
+                      const std::uint32_t end = std::min(count, (group + 1) * kGroup);
+                      for (std::uint32_t i = group * kGroup; i < end; ++i) task(i);
+                    });
 }
 
 void Encoder::Reserve(const Frame& frame) {
@@ -253,16 +270,18 @@ void Encoder::TransformStrip(const Frame& frame, const PixelBufferRecord& source
 
   const std::uint32_t slices = frame.layout.SlicesPerRow();
   for (std::uint32_t slice = strip * slices; slice < (strip + 1) * slices; ++slice) {
+    const auto coefficients = frame.Coefficients(coefficients_, slice);
     for (unsigned component = 0; component < kComponents; ++component) {
-      TransformComponent(frame, samples, slice, component, lines);
+      TransformComponent(frame, samples, frame.Slice(slice), component, lines,
+                         coefficients[component]);
     }
   }
 }
 
 /// @param lines lines of the strip that lie inside the picture.
-void Encoder::TransformComponent(const Frame& frame, const Strip& samples, std::uint32_t slice,
-                                 unsigned component, std::size_t lines) {
-  const SliceSpan span = frame.Slice(slice);
+void Encoder::TransformComponent(const Frame& frame, const Strip& samples, SliceSpan span,
+                                 unsigned component, std::size_t lines,
+                                 std::span<std::int16_t> coefficients) {
   const std::size_t firstColumn =
       span.firstMacroblock * MacroblockColumns(ChromaFormat::k422, component);
   const std::uint32_t blocks = BlockCount(span, component);
@@ -271,7 +290,6 @@ void Encoder::TransformComponent(const Frame& frame, const Strip& samples, std::
     const BlockPosition position = PositionOfBlock(component, block);
     origins[block] = samples.Line(component, position.y) + firstColumn + position.x;
   }
-  const std::span<std::int16_t> coefficients = frame.Coefficients(coefficients_, slice, component);
   kernels_.forwardTransform(std::span(origins).first(blocks), samples.Stride(component),
                             ScanFor(frame.header.interlaceMode), coefficients.data());
   FlattenOutside(coefficients, blocks, component,
@@ -314,11 +332,12 @@ void Encoder::WriteSlice(const Frame& frame, std::uint32_t slice, const SliceCho
   std::uint8_t* next = destination + offsets_[slice];
   WriteSliceHeader(header, next);
   next += SliceHeader::kWrittenBytes;
+  const auto coefficients = frame.Coefficients(coefficients_, slice);
   for (unsigned component = 0; component < kComponents; ++component) {
     const std::size_t bytes = header.componentBytes[component];
-    [[maybe_unused]] const bool asCounted = kernels_.writeComponent(
-        ladder_[choice.rung].ForComponent(component),
-        frame.Coefficients(coefficients_, slice, component), std::span(next, bytes));
+    [[maybe_unused]] const bool asCounted =
+        kernels_.writeComponent(ladder_[choice.rung].ForComponent(component),
+                                coefficients[component], std::span(next, bytes));
     assert(asCounted);
     next += bytes;
   }

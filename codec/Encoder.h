@@ -51,11 +51,14 @@ class Encoder {
     std::vector<std::uint16_t> samples;  ///< one macroblock row, see Strip
   };
 
+  template <typename Task>
+  void ForEachSlice(std::uint32_t count, Task&& task);
   void Reserve(const Frame& frame);
   void TransformStrip(const Frame& frame, const PixelBufferRecord& source, std::uint32_t strip,
                       Worker& worker);
-  void TransformComponent(const Frame& frame, const Strip& samples, std::uint32_t slice,
-                          unsigned component, std::size_t lines);
+  void TransformComponent(const Frame& frame, const Strip& samples, SliceSpan span,
+                          unsigned component, std::size_t lines,
+                          std::span<std::int16_t> coefficients);
   void WriteHeaders(const Frame& frame, std::span<const SliceChoice> choices,
                     std::uint8_t* destination);
   void WriteSlice(const Frame& frame, std::uint32_t slice, const SliceChoice& choice,
