@@ -11,7 +11,7 @@
 #include "entropy/Codewords.h"
 #include "entropy/ComponentEncoder.h"
 
-// clang-format off: the order matters
+// clang-format off
 #undef HWY_TARGET_INCLUDE
 #define HWY_TARGET_INCLUDE "entropy/ComponentEncoderSimd.cpp"
 #include "cpu/Targets.h"
@@ -106,14 +106,29 @@ inline Vec Set(int value) {
 
 // ---- Levels that are not zero -----------------------------------------------------------------
 
-/// The DC levels of a component and its AC levels that are not zero, with their places in coded
-/// order. Entries in front stand for what counts as coming before the first.
+/// The levels of a component that are not zero, with their places in coded order; those of AC begin
+/// at `first`, and two entries in front of them stand for what counts as coming before.
 struct Levels {
   static constexpr std::size_t kBefore = 2;
   static constexpr std::size_t kCapacity = kBefore + kMaxSliceBlocks * kBlockSamples + kLanes;
 
-  std::size_t count = 0;
-  alignas(64) std::array<std::int16_t, kMaxSliceBlocks + kBefore + kLanes> dcs;
+  /// Once all levels are packed behind kBefore entries, `dcCount` of them DC: these have served
+  /// and give way to the entries in front.
+  void Finish(std::size_t blocks, std::size_t dcCount, std::size_t allCount) {
+    first = kBefore + dcCount;
+    count = allCount - dcCount;
+    const auto initialPlace = static_cast<std::int16_t>(blocks - 1);
+    places[first - 1] = initialPlace;
+    places[first - 2] = static_cast<std::int16_t>(initialPlace - static_cast<int>(kInitialRun) - 1);
+    levels[first - 1] = kInitialLevelSymbol + 1;
+    dcs[1] = static_cast<std::int16_t>(dcs[2] - kInitialDcDifference);
+    hn::StoreU(hn::Zero(Tag()), Tag(), levels.data() + first + count);
+    hn::StoreU(hn::Zero(Tag()), Tag(), places.data() + first + count);
+  }
+
+  std::size_t first;
+  std::size_t count;
+  alignas(64) std::array<std::int16_t, kMaxSliceBlocks + kBefore + kLanes> dcs;  ///< all of them
   alignas(64) std::array<std::int16_t, kCapacity> levels;
   alignas(64) std::array<std::int16_t, kCapacity> places;
 };
@@ -198,22 +213,21 @@ inline std::size_t AppendEight(__m128i levels, __m128i places, unsigned selected
 }
 #endif
 
-/// Appends the non-zero ones of the lanes from `firstLane` on. May write kLanes values in all.
-inline std::size_t AppendNonZeros(Vec level, std::size_t place, std::size_t firstLane,
-                                  std::size_t count, Levels& levels) {
+/// Appends the lanes that are not zero to the first `count` levels. Writes up to kLanes values.
+/// @return how many levels there are now.
+inline std::size_t AppendNonZeros(Vec level, std::size_t place, std::size_t count, Levels& levels) {
   const Vec places = hn::Iota(Tag(), 0) + Set(static_cast<int>(place));
   std::int16_t* const levelsEnd = levels.levels.data() + Levels::kBefore + count;
   std::int16_t* const placesEnd = levels.places.data() + Levels::kBefore + count;
 #if HWY_TARGET == HWY_AVX3_DL
-  const __mmask32 selected =
-      _mm512_test_epi16_mask(level.raw, level.raw) & (~__mmask32{0} << firstLane);
+  const __mmask32 selected = _mm512_test_epi16_mask(level.raw, level.raw);
   _mm512_storeu_si512(levelsEnd, _mm512_maskz_compress_epi16(selected, level.raw));
   _mm512_storeu_si512(placesEnd, _mm512_maskz_compress_epi16(selected, places.raw));
   return count + static_cast<std::size_t>(std::popcount(selected));
 #elif HWY_TARGET == HWY_AVX2
   const __m256i zero = _mm256_cmpeq_epi16(level.raw, _mm256_setzero_si256());
   const auto zeros = static_cast<unsigned>(_mm256_movemask_epi8(_mm256_packs_epi16(zero, zero)));
-  const unsigned selected = ((~zeros & 0xFF) | (~zeros >> 8 & 0xFF00)) & (~0u << firstLane);
+  const unsigned selected = (~zeros & 0xFF) | (~zeros >> 8 & 0xFF00);
   const std::size_t low =
       AppendEight(_mm256_castsi256_si128(level.raw), _mm256_castsi256_si128(places.raw),
                   selected & 0xFF, levelsEnd, placesEnd);
@@ -224,34 +238,35 @@ inline std::size_t AppendNonZeros(Vec level, std::size_t place, std::size_t firs
 #else
   const __m128i zero = _mm_cmpeq_epi16(level.raw, _mm_setzero_si128());
   const auto zeros = static_cast<unsigned>(_mm_movemask_epi8(_mm_packs_epi16(zero, zero)));
-  const unsigned selected = ~zeros & 0xFF & (~0u << firstLane);
+  const unsigned selected = ~zeros & 0xFF;
   return count + AppendEight(level.raw, places.raw, selected, levelsEnd, placesEnd);
 #endif
 }
 
+/// Quantises the component and packs its levels.
 void Collect(const Quantiser& quantiser, std::span<const std::int16_t> coefficients,
              Levels& levels) {
+  constexpr Tag kTag;
   const LevelSource levelsFrom(quantiser, coefficients);
   const std::size_t blocks = coefficients.size() / kBlockSamples;
-  std::size_t count = 0;
-  std::size_t place = 0;
-  for (; place < blocks; place += kLanes) {
+  std::size_t dcCount = 0;
+  for (std::size_t place = 0; place < blocks; place += kLanes) {
     const Vec level = levelsFrom(place);
-    hn::StoreU(level, Tag(), levels.dcs.data() + Levels::kBefore + place);
-    if (blocks < kLanes) count = AppendNonZeros(level, place, blocks, count, levels);
+    hn::StoreU(level, kTag, levels.dcs.data() + Levels::kBefore + place);
+    dcCount += hn::CountTrue(kTag, hn::AndNot(level == Set(0), hn::FirstN(kTag, blocks - place)));
   }
-  for (; place < coefficients.size(); place += kLanes) {
-    count = AppendNonZeros(levelsFrom(place), place, 0, count, levels);
+  // Towards the end of most components there are only zeros: they are passed over in groups.
+  constexpr std::size_t kGroup = 4;
+  std::size_t count = 0;
+  for (std::size_t place = 0; place < coefficients.size(); place += kGroup * kLanes) {
+    const Vec group[kGroup] = {levelsFrom(place), levelsFrom(place + kLanes),
+                               levelsFrom(place + 2 * kLanes), levelsFrom(place + 3 * kLanes)};
+    if (hn::AllTrue(kTag, (group[0] | group[1] | group[2] | group[3]) == Set(0))) continue;
+    for (std::size_t i = 0; i < kGroup; ++i) {
+      count = AppendNonZeros(group[i], place + i * kLanes, count, levels);
+    }
   }
-  levels.count = count;
-
-  const auto initialPlace = static_cast<std::int16_t>(blocks - 1);
-  levels.places[1] = initialPlace;
-  levels.places[0] = static_cast<std::int16_t>(initialPlace - static_cast<int>(kInitialRun) - 1);
-  levels.levels[1] = kInitialLevelSymbol + 1;
-  hn::StoreU(hn::Zero(Tag()), Tag(), levels.levels.data() + Levels::kBefore + count);
-  hn::StoreU(hn::Zero(Tag()), Tag(), levels.places.data() + Levels::kBefore + count);
-  levels.dcs[1] = static_cast<std::int16_t>(levels.dcs[2] - kInitialDcDifference);
+  levels.Finish(blocks, dcCount, count);
 }
 
 // ---- Codewords --------------------------------------------------------------------------------
@@ -378,8 +393,8 @@ void Code(const Levels& levels, std::size_t blocks, Sink& sink) {
     sink.Put(First(words, std::min(kLanes, blocks - i)), none);
   }
   const auto pairs = [&](std::size_t i, auto&& restrict) {
-    const std::int16_t* const place = levels.places.data() + Levels::kBefore + i;
-    const std::int16_t* const level = levels.levels.data() + Levels::kBefore + i;
+    const std::int16_t* const place = levels.places.data() + levels.first + i;
+    const std::int16_t* const level = levels.levels.data() + levels.first + i;
     const Vec before = load(place - 1);
     const Vec signedLevel = load(level);
     Codewords magnitudes = CodeLevels(hn::Abs(signedLevel), hn::Abs(load(level - 1)));
