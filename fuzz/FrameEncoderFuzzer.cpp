@@ -1,21 +1,25 @@
 // SPDX-License-Identifier: BSD-2-Clause
-// Encodes a picture of arbitrary size, row bytes and content, holds the encoder to its promise
-// about size, and decodes what it wrote.
+// Encodes a picture of arbitrary size, row bytes and content at every CPU level, holds the encoder
+// to its promises about size and equal bytes, and decodes what it wrote.
 #include <ProRes/ProRes.h>
 
 #include <cstdint>
 #include <cstdlib>
+#include <utility>
 #include <vector>
 
 #include "FuzzInput.h"
+#include "cpu/CpuLevel.h"
 
 namespace {
+
+using Bytes = std::vector<std::uint8_t>;
 
 constexpr std::uint32_t kMaxPixels = 1 << 13;
 constexpr std::uint32_t kCodecTypes[] = {kWPRCodecProxy, kWPRCodecLT, kWPRCodec422, kWPRCodecHQ};
 
 /// Repeats `pattern` over the picture; an xorshift generator where the input has none left.
-void Fill(std::vector<std::uint8_t>& picture, const std::vector<std::uint8_t>& pattern) {
+void Fill(Bytes& picture, const Bytes& pattern) {
   std::uint32_t state = 0x12345678U;
   for (std::size_t i = 0; i < picture.size(); ++i) {
     state ^= state << 13;
@@ -25,10 +29,41 @@ void Fill(std::vector<std::uint8_t>& picture, const std::vector<std::uint8_t>& p
   }
 }
 
+/// One encoder for each level of this machine.
+std::vector<WPREncoderHandle> OpenEncoders() {
+  std::vector<WPREncoderHandle> encoders;
+  for (const prores::CpuLevel level : prores::kCpuLevels) {
+    if (level > prores::DetectCpuLevel()) break;
+    setenv(prores::kCpuLevelVariable, NameOf(level), 1);
+    encoders.push_back(WPROpenEncoder(2, nullptr));
+  }
+  unsetenv(prores::kCpuLevelVariable);
+  return encoders;
+}
+
+/// Result of WPREncodeFrame() and, if it succeeded, the frame.
+struct Outcome {
+  std::int32_t result;
+  Bytes frame;
+  bool operator==(const Outcome&) const = default;
+};
+
+Outcome Encode(WPREncoderHandle encoder, const EncodeParamsRecord& params,
+               const PixelBufferRecord& source, std::uint32_t capacity) {
+  Bytes frame(capacity);
+  std::uint32_t bytes = 0;
+  const std::int32_t result =
+      WPREncodeFrame(encoder, &params, &source, frame.data(), capacity, &bytes);
+  if (bytes > capacity) abort();
+  frame.resize(bytes);
+  frame.shrink_to_fit();
+  return {result, std::move(frame)};
+}
+
 }  // namespace
 
 extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size) {
-  static WPREncoderHandle const encoder = WPROpenEncoder(2, nullptr);
+  static const std::vector<WPREncoderHandle> encoders = OpenEncoders();
   static WPRDecoderHandle const decoder = WPROpenDecoder(1, nullptr);
   FuzzInput input(data, size);
   const std::uint8_t choice = input.Byte();
@@ -41,7 +76,7 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size
   const bool v210 = choice & 1;
   const EncodeParamsRecord params{kCodecTypes[choice >> 1 & 3], std::uint32_t{choice} >> 3 & 3};
   const std::uint32_t rowBytes = (v210 ? (width + 5) / 6 * 16 : (width + 1) / 2 * 4) + slack;
-  std::vector<std::uint8_t> picture(std::size_t{rowBytes} * height);
+  Bytes picture(std::size_t{rowBytes} * height);
   if (picture.size() >= slack) picture.resize(picture.size() - slack);  // the last row has no slack
   Fill(picture, input.Rest());
   PixelBufferRecord source{
@@ -53,20 +88,21 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size
     maxBytes = 64;
   }
   const std::uint32_t capacity = destinationCut < 128 ? maxBytes : maxBytes / destinationCut;
-  std::vector<std::uint8_t> compressed(capacity);
-  std::uint32_t bytes = 0;
-  const std::int32_t result =
-      WPREncodeFrame(encoder, &params, &source, compressed.data(), capacity, &bytes);
-  if (result != kWPRSuccess) {
-    if (result == kWPRDestinationTooSmall && capacity == maxBytes) abort();
+  const Outcome outcome = Encode(encoders[0], params, source, capacity);
+  for (WPREncoderHandle const encoder : encoders) {
+    if (Encode(encoder, params, source, capacity) != outcome) abort();
+  }
+  if (outcome.result != kWPRSuccess) {
+    if (outcome.result == kWPRDestinationTooSmall && capacity == maxBytes) abort();
     return 0;
   }
-  if (bytes > capacity) abort();
-  compressed.resize(bytes);
-  compressed.shrink_to_fit();
-  std::vector<std::uint8_t> decoded(std::size_t{rowBytes} * height);
+  Bytes decoded(std::size_t{rowBytes} * height);
   PixelBufferRecord destination = source;
   destination.baseAddress = decoded.data();
-  if (WPRDecodeFrame(decoder, compressed.data(), bytes, &destination, 0) != kWPRSuccess) abort();
+  if (WPRDecodeFrame(decoder, outcome.frame.data(),
+                     static_cast<std::uint32_t>(outcome.frame.size()), &destination,
+                     0) != kWPRSuccess) {
+    abort();
+  }
   return 0;
 }
