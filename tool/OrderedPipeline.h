@@ -99,25 +99,39 @@ class OrderedPipeline {
 
   /// The slot of the next item; null when no more is to be read.
   Slot* ReadNext() {
-    const std::lock_guard reading(readMutex_);
-    if (ended_ || !WaitForSlot()) return nullptr;
+    std::unique_lock lock(mutex_);
+    mayRead_.wait(lock, [this] {
+      const bool hasRoom = nextToRead_ - nextToWrite_ < slots_.size();
+      return !reading_ && (ended_ || stopped_ || hasRoom);
+    });
+    if (ended_ || stopped_) return nullptr;
     Slot& slot = SlotOf(nextToRead_);
+    reading_ = true;
+    lock.unlock();
+    Read(slot);
+    lock.lock();
+    reading_ = false;
+    ended_ = !slot.item;
+    if (!ended_) ++nextToRead_;
+    WakeReaders();
+    return ended_ ? nullptr : &slot;
+  }
+
+  /// To be called after every change that lets a worker read. Needs mutex_.
+  void WakeReaders() {
+    if (ended_ || stopped_) {
+      mayRead_.notify_all();
+    } else {
+      mayRead_.notify_one();  // who will wake the next one when it has read
+    }
+  }
+
+  void Read(Slot& slot) {
     try {
       slot.item = stages_.read();
     } catch (...) {
       readFailure_ = std::current_exception();
     }
-    ended_ = !slot.item;
-    if (ended_) return nullptr;
-    ++nextToRead_;
-    return &slot;
-  }
-
-  /// False when the run ends early.
-  bool WaitForSlot() {
-    std::unique_lock lock(mutex_);
-    slotFree_.wait(lock, [this] { return stopped_ || nextToRead_ - nextToWrite_ < slots_.size(); });
-    return !stopped_;
   }
 
   void Deliver(Slot& slot) {
@@ -133,7 +147,7 @@ class OrderedPipeline {
       next.processed = false;
       ++nextToWrite_;
       stopped_ = !written;
-      slotFree_.notify_one();  // only the one that holds readMutex_ can wait
+      WakeReaders();
     }
     writing_ = false;
   }
@@ -158,17 +172,18 @@ class OrderedPipeline {
   const unsigned workers_;
   std::vector<Slot> slots_;
 
-  std::mutex readMutex_;          ///< locked before mutex_
-  std::uint64_t nextToRead_ = 0;  ///< guarded by readMutex_, as the next two
-  bool ended_ = false;            ///< nothing is left to read
-  std::exception_ptr readFailure_;
+  std::exception_ptr readFailure_;   ///< of the worker that reads
+  std::exception_ptr writeFailure_;  ///< of the worker that writes
 
   std::mutex mutex_;
-  std::condition_variable slotFree_;
-  std::uint64_t nextToWrite_ = 0;    ///< guarded by mutex_, as the next two
-  bool writing_ = false;             ///< a worker writes
-  bool stopped_ = false;             ///< an item could not be written
-  std::exception_ptr writeFailure_;  ///< of the worker that writes
+  std::condition_variable mayRead_;
+  // Guarded by mutex_:
+  std::uint64_t nextToRead_ = 0;
+  std::uint64_t nextToWrite_ = 0;
+  bool reading_ = false;  ///< a worker reads
+  bool writing_ = false;  ///< a worker writes
+  bool ended_ = false;    ///< nothing is left to read
+  bool stopped_ = false;  ///< an item could not be written
 };
 
 }  // namespace vixprores
