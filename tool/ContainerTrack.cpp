@@ -201,7 +201,7 @@ std::optional<std::int64_t> ContainerTrack::CountAnnouncedFrames() const {
   if (stream_->duration > 0) return av_rescale_q(stream_->duration, stream_->time_base, frame);
   // Here the whole file has one duration, counted from time 0; it may be that of another track.
   if (IsMatroska(*context_) && context_->nb_streams == 1 && context_->duration > 0) {
-    return av_rescale_q(context_->duration, AV_TIME_BASE_Q, frame) - format_.start;
+    return av_rescale_q(context_->duration, {1, AV_TIME_BASE}, frame) - format_.start;
   }
   return std::nullopt;
 }

@@ -21,7 +21,8 @@ constexpr int kStreamBufferBytes = 1 << 16;
 thread_local std::string t_lastMessage;  // NOLINT(cert-err58-cpp): an empty text cannot throw
 
 // Called for every message, whatever the level set.
-void KeepMessage(void* /*source*/, int level, const char* format, va_list arguments) {
+[[gnu::format(printf, 3, 0)]] void KeepMessage(void* /*source*/, int level, const char* format,
+                                               va_list arguments) {
   const bool shown = level <= av_log_get_level();
   if (!shown && level > AV_LOG_ERROR) return;
   std::array<char, 512> text{};

@@ -52,7 +52,8 @@ TEST(ParseY4mHeader, NamesWhatItCannotUse) {
       {"YUV4MPEG2 W4 H2 F25:1 A1 C422", "A1"},
   };
   for (const auto& [header, words] : cases) {
-    EXPECT_THAT([&] { Parse(header); }, ThrowsMessage<Failure>(HasSubstr(words))) << header;
+    EXPECT_THAT([&text = header] { Parse(text); }, ThrowsMessage<Failure>(HasSubstr(words)))
+        << header;
   }
 }
 
