@@ -29,6 +29,22 @@ class BitAppender {
   /// Appends the low `length` bits of `code`; 1 <= length <= kMaxLength, the bits above are zero.
   void Put(std::uint64_t code, unsigned length) { PutAligned(code << (64 - length), length); }
 
+  // For who works out words of several codes at once:
+
+  /// Stores a word in its byte order, `offset` bytes behind the first unfinished byte.
+  void StoreAt(std::uint64_t offset, std::uint64_t word) {
+    std::memcpy(next_ + offset, &word, sizeof word);
+  }
+  /// Goes on `bits` bits behind the start of the first unfinished byte. The last byte reached holds
+  /// the upper bits of `pending`, the bits below are zero.
+  void Advance(std::uint64_t bits, std::uint64_t pending) {
+    next_ += bits / 8;
+    pendingBits_ = bits & 7;
+    pending_ = pending;
+  }
+  std::uint64_t Pending() const { return pending_; }
+  std::uint64_t PendingBits() const { return pendingBits_; }
+
   /// Behind the last byte that has bits.
   const std::uint8_t* End() const { return next_ + (pendingBits_ != 0 ? 1 : 0); }
 

@@ -1,0 +1,65 @@
+// SPDX-License-Identifier: BSD-2-Clause
+#ifndef CODEC_ENTROPY_ENCODERTABLES_H
+#define CODEC_ENTROPY_ENCODERTABLES_H
+
+/// @file
+/// Tables of the SIMD forms of the component encoder.
+
+#include <array>
+#include <cstddef>
+#include <cstdint>
+
+#include "entropy/Codewords.h"
+
+namespace prores {
+
+/// Parameters of the code that applies after a value, looked up by that value plus one modulo 16;
+/// all greater values are entered as 15. None is negative. With m and g of the exponential Golomb
+/// part (Code), a value v of it has the word w = v + wordOffset - 1 of k + 1 bits and a codeword of
+/// 2 k + lengthOffset - 4 bits; a value is of the Rice part if v + 1 <= riceValues.
+struct CodeTables {
+  static constexpr std::size_t kEntries = 16;
+  static constexpr int kLengthBias = 4;
+  using Table = std::array<std::uint8_t, kEntries>;
+
+  alignas(16) Table wordOffset{};
+  alignas(16) Table lengthOffset{};
+  alignas(16) Table riceValues{};
+};
+
+template <std::size_t kSize>
+constexpr CodeTables MakeCodeTables(const std::array<CodeId, kSize>& codes) {
+  CodeTables tables;
+  for (std::uint32_t previous = 0; previous < CodeTables::kEntries; ++previous) {
+    const Code& code = kCodes[CodeAfter(codes, previous)];
+    const auto m = static_cast<int>(code.FirstGolombValue());
+    const std::size_t entry = (previous + 1) % CodeTables::kEntries;
+    tables.wordOffset[entry] = static_cast<std::uint8_t>((1 << code.golombOrder) - m + 1);
+    tables.lengthOffset[entry] = static_cast<std::uint8_t>(
+        code.lastRicePrefix + 2 - code.golombOrder + CodeTables::kLengthBias);
+    tables.riceValues[entry] = static_cast<std::uint8_t>(m);
+  }
+  return tables;
+}
+inline constexpr CodeTables kRunTables = MakeCodeTables(kRunCodes);
+inline constexpr CodeTables kLevelTables = MakeCodeTables(kLevelCodes);
+inline constexpr CodeTables kDcTables = MakeCodeTables(kDcCodes);
+
+/// For each set of eight 16-bit lanes, the byte shuffle that moves them to the front.
+using PackTable = std::array<std::array<std::uint8_t, 16>, 256>;
+alignas(64) inline constexpr PackTable kPackTable = [] {
+  PackTable table{};
+  for (std::size_t lanes = 0; lanes < table.size(); ++lanes) {
+    std::size_t byte = 0;
+    for (std::uint8_t lane = 0; lane < 8; ++lane) {
+      if ((lanes >> lane & 1) == 0) continue;
+      table[lanes][byte++] = static_cast<std::uint8_t>(2 * lane);
+      table[lanes][byte++] = static_cast<std::uint8_t>(2 * lane + 1);
+    }
+  }
+  return table;
+}();
+
+}  // namespace prores
+
+#endif  // CODEC_ENTROPY_ENCODERTABLES_H
