@@ -282,8 +282,8 @@ void Encoder::TransformStrip(const Frame& frame, const PixelBufferRecord& source
 void Encoder::TransformComponent(const Frame& frame, const Strip& samples, SliceSpan span,
                                  unsigned component, std::size_t lines,
                                  std::span<std::int16_t> coefficients) {
-  const std::size_t firstColumn =
-      span.firstMacroblock * MacroblockColumns(ChromaFormat::k422, component);
+  const std::size_t macroblockColumns = MacroblockColumns(ChromaFormat::k422, component);
+  const std::size_t firstColumn = span.firstMacroblock * macroblockColumns;
   const std::uint32_t blocks = BlockCount(span, component);
   std::array<const std::uint16_t*, kMaxSliceBlocks> origins;
   for (std::uint32_t block = 0; block < blocks; ++block) {
@@ -292,8 +292,10 @@ void Encoder::TransformComponent(const Frame& frame, const Strip& samples, Slice
   }
   kernels_.forwardTransform(std::span(origins).first(blocks), samples.Stride(component),
                             ScanFor(frame.header.interlaceMode), coefficients.data());
-  FlattenOutside(coefficients, blocks, component,
-                 ColumnCount(frame.header.width, component) - firstColumn, lines);
+  const std::size_t columns = ColumnCount(frame.header.width, component) - firstColumn;
+  if (columns < span.macroblocks * macroblockColumns || lines < kMacroblockSize) {
+    FlattenOutside(coefficients, blocks, component, columns, lines);
+  }
 }
 
 /// Writes everything in front of the slices of each picture, and finds the slices' places.
