@@ -123,7 +123,7 @@ void Inverse(benchmark::State& state, const Kernels& kernels, double spread,
   auto components = strip.Components();
   kernels.decodeComponents(components);
   Planes planes;
-  const DequantFactors factors = MakeDequantFactors(FlatMatrix(), kProgressiveScan, depth);
+  const InversePlan plan = MakeInversePlan(FlatMatrix(), kProgressiveScan, depth);
   for (auto _ : state) {
     for (std::size_t i = 0; i < components.size(); ++i) {
       const auto c = static_cast<unsigned>(i % kComponents);
@@ -131,7 +131,7 @@ void Inverse(benchmark::State& state, const Kernels& kernels, double spread,
       const std::size_t column =
           i / kComponents * kMaxSliceWidth * MacroblockColumns(ChromaFormat::k422, c);
       kernels.inverseTransform(component.coefficients, component.blocks, component.positions,
-                               ScaleFactors(factors, kQuantizerScale), kProgressiveScan, depth, c,
+                               plan, kQuantizerScale, c,
                                {planes.samples[c].data() + column, kWidth});
     }
   }

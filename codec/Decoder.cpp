@@ -86,10 +86,9 @@ void Decoder::Prepare() {
   // 4:4:4 chroma keeps all its bits until it is filtered.
   const bool filtered = header_.chromaFormat == ChromaFormat::k444;
   const SampleDepth chromaDepth = filtered ? k10Bits : packedDepth;
-  depths_ = {packedDepth, chromaDepth, chromaDepth};
   const ScanTable& scan = ScanFor(header_.interlaceMode);
-  factors_[0] = MakeDequantFactors(header_.lumaMatrix, scan, packedDepth);
-  factors_[1] = factors_[2] = MakeDequantFactors(header_.chromaMatrix, scan, chromaDepth);
+  plans_[0] = MakeInversePlan(header_.lumaMatrix, scan, packedDepth);
+  plans_[1] = plans_[2] = MakeInversePlan(header_.chromaMatrix, scan, chromaDepth);
 
   const auto workers = pool_.StartWorkers(static_cast<std::uint32_t>(strips_.size()));
   scratch_.resize(workers);
@@ -191,15 +190,14 @@ bool Decoder::FindComponents(std::span<const std::uint8_t> slice, DecodedSlice& 
 }
 
 void Decoder::Reconstruct(const Strip& strip, Scratch& scratch) const {
-  const ScanTable& scan = ScanFor(header_.interlaceMode);
   for (std::uint32_t i = 0; i < strip.layout.SlicesPerRow(); ++i) {
     const DecodedSlice& slice = scratch.slices[i];
     if (!slice.intact) continue;
     for (unsigned c = 0; c < kComponents; ++c) {
       const CodedComponent& component = scratch.components[slice.firstComponent + c];
       kernels_.inverseTransform(component.coefficients, component.blocks, component.positions,
-                                ScaleFactors(factors_[c], slice.quantizerScale), scan, depths_[c],
-                                c, AreaOf(scratch, c, slice.span.firstMacroblock));
+                                plans_[c], slice.quantizerScale, c,
+                                AreaOf(scratch, c, slice.span.firstMacroblock));
     }
   }
 }
@@ -222,7 +220,7 @@ void Decoder::ConcealSlices(const Strip& strip, Scratch& scratch) const {
   const std::span slices(scratch.slices.data(), strip.layout.SlicesPerRow());
   const auto firstIntact = std::ranges::find_if(slices, &DecodedSlice::intact);
   for (unsigned c = 0; c < kComponents; ++c) {
-    const auto midGrey = static_cast<std::uint16_t>(depths_[c].MidGrey());
+    const auto midGrey = static_cast<std::uint16_t>(plans_[c].depth.MidGrey());
     const std::uint16_t* source = nullptr;
     if (firstIntact != slices.end()) {
       source = AreaOf(scratch, c, firstIntact->span.firstMacroblock).samples;
@@ -247,7 +245,7 @@ void Decoder::PackStrip(const Strip& strip, Scratch& scratch) const {
     if (header_.chromaFormat == ChromaFormat::k444) {
       for (unsigned c = 1; c < kComponents; ++c) {
         std::uint16_t* const half = scratch.halfChroma[c - 1].data();
-        HalveChroma(areas[c].samples + y * areas[c].stride, header_.width, depths_[0], half);
+        HalveChroma(areas[c].samples + y * areas[c].stride, header_.width, plans_[0].depth, half);
         line[c] = half;
       }
     }

@@ -110,8 +110,7 @@ class Decoder {
   FrameHeader header_;
   PixelBufferRecord destination_{};
   PackRow packRow_ = nullptr;
-  std::array<SampleDepth, kComponents> depths_{};
-  std::array<DequantFactors, kComponents> factors_{};
+  std::array<InversePlan, kComponents> plans_{};
   std::uint32_t macroblocks_ = 0;  // per row
   std::vector<SliceRow> sliceRows_;
   std::vector<Strip> strips_;  // of the first picture, then of the second

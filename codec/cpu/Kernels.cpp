@@ -5,6 +5,7 @@
 #include <cstdlib>
 
 #include "entropy/ComponentEncoderSimd.h"
+#include "transform/InverseTransformSimd.h"
 
 namespace prores {
 namespace {
@@ -27,6 +28,7 @@ Kernels MakeKernels(CpuLevel level) {
   kernels.level = level;
   if (level == CpuLevel::kScalar) return kernels;
   InstallComponentEncoderKernels(level, kernels);
+  InstallInverseTransformKernels(level, kernels);
   return kernels;
 }
 

@@ -3,6 +3,8 @@
 
 #include <algorithm>
 
+#include "transform/InverseGraph.h"
+
 namespace prores {
 namespace {
 
@@ -17,15 +19,11 @@ constexpr std::array<double, kBlockSize> kGraphGain{
     1.0, 1.3870398453221475, 1.3065629648763766, 1.1758756024193588,
     1.0, 0.7856949583871022, 0.5411961001461971, 0.2758993792829431};
 
-constexpr float kSqrt2 = 1.41421356237309505F;          // 2 cos(4 pi / 16)
-constexpr float kTwoCos2 = 1.84775906502257351F;        // 2 cos(2 pi / 16)
-constexpr float kCos2MinusCos6 = 1.08239220029239397F;  // 2 (cos(2 pi / 16) - cos(6 pi / 16))
-constexpr float kCos2PlusCos6 = 2.61312592975275306F;   // 2 (cos(2 pi / 16) + cos(6 pi / 16))
-
 /// Eight-point inverse DCT of one line of each block, in place, after the factored flow graph of
 /// Arai, Agui and Nakajima (five multiplications). `kStep` lies between the line's values.
 template <std::size_t kStep>
 void TransformLine(std::array<float, kLanes>* line) {
+  using namespace inverse_graph;
   for (std::size_t lane = 0; lane < kLanes; ++lane) {
     const auto at = [&](std::size_t k) -> float& { return line[k * kStep][lane]; };
 
@@ -55,21 +53,13 @@ void TransformLine(std::array<float, kLanes>* line) {
 
 /// Lanes without a block are zero.
 void LoadDequantized(const std::int16_t* coefficients, std::uint32_t blocks, std::uint32_t count,
-                     const DequantFactors& factors, const ScanTable& scan,
-                     LaneBlock<float>& block) {
-  for (std::size_t position = 0; position < kBlockSamples; ++position) {
-    auto& lanes = block[scan[position]];
-    const std::int16_t* const values = coefficients + position * blocks;
-    const float factor = factors[position];
-    if (count == kLanes) {
-      for (std::size_t lane = 0; lane < kLanes; ++lane) {
-        lanes[lane] = static_cast<float>(values[lane]) * factor;
-      }
-    } else {
-      lanes = {};
-      for (std::size_t lane = 0; lane < count; ++lane) {
-        lanes[lane] = static_cast<float>(values[lane]) * factor;
-      }
+                     const InversePlan& plan, float scale, LaneBlock<float>& block) {
+  for (std::size_t i = 0; i < kBlockSamples; ++i) {
+    const std::int16_t* const values = coefficients + plan.positions[i] * blocks;
+    const float factor = plan.factors[i] * scale;
+    block[i] = {};
+    for (std::size_t lane = 0; lane < count; ++lane) {
+      block[i][lane] = static_cast<float>(values[lane]) * factor;
     }
   }
 }
@@ -95,39 +85,40 @@ void StoreBlock(const LaneBlock<std::uint16_t>& samples, std::size_t lane, std::
 
 }  // namespace
 
-DequantFactors MakeDequantFactors(const QuantMatrix& matrix, const ScanTable& scan,
-                                  const SampleDepth& depth) {
-  DequantFactors factors;
-  for (std::size_t position = 0; position < kBlockSamples; ++position) {
-    const std::size_t i = scan[position];
-    const double gain = kGraphGain[i / kBlockSize] * kGraphGain[i % kBlockSize] * depth.gain;
+InversePlan MakeInversePlan(const QuantMatrix& matrix, const ScanTable& scan,
+                            const SampleDepth& depth) {
+  InversePlan plan;
+  plan.depth = depth;
+  InversePlan::Extent extent{};
+  plan.extents[0] = extent;
+  for (std::uint8_t position = 0; position < kBlockSamples; ++position) {
+    const std::uint8_t i = scan[position], row = i / kBlockSize, column = i % kBlockSize;
+    plan.positions[i] = position;
+    const auto columns = static_cast<std::uint8_t>(column + 1);
+    extent.columns = std::max(extent.columns, columns);
+    if (row >= kBlockSize / 2) extent.deepColumns = std::max(extent.deepColumns, columns);
+    plan.extents[position + 1] = extent;
     // 1/8 of inverse quantisation, 1/8 from two passes of the flow graph.
-    factors[position] = static_cast<float>(matrix[i] * gain / 64);
+    const double gain = kGraphGain[row] * kGraphGain[column] * depth.gain;
+    plan.factors[i] = static_cast<float>(matrix[i] * gain / 64);
   }
-  return factors;
-}
-
-DequantFactors ScaleFactors(const DequantFactors& factors, unsigned quantizerScale) {
-  DequantFactors scaled;
-  const auto scale = static_cast<float>(quantizerScale);
-  std::ranges::transform(factors, scaled.begin(), [=](float factor) { return factor * scale; });
-  return scaled;
+  return plan;
 }
 
 void InverseTransform(const std::int16_t* coefficients, std::uint32_t blocks,
-                      std::uint32_t /*positions*/, const DequantFactors& factors,
-                      const ScanTable& scan, const SampleDepth& depth, unsigned component,
-                      const SampleArea& area) {
+                      std::uint32_t /*positions*/, const InversePlan& plan, unsigned quantizerScale,
+                      unsigned component, const SampleArea& area) {
+  const auto scale = static_cast<float>(quantizerScale);
   LaneBlock<float> block;
   LaneBlock<std::uint16_t> samples;
   for (std::uint32_t first = 0; first < blocks; first += kLanes) {
     const std::uint32_t count = std::min(kLanes, blocks - first);
-    LoadDequantized(coefficients + first, blocks, count, factors, scan, block);
+    LoadDequantized(coefficients + first, blocks, count, plan, scale, block);
     for (std::size_t column = 0; column < kBlockSize; ++column) {
       TransformLine<kBlockSize>(&block[column]);
     }
     for (std::size_t row = 0; row < kBlockSize; ++row) TransformLine<1>(&block[kBlockSize * row]);
-    RoundToSamples(block, depth, samples);
+    RoundToSamples(block, plan.depth, samples);
     for (std::uint32_t lane = 0; lane < count; ++lane) {
       const BlockPosition position = PositionOfBlock(component, first + lane);
       StoreBlock(samples, lane, area.samples + position.y * area.stride + position.x, area.stride);

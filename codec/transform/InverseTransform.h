@@ -19,16 +19,27 @@
 
 namespace prores {
 
-/// What to multiply a quantised coefficient with, by scan position.
-using DequantFactors = std::array<float, kBlockSamples>;
+/// What the inverse transform of a component needs to know, the same for all slices of a frame.
+struct InversePlan {
+  /// How far coefficients reach into a block; columns to the right of these have none.
+  struct Extent {
+    std::uint8_t columns;
+    std::uint8_t deepColumns;  ///< likewise for the lower half of a block
+  };
 
-/// Factors at a quantiser scale of 1: the weight, the 1/8 of inverse quantisation, the gain of
-/// `depth` and what the factored transform leaves out.
-DequantFactors MakeDequantFactors(const QuantMatrix& matrix, const ScanTable& scan,
-                                  const SampleDepth& depth);
+  SampleDepth depth;
+  /// What to multiply a coefficient with at a quantiser scale of 1, in raster order: the weight,
+  /// the 1/8 of inverse quantisation, the gain of `depth` and what the factored transform leaves
+  /// out.
+  std::array<float, kBlockSamples> factors;
+  /// Scan position of each coefficient, in raster order.
+  std::array<std::uint8_t, kBlockSamples> positions;
+  /// Extent of the coefficients in front of each scan position.
+  std::array<Extent, kBlockSamples + 1> extents;
+};
 
-/// `factors` at another quantiser scale.
-DequantFactors ScaleFactors(const DequantFactors& factors, unsigned quantizerScale);
+InversePlan MakeInversePlan(const QuantMatrix& matrix, const ScanTable& scan,
+                            const SampleDepth& depth);
 
 /// Where the samples of a slice component go.
 struct SampleArea {
@@ -39,14 +50,14 @@ struct SampleArea {
 /// Turns the coefficients of one component of a slice into samples.
 /// Any 16-bit values are safe: sums stay far inside the range of float and are clamped before they
 /// become integers.
-/// @param coefficients 64 * blocks values in coded order.
-/// @param blocks       number of blocks, a power of two from 2 to 32.
-/// @param positions    all coefficients from this scan position on are zero; 1 to 64.
-/// @param factors      at the quantiser scale of the slice, made for `scan` and `depth`.
-/// @param component    0 = Y, 1 = Cb, 2 = Cr: decides the order of the blocks.
+/// @param coefficients   64 * blocks values in coded order, and two readable ones behind them.
+/// @param blocks         number of blocks, a power of two from 2 to 32; luma has 4 at least.
+/// @param positions      all coefficients from this scan position on are zero; 1 to 64.
+/// @param quantizerScale of the slice.
+/// @param component      0 = Y, 1 = Cb, 2 = Cr: decides the order of the blocks.
 void InverseTransform(const std::int16_t* coefficients, std::uint32_t blocks,
-                      std::uint32_t positions, const DequantFactors& factors, const ScanTable& scan,
-                      const SampleDepth& depth, unsigned component, const SampleArea& area);
+                      std::uint32_t positions, const InversePlan& plan, unsigned quantizerScale,
+                      unsigned component, const SampleArea& area);
 
 }  // namespace prores
 

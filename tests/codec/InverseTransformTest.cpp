@@ -36,7 +36,7 @@ std::vector<Block> Inverse(const std::vector<Block>& blocks) {
   constexpr SampleDepth kDepth{9, 1.0F, kLevelShift + 0.5F, 0.0F, 511.0F};
   QuantMatrix eight;
   eight.fill(8);
-  const DequantFactors factors = MakeDequantFactors(eight, kProgressiveScan, kDepth);
+  const InversePlan plan = MakeInversePlan(eight, kProgressiveScan, kDepth);
   std::vector<std::int16_t> coefficients(std::size_t{64} * kBlocks);
   for (std::size_t s = 0; s < 64; ++s) {
     for (std::size_t b = 0; b < kBlocks; ++b) {
@@ -44,8 +44,7 @@ std::vector<Block> Inverse(const std::vector<Block>& blocks) {
     }
   }
   std::vector<std::uint16_t> samples(kStride * 16);
-  InverseTransform(coefficients.data(), kBlocks, 64, factors, kProgressiveScan, kDepth, 0,
-                   {samples.data(), kStride});
+  InverseTransform(coefficients.data(), kBlocks, 64, plan, 1, 0, {samples.data(), kStride});
   std::vector<Block> result(kBlocks);
   for (std::uint32_t b = 0; b < kBlocks; ++b) {
     const BlockPosition at = PositionOfBlock(0, b);
@@ -164,8 +163,8 @@ TEST(InverseTransform, PutsEveryBlockCountInItsPlace) {
       const std::size_t stride = 8 * blocks / 2 + 3;
       std::vector<std::uint16_t> samples(stride * 16, 7);
       InverseTransform(coefficients.data(), blocks, 64,
-                       MakeDequantFactors(flat, kProgressiveScan, k10Bits), kProgressiveScan,
-                       k10Bits, component, {samples.data(), stride});
+                       MakeInversePlan(flat, kProgressiveScan, k10Bits), 1, component,
+                       {samples.data(), stride});
       for (std::uint32_t b = 0; b < blocks; ++b) {
         const BlockPosition at = PositionOfBlock(component, b);
         for (std::size_t i = 0; i < 64; ++i) {
@@ -186,9 +185,8 @@ TEST(InverseTransform, ClampsWhatNoEncoderSends) {
     for (const std::int16_t value : {std::int16_t{-32768}, std::int16_t{32767}}) {
       const std::vector<std::int16_t> coefficients(std::size_t{64} * 2, value);
       std::vector<std::uint16_t> samples(8 * 16);
-      InverseTransform(coefficients.data(), 2, 64,
-                       ScaleFactors(MakeDequantFactors(heavy, kInterlacedScan, depth), 512),
-                       kInterlacedScan, depth, 1, {samples.data(), 8});
+      InverseTransform(coefficients.data(), 2, 64, MakeInversePlan(heavy, kInterlacedScan, depth),
+                       512, 1, {samples.data(), 8});
       for (const int sample : samples) {
         EXPECT_TRUE(sample >= static_cast<int>(depth.lowest) &&
                     sample <= static_cast<int>(depth.highest));
