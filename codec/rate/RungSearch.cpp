@@ -28,10 +28,10 @@ constexpr unsigned kStepsByLine = 6;
 }  // namespace
 
 std::int64_t FixedLog2(std::uint64_t value) {
-  const int exponent = static_cast<int>(std::bit_width(value)) - 1;
-  std::int64_t log = exponent;
+  const int zeros = std::countl_zero(value);
+  std::int64_t log = 63 - zeros;
   // A mantissa in [1, 2) with 31 fraction bits; each squaring brings up one bit of the logarithm.
-  std::uint64_t mantissa = exponent > 31 ? value >> (exponent - 31) : value << (31 - exponent);
+  std::uint64_t mantissa = value << zeros >> 32;
   for (int i = 0; i < kFractionBits; ++i) {
     mantissa = mantissa * mantissa >> 31;
     const std::uint64_t bit = mantissa >> 32;
