@@ -32,7 +32,7 @@ constexpr std::size_t kMaxComponentBytes =
 
 std::size_t CountBytes(const Quantiser& quantiser, std::span<const std::int16_t> coefficients) {
   Levels levels;
-  Collect(quantiser, coefficients, levels);
+  Collect<Visit::kScattered>(quantiser, coefficients, levels);
   BitCounter counter;
   Code(levels, coefficients.size() / kBlockSamples, counter);
   return (counter.Bits() + CodeFirstDc(levels).length + 7) / 8;
@@ -41,7 +41,7 @@ std::size_t CountBytes(const Quantiser& quantiser, std::span<const std::int16_t>
 bool Write(const Quantiser& quantiser, std::span<const std::int16_t> coefficients,
            std::span<std::uint8_t> destination) {
   Levels levels;
-  Collect(quantiser, coefficients, levels);
+  Collect<Visit::kInOrder>(quantiser, coefficients, levels);
   alignas(64) std::array<std::uint8_t, kMaxComponentBytes> bytes;
   CodewordWriter writer(bytes.data());
   writer.Put(CodeFirstDc(levels));

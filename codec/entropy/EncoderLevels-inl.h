@@ -81,7 +81,18 @@ class StepSpreader {
   hn::Vec<UnsignedTag> indices_;
 };
 
+/// In which order the components are visited: one behind the other in memory, or in any.
+enum class Visit { kInOrder, kScattered };
+
+/// Loads what lies a little behind `p`, be it memory of ours or not: the components of a slice do.
+inline void PrefetchBehind(const std::int16_t* p) {
+  constexpr std::uintptr_t kBytesAhead = 2048;
+  __builtin_prefetch(
+      reinterpret_cast<const void*>(reinterpret_cast<std::uintptr_t>(p) + kBytesAhead));
+}
+
 /// Quantises a component piece by piece.
+template <Visit kVisit>
 class LevelSource {
  public:
   LevelSource(const Quantiser& quantiser, std::span<const std::int16_t> coefficients)
@@ -94,6 +105,8 @@ class LevelSource {
   Vec operator()(std::size_t place) const {
     constexpr UnsignedTag kUnsigned;
     const Vec coefficient = hn::LoadU(Tag(), coefficients_ + place);
+    // In order, the processor's own prefetch is better.
+    if constexpr (kVisit == Visit::kScattered) PrefetchBehind(coefficients_ + place);
     const std::size_t position = place >> log2Blocks_;
     const auto dividend =
         hn::BitCast(kUnsigned, hn::Abs(coefficient)) + spread_(quantiser_.Biases() + position);
@@ -164,10 +177,11 @@ inline std::size_t AppendNonZeros(Vec level, std::size_t place, std::size_t coun
 }
 
 /// Quantises the component and packs its levels.
-inline void Collect(const Quantiser& quantiser, std::span<const std::int16_t> coefficients,
-                    Levels& levels) {
+template <Visit kVisit>
+void Collect(const Quantiser& quantiser, std::span<const std::int16_t> coefficients,
+             Levels& levels) {
   constexpr Tag kTag;
-  const LevelSource levelsFrom(quantiser, coefficients);
+  const LevelSource<kVisit> levelsFrom(quantiser, coefficients);
   const std::size_t blocks = coefficients.size() / kBlockSamples;
   std::size_t dcCount = 0;
   for (std::size_t place = 0; place < blocks; place += kLanes) {
