@@ -1,12 +1,10 @@
 // SPDX-License-Identifier: BSD-2-Clause
 #include "entropy/CoefficientDecoder.h"
 
-#include <array>
-#include <bit>
 #include <limits>
 
-#include "bitstream/BlockOrder.h"
 #include "entropy/BitReader.h"
+#include "entropy/CodewordDecoding.h"
 #include "entropy/Codewords.h"
 
 namespace prores {
@@ -14,55 +12,11 @@ namespace {
 
 constexpr std::int32_t kMaxMagnitude = std::numeric_limits<std::int16_t>::max();
 
-/// How to read the codewords that start with a given number of zeros: all have the same length,
-/// and their value is what the first `length` bits hold as a number, less `offset`. One formula
-/// covers both parts of a code.
-struct PrefixClass {
-  std::int32_t length;
-  std::uint32_t offset;
-};
-
-/// Longer codewords are damage. A coefficient of 10-bit samples is at most 16384 in units of weight
-/// times scale, so 8192 over the least legal weight of 2; levels and folded differences of DCs stay
-/// within 2^15, which takes 31 bits in the codes that grow fastest.
-constexpr int kMaxCodewordBits = 32;
-static_assert(CodewordOf(kCodes[kEG0], 1 << 15).length < kMaxCodewordBits);
-static_assert(CodewordOf(kCodes[kC201], 1 << 15).length <= kMaxCodewordBits);
-
-/// What the codewords of more bits read as; above all values in use.
-constexpr std::uint32_t kNoValue = 1u << 20;
-
-/// Entries by number of leading zeros among 32 bits.
-using PrefixTable = std::array<PrefixClass, 33>;
-
-constexpr PrefixClass ClassOf(const Code& code, int zeros) {
-  const int golombBits = zeros - (code.lastRicePrefix + 1) + code.golombOrder;
-  const bool isRice = zeros <= code.lastRicePrefix;
-  const int length = zeros + 1 + (isRice ? code.riceBits : golombBits);
-  if (length > kMaxCodewordBits) return {kMaxCodewordBits, 0u - kNoValue};
-  const std::uint32_t first = 1u << (isRice ? code.riceBits : code.golombOrder);
-  const std::uint32_t below =
-      isRice ? static_cast<std::uint32_t>(zeros) << code.riceBits : code.FirstGolombValue();
-  return {length, first - below};
-}
-
-constexpr std::array<PrefixTable, kCodes.size()> kPrefixTables = [] {
-  std::array<PrefixTable, kCodes.size()> tables{};
-  for (std::size_t code = 0; code < tables.size(); ++code) {
-    for (std::size_t zeros = 0; zeros < tables[code].size(); ++zeros) {
-      tables[code][zeros] = ClassOf(kCodes[code], static_cast<int>(zeros));
-    }
-  }
-  return tables;
-}();
-
 /// Reads one codeword; at most kMaxCodewordBits bits.
 std::uint32_t ReadValue(BitReader& reader, CodeId code) {
-  const std::uint64_t window = reader.Window();
-  const int zeros = std::countl_zero(static_cast<std::uint32_t>(window >> 32));
-  const PrefixClass prefix = kPrefixTables[code][static_cast<std::size_t>(zeros)];
-  reader.Skip(prefix.length);
-  return static_cast<std::uint32_t>(window >> (64 - prefix.length)) - prefix.offset;
+  const DecodedValue decoded = ReadCodeword(reader.Window(), code);
+  reader.Skip(decoded.length);
+  return decoded.value;
 }
 
 bool DecodeDcs(BitReader& reader, std::uint32_t blocks, std::int16_t* coefficients) {
@@ -90,7 +44,8 @@ static_assert(CodewordOf(kCodes[kEG0], 2047).length == kMaxRunBits);
 static_assert(CodewordOf(kCodes[kC201], 2047).length == kMaxRunBits);
 static_assert(kMaxRunBits + kMaxCodewordBits + 1 <= BitReader::kRefilledBits);
 
-bool DecodeAcs(BitReader& reader, std::uint32_t blocks, std::int16_t* coefficients) {
+/// @return the scan positions in use, the DCs' included; 0 when the data is damaged.
+std::uint32_t DecodeAcs(BitReader& reader, std::uint32_t blocks, std::int16_t* coefficients) {
   const std::uint32_t end = 64 * blocks;
   std::uint32_t position = blocks;
   std::uint32_t run = kInitialRun;
@@ -98,33 +53,35 @@ bool DecodeAcs(BitReader& reader, std::uint32_t blocks, std::int16_t* coefficien
   for (;; ++position) {
     reader.Refill();
     // There is no end code: every codeword contains a one, so zeros alone are padding.
-    if (reader.Window() == 0) return reader.OnlyZerosLeft();
+    if (reader.Window() == 0) break;
 
     run = ReadValue(reader, CodeAfter(kRunCodes, run));
     position += run;
-    if (position >= end) return false;
+    if (position >= end) return 0;
 
     symbol = ReadValue(reader, CodeAfter(kLevelCodes, symbol));
-    if (symbol >= kMaxMagnitude) return false;
+    if (symbol >= kMaxMagnitude) return 0;
     const auto level = static_cast<std::int32_t>(symbol) + 1;
     const auto sign = static_cast<std::int32_t>(reader.Window() >> 63);
     reader.Skip(1);
     coefficients[position] = static_cast<std::int16_t>((level ^ -sign) + sign);
   }
+  return reader.OnlyZerosLeft() ? ScanPositions(position, blocks) : 0;
 }
 
 }  // namespace
 
-bool DecodeCoefficients(std::span<const std::uint8_t> data, std::uint32_t blocks,
-                        std::int16_t* coefficients) {
+std::uint32_t DecodeCoefficients(std::span<const std::uint8_t> data, std::uint32_t blocks,
+                                 std::int16_t* coefficients) {
   BitReader reader(data);
-  return DecodeDcs(reader, blocks, coefficients) && DecodeAcs(reader, blocks, coefficients);
+  return DecodeDcs(reader, blocks, coefficients) ? DecodeAcs(reader, blocks, coefficients) : 0;
 }
 
 void DecodeComponents(std::span<CodedComponent> components) {
   for (CodedComponent& component : components) {
-    component.intact = DecodeCoefficients(component.data, component.blocks, component.coefficients);
-    component.positions = kBlockSamples;
+    component.positions =
+        DecodeCoefficients(component.data, component.blocks, component.coefficients);
+    component.intact = component.positions != 0;
   }
 }
 

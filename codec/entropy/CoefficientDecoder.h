@@ -12,11 +12,18 @@ namespace prores {
 /// @param blocks       number of blocks N, a power of two from 2 to 32.
 /// @param coefficients 64 * N values, zero on entry; receive the coefficients in coded order, that
 ///                     is at scan position * N + block.
-/// @return false when the data is damaged: cut off, longer than the blocks, or with a value outside
-///         16 bits (a legal product of value, weight and scale fits 16 bits). The coefficients are
-///         then unspecified.
-[[nodiscard]] bool DecodeCoefficients(std::span<const std::uint8_t> data, std::uint32_t blocks,
-                                      std::int16_t* coefficients);
+/// @return the number of scan positions up to the last that a coefficient is coded for, 1 to 64:
+/// all
+///         behind are zero. 0 when the data is damaged: cut off, longer than the blocks, or with a
+///         value outside 16 bits (a legal product of value, weight and scale fits 16 bits). The
+///         coefficients are then unspecified.
+[[nodiscard]] std::uint32_t DecodeCoefficients(std::span<const std::uint8_t> data,
+                                               std::uint32_t blocks, std::int16_t* coefficients);
+
+/// Scan positions that the first `coefficients` coefficients in coded order touch.
+constexpr std::uint32_t ScanPositions(std::uint32_t coefficients, std::uint32_t blocks) {
+  return (coefficients + blocks - 1) / blocks;
+}
 
 /// A component of a slice that is to be decoded.
 struct CodedComponent {
@@ -25,13 +32,13 @@ struct CodedComponent {
   std::int16_t* coefficients;  ///< likewise, with room for kCoefficientSlack values behind them
 
   // Results:
-  bool intact = false;          ///< the answer of DecodeCoefficients()
-  std::uint32_t positions = 0;  ///< all coefficients from this scan position on are zero
+  bool intact = false;          ///< whether the data is undamaged
+  std::uint32_t positions = 0;  ///< the answer of DecodeCoefficients()
 };
 
 /// Values behind the coefficients of a component that a decoder may overwrite where the data is
 /// damaged. The number keeps coefficients aligned for vectors.
-inline constexpr std::uint32_t kCoefficientSlack = 192;
+inline constexpr std::uint32_t kCoefficientSlack = 224;
 
 /// Decodes components that stand in different memory and do not depend on each other.
 void DecodeComponents(std::span<CodedComponent> components);
