@@ -4,6 +4,7 @@
 #include <algorithm>
 #include <cstdlib>
 
+#include "entropy/CoefficientDecoderSimd.h"
 #include "entropy/ComponentEncoderSimd.h"
 #include "transform/InverseTransformSimd.h"
 
@@ -27,6 +28,7 @@ Kernels MakeKernels(CpuLevel level) {
   Kernels kernels = kPlainKernels;
   kernels.level = level;
   if (level == CpuLevel::kScalar) return kernels;
+  InstallCoefficientDecoderKernels(level, kernels);
   InstallComponentEncoderKernels(level, kernels);
   InstallInverseTransformKernels(level, kernels);
   return kernels;

@@ -1,0 +1,14 @@
+// SPDX-License-Identifier: BSD-2-Clause
+#ifndef CODEC_ENTROPY_COEFFICIENTDECODERSIMD_H
+#define CODEC_ENTROPY_COEFFICIENTDECODERSIMD_H
+
+#include "cpu/Kernels.h"
+
+namespace prores {
+
+/// Installs the form of DecodeComponents() for `level` that decodes four components alternately.
+void InstallCoefficientDecoderKernels(CpuLevel level, Kernels& kernels);
+
+}  // namespace prores
+
+#endif  // CODEC_ENTROPY_COEFFICIENTDECODERSIMD_H
