@@ -6,6 +6,8 @@
 
 #include "entropy/CoefficientDecoderSimd.h"
 #include "entropy/ComponentEncoderSimd.h"
+#include "pixel/PackRowsSimd.h"
+#include "pixel/UnpackRowsSimd.h"
 #include "transform/InverseTransformSimd.h"
 
 namespace prores {
@@ -31,6 +33,8 @@ Kernels MakeKernels(CpuLevel level) {
   InstallCoefficientDecoderKernels(level, kernels);
   InstallComponentEncoderKernels(level, kernels);
   InstallInverseTransformKernels(level, kernels);
+  InstallPackRowsKernels(level, kernels);
+  InstallUnpackRowsKernels(level, kernels);
   return kernels;
 }
 
