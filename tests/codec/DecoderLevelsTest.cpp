@@ -1,0 +1,134 @@
+// SPDX-License-Identifier: BSD-2-Clause
+#include <gtest/gtest.h>
+
+#include <algorithm>
+#include <cstdlib>
+#include <random>
+#include <string>
+#include <vector>
+
+#include "PackedPicture.h"
+#include "ProRes/ProRes.h"
+#include "ReferenceCodec.h"
+#include "cpu/CpuLevel.h"
+
+namespace prores {
+namespace {
+
+using Bytes = std::vector<std::uint8_t>;
+using reference::StreamSpec;
+
+/// A decoder that is opened while the environment names a CPU level.
+class LevelDecoder {
+ public:
+  LevelDecoder(CpuLevel level, int threads)
+      : name_(std::string(NameOf(level)) + ", " + std::to_string(threads) + " threads") {
+    setenv(kCpuLevelVariable, NameOf(level), 1);
+    decoder_ = WPROpenDecoder(threads, nullptr);
+    unsetenv(kCpuLevelVariable);
+  }
+  ~LevelDecoder() { WPRCloseDecoder(decoder_); }
+  LevelDecoder(const LevelDecoder&) = delete;
+  LevelDecoder& operator=(const LevelDecoder&) = delete;
+
+  const std::string& Name() const { return name_; }
+
+  std::int32_t Decode(const Bytes& frame, PackedPicture& picture, bool firstFieldOnly) const {
+    PixelBufferRecord record = picture.Record();
+    return WPRDecodeFrame(decoder_, frame.data(), static_cast<std::uint32_t>(frame.size()), &record,
+                          firstFieldOnly ? 1 : 0);
+  }
+
+ private:
+  std::string name_;
+  WPRDecoderHandle decoder_;
+};
+
+/// Streams of every structure. Odd sizes make slices of every width and rows that are not full.
+std::vector<StreamSpec> Specs() {
+  std::vector<StreamSpec> specs;
+  for (const bool chroma444 : {false, true}) {
+    for (int mode = 0; mode <= 2; ++mode) {
+      for (int log2SliceSize = 0; log2SliceSize <= 3; ++log2SliceSize) {
+        StreamSpec spec;
+        spec.width = 247;
+        spec.height = 45;
+        spec.chroma444 = chroma444;
+        spec.interlaceMode = mode;
+        spec.log2SliceSize = log2SliceSize;
+        spec.quantizationIndex = [](int slice) { return slice % 3 == 0 ? 1 : slice * 5 % 224 + 1; };
+        if (log2SliceSize == 2) spec.lumaMatrix.emplace().fill(13);
+        if (log2SliceSize == 1) spec.trailingZeroBytes = 9;
+        specs.push_back(spec);
+      }
+    }
+  }
+  return specs;
+}
+
+std::vector<Bytes> Frames() {
+  std::vector<Bytes> frames;
+  unsigned seed = 0;
+  for (const StreamSpec& spec : Specs()) {
+    frames.push_back(MakeStream(spec, reference::NaturalSource(++seed)).bytes);
+    frames.push_back(MakeStream(spec, [](int c, int x, int y) {
+                       return (x * 7919 + y * 104729 + c) % 1024;
+                     }).bytes);
+  }
+  return frames;
+}
+
+/// Holds `decoder` to what `plain` makes of the frame in every format.
+void ExpectSame(const LevelDecoder& plain, const LevelDecoder& decoder, const Bytes& frame) {
+  for (const std::uint32_t format : {kWPRPixelFormat2vuy, kWPRPixelFormatV210}) {
+    for (const bool firstFieldOnly : {false, true}) {
+      const bool half = firstFieldOnly && (frame[20] & 0x0C) != 0;
+      PackedPicture expected(format, 247, half ? 22 : 45);
+      PackedPicture actual(format, 247, half ? 22 : 45);
+      const std::int32_t result = plain.Decode(frame, expected, firstFieldOnly);
+      ASSERT_EQ(decoder.Decode(frame, actual, firstFieldOnly), result) << decoder.Name();
+      ASSERT_TRUE(actual == expected) << decoder.Name();
+    }
+  }
+}
+
+template <typename Check>
+void ForEachDecoder(const Check& check) {
+  for (const CpuLevel level : kCpuLevels) {
+    if (level <= DetectCpuLevel()) check(LevelDecoder(level, 2));
+  }
+  for (const int threads : {1, 3, 5, 8}) check(LevelDecoder(DetectCpuLevel(), threads));
+}
+
+TEST(DecoderLevels, GiveTheSamePictures) {
+  const LevelDecoder plain(CpuLevel::kScalar, 1);
+  const std::vector<Bytes> frames = Frames();
+  ForEachDecoder([&](const LevelDecoder& decoder) {
+    for (const Bytes& frame : frames) ExpectSame(plain, decoder, frame);
+  });
+}
+
+TEST(DecoderLevels, GiveTheSameResultsForDamagedFrames) {
+  constexpr std::size_t kFirstCodedByte =
+      150;  // headers and most of the slice table stay as they are
+  const LevelDecoder plain(CpuLevel::kScalar, 1);
+  std::vector<Bytes> frames = Frames();
+  std::mt19937 random(1);
+  for (Bytes& frame : frames) {
+    for (int damage = 0; damage < 12; ++damage) {
+      const std::size_t place = kFirstCodedByte + random() % (frame.size() - kFirstCodedByte);
+      frame[place] = static_cast<std::uint8_t>(random());
+    }
+  }
+  const auto concealed = std::ranges::count_if(frames, [&](const Bytes& frame) {
+    PackedPicture picture(kWPRPixelFormatV210, 247, 45);
+    return plain.Decode(frame, picture, false) > 0;
+  });
+  ASSERT_GT(concealed, 10);
+  ForEachDecoder([&](const LevelDecoder& decoder) {
+    for (const Bytes& frame : frames) ExpectSame(plain, decoder, frame);
+  });
+}
+
+}  // namespace
+}  // namespace prores
