@@ -139,6 +139,7 @@ std::uint8_t* Decoder::RowAddress(std::uint32_t row) const {
 
 void Decoder::DecodeStrip(Strip& strip, Scratch& scratch) const {
   DecodeSlices(strip, scratch);
+  PrefetchFollowing(strip);
   Reconstruct(strip, scratch);
   if (strip.damagedSlices != 0) ConcealSlices(strip, scratch);
   PackStrip(strip, scratch);
@@ -146,10 +147,11 @@ void Decoder::DecodeStrip(Strip& strip, Scratch& scratch) const {
 
 void Decoder::DecodeSlices(Strip& strip, Scratch& scratch) const {
   const std::span slices(scratch.slices.data(), strip.layout.SlicesPerRow());
+  SliceRow row = strip.slices;
   scratch.components.clear();
   for (std::uint32_t i = 0; i < slices.size(); ++i) {
     slices[i].span = strip.layout[i];
-    slices[i].intact = FindComponents(TakeSlice(strip.slices), slices[i], scratch);
+    slices[i].intact = FindComponents(TakeSlice(row), slices[i], scratch);
   }
 
   std::fill_n(scratch.coefficients.begin(), CoefficientsPerStrip(strip.layout.SlicesPerRow()),
@@ -162,6 +164,17 @@ void Decoder::DecodeSlices(Strip& strip, Scratch& scratch) const {
           &CodedComponent::intact);
     }
     if (!slice.intact) ++strip.damagedSlices;
+  }
+}
+
+/// Fetches the bytes of the strip that this worker is likely to decode next. To be called when the
+/// codewords of `strip` are read: while they are it gains nothing.
+void Decoder::PrefetchFollowing(const Strip& strip) const {
+  const auto next = static_cast<std::size_t>(&strip - strips_.data()) + scratch_.size();
+  if (next + 1 >= strips_.size()) return;
+  const std::uint8_t* const end = strips_[next + 1].slices.data;
+  for (const auto* line = strips_[next].slices.data; line < end; line += kVectorAlignment) {
+    __builtin_prefetch(line);
   }
 }
 

@@ -90,6 +90,7 @@ class Decoder {
 
   void DecodeStrip(Strip& strip, Scratch& scratch) const;
   void DecodeSlices(Strip& strip, Scratch& scratch) const;
+  void PrefetchFollowing(const Strip& strip) const;
   bool FindComponents(std::span<const std::uint8_t> slice, DecodedSlice& decoded,
                       Scratch& scratch) const;
   void Reconstruct(const Strip& strip, Scratch& scratch) const;
