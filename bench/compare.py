@@ -16,6 +16,7 @@ import os
 import pathlib
 import platform
 import re
+import resource
 import statistics
 import subprocess
 import sys
@@ -182,13 +183,14 @@ WORKS = [
 
 
 def processor_seconds(command):
-    before = os.times()
+    def total():
+        usage = resource.getrusage(resource.RUSAGE_CHILDREN)
+        return usage.ru_utime + usage.ru_stime
+
+    before = total()
     subprocess.run(command, shell=True, check=True, stdout=subprocess.DEVNULL,
                    stdin=subprocess.DEVNULL)  # fmt: skip
-    after = os.times()
-    return (after.children_user - before.children_user) + (
-        after.children_system - before.children_system
-    )
+    return total() - before
 
 
 def measure(work, job, pairs):
