@@ -130,9 +130,8 @@ void Inverse(benchmark::State& state, const Kernels& kernels, double spread,
       const CodedComponent& component = components[i];
       const std::size_t column =
           i / kComponents * kMaxSliceWidth * MacroblockColumns(ChromaFormat::k422, c);
-      kernels.inverseTransform(component.coefficients, component.blocks, component.positions,
-                               plan, kQuantizerScale, c,
-                               {planes.samples[c].data() + column, kWidth});
+      kernels.inverseTransform(component.coefficients, component.blocks, component.positions, plan,
+                               kQuantizerScale, c, {planes.samples[c].data() + column, kWidth});
     }
   }
   ReportFrameTime(state);
@@ -173,15 +172,10 @@ void Forward(benchmark::State& state, const Kernels& kernels) {
   for (auto _ : state) {
     for (std::uint32_t slice = 0; slice < kSlices; ++slice) {
       for (unsigned c = 0; c < kComponents; ++c) {
-        std::array<const std::uint16_t*, kMaxSliceBlocks> blocks;
         const std::size_t column =
             slice * kMaxSliceWidth * MacroblockColumns(ChromaFormat::k422, c);
-        for (std::uint32_t b = 0; b < BlocksOf(c); ++b) {
-          const BlockPosition position = PositionOfBlock(c, b);
-          blocks[b] = planes.samples[c].data() + position.y * kWidth + column + position.x;
-        }
-        kernels.forwardTransform(std::span(blocks).first(BlocksOf(c)), kWidth, kProgressiveScan,
-                                 coefficients.data());
+        kernels.forwardTransform(planes.samples[c].data() + column, kWidth, BlocksOf(c), c,
+                                 kProgressivePositions, coefficients.data());
       }
     }
     benchmark::ClobberMemory();

@@ -285,13 +285,9 @@ void Encoder::TransformComponent(const Frame& frame, const Strip& samples, Slice
   const std::size_t macroblockColumns = MacroblockColumns(ChromaFormat::k422, component);
   const std::size_t firstColumn = span.firstMacroblock * macroblockColumns;
   const std::uint32_t blocks = BlockCount(span, component);
-  std::array<const std::uint16_t*, kMaxSliceBlocks> origins;
-  for (std::uint32_t block = 0; block < blocks; ++block) {
-    const BlockPosition position = PositionOfBlock(component, block);
-    origins[block] = samples.Line(component, position.y) + firstColumn + position.x;
-  }
-  kernels_.forwardTransform(std::span(origins).first(blocks), samples.Stride(component),
-                            ScanFor(frame.header.interlaceMode), coefficients.data());
+  kernels_.forwardTransform(samples.Line(component, 0) + firstColumn, samples.Stride(component),
+                            blocks, component, PositionsFor(frame.header.interlaceMode),
+                            coefficients.data());
   const std::size_t columns = ColumnCount(frame.header.width, component) - firstColumn;
   if (columns < span.macroblocks * macroblockColumns || lines < kMacroblockSize) {
     FlattenOutside(coefficients, blocks, component, columns, lines);

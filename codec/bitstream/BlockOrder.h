@@ -80,6 +80,22 @@ constexpr const ScanTable& ScanFor(InterlaceMode mode) {
   return mode == InterlaceMode::kProgressive ? kProgressiveScan : kInterlacedScan;
 }
 
+/// Scan position of each coefficient, in raster order.
+using PositionTable = std::array<std::uint8_t, kBlockSamples>;
+
+constexpr PositionTable PositionsIn(const ScanTable& scan) {
+  PositionTable positions{};
+  for (std::uint8_t i = 0; i < kBlockSamples; ++i) positions[scan[i]] = i;
+  return positions;
+}
+inline constexpr PositionTable kProgressivePositions = PositionsIn(kProgressiveScan);
+inline constexpr PositionTable kInterlacedPositions = PositionsIn(kInterlacedScan);
+
+/// The scan positions in a frame's pictures.
+constexpr const PositionTable& PositionsFor(InterlaceMode mode) {
+  return mode == InterlaceMode::kProgressive ? kProgressivePositions : kInterlacedPositions;
+}
+
 }  // namespace prores
 
 #endif  // CODEC_BITSTREAM_BLOCKORDER_H

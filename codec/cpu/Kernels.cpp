@@ -8,6 +8,7 @@
 #include "entropy/ComponentEncoderSimd.h"
 #include "pixel/PackRowsSimd.h"
 #include "pixel/UnpackRowsSimd.h"
+#include "transform/ForwardTransformSimd.h"
 #include "transform/InverseTransformSimd.h"
 
 namespace prores {
@@ -32,6 +33,7 @@ Kernels MakeKernels(CpuLevel level) {
   if (level == CpuLevel::kScalar) return kernels;
   InstallCoefficientDecoderKernels(level, kernels);
   InstallComponentEncoderKernels(level, kernels);
+  InstallForwardTransformKernels(level, kernels);
   InstallInverseTransformKernels(level, kernels);
   InstallPackRowsKernels(level, kernels);
   InstallUnpackRowsKernels(level, kernels);

@@ -160,7 +160,7 @@ HWY_INLINE hn::Vec<Samples> Gathered(hn::Vec<Bytes> groups, const Gather<8>& gat
 HWY_INLINE void StoreGroup(__m128i luma, __m128i chroma, const PlanarRow& out) {
   _mm_storeu_si128(reinterpret_cast<__m128i*>(out.luma), luma);
   _mm_storel_epi64(reinterpret_cast<__m128i*>(out.cb), chroma);
-  _mm_storeh_pd(reinterpret_cast<double*>(out.cr), _mm_castsi128_pd(chroma));
+  _mm_storel_epi64(reinterpret_cast<__m128i*>(out.cr), _mm_unpackhi_epi64(chroma, chroma));
 }
 
 HWY_INLINE void UnpackGroups(const std::uint8_t* words, const PlanarRow& out) {

@@ -5,42 +5,23 @@
 #include <array>
 #include <bit>
 
+#include "transform/ForwardGraph.h"
+
 namespace prores {
 namespace {
 
+constexpr std::uint32_t kLanes = 8;  // blocks transformed side by side
+
 /// One value of every block in work.
-using Lanes = std::array<float, kTransformLanes>;
+using Lanes = std::array<float, kLanes>;
 /// 64 values of every block in work, raster order.
-using BlockLanes = std::array<Lanes, 64>;
-
-// cos(k pi / 16) x sqrt(2) for k > 0, 1 for k = 0: what the flow graph below leaves in output k,
-// apart from a common factor sqrt(8).
-constexpr std::array<double, 8> kGraphGain = {
-    1.0, 1.387039845322148, 1.306562964876377, 1.175875602419359,
-    1.0, 0.785694958387102, 0.541196100146197, 0.275899379282943,
-};
-
-/// Brings the outputs of the two passes to four times the orthonormal transform.
-constexpr std::array<float, 64> MakeScale() {
-  std::array<float, 64> scale{};
-  for (std::size_t i = 0; i < 64; ++i) {
-    scale[i] = static_cast<float>(4.0 / (8.0 * kGraphGain[i / 8] * kGraphGain[i % 8]));
-  }
-  return scale;
-}
-constexpr std::array<float, 64> kScale = MakeScale();
-
-/// The mid-grey level of 64 samples, as it shows in the sum of a block.
-constexpr float kLevelShift = 64.0F * 512.0F;
-
-constexpr float kCos2 = 0.923879532511287F;  // cos(2 pi / 16)
-constexpr float kCos4 = 0.707106781186548F;
-constexpr float kCos6 = 0.382683432365090F;
+using BlockLanes = std::array<Lanes, kBlockSamples>;
 
 /// Eight-point DCT of one line of each block, in place, after the factored flow graph of Arai, Agui
 /// and Nakajima: five multiplications, output k scaled by sqrt(8) x kGraphGain[k].
 void TransformLine(Lanes* line, std::size_t step) {
-  for (std::size_t lane = 0; lane < kTransformLanes; ++lane) {
+  using namespace forward_graph;
+  for (std::size_t lane = 0; lane < kLanes; ++lane) {
     const auto at = [&](std::size_t k) -> float& { return line[k * step][lane]; };
     const float sum0 = at(0) + at(7), difference0 = at(0) - at(7);
     const float sum1 = at(1) + at(6), difference1 = at(1) - at(6);
@@ -76,44 +57,47 @@ std::int16_t RoundToInteger(float value) {
   return static_cast<std::int16_t>(std::bit_cast<std::uint32_t>(value + kMagic));
 }
 
-void LoadBlocks(std::span<const std::uint16_t* const> blocks, std::size_t stride,
-                BlockLanes& lanes) {
-  for (std::size_t lane = 0; lane < kTransformLanes; ++lane) {
-    // A group that is not full repeats its last block; nobody looks at the result.
-    const std::uint16_t* block = blocks[std::min(lane, blocks.size() - 1)];
-    for (std::size_t row = 0; row < 8; ++row) {
-      for (std::size_t column = 0; column < 8; ++column) {
-        lanes[8 * row + column][lane] = static_cast<float>(block[row * stride + column]);
+/// A group that is not full repeats its last block; nobody looks at the result.
+void LoadBlocks(const std::uint16_t* samples, std::size_t stride, std::uint32_t first,
+                std::uint32_t count, unsigned component, BlockLanes& lanes) {
+  for (std::uint32_t lane = 0; lane < kLanes; ++lane) {
+    const BlockPosition at = PositionOfBlock(component, first + std::min(lane, count - 1));
+    const std::uint16_t* const block = samples + at.y * stride + at.x;
+    for (std::size_t row = 0; row < kBlockSize; ++row) {
+      for (std::size_t column = 0; column < kBlockSize; ++column) {
+        lanes[kBlockSize * row + column][lane] = static_cast<float>(block[row * stride + column]);
       }
     }
   }
 }
 
-void StoreCoefficients(const BlockLanes& lanes, std::size_t count, const ScanTable& scan,
-                       std::size_t pitch, std::int16_t* coefficients) {
-  for (std::size_t position = 0; position < 64; ++position) {
-    const Lanes& values = lanes[scan[position]];
-    const float scale = kScale[scan[position]];
+void StoreCoefficients(const BlockLanes& lanes, std::uint32_t count, std::uint32_t blocks,
+                       const PositionTable& positions, std::int16_t* coefficients) {
+  for (std::size_t i = 0; i < kBlockSamples; ++i) {
+    std::int16_t* const values = coefficients + positions[i] * blocks;
     for (std::size_t lane = 0; lane < count; ++lane) {
-      coefficients[position * pitch + lane] = RoundToInteger(values[lane] * scale);
+      values[lane] = RoundToInteger(lanes[i][lane] * forward_graph::kScale[i]);
     }
   }
 }
 
 }  // namespace
 
-void ForwardTransform(std::span<const std::uint16_t* const> blocks, std::size_t stride,
-                      const ScanTable& scan, std::int16_t* coefficients) {
+void ForwardTransform(const std::uint16_t* samples, std::size_t stride, std::uint32_t blocks,
+                      unsigned component, const PositionTable& positions,
+                      std::int16_t* coefficients) {
   BlockLanes lanes;
-  for (std::size_t first = 0; first < blocks.size(); first += kTransformLanes) {
-    const std::size_t count = std::min(kTransformLanes, blocks.size() - first);
-    LoadBlocks(blocks.subspan(first, count), stride, lanes);
-    for (std::size_t column = 0; column < 8; ++column) TransformLine(&lanes[column], 8);
-    for (std::size_t row = 0; row < 8; ++row) TransformLine(&lanes[8 * row], 1);
+  for (std::uint32_t first = 0; first < blocks; first += kLanes) {
+    const std::uint32_t count = std::min(kLanes, blocks - first);
+    LoadBlocks(samples, stride, first, count, component, lanes);
+    for (std::size_t row = 0; row < kBlockSize; ++row) TransformLine(&lanes[kBlockSize * row], 1);
+    for (std::size_t column = 0; column < kBlockSize; ++column) {
+      TransformLine(&lanes[column], kBlockSize);
+    }
     // The level shift cancels in every other coefficient, exactly: their first sums and differences
     // are whole numbers far below 2^24.
-    for (float& dc : lanes[0]) dc -= kLevelShift;
-    StoreCoefficients(lanes, count, scan, blocks.size(), coefficients + first);
+    for (float& dc : lanes[0]) dc -= forward_graph::kLevelShift;
+    StoreCoefficients(lanes, count, blocks, positions, coefficients + first);
   }
 }
 

@@ -4,7 +4,6 @@
 
 #include <cstddef>
 #include <cstdint>
-#include <span>
 
 #include "bitstream/BlockOrder.h"
 
@@ -19,9 +18,6 @@
 
 namespace prores {
 
-/// Blocks that are transformed side by side.
-inline constexpr std::size_t kTransformLanes = 8;
-
 /// Largest magnitude of a coefficient of 10-bit samples: 4 x 8 x 512. By Parseval no coefficient
 /// exceeds the 8 x 512 that a flat block of the extreme value 0 gives its DC.
 inline constexpr int kMaxCoefficient = 16384;
@@ -33,14 +29,16 @@ inline constexpr int kMaxCoefficient = 16384;
  * integer: the unit in which a level times weight times quantiser scale is counted (RDD 36, inverse
  * quantisation and sample reconstruction). Magnitudes stay within kMaxCoefficient.
  *
- * @param blocks       first sample of each block, in coded order; 10-bit code values.
- * @param stride       samples between two rows of a block.
- * @param scan         raster index (8 v + u) of each of the 64 scan positions.
- * @param coefficients receives 64 x blocks.size() values in coded order: scan position x number of
- *                     blocks + block.
+ * @param samples      upper left one of the component, which has 16 lines; 10-bit code values.
+ * @param stride       samples from one line to the next.
+ * @param blocks       number of blocks, a power of two from 2 to 32; luma has 4 at least.
+ * @param component    0 = Y, 1 = Cb, 2 = Cr: decides the order of the blocks.
+ * @param positions    of the scan.
+ * @param coefficients receives 64 * blocks values in coded order: scan position * blocks + block.
  */
-void ForwardTransform(std::span<const std::uint16_t* const> blocks, std::size_t stride,
-                      const ScanTable& scan, std::int16_t* coefficients);
+void ForwardTransform(const std::uint16_t* samples, std::size_t stride, std::uint32_t blocks,
+                      unsigned component, const PositionTable& positions,
+                      std::int16_t* coefficients);
 
 }  // namespace prores
 
