@@ -1,31 +1,66 @@
 // SPDX-License-Identifier: BSD-2-Clause
-// Decodes arbitrary bytes as one frame. The first byte chooses how: bit 0 the pixel format, bit 1
-// one field only, bit 2 two threads, bit 3 a destination that does not match the frame.
+// Decodes arbitrary bytes as one frame at every CPU level, and holds the decoder to equal results
+// and pictures. The first byte chooses how: bit 0 the pixel format, bit 1 one field only, bit 2 two
+// threads, bit 3 a destination that does not match the frame.
 #include <ProRes/ProRes.h>
 
+#include <array>
 #include <cstdint>
 #include <cstdlib>
 #include <vector>
 
 #include "FuzzInput.h"
+#include "cpu/CpuLevel.h"
 
 namespace {
+
+using Bytes = std::vector<std::uint8_t>;
 
 /// Larger pictures only make the fuzzer slow; sizes without pixels are the unit tests' business.
 constexpr std::uint32_t kMaxPixels = 1 << 18;
 
-std::uint32_t BigEndian16(const std::vector<std::uint8_t>& bytes, std::size_t at) {
+std::uint32_t BigEndian16(const Bytes& bytes, std::size_t at) {
   return at + 1 < bytes.size() ? std::uint32_t{bytes[at]} << 8 | bytes[at + 1] : 0;
+}
+
+/// One decoder for each level of this machine.
+std::vector<WPRDecoderHandle> OpenDecoders(std::int32_t threads) {
+  std::vector<WPRDecoderHandle> decoders;
+  for (const prores::CpuLevel level : prores::kCpuLevels) {
+    if (level > prores::DetectCpuLevel()) break;
+    setenv(prores::kCpuLevelVariable, NameOf(level), 1);
+    decoders.push_back(WPROpenDecoder(threads, nullptr));
+  }
+  unsetenv(prores::kCpuLevelVariable);
+  return decoders;
+}
+
+/// Result of WPRDecodeFrame() and the picture that it left.
+struct Outcome {
+  std::int32_t result;
+  Bytes picture;
+  bool operator==(const Outcome&) const = default;
+};
+
+/// @param destination what to decode into, without memory.
+Outcome Decode(WPRDecoderHandle decoder, const Bytes& frame, PixelBufferRecord destination,
+               std::uint8_t fieldFlag) {
+  Outcome outcome{0, Bytes(std::size_t{destination.rowBytes} * destination.height)};
+  destination.baseAddress = outcome.picture.data();
+  outcome.result = WPRDecodeFrame(decoder, frame.data(), static_cast<std::uint32_t>(frame.size()),
+                                  &destination, fieldFlag);
+  return outcome;
 }
 
 }  // namespace
 
 extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size) {
-  static WPRDecoderHandle const decoders[2] = {WPROpenDecoder(1, nullptr),
-                                               WPROpenDecoder(2, nullptr)};
+  // Never destroyed: the handles stay reachable for the leak check at the end.
+  static const auto& decoders =
+      *new std::array<std::vector<WPRDecoderHandle>, 2>{OpenDecoders(1), OpenDecoders(2)};
   FuzzInput input(data, size);
   const std::uint8_t choice = input.Byte();
-  const std::vector<std::uint8_t> frame = input.Rest();
+  const Bytes frame = input.Rest();
 
   const bool v210 = choice & 1;
   const std::uint8_t fieldFlag = choice >> 1 & 1;
@@ -37,11 +72,13 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size
   if (std::uint64_t{width} * height > kMaxPixels) return 0;
 
   const std::uint32_t rowBytes = v210 ? (width + 5) / 6 * 16 : (width + 1) / 2 * 4;
-  std::vector<std::uint8_t> picture(std::size_t{rowBytes} * height);
-  PixelBufferRecord destination{
-      picture.data(), rowBytes,
+  const PixelBufferRecord destination{
+      nullptr, rowBytes,
       static_cast<std::uint32_t>(v210 ? kWPRPixelFormatV210 : kWPRPixelFormat2vuy), width, height};
-  WPRDecodeFrame(decoders[choice >> 2 & 1], frame.data(), static_cast<std::uint32_t>(frame.size()),
-                 &destination, fieldFlag);
+  const std::vector<WPRDecoderHandle>& levels = decoders[choice >> 2 & 1];
+  const Outcome plain = Decode(levels.front(), frame, destination, fieldFlag);
+  for (std::size_t i = 1; i < levels.size(); ++i) {
+    if (Decode(levels[i], frame, destination, fieldFlag) != plain) abort();
+  }
   return 0;
 }
