@@ -9,6 +9,7 @@
 #include "bitstream/PictureHeader.h"
 #include "bitstream/SliceHeader.h"
 #include "bitstream/SliceTable.h"
+#include "cpu/AlignedVector.h"
 #include "pixel/PixelFormat.h"
 #include "pixel/UnpackRows.h"
 #include "rate/FrameTarget.h"
@@ -150,14 +151,16 @@ class Encoder::Strip {
     return planes_[component] + line * Stride(component);
   }
 
-  /// Unpacks `lines` (1..16) rows that are `pitch` bytes apart.
-  void Unpack(const std::uint8_t* row, std::size_t pitch, std::size_t lines, std::size_t width,
-              UnpackRow unpackRow) const {
+  /// Unpacks `lines` (1..16) rows of `source` that are `pitch` bytes apart.
+  void Unpack(const std::uint8_t* row, std::size_t pitch, std::size_t lines,
+              const PixelBufferRecord& source, UnpackRow unpackRow) const {
+    const std::size_t rowBytes = PackedRowBytes(source.pixelFormat, source.width);
     for (std::size_t line = 0; line < lines; ++line) {
-      unpackRow(row + line * pitch, width, {Line(0, line), Line(1, line), Line(2, line)});
+      if (line + kRowsAhead < lines) Prefetch(row + (line + kRowsAhead) * pitch, rowBytes);
+      unpackRow(row + line * pitch, source.width, {Line(0, line), Line(1, line), Line(2, line)});
     }
     for (unsigned component = 0; component < kComponents; ++component) {
-      const std::size_t columns = ColumnCount(width, component);
+      const std::size_t columns = ColumnCount(source.width, component);
       const std::size_t covered = ColumnCount(macroblocks_ * kMacroblockSize, component);
       for (std::size_t line = 0; line < lines; ++line) {
         std::uint16_t* const samples = Line(component, line);
@@ -170,6 +173,13 @@ class Encoder::Strip {
   }
 
  private:
+  /// How early rows are fetched; they mostly come from memory.
+  static constexpr std::size_t kRowsAhead = 2;
+
+  static void Prefetch(const std::uint8_t* row, std::size_t bytes) {
+    for (std::size_t i = 0; i < bytes; i += kVectorAlignment) __builtin_prefetch(row + i);
+  }
+
   static std::size_t Stride(unsigned component, std::size_t macroblocks) {
     const std::size_t columns = macroblocks * kMacroblockSize + kSpareColumns;
     return component == 0 ? columns : columns / 2;
@@ -265,7 +275,7 @@ void Encoder::TransformStrip(const Frame& frame, const PixelBufferRecord& source
 
   const Strip samples(worker.samples, frame.layout.Macroblocks());
   samples.Unpack(static_cast<const std::uint8_t*>(source.baseAddress) + firstRow * source.rowBytes,
-                 std::size_t{geometry.lineStep} * source.rowBytes, lines, source.width,
+                 std::size_t{geometry.lineStep} * source.rowBytes, lines, source,
                  kernels_.UnpackerFor(source.pixelFormat));
 
   const std::uint32_t slices = frame.layout.SlicesPerRow();

@@ -33,7 +33,7 @@ struct InversePlan {
   /// out.
   std::array<float, kBlockSamples> factors;
   /// Scan position of each coefficient, in raster order.
-  std::array<std::uint8_t, kBlockSamples> positions;
+  PositionTable positions;
   /// Extent of the coefficients in front of each scan position.
   std::array<Extent, kBlockSamples + 1> extents;
 };
