@@ -258,7 +258,8 @@ void Decoder::PackStrip(const Strip& strip, Scratch& scratch) const {
     if (header_.chromaFormat == ChromaFormat::k444) {
       for (unsigned c = 1; c < kComponents; ++c) {
         std::uint16_t* const half = scratch.halfChroma[c - 1].data();
-        HalveChroma(areas[c].samples + y * areas[c].stride, header_.width, plans_[0].depth, half);
+        kernels_.halveChroma(areas[c].samples + y * areas[c].stride, header_.width, plans_[0].depth,
+                             half);
         line[c] = half;
       }
     }

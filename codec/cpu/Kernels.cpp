@@ -6,6 +6,7 @@
 
 #include "entropy/CoefficientDecoderSimd.h"
 #include "entropy/ComponentEncoderSimd.h"
+#include "pixel/ChromaFilterSimd.h"
 #include "pixel/PackRowsSimd.h"
 #include "pixel/UnpackRowsSimd.h"
 #include "transform/ForwardTransformSimd.h"
@@ -18,6 +19,7 @@ constexpr Kernels kPlainKernels{
     .level = CpuLevel::kScalar,
     .decodeComponents = DecodeComponents,
     .inverseTransform = InverseTransform,
+    .halveChroma = HalveChroma,
     .pack2vuy = PackRow2vuy,
     .packV210 = PackRowV210,
     .unpack2vuy = UnpackRow2vuy,
@@ -35,6 +37,7 @@ Kernels MakeKernels(CpuLevel level) {
   InstallComponentEncoderKernels(level, kernels);
   InstallForwardTransformKernels(level, kernels);
   InstallInverseTransformKernels(level, kernels);
+  InstallChromaFilterKernels(level, kernels);
   InstallPackRowsKernels(level, kernels);
   InstallUnpackRowsKernels(level, kernels);
   return kernels;

@@ -8,6 +8,7 @@
 #include "cpu/CpuLevel.h"
 #include "entropy/CoefficientDecoder.h"
 #include "entropy/ComponentEncoder.h"
+#include "pixel/ChromaFilter.h"
 #include "pixel/PackRows.h"
 #include "pixel/UnpackRows.h"
 #include "transform/ForwardTransform.h"
@@ -23,6 +24,7 @@ struct Kernels {
   // Decoding.
   decltype(&DecodeComponents) decodeComponents;
   decltype(&InverseTransform) inverseTransform;
+  decltype(&HalveChroma) halveChroma;
   PackRow pack2vuy;
   PackRow packV210;
 

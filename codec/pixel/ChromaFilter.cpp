@@ -7,10 +7,8 @@ namespace prores {
 
 void HalveChroma(std::uint16_t* line, std::uint32_t width, const SampleDepth& depth,
                  std::uint16_t* half) {
-  std::fill_n(line - kChromaMargin, kChromaMargin, line[0]);
-  std::fill_n(line + width, kChromaMargin, line[width - 1]);
-
-  const int shift = 5 + k10Bits.bits - depth.bits;
+  RepeatEdges(line, width);
+  const int shift = ChromaShift(depth);
   const int rounding = 1 << (shift - 1);
   const int lowest = static_cast<int>(depth.lowest);
   const int highest = static_cast<int>(depth.highest);

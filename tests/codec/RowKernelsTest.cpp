@@ -16,7 +16,7 @@ namespace {
 using test::Guard;
 using test::GuardedMemory;
 
-/// Packing and unpacking of rows against the plain forms, between pages that cannot be touched.
+/// Kernels that work on rows against their plain forms, between pages that cannot be touched.
 class RowKernels : public testing::TestWithParam<CpuLevel> {
  protected:
   void SetUp() override {
@@ -86,6 +86,23 @@ TEST_P(RowKernels, UnpackAsThePlainFormsDo) {
       return samples;
     };
     ASSERT_EQ(unpack(kernels_), unpack(plain_)) << width;
+  });
+}
+
+TEST_P(RowKernels, HalveChromaAsThePlainFormDoes) {
+  ForEachRow([&](std::uint32_t format, Guard guard, std::uint32_t width) {
+    const GuardedMemory<std::uint16_t> line(width + 2 * kChromaMargin, guard);
+    // Extreme samples in every other line.
+    const bool extreme = width % 2 != 0;
+    std::ranges::generate(line.Values(), [&] {
+      return extreme ? static_cast<std::uint16_t>(1023 * Random(1)) : Random(10);
+    });
+    std::uint16_t* const first = line.Values().data() + kChromaMargin;
+    const GuardedMemory<std::uint16_t> half((width + 1) / 2, guard);
+    kernels_.halveChroma(first, width, PackedDepth(format), half.Values().data());
+    std::vector<std::uint16_t> expected(half.Values().size());
+    plain_.halveChroma(first, width, PackedDepth(format), expected.data());
+    ASSERT_TRUE(std::ranges::equal(half.Values(), expected)) << width;
   });
 }
 

@@ -1,0 +1,75 @@
+// SPDX-License-Identifier: BSD-2-Clause
+#include "pixel/ChromaFilterSimd.h"
+
+#include <algorithm>
+#include <cstddef>
+#include <cstdint>
+
+#include "pixel/ChromaFilter.h"
+
+// clang-format off
+#undef HWY_TARGET_INCLUDE
+#define HWY_TARGET_INCLUDE "pixel/ChromaFilterSimd.cpp"
+#include "cpu/Targets.h"
+#include <hwy/foreach_target.h>
+#include <hwy/highway.h>
+// clang-format on
+
+#if HWY_TARGET != HWY_STATIC_TARGET
+HWY_BEFORE_NAMESPACE();
+namespace prores::HWY_NAMESPACE {
+namespace {
+
+namespace hn = hwy::HWY_NAMESPACE;
+
+using Sums = hn::ScalableTag<std::int32_t>;
+using Samples = hn::Repartition<std::int16_t, Sums>;
+
+/// Adds `kEven` times the first, third, ... sample at `from` and `kOdd` times the others to the
+/// sums.
+template <int kEven, int kOdd>
+HWY_INLINE hn::Vec<Sums> AddTaps(hn::Vec<Sums> sums, const std::uint16_t* from) {
+  const auto taps = hn::BitCast(Samples(), hn::Set(Sums(), kOdd * 0x10000 + (kEven & 0xFFFF)));
+  const auto samples = hn::LoadU(Samples(), reinterpret_cast<const std::int16_t*>(from));
+  auto unused = hn::Zero(Sums());  // on this processor neighbours add up in the first result
+  return hn::ReorderWidenMulAccumulate(Sums(), samples, taps, sums, unused);
+}
+
+void Halve(std::uint16_t* line, std::uint32_t width, const SampleDepth& depth,
+           std::uint16_t* half) {
+  constexpr hn::Rebind<std::uint16_t, Sums> kHalf;
+  constexpr std::size_t kStep = hn::MaxLanes(Sums());
+  const std::size_t count = (width + 1) / 2;
+  if (count < kStep) return HalveChroma(line, width, depth, half);
+
+  RepeatEdges(line, width);
+  const int shift = ChromaShift(depth);
+  const auto rounding = hn::Set(Sums(), 1 << (shift - 1));
+  const auto lowest = hn::Set(Sums(), static_cast<int>(depth.lowest));
+  const auto highest = hn::Set(Sums(), static_cast<int>(depth.highest));
+  for (std::size_t i = 0; i < count; i += kStep) {
+    i = std::min(i, count - kStep);  // the last step does some samples again
+    const std::uint16_t* const centre = line + 2 * i;
+    auto sums = AddTaps<-1, 0>(rounding, centre - 3);
+    sums = AddTaps<9, 16>(sums, centre - 1);
+    sums = AddTaps<0, 9>(sums, centre);
+    sums = AddTaps<0, -1>(sums, centre + 2);
+    const auto samples = hn::Min(hn::Max(hn::ShiftRightSame(sums, shift), lowest), highest);
+    hn::StoreU(hn::DemoteTo(kHalf, samples), kHalf, half + i);
+  }
+}
+
+}  // namespace
+}  // namespace prores::HWY_NAMESPACE
+HWY_AFTER_NAMESPACE();
+#endif
+
+#if HWY_ONCE
+namespace prores {
+
+void InstallChromaFilterKernels(CpuLevel level, Kernels& kernels) {
+  kernels.halveChroma = ForLevel(level, N_SSE4::Halve, N_AVX2::Halve, N_AVX3_DL::Halve);
+}
+
+}  // namespace prores
+#endif
