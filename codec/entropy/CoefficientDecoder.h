@@ -36,8 +36,9 @@ struct CodedComponent {
   std::uint32_t positions = 0;  ///< the answer of DecodeCoefficients()
 };
 
-/// Values behind the coefficients of a component that a decoder may overwrite where the data is
-/// damaged. The number keeps coefficients aligned for vectors.
+/// Values behind the coefficients of a component that a decoder may overwrite: it writes several at
+/// a time, and may find out late that the data is damaged. The number keeps the coefficients
+/// aligned for vectors; that it is enough is a matter of the DecodingTable().
 inline constexpr std::uint32_t kCoefficientSlack = 224;
 
 /// Decodes components that stand in different memory and do not depend on each other.

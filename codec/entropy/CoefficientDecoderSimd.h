@@ -6,7 +6,8 @@
 
 namespace prores {
 
-/// Installs the form of DecodeComponents() for `level` that decodes four components alternately.
+/// Installs the form of DecodeComponents() for `level`, which decodes several components
+/// alternately.
 void InstallCoefficientDecoderKernels(CpuLevel level, Kernels& kernels);
 
 }  // namespace prores

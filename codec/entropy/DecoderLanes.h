@@ -66,7 +66,6 @@ class Lane {
   std::uint64_t Load(int skip) const { return (ReadU64(bytes_) | 1) << skip; }
   std::uint64_t ComingBits() const { return ReadU64(bytes_) << skip_; }
   bool InDcs() const { return limit_ < component_->coefficients + component_->blocks; }
-  bool InTail() const { return lastLoad_ == tail_.data() + kLastTailLoad; }
 
   Outcome Begin();
   Outcome Advance(bool stuck);

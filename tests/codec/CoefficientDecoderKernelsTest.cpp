@@ -145,11 +145,12 @@ TEST_P(CoefficientDecoderKernels, DecodeEveryRunAfterEveryClassOfRuns) {
   for (const std::size_t before : {0u, 2u, 4u, 5u, 9u, 15u, 40u, 200u}) {
     for (std::size_t run = 0; run < 300; ++run) {
       std::vector<int> coefficients(32 * kBlockSamples);
-      std::size_t position = 32 + before;
-      coefficients[position] = 1 + static_cast<int>(run % 12);
-      coefficients[position += run + 1] = -1;
-      coefficients[position += before + 1] = -2;
-      coefficients[position += run + 1] = 3;
+      const std::size_t first = 32 + before;
+      const std::size_t third = first + run + 1 + before + 1;
+      coefficients[first] = 1 + static_cast<int>(run % 12);
+      coefficients[first + run + 1] = -1;
+      coefficients[third] = -2;
+      coefficients[third + run + 1] = 3;
       ASSERT_NO_FATAL_FAILURE(ExpectSame({Encode(coefficients)})) << before << ' ' << run;
     }
   }
@@ -257,7 +258,8 @@ TEST_P(CoefficientDecoderKernels, AgreeOnArbitraryBytes) {
       coded.data.resize(random() % (random() % 8 == 0 ? 600 : 60));
       // The more bits are zero, the longer the codewords.
       const auto mask = random() % 2 == 0 ? 0xff : random();
-      for (auto& byte : coded.data) byte = static_cast<std::uint8_t>(random() & random() & mask);
+      for (auto& byte : coded.data)
+        byte = static_cast<std::uint8_t>(random() & random() >> 8 & mask);
     }
     ASSERT_NO_FATAL_FAILURE(ExpectSame(queue)) << i;
   }
