@@ -17,7 +17,8 @@
 #include <hwy/highway.h>
 // clang-format on
 
-#if HWY_TARGET != HWY_STATIC_TARGET
+// AVX-512 has nothing for it.
+#if HWY_TARGET != HWY_STATIC_TARGET && HWY_TARGET != HWY_AVX3_DL
 HWY_BEFORE_NAMESPACE();
 namespace prores::HWY_NAMESPACE {
 namespace {
@@ -116,7 +117,7 @@ HWY_AFTER_NAMESPACE();
 namespace prores {
 
 void InstallCoefficientDecoderKernels(CpuLevel level, Kernels& kernels) {
-  kernels.decodeComponents = ForLevel(level, N_SSE4::kDecode, N_AVX2::kDecode, N_AVX3_DL::kDecode);
+  kernels.decodeComponents = ForLevel(level, N_SSE4::kDecode, N_AVX2::kDecode, N_AVX2::kDecode);
 }
 
 }  // namespace prores
