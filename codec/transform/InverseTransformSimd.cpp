@@ -1,6 +1,7 @@
 // SPDX-License-Identifier: BSD-2-Clause
 #include "transform/InverseTransformSimd.h"
 
+#include <algorithm>
 #include <array>
 
 #include "bitstream/BlockOrder.h"
@@ -147,16 +148,16 @@ class Component {
     if (positions == 1) return FillBlocks();
     // All columns come before all rows, so that none waits for the one in front of it.
     const InversePlan::Extent extent = plan_.extents[positions];
-    const bool narrow = extent.columns <= kHalf;
+    const std::size_t end = extent.columns <= kHalf ? kHalf : kBlockSize;
     for (std::size_t first = 0; first < blocks_; first += kLanes) {
       std::size_t column = 0;
       for (; column < extent.deepColumns; ++column) TransformColumn<kBlockSize>(first, column);
       for (; column < extent.columns; ++column) TransformColumn<kHalf>(first, column);
-      for (; column < (narrow ? kHalf : kBlockSize); ++column) ClearColumn(first, column);
+      if (column < end) ClearColumns(first, column, end);
     }
     for (std::size_t first = 0; first < blocks_; first += kLanes) {
       for (std::size_t row = 0; row < kBlockSize; ++row) {
-        narrow ? TransformRow<kHalf>(first, row) : TransformRow<kBlockSize>(first, row);
+        end == kHalf ? TransformRow<kHalf>(first, row) : TransformRow<kBlockSize>(first, row);
       }
     }
   }
@@ -205,9 +206,9 @@ class Component {
     }
   }
 
-  HWY_INLINE void ClearColumn(std::size_t first, std::size_t column) {
+  HWY_INLINE void ClearColumns(std::size_t first, std::size_t column, std::size_t end) {
     for (std::size_t row = 0; row < kBlockSize; ++row) {
-      hn::Store(hn::Zero(kFloat), kFloat, At(first, row, column));
+      std::fill(At(first, row, column), At(first, row, end), 0.0F);
     }
   }
 

@@ -31,7 +31,10 @@ struct Samples {
 /// Four times the orthonormal transform of the samples less 512, in double precision, raster order.
 std::array<double, 64> ExactTransform(const std::uint16_t* block) {
   std::array<double, 64> samples{};
-  for (std::size_t i = 0; i < 64; ++i) samples[i] = 4 * (block[i / 8 * kStride + i % 8] - 512.0);
+  for (std::size_t i = 0; i < 64; ++i) {
+    const std::size_t line = i / 8;
+    samples[i] = 4 * (block[line * kStride + i % 8] - 512.0);
+  }
   return reference::ForwardDct(samples);
 }
 
