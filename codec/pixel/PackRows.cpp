@@ -4,11 +4,10 @@
 #include <algorithm>
 #include <array>
 
+#include "pixel/PixelFormat.h"
+
 namespace prores {
 namespace {
-
-constexpr std::uint32_t kV210GroupPixels = 6;
-constexpr std::uint32_t kV210GroupBytes = 16;
 
 void WriteWord(std::uint8_t* bytes, std::uint32_t low, std::uint32_t middle, std::uint32_t high) {
   const std::uint32_t word = low | middle << 10 | high << 20;

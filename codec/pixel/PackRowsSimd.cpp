@@ -6,6 +6,7 @@
 #include <cstdint>
 
 #include "pixel/PackRows.h"
+#include "pixel/PixelFormat.h"
 
 // clang-format off
 #undef HWY_TARGET_INCLUDE
@@ -23,9 +24,6 @@ namespace {
 
 // The four words of a group of six pixels in 'v210' hold, from the low bits up,
 // Cb0 Y0 Cr0, Y1 Cb1 Y2, Cr1 Y3 Cb2, Y4 Cr2 Y5.
-constexpr std::uint32_t kGroupPixels = 6;
-constexpr std::size_t kGroupBytes = 16;
-
 /// Joins the first two samples of each word, in its halves, by a pairwise multiply-add.
 constexpr int kPairWeights = 1 << 10 << 16 | 1;
 /// From the upper half of a word to the place of its third sample.
@@ -126,7 +124,7 @@ HWY_INLINE void PackGroups(const PlanarLine& line, std::uint8_t* words) {
 using Bytes = hn::ScalableTag<std::uint8_t>;
 using Words = hn::ScalableTag<std::uint32_t>;
 constexpr std::uint32_t kGroups = HWY_TARGET == HWY_AVX2 ? 2 : 1;
-constexpr std::uint32_t kPixelsRead = kGroupPixels * (kGroups - 1) + 8;
+constexpr std::uint32_t kPixelsRead = kV210GroupPixels * (kGroups - 1) + 8;
 
 HWY_INLINE hn::Vec128<std::uint8_t> LoadLuma(const PlanarLine& line) {
   return hn::LoadU(hn::Full128<std::uint8_t>(), reinterpret_cast<const std::uint8_t*>(line.luma));
@@ -171,11 +169,11 @@ HWY_INLINE void PackGroups(const PlanarLine& line, std::uint8_t* words) {
 #endif
 
 void PackV210(const PlanarLine& line, std::uint32_t width, std::uint8_t* row) {
-  constexpr std::uint32_t kStep = kGroups * kGroupPixels;
+  constexpr std::uint32_t kStep = kGroups * kV210GroupPixels;
   std::uint32_t x = 0;
   for (; x + kPixelsRead <= width; x += kStep) {
     PackGroups({line.luma + x, line.cb + x / 2, line.cr + x / 2}, row);
-    row += kGroups * kGroupBytes;
+    row += kGroups * kV210GroupBytes;
   }
   PackRowV210(Behind(line, x), width - x, row);
 }

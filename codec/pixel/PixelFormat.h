@@ -15,11 +15,17 @@ constexpr bool IsPixelFormat(std::uint32_t format) {
   return format == kWPRPixelFormat2vuy || format == kWPRPixelFormatV210;
 }
 
+/// Pixels that 'v210' packs into four words, and the bytes of these.
+inline constexpr std::uint32_t kV210GroupPixels = 6;
+inline constexpr std::uint32_t kV210GroupBytes = 16;
+
 /// Bytes of a packed row that belong to pixels: whole pairs of pixels (4 bytes) in '2vuy', whole
 /// groups of six pixels (16 bytes) in 'v210'. Bytes behind them are padding and never touched.
 /// @param format a WPRPixelFormat.
 constexpr std::uint32_t PackedRowBytes(std::uint32_t format, std::uint32_t width) {
-  return format == kWPRPixelFormat2vuy ? (width + 1) / 2 * 4 : (width + 5) / 6 * 16;
+  return format == kWPRPixelFormat2vuy
+             ? (width + 1) / 2 * 4
+             : (width + kV210GroupPixels - 1) / kV210GroupPixels * kV210GroupBytes;
 }
 
 /// True when `picture` has memory, a known format, a size within 1 to 65535 and rows that hold its

@@ -5,6 +5,8 @@
 #include <cstddef>
 #include <cstdint>
 
+#include "pixel/PixelFormat.h"
+
 /**
  * @file
  * Packed 4:2:2 rows to planar 10-bit samples.
@@ -21,7 +23,7 @@ struct PlanarRow {
 
 /// Pixels that an unpacker handles at a time at most. It writes whole groups: up to
 /// `kUnpackGroupPixels - 1` luma and half as many chroma samples behind the row's last one.
-inline constexpr std::size_t kUnpackGroupPixels = 6;
+inline constexpr std::size_t kUnpackGroupPixels = kV210GroupPixels;
 
 /// Unpacks the `width` pixels of one row. Reads PackedRowBytes() bytes of `row` and no more.
 using UnpackRow = void (*)(const std::uint8_t* row, std::size_t width, const PlanarRow& out);

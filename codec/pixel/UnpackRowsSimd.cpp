@@ -5,6 +5,7 @@
 #include <cstddef>
 #include <cstdint>
 
+#include "pixel/PixelFormat.h"
 #include "pixel/UnpackRows.h"
 
 // clang-format off
@@ -21,15 +22,12 @@
 namespace prores {
 namespace {
 
-constexpr std::size_t kGroupPixels = 6;
-constexpr std::size_t kGroupBytes = 16;
-
 /// A 10-bit sample of 'v210': the two bytes that hold it start at `byte`, it at bit `shift` of
 /// them.
 struct Place {
   /// @param number of the sample within its group, in the order Cb Y Cr Y ...
   static constexpr Place Of(std::size_t group, std::size_t number) {
-    return {kGroupBytes * group + number / 3 * 4 + number % 3, 2 * (number % 3)};
+    return {kV210GroupBytes * group + number / 3 * 4 + number % 3, 2 * (number % 3)};
   }
   std::size_t byte;
   std::size_t shift;
@@ -148,7 +146,7 @@ HWY_INLINE void UnpackGroups(const std::uint8_t* words, const PlanarRow& out) {
 #else
 
 constexpr std::size_t kGroups = HWY_TARGET == HWY_AVX2 ? 2 : 1;
-constexpr std::size_t kPixelsWritten = kGroupPixels * (kGroups - 1) + 8;
+constexpr std::size_t kPixelsWritten = kV210GroupPixels * (kGroups - 1) + 8;
 
 HWY_INLINE hn::Vec<Samples> Gathered(hn::Vec<Bytes> groups, const Gather<8>& gather) {
   constexpr Samples kSample;
@@ -172,7 +170,7 @@ HWY_INLINE void UnpackGroups(const std::uint8_t* words, const PlanarRow& out) {
 #if HWY_TARGET == HWY_AVX2
   StoreGroup(_mm256_castsi256_si128(luma), _mm256_castsi256_si128(chroma), out);
   StoreGroup(_mm256_extracti128_si256(luma, 1), _mm256_extracti128_si256(chroma, 1),
-             Behind(out, kGroupPixels));
+             Behind(out, kV210GroupPixels));
 #else
   StoreGroup(luma, chroma, out);
 #endif
@@ -181,12 +179,12 @@ HWY_INLINE void UnpackGroups(const std::uint8_t* words, const PlanarRow& out) {
 #endif
 
 void UnpackV210(const std::uint8_t* row, std::size_t width, const PlanarRow& out) {
-  constexpr std::size_t kStep = kGroups * kGroupPixels;
+  constexpr std::size_t kStep = kGroups * kV210GroupPixels;
   // What a step writes behind its groups is written again.
   std::size_t x = 0;
   for (; x + kPixelsWritten <= width; x += kStep) {
     UnpackGroups(row, Behind(out, x));
-    row += kGroups * kGroupBytes;
+    row += kGroups * kV210GroupBytes;
   }
   UnpackRowV210(row, width - x, Behind(out, x));
 }
