@@ -117,6 +117,22 @@ def draw_threads(axes, results):
     axes.set_title("HQ 1080p in memory: growth with threads")
 
 
+def print_costs(results):
+    """What a coded bit, a pair of run and level, and a block cost, in core cycles."""
+    print("| stream | level | ms/frame | cycles/bit | cycles/pair | inverse transform, cycles/block |")
+    print("|---|---|---|---|---|---|")
+    for variant, stream in results["stages"].items():
+        blocks = stream["width"] * stream["height"] * 2 / 64
+        for level, times in stream["levels"].items():
+            decode = times["decode"]
+            cycles = {stage: ms / 1e3 * stream["cycles_per_second"] for stage, ms in decode.items()}
+            entropy = cycles["entropy decoding"]
+            print(f"| {variant} | {level} | {decode['total']:.2f} | "
+                  f"{entropy / stream['bytes_per_frame'] / 8:.2f} | "
+                  f"{entropy / stream['pairs_per_frame']:.1f} | "
+                  f"{cycles['inverse transform'] / blocks:.1f} |")  # fmt: skip
+
+
 def draw(results, path):
     figure, axes = pyplot.subplots(3, 2, figsize=(10, 11))
     draw_stages(axes[0][0], results, "decode")
@@ -138,7 +154,9 @@ def main():
     build, clips, kept, picture = (pathlib.Path(name) for name in sys.argv[1:5])
     if "--draw-only" not in sys.argv:
         kept.write_text(json.dumps(measure(build, clips), indent=2) + "\n")
-    draw(json.loads(kept.read_text()), picture)
+    results = json.loads(kept.read_text())
+    print_costs(results)
+    draw(results, picture)
 
 
 if __name__ == "__main__":
