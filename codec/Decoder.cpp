@@ -152,6 +152,7 @@ void Decoder::DecodeStrip(Strip& strip, Scratch& scratch) const {
   DecodeSlices(strip, scratch);
   PrefetchFollowing(strip);
   Reconstruct(strip, scratch);
+  ClearCoefficients(scratch);
   if (strip.damagedSlices != 0) ConcealSlices(strip, scratch);
   PackStrip(strip, scratch);
 }
@@ -165,8 +166,6 @@ void Decoder::DecodeSlices(Strip& strip, Scratch& scratch) const {
     slices[i].intact = FindComponents(TakeSlice(row), slices[i], scratch);
   }
 
-  std::fill_n(scratch.coefficients.begin(), CoefficientsPerStrip(strip.layout.SlicesPerRow()),
-              std::int16_t{0});
   kernels_.decodeComponents(scratch.components);
   for (DecodedSlice& slice : slices) {
     if (slice.intact) {
@@ -246,6 +245,16 @@ void Decoder::ConcealSlices(const Strip& strip, Scratch& scratch) const {
       if (!slice.intact) FillArea(area, columns, source, midGrey);
       if (slice.intact) source = area.samples + columns - 1;
     }
+  }
+}
+
+/// Makes the coefficients zero again for the next strip.
+void Decoder::ClearCoefficients(const Scratch& scratch) {
+  for (const CodedComponent& component : scratch.components) {
+    const std::uint32_t count = component.intact
+                                    ? component.blocks * component.positions
+                                    : component.blocks * kBlockSamples + kCoefficientSlack;
+    std::fill_n(component.coefficients, count, std::int16_t{0});
   }
 }
 

@@ -76,7 +76,8 @@ class Decoder {
   struct Scratch {
     std::vector<DecodedSlice> slices;
     std::vector<CodedComponent> components;
-    AlignedVector<std::int16_t> coefficients;  // of each component, and its slack
+    AlignedVector<std::int16_t>
+        coefficients;  // of each component, and its slack; zero between strips
     std::array<AlignedVector<std::uint16_t>, kComponents> planes;  // 16 lines each
     // A line of Cb and Cr brought to 4:2:2.
     std::array<AlignedVector<std::uint16_t>, 2> halfChroma;
@@ -95,6 +96,7 @@ class Decoder {
                       Scratch& scratch) const;
   void Reconstruct(const Strip& strip, Scratch& scratch) const;
   void ConcealSlices(const Strip& strip, Scratch& scratch) const;
+  static void ClearCoefficients(const Scratch& scratch);
   void PackStrip(const Strip& strip, Scratch& scratch) const;
   void ConcealLostStrips();
   const Strip* FindIntactStrip(std::size_t lost) const;
