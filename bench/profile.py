@@ -23,12 +23,12 @@ from matplotlib import pyplot  # noqa: E402  (after the choice of what draws)
 
 SIZES = [(720, 576), (1280, 720), (1920, 1080), (3840, 2160), (7680, 4320)]
 THREADS = [1, 2]
+COLOURS = ["#3b6ea5", "#d98532", "#5a9e6f", "#a45a8c", "#9a9a9a"]
 STAGES = {
     "decode": ["entropy decoding", "inverse transform", "packing", "rest"],
     "encode": ["unpacking", "forward transform", "quantise and count", "quantise and write",
                "rest"],
 }  # fmt: skip
-COLOURS = ["#3b6ea5", "#d98532", "#5a9e6f", "#a45a8c", "#9a9a9a"]
 
 
 def ask(*command):
@@ -65,11 +65,13 @@ def draw_stages(axes, results, direction):
     bars.reverse()
     left = [0.0] * len(bars)
     for stage, colour in zip(STAGES[direction], COLOURS):
+        if stage == "rest":
+            colour = COLOURS[-1]
         times = [times.get(stage, 0) for _, times in bars]
         axes.barh([name for name, _ in bars], times, left=left, color=colour, label=stage)
         left = [a + b for a, b in zip(left, times)]
     axes.set_xlabel("ms per frame, one thread")
-    axes.legend(fontsize=7, loc="upper right")
+    axes.legend(fontsize=7, loc="upper center", bbox_to_anchor=(0.5, -0.14), ncol=3)
     what = "Decoding natural 1080p to V210" if direction == "decode" else "Encoding it as HQ"
     axes.set_title(f"{what}: where the time goes")
 
