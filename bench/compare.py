@@ -176,7 +176,7 @@ WORKS = [
     Encode("natural_1080p", "proxy", "prores_aw", 6.8),
     Encode("natural_1080p", "hq", "prores_ks", 51, step=5, fourcc="V210"),
     Encode("natural_1080p", "hq", "prores_ks", 51, step=5, fourcc="UYVY"),
-    Encode("natural_2160p", "hq", "prores_ks", 51, step=6),
+    Encode("natural_2160p", "hq", "prores_ks", 51, step=2),
     Encode("natural_2160p", "hq", "prores_aw", 6.8),
     Encode("natural_1080i", "hq", "prores_ks", 51, step=5, interlaced=True),
 ]
