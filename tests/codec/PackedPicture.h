@@ -58,6 +58,9 @@ class PackedPicture {
     return true;
   }
 
+  /// Makes the picture as untouched as a new one.
+  void Reset() { std::ranges::fill(bytes_, kUntouched); }
+
   bool IsUntouched() const {
     return std::ranges::all_of(bytes_, [](std::uint8_t byte) { return byte == kUntouched; });
   }
