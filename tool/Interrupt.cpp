@@ -5,28 +5,19 @@
 #include <unistd.h>
 
 #include <atomic>
-#include <cerrno>
 #include <csignal>
 #include <cstdint>
-#include <initializer_list>
+#include <thread>
 
 namespace vixprores {
 namespace {
 
 std::atomic<bool> g_interruptRequested = false;
-static_assert(std::atomic<bool>::is_always_lock_free, "signal handlers must not wait");
 int g_descriptor = -1;
 
-void HandleRequest(int /*signal*/) {
-  const int error = errno;
-  RequestInterrupt();
-  errno = error;
-}
-
-void Handle(int signal, void (*handler)(int), unsigned flags) {
+void SetAction(int signal, void (*handler)(int)) {
   struct sigaction action {};
   action.sa_handler = handler;
-  action.sa_flags = static_cast<int>(flags);
   sigemptyset(&action.sa_mask);
   sigaction(signal, &action, nullptr);
 }
@@ -36,16 +27,37 @@ bool IsIgnored(int signal) {
   return sigaction(signal, nullptr, &action) == 0 && action.sa_handler == SIG_IGN;
 }
 
+sigset_t RequestingSignals() {
+  sigset_t signals;
+  sigemptyset(&signals);
+  sigaddset(&signals, SIGINT);
+  sigaddset(&signals, SIGTERM);
+  // A lost terminal is the same request, unless nohup asked to outlive it.
+  if (!IsIgnored(SIGHUP)) sigaddset(&signals, SIGHUP);
+  return signals;
+}
+
+/// Takes the first signal as a request, and leaves the second to end the program.
+void WaitForSignals(sigset_t signals) {
+  int signal = 0;
+  while (sigwait(&signals, &signal) != 0) continue;
+  RequestInterrupt();
+  for (const int each : {SIGINT, SIGTERM, SIGHUP}) {
+    if (sigismember(&signals, each) == 1) SetAction(each, SIG_DFL);
+  }
+  pthread_sigmask(SIG_UNBLOCK, &signals, nullptr);
+  for (;;) pause();
+}
+
 }  // namespace
 
 void InstallSignalHandlers() {
   // Where there is none the request is seen all the same, once the next bytes have come.
   g_descriptor = eventfd(0, EFD_CLOEXEC | EFD_NONBLOCK);
-  // Without SA_RESTART a call that waits returns, so that the request is seen at once.
-  for (const int signal : {SIGINT, SIGTERM}) Handle(signal, HandleRequest, SA_RESETHAND);
-  // A lost terminal is the same request, unless nohup asked to outlive it.
-  if (!IsIgnored(SIGHUP)) Handle(SIGHUP, HandleRequest, SA_RESETHAND);
-  for (const int signal : {SIGPIPE, SIGXFSZ}) Handle(signal, SIG_IGN, 0);
+  for (const int signal : {SIGPIPE, SIGXFSZ}) SetAction(signal, SIG_IGN);
+  const sigset_t signals = RequestingSignals();
+  pthread_sigmask(SIG_BLOCK, &signals, nullptr);
+  std::thread(WaitForSignals, signals).detach();
 }
 
 void RequestInterrupt() {
