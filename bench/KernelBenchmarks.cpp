@@ -169,6 +169,7 @@ void Unpack(benchmark::State& state, const Kernels& kernels, std::uint32_t forma
 
 void Forward(benchmark::State& state, const Kernels& kernels) {
   const Planes planes;
+  const CoefficientScales scales = ScalesFor(kDefaultQuantMatrix);
   AlignedVector<std::int16_t> coefficients(kMaxSliceBlocks * kBlockSamples);
   for (auto _ : state) {
     for (std::uint32_t slice = 0; slice < kSlices; ++slice) {
@@ -176,7 +177,7 @@ void Forward(benchmark::State& state, const Kernels& kernels) {
         const std::size_t column =
             slice * kMaxSliceWidth * MacroblockColumns(ChromaFormat::k422, c);
         kernels.forwardTransform(planes.samples[c].data() + column, kWidth, BlocksOf(c), c,
-                                 kProgressivePositions, coefficients.data());
+                                 kProgressivePositions, scales, coefficients.data());
       }
     }
     benchmark::ClobberMemory();

@@ -33,10 +33,10 @@ namespace {
 using nlohmann::json;
 using Bytes = std::vector<std::uint8_t>;
 
-enum Stage { kEntropyDecode, kInverse, kPack, kUnpack, kForward, kCount, kWrite, kStages };
+enum Stage { kEntropyDecode, kInverse, kPack, kUnpack, kForward, kSelect, kCount, kWrite, kStages };
 constexpr std::array<const char*, kStages> kStageNames{
-    "entropy decoding",  "inverse transform",  "packing",           "unpacking",
-    "forward transform", "quantise and count", "quantise and write"};
+    "entropy decoding", "inverse transform",  "packing",           "unpacking", "forward transform",
+    "selection",        "quantise and count", "quantise and write"};
 
 // The kernels under test, and what they took. A kernel is a plain function: it has no other place.
 const Kernels* under = nullptr;
@@ -75,6 +75,7 @@ Kernels TimedKernels(CpuLevel level) {
   TIME(kPack, packV210);
   TIME(kUnpack, unpackV210);
   TIME(kForward, forwardTransform);
+  TIME(kSelect, selectCoefficients);
   TIME(kCount, countComponentBytes);
   TIME(kWrite, writeComponent);
 #undef TIME

@@ -13,6 +13,7 @@
 #include "pixel/PixelFormat.h"
 #include "pixel/UnpackRows.h"
 #include "rate/FrameTarget.h"
+#include "rate/QuantiserLadder.h"
 #include "rate/Variant.h"
 #include "transform/ForwardTransform.h"
 
@@ -20,6 +21,15 @@ namespace prores {
 namespace {
 
 constexpr std::array<std::uint8_t, 4> kEncoderIdentifier{'v', 'i', 'x', 'p'};
+
+/// Of a strip that is not transformed yet: coarser than any rung.
+constexpr std::uint8_t kNotTransformed = kCoarsestRung + 1;
+
+/// The finest rung that is likely to be tried, where `rung` is the first for the whole frame.
+constexpr unsigned FinestRungFrom(unsigned rung) {
+  const unsigned margin = 2 + rung / 8;
+  return rung > margin ? rung - margin : 0;
+}
 
 /// Columns of a component of a picture.
 constexpr std::size_t ColumnCount(std::size_t width, unsigned component) {
@@ -38,6 +48,9 @@ constexpr std::size_t CoefficientCount(std::size_t macroblocks) {
                                          kBlockSamples;
   return macroblocks * kPerMacroblock;
 }
+
+/// Values of the largest component of a slice, with room behind them for a vector.
+using ComponentValues = std::array<std::int16_t, kMaxSliceBlocks * kBlockSamples + kSparseSlack>;
 
 Status CheckArguments(const EncodeParamsRecord& params, const PixelBufferRecord& source) {
   const VariantProfile* const profile = FindVariant(params.codecType);
@@ -83,12 +96,15 @@ void FlattenOutside(std::span<std::int16_t> coefficients, std::size_t blocks, un
 /// all pictures of the frame, and so are slices.
 class Encoder::Frame {
  public:
-  Frame(const EncodeParamsRecord& params, const PixelBufferRecord& source,
+  Frame(const EncodeParamsRecord& params, const PixelBufferRecord& input,
         const VariantProfile& profile)
-      : header(MakeHeader(params, source, profile)),
-        layout(source.width, kLog2SliceWidth),
+      : source(input),
+        header(MakeHeader(params, input, profile)),
+        layout(input.width, kLog2SliceWidth),
         pictures(PictureCount(header.interlaceMode)),
-        target(TargetFrameBytes(profile, source.width, source.height)) {
+        lumaScales(ScalesFor(header.lumaMatrix)),
+        chromaScales(ScalesFor(header.chromaMatrix)),
+        target(TargetFrameBytes(profile, input.width, input.height)) {
     for (unsigned picture = 0; picture < pictures; ++picture) {
       strips += Geometry(picture).MacroblockRows();
     }
@@ -103,23 +119,12 @@ class Encoder::Frame {
   std::uint32_t Slices() const { return strips * layout.SlicesPerRow(); }
   SliceSpan Slice(std::uint32_t slice) const { return layout[slice % layout.SlicesPerRow()]; }
 
-  /// Coefficients of the components of a slice, within those of the frame.
-  std::array<std::span<std::int16_t>, kComponents> Coefficients(std::span<std::int16_t> all,
-                                                                std::uint32_t slice) const {
-    const SliceSpan span = Slice(slice);
-    const std::size_t strip = slice / layout.SlicesPerRow();
-    std::size_t first = CoefficientCount(strip * layout.Macroblocks() + span.firstMacroblock);
-    std::array<std::span<std::int16_t>, kComponents> coefficients;
-    for (unsigned component = 0; component < kComponents; ++component) {
-      coefficients[component] = all.subspan(first, BlockCount(span, component) * kBlockSamples);
-      first += coefficients[component].size();
-    }
-    return coefficients;
-  }
-
+  const PixelBufferRecord& source;
   const FrameHeader header;
   const SliceLayout layout;
   const unsigned pictures;
+  const CoefficientScales lumaScales;
+  const CoefficientScales chromaScales;
   const std::uint64_t target;
   std::uint32_t strips = 0;
 };
@@ -189,25 +194,57 @@ class Encoder::Strip {
   std::array<std::uint16_t*, kComponents> planes_{};
 };
 
-/// Measures slices by quantising and counting.
+/// Measures slices by quantising and counting. Strips are transformed when they are first needed.
 class Encoder::Meter : public SliceMeter {
  public:
   Meter(Encoder& encoder, const Frame& frame) : encoder_(encoder), frame_(frame) {}
 
   void Measure(unsigned rung, std::span<const std::uint32_t> slices,
                std::span<SliceSize> sizes) override {
-    const SliceQuantisers& quantisers = encoder_.ladder_[rung];
-    encoder_.ForEachSlice(static_cast<std::uint32_t>(slices.size()), [&](std::uint32_t i) {
-      const auto coefficients = frame_.Coefficients(encoder_.coefficients_, slices[i]);
-      const auto bytes = [&](unsigned component) {
-        return static_cast<std::uint16_t>(encoder_.kernels_.countComponentBytes(
-            quantisers.ForComponent(component), coefficients[component]));
-      };
-      sizes[slices[i]] = {bytes(0), bytes(1), bytes(2)};
+    TransformStripsOf(slices, rung);
+    encoder_.ForEachSlice(static_cast<std::uint32_t>(slices.size()),
+                          [&](std::uint32_t i) { sizes[slices[i]] = SizeOf(slices[i], rung); });
+  }
+
+  /// Measures each strip while its coefficients are in cache.
+  void MeasureAll(unsigned rung, std::span<SliceSize> sizes) override {
+    const std::uint32_t slices = frame_.layout.SlicesPerRow();
+    encoder_.pool_.ParallelFor(frame_.strips, [&](std::uint32_t strip, std::uint32_t worker) {
+      if (encoder_.finestRungs_[strip] > rung) {
+        encoder_.TransformStrip(frame_, strip, FinestRungFrom(rung), encoder_.workers_[worker]);
+      }
+      for (std::uint32_t slice = strip * slices; slice < (strip + 1) * slices; ++slice) {
+        sizes[slice] = SizeOf(slice, rung);
+      }
     });
   }
 
  private:
+  /// Transforms the strips that are needed, for every rung.
+  void TransformStripsOf(std::span<const std::uint32_t> slices, unsigned rung) {
+    std::vector<std::uint32_t>& missing = encoder_.missingStrips_;
+    missing.clear();
+    for (const std::uint32_t slice : slices) {
+      const std::uint32_t strip = slice / frame_.layout.SlicesPerRow();
+      if (encoder_.finestRungs_[strip] <= rung) continue;
+      encoder_.finestRungs_[strip] = 0;
+      missing.push_back(strip);
+    }
+    encoder_.pool_.ParallelFor(
+        static_cast<std::uint32_t>(missing.size()), [&](std::uint32_t i, std::uint32_t worker) {
+          encoder_.TransformStrip(frame_, missing[i], 0, encoder_.workers_[worker]);
+        });
+  }
+
+  SliceSize SizeOf(std::uint32_t slice, unsigned rung) const {
+    const Quantiser quantiser = QuantiserOf(rung);
+    const auto bytes = [&](unsigned component) {
+      return static_cast<std::uint16_t>(encoder_.kernels_.countComponentBytes(
+          quantiser, encoder_.coefficients_.Component(slice, component)));
+    };
+    return {bytes(0), bytes(1), bytes(2)};
+  }
+
   Encoder& encoder_;
   const Frame& frame_;
 };
@@ -219,22 +256,17 @@ Status Encoder::Encode(const EncodeParamsRecord& params, const PixelBufferRecord
   }
   const Frame frame(params, source, *FindVariant(params.codecType));
   Reserve(frame);
-  pool_.ParallelFor(frame.strips, [&](std::uint32_t strip, std::uint32_t worker) {
-    TransformStrip(frame, source, strip, workers_[worker]);
-  });
-
   Meter meter(*this, frame);
   const std::uint64_t overhead = OverheadBytes(frame.header);
-  const std::span<const SliceChoice> choices =
-      rateControl_.Choose(meter, frame.Slices(), frame.target - overhead);
+  const std::span<const SliceChoice> choices = rateControl_.Choose(
+      meter, {frame.strips, frame.layout.SlicesPerRow()}, frame.target - overhead);
   std::uint64_t frameBytes = overhead;
   for (const SliceChoice& choice : choices) frameBytes += choice.size.Payload();
   if (frameBytes > destination.size()) return Status::kDestinationTooSmall;
 
   WriteHeaders(frame, choices, destination.data());
-  ForEachSlice(frame.Slices(), [&](std::uint32_t slice) {
-    WriteSlice(frame, slice, choices[slice], destination.data());
-  });
+  ForEachSlice(frame.Slices(),
+               [&](std::uint32_t slice) { WriteSlice(slice, choices[slice], destination.data()); });
   compressedBytes = static_cast<std::uint32_t>(frameBytes);
   return Status::kSuccess;
 }
@@ -257,14 +289,17 @@ void Encoder::Reserve(const Frame& frame) {
     const std::size_t samples = Strip::Samples(frame.layout.Macroblocks());
     if (worker.samples.size() < samples) worker.samples.resize(samples);
   }
-  const std::size_t macroblocks = std::size_t{frame.strips} * frame.layout.Macroblocks();
-  coefficients_.resize(CoefficientCount(macroblocks));
+  coefficients_.Reset(frame.strips, frame.layout.SlicesPerRow(),
+                      CoefficientCount(frame.layout.Macroblocks()));
+  finestRungs_.assign(frame.strips, kNotTransformed);
+  missingStrips_.reserve(frame.strips);
   offsets_.resize(frame.Slices());
-  ladder_.Prepare(frame.header);
 }
 
-void Encoder::TransformStrip(const Frame& frame, const PixelBufferRecord& source,
-                             std::uint32_t strip, Worker& worker) {
+/// Stores the coefficients of a strip that `finestRung` or a coarser one may keep.
+void Encoder::TransformStrip(const Frame& frame, std::uint32_t strip, unsigned finestRung,
+                             Worker& worker) {
+  const PixelBufferRecord& source = frame.source;
   const std::uint32_t firstFieldStrips = frame.Geometry(0).MacroblockRows();
   const bool secondField = strip >= firstFieldStrips;
   const PictureGeometry geometry = frame.Geometry(secondField ? 1 : 0);
@@ -278,14 +313,21 @@ void Encoder::TransformStrip(const Frame& frame, const PixelBufferRecord& source
                  std::size_t{geometry.lineStep} * source.rowBytes, lines, source,
                  kernels_.UnpackerFor(source.pixelFormat));
 
+  const std::uint16_t threshold = QuantiserOf(finestRung).AcThreshold();
+  alignas(kVectorAlignment) ComponentValues coefficients, values, places;
+  coefficients_.ClearStrip(strip);
   const std::uint32_t slices = frame.layout.SlicesPerRow();
   for (std::uint32_t slice = strip * slices; slice < (strip + 1) * slices; ++slice) {
-    const auto coefficients = frame.Coefficients(coefficients_, slice);
+    const SliceSpan span = frame.Slice(slice);
     for (unsigned component = 0; component < kComponents; ++component) {
-      TransformComponent(frame, samples, frame.Slice(slice), component, lines,
-                         coefficients[component]);
+      const auto all = std::span(coefficients).first(BlockCount(span, component) * kBlockSamples);
+      TransformComponent(frame, samples, span, component, lines, all);
+      const std::size_t count =
+          kernels_.selectCoefficients(all, threshold, values.data(), places.data());
+      coefficients_.Append(slice, component, all, values.data(), places.data(), count);
     }
   }
+  finestRungs_[strip] = static_cast<std::uint8_t>(finestRung);
 }
 
 /// @param lines lines of the strip that lie inside the picture.
@@ -297,6 +339,7 @@ void Encoder::TransformComponent(const Frame& frame, const Strip& samples, Slice
   const std::uint32_t blocks = BlockCount(span, component);
   kernels_.forwardTransform(samples.Line(component, 0) + firstColumn, samples.Stride(component),
                             blocks, component, PositionsFor(frame.header.interlaceMode),
+                            component == 0 ? frame.lumaScales : frame.chromaScales,
                             coefficients.data());
   const std::size_t columns = ColumnCount(frame.header.width, component) - firstColumn;
   if (columns < span.macroblocks * macroblockColumns || lines < kMacroblockSize) {
@@ -332,7 +375,7 @@ void Encoder::WriteHeaders(const Frame& frame, std::span<const SliceChoice> choi
   WriteFrameHeader(frame.header, pictureStart, destination);
 }
 
-void Encoder::WriteSlice(const Frame& frame, std::uint32_t slice, const SliceChoice& choice,
+void Encoder::WriteSlice(std::uint32_t slice, const SliceChoice& choice,
                          std::uint8_t* destination) {
   SliceHeader header;
   header.quantizationIndex = QuantisationIndex(choice.rung);
@@ -340,12 +383,11 @@ void Encoder::WriteSlice(const Frame& frame, std::uint32_t slice, const SliceCho
   std::uint8_t* next = destination + offsets_[slice];
   WriteSliceHeader(header, next);
   next += SliceHeader::kWrittenBytes;
-  const auto coefficients = frame.Coefficients(coefficients_, slice);
+  const Quantiser quantiser = QuantiserOf(choice.rung);
   for (unsigned component = 0; component < kComponents; ++component) {
     const std::size_t bytes = header.componentBytes[component];
-    [[maybe_unused]] const bool asCounted =
-        kernels_.writeComponent(ladder_[choice.rung].ForComponent(component),
-                                coefficients[component], std::span(next, bytes));
+    [[maybe_unused]] const bool asCounted = kernels_.writeComponent(
+        quantiser, coefficients_.Component(slice, component), std::span(next, bytes));
     assert(asCounted);
     next += bytes;
   }

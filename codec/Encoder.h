@@ -8,6 +8,7 @@
 #include <span>
 #include <vector>
 
+#include "CoefficientStore.h"
 #include "ProRes/ProRes.h"
 #include "Status.h"
 #include "bitstream/BlockOrder.h"
@@ -15,7 +16,6 @@
 #include "bitstream/SliceLayout.h"
 #include "cpu/Kernels.h"
 #include "parallel/WorkerPool.h"
-#include "rate/QuantiserLadder.h"
 #include "rate/RateControl.h"
 
 namespace prores {
@@ -23,11 +23,12 @@ namespace prores {
 /**
  * Encoder of one stream: packed 4:2:2 pictures to compressed frames.
  *
- * Macroblock rows of the picture are unpacked and transformed; the coefficients of the whole frame
- * are kept while the rate control tries quantisers on them; then the slices are written straight to
+ * Macroblock rows of the picture are unpacked and transformed; of a few rows all coefficients are
+ * kept, which tell the quantiser of the frame about, of the others only those that such a quantiser
+ * may keep. The rate control tries quantisers on them; then the slices are written straight to
  * their places. Rows and slices are shared out to the worker threads. Memory grows with the largest
- * frame so far and is kept: two bytes per sample of the frame, and of one row of macroblocks per
- * thread.
+ * frame so far and is kept: up to two bytes per sample of the frame, and of one row of macroblocks
+ * per thread.
  */
 class Encoder {
  public:
@@ -54,22 +55,21 @@ class Encoder {
   template <typename Task>
   void ForEachSlice(std::uint32_t count, Task&& task);
   void Reserve(const Frame& frame);
-  void TransformStrip(const Frame& frame, const PixelBufferRecord& source, std::uint32_t strip,
-                      Worker& worker);
+  void TransformStrip(const Frame& frame, std::uint32_t strip, unsigned finestRung, Worker& worker);
   void TransformComponent(const Frame& frame, const Strip& samples, SliceSpan span,
                           unsigned component, std::size_t lines,
                           std::span<std::int16_t> coefficients);
   void WriteHeaders(const Frame& frame, std::span<const SliceChoice> choices,
                     std::uint8_t* destination);
-  void WriteSlice(const Frame& frame, std::uint32_t slice, const SliceChoice& choice,
-                  std::uint8_t* destination);
+  void WriteSlice(std::uint32_t slice, const SliceChoice& choice, std::uint8_t* destination);
 
   const Kernels& kernels_;
   WorkerPool pool_;
   std::vector<Worker> workers_;
-  std::vector<std::int16_t> coefficients_;  ///< slice by slice, Y, Cb, Cr, each in coded order
-  std::vector<std::uint32_t> offsets_;      ///< of each slice in the frame
-  QuantiserLadder ladder_;
+  CoefficientStore coefficients_;
+  std::vector<std::uint8_t> finestRungs_;  ///< for which the coefficients of each strip serve
+  std::vector<std::uint32_t> missingStrips_;
+  std::vector<std::uint32_t> offsets_;  ///< of each slice in the frame
   RateControl rateControl_;
 };
 

@@ -25,6 +25,7 @@ constexpr Kernels kPlainKernels{
     .unpack2vuy = UnpackRow2vuy,
     .unpackV210 = UnpackRowV210,
     .forwardTransform = ForwardTransform,
+    .selectCoefficients = SelectCoefficients,
     .countComponentBytes = CountComponentBytes,
     .writeComponent = WriteComponent,
 };

@@ -8,6 +8,7 @@
 #include "cpu/CpuLevel.h"
 #include "entropy/CoefficientDecoder.h"
 #include "entropy/ComponentEncoder.h"
+#include "entropy/SparseComponent.h"
 #include "pixel/ChromaFilter.h"
 #include "pixel/PackRows.h"
 #include "pixel/UnpackRows.h"
@@ -32,6 +33,7 @@ struct Kernels {
   UnpackRow unpack2vuy;
   UnpackRow unpackV210;
   decltype(&ForwardTransform) forwardTransform;
+  decltype(&SelectCoefficients) selectCoefficients;
   decltype(&CountComponentBytes) countComponentBytes;
   decltype(&WriteComponent) writeComponent;
 

@@ -1,6 +1,7 @@
 // SPDX-License-Identifier: BSD-2-Clause
 #include "entropy/ComponentEncoder.h"
 
+#include <algorithm>
 #include <array>
 
 #include "bitstream/BlockOrder.h"
@@ -9,12 +10,19 @@
 namespace prores {
 namespace {
 
-/// The levels of a component, on the stack.
+/// All levels of a component, on the stack.
 class Levels {
  public:
-  Levels(const Quantiser& quantiser, std::span<const std::int16_t> coefficients)
-      : size_(coefficients.size()) {
-    quantiser.Quantise(coefficients.data(), size_ / kBlockSamples, levels_.data());
+  Levels(const Quantiser& quantiser, const SparseComponent& component)
+      : size_(component.blocks * kBlockSamples) {
+    std::fill_n(levels_.begin(), size_, std::int16_t{0});
+    for (std::size_t block = 0; block < component.blocks; ++block) {
+      levels_[block] = quantiser.Level(component.dcs[block], quantiser.DcBias());
+    }
+    for (std::size_t i = 0; i < component.count; ++i) {
+      levels_[static_cast<std::size_t>(component.places[i])] =
+          quantiser.Level(component.values[i], quantiser.AcBias());
+    }
   }
   std::span<const std::int16_t> All() const { return std::span(levels_).first(size_); }
 
@@ -25,14 +33,13 @@ class Levels {
 
 }  // namespace
 
-std::size_t CountComponentBytes(const Quantiser& quantiser,
-                                std::span<const std::int16_t> coefficients) {
-  return CountCoefficientBytes(Levels(quantiser, coefficients).All());
+std::size_t CountComponentBytes(const Quantiser& quantiser, const SparseComponent& component) {
+  return CountCoefficientBytes(Levels(quantiser, component).All());
 }
 
-bool WriteComponent(const Quantiser& quantiser, std::span<const std::int16_t> coefficients,
+bool WriteComponent(const Quantiser& quantiser, const SparseComponent& component,
                     std::span<std::uint8_t> destination) {
-  return WriteCoefficients(Levels(quantiser, coefficients).All(), destination);
+  return WriteCoefficients(Levels(quantiser, component).All(), destination);
 }
 
 }  // namespace prores

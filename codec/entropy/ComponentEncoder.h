@@ -6,6 +6,7 @@
 #include <cstdint>
 #include <span>
 
+#include "entropy/SparseComponent.h"
 #include "transform/Quantise.h"
 
 /**
@@ -13,20 +14,18 @@
  * From the coefficients of one component of a slice to its coded bytes: quantisation
  * (transform/Quantise.h) and entropy coding (entropy/CoefficientEncoder.h) in one go.
  *
- * Coefficients stand in coded order, as the forward transform leaves them, of magnitudes up to
- * kMaxCoefficient; 64 for each of 2, 4, 8, 16 or 32 blocks.
+ * Coefficients are those of the forward transform, of magnitudes up to kMaxCoefficient. Those that
+ * the component leaves out count as zero.
  */
 
 namespace prores {
 
 /// Exact number of bytes that WriteComponent() produces.
-std::size_t CountComponentBytes(const Quantiser& quantiser,
-                                std::span<const std::int16_t> coefficients);
+std::size_t CountComponentBytes(const Quantiser& quantiser, const SparseComponent& component);
 
 /// Writes the component, filled up to a whole byte with zero bits.
 /// @return false when the bytes do not fill `destination` exactly; nothing is written outside it.
-[[nodiscard]] bool WriteComponent(const Quantiser& quantiser,
-                                  std::span<const std::int16_t> coefficients,
+[[nodiscard]] bool WriteComponent(const Quantiser& quantiser, const SparseComponent& component,
                                   std::span<std::uint8_t> destination);
 
 }  // namespace prores

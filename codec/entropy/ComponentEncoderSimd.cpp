@@ -30,22 +30,22 @@ constexpr std::size_t kMaxBytesPerValue = 7;
 constexpr std::size_t kMaxComponentBytes =
     kMaxSliceBlocks * kBlockSamples * kMaxBytesPerValue + sizeof(std::uint64_t);
 
-std::size_t CountBytes(const Quantiser& quantiser, std::span<const std::int16_t> coefficients) {
+std::size_t CountBytes(const Quantiser& quantiser, const SparseComponent& component) {
   Levels levels;
-  Collect<Visit::kScattered>(quantiser, coefficients, levels);
+  Collect(quantiser, component, levels);
   BitCounter counter;
-  Code(levels, coefficients.size() / kBlockSamples, counter);
+  Code(levels, component.blocks, counter);
   return (counter.Bits() + CodeFirstDc(levels).length + 7) / 8;
 }
 
-bool Write(const Quantiser& quantiser, std::span<const std::int16_t> coefficients,
+bool Write(const Quantiser& quantiser, const SparseComponent& component,
            std::span<std::uint8_t> destination) {
   Levels levels;
-  Collect<Visit::kInOrder>(quantiser, coefficients, levels);
+  Collect(quantiser, component, levels);
   alignas(64) std::array<std::uint8_t, kMaxComponentBytes> bytes;
   CodewordWriter writer(bytes.data());
   writer.Put(CodeFirstDc(levels));
-  Code(levels, coefficients.size() / kBlockSamples, writer);
+  Code(levels, component.blocks, writer);
   const auto size = static_cast<std::size_t>(writer.End() - bytes.data());
   if (size != destination.size()) return false;
   std::memcpy(destination.data(), bytes.data(), size);
@@ -60,6 +60,7 @@ HWY_AFTER_NAMESPACE();
 namespace prores {
 
 void InstallComponentEncoderKernels(CpuLevel level, Kernels& kernels) {
+  kernels.selectCoefficients = ForLevel(level, N_SSE4::Select, N_AVX2::Select, N_AVX3_DL::Select);
   kernels.countComponentBytes =
       ForLevel(level, N_SSE4::CountBytes, N_AVX2::CountBytes, N_AVX3_DL::CountBytes);
   kernels.writeComponent = ForLevel(level, N_SSE4::Write, N_AVX2::Write, N_AVX3_DL::Write);

@@ -145,8 +145,8 @@ void Code(const Levels& levels, std::size_t blocks, Sink& sink) {
     sink.Put(First(words, std::min(kLanes, blocks - i)), none);
   }
   const auto pairs = [&](std::size_t i, auto&& restrict) {
-    const std::int16_t* const place = levels.places.data() + levels.first + i;
-    const std::int16_t* const level = levels.levels.data() + levels.first + i;
+    const std::int16_t* const place = levels.places.data() + Levels::kBefore + i;
+    const std::int16_t* const level = levels.levels.data() + Levels::kBefore + i;
     const Vec before = load(place - 1);
     const Vec signedLevel = load(level);
     Codewords magnitudes = CodeLevels(hn::Abs(signedLevel), hn::Abs(load(level - 1)));

@@ -8,8 +8,9 @@
 #endif
 
 /// @file
-/// From coefficients to the levels that are not zero, packed together.
+/// From coefficients to those that matter, and to their levels that are not zero.
 
+#include <algorithm>
 #include <array>
 #include <bit>
 #include <cstddef>
@@ -20,6 +21,7 @@
 #include "entropy/Codewords.h"
 #include "entropy/EncoderTables.h"
 #include "entropy/EncoderVectors-inl.h"
+#include "entropy/SparseComponent.h"
 #include "transform/Quantise.h"
 
 #if HWY_TARGET != HWY_STATIC_TARGET
@@ -27,111 +29,37 @@ HWY_BEFORE_NAMESPACE();
 namespace prores::HWY_NAMESPACE {
 
 /// The levels of a component that are not zero, with their places in coded order; those of AC begin
-/// at `first`, and two entries in front of them stand for what counts as coming before.
+/// at kBefore, and two entries in front of them stand for what counts as coming before.
 struct Levels {
   static constexpr std::size_t kBefore = 2;
   static constexpr std::size_t kCapacity = kBefore + kMaxSliceBlocks * kBlockSamples + kLanes;
 
-  /// Once all levels are packed behind kBefore entries, `dcCount` of them DC: these have served
-  /// and give way to the entries in front.
-  void Finish(std::size_t blocks, std::size_t dcCount, std::size_t allCount) {
-    first = kBefore + dcCount;
-    count = allCount - dcCount;
-    const auto initialPlace = static_cast<std::int16_t>(blocks - 1);
-    places[first - 1] = initialPlace;
-    places[first - 2] = static_cast<std::int16_t>(initialPlace - static_cast<int>(kInitialRun) - 1);
-    levels[first - 1] = kInitialLevelSymbol + 1;
-    dcs[1] = static_cast<std::int16_t>(dcs[2] - kInitialDcDifference);
-    hn::StoreU(hn::Zero(Tag()), Tag(), levels.data() + first + count);
-    hn::StoreU(hn::Zero(Tag()), Tag(), places.data() + first + count);
-  }
-
-  std::size_t first;
-  std::size_t count;
+  std::size_t count;                                                             ///< of AC
   alignas(64) std::array<std::int16_t, kMaxSliceBlocks + kBefore + kLanes> dcs;  ///< all of them
   alignas(64) std::array<std::int16_t, kCapacity> levels;
   alignas(64) std::array<std::int16_t, kCapacity> places;
 };
 
-/// The factors of the scan positions that a vector of coefficients covers.
-class StepSpreader {
- public:
-  explicit StepSpreader(std::size_t blocks) {
-    const auto lane = hn::Iota(UnsignedTag(), 0);
-    const auto position = hn::ShiftRightSame(lane, std::countr_zero(static_cast<unsigned>(blocks)));
+/// Takes the sign of `sign`, where `magnitude` is 0 if that is.
+inline Vec WithSign(Vec magnitude, Vec sign) {
 #if HWY_TARGET == HWY_AVX3_DL
-    indices_ = position;
+  return {_mm512_mask_sub_epi16(magnitude.raw, _mm512_movepi16_mask(sign.raw),
+                                _mm512_setzero_si512(), magnitude.raw)};
+#elif HWY_TARGET == HWY_AVX2
+  return {_mm256_sign_epi16(magnitude.raw, sign.raw)};
 #else
-    // Bytes 2 p and 2 p + 1.
-    indices_ = position * hn::Set(UnsignedTag(), 0x0202) + hn::Set(UnsignedTag(), 0x0100);
+  return Vec{_mm_sign_epi16(magnitude.raw, sign.raw)};
 #endif
-  }
-
-  /// @param factors those of the first lane's position and of those behind it.
-  auto operator()(const std::uint16_t* factors) const {
-#if HWY_TARGET == HWY_AVX3_DL
-    return hn::Vec<UnsignedTag>{
-        _mm512_permutexvar_epi16(indices_.raw, hn::LoadU(UnsignedTag(), factors).raw)};
-#else
-    return hn::TableLookupBytes(hn::LoadDup128(UnsignedTag(), factors), indices_);
-#endif
-  }
-
- private:
-  hn::Vec<UnsignedTag> indices_;
-};
-
-/// In which order the components are visited: one behind the other in memory, or in any.
-enum class Visit { kInOrder, kScattered };
-
-/// Loads what lies a little behind `p`, be it memory of ours or not: the components of a slice do.
-inline void PrefetchBehind(const std::int16_t* p) {
-  constexpr std::uintptr_t kBytesAhead = 2048;
-  __builtin_prefetch(
-      reinterpret_cast<const void*>(reinterpret_cast<std::uintptr_t>(p) + kBytesAhead));
 }
 
-/// Quantises a component piece by piece.
-template <Visit kVisit>
-class LevelSource {
- public:
-  LevelSource(const Quantiser& quantiser, std::span<const std::int16_t> coefficients)
-      : quantiser_(quantiser),
-        coefficients_(coefficients.data()),
-        log2Blocks_(std::countr_zero(coefficients.size() / kBlockSamples)),
-        spread_(coefficients.size() / kBlockSamples) {}
-
-  /// The levels from `place` on.
-  Vec operator()(std::size_t place) const {
-    constexpr UnsignedTag kUnsigned;
-    const Vec coefficient = hn::LoadU(Tag(), coefficients_ + place);
-    // In order, the processor's own prefetch is better.
-    if constexpr (kVisit == Visit::kScattered) PrefetchBehind(coefficients_ + place);
-    const std::size_t position = place >> log2Blocks_;
-    const auto dividend =
-        hn::BitCast(kUnsigned, hn::Abs(coefficient)) + spread_(quantiser_.Biases() + position);
-    const auto product = hn::MulHigh(dividend, spread_(quantiser_.Reciprocals() + position));
-    const auto magnitude = hn::MulHigh(product, spread_(quantiser_.Powers() + position));
-    return WithSign(hn::BitCast(Tag(), magnitude), coefficient);
-  }
-
- private:
-  static Vec WithSign(Vec magnitude, Vec sign) {
-#if HWY_TARGET == HWY_AVX3_DL
-    return {_mm512_mask_sub_epi16(magnitude.raw, _mm512_movepi16_mask(sign.raw),
-                                  _mm512_setzero_si512(), magnitude.raw)};
-#elif HWY_TARGET == HWY_AVX2
-    return {_mm256_sign_epi16(magnitude.raw, sign.raw)};  // a magnitude is 0 where the sign is
-#else
-    return Vec{_mm_sign_epi16(magnitude.raw, sign.raw)};
-#endif
-  }
-
-  const Quantiser& quantiser_;
-  const std::int16_t* coefficients_;
-  int log2Blocks_;
-  StepSpreader spread_;
-};
+/// Quantiser::Level().
+inline Vec Quantise(Vec coefficients, const Quantiser& quantiser, std::uint16_t bias) {
+  constexpr UnsignedTag kUnsigned;
+  const auto dividend = hn::BitCast(kUnsigned, hn::Abs(coefficients)) + hn::Set(kUnsigned, bias);
+  const auto product = hn::MulHigh(dividend, hn::Set(kUnsigned, quantiser.Reciprocal()));
+  const auto magnitude = hn::MulHigh(product, hn::Set(kUnsigned, quantiser.Power()));
+  return WithSign(hn::BitCast(Tag(), magnitude), coefficients);
+}
 
 #if HWY_TARGET != HWY_AVX3_DL
 /// Appends the selected of eight levels.
@@ -146,61 +74,101 @@ inline std::size_t AppendEight(__m128i levels, __m128i places, unsigned selected
 }
 #endif
 
-/// Appends the lanes that are not zero to the first `count` levels. Writes up to kLanes values.
-/// @return how many levels there are now.
-inline std::size_t AppendNonZeros(Vec level, std::size_t place, std::size_t count, Levels& levels) {
-  const Vec places = hn::Iota(Tag(), 0) + Set(static_cast<int>(place));
-  std::int16_t* const levelsEnd = levels.levels.data() + Levels::kBefore + count;
-  std::int16_t* const placesEnd = levels.places.data() + Levels::kBefore + count;
+/// Writes the selected lanes of `values` and `places` to the front of the next kLanes of each.
+/// @return how many there are.
+inline std::size_t Append(hn::Mask<Tag> selected, Vec values, Vec places, std::int16_t* valuesEnd,
+                          std::int16_t* placesEnd) {
 #if HWY_TARGET == HWY_AVX3_DL
-  const __mmask32 selected = _mm512_test_epi16_mask(level.raw, level.raw);
-  _mm512_storeu_si512(levelsEnd, _mm512_maskz_compress_epi16(selected, level.raw));
-  _mm512_storeu_si512(placesEnd, _mm512_maskz_compress_epi16(selected, places.raw));
-  return count + static_cast<std::size_t>(std::popcount(selected));
+  _mm512_storeu_si512(valuesEnd, _mm512_maskz_compress_epi16(selected.raw, values.raw));
+  _mm512_storeu_si512(placesEnd, _mm512_maskz_compress_epi16(selected.raw, places.raw));
+  return static_cast<std::size_t>(std::popcount(selected.raw));
 #elif HWY_TARGET == HWY_AVX2
-  const __m256i zero = _mm256_cmpeq_epi16(level.raw, _mm256_setzero_si256());
-  const auto zeros = static_cast<unsigned>(_mm256_movemask_epi8(_mm256_packs_epi16(zero, zero)));
-  const unsigned selected = (~zeros & 0xFF) | (~zeros >> 8 & 0xFF00);
+  const auto pairs =
+      static_cast<unsigned>(_mm256_movemask_epi8(_mm256_packs_epi16(selected.raw, selected.raw)));
   const std::size_t low =
-      AppendEight(_mm256_castsi256_si128(level.raw), _mm256_castsi256_si128(places.raw),
-                  selected & 0xFF, levelsEnd, placesEnd);
+      AppendEight(_mm256_castsi256_si128(values.raw), _mm256_castsi256_si128(places.raw),
+                  pairs & 0xFF, valuesEnd, placesEnd);
   const std::size_t high =
-      AppendEight(_mm256_extracti128_si256(level.raw, 1), _mm256_extracti128_si256(places.raw, 1),
-                  selected >> 8, levelsEnd + low, placesEnd + low);
-  return count + low + high;
+      AppendEight(_mm256_extracti128_si256(values.raw, 1), _mm256_extracti128_si256(places.raw, 1),
+                  pairs >> 16 & 0xFF, valuesEnd + low, placesEnd + low);
+  return low + high;
 #else
-  const __m128i zero = _mm_cmpeq_epi16(level.raw, _mm_setzero_si128());
-  const auto zeros = static_cast<unsigned>(_mm_movemask_epi8(_mm_packs_epi16(zero, zero)));
-  const unsigned selected = ~zeros & 0xFF;
-  return count + AppendEight(level.raw, places.raw, selected, levelsEnd, placesEnd);
+  const auto pairs =
+      static_cast<unsigned>(_mm_movemask_epi8(_mm_packs_epi16(selected.raw, selected.raw)));
+  return AppendEight(values.raw, places.raw, pairs & 0xFF, valuesEnd, placesEnd);
 #endif
 }
 
-/// Quantises the component and packs its levels.
-template <Visit kVisit>
-void Collect(const Quantiser& quantiser, std::span<const std::int16_t> coefficients,
-             Levels& levels) {
+/// SelectCoefficients().
+inline std::size_t Select(std::span<const std::int16_t> coefficients, std::uint16_t threshold,
+                          std::int16_t* values, std::int16_t* places) {
   constexpr Tag kTag;
-  const LevelSource<kVisit> levelsFrom(quantiser, coefficients);
   const std::size_t blocks = coefficients.size() / kBlockSamples;
-  std::size_t dcCount = 0;
-  for (std::size_t place = 0; place < blocks; place += kLanes) {
-    const Vec level = levelsFrom(place);
-    hn::StoreU(level, kTag, levels.dcs.data() + Levels::kBefore + place);
-    dcCount += hn::CountTrue(kTag, hn::AndNot(level == Set(0), hn::FirstN(kTag, blocks - place)));
-  }
-  // Towards the end of most components there are only zeros: they are passed over in groups.
-  constexpr std::size_t kGroup = 4;
+  const Vec below = Set(threshold - 1);
   std::size_t count = 0;
+  const auto append = [&](std::size_t place, Vec coefficient, hn::Mask<Tag> selected) {
+    count += Append(selected, coefficient, hn::Iota(kTag, 0) + Set(static_cast<int>(place)),
+                    values + count, places + count);
+  };
+  // Towards the end of most components little is selected: it is passed over in groups.
+  constexpr std::size_t kGroup = 4;
   for (std::size_t place = 0; place < coefficients.size(); place += kGroup * kLanes) {
-    const Vec group[kGroup] = {levelsFrom(place), levelsFrom(place + kLanes),
-                               levelsFrom(place + 2 * kLanes), levelsFrom(place + 3 * kLanes)};
-    if (hn::AllTrue(kTag, (group[0] | group[1] | group[2] | group[3]) == Set(0))) continue;
+    Vec group[kGroup];
+    HWY_UNROLL(kGroup) for (std::size_t i = 0; i < kGroup; ++i) {
+      group[i] = hn::LoadU(kTag, coefficients.data() + place + i * kLanes);
+    }
+    const Vec largest = hn::Max(hn::Max(hn::Abs(group[0]), hn::Abs(group[1])),
+                                hn::Max(hn::Abs(group[2]), hn::Abs(group[3])));
+    if (hn::AllFalse(kTag, largest > below)) continue;
     for (std::size_t i = 0; i < kGroup; ++i) {
-      count = AppendNonZeros(group[i], place + i * kLanes, count, levels);
+      const std::size_t first = place + i * kLanes;
+      auto selected = hn::Abs(group[i]) > below;
+      if (first < blocks) {  // DC
+        selected = hn::AndNot(hn::FirstN(kTag, std::min(kLanes, blocks - first)), selected);
+      }
+      append(first, group[i], selected);
     }
   }
-  levels.Finish(blocks, dcCount, count);
+  return count;
+}
+
+/// Quantises the component and packs its levels.
+inline void Collect(const Quantiser& quantiser, const SparseComponent& component, Levels& levels) {
+  constexpr Tag kTag;
+  std::int16_t* const dcs = levels.dcs.data() + Levels::kBefore;
+  for (std::size_t i = 0; i < component.blocks; i += kLanes) {
+    hn::StoreU(Quantise(hn::LoadU(kTag, component.dcs + i), quantiser, quantiser.DcBias()), kTag,
+               dcs + i);
+  }
+  dcs[-1] = static_cast<std::int16_t>(dcs[0] - kInitialDcDifference);
+
+  std::int16_t* levelsEnd = levels.levels.data() + Levels::kBefore;
+  std::int16_t* placesEnd = levels.places.data() + Levels::kBefore;
+  const auto initialPlace = static_cast<std::int16_t>(component.blocks - 1);
+  levelsEnd[-1] = kInitialLevelSymbol + 1;
+  placesEnd[-1] = initialPlace;
+  placesEnd[-2] = static_cast<std::int16_t>(initialPlace - static_cast<int>(kInitialRun) - 1);
+  const auto append = [&](std::size_t i, auto&& restrict) {
+    const Vec level =
+        Quantise(hn::LoadU(kTag, component.values + i), quantiser, quantiser.AcBias());
+    const std::size_t appended =
+        Append(restrict(level != Set(0)), level, hn::LoadU(kTag, component.places + i), levelsEnd,
+               placesEnd);
+    levelsEnd += appended;
+    placesEnd += appended;
+  };
+  std::size_t i = 0;
+  for (; i + kLanes <= component.count; i += kLanes) {
+    append(i, [](hn::Mask<Tag> selected) { return selected; });
+  }
+  if (i < component.count) {
+    append(i, [&](hn::Mask<Tag> selected) {
+      return hn::And(selected, hn::FirstN(kTag, component.count - i));
+    });
+  }
+  hn::StoreU(hn::Zero(kTag), kTag, levelsEnd);
+  hn::StoreU(hn::Zero(kTag), kTag, placesEnd);
+  levels.count = static_cast<std::size_t>(levelsEnd - levels.levels.data()) - Levels::kBefore;
 }
 
 }  // namespace prores::HWY_NAMESPACE

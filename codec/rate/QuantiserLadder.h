@@ -3,10 +3,7 @@
 #define CODEC_RATE_QUANTISERLADDER_H
 
 #include <cstdint>
-#include <vector>
 
-#include "bitstream/BlockOrder.h"
-#include "bitstream/FrameHeader.h"
 #include "bitstream/SliceHeader.h"
 #include "transform/Quantise.h"
 
@@ -21,31 +18,11 @@ constexpr std::uint8_t QuantisationIndex(unsigned rung) {
   return static_cast<std::uint8_t>(rung == 0 ? kMinQuantizationIndex : rung);
 }
 
-/// The quantisers of a slice.
-struct SliceQuantisers {
-  Quantiser luma;
-  Quantiser chroma;
-
-  const Quantiser& ForComponent(unsigned component) const { return component == 0 ? luma : chroma; }
-};
-
-/// The quantisers of all rungs for one pair of matrices and one scan.
-class QuantiserLadder {
- public:
-  /// Makes the ladder that a frame needs, unless it is there already.
-  /// @throws std::bad_alloc.
-  void Prepare(const FrameHeader& header);
-
-  /// @param rung 0..kCoarsestRung.
-  const SliceQuantisers& operator[](unsigned rung) const { return rungs_[rung]; }
-
- private:
-  std::vector<SliceQuantisers> rungs_;
-  // What rungs_ was made for, where it is not empty:
-  QuantMatrix luma_{};
-  QuantMatrix chroma_{};
-  ScanTable scan_{};
-};
+/// @param rung 0..kCoarsestRung.
+constexpr Quantiser QuantiserOf(unsigned rung) {
+  return {QuantizerScale(QuantisationIndex(rung)),
+          rung == 0 ? kNearestRounding : kDeadZoneRounding};
+}
 
 }  // namespace prores
 

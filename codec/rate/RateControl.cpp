@@ -14,7 +14,10 @@ namespace {
 /// Slices of the first sample. It finds the neighbourhood in a few steps; each larger one
 /// usually needs a single look.
 constexpr std::size_t kFirstSample = 32;
-constexpr std::size_t kSampleGrowth = 4;
+constexpr std::size_t kSampleGrowth = 8;
+/// Of the last one, at least, as far as there are so many.
+constexpr std::uint32_t kSampleSlices = 160;
+constexpr std::uint32_t kSampleStrips = 8;
 
 /// Where the search begins: amid the rungs of natural pictures.
 constexpr unsigned kFirstRung = 24;
@@ -25,66 +28,97 @@ constexpr std::size_t kMinChunk = 32;
 /// The fill ends when so many slices found no room: little of it can be left.
 constexpr std::size_t kMaxRefusals = 24;
 
-/// Every slice once. A step of the golden section spreads any run of slices over the frame.
-void FillScattered(std::span<std::uint32_t> order) {
-  const std::size_t count = order.size();
+/// Calls visit(i) once for each i below `count`. A step of the golden section spreads any run of
+/// them over the whole.
+template <typename Visit>
+void Scatter(std::size_t count, Visit&& visit) {
   std::size_t step = std::max<std::size_t>(1, count * 618 / 1000);
   while (std::gcd(step, count) != 1) ++step;
-  std::size_t slice = 0;
-  for (std::uint32_t& entry : order) {
-    entry = static_cast<std::uint32_t>(slice);
-    slice = (slice + step) % count;
+  std::size_t next = 0;
+  for (std::size_t i = 0; i < count; ++i) {
+    visit(next);
+    next = (next + step) % count;
   }
+}
+
+/// The sample has a strip from each of so many even parts of the frame, each at another place in
+/// its part, so that no regular pattern misleads.
+void FillSample(const SliceGrid& grid, std::vector<std::uint32_t>& sample) {
+  const std::uint32_t wanted = (kSampleSlices + grid.slicesPerStrip - 1) / grid.slicesPerStrip;
+  const std::uint32_t strips = std::min(grid.strips, std::max(kSampleStrips, wanted));
+  Scatter(std::size_t{strips} * grid.slicesPerStrip, [&](std::size_t i) {
+    const std::size_t part = i / grid.slicesPerStrip;
+    const std::size_t strip = (1000 * part + 618 * part % 1000) * grid.strips / (1000 * strips);
+    sample.push_back(
+        static_cast<std::uint32_t>(strip * grid.slicesPerStrip + i % grid.slicesPerStrip));
+  });
 }
 
 }  // namespace
 
-std::span<const SliceChoice> RateControl::Choose(SliceMeter& meter, std::size_t sliceCount,
+std::span<const SliceChoice> RateControl::Choose(SliceMeter& meter, const SliceGrid& grid,
                                                  std::uint64_t budget) {
-  Resize(sliceCount);
-  for (Trial* trial : {&probe_, &coarse_, &fine_}) trial->measured = 0;
+  Resize(grid);
+  for (Trial* trial : {&sampled_, &probe_, &coarse_, &fine_}) trial->measured = 0;
   RungSearch search;
   const unsigned guess = GuessRung(meter, budget, search);
   ChooseAround(meter, budget, guess, search);
   return choices_;
 }
 
-void RateControl::Resize(std::size_t sliceCount) {
-  if (scattered_.size() == sliceCount) return;
-  scattered_.clear();  // if memory runs out below, the next frame comes here again
-  for (Trial* trial : {&probe_, &coarse_, &fine_}) trial->sizes.resize(sliceCount);
-  choices_.resize(sliceCount);
-  scattered_.resize(sliceCount);
-  FillScattered(scattered_);
+void RateControl::Resize(const SliceGrid& grid) {
+  if (grid_ == grid) return;
+  grid_ = {};  // if memory runs out below, the next frame comes here again
+  const std::size_t slices = grid.Slices();
+  for (Trial* trial : {&sampled_, &probe_, &coarse_, &fine_}) trial->sizes.resize(slices);
+  choices_.resize(slices);
+  scattered_.clear();
+  Scatter(slices,
+          [this](std::size_t slice) { scattered_.push_back(static_cast<std::uint32_t>(slice)); });
+  sample_.clear();
+  FillSample(grid, sample_);
+  grid_ = grid;
 }
 
 /// Brings the measured slices of `trial` up to `count`.
-void RateControl::Extend(SliceMeter& meter, Trial& trial, std::size_t count) const {
+void RateControl::Extend(SliceMeter& meter, Trial& trial, std::span<const std::uint32_t> order,
+                         std::size_t count) const {
   if (count <= trial.measured) return;
   if (trial.measured == 0) trial.bytes = 0;
-  const auto slices = std::span(scattered_).subspan(trial.measured, count - trial.measured);
+  const auto slices = order.subspan(trial.measured, count - trial.measured);
   meter.Measure(trial.rung, slices, trial.sizes);
   for (const std::uint32_t slice : slices) trial.bytes += trial.sizes[slice].Payload();
   trial.measured = count;
 }
 
-void RateControl::MeasureProbe(SliceMeter& meter, unsigned rung, std::size_t count) {
-  if (probe_.rung != rung) probe_.measured = 0;
+void RateControl::MeasureSample(SliceMeter& meter, unsigned rung, std::size_t count) {
+  if (sampled_.rung != rung) sampled_.measured = 0;
+  sampled_.rung = rung;
+  Extend(meter, sampled_, sample_, count);
+}
+
+void RateControl::MeasureProbe(SliceMeter& meter, unsigned rung) {
+  meter.MeasureAll(rung, probe_.sizes);
   probe_.rung = rung;
-  Extend(meter, probe_, count);
+  probe_.measured = grid_.Slices();
+  probe_.bytes = 0;
+  for (const SliceSize& size : probe_.sizes) probe_.bytes += size.Payload();
 }
 
 /// The finest rung on which the frame is expected to fit, judged by samples.
 unsigned RateControl::GuessRung(SliceMeter& meter, std::uint64_t budget, RungSearch& search) {
-  const std::size_t count = scattered_.size();
+  const std::size_t all = grid_.Slices();
   unsigned rung = kFirstRung;
-  for (std::size_t sampled = kFirstSample; sampled < count; sampled *= kSampleGrowth) {
+  const std::size_t largest = sample_.size();
+  for (std::size_t count = std::min(kFirstSample, largest); count < all;
+       count = std::min(kSampleGrowth * count, largest)) {
     search.Restart();
     do {
-      MeasureProbe(meter, rung, sampled);
-      search.Add(rung, probe_.bytes * count, budget * sampled);
+      MeasureSample(meter, rung, count);
+      search.Add(rung, sampled_.bytes * all, budget * count);
       rung = search.Next();
     } while (!search.IsSettled() && !search.IsClose());
+    if (count == largest) break;
   }
   return rung;
 }
@@ -94,7 +128,7 @@ void RateControl::ChooseAround(SliceMeter& meter, std::uint64_t budget, unsigned
                                RungSearch& search) {
   search.Restart();
   for (unsigned rung = guess;; rung = search.Next()) {
-    MeasureProbe(meter, rung, scattered_.size());
+    MeasureProbe(meter, rung);
     search.Add(rung, probe_.bytes, budget);
     std::swap(probe_.bytes <= budget ? coarse_ : fine_, probe_);
     if (fine_.measured != 0 && fine_.rung == kCoarsestRung) return ChooseForAll(fine_);
@@ -118,7 +152,7 @@ bool RateControl::Fill(SliceMeter& meter, std::uint64_t budget) {
   std::size_t refusals = 0;
   for (std::size_t i = 0; i < count; ++i) {
     if (i == fine_.measured && refusals < kMaxRefusals) {
-      Extend(meter, fine_, std::min(count, i + NextChunk(i, total, budget)));
+      Extend(meter, fine_, scattered_, std::min(count, i + NextChunk(i, total, budget)));
     }
     const std::uint32_t slice = scattered_[i];
     const std::uint64_t refined =

@@ -19,15 +19,10 @@ inline constexpr std::array<double, kBlockSize> kGraphGain = {
     1.0, 0.785694958387102, 0.541196100146197, 0.275899379282943,
 };
 
-/// Brings the outputs of two passes, in raster order, to four times the orthonormal transform.
-inline constexpr auto kScale = [] {
-  std::array<float, kBlockSamples> scale{};
-  for (std::size_t i = 0; i < scale.size(); ++i) {
-    const double gain = kGraphGain[i / kBlockSize] * kGraphGain[i % kBlockSize];
-    scale[i] = static_cast<float>(4.0 / (8.0 * gain));
-  }
-  return scale;
-}();
+/// What output `i` of two passes, in raster order, is greater than the orthonormal transform.
+constexpr double GraphGain(std::size_t i) {
+  return 8.0 * kGraphGain[i / kBlockSize] * kGraphGain[i % kBlockSize];
+}
 
 /// The mid-grey level of 64 samples, as it shows in the sum of a block.
 inline constexpr float kLevelShift = 64.0F * 512.0F;

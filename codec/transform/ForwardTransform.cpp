@@ -72,20 +72,30 @@ void LoadBlocks(const std::uint16_t* samples, std::size_t stride, std::uint32_t 
 }
 
 void StoreCoefficients(const BlockLanes& lanes, std::uint32_t count, std::uint32_t blocks,
-                       const PositionTable& positions, std::int16_t* coefficients) {
+                       const PositionTable& positions, const CoefficientScales& scales,
+                       std::int16_t* coefficients) {
   for (std::size_t i = 0; i < kBlockSamples; ++i) {
     std::int16_t* const values = coefficients + positions[i] * blocks;
     for (std::size_t lane = 0; lane < count; ++lane) {
-      values[lane] = RoundToInteger(lanes[i][lane] * forward_graph::kScale[i]);
+      values[lane] = RoundToInteger(lanes[i][lane] * scales[i]);
     }
   }
 }
 
 }  // namespace
 
+CoefficientScales ScalesFor(const QuantMatrix& weights) {
+  CoefficientScales scales;
+  for (std::size_t i = 0; i < scales.size(); ++i) {
+    constexpr double kScale = 4.0 * kUnitWeight;
+    scales[i] = static_cast<float>(kScale / (weights[i] * forward_graph::GraphGain(i)));
+  }
+  return scales;
+}
+
 void ForwardTransform(const std::uint16_t* samples, std::size_t stride, std::uint32_t blocks,
                       unsigned component, const PositionTable& positions,
-                      std::int16_t* coefficients) {
+                      const CoefficientScales& scales, std::int16_t* coefficients) {
   BlockLanes lanes;
   for (std::uint32_t first = 0; first < blocks; first += kLanes) {
     const std::uint32_t count = std::min(kLanes, blocks - first);
@@ -97,7 +107,7 @@ void ForwardTransform(const std::uint16_t* samples, std::size_t stride, std::uin
     // The level shift cancels in every other coefficient, exactly: their first sums and differences
     // are whole numbers far below 2^24.
     for (float& dc : lanes[0]) dc -= forward_graph::kLevelShift;
-    StoreCoefficients(lanes, count, blocks, positions, coefficients + first);
+    StoreCoefficients(lanes, count, blocks, positions, scales, coefficients + first);
   }
 }
 

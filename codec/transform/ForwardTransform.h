@@ -2,10 +2,12 @@
 #ifndef CODEC_TRANSFORM_FORWARDTRANSFORM_H
 #define CODEC_TRANSFORM_FORWARDTRANSFORM_H
 
+#include <array>
 #include <cstddef>
 #include <cstdint>
 
 #include "bitstream/BlockOrder.h"
+#include "bitstream/FrameHeader.h"
 
 /**
  * @file
@@ -22,23 +24,35 @@ namespace prores {
 /// exceeds the 8 x 512 that a flat block of the extreme value 0 gives its DC.
 inline constexpr int kMaxCoefficient = 16384;
 
+/// Factors by which the outputs of the transform become coefficients, raster order.
+using CoefficientScales = std::array<float, kBlockSamples>;
+
+/// The scales for a quantisation matrix of weights of kUnitWeight and more.
+CoefficientScales ScalesFor(const QuantMatrix& weights);
+
+/// A coefficient of this weight is in the unit in which a decoder counts level times weight times
+/// quantiser scale.
+inline constexpr unsigned kUnitWeight = 4;
+
 /**
  * Transforms the blocks of one component of a slice.
  *
- * A coefficient is four times the orthonormal DCT of the samples less 512, rounded to the nearest
- * integer: the unit in which a level times weight times quantiser scale is counted (RDD 36, inverse
- * quantisation and sample reconstruction). Magnitudes stay within kMaxCoefficient.
+ * A coefficient is 16 / weight times the orthonormal DCT of the samples less 512, rounded to the
+ * nearest integer. With the weights taken off, a quantiser has one step for all of them,
+ * kUnitWeight times its scale (RDD 36, inverse quantisation and sample reconstruction). Magnitudes
+ * stay within kMaxCoefficient.
  *
  * @param samples      upper left one of the component, which has 16 lines; 10-bit code values.
  * @param stride       samples from one line to the next.
  * @param blocks       number of blocks, a power of two from 2 to 32; luma has 4 at least.
  * @param component    0 = Y, 1 = Cb, 2 = Cr: decides the order of the blocks.
  * @param positions    of the scan.
+ * @param scales       made by ScalesFor().
  * @param coefficients receives 64 * blocks values in coded order: scan position * blocks + block.
  */
 void ForwardTransform(const std::uint16_t* samples, std::size_t stride, std::uint32_t blocks,
                       unsigned component, const PositionTable& positions,
-                      std::int16_t* coefficients);
+                      const CoefficientScales& scales, std::int16_t* coefficients);
 
 }  // namespace prores
 

@@ -130,12 +130,14 @@ template <std::size_t kLanes>
 class Component {
  public:
   Component(const std::uint16_t* samples, std::size_t stride, std::size_t blocks, unsigned index,
-            const PositionTable& positions, std::int16_t* coefficients)
+            const PositionTable& positions, const CoefficientScales& scales,
+            std::int16_t* coefficients)
       : samples_(samples),
         stride_(stride),
         blocks_(blocks),
         index_(index),
         positions_(positions),
+        scales_(scales),
         coefficients_(coefficients) {}
 
   /// All rows come before all columns, so that none waits for the one in front of it.
@@ -214,7 +216,7 @@ class Component {
     TransformLine(line);
     if (column == 0) line.at[0] = line.at[0] - hn::Set(kFloat, forward_graph::kLevelShift);
     HWY_UNROLL(8) for (std::size_t row = 0; row < kBlockSize; ++row) {
-      const float scale = forward_graph::kScale[row * kBlockSize + column];
+      const float scale = scales_[row * kBlockSize + column];
       line.at[row] = line.at[row] * hn::Set(kFloat, scale);
     }
     HWY_UNROLL(4) for (std::size_t row = 0; row < kBlockSize; row += 2) {
@@ -247,23 +249,27 @@ class Component {
   std::size_t blocks_;
   unsigned index_;
   const PositionTable& positions_;
+  const CoefficientScales& scales_;
   std::int16_t* coefficients_;
   alignas(kVectorAlignment) float values_[kMaxSliceBlocks * kBlockSamples];
 };
 
 void Forward(const std::uint16_t* samples, std::size_t stride, std::uint32_t blocks,
-             unsigned component, const PositionTable& positions, std::int16_t* coefficients) {
+             unsigned component, const PositionTable& positions, const CoefficientScales& scales,
+             std::int16_t* coefficients) {
 #if HWY_TARGET <= HWY_AVX3_DL
   if (blocks >= 16) {
-    return Component<16>(samples, stride, blocks, component, positions, coefficients).Transform();
+    return Component<16>(samples, stride, blocks, component, positions, scales, coefficients)
+        .Transform();
   }
 #endif
 #if HWY_TARGET <= HWY_AVX2
   if (blocks >= 8) {
-    return Component<8>(samples, stride, blocks, component, positions, coefficients).Transform();
+    return Component<8>(samples, stride, blocks, component, positions, scales, coefficients)
+        .Transform();
   }
 #endif
-  Component<4>(samples, stride, blocks, component, positions, coefficients).Transform();
+  Component<4>(samples, stride, blocks, component, positions, scales, coefficients).Transform();
 }
 
 }  // namespace

@@ -2,12 +2,10 @@
 #ifndef CODEC_TRANSFORM_QUANTISE_H
 #define CODEC_TRANSFORM_QUANTISE_H
 
-#include <array>
-#include <cstddef>
+#include <bit>
 #include <cstdint>
 
-#include "bitstream/BlockOrder.h"
-#include "bitstream/FrameHeader.h"
+#include "transform/ForwardTransform.h"
 
 /**
  * @file
@@ -29,45 +27,70 @@ inline constexpr RoundingOffsets kNearestRounding = {32, 32};
 /// worth. A DC has no such choice, its neighbours predict it.
 inline constexpr RoundingOffsets kDeadZoneRounding = {32, 26};
 
-/// The quantiser of one component: a step for each scan position.
+/// Largest quantiser scale (RDD 36, quantisation index).
+inline constexpr unsigned kMaxQuantizerScale = 512;
+
+/// Divides coefficients by the step of a quantiser scale.
 ///
 /// Division by the step is a multiplication. With 2^(k-1) < step <= 2^k and
 /// m = ceil(2^(15+k) / step), floor(n / step) = floor(n m / 2^(15+k)) for all 0 <= n < 2^15: with
 /// e = m step - 2^(15+k), 0 <= e < step <= 2^k, the right side's argument exceeds n / step by
 /// n e / (2^(15+k) step) < 1 / step, too little to reach the next whole number.
-/// m is 2^15 for a power of two and less than 2^16 for the others, 4 <= step <= 2^15. The quotient
-/// is the upper half of a 32-bit product, twice: that of n m, and of this half times 2^(17-k).
+/// m is 2^15 for a power of two and less than 2^16 for the others. The quotient is the upper half
+/// of a 32-bit product, twice: that of n m, and of this half times 2^(17-k).
+///
+/// What a decoder multiplies back fits 16 bits: with a weight w of up to 63, |coefficient| is at
+/// most kMaxCoefficient x kUnitWeight / w, rounded up, and |level x w x scale| at most w /
+/// kUnitWeight x (|coefficient| + step / 2), less than 2^15.
 class Quantiser {
  public:
-  /// @param weights weight (4..63) of each coefficient in raster order.
-  /// @param scale   quantiser scale, 1..512 (RDD 36, quantisation index).
-  /// @param scan    raster index of each scan position.
-  Quantiser(const QuantMatrix& weights, unsigned scale, const ScanTable& scan,
-            RoundingOffsets rounding);
+  /// @param scale quantiser scale, 1..kMaxQuantizerScale.
+  constexpr Quantiser(unsigned scale, RoundingOffsets rounding)
+      : step_(static_cast<std::uint16_t>(kUnitWeight * scale)),
+        dcBias_(static_cast<std::uint16_t>(step_ * rounding.dc / kRoundingUnit)),
+        acBias_(static_cast<std::uint16_t>(step_ * rounding.ac / kRoundingUnit)) {
+    const auto bits = static_cast<unsigned>(std::bit_width(step_ - 1U));
+    const std::uint32_t power = std::uint32_t{1} << (15 + bits);
+    reciprocal_ = static_cast<std::uint16_t>((power + step_ - 1) / step_);
+    power_ = static_cast<std::uint16_t>(1U << (17 - bits));
+  }
 
-  /// Quantises coefficients in coded order.
-  ///
-  /// For |coefficient| <= kMaxCoefficient, |level x step| <= |coefficient| + step / 2 < 2^15: what
-  /// a decoder multiplies back fits 16 bits.
-  /// @param blocks blocks of the component; both arrays hold 64 x blocks values.
-  void Quantise(const std::int16_t* coefficients, std::size_t blocks, std::int16_t* levels) const;
+  /// The level of a coefficient whose magnitude is at most kMaxCoefficient.
+  /// @param bias DcBias() or AcBias().
+  constexpr std::int16_t Level(std::int16_t coefficient, std::uint16_t bias) const {
+    const int sign = coefficient >> 15;  // 0 or -1
+    const auto dividend = static_cast<std::uint16_t>((coefficient ^ sign) - sign + bias);
+    const std::uint32_t product = std::uint32_t{dividend} * reciprocal_ >> 16;
+    const auto magnitude = static_cast<int>(product * power_ >> 16);
+    return static_cast<std::int16_t>((magnitude ^ sign) - sign);
+  }
 
-  // The factors by scan position, for other forms of Quantise(): 64 of each kind, and behind them
-  // as many readable values as a vector has.
+  /// Least magnitude of an AC coefficient whose level is not zero.
+  constexpr std::uint16_t AcThreshold() const {
+    return static_cast<std::uint16_t>(step_ - acBias_);
+  }
+
+  // The factors, for other forms of Level():
 
   /// Rounding offset x step.
-  const std::uint16_t* Biases() const { return factors_.data(); }
+  constexpr std::uint16_t DcBias() const { return dcBias_; }
+  constexpr std::uint16_t AcBias() const { return acBias_; }
   /// m above.
-  const std::uint16_t* Reciprocals() const { return factors_.data() + kBlockSamples; }
+  constexpr std::uint16_t Reciprocal() const { return reciprocal_; }
   /// 2^(17-k).
-  const std::uint16_t* Powers() const { return factors_.data() + std::size_t{2} * kBlockSamples; }
+  constexpr std::uint16_t Power() const { return power_; }
 
  private:
-  static constexpr std::size_t kMaxVectorValues = 32;
+  // The dividend of the reciprocal multiplication stays below 2^15.
+  static_assert(kMaxCoefficient + kUnitWeight * kMaxQuantizerScale / 2 < 1 << 15);
+  static_assert(kNearestRounding.dc <= kRoundingUnit / 2 &&
+                kNearestRounding.ac <= kRoundingUnit / 2);
 
-  void SetStep(std::size_t position, unsigned step, unsigned offset);
-
-  std::array<std::uint16_t, 3 * kBlockSamples + kMaxVectorValues> factors_{};
+  std::uint16_t step_;
+  std::uint16_t dcBias_;
+  std::uint16_t acBias_;
+  std::uint16_t reciprocal_ = 0;
+  std::uint16_t power_ = 0;
 };
 
 }  // namespace prores

@@ -9,6 +9,7 @@
 #include "GuardedMemory.h"
 #include "cpu/Kernels.h"
 #include "entropy/ComponentEncoder.h"
+#include "entropy/SparseComponent.h"
 #include "rate/QuantiserLadder.h"
 #include "transform/ForwardTransform.h"
 
@@ -20,6 +21,39 @@ using test::GuardedMemory;
 
 constexpr std::size_t kBlockCounts[] = {2, 4, 8, 16, 32};
 
+/// What a form of SelectCoefficients() makes of coefficients, in as much memory as is promised, at
+/// the edge of memory that cannot be touched.
+class Selection {
+ public:
+  Selection(const std::vector<std::int16_t>& coefficients, std::uint16_t threshold, Guard guard,
+            decltype(&SelectCoefficients) select = SelectCoefficients)
+      : source_(coefficients.size(), guard),
+        dcs_(coefficients.size() / 64 + kSparseSlack, guard),
+        values_(coefficients.size() + kSparseSlack, guard),
+        places_(coefficients.size() + kSparseSlack, guard) {
+    std::ranges::copy(coefficients, source_.Values().begin());
+    component.blocks = coefficients.size() / 64;
+    std::copy_n(coefficients.begin(), component.blocks, dcs_.Values().begin());
+    component.dcs = dcs_.Values().data();
+    component.values = values_.Values().data();
+    component.places = places_.Values().data();
+    component.count =
+        select(source_.Values(), threshold, values_.Values().data(), places_.Values().data());
+  }
+
+  bool operator==(const Selection& other) const {
+    const std::size_t count = component.count;
+    return count == other.component.count &&
+           std::equal(component.values, component.values + count, other.component.values) &&
+           std::equal(component.places, component.places + count, other.component.places);
+  }
+
+  SparseComponent component{};
+
+ private:
+  GuardedMemory<std::int16_t> source_, dcs_, values_, places_;
+};
+
 /// All forms against the plain one, at the edge of the memory that they may touch.
 class ComponentEncoderKernels : public testing::TestWithParam<CpuLevel> {
  protected:
@@ -27,18 +61,25 @@ class ComponentEncoderKernels : public testing::TestWithParam<CpuLevel> {
     if (GetParam() > DetectCpuLevel()) GTEST_SKIP() << "not on this processor";
   }
 
-  /// Counts and writes `coefficients`, which lie at either end of their pages.
-  void ExpectSame(const Quantiser& quantiser, const std::vector<std::int16_t>& coefficients) {
-    const std::size_t bytes = CountComponentBytes(quantiser, coefficients);
+  /// Selects, counts and writes `coefficients`, which lie at either end of their pages.
+  void ExpectSame(unsigned rung, const std::vector<std::int16_t>& coefficients) {
+    const Quantiser quantiser = QuantiserOf(rung);
+    const Selection all(coefficients, 1, Guard::kBehind);
+    const std::size_t bytes = CountComponentBytes(quantiser, all.component);
     std::vector<std::uint8_t> expected(bytes);
-    ASSERT_TRUE(WriteComponent(quantiser, coefficients, expected));
+    ASSERT_TRUE(WriteComponent(quantiser, all.component, expected));
     for (const Guard guard : {Guard::kInFront, Guard::kBehind}) {
-      const GuardedMemory<std::int16_t> source(coefficients.size(), guard);
-      std::ranges::copy(coefficients, source.Values().begin());
-      ASSERT_EQ(kernels_.countComponentBytes(quantiser, source.Values()), bytes);
-      const GuardedMemory<std::uint8_t> destination(bytes, guard);
-      ASSERT_TRUE(kernels_.writeComponent(quantiser, source.Values(), destination.Values()));
-      ASSERT_TRUE(std::ranges::equal(destination.Values(), expected));
+      for (const unsigned finest : {rung, rung / 2}) {
+        const std::uint16_t threshold = QuantiserOf(finest).AcThreshold();
+        const Selection selection(coefficients, threshold, guard, kernels_.selectCoefficients);
+        const Selection plain(coefficients, threshold, guard);
+        ASSERT_TRUE(selection == plain);
+        ASSERT_EQ(CountComponentBytes(quantiser, plain.component), bytes);
+        ASSERT_EQ(kernels_.countComponentBytes(quantiser, selection.component), bytes);
+        const GuardedMemory<std::uint8_t> destination(bytes, guard);
+        ASSERT_TRUE(kernels_.writeComponent(quantiser, selection.component, destination.Values()));
+        ASSERT_TRUE(std::ranges::equal(destination.Values(), expected));
+      }
     }
   }
 
@@ -59,15 +100,6 @@ std::vector<std::int16_t> RandomCoefficients(std::size_t blocks, unsigned densit
   return coefficients;
 }
 
-const QuantiserLadder& FlatLadder() {
-  static const QuantiserLadder ladder = [] {
-    QuantiserLadder made;
-    made.Prepare(FrameHeader());
-    return made;
-  }();
-  return ladder;
-}
-
 TEST_P(ComponentEncoderKernels, CodeRandomCoefficientsAsThePlainFormDoes) {
   std::mt19937 random(1);
   for (const std::size_t blocks : kBlockCounts) {
@@ -76,8 +108,8 @@ TEST_P(ComponentEncoderKernels, CodeRandomCoefficientsAsThePlainFormDoes) {
         for (const unsigned rung : {0U, 1U, 7U, 100U, kCoarsestRung}) {
           SCOPED_TRACE(testing::Message() << blocks << " blocks, density " << density << ", up to "
                                           << largest << ", rung " << rung);
-          ASSERT_NO_FATAL_FAILURE(ExpectSame(FlatLadder()[rung].luma,
-                                             RandomCoefficients(blocks, density, largest, random)));
+          ASSERT_NO_FATAL_FAILURE(
+              ExpectSame(rung, RandomCoefficients(blocks, density, largest, random)));
         }
       }
     }
@@ -89,7 +121,7 @@ TEST_P(ComponentEncoderKernels, CodeEveryCountOfLevelsAsThePlainFormDoes) {
     for (std::size_t count = 0; count <= std::min<std::size_t>(63 * blocks, 140); ++count) {
       std::vector<std::int16_t> coefficients(64 * blocks);
       std::fill_n(coefficients.end() - static_cast<std::ptrdiff_t>(count), count, 4);
-      ASSERT_NO_FATAL_FAILURE(ExpectSame(FlatLadder()[0].luma, coefficients)) << count;
+      ASSERT_NO_FATAL_FAILURE(ExpectSame(0, coefficients)) << count;
     }
   }
 }
@@ -100,7 +132,7 @@ TEST_P(ComponentEncoderKernels, CodeTheLongestCodewordsAsThePlainFormDoes) {
     for (std::size_t i = 0; i < coefficients.size(); ++i) {
       coefficients[i] = static_cast<std::int16_t>(i % 2 == 0 ? kMaxCoefficient : -kMaxCoefficient);
     }
-    ASSERT_NO_FATAL_FAILURE(ExpectSame(FlatLadder()[0].luma, coefficients));
+    ASSERT_NO_FATAL_FAILURE(ExpectSame(0, coefficients));
     // Far apart, singly among small ones.
     for (const std::size_t distance : {3U, 17U, 40U, 500U, 2000U}) {
       for (const std::int16_t between : {std::int16_t{0}, std::int16_t{4}}) {
@@ -108,7 +140,7 @@ TEST_P(ComponentEncoderKernels, CodeTheLongestCodewordsAsThePlainFormDoes) {
         for (std::size_t i = blocks + distance; i < coefficients.size(); i += distance) {
           coefficients[i] = -kMaxCoefficient;
         }
-        ASSERT_NO_FATAL_FAILURE(ExpectSame(FlatLadder()[0].luma, coefficients));
+        ASSERT_NO_FATAL_FAILURE(ExpectSame(0, coefficients));
       }
     }
   }
@@ -123,38 +155,20 @@ TEST_P(ComponentEncoderKernels, QuantiseEveryCoefficientByEveryStepOfTheLadder) 
         coefficient = static_cast<std::int16_t>(value);
         value = value >= kMaxCoefficient - 6 ? value - 2 * kMaxCoefficient + 7 : value + 7;
       }
-      ASSERT_NO_FATAL_FAILURE(ExpectSame(FlatLadder()[rung].chroma, coefficients)) << rung;
-    }
-  }
-}
-
-TEST_P(ComponentEncoderKernels, TakeTheStepOfEachScanPosition) {
-  std::mt19937 random(2);
-  FrameHeader header;
-  for (std::uint8_t& weight : header.lumaMatrix) {
-    weight = static_cast<std::uint8_t>(4 + random() % 60);
-  }
-  for (const InterlaceMode mode : {InterlaceMode::kProgressive, InterlaceMode::kTopFieldFirst}) {
-    header.interlaceMode = mode;
-    QuantiserLadder ladder;
-    ladder.Prepare(header);
-    for (const std::size_t blocks : kBlockCounts) {
-      for (const unsigned rung : {0U, 3U, 50U, 200U}) {
-        ASSERT_NO_FATAL_FAILURE(ExpectSame(
-            ladder[rung].luma, RandomCoefficients(blocks, 1024, kMaxCoefficient, random)));
-      }
+      ASSERT_NO_FATAL_FAILURE(ExpectSame(rung, coefficients)) << rung;
     }
   }
 }
 
 TEST_P(ComponentEncoderKernels, RefuseADestinationOfAnotherSize) {
   std::mt19937 random(3);
-  const Quantiser& quantiser = FlatLadder()[2].luma;
-  const std::vector<std::int16_t> coefficients = RandomCoefficients(8, 300, 1000, random);
-  const std::size_t bytes = CountComponentBytes(quantiser, coefficients);
+  const Quantiser quantiser = QuantiserOf(2);
+  const Selection selection(RandomCoefficients(8, 300, 1000, random), 1, Guard::kBehind);
+  const std::size_t bytes = CountComponentBytes(quantiser, selection.component);
   for (const std::size_t room : {std::size_t{0}, std::size_t{1}, bytes - 1, bytes + 1}) {
     const GuardedMemory<std::uint8_t> destination(room);
-    EXPECT_FALSE(kernels_.writeComponent(quantiser, coefficients, destination.Values())) << room;
+    EXPECT_FALSE(kernels_.writeComponent(quantiser, selection.component, destination.Values()))
+        << room;
   }
 }
 

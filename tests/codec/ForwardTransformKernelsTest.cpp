@@ -47,10 +47,13 @@ class ForwardTransformKernels : public testing::TestWithParam<CpuLevel> {
     std::ranges::generate(samples.Values(), nextSample);
     const GuardedMemory<std::int16_t> coefficients(std::size_t{64} * blocks, guard);
     const GuardedMemory<std::int16_t> expected(std::size_t{64} * blocks, guard);
+    QuantMatrix weights;
+    for (std::uint8_t& weight : weights) weight = static_cast<std::uint8_t>(4 + random_() % 60);
+    const CoefficientScales scales = ScalesFor(weights);
     KernelsFor(GetParam())
-        .forwardTransform(samples.Values().data(), stride, blocks, component, positions,
+        .forwardTransform(samples.Values().data(), stride, blocks, component, positions, scales,
                           coefficients.Values().data());
-    ForwardTransform(samples.Values().data(), stride, blocks, component, positions,
+    ForwardTransform(samples.Values().data(), stride, blocks, component, positions, scales,
                      expected.Values().data());
     ASSERT_TRUE(std::ranges::equal(coefficients.Values(), expected.Values()))
         << blocks << " blocks, component " << component;

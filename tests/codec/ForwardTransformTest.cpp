@@ -39,10 +39,11 @@ std::array<double, 64> ExactTransform(const std::uint16_t* block) {
 }
 
 std::vector<std::int16_t> Transform(const Samples& samples, std::uint32_t blocks,
-                                    const PositionTable& positions) {
+                                    const PositionTable& positions,
+                                    const QuantMatrix& weights = kDefaultQuantMatrix) {
   std::vector<std::int16_t> coefficients(std::size_t{64} * blocks);
   ForwardTransform(samples.values.data(), kStride, blocks, kComponent, positions,
-                   coefficients.data());
+                   ScalesFor(weights), coefficients.data());
   return coefficients;
 }
 
@@ -68,6 +69,24 @@ TEST(ForwardTransform, IsTheRoundedExactTransformForEveryBlockCountAndScan) {
         value = static_cast<std::uint16_t>(random() % 1024);
       }
       EXPECT_LT(LargestError(samples, blocks, *scan), 0.505) << blocks;
+    }
+  }
+}
+
+TEST(ForwardTransform, TakesTheWeightsOff) {
+  std::mt19937 random(3);
+  Samples samples;
+  for (std::uint16_t& value : samples.values) value = static_cast<std::uint16_t>(random() % 1024);
+  QuantMatrix weights{};
+  for (std::size_t i = 0; i < 64; ++i) weights[i] = static_cast<std::uint8_t>(63 - i * 59 / 63);
+  for (const ScanTable* scan : {&kProgressiveScan, &kInterlacedScan}) {
+    const auto coefficients = Transform(samples, 2, PositionsIn(*scan), weights);
+    for (std::uint32_t block = 0; block < 2; ++block) {
+      const std::array<double, 64> exact = ExactTransform(samples.Block(block));
+      for (std::size_t position = 0; position < 64; ++position) {
+        const std::size_t i = (*scan)[position];
+        EXPECT_NEAR(coefficients[position * 2 + block], exact[i] * 4 / weights[i], 0.505) << i;
+      }
     }
   }
 }
