@@ -3,6 +3,8 @@
 
 #include <algorithm>
 
+#include "cpu/AlignedVector.h"
+
 namespace prores {
 
 void CoefficientStore::Reset(std::uint32_t strips, std::uint32_t slicesPerStrip,
@@ -46,6 +48,15 @@ SparseComponent CoefficientStore::Component(std::uint32_t slice, unsigned compon
       .dcs = dcs,
       .values = values,
       .places = entry.count == allCount ? kAllPlaces.data() + entry.blocks : values + entry.count};
+}
+
+void CoefficientStore::Prefetch(std::uint32_t slice) const {
+  const SparseComponent last = Component(slice, kComponents - 1);
+  const std::int16_t* const end = last.values + 2 * last.count;
+  constexpr std::size_t kValuesPerLine = kVectorAlignment / sizeof(std::int16_t);
+  for (const std::int16_t* p = Component(slice, 0).dcs; p < end; p += kValuesPerLine) {
+    __builtin_prefetch(p);
+  }
 }
 
 }  // namespace prores

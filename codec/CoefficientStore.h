@@ -41,6 +41,9 @@ class CoefficientStore {
   /// ClearStrip().
   SparseComponent Component(std::uint32_t slice, unsigned component) const;
 
+  /// Begins to load the components of a slice.
+  void Prefetch(std::uint32_t slice) const;
+
  private:
   struct Entry {
     std::size_t begin;  ///< of the DCs; behind them the values, and the places if there are any

@@ -202,8 +202,11 @@ class Encoder::Meter : public SliceMeter {
   void Measure(unsigned rung, std::span<const std::uint32_t> slices,
                std::span<SliceSize> sizes) override {
     TransformStripsOf(slices, rung);
-    encoder_.ForEachSlice(static_cast<std::uint32_t>(slices.size()),
-                          [&](std::uint32_t i) { sizes[slices[i]] = SizeOf(slices[i], rung); });
+    encoder_.ForEachSlice(static_cast<std::uint32_t>(slices.size()), [&](std::uint32_t i) {
+      // They lie far apart.
+      if (i + 1 < slices.size()) encoder_.coefficients_.Prefetch(slices[i + 1]);
+      sizes[slices[i]] = SizeOf(slices[i], rung);
+    });
   }
 
   /// Measures each strip while its coefficients are in cache.

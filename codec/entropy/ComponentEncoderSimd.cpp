@@ -17,6 +17,7 @@
 #include <hwy/highway.h>
 #include "entropy/CodewordWriter-inl.h"
 #include "entropy/EncoderCodewords-inl.h"
+#include "entropy/EncoderLengths-inl.h"
 #include "entropy/EncoderLevels-inl.h"
 // clang-format on
 
@@ -33,9 +34,9 @@ constexpr std::size_t kMaxComponentBytes =
 std::size_t CountBytes(const Quantiser& quantiser, const SparseComponent& component) {
   Levels levels;
   Collect(quantiser, component, levels);
-  BitCounter counter;
-  Code(levels, component.blocks, counter);
-  return (counter.Bits() + CodeFirstDc(levels).length + 7) / 8;
+  BitCounter dcs;
+  CodeDcs(levels, component.blocks, dcs);
+  return (CodeFirstDc(levels).length + dcs.Bits() + CountPairBits(levels) + 7) / 8;
 }
 
 bool Write(const Quantiser& quantiser, const SparseComponent& component,
@@ -45,7 +46,8 @@ bool Write(const Quantiser& quantiser, const SparseComponent& component,
   alignas(64) std::array<std::uint8_t, kMaxComponentBytes> bytes;
   CodewordWriter writer(bytes.data());
   writer.Put(CodeFirstDc(levels));
-  Code(levels, component.blocks, writer);
+  CodeDcs(levels, component.blocks, writer);
+  CodePairs(levels, 0, levels.count, writer);
   const auto size = static_cast<std::size_t>(writer.End() - bytes.data());
   if (size != destination.size()) return false;
   std::memcpy(destination.data(), bytes.data(), size);

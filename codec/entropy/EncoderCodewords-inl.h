@@ -131,11 +131,13 @@ inline Codewords First(const Codewords& words, std::size_t count) {
   return {hn::IfThenElseZero(mask, words.bits), hn::IfThenElseZero(mask, words.length)};
 }
 
-/// Codes all levels but the first DC into a sink, which has
-///     void Put(const Codewords& first, const Codewords& second);
-/// for one lane's codewords after the other's, both of a lane together.
+// Codewords go to a sink, which has
+//     void Put(const Codewords& first, const Codewords& second);
+// for one lane's codewords after the other's, both of a lane together.
+
+/// Codes all DC levels but the first.
 template <typename Sink>
-void Code(const Levels& levels, std::size_t blocks, Sink& sink) {
+void CodeDcs(const Levels& levels, std::size_t blocks, Sink& sink) {
   const auto load = [](const std::int16_t* from) { return hn::LoadU(Tag(), from); };
   const Codewords none{Set(0), Set(0)};
   for (std::size_t i = 1; i < blocks; i += kLanes) {
@@ -144,6 +146,12 @@ void Code(const Levels& levels, std::size_t blocks, Sink& sink) {
     const Codewords words = CodeDifferences(load(dc) - before, before - load(dc - 2));
     sink.Put(First(words, std::min(kLanes, blocks - i)), none);
   }
+}
+
+/// Codes runs, levels and signs of the AC levels from `begin` to `end`.
+template <typename Sink>
+void CodePairs(const Levels& levels, std::size_t begin, std::size_t end, Sink& sink) {
+  const auto load = [](const std::int16_t* from) { return hn::LoadU(Tag(), from); };
   const auto pairs = [&](std::size_t i, auto&& restrict) {
     const std::int16_t* const place = levels.places.data() + Levels::kBefore + i;
     const std::int16_t* const level = levels.levels.data() + Levels::kBefore + i;
@@ -155,12 +163,12 @@ void Code(const Levels& levels, std::size_t blocks, Sink& sink) {
     sink.Put(restrict(CodeRuns(load(place) - before, before - load(place - 2))),
              restrict(magnitudes));
   };
-  std::size_t i = 0;
-  for (; i + kLanes <= levels.count; i += kLanes) {
+  std::size_t i = begin;
+  for (; i + kLanes <= end; i += kLanes) {
     pairs(i, [](const Codewords& words) { return words; });
   }
-  if (i < levels.count) {
-    pairs(i, [&](const Codewords& words) { return First(words, levels.count - i); });
+  if (i < end) {
+    pairs(i, [&](const Codewords& words) { return First(words, end - i); });
   }
 }
 

@@ -32,7 +32,8 @@ namespace prores::HWY_NAMESPACE {
 /// at kBefore, and two entries in front of them stand for what counts as coming before.
 struct Levels {
   static constexpr std::size_t kBefore = 2;
-  static constexpr std::size_t kCapacity = kBefore + kMaxSliceBlocks * kBlockSamples + kLanes;
+  static constexpr std::size_t kZeros = 2 * kLanes;  ///< at least, behind the last of AC
+  static constexpr std::size_t kCapacity = kBefore + kMaxSliceBlocks * kBlockSamples + kZeros;
 
   std::size_t count;                                                             ///< of AC
   alignas(64) std::array<std::int16_t, kMaxSliceBlocks + kBefore + kLanes> dcs;  ///< all of them
@@ -166,8 +167,10 @@ inline void Collect(const Quantiser& quantiser, const SparseComponent& component
       return hn::And(selected, hn::FirstN(kTag, component.count - i));
     });
   }
-  hn::StoreU(hn::Zero(kTag), kTag, levelsEnd);
-  hn::StoreU(hn::Zero(kTag), kTag, placesEnd);
+  for (std::size_t zero = 0; zero < Levels::kZeros; zero += kLanes) {
+    hn::StoreU(hn::Zero(kTag), kTag, levelsEnd + zero);
+    hn::StoreU(hn::Zero(kTag), kTag, placesEnd + zero);
+  }
   levels.count = static_cast<std::size_t>(levelsEnd - levels.levels.data()) - Levels::kBefore;
 }
 

@@ -6,6 +6,7 @@
 /// Tables of the SIMD forms of the component encoder.
 
 #include <array>
+#include <bit>
 #include <cstddef>
 #include <cstdint>
 
@@ -44,6 +45,22 @@ constexpr CodeTables MakeCodeTables(const std::array<CodeId, kSize>& codes) {
 inline constexpr CodeTables kRunTables = MakeCodeTables(kRunCodes);
 inline constexpr CodeTables kLevelTables = MakeCodeTables(kLevelCodes);
 inline constexpr CodeTables kDcTables = MakeCodeTables(kDcCodes);
+
+/// floor(log2) of a byte is the greater of those of its low and its high four bits.
+struct Log2Tables {
+  using Table = std::array<std::uint8_t, 16>;
+  alignas(16) Table low{};   ///< 0 for 0
+  alignas(16) Table high{};  ///< 0 for 0
+};
+inline constexpr Log2Tables kLog2Tables = [] {
+  Log2Tables tables;
+  for (unsigned nibble = 1; nibble < 16; ++nibble) {
+    const auto log2 = static_cast<std::uint8_t>(std::bit_width(nibble) - 1);
+    tables.low[nibble] = log2;
+    tables.high[nibble] = static_cast<std::uint8_t>(log2 + 4);
+  }
+  return tables;
+}();
 
 /// For each set of eight 16-bit lanes, the byte shuffle that moves them to the front.
 using PackTable = std::array<std::array<std::uint8_t, 16>, 256>;
