@@ -23,10 +23,18 @@ namespace vixprores {
 namespace {
 
 using std::chrono::steady_clock;
-using Clip = std::vector<std::shared_ptr<const vix::IBuffer>>;
+using Picture = std::shared_ptr<const vix::IBuffer>;
 
 // Timed passes over the clip, of which the median counts; one more before them warms up.
 constexpr int kPasses = 5;
+
+// Frames that go through elements: the pictures in their order, over and over again.
+struct Clip {
+  std::vector<Picture> pictures;
+  std::size_t frames;
+
+  const Picture& At(std::size_t frame) const { return pictures[frame % pictures.size()]; }
+};
 
 struct PassTimes {
   double wallSeconds;
@@ -56,17 +64,18 @@ StreamFormat RawFormat(const BenchOptions& options) {
   return format;
 }
 
-Clip DrawClip(const StreamFormat& format, int frames) {
+Clip DrawClip(const StreamFormat& format, std::uint32_t frames) {
+  const std::uint32_t pictures = CountTestPictures(frames, format.FrameBytes());
   const TestPicture picture;
   const FramePool pool;
   const auto planar = pool.MakeFrame(PlanarBytes(format));
   const std::span planes(planar->GetData(), planar->GetSize());
-  Clip clip;
-  for (std::uint32_t number = 0; number < static_cast<std::uint32_t>(frames); ++number) {
+  Clip clip{{}, frames};
+  for (std::uint32_t number = 0; number < pictures; ++number) {
     auto packed = pool.MakeFrame(format.FrameBytes());
     picture.Draw(format, number, planes);
     PackPicture(format, planes, std::span(packed->GetData(), packed->GetSize()));
-    clip.push_back(std::move(packed));
+    clip.pictures.push_back(std::move(packed));
   }
   return clip;
 }
@@ -83,7 +92,7 @@ double SecondsSince(steady_clock::time_point start) {
 
 struct Frame {
   std::size_t number;
-  std::shared_ptr<const vix::IBuffer> result;
+  Picture result;
 };
 
 // Runs the clip through the elements once. `result` is called with every coded frame in order.
@@ -93,12 +102,12 @@ PassTimes RunPass(ElementTeam& elements, const Clip& clip, const Result& result)
   PipelineStages<Frame> stages;
   stages.read = [&]() -> std::optional<Frame> {
     if (InterruptRequested()) throw Interrupted();
-    if (next == clip.size()) return std::nullopt;
+    if (next == clip.frames) return std::nullopt;
     return Frame{next++, nullptr};
   };
   stages.process = [&](Frame& frame, unsigned element) {
     const auto number = static_cast<std::int64_t>(frame.number);
-    frame.result = elements.Process(element, clip[frame.number], number)->GetBuffer();
+    frame.result = elements.Process(element, clip.At(frame.number), number)->GetBuffer();
   };
   stages.write = [&](const Frame& frame, const std::exception_ptr& failure) {
     if (failure) std::rethrow_exception(failure);
@@ -140,13 +149,14 @@ Direction Measure(const char* name, const ElementTeam::MakeElement& make,
       times[team].push_back(RunPass(teams[team], clip, drop));
     }
   }
-  return {name, ToSpeed(times.front(), clip.size()), ToSpeed(times.back(), clip.size())};
+  return {name, ToSpeed(times.front(), clip.frames), ToSpeed(times.back(), clip.frames)};
 }
 
 // Everything that is known at the end.
 struct BenchReport {
   const BenchOptions& options;
   unsigned threads;
+  std::size_t pictures;
   double megabytesPerFrame;  // compressed
   std::array<Direction, 2> directions;
 
@@ -157,6 +167,14 @@ double SpeedUp(const Direction& direction) {
   return direction.together.framesPerSecond / direction.alone.framesPerSecond;
 }
 
+std::string DescribeFrames(const BenchReport& report) {
+  const auto frames = static_cast<std::size_t>(report.options.frames);
+  std::string text = std::to_string(frames) + " frames";
+  if (report.pictures < frames)
+    text += " (" + std::to_string(report.pictures) + " pictures in turn)";
+  return text;
+}
+
 std::string ToText(const BenchReport& report) {
   const BenchOptions& options = report.options;
   std::string text =
@@ -164,9 +182,8 @@ std::string ToText(const BenchReport& report) {
       ", " + (options.interlaced ? "interlaced" : "progressive") + ", " + options.variant->name +
       ", CPU level " + CpuLevelInUse() + ", " + std::to_string(report.threads) +
       (report.threads == 1 ? " thread" : " threads") + ", median of " + std::to_string(kPasses) +
-      " passes over " + std::to_string(options.frames) +
-      " frames\n        CPU ms/frame       fps  Mpixel/s  MB/frame  "
-      "fps of 1 thread  speed-up\n";
+      " passes over " + DescribeFrames(report) +
+      "\n        CPU ms/frame       fps  Mpixel/s  MB/frame  fps of 1 thread  speed-up\n";
   for (const Direction& direction : report.directions) {
     std::array<char, 128> line{};
     const double fps = direction.together.framesPerSecond;
@@ -191,6 +208,7 @@ std::string ToJson(const BenchReport& report) {
   json["cpu"] = CpuLevelInUse();
   json["threads"] = report.threads;
   json["frames"] = options.frames;
+  json["pictures"] = report.pictures;
   json["passes"] = kPasses;
   for (const Direction& direction : report.directions) {
     const double fps = direction.together.framesPerSecond;
@@ -214,20 +232,21 @@ std::string Bench(const BenchOptions& options) {
   StreamFormat compressed = raw;
   compressed.code = options.variant->code;
   const unsigned threads = ShareThreads(options.threads, std::nullopt).elements;
-  const Clip clip = DrawClip(raw, options.frames);
-  Clip coded;
+  const Clip clip = DrawClip(raw, static_cast<std::uint32_t>(options.frames));
+  Clip coded{{}, clip.frames};
   double bytes = 0;
   const Direction encoding = Measure(
       "encode", [&](int share) { return MakeProResEncoder(*options.variant, share); }, raw, clip,
       threads,
-      [&](const std::shared_ptr<const vix::IBuffer>& frame) {
-        coded.push_back(frame);
+      [&](const Picture& frame) {
+        if (coded.pictures.size() < clip.pictures.size()) coded.pictures.push_back(frame);
         bytes += frame->GetSize();
       });
   const Direction decoding = Measure(
       "decode", [&](int share) { return MakeProResDecoder(options.fourcc, false, share); },
       compressed, coded, threads, [](const auto& /*frame*/) {});
-  const BenchReport report{options, threads, bytes / 1e6 / options.frames, {encoding, decoding}};
+  const BenchReport report{
+      options, threads, clip.pictures.size(), bytes / 1e6 / options.frames, {encoding, decoding}};
   return options.json ? ToJson(report) : ToText(report);
 }
 

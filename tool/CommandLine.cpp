@@ -134,7 +134,8 @@ void AddBench(CLI::App& app, BenchOptions& options) {
   command.add_flag("--interlaced", options.interlaced, "Two fields a frame, top field first");
   command
       .add_option("--frames", options.frames,
-                  "Different frames, all of which are in memory; 24 when not given")
+                  "Frames of a pass, 24 when not given; of many only some are different pictures, "
+                  "512 MiB at most")
       ->check(CLI::Range(1, kMostBenchFrames).description(""))
       ->type_name("N");
   AddMachineOptions(command, options);

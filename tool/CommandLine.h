@@ -49,7 +49,7 @@ struct BenchOptions : HostOptions, MachineOptions {
   vix::FourCC fourcc = vix::kFourCC_V210;
   PictureSize size{1920, 1080};
   bool interlaced = false;
-  int frames = 24;  ///< of the clip, all of which are in memory
+  int frames = 24;  ///< of a pass; of many only some are different pictures
   bool json = false;
 };
 

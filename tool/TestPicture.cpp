@@ -125,4 +125,10 @@ void TestPicture::Draw(const StreamFormat& format, std::uint32_t frame,
   }
 }
 
+std::uint32_t CountTestPictures(std::uint32_t frames, std::uint32_t frameBytes) {
+  constexpr std::uint32_t kMostPictures = 256;
+  constexpr std::uint32_t kMostBytes = 512u << 20;
+  return std::min(frames, std::clamp(kMostBytes / frameBytes, 1u, kMostPictures));
+}
+
 }  // namespace vixprores

@@ -48,6 +48,10 @@ class TestPicture {
   Tile grain_;
 };
 
+/// Different pictures that stand for that many frames, which come back to the first one after the
+/// last: too many for caches, and few enough to be kept in memory however many frames there are.
+std::uint32_t CountTestPictures(std::uint32_t frames, std::uint32_t frameBytes);
+
 }  // namespace vixprores
 
 #endif  // TOOL_TESTPICTURE_H

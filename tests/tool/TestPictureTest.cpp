@@ -81,5 +81,18 @@ TEST(TestPicture, SecondFieldsAreLater) {
   for (const std::size_t row : equal) EXPECT_EQ(row % 2, 0u);
 }
 
+TEST(CountTestPictures, DrawsEveryFrameOfShortClips) {
+  constexpr std::uint32_t k1080p = 5529600;
+  constexpr std::uint32_t k2160p = 22118400;
+  EXPECT_EQ(CountTestPictures(1, k1080p), 1u);
+  EXPECT_EQ(CountTestPictures(24, k2160p), 24u);
+}
+
+TEST(CountTestPictures, IsBoundedInNumberAndInMemory) {
+  EXPECT_EQ(CountTestPictures(10000, 64), 256u);
+  EXPECT_EQ(CountTestPictures(10000, 5529600), 97u);
+  EXPECT_EQ(CountTestPictures(10000, 0xFFFFFFFF), 1u);
+}
+
 }  // namespace
 }  // namespace vixprores

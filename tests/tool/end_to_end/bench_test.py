@@ -1,8 +1,10 @@
 # SPDX-License-Identifier: BSD-2-Clause
 """The measurement of encoding and decoding in memory."""
 import json
+import os
+import subprocess
 
-from tool import ToolTest
+from tool import PROGRAM, ToolTest
 
 SMALL = ("--size", "128x96", "--frames", "4")
 
@@ -50,6 +52,30 @@ class Bench(ToolTest):
                 rate = report["encode"]["megabytesPerFrame"] * 8 * 25
                 self.assertGreater(rate, 0.9 * megabits)
                 self.assertLess(rate, 1.1 * megabits)
+
+    def test_memory_does_not_grow_with_the_frames(self):
+        """Passes over 744 frames more need less than the memory of 100 pictures more."""
+        picture, sizes = 896 * 240, []
+        for frames in (256, 1000):
+            process = subprocess.Popen(
+                [PROGRAM, "bench", "--json", "--size", "320x240", "--variant", "proxy", "--threads",
+                 "1", "--frames", str(frames)], stdout=subprocess.PIPE, text=True,
+                # A sanitizer keeps freed memory, unless told otherwise.
+                env={**os.environ, "ASAN_OPTIONS": "quarantine_size_mb=1"})
+            with process.stdout:
+                report = json.loads(process.stdout.read())
+            _, status, usage = os.wait4(process.pid, 0)
+            process.returncode = os.waitstatus_to_exitcode(status)
+            self.assertEqual(process.returncode, 0)
+            self.assertEqual((report["frames"], report["pictures"]), (frames, 256))
+            sizes.append(usage.ru_maxrss * 1024)
+        self.assertLess(sizes[1] - sizes[0], 100 * picture)
+
+    def test_text_tells_of_frames_that_come_again(self):
+        text = self.succeed("bench", *SMALL[:2], "--frames", "257", "--threads", "1").stdout
+        self.assertIn("passes over 257 frames (256 pictures in turn)\n", text)
+        text = self.succeed("bench", *SMALL, "--threads", "1").stdout
+        self.assertIn("passes over 4 frames\n", text)
 
     def test_text_has_a_line_for_each_direction(self):
         lines = self.succeed("bench", *SMALL, "--threads", "1").stdout.splitlines()
