@@ -65,6 +65,11 @@ PictureSize ParsePictureSize(const std::string& text) {
                      "1920x1080, each from " + std::to_string(kSmallestSide) + " to " +
                      std::to_string(kLargestSide));
   }
+  if (size->first * size->second > kMostPixels) {
+    throw UsageError("--size " + text + ": pictures of " +
+                     std::to_string(size->first * size->second) +
+                     " pixels are too large; the limit is " + std::to_string(kMostPixels));
+  }
   return {static_cast<std::uint32_t>(size->first), static_cast<std::uint32_t>(size->second)};
 }
 

@@ -30,6 +30,9 @@ struct PictureSize {
 /// what the codec library takes.
 inline constexpr std::uint32_t kSmallestSide = 2;
 inline constexpr std::uint32_t kLargestSide = 65535;
+/// Most pixels of a picture: with four bytes each, as planes of 10 bits take, the bytes of one can
+/// still be counted in 32 bits.
+inline constexpr std::int64_t kMostPixels = 1'000'000'000;
 
 /// "FIRST-LAST"
 FrameRange ParseFrameRange(const std::string& text);

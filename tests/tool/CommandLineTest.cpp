@@ -118,6 +118,7 @@ TEST(CommandLine, RefusesWrongUse) {
       {"bench", "a"},
       {"bench", "--frames", "0"},
       {"bench", "--size", "1920"},
+      {"bench", "--size", "65535x65535"},
   };
   for (const auto& words : wrong) EXPECT_THROW(Parse(words), UsageError);
 }

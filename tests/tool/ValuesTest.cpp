@@ -1,4 +1,5 @@
 // SPDX-License-Identifier: BSD-2-Clause
+#include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
 #include "Errors.h"
@@ -6,6 +7,10 @@
 
 namespace vixprores {
 namespace {
+
+using testing::AllOf;
+using testing::HasSubstr;
+using testing::ThrowsMessage;
 
 TEST(ParseFrameRange, TakesBothEnds) {
   const FrameRange range = ParseFrameRange("10-250");
@@ -51,6 +56,14 @@ TEST(ParsePictureSize, RefusesEverythingElse) {
                            "1920*1080", "1920x1080x1", "-2x2"}) {
     EXPECT_THROW(ParsePictureSize(text), UsageError) << text;
   }
+}
+
+TEST(ParsePictureSize, NamesTheOptionAndTheMostPixels) {
+  EXPECT_EQ(ParsePictureSize("40000x25000").height, 25000u);
+  EXPECT_THAT([] { ParsePictureSize("40000x25001"); },
+              ThrowsMessage<UsageError>(AllOf(HasSubstr("--size 40000x25001"),
+                                              HasSubstr("1000040000 pixels"),
+                                              HasSubstr("the limit is 1000000000"))));
 }
 
 TEST(ParseFourCC, TakesTheTwoPackedFormats) {

@@ -86,4 +86,6 @@ class Bench(ToolTest):
         self.assertTrue(lines[3].startswith("decode "), lines)
 
     def test_refuses_what_cannot_be_encoded(self):
+        self.fail_with(2, ["--size 65535x65535", "the limit is 1000000000"], "bench", "--size",
+                       "65535x65535")
         self.fail_with(1, ["bench", "128x33"], "bench", "--size", "128x33", "--interlaced")

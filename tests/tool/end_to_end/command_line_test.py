@@ -55,6 +55,8 @@ class WrongUse(ToolTest):
             (("encode", *headless[:2], "--size", "1x1", *headless[4:], "in", "out.mov"), "1x1"),
             (("encode", *headless[:2], "--size", "70000x96", *headless[4:], "in", "out.mov"),
              "70000x96"),
+            (("encode", *headless[:2], "--size", "65535x65535", *headless[4:], "in", "out.mov"),
+             "--size 65535x65535: pictures of 4294836225 pixels"),
             (("encode", *headless[:4], "--rate", "29.97", "in", "out.mov"), "29.97"),
             (("encode", *headless[:4], "--rate", "0", "in", "out.mov"), "'0'"),
             (("decode", "--fourcc", "RGBA", "in.mov", "out.mov"), "RGBA"),
