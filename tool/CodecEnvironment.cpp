@@ -2,6 +2,7 @@
 #include "CodecEnvironment.h"
 
 #include <algorithm>
+#include <cctype>
 #include <cstdlib>
 
 #include "Errors.h"
@@ -43,8 +44,11 @@ std::string CpuLevelNames() {
   return NamesUpTo(prores::kCpuLevels.back());
 }
 
-bool IsCpuLevelName(const std::string& name) {
-  return name == kAutomatic || prores::ParseCpuLevel(name).has_value();
+std::optional<std::string> ParseCpuLevelName(std::string text) {
+  std::ranges::transform(text, text.begin(),
+                         [](unsigned char letter) { return std::tolower(letter); });
+  if (text != kAutomatic && !prores::ParseCpuLevel(text)) return std::nullopt;
+  return text;
 }
 
 std::string CpuLevelInUse() {

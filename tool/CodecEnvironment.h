@@ -7,6 +7,7 @@
 /// it. The library looks there when an element opens it, which is at the element's first frame; so
 /// these are called before that, while the program has one thread.
 
+#include <optional>
 #include <string>
 
 namespace vixprores {
@@ -19,8 +20,8 @@ void SetCpuLevel(const std::string& level);
 /// "auto, scalar, ..."
 std::string CpuLevelNames();
 
-/// True for a name out of CpuLevelNames().
-bool IsCpuLevelName(const std::string& name);
+/// The name out of CpuLevelNames() that `text` is, in capitals or not; none for any other text.
+std::optional<std::string> ParseCpuLevelName(std::string text);
 
 /// Name of the level that the codec library is to use at most, as the environment stands.
 std::string CpuLevelInUse();

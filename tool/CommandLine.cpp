@@ -30,9 +30,9 @@ struct HeadlessOptions {
   bool AnyGiven() const { return !fourcc.empty() || !size.empty() || !rate.empty() || interlaced; }
 };
 
-std::string RequireCpuLevel(const std::string& name) {
-  if (IsCpuLevelName(name)) return name;
-  throw UsageError("'" + name + "' is no CPU level; the levels are " + CpuLevelNames());
+std::string RequireCpuLevel(const std::string& text) {
+  if (auto name = ParseCpuLevelName(text)) return *std::move(name);
+  throw UsageError("'" + text + "' is no CPU level; the levels are " + CpuLevelNames());
 }
 
 void AddHostOptions(CLI::App& command, HostOptions& options) {

@@ -60,10 +60,18 @@ TEST_F(CodecEnvironment, TellsTheLevelInUse) {
 
 TEST_F(CodecEnvironment, KnowsTheNamesOfLevels) {
   for (const char* name : {"auto", "scalar", "sse4", "avx2", "avx512"}) {
-    EXPECT_TRUE(IsCpuLevelName(name)) << name;
+    EXPECT_EQ(ParseCpuLevelName(name), name);
     EXPECT_THAT(CpuLevelNames(), HasSubstr(name));
   }
-  for (const char* name : {"", "AVX2", "mmx", "auto,"}) EXPECT_FALSE(IsCpuLevelName(name)) << name;
+  for (const char* text : {"", "AVX", "mmx", "auto,"}) {
+    EXPECT_EQ(ParseCpuLevelName(text), std::nullopt) << text;
+  }
+}
+
+TEST_F(CodecEnvironment, TakesTheNamesOfLevelsInAnyCase) {
+  EXPECT_EQ(ParseCpuLevelName("AVX2"), "avx2");
+  EXPECT_EQ(ParseCpuLevelName("Scalar"), "scalar");
+  EXPECT_EQ(ParseCpuLevelName("AUTO"), "auto");
 }
 
 TEST_F(CodecEnvironment, TheUsersThreadsStay) {
