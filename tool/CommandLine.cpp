@@ -11,7 +11,7 @@
 namespace vixprores {
 namespace {
 
-constexpr int kMostThreads = 1024;
+constexpr int kMostThreads = 256;
 constexpr int kMostBenchFrames = 10000;
 constexpr const char* kExamples = R"(Examples:
   vixprores encode --variant hq input.mov output.mov
@@ -44,8 +44,9 @@ void AddHostOptions(CLI::App& command, HostOptions& options) {
 void AddMachineOptions(CLI::App& command, MachineOptions& options) {
   command
       .add_option("--threads", options.threads,
-                  "Threads to code with, each on a frame of its own; 0 = one per processor. Two "
-                  "frames per thread are in memory")
+                  "Threads to code with, each on a frame of its own; up to " +
+                      std::to_string(kMostThreads) +
+                      ", 0 = one per processor. Two frames per thread are in memory")
       ->check(CLI::Range(0, kMostThreads).description(""))
       ->type_name("N");
   command

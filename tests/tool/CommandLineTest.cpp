@@ -85,6 +85,14 @@ TEST(CommandLine, MeasuresFullHighDefinitionUnlessToldOtherwise) {
   EXPECT_TRUE(other.interlaced && other.json);
 }
 
+TEST(CommandLine, TakesCpuLevelsInAnyCase) {
+  EXPECT_EQ(std::get<BenchOptions>(Parse({"bench", "--cpu", "AVX2"})).cpu, "avx2");
+}
+
+TEST(CommandLine, TakesUpTo256Threads) {
+  EXPECT_EQ(std::get<BenchOptions>(Parse({"bench", "--threads", "256"})).threads, 256);
+}
+
 TEST(CommandLine, ListsElements) {
   EXPECT_FALSE(std::get<ElementsOptions>(Parse({"elements"})).plugin);
   EXPECT_EQ(std::get<ElementsOptions>(Parse({"elements", "--plugin", "x.so"})).plugin, "x.so");
@@ -106,7 +114,7 @@ TEST(CommandLine, RefusesWrongUse) {
       {"encode", "a"},
       {"encode", "a", "b", "c"},
       {"encode", "--variant", "xq", "a", "b"},
-      {"encode", "--threads", "1025", "a", "b"},
+      {"encode", "--threads", "257", "a", "b"},
       {"encode", "--skip-field", "a", "b"},
       {"encode", "--size", "2x2", "a", "b"},
       {"encode", "--fourcc", "UYVY", "--size", "2x2", "a", "b"},

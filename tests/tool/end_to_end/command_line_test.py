@@ -45,6 +45,7 @@ class WrongUse(ToolTest):
             (("encode", "--variant", "best", "in.mov", "out.mov"), "best"),
             (("encode", "--threads", "-1", "in.mov", "out.mov"), "--threads"),
             (("encode", "--threads", "many", "in.mov", "out.mov"), "--threads"),
+            (("encode", "--threads", "1000", "in.mov", "out.mov"), "256"),
             (("encode", "--frames", "9-3", "in.mov", "out.mov"), "9-3"),
             (("encode", "--frames", "five", "in.mov", "out.mov"), "five"),
             (("encode", "in.mov", "out.mp4"), ".mov, .mkv, .mxf"),
