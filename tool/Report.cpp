@@ -82,7 +82,7 @@ std::string SummaryLine(const RunReport& report) {
          DescribeSize(report.result.width, report.result.height) + " " +
          DescribeCode(report.result.code) + ", " + Describe(report.result.fieldOrder) + ", " +
          Describe(report.result.rate) + " fps, " +
-         Fixed(static_cast<double>(report.resultBytes) / 1e6, 1) + " MB, ProRes at " +
+         Fixed(static_cast<double>(report.outputBytes) / 1e6, 1) + " MB, ProRes at " +
          Fixed(report.MegabitsPerSecond(), 1) + " Mb/s, in " + Fixed(report.seconds, 1) + " s (" +
          Fixed(report.FramesPerSecond(), 1) + " fps, " + Fixed(report.RealTimeFactor(), 2) +
          "x real time)";
@@ -94,7 +94,10 @@ std::string SummaryJson(const RunReport& report) {
   json["status"] = ToWord(report.status);
   if (!report.message.empty()) json["message"] = report.message;
   json["input"] = report.input;
-  if (!report.output.empty()) json["output"] = report.output;
+  if (!report.output.empty()) {
+    json["output"] = report.output;
+    json["outputBytes"] = report.outputBytes;
+  }
   json["frames"] = report.frames;
   if (report.result.width > 0) {
     json["sourceFormat"] = DescribeCode(report.source.code);

@@ -22,12 +22,13 @@ struct RunReport {
   Status status = Status::Failed;
   std::string message;  ///< why it did not reach its end; empty when it did
   std::string input;
-  std::string output;  ///< name of what was written; empty = nothing was kept
+  std::string output;            ///< name of what was written; empty = nothing was kept
+  std::int64_t outputBytes = 0;  ///< size of what was written
   StreamFormat source;
   StreamFormat result;
   std::int64_t frames = 0;
   std::uint64_t sourceBytes = 0;  ///< of the frames that were read
-  std::uint64_t resultBytes = 0;  ///< of the frames that were written
+  std::uint64_t resultBytes = 0;  ///< of the frames as the element gave them
   double seconds = 0;             ///< from the first frame to the complete output
 
   double FramesPerSecond() const;

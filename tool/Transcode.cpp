@@ -96,8 +96,7 @@ class Run {
   void Finish() {
     writer_->Finish();
     file_.Commit();
-    report_.output = file_.GetName();
-    StopClock();
+    ReportOutput(file_.GetName());
   }
 
   void FinishPartial() {
@@ -107,9 +106,8 @@ class Run {
       return;
     }
     writer_->Finish();
-    report_.output = file_.CommitPartial();
+    ReportOutput(file_.CommitPartial());
     report_.message += "; they are kept in " + report_.output;
-    StopClock();
   }
 
  private:
@@ -178,6 +176,12 @@ class Run {
     ++report_.frames;
     StopClock();
     progress_.Update(report_, total_);
+  }
+
+  void ReportOutput(const std::string& name) {
+    report_.output = name;
+    report_.outputBytes = file_.GetSize();
+    StopClock();
   }
 
   void StopClock() {

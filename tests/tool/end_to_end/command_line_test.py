@@ -156,6 +156,19 @@ class Reports(ToolTest):
         self.assertAlmostEqual(report["megabitsPerSecond"],
                                report["resultBytes"] * 8 / 10 * 30000 / 1001 / 1e6, places=6)
 
+    def test_size_is_that_of_the_file(self):
+        encoded = self.path("out.mov")
+        self.succeed("encode", self.clip, encoded)
+        for name in ("out.mov", "out.y4m", "out.avi", "out.raw"):
+            with self.subTest(name=name):
+                command = "encode" if name == "out.mov" else "decode"
+                source = self.clip if name == "out.mov" else encoded
+                out = self.path(f"again-{name}")
+                report = json.loads(self.succeed(command, "--json", source, out).stdout)
+                self.assertEqual(report["outputBytes"], out.stat().st_size)
+                line = self.succeed(command, "--overwrite", source, out).stderr
+                self.assertIn(f" {out.stat().st_size / 1e6:.1f} MB,", line)
+
     def test_json_tells_of_a_failure(self):
         result = run("encode", "--json", self.path("missing.mov"), self.path("out.mov"))
         report = json.loads(result.stdout)
