@@ -68,6 +68,18 @@ class WrongUse(ToolTest):
                 self.assertIn("--help", result.stderr)
 
 
+class Scripts(ToolTest):
+    def test_help_of_the_benchmark_lists_both_forms(self):
+        script = pathlib.Path(__file__).resolve().parents[3] / "scripts/bench"
+        for arguments in (["--help"], ["--profile", "-h"]):
+            with self.subTest(arguments=arguments):
+                text = subprocess.run([script, *arguments], check=True, capture_output=True,
+                                      text=True, timeout=TIMEOUT).stdout
+                self.assertRegex(text, r"(?m)^  scripts/bench \[--pairs N\] \[--only TEXT\]")
+                self.assertRegex(text, r"(?m)^  scripts/bench --profile \[--draw-only\]$")
+                self.assertNotIn("set -", text)
+
+
 class Elements(ToolTest):
     def test_lists_elements_with_their_schemas(self):
         text = self.succeed("elements").stdout
