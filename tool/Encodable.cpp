@@ -10,6 +10,9 @@
 namespace vixprores {
 namespace {
 
+// What messages call the input "-".
+constexpr const char* kStandardInput = "standard input";
+
 // The fields of such a height differ in their rows of macroblocks, which decoders disagree about.
 bool HasAmbiguousFields(const StreamFormat& format) {
   return format.IsInterlaced() && format.height % 32 == 1;
@@ -39,13 +42,18 @@ void RefuseUnconverted(const std::string& inputName, const std::string& found,
                        const std::string& filters) {
   throw Failure(inputName + ": found " + found +
                 "; the encoder takes packed 4:2:2 in 8 bits (UYVY) or 10 bits (V210), progressive "
-                "or top field first. This command converts it:\n  " +
-                ConversionCommand(inputName, filters));
+                "or top field first. " +
+                (inputName == kStandardInput
+                     ? "This command, in place of vixprores at the end of the pipe, converts it "
+                       "into a file"
+                     : "This command converts it") +
+                ":\n  " + ConversionCommand(inputName, filters));
 }
 
 std::string ConversionCommand(const std::string& inputName, const std::string& filters) {
-  const std::string stem = std::filesystem::path(inputName).stem().string();
-  std::string command = "ffmpeg -i " + QuoteForShell(inputName) + " -map 0:v:0";
+  const bool isPiped = inputName == kStandardInput;
+  const std::string stem = isPiped ? "converted" : std::filesystem::path(inputName).stem().string();
+  std::string command = "ffmpeg -i " + QuoteForShell(isPiped ? "-" : inputName) + " -map 0:v:0";
   if (!filters.empty()) command += " -vf " + QuoteForShell(filters);
   return command + " -c:v v210 " + QuoteForShell(stem + ".v210.mov");
 }

@@ -22,6 +22,7 @@ void CheckEncodable(const StreamFormat& format, const std::string& inputName);
                                     const std::string& filters = {});
 
 /// The command that converts an input to progressive or interlaced V210 in a .mov, without sound.
+/// @param inputName as messages call it; for standard input the command reads that, too
 std::string ConversionCommand(const std::string& inputName, const std::string& filters);
 
 /// `text` as one word of a shell command.

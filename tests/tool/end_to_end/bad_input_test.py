@@ -54,12 +54,15 @@ class Unreadable(ToolTest):
 class NeedsConversion(ToolTest):
     """The named command is run, and what it makes encodes."""
 
-    def check_advice(self, clip, *words):
-        result = self.fail_with(1, words, "encode", clip, self.path("out.mov"), cwd=self.folder)
+    def check_advice(self, clip, *words, piped=False):
+        with open(clip, "rb") as pipe:
+            result = self.fail_with(1, words, "encode", "-" if piped else clip,
+                                    self.path("out.mov"), cwd=self.folder, stdin=pipe)
         command = re.search(r"^  (ffmpeg .*)$", result.stderr, re.MULTILINE).group(1)
         arguments = shlex.split(command)
-        subprocess.run([arguments[0], "-nostdin", "-v", "error", *arguments[1:]], check=True,
-                       cwd=self.folder, timeout=TIMEOUT)
+        with open(clip, "rb") as pipe:
+            subprocess.run([arguments[0], "-nostdin", "-v", "error", *arguments[1:]], check=True,
+                           cwd=self.folder, timeout=TIMEOUT, stdin=pipe)
         self.succeed("encode", self.folder / arguments[-1], self.path("out.mov"))
         return probe(self.path("out.mov"))
 
@@ -72,6 +75,17 @@ class NeedsConversion(ToolTest):
         clip = self.path("it's 4:2:0.y4m")
         make_clip(clip, pixels="yuv420p")
         self.check_advice(clip, "C420")
+
+    def test_420_on_standard_input(self):
+        clip = self.path("clip.y4m")
+        make_clip(clip, pixels="yuv420p")
+        self.check_advice(clip, "standard input: found", "C420", "end of the pipe", "ffmpeg -i - ",
+                          piped=True)
+
+    def test_bottom_field_first_on_standard_input(self):
+        clip = self.path("clip.mov")
+        make_v210(clip, "-movflags", "faststart", filters="setfield=bff")
+        self.check_advice(clip, "bottom field first", "ffmpeg -i - ", piped=True)
 
     def test_rgb(self):
         clip = self.path("clip.avi")
