@@ -86,7 +86,7 @@ void AddTranscodeOptions(CLI::App& command, TranscodeOptions& options, const cha
       ->type_name("FIRST-LAST");
   command.add_flag("--overwrite", options.overwrite, "Replace an existing output");
   command.add_flag("--json", options.json, "Print the summary as JSON");
-  command.add_flag("--quiet", options.quiet, "Print neither progress nor summary");
+  command.add_flag("--quiet", options.quiet, "Print neither progress nor notes nor summary");
   AddMachineOptions(command, options);
   AddHostOptions(command, options);
 }
@@ -119,7 +119,8 @@ void AddDecode(CLI::App& app, DecodeOptions& options) {
                       "name; - for standard output");
   AddFourCCOption(command, options.fourcc);
   command.add_flag("--skip-field", options.skipField,
-                   "Decode only the first field of interlaced frames, at half height");
+                   "Decode only the first field of interlaced frames, at half height; progressive "
+                   "frames stay whole");
 }
 
 void AddBench(CLI::App& app, BenchOptions& options) {

@@ -1,4 +1,8 @@
 // SPDX-License-Identifier: BSD-2-Clause
+#include <string>
+#include <utility>
+#include <vector>
+
 #include "Commands.h"
 #include "Transcode.h"
 
@@ -22,6 +26,19 @@ StreamFormat DecodedFormat(StreamFormat source, const DecodeOptions& options) {
   return source;
 }
 
+std::vector<std::string> FindNotes(const DecodeOptions& options, const FrameReader& reader) {
+  std::vector<std::string> notes;
+  if (options.skipField && !reader.GetFormat().IsInterlaced()) {
+    notes.push_back(reader.GetName() + ": is progressive; --skip-field changes nothing");
+  }
+  if (NamesUnwrittenContainer(options.output)) {
+    notes.push_back(options.output +
+                    ": holds frames without a container, whatever its name says; name it .mov (or "
+                    ".y4m) to have one");
+  }
+  return notes;
+}
+
 }  // namespace
 
 void Decode(const DecodeOptions& options, RunReport& report) {
@@ -31,7 +48,8 @@ void Decode(const DecodeOptions& options, RunReport& report) {
   const auto makeElement = [&options](int threads) {
     return MakeProResDecoder(options.fourcc, options.skipField, threads);
   };
-  Transcode(options, {std::move(reader), makeElement, result, output}, report);
+  auto notes = FindNotes(options, *reader);
+  Transcode(options, {std::move(reader), makeElement, result, output, std::move(notes)}, report);
 }
 
 }  // namespace vixprores

@@ -4,6 +4,8 @@
 #include <algorithm>
 #include <cctype>
 #include <filesystem>
+#include <iterator>
+#include <string_view>
 
 #include "Errors.h"
 
@@ -23,6 +25,11 @@ constexpr OutputFormat kFormats[] = {
 constexpr OutputFormat kHeadless =
     {nullptr, OutputKind::Headless, nullptr,     false, true,  false, false, false};
 // clang-format on
+
+// Containers of video that people know; under other names headless frames are no surprise.
+constexpr std::string_view kContainers[] = {
+    ".3gp", ".asf", ".avi", ".flv", ".gxf", ".m2ts", ".m4v", ".mkv", ".mov",  ".mp4", ".mpeg",
+    ".mpg", ".mts", ".mxf", ".nut", ".ogv", ".qt",   ".ts",  ".vob", ".webm", ".wmv"};
 
 std::string ExtensionOf(const std::string& path) {
   std::string extension = std::filesystem::path(path).extension().string();
@@ -54,6 +61,12 @@ const OutputFormat& FindProResOutput(const std::string& path) {
 const OutputFormat& FindRawVideoOutput(const std::string& path) {
   const OutputFormat* format = Find(path, &OutputFormat::takesRawVideo);
   return format ? *format : kHeadless;
+}
+
+bool NamesUnwrittenContainer(const std::string& path) {
+  const bool namesContainer =
+      std::ranges::find(kContainers, ExtensionOf(path)) != std::end(kContainers);
+  return namesContainer && FindRawVideoOutput(path).kind == OutputKind::Headless;
 }
 
 void CheckStorable(const OutputFormat& output, const StreamFormat& stream) {

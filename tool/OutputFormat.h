@@ -32,6 +32,9 @@ const OutputFormat& FindProResOutput(const std::string& path);
 /// The format for uncompressed video by that file name: headless frames for "-" and for every
 /// extension that is not in the table.
 const OutputFormat& FindRawVideoOutput(const std::string& path);
+/// True when the file name asks for a container that uncompressed video is not written to, so that
+/// it gets headless frames.
+bool NamesUnwrittenContainer(const std::string& path);
 
 /// Refuses, with a Failure that gives the reason, a stream that the format would hold wrongly.
 void CheckStorable(const OutputFormat& output, const StreamFormat& stream);

@@ -44,6 +44,7 @@ std::optional<std::int64_t> CountFramesToWrite(const TranscodeOptions& options,
 
 void PrintNotes(const TranscodeOptions& options, const TranscodePlan& plan) {
   PrintNote(options, plan.reader->GetNote());
+  for (const std::string& note : plan.notes) PrintNote(options, note);
   if (plan.reader->GetFormat().fieldOrder == FieldOrder::Unknown) {
     PrintNote(options, plan.reader->GetName() +
                            ": does not tell its field order; it is taken as progressive");

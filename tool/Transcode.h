@@ -2,6 +2,10 @@
 #ifndef TOOL_TRANSCODE_H
 #define TOOL_TRANSCODE_H
 
+#include <memory>
+#include <string>
+#include <vector>
+
 #include "CommandLine.h"
 #include "ElementTeam.h"
 #include "FrameReader.h"
@@ -16,6 +20,7 @@ struct TranscodePlan {
   ElementTeam::MakeElement makeElement;
   StreamFormat result;  ///< what comes out of the elements
   OutputFormat output;
+  std::vector<std::string> notes = {};  ///< what the user should know of it
 };
 
 /// Runs the frames of the plan's reader through elements side by side into the output, which is

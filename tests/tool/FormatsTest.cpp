@@ -15,6 +15,7 @@ using testing::AllOf;
 using testing::ElementsAre;
 using testing::HasSubstr;
 using testing::IsEmpty;
+using testing::Not;
 using testing::ThrowsMessage;
 
 StreamFormat MakeFormat(std::uint32_t width, std::uint32_t height, FieldOrder order) {
@@ -90,6 +91,16 @@ TEST(FindRawVideoOutput, WritesHeadlessFramesUnderUnknownNames) {
   EXPECT_EQ(FindRawVideoOutput("a.Y4M").kind, OutputKind::Y4m);
   for (const char* path : {"-", "/dev/null", "a", "a.v210", "a.yuv"}) {
     EXPECT_EQ(FindRawVideoOutput(path).kind, OutputKind::Headless) << path;
+  }
+}
+
+TEST(NamesUnwrittenContainer, KnowsTheContainersOfOthers) {
+  for (const char* path : {"a.mp4", "a.MKV", "dir/a.mxf", "a.ts"}) {
+    EXPECT_TRUE(NamesUnwrittenContainer(path)) << path;
+  }
+  for (const char* path :
+       {"a.mov", "a.avi", "a.nut", "a.y4m", "a.raw", "a.v210", "a", "-", "mp4", "/dev/null"}) {
+    EXPECT_FALSE(NamesUnwrittenContainer(path)) << path;
   }
 }
 

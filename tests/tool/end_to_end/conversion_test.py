@@ -174,6 +174,21 @@ class DecodeOutputs(ToolTest):
                 first = out.read_bytes()[:frame_bytes(fourcc, 134, 98)]
                 self.assertTrue(first in contained.read_bytes())
 
+    def test_names_of_other_containers_are_noted(self):
+        self.succeed("decode", self.encoded, self.path("out.raw"))
+        for name in ("out.mp4", "out.mkv", "out.MXF"):
+            with self.subTest(name=name):
+                result = self.succeed("decode", self.encoded, self.path(name))
+                note, _ = result.stderr.splitlines()
+                self.assertTrue(note.startswith(f"vixprores: note: {self.path(name)}: "), note)
+                for words in ("without a container", ".mov", ".y4m"):
+                    self.assertIn(words, note)
+                self.assert_same_bytes(self.path(name).read_bytes(),
+                                       self.path("out.raw").read_bytes())
+                quiet = self.succeed("decode", "--quiet", "--overwrite", self.encoded,
+                                     self.path(name))
+                self.assertEqual(quiet.stderr, "")
+
     def test_padding_of_rows_is_zero(self):
         out = self.path("out.raw")
         self.succeed("decode", self.encoded, out)
