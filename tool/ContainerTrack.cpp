@@ -123,6 +123,7 @@ void ContainerTrack::Open() {
 void ContainerTrack::ChooseTrack() {
   for (AVStream* stream : std::span(context_->streams, context_->nb_streams)) {
     stream->discard = AVDISCARD_ALL;
+    if (stream->codecpar->codec_type == AVMEDIA_TYPE_AUDIO) ++soundTracks_;
     const bool isCover = (stream->disposition & AV_DISPOSITION_ATTACHED_PIC) != 0;
     if (stream->codecpar->codec_type != AVMEDIA_TYPE_VIDEO || isCover) continue;
     if (++videoTracks_ == 1) stream_ = stream;
@@ -145,9 +146,16 @@ void ContainerTrack::ChooseTrack() {
 }
 
 std::string ContainerTrack::GetNote() const {
-  if (videoTracks_ == 1) return {};
-  return GetName() + ": has " + std::to_string(videoTracks_) +
-         " video tracks; the first one is taken";
+  std::string note;
+  if (videoTracks_ > 1) {
+    note = std::to_string(videoTracks_) + " video tracks; the first one is taken";
+  }
+  if (soundTracks_ > 0) {
+    note += (note.empty() ? "" : "; ") + std::to_string(soundTracks_) +
+            (soundTracks_ == 1 ? " sound track, which is" : " sound tracks, which are") +
+            " left out";
+  }
+  return note.empty() ? note : GetName() + ": has " + note;
 }
 
 Packet ContainerTrack::ReadPacket() {

@@ -32,7 +32,8 @@ class ContainerTrack {
   const StreamFormat& GetFormat() const { return format_; }
   /// Frames of the track; none on a pipe, where only the part that has come by is known of.
   std::optional<std::int64_t> GetFrameCount() const;
-  /// Which of several video tracks is read; empty when there is only one.
+  /// Which of several video tracks is read, and that sound is left out; empty when there is one
+  /// video track and no sound.
   std::string GetNote() const;
 
   /// The next frame's bytes in the container library's own memory, or null at the end. A packet
@@ -63,6 +64,7 @@ class ContainerTrack {
   std::unique_ptr<AVFormatContext, InputCloser> context_;
   AVStream* stream_ = nullptr;
   int videoTracks_ = 0;
+  int soundTracks_ = 0;
   StreamFormat format_;
   std::optional<std::int64_t> announcedFrames_;  ///< those that an edit list hides included
   std::int64_t hiddenFrames_ = 0;                ///< met so far
