@@ -23,11 +23,11 @@ from matplotlib import pyplot  # noqa: E402  (after the choice of what draws)
 
 SIZES = [(720, 576), (1280, 720), (1920, 1080), (3840, 2160), (7680, 4320)]
 THREADS = [1, 2]
-COLOURS = ["#3b6ea5", "#d98532", "#5a9e6f", "#a45a8c", "#9a9a9a"]
+COLOURS = ["#3b6ea5", "#d98532", "#5a9e6f", "#a45a8c", "#c2b04a", "#9a9a9a"]
 STAGES = {
     "decode": ["entropy decoding", "inverse transform", "packing", "rest"],
-    "encode": ["unpacking", "forward transform", "quantise and count", "quantise and write",
-               "rest"],
+    "encode": ["unpacking", "forward transform", "selection", "quantise and count",
+               "quantise and write", "rest"],
 }  # fmt: skip
 
 
