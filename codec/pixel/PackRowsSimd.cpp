@@ -1,6 +1,7 @@
 // SPDX-License-Identifier: BSD-2-Clause
 #include "pixel/PackRowsSimd.h"
 
+#include <algorithm>
 #include <array>
 #include <cstddef>
 #include <cstdint>
@@ -107,16 +108,42 @@ void Pack2vuy(const PlanarLine& line, std::uint32_t width, std::uint8_t* row) {
 constexpr std::uint32_t kGroups = 4;
 constexpr std::uint32_t kPixelsRead = 32;
 
-HWY_INLINE void PackGroups(const PlanarLine& line, std::uint8_t* words) {
-  const __m512i luma = _mm512_loadu_si512(line.luma);
-  const __m256i cb = _mm256_loadu_si256(reinterpret_cast<const __m256i*>(line.cb));
-  const __m256i cr = _mm256_loadu_si256(reinterpret_cast<const __m256i*>(line.cr));
+/// A mask of the first `count` lanes, at most 31.
+HWY_INLINE std::uint32_t FirstLanes(std::uint32_t count) {
+  return (1u << count) - 1;
+}
+
+HWY_INLINE __m512i Packed(__m512i luma, __m256i cb, __m256i cr) {
   const __m512i chroma = _mm512_inserti64x4(_mm512_castsi256_si512(cb), cr, 1);
   const __m512i pairs = _mm512_permutex2var_epi16(luma, _mm512_load_si512(&kPairLanes), chroma);
   const __m512i thirds =
       _mm512_maskz_permutex2var_epi16(0xAAAAAAAA, luma, _mm512_load_si512(&kThirdLanes), chroma);
   const __m512i joined = _mm512_madd_epi16(pairs, _mm512_set1_epi32(kPairWeights));
-  _mm512_storeu_si512(words, _mm512_or_si512(joined, _mm512_slli_epi32(thirds, kThirdShift)));
+  return _mm512_or_si512(joined, _mm512_slli_epi32(thirds, kThirdShift));
+}
+
+HWY_INLINE void PackGroups(const PlanarLine& line, std::uint8_t* words) {
+  const __m512i luma = _mm512_loadu_si512(line.luma);
+  const __m256i cb = _mm256_loadu_si256(reinterpret_cast<const __m256i*>(line.cb));
+  const __m256i cr = _mm256_loadu_si256(reinterpret_cast<const __m256i*>(line.cr));
+  _mm512_storeu_si512(words, Packed(luma, cb, cr));
+}
+
+/// The last pixels of a line: fewer than PackGroups() reads.
+HWY_INLINE void PackRest(PlanarLine line, std::uint32_t width, std::uint8_t* words) {
+  while (width != 0) {
+    const std::uint32_t pixels = std::min(width, kGroups * kV210GroupPixels);
+    const std::uint32_t groups = (pixels + kV210GroupPixels - 1) / kV210GroupPixels;
+    const auto pairs = static_cast<__mmask16>(FirstLanes((pixels + 1) / 2));
+    const __m512i luma = _mm512_maskz_loadu_epi16(FirstLanes(pixels), line.luma);
+    const __m256i cb = _mm256_maskz_loadu_epi16(pairs, line.cb);
+    const __m256i cr = _mm256_maskz_loadu_epi16(pairs, line.cr);
+    const auto stored = static_cast<__mmask16>(FirstLanes(4 * groups));
+    _mm512_mask_storeu_epi32(words, stored, Packed(luma, cb, cr));
+    line = Behind(line, pixels);
+    width -= pixels;
+    words += kGroups * kV210GroupBytes;
+  }
 }
 
 #else
@@ -166,6 +193,10 @@ HWY_INLINE void PackGroups(const PlanarLine& line, std::uint8_t* words) {
   hn::StoreU(hn::BitCast(Bytes(), hn::Or(JoinPairs(pairs), high)), Bytes(), words);
 }
 
+HWY_INLINE void PackRest(const PlanarLine& line, std::uint32_t width, std::uint8_t* words) {
+  PackRowV210(line, width, words);
+}
+
 #endif
 
 void PackV210(const PlanarLine& line, std::uint32_t width, std::uint8_t* row) {
@@ -175,7 +206,7 @@ void PackV210(const PlanarLine& line, std::uint32_t width, std::uint8_t* row) {
     PackGroups({line.luma + x, line.cb + x / 2, line.cr + x / 2}, row);
     row += kGroups * kV210GroupBytes;
   }
-  PackRowV210(Behind(line, x), width - x, row);
+  PackRest(Behind(line, x), width - x, row);
 }
 
 }  // namespace
