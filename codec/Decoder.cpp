@@ -82,6 +82,7 @@ Status Decoder::ParsePicture(unsigned index, bool alone, std::span<const std::ui
 
 void Decoder::Prepare() {
   packRow_ = kernels_.PackerFor(destination_.pixelFormat);
+  packedRowBytes_ = PackedRowBytes(destination_.pixelFormat, destination_.width);
   const SampleDepth& packedDepth = PackedDepth(destination_.pixelFormat);
   // 4:4:4 chroma keeps all its bits until it is filtered.
   const bool filtered = header_.chromaFormat == ChromaFormat::k444;
@@ -142,9 +143,25 @@ std::uint8_t* Decoder::RowAddress(std::uint32_t row) const {
 [[gnu::always_inline]] inline void Decoder::PrefetchFollowing(const Strip& strip) const {
   const auto next = static_cast<std::size_t>(&strip - strips_.data()) + scratch_.size();
   if (next + 1 >= strips_.size()) return;
-  const std::uint8_t* const end = strips_[next + 1].slices.data;
-  for (const auto* line = strips_[next].slices.data; line < end; line += kVectorAlignment) {
-    __builtin_prefetch(line);
+  const std::uint8_t* const bytes = strips_[next].slices.data;
+  // What lies between two pictures is not all slices, and may be long.
+  const auto count = std::min(static_cast<std::size_t>(strips_[next + 1].slices.data - bytes),
+                              packedRowBytes_ * kMacroblockSize);
+  for (std::size_t i = 0; i < count; i += kVectorAlignment) __builtin_prefetch(bytes + i);
+}
+
+/// Fetches one of three parts of the destination under a slice, so that packing does not wait for
+/// it. No nearer than to the second level cache: the first one has no room for it. Inlined as
+/// above.
+[[gnu::always_inline]] inline void Decoder::PrefetchDestination(const Strip& strip,
+                                                                const SliceSpan& span,
+                                                                unsigned part) const {
+  const std::size_t first = packedRowBytes_ * span.firstMacroblock / macroblocks_;
+  const std::size_t end =
+      packedRowBytes_ * (span.firstMacroblock + span.macroblocks) / macroblocks_;
+  for (std::uint32_t y = part; y < strip.rows; y += kComponents) {
+    const std::uint8_t* const row = RowAddress(strip.firstRow + y * strip.rowStep);
+    for (std::size_t x = first; x < end; x += kVectorAlignment) __builtin_prefetch(row + x, 1, 2);
   }
 }
 
@@ -206,6 +223,7 @@ void Decoder::Reconstruct(const Strip& strip, Scratch& scratch) const {
     const DecodedSlice& slice = scratch.slices[i];
     if (!slice.intact) continue;
     for (unsigned c = 0; c < kComponents; ++c) {
+      PrefetchDestination(strip, slice.span, c);
       const CodedComponent& component = scratch.components[slice.firstComponent + c];
       kernels_.inverseTransform(component.coefficients, component.blocks, component.positions,
                                 plans_[c], slice.quantizerScale, c,
@@ -278,7 +296,6 @@ void Decoder::PackStrip(const Strip& strip, Scratch& scratch) const {
 }
 
 void Decoder::ConcealLostStrips() {
-  const std::size_t bytes = PackedRowBytes(destination_.pixelFormat, destination_.width);
   for (std::size_t i = 0; i < strips_.size(); ++i) {
     const Strip& lost = strips_[i];
     if (!lost.IsLost()) continue;
@@ -288,7 +305,8 @@ void Decoder::ConcealLostStrips() {
     const std::uint32_t source =
         intact->firstRow < lost.firstRow ? intact->LastRow() : intact->firstRow;
     for (std::uint32_t y = 0; y < lost.rows; ++y) {
-      std::memcpy(RowAddress(lost.firstRow + y * lost.rowStep), RowAddress(source), bytes);
+      std::memcpy(RowAddress(lost.firstRow + y * lost.rowStep), RowAddress(source),
+                  packedRowBytes_);
     }
   }
 }

@@ -92,6 +92,7 @@ class Decoder {
   void DecodeStrip(Strip& strip, Scratch& scratch) const;
   void DecodeSlices(Strip& strip, Scratch& scratch) const;
   void PrefetchFollowing(const Strip& strip) const;
+  void PrefetchDestination(const Strip& strip, const SliceSpan& span, unsigned part) const;
   bool FindComponents(std::span<const std::uint8_t> slice, DecodedSlice& decoded,
                       Scratch& scratch) const;
   void Reconstruct(const Strip& strip, Scratch& scratch) const;
@@ -113,6 +114,7 @@ class Decoder {
   FrameHeader header_;
   PixelBufferRecord destination_{};
   PackRow packRow_ = nullptr;
+  std::size_t packedRowBytes_ = 0;
   std::array<InversePlan, kComponents> plans_{};
   std::uint32_t macroblocks_ = 0;  // per row
   std::vector<SliceRow> sliceRows_;
