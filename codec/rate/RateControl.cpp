@@ -48,7 +48,9 @@ void FillSample(const SliceGrid& grid, std::vector<std::uint32_t>& sample) {
   const std::uint32_t strips = std::min(grid.strips, std::max(kSampleStrips, wanted));
   Scatter(std::size_t{strips} * grid.slicesPerStrip, [&](std::size_t i) {
     const std::size_t part = i / grid.slicesPerStrip;
-    const std::size_t strip = (1000 * part + 618 * part % 1000) * grid.strips / (1000 * strips);
+    const std::size_t first = part * grid.strips / strips;
+    const std::size_t end = (part + 1) * grid.strips / strips;
+    const std::size_t strip = first + 618 * part % 1000 * (end - first) / 1000;
     sample.push_back(
         static_cast<std::uint32_t>(strip * grid.slicesPerStrip + i % grid.slicesPerStrip));
   });

@@ -19,6 +19,8 @@ class FakeMeter : public SliceMeter {
 
   void Measure(unsigned rung, std::span<const std::uint32_t> slices,
                std::span<SliceSize> sizes) override {
+    // The slices are measured side by side.
+    EXPECT_EQ(std::set(slices.begin(), slices.end()).size(), slices.size());
     for (const std::uint32_t slice : slices) sizes[slice] = SizeOf(slice, rung);
     measured_ += slices.size();
   }
@@ -68,7 +70,7 @@ std::uint64_t TotalOf(std::span<const SliceChoice> choices) {
 
 TEST(RateControl, FillsTheBudgetFromTwoNeighbouringRungs) {
   RateControl control;
-  for (const std::size_t slices : {1U, 2U, 7U, 31U, 45U, 1020U}) {
+  for (const std::size_t slices : {1U, 2U, 7U, 31U, 45U, 150U, 157U, 211U, 1020U}) {
     for (const unsigned rung : {3U, 10U, 40U, 129U, 200U}) {
       FakeMeter meter(NaturalSize);
       const std::uint64_t budget = meter.Total(slices, rung) + slices;
