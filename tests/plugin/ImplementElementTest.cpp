@@ -1,5 +1,6 @@
 // SPDX-License-Identifier: BSD-2-Clause
 #include <stdexcept>
+#include <string>
 
 #include "PluginTest.h"
 
@@ -8,8 +9,9 @@ namespace {
 using fake::TheHost;
 
 constexpr const char* kMilestone = "[MILESTONE][ImplementElement Type23.vix.Recycler]";
-constexpr const char* kCanNotImplement =
-    "can not implement Type23 with implementation=\"vix\" and type=\"Recycler\"\n";
+std::string CanNotImplement(const std::string& cause) {
+  return "can not implement Type23 with implementation=\"vix\" and type=\"Recycler\"\n" + cause;
+}
 
 std::shared_ptr<vix::IMemoryBlockAllocator> Implement() {
   return vix::ImplementElement<vix::ElementFactoryType::MemoryBlockAllocator>("vix", "Recycler",
@@ -21,11 +23,11 @@ class ImplementElementTest : public PluginTest {
   /// Expects the records of the milestone, of a failed check and of the refusal built on it.
   static void ExpectRefusal(const std::string& label, const std::string& line) {
     const std::string check = "[" + label + "] [ Pointer is null ]";
-    EXPECT_EQ(CatchReport(Implement), kCanNotImplement + check);
+    EXPECT_EQ(CatchReport(Implement), CanNotImplement(check));
     ASSERT_EQ(Records().size(), 3U);
     ExpectRecord(0, vix::LogLevel::Info, kMilestone, "240");
     ExpectRecord(1, vix::LogLevel::Error, check, line);
-    ExpectRecord(2, vix::LogLevel::Error, kCanNotImplement + check, "259");
+    ExpectRecord(2, vix::LogLevel::Error, CanNotImplement(check), "259");
   }
 
   static void ExpectRecord(std::size_t index, vix::LogLevel level, const std::string& message,
@@ -79,15 +81,15 @@ TEST_F(ImplementElementTest, AFailingCreatorBecomesTheSecondLine) {
   UseRecyclerCreator([](auto) -> std::shared_ptr<vix::IMemoryBlockAllocator> {
     throw vix::VIXRuntimeError("[x]");
   });
-  EXPECT_EQ(CatchReport(Implement), std::string(kCanNotImplement) + "[x]");
+  EXPECT_EQ(CatchReport(Implement), CanNotImplement("[x]"));
   ASSERT_EQ(Records().size(), 2U);
-  ExpectRecord(1, vix::LogLevel::Error, std::string(kCanNotImplement) + "[x]", "259");
+  ExpectRecord(1, vix::LogLevel::Error, CanNotImplement("[x]"), "259");
 }
 
 TEST_F(ImplementElementTest, FailingHostCallsAreConvertedToo) {
   for (const char* const function : {"CreateMilestone", "GetFactory", "GetManifest"}) {
     TheHost().hooks = {{function, [] { throw std::runtime_error("broken"); }}};
-    EXPECT_EQ(CatchReport(Implement), std::string(kCanNotImplement) + "broken") << function;
+    EXPECT_EQ(CatchReport(Implement), CanNotImplement("broken")) << function;
   }
 }
 
