@@ -19,7 +19,7 @@ inline constexpr std::array<double, kBlockSize> kGraphGain = {
     1.0, 0.785694958387102, 0.541196100146197, 0.275899379282943,
 };
 
-/// What output `i` of two passes, in raster order, is greater than the orthonormal transform.
+/// How many times that of the orthonormal transform output `i` of two passes is, in raster order.
 constexpr double GraphGain(std::size_t i) {
   return 8.0 * kGraphGain[i / kBlockSize] * kGraphGain[i % kBlockSize];
 }
