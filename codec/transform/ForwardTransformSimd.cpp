@@ -16,6 +16,7 @@
 #include "cpu/Targets.h"
 #include <hwy/foreach_target.h>
 #include <hwy/highway.h>
+#include "transform/Butterfly-inl.h"
 // clang-format on
 
 #if HWY_TARGET != HWY_STATIC_TARGET
@@ -49,18 +50,16 @@ HWY_INLINE void TransformLine(Line<kLanes>& line) {
   constexpr FloatTag<kLanes> kFloat;
   auto& at = line.at;
 
-  const V sum0 = at[0] + at[7], difference0 = at[0] - at[7];
-  const V sum1 = at[1] + at[6], difference1 = at[1] - at[6];
-  const V sum2 = at[2] + at[5], difference2 = at[2] - at[5];
-  const V sum3 = at[3] + at[4], difference3 = at[3] - at[4];
+  const auto [sum0, difference0] = Cross(at[0], at[7]);
+  const auto [sum1, difference1] = Cross(at[1], at[6]);
+  const auto [sum2, difference2] = Cross(at[2], at[5]);
+  const auto [sum3, difference3] = Cross(at[3], at[4]);
 
-  const V even0 = sum0 + sum3, even3 = sum0 - sum3;
-  const V even1 = sum1 + sum2, even2 = sum1 - sum2;
+  const auto [even0, even3] = Cross(sum0, sum3);
+  const auto [even1, even2] = Cross(sum1, sum2);
   const V turned = (even2 + even3) * hn::Set(kFloat, kCos4);
-  at[0] = even0 + even1;
-  at[4] = even0 - even1;
-  at[2] = even3 + turned;
-  at[6] = even3 - turned;
+  const auto [at0, at4] = Cross(even0, even1);
+  const auto [at2, at6] = Cross(even3, turned);
 
   const V odd0 = difference3 + difference2;
   const V odd1 = (difference2 + difference1) * hn::Set(kFloat, kCos4);
@@ -68,11 +67,10 @@ HWY_INLINE void TransformLine(Line<kLanes>& line) {
   const V common = (odd0 - odd2) * hn::Set(kFloat, kCos6);
   const V low = odd0 * hn::Set(kFloat, kCos2 - kCos6) + common;
   const V high = odd2 * hn::Set(kFloat, kCos2 + kCos6) + common;
-  const V near = difference0 + odd1, far = difference0 - odd1;
-  at[5] = far + low;
-  at[3] = far - low;
-  at[1] = near + high;
-  at[7] = near - high;
+  const auto [near, far] = Cross(difference0, odd1);
+  const auto [at5, at3] = Cross(far, low);
+  const auto [at1, at7] = Cross(near, high);
+  line = {{at0, at1, at2, at3, at4, at5, at6, at7}};
 }
 
 HWY_INLINE __m128i LoadEight(const std::uint16_t* samples) {

@@ -51,7 +51,7 @@ void TransformLine(std::array<float, kLanes>* line) {
   }
 }
 
-/// Lanes without a block are zero.
+/// The DC takes the offset of all samples with it. Lanes without a block are zero.
 void LoadDequantized(const std::int16_t* coefficients, std::uint32_t blocks, std::uint32_t count,
                      const InversePlan& plan, float scale, LaneBlock<float>& block) {
   for (std::size_t i = 0; i < kBlockSamples; ++i) {
@@ -62,6 +62,7 @@ void LoadDequantized(const std::int16_t* coefficients, std::uint32_t blocks, std
       block[i][lane] = static_cast<float>(values[lane]) * factor;
     }
   }
+  for (float& dc : block[0]) dc += plan.depth.offset;
 }
 
 void RoundToSamples(const LaneBlock<float>& block, const SampleDepth& depth,
@@ -69,8 +70,7 @@ void RoundToSamples(const LaneBlock<float>& block, const SampleDepth& depth,
   for (std::size_t i = 0; i < kBlockSamples; ++i) {
     for (std::size_t lane = 0; lane < kLanes; ++lane) {
       // Clamped values are positive, so that truncation is floor.
-      const float value =
-          std::min(std::max(block[i][lane] + depth.offset, depth.lowest), depth.highest);
+      const float value = std::min(std::max(block[i][lane], depth.lowest), depth.highest);
       samples[i][lane] = static_cast<std::uint16_t>(static_cast<std::int32_t>(value));
     }
   }

@@ -15,6 +15,7 @@
 #include "cpu/Targets.h"
 #include <hwy/foreach_target.h>
 #include <hwy/highway.h>
+#include "transform/Butterfly-inl.h"
 // clang-format on
 
 #if HWY_TARGET != HWY_STATIC_TARGET
@@ -36,19 +37,13 @@ struct Line {
   Lanes<kLanes> at[kBlockSize];
 };
 
-template <class V>
-struct Crossed {
-  V sum;
-  V difference;
-};
-
 /// @tparam kHalf true where b is zero.
 template <bool kHalf, class V>
-HWY_INLINE Crossed<V> Cross(V a, V b) {
+HWY_INLINE Crossed<V> CrossHalf(V a, V b) {
   if constexpr (kHalf) {
     return {a, a};
   } else {
-    return {a + b, a - b};
+    return Cross(a, b);
   }
 }
 
@@ -61,28 +56,25 @@ HWY_INLINE void TransformLine(Line<kLanes>& line) {
   constexpr FloatTag<kLanes> kFloat;
   auto& at = line.at;
 
-  const auto [sum04, difference04] = Cross<kHalf>(at[0], at[4]);
-  const auto [sum26, difference26] = Cross<kHalf>(at[2], at[6]);
+  const auto [sum04, difference04] = CrossHalf<kHalf>(at[0], at[4]);
+  const auto [sum26, difference26] = CrossHalf<kHalf>(at[2], at[6]);
   const V turned26 = difference26 * hn::Set(kFloat, kSqrt2) - sum26;
-  const V even0 = sum04 + sum26, even3 = sum04 - sum26;
-  const V even1 = difference04 + turned26, even2 = difference04 - turned26;
+  const auto [even0, even3] = Cross(sum04, sum26);
+  const auto [even1, even2] = Cross(difference04, turned26);
 
-  const auto [sum17, difference17] = Cross<kHalf>(at[1], at[7]);
-  const auto [sum35, difference35] = Cross<kHalf>(at[3], at[5]);
+  const auto [sum17, difference17] = CrossHalf<kHalf>(at[1], at[7]);
+  const auto [sum35, difference35] = CrossHalf<kHalf>(at[3], at[5]);
   const V common = (difference17 - difference35) * hn::Set(kFloat, kTwoCos2);
-  const V odd0 = sum17 + sum35;
+  const auto [odd0, difference] = Cross(sum17, sum35);
   const V odd1 = common + difference35 * hn::Set(kFloat, kCos2PlusCos6) - odd0;
-  const V odd2 = (sum17 - sum35) * hn::Set(kFloat, kSqrt2) - odd1;
+  const V odd2 = difference * hn::Set(kFloat, kSqrt2) - odd1;
   const V odd3 = common - difference17 * hn::Set(kFloat, kCos2MinusCos6) - odd2;
 
-  at[0] = even0 + odd0;
-  at[7] = even0 - odd0;
-  at[1] = even1 + odd1;
-  at[6] = even1 - odd1;
-  at[2] = even2 + odd2;
-  at[5] = even2 - odd2;
-  at[3] = even3 + odd3;
-  at[4] = even3 - odd3;
+  const auto [at0, at7] = Cross(even0, odd0);
+  const auto [at1, at6] = Cross(even1, odd1);
+  const auto [at2, at5] = Cross(even2, odd2);
+  const auto [at3, at4] = Cross(even3, odd3);
+  line = {{at0, at1, at2, at3, at4, at5, at6, at7}};
 }
 
 /// Integer part of values that are known to fit.
@@ -174,7 +166,7 @@ class Component {
   /// For blocks that have a DC alone.
   HWY_INLINE void FillBlocks() const {
     for (std::size_t first = 0; first < blocks_; first += kLanes) {
-      const Words sample = ToSample(Dequantized(first, 0));
+      const Words sample = ToSample(Dequantized(first, 0) + hn::Set(kFloat, plan_.depth.offset));
       const Words pair = hn::Or(sample, hn::ShiftLeft<16>(sample));
       for (std::size_t row = 0; row < kBlockSize; ++row) {
         StoreRow({pair, pair, pair, pair}, first, row);
@@ -200,6 +192,7 @@ class Component {
     HWY_UNROLL(8) for (std::size_t row = 0; row < kRows; ++row) {
       line.at[row] = Dequantized(first, row * kBlockSize + column);
     }
+    if (column == 0) line.at[0] = line.at[0] + hn::Set(kFloat, plan_.depth.offset);
     TransformLine<kRows == kHalf>(line);
     HWY_UNROLL(8) for (std::size_t row = 0; row < kBlockSize; ++row) {
       hn::Store(line.at[row], kFloat, At(first, row, column));
@@ -230,7 +223,7 @@ class Component {
   HWY_INLINE Words ToSample(Lanes<kLanes> value) const {
     // Floats above zero have the order of their bits as integers, and negative ones are negative
     // integers: the limits may be kept either way, and float adders are what is short here.
-    const auto bits = hn::BitCast(kInt, value + hn::Set(kFloat, plan_.depth.offset));
+    const auto bits = hn::BitCast(kInt, value);
     const auto lowest = hn::BitCast(kInt, hn::Set(kFloat, plan_.depth.lowest));
     const auto highest = hn::BitCast(kInt, hn::Set(kFloat, plan_.depth.highest));
     const auto clamped = hn::Min(hn::Max(bits, lowest), highest);
