@@ -11,7 +11,7 @@
 #include "bitstream/SliceTable.h"
 #include "cpu/AlignedVector.h"
 #include "pixel/PixelFormat.h"
-#include "pixel/UnpackRows.h"
+#include "pixel/PlanarStrip.h"
 #include "rate/FrameTarget.h"
 #include "rate/QuantiserLadder.h"
 #include "rate/Variant.h"
@@ -29,11 +29,6 @@ constexpr std::uint8_t kNotTransformed = kCoarsestRung + 1;
 constexpr unsigned FinestRungFrom(unsigned rung) {
   const unsigned margin = 2 + rung / 8;
   return rung > margin ? rung - margin : 0;
-}
-
-/// Columns of a component of a picture.
-constexpr std::size_t ColumnCount(std::size_t width, unsigned component) {
-  return component == 0 ? width : (width + 1) / 2;
 }
 
 /// Blocks of one component of a slice.
@@ -127,71 +122,6 @@ class Encoder::Frame {
   const CoefficientScales chromaScales;
   const std::uint64_t target;
   std::uint32_t strips = 0;
-};
-
-/// One macroblock row of planar samples, extended to whole macroblocks by repeating the last column
-/// and the last line.
-class Encoder::Strip {
- public:
-  /// Columns behind the last macroblock's, where an unpacker's last group may end.
-  static constexpr std::size_t kSpareColumns = kMacroblockSize;
-  static_assert(kSpareColumns >= kUnpackGroupPixels);
-
-  static std::size_t Samples(std::size_t macroblocks) {
-    return 2 * Stride(0, macroblocks) * kMacroblockSize;
-  }
-
-  /// @param samples Samples(macroblocks) samples.
-  Strip(std::span<std::uint16_t> samples, std::size_t macroblocks) : macroblocks_(macroblocks) {
-    std::uint16_t* plane = samples.data();
-    for (unsigned component = 0; component < kComponents; ++component) {
-      planes_[component] = plane;
-      plane += Stride(component) * kMacroblockSize;
-    }
-  }
-
-  std::size_t Stride(unsigned component) const { return Stride(component, macroblocks_); }
-
-  std::uint16_t* Line(unsigned component, std::size_t line) const {
-    return planes_[component] + line * Stride(component);
-  }
-
-  /// Unpacks `lines` (1..16) rows of `source` that are `pitch` bytes apart.
-  void Unpack(const std::uint8_t* row, std::size_t pitch, std::size_t lines,
-              const PixelBufferRecord& source, UnpackRow unpackRow) const {
-    const std::size_t rowBytes = PackedRowBytes(source.pixelFormat, source.width);
-    for (std::size_t line = 0; line < lines; ++line) {
-      if (line + kRowsAhead < lines) Prefetch(row + (line + kRowsAhead) * pitch, rowBytes);
-      unpackRow(row + line * pitch, source.width, {Line(0, line), Line(1, line), Line(2, line)});
-    }
-    for (unsigned component = 0; component < kComponents; ++component) {
-      const std::size_t columns = ColumnCount(source.width, component);
-      const std::size_t covered = ColumnCount(macroblocks_ * kMacroblockSize, component);
-      for (std::size_t line = 0; line < lines; ++line) {
-        std::uint16_t* const samples = Line(component, line);
-        std::fill(samples + columns, samples + covered, samples[columns - 1]);
-      }
-      for (std::size_t line = lines; line < kMacroblockSize; ++line) {
-        std::copy_n(Line(component, lines - 1), Stride(component), Line(component, line));
-      }
-    }
-  }
-
- private:
-  /// How early rows are fetched; they mostly come from memory.
-  static constexpr std::size_t kRowsAhead = 2;
-
-  static void Prefetch(const std::uint8_t* row, std::size_t bytes) {
-    for (std::size_t i = 0; i < bytes; i += kVectorAlignment) __builtin_prefetch(row + i);
-  }
-
-  static std::size_t Stride(unsigned component, std::size_t macroblocks) {
-    const std::size_t columns = macroblocks * kMacroblockSize + kSpareColumns;
-    return component == 0 ? columns : columns / 2;
-  }
-
-  std::size_t macroblocks_;
-  std::array<std::uint16_t*, kComponents> planes_{};
 };
 
 /// Measures slices by quantising and counting. Strips are transformed when they are first needed.
@@ -289,7 +219,7 @@ void Encoder::ForEachSlice(std::uint32_t count, Task&& task) {
 void Encoder::Reserve(const Frame& frame) {
   workers_.resize(std::max<std::size_t>(workers_.size(), pool_.StartWorkers(frame.Slices())));
   for (Worker& worker : workers_) {
-    const std::size_t samples = Strip::Samples(frame.layout.Macroblocks());
+    const std::size_t samples = PlanarStrip::Samples(frame.layout.Macroblocks());
     if (worker.samples.size() < samples) worker.samples.resize(samples);
   }
   coefficients_.Reset(frame.strips, frame.layout.SlicesPerRow(),
@@ -311,7 +241,7 @@ void Encoder::TransformStrip(const Frame& frame, std::uint32_t strip, unsigned f
   const std::size_t lines = std::min<std::size_t>(kMacroblockSize, geometry.lines - top);
   const std::size_t firstRow = geometry.firstLine + top * geometry.lineStep;
 
-  const Strip samples(worker.samples, frame.layout.Macroblocks());
+  const PlanarStrip samples(worker.samples, frame.layout.Macroblocks());
   samples.Unpack(static_cast<const std::uint8_t*>(source.baseAddress) + firstRow * source.rowBytes,
                  std::size_t{geometry.lineStep} * source.rowBytes, lines, source,
                  kernels_.UnpackerFor(source.pixelFormat));
@@ -334,7 +264,7 @@ void Encoder::TransformStrip(const Frame& frame, std::uint32_t strip, unsigned f
 }
 
 /// @param lines lines of the strip that lie inside the picture.
-void Encoder::TransformComponent(const Frame& frame, const Strip& samples, SliceSpan span,
+void Encoder::TransformComponent(const Frame& frame, const PlanarStrip& samples, SliceSpan span,
                                  unsigned component, std::size_t lines,
                                  std::span<std::int16_t> coefficients) {
   const std::size_t macroblockColumns = MacroblockColumns(ChromaFormat::k422, component);

@@ -20,6 +20,8 @@
 
 namespace prores {
 
+class PlanarStrip;
+
 /**
  * Encoder of one stream: packed 4:2:2 pictures to compressed frames.
  *
@@ -45,18 +47,17 @@ class Encoder {
  private:
   class Frame;
   class Meter;
-  class Strip;
 
   /// What one thread works with.
   struct Worker {
-    std::vector<std::uint16_t> samples;  ///< one macroblock row, see Strip
+    std::vector<std::uint16_t> samples;  ///< of a PlanarStrip
   };
 
   template <typename Task>
   void ForEachSlice(std::uint32_t count, Task&& task);
   void Reserve(const Frame& frame);
   void TransformStrip(const Frame& frame, std::uint32_t strip, unsigned finestRung, Worker& worker);
-  void TransformComponent(const Frame& frame, const Strip& samples, SliceSpan span,
+  void TransformComponent(const Frame& frame, const PlanarStrip& samples, SliceSpan span,
                           unsigned component, std::size_t lines,
                           std::span<std::int16_t> coefficients);
   void WriteHeaders(const Frame& frame, std::span<const SliceChoice> choices,
