@@ -12,6 +12,7 @@ namespace {
 /// How early rows are fetched; they mostly come from memory.
 constexpr std::size_t kRowsAhead = 2;
 
+/// Inlined by force, since g++ may leave out calls of what only prefetches.
 [[gnu::always_inline]] inline void Prefetch(const std::uint8_t* row, std::size_t bytes) {
   for (std::size_t i = 0; i < bytes; i += kVectorAlignment) __builtin_prefetch(row + i);
 }

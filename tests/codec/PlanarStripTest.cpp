@@ -9,8 +9,7 @@
 namespace prores {
 namespace {
 
-constexpr std::uint32_t kWidth =
-    18;  // two macroblocks, all but two columns of the second one missing
+constexpr std::uint32_t kWidth = 18;  // two columns of the second macroblock
 constexpr std::size_t kMacroblocks = 2;
 constexpr std::size_t kLines = 5;
 
