@@ -31,6 +31,11 @@ class CoefficientStore {
   /// Forgets the components of a strip, before they are appended anew.
   void ClearStrip(std::uint32_t strip) { ends_[strip] = strip * stripValues_; }
 
+  /// Forgets the components of the slice that was appended last, of its strip.
+  void DropSlice(std::uint32_t slice) {
+    ends_[slice / slicesPerStrip_] = entries_[slice].front().begin;
+  }
+
   /// Appends the next component of a strip.
   /// @param coefficients 64 for each of the blocks, in coded order.
   /// @param values, places, count  what SelectCoefficients() found of them.

@@ -3,6 +3,7 @@
 
 #include <algorithm>
 #include <cassert>
+#include <functional>
 
 #include "bitstream/BigEndian.h"
 #include "bitstream/PictureGeometry.h"
@@ -20,16 +21,20 @@
 namespace prores {
 namespace {
 
-constexpr std::array<std::uint8_t, 4> kEncoderIdentifier{'v', 'i', 'x', 'p'};
+/// Of a strip that is not transformed yet.
+constexpr Coarseness kNotTransformed = kCoarsest + 1;
 
-/// Of a strip that is not transformed yet: coarser than any rung.
-constexpr std::uint8_t kNotTransformed = kCoarsestRung + 1;
+/// Keeps what any frame keeps.
+constexpr FrameQuantiser kFinestFrame{.coarseness = kFinest, .chromaQuarters = kLowerChroma};
 
-/// The finest rung that is likely to be tried, where `rung` is the first for the whole frame.
-constexpr unsigned FinestRungFrom(unsigned rung) {
-  const unsigned margin = 2 + rung / 8;
-  return rung > margin ? rung - margin : 0;
+/// Magnitudes of each component below which AC coefficients become zero.
+using Thresholds = std::array<std::uint16_t, kComponents>;
+Thresholds ThresholdsOf(const SliceQuantiser& quantiser) {
+  return {quantiser.For(0).LeastAc(), quantiser.For(1).LeastAc(), quantiser.For(2).LeastAc()};
 }
+
+/// How much finer than the first coarseness for the whole frame another one is hardly ever.
+constexpr Coarseness kMargin = kOctave / 8;
 
 /// Blocks of one component of a slice.
 constexpr std::uint32_t BlockCount(SliceSpan slice, unsigned component) {
@@ -61,18 +66,6 @@ Status CheckArguments(const EncodeParamsRecord& params, const PixelBufferRecord&
   return interlaced && unequalFields ? Status::kUnsupported : Status::kSuccess;
 }
 
-FrameHeader MakeHeader(const EncodeParamsRecord& params, const PixelBufferRecord& source,
-                       const VariantProfile& profile) {
-  FrameHeader header;
-  header.encoderIdentifier = kEncoderIdentifier;
-  header.width = static_cast<std::uint16_t>(source.width);
-  header.height = static_cast<std::uint16_t>(source.height);
-  header.interlaceMode = static_cast<InterlaceMode>(params.interlaceMode);
-  header.lumaMatrix = profile.luma;
-  header.chromaMatrix = profile.chroma;
-  return header;
-}
-
 /// Replaces the blocks that lie wholly outside the picture by the cheapest ones: the DC of the
 /// block before and nothing else. The first block of a slice is never one of them.
 void FlattenOutside(std::span<std::int16_t> coefficients, std::size_t blocks, unsigned component,
@@ -85,6 +78,15 @@ void FlattenOutside(std::span<std::int16_t> coefficients, std::size_t blocks, un
   }
 }
 
+/// All slices of a frame have the same weights of chroma.
+WeightFactors FactorsFor(std::span<const SliceChoice> choices) {
+  unsigned coarsestRung = 0;
+  for (const SliceChoice& choice : choices) {
+    coarsestRung = std::max<unsigned>(coarsestRung, choice.quantiser.rung);
+  }
+  return WeightFactorsFor(coarsestRung, choices.front().quantiser.chromaQuarters);
+}
+
 }  // namespace
 
 /// What the steps of encoding one frame need to know of it. Macroblock rows are numbered through
@@ -92,14 +94,16 @@ void FlattenOutside(std::span<std::int16_t> coefficients, std::size_t blocks, un
 class Encoder::Frame {
  public:
   Frame(const EncodeParamsRecord& params, const PixelBufferRecord& input,
-        const VariantProfile& profile)
+        const VariantProfile& variant)
       : source(input),
-        header(MakeHeader(params, input, profile)),
+        profile(variant),
+        header(HeaderWith(static_cast<InterlaceMode>(params.interlaceMode), {})),
         layout(input.width, kLog2SliceWidth),
         pictures(PictureCount(header.interlaceMode)),
         lumaScales(ScalesFor(header.lumaMatrix)),
         chromaScales(ScalesFor(header.chromaMatrix)),
-        target(TargetFrameBytes(profile, input.width, input.height)) {
+        noise(std::ranges::min(header.lumaMatrix), SampleBits(input.pixelFormat)),
+        budget(BudgetOf(header)) {
     for (unsigned picture = 0; picture < pictures; ++picture) {
       strips += Geometry(picture).MacroblockRows();
     }
@@ -114,14 +118,32 @@ class Encoder::Frame {
   std::uint32_t Slices() const { return strips * layout.SlicesPerRow(); }
   SliceSpan Slice(std::uint32_t slice) const { return layout[slice % layout.SlicesPerRow()]; }
 
+  FrameHeader HeaderWith(const WeightFactors& factors) const {
+    return HeaderWith(header.interlaceMode, factors);
+  }
+
   const PixelBufferRecord& source;
-  const FrameHeader header;
+  const VariantProfile& profile;
+  const FrameHeader header;  ///< with the weights as they are
   const SliceLayout layout;
   const unsigned pictures;
   const CoefficientScales lumaScales;
   const CoefficientScales chromaScales;
-  const std::uint64_t target;
+  const GridNoise noise;
+  const PayloadBudget budget;
   std::uint32_t strips = 0;
+
+ private:
+  PayloadBudget BudgetOf(const FrameHeader& ownHeader) const {
+    const std::uint64_t target = TargetFrameBytes(profile, source.width, source.height);
+    return {.ownWeights = target - OverheadBytes(ownHeader),
+            .otherWeights = target - LargestOverheadBytes(profile, source.width, source.height,
+                                                          ownHeader.interlaceMode)};
+  }
+
+  FrameHeader HeaderWith(InterlaceMode mode, const WeightFactors& factors) const {
+    return HeaderOf(profile, source.width, source.height, mode, factors);
+  }
 };
 
 /// Measures slices by quantising and counting. Strips are transformed when they are first needed.
@@ -129,53 +151,73 @@ class Encoder::Meter : public SliceMeter {
  public:
   Meter(Encoder& encoder, const Frame& frame) : encoder_(encoder), frame_(frame) {}
 
-  void Measure(unsigned rung, std::span<const std::uint32_t> slices,
-               std::span<SliceSize> sizes) override {
-    TransformStripsOf(slices, rung);
+  void Measure(const FrameQuantiser& frame, std::span<const std::uint32_t> slices,
+               std::span<SliceChoice> choices) override {
+    TransformStripsOf(slices);
     encoder_.ForEachSlice(static_cast<std::uint32_t>(slices.size()), [&](std::uint32_t i) {
       // They lie far apart.
       if (i + 1 < slices.size()) encoder_.coefficients_.Prefetch(slices[i + 1]);
-      sizes[slices[i]] = SizeOf(slices[i], rung);
+      Update(frame, slices[i], choices[slices[i]]);
     });
   }
 
   /// Measures each strip while its coefficients are in cache.
-  void MeasureAll(unsigned rung, std::span<SliceSize> sizes) override {
+  void MeasureAll(const FrameQuantiser& frame, std::span<SliceChoice> choices) override {
     const std::uint32_t slices = frame_.layout.SlicesPerRow();
+    const bool codedBefore = std::ranges::any_of(
+        encoder_.traits_, [](const SliceTraits& slice) { return slice.grid.rung != 0; });
     encoder_.pool_.ParallelFor(frame_.strips, [&](std::uint32_t strip, std::uint32_t worker) {
-      if (encoder_.finestRungs_[strip] > rung) {
-        encoder_.TransformStrip(frame_, strip, FinestRungFrom(rung), encoder_.workers_[worker]);
+      if (!Serves(strip, frame)) {
+        FrameQuantiser finest = frame;
+        finest.coarseness = std::max(kFinest, frame.coarseness - kMargin);
+        encoder_.TransformStrip(frame_, strip, finest, codedBefore, encoder_.workers_[worker]);
       }
       for (std::uint32_t slice = strip * slices; slice < (strip + 1) * slices; ++slice) {
-        sizes[slice] = SizeOf(slice, rung);
+        Update(frame, slice, choices[slice]);
       }
     });
   }
 
  private:
-  /// Transforms the strips that are needed, for every rung.
-  void TransformStripsOf(std::span<const std::uint32_t> slices, unsigned rung) {
+  /// Whether the stored coefficients of a strip are all that such a frame keeps.
+  bool Serves(std::uint32_t strip, const FrameQuantiser& frame) const {
+    const FrameQuantiser& finest = encoder_.finest_[strip];
+    if (finest.coarseness == kNotTransformed) return false;
+    if (finest.coarseness <= frame.coarseness && finest.chromaQuarters <= frame.chromaQuarters) {
+      return true;
+    }
+    const std::uint32_t slices = frame_.layout.SlicesPerRow();
+    return std::ranges::all_of(std::span(encoder_.traits_).subspan(strip * slices, slices),
+                               [&](const SliceTraits& slice) {
+                                 return QuantiserAt(finest, slice) == QuantiserAt(frame, slice);
+                               });
+  }
+
+  /// Transforms the strips that are needed, for every coarseness.
+  void TransformStripsOf(std::span<const std::uint32_t> slices) {
     std::vector<std::uint32_t>& missing = encoder_.missingStrips_;
     missing.clear();
     for (const std::uint32_t slice : slices) {
       const std::uint32_t strip = slice / frame_.layout.SlicesPerRow();
-      if (encoder_.finestRungs_[strip] <= rung) continue;
-      encoder_.finestRungs_[strip] = 0;
+      if (encoder_.finest_[strip].coarseness == kFinest) continue;
+      encoder_.finest_[strip] = kFinestFrame;
       missing.push_back(strip);
     }
-    encoder_.pool_.ParallelFor(
-        static_cast<std::uint32_t>(missing.size()), [&](std::uint32_t i, std::uint32_t worker) {
-          encoder_.TransformStrip(frame_, missing[i], 0, encoder_.workers_[worker]);
-        });
+    encoder_.pool_.ParallelFor(static_cast<std::uint32_t>(missing.size()),
+                               [&](std::uint32_t i, std::uint32_t worker) {
+                                 encoder_.TransformStrip(frame_, missing[i], kFinestFrame, false,
+                                                         encoder_.workers_[worker]);
+                               });
   }
 
-  SliceSize SizeOf(std::uint32_t slice, unsigned rung) const {
-    const Quantiser quantiser = QuantiserOf(rung);
+  void Update(const FrameQuantiser& frame, std::uint32_t slice, SliceChoice& choice) const {
+    const SliceQuantiser wanted = QuantiserAt(frame, encoder_.traits_[slice]);
+    if (choice.quantiser == wanted) return;
     const auto bytes = [&](unsigned component) {
       return static_cast<std::uint16_t>(encoder_.kernels_.countComponentBytes(
-          quantiser, encoder_.coefficients_.Component(slice, component)));
+          wanted.For(component), encoder_.coefficients_.Component(slice, component)));
     };
-    return {bytes(0), bytes(1), bytes(2)};
+    choice = {wanted, {bytes(0), bytes(1), bytes(2)}};
   }
 
   Encoder& encoder_;
@@ -190,16 +232,18 @@ Status Encoder::Encode(const EncodeParamsRecord& params, const PixelBufferRecord
   const Frame frame(params, source, *FindVariant(params.codecType));
   Reserve(frame);
   Meter meter(*this, frame);
-  const std::uint64_t overhead = OverheadBytes(frame.header);
-  const std::span<const SliceChoice> choices = rateControl_.Choose(
-      meter, {frame.strips, frame.layout.SlicesPerRow()}, frame.target - overhead);
-  std::uint64_t frameBytes = overhead;
+  const std::span<const SliceChoice> choices =
+      rateControl_.Choose(meter, {frame.strips, frame.layout.SlicesPerRow()}, frame.budget);
+  const WeightFactors factors = FactorsFor(choices);
+  const FrameHeader header = frame.HeaderWith(factors);
+  std::uint64_t frameBytes = OverheadBytes(header);
   for (const SliceChoice& choice : choices) frameBytes += choice.size.Payload();
   if (frameBytes > destination.size()) return Status::kDestinationTooSmall;
 
-  WriteHeaders(frame, choices, destination.data());
-  ForEachSlice(frame.Slices(),
-               [&](std::uint32_t slice) { WriteSlice(slice, choices[slice], destination.data()); });
+  WriteHeaders(frame, header, choices, destination.data());
+  ForEachSlice(frame.Slices(), [&](std::uint32_t slice) {
+    WriteSlice(slice, choices[slice], factors, destination.data());
+  });
   compressedBytes = static_cast<std::uint32_t>(frameBytes);
   return Status::kSuccess;
 }
@@ -224,14 +268,17 @@ void Encoder::Reserve(const Frame& frame) {
   }
   coefficients_.Reset(frame.strips, frame.layout.SlicesPerRow(),
                       CoefficientCount(frame.layout.Macroblocks()));
-  finestRungs_.assign(frame.strips, kNotTransformed);
+  finest_.assign(frame.strips, {.coarseness = kNotTransformed});
+  traits_.assign(frame.Slices(), {});
   missingStrips_.reserve(frame.strips);
   offsets_.resize(frame.Slices());
 }
 
-/// Stores the coefficients of a strip that `finestRung` or a coarser one may keep.
-void Encoder::TransformStrip(const Frame& frame, std::uint32_t strip, unsigned finestRung,
-                             Worker& worker) {
+/// Finds the traits of a strip's slices, many of which lie on a grid if the frame was coded before,
+/// and stores the coefficients that a frame as coarse as
+/// `finest` or coarser may keep.
+void Encoder::TransformStrip(const Frame& frame, std::uint32_t strip, const FrameQuantiser& finest,
+                             bool codedBefore, Worker& worker) {
   const PixelBufferRecord& source = frame.source;
   const std::uint32_t firstFieldStrips = frame.Geometry(0).MacroblockRows();
   const bool secondField = strip >= firstFieldStrips;
@@ -246,24 +293,64 @@ void Encoder::TransformStrip(const Frame& frame, std::uint32_t strip, unsigned f
                  std::size_t{geometry.lineStep} * source.rowBytes, lines, source,
                  kernels_.UnpackerFor(source.pixelFormat));
 
-  const std::uint16_t threshold = QuantiserOf(finestRung).AcThreshold();
-  alignas(kVectorAlignment) ComponentValues coefficients, values, places;
   coefficients_.ClearStrip(strip);
   const std::uint32_t slices = frame.layout.SlicesPerRow();
-  for (std::uint32_t slice = strip * slices; slice < (strip + 1) * slices; ++slice) {
-    const SliceSpan span = frame.Slice(slice);
-    for (unsigned component = 0; component < kComponents; ++component) {
-      const auto all = std::span(coefficients).first(BlockCount(span, component) * kBlockSamples);
-      TransformComponent(frame, samples, span, component, lines, all);
-      const std::size_t count =
-          kernels_.selectCoefficients(all, threshold, values.data(), places.data());
-      coefficients_.Append(slice, component, all, values.data(), places.data(), count);
+  GridSearch grids(frame.noise, codedBefore, kernels_.measureDeviations);
+  for (std::uint32_t column = 0; column < slices; ++column) {
+    const std::uint32_t slice = strip * slices + column;
+    SliceTraits& traits = traits_[slice];
+    traits = TraitsOf(samples, frame.Slice(slice), column, strip);
+    Thresholds thresholds = ThresholdsOf(QuantiserAt(finest, traits));
+    // On a grid, coefficients of half a step count; where one slice lies on one, others do.
+    if (grids.FoundAny()) {
+      for (std::uint16_t& threshold : thresholds) threshold /= 2;
+    }
+    TransformSlice(frame, samples, slice, lines, thresholds);
+    traits.grid = grids.Next(AcValues(slice));
+    const Thresholds needed = ThresholdsOf(QuantiserAt(finest, traits));
+    if (!std::ranges::equal(thresholds, needed, std::less_equal())) {
+      coefficients_.DropSlice(slice);
+      TransformSlice(frame, samples, slice, lines, needed);
     }
   }
-  finestRungs_[strip] = static_cast<std::uint8_t>(finestRung);
+  finest_[strip] = finest;
 }
 
+SliceTraits Encoder::TraitsOf(const PlanarStrip& samples, SliceSpan span, std::uint32_t column,
+                              std::uint32_t strip) const {
+  const std::uint16_t* const luma =
+      samples.Line(0, 0) + std::size_t{span.firstMacroblock} * kMacroblockSize;
+  const std::uint32_t activity =
+      kernels_.measureActivity(luma, samples.Stride(0), BlockCount(span, 0));
+  return {.finerBy = FinerBy(activity), .dither = DitherAt(column, strip), .grid = {}};
+}
+
+/// Stores the coefficients of a slice that are not below the thresholds.
 /// @param lines lines of the strip that lie inside the picture.
+void Encoder::TransformSlice(const Frame& frame, const PlanarStrip& samples, std::uint32_t slice,
+                             std::size_t lines,
+                             const std::array<std::uint16_t, kComponents>& leastAc) {
+  alignas(kVectorAlignment) ComponentValues coefficients, values, places;
+  const SliceSpan span = frame.Slice(slice);
+  for (unsigned component = 0; component < kComponents; ++component) {
+    const auto all = std::span(coefficients).first(BlockCount(span, component) * kBlockSamples);
+    TransformComponent(frame, samples, span, component, lines, all);
+    const std::size_t count =
+        kernels_.selectCoefficients(all, leastAc[component], values.data(), places.data());
+    coefficients_.Append(slice, component, all, values.data(), places.data(), count);
+  }
+}
+
+/// The stored AC coefficients of a slice.
+SliceValues Encoder::AcValues(std::uint32_t slice) const {
+  SliceValues values;
+  for (unsigned component = 0; component < kComponents; ++component) {
+    const SparseComponent stored = coefficients_.Component(slice, component);
+    values[component] = {stored.values, stored.count};
+  }
+  return values;
+}
+
 void Encoder::TransformComponent(const Frame& frame, const PlanarStrip& samples, SliceSpan span,
                                  unsigned component, std::size_t lines,
                                  std::span<std::int16_t> coefficients) {
@@ -281,9 +368,9 @@ void Encoder::TransformComponent(const Frame& frame, const PlanarStrip& samples,
 }
 
 /// Writes everything in front of the slices of each picture, and finds the slices' places.
-void Encoder::WriteHeaders(const Frame& frame, std::span<const SliceChoice> choices,
-                           std::uint8_t* destination) {
-  std::uint32_t pictureStart = static_cast<std::uint32_t>(FrameHeaderBytes(frame.header));
+void Encoder::WriteHeaders(const Frame& frame, const FrameHeader& header,
+                           std::span<const SliceChoice> choices, std::uint8_t* destination) {
+  std::uint32_t pictureStart = static_cast<std::uint32_t>(FrameHeaderBytes(header));
   std::uint32_t slice = 0;
   for (unsigned picture = 0; picture < frame.pictures; ++picture) {
     const std::uint32_t slices = frame.PictureSlices(picture);
@@ -298,29 +385,29 @@ void Encoder::WriteHeaders(const Frame& frame, std::span<const SliceChoice> choi
       offsets_[slice] = offset;
       offset += sliceBytes;
     }
-    PictureHeader header;
-    header.pictureBytes = offset - pictureStart;
-    header.sliceCount = static_cast<std::uint16_t>(slices);
-    header.log2SliceWidth = kLog2SliceWidth;
-    WritePictureHeader(header, destination + pictureStart);
+    PictureHeader pictureHeader;
+    pictureHeader.pictureBytes = offset - pictureStart;
+    pictureHeader.sliceCount = static_cast<std::uint16_t>(slices);
+    pictureHeader.log2SliceWidth = kLog2SliceWidth;
+    WritePictureHeader(pictureHeader, destination + pictureStart);
     pictureStart = offset;
   }
-  WriteFrameHeader(frame.header, pictureStart, destination);
+  WriteFrameHeader(header, pictureStart, destination);
 }
 
 void Encoder::WriteSlice(std::uint32_t slice, const SliceChoice& choice,
-                         std::uint8_t* destination) {
+                         const WeightFactors& factors, std::uint8_t* destination) {
   SliceHeader header;
-  header.quantizationIndex = QuantisationIndex(choice.rung);
+  header.quantizationIndex = QuantizationIndexOf(choice.quantiser.rung, factors);
   header.componentBytes = {choice.size.luma, choice.size.cb, choice.size.cr};
   std::uint8_t* next = destination + offsets_[slice];
   WriteSliceHeader(header, next);
   next += SliceHeader::kWrittenBytes;
-  const Quantiser quantiser = QuantiserOf(choice.rung);
   for (unsigned component = 0; component < kComponents; ++component) {
     const std::size_t bytes = header.componentBytes[component];
-    [[maybe_unused]] const bool asCounted = kernels_.writeComponent(
-        quantiser, coefficients_.Component(slice, component), std::span(next, bytes));
+    [[maybe_unused]] const bool asCounted =
+        kernels_.writeComponent(choice.quantiser.For(component),
+                                coefficients_.Component(slice, component), std::span(next, bytes));
     assert(asCounted);
     next += bytes;
   }

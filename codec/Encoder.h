@@ -16,6 +16,7 @@
 #include "bitstream/SliceLayout.h"
 #include "cpu/Kernels.h"
 #include "parallel/WorkerPool.h"
+#include "rate/GridDetection.h"
 #include "rate/RateControl.h"
 
 namespace prores {
@@ -56,19 +57,27 @@ class Encoder {
   template <typename Task>
   void ForEachSlice(std::uint32_t count, Task&& task);
   void Reserve(const Frame& frame);
-  void TransformStrip(const Frame& frame, std::uint32_t strip, unsigned finestRung, Worker& worker);
+  void TransformStrip(const Frame& frame, std::uint32_t strip, const FrameQuantiser& finest,
+                      bool codedBefore, Worker& worker);
+  SliceTraits TraitsOf(const PlanarStrip& samples, SliceSpan span, std::uint32_t column,
+                       std::uint32_t strip) const;
+  void TransformSlice(const Frame& frame, const PlanarStrip& samples, std::uint32_t slice,
+                      std::size_t lines, const std::array<std::uint16_t, kComponents>& leastAc);
+  SliceValues AcValues(std::uint32_t slice) const;
   void TransformComponent(const Frame& frame, const PlanarStrip& samples, SliceSpan span,
                           unsigned component, std::size_t lines,
                           std::span<std::int16_t> coefficients);
-  void WriteHeaders(const Frame& frame, std::span<const SliceChoice> choices,
-                    std::uint8_t* destination);
-  void WriteSlice(std::uint32_t slice, const SliceChoice& choice, std::uint8_t* destination);
+  void WriteHeaders(const Frame& frame, const FrameHeader& header,
+                    std::span<const SliceChoice> choices, std::uint8_t* destination);
+  void WriteSlice(std::uint32_t slice, const SliceChoice& choice, const WeightFactors& factors,
+                  std::uint8_t* destination);
 
   const Kernels& kernels_;
   WorkerPool pool_;
   std::vector<Worker> workers_;
   CoefficientStore coefficients_;
-  std::vector<std::uint8_t> finestRungs_;  ///< for which the coefficients of each strip serve
+  std::vector<FrameQuantiser> finest_;  ///< for which the coefficients of each strip serve
+  std::vector<SliceTraits> traits_;
   std::vector<std::uint32_t> missingStrips_;
   std::vector<std::uint32_t> offsets_;  ///< of each slice in the frame
   RateControl rateControl_;

@@ -22,6 +22,11 @@ constexpr unsigned QuantizerScale(unsigned quantizationIndex) {
   return index <= 128 ? index : 128 + 4 * (index - 128);
 }
 
+/// The quantization_index of a scale that has one.
+constexpr unsigned QuantizationIndex(unsigned scale) {
+  return scale <= 128 ? scale : 128 + (scale - 128) / 4;
+}
+
 /// Header of a slice: its quantiser and the sizes of its coded components (RDD 36, slice header).
 struct SliceHeader {
   /// Bytes that WriteSliceHeader() writes, and the least that a slice can have.

@@ -9,6 +9,8 @@
 #include "pixel/ChromaFilterSimd.h"
 #include "pixel/PackRowsSimd.h"
 #include "pixel/UnpackRowsSimd.h"
+#include "rate/ActivitySimd.h"
+#include "rate/GridDetectionSimd.h"
 #include "transform/ForwardTransformSimd.h"
 #include "transform/InverseTransformSimd.h"
 
@@ -25,6 +27,8 @@ constexpr Kernels kPlainKernels{
     .unpack2vuy = UnpackRow2vuy,
     .unpackV210 = UnpackRowV210,
     .forwardTransform = ForwardTransform,
+    .measureActivity = MeasureActivity,
+    .measureDeviations = MeasureDeviations,
     .selectCoefficients = SelectCoefficients,
     .countComponentBytes = CountComponentBytes,
     .writeComponent = WriteComponent,
@@ -37,6 +41,8 @@ Kernels MakeKernels(CpuLevel level) {
   InstallCoefficientDecoderKernels(level, kernels);
   InstallComponentEncoderKernels(level, kernels);
   InstallForwardTransformKernels(level, kernels);
+  InstallActivityKernels(level, kernels);
+  InstallGridDetectionKernels(level, kernels);
   InstallInverseTransformKernels(level, kernels);
   InstallChromaFilterKernels(level, kernels);
   InstallPackRowsKernels(level, kernels);

@@ -12,6 +12,8 @@
 #include "pixel/ChromaFilter.h"
 #include "pixel/PackRows.h"
 #include "pixel/UnpackRows.h"
+#include "rate/Activity.h"
+#include "rate/GridDetection.h"
 #include "transform/ForwardTransform.h"
 #include "transform/InverseTransform.h"
 
@@ -33,6 +35,8 @@ struct Kernels {
   UnpackRow unpack2vuy;
   UnpackRow unpackV210;
   decltype(&ForwardTransform) forwardTransform;
+  decltype(&MeasureActivity) measureActivity;
+  decltype(&MeasureDeviations) measureDeviations;
   decltype(&SelectCoefficients) selectCoefficients;
   decltype(&CountComponentBytes) countComponentBytes;
   decltype(&WriteComponent) writeComponent;

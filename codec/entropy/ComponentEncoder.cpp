@@ -3,6 +3,7 @@
 
 #include <algorithm>
 #include <array>
+#include <cstdlib>
 
 #include "bitstream/BlockOrder.h"
 #include "entropy/CoefficientEncoder.h"
@@ -19,14 +20,29 @@ class Levels {
     for (std::size_t block = 0; block < component.blocks; ++block) {
       levels_[block] = quantiser.Level(component.dcs[block], quantiser.DcBias());
     }
-    for (std::size_t i = 0; i < component.count; ++i) {
-      levels_[static_cast<std::size_t>(component.places[i])] =
-          quantiser.Level(component.values[i], quantiser.AcBias());
-    }
+    QuantiseAc(quantiser, component);
   }
   std::span<const std::int16_t> All() const { return std::span(levels_).first(size_); }
 
  private:
+  void QuantiseAc(const Quantiser& quantiser, const SparseComponent& component) {
+    std::array<std::int16_t, kMaxSliceBlocks * kBlockSamples> values, places;
+    std::size_t count = 0;
+    for (std::size_t i = 0; i < component.count; ++i) {
+      if (std::abs(component.values[i]) < quantiser.LeastAc()) continue;
+      values[count] = component.values[i];
+      places[count++] = component.places[i];
+    }
+    const auto place = [&](std::size_t i) { return i < count ? int{places[i]} : kPlaceBehindAll; };
+    int before = static_cast<int>(component.blocks) - 1;
+    for (std::size_t i = 0; i < count; ++i) {
+      const int gap = GapOf(before, place(i), place(i + 1));
+      before = place(i);
+      if (std::abs(values[i]) < quantiser.LeastAc(gap)) continue;
+      levels_[static_cast<std::size_t>(before)] = quantiser.Level(values[i], quantiser.AcBias());
+    }
+  }
+
   std::size_t size_;
   alignas(8) std::array<std::int16_t, kMaxSliceBlocks * kBlockSamples> levels_;
 };

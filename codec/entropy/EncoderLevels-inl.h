@@ -133,6 +133,67 @@ inline std::size_t Select(std::span<const std::int16_t> coefficients, std::uint1
   return count;
 }
 
+/// The coefficients that matter (LevelRule), laid out as Levels are.
+struct Candidates {
+  std::size_t count;
+  alignas(64) std::array<std::int16_t, Levels::kCapacity> values;
+  alignas(64) std::array<std::int16_t, Levels::kCapacity> places;
+};
+
+/// Calls visit(i, restrict) for every vector of `count` lanes, where restrict() takes the lanes
+/// behind the last one out of a mask.
+template <typename Visit>
+inline void ForEachVector(std::size_t count, Visit&& visit) {
+  std::size_t i = 0;
+  for (; i + kLanes <= count; i += kLanes) {
+    visit(i, [](hn::Mask<Tag> selected) { return selected; });
+  }
+  if (i < count) {
+    visit(i,
+          [&](hn::Mask<Tag> selected) { return hn::And(selected, hn::FirstN(Tag(), count - i)); });
+  }
+}
+
+/// Leaves out what does not matter.
+inline void FindCandidates(const Quantiser& quantiser, const SparseComponent& component,
+                           Candidates& candidates) {
+  constexpr Tag kTag;
+  std::int16_t* const values = candidates.values.data() + Levels::kBefore;
+  std::int16_t* const places = candidates.places.data() + Levels::kBefore;
+  const Vec below = Set(quantiser.LeastAc() - 1);
+  std::size_t count = 0;
+  ForEachVector(component.count, [&](std::size_t i, auto&& restrict) {
+    const Vec value = hn::LoadU(kTag, component.values + i);
+    count += Append(restrict(hn::Abs(value) > below), value, hn::LoadU(kTag, component.places + i),
+                    values + count, places + count);
+  });
+  places[-1] = static_cast<std::int16_t>(component.blocks - 1);
+  places[count] = kPlaceBehindAll;
+  candidates.count = count;
+}
+
+/// Those of the candidates from i on that do not become zero.
+inline hn::Mask<Tag> KeptCandidates(const Quantiser& quantiser, const Candidates& candidates,
+                                    std::size_t i) {
+  constexpr Tag kTag;
+  const std::int16_t* const places = candidates.places.data() + Levels::kBefore + i;
+  const Vec place = hn::LoadU(kTag, places);
+  const Vec gap =
+      hn::Min(hn::Min(place - hn::LoadU(kTag, places - 1), hn::LoadU(kTag, places + 1) - place),
+              Set(kMaxGap));
+  // One entry for the lower byte of each lane, none for the upper one.
+  constexpr hn::Repartition<std::uint8_t, Tag> kBytes;
+  const auto entries = hn::BitCast(kBytes, gap | Set(-0x8000));
+  const auto lookup = [&](const Quantiser::GapTable& table) {
+    return hn::BitCast(kTag,
+                       hn::TableLookupBytesOr0(hn::LoadDup128(kBytes, table.data()), entries));
+  };
+  const Vec least =
+      lookup(quantiser.LeastAcLow()) | hn::ShiftLeft<8>(lookup(quantiser.LeastAcHigh()));
+  const Vec value = hn::LoadU(kTag, candidates.values.data() + Levels::kBefore + i);
+  return hn::Abs(value) > least - Set(1);
+}
+
 /// Quantises the component and packs its levels.
 inline void Collect(const Quantiser& quantiser, const SparseComponent& component, Levels& levels) {
   constexpr Tag kTag;
@@ -149,24 +210,18 @@ inline void Collect(const Quantiser& quantiser, const SparseComponent& component
   levelsEnd[-1] = kInitialLevelSymbol + 1;
   placesEnd[-1] = initialPlace;
   placesEnd[-2] = static_cast<std::int16_t>(initialPlace - static_cast<int>(kInitialRun) - 1);
-  const auto append = [&](std::size_t i, auto&& restrict) {
+  Candidates candidates;
+  FindCandidates(quantiser, component, candidates);
+  ForEachVector(candidates.count, [&](std::size_t i, auto&& restrict) {
+    const std::size_t at = Levels::kBefore + i;
     const Vec level =
-        Quantise(hn::LoadU(kTag, component.values + i), quantiser, quantiser.AcBias());
+        Quantise(hn::LoadU(kTag, candidates.values.data() + at), quantiser, quantiser.AcBias());
     const std::size_t appended =
-        Append(restrict(level != Set(0)), level, hn::LoadU(kTag, component.places + i), levelsEnd,
-               placesEnd);
+        Append(restrict(KeptCandidates(quantiser, candidates, i)), level,
+               hn::LoadU(kTag, candidates.places.data() + at), levelsEnd, placesEnd);
     levelsEnd += appended;
     placesEnd += appended;
-  };
-  std::size_t i = 0;
-  for (; i + kLanes <= component.count; i += kLanes) {
-    append(i, [](hn::Mask<Tag> selected) { return selected; });
-  }
-  if (i < component.count) {
-    append(i, [&](hn::Mask<Tag> selected) {
-      return hn::And(selected, hn::FirstN(kTag, component.count - i));
-    });
-  }
+  });
   for (std::size_t zero = 0; zero < Levels::kZeros; zero += kLanes) {
     hn::StoreU(hn::Zero(kTag), kTag, levelsEnd + zero);
     hn::StoreU(hn::Zero(kTag), kTag, placesEnd + zero);

@@ -39,6 +39,9 @@ inline constexpr auto kAllPlaces = [] {
   return places;
 }();
 
+/// Stands for the place of a coefficient behind the last one.
+inline constexpr int kPlaceBehindAll = 0x7FFF;
+
 /// Finds the AC coefficients with a magnitude of at least `threshold` (1 or more).
 /// @param coefficients 64 for each of the blocks, in coded order.
 /// @param values, places  receive what SparseComponent has; as much room as `coefficients` have,

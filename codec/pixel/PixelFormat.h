@@ -15,6 +15,12 @@ constexpr bool IsPixelFormat(std::uint32_t format) {
   return format == kWPRPixelFormat2vuy || format == kWPRPixelFormatV210;
 }
 
+/// Bits of a sample.
+/// @param format a WPRPixelFormat.
+constexpr unsigned SampleBits(std::uint32_t format) {
+  return format == kWPRPixelFormat2vuy ? 8 : 10;
+}
+
 /// Pixels that 'v210' packs into four words, and the bytes of these.
 inline constexpr std::uint32_t kV210GroupPixels = 6;
 inline constexpr std::uint32_t kV210GroupBytes = 16;

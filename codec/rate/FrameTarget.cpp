@@ -12,6 +12,7 @@
 #include "bitstream/SliceLayout.h"
 #include "bitstream/SliceTable.h"
 #include "pixel/PixelFormat.h"
+#include "rate/QuantiserLadder.h"
 
 namespace prores {
 namespace {
@@ -91,17 +92,6 @@ std::uint64_t InterpolateBytes(std::size_t variant, std::uint64_t macroblocks) {
                                     (above.macroblocks - below.macroblocks);
 }
 
-FrameHeader HeaderFor(const VariantProfile& profile, std::uint32_t width, std::uint32_t height,
-                      InterlaceMode mode) {
-  FrameHeader header;
-  header.width = static_cast<std::uint16_t>(width);
-  header.height = static_cast<std::uint16_t>(height);
-  header.interlaceMode = mode;
-  header.lumaMatrix = profile.luma;
-  header.chromaMatrix = profile.chroma;
-  return header;
-}
-
 /// Overhead and macroblocks of a frame in whichever way of coding it takes more.
 struct FrameExtent {
   std::uint64_t overhead;
@@ -112,8 +102,7 @@ FrameExtent LargestExtent(const VariantProfile& profile, std::uint32_t width,
                           std::uint32_t height) {
   FrameExtent extent{};
   for (const InterlaceMode mode : {InterlaceMode::kProgressive, InterlaceMode::kTopFieldFirst}) {
-    extent.overhead =
-        std::max(extent.overhead, OverheadBytes(HeaderFor(profile, width, height, mode)));
+    extent.overhead = std::max(extent.overhead, LargestOverheadBytes(profile, width, height, mode));
     std::uint64_t rows = 0;
     for (unsigned picture = 0; picture < PictureCount(mode); ++picture) {
       rows += GeometryOf(height, mode, picture).MacroblockRows();
@@ -145,6 +134,11 @@ std::uint64_t OverheadBytes(const FrameHeader& header) {
              slices * (kSliceTableEntryBytes + SliceHeader::kWrittenBytes);
   }
   return bytes;
+}
+
+std::uint64_t LargestOverheadBytes(const VariantProfile& profile, std::uint32_t width,
+                                   std::uint32_t height, InterlaceMode mode) {
+  return OverheadBytes(HeaderOf(profile, width, height, mode, {.luma = kMaxWeightFactor}));
 }
 
 std::uint64_t TargetFrameBytes(const VariantProfile& profile, std::uint32_t width,

@@ -26,6 +26,10 @@ Status CheckFrameSize(const VariantProfile& profile, std::uint32_t width, std::u
 /// slice table and slice headers.
 std::uint64_t OverheadBytes(const FrameHeader& header);
 
+/// The most that it can be for the frames of a variant, whatever their weights are multiplied by.
+std::uint64_t LargestOverheadBytes(const VariantProfile& profile, std::uint32_t width,
+                                   std::uint32_t height, InterlaceMode mode);
+
 /**
  * Size that a frame is given if it needs its bytes.
  *
@@ -41,9 +45,9 @@ std::uint64_t TargetFrameBytes(const VariantProfile& profile, std::uint32_t widt
 /**
  * Size that no frame exceeds: the target, or the overhead and 32 bytes per block if that is more.
  *
- * A frame above its target has quantisation index 224 everywhere, with weights of 4 or more a step
- * t of at least 2048. In the unit of the coefficients, samples within 512 of mid grey give a block
- * the energy 64 x (4 x 512)^2 <= 64 t^2 at most (Parseval).
+ * A frame above its target is on the coarsest rung everywhere: quantisation index 224, and with
+ * weights of 4 or more a step t of at least 2048. In the unit of the coefficients, samples within
+ * 512 of mid grey give a block the energy 64 x (4 x 512)^2 <= 64 t^2 at most (Parseval).
  * - A level L takes a coefficient of at least |L| - 1/2 steps. So the levels of a block satisfy
  *   sum (|L| - 1/2)^2 <= 64 over those that are not zero.
  * - The bits of a run, a level and its sign depend on these and on the codes that the run and the

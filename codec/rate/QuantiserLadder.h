@@ -7,21 +7,79 @@
 #include "bitstream/SliceHeader.h"
 #include "transform/Quantise.h"
 
+/**
+ * @file
+ * The ladder of the quantisers that a slice can take.
+ *
+ * Rungs are numbered from the finest. Rung 0 is scale 1 with nearest rounding, for frames that
+ * cannot use their bytes otherwise. All others have a dead zone: rungs 1 to 32 are the scales 1 to
+ * 32, and from there each octave has 16 rungs. Scales beyond the 512 of the bitstream, which white
+ * noise needs at low rates, multiply the weights of the whole frame.
+ */
+
 namespace prores {
 
-/// Rungs of the ladder of quantisers, finest first. Rung 0 is quantisation index 1 with nearest
-/// rounding, for frames that cannot use their bytes otherwise; rung r is quantisation index r with
-/// a dead zone.
-inline constexpr unsigned kCoarsestRung = kMaxQuantizationIndex;
+inline constexpr unsigned kFineRungs = 32;  ///< that lie one scale apart
+inline constexpr unsigned kRungsPerOctave = 16;
+inline constexpr unsigned kCoarsestRung = 128;
 
-constexpr std::uint8_t QuantisationIndex(unsigned rung) {
-  return static_cast<std::uint8_t>(rung == 0 ? kMinQuantizationIndex : rung);
+/// Quantiser scale of a rung (0..kCoarsestRung), for weights of kUnitWeight.
+constexpr unsigned ScaleOf(unsigned rung) {
+  if (rung <= kFineRungs) return rung == 0 ? 1 : rung;
+  const unsigned octave = (rung - kFineRungs) / kRungsPerOctave;
+  const unsigned step = (rung - kFineRungs) % kRungsPerOctave;
+  return (kFineRungs + kFineRungs / kRungsPerOctave * step) << octave;
 }
+static_assert(ScaleOf(kCoarsestRung) == kMaxQuantizerScale);
 
-/// @param rung 0..kCoarsestRung.
-constexpr Quantiser QuantiserOf(unsigned rung) {
-  return {QuantizerScale(QuantisationIndex(rung)),
-          rung == 0 ? kNearestRounding : kDeadZoneRounding};
+/// The last rung that needs no larger weights.
+inline constexpr unsigned kCoarsestPlainRung = 96;
+static_assert(ScaleOf(kCoarsestPlainRung) == QuantizerScale(kMaxQuantizationIndex));
+
+/// Chroma has its whole weights or kLowerChroma quarters of them.
+inline constexpr std::uint8_t kQuarters = 4;
+inline constexpr std::uint8_t kLowerChroma = 3;
+
+/// The quantiser of a rung for weights of so many quarters, kQuarters or kLowerChroma of them.
+/// @param nearest without the dead zone of the rung.
+const Quantiser& QuantiserOf(unsigned rung, unsigned quarters = kQuarters, bool nearest = false);
+
+/// How the coefficients of a slice become levels.
+struct SliceQuantiser {
+  std::uint8_t rung = 0;
+  std::uint8_t chromaQuarters = kQuarters;  ///< of chroma's weights
+  // Whether coefficients are multiples of the step already. Then there is no dead zone.
+  bool lumaOnGrid = false;
+  bool chromaOnGrid = false;
+
+  /// @param component 0 = Y, 1 = Cb, 2 = Cr.
+  const Quantiser& For(unsigned component) const {
+    return component == 0 ? QuantiserOf(rung, kQuarters, lumaOnGrid)
+                          : QuantiserOf(rung, chromaQuarters, chromaOnGrid);
+  }
+  bool operator==(const SliceQuantiser&) const = default;
+};
+
+/// What the weights of a frame are multiplied by.
+struct WeightFactors {
+  unsigned luma = 1;
+  unsigned chromaQuarters = kQuarters;  ///< of that, for chroma
+};
+
+/// The factors of a frame with slices up to `coarsestRung`.
+constexpr WeightFactors WeightFactorsFor(unsigned coarsestRung, unsigned chromaQuarters) {
+  WeightFactors factors{1, chromaQuarters};
+  while (ScaleOf(coarsestRung) > factors.luma * QuantizerScale(kMaxQuantizationIndex)) {
+    factors.luma *= 2;
+  }
+  return factors;
+}
+inline constexpr unsigned kMaxWeightFactor = WeightFactorsFor(kCoarsestRung, kQuarters).luma;
+
+/// The quantization_index of a rung in a frame with these factors, of which it is less than an
+/// octave finer than the coarsest rung.
+constexpr std::uint8_t QuantizationIndexOf(unsigned rung, const WeightFactors& factors) {
+  return static_cast<std::uint8_t>(QuantizationIndex(ScaleOf(rung) / factors.luma));
 }
 
 }  // namespace prores

@@ -7,21 +7,22 @@
 #include <span>
 #include <vector>
 
+#include "rate/Coarseness.h"
+
 /**
  * @file
  * Choice of each slice's quantiser so that a frame lands on its budget.
  *
- * Quantisers form a ladder of rungs, finest first (QuantiserLadder). The frame takes the finest
- * rung that fits as a whole; then single slices, scattered over the frame, take the next finer rung
- * while the budget lasts, which is worth 0.1 to 0.3 dB over whole rungs. Nothing is carried from
- * frame to frame and all decisions are made in integers, so that a frame's bytes depend on its
- * picture alone.
+ * One number is looked for, the coarseness of the frame (rate/Coarseness.h), from which the
+ * quantisers of all slices follow: the finest with which the frame fits, but for a thousandth of
+ * its budget. Nothing is carried from frame to frame and all decisions are made in integers, so
+ * that a frame's bytes depend on its picture alone.
  *
- * Measuring a slice is most of the work. So a rung is looked for on growing samples of the slices,
- * of which each begins with the one before; what was measured of a rung stays known. They are taken
- * from a few whole strips (macroblock rows), so that the others are not needed before a rung is
- * known that is about right. Of the finer rung only as many slices are measured as the budget lasts
- * for.
+ * Measuring a slice is most of the work. So the coarseness is looked for on growing samples of the
+ * slices, of which each begins with the one before. They are taken from a few whole strips
+ * (macroblock rows), so that the others are not needed before a coarseness is known that is about
+ * right. And the nearer two steps of the search are, the fewer slices change their quantiser; only
+ * they are measured again.
  */
 
 namespace prores {
@@ -45,64 +46,63 @@ struct SliceGrid {
   bool operator==(const SliceGrid&) const = default;
 };
 
-/// Tells how large slices become on a rung.
-class SliceMeter {
- public:
-  virtual ~SliceMeter() = default;
-  /// Writes the exact size of each of the named slices to `sizes[slice]`.
-  virtual void Measure(unsigned rung, std::span<const std::uint32_t> slices,
-                       std::span<SliceSize> sizes) = 0;
-  /// Writes the exact sizes of all slices.
-  virtual void MeasureAll(unsigned rung, std::span<SliceSize> sizes) = 0;
-};
-
-/// What was chosen for a slice.
+/// The quantiser of a slice and how large that makes it.
 struct SliceChoice {
-  std::uint8_t rung;
+  static constexpr SliceQuantiser kNotMeasured{.rung = kCoarsestRung + 1};
+
+  SliceQuantiser quantiser = kNotMeasured;
   SliceSize size;
 };
 
-class RungSearch;
+/// Tells how large slices become.
+class SliceMeter {
+ public:
+  virtual ~SliceMeter() = default;
+  /// Brings `choices[slice]` of each of the named slices to what such a frame has:
+  /// the quantiser, and the exact size where the quantiser was another one.
+  virtual void Measure(const FrameQuantiser& frame, std::span<const std::uint32_t> slices,
+                       std::span<SliceChoice> choices) = 0;
+  /// The same for all slices.
+  virtual void MeasureAll(const FrameQuantiser& frame, std::span<SliceChoice> choices) = 0;
+};
+
+/// Bytes that the payloads of all slices may take, without and with other weights than the
+/// variant's own in the header.
+struct PayloadBudget {
+  std::uint64_t ownWeights = 0;
+  std::uint64_t otherWeights = 0;
+
+  std::uint64_t For(const FrameQuantiser& frame) const {
+    return NeedsOtherWeights(frame) ? otherWeights : ownWeights;
+  }
+};
+
+class CoarsenessSearch;
 
 /// One encoder's rate control; its memory grows with the slice count and is kept between frames.
 class RateControl {
  public:
-  /// Chooses a rung for each slice of a grid that has one at least.
+  /// Chooses a quantiser for each slice of a grid that has one at least.
   ///
-  /// The payloads sum up to at most `budget` bytes whenever the coarsest rung fits into it, else
+  /// The payloads sum up to at most the budget whenever the coarsest rung fits into it, else
   /// every slice is on the coarsest rung. The result stays valid until the next call.
   /// @throws std::bad_alloc.
   std::span<const SliceChoice> Choose(SliceMeter& meter, const SliceGrid& grid,
-                                      std::uint64_t budget);
+                                      const PayloadBudget& budget);
 
  private:
-  /// The slices measured on one rung: the first so many of an order.
-  struct Trial {
-    unsigned rung = 0;
-    std::size_t measured = 0;
-    std::uint64_t bytes = 0;  ///< of the measured slices
-    std::vector<SliceSize> sizes;
-  };
-
   void Resize(const SliceGrid& grid);
-  void Extend(SliceMeter& meter, Trial& trial, std::span<const std::uint32_t> order,
-              std::size_t count) const;
-  void MeasureSample(SliceMeter& meter, unsigned rung, std::size_t count);
-  void MeasureProbe(SliceMeter& meter, unsigned rung);
-  unsigned GuessRung(SliceMeter& meter, std::uint64_t budget, RungSearch& search);
-  void ChooseAround(SliceMeter& meter, std::uint64_t budget, unsigned guess, RungSearch& search);
-  bool Fill(SliceMeter& meter, std::uint64_t budget);
-  std::size_t NextChunk(std::size_t done, std::uint64_t total, std::uint64_t budget) const;
-  void ChooseForAll(const Trial& trial);
+  FrameQuantiser Guess(SliceMeter& meter, const PayloadBudget& budget, CoarsenessSearch& search);
+  void FitSample(SliceMeter& meter, std::size_t count, const PayloadBudget& budget,
+                 FrameQuantiser& frame, CoarsenessSearch& search);
+  bool IsShortOfChroma() const;
+  void Fit(SliceMeter& meter, const PayloadBudget& budget, FrameQuantiser frame,
+           CoarsenessSearch& search);
 
   SliceGrid grid_;
-  std::vector<std::uint32_t> scattered_;  ///< all slices, each far from those just before it
-  std::vector<std::uint32_t> sample_;     ///< those of some strips, scattered
-  Trial sampled_;
-  Trial probe_;
-  Trial coarse_;  ///< the finest rung known to fit
-  Trial fine_;    ///< the next finer one
-  std::vector<SliceChoice> choices_;
+  std::vector<std::uint32_t> sample_;  ///< the slices of some strips, scattered
+  std::vector<SliceChoice> measured_;  ///< the last that was measured of each slice
+  std::vector<SliceChoice> fitting_;   ///< those of the finest frame known to fit
 };
 
 }  // namespace prores

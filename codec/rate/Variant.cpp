@@ -4,22 +4,71 @@
 #include <algorithm>
 
 #include "ProRes/ProRes.h"
+#include "bitstream/BlockOrder.h"
+#include "rate/QuantiserLadder.h"
+#include "transform/ForwardTransform.h"
 
 namespace prores {
 namespace {
 
+/// Weights of 4 that rise by `rise` for each `length` by which across x horizontal and down x
+/// vertical frequency are from zero, two times at most.
+constexpr QuantMatrix Sloped(unsigned across, unsigned down, unsigned length, unsigned rise) {
+  QuantMatrix weights{};
+  for (unsigned v = 0; v < kBlockSize; ++v) {
+    for (unsigned u = 0; u < kBlockSize; ++u) {
+      const unsigned steps = std::min(2U, (across * u + down * v) / length);
+      weights[v * kBlockSize + u] = static_cast<std::uint8_t>(kUnitWeight + steps * rise);
+    }
+  }
+  return weights;
+}
+
+/// 4 for the lower frequencies and 8 for the higher ones.
+constexpr QuantMatrix Halved(unsigned across, unsigned down, unsigned length) {
+  QuantMatrix weights = Sloped(across, down, length, kUnitWeight);
+  for (std::uint8_t& weight : weights) weight = std::min<std::uint8_t>(weight, 2 * kUnitWeight);
+  return weights;
+}
+
+// Flat weights have the least squared error. Where bytes are scarce, a mild slope of luma costs
+// next to nothing and structure gains, and the higher frequencies of chroma are seen least of all.
+// In a field, high vertical frequencies are what moves.
+constexpr QuantMatrix kSlopedFrameLuma = Sloped(1, 1, 5, 1);
+constexpr QuantMatrix kSlopedFieldLuma = Sloped(1, 0, 3, 1);
+constexpr QuantMatrix kSlopedFrameChroma = Halved(1, 1, 4);
+constexpr QuantMatrix kSlopedFieldChroma = Halved(1, 0, 3);
+constexpr VariantProfile::Weights kFlat{kDefaultQuantMatrix, kDefaultQuantMatrix};
+
 constexpr VariantProfile kProfiles[kVariantCount] = {
-    {kWPRCodecProxy, Variant::kProxy, kDefaultQuantMatrix, kDefaultQuantMatrix},
-    {kWPRCodecLT, Variant::kLT, kDefaultQuantMatrix, kDefaultQuantMatrix},
-    {kWPRCodec422, Variant::kStandard, kDefaultQuantMatrix, kDefaultQuantMatrix},
-    {kWPRCodecHQ, Variant::kHQ, kDefaultQuantMatrix, kDefaultQuantMatrix},
+    {kWPRCodecProxy,
+     Variant::kProxy,
+     {kSlopedFrameLuma, kSlopedFrameChroma},
+     {kSlopedFieldLuma, kSlopedFieldChroma}},
+    {kWPRCodecLT, Variant::kLT, kFlat, kFlat},
+    {kWPRCodec422, Variant::kStandard, kFlat, kFlat},
+    {kWPRCodecHQ, Variant::kHQ, kFlat, kFlat},
 };
 
-/// The bound of a frame's size counts on it, see MaxFrameBytes().
-constexpr bool HasNoWeightBelow4(const VariantProfile& profile) {
-  return std::ranges::min(profile.luma) >= 4 && std::ranges::min(profile.chroma) >= 4;
+/// The bound of a frame's size counts on weights of 4 and more, see MaxFrameBytes(), and all
+/// multiples of the weights are to be weights of the bitstream, 63 at most (RDD 36, quantisation
+/// matrices).
+constexpr bool IsValid(const QuantMatrix& weights) {
+  constexpr unsigned kMaxWeight = 63;
+  return std::ranges::min(weights) >= kUnitWeight &&
+         kMaxWeightFactor * std::ranges::max(weights) <= kMaxWeight;
 }
-static_assert(std::ranges::all_of(kProfiles, HasNoWeightBelow4));
+constexpr bool CanBeLower(const QuantMatrix& weights) {
+  return std::ranges::all_of(
+      weights, [](unsigned weight) { return weight * kLowerChroma % kQuarters == 0; });
+}
+
+QuantMatrix Multiplied(QuantMatrix weights, unsigned factor, unsigned divisor = 1) {
+  for (std::uint8_t& weight : weights) {
+    weight = static_cast<std::uint8_t>(weight * factor / divisor);
+  }
+  return weights;
+}
 
 }  // namespace
 
@@ -28,6 +77,21 @@ const VariantProfile* FindVariant(std::uint32_t codecType) {
     if (profile.codecType == codecType) return &profile;
   }
   return nullptr;
+}
+
+FrameHeader HeaderOf(const VariantProfile& profile, std::uint32_t width, std::uint32_t height,
+                     InterlaceMode mode, const WeightFactors& factors) {
+  FrameHeader header;
+  header.encoderIdentifier = {'v', 'i', 'x', 'p'};
+  header.width = static_cast<std::uint16_t>(width);
+  header.height = static_cast<std::uint16_t>(height);
+  header.interlaceMode = mode;
+  const VariantProfile::Weights& weights =
+      mode == InterlaceMode::kProgressive ? profile.frame : profile.field;
+  header.lumaMatrix = Multiplied(weights.luma, factors.luma);
+  header.chromaMatrix =
+      Multiplied(weights.chroma, factors.luma * factors.chromaQuarters, kQuarters);
+  return header;
 }
 
 }  // namespace prores

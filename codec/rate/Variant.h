@@ -6,6 +6,7 @@
 #include <cstdint>
 
 #include "bitstream/FrameHeader.h"
+#include "rate/QuantiserLadder.h"
 
 /**
  * @file
@@ -22,9 +23,17 @@ inline constexpr std::size_t kVariantCount = 4;
 struct VariantProfile {
   std::uint32_t codecType;  ///< the WPRCodecType
   Variant variant;
-  const QuantMatrix& luma;
-  const QuantMatrix& chroma;
+  struct Weights {
+    const QuantMatrix& luma;
+    const QuantMatrix& chroma;
+  };
+  Weights frame;  ///< of progressive frames
+  Weights field;  ///< of interlaced ones
 };
+
+/// The header of a frame of that variant.
+FrameHeader HeaderOf(const VariantProfile& profile, std::uint32_t width, std::uint32_t height,
+                     InterlaceMode mode, const WeightFactors& factors);
 
 /// The profile with that code, or null if there is none.
 const VariantProfile* FindVariant(std::uint32_t codecType);

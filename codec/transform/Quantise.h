@@ -2,7 +2,10 @@
 #ifndef CODEC_TRANSFORM_QUANTISE_H
 #define CODEC_TRANSFORM_QUANTISE_H
 
+#include <algorithm>
+#include <array>
 #include <bit>
+#include <cstddef>
 #include <cstdint>
 
 #include "transform/ForwardTransform.h"
@@ -14,21 +17,41 @@
 
 namespace prores {
 
-/// Where between two levels the higher one is chosen: a coefficient of x steps becomes the level
-/// floor(x + offset), the sign apart. In 1/64 of a step; 32 is the nearest level, less is a dead
-/// zone around zero.
-struct RoundingOffsets {
-  std::uint8_t dc;
-  std::uint8_t ac;
-};
-inline constexpr unsigned kRoundingUnit = 64;
-inline constexpr RoundingOffsets kNearestRounding = {32, 32};
-/// Gains about half a decibel at equal size: the levels that it lowers cost more bits than they are
-/// worth. A DC has no such choice, its neighbours predict it.
-inline constexpr RoundingOffsets kDeadZoneRounding = {32, 26};
+/// How far an AC coefficient is from the next one that matters, see LevelRule: the lesser number of
+/// places in coded order, forwards or backwards. Longer ways count as kMaxGap.
+inline constexpr int kMaxGap = 15;
+constexpr int GapOf(int before, int place, int after) {
+  return std::min({place - before, after - place, kMaxGap});
+}
 
-/// Largest quantiser scale (RDD 36, quantisation index).
-inline constexpr unsigned kMaxQuantizerScale = 512;
+/// Which level a coefficient gets, in 1/64 of a step. A coefficient of x steps becomes the level
+/// floor(x + offset), the sign apart; an offset of 32 gives the nearest level.
+///
+/// AC coefficients that reach least[0] matter; so do the DCs in front of them. Among those that
+/// matter, one with a gap of n to the next becomes zero all the same if it does not reach least[n].
+struct LevelRule {
+  std::uint8_t dcOffset;
+  std::uint8_t acOffset;
+  std::array<std::uint8_t, kMaxGap + 1> least;
+};
+inline constexpr unsigned kRuleUnit = 64;
+
+inline constexpr LevelRule kNearestRounding = [] {
+  LevelRule rule{32, 32, {}};
+  rule.least.fill(32);
+  return rule;
+}();
+
+/// Gains about a decibel at equal size: the levels that it lowers cost more bits than they are
+/// worth, most of all those behind and in front of long runs. A DC has no such choice, its
+/// neighbours predict it. Levels that it gave stay the same when they are quantised again.
+inline constexpr LevelRule kDeadZoneRounding = {
+    32, 28, {41, 41, 46, 51, 52, 53, 54, 55, 56, 57, 58, 59, 60, 60, 60, 60}};
+
+/// Largest quantiser scale: four times the 512 that the bitstream has (RDD 36, quantisation
+/// index), with weights four times as large.
+inline constexpr unsigned kMaxQuantizerScale = 2048;
+inline constexpr unsigned kMaxStep = kUnitWeight * kMaxQuantizerScale;
 
 /// Divides coefficients by the step of a quantiser scale.
 ///
@@ -44,11 +67,17 @@ inline constexpr unsigned kMaxQuantizerScale = 512;
 /// kUnitWeight x (|coefficient| + step / 2), less than 2^15.
 class Quantiser {
  public:
-  /// @param scale quantiser scale, 1..kMaxQuantizerScale.
-  constexpr Quantiser(unsigned scale, RoundingOffsets rounding)
-      : step_(static_cast<std::uint16_t>(kUnitWeight * scale)),
-        dcBias_(static_cast<std::uint16_t>(step_ * rounding.dc / kRoundingUnit)),
-        acBias_(static_cast<std::uint16_t>(step_ * rounding.ac / kRoundingUnit)) {
+  /// @param step 2..kMaxStep; kUnitWeight times the quantiser scale, where luma and chroma have the
+  ///             same weights.
+  constexpr Quantiser(unsigned step, const LevelRule& rule)
+      : step_(static_cast<std::uint16_t>(step)),
+        dcBias_(static_cast<std::uint16_t>(step_ * rule.dcOffset / kRuleUnit)),
+        acBias_(static_cast<std::uint16_t>(step_ * rule.acOffset / kRuleUnit)) {
+    for (std::size_t gap = 0; gap < rule.least.size(); ++gap) {
+      const unsigned least = (step_ * rule.least[gap] + kRuleUnit - 1) / kRuleUnit;
+      leastLow_[gap] = static_cast<std::uint8_t>(least);
+      leastHigh_[gap] = static_cast<std::uint8_t>(least >> 8);
+    }
     const auto bits = static_cast<unsigned>(std::bit_width(step_ - 1U));
     const std::uint32_t power = std::uint32_t{1} << (15 + bits);
     reciprocal_ = static_cast<std::uint16_t>((power + step_ - 1) / step_);
@@ -65,13 +94,19 @@ class Quantiser {
     return static_cast<std::int16_t>((magnitude ^ sign) - sign);
   }
 
-  /// Least magnitude of an AC coefficient whose level is not zero.
-  constexpr std::uint16_t AcThreshold() const {
-    return static_cast<std::uint16_t>(step_ - acBias_);
+  /// Least magnitude of an AC coefficient that matters.
+  constexpr std::uint16_t LeastAc() const { return LeastAc(0); }
+  /// Least magnitude of one that matters and becomes a level other than zero.
+  /// @param gap GapOf() those that matter.
+  constexpr std::uint16_t LeastAc(int gap) const {
+    const auto entry = static_cast<std::size_t>(gap);
+    return static_cast<std::uint16_t>(leastHigh_[entry] << 8 | leastLow_[entry]);
   }
 
   // The factors, for other forms of Level():
 
+  /// What it divides by.
+  constexpr std::uint16_t Step() const { return step_; }
   /// Rounding offset x step.
   constexpr std::uint16_t DcBias() const { return dcBias_; }
   constexpr std::uint16_t AcBias() const { return acBias_; }
@@ -79,18 +114,28 @@ class Quantiser {
   constexpr std::uint16_t Reciprocal() const { return reciprocal_; }
   /// 2^(17-k).
   constexpr std::uint16_t Power() const { return power_; }
+  /// LeastAc() of each gap in two bytes.
+  using GapTable = std::array<std::uint8_t, kMaxGap + 1>;
+  constexpr const GapTable& LeastAcLow() const { return leastLow_; }
+  constexpr const GapTable& LeastAcHigh() const { return leastHigh_; }
 
  private:
   // The dividend of the reciprocal multiplication stays below 2^15.
-  static_assert(kMaxCoefficient + kUnitWeight * kMaxQuantizerScale / 2 < 1 << 15);
-  static_assert(kNearestRounding.dc <= kRoundingUnit / 2 &&
-                kNearestRounding.ac <= kRoundingUnit / 2);
+  static_assert(kMaxCoefficient + kMaxStep / 2 < 1 << 15);
+  static_assert(kNearestRounding.dcOffset <= kRuleUnit / 2 &&
+                kNearestRounding.acOffset <= kRuleUnit / 2);
+  // What reaches the least magnitudes has a level, and longer gaps never keep more.
+  static_assert(kNearestRounding.acOffset + kNearestRounding.least[0] >= kRuleUnit &&
+                kDeadZoneRounding.acOffset + kDeadZoneRounding.least[0] >= kRuleUnit &&
+                std::ranges::is_sorted(kDeadZoneRounding.least));
 
   std::uint16_t step_;
   std::uint16_t dcBias_;
   std::uint16_t acBias_;
   std::uint16_t reciprocal_ = 0;
   std::uint16_t power_ = 0;
+  alignas(16) GapTable leastLow_{};
+  alignas(16) GapTable leastHigh_{};
 };
 
 }  // namespace prores

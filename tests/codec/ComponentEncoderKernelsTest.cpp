@@ -63,14 +63,14 @@ class ComponentEncoderKernels : public testing::TestWithParam<CpuLevel> {
 
   /// Selects, counts and writes `coefficients`, which lie at either end of their pages.
   void ExpectSame(unsigned rung, const std::vector<std::int16_t>& coefficients) {
-    const Quantiser quantiser = QuantiserOf(rung);
+    const Quantiser& quantiser = QuantiserOf(rung);
     const Selection all(coefficients, 1, Guard::kBehind);
     const std::size_t bytes = CountComponentBytes(quantiser, all.component);
     std::vector<std::uint8_t> expected(bytes);
     ASSERT_TRUE(WriteComponent(quantiser, all.component, expected));
     for (const Guard guard : {Guard::kInFront, Guard::kBehind}) {
       for (const unsigned finest : {rung, rung / 2}) {
-        const std::uint16_t threshold = QuantiserOf(finest).AcThreshold();
+        const std::uint16_t threshold = QuantiserOf(finest).LeastAc();
         const Selection selection(coefficients, threshold, guard, kernels_.selectCoefficients);
         const Selection plain(coefficients, threshold, guard);
         ASSERT_TRUE(selection == plain);
@@ -162,7 +162,7 @@ TEST_P(ComponentEncoderKernels, QuantiseEveryCoefficientByEveryStepOfTheLadder) 
 
 TEST_P(ComponentEncoderKernels, RefuseADestinationOfAnotherSize) {
   std::mt19937 random(3);
-  const Quantiser quantiser = QuantiserOf(2);
+  const Quantiser& quantiser = QuantiserOf(2);
   const Selection selection(RandomCoefficients(8, 300, 1000, random), 1, Guard::kBehind);
   const std::size_t bytes = CountComponentBytes(quantiser, selection.component);
   for (const std::size_t room : {std::size_t{0}, std::size_t{1}, bytes - 1, bytes + 1}) {

@@ -18,30 +18,39 @@ int ExactLevel(int coefficient, int step, int offset) {
   return coefficient < 0 ? -magnitude : magnitude;
 }
 
-void ExpectExact(const Quantiser& quantiser, int step, RoundingOffsets rounding) {
+void ExpectExact(const Quantiser& quantiser, int step, const LevelRule& rule) {
   for (int coefficient = -kMaxCoefficient; coefficient <= kMaxCoefficient; ++coefficient) {
     const auto value = static_cast<std::int16_t>(coefficient);
-    const int dc = ExactLevel(coefficient, step, rounding.dc);
-    const int ac = ExactLevel(coefficient, step, rounding.ac);
+    const int dc = ExactLevel(coefficient, step, rule.dcOffset);
+    const int ac = ExactLevel(coefficient, step, rule.acOffset);
     ASSERT_EQ(quantiser.Level(value, quantiser.DcBias()), dc) << coefficient << " / " << step;
     ASSERT_EQ(quantiser.Level(value, quantiser.AcBias()), ac) << coefficient << " / " << step;
-    ASSERT_EQ(ac == 0, std::abs(coefficient) < quantiser.AcThreshold())
-        << coefficient << " / " << step;
+  }
+  for (int gap = 0; gap <= kMaxGap; ++gap) {
+    const int least = quantiser.LeastAc(gap);
+    const int part = rule.least[static_cast<std::size_t>(gap)] * step;
+    ASSERT_TRUE(64 * least >= part && 64 * (least - 1) < part) << gap << ", step " << step;
+    ASSERT_NE(quantiser.Level(static_cast<std::int16_t>(least), quantiser.AcBias()), 0);
   }
 }
 
 TEST(Quantiser, DividesExactlyByEveryStepOfTheLadder) {
   for (unsigned rung = 0; rung <= kCoarsestRung; ++rung) {
-    const int step = static_cast<int>(4 * QuantizerScale(QuantisationIndex(rung)));
-    ExpectExact(QuantiserOf(rung), step, rung == 0 ? kNearestRounding : kDeadZoneRounding);
+    for (const unsigned quarters : {kQuarters, kLowerChroma}) {
+      const int step = static_cast<int>(quarters * ScaleOf(rung));
+      ExpectExact(QuantiserOf(rung, quarters), step,
+                  rung == 0 ? kNearestRounding : kDeadZoneRounding);
+      ExpectExact(QuantiserOf(rung, quarters, true), step, kNearestRounding);
+    }
   }
 }
 
 TEST(Quantiser, GivesLevelsThatADecoderMultipliesBackWithinSixteenBits) {
+  // Weights of up to 16, multiplied by up to kMaxWeightFactor.
   for (unsigned rung = 0; rung <= kCoarsestRung; ++rung) {
-    const Quantiser quantiser = QuantiserOf(rung);
-    const int scale = static_cast<int>(QuantizerScale(QuantisationIndex(rung)));
-    for (int weight = 4; weight <= 63; ++weight) {
+    const Quantiser& quantiser = QuantiserOf(rung);
+    const int scale = static_cast<int>(ScaleOf(rung));
+    for (int weight = 4; weight <= 15; ++weight) {
       const int largest = (4 * kMaxCoefficient + weight - 1) / weight;
       for (int coefficient = std::max(0, largest - 4 * scale); coefficient <= largest;
            ++coefficient) {
@@ -53,10 +62,10 @@ TEST(Quantiser, GivesLevelsThatADecoderMultipliesBackWithinSixteenBits) {
   }
 }
 
-TEST(QuantiserLadder, KeepsWhatAnyCoarserRungKeeps) {
-  for (unsigned rung = 0; rung < kCoarsestRung; ++rung) {
-    EXPECT_LE(QuantiserOf(rung).AcThreshold(), QuantiserOf(rung + 1).AcThreshold()) << rung;
-  }
+TEST(LevelRule, CountsTheGapToTheNearerNeighbour) {
+  EXPECT_EQ(GapOf(10, 11, 100), 1);
+  EXPECT_EQ(GapOf(10, 20, 22), 2);
+  EXPECT_EQ(GapOf(0, 1000, 2000), kMaxGap);
 }
 
 }  // namespace

@@ -5,49 +5,67 @@
 #include <functional>
 #include <set>
 
-#include "rate/QuantiserLadder.h"
 #include "rate/RateControl.h"
 
 namespace prores {
 namespace {
 
-/// Slices whose size is a given function of slice and rung; counts how often one is asked for.
+/// Slices whose size is a given function of slice and scale; counts how often one is measured.
 class FakeMeter : public SliceMeter {
  public:
-  using Size = std::function<unsigned(std::uint32_t slice, unsigned rung)>;
-  explicit FakeMeter(Size size) : size_(std::move(size)) {}
+  using Size = std::function<unsigned(std::uint32_t slice, unsigned scale)>;
+  /// @param chromaPart one part in so many of the bytes is chroma's.
+  explicit FakeMeter(Size size, unsigned chromaPart = 3)
+      : size_(std::move(size)), chromaPart_(chromaPart) {}
 
-  void Measure(unsigned rung, std::span<const std::uint32_t> slices,
-               std::span<SliceSize> sizes) override {
+  void Measure(const FrameQuantiser& frame, std::span<const std::uint32_t> slices,
+               std::span<SliceChoice> choices) override {
     // The slices are measured side by side.
     EXPECT_EQ(std::set(slices.begin(), slices.end()).size(), slices.size());
-    for (const std::uint32_t slice : slices) sizes[slice] = SizeOf(slice, rung);
-    measured_ += slices.size();
+    for (const std::uint32_t slice : slices) Update(frame, slice, choices[slice]);
   }
 
-  void MeasureAll(unsigned rung, std::span<SliceSize> sizes) override {
-    for (std::uint32_t slice = 0; slice < sizes.size(); ++slice) sizes[slice] = SizeOf(slice, rung);
-    measured_ += sizes.size();
+  void MeasureAll(const FrameQuantiser& frame, std::span<SliceChoice> choices) override {
+    for (std::uint32_t slice = 0; slice < choices.size(); ++slice) {
+      Update(frame, slice, choices[slice]);
+    }
+  }
+
+  static SliceQuantiser QuantiserOf(const FrameQuantiser& frame, std::uint32_t slice) {
+    return QuantiserAt(frame, {.finerBy = static_cast<std::int16_t>(slice * 37 % 2000),
+                               .dither = DitherAt(slice % 15, slice / 15),
+                               .grid = {}});
   }
 
   /// Split over the components, so that each of them counts.
-  SliceSize SizeOf(std::uint32_t slice, unsigned rung) const {
-    const unsigned bytes = size_(slice, rung);
-    const unsigned chroma = bytes / 4;
-    return {static_cast<std::uint16_t>(bytes - chroma - chroma / 2),
-            static_cast<std::uint16_t>(chroma), static_cast<std::uint16_t>(chroma / 2)};
+  SliceSize SizeOf(std::uint32_t slice, const SliceQuantiser& quantiser) const {
+    const unsigned bytes = size_(slice, ScaleOf(quantiser.rung));
+    const unsigned chroma = bytes / chromaPart_;
+    return {static_cast<std::uint16_t>(bytes - chroma),
+            static_cast<std::uint16_t>(chroma - chroma / 3),
+            static_cast<std::uint16_t>(chroma / 3)};
   }
 
-  std::uint64_t Total(std::size_t slices, unsigned rung) const {
+  std::uint64_t Total(std::size_t slices, Coarseness coarseness) const {
     std::uint64_t total = 0;
-    for (std::uint32_t slice = 0; slice < slices; ++slice) total += size_(slice, rung);
+    for (std::uint32_t slice = 0; slice < slices; ++slice) {
+      total += SizeOf(slice, QuantiserOf({.coarseness = coarseness}, slice)).Payload();
+    }
     return total;
   }
 
   std::size_t measured() const { return measured_; }
 
  private:
+  void Update(const FrameQuantiser& frame, std::uint32_t slice, SliceChoice& choice) {
+    const SliceQuantiser wanted = QuantiserOf(frame, slice);
+    if (choice.quantiser == wanted) return;
+    ++measured_;
+    choice = {wanted, SizeOf(slice, wanted)};
+  }
+
   Size size_;
+  unsigned chromaPart_;
   std::size_t measured_ = 0;
 };
 
@@ -57,9 +75,13 @@ SliceGrid Grid(std::size_t slices) {
   return {static_cast<std::uint32_t>(slices) / perStrip, perStrip};
 }
 
+PayloadBudget Budget(std::uint64_t bytes) {
+  return {.ownWeights = bytes, .otherWeights = bytes};
+}
+
 /// About inverse to the scale, differing threefold from slice to slice.
-unsigned NaturalSize(std::uint32_t slice, unsigned rung) {
-  return 20 + (4000 + slice * 7919 % 8000) / (QuantizerScale(QuantisationIndex(rung)) + 1);
+unsigned NaturalSize(std::uint32_t slice, unsigned scale) {
+  return 20 + (4000 + slice * 7919 % 8000) / (scale + 1);
 }
 
 std::uint64_t TotalOf(std::span<const SliceChoice> choices) {
@@ -68,99 +90,134 @@ std::uint64_t TotalOf(std::span<const SliceChoice> choices) {
   return total;
 }
 
-TEST(RateControl, FillsTheBudgetFromTwoNeighbouringRungs) {
+TEST(RateControl, LandsJustBelowTheBudget) {
   RateControl control;
-  for (const std::size_t slices : {1U, 2U, 7U, 31U, 45U, 150U, 157U, 211U, 1020U}) {
-    for (const unsigned rung : {3U, 10U, 40U, 129U, 200U}) {
+  for (const std::size_t slices : {150U, 157U, 211U, 1020U}) {
+    for (const Coarseness coarseness : {9000, 16000, 25000, 33000, 41000}) {
       FakeMeter meter(NaturalSize);
-      const std::uint64_t budget = meter.Total(slices, rung) + slices;
-      const auto choices = control.Choose(meter, Grid(slices), budget);
+      const std::uint64_t budget = meter.Total(slices, coarseness);
+      const auto choices = control.Choose(meter, Grid(slices), Budget(budget));
       ASSERT_EQ(choices.size(), slices);
-
-      std::set<unsigned> rungs;
-      unsigned largestStep = 0;
-      for (std::uint32_t slice = 0; slice < slices; ++slice) {
-        const SliceChoice& choice = choices[slice];
-        rungs.insert(choice.rung);
-        EXPECT_EQ(choice.size.Payload(), NaturalSize(slice, choice.rung));
-        largestStep = std::max(
-            largestStep, NaturalSize(slice, choice.rung - 1U) - NaturalSize(slice, choice.rung));
-      }
-      EXPECT_LE(*rungs.rbegin() - *rungs.begin(), 1U);
       EXPECT_LE(TotalOf(choices), budget);
-      EXPECT_GT(TotalOf(choices) + largestStep, budget) << slices << " slices, rung " << rung;
+      EXPECT_GE(TotalOf(choices), budget - budget / 500) << slices << " slices, " << coarseness;
     }
   }
 }
 
-TEST(RateControl, StaysOnTheFinestRungWhereEverythingFits) {
+TEST(RateControl, ChoosesQuantisersOfOneFrameWithTheirSizes) {
   RateControl control;
-  FakeMeter meter(NaturalSize);
-  const auto choices = control.Choose(meter, Grid(100), meter.Total(100, 0));
-  EXPECT_TRUE(std::ranges::all_of(choices, [](const SliceChoice& c) { return c.rung == 0; }));
+  for (const std::size_t slices : {1U, 2U, 7U, 31U, 45U, 1020U}) {
+    FakeMeter meter(NaturalSize);
+    const auto choices = control.Choose(meter, Grid(slices), Budget(meter.Total(slices, 20'000)));
+    EXPECT_LE(TotalOf(choices), meter.Total(slices, 20'000));
+    const auto isOf = [&](Coarseness coarseness) {
+      for (std::uint32_t slice = 0; slice < slices; ++slice) {
+        if (choices[slice].quantiser != FakeMeter::QuantiserOf({.coarseness = coarseness}, slice)) {
+          return false;
+        }
+      }
+      return true;
+    };
+    bool found = false;
+    for (Coarseness c = 19'000; c < 21'000 && !found; ++c) found = isOf(c);
+    EXPECT_TRUE(found) << slices;
+    for (std::uint32_t slice = 0; slice < slices; ++slice) {
+      EXPECT_EQ(choices[slice].size.Payload(),
+                NaturalSize(slice, ScaleOf(choices[slice].quantiser.rung)));
+    }
+  }
 }
 
-TEST(RateControl, StaysOnTheCoarsestRungWhereNothingFits) {
+TEST(RateControl, StaysAtTheFinestWhereEverythingFits) {
   RateControl control;
   FakeMeter meter(NaturalSize);
-  const auto choices = control.Choose(meter, Grid(100), meter.Total(100, kCoarsestRung) - 1);
+  const auto choices = control.Choose(meter, Grid(100), Budget(meter.Total(100, kFinest) * 2));
   EXPECT_TRUE(
-      std::ranges::all_of(choices, [](const SliceChoice& c) { return c.rung == kCoarsestRung; }));
-  EXPECT_EQ(TotalOf(choices), meter.Total(100, kCoarsestRung));
+      std::ranges::all_of(choices, [](const SliceChoice& c) { return c.quantiser.rung == 0; }));
+}
+
+TEST(RateControl, StaysAtTheCoarsestWhereNothingFits) {
+  RateControl control;
+  FakeMeter meter(NaturalSize);
+  const auto choices = control.Choose(meter, Grid(100), Budget(meter.Total(100, kCoarsest) - 1));
+  EXPECT_TRUE(std::ranges::all_of(
+      choices, [](const SliceChoice& c) { return c.quantiser.rung == kCoarsestRung; }));
+  EXPECT_EQ(TotalOf(choices), meter.Total(100, kCoarsest));
 }
 
 TEST(RateControl, KeepsTheBudgetWhereTheSampleMisleads) {
   // One slice holds nearly all bytes, so that no sample of others tells the size of the whole.
   for (std::uint32_t heavy = 0; heavy < 300; heavy += 7) {
-    FakeMeter meter([heavy](std::uint32_t slice, unsigned rung) {
-      return slice == heavy ? 60'000 / (rung + 1) : 3U;
+    FakeMeter meter([heavy](std::uint32_t slice, unsigned scale) {
+      return slice == heavy ? 60'000 / (scale + 1) : 3U;
     });
     RateControl control;
-    const std::uint64_t budget = meter.Total(300, 17);
-    const auto choices = control.Choose(meter, Grid(300), budget);
-    EXPECT_EQ(TotalOf(choices), budget);
-    EXPECT_EQ(choices[heavy].rung, 17);
+    const std::uint64_t budget = meter.Total(300, 18'000);
+    const auto choices = control.Choose(meter, Grid(300), Budget(budget));
+    EXPECT_LE(TotalOf(choices), budget);
+    EXPECT_GE(TotalOf(choices), budget * 9 / 10);
   }
 }
 
-TEST(RateControl, KeepsTheBudgetWhereAFinerRungIsSmaller) {
-  FakeMeter meter([](std::uint32_t slice, unsigned rung) {
-    return 100 + 20'000 / (rung + 1) + (slice + rung) * 37 % 11 * 9;
+TEST(RateControl, KeepsTheBudgetWhereAFinerQuantiserIsSmaller) {
+  FakeMeter meter([](std::uint32_t slice, unsigned scale) {
+    return 100 + 20'000 / (scale + 1) + (slice + scale) * 37 % 11 * 9;
   });
   RateControl control;
-  for (std::uint64_t budget = meter.Total(64, 200); budget < meter.Total(64, 20); budget += 977) {
-    EXPECT_LE(TotalOf(control.Choose(meter, Grid(64), budget)), budget);
+  for (std::uint64_t budget = 20'000; budget < 100'000; budget += 977) {
+    EXPECT_LE(TotalOf(control.Choose(meter, Grid(64), Budget(budget))), budget);
   }
+}
+
+TEST(RateControl, LowersTheWeightsOfChromaWhereLumaIsHardAndChromaHasFewBytes) {
+  RateControl control;
+  const auto quarters = [&](unsigned chromaPart, Coarseness coarseness) {
+    FakeMeter meter(NaturalSize, chromaPart);
+    const std::uint64_t budget = meter.Total(1020, coarseness);
+    return control.Choose(meter, Grid(1020), Budget(budget)).front().quantiser.chromaQuarters;
+  };
+  constexpr Coarseness kHard = 8 * kOctave, kEasy = 4 * kOctave;
+  EXPECT_EQ(quarters(3, kHard), kQuarters);
+  EXPECT_EQ(quarters(12, kHard), kLowerChroma);
+  EXPECT_EQ(quarters(12, kEasy), kQuarters);
+}
+
+TEST(RateControl, KeepsToTheBudgetOfTheWeightsThatItTakes) {
+  RateControl control;
+  FakeMeter hard(NaturalSize, 12);
+  const std::uint64_t own = hard.Total(1020, 8 * kOctave);
+  const auto choices = control.Choose(hard, Grid(1020), {own, own - 500});
+  EXPECT_EQ(choices.front().quantiser.chromaQuarters, kLowerChroma);
+  EXPECT_LE(TotalOf(choices), own - 500);
+
+  FakeMeter noise([](std::uint32_t, unsigned scale) { return 20 + 900'000 / (scale + 1); });
+  const std::uint64_t coarse = noise.Total(1020, 12 * kOctave);
+  EXPECT_LE(TotalOf(control.Choose(noise, Grid(1020), {coarse, coarse - 500})), coarse - 500);
 }
 
 TEST(RateControl, MeasuresTheWholeFrameOnlyAFewTimes) {
   constexpr std::size_t kSlices = 1020;
   RateControl control;
-  for (const unsigned rung : {3U, 40U, 200U}) {
-    const auto measured = [&](std::uint64_t budget) {
-      FakeMeter meter(NaturalSize);
-      control.Choose(meter, Grid(kSlices), budget);
-      return meter.measured();
-    };
-    const FakeMeter meter(NaturalSize);
-    const std::uint64_t least = meter.Total(kSlices, rung);
-    EXPECT_LE(measured((least + meter.Total(kSlices, rung - 1)) / 2), 3 * kSlices) << rung;
-    // A rung that just fits takes longest: all slices take it one by one.
-    EXPECT_LE(measured(least + 1), 7 * kSlices / 2) << rung;
+  for (Coarseness coarseness = 9000; coarseness < 40'000; coarseness += 777) {
+    FakeMeter meter(NaturalSize);
+    control.Choose(meter, Grid(kSlices), Budget(meter.Total(kSlices, coarseness)));
+    EXPECT_LE(meter.measured(), 3 * kSlices) << coarseness;
   }
 }
 
 TEST(RateControl, RemembersNothingOfTheFramesBefore) {
   FakeMeter meter(NaturalSize);
   RateControl used;
-  used.Choose(meter, Grid(1020), 100'000);
-  used.Choose(meter, Grid(9), 100);
+  used.Choose(meter, Grid(1020), Budget(100'000));
+  used.Choose(meter, Grid(9), Budget(100));
   for (const std::size_t slices : {50U, 200U}) {
     RateControl fresh;
-    const auto expected = fresh.Choose(meter, Grid(slices), 150 * slices);
-    const auto choices = used.Choose(meter, Grid(slices), 150 * slices);
+    const auto expected = fresh.Choose(meter, Grid(slices), Budget(150 * slices));
+    const auto choices = used.Choose(meter, Grid(slices), Budget(150 * slices));
     ASSERT_EQ(choices.size(), expected.size());
-    for (std::size_t i = 0; i < slices; ++i) EXPECT_EQ(choices[i].rung, expected[i].rung);
+    for (std::size_t i = 0; i < slices; ++i) {
+      EXPECT_EQ(choices[i].quantiser, expected[i].quantiser);
+    }
   }
 }
 

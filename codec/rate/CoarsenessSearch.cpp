@@ -1,10 +1,8 @@
 // SPDX-License-Identifier: BSD-2-Clause
-#include "rate/RungSearch.h"
+#include "rate/CoarsenessSearch.h"
 
 #include <algorithm>
 #include <bit>
-
-#include "bitstream/SliceHeader.h"
 
 namespace prores {
 namespace {
@@ -12,14 +10,15 @@ namespace {
 constexpr int kFractionBits = 16;
 constexpr std::int64_t kOne = std::int64_t{1} << kFractionBits;
 
-/// What the nearest rounding of rung 0 counts for, next to the dead zone of rung 1.
-constexpr std::int64_t kNearestRoundingStep = kOne / 8;
-
 /// Slopes outside are accidents of steep or flat places.
 constexpr std::int64_t kLeastSlope = kOne / 4;
 constexpr std::int64_t kGreatestSlope = 4 * kOne;
 
 constexpr std::int64_t kCloseBy = kOne / 8;
+
+/// What may be left of the budget, a thousandth, and what is aimed at.
+constexpr std::int64_t kSlack = kOne / 700;
+constexpr std::int64_t kAim = kSlack / 2;
 
 /// A search along the line usually takes three or four steps. One that takes more is misled and
 /// goes on by halves.
@@ -41,46 +40,46 @@ std::int64_t FixedLog2(std::uint64_t value) {
   return log;
 }
 
-void RungSearch::Restart() {
-  tooLarge_ = -1;
-  fitting_ = int{kCoarsestRung} + 1;
+void CoarsenessSearch::Restart() {
+  tooLarge_ = kFinest - 1;
+  fitting_ = kCoarsest + 1;
   measured_ = 0;
 }
 
-void RungSearch::Add(unsigned rung, std::uint64_t bytes, std::uint64_t budget) {
+void CoarsenessSearch::Add(Coarseness coarseness, std::uint64_t bytes, std::uint64_t budget) {
   const Log excess =
       FixedLog2(std::max<std::uint64_t>(bytes, 1)) - FixedLog2(std::max<std::uint64_t>(budget, 1));
   if (measured_ > 0) {
-    slope_ = std::clamp(kOne * (excess_ - excess) / (Position(rung) - Position(rung_)), kLeastSlope,
+    slope_ = std::clamp((excess_ - excess) * kOctave / (coarseness - last_), kLeastSlope,
                         kGreatestSlope);
   }
   ++measured_;
-  rung_ = rung;
+  last_ = coarseness;
   excess_ = excess;
-  (bytes <= budget ? fitting_ : tooLarge_) = static_cast<int>(rung);
+  if (bytes <= budget) {
+    fitting_ = coarseness;
+    fittingExcess_ = excess;
+  } else {
+    tooLarge_ = coarseness;
+  }
 }
 
-unsigned RungSearch::Next() const {
-  const auto finest = static_cast<unsigned>(tooLarge_ + 1);
-  const unsigned coarsest = std::min(static_cast<unsigned>(fitting_), kCoarsestRung);
+Coarseness CoarsenessSearch::Next() const {
+  if (IsSettled()) return std::min(fitting_, kCoarsest);
+  const Coarseness finest = tooLarge_ + 1;
+  const Coarseness coarsest = fitting_ - 1;
   if (measured_ >= kStepsByLine) return (finest + coarsest) / 2;
-  const Log position = Position(rung_) + kOne * excess_ / slope_;
-  unsigned rung = std::min(finest, coarsest);
-  while (rung < coarsest && Position(rung) < position) ++rung;
-  return rung;
+  const Log wanted = last_ + (excess_ + kAim) * kOctave / slope_;
+  return static_cast<Coarseness>(std::clamp<Log>(wanted, finest, coarsest));
 }
 
-bool RungSearch::IsSettled() const {
-  return static_cast<int>(Next()) == fitting_ || tooLarge_ == int{kCoarsestRung};
+bool CoarsenessSearch::IsSettled() const {
+  return fitting_ - tooLarge_ <= 1 || tooLarge_ == kCoarsest ||
+         (fitting_ <= kCoarsest && fittingExcess_ >= -kSlack);
 }
 
-bool RungSearch::IsClose() const {
+bool CoarsenessSearch::IsClose() const {
   return excess_ < kCloseBy && excess_ > -kCloseBy;
-}
-
-RungSearch::Log RungSearch::Position(unsigned rung) {
-  const Log scale = FixedLog2(QuantizerScale(QuantisationIndex(rung)));
-  return rung == 0 ? scale - kNearestRoundingStep : scale;
 }
 
 }  // namespace prores
