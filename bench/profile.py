@@ -13,7 +13,7 @@ import pathlib
 import subprocess
 import sys
 
-import compare
+import material
 import matplotlib
 
 matplotlib.use("svg")
@@ -38,10 +38,10 @@ def ask(*command):
 
 
 def measure(build, clips):
-    material = compare.Material(clips)
-    results = {"machine": compare.machine(), "stages": {}, "sizes": [], "threads": []}
-    for variant in compare.VARIANTS:
-        stream = material.prores(material.clip("natural_1080p"), variant)
+    files = material.Material(clips)
+    results = {"machine": material.machine(), "stages": {}, "sizes": [], "threads": []}
+    for variant in material.VARIANTS:
+        stream = files.prores(files.clip("natural_1080p"), variant)
         results["stages"][variant] = ask(build / "bin/stage_times", stream)
     bench = [build / "bin/vixprores", "bench", "--json"]
     for width, height in SIZES:
@@ -56,7 +56,7 @@ def measure(build, clips):
 def draw_stages(axes, results, direction):
     """A bar for each variant and CPU level (decoding), or for each level (encoding as HQ)."""
     bars = []
-    for variant in reversed(compare.VARIANTS):
+    for variant in reversed(material.VARIANTS):
         levels = results["stages"][variant]["levels"]
         for level in ("avx512", "avx2", "sse4"):
             if level in levels and (direction == "decode" or variant == "hq"):

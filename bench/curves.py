@@ -1,0 +1,39 @@
+# SPDX-License-Identifier: BSD-2-Clause
+"""What an encoder would give at a number of bytes, from the points that were measured of it."""
+
+import bisect
+import math
+
+REACH = 1.15  # a curve is drawn out by 15 % of the bytes at both ends
+
+
+def front(points):
+    """The (bytes, value) that no other point beats with as few bytes, by growing bytes."""
+    kept = []
+    for size, value in sorted(points, key=lambda point: (point[0], -point[1])):
+        if not kept or value > kept[-1][1]:
+            kept.append((size, value))
+    return kept
+
+
+def value_at(points, size):
+    """The value between points, over the logarithm of bytes; None where they do not reach."""
+    points = front(points)
+    if not points or not points[0][0] / REACH <= size <= points[-1][0] * REACH:
+        return None
+    if len(points) == 1:
+        return points[0][1] if size >= points[0][0] else None
+    right = bisect.bisect([point[0] for point in points], size)
+    right = min(max(right, 1), len(points) - 1)
+    (size_a, a), (size_b, b) = points[right - 1 : right + 1]
+    return a + (b - a) * math.log(size / size_a) / math.log(size_b / size_a)
+
+
+def rival(points, size, value):
+    """The value of the curve that a picture of these bytes is judged by; None for no telling."""
+    there = value_at(points, size)
+    if there is not None:
+        return there
+    # Far beyond a curve a comparison is fair only where fewer bytes already do better.
+    best = max((other for bytes_, other in points if bytes_ <= size), default=-math.inf)
+    return best if best > value else None

@@ -1,0 +1,77 @@
+# SPDX-License-Identifier: BSD-2-Clause
+"""The files that benchmarks and quality measurements work on, and the machine they run on."""
+
+import datetime
+import os
+import pathlib
+import platform
+import re
+import subprocess
+import sys
+
+import clips
+
+FFMPEG = "ffmpeg -nostdin -v error -y -threads 1 "
+VARIANTS = {"proxy": 0, "lt": 1, "422": 2, "hq": 3}  # profile numbers of prores_ks and prores_aw
+FORMATS = {"V210": "-c:v v210 -f rawvideo", "UYVY": "-pix_fmt uyvy422 -c:v rawvideo -f rawvideo"}
+
+
+class Material:
+    """The files that the work is done on, made when they are missing."""
+
+    def __init__(self, folder):
+        self.folder = folder
+
+    def clip(self, name):
+        return clips.make(name, self.folder)
+
+    def sampled(self, name, step):
+        """Every so many frames of a clip, for work that takes a peer long."""
+        fields = "-field_order tt -top 1" if clips.CLIPS[name].interlaced else ""
+        return self._make(
+            f"{name}_by_{step}.mov",
+            f"-i {self.clip(name)} -vf framestep={step},setpts=N/25/TB -r 25 -c:v v210 {fields}",
+        )
+
+    def headless(self, source, fourcc):
+        return self._make(f"{source.stem}.{fourcc.lower()}", f"-i {source} {FORMATS[fourcc]}")
+
+    def tiny(self, interlaced=False):
+        name = "tiny_i.mov" if interlaced else "tiny.mov"
+        fields = "-vf setfield=tff -field_order tt -top 1" if interlaced else ""
+        return self._make(name, f"-f lavfi -i testsrc2=size=48x32:rate=25 -frames:v 1 {fields} "
+                                "-pix_fmt yuv422p10le -c:v v210")  # fmt: skip
+
+    def prores(self, source, variant, interlaced=False):
+        """A stream of the peer's encoder that keeps to the sizes."""
+        fields = "-flags +ildct -top 1" if interlaced else ""
+        return self._make(f"{source.stem}_{variant}.mov",
+                          f"-i {source} -c:v prores_ks -profile:v {VARIANTS[variant]} {fields}")  # fmt: skip
+
+    def _make(self, name, arguments):
+        path = self.folder / name
+        if not path.exists():
+            print(f"bench: making {name}", file=sys.stderr)
+            partial = path.with_name("part_" + name)
+            subprocess.run(f"{FFMPEG}{arguments} {partial}", shell=True, check=True)
+            partial.rename(path)
+        return path
+
+
+def count_frames(path):
+    answer = subprocess.run(
+        ["ffprobe", "-v", "error", "-select_streams", "v:0", "-count_packets", "-show_entries",
+         "stream=nb_read_packets", "-of", "csv=p=0", path],
+        capture_output=True, text=True, check=True)  # fmt: skip
+    return int(re.match(r"\d+", answer.stdout).group())
+
+
+def machine():
+    model = re.search(r"model name\s*:\s*(.*)", pathlib.Path("/proc/cpuinfo").read_text())
+    version = subprocess.run(["ffmpeg", "-version"], capture_output=True, text=True, check=True)
+    return {
+        "processor": model.group(1) if model else platform.machine(),
+        "processors": os.cpu_count(),
+        "peer": version.stdout.split(" Copyright")[0],
+        "date": datetime.date.today().isoformat(),
+    }

@@ -1,0 +1,224 @@
+#!/usr/bin/env python3
+# SPDX-License-Identifier: BSD-2-Clause
+"""Measures the picture of vixprores at equal bytes beside the encoders of an installed ffmpeg."""
+
+import argparse
+import json
+import math
+import os
+import pathlib
+from concurrent.futures import ThreadPoolExecutor
+from statistics import mean
+
+import clips
+import curves
+import pictures
+from material import VARIANTS, Material, machine
+
+ROOT = pathlib.Path(__file__).resolve().parent.parent
+BENCH = ROOT / "build/bench"
+# Published rates in Mb/s at 25 frames a second, by the height of the picture.
+RATES = {
+    576: {"proxy": 12, "lt": 28, "422": 41, "hq": 61},
+    1080: {"proxy": 38, "lt": 85, "422": 122, "hq": 184},
+    2160: {"proxy": 151, "lt": 342, "422": 492, "hq": 737},
+}
+VALUES = ("y", "u", "v", "ssim")
+
+
+def target(clip, variant):
+    """Bytes of a frame at the published rate."""
+    return RATES[clips.CLIPS[clip].height][variant] * 1e6 / 8 / 25
+
+
+# SSIM is compared on a scale that is as even as that of PSNR.
+def to_scale(name, value):
+    return -math.log10(max(1 - value, 1e-7)) if name == "ssim" else value
+
+
+def from_scale(name, value):
+    return 1 - 10**-value if name == "ssim" else value
+
+
+def gains(frame, points):
+    """Our values less those of each peer at the bytes of this frame; None for no telling.
+
+    The points are a peer's measurements of the same frame.
+    """
+    answer = {}
+    for name in VALUES:
+        own = to_scale(name, frame[name])
+        curve = [(point["bytes"], to_scale(name, point[name])) for point in points]
+        there = curves.rival(curve, frame["bytes"], own)
+        answer[name] = None if there is None else frame[name] - from_scale(name, there)
+    return answer
+
+
+def measure(options):
+    material, kept = Material(BENCH / "clips"), BENCH / "quality"
+    kept.mkdir(parents=True, exist_ok=True)
+    results = {"machine": machine(), "clips": {}}
+    peers = pictures.Peers(material, kept, results["machine"]["peer"])
+    for clip in options.only:
+        material.sampled(clip, pictures.STEPS[clip])
+    with ThreadPoolExecutor(len(os.sched_getaffinity(0))) as pool:
+        list(pool.map(lambda job: peers.frames(*job), peers.jobs(options.only)))
+        jobs = [(clip, variant) for clip in options.only for variant in options.variant]
+        encode = lambda job: pictures.ours(options.program, material, kept, *job)  # noqa: E731
+        for (clip, variant), (sizes, frames) in zip(jobs, pool.map(encode, jobs)):
+            for i, frame in enumerate(frames):
+                frame["gains"] = {
+                    peer: gains(frame, [setting[i] for setting in settings])
+                    for peer, settings in peers.points(clip).items()
+                }
+            result = {"sizes": sizes, "frames": frames}
+            results["clips"].setdefault(clip, {})[variant] = result
+    return results
+
+
+def known(values):
+    return [value for value in values if value is not None]
+
+
+def best_peer(frame, name):
+    """The gain over the best of the peers."""
+    return min(known(gain[name] for gain in frame["gains"].values()), default=None)
+
+
+def gain_over(peer, name):
+    return lambda frame: frame["gains"][peer][name]
+
+
+def shown(function, values, form):
+    values = known(values)
+    return f"{function(values):{form}}" if values else "-"
+
+
+def plain(name, form):
+    return lambda clip, variant, result: shown(mean, [f[name] for f in result["frames"]], form)
+
+
+def gained(function, gain, form="+.2f"):
+    return lambda clip, variant, result: shown(
+        function, [gain(frame) for frame in result["frames"]], form)  # fmt: skip
+
+
+def share(function):
+    return lambda clip, variant, result: (
+        f"{function(result['sizes']) / target(clip, variant) * 100:.1f}"
+    )
+
+
+COLUMNS = {
+    "clip": lambda clip, variant, result: clip,
+    "variant": lambda clip, variant, result: variant,
+    "kB mean": lambda clip, variant, result: f"{mean(result['sizes']) / 1000:.1f}",
+    "max": lambda clip, variant, result: f"{max(result['sizes']) / 1000:.1f}",
+    "% of target min": share(min),
+    "% max": share(max),
+    "Y": plain("y", ".2f"),
+    "U": plain("u", ".2f"),
+    "V": plain("v", ".2f"),
+    "SSIM": plain("ssim", ".5f"),
+    "over ks": gained(mean, gain_over("ks profiles", "y")),
+    "over ks q": gained(mean, gain_over("ks quantiser", "y")),
+    "over aw": gained(mean, gain_over("aw profiles", "y")),
+    "over best": gained(mean, lambda frame: best_peer(frame, "y")),
+    "worst": gained(min, lambda frame: best_peer(frame, "y")),
+    "SSIM worst": gained(min, lambda frame: best_peer(frame, "ssim"), "+.5f"),
+    "U ks": gained(mean, gain_over("ks profiles", "u")),
+    "U worst": gained(min, gain_over("ks profiles", "u")),
+    "V ks": gained(mean, gain_over("ks profiles", "v")),
+    "V worst": gained(min, gain_over("ks profiles", "v")),
+}
+
+
+def as_table(rows):
+    """Lines of a table whose first row has the heads; columns as wide as they need."""
+    widths = [max(len(cell) for cell in column) for column in zip(*rows)]
+    lines = ["| " + " | ".join(c.ljust(w) for c, w in zip(row, widths)) + " |" for row in rows]
+    return [lines[0], "|" + "|".join("-" * (w + 2) for w in widths) + "|", *lines[1:]]
+
+
+def results_of(results):
+    for clip, variants in results["clips"].items():
+        for variant, result in variants.items():
+            yield clip, variant, result
+
+
+def main_table(results):
+    rows = [[cell(*of) for cell in COLUMNS.values()] for of in results_of(results)]
+    return as_table([list(COLUMNS), *rows])
+
+
+def frame_table(results):
+    """Every compared frame: bytes, values, and the gains in luma over each peer."""
+    rows = [["clip", "variant", "frame", "bytes", "Y", "U", "V", "SSIM",
+             *(f"over {peer}" for peer in pictures.PEERS), "SSIM over best"]]  # fmt: skip
+    for clip, variant, result in results_of(results):
+        for frame in result["frames"]:
+            rows.append([
+                clip, variant, str(frame["frame"]), str(frame["bytes"]),
+                *(f"{frame[c]:.2f}" for c in "yuv"), f"{frame['ssim']:.5f}",
+                *(shown(min, [gain["y"]], "+.2f") for gain in frame["gains"].values()),
+                shown(min, [best_peer(frame, "ssim")], "+.5f"),
+            ])  # fmt: skip
+    return as_table(rows)
+
+
+def difference_table(results, old):
+    """This encoder less an older one, frame by frame, where both were measured."""
+    rows = [["clip", "variant", "bytes %", "Y", "Y worst", "U", "V", "SSIM"]]
+    for clip, variant, result in results_of(results):
+        was_measured = old["clips"].get(clip, {}).get(variant, {"frames": []})["frames"]
+        before = {frame["frame"]: frame for frame in was_measured}
+        pairs = [(f, before[f["frame"]]) for f in result["frames"] if f["frame"] in before]
+        if not pairs:
+            continue
+        change = {name: [new[name] - was[name] for new, was in pairs] for name in VALUES}
+        size = sum(new["bytes"] for new, _ in pairs) / sum(was["bytes"] for _, was in pairs)
+        rows.append([
+            clip, variant, f"{(size - 1) * 100:+.2f}", f"{mean(change['y']):+.3f}",
+            f"{min(change['y']):+.3f}", f"{mean(change['u']):+.3f}", f"{mean(change['v']):+.3f}",
+            f"{mean(change['ssim']):+.6f}",
+        ])  # fmt: skip
+    return as_table(rows)
+
+
+def parse():
+    parser = argparse.ArgumentParser(description=__doc__)
+    parser.add_argument("--program", type=pathlib.Path, metavar="PATH",
+                        default=ROOT / "build/release/bin/vixprores",
+                        help="the vixprores to measure, with its plug-in beside it")  # fmt: skip
+    parser.add_argument("--only", action="append", choices=pictures.STEPS, metavar="CLIP",
+                        help=f"only this clip; several times for several: "
+                             f"{', '.join(pictures.STEPS)}")  # fmt: skip
+    parser.add_argument("--variant", action="append", choices=VARIANTS, metavar="NAME",
+                        help="only this variant: proxy, lt, 422 or hq")  # fmt: skip
+    parser.add_argument("--results", type=pathlib.Path, metavar="FILE.json",
+                        default=BENCH / "quality.json",
+                        help="where to keep what was measured (build/bench/quality.json)")  # fmt: skip
+    parser.add_argument("--frames", action="store_true", help="print every compared frame too")
+    parser.add_argument("--against", type=pathlib.Path, metavar="OLD.json",
+                        help="print what changed since these results")  # fmt: skip
+    options = parser.parse_args()
+    options.program = options.program.resolve()
+    options.only = options.only or list(pictures.STEPS)
+    options.variant = options.variant or list(VARIANTS)
+    return options
+
+
+def main():
+    options = parse()
+    old = json.loads(options.against.read_text()) if options.against else None
+    results = measure(options)
+    options.results.write_text(json.dumps(results, indent=1) + "\n")
+    if options.frames:
+        print("\n".join(frame_table(results)), end="\n\n")
+    print("\n".join(main_table(results)))
+    if old:
+        print("\n" + "\n".join(difference_table(results, old)))
+
+
+if __name__ == "__main__":
+    main()
