@@ -120,7 +120,8 @@ class Peers:
 
     def jobs(self, names):
         """What there is to know about these clips."""
-        return [(clip, peer, setting) for clip in names for peer in PEERS for setting in PEERS[peer]]
+        return [(clip, peer, setting) for clip in names
+                for peer, settings in PEERS.items() for setting in settings]  # fmt: skip
 
     def points(self, clip):
         """For each peer the frames of all its settings."""

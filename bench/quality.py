@@ -197,12 +197,15 @@ def parse():
                         help="only this variant: proxy, lt, 422 or hq")  # fmt: skip
     parser.add_argument("--results", type=pathlib.Path, metavar="FILE.json",
                         default=BENCH / "quality.json",
-                        help="where to keep what was measured (build/bench/quality.json)")  # fmt: skip
+                        help="where to keep what was measured")  # fmt: skip
     parser.add_argument("--frames", action="store_true", help="print every compared frame too")
     parser.add_argument("--against", type=pathlib.Path, metavar="OLD.json",
                         help="print what changed since these results")  # fmt: skip
     options = parser.parse_args()
     options.program = options.program.resolve()
+    for path in filter(None, (options.program, options.against)):
+        if not path.is_file():
+            parser.error(f"there is no file {path}")
     options.only = options.only or list(pictures.STEPS)
     options.variant = options.variant or list(VARIANTS)
     return options
