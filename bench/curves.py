@@ -16,8 +16,11 @@ def front(points):
     return kept
 
 
-def value_at(points, size):
-    """The value between points, over the logarithm of bytes; None where they do not reach."""
+def value_at(points, size, perfect=math.inf):
+    """The value between points, over the logarithm of bytes; None where they do not reach.
+
+    No curve is drawn out beyond the value of a perfect picture.
+    """
     points = front(points)
     if not points or not points[0][0] / REACH <= size <= points[-1][0] * REACH:
         return None
@@ -26,12 +29,12 @@ def value_at(points, size):
     right = bisect.bisect([point[0] for point in points], size)
     right = min(max(right, 1), len(points) - 1)
     (size_a, a), (size_b, b) = points[right - 1 : right + 1]
-    return a + (b - a) * math.log(size / size_a) / math.log(size_b / size_a)
+    return min(a + (b - a) * math.log(size / size_a) / math.log(size_b / size_a), perfect)
 
 
-def rival(points, size, value):
+def rival(points, size, value, perfect=math.inf):
     """The value of the curve that a picture of these bytes is judged by; None for no telling."""
-    there = value_at(points, size)
+    there = value_at(points, size, perfect)
     if there is not None:
         return there
     # Far beyond a curve a comparison is fair only where fewer bytes already do better.

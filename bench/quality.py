@@ -32,8 +32,11 @@ def target(clip, variant):
 
 
 # SSIM is compared on a scale that is as even as that of PSNR.
+PERFECT = {"ssim": 7.0} | dict.fromkeys("yuv", pictures.BEST_PSNR)
+
+
 def to_scale(name, value):
-    return -math.log10(max(1 - value, 1e-7)) if name == "ssim" else value
+    return -math.log10(max(1 - value, 10 ** -PERFECT["ssim"])) if name == "ssim" else value
 
 
 def from_scale(name, value):
@@ -49,7 +52,7 @@ def gains(frame, points):
     for name in VALUES:
         own = to_scale(name, frame[name])
         curve = [(point["bytes"], to_scale(name, point[name])) for point in points]
-        there = curves.rival(curve, frame["bytes"], own)
+        there = curves.rival(curve, frame["bytes"], own, PERFECT[name])
         answer[name] = None if there is None else frame[name] - from_scale(name, there)
     return answer
 
