@@ -5,6 +5,10 @@ import bisect
 import math
 
 REACH = 1.15  # a curve is drawn out by 15 % of the bytes at both ends
+VALUES = ("y", "u", "v", "ssim")  # PSNR in dB of each component, SSIM of luma
+BEST_PSNR = 100.0  # stands for equal pictures, whose PSNR is infinite
+# SSIM is compared on a scale that is as even as that of PSNR.
+PERFECT = {"ssim": 7.0} | dict.fromkeys("yuv", BEST_PSNR)
 
 
 def front(points):
@@ -40,3 +44,25 @@ def rival(points, size, value, perfect=math.inf):
     # Far beyond a curve a comparison is fair only where fewer bytes already do better.
     best = max((other for bytes_, other in points if bytes_ <= size), default=-math.inf)
     return best if best > value else None
+
+
+def to_scale(name, value):
+    return -math.log10(max(1 - value, 10 ** -PERFECT["ssim"])) if name == "ssim" else value
+
+
+def from_scale(name, value):
+    return 1 - 10**-value if name == "ssim" else value
+
+
+def gains(frame, points):
+    """Our values less those of a peer at the bytes of this frame; None for no telling.
+
+    The points are the peer's measurements of the same frame.
+    """
+    answer = {}
+    for name in VALUES:
+        own = to_scale(name, frame[name])
+        curve = [(point["bytes"], to_scale(name, point[name])) for point in points]
+        there = rival(curve, frame["bytes"], own, PERFECT[name])
+        answer[name] = None if there is None else frame[name] - from_scale(name, there)
+    return answer

@@ -9,10 +9,10 @@ import subprocess
 import tempfile
 
 import clips
+from curves import BEST_PSNR
 from material import FFMPEG, VARIANTS, count_frames
 
 PEAK = 1023
-BEST_PSNR = 100.0  # stands for equal pictures, whose PSNR is infinite
 # Every so many frames of a clip are compared: three or more of each shot.
 STEPS = {
     "natural_1080p": 5,

@@ -1,0 +1,151 @@
+# SPDX-License-Identifier: BSD-2-Clause
+"""What the encoder's pictures are wanted to be like, and whether they are."""
+
+import operator
+from dataclasses import dataclass
+from statistics import mean
+from typing import Callable
+
+from material import VARIANTS
+from pictures import STEPS
+from tables import as_table, best_peer, gain_over, known, target
+
+NATURAL = [clip for clip in STEPS if clip.startswith("natural")]
+NOISE = ["noise_1080p"]
+ARTIFICIAL = ["synthetic_1080p", *NOISE, "flat_1080p"]
+BOUNDS = {
+    "at least": operator.ge,
+    "above": operator.gt,
+    "at most": operator.le,
+    "below": operator.lt,
+}
+
+
+@dataclass
+class Goal:
+    name: str
+    bound: str
+    wanted: dict  # by variant
+    measured: Callable  # (results, variant) -> [(value, where)]
+    form: str = "+z.2f"
+    all_together: bool = False  # the mean of the values counts, and not the worst of them
+
+    def reached(self, results, variant):
+        """The value that counts and where it was, or None where nothing was measured."""
+        values = [(value, where) for value, where in self.measured(results, variant)
+                  if value is not None]  # fmt: skip
+        if not values:
+            return None
+        worst = (min if self.bound in ("at least", "above") else max)(values)
+        return (mean(value for value, _ in values), "") if self.all_together else worst
+
+    def is_met(self, value, variant):
+        """Of the value as it is shown, so that what is read is what counts."""
+        return BOUNDS[self.bound](float(f"{value:{self.form}}"), self.wanted[variant])
+
+    def wish(self):
+        each = " / ".join(dict.fromkeys(f"{value:g}" for value in self.wanted.values()))
+        return f"{self.bound} {each}"
+
+
+def of_clips(names, gain):
+    """The mean gain of each of these clips."""
+
+    def measured(results, variant):
+        for clip, frames in frames_of(results, variant, names):
+            gains = known(gain(frame) for frame in frames)
+            yield mean(gains) if gains else None, clip
+
+    return measured
+
+
+def of_frames(names, gain):
+    """The gain of each compared frame of these clips."""
+
+    def measured(results, variant):
+        for clip, frames in frames_of(results, variant, names):
+            for frame in frames:
+                yield gain(frame), f"{clip}, frame {frame['frame']}"
+
+    return measured
+
+
+def shares(names):
+    """The bytes of every frame of these clips in % of the target."""
+
+    def measured(results, variant):
+        for clip, result in chosen(results, variant, names):
+            for number, size in enumerate(result["sizes"]):
+                yield size / target(clip, variant) * 100, f"{clip}, frame {number}"
+
+    return measured
+
+
+def chosen(results, variant, names):
+    for clip, variants in results["clips"].items():
+        if clip in names and variant in variants:
+            yield clip, variants[variant]
+
+
+def frames_of(results, variant, names):
+    return ((clip, result["frames"]) for clip, result in chosen(results, variant, names))
+
+
+def over_best(name):
+    return lambda frame: best_peer(frame, name)
+
+
+def each(value):
+    return dict.fromkeys(VARIANTS, value)
+
+
+# fmt: off
+GOALS = [
+    Goal("gain over the best peer, mean of the natural clips, dB", "at least",
+         {"proxy": 0.8, "lt": 1.0, "422": 1.2, "hq": 1.5},
+         of_clips(NATURAL, over_best("y")), all_together=True),
+    Goal("gain over the best peer, worst natural frame, dB", "at least", each(0.2),
+         of_frames(NATURAL, over_best("y"))),
+    Goal("gain over ks profiles, mean of the natural clips, dB", "at least", each(2.0),
+         of_clips(NATURAL, gain_over("ks profiles", "y")), all_together=True),
+    Goal("SSIM-Y over the best peer, worst natural frame", "above", each(0.0),
+         of_frames(NATURAL, over_best("ssim")), "+z.5f"),
+    Goal("U over ks profiles, worst natural clip, dB", "at least", each(0.0),
+         of_clips(NATURAL, gain_over("ks profiles", "u"))),
+    Goal("V over ks profiles, worst natural clip, dB", "at least", each(0.0),
+         of_clips(NATURAL, gain_over("ks profiles", "v"))),
+    Goal("gain over the best peer, worst synthetic, noise or flat frame, dB", "at least", each(0.0),
+         of_frames(ARTIFICIAL, over_best("y"))),
+    Goal("largest frame, % of target", "at most", each(103.0), shares(STEPS), ".2f"),
+    Goal("largest natural or noise frame, % of target", "at most", each(100.0),
+         shares(NATURAL + NOISE), ".2f"),
+    Goal("smallest natural or noise frame, % of target", "at least", each(98.0),
+         shares(NATURAL + NOISE), ".2f"),
+]
+# fmt: on
+
+
+def verdicts(results):
+    """Of every goal: its row of the table and, of each variant that missed it, a line."""
+    for goal in GOALS:
+        row, missed = [goal.name, goal.wish()], []
+        for variant in VARIANTS:
+            reached = goal.reached(results, variant)
+            if reached is None:
+                row.append("-")
+                continue
+            value, where = reached
+            met = goal.is_met(value, variant)
+            row.append(f"{value:{goal.form}} {'met' if met else 'missed'}")
+            if not met:
+                missed.append(f"- {variant}: {goal.name}: {value:{goal.form}}, "
+                              f"wanted {goal.bound} {goal.wanted[variant]:g}"
+                              f"{f' ({where})' if where else ''}")  # fmt: skip
+        yield row, missed
+
+
+def summary(results):
+    rows, missed = zip(*verdicts(results))
+    lines = sum(missed, [])
+    heading = ["", "Missed:", "", *lines] if lines else ["", "Every goal is met."]
+    return [*as_table([["goal", "wanted", *VARIANTS], *rows]), *heading]
