@@ -136,6 +136,12 @@ class Clip:
     matrix: str = "bt709"
     interlaced: bool = False
 
+    def middles(self):
+        """The numbers of the frames in the middle of the parts."""
+        # Of what a part makes, two pictures become one frame of two fields.
+        lengths = [part.frames // (2 if self.interlaced else 1) for part in self.parts]
+        return [sum(lengths[:i]) + length // 2 for i, length in enumerate(lengths)]
+
 
 def ramp(luma, cb, cr):
     black = "color=black:{size},format=yuv422p10le"

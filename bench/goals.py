@@ -6,6 +6,7 @@ from dataclasses import dataclass
 from statistics import mean
 from typing import Callable
 
+import generations
 from material import VARIANTS
 from pictures import STEPS
 from tables import as_table, best_peer, gain_over, known, target
@@ -81,6 +82,13 @@ def shares(names):
     return measured
 
 
+def of_generations(results, variant):
+    """The last generation less the first, of each frame."""
+    for clip, variants in results["generations"].items():
+        for frame in variants.get(variant, []):
+            yield generations.change(frame), f"{clip}, frame {frame['frame']}"
+
+
 def chosen(results, variant, names):
     for clip, variants in results["clips"].items():
         if clip in names and variant in variants:
@@ -121,6 +129,8 @@ GOALS = [
          shares(NATURAL + NOISE), ".2f"),
     Goal("smallest natural or noise frame, % of target", "at least", each(98.0),
          shares(NATURAL + NOISE), ".2f"),
+    Goal(f"generation {generations.COUNT} less generation 1, worst frame, dB", "at least",
+         each(-0.3), of_generations),
 ]
 # fmt: on
 

@@ -27,10 +27,18 @@ class Material:
 
     def sampled(self, name, step):
         """Every so many frames of a clip, for work that takes a peer long."""
+        return self._some(name, f"by_{step}", f"framestep={step}")
+
+    def picked(self, name, numbers):
+        """These frames of a clip."""
+        wanted = "+".join(f"eq(n\\,{number})" for number in numbers)
+        return self._some(name, f"at_{'_'.join(map(str, numbers))}", f"'select={wanted}'")
+
+    def _some(self, name, which, choice):
         fields = "-field_order tt -top 1" if clips.CLIPS[name].interlaced else ""
         return self._make(
-            f"{name}_by_{step}.mov",
-            f"-i {self.clip(name)} -vf framestep={step},setpts=N/25/TB -r 25 -c:v v210 {fields}",
+            f"{name}_{which}.mov",
+            f"-i {self.clip(name)} -vf {choice},setpts=N/25/TB -r 25 -c:v v210 {fields}",
         )
 
     def headless(self, source, fourcc):

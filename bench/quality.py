@@ -8,6 +8,7 @@ import os
 import pathlib
 from concurrent.futures import ThreadPoolExecutor
 
+import generations
 import goals
 import pictures
 import tables
@@ -21,23 +22,36 @@ BENCH = ROOT / "build/bench"
 def measure(options):
     material, kept = Material(BENCH / "clips"), BENCH / "quality"
     kept.mkdir(parents=True, exist_ok=True)
-    results = {"machine": machine(), "clips": {}}
+    results = {"machine": machine(), "clips": {}, "generations": {}}
     peers = pictures.Peers(material, kept, results["machine"]["peer"])
     for clip in options.only:
         material.sampled(clip, pictures.STEPS[clip])
+    jobs = [(clip, variant) for clip in options.only for variant in options.variant]
+    again = [job for job in jobs
+             if job[0] in generations.CLIPS and job[1] in generations.VARIANTS]  # fmt: skip
+
+    def each(measurement, jobs):
+        made = pool.map(lambda job: measurement(options.program, material, kept, *job), jobs)
+        return zip(jobs, made)
+
     with ThreadPoolExecutor(len(os.sched_getaffinity(0))) as pool:
         list(pool.map(lambda job: peers.frames(*job), peers.jobs(options.only)))
-        jobs = [(clip, variant) for clip in options.only for variant in options.variant]
-        encode = lambda job: pictures.ours(options.program, material, kept, *job)  # noqa: E731
-        for (clip, variant), (sizes, frames) in zip(jobs, pool.map(encode, jobs)):
-            for i, frame in enumerate(frames):
-                frame["gains"] = {
-                    peer: gains(frame, [setting[i] for setting in settings])
-                    for peer, settings in peers.points(clip).items()
-                }
+        for (clip, variant), (sizes, frames) in each(pictures.ours, jobs):
+            judge(frames, peers.points(clip))
             result = {"sizes": sizes, "frames": frames}
             results["clips"].setdefault(clip, {})[variant] = result
+        for (clip, variant), frames in each(generations.measure, again):
+            results["generations"].setdefault(clip, {})[variant] = frames
     return results
+
+
+def judge(frames, points):
+    """Gives each frame its gains over what every peer makes of it."""
+    for i, frame in enumerate(frames):
+        frame["gains"] = {
+            peer: gains(frame, [setting[i] for setting in settings])
+            for peer, settings in points.items()
+        }
 
 
 def parse():
@@ -74,6 +88,8 @@ def main():
     if options.frames:
         print("\n".join(tables.frame_table(results)), end="\n\n")
     print("\n".join(tables.main_table(results)), end="\n\n")
+    if results["generations"]:
+        print("\n".join(generations.table(results)), end="\n\n")
     print("\n".join(goals.summary(results)))
     if old:
         print("\n" + "\n".join(tables.difference_table(results, old)))

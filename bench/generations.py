@@ -1,0 +1,48 @@
+# SPDX-License-Identifier: BSD-2-Clause
+"""What is left of a picture that goes through the program again and again."""
+
+import tempfile
+from statistics import mean
+
+import clips
+from pictures import compare_pictures, run
+from tables import as_table
+
+COUNT = 10
+CLIPS = ["natural_1080p", "natural_easy_1080p", "natural_1080i"]
+VARIANTS = ["422", "hq"]
+
+
+def measure(program, material, folder, clip, variant):
+    """Of a frame of each shot: its number, and its PSNR-Y beside the source in each generation."""
+    numbers = clips.CLIPS[clip].middles()
+    source = material.picked(clip, numbers)
+    options = "--quiet --overwrite --threads 1"
+    generations = []
+    with tempfile.TemporaryDirectory(dir=folder) as work:
+        coded, decoded = folder / work / "coded.mov", folder / work / "decoded.mov"
+        for generation in range(COUNT):
+            run(f"{program} encode {options} --variant {variant} "
+                f"{decoded if generation else source} {coded}")  # fmt: skip
+            run(f"{program} decode {options} {coded} {decoded}")
+            pictures = compare_pictures(decoded, source, 1, work)
+            generations.append([picture["y"] for picture in pictures])
+    return [{"frame": number, "y": values} for number, values in zip(numbers, zip(*generations))]
+
+
+def change(frame):
+    """The last generation less the first."""
+    return frame["y"][-1] - frame["y"][0]
+
+
+def table(results):
+    shown = [1, 2, 3, 5, COUNT]
+    rows = [["clip", "variant", *(f"generation {number}" for number in shown),
+             f"{COUNT} less 1", "worst"]]  # fmt: skip
+    for clip, variants in results["generations"].items():
+        for variant, frames in variants.items():
+            changes = [change(frame) for frame in frames]
+            rows.append([clip, variant,
+                         *(f"{mean(f['y'][number - 1] for f in frames):.2f}" for number in shown),
+                         f"{mean(changes):+.2f}", f"{min(changes):+.2f}"])  # fmt: skip
+    return as_table(rows)
