@@ -179,6 +179,10 @@ CLIPS = {
         Move(32, "life", "2741:2056:170:0", 9, 131, (.45, .50), .80, .5, (3.77, .91, 0, .02)),
         Move(32, "eveningglow", "2133:1600:200:0", 9, 132, (.54, .50), .84, -.4, (-3.13, .77, -.001, .01)),
     ], 720, 576, "bt601", interlaced=True),
+    # Nothing moves but the grain: any unevenness from frame to frame is the encoder's.
+    "still_1080p": Clip([
+        Move(24, "picos", "3264:1836:0:400", 7, 161, (.50, .50), .90, .3, (0, 0, 0, 0)),
+    ]),
     "synthetic_1080p": Clip([
         Generated(24, "testsrc2={size},trim=start=1,setpts=PTS-STARTPTS",
                   f"drawtext=fontfile={TEXT}Sans.ttf:text='SCROLLING TEXT - ABCDEFGHIJKLMNOPQRSTUVWXYZ'"

@@ -27,6 +27,8 @@ class Material:
 
     def sampled(self, name, step):
         """Every so many frames of a clip, for work that takes a peer long."""
+        if step == 1:
+            return self.clip(name)
         return self._some(name, f"by_{step}", f"framestep={step}")
 
     def picked(self, name, numbers):

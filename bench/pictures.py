@@ -13,13 +13,14 @@ from curves import BEST_PSNR
 from material import FFMPEG, VARIANTS, count_frames
 
 PEAK = 1023
-# Every so many frames of a clip are compared: three or more of each shot.
+# Every so many frames of a clip are compared: three or more of each shot, all of the still.
 STEPS = {
     "natural_1080p": 5,
     "natural_easy_1080p": 4,
     "natural_1080i": 5,
     "natural_2160p": 4,
     "natural_576i": 4,
+    "still_1080p": 1,
     "synthetic_1080p": 6,
     "noise_1080p": 4,
     "flat_1080p": 2,

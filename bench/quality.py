@@ -6,6 +6,7 @@ import argparse
 import json
 import os
 import pathlib
+import subprocess
 from concurrent.futures import ThreadPoolExecutor
 
 import generations
@@ -96,4 +97,7 @@ def main():
 
 
 if __name__ == "__main__":
-    main()
+    try:
+        main()
+    except subprocess.CalledProcessError as failure:
+        raise SystemExit(f"quality: exit code {failure.returncode} of {failure.cmd}") from None
