@@ -82,6 +82,7 @@ def machine():
     return {
         "processor": model.group(1) if model else platform.machine(),
         "processors": os.cpu_count(),
+        "system": platform.freedesktop_os_release()["PRETTY_NAME"],
         "peer": version.stdout.split(" Copyright")[0],
         "date": datetime.date.today().isoformat(),
     }

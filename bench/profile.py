@@ -14,16 +14,10 @@ import subprocess
 import sys
 
 import material
-import matplotlib
-
-matplotlib.use("svg")
-matplotlib.rcParams.update({"svg.hashsalt": "performance", "font.size": 9, "axes.grid": True,
-                            "axes.axisbelow": True, "grid.alpha": 0.3})  # fmt: skip
-from matplotlib import pyplot  # noqa: E402  (after the choice of what draws)
+from drawing import COLOURS, pyplot, save
 
 SIZES = [(720, 576), (1280, 720), (1920, 1080), (3840, 2160), (7680, 4320)]
 THREADS = [1, 2]
-COLOURS = ["#3b6ea5", "#d98532", "#5a9e6f", "#a45a8c", "#c2b04a", "#9a9a9a"]
 STAGES = {
     "decode": ["entropy decoding", "inverse transform", "packing", "rest"],
     "encode": ["unpacking", "forward transform", "selection", "quantise and count",
@@ -146,8 +140,7 @@ def draw(results, path):
     machine = results["machine"]
     axes[2][1].text(0, 0.9, f"{machine['processor']}\n{machine['processors']} processors\n"
                             f"{machine['date']}", va="top")  # fmt: skip
-    figure.tight_layout()
-    figure.savefig(path, metadata={"Date": None})
+    save(figure, path)
 
 
 def main():

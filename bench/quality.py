@@ -37,8 +37,10 @@ def measure(options):
 
     with ThreadPoolExecutor(len(os.sched_getaffinity(0))) as pool:
         list(pool.map(lambda job: peers.frames(*job), peers.jobs(options.only)))
+        points = {clip: peers.points(clip) for clip in options.only}
+        results["curves"] = {clip: tables.curves(points[clip]) for clip in options.only}
         for (clip, variant), (sizes, frames) in each(pictures.ours, jobs):
-            judge(frames, peers.points(clip))
+            judge(frames, points[clip])
             result = {"sizes": sizes, "frames": frames}
             results["clips"].setdefault(clip, {})[variant] = result
         for (clip, variant), frames in each(generations.measure, again):
@@ -68,32 +70,50 @@ def parse():
     parser.add_argument("--results", type=pathlib.Path, metavar="FILE.json",
                         default=BENCH / "quality.json",
                         help="where to keep what was measured")  # fmt: skip
+    parser.add_argument("--kept", action="store_true",
+                        help="measure nothing, show the results that are kept")  # fmt: skip
     parser.add_argument("--frames", action="store_true", help="print every compared frame too")
     parser.add_argument("--against", type=pathlib.Path, metavar="OLD.json",
                         help="print what changed since these results")  # fmt: skip
+    parser.add_argument("--page", action="store_true",
+                        help="bring all results into docs/quality.md and docs/quality.svg")  # fmt: skip
     options = parser.parse_args()
     options.program = options.program.resolve()
-    for path in filter(None, (options.program, options.against)):
+    needed = [options.results if options.kept else options.program, options.against]
+    for path in filter(None, needed):
         if not path.is_file():
             parser.error(f"there is no file {path}")
+    if options.page and (options.only or options.variant):
+        parser.error("--page wants everything measured, not --only this or that")
     options.only = options.only or list(pictures.STEPS)
     options.variant = options.variant or list(VARIANTS)
     return options
 
 
-def main():
-    options = parse()
-    old = json.loads(options.against.read_text()) if options.against else None
-    results = measure(options)
-    options.results.write_text(json.dumps(results, indent=1) + "\n")
+def show(results, options):
     if options.frames:
         print("\n".join(tables.frame_table(results)), end="\n\n")
     print("\n".join(tables.main_table(results)), end="\n\n")
     if results["generations"]:
         print("\n".join(generations.table(results)), end="\n\n")
     print("\n".join(goals.summary(results)))
+
+
+def main():
+    options = parse()
+    old = json.loads(options.against.read_text()) if options.against else None
+    if options.kept:
+        results = json.loads(options.results.read_text())
+    else:
+        results = measure(options)
+        options.results.write_text(json.dumps(results, indent=1) + "\n")
+    show(results, options)
     if old:
         print("\n" + "\n".join(tables.difference_table(results, old)))
+    if options.page:
+        import page  # here, since nothing else needs what draws
+
+        page.write(results, ROOT / "docs")
 
 
 if __name__ == "__main__":

@@ -33,6 +33,18 @@ def gain_over(peer, name):
     return lambda frame: frame["gains"][peer][name]
 
 
+def middle(frames):
+    """Where a curve goes through: bytes and PSNR-Y of a setting, mean of the frames."""
+    return mean(frame["bytes"] for frame in frames), mean(frame["y"] for frame in frames)
+
+
+def curves(points):
+    """The points that each peer's curve goes through."""
+    return {
+        peer: [middle(frames) for frames in settings] for peer, settings in points.items()
+    }
+
+
 def shown(function, values, form):
     values = known(values)
     return f"{function(values):{form}}" if values else "-"
