@@ -13,21 +13,26 @@ CLIPS = ["natural_1080p", "natural_easy_1080p", "natural_1080i"]
 VARIANTS = ["422", "hq"]
 
 
+def source(material, clip):
+    """A frame of each shot."""
+    return material.picked(clip, clips.CLIPS[clip].middles())
+
+
 def measure(program, material, folder, clip, variant):
     """Of a frame of each shot: its number, and its PSNR-Y beside the source in each generation."""
-    numbers = clips.CLIPS[clip].middles()
-    source = material.picked(clip, numbers)
+    original = source(material, clip)
     options = "--quiet --overwrite --threads 1"
     generations = []
     with tempfile.TemporaryDirectory(dir=folder) as work:
         coded, decoded = folder / work / "coded.mov", folder / work / "decoded.mov"
         for generation in range(COUNT):
             run(f"{program} encode {options} --variant {variant} "
-                f"{decoded if generation else source} {coded}")  # fmt: skip
+                f"{decoded if generation else original} {coded}")  # fmt: skip
             run(f"{program} decode {options} {coded} {decoded}")
-            pictures = compare_pictures(decoded, source, 1, work)
+            pictures = compare_pictures(decoded, original, 1, work)
             generations.append([picture["y"] for picture in pictures])
-    return [{"frame": number, "y": values} for number, values in zip(numbers, zip(*generations))]
+    frames = zip(clips.CLIPS[clip].middles(), zip(*generations))
+    return [{"frame": number, "y": values} for number, values in frames]
 
 
 def change(frame):

@@ -9,6 +9,7 @@ import pathlib
 import subprocess
 from concurrent.futures import ThreadPoolExecutor
 
+import baseline
 import generations
 import goals
 import pictures
@@ -18,11 +19,18 @@ from material import VARIANTS, Material, machine
 
 ROOT = pathlib.Path(__file__).resolve().parent.parent
 BENCH = ROOT / "build/bench"
+EXIT_CODES = "Exit codes: 0 done, 1 failed or worse than the baseline, 2 wrong use."
+
+
+def places():
+    """The clips, and the folder that measurements take place in."""
+    folder = BENCH / "quality"
+    folder.mkdir(parents=True, exist_ok=True)
+    return Material(BENCH / "clips"), folder
 
 
 def measure(options):
-    material, kept = Material(BENCH / "clips"), BENCH / "quality"
-    kept.mkdir(parents=True, exist_ok=True)
+    material, kept = places()
     results = {"machine": machine(), "clips": {}, "generations": {}}
     peers = pictures.Peers(material, kept, results["machine"]["peer"])
     for clip in options.only:
@@ -30,6 +38,8 @@ def measure(options):
     jobs = [(clip, variant) for clip in options.only for variant in options.variant]
     again = [job for job in jobs
              if job[0] in generations.CLIPS and job[1] in generations.VARIANTS]  # fmt: skip
+    for clip, _ in again:
+        generations.source(material, clip)
 
     def each(measurement, jobs):
         made = pool.map(lambda job: measurement(options.program, material, kept, *job), jobs)
@@ -57,8 +67,22 @@ def judge(frames, points):
         }
 
 
+def quick(options):
+    """Our encoder alone on short clips; the exit code says whether it is as good as it was."""
+    with ThreadPoolExecutor(len(os.sched_getaffinity(0))) as pool:
+        figures = baseline.measure(options.program, *places(), pool)
+    if options.accept:
+        baseline.write(figures, options.baseline)
+        return 0
+    before = json.loads(options.baseline.read_text())
+    faults = list(baseline.faults(figures, before))
+    print("\n".join(tables.difference_table(figures, before)), end="\n\n")
+    print("\n".join(faults or ["quality: nothing is worse than the baseline"]))
+    return 1 if faults else 0
+
+
 def parse():
-    parser = argparse.ArgumentParser(description=__doc__)
+    parser = argparse.ArgumentParser(description=__doc__, epilog=EXIT_CODES)
     parser.add_argument("--program", type=pathlib.Path, metavar="PATH",
                         default=ROOT / "build/release/bin/vixprores",
                         help="the vixprores to measure, with its plug-in beside it")  # fmt: skip
@@ -77,17 +101,37 @@ def parse():
                         help="print what changed since these results")  # fmt: skip
     parser.add_argument("--page", action="store_true",
                         help="bring all results into docs/quality.md and docs/quality.svg")  # fmt: skip
+    parser.add_argument("--quick", action="store_true",
+                        help="only see on short clips, in a minute, whether our encoder fell "
+                             "behind the baseline")  # fmt: skip
+    parser.add_argument("--accept", action="store_true",
+                        help="with --quick: make its figures the baseline")  # fmt: skip
+    parser.add_argument("--baseline", type=pathlib.Path, metavar="FILE.json",
+                        default=ROOT / "bench/quality_baseline.json",
+                        help="with --quick: another baseline")  # fmt: skip
     options = parser.parse_args()
+    check(parser, options)
+    options.only = options.only or list(pictures.STEPS)
+    options.variant = options.variant or list(VARIANTS)
+    return options
+
+
+def check(parser, options):
     options.program = options.program.resolve()
     needed = [options.results if options.kept else options.program, options.against]
+    if options.quick and not options.accept:
+        needed.append(options.baseline)
     for path in filter(None, needed):
         if not path.is_file():
             parser.error(f"there is no file {path}")
     if options.page and (options.only or options.variant):
         parser.error("--page wants everything measured, not --only this or that")
-    options.only = options.only or list(pictures.STEPS)
-    options.variant = options.variant or list(VARIANTS)
-    return options
+    full = [options.only, options.variant, options.kept, options.frames, options.against,
+            options.page]  # fmt: skip
+    if options.quick and any(full):
+        parser.error("--quick goes with --program, --accept and --baseline only")
+    if options.accept and not options.quick:
+        parser.error("--accept goes with --quick")
 
 
 def show(results, options):
@@ -101,6 +145,8 @@ def show(results, options):
 
 def main():
     options = parse()
+    if options.quick:
+        return quick(options)
     old = json.loads(options.against.read_text()) if options.against else None
     if options.kept:
         results = json.loads(options.results.read_text())
@@ -114,10 +160,11 @@ def main():
         import page  # here, since nothing else needs what draws
 
         page.write(results, ROOT / "docs")
+    return 0
 
 
 if __name__ == "__main__":
     try:
-        main()
+        raise SystemExit(main())
     except subprocess.CalledProcessError as failure:
         raise SystemExit(f"quality: exit code {failure.returncode} of {failure.cmd}") from None
