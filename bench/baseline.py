@@ -41,8 +41,8 @@ def faults(now, before):
                  if source != before["sources"].get(clip)]  # fmt: skip
         yield f"the clips are not those of the baseline: {', '.join(other) or 'some are missing'}"
         return
-    for clip in now["clips"]:
-        for variant in VARIANTS:
+    for clip, variants in now["clips"].items():
+        for variant in variants:
             new, old = (of["clips"][clip][variant]["frames"] for of in (now, before))
             yield from (f"{clip} {variant}: {fault}" for fault in falls(new, old))
             goal = target(clip, variant)

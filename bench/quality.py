@@ -117,6 +117,14 @@ def parse():
 
 
 def check(parser, options):
+    full = [options.only, options.variant, options.kept, options.frames, options.against,
+            options.page]  # fmt: skip
+    if options.quick and any(full):
+        parser.error("--quick goes with --program, --accept and --baseline only")
+    if options.accept and not options.quick:
+        parser.error("--accept goes with --quick")
+    if options.page and (options.only or options.variant):
+        parser.error("--page wants everything measured, not --only this or that")
     options.program = options.program.resolve()
     needed = [options.results if options.kept else options.program, options.against]
     if options.quick and not options.accept:
@@ -124,14 +132,6 @@ def check(parser, options):
     for path in filter(None, needed):
         if not path.is_file():
             parser.error(f"there is no file {path}")
-    if options.page and (options.only or options.variant):
-        parser.error("--page wants everything measured, not --only this or that")
-    full = [options.only, options.variant, options.kept, options.frames, options.against,
-            options.page]  # fmt: skip
-    if options.quick and any(full):
-        parser.error("--quick goes with --program, --accept and --baseline only")
-    if options.accept and not options.quick:
-        parser.error("--accept goes with --quick")
 
 
 def show(results, options):
