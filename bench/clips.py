@@ -140,10 +140,14 @@ class Clip:
     matrix: str = "bt709"
     interlaced: bool = False
 
-    def middles(self):
-        """The numbers of the frames in the middle of the parts."""
+    def lengths(self):
+        """The numbers of frames of the parts."""
         # Of what a part makes, two pictures become one frame of two fields.
-        lengths = [part.frames // (2 if self.interlaced else 1) for part in self.parts]
+        return [part.frames // (2 if self.interlaced else 1) for part in self.parts]
+
+    def middles(self):
+        """The frames in the middle of the parts."""
+        lengths = self.lengths()
         return [sum(lengths[:i]) + length // 2 for i, length in enumerate(lengths)]
 
 
