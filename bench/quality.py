@@ -73,6 +73,7 @@ def quick(options):
         figures = baseline.measure(options.program, *places(), pool)
     if options.accept:
         baseline.write(figures, options.baseline)
+        print(f"quality: the baseline is {options.baseline}")
         return 0
     before = json.loads(options.baseline.read_text())
     faults = list(baseline.faults(figures, before))
