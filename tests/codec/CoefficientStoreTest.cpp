@@ -40,14 +40,18 @@ class Frame {
  public:
   void AppendStrip(CoefficientStore& store, std::uint32_t strip, unsigned share) {
     for (std::uint32_t slice = strip * kSlices; slice < (strip + 1) * kSlices; ++slice) {
-      for (unsigned c = 0; c < kComponents; ++c) {
-        std::vector<std::int16_t> all = Coefficients(c, share, random_);
-        std::vector<std::int16_t> values(all.size() + kSparseSlack);
-        std::vector<std::int16_t> places(all.size() + kSparseSlack);
-        const std::size_t count = SelectCoefficients(all, kThreshold, values.data(), places.data());
-        store.Append(slice, c, all, values.data(), places.data(), count);
-        appended_[slice][c] = std::move(all);
-      }
+      AppendSlice(store, slice, share);
+    }
+  }
+
+  void AppendSlice(CoefficientStore& store, std::uint32_t slice, unsigned share) {
+    for (unsigned c = 0; c < kComponents; ++c) {
+      std::vector<std::int16_t> all = Coefficients(c, share, random_);
+      std::vector<std::int16_t> values(all.size() + kSparseSlack);
+      std::vector<std::int16_t> places(all.size() + kSparseSlack);
+      const std::size_t count = SelectCoefficients(all, kThreshold, values.data(), places.data());
+      store.Append(slice, c, all, values.data(), places.data(), count);
+      appended_[slice][c] = std::move(all);
     }
   }
 
@@ -90,6 +94,18 @@ TEST(CoefficientStore, TakesAStripAnewAndLeavesTheOthers) {
   store.ClearStrip(1);
   frame.AppendStrip(store, 1, 100);
   frame.ExpectStored(store);
+}
+
+TEST(CoefficientStore, DropsTheLastSliceOfAStripAndTakesItAnew) {
+  CoefficientStore store;
+  Frame frame;
+  store.Reset(kStrips, kSlices, kStripCoefficients);
+  for (std::uint32_t strip = 0; strip < kStrips; ++strip) frame.AppendStrip(store, strip, 30);
+  for (int turn = 0; turn < 5; ++turn) {
+    store.DropSlice(2 * kSlices - 1);
+    frame.AppendSlice(store, 2 * kSlices - 1, 100);
+    frame.ExpectStored(store);
+  }
 }
 
 }  // namespace

@@ -62,15 +62,14 @@ class ComponentEncoderKernels : public testing::TestWithParam<CpuLevel> {
   }
 
   /// Selects, counts and writes `coefficients`, which lie at either end of their pages.
-  void ExpectSame(unsigned rung, const std::vector<std::int16_t>& coefficients) {
-    const Quantiser& quantiser = QuantiserOf(rung);
+  void ExpectSame(const Quantiser& quantiser, const std::vector<std::int16_t>& coefficients) {
     const Selection all(coefficients, 1, Guard::kBehind);
     const std::size_t bytes = CountComponentBytes(quantiser, all.component);
     std::vector<std::uint8_t> expected(bytes);
     ASSERT_TRUE(WriteComponent(quantiser, all.component, expected));
     for (const Guard guard : {Guard::kInFront, Guard::kBehind}) {
-      for (const unsigned finest : {rung, rung / 2}) {
-        const std::uint16_t threshold = QuantiserOf(finest).LeastAc();
+      for (const unsigned part : {1U, 2U}) {
+        const auto threshold = static_cast<std::uint16_t>(quantiser.LeastAc() / part);
         const Selection selection(coefficients, threshold, guard, kernels_.selectCoefficients);
         const Selection plain(coefficients, threshold, guard);
         ASSERT_TRUE(selection == plain);
@@ -109,7 +108,7 @@ TEST_P(ComponentEncoderKernels, CodeRandomCoefficientsAsThePlainFormDoes) {
           SCOPED_TRACE(testing::Message() << blocks << " blocks, density " << density << ", up to "
                                           << largest << ", rung " << rung);
           ASSERT_NO_FATAL_FAILURE(
-              ExpectSame(rung, RandomCoefficients(blocks, density, largest, random)));
+              ExpectSame(QuantiserOf(rung), RandomCoefficients(blocks, density, largest, random)));
         }
       }
     }
@@ -121,7 +120,7 @@ TEST_P(ComponentEncoderKernels, CodeEveryCountOfLevelsAsThePlainFormDoes) {
     for (std::size_t count = 0; count <= std::min<std::size_t>(63 * blocks, 140); ++count) {
       std::vector<std::int16_t> coefficients(64 * blocks);
       std::fill_n(coefficients.end() - static_cast<std::ptrdiff_t>(count), count, 4);
-      ASSERT_NO_FATAL_FAILURE(ExpectSame(0, coefficients)) << count;
+      ASSERT_NO_FATAL_FAILURE(ExpectSame(QuantiserOf(0), coefficients)) << count;
     }
   }
 }
@@ -132,7 +131,7 @@ TEST_P(ComponentEncoderKernels, CodeTheLongestCodewordsAsThePlainFormDoes) {
     for (std::size_t i = 0; i < coefficients.size(); ++i) {
       coefficients[i] = static_cast<std::int16_t>(i % 2 == 0 ? kMaxCoefficient : -kMaxCoefficient);
     }
-    ASSERT_NO_FATAL_FAILURE(ExpectSame(0, coefficients));
+    ASSERT_NO_FATAL_FAILURE(ExpectSame(QuantiserOf(0), coefficients));
     // Far apart, singly among small ones.
     for (const std::size_t distance : {3U, 17U, 40U, 500U, 2000U}) {
       for (const std::int16_t between : {std::int16_t{0}, std::int16_t{4}}) {
@@ -140,7 +139,7 @@ TEST_P(ComponentEncoderKernels, CodeTheLongestCodewordsAsThePlainFormDoes) {
         for (std::size_t i = blocks + distance; i < coefficients.size(); i += distance) {
           coefficients[i] = -kMaxCoefficient;
         }
-        ASSERT_NO_FATAL_FAILURE(ExpectSame(0, coefficients));
+        ASSERT_NO_FATAL_FAILURE(ExpectSame(QuantiserOf(0), coefficients));
       }
     }
   }
@@ -150,12 +149,36 @@ TEST_P(ComponentEncoderKernels, QuantiseEveryCoefficientByEveryStepOfTheLadder) 
   std::vector<std::int16_t> coefficients(64 * 32);
   int value = -kMaxCoefficient;
   for (unsigned rung = 0; rung <= kCoarsestRung; ++rung) {
-    for (int turn = 0; turn < 3; ++turn) {
+    for (int turn = 0; turn < 2; ++turn) {
       for (std::int16_t& coefficient : coefficients) {
         coefficient = static_cast<std::int16_t>(value);
         value = value >= kMaxCoefficient - 6 ? value - 2 * kMaxCoefficient + 7 : value + 7;
       }
-      ASSERT_NO_FATAL_FAILURE(ExpectSame(rung, coefficients)) << rung;
+      for (const unsigned quarters : {kQuarters, kLowerChroma}) {
+        for (const bool nearest : {false, true}) {
+          ASSERT_NO_FATAL_FAILURE(ExpectSame(QuantiserOf(rung, quarters, nearest), coefficients))
+              << rung;
+        }
+      }
+    }
+  }
+}
+
+TEST_P(ComponentEncoderKernels, KeepWhatHasNeighboursAsThePlainFormDoes) {
+  // Coefficients between the least and the most that a gap asks for, at all distances.
+  std::mt19937 random(4);
+  for (const std::size_t blocks : kBlockCounts) {
+    for (const unsigned rung : {1U, 9U, 64U, kCoarsestRung}) {
+      const Quantiser& quantiser = QuantiserOf(rung);
+      for (unsigned distance = 1; distance < 40; distance += 3) {
+        std::vector<std::int16_t> coefficients(64 * blocks);
+        for (std::size_t i = blocks; i < coefficients.size(); i += 1 + random() % distance) {
+          const unsigned least = quantiser.LeastAc() - 2U;
+          const unsigned most = quantiser.LeastAc(kMaxGap) + 2U;
+          coefficients[i] = static_cast<std::int16_t>(least + random() % (most - least));
+        }
+        ASSERT_NO_FATAL_FAILURE(ExpectSame(quantiser, coefficients)) << rung << ", " << distance;
+      }
     }
   }
 }

@@ -1,0 +1,119 @@
+// SPDX-License-Identifier: BSD-2-Clause
+#include <gtest/gtest.h>
+
+#include <array>
+#include <cmath>
+#include <functional>
+#include <random>
+#include <vector>
+
+#include "GuardedMemory.h"
+#include "cpu/Kernels.h"
+#include "rate/Activity.h"
+
+namespace prores {
+namespace {
+
+constexpr std::size_t kLines = 16;
+
+/// The luma of a slice, at the end of memory that can be read.
+class Slice {
+ public:
+  using Sample = std::function<int(std::size_t x, std::size_t y)>;
+  Slice(std::uint32_t blocks, const Sample& sample)
+      : blocks_(blocks), stride_(blocks / 2 * 8), samples_(stride_ * kLines) {
+    for (std::size_t y = 0; y < kLines; ++y) {
+      for (std::size_t x = 0; x < stride_; ++x) {
+        samples_.Values()[y * stride_ + x] = static_cast<std::uint16_t>(sample(x, y));
+      }
+    }
+  }
+
+  std::uint32_t Activity(decltype(&MeasureActivity) measure = MeasureActivity) const {
+    return measure(samples_.Values().data(), stride_, blocks_);
+  }
+
+  /// The mean over the blocks of log2(4096 (variance + 471)).
+  double Exact() const {
+    double sum = 0;
+    for (std::size_t block = 0; block < blocks_; ++block) {
+      const std::size_t left = block / 2 * 8, top = block % 2 * 8;
+      double mean = 0, squares = 0;
+      for (std::size_t i = 0; i < 64; ++i) {
+        const double sample = samples_.Values()[(top + i / 8) * stride_ + left + i % 8];
+        mean += sample / 64;
+        squares += sample * sample / 64;
+      }
+      sum += std::log2(4096 * (squares - mean * mean + 471));
+    }
+    return sum / blocks_;
+  }
+
+ private:
+  std::uint32_t blocks_;
+  std::size_t stride_;
+  test::GuardedMemory<std::uint16_t> samples_;
+};
+
+Slice::Sample Noise(unsigned spread) {
+  return [spread, random = std::mt19937(spread)](std::size_t, std::size_t) mutable {
+    return static_cast<int>(512 - spread + random() % (2 * spread));
+  };
+}
+
+int BlackAndWhite(std::size_t x, std::size_t) {
+  return x % 8 < 4 ? 0 : 1023;
+}
+
+TEST(Activity, IsTheMeanLogarithmOfTheBlocksVariances) {
+  for (const std::uint32_t blocks : {4U, 8U, 16U, 32U}) {
+    for (const unsigned spread : {1U, 5U, 30U, 200U, 511U}) {
+      const Slice slice(blocks, Noise(spread));
+      // Linear between powers of two: 0.086 too low at most.
+      const double measured = slice.Activity() / 4096.0 - 127;
+      EXPECT_LE(measured, slice.Exact() + 0.001) << spread;
+      EXPECT_GE(measured, slice.Exact() - 0.088) << spread;
+    }
+  }
+}
+
+TEST(Activity, MakesQuietSlicesFinerByUpToTwoThirdsOfAnOctave) {
+  const Slice flat(32, [](std::size_t, std::size_t) { return 700; });
+  const Slice busiest(32, BlackAndWhite);
+  EXPECT_EQ(FinerBy(busiest.Activity()), 0);
+  EXPECT_NEAR(FinerBy(flat.Activity()), 0.075 * 4096 * std::log2((262144 + 471) / 471.0), 30);
+  int last = kMaxFinerBy + 1;
+  for (const unsigned spread : {1U, 10U, 40U, 100U, 250U, 511U}) {
+    const int finerBy = FinerBy(Slice(32, Noise(spread)).Activity());
+    EXPECT_LT(finerBy, last) << spread;
+    last = finerBy;
+  }
+}
+
+class ActivityKernels : public testing::TestWithParam<CpuLevel> {};
+
+TEST_P(ActivityKernels, EqualThePlainForm) {
+  if (GetParam() > DetectCpuLevel()) GTEST_SKIP() << "not on this processor";
+  const auto measure = KernelsFor(GetParam()).measureActivity;
+  for (const std::uint32_t blocks : {4U, 8U, 16U, 32U}) {
+    for (const unsigned spread : {1U, 2U, 17U, 100U, 512U}) {
+      const Slice slice(blocks, Noise(spread));
+      EXPECT_EQ(slice.Activity(measure), slice.Activity()) << blocks << " blocks, " << spread;
+    }
+    for (const Slice::Sample& sample :
+         {Slice::Sample(BlackAndWhite),
+          Slice::Sample([](std::size_t, std::size_t) { return 1023; }),
+          Slice::Sample([](std::size_t x, std::size_t y) { return (x + y) % 2 * 1023; })}) {
+      const Slice slice(blocks, sample);
+      EXPECT_EQ(slice.Activity(measure), slice.Activity()) << blocks;
+    }
+  }
+}
+
+INSTANTIATE_TEST_SUITE_P(CpuLevels, ActivityKernels, testing::ValuesIn(kCpuLevels),
+                         [](const testing::TestParamInfo<CpuLevel>& level) {
+                           return NameOf(level.param);
+                         });
+
+}  // namespace
+}  // namespace prores

@@ -1,0 +1,88 @@
+// SPDX-License-Identifier: BSD-2-Clause
+#ifndef TESTS_CODEC_ENCODERTESTSESSION_H
+#define TESTS_CODEC_ENCODERTESTSESSION_H
+
+#include <gtest/gtest.h>
+
+#include <cstdint>
+#include <memory>
+#include <string>
+#include <vector>
+
+#include "EncoderTestPicture.h"
+#include "ProRes/ProRes.h"
+
+/// @file
+/// Pictures through the codec library's C calls, which are expected to succeed.
+
+namespace prores::test {
+
+inline constexpr std::uint32_t kCodecTypes[] = {kWPRCodecProxy, kWPRCodecLT, kWPRCodec422,
+                                                kWPRCodecHQ};
+inline constexpr std::uint32_t kFormats[] = {kWPRPixelFormat2vuy, kWPRPixelFormatV210};
+inline constexpr std::uint32_t kModes[] = {kWPRProgressive, kWPRTopFieldFirst};
+
+struct Closer {
+  void operator()(WPREncoderHandle encoder) const { WPRCloseEncoder(encoder); }
+};
+using EncoderOwner = std::unique_ptr<void, Closer>;
+
+inline EncoderOwner Open(int threads = 1) {
+  return EncoderOwner(WPROpenEncoder(threads, nullptr));
+}
+
+struct FrameSizes {
+  std::uint32_t max = 0;
+  std::uint32_t target = 0;
+};
+
+inline FrameSizes SizesOf(std::uint32_t codecType, const PixelBufferRecord& picture) {
+  FrameSizes sizes;
+  EXPECT_EQ(WPRGetCompressedFrameSize(codecType, picture.width, picture.height, &sizes.max,
+                                      &sizes.target),
+            kWPRSuccess);
+  return sizes;
+}
+
+using Bytes = std::vector<std::uint8_t>;
+
+/// The frame, or nothing if encoding fails.
+inline Bytes Encode(WPREncoderHandle encoder, const EncodeParamsRecord& params,
+                    const SourcePicture& picture) {
+  const PixelBufferRecord source = picture.Record();
+  Bytes frame(SizesOf(params.codecType, source).max);
+  std::uint32_t bytes = 0;
+  const int result = WPREncodeFrame(encoder, &params, &source, frame.data(),
+                                    static_cast<std::uint32_t>(frame.size()), &bytes);
+  EXPECT_EQ(result, kWPRSuccess);
+  EXPECT_LE(bytes, frame.size());
+  frame.resize(result == kWPRSuccess ? bytes : 0);
+  return frame;
+}
+
+inline SourcePicture Decode(const Bytes& frame, std::uint32_t format,
+                            const PixelBufferRecord& like) {
+  SourcePicture picture(format, like.width, like.height);
+  PixelBufferRecord destination = picture.MutableRecord();
+  WPRDecoderHandle decoder = WPROpenDecoder(1, nullptr);
+  EXPECT_EQ(WPRDecodeFrame(decoder, frame.data(), static_cast<std::uint32_t>(frame.size()),
+                           &destination, 0),
+            kWPRSuccess);
+  WPRCloseDecoder(decoder);
+  return picture;
+}
+
+inline std::string Describe(std::uint32_t codecType, std::uint32_t mode,
+                            const PixelBufferRecord& p) {
+  const auto code = [](std::uint32_t value) {
+    std::string text;
+    for (int shift = 24; shift >= 0; shift -= 8) text += static_cast<char>(value >> shift & 255);
+    return text;
+  };
+  return code(codecType) + " mode " + std::to_string(mode) + " " + code(p.pixelFormat) + " " +
+         std::to_string(p.width) + "x" + std::to_string(p.height);
+}
+
+}  // namespace prores::test
+
+#endif  // TESTS_CODEC_ENCODERTESTSESSION_H
