@@ -1,9 +1,11 @@
 // SPDX-License-Identifier: BSD-2-Clause
-// stage_times STREAM [PASSES]
+// stage_times STREAM PICTURES [VARIANT [PASSES]]
 //
 // Says as JSON where the time of a frame goes: decodes the ProRes frames of a .mov to V210 in
-// memory, encodes the pictures again as HQ, and times the kernels inside, at every CPU level. One
-// thread; every figure is the best of PASSES (3) over the whole stream, in processor time.
+// memory, encodes headless V210 pictures of the same size as a variant (hq), and times the kernels
+// inside, at every CPU level. One thread; every figure is the best of PASSES (3) over all frames,
+// in processor time. The pictures are not those of the stream, since pictures that were coded
+// before are encoded in another way.
 #include <algorithm>
 #include <array>
 #include <cstdint>
@@ -17,6 +19,7 @@
 #include <nlohmann/json.hpp>
 #include <span>
 #include <string>
+#include <string_view>
 #include <vector>
 
 #include "Decoder.h"
@@ -33,10 +36,29 @@ namespace {
 using nlohmann::json;
 using Bytes = std::vector<std::uint8_t>;
 
-enum Stage { kEntropyDecode, kInverse, kPack, kUnpack, kForward, kSelect, kCount, kWrite, kStages };
+enum Stage {
+  kEntropyDecode,
+  kInverse,
+  kPack,
+  kUnpack,
+  kActivity,
+  kForward,
+  kSelect,
+  kCount,
+  kWrite,
+  kStages
+};
 constexpr std::array<const char*, kStages> kStageNames{
-    "entropy decoding", "inverse transform",  "packing",           "unpacking", "forward transform",
+    "entropy decoding", "inverse transform",  "packing",
+    "unpacking",        "activity",           "forward transform",
     "selection",        "quantise and count", "quantise and write"};
+
+struct NamedVariant {
+  const char* name;
+  std::uint32_t codecType;
+};
+constexpr NamedVariant kVariants[] = {
+    {"proxy", kWPRCodecProxy}, {"lt", kWPRCodecLT}, {"422", kWPRCodec422}, {"hq", kWPRCodecHQ}};
 
 // The kernels under test, and what they took. A kernel is a plain function: it has no other place.
 const Kernels* under = nullptr;
@@ -74,6 +96,7 @@ Kernels TimedKernels(CpuLevel level) {
   TIME(kInverse, inverseTransform);
   TIME(kPack, packV210);
   TIME(kUnpack, unpackV210);
+  TIME(kActivity, measureActivity);
   TIME(kForward, forwardTransform);
   TIME(kSelect, selectCoefficients);
   TIME(kCount, countComponentBytes);
@@ -113,12 +136,18 @@ struct Sequence {
   Bytes file;
   std::vector<std::span<const std::uint8_t>> frames;
   FrameHeader header;
-  std::vector<Bytes> pictures;
+  Bytes decoded;
+  Bytes pictures;
 
-  PixelBufferRecord Picture(std::size_t frame) {
-    const std::uint32_t rowBytes = PackedRowBytes(kWPRPixelFormatV210, header.width);
-    pictures[frame].resize(std::size_t{rowBytes} * header.height);
-    return {pictures[frame].data(), rowBytes, kWPRPixelFormatV210, header.width, header.height};
+  /// Rows of headless V210 are padded to 128 bytes.
+  std::uint32_t RowBytes() const {
+    return (PackedRowBytes(kWPRPixelFormatV210, header.width) + 127) / 128 * 128;
+  }
+  std::size_t PictureBytes() const { return std::size_t{RowBytes()} * header.height; }
+  std::size_t PictureCount() const { return pictures.size() / PictureBytes(); }
+
+  PixelBufferRecord Picture(std::uint8_t* pixels) const {
+    return {pixels, RowBytes(), kWPRPixelFormatV210, header.width, header.height};
   }
 };
 
@@ -157,33 +186,36 @@ json TimePasses(int passes, std::size_t frames, const Work& work) {
   return result;
 }
 
-json TimeLevel(CpuLevel level, Sequence& sequence, int passes) {
+json TimeLevel(CpuLevel level, Sequence& sequence, std::uint32_t codecType, int passes) {
   under = &KernelsFor(level);
   const Kernels timed = TimedKernels(level);
   Decoder decoder(1, timed);
   Encoder encoder(1, timed);
-  const VariantProfile& profile = *FindVariant(kWPRCodecHQ);
+  const VariantProfile& profile = *FindVariant(codecType);
   Bytes coded(MaxFrameBytes(profile, sequence.header.width, sequence.header.height));
-  const EncodeParamsRecord params{kWPRCodecHQ,
+  const EncodeParamsRecord params{codecType,
                                   sequence.header.interlaceMode == InterlaceMode::kProgressive
                                       ? std::uint32_t{kWPRProgressive}
                                       : std::uint32_t{kWPRTopFieldFirst}};
   json result;
   result["decode"] = TimePasses(passes, sequence.frames.size(), [&](std::size_t frame) {
-    const PixelBufferRecord picture = sequence.Picture(frame);
+    const PixelBufferRecord picture = sequence.Picture(sequence.decoded.data());
     if (decoder.Decode(sequence.frames[frame], picture, false).status != Status::kSuccess) {
       std::exit(EXIT_FAILURE);
     }
   });
   std::uint64_t bytes = 0;
-  result["encode"] = TimePasses(passes, sequence.frames.size(), [&](std::size_t frame) {
+  result["encode"] = TimePasses(passes, sequence.PictureCount(), [&](std::size_t frame) {
     std::uint32_t size = 0;
-    if (encoder.Encode(params, sequence.Picture(frame), coded, size) != Status::kSuccess) {
+    const PixelBufferRecord picture =
+        sequence.Picture(sequence.pictures.data() + frame * sequence.PictureBytes());
+    if (encoder.Encode(params, picture, coded, size) != Status::kSuccess) {
       std::exit(EXIT_FAILURE);
     }
     bytes += size;
   });
-  result["encode"]["bytes"] = bytes / (static_cast<std::uint64_t>(passes) * sequence.frames.size());
+  result["encode"]["bytes"] =
+      bytes / (static_cast<std::uint64_t>(passes) * sequence.PictureCount());
   return result;
 }
 
@@ -199,10 +231,15 @@ double MeasureFrequency() {
   return static_cast<double>(kAdditions) / (ProcessorMilliseconds() - start) * 1e3;
 }
 
-int Main(const char* path, int passes) {
+Bytes Read(const char* path) {
   std::ifstream input(path, std::ios::binary);
+  return {std::istreambuf_iterator<char>(input), {}};
+}
+
+int Main(const char* path, const char* picturePath, std::uint32_t codecType, int passes) {
   Sequence sequence;
-  sequence.file.assign(std::istreambuf_iterator<char>(input), {});
+  sequence.file = Read(path);
+  sequence.pictures = Read(picturePath);
   sequence.frames = FindFrames(sequence.file);
   std::span<const std::uint8_t> pictures;
   if (sequence.frames.empty() ||
@@ -210,14 +247,18 @@ int Main(const char* path, int passes) {
     std::cerr << "stage_times: " << path << " holds no ProRes frames\n";
     return EXIT_FAILURE;
   }
-  sequence.pictures.resize(sequence.frames.size());
+  sequence.decoded.resize(sequence.PictureBytes());
+  if (sequence.PictureCount() == 0) {
+    std::cerr << "stage_times: " << picturePath << " holds no V210 picture of that size\n";
+    return EXIT_FAILURE;
+  }
 
   Kernels counting = KernelsFor(CpuLevel::kScalar);
   counting.decodeComponents = CountPairs;
   Decoder counter(1, counting);
   std::size_t bytes = 0;
   for (std::size_t frame = 0; frame < sequence.frames.size(); ++frame) {
-    counter.Decode(sequence.frames[frame], sequence.Picture(frame), false);
+    counter.Decode(sequence.frames[frame], sequence.Picture(sequence.decoded.data()), false);
     bytes += sequence.frames[frame].size();
   }
 
@@ -231,7 +272,7 @@ int Main(const char* path, int passes) {
               {"cycles_per_second", MeasureFrequency()}};
   for (const CpuLevel level : kCpuLevels) {
     if (level > DetectCpuLevel()) break;
-    report["levels"][NameOf(level)] = TimeLevel(level, sequence, passes);
+    report["levels"][NameOf(level)] = TimeLevel(level, sequence, codecType, passes);
   }
   std::cout << report.dump(2) << '\n';
   return EXIT_SUCCESS;
@@ -241,9 +282,11 @@ int Main(const char* path, int passes) {
 }  // namespace prores
 
 int main(int argc, char** argv) {
-  if (argc != 2 && argc != 3) {
-    std::cerr << "usage: stage_times STREAM.mov [PASSES]\n";
+  const std::string_view name = argc > 3 ? argv[3] : "hq";
+  const auto variant = std::ranges::find(prores::kVariants, name, &prores::NamedVariant::name);
+  if (argc < 3 || argc > 5 || variant == std::end(prores::kVariants)) {
+    std::cerr << "usage: stage_times STREAM.mov PICTURES.v210 [proxy|lt|422|hq [PASSES]]\n";
     return EXIT_FAILURE;
   }
-  return prores::Main(argv[1], argc == 3 ? std::atoi(argv[2]) : 3);
+  return prores::Main(argv[1], argv[2], variant->codecType, argc == 5 ? std::atoi(argv[4]) : 3);
 }

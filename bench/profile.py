@@ -20,7 +20,7 @@ SIZES = [(720, 576), (1280, 720), (1920, 1080), (3840, 2160), (7680, 4320)]
 THREADS = [1, 2]
 STAGES = {
     "decode": ["entropy decoding", "inverse transform", "packing", "rest"],
-    "encode": ["unpacking", "forward transform", "selection", "quantise and count",
+    "encode": ["unpacking", "activity", "forward transform", "selection", "quantise and count",
                "quantise and write", "rest"],
 }  # fmt: skip
 
@@ -34,9 +34,10 @@ def ask(*command):
 def measure(build, clips):
     files = material.Material(clips)
     results = {"machine": material.machine(), "stages": {}, "sizes": [], "threads": []}
+    pictures = files.headless(files.sampled("natural_1080p", 5), "V210")
     for variant in material.VARIANTS:
         stream = files.prores(files.clip("natural_1080p"), variant)
-        results["stages"][variant] = ask(build / "bin/stage_times", stream)
+        results["stages"][variant] = ask(build / "bin/stage_times", stream, pictures, variant)
     bench = [build / "bin/vixprores", "bench", "--json"]
     for width, height in SIZES:
         frames = max(2, 40 * 1920 * 1080 // (width * height) // 4)

@@ -52,7 +52,7 @@ struct FrameQuantiser {
 
 /// The rung that a slice takes in a frame of that coarseness if it lies on no grid.
 constexpr unsigned RungAt(Coarseness frame, const SliceTraits& slice) {
-  constexpr unsigned kFineOctaves = 6;  // up to kFineRungs the rungs are the scales
+  constexpr unsigned kFineOctaves = 5;  // up to kFineRungs the rungs are the scales
   static_assert(kFineRungs == 1U << (kFineOctaves - 1));
   const auto own = static_cast<std::uint32_t>(std::max(kFinest, frame - slice.finerBy));
   const std::uint32_t octave = own >> kOctaveBits;

@@ -12,16 +12,18 @@
  * The ladder of the quantisers that a slice can take.
  *
  * Rungs are numbered from the finest. Rung 0 is scale 1 with nearest rounding, for frames that
- * cannot use their bytes otherwise. All others have a dead zone: rungs 1 to 32 are the scales 1 to
- * 32, and from there each octave has 16 rungs. Scales beyond the 512 of the bitstream, which white
- * noise needs at low rates, multiply the weights of the whole frame.
+ * cannot use their bytes otherwise. All others have a dead zone: rungs 1 to 16 are the scales 1 to
+ * 16, and from there each octave has 8 rungs: finer ones gain less than 0.01 dB, and the coarser
+ * the ladder, the fewer slices change their quantiser with a small change of the frame's. Scales
+ * beyond the 512 of the bitstream, which white noise needs at low rates, multiply the weights of
+ * the whole frame.
  */
 
 namespace prores {
 
-inline constexpr unsigned kFineRungs = 32;  ///< that lie one scale apart
-inline constexpr unsigned kRungsPerOctave = 16;
-inline constexpr unsigned kCoarsestRung = 128;
+inline constexpr unsigned kFineRungs = 16;  ///< that lie one scale apart
+inline constexpr unsigned kRungsPerOctave = 8;
+inline constexpr unsigned kCoarsestRung = 72;
 
 /// Quantiser scale of a rung (0..kCoarsestRung), for weights of kUnitWeight.
 constexpr unsigned ScaleOf(unsigned rung) {
@@ -33,7 +35,7 @@ constexpr unsigned ScaleOf(unsigned rung) {
 static_assert(ScaleOf(kCoarsestRung) == kMaxQuantizerScale);
 
 /// The last rung that needs no larger weights.
-inline constexpr unsigned kCoarsestPlainRung = 96;
+inline constexpr unsigned kCoarsestPlainRung = 56;
 static_assert(ScaleOf(kCoarsestPlainRung) == QuantizerScale(kMaxQuantizationIndex));
 
 /// Chroma has its whole weights or kLowerChroma quarters of them.

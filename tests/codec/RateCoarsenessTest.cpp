@@ -86,8 +86,8 @@ TEST(Coarseness, LeavesASliceOnItsGridUntilTheFrameIsCoarser) {
 TEST(QuantiserLadder, HasStepsOfAboutAnEqualPartOfAnOctaveFromScale16On) {
   for (unsigned rung = 16; rung < kCoarsestRung; ++rung) {
     const double ratio = static_cast<double>(ScaleOf(rung + 1)) / ScaleOf(rung);
-    EXPECT_GT(ratio, 1.03) << rung;
-    EXPECT_LT(ratio, 1.0626) << rung;
+    EXPECT_GT(ratio, 1.06) << rung;
+    EXPECT_LT(ratio, 1.126) << rung;
   }
 }
 
