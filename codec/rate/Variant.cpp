@@ -12,32 +12,26 @@ namespace prores {
 namespace {
 
 /// Weights of 4 that rise by `rise` for each `length` by which across x horizontal and down x
-/// vertical frequency are from zero, two times at most.
-constexpr QuantMatrix Sloped(unsigned across, unsigned down, unsigned length, unsigned rise) {
+/// vertical frequency are from zero, `most` times at most.
+constexpr QuantMatrix Sloped(unsigned across, unsigned down, unsigned length, unsigned rise,
+                             unsigned most) {
   QuantMatrix weights{};
   for (unsigned v = 0; v < kBlockSize; ++v) {
     for (unsigned u = 0; u < kBlockSize; ++u) {
-      const unsigned steps = std::min(2U, (across * u + down * v) / length);
-      weights[v * kBlockSize + u] = static_cast<std::uint8_t>(kUnitWeight + steps * rise);
+      const unsigned times = std::min(most, (across * u + down * v) / length);
+      weights[v * kBlockSize + u] = static_cast<std::uint8_t>(kUnitWeight + times * rise);
     }
   }
-  return weights;
-}
-
-/// 4 for the lower frequencies and 8 for the higher ones.
-constexpr QuantMatrix Halved(unsigned across, unsigned down, unsigned length) {
-  QuantMatrix weights = Sloped(across, down, length, kUnitWeight);
-  for (std::uint8_t& weight : weights) weight = std::min<std::uint8_t>(weight, 2 * kUnitWeight);
   return weights;
 }
 
 // Flat weights have the least squared error. Where bytes are scarce, a mild slope of luma costs
 // next to nothing and structure gains, and the higher frequencies of chroma are seen least of all.
 // In a field, high vertical frequencies are what moves.
-constexpr QuantMatrix kSlopedFrameLuma = Sloped(1, 1, 5, 1);
-constexpr QuantMatrix kSlopedFieldLuma = Sloped(1, 0, 3, 1);
-constexpr QuantMatrix kSlopedFrameChroma = Halved(1, 1, 4);
-constexpr QuantMatrix kSlopedFieldChroma = Halved(1, 0, 3);
+constexpr QuantMatrix kSlopedFrameLuma = Sloped(1, 1, 5, 1, 2);
+constexpr QuantMatrix kSlopedFieldLuma = Sloped(1, 0, 3, 1, 2);
+constexpr QuantMatrix kSlopedFrameChroma = Sloped(1, 1, 4, 4, 1);
+constexpr QuantMatrix kSlopedFieldChroma = Sloped(1, 0, 3, 4, 1);
 constexpr VariantProfile::Weights kFlat{kDefaultQuantMatrix, kDefaultQuantMatrix};
 
 constexpr VariantProfile kProfiles[kVariantCount] = {
@@ -50,9 +44,8 @@ constexpr VariantProfile kProfiles[kVariantCount] = {
     {kWPRCodecHQ, Variant::kHQ, kFlat, kFlat},
 };
 
-/// The bound of a frame's size counts on weights of 4 and more, see MaxFrameBytes(), and all
-/// multiples of the weights are to be weights of the bitstream, 63 at most (RDD 36, quantisation
-/// matrices).
+/// The bound of a frame's size counts on weights of 4 and more, see MaxFrameBytes(), and their
+/// multiples are to be weights of the bitstream, 63 at most (RDD 36, quantisation matrices).
 constexpr bool IsValid(const QuantMatrix& weights) {
   constexpr unsigned kMaxWeight = 63;
   return std::ranges::min(weights) >= kUnitWeight &&
@@ -62,6 +55,12 @@ constexpr bool CanBeLower(const QuantMatrix& weights) {
   return std::ranges::all_of(
       weights, [](unsigned weight) { return weight * kLowerChroma % kQuarters == 0; });
 }
+constexpr bool AreValid(const VariantProfile::Weights& weights) {
+  return IsValid(weights.luma) && IsValid(weights.chroma) && CanBeLower(weights.chroma);
+}
+static_assert(std::ranges::all_of(kProfiles, [](const VariantProfile& profile) {
+  return AreValid(profile.frame) && AreValid(profile.field);
+}));
 
 QuantMatrix Multiplied(QuantMatrix weights, unsigned factor, unsigned divisor = 1) {
   for (std::uint8_t& weight : weights) {
