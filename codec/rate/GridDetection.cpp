@@ -12,8 +12,8 @@ namespace {
 constexpr std::size_t kLeastValues = 16;
 /// Nor are slices in which all blocks are alike.
 constexpr int kLeastLevels = 4;
-/// One in so many may lie elsewhere: other values come out where samples were clipped, and of blocks
-/// that lie half outside of the picture.
+/// One in so many may lie elsewhere: other values come out where samples were clipped, and of
+/// blocks that lie half outside of the picture.
 constexpr std::uint32_t kStrayPart = 2;
 /// How many times the variance that the noise explains the others may have. Off the grid, they are
 /// uniform within the noise's reach, which is nine times as much.
