@@ -1,6 +1,8 @@
 // SPDX-License-Identifier: BSD-2-Clause
 #include "rate/Activity.h"
 
+#include <bit>
+
 #include "bitstream/BlockOrder.h"
 
 namespace prores {
@@ -30,7 +32,7 @@ std::uint32_t MeasureActivity(const std::uint16_t* samples, std::size_t stride,
     const std::size_t line = block % 2 * kBlockSize;
     sum += BlockActivity(samples + line * stride + block / 2 * kBlockSize, stride);
   }
-  return sum / blocks;
+  return sum >> std::countr_zero(blocks);
 }
 
 }  // namespace prores
