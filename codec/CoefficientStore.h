@@ -42,8 +42,8 @@ class CoefficientStore {
   void Append(std::uint32_t slice, unsigned component, std::span<const std::int16_t> coefficients,
               const std::int16_t* values, const std::int16_t* places, std::size_t count);
 
-  /// A component that was appended. What it points to stays where it is until the next Reset() or
-  /// ClearStrip().
+  /// A component that was appended. What it points to stays where it is until the next Reset(),
+  /// ClearStrip() or DropSlice().
   SparseComponent Component(std::uint32_t slice, unsigned component) const;
 
   /// Begins to load the components of a slice.

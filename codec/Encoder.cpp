@@ -274,9 +274,9 @@ void Encoder::Reserve(const Frame& frame) {
   offsets_.resize(frame.Slices());
 }
 
-/// Finds the traits of a strip's slices, many of which lie on a grid if the frame was coded before,
-/// and stores the coefficients that a frame as coarse as
+/// Finds the traits of a strip's slices, and stores the coefficients that a frame as coarse as
 /// `finest` or coarser may keep.
+/// @param codedBefore many slices of the frame lie on a grid.
 void Encoder::TransformStrip(const Frame& frame, std::uint32_t strip, const FrameQuantiser& finest,
                              bool codedBefore, Worker& worker) {
   const PixelBufferRecord& source = frame.source;
@@ -308,10 +308,12 @@ void Encoder::TransformStrip(const Frame& frame, std::uint32_t strip, const Fram
     TransformSlice(frame, samples, slice, lines, thresholds);
     traits.grid = grids.Next(AcValues(slice));
     const Thresholds needed = ThresholdsOf(QuantiserAt(finest, traits));
-    if (!std::ranges::equal(thresholds, needed, std::less_equal())) {
-      coefficients_.DropSlice(slice);
-      TransformSlice(frame, samples, slice, lines, needed);
-    }
+    if (std::ranges::equal(thresholds, needed, std::less_equal())) continue;
+    // What was chosen before, when the strip was stored with other traits, may still be written: it
+    // finds all of its coefficients, too.
+    std::ranges::transform(thresholds, needed, thresholds.begin(), std::ranges::min);
+    coefficients_.DropSlice(slice);
+    TransformSlice(frame, samples, slice, lines, thresholds);
   }
   finest_[strip] = finest;
 }

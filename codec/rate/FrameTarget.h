@@ -53,12 +53,12 @@ std::uint64_t TargetFrameBytes(const VariantProfile& profile, std::uint32_t widt
  * - The bits of a run, a level and its sign depend on these and on the codes that the run and the
  *   level before them select. At the price of 2.9 bits per position passed and 0.5 bits per
  *   (|L| - 1/2)^2, no sequence of triples costs more than its price: the graph of the pairs of
- * codes has no gaining walk. (The tests of the frame target walk it.)
+ *   codes has no gaining walk. (The tests of the frame target walk it.)
  * - So the 63 AC levels of a block take at most 2.9 x 63 + 0.5 x 64 < 215 bits on average over a
  *   component, its DC level 11 bits, and the filling of the last byte less than 8 per component, of
  *   two blocks or more: 230 bits, below 32 bytes.
- * In the same way (t = 4, prices 18.1 and 0.000004) a block takes at most
- * 160 bytes on the finest rung, so the sizes of slices of 8 macroblocks fit 16 bits.
+ * In the same way (t = 3, with lower weights of chroma; prices 18.1 and 0.000004) a block takes at
+ * most 170 bytes on the finest rung, so the sizes of slices of 8 macroblocks fit 16 bits.
  */
 std::uint64_t MaxFrameBytes(const VariantProfile& profile, std::uint32_t width,
                             std::uint32_t height);

@@ -66,8 +66,8 @@ class GridSearch {
              decltype(&MeasureDeviations) measure = MeasureDeviations)
       : noise_(noise), foundAny_(foundAny), measure_(measure) {}
 
-  /// The coarsest grid on which nearly all values of the next slice lie, of the rungs that need no
-  /// larger weights than a frame may have.
+  /// The coarsest grid on which most values of the next slice lie, of the rungs that need no other
+  /// weights than the variant's own.
   Grid Next(const SliceValues& values);
   /// Whether any slice so far, or elsewhere, lies on a grid.
   bool FoundAny() const { return foundAny_; }

@@ -67,8 +67,8 @@ inline constexpr unsigned kMaxStep = kUnitWeight * kMaxQuantizerScale;
 /// kUnitWeight x (|coefficient| + step / 2), less than 2^15.
 class Quantiser {
  public:
-  /// @param step 2..kMaxStep; kUnitWeight times the quantiser scale, where luma and chroma have the
-  ///             same weights.
+  /// @param step 2..kMaxStep: kUnitWeight times the quantiser scale, or as much less as the weights
+  ///             are multiplied by a part of one.
   constexpr Quantiser(unsigned step, const LevelRule& rule)
       : step_(static_cast<std::uint16_t>(step)),
         dcBias_(static_cast<std::uint16_t>(step_ * rule.dcOffset / kRuleUnit)),

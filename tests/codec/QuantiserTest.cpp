@@ -46,7 +46,7 @@ TEST(Quantiser, DividesExactlyByEveryStepOfTheLadder) {
 }
 
 TEST(Quantiser, GivesLevelsThatADecoderMultipliesBackWithinSixteenBits) {
-  // Weights of up to 16, multiplied by up to kMaxWeightFactor.
+  // Weights of up to 15, multiplied by up to kMaxWeightFactor.
   for (unsigned rung = 0; rung <= kCoarsestRung; ++rung) {
     const Quantiser& quantiser = QuantiserOf(rung);
     const int scale = static_cast<int>(ScaleOf(rung));
