@@ -203,7 +203,7 @@ TEST(Encoder, ExceedsItsTargetOnlyOnTheCoarsestQuantiser) {
 TEST(Encoder, KeepsToItsTargetOnNoiseOfTheFullRange) {
   const EncoderOwner encoder = Open();
   for (const Content& content : {Noise(2), BinaryNoise(2)}) {
-    const SourcePicture picture(kWPRPixelFormatV210, 720, 480, content);
+    const SourcePicture picture(kWPRPixelFormatV210, 352, 288, content);
     for (const std::uint32_t codecType : kCodecTypes) {
       for (const std::uint32_t mode : kModes) {
         SCOPED_TRACE(Describe(codecType, mode, picture.Record()));
