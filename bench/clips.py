@@ -230,7 +230,7 @@ def shortened(clip, frames):
     return replace(clip, parts=parts)
 
 
-# What a look at the encoder takes that is over in a minute, with the making of the clips.
+# What a look at the encoder takes that is over in half a minute, with the making of the clips.
 SHORT = {
     f"{name}_short": shortened(CLIPS[name], frames)
     for name, frames in {

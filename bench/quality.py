@@ -103,7 +103,7 @@ def parse():
     parser.add_argument("--page", action="store_true",
                         help="bring all results into docs/quality.md and docs/quality.svg")  # fmt: skip
     parser.add_argument("--quick", action="store_true",
-                        help="only see on short clips, in a minute, whether our encoder fell "
+                        help="only see on short clips, in half a minute, whether our encoder fell "
                              "behind the baseline")  # fmt: skip
     parser.add_argument("--accept", action="store_true",
                         help="with --quick: make its figures the baseline")  # fmt: skip

@@ -2,6 +2,7 @@
 #include "rate/Variant.h"
 
 #include <algorithm>
+#include <array>
 
 #include "ProRes/ProRes.h"
 #include "bitstream/BlockOrder.h"
@@ -10,6 +11,8 @@
 
 namespace prores {
 namespace {
+
+constexpr std::array<std::uint8_t, 4> kEncoderIdentifier{'v', 'i', 'x', 'p'};
 
 /// Weights of 4 that rise by `rise` for each `length` by which across x horizontal and down x
 /// vertical frequency are from zero, `most` times at most.
@@ -81,7 +84,7 @@ const VariantProfile* FindVariant(std::uint32_t codecType) {
 FrameHeader HeaderOf(const VariantProfile& profile, std::uint32_t width, std::uint32_t height,
                      InterlaceMode mode, const WeightFactors& factors) {
   FrameHeader header;
-  header.encoderIdentifier = {'v', 'i', 'x', 'p'};
+  header.encoderIdentifier = kEncoderIdentifier;
   header.width = static_cast<std::uint16_t>(width);
   header.height = static_cast<std::uint16_t>(height);
   header.interlaceMode = mode;
