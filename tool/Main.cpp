@@ -8,14 +8,14 @@
 #include <type_traits>
 #include <variant>
 
-#include "CodecEnvironment.h"
-#include "CommandLine.h"
-#include "Commands.h"
-#include "Errors.h"
-#include "Interrupt.h"
-#include "Libav.h"
-#include "PluginSearch.h"
-#include "Report.h"
+#include "commandline/CommandLine.h"
+#include "commands/Commands.h"
+#include "container/Libav.h"
+#include "element/CodecEnvironment.h"
+#include "element/PluginSearch.h"
+#include "report/Report.h"
+#include "run/Errors.h"
+#include "run/Interrupt.h"
 #include "vix/Logging.h"
 
 namespace vixprores {

@@ -8,7 +8,7 @@
 #include <vector>
 
 #include "Command.h"
-#include "TestPicture.h"
+#include "format/TestPicture.h"
 
 namespace interop {
 namespace {

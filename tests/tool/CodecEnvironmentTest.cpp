@@ -5,9 +5,9 @@
 #include <cstdlib>
 #include <string>
 
-#include "CodecEnvironment.h"
-#include "Errors.h"
 #include "cpu/CpuLevel.h"
+#include "element/CodecEnvironment.h"
+#include "run/Errors.h"
 
 namespace vixprores {
 namespace {

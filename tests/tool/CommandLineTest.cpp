@@ -4,8 +4,8 @@
 
 #include <vector>
 
-#include "CommandLine.h"
-#include "Errors.h"
+#include "commandline/CommandLine.h"
+#include "run/Errors.h"
 
 namespace vixprores {
 namespace {

@@ -1,7 +1,7 @@
 // SPDX-License-Identifier: BSD-2-Clause
 #include <gtest/gtest.h>
 
-#include "ElementTeam.h"
+#include "element/ElementTeam.h"
 
 namespace vixprores {
 namespace {

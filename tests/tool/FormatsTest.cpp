@@ -3,10 +3,10 @@
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
-#include "Encodable.h"
-#include "Errors.h"
-#include "OutputFormat.h"
-#include "StreamFormat.h"
+#include "format/Encodable.h"
+#include "format/OutputFormat.h"
+#include "format/StreamFormat.h"
+#include "run/Errors.h"
 
 namespace vixprores {
 namespace {

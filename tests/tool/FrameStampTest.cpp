@@ -3,8 +3,8 @@
 
 #include <vector>
 
-#include "FrameStamp.h"
 #include "bitstream/FrameHeader.h"
+#include "format/FrameStamp.h"
 
 namespace vixprores {
 namespace {

@@ -8,9 +8,9 @@
 #include <filesystem>
 #include <thread>
 
-#include "Errors.h"
-#include "InputFile.h"
 #include "ScratchFolder.h"
+#include "io/InputFile.h"
+#include "run/Errors.h"
 
 namespace vixprores {
 namespace {

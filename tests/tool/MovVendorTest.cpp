@@ -4,9 +4,9 @@
 #include <string>
 #include <vector>
 
-#include "Errors.h"
-#include "MovVendor.h"
 #include "ScratchFolder.h"
+#include "container/MovVendor.h"
+#include "run/Errors.h"
 
 namespace vixprores {
 namespace {

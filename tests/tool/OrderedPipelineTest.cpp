@@ -13,7 +13,7 @@
 #include <thread>
 #include <vector>
 
-#include "OrderedPipeline.h"
+#include "run/OrderedPipeline.h"
 
 namespace vixprores {
 namespace {

@@ -5,9 +5,9 @@
 
 #include <filesystem>
 
-#include "Errors.h"
-#include "OutputFile.h"
 #include "ScratchFolder.h"
+#include "io/OutputFile.h"
+#include "run/Errors.h"
 
 namespace vixprores {
 namespace {

@@ -6,7 +6,7 @@
 #include <random>
 #include <vector>
 
-#include "PlanarPicture.h"
+#include "format/PlanarPicture.h"
 
 namespace vixprores {
 namespace {

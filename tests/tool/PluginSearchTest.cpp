@@ -2,7 +2,7 @@
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
-#include "PluginSearch.h"
+#include "element/PluginSearch.h"
 #include "vix/Error.h"
 
 namespace vixprores {

@@ -2,7 +2,7 @@
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
-#include "Report.h"
+#include "report/Report.h"
 
 namespace vixprores {
 namespace {

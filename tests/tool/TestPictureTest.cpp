@@ -5,8 +5,8 @@
 #include <set>
 #include <vector>
 
-#include "PlanarPicture.h"
-#include "TestPicture.h"
+#include "format/PlanarPicture.h"
+#include "format/TestPicture.h"
 
 namespace vixprores {
 namespace {

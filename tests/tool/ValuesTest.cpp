@@ -2,8 +2,8 @@
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
-#include "Errors.h"
-#include "Values.h"
+#include "commandline/Values.h"
+#include "run/Errors.h"
 
 namespace vixprores {
 namespace {

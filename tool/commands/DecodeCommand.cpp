@@ -1,0 +1,55 @@
+// SPDX-License-Identifier: BSD-2-Clause
+#include <string>
+#include <utility>
+#include <vector>
+
+#include "commands/Commands.h"
+#include "commands/Transcode.h"
+
+namespace vixprores {
+namespace {
+
+// Pixels of twice the height; unknown stays unknown.
+Rational HalveAspect(Rational aspect) {
+  if (aspect.numerator % 2 == 0) return {aspect.numerator / 2, aspect.denominator};
+  if (aspect.denominator <= INT32_MAX / 2) return {aspect.numerator, aspect.denominator * 2};
+  return {0, 1};
+}
+
+StreamFormat DecodedFormat(StreamFormat source, const DecodeOptions& options) {
+  source.code = options.fourcc;
+  if (options.skipField && source.IsInterlaced() && source.height > 1) {
+    source.height /= 2;
+    source.sampleAspect = HalveAspect(source.sampleAspect);
+    source.fieldOrder = FieldOrder::Progressive;
+  }
+  return source;
+}
+
+std::vector<std::string> FindNotes(const DecodeOptions& options, const FrameReader& reader) {
+  std::vector<std::string> notes;
+  if (options.skipField && !reader.GetFormat().IsInterlaced()) {
+    notes.push_back(reader.GetName() + ": is progressive; --skip-field changes nothing");
+  }
+  if (NamesUnwrittenContainer(options.output)) {
+    notes.push_back(options.output +
+                    ": holds frames without a container, whatever its name says; name it .mov (or "
+                    ".y4m) to have one");
+  }
+  return notes;
+}
+
+}  // namespace
+
+void Decode(const DecodeOptions& options, RunReport& report) {
+  const OutputFormat& output = FindRawVideoOutput(options.output);
+  auto reader = OpenProRes(options.input, options.skipField);
+  const StreamFormat result = DecodedFormat(reader->GetFormat(), options);
+  const auto makeElement = [&options](int threads) {
+    return MakeProResDecoder(options.fourcc, options.skipField, threads);
+  };
+  auto notes = FindNotes(options, *reader);
+  Transcode(options, {std::move(reader), makeElement, result, output, std::move(notes)}, report);
+}
+
+}  // namespace vixprores

@@ -1,0 +1,34 @@
+// SPDX-License-Identifier: BSD-2-Clause
+#include "commands/Commands.h"
+#include "vix/Registry.h"
+
+namespace vixprores {
+namespace {
+
+std::string DescribeParameter(const vix::ParameterDescription& parameter) {
+  std::string text = "  " + parameter.name + " (" + parameter.type + ")\n";
+  text += "      default: " +
+          (parameter.defaultValue ? "\"" + *parameter.defaultValue + "\"" : "none") + "\n";
+  text += "      allowed:";
+  for (const std::string& value : parameter.allowedValues) text += " " + value;
+  if (parameter.allowedValues.empty()) text += " any";
+  return text + "\n      " + parameter.description + "\n";
+}
+
+}  // namespace
+
+std::string DescribeElements() {
+  std::string text;
+  for (const auto& entry : vix::GetRegistryEntries()) {
+    if (!text.empty()) text += "\n";
+    text += vix::GetLabel(entry->GetElementFactoryType("class")) + "  implementation \"" +
+            entry->GetString("implementation") + "\"  type \"" + entry->GetString("type") + "\"\n";
+    const auto schema = entry->GetParametersCollectionPrototype("init_config");
+    const auto parameters = schema->GetDescriptions();
+    for (const auto& parameter : parameters) text += DescribeParameter(parameter);
+    if (parameters.empty()) text += "  no parameters\n";
+  }
+  return text;
+}
+
+}  // namespace vixprores

@@ -1,0 +1,225 @@
+// SPDX-License-Identifier: BSD-2-Clause
+#include "commands/Transcode.h"
+
+#include <chrono>
+#include <cstdint>
+#include <cstdio>
+#include <exception>
+#include <stdexcept>
+#include <utility>
+
+#include "format/FrameStamp.h"
+#include "io/FrameWriter.h"
+#include "io/OutputFile.h"
+#include "run/Errors.h"
+#include "run/Interrupt.h"
+#include "run/OrderedPipeline.h"
+
+namespace vixprores {
+namespace {
+
+using std::chrono::steady_clock;
+
+void PrintNote(const TranscodeOptions& options, const std::string& text) {
+  if (!options.quiet && !text.empty()) std::fprintf(stderr, "vixprores: note: %s\n", text.c_str());
+}
+
+[[noreturn]] void FailPastTheEnd(const std::string& name, const FrameRange& range,
+                                 std::int64_t count) {
+  throw Failure(name + ": has " + std::to_string(count) + " frames (0-" +
+                std::to_string(count - 1) + "), but --frames asks for " +
+                std::to_string(range.first) + "-" + std::to_string(range.last));
+}
+
+// Frames that the run will write; none where only the end of the input tells.
+std::optional<std::int64_t> CountFramesToWrite(const TranscodeOptions& options,
+                                               const FrameReader& reader) {
+  const auto available = reader.GetFrameCount();
+  if (!options.frames) return available;
+  if (available && options.frames->last >= *available) {
+    FailPastTheEnd(reader.GetName(), *options.frames, *available);
+  }
+  return options.frames->last - options.frames->first + 1;
+}
+
+void PrintNotes(const TranscodeOptions& options, const TranscodePlan& plan) {
+  PrintNote(options, plan.reader->GetNote());
+  for (const std::string& note : plan.notes) PrintNote(options, note);
+  if (plan.reader->GetFormat().fieldOrder == FieldOrder::Unknown) {
+    PrintNote(options, plan.reader->GetName() +
+                           ": does not tell its field order; it is taken as progressive");
+  }
+  for (const std::string& property : FindLostProperties(plan.output, plan.result)) {
+    PrintNote(options, options.output + ": the container cannot keep the " + property);
+  }
+}
+
+// A frame on its way from the input to the output.
+struct Frame {
+  std::int64_t number = 0;  // in the input
+  std::shared_ptr<vix::IBuffer> source;
+  std::uint64_t sourceBytes = 0;
+  std::shared_ptr<const vix::IVideoSample> result;  // as the writer takes it
+  std::uint64_t resultBytes = 0;
+};
+
+class Run {
+ public:
+  Run(const TranscodeOptions& options, TranscodePlan plan, RunReport& report)
+      : options_(options),
+        range_(options.frames.value_or(FrameRange{0, kEndless})),
+        reader_(std::move(plan.reader)),
+        total_(CountFramesToWrite(options, *reader_)),
+        elements_(plan.makeElement, reader_->GetFormat(), ShareThreads(options.threads, total_)),
+        file_(options.output, options.overwrite),
+        writer_(MakeFrameWriter(file_, plan.output, plan.result)),
+        progress_(!options.quiet),
+        report_(report),
+        start_(steady_clock::now()) {}
+
+  // Returns false when the user asked to stop.
+  bool ProcessFrames() {
+    PipelineStages<Frame> stages;
+    stages.read = [this] { return Read(); };
+    stages.process = [this](Frame& frame, unsigned element) { Code(frame, element); };
+    stages.write = [this](const Frame& frame, const std::exception_ptr& failure) {
+      Write(frame, failure);
+    };
+    stages.stopReading = RequestInterrupt;
+    try {
+      OrderedPipeline<Frame>(stages, elements_.GetSize(), elements_.GetMostInFlight()).Run();
+      return true;
+    } catch (const Interrupted&) {
+      return false;
+    }
+  }
+
+  void Finish() {
+    writer_->Finish();
+    file_.Commit();
+    ReportOutput(file_.GetName());
+  }
+
+  void FinishPartial() {
+    report_.message = "interrupted after " + std::to_string(report_.frames) + " frames";
+    if (report_.frames == 0) {
+      report_.message += "; nothing was kept";
+      return;
+    }
+    writer_->Finish();
+    ReportOutput(file_.CommitPartial());
+    report_.message += "; they are kept in " + report_.output;
+  }
+
+ private:
+  static constexpr std::int64_t kEndless = INT64_MAX - 1;
+
+  // The next frame of the range.
+  std::optional<Frame> Read() {
+    while (framesRead_ <= range_.last) {
+      if (InterruptRequested()) throw Interrupted();
+      auto source = reader_->Read();
+      if (!source) {
+        CheckEnd();
+        return std::nullopt;
+      }
+      const std::int64_t number = framesRead_++;
+      if (number >= range_.first) return Frame{number, std::move(source), 0, nullptr, 0};
+    }
+    return std::nullopt;
+  }
+
+  void CheckEnd() const {
+    if (framesRead_ == 0) throw Failure(reader_->GetName() + ": holds no frames");
+    if (options_.frames) FailPastTheEnd(reader_->GetName(), range_, framesRead_);
+  }
+
+  // May be called from any thread, several at once.
+  void Code(Frame& frame, unsigned element) {
+    auto source = reader_->Unpack(std::move(frame.source));
+    frame.sourceBytes = source->GetSize();
+    const auto sample = Process(std::move(source), frame.number, element);
+    const auto buffer = sample->GetBuffer();
+    if (report_.result.IsRaw()) {
+      PrepareRaw(*buffer, frame.number);
+    } else {
+      StampFrameHeader(report_.result, *buffer);
+    }
+    frame.resultBytes = buffer->GetSize();
+    frame.result = writer_->Pack(sample);
+  }
+
+  std::shared_ptr<const vix::IVideoSample> Process(std::shared_ptr<vix::IBuffer> source,
+                                                   std::int64_t number, unsigned element) {
+    try {
+      return elements_.Process(element, std::move(source), number - range_.first);
+    } catch (const std::runtime_error& error) {
+      const char* const advice =
+          report_.result.IsRaw() ? "; --frames decodes the ones before and behind it" : "";
+      throw Failure(reader_->GetName() + ": frame " + std::to_string(number) + ": " + error.what() +
+                    advice);
+    }
+  }
+
+  void PrepareRaw(const vix::IBuffer& frame, std::int64_t number) const {
+    if (frame.GetSize() != report_.result.FrameBytes()) {
+      throw Failure(reader_->GetName() + ": frame " + std::to_string(number) +
+                    " is not of the size of the first one");
+    }
+    ClearRowPadding(report_.result, frame.GetData());
+  }
+
+  void Write(const Frame& frame, const std::exception_ptr& failure) {
+    report_.sourceBytes += frame.sourceBytes;
+    if (failure) std::rethrow_exception(failure);
+    writer_->Write(frame.result);
+    report_.resultBytes += frame.resultBytes;
+    ++report_.frames;
+    StopClock();
+    progress_.Update(report_, total_);
+  }
+
+  void ReportOutput(const std::string& name) {
+    report_.output = name;
+    report_.outputBytes = file_.GetSize();
+    StopClock();
+  }
+
+  void StopClock() {
+    report_.seconds = std::chrono::duration<double>(steady_clock::now() - start_).count();
+  }
+
+  const TranscodeOptions& options_;
+  FrameRange range_;
+  std::unique_ptr<FrameReader> reader_;
+  std::optional<std::int64_t> total_;
+  ElementTeam elements_;
+  OutputFile file_;
+  std::unique_ptr<FrameWriter> writer_;
+  ProgressLine progress_;
+  RunReport& report_;
+  std::int64_t framesRead_ = 0;  // those in front of the range included
+  steady_clock::time_point start_;
+};
+
+}  // namespace
+
+void Transcode(const TranscodeOptions& options, TranscodePlan plan, RunReport& report) {
+  report.source = plan.reader->GetFormat();
+  report.result = plan.result;
+  CheckStorable(plan.output, plan.result);
+  if (plan.reader->ReadsFrom(options.output)) {
+    throw Failure(options.output + ": is the input itself; name another output");
+  }
+  PrintNotes(options, plan);
+  Run run(options, std::move(plan), report);
+  if (run.ProcessFrames()) {
+    run.Finish();
+    report.status = RunReport::Status::Done;
+  } else {
+    run.FinishPartial();
+    report.status = RunReport::Status::Interrupted;
+  }
+}
+
+}  // namespace vixprores

@@ -1,0 +1,276 @@
+// SPDX-License-Identifier: BSD-2-Clause
+#include "container/ContainerTrack.h"
+
+#include <algorithm>
+#include <cmath>
+#include <cstdlib>
+#include <cstring>
+#include <new>
+#include <span>
+#include <utility>
+
+#include "format/Encodable.h"
+#include "run/Errors.h"
+
+extern "C" {
+#include <libavutil/mathematics.h>
+#include <libavutil/mem.h>
+#include <libavutil/rational.h>
+}
+
+namespace vixprores {
+namespace {
+
+constexpr const char* kContainers = "mov,matroska,avi,nut,mxf";
+
+bool IsValid(AVRational value) {
+  return value.num > 0 && value.den > 0;
+}
+
+// Containers mean one thing by either top-first value, and so for bottom-first: the pairs tell
+// how the fields are stored, which in a frame as a whole they are not.
+FieldOrder ToFieldOrder(AVFieldOrder order) {
+  switch (order) {
+    case AV_FIELD_PROGRESSIVE:
+      return FieldOrder::Progressive;
+    case AV_FIELD_TT:
+    case AV_FIELD_TB:
+      return FieldOrder::TopFirst;
+    case AV_FIELD_BB:
+    case AV_FIELD_BT:
+      return FieldOrder::BottomFirst;
+    default:
+      return FieldOrder::Unknown;
+  }
+}
+
+ColourRange ToColourRange(AVColorRange range) {
+  if (range == AVCOL_RANGE_MPEG) return ColourRange::Limited;
+  if (range == AVCOL_RANGE_JPEG) return ColourRange::Full;
+  return ColourRange::Unknown;
+}
+
+// The broadcast rate (N or N * 1000 / 1001) that `rate` stands for where it was computed from a
+// duration rounded to nanoseconds; else `rate` itself.
+AVRational SnapToBroadcastRate(AVRational rate) {
+  constexpr double kTolerance = 1e-6;
+  for (const int denominator : {1, 1001}) {
+    const int unit = denominator == 1 ? 1 : 1000;
+    const double units = av_q2d(rate) * denominator / unit;
+    const double whole = std::round(units);
+    if (whole >= 1 && std::abs(units - whole) < kTolerance * whole) {
+      return {static_cast<int>(whole) * unit, denominator};
+    }
+  }
+  return rate;
+}
+
+bool IsMatroska(const AVFormatContext& context) {
+  return std::strstr(context.iformat->name, "matroska") != nullptr;
+}
+
+// The average is exact where every frame lasts equally long, and nothing else is accepted.
+Rational FindRate(const AVStream& stream, const AVPacket& first, bool isMatroska) {
+  AVRational rate = stream.avg_frame_rate;
+  if (!IsValid(rate)) rate = stream.r_frame_rate;
+  if (!IsValid(rate) && first.duration > 0) {
+    const AVRational tick = stream.time_base;
+    av_reduce(&rate.num, &rate.den, tick.den, first.duration * tick.num, INT32_MAX);
+  }
+  if (!IsValid(rate)) return {0, 1};
+  return Reduce(ToRational(isMatroska ? SnapToBroadcastRate(rate) : rate));
+}
+
+std::int64_t TimeOf(const AVPacket& packet) {
+  return packet.pts != AV_NOPTS_VALUE ? packet.pts : packet.dts;
+}
+
+std::shared_ptr<vix::IBuffer> Wrap(Packet packet) {
+  std::uint8_t* const data = packet->data;
+  const auto bytes = static_cast<std::size_t>(packet->size);
+  // The block keeps the packet, and with it the memory.
+  const std::shared_ptr<AVPacket> owner = std::move(packet);
+  return vix::CreateBuffer(nullptr, vix::CreateMemoryBlock(data, bytes, [owner] {}));
+}
+
+}  // namespace
+
+ContainerTrack::ContainerTrack(std::unique_ptr<InputFile> file)
+    : file_(std::move(file)), bytes_(*file_) {
+  Open();
+  ChooseTrack();
+  ReadFirstPacket();
+}
+
+ContainerTrack::~ContainerTrack() = default;
+
+void ContainerTrack::Open() {
+  AVFormatContext* context = avformat_alloc_context();
+  if (!context) throw std::bad_alloc();
+  context->pb = bytes_.Get();
+  // Others, playlists above all, could lead to files and addresses that nobody named.
+  context->format_whitelist = av_strdup(kContainers);
+  // Frees the context when it fails.
+  const int result = avformat_open_input(&context, nullptr, nullptr, nullptr);
+  if (result >= 0) context_.reset(context);
+  bytes_.Rethrow();
+  if (result < 0) {
+    throw Failure(GetName() + ": no readable container: " + ExplainLibavError(result) +
+                  "; the containers " + kContainers + " are read, when completely written");
+  }
+}
+
+void ContainerTrack::ChooseTrack() {
+  for (AVStream* stream : std::span(context_->streams, context_->nb_streams)) {
+    stream->discard = AVDISCARD_ALL;
+    if (stream->codecpar->codec_type == AVMEDIA_TYPE_AUDIO) ++soundTracks_;
+    const bool isCover = (stream->disposition & AV_DISPOSITION_ATTACHED_PIC) != 0;
+    if (stream->codecpar->codec_type != AVMEDIA_TYPE_VIDEO || isCover) continue;
+    if (++videoTracks_ == 1) stream_ = stream;
+  }
+  if (!stream_) {
+    throw Failure(GetName() + ": has no video track among its " +
+                  std::to_string(context_->nb_streams) + " tracks");
+  }
+  stream_->discard = AVDISCARD_DEFAULT;
+
+  const AVCodecParameters& parameters = *stream_->codecpar;
+  format_.width = static_cast<std::uint32_t>(std::max(parameters.width, 0));
+  format_.height = static_cast<std::uint32_t>(std::max(parameters.height, 0));
+  format_.fieldOrder = ToFieldOrder(parameters.field_order);
+  format_.colour = {parameters.color_primaries, parameters.color_trc, parameters.color_space,
+                    ToColourRange(parameters.color_range)};
+  if (IsValid(stream_->sample_aspect_ratio)) {
+    format_.sampleAspect = Reduce(ToRational(stream_->sample_aspect_ratio));
+  }
+}
+
+std::string ContainerTrack::GetNote() const {
+  std::string note;
+  if (videoTracks_ > 1) {
+    note = std::to_string(videoTracks_) + " video tracks; the first one is taken";
+  }
+  if (soundTracks_ > 0) {
+    note += (note.empty() ? "" : "; ") + std::to_string(soundTracks_) +
+            (soundTracks_ == 1 ? " sound track, which is" : " sound tracks, which are") +
+            " left out";
+  }
+  return note.empty() ? note : GetName() + ": has " + note;
+}
+
+Packet ContainerTrack::ReadPacket() {
+  Packet packet(av_packet_alloc());
+  if (!packet) throw std::bad_alloc();
+  for (;;) {
+    const int result = av_read_frame(context_.get(), packet.get());
+    bytes_.Rethrow();
+    if (result == AVERROR_EOF) return nullptr;
+    if (result < 0) FailAtUnreadableFrame(ExplainLibavError(result));
+    const bool isFrame = packet->stream_index == stream_->index && packet->size > 0;
+    const bool isHidden = (packet->flags & AV_PKT_FLAG_DISCARD) != 0;
+    if (isFrame && !isHidden) return packet;
+    if (isFrame) ++hiddenFrames_;
+    av_packet_unref(packet.get());
+  }
+}
+
+void ContainerTrack::ReadFirstPacket() {
+  announcedFrames_ = CountAnnouncedFrames();
+  pending_ = ReadPacket();
+  if (!pending_) {
+    if (announcedFrames_.value_or(0) > 0) FailAtEarlyEnd();
+    throw Failure(GetName() + ": holds no frames");
+  }
+  format_.rate = FindRate(*stream_, *pending_, IsMatroska(*context_));
+  if (format_.rate.numerator == 0) {
+    throw Failure(GetName() + ": does not tell its frame rate; rewrap it as .mov first");
+  }
+  firstTime_ = TimeOf(*pending_);
+  if (firstTime_ == AV_NOPTS_VALUE) firstTime_ = 0;
+  format_.start =
+      std::max<std::int64_t>(0, av_rescale_q(firstTime_, stream_->time_base, Invert(format_.rate)));
+  // A duration tells frames only now that the rate is known.
+  announcedFrames_ = CountAnnouncedFrames();
+}
+
+std::optional<std::int64_t> ContainerTrack::GetFrameCount() const {
+  if (!file_->IsSeekable() || !announcedFrames_) return std::nullopt;
+  return *announcedFrames_ - hiddenFrames_;
+}
+
+std::optional<std::int64_t> ContainerTrack::CountAnnouncedFrames() const {
+  // An edit list may leave out frames; the index then holds what remains, and what it hides.
+  const std::int64_t indexed = avformat_index_get_entries_count(stream_);
+  if (std::strstr(context_->iformat->name, "mov") && indexed > 0) return indexed;
+  if (stream_->nb_frames > 0) return stream_->nb_frames;
+  if (format_.rate.numerator == 0) return std::nullopt;
+
+  const AVRational frame = Invert(format_.rate);
+  if (stream_->duration > 0) return av_rescale_q(stream_->duration, stream_->time_base, frame);
+  // Here the whole file has one duration, counted from time 0; it may be that of another track.
+  if (IsMatroska(*context_) && context_->nb_streams == 1 && context_->duration > 0) {
+    return av_rescale_q(context_->duration, {1, AV_TIME_BASE}, frame) - format_.start;
+  }
+  return std::nullopt;
+}
+
+std::shared_ptr<vix::IBuffer> ContainerTrack::Read() {
+  Packet packet = pending_ ? std::move(pending_) : ReadPacket();
+  if (!packet) {
+    if (framesRead_ + hiddenFrames_ < announcedFrames_.value_or(0)) FailAtEarlyEnd();
+    return nullptr;
+  }
+  CheckPacket(*packet);
+  ++framesRead_;
+  return Wrap(std::move(packet));
+}
+
+void ContainerTrack::CheckPacket(const AVPacket& packet) const {
+  if ((packet.flags & AV_PKT_FLAG_CORRUPT) != 0) {
+    FailAtFrame(framesRead_, "is cut short: found " + std::to_string(packet.size) +
+                                 " bytes of it; choose the frames before it with --frames");
+  }
+  if (TimeOf(packet) != AV_NOPTS_VALUE) CheckTime(TimeOf(packet));
+}
+
+// Clocks of containers are coarser than frame rates, so that times are off by up to one tick.
+void ContainerTrack::CheckTime(std::int64_t time) const {
+  const AVRational frame = Invert(format_.rate);
+  const std::int64_t expected = firstTime_ + av_rescale_q(framesRead_, frame, stream_->time_base);
+  const std::int64_t tolerance =
+      std::max<std::int64_t>(1, av_rescale_q(1, frame, stream_->time_base) / 10);
+  if (std::abs(time - expected) <= tolerance) return;
+  const double tick = av_q2d(stream_->time_base);
+  throw Failure(GetName() + ": has a variable frame rate: frame " + std::to_string(framesRead_) +
+                " comes at " + std::to_string(static_cast<double>(time) * tick) + " s instead of " +
+                std::to_string(static_cast<double>(expected) * tick) + " s at " +
+                Describe(format_.rate) + " frames per second. This command makes it constant:\n  " +
+                ConversionCommand(GetName(), "fps=" + Describe(format_.rate)));
+}
+
+void ContainerTrack::FailAtLastFrame(const std::string& found) const {
+  FailAtFrame(framesRead_ - 1, found);
+}
+
+void ContainerTrack::FailAtFrame(std::int64_t frame, const std::string& found) const {
+  throw Failure(GetName() + ": frame " + std::to_string(frame) + " " + found);
+}
+
+void ContainerTrack::FailAtUnreadableFrame(const std::string& reason) const {
+  if (framesRead_ == 0 && announcedFrames_ && !file_->IsSeekable()) {
+    throw Failure(GetName() +
+                  ": its index stands behind its frames, where a pipe cannot go back from; give "
+                  "the file by its name");
+  }
+  FailAtFrame(framesRead_,
+              "cannot be found: " + reason + "; choose the frames before it with --frames");
+}
+
+void ContainerTrack::FailAtEarlyEnd() const {
+  FailAtFrame(framesRead_, "is missing: the input ends there although it announces " +
+                               std::to_string(*announcedFrames_ - hiddenFrames_) +
+                               " frames; choose the frames that are there with --frames, or get "
+                               "the whole file");
+}
+
+}  // namespace vixprores

@@ -1,0 +1,79 @@
+// SPDX-License-Identifier: BSD-2-Clause
+#ifndef TOOL_CONTAINER_LIBAV_H
+#define TOOL_CONTAINER_LIBAV_H
+
+/// @file
+/// What reader and writer of containers share: the container library's byte streams over our
+/// files, its messages, and its objects under unique ownership.
+
+#include <exception>
+#include <memory>
+#include <string>
+
+#include "format/StreamFormat.h"
+#include "io/InputFile.h"
+#include "io/OutputFile.h"
+
+extern "C" {
+#include <libavcodec/packet.h>
+#include <libavformat/avformat.h>
+}
+
+namespace vixprores {
+
+/// Keeps the container library quiet (or, when `verbose`, sends its messages to standard error)
+/// and remembers its last error message of each thread.
+void SetLibavMessages(bool verbose);
+/// Why a call of the container library failed: its last error message where it left one, else the
+/// words for the code `error`. Forgets the message.
+std::string ExplainLibavError(int error);
+
+struct PacketDeleter {
+  void operator()(AVPacket* packet) const { av_packet_free(&packet); }
+};
+using Packet = std::unique_ptr<AVPacket, PacketDeleter>;
+
+/// A byte stream of the container library over an InputFile or an OutputFile, which must outlive
+/// it. Exceptions of the file cannot pass through the library: they are kept, the library sees an
+/// error code, and Rethrow() throws them on our side.
+class LibavStream {
+ public:
+  explicit LibavStream(InputFile& file);
+  explicit LibavStream(OutputFile& file);
+  ~LibavStream();
+  LibavStream(const LibavStream&) = delete;
+  LibavStream& operator=(const LibavStream&) = delete;
+
+  AVIOContext* Get() const { return context_; }
+  /// Throws what the file threw since the last call, if anything.
+  void Rethrow();
+
+ private:
+  template <typename Operation>
+  int Guard(const Operation& operation);
+  template <typename File>
+  std::int64_t SeekFile(File& file, std::int64_t size, std::int64_t offset, int whence);
+  static int ReadCallback(void* self, std::uint8_t* data, int bytes);
+  static int WriteCallback(void* self, std::uint8_t* data, int bytes);
+  static std::int64_t SeekInputCallback(void* self, std::int64_t offset, int whence);
+  static std::int64_t SeekOutputCallback(void* self, std::int64_t offset, int whence);
+
+  InputFile* input_ = nullptr;
+  OutputFile* output_ = nullptr;
+  AVIOContext* context_ = nullptr;
+  std::exception_ptr exception_;
+};
+
+inline Rational ToRational(AVRational value) {
+  return {value.num, value.den};
+}
+inline AVRational ToAvRational(Rational value) {
+  return {value.numerator, value.denominator};
+}
+inline AVRational Invert(Rational value) {
+  return {value.denominator, value.numerator};
+}
+
+}  // namespace vixprores
+
+#endif  // TOOL_CONTAINER_LIBAV_H

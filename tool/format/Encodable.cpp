@@ -1,0 +1,76 @@
+// SPDX-License-Identifier: BSD-2-Clause
+#include "format/Encodable.h"
+
+#include <algorithm>
+#include <filesystem>
+
+#include "commandline/Values.h"
+#include "run/Errors.h"
+
+namespace vixprores {
+namespace {
+
+// What messages call the input "-".
+constexpr const char* kStandardInput = "standard input";
+
+// The fields of such a height differ in their rows of macroblocks, which decoders disagree about.
+bool HasAmbiguousFields(const StreamFormat& format) {
+  return format.IsInterlaced() && format.height % 32 == 1;
+}
+
+}  // namespace
+
+void CheckEncodable(const StreamFormat& format, const std::string& inputName) {
+  const auto [smallest, largest] = std::minmax(format.width, format.height);
+  const std::string size = DescribeSize(format.width, format.height);
+  if (smallest < kSmallestSide || largest > kLargestSide) {
+    throw Failure(inputName + ": pictures of " + size + " cannot be encoded; each side must be " +
+                  std::to_string(kSmallestSide) + " to " + std::to_string(kLargestSide) +
+                  " pixels; scale or crop the video first");
+  }
+  if (HasAmbiguousFields(format)) {
+    throw Failure(inputName + ": interlaced pictures of " + size +
+                  " cannot be encoded, because their two fields differ in macroblock rows; crop or "
+                  "pad the video by a line");
+  }
+  if (format.fieldOrder == FieldOrder::BottomFirst) {
+    RefuseUnconverted(inputName, "interlaced video with the bottom field first", "fieldorder=tff");
+  }
+}
+
+void RefuseUnconverted(const std::string& inputName, const std::string& found,
+                       const std::string& filters) {
+  throw Failure(inputName + ": found " + found +
+                "; the encoder takes packed 4:2:2 in 8 bits (UYVY) or 10 bits (V210), progressive "
+                "or top field first. " +
+                (inputName == kStandardInput
+                     ? "This command, in place of vixprores at the end of the pipe, converts it "
+                       "into a file"
+                     : "This command converts it") +
+                ":\n  " + ConversionCommand(inputName, filters));
+}
+
+std::string ConversionCommand(const std::string& inputName, const std::string& filters) {
+  const bool isPiped = inputName == kStandardInput;
+  const std::string stem = isPiped ? "converted" : std::filesystem::path(inputName).stem().string();
+  std::string command = "ffmpeg -i " + QuoteForShell(isPiped ? "-" : inputName) + " -map 0:v:0";
+  if (!filters.empty()) command += " -vf " + QuoteForShell(filters);
+  return command + " -c:v v210 " + QuoteForShell(stem + ".v210.mov");
+}
+
+std::string QuoteForShell(const std::string& text) {
+  constexpr const char* kPlain =
+      "abcdefghijklmnopqrstuvwxyzABCDEFGHIJKLMNOPQRSTUVWXYZ0123456789_./:,=-+@%";
+  if (!text.empty() && text.find_first_not_of(kPlain) == std::string::npos) return text;
+  std::string quoted = "'";
+  for (const char character : text) {
+    if (character == '\'') {
+      quoted += "'\\''";
+    } else {
+      quoted += character;
+    }
+  }
+  return quoted + "'";
+}
+
+}  // namespace vixprores

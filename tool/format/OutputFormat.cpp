@@ -1,0 +1,99 @@
+// SPDX-License-Identifier: BSD-2-Clause
+#include "format/OutputFormat.h"
+
+#include <algorithm>
+#include <cctype>
+#include <filesystem>
+#include <iterator>
+#include <string_view>
+
+#include "run/Errors.h"
+
+namespace vixprores {
+namespace {
+
+// clang-format off
+constexpr OutputFormat kFormats[] = {
+    //                                           ProRes raw    fields colour range
+    {".mov", OutputKind::Container, "mov",       true,  true,  true,  true,  false},
+    {".mkv", OutputKind::Container, "matroska",  true,  false, true,  true,  true},
+    {".mxf", OutputKind::Container, "mxf",       true,  false, false, true,  true},
+    {".avi", OutputKind::Container, "avi",       false, true,  false, false, false},
+    {".nut", OutputKind::Container, "nut",       false, true,  false, false, false},
+    {".y4m", OutputKind::Y4m,       nullptr,     false, true,  true,  false, true},
+};
+constexpr OutputFormat kHeadless =
+    {nullptr, OutputKind::Headless, nullptr,     false, true,  false, false, false};
+// clang-format on
+
+// Containers of video that people know; under other names headless frames are no surprise.
+constexpr std::string_view kContainers[] = {
+    ".3gp", ".asf", ".avi", ".flv", ".gxf", ".m2ts", ".m4v", ".mkv", ".mov",  ".mp4", ".mpeg",
+    ".mpg", ".mts", ".mxf", ".nut", ".ogv", ".qt",   ".ts",  ".vob", ".webm", ".wmv"};
+
+std::string ExtensionOf(const std::string& path) {
+  std::string extension = std::filesystem::path(path).extension().string();
+  std::ranges::transform(extension, extension.begin(),
+                         [](unsigned char letter) { return std::tolower(letter); });
+  return extension;
+}
+
+const OutputFormat* Find(const std::string& path, bool OutputFormat::*takesStream) {
+  const std::string extension = ExtensionOf(path);
+  for (const OutputFormat& format : kFormats) {
+    if (format.*takesStream && format.extension == extension) return &format;
+  }
+  return nullptr;
+}
+
+}  // namespace
+
+const OutputFormat& FindProResOutput(const std::string& path) {
+  if (const OutputFormat* format = Find(path, &OutputFormat::takesProRes)) return *format;
+  std::string names;
+  for (const OutputFormat& format : kFormats) {
+    if (format.takesProRes) names += (names.empty() ? "" : ", ") + std::string(format.extension);
+  }
+  throw UsageError("'" + path + "' is no output for ProRes; name a file that ends in one of " +
+                   names);
+}
+
+const OutputFormat& FindRawVideoOutput(const std::string& path) {
+  const OutputFormat* format = Find(path, &OutputFormat::takesRawVideo);
+  return format ? *format : kHeadless;
+}
+
+bool NamesUnwrittenContainer(const std::string& path) {
+  const bool namesContainer =
+      std::ranges::find(kContainers, ExtensionOf(path)) != std::end(kContainers);
+  return namesContainer && FindRawVideoOutput(path).kind == OutputKind::Headless;
+}
+
+void CheckStorable(const OutputFormat& output, const StreamFormat& stream) {
+  const std::string muxer = output.muxer ? output.muxer : "";
+  if (muxer == "mxf" && stream.IsInterlaced()) {
+    throw Failure(
+        "an .mxf would be labelled progressive although the video is interlaced; "
+        "choose .mov or .mkv");
+  }
+}
+
+std::vector<std::string> FindLostProperties(const OutputFormat& output,
+                                            const StreamFormat& stream) {
+  std::vector<std::string> lost;
+  if (output.kind == OutputKind::Headless) return lost;
+  if (!output.keepsFieldOrder && stream.IsInterlaced()) {
+    lost.push_back("field order (" + Describe(stream.fieldOrder) + ")");
+  }
+  if (!output.keepsColour && stream.colour.IsSpecified()) {
+    lost.push_back(
+        "colour primaries, transfer and matrix (" + std::to_string(stream.colour.primaries) + "/" +
+        std::to_string(stream.colour.transfer) + "/" + std::to_string(stream.colour.matrix) + ")");
+  }
+  if (!output.keepsColourRange && stream.colour.range == ColourRange::Full) {
+    lost.emplace_back("colour range (full)");
+  }
+  return lost;
+}
+
+}  // namespace vixprores

@@ -1,0 +1,47 @@
+// SPDX-License-Identifier: BSD-2-Clause
+#ifndef TOOL_FORMAT_OUTPUTFORMAT_H
+#define TOOL_FORMAT_OUTPUTFORMAT_H
+
+/// @file
+/// The kinds of output files, what each can hold, and which one a name asks for.
+
+#include <string>
+#include <vector>
+
+#include "format/StreamFormat.h"
+
+namespace vixprores {
+
+enum class OutputKind { Headless, Y4m, Container };
+
+/// One kind of output file.
+struct OutputFormat {
+  const char* extension;  ///< of the file name; null for headless frames
+  OutputKind kind;
+  const char* muxer;  ///< the container library's name for it; null where it has no part
+  bool takesProRes;
+  bool takesRawVideo;
+  bool keepsFieldOrder;
+  bool keepsColour;  ///< primaries, transfer and matrix
+  bool keepsColourRange;
+};
+
+/// The format for a ProRes stream by that file name. Any other extension than those of its table
+/// is a UsageError that lists them.
+const OutputFormat& FindProResOutput(const std::string& path);
+/// The format for uncompressed video by that file name: headless frames for "-" and for every
+/// extension that is not in the table.
+const OutputFormat& FindRawVideoOutput(const std::string& path);
+/// True when the file name asks for a container that uncompressed video is not written to, so that
+/// it gets headless frames.
+bool NamesUnwrittenContainer(const std::string& path);
+
+/// Refuses, with a Failure that gives the reason, a stream that the format would hold wrongly.
+void CheckStorable(const OutputFormat& output, const StreamFormat& stream);
+/// The properties that are known of the stream and that the format cannot hold, in words. Headless
+/// frames hold none, which goes without saying.
+std::vector<std::string> FindLostProperties(const OutputFormat& output, const StreamFormat& stream);
+
+}  // namespace vixprores
+
+#endif  // TOOL_FORMAT_OUTPUTFORMAT_H

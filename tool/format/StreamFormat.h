@@ -1,0 +1,89 @@
+// SPDX-License-Identifier: BSD-2-Clause
+#ifndef TOOL_FORMAT_STREAMFORMAT_H
+#define TOOL_FORMAT_STREAMFORMAT_H
+
+/// @file
+/// What the tool knows of a video stream, whatever it is stored in.
+
+#include <cstdint>
+#include <optional>
+#include <string>
+
+#include "vix/Types.h"
+
+namespace vixprores {
+
+/// A fraction; the denominator of a valid one is positive.
+using Rational = vix::EditRate;
+
+/// The fraction in lowest terms. Both parts must be positive.
+Rational Reduce(Rational value);
+
+enum class FieldOrder { Unknown, Progressive, TopFirst, BottomFirst };
+
+/// Code values of luma: 16 to 235 of 8 bits (limited) or 0 to 255 (full).
+enum class ColourRange { Unknown, Limited, Full };
+
+/// Code points of ISO/IEC 23091-2; 2 = unspecified.
+struct Colour {
+  int primaries = 2;
+  int transfer = 2;
+  int matrix = 2;
+  ColourRange range = ColourRange::Unknown;
+
+  bool IsSpecified() const { return primaries != 2 || transfer != 2 || matrix != 2; }
+  friend bool operator==(const Colour&, const Colour&) = default;
+};
+
+/// Format of one video stream, uncompressed or ProRes.
+struct StreamFormat {
+  /// "UYVY" or "V210" of an uncompressed stream, else the sample entry code of the ProRes variant
+  /// ("apcn"); 0 where a ProRes container does not tell it.
+  vix::FourCC code = 0;
+  std::uint32_t width = 0;      ///< pixels
+  std::uint32_t height = 0;     ///< lines of a whole frame
+  Rational rate{0, 1};          ///< frames per second; constant throughout the stream
+  std::int64_t start = 0;       ///< time of the first frame, in frames
+  Rational sampleAspect{0, 1};  ///< width to height of a pixel; 0 = unknown
+  FieldOrder fieldOrder = FieldOrder::Unknown;
+  Colour colour;
+
+  bool IsRaw() const { return code == vix::kFourCC_UYVY || code == vix::kFourCC_V210; }
+  bool IsInterlaced() const {
+    return fieldOrder == FieldOrder::TopFirst || fieldOrder == FieldOrder::BottomFirst;
+  }
+  /// Bytes of one uncompressed frame. Refuses sizes above 32 bits with a VIXRuntimeError.
+  std::uint32_t FrameBytes() const;
+};
+
+/// Zeroes what no pixel of an uncompressed frame uses: a decoder leaves the padding of rows alone,
+/// which would carry what the memory held before out into a file.
+void ClearRowPadding(const StreamFormat& format, std::uint8_t* frame);
+
+/// A ProRes variant by its names.
+struct ProResVariant {
+  const char* option;  ///< as on the command line; null when it cannot be encoded
+  vix::FourCC code;    ///< of the sample entry
+  const char* name;    ///< as people write it
+  /// Closest variant of the host contract.
+  vix::ProResCodecVariant variant;
+  int profile;  ///< number that containers without four-character codes know it by
+};
+
+/// The variant with that four-character code, or null.
+const ProResVariant* FindProResVariant(vix::FourCC code);
+/// The encodable variant of that option name, or null.
+const ProResVariant* FindProResVariant(const std::string& option);
+
+/// "V210", "ProRes 422 HQ", or the four characters of a code without a name.
+std::string DescribeCode(vix::FourCC code);
+/// "progressive", "top field first", ...
+std::string Describe(FieldOrder order);
+/// "1920x1080"
+std::string DescribeSize(std::uint32_t width, std::uint32_t height);
+/// "25" or "30000/1001"
+std::string Describe(Rational value);
+
+}  // namespace vixprores
+
+#endif  // TOOL_FORMAT_STREAMFORMAT_H

@@ -1,0 +1,61 @@
+// SPDX-License-Identifier: BSD-2-Clause
+#ifndef TOOL_IO_FRAMEREADER_H
+#define TOOL_IO_FRAMEREADER_H
+
+#include <cstdint>
+#include <memory>
+#include <optional>
+#include <string>
+
+#include "format/StreamFormat.h"
+#include "vix/Buffers.h"
+
+namespace vixprores {
+
+/// Hands out the frames of one video stream in their order. Used by one thread at a time; the
+/// buffers may be used and dropped on any thread and may outlive the reader.
+class FrameReader {
+ public:
+  virtual ~FrameReader() = default;
+
+  virtual const StreamFormat& GetFormat() const = 0;
+  /// The input's name for messages.
+  virtual const std::string& GetName() const = 0;
+  /// Frames that the input says it has; none where only its end tells.
+  virtual std::optional<std::int64_t> GetFrameCount() const = 0;
+  /// True when `path` leads to the file that is being read.
+  virtual bool ReadsFrom(const std::string& path) const = 0;
+  /// What the user should know about how the input was taken; empty = nothing.
+  virtual std::string GetNote() const { return {}; }
+  /// The next frame, or null at the end. A frame that is damaged or missing is a Failure that names
+  /// the input, the frame, and what was found.
+  virtual std::shared_ptr<vix::IBuffer> Read() = 0;
+  /// What the element takes, made of a frame as Read() gave it. May be called from any thread,
+  /// several at once, also while another one reads.
+  virtual std::shared_ptr<vix::IBuffer> Unpack(std::shared_ptr<vix::IBuffer> frame) const {
+    return frame;
+  }
+};
+
+/// Describes a headless input: frames one behind the other and nothing else.
+struct HeadlessFormat {
+  vix::FourCC fourcc = 0;
+  std::uint32_t width = 0;
+  std::uint32_t height = 0;
+  Rational rate;
+  bool interlaced = false;  ///< two fields, top field first
+};
+
+/// Opens uncompressed video: headless frames when `headless` is given, else Y4M or a container,
+/// by what the first bytes are. Refuses, with the command that would convert it, what the encoder
+/// cannot take.
+std::unique_ptr<FrameReader> OpenRawVideo(const std::string& path,
+                                          const std::optional<HeadlessFormat>& headless);
+/// Opens the ProRes track of a container. Size and field order are those of the first frame's
+/// header; what the container does not tell of the rest comes from there too.
+/// @param sameScan refuses frames that are not scanned as the first one
+std::unique_ptr<FrameReader> OpenProRes(const std::string& path, bool sameScan);
+
+}  // namespace vixprores
+
+#endif  // TOOL_IO_FRAMEREADER_H

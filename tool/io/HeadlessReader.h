@@ -1,0 +1,32 @@
+// SPDX-License-Identifier: BSD-2-Clause
+#ifndef TOOL_IO_HEADLESSREADER_H
+#define TOOL_IO_HEADLESSREADER_H
+
+#include "element/FramePool.h"
+#include "io/FrameReader.h"
+#include "io/InputFile.h"
+
+namespace vixprores {
+
+/// Reads frames that stand one behind the other with nothing around them.
+class HeadlessReader : public FrameReader {
+ public:
+  HeadlessReader(std::unique_ptr<InputFile> file, const HeadlessFormat& headless);
+
+  const StreamFormat& GetFormat() const override { return format_; }
+  const std::string& GetName() const override { return file_->GetName(); }
+  std::optional<std::int64_t> GetFrameCount() const override;
+  bool ReadsFrom(const std::string& path) const override { return file_->IsSameFile(path); }
+  std::shared_ptr<vix::IBuffer> Read() override;
+
+ private:
+  std::unique_ptr<InputFile> file_;
+  StreamFormat format_;
+  std::uint32_t frameBytes_;
+  std::int64_t framesRead_ = 0;
+  FramePool pool_;
+};
+
+}  // namespace vixprores
+
+#endif  // TOOL_IO_HEADLESSREADER_H

@@ -1,0 +1,113 @@
+// SPDX-License-Identifier: BSD-2-Clause
+#include "io/InputFile.h"
+
+#include <fcntl.h>
+#include <poll.h>
+#include <sys/stat.h>
+#include <unistd.h>
+
+#include <algorithm>
+#include <array>
+#include <cerrno>
+#include <cstring>
+#include <system_error>
+
+#include "io/Pipe.h"
+#include "run/Errors.h"
+#include "run/Interrupt.h"
+
+namespace vixprores {
+namespace {
+
+[[noreturn]] void FailWithErrno(const std::string& name, int error) {
+  throw Failure(name + ": cannot be read: " + std::generic_category().message(error));
+}
+
+}  // namespace
+
+InputFile::InputFile(const std::string& path)
+    : name_(path == "-" ? "standard input" : path),
+      descriptor_(path == "-" ? dup(STDIN_FILENO) : open(path.c_str(), O_RDONLY | O_CLOEXEC)) {
+  if (descriptor_ < 0) FailWithErrno(name_, errno);
+  struct stat status {};
+  const int error = fstat(descriptor_, &status) != 0 ? errno : 0;
+  if (error != 0 || S_ISDIR(status.st_mode)) {
+    close(descriptor_);
+    FailWithErrno(name_, error != 0 ? error : EISDIR);
+  }
+  mayWait_ = !S_ISREG(status.st_mode);
+  WidenPipe(descriptor_);
+  // A redirected file may be positioned behind its start: it is then read on from there, as a pipe.
+  if (!mayWait_ && lseek(descriptor_, 0, SEEK_CUR) == 0) size_ = status.st_size;
+}
+
+InputFile::~InputFile() {
+  close(descriptor_);
+}
+
+bool InputFile::IsSameFile(const std::string& path) const {
+  struct stat ours {};
+  struct stat theirs {};
+  return fstat(descriptor_, &ours) == 0 && stat(path.c_str(), &theirs) == 0 &&
+         S_ISREG(ours.st_mode) && ours.st_dev == theirs.st_dev && ours.st_ino == theirs.st_ino;
+}
+
+void InputFile::WaitForInput() const {
+  std::array<pollfd, 2> descriptors{{{descriptor_, POLLIN, 0}, {InterruptDescriptor(), POLLIN, 0}}};
+  while (poll(descriptors.data(), descriptors.size(), -1) < 0) {
+    if (errno != EINTR) FailWithErrno(name_, errno);
+  }
+  // What is there already is taken first: it may complete a frame.
+  if (descriptors[0].revents == 0) throw Interrupted();
+}
+
+std::size_t InputFile::ReadFromSystem(std::span<std::uint8_t> destination) {
+  if (mayWait_) WaitForInput();
+  for (;;) {
+    const ssize_t bytes = read(descriptor_, destination.data(), destination.size());
+    if (bytes >= 0) return static_cast<std::size_t>(bytes);
+    if (errno != EINTR) FailWithErrno(name_, errno);
+    if (InterruptRequested()) throw Interrupted();
+  }
+}
+
+std::size_t InputFile::ReadSome(std::span<std::uint8_t> destination) {
+  std::size_t bytes = std::min(destination.size(), peeked_.size());
+  if (bytes > 0) {
+    std::copy_n(peeked_.begin(), bytes, destination.begin());
+    peeked_.erase(peeked_.begin(), peeked_.begin() + static_cast<std::ptrdiff_t>(bytes));
+  } else {
+    bytes = ReadFromSystem(destination);
+  }
+  position_ += static_cast<std::int64_t>(bytes);
+  return bytes;
+}
+
+std::size_t InputFile::Read(std::span<std::uint8_t> destination) {
+  std::size_t done = 0;
+  while (done < destination.size()) {
+    const std::size_t bytes = ReadSome(destination.subspan(done));
+    if (bytes == 0) break;
+    done += bytes;
+  }
+  return done;
+}
+
+std::span<const std::uint8_t> InputFile::Peek(std::size_t bytes) {
+  while (peeked_.size() < bytes) {
+    const std::size_t known = peeked_.size();
+    peeked_.resize(bytes);
+    const std::size_t read = ReadFromSystem(std::span(peeked_).subspan(known));
+    peeked_.resize(known + read);
+    if (read == 0) break;
+  }
+  return std::span(peeked_).first(std::min(bytes, peeked_.size()));
+}
+
+void InputFile::Seek(std::int64_t position) {
+  if (lseek(descriptor_, position, SEEK_SET) < 0) FailWithErrno(name_, errno);
+  peeked_.clear();
+  position_ = position;
+}
+
+}  // namespace vixprores

@@ -1,0 +1,59 @@
+// SPDX-License-Identifier: BSD-2-Clause
+#ifndef TOOL_IO_INPUTFILE_H
+#define TOOL_IO_INPUTFILE_H
+
+#include <cstddef>
+#include <cstdint>
+#include <optional>
+#include <span>
+#include <string>
+#include <vector>
+
+namespace vixprores {
+
+/// The bytes of a file or of standard input ("-"). Used by one thread at a time.
+/// A failing read is a Failure that names the file; a wait for input that the user breaks off is
+/// an Interrupted.
+class InputFile {
+ public:
+  /// Opens `path`; refuses what cannot be read and directories.
+  explicit InputFile(const std::string& path);
+  ~InputFile();
+  InputFile(const InputFile&) = delete;
+  InputFile& operator=(const InputFile&) = delete;
+
+  /// The name as the user gave it, for messages ("standard input" for "-").
+  const std::string& GetName() const { return name_; }
+  /// Size in bytes; none where the input has no end until it comes.
+  std::optional<std::int64_t> GetSize() const { return size_; }
+  /// True when Seek() is possible.
+  bool IsSeekable() const { return size_.has_value(); }
+  /// True when `path` leads to the very same file.
+  bool IsSameFile(const std::string& path) const;
+
+  /// Reads what is there, up to the size of `destination`; returns the number of bytes, 0 = end.
+  std::size_t ReadSome(std::span<std::uint8_t> destination);
+  /// Reads until `destination` is full or the input ends; returns the number of bytes.
+  std::size_t Read(std::span<std::uint8_t> destination);
+  /// Up to `bytes` bytes that the next read will give.
+  std::span<const std::uint8_t> Peek(std::size_t bytes);
+  /// Sets the position of the next read, in bytes from the start. Needs IsSeekable().
+  void Seek(std::int64_t position);
+  /// Position of the next read in bytes from the start.
+  std::int64_t GetPosition() const { return position_; }
+
+ private:
+  void WaitForInput() const;
+  std::size_t ReadFromSystem(std::span<std::uint8_t> destination);
+
+  std::string name_;
+  int descriptor_;
+  bool mayWait_;  ///< bytes may yet have to come, as on a pipe
+  std::optional<std::int64_t> size_;
+  std::int64_t position_ = 0;
+  std::vector<std::uint8_t> peeked_;  ///< bytes from position_ on that were read ahead
+};
+
+}  // namespace vixprores
+
+#endif  // TOOL_IO_INPUTFILE_H

@@ -1,0 +1,152 @@
+// SPDX-License-Identifier: BSD-2-Clause
+#include "report/Report.h"
+
+#include <unistd.h>
+
+#include <cmath>
+#include <cstdio>
+#include <nlohmann/json.hpp>
+
+namespace vixprores {
+namespace {
+
+using std::chrono::steady_clock;
+constexpr auto kUpdateInterval = std::chrono::milliseconds(100);
+
+double Ratio(double numerator, double denominator) {
+  return denominator > 0 ? numerator / denominator : 0;
+}
+
+std::string Fixed(double value, int decimals) {
+  std::string text(64, '\0');
+  const int length = std::snprintf(text.data(), text.size(), "%.*f", decimals, value);
+  text.resize(static_cast<std::size_t>(length));
+  return text;
+}
+
+double RateOf(const StreamFormat& format) {
+  return Ratio(format.rate.numerator, format.rate.denominator);
+}
+
+std::string ClockTime(double seconds) {
+  const auto whole = static_cast<std::int64_t>(std::ceil(seconds));
+  std::string text(32, '\0');
+  const int length = std::snprintf(
+      text.data(), text.size(), "%lld:%02lld:%02lld", static_cast<long long>(whole / 3600),
+      static_cast<long long>(whole / 60 % 60), static_cast<long long>(whole % 60));
+  text.resize(static_cast<std::size_t>(length));
+  return text;
+}
+
+const char* ToWord(RunReport::Status status) {
+  switch (status) {
+    case RunReport::Status::Done:
+      return "done";
+    case RunReport::Status::Interrupted:
+      return "interrupted";
+    default:
+      return "failed";
+  }
+}
+
+const char* ToWord(FieldOrder order) {
+  switch (order) {
+    case FieldOrder::Progressive:
+      return "progressive";
+    case FieldOrder::TopFirst:
+      return "top";
+    case FieldOrder::BottomFirst:
+      return "bottom";
+    default:
+      return "unknown";
+  }
+}
+
+}  // namespace
+
+double RunReport::FramesPerSecond() const {
+  return Ratio(static_cast<double>(frames), seconds);
+}
+
+double RunReport::RealTimeFactor() const {
+  return Ratio(FramesPerSecond(), RateOf(source));
+}
+
+double RunReport::MegabitsPerSecond() const {
+  const double bits = 8 * static_cast<double>(result.IsRaw() ? sourceBytes : resultBytes);
+  return Ratio(bits, static_cast<double>(frames)) * RateOf(source) / 1e6;
+}
+
+std::string SummaryLine(const RunReport& report) {
+  return report.output + ": " + std::to_string(report.frames) + " frames, " +
+         DescribeSize(report.result.width, report.result.height) + " " +
+         DescribeCode(report.result.code) + ", " + Describe(report.result.fieldOrder) + ", " +
+         Describe(report.result.rate) + " fps, " +
+         Fixed(static_cast<double>(report.outputBytes) / 1e6, 1) + " MB, ProRes at " +
+         Fixed(report.MegabitsPerSecond(), 1) + " Mb/s, in " + Fixed(report.seconds, 1) + " s (" +
+         Fixed(report.FramesPerSecond(), 1) + " fps, " + Fixed(report.RealTimeFactor(), 2) +
+         "x real time)";
+}
+
+std::string SummaryJson(const RunReport& report) {
+  nlohmann::ordered_json json;
+  json["command"] = report.command;
+  json["status"] = ToWord(report.status);
+  if (!report.message.empty()) json["message"] = report.message;
+  json["input"] = report.input;
+  if (!report.output.empty()) {
+    json["output"] = report.output;
+    json["outputBytes"] = report.outputBytes;
+  }
+  json["frames"] = report.frames;
+  if (report.result.width > 0) {
+    json["sourceFormat"] = DescribeCode(report.source.code);
+    json["resultFormat"] = DescribeCode(report.result.code);
+    json["width"] = report.result.width;
+    json["height"] = report.result.height;
+    json["rate"] = Describe(report.result.rate);
+    json["fieldOrder"] = ToWord(report.result.fieldOrder);
+    json["sampleAspect"] = Describe(report.result.sampleAspect);
+    json["colour"] = {{"primaries", report.result.colour.primaries},
+                      {"transfer", report.result.colour.transfer},
+                      {"matrix", report.result.colour.matrix}};
+  }
+  json["sourceBytes"] = report.sourceBytes;
+  json["resultBytes"] = report.resultBytes;
+  json["seconds"] = report.seconds;
+  json["framesPerSecond"] = report.FramesPerSecond();
+  json["realTimeFactor"] = report.RealTimeFactor();
+  json["megabitsPerSecond"] = report.MegabitsPerSecond();
+  // File names need not be UTF-8, JSON texts must be.
+  return json.dump(-1, ' ', false, nlohmann::ordered_json::error_handler_t::replace);
+}
+
+std::string ProgressText(const RunReport& report, std::optional<std::int64_t> total) {
+  std::string text = "frame " + std::to_string(report.frames);
+  if (total) text += "/" + std::to_string(*total);
+  text += "  " + Fixed(report.FramesPerSecond(), 1) + " fps  " + Fixed(report.RealTimeFactor(), 2) +
+          "x  " + Fixed(report.MegabitsPerSecond(), 1) + " Mb/s";
+  if (total && report.frames > 0) {
+    const auto left = static_cast<double>(*total - report.frames);
+    text += "  " + ClockTime(Ratio(left, report.FramesPerSecond())) + " left";
+  }
+  return text;
+}
+
+ProgressLine::ProgressLine(bool enabled)
+    : enabled_(enabled && isatty(STDERR_FILENO) != 0), nextUpdate_(steady_clock::now()) {}
+
+ProgressLine::~ProgressLine() {
+  if (shown_) std::fputs("\r\033[K", stderr);
+}
+
+void ProgressLine::Update(const RunReport& report, std::optional<std::int64_t> total) {
+  const auto now = steady_clock::now();
+  if (!enabled_ || now < nextUpdate_) return;
+  nextUpdate_ = now + kUpdateInterval;
+  shown_ = true;
+  std::fprintf(stderr, "\r\033[K%s", ProgressText(report, total).c_str());
+  std::fflush(stderr);
+}
+
+}  // namespace vixprores

@@ -1,0 +1,70 @@
+// SPDX-License-Identifier: BSD-2-Clause
+#ifndef TOOL_REPORT_REPORT_H
+#define TOOL_REPORT_REPORT_H
+
+/// @file
+/// What a run tells its user: the progress line and the summary.
+
+#include <chrono>
+#include <cstdint>
+#include <optional>
+#include <string>
+
+#include "format/StreamFormat.h"
+
+namespace vixprores {
+
+/// How a run went.
+struct RunReport {
+  enum class Status { Done, Interrupted, Failed };
+
+  const char* command = "";
+  Status status = Status::Failed;
+  std::string message;  ///< why it did not reach its end; empty when it did
+  std::string input;
+  std::string output;            ///< name of what was written; empty = nothing was kept
+  std::int64_t outputBytes = 0;  ///< size of what was written
+  StreamFormat source;
+  StreamFormat result;
+  std::int64_t frames = 0;
+  std::uint64_t sourceBytes = 0;  ///< of the frames that were read
+  std::uint64_t resultBytes = 0;  ///< of the frames as the element gave them
+  double seconds = 0;             ///< from the first frame to the complete output
+
+  double FramesPerSecond() const;
+  /// Speed in units of the video's own.
+  double RealTimeFactor() const;
+  /// Bit rate of the ProRes side when played, in 10^6 bits per second.
+  double MegabitsPerSecond() const;
+};
+
+/// The summary as one line, without its newline.
+std::string SummaryLine(const RunReport& report);
+/// The summary as one JSON object, without a newline.
+std::string SummaryJson(const RunReport& report);
+
+/// The line on a terminal that tells how far a run is. Nothing is ever printed where standard
+/// error is no terminal.
+class ProgressLine {
+ public:
+  explicit ProgressLine(bool enabled);
+  /// Clears the line.
+  ~ProgressLine();
+  ProgressLine(const ProgressLine&) = delete;
+  ProgressLine& operator=(const ProgressLine&) = delete;
+
+  /// Shows the state of a run of `total` frames (none = unknown), a few times a second at most.
+  void Update(const RunReport& report, std::optional<std::int64_t> total);
+
+ private:
+  bool enabled_;
+  bool shown_ = false;
+  std::chrono::steady_clock::time_point nextUpdate_;
+};
+
+/// The progress line's text.
+std::string ProgressText(const RunReport& report, std::optional<std::int64_t> total);
+
+}  // namespace vixprores
+
+#endif  // TOOL_REPORT_REPORT_H
