@@ -1,6 +1,8 @@
 // SPDX-License-Identifier: BSD-2-Clause
 #include "commandline/Values.h"
 
+#include <algorithm>
+#include <array>
 #include <charconv>
 #include <limits>
 #include <optional>
@@ -11,17 +13,6 @@
 
 namespace vixprores {
 namespace {
-
-// A number in plain digits: no sign, no space, nothing behind it.
-std::optional<std::int64_t> ParseNumber(std::string_view text, std::int64_t largest) {
-  std::uint64_t value = 0;
-  const char* const end = text.data() + text.size();
-  const auto [stop, error] = std::from_chars(text.data(), end, value);
-  if (error != std::errc() || stop != end || value > static_cast<std::uint64_t>(largest)) {
-    return std::nullopt;
-  }
-  return static_cast<std::int64_t>(value);
-}
 
 struct Pair {
   std::int64_t first;
@@ -37,7 +28,31 @@ std::optional<Pair> ParsePair(std::string_view text, char separator, std::int64_
   return Pair{*first, *second};
 }
 
+// The fraction that people mean by a rate with a decimal point.
+std::string ExampleRate(const std::string& text) {
+  static constexpr std::array<std::pair<std::string_view, const char*>, 6> kNames{
+      {{"23.9", "24000/1001"},
+       {"29.9", "30000/1001"},
+       {"47.9", "48000/1001"},
+       {"59.9", "60000/1001"},
+       {"119.8", "120000/1001"},
+       {"", "25 or 30000/1001"}}};
+  return std::ranges::find_if(kNames,
+                              [&text](const auto& name) { return text.starts_with(name.first); })
+      ->second;
+}
+
 }  // namespace
+
+std::optional<std::int64_t> ParseNumber(std::string_view text, std::int64_t largest) {
+  std::uint64_t value = 0;
+  const char* const end = text.data() + text.size();
+  const auto [stop, error] = std::from_chars(text.data(), end, value);
+  if (error != std::errc() || stop != end || value > static_cast<std::uint64_t>(largest)) {
+    return std::nullopt;
+  }
+  return static_cast<std::int64_t>(value);
+}
 
 FrameRange ParseFrameRange(const std::string& text) {
   const auto range = ParsePair(text, '-', std::numeric_limits<std::int64_t>::max() - 1);
@@ -52,8 +67,8 @@ Rational ParseRate(const std::string& text) {
   auto rate = ParsePair(text, '/', kLargest);
   if (const auto whole = ParseNumber(text, kLargest)) rate = Pair{*whole, 1};
   if (!rate || rate->first == 0 || rate->second == 0) {
-    throw UsageError("'" + text +
-                     "' is no frame rate; write N or N/D, for example 25 or 30000/1001");
+    throw UsageError("'" + text + "' is no frame rate; write N or N/D, for example " +
+                     ExampleRate(text));
   }
   return Reduce({static_cast<std::int32_t>(rate->first), static_cast<std::int32_t>(rate->second)});
 }

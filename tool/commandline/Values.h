@@ -7,7 +7,9 @@
 /// understand whole with a UsageError that says what is expected.
 
 #include <cstdint>
+#include <optional>
 #include <string>
+#include <string_view>
 
 #include "format/StreamFormat.h"
 #include "vix/Types.h"
@@ -33,6 +35,9 @@ inline constexpr std::uint32_t kLargestSide = 65535;
 /// Most pixels of a picture: with four bytes each, as planes of 10 bits take, the bytes of one can
 /// still be counted in 32 bits.
 inline constexpr std::int64_t kMostPixels = 1'000'000'000;
+
+/// A number in plain digits, 0 to `largest`: no sign, no space, nothing behind it; else none.
+std::optional<std::int64_t> ParseNumber(std::string_view text, std::int64_t largest);
 
 /// "FIRST-LAST"
 FrameRange ParseFrameRange(const std::string& text);

@@ -8,10 +8,13 @@
 #include <nlohmann/json.hpp>
 #include <vector>
 
+#include "commands/BenchOptions.h"
+#include "commands/BindOptions.h"
 #include "commands/Commands.h"
 #include "element/CodecEnvironment.h"
 #include "element/ElementTeam.h"
 #include "element/FramePool.h"
+#include "element/PluginSearch.h"
 #include "format/Encodable.h"
 #include "format/PlanarPicture.h"
 #include "format/TestPicture.h"
@@ -224,8 +227,6 @@ std::string ToJson(const BenchReport& report) {
   return json.dump() + "\n";
 }
 
-}  // namespace
-
 std::string Bench(const BenchOptions& options) {
   const StreamFormat raw = RawFormat(options);
   CheckEncodable(raw, "bench");
@@ -248,6 +249,20 @@ std::string Bench(const BenchOptions& options) {
   const BenchReport report{
       options, threads, clip.pictures.size(), bytes / 1e6 / options.frames, {encoding, decoding}};
   return options.json ? ToJson(report) : ToText(report);
+}
+
+int RunBench(const BenchOptions& options) {
+  SetUpMessages(options);
+  if (options.cpu) SetCpuLevel(*options.cpu);
+  const auto plugin = LoadProResPlugin(options.plugin);
+  std::fputs(Bench(options).c_str(), stdout);
+  return kExitDone;
+}
+
+}  // namespace
+
+Command MakeBenchCommand() {
+  return BindOptions(DescribeBench, RunBench);
 }
 
 }  // namespace vixprores

@@ -3,6 +3,7 @@
 #include <utility>
 #include <vector>
 
+#include "commands/BindOptions.h"
 #include "commands/Commands.h"
 #include "commands/Transcode.h"
 
@@ -39,8 +40,6 @@ std::vector<std::string> FindNotes(const DecodeOptions& options, const FrameRead
   return notes;
 }
 
-}  // namespace
-
 void Decode(const DecodeOptions& options, RunReport& report) {
   const OutputFormat& output = FindRawVideoOutput(options.output);
   auto reader = OpenProRes(options.input, options.skipField);
@@ -50,6 +49,16 @@ void Decode(const DecodeOptions& options, RunReport& report) {
   };
   auto notes = FindNotes(options, *reader);
   Transcode(options, {std::move(reader), makeElement, result, output, std::move(notes)}, report);
+}
+
+int RunDecode(const DecodeOptions& options) {
+  return RunReported(options, "decode", [&options](RunReport& report) { Decode(options, report); });
+}
+
+}  // namespace
+
+Command MakeDecodeCommand() {
+  return BindOptions(DescribeDecode, RunDecode);
 }
 
 }  // namespace vixprores

@@ -1,5 +1,11 @@
 // SPDX-License-Identifier: BSD-2-Clause
+#include <cstdio>
+
+#include "commands/BindOptions.h"
 #include "commands/Commands.h"
+#include "commands/Options.h"
+#include "element/PluginSearch.h"
+#include "run/Errors.h"
 #include "vix/Registry.h"
 
 namespace vixprores {
@@ -15,8 +21,6 @@ std::string DescribeParameter(const vix::ParameterDescription& parameter) {
   return text + "\n      " + parameter.description + "\n";
 }
 
-}  // namespace
-
 std::string DescribeElements() {
   std::string text;
   for (const auto& entry : vix::GetRegistryEntries()) {
@@ -29,6 +33,30 @@ std::string DescribeElements() {
     if (parameters.empty()) text += "  no parameters\n";
   }
   return text;
+}
+
+Command Describe(HostOptions& options) {
+  Command command;
+  command.name = "elements";
+  command.summary = "List the registered elements and their parameters";
+  command.usages = {"[OPTION]..."};
+  command.takeArguments = TakeWords({}, {});
+  command.groups = {HostGroup(options)};
+  command.examples = {{"vixprores elements", "The elements of the installed plug-in."}};
+  return command;
+}
+
+int Run(const HostOptions& options) {
+  SetUpMessages(options);
+  const auto plugin = LoadProResPlugin(options.plugin);
+  std::fputs(DescribeElements().c_str(), stdout);
+  return kExitDone;
+}
+
+}  // namespace
+
+Command MakeElementsCommand() {
+  return BindOptions(Describe, Run);
 }
 
 }  // namespace vixprores

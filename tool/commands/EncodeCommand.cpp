@@ -1,4 +1,5 @@
 // SPDX-License-Identifier: BSD-2-Clause
+#include "commands/BindOptions.h"
 #include "commands/Commands.h"
 #include "commands/Transcode.h"
 #include "format/Encodable.h"
@@ -13,8 +14,6 @@ StreamFormat EncodedFormat(StreamFormat source, const ProResVariant& variant) {
   return source;
 }
 
-}  // namespace
-
 void Encode(const EncodeOptions& options, RunReport& report) {
   const OutputFormat& output = FindProResOutput(options.output);
   auto reader = OpenRawVideo(options.input, options.headless);
@@ -25,6 +24,16 @@ void Encode(const EncodeOptions& options, RunReport& report) {
     return MakeProResEncoder(*options.variant, threads);
   };
   Transcode(options, {std::move(reader), makeElement, result, output}, report);
+}
+
+int RunEncode(const EncodeOptions& options) {
+  return RunReported(options, "encode", [&options](RunReport& report) { Encode(options, report); });
+}
+
+}  // namespace
+
+Command MakeEncodeCommand() {
+  return BindOptions(DescribeEncode, RunEncode);
 }
 
 }  // namespace vixprores

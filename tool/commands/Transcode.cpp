@@ -5,9 +5,12 @@
 #include <cstdint>
 #include <cstdio>
 #include <exception>
+#include <new>
 #include <stdexcept>
 #include <utility>
 
+#include "element/CodecEnvironment.h"
+#include "element/PluginSearch.h"
 #include "format/FrameStamp.h"
 #include "io/FrameWriter.h"
 #include "io/OutputFile.h"
@@ -51,6 +54,15 @@ void PrintNotes(const TranscodeOptions& options, const TranscodePlan& plan) {
   }
   for (const std::string& property : FindLostProperties(plan.output, plan.result)) {
     PrintNote(options, options.output + ": the container cannot keep the " + property);
+  }
+}
+
+void PrintSummary(const TranscodeOptions& options, const RunReport& report) {
+  if (options.json) {
+    // Standard output may be where the frames go.
+    std::fprintf(options.output == "-" ? stderr : stdout, "%s\n", SummaryJson(report).c_str());
+  } else if (!options.quiet && report.status == RunReport::Status::Done) {
+    std::fprintf(stderr, "%s\n", SummaryLine(report).c_str());
   }
 }
 
@@ -220,6 +232,30 @@ void Transcode(const TranscodeOptions& options, TranscodePlan plan, RunReport& r
     run.FinishPartial();
     report.status = RunReport::Status::Interrupted;
   }
+}
+
+int RunReported(const TranscodeOptions& options, const char* command,
+                const std::function<void(RunReport&)>& work) {
+  SetUpMessages(options);
+  RunReport report;
+  report.command = command;
+  report.input = options.input;
+  // Outside: an exception of the plug-in needs the plug-in's code until it is dealt with.
+  std::shared_ptr<vix::IPlugin> plugin;
+  try {
+    if (options.cpu) SetCpuLevel(*options.cpu);
+    plugin = LoadProResPlugin(options.plugin);
+    work(report);
+  } catch (const UsageError&) {
+    throw;
+  } catch (const std::bad_alloc&) {
+    report.message = "out of memory";
+  } catch (const std::exception& error) {
+    report.message = error.what();
+  }
+  if (!report.message.empty()) PrintError(report.message);
+  PrintSummary(options, report);
+  return report.status == RunReport::Status::Done ? kExitDone : kExitFailed;
 }
 
 }  // namespace vixprores

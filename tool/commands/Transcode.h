@@ -2,11 +2,12 @@
 #ifndef TOOL_COMMANDS_TRANSCODE_H
 #define TOOL_COMMANDS_TRANSCODE_H
 
+#include <functional>
 #include <memory>
 #include <string>
 #include <vector>
 
-#include "commandline/CommandLine.h"
+#include "commands/TranscodeOptions.h"
 #include "element/ElementTeam.h"
 #include "format/OutputFormat.h"
 #include "io/FrameReader.h"
@@ -29,6 +30,11 @@ struct TranscodePlan {
 /// run came.
 /// @throws Failure, VIXRuntimeError; then no output is left
 void Transcode(const TranscodeOptions& options, TranscodePlan plan, RunReport& report);
+
+/// Loads the plug-in, does `work`, and tells the user how it went: its report says how far it came,
+/// also when it throws. Returns the exit code.
+int RunReported(const TranscodeOptions& options, const char* command,
+                const std::function<void(RunReport&)>& work);
 
 }  // namespace vixprores
 

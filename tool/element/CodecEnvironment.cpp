@@ -2,9 +2,9 @@
 #include "element/CodecEnvironment.h"
 
 #include <algorithm>
-#include <cctype>
 #include <cstdlib>
 
+#include "commandline/Suggestion.h"
 #include "cpu/CpuLevel.h"
 #include "run/Errors.h"
 
@@ -16,10 +16,10 @@ using prores::CpuLevel;
 constexpr const char* kAutomatic = "auto";
 constexpr const char* kThreadsVariable = "VIX_PRORES_THREADS";
 
-std::string NamesUpTo(CpuLevel highest) {
-  std::string names = kAutomatic;
+std::vector<std::string> LevelsUpTo(CpuLevel highest) {
+  std::vector<std::string> names{kAutomatic};
   for (const CpuLevel level : prores::kCpuLevels) {
-    if (level <= highest) names += std::string(", ") + NameOf(level);
+    if (level <= highest) names.emplace_back(NameOf(level));
   }
   return names;
 }
@@ -35,20 +35,13 @@ void SetCpuLevel(const std::string& level) {
   const CpuLevel highest = prores::DetectCpuLevel();
   if (*parsed > highest) {
     throw Failure("--cpu " + level + ": this processor has no such instructions; it has " +
-                  NamesUpTo(highest));
+                  JoinWords(LevelsUpTo(highest)));
   }
   setenv(prores::kCpuLevelVariable, NameOf(*parsed), 1);
 }
 
-std::string CpuLevelNames() {
-  return NamesUpTo(prores::kCpuLevels.back());
-}
-
-std::optional<std::string> ParseCpuLevelName(std::string text) {
-  std::ranges::transform(text, text.begin(),
-                         [](unsigned char letter) { return std::tolower(letter); });
-  if (text != kAutomatic && !prores::ParseCpuLevel(text)) return std::nullopt;
-  return text;
+std::vector<std::string> CpuLevels() {
+  return LevelsUpTo(prores::kCpuLevels.back());
 }
 
 std::string CpuLevelInUse() {

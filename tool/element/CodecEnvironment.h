@@ -7,21 +7,18 @@
 /// it. The library looks there when an element opens it, which is at the element's first frame; so
 /// these are called before that, while the program has one thread.
 
-#include <optional>
 #include <string>
+#include <vector>
 
 namespace vixprores {
 
 /// Makes the codec library use that CPU level ("auto" = the best one that there is), whatever the
 /// environment said. A level that this processor lacks is a Failure that names the ones it has.
-/// @param level a name out of CpuLevelNames()
+/// @param level one of CpuLevels()
 void SetCpuLevel(const std::string& level);
 
-/// "auto, scalar, ..."
-std::string CpuLevelNames();
-
-/// The name out of CpuLevelNames() that `text` is, in capitals or not; none for any other text.
-std::optional<std::string> ParseCpuLevelName(std::string text);
+/// "auto", "scalar", ...
+std::vector<std::string> CpuLevels();
 
 /// Name of the level that the codec library is to use at most, as the environment stands.
 std::string CpuLevelInUse();

@@ -6,6 +6,7 @@
 /// What ends a run early. The text of each error is a whole message for the user: what was wrong,
 /// where, and what to do about it.
 
+#include <cstdio>
 #include <stdexcept>
 #include <string>
 
@@ -13,6 +14,11 @@ namespace vixprores {
 
 /// Exit codes of the program.
 enum ExitCode { kExitDone = 0, kExitFailed = 1, kExitWrongUse = 2 };
+
+/// Prints "vixprores: " and the message on standard error.
+inline void PrintError(const std::string& message) {
+  std::fprintf(stderr, "vixprores: %s\n", message.c_str());
+}
 
 /// The command line asks for something that cannot be: exit code 2.
 class UsageError : public std::runtime_error {

@@ -1,0 +1,46 @@
+// SPDX-License-Identifier: BSD-2-Clause
+#include "commandline/Command.h"
+
+#include <utility>
+
+#include "commandline/Values.h"
+#include "run/Errors.h"
+
+namespace vixprores {
+
+Option Flag(std::string name, bool& variable, std::string brief) {
+  const auto take = [&variable](const std::string& /*none*/) { variable = true; };
+  return {std::move(name), {}, std::move(brief), take};
+}
+
+Option Text(std::string name, std::string value, std::optional<std::string>& variable,
+            std::string brief) {
+  const auto take = [&variable](const std::string& text) { variable = text; };
+  return {std::move(name), std::move(value), std::move(brief), take};
+}
+
+Option Number(std::string name, int& variable, int smallest, int largest, std::string brief) {
+  const auto take = [&variable, name, smallest, largest](const std::string& text) {
+    const auto number = ParseNumber(text, largest);
+    if (!number || *number < smallest) {
+      throw UsageError("'" + text + "' is no number for " + name + "; give one from " +
+                       std::to_string(smallest) + " to " + std::to_string(largest));
+    }
+    variable = static_cast<int>(*number);
+  };
+  return {std::move(name), "N", std::move(brief), take};
+}
+
+std::function<void(const std::vector<std::string>&)> TakeWords(
+    std::vector<std::string> names, std::vector<std::reference_wrapper<std::string>> variables) {
+  return [names = std::move(names),
+          variables = std::move(variables)](const std::vector<std::string>& words) {
+    if (words.size() < names.size()) throw UsageError(names[words.size()] + " is missing");
+    if (words.size() > names.size()) {
+      throw UsageError("'" + words[names.size()] + "' is one word too many");
+    }
+    for (std::size_t i = 0; i < words.size(); ++i) variables[i].get() = words[i];
+  };
+}
+
+}  // namespace vixprores

@@ -1,0 +1,10 @@
+// SPDX-License-Identifier: BSD-2-Clause
+#include "commands/Commands.h"
+
+namespace vixprores {
+
+std::vector<Command> AllCommands() {
+  return {MakeEncodeCommand(), MakeDecodeCommand(), MakeBenchCommand(), MakeElementsCommand()};
+}
+
+}  // namespace vixprores

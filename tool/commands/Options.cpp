@@ -1,0 +1,67 @@
+// SPDX-License-Identifier: BSD-2-Clause
+#include "commands/Options.h"
+
+#include <cstdio>
+
+#include "commandline/Suggestion.h"
+#include "commandline/Values.h"
+#include "container/Libav.h"
+#include "element/CodecEnvironment.h"
+#include "vix/Logging.h"
+
+namespace vixprores {
+namespace {
+
+constexpr int kMostThreads = 256;
+
+}  // namespace
+
+OptionGroup HostGroup(HostOptions& options) {
+  Option plugin =
+      Text("--plugin", "PATH", options.plugin, "plug-in to load instead of the installed one");
+  plugin.completion = Completion::File;
+  return {"Host", {plugin, Flag("--verbose", options.verbose, "log records on standard error")}};
+}
+
+OptionGroup MachineGroup(HostOptions& host, MachineOptions& machine) {
+  Option threads = Number("--threads", machine.threads, 0, kMostThreads,
+                          "threads, each on a frame of its own; 0: all processors");
+  threads.details =
+      "Two frames for each thread are in memory. The output is the same for every number.";
+  Option cpu = Text("--cpu", "LEVEL", machine.cpu, "instructions: " + JoinWords(CpuLevels()));
+  cpu.choices = CpuLevels();
+  cpu.details =
+      "Keeps to the instructions of that level even where the processor has more. The output is "
+      "the same for every level.";
+  OptionGroup group = HostGroup(host);
+  group.title = "Machine";
+  group.options.insert(group.options.begin(), {threads, cpu});
+  return group;
+}
+
+Option VariantOption(const ProResVariant*& variant, const std::string& standard) {
+  variant = FindProResVariant(standard);
+  Option option{"--variant", "NAME", "proxy, lt, 422 or hq; " + standard + " when not given",
+                [&variant](const std::string& name) { variant = FindProResVariant(name); }};
+  option.choices = {"proxy", "lt", "422", "hq"};
+  return option;
+}
+
+Option FourCCOption(vix::FourCC& fourcc) {
+  Option option{"--fourcc", "CODE", "UYVY (8 bits) or V210 (10 bits)",
+                [&fourcc](const std::string& code) { fourcc = ParseFourCC(code); }};
+  option.choices = {"uyvy", "v210"};
+  return option;
+}
+
+void SetUpMessages(const HostOptions& options) {
+  SetLibavMessages(options.verbose);
+  // A failure's record says no more than the error that is printed at the end; so records are
+  // shown only to those who ask for them.
+  vix::SetCurrentLoggerWriter(
+      vix::CreateLineLoggerWriter([show = options.verbose](vix::LogLevel, const std::string& line) {
+        if (show) std::fprintf(stderr, "%s\n", line.c_str());
+      }));
+}
+
+}  // namespace vixprores

@@ -1,0 +1,44 @@
+// SPDX-License-Identifier: BSD-2-Clause
+#ifndef TOOL_COMMANDS_OPTIONS_H
+#define TOOL_COMMANDS_OPTIONS_H
+
+/// @file
+/// Options that several commands share.
+
+#include <optional>
+#include <string>
+
+#include "commandline/Command.h"
+#include "format/StreamFormat.h"
+
+namespace vixprores {
+
+/// What every command knows that loads the plug-in.
+struct HostOptions {
+  std::optional<std::string> plugin;  ///< path of the plug-in; none = search
+  bool verbose = false;               ///< log records and container messages on standard error
+};
+
+/// How much of the machine is used.
+struct MachineOptions {
+  int threads = 0;                 ///< 0 = one per processor
+  std::optional<std::string> cpu;  ///< level of instructions; none = as the environment says
+};
+
+/// "Host" options of the help.
+OptionGroup HostGroup(HostOptions& options);
+/// The same with threads and instructions.
+OptionGroup MachineGroup(HostOptions& host, MachineOptions& machine);
+
+/// --variant; `variant` is set to the one named `standard` at once.
+Option VariantOption(const ProResVariant*& variant, const std::string& standard);
+/// --fourcc of uncompressed pictures
+Option FourCCOption(vix::FourCC& fourcc);
+
+/// To be called before anything of the host core is used: sends log records and messages of the
+/// container library to standard error, or nowhere.
+void SetUpMessages(const HostOptions& options);
+
+}  // namespace vixprores
+
+#endif  // TOOL_COMMANDS_OPTIONS_H
