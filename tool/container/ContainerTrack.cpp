@@ -222,6 +222,7 @@ std::shared_ptr<vix::IBuffer> ContainerTrack::Read() {
   }
   CheckPacket(*packet);
   ++framesRead_;
+  lastOffset_ = packet->pos >= 0 ? std::optional(packet->pos) : std::nullopt;
   return Wrap(std::move(packet));
 }
 

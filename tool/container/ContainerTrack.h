@@ -40,6 +40,8 @@ class ContainerTrack {
   /// that is cut short, an end before the announced number of frames, and a frame that breaks the
   /// constant rate are Failures.
   std::shared_ptr<vix::IBuffer> Read();
+  /// Where the frame that Read() gave last begins in the file; none = unknown.
+  std::optional<std::int64_t> GetLastOffset() const { return lastOffset_; }
   /// Fails with "NAME: frame N " and `found`, N being the frame that Read() gave last.
   [[noreturn]] void FailAtLastFrame(const std::string& found) const;
 
@@ -70,7 +72,8 @@ class ContainerTrack {
   std::int64_t hiddenFrames_ = 0;                ///< met so far
   Packet pending_;                               ///< the first packet, until Read() hands it out
   std::int64_t firstTime_ = 0;                   ///< of the first packet, in the stream's time base
-  std::int64_t framesRead_ = 0;                  ///< packets that Read() handed out
+  std::optional<std::int64_t> lastOffset_;
+  std::int64_t framesRead_ = 0;  ///< packets that Read() handed out
 };
 
 }  // namespace vixprores

@@ -92,12 +92,14 @@ ProResReader::ProResReader(std::unique_ptr<InputFile> file, bool sameScan)
         "does not start with a readable ProRes frame header, so that "
         "nothing is known of the pictures; get an undamaged copy");
   }
-  format_ = Combine(track_.GetFormat(), *header);
-  format_.code = FindProResVariant(parameters.codec_tag) ? parameters.codec_tag : 0;
+  container_ = track_.GetFormat();
+  container_.code = FindProResVariant(parameters.codec_tag) ? parameters.codec_tag : 0;
+  format_ = Combine(container_, *header);
 }
 
 std::shared_ptr<vix::IBuffer> ProResReader::Read() {
   auto frame = first_ ? std::move(first_) : track_.Read();
+  offset_ = track_.GetLastOffset();
   if (frame) CheckFrame(*frame);
   return frame;
 }

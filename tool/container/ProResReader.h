@@ -17,6 +17,8 @@ class ProResReader : public FrameReader {
   const std::string& GetName() const override { return track_.GetName(); }
   std::optional<std::int64_t> GetFrameCount() const override { return track_.GetFrameCount(); }
   bool ReadsFrom(const std::string& path) const override { return track_.IsSameFile(path); }
+  std::optional<StreamFormat> GetContainerFormat() const override { return container_; }
+  std::optional<std::int64_t> GetFrameOffset() const override { return offset_; }
   std::string GetNote() const override { return track_.GetNote(); }
   std::shared_ptr<vix::IBuffer> Read() override;
 
@@ -25,7 +27,9 @@ class ProResReader : public FrameReader {
 
   ContainerTrack track_;
   bool sameScan_;
+  StreamFormat container_;  ///< as the container alone says
   StreamFormat format_;
+  std::optional<std::int64_t> offset_;
   std::shared_ptr<vix::IBuffer> first_;  ///< until Read() hands it out
 };
 

@@ -8,6 +8,7 @@
 #include <string>
 
 #include "format/StreamFormat.h"
+#include "format/Timecode.h"
 #include "vix/Buffers.h"
 
 namespace vixprores {
@@ -25,6 +26,13 @@ class FrameReader {
   virtual std::optional<std::int64_t> GetFrameCount() const = 0;
   /// True when `path` leads to the file that is being read.
   virtual bool ReadsFrom(const std::string& path) const = 0;
+  /// What the container alone says of the stream; none where there is no container, or nothing else
+  /// to tell from.
+  virtual std::optional<StreamFormat> GetContainerFormat() const { return std::nullopt; }
+  /// Timecode of the first frame; none = unknown.
+  virtual std::optional<Timecode> GetTimecode() const { return std::nullopt; }
+  /// Where the frame that Read() gave last begins in the input, in bytes; none = unknown.
+  virtual std::optional<std::int64_t> GetFrameOffset() const { return std::nullopt; }
   /// What the user should know about how the input was taken; empty = nothing.
   virtual std::string GetNote() const { return {}; }
   /// The next frame, or null at the end. A frame that is damaged or missing is a Failure that names
