@@ -85,6 +85,26 @@ TEST(CommandLine, EncodesWithEveryOption) {
   EXPECT_TRUE(options.headless->interlaced);
 }
 
+TEST(CommandLine, TakesLabelsAndSound) {
+  const auto options =
+      Take(DescribeEncode, {"--color",      "bt2020-pq", "--matrix", "bt709",      "--fields",
+                            "top",          "--par",     "64:45",    "--timecode", "01:00:00:00",
+                            "--compressor", "Name",      "--vendor", "abcd",       "--audio-tracks",
+                            "3,1",          "--rate",    "25",       "a.mov",      "b.mov"});
+  EXPECT_EQ(options.overrides.colour, (Colour{9, 16, 9}));
+  EXPECT_EQ(options.overrides.matrix, 1);
+  EXPECT_EQ(options.overrides.primaries, std::nullopt);
+  EXPECT_EQ(options.overrides.fields, FieldOrder::TopFirst);
+  EXPECT_EQ(options.overrides.sampleAspect, (Rational{64, 45}));
+  EXPECT_EQ(options.overrides.rate, (Rational{25, 1}));
+  EXPECT_EQ(options.timecode, "01:00:00:00");
+  EXPECT_EQ(options.compressor, "Name");
+  EXPECT_EQ(options.vendor, vix::MakeFourCC("abcd"));
+  EXPECT_EQ(options.audioTracks, (std::vector<std::size_t>{2, 0}));
+  EXPECT_FALSE(options.headless || options.noAudio);
+  EXPECT_TRUE(Take(DescribeDecode, {"--no-audio", "a.mov", "b.mov"}).noAudio);
+}
+
 TEST(CommandLine, DecodesToV210UnlessToldOtherwise) {
   const auto plain = Take(DescribeDecode, {"in.mov", "-"});
   EXPECT_EQ(plain.fourcc, vix::kFourCC_V210);
@@ -184,6 +204,12 @@ TEST(CommandLine, RefusesWrongUse) {
       {"decode", "--threads", "-1", "a", "b"},
       {"decode", "--cpu", "mmx", "a", "b"},
       {"encode", "--cpu", "", "a", "b"},
+      {"encode", "--vendor", "abcde", "a", "b"},
+      {"encode", "--par", "1/1", "a", "b"},
+      {"encode", "--audio-tracks", "0", "a", "b"},
+      {"encode", "--audio-tracks", "1,1", "a", "b"},
+      {"encode", "--audio-tracks", "", "a", "b"},
+      {"encode", "--color", "bt710", "a", "b"},
       {"--json", "encode", "a", "b"},
       {"encode", "--variant"},
       {"encode", "--frames", "0-1", "--frames", "2-3", "a", "b"},

@@ -116,20 +116,29 @@ TEST(CheckStorable, RefusesInterlacedMxf) {
 TEST(FindLostProperties, NamesWhatTheContainerCannotKeep) {
   StreamFormat format = MakeFormat(720, 576, FieldOrder::TopFirst);
   format.colour = {5, 1, 6, ColourRange::Full};
-  EXPECT_THAT(FindLostProperties(FindRawVideoOutput("a.mov"), format),
+  EXPECT_THAT(FindLostProperties(FindRawVideoOutput("a.mov"), {format}),
               ElementsAre("colour range (full)"));
-  EXPECT_THAT(FindLostProperties(FindProResOutput("a.mkv"), format), IsEmpty());
-  EXPECT_THAT(FindLostProperties(FindRawVideoOutput("a.avi"), format),
-              ElementsAre("field order (top field first)",
-                          "colour primaries, transfer and matrix (5/1/6)", "colour range (full)"));
-  EXPECT_THAT(FindLostProperties(FindRawVideoOutput("a.y4m"), format),
-              ElementsAre("colour primaries, transfer and matrix (5/1/6)"));
-  EXPECT_THAT(FindLostProperties(FindRawVideoOutput("-"), format), IsEmpty());
+  EXPECT_THAT(FindLostProperties(FindProResOutput("a.mkv"), {format}), IsEmpty());
+  EXPECT_THAT(
+      FindLostProperties(FindRawVideoOutput("a.avi"), {format}),
+      ElementsAre("field order (top field first)",
+                  "colour primaries, transfer and matrix (bt601-625)", "colour range (full)"));
+  EXPECT_THAT(FindLostProperties(FindRawVideoOutput("a.y4m"), {format}),
+              ElementsAre("colour primaries, transfer and matrix (bt601-625)"));
+  EXPECT_THAT(FindLostProperties(FindRawVideoOutput("-"), {format}), IsEmpty());
+}
+
+TEST(FindLostProperties, NamesATimecode) {
+  const StreamFormat format = MakeFormat(720, 576, FieldOrder::Progressive);
+  const MovieContent content{format, Timecode::Parse("10:00:00:00", {25, 1})};
+  EXPECT_THAT(FindLostProperties(FindRawVideoOutput("a.avi"), content),
+              ElementsAre("timecode (10:00:00:00)"));
+  EXPECT_THAT(FindLostProperties(FindRawVideoOutput("a.mov"), content), IsEmpty());
 }
 
 TEST(FindLostProperties, IsSilentAboutWhatIsUnknown) {
   const StreamFormat format = MakeFormat(720, 576, FieldOrder::Progressive);
-  EXPECT_THAT(FindLostProperties(FindRawVideoOutput("a.avi"), format), IsEmpty());
+  EXPECT_THAT(FindLostProperties(FindRawVideoOutput("a.avi"), {format}), IsEmpty());
 }
 
 TEST(FindProResVariant, KnowsOptionsAndCodes) {

@@ -53,9 +53,19 @@ TEST(RunReport, StandsForNothingBeforeTheFirstFrame) {
   EXPECT_EQ(report.MegabitsPerSecond(), 0);
 }
 
+TEST(SummaryLine, TellsOfColourSoundAndTimecode) {
+  RunReport report = MakeReport();
+  report.result.colour = {9, 16, 9};
+  report.soundTracks = 2;
+  report.timecode = "10:00:00:00";
+  EXPECT_THAT(SummaryLine(report),
+              HasSubstr("colour bt2020-pq, 2 sound tracks, timecode 10:00:00:00, 60.5 MB"));
+}
+
 TEST(SummaryLine, TellsEverythingInOneLine) {
   EXPECT_EQ(SummaryLine(MakeReport()),
-            "out.mov: 100 frames, 1920x1080 ProRes 422, top field first, 25 fps, 60.5 MB, "
+            "out.mov: 100 frames, 1920x1080 ProRes 422, top field first, 25 fps, colour "
+            "unspecified, 60.5 MB, "
             "ProRes at 120.0 Mb/s, in 2.0 s (50.0 fps, 2.00x real time)");
 }
 

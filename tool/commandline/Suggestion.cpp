@@ -37,17 +37,16 @@ std::size_t EditDistance(const std::string& from, const std::string& to) {
 }  // namespace
 
 std::string Suggest(const std::string& text, const std::vector<std::string>& known) {
-  const std::string* nearest = nullptr;
-  std::size_t least = text.size() / 3 + 1;
-  for (const std::string& word : known) {
-    const std::size_t distance = EditDistance(text, word);
-    // What is begun is meant, however much of it is missing.
-    const bool isBegun = text.size() > 3 && word.starts_with(text);
-    if (distance > least && !isBegun) continue;
-    if (!nearest || distance < least) nearest = &word;
-    least = std::min(least, distance);
-  }
-  return nearest ? "; did you mean '" + *nearest + "'?" : std::string();
+  // What is begun is meant, however much of it is missing.
+  const auto begun = std::ranges::find_if(known, [&text](const std::string& word) {
+    return text.size() > 3 && word.starts_with(text);
+  });
+  const auto nearest = std::ranges::min_element(
+      known, {}, [&text](const std::string& word) { return EditDistance(text, word); });
+  if (known.empty()) return {};
+  const bool isNear = EditDistance(text, *nearest) <= text.size() / 3 + 1;
+  if (begun == known.end() && !isNear) return {};
+  return "; did you mean '" + (begun != known.end() ? *begun : *nearest) + "'?";
 }
 
 std::string JoinWords(const std::vector<std::string>& words) {

@@ -73,6 +73,15 @@ Rational ParseRate(const std::string& text) {
   return Reduce({static_cast<std::int32_t>(rate->first), static_cast<std::int32_t>(rate->second)});
 }
 
+Rational ParseAspect(const std::string& text) {
+  const auto aspect = ParsePair(text, ':', std::numeric_limits<std::int32_t>::max());
+  if (!aspect || aspect->first == 0 || aspect->second == 0) {
+    throw UsageError("'" + text + "' is no pixel aspect; write W:H, for example 1:1 or 64:45");
+  }
+  return Reduce(
+      {static_cast<std::int32_t>(aspect->first), static_cast<std::int32_t>(aspect->second)});
+}
+
 PictureSize ParsePictureSize(const std::string& text) {
   const auto size = ParsePair(text, 'x', kLargestSide);
   if (!size || size->first < kSmallestSide || size->second < kSmallestSide) {

@@ -43,6 +43,8 @@ std::optional<std::int64_t> ParseNumber(std::string_view text, std::int64_t larg
 FrameRange ParseFrameRange(const std::string& text);
 /// "N" or "N/D", reduced to lowest terms.
 Rational ParseRate(const std::string& text);
+/// "W:H", width to height of a pixel, reduced to lowest terms.
+Rational ParseAspect(const std::string& text);
 /// "WxH"
 PictureSize ParsePictureSize(const std::string& text);
 /// "UYVY" or "V210", in capitals or not.

@@ -43,12 +43,15 @@ std::vector<std::string> FindNotes(const DecodeOptions& options, const FrameRead
 void Decode(const DecodeOptions& options, RunReport& report) {
   const OutputFormat& output = FindRawVideoOutput(options.output);
   auto reader = OpenProRes(options.input, options.skipField);
-  const StreamFormat result = DecodedFormat(reader->GetFormat(), options);
+  const StreamFormat source = reader->GetFormat();
+  MovieContent content{DecodedFormat(source, options), reader->GetTimecode()};
   const auto makeElement = [&options](int threads) {
     return MakeProResDecoder(options.fourcc, options.skipField, threads);
   };
   auto notes = FindNotes(options, *reader);
-  Transcode(options, {std::move(reader), makeElement, result, output, std::move(notes)}, report);
+  Transcode(options,
+            {std::move(reader), source, makeElement, std::move(content), output, std::move(notes)},
+            report);
 }
 
 int RunDecode(const DecodeOptions& options) {

@@ -7,6 +7,21 @@
 namespace vixprores {
 namespace {
 
+StreamFormat Override(StreamFormat source, const StreamOverrides& overrides) {
+  if (overrides.colour) {
+    const ColourRange range = source.colour.range;
+    source.colour = *overrides.colour;
+    source.colour.range = range;
+  }
+  source.colour.primaries = overrides.primaries.value_or(source.colour.primaries);
+  source.colour.transfer = overrides.transfer.value_or(source.colour.transfer);
+  source.colour.matrix = overrides.matrix.value_or(source.colour.matrix);
+  source.fieldOrder = overrides.fields.value_or(source.fieldOrder);
+  source.sampleAspect = overrides.sampleAspect.value_or(source.sampleAspect);
+  source.rate = overrides.rate.value_or(source.rate);
+  return source;
+}
+
 StreamFormat EncodedFormat(StreamFormat source, const ProResVariant& variant) {
   source.code = variant.code;
   // What does not say how it was scanned is coded as progressive, and has to be labelled so.
@@ -17,13 +32,16 @@ StreamFormat EncodedFormat(StreamFormat source, const ProResVariant& variant) {
 void Encode(const EncodeOptions& options, RunReport& report) {
   const OutputFormat& output = FindProResOutput(options.output);
   auto reader = OpenRawVideo(options.input, options.headless);
-  const StreamFormat& source = reader->GetFormat();
+  const StreamFormat source = Override(reader->GetFormat(), options.overrides);
   CheckEncodable(source, reader->GetName());
-  const StreamFormat result = EncodedFormat(source, *options.variant);
+  MovieContent content{EncodedFormat(source, *options.variant), reader->GetTimecode()};
+  if (options.timecode) content.timecode = Timecode::Parse(*options.timecode, source.rate);
+  content.compressor = options.compressor.value_or("");
+  content.vendor = options.vendor.value_or(kVendor);
   const auto makeElement = [&options](int threads) {
     return MakeProResEncoder(*options.variant, threads);
   };
-  Transcode(options, {std::move(reader), makeElement, result, output}, report);
+  Transcode(options, {std::move(reader), source, makeElement, std::move(content), output}, report);
 }
 
 int RunEncode(const EncodeOptions& options) {

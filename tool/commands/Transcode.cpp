@@ -6,11 +6,14 @@
 #include <cstdio>
 #include <exception>
 #include <new>
+#include <numeric>
 #include <stdexcept>
 #include <utility>
 
+#include "container/SoundCopy.h"
 #include "element/CodecEnvironment.h"
 #include "element/PluginSearch.h"
+#include "format/Encodable.h"
 #include "format/FrameStamp.h"
 #include "io/FrameWriter.h"
 #include "io/OutputFile.h"
@@ -48,11 +51,11 @@ std::optional<std::int64_t> CountFramesToWrite(const TranscodeOptions& options,
 void PrintNotes(const TranscodeOptions& options, const TranscodePlan& plan) {
   PrintNote(options, plan.reader->GetNote());
   for (const std::string& note : plan.notes) PrintNote(options, note);
-  if (plan.reader->GetFormat().fieldOrder == FieldOrder::Unknown) {
+  if (plan.source.fieldOrder == FieldOrder::Unknown) {
     PrintNote(options, plan.reader->GetName() +
                            ": does not tell its field order; it is taken as progressive");
   }
-  for (const std::string& property : FindLostProperties(plan.output, plan.result)) {
+  for (const std::string& property : FindLostProperties(plan.output, plan.content)) {
     PrintNote(options, options.output + ": the container cannot keep the " + property);
   }
 }
@@ -73,7 +76,39 @@ struct Frame {
   std::uint64_t sourceBytes = 0;
   std::shared_ptr<const vix::IVideoSample> result;  // as the writer takes it
   std::uint64_t resultBytes = 0;
+  std::vector<SoundPacket> sound;  // that came in front of it
 };
+
+// The sound tracks that the run copies, chosen in the reader.
+void ChooseSound(const TranscodeOptions& options, TranscodePlan& plan) {
+  SideTracks* const side = plan.reader->GetSideTracks();
+  const std::size_t available = side ? side->GetSound().size() : 0;
+  std::vector<std::size_t> places(available);
+  std::iota(places.begin(), places.end(), std::size_t{0});
+  if (options.audioTracks) places = *options.audioTracks;
+  for (const std::size_t place : places) {
+    if (place < available) continue;
+    throw Failure(plan.reader->GetName() + ": has " + std::to_string(available) +
+                  " sound tracks, but --audio-tracks asks for number " + std::to_string(place + 1));
+  }
+  if (options.noAudio) places.clear();
+  if (plan.output.kind != OutputKind::Container && !places.empty()) {
+    PrintNote(options,
+              plan.reader->GetName() + ": its sound is left out, as the output holds none");
+    places.clear();
+  }
+  if (!side) return;
+  side->SelectSound(places);
+  plan.content.sound = side->GetSound();
+  plan.content.metadata = side->GetMetadata();
+}
+
+// The part of the input that frames of a range take, in time.
+std::optional<TimeSpan> FindTimeSpan(const TranscodeOptions& options, const StreamFormat& source) {
+  if (!options.frames) return std::nullopt;
+  const auto [first, last] = *options.frames;
+  return TimeSpan{source.start + first, source.start + last + 1, first, Invert(source.rate)};
+}
 
 class Run {
  public:
@@ -81,10 +116,11 @@ class Run {
       : options_(options),
         range_(options.frames.value_or(FrameRange{0, kEndless})),
         reader_(std::move(plan.reader)),
+        sound_(reader_->GetSideTracks(), FindTimeSpan(options, reader_->GetFormat())),
         total_(CountFramesToWrite(options, *reader_)),
-        elements_(plan.makeElement, reader_->GetFormat(), ShareThreads(options.threads, total_)),
+        elements_(plan.makeElement, plan.source, ShareThreads(options.threads, total_)),
         file_(options.output, options.overwrite),
-        writer_(MakeFrameWriter(file_, plan.output, plan.result)),
+        writer_(MakeFrameWriter(file_, plan.output, plan.content)),
         progress_(!options.quiet),
         report_(report),
         start_(steady_clock::now()) {}
@@ -94,7 +130,7 @@ class Run {
     PipelineStages<Frame> stages;
     stages.read = [this] { return Read(); };
     stages.process = [this](Frame& frame, unsigned element) { Code(frame, element); };
-    stages.write = [this](const Frame& frame, const std::exception_ptr& failure) {
+    stages.write = [this](Frame& frame, const std::exception_ptr& failure) {
       Write(frame, failure);
     };
     stages.stopReading = RequestInterrupt;
@@ -107,20 +143,32 @@ class Run {
   }
 
   void Finish() {
+    for (SoundPacket& sound : sound_.TakeRest()) writer_->WriteSound(std::move(sound));
     writer_->Finish();
     file_.Commit();
     ReportOutput(file_.GetName());
   }
 
-  void FinishPartial() {
-    report_.message = "interrupted after " + std::to_string(report_.frames) + " frames";
+  // Keeps what was written before the run ended for that reason.
+  void FinishPartial(const std::string& reason) {
+    report_.message = reason;
     if (report_.frames == 0) {
       report_.message += "; nothing was kept";
       return;
     }
-    writer_->Finish();
-    ReportOutput(file_.CommitPartial());
-    report_.message += "; they are kept in " + report_.output;
+    const std::string kept =
+        report_.frames == 1 ? "1 frame before that is kept in "
+                            : std::to_string(report_.frames) + " frames before that are kept in ";
+    try {
+      writer_->Finish();
+      ReportOutput(file_.CommitPartial());
+      report_.message += "\n" + kept + report_.output;
+    } catch (const Failure&) {
+      if (!writer_->IsRecoverable()) throw;
+      const std::string work = file_.KeepWorkFile();
+      report_.message += "\n" + kept + work + "; 'vixprores recover " + QuoteForShell(work) +
+                         " OUTPUT' makes a whole file of it";
+    }
   }
 
  private:
@@ -136,7 +184,9 @@ class Run {
         return std::nullopt;
       }
       const std::int64_t number = framesRead_++;
-      if (number >= range_.first) return Frame{number, std::move(source), 0, nullptr, 0};
+      auto sound = sound_.Take();
+      if (number < range_.first) continue;
+      return Frame{number, std::move(source), 0, nullptr, 0, std::move(sound)};
     }
     return std::nullopt;
   }
@@ -181,9 +231,10 @@ class Run {
     ClearRowPadding(report_.result, frame.GetData());
   }
 
-  void Write(const Frame& frame, const std::exception_ptr& failure) {
+  void Write(Frame& frame, const std::exception_ptr& failure) {
     report_.sourceBytes += frame.sourceBytes;
     if (failure) std::rethrow_exception(failure);
+    for (SoundPacket& sound : frame.sound) writer_->WriteSound(std::move(sound));
     writer_->Write(frame.result);
     report_.resultBytes += frame.resultBytes;
     ++report_.frames;
@@ -204,6 +255,7 @@ class Run {
   const TranscodeOptions& options_;
   FrameRange range_;
   std::unique_ptr<FrameReader> reader_;
+  SoundCopy sound_;
   std::optional<std::int64_t> total_;
   ElementTeam elements_;
   OutputFile file_;
@@ -217,20 +269,32 @@ class Run {
 }  // namespace
 
 void Transcode(const TranscodeOptions& options, TranscodePlan plan, RunReport& report) {
-  report.source = plan.reader->GetFormat();
-  report.result = plan.result;
-  CheckStorable(plan.output, plan.result);
+  if (options.frames && plan.content.timecode) {
+    plan.content.timecode = *plan.content.timecode + options.frames->first;
+  }
+  report.source = plan.source;
+  report.result = plan.content.video;
+  CheckStorable(plan.output, plan.content.video);
   if (plan.reader->ReadsFrom(options.output)) {
     throw Failure(options.output + ": is the input itself; name another output");
   }
+  ChooseSound(options, plan);
+  report.soundTracks = plan.content.sound.size();
+  if (plan.content.timecode) report.timecode = plan.content.timecode->ToText();
   PrintNotes(options, plan);
   Run run(options, std::move(plan), report);
-  if (run.ProcessFrames()) {
-    run.Finish();
-    report.status = RunReport::Status::Done;
-  } else {
-    run.FinishPartial();
+  try {
+    if (run.ProcessFrames()) {
+      run.Finish();
+      report.status = RunReport::Status::Done;
+      return;
+    }
     report.status = RunReport::Status::Interrupted;
+    run.FinishPartial("interrupted after " + std::to_string(report.frames) + " frames");
+  } catch (const std::bad_alloc&) {
+    run.FinishPartial("out of memory");
+  } catch (const std::exception& error) {
+    run.FinishPartial(error.what());
   }
 }
 

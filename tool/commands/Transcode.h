@@ -8,6 +8,7 @@
 #include <vector>
 
 #include "commands/TranscodeOptions.h"
+#include "container/MovieContent.h"
 #include "element/ElementTeam.h"
 #include "format/OutputFormat.h"
 #include "io/FrameReader.h"
@@ -18,17 +19,19 @@ namespace vixprores {
 /// A run that is ready to start: what encode and decode differ in.
 struct TranscodePlan {
   std::unique_ptr<FrameReader> reader;
+  StreamFormat source;  ///< the reader's, but for what the user knows better
   ElementTeam::MakeElement makeElement;
-  StreamFormat result;  ///< what comes out of the elements
+  MovieContent content;  ///< the video that comes out of the elements, and what is known beside it
   OutputFormat output;
   std::vector<std::string> notes = {};  ///< what the user should know of it
 };
 
 /// Runs the frames of the plan's reader through elements side by side into the output, which is
-/// the same for every number of threads. Stops after the frames at hand when the user asks for it
-/// and keeps what is there under the name of a partial output. `report` always tells how far the
-/// run came.
-/// @throws Failure, VIXRuntimeError; then no output is left
+/// the same for every number of threads; the sound, the timecode and the metadata of the input go
+/// along. Stops after the frames at hand when the user asks for it, and at the first failure. What
+/// is there then is kept under the name of a partial output. `report` always tells how far the run
+/// came.
+/// @throws Failure, VIXRuntimeError where nothing was written
 void Transcode(const TranscodeOptions& options, TranscodePlan plan, RunReport& report);
 
 /// Loads the plug-in, does `work`, and tells the user how it went: its report says how far it came,

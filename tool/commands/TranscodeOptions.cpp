@@ -1,29 +1,114 @@
 // SPDX-License-Identifier: BSD-2-Clause
 #include "commands/TranscodeOptions.h"
 
+#include <algorithm>
 #include <memory>
+#include <sstream>
 
+#include "commandline/Suggestion.h"
+#include "format/ColourNames.h"
 #include "run/Errors.h"
 
 namespace vixprores {
 namespace {
 
+constexpr std::int64_t kMostTracks = 1000;
+
 // The options of a headless input as they stand on the command line.
 struct HeadlessOptions {
-  std::optional<std::string> fourcc, size, rate;
+  std::optional<std::string> fourcc, size;
   bool interlaced = false;
 };
 
-std::optional<HeadlessFormat> ToHeadlessFormat(const HeadlessOptions& options) {
-  if (!options.fourcc && !options.size && !options.rate && !options.interlaced) return std::nullopt;
-  if (!options.fourcc || !options.size || !options.rate) {
+std::optional<HeadlessFormat> ToHeadlessFormat(const HeadlessOptions& options,
+                                               const StreamOverrides& overrides) {
+  if (!options.fourcc && !options.size && !options.interlaced) return std::nullopt;
+  if (!options.fourcc || !options.size || !overrides.rate) {
     throw UsageError(
         "headless frames need all three of --fourcc, --size and --rate; other inputs "
-        "none of them, nor --interlaced");
+        "neither of the first two, nor --interlaced");
   }
   const PictureSize size = ParsePictureSize(*options.size);
-  return HeadlessFormat{ParseFourCC(*options.fourcc), size.width, size.height,
-                        ParseRate(*options.rate), options.interlaced};
+  return HeadlessFormat{ParseFourCC(*options.fourcc), size.width, size.height, *overrides.rate,
+                        options.interlaced};
+}
+
+Option ColourCodeOption(const std::string& name, ColourProperty property,
+                        std::optional<int>& code) {
+  Option option{
+      name, "NAME", "one of those of --color, if not all three",
+      [&code, property](const std::string& text) { code = FindColourCode(property, text); }};
+  option.choices = ColourCodeNames(property);
+  option.details = "One of " + JoinWords(option.choices) + ".";
+  return option;
+}
+
+FieldOrder ParseFieldOrder(const std::string& text) {
+  if (text == "progressive") return FieldOrder::Progressive;
+  return text == "top" ? FieldOrder::TopFirst : FieldOrder::BottomFirst;
+}
+
+vix::FourCC ParseVendor(const std::string& text) {
+  const bool isPrintable = std::ranges::all_of(text, [](char c) { return c >= ' ' && c <= '~'; });
+  if (text.size() != 4 || !isPrintable) {
+    throw UsageError("'" + text + "' is no vendor code; write four characters");
+  }
+  return vix::MakeFourCC({text[0], text[1], text[2], text[3], 0});
+}
+
+OptionGroup LabelsGroup(EncodeOptions& options) {
+  StreamOverrides& overrides = options.overrides;
+  Option colour{
+      "--color", "NAME", JoinWords(ColourPresets()),
+      [&overrides](const std::string& name) { overrides.colour = FindColourPreset(name); }};
+  colour.choices = ColourPresets();
+  colour.details =
+      "Primaries, transfer and matrix are written into the container and into the header of every "
+      "frame. What neither the input nor an option tells stays unspecified.";
+  Option fields{
+      "--fields", "ORDER", "progressive, top or bottom (first)",
+      [&overrides](const std::string& text) { overrides.fields = ParseFieldOrder(text); }};
+  fields.choices = {"progressive", "top", "bottom"};
+  Option aspect{
+      "--par", "W:H", "width to height of a pixel",
+      [&overrides](const std::string& text) { overrides.sampleAspect = ParseAspect(text); }};
+  Option rate{"--rate", "N[/D]", "frames per second",
+              [&overrides](const std::string& text) { overrides.rate = ParseRate(text); }};
+  rate.details = "The frames stay, and so does the sound: its length no longer fits theirs.";
+  Option timecode = Text("--timecode", "HH:MM:SS:FF", options.timecode,
+                         "of the input's first frame; ;FF for drop frame");
+  Option compressor = Text("--compressor", "NAME", options.compressor, "in the .mov's description");
+  Option vendor{"--vendor", "CODE", "four characters, as well",
+                [&options](const std::string& text) { options.vendor = ParseVendor(text); }};
+  return {"Labels (where the input tells none, or wrong ones)",
+          {colour, ColourCodeOption("--primaries", ColourProperty::Primaries, overrides.primaries),
+           ColourCodeOption("--transfer", ColourProperty::Transfer, overrides.transfer),
+           ColourCodeOption("--matrix", ColourProperty::Matrix, overrides.matrix), fields, aspect,
+           rate, timecode, compressor, vendor}};
+}
+
+// "1,3": numbers from 1, each once.
+std::vector<std::size_t> ParseTrackList(const std::string& text) {
+  std::vector<std::size_t> places;
+  std::istringstream words(text + ",");
+  for (std::string word; std::getline(words, word, ',');) {
+    const auto number = ParseNumber(word, kMostTracks);
+    const bool isNew = number && std::ranges::find(places, *number - 1) == places.end();
+    if (!number || *number == 0 || !isNew) {
+      throw UsageError("'" + text +
+                       "' is no list of sound tracks; write numbers from 1, as in 1,3");
+    }
+    places.push_back(static_cast<std::size_t>(*number - 1));
+  }
+  return places;
+}
+
+OptionGroup SoundGroup(TranscodeOptions& options) {
+  Option tracks{
+      "--audio-tracks", "LIST", "only these, in this order: 2,1",
+      [&options](const std::string& text) { options.audioTracks = ParseTrackList(text); }};
+  return {"Sound (copied as it is)",
+          {tracks, Flag("--no-audio", options.noAudio, "without sound")}};
 }
 
 OptionGroup RunGroup(TranscodeOptions& options) {
@@ -38,10 +123,10 @@ OptionGroup RunGroup(TranscodeOptions& options) {
 OptionGroup HeadlessGroup(HeadlessOptions& options) {
   Option fourcc = Text("--fourcc", "CODE", options.fourcc, "UYVY (8 bits) or V210 (10 bits)");
   fourcc.choices = {"uyvy", "v210"};
-  return {"Headless input (frames and nothing else)",
-          {fourcc, Text("--size", "WxH", options.size, "size of the pictures"),
-           Text("--rate", "N[/D]", options.rate, "frames per second"),
-           Flag("--interlaced", options.interlaced, "two fields a frame, top field first")}};
+  return {
+      "Headless input (frames and nothing else)",
+      {fourcc, Text("--size", "WxH", options.size, "size of the pictures; --rate is needed too"),
+       Flag("--interlaced", options.interlaced, "two fields a frame, top field first")}};
 }
 
 }  // namespace
@@ -56,15 +141,18 @@ Command DescribeEncode(EncodeOptions& options) {
       "Reads a container (mov, avi, mxf, mkv, nut) with V210 or UYVY video, Y4M (4:2:2, 8 or 10 "
       "bits), or headless frames, and writes ProRes.";
   command.usages = {"[OPTION]... INPUT OUTPUT"};
-  command.arguments = {{"INPUT", "mov, avi, mxf, mkv, nut, y4m or frames; - for standard input"},
-                       {"OUTPUT", "name that ends in .mov, .mkv or .mxf"}};
+  command.arguments = {
+      {"INPUT", "mov, avi, mxf, mkv, nut, y4m or frames; - for standard input"},
+      {"OUTPUT", "name that ends in .mov, .mkv or .mxf; - for a .mov on standard output"}};
   command.takeArguments = [&options, headless,
                            take = TakeWords({"INPUT", "OUTPUT"}, {options.input, options.output})](
                               const std::vector<std::string>& words) {
     take(words);
-    options.headless = ToHeadlessFormat(*headless);
+    options.headless = ToHeadlessFormat(*headless, options.overrides);
   };
   command.groups = {{"Encoding", {VariantOption(options.variant, "422")}},
+                    LabelsGroup(options),
+                    SoundGroup(options),
                     HeadlessGroup(*headless),
                     RunGroup(options),
                     MachineGroup(options, options)};
@@ -94,6 +182,7 @@ Command DescribeDecode(DecodeOptions& options) {
   command.groups = {{"Decoding",
                      {fourcc, Flag("--skip-field", options.skipField,
                                    "only the first field of interlaced frames")}},
+                    SoundGroup(options),
                     RunGroup(options),
                     MachineGroup(options, options)};
   command.examples = {

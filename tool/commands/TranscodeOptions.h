@@ -4,6 +4,7 @@
 
 #include <optional>
 #include <string>
+#include <vector>
 
 #include "commandline/Values.h"
 #include "commands/Options.h"
@@ -16,13 +17,28 @@ struct TranscodeOptions : HostOptions, MachineOptions {
   std::string input;   ///< "-" = standard input
   std::string output;  ///< "-" = standard output
   std::optional<FrameRange> frames;
+  bool noAudio = false;
+  std::optional<std::vector<std::size_t>> audioTracks;  ///< places from 0; none = all
   bool overwrite = false;
   bool json = false;   ///< the summary as JSON
   bool quiet = false;  ///< neither progress nor summary nor notes
 };
 
+/// What the user knows better than the input. Everything that is not set is the input's.
+struct StreamOverrides {
+  std::optional<Colour> colour;  ///< of a preset
+  std::optional<int> primaries, transfer, matrix;
+  std::optional<FieldOrder> fields;
+  std::optional<Rational> sampleAspect;
+  std::optional<Rational> rate;
+};
+
 struct EncodeOptions : TranscodeOptions {
   const ProResVariant* variant = nullptr;
+  StreamOverrides overrides;
+  std::optional<std::string> timecode;
+  std::optional<std::string> compressor;
+  std::optional<vix::FourCC> vendor;
   std::optional<HeadlessFormat> headless;
 };
 

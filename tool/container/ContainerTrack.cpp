@@ -13,6 +13,7 @@
 #include "run/Errors.h"
 
 extern "C" {
+#include <libavutil/dict.h>
 #include <libavutil/mathematics.h>
 #include <libavutil/mem.h>
 #include <libavutil/rational.h>
@@ -98,8 +99,10 @@ std::shared_ptr<vix::IBuffer> Wrap(Packet packet) {
 ContainerTrack::ContainerTrack(std::unique_ptr<InputFile> file)
     : file_(std::move(file)), bytes_(*file_) {
   Open();
-  ChooseTrack();
+  ChooseTracks();
+  FindMetadata();
   ReadFirstPacket();
+  FindTimecode();
 }
 
 ContainerTrack::~ContainerTrack() = default;
@@ -120,10 +123,10 @@ void ContainerTrack::Open() {
   }
 }
 
-void ContainerTrack::ChooseTrack() {
+void ContainerTrack::ChooseTracks() {
   for (AVStream* stream : std::span(context_->streams, context_->nb_streams)) {
     stream->discard = AVDISCARD_ALL;
-    if (stream->codecpar->codec_type == AVMEDIA_TYPE_AUDIO) ++soundTracks_;
+    if (stream->codecpar->codec_type == AVMEDIA_TYPE_AUDIO) AddSound(*stream);
     const bool isCover = (stream->disposition & AV_DISPOSITION_ATTACHED_PIC) != 0;
     if (stream->codecpar->codec_type != AVMEDIA_TYPE_VIDEO || isCover) continue;
     if (++videoTracks_ == 1) stream_ = stream;
@@ -133,7 +136,10 @@ void ContainerTrack::ChooseTrack() {
                   std::to_string(context_->nb_streams) + " tracks");
   }
   stream_->discard = AVDISCARD_DEFAULT;
+  DescribeVideo();
+}
 
+void ContainerTrack::DescribeVideo() {
   const AVCodecParameters& parameters = *stream_->codecpar;
   format_.width = static_cast<std::uint32_t>(std::max(parameters.width, 0));
   format_.height = static_cast<std::uint32_t>(std::max(parameters.height, 0));
@@ -145,33 +151,135 @@ void ContainerTrack::ChooseTrack() {
   }
 }
 
+void ContainerTrack::AddSound(AVStream& stream) {
+  stream.discard = AVDISCARD_DEFAULT;
+  soundStreams_.push_back(stream.index);
+  sound_.push_back(
+      {CopyParameters(*stream.codecpar), stream.time_base, ToMetadata(stream.metadata)});
+  soundReached_.push_back(INT64_MIN);
+}
+
+void ContainerTrack::SelectSound(const std::vector<std::size_t>& places) {
+  std::vector<std::size_t> newPlace(sound_.size(), SIZE_MAX);
+  std::vector<SoundTrack> sound;
+  std::vector<int> streams;
+  std::vector<std::int64_t> reached;
+  for (const std::size_t place : places) {
+    newPlace.at(place) = sound.size();
+    sound.push_back(sound_[place]);
+    streams.push_back(soundStreams_[place]);
+    reached.push_back(soundReached_[place]);
+  }
+  for (std::size_t place = 0; place < sound_.size(); ++place) {
+    if (newPlace[place] != SIZE_MAX) continue;
+    context_->streams[soundStreams_[place]]->discard = AVDISCARD_ALL;
+  }
+  std::erase_if(waiting_, [&](SoundPacket& packet) {
+    packet.track = newPlace[packet.track];
+    return packet.track == SIZE_MAX;
+  });
+  sound_ = std::move(sound);
+  soundStreams_ = std::move(streams);
+  soundReached_ = std::move(reached);
+}
+
+// What the container tells of itself, or what only it can know, is not the next one's.
+void ContainerTrack::FindMetadata() {
+  metadata_ = ToMetadata(context_->metadata);
+  for (const char* own : {"encoder", "major_brand", "minor_version", "compatible_brands",
+                          "timecode", "TIMECODE", "DURATION", "operational_pattern_ul"}) {
+    metadata_.erase(own);
+  }
+  for (AVStream* stream : std::span(context_->streams, context_->nb_streams)) {
+    const AVDictionaryEntry* reel = av_dict_get(stream->metadata, "reel_name", nullptr, 0);
+    if (reel) metadata_.emplace("reel_name", reel->value);
+  }
+}
+
+void ContainerTrack::FindTimecode() {
+  const AVDictionaryEntry* found = av_dict_get(stream_->metadata, "timecode", nullptr, 0);
+  if (!found) found = av_dict_get(context_->metadata, "timecode", nullptr, 0);
+  for (unsigned i = 0; !found && i < context_->nb_streams; ++i) {
+    found = av_dict_get(context_->streams[i]->metadata, "timecode", nullptr, 0);
+  }
+  if (!found) return;
+  timecode_ = Timecode::Find(found->value, format_.rate);
+  if (!timecode_) unusedTimecode_ = found->value;
+}
+
 std::string ContainerTrack::GetNote() const {
-  std::string note;
+  std::vector<std::string> notes;
   if (videoTracks_ > 1) {
-    note = std::to_string(videoTracks_) + " video tracks; the first one is taken";
+    notes.push_back("has " + std::to_string(videoTracks_) +
+                    " video tracks; the first one is taken");
   }
-  if (soundTracks_ > 0) {
-    note += (note.empty() ? "" : "; ") + std::to_string(soundTracks_) +
-            (soundTracks_ == 1 ? " sound track, which is" : " sound tracks, which are") +
-            " left out";
+  if (!unusedTimecode_.empty()) {
+    notes.push_back("its timecode '" + unusedTimecode_ + "' is none of " + Describe(format_.rate) +
+                    " frames per second and is left out");
   }
-  return note.empty() ? note : GetName() + ": has " + note;
+  std::string text;
+  for (const std::string& note : notes) text += (text.empty() ? GetName() + ": " : "; ") + note;
+  return text;
+}
+
+Packet ContainerTrack::ReadAny() {
+  Packet packet(av_packet_alloc());
+  if (!packet) throw std::bad_alloc();
+  const int result = av_read_frame(context_.get(), packet.get());
+  bytes_.Rethrow();
+  if (result == AVERROR_EOF) return nullptr;
+  if (result < 0) FailAtUnreadableFrame(ExplainLibavError(result));
+  return packet;
 }
 
 Packet ContainerTrack::ReadPacket() {
-  Packet packet(av_packet_alloc());
-  if (!packet) throw std::bad_alloc();
-  for (;;) {
-    const int result = av_read_frame(context_.get(), packet.get());
-    bytes_.Rethrow();
-    if (result == AVERROR_EOF) return nullptr;
-    if (result < 0) FailAtUnreadableFrame(ExplainLibavError(result));
-    const bool isFrame = packet->stream_index == stream_->index && packet->size > 0;
-    const bool isHidden = (packet->flags & AV_PKT_FLAG_DISCARD) != 0;
-    if (isFrame && !isHidden) return packet;
-    if (isFrame) ++hiddenFrames_;
-    av_packet_unref(packet.get());
+  while (Packet packet = ReadAny()) {
+    if (packet->stream_index != stream_->index) {
+      KeepSound(std::move(packet));
+    } else if (packet->size > 0) {
+      if ((packet->flags & AV_PKT_FLAG_DISCARD) == 0) return packet;
+      ++hiddenFrames_;
+    }
   }
+  return nullptr;
+}
+
+void ContainerTrack::KeepSound(Packet packet) {
+  const auto found = std::ranges::find(soundStreams_, packet->stream_index);
+  if (found == soundStreams_.end() || packet->size == 0) return;
+  const auto place = static_cast<std::size_t>(found - soundStreams_.begin());
+  const std::int64_t time = TimeOf(*packet);
+  if (time != AV_NOPTS_VALUE) soundReached_[place] = time + packet->duration;
+  waiting_.push_back({place, std::move(packet)});
+}
+
+std::vector<SoundPacket> ContainerTrack::TakeSound() {
+  return std::exchange(waiting_, {});
+}
+
+bool ContainerTrack::HasSoundUntil(std::int64_t time, AVRational tick) const {
+  for (std::size_t place = 0; place < sound_.size(); ++place) {
+    const std::int64_t reached = soundReached_[place];
+    if (reached == INT64_MIN) return false;
+    if (av_compare_ts(reached, sound_[place].timeBase, time, tick) < 0) return false;
+  }
+  return true;
+}
+
+std::vector<SoundPacket> ContainerTrack::ReadSoundUntil(std::int64_t time, AVRational tick) {
+  // Sound that comes so much later than its pictures is not waited for.
+  constexpr int kLatestSeconds = 60;
+  const std::int64_t latest = time + av_rescale_q(kLatestSeconds, {1, 1}, tick);
+  while (!HasSoundUntil(time, tick)) {
+    Packet packet = ReadAny();
+    if (!packet) break;
+    if (packet->stream_index != stream_->index) {
+      KeepSound(std::move(packet));
+    } else if (av_compare_ts(TimeOf(*packet), stream_->time_base, latest, tick) > 0) {
+      break;
+    }
+  }
+  return TakeSound();
 }
 
 void ContainerTrack::ReadFirstPacket() {

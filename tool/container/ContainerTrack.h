@@ -6,23 +6,27 @@
 #include <memory>
 #include <optional>
 #include <string>
+#include <vector>
 
 #include "container/Libav.h"
+#include "container/SideTracks.h"
 #include "format/StreamFormat.h"
+#include "format/Timecode.h"
 #include "io/InputFile.h"
 #include "vix/Buffers.h"
 
 namespace vixprores {
 
-/// The first video track of a container file: what the container says of it, and its packets one
-/// by one. Only the container is looked at; no decoder of the container library ever runs.
-/// Used by one thread; the packets may be used and dropped on any thread and outlive the track.
-class ContainerTrack {
+/// The first video track of a container file: what the container says of it, its packets one by
+/// one, and the sound beside it. Only the container is looked at; no decoder of the container
+/// library ever runs. Used by one thread; the packets may be used and dropped on any thread and
+/// outlive the track.
+class ContainerTrack : public SideTracks {
  public:
   /// Refuses, with a Failure, what is no container, and one without a video track with a usable
   /// frame rate.
   explicit ContainerTrack(std::unique_ptr<InputFile> file);
-  ~ContainerTrack();
+  ~ContainerTrack() override;
 
   const std::string& GetName() const { return file_->GetName(); }
   bool IsSameFile(const std::string& path) const { return file_->IsSameFile(path); }
@@ -32,9 +36,17 @@ class ContainerTrack {
   const StreamFormat& GetFormat() const { return format_; }
   /// Frames of the track; none on a pipe, where only the part that has come by is known of.
   std::optional<std::int64_t> GetFrameCount() const;
-  /// Which of several video tracks is read, and that sound is left out; empty when there is one
-  /// video track and no sound.
+  /// Timecode of the first frame that Read() gives; none where the container has none, or one
+  /// that is no label of the video's rate.
+  std::optional<Timecode> GetTimecode() const { return timecode_; }
+  /// Which of several video tracks is read, and what cannot be taken over; empty = nothing of it.
   std::string GetNote() const;
+
+  const std::vector<SoundTrack>& GetSound() const override { return sound_; }
+  void SelectSound(const std::vector<std::size_t>& places) override;
+  const Metadata& GetMetadata() const override { return metadata_; }
+  std::vector<SoundPacket> TakeSound() override;
+  std::vector<SoundPacket> ReadSoundUntil(std::int64_t time, AVRational tick) override;
 
   /// The next frame's bytes in the container library's own memory, or null at the end. A packet
   /// that is cut short, an end before the announced number of frames, and a frame that breaks the
@@ -51,8 +63,15 @@ class ContainerTrack {
   };
 
   void Open();
-  void ChooseTrack();
+  void ChooseTracks();
+  void DescribeVideo();
+  void AddSound(AVStream& stream);
+  void FindMetadata();
+  void FindTimecode();
+  Packet ReadAny();
   Packet ReadPacket();
+  void KeepSound(Packet packet);
+  bool HasSoundUntil(std::int64_t time, AVRational tick) const;
   void ReadFirstPacket();
   std::optional<std::int64_t> CountAnnouncedFrames() const;
   void CheckPacket(const AVPacket& packet) const;
@@ -66,8 +85,14 @@ class ContainerTrack {
   std::unique_ptr<AVFormatContext, InputCloser> context_;
   AVStream* stream_ = nullptr;
   int videoTracks_ = 0;
-  int soundTracks_ = 0;
   StreamFormat format_;
+  std::vector<SoundTrack> sound_;           ///< those that are taken
+  std::vector<int> soundStreams_;           ///< their streams' indices
+  std::vector<std::int64_t> soundReached_;  ///< end of their last packet, in their clock
+  std::vector<SoundPacket> waiting_;        ///< sound that was met and not taken yet
+  Metadata metadata_;
+  std::optional<Timecode> timecode_;
+  std::string unusedTimecode_;                   ///< a text that is no timecode of the video
   std::optional<std::int64_t> announcedFrames_;  ///< those that an edit list hides included
   std::int64_t hiddenFrames_ = 0;                ///< met so far
   Packet pending_;                               ///< the first packet, until Read() hands it out

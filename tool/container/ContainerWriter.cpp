@@ -3,25 +3,29 @@
 
 #include <memory>
 #include <new>
+#include <set>
+#include <span>
 #include <string>
+#include <utility>
+#include <vector>
 
-#include "container/MovVendor.h"
+#include "container/MovFile.h"
 #include "run/Errors.h"
 
 extern "C" {
+#include <libavcodec/avcodec.h>
 #include <libavutil/buffer.h>
 #include <libavutil/dict.h>
 #include <libavutil/mathematics.h>
+#include <libavutil/mem.h>
 #include <libavutil/pixfmt.h>
 }
 
 namespace vixprores {
 namespace {
 
-// Who made the samples, as the frame headers of the encoder say it too.
-constexpr vix::FourCC kVendor = vix::MakeFourCC("vixp");
-
 constexpr std::int64_t kCoarsestClock = 10000;  // ticks per second
+constexpr std::int64_t kFragmentMicroseconds = 500000;
 
 // The muxer of .mov derives the meaning "lines of both fields interleaved" from the second value
 // of each pair, other muxers write down the first.
@@ -62,7 +66,7 @@ void DescribeCodec(const StreamFormat& stream, bool isMov, AVCodecParameters& pa
   }
 }
 
-void DescribeStream(const StreamFormat& stream, bool isMov, AVCodecParameters& parameters) {
+void DescribeVideo(const StreamFormat& stream, bool isMov, AVCodecParameters& parameters) {
   parameters.codec_type = AVMEDIA_TYPE_VIDEO;
   DescribeCodec(stream, isMov, parameters);
   parameters.width = static_cast<int>(stream.width);
@@ -91,44 +95,134 @@ AVBufferRef* Share(const SharedBuffer& buffer) {
   return reference;
 }
 
+void Set(AVDictionary*& dictionary, const std::string& key, const std::string& value) {
+  if (!value.empty()) av_dict_set(&dictionary, key.c_str(), value.c_str(), 0);
+}
+
+AVStream& AddStream(AVFormatContext& context) {
+  AVStream* const stream = avformat_new_stream(&context, nullptr);
+  if (!stream) throw std::bad_alloc();
+  return *stream;
+}
+
+void AddVideo(const MovieContent& content, bool isMov, AVFormatContext& context) {
+  const StreamFormat& video = content.video;
+  AVStream& stream = AddStream(context);
+  DescribeVideo(video, isMov, *stream.codecpar);
+  stream.sample_aspect_ratio = ToAvRational(video.sampleAspect);
+  stream.avg_frame_rate = ToAvRational(video.rate);
+  stream.time_base = Invert(video.rate);
+  // Becomes the name of the compressor in the sample description.
+  const std::string ours = "vix " + DescribeCode(video.code);
+  Set(stream.metadata, "encoder", content.compressor.empty() ? ours : content.compressor);
+  if (content.timecode) Set(stream.metadata, "timecode", content.timecode->ToText());
+  const auto reel = content.metadata.find("reel_name");
+  if (reel != content.metadata.end()) Set(stream.metadata, "reel_name", reel->second);
+}
+
+// What a container notes of a track for itself.
+bool IsOwnNote(const std::string& key) {
+  static const std::set<std::string> kOwn{"encoder", "vendor_id",        "DURATION",
+                                          "ENCODER", "timecode",         "duration",
+                                          "BPS",     "NUMBER_OF_FRAMES", "NUMBER_OF_BYTES"};
+  return kOwn.contains(key);
+}
+
+void AddSound(const SoundTrack& track, AVFormatContext& context) {
+  AVStream& stream = AddStream(context);
+  if (avcodec_parameters_copy(stream.codecpar, track.parameters.get()) < 0) throw std::bad_alloc();
+  stream.codecpar->codec_tag = 0;  // each container has its own
+  stream.time_base = {1, track.parameters->sample_rate};
+  for (const auto& [key, value] : track.metadata) {
+    if (!IsOwnNote(key)) Set(stream.metadata, key, value);
+  }
+}
+
+Muxer MakeMuxer(const std::string& name, const MovieContent& content) {
+  AVFormatContext* context = nullptr;
+  // The muxer is named: the work file's extension is not that of the output.
+  avformat_alloc_output_context2(&context, nullptr, name.c_str(), nullptr);
+  if (!context) throw std::bad_alloc();
+  Muxer muxer(context);
+  AddVideo(content, name == "mov", *context);
+  for (const SoundTrack& track : content.sound) AddSound(track, *context);
+  for (const auto& [key, value] : content.metadata) {
+    if (key != "reel_name") Set(context->metadata, key, value);
+  }
+  return muxer;
+}
+
+// A start behind time 0 is told in ticks of this clock, whose default is too coarse for a frame.
+std::int64_t MovieClock(const StreamFormat& video) {
+  std::int64_t ticksPerSecond = video.rate.numerator;
+  while (ticksPerSecond < kCoarsestClock) ticksPerSecond *= 2;
+  return ticksPerSecond;
+}
+
+int WriteHeaderWith(AVFormatContext& context, const StreamFormat& video, const char* flags) {
+  AVDictionary* options = nullptr;
+  av_dict_set_int(&options, "movie_timescale", MovieClock(video), 0);
+  if (flags) {
+    av_dict_set(&options, "movflags", flags, 0);
+    av_dict_set_int(&options, "frag_duration", kFragmentMicroseconds, 0);
+  }
+  const int result = avformat_write_header(&context, &options);
+  av_dict_free(&options);
+  return result;
+}
+
+// A movie without media that holds the tracks; empty where it cannot be made.
+std::vector<std::uint8_t> DescribeMovie(const MovieContent& content) {
+  const Muxer muxer = MakeMuxer("mov", content);
+  // As texts too: tracks of timecode are made of media.
+  if (content.timecode) Set(muxer->metadata, "timecode", content.timecode->ToText());
+  const auto reel = content.metadata.find("reel_name");
+  if (reel != content.metadata.end()) Set(muxer->metadata, "reel_name", reel->second);
+  if (avio_open_dyn_buf(&muxer->pb) < 0) throw std::bad_alloc();
+  const int result =
+      WriteHeaderWith(*muxer, content.video, "empty_moov+default_base_moof+use_metadata_tags");
+  std::uint8_t* bytes = nullptr;
+  const int size = avio_close_dyn_buf(muxer->pb, &bytes);
+  std::vector<std::uint8_t> movie;
+  if (result >= 0) movie.assign(bytes, bytes + size);
+  av_free(bytes);
+  return movie;
+}
+
 }  // namespace
 
 ContainerWriter::ContainerWriter(OutputFile& file, const OutputFormat& output,
-                                 const StreamFormat& stream)
-    : file_(file), bytes_(file), format_(stream) {
-  AVFormatContext* context = nullptr;
-  // The muxer is named: the work file's extension is not that of the output.
-  avformat_alloc_output_context2(&context, nullptr, output.muxer, nullptr);
-  if (!context) throw std::bad_alloc();
-  context_.reset(context);
+                                 const MovieContent& content)
+    : file_(file),
+      bytes_(file),
+      content_(content),
+      isMov_(output.muxer == std::string("mov")),
+      isTagged_(isMov_ && file.IsSeekable()),
+      context_(MakeMuxer(output.muxer, content)) {
   context_->pb = bytes_.Get();
-  AddStream(output, stream);
   WriteHeader();
 }
 
 ContainerWriter::~ContainerWriter() = default;
 
-void ContainerWriter::AddStream(const OutputFormat& output, const StreamFormat& stream) {
-  stream_ = avformat_new_stream(context_.get(), nullptr);
-  if (!stream_) throw std::bad_alloc();
-  const bool isMov = output.muxer == std::string("mov");
-  DescribeStream(stream, isMov, *stream_->codecpar);
-  stream_->sample_aspect_ratio = ToAvRational(stream.sampleAspect);
-  stream_->avg_frame_rate = ToAvRational(stream.rate);
-  stream_->time_base = Invert(stream.rate);
-  // Becomes the name of the compressor in the sample description.
-  av_dict_set(&stream_->metadata, "encoder", ("vix " + DescribeCode(stream.code)).c_str(), 0);
+void ContainerWriter::WriteHeader() {
+  const bool isFragmented = isMov_ && !isTagged_;
+  Check(WriteHeaderWith(*context_, content_.video,
+                        isFragmented ? "empty_moov+default_base_moof" : nullptr));
+  if (!isTagged_) return;
+  file_.KeepOnDisk();
+  const std::vector<std::uint8_t> movie = DescribeMovie(content_);
+  const auto tag = WritePacketTag(
+      {PacketTag::kDescription, static_cast<std::uint32_t>(movie.size()), 0, 0, HashPacket(movie)});
+  avio_write(context_->pb, tag.data(), static_cast<int>(tag.size()));
+  avio_write(context_->pb, movie.data(), static_cast<int>(movie.size()));
 }
 
-void ContainerWriter::WriteHeader() {
-  // A start behind time 0 is told in ticks of this clock, whose default is too coarse for a frame.
-  std::int64_t ticksPerSecond = format_.rate.numerator;
-  while (ticksPerSecond < kCoarsestClock) ticksPerSecond *= 2;
-  AVDictionary* options = nullptr;
-  av_dict_set_int(&options, "movie_timescale", ticksPerSecond, 0);
-  const int result = avformat_write_header(context_.get(), &options);
-  av_dict_free(&options);
-  Check(result);
+void ContainerWriter::WriteTag(std::uint32_t track, const AVPacket& packet) {
+  const std::span bytes(packet.data, static_cast<std::size_t>(packet.size));
+  const auto tag = WritePacketTag({track, static_cast<std::uint32_t>(packet.size), packet.pts,
+                                   packet.duration, HashPacket(bytes)});
+  avio_write(context_->pb, tag.data(), static_cast<int>(tag.size()));
 }
 
 void ContainerWriter::Write(const std::shared_ptr<const vix::IVideoSample>& frame) {
@@ -138,31 +232,54 @@ void ContainerWriter::Write(const std::shared_ptr<const vix::IVideoSample>& fram
                   " bytes are too large for a container; write headless frames");
   }
   const vix::TimeLimits& time = frame->GetTimeLimits().front();
-  const AVRational tick = Invert(time.ticksPerSecond);
   const Packet packet(av_packet_alloc());
   if (!packet) throw std::bad_alloc();
   packet->buf = Share(buffer);
   packet->data = buffer->GetData();
   packet->size = static_cast<int>(buffer->GetSize());
-  packet->pts = packet->dts = av_rescale_q(time.begin, tick, stream_->time_base);
-  packet->duration = av_rescale_q(time.end, tick, stream_->time_base) - packet->pts;
-  packet->flags = AV_PKT_FLAG_KEY;
-  packet->stream_index = stream_->index;
+  packet->pts = packet->dts = time.begin;
+  packet->duration = time.end - time.begin;
+  WritePacket(*context_->streams[0], Invert(time.ticksPerSecond), *packet);
+}
+
+void ContainerWriter::WriteSound(SoundPacket sound) {
+  const AVStream& stream = *context_->streams[1 + sound.track];
+  WritePacket(stream, {1, stream.codecpar->sample_rate}, *sound.packet);
+}
+
+void ContainerWriter::WritePacket(const AVStream& stream, AVRational clock, AVPacket& packet) {
+  if (isTagged_) WriteTag(PacketTag::kVideo + static_cast<std::uint32_t>(stream.index), packet);
+  const std::int64_t end = av_rescale_q(packet.pts + packet.duration, clock, stream.time_base);
+  packet.pts = packet.dts = av_rescale_q(packet.pts, clock, stream.time_base);
+  packet.duration = end - packet.pts;
+  packet.flags |= AV_PKT_FLAG_KEY;
+  packet.stream_index = stream.index;
 
   // Large writes go straight from the frame's memory to the file.
   context_->pb->direct = 1;
-  const int result = av_interleaved_write_frame(context_.get(), packet.get());
+  // A tag lies directly before its packet, which the muxer must not hold back.
+  const int result = isTagged_ ? av_write_frame(context_.get(), &packet)
+                               : av_interleaved_write_frame(context_.get(), &packet);
   context_->pb->direct = 0;
   Check(result);
 }
 
 void ContainerWriter::Finish() {
+  // The library cannot try it twice.
+  if (std::exchange(ended_, true)) throw Failure(file_.GetName() + ": cannot be completed");
+  const std::int64_t index = avio_tell(context_->pb);
   Check(av_write_trailer(context_.get()));
   avio_flush(context_->pb);
   Check(context_->pb->error);
-  if (context_->oformat->name == std::string("mov")) {
-    SetMovVendor(file_, stream_->codecpar->codec_tag, kVendor);
+  if (!isTagged_) return;
+  SetMovMediaEnd(file_, index);
+  SetMovVendor(file_, context_->streams[0]->codecpar->codec_tag, content_.vendor);
+  std::vector<std::string> languages;
+  for (const SoundTrack& track : content_.sound) {
+    const auto found = track.metadata.find("language");
+    languages.push_back(found == track.metadata.end() ? std::string() : found->second);
   }
+  SetMovSoundLanguages(file_, languages);
 }
 
 void ContainerWriter::Check(int result) {

@@ -3,36 +3,41 @@
 #define TOOL_CONTAINER_CONTAINERWRITER_H
 
 #include "container/Libav.h"
+#include "container/MovieContent.h"
+#include "container/PacketTag.h"
 #include "io/FrameWriter.h"
 
 namespace vixprores {
 
-/// Writes one video track into a container. The muxer takes the frames' memory by reference.
+/// Writes one video track, and what goes with it, into a container. The muxer takes the frames'
+/// memory by reference. A .mov that can be gone back in has a tag in front of every packet, which
+/// makes what was written so far readable at any time (PacketTag.h); one that cannot, as on a pipe,
+/// is written in fragments.
 class ContainerWriter : public FrameWriter {
  public:
   /// Writes the container's header. A stream that the muxer does not take is a Failure with its
   /// reason.
-  ContainerWriter(OutputFile& file, const OutputFormat& output, const StreamFormat& stream);
+  ContainerWriter(OutputFile& file, const OutputFormat& output, const MovieContent& content);
   ~ContainerWriter() override;
 
   void Write(const std::shared_ptr<const vix::IVideoSample>& frame) override;
+  void WriteSound(SoundPacket sound) override;
+  bool IsRecoverable() const override { return isTagged_; }
   void Finish() override;
 
  private:
-  struct ContextDeleter {
-    void operator()(AVFormatContext* context) const { avformat_free_context(context); }
-  };
-
-  void AddStream(const OutputFormat& output, const StreamFormat& stream);
   void WriteHeader();
-  /// Throws what went wrong in a call of the container library, if `result` says so.
+  void WriteTag(std::uint32_t track, const AVPacket& packet);
+  void WritePacket(const AVStream& stream, AVRational clock, AVPacket& packet);
   void Check(int result);
 
   OutputFile& file_;
   LibavStream bytes_;
-  std::unique_ptr<AVFormatContext, ContextDeleter> context_;
-  AVStream* stream_ = nullptr;
-  StreamFormat format_;
+  MovieContent content_;
+  bool isMov_;
+  bool isTagged_;
+  bool ended_ = false;
+  Muxer context_;
 };
 
 }  // namespace vixprores

@@ -33,6 +33,11 @@ struct PacketDeleter {
 };
 using Packet = std::unique_ptr<AVPacket, PacketDeleter>;
 
+struct MuxerDeleter {
+  void operator()(AVFormatContext* context) const { avformat_free_context(context); }
+};
+using Muxer = std::unique_ptr<AVFormatContext, MuxerDeleter>;
+
 /// A byte stream of the container library over an InputFile or an OutputFile, which must outlive
 /// it. Exceptions of the file cannot pass through the library: they are kept, the library sees an
 /// error code, and Rethrow() throws them on our side.

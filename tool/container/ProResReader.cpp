@@ -78,7 +78,7 @@ StreamFormat Combine(StreamFormat container, const prores::FrameHeader& header) 
 }  // namespace
 
 ProResReader::ProResReader(std::unique_ptr<InputFile> file, bool sameScan)
-    : track_(std::move(file)), sameScan_(sameScan) {
+    : ContainerReader(std::move(file)), sameScan_(sameScan) {
   const AVCodecParameters& parameters = track_.GetParameters();
   if (parameters.codec_id != AV_CODEC_ID_PRORES) {
     throw Failure(track_.GetName() + ": its video track is " +

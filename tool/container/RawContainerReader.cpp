@@ -69,7 +69,8 @@ vix::FourCC RequirePackedFormat(const ContainerTrack& track) {
 }  // namespace
 
 RawContainerReader::RawContainerReader(std::unique_ptr<InputFile> file)
-    : track_(std::move(file)), format_(track_.GetFormat()) {
+    : ContainerReader(std::move(file)) {
+  format_ = track_.GetFormat();
   format_.code = RequirePackedFormat(track_);
   frameBytes_ = format_.FrameBytes();
 }

@@ -7,6 +7,7 @@
 #include <iterator>
 #include <string_view>
 
+#include "format/ColourNames.h"
 #include "run/Errors.h"
 
 namespace vixprores {
@@ -14,16 +15,16 @@ namespace {
 
 // clang-format off
 constexpr OutputFormat kFormats[] = {
-    //                                           ProRes raw    fields colour range
-    {".mov", OutputKind::Container, "mov",       true,  true,  true,  true,  false},
-    {".mkv", OutputKind::Container, "matroska",  true,  false, true,  true,  true},
-    {".mxf", OutputKind::Container, "mxf",       true,  false, false, true,  true},
-    {".avi", OutputKind::Container, "avi",       false, true,  false, false, false},
-    {".nut", OutputKind::Container, "nut",       false, true,  false, false, false},
-    {".y4m", OutputKind::Y4m,       nullptr,     false, true,  true,  false, true},
+    //                                           ProRes raw    fields colour range timecode
+    {".mov", OutputKind::Container, "mov",       true,  true,  true,  true,  false, true},
+    {".mkv", OutputKind::Container, "matroska",  true,  false, true,  true,  true, true},
+    {".mxf", OutputKind::Container, "mxf",       true,  false, false, true,  true, true},
+    {".avi", OutputKind::Container, "avi",       false, true,  false, false, false, false},
+    {".nut", OutputKind::Container, "nut",       false, true,  false, false, false, false},
+    {".y4m", OutputKind::Y4m,       nullptr,     false, true,  true,  false, true, false},
 };
 constexpr OutputFormat kHeadless =
-    {nullptr, OutputKind::Headless, nullptr,     false, true,  false, false, false};
+    {nullptr, OutputKind::Headless, nullptr,     false, true,  false, false, false, false};
 // clang-format on
 
 // Containers of video that people know; under other names headless frames are no surprise.
@@ -49,6 +50,7 @@ const OutputFormat* Find(const std::string& path, bool OutputFormat::*takesStrea
 }  // namespace
 
 const OutputFormat& FindProResOutput(const std::string& path) {
+  if (path == "-") return kFormats[0];  // the one that can be written in fragments
   if (const OutputFormat* format = Find(path, &OutputFormat::takesProRes)) return *format;
   std::string names;
   for (const OutputFormat& format : kFormats) {
@@ -79,19 +81,21 @@ void CheckStorable(const OutputFormat& output, const StreamFormat& stream) {
 }
 
 std::vector<std::string> FindLostProperties(const OutputFormat& output,
-                                            const StreamFormat& stream) {
+                                            const MovieContent& content) {
+  const StreamFormat& stream = content.video;
   std::vector<std::string> lost;
   if (output.kind == OutputKind::Headless) return lost;
   if (!output.keepsFieldOrder && stream.IsInterlaced()) {
     lost.push_back("field order (" + Describe(stream.fieldOrder) + ")");
   }
   if (!output.keepsColour && stream.colour.IsSpecified()) {
-    lost.push_back(
-        "colour primaries, transfer and matrix (" + std::to_string(stream.colour.primaries) + "/" +
-        std::to_string(stream.colour.transfer) + "/" + std::to_string(stream.colour.matrix) + ")");
+    lost.push_back("colour primaries, transfer and matrix (" + Describe(stream.colour) + ")");
   }
   if (!output.keepsColourRange && stream.colour.range == ColourRange::Full) {
     lost.emplace_back("colour range (full)");
+  }
+  if (!output.keepsTimecode && content.timecode) {
+    lost.push_back("timecode (" + content.timecode->ToText() + ")");
   }
   return lost;
 }

@@ -8,6 +8,7 @@
 #include <string>
 #include <vector>
 
+#include "container/MovieContent.h"
 #include "format/StreamFormat.h"
 
 namespace vixprores {
@@ -24,10 +25,11 @@ struct OutputFormat {
   bool keepsFieldOrder;
   bool keepsColour;  ///< primaries, transfer and matrix
   bool keepsColourRange;
+  bool keepsTimecode;
 };
 
-/// The format for a ProRes stream by that file name. Any other extension than those of its table
-/// is a UsageError that lists them.
+/// The format for a ProRes stream by that file name: .mov for "-". Any other extension than those
+/// of its table is a UsageError that lists them.
 const OutputFormat& FindProResOutput(const std::string& path);
 /// The format for uncompressed video by that file name: headless frames for "-" and for every
 /// extension that is not in the table.
@@ -40,7 +42,8 @@ bool NamesUnwrittenContainer(const std::string& path);
 void CheckStorable(const OutputFormat& output, const StreamFormat& stream);
 /// The properties that are known of the stream and that the format cannot hold, in words. Headless
 /// frames hold none, which goes without saying.
-std::vector<std::string> FindLostProperties(const OutputFormat& output, const StreamFormat& stream);
+std::vector<std::string> FindLostProperties(const OutputFormat& output,
+                                            const MovieContent& content);
 
 }  // namespace vixprores
 

@@ -13,6 +13,8 @@
 
 namespace vixprores {
 
+class SideTracks;
+
 /// Hands out the frames of one video stream in their order. Used by one thread at a time; the
 /// buffers may be used and dropped on any thread and may outlive the reader.
 class FrameReader {
@@ -33,6 +35,9 @@ class FrameReader {
   virtual std::optional<Timecode> GetTimecode() const { return std::nullopt; }
   /// Where the frame that Read() gave last begins in the input, in bytes; none = unknown.
   virtual std::optional<std::int64_t> GetFrameOffset() const { return std::nullopt; }
+  /// Sound and metadata beside the video; null where there are none. They live as long as the
+  /// reader and are used by the thread that reads.
+  virtual SideTracks* GetSideTracks() { return nullptr; }
   /// What the user should know about how the input was taken; empty = nothing.
   virtual std::string GetNote() const { return {}; }
   /// The next frame, or null at the end. A frame that is damaged or missing is a Failure that names

@@ -8,12 +8,12 @@
 namespace vixprores {
 
 std::unique_ptr<FrameWriter> MakeFrameWriter(OutputFile& file, const OutputFormat& output,
-                                             const StreamFormat& stream) {
+                                             const MovieContent& content) {
   switch (output.kind) {
     case OutputKind::Y4m:
-      return std::make_unique<Y4mWriter>(file, stream);
+      return std::make_unique<Y4mWriter>(file, content.video);
     case OutputKind::Container:
-      return std::make_unique<ContainerWriter>(file, output, stream);
+      return std::make_unique<ContainerWriter>(file, output, content);
     default:
       return std::make_unique<HeadlessWriter>(file);
   }

@@ -4,8 +4,8 @@
 
 #include <memory>
 
+#include "container/MovieContent.h"
 #include "format/OutputFormat.h"
-#include "format/StreamFormat.h"
 #include "io/OutputFile.h"
 #include "vix/Samples.h"
 
@@ -24,13 +24,18 @@ class FrameWriter {
   }
   /// Writes one frame; its time is that of its first time limit. The writer may hold on to it.
   virtual void Write(const std::shared_ptr<const vix::IVideoSample>& frame) = 0;
+  /// Writes a piece of one of the sound tracks, on the clock of samples. Frames and sound come in
+  /// about the order in which they are played. Only for outputs that have sound tracks.
+  virtual void WriteSound(SoundPacket /*sound*/) {}
+  /// True where what was written so far can be made a whole file of, without Finish().
+  virtual bool IsRecoverable() const { return false; }
   /// Completes the output, which stays open. No frame may follow.
   virtual void Finish() = 0;
 };
 
 /// The writer for that output format. `file` must outlive it.
 std::unique_ptr<FrameWriter> MakeFrameWriter(OutputFile& file, const OutputFormat& output,
-                                             const StreamFormat& stream);
+                                             const MovieContent& content);
 
 }  // namespace vixprores
 

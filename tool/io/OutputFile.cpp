@@ -7,8 +7,11 @@
 
 #include <algorithm>
 #include <cerrno>
+#include <chrono>
+#include <condition_variable>
 #include <cstdio>
 #include <filesystem>
+#include <mutex>
 #include <system_error>
 #include <utility>
 
@@ -17,6 +20,8 @@
 
 namespace vixprores {
 namespace {
+
+constexpr auto kSyncInterval = std::chrono::milliseconds(500);
 
 [[noreturn]] void FailWithErrno(const std::string& name, int error) {
   std::string hint;
@@ -66,10 +71,12 @@ OutputFile::OutputFile(const std::string& path, bool overwrite)
     if (descriptor_ >= 0) workPath_ = std::move(workPath);
   }
   if (descriptor_ < 0) FailWithErrno(name_, errno);
+  isSeekable_ = !workPath_.empty();
   WidenPipe(descriptor_);
 }
 
 OutputFile::~OutputFile() {
+  syncing_ = {};
   if (descriptor_ >= 0) close(descriptor_);
   if (!workPath_.empty()) unlink(workPath_.c_str());
 }
@@ -96,7 +103,23 @@ void OutputFile::Seek(std::int64_t position) {
   position_ = position;
 }
 
+void OutputFile::KeepOnDisk() {
+  syncing_ = std::jthread([this](const std::stop_token& stop) { SyncRegularly(stop); });
+}
+
+void OutputFile::SyncRegularly(const std::stop_token& stop) const {
+  std::mutex mutex;
+  std::unique_lock lock(mutex);
+  std::condition_variable_any stopped;
+  const auto isStopped = [&stop] { return stop.stop_requested(); };
+  while (!stopped.wait_for(lock, stop, kSyncInterval, isStopped)) fdatasync(descriptor_);
+}
+
 void OutputFile::Close() {
+  if (syncing_.joinable()) {
+    syncing_ = {};
+    if (fdatasync(descriptor_) != 0) FailWithErrno(name_, errno);
+  }
   // A full disk may show only here.
   if (close(std::exchange(descriptor_, -1)) != 0) FailWithErrno(name_, errno);
 }
@@ -110,6 +133,10 @@ void OutputFile::Commit() {
     RefuseExisting(name_);
   }
   workPath_.clear();
+}
+
+std::string OutputFile::KeepWorkFile() {
+  return std::exchange(workPath_, {});
 }
 
 std::string OutputFile::CommitPartial() {

@@ -4,7 +4,9 @@
 
 #include <cstdint>
 #include <span>
+#include <stop_token>
 #include <string>
+#include <thread>
 
 namespace vixprores {
 
@@ -26,6 +28,8 @@ class OutputFile {
   const std::string& GetName() const { return name_; }
   /// Bytes written; what is overwritten later counts once.
   std::int64_t GetSize() const { return size_; }
+  /// True when Seek() and ReadAt() are possible.
+  bool IsSeekable() const { return isSeekable_; }
   /// Position of the next write in bytes from the start.
   std::int64_t GetPosition() const { return position_; }
 
@@ -36,22 +40,30 @@ class OutputFile {
   /// Sets the position, in bytes from the start.
   void Seek(std::int64_t position);
 
+  /// From now on what was written is on the disk a second later at the latest, whatever happens to
+  /// the machine; the file is there, too, before it has its name.
+  void KeepOnDisk();
   /// Gives the complete file its name.
   void Commit();
+  /// Leaves the work file as it is and returns its name; empty where there is none.
+  std::string KeepWorkFile();
   /// Keeps what was written so far as PartialName(), or the next free name after it, and returns
   /// that name; what is not a file keeps the name that it has.
   std::string CommitPartial();
 
  private:
   void Close();
+  void SyncRegularly(const std::stop_token& stop) const;
 
   std::string name_;
   std::string path_;      ///< empty = nothing to rename
   std::string workPath_;  ///< empty = nothing to remove
   bool overwrite_;
+  bool isSeekable_ = false;
   int descriptor_ = -1;
   std::int64_t position_ = 0;
   std::int64_t size_ = 0;
+  std::jthread syncing_;  ///< of KeepOnDisk()
 };
 
 /// "dir/stem.partial.ext" for "dir/stem.ext"; from the second attempt on the number follows

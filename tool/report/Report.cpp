@@ -7,6 +7,8 @@
 #include <cstdio>
 #include <nlohmann/json.hpp>
 
+#include "format/ColourNames.h"
+
 namespace vixprores {
 namespace {
 
@@ -35,6 +37,17 @@ std::string ClockTime(double seconds) {
       text.data(), text.size(), "%lld:%02lld:%02lld", static_cast<long long>(whole / 3600),
       static_cast<long long>(whole / 60 % 60), static_cast<long long>(whole % 60));
   text.resize(static_cast<std::size_t>(length));
+  return text;
+}
+
+// Sound and timecode.
+std::string Beside(const RunReport& report) {
+  std::string text;
+  if (report.soundTracks > 0) {
+    text += ", " + std::to_string(report.soundTracks) + " sound track" +
+            (report.soundTracks > 1 ? "s" : "");
+  }
+  if (!report.timecode.empty()) text += ", timecode " + report.timecode;
   return text;
 }
 
@@ -81,11 +94,11 @@ std::string SummaryLine(const RunReport& report) {
   return report.output + ": " + std::to_string(report.frames) + " frames, " +
          DescribeSize(report.result.width, report.result.height) + " " +
          DescribeCode(report.result.code) + ", " + Describe(report.result.fieldOrder) + ", " +
-         Describe(report.result.rate) + " fps, " +
-         Fixed(static_cast<double>(report.outputBytes) / 1e6, 1) + " MB, ProRes at " +
-         Fixed(report.MegabitsPerSecond(), 1) + " Mb/s, in " + Fixed(report.seconds, 1) + " s (" +
-         Fixed(report.FramesPerSecond(), 1) + " fps, " + Fixed(report.RealTimeFactor(), 2) +
-         "x real time)";
+         Describe(report.result.rate) + " fps, colour " + Describe(report.result.colour) +
+         Beside(report) + ", " + Fixed(static_cast<double>(report.outputBytes) / 1e6, 1) +
+         " MB, ProRes at " + Fixed(report.MegabitsPerSecond(), 1) + " Mb/s, in " +
+         Fixed(report.seconds, 1) + " s (" + Fixed(report.FramesPerSecond(), 1) + " fps, " +
+         Fixed(report.RealTimeFactor(), 2) + "x real time)";
 }
 
 std::string SummaryJson(const RunReport& report) {
@@ -110,6 +123,8 @@ std::string SummaryJson(const RunReport& report) {
     json["colour"] = {{"primaries", report.result.colour.primaries},
                       {"transfer", report.result.colour.transfer},
                       {"matrix", report.result.colour.matrix}};
+    json["soundTracks"] = report.soundTracks;
+    if (!report.timecode.empty()) json["timecode"] = report.timecode;
   }
   json["sourceBytes"] = report.sourceBytes;
   json["resultBytes"] = report.resultBytes;

@@ -26,6 +26,8 @@ struct RunReport {
   std::int64_t outputBytes = 0;  ///< size of what was written
   StreamFormat source;
   StreamFormat result;
+  std::size_t soundTracks = 0;  ///< that go along
+  std::string timecode;         ///< of the first frame; empty = none
   std::int64_t frames = 0;
   std::uint64_t sourceBytes = 0;  ///< of the frames that were read
   std::uint64_t resultBytes = 0;  ///< of the frames as the element gave them

@@ -49,7 +49,6 @@ class WrongUse(ToolTest):
             (("encode", "--frames", "9-3", "in.mov", "out.mov"), "9-3"),
             (("encode", "--frames", "five", "in.mov", "out.mov"), "five"),
             (("encode", "in.mov", "out.mp4"), ".mov, .mkv, .mxf"),
-            (("encode", "in.mov", "-"), ".mov, .mkv, .mxf"),
             (("encode", "--fourcc", "V210", "in.v210", "out.mov"), "--size"),
             (("encode", "--interlaced", "in.mov", "out.mov"), "--fourcc"),
             (("encode", "--fourcc", "RGBA", *headless[2:], "in", "out.mov"), "RGBA"),

@@ -75,17 +75,6 @@ class EncodeInputs(ToolTest):
         self.succeed("encode", first, self.path("single.mov"))
         self.assert_same_bytes(planes(self.path("out.mov")), planes(self.path("single.mov")))
 
-    def test_sound_beside_the_video_is_left_out_with_a_note(self):
-        clip, out = self.path("clip.mov"), self.path("out.mov")
-        ffmpeg("-f", "lavfi", "-i", "testsrc2=size=128x96:rate=25", "-f", "lavfi", "-i",
-               "sine=duration=3", "-map", "0", "-map", "1", "-map", "1", "-frames:v", 10, "-c:v",
-               "v210", clip)
-        self.check_encodes(clip)
-        note, _ = self.succeed("encode", "--overwrite", clip, out).stderr.splitlines()
-        self.assertEqual(note, f"vixprores: note: {clip}: has 2 sound tracks, which are left out")
-        quiet = self.succeed("encode", "--quiet", "--overwrite", clip, out)
-        self.assertEqual(quiet.stderr, "")
-
     def test_frames_that_an_edit_list_leaves_out(self):
         clip, cut = self.path("clip.mov"), self.path("cut.mov")
         make_v210(clip)

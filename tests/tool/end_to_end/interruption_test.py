@@ -60,7 +60,7 @@ class Interruption(ToolTest):
                 self.wait_for_work_file("out.mov", 1000)
                 _, errors = self.interrupt(process, number)
                 partial = self.path("out.partial.mov")
-                count = int(re.search(r"interrupted after (\d+) frames; they are kept in "
+                count = int(re.search(r"interrupted after (\d+) frames\n\d+ frames? before that (?:is|are) kept in "
                                       + re.escape(str(partial)), errors).group(1))
                 self.assertGreaterEqual(count, 1)
                 self.assertLessEqual(count, 5)

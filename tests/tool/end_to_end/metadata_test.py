@@ -182,7 +182,7 @@ class Metadata(ToolTest):
         self.decoded = self.path("decoded.avi")
         notes = self.decode().stderr
         self.assertIn("field order (top field first)", notes)
-        self.assertIn("colour primaries, transfer and matrix (9/16/9)", notes)
+        self.assertIn("colour primaries, transfer and matrix (bt2020-pq)", notes)
 
     def test_a_field_order_that_is_not_told_is_said(self):
         self.clip = self.path("clip.avi")

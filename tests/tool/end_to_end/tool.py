@@ -6,6 +6,7 @@ import functools
 import json
 import os
 import pathlib
+import re
 import shutil
 import struct
 import subprocess
@@ -139,7 +140,7 @@ class ToolTest(unittest.TestCase):
 
     def fail_with(self, code, words, *arguments, **options):
         """Runs the program, which must end with `code`, an error that contains every one of
-        `words`, and no new file."""
+        `words`, and no new file but the one that it says it has kept, which is removed."""
         before = sorted(self.folder.iterdir())
         result = run(*arguments, **options)
         self.assertEqual(result.returncode, code, result.stderr)
@@ -147,5 +148,9 @@ class ToolTest(unittest.TestCase):
         self.assertTrue(errors.startswith("vixprores: "), errors)
         for word in words:
             self.assertIn(str(word), errors)
+        kept = re.search(r"^[0-9]+ frames? before that (?:is|are) kept in ([^\n;]*)", errors,
+                         re.MULTILINE)
+        if kept:
+            pathlib.Path(kept.group(1)).unlink()
         self.assertEqual(sorted(self.folder.iterdir()), before)
         return result

@@ -5,7 +5,7 @@
 #include <vector>
 
 #include "ScratchFolder.h"
-#include "container/MovVendor.h"
+#include "container/MovFile.h"
 #include "run/Errors.h"
 
 namespace vixprores {

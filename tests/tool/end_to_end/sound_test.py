@@ -1,0 +1,260 @@
+# SPDX-License-Identifier: BSD-2-Clause
+"""Sound, timecode and the other things beside the pictures."""
+import json
+import subprocess
+
+from tool import TIMEOUT, ToolTest, ffmpeg, make_v210, mov_atom, probe, run
+
+
+def make_movie(path, *output, tracks=1, seconds=1, rate="25", codec="pcm_s24le"):
+    """A movie whose sound tracks all differ."""
+    inputs = ["-f", "lavfi", "-i", f"testsrc2=size=128x96:rate={rate}:duration={seconds}"]
+    maps = ["-map", "0"]
+    for track in range(tracks):
+        inputs += ["-f", "lavfi", "-i",
+                   f"anoisesrc=seed={track + 1}:sample_rate=48000:duration={seconds}"]
+        maps += ["-map", track + 1]
+    ffmpeg(*inputs, *maps, "-c:v", "v210", "-c:a", codec, *output, path)
+
+
+def sound(path, track=0, codec="copy"):
+    """The bytes of a sound track."""
+    return subprocess.run(
+        ["ffmpeg", "-nostdin", "-v", "error", "-i", str(path), "-map", f"0:a:{track}", "-c:a",
+         codec, "-f", "data" if codec == "copy" else "s24le", "-"], check=True,
+        capture_output=True, timeout=TIMEOUT).stdout
+
+
+def tracks_of(path, kind):
+    result = subprocess.run(
+        ["ffprobe", "-v", "error", "-select_streams", kind, "-show_streams", "-of", "json",
+         str(path)], check=True, capture_output=True, text=True, timeout=TIMEOUT)
+    return json.loads(result.stdout)["streams"]
+
+
+def file_tags(path):
+    result = subprocess.run(["ffprobe", "-v", "error", "-show_format", "-of", "json", str(path)],
+                            check=True, capture_output=True, text=True, timeout=TIMEOUT)
+    return json.loads(result.stdout)["format"]["tags"]
+
+
+class Sound(ToolTest):
+    def setUp(self):
+        super().setUp()
+        self.clip, self.encoded, self.decoded = (
+            self.path(name) for name in ("clip.mov", "encoded.mov", "decoded.mov"))
+
+    def there_and_back(self, *options):
+        self.succeed("encode", *options, self.clip, self.encoded)
+        self.succeed("decode", self.encoded, self.decoded)
+
+    def test_tracks_are_copied_bit_for_bit(self):
+        for count, codec in ((1, "pcm_s16le"), (2, "pcm_s24be"), (8, "pcm_s24le"),
+                             (1, "pcm_f32le"), (2, "aac")):
+            with self.subTest(tracks=count, codec=codec):
+                make_movie(self.clip, tracks=count, codec=codec)
+                self.there_and_back()
+                for path in (self.encoded, self.decoded):
+                    self.assertEqual(len(tracks_of(path, "a")), count)
+                    for track in range(count):
+                        self.assert_same_bytes(sound(path, track), sound(self.clip, track))
+                for path in (self.encoded, self.decoded):
+                    path.unlink()
+
+    def test_channels_and_their_layout_stay(self):
+        ffmpeg("-f", "lavfi", "-i", "testsrc2=size=128x96:rate=25:duration=1", "-f", "lavfi", "-i",
+               "anoisesrc=sample_rate=48000:duration=1", "-af", "pan=5.1|c0=c0|c1=c0|c2=c0|c3=c0"
+               "|c4=c0|c5=c0", "-c:v", "v210", "-c:a", "pcm_s16le", self.clip)
+        self.there_and_back()
+        for path in (self.clip, self.encoded, self.decoded):
+            track = tracks_of(path, "a")[0]
+            self.assertEqual((track["channels"], track["channel_layout"]), (6, "5.1"))
+
+    def test_languages_stay(self):
+        clip = self.path("clip.mkv")
+        ffmpeg("-f", "lavfi", "-i", "testsrc2=size=128x96:rate=25:duration=1", "-f", "lavfi", "-i",
+               "anoisesrc=sample_rate=48000:duration=1", "-map", 0, "-map", 1, "-map", 1, "-c:v",
+               "v210", "-c:a", "pcm_s16le", "-metadata:s:a:0", "language=deu", "-metadata:s:a:1",
+               "language=jpn", clip)
+        self.clip = clip
+        self.there_and_back()
+        for path in (self.encoded, self.decoded):
+            self.assertEqual([track["tags"]["language"] for track in tracks_of(path, "a")],
+                             ["deu", "jpn"])
+
+    def test_a_range_of_frames_takes_its_sound_to_the_sample(self):
+        make_movie(self.clip, rate="30000/1001", seconds=2)
+        whole = sound(self.clip)
+        parts = []
+        # 48000 * 1001 / 30000 = 1601.6 samples a frame
+        for first, last, samples in ((0, 9, 16016), (10, 10, 1602), (11, 30, 32032)):
+            self.succeed("encode", "--overwrite", "--frames", f"{first}-{last}", self.clip,
+                         self.encoded)
+            parts.append(sound(self.encoded))
+            self.assertAlmostEqual(len(parts[-1]) / 3, samples, delta=1)
+        self.assert_same_bytes(b"".join(parts), whole[:sum(map(len, parts))])
+        start = -(-11 * 48048 // 30)
+        self.assert_same_bytes(parts[-1], whole[3 * start:][:len(parts[-1])])
+
+    def test_a_range_of_a_range(self):
+        make_movie(self.clip, seconds=2)
+        self.succeed("encode", "--frames", "10-39", self.clip, self.encoded)
+        self.succeed("decode", "--frames", "5-14", self.encoded, self.decoded)
+        self.assert_same_bytes(sound(self.decoded),
+                               sound(self.clip)[3 * 15 * 1920:3 * 25 * 1920])
+
+    def test_sound_that_is_longer_or_shorter_than_the_pictures(self):
+        for seconds in ("0.3", "1.7"):
+            ffmpeg("-f", "lavfi", "-i", "testsrc2=size=128x96:rate=25:duration=1", "-f", "lavfi",
+                   "-i", f"anoisesrc=sample_rate=48000:duration={seconds}", "-c:v", "v210", "-c:a",
+                   "pcm_s24le", self.clip)
+            self.succeed("encode", "--overwrite", self.clip, self.encoded)
+            self.assert_same_bytes(sound(self.encoded), sound(self.clip))
+            self.assertEqual(probe(self.encoded)["nb_read_packets"], "25")
+
+    def test_sound_that_starts_later_still_does(self):
+        make_movie(self.clip)
+        late = self.path("late.mov")
+        ffmpeg("-i", self.clip, "-itsoffset", "0.25", "-i", self.clip, "-map", "0:v", "-map",
+               "1:a", "-c", "copy", late)
+        self.clip = late
+        self.there_and_back()
+        for path in (late, self.encoded, self.decoded):
+            self.assertAlmostEqual(float(tracks_of(path, "a")[0]["start_time"]), 0.25, places=3)
+
+    def test_tracks_are_chosen(self):
+        make_movie(self.clip, tracks=3)
+        self.succeed("encode", "--audio-tracks", "3,1", self.clip, self.encoded)
+        self.assert_same_bytes(sound(self.encoded, 0), sound(self.clip, 2))
+        self.assert_same_bytes(sound(self.encoded, 1), sound(self.clip, 0))
+        self.assertEqual(len(tracks_of(self.encoded, "a")), 2)
+        result = self.succeed("decode", "--no-audio", self.encoded, self.decoded)
+        self.assertEqual(tracks_of(self.decoded, "a"), [])
+        self.assertNotIn("note", result.stderr)
+        self.fail_with(1, ["3 sound tracks", "number 4"], "encode", "--audio-tracks", "4",
+                       self.clip, self.path("out.mov"))
+
+    def test_an_output_without_sound_is_told(self):
+        make_movie(self.clip, tracks=2)
+        self.succeed("encode", self.clip, self.encoded)
+        result = self.succeed("decode", self.encoded, self.path("out.y4m"))
+        self.assertIn(f"note: {self.encoded}: its sound is left out", result.stderr)
+
+    def test_matroska_and_material_exchange_files_take_sound(self):
+        for name, codec in (("out.mkv", "pcm_s24le"), ("out.mxf", "pcm_s16le")):
+            with self.subTest(name=name):
+                make_movie(self.clip, codec=codec)
+                self.succeed("encode", self.clip, self.path(name))
+                self.assert_same_bytes(sound(self.path(name)), sound(self.clip))
+        self.succeed("decode", self.path("out.mkv"), self.decoded)
+        self.assert_same_bytes(sound(self.decoded), sound(self.path("out.mkv")))
+
+    def test_sound_comes_through_pipes(self):
+        make_movie(self.clip, tracks=2)
+        streamable = self.path("streamable.mov")
+        ffmpeg("-i", self.clip, "-map", 0, "-c", "copy", "-movflags", "faststart", streamable)
+        piped = run("encode", "-", "-", input=streamable.read_bytes(), text=False)
+        self.assertEqual(piped.returncode, 0, piped.stderr)
+        self.encoded.write_bytes(piped.stdout)
+        self.assertEqual(probe(self.encoded)["nb_read_packets"], "25")
+        self.assert_same_bytes(sound(self.encoded, 1), sound(self.clip, 1))
+        self.succeed("decode", self.encoded, self.decoded)
+        self.assert_same_bytes(sound(self.decoded, 1), sound(self.clip, 1))
+
+
+class Timecode(ToolTest):
+    def setUp(self):
+        super().setUp()
+        self.clip, self.encoded, self.decoded = (
+            self.path(name) for name in ("clip.mov", "encoded.mov", "decoded.mov"))
+
+    def timecode(self, path):
+        return probe(path)["tags"].get("timecode")
+
+    def test_it_is_copied_there_and_back(self):
+        for rate, timecode in (("25", "10:11:12:13"), ("30000/1001", "01:00:59;28"),
+                               ("30000/1001", "01:00:59:28"), ("60000/1001", "23:59:59;58"),
+                               ("24000/1001", "00:00:00:00"), ("50", "10:00:00:49")):
+            with self.subTest(rate=rate, timecode=timecode):
+                make_movie(self.clip, "-timecode", timecode, rate=rate)
+                self.succeed("encode", "--overwrite", self.clip, self.encoded)
+                self.succeed("decode", "--overwrite", self.encoded, self.decoded)
+                self.assertEqual(self.timecode(self.clip), timecode)
+                self.assertEqual(self.timecode(self.encoded), timecode)
+                self.assertEqual(self.timecode(self.decoded), timecode)
+
+    def test_a_range_of_frames_shifts_it(self):
+        make_movie(self.clip, "-timecode", "00:00:59;20", rate="30000/1001")
+        result = self.succeed("encode", "--json", "--frames", "10-19", self.clip, self.encoded)
+        self.assertEqual(self.timecode(self.encoded), "00:01:00;02")
+        self.assertEqual(json.loads(result.stdout)["timecode"], "00:01:00;02")
+
+    def test_it_is_set(self):
+        make_movie(self.clip, "-timecode", "01:00:00:00")
+        self.succeed("encode", "--timecode", "02:00:00:05", self.clip, self.encoded)
+        self.assertEqual(self.timecode(self.encoded), "02:00:00:05")
+        self.fail_with(2, ["25:00:00:00", "00:00:00 to 23:59:59"], "encode", "--timecode",
+                       "25:00:00:00", self.clip, self.path("out.mov"))
+        self.fail_with(2, ["01:00:00;00", "drop frame is for"], "encode", "--timecode",
+                       "01:00:00;00", self.clip, self.path("out.mov"))
+
+    def test_other_containers_keep_it_or_say_that_they_do_not(self):
+        make_movie(self.clip, "-timecode", "10:11:12:13", codec="pcm_s16le")
+        for name in ("out.mkv", "out.mxf"):
+            self.succeed("encode", self.clip, self.path(name))
+            self.succeed("decode", "--overwrite", self.path(name), self.decoded)
+            self.assertEqual(self.timecode(self.decoded), "10:11:12:13", name)
+        result = self.succeed("decode", self.path("out.mkv"), self.path("out.avi"))
+        self.assertIn("cannot keep the timecode (10:11:12:13)", result.stderr)
+
+
+class OtherMetadata(ToolTest):
+    def setUp(self):
+        super().setUp()
+        self.clip, self.encoded, self.decoded = (
+            self.path(name) for name in ("clip.mov", "encoded.mov", "decoded.mov"))
+
+    def test_title_reel_and_creation_time_are_copied(self):
+        make_movie(self.clip, "-timecode", "10:00:00:00", "-metadata", "title=A title", "-metadata",
+                   "comment=A comment", "-metadata", "creation_time=2020-01-02T03:04:05Z",
+                   "-metadata:s:v", "reel_name=A001C002")
+        self.succeed("encode", self.clip, self.encoded)
+        self.succeed("decode", self.encoded, self.decoded)
+        for path in (self.encoded, self.decoded):
+            tags = file_tags(path)
+            self.assertEqual((tags["title"], tags["comment"]), ("A title", "A comment"))
+            self.assertTrue(tags["creation_time"].startswith("2020-01-02T03:04:05"))
+            self.assertEqual(tracks_of(path, "d")[0]["tags"]["reel_name"], "A001C002")
+
+    def test_compressor_and_vendor_are_ours_or_as_told(self):
+        make_v210(self.clip)
+        self.succeed("encode", self.clip, self.encoded)
+        tags = probe(self.encoded)["tags"]
+        self.assertEqual((tags["encoder"], tags["vendor_id"]), ("vix ProRes 422", "vixp"))
+        self.succeed("encode", "--overwrite", "--compressor", "Another name", "--vendor", "abcd",
+                     self.clip, self.encoded)
+        tags = probe(self.encoded)["tags"]
+        self.assertEqual((tags["encoder"], tags["vendor_id"]), ("Another name", "abcd"))
+
+    def test_labels_are_set_in_container_and_frames(self):
+        make_v210(self.clip)
+        self.succeed("encode", "--color", "bt2020-pq", "--par", "4:3", "--fields", "top", "--rate",
+                     "24", self.clip, self.encoded)
+        track = probe(self.encoded)
+        self.assertEqual((track["color_primaries"], track["color_transfer"], track["color_space"]),
+                         ("bt2020", "smpte2084", "bt2020nc"))
+        self.assertEqual((track["sample_aspect_ratio"], track["r_frame_rate"]), ("4:3", "24/1"))
+        self.assertEqual(track["field_order"], "tb")
+        header = self.encoded.read_bytes().split(b"icpf")[1][:28]
+        self.assertEqual(header[12] >> 2 & 3, 1)  # top field first
+        self.assertEqual(header[13], 0x32)  # a picture of 16:9, 24 frames a second
+        self.assertEqual(tuple(header[14:17]), (9, 16, 9))
+
+    def test_colour_that_nobody_tells_stays_unspecified_and_is_said(self):
+        make_v210(self.clip)
+        result = self.succeed("encode", self.clip, self.encoded)
+        self.assertIn("colour unspecified", result.stderr)
+        self.assertNotIn("color_primaries", probe(self.encoded))
+        self.succeed("encode", "--overwrite", "--color", "bt709", "--transfer", "hlg", self.clip,
+                     self.encoded)
+        self.assertEqual(probe(self.encoded)["color_transfer"], "arib-std-b67")

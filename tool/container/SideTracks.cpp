@@ -1,0 +1,38 @@
+// SPDX-License-Identifier: BSD-2-Clause
+#include "container/SideTracks.h"
+
+#include <new>
+
+extern "C" {
+#include <libavcodec/avcodec.h>
+#include <libavutil/dict.h>
+}
+
+namespace vixprores {
+
+int SoundTrack::SampleBytes() const {
+  // Exact where every sample has as many bits, which is so of PCM.
+  const int bits = av_get_exact_bits_per_sample(parameters->codec_id);
+  const int bytes = bits * parameters->ch_layout.nb_channels / 8;
+  const bool isWhole = bits % 8 == 0 && bytes > 0;
+  return isWhole && (parameters->block_align == 0 || parameters->block_align == bytes) ? bytes : 0;
+}
+
+std::shared_ptr<const AVCodecParameters> CopyParameters(const AVCodecParameters& parameters) {
+  const std::shared_ptr<AVCodecParameters> copy(
+      avcodec_parameters_alloc(),
+      [](AVCodecParameters* pointer) { avcodec_parameters_free(&pointer); });
+  if (!copy || avcodec_parameters_copy(copy.get(), &parameters) < 0) throw std::bad_alloc();
+  return copy;
+}
+
+Metadata ToMetadata(const AVDictionary* dictionary) {
+  Metadata metadata;
+  const AVDictionaryEntry* entry = nullptr;
+  while ((entry = av_dict_get(dictionary, "", entry, AV_DICT_IGNORE_SUFFIX)) != nullptr) {
+    metadata[entry->key] = entry->value;
+  }
+  return metadata;
+}
+
+}  // namespace vixprores
