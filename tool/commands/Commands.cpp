@@ -4,7 +4,8 @@
 namespace vixprores {
 
 std::vector<Command> AllCommands() {
-  return {MakeEncodeCommand(), MakeDecodeCommand(), MakeBenchCommand(), MakeElementsCommand()};
+  return {MakeEncodeCommand(), MakeDecodeCommand(), MakeRecoverCommand(), MakeBenchCommand(),
+          MakeElementsCommand()};
 }
 
 }  // namespace vixprores

@@ -9,6 +9,7 @@
 #include <span>
 #include <utility>
 
+#include "commandline/Values.h"
 #include "format/Encodable.h"
 #include "run/Errors.h"
 
@@ -96,12 +97,16 @@ std::shared_ptr<vix::IBuffer> Wrap(Packet packet) {
 
 }  // namespace
 
-ContainerTrack::ContainerTrack(std::unique_ptr<InputFile> file)
+ContainerTrack::ContainerTrack(std::unique_ptr<InputFile> file, Holds holds)
     : file_(std::move(file)), bytes_(*file_) {
   Open();
   ChooseTracks();
   FindMetadata();
-  ReadFirstPacket();
+  if (holds == Holds::Frames) {
+    ReadFirstPacket();
+  } else {
+    ReadStatedRate();
+  }
   FindTimecode();
 }
 
@@ -194,6 +199,18 @@ void ContainerTrack::FindMetadata() {
     const AVDictionaryEntry* reel = av_dict_get(stream->metadata, "reel_name", nullptr, 0);
     if (reel) metadata_.emplace("reel_name", reel->value);
   }
+}
+
+void ContainerTrack::ReadStatedRate() {
+  const auto stated = metadata_.find(kRateNote);
+  if (stated == metadata_.end()) throw Failure(GetName() + ": does not tell its frame rate");
+  format_.rate = ParseRate(stated->second);
+  metadata_.erase(stated);
+}
+
+std::string ContainerTrack::GetCompressor() const {
+  const AVDictionaryEntry* found = av_dict_get(stream_->metadata, "encoder", nullptr, 0);
+  return found ? found->value : std::string();
 }
 
 void ContainerTrack::FindTimecode() {

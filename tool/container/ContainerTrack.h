@@ -23,9 +23,13 @@ namespace vixprores {
 /// outlive the track.
 class ContainerTrack : public SideTracks {
  public:
+  /// DescriptionOnly: a movie without media, as it stands in front of the tagged packets of a .mov
+  /// of this program.
+  enum class Holds { Frames, DescriptionOnly };
+
   /// Refuses, with a Failure, what is no container, and one without a video track with a usable
   /// frame rate.
-  explicit ContainerTrack(std::unique_ptr<InputFile> file);
+  explicit ContainerTrack(std::unique_ptr<InputFile> file, Holds holds = Holds::Frames);
   ~ContainerTrack() override;
 
   const std::string& GetName() const { return file_->GetName(); }
@@ -39,6 +43,8 @@ class ContainerTrack : public SideTracks {
   /// Timecode of the first frame that Read() gives; none where the container has none, or one
   /// that is no label of the video's rate.
   std::optional<Timecode> GetTimecode() const { return timecode_; }
+  /// Name of the compressor in the sample description; empty = none.
+  std::string GetCompressor() const;
   /// Which of several video tracks is read, and what cannot be taken over; empty = nothing of it.
   std::string GetNote() const;
 
@@ -68,6 +74,7 @@ class ContainerTrack : public SideTracks {
   void AddSound(AVStream& stream);
   void FindMetadata();
   void FindTimecode();
+  void ReadStatedRate();
   Packet ReadAny();
   Packet ReadPacket();
   void KeepSound(Packet packet);

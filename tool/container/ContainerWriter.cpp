@@ -174,6 +174,7 @@ int WriteHeaderWith(AVFormatContext& context, const StreamFormat& video, const c
 // A movie without media that holds the tracks; empty where it cannot be made.
 std::vector<std::uint8_t> DescribeMovie(const MovieContent& content) {
   const Muxer muxer = MakeMuxer("mov", content);
+  Set(muxer->metadata, kRateNote, Describe(content.video.rate));
   // As texts too: tracks of timecode are made of media.
   if (content.timecode) Set(muxer->metadata, "timecode", content.timecode->ToText());
   const auto reel = content.metadata.find("reel_name");
@@ -284,10 +285,11 @@ void ContainerWriter::Finish() {
 
 void ContainerWriter::Check(int result) {
   bytes_.Rethrow();
-  if (result < 0) {
-    throw Failure(file_.GetName() +
-                  ": the container cannot take the video: " + ExplainLibavError(result));
-  }
+  if (result >= 0) return;
+  const char* const advice = content_.sound.empty() ? "" : "; --no-audio leaves out the sound";
+  throw Failure(file_.GetName() + ": the container cannot take " +
+                (content_.sound.empty() ? "the video: " : "the video or its sound: ") +
+                ExplainLibavError(result) + advice);
 }
 
 }  // namespace vixprores

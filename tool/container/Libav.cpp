@@ -58,7 +58,7 @@ LibavStream::LibavStream(InputFile& file) : input_(&file) {
 LibavStream::LibavStream(OutputFile& file) : output_(&file) {
   auto* const buffer = static_cast<std::uint8_t*>(av_malloc(kStreamBufferBytes));
   context_ = avio_alloc_context(buffer, kStreamBufferBytes, 1, this, nullptr, WriteCallback,
-                                SeekOutputCallback);
+                                file.IsSeekable() ? SeekOutputCallback : nullptr);
   if (!context_) throw std::bad_alloc();
 }
 

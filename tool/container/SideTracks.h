@@ -18,6 +18,10 @@ namespace vixprores {
 /// Texts by their names in the container library: "title", "language", ...
 using Metadata = std::map<std::string, std::string>;
 
+/// Under this name the description in front of tagged packets (PacketTag.h) tells the frame rate,
+/// "N" or "N/D", which a movie without frames has no place for.
+inline constexpr const char* kRateNote = "vix_rate";
+
 /// A sound track. The data of it is never looked into.
 struct SoundTrack {
   std::shared_ptr<const AVCodecParameters> parameters;

@@ -3,6 +3,7 @@
 
 #include <fcntl.h>
 #include <poll.h>
+#include <sys/mman.h>
 #include <sys/stat.h>
 #include <unistd.h>
 
@@ -26,8 +27,24 @@ namespace {
 }  // namespace
 
 InputFile::InputFile(const std::string& path)
-    : name_(path == "-" ? "standard input" : path),
-      descriptor_(path == "-" ? dup(STDIN_FILENO) : open(path.c_str(), O_RDONLY | O_CLOEXEC)) {
+    : InputFile(path == "-" ? "standard input" : path,
+                path == "-" ? dup(STDIN_FILENO) : open(path.c_str(), O_RDONLY | O_CLOEXEC)) {}
+
+std::unique_ptr<InputFile> InputFile::OverBytes(const std::string& name,
+                                                std::span<const std::uint8_t> bytes) {
+  const int descriptor = memfd_create("vixprores", MFD_CLOEXEC);
+  const bool isWritten =
+      descriptor >= 0 &&
+      write(descriptor, bytes.data(), bytes.size()) == static_cast<ssize_t>(bytes.size()) &&
+      lseek(descriptor, 0, SEEK_SET) == 0;
+  const int error = errno;
+  if (!isWritten && descriptor >= 0) close(descriptor);
+  if (!isWritten) FailWithErrno(name, error);
+  return std::unique_ptr<InputFile>(new InputFile(name, descriptor));
+}
+
+InputFile::InputFile(const std::string& name, int descriptor)
+    : name_(name), descriptor_(descriptor) {
   if (descriptor_ < 0) FailWithErrno(name_, errno);
   struct stat status {};
   const int error = fstat(descriptor_, &status) != 0 ? errno : 0;

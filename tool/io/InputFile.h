@@ -4,6 +4,7 @@
 
 #include <cstddef>
 #include <cstdint>
+#include <memory>
 #include <optional>
 #include <span>
 #include <string>
@@ -18,6 +19,9 @@ class InputFile {
  public:
   /// Opens `path`; refuses what cannot be read and directories.
   explicit InputFile(const std::string& path);
+  /// A file in memory that holds a copy of `bytes`.
+  static std::unique_ptr<InputFile> OverBytes(const std::string& name,
+                                              std::span<const std::uint8_t> bytes);
   ~InputFile();
   InputFile(const InputFile&) = delete;
   InputFile& operator=(const InputFile&) = delete;
@@ -43,6 +47,8 @@ class InputFile {
   std::int64_t GetPosition() const { return position_; }
 
  private:
+  InputFile(const std::string& name, int descriptor);
+
   void WaitForInput() const;
   std::size_t ReadFromSystem(std::span<std::uint8_t> destination);
 

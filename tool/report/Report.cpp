@@ -128,6 +128,7 @@ std::string SummaryJson(const RunReport& report) {
   }
   json["sourceBytes"] = report.sourceBytes;
   json["resultBytes"] = report.resultBytes;
+  if (report.damagedPackets > 0) json["damagedPackets"] = report.damagedPackets;
   json["seconds"] = report.seconds;
   json["framesPerSecond"] = report.FramesPerSecond();
   json["realTimeFactor"] = report.RealTimeFactor();

@@ -1,0 +1,130 @@
+// SPDX-License-Identifier: BSD-2-Clause
+#include <chrono>
+#include <cstdio>
+#include <utility>
+
+#include "commands/BindOptions.h"
+#include "commands/Commands.h"
+#include "commands/Options.h"
+#include "container/SoundCopy.h"
+#include "container/TaggedFileReader.h"
+#include "element/ElementStream.h"
+#include "format/OutputFormat.h"
+#include "io/FrameWriter.h"
+#include "report/Report.h"
+#include "run/Errors.h"
+#include "run/Interrupt.h"
+
+namespace vixprores {
+namespace {
+
+struct RecoverOptions {
+  std::string input;
+  std::string output;
+  bool overwrite = false;
+  bool json = false;
+  bool quiet = false;
+};
+
+Command Describe(RecoverOptions& options) {
+  Command command;
+  command.name = "recover";
+  command.summary = "Make a whole file of what a killed run or a full disk left";
+  command.description =
+      "A .mov that this program writes can be read at any time, also where the program, the "
+      "machine or the disk gave up: 'NAME.part-NUMBER' is the file that was being written. All "
+      "whole frames are copied, with the sound, the timecode and the metadata beside them; nothing "
+      "is encoded anew.\n\n"
+      "A whole file whose index is damaged is recovered in the same way.";
+  command.usages = {"[OPTION]... INPUT OUTPUT"};
+  command.arguments = {{"INPUT", "the file that was being written"},
+                       {"OUTPUT", "name that ends in .mov, .mkv or .mxf"}};
+  command.takeArguments = TakeWords({"INPUT", "OUTPUT"}, {options.input, options.output});
+  command.groups = {{"Run",
+                     {Flag("--overwrite", options.overwrite, "replace an existing output"),
+                      Flag("--json", options.json, "the summary as JSON"),
+                      Flag("--quiet", options.quiet, "no summary")}}};
+  command.examples = {{"vixprores recover output.mov.part-1234 output.mov", "A killed run."}};
+  return command;
+}
+
+std::shared_ptr<const vix::IVideoSample> MakeSample(const vix::IVideoInfo& info,
+                                                    std::shared_ptr<vix::IBuffer> frame,
+                                                    std::int64_t time, Rational rate) {
+  return vix::CreateVideoSample(info.GetVideoParameters(), nullptr, std::move(frame),
+                                {{time, time + 1, rate}}, {});
+}
+
+void Copy(TaggedFileReader& reader, FrameWriter& writer, RunReport& report) {
+  const auto info = DescribeStream(reader.GetFormat());
+  SoundCopy sound(reader.GetSideTracks(), std::nullopt);
+  while (auto frame = reader.Read()) {
+    if (InterruptRequested()) throw Interrupted();
+    for (SoundPacket& packet : sound.Take()) writer.WriteSound(std::move(packet));
+    report.resultBytes += frame->GetSize();
+    ++report.frames;
+    writer.Write(
+        MakeSample(*info, std::move(frame), reader.GetFrameTime(), reader.GetFormat().rate));
+  }
+  for (SoundPacket& packet : sound.TakeRest()) writer.WriteSound(std::move(packet));
+}
+
+std::unique_ptr<TaggedFileReader> Open(const std::string& path) {
+  auto file = std::make_unique<InputFile>(path);
+  if (!TaggedFileReader::CanRead(*file)) {
+    throw Failure(file->GetName() + ": is no .mov that this program began to write");
+  }
+  return std::make_unique<TaggedFileReader>(std::move(file));
+}
+
+void Recover(const RecoverOptions& options, RunReport& report) {
+  const auto start = std::chrono::steady_clock::now();
+  const OutputFormat& output = FindProResOutput(options.output);
+  const auto reader = Open(options.input);
+  if (reader->ReadsFrom(options.output)) {
+    throw Failure(options.output + ": is the input itself; name another output");
+  }
+  const SideTracks& side = *reader->GetSideTracks();
+  const MovieContent content{reader->GetFormat(), reader->GetTimecode(), side.GetSound(),
+                             side.GetMetadata(), reader->GetCompressor()};
+  report.source = report.result = content.video;
+  report.soundTracks = content.sound.size();
+  if (content.timecode) report.timecode = content.timecode->ToText();
+  OutputFile file(options.output, options.overwrite);
+  const auto writer = MakeFrameWriter(file, output, content);
+  Copy(*reader, *writer, report);
+  if (report.frames == 0) throw Failure(reader->GetName() + ": holds no whole frame");
+  writer->Finish();
+  file.Commit();
+  report.status = RunReport::Status::Done;
+  report.output = options.output;
+  report.outputBytes = file.GetSize();
+  report.damagedPackets = reader->CountDamaged();
+  report.seconds = std::chrono::duration<double>(std::chrono::steady_clock::now() - start).count();
+}
+
+int Run(const RecoverOptions& options) {
+  SetUpMessages({});
+  RunReport report;
+  report.command = "recover";
+  report.input = options.input;
+  Recover(options, report);
+  if (report.damagedPackets > 0) {
+    std::fprintf(stderr, "vixprores: note: %s: %lld damaged packets were left out\n",
+                 options.input.c_str(), static_cast<long long>(report.damagedPackets));
+  }
+  if (options.json) {
+    std::fprintf(options.output == "-" ? stderr : stdout, "%s\n", SummaryJson(report).c_str());
+  } else if (!options.quiet) {
+    std::fprintf(stderr, "%s\n", SummaryLine(report).c_str());
+  }
+  return kExitDone;
+}
+
+}  // namespace
+
+Command MakeRecoverCommand() {
+  return BindOptions(Describe, Run);
+}
+
+}  // namespace vixprores

@@ -1,0 +1,71 @@
+// SPDX-License-Identifier: BSD-2-Clause
+#ifndef TOOL_CONTAINER_TAGGEDFILEREADER_H
+#define TOOL_CONTAINER_TAGGEDFILEREADER_H
+
+#include <memory>
+#include <optional>
+#include <vector>
+
+#include "container/PacketTag.h"
+#include "container/SideTracks.h"
+#include "io/FrameReader.h"
+#include "io/InputFile.h"
+
+namespace vixprores {
+
+/// Reads a .mov of this program by its packet tags alone, without an index: what a run left that
+/// was killed, or a file whose index is damaged. Packets that are not what was written, and what
+/// is cut off at the end, are left out and counted.
+class TaggedFileReader : public FrameReader, private SideTracks {
+ public:
+  /// True when the file can be gone back in and its first tag, with the description of the tracks,
+  /// is there.
+  static bool CanRead(InputFile& file);
+
+  /// Refuses, with a Failure, what CanRead() does not find readable.
+  explicit TaggedFileReader(std::unique_ptr<InputFile> file);
+
+  const StreamFormat& GetFormat() const override { return format_; }
+  const std::string& GetName() const override { return file_->GetName(); }
+  std::optional<std::int64_t> GetFrameCount() const override { return std::nullopt; }
+  bool ReadsFrom(const std::string& path) const override { return file_->IsSameFile(path); }
+  std::optional<Timecode> GetTimecode() const override { return timecode_; }
+  std::optional<std::int64_t> GetFrameOffset() const override { return offset_; }
+  SideTracks* GetSideTracks() override { return this; }
+  std::shared_ptr<vix::IBuffer> Read() override;
+
+  /// Time of the frame that Read() gave last, in frames: those that are lost are counted.
+  std::int64_t GetFrameTime() const { return time_; }
+  /// Packets that were passed over because they are damaged.
+  std::int64_t CountDamaged() const { return damaged_; }
+  /// Name of the compressor and code of the vendor that the file was written with.
+  const std::string& GetCompressor() const { return compressor_; }
+
+ private:
+  const std::vector<SoundTrack>& GetSound() const override { return sound_; }
+  void SelectSound(const std::vector<std::size_t>& places) override;
+  const Metadata& GetMetadata() const override { return metadata_; }
+  std::vector<SoundPacket> TakeSound() override;
+  std::vector<SoundPacket> ReadSoundUntil(std::int64_t time, AVRational tick) override;
+
+  void ReadDescription();
+  std::optional<PacketTag> NextTag();
+  bool ReadPacket(const PacketTag& tag, std::span<std::uint8_t> bytes);
+  void KeepSound(const PacketTag& tag);
+
+  std::unique_ptr<InputFile> file_;
+  StreamFormat format_;
+  std::optional<Timecode> timecode_;
+  std::string compressor_;
+  std::vector<SoundTrack> sound_;
+  std::vector<std::size_t> placeOf_;  ///< in sound_, by the place in the file; SIZE_MAX = not taken
+  std::vector<SoundPacket> waiting_;
+  Metadata metadata_;
+  std::optional<std::int64_t> offset_;
+  std::int64_t time_ = 0;
+  std::int64_t damaged_ = 0;
+};
+
+}  // namespace vixprores
+
+#endif  // TOOL_CONTAINER_TAGGEDFILEREADER_H
