@@ -110,7 +110,7 @@ int Run(const RecoverOptions& options) {
   report.input = options.input;
   Recover(options, report);
   if (report.damagedPackets > 0) {
-    std::fprintf(stderr, "vixprores: note: %s: %lld damaged packets were left out\n",
+    std::fprintf(stderr, "vixprores: note: %s: damaged packets that were left out: %lld\n",
                  options.input.c_str(), static_cast<long long>(report.damagedPackets));
   }
   if (options.json) {

@@ -121,7 +121,7 @@ class Run {
         elements_(plan.makeElement, plan.source, ShareThreads(options.threads, total_)),
         file_(options.output, options.overwrite),
         writer_(MakeFrameWriter(file_, plan.output, plan.content)),
-        progress_(!options.quiet),
+        progress_(options.quiet ? ProgressKind::None : options.progress),
         report_(report),
         start_(steady_clock::now()) {}
 
@@ -260,7 +260,7 @@ class Run {
   ElementTeam elements_;
   OutputFile file_;
   std::unique_ptr<FrameWriter> writer_;
-  ProgressLine progress_;
+  Progress progress_;
   RunReport& report_;
   std::int64_t framesRead_ = 0;  // those in front of the range included
   steady_clock::time_point start_;

@@ -9,6 +9,7 @@
 #include "commandline/Values.h"
 #include "commands/Options.h"
 #include "io/FrameReader.h"
+#include "report/Report.h"
 
 namespace vixprores {
 
@@ -20,7 +21,8 @@ struct TranscodeOptions : HostOptions, MachineOptions {
   bool noAudio = false;
   std::optional<std::vector<std::size_t>> audioTracks;  ///< places from 0; none = all
   bool overwrite = false;
-  bool json = false;   ///< the summary as JSON
+  bool json = false;  ///< the summary as JSON
+  ProgressKind progress = ProgressKind::Line;
   bool quiet = false;  ///< neither progress nor summary nor notes
 };
 

@@ -1,6 +1,7 @@
 // SPDX-License-Identifier: BSD-2-Clause
 #include "report/Report.h"
 
+#include <sys/ioctl.h>
 #include <unistd.h>
 
 #include <cmath>
@@ -149,19 +150,51 @@ std::string ProgressText(const RunReport& report, std::optional<std::int64_t> to
   return text;
 }
 
-ProgressLine::ProgressLine(bool enabled)
-    : enabled_(enabled && isatty(STDERR_FILENO) != 0), nextUpdate_(steady_clock::now()) {}
+std::string ProgressJson(const RunReport& report, std::optional<std::int64_t> total) {
+  nlohmann::ordered_json json;
+  json["frames"] = report.frames;
+  if (total) json["total"] = *total;
+  json["seconds"] = report.seconds;
+  json["framesPerSecond"] = report.FramesPerSecond();
+  json["realTimeFactor"] = report.RealTimeFactor();
+  json["megabitsPerSecond"] = report.MegabitsPerSecond();
+  return json.dump();
+}
 
-ProgressLine::~ProgressLine() {
+namespace {
+
+// Asked for each time: the window may have been resized, and a line that wraps cannot be cleared.
+std::size_t TerminalColumns() {
+  constexpr std::size_t kUsual = 80;
+  winsize size{};
+  const bool isKnown = ioctl(STDERR_FILENO, TIOCGWINSZ, &size) == 0 && size.ws_col > 0;
+  return isKnown ? size.ws_col : kUsual;
+}
+
+}  // namespace
+
+Progress::Progress(ProgressKind kind) : kind_(kind), nextUpdate_(steady_clock::now()) {
+  const bool isTerminal = isatty(STDERR_FILENO) != 0;
+  if (kind_ == ProgressKind::Line && !isTerminal) kind_ = ProgressKind::None;
+}
+
+Progress::~Progress() {
   if (shown_) std::fputs("\r\033[K", stderr);
 }
 
-void ProgressLine::Update(const RunReport& report, std::optional<std::int64_t> total) {
+void Progress::Update(const RunReport& report, std::optional<std::int64_t> total) {
   const auto now = steady_clock::now();
-  if (!enabled_ || now < nextUpdate_) return;
+  // The last frame is always told, where it is known to be.
+  const bool isLast = kind_ == ProgressKind::Json && total && report.frames == *total;
+  if (kind_ == ProgressKind::None || (now < nextUpdate_ && !isLast)) return;
   nextUpdate_ = now + kUpdateInterval;
+  if (kind_ == ProgressKind::Json) {
+    std::fprintf(stderr, "%s\n", ProgressJson(report, total).c_str());
+    return;
+  }
   shown_ = true;
-  std::fprintf(stderr, "\r\033[K%s", ProgressText(report, total).c_str());
+  const std::string text = ProgressText(report, total).substr(0, TerminalColumns() - 1);
+  std::fprintf(stderr, "\r\033[K%s", text.c_str());
   std::fflush(stderr);
 }
 

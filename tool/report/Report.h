@@ -46,27 +46,32 @@ std::string SummaryLine(const RunReport& report);
 /// The summary as one JSON object, without a newline.
 std::string SummaryJson(const RunReport& report);
 
-/// The line on a terminal that tells how far a run is. Nothing is ever printed where standard
-/// error is no terminal.
-class ProgressLine {
+/// How a run tells how far it is.
+enum class ProgressKind { None, Line, Json };
+
+/// Tells on standard error how far a run is: by a line that is drawn anew, where standard error is
+/// a terminal, or by lines of JSON.
+class Progress {
  public:
-  explicit ProgressLine(bool enabled);
+  explicit Progress(ProgressKind kind);
   /// Clears the line.
-  ~ProgressLine();
-  ProgressLine(const ProgressLine&) = delete;
-  ProgressLine& operator=(const ProgressLine&) = delete;
+  ~Progress();
+  Progress(const Progress&) = delete;
+  Progress& operator=(const Progress&) = delete;
 
   /// Shows the state of a run of `total` frames (none = unknown), a few times a second at most.
   void Update(const RunReport& report, std::optional<std::int64_t> total);
 
  private:
-  bool enabled_;
+  ProgressKind kind_;
   bool shown_ = false;
   std::chrono::steady_clock::time_point nextUpdate_;
 };
 
 /// The progress line's text.
 std::string ProgressText(const RunReport& report, std::optional<std::int64_t> total);
+/// One line of JSON, without its newline.
+std::string ProgressJson(const RunReport& report, std::optional<std::int64_t> total);
 
 }  // namespace vixprores
 

@@ -1,0 +1,169 @@
+# SPDX-License-Identifier: BSD-2-Clause
+"""What is left where a run is killed or the disk gets full, and what is made of it."""
+import json
+import os
+import random
+import signal
+import subprocess
+import threading
+import time
+import unittest
+
+from sound_test import make_movie, sound, tracks_of
+from tool import PROGRAM, TIMEOUT, ToolTest, ffmpeg, frame_bytes, planes, probe, run
+
+KILLS = 50
+
+
+def feed(pipe, data):
+    """Writes to a program that may be gone at any moment."""
+    try:
+        pipe.write(data)
+        pipe.close()
+    except BrokenPipeError:
+        pass
+
+
+class Killed(ToolTest):
+    """A run that is killed loses less than a second of what it had told of."""
+
+    def setUp(self):
+        super().setUp()
+        self.clip, self.whole, self.out = (
+            self.path(name) for name in ("clip.mov", "whole.mov", "out.mov"))
+        make_movie(self.clip, "-timecode", "00:00:59;20", tracks=2, seconds=2, rate="30000/1001")
+        self.succeed("encode", self.clip, self.whole)
+
+    def kill(self, piped, moment):
+        """Kills a run that is fed a part of its input, some time after it has told of its first
+        frame; returns its work file and the number of frames that it has told of."""
+        process = subprocess.Popen(
+            [PROGRAM, "encode", "--overwrite", "--progress", "json", "--threads",
+             str(moment.randint(1, 3)), "-", self.out], stdin=subprocess.PIPE,
+            stderr=subprocess.PIPE)
+        self.addCleanup(process.kill)
+        # What is kept back makes sure that the run does not end by itself.
+        frame = frame_bytes("V210", 128, 96)
+        fed = len(piped) - moment.randint(3, 40) * frame
+        feeder = threading.Thread(target=feed, args=(process.stdin, piped[:fed]))
+        feeder.start()
+        told = [process.stderr.readline()]
+        time.sleep(moment.uniform(0, 0.05))
+        process.send_signal(signal.SIGKILL)
+        feeder.join()
+        told += process.stderr.readlines()
+        process.stderr.close()
+        process.wait(TIMEOUT)
+        work, = self.folder.glob("out.mov.part-*")
+        return work, max(json.loads(line)["frames"] for line in told if line.startswith(b"{"))
+
+    def test_every_kill_can_be_recovered(self):
+        pictures = planes(self.whole)
+        tracks = [sound(self.whole, track) for track in (0, 1)]
+        size = len(pictures) // 60
+        piped = self.path("piped.mov")
+        ffmpeg("-i", self.clip, "-map", "0:v", "-map", "0:a", "-c", "copy", "-movflags",
+               "faststart", piped)
+        moment = random.Random(5)
+        for kill in range(KILLS):
+            with self.subTest(kill=kill):
+                work, told = self.kill(piped.read_bytes(), moment)
+                self.succeed("recover", "--overwrite", work, self.out)
+                kept = int(probe(self.out)["nb_read_packets"])
+                self.assertGreaterEqual(kept, told)
+                if kill < 5:  # the rest would only be slow
+                    self.assert_same_bytes(planes(self.out), pictures[:size * kept])
+                    for track in (0, 1):
+                        part = sound(self.out, track)
+                        self.assert_same_bytes(part, tracks[track][:len(part)])
+                        self.assertGreaterEqual(len(part) / 3 / 48000, kept * 1.001 / 30 - 1)
+                    self.assertEqual(probe(self.out)["tags"]["timecode"], "00:00:59;20")
+                work.unlink()
+
+    def test_a_cut_at_any_place_loses_no_whole_frame(self):
+        data = self.whole.read_bytes()
+        frames = data.count(b"icpf")
+        cut = self.path("cut.mov")
+        for length in random.Random(1).sample(range(8000, len(data)), 20) + [len(data)]:
+            cut.write_bytes(data[:length])
+            result = run("recover", "--json", "--overwrite", cut, self.out)
+            begun = data[:length].count(b"icpf")
+            if begun < 2:
+                continue
+            self.assertEqual(result.returncode, 0, result.stderr)
+            kept = json.loads(result.stdout)["frames"]
+            self.assertIn(kept, (begun - 1, begun))
+        self.assertEqual(kept, frames)
+
+
+class WholeFiles(ToolTest):
+    def setUp(self):
+        super().setUp()
+        self.clip, self.whole, self.out = (
+            self.path(name) for name in ("clip.mov", "whole.mov", "out.mov"))
+        make_movie(self.clip, "-timecode", "10:00:00:00", "-metadata", "title=A title", tracks=2)
+        self.succeed("encode", "--color", "bt2020-hlg", "--par", "4:3", "--fields", "top",
+                     "--compressor", "Name", self.clip, self.whole)
+
+    def test_recovering_a_whole_file_gives_the_same_file(self):
+        self.succeed("recover", self.whole, self.out)
+        self.assert_same_bytes(self.out.read_bytes(), self.whole.read_bytes())
+
+    def test_a_damaged_index_does_not_matter(self):
+        data = bytearray(self.whole.read_bytes())
+        index = data.rindex(b"moov")
+        data[index:] = os.urandom(len(data) - index)
+        broken = self.path("broken.mov")
+        broken.write_bytes(data)
+        self.succeed("recover", broken, self.out)
+        self.assert_same_bytes(self.out.read_bytes(), self.whole.read_bytes())
+
+    def test_damaged_frames_are_left_out_and_told(self):
+        data = bytearray(self.whole.read_bytes())
+        position = -1
+        for _ in range(5):
+            position = data.index(b"icpf", position + 1)
+        data[position + 100] ^= 1
+        broken = self.path("broken.mov")
+        broken.write_bytes(data)
+        result = self.succeed("recover", "--json", broken, self.out)
+        report = json.loads(result.stdout)
+        self.assertEqual((report["frames"], report["damagedPackets"]), (24, 1))
+        self.assertIn("damaged packets that were left out: 1", result.stderr)
+        # The frames behind it keep their places in time.
+        self.assertEqual(float(probe(self.out)["duration"]), 1)
+
+    def test_what_is_no_file_of_ours_is_refused(self):
+        self.fail_with(1, [self.clip, "is no .mov that this program began to write"], "recover",
+                       self.clip, self.out)
+        empty = self.path("empty.mov")
+        empty.write_bytes(b"")
+        self.fail_with(1, [empty], "recover", empty, self.out)
+        self.fail_with(1, ["is the input itself"], "recover", "--overwrite", self.whole,
+                       self.whole)
+
+
+class FullDisk(ToolTest):
+    def test_what_was_written_can_be_recovered(self):
+        disk, clip = self.path("disk"), self.path("clip.mov")
+        disk.mkdir()
+        mounted = subprocess.run(["mount", "-t", "tmpfs", "-o", "size=256k", "tmpfs", disk],
+                                 capture_output=True)
+        if mounted.returncode != 0:
+            raise unittest.SkipTest("only root can make a small disk")
+        self.addCleanup(subprocess.run, ["umount", disk])
+        make_movie(clip, "-timecode", "10:00:00:00", seconds=2)
+        result = run("encode", "--json", clip, disk / "out.mov")
+        self.assertEqual(result.returncode, 1)
+        self.assertIn("No space left on device", result.stderr)
+        self.assertIn("vixprores recover", result.stderr)
+        work, = disk.iterdir()
+        out = self.path("out.mov")
+        self.succeed("recover", work, out)
+        kept = int(probe(out)["nb_read_packets"])
+        self.assertEqual(kept, json.loads(result.stdout)["frames"])
+        self.assertGreater(kept, 10)
+        self.assertLess(kept, 50)
+        part = sound(out)
+        self.assert_same_bytes(part, sound(clip)[:len(part)])
+        self.assertEqual(len(tracks_of(out, "d")), 1)
