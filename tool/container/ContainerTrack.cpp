@@ -219,7 +219,13 @@ void ContainerTrack::FindTimecode() {
   for (unsigned i = 0; !found && i < context_->nb_streams; ++i) {
     found = av_dict_get(context_->streams[i]->metadata, "timecode", nullptr, 0);
   }
-  if (!found) return;
+  if (!found) {
+    const auto tracks = std::span(context_->streams, context_->nb_streams);
+    isTimecodeUnread_ = std::ranges::any_of(tracks, [](const AVStream* stream) {
+      return stream->codecpar->codec_tag == vix::MakeFourCC("tmcd");
+    });
+    return;
+  }
   timecode_ = Timecode::Find(found->value, format_.rate);
   if (!timecode_) unusedTimecode_ = found->value;
 }
@@ -233,6 +239,9 @@ std::string ContainerTrack::GetNote() const {
   if (!unusedTimecode_.empty()) {
     notes.push_back("its timecode '" + unusedTimecode_ + "' is none of " + Describe(format_.rate) +
                     " frames per second and is left out");
+  }
+  if (isTimecodeUnread_) {
+    notes.emplace_back("its timecode cannot be read, which on a pipe is so; --timecode sets one");
   }
   std::string text;
   for (const std::string& note : notes) text += (text.empty() ? GetName() + ": " : "; ") + note;

@@ -99,6 +99,7 @@ class ContainerTrack : public SideTracks {
   std::vector<SoundPacket> waiting_;        ///< sound that was met and not taken yet
   Metadata metadata_;
   std::optional<Timecode> timecode_;
+  bool isTimecodeUnread_ = false;
   std::string unusedTimecode_;                   ///< a text that is no timecode of the video
   std::optional<std::int64_t> announcedFrames_;  ///< those that an edit list hides included
   std::int64_t hiddenFrames_ = 0;                ///< met so far

@@ -1,5 +1,6 @@
 # SPDX-License-Identifier: BSD-2-Clause
 """What is left where a run is killed or the disk gets full, and what is made of it."""
+import contextlib
 import json
 import os
 import random
@@ -19,7 +20,7 @@ def feed(pipe, data):
     """Writes to a program that may be gone at any moment."""
     try:
         pipe.write(data)
-        pipe.close()
+        pipe.flush()
     except BrokenPipeError:
         pass
 
@@ -38,8 +39,8 @@ class Killed(ToolTest):
         """Kills a run that is fed a part of its input, some time after it has told of its first
         frame; returns its work file and the number of frames that it has told of."""
         process = subprocess.Popen(
-            [PROGRAM, "encode", "--overwrite", "--progress", "json", "--threads",
-             str(moment.randint(1, 3)), "-", self.out], stdin=subprocess.PIPE,
+            [PROGRAM, "encode", "--overwrite", "--progress", "json", "--timecode",
+             "00:00:59;20", "--threads", str(moment.randint(1, 3)), "-", self.out], stdin=subprocess.PIPE,
             stderr=subprocess.PIPE)
         self.addCleanup(process.kill)
         # What is kept back makes sure that the run does not end by itself.
@@ -48,9 +49,13 @@ class Killed(ToolTest):
         feeder = threading.Thread(target=feed, args=(process.stdin, piped[:fed]))
         feeder.start()
         told = [process.stderr.readline()]
+        while not told[-1].startswith(b"{"):  # behind notes
+            told.append(process.stderr.readline())
         time.sleep(moment.uniform(0, 0.05))
         process.send_signal(signal.SIGKILL)
         feeder.join()
+        with contextlib.suppress(BrokenPipeError):
+            process.stdin.close()
         told += process.stderr.readlines()
         process.stderr.close()
         process.wait(TIMEOUT)
