@@ -57,9 +57,9 @@ std::string Options(const Command& command) {
       widest = std::max(widest, OptionUsage(option).size());
     }
   }
-  std::string text;
+  std::string text = "\n";
   for (const auto& group : command.groups) {
-    text += "\n" + group.title + ":\n";
+    text += group.title + ":\n";
     for (const auto& option : group.options) {
       text += Entry(OptionUsage(option), option.brief, IndentOf(widest));
     }
@@ -98,7 +98,7 @@ std::string CommandHelp(const Command& command) {
             usage + "\n";
   }
   text += command.summary + "\n" + Arguments(command) + Options(command);
-  if (!command.examples.empty()) text += "\nExamples:\n";
+  if (!command.examples.empty()) text += "Examples:\n";
   for (const Example& example : command.examples) text += "  " + example.line + "\n";
   return text;
 }

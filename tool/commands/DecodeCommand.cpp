@@ -55,7 +55,9 @@ void Decode(const DecodeOptions& options, RunReport& report) {
 }
 
 int RunDecode(const DecodeOptions& options) {
-  return RunReported(options, "decode", [&options](RunReport& report) { Decode(options, report); });
+  return RunReported(options, "decode", [&options](const BatchItem& item, RunReport& report) {
+    Decode(ForItem(options, item), report);
+  });
 }
 
 }  // namespace

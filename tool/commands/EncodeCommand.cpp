@@ -45,7 +45,9 @@ void Encode(const EncodeOptions& options, RunReport& report) {
 }
 
 int RunEncode(const EncodeOptions& options) {
-  return RunReported(options, "encode", [&options](RunReport& report) { Encode(options, report); });
+  return RunReported(options, "encode", [&options](const BatchItem& item, RunReport& report) {
+    Encode(ForItem(options, item), report);
+  });
 }
 
 }  // namespace

@@ -133,7 +133,8 @@ class Run {
     stages.write = [this](Frame& frame, const std::exception_ptr& failure) {
       Write(frame, failure);
     };
-    stages.stopReading = RequestInterrupt;
+    // Only a pipe can keep a reader waiting, and several inputs are files.
+    if (!options_.isOfMany) stages.stopReading = RequestInterrupt;
     try {
       OrderedPipeline<Frame>(stages, elements_.GetSize(), elements_.GetMostInFlight()).Run();
       return true;
@@ -298,18 +299,15 @@ void Transcode(const TranscodeOptions& options, TranscodePlan plan, RunReport& r
   }
 }
 
-int RunReported(const TranscodeOptions& options, const char* command,
-                const std::function<void(RunReport&)>& work) {
-  SetUpMessages(options);
+namespace {
+
+int RunAlone(const TranscodeOptions& options, const char* command,
+             const std::function<void(const BatchItem&, RunReport&)>& work) {
   RunReport report;
   report.command = command;
   report.input = options.input;
-  // Outside: an exception of the plug-in needs the plug-in's code until it is dealt with.
-  std::shared_ptr<vix::IPlugin> plugin;
   try {
-    if (options.cpu) SetCpuLevel(*options.cpu);
-    plugin = LoadProResPlugin(options.plugin);
-    work(report);
+    work({options.input, options.output}, report);
   } catch (const UsageError&) {
     throw;
   } catch (const std::bad_alloc&) {
@@ -320,6 +318,17 @@ int RunReported(const TranscodeOptions& options, const char* command,
   if (!report.message.empty()) PrintError(report.message);
   PrintSummary(options, report);
   return report.status == RunReport::Status::Done ? kExitDone : kExitFailed;
+}
+
+}  // namespace
+
+int RunReported(const TranscodeOptions& options, const char* command,
+                const std::function<void(const BatchItem&, RunReport&)>& work) {
+  SetUpMessages(options);
+  if (options.cpu) SetCpuLevel(*options.cpu);
+  // Outside: an exception of the plug-in needs the plug-in's code until it is dealt with.
+  const auto plugin = LoadProResPlugin(options.plugin);
+  return options.outputDir ? RunBatch(options, command, work) : RunAlone(options, command, work);
 }
 
 }  // namespace vixprores

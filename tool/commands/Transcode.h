@@ -7,6 +7,7 @@
 #include <string>
 #include <vector>
 
+#include "commands/Batch.h"
 #include "commands/TranscodeOptions.h"
 #include "container/MovieContent.h"
 #include "element/ElementTeam.h"
@@ -34,10 +35,11 @@ struct TranscodePlan {
 /// @throws Failure, VIXRuntimeError where nothing was written
 void Transcode(const TranscodeOptions& options, TranscodePlan plan, RunReport& report);
 
-/// Loads the plug-in, does `work`, and tells the user how it went: its report says how far it came,
-/// also when it throws. Returns the exit code.
+/// Loads the plug-in, does `work` for the input of the options, or for each of several, and tells
+/// the user how it went: the report says how far it came, also when it throws. Returns the exit
+/// code.
 int RunReported(const TranscodeOptions& options, const char* command,
-                const std::function<void(RunReport&)>& work);
+                const std::function<void(const BatchItem&, RunReport&)>& work);
 
 }  // namespace vixprores
 

@@ -13,6 +13,7 @@ namespace vixprores {
 namespace {
 
 constexpr std::int64_t kMostTracks = 1000;
+constexpr int kMostJobs = 64;
 
 // The options of a headless input as they stand on the command line.
 struct HeadlessOptions {
@@ -103,6 +104,36 @@ std::vector<std::size_t> ParseTrackList(const std::string& text) {
   return places;
 }
 
+OptionGroup BatchGroup(TranscodeOptions& options) {
+  Option folder =
+      Text("--output-dir", "DIR", options.outputDir, "where they go; what is there is not redone");
+  folder.completion = Completion::Folder;
+  folder.details =
+      "An output has its name only once it is complete, so that a run that was stopped is gone on "
+      "with by giving it again. --overwrite makes all anew.";
+  Option name{"--name", "PATTERN", "of their names; {name}.mov when not given",
+              [&options](const std::string& text) { options.namePattern = text; }};
+  name.details =
+      "{name} stands for the input's name without its extension, {number} for its place, from 1.";
+  Option jobs = Number("--jobs", options.jobs, 1, kMostJobs, "inputs side by side");
+  jobs.details =
+      "They share the processors, unless --threads gives the threads of each. As frames of one "
+      "input "
+      "are worked on side by side already, this pays where inputs are short or slow to read.";
+  return {"Several inputs", {folder, name, jobs}};
+}
+
+// Two words, or where there is an output folder any number of inputs.
+std::function<void(const std::vector<std::string>&)> TakeFiles(TranscodeOptions& options) {
+  return [&options, take = TakeWords({"INPUT", "OUTPUT"}, {options.input, options.output})](
+             const std::vector<std::string>& words) {
+    if (!options.outputDir) return take(words);
+    if (words.empty()) throw UsageError("INPUT is missing");
+    options.inputs = words;
+    options.isOfMany = true;
+  };
+}
+
 OptionGroup SoundGroup(TranscodeOptions& options) {
   Option tracks{
       "--audio-tracks", "LIST", "only these, in this order: 2,1",
@@ -149,13 +180,12 @@ Command DescribeEncode(EncodeOptions& options) {
   command.description =
       "Reads a container (mov, avi, mxf, mkv, nut) with V210 or UYVY video, Y4M (4:2:2, 8 or 10 "
       "bits), or headless frames, and writes ProRes.";
-  command.usages = {"[OPTION]... INPUT OUTPUT"};
+  command.usages = {"[OPTION]... INPUT OUTPUT", "[OPTION]... --output-dir DIR INPUT..."};
   command.arguments = {
       {"INPUT", "mov, avi, mxf, mkv, nut, y4m or frames; - for standard input"},
       {"OUTPUT", "name that ends in .mov, .mkv or .mxf; - for a .mov on standard output"}};
   command.takeArguments = [&options, headless,
-                           take = TakeWords({"INPUT", "OUTPUT"}, {options.input, options.output})](
-                              const std::vector<std::string>& words) {
+                           take = TakeFiles(options)](const std::vector<std::string>& words) {
     take(words);
     options.headless = ToHeadlessFormat(*headless, options.overrides);
   };
@@ -163,6 +193,7 @@ Command DescribeEncode(EncodeOptions& options) {
                     LabelsGroup(options),
                     SoundGroup(options),
                     HeadlessGroup(*headless),
+                    BatchGroup(options),
                     RunGroup(options),
                     MachineGroup(options, options)};
   command.examples = {
@@ -181,17 +212,18 @@ Command DescribeDecode(DecodeOptions& options) {
   command.summary = "Decode ProRes to uncompressed 4:2:2 video";
   command.description =
       "Reads a container with a ProRes track and writes a container, Y4M, or headless frames.";
-  command.usages = {"[OPTION]... INPUT OUTPUT"};
+  command.usages = {"[OPTION]... INPUT OUTPUT", "[OPTION]... --output-dir DIR INPUT..."};
   command.arguments = {
       {"INPUT", "container with a ProRes track; - for standard input"},
       {"OUTPUT", "name that ends in .mov, .avi, .nut or .y4m; else headless frames"}};
-  command.takeArguments = TakeWords({"INPUT", "OUTPUT"}, {options.input, options.output});
+  command.takeArguments = TakeFiles(options);
   Option fourcc = FourCCOption(options.fourcc);
   fourcc.brief += "; V210 when not given";
   command.groups = {{"Decoding",
                      {fourcc, Flag("--skip-field", options.skipField,
                                    "only the first field of interlaced frames")}},
                     SoundGroup(options),
+                    BatchGroup(options),
                     RunGroup(options),
                     MachineGroup(options, options)};
   command.examples = {

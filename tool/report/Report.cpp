@@ -4,6 +4,7 @@
 #include <sys/ioctl.h>
 #include <unistd.h>
 
+#include <algorithm>
 #include <cmath>
 #include <cstdio>
 #include <nlohmann/json.hpp>
@@ -56,6 +57,8 @@ const char* ToWord(RunReport::Status status) {
   switch (status) {
     case RunReport::Status::Done:
       return "done";
+    case RunReport::Status::Skipped:
+      return "skipped";
     case RunReport::Status::Interrupted:
       return "interrupted";
     default:
@@ -102,7 +105,9 @@ std::string SummaryLine(const RunReport& report) {
          Fixed(report.RealTimeFactor(), 2) + "x real time)";
 }
 
-std::string SummaryJson(const RunReport& report) {
+namespace {
+
+nlohmann::ordered_json ToJson(const RunReport& report) {
   nlohmann::ordered_json json;
   json["command"] = report.command;
   json["status"] = ToWord(report.status);
@@ -134,8 +139,54 @@ std::string SummaryJson(const RunReport& report) {
   json["framesPerSecond"] = report.FramesPerSecond();
   json["realTimeFactor"] = report.RealTimeFactor();
   json["megabitsPerSecond"] = report.MegabitsPerSecond();
-  // File names need not be UTF-8, JSON texts must be.
+  return json;
+}
+
+// File names need not be UTF-8, JSON texts must be.
+std::string Dump(const nlohmann::ordered_json& json) {
   return json.dump(-1, ' ', false, nlohmann::ordered_json::error_handler_t::replace);
+}
+
+std::string TableRow(const std::string& status, std::int64_t frames, std::int64_t bytes,
+                     double framesPerSecond, const std::string& input) {
+  constexpr std::size_t kStatus = 13;
+  const auto right = [](const std::string& text, std::size_t width) {
+    return std::string(width - std::min(width, text.size()), ' ') + text;
+  };
+  return status + std::string(kStatus - status.size(), ' ') + right(std::to_string(frames), 9) +
+         right(Fixed(static_cast<double>(bytes) / 1e6, 1), 12) +
+         right(Fixed(framesPerSecond, 1), 9) + "  " + input + "\n";
+}
+
+}  // namespace
+
+std::string SummaryJson(const RunReport& report) {
+  return Dump(ToJson(report));
+}
+
+std::string BatchJson(const std::vector<RunReport>& reports) {
+  auto json = nlohmann::ordered_json::array();
+  for (const RunReport& report : reports) json.push_back(ToJson(report));
+  return Dump(json);
+}
+
+std::string BatchTable(const std::vector<RunReport>& reports) {
+  std::string text = "status          frames          MB      fps  input\n";
+  std::int64_t frames = 0;
+  std::int64_t bytes = 0;
+  std::size_t there = 0;
+  for (const RunReport& report : reports) {
+    text += TableRow(ToWord(report.status), report.frames, report.outputBytes,
+                     report.FramesPerSecond(), report.input);
+    frames += report.frames;
+    bytes += report.outputBytes;
+    const bool isThere =
+        report.status == RunReport::Status::Done || report.status == RunReport::Status::Skipped;
+    there += isThere ? 1 : 0;
+  }
+  return text + std::to_string(there) + " of " + std::to_string(reports.size()) + " are there; " +
+         std::to_string(frames) + " frames, " + Fixed(static_cast<double>(bytes) / 1e6, 1) +
+         " MB written\n";
 }
 
 std::string ProgressText(const RunReport& report, std::optional<std::int64_t> total) {
@@ -152,13 +203,14 @@ std::string ProgressText(const RunReport& report, std::optional<std::int64_t> to
 
 std::string ProgressJson(const RunReport& report, std::optional<std::int64_t> total) {
   nlohmann::ordered_json json;
+  json["input"] = report.input;
   json["frames"] = report.frames;
   if (total) json["total"] = *total;
   json["seconds"] = report.seconds;
   json["framesPerSecond"] = report.FramesPerSecond();
   json["realTimeFactor"] = report.RealTimeFactor();
   json["megabitsPerSecond"] = report.MegabitsPerSecond();
-  return json.dump();
+  return Dump(json);
 }
 
 namespace {

@@ -9,6 +9,7 @@
 #include <cstdint>
 #include <optional>
 #include <string>
+#include <vector>
 
 #include "format/StreamFormat.h"
 
@@ -16,7 +17,7 @@ namespace vixprores {
 
 /// How a run went.
 struct RunReport {
-  enum class Status { Done, Interrupted, Failed };
+  enum class Status { Done, Skipped, Interrupted, Failed };
 
   const char* command = "";
   Status status = Status::Failed;
@@ -45,6 +46,11 @@ struct RunReport {
 std::string SummaryLine(const RunReport& report);
 /// The summary as one JSON object, without a newline.
 std::string SummaryJson(const RunReport& report);
+
+/// A table of several runs: how each ended, its frames, size and speed, its input; and totals.
+std::string BatchTable(const std::vector<RunReport>& reports);
+/// The summaries as one JSON array, without a newline.
+std::string BatchJson(const std::vector<RunReport>& reports);
 
 /// How a run tells how far it is.
 enum class ProgressKind { None, Line, Json };

@@ -1,0 +1,129 @@
+# SPDX-License-Identifier: BSD-2-Clause
+"""Several inputs at once."""
+import contextlib
+import fcntl
+import json
+import os
+import pty
+import struct
+import subprocess
+import termios
+
+from tool import PROGRAM, TIMEOUT, ToolTest, make_v210, probe, run
+
+
+class Batch(ToolTest):
+    def setUp(self):
+        super().setUp()
+        self.inputs = [self.path(f"clip{number}.mov") for number in range(4)]
+        for number, path in enumerate(self.inputs):
+            make_v210(path, frames=number + 2)
+        self.out = self.path("out")
+
+    def names(self):
+        return sorted(path.name for path in self.out.iterdir())
+
+    def test_every_input_gets_an_output(self):
+        for jobs in (1, 3, 10):
+            with self.subTest(jobs=jobs):
+                result = self.succeed("encode", "--overwrite", "--jobs", jobs, "--output-dir",
+                                      self.out, *self.inputs)
+                self.assertEqual(self.names(), [path.name for path in self.inputs])
+                for number, path in enumerate(self.inputs):
+                    self.assertEqual(probe(self.out / path.name)["nb_read_packets"],
+                                     str(number + 2))
+                    self.assertIn(str(path), result.stderr)
+                self.assertIn("4 of 4 are there; 14 frames", result.stderr)
+
+    def test_the_outputs_are_those_of_single_runs(self):
+        self.succeed("encode", "--jobs", 2, "--variant", "hq", "--output-dir", self.out,
+                     *self.inputs)
+        single = self.path("single.mov")
+        self.succeed("encode", "--variant", "hq", self.inputs[3], single)
+        self.assert_same_bytes((self.out / "clip3.mov").read_bytes(), single.read_bytes())
+        back = self.path("back")
+        self.succeed("decode", "--output-dir", back, "--name", "{number}-{name}.y4m",
+                     *sorted(self.out.iterdir()))
+        self.assertEqual(sorted(path.name for path in back.iterdir()),
+                         [f"{number + 1}-clip{number}.y4m" for number in range(4)])
+
+    def test_what_is_there_is_not_done_again(self):
+        self.succeed("encode", "--output-dir", self.out, *self.inputs[:2])
+        before = {path: path.stat().st_mtime_ns for path in self.out.iterdir()}
+        result = self.succeed("encode", "--json", "--output-dir", self.out, *self.inputs)
+        reports = json.loads(result.stdout)
+        self.assertEqual([report["status"] for report in reports],
+                         ["skipped", "skipped", "done", "done"])
+        for path, time in before.items():
+            self.assertEqual(path.stat().st_mtime_ns, time)
+        self.succeed("encode", "--overwrite", "--output-dir", self.out, *self.inputs[:2])
+        for path, time in before.items():
+            self.assertNotEqual(path.stat().st_mtime_ns, time)
+
+    def test_one_that_fails_does_not_stop_the_others(self):
+        self.inputs[1].write_bytes(b"no container")
+        missing = self.path("missing.mov")
+        for jobs in (1, 3):
+            with self.subTest(jobs=jobs):
+                result = run("encode", "--overwrite", "--jobs", jobs, "--output-dir", self.out,
+                             *self.inputs, missing)
+                self.assertEqual(result.returncode, 1)
+                self.assertEqual(self.names(), ["clip0.mov", "clip2.mov", "clip3.mov"])
+                self.assertIn(f"vixprores: {self.inputs[1]}: no readable container", result.stderr)
+                self.assertIn(f"vixprores: {missing}: cannot be read", result.stderr)
+                self.assertIn("3 of 5 are there", result.stderr)
+
+    def test_outputs_of_one_name_are_refused(self):
+        other = self.path("other")
+        other.mkdir()
+        os.link(self.inputs[0], other / "clip0.mov")
+        self.fail_with(2, ["would both become", "{number}"], "encode", "--output-dir", self.out,
+                       self.inputs[0], other / "clip0.mov")
+        self.fail_with(2, ["{title}.mov", "{name} and {number}"], "encode", "--name",
+                       "{title}.mov", "--output-dir", self.out, self.inputs[0])
+        self.fail_with(2, ["INPUT is missing"], "encode", "--output-dir", self.out)
+
+    def test_an_output_folder_that_cannot_be_made(self):
+        self.fail_with(1, [self.inputs[0] / "x", "cannot be made"], "encode", "--output-dir",
+                       self.inputs[0] / "x", self.inputs[1])
+
+
+class Progress(ToolTest):
+    def test_it_comes_as_lines_of_json(self):
+        clip = self.path("clip.mov")
+        make_v210(clip)
+        result = self.succeed("encode", "--progress", "json", clip, self.path("out.mov"))
+        lines = [json.loads(line) for line in result.stderr.splitlines() if line.startswith("{")]
+        self.assertEqual((lines[-1]["frames"], lines[-1]["total"], lines[-1]["input"]),
+                         (10, 10, str(clip)))
+        for line in lines:
+            self.assertLessEqual({"seconds", "framesPerSecond", "realTimeFactor",
+                                  "megabitsPerSecond"}, set(line))
+
+    def test_of_several_inputs_it_tells_which(self):
+        clips = [self.path("a.mov"), self.path("b.mov")]
+        for clip in clips:
+            make_v210(clip)
+        result = self.succeed("encode", "--progress", "json", "--jobs", 2, "--output-dir",
+                              self.path("out"), *clips)
+        lines = [json.loads(line) for line in result.stderr.splitlines() if line.startswith("{")]
+        self.assertEqual({line["input"] for line in lines}, set(map(str, clips)))
+
+    def test_a_line_is_no_wider_than_its_terminal(self):
+        clip = self.path("clip.mov")
+        make_v210(clip, frames=50)
+        primary, secondary = pty.openpty()
+        fcntl.ioctl(secondary, termios.TIOCSWINSZ, struct.pack("4H", 24, 30, 0, 0))
+        process = subprocess.Popen([PROGRAM, "encode", clip, self.path("out.mov")],
+                                   stderr=secondary)
+        os.close(secondary)
+        shown = b""
+        with contextlib.suppress(OSError):  # once the terminal's other end is closed
+            while chunk := os.read(primary, 4096):
+                shown += chunk
+        os.close(primary)
+        self.assertEqual(process.wait(TIMEOUT), 0)
+        drawn = [text for text in shown.split(b"\r\x1b[K") if text.startswith(b"frame ")]
+        self.assertTrue(drawn, shown)
+        for text in drawn:
+            self.assertLess(len(text), 30)
