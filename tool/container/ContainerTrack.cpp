@@ -2,6 +2,7 @@
 #include "container/ContainerTrack.h"
 
 #include <algorithm>
+#include <array>
 #include <cmath>
 #include <cstdlib>
 #include <cstring>
@@ -10,6 +11,8 @@
 #include <utility>
 
 #include "commandline/Values.h"
+#include "container/PacketTag.h"
+#include "container/TaggedFileReader.h"
 #include "format/Encodable.h"
 #include "run/Errors.h"
 
@@ -98,7 +101,7 @@ std::shared_ptr<vix::IBuffer> Wrap(Packet packet) {
 }  // namespace
 
 ContainerTrack::ContainerTrack(std::unique_ptr<InputFile> file, Holds holds)
-    : file_(std::move(file)), bytes_(*file_) {
+    : file_(std::move(file)), bytes_(*file_), isTagged_(TaggedFileReader::CanRead(*file_)) {
   Open();
   ChooseTracks();
   FindMetadata();
@@ -357,7 +360,24 @@ std::shared_ptr<vix::IBuffer> ContainerTrack::Read() {
   CheckPacket(*packet);
   ++framesRead_;
   lastOffset_ = packet->pos >= 0 ? std::optional(packet->pos) : std::nullopt;
+  lastFault_ = FindFault(*packet);
   return Wrap(std::move(packet));
+}
+
+std::string ContainerTrack::FindFault(const AVPacket& packet) const {
+  constexpr auto kTagBytes = static_cast<std::int64_t>(PacketTag::kBytes);
+  if (!isTagged_ || packet.pos < kTagBytes) return {};
+  std::array<std::uint8_t, PacketTag::kBytes> bytes{};
+  const std::size_t read = file_->ReadAt(packet.pos - kTagBytes, bytes);
+  const auto tag = ReadPacketTag(std::span(bytes).first(read));
+  if (!tag) return "has a damaged tag, or stands where none was written";
+  const std::span data(packet.data, static_cast<std::size_t>(packet.size));
+  if (tag->packetBytes != data.size()) {
+    return "has " + std::to_string(data.size()) + " bytes, but " +
+           std::to_string(tag->packetBytes) + " were written";
+  }
+  return tag->packetHash == HashPacket(data) ? std::string()
+                                             : "is not what was written: its checksum differs";
 }
 
 void ContainerTrack::CheckPacket(const AVPacket& packet) const {

@@ -60,6 +60,9 @@ class ContainerTrack : public SideTracks {
   std::shared_ptr<vix::IBuffer> Read();
   /// Where the frame that Read() gave last begins in the file; none = unknown.
   std::optional<std::int64_t> GetLastOffset() const { return lastOffset_; }
+  /// Where the frame that Read() gave last is not the one that this program wrote: what shows it,
+  /// in a few words to go behind its number. Empty = nothing is known against it.
+  const std::string& GetLastFault() const { return lastFault_; }
   /// Fails with "NAME: frame N " and `found`, N being the frame that Read() gave last.
   [[noreturn]] void FailAtLastFrame(const std::string& found) const;
 
@@ -82,6 +85,7 @@ class ContainerTrack : public SideTracks {
   void ReadFirstPacket();
   std::optional<std::int64_t> CountAnnouncedFrames() const;
   void CheckPacket(const AVPacket& packet) const;
+  std::string FindFault(const AVPacket& packet) const;
   void CheckTime(std::int64_t time) const;
   [[noreturn]] void FailAtFrame(std::int64_t frame, const std::string& found) const;
   [[noreturn]] void FailAtUnreadableFrame(const std::string& reason) const;
@@ -89,6 +93,7 @@ class ContainerTrack : public SideTracks {
 
   std::unique_ptr<InputFile> file_;
   LibavStream bytes_;
+  bool isTagged_;  ///< packets have tags in front of them
   std::unique_ptr<AVFormatContext, InputCloser> context_;
   AVStream* stream_ = nullptr;
   int videoTracks_ = 0;
@@ -106,6 +111,7 @@ class ContainerTrack : public SideTracks {
   Packet pending_;                               ///< the first packet, until Read() hands it out
   std::int64_t firstTime_ = 0;                   ///< of the first packet, in the stream's time base
   std::optional<std::int64_t> lastOffset_;
+  std::string lastFault_;
   std::int64_t framesRead_ = 0;  ///< packets that Read() handed out
 };
 

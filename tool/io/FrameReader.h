@@ -35,6 +35,9 @@ class FrameReader {
   virtual std::optional<Timecode> GetTimecode() const { return std::nullopt; }
   /// Where the frame that Read() gave last begins in the input, in bytes; none = unknown.
   virtual std::optional<std::int64_t> GetFrameOffset() const { return std::nullopt; }
+  /// What is known to be wrong with the frame that Read() gave last, although it could be read: a
+  /// few words to go behind its number. Empty = nothing.
+  virtual std::string GetFrameFault() const { return {}; }
   /// Sound and metadata beside the video; null where there are none. They live as long as the
   /// reader and are used by the thread that reads.
   virtual SideTracks* GetSideTracks() { return nullptr; }

@@ -121,6 +121,12 @@ std::span<const std::uint8_t> InputFile::Peek(std::size_t bytes) {
   return std::span(peeked_).first(std::min(bytes, peeked_.size()));
 }
 
+std::size_t InputFile::ReadAt(std::int64_t position, std::span<std::uint8_t> destination) const {
+  const ssize_t bytes = pread(descriptor_, destination.data(), destination.size(), position);
+  if (bytes < 0) FailWithErrno(name_, errno);
+  return static_cast<std::size_t>(bytes);
+}
+
 void InputFile::Seek(std::int64_t position) {
   if (lseek(descriptor_, position, SEEK_SET) < 0) FailWithErrno(name_, errno);
   peeked_.clear();

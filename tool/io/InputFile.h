@@ -41,6 +41,9 @@ class InputFile {
   std::size_t Read(std::span<std::uint8_t> destination);
   /// Up to `bytes` bytes that the next read will give.
   std::span<const std::uint8_t> Peek(std::size_t bytes);
+  /// Reads from that position on, whatever the position of the next read, which stays; returns the
+  /// number of bytes. Needs IsSeekable().
+  std::size_t ReadAt(std::int64_t position, std::span<std::uint8_t> destination) const;
   /// Sets the position of the next read, in bytes from the start. Needs IsSeekable().
   void Seek(std::int64_t position);
   /// Position of the next read in bytes from the start.
