@@ -1,0 +1,169 @@
+// SPDX-License-Identifier: BSD-2-Clause
+#include <gmock/gmock.h>
+#include <gtest/gtest.h>
+
+#include <string>
+#include <vector>
+
+#include "ProRes/ProRes.h"
+#include "ReferenceCodec.h"
+#include "inspection/FrameCheck.h"
+
+namespace vixprores {
+namespace {
+
+using reference::Stream;
+using reference::StreamSpec;
+using testing::HasSubstr;
+using testing::IsEmpty;
+using testing::Not;
+using Bytes = std::vector<std::uint8_t>;
+
+constexpr std::uint32_t kWidth = 50;
+constexpr std::uint32_t kHeight = 34;
+
+StreamSpec PlainSpec() {
+  StreamSpec spec;
+  spec.width = kWidth;
+  spec.height = kHeight;
+  spec.log2SliceSize = 1;
+  spec.quantizationIndex = [](int slice) { return 60 + slice; };
+  return spec;
+}
+
+StreamSpec FieldSpec() {
+  StreamSpec spec = PlainSpec();
+  spec.interlaceMode = 1;
+  return spec;
+}
+
+// Frames of every kind that decoders take.
+std::vector<StreamSpec> Specs() {
+  std::vector<StreamSpec> specs{PlainSpec(), FieldSpec(), PlainSpec(), FieldSpec(), PlainSpec()};
+  specs[2].chroma444 = true;
+  specs[2].alphaType = 2;
+  specs[2].lumaMatrix.emplace().fill(9);
+  specs[3].interlaceMode = 2;
+  specs[3].chroma444 = true;
+  specs[3].height = 33;  // the fields differ in macroblock rows
+  specs[3].equalFieldRows = true;
+  specs[4].extraFrameHeaderBytes = 1;
+  specs[4].extraPictureHeaderBytes = 2;
+  specs[4].extraSliceHeaderBytes = 3;
+  specs[4].trailingZeroBytes = 2;
+  specs[4].picturePaddingBytes = 5;
+  specs[4].framePaddingBytes = 7;
+  return specs;
+}
+
+Stream Make(const StreamSpec& spec) {
+  Stream stream = MakeStream(spec, reference::NaturalSource(5));
+  stream.bytes[11] = 0;  // the version that the decoder element reads, also of 4:4:4
+  return stream;
+}
+
+// What the codec library answers.
+std::int32_t Decode(const Bytes& frame, std::uint32_t height) {
+  constexpr std::uint32_t kRowBytes = 256;
+  std::vector<std::uint8_t> pixels(kRowBytes * height);
+  PixelBufferRecord picture{pixels.data(), kRowBytes, kWPRPixelFormatV210, kWidth, height};
+  const WPRDecoderHandle decoder = WPROpenDecoder(1, nullptr);
+  const std::int32_t result =
+      WPRDecodeFrame(decoder, frame.data(), static_cast<std::uint32_t>(frame.size()), &picture, 0);
+  WPRCloseDecoder(decoder);
+  return result;
+}
+
+TEST(FrameCheck, FindsNothingInFramesOfEveryKind) {
+  for (const StreamSpec& spec : Specs()) {
+    const FrameCheck check = CheckFrame(Make(spec).bytes);
+    EXPECT_TRUE(check.IsIntact()) << check.Describe();
+    EXPECT_EQ(check.Describe(), "");
+  }
+}
+
+TEST(FrameCheck, AgreesWithTheDecoderOnDamage) {
+  int refused = 0;
+  int concealed = 0;
+  for (const StreamSpec& spec : Specs()) {
+    const Stream stream = Make(spec);
+    for (std::size_t bit = 0; bit < 8 * stream.bytes.size(); bit += 37) {
+      // The size of the picture is what the decoder was told; with another one it refuses.
+      if (bit / 8 >= 16 && bit / 8 < 20) continue;
+      Bytes bytes = stream.bytes;
+      bytes[bit / 8] ^= static_cast<std::uint8_t>(0x80 >> bit % 8);
+      const std::int32_t result = Decode(bytes, static_cast<std::uint32_t>(spec.height));
+      const FrameCheck check = CheckFrame(bytes);
+      if (result < 0) {
+        ++refused;
+        EXPECT_THAT(check.faults, Not(IsEmpty())) << bit;
+      } else {
+        concealed += result;
+        EXPECT_EQ(check.slices.size(), static_cast<std::size_t>(result)) << bit;
+      }
+    }
+  }
+  EXPECT_GT(refused, 30);
+  EXPECT_GT(concealed, 100);
+}
+
+TEST(FrameCheck, SaysWhichSliceIsDamaged) {
+  const Stream stream = Make(FieldSpec());
+  // The last slice of the first row of the second field.
+  const reference::SliceInfo* slice = nullptr;
+  for (const auto& each : stream.slices) {
+    if (each.picture == 1 && each.row == 0) slice = &each;
+  }
+  ASSERT_NE(slice, nullptr);
+  Bytes bytes = stream.bytes;
+  bytes[slice->offset + 2] = 0xff;  // the size of its luma
+  const FrameCheck check = CheckFrame(bytes);
+  EXPECT_THAT(check.faults, IsEmpty());
+  ASSERT_EQ(check.slices.size(), 1u);
+  EXPECT_EQ(check.slices[0].picture, 1u);
+  EXPECT_EQ(check.slices[0].row, 0u);
+  EXPECT_EQ(check.slices[0].index, 1u);
+  EXPECT_EQ(check.slices[0].offset, slice->offset);
+  EXPECT_EQ(check.Describe(), "1 damaged slice");
+}
+
+std::string Describe(Bytes bytes, std::size_t place, std::uint8_t value) {
+  bytes.at(place) = value;
+  return CheckFrame(bytes).Describe();
+}
+
+TEST(FrameCheck, FindsWhatDecodersPassOver) {
+  const Stream plain = Make(PlainSpec());
+  EXPECT_THAT(Describe(plain.bytes, 0, 1), HasSubstr("says that it has"));
+  EXPECT_THAT(Describe(plain.bytes, 2, 0), HasSubstr("says that it has"));
+  EXPECT_THAT(Describe(plain.bytes, 11, 1), HasSubstr("bitstream version 1"));
+  EXPECT_THAT(Describe(plain.bytes, plain.slices[2].offset + 1, 225),
+              HasSubstr("1 quantisers of picture 1 outside 1 to 224"));
+  const Stream padded = Make(Specs()[4]);
+  EXPECT_THAT(Describe(padded.bytes, padded.bytes.size() - 1, 1), HasSubstr("no picture"));
+  EXPECT_THAT(Describe(padded.bytes, padded.bytes.size() - 8, 1), HasSubstr("no slice"));
+}
+
+TEST(FrameCheck, TakesZerosBehindTheFrameForPadding) {
+  Stream stream = Make(PlainSpec());
+  stream.bytes.resize(stream.bytes.size() + 40);
+  EXPECT_TRUE(CheckFrame(stream.bytes).IsIntact());
+}
+
+TEST(FrameCheck, FindsEveryCut) {
+  const Stream stream = Make(FieldSpec());
+  for (std::size_t size = 0; size < stream.bytes.size(); ++size) {
+    const Bytes cut(stream.bytes.begin(), stream.bytes.begin() + static_cast<std::ptrdiff_t>(size));
+    EXPECT_FALSE(CheckFrame(cut).IsIntact()) << size;
+  }
+}
+
+TEST(FrameCheck, DescribesFaultsInTheirOrder) {
+  FrameCheck check;
+  check.faults = {"one", "two"};
+  check.slices.resize(3);
+  EXPECT_EQ(check.Describe(), "one; two; 3 damaged slices");
+}
+
+}  // namespace
+}  // namespace vixprores
