@@ -26,6 +26,7 @@ extern "C" {
 namespace vixprores {
 namespace {
 
+constexpr const char* kTakeThoseBefore = "choose the frames before it with --frames";
 constexpr const char* kContainers = "mov,matroska,avi,nut,mxf";
 
 bool IsValid(AVRational value) {
@@ -75,12 +76,12 @@ bool IsMatroska(const AVFormatContext& context) {
 }
 
 // The average is exact where every frame lasts equally long, and nothing else is accepted.
-Rational FindRate(const AVStream& stream, const AVPacket& first, bool isMatroska) {
+Rational FindRate(const AVStream& stream, const AVPacket* first, bool isMatroska) {
   AVRational rate = stream.avg_frame_rate;
   if (!IsValid(rate)) rate = stream.r_frame_rate;
-  if (!IsValid(rate) && first.duration > 0) {
+  if (!IsValid(rate) && first && first->duration > 0) {
     const AVRational tick = stream.time_base;
-    av_reduce(&rate.num, &rate.den, tick.den, first.duration * tick.num, INT32_MAX);
+    av_reduce(&rate.num, &rate.den, tick.den, first->duration * tick.num, INT32_MAX);
   }
   if (!IsValid(rate)) return {0, 1};
   return Reduce(ToRational(isMatroska ? SnapToBroadcastRate(rate) : rate));
@@ -313,16 +314,20 @@ std::vector<SoundPacket> ContainerTrack::ReadSoundUntil(std::int64_t time, AVRat
 
 void ContainerTrack::ReadFirstPacket() {
   announcedFrames_ = CountAnnouncedFrames();
-  pending_ = ReadPacket();
-  if (!pending_) {
+  try {
+    pending_ = ReadPacket();
+  } catch (const FrameFailure&) {
+    pendingFailure_ = std::current_exception();
+  }
+  if (!pending_ && !pendingFailure_) {
     if (announcedFrames_.value_or(0) > 0) FailAtEarlyEnd();
     throw Failure(GetName() + ": holds no frames");
   }
-  format_.rate = FindRate(*stream_, *pending_, IsMatroska(*context_));
+  format_.rate = FindRate(*stream_, pending_.get(), IsMatroska(*context_));
   if (format_.rate.numerator == 0) {
     throw Failure(GetName() + ": does not tell its frame rate; rewrap it as .mov first");
   }
-  firstTime_ = TimeOf(*pending_);
+  firstTime_ = pending_ ? TimeOf(*pending_) : stream_->start_time;
   if (firstTime_ == AV_NOPTS_VALUE) firstTime_ = 0;
   format_.start =
       std::max<std::int64_t>(0, av_rescale_q(firstTime_, stream_->time_base, Invert(format_.rate)));
@@ -352,15 +357,17 @@ std::optional<std::int64_t> ContainerTrack::CountAnnouncedFrames() const {
 }
 
 std::shared_ptr<vix::IBuffer> ContainerTrack::Read() {
+  if (lost_) return nullptr;
+  if (pendingFailure_) std::rethrow_exception(std::exchange(pendingFailure_, nullptr));
   Packet packet = pending_ ? std::move(pending_) : ReadPacket();
   if (!packet) {
     if (framesRead_ + hiddenFrames_ < announcedFrames_.value_or(0)) FailAtEarlyEnd();
     return nullptr;
   }
-  CheckPacket(*packet);
   ++framesRead_;
   lastOffset_ = packet->pos >= 0 ? std::optional(packet->pos) : std::nullopt;
   lastFault_ = FindFault(*packet);
+  CheckPacket(*packet);
   return Wrap(std::move(packet));
 }
 
@@ -380,52 +387,62 @@ std::string ContainerTrack::FindFault(const AVPacket& packet) const {
                                              : "is not what was written: its checksum differs";
 }
 
-void ContainerTrack::CheckPacket(const AVPacket& packet) const {
+void ContainerTrack::CheckPacket(const AVPacket& packet) {
   if ((packet.flags & AV_PKT_FLAG_CORRUPT) != 0) {
-    FailAtFrame(framesRead_, "is cut short: found " + std::to_string(packet.size) +
-                                 " bytes of it; choose the frames before it with --frames");
+    FailAtLastFrame("is cut short: found " + std::to_string(packet.size) + " bytes of it",
+                    kTakeThoseBefore);
   }
   if (TimeOf(packet) != AV_NOPTS_VALUE) CheckTime(TimeOf(packet));
 }
 
 // Clocks of containers are coarser than frame rates, so that times are off by up to one tick.
-void ContainerTrack::CheckTime(std::int64_t time) const {
+void ContainerTrack::CheckTime(std::int64_t time) {
   const AVRational frame = Invert(format_.rate);
-  const std::int64_t expected = firstTime_ + av_rescale_q(framesRead_, frame, stream_->time_base);
+  const std::int64_t number = framesRead_ - 1;
+  const std::int64_t expected = firstTime_ + av_rescale_q(number, frame, stream_->time_base);
   const std::int64_t tolerance =
       std::max<std::int64_t>(1, av_rescale_q(1, frame, stream_->time_base) / 10);
   if (std::abs(time - expected) <= tolerance) return;
+  // Whoever goes on counts from here.
+  firstTime_ += time - expected;
   const double tick = av_q2d(stream_->time_base);
-  throw Failure(GetName() + ": has a variable frame rate: frame " + std::to_string(framesRead_) +
-                " comes at " + std::to_string(static_cast<double>(time) * tick) + " s instead of " +
-                std::to_string(static_cast<double>(expected) * tick) + " s at " +
-                Describe(format_.rate) + " frames per second. This command makes it constant:\n  " +
-                ConversionCommand(GetName(), "fps=" + Describe(format_.rate)));
+  const std::string found = "comes at " + std::to_string(static_cast<double>(time) * tick) +
+                            " s instead of " +
+                            std::to_string(static_cast<double>(expected) * tick) + " s at " +
+                            Describe(format_.rate) + " frames per second";
+  throw FrameTimeFailure(GetName() + ": has a variable frame rate: frame " +
+                             std::to_string(number) + " " + found +
+                             ". This command makes it constant:\n  " +
+                             ConversionCommand(GetName(), "fps=" + Describe(format_.rate)),
+                         number, found);
 }
 
-void ContainerTrack::FailAtLastFrame(const std::string& found) const {
-  FailAtFrame(framesRead_ - 1, found);
+void ContainerTrack::FailAtLastFrame(const std::string& found, const std::string& advice) const {
+  throw FrameFailure(GetName(), framesRead_ - 1, found, advice);
 }
 
-void ContainerTrack::FailAtFrame(std::int64_t frame, const std::string& found) const {
-  throw Failure(GetName() + ": frame " + std::to_string(frame) + " " + found);
-}
-
-void ContainerTrack::FailAtUnreadableFrame(const std::string& reason) const {
+void ContainerTrack::FailAtUnreadableFrame(const std::string& reason) {
   if (framesRead_ == 0 && announcedFrames_ && !file_->IsSeekable()) {
     throw Failure(GetName() +
                   ": its index stands behind its frames, where a pipe cannot go back from; give "
                   "the file by its name");
   }
-  FailAtFrame(framesRead_,
-              "cannot be found: " + reason + "; choose the frames before it with --frames");
+  ++framesRead_;
+  lastOffset_ = std::nullopt;
+  // Without a number of frames to count up to, or once it is reached, this could go on for ever.
+  lost_ = framesRead_ + hiddenFrames_ >= announcedFrames_.value_or(0);
+  FailAtLastFrame("cannot be found: " + reason, kTakeThoseBefore);
 }
 
-void ContainerTrack::FailAtEarlyEnd() const {
-  FailAtFrame(framesRead_, "is missing: the input ends there although it announces " +
-                               std::to_string(*announcedFrames_ - hiddenFrames_) +
-                               " frames; choose the frames that are there with --frames, or get "
-                               "the whole file");
+void ContainerTrack::FailAtEarlyEnd() {
+  const std::int64_t announced = *announcedFrames_ - hiddenFrames_;
+  const std::int64_t first = std::exchange(framesRead_, announced);
+  lastOffset_ = std::nullopt;
+  throw FrameFailure(GetName(), first,
+                     "is missing: the input ends there although it announces " +
+                         std::to_string(announced) + " frames",
+                     "choose the frames that are there with --frames, or get the whole file",
+                     announced - first);
 }
 
 }  // namespace vixprores

@@ -3,6 +3,7 @@
 #define TOOL_CONTAINER_CONTAINERTRACK_H
 
 #include <cstdint>
+#include <exception>
 #include <memory>
 #include <optional>
 #include <string>
@@ -56,15 +57,15 @@ class ContainerTrack : public SideTracks {
 
   /// The next frame's bytes in the container library's own memory, or null at the end. A packet
   /// that is cut short, an end before the announced number of frames, and a frame that breaks the
-  /// constant rate are Failures.
+  /// constant rate are FrameFailures; the next call then gives what stands behind.
   std::shared_ptr<vix::IBuffer> Read();
   /// Where the frame that Read() gave last begins in the file; none = unknown.
   std::optional<std::int64_t> GetLastOffset() const { return lastOffset_; }
   /// Where the frame that Read() gave last is not the one that this program wrote: what shows it,
   /// in a few words to go behind its number. Empty = nothing is known against it.
   const std::string& GetLastFault() const { return lastFault_; }
-  /// Fails with "NAME: frame N " and `found`, N being the frame that Read() gave last.
-  [[noreturn]] void FailAtLastFrame(const std::string& found) const;
+  /// Fails with "NAME: frame N ", `found` and `advice`, N being the frame that Read() gave last.
+  [[noreturn]] void FailAtLastFrame(const std::string& found, const std::string& advice = {}) const;
 
  private:
   struct InputCloser {
@@ -84,12 +85,11 @@ class ContainerTrack : public SideTracks {
   bool HasSoundUntil(std::int64_t time, AVRational tick) const;
   void ReadFirstPacket();
   std::optional<std::int64_t> CountAnnouncedFrames() const;
-  void CheckPacket(const AVPacket& packet) const;
+  void CheckPacket(const AVPacket& packet);
   std::string FindFault(const AVPacket& packet) const;
-  void CheckTime(std::int64_t time) const;
-  [[noreturn]] void FailAtFrame(std::int64_t frame, const std::string& found) const;
-  [[noreturn]] void FailAtUnreadableFrame(const std::string& reason) const;
-  [[noreturn]] void FailAtEarlyEnd() const;
+  void CheckTime(std::int64_t time);
+  [[noreturn]] void FailAtUnreadableFrame(const std::string& reason);
+  [[noreturn]] void FailAtEarlyEnd();
 
   std::unique_ptr<InputFile> file_;
   LibavStream bytes_;
@@ -109,10 +109,12 @@ class ContainerTrack : public SideTracks {
   std::optional<std::int64_t> announcedFrames_;  ///< those that an edit list hides included
   std::int64_t hiddenFrames_ = 0;                ///< met so far
   Packet pending_;                               ///< the first packet, until Read() hands it out
+  std::exception_ptr pendingFailure_;            ///< why there is none, until Read() throws it
   std::int64_t firstTime_ = 0;                   ///< of the first packet, in the stream's time base
   std::optional<std::int64_t> lastOffset_;
   std::string lastFault_;
-  std::int64_t framesRead_ = 0;  ///< packets that Read() handed out
+  std::int64_t framesRead_ = 0;  ///< packets that Read() handed out, or failed at
+  bool lost_ = false;            ///< nothing is known of how to go on
 };
 
 }  // namespace vixprores

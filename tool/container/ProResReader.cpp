@@ -1,127 +1,190 @@
 // SPDX-License-Identifier: BSD-2-Clause
 #include "container/ProResReader.h"
 
-#include <optional>
-#include <span>
+#include <cstdlib>
 #include <utility>
 
-#include "bitstream/FrameHeader.h"
+#include "format/HeaderCodes.h"
+#include "inspection/StreamHeaders.h"
 #include "run/Errors.h"
 
 extern "C" {
 #include <libavcodec/avcodec.h>
-#include <libavutil/rational.h>
 }
 
 namespace vixprores {
 namespace {
 
-std::span<const std::uint8_t> BytesOf(const vix::IBuffer& frame) {
-  return {frame.GetData(), frame.GetSize()};
-}
-
-std::optional<prores::FrameHeader> ParseHeader(const vix::IBuffer& frame) {
-  prores::FrameHeader header;
-  std::span<const std::uint8_t> pictures;
-  const prores::Status status = prores::ParseFrameHeader(BytesOf(frame), header, pictures);
-  if (status != prores::Status::kSuccess) return std::nullopt;
-  return header;
-}
-
-FieldOrder ToFieldOrder(prores::InterlaceMode mode) {
-  switch (mode) {
-    case prores::InterlaceMode::kTopFieldFirst:
-      return FieldOrder::TopFirst;
-    case prores::InterlaceMode::kBottomFieldFirst:
-      return FieldOrder::BottomFirst;
-    default:
-      return FieldOrder::Progressive;
-  }
-}
-
-// Pixel aspect of an aspect_ratio_information code (RDD 36, frame header semantics): 1 = square
-// pixels, 2 and 3 = a picture of 4:3 and 16:9.
-Rational ToSampleAspect(const prores::FrameHeader& header) {
-  const AVRational size{header.width, header.height};
-  switch (header.aspectRatio) {
-    case 1:
-      return {1, 1};
-    case 2:
-      return ToRational(av_div_q({4, 3}, size));
-    case 3:
-      return ToRational(av_div_q({16, 9}, size));
-    default:
-      return {0, 1};
-  }
-}
-
-// 0 stands for unknown in a frame header, which ISO/IEC 23091-2 expresses by 2.
-int ToCodePoint(std::uint8_t headerValue) {
-  return headerValue == 0 ? 2 : headerValue;
-}
+// A start that is worse than that is not searched any further: all of it is kept in memory.
+constexpr std::size_t kMostDamagedAtStart = 32;
 
 // The picture is what the header says; of the rest the container's word counts, because it is what
 // editing programs set and show.
 StreamFormat Combine(StreamFormat container, const prores::FrameHeader& header) {
   container.width = header.width;
   container.height = header.height;
-  container.fieldOrder = ToFieldOrder(header.interlaceMode);
-  if (container.sampleAspect.numerator == 0) container.sampleAspect = ToSampleAspect(header);
+  container.fieldOrder = FieldOrderOf(header.interlaceMode);
+  if (container.sampleAspect.numerator == 0) container.sampleAspect = SampleAspectOf(header);
   if (!container.colour.IsSpecified()) {
-    container.colour.primaries = ToCodePoint(header.colorPrimaries);
-    container.colour.transfer = ToCodePoint(header.transferCharacteristic);
-    container.colour.matrix = ToCodePoint(header.matrixCoefficients);
+    const ColourRange range = container.colour.range;
+    container.colour = ColourOf(header);
+    container.colour.range = range;
   }
   return container;
 }
 
-}  // namespace
-
-ProResReader::ProResReader(std::unique_ptr<InputFile> file, bool sameScan)
-    : ContainerReader(std::move(file)), sameScan_(sameScan) {
-  const AVCodecParameters& parameters = track_.GetParameters();
-  if (parameters.codec_id != AV_CODEC_ID_PRORES) {
-    throw Failure(track_.GetName() + ": its video track is " +
-                  avcodec_get_name(parameters.codec_id) +
-                  ", not ProRes; there is nothing to decode");
-  }
-  first_ = track_.Read();
-  const auto header = ParseHeader(*first_);
-  if (!header) {
-    track_.FailAtLastFrame(
-        "does not start with a readable ProRes frame header, so that "
-        "nothing is known of the pictures; get an undamaged copy");
-  }
-  container_ = track_.GetFormat();
-  container_.code = FindProResVariant(parameters.codec_tag) ? parameters.codec_tag : 0;
-  format_ = Combine(container_, *header);
+void RequireProRes(const ContainerTrack& track) {
+  const AVCodecParameters& parameters = track.GetParameters();
+  if (parameters.codec_id == AV_CODEC_ID_PRORES) return;
+  throw Failure(track.GetName() + ": its video track is " + avcodec_get_name(parameters.codec_id) +
+                ", not ProRes; there is nothing to decode");
 }
 
-std::shared_ptr<vix::IBuffer> ProResReader::Read() {
-  auto frame = first_ ? std::move(first_) : track_.Read();
-  offset_ = track_.GetLastOffset();
-  if (frame) CheckFrame(*frame);
+// A field's failure as that of its frame.
+std::exception_ptr ToFrame(const std::exception_ptr& failure, const std::string& name,
+                           std::int64_t frame) {
+  try {
+    std::rethrow_exception(failure);
+  } catch (const FrameFailure& field) {
+    return std::make_exception_ptr(FrameFailure(
+        name, frame, "lacks a field, which " + field.GetFound(), {}, (field.GetCount() + 1) / 2));
+  }
+}
+
+}  // namespace
+
+ProResReader::ProResReader(std::unique_ptr<InputFile> file, const ProResOptions& options)
+    : ContainerReader(std::move(file)), sameScan_(options.sameScan) {
+  RequireProRes(track_);
+  ChooseLayout();
+  const prores::FrameHeader header = FindHeader(options.damagedStart);
+  container_ = track_.GetFormat();
+  const vix::FourCC code = track_.GetParameters().codec_tag;
+  container_.code = FindProResVariant(code) ? code : 0;
+  format_ = Combine(container_, header);
+  if (layout_ == SampleLayout::BareFields) {
+    // The container counts fields.
+    format_.rate = Reduce({format_.rate.numerator, format_.rate.denominator * 2});
+    format_.start /= 2;
+  }
+}
+
+std::optional<std::int64_t> ProResReader::GetFrameCount() const {
+  const auto samples = track_.GetFrameCount();
+  if (!samples || layout_ != SampleLayout::BareFields) return samples;
+  return (*samples + 1) / 2;
+}
+
+// Labels of fields would not be those of frames.
+std::optional<Timecode> ProResReader::GetTimecode() const {
+  return layout_ == SampleLayout::BareFields ? std::nullopt : track_.GetTimecode();
+}
+
+std::string ProResReader::GetNote() const {
+  std::string note = track_.GetNote();
+  if (layout_ == SampleLayout::Standard) return note;
+  if (!note.empty()) note += "; ";
+  note += GetName() + ": its frames have no prefix with size and 'icpf'";
+  if (layout_ == SampleLayout::BareFields) {
+    note +=
+        ", and each sample is one field; two are taken for a frame, at half the rate of the "
+        "container, " +
+        Describe(format_.rate) + " frames per second";
+  }
+  return note;
+}
+
+ProResReader::Outcome ProResReader::ReadTrack() {
+  Outcome sample;
+  try {
+    sample.bytes = track_.Read();
+  } catch (const FrameFailure&) {
+    sample.failure = std::current_exception();
+  }
+  sample.offset = track_.GetLastOffset();
+  if (sample.bytes) sample.fault = track_.GetLastFault();
+  return sample;
+}
+
+void ProResReader::ChooseLayout() {
+  samples_.push_back(ReadTrack());
+  const auto& first = samples_.front().bytes;
+  if (!first || FindLayout(*first, nullptr) == SampleLayout::Standard) return;
+  samples_.push_back(ReadTrack());
+  layout_ = FindLayout(*first, samples_.back().bytes.get());
+}
+
+ProResReader::Outcome ProResReader::TakeSample() {
+  if (samples_.empty()) return ReadTrack();
+  Outcome sample = std::move(samples_.front());
+  samples_.pop_front();
+  return sample;
+}
+
+ProResReader::Outcome ProResReader::ReadFrame() {
+  Outcome frame = TakeSample();
+  frame.number = framesRead_++;
+  if (layout_ == SampleLayout::BareFields) return JoinFields(std::move(frame));
+  if (layout_ == SampleLayout::BareFrames && frame.bytes) {
+    frame.bytes = bareFrames_.AddPrefix(*frame.bytes);
+  }
   return frame;
 }
 
-// What the decoder would take amiss without saying so. A header that cannot be read is left to it.
-void ProResReader::CheckFrame(const vix::IBuffer& frame) const {
-  const auto header = ParseHeader(frame);
+ProResReader::Outcome ProResReader::JoinFields(Outcome frame) {
+  if (frame.IsEnd()) return frame;
+  const Outcome second = TakeSample();
+  if (!frame.failure) frame.failure = second.failure;
+  if (frame.failure) {
+    frame.failure = ToFrame(frame.failure, GetName(), frame.number);
+  } else if (second.IsEnd()) {
+    frame.failure = std::make_exception_ptr(
+        FrameFailure(GetName(), frame.number, "has one field only: the input ends behind it",
+                     "choose the frames before it with --frames"));
+  } else {
+    frame.bytes = bareFrames_.Join(*frame.bytes, *second.bytes);
+  }
+  return frame;
+}
+
+prores::FrameHeader ProResReader::FindHeader(bool damagedStart) {
+  for (;;) {
+    Outcome frame = ReadFrame();
+    if (frame.failure && !damagedStart) std::rethrow_exception(frame.failure);
+    const auto header = frame.bytes ? ParseHeader(BytesOf(*frame.bytes)) : std::nullopt;
+    const bool isEnd = frame.IsEnd();
+    frames_.push_back(std::move(frame));
+    if (header) return *header;
+    if (!damagedStart || isEnd || frames_.size() > kMostDamagedAtStart) {
+      throw FrameFailure(GetName(), 0,
+                         "does not start with a readable ProRes frame header, so that nothing is "
+                         "known of the pictures",
+                         "get an undamaged copy");
+    }
+  }
+}
+
+std::shared_ptr<vix::IBuffer> ProResReader::Read() {
+  Outcome frame;
+  if (frames_.empty()) {
+    frame = ReadFrame();
+  } else {
+    frame = std::move(frames_.front());
+    frames_.pop_front();
+  }
+  offset_ = frame.offset;
+  fault_ = frame.fault;
+  if (frame.failure) std::rethrow_exception(frame.failure);
+  if (frame.bytes) CheckFrame(frame);
+  return frame.bytes;
+}
+
+// A header that cannot be read is left to the decoder.
+void ProResReader::CheckFrame(const Outcome& frame) const {
+  const auto header = ParseHeader(BytesOf(*frame.bytes));
   if (!header) return;
-  if (header->version != 0) {
-    track_.FailAtLastFrame("has bitstream version " + std::to_string(header->version) +
-                           "; the decoder reads version 0");
-  }
-  if (header->width != format_.width || header->height != format_.height) {
-    track_.FailAtLastFrame("is " + DescribeSize(header->width, header->height) +
-                           " although the stream began with " +
-                           DescribeSize(format_.width, format_.height) +
-                           "; decode the parts one by one with --frames");
-  }
-  const bool isInterlaced = header->interlaceMode != prores::InterlaceMode::kProgressive;
-  if (sameScan_ && isInterlaced != format_.IsInterlaced()) {
-    track_.FailAtLastFrame("is scanned otherwise than the first one; leave out --skip-field");
-  }
+  const auto mismatch = FindMismatch(*header, format_, sameScan_);
+  if (mismatch) throw FrameFailure(GetName(), frame.number, mismatch->found, mismatch->advice);
 }
 
 }  // namespace vixprores

@@ -2,27 +2,58 @@
 #ifndef TOOL_CONTAINER_PRORESREADER_H
 #define TOOL_CONTAINER_PRORESREADER_H
 
+#include <deque>
+#include <exception>
+
+#include "bitstream/FrameHeader.h"
+#include "container/BareFrames.h"
 #include "container/ContainerReader.h"
 
 namespace vixprores {
 
-/// Reads the ProRes frames of a container. The buffers are the container library's own packets.
+/// Reads the ProRes frames of a container. The buffers are the container library's own packets, but
+/// for bare samples, which are made frames of the standard layout.
 class ProResReader : public ContainerReader {
  public:
-  /// @param sameScan refuses frames that are not scanned as the first one
-  ProResReader(std::unique_ptr<InputFile> file, bool sameScan);
+  ProResReader(std::unique_ptr<InputFile> file, const ProResOptions& options);
 
+  std::optional<std::int64_t> GetFrameCount() const override;
   std::optional<StreamFormat> GetContainerFormat() const override { return container_; }
+  std::optional<Timecode> GetTimecode() const override;
   std::optional<std::int64_t> GetFrameOffset() const override { return offset_; }
+  std::string GetFrameFault() const override { return fault_; }
+  std::string GetNote() const override;
   std::shared_ptr<vix::IBuffer> Read() override;
 
  private:
-  void CheckFrame(const vix::IBuffer& frame) const;
+  /// What reading came to: a sample or a frame, none at the end, or a failure.
+  struct Outcome {
+    std::shared_ptr<vix::IBuffer> bytes;
+    std::optional<std::int64_t> offset;
+    std::string fault;
+    std::exception_ptr failure;
+    std::int64_t number = 0;  ///< of a frame
+
+    bool IsEnd() const { return !bytes && !failure; }
+  };
+
+  Outcome ReadTrack();
+  Outcome TakeSample();
+  Outcome ReadFrame();
+  Outcome JoinFields(Outcome frame);
+  void ChooseLayout();
+  prores::FrameHeader FindHeader(bool damagedStart);
+  void CheckFrame(const Outcome& frame) const;
 
   bool sameScan_;
+  SampleLayout layout_ = SampleLayout::Standard;
+  BareFrames bareFrames_;
   StreamFormat container_;  ///< as the container alone says
+  std::deque<Outcome> samples_;  ///< read ahead to choose the layout
+  std::deque<Outcome> frames_;   ///< read ahead to find a header
+  std::int64_t framesRead_ = 0;  ///< of the track
   std::optional<std::int64_t> offset_;
-  std::shared_ptr<vix::IBuffer> first_;  ///< until Read() hands it out
+  std::string fault_;
 };
 
 }  // namespace vixprores

@@ -79,10 +79,10 @@ std::shared_ptr<vix::IBuffer> RawContainerReader::Read() {
   auto frame = track_.Read();
   if (frame && frame->GetSize() != frameBytes_) {
     track_.FailAtLastFrame("has " + std::to_string(frame->GetSize()) + " bytes instead of " +
-                           std::to_string(frameBytes_) + " as " +
-                           DescribeSize(format_.width, format_.height) + " " +
-                           DescribeCode(format_.code) +
-                           " has: it is cut short, or its rows are laid out in another way; "
+                               std::to_string(frameBytes_) + " as " +
+                               DescribeSize(format_.width, format_.height) + " " +
+                               DescribeCode(format_.code) +
+                               " has: it is cut short, or its rows are laid out in another way",
                            "choose the frames before it with --frames, or let ffmpeg rewrite it "
                            "with -c:v v210");
   }

@@ -24,8 +24,8 @@ std::unique_ptr<FrameReader> OpenRawVideo(const std::string& path,
   return std::make_unique<RawContainerReader>(std::move(file));
 }
 
-std::unique_ptr<FrameReader> OpenProRes(const std::string& path, bool sameScan) {
-  return std::make_unique<ProResReader>(std::make_unique<InputFile>(path), sameScan);
+std::unique_ptr<FrameReader> OpenProRes(const std::string& path, const ProResOptions& options) {
+  return std::make_unique<ProResReader>(std::make_unique<InputFile>(path), options);
 }
 
 }  // namespace vixprores

@@ -44,7 +44,8 @@ class FrameReader {
   /// What the user should know about how the input was taken; empty = nothing.
   virtual std::string GetNote() const { return {}; }
   /// The next frame, or null at the end. A frame that is damaged or missing is a Failure that names
-  /// the input, the frame, and what was found.
+  /// the input, the frame, and what was found; after a FrameFailure the next call gives what stands
+  /// behind it.
   virtual std::shared_ptr<vix::IBuffer> Read() = 0;
   /// What the element takes, made of a frame as Read() gave it. May be called from any thread,
   /// several at once, also while another one reads.
@@ -67,10 +68,21 @@ struct HeadlessFormat {
 /// cannot take.
 std::unique_ptr<FrameReader> OpenRawVideo(const std::string& path,
                                           const std::optional<HeadlessFormat>& headless);
-/// Opens the ProRes track of a container. Size and field order are those of the first frame's
-/// header; what the container does not tell of the rest comes from there too.
-/// @param sameScan refuses frames that are not scanned as the first one
-std::unique_ptr<FrameReader> OpenProRes(const std::string& path, bool sameScan);
+
+/// How ProRes is opened.
+struct ProResOptions {
+  bool sameScan = false;  ///< a frame that is not scanned as the first one is a FrameFailure
+  bool scan = false;      ///< finds the frames by themselves, whatever is around them
+  std::optional<Rational> rate = {};  ///< of frames found so; none = as their headers say
+  /// Looks behind damaged frames for the header that tells of the stream. They are read all the
+  /// same.
+  bool damagedStart = false;
+};
+
+/// Opens the ProRes track of a container, or scans for frames. Size and field order are those of
+/// the first frame's header; what the container does not tell of the rest comes from there too.
+/// Frames have the standard layout, whatever the layout of the samples.
+std::unique_ptr<FrameReader> OpenProRes(const std::string& path, const ProResOptions& options = {});
 
 }  // namespace vixprores
 

@@ -6,6 +6,7 @@
 /// What ends a run early. The text of each error is a whole message for the user: what was wrong,
 /// where, and what to do about it.
 
+#include <cstdint>
 #include <cstdio>
 #include <stdexcept>
 #include <string>
@@ -30,6 +31,40 @@ class UsageError : public std::runtime_error {
 class Failure : public std::runtime_error {
  public:
   using std::runtime_error::runtime_error;
+};
+
+/// A frame of the input is damaged or missing. What stands behind it can still be read.
+class FrameFailure : public Failure {
+ public:
+  /// @param found  what is wrong, to go behind the frame's number
+  /// @param advice what to do about it; empty = nothing
+  /// @param count  of frames from this one on that share the fault
+  FrameFailure(const std::string& input, std::int64_t frame, const std::string& found,
+               const std::string& advice = {}, std::int64_t count = 1)
+      : FrameFailure(input + ": frame " + std::to_string(frame) + " " + found +
+                         (advice.empty() ? "" : "; ") + advice,
+                     frame, count, found) {}
+
+  std::int64_t GetFrame() const { return frame_; }
+  std::int64_t GetCount() const { return count_; }
+  const std::string& GetFound() const { return found_; }
+
+ protected:
+  FrameFailure(const std::string& message, std::int64_t frame, std::int64_t count,
+               const std::string& found)
+      : Failure(message), frame_(frame), count_(count), found_(found) {}
+
+ private:
+  std::int64_t frame_;
+  std::int64_t count_;
+  std::string found_;
+};
+
+/// A frame is there, but not at the time that the constant rate asks for.
+class FrameTimeFailure : public FrameFailure {
+ public:
+  FrameTimeFailure(const std::string& message, std::int64_t frame, const std::string& found)
+      : FrameFailure(message, frame, 1, found) {}
 };
 
 /// The user stopped the program while it waited for input.

@@ -1,0 +1,40 @@
+// SPDX-License-Identifier: BSD-2-Clause
+#ifndef TOOL_INSPECTION_STREAMHEADERS_H
+#define TOOL_INSPECTION_STREAMHEADERS_H
+
+/// @file
+/// The frame headers of one stream.
+
+#include <cstdint>
+#include <optional>
+#include <span>
+#include <string>
+
+#include "bitstream/FrameHeader.h"
+#include "format/StreamFormat.h"
+#include "vix/Buffers.h"
+
+namespace vixprores {
+
+/// The bytes of a frame.
+inline std::span<const std::uint8_t> BytesOf(const vix::IBuffer& frame) {
+  return {frame.GetData(), frame.GetSize()};
+}
+
+/// The header of a frame with its prefix; none where it cannot be read.
+std::optional<prores::FrameHeader> ParseHeader(std::span<const std::uint8_t> frame);
+
+/// How a frame differs from its stream so that decoders would take it amiss without saying so.
+struct HeaderMismatch {
+  std::string found;   ///< to go behind the frame's number
+  std::string advice;  ///< what to do about it
+};
+
+/// @param stream   what the first frame's header said
+/// @param sameScan whether it matters that all frames are scanned alike
+std::optional<HeaderMismatch> FindMismatch(const prores::FrameHeader& header,
+                                           const StreamFormat& stream, bool sameScan);
+
+}  // namespace vixprores
+
+#endif  // TOOL_INSPECTION_STREAMHEADERS_H
