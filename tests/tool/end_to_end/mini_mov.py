@@ -1,0 +1,73 @@
+# SPDX-License-Identifier: BSD-2-Clause
+"""The smallest .mov files: one video track with any samples, and what the samples of a file are."""
+import json
+import struct
+import subprocess
+
+from tool import TIMEOUT
+
+
+def samples(path):
+    """The bytes of each sample of the first video track, in their order."""
+    data = path.read_bytes()
+    return [data[position:position + size] for position, size in places(path)]
+
+
+def places(path):
+    """Position and size of each sample, as an independent program finds them."""
+    result = subprocess.run(
+        ["ffprobe", "-v", "error", "-select_streams", "v:0", "-show_entries", "packet=pos,size",
+         "-of", "json", str(path)], check=True, capture_output=True, text=True, timeout=TIMEOUT)
+    return [(int(packet["pos"]), int(packet["size"]))
+            for packet in json.loads(result.stdout)["packets"]]
+
+
+def write(path, frames, code=b"apcn", width=128, height=96, rate=25):
+    """A file with those samples, `rate` a second."""
+    frames = list(frames)
+    head = _atom(b"ftyp", b"qt  ", _u32(0x200), b"qt  ")
+    first = len(head) + 8
+    positions = [first + sum(map(len, frames[:i])) for i in range(len(frames))]
+    path.write_bytes(head + _atom(b"mdat", *frames)
+                     + _moov(positions, [len(frame) for frame in frames], code, width, height,
+                             rate))
+
+
+def _moov(positions, sizes, code, width, height, rate):
+    count = len(sizes)
+    entry = _atom(code, bytes(6), _u16(1), bytes(16), _u16(width), _u16(height),
+                  _u32(72 << 16) * 2, _u32(0), _u16(1), bytes(32), _u16(24), b"\xff\xff")
+    stbl = _atom(b"stbl",
+                 _full(b"stsd", _u32(1), entry),
+                 _full(b"stts", _u32(1), _u32(count), _u32(1)),
+                 _full(b"stsc", _u32(1), _u32(1), _u32(1), _u32(1)),
+                 _full(b"stsz", _u32(0), _u32(count), *map(_u32, sizes)),
+                 _full(b"stco", _u32(count), *map(_u32, positions)))
+    dinf = _atom(b"dinf", _full(b"dref", _u32(1), _atom(b"url ", _u32(1))))
+    minf = _atom(b"minf", _atom(b"vmhd", _u32(1), bytes(8)), dinf, stbl)
+    mdia = _atom(b"mdia", _full(b"mdhd", bytes(8), _u32(rate), _u32(count), bytes(4)),
+                 _full(b"hdlr", b"mhlr", b"vide", bytes(12), b"\0"), minf)
+    matrix = struct.pack(">9I", 1 << 16, 0, 0, 0, 1 << 16, 0, 0, 0, 1 << 30)
+    tkhd = _atom(b"tkhd", _u32(3), bytes(8), _u32(1), bytes(4), _u32(count), bytes(16), matrix,
+                 _u32(width << 16), _u32(height << 16))
+    mvhd = _full(b"mvhd", bytes(8), _u32(rate), _u32(count), _u32(1 << 16), _u16(256), bytes(10),
+                 matrix, bytes(24), _u32(2))
+    return _atom(b"moov", mvhd, _atom(b"trak", tkhd, mdia))
+
+
+def _atom(kind, *contents):
+    data = b"".join(contents)
+    return _u32(len(data) + 8) + kind + data
+
+
+def _full(kind, *contents):
+    """An atom with version and flags, both 0."""
+    return _atom(kind, bytes(4), *contents)
+
+
+def _u32(value):
+    return struct.pack(">I", value)
+
+
+def _u16(value):
+    return struct.pack(">H", value)
