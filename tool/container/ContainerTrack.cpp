@@ -127,8 +127,9 @@ void ContainerTrack::Open() {
   if (result >= 0) context_.reset(context);
   bytes_.Rethrow();
   if (result < 0) {
-    throw Failure(GetName() + ": no readable container: " + ExplainLibavError(result) +
-                  "; the containers " + kContainers + " are read, when completely written");
+    throw UnreadableContainer(GetName() + ": no readable container: " + ExplainLibavError(result) +
+                              "; the containers " + kContainers +
+                              " are read, when completely written");
   }
 }
 
@@ -141,8 +142,8 @@ void ContainerTrack::ChooseTracks() {
     if (++videoTracks_ == 1) stream_ = stream;
   }
   if (!stream_) {
-    throw Failure(GetName() + ": has no video track among its " +
-                  std::to_string(context_->nb_streams) + " tracks");
+    throw UnreadableContainer(GetName() + ": has no video track among its " +
+                              std::to_string(context_->nb_streams) + " tracks");
   }
   stream_->discard = AVDISCARD_DEFAULT;
   DescribeVideo();
@@ -321,7 +322,7 @@ void ContainerTrack::ReadFirstPacket() {
   }
   if (!pending_ && !pendingFailure_) {
     if (announcedFrames_.value_or(0) > 0) FailAtEarlyEnd();
-    throw Failure(GetName() + ": holds no frames");
+    throw UnreadableContainer(GetName() + ": holds no frames");
   }
   format_.rate = FindRate(*stream_, pending_.get(), IsMatroska(*context_));
   if (format_.rate.numerator == 0) {

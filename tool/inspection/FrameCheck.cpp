@@ -13,10 +13,6 @@ namespace {
 
 using Bytes = std::span<const std::uint8_t>;
 
-bool IsPadding(Bytes bytes) {
-  return std::ranges::all_of(bytes, [](std::uint8_t byte) { return byte == 0; });
-}
-
 // Bytes from one place to another, of which either may lie outside.
 Bytes Between(Bytes bytes, std::size_t begin, std::size_t end) {
   begin = std::min(begin, bytes.size());
@@ -93,6 +89,10 @@ void CheckStatedSize(Bytes bytes, const FrameStructure& frame, FrameCheck& check
 }
 
 }  // namespace
+
+bool IsPadding(Bytes bytes) {
+  return std::ranges::all_of(bytes, [](std::uint8_t byte) { return byte == 0; });
+}
 
 std::string FrameCheck::Describe() const {
   std::string text;

@@ -38,6 +38,9 @@ struct FrameCheck {
 /// outside them is read. May be called from any thread.
 FrameCheck CheckFrame(std::span<const std::uint8_t> frame);
 
+/// True where all bytes are zero, as those between the parts of a frame are.
+bool IsPadding(std::span<const std::uint8_t> bytes);
+
 }  // namespace vixprores
 
 #endif  // TOOL_INSPECTION_FRAMECHECK_H

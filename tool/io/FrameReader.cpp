@@ -10,7 +10,9 @@
 #include "format/Y4mHeader.h"
 #include "io/HeadlessReader.h"
 #include "io/InputFile.h"
+#include "io/ScanReader.h"
 #include "io/Y4mReader.h"
+#include "run/Errors.h"
 
 namespace vixprores {
 
@@ -25,7 +27,13 @@ std::unique_ptr<FrameReader> OpenRawVideo(const std::string& path,
 }
 
 std::unique_ptr<FrameReader> OpenProRes(const std::string& path, const ProResOptions& options) {
-  return std::make_unique<ProResReader>(std::make_unique<InputFile>(path), options);
+  auto file = std::make_unique<InputFile>(path);
+  if (options.scan) return std::make_unique<ScanReader>(std::move(file), options);
+  try {
+    return std::make_unique<ProResReader>(std::move(file), options);
+  } catch (const UnreadableContainer& failure) {
+    throw UnreadableContainer(failure.what() + std::string("; --scan finds frames without it"));
+  }
 }
 
 }  // namespace vixprores

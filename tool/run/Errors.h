@@ -33,6 +33,12 @@ class Failure : public std::runtime_error {
   using std::runtime_error::runtime_error;
 };
 
+/// The container of a file tells nothing of what it holds.
+class UnreadableContainer : public Failure {
+ public:
+  using Failure::Failure;
+};
+
 /// A frame of the input is damaged or missing. What stands behind it can still be read.
 class FrameFailure : public Failure {
  public:

@@ -1,0 +1,34 @@
+// SPDX-License-Identifier: BSD-2-Clause
+#include "io/ScanReader.h"
+
+#include <utility>
+
+#include "format/HeaderCodes.h"
+#include "inspection/StreamHeaders.h"
+#include "run/Errors.h"
+
+namespace vixprores {
+
+ScanReader::ScanReader(std::unique_ptr<InputFile> file, const ProResOptions& options)
+    : scanner_(std::move(file)), sameScan_(options.sameScan), first_(scanner_.Next()) {
+  const auto header = first_ ? ParseHeader(BytesOf(*first_->bytes)) : std::nullopt;
+  if (!header) throw Failure(GetName() + ": no ProRes frame was found in it");
+  format_ = FormatOf(*header);
+  if (options.rate) format_.rate = *options.rate;
+  if (format_.rate.numerator == 0) {
+    throw Failure(GetName() + ": its frames do not tell their rate; give it with --rate");
+  }
+}
+
+std::shared_ptr<vix::IBuffer> ScanReader::Read() {
+  auto frame = first_ ? std::exchange(first_, std::nullopt) : scanner_.Next();
+  if (!frame) return nullptr;
+  const std::int64_t number = framesRead_++;
+  offset_ = frame->offset;
+  const auto header = ParseHeader(BytesOf(*frame->bytes));
+  const auto mismatch = header ? FindMismatch(*header, format_, sameScan_) : std::nullopt;
+  if (mismatch) throw FrameFailure(GetName(), number, mismatch->found, mismatch->advice);
+  return std::move(frame->bytes);
+}
+
+}  // namespace vixprores
