@@ -4,8 +4,8 @@
 namespace vixprores {
 
 std::vector<Command> AllCommands() {
-  return {MakeEncodeCommand(), MakeDecodeCommand(), MakeRecoverCommand(), MakeBenchCommand(),
-          MakeElementsCommand()};
+  return {MakeEncodeCommand(),  MakeDecodeCommand(), MakeVerifyCommand(),
+          MakeRecoverCommand(), MakeBenchCommand(),  MakeElementsCommand()};
 }
 
 }  // namespace vixprores

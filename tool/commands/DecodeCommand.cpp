@@ -42,7 +42,9 @@ std::vector<std::string> FindNotes(const DecodeOptions& options, const FrameRead
 
 void Decode(const DecodeOptions& options, RunReport& report) {
   const OutputFormat& output = FindRawVideoOutput(options.output);
-  auto reader = OpenProRes(options.input, {.sameScan = options.skipField});
+  ProResOptions opening = ToProResOptions(options);
+  opening.sameScan = options.skipField;
+  auto reader = OpenProRes(options.input, opening);
   const StreamFormat source = reader->GetFormat();
   MovieContent content{DecodedFormat(source, options), reader->GetTimecode()};
   const auto makeElement = [&options](int threads) {

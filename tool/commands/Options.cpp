@@ -7,6 +7,7 @@
 #include "commandline/Values.h"
 #include "container/Libav.h"
 #include "element/CodecEnvironment.h"
+#include "run/Errors.h"
 #include "vix/Logging.h"
 
 namespace vixprores {
@@ -23,11 +24,32 @@ OptionGroup HostGroup(HostOptions& options) {
   return {"Host", {plugin, Flag("--verbose", options.verbose, "log records on standard error")}};
 }
 
-OptionGroup MachineGroup(HostOptions& host, MachineOptions& machine) {
-  Option threads = Number("--threads", machine.threads, 0, kMostThreads,
-                          "threads, each on a frame of its own; 0: all processors");
-  threads.details =
+OptionGroup ScanGroup(ScanOptions& options) {
+  Option scan = Flag("--scan", options.scan, "find frames without the container, in any bytes");
+  scan.details =
+      "Frames are found by what they look like: in files whose index is lost or damaged, that were "
+      "never completed, or that have no container at all.";
+  Option rate{"--rate", "N[/D]", "frames per second of a scan; else as the frames say",
+              [&options](const std::string& text) { options.rate = ParseRate(text); }};
+  return {"Damaged containers", {scan, rate}};
+}
+
+ProResOptions ToProResOptions(const ScanOptions& options) {
+  if (options.rate && !options.scan) {
+    throw UsageError("--rate is for --scan; a container tells its rate itself");
+  }
+  return {.scan = options.scan, .rate = options.rate};
+}
+
+Option ThreadsOption(int& threads) {
+  Option option = Number("--threads", threads, 0, kMostThreads,
+                         "threads, each on a frame of its own; 0: all processors");
+  option.details =
       "Two frames for each thread are in memory. The output is the same for every number.";
+  return option;
+}
+
+OptionGroup MachineGroup(HostOptions& host, MachineOptions& machine) {
   Option cpu = Text("--cpu", "LEVEL", machine.cpu, "instructions: " + JoinWords(CpuLevels()));
   cpu.choices = CpuLevels();
   cpu.details =
@@ -35,7 +57,7 @@ OptionGroup MachineGroup(HostOptions& host, MachineOptions& machine) {
       "the same for every level.";
   OptionGroup group = HostGroup(host);
   group.title = "Machine";
-  group.options.insert(group.options.begin(), {threads, cpu});
+  group.options.insert(group.options.begin(), {ThreadsOption(machine.threads), cpu});
   return group;
 }
 

@@ -10,6 +10,7 @@
 
 #include "commandline/Command.h"
 #include "format/StreamFormat.h"
+#include "io/FrameReader.h"
 
 namespace vixprores {
 
@@ -25,11 +26,24 @@ struct MachineOptions {
   std::optional<std::string> cpu;  ///< level of instructions; none = as the environment says
 };
 
+/// How the frames of a ProRes input are found.
+struct ScanOptions {
+  bool scan = false;             ///< by themselves, without the container
+  std::optional<Rational> rate;  ///< frames per second; none = as they say
+};
+
 /// "Host" options of the help.
 OptionGroup HostGroup(HostOptions& options);
 /// The same with threads and instructions.
 OptionGroup MachineGroup(HostOptions& host, MachineOptions& machine);
 
+/// --scan and --rate
+OptionGroup ScanGroup(ScanOptions& options);
+/// The same for a reader. Refuses with a UsageError a rate without a scan.
+ProResOptions ToProResOptions(const ScanOptions& options);
+
+/// --threads
+Option ThreadsOption(int& threads);
 /// --variant; `variant` is set to the one named `standard` at once.
 Option VariantOption(const ProResVariant*& variant, const std::string& standard);
 /// --fourcc of uncompressed pictures

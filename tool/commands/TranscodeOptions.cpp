@@ -222,6 +222,7 @@ Command DescribeDecode(DecodeOptions& options) {
   command.groups = {{"Decoding",
                      {fourcc, Flag("--skip-field", options.skipField,
                                    "only the first field of interlaced frames")}},
+                    ScanGroup(options),
                     SoundGroup(options),
                     BatchGroup(options),
                     RunGroup(options),

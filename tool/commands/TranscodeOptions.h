@@ -49,7 +49,7 @@ struct EncodeOptions : TranscodeOptions {
   std::optional<HeadlessFormat> headless;
 };
 
-struct DecodeOptions : TranscodeOptions {
+struct DecodeOptions : TranscodeOptions, ScanOptions {
   vix::FourCC fourcc = vix::kFourCC_V210;
   bool skipField = false;
 };

@@ -317,18 +317,16 @@ void ContainerTrack::ReadFirstPacket() {
   announcedFrames_ = CountAnnouncedFrames();
   try {
     pending_ = ReadPacket();
+    if (!pending_ && announcedFrames_.value_or(0) > 0) FailAtEarlyEnd();
   } catch (const FrameFailure&) {
     pendingFailure_ = std::current_exception();
   }
-  if (!pending_ && !pendingFailure_) {
-    if (announcedFrames_.value_or(0) > 0) FailAtEarlyEnd();
-    throw UnreadableContainer(GetName() + ": holds no frames");
-  }
+  if (!pending_ && !pendingFailure_) throw UnreadableContainer(GetName() + ": holds no frames");
   format_.rate = FindRate(*stream_, pending_.get(), IsMatroska(*context_));
   if (format_.rate.numerator == 0) {
     throw Failure(GetName() + ": does not tell its frame rate; rewrap it as .mov first");
   }
-  firstTime_ = pending_ ? TimeOf(*pending_) : stream_->start_time;
+  firstTime_ = pendingFailure_ ? stream_->start_time : TimeOf(*pending_);
   if (firstTime_ == AV_NOPTS_VALUE) firstTime_ = 0;
   format_.start =
       std::max<std::int64_t>(0, av_rescale_q(firstTime_, stream_->time_base, Invert(format_.rate)));
@@ -435,15 +433,30 @@ void ContainerTrack::FailAtUnreadableFrame(const std::string& reason) {
   FailAtLastFrame("cannot be found: " + reason, kTakeThoseBefore);
 }
 
+// The index may lead outside the input for some frames, and back for those behind them.
 void ContainerTrack::FailAtEarlyEnd() {
   const std::int64_t announced = *announcedFrames_ - hiddenFrames_;
-  const std::int64_t first = std::exchange(framesRead_, announced);
+  const std::int64_t first = framesRead_;
   lastOffset_ = std::nullopt;
+  ++framesRead_;
+  while (!pending_ && framesRead_ < announced) {
+    try {
+      pending_ = ReadPacket();
+      if (!pending_) ++framesRead_;
+    } catch (const FrameFailure&) {
+      // Counted where it was thrown.
+    }
+  }
+  const std::int64_t count = framesRead_ - first;
+  if (pending_) {
+    throw FrameFailure(GetName(), first, "is missing: its place is outside the input",
+                       kTakeThoseBefore, count);
+  }
   throw FrameFailure(GetName(), first,
                      "is missing: the input ends there although it announces " +
                          std::to_string(announced) + " frames",
                      "choose the frames that are there with --frames, or get the whole file",
-                     announced - first);
+                     count);
 }
 
 }  // namespace vixprores

@@ -1,0 +1,195 @@
+# SPDX-License-Identifier: BSD-2-Clause
+"""verify finds what is damaged, says where, and goes on behind it; --scan finds frames in anything."""
+import json
+import struct
+
+import mini_mov
+from tool import ToolTest, ffmpeg, make_v210, run
+
+FRAMES = 8
+
+
+class VerifyTest(ToolTest):
+    def setUp(self):
+        super().setUp()
+        self.clip, self.encoded = self.path("clip.mov"), self.path("encoded.mov")
+        self.make(self.encoded)
+
+    def make(self, output, filters="null", *options):
+        make_v210(self.clip, filters=filters, frames=FRAMES)
+        self.succeed("encode", "--overwrite", *options, self.clip, output)
+
+    def overwrite(self, path, position, replacement):
+        data = bytearray(path.read_bytes())
+        data[position:position + len(replacement)] = replacement
+        path.write_bytes(data)
+
+    def verify(self, code, *arguments):
+        """What `verify --json` says of the files."""
+        result = run("verify", "--json", *arguments)
+        self.assertEqual(result.returncode, code, result.stdout + result.stderr)
+        report = json.loads(result.stdout)
+        self.assertEqual(report["intact"], code == 0)
+        return report["files"]
+
+    def verify_one(self, code, *arguments):
+        files = self.verify(code, *arguments)
+        self.assertEqual(len(files), 1)
+        return files[0]
+
+    def damaged(self, *arguments):
+        """Numbers of the damaged frames of one file."""
+        return [frame["frame"] + i for frame in self.verify_one(1, *arguments)["damage"]
+                for i in range(frame["count"])]
+
+
+class Verify(VerifyTest):
+    def test_intact_files(self):
+        names = [self.path(name) for name in ("a.mkv", "b.mxf", "c.mov")]
+        for name in names:
+            self.make(name, "null" if name.suffix == ".mxf" else "setfield=tff")
+        for file, name in zip(self.verify(0, *names), names):
+            self.assertEqual(file, {"file": str(name), "intact": True, "frames": FRAMES,
+                                    "damagedFrames": 0, "damage": []})
+        result = self.succeed("verify", *names)
+        self.assertEqual(result.stdout, "".join(f"{name}: {FRAMES} frames, intact\n"
+                                                for name in names))
+        self.assertEqual(self.succeed("verify", "--quiet", *names).stdout, "")
+
+    def test_a_header_a_slice_and_the_size_field(self):
+        places = mini_mov.places(self.encoded)
+        self.overwrite(self.encoded, places[1][0] + 8, b"\0\0")  # size of the frame header
+        # Of the first slice of frame 5: header, picture header and a table of 6 slices before.
+        frame = self.encoded.read_bytes()[places[5][0]:]
+        table = 8 + struct.unpack_from(">H", frame, 8)[0] + 8
+        slices = struct.unpack_from(">H", frame, table - 3)[0]
+        self.overwrite(self.encoded, places[5][0] + table + 2 * slices + 2, b"\xff")
+        self.overwrite(self.encoded, places[7][0] + 2, b"\xff")
+        file = self.verify_one(1, self.encoded)
+        self.assertEqual((file["frames"], file["damagedFrames"]), (FRAMES, 3))
+        header, slice_, size = file["damage"]
+        self.assertEqual((header["frame"], header["offset"]), (1, places[1][0]))
+        self.assertIn("frame header", header["faults"][0])
+        self.assertEqual((slice_["frame"], slice_["faults"]), (5, []))
+        self.assertEqual(slice_["slices"], [{"picture": 1, "row": 0, "slice": 0,
+                                             "offsetInFrame": table + 2 * slices}])
+        self.assertEqual(size["frame"], 7)
+        self.assertIn("says that it has", size["faults"][0])
+
+        result = run("verify", self.encoded)
+        self.assertEqual(result.returncode, 1)
+        self.assertIn(f"frame 5 at byte {places[5][0]}: 1 damaged slice "
+                      "(picture 1 row 0 slice 0)", result.stdout.replace(" (00:00:00:05)", ""))
+        self.assertTrue(result.stdout.endswith(f"{FRAMES} frames, 3 damaged\n"))
+
+    def test_damage_at_the_start(self):
+        places = mini_mov.places(self.encoded)
+        self.overwrite(self.encoded, places[0][0] + 4, b"junk")
+        self.overwrite(self.encoded, places[1][0] + 4, b"junk")
+        self.assertEqual(self.damaged(self.encoded), [0, 1])
+
+    def test_another_size_and_version(self):
+        places = mini_mov.places(self.encoded)
+        self.overwrite(self.encoded, places[2][0] + 16, b"\0\x40\0\x40")
+        self.overwrite(self.encoded, places[4][0] + 11, b"\1")
+        file = self.verify_one(1, self.encoded)
+        self.assertEqual([frame["frame"] for frame in file["damage"]], [2, 4])
+        self.assertIn("is 64x64", file["damage"][0]["faults"][0])
+        self.assertIn("bitstream version 1", file["damage"][1]["faults"][0])
+
+    def test_a_file_that_was_cut_short(self):
+        front = self.path("front.mov")
+        ffmpeg("-i", self.encoded, "-c", "copy", "-movflags", "faststart", front)
+        position, size = mini_mov.places(front)[5]
+        front.write_bytes(front.read_bytes()[:position + size // 2])
+        file = self.verify_one(1, front)
+        self.assertEqual((file["frames"], file["damagedFrames"]), (FRAMES, 3))
+        self.assertIn("cut short", file["damage"][0]["faults"][0])
+        # What was cut off is found one by one, or told as missing.
+        self.assertEqual(self.damaged(front), [5, 6, 7])
+
+    def test_a_broken_place_in_the_index(self):
+        mini_mov.write(self.encoded, mini_mov.samples(self.encoded))
+        data = self.encoded.read_bytes()
+        place = data.index(b"stco") + 12
+        self.overwrite(self.encoded, place + 4 * 3, b"\x7f")  # far behind the end
+        self.overwrite(self.encoded, place + 4 * 6 + 3, bytes([data[place + 4 * 6 + 3] ^ 0x10]))
+        self.assertEqual(self.damaged(self.encoded), [3, 6])
+        self.overwrite(self.encoded, place, b"\x7f")
+        self.assertEqual(self.damaged(self.encoded), [0, 3, 6])
+
+    def test_other_files_are_verified_all_the_same(self):
+        text = self.path("text.mov")
+        text.write_text("This is no video.\n" * 1000)
+        files = self.verify(1, text, self.clip, self.path("missing.mov"), self.encoded)
+        self.assertEqual([file["intact"] for file in files], [False, False, False, True])
+        self.assertIn("--scan finds frames without it", files[0]["error"])
+        self.assertIn("not ProRes", files[1]["error"])
+        self.assertIn("No such file", files[2]["error"])
+        result = run("verify", text, self.encoded)
+        self.assertIn("no readable container", result.stderr)
+        self.assertEqual(result.stdout, f"{text}: not verified\n"
+                                        f"{self.encoded}: {FRAMES} frames, intact\n")
+
+    def test_the_number_of_threads_does_not_matter(self):
+        places = mini_mov.places(self.encoded)
+        for frame in (1, 2, 6):
+            self.overwrite(self.encoded, places[frame][0] + 60, b"\xff" * 40)
+        reports = {run("verify", "--threads", threads, self.encoded).stdout
+                   for threads in (1, 2, 5)}
+        self.assertEqual(len(reports), 1)
+        self.assertEqual(self.damaged(self.encoded), [1, 2, 6])
+
+    def test_standard_input(self):
+        self.make(self.path("clip.mkv"))
+        with open(self.path("clip.mkv"), "rb") as pipe:
+            result = self.succeed("verify", "-", stdin=pipe)
+        self.assertIn(f"{FRAMES} frames, intact", result.stdout)
+
+    def test_wrong_use(self):
+        self.fail_with(2, ["FILE is missing"], "verify")
+        self.fail_with(2, ["--rate is for --scan"], "verify", "--rate", "25", self.encoded)
+        self.fail_with(2, ["--rate is for --scan"], "decode", "--rate", "25", self.encoded,
+                       self.path("out.raw"))
+
+
+class Scan(VerifyTest):
+    def test_a_file_without_its_index(self):
+        self.succeed("decode", self.encoded, self.path("whole.raw"))
+        data = self.encoded.read_bytes()
+        self.encoded.write_bytes(data[:data.index(b"moov") - 4])
+        self.fail_with(1, ["--scan finds frames without it"], "decode", self.encoded,
+                       self.path("out.raw"))
+        self.succeed("decode", "--scan", self.encoded, self.path("out.raw"))
+        self.assert_same_bytes(self.path("out.raw").read_bytes(),
+                               self.path("whole.raw").read_bytes())
+        self.assertEqual(self.verify_one(0, "--scan", self.encoded)["frames"], FRAMES)
+
+    def test_frames_tell_their_rate_or_it_is_asked_for(self):
+        self.succeed("decode", "--scan", self.encoded, self.path("out.mov"))
+        report = json.loads(self.succeed("decode", "--json", "--scan", "--rate", "50", "--overwrite",
+                                         self.encoded, self.path("out.mov")).stdout)
+        self.assertEqual(report["rate"], "50")
+        make_v210(self.clip, rate="15", frames=FRAMES)
+        self.succeed("encode", "--overwrite", self.clip, self.encoded)
+        self.fail_with(1, ["do not tell their rate", "--rate"], "decode", "--scan", self.encoded,
+                       self.path("other.mov"))
+        self.succeed("decode", "--scan", "--rate", "15", self.encoded, self.path("other.mov"))
+
+    def test_damage_is_told_with_its_place(self):
+        places = mini_mov.places(self.encoded)
+        self.overwrite(self.encoded, places[3][0] + 28, b"\0")  # the picture header
+        file = self.verify_one(1, "--scan", self.encoded)
+        self.assertEqual(file["frames"], FRAMES)
+        self.assertEqual([(frame["frame"], frame["offset"]) for frame in file["damage"]],
+                         [(3, places[3][0])])
+
+    def test_frames_and_nothing_else_on_standard_input(self):
+        frames = b"".join(mini_mov.samples(self.encoded))
+        result = self.succeed("verify", "--scan", "-", input=frames, text=False)
+        self.assertIn(b"8 frames, intact", result.stdout)
+
+    def test_nothing_to_find(self):
+        self.path("text.mov").write_text("no video, icpf or not\n" * 1000)
+        self.fail_with(1, ["no ProRes frame was found"], "decode", "--scan", self.path("text.mov"),
+                       self.path("out.raw"))

@@ -1,0 +1,133 @@
+// SPDX-License-Identifier: BSD-2-Clause
+#include <algorithm>
+#include <chrono>
+#include <cstdio>
+#include <memory>
+#include <string>
+#include <vector>
+
+#include "commands/BindOptions.h"
+#include "commands/Commands.h"
+#include "commands/Options.h"
+#include "container/SideTracks.h"
+#include "inspection/Verification.h"
+#include "report/Report.h"
+#include "report/VerificationReport.h"
+#include "run/Errors.h"
+#include "run/Interrupt.h"
+
+namespace vixprores {
+namespace {
+
+using std::chrono::steady_clock;
+
+struct VerifyOptions : HostOptions, ScanOptions {
+  std::vector<std::string> files;
+  int threads = 0;
+  bool json = false;
+  bool quiet = false;
+};
+
+Command Describe(VerifyOptions& options) {
+  Command command;
+  command.name = "verify";
+  command.summary = "Check ProRes files for damage";
+  command.description =
+      "Reads every frame of each file, checks its headers and sizes, and decodes every slice down "
+      "to its coefficients. Each damaged frame is told with its number, its timecode, its place in "
+      "the file, and what is damaged. A file that cannot be read does not keep the others from "
+      "being checked.\n\n"
+      "What cannot be seen in the frames themselves is damage that turns them into other valid "
+      "frames, and damage of an alpha channel.";
+  command.usages = {"[OPTION]... FILE..."};
+  command.arguments = {{"FILE", "container with a ProRes track; - for standard input"}};
+  command.takeArguments = [&options](const std::vector<std::string>& words) {
+    if (words.empty()) throw UsageError("FILE is missing");
+    options.files = words;
+  };
+  command.groups = {
+      {"Report",
+       {Flag("--json", options.json, "the outcome as JSON"),
+        Flag("--quiet", options.quiet, "no progress, and no word of what is intact")}},
+      ScanGroup(options),
+      {"Machine",
+       {ThreadsOption(options.threads),
+        Flag("--verbose", options.verbose, "messages of the container on standard error")}}};
+  command.examples = {{"vixprores verify *.mov", "Every file; exit code 0 if all are intact."}};
+  return command;
+}
+
+// The progress line of one file.
+class Progress {
+ public:
+  Progress(const VerifyOptions& options, const FrameReader& reader)
+      : line_(!options.quiet), total_(reader.GetFrameCount()) {
+    report_.source = report_.result = reader.GetFormat();
+  }
+
+  void Update(std::int64_t frames, std::uint64_t bytes) {
+    report_.frames = frames;
+    report_.resultBytes = bytes;
+    report_.seconds = std::chrono::duration<double>(steady_clock::now() - start_).count();
+    line_.Update(report_, total_);
+  }
+
+ private:
+  ProgressLine line_;
+  RunReport report_;
+  std::optional<std::int64_t> total_;
+  steady_clock::time_point start_ = steady_clock::now();
+};
+
+void VerifyReader(const VerifyOptions& options, FrameReader& reader, Verification& result) {
+  if (reader.GetSideTracks()) reader.GetSideTracks()->SelectSound({});
+  Progress progress(options, reader);
+  VerificationEvents events;
+  events.damaged = [&](const DamagedFrame& frame) {
+    if (options.json) return;
+    std::printf("%s: %s\n", result.file.c_str(), DescribeDamage(frame).c_str());
+    std::fflush(stdout);
+  };
+  events.progress = [&](std::int64_t frames, std::uint64_t bytes) {
+    progress.Update(frames, bytes);
+  };
+  VerifyFrames(reader, options.threads, events, result);
+}
+
+Verification VerifyFile(const VerifyOptions& options, const std::string& file) {
+  Verification result;
+  result.file = file;
+  ProResOptions opening = ToProResOptions(options);
+  opening.damagedStart = true;
+  try {
+    const auto reader = OpenProRes(file, opening);
+    VerifyReader(options, *reader, result);
+  } catch (const Interrupted&) {
+    result.error = file + ": interrupted after " + std::to_string(result.frames) + " frames";
+  } catch (const Failure& failure) {
+    result.error = failure.what();
+  }
+  if (!result.error.empty()) PrintError(result.error);
+  const bool isTold = !options.json && !(options.quiet && result.IsIntact());
+  if (isTold) std::printf("%s\n", DescribeOutcome(result).c_str());
+  return result;
+}
+
+int Verify(const VerifyOptions& options) {
+  SetUpMessages(options);
+  std::vector<Verification> results;
+  for (const std::string& file : options.files) {
+    results.push_back(VerifyFile(options, file));
+    if (InterruptRequested()) break;
+  }
+  if (options.json) std::printf("%s\n", VerificationJson(results).c_str());
+  return std::ranges::all_of(results, &Verification::IsIntact) ? kExitDone : kExitFailed;
+}
+
+}  // namespace
+
+Command MakeVerifyCommand() {
+  return BindOptions(Describe, Verify);
+}
+
+}  // namespace vixprores

@@ -1,0 +1,82 @@
+// SPDX-License-Identifier: BSD-2-Clause
+#include "inspection/Verification.h"
+
+#include <memory>
+#include <utility>
+
+#include "element/ElementTeam.h"
+#include "inspection/StreamHeaders.h"
+#include "run/Errors.h"
+#include "run/Interrupt.h"
+#include "run/OrderedPipeline.h"
+
+namespace vixprores {
+namespace {
+
+// A frame on its way from the reader to the result.
+struct Item {
+  DamagedFrame frame;  // whether or not it is damaged
+  std::shared_ptr<vix::IBuffer> bytes;
+};
+
+class Run {
+ public:
+  Run(FrameReader& reader, const VerificationEvents& events, Verification& result)
+      : reader_(reader), events_(events), result_(result) {}
+
+  std::optional<Item> Read() {
+    if (InterruptRequested()) throw Interrupted();
+    Item item;
+    try {
+      item.bytes = reader_.Read();
+      if (!item.bytes) return std::nullopt;
+    } catch (const FrameFailure& failure) {
+      item.frame.count = failure.GetCount();
+      item.frame.check.faults.push_back(failure.GetFound());
+    }
+    item.frame.number = std::exchange(framesRead_, framesRead_ + item.frame.count);
+    if (reader_.GetTimecode()) item.frame.timecode = *reader_.GetTimecode() + item.frame.number;
+    item.frame.offset = reader_.GetFrameOffset();
+    return item;
+  }
+
+  void Write(Item& item) {
+    DamagedFrame& frame = item.frame;
+    result_.frames += frame.count;
+    if (item.bytes) bytes_ += item.bytes->GetSize();
+    if (!frame.check.IsIntact()) {
+      result_.damagedFrames += frame.count;
+      events_.damaged(frame);
+      result_.damage.push_back(std::move(frame));
+    }
+    events_.progress(result_.frames, bytes_);
+  }
+
+ private:
+  FrameReader& reader_;
+  const VerificationEvents& events_;
+  Verification& result_;
+  std::int64_t framesRead_ = 0;
+  std::uint64_t bytes_ = 0;
+};
+
+}  // namespace
+
+void VerifyFrames(FrameReader& reader, int threads, const VerificationEvents& events,
+                  Verification& result) {
+  Run run(reader, events, result);
+  PipelineStages<Item> stages;
+  stages.read = [&run] { return run.Read(); };
+  stages.process = [](Item& item, unsigned /*worker*/) {
+    if (item.bytes) item.frame.check = CheckFrame(BytesOf(*item.bytes));
+  };
+  stages.write = [&run](Item& item, const std::exception_ptr& failure) {
+    if (failure) std::rethrow_exception(failure);
+    run.Write(item);
+  };
+  stages.stopReading = RequestInterrupt;
+  const unsigned workers = ShareThreads(threads, reader.GetFrameCount()).elements;
+  OrderedPipeline<Item>(stages, workers, std::size_t{2} * workers).Run();
+}
+
+}  // namespace vixprores

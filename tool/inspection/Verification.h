@@ -1,0 +1,55 @@
+// SPDX-License-Identifier: BSD-2-Clause
+#ifndef TOOL_INSPECTION_VERIFICATION_H
+#define TOOL_INSPECTION_VERIFICATION_H
+
+/// @file
+/// Whether all frames of a stream are there and intact.
+
+#include <cstdint>
+#include <functional>
+#include <optional>
+#include <string>
+#include <vector>
+
+#include "format/Timecode.h"
+#include "inspection/FrameCheck.h"
+#include "io/FrameReader.h"
+
+namespace vixprores {
+
+/// A frame that is not intact, or several that are missing for one reason.
+struct DamagedFrame {
+  std::int64_t number = 0;
+  std::int64_t count = 1;              ///< from that number on
+  std::optional<Timecode> timecode;    ///< none = unknown
+  std::optional<std::int64_t> offset;  ///< in the file, in bytes; none = unknown
+  FrameCheck check;
+};
+
+/// What became of one file.
+struct Verification {
+  std::string file;
+  std::string error;        ///< why it could not be read, or not to its end; empty = it could
+  std::int64_t frames = 0;  ///< missing ones included
+  std::int64_t damagedFrames = 0;  ///< likewise
+  std::vector<DamagedFrame> damage;
+
+  bool IsIntact() const { return error.empty() && damagedFrames == 0; }
+};
+
+/// What is told while a stream is being verified; called by one thread at a time.
+struct VerificationEvents {
+  std::function<void(const DamagedFrame&)> damaged;
+  std::function<void(std::int64_t frames, std::uint64_t bytes)> progress;  ///< of both so far
+};
+
+/// Checks every frame that is left in `reader`, several side by side, and adds to `result` what it
+/// finds, in the order of the frames.
+/// @param threads 0 = one per processor
+/// @throws Failure, Interrupted when the reader cannot go on; the frames before are in `result`
+void VerifyFrames(FrameReader& reader, int threads, const VerificationEvents& events,
+                  Verification& result);
+
+}  // namespace vixprores
+
+#endif  // TOOL_INSPECTION_VERIFICATION_H

@@ -1,0 +1,92 @@
+// SPDX-License-Identifier: BSD-2-Clause
+#include "report/VerificationReport.h"
+
+#include <algorithm>
+#include <nlohmann/json.hpp>
+#include <span>
+
+namespace vixprores {
+namespace {
+
+using Json = nlohmann::ordered_json;
+
+// More of them are told in JSON only.
+constexpr std::size_t kSlicesTold = 4;
+
+std::string Count(std::int64_t count, const std::string& things) {
+  return std::to_string(count) + " " + things + (count == 1 ? "" : "s");
+}
+
+std::string DescribePlaces(std::span<const DamagedSlice> slices) {
+  std::string text;
+  for (const DamagedSlice& slice : slices.first(std::min(slices.size(), kSlicesTold))) {
+    text += (text.empty() ? "picture " : ", picture ") + std::to_string(slice.picture + 1) +
+            " row " + std::to_string(slice.row) + " slice " + std::to_string(slice.index);
+  }
+  if (slices.size() <= kSlicesTold) return text;
+  return text + " and " + std::to_string(slices.size() - kSlicesTold) + " more";
+}
+
+Json ToJson(const DamagedSlice& slice) {
+  return {{"picture", slice.picture + 1},
+          {"row", slice.row},
+          {"slice", slice.index},
+          {"offsetInFrame", slice.offset}};
+}
+
+Json ToJson(const DamagedFrame& frame) {
+  Json json;
+  json["frame"] = frame.number;
+  json["count"] = frame.count;
+  json["timecode"] = frame.timecode ? Json(frame.timecode->ToText()) : Json();
+  json["offset"] = frame.offset ? Json(*frame.offset) : Json();
+  json["faults"] = frame.check.faults;
+  json["slices"] = Json::array();
+  for (const DamagedSlice& slice : frame.check.slices) json["slices"].push_back(ToJson(slice));
+  return json;
+}
+
+Json ToJson(const Verification& file) {
+  Json json;
+  json["file"] = file.file;
+  json["intact"] = file.IsIntact();
+  if (!file.error.empty()) json["error"] = file.error;
+  json["frames"] = file.frames;
+  json["damagedFrames"] = file.damagedFrames;
+  json["damage"] = Json::array();
+  for (const DamagedFrame& frame : file.damage) json["damage"].push_back(ToJson(frame));
+  return json;
+}
+
+}  // namespace
+
+std::string DescribeDamage(const DamagedFrame& frame) {
+  std::string text = "frame " + std::to_string(frame.number);
+  if (frame.timecode) text += " (" + frame.timecode->ToText() + ")";
+  if (frame.offset) text += " at byte " + std::to_string(*frame.offset);
+  text += ": " + frame.check.Describe();
+  if (!frame.check.slices.empty()) text += " (" + DescribePlaces(frame.check.slices) + ")";
+  if (frame.count > 1) text += ", as are the " + Count(frame.count - 1, "frame") + " behind it";
+  return text;
+}
+
+std::string DescribeOutcome(const Verification& file) {
+  if (!file.error.empty() && file.frames == 0) return file.file + ": not verified";
+  const std::string frames = file.file + ": " + Count(file.frames, "frame");
+  if (file.IsIntact()) return frames + ", intact";
+  std::string text = frames + ", " + std::to_string(file.damagedFrames) + " damaged";
+  if (!file.error.empty()) text += ", not verified to its end";
+  return text;
+}
+
+std::string VerificationJson(const std::vector<Verification>& files) {
+  Json json;
+  json["command"] = "verify";
+  json["intact"] = std::ranges::all_of(files, &Verification::IsIntact);
+  json["files"] = Json::array();
+  for (const Verification& file : files) json["files"].push_back(ToJson(file));
+  // File names need not be UTF-8, JSON texts must be.
+  return json.dump(-1, ' ', false, Json::error_handler_t::replace);
+}
+
+}  // namespace vixprores

@@ -1,0 +1,21 @@
+// SPDX-License-Identifier: BSD-2-Clause
+#ifndef TOOL_REPORT_VERIFICATIONREPORT_H
+#define TOOL_REPORT_VERIFICATIONREPORT_H
+
+#include <string>
+#include <vector>
+
+#include "inspection/Verification.h"
+
+namespace vixprores {
+
+/// "frame 17 (10:00:00:17) at byte 12345: ..." with faults and the first few slices.
+std::string DescribeDamage(const DamagedFrame& frame);
+/// "clip.mov: 240 frames, intact"
+std::string DescribeOutcome(const Verification& file);
+/// All of it as one JSON object, without a newline.
+std::string VerificationJson(const std::vector<Verification>& files);
+
+}  // namespace vixprores
+
+#endif  // TOOL_REPORT_VERIFICATIONREPORT_H
