@@ -4,7 +4,7 @@
 namespace vixprores {
 
 std::vector<Command> AllCommands() {
-  return {MakeEncodeCommand(),  MakeDecodeCommand(), MakeVerifyCommand(),
+  return {MakeEncodeCommand(),  MakeDecodeCommand(), MakeInspectCommand(), MakeVerifyCommand(),
           MakeRecoverCommand(), MakeBenchCommand(),  MakeElementsCommand()};
 }
 

@@ -15,6 +15,7 @@ std::vector<Command> AllCommands();
 // One function a command, each in a file of its own.
 Command MakeEncodeCommand();
 Command MakeDecodeCommand();
+Command MakeInspectCommand();
 Command MakeVerifyCommand();
 Command MakeRecoverCommand();
 Command MakeBenchCommand();

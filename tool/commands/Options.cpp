@@ -4,7 +4,6 @@
 #include <cstdio>
 
 #include "commandline/Suggestion.h"
-#include "commandline/Values.h"
 #include "container/Libav.h"
 #include "element/CodecEnvironment.h"
 #include "run/Errors.h"
@@ -67,6 +66,11 @@ Option VariantOption(const ProResVariant*& variant, const std::string& standard)
                 [&variant](const std::string& name) { variant = FindProResVariant(name); }};
   option.choices = {"proxy", "lt", "422", "hq"};
   return option;
+}
+
+Option FramesOption(std::optional<FrameRange>& frames) {
+  return {"--frames", "FIRST-LAST", "only these frames, from 0 on, both included",
+          [&frames](const std::string& text) { frames = ParseFrameRange(text); }};
 }
 
 Option FourCCOption(vix::FourCC& fourcc) {

@@ -9,6 +9,7 @@
 #include <string>
 
 #include "commandline/Command.h"
+#include "commandline/Values.h"
 #include "format/StreamFormat.h"
 #include "io/FrameReader.h"
 
@@ -46,6 +47,8 @@ ProResOptions ToProResOptions(const ScanOptions& options);
 Option ThreadsOption(int& threads);
 /// --variant; `variant` is set to the one named `standard` at once.
 Option VariantOption(const ProResVariant*& variant, const std::string& standard);
+/// --frames of an input
+Option FramesOption(std::optional<FrameRange>& frames);
 /// --fourcc of uncompressed pictures
 Option FourCCOption(vix::FourCC& fourcc);
 

@@ -148,14 +148,13 @@ ProgressKind ParseProgressKind(const std::string& text) {
 }
 
 OptionGroup RunGroup(TranscodeOptions& options) {
-  Option frames{"--frames", "FIRST-LAST", "only these frames, from 0 on, both included",
-                [&options](const std::string& text) { options.frames = ParseFrameRange(text); }};
   Option progress{
       "--progress", "KIND", "line, json (lines on standard error) or none",
       [&options](const std::string& text) { options.progress = ParseProgressKind(text); }};
   progress.choices = {"line", "json", "none"};
   return {"Run",
-          {frames, progress, Flag("--overwrite", options.overwrite, "replace an existing output"),
+          {FramesOption(options.frames), progress,
+           Flag("--overwrite", options.overwrite, "replace an existing output"),
            Flag("--json", options.json, "the summary as JSON"),
            Flag("--quiet", options.quiet, "no progress, notes or summary")}};
 }

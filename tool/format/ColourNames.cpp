@@ -79,6 +79,13 @@ int FindColourCode(ColourProperty property, const std::string& name) {
       ->code;
 }
 
+std::string DescribeColourCode(ColourProperty property, int code) {
+  const std::string number = std::to_string(code);
+  const std::string name = NameOf(property, code);
+  if (name == "unspecified" || name == number) return name;
+  return number + " (" + name + ")";
+}
+
 std::string Describe(const Colour& colour) {
   for (const Preset& preset : kPresets) {
     Colour known = preset.colour;

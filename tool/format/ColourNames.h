@@ -25,6 +25,9 @@ std::vector<std::string> ColourCodeNames(ColourProperty property);
 /// The code point of that name, which must be one of ColourCodeNames().
 int FindColourCode(ColourProperty property, const std::string& name);
 
+/// A code point with its name: "1 (bt709)", "unspecified", or the bare number.
+std::string DescribeColourCode(ColourProperty property, int code);
+
 /// "bt709" where all three go together, else each by its name or number: "bt2020/pq/9".
 std::string Describe(const Colour& colour);
 

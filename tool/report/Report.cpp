@@ -10,6 +10,7 @@
 #include <nlohmann/json.hpp>
 
 #include "format/ColourNames.h"
+#include "report/TextTable.h"
 
 namespace vixprores {
 namespace {
@@ -19,13 +20,6 @@ constexpr auto kUpdateInterval = std::chrono::milliseconds(100);
 
 double Ratio(double numerator, double denominator) {
   return denominator > 0 ? numerator / denominator : 0;
-}
-
-std::string Fixed(double value, int decimals) {
-  std::string text(64, '\0');
-  const int length = std::snprintf(text.data(), text.size(), "%.*f", decimals, value);
-  text.resize(static_cast<std::size_t>(length));
-  return text;
 }
 
 double RateOf(const StreamFormat& format) {

@@ -1,0 +1,59 @@
+// SPDX-License-Identifier: BSD-2-Clause
+#ifndef TOOL_INSPECTION_STREAMSTATISTICS_H
+#define TOOL_INSPECTION_STREAMSTATISTICS_H
+
+#include <cstdint>
+#include <optional>
+#include <string>
+#include <vector>
+
+#include "format/Timecode.h"
+#include "inspection/FrameStatistics.h"
+#include "inspection/HeaderComparison.h"
+#include "io/FrameReader.h"
+
+namespace vixprores {
+
+/// The first frame whose header has another value than that of the first frame.
+struct HeaderChange {
+  std::string property;
+  std::int64_t frame;
+  std::string from;
+  std::string to;
+};
+
+/// What is known of a ProRes stream after looking into some of its frames.
+struct StreamStatistics {
+  std::string name;  ///< of the input
+  StreamFormat format;
+  StreamFormat container;
+  std::optional<Timecode> timecode;           ///< of frame 0
+  std::optional<std::int64_t> framesInFile;   ///< none where only the end tells
+  std::optional<std::uint32_t> targetBytes;   ///< of a frame; none where no variant tells it
+  std::optional<prores::FrameHeader> header;  ///< of the first frame that has one
+  std::uint8_t log2SliceWidth = 0;            ///< of that frame's first picture
+  std::vector<FrameStatistics> frames;
+  std::vector<HeaderChange> changes;
+  Spread bytes;             ///< of the frames
+  Spread quantisers;        ///< of all their slices
+  Spread meanQuantisers;    ///< of the frames
+  std::int64_t faulty = 0;  ///< frames with a fault
+  std::string failure;      ///< what ended the reading early; empty = nothing
+
+  double MegabitsPerSecond() const;
+};
+
+/// Starts the statistics of what `reader` gives.
+StreamStatistics DescribeInput(const FrameReader& reader);
+
+/// Adds a frame that was taken apart.
+/// @param statistics of that frame
+void AddFrame(StreamStatistics& stream, const FrameStructure& frame, FrameStatistics statistics);
+
+/// The size that an encoder of that variant aims at; none where the variant is unknown or cannot be
+/// encoded here.
+std::optional<std::uint32_t> FindTargetBytes(const StreamFormat& format);
+
+}  // namespace vixprores
+
+#endif  // TOOL_INSPECTION_STREAMSTATISTICS_H

@@ -1,0 +1,43 @@
+// SPDX-License-Identifier: BSD-2-Clause
+#include "io/RangeReader.h"
+
+#include <string>
+#include <utility>
+
+#include "run/Errors.h"
+#include "run/Interrupt.h"
+
+namespace vixprores {
+
+RangeReader::RangeReader(FrameReader& reader, const std::optional<FrameRange>& range)
+    : reader_(reader), range_(range) {
+  const auto available = reader.GetFrameCount();
+  if (range && available && range->last >= *available) FailPastTheEnd(*available);
+}
+
+std::optional<NumberedFrame> RangeReader::Read() {
+  while (!range_ || next_ <= range_->last) {
+    if (InterruptRequested()) throw Interrupted();
+    auto data = reader_.Read();
+    if (!data && next_ == 0) throw Failure(reader_.GetName() + ": holds no frames");
+    if (!data && range_) FailPastTheEnd(next_);
+    if (!data) return std::nullopt;
+    const std::int64_t number = next_++;
+    if (!range_ || number >= range_->first) {
+      return NumberedFrame{number, reader_.GetFrameOffset(), std::move(data)};
+    }
+  }
+  return std::nullopt;
+}
+
+std::optional<std::int64_t> RangeReader::Count() const {
+  return range_ ? range_->last - range_->first + 1 : reader_.GetFrameCount();
+}
+
+void RangeReader::FailPastTheEnd(std::int64_t count) const {
+  throw Failure(reader_.GetName() + ": has " + std::to_string(count) + " frames (0-" +
+                std::to_string(count - 1) + "), but --frames asks for " +
+                std::to_string(range_->first) + "-" + std::to_string(range_->last));
+}
+
+}  // namespace vixprores

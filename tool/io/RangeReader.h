@@ -1,0 +1,44 @@
+// SPDX-License-Identifier: BSD-2-Clause
+#ifndef TOOL_IO_RANGEREADER_H
+#define TOOL_IO_RANGEREADER_H
+
+#include <cstdint>
+#include <memory>
+#include <optional>
+
+#include "commandline/Values.h"
+#include "io/FrameReader.h"
+
+namespace vixprores {
+
+/// A frame as its reader gave it.
+struct NumberedFrame {
+  std::int64_t number = 0;             ///< in the input, from 0
+  std::optional<std::int64_t> offset;  ///< in the input, in bytes; none = unknown
+  std::shared_ptr<vix::IBuffer> data;
+};
+
+/// Hands out the frames of a range, or all of them. Used by one thread at a time.
+class RangeReader {
+ public:
+  /// `reader`, of which nothing was read yet, must outlive it. Refuses, with a Failure, a range
+  /// that goes past the end, now where the number of frames is known.
+  RangeReader(FrameReader& reader, const std::optional<FrameRange>& range);
+
+  /// The next frame; none behind the last one of the range. A range that goes past the end, and an
+  /// input without any frame, are Failures; a user who wants to stop is an Interrupted.
+  std::optional<NumberedFrame> Read();
+  /// Frames that will be handed out; none where only the end of the input tells.
+  std::optional<std::int64_t> Count() const;
+
+ private:
+  [[noreturn]] void FailPastTheEnd(std::int64_t count) const;
+
+  FrameReader& reader_;
+  std::optional<FrameRange> range_;
+  std::int64_t next_ = 0;
+};
+
+}  // namespace vixprores
+
+#endif  // TOOL_IO_RANGEREADER_H
