@@ -4,8 +4,8 @@
 namespace vixprores {
 
 std::vector<Command> AllCommands() {
-  return {MakeEncodeCommand(),  MakeDecodeCommand(), MakeInspectCommand(), MakeVerifyCommand(),
-          MakeRecoverCommand(), MakeBenchCommand(),  MakeElementsCommand()};
+  return {MakeEncodeCommand(), MakeDecodeCommand(),  MakeInspectCommand(), MakeCompareCommand(),
+          MakeVerifyCommand(), MakeRecoverCommand(), MakeBenchCommand(),   MakeElementsCommand()};
 }
 
 }  // namespace vixprores

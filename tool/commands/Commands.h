@@ -16,6 +16,7 @@ std::vector<Command> AllCommands();
 Command MakeEncodeCommand();
 Command MakeDecodeCommand();
 Command MakeInspectCommand();
+Command MakeCompareCommand();
 Command MakeVerifyCommand();
 Command MakeRecoverCommand();
 Command MakeBenchCommand();

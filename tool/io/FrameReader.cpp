@@ -5,6 +5,7 @@
 #include <string_view>
 #include <utility>
 
+#include "container/ContainerTrack.h"
 #include "container/ProResReader.h"
 #include "container/RawContainerReader.h"
 #include "format/Y4mHeader.h"
@@ -15,14 +16,24 @@
 #include "run/Errors.h"
 
 namespace vixprores {
+namespace {
+
+bool IsY4m(InputFile& file) {
+  return std::ranges::equal(file.Peek(kY4mMagic.size()), kY4mMagic);
+}
+
+// Reads the start of the file.
+bool HoldsProRes(std::unique_ptr<InputFile> file) {
+  return ContainerTrack(std::move(file)).GetParameters().codec_id == AV_CODEC_ID_PRORES;
+}
+
+}  // namespace
 
 std::unique_ptr<FrameReader> OpenRawVideo(const std::string& path,
                                           const std::optional<HeadlessFormat>& headless) {
   auto file = std::make_unique<InputFile>(path);
   if (headless) return std::make_unique<HeadlessReader>(std::move(file), *headless);
-  if (std::ranges::equal(file->Peek(kY4mMagic.size()), kY4mMagic)) {
-    return std::make_unique<Y4mReader>(std::move(file));
-  }
+  if (IsY4m(*file)) return std::make_unique<Y4mReader>(std::move(file));
   return std::make_unique<RawContainerReader>(std::move(file));
 }
 
@@ -34,6 +45,15 @@ std::unique_ptr<FrameReader> OpenProRes(const std::string& path, const ProResOpt
   } catch (const UnreadableContainer& failure) {
     throw UnreadableContainer(failure.what() + std::string("; --scan finds frames without it"));
   }
+}
+
+std::unique_ptr<FrameReader> OpenVideo(const std::string& path) {
+  auto file = std::make_unique<InputFile>(path);
+  if (IsY4m(*file)) return std::make_unique<Y4mReader>(std::move(file));
+  if (!file->IsSeekable() || HoldsProRes(std::make_unique<InputFile>(path))) {
+    return std::make_unique<ProResReader>(std::move(file), false);
+  }
+  return std::make_unique<RawContainerReader>(std::move(file));
 }
 
 }  // namespace vixprores

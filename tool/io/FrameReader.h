@@ -84,6 +84,11 @@ struct ProResOptions {
 /// Frames have the standard layout, whatever the layout of the samples.
 std::unique_ptr<FrameReader> OpenProRes(const std::string& path, const ProResOptions& options = {});
 
+/// Opens either of the two, by what the file holds: Y4M, ProRes in a container (as OpenProRes()
+/// without `sameScan`), or uncompressed video in one. On a pipe all that is no Y4M is taken for
+/// ProRes.
+std::unique_ptr<FrameReader> OpenVideo(const std::string& path);
+
 }  // namespace vixprores
 
 #endif  // TOOL_IO_FRAMEREADER_H

@@ -1,0 +1,39 @@
+// SPDX-License-Identifier: BSD-2-Clause
+#ifndef TOOL_ELEMENT_PICTURESOURCE_H
+#define TOOL_ELEMENT_PICTURESOURCE_H
+
+#include <cstdint>
+#include <memory>
+#include <optional>
+
+#include "element/ElementTeam.h"
+#include "io/RangeReader.h"
+
+namespace vixprores {
+
+/// Makes uncompressed pictures of the frames of a video, ProRes or not. Needs the plug-in.
+class PictureSource {
+ public:
+  /// @param shares of the decoders; each picture is made by one of `shares.elements` workers
+  PictureSource(std::unique_ptr<FrameReader> reader, const ThreadShares& shares);
+
+  FrameReader& GetReader() const { return *reader_; }
+  /// What the file holds.
+  const StreamFormat& GetStreamFormat() const { return reader_->GetFormat(); }
+  /// What Decode() makes of it: "V210" of ProRes.
+  const StreamFormat& GetPictureFormat() const { return format_; }
+  bool IsProRes() const { return decoders_.has_value(); }
+
+  /// The packed picture of a frame. May be called for different workers at once. What cannot be
+  /// decoded is a Failure that names the input and the frame.
+  std::shared_ptr<const vix::IBuffer> Decode(const NumberedFrame& frame, unsigned worker);
+
+ private:
+  std::unique_ptr<FrameReader> reader_;
+  StreamFormat format_;
+  std::optional<ElementTeam> decoders_;  ///< of ProRes
+};
+
+}  // namespace vixprores
+
+#endif  // TOOL_ELEMENT_PICTURESOURCE_H
