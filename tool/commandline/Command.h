@@ -25,6 +25,7 @@ struct Option {
   std::vector<std::string> choices = {};  ///< in lower case; empty = any value. Taken in any case
   std::string details = {};               ///< more sentences, for the manual; empty = none
   Completion completion = Completion::Nothing;
+  std::string shortName = {};  ///< "-o"; empty = none
 };
 
 /// Options that belong together.

@@ -74,11 +74,13 @@ void TakeValue(const Option& option, const std::string& value) {
 }
 
 void AddOption(CLI::App& app, const Option& option) {
+  const std::string names =
+      option.shortName.empty() ? option.name : option.shortName + "," + option.name;
   if (option.value.empty()) {
-    app.add_flag_function(option.name, [&option](std::int64_t) { option.take({}); });
+    app.add_flag_function(names, [&option](std::int64_t) { option.take({}); });
   } else {
     app.add_option_function<std::string>(
-        option.name, [&option](const std::string& value) { TakeValue(option, value); });
+        names, [&option](const std::string& value) { TakeValue(option, value); });
   }
 }
 

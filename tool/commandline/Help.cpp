@@ -70,7 +70,9 @@ std::string Options(const Command& command) {
 }  // namespace
 
 std::string OptionUsage(const Option& option) {
-  return option.value.empty() ? option.name : option.name + " " + option.value;
+  const std::string names =
+      option.shortName.empty() ? option.name : option.shortName + ", " + option.name;
+  return option.value.empty() ? names : names + " " + option.value;
 }
 
 std::string ProgramHelp(const std::vector<Command>& commands) {

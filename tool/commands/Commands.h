@@ -19,6 +19,7 @@ Command MakeInspectCommand();
 Command MakeCompareCommand();
 Command MakeVerifyCommand();
 Command MakeRecoverCommand();
+Command MakeThumbsCommand();
 Command MakeBenchCommand();
 Command MakeElementsCommand();
 

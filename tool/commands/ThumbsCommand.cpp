@@ -1,0 +1,227 @@
+// SPDX-License-Identifier: BSD-2-Clause
+#include <algorithm>
+#include <array>
+#include <cstdint>
+#include <cstdio>
+#include <exception>
+#include <filesystem>
+#include <optional>
+#include <span>
+#include <string>
+#include <system_error>
+#include <utility>
+#include <vector>
+
+#include "commands/BindOptions.h"
+#include "commands/Commands.h"
+#include "commands/RunWithPlugin.h"
+#include "element/CodecEnvironment.h"
+#include "element/PictureSource.h"
+#include "io/OutputFile.h"
+#include "io/Png.h"
+#include "report/ContactSheet.h"
+#include "run/Interrupt.h"
+#include "run/OrderedPipeline.h"
+
+namespace vixprores {
+namespace {
+
+constexpr int kStills = 10;          // when nothing else is asked for
+constexpr int kWidestStill = 65535;  // pixels
+constexpr std::size_t kMostOnSheet = 2000;
+constexpr std::uint32_t kSheetWidth = 320;  // of a picture on the sheet
+
+struct ThumbsOptions : HostOptions, MachineOptions {
+  std::string input;
+  std::optional<std::string> folder;
+  std::optional<std::string> sheet;
+  std::optional<FrameRange> frames;
+  int every = 0;  // 0 = evenly spread
+  int width = 0;  // 0 = as it is
+  bool overwrite = false;
+};
+
+Command Describe(ThumbsOptions& options) {
+  Command command;
+  command.name = "thumbs";
+  command.summary = "Write still pictures of a video as PNG";
+  command.description =
+      "Stills have square pixels. They are converted to RGB by the matrix of the stream (where it "
+      "has none: BT.709 from 720 lines on, BT.601 below) and its range; PQ, HLG and wide gamuts "
+      "are shown as they are, without tone mapping.";
+  command.usages = {"[OPTION]... FILE --output-dir DIR", "[OPTION]... FILE --sheet FILE.png"};
+  command.arguments = {{"FILE", "ProRes, V210 or UYVY in a container, or Y4M"}};
+  command.takeArguments = [&options, take = TakeWords({"FILE"}, {options.input})](
+                              const std::vector<std::string>& words) {
+    take(words);
+    if (!options.folder && !options.sheet) {
+      throw UsageError("give --output-dir DIR, --sheet FILE.png, or both");
+    }
+  };
+  Option folder =
+      Text("--output-dir", "DIR", options.folder, "folder for frame-NUMBER.png; made when missing");
+  folder.shortName = "-o";
+  folder.completion = Completion::Folder;
+  Option sheet = Text("--sheet", "FILE.png", options.sheet, "all of them on a contact sheet");
+  sheet.completion = Completion::File;
+  Option frames = FramesOption(options.frames);
+  frames.brief += "; without --every all of them";
+  command.groups = {
+      {"Stills",
+       {folder, sheet, frames,
+        Number("--every", options.every, 1, INT32_MAX, "each Nth frame, not 10 evenly spread"),
+        Number("--width", options.width, 1, kWidestStill,
+               "scaled down to N pixels; on sheets 320 when not given"),
+        Flag("--overwrite", options.overwrite, "replace existing pictures")}},
+      MachineGroup(options, options)};
+  command.examples = {{"vixprores thumbs input.mov -o stills", "Ten stills."},
+                      {"vixprores thumbs input.mov --every 250 --sheet sheet.png", "A sheet."}};
+  return command;
+}
+
+// Frames that are wanted out of those that come by.
+class Selection {
+ public:
+  Selection(const ThumbsOptions& options, const FrameReader& reader)
+      : first_(options.frames ? options.frames->first : 0),
+        every_(options.every > 0 ? options.every : 1) {
+    if (options.frames || options.every > 0) return;
+    const auto count = reader.GetFrameCount();
+    if (!count) {
+      throw Failure(reader.GetName() +
+                    ": does not tell its number of frames; name stills with --every or --frames");
+    }
+    // From the middle of each tenth, as beginnings and ends are often black.
+    const std::int64_t stills = std::min<std::int64_t>(kStills, *count);
+    for (std::int64_t i = 0; i < stills; ++i) {
+      spread_.push_back((2 * i + 1) * *count / (2 * stills));
+    }
+  }
+
+  bool Has(std::int64_t frame) const {
+    if (!spread_.empty()) return std::ranges::binary_search(spread_, frame);
+    return (frame - first_) % every_ == 0;
+  }
+  bool IsBehindLast(std::int64_t frame) const { return !spread_.empty() && frame > spread_.back(); }
+
+ private:
+  std::int64_t first_;
+  std::int64_t every_;
+  std::vector<std::int64_t> spread_;  // empty = every nth
+};
+
+struct Still {
+  NumberedFrame frame;
+  std::vector<std::uint8_t> png;
+  RgbPicture small;  // for the sheet
+};
+
+void WriteFile(const std::string& path, std::span<const std::uint8_t> bytes, bool overwrite) {
+  OutputFile file(path, overwrite);
+  file.Write(bytes);
+  file.Commit();
+}
+
+void MakeFolder(const std::string& path) {
+  std::error_code error;
+  std::filesystem::create_directories(path, error);
+  if (error) throw Failure(path + ": cannot be made: " + error.message());
+}
+
+class StillWriter {
+ public:
+  StillWriter(const ThumbsOptions& options, PictureSource& source)
+      : options_(options),
+        source_(source),
+        timecode_(source.GetReader().GetTimecode()),
+        size_(DisplaySize(source.GetPictureFormat(), WidthOr(std::nullopt))),
+        smallSize_(DisplaySize(source.GetPictureFormat(), WidthOr(kSheetWidth))) {
+    if (options.folder) MakeFolder(*options.folder);
+  }
+
+  // May be called for different workers at once.
+  void Draw(Still& still, unsigned worker) const {
+    const auto packed = source_.Decode(still.frame, worker);
+    const std::span<const std::uint8_t> bytes(packed->GetData(), packed->GetSize());
+    const StreamFormat& format = source_.GetPictureFormat();
+    if (options_.folder) still.png = EncodePng(ToRgb(format, bytes, size_));
+    if (options_.sheet) still.small = ToRgb(format, bytes, smallSize_);
+  }
+
+  void Write(Still& still) {
+    const std::int64_t number = still.frame.number;
+    if (options_.folder) {
+      std::array<char, 32> name{};
+      std::snprintf(name.data(), name.size(), "frame-%06lld.png", static_cast<long long>(number));
+      WriteFile((std::filesystem::path(*options_.folder) / name.data()).string(), still.png,
+                options_.overwrite);
+    }
+    ++written_;
+    if (!options_.sheet) return;
+    if (onSheet_.size() == kMostOnSheet) {
+      throw Failure(*options_.sheet + ": a sheet holds " + std::to_string(kMostOnSheet) +
+                    " pictures at most; take fewer with --every");
+    }
+    std::string caption = std::to_string(number);
+    if (timecode_) caption += "  " + (*timecode_ + number).ToText();
+    onSheet_.push_back({std::move(still.small), std::move(caption)});
+  }
+
+  void Finish() {
+    if (written_ == 0) throw Failure(source_.GetReader().GetName() + ": no frame was chosen");
+    if (!options_.sheet) return;
+    WriteFile(*options_.sheet, EncodePng(DrawContactSheet(onSheet_)), options_.overwrite);
+  }
+
+ private:
+  std::optional<std::uint32_t> WidthOr(std::optional<std::uint32_t> otherwise) const {
+    return options_.width > 0 ? static_cast<std::uint32_t>(options_.width) : otherwise;
+  }
+
+  const ThumbsOptions& options_;
+  PictureSource& source_;
+  std::optional<Timecode> timecode_;
+  RgbSize size_;
+  RgbSize smallSize_;
+  std::size_t written_ = 0;
+  std::vector<SheetPicture> onSheet_;
+};
+
+int WriteStills(const ThumbsOptions& options) {
+  const ThreadShares shares = ShareThreads(options.threads, std::nullopt);
+  PictureSource source(OpenVideo(options.input), shares);
+  const Selection selection(options, source.GetReader());
+  RangeReader frames(source.GetReader(), options.frames);
+  StillWriter writer(options, source);
+  PipelineStages<Still> stages;
+  stages.read = [&]() -> std::optional<Still> {
+    while (auto frame = frames.Read()) {
+      if (selection.Has(frame->number)) return Still{std::move(*frame), {}, {}};
+      if (selection.IsBehindLast(frame->number)) break;
+    }
+    return std::nullopt;
+  };
+  stages.process = [&](Still& still, unsigned worker) { writer.Draw(still, worker); };
+  stages.write = [&](Still& still, const std::exception_ptr& failure) {
+    if (failure) std::rethrow_exception(failure);
+    writer.Write(still);
+  };
+  stages.stopReading = RequestInterrupt;
+  OrderedPipeline<Still>(stages, shares.elements, 2 * std::size_t{shares.elements}).Run();
+  writer.Finish();
+  return kExitDone;
+}
+
+int Run(const ThumbsOptions& options) {
+  SetUpMessages(options);
+  if (options.cpu) SetCpuLevel(*options.cpu);
+  return RunWithPlugin(options, [&options] { return WriteStills(options); });
+}
+
+}  // namespace
+
+Command MakeThumbsCommand() {
+  return BindOptions(Describe, Run);
+}
+
+}  // namespace vixprores
