@@ -2,18 +2,22 @@
 #include <cstdio>
 #include <optional>
 #include <string>
+#include <vector>
 
 #include "commands/BindOptions.h"
 #include "commands/Commands.h"
+#include "commands/PagePictures.h"
 #include "commands/RunWithPlugin.h"
 #include "element/CodecEnvironment.h"
 #include "inspection/VideoComparison.h"
+#include "io/OutputFile.h"
+#include "report/ComparisonPage.h"
 #include "report/ComparisonReport.h"
 
 namespace vixprores {
 namespace {
 
-struct CompareOptions : HostOptions, MachineOptions {
+struct CompareOptions : HostOptions, MachineOptions, PageOptions {
   std::string reference;
   std::string distorted;
   std::optional<FrameRange> frames;
@@ -32,16 +36,38 @@ Command Describe(CompareOptions& options) {
   command.groups = {{"Comparison",
                      {FramesOption(options.frames),
                       Flag("--json", options.json, "everything as one JSON object")}},
+                    {"Page", PageOptionList(options)},
                     MachineGroup(options, options)};
-  command.examples = {{"vixprores compare original.mov encoded.mov", "What encoding cost."}};
+  command.examples = {
+      {"vixprores compare original.mov encoded.mov", "What encoding cost."},
+      {"vixprores compare --html quality.html original.mov encoded.mov", "A page to pass on."}};
   return command;
+}
+
+std::string MakePage(VideoComparison& videos, const Comparison& comparison) {
+  std::optional<WorstPictures> worst;
+  std::vector<MappedFrame> mapped;
+  PictureSource& distorted = videos.GetDistorted();
+  if (const auto& pair = videos.GetWorst()) {
+    worst = DrawWorst(videos.GetReference(), distorted, *pair);
+    if (distorted.IsProRes()) {
+      mapped.push_back(MapFrame(distorted, pair->distorted, "Worst frame"));
+    }
+  }
+  return ComparisonPage(comparison, worst, mapped, FindTargetBytes(distorted.GetStreamFormat()));
 }
 
 int Compare(const CompareOptions& options) {
   VideoComparison videos(options.reference, options.distorted, options.frames, options.threads);
+  std::optional<OutputFile> page;
+  if (options.page) page.emplace(*options.page, options.overwrite);
   const Comparison comparison = videos.Run();
   const std::string text = options.json ? ComparisonJson(comparison) : ComparisonText(comparison);
   std::fputs(text.c_str(), stdout);
+  if (page) {
+    page->Write(AsBytes(MakePage(videos, comparison)));
+    page->Commit();
+  }
   return kExitDone;
 }
 

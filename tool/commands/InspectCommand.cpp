@@ -1,6 +1,7 @@
 // SPDX-License-Identifier: BSD-2-Clause
 #include <cstdio>
 #include <exception>
+#include <memory>
 #include <optional>
 #include <span>
 #include <string>
@@ -8,16 +9,19 @@
 
 #include "commands/BindOptions.h"
 #include "commands/Commands.h"
-#include "commands/Options.h"
+#include "commands/PagePictures.h"
+#include "commands/RunWithPlugin.h"
+#include "inspection/NotableFrames.h"
 #include "inspection/StreamStatistics.h"
+#include "io/OutputFile.h"
 #include "io/RangeReader.h"
+#include "report/InspectionPage.h"
 #include "report/InspectionReport.h"
-#include "run/Errors.h"
 
 namespace vixprores {
 namespace {
 
-struct InspectOptions : HostOptions {
+struct InspectOptions : HostOptions, PageOptions {
   std::string input;
   std::optional<FrameRange> frames;
   bool slices = false;
@@ -35,12 +39,15 @@ Command Describe(InspectOptions& options) {
                      {FramesOption(options.frames),
                       Flag("--slices", options.slices, "a row for each slice of these frames"),
                       Flag("--json", options.json, "everything as one JSON object")}},
+                    {"Page", PageOptionList(options)},
                     HostGroup(options)};
-  command.examples = {{"vixprores inspect input.mov", "A file."}};
+  command.examples = {{"vixprores inspect input.mov", "A file."},
+                      {"vixprores inspect --html report.html input.mov", "A page to pass on."}};
   return command;
 }
 
-void Inspect(const InspectOptions& options, FrameReader& reader, StreamStatistics& stream) {
+void Gather(const InspectOptions& options, FrameReader& reader, StreamStatistics& stream,
+            NotableFrames& notable) {
   RangeReader frames(reader, options.frames);
   while (const auto frame = frames.Read()) {
     const std::span<const std::uint8_t> bytes(frame->data->GetData(), frame->data->GetSize());
@@ -49,16 +56,26 @@ void Inspect(const InspectOptions& options, FrameReader& reader, StreamStatistic
     statistics.number = frame->number;
     statistics.offset = frame->offset;
     if (options.slices) statistics.sliceList = ListSlices(structure);
+    notable.Add(*frame, statistics);
     AddFrame(stream, structure, std::move(statistics));
   }
 }
 
-int Run(const InspectOptions& options) {
-  SetUpMessages(options);
-  const auto reader = OpenProRes(options.input, false);
+void WritePage(std::unique_ptr<FrameReader> reader, const StreamStatistics& stream,
+               const NotableFrames& notable, OutputFile& file) {
+  PictureSource source(std::move(reader), ShareThreads(0, 1));
+  file.Write(AsBytes(InspectionPage(stream, MapFrames(source, notable))));
+  file.Commit();
+}
+
+int Inspect(const InspectOptions& options) {
+  auto reader = OpenProRes(options.input, false);
+  std::optional<OutputFile> page;
+  if (options.page) page.emplace(*options.page, options.overwrite);
   StreamStatistics stream = DescribeInput(*reader);
+  NotableFrames notable;
   try {
-    Inspect(options, *reader, stream);
+    Gather(options, *reader, stream, notable);
   } catch (const std::exception& error) {
     // What was found up to there is told all the same.
     stream.failure = error.what();
@@ -66,7 +83,15 @@ int Run(const InspectOptions& options) {
   const std::string text = options.json ? InspectionJson(stream) : InspectionText(stream);
   std::fputs(text.c_str(), stdout);
   if (!stream.failure.empty()) PrintError(stream.failure);
+  if (page) WritePage(std::move(reader), stream, notable, *page);
   return stream.failure.empty() && stream.faulty == 0 ? kExitDone : kExitFailed;
+}
+
+int Run(const InspectOptions& options) {
+  SetUpMessages(options);
+  // Only pages have pictures, for which the plug-in is needed.
+  if (!options.page) return Inspect(options);
+  return RunWithPlugin(options, [&options] { return Inspect(options); });
 }
 
 }  // namespace

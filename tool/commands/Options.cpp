@@ -60,6 +60,13 @@ OptionGroup MachineGroup(HostOptions& host, MachineOptions& machine) {
   return group;
 }
 
+std::vector<Option> PageOptionList(PageOptions& options) {
+  Option page =
+      Text("--html", "PAGE", options.page, "a page with charts and pictures, in one file");
+  page.completion = Completion::File;
+  return {page, Flag("--overwrite", options.overwrite, "replace an existing page")};
+}
+
 Option VariantOption(const ProResVariant*& variant, const std::string& standard) {
   variant = FindProResVariant(standard);
   Option option{"--variant", "NAME", "proxy, lt, 422 or hq; " + standard + " when not given",

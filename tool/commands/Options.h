@@ -7,6 +7,7 @@
 
 #include <optional>
 #include <string>
+#include <vector>
 
 #include "commandline/Command.h"
 #include "commandline/Values.h"
@@ -19,6 +20,12 @@ namespace vixprores {
 struct HostOptions {
   std::optional<std::string> plugin;  ///< path of the plug-in; none = search
   bool verbose = false;               ///< log records and container messages on standard error
+};
+
+/// A page that a command writes besides what it prints.
+struct PageOptions {
+  std::optional<std::string> page;  ///< its path; none = no page
+  bool overwrite = false;           ///< replace an existing one
 };
 
 /// How much of the machine is used.
@@ -45,6 +52,9 @@ ProResOptions ToProResOptions(const ScanOptions& options);
 
 /// --threads
 Option ThreadsOption(int& threads);
+
+/// --html and --overwrite
+std::vector<Option> PageOptionList(PageOptions& options);
 /// --variant; `variant` is set to the one named `standard` at once.
 Option VariantOption(const ProResVariant*& variant, const std::string& standard);
 /// --frames of an input

@@ -1,0 +1,184 @@
+// SPDX-License-Identifier: BSD-2-Clause
+#include "report/HtmlPictures.h"
+
+#include <algorithm>
+#include <array>
+#include <cmath>
+#include <nlohmann/json.hpp>
+#include <utility>
+#include <vector>
+
+#include "io/Png.h"
+#include "report/HtmlPage.h"
+#include "report/TextTable.h"
+
+namespace vixprores {
+namespace {
+
+using Json = nlohmann::ordered_json;
+
+// From low to high: dark blue, violet, red, orange, light yellow. Brightness rises all the way, so
+// that it is read without colours too.
+constexpr std::array<std::array<double, 3>, 5> kRamp{
+    {{24, 20, 96}, {112, 30, 130}, {206, 62, 84}, {248, 148, 54}, {252, 250, 190}}};
+
+std::array<std::uint8_t, 3> RampColour(double share) {
+  const double place = std::clamp(share, 0.0, 1.0) * (kRamp.size() - 1);
+  const auto low = std::min(static_cast<std::size_t>(place), kRamp.size() - 2);
+  std::array<std::uint8_t, 3> colour{};
+  for (std::size_t i = 0; i < colour.size(); ++i) {
+    const double value =
+        std::lerp(kRamp[low][i], kRamp[low + 1][i], place - static_cast<double>(low));
+    colour[i] = static_cast<std::uint8_t>(std::lround(value));
+  }
+  return colour;
+}
+
+std::string RampCss() {
+  std::string css = "linear-gradient(90deg";
+  for (std::size_t i = 0; i < kRamp.size(); ++i) {
+    const auto colour = RampColour(static_cast<double>(i) / (kRamp.size() - 1));
+    css += ",rgb(" + std::to_string(colour[0]) + " " + std::to_string(colour[1]) + " " +
+           std::to_string(colour[2]) + ")";
+  }
+  return css + ")";
+}
+
+// One of the two layers over the picture.
+struct Layer {
+  std::string name;
+  std::string unit;
+  int decimals;
+  std::vector<double> values;  // of the slices; NaN = none
+  double low = 0;
+  double high = 0;
+};
+
+Layer MakeLayer(std::string name, std::string unit, int decimals, std::vector<double> values) {
+  Layer layer{std::move(name), std::move(unit), decimals, std::move(values)};
+  bool isFirst = true;
+  for (const double value : layer.values) {
+    if (std::isnan(value)) continue;
+    layer.low = isFirst ? value : std::min(layer.low, value);
+    layer.high = isFirst ? value : std::max(layer.high, value);
+    isFirst = false;
+  }
+  return layer;
+}
+
+Layer QuantiserLayer(const SliceGrid& grid) {
+  std::vector<double> values = grid.quantisers;
+  std::ranges::replace(values, 0.0, std::nan(""));
+  const bool areWhole =
+      std::ranges::all_of(grid.quantisers, [](double value) { return value == std::floor(value); });
+  return MakeLayer("Quantiser", "", areWhole ? 0 : 1, std::move(values));
+}
+
+// Slices at the right are narrower than others; so it is the bits for an area that compare.
+Layer BitsLayer(const SliceGrid& grid) {
+  std::vector<double> values = grid.bytes;
+  for (std::size_t i = 0; i < values.size(); ++i) {
+    values[i] *= 8.0 / grid.columns[i % grid.columns.size()].macroblocks;
+  }
+  return MakeLayer("Bits", "bits a macroblock", 0, std::move(values));
+}
+
+// A pixel for each macroblock; the browser scales it to the picture.
+std::string LayerUri(const SliceGrid& grid, const Layer& layer) {
+  constexpr std::uint8_t kOpacity = 184;
+  std::vector<std::uint8_t> pixels;
+  for (std::size_t i = 0; i < grid.Count(); ++i) {
+    const double range = layer.high > layer.low ? layer.high - layer.low : 1;
+    const bool isMissing = std::isnan(layer.values[i]);
+    const auto colour = RampColour(isMissing ? 0 : (layer.values[i] - layer.low) / range);
+    for (unsigned k = 0; k < grid.columns[i % grid.columns.size()].macroblocks; ++k) {
+      pixels.insert(pixels.end(), colour.begin(), colour.end());
+      pixels.push_back(isMissing ? 0 : kOpacity);
+    }
+  }
+  return PngDataUri(EncodeTransparentPng(grid.macroblocks, grid.rows, pixels));
+}
+
+// The picture may end inside the last macroblocks; these go beyond its edges.
+std::string LayerStyle(const SliceGrid& grid) {
+  const double width = grid.macroblocks / (grid.macroblocks - 1 + grid.lastMacroblockShare);
+  const double height = grid.rows / (grid.rows - 1 + grid.lastRowShare);
+  return "width:" + Fixed(100 * width, 3) + "%;height:" + Fixed(100 * height, 3) + "%";
+}
+
+std::string CellsJson(const SliceGrid& grid) {
+  Json json;
+  json["rows"] = grid.rows - 1 + grid.lastRowShare;
+  json["macroblocks"] = grid.macroblocks - 1 + grid.lastMacroblockShare;
+  json["columns"] = Json::array();
+  for (const auto& span : grid.columns) {
+    json["columns"].push_back({span.firstMacroblock, span.macroblocks});
+  }
+  json["quantisers"] = grid.quantisers;
+  json["bytes"] = grid.bytes;
+  return json.dump();
+}
+
+std::string Image(const std::string& source, const std::string& text, const std::string& rest) {
+  return "<img src=\"" + source + "\" alt=\"" + EscapeHtml(text) + "\"" + rest + ">";
+}
+
+std::string SizeOf(const RgbPicture& picture) {
+  return " width=\"" + std::to_string(picture.width) + "\" height=\"" +
+         std::to_string(picture.height) + "\"";
+}
+
+std::string Choice(const std::string& id, const std::string& value, const std::string& text,
+                   bool isChosen) {
+  return "<label><input type=\"radio\" name=\"" + id + "\" value=\"" + value + "\"" +
+         (isChosen ? " checked" : "") + "> " + text + "</label>";
+}
+
+std::string Legend(const Layer& layer, const std::string& cssClass) {
+  return "<div class=\"legend " + cssClass + "\"><span>" + Fixed(layer.low, layer.decimals) +
+         "</span><i style=\"background:" + RampCss() + "\"></i><span>" +
+         Fixed(layer.high, layer.decimals) + " " + layer.unit + "</span></div>\n";
+}
+
+}  // namespace
+
+std::string SliceMapHtml(const std::string& name, const std::string& id, const RgbPicture& picture,
+                         const SliceGrid& grid) {
+  const Layer quantisers = QuantiserLayer(grid);
+  const Layer bits = BitsLayer(grid);
+  const std::string hidden = " class=\"layer quantiser\" style=\"" + LayerStyle(grid) + "\"";
+  const std::string shown = " class=\"layer bits\" style=\"" + LayerStyle(grid) + "\"";
+  return "<figure class=\"map\"><figcaption>" + EscapeHtml(name) +
+         "</figcaption>\n<fieldset><legend class=\"hidden\">What is laid over the "
+         "picture</legend>" +
+         Choice(id, "quantiser", "Quantiser", true) + Choice(id, "bits", "Bits", false) +
+         Choice(id, "picture", "Picture", false) +
+         "</fieldset>\n<div class=\"stage\" tabindex=\"0\" role=\"group\" aria-label=\"" +
+         EscapeHtml(name) + ", slice by slice. Arrow keys go from slice to slice.\">" +
+         Image(PngDataUri(EncodePng(picture)), name, SizeOf(picture)) +
+         Image(LayerUri(grid, quantisers), "Quantiser of each slice", hidden) +
+         Image(LayerUri(grid, bits), "Bits of each slice", shown) +
+         "<div class=\"cursor\" hidden></div></div>\n" + Legend(quantisers, "quantiser") +
+         Legend(bits, "bits") +
+         "<output class=\"readout\" aria-live=\"polite\">Point at a slice, or use the arrow "
+         "keys.</output>\n<script type=\"application/json\">" +
+         CellsJson(grid) + "</script></figure>\n";
+}
+
+std::string PictureSliderHtml(const std::string& name, const RgbPicture& reference,
+                              const RgbPicture& distorted) {
+  return "<figure class=\"slider\"><figcaption>" + EscapeHtml(name) +
+         "</figcaption>\n<div class=\"stage\">" +
+         Image(PngDataUri(EncodePng(reference)), "Reference", SizeOf(reference)) +
+         Image(PngDataUri(EncodePng(distorted)), "Distorted", " class=\"over\"") +
+         "<span class=\"tag left\">reference</span><span class=\"tag right\">distorted</span>"
+         "</div>\n<label>Share of the reference <input type=\"range\" min=\"0\" max=\"100\" "
+         "value=\"50\"></label></figure>\n";
+}
+
+std::string PictureHtml(const std::string& name, const RgbPicture& picture) {
+  return "<figure class=\"picture\"><figcaption>" + EscapeHtml(name) + "</figcaption>\n" +
+         Image(PngDataUri(EncodePng(picture)), name, SizeOf(picture)) + "</figure>\n";
+}
+
+}  // namespace vixprores
