@@ -108,6 +108,7 @@ Chart PsnrChart(const Comparison& comparison) {
 
 Chart SsimChart(const Comparison& comparison) {
   Chart chart = QualityChart("SSIM of all samples", "1 = identical", 5);
+  chart.highest = 1;
   for (const ComparedFrame& frame : comparison.frames) {
     chart.points.push_back(
         {frame.number, TimecodeOf(comparison, frame.number), frame.quality.parts[kAll].ssim});

@@ -4,7 +4,7 @@
 #include <algorithm>
 #include <array>
 #include <charconv>
-#include <limits>
+#include <cmath>
 #include <utility>
 
 #include "report/HtmlPage.h"
@@ -54,6 +54,22 @@ std::vector<Bin> MakeBins(const Chart& chart) {
   return bins;
 }
 
+struct Range {
+  double low;
+  double high;
+};
+
+// None where no bin has a value.
+std::optional<Range> FindRange(const std::vector<Bin>& bins) {
+  std::optional<Range> range;
+  for (const Bin& bin : bins) {
+    if (!bin.value) continue;
+    if (!range) range = {*bin.value, *bin.value};
+    range = {std::min(range->low, *bin.value), std::max(range->high, *bin.value)};
+  }
+  return range;
+}
+
 // The values that the lower and the upper edge stand for.
 struct Scale {
   double low;
@@ -62,19 +78,31 @@ struct Scale {
   double HeightOf(double value) const { return kHeight * (value - low) / (high - low); }
 };
 
-Scale FindScale(const Chart& chart, const std::vector<Bin>& bins) {
-  double low = std::numeric_limits<double>::max();
-  double high = std::numeric_limits<double>::lowest();
-  for (const Bin& bin : bins) {
-    if (!bin.value) continue;
-    low = std::min(low, *bin.value);
-    high = std::max(high, *bin.value);
+// A round number that is not smaller: 1, 2 or 5 and zeros.
+double RoundUp(double value) {
+  const double unit = std::pow(10, std::floor(std::log10(value)));
+  for (const double factor : {1.0, 2.0, 5.0}) {
+    if (value <= factor * unit) return factor * unit;
   }
-  if (chart.target) high = std::max(high, *chart.target);
-  if (low > high) return {0, 1};
-  if (chart.shape == Chart::Shape::Bars) return {0, high > 0 ? 1.08 * high : 1};
-  const double margin = std::max(0.1 * (high - low), 0.005 * std::max(1.0, std::abs(high)));
-  return {low - margin, high + margin};
+  return 10 * unit;
+}
+
+// From round number to round number, and not beyond what values can be.
+Scale RoundOut(const Chart& chart, const Range& range) {
+  const double smallest = std::pow(10, -chart.decimals);
+  const double step = std::max(RoundUp(std::max(range.high - range.low, smallest) / 4), smallest);
+  const double low = step * std::floor(range.low / step);
+  const double high = step * std::ceil(range.high / step);
+  return {std::max(low, 0.0), std::min(high > low ? high : low + step, chart.highest)};
+}
+
+Scale FindScale(const Chart& chart, const std::vector<Bin>& bins) {
+  const auto values = FindRange(bins);
+  if (!values) return {0, 1};
+  Range range = *values;
+  if (chart.target) range.high = std::max(range.high, *chart.target);
+  if (chart.shape == Chart::Shape::Bars) range.low = 0;
+  return RoundOut(chart, range);
 }
 
 std::string ValueText(const Chart& chart, const std::optional<double>& value) {
@@ -140,15 +168,10 @@ std::string Svg(const Chart& chart, const std::vector<Bin>& bins, const Scale& s
 }
 
 std::string Label(const Chart& chart, const std::vector<Bin>& bins) {
-  double low = std::numeric_limits<double>::max();
-  double high = std::numeric_limits<double>::lowest();
-  for (const Bin& bin : bins) {
-    if (!bin.value) continue;
-    low = std::min(low, *bin.value);
-    high = std::max(high, *bin.value);
-  }
   std::string text = chart.name + ", " + std::to_string(chart.points.size()) + " frames";
-  if (low <= high) text += ", " + ValueText(chart, low) + " to " + ValueText(chart, high);
+  if (const auto range = FindRange(bins)) {
+    text += ", " + ValueText(chart, range->low) + " to " + ValueText(chart, range->high);
+  }
   return text + ". Arrow keys go from frame to frame.";
 }
 

@@ -3,6 +3,7 @@
 #define TOOL_REPORT_HTMLCHART_H
 
 #include <cstdint>
+#include <limits>
 #include <optional>
 #include <string>
 #include <vector>
@@ -31,6 +32,7 @@ struct Chart {
   enum class Standing { Largest, Smallest } standing = Standing::Largest;
   std::optional<double> target;  ///< a line across
   std::string targetName;
+  double highest = std::numeric_limits<double>::infinity();  ///< that a value can be; none is < 0
   std::string missing;  ///< what a point without a value is, "identical"
   std::vector<ChartPoint> points;
 };

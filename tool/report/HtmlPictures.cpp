@@ -52,6 +52,9 @@ struct Layer {
   std::vector<double> values;  // of the slices; NaN = none
   double low = 0;
   double high = 0;
+
+  // Where all slices are the same there is nothing to see.
+  bool IsFlat() const { return low == high; }
 };
 
 Layer MakeLayer(std::string name, std::string unit, int decimals, std::vector<double> values) {
@@ -88,9 +91,9 @@ std::string LayerUri(const SliceGrid& grid, const Layer& layer) {
   constexpr std::uint8_t kOpacity = 184;
   std::vector<std::uint8_t> pixels;
   for (std::size_t i = 0; i < grid.Count(); ++i) {
-    const double range = layer.high > layer.low ? layer.high - layer.low : 1;
-    const bool isMissing = std::isnan(layer.values[i]);
-    const auto colour = RampColour(isMissing ? 0 : (layer.values[i] - layer.low) / range);
+    const bool isMissing = layer.IsFlat() || std::isnan(layer.values[i]);
+    const auto colour =
+        RampColour(isMissing ? 0 : (layer.values[i] - layer.low) / (layer.high - layer.low));
     for (unsigned k = 0; k < grid.columns[i % grid.columns.size()].macroblocks; ++k) {
       pixels.insert(pixels.end(), colour.begin(), colour.end());
       pixels.push_back(isMissing ? 0 : kOpacity);
@@ -128,6 +131,15 @@ std::string SizeOf(const RgbPicture& picture) {
          std::to_string(picture.height) + "\"";
 }
 
+// The start of a figure that is not drawn larger than its picture, unless that is tiny.
+std::string FigureStart(const std::string& cssClass, const RgbPicture& picture,
+                        const std::string& name) {
+  constexpr std::uint32_t kLeastWidth = 320;
+  return "<figure class=\"" + cssClass +
+         "\" style=\"max-width:" + std::to_string(std::max(picture.width, kLeastWidth)) +
+         "px\"><figcaption>" + EscapeHtml(name) + "</figcaption>\n";
+}
+
 std::string Choice(const std::string& id, const std::string& value, const std::string& text,
                    bool isChosen) {
   return "<label><input type=\"radio\" name=\"" + id + "\" value=\"" + value + "\"" +
@@ -135,6 +147,10 @@ std::string Choice(const std::string& id, const std::string& value, const std::s
 }
 
 std::string Legend(const Layer& layer, const std::string& cssClass) {
+  if (layer.IsFlat()) {
+    return "<div class=\"legend " + cssClass + "\"><span>" + Fixed(layer.low, layer.decimals) +
+           " " + layer.unit + " everywhere</span></div>\n";
+  }
   return "<div class=\"legend " + cssClass + "\"><span>" + Fixed(layer.low, layer.decimals) +
          "</span><i style=\"background:" + RampCss() + "\"></i><span>" +
          Fixed(layer.high, layer.decimals) + " " + layer.unit + "</span></div>\n";
@@ -148,8 +164,8 @@ std::string SliceMapHtml(const std::string& name, const std::string& id, const R
   const Layer bits = BitsLayer(grid);
   const std::string hidden = " class=\"layer quantiser\" style=\"" + LayerStyle(grid) + "\"";
   const std::string shown = " class=\"layer bits\" style=\"" + LayerStyle(grid) + "\"";
-  return "<figure class=\"map\"><figcaption>" + EscapeHtml(name) +
-         "</figcaption>\n<fieldset><legend class=\"hidden\">What is laid over the "
+  return FigureStart("map", picture, name) +
+         "<fieldset><legend class=\"hidden\">What is laid over the "
          "picture</legend>" +
          Choice(id, "quantiser", "Quantiser", true) + Choice(id, "bits", "Bits", false) +
          Choice(id, "picture", "Picture", false) +
@@ -167,8 +183,7 @@ std::string SliceMapHtml(const std::string& name, const std::string& id, const R
 
 std::string PictureSliderHtml(const std::string& name, const RgbPicture& reference,
                               const RgbPicture& distorted) {
-  return "<figure class=\"slider\"><figcaption>" + EscapeHtml(name) +
-         "</figcaption>\n<div class=\"stage\">" +
+  return FigureStart("slider", reference, name) + "<div class=\"stage\">" +
          Image(PngDataUri(EncodePng(reference)), "Reference", SizeOf(reference)) +
          Image(PngDataUri(EncodePng(distorted)), "Distorted", " class=\"over\"") +
          "<span class=\"tag left\">reference</span><span class=\"tag right\">distorted</span>"
@@ -177,7 +192,7 @@ std::string PictureSliderHtml(const std::string& name, const RgbPicture& referen
 }
 
 std::string PictureHtml(const std::string& name, const RgbPicture& picture) {
-  return "<figure class=\"picture\"><figcaption>" + EscapeHtml(name) + "</figcaption>\n" +
+  return FigureStart("picture", picture, name) +
          Image(PngDataUri(EncodePng(picture)), name, SizeOf(picture)) + "</figure>\n";
 }
 
