@@ -21,7 +21,7 @@
 namespace vixprores {
 namespace {
 
-struct InspectOptions : HostOptions, PageOptions {
+struct InspectOptions : HostOptions, PageOptions, ScanOptions {
   std::string input;
   std::optional<FrameRange> frames;
   bool slices = false;
@@ -39,6 +39,7 @@ Command Describe(InspectOptions& options) {
                      {FramesOption(options.frames),
                       Flag("--slices", options.slices, "a row for each slice of these frames"),
                       Flag("--json", options.json, "everything as one JSON object")}},
+                    ScanGroup(options),
                     {"Page", PageOptionList(options)},
                     HostGroup(options)};
   command.examples = {{"vixprores inspect input.mov", "A file."},
@@ -69,7 +70,7 @@ void WritePage(std::unique_ptr<FrameReader> reader, const StreamStatistics& stre
 }
 
 int Inspect(const InspectOptions& options) {
-  auto reader = OpenProRes(options.input, false);
+  auto reader = OpenProRes(options.input, ToProResOptions(options));
   std::optional<OutputFile> page;
   if (options.page) page.emplace(*options.page, options.overwrite);
   StreamStatistics stream = DescribeInput(*reader);

@@ -37,8 +37,10 @@ Command Describe(VerifyOptions& options) {
       "to its coefficients. Each damaged frame is told with its number, its timecode, its place in "
       "the file, and what is damaged. A file that cannot be read does not keep the others from "
       "being checked.\n\n"
-      "What cannot be seen in the frames themselves is damage that turns them into other valid "
-      "frames, and damage of an alpha channel.";
+      "A .mov that this program has written holds a checksum of every frame, by which any change "
+      "shows. In other files damage that turns frames into other valid ones, and damage of an "
+      "alpha "
+      "channel, cannot be seen.";
   command.usages = {"[OPTION]... FILE..."};
   command.arguments = {{"FILE", "container with a ProRes track; - for standard input"}};
   command.takeArguments = [&options](const std::vector<std::string>& words) {
@@ -58,10 +60,11 @@ Command Describe(VerifyOptions& options) {
 }
 
 // The progress line of one file.
-class Progress {
+class FileProgress {
  public:
-  Progress(const VerifyOptions& options, const FrameReader& reader)
-      : line_(!options.quiet), total_(reader.GetFrameCount()) {
+  FileProgress(const VerifyOptions& options, const FrameReader& reader)
+      : line_(options.quiet ? ProgressKind::None : ProgressKind::Line),
+        total_(reader.GetFrameCount()) {
     report_.source = report_.result = reader.GetFormat();
   }
 
@@ -73,7 +76,7 @@ class Progress {
   }
 
  private:
-  ProgressLine line_;
+  Progress line_;
   RunReport report_;
   std::optional<std::int64_t> total_;
   steady_clock::time_point start_ = steady_clock::now();
@@ -81,7 +84,7 @@ class Progress {
 
 void VerifyReader(const VerifyOptions& options, FrameReader& reader, Verification& result) {
   if (reader.GetSideTracks()) reader.GetSideTracks()->SelectSound({});
-  Progress progress(options, reader);
+  FileProgress progress(options, reader);
   VerificationEvents events;
   events.damaged = [&](const DamagedFrame& frame) {
     if (options.json) return;

@@ -48,7 +48,7 @@ class ProResReader : public ContainerReader {
   bool sameScan_;
   SampleLayout layout_ = SampleLayout::Standard;
   BareFrames bareFrames_;
-  StreamFormat container_;  ///< as the container alone says
+  StreamFormat container_;       ///< as the container alone says
   std::deque<Outcome> samples_;  ///< read ahead to choose the layout
   std::deque<Outcome> frames_;   ///< read ahead to find a header
   std::int64_t framesRead_ = 0;  ///< of the track

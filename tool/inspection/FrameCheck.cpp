@@ -3,6 +3,7 @@
 
 #include <algorithm>
 #include <array>
+#include <iterator>
 
 #include "bitstream/BlockOrder.h"
 #include "entropy/CoefficientDecoder.h"
@@ -92,6 +93,11 @@ void CheckStatedSize(Bytes bytes, const FrameStructure& frame, FrameCheck& check
 
 bool IsPadding(Bytes bytes) {
   return std::ranges::all_of(bytes, [](std::uint8_t byte) { return byte == 0; });
+}
+
+void FrameCheck::Add(FrameCheck other) {
+  std::ranges::move(other.faults, std::back_inserter(faults));
+  std::ranges::move(other.slices, std::back_inserter(slices));
 }
 
 std::string FrameCheck::Describe() const {

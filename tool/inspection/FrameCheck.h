@@ -30,6 +30,8 @@ struct FrameCheck {
   std::vector<DamagedSlice> slices;
 
   bool IsIntact() const { return faults.empty() && slices.empty(); }
+  /// What another check of the same frame has found is added.
+  void Add(FrameCheck other);
   /// The faults, and how many slices are damaged; empty for an intact frame.
   std::string Describe() const;
 };

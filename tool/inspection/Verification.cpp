@@ -30,6 +30,8 @@ class Run {
     try {
       item.bytes = reader_.Read();
       if (!item.bytes) return std::nullopt;
+      const std::string fault = reader_.GetFrameFault();
+      if (!fault.empty()) item.frame.check.faults.push_back(fault);
     } catch (const FrameFailure& failure) {
       item.frame.count = failure.GetCount();
       item.frame.check.faults.push_back(failure.GetFound());
@@ -68,7 +70,7 @@ void VerifyFrames(FrameReader& reader, int threads, const VerificationEvents& ev
   PipelineStages<Item> stages;
   stages.read = [&run] { return run.Read(); };
   stages.process = [](Item& item, unsigned /*worker*/) {
-    if (item.bytes) item.frame.check = CheckFrame(BytesOf(*item.bytes));
+    if (item.bytes) item.frame.check.Add(CheckFrame(BytesOf(*item.bytes)));
   };
   stages.write = [&run](Item& item, const std::exception_ptr& failure) {
     if (failure) std::rethrow_exception(failure);

@@ -51,7 +51,7 @@ std::unique_ptr<FrameReader> OpenVideo(const std::string& path) {
   auto file = std::make_unique<InputFile>(path);
   if (IsY4m(*file)) return std::make_unique<Y4mReader>(std::move(file));
   if (!file->IsSeekable() || HoldsProRes(std::make_unique<InputFile>(path))) {
-    return std::make_unique<ProResReader>(std::move(file), false);
+    return std::make_unique<ProResReader>(std::move(file), ProResOptions{});
   }
   return std::make_unique<RawContainerReader>(std::move(file));
 }

@@ -72,6 +72,8 @@ class Killed(ToolTest):
         moment = random.Random(5)
         for kill in range(KILLS):
             with self.subTest(kill=kill):
+                for earlier in self.folder.glob("*.part-*"):
+                    earlier.unlink()
                 work, told = self.kill(piped.read_bytes(), moment)
                 self.succeed("recover", "--overwrite", work, self.out)
                 kept = int(probe(self.out)["nb_read_packets"])
@@ -79,11 +81,11 @@ class Killed(ToolTest):
                 if kill < 5:  # the rest would only be slow
                     self.assert_same_bytes(planes(self.out), pictures[:size * kept])
                     for track in (0, 1):
-                        part = sound(self.out, track)
+                        has_any = int(tracks_of(self.out, "a")[track].get("nb_frames", 0)) > 0
+                        part = sound(self.out, track) if has_any else b""
                         self.assert_same_bytes(part, tracks[track][:len(part)])
                         self.assertGreaterEqual(len(part) / 3 / 48000, kept * 1.001 / 30 - 1)
                     self.assertEqual(probe(self.out)["tags"]["timecode"], "00:00:59;20")
-                work.unlink()
 
     def test_a_cut_at_any_place_loses_no_whole_frame(self):
         data = self.whole.read_bytes()
