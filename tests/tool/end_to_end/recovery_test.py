@@ -81,8 +81,9 @@ class Killed(ToolTest):
                 if kill < 5:  # the rest would only be slow
                     self.assert_same_bytes(planes(self.out), pictures[:size * kept])
                     for track in (0, 1):
-                        has_any = int(tracks_of(self.out, "a")[track].get("nb_frames", 0)) > 0
-                        part = sound(self.out, track) if has_any else b""
+                        # A track without a packet has not got into the file.
+                        found = len(tracks_of(self.out, "a")) > track
+                        part = sound(self.out, track) if found else b""
                         self.assert_same_bytes(part, tracks[track][:len(part)])
                         self.assertGreaterEqual(len(part) / 3 / 48000, kept * 1.001 / 30 - 1)
                     self.assertEqual(probe(self.out)["tags"]["timecode"], "00:00:59;20")

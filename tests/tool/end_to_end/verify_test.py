@@ -157,7 +157,7 @@ class Scan(VerifyTest):
     def test_a_file_without_its_index(self):
         self.succeed("decode", self.encoded, self.path("whole.raw"))
         data = self.encoded.read_bytes()
-        self.encoded.write_bytes(data[:data.index(b"moov") - 4])
+        self.encoded.write_bytes(data[:data.rindex(b"moov") - 4])
         self.fail_with(1, ["--scan finds frames without it"], "decode", self.encoded,
                        self.path("out.raw"))
         self.succeed("decode", "--scan", self.encoded, self.path("out.raw"))
