@@ -51,9 +51,10 @@ void Decode(const DecodeOptions& options, RunReport& report) {
     return MakeProResDecoder(options.fourcc, options.skipField, threads);
   };
   auto notes = FindNotes(options, *reader);
-  Transcode(options,
-            {std::move(reader), source, makeElement, std::move(content), output, std::move(notes)},
-            report);
+  Transcode(
+      options,
+      {std::move(reader), source, makeElement, std::move(content), output, false, std::move(notes)},
+      report);
 }
 
 int RunDecode(const DecodeOptions& options) {

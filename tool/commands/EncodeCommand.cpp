@@ -41,7 +41,9 @@ void Encode(const EncodeOptions& options, RunReport& report) {
   const auto makeElement = [&options](int threads) {
     return MakeProResEncoder(*options.variant, threads);
   };
-  Transcode(options, {std::move(reader), source, makeElement, std::move(content), output}, report);
+  Transcode(options,
+            {std::move(reader), source, makeElement, std::move(content), output, options.verify},
+            report);
 }
 
 int RunEncode(const EncodeOptions& options) {

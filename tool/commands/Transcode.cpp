@@ -15,6 +15,7 @@
 #include "element/PluginSearch.h"
 #include "format/Encodable.h"
 #include "format/FrameStamp.h"
+#include "inspection/EncodingCheck.h"
 #include "io/FrameWriter.h"
 #include "io/OutputFile.h"
 #include "run/Errors.h"
@@ -77,6 +78,7 @@ struct Frame {
   std::shared_ptr<const vix::IVideoSample> result;  // as the writer takes it
   std::uint64_t resultBytes = 0;
   std::vector<SoundPacket> sound;  // that came in front of it
+  FrameQuality quality = {};       // where it is measured
 };
 
 // The sound tracks that the run copies, chosen in the reader.
@@ -110,6 +112,11 @@ std::optional<TimeSpan> FindTimeSpan(const TranscodeOptions& options, const Stre
   return TimeSpan{source.start + first, source.start + last + 1, first, Invert(source.rate)};
 }
 
+std::optional<EncodingCheck> MakeCheck(const TranscodePlan& plan, const ThreadShares& shares) {
+  if (!plan.verifiesEncoding) return std::nullopt;
+  return EncodingCheck(plan.source, plan.content.video, shares);
+}
+
 class Run {
  public:
   Run(const TranscodeOptions& options, TranscodePlan plan, RunReport& report)
@@ -118,7 +125,9 @@ class Run {
         reader_(std::move(plan.reader)),
         sound_(reader_->GetSideTracks(), FindTimeSpan(options, reader_->GetFormat())),
         total_(CountFramesToWrite(options, *reader_)),
-        elements_(plan.makeElement, plan.source, ShareThreads(options.threads, total_)),
+        shares_(ShareThreads(options.threads, total_)),
+        elements_(plan.makeElement, plan.source, shares_),
+        check_(MakeCheck(plan, shares_)),
         file_(options.output, options.overwrite),
         writer_(MakeFrameWriter(file_, plan.output, plan.content)),
         progress_(options.quiet ? ProgressKind::None : options.progress),
@@ -201,8 +210,9 @@ class Run {
   void Code(Frame& frame, unsigned element) {
     auto source = reader_->Unpack(std::move(frame.source));
     frame.sourceBytes = source->GetSize();
-    const auto sample = Process(std::move(source), frame.number, element);
+    const auto sample = Process(source, frame.number, element);
     const auto buffer = sample->GetBuffer();
+    if (check_) frame.quality = Check(*source, buffer, frame.number, element);
     if (report_.result.IsRaw()) {
       PrepareRaw(*buffer, frame.number);
     } else {
@@ -224,6 +234,17 @@ class Run {
     }
   }
 
+  FrameQuality Check(const vix::IBuffer& source, std::shared_ptr<const vix::IBuffer> encoded,
+                     std::int64_t number, unsigned element) {
+    try {
+      return check_->Measure(element, {source.GetData(), source.GetSize()}, std::move(encoded),
+                             number);
+    } catch (const std::runtime_error& error) {
+      throw Failure(reader_->GetName() + ": frame " + std::to_string(number) +
+                    ": --verify could not decode what was encoded: " + error.what());
+    }
+  }
+
   void PrepareRaw(const vix::IBuffer& frame, std::int64_t number) const {
     if (frame.GetSize() != report_.result.FrameBytes()) {
       throw Failure(reader_->GetName() + ": frame " + std::to_string(number) +
@@ -239,12 +260,14 @@ class Run {
     writer_->Write(frame.result);
     report_.resultBytes += frame.resultBytes;
     ++report_.frames;
+    if (check_) check_->Add(frame.quality, frame.number);
     StopClock();
     progress_.Update(report_, total_);
   }
 
   void ReportOutput(const std::string& name) {
     report_.output = name;
+    if (check_) report_.quality = check_->GetQuality();
     report_.outputBytes = file_.GetSize();
     StopClock();
   }
@@ -258,7 +281,9 @@ class Run {
   std::unique_ptr<FrameReader> reader_;
   SoundCopy sound_;
   std::optional<std::int64_t> total_;
+  ThreadShares shares_;
   ElementTeam elements_;
+  std::optional<EncodingCheck> check_;
   OutputFile file_;
   std::unique_ptr<FrameWriter> writer_;
   Progress progress_;

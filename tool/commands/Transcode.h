@@ -24,6 +24,7 @@ struct TranscodePlan {
   ElementTeam::MakeElement makeElement;
   MovieContent content;  ///< the video that comes out of the elements, and what is known beside it
   OutputFormat output;
+  bool verifiesEncoding = false;  ///< decodes every frame that it has encoded, and compares it
   std::vector<std::string> notes = {};  ///< what the user should know of it
 };
 

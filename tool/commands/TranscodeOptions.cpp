@@ -188,7 +188,9 @@ Command DescribeEncode(EncodeOptions& options) {
     take(words);
     options.headless = ToHeadlessFormat(*headless, options.overrides);
   };
-  command.groups = {{"Encoding", {VariantOption(options.variant, "422")}},
+  command.groups = {{"Encoding",
+                     {VariantOption(options.variant, "422"),
+                      Flag("--verify", options.verify, "decode each frame again and compare")}},
                     LabelsGroup(options),
                     SoundGroup(options),
                     HeadlessGroup(*headless),

@@ -42,6 +42,7 @@ struct StreamOverrides {
 
 struct EncodeOptions : TranscodeOptions {
   const ProResVariant* variant = nullptr;
+  bool verify = false;  ///< decode what was encoded, and compare
   StreamOverrides overrides;
   std::optional<std::string> timecode;
   std::optional<std::string> compressor;

@@ -88,6 +88,36 @@ double RunReport::MegabitsPerSecond() const {
   return Ratio(bits, static_cast<double>(frames)) * RateOf(source) / 1e6;
 }
 
+namespace {
+
+std::string Decibels(double psnr) {
+  return std::isinf(psnr) ? "identical" : Fixed(psnr, 2) + " dB";
+}
+
+std::string QualityLine(const EncodingQuality& quality) {
+  return "\nverified: PSNR " + Decibels(quality.psnr[FrameQuality::kAll]) + " (Y " +
+         Decibels(quality.psnr[0]) + ", Cb " + Decibels(quality.psnr[1]) + ", Cr " +
+         Decibels(quality.psnr[2]) + "), worst frame " + std::to_string(quality.worstFrame) + " (" +
+         Decibels(quality.worstPsnr) + ")";
+}
+
+// JSON has no infinity.
+nlohmann::ordered_json JsonNumber(double value) {
+  return std::isinf(value) ? nlohmann::ordered_json(nullptr) : nlohmann::ordered_json(value);
+}
+
+nlohmann::ordered_json ToJson(const EncodingQuality& quality) {
+  return {{"psnr",
+           {{"y", JsonNumber(quality.psnr[0])},
+            {"cb", JsonNumber(quality.psnr[1])},
+            {"cr", JsonNumber(quality.psnr[2])},
+            {"all", JsonNumber(quality.psnr[FrameQuality::kAll])}}},
+          {"worstFrame", quality.worstFrame},
+          {"worstPsnr", JsonNumber(quality.worstPsnr)}};
+}
+
+}  // namespace
+
 std::string SummaryLine(const RunReport& report) {
   return report.output + ": " + std::to_string(report.frames) + " frames, " +
          DescribeSize(report.result.width, report.result.height) + " " +
@@ -96,7 +126,8 @@ std::string SummaryLine(const RunReport& report) {
          Beside(report) + ", " + Fixed(static_cast<double>(report.outputBytes) / 1e6, 1) +
          " MB, ProRes at " + Fixed(report.MegabitsPerSecond(), 1) + " Mb/s, in " +
          Fixed(report.seconds, 1) + " s (" + Fixed(report.FramesPerSecond(), 1) + " fps, " +
-         Fixed(report.RealTimeFactor(), 2) + "x real time)";
+         Fixed(report.RealTimeFactor(), 2) + "x real time)" +
+         (report.quality ? QualityLine(*report.quality) : "");
 }
 
 namespace {
@@ -128,6 +159,7 @@ nlohmann::ordered_json ToJson(const RunReport& report) {
   }
   json["sourceBytes"] = report.sourceBytes;
   json["resultBytes"] = report.resultBytes;
+  if (report.quality) json["verification"] = ToJson(*report.quality);
   if (report.damagedPackets > 0) json["damagedPackets"] = report.damagedPackets;
   json["seconds"] = report.seconds;
   json["framesPerSecond"] = report.FramesPerSecond();

@@ -12,6 +12,7 @@
 #include <vector>
 
 #include "format/StreamFormat.h"
+#include "inspection/EncodingCheck.h"
 
 namespace vixprores {
 
@@ -30,10 +31,11 @@ struct RunReport {
   std::size_t soundTracks = 0;  ///< that go along
   std::string timecode;         ///< of the first frame; empty = none
   std::int64_t frames = 0;
-  std::uint64_t sourceBytes = 0;    ///< of the frames that were read
-  std::uint64_t resultBytes = 0;    ///< of the frames as the element gave them
-  std::int64_t damagedPackets = 0;  ///< that were left out
-  double seconds = 0;               ///< from the first frame to the complete output
+  std::uint64_t sourceBytes = 0;           ///< of the frames that were read
+  std::uint64_t resultBytes = 0;           ///< of the frames as the element gave them
+  std::optional<EncodingQuality> quality;  ///< of what was encoded, where it was verified
+  std::int64_t damagedPackets = 0;         ///< that were left out
+  double seconds = 0;                      ///< from the first frame to the complete output
 
   double FramesPerSecond() const;
   /// Speed in units of the video's own.

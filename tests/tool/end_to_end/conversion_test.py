@@ -294,3 +294,21 @@ class Pipes(ToolTest):
         self.succeed("decode", self.path("clip.mkv"), self.path("named.raw"))
         result = run("decode", "-", "-", input=self.path("clip.mkv").read_bytes(), text=False)
         self.assert_same_bytes(result.stdout, self.path("named.raw").read_bytes())
+
+
+class Verified(ToolTest):
+    def test_what_was_encoded_is_measured(self):
+        clip, out = self.path("clip.mov"), self.path("out.mov")
+        for make in (make_v210, make_uyvy):
+            with self.subTest(make=make.__name__):
+                make(clip)
+                result = self.succeed("encode", "--overwrite", "--json", "--verify", clip, out)
+                measured = json.loads(result.stdout)["verification"]
+                compared = json.loads(self.succeed("compare", "--json", clip, out).stdout)
+                if make is make_v210:
+                    self.assertEqual(measured["worstFrame"], compared["worstFrames"][0])
+                self.assertGreater(measured["psnr"]["y"], 30)
+                self.assertLessEqual(measured["worstPsnr"], measured["psnr"]["all"])
+        result = self.succeed("encode", "--overwrite", "--verify", clip, out)
+        self.assertRegex(result.stderr, r"verified: PSNR [\d.]+ dB \(Y [\d.]+ dB, Cb [\d.]+ dB, "
+                         r"Cr [\d.]+ dB\), worst frame \d \([\d.]+ dB\)")
