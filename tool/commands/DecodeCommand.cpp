@@ -44,6 +44,7 @@ void Decode(const DecodeOptions& options, RunReport& report) {
   const OutputFormat& output = FindRawVideoOutput(options.output);
   ProResOptions opening = ToProResOptions(options);
   opening.sameScan = options.skipField;
+  opening.damagedStart = options.onDamage != DamagePolicy::Stop;
   auto reader = OpenProRes(options.input, opening);
   const StreamFormat source = reader->GetFormat();
   MovieContent content{DecodedFormat(source, options), reader->GetTimecode()};
@@ -51,10 +52,10 @@ void Decode(const DecodeOptions& options, RunReport& report) {
     return MakeProResDecoder(options.fourcc, options.skipField, threads);
   };
   auto notes = FindNotes(options, *reader);
-  Transcode(
-      options,
-      {std::move(reader), source, makeElement, std::move(content), output, false, std::move(notes)},
-      report);
+  Transcode(options,
+            {std::move(reader), source, makeElement, std::move(content), output, false,
+             std::move(notes), options.onDamage},
+            report);
 }
 
 int RunDecode(const DecodeOptions& options) {

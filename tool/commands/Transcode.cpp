@@ -1,6 +1,7 @@
 // SPDX-License-Identifier: BSD-2-Clause
 #include "commands/Transcode.h"
 
+#include <algorithm>
 #include <chrono>
 #include <cstdint>
 #include <cstdio>
@@ -10,8 +11,10 @@
 #include <stdexcept>
 #include <utility>
 
+#include "commands/StandIn.h"
 #include "container/SoundCopy.h"
 #include "element/CodecEnvironment.h"
+#include "element/DecoderWatch.h"
 #include "element/PluginSearch.h"
 #include "format/Encodable.h"
 #include "format/FrameStamp.h"
@@ -61,6 +64,14 @@ void PrintNotes(const TranscodeOptions& options, const TranscodePlan& plan) {
   }
 }
 
+// What is wrong with the input is told even to those who want to hear of nothing else.
+void PrintDamage(const RunReport& report) {
+  for (const FrameDamage& damage : report.damage) {
+    if (damage.treatment == FrameDamage::Treatment::Stopped) continue;  // the message tells
+    PrintError(report.input + ": " + Describe(damage));
+  }
+}
+
 void PrintSummary(const TranscodeOptions& options, const RunReport& report) {
   if (options.json) {
     // Standard output may be where the frames go.
@@ -70,12 +81,15 @@ void PrintSummary(const TranscodeOptions& options, const RunReport& report) {
   }
 }
 
-// A frame on its way from the input to the output.
+// A frame on its way from the input to the output, or several that are lost for one reason.
 struct Frame {
-  std::int64_t number = 0;  // in the input
-  std::shared_ptr<vix::IBuffer> source;
+  FramePlace place;                      // in the input
+  std::shared_ptr<vix::IBuffer> source;  // null = lost
+  std::string fault;                     // what is wrong with it; empty = nothing
+  std::string advice;
   std::uint64_t sourceBytes = 0;
-  std::shared_ptr<const vix::IVideoSample> result;  // as the writer takes it
+  std::shared_ptr<const vix::IVideoSample>
+      result;  // as the writer takes it; null = none came of it
   std::uint64_t resultBytes = 0;
   std::vector<SoundPacket> sound;  // that came in front of it
   FrameQuality quality = {};       // where it is measured
@@ -130,6 +144,9 @@ class Run {
         check_(MakeCheck(plan, shares_)),
         file_(options.output, options.overwrite),
         writer_(MakeFrameWriter(file_, plan.output, plan.content)),
+        onDamage_(plan.onDamage),
+        timecode_(reader_->GetTimecode()),
+        standIn_(plan.content.video, *writer_),
         progress_(options.quiet ? ProgressKind::None : options.progress),
         report_(report),
         start_(steady_clock::now()) {}
@@ -153,6 +170,7 @@ class Run {
   }
 
   void Finish() {
+    if (report_.frames == 0) throw Failure(reader_->GetName() + ": holds no undamaged frame");
     for (SoundPacket& sound : sound_.TakeRest()) writer_->WriteSound(std::move(sound));
     writer_->Finish();
     file_.Commit();
@@ -188,17 +206,44 @@ class Run {
   std::optional<Frame> Read() {
     while (framesRead_ <= range_.last) {
       if (InterruptRequested()) throw Interrupted();
-      auto source = reader_->Read();
-      if (!source) {
+      auto frame = ReadAny();
+      if (!frame) {
         CheckEnd();
         return std::nullopt;
       }
-      const std::int64_t number = framesRead_++;
-      auto sound = sound_.Take();
-      if (number < range_.first) continue;
-      return Frame{number, std::move(source), 0, nullptr, 0, std::move(sound)};
+      FramePlace& place = frame->place;
+      framesRead_ = place.number + place.count;
+      frame->sound = sound_.Take();
+      if (framesRead_ <= range_.first) continue;
+      // Of those that are lost together some may be outside the range.
+      place.number = std::max(place.number, range_.first);
+      place.count = std::min(framesRead_ - 1, range_.last) - place.number + 1;
+      return frame;
     }
     return std::nullopt;
+  }
+
+  std::optional<Frame> ReadAny() {
+    Frame frame;
+    frame.place.number = framesRead_;
+    try {
+      frame.source = reader_->Read();
+      if (!frame.source) return std::nullopt;
+    } catch (const FrameTimeFailure& failure) {
+      if (onDamage_ == DamagePolicy::Stop || !failure.IsGap()) throw;
+      Lose(failure, frame);
+    } catch (const FrameFailure& failure) {
+      Lose(failure, frame);
+    }
+    frame.place.offset = reader_->GetFrameOffset();
+    if (timecode_) frame.place.timecode = *timecode_ + frame.place.number;
+    return frame;
+  }
+
+  static void Lose(const FrameFailure& failure, Frame& frame) {
+    frame.place.count = failure.GetCount();
+    frame.fault = failure.GetFound();
+    frame.advice = failure.GetAdvice();
   }
 
   void CheckEnd() const {
@@ -208,13 +253,18 @@ class Run {
 
   // May be called from any thread, several at once.
   void Code(Frame& frame, unsigned element) {
+    if (!frame.source) {
+      Blame(frame);
+      return;
+    }
     auto source = reader_->Unpack(std::move(frame.source));
     frame.sourceBytes = source->GetSize();
-    const auto sample = Process(source, frame.number, element);
+    const auto sample = Process(frame, source, element);
+    if (!sample) return;
     const auto buffer = sample->GetBuffer();
-    if (check_) frame.quality = Check(*source, buffer, frame.number, element);
+    if (check_) frame.quality = Check(*source, buffer, frame.place.number, element);
     if (report_.result.IsRaw()) {
-      PrepareRaw(*buffer, frame.number);
+      ClearRowPadding(report_.result, buffer->GetData());
     } else {
       StampFrameHeader(report_.result, *buffer);
     }
@@ -222,16 +272,31 @@ class Run {
     frame.result = writer_->Pack(sample);
   }
 
-  std::shared_ptr<const vix::IVideoSample> Process(std::shared_ptr<vix::IBuffer> source,
-                                                   std::int64_t number, unsigned element) {
+  // Null where nothing that is to be written came of the frame.
+  std::shared_ptr<const vix::IVideoSample> Process(Frame& frame,
+                                                   std::shared_ptr<vix::IBuffer> source,
+                                                   unsigned element) {
+    std::shared_ptr<const vix::IVideoSample> sample;
     try {
-      return elements_.Process(element, std::move(source), number - range_.first);
+      sample = elements_.Process(element, std::move(source), frame.place.number - range_.first);
     } catch (const std::runtime_error& error) {
-      const char* const advice =
-          report_.result.IsRaw() ? "; --frames decodes the ones before and behind it" : "";
-      throw Failure(reader_->GetName() + ": frame " + std::to_string(number) + ": " + error.what() +
-                    advice);
+      frame.fault = error.what();
     }
+    const std::int32_t damagedSlices = TakeDecoderAnswer();
+    if (sample && report_.result.IsRaw() &&
+        sample->GetBuffer()->GetSize() != report_.result.FrameBytes()) {
+      frame.fault = "is not of the size of the first one";
+      sample = nullptr;
+    } else if (sample && damagedSlices > 0) {
+      frame.fault = "has " + std::to_string(damagedSlices) +
+                    (damagedSlices == 1 ? " damaged slice" : " damaged slices");
+      if (onDamage_ == DamagePolicy::Skip) sample = nullptr;
+    }
+    if (!frame.fault.empty()) {
+      if (report_.result.IsRaw()) frame.advice = "--on-error skip or conceal goes on behind it";
+      Blame(frame);
+    }
+    return sample;
   }
 
   FrameQuality Check(const vix::IBuffer& source, std::shared_ptr<const vix::IBuffer> encoded,
@@ -245,24 +310,46 @@ class Run {
     }
   }
 
-  void PrepareRaw(const vix::IBuffer& frame, std::int64_t number) const {
-    if (frame.GetSize() != report_.result.FrameBytes()) {
-      throw Failure(reader_->GetName() + ": frame " + std::to_string(number) +
-                    " is not of the size of the first one");
-    }
-    ClearRowPadding(report_.result, frame.GetData());
+  // Ends the run at a damaged frame, if that is what the user wants.
+  void Blame(const Frame& frame) const {
+    if (onDamage_ != DamagePolicy::Stop) return;
+    FramePlace first = frame.place;
+    first.count = 1;
+    throw Failure(reader_->GetName() + ": " + Describe(first) + ": " + frame.fault +
+                  (frame.advice.empty() ? "" : "; ") + frame.advice);
   }
 
   void Write(Frame& frame, const std::exception_ptr& failure) {
     report_.sourceBytes += frame.sourceBytes;
+    if (!frame.fault.empty()) ReportDamage(frame);
     if (failure) std::rethrow_exception(failure);
     for (SoundPacket& sound : frame.sound) writer_->WriteSound(std::move(sound));
-    writer_->Write(frame.result);
+    if (frame.result) {
+      if (onDamage_ == DamagePolicy::Conceal) standIn_.Remember(frame.result);
+      WriteFrame(frame.result);
+    } else if (onDamage_ == DamagePolicy::Conceal) {
+      const std::int64_t first = frame.place.number - range_.first;
+      for (std::int64_t i = 0; i < frame.place.count; ++i) WriteFrame(standIn_.Make(first + i));
+    }
     report_.resultBytes += frame.resultBytes;
-    ++report_.frames;
-    if (check_) check_->Add(frame.quality, frame.number);
+    if (check_ && frame.result) check_->Add(frame.quality, frame.place.number);
     StopClock();
     progress_.Update(report_, total_);
+  }
+
+  void WriteFrame(const std::shared_ptr<const vix::IVideoSample>& frame) {
+    writer_->Write(frame);
+    ++report_.frames;
+  }
+
+  void ReportDamage(const Frame& frame) {
+    using Treatment = FrameDamage::Treatment;
+    Treatment treatment = Treatment::Stopped;
+    if (onDamage_ == DamagePolicy::Skip) treatment = Treatment::LeftOut;
+    if (onDamage_ == DamagePolicy::Conceal) {
+      treatment = frame.result ? Treatment::Concealed : Treatment::Replaced;
+    }
+    report_.damage.push_back({frame.place, frame.fault, treatment});
   }
 
   void ReportOutput(const std::string& name) {
@@ -286,6 +373,9 @@ class Run {
   std::optional<EncodingCheck> check_;
   OutputFile file_;
   std::unique_ptr<FrameWriter> writer_;
+  DamagePolicy onDamage_;
+  std::optional<Timecode> timecode_;  // of the input
+  StandIn standIn_;
   Progress progress_;
   RunReport& report_;
   std::int64_t framesRead_ = 0;  // those in front of the range included
@@ -341,6 +431,7 @@ int RunAlone(const TranscodeOptions& options, const char* command,
     report.message = error.what();
   }
   if (!report.message.empty()) PrintError(report.message);
+  if (!options.json) PrintDamage(report);
   PrintSummary(options, report);
   return report.status == RunReport::Status::Done ? kExitDone : kExitFailed;
 }

@@ -26,6 +26,7 @@ struct TranscodePlan {
   OutputFormat output;
   bool verifiesEncoding = false;  ///< decodes every frame that it has encoded, and compares it
   std::vector<std::string> notes = {};  ///< what the user should know of it
+  DamagePolicy onDamage = DamagePolicy::Stop;
 };
 
 /// Runs the frames of the plan's reader through elements side by side into the output, which is

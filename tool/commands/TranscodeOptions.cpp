@@ -168,6 +168,24 @@ OptionGroup HeadlessGroup(HeadlessOptions& options) {
        Flag("--interlaced", options.interlaced, "two fields a frame, top field first")}};
 }
 
+DamagePolicy ParseDamagePolicy(const std::string& text) {
+  if (text == "skip") return DamagePolicy::Skip;
+  return text == "conceal" ? DamagePolicy::Conceal : DamagePolicy::Stop;
+}
+
+Option OnErrorOption(DamagePolicy& policy) {
+  Option option{"--on-error", "WHAT", "at a damaged frame: stop (the standard), skip or conceal",
+                [&policy](const std::string& text) { policy = ParseDamagePolicy(text); }};
+  option.choices = {"stop", "skip", "conceal"};
+  option.details =
+      "stop ends the run with exit code 1 and keeps the frames before. skip leaves damaged frames "
+      "out; the ones behind keep their times, where the output has times. conceal fills damaged "
+      "parts from their surroundings, and writes the frame before (grey, where there is none) in "
+      "place of one that cannot be decoded or is missing. The last two list the damaged frames on "
+      "standard error and end with exit code 0.";
+  return option;
+}
+
 }  // namespace
 
 Command DescribeEncode(EncodeOptions& options) {
@@ -220,14 +238,16 @@ Command DescribeDecode(DecodeOptions& options) {
   command.takeArguments = TakeFiles(options);
   Option fourcc = FourCCOption(options.fourcc);
   fourcc.brief += "; V210 when not given";
-  command.groups = {{"Decoding",
-                     {fourcc, Flag("--skip-field", options.skipField,
-                                   "only the first field of interlaced frames")}},
-                    ScanGroup(options),
-                    SoundGroup(options),
-                    BatchGroup(options),
-                    RunGroup(options),
-                    MachineGroup(options, options)};
+  command.groups = {
+      {"Decoding",
+       {fourcc,
+        Flag("--skip-field", options.skipField, "only the first field of interlaced frames"),
+        OnErrorOption(options.onDamage)}},
+      ScanGroup(options),
+      SoundGroup(options),
+      BatchGroup(options),
+      RunGroup(options),
+      MachineGroup(options, options)};
   command.examples = {
       {"vixprores decode input.mov output.y4m", "A file."},
       {"vixprores decode --fourcc UYVY --frames 0-99 input.mov - | consumer", "A pipe."}};

@@ -50,9 +50,17 @@ struct EncodeOptions : TranscodeOptions {
   std::optional<HeadlessFormat> headless;
 };
 
+/// What becomes of a frame of the input that is damaged.
+enum class DamagePolicy {
+  Stop,     ///< it ends the run; what was written before is kept
+  Skip,     ///< it is left out; those behind it keep their times
+  Conceal,  ///< what the decoder made of it stays; else it is replaced by the frame before it
+};
+
 struct DecodeOptions : TranscodeOptions, ScanOptions {
   vix::FourCC fourcc = vix::kFourCC_V210;
   bool skipField = false;
+  DamagePolicy onDamage = DamagePolicy::Stop;
 };
 
 /// The commands without their work; `options` must outlive them.

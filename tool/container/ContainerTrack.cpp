@@ -366,7 +366,7 @@ std::shared_ptr<vix::IBuffer> ContainerTrack::Read() {
   ++framesRead_;
   lastOffset_ = packet->pos >= 0 ? std::optional(packet->pos) : std::nullopt;
   lastFault_ = FindFault(*packet);
-  CheckPacket(*packet);
+  CheckPacket(packet);
   return Wrap(std::move(packet));
 }
 
@@ -386,34 +386,47 @@ std::string ContainerTrack::FindFault(const AVPacket& packet) const {
                                              : "is not what was written: its checksum differs";
 }
 
-void ContainerTrack::CheckPacket(const AVPacket& packet) {
-  if ((packet.flags & AV_PKT_FLAG_CORRUPT) != 0) {
-    FailAtLastFrame("is cut short: found " + std::to_string(packet.size) + " bytes of it",
+void ContainerTrack::CheckPacket(Packet& packet) {
+  if ((packet->flags & AV_PKT_FLAG_CORRUPT) != 0) {
+    FailAtLastFrame("is cut short: found " + std::to_string(packet->size) + " bytes of it",
                     kTakeThoseBefore);
   }
-  if (TimeOf(packet) != AV_NOPTS_VALUE) CheckTime(TimeOf(packet));
+  if (TimeOf(*packet) != AV_NOPTS_VALUE) CheckTime(packet);
 }
 
 // Clocks of containers are coarser than frame rates, so that times are off by up to one tick.
-void ContainerTrack::CheckTime(std::int64_t time) {
+void ContainerTrack::CheckTime(Packet& packet) {
   const AVRational frame = Invert(format_.rate);
   const std::int64_t number = framesRead_ - 1;
+  const std::int64_t time = TimeOf(*packet);
   const std::int64_t expected = firstTime_ + av_rescale_q(number, frame, stream_->time_base);
   const std::int64_t tolerance =
       std::max<std::int64_t>(1, av_rescale_q(1, frame, stream_->time_base) / 10);
   if (std::abs(time - expected) <= tolerance) return;
-  // Whoever goes on counts from here.
-  firstTime_ += time - expected;
+  const std::int64_t framesLate = av_rescale_q(time - expected, stream_->time_base, frame);
+  const std::int64_t lateness = av_rescale_q(framesLate, frame, stream_->time_base);
+  const bool isGap = framesLate > 0 && std::abs(time - expected - lateness) <= tolerance;
+  if (isGap) {
+    pending_ = std::move(packet);
+    framesRead_ += framesLate - 1;
+  } else {
+    firstTime_ += time - expected;  // whoever goes on counts from here
+  }
+  FailAtTime(number, time, expected, isGap ? framesLate : 0);
+}
+
+void ContainerTrack::FailAtTime(std::int64_t number, std::int64_t time, std::int64_t expected,
+                                std::int64_t missing) const {
   const double tick = av_q2d(stream_->time_base);
   const std::string found = "comes at " + std::to_string(static_cast<double>(time) * tick) +
                             " s instead of " +
                             std::to_string(static_cast<double>(expected) * tick) + " s at " +
                             Describe(format_.rate) + " frames per second";
-  throw FrameTimeFailure(GetName() + ": has a variable frame rate: frame " +
-                             std::to_string(number) + " " + found +
-                             ". This command makes it constant:\n  " +
-                             ConversionCommand(GetName(), "fps=" + Describe(format_.rate)),
-                         number, found);
+  throw FrameTimeFailure(
+      GetName() + ": has a variable frame rate: frame " + std::to_string(number) + " " + found +
+          ". This command makes it constant:\n  " +
+          ConversionCommand(GetName(), "fps=" + Describe(format_.rate)),
+      number, missing > 0 ? "is missing: the one behind " + found : found, missing);
 }
 
 void ContainerTrack::FailAtLastFrame(const std::string& found, const std::string& advice) const {

@@ -85,9 +85,11 @@ class ContainerTrack : public SideTracks {
   bool HasSoundUntil(std::int64_t time, AVRational tick) const;
   void ReadFirstPacket();
   std::optional<std::int64_t> CountAnnouncedFrames() const;
-  void CheckPacket(const AVPacket& packet);
+  void CheckPacket(Packet& packet);
   std::string FindFault(const AVPacket& packet) const;
-  void CheckTime(std::int64_t time);
+  void CheckTime(Packet& packet);
+  [[noreturn]] void FailAtTime(std::int64_t number, std::int64_t time, std::int64_t expected,
+                               std::int64_t missing) const;
   [[noreturn]] void FailAtUnreadableFrame(const std::string& reason);
   [[noreturn]] void FailAtEarlyEnd();
 
@@ -108,7 +110,7 @@ class ContainerTrack : public SideTracks {
   std::string unusedTimecode_;                   ///< a text that is no timecode of the video
   std::optional<std::int64_t> announcedFrames_;  ///< those that an edit list hides included
   std::int64_t hiddenFrames_ = 0;                ///< met so far
-  Packet pending_;                               ///< the first packet, until Read() hands it out
+  Packet pending_;                               ///< a packet that was read ahead
   std::exception_ptr pendingFailure_;            ///< why there is none, until Read() throws it
   std::int64_t firstTime_ = 0;                   ///< of the first packet, in the stream's time base
   std::optional<std::int64_t> lastOffset_;

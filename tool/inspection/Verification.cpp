@@ -27,27 +27,28 @@ class Run {
   std::optional<Item> Read() {
     if (InterruptRequested()) throw Interrupted();
     Item item;
+    FramePlace& place = item.frame.place;
     try {
       item.bytes = reader_.Read();
       if (!item.bytes) return std::nullopt;
       const std::string fault = reader_.GetFrameFault();
       if (!fault.empty()) item.frame.check.faults.push_back(fault);
     } catch (const FrameFailure& failure) {
-      item.frame.count = failure.GetCount();
+      place.count = failure.GetCount();
       item.frame.check.faults.push_back(failure.GetFound());
     }
-    item.frame.number = std::exchange(framesRead_, framesRead_ + item.frame.count);
-    if (reader_.GetTimecode()) item.frame.timecode = *reader_.GetTimecode() + item.frame.number;
-    item.frame.offset = reader_.GetFrameOffset();
+    place.number = std::exchange(framesRead_, framesRead_ + place.count);
+    if (reader_.GetTimecode()) place.timecode = *reader_.GetTimecode() + place.number;
+    place.offset = reader_.GetFrameOffset();
     return item;
   }
 
   void Write(Item& item) {
     DamagedFrame& frame = item.frame;
-    result_.frames += frame.count;
+    result_.frames += frame.place.count;
     if (item.bytes) bytes_ += item.bytes->GetSize();
     if (!frame.check.IsIntact()) {
-      result_.damagedFrames += frame.count;
+      result_.damagedFrames += frame.place.count;
       events_.damaged(frame);
       result_.damage.push_back(std::move(frame));
     }

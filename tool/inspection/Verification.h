@@ -7,11 +7,10 @@
 
 #include <cstdint>
 #include <functional>
-#include <optional>
 #include <string>
 #include <vector>
 
-#include "format/Timecode.h"
+#include "format/FramePlace.h"
 #include "inspection/FrameCheck.h"
 #include "io/FrameReader.h"
 
@@ -19,10 +18,7 @@ namespace vixprores {
 
 /// A frame that is not intact, or several that are missing for one reason.
 struct DamagedFrame {
-  std::int64_t number = 0;
-  std::int64_t count = 1;              ///< from that number on
-  std::optional<Timecode> timecode;    ///< none = unknown
-  std::optional<std::int64_t> offset;  ///< in the file, in bytes; none = unknown
+  FramePlace place;
   FrameCheck check;
 };
 

@@ -10,6 +10,7 @@
 #include <nlohmann/json.hpp>
 
 #include "format/ColourNames.h"
+#include "report/PlaceJson.h"
 #include "report/TextTable.h"
 
 namespace vixprores {
@@ -73,7 +74,38 @@ const char* ToWord(FieldOrder order) {
   }
 }
 
+const char* ToWord(FrameDamage::Treatment treatment) {
+  switch (treatment) {
+    case FrameDamage::Treatment::LeftOut:
+      return "left out";
+    case FrameDamage::Treatment::Concealed:
+      return "concealed";
+    case FrameDamage::Treatment::Replaced:
+      return "replaced";
+    default:
+      return "stopped at";
+  }
+}
+
+std::string CountDamage(const std::vector<FrameDamage>& damage) {
+  std::int64_t frames = 0;
+  for (const FrameDamage& each : damage) frames += each.place.count;
+  if (frames == 0) return {};
+  return ", " + std::to_string(frames) + " damaged in the input";
+}
+
+nlohmann::ordered_json ToJson(const FrameDamage& damage) {
+  nlohmann::ordered_json json = PlaceJson(damage.place);
+  json["what"] = damage.what;
+  json["treatment"] = ToWord(damage.treatment);
+  return json;
+}
+
 }  // namespace
+
+std::string Describe(const FrameDamage& damage) {
+  return Describe(damage.place) + ": " + damage.what + "; " + ToWord(damage.treatment);
+}
 
 double RunReport::FramesPerSecond() const {
   return Ratio(static_cast<double>(frames), seconds);
@@ -119,7 +151,8 @@ nlohmann::ordered_json ToJson(const EncodingQuality& quality) {
 }  // namespace
 
 std::string SummaryLine(const RunReport& report) {
-  return report.output + ": " + std::to_string(report.frames) + " frames, " +
+  return report.output + ": " + std::to_string(report.frames) + " frames" +
+         CountDamage(report.damage) + ", " +
          DescribeSize(report.result.width, report.result.height) + " " +
          DescribeCode(report.result.code) + ", " + Describe(report.result.fieldOrder) + ", " +
          Describe(report.result.rate) + " fps, colour " + Describe(report.result.colour) +
@@ -160,6 +193,7 @@ nlohmann::ordered_json ToJson(const RunReport& report) {
   json["sourceBytes"] = report.sourceBytes;
   json["resultBytes"] = report.resultBytes;
   if (report.quality) json["verification"] = ToJson(*report.quality);
+  for (const FrameDamage& damage : report.damage) json["damage"].push_back(ToJson(damage));
   if (report.damagedPackets > 0) json["damagedPackets"] = report.damagedPackets;
   json["seconds"] = report.seconds;
   json["framesPerSecond"] = report.FramesPerSecond();

@@ -11,10 +11,23 @@
 #include <string>
 #include <vector>
 
+#include "format/FramePlace.h"
 #include "format/StreamFormat.h"
 #include "inspection/EncodingCheck.h"
 
 namespace vixprores {
+
+/// A damaged frame of a run's input, or several for one reason.
+struct FrameDamage {
+  enum class Treatment { Stopped, LeftOut, Concealed, Replaced };
+
+  FramePlace place;
+  std::string what;  ///< is wrong with it
+  Treatment treatment = Treatment::Stopped;
+};
+
+/// "frame 17 at byte 12345: has 2 damaged slices; concealed"
+std::string Describe(const FrameDamage& damage);
 
 /// How a run went.
 struct RunReport {
@@ -34,8 +47,9 @@ struct RunReport {
   std::uint64_t sourceBytes = 0;           ///< of the frames that were read
   std::uint64_t resultBytes = 0;           ///< of the frames as the element gave them
   std::optional<EncodingQuality> quality;  ///< of what was encoded, where it was verified
-  std::int64_t damagedPackets = 0;         ///< that were left out
-  double seconds = 0;                      ///< from the first frame to the complete output
+  std::vector<FrameDamage> damage;
+  std::int64_t damagedPackets = 0;  ///< that were left out
+  double seconds = 0;               ///< from the first frame to the complete output
 
   double FramesPerSecond() const;
   /// Speed in units of the video's own.

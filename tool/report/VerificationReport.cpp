@@ -5,6 +5,8 @@
 #include <nlohmann/json.hpp>
 #include <span>
 
+#include "report/PlaceJson.h"
+
 namespace vixprores {
 namespace {
 
@@ -35,11 +37,7 @@ Json ToJson(const DamagedSlice& slice) {
 }
 
 Json ToJson(const DamagedFrame& frame) {
-  Json json;
-  json["frame"] = frame.number;
-  json["count"] = frame.count;
-  json["timecode"] = frame.timecode ? Json(frame.timecode->ToText()) : Json();
-  json["offset"] = frame.offset ? Json(*frame.offset) : Json();
+  Json json = PlaceJson(frame.place);
   json["faults"] = frame.check.faults;
   json["slices"] = Json::array();
   for (const DamagedSlice& slice : frame.check.slices) json["slices"].push_back(ToJson(slice));
@@ -61,13 +59,9 @@ Json ToJson(const Verification& file) {
 }  // namespace
 
 std::string DescribeDamage(const DamagedFrame& frame) {
-  std::string text = "frame " + std::to_string(frame.number);
-  if (frame.timecode) text += " (" + frame.timecode->ToText() + ")";
-  if (frame.offset) text += " at byte " + std::to_string(*frame.offset);
-  text += ": " + frame.check.Describe();
-  if (!frame.check.slices.empty()) text += " (" + DescribePlaces(frame.check.slices) + ")";
-  if (frame.count > 1) text += ", as are the " + Count(frame.count - 1, "frame") + " behind it";
-  return text;
+  const std::string text = Describe(frame.place) + ": " + frame.check.Describe();
+  if (frame.check.slices.empty()) return text;
+  return text + " (" + DescribePlaces(frame.check.slices) + ")";
 }
 
 std::string DescribeOutcome(const Verification& file) {

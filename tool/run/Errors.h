@@ -49,28 +49,38 @@ class FrameFailure : public Failure {
                const std::string& advice = {}, std::int64_t count = 1)
       : FrameFailure(input + ": frame " + std::to_string(frame) + " " + found +
                          (advice.empty() ? "" : "; ") + advice,
-                     frame, count, found) {}
+                     found, advice, count, frame) {}
 
   std::int64_t GetFrame() const { return frame_; }
   std::int64_t GetCount() const { return count_; }
   const std::string& GetFound() const { return found_; }
+  const std::string& GetAdvice() const { return advice_; }
 
  protected:
-  FrameFailure(const std::string& message, std::int64_t frame, std::int64_t count,
-               const std::string& found)
-      : Failure(message), frame_(frame), count_(count), found_(found) {}
+  FrameFailure(const std::string& message, const std::string& found, const std::string& advice,
+               std::int64_t count, std::int64_t frame)
+      : Failure(message), frame_(frame), count_(count), found_(found), advice_(advice) {}
 
  private:
   std::int64_t frame_;
   std::int64_t count_;
   std::string found_;
+  std::string advice_;
 };
 
-/// A frame is there, but not at the time that the constant rate asks for.
+/// Frames do not come at the times that the constant rate asks for.
 class FrameTimeFailure : public FrameFailure {
  public:
-  FrameTimeFailure(const std::string& message, std::int64_t frame, const std::string& found)
-      : FrameFailure(message, frame, 1, found) {}
+  /// @param missing frames that are left out from this one on; 0 = it comes at another time than
+  ///                that of any frame
+  FrameTimeFailure(const std::string& message, std::int64_t frame, const std::string& found,
+                   std::int64_t missing)
+      : FrameFailure(message, found, {}, missing == 0 ? 1 : missing, frame), isGap_(missing > 0) {}
+
+  bool IsGap() const { return isGap_; }
+
+ private:
+  bool isGap_;
 };
 
 /// The user stopped the program while it waited for input.
