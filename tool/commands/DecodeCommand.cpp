@@ -44,7 +44,7 @@ void Decode(const DecodeOptions& options, RunReport& report) {
   const OutputFormat& output = FindRawVideoOutput(options.output);
   ProResOptions opening = ToProResOptions(options);
   opening.sameScan = options.skipField;
-  opening.damagedStart = options.onDamage != DamagePolicy::Stop;
+  opening.damagedStart = true;
   auto reader = OpenProRes(options.input, opening);
   const StreamFormat source = reader->GetFormat();
   MovieContent content{DecodedFormat(source, options), reader->GetTimecode()};

@@ -19,6 +19,7 @@
 #include "format/Encodable.h"
 #include "format/FrameStamp.h"
 #include "inspection/EncodingCheck.h"
+#include "inspection/StreamHeaders.h"
 #include "io/FrameWriter.h"
 #include "io/OutputFile.h"
 #include "run/Errors.h"
@@ -155,7 +156,7 @@ class Run {
   bool ProcessFrames() {
     PipelineStages<Frame> stages;
     stages.read = [this] { return Read(); };
-    stages.process = [this](Frame& frame, unsigned element) { Code(frame, element); };
+    stages.process = [this](Frame& frame, unsigned element) { Process(frame, element); };
     stages.write = [this](Frame& frame, const std::exception_ptr& failure) {
       Write(frame, failure);
     };
@@ -252,14 +253,14 @@ class Run {
   }
 
   // May be called from any thread, several at once.
-  void Code(Frame& frame, unsigned element) {
+  void Process(Frame& frame, unsigned element) {
     if (!frame.source) {
       Blame(frame);
       return;
     }
     auto source = reader_->Unpack(std::move(frame.source));
     frame.sourceBytes = source->GetSize();
-    const auto sample = Process(frame, source, element);
+    const auto sample = CodeAndJudge(frame, source, element);
     if (!sample) return;
     const auto buffer = sample->GetBuffer();
     if (check_) frame.quality = Check(*source, buffer, frame.place.number, element);
@@ -272,22 +273,34 @@ class Run {
     frame.result = writer_->Pack(sample);
   }
 
-  // Null where nothing that is to be written came of the frame.
-  std::shared_ptr<const vix::IVideoSample> Process(Frame& frame,
-                                                   std::shared_ptr<vix::IBuffer> source,
-                                                   unsigned element) {
-    std::shared_ptr<const vix::IVideoSample> sample;
+  // What the element makes of a frame, and what is wrong with it. The element would take a frame
+  // without a prefix for one of another layout, and keep it for the next one.
+  std::shared_ptr<const vix::IVideoSample> Code(std::shared_ptr<vix::IBuffer> source, Frame& frame,
+                                                unsigned element) {
+    const bool isDecoded = report_.result.IsRaw();
+    if (isDecoded && !ParseHeader(BytesOf(*source))) {
+      frame.fault = "has no readable frame header";
+      return nullptr;
+    }
     try {
-      sample = elements_.Process(element, std::move(source), frame.place.number - range_.first);
+      auto sample =
+          elements_.Process(element, std::move(source), frame.place.number - range_.first);
+      if (!isDecoded || sample->GetBuffer()->GetSize() == report_.result.FrameBytes())
+        return sample;
+      frame.fault = "is not of the size of the first one";
     } catch (const std::runtime_error& error) {
       frame.fault = error.what();
     }
+    return nullptr;
+  }
+
+  // Null where nothing that is to be written came of the frame.
+  std::shared_ptr<const vix::IVideoSample> CodeAndJudge(Frame& frame,
+                                                        std::shared_ptr<vix::IBuffer> source,
+                                                        unsigned element) {
+    auto sample = Code(std::move(source), frame, element);
     const std::int32_t damagedSlices = TakeDecoderAnswer();
-    if (sample && report_.result.IsRaw() &&
-        sample->GetBuffer()->GetSize() != report_.result.FrameBytes()) {
-      frame.fault = "is not of the size of the first one";
-      sample = nullptr;
-    } else if (sample && damagedSlices > 0) {
+    if (sample && damagedSlices > 0) {
       frame.fault = "has " + std::to_string(damagedSlices) +
                     (damagedSlices == 1 ? " damaged slice" : " damaged slices");
       if (onDamage_ == DamagePolicy::Skip) sample = nullptr;

@@ -269,7 +269,7 @@ class Damaged(ToolTest):
         self.encoded.write_bytes(data)
 
     def test_frame_that_cannot_be_decoded_is_named(self):
-        self.overwrite_in_frame(4, 0, b"\0\0")  # the size of the frame header
+        self.overwrite_in_frame(4, 20, b"\0")  # the size of the picture header
         result = self.fail_with(1, [self.encoded, "frame 4", "Failed to decode frame"], "decode",
                                 self.encoded, self.out)
         # The log record of the failure is not shown beside the failure.
