@@ -96,7 +96,7 @@ class SameErrors(Parallel):
                 self.assertEqual((result.stderr, report), first)
 
     def damage(self, *frames):
-        """Makes the frame headers of those frames unreadable."""
+        """Makes the pictures of those frames unreadable."""
         data = bytearray(self.encoded.read_bytes())
         position = -1
         for number in range(max(frames) + 1):
