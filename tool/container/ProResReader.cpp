@@ -156,6 +156,8 @@ prores::FrameHeader ProResReader::FindHeader(bool damagedStart) {
     frames_.push_back(std::move(frame));
     if (header) return *header;
     if (!damagedStart || isEnd || frames_.size() > kMostDamagedAtStart) {
+      const auto& failure = frames_.front().failure;
+      if (failure) std::rethrow_exception(failure);
       throw FrameFailure(GetName(), 0,
                          "does not start with a readable ProRes frame header, so that nothing is "
                          "known of the pictures",

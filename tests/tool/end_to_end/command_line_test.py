@@ -109,7 +109,7 @@ class PluginSearch(ToolTest):
         shutil.copy(PROGRAM, self.program)
         self.core = self.path("core")
         self.core.mkdir()
-        for library in self.libraries.glob("libvixCore.so*"):
+        for library in self.libraries.glob("lib*.so*"):
             shutil.copy(library, self.core, follow_symlinks=False)
 
     def list_elements(self, library_path, **options):
