@@ -109,8 +109,9 @@ class PluginSearch(ToolTest):
         shutil.copy(PROGRAM, self.program)
         self.core = self.path("core")
         self.core.mkdir()
-        for library in self.libraries.glob("lib*.so*"):
-            shutil.copy(library, self.core, follow_symlinks=False)
+        for name in ("vixCore", "ProRes"):
+            for library in self.libraries.glob(f"lib{name}.so*"):
+                shutil.copy(library, self.core, follow_symlinks=False)
 
     def list_elements(self, library_path, **options):
         return subprocess.run([self.program, "elements"], capture_output=True, text=True,
