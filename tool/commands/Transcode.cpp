@@ -230,6 +230,7 @@ class Run {
     try {
       frame.source = reader_->Read();
       if (!frame.source) return std::nullopt;
+      if (report_.result.IsRaw()) frame.fault = reader_->GetFrameFault();
     } catch (const FrameTimeFailure& failure) {
       if (onDamage_ == DamagePolicy::Stop || !failure.IsGap()) throw;
       Lose(failure, frame);
@@ -285,8 +286,8 @@ class Run {
     try {
       auto sample =
           elements_.Process(element, std::move(source), frame.place.number - range_.first);
-      if (!isDecoded || sample->GetBuffer()->GetSize() == report_.result.FrameBytes())
-        return sample;
+      if (!isDecoded) return sample;
+      if (sample->GetBuffer()->GetSize() == report_.result.FrameBytes()) return sample;
       frame.fault = "is not of the size of the first one";
     } catch (const std::runtime_error& error) {
       frame.fault = error.what();
@@ -303,13 +304,11 @@ class Run {
     if (sample && damagedSlices > 0) {
       frame.fault = "has " + std::to_string(damagedSlices) +
                     (damagedSlices == 1 ? " damaged slice" : " damaged slices");
-      if (onDamage_ == DamagePolicy::Skip) sample = nullptr;
     }
-    if (!frame.fault.empty()) {
-      if (report_.result.IsRaw()) frame.advice = "--on-error skip or conceal goes on behind it";
-      Blame(frame);
-    }
-    return sample;
+    if (frame.fault.empty()) return sample;
+    if (report_.result.IsRaw()) frame.advice = "--on-error skip or conceal goes on behind it";
+    Blame(frame);
+    return onDamage_ == DamagePolicy::Skip ? nullptr : sample;
   }
 
   FrameQuality Check(const vix::IBuffer& source, std::shared_ptr<const vix::IBuffer> encoded,

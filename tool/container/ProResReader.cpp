@@ -155,6 +155,7 @@ prores::FrameHeader ProResReader::FindHeader(bool damagedStart) {
     const bool isEnd = frame.IsEnd();
     frames_.push_back(std::move(frame));
     if (header) return *header;
+    if (isEnd && frames_.front().failure) std::rethrow_exception(frames_.front().failure);
     if (!damagedStart || isEnd || frames_.size() > kMostDamagedAtStart) {
       const auto& failure = frames_.front().failure;
       if (failure) std::rethrow_exception(failure);
