@@ -119,6 +119,21 @@ TEST(CommandLine, DecodesToV210UnlessToldOtherwise) {
   EXPECT_EQ(other.cpu, "auto");
 }
 
+TEST(CommandLine, StopsAtDamageUnlessToldOtherwise) {
+  EXPECT_EQ(Take(DescribeDecode, {"a", "b"}).onDamage, DamagePolicy::Stop);
+  EXPECT_EQ(Take(DescribeDecode, {"--on-error", "skip", "a", "b"}).onDamage, DamagePolicy::Skip);
+  EXPECT_EQ(Take(DescribeDecode, {"--on-error", "CONCEAL", "a", "b"}).onDamage,
+            DamagePolicy::Conceal);
+  EXPECT_EQ(Take(DescribeDecode, {"--on-error", "stop", "a", "b"}).onDamage, DamagePolicy::Stop);
+}
+
+TEST(CommandLine, ScansWhereItIsTold) {
+  EXPECT_FALSE(Take(DescribeDecode, {"a", "b"}).scan);
+  const auto options = Take(DescribeDecode, {"--scan", "--rate", "24000/1001", "a", "b"});
+  EXPECT_TRUE(options.scan);
+  EXPECT_EQ(options.rate, (Rational{24000, 1001}));
+}
+
 TEST(CommandLine, MeasuresFullHighDefinitionUnlessToldOtherwise) {
   const auto plain = Take(DescribeBench, {});
   EXPECT_EQ(plain.size.width, 1920u);
@@ -203,6 +218,9 @@ TEST(CommandLine, RefusesWrongUse) {
       {"encode", "--fourcc", "UYVY", "--size", "2x2", "a", "b"},
       {"decode", "--threads", "-1", "a", "b"},
       {"decode", "--cpu", "mmx", "a", "b"},
+      {"decode", "--on-error", "ignore", "a", "b"},
+      {"verify"},
+      {"verify", "--threads", "257", "a"},
       {"encode", "--cpu", "", "a", "b"},
       {"encode", "--vendor", "abcde", "a", "b"},
       {"encode", "--par", "1/1", "a", "b"},
