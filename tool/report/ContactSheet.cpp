@@ -81,7 +81,7 @@ void Paste(RgbPicture& sheet, const RgbPicture& picture, std::uint32_t left, std
 
 std::uint32_t CountColumns(std::size_t pictures, RgbSize cell) {
   const double square = std::sqrt(static_cast<double>(pictures) * cell.height / cell.width);
-  return std::clamp<std::uint32_t>(static_cast<std::uint32_t>(std::ceil(square)), 1,
+  return std::clamp<std::uint32_t>(static_cast<std::uint32_t>(std::round(square)), 1,
                                    static_cast<std::uint32_t>(pictures));
 }
 

@@ -1,0 +1,132 @@
+// SPDX-License-Identifier: BSD-2-Clause
+#include <gmock/gmock.h>
+#include <gtest/gtest.h>
+
+#include <vector>
+
+#include "report/HtmlChart.h"
+#include "report/HtmlPage.h"
+#include "report/TextTable.h"
+
+namespace vixprores {
+namespace {
+
+using testing::HasSubstr;
+using testing::Not;
+
+std::size_t CountOf(const std::string& text, const std::string& word) {
+  std::size_t count = 0;
+  for (std::size_t at = text.find(word); at != std::string::npos; at = text.find(word, at + 1)) {
+    ++count;
+  }
+  return count;
+}
+
+TEST(TextTable, AlignsColumnsWithoutBlanksAtTheEnd) {
+  TextTable table("lr");
+  table.Add({"frames", "5"});
+  table.Add({"a", "1234"});
+  table.Add({"b", ""});
+  EXPECT_EQ(table.ToText(2), "  frames     5\n  a       1234\n  b\n");
+}
+
+TEST(TextTable, PercentageOfNothingIsEmpty) {
+  EXPECT_EQ(Percentage(1, 8), "12.5 %");
+  EXPECT_EQ(Percentage(1, 0), "");
+}
+
+TEST(HtmlPage, EscapesWhatComesFromFiles) {
+  HtmlPage page("<script>\"&.mov", "x");
+  page.AddTable({"caption", {"<b>"}, {{{"a<b", "c&d"}, HtmlMark::Bad}}});
+  const std::string html = page.Finish();
+  EXPECT_THAT(html, HasSubstr("<h1>&lt;script&gt;&quot;&amp;.mov</h1>"));
+  EXPECT_THAT(html, HasSubstr("<tr class=\"bad\"><th scope=\"row\">a&lt;b</th><td>c&amp;d</td>"));
+  EXPECT_EQ(CountOf(html, "<script>"), 1u);
+}
+
+TEST(HtmlPage, ReplacesBytesThatAreNoText) {
+  EXPECT_EQ(EscapeHtml("a\xFF"
+                       "b"),
+            "a\xEF\xBF\xBD"
+            "b");
+}
+
+TEST(HtmlPage, LoadsNothing) {
+  HtmlPage page("title", "x");
+  page.AddFigures({{"Frames", "5"}});
+  const std::string html = page.Finish();
+  EXPECT_THAT(html, HasSubstr("default-src 'none'"));
+  for (const char* word : {"http://", "https://", "<link", " src=", "@import", "url("}) {
+    EXPECT_THAT(html, Not(HasSubstr(word)));
+  }
+}
+
+TEST(PngDataUri, IsBase64) {
+  const std::string text = "Many hands";
+  const auto bytes = AsBytes(text);
+  EXPECT_EQ(PngDataUri(bytes), "data:image/png;base64,TWFueSBoYW5kcw==");
+  EXPECT_EQ(PngDataUri(bytes.first(9)), "data:image/png;base64,TWFueSBoYW5k");
+  EXPECT_EQ(PngDataUri(bytes.first(8)), "data:image/png;base64,TWFueSBoYW4=");
+}
+
+Chart MakeChart(std::size_t points) {
+  Chart chart;
+  chart.name = "Size";
+  chart.unit = "bytes";
+  for (std::size_t i = 0; i < points; ++i) {
+    const auto frame = static_cast<std::int64_t>(i);
+    chart.points.push_back({frame, "", static_cast<double>(100 + i)});
+  }
+  return chart;
+}
+
+TEST(HtmlChart, DrawsEveryFrameWithItsValue) {
+  Chart chart = MakeChart(3);
+  chart.target = 204.5;
+  chart.targetName = "target";
+  const std::string html = ChartHtml(chart);
+  EXPECT_EQ(CountOf(html, "class=\"bar\""), 3u);
+  EXPECT_THAT(html, HasSubstr("data-frame=\"2\" data-value=\"102\""));
+  EXPECT_THAT(html, HasSubstr("class=\"target\""));
+  EXPECT_THAT(html, HasSubstr("data-value=\"204.5\""));
+}
+
+TEST(HtmlChart, BarsStandOnZeroInProportion) {
+  Chart chart = MakeChart(0);
+  chart.points = {{0, "", 50.0}, {1, "", 100.0}};
+  const std::string html = ChartHtml(chart);
+  EXPECT_THAT(html, HasSubstr("y=\"50.000\" width=\"425.000\" height=\"50.000\""));
+  EXPECT_THAT(html, HasSubstr("y=\"0.000\" width=\"425.000\" height=\"100.000\""));
+}
+
+TEST(HtmlChart, PutsManyFramesTogetherByTheOneThatStandsOut) {
+  Chart chart = MakeChart(2 * kMostChartPoints);
+  EXPECT_EQ(CountOf(ChartHtml(chart), "data-frame"), kMostChartPoints);
+  EXPECT_THAT(ChartHtml(chart), HasSubstr("data-frame=\"0\" data-value=\"101\""));
+  EXPECT_THAT(ChartHtml(chart), HasSubstr("Frames 0 to 1: 101 bytes, the largest"));
+  chart.standing = Chart::Standing::Smallest;
+  EXPECT_THAT(ChartHtml(chart), HasSubstr("data-frame=\"0\" data-value=\"100\""));
+}
+
+TEST(HtmlChart, LeavesAGapWhereThereIsNoValue) {
+  Chart chart = MakeChart(3);
+  chart.shape = Chart::Shape::Line;
+  chart.missing = "identical";
+  chart.points[1].value.reset();
+  const std::string html = ChartHtml(chart);
+  EXPECT_EQ(CountOf(html, " M"), 2u);
+  EXPECT_THAT(html, HasSubstr("data-frame=\"1\"><title>Frame 1: identical</title>"));
+}
+
+TEST(HtmlChart, TakesValuesThatAreAllTheSameOrMissing) {
+  Chart chart = MakeChart(2);
+  chart.shape = Chart::Shape::Line;
+  chart.points[1].value = chart.points[0].value;
+  EXPECT_THAT(ChartHtml(chart), Not(HasSubstr("nan")));
+  for (auto& point : chart.points) point.value.reset();
+  EXPECT_THAT(ChartHtml(chart), Not(HasSubstr("nan")));
+  EXPECT_EQ(ChartHtml(MakeChart(0)), "");
+}
+
+}  // namespace
+}  // namespace vixprores

@@ -1,0 +1,153 @@
+// SPDX-License-Identifier: BSD-2-Clause
+#include <gmock/gmock.h>
+#include <gtest/gtest.h>
+
+#include <vector>
+
+#include "format/PlanarPicture.h"
+#include "format/RgbPicture.h"
+#include "io/Png.h"
+#include "report/ContactSheet.h"
+
+namespace vixprores {
+namespace {
+
+using testing::ElementsAre;
+
+StreamFormat Format(std::uint32_t width, std::uint32_t height) {
+  StreamFormat format;
+  format.code = vix::kFourCC_UYVY;
+  format.width = width;
+  format.height = height;
+  return format;
+}
+
+struct Sample {
+  std::uint8_t luma, cb, cr;
+};
+
+std::vector<std::uint8_t> Flat(const StreamFormat& format, const Sample& sample) {
+  std::vector<std::uint8_t> packed;
+  for (std::uint32_t i = 0; i < format.width * format.height / 2; ++i) {
+    for (const auto byte : {sample.cb, sample.luma, sample.cr, sample.luma}) packed.push_back(byte);
+  }
+  return packed;
+}
+
+std::vector<int> ColourOf(const StreamFormat& format, const Sample& sample) {
+  const RgbPicture picture = ToRgb(format, Flat(format, sample), {1, 1});
+  return {picture.pixels.begin(), picture.pixels.end()};
+}
+
+TEST(RgbPicture, BlackWhiteAndGreyDoNotDependOnTheMatrix) {
+  for (const int matrix : {1, 2, 6, 9}) {
+    StreamFormat format = Format(4, 4);
+    format.colour.matrix = matrix;
+    EXPECT_THAT(ColourOf(format, {16, 128, 128}), ElementsAre(0, 0, 0));
+    EXPECT_THAT(ColourOf(format, {235, 128, 128}), ElementsAre(255, 255, 255));
+    EXPECT_THAT(ColourOf(format, {126, 128, 128}), ElementsAre(128, 128, 128));
+  }
+}
+
+TEST(RgbPicture, FullRangeUsesAllCodeValues) {
+  StreamFormat format = Format(4, 4);
+  format.colour.range = ColourRange::Full;
+  EXPECT_THAT(ColourOf(format, {16, 128, 128}), ElementsAre(16, 16, 16));
+  EXPECT_THAT(ColourOf(format, {255, 128, 128}), ElementsAre(255, 255, 255));
+}
+
+TEST(RgbPicture, FollowsTheMatrixOfTheStream) {
+  // Red of full strength by each matrix, in 8 bits.
+  const struct {
+    int matrix;
+    Sample red;
+  } cases[] = {{1, {63, 102, 240}}, {6, {81, 90, 240}}, {9, {74, 97, 240}}};
+  for (const auto& [matrix, red] : cases) {
+    StreamFormat format = Format(4, 4);
+    format.colour.matrix = matrix;
+    const auto colour = ColourOf(format, red);
+    EXPECT_NEAR(colour[0], 255, 2) << matrix;
+    EXPECT_NEAR(colour[1], 0, 2) << matrix;
+    EXPECT_NEAR(colour[2], 0, 2) << matrix;
+  }
+}
+
+TEST(RgbPicture, AnUnspecifiedMatrixFollowsTheHeight) {
+  const Sample red601{81, 90, 240};
+  const Sample red709{63, 102, 240};
+  EXPECT_NEAR(ColourOf(Format(2, 576), red601)[1], 0, 2);
+  EXPECT_NEAR(ColourOf(Format(2, 720), red709)[1], 0, 2);
+}
+
+TEST(RgbPicture, ScalesByTheMeanOfTheArea) {
+  const StreamFormat format = Format(6, 2);
+  // Columns of luma 20 and 232 in turns; a third of the width covers one of each.
+  std::vector<std::uint8_t> packed;
+  for (int i = 0; i < 6; ++i) {
+    for (const int byte : {128, 20, 128, 232}) packed.push_back(static_cast<std::uint8_t>(byte));
+  }
+  const RgbPicture picture = ToRgb(format, packed, {3, 1});
+  EXPECT_THAT(picture.pixels, testing::Each(128));
+}
+
+TEST(RgbPicture, InterpolatesChromaBetweenItsSamples) {
+  const StreamFormat format = Format(4, 1);
+  const std::vector<std::uint8_t> packed{100, 126, 128, 126, 156, 126, 128, 126};
+  const RgbPicture picture = ToRgb(format, packed, {4, 1});
+  EXPECT_LT(picture.At(0, 0)[2], 128);
+  EXPECT_EQ(picture.At(1, 0)[2], 128);
+  EXPECT_GT(picture.At(2, 0)[2], 128);
+}
+
+TEST(DisplaySize, HasSquarePixelsAndKeepsToTheLimit) {
+  StreamFormat format = Format(720, 576);
+  EXPECT_EQ(DisplaySize(format, std::nullopt).width, 720u);
+  format.sampleAspect = {64, 45};
+  const RgbSize whole = DisplaySize(format, std::nullopt);
+  EXPECT_EQ(whole.width, 1024u);
+  EXPECT_EQ(whole.height, 576u);
+  const RgbSize half = DisplaySize(format, 512);
+  EXPECT_EQ(half.width, 512u);
+  EXPECT_EQ(half.height, 288u);
+  EXPECT_EQ(DisplaySize(format, 5000).width, 1024u);
+}
+
+TEST(AmplifyDifference, IsGreyWhereThereIsNone) {
+  RgbPicture a(2, 1);
+  RgbPicture b(2, 1);
+  b.pixels = {0, 0, 0, 3, 200, 0};
+  EXPECT_THAT(AmplifyDifference(a, b, 8).pixels, ElementsAre(128, 128, 128, 152, 255, 128));
+}
+
+TEST(Png, StartsAsPngFilesDo) {
+  const auto png = EncodePng(RgbPicture(3, 2));
+  ASSERT_GT(png.size(), 24u);
+  EXPECT_EQ(std::string(png.begin() + 1, png.begin() + 4), "PNG");
+  EXPECT_EQ(png[19], 3);
+  EXPECT_EQ(png[23], 2);
+}
+
+TEST(ContactSheet, SetsPicturesInRowsWithTheirCaptions) {
+  std::vector<SheetPicture> pictures;
+  for (int i = 0; i < 6; ++i) pictures.push_back({RgbPicture(160, 90), "1"});
+  for (auto& sheetPicture : pictures) {
+    std::ranges::fill(sheetPicture.picture.pixels, std::uint8_t{200});
+  }
+  const RgbPicture sheet = DrawContactSheet(pictures);
+  // Two columns and three rows are closest to a square.
+  EXPECT_EQ(sheet.width, 12u + 2 * (160 + 12));
+  EXPECT_EQ(sheet.height, 12u + 3 * (90 + 6 + 14 + 12));
+  EXPECT_EQ(sheet.At(12, 12)[0], 200);
+  EXPECT_EQ(sheet.At(11, 12)[0], 24);
+  // The stem of the digit 1 under the first picture.
+  EXPECT_EQ(sheet.At(12 + 4, 12 + 90 + 6)[0], 224);
+  EXPECT_EQ(sheet.At(12, 12 + 90 + 6)[0], 24);
+}
+
+TEST(ContactSheet, DrawsNoCaptionBeyondTheSheet) {
+  const RgbPicture sheet = DrawContactSheet({{RgbPicture(4, 4), "1000000000 10:00:00:00"}});
+  EXPECT_EQ(sheet.width, 4u + 24);
+}
+
+}  // namespace
+}  // namespace vixprores

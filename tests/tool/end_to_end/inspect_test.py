@@ -1,0 +1,200 @@
+# SPDX-License-Identifier: BSD-2-Clause
+"""What inspect tells of files, against what independent programs and the bytes themselves say."""
+import json
+import os
+import struct
+import subprocess
+
+from tool import TIMEOUT, ToolTest, make_clip, make_v210, run
+
+COLOUR = ("-color_primaries", "bt709", "-color_trc", "bt709", "-colorspace", "bt709")
+
+
+def packets(path):
+    """Position and size of each frame, as an independent program has them."""
+    text = subprocess.run(
+        ["ffprobe", "-v", "error", "-select_streams", "v:0", "-show_entries", "packet=pos,size",
+         "-of", "json", str(path)], check=True, capture_output=True, text=True, timeout=TIMEOUT).stdout
+    return [(int(packet["pos"]), int(packet["size"])) for packet in json.loads(text)["packets"]]
+
+
+class Inspect(ToolTest):
+    def setUp(self):
+        super().setUp()
+        self.clip = self.path("clip.mov")
+
+    def make_prores(self, *options, **clip):
+        """By an independent encoder."""
+        make_clip(self.clip, "-c:v", "prores_ks", *options, **clip)
+
+    def encode(self, *options, **clip):
+        make_v210(self.path("raw.mov"), *COLOUR, **clip)
+        self.succeed("encode", *options, self.path("raw.mov"), self.clip)
+
+    def inspect(self, *options):
+        return json.loads(self.succeed("inspect", "--json", *options, self.clip).stdout)
+
+    def states(self):
+        return {entry["property"]: entry["state"] for entry in self.inspect()["properties"]}
+
+    def test_sizes_and_places_are_those_of_the_container(self):
+        self.make_prores("-profile:v", "hq")
+        report = self.inspect()
+        self.assertEqual(report["status"], "done")
+        self.assertEqual([(frame["offset"], frame["bytes"]) for frame in report["frames"]],
+                         packets(self.clip))
+        sizes = [frame["bytes"] for frame in report["frames"]]
+        self.assertEqual((report["size"]["minBytes"], report["size"]["maxBytes"]),
+                         (min(sizes), max(sizes)))
+        self.assertAlmostEqual(report["size"]["meanBytes"], sum(sizes) / len(sizes))
+        self.assertAlmostEqual(report["megabitsPerSecond"],
+                               8 * 25 * sum(sizes) / len(sizes) / 1e6)
+
+    def test_tells_variant_encoder_and_format(self):
+        self.make_prores("-profile:v", "lt", "-vendor", "abcd")
+        report = self.inspect()["format"]
+        self.assertEqual((report["code"], report["name"]), ("apcs", "ProRes 422 LT"))
+        self.assertEqual((report["encoderIdentifier"], report["bitstreamVersion"]), ("abcd", 0))
+        self.assertEqual((report["chromaFormat"], report["alpha"]), ("4:2:2", "none"))
+        text = self.succeed("inspect", self.clip).stdout
+        self.assertIn("ProRes 422 LT (apcs), 128x96, progressive, 25 fps, 4:2:2, no alpha", text)
+        self.assertLess(text.count("\n"), 30)
+
+    def test_tells_matrices_and_chroma_of_other_variants(self):
+        self.make_prores("-profile:v", "4444", "-alpha_bits", "0", pixels="yuv444p10le")
+        report = run("inspect", "--json", self.clip)
+        # Such streams may have a bitstream version that is not read.
+        if report.returncode == 0:
+            self.assertEqual(json.loads(report.stdout)["format"]["chromaFormat"], "4:4:4")
+        self.make_prores("-profile:v", "proxy")
+        luma = self.inspect()["matrices"]["luma"]
+        self.assertFalse(luma["flat"])
+        data = self.clip.read_bytes()
+        header = data.index(b"icpf") + 4
+        self.assertEqual(bytes(luma["weights"]), data[header + 20:header + 84])
+
+    def test_size_as_a_share_of_the_target(self):
+        self.encode("--variant", "hq", size="320x240", filters="noise=alls=40:allf=t")
+        report = self.inspect()
+        target = report["size"]["targetBytes"]
+        for frame in report["frames"]:
+            self.assertAlmostEqual(frame["shareOfTarget"], frame["bytes"] / target)
+            # A frame that needs its bytes has nearly all of them and never more.
+            self.assertGreater(frame["shareOfTarget"], 0.9)
+            self.assertLessEqual(frame["shareOfTarget"], 1)
+
+    def test_properties_that_agree(self):
+        self.encode(filters="setsar=1,setfield=tff")
+        self.assertEqual(set(self.states().values()), {"same"})
+        self.assertNotIn("MISMATCH", self.succeed("inspect", self.clip).stdout)
+
+    def test_marks_a_container_whose_tags_were_changed(self):
+        self.encode()
+        data = bytearray(self.clip.read_bytes())
+        place = data.rindex(b"nclc") + 4
+        self.assertEqual(struct.unpack_from(">3H", data, place), (1, 1, 1))
+        struct.pack_into(">3H", data, place, 9, 16, 9)
+        self.clip.write_bytes(data)
+        states = self.states()
+        for name in ("colourPrimaries", "transfer", "matrix"):
+            self.assertEqual(states[name], "mismatch")
+        self.assertEqual(states["size"], "same")
+        lines = self.succeed("inspect", self.clip).stdout.splitlines()
+        marked = [line for line in lines if line.endswith("<- MISMATCH")]
+        self.assertEqual(len(marked), 3)
+        self.assertRegex(marked[1], r"transfer +16 \(pq\) +1 \(bt709\)")
+
+    def test_unspecified_is_no_mismatch(self):
+        make_v210(self.path("raw.mov"))
+        self.succeed("encode", self.path("raw.mov"), self.clip)
+        states = self.states()
+        for name in ("colourPrimaries", "transfer", "matrix"):
+            self.assertEqual(states[name], "unspecified")
+        self.assertRegex(self.succeed("inspect", self.clip).stdout,
+                         r"matrix +unspecified +unspecified\n")
+
+    def test_slices_fill_their_frame(self):
+        self.encode(size="320x240", filters="setfield=tff")
+        frame = self.inspect("--slices", "--frames", "3-3")["frames"][0]
+        slices = frame["sliceList"]
+        self.assertEqual(frame["frame"], 3)
+        self.assertEqual(len(slices), frame["slices"])
+        # 20 macroblocks make slices of 8, 8 and 4; each field has 8 rows of them.
+        self.assertEqual(len(slices), 2 * 8 * 3)
+        self.assertEqual([entry["macroblocks"] for entry in slices[:3]], [8, 8, 4])
+        for before, after in zip(slices, slices[1:]):
+            if before["picture"] == after["picture"]:
+                self.assertEqual(before["offset"] + before["bytes"], after["offset"])
+        self.assertEqual(slices[-1]["offset"] + slices[-1]["bytes"], frame["bytes"])
+        for entry in slices:
+            self.assertEqual(entry["bytes"], 6 + entry["y"] + entry["cb"] + entry["cr"])
+        quantisers = [entry["quantiser"] for entry in slices]
+        self.assertEqual((frame["quantiser"]["min"], frame["quantiser"]["max"]),
+                         (min(quantisers), max(quantisers)))
+        self.assertAlmostEqual(frame["quantiser"]["mean"], sum(quantisers) / len(quantisers))
+        self.assertEqual(frame["componentBytes"]["y"], sum(entry["y"] for entry in slices))
+        rows = self.succeed("inspect", "--slices", "--frames", "3-3", self.clip).stdout
+        self.assertEqual(len(rows.split("Slices:\n")[1].splitlines()), 1 + len(slices))
+
+    def test_frames_outside_the_range_are_left_out(self):
+        self.encode()
+        report = self.inspect("--frames", "2-4")
+        self.assertEqual([frame["frame"] for frame in report["frames"]], [2, 3, 4])
+        self.assertEqual((report["framesInFile"], report["framesInspected"]), (10, 3))
+        self.fail_with(1, ["8-12", "10 frames"], "inspect", "--frames", "8-12", self.clip)
+
+    def test_timecode_counts_on(self):
+        self.make_prores("-timecode", "10:00:00:20")
+        report = self.inspect()
+        self.assertEqual(report["format"]["timecode"], "10:00:00:20")
+        self.assertEqual(report["frames"][9]["timecode"], "10:00:01:04")
+
+    def test_a_damaged_frame_is_listed_and_the_rest_told(self):
+        self.encode()
+        data = bytearray(self.clip.read_bytes())
+        position, _ = packets(self.clip)[4]
+        header = struct.unpack_from(">H", data, position + 8)[0]
+        struct.pack_into(">I", data, position + 8 + header + 1, 0x7FFFFFFF)  # picture size
+        self.clip.write_bytes(data)
+        result = run("inspect", "--json", self.clip)
+        self.assertEqual(result.returncode, 1)
+        report = json.loads(result.stdout)
+        self.assertEqual((report["status"], report["faultyFrames"]), ("faults", 1))
+        faults = {frame["frame"]: frame["fault"] for frame in report["frames"] if frame["fault"]}
+        self.assertEqual(list(faults), [4])
+        self.assertIn("picture 1", faults[4])
+        self.assertIn("Faults:\n  frame 4", run("inspect", self.clip).stdout)
+
+    def test_a_change_in_the_stream_is_told_with_its_frame(self):
+        self.encode()
+        data = bytearray(self.clip.read_bytes())
+        for position, _ in packets(self.clip)[6:]:
+            data[position + 8 + 14] = 9  # colour primaries of the frame header
+        self.clip.write_bytes(data)
+        self.assertEqual(self.inspect()["changes"],
+                         [{"property": "colour primaries", "frame": 6, "from": "1 (bt709)",
+                           "to": "9 (bt2020)"}])
+
+    def test_what_was_gathered_before_a_failure_is_told(self):
+        self.encode()
+        data = bytearray(self.clip.read_bytes())
+        position, _ = packets(self.clip)[5]
+        struct.pack_into(">H", data, position + 8 + 8, 64)  # width
+        self.clip.write_bytes(data)
+        result = run("inspect", "--json", self.clip)
+        self.assertEqual(result.returncode, 1)
+        report = json.loads(result.stdout)
+        self.assertEqual((report["status"], report["framesInspected"]), ("failed", 5))
+        self.assertIn("frame 5 is 64x96", report["message"])
+        self.assertIn("frame 5 is 64x96", result.stderr)
+
+    def test_refuses_what_is_no_prores(self):
+        make_v210(self.clip)
+        self.fail_with(1, [self.clip, "not ProRes"], "inspect", self.clip)
+
+    def test_a_name_that_is_no_text_does_not_break_json(self):
+        self.encode()
+        odd = os.path.join(os.fsencode(self.folder), b"odd-\xff.mov")
+        os.rename(self.clip, odd)
+        result = self.succeed("inspect", "--json", os.fsdecode(odd))
+        self.assertIn("odd-\ufffd.mov", json.loads(result.stdout)["input"])
