@@ -3,6 +3,7 @@
 #include <gtest/gtest.h>
 
 #include <algorithm>
+#include <optional>
 #include <string>
 #include <utility>
 #include <vector>
@@ -170,6 +171,24 @@ TEST(CommandLine, AnswersQuestions) {
   EXPECT_THAT(Answer({"decode", "--help"}), HasSubstr("--skip-field"));
   EXPECT_THAT(Answer({"decode", "-h", "--json"}), HasSubstr("--skip-field"));
   EXPECT_EQ(Answer({"--version"}), kVersion);
+}
+
+TEST(CommandLine, TakesAnOptionByItsShortName) {
+  for (const char* name : {"-o", "--output-dir"}) {
+    std::optional<std::string> folder;
+    std::string input;
+    Command command;
+    command.name = "thumbs";
+    Option option = Text("--output-dir", "DIR", folder, "folder");
+    option.shortName = "-o";
+    command.groups = {{"Stills", {option}}};
+    command.takeArguments = TakeWords({"FILE"}, {input});
+    const std::vector<Command> commands{command};
+    EXPECT_EQ(Parse(commands, {"thumbs", name, "stills", "in.mov"}).command, &commands.front());
+    EXPECT_EQ(folder, "stills");
+    EXPECT_EQ(input, "in.mov");
+    EXPECT_THAT(CommandHelp(command), HasSubstr("-o, --output-dir DIR  folder"));
+  }
 }
 
 TEST(CommandLine, HelpOfEveryCommandFitsAScreen) {

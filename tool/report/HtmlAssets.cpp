@@ -48,7 +48,7 @@ tr.unknown > :last-child:not(th) { color: var(--soft); }
 details { margin: 1rem 0; } summary { cursor: pointer; font-weight: 600; padding: .25rem 0; }
 details .scroll { max-height: 28rem; overflow-y: auto; }
 figure { margin: 0 0 1.75rem; } figcaption { font-weight: 600; margin-bottom: .4rem; }
-.key { font-weight: 400; color: var(--soft); margin-left: .75rem; white-space: nowrap; }
+.key { font-weight: 400; color: var(--soft); margin-left: .75rem; }
 .key i { display: inline-block; width: 1.4rem; border-top: 2px dashed var(--target);
   vertical-align: middle; margin-right: .35rem; }
 .plot { display: grid; grid-template-columns: auto 1fr; gap: .25rem .5rem; }

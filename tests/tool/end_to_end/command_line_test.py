@@ -109,8 +109,8 @@ class PluginSearch(ToolTest):
         shutil.copy(PROGRAM, self.program)
         self.core = self.path("core")
         self.core.mkdir()
-        for name in ("vixCore", "ProRes"):
-            for library in self.libraries.glob(f"lib{name}.so*"):
+        for name in ("libvixCore.so*", "libProRes.so*"):
+            for library in self.libraries.glob(name):
                 shutil.copy(library, self.core, follow_symlinks=False)
 
     def list_elements(self, library_path, **options):

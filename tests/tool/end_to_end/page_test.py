@@ -5,7 +5,7 @@ import json
 import shutil
 import subprocess
 
-from tool import TIMEOUT, ToolTest, make_clip, make_v210
+from tool import TIMEOUT, ToolTest, ffmpeg, make_clip, make_v210
 
 BROWSER = shutil.which("chromium") or "chromium"
 
@@ -19,6 +19,7 @@ KEEP = """
 seen.loaded = performance.getEntriesByType("resource").map(entry => entry.name)
   .filter(name => !name.startsWith("data:"));
 seen.paper = getComputedStyle(document.body).backgroundColor;
+for (const details of document.querySelectorAll("details")) details.open = true;
 seen.unreachable = [...document.querySelectorAll("input, summary, [tabindex]")]
   .filter(element => { element.focus(); return document.activeElement !== element; }).length;
 seen.unnamed = document.querySelectorAll(
@@ -68,11 +69,15 @@ class Pages(ToolTest):
         self.raw, self.clip, self.page = (
             self.path(name) for name in ("raw.mov", "clip.mov", "page.html"))
 
-    def make_pair(self, **clip):
-        make_v210(self.raw, "-color_primaries", "bt709", "-color_trc", "bt709", "-colorspace",
-                  "bt709", **clip)
-        make_clip(self.clip, "-c:v", "prores_ks", "-profile:v", "hq", "-vendor", "abcd",
-                  "-color_primaries", "bt2020", "-timecode", "01:00:00:00", **clip)
+    def make_pair(self, *encode, filters="null", **clip):
+        clip["filters"] = (f"{filters},setparams=color_primaries=bt709:color_trc=bt709:"
+                           "colorspace=bt709")
+        make_v210(self.raw, **clip)
+        tagged = self.path("tagged.mov")
+        make_clip(tagged, "-c:v", "prores_ks", "-profile:v", "hq", *encode,
+                  "-timecode", "01:00:00:00", **clip)
+        # The container says otherwise than the frames.
+        ffmpeg("-i", tagged, "-c", "copy", "-color_primaries", "bt2020", self.clip)
 
     def dump(self, path, *options):
         """The page after its scripts ran, and what it wrote to the console."""
@@ -100,7 +105,7 @@ class Pages(ToolTest):
         self.assertEqual(len(self.dump(self.page)[1]), 1)
 
     def test_inspection(self):
-        self.make_pair(size="160x96", filters="setfield=tff")
+        self.make_pair("-flags", "+ilme+ildct", size="160x96", filters="setfield=tff")
         report = json.loads(self.succeed("inspect", "--json", "--html", self.page,
                                          self.clip).stdout)
         self.assertLess(self.page.stat().st_size, 4e6)
@@ -204,15 +209,15 @@ class Pages(ToolTest):
                 self.succeed(*command, "--overwrite", "--html", self.page, self.clip)
                 # Windows of the browser have a least width; frames in them have none.
                 self.page.write_text(self.page.read_text().replace(
-                    "</body>", "<script>parent.postMessage("
-                    "[innerWidth, document.documentElement.scrollWidth], '*')</script></body>"))
+                    "</body>", "<script>const root = document.documentElement; parent.postMessage("
+                    "[innerWidth, root.scrollWidth - root.clientWidth], '*')</script></body>"))
                 outer = self.path("outer.html")
                 outer.write_text(
                     "<body><script>addEventListener('message', event => {"
                     "document.body.dataset.seen = JSON.stringify(event.data); });</script>"
                     "<iframe src='page.html' width='320' height='800' style='border:0'></iframe>")
                 text, console = self.dump(outer)
-                self.assertEqual((console, Dom(text).seen), ([], [320, 320]))
+                self.assertEqual((console, Dom(text).seen), ([], [320, 0]))
 
     def test_replaces_no_page_unless_told_to(self):
         self.make_pair()
