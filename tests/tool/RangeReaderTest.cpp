@@ -15,7 +15,8 @@ using testing::HasSubstr;
 
 class FakeReader : public FrameReader {
  public:
-  FakeReader(std::int64_t frames, bool tellsCount) : frames_(frames), tellsCount_(tellsCount) {}
+  FakeReader(std::int64_t frames, bool tellsCount, std::int64_t damaged = -1)
+      : frames_(frames), tellsCount_(tellsCount), damaged_(damaged) {}
 
   const StreamFormat& GetFormat() const override { return format_; }
   const std::string& GetName() const override { return name_; }
@@ -26,13 +27,14 @@ class FakeReader : public FrameReader {
   std::optional<std::int64_t> GetFrameOffset() const override { return 100 * read_; }
   std::shared_ptr<vix::IBuffer> Read() override {
     if (read_ == frames_) return nullptr;
-    ++read_;
+    if (++read_ == damaged_ + 1) throw FrameFailure(name_, damaged_, "is damaged");
     return vix::CreateBuffer(nullptr, vix::CreateMemoryBlock(nullptr, 0, {}));
   }
 
  private:
   std::int64_t frames_;
   bool tellsCount_;
+  std::int64_t damaged_;  // number of that frame
   std::int64_t read_ = 0;
   StreamFormat format_;
   std::string name_ = "clip.mov";
@@ -70,6 +72,19 @@ TEST(RangeReader, RefusesARangePastTheEnd) {
     EXPECT_THAT(Refuse(3, tellsCount, FrameRange{1, 3}),
                 HasSubstr("clip.mov: has 3 frames (0-2), but --frames asks for 1-3"));
   }
+}
+
+TEST(RangeReader, GoesOnBehindADamagedFrame) {
+  FakeReader reader(4, true, 1);
+  RangeReader frames(reader, std::nullopt);
+  EXPECT_EQ(frames.Read()->number, 0);
+  EXPECT_THROW(frames.Read(), FrameFailure);
+  EXPECT_EQ(frames.Read()->number, 2);
+}
+
+TEST(RangeReader, PassesOverADamagedFrameBeforeTheRange) {
+  FakeReader reader(4, true, 1);
+  EXPECT_THAT(ReadAll(reader, FrameRange{2, 3}), ElementsAre(2, 3));
 }
 
 TEST(RangeReader, RefusesAnInputWithoutFrames) {

@@ -128,6 +128,27 @@ TEST(StreamStatistics, CountsFaultsAndGoesOn) {
   EXPECT_EQ(stream.meanQuantisers.GetMax(), 4);
 }
 
+TEST(StreamStatistics, CountsFramesThatAreMissing) {
+  StreamStatistics stream = MakeStream();
+  Add(stream, MakeFrame({2, 2, 2, 2}));
+  AddMissing(stream, FrameFailure("clip.mov", 1, "is missing", {}, 3));
+  EXPECT_EQ(stream.faulty, 3);
+  EXPECT_EQ(stream.bytes.GetCount(), 1);
+  EXPECT_THAT(InspectionText(stream), HasSubstr("Faults:\n  frames 1-3: is missing\n"));
+  const auto json = nlohmann::json::parse(InspectionJson(stream));
+  EXPECT_EQ(json["framesInspected"], 1);
+  EXPECT_EQ(json["frames"][1]["count"], 3);
+  EXPECT_FALSE(json["frames"][1].contains("bytes"));
+}
+
+TEST(StreamStatistics, ComparesNothingWithoutAContainer) {
+  StreamStatistics stream = MakeStream();
+  stream.container.reset();
+  Add(stream, MakeFrame({2, 2, 2, 2}));
+  EXPECT_THAT(CompareProperties(stream), testing::IsEmpty());
+  EXPECT_THAT(InspectionText(stream), Not(HasSubstr("container")));
+}
+
 TEST(StreamStatistics, KnowsTheTargetOfVariantsThatCanBeEncoded) {
   StreamFormat format = Container();
   format.width = 1920;

@@ -50,12 +50,21 @@ Command Describe(InspectOptions& options) {
 void Gather(const InspectOptions& options, FrameReader& reader, StreamStatistics& stream,
             NotableFrames& notable) {
   RangeReader frames(reader, options.frames);
-  while (const auto frame = frames.Read()) {
+  for (;;) {
+    std::optional<NumberedFrame> frame;
+    try {
+      frame = frames.Read();
+    } catch (const FrameFailure& failure) {
+      AddMissing(stream, failure);
+      continue;
+    }
+    if (!frame) return;
     const std::span<const std::uint8_t> bytes(frame->data->GetData(), frame->data->GetSize());
     const FrameStructure structure = ReadFrameStructure(bytes);
     FrameStatistics statistics = MeasureFrame(structure, bytes);
     statistics.number = frame->number;
     statistics.offset = frame->offset;
+    if (statistics.fault.empty()) statistics.fault = reader.GetFrameFault();
     if (options.slices) statistics.sliceList = ListSlices(structure);
     notable.Add(*frame, statistics);
     AddFrame(stream, structure, std::move(statistics));
@@ -70,7 +79,9 @@ void WritePage(std::unique_ptr<FrameReader> reader, const StreamStatistics& stre
 }
 
 int Inspect(const InspectOptions& options) {
-  auto reader = OpenProRes(options.input, ToProResOptions(options));
+  ProResOptions opening = ToProResOptions(options);
+  opening.damagedStart = true;
+  auto reader = OpenProRes(options.input, opening);
   std::optional<OutputFile> page;
   if (options.page) page.emplace(*options.page, options.overwrite);
   StreamStatistics stream = DescribeInput(*reader);

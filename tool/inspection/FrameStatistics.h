@@ -31,6 +31,8 @@ struct SliceStatistics {
 struct FrameStatistics {
   std::int64_t number = 0;             ///< in the stream, from 0
   std::optional<std::int64_t> offset;  ///< in the file, in bytes; none = unknown
+  std::int64_t count = 1;              ///< of frames, of which more are missing for one reason
+  bool isThere = true;                 ///< it could be read
   std::size_t bytes = 0;
   std::string fault;  ///< why it cannot be taken apart as a whole; empty when it can
   std::size_t slices = 0;

@@ -96,11 +96,26 @@ StreamStatistics DescribeInput(const FrameReader& reader) {
   StreamStatistics stream;
   stream.name = reader.GetName();
   stream.format = reader.GetFormat();
-  stream.container = reader.GetContainerFormat().value_or(StreamFormat{});
+  stream.container = reader.GetContainerFormat();
   stream.timecode = reader.GetTimecode();
   stream.framesInFile = reader.GetFrameCount();
   stream.targetBytes = FindTargetBytes(stream.format);
   return stream;
+}
+
+void AddMissing(StreamStatistics& stream, const FrameFailure& failure) {
+  FrameStatistics missing;
+  missing.number = failure.GetFrame();
+  missing.count = failure.GetCount();
+  missing.isThere = false;
+  missing.fault = failure.GetFound();
+  stream.faulty += missing.count;
+  stream.frames.push_back(std::move(missing));
+}
+
+std::vector<ComparedProperty> CompareProperties(const StreamStatistics& stream) {
+  if (!stream.container || !stream.header) return {};
+  return CompareWithContainer(*stream.container, *stream.header);
 }
 
 void AddFrame(StreamStatistics& stream, const FrameStructure& frame, FrameStatistics statistics) {
@@ -108,6 +123,7 @@ void AddFrame(StreamStatistics& stream, const FrameStructure& frame, FrameStatis
     WatchHeader(stream, frame.header, statistics.number);
   } else if (frame.hasHeader) {
     stream.header = frame.header;
+    stream.slices = statistics.slices;
     if (!frame.pictures.empty()) {
       stream.log2SliceWidth = frame.pictures.front().header.log2SliceWidth;
     }

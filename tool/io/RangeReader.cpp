@@ -18,12 +18,19 @@ RangeReader::RangeReader(FrameReader& reader, const std::optional<FrameRange>& r
 std::optional<NumberedFrame> RangeReader::Read() {
   while (!range_ || next_ <= range_->last) {
     if (InterruptRequested()) throw Interrupted();
-    auto data = reader_.Read();
+    std::shared_ptr<vix::IBuffer> data;
+    try {
+      data = reader_.Read();
+    } catch (const FrameFailure& failure) {
+      next_ += failure.GetCount();
+      if (IsInRange(next_ - 1)) throw;
+      continue;
+    }
     if (!data && next_ == 0) throw Failure(reader_.GetName() + ": holds no frames");
     if (!data && range_) FailPastTheEnd(next_);
     if (!data) return std::nullopt;
     const std::int64_t number = next_++;
-    if (!range_ || number >= range_->first) {
+    if (IsInRange(number)) {
       return NumberedFrame{number, reader_.GetFrameOffset(), std::move(data)};
     }
   }

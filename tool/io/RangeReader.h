@@ -26,12 +26,14 @@ class RangeReader {
   RangeReader(FrameReader& reader, const std::optional<FrameRange>& range);
 
   /// The next frame; none behind the last one of the range. A range that goes past the end, and an
-  /// input without any frame, are Failures; a user who wants to stop is an Interrupted.
+  /// input without any frame, are Failures; a user who wants to stop is an Interrupted. After a
+  /// FrameFailure, which only a frame of the range can be, the next call gives what stands behind.
   std::optional<NumberedFrame> Read();
   /// Frames that will be handed out; none where only the end of the input tells.
   std::optional<std::int64_t> Count() const;
 
  private:
+  bool IsInRange(std::int64_t number) const { return !range_ || number >= range_->first; }
   [[noreturn]] void FailPastTheEnd(std::int64_t count) const;
 
   FrameReader& reader_;

@@ -35,7 +35,7 @@ std::string TimecodeOf(const std::optional<Timecode>& timecode, std::int64_t fra
 }
 
 std::vector<HtmlFigure> Figures(const StreamStatistics& stream) {
-  std::vector<HtmlFigure> figures{{"Frames", std::to_string(stream.frames.size())},
+  std::vector<HtmlFigure> figures{{"Frames", std::to_string(stream.bytes.GetCount())},
                                   {"Data rate", Fixed(stream.MegabitsPerSecond(), 1) + " Mb/s"},
                                   {"Mean size", Fixed(stream.bytes.GetMean(), 0) + " bytes"}};
   if (stream.targetBytes) {
@@ -49,22 +49,20 @@ std::vector<HtmlFigure> Figures(const StreamStatistics& stream) {
 }
 
 HtmlTable CodingTable(const StreamStatistics& stream) {
-  const std::string slices =
-      stream.frames.empty() ? "" : std::to_string(stream.frames.front().slices);
   HtmlTable table{"How the frames are coded", {}, {}};
-  table.rows = {
-      {{"Encoder identifier", EncoderIdentifier(*stream.header)}},
-      {{"Bitstream version", std::to_string(stream.header->version)}},
-      {{"Slices of a frame",
-        slices + ", at most " + std::to_string(1U << stream.log2SliceWidth) + " macroblocks wide"}},
-      {{"Size of a frame",
-        Fixed(stream.bytes.GetMin(), 0) + " to " + Fixed(stream.bytes.GetMax(), 0) + " bytes"}},
-      {{"Quantiser", Fixed(stream.quantisers.GetMin(), 0) + " to " +
-                         Fixed(stream.quantisers.GetMax(), 0) + "; means of frames " +
-                         Fixed(stream.meanQuantisers.GetMin(), 2) + " to " +
-                         Fixed(stream.meanQuantisers.GetMax(), 2)}},
-      {{"Luma matrix", DescribeWeights(stream.header->lumaMatrix)}},
-      {{"Chroma matrix", DescribeWeights(stream.header->chromaMatrix)}}};
+  table.rows = {{{"Encoder identifier", EncoderIdentifier(*stream.header)}},
+                {{"Bitstream version", std::to_string(stream.header->version)}},
+                {{"Slices of a frame", std::to_string(stream.slices) + ", at most " +
+                                           std::to_string(1U << stream.log2SliceWidth) +
+                                           " macroblocks wide"}},
+                {{"Size of a frame", Fixed(stream.bytes.GetMin(), 0) + " to " +
+                                         Fixed(stream.bytes.GetMax(), 0) + " bytes"}},
+                {{"Quantiser", Fixed(stream.quantisers.GetMin(), 0) + " to " +
+                                   Fixed(stream.quantisers.GetMax(), 0) + "; means of frames " +
+                                   Fixed(stream.meanQuantisers.GetMin(), 2) + " to " +
+                                   Fixed(stream.meanQuantisers.GetMax(), 2)}},
+                {{"Luma matrix", DescribeWeights(stream.header->lumaMatrix)}},
+                {{"Chroma matrix", DescribeWeights(stream.header->chromaMatrix)}}};
   return table;
 }
 
@@ -81,7 +79,7 @@ HtmlTable FaultsTable(const StreamStatistics& stream) {
   for (const FrameStatistics& frame : stream.frames) {
     if (frame.fault.empty()) continue;
     table.rows.push_back(
-        {{std::to_string(frame.number), TimecodeOf(stream.timecode, frame.number), frame.fault},
+        {{DescribeNumbers(frame), TimecodeOf(stream.timecode, frame.number), frame.fault},
          HtmlMark::Bad});
     if (table.rows.size() == kMostTableRows) break;
   }
@@ -112,9 +110,11 @@ Chart SizeChart(const StreamStatistics& stream) {
   chart.unit = "bytes";
   chart.target = stream.targetBytes;
   chart.targetName = "target of the variant";
+  chart.missing = "missing";
   for (const FrameStatistics& frame : stream.frames) {
+    const auto bytes = static_cast<double>(frame.bytes);
     chart.points.push_back({frame.number, TimecodeOf(stream.timecode, frame.number),
-                            static_cast<double>(frame.bytes)});
+                            frame.isThere ? std::optional(bytes) : std::nullopt});
   }
   return chart;
 }
@@ -179,9 +179,9 @@ std::string InspectionPage(const StreamStatistics& stream, const std::vector<Map
   HtmlPage page(stream.name, DescribeStream(stream));
   if (!stream.failure.empty()) page.AddParagraph("The inspection ended early: " + stream.failure);
   page.AddFigures(Figures(stream));
-  if (stream.header) {
+  if (const auto properties = CompareProperties(stream); !properties.empty()) {
     page.AddHeading("Container against frame header");
-    page.AddTable(PropertiesTable(CompareWithContainer(stream.container, *stream.header)));
+    page.AddTable(PropertiesTable(properties));
   }
   if (stream.faulty > 0) {
     page.AddHeading("Frames with faults");

@@ -41,13 +41,15 @@ const char* StatusOf(const StreamStatistics& stream) {
 }
 
 std::string PropertiesText(const StreamStatistics& stream) {
+  const auto properties = CompareProperties(stream);
+  if (properties.empty()) return {};
   TextTable table("llll");
   table.Add({"", "container", "frame header"});
-  for (const auto& property : CompareWithContainer(stream.container, *stream.header)) {
+  for (const auto& property : properties) {
     const bool differs = property.state == ComparedProperty::State::Mismatch;
     table.Add({property.name, property.container, property.header, differs ? "<- MISMATCH" : ""});
   }
-  return table.ToText(2);
+  return table.ToText(2) + "\n";
 }
 
 std::string SizeText(const StreamStatistics& stream) {
@@ -68,15 +70,19 @@ std::string QuantiserText(const StreamStatistics& stream) {
          Fixed(stream.meanQuantisers.GetMax(), 2);
 }
 
+std::int64_t LastFrame(const StreamStatistics& stream) {
+  return stream.frames.back().number + stream.frames.back().count - 1;
+}
+
 std::string FramesText(const StreamStatistics& stream) {
-  std::string text = std::to_string(stream.frames.size());
+  std::string text = std::to_string(stream.bytes.GetCount());
   if (stream.framesInFile) text += " of " + std::to_string(*stream.framesInFile);
   if (stream.frames.empty()) return text;
   text += " (" + std::to_string(stream.frames.front().number) + "-" +
-          std::to_string(stream.frames.back().number) + ")";
+          std::to_string(LastFrame(stream)) + ")";
   if (stream.timecode) {
     text += ", timecode " + (*stream.timecode + stream.frames.front().number).ToText() + " to " +
-            (*stream.timecode + stream.frames.back().number).ToText();
+            (*stream.timecode + LastFrame(stream)).ToText();
   }
   return text;
 }
@@ -93,7 +99,7 @@ std::string SummaryText(const StreamStatistics& stream) {
   }
   if (stream.quantisers.GetCount() > 0) {
     table.Add({"quantiser", QuantiserText(stream)});
-    table.Add({"slices of a frame", std::to_string(stream.frames.front().slices) + ", at most " +
+    table.Add({"slices of a frame", std::to_string(stream.slices) + ", at most " +
                                         std::to_string(1U << stream.log2SliceWidth) +
                                         " macroblocks wide (log2 " +
                                         std::to_string(stream.log2SliceWidth) + ")"});
@@ -121,7 +127,7 @@ std::string FaultsText(const StreamStatistics& stream) {
   std::string text = "\nFaults:\n";
   for (const FrameStatistics& frame : stream.frames) {
     if (frame.fault.empty()) continue;
-    text += "  frame " + std::to_string(frame.number);
+    text += (frame.count == 1 ? "  frame " : "  frames ") + DescribeNumbers(frame);
     if (stream.timecode) text += " (" + (*stream.timecode + frame.number).ToText() + ")";
     text += ": " + frame.fault + "\n";
   }
@@ -189,8 +195,7 @@ Json FormatJson(const StreamStatistics& stream) {
 
 Json PropertiesJson(const StreamStatistics& stream) {
   Json json = Json::array();
-  if (!stream.header) return json;
-  for (const auto& property : CompareWithContainer(stream.container, *stream.header)) {
+  for (const auto& property : CompareProperties(stream)) {
     json.push_back({{"property", property.key},
                     {"container", property.container},
                     {"header", property.header},
@@ -244,10 +249,13 @@ Json SliceJson(const SliceStatistics& slice) {
 
 Json FrameJson(const StreamStatistics& stream, const FrameStatistics& frame) {
   Json json = {{"frame", frame.number},
+               {"count", frame.count},
                {"timecode", TimecodeJson(stream, frame.number)},
-               {"offset", OrNull(frame.offset)},
-               {"bytes", frame.bytes},
-               {"bits", 8 * frame.bytes}};
+               {"fault", frame.fault.empty() ? Json() : Json(frame.fault)}};
+  if (!frame.isThere) return json;
+  json["offset"] = OrNull(frame.offset);
+  json["bytes"] = frame.bytes;
+  json["bits"] = 8 * frame.bytes;
   json["shareOfTarget"] =
       stream.targetBytes ? Json(static_cast<double>(frame.bytes) / *stream.targetBytes) : Json();
   json["slices"] = frame.slices;
@@ -256,7 +264,6 @@ Json FrameJson(const StreamStatistics& stream, const FrameStatistics& frame) {
                             {"cb", frame.componentBytes[1]},
                             {"cr", frame.componentBytes[2]},
                             {"alpha", frame.alphaBytes}};
-  json["fault"] = frame.fault.empty() ? Json() : Json(frame.fault);
   for (const SliceStatistics& slice : frame.sliceList) {
     json["sliceList"].push_back(SliceJson(slice));
   }
@@ -272,7 +279,7 @@ Json ToJson(const StreamStatistics& stream) {
   json["format"] = FormatJson(stream);
   json["properties"] = PropertiesJson(stream);
   json["framesInFile"] = OrNull(stream.framesInFile);
-  json["framesInspected"] = stream.frames.size();
+  json["framesInspected"] = stream.bytes.GetCount();
   json["faultyFrames"] = stream.faulty;
   json["size"] = SizeJson(stream);
   json["megabitsPerSecond"] = stream.MegabitsPerSecond();
@@ -314,6 +321,11 @@ std::string DescribeStream(const StreamStatistics& stream) {
          (alpha == "none" ? "no alpha" : "alpha of " + alpha);
 }
 
+std::string DescribeNumbers(const FrameStatistics& frame) {
+  const std::string first = std::to_string(frame.number);
+  return frame.count == 1 ? first : first + "-" + std::to_string(frame.number + frame.count - 1);
+}
+
 std::string DescribeWeights(const prores::QuantMatrix& matrix) {
   const auto [least, most] = std::ranges::minmax(matrix);
   if (least == most) return "flat, all " + std::to_string(least);
@@ -332,8 +344,8 @@ std::string EncoderIdentifier(const prores::FrameHeader& header) {
 
 std::string InspectionText(const StreamStatistics& stream) {
   std::string text = stream.name + "\n  " + DescribeStream(stream) + "\n\n";
-  if (stream.header) text += PropertiesText(stream) + "\n";
-  return text + SummaryText(stream) + ChangesText(stream) + FaultsText(stream) + SlicesText(stream);
+  return text + PropertiesText(stream) + SummaryText(stream) + ChangesText(stream) +
+         FaultsText(stream) + SlicesText(stream);
 }
 
 std::string InspectionJson(const StreamStatistics& stream) {

@@ -18,15 +18,18 @@ std::string InspectionText(const StreamStatistics& stream);
 /// "size" (minBytes, meanBytes, maxBytes, targetBytes, meanShareOfTarget), "megabitsPerSecond",
 /// "quantiser" (min, mean, max, lowestFrameMean, highestFrameMean), "log2SliceWidth", "matrices"
 /// (luma and chroma: flat, weights), "changes" (property, frame, from, to), and "frames": frame,
-/// timecode, offset, bytes, bits, shareOfTarget, slices, quantiser (min, mean, max),
-/// componentBytes (y, cb, cr, alpha), fault, and with slices asked for "sliceList" (picture, row,
-/// index, firstMacroblock, macroblocks, offset, bytes, quantiser, y, cb, cr; null for the last four
-/// of a damaged one). What is unknown is null.
+/// count (of frames from that one on, of which several are missing for one reason), timecode and
+/// fault, and of those that could be read offset, bytes, bits, shareOfTarget, slices, quantiser
+/// (min, mean, max), componentBytes (y, cb, cr, alpha), and with slices asked for "sliceList"
+/// (picture, row, index, firstMacroblock, macroblocks, offset, bytes, quantiser, y, cb, cr; null
+/// for the last four of a damaged one). What is unknown is null.
 std::string InspectionJson(const StreamStatistics& stream);
 
 // Words that the pages use too.
 /// "ProRes 422 HQ (apch), 1920x1080, progressive, 25 fps, 4:2:2, no alpha"
 std::string DescribeStream(const StreamStatistics& stream);
+/// "5", or "5-9" of several that are missing
+std::string DescribeNumbers(const FrameStatistics& frame);
 /// "flat, all 4", or "2 to 63: 2 2 3 4 ... " with the weights of the first row
 std::string DescribeWeights(const prores::QuantMatrix& matrix);
 /// "vix1", other characters than letters, digits and the like as '?'

@@ -5,7 +5,7 @@ import os
 import struct
 import subprocess
 
-from tool import TIMEOUT, ToolTest, make_clip, make_v210, run
+from tool import TIMEOUT, ToolTest, ffmpeg, make_clip, make_v210, run
 
 COLOUR = ("-color_primaries", "bt709", "-color_trc", "bt709", "-colorspace", "bt709")
 
@@ -166,7 +166,7 @@ class Inspect(ToolTest):
         self.assertIn("Faults:\n  frame 4", run("inspect", self.clip).stdout)
 
     def test_a_change_in_the_stream_is_told_with_its_frame(self):
-        self.encode()
+        self.make_prores(filters="setparams=color_primaries=bt709")
         data = bytearray(self.clip.read_bytes())
         for position, _ in packets(self.clip)[6:]:
             data[position + 8 + 14] = 9  # colour primaries of the frame header
@@ -175,7 +175,7 @@ class Inspect(ToolTest):
                          [{"property": "colour primaries", "frame": 6, "from": "1 (bt709)",
                            "to": "9 (bt2020)"}])
 
-    def test_what_was_gathered_before_a_failure_is_told(self):
+    def test_a_frame_of_another_size_is_a_fault(self):
         self.encode()
         data = bytearray(self.clip.read_bytes())
         position, _ = packets(self.clip)[5]
@@ -184,9 +184,29 @@ class Inspect(ToolTest):
         result = run("inspect", "--json", self.clip)
         self.assertEqual(result.returncode, 1)
         report = json.loads(result.stdout)
+        self.assertEqual((report["status"], report["framesInspected"], report["faultyFrames"]),
+                         ("faults", 9, 1))
+        self.assertIn("is 64x96", report["frames"][5]["fault"])
+
+    def test_what_was_gathered_before_a_failure_is_told(self):
+        self.encode()
+        stream = self.path("clip.mkv")
+        ffmpeg("-i", self.clip, "-c", "copy", stream)
+        result = run("inspect", "--json", "--frames", "5-12", "-", input=stream.read_bytes(),
+                     text=False)
+        self.assertEqual(result.returncode, 1)
+        report = json.loads(result.stdout)
         self.assertEqual((report["status"], report["framesInspected"]), ("failed", 5))
-        self.assertIn("frame 5 is 64x96", report["message"])
-        self.assertIn("frame 5 is 64x96", result.stderr)
+        self.assertIn("has 10 frames", report["message"])
+        self.assertIn(b"has 10 frames", result.stderr)
+
+    def test_finds_frames_without_their_container(self):
+        self.encode()
+        whole = self.inspect()
+        scan = self.inspect("--scan")
+        self.assertEqual([(frame["offset"], frame["bytes"]) for frame in scan["frames"]],
+                         [(frame["offset"], frame["bytes"]) for frame in whole["frames"]])
+        self.assertEqual(scan["properties"], [])
 
     def test_refuses_what_is_no_prores(self):
         make_v210(self.clip)
