@@ -6,6 +6,7 @@
 
 #include "commandline/CommandLine.h"
 #include "commands/Commands.h"
+#include "commands/Version.h"
 #include "run/Errors.h"
 #include "run/Interrupt.h"
 
@@ -15,7 +16,7 @@ namespace {
 int Main(int argc, const char* const* argv) {
   try {
     const auto commands = AllCommands();
-    const Request request = ParseCommandLine(commands, "vixprores " VIX_VERSION "\n", argc, argv);
+    const Request request = ParseCommandLine(commands, DescribeBuild, argc, argv);
     if (!request.command) return std::fputs(request.text.c_str(), stdout) < 0 ? kExitFailed : 0;
     InstallSignalHandlers();
     return request.command->run();

@@ -25,7 +25,8 @@ const std::string kVersion = "1.2.3";
 
 Request Parse(const std::vector<Command>& commands, std::vector<const char*> words) {
   words.insert(words.begin(), "vixprores");
-  return ParseCommandLine(commands, kVersion, static_cast<int>(words.size()), words.data());
+  return ParseCommandLine(
+      commands, [] { return kVersion; }, static_cast<int>(words.size()), words.data());
 }
 
 // The options that a command has after taking those words.

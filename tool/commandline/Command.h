@@ -13,8 +13,8 @@
 
 namespace vixprores {
 
-/// What a shell offers as the value of an option.
-enum class Completion { Nothing, File, Folder };
+/// What a shell offers as the value of an option, or as an argument.
+enum class Completion { Nothing, File, Folder, Command };
 
 /// One option of a command.
 struct Option {
@@ -34,10 +34,12 @@ struct OptionGroup {
   std::vector<Option> options;
 };
 
-/// A word of a command line that is no option; for the help only.
+/// A word of a command line that is no option; for help, manual and shell completion.
 struct Argument {
   std::string name;  ///< "INPUT"
   std::string brief;
+  Completion completion = Completion::File;
+  std::vector<std::string> choices = {};  ///< offered instead where there are any
 };
 
 /// A use of the command that works as it stands.

@@ -112,7 +112,8 @@ Request Help(const std::vector<Command>& commands, Words words) {
 
 }  // namespace
 
-Request ParseCommandLine(const std::vector<Command>& commands, const std::string& version, int argc,
+Request ParseCommandLine(const std::vector<Command>& commands,
+                         const std::function<std::string()>& version, int argc,
                          const char* const* argv) {
   const Words words = Words(argv, static_cast<std::size_t>(argc)).subspan(1);
   if (words.empty()) {
@@ -121,7 +122,7 @@ Request ParseCommandLine(const std::vector<Command>& commands, const std::string
   const std::string first = words.front();
   const Words rest = words.subspan(1);
   if (first == "help" || first == "--help" || first == "-h") return Help(commands, rest);
-  if (first == "--version") return {nullptr, version};
+  if (first == "--version") return {nullptr, version()};
   if (first.starts_with("-")) throw UsageError("the command comes before '" + first + "'");
   return ParseCommand(FindCommand(commands, first), rest);
 }

@@ -2,6 +2,7 @@
 #ifndef TOOL_COMMANDLINE_COMMANDLINE_H
 #define TOOL_COMMANDLINE_COMMANDLINE_H
 
+#include <functional>
 #include <string>
 #include <vector>
 
@@ -17,8 +18,9 @@ struct Request {
 
 /// Understands a command line. Anything wrong with it is a UsageError that says what it is and,
 /// where a word was misspelt, which one was meant.
-/// @param version the answer to --version
-Request ParseCommandLine(const std::vector<Command>& commands, const std::string& version, int argc,
+/// @param version makes the answer to --version
+Request ParseCommandLine(const std::vector<Command>& commands,
+                         const std::function<std::string()>& version, int argc,
                          const char* const* argv);
 
 }  // namespace vixprores

@@ -4,9 +4,9 @@
 namespace vixprores {
 
 std::vector<Command> AllCommands() {
-  return {MakeEncodeCommand(),  MakeDecodeCommand(), MakeInspectCommand(),
-          MakeCompareCommand(), MakeVerifyCommand(), MakeRecoverCommand(),
-          MakeThumbsCommand(),  MakeBenchCommand(),  MakeElementsCommand()};
+  return {MakeEncodeCommand(),   MakeDecodeCommand(),  MakeInspectCommand(),   MakeCompareCommand(),
+          MakeVerifyCommand(),   MakeRecoverCommand(), MakeThumbsCommand(),    MakeBenchCommand(),
+          MakeElementsCommand(), MakeManualCommand(),  MakeCompletionCommand()};
 }
 
 }  // namespace vixprores

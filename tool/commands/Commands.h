@@ -22,6 +22,8 @@ Command MakeRecoverCommand();
 Command MakeThumbsCommand();
 Command MakeBenchCommand();
 Command MakeElementsCommand();
+Command MakeManualCommand();
+Command MakeCompletionCommand();
 
 }  // namespace vixprores
 

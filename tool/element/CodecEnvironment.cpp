@@ -44,6 +44,11 @@ std::vector<std::string> CpuLevels() {
   return LevelsUpTo(prores::kCpuLevels.back());
 }
 
+std::vector<std::string> AvailableCpuLevels() {
+  const auto levels = LevelsUpTo(prores::DetectCpuLevel());
+  return {levels.begin() + 1, levels.end()};
+}
+
 std::string CpuLevelInUse() {
   const char* const wanted = std::getenv(prores::kCpuLevelVariable);
   const CpuLevel highest = prores::DetectCpuLevel();

@@ -20,6 +20,9 @@ void SetCpuLevel(const std::string& level);
 /// "auto", "scalar", ...
 std::vector<std::string> CpuLevels();
 
+/// The levels that this processor has, without "auto": "scalar", ...
+std::vector<std::string> AvailableCpuLevels();
+
 /// Name of the level that the codec library is to use at most, as the environment stands.
 std::string CpuLevelInUse();
 

@@ -29,13 +29,9 @@ std::optional<std::string> FindInSystem() {
   return map->l_name;
 }
 
-std::string FindPlugin() {
+[[noreturn]] void RefuseWithoutPlugin() {
   std::string places;
-  for (const std::string& candidate : PluginCandidates(ProgramFolder())) {
-    if (std::filesystem::exists(candidate)) return candidate;
-    places += candidate + ", ";
-  }
-  if (const auto found = FindInSystem()) return *found;
+  for (const std::string& candidate : PluginCandidates(ProgramFolder())) places += candidate + ", ";
   throw Failure("the plug-in is neither " + places +
                 "nor in the system's library folders; name it with --plugin");
 }
@@ -51,8 +47,17 @@ std::vector<std::string> PluginCandidates(const std::string& programFolder) {
   return candidates;
 }
 
+std::optional<std::string> FindProResPlugin() {
+  for (const std::string& candidate : PluginCandidates(ProgramFolder())) {
+    if (std::filesystem::exists(candidate)) return candidate;
+  }
+  return FindInSystem();
+}
+
 std::shared_ptr<vix::IPlugin> LoadProResPlugin(const std::optional<std::string>& path) {
-  return vix::LoadPlugin(path ? *path : FindPlugin(), kRegistrant);
+  const auto plugin = path ? path : FindProResPlugin();
+  if (!plugin) RefuseWithoutPlugin();
+  return vix::LoadPlugin(*plugin, kRegistrant);
 }
 
 }  // namespace vixprores

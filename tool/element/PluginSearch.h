@@ -15,9 +15,13 @@ namespace vixprores {
 /// tree and of an installation.
 std::vector<std::string> PluginCandidates(const std::string& programFolder);
 
-/// Loads the plug-in from `path`; without one from the first candidate that exists, else from
-/// where the system finds libraries. Its elements are in the registry as long as the result lives.
-/// Refuses with a Failure that names the places, or a VIXRuntimeError that names the path.
+/// The plug-in that is loaded when none is named: the first candidate that exists, else what the
+/// system finds among its libraries; none where there is none.
+std::optional<std::string> FindProResPlugin();
+
+/// Loads the plug-in from `path`; without one that which FindProResPlugin() finds. Its elements are
+/// in the registry as long as the result lives. Refuses with a Failure that names the places, or a
+/// VIXRuntimeError that names the path.
 std::shared_ptr<vix::IPlugin> LoadProResPlugin(const std::optional<std::string>& path);
 
 }  // namespace vixprores

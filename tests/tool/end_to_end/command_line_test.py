@@ -29,8 +29,19 @@ class Help(ToolTest):
         for option in ("--size", "--variant", "--threads", "--cpu", "--frames", "--json"):
             self.assertIn(option, self.succeed("help", "bench").stdout)
 
-    def test_version_is_one_line(self):
-        self.assertRegex(self.succeed("--version").stdout, r"\Avixprores \d+\.\d+\.\d+\n\Z")
+    def test_version_tells_what_was_built_and_what_is_there(self):
+        lines = self.succeed("--version").stdout.splitlines()
+        self.assertRegex(lines[0], r"\Avixprores \d+\.\d+\.\d+\Z")
+        facts = dict(line.split(":", 1) for line in lines[1:])
+        self.assertRegex(facts["compiler"], r"(GNU|Clang) \d+\.\d+")
+        self.assertRegex(facts["libavformat"], r"\d+\.\d+\.\d+, built against \d+\.\d+\.\d+")
+        self.assertIn("scalar", facts["processor"])
+        self.assertEqual(pathlib.Path(facts["plug-in"].strip()).resolve(),
+                         pathlib.Path(PLUGIN).resolve())
+
+    def test_version_names_the_instructions_in_use(self):
+        environment = {**os.environ, "VIX_PRORES_CPU": "scalar"}
+        self.assertIn("in use: scalar\n", self.succeed("--version", env=environment).stdout)
 
 
 class WrongUse(ToolTest):
