@@ -21,15 +21,19 @@ install(FILES ${CMAKE_CURRENT_BINARY_DIR}/vixVideoCodecProResConfig.cmake
               ${CMAKE_CURRENT_BINARY_DIR}/vixVideoCodecProResConfigVersion.cmake
         DESTINATION ${VIX_INSTALL_CMAKEDIR})
 
-# The way from the pkg-config files to the prefix, so that an installed tree may be anywhere.
-file(RELATIVE_PATH PC_PREFIX /prefix/${CMAKE_INSTALL_LIBDIR}/pkgconfig /prefix)
-
-# vix_install_pkgconfig(library description [required modules])
-function(vix_install_pkgconfig PC_LIBRARY PC_DESCRIPTION PC_REQUIRES)
-  configure_file(cmake/library.pc.in ${PC_LIBRARY}.pc @ONLY)
-  install(FILES ${CMAKE_CURRENT_BINARY_DIR}/${PC_LIBRARY}.pc
-          DESTINATION ${CMAKE_INSTALL_LIBDIR}/pkgconfig)
+# vix_write_pkgconfig(folder libdir includedir): pkg-config files in folder/pkgconfig, for an
+# installation with these places. They know the way to the prefix, so that it may be anywhere.
+function(vix_write_pkgconfig folder PC_LIBDIR PC_INCLUDEDIR)
+  file(RELATIVE_PATH PC_PREFIX /prefix/${PC_LIBDIR}/pkgconfig /prefix)
+  foreach(library IN ITEMS "ProRes|ProRes (SMPTE RDD 36) encoder and decoder|"
+      "vixCore|Host core for media-processing plug-ins|"
+      "vixVideoCodecProRes|ProRes encoder and decoder elements|vixCore ProRes")
+    string(REPLACE "|" ";" library "${library}")
+    list(GET library 0 PC_LIBRARY)
+    list(GET library 1 PC_DESCRIPTION)
+    list(GET library 2 PC_REQUIRES)
+    configure_file(cmake/library.pc.in ${folder}/pkgconfig/${PC_LIBRARY}.pc @ONLY)
+  endforeach()
 endfunction()
-vix_install_pkgconfig(ProRes "ProRes (SMPTE RDD 36) encoder and decoder" "")
-vix_install_pkgconfig(vixCore "Host core for media-processing plug-ins" "")
-vix_install_pkgconfig(vixVideoCodecProRes "ProRes encoder and decoder elements" "vixCore ProRes")
+vix_write_pkgconfig(${CMAKE_CURRENT_BINARY_DIR} ${CMAKE_INSTALL_LIBDIR} ${CMAKE_INSTALL_INCLUDEDIR})
+install(DIRECTORY ${CMAKE_CURRENT_BINARY_DIR}/pkgconfig DESTINATION ${CMAKE_INSTALL_LIBDIR})

@@ -41,7 +41,7 @@ std::optional<std::string> FindInSystem() {
 std::vector<std::string> PluginCandidates(const std::string& programFolder) {
   const auto prefix = std::filesystem::path(programFolder).parent_path();
   std::vector<std::string> candidates;
-  for (const std::string& folder : std::set<std::string>{"lib", VIX_LIBDIR}) {
+  for (const std::string& folder : std::set<std::string>{"lib", VIX_LIBDIR, VIX_DEBIAN_LIBDIR}) {
     candidates.push_back((prefix / folder / VIX_PLUGIN_NAME).string());
   }
   return candidates;

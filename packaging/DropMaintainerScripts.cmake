@@ -1,0 +1,10 @@
+# CPack gives packages with libraries scripts that call ldconfig. The trigger in each package does
+# that already, once for all packages that are installed together.
+foreach(package IN LISTS CPACK_PACKAGE_FILES)
+  set(folder ${package}.unpacked)
+  execute_process(COMMAND dpkg-deb -R ${package} ${folder} COMMAND_ERROR_IS_FATAL ANY)
+  file(REMOVE ${folder}/DEBIAN/postinst ${folder}/DEBIAN/postrm)
+  execute_process(COMMAND dpkg-deb --root-owner-group -Zxz -b ${folder} ${package}
+                  OUTPUT_QUIET COMMAND_ERROR_IS_FATAL ANY)
+  file(REMOVE_RECURSE ${folder})
+endforeach()
