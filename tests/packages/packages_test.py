@@ -1,0 +1,106 @@
+# SPDX-License-Identifier: BSD-2-Clause
+"""The Debian packages: what is in them, what lintian says, and whether they work when installed.
+
+The environment names the build (VIX_BUILD) and the programs CMAKE, CPACK and CXX."""
+import os
+import pathlib
+import re
+import shutil
+import subprocess
+import tempfile
+import unittest
+
+BUILD = pathlib.Path(os.environ["VIX_BUILD"])
+SOURCE = pathlib.Path(__file__).resolve().parents[2]
+LIBRARIES = {"libprores1": "libProRes", "libvixcore1": "libvixCore",
+             "libvixvideocodecprores1": "libvixVideoCodecProRes"}
+NAMES = {*LIBRARIES, "vixprores", "libvix-dev"}
+LIBDIR = "usr/lib/x86_64-linux-gnu"
+
+
+def run(*command, **options):
+    options.setdefault("env", {**os.environ, "PATH": os.environ["PATH"] + ":/usr/sbin:/sbin"})
+    result = subprocess.run([str(part) for part in command], capture_output=True, text=True,
+                            **options)
+    if result.returncode != 0:
+        raise AssertionError(f"{command}: {result.stdout}{result.stderr}")
+    return result.stdout
+
+
+class Packages(unittest.TestCase):
+    @classmethod
+    def setUpClass(cls):
+        cls.folder = pathlib.Path(tempfile.mkdtemp(prefix="vix-packages-"))
+        cls.addClassCleanup(shutil.rmtree, cls.folder, ignore_errors=True)
+        run(os.environ["CPACK"], "--config", BUILD / "CPackConfig.cmake", "-B", cls.folder)
+        cls.files = {path.name.split("_")[0]: path for path in cls.folder.glob("*.deb")}
+        cls.root = cls.folder / "root"
+        (cls.root / "var/lib/dpkg/info").mkdir(parents=True)
+        (cls.root / "var/lib/dpkg/status").touch()
+        # What the packages need of the distribution is not in this root, only what they bring.
+        run("fakeroot", "dpkg", f"--root={cls.root}", "--force-depends", "--log=/dev/null", "-i",
+            *cls.files.values())
+
+    def field(self, package, name):
+        return run("dpkg-deb", "-f", self.files[package], name).strip()
+
+    def test_there_is_one_for_each_library_the_program_and_developers(self):
+        self.assertEqual(set(self.files), NAMES)
+
+    def test_lintian_finds_no_errors_and_no_warnings(self):
+        result = subprocess.run(["lintian", "--allow-root", "--fail-on", "error,warning",
+                                 *map(str, self.files.values())], capture_output=True, text=True)
+        self.assertEqual((result.returncode, result.stdout), (0, ""))
+
+    def test_dependencies_name_this_version_and_the_libraries_of_the_distribution(self):
+        version = self.field("vixprores", "Version")
+        for package, needs in (("vixprores", ("libvixcore1", "libvixvideocodecprores1")),
+                               ("libvixvideocodecprores1", ("libvixcore1", "libprores1")),
+                               ("libvix-dev", LIBRARIES)):
+            for need in needs:
+                self.assertIn(f"{need} (= {version})", self.field(package, "Depends"))
+        self.assertIn("libavformat", self.field("vixprores", "Depends"))
+        for package in LIBRARIES:
+            self.assertRegex(self.field(package, "Depends"), r"libc6 .*libstdc\+\+6")
+
+    def test_packages_of_libraries_hold_nothing_that_two_versions_share(self):
+        for package, library in LIBRARIES.items():
+            paths = re.findall(r" \./(\S+[^/\s])(?: -> .*)?\n",
+                               run("dpkg-deb", "-c", self.files[package]))
+            for path in paths:
+                self.assertRegex(path, rf"{LIBDIR}/{library}\.so\.1|usr/share/doc/{package}/")
+
+    def test_binaries_hold_no_path_to_libraries(self):
+        for binary in [self.root / "usr/bin/vixprores", *(self.root / LIBDIR).glob("*.so.1.*")]:
+            self.assertNotRegex(run("objdump", "-p", binary), r"RUNPATH|RPATH")
+
+    def test_the_program_has_its_manual_and_its_completions(self):
+        share = self.root / "usr/share"
+        for name in ("man/man1/vixprores.1.gz", "man/man1/vixprores-encode.1.gz",
+                     "bash-completion/completions/vixprores", "zsh/vendor-completions/_vixprores",
+                     "fish/vendor_completions.d/vixprores.fish", "doc/vixprores/copyright"):
+            self.assertGreater((share / name).stat().st_size, 0, name)
+
+    def test_the_installed_program_encodes_and_decodes(self):
+        clip, encoded, decoded = (self.folder / name for name in ("a.mov", "b.mov", "c.y4m"))
+        run("ffmpeg", "-nostdin", "-v", "error", "-f", "lavfi", "-i", "testsrc2=size=128x96:rate=25",
+            "-frames:v", "5", "-pix_fmt", "yuv422p10le", "-c:v", "v210", clip)
+        program = [self.root / "usr/bin/vixprores"]
+        environment = {**os.environ, "LD_LIBRARY_PATH": str(self.root / LIBDIR)}
+        self.assertIn(f"{self.root}/{LIBDIR}/libvixVideoCodecProRes.so.1",
+                      run(*program, "--version", env=environment))
+        run(*program, "encode", clip, encoded, env=environment)
+        run(*program, "decode", encoded, decoded, env=environment)
+        self.assertEqual(decoded.read_bytes().count(b"FRAME\n"), 5)
+
+    def test_other_projects_build_against_the_development_package(self):
+        build = self.folder / "consumer"
+        run(os.environ["CMAKE"], "-G", "Ninja", "-S", SOURCE / "tests/install/consumer", "-B",
+            build, f"-DCMAKE_PREFIX_PATH={self.root}/usr", f"-DCMAKE_CXX_COMPILER={os.environ['CXX']}")
+        run(os.environ["CMAKE"], "--build", build)
+        output = run(build / "consumer", self.root / LIBDIR / "libvixVideoCodecProRes.so")
+        self.assertIn("bytes compressed", output)
+
+
+if __name__ == "__main__":
+    unittest.main()
