@@ -24,6 +24,7 @@
 
 #include <stdint.h>
 
+/** Marks what is visible outside the library. */
 #if defined(__GNUC__)
 #define WPR_API __attribute__((visibility("default")))
 #else

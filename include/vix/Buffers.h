@@ -56,6 +56,7 @@ struct RecyclerStatistics {
 class VIX_API IRecyclerStatistics {
  public:
   virtual ~IRecyclerStatistics() = default;
+  /// The figures of this moment. May be called from any thread.
   virtual RecyclerStatistics GetStatistics() const = 0;
 };
 

@@ -27,8 +27,11 @@ class VIX_API ElementDriver {
   ElementDriver(ElementFactoryType factoryType, const std::string& implementation,
                 const std::string& type);
   ~ElementDriver();
+  /// Takes over the element of another driver.
+  /// @{
   ElementDriver(ElementDriver&&) noexcept;
   ElementDriver& operator=(ElementDriver&&) noexcept;
+  /// @}
 
   /// "label.implementation.type", as failures name the element.
   const std::string& GetName() const;

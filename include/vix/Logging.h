@@ -49,6 +49,7 @@ VIX_API std::string GetCurrentContextString();
 /// the thread that began it.
 class VIX_API ContextScope {
  public:
+  /// Begins the scope on the calling thread.
   explicit ContextScope(std::string context);
   ~ContextScope();
   ContextScope(const ContextScope&) = delete;

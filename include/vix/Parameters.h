@@ -30,11 +30,11 @@ namespace vix {
 
 /// One declared parameter, in words, for host programs that show it.
 struct ParameterDescription {
-  std::string name;
+  std::string name;                         ///< key of the getters and setters
   std::string type;                         ///< "bool", "int", "string", "FourCC", ...
   std::optional<std::string> defaultValue;  ///< none when declared without a default
   std::vector<std::string> allowedValues;   ///< empty = any value of the type
-  std::string description;
+  std::string description;                  ///< what it is for
 };
 
 /// Schema of a set of parameters. Built by one thread, then shared as const. What is declared after
@@ -43,16 +43,19 @@ class VIX_API IParametersCollectionPrototype {
  public:
   virtual ~IParametersCollectionPrototype() = default;
 
-  /// Each of these declares one parameter; a name may be declared once.
+  /// Declares one parameter; a name may be declared once.
+  /// @{
   virtual void AddParameterBool(const std::string& name, bool defaultValue,
                                 const std::string& description) = 0;
   virtual void AddParameterInt(const std::string& name, int defaultValue,
                                const std::string& description) = 0;
   virtual void AddParameterString(const std::string& name, const std::string& defaultValue,
                                   const std::string& description) = 0;
+  /// @}
   /// Declared without a default: an instance reports a value only after one was set.
   virtual void AddParameterFourCC(const std::string& name, const std::vector<FourCC>& allowedValues,
                                   const std::string& description) = 0;
+  /// Declares one parameter; a name may be declared once.
   virtual void AddParameterProResCodecVariant(const std::string& name,
                                               ProResCodecVariant defaultValue,
                                               const std::string& description) = 0;
@@ -69,21 +72,30 @@ class VIX_API IParametersCollectionInstance {
  public:
   virtual ~IParametersCollectionInstance() = default;
 
+  /// The value that was set, else the declared default.
+  /// @{
   virtual bool GetBool(const std::string& name) const = 0;
   virtual std::int32_t GetInt(const std::string& name) const = 0;
   virtual std::string GetString(const std::string& name) const = 0;
+  /// @}
+  /// Sets a value.
   virtual void SetString(const std::string& name, const std::string& value) = 0;
   /// True only when a value was set on this instance: a declared default does not count.
   virtual bool HasString(const std::string& name) const = 0;
+  /// The value that was set; there is no default.
   virtual FourCC GetFourCC(const std::string& name) const = 0;
   /// True only when a value was set on this instance.
   virtual bool HasFourCC(const std::string& name) const = 0;
+  /// The value that was set, else the declared default.
   virtual ProResCodecVariant GetProResCodecVariant(const std::string& name) const = 0;
   /// Refuses null.
   virtual void SetParametersCollectionPrototype(
       const std::string& name, std::shared_ptr<const IParametersCollectionPrototype> value) = 0;
+  /// Sets a value.
   virtual void SetElementFactoryType(const std::string& name, ElementFactoryType value) = 0;
 
+  /// Sets a value.
+  /// @{
   virtual void SetBool(const std::string& /*name*/, bool /*value*/) {
     RefuseParameterOperation("SetBool");
   }
@@ -96,6 +108,9 @@ class VIX_API IParametersCollectionInstance {
   virtual void SetProResCodecVariant(const std::string& /*name*/, ProResCodecVariant /*value*/) {
     RefuseParameterOperation("SetProResCodecVariant");
   }
+  /// @}
+  /// The value that was set, else the declared default.
+  /// @{
   virtual std::shared_ptr<const IParametersCollectionPrototype> GetParametersCollectionPrototype(
       const std::string& /*name*/) const {
     RefuseParameterOperation("GetParametersCollectionPrototype");
@@ -103,6 +118,7 @@ class VIX_API IParametersCollectionInstance {
   virtual ElementFactoryType GetElementFactoryType(const std::string& /*name*/) const {
     RefuseParameterOperation("GetElementFactoryType");
   }
+  /// @}
   /// The schema that this instance was made for.
   virtual std::shared_ptr<const IParametersCollectionPrototype> GetPrototype() const {
     RefuseParameterOperation("GetPrototype");

@@ -24,22 +24,29 @@ namespace vix {
 class VIX_API IElementFactory {
  public:
   virtual ~IElementFactory() = default;
+  /// Kind of element that the factory makes.
   virtual ElementFactoryType GetFactoryType() const = 0;
 };
 
 /// Names what the creator of a factory type returns.
 template <ElementFactoryType T>
 struct ElementFactoryType_traits;
+/// What the creator of a VideoDecoder factory returns.
 template <>
 struct ElementFactoryType_traits<ElementFactoryType::VideoDecoder> {
+  /// A decoder.
   using InstanceType = std::shared_ptr<IVideoDecoder>;
 };
+/// What the creator of a VideoEncoder factory returns.
 template <>
 struct ElementFactoryType_traits<ElementFactoryType::VideoEncoder> {
+  /// An encoder.
   using InstanceType = std::shared_ptr<IVideoEncoder>;
 };
+/// What the creator of a MemoryBlockAllocator factory returns.
 template <>
 struct ElementFactoryType_traits<ElementFactoryType::MemoryBlockAllocator> {
+  /// An allocator.
   using InstanceType = std::shared_ptr<IMemoryBlockAllocator>;
 };
 
@@ -47,12 +54,17 @@ struct ElementFactoryType_traits<ElementFactoryType::MemoryBlockAllocator> {
 template <ElementFactoryType T>
 class VIX_API ElementFactory : public IElementFactory {
  public:
+  /// What the creator returns.
   using InstanceType = typename ElementFactoryType_traits<T>::InstanceType;
+  /// Makes an element; its argument is what the element's GetManifest() is to return.
   using Creator = std::function<InstanceType(std::shared_ptr<const IParametersCollectionInstance>)>;
 
+  /// A factory around `creator`, which may be empty until it is called.
   explicit ElementFactory(Creator creator) : creator_(std::move(creator)) {}
 
+  /// T.
   ElementFactoryType GetFactoryType() const override { return T; }
+  /// The creator that the factory was made with.
   const Creator& GetCreator() const { return creator_; }
 
  private:

@@ -19,7 +19,9 @@ namespace vix {
 class VIX_API ISample {
  public:
   virtual ~ISample() = default;
+  /// The bytes, possibly null.
   virtual std::shared_ptr<const IBuffer> GetBuffer() const = 0;
+  /// The spans of time that the sample covers, as they were given.
   virtual const std::vector<TimeLimits>& GetTimeLimits() const = 0;
 };
 
@@ -30,6 +32,7 @@ class VIX_API IVideoSample : public ISample {
   virtual std::shared_ptr<const IVideoParameters> GetVideoParameters() const = 0;
   /// Info of the stream that the frame belongs to, possibly null.
   virtual std::shared_ptr<const IVideoInfo> GetVideoInfo() const { return nullptr; }
+  /// Metadata of the frame.
   virtual std::vector<std::shared_ptr<const IMetadata>> GetMetadata() const { return {}; }
 };
 

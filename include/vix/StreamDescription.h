@@ -64,6 +64,8 @@ class VIX_API IEncodingParameters {
 /// 23091-2); 6 sample structure (2 = packed 4:2:2); 11 picture structure as stored (1 = frames).
 class VIX_API IVideoParameters : public IEncodingParameters {
  public:
+  /// Sets a property; none is checked against another.
+  /// @{
   virtual void SetVideoProperty1(std::int32_t value) = 0;
   virtual void SetVideoProperty2(std::int32_t value) = 0;
   virtual void SetVideoProperty3(std::int32_t value) = 0;
@@ -76,10 +78,15 @@ class VIX_API IVideoParameters : public IEncodingParameters {
   virtual void SetHeight(std::uint32_t rows) = 0;
   virtual void SetVideoProperty11(std::int32_t value) = 0;
   virtual void SetEditRate(EditRate value) = 0;
+  /// @}
   /// Bit rate in megabits per second.
   virtual void SetBitRate(double mbps) = 0;
 
+  /// Family that the parameters were made for.
   virtual VCodecFamily GetCodecFamily() const = 0;
+  /// The property as it was set; 0 (an edit rate: 0/1) before. Sizes in pixels and rows, the bit
+  /// rate in megabits per second.
+  /// @{
   virtual std::int32_t GetVideoProperty1() const = 0;
   virtual std::int32_t GetVideoProperty2() const = 0;
   virtual std::int32_t GetVideoProperty3() const = 0;
@@ -93,6 +100,7 @@ class VIX_API IVideoParameters : public IEncodingParameters {
   virtual std::uint32_t GetHeight() const = 0;
   virtual std::int32_t GetVideoProperty11() const = 0;
   virtual double GetBitRate() const = 0;
+  /// @}
   /// Takes over a whole description of the same codec family; refuses null and another family.
   virtual void CopyFrom(std::shared_ptr<const IVideoParameters> source) = 0;
 };
@@ -100,14 +108,18 @@ class VIX_API IVideoParameters : public IEncodingParameters {
 /// Parameters of uncompressed video.
 class VIX_API IVideoParameters_RAW : public IVideoParameters {
  public:
+  /// Pixel format of the pictures.
   virtual FourCC GetFourCC() const = 0;
+  /// Sets the pixel format.
   virtual void SetFourCC(FourCC value) = 0;
 };
 
 /// Parameters of ProRes video.
 class VIX_API IVideoParameters_ProRes : public IVideoParameters {
  public:
+  /// Variant that the frames are coded in.
   virtual ProResCodecVariant GetProResCodecVariant() const = 0;
+  /// Sets the variant.
   virtual void SetProResCodecVariant(ProResCodecVariant value) = 0;
 };
 
@@ -120,7 +132,9 @@ class VIX_API IInfo {
 /// Info of one video stream.
 class VIX_API IVideoInfo : public IInfo {
  public:
+  /// The channel that the stream is on, possibly null.
   virtual std::shared_ptr<const IChannelInfo> GetChannelInfo() const = 0;
+  /// Description of the stream, possibly null.
   virtual std::shared_ptr<const IVideoParameters> GetVideoParameters() const = 0;
 };
 
@@ -153,12 +167,16 @@ VIX_API std::shared_ptr<IInfoContainer> CreateInfoContainer(
 /// Names the parameters interface of a codec family.
 template <VCodecFamily F>
 struct VideoParameters_trait;
+/// Parameters of uncompressed video.
 template <>
 struct VideoParameters_trait<VCodecFamily::Raw> {
+  /// Their interface.
   using Type = IVideoParameters_RAW;
 };
+/// Parameters of ProRes video.
 template <>
 struct VideoParameters_trait<VCodecFamily::ProRes> {
+  /// Their interface.
   using Type = IVideoParameters_ProRes;
 };
 

@@ -81,17 +81,19 @@ enum class LogLevel : std::int32_t {
 
 /// Frames per second as a fraction, for example 30000/1001.
 struct EditRate {
-  std::int32_t numerator = 0;
-  std::int32_t denominator = 1;
+  std::int32_t numerator = 0;    ///< frames in `denominator` seconds
+  std::int32_t denominator = 1;  ///< seconds
+  /// Equal numbers, not equal values: 50/2 is not 25/1.
   friend constexpr bool operator==(const EditRate&, const EditRate&) = default;
 };
 static_assert(sizeof(EditRate) == 8);
 
 /// Time span [begin, end) of a sample, counted in ticks.
 struct TimeLimits {
-  std::int64_t begin = 0;
-  std::int64_t end = 0;
-  EditRate ticksPerSecond{1, 1};
+  std::int64_t begin = 0;         ///< first tick
+  std::int64_t end = 0;           ///< tick behind the last one
+  EditRate ticksPerSecond{1, 1};  ///< length of a tick
+  /// Equal numbers, in the same ticks.
   friend constexpr bool operator==(const TimeLimits&, const TimeLimits&) = default;
 };
 

@@ -21,11 +21,11 @@ class VIX_API IStep {
 
 /// Line numbers that the records of ImplementElement() carry.
 struct ImplementElementLine {
-  static constexpr int kMilestone = 240;
-  static constexpr int kRegistryEntry = 244;
-  static constexpr int kManifest = 248;
-  static constexpr int kFactory = 252;
-  static constexpr int kCanNotImplement = 259;
+  static constexpr int kMilestone = 240;        ///< the milestone that begins it
+  static constexpr int kRegistryEntry = 244;    ///< no factory is registered
+  static constexpr int kManifest = 248;         ///< no manifest is registered
+  static constexpr int kFactory = 252;          ///< the factory is of another type
+  static constexpr int kCanNotImplement = 259;  ///< the failure as a whole
 };
 
 /// Makes the element that is registered for factory type T under `implementation` and `type`, from
