@@ -130,7 +130,8 @@ std::string Meaning(const Option& option) {
 }
 
 std::string OptionTerm(const Option& option) {
-  const std::string name = Escape(option.name);
+  const std::string name =
+      Escape(option.shortName.empty() ? option.name : option.shortName + ", " + option.name);
   if (option.value.empty()) return ".B \"" + name + "\"";
   return ".BI \"" + name + " \" \"" + Escape(option.value) + "\"";
 }

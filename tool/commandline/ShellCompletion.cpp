@@ -37,6 +37,12 @@ Offer OfferFor(const Place& place, const std::vector<Command>& commands) {
   return {{}, place.completion};
 }
 
+// "--output" and, where there is one, "-o".
+std::vector<std::string> NamesOf(const Option& option) {
+  if (option.shortName.empty()) return {option.name};
+  return {option.name, option.shortName};
+}
+
 // The arguments of a command are all alike to a shell: what any of them may be.
 Offer OfferForArguments(const Command& command, const std::vector<Command>& commands) {
   Offer offer{{}, Completion::Nothing};
@@ -99,7 +105,7 @@ _vixprores() {
   place=$command
   if ((COMP_CWORD == 1)); then
     place=''
-  elif [[ $previous == --* ]]; then
+  elif [[ $previous == -?* ]]; then
     place="$command $previous"
   fi
   case $place in
@@ -128,12 +134,14 @@ std::string BashCase(const Command& command, const std::vector<Command>& command
   std::string flags = command.name;
   std::string text;
   for (const Option* option : OptionsOf(command)) {
-    names += option->name + " ";
-    if (option->value.empty()) {
-      flags += " | " + Quote(command.name + " " + option->name);
-    } else {
-      text += "    " + Quote(command.name + " " + option->name) + ") " +
-              BashOffer(OfferFor(*option, commands)) + " ;;\n";
+    for (const std::string& name : NamesOf(*option)) {
+      names += name + " ";
+      if (option->value.empty()) {
+        flags += " | " + Quote(command.name + " " + name);
+      } else {
+        text += "    " + Quote(command.name + " " + name) + ") " +
+                BashOffer(OfferFor(*option, commands)) + " ;;\n";
+      }
     }
   }
   return text + "    " + flags + ")\n      place=" + command.name +
@@ -157,17 +165,21 @@ std::string ZshAction(const Offer& offer) {
   return offer.kind == Completion::File ? "_files" : " ";
 }
 
-std::string ZshOption(const Option& option, const std::vector<Command>& commands) {
+std::string ZshOption(const std::string& name, const Option& option,
+                      const std::vector<Command>& commands) {
   const std::string brief = "[" + ZshText(option.brief) + "]";
-  if (option.value.empty()) return option.name + brief;
-  return option.name + "=" + brief + ":" + ZshText(option.value) + ":" +
+  if (option.value.empty()) return name + brief;
+  // A long name takes its value behind a blank or an equals sign.
+  return name + (name.starts_with("--") ? "=" : "") + brief + ":" + ZshText(option.value) + ":" +
          ZshAction(OfferFor(option, commands));
 }
 
 std::string ZshCase(const Command& command, const std::vector<Command>& commands) {
   std::string text = "    " + command.name + ")\n      _arguments \\\n";
   for (const Option* option : OptionsOf(command)) {
-    text += "        " + Quote(ZshOption(*option, commands)) + " \\\n";
+    for (const std::string& name : NamesOf(*option)) {
+      text += "        " + Quote(ZshOption(name, *option, commands)) + " \\\n";
+    }
   }
   text += "        '--help[explain the command]'";
   std::string names;
@@ -209,7 +221,9 @@ std::string FishCase(const Command& command, const std::vector<Command>& command
   const Offer arguments = OfferForArguments(command, commands);
   text += line + (arguments.kind == Completion::File ? "" : " -f") + FishOffer(arguments) + "\n";
   for (const Option* option : OptionsOf(command)) {
-    text += line + " -l " + option->name.substr(2) + " -d " + FishQuote(option->brief);
+    text += line + " -l " + option->name.substr(2);
+    if (!option->shortName.empty()) text += " -s " + option->shortName.substr(1);
+    text += " -d " + FishQuote(option->brief);
     if (!option->value.empty()) {
       const Offer offer = OfferFor(*option, commands);
       text += (offer.kind == Completion::File ? " -r" : " -x") + FishOffer(offer);
