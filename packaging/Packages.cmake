@@ -141,7 +141,7 @@ vix_describe_package(vixprores video
   "Command-line program for post-production and broadcast. It converts between
 ProRes and uncompressed 4:2:2 video in mov, mxf, mkv, avi, nut and y4m
 files, frames side by side on every processor."
-  libvixcore1 libvixvideocodecprores1)
+  libprores1 libvixcore1 libvixvideocodecprores1)
 vix_describe_package(libvix-dev libdevel
   "development files of the ProRes codec library and its host core"
   "Headers, CMake package, pkg-config files and example projects for programs

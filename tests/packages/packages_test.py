@@ -54,7 +54,7 @@ class Packages(unittest.TestCase):
 
     def test_dependencies_name_this_version_and_the_libraries_of_the_distribution(self):
         version = self.field("vixprores", "Version")
-        for package, needs in (("vixprores", ("libvixcore1", "libvixvideocodecprores1")),
+        for package, needs in (("vixprores", LIBRARIES),
                                ("libvixvideocodecprores1", ("libvixcore1", "libprores1")),
                                ("libvix-dev", LIBRARIES)):
             for need in needs:

@@ -1,0 +1,78 @@
+# SPDX-License-Identifier: BSD-2-Clause
+"""Runs the command lines of the documents as their readers would: every block marked `sh`.
+
+The blocks of a document run one after the other in one folder, in which the inputs that they name are
+there. The environment names the program (VIXPRORES)."""
+import os
+import pathlib
+import re
+import shutil
+import subprocess
+import tempfile
+import unittest
+
+from documents import DOCUMENTS, ROOT, blocks
+
+TIMEOUT = 120  # seconds after which a block hangs
+PROGRAM = pathlib.Path(os.environ["VIXPRORES"])
+
+V210 = ("-pix_fmt", "yuv422p10le", "-c:v", "v210")
+UYVY = ("-pix_fmt", "uyvy422", "-c:v", "rawvideo")
+PRORES = ("-pix_fmt", "yuv422p10le", "-c:v", "prores_ks", "-profile:v", "3")
+
+# Inputs by name: size, and what ffmpeg is told of the output. Everything else that a document names
+# has to come from its own commands.
+CLIPS = {
+    "input.mov": ("128x96", V210),
+    "input.avi": ("128x96", V210),
+    "input.mp4": ("128x96", ("-pix_fmt", "yuv420p", "-c:v", "mpeg4")),
+    "input.y4m": ("128x96", ("-pix_fmt", "yuv422p10le", "-strict", "-1")),
+    "frames.uyvy": ("1920x1080", (*UYVY, "-f", "rawvideo")),
+    "frames.v210": ("1920x1080", (*V210, "-f", "rawvideo")),
+    "prores.mov": ("128x96", PRORES),
+    "original.mov": ("128x96", V210),
+}
+
+
+def make_clip(path):
+    size, output = CLIPS[path.name]
+    frames = 12 if size == "128x96" else 2
+    subprocess.run(["ffmpeg", "-nostdin", "-v", "error", "-f", "lavfi", "-i",
+                    f"testsrc2=size={size}:rate=25", "-frames:v", str(frames), *output, path],
+                   check=True, timeout=TIMEOUT)
+
+
+def run_block(block, folder):
+    """Runs the lines of a block, after making the inputs that they name."""
+    for name in CLIPS:
+        path = folder / name
+        if re.search(rf"(?<![\w.]){re.escape(name)}(?!\w)", block) and not path.exists():
+            make_clip(path)
+    environment = {**os.environ, "PATH": f"{PROGRAM.parent}:{os.environ['PATH']}"}
+    return subprocess.run(["bash", "-euo", "pipefail", "-c", block], cwd=folder, env=environment,
+                          stdin=subprocess.DEVNULL, stdout=subprocess.PIPE,
+                          stderr=subprocess.STDOUT, text=True, errors="replace", timeout=TIMEOUT)
+
+
+class Commands(unittest.TestCase):
+    def make_folder(self):
+        folder = pathlib.Path(tempfile.mkdtemp(prefix="vixprores-docs-"))
+        self.addCleanup(shutil.rmtree, folder, ignore_errors=True)
+        return folder
+
+    def test_commands_of_every_document_succeed(self):
+        count = 0
+        for document in DOCUMENTS:
+            folder = self.make_folder()
+            for line, block in blocks(document, "sh"):
+                count += 1
+                with self.subTest(document=document.relative_to(ROOT), line=line):
+                    result = run_block(block, folder)
+                    self.assertEqual(result.returncode, 0, f"{block}\n{result.stdout}")
+        self.assertGreater(count, 0, "no document has commands that can be run")
+
+    def test_a_failing_command_is_noticed(self):
+        folder = self.make_folder()
+        for block in ("vixprores decode missing.mov output.y4m\ntrue\n",
+                      "vixprores decode missing.mov - | cat\n"):
+            self.assertNotEqual(run_block(block, folder).returncode, 0, block)
