@@ -99,6 +99,16 @@ TEST(HtmlChart, BarsStandOnZeroInProportion) {
   EXPECT_THAT(html, HasSubstr("y=\"0.000\" width=\"425.000\" height=\"100.000\""));
 }
 
+TEST(HtmlChart, LabelsOfTheAxisDifferHoweverCloseTheValuesAre) {
+  Chart chart = MakeChart(0);
+  chart.shape = Chart::Shape::Line;
+  chart.decimals = 5;
+  chart.highest = 1;
+  chart.points = {{0, "", 0.999992}, {1, "", 0.999993}};
+  EXPECT_THAT(ChartHtml(chart), HasSubstr("<span>1.00000</span><span>0.99999</span>"
+                                          "<span>0.99998</span>"));
+}
+
 TEST(HtmlChart, PutsManyFramesTogetherByTheOneThatStandsOut) {
   Chart chart = MakeChart(2 * kMostChartPoints);
   EXPECT_EQ(CountOf(ChartHtml(chart), "data-frame"), kMostChartPoints);

@@ -36,7 +36,8 @@ std::vector<Coverage> CoverSamples(std::size_t source, std::size_t target) {
     const double begin = static_cast<double>(i) * scale;
     const double end = std::min(begin + scale, static_cast<double>(source));
     Coverage coverage{static_cast<std::size_t>(begin), {}};
-    for (auto at = static_cast<double>(coverage.first); at < end; at += 1) {
+    for (std::size_t sample = coverage.first; static_cast<double>(sample) < end; ++sample) {
+      const auto at = static_cast<double>(sample);
       const double share = std::min(at + 1, end) - std::max(at, begin);
       coverage.shares.push_back(static_cast<float>(share / (end - begin)));
     }

@@ -26,12 +26,12 @@ h1 { font-size: 1.4rem; line-height: 1.25; margin: 0; overflow-wrap: anywhere; }
 header p { margin: .25rem 0 0; color: var(--soft); }
 h2 { font-size: 1.1rem; margin: 2.25rem 0 .75rem; }
 p { max-width: 44rem; }
-.figures { display: grid; grid-template-columns: repeat(auto-fit, minmax(9.5rem, 1fr)); gap: .75rem;
+.figures { display: grid; grid-template-columns: repeat(auto-fit, minmax(8.5rem, 1fr)); gap: .75rem;
   margin: 1.5rem 0 0; }
 .figures div { background: var(--card); border: 1px solid var(--rule); border-radius: .5rem;
   padding: .6rem .8rem; }
 dt { color: var(--soft); font-size: .85rem; }
-dd { margin: 0; font-size: 1.05rem; font-weight: 600; font-variant-numeric: tabular-nums;
+dd { margin: 0; font-size: 1rem; font-weight: 600; font-variant-numeric: tabular-nums;
   overflow-wrap: anywhere; }
 .figures .bad { border-color: var(--bad); } .figures .bad dd { color: var(--bad); }
 .figures .good dd { color: var(--good); }

@@ -89,7 +89,8 @@ double RoundUp(double value) {
 
 // From round number to round number, and not beyond what values can be.
 Scale RoundOut(const Chart& chart, const Range& range) {
-  const double smallest = std::pow(10, -chart.decimals);
+  // Half of it can be written with the chart's decimals, as the middle of the axis is.
+  const double smallest = 2 * std::pow(10, -chart.decimals);
   const double step = std::max(RoundUp(std::max(range.high - range.low, smallest) / 4), smallest);
   const double low = step * std::floor(range.low / step);
   const double high = step * std::ceil(range.high / step);
