@@ -4,6 +4,7 @@
 #include <CLI/CLI.hpp>
 #include <algorithm>
 #include <cctype>
+#include <iterator>
 #include <span>
 #include <string_view>
 
@@ -18,7 +19,7 @@ using Words = std::span<const char* const>;
 
 std::vector<std::string> NamesOf(const std::vector<Command>& commands) {
   std::vector<std::string> names;
-  for (const Command& command : commands) names.push_back(command.name);
+  std::ranges::transform(commands, std::back_inserter(names), &Command::name);
   names.emplace_back("help");
   return names;
 }
