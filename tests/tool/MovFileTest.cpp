@@ -68,5 +68,69 @@ TEST(SetMovVendor, RefusesAFileWithoutTheEntry) {
   EXPECT_THROW(WithVendor(""), Failure);
 }
 
+// The start of a file as the container library leaves it: media whose size is counted too small.
+std::string Start(std::size_t media) {
+  return Atom("ftyp", "qt  ") + BigEndian(8, 4) + "wide" + BigEndian(8, 4) + "mdat" +
+         std::string(media, 'm');
+}
+
+template <typename Change>
+std::string Changed(const std::string& contents, const Change& change) {
+  const ScratchFolder folder;
+  const std::string path = folder / "a.mov";
+  OutputFile file(path, false);
+  file.Write(std::vector<std::uint8_t>(contents.begin(), contents.end()));
+  change(file);
+  file.Commit();
+  return ReadText(path);
+}
+
+TEST(SetMovMediaEnd, MakesTheMediaReachUpToTheIndex) {
+  const std::string movie = Movie(SampleEntry("apcn", "vixp"));
+  const std::string start = Start(100);
+  const auto index = static_cast<std::int64_t>(start.size());
+  std::string expected = start + movie;
+  expected.replace(20, 4, BigEndian(108, 4));
+  EXPECT_EQ(Changed(start + movie, [=](OutputFile& file) { SetMovMediaEnd(file, index); }),
+            expected);
+}
+
+TEST(SetMovMediaEnd, TakesTheSpareBytesForASizeOf64Bits) {
+  const std::int64_t index = std::int64_t{5} << 30;
+  const std::string start =
+      Changed(Start(100), [=](OutputFile& file) { SetMovMediaEnd(file, index); });
+  EXPECT_EQ(start.substr(0, 28), Atom("ftyp", "qt  ") + BigEndian(1, 4) + "mdat" +
+                                     BigEndian(static_cast<std::uint64_t>(index - 12), 8));
+}
+
+TEST(SetMovMediaEnd, RefusesAnotherLayout) {
+  EXPECT_THROW(Changed(Atom("mdat", "frames"), [](OutputFile& file) { SetMovMediaEnd(file, 14); }),
+               Failure);
+  EXPECT_THROW(Changed(Atom("free", "frames"), [](OutputFile& file) { SetMovMediaEnd(file, 14); }),
+               Failure);
+}
+
+std::string Track(const std::string& handler, const std::string& language) {
+  const std::string header = Atom("mdhd", std::string(20, '\0') + language + "\1\1");
+  return Atom("trak", Atom("mdia", header + Atom("hdlr", std::string(8, '\0') + handler)));
+}
+
+TEST(SetMovSoundLanguages, WritesThreeLettersIntoSoundTracksOnly) {
+  const std::string unknown = "\x7f\xff";
+  const std::string before =
+      Atom("moov", Track("vide", unknown) + Track("soun", unknown) + Track("tmcd", unknown) +
+                       Track("soun", unknown) + Track("soun", unknown));
+  // d e u: 4, 5, 21
+  const std::string german = BigEndian(4 << 10 | 5 << 5 | 21, 2);
+  const std::string after =
+      Atom("moov", Track("vide", unknown) + Track("soun", german) + Track("tmcd", unknown) +
+                       Track("soun", unknown) + Track("soun", german));
+  EXPECT_EQ(Changed(before,
+                    [](OutputFile& file) {
+                      SetMovSoundLanguages(file, {"deu", "German", "deu"});
+                    }),
+            after);
+}
+
 }  // namespace
 }  // namespace vixprores

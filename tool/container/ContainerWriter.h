@@ -26,6 +26,8 @@ class ContainerWriter : public FrameWriter {
   void Finish() override;
 
  private:
+  friend struct ContainerWriterPeer;  // tests: files that are too large to be written out
+
   void WriteHeader();
   void WriteTag(std::uint32_t track, const AVPacket& packet);
   void WritePacket(const AVStream& stream, AVRational clock, AVPacket& packet);
