@@ -8,7 +8,7 @@
 #include <vector>
 
 #include "Command.h"
-#include "format/TestPicture.h"
+#include "TestPicture.h"
 
 namespace interop {
 namespace {

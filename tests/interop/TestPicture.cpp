@@ -1,5 +1,5 @@
 // SPDX-License-Identifier: BSD-2-Clause
-#include "format/TestPicture.h"
+#include "TestPicture.h"
 
 #include <algorithm>
 #include <cmath>
