@@ -1,6 +1,7 @@
 // SPDX-License-Identifier: BSD-2-Clause
 #include "io/ScanReader.h"
 
+#include <string>
 #include <utility>
 
 #include "format/HeaderCodes.h"
@@ -11,12 +12,13 @@ namespace vixprores {
 
 ScanReader::ScanReader(std::unique_ptr<InputFile> file, const ProResOptions& options)
     : scanner_(std::move(file)), sameScan_(options.sameScan), first_(scanner_.Next()) {
+  const std::string& name = scanner_.GetFile().GetName();
   const auto header = first_ ? ParseHeader(BytesOf(*first_->bytes)) : std::nullopt;
-  if (!header) throw Failure(GetName() + ": no ProRes frame was found in it");
+  if (!header) throw Failure(name + ": no ProRes frame was found in it");
   format_ = FormatOf(*header);
   if (options.rate) format_.rate = *options.rate;
   if (format_.rate.numerator == 0) {
-    throw Failure(GetName() + ": its frames do not tell their rate; give it with --rate");
+    throw Failure(name + ": its frames do not tell their rate; give it with --rate");
   }
 }
 

@@ -59,7 +59,7 @@ Json ToJson(const Verification& file) {
 }  // namespace
 
 std::string DescribeDamage(const DamagedFrame& frame) {
-  const std::string text = Describe(frame.place) + ": " + frame.check.Describe();
+  std::string text = Describe(frame.place) + ": " + frame.check.Describe();
   if (frame.check.slices.empty()) return text;
   return text + " (" + DescribePlaces(frame.check.slices) + ")";
 }
