@@ -231,6 +231,7 @@ TEST(CommandLine, RefusesWrongUse) {
       {"help", "remux"},
       {"encode", "a"},
       {"encode", "a", "b", "c"},
+      {"encode", "a", ""},
       {"encode", "--variant", "xq", "a", "b"},
       {"encode", "--threads", "257", "a", "b"},
       {"encode", "--skip-field", "a", "b"},

@@ -136,7 +136,7 @@ TEST(FrameCheck, FindsWhatDecodersPassOver) {
   const Stream plain = Make(PlainSpec());
   EXPECT_THAT(Describe(plain.bytes, 0, 1), HasSubstr("says that it has"));
   EXPECT_THAT(Describe(plain.bytes, 2, 0), HasSubstr("says that it has"));
-  EXPECT_THAT(Describe(plain.bytes, 11, 1), HasSubstr("bitstream version 1"));
+  EXPECT_EQ(Describe(plain.bytes, 11, 1), "");  // a bitstream version that RDD 36 knows
   EXPECT_THAT(Describe(plain.bytes, plain.slices[2].offset + 1, 225),
               HasSubstr("1 quantisers of picture 1 outside 1 to 224"));
   const Stream padded = Make(Specs()[4]);

@@ -39,7 +39,10 @@ std::function<void(const std::vector<std::string>&)> TakeWords(
     if (words.size() > names.size()) {
       throw UsageError("'" + words[names.size()] + "' is one word too many");
     }
-    for (std::size_t i = 0; i < words.size(); ++i) variables[i].get() = words[i];
+    for (std::size_t i = 0; i < words.size(); ++i) {
+      if (words[i].empty()) throw UsageError(names[i] + " is an empty name");
+      variables[i].get() = words[i];
+    }
   };
 }
 

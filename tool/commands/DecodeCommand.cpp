@@ -43,7 +43,7 @@ std::vector<std::string> FindNotes(const DecodeOptions& options, const FrameRead
 void Decode(const DecodeOptions& options, RunReport& report) {
   const OutputFormat& output = FindRawVideoOutput(options.output);
   ProResOptions opening = ToProResOptions(options);
-  opening.sameScan = options.skipField;
+  opening.demands.sameScan = options.skipField;
   opening.damagedStart = true;
   auto reader = OpenProRes(options.input, opening);
   const StreamFormat source = reader->GetFormat();

@@ -81,6 +81,7 @@ void WritePage(std::unique_ptr<FrameReader> reader, const StreamStatistics& stre
 int Inspect(const InspectOptions& options) {
   ProResOptions opening = ToProResOptions(options);
   opening.damagedStart = true;
+  opening.demands.anyVersion = true;
   auto reader = OpenProRes(options.input, opening);
   std::optional<OutputFile> page;
   if (options.page) page.emplace(*options.page, options.overwrite);

@@ -19,6 +19,7 @@
 #include "format/Encodable.h"
 #include "format/FrameStamp.h"
 #include "inspection/EncodingCheck.h"
+#include "inspection/FrameCheck.h"
 #include "inspection/StreamHeaders.h"
 #include "io/FrameWriter.h"
 #include "io/OutputFile.h"
@@ -284,13 +285,14 @@ class Run {
       return nullptr;
     }
     try {
-      auto sample =
-          elements_.Process(element, std::move(source), frame.place.number - range_.first);
+      auto sample = elements_.Process(element, source, frame.place.number - range_.first);
       if (!isDecoded) return sample;
       if (sample->GetBuffer()->GetSize() == report_.result.FrameBytes()) return sample;
       frame.fault = "is not of the size of the first one";
     } catch (const std::runtime_error& error) {
-      frame.fault = error.what();
+      // The frame itself tells more than an element that could not decode it.
+      const std::string found = isDecoded ? CheckFrame(BytesOf(*source)).Describe() : std::string();
+      frame.fault = found.empty() ? error.what() : found;
     }
     return nullptr;
   }

@@ -102,6 +102,7 @@ Verification VerifyFile(const VerifyOptions& options, const std::string& file) {
   result.file = file;
   ProResOptions opening = ToProResOptions(options);
   opening.damagedStart = true;
+  opening.demands.anyVersion = true;
   try {
     const auto reader = OpenProRes(file, opening);
     VerifyReader(options, *reader, result);

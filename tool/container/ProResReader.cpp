@@ -54,7 +54,7 @@ std::exception_ptr ToFrame(const std::exception_ptr& failure, const std::string&
 }  // namespace
 
 ProResReader::ProResReader(std::unique_ptr<InputFile> file, const ProResOptions& options)
-    : ContainerReader(std::move(file)), sameScan_(options.sameScan) {
+    : ContainerReader(std::move(file)), demands_(options.demands) {
   RequireProRes(track_);
   ChooseLayout();
   const prores::FrameHeader header = FindHeader(options.damagedStart);
@@ -186,7 +186,7 @@ std::shared_ptr<vix::IBuffer> ProResReader::Read() {
 void ProResReader::CheckFrame(const Outcome& frame) const {
   const auto header = ParseHeader(BytesOf(*frame.bytes));
   if (!header) return;
-  const auto mismatch = FindMismatch(*header, format_, sameScan_);
+  const auto mismatch = FindMismatch(*header, format_, demands_);
   if (mismatch) throw FrameFailure(GetName(), frame.number, mismatch->found, mismatch->advice);
 }
 

@@ -45,7 +45,7 @@ class ProResReader : public ContainerReader {
   prores::FrameHeader FindHeader(bool damagedStart);
   void CheckFrame(const Outcome& frame) const;
 
-  bool sameScan_;
+  HeaderDemands demands_;
   SampleLayout layout_ = SampleLayout::Standard;
   BareFrames bareFrames_;
   StreamFormat container_;       ///< as the container alone says

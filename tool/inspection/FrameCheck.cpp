@@ -113,10 +113,6 @@ FrameCheck CheckFrame(Bytes bytes) {
   const FrameStructure frame = ReadFrameStructure(bytes);
   if (!frame.fault.empty()) check.faults.push_back(frame.fault);
   if (!frame.hasHeader) return check;
-  if (frame.header.version != 0) {
-    check.faults.push_back("bitstream version " + std::to_string(frame.header.version) +
-                           "; the decoder reads version 0");
-  }
   CheckStatedSize(bytes, frame, check);
   for (unsigned i = 0; i < frame.pictures.size(); ++i) CheckSlices(frame, i, check);
   if (frame.fault.empty()) CheckGaps(bytes, frame, check);

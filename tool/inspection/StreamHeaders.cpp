@@ -12,8 +12,9 @@ std::optional<prores::FrameHeader> ParseHeader(std::span<const std::uint8_t> fra
 }
 
 std::optional<HeaderMismatch> FindMismatch(const prores::FrameHeader& header,
-                                           const StreamFormat& stream, bool sameScan) {
-  if (header.version != 0) {
+                                           const StreamFormat& stream,
+                                           const HeaderDemands& demands) {
+  if (header.version != 0 && !demands.anyVersion) {
     return HeaderMismatch{"has bitstream version " + std::to_string(header.version),
                           "the decoder reads version 0"};
   }
@@ -24,7 +25,7 @@ std::optional<HeaderMismatch> FindMismatch(const prores::FrameHeader& header,
                           "decode the parts one by one with --frames"};
   }
   const bool isInterlaced = header.interlaceMode != prores::InterlaceMode::kProgressive;
-  if (sameScan && isInterlaced != stream.IsInterlaced()) {
+  if (demands.sameScan && isInterlaced != stream.IsInterlaced()) {
     return HeaderMismatch{"is scanned otherwise than the first one", "leave out --skip-field"};
   }
   return std::nullopt;

@@ -30,10 +30,16 @@ struct HeaderMismatch {
   std::string advice;  ///< what to do about it
 };
 
-/// @param stream   what the first frame's header said
-/// @param sameScan whether it matters that all frames are scanned alike
+/// What matters beside the size.
+struct HeaderDemands {
+  bool sameScan = false;    ///< all frames are scanned alike
+  bool anyVersion = false;  ///< also bitstream version 1, which is valid, but not decoded
+};
+
+/// @param stream what the first frame's header said
 std::optional<HeaderMismatch> FindMismatch(const prores::FrameHeader& header,
-                                           const StreamFormat& stream, bool sameScan);
+                                           const StreamFormat& stream,
+                                           const HeaderDemands& demands);
 
 }  // namespace vixprores
 

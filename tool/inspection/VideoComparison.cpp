@@ -13,10 +13,6 @@
 namespace vixprores {
 namespace {
 
-std::span<const std::uint8_t> BytesOf(const vix::IBuffer& buffer) {
-  return {buffer.GetData(), buffer.GetSize()};
-}
-
 [[noreturn]] void FailAtCounts(const std::string& reference, std::int64_t referenceFrames,
                                const std::string& distorted, std::int64_t distortedFrames) {
   const std::int64_t common = std::min(referenceFrames, distortedFrames);

@@ -34,7 +34,12 @@ std::unique_ptr<FrameReader> OpenRawVideo(const std::string& path,
   auto file = std::make_unique<InputFile>(path);
   if (headless) return std::make_unique<HeadlessReader>(std::move(file), *headless);
   if (IsY4m(*file)) return std::make_unique<Y4mReader>(std::move(file));
-  return std::make_unique<RawContainerReader>(std::move(file));
+  try {
+    return std::make_unique<RawContainerReader>(std::move(file));
+  } catch (const UnreadableContainer& failure) {
+    throw UnreadableContainer(failure.what() +
+                              std::string("; headless frames need --fourcc, --size and --rate"));
+  }
 }
 
 std::unique_ptr<FrameReader> OpenProRes(const std::string& path, const ProResOptions& options) {

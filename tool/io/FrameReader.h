@@ -9,6 +9,7 @@
 
 #include "format/StreamFormat.h"
 #include "format/Timecode.h"
+#include "inspection/StreamHeaders.h"
 #include "vix/Buffers.h"
 
 namespace vixprores {
@@ -71,8 +72,8 @@ std::unique_ptr<FrameReader> OpenRawVideo(const std::string& path,
 
 /// How ProRes is opened.
 struct ProResOptions {
-  bool sameScan = false;  ///< a frame that is not scanned as the first one is a FrameFailure
-  bool scan = false;      ///< finds the frames by themselves, whatever is around them
+  HeaderDemands demands = {};         ///< a frame that does not meet them is a FrameFailure
+  bool scan = false;                  ///< finds the frames by themselves, whatever is around them
   std::optional<Rational> rate = {};  ///< of frames found so; none = as their headers say
   /// Looks behind damaged frames for the header that tells of the stream. They are read all the
   /// same.
@@ -85,7 +86,7 @@ struct ProResOptions {
 std::unique_ptr<FrameReader> OpenProRes(const std::string& path, const ProResOptions& options = {});
 
 /// Opens either of the two, by what the file holds: Y4M, ProRes in a container (as OpenProRes()
-/// without `sameScan`), or uncompressed video in one. On a pipe all that is no Y4M is taken for
+/// without demands), or uncompressed video in one. On a pipe all that is no Y4M is taken for
 /// ProRes.
 std::unique_ptr<FrameReader> OpenVideo(const std::string& path);
 

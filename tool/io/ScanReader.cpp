@@ -11,7 +11,7 @@
 namespace vixprores {
 
 ScanReader::ScanReader(std::unique_ptr<InputFile> file, const ProResOptions& options)
-    : scanner_(std::move(file)), sameScan_(options.sameScan), first_(scanner_.Next()) {
+    : scanner_(std::move(file)), demands_(options.demands), first_(scanner_.Next()) {
   const std::string& name = scanner_.GetFile().GetName();
   const auto header = first_ ? ParseHeader(BytesOf(*first_->bytes)) : std::nullopt;
   if (!header) throw Failure(name + ": no ProRes frame was found in it");
@@ -28,7 +28,7 @@ std::shared_ptr<vix::IBuffer> ScanReader::Read() {
   const std::int64_t number = framesRead_++;
   offset_ = frame->offset;
   const auto header = ParseHeader(BytesOf(*frame->bytes));
-  const auto mismatch = header ? FindMismatch(*header, format_, sameScan_) : std::nullopt;
+  const auto mismatch = header ? FindMismatch(*header, format_, demands_) : std::nullopt;
   if (mismatch) throw FrameFailure(GetName(), number, mismatch->found, mismatch->advice);
   return std::move(frame->bytes);
 }

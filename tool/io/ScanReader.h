@@ -24,7 +24,7 @@ class ScanReader : public FrameReader {
 
  private:
   FrameScanner scanner_;
-  bool sameScan_;
+  HeaderDemands demands_;
   std::optional<FoundFrame> first_;  ///< until Read() hands it out
   StreamFormat format_;
   std::int64_t framesRead_ = 0;

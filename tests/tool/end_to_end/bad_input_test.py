@@ -20,7 +20,8 @@ class Unreadable(ToolTest):
     def test_text(self):
         text = self.path("text.mov")
         text.write_text("This is no video.\n" * 1000)
-        self.fail_with(1, [text, "no readable container"], "encode", text, self.path("out.mov"))
+        self.fail_with(1, [text, "no readable container", "--fourcc, --size and --rate"], "encode",
+                       text, self.path("out.mov"))
         self.fail_with(1, [text, "no readable container"], "decode", text, self.path("out.mov"))
 
     def test_empty_file(self):
@@ -270,10 +271,10 @@ class Damaged(ToolTest):
 
     def test_frame_that_cannot_be_decoded_is_named(self):
         self.overwrite_in_frame(4, 20, b"\0")  # the size of the picture header
-        result = self.fail_with(1, [self.encoded, "frame 4", "Failed to decode frame"], "decode",
+        result = self.fail_with(1, [self.encoded, "frame 4", "header of picture 1"], "decode",
                                 self.encoded, self.out)
-        # The log record of the failure is not shown beside the failure.
-        self.assertEqual(result.stderr.count("Failed to decode frame"), 1)
+        # What the element says of it is for its log.
+        self.assertNotIn("Failed to decode frame", result.stderr)
         self.succeed("decode", "--frames", "0-3", self.encoded, self.out)
 
     def test_first_frame_that_is_none(self):

@@ -109,7 +109,7 @@ class SameErrors(Parallel):
         self.encode_clip()
         self.damage(13, 14, 17)
         self.check_all_fail_alike("decode", self.encoded, self.path("out.raw"),
-                                  words=["frame 13", "Failed to decode frame"])
+                                  words=["frame 13"])
         for threads in THREADS:
             self.succeed("decode", "--threads", threads, "--overwrite", "--frames", "0-12",
                          self.encoded, self.path("out.raw"))
