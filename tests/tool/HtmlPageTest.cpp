@@ -6,6 +6,7 @@
 
 #include "report/HtmlChart.h"
 #include "report/HtmlPage.h"
+#include "report/HtmlPictures.h"
 #include "report/TextTable.h"
 
 namespace vixprores {
@@ -136,6 +137,40 @@ TEST(HtmlChart, TakesValuesThatAreAllTheSameOrMissing) {
   for (auto& point : chart.points) point.value.reset();
   EXPECT_THAT(ChartHtml(chart), Not(HasSubstr("nan")));
   EXPECT_EQ(ChartHtml(MakeChart(0)), "");
+}
+
+TEST(HtmlChart, MarksFramesAndTellsWhatTheMarksAre) {
+  Chart chart = MakeChart(3);
+  chart.markName = "damaged";
+  EXPECT_THAT(ChartHtml(chart), Not(HasSubstr("damaged")));
+  chart.points[1].isMarked = true;
+  const std::string html = ChartHtml(chart);
+  EXPECT_EQ(CountOf(html, "class=\"mark\""), 1u);
+  EXPECT_THAT(html, HasSubstr("Frame 1: 101 bytes, damaged<"));
+  EXPECT_THAT(html, HasSubstr("class=\"key marked\""));
+}
+
+TEST(HtmlChart, MarksFramesThatAreDrawnAsOneWhereAnyOfThemIs) {
+  Chart chart = MakeChart(2 * kMostChartPoints);
+  chart.markName = "damaged";
+  chart.points[3].isMarked = true;
+  const std::string html = ChartHtml(chart);
+  EXPECT_EQ(CountOf(html, "class=\"mark\""), 1u);
+  EXPECT_THAT(html, HasSubstr("Frames 2 to 3: 103 bytes, the largest, some damaged<"));
+}
+
+TEST(DamageMap, FillsTheDamagedSlicesOnly) {
+  SliceGrid grid;
+  grid.columns = {{0, 4}, {4, 2}};
+  grid.macroblocks = 6;
+  grid.rows = 3;
+  grid.rowLines = 32;
+  grid.lastRowShare = 0.5;
+  const std::string html = DamageMapHtml("Frame 4", grid, {{1, 2, 1, 500}});
+  EXPECT_EQ(CountOf(html, "<rect"), 1u);
+  EXPECT_THAT(html, HasSubstr("viewBox=\"0 0 96 80\""));
+  EXPECT_THAT(html, HasSubstr("<rect x=\"64\" y=\"64\" width=\"32\" height=\"32\""));
+  EXPECT_THAT(html, HasSubstr("Picture 2, row 2, slice 1"));
 }
 
 }  // namespace

@@ -3,7 +3,10 @@
 #include <chrono>
 #include <cstdio>
 #include <memory>
+#include <optional>
+#include <span>
 #include <string>
+#include <utility>
 #include <vector>
 
 #include "commands/BindOptions.h"
@@ -11,7 +14,10 @@
 #include "commands/Options.h"
 #include "container/SideTracks.h"
 #include "inspection/Verification.h"
+#include "inspection/VerifiedStream.h"
+#include "io/OutputFile.h"
 #include "report/Report.h"
+#include "report/VerificationPage.h"
 #include "report/VerificationReport.h"
 #include "run/Errors.h"
 #include "run/Interrupt.h"
@@ -21,7 +27,7 @@ namespace {
 
 using std::chrono::steady_clock;
 
-struct VerifyOptions : HostOptions, ScanOptions {
+struct VerifyOptions : HostOptions, PageOptions, ScanOptions {
   std::vector<std::string> files;
   int threads = 0;
   bool json = false;
@@ -52,10 +58,12 @@ Command Describe(VerifyOptions& options) {
        {Flag("--json", options.json, "the outcome as JSON"),
         Flag("--quiet", options.quiet, "no progress, and no word of what is intact")}},
       ScanGroup(options),
+      {"Page", PageOptionList(options)},
       {"Machine",
        {ThreadsOption(options.threads),
         Flag("--verbose", options.verbose, "messages of the container on standard error")}}};
-  command.examples = {{"vixprores verify *.mov", "Every file; exit code 0 if all are intact."}};
+  command.examples = {{"vixprores verify *.mov", "Every file; exit code 0 if all are intact."},
+                      {"vixprores verify --html report.html *.mov", "A page to pass on."}};
   return command;
 }
 
@@ -82,7 +90,14 @@ class FileProgress {
   steady_clock::time_point start_ = steady_clock::now();
 };
 
-void VerifyReader(const VerifyOptions& options, FrameReader& reader, Verification& result) {
+// A file as it is told, and what a page shows of it.
+struct VerifiedFile {
+  Verification result;
+  std::optional<VerifiedStream> stream;  // none without a page, or where it could not be opened
+};
+
+void VerifyReader(const VerifyOptions& options, FrameReader& reader, VerifiedFile& file) {
+  Verification& result = file.result;
   if (reader.GetSideTracks()) reader.GetSideTracks()->SelectSound({});
   FileProgress progress(options, reader);
   VerificationEvents events;
@@ -94,18 +109,26 @@ void VerifyReader(const VerifyOptions& options, FrameReader& reader, Verificatio
   events.progress = [&](std::int64_t frames, std::uint64_t bytes) {
     progress.Update(frames, bytes);
   };
+  if (options.page) {
+    file.stream.emplace(reader);
+    events.checked = [&stream = *file.stream](const DamagedFrame& frame,
+                                              std::span<const std::uint8_t> bytes) {
+      stream.Add(frame, bytes);
+    };
+  }
   VerifyFrames(reader, options.threads, events, result);
 }
 
-Verification VerifyFile(const VerifyOptions& options, const std::string& file) {
-  Verification result;
+VerifiedFile VerifyFile(const VerifyOptions& options, const std::string& file) {
+  VerifiedFile verified;
+  Verification& result = verified.result;
   result.file = file;
   ProResOptions opening = ToProResOptions(options);
   opening.damagedStart = true;
   opening.demands.anyVersion = true;
   try {
     const auto reader = OpenProRes(file, opening);
-    VerifyReader(options, *reader, result);
+    VerifyReader(options, *reader, verified);
   } catch (const Interrupted&) {
     result.error = file + ": interrupted after " + std::to_string(result.frames) + " frames";
   } catch (const Failure& failure) {
@@ -114,17 +137,26 @@ Verification VerifyFile(const VerifyOptions& options, const std::string& file) {
   if (!result.error.empty()) PrintError(result.error);
   const bool isTold = !options.json && !(options.quiet && result.IsIntact());
   if (isTold) std::printf("%s\n", DescribeOutcome(result).c_str());
-  return result;
+  return verified;
 }
 
 int Verify(const VerifyOptions& options) {
   SetUpMessages(options);
+  std::optional<OutputFile> pageFile;
+  if (options.page) pageFile.emplace(*options.page, options.overwrite);
+  VerificationPage page;
   std::vector<Verification> results;
-  for (const std::string& file : options.files) {
-    results.push_back(VerifyFile(options, file));
+  for (const std::string& name : options.files) {
+    VerifiedFile file = VerifyFile(options, name);
+    if (pageFile) page.Add(file.result, file.stream);
+    results.push_back(std::move(file.result));
     if (InterruptRequested()) break;
   }
   if (options.json) std::printf("%s\n", VerificationJson(results).c_str());
+  if (pageFile) {
+    pageFile->Write(AsBytes(page.Finish()));
+    pageFile->Commit();
+  }
   return std::ranges::all_of(results, &Verification::IsIntact) ? kExitDone : kExitFailed;
 }
 

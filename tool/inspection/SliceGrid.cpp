@@ -25,8 +25,8 @@ SliceGrid LayOutSlices(const FrameStructure& frame) {
   for (const PictureStructure& picture : frame.pictures) {
     grid.rows = std::max(grid.rows, picture.geometry.MacroblockRows());
   }
-  const std::uint32_t rowLines = prores::kMacroblockSize * first.geometry.lineStep;
-  grid.lastRowShare = ShareOfLast(frame.header.height, grid.rows, rowLines);
+  grid.rowLines = prores::kMacroblockSize * first.geometry.lineStep;
+  grid.lastRowShare = ShareOfLast(frame.header.height, grid.rows, grid.rowLines);
   grid.lastMacroblockShare =
       ShareOfLast(frame.header.width, grid.macroblocks, prores::kMacroblockSize);
   grid.quantisers.resize(grid.Count());

@@ -15,6 +15,7 @@ namespace vixprores {
 struct SliceGrid {
   std::vector<prores::SliceSpan> columns;  ///< of each row, from the left
   std::uint32_t rows = 0;
+  std::uint32_t rowLines = 0;      ///< lines of the frame that a row is high
   std::uint32_t macroblocks = 0;   ///< of each row
   double lastRowShare = 1;         ///< of the last row's lines that belong to the picture
   double lastMacroblockShare = 1;  ///< of the last macroblock's columns that do

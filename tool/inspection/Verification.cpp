@@ -47,6 +47,9 @@ class Run {
     DamagedFrame& frame = item.frame;
     result_.frames += frame.place.count;
     if (item.bytes) bytes_ += item.bytes->GetSize();
+    if (events_.checked) {
+      events_.checked(frame, item.bytes ? BytesOf(*item.bytes) : std::span<const std::uint8_t>());
+    }
     if (!frame.check.IsIntact()) {
       result_.damagedFrames += frame.place.count;
       events_.damaged(frame);

@@ -7,6 +7,7 @@
 
 #include <cstdint>
 #include <functional>
+#include <span>
 #include <string>
 #include <vector>
 
@@ -35,6 +36,9 @@ struct Verification {
 
 /// What is told while a stream is being verified; called by one thread at a time.
 struct VerificationEvents {
+  /// Of every frame, whether or not it is damaged, in their order; no bytes of what could not be
+  /// read. May be empty.
+  std::function<void(const DamagedFrame&, std::span<const std::uint8_t> bytes)> checked;
   std::function<void(const DamagedFrame&)> damaged;
   std::function<void(std::int64_t frames, std::uint64_t bytes)> progress;  ///< of both so far
 };

@@ -24,8 +24,9 @@ body {
 }
 h1 { font-size: 1.4rem; line-height: 1.25; margin: 0; overflow-wrap: anywhere; }
 header p { margin: .25rem 0 0; color: var(--soft); }
-h2 { font-size: 1.1rem; margin: 2.25rem 0 .75rem; }
-p { max-width: 44rem; }
+h2 { font-size: 1.1rem; margin: 2.25rem 0 .75rem; overflow-wrap: anywhere; }
+h3 { font-size: 1rem; margin: 1.5rem 0 .6rem; }
+p { max-width: 44rem; overflow-wrap: anywhere; }
 .figures { display: grid; grid-template-columns: repeat(auto-fit, minmax(8.5rem, 1fr)); gap: .75rem;
   margin: 1.5rem 0 0; }
 .figures div { background: var(--card); border: 1px solid var(--rule); border-radius: .5rem;
@@ -51,6 +52,7 @@ figure { margin: 0 0 1.75rem; } figcaption { font-weight: 600; margin-bottom: .4
 .key { font-weight: 400; color: var(--soft); margin-left: .75rem; }
 .key i { display: inline-block; width: 1.4rem; border-top: 2px dashed var(--target);
   vertical-align: middle; margin-right: .35rem; }
+.key.marked i { border: 1px solid var(--bad); background: var(--bad-paper); height: .8rem; }
 .plot { display: grid; grid-template-columns: auto 1fr; gap: .25rem .5rem; }
 .y { display: flex; flex-direction: column; justify-content: space-between; text-align: right; }
 .y, .x { color: var(--soft); font-size: .75rem; line-height: 1; font-variant-numeric: tabular-nums; }
@@ -60,6 +62,8 @@ figure { margin: 0 0 1.75rem; } figcaption { font-weight: 600; margin-bottom: .4
 .bar { fill: var(--bar); } .hit { fill: transparent; }
 .bar:hover, .bar.current { fill: var(--accent); }
 .hit:hover, .hit.current { fill: var(--accent); fill-opacity: .25; }
+.mark { fill: var(--bad-paper); stroke: var(--bad); stroke-width: 1; pointer-events: none;
+  vector-effect: non-scaling-stroke; }
 .line { fill: none; stroke: var(--accent); stroke-width: 2; vector-effect: non-scaling-stroke; }
 .target { stroke: var(--target); stroke-width: 2; stroke-dasharray: 6 4; pointer-events: none;
   vector-effect: non-scaling-stroke; }
@@ -80,6 +84,10 @@ input { accent-color: var(--accent); }
 .legend i { flex: 1; height: .6rem; border-radius: .2rem; }
 .map:has([value=quantiser]:checked) .legend.quantiser,
 .map:has([value=bits]:checked) .legend.bits { display: flex; }
+.damage svg { display: block; width: 100%; max-width: 40rem; height: auto;
+  border: 1px solid var(--rule); background: var(--card); }
+.damage path { fill: none; stroke: var(--rule); stroke-width: 1; vector-effect: non-scaling-stroke; }
+.damage rect { fill: var(--bad); }
 .cursor { position: absolute; border: 2px solid #fff; outline: 1px solid #000; pointer-events: none; }
 .slider .over { position: absolute; inset: 0; width: 100%; height: 100%;
   clip-path: inset(0 0 0 var(--split, 50%)); }

@@ -23,6 +23,7 @@ struct Bin {
   std::int64_t last;
   std::string label;
   std::optional<double> value;
+  bool isMarked;  // one of them is
 };
 
 // With as many digits as give the number back.
@@ -45,9 +46,10 @@ std::vector<Bin> MakeBins(const Chart& chart) {
   for (std::size_t i = 0; i < chart.points.size(); ++i) {
     const ChartPoint& point = chart.points[i];
     if (i % each == 0) {
-      bins.push_back({point.frame, point.frame, point.label, point.value});
+      bins.push_back({point.frame, point.frame, point.label, point.value, point.isMarked});
     } else {
       bins.back().last = point.frame;
+      bins.back().isMarked |= point.isMarked;
       if (Replaces(chart, point.value, bins.back().value)) bins.back().value = point.value;
     }
   }
@@ -117,8 +119,11 @@ std::string BinText(const Chart& chart, const Bin& bin) {
   }
   if (!bin.label.empty()) text += " (" + bin.label + ")";
   text += ": " + ValueText(chart, bin.value);
-  if (bin.last == bin.first) return text;
-  return text + (chart.standing == Chart::Standing::Largest ? ", the largest" : ", the smallest");
+  if (bin.last > bin.first) {
+    text += chart.standing == Chart::Standing::Largest ? ", the largest" : ", the smallest";
+  }
+  if (!bin.isMarked) return text;
+  return text + (bin.last > bin.first ? ", some " : ", ") + chart.markName;
 }
 
 // One column of the drawing; in a line chart it is there to be pointed at.
@@ -133,6 +138,12 @@ std::string ColumnSvg(const Chart& chart, const Bin& bin, const Scale& scale, do
                     "\" data-frame=\"" + std::to_string(bin.first) + "\"";
   if (bin.value) svg += " data-value=\"" + Exact(*bin.value) + "\"";
   return svg + "><title>" + EscapeHtml(BinText(chart, bin)) + "</title></rect>\n";
+}
+
+// Over the whole height, so that small and missing values are seen too.
+std::string MarkSvg(double left, double width) {
+  return "<rect class=\"mark\" x=\"" + Fixed(left, 3) + "\" y=\"0\" width=\"" + Fixed(width, 3) +
+         "\" height=\"100\"/>\n";
 }
 
 // Runs of points that have values, each a step as wide as its frames.
@@ -163,6 +174,7 @@ std::string Svg(const Chart& chart, const std::vector<Bin>& bins, const Scale& s
       "<svg viewBox=\"0 0 1000 100\" preserveAspectRatio=\"none\" aria-hidden=\"true\">\n";
   if (chart.shape == Chart::Shape::Line) svg += LineSvg(bins, scale, width);
   for (std::size_t i = 0; i < bins.size(); ++i) {
+    if (bins[i].isMarked) svg += MarkSvg(width * static_cast<double>(i), width);
     svg += ColumnSvg(chart, bins[i], scale, width * static_cast<double>(i), width);
   }
   return svg + TargetSvg(chart, scale) + "</svg>";
@@ -187,6 +199,9 @@ std::string ChartHtml(const Chart& chart) {
   if (chart.target) {
     html += " <span class=\"key\"><i></i>" + EscapeHtml(chart.targetName) + ": " +
             EscapeHtml(ValueText(chart, chart.target)) + "</span>";
+  }
+  if (std::ranges::any_of(bins, &Bin::isMarked)) {
+    html += " <span class=\"key marked\"><i></i>" + EscapeHtml(chart.markName) + "</span>";
   }
   html += "</figcaption>\n<div class=\"plot\"><div class=\"y\" aria-hidden=\"true\"><span>" +
           Fixed(scale.high, chart.decimals) + "</span><span>" +

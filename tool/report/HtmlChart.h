@@ -15,6 +15,7 @@ struct ChartPoint {
   std::int64_t frame = 0;
   std::string label;            ///< its timecode; empty = none
   std::optional<double> value;  ///< none = no bar, and a gap in a line
+  bool isMarked = false;        ///< as what Chart::markName says
 };
 
 /// A value for each frame over time.
@@ -33,7 +34,8 @@ struct Chart {
   std::optional<double> target;  ///< a line across
   std::string targetName;
   double highest = std::numeric_limits<double>::infinity();  ///< that a value can be; none is < 0
-  std::string missing;  ///< what a point without a value is, "identical"
+  std::string missing;   ///< what a point without a value is, "identical"
+  std::string markName;  ///< what marked points are, "damaged"
   std::vector<ChartPoint> points;
 };
 

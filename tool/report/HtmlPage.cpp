@@ -51,35 +51,39 @@ std::string TableHtml(const HtmlTable& table) {
 
 }  // namespace
 
-HtmlPage::HtmlPage(std::string title, std::string subtitle) : title_(std::move(title)) {
-  body_ = "<header><h1>" + EscapeHtml(title_) + "</h1><p>" + EscapeHtml(subtitle) +
-          "</p></header>\n<main>\n";
-}
-
-void HtmlPage::AddFigures(const std::vector<HtmlFigure>& figures) {
-  body_ += "<dl class=\"figures\">\n";
+void HtmlPart::AddFigures(const std::vector<HtmlFigure>& figures) {
+  html_ += "<dl class=\"figures\">\n";
   for (const HtmlFigure& figure : figures) {
-    body_ += std::string("<div") + ClassOf(figure.mark) + "><dt>" + EscapeHtml(figure.name) +
+    html_ += std::string("<div") + ClassOf(figure.mark) + "><dt>" + EscapeHtml(figure.name) +
              "</dt><dd>" + EscapeHtml(figure.value) + "</dd></div>\n";
   }
-  body_ += "</dl>\n";
+  html_ += "</dl>\n";
 }
 
-void HtmlPage::AddHeading(const std::string& text) {
-  body_ += "<h2>" + EscapeHtml(text) + "</h2>\n";
+void HtmlPart::AddHeading(const std::string& text) {
+  html_ += "<h2>" + EscapeHtml(text) + "</h2>\n";
 }
 
-void HtmlPage::AddParagraph(const std::string& text) {
-  body_ += "<p>" + EscapeHtml(text) + "</p>\n";
+void HtmlPart::AddSubheading(const std::string& text) {
+  html_ += "<h3>" + EscapeHtml(text) + "</h3>\n";
 }
 
-void HtmlPage::AddTable(const HtmlTable& table) {
-  body_ += TableHtml(table);
+void HtmlPart::AddParagraph(const std::string& text) {
+  html_ += "<p>" + EscapeHtml(text) + "</p>\n";
 }
 
-void HtmlPage::AddFoldedTable(const std::string& summary, const HtmlTable& table) {
-  body_ += "<details><summary>" + EscapeHtml(summary) + "</summary>\n" + TableHtml(table) +
+void HtmlPart::AddTable(const HtmlTable& table) {
+  html_ += TableHtml(table);
+}
+
+void HtmlPart::AddFoldedTable(const std::string& summary, const HtmlTable& table) {
+  html_ += "<details><summary>" + EscapeHtml(summary) + "</summary>\n" + TableHtml(table) +
            "</details>\n";
+}
+
+HtmlPage::HtmlPage(std::string title, const std::string& subtitle) : title_(std::move(title)) {
+  Add("<header><h1>" + EscapeHtml(title_) + "</h1><p>" + EscapeHtml(subtitle) +
+      "</p></header>\n<main>\n");
 }
 
 std::string HtmlPage::Finish() const {
@@ -89,7 +93,12 @@ std::string HtmlPage::Finish() const {
          "<meta name=\"viewport\" content=\"width=device-width, initial-scale=1\">\n"
          "<meta name=\"color-scheme\" content=\"light dark\">\n<title>" +
          EscapeHtml(title_) + "</title>\n<style>" + kPageStyle + "</style>\n</head>\n<body>\n" +
-         body_ + "</main>\n<script>" + kPageScript + "</script>\n</body>\n</html>\n";
+         GetHtml() + "</main>\n<script>" + kPageScript + "</script>\n</body>\n</html>\n";
+}
+
+std::string SymbolOf(HtmlMark mark) {
+  if (mark == HtmlMark::Good) return "\u2713 ";
+  return mark == HtmlMark::Bad ? "\u2717 " : "\u2013 ";
 }
 
 std::string EscapeHtml(const std::string& text) {

@@ -37,29 +37,41 @@ struct HtmlFigure {
   HtmlMark mark = HtmlMark::None;
 };
 
-/// Builds a page from the top. Everything that takes `html` takes it as it is; all other texts are
-/// plain and need not be UTF-8.
-class HtmlPage {
+/// Builds a part of a page from the top. Everything that takes `html` takes it as it is; all other
+/// texts are plain and need not be UTF-8.
+class HtmlPart {
  public:
-  /// @param title    of the page
-  /// @param subtitle what it is about in a line
-  HtmlPage(std::string title, std::string subtitle);
-
   void AddFigures(const std::vector<HtmlFigure>& figures);
   void AddHeading(const std::string& text);
+  void AddSubheading(const std::string& text);
   void AddParagraph(const std::string& text);
   void AddTable(const HtmlTable& table);
   /// A table that is shown when asked for.
   void AddFoldedTable(const std::string& summary, const HtmlTable& table);
-  void Add(const std::string& html) { body_ += html; }
+  void Add(const std::string& html) { html_ += html; }
+
+  const std::string& GetHtml() const { return html_; }
+
+ private:
+  std::string html_;
+};
+
+/// A page, built from the top.
+class HtmlPage : public HtmlPart {
+ public:
+  /// @param title    of the page
+  /// @param subtitle what it is about in a line
+  HtmlPage(std::string title, const std::string& subtitle);
 
   /// The bytes of the file.
   std::string Finish() const;
 
  private:
   std::string title_;
-  std::string body_;
 };
+
+/// A mark as a character with a blank behind it, for those who cannot tell its colour.
+std::string SymbolOf(HtmlMark mark);
 
 /// `text` with the characters replaced that mean something to HTML, and those that are no UTF-8.
 std::string EscapeHtml(const std::string& text);

@@ -146,6 +146,32 @@ std::string Choice(const std::string& id, const std::string& value, const std::s
          (isChosen ? " checked" : "") + "> " + text + "</label>";
 }
 
+// In pixels of the frame, across and down.
+std::string RectSvg(const SliceGrid& grid, const DamagedSlice& slice) {
+  const auto& span = grid.columns[slice.index];
+  return "<rect x=\"" + std::to_string(prores::kMacroblockSize * span.firstMacroblock) + "\" y=\"" +
+         std::to_string(grid.rowLines * slice.row) + "\" width=\"" +
+         std::to_string(prores::kMacroblockSize * span.macroblocks) + "\" height=\"" +
+         std::to_string(grid.rowLines) + "\" data-row=\"" + std::to_string(slice.row) +
+         "\" data-slice=\"" + std::to_string(slice.index) + "\"><title>Picture " +
+         std::to_string(slice.picture + 1) + ", row " + std::to_string(slice.row) + ", slice " +
+         std::to_string(slice.index) + "</title></rect>\n";
+}
+
+// The borders of the slices.
+std::string LinesSvg(const SliceGrid& grid) {
+  std::string path;
+  for (const auto& span : grid.columns) {
+    path += "M" + std::to_string(prores::kMacroblockSize * span.firstMacroblock) + " 0V" +
+            std::to_string(grid.rowLines * grid.rows);
+  }
+  for (std::uint32_t row = 0; row < grid.rows; ++row) {
+    path += "M0 " + std::to_string(grid.rowLines * row) + "H" +
+            std::to_string(prores::kMacroblockSize * grid.macroblocks);
+  }
+  return "<path d=\"" + path + "\"/>\n";
+}
+
 std::string Legend(const Layer& layer, const std::string& cssClass) {
   if (layer.IsFlat()) {
     return "<div class=\"legend " + cssClass + "\"><span>" + Fixed(layer.low, layer.decimals) +
@@ -179,6 +205,18 @@ std::string SliceMapHtml(const std::string& name, const std::string& id, const R
          "<output class=\"readout\" aria-live=\"polite\">Point at a slice, or use the arrow "
          "keys.</output>\n<script type=\"application/json\">" +
          CellsJson(grid) + "</script></figure>\n";
+}
+
+std::string DamageMapHtml(const std::string& name, const SliceGrid& grid,
+                          const std::vector<DamagedSlice>& damaged) {
+  const double width = prores::kMacroblockSize * (grid.macroblocks - 1 + grid.lastMacroblockShare);
+  const double height = grid.rowLines * (grid.rows - 1 + grid.lastRowShare);
+  std::string html = "<figure class=\"damage\"><figcaption>" + EscapeHtml(name) +
+                     "</figcaption>\n<svg viewBox=\"0 0 " + Fixed(width, 0) + " " +
+                     Fixed(height, 0) + "\" role=\"img\" aria-label=\"" + EscapeHtml(name) +
+                     "\">\n" + LinesSvg(grid);
+  for (const DamagedSlice& slice : damaged) html += RectSvg(grid, slice);
+  return html + "</svg></figure>\n";
 }
 
 std::string PictureSliderHtml(const std::string& name, const RgbPicture& reference,

@@ -4,8 +4,10 @@
 
 #include <cstdint>
 #include <string>
+#include <vector>
 
 #include "format/RgbPicture.h"
+#include "inspection/FrameCheck.h"
 #include "inspection/SliceGrid.h"
 
 namespace vixprores {
@@ -19,6 +21,11 @@ inline constexpr std::uint32_t kWidestPicture = 800;
 /// @param id   that no other part of the page has
 std::string SliceMapHtml(const std::string& name, const std::string& id, const RgbPicture& picture,
                          const SliceGrid& grid);
+
+/// The slices of a frame as they lie on its picture, with the damaged ones filled. These have their
+/// places as attributes data-row and data-slice.
+std::string DamageMapHtml(const std::string& name, const SliceGrid& grid,
+                          const std::vector<DamagedSlice>& damaged);
 
 /// Two pictures of one size on top of each other, with a control that tells how much of each shows.
 std::string PictureSliderHtml(const std::string& name, const RgbPicture& reference,

@@ -11,9 +11,6 @@
 namespace vixprores {
 namespace {
 
-// Rows of a page's table of frames; more of them are for programs.
-constexpr std::size_t kMostTableRows = kMostChartPoints;
-
 HtmlMark MarkOf(ComparedProperty::State state) {
   switch (state) {
     case ComparedProperty::State::Same:
@@ -25,13 +22,15 @@ HtmlMark MarkOf(ComparedProperty::State state) {
   }
 }
 
-std::string SymbolOf(HtmlMark mark) {
-  if (mark == HtmlMark::Good) return "\u2713 ";
-  return mark == HtmlMark::Bad ? "\u2717 " : "\u2013 ";
-}
-
 std::string TimecodeOf(const std::optional<Timecode>& timecode, std::int64_t frame) {
   return timecode ? (*timecode + frame).ToText() : std::string();
+}
+
+// What is known of a frame, or of several that are missing, besides its number.
+std::string LabelOf(const StreamStatistics& stream, const FrameStatistics& frame) {
+  std::string label = TimecodeOf(stream.timecode, frame.number);
+  if (frame.count == 1) return label;
+  return label + (label.empty() ? "" : ", ") + "and " + std::to_string(frame.count - 1) + " more";
 }
 
 std::vector<HtmlFigure> Figures(const StreamStatistics& stream) {
@@ -78,9 +77,9 @@ HtmlTable FaultsTable(const StreamStatistics& stream) {
   HtmlTable table{"Frames with faults", {"Frame", "Timecode", "Fault"}, {}};
   for (const FrameStatistics& frame : stream.frames) {
     if (frame.fault.empty()) continue;
-    table.rows.push_back(
-        {{DescribeNumbers(frame), TimecodeOf(stream.timecode, frame.number), frame.fault},
-         HtmlMark::Bad});
+    table.rows.push_back({{DescribeNumbers(frame.number, frame.count),
+                           TimecodeOf(stream.timecode, frame.number), frame.fault},
+                          HtmlMark::Bad});
     if (table.rows.size() == kMostTableRows) break;
   }
   return table;
@@ -104,21 +103,6 @@ HtmlTable FramesTable(const StreamStatistics& stream) {
   return table;
 }
 
-Chart SizeChart(const StreamStatistics& stream) {
-  Chart chart;
-  chart.name = "Size of each frame";
-  chart.unit = "bytes";
-  chart.target = stream.targetBytes;
-  chart.targetName = "target of the variant";
-  chart.missing = "missing";
-  for (const FrameStatistics& frame : stream.frames) {
-    const auto bytes = static_cast<double>(frame.bytes);
-    chart.points.push_back({frame.number, TimecodeOf(stream.timecode, frame.number),
-                            frame.isThere ? std::optional(bytes) : std::nullopt});
-  }
-  return chart;
-}
-
 Chart QuantiserChart(const StreamStatistics& stream) {
   Chart chart;
   chart.name = "Mean quantiser of each frame";
@@ -136,7 +120,7 @@ Chart QuantiserChart(const StreamStatistics& stream) {
 
 void AddFrames(HtmlPage& page, const StreamStatistics& stream) {
   page.AddHeading("Frame by frame");
-  page.Add(ChartHtml(SizeChart(stream)));
+  page.Add(ChartHtml(SizeChart(stream, "with a fault")));
   page.Add(ChartHtml(QuantiserChart(stream)));
   if (stream.frames.size() <= kMostTableRows) {
     page.AddFoldedTable("All values", FramesTable(stream));
@@ -157,6 +141,23 @@ HtmlTable PropertiesTable(const std::vector<ComparedProperty>& properties) {
                           mark});
   }
   return table;
+}
+
+Chart SizeChart(const StreamStatistics& stream, const std::string& markName) {
+  Chart chart;
+  chart.name = "Size of each frame";
+  chart.unit = "bytes";
+  chart.target = stream.targetBytes;
+  chart.targetName = "target of the variant";
+  chart.missing = "missing";
+  chart.markName = markName;
+  for (const FrameStatistics& frame : stream.frames) {
+    const auto bytes = static_cast<double>(frame.bytes);
+    chart.points.push_back({frame.number, LabelOf(stream, frame),
+                            frame.isThere ? std::optional(bytes) : std::nullopt,
+                            !frame.fault.empty()});
+  }
+  return chart;
 }
 
 void AddSliceMaps(HtmlPage& page, const std::vector<MappedFrame>& frames,

@@ -2,6 +2,7 @@
 #ifndef TOOL_REPORT_INSPECTIONPAGE_H
 #define TOOL_REPORT_INSPECTIONPAGE_H
 
+#include <cstddef>
 #include <cstdint>
 #include <string>
 #include <vector>
@@ -9,6 +10,7 @@
 #include "format/RgbPicture.h"
 #include "inspection/SliceGrid.h"
 #include "inspection/StreamStatistics.h"
+#include "report/HtmlChart.h"
 #include "report/HtmlPage.h"
 
 namespace vixprores {
@@ -25,6 +27,11 @@ struct MappedFrame {
 std::string InspectionPage(const StreamStatistics& stream, const std::vector<MappedFrame>& frames);
 
 // Parts that other pages use too.
+/// Rows of a page's table of frames; more of them are for programs.
+inline constexpr std::size_t kMostTableRows = kMostChartPoints;
+/// Sizes over time; frames with a fault are marked.
+/// @param markName what these are called, "damaged"
+Chart SizeChart(const StreamStatistics& stream, const std::string& markName);
 /// Container against frame header.
 HtmlTable PropertiesTable(const std::vector<ComparedProperty>& properties);
 /// Adds the slices of frames under a heading; nothing where there are no frames.

@@ -127,7 +127,8 @@ std::string FaultsText(const StreamStatistics& stream) {
   std::string text = "\nFaults:\n";
   for (const FrameStatistics& frame : stream.frames) {
     if (frame.fault.empty()) continue;
-    text += (frame.count == 1 ? "  frame " : "  frames ") + DescribeNumbers(frame);
+    text +=
+        (frame.count == 1 ? "  frame " : "  frames ") + DescribeNumbers(frame.number, frame.count);
     if (stream.timecode) text += " (" + (*stream.timecode + frame.number).ToText() + ")";
     text += ": " + frame.fault + "\n";
   }
@@ -321,9 +322,9 @@ std::string DescribeStream(const StreamStatistics& stream) {
          (alpha == "none" ? "no alpha" : "alpha of " + alpha);
 }
 
-std::string DescribeNumbers(const FrameStatistics& frame) {
-  const std::string first = std::to_string(frame.number);
-  return frame.count == 1 ? first : first + "-" + std::to_string(frame.number + frame.count - 1);
+std::string DescribeNumbers(std::int64_t first, std::int64_t count) {
+  const std::string text = std::to_string(first);
+  return count == 1 ? text : text + "-" + std::to_string(first + count - 1);
 }
 
 std::string DescribeWeights(const prores::QuantMatrix& matrix) {

@@ -29,7 +29,7 @@ std::string InspectionJson(const StreamStatistics& stream);
 /// "ProRes 422 HQ (apch), 1920x1080, progressive, 25 fps, 4:2:2, no alpha"
 std::string DescribeStream(const StreamStatistics& stream);
 /// "5", or "5-9" of several that are missing
-std::string DescribeNumbers(const FrameStatistics& frame);
+std::string DescribeNumbers(std::int64_t first, std::int64_t count);
 /// "flat, all 4", or "2 to 63: 2 2 3 4 ... " with the weights of the first row
 std::string DescribeWeights(const prores::QuantMatrix& matrix);
 /// "vix1", other characters than letters, digits and the like as '?'

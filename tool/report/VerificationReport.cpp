@@ -3,9 +3,9 @@
 
 #include <algorithm>
 #include <nlohmann/json.hpp>
-#include <span>
 
 #include "report/PlaceJson.h"
+#include "report/TextTable.h"
 
 namespace vixprores {
 namespace {
@@ -14,20 +14,6 @@ using Json = nlohmann::ordered_json;
 
 // More of them are told in JSON only.
 constexpr std::size_t kSlicesTold = 4;
-
-std::string Count(std::int64_t count, const std::string& things) {
-  return std::to_string(count) + " " + things + (count == 1 ? "" : "s");
-}
-
-std::string DescribePlaces(std::span<const DamagedSlice> slices) {
-  std::string text;
-  for (const DamagedSlice& slice : slices.first(std::min(slices.size(), kSlicesTold))) {
-    text += (text.empty() ? "picture " : ", picture ") + std::to_string(slice.picture + 1) +
-            " row " + std::to_string(slice.row) + " slice " + std::to_string(slice.index);
-  }
-  if (slices.size() <= kSlicesTold) return text;
-  return text + " and " + std::to_string(slices.size() - kSlicesTold) + " more";
-}
 
 Json ToJson(const DamagedSlice& slice) {
   return {{"picture", slice.picture + 1},
@@ -61,7 +47,17 @@ Json ToJson(const Verification& file) {
 std::string DescribeDamage(const DamagedFrame& frame) {
   std::string text = Describe(frame.place) + ": " + frame.check.Describe();
   if (frame.check.slices.empty()) return text;
-  return text + " (" + DescribePlaces(frame.check.slices) + ")";
+  return text + " (" + DescribeSlices(frame.check.slices) + ")";
+}
+
+std::string DescribeSlices(std::span<const DamagedSlice> slices) {
+  std::string text;
+  for (const DamagedSlice& slice : slices.first(std::min(slices.size(), kSlicesTold))) {
+    text += (text.empty() ? "picture " : ", picture ") + std::to_string(slice.picture + 1) +
+            " row " + std::to_string(slice.row) + " slice " + std::to_string(slice.index);
+  }
+  if (slices.size() <= kSlicesTold) return text;
+  return text + " and " + std::to_string(slices.size() - kSlicesTold) + " more";
 }
 
 std::string DescribeOutcome(const Verification& file) {

@@ -3,9 +3,11 @@
 import html.parser
 import json
 import shutil
+import struct
 import subprocess
 
-from tool import TIMEOUT, ToolTest, ffmpeg, make_clip, make_v210
+import mini_mov
+from tool import TIMEOUT, ToolTest, ffmpeg, make_clip, make_v210, run
 
 BROWSER = shutil.which("chromium") or "chromium"
 
@@ -193,6 +195,76 @@ class Pages(ToolTest):
         self.assertEqual(dom.seen["pictures"],
                          [[800, 450], [800, 450], [480, 270], [480, 270], [640, 360]])
 
+    def make_damaged(self):
+        """A coded file with a slice, a header and a size field that are not what was written."""
+        self.succeed("encode", "--overwrite", "--timecode", "01:00:00:00", self.raw, self.clip)
+        data = bytearray(self.clip.read_bytes())
+        places = mini_mov.places(self.clip)
+        # Of the last slice of frame 2: the size of its header.
+        frame = data[places[2][0]:sum(places[2])]
+        table = 8 + struct.unpack_from(">H", frame, 8)[0] + 8
+        slices = struct.unpack_from(">H", frame, table - 3)[0]
+        sizes = struct.unpack_from(f">{slices}H", frame, table)
+        data[places[2][0] + table + 2 * slices + sum(sizes[:-1])] = 0xff
+        data[places[4][0] + 8:places[4][0] + 10] = bytes(2)
+        data[places[7][0] + 2] = 0xff
+        self.clip.write_bytes(data)
+
+    def test_verification(self):
+        self.make_pair(filters="setfield=tff")
+        self.succeed("encode", self.raw, self.path("intact.mov"))
+        self.make_damaged()
+        names = [self.clip, self.path("intact.mov"), self.path("absent.mov")]
+        result = run("verify", "--json", "--html", self.page, *names)
+        self.assertEqual(result.returncode, 1, result.stderr)
+        report = json.loads(result.stdout)["files"]
+        damage = report[0]["damage"]
+        self.assertEqual([entry["frame"] for entry in damage], [2, 4, 7])
+        dom = self.browse("""
+            const texts = (row, selector) =>
+              [...row.querySelectorAll(selector)].map(cell => cell.textContent);
+            const rows = name => [...document.querySelectorAll(`[aria-label="${name}"] tbody tr`)]
+              .map(row => texts(row, "th, td"));
+            seen.files = rows("Files");
+            seen.damage = rows("Damaged frames");
+            seen.figures = texts(document, ".figures dd");
+            seen.properties = rows("Container against frame header").length;
+            const [chart] = document.querySelectorAll(".chart");
+            seen.marked = [...chart.querySelectorAll(".mark + [data-frame]")]
+              .map(bar => Number(bar.dataset.frame));
+            seen.marks = document.querySelectorAll(".mark").length;
+            const area = chart.querySelector(".area");
+            for (let i = 0; i < 3; ++i) press(area, "ArrowRight");
+            seen.third = chart.querySelector(".readout").textContent;
+            seen.maps = document.querySelectorAll(".damage").length;
+            seen.slices = [...document.querySelectorAll(".damage rect")]
+              .map(slice => [Number(slice.dataset.row), Number(slice.dataset.slice)]);
+            """)
+        self.assertEqual(
+            [row[:3] for row in dom.seen["files"]],
+            [[file["file"], str(file["frames"]), str(file["damagedFrames"])] for file in report])
+        self.assertEqual([row[3][2:] for row in dom.seen["files"]],
+                         ["damaged", "intact", "not verified"])
+        self.assertEqual(dom.seen["figures"], ["3", "1", "20", "3"])
+        self.assertEqual(
+            [row[:4] for row in dom.seen["damage"]],
+            [[str(entry["frame"]), entry["timecode"], str(entry["offset"]),
+              "; ".join(entry["faults"])] for entry in damage])
+        self.assertGreater(dom.seen["properties"], 0)
+        self.assertEqual(dom.seen["marked"], [2, 4, 7])
+        self.assertEqual(dom.seen["marks"], 3)
+        frames = json.loads(run("inspect", "--json", self.clip).stdout)
+        self.assertEqual(len(dom.charts), 2)
+        self.assertEqual(dom.charts[0]["values"],
+                         {frame["frame"]: frame["bytes"] for frame in frames["frames"]})
+        self.assertEqual(dom.charts[0]["target"], frames["size"]["targetBytes"])
+        self.assertEqual(dom.seen["third"], "Frame 2 (01:00:00:02): "
+                         f"{frames['frames'][2]['bytes']} bytes, damaged")
+        self.assertEqual(dom.seen["maps"], sum(bool(entry["slices"]) for entry in damage))
+        self.assertEqual(dom.seen["slices"], [[slice_["row"], slice_["slice"]]
+                                              for entry in damage for slice_ in entry["slices"]])
+        self.assertGreater(len(dom.seen["slices"]), 0)
+
     def test_follows_the_scheme_of_the_system(self):
         self.make_pair()
         self.succeed("inspect", "--html", self.page, self.clip)
@@ -204,9 +276,12 @@ class Pages(ToolTest):
 
     def test_fits_a_narrow_window(self):
         self.make_pair(size="320x240")
-        for command in (("inspect",), ("compare", self.raw)):
+        for command in (("inspect",), ("compare", self.raw), ("verify",)):
             with self.subTest(command[0]):
-                self.succeed(*command, "--overwrite", "--html", self.page, self.clip)
+                if command[0] == "verify":
+                    self.make_damaged()
+                self.page.unlink(missing_ok=True)
+                run(*command, "--html", self.page, self.clip)
                 # Windows of the browser have a least width; frames in them have none.
                 self.page.write_text(self.page.read_text().replace(
                     "</body>", "<script>const root = document.documentElement; parent.postMessage("
@@ -222,6 +297,6 @@ class Pages(ToolTest):
     def test_replaces_no_page_unless_told_to(self):
         self.make_pair()
         self.page.write_text("mine")
-        for command in (("inspect",), ("compare", self.raw)):
+        for command in (("inspect",), ("compare", self.raw), ("verify",)):
             self.fail_with(1, ["page.html exists"], *command, "--html", self.page, self.clip)
         self.assertEqual(self.page.read_text(), "mine")
