@@ -13,13 +13,23 @@
 namespace vixprores {
 namespace {
 
+// A report that did not get through is a failure, however the work went.
+int FlushOutput(int exitCode) {
+  if (std::fflush(stdout) == 0 && std::ferror(stdout) == 0) return exitCode;
+  PrintError("standard output: cannot be written; what it was to tell is lost");
+  return kExitFailed;
+}
+
 int Main(int argc, const char* const* argv) {
   try {
     const auto commands = AllCommands();
     const Request request = ParseCommandLine(commands, DescribeBuild, argc, argv);
-    if (!request.command) return std::fputs(request.text.c_str(), stdout) < 0 ? kExitFailed : 0;
+    if (!request.command) {
+      std::fputs(request.text.c_str(), stdout);
+      return FlushOutput(kExitDone);
+    }
     InstallSignalHandlers();
-    return request.command->run();
+    return FlushOutput(request.command->run());
   } catch (const UsageError& error) {
     PrintError(std::string(error.what()) +
                "\n'vixprores help COMMAND' lists what a command takes.");

@@ -209,10 +209,17 @@ TEST(CommandLine, HelpOfEveryCommandFitsAScreen) {
 TEST(CommandLine, SuggestsWhatWasMeant) {
   EXPECT_THAT(Refuse({"encod", "a", "b"}), HasSubstr("did you mean 'encode'?"));
   EXPECT_THAT(Refuse({"encode", "--varaint", "hq", "a", "b"}),
-              HasSubstr("encode: there is no option --varaint; did you mean '--variant'?"));
+              HasSubstr("encode: there is no option --varaint (did you mean '--variant'?)"));
   EXPECT_THAT(Refuse({"encode", "--over", "a", "b"}), HasSubstr("did you mean '--overwrite'?"));
   EXPECT_THAT(Refuse({"encode", "--variant", "hp", "a", "b"}), HasSubstr("did you mean 'hq'?"));
   EXPECT_THAT(Refuse({"encode", "--upside-down", "a", "b"}), Not(HasSubstr("did you mean")));
+}
+
+TEST(CommandLine, SaysWhatIsMissingOrTakenForAnOption) {
+  EXPECT_THAT(Refuse({"encode", "--variant"}), HasSubstr("--variant lacks its value"));
+  EXPECT_THAT(Refuse({"inspect", "--html", "--overwrite", "a"}),
+              HasSubstr("--html lacks its value: --html"));
+  EXPECT_THAT(Refuse({"decode", "-in.mov", "b"}), HasSubstr("a file of that name is ./-in.mov"));
 }
 
 TEST(CommandLine, TakesChoicesInAnyCaseAndValuesBehindAnEqualsSign) {

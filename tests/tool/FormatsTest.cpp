@@ -53,15 +53,17 @@ TEST(CheckEncodable, RefusesFieldsOfUnequalMacroblockRows) {
 
 TEST(CheckEncodable, TellsHowToTurnTheFieldOrder) {
   EXPECT_THAT([] { CheckEncodable(MakeFormat(720, 576, FieldOrder::BottomFirst), "dir/in.mov"); },
-              ThrowsMessage<Failure>(HasSubstr("ffmpeg -i dir/in.mov -map 0:v:0 -vf fieldorder=tff "
-                                               "-c:v v210 in.v210.mov")));
+              ThrowsMessage<Failure>(HasSubstr("ffmpeg -i dir/in.mov -map 0:v:0 -map '0:a?' "
+                                               "-vf setfield=bff,fieldorder=tff -c:v v210 "
+                                               "-c:a pcm_s24le in.v210.mov")));
 }
 
 TEST(RefuseUnconverted, SaysWhereToPasteTheCommandForAPipe) {
   EXPECT_THAT(
       [] { RefuseUnconverted("standard input", "4:2:0 pictures", "scale=2:2"); },
       ThrowsMessage<Failure>(AllOf(HasSubstr("in place of vixprores at the end of the pipe"),
-                                   HasSubstr("\n  ffmpeg -i - -map 0:v:0 -vf scale=2:2 -c:v v210 "
+                                   HasSubstr("\n  ffmpeg -i - -map 0:v:0 -map '0:a?' -vf scale=2:2 "
+                                             "-c:v v210 -c:a pcm_s24le "
                                              "converted.v210.mov"))));
   EXPECT_THAT([] { RefuseUnconverted("in.mov", "4:2:0 pictures"); },
               ThrowsMessage<Failure>(Not(HasSubstr("pipe"))));

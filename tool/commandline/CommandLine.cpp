@@ -40,24 +40,33 @@ std::vector<const Option*> OptionsOf(const Command& command) {
   return options;
 }
 
-const Option& RequireOption(const Command& command, const std::string& name) {
+// `word` as it stands, with "=VALUE" or, behind a short name, the value itself.
+const Option& RequireOption(const Command& command, const std::string& word) {
+  const bool isLong = word.starts_with("--");
+  const std::string name = isLong ? word.substr(0, word.find('=')) : word.substr(0, 2);
   std::vector<std::string> names;
   for (const Option* option : OptionsOf(command)) {
-    if (option->name == name) return *option;
+    if ((isLong ? option->name : option->shortName) == name) return *option;
     names.push_back(option->name);
   }
-  throw UsageError("there is no option " + name + Suggest(name, names));
+  if (isLong) throw UsageError("there is no option " + name + Suggest(name, names));
+  throw UsageError("there is no option " + word + "; a file of that name is ./" + word);
 }
 
-// A misspelt option is named as such, before its value is taken for a file.
+// A misspelt option is named as such, before its value is taken for a file, and one without its
+// value before the next option is taken for it.
 void CheckOptionNames(const Command& command, Words words) {
   for (std::size_t i = 0; i < words.size(); ++i) {
-    const std::string_view word = words[i];
+    const std::string word = words[i];
     if (word == "--") return;
-    if (word == "-h" || word == "--help" || !word.starts_with("--")) continue;
-    const std::size_t equals = word.find('=');
-    const Option& option = RequireOption(command, std::string(word.substr(0, equals)));
-    if (!option.value.empty() && equals == std::string_view::npos) ++i;
+    if (word == "-h" || word == "--help" || word == "-" || !word.starts_with("-")) continue;
+    const Option& option = RequireOption(command, word);
+    const bool holdsValue = word != option.name && word != option.shortName;
+    if (option.value.empty() || holdsValue) continue;
+    ++i;
+    if (i == words.size() || std::string_view(words[i]).starts_with("--")) {
+      throw UsageError(word + " lacks its value: " + OptionUsage(option));
+    }
   }
 }
 
@@ -107,7 +116,9 @@ Request ParseCommand(const Command& command, Words words) {
 }
 
 Request Help(const std::vector<Command>& commands, Words words) {
-  if (words.empty()) return {nullptr, ProgramHelp(commands)};
+  if (words.empty() || words.front() == std::string("help")) {
+    return {nullptr, ProgramHelp(commands)};
+  }
   return {nullptr, CommandHelp(FindCommand(commands, words.front()))};
 }
 

@@ -46,7 +46,7 @@ std::string Suggest(const std::string& text, const std::vector<std::string>& kno
   if (known.empty()) return {};
   const bool isNear = EditDistance(text, *nearest) <= text.size() / 3 + 1;
   if (begun == known.end() && !isNear) return {};
-  return "; did you mean '" + (begun != known.end() ? *begun : *nearest) + "'?";
+  return " (did you mean '" + (begun != known.end() ? *begun : *nearest) + "'?)";
 }
 
 std::string JoinWords(const std::vector<std::string>& words) {

@@ -7,7 +7,7 @@
 
 namespace vixprores {
 
-/// "; did you mean 'WORD'?" with the known word that a slip of the finger could have turned into
+/// " (did you mean 'WORD'?)" with the known word that a slip of the finger could have turned into
 /// `text`, or an empty text where none is near.
 std::string Suggest(const std::string& text, const std::vector<std::string>& known);
 

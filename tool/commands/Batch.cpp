@@ -11,6 +11,7 @@
 #include <system_error>
 #include <thread>
 
+#include "io/OutputFile.h"
 #include "run/Errors.h"
 #include "run/Interrupt.h"
 
@@ -90,6 +91,7 @@ class Batch {
     report.input = item.input;
     try {
       if (InterruptRequested()) throw Interrupted();
+      RefuseInputAsOutput(item.output, {item.input});
       if (!options_.overwrite && fs::exists(item.output)) {
         // An output has its name only once it is complete.
         report.status = RunReport::Status::Skipped;
@@ -109,6 +111,7 @@ class Batch {
   void Tell(const RunReport& report) {
     const std::scoped_lock lock(telling_);
     if (!report.message.empty()) PrintError(report.message);
+    if (!options_.json) PrintDamage(report);
     if (options_.quiet || options_.json || report.status != RunReport::Status::Done) return;
     std::fprintf(stderr, "%s\n", SummaryLine(report).c_str());
   }

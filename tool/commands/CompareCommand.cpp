@@ -60,6 +60,7 @@ std::string MakePage(VideoComparison& videos, const Comparison& comparison) {
 int Compare(const CompareOptions& options) {
   VideoComparison videos(options.reference, options.distorted, options.frames, options.threads);
   std::optional<OutputFile> page;
+  if (options.page) RefuseInputAsOutput(*options.page, {options.reference, options.distorted});
   if (options.page) page.emplace(*options.page, options.overwrite);
   const Comparison comparison = videos.Run();
   const std::string text = options.json ? ComparisonJson(comparison) : ComparisonText(comparison);

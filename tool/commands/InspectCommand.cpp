@@ -84,6 +84,7 @@ int Inspect(const InspectOptions& options) {
   opening.demands.anyVersion = true;
   auto reader = OpenProRes(options.input, opening);
   std::optional<OutputFile> page;
+  if (options.page) RefuseInputAsOutput(*options.page, {options.input});
   if (options.page) page.emplace(*options.page, options.overwrite);
   StreamStatistics stream = DescribeInput(*reader);
   NotableFrames notable;

@@ -55,16 +55,44 @@ std::shared_ptr<const vix::IVideoSample> MakeSample(const vix::IVideoInfo& info,
                                 {{time, time + 1, rate}}, {});
 }
 
+// Writes frames; where some are lost the one before stands in, as a stream without holes is what
+// players and sound go by.
+class FrameCopy {
+ public:
+  FrameCopy(const StreamFormat& video, FrameWriter& writer, RunReport& report)
+      : info_(DescribeStream(video)), rate_(video.rate), writer_(writer), report_(report) {}
+
+  void Write(const std::shared_ptr<vix::IBuffer>& frame, std::int64_t time) {
+    if (last_) {
+      for (++lastTime_; lastTime_ < time; ++lastTime_) WriteAt(last_, lastTime_);
+    }
+    WriteAt(frame, time);
+    last_ = frame;
+    lastTime_ = time;
+  }
+
+ private:
+  void WriteAt(const std::shared_ptr<vix::IBuffer>& frame, std::int64_t time) {
+    writer_.Write(MakeSample(*info_, frame, time, rate_));
+    report_.resultBytes += frame->GetSize();
+    ++report_.frames;
+  }
+
+  std::shared_ptr<const vix::IVideoInfo> info_;
+  Rational rate_;
+  FrameWriter& writer_;
+  RunReport& report_;
+  std::shared_ptr<vix::IBuffer> last_;
+  std::int64_t lastTime_ = 0;
+};
+
 void Copy(TaggedFileReader& reader, FrameWriter& writer, RunReport& report) {
-  const auto info = DescribeStream(reader.GetFormat());
+  FrameCopy frames(reader.GetFormat(), writer, report);
   SoundCopy sound(reader.GetSideTracks(), std::nullopt);
-  while (auto frame = reader.Read()) {
+  while (const auto frame = reader.Read()) {
     if (InterruptRequested()) throw Interrupted();
     for (SoundPacket& packet : sound.Take()) writer.WriteSound(std::move(packet));
-    report.resultBytes += frame->GetSize();
-    ++report.frames;
-    writer.Write(
-        MakeSample(*info, std::move(frame), reader.GetFrameTime(), reader.GetFormat().rate));
+    frames.Write(frame, reader.GetFrameTime());
   }
   for (SoundPacket& packet : sound.TakeRest()) writer.WriteSound(std::move(packet));
 }
@@ -99,8 +127,15 @@ void Recover(const RecoverOptions& options, RunReport& report) {
   report.status = RunReport::Status::Done;
   report.output = options.output;
   report.outputBytes = file.GetSize();
-  report.damagedPackets = reader->CountDamaged();
+  report.damagedFrames = reader->CountDamagedFrames();
+  report.damagedSound = reader->CountDamagedSound();
   report.seconds = std::chrono::duration<double>(std::chrono::steady_clock::now() - start).count();
+}
+
+void PrintCount(const std::string& input, std::int64_t count, const char* what) {
+  if (count == 0) return;
+  std::fprintf(stderr, "vixprores: note: %s: %lld %s\n", input.c_str(),
+               static_cast<long long>(count), what);
 }
 
 int Run(const RecoverOptions& options) {
@@ -109,10 +144,9 @@ int Run(const RecoverOptions& options) {
   report.command = "recover";
   report.input = options.input;
   Recover(options, report);
-  if (report.damagedPackets > 0) {
-    std::fprintf(stderr, "vixprores: note: %s: damaged packets that were left out: %lld\n",
-                 options.input.c_str(), static_cast<long long>(report.damagedPackets));
-  }
+  PrintCount(options.input, report.damagedFrames,
+             "damaged frames, for each of which the one before stands");
+  PrintDamage(report);
   if (options.json) {
     std::fprintf(options.output == "-" ? stderr : stdout, "%s\n", SummaryJson(report).c_str());
   } else if (!options.quiet) {

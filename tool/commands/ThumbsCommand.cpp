@@ -189,6 +189,7 @@ class StillWriter {
 
 int WriteStills(const ThumbsOptions& options) {
   const ThreadShares shares = ShareThreads(options.threads, std::nullopt);
+  if (options.sheet) RefuseInputAsOutput(*options.sheet, {options.input});
   PictureSource source(OpenVideo(options.input), shares);
   const Selection selection(options, source.GetReader());
   RangeReader frames(source.GetReader(), options.frames);

@@ -66,14 +66,6 @@ void PrintNotes(const TranscodeOptions& options, const TranscodePlan& plan) {
   }
 }
 
-// What is wrong with the input is told even to those who want to hear of nothing else.
-void PrintDamage(const RunReport& report) {
-  for (const FrameDamage& damage : report.damage) {
-    if (damage.treatment == FrameDamage::Treatment::Stopped) continue;  // the message tells
-    PrintError(report.input + ": " + Describe(damage));
-  }
-}
-
 void PrintSummary(const TranscodeOptions& options, const RunReport& report) {
   if (options.json) {
     // Standard output may be where the frames go.
@@ -194,7 +186,10 @@ class Run {
       ReportOutput(file_.CommitPartial());
       report_.message += "\n" + kept + report_.output;
     } catch (const Failure&) {
-      if (!writer_->IsRecoverable()) throw;
+      if (!writer_->IsRecoverable()) {
+        report_.message += "; nothing was kept";
+        return;
+      }
       const std::string work = file_.KeepWorkFile();
       report_.message += "\n" + kept + work + "; 'vixprores recover " + QuoteForShell(work) +
                          " OUTPUT' makes a whole file of it";
@@ -368,6 +363,8 @@ class Run {
 
   void ReportOutput(const std::string& name) {
     report_.output = name;
+    SideTracks* const side = reader_->GetSideTracks();
+    if (side) report_.damagedSound = side->CountDamagedSound();
     if (check_) report_.quality = check_->GetQuality();
     report_.outputBytes = file_.GetSize();
     StopClock();

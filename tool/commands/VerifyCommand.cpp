@@ -98,7 +98,6 @@ struct VerifiedFile {
 
 void VerifyReader(const VerifyOptions& options, FrameReader& reader, VerifiedFile& file) {
   Verification& result = file.result;
-  if (reader.GetSideTracks()) reader.GetSideTracks()->SelectSound({});
   FileProgress progress(options, reader);
   VerificationEvents events;
   events.damaged = [&](const DamagedFrame& frame) {
@@ -143,6 +142,7 @@ VerifiedFile VerifyFile(const VerifyOptions& options, const std::string& file) {
 int Verify(const VerifyOptions& options) {
   SetUpMessages(options);
   std::optional<OutputFile> pageFile;
+  if (options.page) RefuseInputAsOutput(*options.page, options.files);
   if (options.page) pageFile.emplace(*options.page, options.overwrite);
   VerificationPage page;
   std::vector<Verification> results;

@@ -281,6 +281,7 @@ void ContainerTrack::KeepSound(Packet packet) {
   const auto place = static_cast<std::size_t>(found - soundStreams_.begin());
   const std::int64_t time = TimeOf(*packet);
   if (time != AV_NOPTS_VALUE) soundReached_[place] = time + packet->duration;
+  if (IsDamagedSound(*packet)) ++damagedSound_;
   waiting_.push_back({place, std::move(packet)});
 }
 
@@ -370,12 +371,18 @@ std::shared_ptr<vix::IBuffer> ContainerTrack::Read() {
   return Wrap(std::move(packet));
 }
 
-std::string ContainerTrack::FindFault(const AVPacket& packet) const {
+// The tag right before the packet; none where there is none, or a damaged one.
+std::optional<PacketTag> ContainerTrack::FindTag(const AVPacket& packet) const {
   constexpr auto kTagBytes = static_cast<std::int64_t>(PacketTag::kBytes);
-  if (!isTagged_ || packet.pos < kTagBytes) return {};
+  if (!isTagged_ || packet.pos < kTagBytes) return std::nullopt;
   std::array<std::uint8_t, PacketTag::kBytes> bytes{};
   const std::size_t read = file_->ReadAt(packet.pos - kTagBytes, bytes);
-  const auto tag = ReadPacketTag(std::span(bytes).first(read));
+  return ReadPacketTag(std::span(bytes).first(read));
+}
+
+std::string ContainerTrack::FindFault(const AVPacket& packet) const {
+  if (!isTagged_ || packet.pos < 0) return {};
+  const auto tag = FindTag(packet);
   if (!tag) return "has a damaged tag, or stands where none was written";
   const std::span data(packet.data, static_cast<std::size_t>(packet.size));
   if (tag->packetBytes != data.size()) {
@@ -384,6 +391,13 @@ std::string ContainerTrack::FindFault(const AVPacket& packet) const {
   }
   return tag->packetHash == HashPacket(data) ? std::string()
                                              : "is not what was written: its checksum differs";
+}
+
+// Sound may be handed out in other pieces than it was written in, of which nothing is known.
+bool ContainerTrack::IsDamagedSound(const AVPacket& packet) const {
+  const auto tag = FindTag(packet);
+  const std::span data(packet.data, static_cast<std::size_t>(packet.size));
+  return tag && tag->packetBytes == data.size() && tag->packetHash != HashPacket(data);
 }
 
 void ContainerTrack::CheckPacket(Packet& packet) {

@@ -10,6 +10,7 @@
 #include <vector>
 
 #include "container/Libav.h"
+#include "container/PacketTag.h"
 #include "container/SideTracks.h"
 #include "format/StreamFormat.h"
 #include "format/Timecode.h"
@@ -52,6 +53,7 @@ class ContainerTrack : public SideTracks {
   const std::vector<SoundTrack>& GetSound() const override { return sound_; }
   void SelectSound(const std::vector<std::size_t>& places) override;
   const Metadata& GetMetadata() const override { return metadata_; }
+  std::int64_t CountDamagedSound() const override { return damagedSound_; }
   std::vector<SoundPacket> TakeSound() override;
   std::vector<SoundPacket> ReadSoundUntil(std::int64_t time, AVRational tick) override;
 
@@ -86,7 +88,9 @@ class ContainerTrack : public SideTracks {
   void ReadFirstPacket();
   std::optional<std::int64_t> CountAnnouncedFrames() const;
   void CheckPacket(Packet& packet);
+  std::optional<PacketTag> FindTag(const AVPacket& packet) const;
   std::string FindFault(const AVPacket& packet) const;
+  bool IsDamagedSound(const AVPacket& packet) const;
   void CheckTime(Packet& packet);
   [[noreturn]] void FailAtTime(std::int64_t number, std::int64_t time, std::int64_t expected,
                                std::int64_t missing) const;
@@ -115,6 +119,7 @@ class ContainerTrack : public SideTracks {
   std::int64_t firstTime_ = 0;                   ///< of the first packet, in the stream's time base
   std::optional<std::int64_t> lastOffset_;
   std::string lastFault_;
+  std::int64_t damagedSound_ = 0;
   std::int64_t framesRead_ = 0;  ///< packets that Read() handed out, or failed at
   bool lost_ = false;            ///< nothing is known of how to go on
 };

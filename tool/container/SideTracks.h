@@ -49,6 +49,8 @@ class SideTracks {
   virtual void SelectSound(const std::vector<std::size_t>& places) = 0;
   /// Title, creation time and so on of the file, and "reel_name".
   virtual const Metadata& GetMetadata() const = 0;
+  /// Packets of sound that were met and are not what this program wrote, as far as it can be told.
+  virtual std::int64_t CountDamagedSound() const { return 0; }
   /// The packets that came by with the video since the last call, in their order.
   virtual std::vector<SoundPacket> TakeSound() = 0;
   /// Reads on, past the video, until the sound has reached that time (in ticks of `tick` seconds);

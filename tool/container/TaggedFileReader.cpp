@@ -115,7 +115,7 @@ std::shared_ptr<vix::IBuffer> TaggedFileReader::Read() {
     auto frame = vix::CreateBuffer(nullptr, nullptr);
     frame->Allocate(tag->packetBytes);
     const bool isIntact = ReadPacket(*tag, std::span(frame->GetData(), tag->packetBytes));
-    if (!isIntact) ++damaged_;
+    if (!isIntact) ++damagedFrames_;
     if (!isIntact || tag->track != PacketTag::kVideo) continue;
     time_ = tag->time;
     return frame;
@@ -128,10 +128,8 @@ void TaggedFileReader::KeepSound(const PacketTag& tag) {
   if (!packet || av_new_packet(packet.get(), static_cast<int>(tag.packetBytes)) < 0) {
     throw std::bad_alloc();
   }
-  if (!ReadPacket(tag, std::span(packet->data, tag.packetBytes))) {
-    ++damaged_;
-    return;
-  }
+  // Damaged samples stay where they are: without them all that follows would come too early.
+  if (!ReadPacket(tag, std::span(packet->data, tag.packetBytes))) ++damagedSound_;
   const std::size_t place = tag.track - PacketTag::kFirstSound;
   if (place >= placeOf_.size() || placeOf_[place] == SIZE_MAX) return;
   packet->pts = packet->dts = tag.time;

@@ -14,8 +14,8 @@
 namespace vixprores {
 
 /// Reads a .mov of this program by its packet tags alone, without an index: what a run left that
-/// was killed, or a file whose index is damaged. Packets that are not what was written, and what
-/// is cut off at the end, are left out and counted.
+/// was killed, or a file whose index is damaged. Frames that are not what was written, and what is
+/// cut off at the end, are left out and counted; damaged sound is counted and kept.
 class TaggedFileReader : public FrameReader, private SideTracks {
  public:
   /// True when the file can be gone back in and its first tag, with the description of the tracks,
@@ -36,8 +36,10 @@ class TaggedFileReader : public FrameReader, private SideTracks {
 
   /// Time of the frame that Read() gave last, in frames: those that are lost are counted.
   std::int64_t GetFrameTime() const { return time_; }
-  /// Packets that were passed over because they are damaged.
-  std::int64_t CountDamaged() const { return damaged_; }
+  /// Frames that were passed over because they are damaged.
+  std::int64_t CountDamagedFrames() const { return damagedFrames_; }
+  /// Packets of sound that are not what was written.
+  std::int64_t CountDamagedSound() const { return damagedSound_; }
   /// Name of the compressor and code of the vendor that the file was written with.
   const std::string& GetCompressor() const { return compressor_; }
 
@@ -63,7 +65,8 @@ class TaggedFileReader : public FrameReader, private SideTracks {
   Metadata metadata_;
   std::optional<std::int64_t> offset_;
   std::int64_t time_ = 0;
-  std::int64_t damaged_ = 0;
+  std::int64_t damagedFrames_ = 0;
+  std::int64_t damagedSound_ = 0;
 };
 
 }  // namespace vixprores

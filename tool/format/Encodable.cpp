@@ -34,7 +34,8 @@ void CheckEncodable(const StreamFormat& format, const std::string& inputName) {
                   "pad the video by a line");
   }
   if (format.fieldOrder == FieldOrder::BottomFirst) {
-    RefuseUnconverted(inputName, "interlaced video with the bottom field first", "fieldorder=tff");
+    RefuseUnconverted(inputName, "interlaced video with the bottom field first",
+                      "setfield=bff,fieldorder=tff");
   }
 }
 
@@ -53,9 +54,10 @@ void RefuseUnconverted(const std::string& inputName, const std::string& found,
 std::string ConversionCommand(const std::string& inputName, const std::string& filters) {
   const bool isPiped = inputName == kStandardInput;
   const std::string stem = isPiped ? "converted" : std::filesystem::path(inputName).stem().string();
-  std::string command = "ffmpeg -i " + QuoteForShell(isPiped ? "-" : inputName) + " -map 0:v:0";
+  std::string command = "ffmpeg -i " + QuoteForShell(isPiped ? "-" : inputName) +
+                        " -map 0:v:0 -map " + QuoteForShell("0:a?");
   if (!filters.empty()) command += " -vf " + QuoteForShell(filters);
-  return command + " -c:v v210 " + QuoteForShell(stem + ".v210.mov");
+  return command + " -c:v v210 -c:a pcm_s24le " + QuoteForShell(stem + ".v210.mov");
 }
 
 std::string QuoteForShell(const std::string& text) {

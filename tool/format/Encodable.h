@@ -21,7 +21,8 @@ void CheckEncodable(const StreamFormat& format, const std::string& inputName);
 [[noreturn]] void RefuseUnconverted(const std::string& inputName, const std::string& found,
                                     const std::string& filters = {});
 
-/// The command that converts an input to progressive or interlaced V210 in a .mov, without sound.
+/// The command that converts an input to progressive or interlaced V210 in a .mov, with the sound
+/// as PCM.
 /// @param inputName as messages call it; for standard input the command reads that, too
 std::string ConversionCommand(const std::string& inputName, const std::string& filters);
 

@@ -4,6 +4,7 @@
 #include <memory>
 #include <utility>
 
+#include "container/SideTracks.h"
 #include "element/ElementTeam.h"
 #include "inspection/StreamHeaders.h"
 #include "run/Errors.h"
@@ -30,6 +31,7 @@ class Run {
     FramePlace& place = item.frame.place;
     try {
       item.bytes = reader_.Read();
+      DropSound();
       if (!item.bytes) return std::nullopt;
       const std::string fault = reader_.GetFrameFault();
       if (!fault.empty()) item.frame.check.faults.push_back(fault);
@@ -59,6 +61,14 @@ class Run {
   }
 
  private:
+  // Only what is wrong with it is of interest.
+  void DropSound() {
+    SideTracks* const side = reader_.GetSideTracks();
+    if (!side) return;
+    side->TakeSound();
+    result_.damagedSound = side->CountDamagedSound();
+  }
+
   FrameReader& reader_;
   const VerificationEvents& events_;
   Verification& result_;

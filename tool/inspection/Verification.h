@@ -29,9 +29,10 @@ struct Verification {
   std::string error;        ///< why it could not be read, or not to its end; empty = it could
   std::int64_t frames = 0;  ///< missing ones included
   std::int64_t damagedFrames = 0;  ///< likewise
+  std::int64_t damagedSound = 0;   ///< packets of sound, where checksums tell
   std::vector<DamagedFrame> damage;
 
-  bool IsIntact() const { return error.empty() && damagedFrames == 0; }
+  bool IsIntact() const { return error.empty() && damagedFrames == 0 && damagedSound == 0; }
 };
 
 /// What is told while a stream is being verified; called by one thread at a time.

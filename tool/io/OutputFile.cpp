@@ -151,6 +151,14 @@ std::string OutputFile::CommitPartial() {
   }
 }
 
+void RefuseInputAsOutput(const std::string& output, const std::vector<std::string>& inputs) {
+  for (const std::string& input : inputs) {
+    std::error_code notThere;
+    if (!std::filesystem::equivalent(output, input, notThere)) continue;
+    throw Failure(output + ": is the input itself; name another output");
+  }
+}
+
 std::string PartialName(const std::string& path, int attempt) {
   std::filesystem::path partial(path);
   const std::string extension = partial.extension().string();

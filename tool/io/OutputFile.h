@@ -7,6 +7,7 @@
 #include <stop_token>
 #include <string>
 #include <thread>
+#include <vector>
 
 namespace vixprores {
 
@@ -65,6 +66,9 @@ class OutputFile {
   std::int64_t size_ = 0;
   std::jthread syncing_;  ///< of KeepOnDisk()
 };
+
+/// Refuses, with a Failure, an output that is one of the inputs, by whatever name.
+void RefuseInputAsOutput(const std::string& output, const std::vector<std::string>& inputs);
 
 /// "dir/stem.partial.ext" for "dir/stem.ext"; from the second attempt on the number follows
 /// "partial": "dir/stem.partial-2.ext".

@@ -12,6 +12,7 @@
 #include "format/ColourNames.h"
 #include "report/PlaceJson.h"
 #include "report/TextTable.h"
+#include "run/Errors.h"
 
 namespace vixprores {
 namespace {
@@ -194,7 +195,8 @@ nlohmann::ordered_json ToJson(const RunReport& report) {
   json["resultBytes"] = report.resultBytes;
   if (report.quality) json["verification"] = ToJson(*report.quality);
   for (const FrameDamage& damage : report.damage) json["damage"].push_back(ToJson(damage));
-  if (report.damagedPackets > 0) json["damagedPackets"] = report.damagedPackets;
+  if (report.damagedFrames > 0) json["damagedFrames"] = report.damagedFrames;
+  if (report.damagedSound > 0) json["damagedSoundPackets"] = report.damagedSound;
   json["seconds"] = report.seconds;
   json["framesPerSecond"] = report.FramesPerSecond();
   json["realTimeFactor"] = report.RealTimeFactor();
@@ -247,6 +249,15 @@ std::string BatchTable(const std::vector<RunReport>& reports) {
   return text + std::to_string(there) + " of " + std::to_string(reports.size()) + " are there; " +
          std::to_string(frames) + " frames, " + Fixed(static_cast<double>(bytes) / 1e6, 1) +
          " MB written\n";
+}
+
+void PrintDamage(const RunReport& report) {
+  for (const FrameDamage& damage : report.damage) {
+    if (damage.treatment == FrameDamage::Treatment::Stopped) continue;  // the message tells
+    PrintError(report.input + ": " + Describe(damage));
+  }
+  if (report.damagedSound == 0) return;
+  PrintError(report.input + ": " + Count(report.damagedSound, "damaged packet") + " of sound");
 }
 
 std::string ProgressText(const RunReport& report, std::optional<std::int64_t> total) {

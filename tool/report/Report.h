@@ -48,8 +48,9 @@ struct RunReport {
   std::uint64_t resultBytes = 0;           ///< of the frames as the element gave them
   std::optional<EncodingQuality> quality;  ///< of what was encoded, where it was verified
   std::vector<FrameDamage> damage;
-  std::int64_t damagedPackets = 0;  ///< that were left out
-  double seconds = 0;               ///< from the first frame to the complete output
+  std::int64_t damagedFrames = 0;  ///< of a recovered file
+  std::int64_t damagedSound = 0;   ///< packets, likewise
+  double seconds = 0;              ///< from the first frame to the complete output
 
   double FramesPerSecond() const;
   /// Speed in units of the video's own.
@@ -62,6 +63,10 @@ struct RunReport {
 std::string SummaryLine(const RunReport& report);
 /// The summary as one JSON object, without a newline.
 std::string SummaryJson(const RunReport& report);
+
+/// Tells on standard error of the damaged frames that the run went on behind; also to those who
+/// want to hear of nothing else.
+void PrintDamage(const RunReport& report);
 
 /// A table of several runs: how each ended, its frames, size and speed, its input; and totals.
 std::string BatchTable(const std::vector<RunReport>& reports);

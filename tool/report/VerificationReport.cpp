@@ -37,6 +37,7 @@ Json ToJson(const Verification& file) {
   if (!file.error.empty()) json["error"] = file.error;
   json["frames"] = file.frames;
   json["damagedFrames"] = file.damagedFrames;
+  json["damagedSoundPackets"] = file.damagedSound;
   json["damage"] = Json::array();
   for (const DamagedFrame& frame : file.damage) json["damage"].push_back(ToJson(frame));
   return json;
@@ -65,6 +66,8 @@ std::string DescribeOutcome(const Verification& file) {
   const std::string frames = file.file + ": " + Count(file.frames, "frame");
   if (file.IsIntact()) return frames + ", intact";
   std::string text = frames + ", " + std::to_string(file.damagedFrames) + " damaged";
+  if (file.damagedSound > 0)
+    text += ", " + Count(file.damagedSound, "damaged packet") + " of sound";
   if (!file.error.empty()) text += ", not verified to its end";
   return text;
 }

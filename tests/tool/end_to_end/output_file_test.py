@@ -91,6 +91,25 @@ class OutputFile(ToolTest):
             self.assertIn(b"Broken pipe", process.stderr.read())
         self.assertEqual(process.wait(TIMEOUT), 1)
 
+    def test_no_report_replaces_its_input(self):
+        before = self.encoded.read_bytes()
+        for command in (("inspect", "--html"), ("verify", "--html"), ("thumbs", "--sheet")):
+            self.fail_with(1, ["is the input itself"], command[0], command[1], self.encoded,
+                           "--overwrite", self.encoded)
+        self.fail_with(1, ["is the input itself"], "compare", "--html", self.encoded,
+                       "--overwrite", self.clip, self.encoded)
+        result = run("encode", "--overwrite", "--output-dir", self.folder, self.clip)
+        self.assertEqual(result.returncode, 1)
+        self.assertIn("is the input itself", result.stderr)
+        self.assertEqual(self.encoded.read_bytes(), before)
+
+    def test_a_report_that_is_lost_is_a_failure(self):
+        with open("/dev/full", "w") as full:
+            result = subprocess.run([PROGRAM, "inspect", "--json", self.encoded], stdout=full,
+                                    stderr=subprocess.PIPE, text=True, timeout=TIMEOUT)
+        self.assertEqual(result.returncode, 1)
+        self.assertIn("standard output: cannot be written", result.stderr)
+
     def test_interlaced_mxf_is_refused(self):
         make_v210(self.clip, filters="setfield=tff")
         self.fail_with(1, ["interlaced", "choose .mov or .mkv"], "encode", self.clip,

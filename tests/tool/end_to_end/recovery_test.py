@@ -126,20 +126,45 @@ class WholeFiles(ToolTest):
         self.succeed("recover", broken, self.out)
         self.assert_same_bytes(self.out.read_bytes(), self.whole.read_bytes())
 
-    def test_damaged_frames_are_left_out_and_told(self):
+    def damage(self, places):
         data = bytearray(self.whole.read_bytes())
-        position = -1
-        for _ in range(5):
-            position = data.index(b"icpf", position + 1)
-        data[position + 100] ^= 1
+        for place in places:
+            data[place] ^= 1
         broken = self.path("broken.mov")
         broken.write_bytes(data)
+        return broken
+
+    def frame_places(self):
+        data = self.whole.read_bytes()
+        places, position = [], -1
+        while (position := data.find(b"icpf", position + 1)) >= 0:
+            places.append(position)
+        return places
+
+    def test_the_frame_before_stands_for_a_damaged_one(self):
+        places = self.frame_places()
+        broken = self.damage([places[4] + 100, places[5] + 100])
         result = self.succeed("recover", "--json", broken, self.out)
         report = json.loads(result.stdout)
-        self.assertEqual((report["frames"], report["damagedPackets"]), (24, 1))
-        self.assertIn("damaged packets that were left out: 1", result.stderr)
-        # The frames behind it keep their places in time.
-        self.assertEqual(float(probe(self.out)["duration"]), 1)
+        self.assertEqual((report["frames"], report["damagedFrames"]), (25, 2))
+        self.assertIn("2 damaged frames", result.stderr)
+        was, now = planes(self.whole), planes(self.out)
+        size = len(was) // 25
+        pictures = [was[size * number:size * (number + 1)] for number in range(25)]
+        pictures[4] = pictures[5] = pictures[3]
+        self.assert_same_bytes(now, b"".join(pictures))
+        self.assert_same_bytes(sound(self.out), sound(self.whole))
+
+    def test_damaged_sound_stays_in_its_place(self):
+        data = self.whole.read_bytes()
+        place = data.index(sound(self.whole)[30000:30100])
+        broken = self.damage([place])
+        result = self.succeed("recover", "--json", broken, self.out)
+        self.assertEqual(json.loads(result.stdout)["damagedSoundPackets"], 1)
+        self.assertIn("1 damaged packet of sound", result.stderr)
+        was, now = sound(self.whole), sound(self.out)
+        self.assertEqual(len(now), len(was))
+        self.assertEqual(sum(a != b for a, b in zip(was, now)), 1)
 
     def test_what_is_no_file_of_ours_is_refused(self):
         self.fail_with(1, [self.clip, "is no .mov that this program began to write"], "recover",

@@ -161,6 +161,20 @@ class Sound(ToolTest):
         self.succeed("decode", self.encoded, self.decoded)
         self.assert_same_bytes(sound(self.decoded, 1), sound(self.clip, 1))
 
+    def test_damage_is_found_and_told(self):
+        make_movie(self.clip)
+        self.succeed("encode", self.clip, self.encoded)
+        data = bytearray(self.encoded.read_bytes())
+        data[data.index(sound(self.clip)[60000:60100])] ^= 1
+        self.encoded.write_bytes(data)
+        result = run("verify", "--json", self.encoded)
+        file = json.loads(result.stdout)["files"][0]
+        self.assertEqual((result.returncode, file["damagedFrames"], file["damagedSoundPackets"]),
+                         (1, 0, 1))
+        self.assertIn("1 damaged packet of sound", run("verify", self.encoded).stdout)
+        result = self.succeed("decode", self.encoded, self.decoded)
+        self.assertIn("1 damaged packet of sound", result.stderr)
+
 
 class Timecode(ToolTest):
     def setUp(self):

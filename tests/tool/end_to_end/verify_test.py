@@ -50,7 +50,8 @@ class Verify(VerifyTest):
             self.make(name, "null" if name.suffix == ".mxf" else "setfield=tff")
         for file, name in zip(self.verify(0, *names), names):
             self.assertEqual(file, {"file": str(name), "intact": True, "frames": FRAMES,
-                                    "damagedFrames": 0, "damage": []})
+                                    "damagedFrames": 0, "damagedSoundPackets": 0,
+                                    "damage": []})
         result = self.succeed("verify", *names)
         self.assertEqual(result.stdout, "".join(f"{name}: {FRAMES} frames, intact\n"
                                                 for name in names))
