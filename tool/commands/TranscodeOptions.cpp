@@ -37,10 +37,9 @@ std::optional<HeadlessFormat> ToHeadlessFormat(const HeadlessOptions& options,
 Option ColourCodeOption(const std::string& name, ColourProperty property,
                         std::optional<int>& code) {
   Option option{
-      name, "NAME", "one of those of --color, if not all three",
+      name, "NAME", "this alone; 'vixprores manual encode' lists them",
       [&code, property](const std::string& text) { code = FindColourCode(property, text); }};
   option.choices = ColourCodeNames(property);
-  option.details = "One of " + JoinWords(option.choices) + ".";
   return option;
 }
 
