@@ -147,7 +147,8 @@ std::vector<BatchItem> NameOutputs(const std::vector<std::string>& inputs,
     const std::string output = (fs::path(folder) / name).string();
     const auto [other, isNew] = inputOf.emplace(output, input);
     if (!isNew) {
-      throw UsageError(other->second + " and " + input + " would both become " + output +
+      const std::string both = other->second + " and " + input;
+      throw UsageError(both + " would both become " + output +
                        "; tell them apart with {number} in --name");
     }
     items.push_back({input, output});

@@ -70,10 +70,10 @@ void TaggedFileReader::ReadDescription() {
   const bool found = FindDescription(*file_, tag);
   if (found) movie.resize(tag.packetBytes);
   if (!found || !ReadPacket(tag, movie)) {
-    throw Failure(GetName() + ": does not tell what its tracks are");
+    throw Failure(file_->GetName() + ": does not tell what its tracks are");
   }
   const std::int64_t firstPacket = file_->GetPosition();
-  const ContainerTrack track(InputFile::OverBytes(GetName(), movie),
+  const ContainerTrack track(InputFile::OverBytes(file_->GetName(), movie),
                              ContainerTrack::Holds::DescriptionOnly);
   format_ = track.GetFormat();
   format_.code = track.GetParameters().codec_tag;

@@ -39,7 +39,7 @@ class TaggedFileReader : public FrameReader, private SideTracks {
   /// Frames that were passed over because they are damaged.
   std::int64_t CountDamagedFrames() const { return damagedFrames_; }
   /// Packets of sound that are not what was written.
-  std::int64_t CountDamagedSound() const { return damagedSound_; }
+  std::int64_t CountDamagedSound() const override { return damagedSound_; }
   /// Name of the compressor and code of the vendor that the file was written with.
   const std::string& GetCompressor() const { return compressor_; }
 
