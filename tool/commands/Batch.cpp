@@ -39,6 +39,12 @@ std::string ReplaceWords(const std::string& pattern,
   }
 }
 
+[[noreturn]] void RefuseOneName(const std::string& one, const std::string& other,
+                                const std::string& output) {
+  throw UsageError(one + " and " + other + " would both become " + output +
+                   "; tell them apart with {number} in --name");
+}
+
 class Batch {
  public:
   Batch(const TranscodeOptions& options, const char* command,
@@ -146,11 +152,7 @@ std::vector<BatchItem> NameOutputs(const std::vector<std::string>& inputs,
                                                     {"number", std::to_string(items.size() + 1)}});
     const std::string output = (fs::path(folder) / name).string();
     const auto [other, isNew] = inputOf.emplace(output, input);
-    if (!isNew) {
-      const std::string both = other->second + " and " + input;
-      throw UsageError(both + " would both become " + output +
-                       "; tell them apart with {number} in --name");
-    }
+    if (!isNew) RefuseOneName(other->second, input, output);
     items.push_back({input, output});
   }
   return items;
