@@ -23,6 +23,7 @@
 #include "inspection/StreamHeaders.h"
 #include "io/FrameWriter.h"
 #include "io/OutputFile.h"
+#include "io/RangeReader.h"
 #include "run/Errors.h"
 #include "run/Interrupt.h"
 #include "run/OrderedPipeline.h"
@@ -34,13 +35,6 @@ using std::chrono::steady_clock;
 
 void PrintNote(const TranscodeOptions& options, const std::string& text) {
   if (!options.quiet && !text.empty()) std::fprintf(stderr, "vixprores: note: %s\n", text.c_str());
-}
-
-[[noreturn]] void FailPastTheEnd(const std::string& name, const FrameRange& range,
-                                 std::int64_t count) {
-  throw Failure(name + ": has " + std::to_string(count) + " frames (0-" +
-                std::to_string(count - 1) + "), but --frames asks for " +
-                std::to_string(range.first) + "-" + std::to_string(range.last));
 }
 
 // Frames that the run will write; none where only the end of the input tells.

@@ -25,7 +25,6 @@ class Timecode {
   /// The label that many frames later (or earlier), modulo 24 hours.
   Timecode operator+(std::int64_t frames) const;
   std::string ToText() const;
-  bool IsDropFrame() const { return dropFrame_; }
 
   friend bool operator==(const Timecode&, const Timecode&) = default;
 

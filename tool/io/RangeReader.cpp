@@ -9,10 +9,17 @@
 
 namespace vixprores {
 
+void FailPastTheEnd(const std::string& name, const FrameRange& range, std::int64_t count) {
+  throw Failure(name + ": has " + std::to_string(count) + " frames (0-" +
+                std::to_string(count - 1) + "), but --frames asks for " +
+                std::to_string(range.first) + "-" + std::to_string(range.last));
+}
+
 RangeReader::RangeReader(FrameReader& reader, const std::optional<FrameRange>& range)
     : reader_(reader), range_(range) {
   const auto available = reader.GetFrameCount();
-  if (range && available && range->last >= *available) FailPastTheEnd(*available);
+  if (range && available && range->last >= *available)
+    FailPastTheEnd(reader.GetName(), *range, *available);
 }
 
 std::optional<NumberedFrame> RangeReader::Read() {
@@ -27,7 +34,7 @@ std::optional<NumberedFrame> RangeReader::Read() {
       continue;
     }
     if (!data && next_ == 0) throw Failure(reader_.GetName() + ": holds no frames");
-    if (!data && range_) FailPastTheEnd(next_);
+    if (!data && range_) FailPastTheEnd(reader_.GetName(), *range_, next_);
     if (!data) return std::nullopt;
     const std::int64_t number = next_++;
     if (IsInRange(number)) {
@@ -39,12 +46,6 @@ std::optional<NumberedFrame> RangeReader::Read() {
 
 std::optional<std::int64_t> RangeReader::Count() const {
   return range_ ? range_->last - range_->first + 1 : reader_.GetFrameCount();
-}
-
-void RangeReader::FailPastTheEnd(std::int64_t count) const {
-  throw Failure(reader_.GetName() + ": has " + std::to_string(count) + " frames (0-" +
-                std::to_string(count - 1) + "), but --frames asks for " +
-                std::to_string(range_->first) + "-" + std::to_string(range_->last));
 }
 
 }  // namespace vixprores

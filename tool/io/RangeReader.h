@@ -5,11 +5,16 @@
 #include <cstdint>
 #include <memory>
 #include <optional>
+#include <string>
 
 #include "commandline/Values.h"
 #include "io/FrameReader.h"
 
 namespace vixprores {
+
+/// Fails with a Failure that says how many frames `name` has, and which ones --frames asks for.
+[[noreturn]] void FailPastTheEnd(const std::string& name, const FrameRange& range,
+                                 std::int64_t count);
 
 /// A frame as its reader gave it.
 struct NumberedFrame {
@@ -34,7 +39,6 @@ class RangeReader {
 
  private:
   bool IsInRange(std::int64_t number) const { return !range_ || number >= range_->first; }
-  [[noreturn]] void FailPastTheEnd(std::int64_t count) const;
 
   FrameReader& reader_;
   std::optional<FrameRange> range_;
