@@ -14,11 +14,6 @@
 namespace vix {
 namespace {
 
-/// How far a driver has come; the calls that lead from one stage to the next.
-enum class Stage { Created, Configured, Defined };
-
-constexpr const char* kCallLeadingTo[] = {"the constructor", "Configure", "Define"};
-
 std::shared_ptr<IMediaFilter> MakeElement(ElementFactoryType factoryType,
                                           const std::string& implementation,
                                           const std::string& type) {
@@ -35,6 +30,10 @@ std::shared_ptr<IMediaFilter> MakeElement(ElementFactoryType factoryType,
 }  // namespace
 
 struct ElementDriver::State {
+  /// How far a driver has come; the calls that lead from one stage to the next.
+  enum class Stage { Created, Configured, Defined };
+  static constexpr const char* kCallLeadingTo[] = {"the constructor", "Configure", "Define"};
+
   std::string name;
   std::shared_ptr<IMediaFilter> element;  ///< null after Release()
   std::shared_ptr<const IParametersCollectionInstance> manifest;
@@ -90,33 +89,33 @@ const std::string& ElementDriver::GetName() const {
 }
 
 std::shared_ptr<IParametersCollectionInstance> ElementDriver::CreateConfig() const {
-  state_->CheckOrder("CreateConfig", Stage::Created);
+  state_->CheckOrder("CreateConfig", State::Stage::Created);
   return CreateParametersCollectionInstance(state_->manifest->GetPrototype());
 }
 
 void ElementDriver::Configure(std::shared_ptr<const IParametersCollectionInstance> config) {
   State& state = *state_;
-  state.CheckOrder("Configure", Stage::Created);
+  state.CheckOrder("Configure", State::Stage::Created);
   if (!config) state.Refuse("Configure needs a configuration, not null");
   const ContextScope context(state.name);
   state.element->SetInitConfig(std::move(config));
-  if (state.stage == Stage::Created) state.stage = Stage::Configured;
+  if (state.stage == State::Stage::Created) state.stage = State::Stage::Configured;
 }
 
 std::shared_ptr<const IInfoContainer> ElementDriver::Define(
     std::shared_ptr<const IInfoContainer> input) {
   State& state = *state_;
-  state.CheckOrder("Define", Stage::Configured);
+  state.CheckOrder("Define", State::Stage::Configured);
   if (!input) state.Refuse("Define needs an input description, not null");
   const ContextScope context(state.name);
   state.element->DefineInput(std::move(input), "");
-  state.stage = Stage::Defined;
+  state.stage = State::Stage::Defined;
   return state.element->GetDefinedOutput("");
 }
 
 void ElementDriver::Push(std::shared_ptr<const ISampleContainer> container) {
   State& state = *state_;
-  state.CheckOrder("Push", Stage::Defined);
+  state.CheckOrder("Push", State::Stage::Defined);
   if (!container) state.Refuse("Push needs a sample container, not null");
   if (state.waitingOutput) state.Refuse("Push needs Pull first: an output waits");
   for (const auto& sample : container->GetVideoSamples(nullptr, nullptr)) {
@@ -129,7 +128,7 @@ void ElementDriver::Push(std::shared_ptr<const ISampleContainer> container) {
 }
 
 std::shared_ptr<const ISampleContainer> ElementDriver::Pull() {
-  state_->CheckOrder("Pull", Stage::Defined);
+  state_->CheckOrder("Pull", State::Stage::Defined);
   return std::exchange(state_->waitingOutput, nullptr);
 }
 

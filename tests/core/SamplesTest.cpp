@@ -5,6 +5,7 @@
 #include <memory>
 #include <vector>
 
+#include "TestTrack.h"
 #include "vix/Samples.h"
 
 namespace vix {
@@ -12,8 +13,8 @@ namespace {
 
 using ::testing::ElementsAre;
 using ::testing::IsEmpty;
+using test::Track;
 
-struct Track : ITrack {};
 struct Metadata : IMetadata {};
 
 struct OtherSample : ISample {

@@ -5,6 +5,7 @@
 #include <memory>
 
 #include "Refusal.h"
+#include "TestTrack.h"
 #include "vix/StreamDescription.h"
 
 namespace vix {
@@ -13,8 +14,8 @@ namespace {
 using ::testing::ElementsAre;
 using ::testing::HasSubstr;
 using ::testing::IsEmpty;
+using test::Track;
 
-struct Track : ITrack {};
 struct OtherInfo : IInfo {};
 
 void Fill(IVideoParameters& parameters) {

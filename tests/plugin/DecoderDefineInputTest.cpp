@@ -7,8 +7,6 @@ namespace {
 
 using fake::TheHost;
 
-const std::string kV210 = fake::Join(vix::kFourCC_V210);
-
 class DecoderDefineInputTest : public DecoderTest {
  protected:
   void DefineParameters() { decoder->DefineInput(MakeStream(parameters), ""); }

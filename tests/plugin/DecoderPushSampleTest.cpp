@@ -9,7 +9,6 @@ using fake::TheCodec;
 using fake::TheHost;
 
 const std::string kUyvy = fake::Join(vix::kFourCC_UYVY);
-const std::string kV210 = fake::Join(vix::kFourCC_V210);
 
 class DecoderPushSampleTest : public DecoderTest {
  protected:

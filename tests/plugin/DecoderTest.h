@@ -12,6 +12,8 @@
 #include "StreamFixtures.h"
 #include "VideoDecoderProRes.h"
 
+inline const std::string kV210 = fake::Join(vix::kFourCC_V210);
+
 /// A decoder element with a configuration at hand ("initConfig": SkipField false, nothing else).
 class DecoderTest : public PluginTest {
  protected:

@@ -16,7 +16,7 @@ namespace {
 using testing::ElementsAre;
 using testing::IsEmpty;
 
-std::string MakeFrame(int width, unsigned seed, int interlaceMode = 0) {
+std::string MakeEncodedFrame(int width, unsigned seed, int interlaceMode = 0) {
   reference::StreamSpec spec;
   spec.width = width;
   spec.height = 34;
@@ -53,9 +53,9 @@ class FrameScannerTest : public testing::Test {
   }
 
   ScratchFolder folder_;
-  const std::string a_ = MakeFrame(48, 1);
-  const std::string b_ = MakeFrame(48, 2, 1);
-  const std::string c_ = MakeFrame(48, 3);
+  const std::string a_ = MakeEncodedFrame(48, 1);
+  const std::string b_ = MakeEncodedFrame(48, 2, 1);
+  const std::string c_ = MakeEncodedFrame(48, 3);
 };
 
 TEST_F(FrameScannerTest, FindsNothingInNothing) {
@@ -141,7 +141,7 @@ TEST_F(FrameScannerTest, TakesWhatIsLeftOfTheLastFrame) {
 }
 
 TEST_F(FrameScannerTest, PassesOverHeadersThatLeadNowhere) {
-  std::string alien = MakeFrame(32, 4);
+  std::string alien = MakeEncodedFrame(32, 4);
   alien[8 + 20] = 0;
   const std::string junk = Junk(300);
   EXPECT_THAT(Scan(a_ + alien + junk + c_),

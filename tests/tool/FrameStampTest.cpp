@@ -10,7 +10,7 @@ namespace vixprores {
 namespace {
 
 /// A frame header with 20 bytes of a picture behind it.
-std::vector<std::uint8_t> MakeFrame(const prores::FrameHeader& header) {
+std::vector<std::uint8_t> MakeStub(const prores::FrameHeader& header) {
   std::vector<std::uint8_t> frame(FrameHeaderBytes(header) + 20, 0xa5);
   WriteFrameHeader(header, static_cast<std::uint32_t>(frame.size()), frame.data());
   return frame;
@@ -44,7 +44,7 @@ prores::FrameHeader Header() {
 }
 
 TEST(FrameStamp, WritesColourRateAndAspectAndNothingElse) {
-  const std::vector<std::uint8_t> plain = MakeFrame(Header());
+  const std::vector<std::uint8_t> plain = MakeStub(Header());
   std::vector<std::uint8_t> frame = plain;
   const prores::FrameHeader stamped = Stamp(Format(), frame);
   EXPECT_EQ(stamped.colorPrimaries, 5);
@@ -62,7 +62,7 @@ TEST(FrameStamp, WritesColourRateAndAspectAndNothingElse) {
 TEST(FrameStamp, KeepsMatrices) {
   prores::FrameHeader header = Header();
   header.lumaMatrix[63] = 9;
-  std::vector<std::uint8_t> frame = MakeFrame(header);
+  std::vector<std::uint8_t> frame = MakeStub(header);
   EXPECT_EQ(Stamp(Format(), frame).lumaMatrix, header.lumaMatrix);
 }
 
@@ -70,7 +70,7 @@ TEST(FrameStamp, LeavesWhatHasNoCodeUnknown) {
   StreamFormat format = Format();
   format.rate = {15, 1};
   format.sampleAspect = {59, 54};
-  std::vector<std::uint8_t> frame = MakeFrame(Header());
+  std::vector<std::uint8_t> frame = MakeStub(Header());
   EXPECT_EQ(Stamp(format, frame).frameRate, 0);
   EXPECT_EQ(Stamp(format, frame).aspectRatio, 0);
 }
@@ -79,7 +79,7 @@ TEST(FrameStamp, KnowsSquarePixelsAndRatesInAnyTerms) {
   StreamFormat format = Format();
   format.rate = {60000, 2002};
   format.sampleAspect = {1, 1};
-  std::vector<std::uint8_t> frame = MakeFrame(Header());
+  std::vector<std::uint8_t> frame = MakeStub(Header());
   EXPECT_EQ(Stamp(format, frame).frameRate, 4);
   EXPECT_EQ(Stamp(format, frame).aspectRatio, 1);
 }

@@ -1,6 +1,8 @@
 // SPDX-License-Identifier: BSD-2-Clause
 #include "commandline/Command.h"
 
+#include <algorithm>
+#include <iterator>
 #include <utility>
 
 #include "commandline/Values.h"
@@ -44,6 +46,20 @@ std::function<void(const std::vector<std::string>&)> TakeWords(
       variables[i].get() = words[i];
     }
   };
+}
+
+std::vector<const Option*> OptionsOf(const Command& command) {
+  std::vector<const Option*> options;
+  for (const OptionGroup& group : command.groups) {
+    for (const Option& option : group.options) options.push_back(&option);
+  }
+  return options;
+}
+
+std::vector<std::string> NamesOf(const std::vector<Command>& commands) {
+  std::vector<std::string> names;
+  std::ranges::transform(commands, std::back_inserter(names), &Command::name);
+  return names;
 }
 
 }  // namespace vixprores

@@ -71,6 +71,11 @@ Option Number(std::string name, int& variable, int smallest, int largest, std::s
 std::function<void(const std::vector<std::string>&)> TakeWords(
     std::vector<std::string> names, std::vector<std::reference_wrapper<std::string>> variables);
 
+/// All options of a command, as long as it lives.
+std::vector<const Option*> OptionsOf(const Command& command);
+
+std::vector<std::string> NamesOf(const std::vector<Command>& commands);
+
 }  // namespace vixprores
 
 #endif  // TOOL_COMMANDLINE_COMMAND_H

@@ -17,27 +17,19 @@ namespace {
 
 using Words = std::span<const char* const>;
 
-std::vector<std::string> NamesOf(const std::vector<Command>& commands) {
-  std::vector<std::string> names;
-  std::ranges::transform(commands, std::back_inserter(names), &Command::name);
-  names.emplace_back("help");
-  return names;
+// With 'help', which is answered here.
+std::vector<std::string> CommandWords(const std::vector<Command>& commands) {
+  auto words = NamesOf(commands);
+  words.emplace_back("help");
+  return words;
 }
 
 const Command& FindCommand(const std::vector<Command>& commands, const std::string& name) {
   const auto found = std::ranges::find(commands, name, &Command::name);
   if (found != commands.end()) return *found;
-  const auto names = NamesOf(commands);
+  const auto names = CommandWords(commands);
   throw UsageError("there is no command '" + name + "'" + Suggest(name, names) +
                    "; the commands are " + JoinWords(names));
-}
-
-std::vector<const Option*> OptionsOf(const Command& command) {
-  std::vector<const Option*> options;
-  for (const OptionGroup& group : command.groups) {
-    for (const Option& option : group.options) options.push_back(&option);
-  }
-  return options;
 }
 
 // `word` as it stands, with "=VALUE" or, behind a short name, the value itself.
@@ -129,7 +121,7 @@ Request ParseCommandLine(const std::vector<Command>& commands,
                          const char* const* argv) {
   const Words words = Words(argv, static_cast<std::size_t>(argc)).subspan(1);
   if (words.empty()) {
-    throw UsageError("a command is missing; the commands are " + JoinWords(NamesOf(commands)));
+    throw UsageError("a command is missing; the commands are " + JoinWords(CommandWords(commands)));
   }
   const std::string first = words.front();
   const Words rest = words.subspan(1);

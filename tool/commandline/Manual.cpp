@@ -136,7 +136,7 @@ std::string OptionTerm(const Option& option) {
   return ".BI \"" + name + " \" \"" + Escape(option.value) + "\"";
 }
 
-std::string Options(const Command& command) {
+std::string OptionsSection(const Command& command) {
   std::string text;
   for (const OptionGroup& group : command.groups) {
     if (group.options.empty()) continue;
@@ -190,7 +190,7 @@ std::string ProgramManual(const std::vector<Command>& commands, const std::strin
 std::string CommandManual(const Command& command, const std::string& version) {
   const std::string name = ManualName(command);
   std::string text = Header(name, version) + Name(name, command.summary) + Synopsis(command) +
-                     Description(command) + Options(command);
+                     Description(command) + OptionsSection(command);
   if (!command.examples.empty()) text += Heading("EXAMPLES");
   for (const Example& example : command.examples) text += Show(example);
   return text + Table("EXIT STATUS", kExitStatus) + Table("ENVIRONMENT", kEnvironment) +

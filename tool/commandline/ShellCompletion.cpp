@@ -24,12 +24,6 @@ std::vector<Command> WithHelp(std::vector<Command> commands) {
   return commands;
 }
 
-std::vector<std::string> NamesOf(const std::vector<Command>& commands) {
-  std::vector<std::string> names;
-  std::ranges::transform(commands, std::back_inserter(names), &Command::name);
-  return names;
-}
-
 template <typename Place>
 Offer OfferFor(const Place& place, const std::vector<Command>& commands) {
   if (!place.choices.empty()) return {place.choices, Completion::Nothing};
@@ -52,14 +46,6 @@ Offer OfferForArguments(const Command& command, const std::vector<Command>& comm
     if (offer.kind != Completion::File && one.kind != Completion::Nothing) offer.kind = one.kind;
   }
   return offer;
-}
-
-std::vector<const Option*> OptionsOf(const Command& command) {
-  std::vector<const Option*> options;
-  for (const OptionGroup& group : command.groups) {
-    for (const Option& option : group.options) options.push_back(&option);
-  }
-  return options;
 }
 
 std::string Join(const std::vector<std::string>& words) {

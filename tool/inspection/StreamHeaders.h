@@ -11,15 +11,10 @@
 #include <string>
 
 #include "bitstream/FrameHeader.h"
+#include "format/BufferBytes.h"
 #include "format/StreamFormat.h"
-#include "vix/Buffers.h"
 
 namespace vixprores {
-
-/// The bytes of a frame.
-inline std::span<const std::uint8_t> BytesOf(const vix::IBuffer& frame) {
-  return {frame.GetData(), frame.GetSize()};
-}
 
 /// The header of a frame with its prefix; none where it cannot be read.
 std::optional<prores::FrameHeader> ParseHeader(std::span<const std::uint8_t> frame);

@@ -20,7 +20,7 @@
 namespace vixprores {
 namespace {
 
-[[noreturn]] void FailWithErrno(const std::string& name, int error) {
+[[noreturn]] void FailToRead(const std::string& name, int error) {
   throw Failure(name + ": cannot be read: " + std::generic_category().message(error));
 }
 
@@ -39,18 +39,18 @@ std::unique_ptr<InputFile> InputFile::OverBytes(const std::string& name,
       lseek(descriptor, 0, SEEK_SET) == 0;
   const int error = errno;
   if (!isWritten && descriptor >= 0) close(descriptor);
-  if (!isWritten) FailWithErrno(name, error);
+  if (!isWritten) FailToRead(name, error);
   return std::unique_ptr<InputFile>(new InputFile(name, descriptor));
 }
 
 InputFile::InputFile(const std::string& name, int descriptor)
     : name_(name), descriptor_(descriptor) {
-  if (descriptor_ < 0) FailWithErrno(name_, errno);
+  if (descriptor_ < 0) FailToRead(name_, errno);
   struct stat status {};
   const int error = fstat(descriptor_, &status) != 0 ? errno : 0;
   if (error != 0 || S_ISDIR(status.st_mode)) {
     close(descriptor_);
-    FailWithErrno(name_, error != 0 ? error : EISDIR);
+    FailToRead(name_, error != 0 ? error : EISDIR);
   }
   mayWait_ = !S_ISREG(status.st_mode);
   WidenPipe(descriptor_);
@@ -72,7 +72,7 @@ bool InputFile::IsSameFile(const std::string& path) const {
 void InputFile::WaitForInput() const {
   std::array<pollfd, 2> descriptors{{{descriptor_, POLLIN, 0}, {InterruptDescriptor(), POLLIN, 0}}};
   while (poll(descriptors.data(), descriptors.size(), -1) < 0) {
-    if (errno != EINTR) FailWithErrno(name_, errno);
+    if (errno != EINTR) FailToRead(name_, errno);
   }
   // What is there already is taken first: it may complete a frame.
   if (descriptors[0].revents == 0) throw Interrupted();
@@ -83,7 +83,7 @@ std::size_t InputFile::ReadFromSystem(std::span<std::uint8_t> destination) {
   for (;;) {
     const ssize_t bytes = read(descriptor_, destination.data(), destination.size());
     if (bytes >= 0) return static_cast<std::size_t>(bytes);
-    if (errno != EINTR) FailWithErrno(name_, errno);
+    if (errno != EINTR) FailToRead(name_, errno);
     if (InterruptRequested()) throw Interrupted();
   }
 }
@@ -123,12 +123,12 @@ std::span<const std::uint8_t> InputFile::Peek(std::size_t bytes) {
 
 std::size_t InputFile::ReadAt(std::int64_t position, std::span<std::uint8_t> destination) const {
   const ssize_t bytes = pread(descriptor_, destination.data(), destination.size(), position);
-  if (bytes < 0) FailWithErrno(name_, errno);
+  if (bytes < 0) FailToRead(name_, errno);
   return static_cast<std::size_t>(bytes);
 }
 
 void InputFile::Seek(std::int64_t position) {
-  if (lseek(descriptor_, position, SEEK_SET) < 0) FailWithErrno(name_, errno);
+  if (lseek(descriptor_, position, SEEK_SET) < 0) FailToRead(name_, errno);
   peeked_.clear();
   position_ = position;
 }

@@ -23,7 +23,7 @@ namespace {
 
 constexpr auto kSyncInterval = std::chrono::milliseconds(500);
 
-[[noreturn]] void FailWithErrno(const std::string& name, int error) {
+[[noreturn]] void FailToWrite(const std::string& name, int error) {
   std::string hint;
   if (error == ENOSPC || error == EDQUOT) hint = "; make room or name a file on another disk";
   if (error == EPIPE) hint = "; the program that reads it has ended";
@@ -41,10 +41,10 @@ std::string FollowLinks(const std::string& path) {
 bool RenameToFreeName(const std::string& from, const std::string& to, const std::string& name) {
   if (renameat2(AT_FDCWD, from.c_str(), AT_FDCWD, to.c_str(), RENAME_NOREPLACE) == 0) return true;
   if (errno == EEXIST) return false;
-  if (errno != EINVAL && errno != ENOSYS) FailWithErrno(name, errno);
+  if (errno != EINVAL && errno != ENOSYS) FailToWrite(name, errno);
   // The file system cannot do both in one step.
   if (access(to.c_str(), F_OK) == 0) return false;
-  if (rename(from.c_str(), to.c_str()) != 0) FailWithErrno(name, errno);
+  if (rename(from.c_str(), to.c_str()) != 0) FailToWrite(name, errno);
   return true;
 }
 
@@ -58,7 +58,7 @@ OutputFile::OutputFile(const std::string& path, bool overwrite)
     : name_(path == "-" ? "standard output" : path), overwrite_(overwrite) {
   struct stat status {};
   const bool exists = path != "-" && stat(path.c_str(), &status) == 0;
-  if (exists && S_ISDIR(status.st_mode)) FailWithErrno(name_, EISDIR);
+  if (exists && S_ISDIR(status.st_mode)) FailToWrite(name_, EISDIR);
   if (exists && S_ISREG(status.st_mode) && !overwrite) RefuseExisting(name_);
   if (path == "-") {
     descriptor_ = dup(STDOUT_FILENO);
@@ -70,7 +70,7 @@ OutputFile::OutputFile(const std::string& path, bool overwrite)
     descriptor_ = open(workPath.c_str(), O_RDWR | O_CREAT | O_EXCL | O_CLOEXEC, 0666);
     if (descriptor_ >= 0) workPath_ = std::move(workPath);
   }
-  if (descriptor_ < 0) FailWithErrno(name_, errno);
+  if (descriptor_ < 0) FailToWrite(name_, errno);
   isSeekable_ = !workPath_.empty();
   WidenPipe(descriptor_);
 }
@@ -85,7 +85,7 @@ void OutputFile::Write(std::span<const std::uint8_t> bytes) {
   while (!bytes.empty()) {
     const ssize_t written = write(descriptor_, bytes.data(), bytes.size());
     if (written < 0 && errno == EINTR) continue;  // the frame at hand is always finished
-    if (written < 0) FailWithErrno(name_, errno);
+    if (written < 0) FailToWrite(name_, errno);
     bytes = bytes.subspan(static_cast<std::size_t>(written));
     position_ += written;
     size_ = std::max(size_, position_);
@@ -94,12 +94,12 @@ void OutputFile::Write(std::span<const std::uint8_t> bytes) {
 
 std::size_t OutputFile::ReadAt(std::int64_t position, std::span<std::uint8_t> bytes) const {
   const ssize_t read = pread(descriptor_, bytes.data(), bytes.size(), position);
-  if (read < 0) FailWithErrno(name_, errno);
+  if (read < 0) FailToWrite(name_, errno);
   return static_cast<std::size_t>(read);
 }
 
 void OutputFile::Seek(std::int64_t position) {
-  if (lseek(descriptor_, position, SEEK_SET) < 0) FailWithErrno(name_, errno);
+  if (lseek(descriptor_, position, SEEK_SET) < 0) FailToWrite(name_, errno);
   position_ = position;
 }
 
@@ -118,17 +118,17 @@ void OutputFile::SyncRegularly(const std::stop_token& stop) const {
 void OutputFile::Close() {
   if (syncing_.joinable()) {
     syncing_ = {};
-    if (fdatasync(descriptor_) != 0) FailWithErrno(name_, errno);
+    if (fdatasync(descriptor_) != 0) FailToWrite(name_, errno);
   }
   // A full disk may show only here.
-  if (close(std::exchange(descriptor_, -1)) != 0) FailWithErrno(name_, errno);
+  if (close(std::exchange(descriptor_, -1)) != 0) FailToWrite(name_, errno);
 }
 
 void OutputFile::Commit() {
   Close();
   if (workPath_.empty()) return;
   if (overwrite_) {
-    if (rename(workPath_.c_str(), path_.c_str()) != 0) FailWithErrno(name_, errno);
+    if (rename(workPath_.c_str(), path_.c_str()) != 0) FailToWrite(name_, errno);
   } else if (!RenameToFreeName(workPath_, path_, name_)) {
     RefuseExisting(name_);
   }

@@ -7,18 +7,11 @@
 #include <utility>
 #include <vector>
 
+#include "format/BufferBytes.h"
 #include "format/PlanarPicture.h"
 #include "format/Y4mHeader.h"
 
 namespace vixprores {
-namespace {
-
-std::span<const std::uint8_t> BytesOf(const vix::IBuffer& buffer) {
-  return {buffer.GetData(), buffer.GetSize()};
-}
-
-}  // namespace
-
 Y4mWriter::Y4mWriter(OutputFile& file, const StreamFormat& stream)
     : file_(file), stream_(stream), planarBytes_(PlanarBytes(stream)) {
   const std::string header = MakeY4mHeader(stream_);

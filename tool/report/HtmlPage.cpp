@@ -20,8 +20,9 @@ const char* ClassOf(HtmlMark mark) {
 
 // Bytes that are no UTF-8 become replacement characters.
 std::string ToUtf8(const std::string& text) {
-  using Json = nlohmann::json;
-  return Json::parse(Json(text).dump(-1, ' ', false, Json::error_handler_t::replace))
+  const nlohmann::json string(text);
+  return nlohmann::json::parse(
+             string.dump(-1, ' ', false, nlohmann::json::error_handler_t::replace))
       .get<std::string>();
 }
 

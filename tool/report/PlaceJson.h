@@ -10,11 +10,11 @@ namespace vixprores {
 
 /// {"frame": 17, "count": 1, "timecode": "10:00:00:17", "offset": 12345}; null = unknown
 inline nlohmann::ordered_json PlaceJson(const FramePlace& place) {
-  using Json = nlohmann::ordered_json;
-  return {{"frame", place.number},
-          {"count", place.count},
-          {"timecode", place.timecode ? Json(place.timecode->ToText()) : Json()},
-          {"offset", place.offset ? Json(*place.offset) : Json()}};
+  nlohmann::ordered_json json{
+      {"frame", place.number}, {"count", place.count}, {"timecode", nullptr}, {"offset", nullptr}};
+  if (place.timecode) json["timecode"] = place.timecode->ToText();
+  if (place.offset) json["offset"] = *place.offset;
+  return json;
 }
 
 }  // namespace vixprores
