@@ -8,6 +8,11 @@
 #include "format/StreamFormat.h"
 #include "run/Errors.h"
 
+extern "C" {
+#include <libavcodec/avcodec.h>
+#include <libavutil/channel_layout.h>
+}
+
 namespace vixprores {
 namespace {
 
@@ -137,11 +142,59 @@ TEST(FindLostProperties, NamesATimecode) {
   EXPECT_THAT(FindLostProperties(FindRawVideoOutput("a.avi"), content),
               ElementsAre("timecode (10:00:00:00)"));
   EXPECT_THAT(FindLostProperties(FindRawVideoOutput("a.mov"), content), IsEmpty());
+  EXPECT_THAT(FindLostProperties(FindRawVideoOutput("-"), content),
+              ElementsAre("timecode (10:00:00:00)"));
+}
+
+SoundTrack MakeSound(AVCodecID codec, const char* layout) {
+  std::shared_ptr<AVCodecParameters> parameters(
+      avcodec_parameters_alloc(),
+      [](AVCodecParameters* pointer) { avcodec_parameters_free(&pointer); });
+  parameters->codec_id = codec;
+  av_channel_layout_from_string(&parameters->ch_layout, layout);
+  return {parameters, {1, 48000}, {}};
+}
+
+TEST(FindLostProperties, NamesLayoutsOfChannelsThatOnlyTheContainerTells) {
+  MovieContent content{MakeFormat(720, 576, FieldOrder::Progressive)};
+  content.sound = {MakeSound(AV_CODEC_ID_PCM_S16LE, "5.1"),
+                   MakeSound(AV_CODEC_ID_PCM_S16LE, "quad"),
+                   MakeSound(AV_CODEC_ID_PCM_S16LE, "quad")};
+  EXPECT_THAT(FindLostProperties(FindProResOutput("a.mkv"), content),
+              ElementsAre("layout of the sound's channels (5.1, quad)"));
+  EXPECT_THAT(FindLostProperties(FindProResOutput("a.mov"), content), IsEmpty());
+  content.sound = {MakeSound(AV_CODEC_ID_PCM_S16LE, "stereo"), MakeSound(AV_CODEC_ID_AAC, "5.1")};
+  EXPECT_THAT(FindLostProperties(FindProResOutput("a.mkv"), content), IsEmpty());
 }
 
 TEST(FindLostProperties, IsSilentAboutWhatIsUnknown) {
   const StreamFormat format = MakeFormat(720, 576, FieldOrder::Progressive);
   EXPECT_THAT(FindLostProperties(FindRawVideoOutput("a.avi"), {format}), IsEmpty());
+}
+
+TEST(KeptFormat, LeavesUnknownWhatAFileOfPicturesDoesNotTell) {
+  StreamFormat format = MakeFormat(720, 576, FieldOrder::TopFirst);
+  format.colour = {5, 1, 6, ColourRange::Full};
+  format.sampleAspect = {64, 45};
+  EXPECT_EQ(KeptFormat(FindRawVideoOutput("a.mov"), format).colour,
+            (Colour{5, 1, 6, ColourRange::Unknown}));
+  const StreamFormat y4m = KeptFormat(FindRawVideoOutput("a.y4m"), format);
+  EXPECT_EQ(y4m.fieldOrder, FieldOrder::TopFirst);
+  EXPECT_EQ(y4m.colour, (Colour{2, 2, 2, ColourRange::Full}));
+  EXPECT_EQ(y4m.sampleAspect, (Rational{64, 45}));
+  const StreamFormat headless = KeptFormat(FindRawVideoOutput("-"), format);
+  EXPECT_EQ(headless.fieldOrder, FieldOrder::Unknown);
+  EXPECT_EQ(headless.colour, Colour());
+  EXPECT_EQ(headless.sampleAspect, (Rational{0, 1}));
+}
+
+TEST(KeptFormat, CountsWhatProResFramesTellThemselves) {
+  StreamFormat format = MakeFormat(720, 576, FieldOrder::Progressive);
+  format.code = vix::MakeFourCC("apcn");
+  format.colour = {5, 1, 6, ColourRange::Unknown};
+  const StreamFormat kept = KeptFormat(FindProResOutput("a.mxf"), format);
+  EXPECT_EQ(kept.fieldOrder, FieldOrder::Progressive);
+  EXPECT_EQ(kept.colour, format.colour);
 }
 
 TEST(FindProResVariant, KnowsOptionsAndCodes) {

@@ -19,6 +19,7 @@ Rational HalveAspect(Rational aspect) {
 
 StreamFormat DecodedFormat(StreamFormat source, const DecodeOptions& options) {
   source.code = options.fourcc;
+  source.is444 = source.hasAlpha = false;
   if (options.skipField && source.IsInterlaced() && source.height > 1) {
     source.height /= 2;
     source.sampleAspect = HalveAspect(source.sampleAspect);
@@ -31,6 +32,12 @@ std::vector<std::string> FindNotes(const DecodeOptions& options, const FrameRead
   std::vector<std::string> notes;
   if (options.skipField && !reader.GetFormat().IsInterlaced()) {
     notes.push_back(reader.GetName() + ": is progressive; --skip-field changes nothing");
+  }
+  if (reader.GetFormat().is444) {
+    notes.push_back(reader.GetName() + ": its pictures are 4:4:4 and become 4:2:2");
+  }
+  if (reader.GetFormat().hasAlpha) {
+    notes.push_back(reader.GetName() + ": its alpha channel is left out");
   }
   if (NamesUnwrittenContainer(options.output)) {
     notes.push_back(options.output +

@@ -29,20 +29,37 @@ StreamFormat EncodedFormat(StreamFormat source, const ProResVariant& variant) {
   return source;
 }
 
+// The input's timecode at the rate that it is encoded at.
+std::optional<Timecode> TakeOverTimecode(const FrameReader& reader, Rational rate,
+                                         std::vector<std::string>& notes) {
+  const auto timecode = reader.GetTimecode();
+  if (!timecode || rate == reader.GetFormat().rate) return timecode;
+  const std::string text = timecode->ToText();
+  const auto relabelled = Timecode::Find(text, rate);
+  if (!relabelled) {
+    notes.push_back(reader.GetName() + ": its timecode '" + text + "' is none of " +
+                    Describe(rate) + " frames per second and is left out");
+  }
+  return relabelled;
+}
+
 void Encode(const EncodeOptions& options, RunReport& report) {
   const OutputFormat& output = FindProResOutput(options.output);
   auto reader = OpenRawVideo(options.input, options.headless);
   const StreamFormat source = Override(reader->GetFormat(), options.overrides);
   CheckEncodable(source, reader->GetName());
-  MovieContent content{EncodedFormat(source, *options.variant), reader->GetTimecode()};
-  if (options.timecode) content.timecode = Timecode::Parse(*options.timecode, source.rate);
+  std::vector<std::string> notes;
+  MovieContent content{EncodedFormat(source, *options.variant)};
+  content.timecode = options.timecode ? Timecode::Parse(*options.timecode, source.rate)
+                                      : TakeOverTimecode(*reader, source.rate, notes);
   content.compressor = options.compressor.value_or("");
   content.vendor = options.vendor.value_or(kVendor);
   const auto makeElement = [&options](int threads) {
     return MakeProResEncoder(*options.variant, threads);
   };
   Transcode(options,
-            {std::move(reader), source, makeElement, std::move(content), output, options.verify},
+            {std::move(reader), source, makeElement, std::move(content), output, options.verify,
+             std::move(notes)},
             report);
 }
 

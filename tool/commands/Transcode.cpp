@@ -29,7 +29,12 @@ void PrintNotes(const TranscodeOptions& options, const TranscodePlan& plan) {
                            ": does not tell its field order; it is taken as progressive");
   }
   for (const std::string& property : FindLostProperties(plan.output, plan.content)) {
-    PrintNote(options, options.output + ": the container cannot keep the " + property);
+    PrintNote(options, options.output + ": the output cannot keep the " + property);
+  }
+  if (plan.source.rate != plan.reader->GetFormat().rate && !plan.content.sound.empty()) {
+    PrintNote(options, plan.reader->GetName() + ": plays at " + Describe(plan.source.rate) +
+                           " instead of " + Describe(plan.reader->GetFormat().rate) +
+                           " frames per second, while its sound keeps its speed and length");
   }
 }
 
@@ -40,6 +45,18 @@ void PrintSummary(const TranscodeOptions& options, const RunReport& report) {
   } else if (!options.quiet && report.status == RunReport::Status::Done) {
     std::fprintf(stderr, "%s\n", SummaryLine(report).c_str());
   }
+}
+
+// The timecode of the output's first frame.
+void ChooseTimecode(const TranscodeOptions& options, TranscodePlan& plan) {
+  auto& timecode = plan.content.timecode;
+  if (timecode && options.frames) timecode = *timecode + options.frames->first;
+  if (timecode || !plan.output.makesTimecode) return;
+  timecode = Timecode::Find("00:00:00:00", plan.content.video.rate);
+  if (!timecode) return;
+  PrintNote(options, options.output +
+                         ": this container always has a timecode; it starts at 00:00:00:00, as "
+                         "none is known");
 }
 
 // The sound tracks that the run copies, chosen in the reader.
@@ -69,18 +86,18 @@ void ChooseSound(const TranscodeOptions& options, TranscodePlan& plan) {
 }  // namespace
 
 void Transcode(const TranscodeOptions& options, TranscodePlan plan, RunReport& report) {
-  if (options.frames && plan.content.timecode) {
-    plan.content.timecode = *plan.content.timecode + options.frames->first;
-  }
   report.source = plan.source;
-  report.result = plan.content.video;
+  report.result = KeptFormat(plan.output, plan.content.video);
   CheckStorable(plan.output, plan.content.video);
   if (plan.reader->ReadsFrom(options.output)) {
     throw Failure(options.output + ": is the input itself; name another output");
   }
   ChooseSound(options, plan);
   report.soundTracks = plan.content.sound.size();
-  if (plan.content.timecode) report.timecode = plan.content.timecode->ToText();
+  ChooseTimecode(options, plan);
+  if (plan.content.timecode && plan.output.keepsTimecode) {
+    report.timecode = plan.content.timecode->ToText();
+  }
   PrintNotes(options, plan);
   TranscodeRun run(options, std::move(plan), report);
   try {

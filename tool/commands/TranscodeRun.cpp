@@ -28,6 +28,7 @@ std::optional<EncodingCheck> MakeCheck(const TranscodePlan& plan, const ThreadSh
 TranscodeRun::TranscodeRun(const TranscodeOptions& options, TranscodePlan plan, RunReport& report)
     : options_(options),
       source_(std::move(plan.reader), options.frames, plan.onDamage),
+      result_(plan.content.video),
       shares_(ShareThreads(options.threads, source_.GetFrameCount())),
       elements_(plan.makeElement, plan.source, shares_),
       check_(MakeCheck(plan, shares_)),
@@ -98,10 +99,10 @@ void TranscodeRun::Process(Frame& frame, unsigned element) {
   if (!sample) return;
   const auto buffer = sample->GetBuffer();
   if (check_) frame.quality = Check(*source, buffer, frame.place.number, element);
-  if (report_.result.IsRaw()) {
-    ClearRowPadding(report_.result, buffer->GetData());
+  if (result_.IsRaw()) {
+    ClearRowPadding(result_, buffer->GetData());
   } else {
-    StampFrameHeader(report_.result, *buffer);
+    StampFrameHeader(result_, *buffer);
   }
   frame.resultBytes = buffer->GetSize();
   frame.result = writer_->Pack(sample);
@@ -111,7 +112,7 @@ void TranscodeRun::Process(Frame& frame, unsigned element) {
 // without a prefix for one of another layout, and keep it for the next one.
 TranscodeRun::Sample TranscodeRun::Code(std::shared_ptr<vix::IBuffer> source, Frame& frame,
                                         unsigned element) {
-  const bool isDecoded = report_.result.IsRaw();
+  const bool isDecoded = result_.IsRaw();
   if (isDecoded && !ParseHeader(BytesOf(*source))) {
     frame.fault = "has no readable frame header";
     return nullptr;
@@ -119,7 +120,7 @@ TranscodeRun::Sample TranscodeRun::Code(std::shared_ptr<vix::IBuffer> source, Fr
   try {
     auto sample = elements_.Process(element, source, source_.ToOutput(frame.place.number));
     if (!isDecoded) return sample;
-    if (sample->GetBuffer()->GetSize() == report_.result.FrameBytes()) return sample;
+    if (sample->GetBuffer()->GetSize() == result_.FrameBytes()) return sample;
     frame.fault = "is not of the size of the first one";
   } catch (const std::runtime_error& error) {
     // The frame itself tells more than an element that could not decode it.
@@ -139,7 +140,7 @@ TranscodeRun::Sample TranscodeRun::CodeAndJudge(Frame& frame, std::shared_ptr<vi
                   (damagedSlices == 1 ? " damaged slice" : " damaged slices");
   }
   if (frame.fault.empty()) return sample;
-  if (report_.result.IsRaw()) frame.advice = "--on-error skip or conceal goes on behind it";
+  if (result_.IsRaw()) frame.advice = "--on-error skip or conceal goes on behind it";
   Blame(frame);
   return onDamage_ == DamagePolicy::Skip ? nullptr : sample;
 }

@@ -49,6 +49,7 @@ class TranscodeRun {
 
   const TranscodeOptions& options_;
   FrameSource source_;
+  StreamFormat result_;
   ThreadShares shares_;
   ElementTeam elements_;
   std::optional<EncodingCheck> check_;

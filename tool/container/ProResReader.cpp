@@ -23,11 +23,14 @@ constexpr std::size_t kMostDamagedAtStart = 32;
 StreamFormat Combine(StreamFormat container, const prores::FrameHeader& header) {
   container.width = header.width;
   container.height = header.height;
-  container.fieldOrder = FieldOrderOf(header.interlaceMode);
-  if (container.sampleAspect.numerator == 0) container.sampleAspect = SampleAspectOf(header);
+  const StreamFormat told = FormatOf(header);
+  container.fieldOrder = told.fieldOrder;
+  container.is444 = told.is444;
+  container.hasAlpha = told.hasAlpha;
+  if (container.sampleAspect.numerator == 0) container.sampleAspect = told.sampleAspect;
   if (!container.colour.IsSpecified()) {
     const ColourRange range = container.colour.range;
-    container.colour = ColourOf(header);
+    container.colour = told.colour;
     container.colour.range = range;
   }
   return container;

@@ -1,10 +1,12 @@
 // SPDX-License-Identifier: BSD-2-Clause
 #include "container/SideTracks.h"
 
+#include <array>
 #include <new>
 
 extern "C" {
 #include <libavcodec/avcodec.h>
+#include <libavutil/channel_layout.h>
 #include <libavutil/dict.h>
 }
 
@@ -16,6 +18,15 @@ int SoundTrack::SampleBytes() const {
   const int bytes = bits * parameters->ch_layout.nb_channels / 8;
   const bool isWhole = bits % 8 == 0 && bytes > 0;
   return isWhole && (parameters->block_align == 0 || parameters->block_align == bytes) ? bytes : 0;
+}
+
+std::string SoundTrack::SurroundLayout() const {
+  const AVChannelLayout& layout = parameters->ch_layout;
+  const bool isTold = layout.order != AV_CHANNEL_ORDER_UNSPEC && layout.nb_channels > 2;
+  if (!isTold || SampleBytes() == 0) return {};  // compressed sound tells its own
+  std::array<char, 128> name{};
+  av_channel_layout_describe(&layout, name.data(), name.size());
+  return name.data();
 }
 
 std::shared_ptr<const AVCodecParameters> CopyParameters(const AVCodecParameters& parameters) {

@@ -31,6 +31,9 @@ struct SoundTrack {
   /// Bytes of one sample of all channels; 0 where packets cannot be cut, because they are
   /// compressed.
   int SampleBytes() const;
+  /// Name of the layout of more than two channels ("5.1"), where only the container tells it; empty
+  /// = no such layout.
+  std::string SurroundLayout() const;
 };
 
 /// A piece of a sound track, with times in the track's clock.

@@ -81,6 +81,8 @@ StreamFormat FormatOf(const prores::FrameHeader& header) {
   format.sampleAspect = SampleAspectOf(header);
   format.fieldOrder = FieldOrderOf(header.interlaceMode);
   format.colour = ColourOf(header);
+  format.is444 = header.chromaFormat == prores::ChromaFormat::k444;
+  format.hasAlpha = header.alphaType != prores::AlphaType::kNone;
   return format;
 }
 

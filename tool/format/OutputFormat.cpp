@@ -5,6 +5,7 @@
 #include <cctype>
 #include <filesystem>
 #include <iterator>
+#include <set>
 #include <string_view>
 
 #include "format/ColourNames.h"
@@ -14,17 +15,19 @@ namespace vixprores {
 namespace {
 
 // clang-format off
+using Kind = OutputKind;
 constexpr OutputFormat kFormats[] = {
-    //                                           ProRes raw    fields colour range timecode
-    {".mov", OutputKind::Container, "mov",       true,  true,  true,  true,  false, true},
-    {".mkv", OutputKind::Container, "matroska",  true,  false, true,  true,  true, true},
-    {".mxf", OutputKind::Container, "mxf",       true,  false, false, true,  true, true},
-    {".avi", OutputKind::Container, "avi",       false, true,  false, false, false, false},
-    {".nut", OutputKind::Container, "nut",       false, true,  false, false, false, false},
-    {".y4m", OutputKind::Y4m,       nullptr,     false, true,  true,  false, true, false},
+    //                                     ProRes raw    fields colour range  timecode:     channel
+    //                                                                        kept   made   layout
+    {".mov",  Kind::Container, "mov",      true,  true,  true,  true,  false, true,  false, true},
+    {".mkv",  Kind::Container, "matroska", true,  false, true,  true,  true,  true,  false, false},
+    {".mxf",  Kind::Container, "mxf",      true,  false, false, true,  true,  true,  true,  false},
+    {".avi",  Kind::Container, "avi",      false, true,  false, false, false, false, false, true},
+    {".nut",  Kind::Container, "nut",      false, true,  false, false, false, false, false, false},
+    {".y4m",  Kind::Y4m,       nullptr,    false, true,  true,  false, true,  false, false, false},
 };
 constexpr OutputFormat kHeadless =
-    {nullptr, OutputKind::Headless, nullptr,     false, true,  false, false, false, false};
+    {nullptr, Kind::Headless,  nullptr,    false, true,  false, false, false, false, false, false};
 // clang-format on
 
 // Containers of video that people know; under other names headless frames are no surprise.
@@ -45,6 +48,16 @@ const OutputFormat* Find(const std::string& path, bool OutputFormat::*takesStrea
     if (format.*takesStream && format.extension == extension) return &format;
   }
   return nullptr;
+}
+
+// The layouts of more than two channels, which nobody guesses right.
+std::string DescribeLayouts(const std::vector<SoundTrack>& tracks) {
+  std::set<std::string> layouts;
+  for (const SoundTrack& track : tracks) layouts.insert(track.SurroundLayout());
+  layouts.erase("");
+  std::string text;
+  for (const std::string& layout : layouts) text += (text.empty() ? "" : ", ") + layout;
+  return text;
 }
 
 }  // namespace
@@ -80,10 +93,22 @@ void CheckStorable(const OutputFormat& output, const StreamFormat& stream) {
   }
 }
 
+StreamFormat KeptFormat(const OutputFormat& output, StreamFormat stream) {
+  if (!output.keepsColourRange) stream.colour.range = ColourRange::Unknown;
+  if (!stream.IsRaw()) return stream;  // ProRes frames tell the rest themselves
+  if (!output.keepsColour) stream.colour = {.range = stream.colour.range};
+  if (!output.keepsFieldOrder) stream.fieldOrder = FieldOrder::Unknown;
+  if (output.kind == OutputKind::Headless) stream.sampleAspect = {0, 1};
+  return stream;
+}
+
 std::vector<std::string> FindLostProperties(const OutputFormat& output,
                                             const MovieContent& content) {
   const StreamFormat& stream = content.video;
   std::vector<std::string> lost;
+  if (!output.keepsTimecode && content.timecode) {
+    lost.push_back("timecode (" + content.timecode->ToText() + ")");
+  }
   if (output.kind == OutputKind::Headless) return lost;
   if (!output.keepsFieldOrder && stream.IsInterlaced()) {
     lost.push_back("field order (" + Describe(stream.fieldOrder) + ")");
@@ -94,9 +119,8 @@ std::vector<std::string> FindLostProperties(const OutputFormat& output,
   if (!output.keepsColourRange && stream.colour.range == ColourRange::Full) {
     lost.emplace_back("colour range (full)");
   }
-  if (!output.keepsTimecode && content.timecode) {
-    lost.push_back("timecode (" + content.timecode->ToText() + ")");
-  }
+  const std::string layouts = output.keepsChannelLayout ? "" : DescribeLayouts(content.sound);
+  if (!layouts.empty()) lost.push_back("layout of the sound's channels (" + layouts + ")");
   return lost;
 }
 

@@ -26,6 +26,8 @@ struct OutputFormat {
   bool keepsColour;  ///< primaries, transfer and matrix
   bool keepsColourRange;
   bool keepsTimecode;
+  bool makesTimecode;  ///< has one from 00:00:00:00 on where none is known
+  bool keepsChannelLayout;
 };
 
 /// The format for a ProRes stream by that file name: .mov for "-". Any other extension than those
@@ -40,8 +42,10 @@ bool NamesUnwrittenContainer(const std::string& path);
 
 /// Refuses, with a Failure that gives the reason, a stream that the format would hold wrongly.
 void CheckStorable(const OutputFormat& output, const StreamFormat& stream);
-/// The properties that are known of the stream and that the format cannot hold, in words. Headless
-/// frames hold none, which goes without saying.
+/// What the output tells of the stream: unknown is what the format cannot hold.
+StreamFormat KeptFormat(const OutputFormat& output, StreamFormat stream);
+/// The properties that are known of the content and that the format cannot hold, in words. That
+/// headless frames are not described goes without saying.
 std::vector<std::string> FindLostProperties(const OutputFormat& output,
                                             const MovieContent& content);
 

@@ -47,6 +47,8 @@ struct StreamFormat {
   Rational sampleAspect{0, 1};  ///< width to height of a pixel; 0 = unknown
   FieldOrder fieldOrder = FieldOrder::Unknown;
   Colour colour;
+  bool is444 = false;     ///< ProRes with chroma for every pixel
+  bool hasAlpha = false;  ///< ProRes with an alpha channel
 
   bool IsRaw() const { return code == vix::kFourCC_UYVY || code == vix::kFourCC_V210; }
   bool IsInterlaced() const {

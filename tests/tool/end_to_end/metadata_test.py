@@ -1,5 +1,6 @@
 # SPDX-License-Identifier: BSD-2-Clause
 """Rate, aspect, field order, colour and start go from input to output, through both commands."""
+import json
 import struct
 
 from tool import ToolTest, make_clip, make_uyvy, make_v210, probe, sample_entry_atom
@@ -183,6 +184,35 @@ class Metadata(ToolTest):
         notes = self.decode().stderr
         self.assertIn("field order (top field first)", notes)
         self.assertIn("colour primaries, transfer and matrix (bt2020-pq)", notes)
+
+    def test_the_summary_tells_what_the_output_carries(self):
+        make_v210(self.clip, *colour_options(COLOURS["PQ"][0]), "-timecode", "10:00:00:00",
+                  filters="setfield=tff")
+        self.encode()
+        known = {"primaries": 9, "transfer": 16, "matrix": 9}
+        unknown = {"primaries": 2, "transfer": 2, "matrix": 2}
+        for name, order, colour, timecode in (("decoded.mov", "top", known, "10:00:00:00"),
+                                              ("decoded.y4m", "top", unknown, None),
+                                              ("decoded.avi", "unknown", unknown, None),
+                                              ("decoded.raw", "unknown", unknown, None)):
+            with self.subTest(name):
+                self.decoded = self.path(name)
+                result = self.decode("--json")
+                report = json.loads(result.stdout)
+                self.assertEqual((report["fieldOrder"], report["colour"], report.get("timecode")),
+                                 (order, colour, timecode))
+                self.assertEqual("cannot keep the timecode (10:00:00:00)" in result.stderr,
+                                 timecode is None)
+
+    def test_chroma_and_alpha_that_are_lost_are_said(self):
+        for pixels, words in (("yuv422p10le", []), ("yuv444p10le", ["4:4:4 and become 4:2:2"]),
+                              ("yuva444p10le", ["4:4:4 and become 4:2:2", "alpha channel"])):
+            with self.subTest(pixels):
+                make_clip(self.encoded, "-c:v", "prores_ks", "-pix_fmt", pixels, pixels=pixels)
+                notes = self.decode().stderr
+                self.assertEqual(notes.count("note:"), len(words), notes)
+                for word in words:
+                    self.assertIn(word, notes)
 
     def test_a_field_order_that_is_not_told_is_said(self):
         self.clip = self.path("clip.avi")

@@ -70,6 +70,28 @@ class Sound(ToolTest):
             track = tracks_of(path, "a")[0]
             self.assertEqual((track["channels"], track["channel_layout"]), (6, "5.1"))
 
+    def test_a_layout_that_is_lost_is_said(self):
+        ffmpeg("-f", "lavfi", "-i", "testsrc2=size=128x96:rate=25:duration=1", "-f", "lavfi", "-i",
+               "anullsrc=sample_rate=48000:channel_layout=5.1:duration=1", "-c:v", "v210", "-c:a",
+               "pcm_s16le", self.clip)
+        for name, layout in (("out.mov", "5.1"), ("out.mkv", "unknown"), ("out.mxf", "unknown")):
+            with self.subTest(name):
+                result = self.succeed("encode", self.clip, self.path(name))
+                self.assertEqual(tracks_of(self.path(name), "a")[0].get("channel_layout",
+                                                                        "unknown"), layout)
+                self.assertEqual("layout of the sound's channels (5.1)" in result.stderr,
+                                 layout == "unknown")
+
+    def test_sound_that_no_longer_fits_is_said(self):
+        make_movie(self.clip)
+        for rate, differs in (("25", False), ("30", True)):
+            result = self.succeed("encode", "--overwrite", "--rate", rate, self.clip, self.encoded)
+            self.assertEqual("plays at 30 instead of 25 frames per second" in result.stderr,
+                             differs)
+        silent = self.succeed("encode", "--overwrite", "--no-audio", "--rate", "30", self.clip,
+                              self.encoded)
+        self.assertNotIn("note:", silent.stderr)
+
     def test_languages_stay(self):
         clip = self.path("clip.mkv")
         ffmpeg("-f", "lavfi", "-i", "testsrc2=size=128x96:rate=25:duration=1", "-f", "lavfi", "-i",
@@ -220,6 +242,30 @@ class Timecode(ToolTest):
             self.assertEqual(self.timecode(self.decoded), "10:11:12:13", name)
         result = self.succeed("decode", self.path("out.mkv"), self.path("out.avi"))
         self.assertIn("cannot keep the timecode (10:11:12:13)", result.stderr)
+
+    def test_a_container_that_makes_one_says_so(self):
+        make_movie(self.clip, codec="pcm_s16le")
+        result = self.succeed("encode", "--json", self.clip, self.path("out.mxf"))
+        self.assertIn("starts at 00:00:00:00, as none is known", result.stderr)
+        self.assertEqual(json.loads(result.stdout)["timecode"], "00:00:00:00")
+        self.assertEqual(file_tags(self.path("out.mxf"))["timecode"], "00:00:00:00")
+        result = self.succeed("encode", "--timecode", "00:00:00:00", self.clip,
+                              self.path("set.mxf"))
+        self.assertNotIn("timecode; it starts", result.stderr)
+
+    def test_another_rate_counts_its_own_labels(self):
+        make_movie(self.clip, "-timecode", "01:00:00:24")
+        for rate, timecode in (("30", "01:00:00:24"), ("24", None)):
+            with self.subTest(rate):
+                result = self.succeed("encode", "--json", "--overwrite", "--rate", rate, self.clip,
+                                      self.encoded)
+                self.assertEqual(self.timecode(self.encoded), timecode)
+                self.assertEqual(json.loads(result.stdout).get("timecode"), timecode)
+                self.assertEqual("'01:00:00:24' is none of 24 frames" in result.stderr,
+                                 timecode is None)
+        self.succeed("encode", "--overwrite", "--rate", "30", "--frames", "6-9", self.clip,
+                     self.encoded)
+        self.assertEqual(self.timecode(self.encoded), "01:00:01:00")
 
 
 class OtherMetadata(ToolTest):
