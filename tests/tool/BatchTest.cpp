@@ -28,6 +28,14 @@ TEST(NameOutputs, RefusesOneNameForTwo) {
       ThrowsMessage<UsageError>(HasSubstr("a/x.mov and b/x.avi would both become")));
 }
 
+TEST(NameOutputs, RefusesWhatIsNoNameInTheFolder) {
+  for (const char* pattern : {"../{name}.mov", "/{name}", "sub/{name}", ".", "..", ""}) {
+    EXPECT_THAT([pattern] { NameOutputs({"a.mov"}, "out", pattern); },
+                ThrowsMessage<UsageError>(HasSubstr("no name of a file in the folder")))
+        << pattern;
+  }
+}
+
 TEST(NameOutputs, RefusesWordsThatItDoesNotKnow) {
   for (const char* pattern : {"{title}.mov", "{name.mov", "{}.mov", "{"}) {
     EXPECT_THROW(NameOutputs({"a.mov"}, "out", pattern), UsageError) << pattern;

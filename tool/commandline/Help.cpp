@@ -78,7 +78,9 @@ std::string OptionUsage(const Option& option) {
 std::string ProgramHelp(const std::vector<Command>& commands) {
   std::string text =
       "vixprores: encodes, decodes and examines ProRes video\n"
-      "Usage: vixprores COMMAND [OPTION]... FILE...\n\n";
+      "Usage: vixprores COMMAND [OPTION]... FILE...\n"
+      "       vixprores help [COMMAND]\n"
+      "       vixprores --version\n\n";
   std::size_t widest = 0;
   for (const Command& command : commands) widest = std::max(widest, command.name.size());
   for (const Command& command : commands) {

@@ -39,6 +39,14 @@ std::string ReplaceWords(const std::string& pattern,
   }
 }
 
+// Another folder, which may not even be there, is not to be met by a slip.
+void CheckName(const std::string& name, const std::string& pattern) {
+  const bool isName = !name.empty() && name != "." && name != "..";
+  if (isName && name.find('/') == std::string::npos) return;
+  throw UsageError("--name '" + pattern + "' gives '" + name +
+                   "', which is no name of a file in the folder; --output-dir names the folder");
+}
+
 [[noreturn]] void RefuseOneName(const std::string& one, const std::string& other,
                                 const std::string& output) {
   throw UsageError(one + " and " + other + " would both become " + output +
@@ -52,7 +60,7 @@ class Batch {
       : options_(options),
         command_(command),
         work_(work),
-        items_(NameOutputs(options.inputs, *options.outputDir, options.namePattern)),
+        items_(NameOutputs(options)),
         reports_(items_.size()) {}
 
   int Run() {
@@ -150,12 +158,18 @@ std::vector<BatchItem> NameOutputs(const std::vector<std::string>& inputs,
   for (const std::string& input : inputs) {
     const std::string name = ReplaceWords(pattern, {{"name", fs::path(input).stem().string()},
                                                     {"number", std::to_string(items.size() + 1)}});
+    CheckName(name, pattern);
     const std::string output = (fs::path(folder) / name).string();
     const auto [other, isNew] = inputOf.emplace(output, input);
     if (!isNew) RefuseOneName(other->second, input, output);
     items.push_back({input, output});
   }
   return items;
+}
+
+std::vector<BatchItem> NameOutputs(const TranscodeOptions& options) {
+  return NameOutputs(options.inputs, *options.outputDir,
+                     options.namePattern.value_or("{name}.mov"));
 }
 
 int RunBatch(const TranscodeOptions& options, const char* command,

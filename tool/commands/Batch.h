@@ -18,10 +18,12 @@ struct BatchItem {
 };
 
 /// Names an output in `folder` for every input. In `pattern` "{name}" stands for the input's name
-/// without folder and extension, "{number}" for its place, from 1. Two inputs with one output, and
-/// unknown words in braces, are a UsageError.
+/// without folder and extension, "{number}" for its place, from 1. Two inputs with one output,
+/// unknown words in braces, and what is no name of a file in the folder, are a UsageError.
 std::vector<BatchItem> NameOutputs(const std::vector<std::string>& inputs,
                                    const std::string& folder, const std::string& pattern);
+/// The same for the inputs of the options, which must have an output folder.
+std::vector<BatchItem> NameOutputs(const TranscodeOptions& options);
 
 /// Makes these the options of a run for one of the inputs, which shares the processors with the
 /// others.

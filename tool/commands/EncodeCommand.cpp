@@ -43,6 +43,16 @@ std::optional<Timecode> TakeOverTimecode(const FrameReader& reader, Rational rat
   return relabelled;
 }
 
+// A range that the output cannot tell would be taken for the usual one.
+void CheckRange(const StreamFormat& source, const OutputFormat& output, const FrameReader& reader,
+                std::vector<std::string>& notes) {
+  if (source.colour.range != ColourRange::Full || output.keepsColourRange) return;
+  notes.push_back(reader.GetName() +
+                  ": has full range, which players of this output take for limited range; this "
+                  "command converts it:\n  " +
+                  ConversionCommand(reader.GetName(), kToLimitedRange));
+}
+
 void Encode(const EncodeOptions& options, RunReport& report) {
   const OutputFormat& output = FindProResOutput(options.output);
   auto reader = OpenRawVideo(options.input, options.headless);
@@ -54,6 +64,7 @@ void Encode(const EncodeOptions& options, RunReport& report) {
                                       : TakeOverTimecode(*reader, source.rate, notes);
   content.compressor = options.compressor.value_or("");
   content.vendor = options.vendor.value_or(kVendor);
+  CheckRange(source, output, *reader, notes);
   const auto makeElement = [&options](int threads) {
     return MakeProResEncoder(*options.variant, threads);
   };

@@ -6,7 +6,9 @@
 #include <sstream>
 
 #include "commandline/Suggestion.h"
+#include "commands/Batch.h"
 #include "format/ColourNames.h"
+#include "format/OutputFormat.h"
 #include "run/Errors.h"
 
 namespace vixprores {
@@ -56,6 +58,13 @@ vix::FourCC ParseVendor(const std::string& text) {
   return vix::MakeFourCC({text[0], text[1], text[2], text[3], 0});
 }
 
+std::string ParseCompressor(const std::string& text) {
+  constexpr std::size_t kMostBytes = 31;  // a Pascal string in 32
+  if (text.size() <= kMostBytes) return text;
+  throw UsageError("--compressor '" + text + "' has " + std::to_string(text.size()) +
+                   " bytes; the description has room for " + std::to_string(kMostBytes));
+}
+
 OptionGroup LabelsGroup(EncodeOptions& options) {
   StreamOverrides& overrides = options.overrides;
   Option colour{
@@ -77,7 +86,9 @@ OptionGroup LabelsGroup(EncodeOptions& options) {
   rate.details = "The frames stay, and so does the sound: its length no longer fits theirs.";
   Option timecode = Text("--timecode", "HH:MM:SS:FF", options.timecode,
                          "of the input's first frame; ;FF for drop frame");
-  Option compressor = Text("--compressor", "NAME", options.compressor, "in the .mov's description");
+  Option compressor{
+      "--compressor", "NAME", "in the .mov's description, up to 31 characters",
+      [&options](const std::string& text) { options.compressor = ParseCompressor(text); }};
   Option vendor{"--vendor", "CODE", "four characters, as well",
                 [&options](const std::string& text) { options.vendor = ParseVendor(text); }};
   return {"Labels (where the input tells none, or wrong ones)",
@@ -110,8 +121,8 @@ OptionGroup BatchGroup(TranscodeOptions& options) {
   folder.details =
       "An output has its name only once it is complete, so that a run that was stopped is gone on "
       "with by giving it again. --overwrite makes all anew.";
-  Option name{"--name", "PATTERN", "of their names; {name}.mov when not given",
-              [&options](const std::string& text) { options.namePattern = text; }};
+  Option name =
+      Text("--name", "PATTERN", options.namePattern, "of their names; {name}.mov when not given");
   name.details =
       "{name} stands for the input's name without its extension, {number} for its place, from 1.";
   Option jobs = Number("--jobs", options.jobs, 1, kMostJobs, "inputs side by side");
@@ -122,10 +133,20 @@ OptionGroup BatchGroup(TranscodeOptions& options) {
   return {"Several inputs", {folder, name, jobs}};
 }
 
+void CheckTogether(const TranscodeOptions& options) {
+  if (options.noAudio && options.audioTracks) {
+    throw UsageError("--audio-tracks and --no-audio contradict each other; leave out one of them");
+  }
+  if (options.outputDir) return;
+  if (options.namePattern) throw UsageError("--name is for --output-dir, which is missing");
+  if (options.jobs > 1) throw UsageError("--jobs is for --output-dir, which is missing");
+}
+
 // Two words, or where there is an output folder any number of inputs.
 std::function<void(const std::vector<std::string>&)> TakeFiles(TranscodeOptions& options) {
   return [&options, take = TakeWords({"INPUT", "OUTPUT"}, {options.input, options.output})](
              const std::vector<std::string>& words) {
+    CheckTogether(options);
     if (!options.outputDir) return take(words);
     if (words.empty()) throw UsageError("INPUT is missing");
     options.inputs = words;
@@ -185,6 +206,12 @@ Option OnErrorOption(DamagePolicy& policy) {
   return option;
 }
 
+// Names that ProRes cannot be written to, before any of the inputs is read.
+void CheckNames(const EncodeOptions& options) {
+  if (!options.outputDir) return;
+  for (const BatchItem& item : NameOutputs(options)) FindProResOutput(item.output);
+}
+
 }  // namespace
 
 Command DescribeEncode(EncodeOptions& options) {
@@ -203,6 +230,7 @@ Command DescribeEncode(EncodeOptions& options) {
   command.takeArguments = [&options, headless,
                            take = TakeFiles(options)](const std::vector<std::string>& words) {
     take(words);
+    CheckNames(options);
     options.headless = ToHeadlessFormat(*headless, options.overrides);
   };
   command.groups = {{"Encoding",

@@ -15,13 +15,13 @@ namespace vixprores {
 
 /// What encode and decode share.
 struct TranscodeOptions : HostOptions, MachineOptions {
-  std::string input;                     ///< "-" = standard input
-  std::string output;                    ///< "-" = standard output
-  std::optional<std::string> outputDir;  ///< none = one input
-  std::vector<std::string> inputs;       ///< those that go to the output folder
-  std::string namePattern = "{name}.mov";
-  int jobs = 1;           ///< inputs that are worked on side by side
-  bool isOfMany = false;  ///< one of several inputs of this process
+  std::string input;                       ///< "-" = standard input
+  std::string output;                      ///< "-" = standard output
+  std::optional<std::string> outputDir;    ///< none = one input
+  std::vector<std::string> inputs;         ///< those that go to the output folder
+  std::optional<std::string> namePattern;  ///< of the outputs in the folder
+  int jobs = 1;                            ///< inputs that are worked on side by side
+  bool isOfMany = false;                   ///< one of several inputs of this process
   std::optional<FrameRange> frames;
   bool noAudio = false;
   std::optional<std::vector<std::size_t>> audioTracks;  ///< places from 0; none = all

@@ -11,6 +11,9 @@
 
 namespace vixprores {
 
+/// Filters of ffmpeg that make a full range limited, which is what players expect.
+inline constexpr const char* kToLimitedRange = "scale=out_range=tv,format=yuv422p10le";
+
 /// Refuses, with a Failure, a format that the encoder does not take.
 void CheckEncodable(const StreamFormat& format, const std::string& inputName);
 

@@ -91,7 +91,11 @@ class HeaderParser {
     for (const ChromaTag& known : kChromaTags) {
       if (known.tag == chroma_) format_.code = known.packed;
     }
-    if (format_.code == 0) RefuseUnconverted(inputName_, "Y4M pictures of type C" + chroma_);
+    if (format_.code == 0) {
+      const bool isFull = format_.colour.range == ColourRange::Full;
+      RefuseUnconverted(inputName_, "Y4M pictures of type C" + chroma_,
+                        isFull ? kToLimitedRange : "");
+    }
     if (format_.width == 0 || format_.height == 0) Refuse("no picture size (W and H)");
     if (format_.rate.numerator == 0) Refuse("no frame rate (F)");
     return format_;

@@ -2,6 +2,8 @@
 #include "io/FrameReader.h"
 
 #include <algorithm>
+#include <cstring>
+#include <span>
 #include <string_view>
 #include <utility>
 
@@ -22,6 +24,37 @@ bool IsY4m(InputFile& file) {
   return std::ranges::equal(file.Peek(kY4mMagic.size()), kY4mMagic);
 }
 
+struct Magic {
+  std::size_t offset;
+  std::string_view bytes;
+  const char* container;
+};
+constexpr Magic kMagics[] = {{0, kY4mMagic, "Y4M"},
+                             {4, "ftyp", ".mov"},
+                             {4, "moov", ".mov"},
+                             {4, "mdat", ".mov"},
+                             {4, "wide", ".mov"},
+                             {8, "AVI ", ".avi"},
+                             {0, "\x1A\x45\xDF\xA3", ".mkv"},
+                             {0, "\x06\x0E\x2B\x34", ".mxf"},
+                             {0, "nut/multimedia container", ".nut"}};
+constexpr std::size_t kMostMagicBytes = 24;
+
+bool HasMagic(std::span<const std::uint8_t> start, const Magic& magic) {
+  if (start.size() < magic.offset + magic.bytes.size()) return false;
+  return std::memcmp(start.data() + magic.offset, magic.bytes.data(), magic.bytes.size()) == 0;
+}
+
+// What tells of itself is not to be read as pictures of whatever size.
+void RequireHeadless(InputFile& file) {
+  const auto start = file.Peek(kMostMagicBytes);
+  for (const Magic& magic : kMagics) {
+    if (!HasMagic(start, magic)) continue;
+    throw UsageError(file.GetName() + ": is " + magic.container +
+                     ", no headless frames; leave out --fourcc, --size and --interlaced");
+  }
+}
+
 // Reads the start of the file.
 bool HoldsProRes(std::unique_ptr<InputFile> file) {
   return ContainerTrack(std::move(file)).GetParameters().codec_id == AV_CODEC_ID_PRORES;
@@ -32,13 +65,17 @@ bool HoldsProRes(std::unique_ptr<InputFile> file) {
 std::unique_ptr<FrameReader> OpenRawVideo(const std::string& path,
                                           const std::optional<HeadlessFormat>& headless) {
   auto file = std::make_unique<InputFile>(path);
-  if (headless) return std::make_unique<HeadlessReader>(std::move(file), *headless);
+  if (headless) {
+    RequireHeadless(*file);
+    return std::make_unique<HeadlessReader>(std::move(file), *headless);
+  }
   if (IsY4m(*file)) return std::make_unique<Y4mReader>(std::move(file));
   try {
     return std::make_unique<RawContainerReader>(std::move(file));
   } catch (const UnreadableContainer& failure) {
     throw UnreadableContainer(failure.what() +
-                              std::string("; headless frames need --fourcc, --size and --rate"));
+                              std::string("; so is .y4m; headless frames need --fourcc, --size and "
+                                          "--rate"));
   }
 }
 

@@ -61,6 +61,9 @@ OutputFile::OutputFile(const std::string& path, bool overwrite)
   if (exists && S_ISDIR(status.st_mode)) FailToWrite(name_, EISDIR);
   if (exists && S_ISREG(status.st_mode) && !overwrite) RefuseExisting(name_);
   if (path == "-") {
+    if (isatty(STDOUT_FILENO) != 0) {
+      throw UsageError("standard output is a terminal; redirect it to a file or a program");
+    }
     descriptor_ = dup(STDOUT_FILENO);
   } else if (exists && !S_ISREG(status.st_mode)) {
     descriptor_ = open(path.c_str(), O_WRONLY | O_CLOEXEC);

@@ -5,7 +5,8 @@ import re
 import shlex
 import subprocess
 
-from tool import TIMEOUT, ToolTest, ffmpeg, frame_bytes, make_clip, make_v210, probe, run
+from tool import (TIMEOUT, ToolTest, ffmpeg, frame_bytes, make_clip, make_v210, planes, probe,
+                  run)
 
 
 class Unreadable(ToolTest):
@@ -20,7 +21,7 @@ class Unreadable(ToolTest):
     def test_text(self):
         text = self.path("text.mov")
         text.write_text("This is no video.\n" * 1000)
-        self.fail_with(1, [text, "no readable container", "--fourcc, --size and --rate"], "encode",
+        self.fail_with(1, [text, "no readable container", ".y4m", "--fourcc, --size and --rate"], "encode",
                        text, self.path("out.mov"))
         self.fail_with(1, [text, "no readable container"], "decode", text, self.path("out.mov"))
 
@@ -76,6 +77,23 @@ class NeedsConversion(ToolTest):
         clip = self.path("it's 4:2:0.y4m")
         make_clip(clip, pixels="yuv420p")
         self.check_advice(clip, "C420")
+
+    def test_full_range_in_y4m(self):
+        clip = self.path("clip.y4m")
+        make_clip(clip, "-color_range", "pc", pixels="yuv420p",
+                  filters="scale=out_range=pc,format=yuv420p,setrange=full")
+        self.check_advice(clip, "C420", "out_range=tv")
+        luma = planes(self.path("out.mov"))[:128 * 96 * 2]
+        self.assertGreater(min(memoryview(luma).cast("H")), 40)
+
+    def test_full_range_that_the_output_cannot_tell(self):
+        clip = self.path("clip.y4m")
+        make_clip(clip, "-color_range", "pc", pixels="yuv422p", filters="setrange=full")
+        result = self.succeed("encode", clip, self.path("full.mov"))
+        self.assertIn("has full range", result.stderr)
+        self.assertIn("out_range=tv", result.stderr)
+        result = self.succeed("encode", clip, self.path("full.mkv"))
+        self.assertNotIn("has full range", result.stderr)
 
     def test_420_on_standard_input(self):
         clip = self.path("clip.y4m")

@@ -8,13 +8,13 @@ import re
 import shutil
 import subprocess
 
-from tool import PLUGIN, PROGRAM, TIMEOUT, ToolTest, make_v210, run
+from tool import PLUGIN, PROGRAM, TIMEOUT, ToolTest, make_clip, make_v210, run
 
 
 class Help(ToolTest):
     def test_help_names_the_commands(self):
         result = self.succeed("--help")
-        for command in ("encode", "decode", "bench", "elements", "help"):
+        for command in ("encode", "decode", "bench", "elements", "help", "--version"):
             self.assertIn(command, result.stdout)
         self.assertEqual(result.stderr, "")
 
@@ -45,6 +45,42 @@ class Help(ToolTest):
 
 
 class WrongUse(ToolTest):
+    def test_a_name_that_leads_out_of_the_folder(self):
+        for pattern in ("../{name}.mov", "/tmp/{name}.mov", "{name}/x.mov", ".."):
+            with self.subTest(pattern=pattern):
+                self.fail_with(2, [pattern, "no name of a file in the folder"], "decode",
+                               "--output-dir", self.path("out"), "--name", pattern, "in.mov")
+
+    def test_containers_are_no_headless_frames(self):
+        headless = ("--fourcc", "V210", "--size", "128x96", "--rate", "25")
+        for container in ("mov", "avi", "mkv", "mxf", "nut", "y4m"):
+            with self.subTest(container=container):
+                clip = self.path(f"clip.{container}")
+                if container == "mxf":
+                    self.succeed("encode", self.path("clip.mov"), clip)
+                elif container == "y4m":
+                    make_clip(clip, "-strict", "-1")
+                else:
+                    make_v210(clip)
+                self.fail_with(2, [clip, "no headless frames", "leave out --fourcc"], "encode",
+                               *headless, clip, self.path("out.mov"))
+
+    def test_frames_do_not_go_to_a_terminal(self):
+        clip = self.path("clip.mov")
+        make_v210(clip)
+        for command in ("encode", "decode"):
+            if command == "decode":
+                self.succeed("encode", clip, self.path("encoded.mov"))
+                clip = self.path("encoded.mov")
+            primary, secondary = pty.openpty()
+            result = subprocess.run([PROGRAM, command, clip, "-"], stdin=subprocess.DEVNULL,
+                                    stdout=secondary, stderr=subprocess.PIPE, text=True,
+                                    timeout=TIMEOUT)
+            os.close(secondary)
+            os.close(primary)
+            self.assertEqual(result.returncode, 2)
+            self.assertIn("standard output is a terminal; redirect it", result.stderr)
+
     def test_ends_with_code_2_and_says_what_is_wrong(self):
         headless = ("--fourcc", "V210", "--size", "128x96", "--rate", "25")
         cases = [
@@ -71,6 +107,12 @@ class WrongUse(ToolTest):
             (("encode", *headless[:4], "--rate", "29.97", "in", "out.mov"), "29.97"),
             (("encode", *headless[:4], "--rate", "0", "in", "out.mov"), "'0'"),
             (("decode", "--fourcc", "RGBA", "in.mov", "out.mov"), "RGBA"),
+            (("encode", "--name", "{name}.mov", "in.mov", "out.mov"), "--output-dir"),
+            (("decode", "--jobs", "2", "in.mov", "out.mov"), "--output-dir"),
+            (("encode", "--no-audio", "--audio-tracks", "1", "in.mov", "out.mov"), "contradict"),
+            (("encode", "--output-dir", "d", "--name", "{name}.mp4", "in.mov"),
+             ".mov, .mkv, .mxf"),
+            (("encode", "--compressor", "x" * 32, "in.mov", "out.mov"), "room for 31"),
         ]
         for arguments, word in cases:
             with self.subTest(arguments=arguments):
