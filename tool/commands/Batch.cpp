@@ -106,13 +106,7 @@ class Batch {
     try {
       if (InterruptRequested()) throw Interrupted();
       RefuseInputAsOutput(item.output, {item.input});
-      if (!options_.overwrite && fs::exists(item.output)) {
-        // An output has its name only once it is complete.
-        report.status = RunReport::Status::Skipped;
-        report.output = item.output;
-      } else {
-        work_(item, report);
-      }
+      work_(item, report);
     } catch (const Interrupted& error) {
       report.status = RunReport::Status::Interrupted;
       report.message = error.what();

@@ -36,7 +36,8 @@ Options ForItem(Options options, const BatchItem& item) {
 }
 
 /// Runs `work` on every input of the options, several side by side, and prints a line when each has
-/// ended and a table of all. What is there already is passed over; one that fails does not stop
+/// ended and a table of all. What `work` finds to be there already is passed over; one that
+/// fails does not stop
 /// the others. Returns the exit code: 0 when every output is there.
 int RunBatch(const TranscodeOptions& options, const char* command,
              const std::function<void(const BatchItem&, RunReport&)>& work);

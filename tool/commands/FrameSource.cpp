@@ -13,17 +13,6 @@ namespace {
 
 constexpr FrameRange kAll{0, INT64_MAX - 1};
 
-// Frames that the run will read; none where only the end of the input tells.
-std::optional<std::int64_t> CountFrames(const FrameReader& reader,
-                                        const std::optional<FrameRange>& range) {
-  const auto available = reader.GetFrameCount();
-  if (!range) return available;
-  if (available && range->last >= *available) {
-    FailPastTheEnd(reader.GetName(), *range, *available);
-  }
-  return range->last - range->first + 1;
-}
-
 // The part of the input that frames of a range take, in time.
 std::optional<TimeSpan> FindTimeSpan(const StreamFormat& source,
                                      const std::optional<FrameRange>& range) {
@@ -39,6 +28,16 @@ void Lose(const FrameFailure& failure, Frame& frame) {
 }
 
 }  // namespace
+
+std::optional<std::int64_t> CountFrames(const FrameReader& reader,
+                                        const std::optional<FrameRange>& range) {
+  const auto available = reader.GetFrameCount();
+  if (!range) return available;
+  if (available && range->last >= *available) {
+    FailPastTheEnd(reader.GetName(), *range, *available);
+  }
+  return range->last - range->first + 1;
+}
 
 FrameSource::FrameSource(std::unique_ptr<FrameReader> reader,
                          const std::optional<FrameRange>& range, DamagePolicy onDamage)

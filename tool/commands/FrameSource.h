@@ -32,6 +32,11 @@ struct Frame {
   FrameQuality quality = {};       ///< where it is measured
 };
 
+/// Frames that are read of a range, or of all; none where only the end of the input tells. Refuses,
+/// with a Failure, a range that goes past the end.
+std::optional<std::int64_t> CountFrames(const FrameReader& reader,
+                                        const std::optional<FrameRange>& range);
+
 /// The frames of a range of an input, with the sound that goes along and their faults. Used by one
 /// thread at a time, but for Unpack().
 class FrameSource {

@@ -7,6 +7,7 @@
 #include <numeric>
 #include <utility>
 
+#include "commands/ExistingOutput.h"
 #include "commands/TranscodeRun.h"
 #include "container/SideTracks.h"
 #include "element/CodecEnvironment.h"
@@ -86,12 +87,17 @@ void ChooseSound(const TranscodeOptions& options, TranscodePlan& plan) {
 }  // namespace
 
 void Transcode(const TranscodeOptions& options, TranscodePlan plan, RunReport& report) {
-  report.source = plan.source;
-  report.result = KeptFormat(plan.output, plan.content.video);
   CheckStorable(plan.output, plan.content.video);
   if (plan.reader->ReadsFrom(options.output)) {
     throw Failure(options.output + ": is the input itself; name another output");
   }
+  if (options.isOfMany && !options.overwrite && IsMadeAlready(options, plan)) {
+    report.status = RunReport::Status::Skipped;
+    report.output = options.output;
+    return;
+  }
+  report.source = plan.source;
+  report.result = KeptFormat(plan.output, plan.content.video);
   ChooseSound(options, plan);
   report.soundTracks = plan.content.sound.size();
   ChooseTimecode(options, plan);

@@ -32,8 +32,8 @@ struct TranscodePlan {
 /// Runs the frames of the plan's reader through elements side by side into the output, which is
 /// the same for every number of threads; the sound, the timecode and the metadata of the input go
 /// along. Stops after the frames at hand when the user asks for it, and at the first failure. What
-/// is there then is kept under the name of a partial output. `report` always tells how far the run
-/// came.
+/// is there then is kept under the name of a partial output. Of several inputs one whose output is
+/// there already is passed over. `report` always tells how far the run came.
 /// @throws Failure, VIXRuntimeError where nothing was written
 void Transcode(const TranscodeOptions& options, TranscodePlan plan, RunReport& report);
 

@@ -120,7 +120,8 @@ OptionGroup BatchGroup(TranscodeOptions& options) {
   folder.completion = Completion::Folder;
   folder.details =
       "An output has its name only once it is complete, so that a run that was stopped is gone on "
-      "with by giving it again. --overwrite makes all anew.";
+      "with by giving it again. What is there and is something else (another variant, picture size "
+      "or number of frames) is a failure. --overwrite makes all anew.";
   Option name =
       Text("--name", "PATTERN", options.namePattern, "of their names; {name}.mov when not given");
   name.details =

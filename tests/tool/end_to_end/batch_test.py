@@ -60,6 +60,45 @@ class Batch(ToolTest):
         for path, time in before.items():
             self.assertNotEqual(path.stat().st_mtime_ns, time)
 
+    def test_only_what_would_be_made_counts_as_done(self):
+        one = self.inputs[0]
+        for extension in ("mov", "mkv", "mxf"):
+            with self.subTest(extension=extension):
+                arguments = ("--name", "{name}." + extension, "--output-dir", self.out, one)
+                output = self.out / f"clip0.{extension}"
+                self.succeed("encode", *arguments)
+                self.assertIn("skipped", self.succeed("encode", *arguments).stderr)
+                for options, words in ((("--frames", "0-0"), "2 frames instead of 1"),
+                                       (("--variant", "hq"), "ProRes 422 HQ")):
+                    if extension == "mxf" and options[0] == "--variant":
+                        continue  # the container does not tell
+                    before = output.read_bytes()
+                    result = run("encode", *options, *arguments)
+                    self.assertEqual(result.returncode, 1, result.stderr)
+                    self.assertIn("exists, but is not what would be made", result.stderr)
+                    self.assertIn(words, result.stderr)
+                    self.assertIn("--overwrite", result.stderr)
+                    self.assertEqual(output.read_bytes(), before)
+        self.path("out/clip0.mov").write_text("something else")
+        result = run("encode", "--output-dir", self.out, one)
+        self.assertEqual(result.returncode, 1)
+        self.assertIn("no readable container", result.stderr)
+
+    def test_decoded_outputs_are_looked_at_too(self):
+        encoded = self.path("encoded.mov")
+        self.succeed("encode", self.inputs[1], encoded)
+        for extension in ("mov", "avi", "nut", "y4m", "raw"):
+            with self.subTest(extension=extension):
+                arguments = ("--name", "{name}." + extension, "--output-dir", self.out, encoded)
+                self.succeed("decode", *arguments)
+                self.assertIn("skipped", self.succeed("decode", *arguments).stderr)
+                for options in (("--fourcc", "UYVY"), ("--frames", "0-1")):
+                    if extension == "nut" and options[0] == "--frames":
+                        continue  # the container does not tell
+                    result = run("decode", *options, *arguments)
+                    self.assertEqual(result.returncode, 1, result.stderr)
+                    self.assertIn("exists, but is not what would be made", result.stderr)
+
     def test_one_that_fails_does_not_stop_the_others(self):
         self.inputs[1].write_bytes(b"no container")
         missing = self.path("missing.mov")

@@ -1,0 +1,16 @@
+// SPDX-License-Identifier: BSD-2-Clause
+#ifndef TOOL_COMMANDS_EXISTINGOUTPUT_H
+#define TOOL_COMMANDS_EXISTINGOUTPUT_H
+
+#include "commands/Transcode.h"
+
+namespace vixprores {
+
+/// True where the output is there already and, as far as can be told without reading its frames, is
+/// what the plan would make: of its kind, its picture size and its number of frames. What is there
+/// and is something else is a Failure that tells the difference.
+bool IsMadeAlready(const TranscodeOptions& options, const TranscodePlan& plan);
+
+}  // namespace vixprores
+
+#endif  // TOOL_COMMANDS_EXISTINGOUTPUT_H
