@@ -52,6 +52,7 @@ void Decode(const DecodeOptions& options, RunReport& report) {
   ProResOptions opening = ToProResOptions(options);
   opening.demands.sameScan = options.skipField;
   opening.damagedStart = true;
+  if (options.onDamage != DamagePolicy::Stop) opening.times = FrameTimes::GapsOnly;
   auto reader = OpenProRes(options.input, opening);
   const StreamFormat source = reader->GetFormat();
   MovieContent content{DecodedFormat(source, options), reader->GetTimecode()};

@@ -55,7 +55,8 @@ void CheckRange(const StreamFormat& source, const OutputFormat& output, const Fr
 
 void Encode(const EncodeOptions& options, RunReport& report) {
   const OutputFormat& output = FindProResOutput(options.output);
-  auto reader = OpenRawVideo(options.input, options.headless);
+  const FrameTimes times = options.overrides.rate ? FrameTimes::Ignored : FrameTimes::Checked;
+  auto reader = OpenRawVideo(options.input, options.headless, times);
   const StreamFormat source = Override(reader->GetFormat(), options.overrides);
   CheckEncodable(source, reader->GetName());
   std::vector<std::string> notes;

@@ -27,6 +27,13 @@ void Lose(const FrameFailure& failure, Frame& frame) {
   frame.advice = failure.GetAdvice();
 }
 
+[[noreturn]] void RefuseTimes(const FrameTimeFailure& failure, bool isRaw) {
+  throw Failure(
+      failure.what() +
+      std::string(isRaw ? "\n--rate takes all frames, one behind the other at that rate"
+                        : "\n--on-error skip or conceal goes on with the frames there are"));
+}
+
 }  // namespace
 
 std::optional<std::int64_t> CountFrames(const FrameReader& reader,
@@ -47,7 +54,13 @@ FrameSource::FrameSource(std::unique_ptr<FrameReader> reader,
       onDamage_(onDamage),
       sound_(reader_->GetSideTracks(), FindTimeSpan(reader_->GetFormat(), range)),
       total_(CountFrames(*reader_, range)),
-      timecode_(reader_->GetTimecode()) {}
+      timecode_(reader_->GetTimecode()) {
+  try {
+    reader_->CheckTimes(range_.first, range_.last);
+  } catch (const FrameTimeFailure& failure) {
+    RefuseTimes(failure, reader_->GetFormat().IsRaw());
+  }
+}
 
 std::optional<Frame> FrameSource::Read() {
   while (framesRead_ <= range_.last) {
@@ -77,7 +90,7 @@ std::optional<Frame> FrameSource::ReadAny() {
     if (!frame.source) return std::nullopt;
     if (!reader_->GetFormat().IsRaw()) frame.fault = reader_->GetFrameFault();
   } catch (const FrameTimeFailure& failure) {
-    if (onDamage_ == DamagePolicy::Stop || !failure.IsGap()) throw;
+    if (onDamage_ == DamagePolicy::Stop) RefuseTimes(failure, reader_->GetFormat().IsRaw());
     Lose(failure, frame);
   } catch (const FrameFailure& failure) {
     Lose(failure, frame);

@@ -13,6 +13,7 @@
 #include "element/CodecEnvironment.h"
 #include "element/PluginSearch.h"
 #include "io/OutputFile.h"
+#include "report/TextTable.h"
 #include "run/Errors.h"
 
 namespace vixprores {
@@ -46,6 +47,17 @@ void PrintSummary(const TranscodeOptions& options, const RunReport& report) {
   } else if (!options.quiet && report.status == RunReport::Status::Done) {
     std::fprintf(stderr, "%s\n", SummaryLine(report).c_str());
   }
+}
+
+// What is known only behind the last frame.
+void PrintNoteAtEnd(const TranscodeOptions& options, const FrameReader& reader,
+                    const RunReport& report) {
+  const std::int64_t uneven = reader.CountUnevenFrames();
+  if (uneven == 0) return;
+  PrintNote(options, reader.GetName() + ": " + Count(uneven, "frame") +
+                         " came at odd times and follow the others at " +
+                         Describe(report.result.rate) + " frames per second" +
+                         (report.soundTracks > 0 ? "; the sound may drift from the pictures" : ""));
 }
 
 // The timecode of the output's first frame.
@@ -109,6 +121,7 @@ void Transcode(const TranscodeOptions& options, TranscodePlan plan, RunReport& r
   try {
     if (run.ProcessFrames()) {
       run.Finish();
+      PrintNoteAtEnd(options, run.GetReader(), report);
       report.status = RunReport::Status::Done;
       return;
     }

@@ -83,7 +83,10 @@ OptionGroup LabelsGroup(EncodeOptions& options) {
       [&overrides](const std::string& text) { overrides.sampleAspect = ParseAspect(text); }};
   Option rate{"--rate", "N[/D]", "frames per second",
               [&overrides](const std::string& text) { overrides.rate = ParseRate(text); }};
-  rate.details = "The frames stay, and so does the sound: its length no longer fits theirs.";
+  rate.details =
+      "All frames follow each other at that rate, also those of an input with a variable frame "
+      "rate. "
+      "The sound stays as it is: its length may no longer fit theirs.";
   Option timecode = Text("--timecode", "HH:MM:SS:FF", options.timecode,
                          "of the input's first frame; ;FF for drop frame");
   Option compressor{

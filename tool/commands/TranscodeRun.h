@@ -25,6 +25,9 @@ class TranscodeRun {
  public:
   TranscodeRun(const TranscodeOptions& options, TranscodePlan plan, RunReport& report);
 
+  /// Of the input.
+  const FrameReader& GetReader() const { return source_.GetReader(); }
+
   /// Returns false when the user asked to stop.
   bool ProcessFrames();
   /// Completes the output.

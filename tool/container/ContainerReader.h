@@ -21,6 +21,7 @@ class ContainerReader : public FrameReader {
   std::optional<Timecode> GetTimecode() const override { return track_.GetTimecode(); }
   std::optional<std::int64_t> GetFrameOffset() const override { return track_.GetLastOffset(); }
   std::string GetFrameFault() const override { return track_.GetLastFault(); }
+  std::int64_t CountUnevenFrames() const override { return track_.CountUnevenFrames(); }
   SideTracks* GetSideTracks() override { return &track_; }
   std::string GetNote() const override { return track_.GetNote(); }
 

@@ -336,15 +336,25 @@ void ContainerTrack::ReadFirstPacket() {
 }
 
 std::optional<std::int64_t> ContainerTrack::GetFrameCount() const {
-  if (!file_->IsSeekable() || !announcedFrames_) return std::nullopt;
-  return *announcedFrames_ - hiddenFrames_;
+  // A duration tells frames only of a constant rate.
+  const auto frames = times_ == FrameTimes::Ignored ? CountIndexedFrames() : announcedFrames_;
+  if (!file_->IsSeekable() || !frames) return std::nullopt;
+  return *frames - hiddenFrames_;
+}
+
+bool ContainerTrack::HasIndex() const {
+  return std::strstr(context_->iformat->name, "mov") &&
+         avformat_index_get_entries_count(stream_) > 0;
+}
+
+std::optional<std::int64_t> ContainerTrack::CountIndexedFrames() const {
+  // An edit list may leave out frames; the index then holds what remains, and what it hides.
+  if (HasIndex()) return avformat_index_get_entries_count(stream_);
+  return stream_->nb_frames > 0 ? std::optional(stream_->nb_frames) : std::nullopt;
 }
 
 std::optional<std::int64_t> ContainerTrack::CountAnnouncedFrames() const {
-  // An edit list may leave out frames; the index then holds what remains, and what it hides.
-  const std::int64_t indexed = avformat_index_get_entries_count(stream_);
-  if (std::strstr(context_->iformat->name, "mov") && indexed > 0) return indexed;
-  if (stream_->nb_frames > 0) return stream_->nb_frames;
+  if (const auto indexed = CountIndexedFrames()) return indexed;
   if (format_.rate.numerator == 0) return std::nullopt;
 
   const AVRational frame = Invert(format_.rate);
@@ -361,7 +371,7 @@ std::shared_ptr<vix::IBuffer> ContainerTrack::Read() {
   if (pendingFailure_) std::rethrow_exception(std::exchange(pendingFailure_, nullptr));
   Packet packet = pending_ ? std::move(pending_) : ReadPacket();
   if (!packet) {
-    if (framesRead_ + hiddenFrames_ < announcedFrames_.value_or(0)) FailAtEarlyEnd();
+    if (EndsEarly()) FailAtEarlyEnd();
     return nullptr;
   }
   ++framesRead_;
@@ -369,6 +379,12 @@ std::shared_ptr<vix::IBuffer> ContainerTrack::Read() {
   lastFault_ = FindFault(*packet);
   CheckPacket(packet);
   return Wrap(std::move(packet));
+}
+
+// Where times are uneven only an index tells how many frames there are.
+bool ContainerTrack::EndsEarly() const {
+  const bool isCounted = unevenFrames_ == 0 || HasIndex();
+  return isCounted && framesRead_ + hiddenFrames_ < announcedFrames_.value_or(0);
 }
 
 // The tag right before the packet; none where there is none, or a damaged one.
@@ -408,25 +424,54 @@ void ContainerTrack::CheckPacket(Packet& packet) {
   if (TimeOf(*packet) != AV_NOPTS_VALUE) CheckTime(packet);
 }
 
+std::int64_t ContainerTrack::ExpectTime(std::int64_t number) const {
+  return firstTime_ + av_rescale_q(number, Invert(format_.rate), stream_->time_base);
+}
+
 // Clocks of containers are coarser than frame rates, so that times are off by up to one tick.
-void ContainerTrack::CheckTime(Packet& packet) {
+bool ContainerTrack::IsAbout(std::int64_t time, std::int64_t expected) const {
+  const std::int64_t frame = av_rescale_q(1, Invert(format_.rate), stream_->time_base);
+  return std::abs(time - expected) <= std::max<std::int64_t>(1, frame / 10);
+}
+
+// Frames that are left out before one that comes too late by whole frames; 0 = it does not.
+std::int64_t ContainerTrack::CountLeftOut(std::int64_t time, std::int64_t expected) const {
   const AVRational frame = Invert(format_.rate);
-  const std::int64_t number = framesRead_ - 1;
-  const std::int64_t time = TimeOf(*packet);
-  const std::int64_t expected = firstTime_ + av_rescale_q(number, frame, stream_->time_base);
-  const std::int64_t tolerance =
-      std::max<std::int64_t>(1, av_rescale_q(1, frame, stream_->time_base) / 10);
-  if (std::abs(time - expected) <= tolerance) return;
   const std::int64_t framesLate = av_rescale_q(time - expected, stream_->time_base, frame);
   const std::int64_t lateness = av_rescale_q(framesLate, frame, stream_->time_base);
-  const bool isGap = framesLate > 0 && std::abs(time - expected - lateness) <= tolerance;
-  if (isGap) {
+  return framesLate > 0 && IsAbout(time, expected + lateness) ? framesLate : 0;
+}
+
+void ContainerTrack::CheckTime(Packet& packet) {
+  const std::int64_t number = framesRead_ - 1;
+  const std::int64_t time = TimeOf(*packet);
+  const std::int64_t expected = ExpectTime(number);
+  if (IsAbout(time, expected)) return;
+  const std::int64_t leftOut = CountLeftOut(time, expected);
+  const bool isTaken =
+      times_ == FrameTimes::Ignored || (times_ == FrameTimes::GapsOnly && leftOut == 0);
+  if (leftOut > 0 && !isTaken) {
     pending_ = std::move(packet);
-    framesRead_ += framesLate - 1;
+    framesRead_ += leftOut - 1;
   } else {
     firstTime_ += time - expected;  // whoever goes on counts from here
   }
-  FailAtTime(number, time, expected, isGap ? framesLate : 0);
+  if (!isTaken) FailAtTime(number, time, expected, leftOut);
+  ++unevenFrames_;
+}
+
+void ContainerTrack::CheckIndexedTimes(std::int64_t first, std::int64_t last) const {
+  if (times_ != FrameTimes::Checked || !HasIndex()) return;
+  std::int64_t number = 0;
+  for (int i = 0; i < avformat_index_get_entries_count(stream_) && number <= last; ++i) {
+    const AVIndexEntry& entry = *avformat_index_get_entry(stream_, i);
+    if ((entry.flags & AVINDEX_DISCARD_FRAME) != 0) continue;
+    const std::int64_t expected = ExpectTime(number);
+    if (number >= first && !IsAbout(entry.timestamp, expected)) {
+      FailAtTime(number, entry.timestamp, expected, CountLeftOut(entry.timestamp, expected));
+    }
+    ++number;
+  }
 }
 
 void ContainerTrack::FailAtTime(std::int64_t number, std::int64_t time, std::int64_t expected,
@@ -438,7 +483,7 @@ void ContainerTrack::FailAtTime(std::int64_t number, std::int64_t time, std::int
                             Describe(format_.rate) + " frames per second";
   throw FrameTimeFailure(
       GetName() + ": has a variable frame rate: frame " + std::to_string(number) + " " + found +
-          ". This command makes it constant:\n  " +
+          ". This command makes it constant, leaving out frames and repeating some:\n  " +
           ConversionCommand(GetName(), "fps=" + Describe(format_.rate)),
       number, missing > 0 ? "is missing: the one behind " + found : found, missing);
 }

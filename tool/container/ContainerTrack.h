@@ -12,6 +12,7 @@
 #include "container/Libav.h"
 #include "container/PacketTag.h"
 #include "container/SideTracks.h"
+#include "format/FrameTimes.h"
 #include "format/StreamFormat.h"
 #include "format/Timecode.h"
 #include "io/InputFile.h"
@@ -50,6 +51,14 @@ class ContainerTrack : public SideTracks {
   /// Which of several video tracks is read, and what cannot be taken over; empty = nothing of it.
   std::string GetNote() const;
 
+  /// To be called before Read(), which else checks the times.
+  void SetTimes(FrameTimes times) { times_ = times; }
+  /// Refuses, as Read() would, frames `first` to `last` that do not come at a constant rate, where
+  /// an index tells so without reading them.
+  void CheckIndexedTimes(std::int64_t first, std::int64_t last) const;
+  /// Frames so far that came at odd times and were taken.
+  std::int64_t CountUnevenFrames() const { return unevenFrames_; }
+
   const std::vector<SoundTrack>& GetSound() const override { return sound_; }
   void SelectSound(const std::vector<std::size_t>& places) override;
   const Metadata& GetMetadata() const override { return metadata_; }
@@ -86,11 +95,17 @@ class ContainerTrack : public SideTracks {
   void KeepSound(Packet packet);
   bool HasSoundUntil(std::int64_t time, AVRational tick) const;
   void ReadFirstPacket();
+  bool HasIndex() const;
+  std::optional<std::int64_t> CountIndexedFrames() const;
   std::optional<std::int64_t> CountAnnouncedFrames() const;
+  bool EndsEarly() const;
   void CheckPacket(Packet& packet);
   std::optional<PacketTag> FindTag(const AVPacket& packet) const;
   std::string FindFault(const AVPacket& packet) const;
   bool IsDamagedSound(const AVPacket& packet) const;
+  std::int64_t ExpectTime(std::int64_t number) const;
+  bool IsAbout(std::int64_t time, std::int64_t expected) const;
+  std::int64_t CountLeftOut(std::int64_t time, std::int64_t expected) const;
   void CheckTime(Packet& packet);
   [[noreturn]] void FailAtTime(std::int64_t number, std::int64_t time, std::int64_t expected,
                                std::int64_t missing) const;
@@ -121,7 +136,9 @@ class ContainerTrack : public SideTracks {
   std::string lastFault_;
   std::int64_t damagedSound_ = 0;
   std::int64_t framesRead_ = 0;  ///< packets that Read() handed out, or failed at
-  bool lost_ = false;            ///< nothing is known of how to go on
+  FrameTimes times_ = FrameTimes::Checked;
+  std::int64_t unevenFrames_ = 0;
+  bool lost_ = false;  ///< nothing is known of how to go on
 };
 
 }  // namespace vixprores

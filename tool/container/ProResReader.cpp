@@ -59,6 +59,7 @@ std::exception_ptr ToFrame(const std::exception_ptr& failure, const std::string&
 ProResReader::ProResReader(std::unique_ptr<InputFile> file, const ProResOptions& options)
     : ContainerReader(std::move(file)), demands_(options.demands) {
   RequireProRes(track_);
+  track_.SetTimes(options.times);
   ChooseLayout();
   const prores::FrameHeader header = FindHeader(options.damagedStart);
   container_ = track_.GetFormat();

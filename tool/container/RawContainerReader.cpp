@@ -68,8 +68,9 @@ vix::FourCC RequirePackedFormat(const ContainerTrack& track) {
 
 }  // namespace
 
-RawContainerReader::RawContainerReader(std::unique_ptr<InputFile> file)
+RawContainerReader::RawContainerReader(std::unique_ptr<InputFile> file, FrameTimes times)
     : ContainerReader(std::move(file)) {
+  track_.SetTimes(times);
   format_ = track_.GetFormat();
   format_.code = RequirePackedFormat(track_);
   frameBytes_ = format_.FrameBytes();

@@ -10,7 +10,12 @@ namespace vixprores {
 /// own packets.
 class RawContainerReader : public ContainerReader {
  public:
-  explicit RawContainerReader(std::unique_ptr<InputFile> file);
+  explicit RawContainerReader(std::unique_ptr<InputFile> file,
+                              FrameTimes times = FrameTimes::Checked);
+
+  void CheckTimes(std::int64_t first, std::int64_t last) const override {
+    track_.CheckIndexedTimes(first, last);
+  }
   std::shared_ptr<vix::IBuffer> Read() override;
 
  private:

@@ -63,7 +63,8 @@ bool HoldsProRes(std::unique_ptr<InputFile> file) {
 }  // namespace
 
 std::unique_ptr<FrameReader> OpenRawVideo(const std::string& path,
-                                          const std::optional<HeadlessFormat>& headless) {
+                                          const std::optional<HeadlessFormat>& headless,
+                                          FrameTimes times) {
   auto file = std::make_unique<InputFile>(path);
   if (headless) {
     RequireHeadless(*file);
@@ -71,7 +72,7 @@ std::unique_ptr<FrameReader> OpenRawVideo(const std::string& path,
   }
   if (IsY4m(*file)) return std::make_unique<Y4mReader>(std::move(file));
   try {
-    return std::make_unique<RawContainerReader>(std::move(file));
+    return std::make_unique<RawContainerReader>(std::move(file), times);
   } catch (const UnreadableContainer& failure) {
     throw UnreadableContainer(failure.what() +
                               std::string("; so is .y4m; headless frames need --fourcc, --size and "

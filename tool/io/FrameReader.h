@@ -7,6 +7,7 @@
 #include <optional>
 #include <string>
 
+#include "format/FrameTimes.h"
 #include "format/StreamFormat.h"
 #include "format/Timecode.h"
 #include "inspection/StreamHeaders.h"
@@ -39,6 +40,11 @@ class FrameReader {
   /// What is known to be wrong with the frame that Read() gave last, although it could be read: a
   /// few words to go behind its number. Empty = nothing.
   virtual std::string GetFrameFault() const { return {}; }
+  /// Frames so far that were taken although they came at odd times.
+  virtual std::int64_t CountUnevenFrames() const { return 0; }
+  /// Refuses, where that can be told without reading them, frames `first` to `last` that Read()
+  /// would refuse for their times. To be called before Read().
+  virtual void CheckTimes(std::int64_t /*first*/, std::int64_t /*last*/) const {}
   /// Sound and metadata beside the video; null where there are none. They live as long as the
   /// reader and are used by the thread that reads.
   virtual SideTracks* GetSideTracks() { return nullptr; }
@@ -68,7 +74,8 @@ struct HeadlessFormat {
 /// by what the first bytes are. Refuses, with the command that would convert it, what the encoder
 /// cannot take.
 std::unique_ptr<FrameReader> OpenRawVideo(const std::string& path,
-                                          const std::optional<HeadlessFormat>& headless);
+                                          const std::optional<HeadlessFormat>& headless,
+                                          FrameTimes times = FrameTimes::Checked);
 
 /// How ProRes is opened.
 struct ProResOptions {
@@ -78,6 +85,7 @@ struct ProResOptions {
   /// Looks behind damaged frames for the header that tells of the stream. They are read all the
   /// same.
   bool damagedStart = false;
+  FrameTimes times = FrameTimes::Checked;
 };
 
 /// Opens the ProRes track of a container, or scans for frames. Size and field order are those of

@@ -75,12 +75,7 @@ class FrameTimeFailure : public FrameFailure {
   ///                that of any frame
   FrameTimeFailure(const std::string& message, std::int64_t frame, const std::string& found,
                    std::int64_t missing)
-      : FrameFailure(message, found, {}, missing == 0 ? 1 : missing, frame), isGap_(missing > 0) {}
-
-  bool IsGap() const { return isGap_; }
-
- private:
-  bool isGap_;
+      : FrameFailure(message, found, {}, missing == 0 ? 1 : missing, frame) {}
 };
 
 /// The user stopped the program while it waited for input.

@@ -5,8 +5,8 @@ import re
 import shlex
 import subprocess
 
-from tool import (TIMEOUT, ToolTest, ffmpeg, frame_bytes, make_clip, make_v210, planes, probe,
-                  run)
+from tool import (TIMEOUT, ToolTest, ffmpeg, frame_bytes, largest_difference, make_clip, make_v210,
+                  planes, probe, run)
 
 
 class Unreadable(ToolTest):
@@ -130,7 +130,31 @@ class NeedsConversion(ToolTest):
     def test_variable_frame_rate(self):
         clip = self.path("clip.mov")
         make_v210(clip, "-vsync", "vfr", filters="select='not(eq(mod(n,5),3))'", frames=20)
-        self.check_advice(clip, "variable frame rate", "frame 1 comes at")
+        self.check_advice(clip, "variable frame rate", "frame 1 comes at", "--rate takes all")
+
+    def test_variable_frame_rate_that_an_index_tells_leaves_nothing_behind(self):
+        clip = self.path("clip.mov")
+        make_v210(clip, "-vsync", "vfr", filters="select='not(between(n,10,12))'", frames=20)
+        out = self.path("out.mov")
+        result = self.fail_with(1, ["frame 1", "comes at"], "encode", clip, out)
+        self.assertNotIn("kept", result.stderr)
+        self.assertEqual(sorted(self.folder.iterdir()), [clip])
+
+    def test_variable_frame_rate_with_a_rate(self):
+        for container in ("mov", "mkv", "nut", "avi"):
+            with self.subTest(container=container):
+                clip, out = self.path(f"clip.{container}"), self.path("out.mov")
+                make_v210(clip, "-vsync", "vfr", filters="select='not(eq(mod(n,5),3))'", frames=20)
+                result = self.succeed("encode", "--overwrite", "--variant", "hq", "--rate", "25",
+                                      clip, out)
+                self.assertRegex(result.stderr, r"note: .*: \d+ frames came at odd times")
+                track = probe(out)
+                self.assertEqual((track["nb_read_packets"], track["avg_frame_rate"]),
+                                 ("20", "25/1"))
+                self.assertLessEqual(largest_difference(planes(out), planes(clip)), 24)
+        make_v210(clip := self.path("steady.mov"))
+        self.assertNotIn("odd times", self.succeed("encode", "--overwrite", "--rate", "30", clip,
+                                                   out).stderr)
 
     def test_variable_frame_rate_of_prores(self):
         clip = self.path("clip.mov")
@@ -139,6 +163,17 @@ class NeedsConversion(ToolTest):
         result = self.fail_with(1, ["variable frame rate", "ffmpeg"], "decode", clip,
                                 self.path("out.mov"))
         self.assertNotIn("encoder", result.stderr)
+        self.assertIn("--on-error", result.stderr)
+
+    def test_frames_of_prores_at_odd_times_are_not_lost(self):
+        clip, out = self.path("clip.mov"), self.path("out.y4m")
+        # From frame 10 on all come half a frame later.
+        make_clip(clip, "-c:v", "prores_ks", "-vsync", "vfr", "-enc_time_base", "1/50",
+                  filters="settb=1/50,setpts='2*N+gte(N,10)'", frames=20)
+        for policy in ("skip", "conceal"):
+            result = self.succeed("decode", "--overwrite", "--on-error", policy, clip, out)
+            self.assertIn("came at odd times", result.stderr)
+            self.assertEqual(probe(out)["nb_read_packets"], "20")
 
 
 class OutOfRange(ToolTest):
@@ -188,6 +223,7 @@ class Truncated(ToolTest):
     def check_truncated(self, clip, *words):
         out = self.path("out.mov")
         self.fail_with(1, [clip, *words], "encode", clip, out)
+        self.fail_with(1, [clip, *words], "encode", "--rate", "30", clip, out)
         # As the message says, the frames before can be had.
         self.succeed("encode", "--frames", "0-5", clip, out)
         self.assertEqual(probe(out)["nb_read_packets"], "6")
