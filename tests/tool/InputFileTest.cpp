@@ -103,5 +103,71 @@ TEST_F(InputFileTest, NamesWhatCannotBeRead) {
               ThrowsMessage<Failure>(HasSubstr("Is a directory")));
 }
 
+// Bytes enough to be mapped, behind a few that put them off the pages.
+class MappedFileTest : public InputFileTest {
+ protected:
+  static constexpr std::size_t kBytes = std::size_t{3} << 20;
+
+  MappedFileTest() {
+    for (std::size_t i = 0; i < kBytes; ++i) bytes_ += static_cast<char>(i * 7 % 251 + 1);
+    WriteText(path_, "head" + bytes_ + "tail");
+  }
+
+  static std::string TextOf(const FileMapping& mapping, std::size_t bytes) {
+    const auto* const data = reinterpret_cast<const char*>(mapping.GetData());
+    return {data, data + bytes};
+  }
+
+  std::string bytes_;
+};
+
+TEST_F(MappedFileTest, GivesTheNextBytesInPlaceAndGoesOnBehindThem) {
+  InputFile file(path_);
+  file.AllowMapping();
+  EXPECT_EQ(Peek(file, 6).substr(0, 4), "head");
+  EXPECT_EQ(Read(file, 4), "head");
+  const auto mapping = file.ReadInPlace(kBytes);
+  ASSERT_NE(mapping, nullptr);
+  EXPECT_TRUE(TextOf(*mapping, kBytes) == bytes_);
+  EXPECT_EQ(Read(file, 100), "tail");
+  EXPECT_NO_THROW(file.CheckMappings());
+}
+
+TEST_F(MappedFileTest, LeavesToReadingWhatIsShortOrBehindTheEndOrNotAllowed) {
+  InputFile file(path_);
+  EXPECT_EQ(file.ReadInPlace(kBytes), nullptr);
+  file.AllowMapping();
+  EXPECT_EQ(file.ReadInPlace(1000), nullptr);
+  EXPECT_EQ(file.ReadInPlace(kBytes + 9), nullptr);
+  EXPECT_EQ(file.GetPosition(), 0);
+}
+
+TEST_F(MappedFileTest, TellsOfAFileThatIsCutShortWhileItsBytesAreInUse) {
+  InputFile file(path_);
+  file.AllowMapping();
+  const auto mapping = file.ReadInPlace(kBytes);
+  ASSERT_NE(mapping, nullptr);
+  std::filesystem::resize_file(path_, 1 << 20);
+  const std::string found = TextOf(*mapping, kBytes);
+  EXPECT_EQ(found.substr(4, 1000), bytes_.substr(0, 1000));
+  EXPECT_EQ(found.substr(2 << 20), std::string(1 << 20, '\0'));
+  EXPECT_THAT([&] { file.CheckMappings(); },
+              ThrowsMessage<Failure>(HasSubstr("in.raw: was cut short while it was read")));
+}
+
+TEST_F(MappedFileTest, FindsRoomForAsManyMappingsAsThereIsAndThenGivesNone) {
+  InputFile file(path_);
+  file.AllowMapping();
+  std::vector<std::shared_ptr<const FileMapping>> mappings;
+  while (auto mapping = file.ReadInPlace(kBytes)) {
+    mappings.push_back(std::move(mapping));
+    ASSERT_LE(mappings.size(), 1000U);
+    file.Seek(0);
+  }
+  EXPECT_GE(mappings.size(), 100U);
+  mappings.pop_back();
+  EXPECT_NE(file.ReadInPlace(kBytes), nullptr);
+}
+
 }  // namespace
 }  // namespace vixprores

@@ -38,7 +38,7 @@ std::optional<std::int64_t> CountFrames(const FrameReader& reader,
                                         const std::optional<FrameRange>& range);
 
 /// The frames of a range of an input, with the sound that goes along and their faults. Used by one
-/// thread at a time, but for Unpack().
+/// thread at a time, but for Unpack() and CheckFramesInUse().
 class FrameSource {
  public:
   /// @param range    none = all frames
@@ -59,6 +59,8 @@ class FrameSource {
   std::shared_ptr<vix::IBuffer> Unpack(std::shared_ptr<vix::IBuffer> frame) const {
     return reader_->Unpack(std::move(frame));
   }
+  /// Fails where a frame that was read turned out to be unreadable since. From any thread, as well.
+  void CheckFramesInUse() const { reader_->CheckFramesInUse(); }
   /// The sound that is left behind the last frame.
   std::vector<SoundPacket> TakeRestOfSound() { return sound_.TakeRest(); }
 

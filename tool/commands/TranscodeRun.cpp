@@ -99,6 +99,7 @@ void TranscodeRun::Process(Frame& frame, unsigned element) {
   if (!sample) return;
   const auto buffer = sample->GetBuffer();
   if (check_) frame.quality = Check(*source, buffer, frame.place.number, element);
+  source_.CheckFramesInUse();
   if (result_.IsRaw()) {
     ClearRowPadding(result_, buffer->GetData());
   } else {

@@ -24,6 +24,7 @@ class ContainerReader : public FrameReader {
   std::int64_t CountUnevenFrames() const override { return track_.CountUnevenFrames(); }
   SideTracks* GetSideTracks() override { return &track_; }
   std::string GetNote() const override { return track_.GetNote(); }
+  void CheckFramesInUse() const override { track_.CheckFramesInUse(); }
 
  protected:
   explicit ContainerReader(std::unique_ptr<InputFile> file) : track_(std::move(file)) {}

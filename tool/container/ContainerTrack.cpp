@@ -17,6 +17,7 @@
 #include "run/Errors.h"
 
 extern "C" {
+#include <libavutil/buffer.h>
 #include <libavutil/dict.h>
 #include <libavutil/mathematics.h>
 #include <libavutil/mem.h>
@@ -97,6 +98,22 @@ std::shared_ptr<vix::IBuffer> Wrap(Packet packet) {
   // The block keeps the packet, and with it the memory.
   const std::shared_ptr<AVPacket> owner = std::move(packet);
   return vix::CreateBuffer(nullptr, vix::CreateMemoryBlock(data, bytes, [owner] {}));
+}
+
+// Makes the mapped bytes those of the packet.
+void TakeOver(AVPacket& packet, std::shared_ptr<const FileMapping> mapping) {
+  std::uint8_t* const data = mapping->GetData();
+  auto owner = std::make_unique<std::shared_ptr<const FileMapping>>(std::move(mapping));
+  const auto letGo = [](void* mappingOwner, std::uint8_t* /*data*/) {
+    delete static_cast<std::shared_ptr<const FileMapping>*>(mappingOwner);
+  };
+  AVBufferRef* const buffer = av_buffer_create(data, static_cast<std::size_t>(packet.size), letGo,
+                                               owner.get(), AV_BUFFER_FLAG_READONLY);
+  if (!buffer) throw std::bad_alloc();
+  static_cast<void>(owner.release());  // the buffer's now
+  av_buffer_unref(&packet.buf);
+  packet.buf = buffer;
+  packet.data = data;
 }
 
 }  // namespace
@@ -256,11 +273,33 @@ std::string ContainerTrack::GetNote() const {
 Packet ContainerTrack::ReadAny() {
   Packet packet(av_packet_alloc());
   if (!packet) throw std::bad_alloc();
+  bytes_.LeaveOutLargeReads(keepsInPlace_);
   const int result = av_read_frame(context_.get(), packet.get());
+  const auto leftOut = bytes_.TakeLeftOut();
   bytes_.Rethrow();
   if (result == AVERROR_EOF) return nullptr;
   if (result < 0) FailAtUnreadableFrame(ExplainLibavError(result));
+  if (leftOut) FillIn(*packet, *leftOut);
   return packet;
+}
+
+// With an index the library reads nothing large but packets from now on.
+void ContainerTrack::KeepFramesInPlace() {
+  keepsInPlace_ = HasIndex() && stream_->nb_frames > 0;
+}
+
+void ContainerTrack::FillIn(AVPacket& packet, const LibavStream::LeftOut& leftOut) {
+  const std::int64_t position = file_->GetPosition();
+  const bool isFrame = packet.stream_index == stream_->index && packet.pos >= 0;
+  if (isFrame) file_->Seek(packet.pos);
+  const auto mapping =
+      isFrame ? file_->ReadInPlace(static_cast<std::size_t>(packet.size)) : nullptr;
+  file_->Seek(position);
+  if (mapping) {
+    TakeOver(packet, mapping);
+  } else if (file_->ReadAt(leftOut.position, leftOut.bytes) < leftOut.bytes.size()) {
+    packet.flags |= AV_PKT_FLAG_CORRUPT;
+  }
 }
 
 Packet ContainerTrack::ReadPacket() {

@@ -70,6 +70,11 @@ class ContainerTrack : public SideTracks {
   /// that is cut short, an end before the announced number of frames, and a frame that breaks the
   /// constant rate are FrameFailures; the next call then gives what stands behind.
   std::shared_ptr<vix::IBuffer> Read();
+  /// From now on frames stay where they are in the file, if that allows it, instead of being
+  /// copied. For codecs whose frames the library hands out as they stand in the file.
+  void KeepFramesInPlace();
+  /// Fails where bytes of such frames turned out to be unreadable. May be called from any thread.
+  void CheckFramesInUse() const { file_->CheckMappings(); }
   /// Where the frame that Read() gave last begins in the file; none = unknown.
   std::optional<std::int64_t> GetLastOffset() const { return lastOffset_; }
   /// Where the frame that Read() gave last is not the one that this program wrote: what shows it,
@@ -91,6 +96,7 @@ class ContainerTrack : public SideTracks {
   void FindTimecode();
   void ReadStatedRate();
   Packet ReadAny();
+  void FillIn(AVPacket& packet, const LibavStream::LeftOut& leftOut);
   Packet ReadPacket();
   void KeepSound(Packet packet);
   bool HasSoundUntil(std::int64_t time, AVRational tick) const;
@@ -138,6 +144,7 @@ class ContainerTrack : public SideTracks {
   std::int64_t framesRead_ = 0;  ///< packets that Read() handed out, or failed at
   FrameTimes times_ = FrameTimes::Checked;
   std::int64_t unevenFrames_ = 0;
+  bool keepsInPlace_ = false;
   bool lost_ = false;  ///< nothing is known of how to go on
 };
 

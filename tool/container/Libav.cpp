@@ -1,6 +1,7 @@
 // SPDX-License-Identifier: BSD-2-Clause
 #include "container/Libav.h"
 
+#include <algorithm>
 #include <array>
 #include <cstdarg>
 #include <cstdio>
@@ -71,6 +72,21 @@ void LibavStream::Rethrow() {
   if (exception_) std::rethrow_exception(std::exchange(exception_, nullptr));
 }
 
+std::optional<LibavStream::LeftOut> LibavStream::TakeLeftOut() {
+  leavesOut_ = false;
+  return std::exchange(leftOut_, std::nullopt);
+}
+
+std::size_t LibavStream::LeaveOut(std::span<std::uint8_t> destination) {
+  const std::int64_t position = input_->GetPosition();
+  const std::int64_t left = std::max<std::int64_t>(0, input_->GetSize().value_or(0) - position);
+  const auto bytes =
+      static_cast<std::size_t>(std::min(left, static_cast<std::int64_t>(destination.size())));
+  leftOut_ = {position, destination.first(bytes)};
+  input_->Seek(position + static_cast<std::int64_t>(bytes));
+  return bytes;
+}
+
 template <typename Operation>
 int LibavStream::Guard(const Operation& operation) {
   // After a failure nothing more is tried: the library likes to go on writing.
@@ -86,7 +102,11 @@ int LibavStream::Guard(const Operation& operation) {
 int LibavStream::ReadCallback(void* self, std::uint8_t* data, int bytes) {
   auto& stream = *static_cast<LibavStream*>(self);
   return stream.Guard([&stream, data, bytes] {
-    const auto read = stream.input_->ReadSome(std::span(data, static_cast<std::size_t>(bytes)));
+    const std::span destination(data, static_cast<std::size_t>(bytes));
+    const bool isLarge = bytes > kStreamBufferBytes;
+    const auto read = isLarge && stream.leavesOut_ && !stream.leftOut_
+                          ? stream.LeaveOut(destination)
+                          : stream.input_->ReadSome(destination);
     return read == 0 ? AVERROR_EOF : static_cast<int>(read);
   });
 }

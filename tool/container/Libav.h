@@ -6,8 +6,11 @@
 /// What reader and writer of containers share: the container library's byte streams over our
 /// files, its messages, and its objects under unique ownership.
 
+#include <cstdint>
 #include <exception>
 #include <memory>
+#include <optional>
+#include <span>
 #include <string>
 
 #include "format/StreamFormat.h"
@@ -49,15 +52,27 @@ class LibavStream {
   LibavStream(const LibavStream&) = delete;
   LibavStream& operator=(const LibavStream&) = delete;
 
+  /// A read whose bytes were not fetched: whoever asked for it is to see to them.
+  struct LeftOut {
+    std::int64_t position;          ///< in the input
+    std::span<std::uint8_t> bytes;  ///< where they belong; unspecified until then
+  };
+
   AVIOContext* Get() const { return context_; }
   /// Throws what the file threw since the last call, if anything.
   void Rethrow();
+  /// Whether the next read of an input that the library asks for in one piece, past its own buffer,
+  /// is left out. One at most is, until it is taken.
+  void LeaveOutLargeReads(bool leavesOut) { leavesOut_ = leavesOut; }
+  /// What was left out since the last call, and stops leaving out.
+  std::optional<LeftOut> TakeLeftOut();
 
  private:
   template <typename Operation>
   int Guard(const Operation& operation);
   template <typename File>
   std::int64_t SeekFile(File& file, std::int64_t size, std::int64_t offset, int whence);
+  std::size_t LeaveOut(std::span<std::uint8_t> destination);
   static int ReadCallback(void* self, std::uint8_t* data, int bytes);
   static int WriteCallback(void* self, std::uint8_t* data, int bytes);
   static std::int64_t SeekInputCallback(void* self, std::int64_t offset, int whence);
@@ -66,6 +81,8 @@ class LibavStream {
   InputFile* input_ = nullptr;
   OutputFile* output_ = nullptr;
   AVIOContext* context_ = nullptr;
+  bool leavesOut_ = false;
+  std::optional<LeftOut> leftOut_;
   std::exception_ptr exception_;
 };
 

@@ -74,6 +74,7 @@ RawContainerReader::RawContainerReader(std::unique_ptr<InputFile> file, FrameTim
   format_ = track_.GetFormat();
   format_.code = RequirePackedFormat(track_);
   frameBytes_ = format_.FrameBytes();
+  track_.KeepFramesInPlace();
 }
 
 std::shared_ptr<vix::IBuffer> RawContainerReader::Read() {

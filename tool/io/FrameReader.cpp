@@ -66,6 +66,7 @@ std::unique_ptr<FrameReader> OpenRawVideo(const std::string& path,
                                           const std::optional<HeadlessFormat>& headless,
                                           FrameTimes times) {
   auto file = std::make_unique<InputFile>(path);
+  file->AllowMapping();
   if (headless) {
     RequireHeadless(*file);
     return std::make_unique<HeadlessReader>(std::move(file), *headless);

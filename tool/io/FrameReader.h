@@ -59,6 +59,10 @@ class FrameReader {
   virtual std::shared_ptr<vix::IBuffer> Unpack(std::shared_ptr<vix::IBuffer> frame) const {
     return frame;
   }
+  /// Fails where bytes of frames that Read() gave turned out to be unreadable when they were looked
+  /// at, and were zeros: to be asked before anything is made of a frame. May be called from any
+  /// thread.
+  virtual void CheckFramesInUse() const {}
 };
 
 /// Describes a headless input: frames one behind the other and nothing else.
@@ -72,7 +76,8 @@ struct HeadlessFormat {
 
 /// Opens uncompressed video: headless frames when `headless` is given, else Y4M or a container,
 /// by what the first bytes are. Refuses, with the command that would convert it, what the encoder
-/// cannot take.
+/// cannot take. Frames that are taken as they are stay where they are in the file
+/// (CheckFramesInUse).
 std::unique_ptr<FrameReader> OpenRawVideo(const std::string& path,
                                           const std::optional<HeadlessFormat>& headless,
                                           FrameTimes times = FrameTimes::Checked);

@@ -32,6 +32,12 @@ std::optional<std::int64_t> HeadlessReader::GetFrameCount() const {
 }
 
 std::shared_ptr<vix::IBuffer> HeadlessReader::Read() {
+  if (const auto mapping = file_->ReadInPlace(frameBytes_)) {
+    ++framesRead_;
+    std::uint8_t* const data = mapping->GetData();
+    // The block keeps the mapping.
+    return vix::CreateBuffer(nullptr, vix::CreateMemoryBlock(data, frameBytes_, [mapping] {}));
+  }
   auto frame = pool_.MakeFrame(frameBytes_);
   const std::size_t bytes = file_->Read(std::span(frame->GetData(), frameBytes_));
   if (bytes == 0) return nullptr;

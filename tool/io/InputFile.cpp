@@ -127,6 +127,22 @@ std::size_t InputFile::ReadAt(std::int64_t position, std::span<std::uint8_t> des
   return static_cast<std::size_t>(bytes);
 }
 
+std::shared_ptr<const FileMapping> InputFile::ReadInPlace(std::size_t bytes) {
+  constexpr std::size_t kFewest = std::size_t{1} << 20;  // below, a copy is as fast
+  const auto left =
+      static_cast<std::size_t>(std::max<std::int64_t>(0, size_.value_or(0) - position_));
+  if (!isMappable_ || bytes < kFewest || bytes > left) return nullptr;
+  auto mapping = FileMapping::Make(descriptor_, position_, bytes, mappingFault_);
+  if (mapping) Seek(position_ + static_cast<std::int64_t>(bytes));
+  return mapping;
+}
+
+void InputFile::CheckMappings() const {
+  if (*mappingFault_) {
+    throw Failure(name_ + ": was cut short while it was read, or its disk cannot read it");
+  }
+}
+
 void InputFile::Seek(std::int64_t position) {
   if (lseek(descriptor_, position, SEEK_SET) < 0) FailToRead(name_, errno);
   peeked_.clear();

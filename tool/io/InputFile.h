@@ -10,6 +10,8 @@
 #include <string>
 #include <vector>
 
+#include "io/FileMapping.h"
+
 namespace vixprores {
 
 /// The bytes of a file or of standard input ("-"). Used by one thread at a time.
@@ -44,6 +46,14 @@ class InputFile {
   /// Reads from that position on, whatever the position of the next read, which stays; returns the
   /// number of bytes. Needs IsSeekable().
   std::size_t ReadAt(std::int64_t position, std::span<std::uint8_t> destination) const;
+  /// From now on ReadInPlace() gives what it can.
+  void AllowMapping() { isMappable_ = !mayWait_ && IsSeekable(); }
+  /// The next `bytes` bytes without a copy of them, and goes on behind them. Null where they are
+  /// to be read: mapping is not allowed, or not possible, or not worth it.
+  std::shared_ptr<const FileMapping> ReadInPlace(std::size_t bytes);
+  /// Fails where mapped bytes turned out to be unreadable when they were looked at. May be called
+  /// from any thread.
+  void CheckMappings() const;
   /// Sets the position of the next read, in bytes from the start. Needs IsSeekable().
   void Seek(std::int64_t position);
   /// Position of the next read in bytes from the start.
@@ -60,6 +70,8 @@ class InputFile {
   bool mayWait_;  ///< bytes may yet have to come, as on a pipe
   std::optional<std::int64_t> size_;
   std::int64_t position_ = 0;
+  bool isMappable_ = false;
+  std::shared_ptr<MappingFault> mappingFault_ = std::make_shared<MappingFault>(false);
   std::vector<std::uint8_t> peeked_;  ///< bytes from position_ on that were read ahead
 };
 
