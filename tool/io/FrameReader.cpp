@@ -2,8 +2,6 @@
 #include "io/FrameReader.h"
 
 #include <algorithm>
-#include <cstring>
-#include <span>
 #include <string_view>
 #include <utility>
 
@@ -24,37 +22,6 @@ bool IsY4m(InputFile& file) {
   return std::ranges::equal(file.Peek(kY4mMagic.size()), kY4mMagic);
 }
 
-struct Magic {
-  std::size_t offset;
-  std::string_view bytes;
-  const char* container;
-};
-constexpr Magic kMagics[] = {{0, kY4mMagic, "Y4M"},
-                             {4, "ftyp", ".mov"},
-                             {4, "moov", ".mov"},
-                             {4, "mdat", ".mov"},
-                             {4, "wide", ".mov"},
-                             {8, "AVI ", ".avi"},
-                             {0, "\x1A\x45\xDF\xA3", ".mkv"},
-                             {0, "\x06\x0E\x2B\x34", ".mxf"},
-                             {0, "nut/multimedia container", ".nut"}};
-constexpr std::size_t kMostMagicBytes = 24;
-
-bool HasMagic(std::span<const std::uint8_t> start, const Magic& magic) {
-  if (start.size() < magic.offset + magic.bytes.size()) return false;
-  return std::memcmp(start.data() + magic.offset, magic.bytes.data(), magic.bytes.size()) == 0;
-}
-
-// What tells of itself is not to be read as pictures of whatever size.
-void RequireHeadless(InputFile& file) {
-  const auto start = file.Peek(kMostMagicBytes);
-  for (const Magic& magic : kMagics) {
-    if (!HasMagic(start, magic)) continue;
-    throw UsageError(file.GetName() + ": is " + magic.container +
-                     ", no headless frames; leave out --fourcc, --size and --interlaced");
-  }
-}
-
 // Reads the start of the file.
 bool HoldsProRes(std::unique_ptr<InputFile> file) {
   return ContainerTrack(std::move(file)).GetParameters().codec_id == AV_CODEC_ID_PRORES;
@@ -67,10 +34,7 @@ std::unique_ptr<FrameReader> OpenRawVideo(const std::string& path,
                                           FrameTimes times) {
   auto file = std::make_unique<InputFile>(path);
   file->AllowMapping();
-  if (headless) {
-    RequireHeadless(*file);
-    return std::make_unique<HeadlessReader>(std::move(file), *headless);
-  }
+  if (headless) return std::make_unique<HeadlessReader>(std::move(file), *headless);
   if (IsY4m(*file)) return std::make_unique<Y4mReader>(std::move(file));
   try {
     return std::make_unique<RawContainerReader>(std::move(file), times);

@@ -64,6 +64,8 @@ class WrongUse(ToolTest):
                     make_v210(clip)
                 self.fail_with(2, [clip, "no headless frames", "leave out --fourcc"], "encode",
                                *headless, clip, self.path("out.mov"))
+                self.fail_with(1, ["standard input", "no headless frames"], "encode", *headless,
+                               "-", self.path("out.mov"), input=clip.read_bytes(), text=False)
 
     def test_frames_do_not_go_to_a_terminal(self):
         clip = self.path("clip.mov")
