@@ -56,7 +56,7 @@ FrameSource::FrameSource(std::unique_ptr<FrameReader> reader,
       total_(CountFrames(*reader_, range)),
       timecode_(reader_->GetTimecode()) {
   try {
-    reader_->CheckTimes(range_.first, range_.last);
+    reader_->CheckTimes(range_.last);
   } catch (const FrameTimeFailure& failure) {
     RefuseTimes(failure, reader_->GetFormat().IsRaw());
   }

@@ -499,16 +499,18 @@ void ContainerTrack::CheckTime(Packet& packet) {
   ++unevenFrames_;
 }
 
-void ContainerTrack::CheckIndexedTimes(std::int64_t first, std::int64_t last) const {
+// The index has times of decoding, which may be earlier by an offset.
+void ContainerTrack::CheckIndexedTimes(std::int64_t last) const {
   if (times_ != FrameTimes::Checked || !HasIndex()) return;
   std::int64_t number = 0;
+  std::int64_t offset = 0;
   for (int i = 0; i < avformat_index_get_entries_count(stream_) && number <= last; ++i) {
     const AVIndexEntry& entry = *avformat_index_get_entry(stream_, i);
     if ((entry.flags & AVINDEX_DISCARD_FRAME) != 0) continue;
+    if (number == 0) offset = firstTime_ - entry.timestamp;
+    const std::int64_t time = entry.timestamp + offset;
     const std::int64_t expected = ExpectTime(number);
-    if (number >= first && !IsAbout(entry.timestamp, expected)) {
-      FailAtTime(number, entry.timestamp, expected, CountLeftOut(entry.timestamp, expected));
-    }
+    if (!IsAbout(time, expected)) FailAtTime(number, time, expected, CountLeftOut(time, expected));
     ++number;
   }
 }

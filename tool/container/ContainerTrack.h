@@ -53,9 +53,9 @@ class ContainerTrack : public SideTracks {
 
   /// To be called before Read(), which else checks the times.
   void SetTimes(FrameTimes times) { times_ = times; }
-  /// Refuses, as Read() would, frames `first` to `last` that do not come at a constant rate, where
-  /// an index tells so without reading them.
-  void CheckIndexedTimes(std::int64_t first, std::int64_t last) const;
+  /// Refuses, as Read() would, frames up to number `last` that do not come at a constant rate,
+  /// where an index tells so without reading them.
+  void CheckIndexedTimes(std::int64_t last) const;
   /// Frames so far that came at odd times and were taken.
   std::int64_t CountUnevenFrames() const { return unevenFrames_; }
 

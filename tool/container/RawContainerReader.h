@@ -13,9 +13,7 @@ class RawContainerReader : public ContainerReader {
   explicit RawContainerReader(std::unique_ptr<InputFile> file,
                               FrameTimes times = FrameTimes::Checked);
 
-  void CheckTimes(std::int64_t first, std::int64_t last) const override {
-    track_.CheckIndexedTimes(first, last);
-  }
+  void CheckTimes(std::int64_t last) const override { track_.CheckIndexedTimes(last); }
   std::shared_ptr<vix::IBuffer> Read() override;
 
  private:

@@ -42,9 +42,9 @@ class FrameReader {
   virtual std::string GetFrameFault() const { return {}; }
   /// Frames so far that were taken although they came at odd times.
   virtual std::int64_t CountUnevenFrames() const { return 0; }
-  /// Refuses, where that can be told without reading them, frames `first` to `last` that Read()
+  /// Refuses, where that can be told without reading them, frames up to number `last` that Read()
   /// would refuse for their times. To be called before Read().
-  virtual void CheckTimes(std::int64_t /*first*/, std::int64_t /*last*/) const {}
+  virtual void CheckTimes(std::int64_t /*last*/) const {}
   /// Sound and metadata beside the video; null where there are none. They live as long as the
   /// reader and are used by the thread that reads.
   virtual SideTracks* GetSideTracks() { return nullptr; }
