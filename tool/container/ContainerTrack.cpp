@@ -285,7 +285,7 @@ Packet ContainerTrack::ReadAny() {
 
 // With an index the library reads nothing large but packets from now on.
 void ContainerTrack::KeepFramesInPlace() {
-  keepsInPlace_ = HasIndex() && stream_->nb_frames > 0;
+  keepsInPlace_ = file_->IsMappable() && HasIndex() && stream_->nb_frames > 0;
 }
 
 void ContainerTrack::FillIn(AVPacket& packet, const LibavStream::LeftOut& leftOut) {

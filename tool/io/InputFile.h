@@ -46,8 +46,10 @@ class InputFile {
   /// Reads from that position on, whatever the position of the next read, which stays; returns the
   /// number of bytes. Needs IsSeekable().
   std::size_t ReadAt(std::int64_t position, std::span<std::uint8_t> destination) const;
-  /// From now on ReadInPlace() gives what it can.
+  /// From now on ReadInPlace() gives what it can, which on a pipe is nothing.
   void AllowMapping() { isMappable_ = !mayWait_ && IsSeekable(); }
+  /// True when ReadInPlace() may give something.
+  bool IsMappable() const { return isMappable_; }
   /// The next `bytes` bytes without a copy of them, and goes on behind them. Null where they are
   /// to be read: mapping is not allowed, or not possible, or not worth it.
   std::shared_ptr<const FileMapping> ReadInPlace(std::size_t bytes);

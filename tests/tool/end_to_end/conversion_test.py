@@ -288,6 +288,21 @@ class Pipes(ToolTest):
         make_v210(self.path("clip.mov"), "-movflags", "faststart")
         self.check_pipes(self.path("clip.mov"))
 
+    def test_large_frames(self):
+        # A file's are taken from where they are in it, a pipe's cannot be.
+        make_v210(self.path("clip.mov"), "-movflags", "faststart", size="1280x720", frames=5)
+        self.check_pipes(self.path("clip.mov"))
+        sound = ("-f", "lavfi", "-i", "sine=duration=0.2:sample_rate=48000", "-c:v", "copy",
+                 "-c:a", "pcm_s24le", "-ac", "16", "-movflags", "faststart")
+        ffmpeg("-i", self.path("clip.mov"), *sound, self.path("sound.mov"))
+        self.check_pipes(self.path("sound.mov"))
+
+    def test_large_headless_frames(self):
+        make_v210(self.path("clip.mov"), size="1280x720", frames=5)
+        ffmpeg("-i", self.path("clip.mov"), "-c", "copy", "-f", "rawvideo", self.path("clip.v210"))
+        self.check_pipes(self.path("clip.v210"), "--fourcc", "V210", "--size", "1280x720",
+                         "--rate", "25")
+
     def test_decode_from_a_pipe(self):
         make_v210(self.path("clip.mov"))
         self.succeed("encode", self.path("clip.mov"), self.path("clip.mkv"))
