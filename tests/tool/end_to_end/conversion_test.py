@@ -288,14 +288,18 @@ class Pipes(ToolTest):
         make_v210(self.path("clip.mov"), "-movflags", "faststart")
         self.check_pipes(self.path("clip.mov"))
 
+    # A file's large frames are taken from where they are in it, a pipe's cannot be.
+
     def test_large_frames(self):
-        # A file's are taken from where they are in it, a pipe's cannot be.
         make_v210(self.path("clip.mov"), "-movflags", "faststart", size="1280x720", frames=5)
         self.check_pipes(self.path("clip.mov"))
-        sound = ("-f", "lavfi", "-i", "sine=duration=0.2:sample_rate=48000", "-c:v", "copy",
-                 "-c:a", "pcm_s24le", "-ac", "16", "-movflags", "faststart")
-        ffmpeg("-i", self.path("clip.mov"), *sound, self.path("sound.mov"))
-        self.check_pipes(self.path("sound.mov"))
+
+    def test_large_frames_and_large_packets_of_sound(self):
+        make_v210(self.path("mute.mov"), size="1280x720", frames=5)
+        ffmpeg("-i", self.path("mute.mov"), "-f", "lavfi", "-i", "anoisesrc=d=0.2:r=192000",
+               "-c:v", "copy", "-c:a", "pcm_s32le", "-ac", "16", "-movflags", "faststart",
+               self.path("clip.mov"))
+        self.check_pipes(self.path("clip.mov"))
 
     def test_large_headless_frames(self):
         make_v210(self.path("clip.mov"), size="1280x720", frames=5)
