@@ -45,6 +45,12 @@ TEST(VerificationReport, TellsTheOutcomeOfAFile) {
   EXPECT_EQ(DescribeOutcome(file), "a.mov: 240 frames, intact");
   file.damagedFrames = 2;
   EXPECT_EQ(DescribeOutcome(file), "a.mov: 240 frames, 2 damaged");
+  file.damagedFrames = 0;
+  file.index = {"has no timecode"};
+  EXPECT_FALSE(file.IsIntact());
+  EXPECT_EQ(DescribeOutcome(file), "a.mov: 240 frames, 0 damaged, index damaged");
+  file.index.clear();
+  file.damagedFrames = 2;
   file.error = "a.mov: cannot be read";
   EXPECT_EQ(DescribeOutcome(file), "a.mov: 240 frames, 2 damaged, not verified to its end");
   file.frames = 0;

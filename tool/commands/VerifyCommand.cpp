@@ -13,6 +13,7 @@
 #include "commands/Commands.h"
 #include "commands/Options.h"
 #include "container/SideTracks.h"
+#include "inspection/IndexCheck.h"
 #include "inspection/Verification.h"
 #include "inspection/VerifiedStream.h"
 #include "io/OutputFile.h"
@@ -44,9 +45,9 @@ Command Describe(VerifyOptions& options) {
       "the file, and what is damaged. A file that cannot be read does not keep the others from "
       "being checked.\n\n"
       "A .mov that this program has written holds a checksum of every frame, by which any change "
-      "shows. In other files damage that turns frames into other valid ones, and damage of an "
-      "alpha "
-      "channel, cannot be seen.";
+      "shows, and a list of all packets beside its index, by which losses of the index show. In "
+      "other files damage that turns frames into other valid ones, and damage of an alpha channel, "
+      "cannot be seen.";
   command.usages = {"[OPTION]... FILE..."};
   command.arguments = {{"FILE", "container with a ProRes track; - for standard input"}};
   command.takeArguments = [&options](const std::vector<std::string>& words) {
@@ -116,6 +117,12 @@ void VerifyReader(const VerifyOptions& options, FrameReader& reader, VerifiedFil
     };
   }
   VerifyFrames(reader, options.threads, events, result);
+  if (options.scan) return;  // without a look at the index
+  result.index = FindIndexFaults(result.file, reader);
+  if (options.json) return;
+  for (const std::string& fault : result.index) {
+    std::printf("%s: %s\n", result.file.c_str(), DescribeIndexFault(fault).c_str());
+  }
 }
 
 VerifiedFile VerifyFile(const VerifyOptions& options, const std::string& file) {

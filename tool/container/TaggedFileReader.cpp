@@ -123,6 +123,20 @@ std::shared_ptr<vix::IBuffer> TaggedFileReader::Read() {
   return nullptr;
 }
 
+std::optional<TaggedPacket> TaggedFileReader::PassPacket() {
+  const auto tag = NextTag();
+  if (!tag) return std::nullopt;
+  const std::int64_t offset = file_->GetPosition();
+  file_->Seek(offset + tag->packetBytes);
+  return TaggedPacket{*tag, offset};
+}
+
+double TaggedFileReader::GetTick(std::uint32_t track) const {
+  if (track == PacketTag::kVideo) return av_q2d(Invert(format_.rate));
+  const std::size_t place = track - PacketTag::kFirstSound;
+  return place < sound_.size() ? av_q2d(sound_[place].timeBase) : 0;
+}
+
 void TaggedFileReader::KeepSound(const PacketTag& tag) {
   Packet packet(av_packet_alloc());
   if (!packet || av_new_packet(packet.get(), static_cast<int>(tag.packetBytes)) < 0) {

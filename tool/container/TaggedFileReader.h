@@ -13,6 +13,12 @@
 
 namespace vixprores {
 
+/// A packet that was passed over.
+struct TaggedPacket {
+  PacketTag tag;
+  std::int64_t offset = 0;  ///< of its first byte, in the file
+};
+
 /// Reads a .mov of this program by its packet tags alone, without an index: what a run left that
 /// was killed, or a file whose index is damaged. Frames that are not what was written, and what is
 /// cut off at the end, are left out and counted; damaged sound is counted and kept.
@@ -34,6 +40,10 @@ class TaggedFileReader : public FrameReader, private SideTracks {
   SideTracks* GetSideTracks() override { return this; }
   std::shared_ptr<vix::IBuffer> Read() override;
 
+  /// Goes behind the next packet, of video or of sound, without a look at it; none at the end.
+  std::optional<TaggedPacket> PassPacket();
+  /// What the times in the tags of that track count, in seconds; 0 where there is no such track.
+  double GetTick(std::uint32_t track) const;
   /// Time of the frame that Read() gave last, in frames: those that are lost are counted.
   std::int64_t GetFrameTime() const { return time_; }
   /// Frames that were passed over because they are damaged.

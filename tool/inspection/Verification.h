@@ -31,8 +31,11 @@ struct Verification {
   std::int64_t damagedFrames = 0;  ///< likewise
   std::int64_t damagedSound = 0;   ///< packets of sound, where checksums tell
   std::vector<DamagedFrame> damage;
+  std::vector<std::string> index;  ///< what the index has lost, as FindIndexFaults() says it
 
-  bool IsIntact() const { return error.empty() && damagedFrames == 0 && damagedSound == 0; }
+  bool IsIntact() const {
+    return error.empty() && damagedFrames == 0 && damagedSound == 0 && index.empty();
+  }
 };
 
 /// What is told while a stream is being verified; called by one thread at a time.

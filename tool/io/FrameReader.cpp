@@ -8,6 +8,7 @@
 #include "container/ContainerTrack.h"
 #include "container/ProResReader.h"
 #include "container/RawContainerReader.h"
+#include "container/TaggedFileReader.h"
 #include "format/Y4mHeader.h"
 #include "io/HeadlessReader.h"
 #include "io/InputFile.h"
@@ -25,6 +26,15 @@ bool IsY4m(InputFile& file) {
 // Reads the start of the file.
 bool HoldsProRes(std::unique_ptr<InputFile> file) {
   return ContainerTrack(std::move(file)).GetParameters().codec_id == AV_CODEC_ID_PRORES;
+}
+
+// What to do about a container that cannot be read.
+std::string AdviceFor(const std::string& path) {
+  InputFile file(path);
+  return TaggedFileReader::CanRead(file)
+             ? "; 'vixprores recover' makes a file with a whole index, --scan finds frames without "
+               "it"
+             : "; --scan finds frames without it";
 }
 
 }  // namespace
@@ -51,7 +61,7 @@ std::unique_ptr<FrameReader> OpenProRes(const std::string& path, const ProResOpt
   try {
     return std::make_unique<ProResReader>(std::move(file), options);
   } catch (const UnreadableContainer& failure) {
-    throw UnreadableContainer(failure.what() + std::string("; --scan finds frames without it"));
+    throw UnreadableContainer(failure.what() + AdviceFor(path));
   }
 }
 

@@ -51,6 +51,12 @@ HtmlTable DamageTable(const Verification& file) {
   return table;
 }
 
+void AddIndex(HtmlPart& part, const Verification& file) {
+  if (file.index.empty()) return;
+  part.AddSubheading("Damaged index");
+  for (const std::string& fault : file.index) part.AddParagraph(DescribeIndexFault(fault));
+}
+
 void AddDamage(HtmlPart& part, const Verification& file) {
   if (file.damage.empty()) return;
   part.AddSubheading("Damaged frames");
@@ -91,6 +97,7 @@ void VerificationPage::Add(const Verification& file, const std::optional<Verifie
   }
   if (!statistics.frames.empty()) files_.AddSubheading("Frame by frame");
   files_.Add(ChartHtml(SizeChart(statistics, "damaged")));
+  AddIndex(files_, file);
   AddDamage(files_, file);
   AddMaps(files_, stream->maps);
 }

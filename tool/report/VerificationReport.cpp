@@ -40,6 +40,7 @@ Json ToJson(const Verification& file) {
   json["damagedSoundPackets"] = file.damagedSound;
   json["damage"] = Json::array();
   for (const DamagedFrame& frame : file.damage) json["damage"].push_back(ToJson(frame));
+  json["indexFaults"] = file.index;
   return json;
 }
 
@@ -49,6 +50,10 @@ std::string DescribeDamage(const DamagedFrame& frame) {
   std::string text = Describe(frame.place) + ": " + frame.check.Describe();
   if (frame.check.slices.empty()) return text;
   return text + " (" + DescribeSlices(frame.check.slices) + ")";
+}
+
+std::string DescribeIndexFault(const std::string& fault) {
+  return "index: " + fault + "; 'vixprores recover' makes a file with a whole one";
 }
 
 std::string DescribeSlices(std::span<const DamagedSlice> slices) {
@@ -66,8 +71,10 @@ std::string DescribeOutcome(const Verification& file) {
   const std::string frames = file.file + ": " + Count(file.frames, "frame");
   if (file.IsIntact()) return frames + ", intact";
   std::string text = frames + ", " + std::to_string(file.damagedFrames) + " damaged";
-  if (file.damagedSound > 0)
+  if (file.damagedSound > 0) {
     text += ", " + Count(file.damagedSound, "damaged packet") + " of sound";
+  }
+  if (!file.index.empty()) text += ", index damaged";
   if (!file.error.empty()) text += ", not verified to its end";
   return text;
 }

@@ -4,6 +4,7 @@ import json
 import struct
 
 import mini_mov
+from sound_test import make_movie
 from tool import ToolTest, ffmpeg, make_v210, run
 
 FRAMES = 8
@@ -51,7 +52,7 @@ class Verify(VerifyTest):
         for file, name in zip(self.verify(0, *names), names):
             self.assertEqual(file, {"file": str(name), "intact": True, "frames": FRAMES,
                                     "damagedFrames": 0, "damagedSoundPackets": 0,
-                                    "damage": []})
+                                    "damage": [], "indexFaults": []})
         result = self.succeed("verify", *names)
         self.assertEqual(result.stdout, "".join(f"{name}: {FRAMES} frames, intact\n"
                                                 for name in names))
@@ -161,6 +162,103 @@ class Verify(VerifyTest):
         self.fail_with(2, ["--rate is for --scan"], "verify", "--rate", "25", self.encoded)
         self.fail_with(2, ["--rate is for --scan"], "decode", "--rate", "25", self.encoded,
                        self.path("out.raw"))
+
+
+class Index(VerifyTest):
+    """Frames that are all intact are of no use where the index does not lead to them, or to what
+    stands beside them."""
+
+    def setUp(self):
+        super().setUp()
+        make_movie(self.clip, "-timecode", "10:00:00:00", "-metadata", "title=A title", tracks=2)
+        self.succeed("encode", "--overwrite", self.clip, self.encoded)
+        data = self.encoded.read_bytes()
+        self.index = data.rindex(b"moov")
+        self.packets = [data.count(tag(track)) for track in range(4)]
+
+    def places(self, kind):
+        """Of the atoms of that kind in the index, in their order: video, sound, sound, timecode."""
+        data = self.encoded.read_bytes()
+        places, position = [], self.index
+        while (position := data.find(kind, position + 1)) >= 0:
+            places.append(position)
+        return places
+
+    def faults(self):
+        """What verify says of the index; it makes nothing else of the damage, and recovery undoes
+        it."""
+        file = self.verify_one(1, self.encoded)
+        result = run("verify", self.encoded)
+        self.assertEqual(result.returncode, 1)
+        for fault in file["indexFaults"]:
+            self.assertIn(f"{self.encoded}: index: {fault}; 'vixprores recover' makes a file with "
+                          "a whole one\n", result.stdout)
+        self.assertRegex(result.stdout, r"2[05] frames, 0 damaged, index damaged\n$")
+        recovered = self.path("recovered.mov")
+        self.succeed("recover", "--overwrite", self.encoded, recovered)
+        self.assertEqual(self.verify_one(0, recovered)["indexFaults"], [])
+        return file["indexFaults"]
+
+    def test_lost_tracks(self):
+        tracks = self.places(b"trak")
+        self.overwrite(self.encoded, tracks[1], b"junk")
+        self.assertEqual(self.faults(),
+                         [f"does not know sound track 1: {self.packets[2]} packets"])
+        self.overwrite(self.encoded, tracks[2], b"junk")
+        self.assertEqual(self.faults(), [f"does not know sound track {number}: {count} packets"
+                                         for number, count in enumerate(self.packets[2:], 1)])
+
+    def test_a_lost_timecode(self):
+        for damage in ("tmcd", "place"):
+            with self.subTest(damage):
+                self.succeed("encode", "--overwrite", self.clip, self.encoded)
+                if damage == "place":
+                    self.overwrite(self.encoded, self.places(b"stco")[3] + 12, b"\0\0\0\1")
+                else:
+                    for place in self.places(b"tmcd"):
+                        self.overwrite(self.encoded, place, b"junk")
+                fault, = self.faults()
+                self.assertRegex(fault, "^has (no timecode|the timecode [0-9:;]+) where "
+                                        "10:00:00:00 was written$")
+
+    def test_places_of_sound(self):
+        place = self.places(b"stco")[2] + 12 + 4 * 3
+        self.overwrite(self.encoded, place, b"\0\0\1\0")
+        count = self.packets[3]
+        self.assertEqual(self.faults(),
+                         [f"leads to {count - 1} of {count} packets of sound track 2"])
+
+    def test_fewer_packets_than_were_written(self):
+        place = self.places(b"stsz")[0] + 12
+        self.overwrite(self.encoded, place, struct.pack(">I", 20))
+        self.assertEqual(self.faults(), ["leads to 20 of 25 packets of the video track"])
+
+    def test_times_of_sound(self):
+        place = self.places(b"stts")[1]
+        self.overwrite(self.encoded, place + 19, b"\2")  # ticks of a sample, for 1
+        fault, = self.faults()
+        self.assertRegex(fault, r"^has another time for \d+ of \d+ packets of sound track 1$")
+
+    def test_a_lost_title(self):
+        self.overwrite(self.encoded, self.places(b"A title")[0], b"B")
+        self.assertEqual(self.faults(), ["lacks the title 'A title'"])
+        page = self.path("page.html")
+        self.assertEqual(run("verify", "--html", page, self.encoded).returncode, 1)
+        self.assertIn("index: lacks the title ", page.read_text())
+
+    def test_an_index_that_cannot_be_read(self):
+        self.overwrite(self.encoded, self.index, b"junk")
+        self.assertIn("'vixprores recover' makes a file with a whole index",
+                      self.verify_one(1, self.encoded)["error"])
+
+    def test_a_scan_looks_at_no_index(self):
+        self.overwrite(self.encoded, self.places(b"trak")[1], b"junk")
+        self.assertEqual(self.verify_one(0, "--scan", self.encoded)["indexFaults"], [])
+
+
+def tag(track):
+    """How the tags of the packets of a track start."""
+    return b"\xf7vixpkt\x1a" + struct.pack(">I", track)
 
 
 class Scan(VerifyTest):
