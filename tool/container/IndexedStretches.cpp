@@ -10,7 +10,6 @@
 #include "run/Errors.h"
 
 extern "C" {
-#include <libavutil/dict.h>
 #include <libavutil/rational.h>
 }
 
@@ -26,12 +25,8 @@ Demuxer OpenMov(const InputFile& file, LibavStream& bytes) {
   AVFormatContext* context = avformat_alloc_context();
   if (!context) throw std::bad_alloc();
   context->pb = bytes.Get();
-  // What edit lists hide or move is in the file all the same.
-  AVDictionary* options = nullptr;
-  av_dict_set(&options, "ignore_editlist", "1", 0);
   // Frees the context when it fails.
-  const int result = avformat_open_input(&context, nullptr, av_find_input_format("mov"), &options);
-  av_dict_free(&options);
+  const int result = avformat_open_input(&context, nullptr, av_find_input_format("mov"), nullptr);
   Demuxer demuxer(result >= 0 ? context : nullptr);
   bytes.Rethrow();
   if (demuxer) return demuxer;

@@ -16,7 +16,7 @@ class IndexedStretches {
   explicit IndexedStretches(const std::string& path);
 
   /// The time in seconds of what begins exactly there and has so many bytes, be it in several
-  /// stretches; edit lists are left out of it. None where the index does not lead to all of it.
+  /// stretches. None where the index does not lead to all of it.
   std::optional<double> FindTime(std::int64_t begin, std::int64_t bytes) const;
 
  private:

@@ -12,6 +12,10 @@
 #include "container/TaggedFileReader.h"
 #include "report/TextTable.h"
 
+extern "C" {
+#include <libavcodec/avcodec.h>
+}
+
 namespace vixprores {
 namespace {
 
@@ -20,9 +24,8 @@ struct TrackCount {
   std::int64_t written = 0;
   std::int64_t indexed = 0;
   std::int64_t displaced = 0;  // indexed, but at another time
-  // Between the clock of the index and that of the tags, by the first packet that both know.
-  std::optional<double> lead = {};
 };
+using TrackCounts = std::map<std::uint32_t, TrackCount>;
 
 std::string NameOf(std::uint32_t track) {
   if (track == PacketTag::kVideo) return "the video track";
@@ -35,11 +38,10 @@ void AddPacket(TrackCount& count, const TaggedPacket& packet, double tick,
   const auto seconds = index.FindTime(packet.offset, packet.tag.packetBytes);
   if (!seconds) return;
   ++count.indexed;
-  const double lead = *seconds - static_cast<double>(packet.tag.time) * tick;
-  if (!count.lead) count.lead = lead;
-  // Clocks of files are finer than that, and what is damaged is off by more.
-  constexpr double kTolerance = 1e-3;
-  if (std::abs(lead - *count.lead) > kTolerance) ++count.displaced;
+  // Edit lists count milliseconds.
+  constexpr double kTolerance = 2e-3;
+  const double written = static_cast<double>(packet.tag.time) * tick;
+  if (std::abs(*seconds - written) > kTolerance) ++count.displaced;
 }
 
 std::string Describe(std::uint32_t track, const TrackCount& count) {
@@ -52,16 +54,44 @@ std::string Describe(std::uint32_t track, const TrackCount& count) {
          NameOf(track);
 }
 
-void CheckPackets(const std::string& path, TaggedFileReader& tags,
-                  std::vector<std::string>& faults) {
+TrackCounts CountPackets(const std::string& path, TaggedFileReader& tags) {
   const IndexedStretches index(path);
-  std::map<std::uint32_t, TrackCount> counts;
+  TrackCounts counts;
   while (const auto packet = tags.PassPacket()) {
     AddPacket(counts[packet->tag.track], *packet, tags.GetTick(packet->tag.track), index);
   }
+  return counts;
+}
+
+void CheckPackets(const TrackCounts& counts, std::vector<std::string>& faults) {
   for (const auto& [track, count] : counts) {
     const bool isWhole = count.indexed == count.written && count.displaced == 0;
     if (!isWhole) faults.push_back(Describe(track, count));
+  }
+}
+
+std::string Describe(const SoundTrack& sound) {
+  const AVCodecParameters& parameters = *sound.parameters;
+  return std::string(avcodec_get_name(parameters.codec_id)) + ", " +
+         std::to_string(parameters.sample_rate) + " Hz, " +
+         Count(parameters.ch_layout.nb_channels, "channel");
+}
+
+// An index has no tracks without packets. Where it lacks others too, this is told already.
+void CheckSound(const TrackCounts& counts, const std::vector<SoundTrack>& indexed,
+                const std::vector<SoundTrack>& written, std::vector<std::string>& faults) {
+  std::vector<std::uint32_t> tracks;
+  for (const auto& [track, count] : counts) {
+    const bool isDescribed = track - PacketTag::kFirstSound < written.size();
+    if (track >= PacketTag::kFirstSound && isDescribed) tracks.push_back(track);
+  }
+  if (tracks.size() != indexed.size()) return;
+  for (std::size_t i = 0; i < tracks.size(); ++i) {
+    const std::string is = Describe(indexed[i]);
+    const std::string was = Describe(written[tracks[i] - PacketTag::kFirstSound]);
+    if (is == was) continue;
+    faults.push_back("describes " + NameOf(tracks[i]) + " as " + is + " where " + was +
+                     " was written");
   }
 }
 
@@ -87,15 +117,17 @@ void CheckMetadata(const Metadata& indexed, const Metadata& written,
 }  // namespace
 
 std::vector<std::string> FindIndexFaults(const std::string& path, FrameReader& reader) {
+  SideTracks* const indexed = reader.GetSideTracks();
   auto file = std::make_unique<InputFile>(path);
-  if (!TaggedFileReader::CanRead(*file)) return {};
+  if (!indexed || !TaggedFileReader::CanRead(*file)) return {};
   std::vector<std::string> faults;
   TaggedFileReader tags(std::move(file));
-  CheckPackets(path, tags, faults);
+  const SideTracks& written = *tags.GetSideTracks();
+  const TrackCounts counts = CountPackets(path, tags);
+  CheckPackets(counts, faults);
+  CheckSound(counts, indexed->GetSound(), written.GetSound(), faults);
   CheckTimecode(reader.GetTimecode(), tags.GetTimecode(), faults);
-  if (SideTracks* const side = reader.GetSideTracks()) {
-    CheckMetadata(side->GetMetadata(), tags.GetSideTracks()->GetMetadata(), faults);
-  }
+  CheckMetadata(indexed->GetMetadata(), written.GetMetadata(), faults);
   return faults;
 }
 

@@ -155,7 +155,7 @@ class Verify(VerifyTest):
         self.make(self.path("clip.mkv"))
         with open(self.path("clip.mkv"), "rb") as pipe:
             result = self.succeed("verify", "-", stdin=pipe)
-        self.assertIn(f"{FRAMES} frames, intact", result.stdout)
+        self.assertEqual(result.stdout, f"standard input: {FRAMES} frames, intact\n")
 
     def test_wrong_use(self):
         self.fail_with(2, ["FILE is missing"], "verify")
@@ -237,7 +237,20 @@ class Index(VerifyTest):
         place = self.places(b"stts")[1]
         self.overwrite(self.encoded, place + 19, b"\2")  # ticks of a sample, for 1
         fault, = self.faults()
-        self.assertRegex(fault, r"^has another time for \d+ of \d+ packets of sound track 1$")
+        self.assertRegex(fault, "^(leads to|has another time for) .* of sound track 1$")
+
+    def test_the_start_of_sound(self):
+        place = self.places(b"elst")[1] + 12  # its duration and its start
+        self.overwrite(self.encoded, place + 4, struct.pack(">I", 4800))
+        fault, = self.faults()
+        self.assertRegex(fault, "^(leads to|has another time for) .* of sound track 1$")
+
+    def test_the_description_of_sound(self):
+        place = self.places(b"in24")[0]
+        self.overwrite(self.encoded, place, b"sowt")
+        fault = self.faults()[-1]
+        self.assertRegex(fault, "^describes sound track 1 as .* where pcm_s24le, 48000 Hz, 1 "
+                                "channel was written$")
 
     def test_a_lost_title(self):
         self.overwrite(self.encoded, self.places(b"A title")[0], b"B")
