@@ -12,6 +12,7 @@
 #include "format/OutputFormat.h"
 #include "io/FrameWriter.h"
 #include "report/Report.h"
+#include "report/TextTable.h"
 #include "run/Errors.h"
 #include "run/Interrupt.h"
 
@@ -132,25 +133,22 @@ void Recover(const RecoverOptions& options, RunReport& report) {
   report.seconds = std::chrono::duration<double>(std::chrono::steady_clock::now() - start).count();
 }
 
-void PrintCount(const std::string& input, std::int64_t count, const char* what) {
-  if (count == 0) return;
-  std::fprintf(stderr, "vixprores: note: %s: %lld %s\n", input.c_str(),
-               static_cast<long long>(count), what);
-}
-
 int Run(const RecoverOptions& options) {
   SetUpMessages({});
   RunReport report;
   report.command = "recover";
   report.input = options.input;
   Recover(options, report);
-  PrintCount(options.input, report.damagedFrames,
-             "damaged frames, for each of which the one before stands");
+  if (report.damagedFrames > 0) {
+    PrintNote(options.input + ": " + Count(report.damagedFrames, "damaged frame") +
+              ", in place of which the one before stands");
+  }
   PrintDamage(report);
   if (options.json) {
     std::fprintf(options.output == "-" ? stderr : stdout, "%s\n", SummaryJson(report).c_str());
   } else if (!options.quiet) {
-    std::fprintf(stderr, "%s\n", SummaryLine(report).c_str());
+    std::fprintf(stderr, "%s\n%s is kept; it can be removed once the output is seen to be good\n",
+                 SummaryLine(report).c_str(), options.input.c_str());
   }
   return kExitDone;
 }

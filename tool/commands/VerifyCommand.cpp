@@ -18,6 +18,7 @@
 #include "inspection/VerifiedStream.h"
 #include "io/OutputFile.h"
 #include "report/Report.h"
+#include "report/TextTable.h"
 #include "report/VerificationPage.h"
 #include "report/VerificationReport.h"
 #include "run/Errors.h"
@@ -97,7 +98,8 @@ struct VerifiedFile {
   std::optional<VerifiedStream> stream;  // none without a page, or where it could not be opened
 };
 
-void VerifyReader(const VerifyOptions& options, FrameReader& reader, VerifiedFile& file) {
+void VerifyReader(const VerifyOptions& options, const std::string& path, FrameReader& reader,
+                  VerifiedFile& file) {
   Verification& result = file.result;
   FileProgress progress(options, reader);
   VerificationEvents events;
@@ -118,7 +120,7 @@ void VerifyReader(const VerifyOptions& options, FrameReader& reader, VerifiedFil
   }
   VerifyFrames(reader, options.threads, events, result);
   if (options.scan) return;  // without a look at the index
-  result.index = FindIndexFaults(result.file, reader);
+  result.index = FindIndexFaults(path, reader);
   if (options.json) return;
   for (const std::string& fault : result.index) {
     std::printf("%s: %s\n", result.file.c_str(), DescribeIndexFault(fault).c_str());
@@ -128,15 +130,15 @@ void VerifyReader(const VerifyOptions& options, FrameReader& reader, VerifiedFil
 VerifiedFile VerifyFile(const VerifyOptions& options, const std::string& file) {
   VerifiedFile verified;
   Verification& result = verified.result;
-  result.file = file;
+  result.file = file == "-" ? "standard input" : file;
   ProResOptions opening = ToProResOptions(options);
   opening.damagedStart = true;
   opening.demands.anyVersion = true;
   try {
     const auto reader = OpenProRes(file, opening);
-    VerifyReader(options, *reader, verified);
+    VerifyReader(options, file, *reader, verified);
   } catch (const Interrupted&) {
-    result.error = file + ": interrupted after " + std::to_string(result.frames) + " frames";
+    result.error = result.file + ": interrupted after " + Count(result.frames, "frame");
   } catch (const Failure& failure) {
     result.error = failure.what();
   }

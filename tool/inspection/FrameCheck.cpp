@@ -8,6 +8,7 @@
 #include "bitstream/BlockOrder.h"
 #include "entropy/CoefficientDecoder.h"
 #include "inspection/FrameStructure.h"
+#include "report/TextTable.h"
 
 namespace vixprores {
 namespace {
@@ -104,8 +105,7 @@ std::string FrameCheck::Describe() const {
   std::string text;
   for (const std::string& fault : faults) text += (text.empty() ? "" : "; ") + fault;
   if (slices.empty()) return text;
-  return text + (text.empty() ? "" : "; ") + std::to_string(slices.size()) +
-         (slices.size() == 1 ? " damaged slice" : " damaged slices");
+  return text + (text.empty() ? "" : "; ") + Count(std::ssize(slices), "damaged slice");
 }
 
 FrameCheck CheckFrame(Bytes bytes) {

@@ -181,7 +181,7 @@ std::string Svg(const Chart& chart, const std::vector<Bin>& bins, const Scale& s
 }
 
 std::string Label(const Chart& chart, const std::vector<Bin>& bins) {
-  std::string text = chart.name + ", " + std::to_string(chart.points.size()) + " frames";
+  std::string text = chart.name + ", " + Count(std::ssize(chart.points), "frame");
   if (const auto range = FindRange(bins)) {
     text += ", " + ValueText(chart, range->low) + " to " + ValueText(chart, range->high);
   }

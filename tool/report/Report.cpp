@@ -42,8 +42,7 @@ std::string ClockTime(double seconds) {
 std::string Beside(const RunReport& report) {
   std::string text;
   if (report.soundTracks > 0) {
-    text += ", " + std::to_string(report.soundTracks) + " sound track" +
-            (report.soundTracks > 1 ? "s" : "");
+    text += ", " + Count(static_cast<std::int64_t>(report.soundTracks), "sound track");
   }
   if (!report.timecode.empty()) text += ", timecode " + report.timecode;
   return text;
@@ -152,8 +151,7 @@ nlohmann::ordered_json ToJson(const EncodingQuality& quality) {
 }  // namespace
 
 std::string SummaryLine(const RunReport& report) {
-  return report.output + ": " + std::to_string(report.frames) + " frames" +
-         CountDamage(report.damage) + ", " +
+  return report.output + ": " + Count(report.frames, "frame") + CountDamage(report.damage) + ", " +
          DescribeSize(report.result.width, report.result.height) + " " +
          DescribeCode(report.result.code) + ", " + Describe(report.result.fieldOrder) + ", " +
          Describe(report.result.rate) + " fps, colour " + Describe(report.result.colour) +
@@ -247,8 +245,12 @@ std::string BatchTable(const std::vector<RunReport>& reports) {
     there += isThere ? 1 : 0;
   }
   return text + std::to_string(there) + " of " + std::to_string(reports.size()) + " are there; " +
-         std::to_string(frames) + " frames, " + Fixed(static_cast<double>(bytes) / 1e6, 1) +
+         Count(frames, "frame") + ", " + Fixed(static_cast<double>(bytes) / 1e6, 1) +
          " MB written\n";
+}
+
+void PrintNote(const std::string& text) {
+  std::fprintf(stderr, "vixprores: note: %s\n", text.c_str());
 }
 
 void PrintDamage(const RunReport& report) {

@@ -64,6 +64,9 @@ std::string SummaryLine(const RunReport& report);
 /// The summary as one JSON object, without a newline.
 std::string SummaryJson(const RunReport& report);
 
+/// Prints "vixprores: note: " and the text on standard error.
+void PrintNote(const std::string& text);
+
 /// Tells on standard error of the damaged frames that the run went on behind; also to those who
 /// want to hear of nothing else.
 void PrintDamage(const RunReport& report);

@@ -114,7 +114,8 @@ class WholeFiles(ToolTest):
                      "--compressor", "Name", self.clip, self.whole)
 
     def test_recovering_a_whole_file_gives_the_same_file(self):
-        self.succeed("recover", self.whole, self.out)
+        result = self.succeed("recover", self.whole, self.out)
+        self.assertIn(f"\n{self.whole} is kept; it can be removed ", result.stderr)
         self.assert_same_bytes(self.out.read_bytes(), self.whole.read_bytes())
 
     def test_a_damaged_index_does_not_matter(self):
