@@ -18,7 +18,7 @@ constexpr std::uint32_t kTile = 30;
 constexpr RgbSize kPart{16 * kTile, 9 * kTile};
 
 RgbPicture Draw(PictureSource& source, const NumberedFrame& frame, RgbSize size) {
-  const auto packed = source.Decode(frame, 0);
+  const auto packed = source.Decode(frame, 0).bytes;
   return ToRgb(source.GetPictureFormat(), {packed->GetData(), packed->GetSize()}, size);
 }
 

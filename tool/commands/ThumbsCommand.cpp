@@ -20,6 +20,8 @@
 #include "io/OutputFile.h"
 #include "io/Png.h"
 #include "report/ContactSheet.h"
+#include "report/Report.h"
+#include "report/StillsReport.h"
 #include "run/Interrupt.h"
 #include "run/OrderedPipeline.h"
 
@@ -39,6 +41,8 @@ struct ThumbsOptions : HostOptions, MachineOptions {
   int every = 0;  // 0 = evenly spread
   int width = 0;  // 0 = as it is
   bool overwrite = false;
+  bool json = false;
+  bool quiet = false;
 };
 
 Command Describe(ThumbsOptions& options) {
@@ -73,6 +77,9 @@ Command Describe(ThumbsOptions& options) {
         Number("--width", options.width, 1, kWidestStill,
                "scaled down to N pixels; on sheets 320 when not given"),
         Flag("--overwrite", options.overwrite, "replace existing pictures")}},
+      {"Report",
+       {Flag("--json", options.json, "what was written, as JSON"),
+        Flag("--quiet", options.quiet, "no summary")}},
       MachineGroup(options, options)};
   command.examples = {{"vixprores thumbs input.mov -o stills", "Ten stills."},
                       {"vixprores thumbs input.mov --every 250 --sheet sheet.png", "A sheet."}};
@@ -114,6 +121,7 @@ struct Still {
   NumberedFrame frame;
   std::vector<std::uint8_t> png;
   RgbPicture small;  // for the sheet
+  std::optional<DamagedPicture> damage;
 };
 
 void WriteFile(const std::string& path, std::span<const std::uint8_t> bytes, bool overwrite) {
@@ -134,43 +142,45 @@ class StillWriter {
       : options_(options),
         source_(source),
         timecode_(source.GetReader().GetTimecode()),
+        report_{options.input, options.folder.value_or(""), options.sheet.value_or(""), {}, {}},
         size_(DisplaySize(source.GetPictureFormat(), WidthOr(std::nullopt))),
         smallSize_(DisplaySize(source.GetPictureFormat(), WidthOr(kSheetWidth))) {
+    report_.size = size_;
     if (options.folder) MakeFolder(*options.folder);
   }
 
   // May be called for different workers at once.
   void Draw(Still& still, unsigned worker) const {
-    const auto packed = source_.Decode(still.frame, worker);
-    const std::span<const std::uint8_t> bytes(packed->GetData(), packed->GetSize());
+    auto picture = source_.Decode(still.frame, worker);
+    const auto bytes = BytesOf(*picture.bytes);
+    still.damage = std::move(picture.damage);
     const StreamFormat& format = source_.GetPictureFormat();
     if (options_.folder) still.png = EncodePng(ToRgb(format, bytes, size_));
     if (options_.sheet) still.small = ToRgb(format, bytes, smallSize_);
   }
 
   void Write(Still& still) {
-    const std::int64_t number = still.frame.number;
+    StillReport made;
+    made.number = still.frame.number;
+    if (timecode_) made.timecode = *timecode_ + made.number;
     if (options_.folder) {
-      std::array<char, 32> name{};
-      std::snprintf(name.data(), name.size(), "frame-%06lld.png", static_cast<long long>(number));
-      WriteFile((std::filesystem::path(*options_.folder) / name.data()).string(), still.png,
-                options_.overwrite);
+      made.file = NameOf(made.number);
+      WriteFile(made.file, still.png, options_.overwrite);
     }
-    ++written_;
-    if (!options_.sheet) return;
-    if (onSheet_.size() == kMostOnSheet) {
-      throw Failure(*options_.sheet + ": a sheet holds " + std::to_string(kMostOnSheet) +
-                    " pictures at most; take fewer with --every");
-    }
-    std::string caption = std::to_string(number);
-    if (timecode_) caption += "  " + (*timecode_ + number).ToText();
-    onSheet_.push_back({std::move(still.small), std::move(caption)});
+    if (still.damage) PrintNote(options_.input + ": " + Describe(*still.damage));
+    made.damage = std::move(still.damage);
+    if (options_.sheet) PutOnSheet(std::move(still.small), made);
+    report_.stills.push_back(std::move(made));
   }
 
-  void Finish() {
-    if (written_ == 0) throw Failure(source_.GetReader().GetName() + ": no frame was chosen");
-    if (!options_.sheet) return;
-    WriteFile(*options_.sheet, EncodePng(DrawContactSheet(onSheet_)), options_.overwrite);
+  const StillsReport& Finish() {
+    if (report_.stills.empty()) {
+      throw Failure(source_.GetReader().GetName() + ": no frame was chosen");
+    }
+    if (options_.sheet) {
+      WriteFile(*options_.sheet, EncodePng(DrawContactSheet(onSheet_)), options_.overwrite);
+    }
+    return report_;
   }
 
  private:
@@ -178,12 +188,28 @@ class StillWriter {
     return options_.width > 0 ? static_cast<std::uint32_t>(options_.width) : otherwise;
   }
 
+  std::string NameOf(std::int64_t number) const {
+    std::array<char, 32> name{};
+    std::snprintf(name.data(), name.size(), "frame-%06lld.png", static_cast<long long>(number));
+    return (std::filesystem::path(*options_.folder) / name.data()).string();
+  }
+
+  void PutOnSheet(RgbPicture picture, const StillReport& still) {
+    if (onSheet_.size() == kMostOnSheet) {
+      throw Failure(*options_.sheet + ": a sheet holds " + std::to_string(kMostOnSheet) +
+                    " pictures at most; take fewer with --every");
+    }
+    std::string caption = std::to_string(still.number);
+    if (still.timecode) caption += "  " + still.timecode->ToText();
+    onSheet_.push_back({std::move(picture), std::move(caption)});
+  }
+
   const ThumbsOptions& options_;
   PictureSource& source_;
   std::optional<Timecode> timecode_;
+  StillsReport report_;
   RgbSize size_;
   RgbSize smallSize_;
-  std::size_t written_ = 0;
   std::vector<SheetPicture> onSheet_;
 };
 
@@ -197,7 +223,7 @@ int WriteStills(const ThumbsOptions& options) {
   PipelineStages<Still> stages;
   stages.read = [&]() -> std::optional<Still> {
     while (auto frame = frames.Read()) {
-      if (selection.Has(frame->number)) return Still{std::move(*frame), {}, {}};
+      if (selection.Has(frame->number)) return Still{std::move(*frame), {}, {}, {}};
       if (selection.IsBehindLast(frame->number)) break;
     }
     return std::nullopt;
@@ -209,7 +235,12 @@ int WriteStills(const ThumbsOptions& options) {
   };
   stages.stopReading = RequestInterrupt;
   OrderedPipeline<Still>(stages, shares.elements, 2 * std::size_t{shares.elements}).Run();
-  writer.Finish();
+  const StillsReport& report = writer.Finish();
+  if (options.json) {
+    std::printf("%s\n", StillsJson(report).c_str());
+  } else if (!options.quiet) {
+    std::fprintf(stderr, "%s\n", StillsText(report).c_str());
+  }
   return kExitDone;
 }
 

@@ -9,6 +9,7 @@
 #include <string>
 #include <vector>
 
+#include "element/PictureSource.h"
 #include "format/Timecode.h"
 #include "inspection/PictureQuality.h"
 #include "inspection/Spread.h"
@@ -21,6 +22,7 @@ struct ComparedVideo {
   StreamFormat format;   ///< of the file
   StreamFormat picture;  ///< of what is compared
   std::optional<std::int64_t> frames;
+  std::vector<DamagedPicture> damage = {};  ///< of those that are compared all the same
 };
 
 /// Quality of one frame of the distorted video.

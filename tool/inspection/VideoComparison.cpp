@@ -6,6 +6,7 @@
 #include <utility>
 #include <vector>
 
+#include "report/TextTable.h"
 #include "run/Errors.h"
 #include "run/Interrupt.h"
 #include "run/OrderedPipeline.h"
@@ -16,14 +17,17 @@ namespace {
 [[noreturn]] void FailAtCounts(const std::string& reference, std::int64_t referenceFrames,
                                const std::string& distorted, std::int64_t distortedFrames) {
   const std::int64_t common = std::min(referenceFrames, distortedFrames);
-  throw Failure(reference + " has " + std::to_string(referenceFrames) + " frames and " + distorted +
+  throw Failure(reference + " has " + Count(referenceFrames, "frame") + " and " + distorted +
                 " has " + std::to_string(distortedFrames) + "; --frames 0-" +
                 std::to_string(common - 1) + " compares the common ones");
 }
 
 ComparedVideo DescribeSource(const PictureSource& source) {
-  return {source.GetReader().GetName(), source.GetStreamFormat(), source.GetPictureFormat(),
-          source.GetReader().GetFrameCount()};
+  return {source.GetReader().GetName(),
+          source.GetStreamFormat(),
+          source.GetPictureFormat(),
+          source.GetReader().GetFrameCount(),
+          {}};
 }
 
 // What a worker needs to compare two pictures.
@@ -38,6 +42,8 @@ struct VideoComparison::Pair {
   NumberedFrame reference;
   NumberedFrame distorted;
   FrameQuality quality;
+  std::optional<DamagedPicture> referenceDamage;
+  std::optional<DamagedPicture> distortedDamage;
 };
 
 VideoComparison::VideoComparison(const std::string& reference, const std::string& distorted,
@@ -73,7 +79,7 @@ std::optional<VideoComparison::Pair> VideoComparison::Read() {
   if (!reference && !distorted) return std::nullopt;
   if (!reference || !distorted) FailAtDifferentLengths(!reference);
   ++pairs_;
-  return Pair{std::move(*reference), std::move(*distorted), {}};
+  return Pair{std::move(*reference), std::move(*distorted), {}, {}, {}};
 }
 
 // Only with inputs that do not tell their number of frames, and without a range.
@@ -103,14 +109,18 @@ Comparison VideoComparison::Run() {
   stages.read = [this] { return Read(); };
   stages.process = [&](Pair& pair, unsigned worker) {
     auto& [reference, distorted] = scratch[worker];
-    reference.Load(reference_.GetPictureFormat(),
-                   BytesOf(*reference_.Decode(pair.reference, worker)), comparison.bits);
-    distorted.Load(distorted_.GetPictureFormat(),
-                   BytesOf(*distorted_.Decode(pair.distorted, worker)), comparison.bits);
+    auto a = reference_.Decode(pair.reference, worker);
+    auto b = distorted_.Decode(pair.distorted, worker);
+    reference.Load(reference_.GetPictureFormat(), BytesOf(*a.bytes), comparison.bits);
+    distorted.Load(distorted_.GetPictureFormat(), BytesOf(*b.bytes), comparison.bits);
+    pair.referenceDamage = std::move(a.damage);
+    pair.distortedDamage = std::move(b.damage);
     pair.quality = MeasureQuality(reference, distorted, comparison.bits);
   };
   stages.write = [&](Pair& pair, const std::exception_ptr& failure) {
     if (failure) std::rethrow_exception(failure);
+    if (pair.referenceDamage) comparison.reference.damage.push_back(*pair.referenceDamage);
+    if (pair.distortedDamage) comparison.distorted.damage.push_back(*pair.distortedDamage);
     ComparedFrame frame{pair.distorted.number, pair.quality, std::nullopt};
     if (distorted_.IsProRes()) frame.bytes = pair.distorted.data->GetSize();
     AddFrame(comparison, frame);

@@ -4,15 +4,16 @@
 #include <string>
 #include <utility>
 
+#include "report/TextTable.h"
 #include "run/Errors.h"
 #include "run/Interrupt.h"
 
 namespace vixprores {
 
 void FailPastTheEnd(const std::string& name, const FrameRange& range, std::int64_t count) {
-  throw Failure(name + ": has " + std::to_string(count) + " frames (0-" +
-                std::to_string(count - 1) + "), but --frames asks for " +
-                std::to_string(range.first) + "-" + std::to_string(range.last));
+  throw Failure(name + ": has " + Count(count, "frame") + " (0-" + std::to_string(count - 1) +
+                "), but --frames asks for " + std::to_string(range.first) + "-" +
+                std::to_string(range.last));
 }
 
 RangeReader::RangeReader(FrameReader& reader, const std::optional<FrameRange>& range)
@@ -38,7 +39,8 @@ std::optional<NumberedFrame> RangeReader::Read() {
     if (!data) return std::nullopt;
     const std::int64_t number = next_++;
     if (IsInRange(number)) {
-      return NumberedFrame{number, reader_.GetFrameOffset(), std::move(data)};
+      return NumberedFrame{number, reader_.GetFrameOffset(), std::move(data),
+                           reader_.GetFrameFault()};
     }
   }
   return std::nullopt;

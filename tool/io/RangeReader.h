@@ -21,6 +21,7 @@ struct NumberedFrame {
   std::int64_t number = 0;             ///< in the input, from 0
   std::optional<std::int64_t> offset;  ///< in the input, in bytes; none = unknown
   std::shared_ptr<vix::IBuffer> data;
+  std::string fault = {};  ///< as FrameReader::GetFrameFault() says
 };
 
 /// Hands out the frames of a range, or all of them. Used by one thread at a time.

@@ -158,6 +158,21 @@ void AddFrames(HtmlPage& page, const Comparison& comparison,
   }
 }
 
+void AddDamage(HtmlPage& page, const ComparedVideo& video) {
+  if (video.damage.empty()) return;
+  HtmlTable table{"Damaged frames of " + video.name, {"Frame", "Timecode", "What is wrong"}, {}};
+  for (const auto& [place, what] : video.damage) {
+    if (table.rows.size() == kMostTableRows) break;
+    table.rows.push_back({{std::to_string(place.number),
+                           place.timecode ? place.timecode->ToText() : std::string(), what},
+                          HtmlMark::Bad});
+  }
+  page.AddHeading(table.caption);
+  page.AddTable(table);
+  if (video.damage.size() <= kMostTableRows) return;
+  page.AddParagraph("These are the first ones; 'vixprores compare --json' lists all of them.");
+}
+
 }  // namespace
 
 std::string ComparisonPage(const Comparison& comparison, const std::optional<WorstPictures>& worst,
@@ -169,6 +184,8 @@ std::string ComparisonPage(const Comparison& comparison, const std::optional<Wor
   page.AddTable(PartsTable(comparison));
   page.AddParagraph("In samples of " + std::to_string(comparison.bits) +
                     " bits. Means of decibels leave out identical planes.");
+  AddDamage(page, comparison.reference);
+  AddDamage(page, comparison.distorted);
   AddFrames(page, comparison, target);
   if (worst) AddWorst(page, comparison, *worst);
   AddSliceMaps(page, mapped, comparison.timecode);

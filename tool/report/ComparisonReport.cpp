@@ -1,11 +1,13 @@
 // SPDX-License-Identifier: BSD-2-Clause
 #include "report/ComparisonReport.h"
 
+#include <algorithm>
 #include <array>
 #include <cmath>
 #include <nlohmann/json.hpp>
 #include <utility>
 
+#include "report/PlaceJson.h"
 #include "report/TextTable.h"
 
 namespace vixprores {
@@ -65,6 +67,33 @@ std::string FramesText(const Comparison& comparison) {
   return text + ", " + std::to_string(comparison.identical) + " identical";
 }
 
+// The pictures that were compared although they are not what was encoded.
+std::string DamageText(const Comparison& comparison) {
+  constexpr std::size_t kMostLines = 10;
+  std::string text;
+  for (const ComparedVideo* video : {&comparison.reference, &comparison.distorted}) {
+    const auto& damage = video->damage;
+    if (damage.empty()) continue;
+    text += "\nDamaged frames of " + video->name + ":\n";
+    for (std::size_t i = 0; i < std::min(damage.size(), kMostLines); ++i) {
+      text += "  " + Describe(damage[i]) + "\n";
+    }
+    if (damage.size() <= kMostLines) continue;
+    text += "  and " + std::to_string(damage.size() - kMostLines) + " more, which --json lists\n";
+  }
+  return text;
+}
+
+Json DamageJson(const std::vector<DamagedPicture>& damage) {
+  Json json = Json::array();
+  for (const DamagedPicture& each : damage) {
+    Json entry = PlaceJson(each.place);
+    entry["what"] = each.what;
+    json.push_back(std::move(entry));
+  }
+  return json;
+}
+
 Json DecibelsJson(double value) {
   return std::isinf(value) ? Json() : Json(value);
 }
@@ -75,7 +104,8 @@ Json VideoJson(const ComparedVideo& video) {
           {"width", video.format.width},
           {"height", video.format.height},
           {"rate", Describe(video.format.rate)},
-          {"bits", SampleBits(video.picture)}};
+          {"bits", SampleBits(video.picture)},
+          {"damage", DamageJson(video.damage)}};
 }
 
 Json PsnrJson(const PartQuality& part) {
@@ -121,7 +151,7 @@ std::string ComparisonText(const Comparison& comparison) {
     videos.Add({role, video->name, DescribeVideo(*video)});
   }
   return videos.ToText(0) + FramesText(comparison) + "\n\n" + PartsText(comparison) +
-         WorstText(comparison);
+         WorstText(comparison) + DamageText(comparison);
 }
 
 std::string ComparisonJson(const Comparison& comparison) {

@@ -4,6 +4,7 @@ import json
 import re
 import subprocess
 
+import mini_mov
 from tool import TIMEOUT, ToolTest, make_clip, make_uyvy, make_v210, run
 
 
@@ -127,3 +128,33 @@ class Compare(ToolTest):
         self.assertEqual(result.returncode, 1)
         self.assertIn(b"standard input has 4 frames", result.stderr)
         self.assertIn(b"has 10", result.stderr)
+
+    def test_tells_of_concealed_slices(self):
+        self.make_pair("--timecode", "01:00:00:00")
+        offset = mini_mov.places(self.encoded)[3][0]
+        mini_mov.break_slice(self.encoded, 3)
+        page = self.path("page.html")
+        report = self.compare(self.raw, self.encoded, "--html", page)
+        what = ("is not what was written: its checksum differs; has 1 damaged slice, which is "
+                "concealed")
+        self.assertEqual(report["distorted"]["damage"],
+                         [{"frame": 3, "count": 1, "timecode": "01:00:00:03", "offset": offset,
+                           "what": what}])
+        self.assertEqual(report["reference"]["damage"], [])
+        self.assertIn(what, page.read_text())
+        text = self.succeed("compare", self.raw, self.encoded).stdout
+        self.assertIn(f"Damaged frames of {self.encoded}:\n"
+                      f"  frame 3 (01:00:00:03) at byte {offset}: {what}\n", text)
+
+    def test_names_a_frame_that_cannot_be_decoded(self):
+        for damage, what in ((mini_mov.break_header, "has no readable frame header"),
+                             (mini_mov.break_picture, "picture")):
+            with self.subTest(what):
+                self.make_pair("--timecode", "01:00:00:00")
+                offset = mini_mov.places(self.encoded)[3][0]
+                damage(self.encoded, 3)
+                result = self.fail_with(
+                    1, [f"frame 3 (01:00:00:03) at byte {offset}: ", what, "--frames leaves it out",
+                        "vixprores verify"], "compare", self.raw, self.encoded)
+                self.assertNotIn("[", result.stderr)
+                self.compare(self.raw, self.encoded, "--frames", "0-2")

@@ -22,6 +22,32 @@ def places(path):
             for packet in json.loads(result.stdout)["packets"]]
 
 
+def break_slice(path, number):
+    """Breaks the first slice of a frame: the size of its header is no longer true."""
+    data = bytearray(path.read_bytes())
+    start = places(path)[number][0]
+    table = start + 8 + struct.unpack_from(">H", data, start + 8)[0] + 8
+    slices = struct.unpack_from(">H", data, table - 3)[0]
+    data[table + 2 * slices] = 0xff
+    path.write_bytes(data)
+
+
+def break_header(path, number):
+    """Makes the size of a frame's header 0."""
+    data = bytearray(path.read_bytes())
+    start = places(path)[number][0]
+    data[start + 8:start + 10] = bytes(2)
+    path.write_bytes(data)
+
+
+def break_picture(path, number):
+    """Makes the size of the header of a frame's first picture 0."""
+    data = bytearray(path.read_bytes())
+    start = places(path)[number][0]
+    data[start + 8 + struct.unpack_from(">H", data, start + 8)[0]] = 0
+    path.write_bytes(data)
+
+
 def write(path, frames, code=b"apcn", width=128, height=96, rate=25):
     """A file with those samples, `rate` a second."""
     frames = list(frames)

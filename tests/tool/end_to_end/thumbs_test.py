@@ -1,8 +1,10 @@
 # SPDX-License-Identifier: BSD-2-Clause
 """Stills of thumbs, as an independent program decodes them."""
+import json
 import os
 import subprocess
 
+import mini_mov
 from tool import TIMEOUT, ToolTest, largest_difference, make_clip, make_v210, probe, run
 
 
@@ -118,3 +120,44 @@ class Thumbs(ToolTest):
         self.fail_with(2, ["--output-dir", "--sheet"], "thumbs", "clip.mov", cwd=self.folder)
         self.fail_with(2, ["--width"], "thumbs", "clip.mov", "-o", "x", "--width", "0",
                        cwd=self.folder)
+
+    def test_tells_what_it_wrote(self):
+        self.make_prores()
+        sheet = self.path("sheet.png")
+        options = ("--every", "4", "--sheet", sheet, "-o", self.stills, "--overwrite", self.clip)
+        result = self.succeed("thumbs", *options)
+        self.assertEqual((result.stdout, result.stderr),
+                         ("", f"{self.stills}: 3 stills of 128x96, frames 0 to 8; {sheet}: "
+                              "3 pictures, frames 0 to 8\n"))
+        result = self.succeed("thumbs", "--quiet", *options)
+        self.assertEqual((result.stdout, result.stderr), ("", ""))
+        result = self.succeed("thumbs", "--json", *options)
+        self.assertEqual(result.stderr, "")
+        self.assertEqual(json.loads(result.stdout), {
+            "command": "thumbs", "status": "done", "input": str(self.clip), "sheet": str(sheet),
+            "stills": [{"frame": number, "timecode": f"01:00:00:{number:02}",
+                        "file": str(self.stills / f"frame-{number:06}.png")}
+                       for number in (0, 4, 8)]})
+        result = self.succeed("thumbs", "--frames", "5-5", "-o", self.stills, self.clip)
+        self.assertEqual(result.stderr, f"{self.stills}: 1 still of 128x96, frame 5\n")
+
+    def test_tells_of_concealed_slices(self):
+        self.make_prores()
+        offset = mini_mov.places(self.clip)[4][0]
+        mini_mov.break_slice(self.clip, 4)
+        result = self.succeed("thumbs", "--json", "--frames", "3-5", self.clip, "-o", self.stills)
+        self.assertEqual(
+            result.stderr, f"vixprores: note: {self.clip}: frame 4 (01:00:00:04) at byte {offset}: "
+                           "has 1 damaged slice, which is concealed\n")
+        self.assertEqual([still.get("damage") for still in json.loads(result.stdout)["stills"]],
+                         [None, "has 1 damaged slice, which is concealed", None])
+
+    def test_names_a_frame_that_cannot_be_decoded(self):
+        self.make_prores()
+        mini_mov.break_picture(self.clip, 4)
+        self.stills.mkdir()
+        result = run("thumbs", "--frames", "4-5", self.clip, "-o", self.stills)
+        self.assertEqual(result.returncode, 1)
+        self.assertIn(f"{self.clip}: frame 4 (01:00:00:04) at byte ", result.stderr)
+        self.assertIn("--frames leaves it out", result.stderr)
+        self.assertNotIn("[", result.stderr)
