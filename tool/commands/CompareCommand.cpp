@@ -63,12 +63,12 @@ int Compare(const CompareOptions& options) {
   if (options.page) RefuseInputAsOutput(*options.page, {options.reference, options.distorted});
   if (options.page) page.emplace(*options.page, options.overwrite);
   const Comparison comparison = videos.Run();
-  const std::string text = options.json ? ComparisonJson(comparison) : ComparisonText(comparison);
-  std::fputs(text.c_str(), stdout);
   if (page) {
     page->Write(AsBytes(MakePage(videos, comparison)));
     page->Commit();
   }
+  const std::string text = options.json ? ComparisonJson(comparison) : ComparisonText(comparison);
+  std::fputs(text.c_str(), stdout);
   return kExitDone;
 }
 

@@ -249,6 +249,10 @@ std::string BatchTable(const std::vector<RunReport>& reports) {
          " MB written\n";
 }
 
+std::string ErrorJson(const std::string& message) {
+  return Dump({{"error", message}});
+}
+
 void PrintNote(const std::string& text) {
   std::fprintf(stderr, "vixprores: note: %s\n", text.c_str());
 }

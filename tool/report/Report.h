@@ -64,6 +64,9 @@ std::string SummaryLine(const RunReport& report);
 /// The summary as one JSON object, without a newline.
 std::string SummaryJson(const RunReport& report);
 
+/// {"error": "..."}, without a newline.
+std::string ErrorJson(const std::string& message);
+
 /// Prints "vixprores: note: " and the text on standard error.
 void PrintNote(const std::string& text);
 

@@ -215,3 +215,22 @@ class Inspect(ToolTest):
         os.rename(self.clip, odd)
         result = self.succeed("inspect", "--json", os.fsdecode(odd))
         self.assertIn("odd-\ufffd.mov", json.loads(result.stdout)["input"])
+
+    def test_json_tells_what_ended_a_command(self):
+        missing, page = self.path("missing.mov"), self.path("page.html")
+        page.write_text("mine")
+        for arguments in (("inspect", missing), ("compare", missing, missing),
+                          ("recover", missing, self.path("out.mov")),
+                          ("thumbs", missing, "-o", self.path("stills")),
+                          ("verify", "--html", page, missing)):
+            with self.subTest(arguments[0]):
+                result = self.fail_with(1, [], arguments[0], "--json", *arguments[1:])
+                error = json.loads(result.stdout)
+                self.assertEqual(list(error), ["error"])
+                self.assertEqual(result.stderr, f"vixprores: {error['error']}\n")
+                self.assertEqual(run(*arguments).stdout, "")
+
+    def test_json_of_what_ended_a_command_is_kept_out_of_frames(self):
+        result = run("decode", "--json", "--rate", "25", self.path("missing.mov"), "-")
+        self.assertEqual((result.returncode, result.stdout), (2, ""))
+        self.assertIn("--rate is for --scan", json.loads(result.stderr.splitlines()[0])["error"])
