@@ -52,6 +52,13 @@ class FrameScannerTest : public testing::Test {
     return all;
   }
 
+  SkippedBytes Skip(const std::string& input) {
+    WriteText(folder_ / "input", input);
+    FrameScanner scanner(std::make_unique<InputFile>(folder_ / "input"));
+    while (scanner.Next()) continue;
+    return scanner.GetSkipped();
+  }
+
   ScratchFolder folder_;
   const std::string a_ = MakeEncodedFrame(48, 1);
   const std::string b_ = MakeEncodedFrame(48, 2, 1);
@@ -146,6 +153,16 @@ TEST_F(FrameScannerTest, PassesOverHeadersThatLeadNowhere) {
   const std::string junk = Junk(300);
   EXPECT_THAT(Scan(a_ + alien + junk + c_),
               ElementsAre(Found{0, a_}, Found{a_.size() + alien.size() + junk.size(), c_}));
+}
+
+TEST_F(FrameScannerTest, CountsWhatBelongsToNoFrame) {
+  EXPECT_EQ(Skip(a_ + b_).places, 0);
+  const SkippedBytes skipped = Skip(Junk(7) + a_ + Junk(5000) + b_ + c_ + Junk(3));
+  EXPECT_EQ(skipped.bytes, 5010);
+  EXPECT_EQ(skipped.places, 3);
+  EXPECT_EQ(skipped.largest, 5000);
+  EXPECT_EQ(skipped.largestBegin, static_cast<std::int64_t>(7 + a_.size()));
+  EXPECT_EQ(Skip(a_ + Junk(3'000'000)).bytes, 3'000'000);
 }
 
 }  // namespace

@@ -17,6 +17,7 @@
 #include "io/RangeReader.h"
 #include "report/InspectionPage.h"
 #include "report/InspectionReport.h"
+#include "report/Report.h"
 
 namespace vixprores {
 namespace {
@@ -94,10 +95,12 @@ int Inspect(const InspectOptions& options) {
     // What was found up to there is told all the same.
     stream.failure = error.what();
   }
+  stream.note = reader->GetEndNote();
+  if (page) WritePage(std::move(reader), stream, notable, *page);
   const std::string text = options.json ? InspectionJson(stream) : InspectionText(stream);
   std::fputs(text.c_str(), stdout);
   if (!stream.failure.empty()) PrintError(stream.failure);
-  if (page) WritePage(std::move(reader), stream, notable, *page);
+  if (!stream.note.empty()) PrintNote(stream.name + ": " + stream.note);
   return stream.failure.empty() && stream.faulty == 0 ? kExitDone : kExitFailed;
 }
 

@@ -119,6 +119,7 @@ void VerifyReader(const VerifyOptions& options, const std::string& path, FrameRe
     };
   }
   VerifyFrames(reader, options.threads, events, result);
+  result.note = reader.GetEndNote();
   if (options.scan) return;  // without a look at the index
   result.index = FindIndexFaults(path, reader);
   if (options.json) return;
@@ -143,6 +144,7 @@ VerifiedFile VerifyFile(const VerifyOptions& options, const std::string& file) {
     result.error = failure.what();
   }
   if (!result.error.empty()) PrintError(result.error);
+  if (!result.note.empty()) PrintNote(result.file + ": " + result.note);
   const bool isTold = !options.json && !(options.quiet && result.IsIntact());
   if (isTold) std::printf("%s\n", DescribeOutcome(result).c_str());
   return verified;
@@ -161,11 +163,11 @@ int Verify(const VerifyOptions& options) {
     results.push_back(std::move(file.result));
     if (InterruptRequested()) break;
   }
-  if (options.json) std::printf("%s\n", VerificationJson(results).c_str());
   if (pageFile) {
     pageFile->Write(AsBytes(page.Finish()));
     pageFile->Commit();
   }
+  if (options.json) std::printf("%s\n", VerificationJson(results).c_str());
   return std::ranges::all_of(results, &Verification::IsIntact) ? kExitDone : kExitFailed;
 }
 

@@ -40,6 +40,7 @@ struct StreamStatistics {
   Spread quantisers;        ///< of all their slices
   Spread meanQuantisers;    ///< of the frames
   std::int64_t faulty = 0;  ///< frames with a fault, missing ones included
+  std::string note;         ///< as FrameReader::GetEndNote() says; empty = nothing
   std::string failure;      ///< what ended the reading early; empty = nothing
 
   double MegabitsPerSecond() const;

@@ -31,6 +31,7 @@ struct Verification {
   std::int64_t damagedFrames = 0;  ///< likewise
   std::int64_t damagedSound = 0;   ///< packets of sound, where checksums tell
   std::vector<DamagedFrame> damage;
+  std::string note;                ///< as FrameReader::GetEndNote() says; empty = nothing
   std::vector<std::string> index;  ///< what the index has lost, as FindIndexFaults() says it
 
   bool IsIntact() const {

@@ -133,7 +133,10 @@ std::optional<FrameScanner::Place> FrameScanner::FindFrame() {
 std::optional<FoundFrame> FrameScanner::Next() {
   for (;;) {
     const auto prefix = FindPrefix(0, kBlockBytes);
-    if (!prefix && IsEndWithin(kBlockBytes)) return std::nullopt;
+    if (!prefix && IsEndWithin(kBlockBytes)) {
+      CountSkipped(keptFrom_ + std::ssize(kept_));
+      return std::nullopt;
+    }
     GoOnFrom(prefix.value_or(kBlockBytes));
     if (!prefix) continue;
     const auto end = FindFrame();
@@ -146,8 +149,23 @@ FoundFrame FrameScanner::TakeFrame(Place end) {
   FoundFrame found{keptFrom_ + static_cast<std::int64_t>(begin_),
                    pool_.MakeFrame(static_cast<std::uint32_t>(end))};
   std::ranges::copy(Bytes(0, end), found.bytes->GetData());
+  CountSkipped(found.offset);
   GoOnFrom(end);
+  endOfLast_ = found.offset + static_cast<std::int64_t>(end);
   return found;
+}
+
+// What there is from the last frame on to `end`.
+void FrameScanner::CountSkipped(std::int64_t end) {
+  const std::int64_t bytes = end - endOfLast_;
+  if (bytes == 0) return;
+  skipped_.bytes += bytes;
+  ++skipped_.places;
+  if (bytes > skipped_.largest) {
+    skipped_.largest = bytes;
+    skipped_.largestBegin = endOfLast_;
+  }
+  endOfLast_ = end;
 }
 
 }  // namespace vixprores

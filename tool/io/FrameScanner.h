@@ -21,6 +21,14 @@ struct FoundFrame {
   std::shared_ptr<vix::IBuffer> bytes;
 };
 
+/// The bytes that belong to no frame.
+struct SkippedBytes {
+  std::int64_t bytes = 0;
+  std::int64_t places = 0;        ///< where one or more of them are together
+  std::int64_t largest = 0;       ///< bytes of the largest place
+  std::int64_t largestBegin = 0;  ///< its offset in the input
+};
+
 /// Finds ProRes frames in any bytes: by their prefix (size, "icpf"), the frame header behind it,
 /// and the sizes of pictures and slices, which have to fit each other. So what only looks like a
 /// prefix is passed over, inside a frame above all.
@@ -38,6 +46,8 @@ class FrameScanner {
   const InputFile& GetFile() const { return *file_; }
   /// The next frame; none at the end. A failing read is a Failure.
   std::optional<FoundFrame> Next();
+  /// Those before, between and, once Next() gave none, behind the frames.
+  const SkippedBytes& GetSkipped() const { return skipped_; }
 
  private:
   /// A place, counted from where the search stands.
@@ -57,6 +67,7 @@ class FrameScanner {
   std::optional<Place> FindEndOfDamaged(const prores::FrameHeader& header);
   std::optional<Place> FindFrame();
   FoundFrame TakeFrame(Place end);
+  void CountSkipped(std::int64_t end);
 
   std::unique_ptr<InputFile> file_;
   std::vector<std::uint8_t> kept_;
@@ -65,6 +76,8 @@ class FrameScanner {
   bool ended_ = false;         ///< nothing is left to read
   /// Of the frame that was found last undamaged.
   std::optional<prores::FrameHeader> lastHeader_;
+  std::int64_t endOfLast_ = 0;  ///< frame that was found, in the input
+  SkippedBytes skipped_;
   FramePool pool_;
 };
 

@@ -6,6 +6,7 @@
 
 #include "format/HeaderCodes.h"
 #include "inspection/StreamHeaders.h"
+#include "report/TextTable.h"
 #include "run/Errors.h"
 
 namespace vixprores {
@@ -22,9 +23,18 @@ ScanReader::ScanReader(std::unique_ptr<InputFile> file, const ProResOptions& opt
   }
 }
 
+std::string ScanReader::GetEndNote() const {
+  const SkippedBytes& skipped = scanner_.GetSkipped();
+  if (!isAtEnd_ || skipped.bytes == 0) return {};
+  return "no frame was found in " + Count(skipped.bytes, "byte") + " in " +
+         Count(skipped.places, "place") + ", the largest of " + Count(skipped.largest, "byte") +
+         " from byte " + std::to_string(skipped.largestBegin) + " on";
+}
+
 std::shared_ptr<vix::IBuffer> ScanReader::Read() {
   auto frame = first_ ? std::exchange(first_, std::nullopt) : scanner_.Next();
-  if (!frame) return nullptr;
+  isAtEnd_ = !frame;
+  if (isAtEnd_) return nullptr;
   const std::int64_t number = framesRead_++;
   offset_ = frame->offset;
   const auto header = ParseHeader(BytesOf(*frame->bytes));

@@ -20,6 +20,7 @@ class ScanReader : public FrameReader {
     return scanner_.GetFile().IsSameFile(path);
   }
   std::optional<std::int64_t> GetFrameOffset() const override { return offset_; }
+  std::string GetEndNote() const override;
   std::shared_ptr<vix::IBuffer> Read() override;
 
  private:
@@ -28,6 +29,7 @@ class ScanReader : public FrameReader {
   std::optional<FoundFrame> first_;  ///< until Read() hands it out
   StreamFormat format_;
   std::int64_t framesRead_ = 0;
+  bool isAtEnd_ = false;
   std::optional<std::int64_t> offset_;
 };
 

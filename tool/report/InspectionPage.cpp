@@ -179,6 +179,7 @@ void AddSliceMaps(HtmlPage& page, const std::vector<MappedFrame>& frames,
 std::string InspectionPage(const StreamStatistics& stream, const std::vector<MappedFrame>& frames) {
   HtmlPage page(stream.name, DescribeStream(stream));
   if (!stream.failure.empty()) page.AddParagraph("The inspection ended early: " + stream.failure);
+  if (!stream.note.empty()) page.AddParagraph(stream.note);
   page.AddFigures(Figures(stream));
   if (const auto properties = CompareProperties(stream); !properties.empty()) {
     page.AddHeading("Container against frame header");

@@ -276,6 +276,7 @@ Json ToJson(const StreamStatistics& stream) {
   json["command"] = "inspect";
   json["status"] = StatusOf(stream);
   if (!stream.failure.empty()) json["message"] = stream.failure;
+  if (!stream.note.empty()) json["note"] = stream.note;
   json["input"] = stream.name;
   json["format"] = FormatJson(stream);
   json["properties"] = PropertiesJson(stream);

@@ -89,6 +89,7 @@ void VerificationPage::Add(const Verification& file, const std::optional<Verifie
   intactFiles_ += file.IsIntact() ? 1 : 0;
   files_.AddHeading(file.file);
   if (!file.error.empty()) files_.AddParagraph(file.error);
+  if (!file.note.empty()) files_.AddParagraph(file.note);
   if (!stream) return;
   const StreamStatistics& statistics = stream->statistics;
   files_.AddParagraph(DescribeStream(statistics));

@@ -35,6 +35,7 @@ Json ToJson(const Verification& file) {
   json["file"] = file.file;
   json["intact"] = file.IsIntact();
   if (!file.error.empty()) json["error"] = file.error;
+  if (!file.note.empty()) json["note"] = file.note;
   json["frames"] = file.frames;
   json["damagedFrames"] = file.damagedFrames;
   json["damagedSoundPackets"] = file.damagedSound;

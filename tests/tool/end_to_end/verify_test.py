@@ -305,6 +305,26 @@ class Scan(VerifyTest):
         self.assertEqual([(frame["frame"], frame["offset"]) for frame in file["damage"]],
                          [(3, places[3][0])])
 
+    def test_what_lies_between_frames_is_told(self):
+        frames = mini_mov.samples(self.encoded)
+        pieces = self.path("pieces")
+        pieces.write_bytes(frames[0] + bytes(1000) + frames[1] + b"x" * 70 + frames[2])
+        note = ("no frame was found in 1070 bytes in 2 places, the largest of 1000 bytes from byte "
+                f"{len(frames[0])} on")
+        self.assertEqual(self.verify_one(0, "--scan", pieces)["note"], note)
+        page = self.path("page.html")
+        for command in ("verify", "inspect"):
+            with self.subTest(command):
+                result = self.succeed(command, "--scan", "--overwrite", "--html", page, pieces)
+                self.assertEqual(result.stderr, f"vixprores: note: {pieces}: {note}\n")
+                self.assertIn(note, page.read_text())
+        self.assertEqual(
+            json.loads(self.succeed("inspect", "--json", "--scan", pieces).stdout)["note"], note)
+        part = json.loads(
+            self.succeed("inspect", "--json", "--scan", "--frames", "0-1", pieces).stdout)
+        self.assertNotIn("note", part)
+        self.assertNotIn("note", self.verify_one(0, self.encoded))
+
     def test_frames_and_nothing_else_on_standard_input(self):
         frames = b"".join(mini_mov.samples(self.encoded))
         result = self.succeed("verify", "--scan", "-", input=frames, text=False)
