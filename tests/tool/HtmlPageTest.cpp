@@ -166,11 +166,13 @@ TEST(DamageMap, FillsTheDamagedSlicesOnly) {
   grid.rows = 3;
   grid.rowLines = 32;
   grid.lastRowShare = 0.5;
+  grid.quantisers = grid.bytes = {1, 2, 3, 4, 5, 6};
   const std::string html = DamageMapHtml("Frame 4", grid, {{1, 2, 1, 500}});
   EXPECT_EQ(CountOf(html, "<rect"), 1u);
   EXPECT_THAT(html, HasSubstr("viewBox=\"0 0 96 80\""));
   EXPECT_THAT(html, HasSubstr("<rect x=\"64\" y=\"64\" width=\"32\" height=\"32\""));
   EXPECT_THAT(html, HasSubstr("Picture 2, row 2, slice 1"));
+  EXPECT_THAT(html, HasSubstr("\"damaged\":{\"5\":[2]}"));
 }
 
 }  // namespace

@@ -84,7 +84,8 @@ input { accent-color: var(--accent); }
 .legend i { flex: 1; height: .6rem; border-radius: .2rem; }
 .map:has([value=quantiser]:checked) .legend.quantiser,
 .map:has([value=bits]:checked) .legend.bits { display: flex; }
-.damage svg { display: block; width: 100%; max-width: 40rem; height: auto;
+.damage { max-width: 40rem; }
+.damage svg { display: block; width: 100%; height: auto;
   border: 1px solid var(--rule); background: var(--card); }
 .damage path { fill: none; stroke: var(--rule); stroke-width: 1; vector-effect: non-scaling-stroke; }
 .damage rect { fill: var(--bad); }
@@ -145,6 +146,11 @@ for (const map of document.querySelectorAll(".map")) {
   const readout = map.querySelector(".readout");
   const rows = Math.ceil(grid.rows);
   let place = null;
+  const stateOf = slice => {
+    if (!grid.damaged) return "";
+    const pictures = grid.damaged[slice];
+    return pictures ? `, damaged in picture ${pictures.join(" and ")}` : ", intact";
+  };
   const percent = value => `${100 * value}%`;
   const show = (column, row) => {
     place = [clamp(column, 0, grid.columns.length - 1), clamp(row, 0, rows - 1)];
@@ -156,7 +162,7 @@ for (const map of document.querySelectorAll(".map")) {
     const slice = place[1] * grid.columns.length + place[0];
     const quantiser = grid.quantisers[slice] || "unknown";
     readout.textContent = `Row ${place[1]}, slice ${place[0]}: quantiser ${quantiser}, ` +
-      `${8 * grid.bytes[slice]} bits (${grid.bytes[slice]} bytes)`;
+      `${8 * grid.bytes[slice]} bits (${grid.bytes[slice]} bytes)` + stateOf(slice);
   };
   stage.addEventListener("keydown", event => {
     if (!(event.key in arrows)) return;

@@ -109,7 +109,8 @@ std::string LayerStyle(const SliceGrid& grid) {
   return "width:" + Fixed(100 * width, 3) + "%;height:" + Fixed(100 * height, 3) + "%";
 }
 
-std::string CellsJson(const SliceGrid& grid) {
+// What the page's script tells of each slice.
+Json CellsJson(const SliceGrid& grid) {
   Json json;
   json["rows"] = grid.rows - 1 + grid.lastRowShare;
   json["macroblocks"] = grid.macroblocks - 1 + grid.lastMacroblockShare;
@@ -119,7 +120,30 @@ std::string CellsJson(const SliceGrid& grid) {
   }
   json["quantisers"] = grid.quantisers;
   json["bytes"] = grid.bytes;
-  return json.dump();
+  return json;
+}
+
+// In which pictures a slice is damaged, by its place in the grid.
+Json DamageJson(const SliceGrid& grid, const std::vector<DamagedSlice>& damaged) {
+  Json json = Json::object();
+  for (const DamagedSlice& slice : damaged) {
+    json[std::to_string(slice.row * grid.columns.size() + slice.index)].push_back(slice.picture +
+                                                                                  1);
+  }
+  return json;
+}
+
+// What goes from slice to slice by keys and pointer, over `drawing`.
+std::string Stage(const std::string& name, const std::string& drawing) {
+  return "<div class=\"stage\" tabindex=\"0\" role=\"group\" aria-label=\"" + EscapeHtml(name) +
+         ", slice by slice. Arrow keys go from slice to slice.\">" + drawing +
+         "<div class=\"cursor\" hidden></div></div>\n";
+}
+
+std::string Readout(const Json& cells) {
+  return "<output class=\"readout\" aria-live=\"polite\">Point at a slice, or use the arrow "
+         "keys.</output>\n<script type=\"application/json\">" +
+         cells.dump() + "</script>";
 }
 
 std::string Image(const std::string& source, const std::string& text, const std::string& rest) {
@@ -194,29 +218,25 @@ std::string SliceMapHtml(const std::string& name, const std::string& id, const R
          "<fieldset><legend class=\"hidden\">What is laid over the "
          "picture</legend>" +
          Choice(id, "quantiser", "Quantiser", true) + Choice(id, "bits", "Bits", false) +
-         Choice(id, "picture", "Picture", false) +
-         "</fieldset>\n<div class=\"stage\" tabindex=\"0\" role=\"group\" aria-label=\"" +
-         EscapeHtml(name) + ", slice by slice. Arrow keys go from slice to slice.\">" +
-         Image(PngDataUri(EncodePng(picture)), name, SizeOf(picture)) +
-         Image(LayerUri(grid, quantisers), "Quantiser of each slice", hidden) +
-         Image(LayerUri(grid, bits), "Bits of each slice", shown) +
-         "<div class=\"cursor\" hidden></div></div>\n" + Legend(quantisers, "quantiser") +
-         Legend(bits, "bits") +
-         "<output class=\"readout\" aria-live=\"polite\">Point at a slice, or use the arrow "
-         "keys.</output>\n<script type=\"application/json\">" +
-         CellsJson(grid) + "</script></figure>\n";
+         Choice(id, "picture", "Picture", false) + "</fieldset>\n" +
+         Stage(name, Image(PngDataUri(EncodePng(picture)), name, SizeOf(picture)) +
+                         Image(LayerUri(grid, quantisers), "Quantiser of each slice", hidden) +
+                         Image(LayerUri(grid, bits), "Bits of each slice", shown)) +
+         Legend(quantisers, "quantiser") + Legend(bits, "bits") + Readout(CellsJson(grid)) +
+         "</figure>\n";
 }
 
 std::string DamageMapHtml(const std::string& name, const SliceGrid& grid,
                           const std::vector<DamagedSlice>& damaged) {
   const double width = prores::kMacroblockSize * (grid.macroblocks - 1 + grid.lastMacroblockShare);
   const double height = grid.rowLines * (grid.rows - 1 + grid.lastRowShare);
-  std::string html = "<figure class=\"damage\"><figcaption>" + EscapeHtml(name) +
-                     "</figcaption>\n<svg viewBox=\"0 0 " + Fixed(width, 0) + " " +
-                     Fixed(height, 0) + "\" role=\"img\" aria-label=\"" + EscapeHtml(name) +
-                     "\">\n" + LinesSvg(grid);
-  for (const DamagedSlice& slice : damaged) html += RectSvg(grid, slice);
-  return html + "</svg></figure>\n";
+  std::string svg = "<svg viewBox=\"0 0 " + Fixed(width, 0) + " " + Fixed(height, 0) +
+                    "\" role=\"img\" aria-label=\"" + EscapeHtml(name) + "\">\n" + LinesSvg(grid);
+  for (const DamagedSlice& slice : damaged) svg += RectSvg(grid, slice);
+  Json cells = CellsJson(grid);
+  cells["damaged"] = DamageJson(grid, damaged);
+  return "<figure class=\"map damage\"><figcaption>" + EscapeHtml(name) + "</figcaption>\n" +
+         Stage(name, svg + "</svg>") + Readout(cells) + "</figure>\n";
 }
 
 std::string PictureSliderHtml(const std::string& name, const RgbPicture& reference,

@@ -239,6 +239,18 @@ class Pages(ToolTest):
             seen.maps = document.querySelectorAll(".damage").length;
             seen.slices = [...document.querySelectorAll(".damage rect")]
               .map(slice => [Number(slice.dataset.row), Number(slice.dataset.slice)]);
+            const stage = document.querySelector(".damage .stage");
+            const told = () => document.querySelector(".damage .readout").textContent;
+            press(stage, "ArrowDown");
+            seen.first = told();
+            for (let i = 0; i < 99; ++i) { press(stage, "ArrowDown"); press(stage, "ArrowRight"); }
+            seen.last = told();
+            const box = name => {
+              const {left, top, right, bottom} = document.querySelector(name).getBoundingClientRect();
+              return [left, top, right, bottom];
+            };
+            const damaged = box(".damage rect");
+            seen.cursor = box(".damage .cursor").map((edge, i) => Math.abs(edge - damaged[i]));
             """)
         self.assertEqual(
             [row[:3] for row in dom.seen["files"]],
@@ -264,6 +276,13 @@ class Pages(ToolTest):
         self.assertEqual(dom.seen["slices"], [[slice_["row"], slice_["slice"]]
                                               for entry in damage for slice_ in entry["slices"]])
         self.assertGreater(len(dom.seen["slices"]), 0)
+        # The only damaged slice of that frame is the last one.
+        row, index = dom.seen["slices"][0]
+        self.assertRegex(dom.seen["first"],
+                         r"^Row 0, slice 0: quantiser [\d.]+, \d+ bits \(\d+ bytes\), intact$")
+        self.assertRegex(dom.seen["last"], rf"^Row {row}, slice {index}: quantiser .* bits "
+                                           r"\(\d+ bytes\), damaged in picture \d$")
+        self.assertLess(max(dom.seen["cursor"]), 3)
 
     def test_follows_the_scheme_of_the_system(self):
         self.make_pair()
