@@ -60,6 +60,21 @@ bool TaggedFileReader::CanRead(InputFile& file) {
   return found;
 }
 
+bool TaggedFileReader::LacksDescription(InputFile& file) {
+  constexpr std::int64_t kLatestPacket = 1 << 16;
+  if (!file.IsSeekable()) return false;
+  std::optional<PacketTag> tag;
+  for (std::int64_t from = 0; !tag;) {
+    const auto position = FindMark(file, from, kLatestPacket);
+    if (!position) break;
+    file.Seek(*position);
+    tag = ReadTag(file);
+    from = *position + 1;
+  }
+  file.Seek(0);
+  return tag && tag->track != PacketTag::kDescription;
+}
+
 TaggedFileReader::TaggedFileReader(std::unique_ptr<InputFile> file) : file_(std::move(file)) {
   ReadDescription();
 }
@@ -70,7 +85,10 @@ void TaggedFileReader::ReadDescription() {
   const bool found = FindDescription(*file_, tag);
   if (found) movie.resize(tag.packetBytes);
   if (!found || !ReadPacket(tag, movie)) {
-    throw Failure(file_->GetName() + ": does not tell what its tracks are");
+    throw Failure(
+        file_->GetName() +
+        ": the description of its tracks, which stands in front of its packets, is "
+        "damaged, so that they cannot be told without its index; --scan finds its frames");
   }
   const std::int64_t firstPacket = file_->GetPosition();
   const ContainerTrack track(InputFile::OverBytes(file_->GetName(), movie),

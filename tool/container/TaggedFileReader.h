@@ -28,6 +28,9 @@ class TaggedFileReader : public FrameReader, private SideTracks {
   /// is there.
   static bool CanRead(InputFile& file);
 
+  /// True when the first undamaged tag, near the start, is that of a packet.
+  static bool LacksDescription(InputFile& file);
+
   /// Refuses, with a Failure, what CanRead() does not find readable.
   explicit TaggedFileReader(std::unique_ptr<InputFile> file);
 

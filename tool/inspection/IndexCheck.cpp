@@ -119,7 +119,9 @@ void CheckMetadata(const Metadata& indexed, const Metadata& written,
 std::vector<std::string> FindIndexFaults(const std::string& path, FrameReader& reader) {
   SideTracks* const indexed = reader.GetSideTracks();
   auto file = std::make_unique<InputFile>(path);
-  if (!indexed || !TaggedFileReader::CanRead(*file)) return {};
+  const bool isTagged =
+      TaggedFileReader::CanRead(*file) || TaggedFileReader::LacksDescription(*file);
+  if (!indexed || !isTagged) return {};
   std::vector<std::string> faults;
   TaggedFileReader tags(std::move(file));
   const SideTracks& written = *tags.GetSideTracks();

@@ -264,6 +264,28 @@ class Index(VerifyTest):
         self.assertIn("'vixprores recover' makes a file with a whole index",
                       self.verify_one(1, self.encoded)["error"])
 
+    def test_a_damaged_description_of_the_tracks(self):
+        place = self.encoded.read_bytes().index(tag(0))
+        for offset in (3, 20, 300):  # the mark, the rest of the tag, the description
+            with self.subTest(offset=offset):
+                self.succeed("encode", "--overwrite", self.clip, self.encoded)
+                self.overwrite(self.encoded, place + offset, b"\xee")
+                file = self.verify_one(1, self.encoded)
+                self.assertEqual((file["frames"], file["damagedFrames"]), (25, 0))
+                self.assertIn("description of its tracks", file["error"])
+
+    def test_packets_that_were_moved_by_another_program_are_no_damage(self):
+        room = struct.pack(">I4s", 5000, b"free") + bytes(4992)
+        data = bytearray(self.encoded.read_bytes())
+        for place in self.places(b"stco"):
+            count, = struct.unpack_from(">I", data, place + 8)
+            offsets = struct.unpack_from(f">{count}I", data, place + 12)
+            struct.pack_into(f">{count}I", data, place + 12,
+                             *(offset + len(room) for offset in offsets))
+        head, = struct.unpack_from(">I", data)
+        self.encoded.write_bytes(data[:head] + room + data[head:])
+        self.assertEqual(self.verify_one(0, self.encoded)["frames"], 25)
+
     def test_a_scan_looks_at_no_index(self):
         self.overwrite(self.encoded, self.places(b"trak")[1], b"junk")
         self.assertEqual(self.verify_one(0, "--scan", self.encoded)["indexFaults"], [])
