@@ -116,12 +116,16 @@ void CheckMetadata(const Metadata& indexed, const Metadata& written,
 
 }  // namespace
 
-std::vector<std::string> FindIndexFaults(const std::string& path, FrameReader& reader) {
+std::vector<std::string> FindIndexFaults(const std::string& input, FrameReader& reader) {
   SideTracks* const indexed = reader.GetSideTracks();
+  const bool isPipe = !reader.GetFrameCount();
+  if (!indexed || isPipe) return {};
+  // Of redirected input every reader would move the one place; by its name it is opened anew.
+  const std::string path = input == "-" ? "/dev/stdin" : input;
   auto file = std::make_unique<InputFile>(path);
   const bool isTagged =
       TaggedFileReader::CanRead(*file) || TaggedFileReader::LacksDescription(*file);
-  if (!indexed || !isTagged) return {};
+  if (!isTagged) return {};
   std::vector<std::string> faults;
   TaggedFileReader tags(std::move(file));
   const SideTracks& written = *tags.GetSideTracks();

@@ -14,7 +14,7 @@ namespace vixprores {
 /// Empty for a whole index, and for files without tags, where nothing is known of it.
 /// @param reader of the same file, by its index
 /// @throws Failure, Interrupted when the file cannot be read
-std::vector<std::string> FindIndexFaults(const std::string& path, FrameReader& reader);
+std::vector<std::string> FindIndexFaults(const std::string& input, FrameReader& reader);
 
 }  // namespace vixprores
 

@@ -208,6 +208,15 @@ class Index(VerifyTest):
         self.assertEqual(self.faults(), [f"does not know sound track {number}: {count} packets"
                                          for number, count in enumerate(self.packets[2:], 1)])
 
+    def test_redirected_input(self):
+        with open(self.encoded, "rb") as whole:
+            self.succeed("verify", "-", stdin=whole)
+        self.overwrite(self.encoded, self.places(b"trak")[1], b"junk")
+        with open(self.encoded, "rb") as broken:
+            result = run("verify", "-", stdin=broken)
+        self.assertEqual(result.returncode, 1)
+        self.assertIn("standard input: index: does not know sound track 1", result.stdout)
+
     def test_a_lost_timecode(self):
         for damage in ("tmcd", "place"):
             with self.subTest(damage):
