@@ -77,6 +77,10 @@ std::string Describe(const SoundTrack& sound) {
          Count(parameters.ch_layout.nb_channels, "channel");
 }
 
+std::string DescribeSound(std::uint32_t track, const std::string& is, const std::string& was) {
+  return "describes " + NameOf(track) + " as " + is + " where " + was + " was written";
+}
+
 // An index has no tracks without packets. Where it lacks others too, this is told already.
 void CheckSound(const TrackCounts& counts, const std::vector<SoundTrack>& indexed,
                 const std::vector<SoundTrack>& written, std::vector<std::string>& faults) {
@@ -89,9 +93,7 @@ void CheckSound(const TrackCounts& counts, const std::vector<SoundTrack>& indexe
   for (std::size_t i = 0; i < tracks.size(); ++i) {
     const std::string is = Describe(indexed[i]);
     const std::string was = Describe(written[tracks[i] - PacketTag::kFirstSound]);
-    if (is == was) continue;
-    faults.push_back("describes " + NameOf(tracks[i]) + " as " + is + " where " + was +
-                     " was written");
+    if (is != was) faults.push_back(DescribeSound(tracks[i], is, was));
   }
 }
 
