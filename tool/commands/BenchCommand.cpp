@@ -15,6 +15,7 @@
 #include "element/ElementTeam.h"
 #include "element/FramePool.h"
 #include "element/PluginSearch.h"
+#include "format/Count.h"
 #include "format/Encodable.h"
 #include "format/PlanarPicture.h"
 #include "format/TestPicture.h"
@@ -172,7 +173,7 @@ double SpeedUp(const Direction& direction) {
 
 std::string DescribeFrames(const BenchReport& report) {
   const auto frames = static_cast<std::size_t>(report.options.frames);
-  std::string text = std::to_string(frames) + " frames";
+  std::string text = Count(report.options.frames, "frame");
   if (report.pictures < frames)
     text += " (" + std::to_string(report.pictures) + " pictures in turn)";
   return text;

@@ -9,10 +9,10 @@
 #include "container/SoundCopy.h"
 #include "container/TaggedFileReader.h"
 #include "element/ElementStream.h"
+#include "format/Count.h"
 #include "format/OutputFormat.h"
 #include "io/FrameWriter.h"
 #include "report/Report.h"
-#include "report/TextTable.h"
 #include "run/Errors.h"
 #include "run/Interrupt.h"
 

@@ -12,8 +12,8 @@
 #include "container/SideTracks.h"
 #include "element/CodecEnvironment.h"
 #include "element/PluginSearch.h"
+#include "format/Count.h"
 #include "io/OutputFile.h"
-#include "report/TextTable.h"
 #include "run/Errors.h"
 
 namespace vixprores {
@@ -52,6 +52,8 @@ void PrintSummary(const TranscodeOptions& options, const RunReport& report) {
 // What is known only behind the last frame.
 void PrintNoteAtEnd(const TranscodeOptions& options, const FrameReader& reader,
                     const RunReport& report) {
+  const std::string found = reader.GetEndNote();
+  if (!found.empty()) PrintNote(options, reader.GetName() + ": " + found);
   const std::int64_t uneven = reader.CountUnevenFrames();
   if (uneven == 0) return;
   PrintNote(options, reader.GetName() + ": " + Count(uneven, "frame") +
@@ -81,8 +83,9 @@ void ChooseSound(const TranscodeOptions& options, TranscodePlan& plan) {
   if (options.audioTracks) places = *options.audioTracks;
   for (const std::size_t place : places) {
     if (place < available) continue;
-    throw Failure(plan.reader->GetName() + ": has " + std::to_string(available) +
-                  " sound tracks, but --audio-tracks asks for number " + std::to_string(place + 1));
+    throw Failure(plan.reader->GetName() + ": has " +
+                  Count(static_cast<std::int64_t>(available), "sound track") +
+                  ", but --audio-tracks asks for number " + std::to_string(place + 1));
   }
   if (options.noAudio) places.clear();
   if (plan.output.kind != OutputKind::Container && !places.empty()) {
@@ -126,7 +129,7 @@ void Transcode(const TranscodeOptions& options, TranscodePlan plan, RunReport& r
       return;
     }
     report.status = RunReport::Status::Interrupted;
-    run.FinishPartial("interrupted after " + std::to_string(report.frames) + " frames");
+    run.FinishPartial("interrupted after " + Count(report.frames, "frame"));
   } catch (const std::bad_alloc&) {
     run.FinishPartial("out of memory");
   } catch (const std::exception& error) {

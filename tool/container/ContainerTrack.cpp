@@ -13,6 +13,7 @@
 #include "commandline/Values.h"
 #include "container/PacketTag.h"
 #include "container/TaggedFileReader.h"
+#include "format/Count.h"
 #include "format/Encodable.h"
 #include "run/Errors.h"
 
@@ -159,8 +160,11 @@ void ContainerTrack::ChooseTracks() {
     if (++videoTracks_ == 1) stream_ = stream;
   }
   if (!stream_) {
-    throw UnreadableContainer(GetName() + ": has no video track among its " +
-                              std::to_string(context_->nb_streams) + " tracks");
+    const std::string found =
+        GetName() + ": has " + Count(context_->nb_streams, "track") + ", but none of video";
+    // One of ours had one.
+    if (isTagged_) throw UnreadableContainer(found);
+    throw Failure(found);
   }
   stream_->discard = AVDISCARD_DEFAULT;
   DescribeVideo();
@@ -565,11 +569,10 @@ void ContainerTrack::FailAtEarlyEnd() {
     throw FrameFailure(GetName(), first, "is missing: its place is outside the input",
                        kTakeThoseBefore, count);
   }
-  throw FrameFailure(GetName(), first,
-                     "is missing: the input ends there although it announces " +
-                         std::to_string(announced) + " frames",
-                     "choose the frames that are there with --frames, or get the whole file",
-                     count);
+  throw FrameFailure(
+      GetName(), first,
+      "is missing: the input ends there although it announces " + Count(announced, "frame"),
+      "choose the frames that are there with --frames, or get the whole file", count);
 }
 
 }  // namespace vixprores

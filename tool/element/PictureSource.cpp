@@ -6,9 +6,9 @@
 #include <utility>
 
 #include "element/DecoderWatch.h"
+#include "format/Count.h"
 #include "inspection/FrameCheck.h"
 #include "inspection/StreamHeaders.h"
-#include "report/TextTable.h"
 #include "run/Errors.h"
 
 namespace vixprores {

@@ -7,8 +7,8 @@
 
 #include "bitstream/BlockOrder.h"
 #include "entropy/CoefficientDecoder.h"
+#include "format/Count.h"
 #include "inspection/FrameStructure.h"
-#include "report/TextTable.h"
 
 namespace vixprores {
 namespace {

@@ -10,7 +10,7 @@
 
 #include "container/IndexedStretches.h"
 #include "container/TaggedFileReader.h"
-#include "report/TextTable.h"
+#include "format/Count.h"
 
 extern "C" {
 #include <libavcodec/avcodec.h>

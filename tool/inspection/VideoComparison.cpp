@@ -6,7 +6,7 @@
 #include <utility>
 #include <vector>
 
-#include "report/TextTable.h"
+#include "format/Count.h"
 #include "run/Errors.h"
 #include "run/Interrupt.h"
 #include "run/OrderedPipeline.h"

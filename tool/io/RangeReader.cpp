@@ -4,7 +4,7 @@
 #include <string>
 #include <utility>
 
-#include "report/TextTable.h"
+#include "format/Count.h"
 #include "run/Errors.h"
 #include "run/Interrupt.h"
 

@@ -4,9 +4,9 @@
 #include <string>
 #include <utility>
 
+#include "format/Count.h"
 #include "format/HeaderCodes.h"
 #include "inspection/StreamHeaders.h"
-#include "report/TextTable.h"
 #include "run/Errors.h"
 
 namespace vixprores {

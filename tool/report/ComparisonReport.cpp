@@ -7,6 +7,7 @@
 #include <nlohmann/json.hpp>
 #include <utility>
 
+#include "format/Count.h"
 #include "report/PlaceJson.h"
 #include "report/TextTable.h"
 

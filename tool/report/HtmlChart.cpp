@@ -7,6 +7,7 @@
 #include <cmath>
 #include <utility>
 
+#include "format/Count.h"
 #include "report/HtmlPage.h"
 #include "report/TextTable.h"
 

@@ -10,6 +10,7 @@
 #include <nlohmann/json.hpp>
 
 #include "format/ColourNames.h"
+#include "format/Count.h"
 #include "report/PlaceJson.h"
 #include "report/TextTable.h"
 #include "run/Errors.h"

@@ -3,7 +3,7 @@
 
 #include <nlohmann/json.hpp>
 
-#include "report/TextTable.h"
+#include "format/Count.h"
 
 namespace vixprores {
 namespace {

@@ -17,10 +17,6 @@ std::string Percentage(double part, double whole) {
   return whole > 0 ? Fixed(100 * part / whole, 1) + " %" : std::string();
 }
 
-std::string Count(std::int64_t number, const std::string& noun) {
-  return std::to_string(number) + " " + noun + (number == 1 ? "" : "s");
-}
-
 std::string TextTable::ToText(std::size_t indent) const {
   std::vector<std::size_t> widths(alignments_.size());
   for (const auto& row : rows_) {

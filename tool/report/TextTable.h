@@ -16,8 +16,6 @@ namespace vixprores {
 std::string Fixed(double value, int decimals);
 /// A part of a whole in percent, "98.3 %"; empty when there is no whole.
 std::string Percentage(double part, double whole);
-/// "1 frame", "2 frames"
-std::string Count(std::int64_t number, const std::string& noun);
 
 /// Rows of cells that are printed in columns as wide as their widest cell, two blanks apart.
 class TextTable {

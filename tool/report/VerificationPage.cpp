@@ -4,11 +4,11 @@
 #include <utility>
 #include <vector>
 
+#include "format/Count.h"
 #include "report/HtmlChart.h"
 #include "report/HtmlPictures.h"
 #include "report/InspectionPage.h"
 #include "report/InspectionReport.h"
-#include "report/TextTable.h"
 #include "report/VerificationReport.h"
 
 namespace vixprores {

@@ -4,8 +4,8 @@
 #include <algorithm>
 #include <nlohmann/json.hpp>
 
+#include "format/Count.h"
 #include "report/PlaceJson.h"
-#include "report/TextTable.h"
 
 namespace vixprores {
 namespace {
