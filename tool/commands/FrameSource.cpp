@@ -60,6 +60,7 @@ FrameSource::FrameSource(std::unique_ptr<FrameReader> reader,
   } catch (const FrameTimeFailure& failure) {
     RefuseTimes(failure, reader_->GetFormat().IsRaw());
   }
+  if (range_.first > 0 && reader_->SkipTo(range_.first)) framesRead_ = range_.first;
 }
 
 std::optional<Frame> FrameSource::Read() {

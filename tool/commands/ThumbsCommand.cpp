@@ -105,11 +105,15 @@ class Selection {
     }
   }
 
-  bool Has(std::int64_t frame) const {
-    if (!spread_.empty()) return std::ranges::binary_search(spread_, frame);
-    return (frame - first_) % every_ == 0;
+  // The first one from `frame` on; none = that was all.
+  std::optional<std::int64_t> From(std::int64_t frame) const {
+    if (spread_.empty()) {
+      const std::int64_t steps = (std::max(frame, first_) - first_ + every_ - 1) / every_;
+      return first_ + steps * every_;
+    }
+    const auto found = std::ranges::lower_bound(spread_, frame);
+    return found == spread_.end() ? std::nullopt : std::optional(*found);
   }
-  bool IsBehindLast(std::int64_t frame) const { return !spread_.empty() && frame > spread_.back(); }
 
  private:
   std::int64_t first_;
@@ -220,13 +224,16 @@ int WriteStills(const ThumbsOptions& options) {
   const Selection selection(options, source.GetReader());
   RangeReader frames(source.GetReader(), options.frames);
   StillWriter writer(options, source);
+  std::int64_t next = 0;  // that was not looked at yet
   PipelineStages<Still> stages;
   stages.read = [&]() -> std::optional<Still> {
-    while (auto frame = frames.Read()) {
-      if (selection.Has(frame->number)) return Still{std::move(*frame), {}, {}, {}};
-      if (selection.IsBehindLast(frame->number)) break;
-    }
-    return std::nullopt;
+    const auto wanted = selection.From(next);
+    if (!wanted) return std::nullopt;
+    frames.SkipTo(*wanted);
+    auto frame = frames.Read();
+    if (!frame) return std::nullopt;
+    next = frame->number + 1;
+    return Still{std::move(*frame), {}, {}, {}};
   };
   stages.process = [&](Still& still, unsigned worker) { writer.Draw(still, worker); };
   stages.write = [&](Still& still, const std::exception_ptr& failure) {

@@ -3,6 +3,7 @@
 
 #include <algorithm>
 #include <array>
+#include <climits>
 #include <cmath>
 #include <cstdlib>
 #include <cstring>
@@ -285,6 +286,32 @@ Packet ContainerTrack::ReadAny() {
   if (result < 0) FailAtUnreadableFrame(ExplainLibavError(result));
   if (leftOut) FillIn(*packet, *leftOut);
   return packet;
+}
+
+// The time of a frame in the index; none where it does not stand where a constant rate has it.
+std::optional<std::int64_t> ContainerTrack::FindIndexed(std::int64_t frame) const {
+  const AVIndexEntry* const first = avformat_index_get_entry(stream_, 0);
+  const AVIndexEntry* const entry = avformat_index_get_entry(stream_, static_cast<int>(frame));
+  if (!first || !entry) return std::nullopt;
+  const std::int64_t expected =
+      first->timestamp + av_rescale_q(frame, Invert(format_.rate), stream_->time_base);
+  return std::abs(entry->timestamp - expected) <= 1 ? std::optional(entry->timestamp)
+                                                    : std::nullopt;
+}
+
+bool ContainerTrack::SkipTo(std::int64_t frame) {
+  const bool isPlain = HasIndex() && hiddenFrames_ == 0 && times_ == FrameTimes::Checked;
+  if (!file_->IsSeekable() || !isPlain || frame > INT_MAX) return false;
+  const auto time = FindIndexed(frame);
+  if (!time || av_seek_frame(context_.get(), stream_->index, *time, AVSEEK_FLAG_BACKWARD) < 0) {
+    return false;
+  }
+  pending_ = nullptr;
+  pendingFailure_ = nullptr;
+  waiting_.clear();
+  std::ranges::fill(soundReached_, INT64_MIN);
+  framesRead_ = frame;
+  return true;
 }
 
 // With an index the library reads nothing large but packets from now on.

@@ -70,6 +70,8 @@ class ContainerTrack : public SideTracks {
   /// that is cut short, an end before the announced number of frames, and a frame that breaks the
   /// constant rate are FrameFailures; the next call then gives what stands behind.
   std::shared_ptr<vix::IBuffer> Read();
+  /// As FrameReader::SkipTo().
+  bool SkipTo(std::int64_t frame);
   /// From now on frames stay where they are in the file, if that allows it, instead of being
   /// copied. For codecs whose frames the library hands out as they stand in the file.
   void KeepFramesInPlace();
@@ -95,6 +97,7 @@ class ContainerTrack : public SideTracks {
   void FindMetadata();
   void FindTimecode();
   void ReadStatedRate();
+  std::optional<std::int64_t> FindIndexed(std::int64_t frame) const;
   Packet ReadAny();
   void FillIn(AVPacket& packet, const LibavStream::LeftOut& leftOut);
   Packet ReadPacket();

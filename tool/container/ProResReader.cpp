@@ -186,6 +186,16 @@ std::shared_ptr<vix::IBuffer> ProResReader::Read() {
   return frame.bytes;
 }
 
+bool ProResReader::SkipTo(std::int64_t frame) {
+  // Of what was looked at in advance the next one may be the one that is wanted.
+  const bool isAhead = frame >= framesRead_;
+  if (layout_ == SampleLayout::BareFields || !isAhead || !track_.SkipTo(frame)) return false;
+  frames_.clear();
+  samples_.clear();
+  framesRead_ = frame;
+  return true;
+}
+
 // A header that cannot be read is left to the decoder.
 void ProResReader::CheckFrame(const Outcome& frame) const {
   const auto header = ParseHeader(BytesOf(*frame.bytes));

@@ -24,6 +24,7 @@ class ProResReader : public ContainerReader {
   std::string GetFrameFault() const override { return fault_; }
   std::string GetNote() const override;
   std::shared_ptr<vix::IBuffer> Read() override;
+  bool SkipTo(std::int64_t frame) override;
 
  private:
   /// What reading came to: a sample or a frame, none at the end, or a failure.

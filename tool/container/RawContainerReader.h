@@ -15,6 +15,7 @@ class RawContainerReader : public ContainerReader {
 
   void CheckTimes(std::int64_t last) const override { track_.CheckIndexedTimes(last); }
   std::shared_ptr<vix::IBuffer> Read() override;
+  bool SkipTo(std::int64_t frame) override { return track_.SkipTo(frame); }
 
  private:
   std::uint32_t frameBytes_;

@@ -56,6 +56,10 @@ class FrameReader {
   /// the input, the frame, and what was found; after a FrameFailure the next call gives what stands
   /// behind it.
   virtual std::shared_ptr<vix::IBuffer> Read() = 0;
+  /// Goes on at that frame, which is behind all that Read() gave, where the input leads there
+  /// without reading what is between; the sound beside it goes on there, too. False where it does
+  /// not: then nothing has changed.
+  virtual bool SkipTo(std::int64_t /*frame*/) { return false; }
   /// What the element takes, made of a frame as Read() gave it. May be called from any thread,
   /// several at once, also while another one reads.
   virtual std::shared_ptr<vix::IBuffer> Unpack(std::shared_ptr<vix::IBuffer> frame) const {

@@ -67,6 +67,13 @@ std::optional<std::int64_t> HeadlessReader::GetFrameCount() const {
   return *file_->GetSize() / frameBytes_;
 }
 
+bool HeadlessReader::SkipTo(std::int64_t frame) {
+  if (!file_->IsSeekable()) return false;
+  file_->Seek(frame * frameBytes_);
+  framesRead_ = frame;
+  return true;
+}
+
 std::shared_ptr<vix::IBuffer> HeadlessReader::Read() {
   if (const auto mapping = file_->ReadInPlace(frameBytes_)) {
     ++framesRead_;

@@ -18,6 +18,7 @@ class HeadlessReader : public FrameReader {
   std::optional<std::int64_t> GetFrameCount() const override;
   bool ReadsFrom(const std::string& path) const override { return file_->IsSameFile(path); }
   std::shared_ptr<vix::IBuffer> Read() override;
+  bool SkipTo(std::int64_t frame) override;
   void CheckFramesInUse() const override { file_->CheckMappings(); }
 
  private:

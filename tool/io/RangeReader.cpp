@@ -21,6 +21,12 @@ RangeReader::RangeReader(FrameReader& reader, const std::optional<FrameRange>& r
   const auto available = reader.GetFrameCount();
   if (range && available && range->last >= *available)
     FailPastTheEnd(reader.GetName(), *range, *available);
+  if (range) SkipTo(range->first);
+}
+
+void RangeReader::SkipTo(std::int64_t frame) {
+  first_ = std::max(first_, frame);
+  if (first_ > next_ && reader_.SkipTo(first_)) next_ = first_;
 }
 
 std::optional<NumberedFrame> RangeReader::Read() {

@@ -35,14 +35,17 @@ class RangeReader {
   /// input without any frame, are Failures; a user who wants to stop is an Interrupted. After a
   /// FrameFailure, which only a frame of the range can be, the next call gives what stands behind.
   std::optional<NumberedFrame> Read();
+  /// Leaves out what is in front of that frame, without reading it where the input allows.
+  void SkipTo(std::int64_t frame);
   /// Frames that will be handed out; none where only the end of the input tells.
   std::optional<std::int64_t> Count() const;
 
  private:
-  bool IsInRange(std::int64_t number) const { return !range_ || number >= range_->first; }
+  bool IsInRange(std::int64_t number) const { return number >= first_; }
 
   FrameReader& reader_;
   std::optional<FrameRange> range_;
+  std::int64_t first_ = 0;  ///< that is handed out
   std::int64_t next_ = 0;
 };
 

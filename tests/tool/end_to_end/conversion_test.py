@@ -2,7 +2,7 @@
 """Frames go in and come out again: every input, every output, ranges, pipes."""
 import json
 
-from tool import (ToolTest, ffmpeg, frame_bytes, largest_difference, make_clip, make_uyvy,
+from tool import (ToolTest, count_read_bytes, ffmpeg, frame_bytes, largest_difference, make_clip, make_uyvy,
                   make_v210, planes, probe, run, sample_entry)
 
 # The test pattern has hard edges in colour; HQ keeps them to within a few of 1023 code values.
@@ -251,6 +251,20 @@ class Ranges(ToolTest):
         self.assert_same_bytes(self.path("part.raw").read_bytes(),
                                self.frames[3 * self.bytes:7 * self.bytes])
         self.assertEqual(float(probe(self.path("part.mov"))["start_time"]), 0)
+
+    def test_frames_before_the_range_are_not_read(self):
+        make_v210(self.path("long.mov"), frames=400)
+        ffmpeg("-i", self.path("long.mov"), "-c", "copy", "-f", "rawvideo", self.path("long.v210"))
+        self.succeed("encode", self.path("long.mov"), self.path("long-prores.mov"))
+        headless = ("--fourcc", "V210", "--size", "128x96", "--rate", "25")
+        for command, name, options in (("encode", "long.mov", ()), ("encode", "long.v210", headless),
+                                       ("decode", "long-prores.mov", ())):
+            def read(frames):
+                return count_read_bytes(command, *options, "--frames", frames, "--overwrite",
+                                        self.path(name), self.path("part.mov"))
+            with self.subTest(name=name):
+                size = self.path(name).stat().st_size
+                self.assertLess(read("398-399") - read("0-1"), size // 10)
 
     def test_a_range_past_the_end_is_refused(self):
         out = self.path("out.mov")

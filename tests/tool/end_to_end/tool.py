@@ -29,6 +29,17 @@ def run(*arguments, **options):
                           **options)
 
 
+def count_read_bytes(*arguments):
+    """Runs the program, which must succeed; the bytes that it asked the system for."""
+    with subprocess.Popen([PROGRAM, *map(str, arguments)], stdin=subprocess.DEVNULL,
+                          stdout=subprocess.DEVNULL, stderr=subprocess.DEVNULL) as process:
+        os.waitid(os.P_PID, process.pid, os.WEXITED | os.WNOWAIT)
+        usage = pathlib.Path(f"/proc/{process.pid}/io").read_text()
+    if process.returncode != 0:
+        raise AssertionError(f"{arguments}: {process.returncode}")
+    return int(re.search(r"^rchar: (\d+)", usage, re.MULTILINE).group(1))
+
+
 def ffmpeg(*arguments):
     subprocess.run(["ffmpeg", "-nostdin", "-v", "error", "-y", *map(str, arguments)], check=True,
                    timeout=TIMEOUT)
