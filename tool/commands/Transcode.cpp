@@ -13,7 +13,9 @@
 #include "element/CodecEnvironment.h"
 #include "element/PluginSearch.h"
 #include "format/Count.h"
+#include "inspection/IndexCheck.h"
 #include "io/OutputFile.h"
+#include "report/VerificationReport.h"
 #include "run/Errors.h"
 
 namespace vixprores {
@@ -74,6 +76,13 @@ void ChooseTimecode(const TranscodeOptions& options, TranscodePlan& plan) {
                          "none is known");
 }
 
+// What is gone from the index is gone from the output, too.
+void PrintIndexFaults(const TranscodeOptions& options, FrameReader& reader) {
+  for (const std::string& fault : FindIndexFaults(options.input, reader)) {
+    PrintNote(options, reader.GetName() + ": " + DescribeIndexFault(fault));
+  }
+}
+
 // The sound tracks that the run copies, chosen in the reader.
 void ChooseSound(const TranscodeOptions& options, TranscodePlan& plan) {
   SideTracks* const side = plan.reader->GetSideTracks();
@@ -113,6 +122,7 @@ void Transcode(const TranscodeOptions& options, TranscodePlan plan, RunReport& r
   }
   report.source = plan.source;
   report.result = KeptFormat(plan.output, plan.content.video);
+  PrintIndexFaults(options, *plan.reader);
   ChooseSound(options, plan);
   report.soundTracks = plan.content.sound.size();
   ChooseTimecode(options, plan);

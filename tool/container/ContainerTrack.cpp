@@ -5,13 +5,16 @@
 #include <array>
 #include <climits>
 #include <cmath>
+#include <cstdio>
 #include <cstdlib>
 #include <cstring>
+#include <map>
 #include <new>
 #include <span>
 #include <utility>
 
 #include "commandline/Values.h"
+#include "container/AtomChain.h"
 #include "container/PacketTag.h"
 #include "container/TaggedFileReader.h"
 #include "format/Count.h"
@@ -393,7 +396,8 @@ void ContainerTrack::ReadFirstPacket() {
     pendingFailure_ = std::current_exception();
   }
   if (!pending_ && !pendingFailure_) throw UnreadableContainer(GetName() + ": holds no frames");
-  format_.rate = FindRate(*stream_, pending_.get(), IsMatroska(*context_));
+  const auto usual = FindUsualRate();
+  format_.rate = usual ? *usual : FindRate(*stream_, pending_.get(), IsMatroska(*context_));
   if (format_.rate.numerator == 0) {
     throw Failure(GetName() + ": does not tell its frame rate; rewrap it as .mov first");
   }
@@ -429,11 +433,60 @@ std::optional<std::int64_t> ContainerTrack::CountAnnouncedFrames() const {
 
   const AVRational frame = Invert(format_.rate);
   if (stream_->duration > 0) return av_rescale_q(stream_->duration, stream_->time_base, frame);
-  // Here the whole file has one duration, counted from time 0; it may be that of another track.
-  if (IsMatroska(*context_) && context_->nb_streams == 1 && context_->duration > 0) {
-    return av_rescale_q(context_->duration, {1, AV_TIME_BASE}, frame) - format_.start;
+  // Durations are counted from time 0 here.
+  const auto seconds = FindStatedDuration();
+  if (!seconds) return std::nullopt;
+  return std::llround(*seconds / av_q2d(frame)) - format_.start;
+}
+
+// What a Matroska file says of its track. The duration of the whole file is that of another one
+// where there are several.
+std::optional<double> ContainerTrack::FindStatedDuration() const {
+  if (!IsMatroska(*context_) || context_->duration <= 0) return std::nullopt;
+  const double whole = static_cast<double>(context_->duration) / AV_TIME_BASE;
+  if (context_->nb_streams == 1) return whole;
+  const AVDictionaryEntry* const tag = av_dict_get(stream_->metadata, "DURATION", nullptr, 0);
+  int hours = 0;
+  int minutes = 0;
+  double seconds = 0;
+  if (!tag || std::sscanf(tag->value, "%d:%d:%lf", &hours, &minutes, &seconds) != 3) {
+    return std::nullopt;
   }
-  return std::nullopt;
+  seconds += 60.0 * minutes + 3600.0 * hours;
+  // One that is longer than the file was left there by a program that made it shorter.
+  return seconds > 0 && seconds <= whole + 1e-3 ? std::optional(seconds) : std::nullopt;
+}
+
+// The average says nothing of a track that lacks frames: the rate of one that mostly keeps to one,
+// but not always. None where all frames keep to the average, or nothing is known in advance.
+std::optional<Rational> ContainerTrack::FindUsualRate() const {
+  if (!HasIndex()) return std::nullopt;
+  std::map<std::int64_t, int> steps;
+  const int entries = avformat_index_get_entries_count(stream_);
+  for (int i = 1; i < entries; ++i) {
+    ++steps[avformat_index_get_entry(stream_, i)->timestamp -
+            avformat_index_get_entry(stream_, i - 1)->timestamp];
+  }
+  if (steps.empty()) return std::nullopt;
+  const auto usual =
+      std::ranges::max_element(steps, {}, [](const auto& step) { return step.second; });
+  // Steps of a coarse clock differ by one.
+  const bool isEven = steps.rbegin()->first - steps.begin()->first <= 1;
+  if (isEven || usual->first <= 0 || 2 * usual->second < entries) return std::nullopt;
+  AVRational rate{};
+  const AVRational tick = stream_->time_base;
+  av_reduce(&rate.num, &rate.den, tick.den, usual->first * tick.num, INT32_MAX);
+  return Reduce(ToRational(rate));
+}
+
+// Fragments lead from one to the next: where the chain breaks, what is behind is not found.
+void ContainerTrack::CheckFragments() const {
+  const bool isFragmented = HasIndex() && stream_->nb_frames == 0;
+  if (!isFragmented || !file_->IsSeekable()) return;
+  const auto broken = FindBrokenAtom(*file_);
+  if (!broken) return;
+  throw Failure(GetName() + ": is damaged or cut off from byte " + std::to_string(*broken) +
+                " on, so that what is behind is not found; --scan finds its frames");
 }
 
 std::shared_ptr<vix::IBuffer> ContainerTrack::Read() {
@@ -442,6 +495,7 @@ std::shared_ptr<vix::IBuffer> ContainerTrack::Read() {
   Packet packet = pending_ ? std::move(pending_) : ReadPacket();
   if (!packet) {
     if (EndsEarly()) FailAtEarlyEnd();
+    CheckFragments();
     return nullptr;
   }
   ++framesRead_;

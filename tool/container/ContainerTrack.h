@@ -107,6 +107,9 @@ class ContainerTrack : public SideTracks {
   bool HasIndex() const;
   std::optional<std::int64_t> CountIndexedFrames() const;
   std::optional<std::int64_t> CountAnnouncedFrames() const;
+  std::optional<Rational> FindUsualRate() const;
+  std::optional<double> FindStatedDuration() const;
+  void CheckFragments() const;
   bool EndsEarly() const;
   void CheckPacket(Packet& packet);
   std::optional<PacketTag> FindTag(const AVPacket& packet) const;

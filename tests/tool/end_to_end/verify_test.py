@@ -1,6 +1,7 @@
 # SPDX-License-Identifier: BSD-2-Clause
 """verify finds what is damaged, says where, and goes on behind it; --scan finds frames in anything."""
 import json
+import re
 import struct
 
 import mini_mov
@@ -119,6 +120,35 @@ class Verify(VerifyTest):
         # What was cut off is found one by one, or told as missing.
         self.assertEqual(self.damaged(front), [5, 6, 7])
 
+    def test_a_matroska_file_that_was_cut_short(self):
+        whole, cut = self.path("whole.mkv"), self.path("cut.mkv")
+        make_movie(self.clip, tracks=2)
+        self.succeed("encode", self.clip, whole)
+        frames = self.verify_one(0, whole)["frames"]
+        cut.write_bytes(whole.read_bytes()[:whole.stat().st_size // 2])
+        file = self.verify_one(1, cut)
+        self.assertEqual(file["frames"], frames)
+        self.assertIn(f"announces {frames} frames", file["damage"][-1]["faults"][0])
+        self.assertGreater(file["damagedFrames"], frames // 3)
+        self.fail_with(1, ["cut.mkv", "is missing"], "decode", cut, self.path("out.mov"))
+
+    def test_fragments_that_do_not_lead_to_the_end(self):
+        whole, broken = self.path("whole.mov"), self.path("broken.mov")
+        self.succeed("encode", self.clip, whole)
+        ffmpeg("-i", whole, "-c", "copy", "-movflags", "frag_keyframe+empty_moov",
+               "-frag_duration", "40000", broken)
+        self.verify_one(0, broken)
+        data = broken.read_bytes()
+        fragments = [found.start() for found in re.finditer(b"moof", data)]
+        self.assertGreater(len(fragments), 3)
+        for name, damage in (("cut", data[:data.rindex(b"mdat") + 40]),
+                             ("torn", data[:fragments[2] - 4] + bytes(100) +
+                              data[fragments[2] + 96:])):
+            with self.subTest(name):
+                broken.write_bytes(damage)
+                self.assertIn("damaged or cut off from byte", self.verify_one(1, broken)["error"])
+                self.fail_with(1, ["broken.mov"], "decode", broken, self.path("out.mov"))
+
     def test_a_broken_place_in_the_index(self):
         mini_mov.write(self.encoded, mini_mov.samples(self.encoded))
         data = self.encoded.read_bytes()
@@ -229,6 +259,9 @@ class Index(VerifyTest):
                 fault, = self.faults()
                 self.assertRegex(fault, "^has (no timecode|the timecode [0-9:;]+) where "
                                         "10:00:00:00 was written$")
+                notes = self.succeed("decode", "--overwrite", self.encoded,
+                                     self.path("decoded.mov")).stderr
+                self.assertIn(f"{self.encoded}: index: {fault}; 'vixprores recover'", notes)
 
     def test_places_of_sound(self):
         place = self.places(b"stco")[2] + 12 + 4 * 3
