@@ -5,10 +5,8 @@
 #include <array>
 #include <climits>
 #include <cmath>
-#include <cstdio>
 #include <cstdlib>
 #include <cstring>
-#include <map>
 #include <new>
 #include <span>
 #include <utility>
@@ -17,6 +15,7 @@
 #include "container/AtomChain.h"
 #include "container/PacketTag.h"
 #include "container/TaggedFileReader.h"
+#include "container/TrackDescription.h"
 #include "format/Count.h"
 #include "format/Encodable.h"
 #include "run/Errors.h"
@@ -34,64 +33,6 @@ namespace {
 
 constexpr const char* kTakeThoseBefore = "choose the frames before it with --frames";
 constexpr const char* kContainers = "mov,matroska,avi,nut,mxf";
-
-bool IsValid(AVRational value) {
-  return value.num > 0 && value.den > 0;
-}
-
-// Containers mean one thing by either top-first value, and so for bottom-first: the pairs tell
-// how the fields are stored, which in a frame as a whole they are not.
-FieldOrder ToFieldOrder(AVFieldOrder order) {
-  switch (order) {
-    case AV_FIELD_PROGRESSIVE:
-      return FieldOrder::Progressive;
-    case AV_FIELD_TT:
-    case AV_FIELD_TB:
-      return FieldOrder::TopFirst;
-    case AV_FIELD_BB:
-    case AV_FIELD_BT:
-      return FieldOrder::BottomFirst;
-    default:
-      return FieldOrder::Unknown;
-  }
-}
-
-ColourRange ToColourRange(AVColorRange range) {
-  if (range == AVCOL_RANGE_MPEG) return ColourRange::Limited;
-  if (range == AVCOL_RANGE_JPEG) return ColourRange::Full;
-  return ColourRange::Unknown;
-}
-
-// The broadcast rate (N or N * 1000 / 1001) that `rate` stands for where it was computed from a
-// duration rounded to nanoseconds; else `rate` itself.
-AVRational SnapToBroadcastRate(AVRational rate) {
-  constexpr double kTolerance = 1e-6;
-  for (const int denominator : {1, 1001}) {
-    const int unit = denominator == 1 ? 1 : 1000;
-    const double units = av_q2d(rate) * denominator / unit;
-    const double whole = std::round(units);
-    if (whole >= 1 && std::abs(units - whole) < kTolerance * whole) {
-      return {static_cast<int>(whole) * unit, denominator};
-    }
-  }
-  return rate;
-}
-
-bool IsMatroska(const AVFormatContext& context) {
-  return std::strstr(context.iformat->name, "matroska") != nullptr;
-}
-
-// The average is exact where every frame lasts equally long, and nothing else is accepted.
-Rational FindRate(const AVStream& stream, const AVPacket* first, bool isMatroska) {
-  AVRational rate = stream.avg_frame_rate;
-  if (!IsValid(rate)) rate = stream.r_frame_rate;
-  if (!IsValid(rate) && first && first->duration > 0) {
-    const AVRational tick = stream.time_base;
-    av_reduce(&rate.num, &rate.den, tick.den, first->duration * tick.num, INT32_MAX);
-  }
-  if (!IsValid(rate)) return {0, 1};
-  return Reduce(ToRational(isMatroska ? SnapToBroadcastRate(rate) : rate));
-}
 
 std::int64_t TimeOf(const AVPacket& packet) {
   return packet.pts != AV_NOPTS_VALUE ? packet.pts : packet.dts;
@@ -396,8 +337,7 @@ void ContainerTrack::ReadFirstPacket() {
     pendingFailure_ = std::current_exception();
   }
   if (!pending_ && !pendingFailure_) throw UnreadableContainer(GetName() + ": holds no frames");
-  const auto usual = FindUsualRate();
-  format_.rate = usual ? *usual : FindRate(*stream_, pending_.get(), IsMatroska(*context_));
+  format_.rate = FindRate(*stream_, pending_.get(), IsMatroska(*context_), HasIndex());
   if (format_.rate.numerator == 0) {
     throw Failure(GetName() + ": does not tell its frame rate; rewrap it as .mov first");
   }
@@ -434,49 +374,9 @@ std::optional<std::int64_t> ContainerTrack::CountAnnouncedFrames() const {
   const AVRational frame = Invert(format_.rate);
   if (stream_->duration > 0) return av_rescale_q(stream_->duration, stream_->time_base, frame);
   // Durations are counted from time 0 here.
-  const auto seconds = FindStatedDuration();
+  const auto seconds = FindStatedDuration(*context_, *stream_);
   if (!seconds) return std::nullopt;
   return std::llround(*seconds / av_q2d(frame)) - format_.start;
-}
-
-// What a Matroska file says of its track. The duration of the whole file is that of another one
-// where there are several.
-std::optional<double> ContainerTrack::FindStatedDuration() const {
-  if (!IsMatroska(*context_) || context_->duration <= 0) return std::nullopt;
-  const double whole = static_cast<double>(context_->duration) / AV_TIME_BASE;
-  if (context_->nb_streams == 1) return whole;
-  const AVDictionaryEntry* const tag = av_dict_get(stream_->metadata, "DURATION", nullptr, 0);
-  int hours = 0;
-  int minutes = 0;
-  double seconds = 0;
-  if (!tag || std::sscanf(tag->value, "%d:%d:%lf", &hours, &minutes, &seconds) != 3) {
-    return std::nullopt;
-  }
-  seconds += 60.0 * minutes + 3600.0 * hours;
-  // One that is longer than the file was left there by a program that made it shorter.
-  return seconds > 0 && seconds <= whole + 1e-3 ? std::optional(seconds) : std::nullopt;
-}
-
-// The average says nothing of a track that lacks frames: the rate of one that mostly keeps to one,
-// but not always. None where all frames keep to the average, or nothing is known in advance.
-std::optional<Rational> ContainerTrack::FindUsualRate() const {
-  if (!HasIndex()) return std::nullopt;
-  std::map<std::int64_t, int> steps;
-  const int entries = avformat_index_get_entries_count(stream_);
-  for (int i = 1; i < entries; ++i) {
-    ++steps[avformat_index_get_entry(stream_, i)->timestamp -
-            avformat_index_get_entry(stream_, i - 1)->timestamp];
-  }
-  if (steps.empty()) return std::nullopt;
-  const auto usual =
-      std::ranges::max_element(steps, {}, [](const auto& step) { return step.second; });
-  // Steps of a coarse clock differ by one.
-  const bool isEven = steps.rbegin()->first - steps.begin()->first <= 1;
-  if (isEven || usual->first <= 0 || 2 * usual->second < entries) return std::nullopt;
-  AVRational rate{};
-  const AVRational tick = stream_->time_base;
-  av_reduce(&rate.num, &rate.den, tick.den, usual->first * tick.num, INT32_MAX);
-  return Reduce(ToRational(rate));
 }
 
 // Fragments lead from one to the next: where the chain breaks, what is behind is not found.

@@ -107,8 +107,6 @@ class ContainerTrack : public SideTracks {
   bool HasIndex() const;
   std::optional<std::int64_t> CountIndexedFrames() const;
   std::optional<std::int64_t> CountAnnouncedFrames() const;
-  std::optional<Rational> FindUsualRate() const;
-  std::optional<double> FindStatedDuration() const;
   void CheckFragments() const;
   bool EndsEarly() const;
   void CheckPacket(Packet& packet);
