@@ -21,6 +21,7 @@ using testing::ElementsAre;
 using testing::HasSubstr;
 using testing::IsEmpty;
 using testing::Not;
+using testing::SizeIs;
 using testing::ThrowsMessage;
 
 StreamFormat MakeFormat(std::uint32_t width, std::uint32_t height, FieldOrder order) {
@@ -133,7 +134,38 @@ TEST(FindLostProperties, NamesWhatTheContainerCannotKeep) {
                   "colour primaries, transfer and matrix (bt601-625)", "colour range (full)"));
   EXPECT_THAT(FindLostProperties(FindRawVideoOutput("a.y4m"), {format}),
               ElementsAre("colour primaries, transfer and matrix (bt601-625)"));
-  EXPECT_THAT(FindLostProperties(FindRawVideoOutput("-"), {format}), IsEmpty());
+  EXPECT_THAT(
+      FindLostProperties(FindRawVideoOutput("-"), {format}),
+      ElementsAre("field order (top field first)",
+                  "colour primaries, transfer and matrix (bt601-625)", "colour range (full)"));
+}
+
+TEST(FindLostProperties, NamesColoursThatAreNotKnownWhole) {
+  StreamFormat format = MakeFormat(720, 576, FieldOrder::Progressive);
+  format.colour = {12, 2, 2};
+  EXPECT_THAT(FindLostProperties(FindRawVideoOutput("a.mov"), {format}), SizeIs(1));
+  EXPECT_FALSE(KeptFormat(FindRawVideoOutput("a.mov"), format).colour.IsSpecified());
+  format.code = FindProResVariant("hq")->code;
+  EXPECT_THAT(FindLostProperties(FindProResOutput("a.mov"), {format}), IsEmpty());
+  EXPECT_TRUE(KeptFormat(FindProResOutput("a.mov"), format).colour.IsSpecified());
+}
+
+TEST(FindLostProperties, NamesTexts) {
+  MovieContent content{MakeFormat(720, 576, FieldOrder::Progressive)};
+  content.metadata = {{"title", "A"}, {"COMMENT", "B"}, {"creation_time", "C"}, {"uid", "D"}};
+  SoundTrack sound;
+  sound.metadata = {{"language", "deu"}};
+  content.sound = {sound};
+  EXPECT_THAT(FindLostProperties(FindProResOutput("a.mxf"), content),
+              ElementsAre("metadata (comment, language, title)"));
+  EXPECT_THAT(FindLostProperties(FindRawVideoOutput("a.avi"), content),
+              ElementsAre("metadata (creation time, language)"));
+  for (const char* name : {"a.mov", "a.nut", "a.y4m", "-"}) {
+    EXPECT_THAT(FindLostProperties(FindRawVideoOutput(name), content), IsEmpty()) << name;
+  }
+  content.metadata.clear();
+  content.sound.front().metadata = {{"language", "und"}};
+  EXPECT_THAT(FindLostProperties(FindProResOutput("a.mxf"), content), IsEmpty());
 }
 
 TEST(FindLostProperties, NamesATimecode) {

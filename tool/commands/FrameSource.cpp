@@ -74,7 +74,10 @@ std::optional<Frame> FrameSource::Read() {
     FramePlace& place = frame->place;
     framesRead_ = place.number + place.count;
     frame->sound = sound_.Take();
-    if (framesRead_ <= range_.first) continue;
+    if (framesRead_ <= range_.first) {
+      unevenBefore_ = reader_->CountUnevenFrames();
+      continue;
+    }
     // Of those that are lost together some may be outside the range.
     place.number = std::max(place.number, range_.first);
     place.count = std::min(framesRead_ - 1, range_.last) - place.number + 1;

@@ -60,6 +60,8 @@ class FrameSource {
     return reader_->Unpack(std::move(frame));
   }
   /// Fails where a frame that was read turned out to be unreadable since. From any thread, as well.
+  /// Frames of the range so far that were taken although they came at odd times.
+  std::int64_t CountUnevenFrames() const { return reader_->CountUnevenFrames() - unevenBefore_; }
   void CheckFramesInUse() const { reader_->CheckFramesInUse(); }
   /// The sound that is left behind the last frame.
   std::vector<SoundPacket> TakeRestOfSound() { return sound_.TakeRest(); }
@@ -75,6 +77,7 @@ class FrameSource {
   SoundCopy sound_;
   std::optional<std::int64_t> total_;
   std::optional<Timecode> timecode_;  ///< of the input
+  std::int64_t unevenBefore_ = 0;     ///< in front of the range
   std::int64_t framesRead_ = 0;       ///< those in front of the range included
 };
 

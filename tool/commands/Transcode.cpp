@@ -33,7 +33,7 @@ void PrintNotes(const TranscodeOptions& options, const TranscodePlan& plan) {
                            ": does not tell its field order; it is taken as progressive");
   }
   for (const std::string& property : FindLostProperties(plan.output, plan.content)) {
-    PrintNote(options, options.output + ": the output cannot keep the " + property);
+    PrintNote(options, NameOfOutput(options.output) + ": the output cannot keep the " + property);
   }
   if (plan.source.rate != plan.reader->GetFormat().rate && !plan.content.sound.empty()) {
     PrintNote(options, plan.reader->GetName() + ": plays at " + Describe(plan.source.rate) +
@@ -52,11 +52,12 @@ void PrintSummary(const TranscodeOptions& options, const RunReport& report) {
 }
 
 // What is known only behind the last frame.
-void PrintNoteAtEnd(const TranscodeOptions& options, const FrameReader& reader,
+void PrintNoteAtEnd(const TranscodeOptions& options, const FrameSource& source,
                     const RunReport& report) {
+  const FrameReader& reader = source.GetReader();
   const std::string found = reader.GetEndNote();
   if (!found.empty()) PrintNote(options, reader.GetName() + ": " + found);
-  const std::int64_t uneven = reader.CountUnevenFrames();
+  const std::int64_t uneven = source.CountUnevenFrames();
   if (uneven == 0) return;
   PrintNote(options, reader.GetName() + ": " + Count(uneven, "frame") +
                          " came at odd times and follow the others at " +
@@ -67,13 +68,15 @@ void PrintNoteAtEnd(const TranscodeOptions& options, const FrameReader& reader,
 // The timecode of the output's first frame.
 void ChooseTimecode(const TranscodeOptions& options, TranscodePlan& plan) {
   auto& timecode = plan.content.timecode;
+  const std::string unread = plan.reader->GetTimecodeNote();
+  if (!timecode && !unread.empty()) plan.notes.push_back(unread);
   if (timecode && options.frames) timecode = *timecode + options.frames->first;
   if (timecode || !plan.output.makesTimecode) return;
   timecode = Timecode::Find("00:00:00:00", plan.content.video.rate);
   if (!timecode) return;
-  PrintNote(options, options.output +
-                         ": this container always has a timecode; it starts at 00:00:00:00, as "
-                         "none is known");
+  plan.notes.push_back(options.output +
+                       ": this container always has a timecode; it starts at 00:00:00:00, as none "
+                       "is known");
 }
 
 // What is gone from the index is gone from the output, too.
@@ -98,8 +101,8 @@ void ChooseSound(const TranscodeOptions& options, TranscodePlan& plan) {
   }
   if (options.noAudio) places.clear();
   if (plan.output.kind != OutputKind::Container && !places.empty()) {
-    PrintNote(options,
-              plan.reader->GetName() + ": its sound is left out, as the output holds none");
+    plan.notes.push_back(plan.reader->GetName() +
+                         ": its sound is left out, as the output holds none");
     places.clear();
   }
   if (!side) return;
@@ -115,6 +118,8 @@ void Transcode(const TranscodeOptions& options, TranscodePlan plan, RunReport& r
   if (plan.reader->ReadsFrom(options.output)) {
     throw Failure(options.output + ": is the input itself; name another output");
   }
+  ChooseSound(options, plan);
+  ChooseTimecode(options, plan);
   if (options.isOfMany && !options.overwrite && IsMadeAlready(options, plan)) {
     report.status = RunReport::Status::Skipped;
     report.output = options.output;
@@ -122,10 +127,8 @@ void Transcode(const TranscodeOptions& options, TranscodePlan plan, RunReport& r
   }
   report.source = plan.source;
   report.result = KeptFormat(plan.output, plan.content.video);
-  PrintIndexFaults(options, *plan.reader);
-  ChooseSound(options, plan);
+  report.isLabelled = plan.output.kind != OutputKind::Headless;
   report.soundTracks = plan.content.sound.size();
-  ChooseTimecode(options, plan);
   if (plan.content.timecode && plan.output.keepsTimecode) {
     report.timecode = plan.content.timecode->ToText();
   }
@@ -134,7 +137,7 @@ void Transcode(const TranscodeOptions& options, TranscodePlan plan, RunReport& r
   try {
     if (run.ProcessFrames()) {
       run.Finish();
-      PrintNoteAtEnd(options, run.GetReader(), report);
+      PrintNoteAtEnd(options, run.GetSource(), report);
       report.status = RunReport::Status::Done;
       return;
     }

@@ -25,8 +25,7 @@ class TranscodeRun {
  public:
   TranscodeRun(const TranscodeOptions& options, TranscodePlan plan, RunReport& report);
 
-  /// Of the input.
-  const FrameReader& GetReader() const { return source_.GetReader(); }
+  const FrameSource& GetSource() const { return source_; }
 
   /// Returns false when the user asked to stop.
   bool ProcessFrames();

@@ -24,6 +24,7 @@ class ContainerReader : public FrameReader {
   std::int64_t CountUnevenFrames() const override { return track_.CountUnevenFrames(); }
   SideTracks* GetSideTracks() override { return &track_; }
   std::string GetNote() const override { return track_.GetNote(); }
+  std::string GetTimecodeNote() const override { return track_.GetTimecodeNote(); }
   void CheckFramesInUse() const override { track_.CheckFramesInUse(); }
 
  protected:

@@ -207,16 +207,23 @@ std::string ContainerTrack::GetNote() const {
     notes.push_back("has " + std::to_string(videoTracks_) +
                     " video tracks; the first one is taken");
   }
-  if (!unusedTimecode_.empty()) {
-    notes.push_back("its timecode '" + unusedTimecode_ + "' is none of " + Describe(format_.rate) +
-                    " frames per second and is left out");
-  }
-  if (isTimecodeUnread_) {
-    notes.emplace_back("its timecode cannot be read, which on a pipe is so; --timecode sets one");
-  }
+  const bool hasSubtitles = std::ranges::any_of(
+      std::span(context_->streams, context_->nb_streams),
+      [](const AVStream* stream) { return stream->codecpar->codec_type == AVMEDIA_TYPE_SUBTITLE; });
+  if (hasSubtitles) notes.emplace_back("its subtitles are left out");
+  if (context_->nb_chapters > 0) notes.emplace_back("its chapters are left out");
   std::string text;
   for (const std::string& note : notes) text += (text.empty() ? GetName() + ": " : "; ") + note;
   return text;
+}
+
+std::string ContainerTrack::GetTimecodeNote() const {
+  if (!unusedTimecode_.empty()) {
+    return GetName() + ": its timecode '" + unusedTimecode_ + "' is none of " +
+           Describe(format_.rate) + " frames per second and is left out";
+  }
+  if (!isTimecodeUnread_) return {};
+  return GetName() + ": its timecode cannot be read, which on a pipe is so; --timecode sets one";
 }
 
 Packet ContainerTrack::ReadAny() {

@@ -48,8 +48,11 @@ class ContainerTrack : public SideTracks {
   std::optional<Timecode> GetTimecode() const { return timecode_; }
   /// Name of the compressor in the sample description; empty = none.
   std::string GetCompressor() const;
-  /// Which of several video tracks is read, and what cannot be taken over; empty = nothing of it.
+  /// Which of several video tracks is read, and which tracks cannot be taken over; empty = nothing
+  /// of it.
   std::string GetNote() const;
+  /// As FrameReader::GetTimecodeNote().
+  std::string GetTimecodeNote() const;
 
   /// To be called before Read(), which else checks the times.
   void SetTimes(FrameTimes times) { times_ = times; }

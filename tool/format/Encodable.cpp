@@ -42,8 +42,8 @@ void CheckEncodable(const StreamFormat& format, const std::string& inputName) {
 void RefuseUnconverted(const std::string& inputName, const std::string& found,
                        const std::string& filters) {
   throw Failure(inputName + ": found " + found +
-                "; the encoder takes packed 4:2:2 in 8 bits (UYVY) or 10 bits (V210), progressive "
-                "or top field first. " +
+                "; uncompressed video is taken as packed 4:2:2 in 8 bits (UYVY) or 10 bits (V210), "
+                "progressive or top field first. " +
                 (inputName == kStandardInput
                      ? "This command, in place of vixprores at the end of the pipe, converts it "
                        "into a file"

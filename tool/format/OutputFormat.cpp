@@ -6,6 +6,7 @@
 #include <filesystem>
 #include <iterator>
 #include <set>
+#include <sstream>
 #include <string_view>
 
 #include "format/ColourNames.h"
@@ -30,16 +31,32 @@ constexpr OutputFormat kHeadless =
     {nullptr, Kind::Headless,  nullptr,    false, true,  false, false, false, false, false, false};
 // clang-format on
 
+// Names of the texts that cannot be read from what the muxers of the container library write.
+struct LostTexts {
+  std::string_view muxer;
+  const char* names;  // a space between them
+};
+constexpr LostTexts kLostTexts[] = {
+    {"mov", "album_artist composer description encoded_by synopsis track"},
+    {"mxf",
+     "album album_artist artist comment composer copyright date description encoded_by genre "
+     "language reel_name synopsis title track"},
+    {"avi", "album_artist composer creation_time description language reel_name synopsis"},
+};
+
 // Containers of video that people know; under other names headless frames are no surprise.
 constexpr std::string_view kContainers[] = {
     ".3gp", ".asf", ".avi", ".flv", ".gxf", ".m2ts", ".m4v", ".mkv", ".mov",  ".mp4", ".mpeg",
     ".mpg", ".mts", ".mxf", ".nut", ".ogv", ".qt",   ".ts",  ".vob", ".webm", ".wmv"};
 
-std::string ExtensionOf(const std::string& path) {
-  std::string extension = std::filesystem::path(path).extension().string();
-  std::ranges::transform(extension, extension.begin(),
+std::string ToLower(std::string text) {
+  std::ranges::transform(text, text.begin(),
                          [](unsigned char letter) { return std::tolower(letter); });
-  return extension;
+  return text;
+}
+
+std::string ExtensionOf(const std::string& path) {
+  return ToLower(std::filesystem::path(path).extension().string());
 }
 
 const OutputFormat* Find(const std::string& path, bool OutputFormat::*takesStream) {
@@ -58,6 +75,41 @@ std::string DescribeLayouts(const std::vector<SoundTrack>& tracks) {
   std::string text;
   for (const std::string& layout : layouts) text += (text.empty() ? "" : ", ") + layout;
   return text;
+}
+
+// The names of the texts that the file and its sound have, in lower case, which not all inputs use.
+std::set<std::string> NamesOfTexts(const MovieContent& content) {
+  std::set<std::string> names;
+  const auto add = [&names](const Metadata& metadata) {
+    for (const auto& [name, text] : metadata) {
+      if (text != "und") names.insert(ToLower(name));  // a language that nobody knows
+    }
+  };
+  add(content.metadata);
+  for (const SoundTrack& track : content.sound) add(track.metadata);
+  return names;
+}
+
+// "title, creation time"
+std::string DescribeLostTexts(const OutputFormat& output, const MovieContent& content) {
+  const std::string_view muxer = output.muxer ? output.muxer : "";
+  const auto* const lost = std::ranges::find(kLostTexts, muxer, &LostTexts::muxer);
+  if (lost == std::end(kLostTexts)) return {};
+  const auto known = NamesOfTexts(content);
+  std::string text;
+  std::istringstream names(lost->names);
+  for (std::string name; names >> name;) {
+    if (!known.contains(name)) continue;
+    std::ranges::replace(name, '_', ' ');
+    text += (text.empty() ? "" : ", ") + name;
+  }
+  return text;
+}
+
+// The muxer of .mov writes the colours of uncompressed video only where it knows all of them.
+bool KeepsColour(const OutputFormat& output, const Colour& colour) {
+  const bool isWhole = colour.primaries != 2 && colour.transfer != 2 && colour.matrix != 2;
+  return output.keepsColour && isWhole;
 }
 
 }  // namespace
@@ -96,7 +148,7 @@ void CheckStorable(const OutputFormat& output, const StreamFormat& stream) {
 StreamFormat KeptFormat(const OutputFormat& output, StreamFormat stream) {
   if (!output.keepsColourRange) stream.colour.range = ColourRange::Unknown;
   if (!stream.IsRaw()) return stream;  // ProRes frames tell the rest themselves
-  if (!output.keepsColour) stream.colour = {.range = stream.colour.range};
+  if (!KeepsColour(output, stream.colour)) stream.colour = {.range = stream.colour.range};
   if (!output.keepsFieldOrder) stream.fieldOrder = FieldOrder::Unknown;
   if (output.kind == OutputKind::Headless) stream.sampleAspect = {0, 1};
   return stream;
@@ -109,11 +161,10 @@ std::vector<std::string> FindLostProperties(const OutputFormat& output,
   if (!output.keepsTimecode && content.timecode) {
     lost.push_back("timecode (" + content.timecode->ToText() + ")");
   }
-  if (output.kind == OutputKind::Headless) return lost;
   if (!output.keepsFieldOrder && stream.IsInterlaced()) {
     lost.push_back("field order (" + Describe(stream.fieldOrder) + ")");
   }
-  if (!output.keepsColour && stream.colour.IsSpecified()) {
+  if (stream.IsRaw() && stream.colour.IsSpecified() && !KeepsColour(output, stream.colour)) {
     lost.push_back("colour primaries, transfer and matrix (" + Describe(stream.colour) + ")");
   }
   if (!output.keepsColourRange && stream.colour.range == ColourRange::Full) {
@@ -121,6 +172,8 @@ std::vector<std::string> FindLostProperties(const OutputFormat& output,
   }
   const std::string layouts = output.keepsChannelLayout ? "" : DescribeLayouts(content.sound);
   if (!layouts.empty()) lost.push_back("layout of the sound's channels (" + layouts + ")");
+  const std::string texts = DescribeLostTexts(output, content);
+  if (!texts.empty()) lost.push_back("metadata (" + texts + ")");
   return lost;
 }
 

@@ -44,8 +44,7 @@ bool NamesUnwrittenContainer(const std::string& path);
 void CheckStorable(const OutputFormat& output, const StreamFormat& stream);
 /// What the output tells of the stream: unknown is what the format cannot hold.
 StreamFormat KeptFormat(const OutputFormat& output, StreamFormat stream);
-/// The properties that are known of the content and that the format cannot hold, in words. That
-/// headless frames are not described goes without saying.
+/// The properties that are known of the content and that the format cannot hold, in words.
 std::vector<std::string> FindLostProperties(const OutputFormat& output,
                                             const MovieContent& content);
 

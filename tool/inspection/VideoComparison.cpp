@@ -19,7 +19,8 @@ namespace {
   const std::int64_t common = std::min(referenceFrames, distortedFrames);
   throw Failure(reference + " has " + Count(referenceFrames, "frame") + " and " + distorted +
                 " has " + std::to_string(distortedFrames) + "; --frames 0-" +
-                std::to_string(common - 1) + " compares the common ones");
+                std::to_string(common - 1) + " compares the first " + std::to_string(common) +
+                " of both");
 }
 
 ComparedVideo DescribeSource(const PictureSource& source) {

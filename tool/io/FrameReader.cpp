@@ -2,6 +2,8 @@
 #include "io/FrameReader.h"
 
 #include <algorithm>
+#include <array>
+#include <cstdint>
 #include <string_view>
 #include <utility>
 
@@ -19,6 +21,8 @@
 namespace vixprores {
 namespace {
 
+constexpr std::array<std::uint8_t, 4> kMatroskaMagic{0x1A, 0x45, 0xDF, 0xA3};
+
 bool IsY4m(InputFile& file) {
   return std::ranges::equal(file.Peek(kY4mMagic.size()), kY4mMagic);
 }
@@ -28,9 +32,17 @@ bool HoldsProRes(std::unique_ptr<InputFile> file) {
   return ContainerTrack(std::move(file)).GetParameters().codec_id == AV_CODEC_ID_PRORES;
 }
 
+std::unique_ptr<InputFile> OpenInput(const std::string& path) {
+  auto file = std::make_unique<InputFile>(path);
+  if (file->Peek(1).empty()) throw Failure(file->GetName() + ": is empty");
+  return file;
+}
+
 // What to do about a container that cannot be read.
 std::string AdviceFor(const std::string& path) {
   InputFile file(path);
+  // Its frames have no prefix by which a scan would find them.
+  if (std::ranges::equal(file.Peek(kMatroskaMagic.size()), kMatroskaMagic)) return {};
   return TaggedFileReader::CanRead(file)
              ? "; 'vixprores recover' makes a file with a whole index, --scan finds frames without "
                "it"
@@ -42,7 +54,7 @@ std::string AdviceFor(const std::string& path) {
 std::unique_ptr<FrameReader> OpenRawVideo(const std::string& path,
                                           const std::optional<HeadlessFormat>& headless,
                                           FrameTimes times) {
-  auto file = std::make_unique<InputFile>(path);
+  auto file = OpenInput(path);
   file->AllowMapping();
   if (headless) return std::make_unique<HeadlessReader>(std::move(file), *headless);
   if (IsY4m(*file)) return std::make_unique<Y4mReader>(std::move(file));
@@ -56,7 +68,7 @@ std::unique_ptr<FrameReader> OpenRawVideo(const std::string& path,
 }
 
 std::unique_ptr<FrameReader> OpenProRes(const std::string& path, const ProResOptions& options) {
-  auto file = std::make_unique<InputFile>(path);
+  auto file = OpenInput(path);
   if (options.scan) return std::make_unique<ScanReader>(std::move(file), options);
   try {
     return std::make_unique<ProResReader>(std::move(file), options);
@@ -66,7 +78,7 @@ std::unique_ptr<FrameReader> OpenProRes(const std::string& path, const ProResOpt
 }
 
 std::unique_ptr<FrameReader> OpenVideo(const std::string& path) {
-  auto file = std::make_unique<InputFile>(path);
+  auto file = OpenInput(path);
   if (IsY4m(*file)) return std::make_unique<Y4mReader>(std::move(file));
   if (!file->IsSeekable() || HoldsProRes(std::make_unique<InputFile>(path))) {
     return std::make_unique<ProResReader>(std::move(file), ProResOptions{});

@@ -50,6 +50,8 @@ class FrameReader {
   virtual SideTracks* GetSideTracks() { return nullptr; }
   /// What the user should know about how the input was taken; empty = nothing.
   virtual std::string GetNote() const { return {}; }
+  /// Why GetTimecode() tells none although the input has one; empty = it does, or has none.
+  virtual std::string GetTimecodeNote() const { return {}; }
   /// What the user should know of the input once Read() has come to its end; empty = nothing.
   virtual std::string GetEndNote() const { return {}; }
   /// The next frame, or null at the end. A frame that is damaged or missing is a Failure that names

@@ -26,8 +26,12 @@ namespace {
 
 }  // namespace
 
+std::string NameOfInput(const std::string& path) {
+  return path == "-" ? "standard input" : path;
+}
+
 InputFile::InputFile(const std::string& path)
-    : InputFile(path == "-" ? "standard input" : path,
+    : InputFile(NameOfInput(path),
                 path == "-" ? dup(STDIN_FILENO) : open(path.c_str(), O_RDONLY | O_CLOEXEC)) {}
 
 std::unique_ptr<InputFile> InputFile::OverBytes(const std::string& name,

@@ -14,6 +14,9 @@
 
 namespace vixprores {
 
+/// What messages call an input: "standard input" for "-".
+std::string NameOfInput(const std::string& path);
+
 /// The bytes of a file or of standard input ("-"). Used by one thread at a time.
 /// A failing read is a Failure that names the file; a wait for input that the user breaks off is
 /// an Interrupted.
@@ -28,7 +31,7 @@ class InputFile {
   InputFile(const InputFile&) = delete;
   InputFile& operator=(const InputFile&) = delete;
 
-  /// The name as the user gave it, for messages ("standard input" for "-").
+  /// The name as the user gave it, for messages.
   const std::string& GetName() const { return name_; }
   /// Size in bytes; none where the input has no end until it comes.
   std::optional<std::int64_t> GetSize() const { return size_; }

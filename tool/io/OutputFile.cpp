@@ -54,8 +54,12 @@ bool RenameToFreeName(const std::string& from, const std::string& to, const std:
 
 }  // namespace
 
+std::string NameOfOutput(const std::string& path) {
+  return path == "-" ? "standard output" : path;
+}
+
 OutputFile::OutputFile(const std::string& path, bool overwrite)
-    : name_(path == "-" ? "standard output" : path), overwrite_(overwrite) {
+    : name_(NameOfOutput(path)), overwrite_(overwrite) {
   struct stat status {};
   const bool exists = path != "-" && stat(path.c_str(), &status) == 0;
   if (exists && S_ISDIR(status.st_mode)) FailToWrite(name_, EISDIR);

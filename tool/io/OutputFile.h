@@ -11,6 +11,9 @@
 
 namespace vixprores {
 
+/// What messages call an output: "standard output" for "-".
+std::string NameOfOutput(const std::string& path);
+
 /// An output that appears under its name only when it is complete.
 ///
 /// The bytes go to a work file beside it ("NAME.part-<process>"), which Commit() renames. Unless
@@ -25,7 +28,7 @@ class OutputFile {
   OutputFile(const OutputFile&) = delete;
   OutputFile& operator=(const OutputFile&) = delete;
 
-  /// The name as the user gave it, for messages ("standard output" for "-").
+  /// The name as the user gave it, for messages.
   const std::string& GetName() const { return name_; }
   /// Bytes written; what is overwritten later counts once.
   std::int64_t GetSize() const { return size_; }

@@ -11,6 +11,7 @@
 
 #include "format/ColourNames.h"
 #include "format/Count.h"
+#include "io/InputFile.h"
 #include "report/PlaceJson.h"
 #include "report/TextTable.h"
 #include "run/Errors.h"
@@ -37,6 +38,13 @@ std::string ClockTime(double seconds) {
       static_cast<long long>(whole / 60 % 60), static_cast<long long>(whole % 60));
   text.resize(static_cast<std::size_t>(length));
   return text;
+}
+
+std::string Labels(const RunReport& report) {
+  const std::string rate = ", " + Describe(report.result.rate) + " fps";
+  if (!report.isLabelled) return rate;
+  return ", " + Describe(report.result.fieldOrder) + rate + ", colour " +
+         Describe(report.result.colour);
 }
 
 // Sound and timecode.
@@ -154,16 +162,26 @@ nlohmann::ordered_json ToJson(const EncodingQuality& quality) {
 std::string SummaryLine(const RunReport& report) {
   return report.output + ": " + Count(report.frames, "frame") + CountDamage(report.damage) + ", " +
          DescribeSize(report.result.width, report.result.height) + " " +
-         DescribeCode(report.result.code) + ", " + Describe(report.result.fieldOrder) + ", " +
-         Describe(report.result.rate) + " fps, colour " + Describe(report.result.colour) +
-         Beside(report) + ", " + Fixed(static_cast<double>(report.outputBytes) / 1e6, 1) +
-         " MB, ProRes at " + Fixed(report.MegabitsPerSecond(), 1) + " Mb/s, in " +
-         Fixed(report.seconds, 1) + " s (" + Fixed(report.FramesPerSecond(), 1) + " fps, " +
-         Fixed(report.RealTimeFactor(), 2) + "x real time)" +
-         (report.quality ? QualityLine(*report.quality) : "");
+         DescribeCode(report.result.code) + Labels(report) + Beside(report) + ", " +
+         Fixed(static_cast<double>(report.outputBytes) / 1e6, 1) + " MB, ProRes at " +
+         Fixed(report.MegabitsPerSecond(), 1) + " Mb/s, in " + Fixed(report.seconds, 1) + " s (" +
+         Fixed(report.FramesPerSecond(), 1) + " fps, " + Fixed(report.RealTimeFactor(), 2) +
+         "x real time)" + (report.quality ? QualityLine(*report.quality) : "");
 }
 
 namespace {
+
+void AddLabels(const RunReport& report, nlohmann::ordered_json& json) {
+  if (!report.isLabelled) {
+    for (const char* label : {"fieldOrder", "sampleAspect", "colour"}) json[label] = nullptr;
+    return;
+  }
+  json["fieldOrder"] = ToWord(report.result.fieldOrder);
+  json["sampleAspect"] = Describe(report.result.sampleAspect);
+  json["colour"] = {{"primaries", report.result.colour.primaries},
+                    {"transfer", report.result.colour.transfer},
+                    {"matrix", report.result.colour.matrix}};
+}
 
 nlohmann::ordered_json ToJson(const RunReport& report) {
   nlohmann::ordered_json json;
@@ -182,11 +200,7 @@ nlohmann::ordered_json ToJson(const RunReport& report) {
     json["width"] = report.result.width;
     json["height"] = report.result.height;
     json["rate"] = Describe(report.result.rate);
-    json["fieldOrder"] = ToWord(report.result.fieldOrder);
-    json["sampleAspect"] = Describe(report.result.sampleAspect);
-    json["colour"] = {{"primaries", report.result.colour.primaries},
-                      {"transfer", report.result.colour.transfer},
-                      {"matrix", report.result.colour.matrix}};
+    AddLabels(report, json);
     json["soundTracks"] = report.soundTracks;
     if (!report.timecode.empty()) json["timecode"] = report.timecode;
   }
@@ -261,10 +275,11 @@ void PrintNote(const std::string& text) {
 void PrintDamage(const RunReport& report) {
   for (const FrameDamage& damage : report.damage) {
     if (damage.treatment == FrameDamage::Treatment::Stopped) continue;  // the message tells
-    PrintError(report.input + ": " + Describe(damage));
+    PrintError(NameOfInput(report.input) + ": " + Describe(damage));
   }
   if (report.damagedSound == 0) return;
-  PrintError(report.input + ": " + Count(report.damagedSound, "damaged packet") + " of sound");
+  PrintError(NameOfInput(report.input) + ": " + Count(report.damagedSound, "damaged packet") +
+             " of sound");
 }
 
 std::string ProgressText(const RunReport& report, std::optional<std::int64_t> total) {

@@ -41,6 +41,7 @@ struct RunReport {
   std::int64_t outputBytes = 0;  ///< size of what was written
   StreamFormat source;
   StreamFormat result;
+  bool isLabelled = true;       ///< the output tells field order, aspect or colour
   std::size_t soundTracks = 0;  ///< that go along
   std::string timecode;         ///< of the first frame; empty = none
   std::int64_t frames = 0;

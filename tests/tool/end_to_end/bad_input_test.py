@@ -156,6 +156,13 @@ class NeedsConversion(ToolTest):
         self.assertNotIn("odd times", self.succeed("encode", "--overwrite", "--rate", "30", clip,
                                                    out).stderr)
 
+    def test_of_a_range_only_its_own_frames_are_told_to_come_at_odd_times(self):
+        clip = self.path("clip.mov")
+        make_v210(clip, "-vsync", "vfr", filters="select='not(between(n,3,4))'", frames=30)
+        arguments = ("encode", "--overwrite", "--rate", "25", "--frames")
+        told = self.succeed(*arguments, "10-19", clip, self.path("out.mov")).stderr
+        self.assertIn("10 frames came at odd times", told)
+
     def test_variable_frame_rate_of_prores(self):
         clip = self.path("clip.mov")
         make_clip(clip, "-c:v", "prores_ks", "-vsync", "vfr",
@@ -174,6 +181,24 @@ class NeedsConversion(ToolTest):
             result = self.succeed("decode", "--overwrite", "--on-error", policy, clip, out)
             self.assertIn("came at odd times", result.stderr)
             self.assertEqual(probe(out)["nb_read_packets"], "20")
+
+
+class Empty(ToolTest):
+    def test_it_is_said(self):
+        self.path("empty.mov").touch()
+        for command in ("encode", "decode"):
+            self.fail_with(1, ["empty.mov: is empty"], command, self.path("empty.mov"),
+                           self.path("out.mov"))
+            self.fail_with(1, ["standard input: is empty"], command, "-", self.path("out.mov"))
+
+
+class Matroska(ToolTest):
+    def test_a_scan_is_not_offered_for_frames_that_it_cannot_find(self):
+        clip = self.path("clip.mkv")
+        make_clip(clip, "-c:v", "prores_ks")
+        clip.write_bytes(clip.read_bytes()[:30])
+        result = self.fail_with(1, ["no readable container"], "decode", clip, self.path("out.mov"))
+        self.assertNotIn("--scan", result.stderr)
 
 
 class OutOfRange(ToolTest):

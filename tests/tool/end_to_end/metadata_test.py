@@ -2,8 +2,9 @@
 """Rate, aspect, field order, colour and start go from input to output, through both commands."""
 import json
 import struct
+import subprocess
 
-from tool import ToolTest, make_clip, make_uyvy, make_v210, probe, sample_entry_atom
+from tool import ToolTest, ffmpeg, make_clip, make_uyvy, make_v210, probe, sample_entry_atom
 
 COLOURS = {  # options of the clip, code points
     "bt709": (("bt709", "bt709", "bt709"), (1, 1, 1)),
@@ -194,7 +195,7 @@ class Metadata(ToolTest):
         for name, order, colour, timecode in (("decoded.mov", "top", known, "10:00:00:00"),
                                               ("decoded.y4m", "top", unknown, None),
                                               ("decoded.avi", "unknown", unknown, None),
-                                              ("decoded.raw", "unknown", unknown, None)):
+                                              ("decoded.raw", None, None, None)):
             with self.subTest(name):
                 self.decoded = self.path(name)
                 result = self.decode("--json")
@@ -203,6 +204,46 @@ class Metadata(ToolTest):
                                  (order, colour, timecode))
                 self.assertEqual("cannot keep the timecode (10:00:00:00)" in result.stderr,
                                  timecode is None)
+
+    def test_headless_frames_are_not_described(self):
+        make_v210(self.clip, "-color_primaries", "bt709", "-color_trc", "bt709", "-colorspace",
+                  "bt709")
+        self.encode()
+        self.decoded = self.path("decoded.uyvy")
+        result = self.decode()
+        self.assertIn("cannot keep the colour primaries, transfer and matrix (bt709)",
+                      result.stderr)
+        summary = result.stderr.splitlines()[-1]
+        self.assertIn("128x96 V210, 25 fps, ", summary)
+        self.assertNotIn("field order", summary)
+
+    def test_texts_that_are_lost_are_said(self):
+        make_v210(self.clip, "-metadata", "title=A", "-metadata", "comment=B", "-metadata",
+                  "creation_time=2020-01-02T03:04:05Z")
+        for name, words in (("out.mov", []), ("out.mkv", []), ("out.mxf", ["comment", "title"])):
+            with self.subTest(name):
+                out = self.path(name)
+                notes = self.succeed("encode", self.clip, out).stderr
+                tags = json.loads(subprocess.run(
+                    ["ffprobe", "-v", "error", "-show_format", "-of", "json", out], check=True,
+                    capture_output=True).stdout)["format"]["tags"]
+                kept = {tag.lower() for tag in tags}
+                self.assertEqual({"title", "comment"} - kept, set(words))
+                self.assertEqual(f"cannot keep the metadata ({', '.join(words)})" in notes,
+                                 bool(words), notes)
+        notes = self.succeed("decode", self.path("out.mov"), self.path("out.avi")).stderr
+        self.assertIn("cannot keep the metadata (creation time)", notes)
+
+    def test_subtitles_and_chapters_that_are_left_out_are_said(self):
+        self.path("words.srt").write_text("1\n00:00:00,000 --> 00:00:00,300\nhello\n")
+        self.path("chapters.txt").write_text(
+            ";FFMETADATA1\n[CHAPTER]\nTIMEBASE=1/1000\nSTART=0\nEND=200\ntitle=one\n")
+        clip = self.path("clip.mkv")
+        ffmpeg("-f", "lavfi", "-i", "testsrc2=size=128x96:rate=25", "-i", self.path("words.srt"),
+               "-i", self.path("chapters.txt"), "-map", "0", "-map", "1", "-map_metadata", "2",
+               "-frames:v", "10", "-c:v", "v210", clip)
+        notes = self.succeed("encode", clip, self.path("out.mov")).stderr
+        self.assertIn(f"{clip}: its subtitles are left out; its chapters are left out", notes)
 
     def test_chroma_and_alpha_that_are_lost_are_said(self):
         for pixels, words in (("yuv422p10le", []), ("yuv444p10le", ["4:4:4 and become 4:2:2"]),

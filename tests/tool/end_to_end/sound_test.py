@@ -225,6 +225,14 @@ class Timecode(ToolTest):
         self.assertEqual(self.timecode(self.encoded), "00:01:00;02")
         self.assertEqual(json.loads(result.stdout)["timecode"], "00:01:00;02")
 
+    def test_where_it_is_given_that_of_the_input_is_not_missed(self):
+        make_movie(self.clip, "-timecode", "01:00:00:00", "-movflags", "faststart")
+        data = self.clip.read_bytes()
+        for options, isMissed in (((), True), (("--timecode", "02:00:00:00"), False)):
+            result = self.succeed("encode", "--overwrite", *options, "-", self.encoded, input=data,
+                                  text=False)
+            self.assertEqual(b"its timecode cannot be read" in result.stderr, isMissed)
+
     def test_it_is_set(self):
         make_movie(self.clip, "-timecode", "01:00:00:00")
         self.succeed("encode", "--timecode", "02:00:00:05", self.clip, self.encoded)
