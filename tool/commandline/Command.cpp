@@ -42,10 +42,17 @@ std::function<void(const std::vector<std::string>&)> TakeWords(
       throw UsageError("'" + words[names.size()] + "' is one word too many");
     }
     for (std::size_t i = 0; i < words.size(); ++i) {
-      if (words[i].empty()) throw UsageError(names[i] + " is an empty name");
+      RefuseEmptyNames(names[i], {words[i]});
       variables[i].get() = words[i];
     }
   };
+}
+
+void RefuseEmptyNames(const std::string& argument, const std::vector<std::string>& words) {
+  if (words.empty()) throw UsageError(argument + " is missing");
+  for (const std::string& word : words) {
+    if (word.empty()) throw UsageError(argument + " is an empty name");
+  }
 }
 
 std::vector<const Option*> OptionsOf(const Command& command) {

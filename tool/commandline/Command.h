@@ -71,6 +71,9 @@ Option Number(std::string name, int& variable, int smallest, int largest, std::s
 std::function<void(const std::vector<std::string>&)> TakeWords(
     std::vector<std::string> names, std::vector<std::reference_wrapper<std::string>> variables);
 
+/// Refuses, with a UsageError, no words at all, and names without a character.
+void RefuseEmptyNames(const std::string& argument, const std::vector<std::string>& words);
+
 /// All options of a command, as long as it lives.
 std::vector<const Option*> OptionsOf(const Command& command);
 

@@ -5,6 +5,7 @@
 #include <algorithm>
 #include <cctype>
 #include <iterator>
+#include <set>
 #include <span>
 #include <string_view>
 
@@ -46,15 +47,20 @@ const Option& RequireOption(const Command& command, const std::string& word) {
 }
 
 // A misspelt option is named as such, before its value is taken for a file, and one without its
-// value before the next option is taken for it.
+// value before the next option is taken for it. Of two values none is the one that is meant.
 void CheckOptionNames(const Command& command, Words words) {
+  std::set<std::string> given;
   for (std::size_t i = 0; i < words.size(); ++i) {
     const std::string word = words[i];
     if (word == "--") return;
     if (word == "-h" || word == "--help" || word == "-" || !word.starts_with("-")) continue;
     const Option& option = RequireOption(command, word);
     const bool holdsValue = word != option.name && word != option.shortName;
-    if (option.value.empty() || holdsValue) continue;
+    if (option.value.empty()) continue;
+    if (!given.insert(option.name).second) {
+      throw UsageError(option.name + " is given twice; leave out one of them");
+    }
+    if (holdsValue) continue;
     ++i;
     if (i == words.size() || std::string_view(words[i]).starts_with("--")) {
       throw UsageError(word + " lacks its value: " + OptionUsage(option));

@@ -45,6 +45,12 @@ struct ThumbsOptions : HostOptions, MachineOptions {
   bool quiet = false;
 };
 
+void CheckSheetName(const std::string& name) {
+  const std::string extension = std::filesystem::path(name).extension().string();
+  if (name == "-" || extension == ".png" || extension == ".PNG") return;
+  throw UsageError("'" + name + "' is no name for a sheet, which is a PNG; name it .png");
+}
+
 Command Describe(ThumbsOptions& options) {
   Command command;
   command.name = "thumbs";
@@ -61,6 +67,7 @@ Command Describe(ThumbsOptions& options) {
     if (!options.folder && !options.sheet) {
       throw UsageError("give --output-dir DIR, --sheet FILE.png, or both");
     }
+    if (options.sheet) CheckSheetName(*options.sheet);
   };
   Option folder =
       Text("--output-dir", "DIR", options.folder, "folder for frame-NUMBER.png; made when missing");
@@ -171,7 +178,7 @@ class StillWriter {
       made.file = NameOf(made.number);
       WriteFile(made.file, still.png, options_.overwrite);
     }
-    if (still.damage) PrintNote(options_.input + ": " + Describe(*still.damage));
+    if (still.damage) PrintNote(source_.GetReader().GetName() + ": " + Describe(*still.damage));
     made.damage = std::move(still.damage);
     if (options_.sheet) PutOnSheet(std::move(still.small), made);
     report_.stills.push_back(std::move(made));

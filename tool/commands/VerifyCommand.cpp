@@ -17,6 +17,7 @@
 #include "inspection/IndexCheck.h"
 #include "inspection/Verification.h"
 #include "inspection/VerifiedStream.h"
+#include "io/InputFile.h"
 #include "io/OutputFile.h"
 #include "report/Report.h"
 #include "report/VerificationPage.h"
@@ -52,7 +53,7 @@ Command Describe(VerifyOptions& options) {
   command.usages = {"[OPTION]... FILE..."};
   command.arguments = {{"FILE", "container with a ProRes track; - for standard input"}};
   command.takeArguments = [&options](const std::vector<std::string>& words) {
-    if (words.empty()) throw UsageError("FILE is missing");
+    RefuseEmptyNames("FILE", words);
     options.files = words;
   };
   command.groups = {
@@ -131,7 +132,7 @@ void VerifyReader(const VerifyOptions& options, const std::string& path, FrameRe
 VerifiedFile VerifyFile(const VerifyOptions& options, const std::string& file) {
   VerifiedFile verified;
   Verification& result = verified.result;
-  result.file = file == "-" ? "standard input" : file;
+  result.file = NameOfInput(file);
   ProResOptions opening = ToProResOptions(options);
   opening.damagedStart = true;
   opening.demands.anyVersion = true;

@@ -45,6 +45,19 @@ class Help(ToolTest):
 
 
 class WrongUse(ToolTest):
+    def test_json_tells_of_it(self):
+        for words in (("encode", "--json", "--colr", "x"), ("transmogrify", "--json"),
+                      ("verify", "--json")):
+            result = run(*words)
+            self.assertEqual(result.returncode, 2)
+            error = json.loads(result.stdout)["error"]
+            self.assertIn(f"vixprores: {error}\n", result.stderr)
+        self.assertEqual(run("encode", "--colr", "x").stdout, "")
+
+    def test_the_hint_names_the_command(self):
+        self.assertIn("'vixprores help decode' lists", run("decode").stderr)
+        self.assertIn("'vixprores help COMMAND' lists", run("transmogrify").stderr)
+
     def test_a_name_that_leads_out_of_the_folder(self):
         for pattern in ("../{name}.mov", "/tmp/{name}.mov", "{name}/x.mov", ".."):
             with self.subTest(pattern=pattern):
@@ -88,6 +101,11 @@ class WrongUse(ToolTest):
         cases = [
             ((), "a command is missing"),
             (("transmogrify",), "transmogrify"),
+            (("verify", ""), "FILE is an empty name"),
+            (("encode", "--output-dir", "out", ""), "INPUT is an empty name"),
+            (("encode", "--color", "bt709", "--color=bt2020", "in.mov", "out.mov"),
+             "--color is given twice"),
+            (("thumbs", "in.mov", "--sheet", "s.jpg"), "name it .png"),
             (("help", "transmogrify"), "transmogrify"),
             (("encode", "in.mov"), "OUTPUT"),
             (("encode", "--sideways", "in.mov", "out.mov"), "--sideways"),
