@@ -7,8 +7,9 @@
 namespace vixprores {
 
 /// True where the output is there already and, as far as can be told without reading its frames, is
-/// what the plan would make: of its kind, its picture size and its number of frames. What is there
-/// and is something else is a Failure that tells the difference.
+/// what the plan would make: of its kind, its picture size, its number of frames, its labels
+/// (colour, field order, rate, timecode) and its number of sound tracks. What is there and is
+/// something else is a Failure that tells the difference.
 bool IsMadeAlready(const TranscodeOptions& options, const TranscodePlan& plan);
 
 }  // namespace vixprores

@@ -123,8 +123,9 @@ OptionGroup BatchGroup(TranscodeOptions& options) {
   folder.completion = Completion::Folder;
   folder.details =
       "An output has its name only once it is complete, so that a run that was stopped is gone on "
-      "with by giving it again. What is there and is something else (another variant, picture size "
-      "or number of frames) is a failure. --overwrite makes all anew.";
+      "with by giving it again. What is there and is something else (another variant, picture "
+      "size, "
+      "number of frames, sound tracks or labels) is a failure. --overwrite makes all anew.";
   Option name =
       Text("--name", "PATTERN", options.namePattern, "of their names; {name}.mov when not given");
   name.details =
@@ -152,7 +153,7 @@ std::function<void(const std::vector<std::string>&)> TakeFiles(TranscodeOptions&
              const std::vector<std::string>& words) {
     CheckTogether(options);
     if (!options.outputDir) return take(words);
-    if (words.empty()) throw UsageError("INPUT is missing");
+    RefuseEmptyNames("INPUT", words);
     options.inputs = words;
     options.isOfMany = true;
   };

@@ -9,7 +9,7 @@ import struct
 import subprocess
 import termios
 
-from tool import PROGRAM, TIMEOUT, ToolTest, make_v210, probe, run
+from tool import PROGRAM, TIMEOUT, ToolTest, ffmpeg, make_v210, probe, run
 
 
 class Batch(ToolTest):
@@ -83,6 +83,38 @@ class Batch(ToolTest):
         result = run("encode", "--output-dir", self.out, one)
         self.assertEqual(result.returncode, 1)
         self.assertIn("no readable container", result.stderr)
+
+    def test_labels_that_would_be_others_are_no_labels_that_are_there(self):
+        clip = self.path("labels.mov")
+        make_v210(clip, "-timecode", "01:00:00:00")
+        for extension in ("mov", "mkv", "mxf"):
+            arguments = ("--name", "{name}." + extension, "--output-dir", self.out, clip)
+            self.succeed("encode", *arguments)
+            for options, words in (
+                    (("--color", "bt2020"), "colour unspecified instead of colour bt2020"),
+                    (("--timecode", "05:00:00:00"),
+                     "timecode 01:00:00:00 instead of timecode 05:00:00:00"),
+                    (("--rate", "24"), "25 fps instead of 24 fps"),
+                    (("--par", "64:45"), "shown 128x96 instead of shown 182x96"),
+                    (("--fields", "top"), "progressive instead of top field first")):
+                if extension == "mxf" and options[0] == "--fields":
+                    continue  # refused
+                with self.subTest(extension=extension, options=options):
+                    self.fail_with(1, ["exists, but is not what would be made", words,
+                                       "--overwrite"], "encode", *options, *arguments)
+                    self.succeed("encode", "--overwrite", *options, *arguments)
+                    self.assertIn("skipped", self.succeed("encode", *options, *arguments).stderr)
+                    self.succeed("encode", "--overwrite", *arguments)
+
+    def test_sound_that_would_be_left_out_is_seen(self):
+        clip = self.path("sound.mov")
+        make_v210(self.path("silent.mov"))
+        ffmpeg("-i", self.path("silent.mov"), "-f", "lavfi", "-i", "sine=sample_rate=48000",
+               "-t", "0.4", "-c:v", "copy", "-c:a", "pcm_s16le", clip)
+        self.succeed("encode", "--output-dir", self.out, clip)
+        self.assertIn("skipped", self.succeed("encode", "--output-dir", self.out, clip).stderr)
+        self.fail_with(1, ["1 sound track instead of 0 sound tracks"], "encode", "--no-audio",
+                       "--output-dir", self.out, clip)
 
     def test_decoded_outputs_are_looked_at_too(self):
         encoded = self.path("encoded.mov")
