@@ -150,24 +150,6 @@ TEST(FindLostProperties, NamesColoursThatAreNotKnownWhole) {
   EXPECT_TRUE(KeptFormat(FindProResOutput("a.mov"), format).colour.IsSpecified());
 }
 
-TEST(FindLostProperties, NamesTexts) {
-  MovieContent content{MakeFormat(720, 576, FieldOrder::Progressive)};
-  content.metadata = {{"title", "A"}, {"COMMENT", "B"}, {"creation_time", "C"}, {"uid", "D"}};
-  SoundTrack sound;
-  sound.metadata = {{"language", "deu"}};
-  content.sound = {sound};
-  EXPECT_THAT(FindLostProperties(FindProResOutput("a.mxf"), content),
-              ElementsAre("metadata (comment, language, title)"));
-  EXPECT_THAT(FindLostProperties(FindRawVideoOutput("a.avi"), content),
-              ElementsAre("metadata (creation time, language)"));
-  for (const char* name : {"a.mov", "a.nut", "a.y4m", "-"}) {
-    EXPECT_THAT(FindLostProperties(FindRawVideoOutput(name), content), IsEmpty()) << name;
-  }
-  content.metadata.clear();
-  content.sound.front().metadata = {{"language", "und"}};
-  EXPECT_THAT(FindLostProperties(FindProResOutput("a.mxf"), content), IsEmpty());
-}
-
 TEST(FindLostProperties, NamesATimecode) {
   const StreamFormat format = MakeFormat(720, 576, FieldOrder::Progressive);
   const MovieContent content{format, Timecode::Parse("10:00:00:00", {25, 1})};
@@ -185,6 +167,24 @@ SoundTrack MakeSound(AVCodecID codec, const char* layout) {
   parameters->codec_id = codec;
   av_channel_layout_from_string(&parameters->ch_layout, layout);
   return {parameters, {1, 48000}, {}};
+}
+
+TEST(FindLostProperties, NamesTexts) {
+  MovieContent content{MakeFormat(720, 576, FieldOrder::Progressive)};
+  content.metadata = {{"title", "A"}, {"COMMENT", "B"}, {"creation_time", "C"}, {"uid", "D"}};
+  SoundTrack sound = MakeSound(AV_CODEC_ID_PCM_S16LE, "stereo");
+  sound.metadata = {{"language", "deu"}};
+  content.sound = {sound};
+  EXPECT_THAT(FindLostProperties(FindProResOutput("a.mxf"), content),
+              ElementsAre("metadata (comment, language, title)"));
+  EXPECT_THAT(FindLostProperties(FindRawVideoOutput("a.avi"), content),
+              ElementsAre("metadata (creation time, language)"));
+  for (const char* name : {"a.mov", "a.nut", "a.y4m", "-"}) {
+    EXPECT_THAT(FindLostProperties(FindRawVideoOutput(name), content), IsEmpty()) << name;
+  }
+  content.metadata.clear();
+  content.sound.front().metadata = {{"language", "und"}};
+  EXPECT_THAT(FindLostProperties(FindProResOutput("a.mxf"), content), IsEmpty());
 }
 
 TEST(FindLostProperties, NamesLayoutsOfChannelsThatOnlyTheContainerTells) {

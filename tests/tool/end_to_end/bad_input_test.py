@@ -42,7 +42,7 @@ class Unreadable(ToolTest):
     def test_sound_only(self):
         clip = self.path("sound.mov")
         ffmpeg("-f", "lavfi", "-i", "sine=duration=1", clip)
-        self.fail_with(1, [clip, "no video track"], "encode", clip, self.path("out.mov"))
+        self.fail_with(1, [clip, "but none of video"], "encode", clip, self.path("out.mov"))
 
     def test_other_codecs(self):
         clip = self.path("clip.mov")
@@ -159,9 +159,16 @@ class NeedsConversion(ToolTest):
     def test_of_a_range_only_its_own_frames_are_told_to_come_at_odd_times(self):
         clip = self.path("clip.mov")
         make_v210(clip, "-vsync", "vfr", filters="select='not(between(n,3,4))'", frames=30)
-        arguments = ("encode", "--overwrite", "--rate", "25", "--frames")
-        told = self.succeed(*arguments, "10-19", clip, self.path("out.mov")).stderr
-        self.assertIn("10 frames came at odd times", told)
+
+        def count(frames):
+            told = self.succeed("encode", "--overwrite", "--rate", "25", "--frames", frames, clip,
+                                self.path("out.mov")).stderr
+            found = re.search(r"(\d+) frames? came at odd times", told)
+            return int(found.group(1)) if found else 0
+
+        parts = [count(frames) for frames in ("0-9", "10-19", "20-27")]
+        self.assertGreater(min(parts), 0)
+        self.assertEqual(sum(parts), count("0-27"))
 
     def test_variable_frame_rate_of_prores(self):
         clip = self.path("clip.mov")
