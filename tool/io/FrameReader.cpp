@@ -34,7 +34,8 @@ bool HoldsProRes(std::unique_ptr<InputFile> file) {
 
 std::unique_ptr<InputFile> OpenInput(const std::string& path) {
   auto file = std::make_unique<InputFile>(path);
-  if (file->Peek(1).empty()) throw Failure(file->GetName() + ": is empty, so that it holds no frames");
+  if (file->Peek(1).empty())
+    throw Failure(file->GetName() + ": is empty, so that it holds no frames");
   return file;
 }
 
