@@ -93,8 +93,10 @@ class OutputFile(ToolTest):
 
     def test_no_report_replaces_its_input(self):
         before = self.encoded.read_bytes()
+        link = self.path("link.png")  # a name that pages and sheets may have
+        link.symlink_to(self.encoded)
         for command in (("inspect", "--html"), ("verify", "--html"), ("thumbs", "--sheet")):
-            self.fail_with(1, ["is the input itself"], command[0], command[1], self.encoded,
+            self.fail_with(1, ["is the input itself"], command[0], command[1], link,
                            "--overwrite", self.encoded)
         self.fail_with(1, ["is the input itself"], "compare", "--html", self.encoded,
                        "--overwrite", self.clip, self.encoded)
