@@ -129,7 +129,7 @@ void Recover(const RecoverOptions& options, RunReport& report) {
   report.output = options.output;
   report.outputBytes = file.GetSize();
   report.damagedFrames = reader->CountDamagedFrames();
-  report.damagedSound = reader->CountDamagedSound();
+  report.soundDamage = reader->GetSoundDamage();
   report.seconds = std::chrono::duration<double>(std::chrono::steady_clock::now() - start).count();
 }
 

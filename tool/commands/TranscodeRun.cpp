@@ -203,7 +203,7 @@ void TranscodeRun::ReportDamage(const Frame& frame) {
 void TranscodeRun::ReportOutput(const std::string& name) {
   report_.output = name;
   SideTracks* const side = source_.GetReader().GetSideTracks();
-  if (side) report_.damagedSound = side->CountDamagedSound();
+  if (side) report_.soundDamage = side->GetSoundDamage();
   if (check_) report_.quality = check_->GetQuality();
   report_.outputBytes = file_.GetSize();
   StopClock();

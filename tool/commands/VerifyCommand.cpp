@@ -4,6 +4,7 @@
 #include <cstdio>
 #include <memory>
 #include <optional>
+#include <ranges>
 #include <span>
 #include <string>
 #include <utility>
@@ -99,6 +100,12 @@ struct VerifiedFile {
   std::optional<VerifiedStream> stream;  // none without a page, or where it could not be opened
 };
 
+void PrintSoundDamage(const Verification& result) {
+  for (const SoundDamage& damage : result.soundDamage | std::views::take(kSoundDamageTold)) {
+    std::printf("%s: %s\n", result.file.c_str(), Describe(damage).c_str());
+  }
+}
+
 void VerifyReader(const VerifyOptions& options, const std::string& path, FrameReader& reader,
                   VerifiedFile& file) {
   Verification& result = file.result;
@@ -120,6 +127,7 @@ void VerifyReader(const VerifyOptions& options, const std::string& path, FrameRe
     };
   }
   VerifyFrames(reader, options.threads, events, result);
+  if (!options.json) PrintSoundDamage(result);
   result.note = reader.GetEndNote();
   if (options.scan) return;  // without a look at the index
   result.index = FindIndexFaults(path, reader);

@@ -130,8 +130,8 @@ void ContainerTrack::DescribeVideo() {
 void ContainerTrack::AddSound(AVStream& stream) {
   stream.discard = AVDISCARD_DEFAULT;
   soundStreams_.push_back(stream.index);
-  sound_.push_back(
-      {CopyParameters(*stream.codecpar), stream.time_base, ToMetadata(stream.metadata)});
+  sound_.push_back({CopyParameters(*stream.codecpar), stream.time_base, ToMetadata(stream.metadata),
+                    sound_.size()});
   soundReached_.push_back(INT64_MIN);
 }
 
@@ -260,6 +260,7 @@ bool ContainerTrack::SkipTo(std::int64_t frame) {
   pending_ = nullptr;
   pendingFailure_ = nullptr;
   waiting_.clear();
+  soundWatch_.Jump();
   std::ranges::fill(soundReached_, INT64_MIN);
   framesRead_ = frame;
   return true;
@@ -302,8 +303,8 @@ void ContainerTrack::KeepSound(Packet packet) {
   const auto place = static_cast<std::size_t>(found - soundStreams_.begin());
   const std::int64_t time = TimeOf(*packet);
   if (time != AV_NOPTS_VALUE) soundReached_[place] = time + packet->duration;
-  if (IsDamagedSound(*packet)) ++damagedSound_;
-  waiting_.push_back({place, std::move(packet)});
+  const bool isAltered = IsDamagedSound(*packet);
+  soundWatch_.Pass(sound_[place], {place, std::move(packet)}, isAltered, waiting_);
 }
 
 std::vector<SoundPacket> ContainerTrack::TakeSound() {

@@ -12,6 +12,7 @@
 #include "container/Libav.h"
 #include "container/PacketTag.h"
 #include "container/SideTracks.h"
+#include "container/SoundWatch.h"
 #include "format/FrameTimes.h"
 #include "format/StreamFormat.h"
 #include "format/Timecode.h"
@@ -65,7 +66,9 @@ class ContainerTrack : public SideTracks {
   const std::vector<SoundTrack>& GetSound() const override { return sound_; }
   void SelectSound(const std::vector<std::size_t>& places) override;
   const Metadata& GetMetadata() const override { return metadata_; }
-  std::int64_t CountDamagedSound() const override { return damagedSound_; }
+  const std::vector<SoundDamage>& GetSoundDamage() const override {
+    return soundWatch_.GetDamage();
+  }
   std::vector<SoundPacket> TakeSound() override;
   std::vector<SoundPacket> ReadSoundUntil(std::int64_t time, AVRational tick) override;
 
@@ -147,7 +150,7 @@ class ContainerTrack : public SideTracks {
   std::int64_t firstTime_ = 0;                   ///< of the first packet, in the stream's time base
   std::optional<std::int64_t> lastOffset_;
   std::string lastFault_;
-  std::int64_t damagedSound_ = 0;
+  SoundWatch soundWatch_;
   std::int64_t framesRead_ = 0;  ///< packets that Read() handed out, or failed at
   FrameTimes times_ = FrameTimes::Checked;
   std::int64_t unevenFrames_ = 0;

@@ -12,6 +12,7 @@
 #include <vector>
 
 #include "container/Libav.h"
+#include "format/SoundDamage.h"
 
 namespace vixprores {
 
@@ -27,6 +28,7 @@ struct SoundTrack {
   std::shared_ptr<const AVCodecParameters> parameters;
   AVRational timeBase{0, 1};  ///< clock of the packets, in seconds
   Metadata metadata;
+  std::size_t number = 0;  ///< place among all sound tracks of the file
 
   /// Bytes of one sample of all channels; 0 where packets cannot be cut, because they are
   /// compressed.
@@ -52,8 +54,9 @@ class SideTracks {
   virtual void SelectSound(const std::vector<std::size_t>& places) = 0;
   /// Title, creation time and so on of the file, and "reel_name".
   virtual const Metadata& GetMetadata() const = 0;
-  /// Packets of sound that were met and are not what this program wrote, as far as it can be told.
-  virtual std::int64_t CountDamagedSound() const { return 0; }
+  /// What was met of it that is not what was written, as far as that can be told, and what was
+  /// found missing.
+  virtual const std::vector<SoundDamage>& GetSoundDamage() const = 0;
   /// The packets that came by with the video since the last call, in their order.
   virtual std::vector<SoundPacket> TakeSound() = 0;
   /// Reads on, past the video, until the sound has reached that time (in ticks of `tick` seconds);

@@ -2,7 +2,6 @@
 #include "container/SoundCutter.h"
 
 #include <algorithm>
-#include <cstdlib>
 #include <limits>
 
 extern "C" {
@@ -16,35 +15,23 @@ namespace {
 constexpr std::int64_t kEver = std::numeric_limits<std::int64_t>::max() / 4;
 
 // The first sample at that time or after it.
-std::int64_t SampleAt(std::int64_t time, AVRational tick, AVRational clock) {
-  return av_rescale_q_rnd(time, tick, clock, AV_ROUND_UP);
+std::int64_t SampleAt(std::int64_t time, AVRational tick, const SoundTrack& track) {
+  return av_rescale_q_rnd(time, tick, {1, track.parameters->sample_rate}, AV_ROUND_UP);
 }
 
 }  // namespace
 
 SoundCutter::SoundCutter(const SoundTrack& track, const std::optional<TimeSpan>& part)
     : sampleBytes_(track.SampleBytes()),
-      timeBase_(track.timeBase),
-      clock_{1, track.parameters->sample_rate},
-      begin_(part ? SampleAt(part->begin, part->tick, clock_) : -kEver),
-      end_(part ? SampleAt(part->end, part->tick, clock_) : kEver),
-      shift_(part ? SampleAt(part->shift, part->tick, clock_) : 0) {}
-
-// Clocks may be coarser than samples; where packets follow each other without a gap that the clock
-// could tell, they are counted.
-std::int64_t SoundCutter::Locate(const AVPacket& packet) {
-  const std::int64_t time = packet.pts != AV_NOPTS_VALUE ? packet.pts : packet.dts;
-  if (time == AV_NOPTS_VALUE) return next_.value_or(0);
-  const std::int64_t told = av_rescale_q(time, timeBase_, clock_);
-  const std::int64_t tick = std::max<std::int64_t>(1, av_rescale_q(1, timeBase_, clock_));
-  return next_ && std::abs(told - *next_) <= tick ? *next_ : told;
-}
+      clock_(track),
+      begin_(part ? SampleAt(part->begin, part->tick, track) : -kEver),
+      end_(part ? SampleAt(part->end, part->tick, track) : kEver),
+      shift_(part ? SampleAt(part->shift, part->tick, track) : 0) {}
 
 Packet SoundCutter::Cut(Packet packet) {
-  std::int64_t first = Locate(*packet);
-  std::int64_t count = sampleBytes_ > 0 ? packet->size / sampleBytes_
-                                        : av_rescale_q(packet->duration, timeBase_, clock_);
-  next_ = count > 0 ? std::optional(first + count) : std::nullopt;
+  std::int64_t first = clock_.Locate(*packet);
+  std::int64_t count = clock_.Count(*packet);
+  clock_.Pass(first, count);
   if (sampleBytes_ > 0) {
     const std::int64_t before = std::clamp<std::int64_t>(begin_ - first, 0, count);
     first += before;

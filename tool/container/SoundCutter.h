@@ -5,6 +5,7 @@
 #include <cstdint>
 #include <optional>
 
+#include "container/SampleClock.h"
 #include "container/SideTracks.h"
 
 namespace vixprores {
@@ -29,15 +30,11 @@ class SoundCutter {
   Packet Cut(Packet packet);
 
  private:
-  std::int64_t Locate(const AVPacket& packet);
-
   int sampleBytes_;
-  AVRational timeBase_;
-  AVRational clock_;
+  SampleClock clock_;
   std::int64_t begin_;  ///< first sample that is kept
   std::int64_t end_;    ///< behind the last one
   std::int64_t shift_;
-  std::optional<std::int64_t> next_;  ///< sample behind the last packet, where that is known
 };
 
 }  // namespace vixprores

@@ -161,12 +161,13 @@ void TaggedFileReader::KeepSound(const PacketTag& tag) {
     throw std::bad_alloc();
   }
   // Damaged samples stay where they are: without them all that follows would come too early.
-  if (!ReadPacket(tag, std::span(packet->data, tag.packetBytes))) ++damagedSound_;
+  const bool isIntact = ReadPacket(tag, std::span(packet->data, tag.packetBytes));
   const std::size_t place = tag.track - PacketTag::kFirstSound;
   if (place >= placeOf_.size() || placeOf_[place] == SIZE_MAX) return;
   packet->pts = packet->dts = tag.time;
   packet->duration = tag.duration;
-  waiting_.push_back({placeOf_[place], std::move(packet)});
+  const std::size_t taken = placeOf_[place];
+  soundWatch_.Pass(sound_[taken], {taken, std::move(packet)}, !isIntact, waiting_);
 }
 
 void TaggedFileReader::SelectSound(const std::vector<std::size_t>& places) {

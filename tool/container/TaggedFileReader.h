@@ -8,6 +8,7 @@
 
 #include "container/PacketTag.h"
 #include "container/SideTracks.h"
+#include "container/SoundWatch.h"
 #include "io/FrameReader.h"
 #include "io/InputFile.h"
 
@@ -51,8 +52,9 @@ class TaggedFileReader : public FrameReader, private SideTracks {
   std::int64_t GetFrameTime() const { return time_; }
   /// Frames that were passed over because they are damaged.
   std::int64_t CountDamagedFrames() const { return damagedFrames_; }
-  /// Packets of sound that are not what was written.
-  std::int64_t CountDamagedSound() const override { return damagedSound_; }
+  const std::vector<SoundDamage>& GetSoundDamage() const override {
+    return soundWatch_.GetDamage();
+  }
   /// Name of the compressor and code of the vendor that the file was written with.
   const std::string& GetCompressor() const { return compressor_; }
 
@@ -79,7 +81,7 @@ class TaggedFileReader : public FrameReader, private SideTracks {
   std::optional<std::int64_t> offset_;
   std::int64_t time_ = 0;
   std::int64_t damagedFrames_ = 0;
-  std::int64_t damagedSound_ = 0;
+  SoundWatch soundWatch_;
 };
 
 }  // namespace vixprores

@@ -1,6 +1,7 @@
 // SPDX-License-Identifier: BSD-2-Clause
 #include "inspection/Verification.h"
 
+#include <iterator>
 #include <memory>
 #include <utility>
 
@@ -66,7 +67,9 @@ class Run {
     SideTracks* const side = reader_.GetSideTracks();
     if (!side) return;
     side->TakeSound();
-    result_.damagedSound = side->CountDamagedSound();
+    const std::vector<SoundDamage>& damage = side->GetSoundDamage();
+    std::vector<SoundDamage>& told = result_.soundDamage;
+    told.insert(told.end(), damage.begin() + std::ssize(told), damage.end());
   }
 
   FrameReader& reader_;

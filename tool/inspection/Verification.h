@@ -12,6 +12,7 @@
 #include <vector>
 
 #include "format/FramePlace.h"
+#include "format/SoundDamage.h"
 #include "inspection/FrameCheck.h"
 #include "io/FrameReader.h"
 
@@ -29,13 +30,13 @@ struct Verification {
   std::string error;        ///< why it could not be read, or not to its end; empty = it could
   std::int64_t frames = 0;  ///< missing ones included
   std::int64_t damagedFrames = 0;  ///< likewise
-  std::int64_t damagedSound = 0;   ///< packets of sound, where checksums tell
   std::vector<DamagedFrame> damage;
+  std::vector<SoundDamage> soundDamage;
   std::string note;                ///< as FrameReader::GetEndNote() says; empty = nothing
   std::vector<std::string> index;  ///< what the index has lost, as FindIndexFaults() says it
 
   bool IsIntact() const {
-    return error.empty() && damagedFrames == 0 && damagedSound == 0 && index.empty();
+    return error.empty() && damagedFrames == 0 && soundDamage.empty() && index.empty();
   }
 };
 

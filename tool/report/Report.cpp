@@ -8,11 +8,13 @@
 #include <cmath>
 #include <cstdio>
 #include <nlohmann/json.hpp>
+#include <ranges>
 
 #include "format/ColourNames.h"
 #include "format/Count.h"
 #include "io/InputFile.h"
 #include "report/PlaceJson.h"
+#include "report/SoundDamageJson.h"
 #include "report/TextTable.h"
 #include "run/Errors.h"
 
@@ -108,6 +110,13 @@ nlohmann::ordered_json ToJson(const FrameDamage& damage) {
   json["what"] = damage.what;
   json["treatment"] = ToWord(damage.treatment);
   return json;
+}
+
+void AddTreatedSoundDamage(const std::vector<SoundDamage>& damage, nlohmann::ordered_json& json) {
+  AddSoundDamage(damage, json);
+  for (std::size_t i = 0; i < damage.size(); ++i) {
+    json["soundDamage"][i]["treatment"] = ToWord(damage[i].treatment);
+  }
 }
 
 }  // namespace
@@ -209,7 +218,7 @@ nlohmann::ordered_json ToJson(const RunReport& report) {
   if (report.quality) json["verification"] = ToJson(*report.quality);
   for (const FrameDamage& damage : report.damage) json["damage"].push_back(ToJson(damage));
   if (report.damagedFrames > 0) json["damagedFrames"] = report.damagedFrames;
-  if (report.damagedSound > 0) json["damagedSoundPackets"] = report.damagedSound;
+  if (!report.soundDamage.empty()) AddTreatedSoundDamage(report.soundDamage, json);
   json["seconds"] = report.seconds;
   json["framesPerSecond"] = report.FramesPerSecond();
   json["realTimeFactor"] = report.RealTimeFactor();
@@ -277,9 +286,11 @@ void PrintDamage(const RunReport& report) {
     if (damage.treatment == FrameDamage::Treatment::Stopped) continue;  // the message tells
     PrintError(NameOfInput(report.input) + ": " + Describe(damage));
   }
-  if (report.damagedSound == 0) return;
-  PrintError(NameOfInput(report.input) + ": " + Count(report.damagedSound, "damaged packet") +
-             " of sound");
+  if (report.soundDamage.empty()) return;
+  for (const SoundDamage& damage : report.soundDamage | std::views::take(kSoundDamageTold)) {
+    PrintError(report.input + ": " + Describe(damage) + ", " + ToWord(damage.treatment));
+  }
+  PrintError(report.input + ": " + SumUp(report.soundDamage));
 }
 
 std::string ProgressText(const RunReport& report, std::optional<std::int64_t> total) {

@@ -12,6 +12,7 @@
 #include <vector>
 
 #include "format/FramePlace.h"
+#include "format/SoundDamage.h"
 #include "format/StreamFormat.h"
 #include "inspection/EncodingCheck.h"
 
@@ -50,8 +51,8 @@ struct RunReport {
   std::optional<EncodingQuality> quality;  ///< of what was encoded, where it was verified
   std::vector<FrameDamage> damage;
   std::int64_t damagedFrames = 0;  ///< of a recovered file
-  std::int64_t damagedSound = 0;   ///< packets, likewise
-  double seconds = 0;              ///< from the first frame to the complete output
+  std::vector<SoundDamage> soundDamage;
+  double seconds = 0;  ///< from the first frame to the complete output
 
   double FramesPerSecond() const;
   /// Speed in units of the video's own.

@@ -6,6 +6,7 @@
 
 #include "format/Count.h"
 #include "report/PlaceJson.h"
+#include "report/SoundDamageJson.h"
 
 namespace vixprores {
 namespace {
@@ -38,7 +39,7 @@ Json ToJson(const Verification& file) {
   if (!file.note.empty()) json["note"] = file.note;
   json["frames"] = file.frames;
   json["damagedFrames"] = file.damagedFrames;
-  json["damagedSoundPackets"] = file.damagedSound;
+  AddSoundDamage(file.soundDamage, json);
   json["damage"] = Json::array();
   for (const DamagedFrame& frame : file.damage) json["damage"].push_back(ToJson(frame));
   json["indexFaults"] = file.index;
@@ -72,9 +73,7 @@ std::string DescribeOutcome(const Verification& file) {
   const std::string frames = file.file + ": " + Count(file.frames, "frame");
   if (file.IsIntact()) return frames + ", intact";
   std::string text = frames + ", " + std::to_string(file.damagedFrames) + " damaged";
-  if (file.damagedSound > 0) {
-    text += ", " + Count(file.damagedSound, "damaged packet") + " of sound";
-  }
+  if (!file.soundDamage.empty()) text += ", " + SumUp(file.soundDamage);
   if (!file.index.empty()) text += ", index damaged";
   if (!file.error.empty()) text += ", not verified to its end";
   return text;
