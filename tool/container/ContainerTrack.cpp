@@ -131,7 +131,7 @@ void ContainerTrack::AddSound(AVStream& stream) {
   stream.discard = AVDISCARD_DEFAULT;
   soundStreams_.push_back(stream.index);
   sound_.push_back({CopyParameters(*stream.codecpar), stream.time_base, ToMetadata(stream.metadata),
-                    sound_.size()});
+                    sound_.size(), !IsAvi(*context_)});
   soundReached_.push_back(INT64_MIN);
 }
 

@@ -29,6 +29,7 @@ struct SoundTrack {
   AVRational timeBase{0, 1};  ///< clock of the packets, in seconds
   Metadata metadata;
   std::size_t number = 0;  ///< place among all sound tracks of the file
+  bool isTimed = true;     ///< the file tells times of the packets, instead of counting them
 
   /// Bytes of one sample of all channels; 0 where packets cannot be cut, because they are
   /// compressed.

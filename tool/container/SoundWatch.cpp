@@ -57,11 +57,13 @@ Packet MakeSilence(const SoundTrack& track, std::int64_t first, std::int64_t cou
 
 // Samples that are missing in front of the packet; 0 = none. Times jitter by the container's clock
 // and that of the recorder, and packets are lost as a whole, mostly those of one length.
-std::int64_t SoundWatch::MeasureGap(const Passed& passed, const AVPacket& packet, int rate) {
+std::int64_t SoundWatch::MeasureGap(const SoundTrack& track, const Passed& passed,
+                                    const AVPacket& packet) {
   const auto next = passed.clock.GetNext();
   const std::int64_t tick = passed.clock.GetTick();
-  const std::int64_t gap = next ? passed.clock.Locate(packet) - *next : 0;
-  if (gap <= std::max<std::int64_t>({2 * tick, rate * 3 / 1000, passed.lastCount / 2})) return 0;
+  const std::int64_t rate = track.parameters->sample_rate;
+  const std::int64_t gap = next && track.isTimed ? passed.clock.Locate(packet) - *next : 0;
+  if (gap <= std::max<std::int64_t>({2 * tick, 3 * rate / 1000, passed.lastCount / 2})) return 0;
   const std::int64_t packets = (gap + passed.lastCount / 2) / passed.lastCount;
   const std::int64_t whole = packets * passed.lastCount;
   return std::abs(gap - whole) <= tick ? whole : gap;
@@ -91,7 +93,7 @@ void SoundWatch::Fill(const SoundTrack& track, std::int64_t gap, std::size_t pla
 void SoundWatch::Pass(const SoundTrack& track, SoundPacket sound, bool isAltered,
                       std::vector<SoundPacket>& queue) {
   Passed& passed = tracks_.try_emplace(track.number, Passed{SampleClock(track)}).first->second;
-  const std::int64_t gap = MeasureGap(passed, *sound.packet, track.parameters->sample_rate);
+  const std::int64_t gap = MeasureGap(track, passed, *sound.packet);
   if (gap > 0) Fill(track, gap, sound.track, passed.clock, queue);
   const std::int64_t first = passed.clock.Locate(*sound.packet);
   const std::int64_t count = passed.clock.Count(*sound.packet);

@@ -31,7 +31,8 @@ class SoundWatch {
     std::int64_t lastCount = 0;  ///< samples in the last packet
   };
 
-  static std::int64_t MeasureGap(const Passed& passed, const AVPacket& packet, int rate);
+  static std::int64_t MeasureGap(const SoundTrack& track, const Passed& passed,
+                                 const AVPacket& packet);
   void Fill(const SoundTrack& track, std::int64_t gap, std::size_t place, SampleClock& clock,
             std::vector<SoundPacket>& queue);
   void Note(const SoundTrack& track, Kind kind, Treatment treatment, std::int64_t first,

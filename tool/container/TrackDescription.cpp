@@ -89,6 +89,10 @@ bool IsMatroska(const AVFormatContext& context) {
   return std::strstr(context.iformat->name, "matroska") != nullptr;
 }
 
+bool IsAvi(const AVFormatContext& context) {
+  return std::strcmp(context.iformat->name, "avi") == 0;
+}
+
 Rational FindRate(AVStream& stream, const AVPacket* first, bool isMatroska, bool hasIndex) {
   const auto usual = hasIndex ? FindUsualRate(stream) : std::nullopt;
   if (usual) return *usual;

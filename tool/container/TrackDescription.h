@@ -23,6 +23,7 @@ FieldOrder ToFieldOrder(AVFieldOrder order);
 ColourRange ToColourRange(AVColorRange range);
 
 bool IsMatroska(const AVFormatContext& context);
+bool IsAvi(const AVFormatContext& context);
 
 /// The rate that all frames keep to, or most of them where some are missing; 0 = unknown.
 /// @param first    its first packet; null = unknown

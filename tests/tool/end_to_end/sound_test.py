@@ -196,6 +196,111 @@ class Sound(ToolTest):
         self.assertIn("1 damaged packet of sound", run("verify", self.encoded).stdout)
         result = self.succeed("decode", self.encoded, self.decoded)
         self.assertIn("1 damaged packet of sound", result.stderr)
+        # The sample is the 20000th of 3 bytes, in the packet from 0.405 or 0.4 s on.
+        damage, = file["soundDamage"]
+        self.assertEqual((damage["track"], damage["what"]), (1, "altered"))
+        self.assertLessEqual(damage["begin"], 20000 / 48000)
+        self.assertGreater(damage["begin"] + damage["seconds"], 20000 / 48000)
+        self.assertRegex(result.stderr, r"sound track 1 has \d+ ms at 00:00:00\.\d{3} that are not "
+                                        "what was written, kept as they are")
+
+
+class LostSound(ToolTest):
+    """Sound that is missing in the middle leaves a silence of its length; nothing comes early."""
+
+    LONGEST = 9600  # bytes of sound that the damage may cost: 5000 of damage touch few packets
+
+    def damage(self, name, codec="pcm_s16le"):
+        clip, whole, broken = self.path("clip.mov"), self.path(name), self.path("broken-" + name)
+        make_movie(clip, tracks=2, seconds=3, codec=codec)
+        self.succeed("encode", "--overwrite", clip, whole)
+        data = bytearray(whole.read_bytes())
+        middle = len(data) // 2
+        data[middle:middle + 5000] = b"\xaa" * 5000
+        broken.write_bytes(data)
+        return clip, broken
+
+    def drop_packets(self, path, output):
+        """Copies a file without its sound's packets 10 to 12 of 1024 samples."""
+        ffmpeg("-i", path, "-c", "copy", "-bsf:a", "noise=drop=between(n\\,10\\,12)", output)
+
+    def check_three_packets_silenced(self, clip):
+        filled = bytearray(sound(clip))
+        filled[10 * 2048:13 * 2048] = bytes(3 * 2048)
+        self.assert_same_bytes(sound(self.path("out.mov")), bytes(filled))
+
+    def check_filled(self, was, now):
+        self.assertEqual(len(now), len(was))
+        changed = [i for i, (a, b) in enumerate(zip(was, now)) if a != b]
+        self.assertGreater(len(changed), 1000)
+        first, last = changed[0], changed[-1] + 1
+        self.assertLess(last - first, self.LONGEST)
+        return now[first:last]
+
+    def test_silence_takes_its_place_in_every_output(self):
+        clip, broken = self.damage("whole.mkv")
+        for name in ("out.mov", "out.avi", "out.nut"):
+            with self.subTest(name):
+                result = self.succeed("decode", "--on-error", "conceal", "--json", broken,
+                                      self.path(name))
+                report = json.loads(result.stdout)
+                self.assertEqual(report["frames"], 75)
+                self.assertGreaterEqual(report["soundGaps"], 1)
+                for gap in report["soundDamage"]:
+                    self.assertEqual(gap["treatment"], "filled with silence")
+                    lost = self.check_filled(sound(clip, gap["track"] - 1),
+                                             sound(self.path(name), gap["track"] - 1))
+                    self.assertEqual(lost.strip(b"\0"), b"")
+                    self.assertAlmostEqual(len(lost) / 96000, gap["seconds"], delta=0.001)
+        result = self.succeed("decode", "--on-error", "conceal", "--overwrite", broken,
+                              self.path("out.mov"))
+        self.assertRegex(result.stderr, r"sound track \d lacks \d+ ms at 00:00:01\.\d{3}, "
+                                        "filled with silence")
+
+    def test_encoding_fills_it_too(self):
+        clip, gappy = self.path("clip.mov"), self.path("gappy.mkv")
+        make_movie(clip, codec="pcm_s16le")
+        self.drop_packets(clip, gappy)
+        result = self.succeed("encode", gappy, self.path("out.mov"))
+        self.assertIn("sound track 1 lacks 64 ms at 00:00:00.213, filled with silence\n",
+                      result.stderr)
+        self.assertIn("1 gap in the sound", result.stderr)
+        self.check_three_packets_silenced(clip)
+
+    def test_verify_tells_of_it(self):
+        for name in ("whole.mkv", "whole.mxf"):
+            with self.subTest(name):
+                _, broken = self.damage(name)
+                result = run("verify", "--json", broken)
+                file = json.loads(result.stdout)["files"][0]
+                self.assertEqual((result.returncode, file["intact"]), (1, False))
+                self.assertEqual(file["soundGaps"], len(file["soundDamage"]))
+                for gap in file["soundDamage"]:
+                    self.assertEqual(gap["what"], "missing")
+                    self.assertAlmostEqual(gap["begin"], 1.5, delta=0.1)
+                self.assertRegex(run("verify", broken).stdout,
+                                 r"sound track \d lacks \d+ ms at 00:00:01\.\d{3}\n(.*\n)*.*"
+                                 r"\d gaps? in the sound\n")
+
+    def test_gaps_alone_are_damage(self):
+        whole, gappy = self.path("whole.mov"), self.path("gappy.mkv")
+        clip = self.path("clip.mov")
+        make_movie(clip, codec="pcm_s16le")
+        self.succeed("encode", clip, whole)
+        self.drop_packets(whole, gappy)
+        result = run("verify", gappy)
+        self.assertEqual(result.returncode, 1)
+        self.assertIn("sound track 1 lacks 64 ms at 00:00:00.213\n", result.stdout)
+        self.assertIn("25 frames, 0 damaged, 1 gap in the sound", result.stdout)
+        self.succeed("decode", gappy, self.path("out.mov"))
+        self.check_three_packets_silenced(clip)
+
+    def test_a_range_behind_it_is_cut_where_it_stood(self):
+        clip, broken = self.damage("whole.mkv")
+        self.succeed("decode", "--frames", "50-59", "--on-error", "conceal", broken,
+                     self.path("out.mov"))
+        self.assert_same_bytes(sound(self.path("out.mov")),
+                               sound(clip)[2 * 50 * 1920:2 * 60 * 1920])
 
 
 class Timecode(ToolTest):
