@@ -106,6 +106,19 @@ std::unique_ptr<TaggedFileReader> Open(const std::string& path) {
   return std::make_unique<TaggedFileReader>(std::move(file));
 }
 
+// A frame stands in for those that are lost behind the first and before the last one.
+void ReportLostFrames(const TaggedFileReader& reader, RunReport& report) {
+  using Treatment = FrameDamage::Treatment;
+  const std::int64_t end = reader.GetFrameTime() + 1;
+  const std::int64_t begin = end - report.frames;
+  for (const LostFrames& lost : reader.GetLostFrames()) {
+    const bool isReplaced = lost.place.number >= begin && lost.place.number < end;
+    report.damage.push_back(
+        {lost.place, lost.what, isReplaced ? Treatment::Replaced : Treatment::LeftOut});
+    report.damagedFrames += lost.place.count;
+  }
+}
+
 void Recover(const RecoverOptions& options, RunReport& report) {
   const auto start = std::chrono::steady_clock::now();
   const OutputFormat& output = FindProResOutput(options.output);
@@ -128,7 +141,7 @@ void Recover(const RecoverOptions& options, RunReport& report) {
   report.status = RunReport::Status::Done;
   report.output = options.output;
   report.outputBytes = file.GetSize();
-  report.damagedFrames = reader->CountDamagedFrames();
+  ReportLostFrames(*reader, report);
   report.soundDamage = reader->GetSoundDamage();
   report.seconds = std::chrono::duration<double>(std::chrono::steady_clock::now() - start).count();
 }
@@ -139,11 +152,11 @@ int Run(const RecoverOptions& options) {
   report.command = "recover";
   report.input = options.input;
   Recover(options, report);
+  PrintDamage(report);
   if (report.damagedFrames > 0) {
     PrintNote(options.input + ": " + Count(report.damagedFrames, "damaged frame") +
-              ", in place of which the one before stands");
+              "; in place of a replaced one the one before stands");
   }
-  PrintDamage(report);
   if (options.json) {
     std::fprintf(options.output == "-" ? stderr : stdout, "%s\n", SummaryJson(report).c_str());
   } else if (!options.quiet) {

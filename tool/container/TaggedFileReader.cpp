@@ -123,6 +123,14 @@ bool TaggedFileReader::ReadPacket(const PacketTag& tag, std::span<std::uint8_t> 
   return file_->Read(bytes) == bytes.size() && HashPacket(bytes) == tag.packetHash;
 }
 
+// isThere: the frame that the file stands at has bytes, which are not those that were written.
+void TaggedFileReader::NoteLost(std::int64_t time, std::int64_t count, bool isThere) {
+  FramePlace place{time, count, std::nullopt, std::nullopt};
+  if (timecode_) place.timecode = *timecode_ + time;
+  if (isThere) place.offset = offset_;
+  lostFrames_.push_back({place, isThere ? "is not what was written" : "is missing"});
+}
+
 std::shared_ptr<vix::IBuffer> TaggedFileReader::Read() {
   while (const auto tag = NextTag()) {
     if (tag->track >= PacketTag::kFirstSound) {
@@ -133,8 +141,13 @@ std::shared_ptr<vix::IBuffer> TaggedFileReader::Read() {
     auto frame = vix::CreateBuffer(nullptr, nullptr);
     frame->Allocate(tag->packetBytes);
     const bool isIntact = ReadPacket(*tag, std::span(frame->GetData(), tag->packetBytes));
-    if (!isIntact) ++damagedFrames_;
-    if (!isIntact || tag->track != PacketTag::kVideo) continue;
+    if (tag->track != PacketTag::kVideo) continue;
+    if (tag->time > nextTime_) NoteLost(nextTime_, tag->time - nextTime_, false);
+    nextTime_ = tag->time + 1;
+    if (!isIntact) {
+      NoteLost(tag->time, 1, true);
+      continue;
+    }
     time_ = tag->time;
     return frame;
   }

@@ -9,6 +9,7 @@
 #include "container/PacketTag.h"
 #include "container/SideTracks.h"
 #include "container/SoundWatch.h"
+#include "format/FramePlace.h"
 #include "io/FrameReader.h"
 #include "io/InputFile.h"
 
@@ -18,6 +19,12 @@ namespace vixprores {
 struct TaggedPacket {
   PacketTag tag;
   std::int64_t offset = 0;  ///< of its first byte, in the file
+};
+
+/// Frames that Read() does not give.
+struct LostFrames {
+  FramePlace place;
+  const char* what;  ///< is wrong with them
 };
 
 /// Reads a .mov of this program by its packet tags alone, without an index: what a run left that
@@ -50,8 +57,8 @@ class TaggedFileReader : public FrameReader, private SideTracks {
   double GetTick(std::uint32_t track) const;
   /// Time of the frame that Read() gave last, in frames: those that are lost are counted.
   std::int64_t GetFrameTime() const { return time_; }
-  /// Frames that were passed over because they are damaged.
-  std::int64_t CountDamagedFrames() const { return damagedFrames_; }
+  /// Frames that were passed over because they are damaged or missing, by their times.
+  const std::vector<LostFrames>& GetLostFrames() const { return lostFrames_; }
   const std::vector<SoundDamage>& GetSoundDamage() const override {
     return soundWatch_.GetDamage();
   }
@@ -67,6 +74,7 @@ class TaggedFileReader : public FrameReader, private SideTracks {
 
   void ReadDescription();
   std::optional<PacketTag> NextTag();
+  void NoteLost(std::int64_t time, std::int64_t count, bool isThere);
   bool ReadPacket(const PacketTag& tag, std::span<std::uint8_t> bytes);
   void KeepSound(const PacketTag& tag);
 
@@ -80,7 +88,8 @@ class TaggedFileReader : public FrameReader, private SideTracks {
   Metadata metadata_;
   std::optional<std::int64_t> offset_;
   std::int64_t time_ = 0;
-  std::int64_t damagedFrames_ = 0;
+  std::int64_t nextTime_ = 0;  ///< behind the last frame that was met
+  std::vector<LostFrames> lostFrames_;
   SoundWatch soundWatch_;
 };
 

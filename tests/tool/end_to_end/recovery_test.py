@@ -149,6 +149,11 @@ class WholeFiles(ToolTest):
         report = json.loads(result.stdout)
         self.assertEqual((report["frames"], report["damagedFrames"]), (25, 2))
         self.assertIn("2 damaged frames", result.stderr)
+        self.assertEqual([(each["frame"], each["count"], each["offset"], each["treatment"])
+                          for each in report["damage"]],
+                         [(4, 1, places[4] - 4, "replaced"), (5, 1, places[5] - 4, "replaced")])
+        self.assertIn(f"frame 5 (10:00:00:05) at byte {places[5] - 4}: is not what was written; "
+                      "replaced", result.stderr)
         was, now = planes(self.whole), planes(self.out)
         size = len(was) // 25
         pictures = [was[size * number:size * (number + 1)] for number in range(25)]
@@ -166,6 +171,21 @@ class WholeFiles(ToolTest):
         was, now = sound(self.whole), sound(self.out)
         self.assertEqual(len(now), len(was))
         self.assertEqual(sum(a != b for a, b in zip(was, now)), 1)
+
+    def test_what_is_lost_with_its_tag_is_told_and_stood_in_for(self):
+        data = self.whole.read_bytes()
+        frame, piece = self.frame_places()[4], data.index(sound(self.whole)[30000:30100])
+        mark = b"\xf7vixpkt\x1a"
+        broken = self.damage([data.rindex(mark, 0, frame), data.rindex(mark, 0, piece)])
+        report = json.loads(self.succeed("recover", "--json", broken, self.out).stdout)
+        self.assertEqual([(each["frame"], each["what"]) for each in report["damage"]],
+                         [(4, "is missing")])
+        self.assertEqual((report["frames"], report["soundGaps"]), (25, 1))
+        gap, = report["soundDamage"]
+        self.assertEqual(gap["treatment"], "filled with silence")
+        was, now = sound(self.whole), sound(self.out)
+        begin, length = (round(gap[key] * 48000) * 3 for key in ("begin", "seconds"))
+        self.assert_same_bytes(now, was[:begin] + bytes(length) + was[begin + length:])
 
     def test_what_is_no_file_of_ours_is_refused(self):
         self.fail_with(1, [self.clip, "is no .mov that this program began to write"], "recover",
