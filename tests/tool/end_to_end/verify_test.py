@@ -53,7 +53,8 @@ class Verify(VerifyTest):
         for file, name in zip(self.verify(0, *names), names):
             self.assertEqual(file, {"file": str(name), "intact": True, "frames": FRAMES,
                                     "damagedFrames": 0, "damagedSoundPackets": 0,
-                                    "soundGaps": 0, "soundDamage": [], "damage": [], "indexFaults": []})
+                                    "soundGaps": 0, "soundDamage": [], "damage": [],
+                                    "indexFaults": []})
         result = self.succeed("verify", *names)
         self.assertEqual(result.stdout, "".join(f"{name}: {FRAMES} frames, intact\n"
                                                 for name in names))
