@@ -11,9 +11,9 @@
 namespace vix {
 namespace {
 
+using test::Track;
 using ::testing::ElementsAre;
 using ::testing::IsEmpty;
-using test::Track;
 
 struct Metadata : IMetadata {};
 

@@ -11,10 +11,10 @@
 namespace vix {
 namespace {
 
+using test::Track;
 using ::testing::ElementsAre;
 using ::testing::HasSubstr;
 using ::testing::IsEmpty;
-using test::Track;
 
 struct OtherInfo : IInfo {};
 

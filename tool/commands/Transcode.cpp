@@ -80,9 +80,9 @@ void ChooseTimecode(const TranscodeOptions& options, TranscodePlan& plan) {
 }
 
 // What is gone from the index is gone from the output, too.
-void PrintIndexFaults(const TranscodeOptions& options, FrameReader& reader) {
-  for (const std::string& fault : FindIndexFaults(options.input, reader)) {
-    PrintNote(options, reader.GetName() + ": " + DescribeIndexFault(fault));
+void NoteIndexFaults(const TranscodeOptions& options, TranscodePlan& plan) {
+  for (const std::string& fault : FindIndexFaults(options.input, *plan.reader)) {
+    plan.notes.push_back(plan.reader->GetName() + ": " + DescribeIndexFault(fault));
   }
 }
 
@@ -118,6 +118,7 @@ void Transcode(const TranscodeOptions& options, TranscodePlan plan, RunReport& r
   if (plan.reader->ReadsFrom(options.output)) {
     throw Failure(options.output + ": is the input itself; name another output");
   }
+  NoteIndexFaults(options, plan);
   ChooseSound(options, plan);
   ChooseTimecode(options, plan);
   if (options.isOfMany && !options.overwrite && IsMadeAlready(options, plan)) {

@@ -10,6 +10,7 @@
 #include <vector>
 
 #include "container/MovFile.h"
+#include "container/Silence.h"
 #include "run/Errors.h"
 
 extern "C" {
@@ -199,6 +200,8 @@ ContainerWriter::ContainerWriter(OutputFile& file, const OutputFormat& output,
       content_(content),
       isMov_(output.muxer == std::string("mov")),
       isTagged_(isMov_ && file.IsSeekable()),
+      needsSoundToTheEnd_(output.muxer == std::string("mxf")),
+      soundEnds_(content.sound.size()),
       context_(MakeMuxer(output.muxer, content)) {
   context_->pb = bytes_.Get();
   WriteHeader();
@@ -240,11 +243,13 @@ void ContainerWriter::Write(const std::shared_ptr<const vix::IVideoSample>& fram
   packet->size = static_cast<int>(buffer->GetSize());
   packet->pts = packet->dts = time.begin;
   packet->duration = time.end - time.begin;
+  picturesEnd_ = time.end;
   WritePacket(*context_->streams[0], Invert(time.ticksPerSecond), *packet);
 }
 
 void ContainerWriter::WriteSound(SoundPacket sound) {
   const AVStream& stream = *context_->streams[1 + sound.track];
+  soundEnds_[sound.track] = sound.packet->pts + sound.packet->duration;
   WritePacket(stream, {1, stream.codecpar->sample_rate}, *sound.packet);
 }
 
@@ -265,9 +270,25 @@ void ContainerWriter::WritePacket(const AVStream& stream, AVRational clock, AVPa
   Check(result);
 }
 
+// A second at a time.
+void ContainerWriter::FillUpSound() {
+  for (std::size_t place = 0; place < content_.sound.size(); ++place) {
+    SoundTrack track = content_.sound[place];
+    track.timeBase = {1, track.parameters->sample_rate};
+    const std::int64_t end =
+        av_rescale_q_rnd(picturesEnd_, Invert(content_.video.rate), track.timeBase, AV_ROUND_UP);
+    while (soundEnds_[place] < end) {
+      const std::int64_t first = soundEnds_[place];
+      const std::int64_t count = std::min<std::int64_t>(end - first, track.timeBase.den);
+      WriteSound({place, MakeSilence(track, first, count)});
+    }
+  }
+}
+
 void ContainerWriter::Finish() {
   // The library cannot try it twice.
   if (std::exchange(ended_, true)) throw Failure(file_.GetName() + ": cannot be completed");
+  if (needsSoundToTheEnd_) FillUpSound();
   const std::int64_t index = avio_tell(context_->pb);
   Check(av_write_trailer(context_.get()));
   avio_flush(context_->pb);

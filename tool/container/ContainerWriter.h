@@ -31,6 +31,7 @@ class ContainerWriter : public FrameWriter {
   void WriteHeader();
   void WriteTag(std::uint32_t track, const AVPacket& packet);
   void WritePacket(const AVStream& stream, AVRational clock, AVPacket& packet);
+  void FillUpSound();
   void Check(int result);
 
   OutputFile& file_;
@@ -38,6 +39,9 @@ class ContainerWriter : public FrameWriter {
   MovieContent content_;
   bool isMov_;
   bool isTagged_;
+  bool needsSoundToTheEnd_;              ///< pictures without sound beside them would be lost
+  std::int64_t picturesEnd_ = 0;         ///< in frames
+  std::vector<std::int64_t> soundEnds_;  ///< in samples, one for each track
   bool ended_ = false;
   Muxer context_;
 };

@@ -4,9 +4,9 @@
 #include <algorithm>
 #include <cmath>
 #include <cstdint>
-#include <cstdio>
 #include <cstring>
 #include <map>
+#include <sstream>
 
 #include "container/Libav.h"
 
@@ -111,12 +111,13 @@ std::optional<double> FindStatedDuration(const AVFormatContext& context, const A
   const double whole = static_cast<double>(context.duration) / AV_TIME_BASE;
   if (context.nb_streams == 1) return whole;
   const AVDictionaryEntry* const tag = av_dict_get(stream.metadata, "DURATION", nullptr, 0);
+  if (!tag) return std::nullopt;
   int hours = 0;
   int minutes = 0;
   double seconds = 0;
-  if (!tag || std::sscanf(tag->value, "%d:%d:%lf", &hours, &minutes, &seconds) != 3) {
-    return std::nullopt;
-  }
+  char colon = 0;
+  std::istringstream text(tag->value);
+  if (!(text >> hours >> colon >> minutes >> colon >> seconds)) return std::nullopt;
   seconds += 60.0 * minutes + 3600.0 * hours;
   // One that is longer than the file was left there by a program that made it shorter.
   return seconds > 0 && seconds <= whole + 1e-3 ? std::optional(seconds) : std::nullopt;

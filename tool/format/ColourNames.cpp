@@ -81,7 +81,7 @@ int FindColourCode(ColourProperty property, const std::string& name) {
 
 std::string DescribeColourCode(ColourProperty property, int code) {
   const std::string number = std::to_string(code);
-  const std::string name = NameOf(property, code);
+  std::string name = NameOf(property, code);
   if (name == "unspecified" || name == number) return name;
   return number + " (" + name + ")";
 }

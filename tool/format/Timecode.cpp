@@ -21,18 +21,21 @@ struct Fields {
 
 // "HH:MM:SS:FF", the last separator tells; the frames may have three digits.
 std::optional<Fields> Split(const std::string& text) {
-  Fields fields;
-  char separator = 0;
-  int length = 0;
-  const auto isDigit = [](unsigned char letter) { return letter >= '0' && letter <= '9'; };
-  if (text.size() < 11 || !isDigit(static_cast<unsigned char>(text.back()))) return std::nullopt;
-  for (const std::size_t place : {0U, 1U, 3U, 4U, 6U, 7U, 9U}) {
-    if (!isDigit(static_cast<unsigned char>(text[place]))) return std::nullopt;
+  constexpr std::size_t kSeparators[] = {2, 5, 8};
+  if (text.size() != 11 && text.size() != 12) return std::nullopt;
+  for (std::size_t place = 0; place < text.size(); ++place) {
+    const bool isSeparator = std::ranges::find(kSeparators, place) != std::end(kSeparators);
+    const bool isDigit = text[place] >= '0' && text[place] <= '9';
+    if (isDigit == isSeparator) return std::nullopt;
   }
-  const int found = std::sscanf(text.c_str(), "%2d:%2d:%2d%c%3d%n", &fields.hours, &fields.minutes,
-                                &fields.seconds, &separator, &fields.frames, &length);
-  if (found != 5 || static_cast<std::size_t>(length) != text.size()) return std::nullopt;
+  const char separator = text[8];
+  if (text[2] != ':' || text[5] != ':') return std::nullopt;
   if (separator != ':' && separator != ';' && separator != '.') return std::nullopt;
+  Fields fields;
+  fields.hours = std::stoi(text.substr(0, 2));
+  fields.minutes = std::stoi(text.substr(3, 2));
+  fields.seconds = std::stoi(text.substr(6, 2));
+  fields.frames = std::stoi(text.substr(9));
   fields.dropFrame = separator != ':';
   return fields;
 }

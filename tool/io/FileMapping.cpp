@@ -42,8 +42,8 @@ void HandleBusError(int /*signal*/, siginfo_t* info, void* /*context*/) {
     return;
   }
   found->fault.load()->store(true);
-  void* const page = reinterpret_cast<void*>(address / PageBytes() * PageBytes());
-  mmap(page, PageBytes(), PROT_READ, MAP_PRIVATE | MAP_ANONYMOUS | MAP_FIXED, -1, 0);
+  std::uint8_t* const page = static_cast<std::uint8_t*>(info->si_addr) - address % PageBytes();
+  (void)mmap(page, PageBytes(), PROT_READ, MAP_PRIVATE | MAP_ANONYMOUS | MAP_FIXED, -1, 0);
 }
 
 void InstallHandler() {

@@ -59,7 +59,7 @@ void RequireHeadless(std::span<const std::uint8_t> start, const std::string& nam
 HeadlessReader::HeadlessReader(std::unique_ptr<InputFile> file, const HeadlessFormat& headless)
     : file_(std::move(file)), format_(ToStreamFormat(headless)), frameBytes_(format_.FrameBytes()) {
   // On a pipe they may yet have to come.
-  if (file_->IsSeekable()) RequireHeadless(file_->Peek(kMostMagicBytes), GetName());
+  if (file_->IsSeekable()) RequireHeadless(file_->Peek(kMostMagicBytes), file_->GetName());
 }
 
 std::optional<std::int64_t> HeadlessReader::GetFrameCount() const {

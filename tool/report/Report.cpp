@@ -288,9 +288,10 @@ void PrintDamage(const RunReport& report) {
   }
   if (report.soundDamage.empty()) return;
   for (const SoundDamage& damage : report.soundDamage | std::views::take(kSoundDamageTold)) {
-    PrintError(report.input + ": " + Describe(damage) + ", " + ToWord(damage.treatment));
+    PrintError(NameOfInput(report.input) + ": " + Describe(damage) + ", " +
+               ToWord(damage.treatment));
   }
-  PrintError(report.input + ": " + SumUp(report.soundDamage));
+  PrintError(NameOfInput(report.input) + ": " + SumUp(report.soundDamage));
 }
 
 std::string ProgressText(const RunReport& report, std::optional<std::int64_t> total) {

@@ -431,3 +431,15 @@ class OtherMetadata(ToolTest):
         self.succeed("encode", "--overwrite", "--color", "bt709", "--transfer", "hlg", self.clip,
                      self.encoded)
         self.assertEqual(probe(self.encoded)["color_transfer"], "arib-std-b67")
+
+
+class ShortSound(ToolTest):
+    def test_no_picture_is_lost_behind_the_end_of_the_sound(self):
+        clip = self.path("clip.mov")
+        ffmpeg("-f", "lavfi", "-i", "testsrc2=size=128x96:rate=25", "-f", "lavfi", "-i",
+               "sine=duration=0.3:sample_rate=48000", "-frames:v", "75", "-c:v", "v210", "-c:a",
+               "pcm_s24le", clip)
+        for name in ("out.mov", "out.mkv", "out.mxf"):
+            with self.subTest(name):
+                self.succeed("encode", clip, self.path(name))
+                self.assertEqual(probe(self.path(name))["nb_read_packets"], "75")
