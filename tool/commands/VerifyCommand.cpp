@@ -4,7 +4,6 @@
 #include <cstdio>
 #include <memory>
 #include <optional>
-#include <ranges>
 #include <span>
 #include <string>
 #include <utility>
@@ -101,7 +100,7 @@ struct VerifiedFile {
 };
 
 void PrintSoundDamage(const Verification& result) {
-  for (const SoundDamage& damage : result.soundDamage | std::views::take(kSoundDamageTold)) {
+  for (const SoundDamage& damage : FirstOf(result.soundDamage)) {
     std::printf("%s: %s\n", result.file.c_str(), Describe(damage).c_str());
   }
 }

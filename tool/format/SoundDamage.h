@@ -2,7 +2,10 @@
 #ifndef TOOL_FORMAT_SOUNDDAMAGE_H
 #define TOOL_FORMAT_SOUNDDAMAGE_H
 
+#include <algorithm>
+#include <cstddef>
 #include <cstdint>
+#include <span>
 #include <string>
 #include <vector>
 
@@ -20,8 +23,11 @@ struct SoundDamage {
   double seconds = 0;                         ///< how long it lasts
 };
 
-/// More of them are told one by one in JSON only.
-inline constexpr std::size_t kSoundDamageTold = 8;
+/// The first few, which texts tell one by one; JSON tells all of them.
+inline std::span<const SoundDamage> FirstOf(const std::vector<SoundDamage>& damage) {
+  constexpr std::size_t kMostTold = 8;
+  return std::span(damage).first(std::min(damage.size(), kMostTold));
+}
 
 /// "sound track 1 lacks 21 ms at 00:00:01.480"
 std::string Describe(const SoundDamage& damage);

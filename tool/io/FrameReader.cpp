@@ -34,8 +34,9 @@ bool HoldsProRes(std::unique_ptr<InputFile> file) {
 
 std::unique_ptr<InputFile> OpenInput(const std::string& path) {
   auto file = std::make_unique<InputFile>(path);
-  if (file->Peek(1).empty())
+  if (file->GetSize() == 0) {
     throw Failure(file->GetName() + ": is empty, so that it holds no frames");
+  }
   return file;
 }
 

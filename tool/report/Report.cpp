@@ -8,7 +8,6 @@
 #include <cmath>
 #include <cstdio>
 #include <nlohmann/json.hpp>
-#include <ranges>
 
 #include "format/ColourNames.h"
 #include "format/Count.h"
@@ -287,7 +286,7 @@ void PrintDamage(const RunReport& report) {
     PrintError(NameOfInput(report.input) + ": " + Describe(damage));
   }
   if (report.soundDamage.empty()) return;
-  for (const SoundDamage& damage : report.soundDamage | std::views::take(kSoundDamageTold)) {
+  for (const SoundDamage& damage : FirstOf(report.soundDamage)) {
     PrintError(NameOfInput(report.input) + ": " + Describe(damage) + ", " +
                ToWord(damage.treatment));
   }

@@ -130,7 +130,8 @@ class NeedsConversion(ToolTest):
     def test_variable_frame_rate(self):
         clip = self.path("clip.mov")
         make_v210(clip, "-vsync", "vfr", filters="select='not(eq(mod(n,5),3))'", frames=20)
-        self.check_advice(clip, "variable frame rate", "frame 1 comes at", "--rate takes all")
+        self.check_advice(clip, "variable frame rate", "frame 3 comes at", "fps=25",
+                          "--rate takes all")
 
     def test_variable_frame_rate_that_an_index_tells_leaves_nothing_behind(self):
         clip = self.path("clip.mov")
@@ -158,7 +159,7 @@ class NeedsConversion(ToolTest):
 
     def test_of_a_range_only_its_own_frames_are_told_to_come_at_odd_times(self):
         clip = self.path("clip.mov")
-        make_v210(clip, "-vsync", "vfr", filters="select='not(between(n,3,4))'", frames=30)
+        make_v210(clip, "-vsync", "vfr", filters="select='not(eq(mod(n,10),3))'", frames=30)
 
         def count(frames):
             told = self.succeed("encode", "--overwrite", "--rate", "25", "--frames", frames, clip,
