@@ -32,9 +32,10 @@ bool HoldsProRes(std::unique_ptr<InputFile> file) {
   return ContainerTrack(std::move(file)).GetParameters().codec_id == AV_CODEC_ID_PRORES;
 }
 
-std::unique_ptr<InputFile> OpenInput(const std::string& path) {
+// Of a pipe whose frames tell nothing about themselves, the first byte is not waited for.
+std::unique_ptr<InputFile> OpenInput(const std::string& path, bool isHeadless = false) {
   auto file = std::make_unique<InputFile>(path);
-  if (file->GetSize() == 0) {
+  if (isHeadless ? file->GetSize() == 0 : file->Peek(1).empty()) {
     throw Failure(file->GetName() + ": is empty, so that it holds no frames");
   }
   return file;
@@ -56,7 +57,7 @@ std::string AdviceFor(const std::string& path) {
 std::unique_ptr<FrameReader> OpenRawVideo(const std::string& path,
                                           const std::optional<HeadlessFormat>& headless,
                                           FrameTimes times) {
-  auto file = OpenInput(path);
+  auto file = OpenInput(path, headless.has_value());
   file->AllowMapping();
   if (headless) return std::make_unique<HeadlessReader>(std::move(file), *headless);
   if (IsY4m(*file)) return std::make_unique<Y4mReader>(std::move(file));

@@ -42,7 +42,7 @@ std::string ClockTime(double seconds) {
 }
 
 std::string Labels(const RunReport& report) {
-  const std::string rate = ", " + Describe(report.result.rate) + " fps";
+  std::string rate = ", " + Describe(report.result.rate) + " fps";
   if (!report.isLabelled) return rate;
   return ", " + Describe(report.result.fieldOrder) + rate + ", colour " +
          Describe(report.result.colour);
