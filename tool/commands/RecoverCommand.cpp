@@ -101,7 +101,7 @@ void Copy(TaggedFileReader& reader, FrameWriter& writer, RunReport& report) {
 std::unique_ptr<TaggedFileReader> Open(const std::string& path) {
   auto file = std::make_unique<InputFile>(path);
   if (!TaggedFileReader::CanRead(*file)) {
-    throw Failure(file->GetName() + ": is no .mov that this program began to write");
+    throw Failure(file->GetName() + ": is no .mov that this program began to write to a file");
   }
   return std::make_unique<TaggedFileReader>(std::move(file));
 }

@@ -188,7 +188,7 @@ class WholeFiles(ToolTest):
         self.assert_same_bytes(now, was[:begin] + bytes(length) + was[begin + length:])
 
     def test_what_is_no_file_of_ours_is_refused(self):
-        self.fail_with(1, [self.clip, "is no .mov that this program began to write"], "recover",
+        self.fail_with(1, [self.clip, "is no .mov that this program began to write to a file"], "recover",
                        self.clip, self.out)
         empty = self.path("empty.mov")
         empty.write_bytes(b"")
