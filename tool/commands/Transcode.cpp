@@ -60,7 +60,7 @@ void PrintNoteAtEnd(const TranscodeOptions& options, const FrameSource& source,
   const std::int64_t uneven = source.CountUnevenFrames();
   if (uneven == 0) return;
   PrintNote(options, reader.GetName() + ": " + Count(uneven, "frame") +
-                         " came at odd times and follow the others at " +
+                         " came at odd times; all frames follow each other at " +
                          Describe(report.result.rate) + " frames per second" +
                          (report.soundTracks > 0 ? "; the sound may drift from the pictures" : ""));
 }
