@@ -2,9 +2,9 @@
 #include "container/SampleClock.h"
 
 #include <algorithm>
-#include <cstdlib>
 
 extern "C" {
+#include <libavutil/common.h>
 #include <libavutil/mathematics.h>
 }
 
@@ -20,7 +20,10 @@ std::int64_t SampleClock::Locate(const AVPacket& packet) const {
   const std::int64_t time = packet.pts != AV_NOPTS_VALUE ? packet.pts : packet.dts;
   if (time == AV_NOPTS_VALUE) return next_.value_or(0);
   const std::int64_t told = av_rescale_q(time, timeBase_, samples_);
-  return next_ && std::abs(told - *next_) <= tick_ ? *next_ : told;
+  // Damaged times can be as far apart as there are numbers.
+  const bool isNext =
+      next_ && told >= av_sat_sub64(*next_, tick_) && told <= av_sat_add64(*next_, tick_);
+  return isNext ? *next_ : told;
 }
 
 std::int64_t SampleClock::Count(const AVPacket& packet) const {

@@ -2,16 +2,13 @@
 #include "container/SoundWatch.h"
 
 #include <algorithm>
-#include <cmath>
 #include <cstdlib>
-#include <new>
-#include <string_view>
 #include <utility>
 
 #include "container/Silence.h"
 
 extern "C" {
-#include <libavutil/mathematics.h>
+#include <libavutil/common.h>
 }
 
 namespace vixprores {
@@ -29,8 +26,11 @@ std::int64_t SoundWatch::MeasureGap(const SoundTrack& track, const Passed& passe
   const auto next = passed.clock.GetNext();
   const std::int64_t tick = passed.clock.GetTick();
   const std::int64_t rate = track.parameters->sample_rate;
-  const std::int64_t gap = next && track.isTimed ? passed.clock.Locate(packet) - *next : 0;
+  const std::int64_t gap =
+      next && track.isTimed ? av_sat_sub64(passed.clock.Locate(packet), *next) : 0;
   if (gap <= std::max<std::int64_t>({2 * tick, 3 * rate / 1000, passed.lastCount / 2})) return 0;
+  if (gap > kLongestSilence * rate) return gap;
+  // Where there is a next sample, the last packet had some.
   const std::int64_t packets = (gap + passed.lastCount / 2) / passed.lastCount;
   const std::int64_t whole = packets * passed.lastCount;
   return std::abs(gap - whole) <= tick ? whole : gap;
