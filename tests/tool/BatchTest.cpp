@@ -2,8 +2,8 @@
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
-#include "commands/Batch.h"
-#include "run/Errors.h"
+#include "base/Errors.h"
+#include "run/Batch.h"
 
 namespace vixprores {
 namespace {

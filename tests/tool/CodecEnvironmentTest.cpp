@@ -5,9 +5,9 @@
 #include <cstdlib>
 #include <string>
 
+#include "base/Errors.h"
 #include "cpu/CpuLevel.h"
-#include "element/CodecEnvironment.h"
-#include "run/Errors.h"
+#include "run/CodecEnvironment.h"
 
 namespace vixprores {
 namespace {

@@ -8,12 +8,12 @@
 #include <utility>
 #include <vector>
 
-#include "commandline/CommandLine.h"
-#include "commandline/Help.h"
-#include "commands/BenchOptions.h"
-#include "commands/Commands.h"
-#include "commands/TranscodeOptions.h"
-#include "run/Errors.h"
+#include "base/Errors.h"
+#include "cli/BenchOptions.h"
+#include "cli/CommandLine.h"
+#include "cli/Commands.h"
+#include "cli/Help.h"
+#include "run/TranscodeOptions.h"
 
 namespace vixprores {
 namespace {

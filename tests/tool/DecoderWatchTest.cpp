@@ -6,7 +6,7 @@
 
 #include "ProRes/ProRes.h"
 #include "ReferenceCodec.h"
-#include "element/DecoderWatch.h"
+#include "run/DecoderWatch.h"
 
 namespace vixprores {
 namespace {

@@ -1,7 +1,7 @@
 // SPDX-License-Identifier: BSD-2-Clause
 #include <gtest/gtest.h>
 
-#include "element/ElementTeam.h"
+#include "run/ElementTeam.h"
 
 namespace vixprores {
 namespace {

@@ -3,10 +3,10 @@
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
+#include "base/Errors.h"
 #include "format/Encodable.h"
 #include "format/OutputFormat.h"
 #include "format/StreamFormat.h"
-#include "run/Errors.h"
 
 extern "C" {
 #include <libavcodec/avcodec.h>

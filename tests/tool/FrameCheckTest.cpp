@@ -7,7 +7,7 @@
 
 #include "ProRes/ProRes.h"
 #include "ReferenceCodec.h"
-#include "inspection/FrameCheck.h"
+#include "frames/FrameCheck.h"
 
 namespace vixprores {
 namespace {

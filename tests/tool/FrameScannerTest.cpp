@@ -8,7 +8,7 @@
 
 #include "ReferenceCodec.h"
 #include "ScratchFolder.h"
-#include "io/FrameScanner.h"
+#include "recovery/FrameScanner.h"
 
 namespace vixprores {
 namespace {

@@ -4,7 +4,7 @@
 #include <vector>
 
 #include "bitstream/FrameHeader.h"
-#include "format/FrameStamp.h"
+#include "frames/FrameStamp.h"
 
 namespace vixprores {
 namespace {

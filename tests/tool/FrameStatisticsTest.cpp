@@ -3,9 +3,9 @@
 #include <gtest/gtest.h>
 
 #include "SyntheticFrame.h"
-#include "inspection/FrameStatistics.h"
-#include "inspection/NotableFrames.h"
-#include "inspection/SliceGrid.h"
+#include "frames/FrameStatistics.h"
+#include "frames/NotableFrames.h"
+#include "frames/SliceGrid.h"
 
 namespace vixprores {
 namespace {

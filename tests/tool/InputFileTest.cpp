@@ -9,8 +9,8 @@
 #include <thread>
 
 #include "ScratchFolder.h"
-#include "io/InputFile.h"
-#include "run/Errors.h"
+#include "base/Errors.h"
+#include "media/InputFile.h"
 
 namespace vixprores {
 namespace {

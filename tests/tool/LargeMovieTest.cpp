@@ -5,10 +5,10 @@
 #include <filesystem>
 
 #include "ScratchFolder.h"
-#include "container/ContainerTrack.h"
-#include "container/ContainerWriter.h"
-#include "element/ElementStream.h"
 #include "format/OutputFormat.h"
+#include "media/container/ContainerTrack.h"
+#include "media/container/ContainerWriter.h"
+#include "run/ElementStream.h"
 
 extern "C" {
 #include <libavformat/avio.h>

@@ -2,7 +2,7 @@
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
-#include "commandline/Manual.h"
+#include "cli/Manual.h"
 
 namespace vixprores {
 namespace {

@@ -5,8 +5,8 @@
 #include <vector>
 
 #include "ScratchFolder.h"
-#include "container/MovFile.h"
-#include "run/Errors.h"
+#include "base/Errors.h"
+#include "media/container/MovFile.h"
 
 namespace vixprores {
 namespace {

@@ -6,8 +6,8 @@
 #include <filesystem>
 
 #include "ScratchFolder.h"
-#include "io/OutputFile.h"
-#include "run/Errors.h"
+#include "base/Errors.h"
+#include "media/OutputFile.h"
 
 namespace vixprores {
 namespace {

@@ -3,7 +3,7 @@
 
 #include <vector>
 
-#include "container/PacketTag.h"
+#include "media/container/PacketTag.h"
 
 namespace vixprores {
 namespace {

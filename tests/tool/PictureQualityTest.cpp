@@ -7,8 +7,8 @@
 #include <nlohmann/json.hpp>
 #include <vector>
 
+#include "check/Comparison.h"
 #include "format/PlanarPicture.h"
-#include "inspection/Comparison.h"
 #include "report/ComparisonReport.h"
 
 namespace vixprores {

@@ -2,7 +2,7 @@
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
-#include "element/PluginSearch.h"
+#include "run/PluginSearch.h"
 #include "vix/Error.h"
 
 namespace vixprores {

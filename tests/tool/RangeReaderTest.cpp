@@ -4,8 +4,8 @@
 
 #include <vector>
 
-#include "io/RangeReader.h"
-#include "run/Errors.h"
+#include "base/Errors.h"
+#include "media/RangeReader.h"
 
 namespace vixprores {
 namespace {

@@ -6,7 +6,7 @@
 
 #include "format/PlanarPicture.h"
 #include "format/RgbPicture.h"
-#include "io/Png.h"
+#include "media/Png.h"
 #include "report/ContactSheet.h"
 
 namespace vixprores {

@@ -2,7 +2,7 @@
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
-#include "commandline/ShellCompletion.h"
+#include "cli/ShellCompletion.h"
 
 namespace vixprores {
 namespace {

@@ -4,7 +4,7 @@
 #include <cstring>
 #include <vector>
 
-#include "container/SoundCutter.h"
+#include "media/sound/SoundCutter.h"
 
 extern "C" {
 #include <libavcodec/codec_par.h>

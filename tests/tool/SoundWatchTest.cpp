@@ -4,7 +4,7 @@
 #include <span>
 #include <vector>
 
-#include "container/SoundWatch.h"
+#include "media/sound/SoundWatch.h"
 
 extern "C" {
 #include <libavcodec/codec_par.h>

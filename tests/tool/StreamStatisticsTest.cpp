@@ -6,8 +6,8 @@
 #include <nlohmann/json.hpp>
 
 #include "SyntheticFrame.h"
-#include "format/HeaderCodes.h"
-#include "inspection/StreamStatistics.h"
+#include "frames/HeaderCodes.h"
+#include "frames/StreamStatistics.h"
 #include "report/InspectionReport.h"
 
 namespace vixprores {

@@ -2,8 +2,8 @@
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
-#include "commandline/Values.h"
-#include "run/Errors.h"
+#include "base/Errors.h"
+#include "format/Values.h"
 
 namespace vixprores {
 namespace {

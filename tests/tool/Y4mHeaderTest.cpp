@@ -2,8 +2,8 @@
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
+#include "base/Errors.h"
 #include "format/Y4mHeader.h"
-#include "run/Errors.h"
 
 namespace vixprores {
 namespace {

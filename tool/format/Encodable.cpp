@@ -4,8 +4,8 @@
 #include <algorithm>
 #include <filesystem>
 
-#include "commandline/Values.h"
-#include "run/Errors.h"
+#include "base/Errors.h"
+#include "format/Values.h"
 
 namespace vixprores {
 namespace {

@@ -9,8 +9,8 @@
 #include <sstream>
 #include <string_view>
 
+#include "base/Errors.h"
 #include "format/ColourNames.h"
-#include "run/Errors.h"
 
 namespace vixprores {
 namespace {

@@ -8,7 +8,7 @@
 #include <string>
 #include <vector>
 
-#include "container/MovieContent.h"
+#include "format/MovieContent.h"
 #include "format/StreamFormat.h"
 
 namespace vixprores {

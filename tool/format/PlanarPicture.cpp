@@ -6,7 +6,7 @@
 #include <cstring>
 #include <string>
 
-#include "run/Errors.h"
+#include "base/Errors.h"
 
 namespace vixprores {
 namespace {

@@ -6,7 +6,7 @@
 #include <cmath>
 #include <cstdio>
 
-#include "format/Count.h"
+#include "base/Count.h"
 
 namespace vixprores {
 namespace {

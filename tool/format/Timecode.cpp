@@ -6,7 +6,7 @@
 #include <cstdio>
 #include <utility>
 
-#include "run/Errors.h"
+#include "base/Errors.h"
 
 namespace vixprores {
 namespace {

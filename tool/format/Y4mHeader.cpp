@@ -5,8 +5,8 @@
 #include <optional>
 #include <sstream>
 
+#include "base/Errors.h"
 #include "format/Encodable.h"
-#include "run/Errors.h"
 
 namespace vixprores {
 namespace {

@@ -6,7 +6,7 @@
 #include <string>
 #include <vector>
 
-#include "inspection/Comparison.h"
+#include "check/Comparison.h"
 #include "report/InspectionPage.h"
 
 namespace vixprores {

@@ -7,7 +7,7 @@
 #include <nlohmann/json.hpp>
 #include <utility>
 
-#include "format/Count.h"
+#include "base/Count.h"
 #include "report/PlaceJson.h"
 #include "report/TextTable.h"
 

@@ -4,7 +4,7 @@
 
 #include <string>
 
-#include "inspection/Comparison.h"
+#include "check/Comparison.h"
 
 namespace vixprores {
 

@@ -7,7 +7,7 @@
 #include <cmath>
 #include <utility>
 
-#include "format/Count.h"
+#include "base/Count.h"
 #include "report/HtmlPage.h"
 #include "report/TextTable.h"
 

@@ -8,7 +8,7 @@
 #include <utility>
 #include <vector>
 
-#include "io/Png.h"
+#include "media/Png.h"
 #include "report/HtmlPage.h"
 #include "report/TextTable.h"
 

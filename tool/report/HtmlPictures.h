@@ -7,8 +7,8 @@
 #include <vector>
 
 #include "format/RgbPicture.h"
-#include "inspection/FrameCheck.h"
-#include "inspection/SliceGrid.h"
+#include "frames/FrameCheck.h"
+#include "frames/SliceGrid.h"
 
 namespace vixprores {
 

@@ -8,8 +8,8 @@
 #include <vector>
 
 #include "format/RgbPicture.h"
-#include "inspection/SliceGrid.h"
-#include "inspection/StreamStatistics.h"
+#include "frames/SliceGrid.h"
+#include "frames/StreamStatistics.h"
 #include "report/HtmlChart.h"
 #include "report/HtmlPage.h"
 

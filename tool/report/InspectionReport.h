@@ -4,7 +4,7 @@
 
 #include <string>
 
-#include "inspection/StreamStatistics.h"
+#include "frames/StreamStatistics.h"
 
 namespace vixprores {
 

@@ -9,13 +9,13 @@
 #include <cstdio>
 #include <nlohmann/json.hpp>
 
+#include "base/Count.h"
+#include "base/Errors.h"
 #include "format/ColourNames.h"
-#include "format/Count.h"
-#include "io/InputFile.h"
+#include "media/InputFile.h"
 #include "report/PlaceJson.h"
 #include "report/SoundDamageJson.h"
 #include "report/TextTable.h"
-#include "run/Errors.h"
 
 namespace vixprores {
 namespace {

@@ -11,10 +11,10 @@
 #include <string>
 #include <vector>
 
+#include "check/EncodingCheck.h"
 #include "format/FramePlace.h"
 #include "format/SoundDamage.h"
 #include "format/StreamFormat.h"
-#include "inspection/EncodingCheck.h"
 
 namespace vixprores {
 

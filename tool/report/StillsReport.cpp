@@ -3,7 +3,7 @@
 
 #include <nlohmann/json.hpp>
 
-#include "format/Count.h"
+#include "base/Count.h"
 
 namespace vixprores {
 namespace {

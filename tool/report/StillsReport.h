@@ -7,9 +7,9 @@
 #include <string>
 #include <vector>
 
-#include "element/PictureSource.h"
 #include "format/RgbPicture.h"
 #include "format/Timecode.h"
+#include "run/PictureSource.h"
 
 namespace vixprores {
 

@@ -4,7 +4,7 @@
 #include <utility>
 #include <vector>
 
-#include "format/Count.h"
+#include "base/Count.h"
 #include "report/HtmlChart.h"
 #include "report/HtmlPictures.h"
 #include "report/InspectionPage.h"

@@ -6,7 +6,7 @@
 #include <optional>
 #include <string>
 
-#include "inspection/VerifiedStream.h"
+#include "check/VerifiedStream.h"
 #include "report/HtmlPage.h"
 
 namespace vixprores {

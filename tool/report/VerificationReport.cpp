@@ -4,7 +4,7 @@
 #include <algorithm>
 #include <nlohmann/json.hpp>
 
-#include "format/Count.h"
+#include "base/Count.h"
 #include "report/PlaceJson.h"
 #include "report/SoundDamageJson.h"
 

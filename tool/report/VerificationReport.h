@@ -6,7 +6,7 @@
 #include <string>
 #include <vector>
 
-#include "inspection/Verification.h"
+#include "check/Verification.h"
 
 namespace vixprores {
 

@@ -1,0 +1,89 @@
+// SPDX-License-Identifier: BSD-2-Clause
+#ifndef TOOL_BASE_ERRORS_H
+#define TOOL_BASE_ERRORS_H
+
+/// @file
+/// What ends a run early. The text of each error is a whole message for the user: what was wrong,
+/// where, and what to do about it.
+
+#include <cstdint>
+#include <cstdio>
+#include <stdexcept>
+#include <string>
+
+namespace vixprores {
+
+/// Exit codes of the program.
+enum ExitCode { kExitDone = 0, kExitFailed = 1, kExitWrongUse = 2 };
+
+/// Prints "vixprores: " and the message on standard error.
+inline void PrintError(const std::string& message) {
+  std::fprintf(stderr, "vixprores: %s\n", message.c_str());
+}
+
+/// The command line asks for something that cannot be: exit code 2.
+class UsageError : public std::runtime_error {
+ public:
+  using std::runtime_error::runtime_error;
+};
+
+/// The work cannot be done: exit code 1.
+class Failure : public std::runtime_error {
+ public:
+  using std::runtime_error::runtime_error;
+};
+
+/// The container of a file tells nothing of what it holds.
+class UnreadableContainer : public Failure {
+ public:
+  using Failure::Failure;
+};
+
+/// A frame of the input is damaged or missing. What stands behind it can still be read.
+class FrameFailure : public Failure {
+ public:
+  /// @param found  what is wrong, to go behind the frame's number
+  /// @param advice what to do about it; empty = nothing
+  /// @param count  of frames from this one on that share the fault
+  FrameFailure(const std::string& input, std::int64_t frame, const std::string& found,
+               const std::string& advice = {}, std::int64_t count = 1)
+      : FrameFailure(input + ": frame " + std::to_string(frame) + " " + found +
+                         (advice.empty() ? "" : "; ") + advice,
+                     found, advice, count, frame) {}
+
+  std::int64_t GetFrame() const { return frame_; }
+  std::int64_t GetCount() const { return count_; }
+  const std::string& GetFound() const { return found_; }
+  const std::string& GetAdvice() const { return advice_; }
+
+ protected:
+  FrameFailure(const std::string& message, const std::string& found, const std::string& advice,
+               std::int64_t count, std::int64_t frame)
+      : Failure(message), frame_(frame), count_(count), found_(found), advice_(advice) {}
+
+ private:
+  std::int64_t frame_;
+  std::int64_t count_;
+  std::string found_;
+  std::string advice_;
+};
+
+/// Frames do not come at the times that the constant rate asks for.
+class FrameTimeFailure : public FrameFailure {
+ public:
+  /// @param missing frames that are left out from this one on; 0 = it comes at another time than
+  ///                that of any frame
+  FrameTimeFailure(const std::string& message, std::int64_t frame, const std::string& found,
+                   std::int64_t missing)
+      : FrameFailure(message, found, {}, missing == 0 ? 1 : missing, frame) {}
+};
+
+/// The user stopped the program while it waited for input.
+class Interrupted : public std::runtime_error {
+ public:
+  Interrupted() : std::runtime_error("interrupted") {}
+};
+
+}  // namespace vixprores
+
+#endif  // TOOL_BASE_ERRORS_H

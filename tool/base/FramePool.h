@@ -1,0 +1,25 @@
+// SPDX-License-Identifier: BSD-2-Clause
+#ifndef TOOL_BASE_FRAMEPOOL_H
+#define TOOL_BASE_FRAMEPOOL_H
+
+#include <cstdint>
+#include <memory>
+
+#include "vix/Buffers.h"
+
+namespace vixprores {
+
+/// New buffers whose memory is recycled. May be used by any thread; the buffers may outlive it.
+class FramePool {
+ public:
+  FramePool();
+  /// A buffer of `bytes` bytes, contents unspecified.
+  std::shared_ptr<vix::IBuffer> MakeFrame(std::uint32_t bytes) const;
+
+ private:
+  std::shared_ptr<vix::IMemoryBlockAllocator> allocator_;
+};
+
+}  // namespace vixprores
+
+#endif  // TOOL_BASE_FRAMEPOOL_H

@@ -1,0 +1,138 @@
+// SPDX-License-Identifier: BSD-2-Clause
+#include "check/VideoComparison.h"
+
+#include <algorithm>
+#include <exception>
+#include <utility>
+#include <vector>
+
+#include "base/Count.h"
+#include "base/Errors.h"
+#include "base/Interrupt.h"
+#include "run/OrderedPipeline.h"
+
+namespace vixprores {
+namespace {
+
+[[noreturn]] void FailAtCounts(const std::string& reference, std::int64_t referenceFrames,
+                               const std::string& distorted, std::int64_t distortedFrames) {
+  const std::int64_t common = std::min(referenceFrames, distortedFrames);
+  throw Failure(reference + " has " + Count(referenceFrames, "frame") + " and " + distorted +
+                " has " + std::to_string(distortedFrames) + "; --frames 0-" +
+                std::to_string(common - 1) + " compares the first " + std::to_string(common) +
+                " of both");
+}
+
+ComparedVideo DescribeSource(const PictureSource& source) {
+  return {source.GetReader().GetName(),
+          source.GetStreamFormat(),
+          source.GetPictureFormat(),
+          source.GetReader().GetFrameCount(),
+          {}};
+}
+
+// What a worker needs to compare two pictures.
+struct Scratch {
+  SamplePicture reference;
+  SamplePicture distorted;
+};
+
+}  // namespace
+
+struct VideoComparison::Pair {
+  NumberedFrame reference;
+  NumberedFrame distorted;
+  FrameQuality quality;
+  std::optional<DamagedPicture> referenceDamage;
+  std::optional<DamagedPicture> distortedDamage;
+};
+
+VideoComparison::VideoComparison(const std::string& reference, const std::string& distorted,
+                                 const std::optional<FrameRange>& range, int threads)
+    : shares_(ShareThreads(threads, std::nullopt)),
+      reference_(OpenVideo(reference), shares_),
+      distorted_(OpenVideo(distorted), shares_),
+      referenceFrames_(reference_.GetReader(), range),
+      distortedFrames_(distorted_.GetReader(), range) {
+  CheckSizes();
+  if (!range) CheckCounts();
+}
+
+void VideoComparison::CheckSizes() const {
+  const StreamFormat& a = reference_.GetPictureFormat();
+  const StreamFormat& b = distorted_.GetPictureFormat();
+  if (a.width == b.width && a.height == b.height) return;
+  throw Failure(reference_.GetReader().GetName() + " is " + DescribeSize(a.width, a.height) +
+                " and " + distorted_.GetReader().GetName() + " is " +
+                DescribeSize(b.width, b.height) + "; only pictures of the same size compare");
+}
+
+void VideoComparison::CheckCounts() const {
+  const auto a = reference_.GetReader().GetFrameCount();
+  const auto b = distorted_.GetReader().GetFrameCount();
+  if (!a || !b || *a == *b) return;
+  FailAtCounts(reference_.GetReader().GetName(), *a, distorted_.GetReader().GetName(), *b);
+}
+
+std::optional<VideoComparison::Pair> VideoComparison::Read() {
+  auto reference = referenceFrames_.Read();
+  auto distorted = distortedFrames_.Read();
+  if (!reference && !distorted) return std::nullopt;
+  if (!reference || !distorted) FailAtDifferentLengths(!reference);
+  ++pairs_;
+  return Pair{std::move(*reference), std::move(*distorted), {}, {}, {}};
+}
+
+// Only with inputs that do not tell their number of frames, and without a range.
+void VideoComparison::FailAtDifferentLengths(bool referenceEnded) {
+  RangeReader& longer = referenceEnded ? distortedFrames_ : referenceFrames_;
+  std::int64_t count = pairs_ + 1;
+  while (longer.Read()) ++count;
+  FailAtCounts(reference_.GetReader().GetName(), referenceEnded ? pairs_ : count,
+               distorted_.GetReader().GetName(), referenceEnded ? count : pairs_);
+}
+
+Comparison VideoComparison::Describe() const {
+  Comparison comparison;
+  comparison.reference = DescribeSource(reference_);
+  comparison.distorted = DescribeSource(distorted_);
+  comparison.timecode = distorted_.GetReader().GetTimecode();
+  if (!comparison.timecode) comparison.timecode = reference_.GetReader().GetTimecode();
+  comparison.bits = std::max(SampleBits(reference_.GetPictureFormat()),
+                             SampleBits(distorted_.GetPictureFormat()));
+  return comparison;
+}
+
+Comparison VideoComparison::Run() {
+  Comparison comparison = Describe();
+  std::vector<Scratch> scratch(shares_.elements);
+  PipelineStages<Pair> stages;
+  stages.read = [this] { return Read(); };
+  stages.process = [&](Pair& pair, unsigned worker) {
+    auto& [reference, distorted] = scratch[worker];
+    auto a = reference_.Decode(pair.reference, worker);
+    auto b = distorted_.Decode(pair.distorted, worker);
+    reference.Load(reference_.GetPictureFormat(), BytesOf(*a.bytes), comparison.bits);
+    distorted.Load(distorted_.GetPictureFormat(), BytesOf(*b.bytes), comparison.bits);
+    pair.referenceDamage = std::move(a.damage);
+    pair.distortedDamage = std::move(b.damage);
+    pair.quality = MeasureQuality(reference, distorted, comparison.bits);
+  };
+  stages.write = [&](Pair& pair, const std::exception_ptr& failure) {
+    if (failure) std::rethrow_exception(failure);
+    if (pair.referenceDamage) comparison.reference.damage.push_back(*pair.referenceDamage);
+    if (pair.distortedDamage) comparison.distorted.damage.push_back(*pair.distortedDamage);
+    ComparedFrame frame{pair.distorted.number, pair.quality, std::nullopt};
+    if (distorted_.IsProRes()) frame.bytes = pair.distorted.data->GetSize();
+    AddFrame(comparison, frame);
+    const double error = pair.quality.parts[FrameQuality::kAll].squaredError;
+    if (error > (worst_ ? worst_->squaredError : 0)) {
+      worst_ = {error, std::move(pair.reference), std::move(pair.distorted)};
+    }
+  };
+  stages.stopReading = RequestInterrupt;
+  OrderedPipeline<Pair>(stages, shares_.elements, 2 * std::size_t{shares_.elements}).Run();
+  return comparison;
+}
+
+}  // namespace vixprores

@@ -1,0 +1,269 @@
+// SPDX-License-Identifier: BSD-2-Clause
+#include <algorithm>
+#include <array>
+#include <chrono>
+#include <cstdio>
+#include <ctime>
+#include <memory>
+#include <nlohmann/json.hpp>
+#include <vector>
+
+#include "base/Count.h"
+#include "base/Errors.h"
+#include "base/FramePool.h"
+#include "base/Interrupt.h"
+#include "cli/BenchOptions.h"
+#include "cli/BindOptions.h"
+#include "cli/Commands.h"
+#include "format/Encodable.h"
+#include "format/PlanarPicture.h"
+#include "format/TestPicture.h"
+#include "run/CodecEnvironment.h"
+#include "run/ElementTeam.h"
+#include "run/OrderedPipeline.h"
+#include "run/PluginSearch.h"
+
+namespace vixprores {
+namespace {
+
+using std::chrono::steady_clock;
+using Picture = std::shared_ptr<const vix::IBuffer>;
+
+// Timed passes over the clip, of which the median counts; one more before them warms up.
+constexpr int kPasses = 5;
+
+// Frames that go through elements: the pictures in their order, over and over again.
+struct Clip {
+  std::vector<Picture> pictures;
+  std::size_t frames;
+
+  const Picture& At(std::size_t frame) const { return pictures[frame % pictures.size()]; }
+};
+
+struct PassTimes {
+  double wallSeconds;
+  double cpuSeconds;
+};
+
+// How fast the frames of a clip go through a number of threads.
+struct Speed {
+  double cpuMillisecondsPerFrame;
+  double framesPerSecond;
+};
+
+// What is told of encoding or decoding.
+struct Direction {
+  const char* name;
+  Speed alone;     // one thread
+  Speed together;  // all of them
+};
+
+StreamFormat RawFormat(const BenchOptions& options) {
+  StreamFormat format;
+  format.code = options.fourcc;
+  format.width = options.size.width;
+  format.height = options.size.height;
+  format.rate = {25, 1};
+  format.fieldOrder = options.interlaced ? FieldOrder::TopFirst : FieldOrder::Progressive;
+  return format;
+}
+
+Clip DrawClip(const StreamFormat& format, std::uint32_t frames) {
+  const std::uint32_t pictures = CountTestPictures(frames, format.FrameBytes());
+  const TestPicture picture;
+  const FramePool pool;
+  const auto planar = pool.MakeFrame(PlanarBytes(format));
+  const std::span planes(planar->GetData(), planar->GetSize());
+  Clip clip{{}, frames};
+  for (std::uint32_t number = 0; number < pictures; ++number) {
+    auto packed = pool.MakeFrame(format.FrameBytes());
+    picture.Draw(format, number, planes);
+    PackPicture(format, planes, std::span(packed->GetData(), packed->GetSize()));
+    clip.pictures.push_back(std::move(packed));
+  }
+  return clip;
+}
+
+double CpuSeconds() {
+  timespec time{};
+  clock_gettime(CLOCK_PROCESS_CPUTIME_ID, &time);
+  return static_cast<double>(time.tv_sec) + static_cast<double>(time.tv_nsec) / 1e9;
+}
+
+double SecondsSince(steady_clock::time_point start) {
+  return std::chrono::duration<double>(steady_clock::now() - start).count();
+}
+
+struct Frame {
+  std::size_t number;
+  Picture result;
+};
+
+// Runs the clip through the elements once. `result` is called with every coded frame in order.
+template <typename Result>
+PassTimes RunPass(ElementTeam& elements, const Clip& clip, const Result& result) {
+  std::size_t next = 0;
+  PipelineStages<Frame> stages;
+  stages.read = [&]() -> std::optional<Frame> {
+    if (InterruptRequested()) throw Interrupted();
+    if (next == clip.frames) return std::nullopt;
+    return Frame{next++, nullptr};
+  };
+  stages.process = [&](Frame& frame, unsigned element) {
+    const auto number = static_cast<std::int64_t>(frame.number);
+    frame.result = elements.Process(element, clip.At(frame.number), number)->GetBuffer();
+  };
+  stages.write = [&](const Frame& frame, const std::exception_ptr& failure) {
+    if (failure) std::rethrow_exception(failure);
+    result(frame.result);
+  };
+  const auto start = steady_clock::now();
+  const double cpuStart = CpuSeconds();
+  OrderedPipeline<Frame>(stages, elements.GetSize(), elements.GetMostInFlight()).Run();
+  return {SecondsSince(start), CpuSeconds() - cpuStart};
+}
+
+double Median(std::vector<PassTimes> passes, double PassTimes::*time) {
+  const auto middle = passes.begin() + kPasses / 2;
+  std::ranges::nth_element(passes, middle, {}, time);
+  return (*middle).*time;
+}
+
+Speed ToSpeed(const std::vector<PassTimes>& passes, std::size_t frames) {
+  const auto count = static_cast<double>(frames);
+  return {1e3 * Median(passes, &PassTimes::cpuSeconds) / count,
+          count / Median(passes, &PassTimes::wallSeconds)};
+}
+
+// Times the clip with one thread and with all of them in turns, so that a change in what else the
+// machine does meets both. `warmResult` is called with every frame of the first pass.
+template <typename WarmResult>
+Direction Measure(const char* name, const ElementTeam::MakeElement& make,
+                  const StreamFormat& format, const Clip& clip, unsigned threads,
+                  const WarmResult& warmResult) {
+  std::vector<ElementTeam> teams;
+  teams.emplace_back(make, format, ThreadShares{1, 1});
+  if (threads > 1) teams.emplace_back(make, format, ThreadShares{threads, 1});
+  const auto drop = [](const auto& /*frame*/) {};
+  RunPass(teams.front(), clip, warmResult);
+  if (threads > 1) RunPass(teams.back(), clip, drop);
+  std::vector<std::vector<PassTimes>> times(teams.size());
+  for (int pass = 0; pass < kPasses; ++pass) {
+    for (std::size_t team = 0; team < teams.size(); ++team) {
+      times[team].push_back(RunPass(teams[team], clip, drop));
+    }
+  }
+  return {name, ToSpeed(times.front(), clip.frames), ToSpeed(times.back(), clip.frames)};
+}
+
+// Everything that is known at the end.
+struct BenchReport {
+  const BenchOptions& options;
+  unsigned threads;
+  std::size_t pictures;
+  double megabytesPerFrame;  // compressed
+  std::array<Direction, 2> directions;
+
+  double MegapixelsPerFrame() const { return 1e-6 * options.size.width * options.size.height; }
+};
+
+double SpeedUp(const Direction& direction) {
+  return direction.together.framesPerSecond / direction.alone.framesPerSecond;
+}
+
+std::string DescribeFrames(const BenchReport& report) {
+  const auto frames = static_cast<std::size_t>(report.options.frames);
+  std::string text = Count(report.options.frames, "frame");
+  if (report.pictures < frames)
+    text += " (" + std::to_string(report.pictures) + " pictures in turn)";
+  return text;
+}
+
+std::string ToText(const BenchReport& report) {
+  const BenchOptions& options = report.options;
+  std::string text =
+      DescribeSize(options.size.width, options.size.height) + " " + DescribeCode(options.fourcc) +
+      ", " + (options.interlaced ? "interlaced" : "progressive") + ", " + options.variant->name +
+      ", CPU level " + CpuLevelInUse() + ", " + std::to_string(report.threads) +
+      (report.threads == 1 ? " thread" : " threads") + ", median of " + std::to_string(kPasses) +
+      " passes over " + DescribeFrames(report) +
+      "\n        CPU ms/frame       fps  Mpixel/s  MB/frame  fps of 1 thread  speed-up\n";
+  for (const Direction& direction : report.directions) {
+    std::array<char, 128> line{};
+    const double fps = direction.together.framesPerSecond;
+    std::snprintf(line.data(), line.size(), "%s  %12.2f %9.1f %9.1f %9.3f %16.1f %8.2fx\n",
+                  direction.name, direction.together.cpuMillisecondsPerFrame, fps,
+                  fps * report.MegapixelsPerFrame(), report.megabytesPerFrame,
+                  direction.alone.framesPerSecond, SpeedUp(direction));
+    text += line.data();
+  }
+  return text;
+}
+
+std::string ToJson(const BenchReport& report) {
+  const BenchOptions& options = report.options;
+  nlohmann::ordered_json json;
+  json["command"] = "bench";
+  json["width"] = options.size.width;
+  json["height"] = options.size.height;
+  json["rawFormat"] = DescribeCode(options.fourcc);
+  json["variant"] = options.variant->name;
+  json["interlaced"] = options.interlaced;
+  json["cpu"] = CpuLevelInUse();
+  json["threads"] = report.threads;
+  json["frames"] = options.frames;
+  json["pictures"] = report.pictures;
+  json["passes"] = kPasses;
+  for (const Direction& direction : report.directions) {
+    const double fps = direction.together.framesPerSecond;
+    json[direction.name] = {{"cpuMillisecondsPerFrame", direction.together.cpuMillisecondsPerFrame},
+                            {"framesPerSecond", fps},
+                            {"megapixelsPerSecond", fps * report.MegapixelsPerFrame()},
+                            {"megabytesPerFrame", report.megabytesPerFrame},
+                            {"singleThread",
+                             {{"cpuMillisecondsPerFrame", direction.alone.cpuMillisecondsPerFrame},
+                              {"framesPerSecond", direction.alone.framesPerSecond}}},
+                            {"speedUp", SpeedUp(direction)}};
+  }
+  return json.dump() + "\n";
+}
+
+std::string Bench(const BenchOptions& options) {
+  const StreamFormat raw = RawFormat(options);
+  CheckEncodable(raw, "bench");
+  StreamFormat compressed = raw;
+  compressed.code = options.variant->code;
+  const unsigned threads = ShareThreads(options.threads, std::nullopt).elements;
+  const Clip clip = DrawClip(raw, static_cast<std::uint32_t>(options.frames));
+  Clip coded{{}, clip.frames};
+  double bytes = 0;
+  const Direction encoding = Measure(
+      "encode", [&](int share) { return MakeProResEncoder(*options.variant, share); }, raw, clip,
+      threads,
+      [&](const Picture& frame) {
+        if (coded.pictures.size() < clip.pictures.size()) coded.pictures.push_back(frame);
+        bytes += frame->GetSize();
+      });
+  const Direction decoding = Measure(
+      "decode", [&](int share) { return MakeProResDecoder(options.fourcc, false, share); },
+      compressed, coded, threads, [](const auto& /*frame*/) {});
+  const BenchReport report{
+      options, threads, clip.pictures.size(), bytes / 1e6 / options.frames, {encoding, decoding}};
+  return options.json ? ToJson(report) : ToText(report);
+}
+
+int RunBench(const BenchOptions& options) {
+  SetUpMessages(options);
+  if (options.cpu) SetCpuLevel(*options.cpu);
+  const auto plugin = LoadProResPlugin(options.plugin);
+  std::fputs(Bench(options).c_str(), stdout);
+  return kExitDone;
+}
+
+}  // namespace
+
+Command MakeBenchCommand() {
+  return BindOptions(DescribeBench, RunBench);
+}
+
+}  // namespace vixprores

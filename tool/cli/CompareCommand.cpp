@@ -1,0 +1,87 @@
+// SPDX-License-Identifier: BSD-2-Clause
+#include <cstdio>
+#include <optional>
+#include <string>
+#include <vector>
+
+#include "check/VideoComparison.h"
+#include "cli/BindOptions.h"
+#include "cli/Commands.h"
+#include "cli/PagePictures.h"
+#include "media/OutputFile.h"
+#include "report/ComparisonPage.h"
+#include "report/ComparisonReport.h"
+#include "run/CodecEnvironment.h"
+#include "run/RunWithPlugin.h"
+
+namespace vixprores {
+namespace {
+
+struct CompareOptions : HostOptions, MachineOptions, PageOptions {
+  std::string reference;
+  std::string distorted;
+  std::optional<FrameRange> frames;
+  bool json = false;
+};
+
+Command Describe(CompareOptions& options) {
+  Command command;
+  command.name = "compare";
+  command.summary = "Measure how far a video is from its original (PSNR, SSIM)";
+  command.usages = {"[OPTION]... REFERENCE DISTORTED"};
+  command.arguments = {{"REFERENCE", "what the pictures should be: ProRes, V210, UYVY or Y4M"},
+                       {"DISTORTED", "what they are: one of the same"}};
+  command.takeArguments =
+      TakeWords({"REFERENCE", "DISTORTED"}, {options.reference, options.distorted});
+  command.groups = {{"Comparison",
+                     {FramesOption(options.frames),
+                      Flag("--json", options.json, "everything as one JSON object")}},
+                    {"Page", PageOptionList(options)},
+                    MachineGroup(options, options)};
+  command.examples = {
+      {"vixprores compare original.mov encoded.mov", "What encoding cost."},
+      {"vixprores compare --html quality.html original.mov encoded.mov", "A page to pass on."}};
+  return command;
+}
+
+std::string MakePage(VideoComparison& videos, const Comparison& comparison) {
+  std::optional<WorstPictures> worst;
+  std::vector<MappedFrame> mapped;
+  PictureSource& distorted = videos.GetDistorted();
+  if (const auto& pair = videos.GetWorst()) {
+    worst = DrawWorst(videos.GetReference(), distorted, *pair);
+    if (distorted.IsProRes()) {
+      mapped.push_back(MapFrame(distorted, pair->distorted, "Worst frame"));
+    }
+  }
+  return ComparisonPage(comparison, worst, mapped, FindTargetBytes(distorted.GetStreamFormat()));
+}
+
+int Compare(const CompareOptions& options) {
+  VideoComparison videos(options.reference, options.distorted, options.frames, options.threads);
+  std::optional<OutputFile> page;
+  if (options.page) RefuseInputAsOutput(*options.page, {options.reference, options.distorted});
+  if (options.page) page.emplace(*options.page, options.overwrite);
+  const Comparison comparison = videos.Run();
+  if (page) {
+    page->Write(AsBytes(MakePage(videos, comparison)));
+    page->Commit();
+  }
+  const std::string text = options.json ? ComparisonJson(comparison) : ComparisonText(comparison);
+  std::fputs(text.c_str(), stdout);
+  return kExitDone;
+}
+
+int Run(const CompareOptions& options) {
+  SetUpMessages(options);
+  if (options.cpu) SetCpuLevel(*options.cpu);
+  return RunWithPlugin(options, [&options] { return Compare(options); });
+}
+
+}  // namespace
+
+Command MakeCompareCommand() {
+  return BindOptions(Describe, Run);
+}
+
+}  // namespace vixprores

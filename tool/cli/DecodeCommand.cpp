@@ -1,0 +1,81 @@
+// SPDX-License-Identifier: BSD-2-Clause
+#include <string>
+#include <utility>
+#include <vector>
+
+#include "cli/BindOptions.h"
+#include "cli/Commands.h"
+#include "run/Transcode.h"
+
+namespace vixprores {
+namespace {
+
+// Pixels of twice the height; unknown stays unknown.
+Rational HalveAspect(Rational aspect) {
+  if (aspect.numerator % 2 == 0) return {aspect.numerator / 2, aspect.denominator};
+  if (aspect.denominator <= INT32_MAX / 2) return {aspect.numerator, aspect.denominator * 2};
+  return {0, 1};
+}
+
+StreamFormat DecodedFormat(StreamFormat source, const DecodeOptions& options) {
+  source.code = options.fourcc;
+  source.is444 = source.hasAlpha = false;
+  if (options.skipField && source.IsInterlaced() && source.height > 1) {
+    source.height /= 2;
+    source.sampleAspect = HalveAspect(source.sampleAspect);
+    source.fieldOrder = FieldOrder::Progressive;
+  }
+  return source;
+}
+
+std::vector<std::string> FindNotes(const DecodeOptions& options, const FrameReader& reader) {
+  std::vector<std::string> notes;
+  if (options.skipField && !reader.GetFormat().IsInterlaced()) {
+    notes.push_back(reader.GetName() + ": is progressive; --skip-field changes nothing");
+  }
+  if (reader.GetFormat().is444) {
+    notes.push_back(reader.GetName() + ": its pictures are 4:4:4 and become 4:2:2");
+  }
+  if (reader.GetFormat().hasAlpha) {
+    notes.push_back(reader.GetName() + ": its alpha channel is left out");
+  }
+  if (NamesUnwrittenContainer(options.output)) {
+    notes.push_back(options.output +
+                    ": holds frames without a container, whatever its name says; name it .mov (or "
+                    ".y4m) to have one");
+  }
+  return notes;
+}
+
+void Decode(const DecodeOptions& options, RunReport& report) {
+  const OutputFormat& output = FindRawVideoOutput(options.output);
+  ProResOptions opening = ToProResOptions(options);
+  opening.demands.sameScan = options.skipField;
+  opening.damagedStart = true;
+  if (options.onDamage != DamagePolicy::Stop) opening.times = FrameTimes::GapsOnly;
+  auto reader = OpenProRes(options.input, opening);
+  const StreamFormat source = reader->GetFormat();
+  MovieContent content{DecodedFormat(source, options), reader->GetTimecode()};
+  const auto makeElement = [&options](int threads) {
+    return MakeProResDecoder(options.fourcc, options.skipField, threads);
+  };
+  auto notes = FindNotes(options, *reader);
+  Transcode(options,
+            {std::move(reader), source, makeElement, std::move(content), output, false,
+             std::move(notes), options.onDamage},
+            report);
+}
+
+int RunDecode(const DecodeOptions& options) {
+  return RunReported(options, "decode", [&options](const BatchItem& item, RunReport& report) {
+    Decode(ForItem(options, item), report);
+  });
+}
+
+}  // namespace
+
+Command MakeDecodeCommand() {
+  return BindOptions(DescribeDecode, RunDecode);
+}
+
+}  // namespace vixprores

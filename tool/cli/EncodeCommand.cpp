@@ -1,0 +1,90 @@
+// SPDX-License-Identifier: BSD-2-Clause
+#include "cli/BindOptions.h"
+#include "cli/Commands.h"
+#include "format/Encodable.h"
+#include "run/Transcode.h"
+
+namespace vixprores {
+namespace {
+
+StreamFormat Override(StreamFormat source, const StreamOverrides& overrides) {
+  if (overrides.colour) {
+    const ColourRange range = source.colour.range;
+    source.colour = *overrides.colour;
+    source.colour.range = range;
+  }
+  source.colour.primaries = overrides.primaries.value_or(source.colour.primaries);
+  source.colour.transfer = overrides.transfer.value_or(source.colour.transfer);
+  source.colour.matrix = overrides.matrix.value_or(source.colour.matrix);
+  source.fieldOrder = overrides.fields.value_or(source.fieldOrder);
+  source.sampleAspect = overrides.sampleAspect.value_or(source.sampleAspect);
+  source.rate = overrides.rate.value_or(source.rate);
+  return source;
+}
+
+StreamFormat EncodedFormat(StreamFormat source, const ProResVariant& variant) {
+  source.code = variant.code;
+  // What does not say how it was scanned is coded as progressive, and has to be labelled so.
+  if (source.fieldOrder == FieldOrder::Unknown) source.fieldOrder = FieldOrder::Progressive;
+  return source;
+}
+
+// The input's timecode at the rate that it is encoded at.
+std::optional<Timecode> TakeOverTimecode(const FrameReader& reader, Rational rate,
+                                         std::vector<std::string>& notes) {
+  const auto timecode = reader.GetTimecode();
+  if (!timecode || rate == reader.GetFormat().rate) return timecode;
+  const std::string text = timecode->ToText();
+  const auto relabelled = Timecode::Find(text, rate);
+  if (!relabelled) {
+    notes.push_back(reader.GetName() + ": its timecode '" + text + "' is none of " +
+                    Describe(rate) + " frames per second and is left out");
+  }
+  return relabelled;
+}
+
+// A range that the output cannot tell would be taken for the usual one.
+void CheckRange(const StreamFormat& source, const OutputFormat& output, const FrameReader& reader,
+                std::vector<std::string>& notes) {
+  if (source.colour.range != ColourRange::Full || output.keepsColourRange) return;
+  notes.push_back(reader.GetName() +
+                  ": has full range, which players of this output take for limited range; this "
+                  "command converts it:\n  " +
+                  ConversionCommand(reader.GetName(), kToLimitedRange));
+}
+
+void Encode(const EncodeOptions& options, RunReport& report) {
+  const OutputFormat& output = FindProResOutput(options.output);
+  const FrameTimes times = options.overrides.rate ? FrameTimes::Ignored : FrameTimes::Checked;
+  auto reader = OpenRawVideo(options.input, options.headless, times);
+  const StreamFormat source = Override(reader->GetFormat(), options.overrides);
+  CheckEncodable(source, reader->GetName());
+  std::vector<std::string> notes;
+  MovieContent content{EncodedFormat(source, *options.variant)};
+  content.timecode = options.timecode ? Timecode::Parse(*options.timecode, source.rate)
+                                      : TakeOverTimecode(*reader, source.rate, notes);
+  content.compressor = options.compressor.value_or("");
+  content.vendor = options.vendor.value_or(kVendor);
+  CheckRange(source, output, *reader, notes);
+  const auto makeElement = [&options](int threads) {
+    return MakeProResEncoder(*options.variant, threads);
+  };
+  Transcode(options,
+            {std::move(reader), source, makeElement, std::move(content), output, options.verify,
+             std::move(notes)},
+            report);
+}
+
+int RunEncode(const EncodeOptions& options) {
+  return RunReported(options, "encode", [&options](const BatchItem& item, RunReport& report) {
+    Encode(ForItem(options, item), report);
+  });
+}
+
+}  // namespace
+
+Command MakeEncodeCommand() {
+  return BindOptions(DescribeEncode, RunEncode);
+}
+
+}  // namespace vixprores

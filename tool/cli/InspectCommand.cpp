@@ -1,0 +1,120 @@
+// SPDX-License-Identifier: BSD-2-Clause
+#include <cstdio>
+#include <exception>
+#include <memory>
+#include <optional>
+#include <span>
+#include <string>
+#include <utility>
+
+#include "cli/BindOptions.h"
+#include "cli/Commands.h"
+#include "cli/PagePictures.h"
+#include "frames/NotableFrames.h"
+#include "frames/StreamStatistics.h"
+#include "media/OutputFile.h"
+#include "media/RangeReader.h"
+#include "report/InspectionPage.h"
+#include "report/InspectionReport.h"
+#include "report/Report.h"
+#include "run/RunWithPlugin.h"
+
+namespace vixprores {
+namespace {
+
+struct InspectOptions : HostOptions, PageOptions, ScanOptions {
+  std::string input;
+  std::optional<FrameRange> frames;
+  bool slices = false;
+  bool json = false;
+};
+
+Command Describe(InspectOptions& options) {
+  Command command;
+  command.name = "inspect";
+  command.summary = "Show what a ProRes file is made of";
+  command.usages = {"[OPTION]... FILE"};
+  command.arguments = {{"FILE", "container with a ProRes track; - for standard input"}};
+  command.takeArguments = TakeWords({"FILE"}, {options.input});
+  command.groups = {{"Inspection",
+                     {FramesOption(options.frames),
+                      Flag("--slices", options.slices, "a row for each slice of these frames"),
+                      Flag("--json", options.json, "everything as one JSON object")}},
+                    ScanGroup(options),
+                    {"Page", PageOptionList(options)},
+                    HostGroup(options)};
+  command.examples = {{"vixprores inspect input.mov", "A file."},
+                      {"vixprores inspect --html report.html input.mov", "A page to pass on."}};
+  return command;
+}
+
+void Gather(const InspectOptions& options, FrameReader& reader, StreamStatistics& stream,
+            NotableFrames& notable) {
+  RangeReader frames(reader, options.frames);
+  for (;;) {
+    std::optional<NumberedFrame> frame;
+    try {
+      frame = frames.Read();
+    } catch (const FrameFailure& failure) {
+      AddMissing(stream, failure);
+      continue;
+    }
+    if (!frame) return;
+    const std::span<const std::uint8_t> bytes(frame->data->GetData(), frame->data->GetSize());
+    const FrameStructure structure = ReadFrameStructure(bytes);
+    FrameStatistics statistics = MeasureFrame(structure, bytes);
+    statistics.number = frame->number;
+    statistics.offset = frame->offset;
+    if (statistics.fault.empty()) statistics.fault = reader.GetFrameFault();
+    if (options.slices) statistics.sliceList = ListSlices(structure);
+    notable.Add(*frame, statistics);
+    AddFrame(stream, structure, std::move(statistics));
+  }
+}
+
+void WritePage(std::unique_ptr<FrameReader> reader, const StreamStatistics& stream,
+               const NotableFrames& notable, OutputFile& file) {
+  PictureSource source(std::move(reader), ShareThreads(0, 1));
+  file.Write(AsBytes(InspectionPage(stream, MapFrames(source, notable))));
+  file.Commit();
+}
+
+int Inspect(const InspectOptions& options) {
+  ProResOptions opening = ToProResOptions(options);
+  opening.damagedStart = true;
+  opening.demands.anyVersion = true;
+  auto reader = OpenProRes(options.input, opening);
+  std::optional<OutputFile> page;
+  if (options.page) RefuseInputAsOutput(*options.page, {options.input});
+  if (options.page) page.emplace(*options.page, options.overwrite);
+  StreamStatistics stream = DescribeInput(*reader);
+  NotableFrames notable;
+  try {
+    Gather(options, *reader, stream, notable);
+  } catch (const std::exception& error) {
+    // What was found up to there is told all the same.
+    stream.failure = error.what();
+  }
+  stream.note = reader->GetEndNote();
+  if (page) WritePage(std::move(reader), stream, notable, *page);
+  const std::string text = options.json ? InspectionJson(stream) : InspectionText(stream);
+  std::fputs(text.c_str(), stdout);
+  if (!stream.failure.empty()) PrintError(stream.failure);
+  if (!stream.note.empty()) PrintNote(stream.name + ": " + stream.note);
+  return stream.failure.empty() && stream.faulty == 0 ? kExitDone : kExitFailed;
+}
+
+int Run(const InspectOptions& options) {
+  SetUpMessages(options);
+  // Only pages have pictures, for which the plug-in is needed.
+  if (!options.page) return Inspect(options);
+  return RunWithPlugin(options, [&options] { return Inspect(options); });
+}
+
+}  // namespace
+
+Command MakeInspectCommand() {
+  return BindOptions(Describe, Run);
+}
+
+}  // namespace vixprores

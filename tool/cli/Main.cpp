@@ -1,0 +1,69 @@
+// SPDX-License-Identifier: BSD-2-Clause
+// vixprores: encodes, decodes and examines ProRes video through the elements of the plug-in.
+#include <algorithm>
+#include <cstdio>
+#include <exception>
+#include <string>
+#include <vector>
+
+#include "base/Errors.h"
+#include "base/Interrupt.h"
+#include "cli/CommandLine.h"
+#include "cli/Commands.h"
+#include "cli/Version.h"
+#include "report/Report.h"
+
+namespace vixprores {
+namespace {
+
+// A report that did not get through is a failure, however the work went.
+int FlushOutput(int exitCode) {
+  if (std::fflush(stdout) == 0 && std::ferror(stdout) == 0) return exitCode;
+  PrintError("standard output: cannot be written; what it was to tell is lost");
+  return kExitFailed;
+}
+
+// Who asked for JSON is told in JSON, too; words that could not be taken are only looked at.
+Request Parse(const std::vector<Command>& commands, const std::vector<const char*>& words) {
+  try {
+    return ParseCommandLine(commands, DescribeBuild, static_cast<int>(words.size()), words.data());
+  } catch (const UsageError& error) {
+    const bool wantsJson = std::ranges::find(words, std::string("--json")) != words.end();
+    if (wantsJson) std::puts(ErrorJson(error.what()).c_str());
+    throw;
+  }
+}
+
+std::string HelpHint(const std::vector<const char*>& words) {
+  const auto names = NamesOf(AllCommands());
+  const bool namesCommand = words.size() > 1 && std::ranges::find(names, words[1]) != names.end();
+  return namesCommand ? "'vixprores help " + std::string(words[1]) + "' lists what it takes."
+                      : "'vixprores help COMMAND' lists what a command takes.";
+}
+
+int Main(int argc, const char* const* argv) {
+  const std::vector<const char*> words(argv, argv + argc);
+  try {
+    const auto commands = AllCommands();
+    const Request request = Parse(commands, words);
+    if (!request.command) {
+      std::fputs(request.text.c_str(), stdout);
+      return FlushOutput(kExitDone);
+    }
+    InstallSignalHandlers();
+    return FlushOutput(request.command->run());
+  } catch (const UsageError& error) {
+    PrintError(error.what() + ("\n" + HelpHint(words)));
+    return FlushOutput(kExitWrongUse);
+  } catch (const std::exception& error) {
+    PrintError(error.what());
+    return kExitFailed;
+  }
+}
+
+}  // namespace
+}  // namespace vixprores
+
+int main(int argc, char** argv) {
+  return vixprores::Main(argc, argv);
+}

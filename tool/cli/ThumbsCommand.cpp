@@ -1,0 +1,273 @@
+// SPDX-License-Identifier: BSD-2-Clause
+#include <algorithm>
+#include <array>
+#include <cstdint>
+#include <cstdio>
+#include <exception>
+#include <filesystem>
+#include <optional>
+#include <span>
+#include <string>
+#include <system_error>
+#include <utility>
+#include <vector>
+
+#include "base/Interrupt.h"
+#include "cli/BindOptions.h"
+#include "cli/Commands.h"
+#include "media/OutputFile.h"
+#include "media/Png.h"
+#include "report/ContactSheet.h"
+#include "report/Report.h"
+#include "report/StillsReport.h"
+#include "run/CodecEnvironment.h"
+#include "run/OrderedPipeline.h"
+#include "run/PictureSource.h"
+#include "run/RunWithPlugin.h"
+
+namespace vixprores {
+namespace {
+
+constexpr int kStills = 10;          // when nothing else is asked for
+constexpr int kWidestStill = 65535;  // pixels
+constexpr std::size_t kMostOnSheet = 2000;
+constexpr std::uint32_t kSheetWidth = 320;  // of a picture on the sheet
+
+struct ThumbsOptions : HostOptions, MachineOptions {
+  std::string input;
+  std::optional<std::string> folder;
+  std::optional<std::string> sheet;
+  std::optional<FrameRange> frames;
+  int every = 0;  // 0 = evenly spread
+  int width = 0;  // 0 = as it is
+  bool overwrite = false;
+  bool json = false;
+  bool quiet = false;
+};
+
+void CheckSheetName(const std::string& name) {
+  const std::string extension = std::filesystem::path(name).extension().string();
+  if (name == "-" || extension == ".png" || extension == ".PNG") return;
+  throw UsageError("'" + name + "' is no name for a sheet, which is a PNG; name it .png");
+}
+
+Command Describe(ThumbsOptions& options) {
+  Command command;
+  command.name = "thumbs";
+  command.summary = "Write still pictures of a video as PNG";
+  command.description =
+      "Stills have square pixels. They are converted to RGB by the matrix of the stream (where it "
+      "has none: BT.709 from 720 lines on, BT.601 below) and its range; PQ, HLG and wide gamuts "
+      "are shown as they are, without tone mapping.";
+  command.usages = {"[OPTION]... FILE --output-dir DIR", "[OPTION]... FILE --sheet FILE.png"};
+  command.arguments = {{"FILE", "ProRes, V210 or UYVY in a container, or Y4M"}};
+  command.takeArguments = [&options, take = TakeWords({"FILE"}, {options.input})](
+                              const std::vector<std::string>& words) {
+    take(words);
+    if (!options.folder && !options.sheet) {
+      throw UsageError("give --output-dir DIR, --sheet FILE.png, or both");
+    }
+    if (options.sheet) CheckSheetName(*options.sheet);
+  };
+  Option folder =
+      Text("--output-dir", "DIR", options.folder, "folder for frame-NUMBER.png; made when missing");
+  folder.shortName = "-o";
+  folder.completion = Completion::Folder;
+  Option sheet = Text("--sheet", "FILE.png", options.sheet, "all of them on a contact sheet");
+  sheet.completion = Completion::File;
+  Option frames = FramesOption(options.frames);
+  frames.brief += "; without --every all of them";
+  command.groups = {
+      {"Stills",
+       {folder, sheet, frames,
+        Number("--every", options.every, 1, INT32_MAX, "each Nth frame, not 10 evenly spread"),
+        Number("--width", options.width, 1, kWidestStill,
+               "scaled down to N pixels; on sheets 320 when not given"),
+        Flag("--overwrite", options.overwrite, "replace existing pictures")}},
+      {"Report",
+       {Flag("--json", options.json, "what was written, as JSON"),
+        Flag("--quiet", options.quiet, "no summary")}},
+      MachineGroup(options, options)};
+  command.examples = {{"vixprores thumbs input.mov -o stills", "Ten stills."},
+                      {"vixprores thumbs input.mov --every 250 --sheet sheet.png", "A sheet."}};
+  return command;
+}
+
+// Frames that are wanted out of those that come by.
+class Selection {
+ public:
+  Selection(const ThumbsOptions& options, const FrameReader& reader)
+      : first_(options.frames ? options.frames->first : 0),
+        every_(options.every > 0 ? options.every : 1) {
+    if (options.frames || options.every > 0) return;
+    const auto count = reader.GetFrameCount();
+    if (!count) {
+      throw Failure(reader.GetName() +
+                    ": does not tell its number of frames; name stills with --every or --frames");
+    }
+    // From the middle of each tenth, as beginnings and ends are often black.
+    const std::int64_t stills = std::min<std::int64_t>(kStills, *count);
+    for (std::int64_t i = 0; i < stills; ++i) {
+      spread_.push_back((2 * i + 1) * *count / (2 * stills));
+    }
+  }
+
+  // The first one from `frame` on; none = that was all.
+  std::optional<std::int64_t> From(std::int64_t frame) const {
+    if (spread_.empty()) {
+      const std::int64_t steps = (std::max(frame, first_) - first_ + every_ - 1) / every_;
+      return first_ + steps * every_;
+    }
+    const auto found = std::ranges::lower_bound(spread_, frame);
+    return found == spread_.end() ? std::nullopt : std::optional(*found);
+  }
+
+ private:
+  std::int64_t first_;
+  std::int64_t every_;
+  std::vector<std::int64_t> spread_;  // empty = every nth
+};
+
+struct Still {
+  NumberedFrame frame;
+  std::vector<std::uint8_t> png;
+  RgbPicture small;  // for the sheet
+  std::optional<DamagedPicture> damage;
+};
+
+void WriteFile(const std::string& path, std::span<const std::uint8_t> bytes, bool overwrite) {
+  OutputFile file(path, overwrite);
+  file.Write(bytes);
+  file.Commit();
+}
+
+void MakeFolder(const std::string& path) {
+  std::error_code error;
+  std::filesystem::create_directories(path, error);
+  if (error) throw Failure(path + ": cannot be made: " + error.message());
+}
+
+class StillWriter {
+ public:
+  StillWriter(const ThumbsOptions& options, PictureSource& source)
+      : options_(options),
+        source_(source),
+        timecode_(source.GetReader().GetTimecode()),
+        report_{options.input, options.folder.value_or(""), options.sheet.value_or(""), {}, {}},
+        size_(DisplaySize(source.GetPictureFormat(), WidthOr(std::nullopt))),
+        smallSize_(DisplaySize(source.GetPictureFormat(), WidthOr(kSheetWidth))) {
+    report_.size = size_;
+    if (options.folder) MakeFolder(*options.folder);
+  }
+
+  // May be called for different workers at once.
+  void Draw(Still& still, unsigned worker) const {
+    auto picture = source_.Decode(still.frame, worker);
+    const auto bytes = BytesOf(*picture.bytes);
+    still.damage = std::move(picture.damage);
+    const StreamFormat& format = source_.GetPictureFormat();
+    if (options_.folder) still.png = EncodePng(ToRgb(format, bytes, size_));
+    if (options_.sheet) still.small = ToRgb(format, bytes, smallSize_);
+  }
+
+  void Write(Still& still) {
+    StillReport made;
+    made.number = still.frame.number;
+    if (timecode_) made.timecode = *timecode_ + made.number;
+    if (options_.folder) {
+      made.file = NameOf(made.number);
+      WriteFile(made.file, still.png, options_.overwrite);
+    }
+    if (still.damage) PrintNote(source_.GetReader().GetName() + ": " + Describe(*still.damage));
+    made.damage = std::move(still.damage);
+    if (options_.sheet) PutOnSheet(std::move(still.small), made);
+    report_.stills.push_back(std::move(made));
+  }
+
+  const StillsReport& Finish() {
+    if (report_.stills.empty()) {
+      throw Failure(source_.GetReader().GetName() + ": no frame was chosen");
+    }
+    if (options_.sheet) {
+      WriteFile(*options_.sheet, EncodePng(DrawContactSheet(onSheet_)), options_.overwrite);
+    }
+    return report_;
+  }
+
+ private:
+  std::optional<std::uint32_t> WidthOr(std::optional<std::uint32_t> otherwise) const {
+    return options_.width > 0 ? static_cast<std::uint32_t>(options_.width) : otherwise;
+  }
+
+  std::string NameOf(std::int64_t number) const {
+    std::array<char, 32> name{};
+    std::snprintf(name.data(), name.size(), "frame-%06lld.png", static_cast<long long>(number));
+    return (std::filesystem::path(*options_.folder) / name.data()).string();
+  }
+
+  void PutOnSheet(RgbPicture picture, const StillReport& still) {
+    if (onSheet_.size() == kMostOnSheet) {
+      throw Failure(*options_.sheet + ": a sheet holds " + std::to_string(kMostOnSheet) +
+                    " pictures at most; take fewer with --every");
+    }
+    std::string caption = std::to_string(still.number);
+    if (still.timecode) caption += "  " + still.timecode->ToText();
+    onSheet_.push_back({std::move(picture), std::move(caption)});
+  }
+
+  const ThumbsOptions& options_;
+  PictureSource& source_;
+  std::optional<Timecode> timecode_;
+  StillsReport report_;
+  RgbSize size_;
+  RgbSize smallSize_;
+  std::vector<SheetPicture> onSheet_;
+};
+
+int WriteStills(const ThumbsOptions& options) {
+  const ThreadShares shares = ShareThreads(options.threads, std::nullopt);
+  if (options.sheet) RefuseInputAsOutput(*options.sheet, {options.input});
+  PictureSource source(OpenVideo(options.input), shares);
+  const Selection selection(options, source.GetReader());
+  RangeReader frames(source.GetReader(), options.frames);
+  StillWriter writer(options, source);
+  std::int64_t next = 0;  // that was not looked at yet
+  PipelineStages<Still> stages;
+  stages.read = [&]() -> std::optional<Still> {
+    const auto wanted = selection.From(next);
+    if (!wanted) return std::nullopt;
+    frames.SkipTo(*wanted);
+    auto frame = frames.Read();
+    if (!frame) return std::nullopt;
+    next = frame->number + 1;
+    return Still{std::move(*frame), {}, {}, {}};
+  };
+  stages.process = [&](Still& still, unsigned worker) { writer.Draw(still, worker); };
+  stages.write = [&](Still& still, const std::exception_ptr& failure) {
+    if (failure) std::rethrow_exception(failure);
+    writer.Write(still);
+  };
+  stages.stopReading = RequestInterrupt;
+  OrderedPipeline<Still>(stages, shares.elements, 2 * std::size_t{shares.elements}).Run();
+  const StillsReport& report = writer.Finish();
+  if (options.json) {
+    std::printf("%s\n", StillsJson(report).c_str());
+  } else if (!options.quiet) {
+    std::fprintf(stderr, "%s\n", StillsText(report).c_str());
+  }
+  return kExitDone;
+}
+
+int Run(const ThumbsOptions& options) {
+  SetUpMessages(options);
+  if (options.cpu) SetCpuLevel(*options.cpu);
+  return RunWithPlugin(options, [&options] { return WriteStills(options); });
+}
+
+}  // namespace
+
+Command MakeThumbsCommand() {
+  return BindOptions(Describe, Run);
+}
+
+}  // namespace vixprores

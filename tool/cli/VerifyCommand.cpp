@@ -1,0 +1,188 @@
+// SPDX-License-Identifier: BSD-2-Clause
+#include <algorithm>
+#include <chrono>
+#include <cstdio>
+#include <memory>
+#include <optional>
+#include <span>
+#include <string>
+#include <utility>
+#include <vector>
+
+#include "base/Count.h"
+#include "base/Errors.h"
+#include "base/Interrupt.h"
+#include "check/Verification.h"
+#include "check/VerifiedStream.h"
+#include "cli/BindOptions.h"
+#include "cli/Commands.h"
+#include "media/InputFile.h"
+#include "media/OutputFile.h"
+#include "media/sound/SideTracks.h"
+#include "recovery/IndexCheck.h"
+#include "report/Report.h"
+#include "report/VerificationPage.h"
+#include "report/VerificationReport.h"
+#include "run/Options.h"
+
+namespace vixprores {
+namespace {
+
+using std::chrono::steady_clock;
+
+struct VerifyOptions : HostOptions, PageOptions, ScanOptions {
+  std::vector<std::string> files;
+  int threads = 0;
+  bool json = false;
+  bool quiet = false;
+};
+
+Command Describe(VerifyOptions& options) {
+  Command command;
+  command.name = "verify";
+  command.summary = "Check ProRes files for damage";
+  command.description =
+      "Reads every frame of each file, checks its headers and sizes, and decodes every slice down "
+      "to its coefficients. Each damaged frame is told with its number, its timecode, its place in "
+      "the file, and what is damaged. A file that cannot be read does not keep the others from "
+      "being checked.\n\n"
+      "A .mov that this program has written holds a checksum of every frame, by which any change "
+      "shows, and a list of all packets beside its index, by which losses of the index show. In "
+      "other files damage that turns frames into other valid ones, and damage of an alpha channel, "
+      "cannot be seen.";
+  command.usages = {"[OPTION]... FILE..."};
+  command.arguments = {{"FILE", "container with a ProRes track; - for standard input"}};
+  command.takeArguments = [&options](const std::vector<std::string>& words) {
+    RefuseEmptyNames("FILE", words);
+    options.files = words;
+  };
+  command.groups = {
+      {"Report",
+       {Flag("--json", options.json, "the outcome as JSON"),
+        Flag("--quiet", options.quiet, "no progress, and no word of what is intact")}},
+      ScanGroup(options),
+      {"Page", PageOptionList(options)},
+      {"Machine",
+       {ThreadsOption(options.threads),
+        Flag("--verbose", options.verbose, "messages of the container on standard error")}}};
+  command.examples = {{"vixprores verify *.mov", "Every file; exit code 0 if all are intact."},
+                      {"vixprores verify --html report.html *.mov", "A page to pass on."}};
+  return command;
+}
+
+// The progress line of one file.
+class FileProgress {
+ public:
+  FileProgress(const VerifyOptions& options, const FrameReader& reader)
+      : line_(options.quiet ? ProgressKind::None : ProgressKind::Line),
+        total_(reader.GetFrameCount()) {
+    report_.source = report_.result = reader.GetFormat();
+  }
+
+  void Update(std::int64_t frames, std::uint64_t bytes) {
+    report_.frames = frames;
+    report_.resultBytes = bytes;
+    report_.seconds = std::chrono::duration<double>(steady_clock::now() - start_).count();
+    line_.Update(report_, total_);
+  }
+
+ private:
+  Progress line_;
+  RunReport report_;
+  std::optional<std::int64_t> total_;
+  steady_clock::time_point start_ = steady_clock::now();
+};
+
+// A file as it is told, and what a page shows of it.
+struct VerifiedFile {
+  Verification result;
+  std::optional<VerifiedStream> stream;  // none without a page, or where it could not be opened
+};
+
+void PrintSoundDamage(const Verification& result) {
+  for (const SoundDamage& damage : FirstOf(result.soundDamage)) {
+    std::printf("%s: %s\n", result.file.c_str(), Describe(damage).c_str());
+  }
+}
+
+void VerifyReader(const VerifyOptions& options, const std::string& path, FrameReader& reader,
+                  VerifiedFile& file) {
+  Verification& result = file.result;
+  FileProgress progress(options, reader);
+  VerificationEvents events;
+  events.damaged = [&](const DamagedFrame& frame) {
+    if (options.json) return;
+    std::printf("%s: %s\n", result.file.c_str(), DescribeDamage(frame).c_str());
+    std::fflush(stdout);
+  };
+  events.progress = [&](std::int64_t frames, std::uint64_t bytes) {
+    progress.Update(frames, bytes);
+  };
+  if (options.page) {
+    file.stream.emplace(reader);
+    events.checked = [&stream = *file.stream](const DamagedFrame& frame,
+                                              std::span<const std::uint8_t> bytes) {
+      stream.Add(frame, bytes);
+    };
+  }
+  VerifyFrames(reader, options.threads, events, result);
+  if (!options.json) PrintSoundDamage(result);
+  result.note = reader.GetEndNote();
+  if (options.scan) return;  // without a look at the index
+  result.index = FindIndexFaults(path, reader);
+  if (options.json) return;
+  for (const std::string& fault : result.index) {
+    std::printf("%s: %s\n", result.file.c_str(), DescribeIndexFault(fault).c_str());
+  }
+}
+
+VerifiedFile VerifyFile(const VerifyOptions& options, const std::string& file) {
+  VerifiedFile verified;
+  Verification& result = verified.result;
+  result.file = NameOfInput(file);
+  ProResOptions opening = ToProResOptions(options);
+  opening.damagedStart = true;
+  opening.demands.anyVersion = true;
+  try {
+    const auto reader = OpenProRes(file, opening);
+    VerifyReader(options, file, *reader, verified);
+  } catch (const Interrupted&) {
+    result.error = result.file + ": interrupted after " + Count(result.frames, "frame");
+  } catch (const Failure& failure) {
+    result.error = failure.what();
+  }
+  if (!result.error.empty()) PrintError(result.error);
+  if (!result.note.empty()) PrintNote(result.file + ": " + result.note);
+  const bool isTold = !options.json && !(options.quiet && result.IsIntact());
+  if (isTold) std::printf("%s\n", DescribeOutcome(result).c_str());
+  return verified;
+}
+
+int Verify(const VerifyOptions& options) {
+  SetUpMessages(options);
+  std::optional<OutputFile> pageFile;
+  if (options.page) RefuseInputAsOutput(*options.page, options.files);
+  if (options.page) pageFile.emplace(*options.page, options.overwrite);
+  VerificationPage page;
+  std::vector<Verification> results;
+  for (const std::string& name : options.files) {
+    VerifiedFile file = VerifyFile(options, name);
+    if (pageFile) page.Add(file.result, file.stream);
+    results.push_back(std::move(file.result));
+    if (InterruptRequested()) break;
+  }
+  if (pageFile) {
+    pageFile->Write(AsBytes(page.Finish()));
+    pageFile->Commit();
+  }
+  if (options.json) std::printf("%s\n", VerificationJson(results).c_str());
+  return std::ranges::all_of(results, &Verification::IsIntact) ? kExitDone : kExitFailed;
+}
+
+}  // namespace
+
+Command MakeVerifyCommand() {
+  return BindOptions(Describe, Verify);
+}
+
+}  // namespace vixprores

@@ -1,0 +1,122 @@
+// SPDX-License-Identifier: BSD-2-Clause
+#include "frames/FrameCheck.h"
+
+#include <algorithm>
+#include <array>
+#include <iterator>
+
+#include "base/Count.h"
+#include "bitstream/BlockOrder.h"
+#include "entropy/CoefficientDecoder.h"
+#include "frames/FrameStructure.h"
+
+namespace vixprores {
+namespace {
+
+using Bytes = std::span<const std::uint8_t>;
+
+// Bytes from one place to another, of which either may lie outside.
+Bytes Between(Bytes bytes, std::size_t begin, std::size_t end) {
+  begin = std::min(begin, bytes.size());
+  return bytes.subspan(begin, std::clamp(end, begin, bytes.size()) - begin);
+}
+
+std::size_t EndOf(const PictureStructure& picture) {
+  return picture.offset + picture.header.pictureBytes;
+}
+
+bool HasIntactCodewords(const SliceStructure& slice, prores::ChromaFormat chroma) {
+  // Zero between calls: each clears what it wrote.
+  thread_local std::array<std::int16_t, prores::kMaxSliceBlocks * prores::kBlockSamples> values{};
+  Bytes data = slice.bytes.subspan(slice.header.headerBytes);
+  for (unsigned component = 0; component < prores::kComponents; ++component) {
+    const std::uint32_t blocks =
+        prores::BlocksPerMacroblock(chroma, component) * slice.span.macroblocks;
+    const std::size_t bytes = slice.header.componentBytes[component];
+    const auto positions = prores::DecodeCoefficients(data.first(bytes), blocks, values.data());
+    std::fill_n(values.begin(), prores::kBlockSamples * blocks, std::int16_t{0});
+    if (positions == 0) return false;
+    data = data.subspan(bytes);
+  }
+  return true;
+}
+
+// What lies outside the picture is not decoded.
+bool IsDecoded(const PictureStructure& picture, const SliceStructure& slice) {
+  return slice.row < picture.geometry.MacroblockRows();
+}
+
+void CheckSlices(const FrameStructure& frame, unsigned index, FrameCheck& check) {
+  const PictureStructure& picture = frame.pictures[index];
+  std::size_t strayQuantisers = 0;
+  for (const SliceStructure& slice : picture.slices) {
+    if (!IsDecoded(picture, slice)) continue;
+    if (!slice.intact || !HasIntactCodewords(slice, frame.header.chromaFormat)) {
+      check.slices.push_back({index, slice.row, slice.index, slice.offset});
+    } else if (slice.header.quantizationIndex < prores::kMinQuantizationIndex ||
+               slice.header.quantizationIndex > prores::kMaxQuantizationIndex) {
+      ++strayQuantisers;
+    }
+  }
+  if (strayQuantisers > 0) {
+    check.faults.push_back(std::to_string(strayQuantisers) + " quantisers of picture " +
+                           std::to_string(index + 1) + " outside 1 to 224");
+  }
+}
+
+// Between the parts of a frame nothing but zeros may stand.
+void CheckGaps(Bytes bytes, const FrameStructure& frame, FrameCheck& check) {
+  for (std::size_t i = 0; i < frame.pictures.size(); ++i) {
+    const PictureStructure& picture = frame.pictures[i];
+    if (picture.slices.empty()) continue;
+    const SliceStructure& last = picture.slices.back();
+    if (!IsPadding(Between(bytes, last.offset + last.bytes.size(), EndOf(picture)))) {
+      check.faults.push_back("bytes that belong to no slice behind those of picture " +
+                             std::to_string(i + 1));
+    }
+  }
+  if (!IsPadding(Between(bytes, EndOf(frame.pictures.back()), bytes.size()))) {
+    check.faults.emplace_back("bytes that belong to no picture at its end");
+  }
+}
+
+void CheckStatedSize(Bytes bytes, const FrameStructure& frame, FrameCheck& check) {
+  const bool isTooLarge = frame.statedBytes > bytes.size();
+  const bool isTooSmall =
+      !frame.pictures.empty() && frame.statedBytes < EndOf(frame.pictures.back());
+  if (isTooLarge || isTooSmall) {
+    check.faults.push_back("says that it has " + std::to_string(frame.statedBytes) +
+                           " bytes, where " + std::to_string(bytes.size()) + " were found");
+  }
+}
+
+}  // namespace
+
+bool IsPadding(Bytes bytes) {
+  return std::ranges::all_of(bytes, [](std::uint8_t byte) { return byte == 0; });
+}
+
+void FrameCheck::Add(FrameCheck other) {
+  std::ranges::move(other.faults, std::back_inserter(faults));
+  std::ranges::move(other.slices, std::back_inserter(slices));
+}
+
+std::string FrameCheck::Describe() const {
+  std::string text;
+  for (const std::string& fault : faults) text += (text.empty() ? "" : "; ") + fault;
+  if (slices.empty()) return text;
+  return text + (text.empty() ? "" : "; ") + Count(std::ssize(slices), "damaged slice");
+}
+
+FrameCheck CheckFrame(Bytes bytes) {
+  FrameCheck check;
+  const FrameStructure frame = ReadFrameStructure(bytes);
+  if (!frame.fault.empty()) check.faults.push_back(frame.fault);
+  if (!frame.hasHeader) return check;
+  CheckStatedSize(bytes, frame, check);
+  for (unsigned i = 0; i < frame.pictures.size(); ++i) CheckSlices(frame, i, check);
+  if (frame.fault.empty()) CheckGaps(bytes, frame, check);
+  return check;
+}
+
+}  // namespace vixprores

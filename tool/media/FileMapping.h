@@ -1,0 +1,48 @@
+// SPDX-License-Identifier: BSD-2-Clause
+#ifndef TOOL_MEDIA_FILEMAPPING_H
+#define TOOL_MEDIA_FILEMAPPING_H
+
+#include <atomic>
+#include <cstddef>
+#include <cstdint>
+#include <memory>
+
+namespace vixprores {
+
+/// Set where a part of a mapped file could not be read when it was looked at.
+using MappingFault = std::atomic<bool>;
+
+/// A part of a file in memory, to be read without copying it.
+///
+/// A mapped file may become shorter, and its disk may fail, while its bytes are looked at; the
+/// system then sends a signal (SIGBUS) that ends the program. Here the bytes turn into zeros
+/// instead and the fault is set, which whoever looked at them is to ask for. Used and dropped on
+/// any thread.
+class FileMapping {
+ public:
+  /// Maps `bytes` bytes from `position` on; null where the system cannot, or where too many are
+  /// mapped already. `fault` is that of the file, and shared by its mappings.
+  static std::shared_ptr<const FileMapping> Make(int descriptor, std::int64_t position,
+                                                 std::size_t bytes,
+                                                 std::shared_ptr<MappingFault> fault);
+  ~FileMapping();
+  FileMapping(const FileMapping&) = delete;
+  FileMapping& operator=(const FileMapping&) = delete;
+
+  /// Not to be written to.
+  std::uint8_t* GetData() const { return pages_ + skip_; }
+
+ private:
+  FileMapping(std::size_t watch, std::uint8_t* pages, std::size_t pagesBytes, std::size_t skip,
+              std::shared_ptr<MappingFault> fault);
+
+  std::size_t watch_;  ///< its place among those that the signal's handler knows
+  std::uint8_t* pages_;
+  std::size_t pagesBytes_;
+  std::size_t skip_;  ///< bytes in front of those that are wanted
+  std::shared_ptr<MappingFault> fault_;
+};
+
+}  // namespace vixprores
+
+#endif  // TOOL_MEDIA_FILEMAPPING_H

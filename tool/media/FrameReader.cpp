@@ -1,0 +1,92 @@
+// SPDX-License-Identifier: BSD-2-Clause
+#include "media/FrameReader.h"
+
+#include <algorithm>
+#include <array>
+#include <cstdint>
+#include <string_view>
+#include <utility>
+
+#include "base/Errors.h"
+#include "format/Y4mHeader.h"
+#include "media/InputFile.h"
+#include "media/container/ContainerTrack.h"
+#include "media/container/ProResReader.h"
+#include "media/container/RawContainerReader.h"
+#include "media/raw/HeadlessReader.h"
+#include "media/raw/Y4mReader.h"
+#include "recovery/ScanReader.h"
+#include "recovery/TaggedFileReader.h"
+
+namespace vixprores {
+namespace {
+
+constexpr std::array<std::uint8_t, 4> kMatroskaMagic{0x1A, 0x45, 0xDF, 0xA3};
+
+bool IsY4m(InputFile& file) {
+  return std::ranges::equal(file.Peek(kY4mMagic.size()), kY4mMagic);
+}
+
+// Reads the start of the file.
+bool HoldsProRes(std::unique_ptr<InputFile> file) {
+  return ContainerTrack(std::move(file)).GetParameters().codec_id == AV_CODEC_ID_PRORES;
+}
+
+// Of a pipe whose frames tell nothing about themselves, the first byte is not waited for.
+std::unique_ptr<InputFile> OpenInput(const std::string& path, bool isHeadless = false) {
+  auto file = std::make_unique<InputFile>(path);
+  if (isHeadless ? file->GetSize() == 0 : file->Peek(1).empty()) {
+    throw Failure(file->GetName() + ": is empty, so that it holds no frames");
+  }
+  return file;
+}
+
+// What to do about a container that cannot be read.
+std::string AdviceFor(const std::string& path) {
+  InputFile file(path);
+  // Its frames have no prefix by which a scan would find them.
+  if (std::ranges::equal(file.Peek(kMatroskaMagic.size()), kMatroskaMagic)) return {};
+  return TaggedFileReader::CanRead(file)
+             ? "; 'vixprores recover' makes a file with a whole index, --scan finds frames without "
+               "it"
+             : "; --scan finds frames without it";
+}
+
+}  // namespace
+
+std::unique_ptr<FrameReader> OpenRawVideo(const std::string& path,
+                                          const std::optional<HeadlessFormat>& headless,
+                                          FrameTimes times) {
+  auto file = OpenInput(path, headless.has_value());
+  file->AllowMapping();
+  if (headless) return std::make_unique<HeadlessReader>(std::move(file), *headless);
+  if (IsY4m(*file)) return std::make_unique<Y4mReader>(std::move(file));
+  try {
+    return std::make_unique<RawContainerReader>(std::move(file), times);
+  } catch (const UnreadableContainer& failure) {
+    throw UnreadableContainer(failure.what() +
+                              std::string("; so is .y4m; headless frames need --fourcc, --size and "
+                                          "--rate"));
+  }
+}
+
+std::unique_ptr<FrameReader> OpenProRes(const std::string& path, const ProResOptions& options) {
+  auto file = OpenInput(path);
+  if (options.scan) return std::make_unique<ScanReader>(std::move(file), options);
+  try {
+    return std::make_unique<ProResReader>(std::move(file), options);
+  } catch (const UnreadableContainer& failure) {
+    throw UnreadableContainer(failure.what() + AdviceFor(path));
+  }
+}
+
+std::unique_ptr<FrameReader> OpenVideo(const std::string& path) {
+  auto file = OpenInput(path);
+  if (IsY4m(*file)) return std::make_unique<Y4mReader>(std::move(file));
+  if (!file->IsSeekable() || HoldsProRes(std::make_unique<InputFile>(path))) {
+    return std::make_unique<ProResReader>(std::move(file), ProResOptions{});
+  }
+  return std::make_unique<RawContainerReader>(std::move(file));
+}
+
+}  // namespace vixprores

@@ -1,0 +1,156 @@
+// SPDX-License-Identifier: BSD-2-Clause
+#include "media/InputFile.h"
+
+#include <fcntl.h>
+#include <poll.h>
+#include <sys/mman.h>
+#include <sys/stat.h>
+#include <unistd.h>
+
+#include <algorithm>
+#include <array>
+#include <cerrno>
+#include <cstring>
+#include <system_error>
+
+#include "base/Errors.h"
+#include "base/Interrupt.h"
+#include "base/Pipe.h"
+
+namespace vixprores {
+namespace {
+
+[[noreturn]] void FailToRead(const std::string& name, int error) {
+  throw Failure(name + ": cannot be read: " + std::generic_category().message(error));
+}
+
+}  // namespace
+
+std::string NameOfInput(const std::string& path) {
+  return path == "-" ? "standard input" : path;
+}
+
+InputFile::InputFile(const std::string& path)
+    : InputFile(NameOfInput(path),
+                path == "-" ? dup(STDIN_FILENO) : open(path.c_str(), O_RDONLY | O_CLOEXEC)) {}
+
+std::unique_ptr<InputFile> InputFile::OverBytes(const std::string& name,
+                                                std::span<const std::uint8_t> bytes) {
+  const int descriptor = memfd_create("vixprores", MFD_CLOEXEC);
+  const bool isWritten =
+      descriptor >= 0 &&
+      write(descriptor, bytes.data(), bytes.size()) == static_cast<ssize_t>(bytes.size()) &&
+      lseek(descriptor, 0, SEEK_SET) == 0;
+  const int error = errno;
+  if (!isWritten && descriptor >= 0) close(descriptor);
+  if (!isWritten) FailToRead(name, error);
+  return std::unique_ptr<InputFile>(new InputFile(name, descriptor));
+}
+
+InputFile::InputFile(const std::string& name, int descriptor)
+    : name_(name), descriptor_(descriptor) {
+  if (descriptor_ < 0) FailToRead(name_, errno);
+  struct stat status {};
+  const int error = fstat(descriptor_, &status) != 0 ? errno : 0;
+  if (error != 0 || S_ISDIR(status.st_mode)) {
+    close(descriptor_);
+    FailToRead(name_, error != 0 ? error : EISDIR);
+  }
+  mayWait_ = !S_ISREG(status.st_mode);
+  WidenPipe(descriptor_);
+  // A redirected file may be positioned behind its start: it is then read on from there, as a pipe.
+  if (!mayWait_ && lseek(descriptor_, 0, SEEK_CUR) == 0) size_ = status.st_size;
+}
+
+InputFile::~InputFile() {
+  close(descriptor_);
+}
+
+bool InputFile::IsSameFile(const std::string& path) const {
+  struct stat ours {};
+  struct stat theirs {};
+  return fstat(descriptor_, &ours) == 0 && stat(path.c_str(), &theirs) == 0 &&
+         S_ISREG(ours.st_mode) && ours.st_dev == theirs.st_dev && ours.st_ino == theirs.st_ino;
+}
+
+void InputFile::WaitForInput() const {
+  std::array<pollfd, 2> descriptors{{{descriptor_, POLLIN, 0}, {InterruptDescriptor(), POLLIN, 0}}};
+  while (poll(descriptors.data(), descriptors.size(), -1) < 0) {
+    if (errno != EINTR) FailToRead(name_, errno);
+  }
+  // What is there already is taken first: it may complete a frame.
+  if (descriptors[0].revents == 0) throw Interrupted();
+}
+
+std::size_t InputFile::ReadFromSystem(std::span<std::uint8_t> destination) {
+  if (mayWait_) WaitForInput();
+  for (;;) {
+    const ssize_t bytes = read(descriptor_, destination.data(), destination.size());
+    if (bytes >= 0) return static_cast<std::size_t>(bytes);
+    if (errno != EINTR) FailToRead(name_, errno);
+    if (InterruptRequested()) throw Interrupted();
+  }
+}
+
+std::size_t InputFile::ReadSome(std::span<std::uint8_t> destination) {
+  std::size_t bytes = std::min(destination.size(), peeked_.size());
+  if (bytes > 0) {
+    std::copy_n(peeked_.begin(), bytes, destination.begin());
+    peeked_.erase(peeked_.begin(), peeked_.begin() + static_cast<std::ptrdiff_t>(bytes));
+  } else {
+    bytes = ReadFromSystem(destination);
+  }
+  position_ += static_cast<std::int64_t>(bytes);
+  return bytes;
+}
+
+std::size_t InputFile::Read(std::span<std::uint8_t> destination) {
+  std::size_t done = 0;
+  while (done < destination.size()) {
+    const std::size_t bytes = ReadSome(destination.subspan(done));
+    if (bytes == 0) break;
+    done += bytes;
+  }
+  return done;
+}
+
+std::span<const std::uint8_t> InputFile::Peek(std::size_t bytes) {
+  while (peeked_.size() < bytes) {
+    const std::size_t known = peeked_.size();
+    peeked_.resize(bytes);
+    const std::size_t read = ReadFromSystem(std::span(peeked_).subspan(known));
+    peeked_.resize(known + read);
+    if (read == 0) break;
+  }
+  return std::span(peeked_).first(std::min(bytes, peeked_.size()));
+}
+
+std::size_t InputFile::ReadAt(std::int64_t position, std::span<std::uint8_t> destination) const {
+  const ssize_t bytes = pread(descriptor_, destination.data(), destination.size(), position);
+  if (bytes < 0) FailToRead(name_, errno);
+  return static_cast<std::size_t>(bytes);
+}
+
+std::shared_ptr<const FileMapping> InputFile::ReadInPlace(std::size_t bytes) {
+  constexpr std::size_t kFewest = std::size_t{1} << 20;  // below, a copy is as fast
+  const auto left =
+      static_cast<std::size_t>(std::max<std::int64_t>(0, size_.value_or(0) - position_));
+  if (!isMappable_ || bytes < kFewest || bytes > left) return nullptr;
+  auto mapping = FileMapping::Make(descriptor_, position_, bytes, mappingFault_);
+  if (mapping) Seek(position_ + static_cast<std::int64_t>(bytes));
+  return mapping;
+}
+
+void InputFile::CheckMappings() const {
+  if (*mappingFault_) {
+    throw Failure(name_ + ": was cut short while it was read, or its disk cannot read it");
+  }
+}
+
+void InputFile::Seek(std::int64_t position) {
+  if (lseek(descriptor_, position, SEEK_SET) < 0) FailToRead(name_, errno);
+  peeked_.clear();
+  position_ = position;
+}
+
+}  // namespace vixprores

@@ -1,0 +1,176 @@
+// SPDX-License-Identifier: BSD-2-Clause
+#include "media/OutputFile.h"
+
+#include <fcntl.h>
+#include <sys/stat.h>
+#include <unistd.h>
+
+#include <algorithm>
+#include <cerrno>
+#include <chrono>
+#include <condition_variable>
+#include <cstdio>
+#include <filesystem>
+#include <mutex>
+#include <system_error>
+#include <utility>
+
+#include "base/Errors.h"
+#include "base/Pipe.h"
+
+namespace vixprores {
+namespace {
+
+constexpr auto kSyncInterval = std::chrono::milliseconds(500);
+
+[[noreturn]] void FailToWrite(const std::string& name, int error) {
+  std::string hint;
+  if (error == ENOSPC || error == EDQUOT) hint = "; make room or name a file on another disk";
+  if (error == EPIPE) hint = "; the program that reads it has ended";
+  throw Failure(name + ": cannot be written: " + std::generic_category().message(error) + hint);
+}
+
+// The file that a symbolic link leads to: renaming must replace that file, not the link.
+std::string FollowLinks(const std::string& path) {
+  std::error_code error;
+  const auto target = std::filesystem::canonical(path, error);
+  return error ? path : target.string();
+}
+
+// Renames without replacing; false when the new name is taken.
+bool RenameToFreeName(const std::string& from, const std::string& to, const std::string& name) {
+  if (renameat2(AT_FDCWD, from.c_str(), AT_FDCWD, to.c_str(), RENAME_NOREPLACE) == 0) return true;
+  if (errno == EEXIST) return false;
+  if (errno != EINVAL && errno != ENOSYS) FailToWrite(name, errno);
+  // The file system cannot do both in one step.
+  if (access(to.c_str(), F_OK) == 0) return false;
+  if (rename(from.c_str(), to.c_str()) != 0) FailToWrite(name, errno);
+  return true;
+}
+
+[[noreturn]] void RefuseExisting(const std::string& name) {
+  throw Failure(name + " exists; --overwrite replaces it");
+}
+
+}  // namespace
+
+std::string NameOfOutput(const std::string& path) {
+  return path == "-" ? "standard output" : path;
+}
+
+OutputFile::OutputFile(const std::string& path, bool overwrite)
+    : name_(NameOfOutput(path)), overwrite_(overwrite) {
+  struct stat status {};
+  const bool exists = path != "-" && stat(path.c_str(), &status) == 0;
+  if (exists && S_ISDIR(status.st_mode)) FailToWrite(name_, EISDIR);
+  if (exists && S_ISREG(status.st_mode) && !overwrite) RefuseExisting(name_);
+  if (path == "-") {
+    if (isatty(STDOUT_FILENO) != 0) {
+      throw UsageError("standard output is a terminal; redirect it to a file or a program");
+    }
+    descriptor_ = dup(STDOUT_FILENO);
+  } else if (exists && !S_ISREG(status.st_mode)) {
+    descriptor_ = open(path.c_str(), O_WRONLY | O_CLOEXEC);
+  } else {
+    path_ = FollowLinks(path);
+    std::string workPath = path_ + ".part-" + std::to_string(getpid());
+    descriptor_ = open(workPath.c_str(), O_RDWR | O_CREAT | O_EXCL | O_CLOEXEC, 0666);
+    if (descriptor_ >= 0) workPath_ = std::move(workPath);
+  }
+  if (descriptor_ < 0) FailToWrite(name_, errno);
+  isSeekable_ = !workPath_.empty();
+  WidenPipe(descriptor_);
+}
+
+OutputFile::~OutputFile() {
+  syncing_ = {};
+  if (descriptor_ >= 0) close(descriptor_);
+  if (!workPath_.empty()) unlink(workPath_.c_str());
+}
+
+void OutputFile::Write(std::span<const std::uint8_t> bytes) {
+  while (!bytes.empty()) {
+    const ssize_t written = write(descriptor_, bytes.data(), bytes.size());
+    if (written < 0 && errno == EINTR) continue;  // the frame at hand is always finished
+    if (written < 0) FailToWrite(name_, errno);
+    bytes = bytes.subspan(static_cast<std::size_t>(written));
+    position_ += written;
+    size_ = std::max(size_, position_);
+  }
+}
+
+std::size_t OutputFile::ReadAt(std::int64_t position, std::span<std::uint8_t> bytes) const {
+  const ssize_t read = pread(descriptor_, bytes.data(), bytes.size(), position);
+  if (read < 0) FailToWrite(name_, errno);
+  return static_cast<std::size_t>(read);
+}
+
+void OutputFile::Seek(std::int64_t position) {
+  if (lseek(descriptor_, position, SEEK_SET) < 0) FailToWrite(name_, errno);
+  position_ = position;
+}
+
+void OutputFile::KeepOnDisk() {
+  syncing_ = std::jthread([this](const std::stop_token& stop) { SyncRegularly(stop); });
+}
+
+void OutputFile::SyncRegularly(const std::stop_token& stop) const {
+  std::mutex mutex;
+  std::unique_lock lock(mutex);
+  std::condition_variable_any stopped;
+  const auto isStopped = [&stop] { return stop.stop_requested(); };
+  while (!stopped.wait_for(lock, stop, kSyncInterval, isStopped)) fdatasync(descriptor_);
+}
+
+void OutputFile::Close() {
+  if (syncing_.joinable()) {
+    syncing_ = {};
+    if (fdatasync(descriptor_) != 0) FailToWrite(name_, errno);
+  }
+  // A full disk may show only here.
+  if (close(std::exchange(descriptor_, -1)) != 0) FailToWrite(name_, errno);
+}
+
+void OutputFile::Commit() {
+  Close();
+  if (workPath_.empty()) return;
+  if (overwrite_) {
+    if (rename(workPath_.c_str(), path_.c_str()) != 0) FailToWrite(name_, errno);
+  } else if (!RenameToFreeName(workPath_, path_, name_)) {
+    RefuseExisting(name_);
+  }
+  workPath_.clear();
+}
+
+std::string OutputFile::KeepWorkFile() {
+  return std::exchange(workPath_, {});
+}
+
+std::string OutputFile::CommitPartial() {
+  Close();
+  if (workPath_.empty()) return name_;
+  for (int attempt = 1;; ++attempt) {
+    std::string partial = PartialName(path_, attempt);
+    if (RenameToFreeName(workPath_, partial, name_)) {
+      workPath_.clear();
+      return partial;
+    }
+  }
+}
+
+void RefuseInputAsOutput(const std::string& output, const std::vector<std::string>& inputs) {
+  for (const std::string& input : inputs) {
+    std::error_code notThere;
+    if (!std::filesystem::equivalent(output, input, notThere)) continue;
+    throw Failure(output + ": is the input itself; name another output");
+  }
+}
+
+std::string PartialName(const std::string& path, int attempt) {
+  std::filesystem::path partial(path);
+  const std::string extension = partial.extension().string();
+  const std::string mark = attempt == 1 ? ".partial" : ".partial-" + std::to_string(attempt);
+  return partial.replace_extension().string() + mark + extension;
+}
+
+}  // namespace vixprores

@@ -1,0 +1,153 @@
+// SPDX-License-Identifier: BSD-2-Clause
+#include "media/container/Libav.h"
+
+#include <algorithm>
+#include <array>
+#include <cstdarg>
+#include <cstdio>
+#include <new>
+#include <span>
+#include <utility>
+
+extern "C" {
+#include <libavutil/error.h>
+#include <libavutil/log.h>
+#include <libavutil/mem.h>
+}
+
+namespace vixprores {
+namespace {
+
+constexpr int kStreamBufferBytes = 1 << 16;
+thread_local std::string t_lastMessage;  // NOLINT(cert-err58-cpp): an empty text cannot throw
+
+// Called for every message, whatever the level set.
+[[gnu::format(printf, 3, 0)]] void KeepMessage(void* /*source*/, int level, const char* format,
+                                               va_list arguments) {
+  const bool shown = level <= av_log_get_level();
+  if (!shown && level > AV_LOG_ERROR) return;
+  std::array<char, 512> text{};
+  std::vsnprintf(text.data(), text.size(), format, arguments);
+  std::string message = text.data();
+  while (!message.empty() && (message.back() == '\n' || message.back() == ' ')) message.pop_back();
+  if (shown) std::fprintf(stderr, "%s\n", message.c_str());
+  if (level <= AV_LOG_ERROR) t_lastMessage = std::move(message);
+}
+
+}  // namespace
+
+void SetLibavMessages(bool verbose) {
+  av_log_set_level(verbose ? AV_LOG_INFO : AV_LOG_QUIET);
+  av_log_set_callback(KeepMessage);
+}
+
+std::string ExplainLibavError(int error) {
+  std::string message = std::exchange(t_lastMessage, {});
+  if (!message.empty()) return message;
+  std::array<char, AV_ERROR_MAX_STRING_SIZE> words{};
+  av_strerror(error, words.data(), words.size());
+  return words.data();
+}
+
+LibavStream::LibavStream(InputFile& file) : input_(&file) {
+  auto* const buffer = static_cast<std::uint8_t*>(av_malloc(kStreamBufferBytes));
+  context_ = avio_alloc_context(buffer, kStreamBufferBytes, 0, this, ReadCallback, nullptr,
+                                file.IsSeekable() ? SeekInputCallback : nullptr);
+  if (!context_) throw std::bad_alloc();
+}
+
+LibavStream::LibavStream(OutputFile& file) : output_(&file) {
+  auto* const buffer = static_cast<std::uint8_t*>(av_malloc(kStreamBufferBytes));
+  context_ = avio_alloc_context(buffer, kStreamBufferBytes, 1, this, nullptr, WriteCallback,
+                                file.IsSeekable() ? SeekOutputCallback : nullptr);
+  if (!context_) throw std::bad_alloc();
+}
+
+LibavStream::~LibavStream() {
+  av_freep(&context_->buffer);
+  avio_context_free(&context_);
+}
+
+void LibavStream::Rethrow() {
+  if (exception_) std::rethrow_exception(std::exchange(exception_, nullptr));
+}
+
+std::optional<LibavStream::LeftOut> LibavStream::TakeLeftOut() {
+  leavesOut_ = false;
+  return std::exchange(leftOut_, std::nullopt);
+}
+
+std::size_t LibavStream::LeaveOut(std::span<std::uint8_t> destination) {
+  const std::int64_t position = input_->GetPosition();
+  const std::int64_t left = std::max<std::int64_t>(0, input_->GetSize().value_or(0) - position);
+  const auto bytes =
+      static_cast<std::size_t>(std::min(left, static_cast<std::int64_t>(destination.size())));
+  leftOut_ = {position, destination.first(bytes)};
+  input_->Seek(position + static_cast<std::int64_t>(bytes));
+  return bytes;
+}
+
+template <typename Operation>
+int LibavStream::Guard(const Operation& operation) {
+  // After a failure nothing more is tried: the library likes to go on writing.
+  if (exception_) return AVERROR_EXIT;
+  try {
+    return operation();
+  } catch (...) {
+    exception_ = std::current_exception();
+    return AVERROR_EXIT;
+  }
+}
+
+int LibavStream::ReadCallback(void* self, std::uint8_t* data, int bytes) {
+  auto& stream = *static_cast<LibavStream*>(self);
+  return stream.Guard([&stream, data, bytes] {
+    const std::span destination(data, static_cast<std::size_t>(bytes));
+    const bool isLarge = bytes > kStreamBufferBytes;
+    const auto read = isLarge && stream.leavesOut_ && !stream.leftOut_
+                          ? stream.LeaveOut(destination)
+                          : stream.input_->ReadSome(destination);
+    return read == 0 ? AVERROR_EOF : static_cast<int>(read);
+  });
+}
+
+int LibavStream::WriteCallback(void* self, std::uint8_t* data, int bytes) {
+  auto& stream = *static_cast<LibavStream*>(self);
+  return stream.Guard([&stream, data, bytes] {
+    stream.output_->Write(std::span(data, static_cast<std::size_t>(bytes)));
+    return bytes;
+  });
+}
+
+template <typename File>
+std::int64_t LibavStream::SeekFile(File& file, std::int64_t size, std::int64_t offset, int whence) {
+  switch (whence & ~AVSEEK_FORCE) {
+    case AVSEEK_SIZE:
+      return size;
+    case SEEK_CUR:
+      offset += file.GetPosition();
+      break;
+    case SEEK_END:
+      offset += size;
+      break;
+    default:
+      break;
+  }
+  const int result = Guard([&file, offset] {
+    file.Seek(offset);
+    return 0;
+  });
+  return result < 0 ? result : offset;
+}
+
+std::int64_t LibavStream::SeekInputCallback(void* self, std::int64_t offset, int whence) {
+  auto& stream = *static_cast<LibavStream*>(self);
+  return stream.SeekFile(*stream.input_, stream.input_->GetSize().value_or(0), offset, whence);
+}
+
+std::int64_t LibavStream::SeekOutputCallback(void* self, std::int64_t offset, int whence) {
+  auto& stream = *static_cast<LibavStream*>(self);
+  return stream.SeekFile(*stream.output_, stream.output_->GetSize(), offset, whence);
+}
+
+}  // namespace vixprores

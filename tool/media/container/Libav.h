@@ -1,0 +1,101 @@
+// SPDX-License-Identifier: BSD-2-Clause
+#ifndef TOOL_MEDIA_CONTAINER_LIBAV_H
+#define TOOL_MEDIA_CONTAINER_LIBAV_H
+
+/// @file
+/// What reader and writer of containers share: the container library's byte streams over our
+/// files, its messages, and its objects under unique ownership.
+
+#include <cstdint>
+#include <exception>
+#include <memory>
+#include <optional>
+#include <span>
+#include <string>
+
+#include "format/StreamFormat.h"
+#include "media/InputFile.h"
+#include "media/OutputFile.h"
+
+extern "C" {
+#include <libavcodec/packet.h>
+#include <libavformat/avformat.h>
+}
+
+namespace vixprores {
+
+/// Keeps the container library quiet (or, when `verbose`, sends its messages to standard error)
+/// and remembers its last error message of each thread.
+void SetLibavMessages(bool verbose);
+/// Why a call of the container library failed: its last error message where it left one, else the
+/// words for the code `error`. Forgets the message.
+std::string ExplainLibavError(int error);
+
+struct PacketDeleter {
+  void operator()(AVPacket* packet) const { av_packet_free(&packet); }
+};
+using Packet = std::unique_ptr<AVPacket, PacketDeleter>;
+
+struct MuxerDeleter {
+  void operator()(AVFormatContext* context) const { avformat_free_context(context); }
+};
+using Muxer = std::unique_ptr<AVFormatContext, MuxerDeleter>;
+
+/// A byte stream of the container library over an InputFile or an OutputFile, which must outlive
+/// it. Exceptions of the file cannot pass through the library: they are kept, the library sees an
+/// error code, and Rethrow() throws them on our side.
+class LibavStream {
+ public:
+  explicit LibavStream(InputFile& file);
+  explicit LibavStream(OutputFile& file);
+  ~LibavStream();
+  LibavStream(const LibavStream&) = delete;
+  LibavStream& operator=(const LibavStream&) = delete;
+
+  /// A read whose bytes were not fetched: whoever asked for it is to see to them.
+  struct LeftOut {
+    std::int64_t position;          ///< in the input
+    std::span<std::uint8_t> bytes;  ///< where they belong; unspecified until then
+  };
+
+  AVIOContext* Get() const { return context_; }
+  /// Throws what the file threw since the last call, if anything.
+  void Rethrow();
+  /// Whether the next read of an input that the library asks for in one piece, past its own buffer,
+  /// is left out. One at most is, until it is taken.
+  void LeaveOutLargeReads(bool leavesOut) { leavesOut_ = leavesOut; }
+  /// What was left out since the last call, and stops leaving out.
+  std::optional<LeftOut> TakeLeftOut();
+
+ private:
+  template <typename Operation>
+  int Guard(const Operation& operation);
+  template <typename File>
+  std::int64_t SeekFile(File& file, std::int64_t size, std::int64_t offset, int whence);
+  std::size_t LeaveOut(std::span<std::uint8_t> destination);
+  static int ReadCallback(void* self, std::uint8_t* data, int bytes);
+  static int WriteCallback(void* self, std::uint8_t* data, int bytes);
+  static std::int64_t SeekInputCallback(void* self, std::int64_t offset, int whence);
+  static std::int64_t SeekOutputCallback(void* self, std::int64_t offset, int whence);
+
+  InputFile* input_ = nullptr;
+  OutputFile* output_ = nullptr;
+  AVIOContext* context_ = nullptr;
+  bool leavesOut_ = false;
+  std::optional<LeftOut> leftOut_;
+  std::exception_ptr exception_;
+};
+
+inline Rational ToRational(AVRational value) {
+  return {value.num, value.den};
+}
+inline AVRational ToAvRational(Rational value) {
+  return {value.numerator, value.denominator};
+}
+inline AVRational Invert(Rational value) {
+  return {value.denominator, value.numerator};
+}
+
+}  // namespace vixprores
+
+#endif  // TOOL_MEDIA_CONTAINER_LIBAV_H

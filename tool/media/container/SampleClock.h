@@ -1,0 +1,40 @@
+// SPDX-License-Identifier: BSD-2-Clause
+#ifndef TOOL_MEDIA_CONTAINER_SAMPLECLOCK_H
+#define TOOL_MEDIA_CONTAINER_SAMPLECLOCK_H
+
+#include <cstdint>
+#include <optional>
+
+#include "media/sound/SideTracks.h"
+
+namespace vixprores {
+
+/// Where the packets of one sound track stand, in samples. Clocks of containers may be coarser;
+/// where packets follow each other without a gap that such a clock could tell, they are counted.
+class SampleClock {
+ public:
+  explicit SampleClock(const SoundTrack& track);
+
+  /// The first sample of the packet.
+  std::int64_t Locate(const AVPacket& packet) const;
+  /// Samples in the packet; 0 = unknown.
+  std::int64_t Count(const AVPacket& packet) const;
+  /// Goes on behind a packet of that many samples.
+  void Pass(std::int64_t first, std::int64_t count);
+
+  /// The sample behind the last packet; none = unknown.
+  std::optional<std::int64_t> GetNext() const { return next_; }
+  /// Samples in a tick of the container's clock, at least 1.
+  std::int64_t GetTick() const { return tick_; }
+
+ private:
+  int sampleBytes_;
+  AVRational timeBase_;
+  AVRational samples_;
+  std::int64_t tick_;
+  std::optional<std::int64_t> next_;
+};
+
+}  // namespace vixprores
+
+#endif  // TOOL_MEDIA_CONTAINER_SAMPLECLOCK_H

@@ -1,0 +1,99 @@
+// SPDX-License-Identifier: BSD-2-Clause
+#include "media/raw/HeadlessReader.h"
+
+#include <cstddef>
+#include <cstring>
+#include <span>
+#include <string>
+#include <string_view>
+#include <utility>
+
+#include "base/Errors.h"
+#include "format/Y4mHeader.h"
+
+namespace vixprores {
+namespace {
+
+StreamFormat ToStreamFormat(const HeadlessFormat& headless) {
+  StreamFormat format;
+  format.code = headless.fourcc;
+  format.width = headless.width;
+  format.height = headless.height;
+  format.rate = headless.rate;
+  format.fieldOrder = headless.interlaced ? FieldOrder::TopFirst : FieldOrder::Progressive;
+  return format;
+}
+
+struct Magic {
+  std::size_t offset;
+  std::string_view bytes;
+  const char* container;
+};
+constexpr Magic kMagics[] = {{0, kY4mMagic, "Y4M"},
+                             {4, "ftyp", ".mov"},
+                             {4, "moov", ".mov"},
+                             {4, "mdat", ".mov"},
+                             {4, "wide", ".mov"},
+                             {8, "AVI ", ".avi"},
+                             {0, "\x1A\x45\xDF\xA3", ".mkv"},
+                             {0, "\x06\x0E\x2B\x34", ".mxf"},
+                             {0, "nut/multimedia container", ".nut"}};
+constexpr std::size_t kMostMagicBytes = 24;
+
+bool HasMagic(std::span<const std::uint8_t> start, const Magic& magic) {
+  if (start.size() < magic.offset + magic.bytes.size()) return false;
+  return std::memcmp(start.data() + magic.offset, magic.bytes.data(), magic.bytes.size()) == 0;
+}
+
+// What tells of itself is not to be read as pictures of whatever size.
+void RequireHeadless(std::span<const std::uint8_t> start, const std::string& name) {
+  for (const Magic& magic : kMagics) {
+    if (!HasMagic(start, magic)) continue;
+    throw UsageError(name + ": is " + magic.container +
+                     ", no headless frames; leave out --fourcc, --size and --interlaced");
+  }
+}
+
+}  // namespace
+
+HeadlessReader::HeadlessReader(std::unique_ptr<InputFile> file, const HeadlessFormat& headless)
+    : file_(std::move(file)), format_(ToStreamFormat(headless)), frameBytes_(format_.FrameBytes()) {
+  // On a pipe they may yet have to come.
+  if (file_->IsSeekable()) RequireHeadless(file_->Peek(kMostMagicBytes), file_->GetName());
+}
+
+std::optional<std::int64_t> HeadlessReader::GetFrameCount() const {
+  if (!file_->GetSize()) return std::nullopt;
+  return *file_->GetSize() / frameBytes_;
+}
+
+bool HeadlessReader::SkipTo(std::int64_t frame) {
+  if (!file_->IsSeekable()) return false;
+  file_->Seek(frame * frameBytes_);
+  framesRead_ = frame;
+  return true;
+}
+
+std::shared_ptr<vix::IBuffer> HeadlessReader::Read() {
+  if (const auto mapping = file_->ReadInPlace(frameBytes_)) {
+    ++framesRead_;
+    std::uint8_t* const data = mapping->GetData();
+    // The block keeps the mapping.
+    return vix::CreateBuffer(nullptr, vix::CreateMemoryBlock(data, frameBytes_, [mapping] {}));
+  }
+  auto frame = pool_.MakeFrame(frameBytes_);
+  const std::size_t bytes = file_->Read(std::span(frame->GetData(), frameBytes_));
+  if (bytes == 0) return nullptr;
+  if (framesRead_ == 0) RequireHeadless({frame->GetData(), bytes}, GetName());
+  if (bytes < frameBytes_) {
+    throw Failure(GetName() + ": frame " + std::to_string(framesRead_) + " is cut short: found " +
+                  std::to_string(bytes) + " of the " + std::to_string(frameBytes_) +
+                  " bytes of a frame of " + DescribeSize(format_.width, format_.height) + " " +
+                  DescribeCode(format_.code) +
+                  "; check --size and --fourcc, or choose whole frames with --frames");
+  }
+  ++framesRead_;
+  return frame;
+}
+
+}  // namespace vixprores

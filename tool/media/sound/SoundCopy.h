@@ -1,0 +1,35 @@
+// SPDX-License-Identifier: BSD-2-Clause
+#ifndef TOOL_MEDIA_SOUND_SOUNDCOPY_H
+#define TOOL_MEDIA_SOUND_SOUNDCOPY_H
+
+#include <optional>
+#include <vector>
+
+#include "media/sound/SoundCutter.h"
+
+namespace vixprores {
+
+/// The sound that goes along with a part of a video, ready for a writer. Used by the thread that
+/// reads the video.
+class SoundCopy {
+ public:
+  /// @param tracks null = there is no sound
+  /// @param part   of the video; the copy starts when it does. None = all of the sound, as it is
+  SoundCopy(SideTracks* tracks, const std::optional<TimeSpan>& part);
+
+  /// What came by with the video since the last call.
+  std::vector<SoundPacket> Take();
+  /// What is left of it behind the last frame of the part.
+  std::vector<SoundPacket> TakeRest();
+
+ private:
+  std::vector<SoundPacket> Cut(std::vector<SoundPacket> packets);
+
+  SideTracks* tracks_;
+  std::optional<TimeSpan> part_;
+  std::vector<SoundCutter> cutters_;
+};
+
+}  // namespace vixprores
+
+#endif  // TOOL_MEDIA_SOUND_SOUNDCOPY_H

@@ -1,0 +1,48 @@
+// SPDX-License-Identifier: BSD-2-Clause
+#include "media/sound/SoundCutter.h"
+
+#include <algorithm>
+#include <limits>
+
+extern "C" {
+#include <libavutil/mathematics.h>
+}
+
+namespace vixprores {
+namespace {
+
+// Far enough, and differences of it can still be told.
+constexpr std::int64_t kEver = std::numeric_limits<std::int64_t>::max() / 4;
+
+// The first sample at that time or after it.
+std::int64_t SampleAt(std::int64_t time, AVRational tick, const SoundTrack& track) {
+  return av_rescale_q_rnd(time, tick, {1, track.parameters->sample_rate}, AV_ROUND_UP);
+}
+
+}  // namespace
+
+SoundCutter::SoundCutter(const SoundTrack& track, const std::optional<TimeSpan>& part)
+    : sampleBytes_(track.SampleBytes()),
+      clock_(track),
+      begin_(part ? SampleAt(part->begin, part->tick, track) : -kEver),
+      end_(part ? SampleAt(part->end, part->tick, track) : kEver),
+      shift_(part ? SampleAt(part->shift, part->tick, track) : 0) {}
+
+Packet SoundCutter::Cut(Packet packet) {
+  std::int64_t first = clock_.Locate(*packet);
+  std::int64_t count = clock_.Count(*packet);
+  clock_.Pass(first, count);
+  if (sampleBytes_ > 0) {
+    const std::int64_t before = std::clamp<std::int64_t>(begin_ - first, 0, count);
+    first += before;
+    count = std::clamp<std::int64_t>(end_ - first, 0, count - before);
+    packet->data += before * sampleBytes_;
+    packet->size = static_cast<int>(count * sampleBytes_);
+  }
+  if (packet->size == 0 || first < begin_ || first >= end_) return nullptr;
+  packet->pts = packet->dts = first - shift_;
+  packet->duration = count;
+  return packet;
+}
+
+}  // namespace vixprores

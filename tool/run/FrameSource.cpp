@@ -1,0 +1,112 @@
+// SPDX-License-Identifier: BSD-2-Clause
+#include "run/FrameSource.h"
+
+#include <algorithm>
+#include <utility>
+
+#include "base/Errors.h"
+#include "base/Interrupt.h"
+#include "media/RangeReader.h"
+
+namespace vixprores {
+namespace {
+
+constexpr FrameRange kAll{0, INT64_MAX - 1};
+
+// The part of the input that frames of a range take, in time.
+std::optional<TimeSpan> FindTimeSpan(const StreamFormat& source,
+                                     const std::optional<FrameRange>& range) {
+  if (!range) return std::nullopt;
+  const auto [first, last] = *range;
+  return TimeSpan{source.start + first, source.start + last + 1, first, Invert(source.rate)};
+}
+
+void Lose(const FrameFailure& failure, Frame& frame) {
+  frame.place.count = failure.GetCount();
+  frame.fault = failure.GetFound();
+  frame.advice = failure.GetAdvice();
+}
+
+[[noreturn]] void RefuseTimes(const FrameTimeFailure& failure, bool isRaw) {
+  throw Failure(
+      failure.what() +
+      std::string(isRaw ? "\n--rate takes all frames, one behind the other at that rate"
+                        : "\n--on-error skip or conceal goes on with the frames there are"));
+}
+
+}  // namespace
+
+std::optional<std::int64_t> CountFrames(const FrameReader& reader,
+                                        const std::optional<FrameRange>& range) {
+  const auto available = reader.GetFrameCount();
+  if (!range) return available;
+  if (available && range->last >= *available) {
+    FailPastTheEnd(reader.GetName(), *range, *available);
+  }
+  return range->last - range->first + 1;
+}
+
+FrameSource::FrameSource(std::unique_ptr<FrameReader> reader,
+                         const std::optional<FrameRange>& range, DamagePolicy onDamage)
+    : reader_(std::move(reader)),
+      range_(range.value_or(kAll)),
+      isPart_(range.has_value()),
+      onDamage_(onDamage),
+      sound_(reader_->GetSideTracks(), FindTimeSpan(reader_->GetFormat(), range)),
+      total_(CountFrames(*reader_, range)),
+      timecode_(reader_->GetTimecode()) {
+  try {
+    reader_->CheckTimes(range_.last);
+  } catch (const FrameTimeFailure& failure) {
+    RefuseTimes(failure, reader_->GetFormat().IsRaw());
+  }
+  if (range_.first > 0 && reader_->SkipTo(range_.first)) framesRead_ = range_.first;
+}
+
+std::optional<Frame> FrameSource::Read() {
+  while (framesRead_ <= range_.last) {
+    if (InterruptRequested()) throw Interrupted();
+    auto frame = ReadAny();
+    if (!frame) {
+      CheckEnd();
+      return std::nullopt;
+    }
+    FramePlace& place = frame->place;
+    framesRead_ = place.number + place.count;
+    frame->sound = sound_.Take();
+    if (framesRead_ <= range_.first) {
+      unevenBefore_ = reader_->CountUnevenFrames();
+      continue;
+    }
+    // Of those that are lost together some may be outside the range.
+    place.number = std::max(place.number, range_.first);
+    place.count = std::min(framesRead_ - 1, range_.last) - place.number + 1;
+    return frame;
+  }
+  return std::nullopt;
+}
+
+std::optional<Frame> FrameSource::ReadAny() {
+  Frame frame;
+  frame.place.number = framesRead_;
+  try {
+    frame.source = reader_->Read();
+    if (!frame.source) return std::nullopt;
+    if (!reader_->GetFormat().IsRaw()) frame.fault = reader_->GetFrameFault();
+  } catch (const FrameTimeFailure& failure) {
+    if (onDamage_ == DamagePolicy::Stop) RefuseTimes(failure, reader_->GetFormat().IsRaw());
+    Lose(failure, frame);
+  } catch (const FrameFailure& failure) {
+    Lose(failure, frame);
+  }
+  frame.place.offset = reader_->GetFrameOffset();
+  if (timecode_) frame.place.timecode = *timecode_ + frame.place.number;
+  return frame;
+}
+
+void FrameSource::CheckEnd() const {
+  if (framesRead_ == 0) throw Failure(GetName() + ": holds no frames");
+  if (isPart_) FailPastTheEnd(GetName(), range_, framesRead_);
+}
+
+}  // namespace vixprores

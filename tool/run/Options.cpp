@@ -1,0 +1,100 @@
+// SPDX-License-Identifier: BSD-2-Clause
+#include "run/Options.h"
+
+#include <cstdio>
+
+#include "base/Errors.h"
+#include "base/Suggestion.h"
+#include "media/container/Libav.h"
+#include "run/CodecEnvironment.h"
+#include "vix/Logging.h"
+
+namespace vixprores {
+namespace {
+
+constexpr int kMostThreads = 256;
+
+}  // namespace
+
+OptionGroup HostGroup(HostOptions& options) {
+  Option plugin =
+      Text("--plugin", "PATH", options.plugin, "plug-in to load instead of the installed one");
+  plugin.completion = Completion::File;
+  return {"Host", {plugin, Flag("--verbose", options.verbose, "log records on standard error")}};
+}
+
+OptionGroup ScanGroup(ScanOptions& options) {
+  Option scan = Flag("--scan", options.scan, "find frames without the container, in any bytes");
+  scan.details =
+      "Frames are found by what they look like: in files whose index is lost or damaged, that were "
+      "never completed, or that have no container at all.";
+  Option rate{"--rate", "N[/D]", "frames per second of a scan; else as the frames say",
+              [&options](const std::string& text) { options.rate = ParseRate(text); }};
+  return {"Damaged containers", {scan, rate}};
+}
+
+ProResOptions ToProResOptions(const ScanOptions& options) {
+  if (options.rate && !options.scan) {
+    throw UsageError("--rate is for --scan; a container tells its rate itself");
+  }
+  return {.scan = options.scan, .rate = options.rate};
+}
+
+Option ThreadsOption(int& threads) {
+  Option option = Number("--threads", threads, 0, kMostThreads,
+                         "threads, each on a frame of its own; 0: all processors");
+  option.details =
+      "Two frames for each thread are in memory. The output is the same for every number.";
+  return option;
+}
+
+OptionGroup MachineGroup(HostOptions& host, MachineOptions& machine) {
+  Option cpu = Text("--cpu", "LEVEL", machine.cpu, "instructions: " + JoinWords(CpuLevels()));
+  cpu.choices = CpuLevels();
+  cpu.details =
+      "Keeps to the instructions of that level even where the processor has more. The output is "
+      "the same for every level.";
+  OptionGroup group = HostGroup(host);
+  group.title = "Machine";
+  group.options.insert(group.options.begin(), {ThreadsOption(machine.threads), cpu});
+  return group;
+}
+
+std::vector<Option> PageOptionList(PageOptions& options) {
+  Option page =
+      Text("--html", "PAGE", options.page, "a page with charts and pictures, in one file");
+  page.completion = Completion::File;
+  return {page, Flag("--overwrite", options.overwrite, "replace an existing page")};
+}
+
+Option VariantOption(const ProResVariant*& variant, const std::string& standard) {
+  variant = FindProResVariant(standard);
+  Option option{"--variant", "NAME", "proxy, lt, 422 or hq; " + standard + " when not given",
+                [&variant](const std::string& name) { variant = FindProResVariant(name); }};
+  option.choices = {"proxy", "lt", "422", "hq"};
+  return option;
+}
+
+Option FramesOption(std::optional<FrameRange>& frames) {
+  return {"--frames", "FIRST-LAST", "only these frames, from 0 on, both included",
+          [&frames](const std::string& text) { frames = ParseFrameRange(text); }};
+}
+
+Option FourCCOption(vix::FourCC& fourcc) {
+  Option option{"--fourcc", "CODE", "UYVY (8 bits) or V210 (10 bits)",
+                [&fourcc](const std::string& code) { fourcc = ParseFourCC(code); }};
+  option.choices = {"uyvy", "v210"};
+  return option;
+}
+
+void SetUpMessages(const HostOptions& options) {
+  SetLibavMessages(options.verbose);
+  // A failure's record says no more than the error that is printed at the end; so records are
+  // shown only to those who ask for them.
+  vix::SetCurrentLoggerWriter(
+      vix::CreateLineLoggerWriter([show = options.verbose](vix::LogLevel, const std::string& line) {
+        if (show) std::fprintf(stderr, "%s\n", line.c_str());
+      }));
+}
+
+}  // namespace vixprores
