@@ -1,17 +1,17 @@
-# Flags and small helpers that every target of the tree shares.
+# Flags and helper functions that all targets share.
 
 add_library(vix_options INTERFACE)
 target_compile_options(vix_options INTERFACE
-  -Wall -Wextra -Wpedantic -Werror -Wshadow -Wconversion -Wsign-conversion -Wcast-qual
-  -Wformat=2 -Wundef
+  -Wall -Wextra -Wpedantic -Wshadow -Wconversion -Wsign-conversion -Wcast-qual -Wformat=2 -Wundef
   $<$<COMPILE_LANGUAGE:CXX>:-Wnon-virtual-dtor -Woverloaded-virtual -Wold-style-cast -Wextra-semi>
+  $<$<BOOL:${VIX_WARNINGS_AS_ERRORS}>:-Werror>
   # A contracted multiply-add rounds once instead of twice: results would depend on the CPU level.
   -ffp-contract=off)
 target_link_options(vix_options INTERFACE -Wl,--as-needed -Wl,-z,relro,-z,now)
 if(CMAKE_CXX_COMPILER_ID STREQUAL "GNU")
-  # Unique symbols would pin a loaded plug-in in the process for ever.
+  # A plug-in with unique symbols cannot be unloaded.
   target_compile_options(vix_options INTERFACE $<$<COMPILE_LANGUAGE:CXX>:-fno-gnu-unique>)
-  # (clang leaves the sanitizers' symbols of a library to the program.)
+  # (Libraries built by clang leave the sanitizers' symbols to the program.)
   target_link_options(vix_options INTERFACE -Wl,--no-undefined)
 endif()
 
@@ -22,14 +22,14 @@ if(VIX_SANITIZE)
 endif()
 
 if(NOT VIX_SANITIZE AND CMAKE_CXX_COMPILER_ID STREQUAL "GNU")
-  # What the distribution builds its own packages with against attacks through damaged input.
+  # The distribution's own hardening flags, against damaged or hostile input.
   target_compile_options(vix_options INTERFACE
     -fstack-protector-strong -fstack-clash-protection -fcf-protection
     $<$<CONFIG:Release>:-U_FORTIFY_SOURCE;-D_FORTIFY_SOURCE=2>)
 endif()
 
 if(VIX_BUILD_FUZZERS)
-  add_compile_options(-fsanitize=fuzzer-no-link)  # the coverage that guides libFuzzer
+  add_compile_options(-fsanitize=fuzzer-no-link)  # coverage counters that guide libFuzzer
 endif()
 
 option(VIX_COVERAGE "Build with coverage counters" OFF)
@@ -38,8 +38,11 @@ if(VIX_COVERAGE)
   add_link_options(--coverage)
 endif()
 
-# vix_version_library(target): version and soname of a shared library of this project.
-function(vix_version_library target)
+# vix_shared_library(target): sets version, soname and run path of a library of this project. The
+# libraries lie side by side in the build tree as in every installation, so that one run path serves
+# both. (A run path that CMake changes on installation is padded with empty elements until then.)
+function(vix_shared_library target)
   set_target_properties(${target} PROPERTIES
-    VERSION ${PROJECT_VERSION} SOVERSION ${PROJECT_VERSION_MAJOR})
+    VERSION ${PROJECT_VERSION} SOVERSION ${PROJECT_VERSION_MAJOR}
+    INSTALL_RPATH "$ORIGIN" BUILD_WITH_INSTALL_RPATH TRUE)
 endfunction()
