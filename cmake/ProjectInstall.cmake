@@ -1,11 +1,10 @@
-# What `cmake --install` puts where: libraries, headers, the CMake package, pkg-config files, licence.
-# The tool installs itself in tool/CMakeLists.txt.
+# Rules of `cmake --install` for libraries, headers, the CMake package, pkg-config files and licence.
+# The program's are in tool/CMakeLists.txt.
 
 include(CMakePackageConfigHelpers)
 
 set(VIX_INSTALL_CMAKEDIR ${CMAKE_INSTALL_LIBDIR}/cmake/vixVideoCodecProRes)
 
-set_target_properties(ProRes vixCore vixVideoCodecProRes PROPERTIES INSTALL_RPATH "$ORIGIN")
 install(TARGETS ProRes vixCore vixVideoCodecProRes EXPORT vixVideoCodecProResTargets
         LIBRARY DESTINATION ${CMAKE_INSTALL_LIBDIR})
 install(DIRECTORY include/vix include/ProRes DESTINATION ${CMAKE_INSTALL_INCLUDEDIR}
@@ -21,8 +20,8 @@ install(FILES ${CMAKE_CURRENT_BINARY_DIR}/vixVideoCodecProResConfig.cmake
               ${CMAKE_CURRENT_BINARY_DIR}/vixVideoCodecProResConfigVersion.cmake
         DESTINATION ${VIX_INSTALL_CMAKEDIR})
 
-# vix_write_pkgconfig(folder libdir includedir): pkg-config files in folder/pkgconfig, for an
-# installation with these places. They know the way to the prefix, so that it may be anywhere.
+# vix_write_pkgconfig(folder libdir includedir): writes folder/pkgconfig/*.pc for an installation with
+# these folders. The files name the prefix relative to themselves, so that it can be moved.
 function(vix_write_pkgconfig folder PC_LIBDIR PC_INCLUDEDIR)
   file(RELATIVE_PATH PC_PREFIX /prefix/${PC_LIBDIR}/pkgconfig /prefix)
   foreach(library IN ITEMS "ProRes|ProRes (SMPTE RDD 36) encoder and decoder|"

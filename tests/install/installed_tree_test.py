@@ -30,7 +30,7 @@ def main():
         plugin = libdir / "libvixVideoCodecProRes.so"
         flags = args.cxx_flags.split()
 
-        # Through the CMake package, from a copy that knows nothing of this tree.
+        # Through the CMake package, from a copy outside this tree that finds nothing else.
         shutil.copytree(HERE / "consumer", root / "consumer")
         run(args.cmake, "-G", "Ninja", "-S", root / "consumer", "-B", root / "consumer-build",
             f"-DCMAKE_PREFIX_PATH={prefix}", f"-DCMAKE_CXX_COMPILER={args.cxx}",
