@@ -3,8 +3,9 @@
 #include <gtest/gtest.h>
 
 #include <algorithm>
+#include <array>
 #include <atomic>
-#include <chrono>
+#include <latch>
 #include <memory>
 #include <numeric>
 #include <set>
@@ -59,19 +60,24 @@ class OrderedPipelineOf : public testing::TestWithParam<unsigned> {
     return numbers;
   }
 
-  // Some items take long, so that they are overtaken.
-  static void Dawdle(int item) {
-    if (item % 3 == 0) std::this_thread::sleep_for(std::chrono::milliseconds(1));
+  // Every third of `count` items waits until the next one has overtaken it, if another worker can.
+  void LetTheNextOneOvertake(int item, int count) {
+    auto& next = processed_[static_cast<std::size_t>(item) + 1];
+    if (GetParam() > 1 && item % 3 == 0 && item + 1 < count) next.wait(false);
+    auto& own = processed_[static_cast<std::size_t>(item)];
+    own.test_and_set();
+    own.notify_all();
   }
 
   int next_ = 0;
+  std::array<std::atomic_flag, 201> processed_{};
   std::vector<int> written_;
 };
 
 TEST_P(OrderedPipelineOf, WritesInTheOrderOfReading) {
   Stages stages = CountTo(100);
-  stages.process = [](int& item, unsigned /*worker*/) {
-    Dawdle(item);
+  stages.process = [this](int& item, unsigned /*worker*/) {
+    LetTheNextOneOvertake(item, 100);
     item *= 2;
   };
   Run(stages);
@@ -92,9 +98,11 @@ TEST_P(OrderedPipelineOf, OneSlotIsEnough) {
 
 TEST_P(OrderedPipelineOf, TheFirstFailureInOrderWins) {
   Stages stages = CountTo(40);
-  // The later failure happens first in time.
-  stages.process = [](int& item, unsigned /*worker*/) {
-    if (item == 10) std::this_thread::sleep_for(std::chrono::milliseconds(20));
+  // The later failure happens first in time, if there are workers enough.
+  std::latch later(1);
+  stages.process = [&later](int& item, unsigned /*worker*/) {
+    if (item == 11) later.count_down();
+    if (item == 10 && GetParam() > 1) later.wait();
     if (item == 10 || item == 11) throw std::runtime_error(std::to_string(item));
   };
   EXPECT_EQ(FailureOf(stages), "10");
@@ -107,20 +115,24 @@ TEST_P(OrderedPipelineOf, WritesWhatWasReadBeforeAFailureOfReading) {
     if (next_ == 7) throw std::runtime_error("unreadable");
     return read();
   };
-  stages.process = [](int& item, unsigned /*worker*/) { Dawdle(item); };
+  stages.process = [this](int& item, unsigned /*worker*/) { LetTheNextOneOvertake(item, 7); };
   EXPECT_EQ(FailureOf(stages), "unreadable");
   EXPECT_EQ(written_, NumbersUpTo(7));
 }
 
 TEST_P(OrderedPipelineOf, AFailureOfProcessingComesBeforeALaterOneOfReading) {
   Stages stages = CountTo(40);
-  stages.read = [read = stages.read, this]() {
-    if (next_ == 7) throw std::runtime_error("unreadable");
+  std::latch unreadable(1);
+  stages.read = [read = stages.read, &unreadable, this]() {
+    if (next_ == 7) {
+      unreadable.count_down();
+      throw std::runtime_error("unreadable");
+    }
     return read();
   };
-  stages.process = [](int& item, unsigned /*worker*/) {
+  stages.process = [&unreadable](int& item, unsigned /*worker*/) {
     if (item != 6) return;
-    std::this_thread::sleep_for(std::chrono::milliseconds(20));
+    if (GetParam() > 1) unreadable.wait();
     throw std::runtime_error("unprocessable");
   };
   EXPECT_EQ(FailureOf(stages), "unprocessable");
@@ -162,7 +174,7 @@ TEST_P(OrderedPipelineOf, KeepsWithinItsSlots) {
     if (item) most = std::max(most.load(), ++inFlight);
     return item;
   };
-  stages.process = [](int& item, unsigned /*worker*/) { Dawdle(item); };
+  stages.process = [this](int& item, unsigned /*worker*/) { LetTheNextOneOvertake(item, 200); };
   stages.write = [write = stages.write, &inFlight](int& item, const std::exception_ptr& failure) {
     --inFlight;
     write(item, failure);
@@ -178,7 +190,7 @@ TEST_P(OrderedPipelineOf, NoWorkerIsGivenTwoItemsAtATime) {
   Stages stages = CountTo(100);
   stages.process = [&](int& item, unsigned worker) {
     if (++working.at(worker) != 1) overlapped = true;
-    Dawdle(item);
+    LetTheNextOneOvertake(item, 100);
     --working.at(worker);
   };
   Run(stages);

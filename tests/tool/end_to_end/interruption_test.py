@@ -5,9 +5,8 @@ import json
 import re
 import signal
 import subprocess
-import time
 
-from tool import PROGRAM, TIMEOUT, ToolTest, frame_bytes, make_v210, planes, probe
+from tool import PROGRAM, TIMEOUT, ToolTest, folder_events, frame_bytes, make_v210, planes, probe
 
 SIGNALS = (signal.SIGINT, signal.SIGTERM, signal.SIGHUP)
 HEADLESS = ("--fourcc", "V210", "--size", "128x96", "--rate", "25")
@@ -33,13 +32,11 @@ class Interruption(ToolTest):
                                 preexec_fn=reset_signals)
 
     def wait_for_work_file(self, name, size):
-        """Until a work file of `name` has that size, which is when frames have been written."""
-        deadline = time.monotonic() + TIMEOUT
-        while time.monotonic() < deadline:
-            if any(path.stat().st_size >= size for path in self.folder.glob(name + ".part-*")):
-                return
-            time.sleep(0.01)
-        self.fail("no frame was written")
+        """Waits until a work file of `name` has that size, when frames have been written."""
+        with folder_events(self.folder) as wait:
+            while not any(path.stat().st_size >= size
+                          for path in self.folder.glob(name + ".part-*")):
+                self.assertTrue(wait(), "no frame was written")
 
     def interrupt(self, process, number=signal.SIGINT):
         process.send_signal(number)

@@ -7,7 +7,6 @@ import random
 import signal
 import subprocess
 import threading
-import time
 import unittest
 
 from sound_test import make_movie, sound, tracks_of
@@ -36,8 +35,8 @@ class Killed(ToolTest):
         self.succeed("encode", self.clip, self.whole)
 
     def kill(self, piped, moment):
-        """Kills a run that is fed a part of its input, some time after it has told of its first
-        frame; returns its work file and the number of frames that it has told of."""
+        """Kills a run that has read a part of its input and reported its first frame; returns its
+        work file and the number of frames that it has reported."""
         process = subprocess.Popen(
             [PROGRAM, "encode", "--overwrite", "--progress", "json", "--timecode",
              "00:00:59;20", "--threads", str(moment.randint(1, 3)), "-", self.out], stdin=subprocess.PIPE,
@@ -51,9 +50,8 @@ class Killed(ToolTest):
         told = [process.stderr.readline()]
         while not told[-1].startswith(b"{"):  # behind notes
             told.append(process.stderr.readline())
-        time.sleep(moment.uniform(0, 0.05))
-        process.send_signal(signal.SIGKILL)
         feeder.join()
+        process.send_signal(signal.SIGKILL)
         with contextlib.suppress(BrokenPipeError):
             process.stdin.close()
         told += process.stderr.readlines()

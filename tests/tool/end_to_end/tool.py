@@ -2,11 +2,14 @@
 """What the end-to-end tests share: the program, clips to feed it, and views of what it wrote.
 
 The environment names the program (VIXPRORES) and the plug-in (VIXPRORES_PLUGIN)."""
+import contextlib
+import ctypes
 import functools
 import json
 import os
 import pathlib
 import re
+import select
 import shutil
 import struct
 import subprocess
@@ -38,6 +41,27 @@ def count_read_bytes(*arguments):
     if process.returncode != 0:
         raise AssertionError(f"{arguments}: {process.returncode}")
     return int(re.search(r"^rchar: (\d+)", usage, re.MULTILINE).group(1))
+
+
+@contextlib.contextmanager
+def folder_events(folder):
+    """Yields a function that waits until a file in the folder is created or written to, and returns
+    False if none is for TIMEOUT seconds. Events since the beginning of the context count."""
+    create, modify, moved_to = 0x100, 0x2, 0x80  # of sys/inotify.h
+    system = ctypes.CDLL(None, use_errno=True)
+    events = system.inotify_init1(os.O_CLOEXEC)
+    watch = system.inotify_add_watch(events, os.fsencode(folder), create | modify | moved_to)
+    try:
+        if watch < 0:
+            raise OSError(ctypes.get_errno(), "cannot watch", folder)
+
+        def wait():
+            ready = select.select([events], [], [], TIMEOUT)[0]
+            return bool(ready and os.read(events, 1 << 16))
+
+        yield wait
+    finally:
+        os.close(events)
 
 
 def ffmpeg(*arguments):
