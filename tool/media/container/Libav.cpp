@@ -111,7 +111,7 @@ int LibavStream::ReadCallback(void* self, std::uint8_t* data, int bytes) {
   });
 }
 
-int LibavStream::WriteCallback(void* self, std::uint8_t* data, int bytes) {
+int LibavStream::WriteCallback(void* self, OutputByte* data, int bytes) {
   auto& stream = *static_cast<LibavStream*>(self);
   return stream.Guard([&stream, data, bytes] {
     stream.output_->Write(std::span(data, static_cast<std::size_t>(bytes)));

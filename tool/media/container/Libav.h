@@ -74,7 +74,12 @@ class LibavStream {
   std::int64_t SeekFile(File& file, std::int64_t size, std::int64_t offset, int whence);
   std::size_t LeaveOut(std::span<std::uint8_t> destination);
   static int ReadCallback(void* self, std::uint8_t* data, int bytes);
-  static int WriteCallback(void* self, std::uint8_t* data, int bytes);
+#if LIBAVFORMAT_VERSION_MAJOR < 61  // FFmpeg 7.0
+  using OutputByte = std::uint8_t;
+#else
+  using OutputByte = const std::uint8_t;
+#endif
+  static int WriteCallback(void* self, OutputByte* data, int bytes);
   static std::int64_t SeekInputCallback(void* self, std::int64_t offset, int whence);
   static std::int64_t SeekOutputCallback(void* self, std::int64_t offset, int whence);
 
