@@ -7,7 +7,6 @@
 #include <string>
 #include <vector>
 
-#include "FourCCText.h"
 #include "vix/Error.h"
 
 namespace vix::RawVideoUtils {
@@ -25,34 +24,36 @@ constexpr Packing kPackings[] = {
     {kFourCC_V210, 48, 128},
 };
 
-const Packing& FindPacking(FourCC fourcc) {
+/// Returns null for a code that is not listed.
+const Packing* FindPacking(FourCC fourcc) {
   for (const Packing& packing : kPackings) {
-    if (packing.fourcc == fourcc) return packing;
+    if (packing.fourcc == fourcc) return &packing;
   }
-  throw VIXRuntimeError("No raw picture geometry for " + FourCCText(fourcc) + "; known are " +
-                        FourCCText(kFourCC_UYVY) + " and " + FourCCText(kFourCC_V210));
+  return nullptr;
 }
 
 std::uint32_t CheckedTo32Bits(std::uint64_t bytes, unsigned int width, unsigned int height) {
   if (bytes > std::numeric_limits<std::uint32_t>::max()) {
     throw VIXRuntimeError("A raw picture of " + std::to_string(width) + 'x' +
-                          std::to_string(height) + " takes more than 32 bits of bytes");
+                          std::to_string(height) +
+                          " is larger than the largest buffer (4 GiB - 1)");
   }
   return static_cast<std::uint32_t>(bytes);
 }
 
 std::uint32_t GetStride(FourCC fourcc, unsigned int width, unsigned int height) {
-  const Packing& packing = FindPacking(fourcc);
+  const Packing* const packing = FindPacking(fourcc);
+  if (packing == nullptr) return 0;
   const std::uint64_t groups =
-      (std::uint64_t{width} + packing.pixelsPerGroup - 1) / packing.pixelsPerGroup;
-  return CheckedTo32Bits(groups * packing.bytesPerGroup, width, height);
+      (std::uint64_t{width} + packing->pixelsPerGroup - 1) / packing->pixelsPerGroup;
+  return CheckedTo32Bits(groups * packing->bytesPerGroup, width, height);
 }
 
 }  // namespace
 
 std::vector<std::uint32_t> GetStrides(std::shared_ptr<const IVideoParameters> parameters) {
   const auto raw = std::dynamic_pointer_cast<const IVideoParameters_RAW>(parameters);
-  if (!raw) throw VIXRuntimeError("Strides are those of a raw video description; this is none");
+  if (!raw) throw VIXRuntimeError("GetStrides needs a description of raw video");
   return {GetStride(raw->GetFourCC(), raw->GetWidth(), raw->GetHeight())};
 }
 

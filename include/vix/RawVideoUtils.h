@@ -12,20 +12,22 @@
 
 namespace vix {
 
-/// Geometry of uncompressed pictures.
+/// Memory layout of uncompressed pictures.
 ///
-/// A "UYVY" row takes 2 bytes a pixel, the width rounded up to even. A "V210" row takes 128 bytes
-/// for every 48 pixels begun. Both formats are a single packed plane whatever the chroma of the
-/// stream that they come from. Any other FourCC, a null description, one that is not raw, and a
-/// result above 32 bits are refused with a VIXRuntimeError.
+/// A "UYVY" row has 2 bytes per pixel, with the width rounded up to even. A "V210" row has 128
+/// bytes for every 48 pixels or part of them. Both formats are a single packed plane, whatever the
+/// chroma sampling of the compressed stream. A picture of any other FourCC has rows of 0 bytes:
+/// elements report an unknown format themselves. Everything here throws a VIXRuntimeError if a
+/// result does not fit into 32 bits.
 namespace RawVideoUtils {
 
-/// Bytes per row of each plane of the raw picture described.
+/// Returns the bytes per row of each plane of the picture described.
+/// @throws VIXRuntimeError if the description is null or not of raw video
 VIX_API std::vector<std::uint32_t> GetStrides(std::shared_ptr<const IVideoParameters> parameters);
-/// Bytes per row of each plane of such a raw picture.
+/// Returns the bytes per row of each plane.
 VIX_API std::vector<std::uint32_t> GetStrides(FourCC fourcc, VideoChroma chroma, unsigned int width,
                                               unsigned int height);
-/// Byte size of one such raw picture: stride x height.
+/// Returns the bytes of one picture: stride x height.
 VIX_API std::uint32_t GetFrameBytes(FourCC fourcc, VideoChroma chroma, unsigned int width,
                                     unsigned int height);
 
