@@ -6,6 +6,7 @@
 /// What the encoder and the decoder element share: the host's codes in the codec library's terms,
 /// and the common properties of stream descriptions. Pure functions; any thread may call them.
 
+#include <cstddef>
 #include <cstdint>
 #include <memory>
 #include <stdexcept>
@@ -19,6 +20,17 @@
 #include "vix/WorkflowStepImplementation.h"
 
 namespace vix {
+
+// The codec library is called with these records by address: their layout is part of its ABI.
+static_assert(sizeof(EncodeParamsRecord) == 8);
+static_assert(offsetof(EncodeParamsRecord, codecType) == 0);
+static_assert(offsetof(EncodeParamsRecord, interlaceMode) == 4);
+static_assert(sizeof(PixelBufferRecord) == 24);
+static_assert(offsetof(PixelBufferRecord, baseAddress) == 0);
+static_assert(offsetof(PixelBufferRecord, rowBytes) == 8);
+static_assert(offsetof(PixelBufferRecord, pixelFormat) == 12);
+static_assert(offsetof(PixelBufferRecord, width) == 16);
+static_assert(offsetof(PixelBufferRecord, height) == 20);
 
 /// Codec type of a variant, a WPRCodecType.
 /// @throws std::runtime_error, without a log record, for any other value
@@ -48,18 +60,26 @@ inline std::uint32_t GetInterlaceMode(ScanMode scanMode) {
   throw std::runtime_error("Failed to convert ScanMode to apple interlace mode");
 }
 
-/// Pixel format of a host FourCC, a WPRPixelFormat: the one bridge between the host's codes (first
-/// character in the lowest byte) and the library's (first character in the highest byte).
-/// @throws VIXRuntimeError "Unsupported fourcc" for any code but "UYVY" and "V210"
-inline std::uint32_t GetPixelFormat(FourCC fourcc) {
+/// Returns the pixel format of a host FourCC, a WPRPixelFormat, or 0 for any code but "UYVY" and
+/// "V210". The only conversion between the host's codes (first character in the lowest byte) and
+/// the library's (first character in the highest byte).
+inline std::uint32_t FindPixelFormat(FourCC fourcc) {
   switch (fourcc) {
     case kFourCC_UYVY:
       return kWPRPixelFormat2vuy;
     case kFourCC_V210:
       return kWPRPixelFormatV210;
     default:
-      FailUnbracketed("Unsupported fourcc");
+      return 0;
   }
+}
+
+/// Returns the pixel format of a host FourCC, a WPRPixelFormat.
+/// @throws VIXRuntimeError "Unsupported fourcc" for any code but "UYVY" and "V210"
+inline std::uint32_t GetPixelFormat(FourCC fourcc) {
+  const std::uint32_t pixelFormat = FindPixelFormat(fourcc);
+  if (pixelFormat == 0) FailUnbracketed("Unsupported fourcc");
+  return pixelFormat;
 }
 
 /// Fills `target` with the thirteen common properties of `source`; a source of the same codec

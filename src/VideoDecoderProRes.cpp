@@ -19,8 +19,8 @@ constexpr int kNoRawParametersLine = 335;
 constexpr int kNoConfigLine = 355;
 
 /// Frame prefix: 32-bit size of the whole frame, then the identifier.
-constexpr std::uint64_t kPrefixBytes = 8;
-constexpr std::uint64_t kIdentifierOffset = 4;
+constexpr std::uint32_t kPrefixBytes = 8;
+constexpr std::uint32_t kIdentifierOffset = 4;
 constexpr std::array<std::uint8_t, 4> kFrameIdentifier{'i', 'c', 'p', 'f'};
 constexpr std::array<std::uint8_t, 4> kNoIdentifier{};
 
@@ -30,7 +30,7 @@ constexpr std::uint64_t kFrameHeaderBytes = 17;
 constexpr std::uint64_t kPictureSizeEnd = 5;
 
 /// Scratch memory starts with this, so that small frames never make it grow again.
-constexpr std::uint64_t kMinScratchBytes = 0xFC000;
+constexpr std::uint32_t kMinScratchBytes = 0xFC000;
 constexpr std::uint64_t kMaxBufferBytes = std::numeric_limits<std::uint32_t>::max();
 
 /// Coded height of 1080-line material, in whole macroblocks.
@@ -55,6 +55,13 @@ void WritePrefix(std::uint8_t* frame, std::uint32_t frameBytes,
                  const std::array<std::uint8_t, 4>& identifier) {
   for (int i = 0; i < 4; ++i) frame[i] = static_cast<std::uint8_t>(frameBytes >> (24 - 8 * i));
   std::copy(identifier.begin(), identifier.end(), frame + kIdentifierOffset);
+}
+
+/// Returns true if `destination` was set for a picture of this format and size.
+bool HasGeometry(const PixelBufferRecord& destination, FourCC fourcc, unsigned width,
+                 unsigned height) {
+  return destination.pixelFormat == FindPixelFormat(fourcc) && destination.width == width &&
+         destination.height == height;
 }
 
 /// Makes the compressed stream's properties those of its decoded pictures.
@@ -116,7 +123,8 @@ void VideoDecoderProRes::DefineInput(std::shared_ptr<const IInfoContainer> input
   std::shared_ptr<const IChannelInfo> channelInfo;
   if (skipField && output->GetScanMode() == ScanMode::Interlaced) {
     output->SetStoredHeight(output->GetStoredHeight() / 2);
-    channelInfo = CreateChannelInfo(info.GetChannelInfo()->GetTrack(), 0);
+    const auto inputChannel = info.GetChannelInfo();
+    channelInfo = CreateChannelInfo(inputChannel ? inputChannel->GetTrack() : nullptr, 0);
   } else {
     channelInfo = info.GetChannelInfo();
   }
@@ -190,17 +198,16 @@ std::int32_t VideoDecoderProRes::XTToStdProRes(std::shared_ptr<const IBuffer> so
 std::int32_t VideoDecoderProRes::Decode(std::shared_ptr<const IBuffer> input, FourCC fourcc) {
   if (input == nullptr) return kNoMemory;
   const std::uint8_t* const data = input->GetData();
-  const std::uint64_t inputBytes = input->GetSize();
+  const std::uint32_t inputBytes = input->GetSize();
   COMP_DETAILS_STRUCT details{};
   if (!GetCompressedFrameDetails(details, data, inputBytes)) return kUnreadableHeader;
   if (!details.bare) return DecodeStdProRes(input, fourcc);
 
   const bool paired = !details.progressive && !skipField;
-  const std::uint64_t scratchBytes =
+  // 32-bit arithmetic: a sum that wraps gives a buffer that XTToStdProRes() finds too small.
+  const std::uint32_t scratchBytes =
       std::max(kMinScratchBytes, (paired ? 2U : 1U) * inputBytes + kPrefixBytes);
-  if (scratchBytes > kMaxBufferBytes) return kNoMemory;
-  if (scratchBuffer->GetSize() < scratchBytes)
-    scratchBuffer->Resize(static_cast<std::uint32_t>(scratchBytes));
+  if (scratchBuffer->GetSize() < scratchBytes) scratchBuffer->Resize(scratchBytes);
 
   const bool secondField = paired && fieldCount % 2 == 1;
   std::int32_t result = XTToStdProRes(input, secondField);
@@ -234,10 +241,12 @@ std::int32_t VideoDecoderProRes::DecodeStdProRes(std::shared_ptr<const IBuffer> 
 
   if (decoderRecord->handle == nullptr && !OpenDecoder(picture)) return kDecoderNotOpen;
   PixelBufferRecord& destination = decoderRecord->destination;
-  // The geometry is that of the frame that opened the decoder, which may have been a larger one.
-  const std::uint64_t pictureBytes = std::uint64_t{destination.rowBytes} * destination.height;
-  if (pictureBytes > kMaxBufferBytes) return kNoMemory;
-  if (pictureBytes > outputBytes) outputBuffer->Resize(static_cast<std::uint32_t>(pictureBytes));
+  if (!HasGeometry(destination, fourcc, picture.width, picture.height)) {
+    // The library writes the picture that opened the decoder, which may be larger than this one.
+    const std::uint64_t pictureBytes = std::uint64_t{destination.rowBytes} * destination.height;
+    if (pictureBytes > kMaxBufferBytes) return kNoMemory;
+    if (pictureBytes > outputBytes) outputBuffer->Resize(static_cast<std::uint32_t>(pictureBytes));
+  }
   destination.baseAddress = outputBuffer->GetData();
   return WPRDecodeFrame(decoderRecord->handle, data, length, &destination, singleField ? 1 : 0) < 0
              ? kDecodeFailed

@@ -124,6 +124,17 @@ TEST_F(DecoderDefineInputTest, TheFreshChannelIsMadeFromTheInputsTrack) {
   EXPECT_EQ(channel.index, 0);
 }
 
+TEST_F(DecoderDefineInputTest, AMissingInputChannelGivesAChannelWithoutTrack) {
+  initConfig->numbers["SkipField"] = 1;
+  decoder->SetInitConfig(initConfig);
+  parameters->values.scanMode = vix::ScanMode::Interlaced;
+  const auto stream = MakeStream(parameters);
+  stream->infos = {std::make_shared<fake::VideoInfo>("info", parameters, nullptr)};
+  decoder->DefineInput(stream, "");
+  EXPECT_EQ(TheHost().CountCalls("CreateChannelInfo(null, 0)"), 1U);
+  EXPECT_EQ(fake::NameOf(OnlyInfo(decoder->GetDefinedOutput("")).channel), "newChannel");
+}
+
 TEST_F(DecoderDefineInputTest, TheScanModeIsReadOnlyWhenFieldsAreSkipped) {
   decoder->SetInitConfig(initConfig);
   DefineParameters();
@@ -180,10 +191,14 @@ TEST_F(DecoderDefineInputTest, FamiliesAreWrittenAsSignedNumbers) {
 
 TEST_F(DecoderDefineInputTest, MissingRawParametersAreReported) {
   decoder->SetInitConfig(initConfig);
-  TheHost().nullParameters = true;
-  ExpectReport([&] { DefineParameters(); },
-               "[Need raw video codec family for output config] [ Pointer is null ]",
-               "VideoDecoderProRes", "335");
+  const std::vector<std::shared_ptr<vix::IVideoParameters>> answers{
+      nullptr, std::make_shared<fake::ProResParameters>("another class")};
+  for (const auto& answer : answers) {
+    TheHost().createParameters = [=](vix::VCodecFamily) { return answer; };
+    ExpectReport([&] { DefineParameters(); },
+                 "[Need raw video codec family for output config] [ Pointer is null ]",
+                 "VideoDecoderProRes", "335");
+  }
 }
 
 TEST_F(DecoderDefineInputTest, TheConfigurationIsMissedOnlyAfterTheOutputWasFilled) {

@@ -16,7 +16,7 @@ inline const std::string kV210 = fake::Join(vix::kFourCC_V210);
 
 /// A decoder element with a configuration at hand ("initConfig": SkipField false, nothing else).
 class DecoderTest : public PluginTest {
- protected:
+ public:
   DecoderTest() {
     initConfig->numbers = {{"SkipField", 0}};
     parameters->values = DistinctProperties();

@@ -202,11 +202,23 @@ TEST_F(EncoderDefineInputTest, ParametersOfOneFamilyAreCopiedAsAWhole) {
                                              "output.CopyFrom(input)"}));
 }
 
-TEST_F(EncoderDefineInputTest, TypedParametersAreNullWhenTheHostGivesNoneOrAnotherClass) {
-  EXPECT_NE(vix::CreateVideoParameters<vix::VCodecFamily::Raw>(), nullptr);
-  EXPECT_NE(vix::CreateVideoParameters<vix::VCodecFamily::ProRes>(), nullptr);
-  TheHost().nullParameters = true;
-  EXPECT_EQ(vix::CreateVideoParameters<vix::VCodecFamily::Raw>(), nullptr);
+TEST_F(EncoderDefineInputTest, TypedParametersAreNullIfTheHostReturnsNullOrAnotherClass) {
+  using vix::VCodecFamily;
+  EXPECT_NE(vix::CreateVideoParameters<VCodecFamily::Raw>(), nullptr);
+  EXPECT_NE(vix::CreateVideoParameters<VCodecFamily::ProRes>(), nullptr);
+  TheHost().createParameters = [](VCodecFamily) { return nullptr; };
+  EXPECT_EQ(vix::CreateVideoParameters<VCodecFamily::Raw>(), nullptr);
+  TheHost().createParameters = [](VCodecFamily family) {
+    // The right family in an object of the other family's class.
+    const auto other = std::make_shared<fake::ProResParameters>("other");
+    other->family = family;
+    return other;
+  };
+  EXPECT_EQ(vix::CreateVideoParameters<VCodecFamily::Raw>(), nullptr);
+  TheHost().createParameters = [](VCodecFamily) {
+    return std::make_shared<fake::RawParameters>("other");
+  };
+  EXPECT_EQ(vix::CreateVideoParameters<VCodecFamily::ProRes>(), nullptr);
 }
 
 }  // namespace

@@ -257,7 +257,7 @@ std::shared_ptr<IBuffer> CreateBuffer(std::shared_ptr<IMemoryBlockAllocator> all
 
 std::shared_ptr<IVideoParameters> CreateVideoParameters(VCodecFamily family) {
   TheHost().Call("CreateVideoParameters", Join(static_cast<int>(family)));
-  if (TheHost().nullParameters) return nullptr;
+  if (TheHost().createParameters) return TheHost().createParameters(family);
   if (family == VCodecFamily::Raw) return std::make_shared<fake::RawParameters>("output");
   return std::make_shared<fake::ProResParameters>("output");
 }

@@ -62,13 +62,14 @@ struct Host {
   std::shared_ptr<vix::IElementFactory> factory;                       ///< answer of GetFactory
   std::shared_ptr<const vix::IParametersCollectionInstance> manifest;  ///< of GetManifest
   std::map<std::string, std::shared_ptr<vix::IMemoryBlockAllocator>> allocators;
-  std::uint32_t rate = 0;                      ///< answer of GetProResVideoRateMbps
-  std::vector<std::uint32_t> strides;          ///< answer of GetStrides; empty = by the picture
-  std::uint32_t frameBytes = 0;                ///< answer of GetFrameBytes; 0 = by the picture
-  std::uint32_t spareBytes = 0;                ///< what buffers get beyond what they ask for
-  bool nullParameters = false;                 ///< CreateVideoParameters gives null
-  std::vector<std::weak_ptr<Buffer>> buffers;  ///< every buffer made so far
-  std::map<std::string, int> created;          ///< objects made so far, by kind
+  std::uint32_t rate = 0;              ///< answer of GetProResVideoRateMbps
+  std::vector<std::uint32_t> strides;  ///< answer of GetStrides; empty = by the picture
+  std::uint32_t frameBytes = 0;        ///< answer of GetFrameBytes; 0 = by the picture
+  std::uint32_t spareBytes = 0;        ///< what buffers get beyond what they ask for
+  /// Replaces CreateVideoParameters if set.
+  std::function<std::shared_ptr<vix::IVideoParameters>(vix::VCodecFamily)> createParameters;
+  std::vector<std::weak_ptr<Buffer>> buffers;          ///< every buffer made so far
+  std::map<std::string, int> created;                  ///< objects made so far, by kind
   std::map<std::string, std::function<void()>> hooks;  ///< run at each call of that function
 
   /// Notes one call, then runs the hook of that function, which may throw.
