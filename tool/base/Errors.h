@@ -7,7 +7,6 @@
 /// where, and what to do about it.
 
 #include <cstdint>
-#include <cstdio>
 #include <stdexcept>
 #include <string>
 
@@ -15,11 +14,6 @@ namespace vixprores {
 
 /// Exit codes of the program.
 enum ExitCode { kExitDone = 0, kExitFailed = 1, kExitWrongUse = 2 };
-
-/// Prints "vixprores: " and the message on standard error.
-inline void PrintError(const std::string& message) {
-  std::fprintf(stderr, "vixprores: %s\n", message.c_str());
-}
 
 /// The command line asks for something that cannot be: exit code 2.
 class UsageError : public std::runtime_error {
@@ -78,7 +72,7 @@ class FrameTimeFailure : public FrameFailure {
       : FrameFailure(message, found, {}, missing == 0 ? 1 : missing, frame) {}
 };
 
-/// The user stopped the program while it waited for input.
+/// The program was asked to stop.
 class Interrupted : public std::runtime_error {
  public:
   Interrupted() : std::runtime_error("interrupted") {}

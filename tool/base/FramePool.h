@@ -4,10 +4,16 @@
 
 #include <cstdint>
 #include <memory>
+#include <span>
 
 #include "vix/Buffers.h"
 
 namespace vixprores {
+
+/// Returns the bytes of a frame; they are valid as long as its buffer is.
+inline std::span<const std::uint8_t> BytesOf(const vix::IBuffer& frame) {
+  return {frame.GetData(), frame.GetSize()};
+}
 
 /// New buffers whose memory is recycled. May be used by any thread; the buffers may outlive it.
 class FramePool {

@@ -6,9 +6,9 @@
 #include <utility>
 #include <vector>
 
-#include "base/Count.h"
 #include "base/Errors.h"
 #include "base/Interrupt.h"
+#include "base/Text.h"
 #include "run/OrderedPipeline.h"
 
 namespace vixprores {

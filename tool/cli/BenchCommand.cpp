@@ -8,10 +8,10 @@
 #include <nlohmann/json.hpp>
 #include <vector>
 
-#include "base/Count.h"
 #include "base/Errors.h"
 #include "base/FramePool.h"
 #include "base/Interrupt.h"
+#include "base/Text.h"
 #include "cli/BenchOptions.h"
 #include "cli/BindOptions.h"
 #include "cli/Commands.h"

@@ -10,7 +10,7 @@
 #include <string_view>
 
 #include "base/Errors.h"
-#include "base/Suggestion.h"
+#include "base/Text.h"
 #include "cli/Help.h"
 
 namespace vixprores {

@@ -4,6 +4,7 @@
 #include <string>
 #include <vector>
 
+#include "base/Text.h"
 #include "check/VideoComparison.h"
 #include "cli/BindOptions.h"
 #include "cli/Commands.h"
@@ -67,8 +68,11 @@ int Compare(const CompareOptions& options) {
     page->Write(AsBytes(MakePage(videos, comparison)));
     page->Commit();
   }
-  const std::string text = options.json ? ComparisonJson(comparison) : ComparisonText(comparison);
-  std::fputs(text.c_str(), stdout);
+  if (options.json) {
+    std::fputs(ComparisonJson(comparison).c_str(), stdout);
+  } else {
+    PrintText(stdout, ComparisonText(comparison));
+  }
   return kExitDone;
 }
 

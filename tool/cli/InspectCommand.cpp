@@ -7,6 +7,7 @@
 #include <string>
 #include <utility>
 
+#include "base/Text.h"
 #include "cli/BindOptions.h"
 #include "cli/Commands.h"
 #include "cli/PagePictures.h"
@@ -97,8 +98,11 @@ int Inspect(const InspectOptions& options) {
   }
   stream.note = reader->GetEndNote();
   if (page) WritePage(std::move(reader), stream, notable, *page);
-  const std::string text = options.json ? InspectionJson(stream) : InspectionText(stream);
-  std::fputs(text.c_str(), stdout);
+  if (options.json) {
+    std::fputs(InspectionJson(stream).c_str(), stdout);
+  } else {
+    PrintText(stdout, InspectionText(stream));
+  }
   if (!stream.failure.empty()) PrintError(stream.failure);
   if (!stream.note.empty()) PrintNote(stream.name + ": " + stream.note);
   return stream.failure.empty() && stream.faulty == 0 ? kExitDone : kExitFailed;

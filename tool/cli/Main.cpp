@@ -8,6 +8,7 @@
 
 #include "base/Errors.h"
 #include "base/Interrupt.h"
+#include "base/Text.h"
 #include "cli/CommandLine.h"
 #include "cli/Commands.h"
 #include "cli/Version.h"

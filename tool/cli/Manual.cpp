@@ -6,7 +6,7 @@
 #include <cctype>
 #include <string_view>
 
-#include "base/Suggestion.h"
+#include "base/Text.h"
 
 namespace vixprores {
 namespace {

@@ -6,7 +6,7 @@
 #include <iterator>
 
 #include "base/Errors.h"
-#include "base/Suggestion.h"
+#include "base/Text.h"
 #include "cli/BindOptions.h"
 #include "cli/Commands.h"
 #include "cli/Manual.h"

@@ -3,9 +3,9 @@
 #include <cstdio>
 #include <utility>
 
-#include "base/Count.h"
 #include "base/Errors.h"
 #include "base/Interrupt.h"
+#include "base/Text.h"
 #include "cli/BindOptions.h"
 #include "cli/Commands.h"
 #include "format/OutputFormat.h"
@@ -160,8 +160,8 @@ int Run(const RecoverOptions& options) {
   if (options.json) {
     std::fprintf(options.output == "-" ? stderr : stdout, "%s\n", SummaryJson(report).c_str());
   } else if (!options.quiet) {
-    std::fprintf(stderr, "%s\n%s is kept; it can be removed once the output is seen to be good\n",
-                 SummaryLine(report).c_str(), options.input.c_str());
+    PrintText(stderr, SummaryLine(report) + "\n" + options.input +
+                          " is kept; it can be removed once the output is seen to be good\n");
   }
   return kExitDone;
 }

@@ -13,6 +13,7 @@
 #include <vector>
 
 #include "base/Interrupt.h"
+#include "base/Text.h"
 #include "cli/BindOptions.h"
 #include "cli/Commands.h"
 #include "media/OutputFile.h"
@@ -253,7 +254,7 @@ int WriteStills(const ThumbsOptions& options) {
   if (options.json) {
     std::printf("%s\n", StillsJson(report).c_str());
   } else if (!options.quiet) {
-    std::fprintf(stderr, "%s\n", StillsText(report).c_str());
+    PrintText(stderr, StillsText(report) + "\n");
   }
   return kExitDone;
 }

@@ -9,9 +9,9 @@
 #include <utility>
 #include <vector>
 
-#include "base/Count.h"
 #include "base/Errors.h"
 #include "base/Interrupt.h"
+#include "base/Text.h"
 #include "check/Verification.h"
 #include "check/VerifiedStream.h"
 #include "cli/BindOptions.h"
@@ -101,7 +101,7 @@ struct VerifiedFile {
 
 void PrintSoundDamage(const Verification& result) {
   for (const SoundDamage& damage : FirstOf(result.soundDamage)) {
-    std::printf("%s: %s\n", result.file.c_str(), Describe(damage).c_str());
+    PrintText(stdout, result.file + ": " + Describe(damage) + "\n");
   }
 }
 
@@ -112,7 +112,7 @@ void VerifyReader(const VerifyOptions& options, const std::string& path, FrameRe
   VerificationEvents events;
   events.damaged = [&](const DamagedFrame& frame) {
     if (options.json) return;
-    std::printf("%s: %s\n", result.file.c_str(), DescribeDamage(frame).c_str());
+    PrintText(stdout, result.file + ": " + DescribeDamage(frame) + "\n");
     std::fflush(stdout);
   };
   events.progress = [&](std::int64_t frames, std::uint64_t bytes) {
@@ -132,7 +132,7 @@ void VerifyReader(const VerifyOptions& options, const std::string& path, FrameRe
   result.index = FindIndexFaults(path, reader);
   if (options.json) return;
   for (const std::string& fault : result.index) {
-    std::printf("%s: %s\n", result.file.c_str(), DescribeIndexFault(fault).c_str());
+    PrintText(stdout, result.file + ": " + DescribeIndexFault(fault) + "\n");
   }
 }
 
@@ -154,7 +154,7 @@ VerifiedFile VerifyFile(const VerifyOptions& options, const std::string& file) {
   if (!result.error.empty()) PrintError(result.error);
   if (!result.note.empty()) PrintNote(result.file + ": " + result.note);
   const bool isTold = !options.json && !(options.quiet && result.IsIntact());
-  if (isTold) std::printf("%s\n", DescribeOutcome(result).c_str());
+  if (isTold) PrintText(stdout, DescribeOutcome(result) + "\n");
   return verified;
 }
 

@@ -5,7 +5,7 @@ extern "C" {
 #include <libavformat/avformat.h>
 }
 
-#include "base/Suggestion.h"
+#include "base/Text.h"
 #include "run/CodecEnvironment.h"
 #include "run/PluginSearch.h"
 

@@ -6,7 +6,7 @@
 #include <cmath>
 #include <cstdio>
 
-#include "base/Count.h"
+#include "base/Text.h"
 
 namespace vixprores {
 namespace {

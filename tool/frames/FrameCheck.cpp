@@ -5,7 +5,7 @@
 #include <array>
 #include <iterator>
 
-#include "base/Count.h"
+#include "base/Text.h"
 #include "bitstream/BlockOrder.h"
 #include "entropy/CoefficientDecoder.h"
 #include "frames/FrameStructure.h"

@@ -10,7 +10,7 @@
 #include <span>
 #include <string>
 
-#include "base/BufferBytes.h"
+#include "base/FramePool.h"
 #include "bitstream/FrameHeader.h"
 #include "format/StreamFormat.h"
 

@@ -4,9 +4,9 @@
 #include <string>
 #include <utility>
 
-#include "base/Count.h"
 #include "base/Errors.h"
 #include "base/Interrupt.h"
+#include "base/Text.h"
 
 namespace vixprores {
 

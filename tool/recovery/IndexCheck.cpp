@@ -8,7 +8,7 @@
 #include <optional>
 #include <utility>
 
-#include "base/Count.h"
+#include "base/Text.h"
 #include "media/container/IndexedStretches.h"
 #include "recovery/TaggedFileReader.h"
 

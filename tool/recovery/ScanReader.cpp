@@ -4,8 +4,8 @@
 #include <string>
 #include <utility>
 
-#include "base/Count.h"
 #include "base/Errors.h"
+#include "base/Text.h"
 #include "frames/HeaderCodes.h"
 #include "frames/StreamHeaders.h"
 

@@ -7,7 +7,7 @@
 #include <nlohmann/json.hpp>
 #include <utility>
 
-#include "base/Count.h"
+#include "base/Text.h"
 #include "report/PlaceJson.h"
 #include "report/TextTable.h"
 

@@ -7,7 +7,7 @@
 #include <cmath>
 #include <utility>
 
-#include "base/Count.h"
+#include "base/Text.h"
 #include "report/HtmlPage.h"
 #include "report/TextTable.h"
 

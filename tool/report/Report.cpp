@@ -9,8 +9,8 @@
 #include <cstdio>
 #include <nlohmann/json.hpp>
 
-#include "base/Count.h"
 #include "base/Errors.h"
+#include "base/Text.h"
 #include "format/ColourNames.h"
 #include "media/InputFile.h"
 #include "report/PlaceJson.h"
@@ -276,10 +276,6 @@ std::string ErrorJson(const std::string& message) {
   return Dump({{"error", message}});
 }
 
-void PrintNote(const std::string& text) {
-  std::fprintf(stderr, "vixprores: note: %s\n", text.c_str());
-}
-
 void PrintDamage(const RunReport& report) {
   for (const FrameDamage& damage : report.damage) {
     if (damage.treatment == FrameDamage::Treatment::Stopped) continue;  // the message tells
@@ -349,7 +345,8 @@ void Progress::Update(const RunReport& report, std::optional<std::int64_t> total
     return;
   }
   shown_ = true;
-  const std::string text = ProgressText(report, total).substr(0, TerminalColumns() - 1);
+  const std::string text =
+      PrintableLine(ProgressText(report, total)).substr(0, TerminalColumns() - 1);
   std::fprintf(stderr, "\r\033[K%s", text.c_str());
   std::fflush(stderr);
 }

@@ -69,9 +69,6 @@ std::string SummaryJson(const RunReport& report);
 /// {"error": "..."}, without a newline.
 std::string ErrorJson(const std::string& message);
 
-/// Prints "vixprores: note: " and the text on standard error.
-void PrintNote(const std::string& text);
-
 /// Tells on standard error of the damaged frames that the run went on behind; also to those who
 /// want to hear of nothing else.
 void PrintDamage(const RunReport& report);

@@ -3,7 +3,7 @@
 
 #include <nlohmann/json.hpp>
 
-#include "base/Count.h"
+#include "base/Text.h"
 
 namespace vixprores {
 namespace {

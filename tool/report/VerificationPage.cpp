@@ -4,7 +4,7 @@
 #include <utility>
 #include <vector>
 
-#include "base/Count.h"
+#include "base/Text.h"
 #include "report/HtmlChart.h"
 #include "report/HtmlPictures.h"
 #include "report/InspectionPage.h"

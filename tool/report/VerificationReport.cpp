@@ -4,7 +4,7 @@
 #include <algorithm>
 #include <nlohmann/json.hpp>
 
-#include "base/Count.h"
+#include "base/Text.h"
 #include "report/PlaceJson.h"
 #include "report/SoundDamageJson.h"
 

@@ -13,6 +13,7 @@
 
 #include "base/Errors.h"
 #include "base/Interrupt.h"
+#include "base/Text.h"
 #include "media/OutputFile.h"
 
 namespace vixprores {
@@ -74,7 +75,7 @@ class Batch {
     if (options_.json) {
       std::fprintf(stdout, "%s\n", BatchJson(reports_).c_str());
     } else if (!options_.quiet) {
-      std::fputs(BatchTable(reports_).c_str(), stderr);
+      PrintText(stderr, BatchTable(reports_));
     }
     return std::ranges::all_of(reports_, IsThere) ? kExitDone : kExitFailed;
   }
@@ -121,7 +122,7 @@ class Batch {
     if (!report.message.empty()) PrintError(report.message);
     if (!options_.json) PrintDamage(report);
     if (options_.quiet || options_.json || report.status != RunReport::Status::Done) return;
-    std::fprintf(stderr, "%s\n", SummaryLine(report).c_str());
+    PrintText(stderr, SummaryLine(report) + "\n");
   }
 
   const TranscodeOptions& options_;

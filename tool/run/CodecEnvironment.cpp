@@ -5,7 +5,7 @@
 #include <cstdlib>
 
 #include "base/Errors.h"
-#include "base/Suggestion.h"
+#include "base/Text.h"
 #include "cpu/CpuLevel.h"
 
 namespace vixprores {

@@ -9,8 +9,8 @@
 #include <optional>
 #include <stdexcept>
 
-#include "base/Count.h"
 #include "base/Errors.h"
+#include "base/Text.h"
 #include "format/ColourNames.h"
 #include "media/FrameReader.h"
 #include "run/FrameSource.h"

@@ -4,7 +4,7 @@
 #include <cstdio>
 
 #include "base/Errors.h"
-#include "base/Suggestion.h"
+#include "base/Text.h"
 #include "media/container/Libav.h"
 #include "run/CodecEnvironment.h"
 #include "vix/Logging.h"
@@ -93,7 +93,7 @@ void SetUpMessages(const HostOptions& options) {
   // shown only to those who ask for them.
   vix::SetCurrentLoggerWriter(
       vix::CreateLineLoggerWriter([show = options.verbose](vix::LogLevel, const std::string& line) {
-        if (show) std::fprintf(stderr, "%s\n", line.c_str());
+        if (show) PrintText(stderr, line + "\n");
       }));
 }
 

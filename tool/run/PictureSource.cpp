@@ -5,8 +5,8 @@
 #include <string>
 #include <utility>
 
-#include "base/Count.h"
 #include "base/Errors.h"
+#include "base/Text.h"
 #include "frames/FrameCheck.h"
 #include "frames/StreamHeaders.h"
 #include "run/DecoderWatch.h"

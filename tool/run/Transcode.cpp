@@ -7,8 +7,8 @@
 #include <numeric>
 #include <utility>
 
-#include "base/Count.h"
 #include "base/Errors.h"
+#include "base/Text.h"
 #include "media/OutputFile.h"
 #include "media/sound/SideTracks.h"
 #include "recovery/IndexCheck.h"
@@ -22,7 +22,7 @@ namespace vixprores {
 namespace {
 
 void PrintNote(const TranscodeOptions& options, const std::string& text) {
-  if (!options.quiet && !text.empty()) std::fprintf(stderr, "vixprores: note: %s\n", text.c_str());
+  if (!options.quiet && !text.empty()) vixprores::PrintNote(text);
 }
 
 void PrintNotes(const TranscodeOptions& options, const TranscodePlan& plan) {
@@ -47,7 +47,7 @@ void PrintSummary(const TranscodeOptions& options, const RunReport& report) {
     // Standard output may be where the frames go.
     std::fprintf(options.output == "-" ? stderr : stdout, "%s\n", SummaryJson(report).c_str());
   } else if (!options.quiet && report.status == RunReport::Status::Done) {
-    std::fprintf(stderr, "%s\n", SummaryLine(report).c_str());
+    PrintText(stderr, SummaryLine(report) + "\n");
   }
 }
 

@@ -6,7 +6,7 @@
 #include <sstream>
 
 #include "base/Errors.h"
-#include "base/Suggestion.h"
+#include "base/Text.h"
 #include "format/ColourNames.h"
 #include "format/OutputFormat.h"
 #include "run/Batch.h"

@@ -11,8 +11,8 @@
 #include <span>
 #include <utility>
 
-#include "base/Count.h"
 #include "base/Errors.h"
+#include "base/Text.h"
 #include "format/Encodable.h"
 #include "format/Values.h"
 #include "media/container/AtomChain.h"

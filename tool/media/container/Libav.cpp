@@ -15,6 +15,8 @@ extern "C" {
 #include <libavutil/mem.h>
 }
 
+#include "base/Text.h"
+
 namespace vixprores {
 namespace {
 
@@ -30,7 +32,7 @@ thread_local std::string t_lastMessage;  // NOLINT(cert-err58-cpp): an empty tex
   std::vsnprintf(text.data(), text.size(), format, arguments);
   std::string message = text.data();
   while (!message.empty() && (message.back() == '\n' || message.back() == ' ')) message.pop_back();
-  if (shown) std::fprintf(stderr, "%s\n", message.c_str());
+  if (shown) PrintText(stderr, message + "\n");
   if (level <= AV_LOG_ERROR) t_lastMessage = std::move(message);
 }
 

@@ -7,7 +7,7 @@
 #include <utility>
 #include <vector>
 
-#include "base/BufferBytes.h"
+#include "base/FramePool.h"
 #include "format/PlanarPicture.h"
 #include "format/Y4mHeader.h"
 

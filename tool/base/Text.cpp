@@ -1,0 +1,141 @@
+// SPDX-License-Identifier: BSD-2-Clause
+#include "base/Text.h"
+
+#include <algorithm>
+#include <array>
+#include <cctype>
+#include <cstddef>
+#include <numeric>
+#include <utility>
+
+namespace vixprores {
+namespace {
+
+char Lower(char letter) {
+  return static_cast<char>(std::tolower(static_cast<unsigned char>(letter)));
+}
+
+// Counts the insertions, deletions, replacements and swaps of neighbours that turn one word into
+// the other (optimal string alignment). Ignores case.
+std::size_t EditDistance(const std::string& from, const std::string& to) {
+  std::vector<std::size_t> before;
+  std::vector<std::size_t> above(to.size() + 1);
+  std::iota(above.begin(), above.end(), std::size_t{0});
+  for (std::size_t i = 1; i <= from.size(); ++i) {
+    std::vector<std::size_t> row(to.size() + 1, i);
+    for (std::size_t j = 1; j <= to.size(); ++j) {
+      const bool same = Lower(from[i - 1]) == Lower(to[j - 1]);
+      row[j] = std::min({above[j] + 1, row[j - 1] + 1, above[j - 1] + (same ? 0 : 1)});
+      const bool swapped = i > 1 && j > 1 && Lower(from[i - 1]) == Lower(to[j - 2]) &&
+                           Lower(from[i - 2]) == Lower(to[j - 1]);
+      if (swapped) row[j] = std::min(row[j], before[j - 2] + 1);
+    }
+    before = std::exchange(above, std::move(row));
+  }
+  return above.back();
+}
+
+struct Utf8Character {
+  std::size_t bytes;  // 0 = not UTF-8
+  char32_t code;
+};
+
+// Decodes the character at the start of `text`, which is not empty.
+Utf8Character DecodeUtf8(std::string_view text) {
+  constexpr std::array<char32_t, 5> kSmallest{0, 0, 0x80, 0x800, 0x10000};  // by length in bytes
+  const auto first = static_cast<unsigned char>(text.front());
+  if (first < 0x80) return {1, first};
+  const std::size_t bytes = first >= 0xF0 ? 4 : first >= 0xE0 ? 3 : 2;
+  if (first < 0xC0 || first >= 0xF8 || text.size() < bytes) return {0, 0};
+  char32_t code = first & (0xFFU >> (bytes + 1));
+  for (const char next : text.substr(1, bytes - 1)) {
+    const auto byte = static_cast<unsigned char>(next);
+    if ((byte & 0xC0) != 0x80) return {0, 0};
+    code = code << 6 | (byte & 0x3F);
+  }
+  const bool isSurrogate = code >= 0xD800 && code < 0xE000;
+  if (code < kSmallest[bytes] || code > 0x10FFFF || isSurrogate) return {0, 0};
+  return {bytes, code};
+}
+
+bool IsControl(char32_t code) {
+  return code < 0x20 || (code >= 0x7F && code < 0xA0);
+}
+
+// Returns `prefix` and that many hexadecimal digits of `value`.
+std::string HexEscape(const char* prefix, std::size_t digits, std::uint32_t value) {
+  std::string escape = prefix;
+  while (digits-- > 0) escape += "0123456789ABCDEF"[value >> 4 * digits & 0xF];
+  return escape;
+}
+
+std::string Escape(std::string_view text, bool keepsNewlines) {
+  std::string printable;
+  printable.reserve(text.size());
+  while (!text.empty()) {
+    const auto [bytes, code] = DecodeUtf8(text);
+    const std::string_view character = text.substr(0, std::max<std::size_t>(bytes, 1));
+    if (bytes == 0) {
+      printable += HexEscape("\\x", 2, static_cast<unsigned char>(text.front()));
+    } else if (code == '\n') {
+      printable += keepsNewlines ? "\n" : "\\n";
+    } else if (IsControl(code)) {
+      printable += code < 0x80 ? HexEscape("\\x", 2, code) : HexEscape("\\u", 4, code);
+    } else {
+      printable += character;
+    }
+    text.remove_prefix(character.size());
+  }
+  return printable;
+}
+
+}  // namespace
+
+std::string Count(std::int64_t number, const std::string& noun) {
+  return std::to_string(number) + " " + noun + (number == 1 ? "" : "s");
+}
+
+std::string JoinWords(const std::vector<std::string>& words) {
+  std::string text;
+  for (std::size_t i = 0; i < words.size(); ++i) {
+    if (i > 0) text += i + 1 == words.size() ? " and " : ", ";
+    text += words[i];
+  }
+  return text;
+}
+
+std::string Suggest(const std::string& text, const std::vector<std::string>& known) {
+  if (known.empty()) return {};
+  // An abbreviation means the word that it begins, however much of it is missing.
+  const auto begun = std::ranges::find_if(known, [&text](const std::string& word) {
+    return text.size() > 3 && word.starts_with(text);
+  });
+  const auto nearest = std::ranges::min_element(
+      known, {}, [&text](const std::string& word) { return EditDistance(text, word); });
+  const bool isNear = EditDistance(text, *nearest) <= text.size() / 3 + 1;
+  if (begun == known.end() && !isNear) return {};
+  return " (did you mean '" + (begun != known.end() ? *begun : *nearest) + "'?)";
+}
+
+std::string PrintableText(std::string_view text) {
+  return Escape(text, true);
+}
+
+std::string PrintableLine(std::string_view text) {
+  return Escape(text, false);
+}
+
+void PrintText(std::FILE* stream, std::string_view text) {
+  const std::string printable = PrintableText(text);
+  std::fwrite(printable.data(), 1, printable.size(), stream);
+}
+
+void PrintError(const std::string& message) {
+  PrintText(stderr, "vixprores: " + message + "\n");
+}
+
+void PrintNote(const std::string& message) {
+  PrintError("note: " + message);
+}
+
+}  // namespace vixprores
