@@ -4,20 +4,30 @@
 #include <sys/eventfd.h>
 #include <unistd.h>
 
+#include <array>
 #include <atomic>
+#include <cerrno>
 #include <csignal>
 #include <cstdint>
-#include <thread>
+
+#include "base/Errors.h"
 
 namespace vixprores {
 namespace {
 
+constexpr std::array kStopSignals{SIGINT, SIGTERM, SIGHUP};
+
+// Set by signal handlers.
 std::atomic<bool> g_interruptRequested = false;
+std::atomic<int> g_signal = 0;  // the first that came; 0 = none
+static_assert(std::atomic<bool>::is_always_lock_free && std::atomic<int>::is_always_lock_free);
+
 int g_descriptor = -1;
 
 void SetAction(int signal, void (*handler)(int)) {
   struct sigaction action {};
   action.sa_handler = handler;
+  action.sa_flags = SA_RESTART;
   sigemptyset(&action.sa_mask);
   sigaction(signal, &action, nullptr);
 }
@@ -27,43 +37,33 @@ bool IsIgnored(int signal) {
   return sigaction(signal, nullptr, &action) == 0 && action.sa_handler == SIG_IGN;
 }
 
-sigset_t RequestingSignals() {
-  sigset_t signals;
-  sigemptyset(&signals);
-  sigaddset(&signals, SIGINT);
-  sigaddset(&signals, SIGTERM);
-  // A lost terminal is the same request, unless nohup asked to outlive it.
-  if (!IsIgnored(SIGHUP)) sigaddset(&signals, SIGHUP);
-  return signals;
-}
-
-/// Takes the first signal as a request, and leaves the second to end the program.
-void WaitForSignals(sigset_t signals) {
-  int signal = 0;
-  while (sigwait(&signals, &signal) != 0) continue;
+// Takes the first signal as a request and leaves the next to end the program.
+void HandleSignal(int signal) {
+  const int error = errno;
+  g_signal = signal;
   RequestInterrupt();
-  for (const int each : {SIGINT, SIGTERM, SIGHUP}) {
-    if (sigismember(&signals, each) == 1) SetAction(each, SIG_DFL);
+  for (const int each : kStopSignals) {
+    if (!IsIgnored(each)) SetAction(each, SIG_DFL);
   }
-  pthread_sigmask(SIG_UNBLOCK, &signals, nullptr);
-  for (;;) pause();
+  errno = error;
 }
 
 }  // namespace
 
 void InstallSignalHandlers() {
-  // Where there is none the request is seen all the same, once the next bytes have come.
+  // Without a descriptor a request is seen with the next bytes that come.
   g_descriptor = eventfd(0, EFD_CLOEXEC | EFD_NONBLOCK);
   for (const int signal : {SIGPIPE, SIGXFSZ}) SetAction(signal, SIG_IGN);
-  const sigset_t signals = RequestingSignals();
-  pthread_sigmask(SIG_BLOCK, &signals, nullptr);
-  std::thread(WaitForSignals, signals).detach();
+  for (const int signal : kStopSignals) {
+    // nohup ignores SIGHUP for the program.
+    if (signal != SIGHUP || !IsIgnored(signal)) SetAction(signal, HandleSignal);
+  }
 }
 
 void RequestInterrupt() {
   g_interruptRequested = true;
   const std::uint64_t one = 1;
-  // The counter is full only when it is readable already.
+  // Fails only if the counter is full, and then it is readable.
   [[maybe_unused]] const ssize_t written = write(g_descriptor, &one, sizeof one);
 }
 
@@ -71,8 +71,19 @@ bool InterruptRequested() {
   return g_interruptRequested;
 }
 
+void CheckInterrupt() {
+  if (InterruptRequested()) throw Interrupted();
+}
+
 int InterruptDescriptor() {
   return g_descriptor;
+}
+
+void EndBySignal() {
+  const int signal = g_signal;
+  if (signal == 0) return;
+  SetAction(signal, SIG_DFL);
+  raise(signal);
 }
 
 }  // namespace vixprores

@@ -4,22 +4,28 @@
 
 namespace vixprores {
 
-/// From now on SIGINT, SIGTERM and SIGHUP ask the program to stop after the current frame; a second
-/// one ends it at once. Writing to a closed pipe and beyond a size limit become ordinary write
-/// errors. A thread of its own waits for the signals; all others block them, so that no call of
-/// theirs is broken off. To be called before any other thread is started.
-/// @throws std::system_error if no thread can be started.
+/// Makes SIGINT, SIGTERM and SIGHUP (unless it is ignored, as under nohup) ask the program to stop
+/// after the current frame; a second signal ends it at once. Turns writing to a closed pipe and
+/// beyond a size limit into ordinary write errors. Call it before any other thread is started.
 void InstallSignalHandlers();
 
 /// Asks the program to stop, as a signal does. May be called from any thread.
 void RequestInterrupt();
 
-/// True once the program was asked to stop. May be called from any thread.
+/// Returns true once the program was asked to stop. Costs one atomic load, so that every loop over
+/// the contents of a file can poll it. May be called from any thread.
 bool InterruptRequested();
 
-/// A descriptor that is readable once the program was asked to stop, for poll(). Negative, which
-/// poll() passes over, before InstallSignalHandlers().
+/// Throws Interrupted once the program was asked to stop.
+void CheckInterrupt();
+
+/// Returns a descriptor that is readable once the program was asked to stop, for poll(); before
+/// InstallSignalHandlers() a negative one, which poll() skips.
 int InterruptDescriptor();
+
+/// Ends the process by the signal that asked it to stop, so that a shell stops its loop; returns if
+/// there was none. Call it when everything is written and closed.
+void EndBySignal();
 
 }  // namespace vixprores
 

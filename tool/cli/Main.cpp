@@ -52,12 +52,15 @@ int Main(int argc, const char* const* argv) {
       return FlushOutput(kExitDone);
     }
     InstallSignalHandlers();
-    return FlushOutput(request.command->run());
+    const int exitCode = FlushOutput(request.command->run());
+    EndBySignal();
+    return exitCode;
   } catch (const UsageError& error) {
     PrintError(error.what() + ("\n" + HelpHint(words)));
     return FlushOutput(kExitWrongUse);
   } catch (const std::exception& error) {
     PrintError(error.what());
+    EndBySignal();
     return kExitFailed;
   }
 }

@@ -1,5 +1,6 @@
 # SPDX-License-Identifier: BSD-2-Clause
-"""Ctrl-C: the frame at hand is finished, and what is there is kept as a playable file."""
+"""Ctrl-C: the current frame is finished, the frames so far are kept as a playable file, and the
+program ends by the signal."""
 import itertools
 import json
 import re
@@ -13,7 +14,7 @@ HEADLESS = ("--fourcc", "V210", "--size", "128x96", "--rate", "25")
 
 
 def reset_signals():
-    """Whoever runs the tests may ignore signals, as nohup does; programs inherit that."""
+    """Undoes signals that the tests' caller ignores, as nohup does; programs inherit that."""
     for number in SIGNALS:
         signal.signal(number, signal.SIG_DFL)
 
@@ -44,7 +45,7 @@ class Interruption(ToolTest):
         output, errors = process.stdout.read(), process.stderr.read().decode()
         for stream in (process.stdin, process.stdout, process.stderr):
             stream.close()
-        self.assertEqual(process.returncode, 1)
+        self.assertEqual(process.returncode, -number, "ended otherwise than by the signal")
         return output, errors
 
     def test_encoded_frames_are_kept(self):
