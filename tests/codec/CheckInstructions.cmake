@@ -1,7 +1,7 @@
 # SPDX-License-Identifier: BSD-2-Clause
-# Fails when LIBRARY contains instructions that no CpuLevel names: Highway allows the compiler a few
-# more than it asks the processor for. Fused multiply-add would give other bits than the plain forms;
-# multiply-subtract is there, in Butterfly-inl.h, where its factor of 1 leaves nothing to round twice.
+# Fails when LIBRARY contains instructions that no CpuLevel names: Highway lets the compiler use a few
+# more than it checks the processor for. Fused multiply-add would give other bits than the plain forms.
+# Multiply-subtract is allowed: in Butterfly-inl.h one factor is 1, so that nothing is rounded twice.
 execute_process(COMMAND ${OBJDUMP} -d --no-show-raw-insn ${LIBRARY}
   OUTPUT_VARIABLE code COMMAND_ERROR_IS_FATAL ANY)
 if(NOT code MATCHES "%zmm")

@@ -18,7 +18,7 @@ def run(*command, **kwargs):
 
 def main():
     parser = argparse.ArgumentParser()
-    for name in ("build", "cmake", "libdir", "cxx", "cxx-flags"):
+    for name in ("build", "cmake", "libdir", "cxx"):
         parser.add_argument("--" + name, required=True)
     args = parser.parse_args()
 
@@ -28,13 +28,12 @@ def main():
         run(args.cmake, "--install", args.build, "--prefix", prefix, stdout=subprocess.DEVNULL)
         libdir = prefix / args.libdir
         plugin = libdir / "libvixVideoCodecProRes.so"
-        flags = args.cxx_flags.split()
 
         # Through the CMake package, from a copy outside this tree that finds nothing else.
         shutil.copytree(HERE / "consumer", root / "consumer")
         run(args.cmake, "-G", "Ninja", "-S", root / "consumer", "-B", root / "consumer-build",
             f"-DCMAKE_PREFIX_PATH={prefix}", f"-DCMAKE_CXX_COMPILER={args.cxx}",
-            f"-DCMAKE_CXX_FLAGS={' '.join(flags)}", stdout=subprocess.DEVNULL)
+            stdout=subprocess.DEVNULL)
         run(args.cmake, "--build", root / "consumer-build", stdout=subprocess.DEVNULL)
         run(root / "consumer-build" / "consumer", plugin)
 
@@ -43,7 +42,7 @@ def main():
         found = run("pkg-config", "--cflags", "--libs", "vixCore", "ProRes",
                     env=environment, capture_output=True, text=True).stdout.split()
         program = root / "consumer-pkgconfig"
-        run(args.cxx, "-std=c++20", *flags, HERE / "consumer" / "Consumer.cpp", "-o", program,
+        run(args.cxx, "-std=c++20", HERE / "consumer" / "Consumer.cpp", "-o", program,
             *found, f"-Wl,-rpath,{libdir}")
         run(program, plugin)
 
