@@ -9,21 +9,21 @@
 
 namespace vix {
 
-/// Frame memory starts at a multiple of this: a cache line, and the widest vector register.
+/// Alignment of frame memory: a cache line, and the widest vector register.
 inline constexpr std::align_val_t kMemoryAlignment{64};
 
 struct AlignedMemoryDeleter {
   void operator()(std::uint8_t* data) const { ::operator delete(data, kMemoryAlignment); }
 };
 
-/// Memory obtained from the system; frees itself.
+/// Memory from the system, freed by its destructor.
 using AlignedMemory = std::unique_ptr<std::uint8_t, AlignedMemoryDeleter>;
 
-/// `bytes` bytes from the system, or null when it has none.
+/// Allocates `bytes` bytes, or returns null if there is no memory.
 AlignedMemory ObtainAlignedMemory(std::size_t bytes);
 
-/// Throws the VIXRuntimeError that says that there are no `bytes` bytes.
-[[noreturn]] void RefuseAllocation(std::size_t bytes);
+/// Throws a VIXRuntimeError: `bytes` bytes could not be allocated.
+[[noreturn]] void ThrowOutOfMemory(std::size_t bytes);
 
 }  // namespace vix
 

@@ -19,7 +19,7 @@ constexpr const char* kExtBufferAllocatorName = "ExtBufferAllocator";
 class SystemBlock final : public IMemoryBlock {
  public:
   explicit SystemBlock(std::size_t bytes) : memory_(ObtainAlignedMemory(bytes)), bytes_(bytes) {
-    if (!memory_) RefuseAllocation(bytes);
+    if (!memory_) ThrowOutOfMemory(bytes);
   }
 
   std::uint8_t* GetData() const override { return memory_.get(); }
@@ -37,7 +37,7 @@ class SystemAllocator final : public IMemoryBlockAllocator {
   }
 };
 
-/// A block over memory of the caller's.
+/// A block over memory that the caller owns.
 class ForeignBlock final : public IMemoryBlock {
  public:
   ForeignBlock(std::uint8_t* data, std::size_t bytes, std::function<void()> release)
@@ -57,12 +57,12 @@ class ForeignBlock final : public IMemoryBlock {
   std::function<void()> release_;
 };
 
-/// A block whose memory a host program's callbacks give and take back.
+/// A block from the host program's callbacks.
 class ExtBlock final : public IMemoryBlock {
  public:
   ExtBlock(std::shared_ptr<const ExtBufferCallbacks> callbacks, std::size_t bytes)
       : callbacks_(std::move(callbacks)), data_(callbacks_->allocate(bytes)), bytes_(bytes) {
-    if (data_ == nullptr) RefuseAllocation(bytes);
+    if (data_ == nullptr) ThrowOutOfMemory(bytes);
   }
   ~ExtBlock() override { callbacks_->release(data_, bytes_); }
   ExtBlock(const ExtBlock&) = delete;
@@ -95,7 +95,7 @@ struct CurrentExtBufferAllocator {
   std::shared_ptr<IMemoryBlockAllocator> allocator;
 };
 
-// Never destroyed: destructors of other static objects may still ask for it.
+// Never destroyed: destructors of static objects may still use it.
 CurrentExtBufferAllocator& GetCurrentExtBufferAllocator() {
   static auto& current = *new CurrentExtBufferAllocator;
   return current;
@@ -108,12 +108,12 @@ AlignedMemory ObtainAlignedMemory(std::size_t bytes) {
       static_cast<std::uint8_t*>(::operator new(bytes, kMemoryAlignment, std::nothrow)));
 }
 
-void RefuseAllocation(std::size_t bytes) {
-  throw VIXRuntimeError("No memory for a block of " + std::to_string(bytes) + " bytes");
+void ThrowOutOfMemory(std::size_t bytes) {
+  throw VIXRuntimeError("Out of memory: cannot allocate " + std::to_string(bytes) + " bytes");
 }
 
 std::shared_ptr<IMemoryBlockAllocator> GetSystemAllocator() {
-  // Never destroyed: buffers of other static objects may still grow.
+  // Never destroyed: buffers in static objects may still grow.
   static auto& allocator =
       *new std::shared_ptr<IMemoryBlockAllocator>(std::make_shared<SystemAllocator>());
   return allocator;
@@ -122,7 +122,7 @@ std::shared_ptr<IMemoryBlockAllocator> GetSystemAllocator() {
 std::shared_ptr<IMemoryBlock> CreateMemoryBlock(std::uint8_t* data, std::size_t bytes,
                                                 std::function<void()> release) {
   if (data == nullptr && bytes != 0) {
-    throw VIXRuntimeError("A block of " + std::to_string(bytes) + " bytes cannot start at null");
+    throw VIXRuntimeError("CreateMemoryBlock got null for " + std::to_string(bytes) + " bytes");
   }
   return std::make_shared<ForeignBlock>(data, bytes, std::move(release));
 }
@@ -136,12 +136,13 @@ std::shared_ptr<IMemoryBlockAllocator> GetAllocator(const std::string& name) {
 
 void SetExtBufferCallbacks(ExtBufferCallbacks callbacks) {
   if (!callbacks.allocate != !callbacks.release) {
-    throw VIXRuntimeError(std::string(kExtBufferAllocatorName) + " needs both callbacks or none");
+    throw VIXRuntimeError(std::string(kExtBufferAllocatorName) +
+                          " needs both callbacks or neither");
   }
   std::shared_ptr<IMemoryBlockAllocator> allocator;
   if (callbacks.allocate) allocator = std::make_shared<ExtBufferAllocator>(std::move(callbacks));
   CurrentExtBufferAllocator& current = GetCurrentExtBufferAllocator();
-  // The local outlives the lock: the old callbacks are destroyed when the lock is free again.
+  // The local outlives the lock, so the old callbacks are destroyed without it.
   const std::lock_guard lock(current.mutex);
   current.allocator.swap(allocator);
 }

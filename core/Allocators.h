@@ -8,7 +8,7 @@
 
 namespace vix {
 
-/// The allocator of buffers that have none of their own: every block comes from the system.
+/// Returns the allocator of buffers without one of their own; it takes every block from the system.
 std::shared_ptr<IMemoryBlockAllocator> GetSystemAllocator();
 
 }  // namespace vix

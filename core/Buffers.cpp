@@ -16,8 +16,8 @@ namespace {
 
 std::uint32_t CapacityOf(const IMemoryBlock& block) {
   if (block.GetSize() > std::numeric_limits<std::uint32_t>::max()) {
-    throw VIXRuntimeError("A buffer cannot hold a block of " + std::to_string(block.GetSize()) +
-                          " bytes: its sizes have 32 bits");
+    throw VIXRuntimeError("CreateBuffer got a block of " + std::to_string(block.GetSize()) +
+                          " bytes; the largest buffer has 4294967295");
   }
   return static_cast<std::uint32_t>(block.GetSize());
 }
@@ -36,8 +36,8 @@ class Buffer final : public IBuffer {
 
   void SetSize(std::uint32_t bytes) override {
     if (bytes > capacity_) {
-      throw VIXRuntimeError("A buffer of " + std::to_string(capacity_) + " bytes cannot hold " +
-                            std::to_string(bytes) + " valid bytes");
+      throw VIXRuntimeError("SetSize got " + std::to_string(bytes) +
+                            " bytes; the capacity of the buffer is " + std::to_string(capacity_));
     }
     size_ = bytes;
   }
@@ -58,7 +58,7 @@ class Buffer final : public IBuffer {
     const auto allocator = allocator_ ? allocator_ : GetSystemAllocator();
     auto block = allocator->AllocateBlock(bytes);
     if (!block || block->GetSize() < bytes) {
-      throw VIXRuntimeError("The buffer's allocator gave no block of " + std::to_string(bytes) +
+      throw VIXRuntimeError("The buffer's allocator returned no block of " + std::to_string(bytes) +
                             " bytes");
     }
     return block;

@@ -30,7 +30,7 @@ std::shared_ptr<IMediaFilter> MakeElement(ElementFactoryType factoryType,
 }  // namespace
 
 struct ElementDriver::State {
-  /// How far a driver has come; the calls that lead from one stage to the next.
+  /// Progress of a driver, and the call that leads to each stage.
   enum class Stage { Created, Configured, Defined };
   static constexpr const char* kCallLeadingTo[] = {"the constructor", "Configure", "Define"};
 
@@ -40,20 +40,20 @@ struct ElementDriver::State {
   std::shared_ptr<const ISampleContainer> waitingOutput;
   Stage stage = Stage::Created;
 
-  [[noreturn]] void Refuse(const std::string& reason) const {
+  [[noreturn]] void Reject(const std::string& reason) const {
     throw VIXRuntimeError(name + ": " + reason);
   }
 
-  /// Refuses `call` when the element was released or has not come as far as `needed`.
+  /// Rejects `call` if the element was released or has not reached the stage `needed`.
   void CheckOrder(const std::string& call, Stage needed) const {
-    if (!element) Refuse(call + " came after Release");
+    if (!element) Reject(call + " was called after Release");
     if (stage < needed) {
       const Stage next = static_cast<Stage>(static_cast<int>(stage) + 1);
-      Refuse(call + " needs " + kCallLeadingTo[static_cast<int>(next)] + " first");
+      Reject("call " + std::string(kCallLeadingTo[static_cast<int>(next)]) + " before " + call);
     }
   }
 
-  /// Refuses a raw frame that is shorter than its description says: elements read it as described.
+  /// Rejects a raw frame that is shorter than its description: elements do not check the size.
   void CheckRawFrame(const IVideoSample& sample) const {
     const auto raw =
         std::dynamic_pointer_cast<const IVideoParameters_RAW>(sample.GetVideoParameters());
@@ -63,8 +63,8 @@ struct ElementDriver::State {
     const auto buffer = sample.GetBuffer();
     const std::uint32_t held = buffer ? buffer->GetSize() : 0;
     if (held < described) {
-      Refuse("Push was given a frame of " + std::to_string(held) + " bytes that is described as " +
-             std::to_string(described) + " bytes");
+      Reject("Push got a frame of " + std::to_string(held) + " bytes; its description requires " +
+             std::to_string(described));
     }
   }
 };
@@ -77,7 +77,7 @@ ElementDriver::ElementDriver(ElementFactoryType factoryType, const std::string& 
   const ContextScope context(state.name);
   state.element = MakeElement(factoryType, implementation, type);
   state.manifest = GetManifest(factoryType, implementation, type);
-  if (!state.element || !state.manifest) state.Refuse("there is no element that can be driven");
+  if (!state.element || !state.manifest) state.Reject("the factory made no video element");
 }
 
 ElementDriver::~ElementDriver() = default;
@@ -96,7 +96,7 @@ std::shared_ptr<IParametersCollectionInstance> ElementDriver::CreateConfig() con
 void ElementDriver::Configure(std::shared_ptr<const IParametersCollectionInstance> config) {
   State& state = *state_;
   state.CheckOrder("Configure", State::Stage::Created);
-  if (!config) state.Refuse("Configure needs a configuration, not null");
+  if (!config) state.Reject("Configure got a null configuration");
   const ContextScope context(state.name);
   state.element->SetInitConfig(std::move(config));
   if (state.stage == State::Stage::Created) state.stage = State::Stage::Configured;
@@ -106,7 +106,7 @@ std::shared_ptr<const IInfoContainer> ElementDriver::Define(
     std::shared_ptr<const IInfoContainer> input) {
   State& state = *state_;
   state.CheckOrder("Define", State::Stage::Configured);
-  if (!input) state.Refuse("Define needs an input description, not null");
+  if (!input) state.Reject("Define got a null input description");
   const ContextScope context(state.name);
   state.element->DefineInput(std::move(input), "");
   state.stage = State::Stage::Defined;
@@ -116,14 +116,14 @@ std::shared_ptr<const IInfoContainer> ElementDriver::Define(
 void ElementDriver::Push(std::shared_ptr<const ISampleContainer> container) {
   State& state = *state_;
   state.CheckOrder("Push", State::Stage::Defined);
-  if (!container) state.Refuse("Push needs a sample container, not null");
-  if (state.waitingOutput) state.Refuse("Push needs Pull first: an output waits");
+  if (!container) state.Reject("Push got a null sample container");
+  if (state.waitingOutput) state.Reject("call Pull before Push: an output is waiting");
   for (const auto& sample : container->GetVideoSamples(nullptr, nullptr)) {
     if (sample) state.CheckRawFrame(*sample);
   }
   const ContextScope context(state.name);
   state.element->PushSample(std::move(container));
-  // Taken at once, because an element does not tell whether an output waits.
+  // Taken at once: an element has no operation that reports whether an output is waiting.
   state.waitingOutput = state.element->GetSample();
 }
 
@@ -137,7 +137,7 @@ void ElementDriver::Release() {
   if (!state.element) return;
   const ContextScope context(state.name);
   state.waitingOutput.reset();
-  // The driver has let go of the element even if its Release() throws.
+  // The driver releases its reference even if the element's Release() throws.
   const std::shared_ptr<IMediaFilter> element = std::move(state.element);
   element->ClearInternalBuffer();
   element->Release();

@@ -8,14 +8,14 @@
 
 namespace vix {
 
-/// One row of a table that gives enumerators their words.
+/// One row of a table that names enumerators.
 template <typename Enum>
 struct EnumText {
   Enum value;
   const char* text;
 };
 
-/// The word of `value`, or `enumName` and the number for a value that the table does not know.
+/// Returns the name of `value`, or `enumName` and the number for a value that is not in the table.
 template <typename Enum, std::size_t N>
 std::string TextOf(Enum value, const EnumText<Enum> (&table)[N], const char* enumName) {
   for (const EnumText<Enum>& row : table) {

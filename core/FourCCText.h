@@ -8,10 +8,10 @@
 
 namespace vix {
 
-/// The four characters of a code; a dot stands for one that cannot be printed.
+/// Returns the four characters of a code, with a dot for each that is not printable ASCII.
 std::string FourCCCharacters(FourCC code);
 
-/// A code as messages show it: characters and number, for example `"UYVY" (0x59565955)`.
+/// Returns characters and number of a code for messages, for example `"UYVY" (0x59565955)`.
 std::string FourCCText(FourCC code);
 
 }  // namespace vix

@@ -6,6 +6,7 @@
 #include <algorithm>
 #include <chrono>
 #include <cstdio>
+#include <cstdlib>
 #include <ctime>
 #include <functional>
 #include <memory>
@@ -30,7 +31,7 @@ struct CurrentWriter {
   std::shared_ptr<ILoggerWriter> writer;
 };
 
-// Never destroyed: destructors of other static objects may still log.
+// Never destroyed: destructors of static objects may still log.
 CurrentWriter& GetCurrentWriter() {
   static auto& current = *new CurrentWriter;
   return current;
@@ -59,7 +60,7 @@ class LineLoggerWriter final : public ILoggerWriter {
     text.append(":").append(line).append(")");
     std::replace_if(
         text.begin(), text.end(), [](char c) { return c == '\n' || c == '\r'; }, ' ');
-    // Recursive, because a sink that fails may report its failure through this very writer.
+    // Recursive, because a sink may report its own failure through this writer.
     const std::lock_guard lock(mutex_);
     sink_(level, text);
   }
@@ -80,13 +81,13 @@ std::shared_ptr<ILoggerWriter> GetCurrentLoggerWriter() {
 void SetCurrentLoggerWriter(std::shared_ptr<ILoggerWriter> writer) {
   CurrentWriter& current = GetCurrentWriter();
   const std::lock_guard lock(current.mutex);
-  // The parameter outlives the lock: the old writer is destroyed when the lock is free again.
+  // The parameter outlives the lock, so the old writer is destroyed without it.
   current.writer.swap(writer);
 }
 
 std::shared_ptr<ILoggerWriter> CreateLineLoggerWriter(
     std::function<void(LogLevel, const std::string& line)> sink) {
-  if (!sink) throw VIXRuntimeError("A line logger writer needs a sink");
+  if (!sink) throw VIXRuntimeError("CreateLineLoggerWriter got an empty sink");
   return std::make_shared<LineLoggerWriter>(std::move(sink));
 }
 
@@ -122,7 +123,7 @@ ContextScope::ContextScope(std::string context)
 }
 
 ContextScope::~ContextScope() {
-  // Scopes held by objects need not end in the reverse order of their beginnings.
+  // Scopes that are members of objects may end in any order.
   ContextScope** link = &innermostScope;
   while (*link != nullptr && *link != this) link = &(*link)->outer_;
   if (*link == this) *link = outer_;

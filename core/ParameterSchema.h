@@ -17,7 +17,7 @@
 
 namespace vix {
 
-/// Value of a parameter; the alternative that it holds is the parameter's type.
+/// Value of a parameter; its alternative is the parameter's type.
 using ParameterValue =
     std::variant<bool, std::int32_t, std::string, FourCC, ProResCodecVariant, ElementFactoryType,
                  std::shared_ptr<const IParametersCollectionPrototype>>;
@@ -29,7 +29,7 @@ constexpr std::size_t IndexOfType(std::type_identity<std::variant<Types...>>) {
   return index;
 }
 
-/// The parameter type whose values are of type T: the index of ParameterValue's alternative.
+/// Parameter type of values of type T: the index of the alternative in ParameterValue.
 template <typename T>
 inline constexpr std::size_t kParameterType = IndexOfType<T>(std::type_identity<ParameterValue>());
 
@@ -42,14 +42,14 @@ struct ParameterDeclaration {
   std::string description;
 };
 
-/// A declaration without default and without restriction.
+/// Returns a declaration without default that allows any value.
 template <typename T>
 ParameterDeclaration DeclareParameter(const std::string& name, const std::string& description) {
   return {name, kParameterType<T>, std::nullopt, {}, description};
 }
 
-/// The core's schema. May be used by any thread: declarations are never changed in place, readers
-/// hold a list that stays as it is.
+/// The core's schema. Any thread may use it: each declaration makes a new list, so the lists that
+/// readers hold do not change.
 class ParameterSchema final : public IParametersCollectionPrototype {
  public:
   using Declarations = std::vector<ParameterDeclaration>;
@@ -66,9 +66,9 @@ class ParameterSchema final : public IParametersCollectionPrototype {
                                       const std::string& description) override;
   std::vector<ParameterDescription> GetDescriptions() const override;
 
-  /// Refuses a name that is declared already.
+  /// Rejects a name that is already declared.
   void Declare(ParameterDeclaration declaration);
-  /// The declarations made so far, in their order.
+  /// Returns the declarations made so far, in order.
   std::shared_ptr<const Declarations> GetDeclarations() const;
 
  private:

@@ -23,9 +23,8 @@ using Schema = std::shared_ptr<const IParametersCollectionPrototype>;
 /// Names of the parameter types, in the order of ParameterValue's alternatives.
 constexpr const char* kTypeNames[] = {
     "bool", "int", "string", "FourCC", "ProResCodecVariant", "ElementFactoryType", "schema"};
-static_assert(std::size(kTypeNames) == std::variant_size_v<ParameterValue>);
 
-/// A value in plain words, as a user would type it.
+/// Formats a value as a user would type it.
 struct PlainText {
   std::string operator()(bool value) const { return value ? "true" : "false"; }
   std::string operator()(std::int32_t value) const { return std::to_string(value); }
@@ -38,14 +37,14 @@ struct PlainText {
   }
 };
 
-/// A value as messages show it.
+/// Formats a value for messages.
 struct MessageText : PlainText {
   using PlainText::operator();
   std::string operator()(const std::string& value) const { return '"' + value + '"'; }
   std::string operator()(FourCC value) const { return FourCCText(value); }
 };
 
-/// The items, each rendered by `text`, with commas between them.
+/// Joins the texts of the items with commas.
 template <typename Items, typename Text>
 std::string Join(const Items& items, Text text) {
   std::string joined;
@@ -63,20 +62,20 @@ std::string JoinNames(const ParameterSchema::Declarations& declarations) {
 }
 
 ParameterDescription Describe(const ParameterDeclaration& declaration) {
-  ParameterDescription words;
-  words.name = declaration.name;
-  words.type = kTypeNames[declaration.type];
-  words.description = declaration.description;
+  ParameterDescription description;
+  description.name = declaration.name;
+  description.type = kTypeNames[declaration.type];
+  description.description = declaration.description;
   if (declaration.defaultValue) {
-    words.defaultValue = std::visit(PlainText(), *declaration.defaultValue);
+    description.defaultValue = std::visit(PlainText(), *declaration.defaultValue);
   }
   for (const ParameterValue& value : declaration.allowedValues) {
-    words.allowedValues.push_back(std::visit(PlainText(), value));
+    description.allowedValues.push_back(std::visit(PlainText(), value));
   }
-  return words;
+  return description;
 }
 
-/// Position of `name`, or the number of declarations.
+/// Returns the position of `name`, or the number of declarations if it is missing.
 std::size_t IndexOf(const ParameterSchema::Declarations& declarations, const std::string& name) {
   const auto found = std::find_if(
       declarations.begin(), declarations.end(),
@@ -120,7 +119,7 @@ class ParameterSet final : public IParametersCollectionInstance {
     Set(name, value);
   }
   void SetParametersCollectionPrototype(const std::string& name, Schema value) override {
-    if (!value) throw VIXRuntimeError("Parameter \"" + name + "\" cannot be set to a null schema");
+    if (!value) throw VIXRuntimeError("Parameter \"" + name + "\" cannot be set to null");
     Set(name, std::move(value));
   }
 
@@ -152,8 +151,8 @@ class ParameterSet final : public IParametersCollectionInstance {
     const std::size_t index = FindForReading<T>(name);
     const auto& value = values_[index] ? values_[index] : (*declarations_)[index].defaultValue;
     if (!value) {
-      throw VIXRuntimeError("Parameter \"" + name + "\" has no value: none was set, and it has " +
-                            "no default");
+      throw VIXRuntimeError("Parameter \"" + name + "\" has no value: it was not set and has no " +
+                            "default");
     }
     return std::get<T>(*value);
   }
@@ -166,17 +165,17 @@ class ParameterSet final : public IParametersCollectionInstance {
   void Set(const std::string& name, ParameterValue value) {
     const std::size_t index = Find(name);
     const ParameterDeclaration& declaration = (*declarations_)[index];
-    const auto refuse = [&](const std::string& reason) {
+    const auto reject = [&](const std::string& reason) {
       throw VIXRuntimeError("Parameter \"" + name + "\" cannot be set to " +
                             std::visit(MessageText(), value) + reason);
     };
     if (value.index() != declaration.type) {
-      refuse(std::string(", of type ") + kTypeNames[value.index()] + "; its type is " +
+      reject(std::string(", of type ") + kTypeNames[value.index()] + "; its type is " +
              kTypeNames[declaration.type]);
     }
     const std::vector<ParameterValue>& allowed = declaration.allowedValues;
     if (!allowed.empty() && std::find(allowed.begin(), allowed.end(), value) == allowed.end()) {
-      refuse("; allowed: " + JoinValues(allowed));
+      reject("; allowed: " + JoinValues(allowed));
     }
     values_[index] = std::move(value);
   }
@@ -226,7 +225,7 @@ void ParameterSchema::AddParameterProResCodecVariant(const std::string& name,
 }
 
 std::vector<ParameterDescription> ParameterSchema::GetDescriptions() const {
-  const auto declarations = GetDeclarations();  // held: others may declare in the meantime
+  const auto declarations = GetDeclarations();  // held: another thread may declare meanwhile
   std::vector<ParameterDescription> descriptions;
   for (const ParameterDeclaration& declaration : *declarations) {
     descriptions.push_back(Describe(declaration));
@@ -238,7 +237,7 @@ void ParameterSchema::Declare(ParameterDeclaration declaration) {
   const std::lock_guard lock(mutex_);
   const std::size_t index = IndexOf(*declarations_, declaration.name);
   if (index != declarations_->size()) {
-    throw VIXRuntimeError("Parameter \"" + declaration.name + "\" is declared already, as " +
+    throw VIXRuntimeError("Parameter \"" + declaration.name + "\" is already declared as " +
                           kTypeNames[(*declarations_)[index].type]);
   }
   auto extended = std::make_shared<Declarations>(*declarations_);
@@ -257,9 +256,10 @@ std::shared_ptr<IParametersCollectionPrototype> CreateParametersCollectionProtot
 
 std::shared_ptr<IParametersCollectionInstance> CreateParametersCollectionInstance(
     std::shared_ptr<const IParametersCollectionPrototype> prototype) {
-  if (!prototype) throw VIXRuntimeError("Parameters cannot be made for a null schema");
+  if (!prototype) throw VIXRuntimeError("CreateParametersCollectionInstance got a null schema");
   auto schema = std::dynamic_pointer_cast<const ParameterSchema>(std::move(prototype));
-  if (!schema) throw VIXRuntimeError("Parameters cannot be made for a schema of another core");
+  if (!schema)
+    throw VIXRuntimeError("CreateParametersCollectionInstance got the schema of another core");
   return std::make_shared<ParameterSet>(std::move(schema));
 }
 

@@ -26,21 +26,22 @@ namespace {
 
 constexpr const char* kEntryName = "RegisterAll";
 
-[[noreturn]] void RefusePlugin(const std::string& path, const std::string& reason) {
+[[noreturn]] void RejectPlugin(const std::string& path, const std::string& reason) {
   throw VIXRuntimeError("Cannot load plug-in \"" + path + "\": " + reason);
 }
 
-/// True while this thread throws or handles an exception, which a library's code may have made and
-/// still has to destroy.
+/// Returns true while this thread throws or handles an exception: its destructor may be code of a
+/// library.
 bool IsHandlingException() {
   return std::uncaught_exceptions() > 0 || std::current_exception() != nullptr;
 }
 
-/// Libraries whose last owner let go while an exception was on its way; they leave a little later.
+/// Libraries whose last owner ended during an exception; they are unloaded later.
 class ParkedLibraries {
  public:
   static ParkedLibraries& Instance() {
-    static auto* const instance = new ParkedLibraries;  // never destroyed: needed until the end
+    static auto* const instance =
+        new ParkedLibraries;  // never destroyed: used by static destructors
     return *instance;
   }
 
@@ -49,11 +50,11 @@ class ParkedLibraries {
       const std::lock_guard lock(mutex_);
       parked_.push_back({handle, std::this_thread::get_id()});
     } catch (const std::bad_alloc&) {
-      // Then the library stays for good.
+      // Without memory for the list, the library stays loaded.
     }
   }
 
-  /// Unloads what this thread parked, unless it handles an exception still.
+  /// Unloads the libraries that this thread parked, unless it is still handling an exception.
   void UnloadOwn() {
     if (IsHandlingException()) return;
     std::vector<Parked> own;
@@ -78,11 +79,11 @@ class ParkedLibraries {
   std::vector<Parked> parked_;  // guarded by mutex_
 };
 
-/// A library in memory; it is unloaded when the last owner lets go.
+/// A loaded library; the last owner unloads it.
 class Library {
  public:
   explicit Library(const std::string& path) : handle_(dlopen(path.c_str(), RTLD_NOW | RTLD_LOCAL)) {
-    if (handle_ == nullptr) RefusePlugin(path, dlerror());
+    if (handle_ == nullptr) RejectPlugin(path, dlerror());
   }
   ~Library() {
     if (IsHandlingException()) {
@@ -94,23 +95,23 @@ class Library {
   Library(const Library&) = delete;
   Library& operator=(const Library&) = delete;
 
-  /// Address of an exported function, or null.
+  /// Returns the address of an exported function, or null.
   void* FindFunction(const char* name) const { return dlsym(handle_, name); }
 
  private:
   void* handle_;
 };
 
-/// An object whose code lies in a library. Members are destroyed from the last to the first, so
-/// the object's destructor has returned before the library can be unloaded; and the count that
-/// triggers it all is one that this core made, so that no code of the library runs then.
+/// An object whose code is in a library. The object is the last member, so its destructor returns
+/// before the library can be unloaded. The core made the reference count of this struct, so no code
+/// of the library runs after that.
 template <typename T>
 struct Held {
   std::shared_ptr<Library> library;
   std::shared_ptr<T> object;
 };
 
-/// The same object, owned in such a way that the library stays as long as it.
+/// Returns the same object with an ownership that also keeps the library loaded.
 template <typename T>
 std::shared_ptr<T> Hold(const std::shared_ptr<Library>& library, std::shared_ptr<T> object) {
   if (!object) return nullptr;
@@ -118,7 +119,7 @@ std::shared_ptr<T> Hold(const std::shared_ptr<Library>& library, std::shared_ptr
   return std::shared_ptr<T>(held, held->object.get());
 }
 
-/// An allocator whose blocks hold the library as well, since blocks may outlive their allocator.
+/// An allocator whose blocks keep the library loaded, too: blocks may outlive their allocator.
 class HeldAllocator final : public IMemoryBlockAllocator {
  public:
   HeldAllocator(std::shared_ptr<Library> library, std::shared_ptr<IMemoryBlockAllocator> allocator)
@@ -140,7 +141,7 @@ std::shared_ptr<IMemoryBlockAllocator> Hold(const std::shared_ptr<Library>& libr
   return std::make_shared<HeldAllocator>(library, std::move(allocator));
 }
 
-/// A factory like `factory` whose elements hold the library, or null when it is of another type.
+/// Returns a factory like `factory` whose elements keep the library loaded; null for other types.
 template <ElementFactoryType T>
 std::shared_ptr<IElementFactory> HoldFactoryOf(const std::shared_ptr<Library>& library,
                                                const std::shared_ptr<IElementFactory>& factory) {
@@ -169,8 +170,8 @@ std::shared_ptr<IElementFactory> HoldFactory(const std::shared_ptr<Library>& lib
   return Hold(library, factory);
 }
 
-/// Calls the plug-in's entry. The exception that may leave it is gone, with all its code, when this
-/// returns the reason as a text of our own; empty = success.
+/// Calls the plug-in's entry. Returns the text of its exception, which is destroyed by then,
+/// because its code is in the library; empty = success.
 std::string CallEntry(void* entry, const std::string& registrant) {
   const auto registerAll = reinterpret_cast<void (*)(const char*)>(entry);
   try {
@@ -179,7 +180,7 @@ std::string CallEntry(void* entry, const std::string& registrant) {
   } catch (const std::exception& error) {
     return std::string(kEntryName) + " failed: " + error.what();
   } catch (...) {
-    return std::string(kEntryName) + " failed with an exception of unknown kind";
+    return std::string(kEntryName) + " failed with an unknown exception type";
   }
 }
 
@@ -196,10 +197,10 @@ class Plugin final : public IPlugin {
 
   std::string GetPath() const override { return path_; }
 
-  /// Runs the library's entry and adds what it registers. Returns what went wrong; empty = success.
+  /// Calls the library's entry and adds its registrations. Returns an error text; empty = success.
   std::string Register(const std::string& registrant) const {
     void* const entry = library_->FindFunction(kEntryName);
-    if (entry == nullptr) return std::string("it has no entry ") + kEntryName;
+    if (entry == nullptr) return std::string("it does not export ") + kEntryName;
 
     RegistrationCollector collector;
     std::string failure = CallEntry(entry, registrant);
@@ -228,10 +229,10 @@ class Plugin final : public IPlugin {
 
 std::shared_ptr<IPlugin> LoadPlugin(const std::string& path, const std::string& registrant) {
   std::error_code error;
-  // An absolute path, because a bare name would be searched for in the system's library folders.
+  // dlopen() would search a bare name in the system's library folders.
   const std::string absolute = std::filesystem::absolute(path, error).string();
   if (path.empty() || !std::filesystem::exists(absolute, error)) {
-    RefusePlugin(path, "there is no such file");
+    RejectPlugin(path, "no such file");
   }
   ParkedLibraries::Instance().UnloadOwn();
   std::string failure;
@@ -240,7 +241,7 @@ std::shared_ptr<IPlugin> LoadPlugin(const std::string& path, const std::string& 
     failure = plugin->Register(registrant);
     if (failure.empty()) return plugin;
   }
-  RefusePlugin(absolute, failure);  // by now the library has left
+  RejectPlugin(absolute, failure);  // the library is unloaded by now
 }
 
 }  // namespace vix

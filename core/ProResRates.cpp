@@ -8,11 +8,11 @@
 namespace vix {
 namespace {
 
-/// Published target rates of one picture size and frame rate, in megabits per second.
+/// Published target data rates of one picture size and frame rate.
 struct RateRow {
   VideoResolution resolution;
   std::int64_t framesPerSecond;
-  std::uint64_t mbps[4];  ///< Proxy, LT, 422, HQ
+  std::uint64_t mbps[4];  ///< megabits per second: Proxy, LT, 422, HQ
 };
 
 constexpr RateRow kRates[] = {
@@ -36,11 +36,11 @@ constexpr RateRow kRates[] = {
     {VideoResolution::Lines2160, 60, {363, 821, 1178, 1768}},
 };
 
-/// Which rows rate a resolution class, and how many such pictures make one that is listed.
+/// Maps a resolution class to a class in the table of rates.
 struct RatedAs {
   VideoResolution resolution;
   VideoResolution listed;
-  std::uint64_t picturesPerListed;
+  std::uint64_t picturesPerListed;  ///< pictures of this class in one picture of the listed class
 };
 
 constexpr RatedAs kRatedAs[] = {
@@ -60,7 +60,7 @@ RatedAs FindRating(VideoResolution resolution) {
   return {resolution, VideoResolution::Lines1080, 1};
 }
 
-/// |editRate - framesPerSecond| x denominator: exact, and comparable between rows.
+/// Returns |editRate - framesPerSecond| x denominator, which is exact and can be compared.
 std::int64_t Distance(EditRate editRate, std::int64_t framesPerSecond) {
   const std::int64_t difference = editRate.numerator - framesPerSecond * editRate.denominator;
   return difference < 0 ? -difference : difference;
@@ -78,8 +78,8 @@ const RateRow& FindNearestRow(VideoResolution resolution, EditRate editRate) {
   return *nearest;
 }
 
-/// True for the row's own rate and for its 1000/1001 form, also where that one is written in two
-/// decimals (29.97): they are listed as one.
+/// Returns true for the frame rate of the row and for its 1000/1001 form, including a two-decimal
+/// form such as 29.97: the published table lists them as one.
 bool IsListed(const RateRow& row, EditRate editRate) {
   return Distance(editRate, row.framesPerSecond) * 1000 <=
          row.framesPerSecond * editRate.denominator;

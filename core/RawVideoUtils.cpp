@@ -12,7 +12,7 @@
 namespace vix::RawVideoUtils {
 namespace {
 
-/// How pixels are packed into a row: whole groups only.
+/// Packing of pixels into whole groups.
 struct Packing {
   FourCC fourcc;
   std::uint32_t pixelsPerGroup;

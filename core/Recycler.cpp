@@ -17,16 +17,17 @@ namespace vix {
 namespace {
 
 constexpr std::size_t kSmallestClass = 4096;
-constexpr std::size_t kClassBits = 2;  // 4 classes to each power of two
+constexpr std::size_t kClassBits = 2;  // 4 classes per power of two
 constexpr std::size_t kIdleLimit = std::size_t{512} << 20;
 constexpr std::size_t kLargestBlock = std::numeric_limits<std::size_t>::max() / 4;
 
-/// Bytes of the class that a block of `bytes` bytes belongs to. For bytes in (P, 2P], P a power of
-/// two, classes are P/4 apart, so that a class exceeds the request by less than P/4 < bytes/4.
+/// Returns the size class of a block of `bytes` bytes. For bytes in (P, 2P], where P is a power of
+/// two, classes are P/4 apart, so a class exceeds the request by less than P/4 < bytes/4.
 std::size_t SizeClass(std::size_t bytes) {
   if (bytes <= kSmallestClass) return kSmallestClass;
-  const std::size_t stepBits = std::bit_width(bytes - 1) - 1 - kClassBits;
-  return (((bytes - 1) >> stepBits) + 1) << stepBits;
+  const auto stepBits = static_cast<std::size_t>(std::bit_width(bytes - 1)) - 1 - kClassBits;
+  const std::size_t sizeClass = (((bytes - 1) >> stepBits) + 1) << stepBits;
+  return sizeClass;
 }
 
 struct Storage {
@@ -34,25 +35,24 @@ struct Storage {
   std::size_t bytes = 0;
 };
 
-/// A list of one: what is moved between the pool and a block is the list's node, so that giving
-/// memory back needs none.
+/// A list of one element. Pool and blocks exchange list nodes, so returning memory allocates none.
 using StorageNode = std::list<Storage>;
 
-/// Memory that waits to be used again. May be used by any thread.
+/// Idle memory for reuse. Any thread may use a pool.
 class Pool {
  public:
-  /// Memory of the size class of `bytes`.
+  /// Returns memory of the size class of `bytes`; throws if there is none.
   StorageNode Take(std::size_t bytes) {
-    if (bytes > kLargestBlock) RefuseAllocation(bytes);
+    if (bytes > kLargestBlock) ThrowOutOfMemory(bytes);
     const std::size_t sizeClass = SizeClass(bytes);
     StorageNode node = TakeIdle(sizeClass);
     if (node.empty()) node = Obtain(sizeClass);
-    if (node.empty()) RefuseAllocation(bytes);
+    if (node.empty()) ThrowOutOfMemory(bytes);
     return node;
   }
 
   void GiveBack(StorageNode node) noexcept {
-    // Declared before the lock: memory is freed when the lock is free again.
+    // Declared before the lock, so that memory is freed without it.
     StorageNode surplus;
     const std::lock_guard lock(mutex_);
     --statistics_.blocksInUse;
@@ -65,7 +65,7 @@ class Pool {
     }
   }
 
-  /// Frees the idle memory; whatever is given back from now on is freed as well.
+  /// Frees the idle memory, and from now on also memory that is given back.
   void Close() noexcept {
     std::list<Storage> surplus;
     const std::lock_guard lock(mutex_);
@@ -79,8 +79,8 @@ class Pool {
   }
 
  private:
-  // The most recently used memory comes first, because it may still be in a cache. The search is
-  // linear: a pool holds as many blocks as its element had in flight.
+  // Starts with the memory used last, which may still be in a cache. A linear search is enough: a
+  // pool holds as many blocks as its element had in use.
   StorageNode TakeIdle(std::size_t sizeClass) {
     StorageNode node;
     const std::lock_guard lock(mutex_);
@@ -95,7 +95,7 @@ class Pool {
     return node;
   }
 
-  /// New memory from the system; empty when it has none, even without the idle memory.
+  /// Allocates memory; returns an empty node if there is none even after freeing the idle memory.
   StorageNode Obtain(std::size_t sizeClass) {
     AlignedMemory memory = ObtainAlignedMemory(sizeClass);
     if (!memory) {
@@ -118,7 +118,7 @@ class Pool {
     DropIdle(surplus);
   }
 
-  /// Moves the idle memory to `surplus`, which has to outlive the lock. Needs the lock.
+  /// Moves the idle memory to `surplus`, which must outlive the lock that the caller holds.
   void DropIdle(std::list<Storage>& surplus) noexcept {
     surplus.swap(idle_);
     statistics_.idleBytes = 0;
@@ -160,7 +160,7 @@ class Recycler final : public IMemoryBlockAllocator, public IRecyclerStatistics 
   RecyclerStatistics GetStatistics() const override { return pool_->GetStatistics(); }
 
  private:
-  // Shared with the blocks, which give their memory back when the allocator is gone, too.
+  // Shared with the blocks, which may outlive the allocator.
   std::shared_ptr<Pool> pool_ = std::make_shared<Pool>();
 };
 

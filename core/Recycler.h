@@ -8,7 +8,7 @@
 
 namespace vix {
 
-/// A new "Recycler" allocator with a pool of its own; it offers IRecyclerStatistics as well.
+/// Creates a "Recycler" allocator with its own pool. It also implements IRecyclerStatistics.
 std::shared_ptr<IMemoryBlockAllocator> CreateRecycler();
 
 }  // namespace vix

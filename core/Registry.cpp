@@ -22,7 +22,7 @@ namespace {
 
 constexpr std::string_view kCoreIdPrefix = "vixCore ";
 
-/// The first numbers of a version tell whether plug-in and core understand each other.
+/// Version numbers that must be equal in plug-in and core.
 struct Compatibility {
   unsigned major;
   unsigned minor;
@@ -30,7 +30,7 @@ struct Compatibility {
 };
 constexpr Compatibility kThisCore{0, 7};
 
-/// Reads "major.minor.patch.build.revision"; none when `version` is of another form.
+/// Parses "major.minor.patch.build.revision"; nullopt for any other form.
 std::optional<Compatibility> ParseVersion(std::string_view version) {
   std::array<unsigned, 5> numbers{};
   const char* next = version.data();
@@ -62,7 +62,7 @@ void CheckCoreId(const std::string& coreId) {
   }
 }
 
-/// Reads key and manifest off a registry entry.
+/// Reads key and manifest from a registry entry.
 Registration ReadEntry(std::shared_ptr<const IParametersCollectionInstance> entry) try {
   Registration registration;
   registration.key = {entry->GetElementFactoryType("class"), entry->GetString("implementation"),
@@ -84,14 +84,14 @@ std::shared_ptr<const IParametersCollectionInstance> MakeRecyclerEntry() {
   return entry;
 }
 
-/// Adds one registration to `table`; one that it replaces goes first.
+/// Adds one registration to `table`, in place of the same registrant's earlier one if there is one.
 void Insert(std::vector<Registration>& table, const Registration& addition) {
   const auto taken = std::find_if(table.begin(), table.end(), [&](const Registration& present) {
     return present.key == addition.key;
   });
   if (taken != table.end()) {
     if (taken->registrant != addition.registrant) {
-      throw VIXRuntimeError("RegisterFactory: " + addition.key.GetText() + " is taken by " +
+      throw VIXRuntimeError("RegisterFactory: " + addition.key.GetText() + " belongs to " +
                             (taken->registrant ? "registrant \"" + *taken->registrant + '"'
                                                : std::string("the core")));
     }
@@ -109,7 +109,7 @@ std::string RegistryKey::GetText() const {
 }
 
 RegistryTable& RegistryTable::Instance() {
-  // Never destroyed: elements may be made and dropped by destructors of other static objects.
+  // Never destroyed: destructors of static objects may still create and release elements.
   static auto& table = *new RegistryTable;
   return table;
 }
@@ -123,7 +123,7 @@ RegistryTable::RegistryTable() {
 }
 
 void RegistryTable::Add(const std::vector<Registration>& additions) {
-  // Declared before the lock, and so destroyed after it: what is replaced goes without the lock.
+  // Declared before the lock, so that replaced registrations are destroyed without it.
   std::vector<Registration> next;
   const std::lock_guard lock(mutex_);
   next = registrations_;
@@ -132,7 +132,7 @@ void RegistryTable::Add(const std::vector<Registration>& additions) {
 }
 
 void RegistryTable::RemoveIf(const Predicate& predicate) {
-  std::vector<Registration> next;  // before the lock, as in Add()
+  std::vector<Registration> next;  // declared before the lock, as in Add()
   const std::lock_guard lock(mutex_);
   std::remove_copy_if(registrations_.begin(), registrations_.end(), std::back_inserter(next),
                       predicate);
@@ -165,14 +165,14 @@ RegistrationCollector* RegistrationCollector::GetCurrent() {
 }
 
 std::shared_ptr<const IParametersCollectionPrototype> GetRegistryEntryPrototype() {
-  // Never destroyed, as the registry.
+  // Never destroyed, like the registry.
   static const auto& prototype = *new std::shared_ptr<const ParameterSchema>([] {
     auto schema = std::make_shared<ParameterSchema>();
     schema->Declare(DeclareParameter<ElementFactoryType>("class", "Kind of element"));
-    schema->Declare(DeclareParameter<std::string>("type", "What the element codes or does"));
-    schema->Declare(DeclareParameter<std::string>("implementation", "Who implements the element"));
+    schema->Declare(DeclareParameter<std::string>("type", "Codec or task of the element"));
+    schema->Declare(DeclareParameter<std::string>("implementation", "Implementer of the element"));
     schema->Declare(DeclareParameter<std::shared_ptr<const IParametersCollectionPrototype>>(
-        "init_config", "The element's own parameters"));
+        "init_config", "Schema of the element's parameters"));
     return schema;
   }());
   return prototype;
@@ -191,7 +191,7 @@ void RegisterFactory(std::string registrant, std::string coreId,
 
   Registration registration = ReadEntry(std::move(registryEntry));
   if (factory->GetFactoryType() != registration.key.factoryType) {
-    throw VIXRuntimeError("RegisterFactory: " + registration.key.GetText() + " came with a " +
+    throw VIXRuntimeError("RegisterFactory: " + registration.key.GetText() + " got a " +
                           GetLabel(factory->GetFactoryType()) + " factory");
   }
   registration.registrant = std::move(registrant);

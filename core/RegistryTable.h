@@ -15,37 +15,36 @@
 
 namespace vix {
 
-/// What a factory is found by.
+/// Key of a factory.
 struct RegistryKey {
   ElementFactoryType factoryType;
   std::string implementation;
   std::string type;
   friend bool operator==(const RegistryKey&, const RegistryKey&) = default;
 
-  /// "label.implementation.type", as messages show it.
+  /// Returns "label.implementation.type" for messages.
   std::string GetText() const;
 };
 
 /// One row of the registry.
 struct Registration {
   RegistryKey key;
-  std::optional<std::string> registrant;  ///< none = the core itself, which nobody can replace
-  const void* plugin = nullptr;           ///< identifies the loaded plug-in that it came from
+  std::optional<std::string> registrant;  ///< nullopt = the core, whose registrations are fixed
+  const void* plugin = nullptr;           ///< identifies the loaded plug-in; null = none
   std::shared_ptr<IElementFactory> factory;
   std::shared_ptr<const IParametersCollectionInstance> entry;
   std::shared_ptr<const IParametersCollectionInstance> manifest;
 };
 
-/// All registrations of the process, in the order in which they were made. May be used by any
-/// thread. Factories and entries are never destroyed, nor are they called, under the lock: their
-/// code is a plug-in's.
+/// All registrations of the process in order. Any thread may use the table. Factories and entries
+/// are neither called nor destroyed under the lock, because that runs code of plug-ins.
 class RegistryTable {
  public:
   using Predicate = std::function<bool(const Registration&)>;
 
   static RegistryTable& Instance();
 
-  /// Adds all of `additions` or, where a key is taken by another registrant, none.
+  /// Adds all registrations, or throws and adds none if a key belongs to another registrant.
   void Add(const std::vector<Registration>& additions);
   void RemoveIf(const Predicate& predicate);
   std::optional<Registration> Find(const RegistryKey& key) const;
@@ -58,7 +57,7 @@ class RegistryTable {
   std::vector<Registration> registrations_;
 };
 
-/// While it lives, it collects what this thread registers, in place of the registry. Nests.
+/// Collects the registrations of this thread instead of the registry while it exists. Nests.
 class RegistrationCollector {
  public:
   RegistrationCollector();
@@ -66,7 +65,7 @@ class RegistrationCollector {
   RegistrationCollector(const RegistrationCollector&) = delete;
   RegistrationCollector& operator=(const RegistrationCollector&) = delete;
 
-  /// The innermost collector of the calling thread, or null.
+  /// Returns the innermost collector of the calling thread, or null.
   static RegistrationCollector* GetCurrent();
 
   std::vector<Registration>& GetRegistrations() { return registrations_; }

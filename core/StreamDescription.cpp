@@ -10,7 +10,7 @@
 namespace vix {
 namespace {
 
-/// The properties that every video stream has, under the interface of one codec family.
+/// The common properties of video streams behind the interface of one codec family.
 template <VCodecFamily F>
 class VideoParameters : public VideoParameters_trait<F>::Type {
  public:
@@ -47,18 +47,18 @@ class VideoParameters : public VideoParameters_trait<F>::Type {
     using Interface = typename VideoParameters_trait<F>::Type;
     const auto sameFamily = std::dynamic_pointer_cast<const Interface>(source);
     if (!sameFamily) {
-      throw VIXRuntimeError("A video description takes over one of its own codec family only");
+      throw VIXRuntimeError("CopyFrom needs a description of the same codec family");
     }
     CopyCommon(*sameFamily);
     CopyOwn(*sameFamily);
   }
 
  protected:
-  /// Takes over what only this codec family has.
+  /// Copies the properties that only this codec family has.
   virtual void CopyOwn(const typename VideoParameters_trait<F>::Type& source) = 0;
 
  private:
-  // Through the getters, because a source may be another program's implementation.
+  // Uses the getters, because the source may be the implementation of another program.
   void CopyCommon(const IVideoParameters& source) {
     property1_ = source.GetVideoProperty1();
     property2_ = source.GetVideoProperty2();
@@ -146,7 +146,7 @@ class VideoInfo final : public IVideoInfo {
  private:
   std::shared_ptr<const IVideoParameters> parameters_;
   std::shared_ptr<const IChannelInfo> channelInfo_;
-  // Kept alive for whoever made the info; the contract has no operation that reads them.
+  // Only kept alive: the contract has no operation that reads them.
   std::vector<std::shared_ptr<const IMetadata>> metadata_;
   std::vector<std::shared_ptr<const IClockInfo>> clockInfos_;
 };

@@ -3,17 +3,17 @@
 #define VIX_DIAGNOSTICS_H
 
 /// @file
-/// Log records and failure reports as elements write them.
+/// Log records and failure reports of elements.
 ///
-/// A failure report writes one record at level Error and then throws a VIXRuntimeError whose text
-/// is the record's message. The record goes to the current logger writer; without a writer, or when
-/// logging itself fails, one line goes to the standard error stream instead. Logging never replaces
-/// the failure that is being reported.
+/// A failure report writes one record at level Error and then throws a VIXRuntimeError with the
+/// record's message. The record goes to the current logger writer. Without a writer, or if logging
+/// fails, one line goes to the standard error stream instead. A failure of logging never replaces
+/// the reported failure.
 ///
-/// Every function names the statement that called it as the origin of the record. A caller whose
-/// line number is promised to readers of the log passes that number instead.
+/// The record names the calling statement as its origin. A caller with a fixed line number, on
+/// which readers of the log rely, passes that number instead.
 ///
-/// No state, no locks: everything here may be called from any thread.
+/// Every function may be called from any thread.
 
 #include <iostream>
 #include <locale>
@@ -36,16 +36,16 @@ inline void WriteStandardErrorLine(LogLevel level, const std::string& message) n
     word = level == LogLevel::Error ? "ERROR" : "INFO";
   }
   try {
-    // One unformatted write: no width or locale of the stream applies, and lines stay whole.
+    // One unformatted write keeps the line whole and ignores width and locale of the stream.
     const std::string line = word + ' ' + message + '\n';
     std::cerr.write(line.data(), static_cast<std::streamsize>(line.size())).flush();
   } catch (...) {
-    // Nowhere is left to report to; the caller's own failure matters more.
+    // There is no other place to report to.
   }
 }
 
-/// Writes one record to the current logger writer, or to the standard error stream when there is
-/// none or when it fails. Never throws.
+/// Writes one record to the current logger writer, or to the standard error stream if there is no
+/// writer or if it fails. Never throws.
 inline void WriteLogRecord(LogLevel level, const std::string& message, int line,
                            const char* file) noexcept {
   try {
@@ -59,12 +59,12 @@ inline void WriteLogRecord(LogLevel level, const std::string& message, int line,
       return;
     }
   } catch (...) {
-    // A record that the writer cannot take still has to be seen: it goes where the others go.
+    // The record goes to standard error, as without a writer.
   }
   WriteStandardErrorLine(level, message);
 }
 
-/// Reports a failure whose message carries no brackets.
+/// Reports a failure with a message without brackets.
 /// @throws VIXRuntimeError with `message`, always.
 [[noreturn]] inline void FailUnbracketed(const std::string& message, int line = __builtin_LINE(),
                                          const char* file = __builtin_FILE()) {
@@ -79,7 +79,7 @@ inline void WriteLogRecord(LogLevel level, const std::string& message, int line,
   FailUnbracketed("[" + text + "]", line, file);
 }
 
-/// Reports "[label] [ Pointer is null ]" when a plain or shared pointer is null.
+/// Reports "[label] [ Pointer is null ]" if a plain or shared pointer is null.
 /// @throws VIXRuntimeError with that message.
 template <typename Pointer>
 void CheckNotNull(const Pointer& pointer, const std::string& label, int line = __builtin_LINE(),
@@ -87,8 +87,8 @@ void CheckNotNull(const Pointer& pointer, const std::string& label, int line = _
   if (pointer == nullptr) FailUnbracketed("[" + label + "] [ Pointer is null ]", line, file);
 }
 
-/// Reports "[text] [ value1 (a) is not == value2 (b) ]" when the values differ. Integers are
-/// written in decimal without separators, whatever the global locale.
+/// Reports "[text] [ value1 (a) is not == value2 (b) ]" if the values differ. Integers are decimal
+/// without separators in every locale.
 /// @throws VIXRuntimeError with that message.
 template <typename Value>
 void CheckEqual(const std::string& text, const Value& value1, const Value& value2,
@@ -100,7 +100,7 @@ void CheckEqual(const std::string& text, const Value& value1, const Value& value
   FailUnbracketed(message.str(), line, file);
 }
 
-/// Records the milestone "[MILESTONE][text]" at level Info. A failure of logging is not thrown.
+/// Writes the milestone "[MILESTONE][text]" at level Info. Never throws because of logging.
 inline void WriteMilestone(const std::string& text, int line = __builtin_LINE(),
                            const char* file = __builtin_FILE()) {
   WriteLogRecord(LogLevel::Info, "[MILESTONE][" + text + "]", line, file);

@@ -14,42 +14,42 @@
 
 namespace vix {
 
-/// Drives one video element for a host program: created from the registry, then configured, then
-/// defined, then any number of pushes and pulls, then released. A call out of this order is refused
-/// with a VIXRuntimeError that names the element and the call that has to come first. While a call
-/// runs, the element's name is the thread's logging context. Null arguments are refused as well;
-/// what the element throws passes through. Used by one thread at a time. A driver that was moved
-/// from may only be destroyed or assigned to.
+/// Drives one video element for a host program and checks the order of calls: constructor,
+/// Configure(), Define(), any number of Push() and Pull(), Release(). A call out of order throws a
+/// VIXRuntimeError that names the element and the call that must come first; so does a null
+/// argument. Exceptions of the element pass through. During a call the element's name is the
+/// logging context of the thread. One thread at a time may use a driver. A moved-from driver may
+/// only be destroyed or assigned to.
 class VIX_API ElementDriver {
  public:
-  /// Makes the element of that key through the registry, with its manifest. Refuses a factory type
-  /// other than VideoEncoder and VideoDecoder, an unknown key and a factory that makes nothing.
+  /// Creates the element of that key through the registry, with its manifest. Rejects a factory
+  /// type other than VideoEncoder and VideoDecoder, an unknown key and a factory that returns null.
   ElementDriver(ElementFactoryType factoryType, const std::string& implementation,
                 const std::string& type);
   ~ElementDriver();
-  /// Takes over the element of another driver.
+  /// Moves the element of another driver to this one.
   /// @{
   ElementDriver(ElementDriver&&) noexcept;
   ElementDriver& operator=(ElementDriver&&) noexcept;
   /// @}
 
-  /// "label.implementation.type", as failures name the element.
+  /// Returns "label.implementation.type", the element's name in error messages.
   const std::string& GetName() const;
-  /// A new instance of the element's schema, to be filled and given to Configure().
+  /// Creates an instance of the element's schema for Configure().
   std::shared_ptr<IParametersCollectionInstance> CreateConfig() const;
 
-  /// Configures the element; allowed again at any time before Release().
+  /// Configures the element. May be called again at any time before Release().
   void Configure(std::shared_ptr<const IParametersCollectionInstance> config);
-  /// Defines the input stream and returns the output stream's description. Needs Configure().
+  /// Defines the input stream and returns the description of the output stream.
   std::shared_ptr<const IInfoContainer> Define(std::shared_ptr<const IInfoContainer> input);
-  /// Pushes one container. Needs Define(). Refused while an output waits to be pulled, so that no
-  /// frame is lost, and for a raw frame ("UYVY" or "V210") in a buffer shorter than its own
-  /// description says, which the element would read past its end.
+  /// Pushes one container. Rejects it while an output is waiting, so that no frame is lost. Rejects
+  /// a raw frame ("UYVY" or "V210") in a buffer that is smaller than its description requires:
+  /// elements do not check the size.
   void Push(std::shared_ptr<const ISampleContainer> container);
-  /// Takes the waiting output; null when there is none. Needs Define().
+  /// Returns the waiting output; null if there is none.
   std::shared_ptr<const ISampleContainer> Pull();
-  /// Ends the work: drops a waiting output and lets go of the element. Any call after it is
-  /// refused, except a second Release(), which does nothing.
+  /// Drops a waiting output and releases the element. Every later call is rejected, except another
+  /// Release(), which does nothing.
   void Release();
 
  private:

@@ -8,7 +8,7 @@
 
 namespace vix {
 
-/// The framework's error. `what()` is the text that it was made from, unchanged.
+/// Error of the framework. what() returns the constructor's text unchanged.
 class VIX_API VIXRuntimeError : public std::runtime_error {
  public:
   using std::runtime_error::runtime_error;

@@ -2,7 +2,7 @@
 #ifndef VIX_EXPORT_H
 #define VIX_EXPORT_H
 
-/// Marks what is visible outside its shared library.
+/// Exports a symbol from its shared library.
 #define VIX_API __attribute__((visibility("default")))
 
 #endif  // VIX_EXPORT_H

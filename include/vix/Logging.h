@@ -3,7 +3,7 @@
 #define VIX_LOGGING_H
 
 /// @file
-/// Log records and the writer that they go to. Everything here may be called from any thread.
+/// Log records and their writer. Every function may be called from any thread.
 
 #include <functional>
 #include <memory>
@@ -14,39 +14,39 @@
 
 namespace vix {
 
-/// Formats and stores log records. Implementations are called from any thread, several at once.
+/// Formats and stores log records. Any thread may call a writer, several at the same time.
 class VIX_API ILoggerWriter {
  public:
   virtual ~ILoggerWriter() = default;
-  /// Writes one record. Every text is NUL-terminated, never null, and valid during the call only.
+  /// Writes one record. Every text is NUL-terminated, not null, and only valid during the call.
   /// @param reserved always empty
   virtual void Write(LogLevel level, const char* message, const char* context,
                      const char* sourceFile, const char* line, const char* reserved,
                      const char* threadId, const char* time) = 0;
 };
 
-/// The writer in force, or null when there is none.
+/// Returns the current writer, or null if there is none.
 VIX_API std::shared_ptr<ILoggerWriter> GetCurrentLoggerWriter();
-/// Replaces the writer in force; null leaves records without one.
+/// Replaces the current writer; null removes it.
 VIX_API void SetCurrentLoggerWriter(std::shared_ptr<ILoggerWriter> writer);
-/// A writer that renders each record as one line and hands it, without the newline, to `sink`:
-/// "time LEVEL [thread] context: message (file:line)", the context only where there is one, the
-/// file without its folders. Line breaks inside a text become spaces. Calls of the sink from
-/// different threads never overlap; a record written by the sink itself is handed to it at once.
-/// What the sink throws reaches the caller of Write(). Refuses an empty sink.
+/// Creates a writer that formats each record as one line and passes it, without newline, to `sink`:
+/// "time LEVEL [thread] context: message (file:line)", without "context: " if there is none, and
+/// with the file's name only. Line breaks become spaces. Calls of the sink from different threads
+/// do not overlap; a record that the sink writes itself reaches it immediately. Exceptions of the
+/// sink reach the caller of Write(). Rejects an empty sink.
 VIX_API std::shared_ptr<ILoggerWriter> CreateLineLoggerWriter(
     std::function<void(LogLevel, const std::string& line)> sink);
 
-/// Local date and time with milliseconds and UTC offset (ISO 8601), for example
+/// Returns local date and time with milliseconds and UTC offset (ISO 8601), for example
 /// "2024-05-17T09:30:01.250+02:00".
 VIX_API std::string GetCurrentTimeString();
-/// Identifier of the calling thread, as the operating system numbers it.
+/// Returns the operating system's number of the calling thread.
 VIX_API std::string GetThreadId();
-/// What the calling thread is working on: the innermost ContextScope, or the empty text.
+/// Returns the text of the calling thread's innermost ContextScope, or the empty text.
 VIX_API std::string GetCurrentContextString();
 
-/// Names what the calling thread works on until the scope ends. Scopes nest. A scope has to end on
-/// the thread that began it.
+/// Names the work of the calling thread until the scope ends. Scopes nest. A scope must end on the
+/// thread that began it.
 class VIX_API ContextScope {
  public:
   /// Begins the scope on the calling thread.
@@ -62,10 +62,10 @@ class VIX_API ContextScope {
   ContextScope* outer_;
 };
 
-/// Decimal digits without separators, whatever the locale.
+/// Returns decimal digits without separators in every locale.
 VIX_API std::string ToString(int value);
-/// Word of a level: "FATAL", "ERROR", "WARNING", "INFO", "DEBUG"; "LogLevel 9" for the unknown
-/// level 9.
+/// Returns the name of a level: "FATAL", "ERROR", "WARNING", "INFO" or "DEBUG"; "LogLevel 9" for
+/// the unknown level 9.
 VIX_API std::string ToString(LogLevel level);
 
 }  // namespace vix

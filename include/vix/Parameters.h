@@ -3,13 +3,13 @@
 #define VIX_PARAMETERS_H
 
 /// @file
-/// Configuration: a prototype declares parameters, an instance holds values for them.
+/// Configuration: a prototype (schema) declares parameters, an instance holds their values.
 ///
-/// A wrong name, a wrong type or a value outside the allowed list is refused with a
-/// VIXRuntimeError that names the key, the value and what is allowed.
+/// A wrong name, a wrong type or a value that is not allowed causes a VIXRuntimeError that names
+/// the parameter, the value and the allowed values.
 ///
-/// The pure operations are what plug-ins rely on. Those behind them serve host programs; an
-/// implementation that offers only the former inherits a refusal for the latter.
+/// Plug-ins rely on the pure virtual operations only. The other operations serve host programs and
+/// throw a VIXRuntimeError unless an implementation overrides them.
 
 #include <cstdint>
 #include <memory>
@@ -23,27 +23,27 @@
 
 namespace vix {
 
-/// What the operations that only host programs need answer where an implementation lacks them.
+/// Throws: the implementation does not override this operation.
 [[noreturn]] inline void RefuseParameterOperation(const char* operation) {
-  throw VIXRuntimeError(std::string("These parameters do not offer ") + operation);
+  throw VIXRuntimeError(std::string("These parameters do not support ") + operation);
 }
 
-/// One declared parameter, in words, for host programs that show it.
+/// A declared parameter as text, for user interfaces.
 struct ParameterDescription {
   std::string name;                         ///< key of the getters and setters
   std::string type;                         ///< "bool", "int", "string", "FourCC", ...
-  std::optional<std::string> defaultValue;  ///< none when declared without a default
+  std::optional<std::string> defaultValue;  ///< nullopt if declared without a default
   std::vector<std::string> allowedValues;   ///< empty = any value of the type
-  std::string description;                  ///< what it is for
+  std::string description;                  ///< purpose
 };
 
-/// Schema of a set of parameters. Built by one thread, then shared as const. What is declared after
-/// an instance was made does not reach that instance.
+/// Schema of a set of parameters. One thread builds it; any number of threads may share it as
+/// const. An instance has the parameters that were declared when it was made.
 class VIX_API IParametersCollectionPrototype {
  public:
   virtual ~IParametersCollectionPrototype() = default;
 
-  /// Declares one parameter; a name may be declared once.
+  /// Declares one parameter. Rejects a name that is already declared.
   /// @{
   virtual void AddParameterBool(const std::string& name, bool defaultValue,
                                 const std::string& description) = 0;
@@ -52,27 +52,28 @@ class VIX_API IParametersCollectionPrototype {
   virtual void AddParameterString(const std::string& name, const std::string& defaultValue,
                                   const std::string& description) = 0;
   /// @}
-  /// Declared without a default: an instance reports a value only after one was set.
+  /// Declares one parameter without a default. Rejects a name that is already declared.
   virtual void AddParameterFourCC(const std::string& name, const std::vector<FourCC>& allowedValues,
                                   const std::string& description) = 0;
-  /// Declares one parameter; a name may be declared once.
+  /// Declares one parameter. Rejects a name that is already declared.
   virtual void AddParameterProResCodecVariant(const std::string& name,
                                               ProResCodecVariant defaultValue,
                                               const std::string& description) = 0;
 
-  /// The declared parameters in the order of their declaration.
+  /// Returns the parameters in the order of their declaration.
   virtual std::vector<ParameterDescription> GetDescriptions() const {
     RefuseParameterOperation("GetDescriptions");
   }
 };
 
-/// Values for the parameters of one prototype. A getter reports the value that was set, else the
-/// declared default, else it refuses. Built by one thread, then shared as const.
+/// Values of the parameters of one prototype. A getter returns the value that was set, otherwise
+/// the declared default, and throws if there is neither. One thread builds an instance; any number
+/// of threads may share it as const.
 class VIX_API IParametersCollectionInstance {
  public:
   virtual ~IParametersCollectionInstance() = default;
 
-  /// The value that was set, else the declared default.
+  /// Returns the value that was set, otherwise the declared default.
   /// @{
   virtual bool GetBool(const std::string& name) const = 0;
   virtual std::int32_t GetInt(const std::string& name) const = 0;
@@ -80,15 +81,15 @@ class VIX_API IParametersCollectionInstance {
   /// @}
   /// Sets a value.
   virtual void SetString(const std::string& name, const std::string& value) = 0;
-  /// True only when a value was set on this instance: a declared default does not count.
+  /// Returns true if a value was set on this instance; a default does not count.
   virtual bool HasString(const std::string& name) const = 0;
-  /// The value that was set; there is no default.
+  /// Returns the value that was set; there is no default.
   virtual FourCC GetFourCC(const std::string& name) const = 0;
-  /// True only when a value was set on this instance.
+  /// Returns true if a value was set on this instance.
   virtual bool HasFourCC(const std::string& name) const = 0;
-  /// The value that was set, else the declared default.
+  /// Returns the value that was set, otherwise the declared default.
   virtual ProResCodecVariant GetProResCodecVariant(const std::string& name) const = 0;
-  /// Refuses null.
+  /// Sets a schema; rejects null.
   virtual void SetParametersCollectionPrototype(
       const std::string& name, std::shared_ptr<const IParametersCollectionPrototype> value) = 0;
   /// Sets a value.
@@ -109,7 +110,7 @@ class VIX_API IParametersCollectionInstance {
     RefuseParameterOperation("SetProResCodecVariant");
   }
   /// @}
-  /// The value that was set, else the declared default.
+  /// Returns the value that was set, otherwise the declared default.
   /// @{
   virtual std::shared_ptr<const IParametersCollectionPrototype> GetParametersCollectionPrototype(
       const std::string& /*name*/) const {
@@ -119,16 +120,16 @@ class VIX_API IParametersCollectionInstance {
     RefuseParameterOperation("GetElementFactoryType");
   }
   /// @}
-  /// The schema that this instance was made for.
+  /// Returns the schema of this instance.
   virtual std::shared_ptr<const IParametersCollectionPrototype> GetPrototype() const {
     RefuseParameterOperation("GetPrototype");
   }
 };
 
-/// A new, empty schema.
+/// Creates an empty schema.
 VIX_API std::shared_ptr<IParametersCollectionPrototype> CreateParametersCollectionPrototype();
-/// A new value set in which every parameter of `prototype` reports its declared default.
-/// Refuses a null prototype and one that this core did not make.
+/// Creates an instance of `prototype` in which no value is set. Rejects null and a prototype that
+/// another core made.
 VIX_API std::shared_ptr<IParametersCollectionInstance> CreateParametersCollectionInstance(
     std::shared_ptr<const IParametersCollectionPrototype> prototype);
 

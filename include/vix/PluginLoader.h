@@ -9,26 +9,25 @@
 
 namespace vix {
 
-/// A loaded plug-in. Letting go of it removes its factories from the registry; the library itself
-/// stays in memory until the last factory, registry entry, element and memory block that came from
-/// it is gone. What its elements hand out otherwise may outlive them when it was made by the
-/// creation functions of the core. A library that would leave while the thread handles an
-/// exception, which may be the library's own, leaves with the thread's next LoadPlugin().
+/// A loaded plug-in. Its destructor removes its factories from the registry. The library stays
+/// loaded until the last of its factories, registry entries, elements and memory blocks is
+/// destroyed. Other objects from its elements may outlive the library if the core's creation
+/// functions made them. If the last owner ends while its thread handles an exception, which may
+/// belong to the library, the next LoadPlugin() of that thread unloads the library.
 class VIX_API IPlugin {
  public:
   virtual ~IPlugin() = default;
-  /// Absolute path that the plug-in was loaded from.
+  /// Returns the absolute path of the library.
   virtual std::string GetPath() const = 0;
 };
 
-/// Loads a plug-in library and calls its entry `RegisterAll` with the registrant text. What the
-/// entry registers on the calling thread belongs to the plug-in and becomes visible when the entry
-/// has returned. A relative path is taken from the working directory; no other place is searched.
+/// Loads a plug-in library and calls its entry `RegisterAll` with the registrant text.
+/// Registrations that the entry makes on the calling thread belong to the plug-in and take effect
+/// when the entry returns. A relative path is relative to the working directory; no other folder is
+/// searched.
 ///
-/// A missing file, a missing dependency, a missing entry and a failing registration are refused
-/// with a VIXRuntimeError that names the path and the reason; nothing stays registered then. May be
-/// called from any thread. A program that keeps what the plug-in made drops all of it before it
-/// expects the library to be gone.
+/// Throws a VIXRuntimeError that names path and reason if the file, a dependency or the entry is
+/// missing or if the registration fails; nothing stays registered then. Any thread may call it.
 VIX_API std::shared_ptr<IPlugin> LoadPlugin(const std::string& path, const std::string& registrant);
 
 }  // namespace vix

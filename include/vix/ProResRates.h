@@ -9,18 +9,18 @@
 
 namespace vix {
 
-/// Nominal data rate of a ProRes variant in megabits per second, rounded to the nearest integer.
+/// Returns the nominal data rate of a ProRes variant in megabits per second.
 ///
-/// The resolution class stands for the picture size whose rates are published: 720x486 for 480
-/// lines, 720x576, 1280x720, 1920x1080, 3840x2160. Published target rates stand as they are, for
-/// the edit rate that they are listed under and for its 1000/1001 form. Any other edit rate scales
-/// from the nearest listed one (the lower of two equally near) in proportion to the frames per
-/// second. The field classes (240 and 288 lines) have half the rate of their frame. An unrecognised
-/// resolution is rated as 1080 lines: coded heights such as 1088 fall into that class. Halves round
-/// up; a result above 32 bits is reported as the largest 32-bit value.
+/// Each resolution class has the published rates of one picture size: 720x486 for 480 lines,
+/// 720x576, 1280x720, 1920x1080 and 3840x2160. The published rates apply to the listed edit rates
+/// and to their 1000/1001 forms. For any other edit rate, the rate of the nearest listed one (the
+/// lower of two at the same distance) is scaled in proportion to the frames per second. The field
+/// classes (240 and 288 lines) have half the rate of the frame. An unrecognised resolution has the
+/// rates of 1080 lines, because it includes coded heights such as 1088. The result is rounded to
+/// the nearest integer, halves up, and limited to 32 bits.
 ///
-/// Answers 0, "no rate known", for an unknown variant and for an edit rate that is not positive: a
-/// stream may be described before both are settled. Deterministic; may be called from any thread.
+/// Returns 0 for an unknown variant and for an edit rate that is not positive: a stream may be
+/// described before both are known. Any thread may call it.
 VIX_API std::uint32_t GetProResVideoRateMbps(ProResCodecVariant variant, EditRate editRate,
                                              VideoResolution resolution);
 

@@ -3,8 +3,8 @@
 #define VIX_REGISTRY_H
 
 /// @file
-/// The registry of element factories, keyed by (factory type, implementation, type). Everything
-/// here may be called from any thread.
+/// The registry of element factories, with keys (factory type, implementation, type). Every
+/// function may be called from any thread.
 
 #include <functional>
 #include <memory>
@@ -24,26 +24,26 @@ namespace vix {
 class VIX_API IElementFactory {
  public:
   virtual ~IElementFactory() = default;
-  /// Kind of element that the factory makes.
+  /// Returns the kind of element that the factory makes.
   virtual ElementFactoryType GetFactoryType() const = 0;
 };
 
-/// Names what the creator of a factory type returns.
+/// Result type of the creators of a factory type.
 template <ElementFactoryType T>
 struct ElementFactoryType_traits;
-/// What the creator of a VideoDecoder factory returns.
+/// Result type of the creators of decoders.
 template <>
 struct ElementFactoryType_traits<ElementFactoryType::VideoDecoder> {
   /// A decoder.
   using InstanceType = std::shared_ptr<IVideoDecoder>;
 };
-/// What the creator of a VideoEncoder factory returns.
+/// Result type of the creators of encoders.
 template <>
 struct ElementFactoryType_traits<ElementFactoryType::VideoEncoder> {
   /// An encoder.
   using InstanceType = std::shared_ptr<IVideoEncoder>;
 };
-/// What the creator of a MemoryBlockAllocator factory returns.
+/// Result type of the creators of allocators.
 template <>
 struct ElementFactoryType_traits<ElementFactoryType::MemoryBlockAllocator> {
   /// An allocator.
@@ -54,74 +54,75 @@ struct ElementFactoryType_traits<ElementFactoryType::MemoryBlockAllocator> {
 template <ElementFactoryType T>
 class VIX_API ElementFactory : public IElementFactory {
  public:
-  /// What the creator returns.
+  /// Result type of the creator.
   using InstanceType = typename ElementFactoryType_traits<T>::InstanceType;
-  /// Makes an element; its argument is what the element's GetManifest() is to return.
+  /// Makes an element whose GetManifest() returns the creator's argument.
   using Creator = std::function<InstanceType(std::shared_ptr<const IParametersCollectionInstance>)>;
 
-  /// A factory around `creator`, which may be empty until it is called.
+  /// Makes a factory that calls `creator`, which may be empty if it is never called.
   explicit ElementFactory(Creator creator) : creator_(std::move(creator)) {}
 
-  /// T.
+  /// Returns T.
   ElementFactoryType GetFactoryType() const override { return T; }
-  /// The creator that the factory was made with.
+  /// Returns the constructor's argument.
   const Creator& GetCreator() const { return creator_; }
 
  private:
   Creator creator_;
 };
 
-/// Schema of registry entries: "class" (ElementFactoryType), "type" (text), "implementation"
-/// (text), "init_config" (the element's own schema).
+/// Returns the schema of registry entries: "class" (ElementFactoryType), "type" (text),
+/// "implementation" (text), "init_config" (the element's own schema).
 VIX_API std::shared_ptr<const IParametersCollectionPrototype> GetRegistryEntryPrototype();
 
-/// Core identity that a plug-in built against `version` ("major.minor.patch.build.revision")
-/// presents to RegisterFactory(): "vixCore " and the version. A version of another form gives an
-/// identity that RegisterFactory() refuses. This core is 0.7 and compatible with every 0.7 version.
+/// Returns the core identity that a plug-in built for `version`
+/// ("major.minor.patch.build.revision") passes to RegisterFactory(): "vixCore " and the version.
+/// RegisterFactory() rejects the identity of a version of another form. This core is 0.7 and
+/// compatible with every 0.7 version.
 VIX_API std::string GetVIXCoreIdInternal(std::string version);
 
-/// Adds a factory under the key of its entry. A key that is taken is refused unless the same
-/// registrant took it: then the newer registration replaces the older one. Refuses a core
-/// identity that this core is not compatible with, null pointers, an incomplete entry, and a
-/// factory whose type is not the entry's "class". The core's own "Recycler" cannot be replaced.
+/// Adds a factory under the key of its entry. Replaces an earlier registration of the same
+/// registrant under that key and rejects a key of another registrant. Rejects an incompatible core
+/// identity, null pointers, an incomplete entry, and a factory whose type is not the entry's
+/// "class". The core's own "Recycler" cannot be replaced.
 ///
-/// Called while LoadPlugin() runs the plug-in's entry on this thread, the registration takes effect
-/// when the entry has returned.
+/// While LoadPlugin() runs the plug-in's entry on this thread, the registration takes effect when
+/// the entry returns.
 VIX_API void RegisterFactory(std::string registrant, std::string coreId,
                              std::shared_ptr<IElementFactory> factory,
                              std::shared_ptr<const IParametersCollectionInstance> registryEntry);
 
-/// Removes every registration of a registrant; the core's own have none. Elements already made stay
+/// Removes every registration of a registrant, but never those of the core. Existing elements stay
 /// usable.
 VIX_API void UnregisterFactories(const std::string& registrant);
 
-/// The factory under that key, or null.
+/// Returns the factory of that key, or null.
 VIX_API std::shared_ptr<IElementFactory> GetFactory(ElementFactoryType factoryType,
                                                     const std::string& implementation,
                                                     const std::string& type);
-/// The configuration with which an element under that key is created when nothing else is asked
-/// for: an instance of its "init_config" schema with every default; null for an unknown key.
+/// Returns the default configuration of elements of that key: an instance of the "init_config"
+/// schema in which no value is set; null for an unknown key.
 VIX_API std::shared_ptr<const IParametersCollectionInstance> GetManifest(
     ElementFactoryType factoryType, const std::string& implementation, const std::string& type);
 
-/// The entries of the registry, in the order of their registration.
+/// Returns the entries of the registry in the order of registration.
 VIX_API std::vector<std::shared_ptr<const IParametersCollectionInstance>> GetRegistryEntries();
 
-/// Label of a codec family ("Raw", "ProRes"); the "type" of elements that code it. The label of an
-/// unknown family 7 is "VCodecFamily 7".
+/// Returns the label of a codec family ("Raw", "ProRes"), which is the "type" of its codec
+/// elements; "VCodecFamily 7" for the unknown family 7.
 VIX_API std::string GetLabel(VCodecFamily family);
-/// Label of a factory type ("VideoDecoder", "VideoEncoder", "MemoryBlockAllocator"); that of an
-/// unknown type 7 is "ElementFactoryType 7".
+/// Returns the label of a factory type ("VideoDecoder", "VideoEncoder", "MemoryBlockAllocator");
+/// "ElementFactoryType 7" for the unknown type 7.
 VIX_API std::string GetLabel(ElementFactoryType factoryType);
 
-/// Marks the span of a traced operation by its lifetime.
+/// Traces an operation: it begins with the constructor and ends with the destructor.
 class VIX_API IMilestone {
  public:
   virtual ~IMilestone() = default;
 };
 
-/// A new milestone: while it lives, `name` is part of the calling thread's context, behind the
-/// context that it was made in. It has to be destroyed on the thread that made it.
+/// Creates a milestone. While it exists, `name` is appended to the calling thread's context. It
+/// must be destroyed on the same thread.
 VIX_API std::unique_ptr<IMilestone> CreateMilestone(std::string name);
 
 }  // namespace vix

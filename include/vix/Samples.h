@@ -3,7 +3,7 @@
 #define VIX_SAMPLES_H
 
 /// @file
-/// Samples and the containers in which they flow from element to element. Immutable once made.
+/// Samples, and the containers in which elements exchange them. Both are immutable.
 
 #include <memory>
 #include <vector>
@@ -15,46 +15,46 @@
 
 namespace vix {
 
-/// One sample: bytes and the time that they span.
+/// Bytes and their time.
 class VIX_API ISample {
  public:
   virtual ~ISample() = default;
-  /// The bytes, possibly null.
+  /// Returns the bytes; may be null.
   virtual std::shared_ptr<const IBuffer> GetBuffer() const = 0;
-  /// The spans of time that the sample covers, as they were given.
+  /// Returns the time spans of the sample.
   virtual const std::vector<TimeLimits>& GetTimeLimits() const = 0;
 };
 
 /// One video frame.
 class VIX_API IVideoSample : public ISample {
  public:
-  /// Description of the frame, possibly null.
+  /// Returns the description of the frame; may be null.
   virtual std::shared_ptr<const IVideoParameters> GetVideoParameters() const = 0;
-  /// Info of the stream that the frame belongs to, possibly null.
+  /// Returns the info of the frame's stream; may be null.
   virtual std::shared_ptr<const IVideoInfo> GetVideoInfo() const { return nullptr; }
-  /// Metadata of the frame.
+  /// Returns the metadata of the frame.
   virtual std::vector<std::shared_ptr<const IMetadata>> GetMetadata() const { return {}; }
 };
 
-/// The samples that are pushed into, or pulled out of, an element together.
+/// Samples that an element receives or returns together.
 class VIX_API ISampleContainer {
  public:
   virtual ~ISampleContainer() = default;
-  /// The video samples of the container.
-  /// @param track   only those of this track; null = of any
-  /// @param channel only those of this channel; null = of any
+  /// Returns the video samples of the container.
+  /// @param track   selects the samples of this track; null = all
+  /// @param channel selects the samples of this channel; null = all
   virtual std::vector<std::shared_ptr<const IVideoSample>> GetVideoSamples(
       std::shared_ptr<const ITrack> track, std::shared_ptr<const IChannelInfo> channel) const = 0;
 };
 
-/// A new video sample. Null pointers are kept as they are.
+/// Creates a video sample. Every pointer may be null.
 VIX_API std::shared_ptr<IVideoSample> CreateVideoSample(
     std::shared_ptr<const IVideoParameters> parameters, std::shared_ptr<const IVideoInfo> info,
     std::shared_ptr<const IBuffer> buffer, const std::vector<TimeLimits>& timeLimits,
     std::vector<std::shared_ptr<const IMetadata>> metadata);
 
-/// A new container of one sample; a null sample gives an empty container, one that is not a video
-/// sample a container without video samples. A sample without info belongs to no track or channel.
+/// Creates a container of one sample, or an empty one if `sample` is null. A sample without info
+/// belongs to no track and no channel.
 VIX_API std::shared_ptr<ISampleContainer> CreateSampleContainer(
     std::shared_ptr<const ISample> sample, std::shared_ptr<const IPackagingInfo> packagingInfo);
 

@@ -32,13 +32,13 @@ enum class ElementFactoryType : std::int32_t {
   MemoryBlockAllocator = 23,
 };
 
-/// Family of codecs that a stream description speaks of.
+/// Codec family of a stream description.
 enum class VCodecFamily : std::int32_t {
   Raw = 1,     ///< uncompressed; the description is an IVideoParameters_RAW
   ProRes = 2,  ///< ProRes; the description is an IVideoParameters_ProRes
 };
 
-/// ProRes 4:2:2 variants, by rising data rate.
+/// ProRes 4:2:2 variants in the order of their data rates.
 enum class ProResCodecVariant : std::int32_t {
   Proxy = 1,
   LT = 2,
@@ -46,7 +46,7 @@ enum class ProResCodecVariant : std::int32_t {
   HQ = 4,
 };
 
-/// How the lines of a frame were scanned.
+/// Scan mode of a frame.
 enum class ScanMode : std::int32_t {
   Interlaced = 1,  ///< two fields, top field first
   Progressive = 2,
@@ -58,7 +58,7 @@ enum class VideoChroma : std::int32_t {
   C444 = 3,
 };
 
-/// Class of picture height. The field classes are the frame classes with 0x10 added.
+/// Class of picture height. A field class is its frame class + 0x10.
 enum class VideoResolution : std::int32_t {
   Unrecognised = 0,
   Lines480 = 1,
@@ -70,7 +70,7 @@ enum class VideoResolution : std::int32_t {
   Lines288 = 0x12,
 };
 
-/// Severity of a log record. Lower is graver.
+/// Severity of a log record. Lower values are more severe.
 enum class LogLevel : std::int32_t {
   Fatal = 1,
   Error = 2,  ///< level of every failure report
@@ -83,7 +83,7 @@ enum class LogLevel : std::int32_t {
 struct EditRate {
   std::int32_t numerator = 0;    ///< frames in `denominator` seconds
   std::int32_t denominator = 1;  ///< seconds
-  /// Equal numbers, not equal values: 50/2 is not 25/1.
+  /// Compares the numbers, not the value: 50/2 is not 25/1.
   friend constexpr bool operator==(const EditRate&, const EditRate&) = default;
 };
 static_assert(sizeof(EditRate) == 8);
@@ -92,8 +92,8 @@ static_assert(sizeof(EditRate) == 8);
 struct TimeLimits {
   std::int64_t begin = 0;         ///< first tick
   std::int64_t end = 0;           ///< tick behind the last one
-  EditRate ticksPerSecond{1, 1};  ///< length of a tick
-  /// Equal numbers, in the same ticks.
+  EditRate ticksPerSecond{1, 1};  ///< ticks in one second
+  /// Compares the numbers, not the times.
   friend constexpr bool operator==(const TimeLimits&, const TimeLimits&) = default;
 };
 

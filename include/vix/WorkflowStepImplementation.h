@@ -13,29 +13,29 @@
 
 namespace vix {
 
-/// Step of a workflow, on whose behalf elements are made.
+/// Step of a workflow that elements are made for.
 class VIX_API IStep {
  public:
   virtual ~IStep() = default;
 };
 
-/// Line numbers that the records of ImplementElement() carry.
+/// Line numbers in the records of ImplementElement(). Readers of the log rely on them.
 struct ImplementElementLine {
-  static constexpr int kMilestone = 240;        ///< the milestone that begins it
+  static constexpr int kMilestone = 240;        ///< the milestone
   static constexpr int kRegistryEntry = 244;    ///< no factory is registered
   static constexpr int kManifest = 248;         ///< no manifest is registered
-  static constexpr int kFactory = 252;          ///< the factory is of another type
-  static constexpr int kCanNotImplement = 259;  ///< the failure as a whole
+  static constexpr int kFactory = 252;          ///< the factory has another type
+  static constexpr int kCanNotImplement = 259;  ///< any failure
 };
 
-/// Makes the element that is registered for factory type T under `implementation` and `type`, from
-/// its own manifest. A milestone record is written first, on every call; a milestone object lives
-/// while the element is looked up and made.
-/// @param step step that the element is made for, possibly null; held during the call
-/// @return what the factory's creator returned, null included
-/// @throws VIXRuntimeError for every std::runtime_error on the way, which is the second line of its
-///         message; errors of other types pass unchanged, with an empty creator's
-///         std::bad_function_call among them
+/// Creates the element that is registered for factory type T, `implementation` and `type`, with its
+/// registered manifest. Writes a milestone record first; a milestone object exists until the
+/// function returns.
+/// @param step step that the element is made for; may be null; held during the call
+/// @return the result of the factory's creator, even if it is null
+/// @throws VIXRuntimeError with the text of a caught std::runtime_error as the second line of its
+///         message; exceptions of other types, such as the std::bad_function_call of an empty
+///         creator, pass through
 template <ElementFactoryType T>
 typename ElementFactoryType_traits<T>::InstanceType ImplementElement(
     const std::string& implementation, const std::string& type,

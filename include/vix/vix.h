@@ -3,7 +3,7 @@
 #define VIX_VIX_H
 
 /// @file
-/// The host contract: all that a plug-in or a host program may know of the framework.
+/// The host contract: the whole interface of the framework for plug-ins and host programs.
 
 #include "vix/Buffers.h"
 #include "vix/Diagnostics.h"

@@ -7,7 +7,7 @@
 #include <cstring>
 #include <memory>
 
-#include "Refusal.h"
+#include "ErrorText.h"
 #include "SystemMemory.h"
 #include "vix/Buffers.h"
 
@@ -16,20 +16,20 @@ namespace {
 
 using ::testing::HasSubstr;
 
-/// Frame memory as a host program owns it: one array, given out whole.
+/// Frame memory of a host program: one array, returned as a whole.
 struct HostMemory {
   std::array<std::uint8_t, 256> bytes{};
-  int given = 0;
-  int takenBack = 0;
+  int allocated = 0;
+  int released = 0;
 
   ExtBufferCallbacks Callbacks() {
     return {[this](std::size_t wanted) {
               if (wanted > bytes.size()) return static_cast<std::uint8_t*>(nullptr);
-              ++given;
+              ++allocated;
               return bytes.data();
             },
             [this](std::uint8_t* data, std::size_t) {
-              if (data == bytes.data()) ++takenBack;
+              if (data == bytes.data()) ++released;
             }};
   }
 };
@@ -56,7 +56,7 @@ TEST_F(ExtBufferAllocator, IsTheOnlyNamedAllocator) {
   EXPECT_EQ(GetAllocator("extbufferallocator"), nullptr);
 }
 
-TEST_F(ExtBufferAllocator, LetsFramesBeWrittenStraightIntoTheCallersMemory) {
+TEST_F(ExtBufferAllocator, WritesFramesDirectlyIntoTheCallersMemory) {
   HostMemory memory;
   SetExtBufferCallbacks(memory.Callbacks());
   const auto allocationsBefore = CountSystemAllocations();
@@ -67,22 +67,22 @@ TEST_F(ExtBufferAllocator, LetsFramesBeWrittenStraightIntoTheCallersMemory) {
   std::memset(frame->GetData(), 0xA5, 200);
   EXPECT_EQ(memory.bytes[199], 0xA5);
   EXPECT_EQ(memory.bytes[200], 0);
-  EXPECT_EQ(memory.takenBack, 0);
+  EXPECT_EQ(memory.released, 0);
   frame.reset();
-  EXPECT_EQ(memory.given, 1);
-  EXPECT_EQ(memory.takenBack, 1);
+  EXPECT_EQ(memory.allocated, 1);
+  EXPECT_EQ(memory.released, 1);
   EXPECT_EQ(CountSystemAllocations(), allocationsBefore);
 }
 
-TEST_F(ExtBufferAllocator, RefusesWhenTheCallerHasNoMemory) {
+TEST_F(ExtBufferAllocator, ThrowsIfTheCallerHasNoMemory) {
   HostMemory memory;
   SetExtBufferCallbacks(memory.Callbacks());
   const auto allocator = GetAllocator("ExtBufferAllocator");
-  EXPECT_THAT(RefusalOf([&] { allocator->AllocateBlock(257); }), HasSubstr("257 bytes"));
-  EXPECT_EQ(memory.takenBack, 0);
+  EXPECT_THAT(ErrorTextOf([&] { allocator->AllocateBlock(257); }), HasSubstr("257 bytes"));
+  EXPECT_EQ(memory.released, 0);
 }
 
-TEST_F(ExtBufferAllocator, BlocksKeepTheCallbacksThatTheyWereMadeWith) {
+TEST_F(ExtBufferAllocator, BlocksKeepTheirCallbacks) {
   HostMemory first;
   HostMemory second;
   SetExtBufferCallbacks(first.Callbacks());
@@ -95,40 +95,40 @@ TEST_F(ExtBufferAllocator, BlocksKeepTheCallbacksThatTheyWereMadeWith) {
   allocator.reset();
   block.reset();
   later.reset();
-  EXPECT_EQ(first.takenBack, 2);
-  EXPECT_EQ(second.given, 0);
+  EXPECT_EQ(first.released, 2);
+  EXPECT_EQ(second.allocated, 0);
   EXPECT_EQ(GetAllocator("ExtBufferAllocator")->AllocateBlock(1)->GetData(), second.bytes.data());
 }
 
-TEST_F(ExtBufferAllocator, RefusesOneCallbackWithoutTheOther) {
+TEST_F(ExtBufferAllocator, RejectsOneCallbackWithoutTheOther) {
   HostMemory memory;
   SetExtBufferCallbacks(memory.Callbacks());
-  EXPECT_THAT(RefusalOf([&] {
+  EXPECT_THAT(ErrorTextOf([&] {
                 SetExtBufferCallbacks({memory.Callbacks().allocate, {}});
               }),
               HasSubstr("both callbacks"));
-  EXPECT_THAT(RefusalOf([&] {
+  EXPECT_THAT(ErrorTextOf([&] {
                 SetExtBufferCallbacks({{}, memory.Callbacks().release});
               }),
               HasSubstr("both callbacks"));
-  EXPECT_NE(GetAllocator("ExtBufferAllocator"), nullptr) << "a refusal changes nothing";
+  EXPECT_NE(GetAllocator("ExtBufferAllocator"), nullptr) << "a rejected call changes nothing";
 }
 
-/// Its destructor asks for the allocator, as an object held by a callback may do.
-struct Nosy {
-  ~Nosy() { found = GetAllocator("ExtBufferAllocator") != nullptr; }
+/// Looks up the allocator in its destructor, as an object in a callback may do.
+struct AllocatorLookup {
+  ~AllocatorLookup() { found = GetAllocator("ExtBufferAllocator") != nullptr; }
   static inline bool found = true;
 };
 
 TEST_F(ExtBufferAllocator, DestroysOldCallbacksOutsideItsLock) {
   HostMemory memory;
   ExtBufferCallbacks callbacks = memory.Callbacks();
-  callbacks.release = [nosy = std::make_shared<Nosy>(), release = callbacks.release](
+  callbacks.release = [lookup = std::make_shared<AllocatorLookup>(), release = callbacks.release](
                           std::uint8_t* data, std::size_t bytes) { release(data, bytes); };
   SetExtBufferCallbacks(std::move(callbacks));
   callbacks = {};
   SetExtBufferCallbacks({});
-  EXPECT_FALSE(Nosy::found);
+  EXPECT_FALSE(AllocatorLookup::found);
 }
 
 }  // namespace

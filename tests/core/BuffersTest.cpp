@@ -8,7 +8,7 @@
 #include <string>
 #include <vector>
 
-#include "Refusal.h"
+#include "ErrorText.h"
 #include "SystemMemory.h"
 #include "vix/Buffers.h"
 
@@ -18,7 +18,7 @@ namespace {
 using ::testing::AllOf;
 using ::testing::HasSubstr;
 
-/// Gives what it is told to give and remembers what it was asked for.
+/// Returns blocks as configured and records the requested sizes.
 class ScriptedAllocator : public IMemoryBlockAllocator {
  public:
   std::shared_ptr<IMemoryBlock> AllocateBlock(std::size_t bytes) override {
@@ -33,15 +33,15 @@ class ScriptedAllocator : public IMemoryBlockAllocator {
   std::vector<std::unique_ptr<std::vector<std::uint8_t>>> memory;
 };
 
-TEST(Buffer, HasNoMemoryUntilItIsGivenSome) {
+TEST(Buffer, HasNoMemoryAtFirst) {
   const auto buffer = CreateBuffer(nullptr, nullptr);
   EXPECT_EQ(buffer->GetData(), nullptr);
   EXPECT_EQ(buffer->GetSize(), 0u);
   EXPECT_EQ(buffer->GetCapacity(), 0u);
-  EXPECT_THAT(RefusalOf([&] { buffer->SetSize(1); }), HasSubstr("0 bytes"));
+  EXPECT_THAT(ErrorTextOf([&] { buffer->SetSize(1); }), HasSubstr("capacity of the buffer is 0"));
 }
 
-TEST(Buffer, CoversTheWholeBlockThatItIsMadeOver) {
+TEST(Buffer, CoversItsWholeBlock) {
   std::uint8_t memory[10];
   const auto buffer = CreateBuffer(nullptr, CreateMemoryBlock(memory, sizeof memory, {}));
   EXPECT_EQ(buffer->GetData(), memory);
@@ -49,7 +49,7 @@ TEST(Buffer, CoversTheWholeBlockThatItIsMadeOver) {
   EXPECT_EQ(buffer->GetCapacity(), 10u);
 }
 
-TEST(Buffer, AllocatesAFreshBlockFromItsAllocator) {
+TEST(Buffer, AllocatesANewBlockFromItsAllocator) {
   const auto allocator = std::make_shared<ScriptedAllocator>();
   const auto buffer = CreateBuffer(allocator, nullptr);
   buffer->Allocate(100);
@@ -70,7 +70,7 @@ TEST(Buffer, TakesAlignedMemoryFromTheSystemWithoutAnAllocator) {
   EXPECT_EQ(buffer->GetSize(), 0u);
 }
 
-TEST(Buffer, TellsValidBytesAndCapacityApart) {
+TEST(Buffer, DistinguishesValidBytesFromCapacity) {
   const auto buffer = CreateBuffer(nullptr, nullptr);
   buffer->Allocate(100);
   buffer->SetSize(40);
@@ -80,10 +80,11 @@ TEST(Buffer, TellsValidBytesAndCapacityApart) {
   EXPECT_EQ(buffer->GetSize(), 100u);
 }
 
-TEST(Buffer, RefusesMoreValidBytesThanItsCapacity) {
+TEST(Buffer, RejectsMoreValidBytesThanItsCapacity) {
   const auto buffer = CreateBuffer(nullptr, nullptr);
   buffer->Allocate(100);
-  EXPECT_THAT(RefusalOf([&] { buffer->SetSize(101); }), AllOf(HasSubstr("100"), HasSubstr("101")));
+  EXPECT_THAT(ErrorTextOf([&] { buffer->SetSize(101); }),
+              AllOf(HasSubstr("100"), HasSubstr("101")));
   EXPECT_EQ(buffer->GetSize(), 100u);
 }
 
@@ -111,36 +112,36 @@ TEST(Buffer, GrowsAndKeepsTheValidBytes) {
   EXPECT_EQ(buffer->GetCapacity(), 1000u);
 }
 
-TEST(Buffer, KeepsWhatItHadWhenItCannotGetMemory) {
+TEST(Buffer, DoesNotChangeIfAnAllocationFails) {
   const auto allocator = std::make_shared<ScriptedAllocator>();
   const auto buffer = CreateBuffer(allocator, nullptr);
   buffer->Allocate(10);
   const auto* data = buffer->GetData();
   allocator->fail = true;
-  EXPECT_THAT(RefusalOf([&] { buffer->Allocate(20); }), HasSubstr("20 bytes"));
-  EXPECT_THAT(RefusalOf([&] { buffer->Resize(30); }), HasSubstr("30 bytes"));
+  EXPECT_THAT(ErrorTextOf([&] { buffer->Allocate(20); }), HasSubstr("20 bytes"));
+  EXPECT_THAT(ErrorTextOf([&] { buffer->Resize(30); }), HasSubstr("30 bytes"));
   EXPECT_EQ(buffer->GetData(), data);
   EXPECT_EQ(buffer->GetSize(), 10u);
 }
 
-TEST(Buffer, RefusesABlockThatIsTooSmall) {
+TEST(Buffer, RejectsABlockThatIsTooSmall) {
   const auto allocator = std::make_shared<ScriptedAllocator>();
   allocator->shortBy = 1;
   const auto buffer = CreateBuffer(allocator, nullptr);
-  EXPECT_THAT(RefusalOf([&] { buffer->Allocate(20); }), HasSubstr("20 bytes"));
+  EXPECT_THAT(ErrorTextOf([&] { buffer->Allocate(20); }), HasSubstr("20 bytes"));
   EXPECT_EQ(buffer->GetData(), nullptr);
 }
 
-TEST(Buffer, ReportsThatTheSystemHasNoMemory) {
+TEST(Buffer, ReportsThatThereIsNoMemory) {
   const SystemMemoryShortage shortage(1);
   const auto buffer = CreateBuffer(nullptr, nullptr);
-  EXPECT_THAT(RefusalOf([&] { buffer->Allocate(4711); }), HasSubstr("4711 bytes"));
+  EXPECT_THAT(ErrorTextOf([&] { buffer->Allocate(4711); }), HasSubstr("4711 bytes"));
 }
 
-TEST(Buffer, RefusesABlockOfMoreThan32BitsOfBytes) {
+TEST(Buffer, RejectsABlockOf4GiB) {
   std::uint8_t memory[1];
   const auto block = CreateMemoryBlock(memory, std::size_t{1} << 32, {});
-  EXPECT_THAT(RefusalOf([&] { CreateBuffer(nullptr, block); }), HasSubstr("4294967296"));
+  EXPECT_THAT(ErrorTextOf([&] { CreateBuffer(nullptr, block); }), HasSubstr("4294967296"));
 }
 
 TEST(MemoryBlock, ReleasesTheCallersMemoryOnce) {
@@ -159,12 +160,12 @@ TEST(MemoryBlock, ReleasesTheCallersMemoryOnce) {
 TEST(MemoryBlock, MayBeEmptyButNotStartAtNull) {
   EXPECT_EQ(CreateMemoryBlock(nullptr, 0, {})->GetSize(), 0u);
   bool released = false;
-  EXPECT_THAT(RefusalOf([&] { CreateMemoryBlock(nullptr, 5, [&] { released = true; }); }),
+  EXPECT_THAT(ErrorTextOf([&] { CreateMemoryBlock(nullptr, 5, [&] { released = true; }); }),
               HasSubstr("5 bytes"));
   EXPECT_FALSE(released);
 }
 
-/// A buffer of another program, with no more than the operations that plug-ins rely on.
+/// A buffer of another program with the pure virtual operations only.
 class ForeignBuffer : public IBuffer {
  public:
   std::uint8_t* GetData() const override { return nullptr; }

@@ -1,4 +1,4 @@
-# Fails when LIBRARY exports anything but names of the namespace vix.
+# Fails if LIBRARY exports a symbol outside namespace vix.
 execute_process(COMMAND ${NM} -D -C --defined-only ${LIBRARY}
   OUTPUT_VARIABLE symbols COMMAND_ERROR_IS_FATAL ANY)
 string(REGEX MATCHALL "[^\n]+" symbols "${symbols}")

@@ -1,6 +1,6 @@
 // SPDX-License-Identifier: BSD-2-Clause
-// What may be called from any thread, called from eight at once. The thread sanitizer's build is
-// where these tests are at their sharpest.
+// Calls everything that is safe to call from any thread on eight threads at once. The thread
+// sanitizer detects more faults here than the expectations do.
 #include <gtest/gtest.h>
 
 #include <atomic>
@@ -28,14 +28,14 @@ namespace {
 constexpr int kThreads = 8;
 constexpr int kRounds = 200;
 
-/// Runs `work` with the thread's number on every thread, and waits for all of them.
+/// Runs `work` with the number of the thread on every thread and waits for all of them.
 void OnAllThreads(const std::function<void(int thread)>& work) {
   std::vector<std::thread> threads;
   for (int i = 0; i < kThreads; ++i) threads.emplace_back(work, i);
   for (std::thread& thread : threads) thread.join();
 }
 
-/// Runs `work` again and again on a thread of its own until it is destroyed.
+/// Repeats `work` on its own thread until it is destroyed.
 class Background {
  public:
   explicit Background(std::function<void()> work)
@@ -83,7 +83,7 @@ TEST_F(Concurrency, ElementsAreMadeUsedAndDroppedOnManyThreads) {
   });
 }
 
-TEST_F(Concurrency, PluginsComeAndGoWhileOthersUseThem) {
+TEST_F(Concurrency, PluginsAreLoadedAndUnloadedWhileInUse) {
   const Background loader([] { LoadPlugin(FAKE_PLUGIN, "test"); });
   OnAllThreads([](int) {
     using Factory = ElementFactory<ElementFactoryType::VideoDecoder>;
@@ -127,15 +127,15 @@ TEST_F(Concurrency, FactoriesAreRegisteredOnManyThreads) {
 
 TEST_F(Concurrency, AWriterIsReplacedWhileOthersLog) {
   std::atomic<int> lines = 0;
-  std::atomic<int> sinksAtWork = 0;
+  std::atomic<int> activeSinks = 0;
   const auto makeWriter = [&] {
     return CreateLineLoggerWriter(
         [&, own = std::make_shared<int>(0)](LogLevel, const std::string& line) {
-          // Not atomic on purpose: calls of one sink must not overlap.
+          // Not atomic, because calls of one sink must not overlap.
           ++*own;
-          ++sinksAtWork;
+          ++activeSinks;
           if (line.find("record") != std::string::npos) ++lines;
-          --sinksAtWork;
+          --activeSinks;
         });
   };
   SetCurrentLoggerWriter(makeWriter());
@@ -149,7 +149,7 @@ TEST_F(Concurrency, AWriterIsReplacedWhileOthersLog) {
     });
   }
   EXPECT_EQ(lines, kThreads * kRounds);
-  EXPECT_EQ(sinksAtWork, 0);
+  EXPECT_EQ(activeSinks, 0);
 }
 
 TEST_F(Concurrency, ARecyclerServesManyThreads) {
@@ -176,14 +176,14 @@ TEST_F(Concurrency, ARecyclerServesManyThreads) {
 }
 
 TEST_F(Concurrency, CallbacksAreReplacedWhileOthersAllocate) {
-  std::atomic<int> given = 0;
+  std::atomic<int> allocated = 0;
   const auto setCallbacks = [&] {
     SetExtBufferCallbacks({[&](std::size_t bytes) {
-                             ++given;
+                             ++allocated;
                              return new std::uint8_t[bytes];
                            },
                            [&](std::uint8_t* data, std::size_t) {
-                             --given;
+                             --allocated;
                              delete[] data;
                            }});
   };
@@ -199,7 +199,7 @@ TEST_F(Concurrency, CallbacksAreReplacedWhileOthersAllocate) {
     });
   }
   SetExtBufferCallbacks({});
-  EXPECT_EQ(given, 0);
+  EXPECT_EQ(allocated, 0);
 }
 
 TEST_F(Concurrency, ASchemaIsSharedByManyThreads) {

@@ -6,7 +6,7 @@
 #include <string>
 #include <utility>
 
-#include "Refusal.h"
+#include "ErrorText.h"
 #include "SilentLog.h"
 #include "vix/ElementDriver.h"
 #include "vix/Logging.h"
@@ -57,35 +57,35 @@ TEST_F(Driver, DrivesDecodersAndEncoders) {
   }
 }
 
-TEST_F(Driver, MakesConfigurationsOfTheElementsSchema) {
+TEST_F(Driver, CreatesConfigurationsOfTheElementsSchema) {
   const auto config = driver.CreateConfig();
   EXPECT_FALSE(config->GetBool("FailRelease"));
   config->SetBool("FailRelease", true);
   EXPECT_FALSE(driver.CreateConfig()->GetBool("FailRelease"));
 }
 
-TEST_F(Driver, RefusesCallsOutOfOrder) {
-  const auto refusal = [](const char* reason) { return std::string(kName) + ": " + reason; };
-  EXPECT_EQ(RefusalOf([&] { driver.Define(MakeInput()); }),
-            refusal("Define needs Configure first"));
-  EXPECT_EQ(RefusalOf([&] { driver.Push(MakeSample()); }), refusal("Push needs Configure first"));
-  EXPECT_EQ(RefusalOf([&] { driver.Pull(); }), refusal("Pull needs Configure first"));
+TEST_F(Driver, RejectsCallsOutOfOrder) {
+  const auto error = [](const char* reason) { return std::string(kName) + ": " + reason; };
+  EXPECT_EQ(ErrorTextOf([&] { driver.Define(MakeInput()); }),
+            error("call Configure before Define"));
+  EXPECT_EQ(ErrorTextOf([&] { driver.Push(MakeSample()); }), error("call Configure before Push"));
+  EXPECT_EQ(ErrorTextOf([&] { driver.Pull(); }), error("call Configure before Pull"));
   driver.Configure(driver.CreateConfig());
-  EXPECT_EQ(RefusalOf([&] { driver.Push(MakeSample()); }), refusal("Push needs Define first"));
-  EXPECT_EQ(RefusalOf([&] { driver.Pull(); }), refusal("Pull needs Define first"));
+  EXPECT_EQ(ErrorTextOf([&] { driver.Push(MakeSample()); }), error("call Define before Push"));
+  EXPECT_EQ(ErrorTextOf([&] { driver.Pull(); }), error("call Define before Pull"));
 }
 
-TEST_F(Driver, RefusesToLoseAFrame) {
+TEST_F(Driver, RejectsAPushWhileAnOutputIsWaiting) {
   Define();
   const auto first = MakeSample();
   driver.Push(first);
-  EXPECT_THAT(RefusalOf([&] { driver.Push(MakeSample()); }),
-              AllOf(StartsWith(kName), HasSubstr("Push needs Pull first")));
+  EXPECT_THAT(ErrorTextOf([&] { driver.Push(MakeSample()); }),
+              AllOf(StartsWith(kName), HasSubstr("call Pull before Push")));
   EXPECT_EQ(driver.Pull(), first);
   driver.Push(MakeSample());
 }
 
-TEST_F(Driver, RefusesARawFrameShorterThanItsDescription) {
+TEST_F(Driver, RejectsARawFrameShorterThanItsDescription) {
   Define();
   const auto parameters = CreateVideoParameters<VCodecFamily::Raw>();
   parameters->SetFourCC(kFourCC_UYVY);
@@ -97,17 +97,16 @@ TEST_F(Driver, RefusesARawFrameShorterThanItsDescription) {
         CreateVideoSample(parameters, nullptr, std::move(frame), {}, {}), nullptr));
   };
   buffer->Allocate(23);
-  EXPECT_EQ(
-      RefusalOf([&] { push(buffer); }),
-      std::string(kName) + ": Push was given a frame of 23 bytes that is described as 24 bytes");
-  EXPECT_THAT(RefusalOf([&] { push(nullptr); }), HasSubstr("a frame of 0 bytes"));
+  EXPECT_EQ(ErrorTextOf([&] { push(buffer); }),
+            std::string(kName) + ": Push got a frame of 23 bytes; its description requires 24");
+  EXPECT_THAT(ErrorTextOf([&] { push(nullptr); }), HasSubstr("a frame of 0 bytes"));
   EXPECT_EQ(driver.Pull(), nullptr);
   buffer->Allocate(24);
   push(buffer);
   EXPECT_NE(driver.Pull(), nullptr);
 }
 
-TEST_F(Driver, LeavesRawFormatsThatItDoesNotKnowToTheElement) {
+TEST_F(Driver, LeavesUnknownRawFormatsToTheElement) {
   Define();
   const auto parameters = CreateVideoParameters<VCodecFamily::Raw>();
   parameters->SetFourCC(MakeFourCC("RGBA"));
@@ -116,12 +115,12 @@ TEST_F(Driver, LeavesRawFormatsThatItDoesNotKnowToTheElement) {
   EXPECT_NE(driver.Pull(), nullptr);
 }
 
-TEST_F(Driver, RefusesNullArguments) {
-  EXPECT_THAT(RefusalOf([&] { driver.Configure(nullptr); }), StartsWith(kName));
+TEST_F(Driver, RejectsNullArguments) {
+  EXPECT_THAT(ErrorTextOf([&] { driver.Configure(nullptr); }), StartsWith(kName));
   driver.Configure(driver.CreateConfig());
-  EXPECT_THAT(RefusalOf([&] { driver.Define(nullptr); }), StartsWith(kName));
+  EXPECT_THAT(ErrorTextOf([&] { driver.Define(nullptr); }), StartsWith(kName));
   driver.Define(MakeInput());
-  EXPECT_THAT(RefusalOf([&] { driver.Push(nullptr); }), StartsWith(kName));
+  EXPECT_THAT(ErrorTextOf([&] { driver.Push(nullptr); }), StartsWith(kName));
 }
 
 TEST_F(Driver, MayConfigureAndDefineAgain) {
@@ -132,41 +131,42 @@ TEST_F(Driver, MayConfigureAndDefineAgain) {
   EXPECT_NE(driver.Pull(), nullptr);
 }
 
-TEST_F(Driver, PassesOnWhatTheElementThrows) {
+TEST_F(Driver, PassesExceptionsOfTheElement) {
   driver.Configure(driver.CreateConfig());
-  EXPECT_EQ(RefusalOf([&] { driver.Define(CreateInfoContainer(nullptr, nullptr)); }), "no stream");
-  EXPECT_THAT(RefusalOf([&] { driver.Push(MakeSample()); }), HasSubstr("Define first"))
-      << "a failed definition defines nothing";
+  EXPECT_EQ(ErrorTextOf([&] { driver.Define(CreateInfoContainer(nullptr, nullptr)); }),
+            "no stream");
+  EXPECT_THAT(ErrorTextOf([&] { driver.Push(MakeSample()); }), HasSubstr("call Define"))
+      << "a failed Define() must not count";
 }
 
 TEST_F(Driver, NamesTheElementAsTheContextOfItsCalls) {
   Define();
-  EXPECT_EQ(RefusalOf([&] { driver.Push(CreateSampleContainer(nullptr, nullptr)); }),
+  EXPECT_EQ(ErrorTextOf([&] { driver.Push(CreateSampleContainer(nullptr, nullptr)); }),
             std::string("no sample in ") + kName);
   EXPECT_EQ(GetCurrentContextString(), "");
 }
 
-TEST_F(Driver, RefusesEverythingAfterRelease) {
+TEST_F(Driver, RejectsEverythingAfterRelease) {
   Define();
   driver.Push(MakeSample());
   driver.Release();
   driver.Release();
   const auto afterRelease = AllOf(StartsWith(kName), HasSubstr("after Release"));
-  EXPECT_THAT(RefusalOf([&] { driver.CreateConfig(); }), afterRelease);
-  EXPECT_THAT(RefusalOf([&] { driver.Configure(nullptr); }), afterRelease);
-  EXPECT_THAT(RefusalOf([&] { driver.Define(nullptr); }), afterRelease);
-  EXPECT_THAT(RefusalOf([&] { driver.Push(nullptr); }), afterRelease);
-  EXPECT_THAT(RefusalOf([&] { driver.Pull(); }), afterRelease);
+  EXPECT_THAT(ErrorTextOf([&] { driver.CreateConfig(); }), afterRelease);
+  EXPECT_THAT(ErrorTextOf([&] { driver.Configure(nullptr); }), afterRelease);
+  EXPECT_THAT(ErrorTextOf([&] { driver.Define(nullptr); }), afterRelease);
+  EXPECT_THAT(ErrorTextOf([&] { driver.Push(nullptr); }), afterRelease);
+  EXPECT_THAT(ErrorTextOf([&] { driver.Pull(); }), afterRelease);
   EXPECT_EQ(driver.GetName(), kName);
 }
 
-TEST_F(Driver, LetsGoOfAnElementWhoseReleaseFails) {
+TEST_F(Driver, ReleasesAnElementWhoseReleaseThrows) {
   const auto config = driver.CreateConfig();
   config->SetBool("FailRelease", true);
   driver.Configure(config);
-  EXPECT_EQ(RefusalOf([&] { driver.Release(); }), "release failed");
+  EXPECT_EQ(ErrorTextOf([&] { driver.Release(); }), "release failed");
   driver.Release();
-  EXPECT_THAT(RefusalOf([&] { driver.CreateConfig(); }), HasSubstr("after Release"));
+  EXPECT_THAT(ErrorTextOf([&] { driver.CreateConfig(); }), HasSubstr("after Release"));
 }
 
 TEST_F(Driver, MovesWithItsState) {
@@ -178,9 +178,9 @@ TEST_F(Driver, MovesWithItsState) {
   EXPECT_EQ(driver.Pull(), nullptr);
 }
 
-TEST_F(Driver, RefusesElementsThatCannotBeDriven) {
+TEST_F(Driver, RejectsElementsThatCannotBeDriven) {
   const auto make = [](ElementFactoryType factoryType, const char* type) {
-    return RefusalOf([&] { ElementDriver(factoryType, "fake", type); });
+    return ErrorTextOf([&] { ElementDriver(factoryType, "fake", type); });
   };
   EXPECT_THAT(make(ElementFactoryType::VideoDecoder, "Unheard"), HasSubstr("type=\"Unheard\""));
   EXPECT_THAT(make(ElementFactoryType::VideoDecoder, "Odd"), HasSubstr("type=\"Odd\""));

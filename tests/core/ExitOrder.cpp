@@ -1,6 +1,6 @@
 // SPDX-License-Identifier: BSD-2-Clause
-// Uses the core before main() and from the destructors of static and thread-local objects, which
-// run after main() in an order that no library can choose. Ends with status 0 when all went well.
+// Uses the core before main() and in destructors of static and thread-local objects, whose order a
+// library cannot control. Exits with status 0 on success.
 #include <unistd.h>
 
 #include <cstdio>
@@ -27,7 +27,7 @@ std::shared_ptr<vix::IMemoryBlockAllocator> MakeRecycler() {
                                                                               nullptr);
 }
 
-/// Holds objects of the core and of a plug-in beyond main().
+/// Keeps objects of the core and of a plug-in after main().
 struct Holder {
   std::shared_ptr<vix::IMemoryBlockAllocator> recycler;
   std::shared_ptr<vix::IMemoryBlock> block;
@@ -44,7 +44,7 @@ struct Holder {
     Require(vix::GetCurrentLoggerWriter() != nullptr, "the writer after main()");
     vix::WriteLogRecord(vix::LogLevel::Info, "after main()", 1, "ExitOrder.cpp");
     plugin.reset();
-    Require(decoder->GetSample() == nullptr, "an element after its plug-in was let go");
+    Require(decoder->GetSample() == nullptr, "an element after its plug-in");
     const auto ext = vix::GetAllocator("ExtBufferAllocator");
     Require(ext != nullptr && ext->AllocateBlock(10) != nullptr, "callbacks after main()");
     const auto system = vix::CreateBuffer(nullptr, nullptr);
@@ -54,7 +54,7 @@ struct Holder {
   }
 };
 
-// Made before the core is first used, and so destroyed after whatever the core made static then.
+// Constructed before the first use of the core, so destroyed after the static objects of the core.
 Holder holder;
 
 const bool usedBeforeMain = [] {
@@ -62,7 +62,7 @@ const bool usedBeforeMain = [] {
   return MakeRecycler() != nullptr;
 }();
 
-/// Logs when its thread ends.
+/// Writes a record when its thread ends.
 struct ThreadEnd {
   ~ThreadEnd() {
     const vix::ContextScope scope("thread end");

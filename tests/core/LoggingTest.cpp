@@ -11,7 +11,7 @@
 #include <thread>
 #include <vector>
 
-#include "Refusal.h"
+#include "ErrorText.h"
 #include "vix/Logging.h"
 #include "vix/Registry.h"
 
@@ -36,13 +36,13 @@ TEST_F(Logger, HasNoWriterUntilOneIsSet) {
   EXPECT_EQ(GetCurrentLoggerWriter(), nullptr);
 }
 
-/// A writer that looks at the current writer when it is destroyed.
-class NosyWriter : public ILoggerWriter {
+/// A writer whose destructor reads the current writer.
+class ReadingWriter : public ILoggerWriter {
  public:
-  explicit NosyWriter(bool* gone) : gone_(gone) {}
-  ~NosyWriter() override { *gone_ = GetCurrentLoggerWriter() == nullptr; }
-  NosyWriter(const NosyWriter&) = delete;
-  NosyWriter& operator=(const NosyWriter&) = delete;
+  explicit ReadingWriter(bool* gone) : gone_(gone) {}
+  ~ReadingWriter() override { *gone_ = GetCurrentLoggerWriter() == nullptr; }
+  ReadingWriter(const ReadingWriter&) = delete;
+  ReadingWriter& operator=(const ReadingWriter&) = delete;
   void Write(LogLevel, const char*, const char*, const char*, const char*, const char*, const char*,
              const char*) override {}
 
@@ -52,12 +52,12 @@ class NosyWriter : public ILoggerWriter {
 
 TEST_F(Logger, DestroysTheOldWriterOutsideItsLock) {
   bool gone = false;
-  SetCurrentLoggerWriter(std::make_shared<NosyWriter>(&gone));
+  SetCurrentLoggerWriter(std::make_shared<ReadingWriter>(&gone));
   SetCurrentLoggerWriter(nullptr);
   EXPECT_TRUE(gone);
 }
 
-TEST(LineLogger, RendersARecordAsOneLine) {
+TEST(LineLogger, FormatsARecordAsOneLine) {
   std::vector<std::string> lines;
   LogLevel level{};
   const auto writer = CreateLineLoggerWriter([&](LogLevel itsLevel, const std::string& line) {
@@ -72,7 +72,7 @@ TEST(LineLogger, RendersARecordAsOneLine) {
                                  "noon INFO [1] two lines   (File.cpp:1)"));
 }
 
-TEST(LineLogger, TakesRecordsOfTheSinkItself) {
+TEST(LineLogger, AcceptsRecordsFromItsSink) {
   std::vector<std::string> lines;
   std::shared_ptr<ILoggerWriter> writer;
   writer = CreateLineLoggerWriter([&](LogLevel, const std::string& line) {
@@ -86,7 +86,7 @@ TEST(LineLogger, TakesRecordsOfTheSinkItself) {
                                  "noon WARNING [1] disk is slow (Sink.cpp:2)"));
 }
 
-TEST(LineLogger, PassesOnWhatTheSinkThrowsAndStaysUsable) {
+TEST(LineLogger, PassesExceptionsOfTheSinkAndStaysUsable) {
   int calls = 0;
   const auto writer = CreateLineLoggerWriter([&](LogLevel, const std::string&) {
     if (++calls == 1) throw std::runtime_error("disk is full");
@@ -97,8 +97,8 @@ TEST(LineLogger, PassesOnWhatTheSinkThrowsAndStaysUsable) {
   EXPECT_EQ(calls, 2);
 }
 
-TEST(LineLogger, RefusesAnEmptySink) {
-  EXPECT_THAT(RefusalOf([] { CreateLineLoggerWriter({}); }), HasSubstr("sink"));
+TEST(LineLogger, RejectsAnEmptySink) {
+  EXPECT_THAT(ErrorTextOf([] { CreateLineLoggerWriter({}); }), HasSubstr("sink"));
 }
 
 /// Sets the time zone for one test.
@@ -116,14 +116,14 @@ class TimeZone {
   TimeZone& operator=(const TimeZone&) = delete;
 };
 
-TEST(TimeString, IsLocalTimeWithItsOffset) {
+TEST(TimeString, IsLocalTimeWithUtcOffset) {
   const struct {
     const char* zone;
     const char* offset;
   } kZones[] = {{"UTC0", "\\+00:00"}, {"XXX-05:30", "\\+05:30"}, {"YYY+03:30", "-03:30"}};
   for (const auto& [zone, offset] : kZones) {
     const TimeZone timeZone(zone);
-    // gmock's expressions have no repetition counts.
+    // gmock's regular expressions have no repetition counts.
     const std::string two = "[0-9][0-9]";
     EXPECT_THAT(GetCurrentTimeString(),
                 MatchesRegex(two + two + "-" + two + "-" + two + "T" + two + ":" + two + ":" + two +

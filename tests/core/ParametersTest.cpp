@@ -6,7 +6,7 @@
 #include <string>
 #include <vector>
 
-#include "Refusal.h"
+#include "ErrorText.h"
 #include "vix/Parameters.h"
 #include "vix/Registry.h"
 
@@ -53,7 +53,7 @@ TEST(Parameters, ReportTheValuesThatWereSet) {
   EXPECT_EQ(values->GetProResCodecVariant("Variant"), ProResCodecVariant::HQ);
 }
 
-TEST(Parameters, HaveAValueOnlyWhenItWasSet) {
+TEST(Parameters, HaveAValueOnlyIfItWasSet) {
   const auto values = CreateParametersCollectionInstance(MakeSchema());
   EXPECT_FALSE(values->HasString("Name"));
   EXPECT_FALSE(values->HasFourCC("Format"));
@@ -72,59 +72,61 @@ TEST(Parameters, InstancesDoNotShareValues) {
   EXPECT_EQ(second->GetString("Name"), "none");
 }
 
-TEST(Parameters, RefuseToReadAValueThatIsNeitherSetNorDeclared) {
+TEST(Parameters, RejectReadingAnUnsetValueWithoutDefault) {
   const auto values = CreateParametersCollectionInstance(MakeSchema());
-  EXPECT_THAT(RefusalOf([&] { values->GetFourCC("Format"); }),
+  EXPECT_THAT(ErrorTextOf([&] { values->GetFourCC("Format"); }),
               AllOf(HasSubstr("\"Format\""), HasSubstr("no default")));
 }
 
-TEST(Parameters, RefuseUnknownNamesAndListTheKnownOnes) {
+TEST(Parameters, RejectUnknownNamesAndListKnownNames) {
   const auto values = CreateParametersCollectionInstance(MakeSchema());
   const auto namesAll =
       AllOf(HasSubstr("\"thread\""), HasSubstr("\"Skip\", \"Threads\", \"Name\", \"Format\""));
-  EXPECT_THAT(RefusalOf([&] { values->GetInt("thread"); }), namesAll);
-  EXPECT_THAT(RefusalOf([&] { values->SetInt("thread", 1); }), namesAll);
-  EXPECT_THAT(RefusalOf([&] { values->HasString("thread"); }), namesAll);
+  EXPECT_THAT(ErrorTextOf([&] { values->GetInt("thread"); }), namesAll);
+  EXPECT_THAT(ErrorTextOf([&] { values->SetInt("thread", 1); }), namesAll);
+  EXPECT_THAT(ErrorTextOf([&] { values->HasString("thread"); }), namesAll);
   const auto none = CreateParametersCollectionInstance(CreateParametersCollectionPrototype());
-  EXPECT_THAT(RefusalOf([&] { none->GetInt("thread"); }), HasSubstr("known: none"));
+  EXPECT_THAT(ErrorTextOf([&] { none->GetInt("thread"); }), HasSubstr("known: none"));
 }
 
-TEST(Parameters, RefuseToReadAValueAsAnotherType) {
+TEST(Parameters, RejectReadingAValueAsAnotherType) {
   const auto values = CreateParametersCollectionInstance(MakeSchema());
-  const auto refusal = RefusalOf([&] { values->GetString("Threads"); });
-  EXPECT_THAT(refusal, AllOf(HasSubstr("\"Threads\""), HasSubstr("int"), HasSubstr("string")));
-  EXPECT_THAT(RefusalOf([&] { values->HasFourCC("Name"); }), HasSubstr("FourCC"));
-  EXPECT_THAT(RefusalOf([&] { values->GetElementFactoryType("Name"); }),
+  const auto error = ErrorTextOf([&] { values->GetString("Threads"); });
+  EXPECT_THAT(error, AllOf(HasSubstr("\"Threads\""), HasSubstr("int"), HasSubstr("string")));
+  EXPECT_THAT(ErrorTextOf([&] { values->HasFourCC("Name"); }), HasSubstr("FourCC"));
+  EXPECT_THAT(ErrorTextOf([&] { values->GetElementFactoryType("Name"); }),
               HasSubstr("ElementFactoryType"));
 }
 
-TEST(Parameters, RefuseValuesOfAnotherTypeAndNameThem) {
+TEST(Parameters, RejectValuesOfAnotherTypeAndNameThem) {
   const auto values = CreateParametersCollectionInstance(MakeSchema());
   const auto setTo = [](const std::string& shown) {
     return AllOf(HasSubstr("\"Threads\""), HasSubstr("set to " + shown + ", of type"),
                  HasSubstr("its type is int"));
   };
-  EXPECT_THAT(RefusalOf([&] { values->SetBool("Threads", true); }), setTo("true"));
-  EXPECT_THAT(RefusalOf([&] { values->SetBool("Threads", false); }), setTo("false"));
-  EXPECT_THAT(RefusalOf([&] { values->SetString("Threads", "4"); }), setTo("\"4\""));
-  EXPECT_THAT(RefusalOf([&] { values->SetFourCC("Threads", kFourCC_UYVY); }),
+  EXPECT_THAT(ErrorTextOf([&] { values->SetBool("Threads", true); }), setTo("true"));
+  EXPECT_THAT(ErrorTextOf([&] { values->SetBool("Threads", false); }), setTo("false"));
+  EXPECT_THAT(ErrorTextOf([&] { values->SetString("Threads", "4"); }), setTo("\"4\""));
+  EXPECT_THAT(ErrorTextOf([&] { values->SetFourCC("Threads", kFourCC_UYVY); }),
               setTo("\"UYVY\" (0x59565955)"));
-  EXPECT_THAT(RefusalOf([&] { values->SetProResCodecVariant("Threads", ProResCodecVariant::LT); }),
-              setTo("2"));
-  EXPECT_THAT(RefusalOf([&] {
+  EXPECT_THAT(
+      ErrorTextOf([&] { values->SetProResCodecVariant("Threads", ProResCodecVariant::LT); }),
+      setTo("2"));
+  EXPECT_THAT(ErrorTextOf([&] {
                 values->SetElementFactoryType("Threads", ElementFactoryType::VideoEncoder);
               }),
               setTo("11"));
-  EXPECT_THAT(RefusalOf([&] { values->SetParametersCollectionPrototype("Threads", MakeSchema()); }),
-              setTo("a schema"));
-  EXPECT_THAT(RefusalOf([&] { values->SetInt("Name", 12); }), HasSubstr("12"));
+  EXPECT_THAT(
+      ErrorTextOf([&] { values->SetParametersCollectionPrototype("Threads", MakeSchema()); }),
+      setTo("a schema"));
+  EXPECT_THAT(ErrorTextOf([&] { values->SetInt("Name", 12); }), HasSubstr("12"));
   EXPECT_EQ(values->GetInt("Threads"), 3);
 }
 
-TEST(Parameters, RefuseValuesThatAreNotAllowedAndListThoseThatAre) {
+TEST(Parameters, RejectOtherValuesAndListAllowedValues) {
   const auto values = CreateParametersCollectionInstance(MakeSchema());
   values->SetFourCC("Format", kFourCC_UYVY);
-  EXPECT_THAT(RefusalOf([&] { values->SetFourCC("Format", MakeFourCC("YUY2")); }),
+  EXPECT_THAT(ErrorTextOf([&] { values->SetFourCC("Format", MakeFourCC("YUY2")); }),
               AllOf(HasSubstr("\"Format\""), HasSubstr("\"YUY2\" (0x32595559)"),
                     HasSubstr("allowed: \"UYVY\" (0x59565955), \"V210\" (0x30313256)")));
   EXPECT_EQ(values->GetFourCC("Format"), kFourCC_UYVY);
@@ -132,11 +134,11 @@ TEST(Parameters, RefuseValuesThatAreNotAllowedAndListThoseThatAre) {
 
 TEST(Parameters, ShowUnprintableFourCCsAsDots) {
   const auto values = CreateParametersCollectionInstance(MakeSchema());
-  EXPECT_THAT(RefusalOf([&] { values->SetFourCC("Format", 0x7F410A00); }),
+  EXPECT_THAT(ErrorTextOf([&] { values->SetFourCC("Format", 0x7F410A00); }),
               HasSubstr("\"..A.\" (0x7F410A00)"));
 }
 
-TEST(Parameters, TakeAnyVariantBecauseElementsRefuseWrongOnes) {
+TEST(Parameters, AcceptAnyVariantBecauseElementsCheckIt) {
   const auto values = CreateParametersCollectionInstance(MakeSchema());
   const auto unknown = static_cast<ProResCodecVariant>(77);
   values->SetProResCodecVariant("Variant", unknown);
@@ -151,55 +153,56 @@ TEST(Parameters, HoldFactoryTypesAndSchemas) {
   EXPECT_EQ(values->GetElementFactoryType("class"), ElementFactoryType::VideoEncoder);
   EXPECT_EQ(values->GetParametersCollectionPrototype("init_config"), schema);
   EXPECT_EQ(values->GetPrototype(), GetRegistryEntryPrototype());
-  EXPECT_THAT(RefusalOf([&] { values->SetParametersCollectionPrototype("init_config", nullptr); }),
-              AllOf(HasSubstr("\"init_config\""), HasSubstr("null")));
+  EXPECT_THAT(
+      ErrorTextOf([&] { values->SetParametersCollectionPrototype("init_config", nullptr); }),
+      AllOf(HasSubstr("\"init_config\""), HasSubstr("null")));
 }
 
-TEST(Parameters, RefuseToDeclareANameTwice) {
+TEST(Parameters, RejectANameThatIsAlreadyDeclared) {
   const auto schema = MakeSchema();
-  EXPECT_THAT(RefusalOf([&] { schema->AddParameterInt("Skip", 0, ""); }),
-              AllOf(HasSubstr("\"Skip\""), HasSubstr("declared already, as bool")));
+  EXPECT_THAT(ErrorTextOf([&] { schema->AddParameterInt("Skip", 0, ""); }),
+              AllOf(HasSubstr("\"Skip\""), HasSubstr("already declared as bool")));
   EXPECT_EQ(schema->GetDescriptions().size(), 6u);
 }
 
 TEST(Parameters, DescribeThemselvesInTheOrderOfDeclaration) {
-  const auto words = MakeSchema()->GetDescriptions();
-  ASSERT_EQ(words.size(), 6u);
-  EXPECT_EQ(words[0].name, "Skip");
-  EXPECT_EQ(words[0].type, "bool");
-  EXPECT_EQ(words[0].defaultValue, "true");
-  EXPECT_EQ(words[0].description, "skips");
-  EXPECT_THAT(words[0].allowedValues, IsEmpty());
-  EXPECT_EQ(words[1].type, "int");
-  EXPECT_EQ(words[1].defaultValue, "3");
-  EXPECT_EQ(words[2].type, "string");
-  EXPECT_EQ(words[2].defaultValue, "none");
-  EXPECT_EQ(words[3].type, "FourCC");
-  EXPECT_EQ(words[3].defaultValue, std::nullopt);
-  EXPECT_THAT(words[3].allowedValues, ElementsAre("UYVY", "V210"));
-  EXPECT_EQ(words[4].type, "ProResCodecVariant");
-  EXPECT_EQ(words[4].defaultValue, "3");
-  EXPECT_THAT(words[5].allowedValues, IsEmpty());
+  const auto descriptions = MakeSchema()->GetDescriptions();
+  ASSERT_EQ(descriptions.size(), 6u);
+  EXPECT_EQ(descriptions[0].name, "Skip");
+  EXPECT_EQ(descriptions[0].type, "bool");
+  EXPECT_EQ(descriptions[0].defaultValue, "true");
+  EXPECT_EQ(descriptions[0].description, "skips");
+  EXPECT_THAT(descriptions[0].allowedValues, IsEmpty());
+  EXPECT_EQ(descriptions[1].type, "int");
+  EXPECT_EQ(descriptions[1].defaultValue, "3");
+  EXPECT_EQ(descriptions[2].type, "string");
+  EXPECT_EQ(descriptions[2].defaultValue, "none");
+  EXPECT_EQ(descriptions[3].type, "FourCC");
+  EXPECT_EQ(descriptions[3].defaultValue, std::nullopt);
+  EXPECT_THAT(descriptions[3].allowedValues, ElementsAre("UYVY", "V210"));
+  EXPECT_EQ(descriptions[4].type, "ProResCodecVariant");
+  EXPECT_EQ(descriptions[4].defaultValue, "3");
+  EXPECT_THAT(descriptions[5].allowedValues, IsEmpty());
 }
 
 TEST(Parameters, DescribeTheRegistryEntry) {
   std::vector<std::string> keys;
-  for (const auto& words : GetRegistryEntryPrototype()->GetDescriptions()) {
-    keys.push_back(words.name + ' ' + words.type);
+  for (const auto& parameter : GetRegistryEntryPrototype()->GetDescriptions()) {
+    keys.push_back(parameter.name + ' ' + parameter.type);
   }
   EXPECT_THAT(keys, ElementsAre("class ElementFactoryType", "type string", "implementation string",
                                 "init_config schema"));
 }
 
-TEST(Parameters, WhatIsDeclaredLaterDoesNotReachEarlierInstances) {
+TEST(Parameters, LaterDeclarationsDoNotChangeInstances) {
   const auto schema = CreateParametersCollectionPrototype();
   const auto earlier = CreateParametersCollectionInstance(schema);
   schema->AddParameterInt("Late", 5, "");
-  EXPECT_THAT(RefusalOf([&] { earlier->GetInt("Late"); }), HasSubstr("\"Late\""));
+  EXPECT_THAT(ErrorTextOf([&] { earlier->GetInt("Late"); }), HasSubstr("\"Late\""));
   EXPECT_EQ(CreateParametersCollectionInstance(schema)->GetInt("Late"), 5);
 }
 
-/// A schema of another program, with no more than the operations that plug-ins rely on.
+/// A schema of another program with the pure virtual operations only.
 class ForeignSchema : public IParametersCollectionPrototype {
  public:
   void AddParameterBool(const std::string&, bool, const std::string&) override {}
@@ -211,7 +214,7 @@ class ForeignSchema : public IParametersCollectionPrototype {
                                       const std::string&) override {}
 };
 
-/// Values of another program, with no more than the operations that plug-ins rely on.
+/// Values of another program with the pure virtual operations only.
 class ForeignValues : public IParametersCollectionInstance {
  public:
   bool GetBool(const std::string&) const override { return false; }
@@ -227,26 +230,26 @@ class ForeignValues : public IParametersCollectionInstance {
   void SetElementFactoryType(const std::string&, ElementFactoryType) override {}
 };
 
-TEST(Parameters, RefuseANullSchemaAndOneOfAnotherCore) {
-  EXPECT_THAT(RefusalOf([] { CreateParametersCollectionInstance(nullptr); }), HasSubstr("null"));
+TEST(Parameters, RejectANullSchemaAndOneOfAnotherCore) {
+  EXPECT_THAT(ErrorTextOf([] { CreateParametersCollectionInstance(nullptr); }), HasSubstr("null"));
   EXPECT_THAT(
-      RefusalOf([] { CreateParametersCollectionInstance(std::make_shared<ForeignSchema>()); }),
+      ErrorTextOf([] { CreateParametersCollectionInstance(std::make_shared<ForeignSchema>()); }),
       HasSubstr("another core"));
 }
 
-TEST(Parameters, OtherImplementationsRefuseWhatTheyLack) {
-  EXPECT_THAT(RefusalOf([] { ForeignSchema().GetDescriptions(); }), HasSubstr("GetDescriptions"));
+TEST(Parameters, OtherImplementationsThrowFromMissingOperations) {
+  EXPECT_THAT(ErrorTextOf([] { ForeignSchema().GetDescriptions(); }), HasSubstr("GetDescriptions"));
   ForeignValues values;
-  EXPECT_THAT(RefusalOf([&] { values.SetBool("a", true); }), HasSubstr("SetBool"));
-  EXPECT_THAT(RefusalOf([&] { values.SetInt("a", 1); }), HasSubstr("SetInt"));
-  EXPECT_THAT(RefusalOf([&] { values.SetFourCC("a", 1); }), HasSubstr("SetFourCC"));
-  EXPECT_THAT(RefusalOf([&] { values.SetProResCodecVariant("a", ProResCodecVariant::LT); }),
+  EXPECT_THAT(ErrorTextOf([&] { values.SetBool("a", true); }), HasSubstr("SetBool"));
+  EXPECT_THAT(ErrorTextOf([&] { values.SetInt("a", 1); }), HasSubstr("SetInt"));
+  EXPECT_THAT(ErrorTextOf([&] { values.SetFourCC("a", 1); }), HasSubstr("SetFourCC"));
+  EXPECT_THAT(ErrorTextOf([&] { values.SetProResCodecVariant("a", ProResCodecVariant::LT); }),
               HasSubstr("SetProResCodecVariant"));
-  EXPECT_THAT(RefusalOf([&] { values.GetParametersCollectionPrototype("a"); }),
+  EXPECT_THAT(ErrorTextOf([&] { values.GetParametersCollectionPrototype("a"); }),
               HasSubstr("GetParametersCollectionPrototype"));
-  EXPECT_THAT(RefusalOf([&] { values.GetElementFactoryType("a"); }),
+  EXPECT_THAT(ErrorTextOf([&] { values.GetElementFactoryType("a"); }),
               HasSubstr("GetElementFactoryType"));
-  EXPECT_THAT(RefusalOf([&] { values.GetPrototype(); }), HasSubstr("GetPrototype"));
+  EXPECT_THAT(ErrorTextOf([&] { values.GetPrototype(); }), HasSubstr("GetPrototype"));
 }
 
 }  // namespace

@@ -9,7 +9,7 @@
 #include <memory>
 #include <string>
 
-#include "Refusal.h"
+#include "ErrorText.h"
 #include "SilentLog.h"
 #include "vix/ElementDriver.h"
 #include "vix/Logging.h"
@@ -41,14 +41,14 @@ auto Make(const std::string& type) {
 class PluginLoader : public ::testing::Test {
  protected:
   ~PluginLoader() override {
-    EXPECT_FALSE(IsLoaded(FAKE_PLUGIN)) << "a test leaves nothing behind";
+    EXPECT_FALSE(IsLoaded(FAKE_PLUGIN)) << "a test must unload the library";
     EXPECT_FALSE(IsLoaded(FAILING_PLUGIN));
   }
 
   SilentLog silentLog;
 };
 
-TEST_F(PluginLoader, RegistersWhatThePluginHasAndKnowsItsPath) {
+TEST_F(PluginLoader, RegistersTheElementsAndReturnsThePath) {
   const auto plugin = LoadPlugin(FAKE_PLUGIN, "test");
   EXPECT_EQ(plugin->GetPath(), FAKE_PLUGIN);
   EXPECT_NE(Make<kDecoder>("Pass"), nullptr);
@@ -64,7 +64,7 @@ TEST_F(PluginLoader, TakesRelativePathsFromTheWorkingDirectory) {
   EXPECT_TRUE(std::filesystem::equivalent(plugin->GetPath(), FAKE_PLUGIN));
 }
 
-TEST_F(PluginLoader, UnregistersAndUnloadsThePluginThatIsLetGo) {
+TEST_F(PluginLoader, UnregistersAndUnloadsTheReleasedPlugin) {
   auto plugin = LoadPlugin(FAKE_PLUGIN, "test");
   const auto entries = GetRegistryEntries().size();
   EXPECT_TRUE(IsLoaded(FAKE_PLUGIN));
@@ -74,7 +74,7 @@ TEST_F(PluginLoader, UnregistersAndUnloadsThePluginThatIsLetGo) {
   EXPECT_FALSE(IsLoaded(FAKE_PLUGIN));
 }
 
-TEST_F(PluginLoader, KeepsTheLibraryWhileAnElementLives) {
+TEST_F(PluginLoader, KeepsTheLibraryForAnElement) {
   auto plugin = LoadPlugin(FAKE_PLUGIN, "test");
   auto decoder = Make<kDecoder>("Pass");
   plugin.reset();
@@ -84,7 +84,7 @@ TEST_F(PluginLoader, KeepsTheLibraryWhileAnElementLives) {
   EXPECT_FALSE(IsLoaded(FAKE_PLUGIN));
 }
 
-TEST_F(PluginLoader, KeepsTheLibraryWhileAFactoryLives) {
+TEST_F(PluginLoader, KeepsTheLibraryForAFactory) {
   auto plugin = LoadPlugin(FAKE_PLUGIN, "test");
   auto factory =
       std::dynamic_pointer_cast<ElementFactory<kEncoder>>(GetFactory(kEncoder, "fake", "Pass"));
@@ -96,7 +96,7 @@ TEST_F(PluginLoader, KeepsTheLibraryWhileAFactoryLives) {
   EXPECT_FALSE(IsLoaded(FAKE_PLUGIN));
 }
 
-TEST_F(PluginLoader, KeepsTheLibraryWhileABlockLives) {
+TEST_F(PluginLoader, KeepsTheLibraryForABlock) {
   auto plugin = LoadPlugin(FAKE_PLUGIN, "test");
   auto allocator = Make<kAllocator>("Vector");
   auto block = allocator->AllocateBlock(100);
@@ -108,7 +108,7 @@ TEST_F(PluginLoader, KeepsTheLibraryWhileABlockLives) {
   EXPECT_FALSE(IsLoaded(FAKE_PLUGIN));
 }
 
-TEST_F(PluginLoader, KeepsTheLibraryWhileARegistryEntryLives) {
+TEST_F(PluginLoader, KeepsTheLibraryForARegistryEntry) {
   auto plugin = LoadPlugin(FAKE_PLUGIN, "test");
   auto entry = GetRegistryEntries().back();
   plugin.reset();
@@ -118,7 +118,7 @@ TEST_F(PluginLoader, KeepsTheLibraryWhileARegistryEntryLives) {
   EXPECT_FALSE(IsLoaded(FAKE_PLUGIN));
 }
 
-TEST_F(PluginLoader, KeepsTheLibraryWhileAFactoryOfUnknownMakeLives) {
+TEST_F(PluginLoader, KeepsTheLibraryForAFactoryOfUnknownClass) {
   auto plugin = LoadPlugin(FAKE_PLUGIN, "test");
   auto factory = GetFactory(kDecoder, "fake", "Odd");
   plugin.reset();
@@ -128,30 +128,30 @@ TEST_F(PluginLoader, KeepsTheLibraryWhileAFactoryOfUnknownMakeLives) {
   EXPECT_FALSE(IsLoaded(FAKE_PLUGIN));
 }
 
-TEST_F(PluginLoader, PassesOnThatACreatorMadeNothing) {
+TEST_F(PluginLoader, ReturnsNullFromACreatorUnchanged) {
   const auto plugin = LoadPlugin(FAKE_PLUGIN, "test");
   EXPECT_EQ(Make<kDecoder>("Nothing"), nullptr);
   EXPECT_EQ(Make<kAllocator>("Nothing"), nullptr);
 }
 
-/// Loads the plug-in, makes an element fail, and lets go of both while the error is on its way.
+/// Loads the plug-in, makes an element fail, and releases both during the exception.
 void FailInsideThePlugin() {
   const auto plugin = LoadPlugin(FAKE_PLUGIN, "test");
   const auto decoder = Make<kDecoder>("Pass");
   decoder->PushSample(CreateSampleContainer(nullptr, nullptr));
 }
 
-TEST_F(PluginLoader, KeepsALibraryWhileAnErrorOfItsIsHandled) {
+TEST_F(PluginLoader, KeepsTheLibraryWhileItsExceptionIsHandled) {
   try {
     FailInsideThePlugin();
-    FAIL() << "the sample was not refused";
+    FAIL() << "the sample was not rejected";
   } catch (const VIXRuntimeError& error) {
-    // Its destructor is the library's.
+    // The exception's destructor is code of the library.
     EXPECT_TRUE(IsLoaded(FAKE_PLUGIN));
     EXPECT_STREQ(error.what(), "no sample in ");
   }
   LoadPlugin(FAKE_PLUGIN, "test");
-  EXPECT_FALSE(IsLoaded(FAKE_PLUGIN)) << "the next occasion to leave was missed";
+  EXPECT_FALSE(IsLoaded(FAKE_PLUGIN)) << "the next LoadPlugin() must unload it";
 }
 
 TEST_F(PluginLoader, LetsARegistrantLoadAPluginAgain) {
@@ -160,69 +160,69 @@ TEST_F(PluginLoader, LetsARegistrantLoadAPluginAgain) {
   auto second = LoadPlugin(FAKE_PLUGIN, "test");
   EXPECT_EQ(GetRegistryEntries().size(), entries);
   first.reset();
-  EXPECT_NE(Make<kDecoder>("Pass"), nullptr) << "the newer registrations are the second's";
+  EXPECT_NE(Make<kDecoder>("Pass"), nullptr) << "the newer registrations belong to the second";
   second.reset();
   EXPECT_EQ(GetFactory(kDecoder, "fake", "Pass"), nullptr);
 }
 
-TEST_F(PluginLoader, RefusesAPluginWhoseKeysAreTaken) {
+TEST_F(PluginLoader, RejectsAPluginWithKeysOfAnotherRegistrant) {
   const auto plugin = LoadPlugin(FAKE_PLUGIN, "test");
   const auto entries = GetRegistryEntries();
-  EXPECT_THAT(RefusalOf([] { LoadPlugin(FAKE_PLUGIN, "somebody else"); }),
+  EXPECT_THAT(ErrorTextOf([] { LoadPlugin(FAKE_PLUGIN, "somebody else"); }),
               AllOf(HasSubstr(FAKE_PLUGIN), HasSubstr("VideoDecoder.fake.Pass"),
-                    HasSubstr("taken by registrant \"test\"")));
+                    HasSubstr("belongs to registrant \"test\"")));
   EXPECT_EQ(GetRegistryEntries(), entries);
 }
 
-TEST_F(PluginLoader, LeavesDirectRegistrationsAlone) {
-  // A program may load a plug-in by its own means and call the entry itself.
+TEST_F(PluginLoader, KeepsDirectRegistrations) {
+  // A program may load a plug-in and call its entry without LoadPlugin().
   void* const library = dlopen(FAKE_PLUGIN, RTLD_NOW);
   ASSERT_NE(library, nullptr);
   reinterpret_cast<void (*)(const char*)>(dlsym(library, "RegisterAll"))("direct");
   auto decoder = Make<kDecoder>("Pass");
   EXPECT_NE(decoder, nullptr);
-  EXPECT_THAT(RefusalOf([] { LoadPlugin(FAKE_PLUGIN, "test"); }), HasSubstr("\"direct\""));
+  EXPECT_THAT(ErrorTextOf([] { LoadPlugin(FAKE_PLUGIN, "test"); }), HasSubstr("\"direct\""));
   decoder.reset();
   UnregisterFactories("direct");
   dlclose(library);
 }
 
-TEST_F(PluginLoader, RefusesAMissingFile) {
+TEST_F(PluginLoader, RejectsAMissingFile) {
   for (const char* path : {"", "nowhere.so", "/nowhere/plugin.so", "libc.so.6"}) {
-    EXPECT_THAT(RefusalOf([&] { LoadPlugin(path, "test"); }),
+    EXPECT_THAT(ErrorTextOf([&] { LoadPlugin(path, "test"); }),
                 AllOf(HasSubstr('"' + std::string(path) + '"'), HasSubstr("no such file")));
   }
 }
 
-TEST_F(PluginLoader, RefusesAFileThatIsNoLibrary) {
+TEST_F(PluginLoader, RejectsAFileThatIsNotALibrary) {
   const std::string path = testing::TempDir() + "core_tests_no_library.so";
   std::ofstream(path) << "text";
-  EXPECT_THAT(RefusalOf([&] { LoadPlugin(path, "test"); }),
+  EXPECT_THAT(ErrorTextOf([&] { LoadPlugin(path, "test"); }),
               AllOf(HasSubstr('"' + path + '"'), HasSubstr("too short")));
   std::remove(path.c_str());
 }
 
 TEST_F(PluginLoader, NamesTheDependencyThatIsMissing) {
-  EXPECT_THAT(RefusalOf([] { LoadPlugin(STRANDED_PLUGIN, "test"); }),
+  EXPECT_THAT(ErrorTextOf([] { LoadPlugin(STRANDED_PLUGIN, "test"); }),
               AllOf(HasSubstr(STRANDED_PLUGIN), HasSubstr("libcore_test_Dependency.so")));
 }
 
-TEST_F(PluginLoader, RefusesALibraryWithoutTheEntry) {
-  EXPECT_THAT(RefusalOf([] { LoadPlugin(NO_ENTRY_PLUGIN, "test"); }),
-              AllOf(HasSubstr(NO_ENTRY_PLUGIN), HasSubstr("no entry RegisterAll")));
+TEST_F(PluginLoader, RejectsALibraryWithoutTheEntry) {
+  EXPECT_THAT(ErrorTextOf([] { LoadPlugin(NO_ENTRY_PLUGIN, "test"); }),
+              AllOf(HasSubstr(NO_ENTRY_PLUGIN), HasSubstr("does not export RegisterAll")));
   EXPECT_FALSE(IsLoaded(NO_ENTRY_PLUGIN));
 }
 
-/// A manner in which the failing plug-in fails, and the reason that has to be reported.
+/// A kind of failure of the failing plug-in, and the expected reason.
 struct Failure {
-  std::string manner;
+  std::string kind;
   std::string reason;
 };
 
 struct FailingEntry : PluginLoader, testing::WithParamInterface<Failure> {};
 
-TEST_P(FailingEntry, IsRefusedWithItsReasonAndLeavesNothing) {
-  EXPECT_THAT(RefusalOf([] { LoadPlugin(FAILING_PLUGIN, GetParam().manner); }),
+TEST_P(FailingEntry, IsReportedWithItsReasonAndUndone) {
+  EXPECT_THAT(ErrorTextOf([] { LoadPlugin(FAILING_PLUGIN, GetParam().kind); }),
               AllOf(HasSubstr(FAILING_PLUGIN), HasSubstr("RegisterAll failed"),
                     HasSubstr(GetParam().reason)));
   EXPECT_EQ(GetFactory(kDecoder, "failing", "Doomed"), nullptr);
@@ -232,12 +232,12 @@ TEST_P(FailingEntry, IsRefusedWithItsReasonAndLeavesNothing) {
 INSTANTIATE_TEST_SUITE_P(PluginLoader, FailingEntry,
                          testing::Values(Failure{"FrameworkError", "framework reason"},
                                          Failure{"OwnException", "own reason"},
-                                         Failure{"Number", "unknown kind"},
-                                         Failure{"ForeignException", "unknown kind"},
+                                         Failure{"Number", "unknown exception type"},
+                                         Failure{"ForeignException", "unknown exception type"},
                                          Failure{"WrongVersion", "0.8.0.0.0"}),
-                         [](const auto& test) { return test.param.manner; });
+                         [](const auto& test) { return test.param.kind; });
 
-TEST_F(PluginLoader, SurvivesAThousandLoads) {
+TEST_F(PluginLoader, LoadsAThousandTimes) {
   for (int i = 0; i < 1000; ++i) {
     const auto plugin = LoadPlugin(FAKE_PLUGIN, "test");
     ASSERT_NE(GetFactory(kDecoder, "fake", "Pass"), nullptr);

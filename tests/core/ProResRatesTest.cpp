@@ -26,7 +26,7 @@ TEST(ProResRates, ArePublishedTargetRates) {
   EXPECT_EQ(GetProResVideoRateMbps(kHQ, {60, 1}, Class::Lines2160), 1768u);
 }
 
-TEST(ProResRates, HoldForTheDropFrameFormOfARate) {
+TEST(ProResRates, ApplyToThe1000By1001FormOfARate) {
   for (const EditRate rate : {EditRate{30000, 1001}, EditRate{2997, 100}, EditRate{30, 1}}) {
     EXPECT_EQ(GetProResVideoRateMbps(kHQ, rate, Class::Lines1080), 220u);
   }
@@ -35,7 +35,7 @@ TEST(ProResRates, HoldForTheDropFrameFormOfARate) {
   }
 }
 
-TEST(ProResRates, ScaleFromTheNearestListedRate) {
+TEST(ProResRates, AreScaledFromTheNearestListedRate) {
   EXPECT_EQ(GetProResVideoRateMbps(kStandard, {48, 1}, Class::Lines1080), 235u);   // 245 x 48/50
   EXPECT_EQ(GetProResVideoRateMbps(kStandard, {120, 1}, Class::Lines1080), 586u);  // 293 x 2
   EXPECT_EQ(GetProResVideoRateMbps(kStandard, {12, 1}, Class::Lines1080), 59u);    // 117 / 2, up
@@ -44,13 +44,13 @@ TEST(ProResRates, ScaleFromTheNearestListedRate) {
   EXPECT_EQ(GetProResVideoRateMbps(kHQ, {1, 1000}, Class::Lines1080), 0u);
 }
 
-TEST(ProResRates, OfFieldsAreHalfThoseOfTheirFrame) {
+TEST(ProResRates, AreHalvedForFields) {
   EXPECT_EQ(GetProResVideoRateMbps(kHQ, {30000, 1001}, Class::Lines240), 32u);  // 63 / 2, up
   EXPECT_EQ(GetProResVideoRateMbps(kLT, {25, 1}, Class::Lines288), 14u);
   EXPECT_EQ(GetProResVideoRateMbps(kHQ, {50, 1}, Class::Lines288), 61u);
 }
 
-TEST(ProResRates, OfUnrecognisedResolutionsAreThoseOf1080Lines) {
+TEST(ProResRates, AreThoseOf1080LinesForUnrecognisedResolutions) {
   for (const auto resolution : {Class::Unrecognised, static_cast<Class>(99)}) {
     EXPECT_EQ(GetProResVideoRateMbps(kStandard, {25, 1}, resolution), 122u);
   }
@@ -86,12 +86,12 @@ TEST(ProResRates, AreUnknownForEditRatesThatAreNotPositive) {
   }
 }
 
-TEST(ProResRates, StayInRangeForAbsurdEditRates) {
-  constexpr std::int32_t kMost = std::numeric_limits<std::int32_t>::max();
-  EXPECT_EQ(GetProResVideoRateMbps(kHQ, {kMost, 1}, Class::Lines2160),
+TEST(ProResRates, StayInRangeForExtremeEditRates) {
+  constexpr std::int32_t kMaximum = std::numeric_limits<std::int32_t>::max();
+  EXPECT_EQ(GetProResVideoRateMbps(kHQ, {kMaximum, 1}, Class::Lines2160),
             std::numeric_limits<std::uint32_t>::max());
-  EXPECT_EQ(GetProResVideoRateMbps(kHQ, {1, kMost}, Class::Lines2160), 0u);
-  EXPECT_EQ(GetProResVideoRateMbps(kHQ, {kMost, kMost}, Class::Lines2160), 29u);  // 707 / 24
+  EXPECT_EQ(GetProResVideoRateMbps(kHQ, {1, kMaximum}, Class::Lines2160), 0u);
+  EXPECT_EQ(GetProResVideoRateMbps(kHQ, {kMaximum, kMaximum}, Class::Lines2160), 29u);  // 707 / 24
 }
 
 }  // namespace

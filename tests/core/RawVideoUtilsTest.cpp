@@ -5,7 +5,7 @@
 #include <cstdint>
 #include <memory>
 
-#include "Refusal.h"
+#include "ErrorText.h"
 #include "vix/RawVideoUtils.h"
 
 namespace vix {
@@ -60,9 +60,9 @@ TEST(RawVideoUtils, ReadsFormatAndSizeFromADescription) {
 }
 
 TEST(RawVideoUtils, RejectsDescriptionsThatAreNotRaw) {
-  EXPECT_THAT(RefusalOf([] { RawVideoUtils::GetStrides(nullptr); }), HasSubstr("raw"));
+  EXPECT_THAT(ErrorTextOf([] { RawVideoUtils::GetStrides(nullptr); }), HasSubstr("raw"));
   EXPECT_THAT(
-      RefusalOf([] { RawVideoUtils::GetStrides(CreateVideoParameters(VCodecFamily::ProRes)); }),
+      ErrorTextOf([] { RawVideoUtils::GetStrides(CreateVideoParameters(VCodecFamily::ProRes)); }),
       HasSubstr("raw"));
 }
 
@@ -83,16 +83,16 @@ TEST(RawVideoUtils, RejectsPicturesLargerThan32Bits) {
     return RawVideoUtils::GetStrides(fourcc, VideoChroma::C422, width, 1);
   };
   EXPECT_THAT(strides(kFourCC_UYVY, 2147483646), ElementsAre(4294967292u));
-  EXPECT_THAT(RefusalOf([&] { strides(kFourCC_UYVY, 2147483647); }), HasSubstr("2147483647x1"));
-  EXPECT_THAT(RefusalOf([&] { strides(kFourCC_V210, kLargest); }),
+  EXPECT_THAT(ErrorTextOf([&] { strides(kFourCC_UYVY, 2147483647); }), HasSubstr("2147483647x1"));
+  EXPECT_THAT(ErrorTextOf([&] { strides(kFourCC_V210, kLargest); }),
               HasSubstr("larger than the largest buffer"));
 
   const auto frameBytes = [](unsigned width, unsigned height) {
     return RawVideoUtils::GetFrameBytes(kFourCC_UYVY, VideoChroma::C422, width, height);
   };
   EXPECT_EQ(frameBytes(32768, 65535), 4294901760u);
-  EXPECT_THAT(RefusalOf([&] { frameBytes(32768, 65536); }), HasSubstr("32768x65536"));
-  EXPECT_THAT(RefusalOf([&] { frameBytes(2147483646, kLargest); }),
+  EXPECT_THAT(ErrorTextOf([&] { frameBytes(32768, 65536); }), HasSubstr("32768x65536"));
+  EXPECT_THAT(ErrorTextOf([&] { frameBytes(2147483646, kLargest); }),
               HasSubstr("larger than the largest buffer"));
 }
 

@@ -10,7 +10,7 @@
 #include <thread>
 #include <vector>
 
-#include "Refusal.h"
+#include "ErrorText.h"
 #include "SystemMemory.h"
 #include "vix/Buffers.h"
 #include "vix/Registry.h"
@@ -33,7 +33,7 @@ RecyclerStatistics StatisticsOf(const std::shared_ptr<IMemoryBlockAllocator>& re
   return std::dynamic_pointer_cast<IRecyclerStatistics>(recycler)->GetStatistics();
 }
 
-TEST(Recycler, GivesAlignedBlocksOfExactlyTheSizeAskedFor) {
+TEST(Recycler, ReturnsAlignedBlocksOfExactlyTheRequestedSize) {
   const auto recycler = MakeRecycler();
   for (const std::size_t bytes : {0u, 1u, 63u, 64u, 4096u, 4097u, 1000003u}) {
     const auto block = recycler->AllocateBlock(bytes);
@@ -43,7 +43,7 @@ TEST(Recycler, GivesAlignedBlocksOfExactlyTheSizeAskedFor) {
   }
 }
 
-TEST(Recycler, HandsMemoryOutAgain) {
+TEST(Recycler, ReusesMemory) {
   const auto recycler = MakeRecycler();
   auto block = recycler->AllocateBlock(100000);
   const auto* data = block->GetData();
@@ -60,13 +60,13 @@ TEST(Recycler, HandsMemoryOutAgain) {
   EXPECT_EQ(statistics.idleBytes, 0u);
 }
 
-TEST(Recycler, ObtainsNoMemoryInTheSteadyState) {
+TEST(Recycler, AllocatesNothingInTheSteadyState) {
   const auto recycler = MakeRecycler();
   std::deque<std::shared_ptr<IMemoryBlock>> inFlight;
   unsigned long afterWarmUp = 0;
   for (std::size_t frame = 0; frame < 1000; ++frame) {
     if (frame == 8) afterWarmUp = CountSystemAllocations();
-    // Bounds that differ a little from frame to frame, as those of compressed frames do.
+    // The sizes differ slightly, like the bounds of compressed frames.
     const std::size_t bytes = 2 * kMiB - 5000 * (frame % 7);
     inFlight.push_back(recycler->AllocateBlock(bytes));
     if (inFlight.size() > 4) inFlight.pop_front();
@@ -92,7 +92,7 @@ TEST(Recycler, WastesLessThanAQuarter) {
   }
 }
 
-TEST(Recycler, FreesTheMemoryThatWaitedLongestAboveItsBound) {
+TEST(Recycler, FreesTheLongestIdleMemoryAboveItsLimit) {
   const auto recycler = MakeRecycler();
   std::vector<std::shared_ptr<IMemoryBlock>> blocks;
   blocks.push_back(recycler->AllocateBlock(2 * kMiB));
@@ -100,12 +100,12 @@ TEST(Recycler, FreesTheMemoryThatWaitedLongestAboveItsBound) {
   for (auto& block : blocks) block.reset();
   EXPECT_EQ(StatisticsOf(recycler).idleBytes, 512 * kMiB);
   recycler->AllocateBlock(64 * kMiB);
-  EXPECT_EQ(StatisticsOf(recycler).blocksFromSystem, 9u) << "the younger memory is still there";
+  EXPECT_EQ(StatisticsOf(recycler).blocksFromSystem, 9u) << "the newer memory is kept";
   recycler->AllocateBlock(2 * kMiB);
-  EXPECT_EQ(StatisticsOf(recycler).blocksFromSystem, 10u) << "the oldest memory is not";
+  EXPECT_EQ(StatisticsOf(recycler).blocksFromSystem, 10u) << "the oldest memory is freed";
 }
 
-TEST(Recycler, KeepsOneBlockHoweverLarge) {
+TEST(Recycler, KeepsOneBlockOfAnySize) {
   const auto recycler = MakeRecycler();
   recycler->AllocateBlock(600 * kMiB);
   EXPECT_GE(StatisticsOf(recycler).idleBytes, 600 * kMiB);
@@ -120,7 +120,7 @@ TEST(Recycler, EveryElementHasItsOwnPool) {
   EXPECT_EQ(StatisticsOf(second).blocksFromSystem, 0u);
 }
 
-TEST(Recycler, BlocksOutliveTheirAllocatorAndAreFreedAsTheyAreLetGo) {
+TEST(Recycler, BlocksOutliveTheirAllocatorAndFreeTheirMemory) {
   const auto before = CountSystemBlocks();
   auto recycler = MakeRecycler();
   recycler->AllocateBlock(5000);
@@ -128,7 +128,7 @@ TEST(Recycler, BlocksOutliveTheirAllocatorAndAreFreedAsTheyAreLetGo) {
   auto second = recycler->AllocateBlock(100000);
   EXPECT_EQ(CountSystemBlocks(), before + 3);
   recycler.reset();
-  EXPECT_EQ(CountSystemBlocks(), before + 2) << "idle memory goes with the allocator";
+  EXPECT_EQ(CountSystemBlocks(), before + 2) << "the allocator frees idle memory";
   std::memset(first->GetData(), 1, first->GetSize());
   first.reset();
   EXPECT_EQ(CountSystemBlocks(), before + 1);
@@ -136,7 +136,7 @@ TEST(Recycler, BlocksOutliveTheirAllocatorAndAreFreedAsTheyAreLetGo) {
   EXPECT_EQ(CountSystemBlocks(), before);
 }
 
-TEST(Recycler, TakesMemoryBackFromOtherThreads) {
+TEST(Recycler, ReusesMemoryFromOtherThreads) {
   const auto recycler = MakeRecycler();
   auto block = recycler->AllocateBlock(5000);
   std::thread([held = std::move(block)]() mutable { held.reset(); }).join();
@@ -145,7 +145,7 @@ TEST(Recycler, TakesMemoryBackFromOtherThreads) {
   EXPECT_EQ(StatisticsOf(recycler).blocksFromSystem, 1u);
 }
 
-TEST(Recycler, FreesItsIdleMemoryBeforeItRefuses) {
+TEST(Recycler, FreesItsIdleMemoryBeforeItFails) {
   const auto recycler = MakeRecycler();
   recycler->AllocateBlock(kMiB);
   {
@@ -154,15 +154,15 @@ TEST(Recycler, FreesItsIdleMemoryBeforeItRefuses) {
   }
   EXPECT_EQ(StatisticsOf(recycler).idleBytes, 2 * kMiB);
   const SystemMemoryShortage shortage(2);
-  EXPECT_THAT(RefusalOf([&] { recycler->AllocateBlock(3 * kMiB); }), HasSubstr("3145728 bytes"));
+  EXPECT_THAT(ErrorTextOf([&] { recycler->AllocateBlock(3 * kMiB); }), HasSubstr("3145728 bytes"));
   EXPECT_EQ(StatisticsOf(recycler).blocksInUse, 0u);
 }
 
-TEST(Recycler, RefusesSizesThatNoMemoryHas) {
+TEST(Recycler, RejectsSizesBeyondTheAddressSpace) {
   const auto recycler = MakeRecycler();
   constexpr std::size_t kLargest = std::numeric_limits<std::size_t>::max();
   for (const std::size_t bytes : {kLargest, kLargest / 2, kLargest / 4}) {
-    EXPECT_THAT(RefusalOf([&] { recycler->AllocateBlock(bytes); }),
+    EXPECT_THAT(ErrorTextOf([&] { recycler->AllocateBlock(bytes); }),
                 HasSubstr(std::to_string(bytes)));
   }
 }

@@ -6,7 +6,7 @@
 #include <string>
 #include <vector>
 
-#include "Refusal.h"
+#include "ErrorText.h"
 #include "vix/Logging.h"
 #include "vix/Registry.h"
 
@@ -42,7 +42,7 @@ std::shared_ptr<IElementFactory> Find(const std::string& type) {
   return GetFactory(ElementFactoryType::VideoDecoder, "test", type);
 }
 
-/// "implementation.type" of the entries that this test's registrations made.
+/// Returns the types of the entries that this test registered.
 std::vector<std::string> ListTestEntries() {
   std::vector<std::string> types;
   for (const auto& entry : GetRegistryEntries()) {
@@ -58,7 +58,7 @@ class Registry : public ::testing::Test {
   }
 };
 
-TEST_F(Registry, FindsTheVeryFactoryThatWasRegistered) {
+TEST_F(Registry, ReturnsTheRegisteredFactory) {
   const auto factory = MakeDecoderFactory();
   RegisterFactory("one", kCoreId, factory, MakeEntry("A"));
   EXPECT_EQ(Find("A"), factory);
@@ -71,7 +71,7 @@ TEST_F(Registry, FindsByAllThreePartsOfTheKey) {
   EXPECT_EQ(GetFactory(ElementFactoryType::VideoDecoder, "other", "A"), nullptr);
 }
 
-TEST_F(Registry, GivesAManifestWithTheDefaultsOfTheSchema) {
+TEST_F(Registry, ReturnsAManifestWithTheDefaultsOfTheSchema) {
   const auto entry = MakeEntry("A");
   RegisterFactory("one", kCoreId, MakeDecoderFactory(), entry);
   const auto manifest = GetManifest(ElementFactoryType::VideoDecoder, "test", "A");
@@ -96,27 +96,27 @@ TEST_F(Registry, LetsARegistrantReplaceItsOwnFactory) {
   EXPECT_THAT(ListTestEntries(), ElementsAre("A"));
 }
 
-TEST_F(Registry, RefusesAKeyThatAnotherRegistrantTook) {
+TEST_F(Registry, RejectsAKeyOfAnotherRegistrant) {
   const auto factory = MakeDecoderFactory();
   RegisterFactory("one", kCoreId, factory, MakeEntry("A"));
   EXPECT_THAT(
-      RefusalOf([] { RegisterFactory("two", kCoreId, MakeDecoderFactory(), MakeEntry("A")); }),
+      ErrorTextOf([] { RegisterFactory("two", kCoreId, MakeDecoderFactory(), MakeEntry("A")); }),
       AllOf(HasSubstr("VideoDecoder.test.A"), HasSubstr("\"one\"")));
   EXPECT_EQ(Find("A"), factory);
 }
 
-TEST_F(Registry, TakesAnEmptyRegistrantAsOneLikeAnother) {
+TEST_F(Registry, AcceptsAnEmptyRegistrant) {
   RegisterFactory("", kCoreId, MakeDecoderFactory(), MakeEntry("A"));
   RegisterFactory("", kCoreId, MakeDecoderFactory(), MakeEntry("A"));
   EXPECT_THAT(
-      RefusalOf([] { RegisterFactory("two", kCoreId, MakeDecoderFactory(), MakeEntry("A")); }),
+      ErrorTextOf([] { RegisterFactory("two", kCoreId, MakeDecoderFactory(), MakeEntry("A")); }),
       HasSubstr("registrant \"\""));
   UnregisterFactories("");
   EXPECT_EQ(Find("A"), nullptr);
   EXPECT_NE(GetFactory(ElementFactoryType::MemoryBlockAllocator, "vix", "Recycler"), nullptr);
 }
 
-TEST_F(Registry, ForgetsWhatARegistrantRegistered) {
+TEST_F(Registry, RemovesTheRegistrationsOfARegistrant) {
   RegisterFactory("one", kCoreId, MakeDecoderFactory(), MakeEntry("A"));
   RegisterFactory("two", kCoreId, MakeDecoderFactory(), MakeEntry("B"));
   UnregisterFactories("one");
@@ -134,54 +134,54 @@ TEST_F(Registry, OffersTheCoresRecycler) {
   EXPECT_EQ(GetRegistryEntries().front()->GetString("type"), "Recycler");
 }
 
-TEST_F(Registry, LetsNobodyReplaceTheCoresRecycler) {
+TEST_F(Registry, ProtectsTheCoresRecycler) {
   constexpr auto kType = ElementFactoryType::MemoryBlockAllocator;
   const auto entry = MakeEntry("Recycler");
   entry->SetElementFactoryType("class", kType);
   entry->SetString("implementation", "vix");
   const auto factory = std::make_shared<ElementFactory<kType>>(
       [](std::shared_ptr<const IParametersCollectionInstance>) { return nullptr; });
-  EXPECT_THAT(RefusalOf([&] { RegisterFactory("one", kCoreId, factory, entry); }),
+  EXPECT_THAT(ErrorTextOf([&] { RegisterFactory("one", kCoreId, factory, entry); }),
               AllOf(HasSubstr("MemoryBlockAllocator.vix.Recycler"), HasSubstr("the core")));
 }
 
-TEST_F(Registry, RefusesNullPointers) {
-  EXPECT_THAT(RefusalOf([] { RegisterFactory("one", kCoreId, nullptr, MakeEntry("A")); }),
+TEST_F(Registry, RejectsNullPointers) {
+  EXPECT_THAT(ErrorTextOf([] { RegisterFactory("one", kCoreId, nullptr, MakeEntry("A")); }),
               HasSubstr("factory is null"));
-  EXPECT_THAT(RefusalOf([] { RegisterFactory("one", kCoreId, MakeDecoderFactory(), nullptr); }),
+  EXPECT_THAT(ErrorTextOf([] { RegisterFactory("one", kCoreId, MakeDecoderFactory(), nullptr); }),
               HasSubstr("entry is null"));
 }
 
-TEST_F(Registry, RefusesIncompleteEntriesAndNamesWhatIsMissing) {
+TEST_F(Registry, RejectsIncompleteEntriesAndNamesTheMissingKey) {
   const auto entry = CreateParametersCollectionInstance(GetRegistryEntryPrototype());
-  const auto refusal = [&] {
-    return RefusalOf([&] { RegisterFactory("one", kCoreId, MakeDecoderFactory(), entry); });
+  const auto error = [&] {
+    return ErrorTextOf([&] { RegisterFactory("one", kCoreId, MakeDecoderFactory(), entry); });
   };
-  EXPECT_THAT(refusal(), HasSubstr("\"class\""));
+  EXPECT_THAT(error(), HasSubstr("\"class\""));
   entry->SetElementFactoryType("class", ElementFactoryType::VideoDecoder);
-  EXPECT_THAT(refusal(), HasSubstr("\"implementation\""));
+  EXPECT_THAT(error(), HasSubstr("\"implementation\""));
   entry->SetString("implementation", "test");
-  EXPECT_THAT(refusal(), HasSubstr("\"type\""));
+  EXPECT_THAT(error(), HasSubstr("\"type\""));
   entry->SetString("type", "A");
-  EXPECT_THAT(refusal(), HasSubstr("\"init_config\""));
+  EXPECT_THAT(error(), HasSubstr("\"init_config\""));
   EXPECT_THAT(ListTestEntries(), ElementsAre());
 }
 
-TEST_F(Registry, RefusesAFactoryOfAnotherTypeThanTheEntryNames) {
+TEST_F(Registry, RejectsAFactoryOfAnotherTypeThanTheEntryNames) {
   const auto factory = std::make_shared<EncoderFactory>(
       [](std::shared_ptr<const IParametersCollectionInstance>) { return nullptr; });
-  EXPECT_THAT(RefusalOf([&] { RegisterFactory("one", kCoreId, factory, MakeEntry("A")); }),
+  EXPECT_THAT(ErrorTextOf([&] { RegisterFactory("one", kCoreId, factory, MakeEntry("A")); }),
               AllOf(HasSubstr("VideoDecoder.test.A"), HasSubstr("VideoEncoder factory")));
 }
 
-TEST_F(Registry, TakesEveryVersionOfItsOwnMajorAndMinor) {
+TEST_F(Registry, AcceptsEveryVersionWithItsMajorAndMinor) {
   RegisterFactory("one", GetVIXCoreIdInternal("0.7.0.0.0"), MakeDecoderFactory(), MakeEntry("A"));
   EXPECT_NE(Find("A"), nullptr);
 }
 
-TEST_F(Registry, RefusesIncompatibleVersions) {
+TEST_F(Registry, RejectsIncompatibleVersions) {
   for (const char* version : {"0.8.16.249.80659", "1.7.16.249.80659", "0.6.0.0.0"}) {
-    EXPECT_THAT(RefusalOf([&] {
+    EXPECT_THAT(ErrorTextOf([&] {
                   RegisterFactory("one", GetVIXCoreIdInternal(version), MakeDecoderFactory(),
                                   MakeEntry("A"));
                 }),
@@ -190,30 +190,30 @@ TEST_F(Registry, RefusesIncompatibleVersions) {
   EXPECT_EQ(Find("A"), nullptr);
 }
 
-TEST_F(Registry, RefusesMalformedIdentities) {
+TEST_F(Registry, RejectsMalformedIdentities) {
   for (const char* version :
        {"", "0.7", "0.7.16.249", "0.7.16.249.80659.1", "0.7.16.249.80659 ", "0.7.16.249.x",
         "0..16.249.1", "-0.7.16.249.1", "0.-7.16.249.1", "0.7.16.249.99999999999", "a.b.c.d.e"}) {
-    EXPECT_THAT(RefusalOf([&] {
+    EXPECT_THAT(ErrorTextOf([&] {
                   RegisterFactory("one", GetVIXCoreIdInternal(version), MakeDecoderFactory(),
                                   MakeEntry("A"));
                 }),
                 HasSubstr("malformed"))
         << version;
   }
-  EXPECT_THAT(RefusalOf([] {
+  EXPECT_THAT(ErrorTextOf([] {
                 RegisterFactory("one", "0.7.16.249.80659", MakeDecoderFactory(), MakeEntry("A"));
               }),
               HasSubstr("malformed"));
 }
 
-/// A factory that looks itself up when it is destroyed.
-class NosyFactory : public IElementFactory {
+/// A factory whose destructor looks up a factory.
+class LookingFactory : public IElementFactory {
  public:
-  explicit NosyFactory(bool* found) : found_(found) {}
-  ~NosyFactory() override { *found_ = Find("A") != nullptr; }
-  NosyFactory(const NosyFactory&) = delete;
-  NosyFactory& operator=(const NosyFactory&) = delete;
+  explicit LookingFactory(bool* found) : found_(found) {}
+  ~LookingFactory() override { *found_ = Find("A") != nullptr; }
+  LookingFactory(const LookingFactory&) = delete;
+  LookingFactory& operator=(const LookingFactory&) = delete;
   ElementFactoryType GetFactoryType() const override { return ElementFactoryType::VideoDecoder; }
 
  private:
@@ -222,12 +222,12 @@ class NosyFactory : public IElementFactory {
 
 TEST_F(Registry, DestroysFactoriesOutsideItsLock) {
   bool found = true;
-  RegisterFactory("one", kCoreId, std::make_shared<NosyFactory>(&found), MakeEntry("A"));
+  RegisterFactory("one", kCoreId, std::make_shared<LookingFactory>(&found), MakeEntry("A"));
   UnregisterFactories("one");
   EXPECT_FALSE(found);
-  RegisterFactory("one", kCoreId, std::make_shared<NosyFactory>(&found), MakeEntry("A"));
+  RegisterFactory("one", kCoreId, std::make_shared<LookingFactory>(&found), MakeEntry("A"));
   RegisterFactory("one", kCoreId, MakeDecoderFactory(), MakeEntry("A"));
-  EXPECT_TRUE(found) << "the replacement is in place by then";
+  EXPECT_TRUE(found) << "the replacement is registered by then";
 }
 
 TEST(Labels, NameFamiliesAndFactoryTypes) {

@@ -23,7 +23,7 @@ struct OtherSample : ISample {
   std::vector<TimeLimits> timeLimits;
 };
 
-TEST(VideoSample, KeepsWhatItWasMadeOf) {
+TEST(VideoSample, KeepsItsProperties) {
   const auto parameters = CreateVideoParameters(VCodecFamily::Raw);
   const auto info = CreateVideoInfo(parameters, nullptr, {}, {});
   const auto buffer = CreateBuffer(nullptr, nullptr);

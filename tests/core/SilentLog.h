@@ -6,7 +6,7 @@
 
 #include "vix/Logging.h"
 
-/// Swallows log records while it lives.
+/// Discards log records while it exists.
 struct SilentLog {
   SilentLog() {
     vix::SetCurrentLoggerWriter(

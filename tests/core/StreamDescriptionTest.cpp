@@ -4,7 +4,7 @@
 
 #include <memory>
 
-#include "Refusal.h"
+#include "ErrorText.h"
 #include "TestTrack.h"
 #include "vix/StreamDescription.h"
 
@@ -95,11 +95,11 @@ TEST(VideoParameters, CopyAWholeDescriptionOfTheirFamily) {
   EXPECT_EQ(proResCopy->GetProResCodecVariant(), ProResCodecVariant::LT);
 }
 
-TEST(VideoParameters, RefuseToCopyNullAndAnotherFamily) {
+TEST(VideoParameters, RejectCopiesOfNullAndAnotherFamily) {
   const auto raw = CreateVideoParameters(VCodecFamily::Raw);
   Fill(*raw);
-  EXPECT_THAT(RefusalOf([&] { raw->CopyFrom(nullptr); }), HasSubstr("codec family"));
-  EXPECT_THAT(RefusalOf([&] { raw->CopyFrom(CreateVideoParameters(VCodecFamily::ProRes)); }),
+  EXPECT_THAT(ErrorTextOf([&] { raw->CopyFrom(nullptr); }), HasSubstr("codec family"));
+  EXPECT_THAT(ErrorTextOf([&] { raw->CopyFrom(CreateVideoParameters(VCodecFamily::ProRes)); }),
               HasSubstr("codec family"));
   ExpectFilled(*raw);
 }

@@ -8,12 +8,12 @@
 
 namespace {
 
-/// More than any machine that runs this has; sanitizers end the process when asked for so much.
+/// More memory than test machines have. Sanitizers abort instead of failing such an allocation.
 constexpr std::size_t kMostMemory = std::size_t{1} << 40;
 
 std::atomic<unsigned long> allocations = 0;
 std::atomic<unsigned long> releases = 0;
-std::atomic<int> refusalsLeft = 0;
+std::atomic<int> failuresLeft = 0;
 
 }  // namespace
 
@@ -25,18 +25,18 @@ unsigned long CountSystemBlocks() {
   return allocations - releases;
 }
 
-SystemMemoryShortage::SystemMemoryShortage(int refusals) {
-  refusalsLeft = refusals;
+SystemMemoryShortage::SystemMemoryShortage(int failures) {
+  failuresLeft = failures;
 }
 SystemMemoryShortage::~SystemMemoryShortage() {
-  refusalsLeft = 0;
+  failuresLeft = 0;
 }
 
 // These replace the standard library's functions for the whole process, shared libraries included.
 
 void* operator new(std::size_t bytes, std::align_val_t alignment, const std::nothrow_t&) noexcept {
-  if (refusalsLeft > 0) {
-    --refusalsLeft;
+  if (failuresLeft > 0) {
+    --failuresLeft;
     return nullptr;
   }
   if (bytes > kMostMemory) return nullptr;

@@ -2,17 +2,17 @@
 #ifndef TESTS_CORE_SYSTEMMEMORY_H
 #define TESTS_CORE_SYSTEMMEMORY_H
 
-/// How often this process obtained aligned memory from the system, which is where frame memory
-/// comes from. Counted by the process's own allocation functions, so whoever asks is seen.
+/// Returns the number of aligned allocations of this process so far. Frame memory is aligned. The
+/// process replaces the allocation functions, so allocations of shared libraries count, too.
 unsigned long CountSystemAllocations();
 
-/// How many of those were not given back yet.
+/// Returns the number of aligned allocations that are not freed.
 unsigned long CountSystemBlocks();
 
-/// While it lives, the next `refusals` requests for aligned memory are refused.
+/// Makes the next `failures` aligned allocations fail while it exists.
 class SystemMemoryShortage {
  public:
-  explicit SystemMemoryShortage(int refusals);
+  explicit SystemMemoryShortage(int failures);
   ~SystemMemoryShortage();
   SystemMemoryShortage(const SystemMemoryShortage&) = delete;
   SystemMemoryShortage& operator=(const SystemMemoryShortage&) = delete;

@@ -6,7 +6,7 @@
 
 namespace vix::test {
 
-/// A track that says nothing.
+/// A track without properties.
 struct Track : ITrack {};
 
 }  // namespace vix::test

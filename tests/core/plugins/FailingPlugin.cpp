@@ -1,5 +1,5 @@
 // SPDX-License-Identifier: BSD-2-Clause
-// A plug-in that registers one element and then fails in the manner that the registrant names.
+// A plug-in that registers one element and then fails. The registrant selects the failure.
 #include <unwind.h>
 
 #include <exception>
@@ -16,7 +16,7 @@ class OwnException : public std::exception {
   const char* what() const noexcept override { return "own reason"; }
 };
 
-/// An exception as another language's run time raises them.
+/// Raises an exception of another language.
 [[noreturn]] void RaiseForeignException() {
   static _Unwind_Exception exception = {};
   exception.exception_class = 0x4649425245303030;
@@ -43,12 +43,12 @@ void RegisterOneElement(const char* registrant) {
 
 extern "C" VIX_API void RegisterAll(const char* registrant) {
   RegisterOneElement(registrant);
-  const std::string manner = registrant;
-  if (manner == "FrameworkError") throw vix::VIXRuntimeError("framework reason");
-  if (manner == "OwnException") throw OwnException();
-  if (manner == "Number") throw 42;
-  if (manner == "ForeignException") RaiseForeignException();
-  if (manner == "WrongVersion") {
+  const std::string kind = registrant;
+  if (kind == "FrameworkError") throw vix::VIXRuntimeError("framework reason");
+  if (kind == "OwnException") throw OwnException();
+  if (kind == "Number") throw 42;
+  if (kind == "ForeignException") RaiseForeignException();
+  if (kind == "WrongVersion") {
     vix::RegisterFactory(registrant, vix::GetVIXCoreIdInternal("0.8.0.0.0"), nullptr, nullptr);
   }
 }

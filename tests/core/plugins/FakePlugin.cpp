@@ -1,5 +1,5 @@
 // SPDX-License-Identifier: BSD-2-Clause
-// A plug-in whose elements hand out what is pushed into them.
+// A plug-in whose elements return the pushed samples.
 #include <cstddef>
 #include <cstdint>
 #include <memory>
@@ -16,7 +16,7 @@ namespace {
 
 using Config = std::shared_ptr<const vix::IParametersCollectionInstance>;
 
-/// An encoder or decoder that passes samples through and refuses containers without one.
+/// An encoder or decoder that passes samples through and rejects empty containers.
 template <typename Interface>
 class FakeElement final : public Interface {
  public:
@@ -85,7 +85,7 @@ class FakeAllocator final : public vix::IMemoryBlockAllocator {
   }
 };
 
-/// A decoder factory that is none of the contract's factories.
+/// A decoder factory that is not an ElementFactory.
 class OddFactory final : public vix::IElementFactory {
  public:
   vix::ElementFactoryType GetFactoryType() const override {

@@ -1,5 +1,5 @@
 // SPDX-License-Identifier: BSD-2-Clause
-// A plug-in that needs a library which is not found.
+// A plug-in with a dependency that the loader cannot find.
 #include "vix/Export.h"
 
 extern "C" int Dependency();

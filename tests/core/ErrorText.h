@@ -1,6 +1,6 @@
 // SPDX-License-Identifier: BSD-2-Clause
-#ifndef TESTS_CORE_REFUSAL_H
-#define TESTS_CORE_REFUSAL_H
+#ifndef TESTS_CORE_ERRORTEXT_H
+#define TESTS_CORE_ERRORTEXT_H
 
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
@@ -9,16 +9,16 @@
 
 #include "vix/Error.h"
 
-/// Runs `call`, which has to throw a VIXRuntimeError, and returns the error's text.
+/// Returns the text of the VIXRuntimeError that `call` must throw.
 template <typename Call>
-std::string RefusalOf(Call call) {
+std::string ErrorTextOf(Call call) {
   try {
     call();
   } catch (const vix::VIXRuntimeError& error) {
     return error.what();
   }
-  ADD_FAILURE() << "the call was not refused";
+  ADD_FAILURE() << "the call threw no VIXRuntimeError";
   return {};
 }
 
-#endif  // TESTS_CORE_REFUSAL_H
+#endif  // TESTS_CORE_ERRORTEXT_H
