@@ -1,6 +1,7 @@
 // SPDX-License-Identifier: BSD-2-Clause
 #include "vix/Buffers.h"
 
+#include <cassert>
 #include <cstdint>
 #include <cstring>
 #include <limits>
@@ -65,6 +66,7 @@ class Buffer final : public IBuffer {
   }
 
   void Replace(std::shared_ptr<IMemoryBlock> block, std::uint32_t bytes) {
+    assert(block && block->GetSize() >= bytes);
     block_ = std::move(block);
     capacity_ = bytes;
     size_ = bytes;

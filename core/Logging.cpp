@@ -4,6 +4,7 @@
 #include <unistd.h>
 
 #include <algorithm>
+#include <cassert>
 #include <chrono>
 #include <cstdio>
 #include <cstdlib>
@@ -126,6 +127,7 @@ ContextScope::~ContextScope() {
   // Scopes that are members of objects may end in any order.
   ContextScope** link = &innermostScope;
   while (*link != nullptr && *link != this) link = &(*link)->outer_;
+  assert(*link == this && "a ContextScope must end on the thread that began it");
   if (*link == this) *link = outer_;
 }
 

@@ -23,6 +23,7 @@ using Schema = std::shared_ptr<const IParametersCollectionPrototype>;
 /// Names of the parameter types, in the order of ParameterValue's alternatives.
 constexpr const char* kTypeNames[] = {
     "bool", "int", "string", "FourCC", "ProResCodecVariant", "ElementFactoryType", "schema"};
+static_assert(std::size(kTypeNames) == std::variant_size_v<ParameterValue>);
 
 /// Formats a value as a user would type it.
 struct PlainText {

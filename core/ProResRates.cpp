@@ -2,6 +2,7 @@
 #include "vix/ProResRates.h"
 
 #include <algorithm>
+#include <cassert>
 #include <cstdint>
 #include <limits>
 
@@ -75,6 +76,7 @@ const RateRow& FindNearestRow(VideoResolution resolution, EditRate editRate) {
       nearest = &row;
     }
   }
+  assert(nearest && "every listed resolution class has a row");
   return *nearest;
 }
 

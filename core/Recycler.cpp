@@ -3,6 +3,7 @@
 
 #include <algorithm>
 #include <bit>
+#include <cassert>
 #include <cstddef>
 #include <cstdint>
 #include <limits>
@@ -27,6 +28,7 @@ std::size_t SizeClass(std::size_t bytes) {
   if (bytes <= kSmallestClass) return kSmallestClass;
   const auto stepBits = static_cast<std::size_t>(std::bit_width(bytes - 1)) - 1 - kClassBits;
   const std::size_t sizeClass = (((bytes - 1) >> stepBits) + 1) << stepBits;
+  assert(sizeClass >= bytes && sizeClass - bytes < bytes / 4);
   return sizeClass;
 }
 
@@ -55,6 +57,7 @@ class Pool {
     // Declared before the lock, so that memory is freed without it.
     StorageNode surplus;
     const std::lock_guard lock(mutex_);
+    assert(node.size() == 1 && statistics_.blocksInUse > 0);
     --statistics_.blocksInUse;
     if (closed_) return;
     statistics_.idleBytes += node.front().bytes;
@@ -88,6 +91,7 @@ class Pool {
       return storage.bytes == sizeClass;
     });
     if (found == idle_.end()) return node;
+    assert(statistics_.idleBytes >= sizeClass);
     node.splice(node.begin(), idle_, found);
     statistics_.idleBytes -= sizeClass;
     ++statistics_.blocksRecycled;

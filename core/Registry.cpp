@@ -3,6 +3,7 @@
 
 #include <algorithm>
 #include <array>
+#include <cassert>
 #include <charconv>
 #include <memory>
 #include <mutex>
@@ -157,6 +158,7 @@ RegistrationCollector::RegistrationCollector() : outer_(innermostCollector) {
 }
 
 RegistrationCollector::~RegistrationCollector() {
+  assert(innermostCollector == this);
   innermostCollector = outer_;
 }
 
