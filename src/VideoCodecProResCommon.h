@@ -3,8 +3,8 @@
 #define SRC_VIDEOCODECPRORESCOMMON_H
 
 /// @file
-/// What the encoder and the decoder element share: the host's codes in the codec library's terms,
-/// and the common properties of stream descriptions. Pure functions; any thread may call them.
+/// Code that both elements share: conversion of the host's codes to those of the codec library, and
+/// copying of stream descriptions. Every function may be called from any thread.
 
 #include <cstddef>
 #include <cstdint>
@@ -32,7 +32,7 @@ static_assert(offsetof(PixelBufferRecord, pixelFormat) == 12);
 static_assert(offsetof(PixelBufferRecord, width) == 16);
 static_assert(offsetof(PixelBufferRecord, height) == 20);
 
-/// Codec type of a variant, a WPRCodecType.
+/// Returns the codec type of a variant, a WPRCodecType.
 /// @throws std::runtime_error, without a log record, for any other value
 inline std::uint32_t GetProResCodecType(ProResCodecVariant variant) {
   switch (variant) {
@@ -48,7 +48,7 @@ inline std::uint32_t GetProResCodecType(ProResCodecVariant variant) {
   throw std::runtime_error("Failed to convert prores codec variant to apple prores code type");
 }
 
-/// Interlace mode of a scan mode, a WPRInterlaceMode. Interlaced frames are top field first.
+/// Returns the interlace mode of a scan mode, a WPRInterlaceMode; interlaced means top field first.
 /// @throws std::runtime_error, without a log record, for any other value
 inline std::uint32_t GetInterlaceMode(ScanMode scanMode) {
   switch (scanMode) {
@@ -82,8 +82,8 @@ inline std::uint32_t GetPixelFormat(FourCC fourcc) {
   return pixelFormat;
 }
 
-/// Fills `target` with the thirteen common properties of `source`; a source of the same codec
-/// family is copied as a whole instead.
+/// Copies the thirteen common properties of `source` to `target`, or, if both are of the same codec
+/// family, the whole description.
 inline void CopyCommonProperties(const std::shared_ptr<const IVideoParameters>& source,
                                  IVideoParameters& target) {
   const VCodecFamily sourceFamily = source->GetCodecFamily();
@@ -106,8 +106,7 @@ inline void CopyCommonProperties(const std::shared_ptr<const IVideoParameters>& 
   target.SetEditRate(source->GetEditRate());
 }
 
-/// A new allocator element that recycles memory blocks: where an element's frames come from unless
-/// it is told otherwise.
+/// Creates an allocator element that recycles memory blocks, the default source of frame memory.
 inline std::shared_ptr<IMemoryBlockAllocator> CreateRecycler() {
   return ImplementElement<ElementFactoryType::MemoryBlockAllocator>("vix", "Recycler", nullptr);
 }

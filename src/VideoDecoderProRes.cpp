@@ -12,31 +12,32 @@
 namespace vix {
 namespace {
 
-/// Line numbers that the records of DefineInput() carry.
+/// Line numbers in the records of DefineInput(). Readers of the log rely on them.
 constexpr int kInfoCountLine = 330;
 constexpr int kNotProResLine = 331;
 constexpr int kNoRawParametersLine = 335;
 constexpr int kNoConfigLine = 355;
 
-/// Frame prefix: 32-bit size of the whole frame, then the identifier.
+/// The frame prefix holds the 32-bit size of the whole frame and the frame identifier.
 constexpr std::uint32_t kPrefixBytes = 8;
 constexpr std::uint32_t kIdentifierOffset = 4;
 constexpr std::array<std::uint8_t, 4> kFrameIdentifier{'i', 'c', 'p', 'f'};
 constexpr std::array<std::uint8_t, 4> kNoIdentifier{};
 
-/// The frame header's fields that are read end here.
+/// Bytes of the frame header up to the last field that is read.
 constexpr std::uint64_t kFrameHeaderBytes = 17;
-/// The picture header starts with its own size in one byte and the picture's size in four.
+/// Bytes of the picture header up to the picture size: its own size in one byte, the picture's
+/// in 4.
 constexpr std::uint64_t kPictureSizeEnd = 5;
 
-/// Scratch memory starts with this, so that small frames never make it grow again.
+/// Smallest scratch buffer, so that it does not grow again with every larger small frame.
 constexpr std::uint32_t kMinScratchBytes = 0xFC000;
 constexpr std::uint64_t kMaxBufferBytes = std::numeric_limits<std::uint32_t>::max();
 
-/// Coded height of 1080-line material, in whole macroblocks.
+/// 1080 lines rounded up to whole macroblocks.
 constexpr std::uint32_t kCodedHeight1080 = 1088;
 
-/// What the numbered properties 1 and 6 of decoded pictures say, and 11 instead of 2.
+/// Values of numbered properties in the description of decoded pictures.
 constexpr std::int32_t kDecodedProperty1 = 2;
 constexpr std::int32_t kDecodedProperty6 = 2;
 constexpr std::int32_t kCompressedProperty11 = 2;
@@ -50,7 +51,7 @@ std::uint32_t ReadBigEndian32(const std::uint8_t* bytes) {
   return ReadBigEndian16(bytes) << 16 | ReadBigEndian16(bytes + 2);
 }
 
-/// Starts a frame with its size and identifier.
+/// Writes the frame prefix.
 void WritePrefix(std::uint8_t* frame, std::uint32_t frameBytes,
                  const std::array<std::uint8_t, 4>& identifier) {
   for (int i = 0; i < 4; ++i) frame[i] = static_cast<std::uint8_t>(frameBytes >> (24 - 8 * i));
@@ -64,7 +65,7 @@ bool HasGeometry(const PixelBufferRecord& destination, FourCC fourcc, unsigned w
          destination.height == height;
 }
 
-/// Makes the compressed stream's properties those of its decoded pictures.
+/// Changes the properties of a compressed stream to those of its decoded pictures.
 void DescribeDecodedPictures(IVideoParameters& parameters) {
   parameters.SetVideoProperty6(kDecodedProperty6);
   parameters.SetVideoProperty1(kDecodedProperty1);
@@ -177,14 +178,14 @@ std::int32_t VideoDecoderProRes::XTToStdProRes(std::shared_ptr<const IBuffer> so
 
   if (field.progressive || !appendSecondField) {
     if (kPrefixBytes + srcBytes > dstBytes) return kNoMemory;
-    // The tag is withheld from a field: it is only half a frame.
+    // A field gets no identifier: it is only half a frame.
     WritePrefix(dst, static_cast<std::uint32_t>(kPrefixBytes + srcBytes),
                 field.progressive ? kFrameIdentifier : kNoIdentifier);
     std::copy_n(src, srcBytes, dst + kPrefixBytes);
     return kDone;
   }
 
-  // The stored first field has no tag, so this reads its prefix as the frame header.
+  // The stored first field has no identifier, so this reads its prefix as a frame header.
   COMP_DETAILS_STRUCT stored{};
   if (!GetCompressedFrameDetails(stored, dst, dstBytes)) return kUnreadableHeader;
   if (field.headerSize + field.pictureSize > srcBytes) return kUnreadableHeader;
@@ -204,7 +205,7 @@ std::int32_t VideoDecoderProRes::Decode(std::shared_ptr<const IBuffer> input, Fo
   if (!details.bare) return DecodeStdProRes(input, fourcc);
 
   const bool paired = !details.progressive && !skipField;
-  // 32-bit arithmetic: a sum that wraps gives a buffer that XTToStdProRes() finds too small.
+  // If this 32-bit sum wraps, XTToStdProRes() rejects the frame because the buffer is too small.
   const std::uint32_t scratchBytes =
       std::max(kMinScratchBytes, (paired ? 2U : 1U) * inputBytes + kPrefixBytes);
   if (scratchBuffer->GetSize() < scratchBytes) scratchBuffer->Resize(scratchBytes);

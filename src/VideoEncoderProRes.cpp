@@ -12,7 +12,7 @@
 namespace vix {
 namespace {
 
-/// Line numbers that the records of DefineInput() carry.
+/// Line numbers in the records of DefineInput(). Readers of the log rely on them.
 constexpr int kNoConfigLine = 79;
 constexpr int kTrackCountLine = 84;
 constexpr int kNotRawLine = 87;
@@ -20,7 +20,7 @@ constexpr int kFourCCLine = 91;
 
 constexpr const char* kVariantKey = "ProResCodecVariant";
 
-/// Class of a picture height; only the heights listed have one.
+/// Returns the resolution class of a picture height; heights that are not listed have none.
 VideoResolution GetResolution(std::uint32_t height) {
   struct Class {
     std::uint32_t height;
@@ -38,14 +38,14 @@ VideoResolution GetResolution(std::uint32_t height) {
   return found == kClasses.end() ? VideoResolution::Unrecognised : found->resolution;
 }
 
-/// Nominal rate of the stream described, in megabits per second.
+/// Returns the nominal data rate of the stream in megabits per second.
 std::uint32_t GetNominalRate(const IVideoParameters_ProRes& parameters) {
   const VideoResolution resolution = GetResolution(parameters.GetHeight());
   const EditRate editRate = parameters.GetEditRate();
   return GetProResVideoRateMbps(parameters.GetProResCodecVariant(), editRate, resolution);
 }
 
-/// The raw picture of the sample as the codec library reads it, in place. It belongs to the sample.
+/// Describes the sample's raw picture for the codec library, which reads the sample's own memory.
 PixelBufferRecord DescribePicture(const std::shared_ptr<const IVideoParameters_RAW>& parameters,
                                   std::uint32_t width, std::uint32_t height,
                                   const ISample& sample) {
@@ -54,12 +54,12 @@ PixelBufferRecord DescribePicture(const std::shared_ptr<const IVideoParameters_R
   picture.height = height;
   picture.rowBytes = RawVideoUtils::GetStrides(parameters).at(0);
   picture.width = width;
-  // Without a buffer the address stays null, which the library refuses.
+  // Without a buffer the address stays null, which the library rejects.
   if (const auto buffer = sample.GetBuffer()) picture.baseAddress = buffer->GetData();
   return picture;
 }
 
-/// The encoded frame as a sample of the defined output stream.
+/// Wraps the encoded frame in a sample of the defined output stream.
 std::shared_ptr<ISampleContainer> WrapFrame(std::shared_ptr<const IBuffer> frame,
                                             const IInfoContainer& output, const ISample& source) {
   const std::shared_ptr<const IVideoInfo> info = output.GetInfo().at(0);

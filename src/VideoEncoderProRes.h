@@ -15,37 +15,37 @@ namespace vix {
 
 /// Encodes raw video ("UYVY" or "V210") to ProRes, one frame per pushed sample.
 ///
-/// Calls are expected in the order SetInitConfig(), DefineInput(), any number of PushSample() and
-/// GetSample(); nothing enforces it. Used by one thread at a time. Failures are reported as
-/// Diagnostics.h describes; exceptions of the host pass through unchanged.
+/// The host calls SetInitConfig(), DefineInput(), then PushSample() and GetSample() any number of
+/// times; the element does not check this order. One thread at a time may use it. Failures are
+/// reported as Diagnostics.h describes; exceptions of the host pass through unchanged.
 ///
-/// Configuration: "NumThreads" is read when the first frame opens the codec library's encoder,
+/// "NumThreads" is read when the first frame opens the codec library's encoder,
 /// "ProResCodecVariant" by DefineInput() and again for every frame.
 class VIX_API VideoEncoderProRes : public IVideoEncoder {
  public:
-  /// Makes the element with a recycling allocator of its own.
-  /// @param factoryConfig what GetManifest() returns; possibly null
+  /// Creates the element with a recycling allocator of its own.
+  /// @param factoryConfig returned by GetManifest(); may be null
   explicit VideoEncoderProRes(std::shared_ptr<const IParametersCollectionInstance> factoryConfig);
-  /// Closes the codec library's encoder, then lets go of everything else.
+  /// Closes the codec library's encoder before it releases anything else.
   ~VideoEncoderProRes() override;
   VideoEncoderProRes(const VideoEncoderProRes&) = delete;
   VideoEncoderProRes& operator=(const VideoEncoderProRes&) = delete;
 
-  /// Encodes the container's single video sample, described by its own raw parameters. The encoded
-  /// sample carries the defined output's description and the pushed sample's time limits, and
-  /// replaces one that still waits. After a failure the waiting sample stays.
+  /// Encodes the container's single video sample as its own raw parameters describe it. The encoded
+  /// sample has the description of the defined output and the time limits of the pushed sample, and
+  /// replaces a waiting sample. After a failure the waiting sample stays.
   void PushSample(std::shared_ptr<const ISampleContainer> container) override;
-  /// Hands over the waiting encoded sample; null when there is none.
+  /// Returns the waiting encoded sample and keeps no reference; null if there is none.
   std::shared_ptr<const ISampleContainer> GetSample() override {
     return std::exchange(outputSample, nullptr);
   }
-  /// Proposes nothing.
+  /// Returns null: the element proposes no other input.
   std::shared_ptr<const IInfoContainer> CheckInputAndAdaptIfNecessary(
       std::shared_ptr<const IInfoContainer> /*input*/, std::string /*name*/) const override {
     return nullptr;
   }
-  /// Accepts one raw "UYVY" or "V210" stream and describes the ProRes stream that comes of it.
-  /// A refused input leaves both definitions as they were.
+  /// Accepts one raw "UYVY" or "V210" stream and describes the ProRes stream that results from it.
+  /// A rejected input changes neither definition.
   void DefineInput(std::shared_ptr<const IInfoContainer> input, std::string name) override;
   void SetInputMediator(std::shared_ptr<IInputMediator> /*mediator*/, std::string /*inputName*/,
                         std::string /*outputName*/) override {}
@@ -58,38 +58,38 @@ class VIX_API VideoEncoderProRes : public IVideoEncoder {
   std::shared_ptr<const IInfoContainer> GetDefinedOutput(std::string /*name*/) const override {
     return definedOutput;
   }
-  /// Keeps `newConfig`; nothing of it is read yet.
+  /// Stores `newConfig` without reading it.
   void SetInitConfig(std::shared_ptr<const IParametersCollectionInstance> newConfig) override {
     initConfig = std::move(newConfig);
   }
-  /// Nothing to drain: every frame is complete when PushSample() returns.
+  /// Does nothing: every frame is complete when PushSample() returns.
   void Flush() override {}
   void Interrupt() override {}
   std::shared_ptr<const IParametersCollectionInstance> GetManifest() const override {
     return config;
   }
-  /// Leaves the codec library's encoder open; only the destructor closes it.
+  /// Does nothing: only the destructor closes the codec library's encoder.
   void Release() override {}
-  /// Always refused.
+  /// Reports a failure: the configuration cannot change this way.
   void UpdateConfig(std::shared_ptr<const IParametersCollectionInstance> /*newConfig*/) override {
     Fail("UpdateConfig not supported");
   }
 
-  /// Opens the codec library's encoder unless it is open. A failed opening leaves it closed, so
-  /// that the next frame tries again.
+  /// Opens the codec library's encoder unless it is open. If that fails, the next frame tries
+  /// again.
   void InitProResEncoder();
 
  private:
   std::shared_ptr<const IParametersCollectionInstance> config;
   std::shared_ptr<const IInfoContainer> definedInput;
   std::shared_ptr<const IInfoContainer> definedOutput;
-  std::shared_ptr<const ISampleContainer> outputSample;  ///< the one sample that waits
+  std::shared_ptr<const ISampleContainer> outputSample;  ///< the waiting sample
   std::shared_ptr<IMemoryBlockAllocator> allocator;      ///< memory of every encoded frame
   WPREncoderHandle encoderHandle;                        ///< null = not open
   std::shared_ptr<const IParametersCollectionInstance> initConfig;
 };
 
-/// A new encoder element; what the encoder's factory creates.
+/// Creates an encoder element.
 VIX_API std::shared_ptr<IVideoEncoder> CreateVideoEncoderProRes(
     std::shared_ptr<const IParametersCollectionInstance> config);
 

@@ -17,7 +17,7 @@ namespace {
 
 constexpr const char* kPluginVersion = "0.7.16.249.80659";
 
-/// Registers the ProRes element of factory type T that `creator` makes and `schema` configures.
+/// Registers the ProRes element of factory type T.
 template <ElementFactoryType T>
 void RegisterElement(const char* registrant,
                      std::shared_ptr<const IParametersCollectionPrototype> schema,

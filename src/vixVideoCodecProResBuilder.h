@@ -7,10 +7,10 @@
 namespace vix {
 
 /// Registers the decoder element with its parameters "SkipField", "OutputFourCC" and "Allocator".
-/// @param registrant passed on to the registry unread
+/// @param registrant handed to the registry unchanged
 VIX_API void RegisterVideoDecoderProres(const char* registrant);
 /// Registers the encoder element with its parameters "NumThreads" and "ProResCodecVariant".
-/// @param registrant passed on to the registry unread
+/// @param registrant handed to the registry unchanged
 VIX_API void RegisterVideoEncoderProres(const char* registrant);
 
 }  // namespace vix

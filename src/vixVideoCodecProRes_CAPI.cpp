@@ -2,9 +2,9 @@
 #include "vix/Export.h"
 #include "vixVideoCodecProResBuilder.h"
 
-/// Entry of the plug-in, which a host finds by name: registers the decoder, then the encoder.
-/// @param registrant text of the host's that both registrations carry
-/// Exceptions of the host pass through; a failed first registration leaves out the second.
+/// Registers the decoder, then the encoder. Hosts find this function by name. Exceptions of the
+/// host pass through; if the first registration fails, the second is not made.
+/// @param registrant handed to both registrations unchanged
 extern "C" VIX_API void RegisterAll(const char* registrant) {
   vix::RegisterVideoDecoderProres(registrant);
   vix::RegisterVideoEncoderProres(registrant);
