@@ -3,7 +3,7 @@
 #define TESTS_PLUGIN_COMPRESSEDFRAMES_H
 
 /// @file
-/// Compressed frames as far as the decoder element looks into them (RDD 36, frame syntax).
+/// Compressed frames with the fields that the decoder element parses (RDD 36, frame syntax).
 
 #include <algorithm>
 #include <cstdint>
@@ -21,7 +21,7 @@ struct FrameShape {
   unsigned aspectRatio = 0;
   std::uint8_t matrixCoefficients = 1;
   std::uint32_t pictureSize = 500;
-  std::size_t bytes = 1000;  ///< of the whole frame, the prefix included
+  std::size_t bytes = 1000;  ///< of the whole frame including the prefix
 };
 
 inline void PutBigEndian(std::vector<std::uint8_t>& bytes, std::size_t offset, std::uint64_t value,
@@ -30,7 +30,7 @@ inline void PutBigEndian(std::vector<std::uint8_t>& bytes, std::size_t offset, s
     bytes.at(offset + i) = static_cast<std::uint8_t>(value >> 8 * (count - 1 - i));
 }
 
-/// The frame described. Bytes that no field covers count up, so that copies can be compared.
+/// Makes the frame. Bytes outside the fields count up, so that copies can be compared.
 inline std::vector<std::uint8_t> MakeCompressedFrame(const FrameShape& shape) {
   std::vector<std::uint8_t> frame(shape.bytes);
   for (std::size_t i = 0; i < frame.size(); ++i) frame[i] = static_cast<std::uint8_t>(i % 251);

@@ -11,7 +11,7 @@ class DecoderDefineInputTest : public DecoderTest {
  protected:
   void DefineParameters() { decoder->DefineInput(MakeStream(parameters), ""); }
 
-  /// The properties of the output that comes of the input parameters.
+  /// Returns the properties of the output for the input parameters.
   fake::Properties Output() {
     DefineParameters();
     return dynamic_cast<const fake::RawParameters&>(
@@ -58,7 +58,7 @@ TEST_F(DecoderDefineInputTest, DescribesSingleFieldsCallByCall) {
                       "CreateInfoContainer(outputInfo, null)"}));
 }
 
-TEST_F(DecoderDefineInputTest, OutputKeepsTheInputsPropertiesButTheForcedOnes) {
+TEST_F(DecoderDefineInputTest, OutputHasTheInputsPropertiesExceptForcedOnes) {
   decoder->SetInitConfig(initConfig);
   fake::Properties expected = parameters->values;
   expected.property1 = 2;
@@ -69,7 +69,7 @@ TEST_F(DecoderDefineInputTest, OutputKeepsTheInputsPropertiesButTheForcedOnes) {
   EXPECT_EQ(fake::NameOf(OnlyInfo(decoder->GetDefinedOutput("")).channel), "channel");
 }
 
-TEST_F(DecoderDefineInputTest, TheConfiguredFourCCIsTheOutputs) {
+TEST_F(DecoderDefineInputTest, TheOutputHasTheConfiguredFourCC) {
   initConfig->fourccs["OutputFourCC"] = vix::kFourCC_UYVY;
   decoder->SetInitConfig(initConfig);
   const fake::Properties output = Output();
@@ -113,7 +113,7 @@ TEST_F(DecoderDefineInputTest, SkippingFieldsHalvesTheStoredHeightOfInterlacedIn
   }
 }
 
-TEST_F(DecoderDefineInputTest, TheFreshChannelIsMadeFromTheInputsTrack) {
+TEST_F(DecoderDefineInputTest, TheNewChannelHasTheInputsTrack) {
   initConfig->numbers["SkipField"] = 1;
   decoder->SetInitConfig(initConfig);
   parameters->values.scanMode = vix::ScanMode::Interlaced;
@@ -150,14 +150,14 @@ TEST_F(DecoderDefineInputTest, Property11Of2Becomes1) {
   }
 }
 
-TEST_F(DecoderDefineInputTest, TheBitRateStaysTheInputs) {
+TEST_F(DecoderDefineInputTest, TheBitRateIsCopied) {
   decoder->SetInitConfig(initConfig);
   parameters->values.bitRate = 147.25;
   EXPECT_EQ(Output().bitRate, 147.25);
   EXPECT_EQ(TheHost().CountCalls("GetProResVideoRateMbps"), 0U);
 }
 
-TEST_F(DecoderDefineInputTest, ExactlyOneStreamIsAcceptedButEveryInputIsKept) {
+TEST_F(DecoderDefineInputTest, ExactlyOneStreamIsAcceptedAndEveryInputIsStored) {
   Define();
   const auto output = decoder->GetDefinedOutput("");
   const auto stream = MakeStream(parameters);
@@ -173,7 +173,7 @@ TEST_F(DecoderDefineInputTest, ExactlyOneStreamIsAcceptedButEveryInputIsKept) {
   EXPECT_EQ(decoder->GetDefinedOutput(""), output);
 }
 
-TEST_F(DecoderDefineInputTest, RawInputIsRefused) {
+TEST_F(DecoderDefineInputTest, RawInputIsRejected) {
   decoder->SetInitConfig(initConfig);
   ExpectReport(
       [&] { decoder->DefineInput(MakeStream(std::make_shared<fake::RawParameters>("input")), ""); },
@@ -201,7 +201,7 @@ TEST_F(DecoderDefineInputTest, MissingRawParametersAreReported) {
   }
 }
 
-TEST_F(DecoderDefineInputTest, TheConfigurationIsMissedOnlyAfterTheOutputWasFilled) {
+TEST_F(DecoderDefineInputTest, AMissingConfigurationIsReportedAfterTheOutputWasFilled) {
   ExpectReport([&] { decoder->DefineInput(std::make_shared<fake::InfoContainer>("infos"), ""); },
                "[Only one input video sample allowed] [ value1 (1) is not == value2 (0) ]",
                "VideoDecoderProRes", "330");
@@ -215,7 +215,7 @@ TEST_F(DecoderDefineInputTest, TheConfigurationIsMissedOnlyAfterTheOutputWasFill
   EXPECT_EQ(decoder->GetDefinedOutput(""), nullptr);
 }
 
-TEST_F(DecoderDefineInputTest, ALaterConfigurationDoesNotRewriteTheOutput) {
+TEST_F(DecoderDefineInputTest, ALaterConfigurationDoesNotChangeTheOutput) {
   Define();
   const auto output = decoder->GetDefinedOutput("");
   initConfig->fourccs["OutputFourCC"] = vix::kFourCC_UYVY;

@@ -26,7 +26,7 @@ CallList Concatenate(CallList first, const CallList& second) {
 
 using DecoderLifecycleTest = DecoderTest;
 
-TEST_F(DecoderLifecycleTest, OperationsHaveTheirPlacesInTheTable) {
+TEST_F(DecoderLifecycleTest, OperationsHaveFixedSlots) {
   using Decoder = vix::VideoDecoderProRes;
   EXPECT_EQ(SlotOf(&Decoder::PushSample), 2U);
   EXPECT_EQ(SlotOf(&Decoder::GetSample), 3U);
@@ -45,7 +45,7 @@ TEST_F(DecoderLifecycleTest, OperationsHaveTheirPlacesInTheTable) {
   EXPECT_EQ(SlotOf(&Decoder::UpdateConfig), 16U);
 }
 
-TEST_F(DecoderLifecycleTest, ConstructionMakesTheScratchBufferThenTheRecyclerCallByCall) {
+TEST_F(DecoderLifecycleTest, ConstructionCreatesTheScratchBufferThenTheRecyclerCallByCall) {
   const auto made = vix::CreateVideoDecoderProRes(config);
   EXPECT_EQ(TheHost().TakeCalls(), Concatenate({"CreateBuffer(null, null)"}, kRecyclerCalls));
   EXPECT_EQ(made->GetSample(), nullptr);
@@ -67,7 +67,7 @@ TEST_F(DecoderLifecycleTest, AFailingConstructionReleasesWhatItMade) {
 TEST_F(DecoderLifecycleTest, TeardownClosesTheDecoderThenReleasesMembersInReverseOrder) {
   Define();
   Push(FrameShape{});
-  fake::TheCodec().decodeResult = -1;  // the buffer of this frame goes into no sample
+  fake::TheCodec().decodeResult = -1;  // no sample owns the buffer of this frame
   EXPECT_THROW(Push(FrameShape{}), vix::VIXRuntimeError);
   parameters = nullptr;
   config = nullptr;
@@ -75,7 +75,7 @@ TEST_F(DecoderLifecycleTest, TeardownClosesTheDecoderThenReleasesMembersInRevers
   TheHost().noteReleases = true;
   TheHost().calls.clear();
   decoder = nullptr;
-  // The description lives on in the waiting sample.
+  // The waiting sample keeps the description alive.
   EXPECT_EQ(
       TheHost().TakeCalls(),
       (CallList{"WPRCloseDecoder(handle1)", "~initConfig", "~buffer1", "~buffer3", "~outputInfos1",
@@ -83,7 +83,7 @@ TEST_F(DecoderLifecycleTest, TeardownClosesTheDecoderThenReleasesMembersInRevers
                 "~buffer2", "~newSample1", "~newContainer1", "~recycler2", "~config"}));
 }
 
-TEST_F(DecoderLifecycleTest, GetSampleHandsOverOnce) {
+TEST_F(DecoderLifecycleTest, GetSampleReturnsASampleOnce) {
   EXPECT_EQ(decoder->GetSample(), nullptr);
   Define();
   Push(FrameShape{});
@@ -127,7 +127,7 @@ TEST_F(DecoderLifecycleTest, ConfigurationWithEverythingCallByCall) {
                       "initConfig.GetString(Allocator)", "GetAllocator(ExtBufferAllocator)"}));
 }
 
-TEST_F(DecoderLifecycleTest, TheNamedAllocatorIsWhereFramesComeFrom) {
+TEST_F(DecoderLifecycleTest, FramesComeFromTheNamedAllocator) {
   initConfig->texts["Allocator"] = "mine";
   TheHost().allocators["mine"] = std::make_shared<fake::Allocator>("external");
   Define();
@@ -135,7 +135,7 @@ TEST_F(DecoderLifecycleTest, TheNamedAllocatorIsWhereFramesComeFrom) {
   EXPECT_EQ(TheHost().CountCalls("CreateBuffer(external, null)"), 1U);
 }
 
-TEST_F(DecoderLifecycleTest, ALaterConfigurationWithoutAllocatorGoesBackToTheRecycler) {
+TEST_F(DecoderLifecycleTest, ALaterConfigurationWithoutAllocatorRestoresTheRecycler) {
   initConfig->texts["Allocator"] = "mine";
   TheHost().allocators["mine"] = std::make_shared<fake::Allocator>("external");
   decoder->SetInitConfig(initConfig);
@@ -150,7 +150,7 @@ TEST_F(DecoderLifecycleTest, ALaterConfigurationWithoutAllocatorGoesBackToTheRec
   EXPECT_EQ(TheHost().CountCalls("CreateBuffer(recycler2, null)"), 1U);
 }
 
-TEST_F(DecoderLifecycleTest, AnUnknownAllocatorIsRefusedAfterTheRestWasTaken) {
+TEST_F(DecoderLifecycleTest, AnUnknownAllocatorIsRejectedAfterTheOtherParametersWereRead) {
   initConfig->texts["Allocator"] = "nobody's";
   initConfig->numbers["SkipField"] = 1;
   initConfig->fourccs["OutputFourCC"] = vix::kFourCC_UYVY;
@@ -186,7 +186,7 @@ TEST_F(DecoderLifecycleTest, FailuresOfTheHostPassThroughSetInitConfig) {
   EXPECT_THROW(decoder->SetInitConfig(initConfig), vix::VIXRuntimeError);
 }
 
-TEST_F(DecoderLifecycleTest, UpdateConfigIsAlwaysRefused) {
+TEST_F(DecoderLifecycleTest, UpdateConfigIsAlwaysRejected) {
   Define();
   for (const std::shared_ptr<fake::Instance>& argument :
        {std::shared_ptr<fake::Instance>(), config, initConfig}) {
@@ -200,7 +200,7 @@ TEST_F(DecoderLifecycleTest, UpdateConfigIsAlwaysRefused) {
   EXPECT_NE(decoder->GetSample(), nullptr);
 }
 
-TEST_F(DecoderLifecycleTest, ManifestStaysTheFactorysConfiguration) {
+TEST_F(DecoderLifecycleTest, TheManifestIsTheFactorysConfiguration) {
   decoder->SetInitConfig(initConfig);
   EXPECT_EQ(decoder->GetManifest(), config);
   const vix::IVideoDecoderControl& control = *decoder;

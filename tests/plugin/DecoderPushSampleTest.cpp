@@ -99,7 +99,7 @@ TEST_F(DecoderPushSampleTest, TheOutputFourCCChoosesThePixelFormat) {
   EXPECT_EQ(LastDecoded().destination.rowBytes, 5120U);
 }
 
-TEST_F(DecoderPushSampleTest, TheChromaCodeIsHandedOnUnchanged) {
+TEST_F(DecoderPushSampleTest, TheChromaCodeIsPassedUnchanged) {
   Define();
   Push(FrameShape{.chromaFormat = 3});
   EXPECT_EQ(TheHost().CountCalls("GetFrameBytes(" + kV210 + ", 3, 1920, 1080)"), 1U);
@@ -128,20 +128,20 @@ TEST_F(DecoderPushSampleTest, SkippingFieldsLeavesProgressiveFramesWhole) {
   EXPECT_EQ(LastDecoded().fieldFlag, 0);
 }
 
-TEST_F(DecoderPushSampleTest, APictureSizeBeyondTheFrameIsTheLibrarysToJudge) {
+TEST_F(DecoderPushSampleTest, APictureSizeBeyondTheFrameIsLeftToTheLibrary) {
   Define();
   Push(FrameShape{.pictureSize = 0xFFFFFFFF});
   EXPECT_NE(decoder->GetSample(), nullptr);
 }
 
-TEST_F(DecoderPushSampleTest, DamagedSlicesAreNoFailure) {
+TEST_F(DecoderPushSampleTest, DamagedSlicesAreNotAFailure) {
   Define();
   TheCodec().decodeResult = 3;
   Push(FrameShape{});
   EXPECT_NE(decoder->GetSample(), nullptr);
 }
 
-TEST_F(DecoderPushSampleTest, AWaitingSampleIsReplacedAndItsBufferStaysWithItsHolder) {
+TEST_F(DecoderPushSampleTest, AWaitingSampleIsReplacedAndItsOwnerKeepsItsBuffer) {
   Define();
   Push(FrameShape{});
   TheHost().noteReleases = true;
@@ -197,6 +197,17 @@ TEST_F(DecoderPushSampleTest, ASampleWithoutABufferIsReportedAsMinusTwo) {
                "VideoDecoderProRes");
 }
 
+TEST_F(DecoderPushSampleTest, StandardDecodingReportsMissingMemoryBeforeAnUnreadableHeader) {
+  Define();
+  auto& element = dynamic_cast<vix::VideoDecoderProRes&>(*decoder);
+  EXPECT_EQ(element.DecodeStdProRes(std::make_shared<fake::Buffer>("input"), vix::kFourCC_V210),
+            -2);
+  EXPECT_EQ(element.DecodeStdProRes(MakeInput(MakeCompressedFrame({.bitstreamVersion = 1})),
+                                    vix::kFourCC_V210),
+            -1);
+  EXPECT_EQ(TheHost().CountCalls("CreateBuffer"), 0U);
+}
+
 TEST_F(DecoderPushSampleTest, AFailedOpeningIsReportedAsMinusThreeAndTriedAgain) {
   Define();
   TheCodec().openFailures = 1;
@@ -216,7 +227,7 @@ TEST_F(DecoderPushSampleTest, EveryNegativeResultIsReportedAsMinusFive) {
   EXPECT_EQ(TheHost().CountCalls("WPROpenDecoder"), 1U);
 }
 
-TEST_F(DecoderPushSampleTest, AFailingFrameLeavesTheWaitingSampleAndTheOpenDecoder) {
+TEST_F(DecoderPushSampleTest, AFailingFrameKeepsTheWaitingSampleAndTheOpenDecoder) {
   Define();
   Push(FrameShape{});
   TheCodec().decodeResult = -1;
@@ -246,7 +257,7 @@ TEST_F(DecoderPushSampleTest, AnUnsupportedFourCCLeavesTheDecoderOpenWithoutGeom
   EXPECT_EQ(TheHost().CountCalls("WPRCloseDecoder(handle1)"), 1U);
 }
 
-TEST_F(DecoderPushSampleTest, AReopenedDecoderKeepsNothingOfTheFormerGeometry) {
+TEST_F(DecoderPushSampleTest, AReopenedDecoderKeepsNoFormerGeometry) {
   Define();
   Push(FrameShape{});
   decoder->Release();

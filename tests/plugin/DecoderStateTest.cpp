@@ -1,5 +1,5 @@
 // SPDX-License-Identifier: BSD-2-Clause
-// Members that no operation shows, after the operations that set them.
+// Members without a getter, after the operations that set them.
 #include "DecoderTest.h"
 
 namespace {
@@ -42,7 +42,7 @@ TEST_F(DecoderStateTest, TheOutputFourCCIsReplacedEvenWhenTheConfigurationIsMiss
   EXPECT_EQ(OutputFourCC(), vix::kFourCC_V210);
 }
 
-TEST_F(DecoderStateTest, AConfiguredOutputFourCCIsTaken) {
+TEST_F(DecoderStateTest, AConfiguredOutputFourCCIsStored) {
   initConfig->fourccs["OutputFourCC"] = vix::kFourCC_UYVY;
   decoder->SetInitConfig(initConfig);
   EXPECT_EQ(OutputFourCC(), vix::kFourCC_UYVY);

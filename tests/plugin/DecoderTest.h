@@ -14,7 +14,7 @@
 
 inline const std::string kV210 = fake::Join(vix::kFourCC_V210);
 
-/// A decoder element with a configuration at hand ("initConfig": SkipField false, nothing else).
+/// A decoder element and a configuration "initConfig" with SkipField false.
 class DecoderTest : public PluginTest {
  public:
   DecoderTest() {
@@ -42,7 +42,7 @@ class DecoderTest : public PluginTest {
   }
   void Push(const FrameShape& shape) { Push(MakeCompressedFrame(shape)); }
 
-  /// Expects that the frame is refused with this result code.
+  /// Expects a failure report with this result code.
   void ExpectResult(int result, const std::vector<std::uint8_t>& frame) {
     ExpectReport(
         [&] { Push(frame); },
@@ -53,7 +53,7 @@ class DecoderTest : public PluginTest {
     ExpectResult(result, MakeCompressedFrame(shape));
   }
 
-  /// Arguments of the last call of the codec library's decoder.
+  /// Returns the arguments of the last WPRDecodeFrame().
   static const fake::DecodeCall& LastDecoded() { return fake::TheCodec().decoded.back(); }
 
   std::shared_ptr<fake::Instance> config = std::make_shared<fake::Instance>("config");

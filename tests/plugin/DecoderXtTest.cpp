@@ -11,7 +11,7 @@ using fake::TheHost;
 
 using DecoderXtTest = DecoderTest;
 
-/// Size of the scratch buffer that small XT frames get.
+/// Scratch buffer size for small XT frames.
 constexpr std::uint32_t kScratchFloor = 1032192;
 
 TEST_F(DecoderXtTest, AProgressiveXtFrameIsDecodedFromTheScratchBufferCallByCall) {
@@ -44,11 +44,11 @@ TEST_F(DecoderXtTest, TheScratchBufferOnlyGrows) {
 
 TEST_F(DecoderXtTest, AnInterlacedXtFieldFollowsTheSameStepsWhenFieldsAreSkipped) {
   DefineSkippingFields();
-  // The tag is missing from what was stored, so the prefix is taken for the header: version 0xF0.
+  // The stored field has no identifier, so the prefix is parsed as the header: version 0xF0.
   ExpectResult(-1, FrameShape{.bare = true, .interlaceMode = 1, .bytes = 1000});
   EXPECT_EQ(TheHost().CountCalls("buffer1.Resize(1032192)"), 1U);
   EXPECT_EQ(TheHost().CountCalls("CreateBuffer"), 0U);
-  // Twice the size is not asked for: one input is one picture.
+  // The scratch buffer is not doubled: one input is one picture.
   ExpectResult(-1, FrameShape{.bare = true, .interlaceMode = 1, .bytes = 1100000});
   EXPECT_EQ(TheHost().CountCalls("buffer1.Resize(1100008)"), 1U);
 }
@@ -77,7 +77,7 @@ TEST_F(DecoderXtTest, ASecondXtFieldNormallyFailsAndStaysTheSecond) {
   ExpectResult(-1, field);
 }
 
-TEST_F(DecoderXtTest, ARefusedFirstFieldIsNotCounted) {
+TEST_F(DecoderXtTest, ARejectedFirstFieldIsNotCounted) {
   Define();
   ExpectResult(-1, FrameShape{.bare = true, .interlaceMode = 3});
   ExpectResult(-6, FrameShape{.bare = true, .interlaceMode = 1});
@@ -108,8 +108,8 @@ TEST_F(DecoderXtTest, ScratchSizesWrapAt32BitsAndFramesThatDoNotFitAreRejected) 
   ExpectResult(-6, FrameShape{.bare = true, .interlaceMode = 1});  // still a first field
 }
 
-/// A pair whose second field passes: the stored prefix reads as a header (version 0, 4:2:2, mode 1)
-/// because of the first field's size and encoder identifier, and so does the joined frame's.
+/// A pair whose second field is accepted: with this size and encoder identifier of the first field,
+/// the stored prefix and that of the joined frame parse as a header (version 0, 4:2:2, mode 1).
 class DecoderFieldPairTest : public DecoderTest {
  protected:
   DecoderFieldPairTest() { Define(); }
@@ -127,11 +127,25 @@ TEST_F(DecoderFieldPairTest, AJoinedPairIsDecodedAndTheNextFieldIsAFirstOneAgain
   EXPECT_NE(decoder->GetSample(), nullptr);
   EXPECT_EQ(LastDecoded().frameBytes, kScratchFloor);
   const std::uint8_t* const joined = LastDecoded().frame;
-  // The stored header reads as 0 bytes long, its picture as the size's lower half: 0x040000.
+  // The prefix parses as a header of 0 bytes and a picture of 0x040000 bytes.
   EXPECT_EQ(std::vector<std::uint8_t>(joined, joined + 8),
             (std::vector<std::uint8_t>{0, 4, 1, 0, 0, 0, 0, 0}));
   const auto second = MakeCompressedFrame(SecondField());
   EXPECT_TRUE(std::equal(second.begin() + 148, second.begin() + 148 + 248, joined + 8 + 0x040000));
+  ExpectResult(-6, FirstField());
+}
+
+TEST_F(DecoderFieldPairTest, ASkippedFieldIsDecodedFromTheScratchBufferAndNotCounted) {
+  DefineSkippingFields();
+  Push(FirstField());
+  // Width and height are bytes of the field's own header: its size (148) and 0x0200.
+  EXPECT_EQ(LastDecoded().frame, TheHost().buffers.at(0).lock()->memory.get());
+  EXPECT_EQ(LastDecoded().destination.width, 148U);
+  EXPECT_EQ(LastDecoded().destination.height, 256U);
+  EXPECT_EQ(LastDecoded().fieldFlag, 1);
+  EXPECT_NE(decoder->GetSample(), nullptr);
+  initConfig->numbers["SkipField"] = 0;
+  decoder->SetInitConfig(initConfig);
   ExpectResult(-6, FirstField());
 }
 
@@ -174,7 +188,7 @@ TEST_F(DecoderFieldPairTest, AFailedSecondFieldIsNotCounted) {
   TheCodec().decodeResult = -1;
   ExpectResult(-5, SecondField());
   ExpectResult(-1, FrameShape{.bare = true, .interlaceMode = 3});
-  // Still a second field: a first one would be stored.
+  // It is still a second field: a first one would be stored (-6).
   ExpectResult(-1, SecondField());
 }
 

@@ -12,17 +12,17 @@ using fake::TheHost;
 
 class DiagnosticsTest : public PluginTest {
  protected:
-  static void Refuse() { vix::Fail("UpdateConfig not supported"); }
+  static void ReportFailure() { vix::Fail("UpdateConfig not supported"); }
 };
 
-TEST_F(DiagnosticsTest, AsksTheHostInAFixedOrderAndThenWrites) {
+TEST_F(DiagnosticsTest, CallsTheHostInAFixedOrderAndThenWrites) {
   EXPECT_EQ(CatchReport([] { vix::Fail("text", 17, "file.cpp"); }), "[text]");
   EXPECT_EQ(TheHost().TakeCalls(),
             (CallList{"GetCurrentLoggerWriter()", "GetCurrentTimeString()", "GetThreadId()",
                       "ToString(17)", "GetCurrentContextString()", "writer.Write(2)"}));
 }
 
-TEST_F(DiagnosticsTest, GivesTheWriterEveryFieldOfTheRecord) {
+TEST_F(DiagnosticsTest, PassesEveryFieldOfTheRecordToTheWriter) {
   CatchReport([] { vix::Fail("text", 17, "file.cpp"); });
   ASSERT_EQ(Records().size(), 1U);
   const fake::LogRecord& record = Records().front();
@@ -45,7 +45,7 @@ TEST_F(DiagnosticsTest, NamesTheCallingStatementAsOrigin) {
 TEST_F(DiagnosticsTest, WithoutWriterWritesALineToStandardErrorAndStillThrows) {
   TheHost().writer = nullptr;
   testing::internal::CaptureStderr();
-  EXPECT_EQ(CatchReport(Refuse), "[UpdateConfig not supported]");
+  EXPECT_EQ(CatchReport(ReportFailure), "[UpdateConfig not supported]");
   EXPECT_EQ(testing::internal::GetCapturedStderr(), "LEVEL2 [UpdateConfig not supported]\n");
   EXPECT_EQ(TheHost().TakeCalls(), (CallList{"GetCurrentLoggerWriter()", "ToString(level, 2)"}));
 }
@@ -53,7 +53,7 @@ TEST_F(DiagnosticsTest, WithoutWriterWritesALineToStandardErrorAndStillThrows) {
 TEST_F(DiagnosticsTest, AWriterThatThrowsDoesNotReplaceTheFailure) {
   TheHost().hooks["writer.Write"] = [] { throw std::logic_error("disk full"); };
   testing::internal::CaptureStderr();
-  EXPECT_EQ(CatchReport(Refuse), "[UpdateConfig not supported]");
+  EXPECT_EQ(CatchReport(ReportFailure), "[UpdateConfig not supported]");
   EXPECT_EQ(testing::internal::GetCapturedStderr(), "LEVEL2 [UpdateConfig not supported]\n");
 }
 
@@ -62,7 +62,7 @@ TEST_F(DiagnosticsTest, NoFailingHostFunctionReplacesTheFailure) {
                                      "GetThreadId", "GetCurrentContextString", "writer.Write"}) {
     TheHost().hooks = {{function, [] { throw 42; }}};
     testing::internal::CaptureStderr();
-    EXPECT_EQ(CatchReport(Refuse), "[UpdateConfig not supported]") << function;
+    EXPECT_EQ(CatchReport(ReportFailure), "[UpdateConfig not supported]") << function;
     EXPECT_EQ(testing::internal::GetCapturedStderr(), "LEVEL2 [UpdateConfig not supported]\n")
         << function;
   }
@@ -72,7 +72,7 @@ TEST_F(DiagnosticsTest, AFailingLevelWordHasAFallback) {
   TheHost().writer = nullptr;
   TheHost().hooks["ToString"] = [] { throw std::runtime_error("no words"); };
   testing::internal::CaptureStderr();
-  EXPECT_EQ(CatchReport(Refuse), "[UpdateConfig not supported]");
+  EXPECT_EQ(CatchReport(ReportFailure), "[UpdateConfig not supported]");
   vix::WriteMilestone("reached");
   EXPECT_EQ(testing::internal::GetCapturedStderr(),
             "ERROR [UpdateConfig not supported]\nINFO [MILESTONE][reached]\n");
@@ -85,7 +85,7 @@ TEST_F(DiagnosticsTest, AFailingStandardErrorStreamDoesNotReplaceTheFailure) {
   TheHost().writer = nullptr;
   std::streambuf* const original = std::cerr.rdbuf(&broken);
   std::cerr.exceptions(std::ios::badbit);
-  EXPECT_EQ(CatchReport(Refuse), "[UpdateConfig not supported]");
+  EXPECT_EQ(CatchReport(ReportFailure), "[UpdateConfig not supported]");
   std::cerr.exceptions(std::ios::goodbit);
   std::cerr.rdbuf(original);
   std::cerr.clear();
@@ -94,7 +94,7 @@ TEST_F(DiagnosticsTest, AFailingStandardErrorStreamDoesNotReplaceTheFailure) {
 TEST_F(DiagnosticsTest, TheWriterIsReleasedBeforeTheFailureIsThrown) {
   TheHost().hooks["writer.Write"] = [] { TheHost().writer = nullptr; };
   TheHost().noteReleases = true;
-  CatchReport(Refuse);
+  CatchReport(ReportFailure);
   EXPECT_EQ(TheHost().calls.back(), "~writer");
 }
 
@@ -114,13 +114,13 @@ TEST_F(DiagnosticsTest, EqualityCheckWritesBothOperands) {
                "DiagnosticsTest.cpp");
 }
 
-TEST_F(DiagnosticsTest, PassedChecksTouchNothing) {
+TEST_F(DiagnosticsTest, PassedChecksCallNothing) {
   vix::CheckEqual("text", 3, 3);
   vix::CheckNotNull(std::make_shared<int>(), "label");
   EXPECT_TRUE(TheHost().calls.empty());
 }
 
-TEST_F(DiagnosticsTest, NumbersCarryNoSeparatorsWhateverTheGlobalLocale) {
+TEST_F(DiagnosticsTest, NumbersHaveNoSeparatorsInAnyLocale) {
   struct Grouping : std::numpunct<char> {
     char do_thousands_sep() const override { return ','; }
     std::string do_grouping() const override { return "\3"; }
@@ -137,7 +137,7 @@ TEST_F(DiagnosticsTest, NumbersCarryNoSeparatorsWhateverTheGlobalLocale) {
 
 TEST_F(DiagnosticsTest, ReportsAreRuntimeErrorsWithTheLoggedText) {
   try {
-    Refuse();
+    ReportFailure();
     FAIL();
   } catch (const std::runtime_error& error) {
     ASSERT_EQ(Records().size(), 1U);
@@ -154,7 +154,7 @@ TEST_F(DiagnosticsTest, MilestonesAreRecordsAtLevelFourAndThrowNothing) {
   EXPECT_EQ(Records().front().line, "240");
 }
 
-TEST_F(DiagnosticsTest, ElementsReportThroughTheSameWay) {
+TEST_F(DiagnosticsTest, ElementsReportInTheSameWay) {
   const auto encoder = vix::CreateVideoEncoderProRes(nullptr);
   TheHost().writer = nullptr;
   testing::internal::CaptureStderr();

@@ -38,7 +38,7 @@ TEST_F(EncoderDefineInputTest, DescribesTheProResStreamCallByCall) {
   EXPECT_EQ(encoder->GetDefinedInput(""), stream);
 }
 
-TEST_F(EncoderDefineInputTest, OutputKeepsTheInputsPropertiesButVariantAndRate) {
+TEST_F(EncoderDefineInputTest, OutputHasTheInputsPropertiesExceptVariantAndRate) {
   initConfig->numbers["ProResCodecVariant"] = 2;
   encoder->SetInitConfig(initConfig);
   DefineParameters();
@@ -76,7 +76,7 @@ TEST_F(EncoderDefineInputTest, HeightChoosesTheResolutionClass) {
   }
 }
 
-TEST_F(EncoderDefineInputTest, TheLargestRateIsKeptExactly) {
+TEST_F(EncoderDefineInputTest, TheLargestRateIsStoredExactly) {
   encoder->SetInitConfig(initConfig);
   TheHost().rate = 4294967295U;
   DefineParameters();
@@ -107,7 +107,7 @@ TEST_F(EncoderDefineInputTest, ExactlyOneTrackIsAccepted) {
   EXPECT_EQ(encoder->GetDefinedOutput(""), nullptr);
 }
 
-TEST_F(EncoderDefineInputTest, CompressedInputIsRefused) {
+TEST_F(EncoderDefineInputTest, CompressedInputIsRejected) {
   encoder->SetInitConfig(initConfig);
   ExpectReport(
       [&] {
@@ -123,7 +123,7 @@ TEST_F(EncoderDefineInputTest, FamiliesAreWrittenAsSignedNumbers) {
                "VideoEncoderProRes", "87");
 }
 
-TEST_F(EncoderDefineInputTest, OtherPixelFormatsAreRefusedWithoutBrackets) {
+TEST_F(EncoderDefineInputTest, OtherPixelFormatsAreRejectedWithoutBrackets) {
   Define();
   const auto input = encoder->GetDefinedInput("");
   const auto output = encoder->GetDefinedOutput("");
@@ -137,7 +137,7 @@ TEST_F(EncoderDefineInputTest, OtherPixelFormatsAreRefusedWithoutBrackets) {
   EXPECT_EQ(encoder->GetDefinedOutput(""), output);
 }
 
-TEST_F(EncoderDefineInputTest, ARefusedInputLeavesThePreviousDefinitions) {
+TEST_F(EncoderDefineInputTest, ARejectedInputKeepsThePreviousDefinitions) {
   Define();
   const auto input = encoder->GetDefinedInput("");
   const auto output = encoder->GetDefinedOutput("");
@@ -159,7 +159,7 @@ TEST_F(EncoderDefineInputTest, ASecondDefinitionReplacesBothDescriptions) {
   EXPECT_EQ(fake::NameOf(encoder->GetDefinedOutput("")), "outputInfos2");
 }
 
-TEST_F(EncoderDefineInputTest, ALaterConfigurationDoesNotRewriteTheOutput) {
+TEST_F(EncoderDefineInputTest, ALaterConfigurationDoesNotChangeTheOutput) {
   Define();
   const auto other = std::make_shared<fake::Instance>("other");
   other->numbers = {{"ProResCodecVariant", 1}};
@@ -180,7 +180,7 @@ TEST_F(EncoderDefineInputTest, FailuresOfTheHostPassThrough) {
   EXPECT_EQ(encoder->GetDefinedOutput(""), nullptr);
 }
 
-TEST_F(EncoderDefineInputTest, NoInputIsEverAdapted) {
+TEST_F(EncoderDefineInputTest, NoInputIsAdapted) {
   EXPECT_EQ(encoder->CheckInputAndAdaptIfNecessary(nullptr, ""), nullptr);
   EXPECT_EQ(encoder->CheckInputAndAdaptIfNecessary(MakeStream(parameters), "name"), nullptr);
   EXPECT_EQ(TheHost().TakeCalls(), CallList{});

@@ -9,7 +9,7 @@ using fake::TheHost;
 
 using EncoderLifecycleTest = EncoderTest;
 
-TEST_F(EncoderLifecycleTest, OperationsHaveTheirPlacesInTheTable) {
+TEST_F(EncoderLifecycleTest, OperationsHaveFixedSlots) {
   using Encoder = vix::VideoEncoderProRes;
   EXPECT_EQ(SlotOf(&Encoder::PushSample), 2U);
   EXPECT_EQ(SlotOf(&Encoder::GetSample), 3U);
@@ -71,7 +71,7 @@ TEST_F(EncoderLifecycleTest, TeardownWithoutAFrameClosesNothing) {
   EXPECT_EQ(TheHost().CountCalls("WPRCloseEncoder"), 0U);
 }
 
-TEST_F(EncoderLifecycleTest, GetSampleHandsOverOnce) {
+TEST_F(EncoderLifecycleTest, GetSampleReturnsASampleOnce) {
   EXPECT_EQ(encoder->GetSample(), nullptr);
   Define();
   encoder->PushSample(MakeFrame());
@@ -121,7 +121,7 @@ TEST_F(EncoderLifecycleTest, MediatorsAreIgnored) {
   EXPECT_EQ(TheHost().TakeCalls(), CallList{});
 }
 
-TEST_F(EncoderLifecycleTest, UpdateConfigIsAlwaysRefused) {
+TEST_F(EncoderLifecycleTest, UpdateConfigIsAlwaysRejected) {
   Define();
   for (const std::shared_ptr<fake::Instance>& argument :
        {std::shared_ptr<fake::Instance>(), config, initConfig}) {
@@ -135,7 +135,7 @@ TEST_F(EncoderLifecycleTest, UpdateConfigIsAlwaysRefused) {
   EXPECT_NE(encoder->GetSample(), nullptr);
 }
 
-TEST_F(EncoderLifecycleTest, ManifestStaysTheFactorysConfiguration) {
+TEST_F(EncoderLifecycleTest, TheManifestIsTheFactorysConfiguration) {
   encoder->SetInitConfig(initConfig);
   EXPECT_EQ(encoder->GetManifest(), config);
   const vix::IVideoEncoderControl& control = *encoder;

@@ -43,7 +43,7 @@ TEST_F(EncoderPushSampleTest, EncodesTheFirstFrameCallByCall) {
                       "CreateSampleContainer(newSample1, null)"}));
 }
 
-TEST_F(EncoderPushSampleTest, LaterFramesDoNotOpenTheEncoderAgain) {
+TEST_F(EncoderPushSampleTest, LaterFramesReuseTheEncoder) {
   encoder->PushSample(MakeFrame());
   TheHost().calls.clear();
   encoder->PushSample(MakeFrame());
@@ -78,7 +78,7 @@ TEST_F(EncoderPushSampleTest, TheLibraryReadsThePixelsInPlace) {
   EXPECT_EQ(call.params.interlaceMode, 0U);
 }
 
-TEST_F(EncoderPushSampleTest, OnlyTheFirstStrideCounts) {
+TEST_F(EncoderPushSampleTest, OnlyTheFirstStrideIsUsed) {
   TheHost().strides = {6000, 77};
   encoder->PushSample(MakeFrame());
   EXPECT_EQ(TheCodec().encoded.at(0).source.rowBytes, 6000U);
@@ -110,7 +110,7 @@ TEST_F(EncoderPushSampleTest, EveryVariantReachesTheLibrary) {
   }
 }
 
-TEST_F(EncoderPushSampleTest, AFrameOfAnotherSizeIsEncodedAsItComes) {
+TEST_F(EncoderPushSampleTest, AFrameOfAnotherSizeIsEncodedAtItsSize) {
   encoder->PushSample(MakeFrame(vix::kFourCC_UYVY, vix::ScanMode::Progressive, 720, 576));
   EXPECT_EQ(TheHost().CountCalls("WPRGetCompressedFrameSize(apcn, 720, 576, 0, 0)"), 1U);
   EXPECT_EQ(TheCodec().encoded.at(0).source.width, 720U);
@@ -122,7 +122,7 @@ TEST_F(EncoderPushSampleTest, AFrameOfAnotherSizeIsEncodedAsItComes) {
   EXPECT_EQ(sample->info.get(), &defined);
 }
 
-TEST_F(EncoderPushSampleTest, TimeLimitsAreCarriedOverAndMetadataAreNot) {
+TEST_F(EncoderPushSampleTest, TimeLimitsAreCopiedAndMetadataAreNot) {
   encoder->PushSample(MakeFrame());
   const auto sample = OnlySample(encoder->GetSample());
   EXPECT_EQ(sample->timeLimits, kTimeLimits);
@@ -142,7 +142,7 @@ TEST_F(EncoderPushSampleTest, ExactlyOneSampleIsAccepted) {
   EXPECT_EQ(TheHost().CountCalls("WPR"), 0U);
 }
 
-TEST_F(EncoderPushSampleTest, CompressedOrUndescribedSamplesAreRefused) {
+TEST_F(EncoderPushSampleTest, CompressedOrUndescribedSamplesAreRejected) {
   for (const std::shared_ptr<fake::ProResParameters>& parameters :
        {std::make_shared<fake::ProResParameters>("compressed"),
         std::shared_ptr<fake::ProResParameters>()}) {
@@ -163,7 +163,7 @@ TEST_F(EncoderPushSampleTest, AFailedOpeningIsTriedAgainWithTheNextFrame) {
   EXPECT_EQ(TheHost().CountCalls("WPROpenEncoder"), 2U);
 }
 
-TEST_F(EncoderPushSampleTest, UnknownVariantsLeaveAsPlainErrors) {
+TEST_F(EncoderPushSampleTest, UnknownVariantsThrowPlainErrors) {
   for (const int variant : {0, 5}) {
     initConfig->numbers["ProResCodecVariant"] = variant;
     ExpectPlainError([&] { encoder->PushSample(MakeFrame()); },
@@ -173,7 +173,7 @@ TEST_F(EncoderPushSampleTest, UnknownVariantsLeaveAsPlainErrors) {
   EXPECT_EQ(TheHost().CountCalls("raw.GetScanMode"), 0U);
 }
 
-TEST_F(EncoderPushSampleTest, UnknownScanModesLeaveAsPlainErrors) {
+TEST_F(EncoderPushSampleTest, UnknownScanModesThrowPlainErrors) {
   ExpectPlainError([&] { encoder->PushSample(MakeFrame(vix::kFourCC_V210, vix::ScanMode{0})); },
                    "Failed to convert ScanMode to apple interlace mode");
   EXPECT_EQ(TheHost().CountCalls("WPRGetCompressedFrameSize"), 0U);
@@ -202,7 +202,7 @@ TEST_F(EncoderPushSampleTest, EveryNonZeroResultIsAFailure) {
   EXPECT_EQ(TheHost().CountCalls("CreateVideoSample"), 0U);
 }
 
-TEST_F(EncoderPushSampleTest, AZeroBoundIsNotExamined) {
+TEST_F(EncoderPushSampleTest, AZeroBoundIsNotChecked) {
   TheCodec().maxBytes = 0;
   TheCodec().encodeResult = kWPRDestinationTooSmall;
   ExpectReport([&] { encoder->PushSample(MakeFrame()); },
@@ -211,7 +211,7 @@ TEST_F(EncoderPushSampleTest, AZeroBoundIsNotExamined) {
   EXPECT_EQ(TheHost().CountCalls("buffer1.Allocate(0)"), 1U);
 }
 
-TEST_F(EncoderPushSampleTest, AFailingFrameLeavesTheWaitingSampleAndItsOwnBufferGoes) {
+TEST_F(EncoderPushSampleTest, AFailingFrameKeepsTheWaitingSampleAndReleasesItsBuffer) {
   encoder->PushSample(MakeFrame());
   TheCodec().encodeResult = -1;
   TheHost().noteReleases = true;

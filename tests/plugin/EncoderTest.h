@@ -9,7 +9,7 @@
 #include "StreamFixtures.h"
 #include "VideoEncoderProRes.h"
 
-/// An encoder element with a configuration at hand ("initConfig": NumThreads 0, variant 3).
+/// An encoder element and a configuration "initConfig" with NumThreads 0 and variant 3.
 class EncoderTest : public PluginTest {
  protected:
   EncoderTest() {
@@ -27,7 +27,7 @@ class EncoderTest : public PluginTest {
     fake::TheHost().calls.clear();
   }
 
-  /// A raw frame: its parameters are named "raw", its buffer "pixels".
+  /// Makes a raw frame with parameters "raw" and buffer "pixels".
   static std::shared_ptr<fake::SampleContainer> MakeFrame(
       vix::FourCC fourcc = vix::kFourCC_V210, vix::ScanMode scanMode = vix::ScanMode::Progressive,
       std::uint32_t width = 1920, std::uint32_t height = 1080, std::size_t count = 1) {

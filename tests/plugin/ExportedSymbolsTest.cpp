@@ -15,7 +15,7 @@ struct Symbol {
   std::string name;
 };
 
-/// The library's dynamic symbols as nm lists them.
+/// Returns the library's dynamic symbols in the order of nm.
 std::vector<Symbol> ListSymbols(const std::string& options) {
   const std::string command = VIX_NM " -DC " + options + " '" VIX_PLUGIN "'";
   const std::unique_ptr<FILE, int (*)(FILE*)> pipe(popen(command.c_str(), "r"), pclose);
@@ -33,7 +33,7 @@ std::vector<Symbol> ListSymbols(const std::string& options) {
   return symbols;
 }
 
-TEST(ExportedSymbols, AreTheEntryTheFunctionsBehindItAndTheElements) {
+TEST(ExportedSymbols, AreTheEntryItsFunctionsAndTheElements) {
   const std::string config = "(std::shared_ptr<vix::IParametersCollectionInstance const>)";
   const std::string decoder = "vix::VideoDecoderProRes";
   const std::string encoder = "vix::VideoEncoderProRes";
@@ -75,12 +75,12 @@ TEST(ExportedSymbols, AreTheEntryTheFunctionsBehindItAndTheElements) {
   std::set<std::string> exported;
   for (const Symbol& symbol : ListSymbols("--defined-only")) {
     exported.insert(symbol.name);
-    EXPECT_NE(symbol.type, 'u') << symbol.name << " would keep the library from being unloaded";
+    EXPECT_NE(symbol.type, 'u') << symbol.name << " prevents unloading the library";
   }
   EXPECT_EQ(exported, expected);
 }
 
-TEST(ExportedSymbols, HostAndCodecLibraryAreBoundAtRunTime) {
+TEST(ExportedSymbols, BindHostAndCodecLibraryAtRunTime) {
   std::set<std::string> undefined;
   for (const Symbol& symbol : ListSymbols("--undefined-only")) undefined.insert(symbol.name);
   for (const char* const name :

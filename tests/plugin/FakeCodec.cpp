@@ -13,7 +13,7 @@ std::string HandleName(const void* handle) {
   return handle == nullptr ? "null" : "handle" + Join(reinterpret_cast<std::uintptr_t>(handle));
 }
 
-/// A four-character code of the library as text.
+/// Returns a four-character code of the library as text.
 std::string CodeText(std::uint32_t code) {
   std::string text;
   for (int shift = 24; shift >= 0; shift -= 8) text += static_cast<char>(code >> shift & 0xFF);
@@ -53,7 +53,7 @@ int32_t WPRGetCompressedFrameSize(uint32_t codecType, uint32_t width, uint32_t h
   TheHost().Call("WPRGetCompressedFrameSize",
                  Join(CodeText(codecType), width, height, *maxBytes, *targetBytes));
   *maxBytes = TheCodec().maxBytes;
-  return kWPRUnsupported;  // nobody looks at it
+  return kWPRUnsupported;  // the plug-in ignores it
 }
 
 int32_t WPREncodeFrame(WPREncoderHandle encoder, const EncodeParamsRecord* params,

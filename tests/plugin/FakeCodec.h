@@ -3,8 +3,8 @@
 #define TESTS_PLUGIN_FAKECODEC_H
 
 /// @file
-/// The seven calls of the codec library, scripted: what they answer is set here, what they were
-/// given is kept here and noted in TheHost().calls.
+/// The seven calls of the codec library. Tests set their results and read their arguments here; the
+/// calls are also recorded in TheHost().calls.
 
 #include <cstdint>
 #include <vector>
@@ -30,14 +30,14 @@ struct DecodeCall {
 };
 
 struct Codec {
-  int openFailures = 0;                  ///< openings that give null, from now on
-  std::uint32_t maxBytes = 5000;         ///< answer of WPRGetCompressedFrameSize
-  std::vector<std::uint8_t> compressed;  ///< the frame that WPREncodeFrame writes
+  int openFailures = 0;                  ///< next openings that return null
+  std::uint32_t maxBytes = 5000;         ///< result of WPRGetCompressedFrameSize
+  std::vector<std::uint8_t> compressed;  ///< written by WPREncodeFrame
   std::int32_t encodeResult = kWPRSuccess;
   std::int32_t decodeResult = kWPRSuccess;
   std::vector<EncodeCall> encoded;
   std::vector<DecodeCall> decoded;
-  std::uintptr_t handles = 0;  ///< opened so far: the n-th has the value n
+  std::uintptr_t handles = 0;  ///< number of opened handles; the n-th has the value n
 };
 
 Codec& TheCodec();

@@ -7,14 +7,14 @@ namespace {
 
 using Details = vix::VideoDecoderProRes::COMP_DETAILS_STRUCT;
 
-/// Details in which every field holds something that no test frame does.
+/// Returns details with values that no test frame has.
 Details MakeUntouched() {
   return {7777, 7778, 77, true, 99, true, 98, false, 7779, 7780};
 }
 
 class FrameInspectionTest : public PluginTest {
  protected:
-  /// Inspects a copy of exactly these bytes, so that an address sanitizer sees any read beyond.
+  /// Parses a copy of exactly these bytes, so that an address sanitizer detects reads outside.
   bool InspectBytes(const std::vector<std::uint8_t>& frame) {
     details = MakeUntouched();
     const auto copy = std::make_unique<std::uint8_t[]>(frame.size());
@@ -26,7 +26,7 @@ class FrameInspectionTest : public PluginTest {
   Details details = MakeUntouched();
 };
 
-TEST_F(FrameInspectionTest, ReadsAStandardFrameBehindItsPrefix) {
+TEST_F(FrameInspectionTest, ParsesAStandardFrameAfterItsPrefix) {
   EXPECT_TRUE(Inspect({.headerSize = 212,
                        .width = 4096,
                        .height = 2161,
@@ -47,7 +47,7 @@ TEST_F(FrameInspectionTest, ReadsAStandardFrameBehindItsPrefix) {
   EXPECT_EQ(details.pictureSize, 0x01020304U);
 }
 
-TEST_F(FrameInspectionTest, ReadsABareFrameFromItsFirstByte) {
+TEST_F(FrameInspectionTest, ParsesABareFrameFromItsFirstByte) {
   EXPECT_TRUE(Inspect({.bare = true, .width = 720, .height = 486, .pictureSize = 99}));
   EXPECT_TRUE(details.valid);
   EXPECT_TRUE(details.bare);
@@ -58,7 +58,7 @@ TEST_F(FrameInspectionTest, ReadsABareFrameFromItsFirstByte) {
   EXPECT_EQ(details.pictureSize, 99U);
 }
 
-TEST_F(FrameInspectionTest, RejectsNoFrameAtAll) {
+TEST_F(FrameInspectionTest, RejectsNull) {
   EXPECT_FALSE(vix::VideoDecoderProRes::GetCompressedFrameDetails(details, nullptr, 1000));
   EXPECT_FALSE(details.valid);
   EXPECT_FALSE(details.bare);
@@ -83,7 +83,7 @@ TEST_F(FrameInspectionTest, OtherChromaFormatsAreRejectedAfterTheSize) {
   }
 }
 
-TEST_F(FrameInspectionTest, InterlaceModes) {
+TEST_F(FrameInspectionTest, SetsProgressiveFromTheInterlaceMode) {
   EXPECT_TRUE(Inspect({.interlaceMode = 0}));
   EXPECT_TRUE(details.progressive);
   EXPECT_TRUE(Inspect({.interlaceMode = 1}));
@@ -104,7 +104,7 @@ TEST_F(FrameInspectionTest, UnknownAspectRatiosBecomeZero) {
   }
 }
 
-TEST_F(FrameInspectionTest, TheHeaderSizeIsNotCheckedAgainstTheFieldsRead) {
+TEST_F(FrameInspectionTest, TheHeaderSizeIsNotComparedWithTheParsedFields) {
   EXPECT_TRUE(Inspect({.headerSize = 20, .pictureSize = 0xFFFFFFFF}));
   EXPECT_EQ(details.headerSize, 20U);
   EXPECT_EQ(details.pictureSize, 0xFFFFFFFFU);
@@ -112,11 +112,11 @@ TEST_F(FrameInspectionTest, TheHeaderSizeIsNotCheckedAgainstTheFieldsRead) {
   PutBigEndian(frame, 8, 0, 2);
   EXPECT_TRUE(InspectBytes(frame));
   EXPECT_EQ(details.headerSize, 0U);
-  // What the four bytes behind the first one hold: size, reserved, version, encoder identifier.
+  // Bytes 1 to 4 of the header: size, reserved, version, encoder identifier.
   EXPECT_EQ(details.pictureSize, 0x000A0066U);
 }
 
-TEST_F(FrameInspectionTest, EveryFrameThatEndsBeforeWhatIsReadIsRejected) {
+TEST_F(FrameInspectionTest, EveryFrameThatEndsBeforeTheLastParsedFieldIsRejected) {
   for (const bool bare : {false, true}) {
     const std::size_t needed = (bare ? 0 : 8) + 148 + 5;
     const auto frame = MakeCompressedFrame({.bare = bare, .pictureSize = 70000});
@@ -135,7 +135,7 @@ TEST_F(FrameInspectionTest, EveryFrameThatEndsBeforeWhatIsReadIsRejected) {
   }
 }
 
-TEST_F(FrameInspectionTest, AHeaderThatReachesBeyondTheFrameKeepsTheFieldsReadBefore) {
+TEST_F(FrameInspectionTest, AHeaderLargerThanTheFrameKeepsTheFieldsParsedBefore) {
   auto frame = MakeCompressedFrame({.bare = true, .matrixCoefficients = 6});
   PutBigEndian(frame, 0, 0xFFFF, 2);
   EXPECT_FALSE(InspectBytes(frame));

@@ -20,8 +20,8 @@ std::shared_ptr<vix::IMemoryBlockAllocator> Implement() {
 
 class ImplementElementTest : public PluginTest {
  protected:
-  /// Expects the records of the milestone, of a failed check and of the refusal built on it.
-  static void ExpectRefusal(const std::string& label, const std::string& line) {
+  /// Expects the records of the milestone, of the failed check and of the whole failure.
+  static void ExpectFailedCheck(const std::string& label, const std::string& line) {
     const std::string check = "[" + label + "] [ Pointer is null ]";
     EXPECT_EQ(CatchReport(Implement), CanNotImplement(check));
     ASSERT_EQ(Records().size(), 3U);
@@ -56,25 +56,25 @@ TEST_F(ImplementElementTest, LooksUpChecksAndCreatesCallByCall) {
 
 TEST_F(ImplementElementTest, AMissingFactoryIsReportedAsRegistryEntry) {
   TheHost().factory = nullptr;
-  ExpectRefusal("registryEntry", "244");
+  ExpectFailedCheck("registryEntry", "244");
   EXPECT_EQ(TheHost().CountCalls("GetManifest"), 0U);
 }
 
-TEST_F(ImplementElementTest, AMissingFactoryIsReportedFirstWhenTheManifestIsMissingToo) {
+TEST_F(ImplementElementTest, AMissingFactoryIsReportedBeforeAMissingManifest) {
   TheHost().factory = nullptr;
   TheHost().manifest = nullptr;
-  ExpectRefusal("registryEntry", "244");
+  ExpectFailedCheck("registryEntry", "244");
 }
 
 TEST_F(ImplementElementTest, AMissingManifestIsReported) {
   TheHost().manifest = nullptr;
-  ExpectRefusal("manifest", "248");
+  ExpectFailedCheck("manifest", "248");
 }
 
 TEST_F(ImplementElementTest, AFactoryOfAnotherClassIsReported) {
   TheHost().factory =
       std::make_shared<vix::ElementFactory<vix::ElementFactoryType::VideoEncoder>>(nullptr);
-  ExpectRefusal("factory", "252");
+  ExpectFailedCheck("factory", "252");
 }
 
 TEST_F(ImplementElementTest, AFailingCreatorBecomesTheSecondLine) {
@@ -86,7 +86,7 @@ TEST_F(ImplementElementTest, AFailingCreatorBecomesTheSecondLine) {
   ExpectRecord(1, vix::LogLevel::Error, CanNotImplement("[x]"), "259");
 }
 
-TEST_F(ImplementElementTest, FailingHostCallsAreConvertedToo) {
+TEST_F(ImplementElementTest, FailuresOfHostCallsAreConverted) {
   for (const char* const function : {"CreateMilestone", "GetFactory", "GetManifest"}) {
     TheHost().hooks = {{function, [] { throw std::runtime_error("broken"); }}};
     EXPECT_EQ(CatchReport(Implement), CanNotImplement("broken")) << function;
@@ -99,13 +99,13 @@ TEST_F(ImplementElementTest, ErrorsOfOtherTypesPassThrough) {
   EXPECT_EQ(Records().size(), 1U);  // the milestone's
 }
 
-TEST_F(ImplementElementTest, AnEmptyCreatorIsTheStandardLibrarysError) {
+TEST_F(ImplementElementTest, AnEmptyCreatorThrowsTheStandardLibrarysError) {
   UseRecyclerCreator(nullptr);
   EXPECT_THROW(Implement(), std::bad_function_call);
   EXPECT_EQ(Records().size(), 1U);
 }
 
-TEST_F(ImplementElementTest, ANullInstanceIsReturnedAsItIs) {
+TEST_F(ImplementElementTest, ANullInstanceIsReturned) {
   UseRecyclerCreator([](auto) { return nullptr; });
   EXPECT_EQ(Implement(), nullptr);
 }

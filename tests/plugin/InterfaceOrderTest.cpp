@@ -1,6 +1,6 @@
 // SPDX-License-Identifier: BSD-2-Clause
-// Plug-ins call the host's interfaces through their tables of virtual operations, and hosts call
-// elements in the same way: the order of declaration is part of the binary contract.
+// Plug-ins and hosts call each other's objects through tables of virtual operations, so the order
+// of declaration is part of the binary interface.
 #include <cstddef>
 #include <vector>
 
@@ -12,7 +12,7 @@ namespace {
 
 using namespace vix;
 
-/// Expects that the members have these consecutive slots; the destructor's is slot 1.
+/// Expects consecutive slots from `first`. Slot 1 is the destructor.
 template <typename... Members>
 void ExpectSlotsFrom(std::size_t first, Members... members) {
   for (const std::size_t slot : {SlotOf(members)...}) EXPECT_EQ(slot, first++);

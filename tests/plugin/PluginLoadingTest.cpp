@@ -1,5 +1,5 @@
 // SPDX-License-Identifier: BSD-2-Clause
-// This program is not linked with the plug-in: it loads the plug-in as a host does.
+// Loads the plug-in at run time, as a host does.
 #include <dlfcn.h>
 
 #include "PluginTest.h"
@@ -12,7 +12,7 @@ class PluginLoadingTest : public PluginTest {
  protected:
   PluginLoadingTest() { EXPECT_NE(library, nullptr) << dlerror(); }
   ~PluginLoadingTest() override {
-    // Code of the library's ends what the host still holds.
+    // The library contains the destructors of the host's objects.
     fake::ResetHost();
     EXPECT_EQ(dlclose(library), 0);
   }
@@ -20,7 +20,7 @@ class PluginLoadingTest : public PluginTest {
   void* library = dlopen(VIX_PLUGIN, RTLD_NOW | RTLD_LOCAL);
 };
 
-TEST_F(PluginLoadingTest, TheEntryRegistersWithTheProgramThatLoadsIt) {
+TEST_F(PluginLoadingTest, TheEntryRegistersWithTheLoadingProgram) {
   const auto registerAll = reinterpret_cast<void (*)(const char*)>(dlsym(library, "RegisterAll"));
   ASSERT_NE(registerAll, nullptr) << dlerror();
   registerAll("loader");
@@ -36,7 +36,7 @@ TEST_F(PluginLoadingTest, TheEntryRegistersWithTheProgramThatLoadsIt) {
                "VideoDecoderProRes");
 }
 
-TEST_F(PluginLoadingTest, TheLibraryLeavesTheProcessWhenItIsUnloaded) {
+TEST_F(PluginLoadingTest, TheLibraryCanBeUnloaded) {
   void* const loaded = dlopen(VIX_PLUGIN, RTLD_NOW | RTLD_NOLOAD);
   EXPECT_EQ(loaded, library);
   dlclose(loaded);

@@ -16,7 +16,7 @@
 
 using CallList = std::vector<std::string>;
 
-/// Every test starts with a host that has a writer and knows a recycling allocator.
+/// Starts every test with a host that has a writer and a recycling allocator.
 class PluginTest : public ::testing::Test {
  protected:
   PluginTest() {
@@ -38,8 +38,8 @@ class PluginTest : public ::testing::Test {
 
   static const std::vector<fake::LogRecord>& Records() { return fake::TheHost().records; }
 
-  /// Expects a failure report: a VIXRuntimeError with `message`, and one record with the same
-  /// message at level 2 that names the source file and, where one is given, the line.
+  /// Expects a VIXRuntimeError with `message` and one record at level 2 with the same message, the
+  /// source file and, if given, the line.
   static void ExpectReport(const std::function<void()>& call, const std::string& message,
                            const std::string& sourceFile, const std::string& line = "") {
     fake::TheHost().records.clear();
@@ -69,7 +69,7 @@ class PluginTest : public ::testing::Test {
     EXPECT_TRUE(Records().empty());
   }
 
-  /// Text of the VIXRuntimeError that `call` throws.
+  /// Returns the text of the VIXRuntimeError that `call` throws.
   static std::string CatchReport(const std::function<void()>& call) {
     try {
       call();
@@ -81,11 +81,11 @@ class PluginTest : public ::testing::Test {
   }
 };
 
-/// Place of a virtual operation in its class's table, counted from 1 with the two destructor
-/// entries as one.
+/// Returns the slot of a virtual operation in the table of its class, counted from 1 with the two
+/// destructor entries as one.
 template <typename Member>
 std::size_t SlotOf(Member member) {
-  // The ABI stores the offset in the table plus one.
+  // The Itanium ABI stores the offset in the table plus one.
   std::size_t offset = 0;
   static_assert(sizeof(member) >= sizeof(offset));
   std::memcpy(&offset, &member, sizeof(offset));

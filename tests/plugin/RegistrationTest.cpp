@@ -69,7 +69,7 @@ TEST_F(RegistrationTest, RegistersTheDecoderThenTheEncoderCallByCall) {
             DecoderRegistration("the host") + EncoderRegistration("the host"));
 }
 
-TEST_F(RegistrationTest, EntriesDifferInClassOnly) {
+TEST_F(RegistrationTest, EntriesDifferOnlyInClassAndSchema) {
   RegisterAll("host");
   ASSERT_EQ(TheHost().registrations.size(), 2U);
   const auto& decoder = dynamic_cast<const fake::Instance&>(*TheHost().registrations[0].entry);
@@ -82,7 +82,7 @@ TEST_F(RegistrationTest, EntriesDifferInClassOnly) {
   EXPECT_NE(decoder.prototypes.at("init_config"), encoder.prototypes.at("init_config"));
 }
 
-TEST_F(RegistrationTest, FactoriesNameTheirType) {
+TEST_F(RegistrationTest, FactoriesReturnTheirType) {
   RegisterAll("host");
   EXPECT_EQ(TheHost().registrations.at(0).factory->GetFactoryType(),
             ElementFactoryType::VideoDecoder);
@@ -90,7 +90,7 @@ TEST_F(RegistrationTest, FactoriesNameTheirType) {
             ElementFactoryType::VideoEncoder);
 }
 
-TEST_F(RegistrationTest, AnyRegistrantTextPassesThroughUnchanged) {
+TEST_F(RegistrationTest, AnyRegistrantTextIsPassedUnchanged) {
   for (const std::string registrant : {"", "two words", "\xC3\xA9\n%s\t\x01"}) {
     TheHost().registrations.clear();
     RegisterAll(registrant.c_str());
@@ -113,8 +113,8 @@ TEST_F(RegistrationTest, EachElementCanBeRegisteredAlone) {
   EXPECT_EQ(TheHost().TakeCalls(), EncoderRegistration("host"));
 }
 
-TEST_F(RegistrationTest, AFailedDecoderRegistrationLeavesOutTheEncoder) {
-  TheHost().hooks["RegisterFactory"] = [] { throw std::domain_error("refused"); };
+TEST_F(RegistrationTest, AFailedDecoderRegistrationSkipsTheEncoder) {
+  TheHost().hooks["RegisterFactory"] = [] { throw std::domain_error("rejected"); };
   EXPECT_THROW(RegisterAll("host"), std::domain_error);
   EXPECT_EQ(TheHost().TakeCalls(), DecoderRegistration("host"));
   EXPECT_TRUE(Records().empty());
@@ -134,7 +134,7 @@ auto CreateThrough(const std::shared_ptr<vix::IElementFactory>& factory,
   return dynamic_cast<vix::ElementFactory<T>&>(*factory).GetCreator()(std::move(config));
 }
 
-TEST_F(RegistrationTest, CreatorsMakeElementsWithTheConfigurationGiven) {
+TEST_F(RegistrationTest, CreatorsPassTheConfigurationToTheElement) {
   RegisterAll("host");
   const auto config = std::make_shared<fake::Instance>("config");
   const auto decoder = CreateThrough<ElementFactoryType::VideoDecoder>(
@@ -147,7 +147,7 @@ TEST_F(RegistrationTest, CreatorsMakeElementsWithTheConfigurationGiven) {
   EXPECT_EQ(encoder->GetManifest(), config);
 }
 
-TEST_F(RegistrationTest, AFailingConstructionPassesThroughTheCreator) {
+TEST_F(RegistrationTest, AFailingConstructionThrowsThroughTheCreator) {
   RegisterAll("host");
   TheHost().hooks["creator"] = [] { throw std::domain_error("no recycler"); };
   EXPECT_THROW(CreateThrough<ElementFactoryType::VideoDecoder>(

@@ -3,15 +3,15 @@
 #define TESTS_PLUGIN_STREAMFIXTURES_H
 
 /// @file
-/// Streams and samples as a host would offer them.
+/// Streams and samples for tests.
 
 #include <memory>
 #include <string>
 #include <vector>
 
-#include "FakeHost.h"
+#include "FakeStreams.h"
 
-/// Properties that all differ from one another and from what elements set themselves.
+/// Returns properties that differ from each other and from the values that elements set.
 inline fake::Properties DistinctProperties() {
   fake::Properties values;
   values.property1 = 101;
@@ -32,7 +32,7 @@ inline fake::Properties DistinctProperties() {
   return values;
 }
 
-/// The calls of a property-by-property copy from "input" to "output".
+/// Returns the calls of a property-by-property copy from "input" to "output".
 inline std::vector<std::string> CopyCalls(const fake::Properties& values) {
   const std::vector<std::pair<std::string, std::string>> properties{
       {"VideoProperty1", fake::Join(values.property1)},
@@ -56,7 +56,7 @@ inline std::vector<std::string> CopyCalls(const fake::Properties& values) {
   return calls;
 }
 
-/// A container of one stream: "infos" holds "info" holds the parameters and "channel" of "track".
+/// Makes a container "infos" of "info" with the parameters and "channel" of "track".
 inline std::shared_ptr<fake::InfoContainer> MakeStream(
     std::shared_ptr<const vix::IVideoParameters> parameters) {
   const auto track = std::make_shared<fake::Marker<vix::ITrack>>("track");
@@ -66,10 +66,10 @@ inline std::shared_ptr<fake::InfoContainer> MakeStream(
       "infos", std::vector<std::shared_ptr<const vix::IVideoInfo>>{info});
 }
 
-/// The time limits that MakeContainer() gives its samples.
+/// Time limits of the samples of MakeContainer().
 inline const std::vector<vix::TimeLimits> kTimeLimits{{10, 20, {25, 1}}, {20, 25, {50, 1}}};
 
-/// A container "container" of samples "sample" with metadata that no element carries over.
+/// Makes a container "container" of samples "sample" with metadata, which no element copies.
 inline std::shared_ptr<fake::SampleContainer> MakeContainer(
     std::shared_ptr<const vix::IVideoParameters> parameters,
     std::shared_ptr<const vix::IBuffer> buffer, std::size_t count = 1) {
@@ -85,14 +85,14 @@ inline std::shared_ptr<fake::SampleContainer> MakeContainer(
   return container;
 }
 
-/// The single sample of what an element handed over.
+/// Returns the single sample of an element's output.
 inline std::shared_ptr<const fake::VideoSample> OnlySample(
     const std::shared_ptr<const vix::ISampleContainer>& container) {
   const auto& samples = dynamic_cast<const fake::SampleContainer&>(*container).samples;
   return std::dynamic_pointer_cast<const fake::VideoSample>(samples.at(0));
 }
 
-/// The single info of a description.
+/// Returns the single info of a description.
 inline const fake::VideoInfo& OnlyInfo(
     const std::shared_ptr<const vix::IInfoContainer>& container) {
   const auto& infos = dynamic_cast<const fake::InfoContainer&>(*container).infos;

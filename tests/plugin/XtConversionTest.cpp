@@ -11,7 +11,7 @@ using fake::TheHost;
 
 constexpr std::uint8_t kUntouched = 0xEE;
 
-/// A decoder whose scratch buffer the test provides.
+/// A decoder with a scratch buffer from the test.
 class XtConversionTest : public PluginTest {
  protected:
   void ProvideScratch(std::uint32_t bytes) {
@@ -35,19 +35,19 @@ class XtConversionTest : public PluginTest {
                             [](std::uint8_t byte) { return byte == kUntouched; }));
   }
 
-  /// Bytes [begin, begin + count) of the scratch buffer.
+  /// Returns the bytes [begin, begin + count) of the scratch buffer.
   std::vector<std::uint8_t> ScratchBytes(std::size_t begin, std::size_t count) {
     const auto contents = Scratch().Contents();
     const auto first = contents.begin() + static_cast<std::ptrdiff_t>(begin);
     return {first, first + static_cast<std::ptrdiff_t>(count)};
   }
 
-  // The first buffer that a decoder has made is its scratch buffer.
+  // The first buffer of a decoder is its scratch buffer.
   std::unique_ptr<vix::VideoDecoderProRes> decoder =
       std::make_unique<vix::VideoDecoderProRes>(nullptr);
 };
 
-TEST_F(XtConversionTest, AProgressiveFrameGetsAPrefixWithTheTag) {
+TEST_F(XtConversionTest, AProgressiveFrameGetsAPrefixWithIdentifier) {
   ProvideScratch(2000);
   const auto frame = MakeCompressedFrame({.bare = true, .bytes = 1000});
   EXPECT_EQ(ConvertBytes(frame), 0);
@@ -56,7 +56,7 @@ TEST_F(XtConversionTest, AProgressiveFrameGetsAPrefixWithTheTag) {
   EXPECT_EQ(ScratchBytes(1008, 992), std::vector<std::uint8_t>(992, kUntouched));
 }
 
-TEST_F(XtConversionTest, AFirstFieldGetsAPrefixWithoutTheTag) {
+TEST_F(XtConversionTest, AFirstFieldGetsAPrefixWithoutIdentifier) {
   for (const unsigned mode : {1U, 2U}) {
     ProvideScratch(2000);
     const auto frame = MakeCompressedFrame({.bare = true, .interlaceMode = mode, .bytes = 1000});
@@ -73,7 +73,7 @@ TEST_F(XtConversionTest, AProgressiveFrameIsNeverAppended) {
   EXPECT_EQ(ScratchBytes(4, 4), (std::vector<std::uint8_t>{'i', 'c', 'p', 'f'}));
 }
 
-TEST_F(XtConversionTest, TheScratchBufferMayFitExactly) {
+TEST_F(XtConversionTest, AScratchBufferOfExactlyTheNeededSizeIsUsed) {
   ProvideScratch(1008);
   EXPECT_EQ(Convert({.bare = true, .bytes = 1000}), 0);
   ProvideScratch(1007);
@@ -81,7 +81,7 @@ TEST_F(XtConversionTest, TheScratchBufferMayFitExactly) {
   ExpectScratchUntouched();
 }
 
-TEST_F(XtConversionTest, UnreadableSourcesAreRefused) {
+TEST_F(XtConversionTest, UnreadableSourcesAreRejected) {
   ProvideScratch(2000);
   EXPECT_EQ(Convert({.bare = true, .bitstreamVersion = 1}), -1);
   EXPECT_EQ(Convert({.bare = true, .chromaFormat = 1}), -1);
@@ -94,12 +94,12 @@ TEST_F(XtConversionTest, ASourceWithoutMemoryIsUnreadable) {
   EXPECT_EQ(decoder->XTToStdProRes(std::make_shared<fake::Buffer>("source"), false), -1);
 }
 
-TEST_F(XtConversionTest, AMissingScratchBufferIsRefused) {
+TEST_F(XtConversionTest, AMissingScratchBufferIsRejected) {
   EXPECT_EQ(Convert({.bare = true}), -2);
   EXPECT_EQ(Convert({.bare = true, .interlaceMode = 1}, true), -2);
 }
 
-TEST_F(XtConversionTest, StandardFramesAreRefused) {
+TEST_F(XtConversionTest, StandardFramesAreRejected) {
   ProvideScratch(2000);
   for (const unsigned mode : {0U, 1U}) {
     EXPECT_EQ(Convert({.interlaceMode = mode}, false), -2);
@@ -117,7 +117,7 @@ TEST_F(XtConversionTest, ASecondFieldNormallyFailsOnTheStoredPrefix) {
   EXPECT_EQ(Scratch().Contents(), before);
 }
 
-/// What the join finds in the scratch buffer: a header of 20 bytes and a picture of 100.
+/// A scratch buffer with a stored field: a header of 20 bytes and a picture of 100.
 class XtJoinTest : public XtConversionTest {
  protected:
   XtJoinTest() { Restore(400); }
@@ -134,7 +134,7 @@ class XtJoinTest : public XtConversionTest {
       .bare = true, .headerSize = 30, .interlaceMode = 1, .pictureSize = 50, .bytes = 80};
 };
 
-TEST_F(XtJoinTest, ASecondFieldIsPlacedBehindTheFirstPicture) {
+TEST_F(XtJoinTest, ASecondFieldIsCopiedBehindTheFirstPicture) {
   const auto before = Scratch().Contents();
   const auto frame = MakeCompressedFrame(second);
   EXPECT_EQ(ConvertBytes(frame, true), 0);
@@ -146,7 +146,7 @@ TEST_F(XtJoinTest, ASecondFieldIsPlacedBehindTheFirstPicture) {
   EXPECT_TRUE(std::equal(after.begin() + 178, after.end(), before.begin() + 178));
 }
 
-TEST_F(XtJoinTest, AJoinMayFitExactlyAndIsRefusedWhenItDoesNot) {
+TEST_F(XtJoinTest, AJoinOfExactlyTheBufferSizeFitsAndALargerOneIsRejected) {
   Restore(178);
   EXPECT_EQ(Convert(second, true), 0);
   Restore(177);
@@ -162,7 +162,7 @@ TEST_F(XtJoinTest, AStoredPictureOfAnySizeDoesNotWrapAround) {
   EXPECT_EQ(Scratch().Contents(), before);
 }
 
-TEST_F(XtJoinTest, ASourcePictureThatPassesItsOwnEndIsUnreadable) {
+TEST_F(XtJoinTest, ASourcePictureLargerThanItsFrameIsUnreadable) {
   for (const std::uint32_t size : {51U, 0xFFFFFFFFU}) {
     second.pictureSize = size;
     const auto before = Scratch().Contents();
@@ -171,7 +171,7 @@ TEST_F(XtJoinTest, ASourcePictureThatPassesItsOwnEndIsUnreadable) {
   }
 }
 
-TEST_F(XtJoinTest, AnUnreadableStoredFieldIsRefused) {
+TEST_F(XtJoinTest, AnUnreadableStoredFieldIsRejected) {
   Scratch().memory[3] = 1;
   EXPECT_EQ(Convert(second, true), -1);
 }
