@@ -1,7 +1,7 @@
 // SPDX-License-Identifier: BSD-2-Clause
-// A complete host program: loads plug-ins, shows what they registered, encodes pictures with the
-// ProRes encoder, decodes them again into memory of its own, and tells how much was lost. Where the
-// element "Gain" of the second example is there, the pictures go through it as well.
+// A complete host program. It loads plug-ins, prints the registry, encodes pictures with the ProRes
+// encoder, decodes them into its own memory, and prints the PSNR. If the plug-in of the second
+// example is loaded, its element "Gain" processes the decoded pictures.
 //
 //   example_host PLUGIN...
 #include <vix/vix.h>
@@ -28,8 +28,7 @@ constexpr vix::EditRate kRate{25, 1};
 
 using Container = std::shared_ptr<const vix::ISampleContainer>;
 
-// --- What flows
-// -----------------------------------------------------------------------------------
+// --- Streams and samples ---
 
 std::shared_ptr<const vix::IVideoInfo> DescribePictures() {
   const auto parameters = vix::CreateVideoParameters<vix::VCodecFamily::Raw>();
@@ -41,12 +40,12 @@ std::shared_ptr<const vix::IVideoInfo> DescribePictures() {
   return vix::CreateVideoInfo(parameters, nullptr, {}, {});
 }
 
-// A sample over pixels that this program owns. They are read in place; the block's callback tells
-// when nobody reads them any more.
+// Wraps pixels that this program owns in a sample. Elements read them in place; the block calls its
+// callback when the last element has released the sample.
 Container WrapPicture(const std::shared_ptr<const vix::IVideoInfo>& info,
                       std::span<std::uint8_t> pixels, unsigned number) {
   const auto block =
-      vix::CreateMemoryBlock(pixels.data(), pixels.size(), [] { /* may be drawn over again */ });
+      vix::CreateMemoryBlock(pixels.data(), pixels.size(), [] { /* the pixels may change now */ });
   const auto sample =
       vix::CreateVideoSample(info->GetVideoParameters(), info, vix::CreateBuffer(nullptr, block),
                              {{number, number + 1, kRate}}, {});
@@ -58,11 +57,10 @@ std::span<const std::uint8_t> BytesOf(const vix::ISampleContainer& container) {
   return {buffer->GetData(), buffer->GetSize()};
 }
 
-// --- Memory
-// ---------------------------------------------------------------------------------------
+// --- Memory ---
 
-// Memory of this program's, which the decoder writes its pictures to. A real host would hand out
-// what its display or its network card reads from.
+// Memory of this program that the decoder writes pictures to. A real host would return memory of
+// its display or network card.
 class FrameMemory {
  public:
   FrameMemory() {
@@ -82,15 +80,14 @@ class FrameMemory {
   std::atomic<unsigned> blocks_ = 0;  // elements may allocate on any thread
 };
 
-// --- Elements
-// -------------------------------------------------------------------------------------
+// --- Elements ---
 
 vix::ElementDriver MakeEncoder() {
   vix::ElementDriver encoder(vix::ElementFactoryType::VideoEncoder, "vix",
                              vix::GetLabel(vix::VCodecFamily::ProRes));
   const auto config = encoder.CreateConfig();
   config->SetProResCodecVariant("ProResCodecVariant", vix::ProResCodecVariant::HQ);
-  config->SetInt("NumThreads", 0);  // one for each processor
+  config->SetInt("NumThreads", 0);  // one per processor
   encoder.Configure(config);
   return encoder;
 }
@@ -105,7 +102,7 @@ vix::ElementDriver MakeDecoder() {
   return decoder;
 }
 
-// The element of the second example, where its plug-in was loaded.
+// Returns the element of the second example if its plug-in is loaded.
 std::optional<vix::ElementDriver> MakeGain() {
   constexpr auto kType = vix::ElementFactoryType::VideoDecoder;
   if (!vix::GetFactory(kType, "example", "Gain")) return std::nullopt;
@@ -121,8 +118,7 @@ Container Process(vix::ElementDriver& element, Container input) {
   return element.Pull();
 }
 
-// --- The work
-// -------------------------------------------------------------------------------------
+// --- Processing ---
 
 void ShowRegistry() {
   for (const auto& entry : vix::GetRegistryEntries()) {
@@ -143,7 +139,7 @@ void CodePictures() {
   auto encoder = MakeEncoder();
   auto decoder = MakeDecoder();
   auto gain = MakeGain();
-  // Each element says what comes out of it, which is what the next one is told.
+  // The output description of each element is the input description of the next one.
   const auto encoded = encoder.Define(vix::CreateInfoContainer(info, nullptr));
   const auto decoded = decoder.Define(encoded);
   if (gain) gain->Define(decoded);
@@ -166,12 +162,12 @@ void CodePictures() {
 }
 
 int Run(std::span<char*> paths) {
-  // Failures are exceptions, whose text is enough here; of the log only warnings are shown.
+  // Failures are reported as exceptions, so this log only prints warnings.
   vix::SetCurrentLoggerWriter(
       vix::CreateLineLoggerWriter([](vix::LogLevel level, const std::string& line) {
         if (level == vix::LogLevel::Warning) std::fprintf(stderr, "%s\n", line.c_str());
       }));
-  // The elements of a plug-in are in the registry as long as this is held.
+  // The elements of a plug-in are in the registry while these objects exist.
   std::vector<std::shared_ptr<vix::IPlugin>> plugins;
   for (const char* path : paths) plugins.push_back(vix::LoadPlugin(path, "example_host"));
   ShowRegistry();

@@ -8,7 +8,7 @@ namespace {
 
 constexpr double kPi = 3.14159265358979;
 
-// Samples of UYVY lie in the order U Y V Y.
+// UYVY has the byte order U Y V Y.
 constexpr std::size_t kFirstLuma = 1;
 constexpr std::size_t kLumaStep = 2;
 

@@ -9,7 +9,7 @@ namespace {
 constexpr int kBlack = 16;
 constexpr int kLargestPercent = 400;
 
-// Samples of UYVY lie in the order U Y V Y.
+// UYVY has the byte order U Y V Y.
 void Multiply(const vix::IBuffer& source, vix::IBuffer& destination, int percent) {
   const std::uint8_t* const in = source.GetData();
   std::uint8_t* const out = destination.GetData();
@@ -24,14 +24,14 @@ void Multiply(const vix::IBuffer& source, vix::IBuffer& destination, int percent
 
 GainElement::GainElement(std::shared_ptr<const vix::IParametersCollectionInstance> manifest)
     : manifest_(std::move(manifest)),
-      // The core's allocator that hands out again what was let go: no picture costs a new block.
+      // The core's allocator that reuses memory, so a stream of pictures needs no new blocks.
       allocator_(vix::ImplementElement<vix::ElementFactoryType::MemoryBlockAllocator>(
           "vix", "Recycler", nullptr)) {}
 
 void GainElement::SetInitConfig(std::shared_ptr<const vix::IParametersCollectionInstance> config) {
   const int percent = config->GetInt("Percent");
   if (percent < 0 || percent > kLargestPercent) {
-    vix::Fail("Percent " + std::to_string(percent) + " is not from 0 to " +
+    vix::Fail("Percent " + std::to_string(percent) + " is outside 0 to " +
               std::to_string(kLargestPercent));
   }
   percent_ = percent;

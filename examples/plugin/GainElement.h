@@ -8,10 +8,10 @@
 #include <string>
 #include <utility>
 
-/// Raw pictures in, raw pictures out: multiplies the luma of UYVY pictures. "Percent" of its
-/// configuration is the factor, 0 to 400; black (16) stays where it is.
+/// Multiplies the luma of raw UYVY pictures. The parameter "Percent" is the factor, 0 to 400; black
+/// (16) does not change.
 ///
-/// Like every element it is driven by one thread at a time and reports failures by exceptions.
+/// Like every element, it is used by one thread at a time and reports failures as exceptions.
 class GainElement final : public vix::IVideoDecoder {
  public:
   explicit GainElement(std::shared_ptr<const vix::IParametersCollectionInstance> manifest);
@@ -26,7 +26,7 @@ class GainElement final : public vix::IVideoDecoder {
   std::shared_ptr<const vix::IInfoContainer> GetDefinedInput(std::string) const override {
     return stream_;
   }
-  // What comes out is described as what goes in.
+  // The output has the description of the input.
   std::shared_ptr<const vix::IInfoContainer> GetDefinedOutput(std::string) const override {
     return stream_;
   }
@@ -50,9 +50,9 @@ class GainElement final : public vix::IVideoDecoder {
 
  private:
   std::shared_ptr<const vix::IParametersCollectionInstance> manifest_;
-  std::shared_ptr<vix::IMemoryBlockAllocator> allocator_;  // memory of every picture made here
+  std::shared_ptr<vix::IMemoryBlockAllocator> allocator_;  // memory of all output pictures
   std::shared_ptr<const vix::IInfoContainer> stream_;
-  std::shared_ptr<const vix::ISampleContainer> output_;  // the one that waits to be taken
+  std::shared_ptr<const vix::ISampleContainer> output_;  // the waiting output
   int percent_ = 100;
 };
 

@@ -1,5 +1,5 @@
 # SPDX-License-Identifier: BSD-2-Clause
-"""Builds the examples against an installed tree, as their readers do, and runs them."""
+"""Builds the examples against an installation and runs them."""
 import argparse
 import pathlib
 import re
@@ -19,7 +19,7 @@ def run(*command, **kwargs):
 
 def check(condition, text):
     if not condition:
-        sys.exit("not as expected: " + text)
+        sys.exit("unexpected output: " + text)
 
 
 def check_frames(output, pattern):
@@ -39,7 +39,7 @@ def main():
         prefix = root / "prefix"
         run(args.cmake, "--install", args.build, "--prefix", prefix, stdout=subprocess.DEVNULL)
         for example in ("host", "plugin"):
-            # A copy outside this tree finds nothing but the installation.
+            # A copy outside the source tree finds only the installation.
             shutil.copytree(EXAMPLES / example, root / example)
             run(args.cmake, "-G", "Ninja", "-S", root / example, "-B", root / f"{example}-build",
                 f"-DCMAKE_PREFIX_PATH={prefix}", f"-DCMAKE_CXX_COMPILER={args.cxx}",

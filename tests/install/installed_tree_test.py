@@ -1,5 +1,5 @@
 # SPDX-License-Identifier: BSD-2-Clause
-"""Installs a build into a fresh prefix and lets other projects build and run against it."""
+"""Installs a build into an empty prefix, then builds and runs other projects against it."""
 import argparse
 import os
 import pathlib
@@ -29,7 +29,7 @@ def main():
         libdir = prefix / args.libdir
         plugin = libdir / "libvixVideoCodecProRes.so"
 
-        # Through the CMake package, from a copy outside this tree that finds nothing else.
+        # With the CMake package, from a copy outside the source tree.
         shutil.copytree(HERE / "consumer", root / "consumer")
         run(args.cmake, "-G", "Ninja", "-S", root / "consumer", "-B", root / "consumer-build",
             f"-DCMAKE_PREFIX_PATH={prefix}", f"-DCMAKE_CXX_COMPILER={args.cxx}",
@@ -37,7 +37,7 @@ def main():
         run(args.cmake, "--build", root / "consumer-build", stdout=subprocess.DEVNULL)
         run(root / "consumer-build" / "consumer", plugin)
 
-        # Through pkg-config.
+        # With pkg-config.
         environment = dict(os.environ, PKG_CONFIG_PATH=str(libdir / "pkgconfig"))
         found = run("pkg-config", "--cflags", "--libs", "vixCore", "ProRes",
                     env=environment, capture_output=True, text=True).stdout.split()

@@ -14,10 +14,10 @@ struct CommandResult {
   std::string output;  ///< standard output and standard error together
 };
 
-/// Runs a shell command to its end.
+/// Runs a shell command and waits for its end.
 CommandResult RunCommand(const std::string& command);
 
-/// A directory of this process's own, removed with everything in it.
+/// A new directory, removed by the destructor with its contents.
 class ScratchDirectory {
  public:
   ScratchDirectory();

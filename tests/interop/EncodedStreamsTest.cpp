@@ -1,5 +1,5 @@
 // SPDX-License-Identifier: BSD-2-Clause
-// What we encode, decoded by an independent player and by ourselves.
+// Frames of our encoder, decoded by an independent decoder and by ours.
 #include <gtest/gtest.h>
 
 #include <algorithm>
@@ -28,10 +28,10 @@ std::string CaseName(const testing::TestParamInfo<Case>& info) {
 
 class EncodedStream : public testing::TestWithParam<Case> {};
 
-TEST_P(EncodedStream, DecodesSilentlyAndToOurPicture) {
+TEST_P(EncodedStream, DecodesWithoutWarningsToOurPicture) {
   const auto& [variant, interlaced, size] = GetParam();
   const std::string dimensions = std::to_string(size.width) + "x" + std::to_string(size.height);
-  // Enough samples that the share of differing ones means something at the smallest sizes.
+  // Small pictures need more frames for a meaningful share of differing samples.
   const int frames = std::clamp(30000 / (size.width * size.height), 1, 500);
 
   const ScratchDirectory scratch;

@@ -1,6 +1,6 @@
 // SPDX-License-Identifier: BSD-2-Clause
-// A host from loading to unloading: encodes and decodes 100 frames through the registered elements,
-// lets go of everything, and insists that the plug-in has left the process.
+// A host that loads the plug-in, encodes and decodes 100 frames, releases everything, and checks
+// that the plug-in is unloaded.
 #include <dlfcn.h>
 #include <vix/vix.h>
 
@@ -35,7 +35,7 @@ std::shared_ptr<const vix::ISampleContainer> MakeFrame(const vix::IInfoContainer
   buffer->Allocate(vix::RawVideoUtils::GetFrameBytes(vix::kFourCC_V210, vix::VideoChroma::C422,
                                                      kWidth, kHeight));
   for (unsigned i = 0; i < buffer->GetSize(); ++i) {
-    // 10-bit samples between 0x100 and 0x2ff whatever the two lowest bytes are.
+    // Keeps the 10-bit samples within 0x100 to 0x2ff.
     buffer->GetData()[i] = static_cast<std::uint8_t>(i % 4 == 3 ? 0x20 : i * 7 + unsigned(frame));
   }
   return vix::CreateSampleContainer(
@@ -55,7 +55,7 @@ void EncodeAndDecode() {
   for (int frame = 0; frame < kFrames; ++frame) {
     encoder.Push(MakeFrame(*input, frame));
     decoder.Push(encoder.Pull());
-    if (!decoder.Pull()) throw vix::VIXRuntimeError("a pushed frame gave no picture");
+    if (!decoder.Pull()) throw vix::VIXRuntimeError("no picture for a pushed frame");
   }
 }
 

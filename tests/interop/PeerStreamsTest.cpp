@@ -1,5 +1,5 @@
 // SPDX-License-Identifier: BSD-2-Clause
-// What an independent encoder writes, decoded by its own decoder and by ours.
+// Frames of an independent encoder, decoded by its own decoder and by ours.
 #include <gtest/gtest.h>
 
 #include <algorithm>
@@ -39,7 +39,7 @@ std::string EncodeWithPeer(const PeerStream& stream, const ScratchDirectory& scr
         MakePicture(stream.width, stream.height, chromaWidth, static_cast<unsigned>(frame));
     const auto planar = ToPlanar(picture);
     source.insert(source.end(), planar.begin(), planar.end());
-    if (stream.alpha) {  // a ramp: the luma plane of the next picture serves
+    if (stream.alpha) {  // alpha: the luma plane of another picture
       const auto ramp = ToPlanar(MakePicture(stream.width, stream.height, chromaWidth, 77));
       source.insert(source.end(), ramp.begin(),
                     ramp.begin() + std::ptrdiff_t{2} * stream.width * stream.height);
@@ -54,8 +54,9 @@ std::string EncodeWithPeer(const PeerStream& stream, const ScratchDirectory& scr
          scratch / "source.yuv" + " " + stream.options + " " + scratch / "peer.mov";
 }
 
-/// Chroma of a 4:4:4 row brought to 4:2:2 as documented: the half-band filter
-/// [-1 0 9 16 9 0 -1] / 32 at every second sample, edges repeated; in exact arithmetic.
+/// Returns a 4:2:2 chroma sample of a 4:4:4 row in exact arithmetic: the documented half-band
+/// filter
+/// [-1 0 9 16 9 0 -1] / 32 with repeated edges.
 double HalfBand(const std::vector<std::uint16_t>& plane, int width, int row, int column) {
   constexpr int kTaps[7] = {-1, 0, 9, 16, 9, 0, -1};
   double sum = 0;
@@ -66,7 +67,7 @@ double HalfBand(const std::vector<std::uint16_t>& plane, int width, int row, int
   return sum / 32;
 }
 
-/// Largest distance of our 10-bit 4:2:2 picture from the peer's 12-bit 4:4:4 one.
+/// Returns the largest difference of our 10-bit 4:2:2 picture from the peer's 12-bit 4:4:4 picture.
 double LargestDistance(const Picture& ours, const Picture& peer) {
   double largest = 0;
   for (int plane = 0; plane < 3; ++plane) {
@@ -93,7 +94,7 @@ TEST_P(Peer, StreamDecodesToItsOwnDecodersPicture) {
   ASSERT_EQ(encoded.exitCode, 0) << encoded.output;
 
   const std::string format = stream.fullChroma ? "yuv444p12le" : "yuv422p10le";
-  // Alpha is stripped from the stored planes, not blended: extractplanes would lose chroma.
+  // Decode with alpha and ignore its plane: a conversion could blend it.
   const CommandResult played = RunCommand("ffmpeg -v error -nostdin -i " + scratch / "peer.mov" +
                                           " -fps_mode passthrough -f rawvideo -pix_fmt " +
                                           (stream.alpha ? std::string("yuva444p12le") : format) +
@@ -110,7 +111,7 @@ TEST_P(Peer, StreamDecodesToItsOwnDecodersPicture) {
   ASSERT_EQ(ours.size(), static_cast<std::size_t>(frames));
   ASSERT_EQ(peer.size(), ours.size());
   if (stream.fullChroma) {
-    // Half a code value for each rounding, plus the peer's own 12-bit error of up to 1.35 / 4.
+    // Half a code value per rounding, plus the peer's 12-bit error of up to 1.35 / 4.
     for (std::size_t i = 0; i < ours.size(); ++i)
       EXPECT_LE(LargestDistance(ours[i], peer[i]), 1.35);
   } else {

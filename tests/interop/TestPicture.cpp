@@ -16,7 +16,7 @@ std::size_t V210Stride(int width) {
   return (static_cast<std::size_t>(width) + 47) / 48 * 128;
 }
 
-/// The twelve samples of a group of six pixels in the order of the format: plane and column.
+/// The 12 samples of a group of six pixels in V210 order.
 struct GroupSample {
   int plane;
   int column;
@@ -137,7 +137,7 @@ std::vector<Picture> FromPlanar(const std::vector<std::uint8_t>& bytes, int widt
   for (std::size_t at = 0; at < bytes.size(); at += alphaBytes) {
     Picture& picture = pictures.emplace_back(width, height, chromaWidth);
     for (auto& plane : picture.planes) {
-      if (bytes.size() - at < plane.size() * 2) throw std::runtime_error("a frame is cut short");
+      if (bytes.size() - at < plane.size() * 2) throw std::runtime_error("a frame is truncated");
       for (auto& sample : plane) {
         sample = static_cast<std::uint16_t>(bytes[at] | bytes[at + 1] << 8);
         at += 2;
@@ -148,7 +148,7 @@ std::vector<Picture> FromPlanar(const std::vector<std::uint8_t>& bytes, int widt
 }
 
 Difference Compare(const std::vector<Picture>& a, const std::vector<Picture>& b) {
-  if (a.size() != b.size()) throw std::runtime_error("the runs differ in length");
+  if (a.size() != b.size()) throw std::runtime_error("the sequences differ in length");
   Difference difference;
   std::size_t samples = 0;
   std::size_t differing = 0;

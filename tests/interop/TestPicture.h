@@ -8,7 +8,7 @@
 
 namespace interop {
 
-/// A planar picture; chroma is half as wide (rounded up) for 4:2:2, as wide as luma for 4:4:4.
+/// A planar picture. The chroma width is half the width, rounded up, for 4:2:2.
 struct Picture {
   int width = 0;
   int height = 0;
@@ -19,24 +19,24 @@ struct Picture {
   int PlaneWidth(int plane) const { return plane == 0 ? width : chromaWidth; }
 };
 
-/// Detail, gradients, edges and grain that differ from frame to frame; 10-bit video range.
+/// Draws gradients, detail, edges and noise that differ between frames, in 10-bit video range.
 Picture MakePicture(int width, int height, int chromaWidth, unsigned frame);
 
-/// Rows of packed V210, padded to 128 bytes.
+/// Returns packed V210 with rows padded to 128 bytes.
 std::vector<std::uint8_t> PackV210(const Picture& picture);
-/// The inverse, one picture for each frame in `bytes`.
+/// Returns the pictures of packed V210 frames.
 std::vector<Picture> UnpackV210(const std::vector<std::uint8_t>& bytes, int width, int height);
 
-/// Planar 16-bit little-endian samples, plane after plane.
+/// Returns the planes in order as 16-bit little-endian samples.
 std::vector<std::uint8_t> ToPlanar(const Picture& picture);
-/// The inverse; `planes` is 3, or 4 where an alpha plane follows, which is left out.
+/// Returns the pictures of such frames. If `planes` is 4, skips the alpha plane.
 std::vector<Picture> FromPlanar(const std::vector<std::uint8_t>& bytes, int width, int height,
                                 int chromaWidth, int planes = 3);
 
-/// How two runs of pictures differ.
+/// Difference of two sequences of pictures.
 struct Difference {
   int largest = 0;
-  double share = 0;  ///< of the samples that differ at all
+  double share = 0;  ///< share of differing samples, 0 to 1
 };
 Difference Compare(const std::vector<Picture>& a, const std::vector<Picture>& b);
 

@@ -1,6 +1,6 @@
 // SPDX-License-Identifier: BSD-2-Clause
-// A host program outside the tree: loads the installed plug-in given as its argument, encodes a
-// grey frame through the registered encoder, and decodes it through the registered decoder.
+// A host program outside the source tree. Loads the installed plug-in, its argument, and encodes
+// and decodes a grey frame.
 #include <ProRes/ProRes.h>
 #include <vix/vix.h>
 
@@ -17,7 +17,7 @@ constexpr std::uint8_t kGrey = 0x80;
 
 std::shared_ptr<const vix::ISampleContainer> Wrap(
     const std::shared_ptr<const vix::IVideoInfo>& info, std::vector<std::uint8_t>& pixels) {
-  // The frame is read where it lies; nothing is copied.
+  // Elements read the frame in place.
   const auto block = vix::CreateMemoryBlock(pixels.data(), pixels.size(), {});
   return vix::CreateSampleContainer(
       vix::CreateVideoSample(info->GetVideoParameters(), info, vix::CreateBuffer(nullptr, block),
