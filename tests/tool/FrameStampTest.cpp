@@ -1,15 +1,23 @@
 // SPDX-License-Identifier: BSD-2-Clause
 #include <gtest/gtest.h>
 
+#include <span>
+#include <type_traits>
 #include <vector>
 
 #include "bitstream/FrameHeader.h"
-#include "frames/FrameStamp.h"
+#include "frames/FrameHeaders.h"
 
 namespace vixprores {
 namespace {
 
-/// A frame header with 20 bytes of a picture behind it.
+// A frame that must not be written to cannot be passed.
+static_assert(!std::is_invocable_v<decltype(StampFrameHeader), const StreamFormat&,
+                                   std::span<const std::uint8_t>>);
+static_assert(
+    !std::is_invocable_v<decltype(StampFrameHeader), const StreamFormat&, const vix::IBuffer&>);
+
+/// Returns a frame header with 20 bytes of a picture behind it.
 std::vector<std::uint8_t> MakeStub(const prores::FrameHeader& header) {
   std::vector<std::uint8_t> frame(FrameHeaderBytes(header) + 20, 0xa5);
   WriteFrameHeader(header, static_cast<std::uint32_t>(frame.size()), frame.data());
@@ -17,9 +25,7 @@ std::vector<std::uint8_t> MakeStub(const prores::FrameHeader& header) {
 }
 
 prores::FrameHeader Stamp(const StreamFormat& format, std::vector<std::uint8_t>& frame) {
-  const auto buffer =
-      vix::CreateBuffer(nullptr, vix::CreateMemoryBlock(frame.data(), frame.size(), {}));
-  StampFrameHeader(format, *buffer);
+  StampFrameHeader(format, frame);
   prores::FrameHeader header;
   std::span<const std::uint8_t> pictures;
   EXPECT_EQ(ParseFrameHeader(frame, header, pictures), prores::Status::kSuccess);
@@ -66,7 +72,7 @@ TEST(FrameStamp, KeepsMatrices) {
   EXPECT_EQ(Stamp(Format(), frame).lumaMatrix, header.lumaMatrix);
 }
 
-TEST(FrameStamp, LeavesWhatHasNoCodeUnknown) {
+TEST(FrameStamp, LeavesValuesWithoutACodeUnknown) {
   StreamFormat format = Format();
   format.rate = {15, 1};
   format.sampleAspect = {59, 54};
@@ -75,13 +81,19 @@ TEST(FrameStamp, LeavesWhatHasNoCodeUnknown) {
   EXPECT_EQ(Stamp(format, frame).aspectRatio, 0);
 }
 
-TEST(FrameStamp, KnowsSquarePixelsAndRatesInAnyTerms) {
+TEST(FrameStamp, AcceptsSquarePixelsAndUnreducedRates) {
   StreamFormat format = Format();
   format.rate = {60000, 2002};
   format.sampleAspect = {1, 1};
   std::vector<std::uint8_t> frame = MakeStub(Header());
   EXPECT_EQ(Stamp(format, frame).frameRate, 4);
   EXPECT_EQ(Stamp(format, frame).aspectRatio, 1);
+}
+
+TEST(FrameStamp, LeavesBytesThatAreNoFrameUnchanged) {
+  std::vector<std::uint8_t> bytes(200, 0xa5);
+  StampFrameHeader(Format(), bytes);
+  EXPECT_EQ(bytes, std::vector<std::uint8_t>(200, 0xa5));
 }
 
 }  // namespace

@@ -3,9 +3,8 @@
 #include <gtest/gtest.h>
 
 #include "SyntheticFrame.h"
-#include "frames/FrameStatistics.h"
-#include "frames/NotableFrames.h"
-#include "frames/SliceGrid.h"
+#include "frames/FrameStructure.h"
+#include "frames/StreamStatistics.h"
 
 namespace vixprores {
 namespace {
@@ -84,6 +83,23 @@ TEST(SliceGrid, AddsTheBytesOfFieldsAndAveragesTheirQuantisers) {
   EXPECT_THAT(grid.bytes, ElementsAre(24, 24));
   EXPECT_DOUBLE_EQ(grid.lastMacroblockShare, 0.5);
   EXPECT_DOUBLE_EQ(grid.lastRowShare, 20.0 / 32);
+}
+
+TEST(SliceGrid, DividesWideSlicesOfOneFieldAmongTheColumnsOfTheOther) {
+  prores::FrameHeader header = HeaderOf(32, 32);
+  header.interlaceMode = prores::InterlaceMode::kTopFieldFirst;
+  Bytes wide = MakePicture({MakeSlice(8)});
+  wide[7] = 1 << 4;  // slices of two macroblocks
+  const Bytes narrow = MakePicture({MakeSlice(2), MakeSlice(4)});
+  for (const auto& pictures : {std::vector{wide, narrow}, std::vector{narrow, wide}}) {
+    const SliceGrid grid = LayOutSlices(ReadFrameStructure(MakeFrame(header, pictures)));
+    ASSERT_EQ(grid.Count(), 2u);
+    EXPECT_THAT(grid.quantisers, ElementsAre(5, 6));
+    EXPECT_THAT(grid.bytes, ElementsAre(18, 18));
+    EXPECT_THAT(grid.FindCells(0, {0, 2}), ElementsAre(0u, 1u));
+    EXPECT_THAT(grid.FindCells(0, {1, 1}), ElementsAre(1u));
+    EXPECT_THAT(grid.FindCells(1, {0, 1}), testing::IsEmpty());
+  }
 }
 
 TEST(SliceGrid, IsEmptyWhereNothingCanBeTakenApart) {

@@ -167,7 +167,7 @@ TEST(DamageMap, FillsTheDamagedSlicesOnly) {
   grid.rowLines = 32;
   grid.lastRowShare = 0.5;
   grid.quantisers = grid.bytes = {1, 2, 3, 4, 5, 6};
-  const std::string html = DamageMapHtml("Frame 4", grid, {{1, 2, 1, 500}});
+  const std::string html = DamageMapHtml("Frame 4", grid, {{1, 2, 1, 500, {4, 2}}});
   EXPECT_EQ(CountOf(html, "<rect"), 1u);
   EXPECT_THAT(html, HasSubstr("viewBox=\"0 0 96 80\""));
   EXPECT_THAT(html, HasSubstr("<rect x=\"64\" y=\"64\" width=\"32\" height=\"32\""));

@@ -7,7 +7,7 @@
 #include <nlohmann/json.hpp>
 #include <vector>
 
-#include "check/Comparison.h"
+#include "check/VideoComparison.h"
 #include "format/PlanarPicture.h"
 #include "report/ComparisonReport.h"
 

@@ -6,7 +6,7 @@
 #include <nlohmann/json.hpp>
 
 #include "SyntheticFrame.h"
-#include "frames/HeaderCodes.h"
+#include "frames/FrameHeaders.h"
 #include "frames/StreamStatistics.h"
 #include "report/InspectionReport.h"
 

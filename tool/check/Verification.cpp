@@ -7,7 +7,8 @@
 
 #include "base/Errors.h"
 #include "base/Interrupt.h"
-#include "frames/StreamHeaders.h"
+#include "frames/FrameHeaders.h"
+#include "media/RangeReader.h"
 #include "media/sound/SideTracks.h"
 #include "run/ElementTeam.h"
 #include "run/OrderedPipeline.h"
@@ -15,9 +16,9 @@
 namespace vixprores {
 namespace {
 
-// A frame on its way from the reader to the result.
+// A frame between the reader and the result.
 struct Item {
-  DamagedFrame frame;  // whether or not it is damaged
+  DamagedFrame frame;  // damaged or not
   std::shared_ptr<vix::IBuffer> bytes;
 };
 
@@ -62,14 +63,14 @@ class Run {
   }
 
  private:
-  // Only what is wrong with it is of interest.
+  // Drops the sound that was read and keeps the damage found in it.
   void DropSound() {
     SideTracks* const side = reader_.GetSideTracks();
     if (!side) return;
     side->TakeSound();
     const std::vector<SoundDamage>& damage = side->GetSoundDamage();
-    std::vector<SoundDamage>& told = result_.soundDamage;
-    told.insert(told.end(), damage.begin() + std::ssize(told), damage.end());
+    std::vector<SoundDamage>& known = result_.soundDamage;
+    known.insert(known.end(), damage.begin() + std::ssize(known), damage.end());
   }
 
   FrameReader& reader_;
@@ -88,7 +89,8 @@ void VerifyFrames(FrameReader& reader, int threads, const VerificationEvents& ev
   stages.read = [&run] { return run.Read(); };
   stages.process = [](Item& item, unsigned /*worker*/) {
     if (!item.bytes) return;
-    // What is seen in the frame explains more than that its checksum differs.
+    // The reader's fault (a differing checksum) explains less than those in the frame: it goes
+    // last.
     FrameCheck check = CheckFrame(BytesOf(*item.bytes));
     check.Add(std::exchange(item.frame.check, {}));
     item.frame.check = std::move(check);
@@ -100,6 +102,57 @@ void VerifyFrames(FrameReader& reader, int threads, const VerificationEvents& ev
   stages.stopReading = RequestInterrupt;
   const unsigned workers = ShareThreads(threads, reader.GetFrameCount()).elements;
   OrderedPipeline<Item>(stages, workers, std::size_t{2} * workers).Run();
+}
+
+StreamStatistics DescribeInput(const FrameReader& reader) {
+  StreamStatistics stream;
+  stream.name = reader.GetName();
+  stream.format = reader.GetFormat();
+  stream.container = reader.GetContainerFormat();
+  stream.timecode = reader.GetTimecode();
+  stream.framesInFile = reader.GetFrameCount();
+  stream.targetBytes = FindTargetBytes(stream.format);
+  return stream;
+}
+
+void InspectFrames(FrameReader& reader, const std::optional<FrameRange>& range, bool listSlices,
+                   StreamStatistics& stream, NotableFrames& notable) {
+  RangeReader frames(reader, range);
+  for (;;) {
+    std::optional<NumberedFrame> frame;
+    try {
+      frame = frames.Read();
+    } catch (const FrameFailure& failure) {
+      AddMissing(stream, failure);
+      continue;
+    }
+    if (!frame) return;
+    const auto bytes = BytesOf(*frame->data);
+    const FrameStructure structure = ReadFrameStructure(bytes);
+    FrameStatistics statistics = MeasureFrame(structure, bytes);
+    statistics.number = frame->number;
+    statistics.offset = frame->offset;
+    if (statistics.fault.empty()) statistics.fault = frame->fault;
+    if (listSlices) statistics.sliceList = ListSlices(structure);
+    notable.Add(*frame, statistics);
+    AddFrame(stream, structure, std::move(statistics));
+  }
+}
+
+void VerifiedStream::Add(const DamagedFrame& frame, std::span<const std::uint8_t> bytes) {
+  FrameStatistics seen;
+  seen.number = frame.place.number;
+  seen.count = frame.place.count;
+  seen.offset = frame.place.offset;
+  seen.isThere = !bytes.empty();
+  seen.bytes = bytes.size();
+  seen.fault = frame.check.Describe();
+  if (seen.isThere) statistics.bytes.Add(static_cast<double>(seen.bytes));
+  if (!frame.check.IsIntact()) statistics.faulty += seen.count;
+  statistics.frames.push_back(std::move(seen));
+  if (frame.check.IsIntact() && !statistics.header) statistics.header = ParseHeader(bytes);
+  if (frame.check.slices.empty() || maps.size() == kMostMaps) return;
+  maps.push_back({frame.place, LayOutSlices(ReadFrameStructure(bytes)), frame.check.slices});
 }
 
 }  // namespace vixprores

@@ -3,58 +3,93 @@
 #define TOOL_CHECK_VERIFICATION_H
 
 /// @file
-/// Whether all frames of a stream are there and intact.
+/// Verification and inspection: reading a ProRes stream frame by frame and reporting on it.
 
+#include <cstddef>
 #include <cstdint>
 #include <functional>
+#include <optional>
 #include <span>
 #include <string>
 #include <vector>
 
 #include "format/FramePlace.h"
 #include "format/SoundDamage.h"
+#include "format/Values.h"
 #include "frames/FrameCheck.h"
+#include "frames/FrameStructure.h"
+#include "frames/StreamStatistics.h"
 #include "media/FrameReader.h"
 
 namespace vixprores {
 
-/// A frame that is not intact, or several that are missing for one reason.
+/// A damaged frame, or several that are missing for one reason.
 struct DamagedFrame {
   FramePlace place;
   FrameCheck check;
 };
 
-/// What became of one file.
+/// Result of verifying one file.
 struct Verification {
   std::string file;
-  std::string error;        ///< why it could not be read, or not to its end; empty = it could
-  std::int64_t frames = 0;  ///< missing ones included
-  std::int64_t damagedFrames = 0;  ///< likewise
+  std::string error;               ///< why reading failed or ended early; empty = it did not
+  std::int64_t frames = 0;         ///< missing ones included
+  std::int64_t damagedFrames = 0;  ///< missing ones included
   std::vector<DamagedFrame> damage;
   std::vector<SoundDamage> soundDamage;
-  std::string note;                ///< as FrameReader::GetEndNote() says; empty = nothing
-  std::vector<std::string> index;  ///< what the index has lost, as FindIndexFaults() says it
+  std::string note;                ///< FrameReader::GetEndNote(); empty = none
+  std::vector<std::string> index;  ///< faults of the index, from FindIndexFaults()
 
   bool IsIntact() const {
     return error.empty() && damagedFrames == 0 && soundDamage.empty() && index.empty();
   }
 };
 
-/// What is told while a stream is being verified; called by one thread at a time.
+/// Callbacks of a verification; only one thread at a time calls them.
 struct VerificationEvents {
-  /// Of every frame, whether or not it is damaged, in their order; no bytes of what could not be
-  /// read. May be empty.
+  /// Every frame in order, damaged or not; no bytes if it could not be read. May be empty.
   std::function<void(const DamagedFrame&, std::span<const std::uint8_t> bytes)> checked;
   std::function<void(const DamagedFrame&)> damaged;
-  std::function<void(std::int64_t frames, std::uint64_t bytes)> progress;  ///< of both so far
+  /// Frames and bytes so far.
+  std::function<void(std::int64_t frames, std::uint64_t bytes)> progress;
 };
 
-/// Checks every frame that is left in `reader`, several side by side, and adds to `result` what it
-/// finds, in the order of the frames.
+/// Checks the remaining frames of `reader` on several threads and adds the findings to `result`, in
+/// the order of the frames.
 /// @param threads 0 = one per processor
-/// @throws Failure, Interrupted when the reader cannot go on; the frames before are in `result`
+/// @throws Failure, Interrupted if the reader cannot continue; `result` holds the frames before
 void VerifyFrames(FrameReader& reader, int threads, const VerificationEvents& events,
                   Verification& result);
+
+/// Starts the statistics of a stream with what its reader knows.
+StreamStatistics DescribeInput(const FrameReader& reader);
+
+/// Adds the frames of a range, or all frames, to the statistics.
+/// @param listSlices keep the slices of each frame
+/// @throws Failure, Interrupted if the reader cannot continue; `stream` holds the frames before
+void InspectFrames(FrameReader& reader, const std::optional<FrameRange>& range, bool listSlices,
+                   StreamStatistics& stream, NotableFrames& notable);
+
+/// A frame with damaged slices and the grid of all its slices.
+struct DamageMap {
+  FramePlace place;
+  SliceGrid grid;
+  std::vector<DamagedSlice> damaged;
+};
+
+/// Everything that a page shows about a stream that is being verified.
+struct VerifiedStream {
+  static constexpr std::size_t kMostMaps = 6;
+
+  explicit VerifiedStream(const FrameReader& reader) : statistics(DescribeInput(reader)) {}
+
+  /// Adds a frame; takes the arguments of VerificationEvents::checked.
+  void Add(const DamagedFrame& frame, std::span<const std::uint8_t> bytes);
+
+  /// Format, header of the first intact frame, sizes and faults; no slices and no quantisers.
+  StreamStatistics statistics;
+  std::vector<DamageMap> maps;  ///< of the first frames with damaged slices, at most kMostMaps
+};
 
 }  // namespace vixprores
 

@@ -3,18 +3,15 @@
 #include <exception>
 #include <memory>
 #include <optional>
-#include <span>
 #include <string>
 #include <utility>
 
 #include "base/Text.h"
+#include "check/Verification.h"
 #include "cli/BindOptions.h"
 #include "cli/Commands.h"
 #include "cli/PagePictures.h"
-#include "frames/NotableFrames.h"
-#include "frames/StreamStatistics.h"
 #include "media/OutputFile.h"
-#include "media/RangeReader.h"
 #include "report/InspectionPage.h"
 #include "report/InspectionReport.h"
 #include "report/Report.h"
@@ -49,30 +46,6 @@ Command Describe(InspectOptions& options) {
   return command;
 }
 
-void Gather(const InspectOptions& options, FrameReader& reader, StreamStatistics& stream,
-            NotableFrames& notable) {
-  RangeReader frames(reader, options.frames);
-  for (;;) {
-    std::optional<NumberedFrame> frame;
-    try {
-      frame = frames.Read();
-    } catch (const FrameFailure& failure) {
-      AddMissing(stream, failure);
-      continue;
-    }
-    if (!frame) return;
-    const std::span<const std::uint8_t> bytes(frame->data->GetData(), frame->data->GetSize());
-    const FrameStructure structure = ReadFrameStructure(bytes);
-    FrameStatistics statistics = MeasureFrame(structure, bytes);
-    statistics.number = frame->number;
-    statistics.offset = frame->offset;
-    if (statistics.fault.empty()) statistics.fault = reader.GetFrameFault();
-    if (options.slices) statistics.sliceList = ListSlices(structure);
-    notable.Add(*frame, statistics);
-    AddFrame(stream, structure, std::move(statistics));
-  }
-}
-
 void WritePage(std::unique_ptr<FrameReader> reader, const StreamStatistics& stream,
                const NotableFrames& notable, OutputFile& file) {
   PictureSource source(std::move(reader), ShareThreads(0, 1));
@@ -91,7 +64,7 @@ int Inspect(const InspectOptions& options) {
   StreamStatistics stream = DescribeInput(*reader);
   NotableFrames notable;
   try {
-    Gather(options, *reader, stream, notable);
+    InspectFrames(*reader, options.frames, options.slices, stream, notable);
   } catch (const std::exception& error) {
     // What was found up to there is told all the same.
     stream.failure = error.what();

@@ -8,7 +8,7 @@
 #include <vector>
 
 #include "check/VideoComparison.h"
-#include "frames/NotableFrames.h"
+#include "frames/StreamStatistics.h"
 #include "report/ComparisonPage.h"
 #include "run/PictureSource.h"
 

@@ -13,7 +13,7 @@
 #include "base/Interrupt.h"
 #include "base/Text.h"
 #include "check/Verification.h"
-#include "check/VerifiedStream.h"
+#include "check/Verification.h"
 #include "cli/BindOptions.h"
 #include "cli/Commands.h"
 #include "media/InputFile.h"

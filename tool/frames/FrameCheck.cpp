@@ -15,7 +15,7 @@ namespace {
 
 using Bytes = std::span<const std::uint8_t>;
 
-// Bytes from one place to another, of which either may lie outside.
+// Returns the part of `bytes` between two offsets, either of which may lie behind the end.
 Bytes Between(Bytes bytes, std::size_t begin, std::size_t end) {
   begin = std::min(begin, bytes.size());
   return bytes.subspan(begin, std::clamp(end, begin, bytes.size()) - begin);
@@ -26,7 +26,7 @@ std::size_t EndOf(const PictureStructure& picture) {
 }
 
 bool HasIntactCodewords(const SliceStructure& slice, prores::ChromaFormat chroma) {
-  // Zero between calls: each clears what it wrote.
+  // All zero between calls.
   thread_local std::array<std::int16_t, prores::kMaxSliceBlocks * prores::kBlockSamples> values{};
   Bytes data = slice.bytes.subspan(slice.header.headerBytes);
   for (unsigned component = 0; component < prores::kComponents; ++component) {
@@ -41,7 +41,7 @@ bool HasIntactCodewords(const SliceStructure& slice, prores::ChromaFormat chroma
   return true;
 }
 
-// What lies outside the picture is not decoded.
+// Decoders ignore rows outside the picture.
 bool IsDecoded(const PictureStructure& picture, const SliceStructure& slice) {
   return slice.row < picture.geometry.MacroblockRows();
 }
@@ -52,7 +52,7 @@ void CheckSlices(const FrameStructure& frame, unsigned index, FrameCheck& check)
   for (const SliceStructure& slice : picture.slices) {
     if (!IsDecoded(picture, slice)) continue;
     if (!slice.intact || !HasIntactCodewords(slice, frame.header.chromaFormat)) {
-      check.slices.push_back({index, slice.row, slice.index, slice.offset});
+      check.slices.push_back({index, slice.row, slice.index, slice.offset, slice.span});
     } else if (slice.header.quantizationIndex < prores::kMinQuantizationIndex ||
                slice.header.quantizationIndex > prores::kMaxQuantizationIndex) {
       ++strayQuantisers;
@@ -64,7 +64,7 @@ void CheckSlices(const FrameStructure& frame, unsigned index, FrameCheck& check)
   }
 }
 
-// Between the parts of a frame nothing but zeros may stand.
+// Checks that all bytes between the parts of the frame are zero.
 void CheckGaps(Bytes bytes, const FrameStructure& frame, FrameCheck& check) {
   for (std::size_t i = 0; i < frame.pictures.size(); ++i) {
     const PictureStructure& picture = frame.pictures[i];

@@ -3,7 +3,7 @@
 #define TOOL_FRAMES_FRAMECHECK_H
 
 /// @file
-/// Whether a frame is what an encoder wrote, as far as the frame itself can tell.
+/// Detects damage of a frame from its own bytes.
 
 #include <cstddef>
 #include <cstdint>
@@ -11,36 +11,37 @@
 #include <string>
 #include <vector>
 
+#include "bitstream/SliceLayout.h"
+
 namespace vixprores {
 
-/// A slice whose header or codewords do not fit it; decoders conceal it.
+/// A slice whose header or codewords do not fit its bytes; decoders conceal it.
 struct DamagedSlice {
-  unsigned picture = 0;     ///< 0, or 1 = the second field
-  std::uint32_t row = 0;    ///< macroblock row in its picture
-  std::uint32_t index = 0;  ///< in that row, from the left
-  std::size_t offset = 0;   ///< from the first byte of the frame
+  unsigned picture = 0;      ///< 0, or 1 = the second field
+  std::uint32_t row = 0;     ///< macroblock row in its picture
+  std::uint32_t index = 0;   ///< in that row, from the left
+  std::size_t offset = 0;    ///< from the first byte of the frame
+  prores::SliceSpan span{};  ///< macroblocks in that row
 };
 
-/// What is wrong with a frame.
+/// Faults of a frame.
 struct FrameCheck {
-  /// Each a few words to go behind the frame's number. Whoever knows more of the frame, such as its
-  /// checksum, adds to them.
+  /// Each continues "frame N: ". Callers add faults known from elsewhere, such as a wrong checksum.
   std::vector<std::string> faults;
-  /// As many as the codec library conceals, where it decodes the frame at all.
+  /// The slices that the codec library conceals, if it decodes the frame at all.
   std::vector<DamagedSlice> slices;
 
   bool IsIntact() const { return faults.empty() && slices.empty(); }
-  /// What another check of the same frame has found is added.
+  /// Adds the findings of another check of the same frame.
   void Add(FrameCheck other);
-  /// The faults, and how many slices are damaged; empty for an intact frame.
+  /// Returns the faults and the number of damaged slices in words; empty if the frame is intact.
   std::string Describe() const;
 };
 
-/// Checks headers, sizes and slices, and reads every codeword. Whatever the bytes are, nothing
-/// outside them is read. May be called from any thread.
+/// Checks headers, sizes and slices, and decodes every codeword. Accepts any bytes, on any thread.
 FrameCheck CheckFrame(std::span<const std::uint8_t> frame);
 
-/// True where all bytes are zero, as those between the parts of a frame are.
+/// Returns whether all bytes are zero, as padding between the parts of a frame is.
 bool IsPadding(std::span<const std::uint8_t> bytes);
 
 }  // namespace vixprores

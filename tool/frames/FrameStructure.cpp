@@ -31,7 +31,7 @@ void AddSlices(prores::SliceRow row, std::uint32_t number, const prores::SliceLa
   }
 }
 
-// Takes one picture off the front of `pictures`. Returns what is wrong with it.
+// Parses the picture at the front of `pictures` and removes it from there. Returns its fault.
 std::string ReadPicture(unsigned index, std::span<const std::uint8_t> frame,
                         std::span<const std::uint8_t>& pictures, FrameStructure& structure) {
   const std::string name = "picture " + std::to_string(index + 1);
@@ -60,6 +60,36 @@ std::string ReadPicture(unsigned index, std::span<const std::uint8_t> frame,
                                             : Explain(status, "slice table of " + name);
 }
 
+// Returns the part of the last of `count` units of `size` that `length` fills.
+double ShareOfLast(std::uint32_t length, std::uint32_t count, std::uint32_t size) {
+  const double rest = length - (count - 1.0) * size;
+  return std::clamp(rest / size, 0.0, 1.0);
+}
+
+// Sets the columns from the picture with the most of them. Slice widths are powers of two, so that
+// each of its slices lies inside one slice of the other picture.
+void SetColumns(const FrameStructure& frame, SliceGrid& grid) {
+  const auto& finest = *std::ranges::max_element(frame.pictures, {}, [](const auto& picture) {
+    return picture.slices.empty() ? 0 : picture.slicesPerRow;
+  });
+  if (finest.slices.empty()) return;
+  for (std::uint32_t i = 0; i < finest.slicesPerRow; ++i) {
+    grid.columns.push_back(finest.slices[i].span);
+  }
+  grid.macroblocks = grid.columns.back().firstMacroblock + grid.columns.back().macroblocks;
+}
+
+void AddToGrid(const SliceStructure& slice, SliceGrid& grid, std::vector<unsigned>& intact) {
+  for (const std::size_t cell : grid.FindCells(slice.row, slice.span)) {
+    const double share = static_cast<double>(grid.columns[cell % grid.columns.size()].macroblocks) /
+                         slice.span.macroblocks;
+    grid.bytes[cell] += static_cast<double>(slice.bytes.size()) * share;
+    if (!slice.intact) continue;
+    grid.quantisers[cell] += slice.header.quantizationIndex;
+    ++intact[cell];
+  }
+}
+
 }  // namespace
 
 std::size_t FrameStructure::CountDamagedSlices() const {
@@ -86,6 +116,43 @@ FrameStructure ReadFrameStructure(std::span<const std::uint8_t> frame) {
     if (!structure.fault.empty()) break;
   }
   return structure;
+}
+
+std::vector<std::size_t> SliceGrid::FindCells(std::uint32_t row,
+                                              const prores::SliceSpan& span) const {
+  std::vector<std::size_t> cells;
+  if (row >= rows) return cells;
+  const auto* const end = columns.data() + columns.size();
+  const auto* column = std::ranges::lower_bound(columns.data(), end, span.firstMacroblock, {},
+                                                &prores::SliceSpan::firstMacroblock);
+  for (; column < end && column->firstMacroblock < span.firstMacroblock + span.macroblocks;
+       ++column) {
+    cells.push_back(row * columns.size() + static_cast<std::size_t>(column - columns.data()));
+  }
+  return cells;
+}
+
+SliceGrid LayOutSlices(const FrameStructure& frame) {
+  SliceGrid grid;
+  if (!frame.pictures.empty()) SetColumns(frame, grid);
+  if (grid.columns.empty()) return grid;
+  for (const PictureStructure& picture : frame.pictures) {
+    grid.rows = std::max(grid.rows, picture.geometry.MacroblockRows());
+  }
+  grid.rowLines = prores::kMacroblockSize * frame.pictures.front().geometry.lineStep;
+  grid.lastRowShare = ShareOfLast(frame.header.height, grid.rows, grid.rowLines);
+  grid.lastMacroblockShare =
+      ShareOfLast(frame.header.width, grid.macroblocks, prores::kMacroblockSize);
+  grid.quantisers.resize(grid.Count());
+  grid.bytes.resize(grid.Count());
+  std::vector<unsigned> intact(grid.Count());
+  for (const PictureStructure& picture : frame.pictures) {
+    for (const SliceStructure& slice : picture.slices) AddToGrid(slice, grid, intact);
+  }
+  for (std::size_t i = 0; i < grid.Count(); ++i) {
+    if (intact[i] > 0) grid.quantisers[i] /= intact[i];
+  }
+  return grid;
 }
 
 }  // namespace vixprores

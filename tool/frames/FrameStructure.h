@@ -3,7 +3,7 @@
 #define TOOL_FRAMES_FRAMESTRUCTURE_H
 
 /// @file
-/// What a ProRes frame is made of: headers, pictures and slices, without decoding any of them.
+/// The structure of a ProRes frame: headers, pictures and slices, without decoding them.
 
 #include <cstddef>
 #include <cstdint>
@@ -26,7 +26,7 @@ struct SliceStructure {
   prores::SliceSpan span{};             ///< macroblocks in that row
   std::size_t offset = 0;               ///< from the first byte of the frame
   std::span<const std::uint8_t> bytes;  ///< header and components
-  bool intact = false;                  ///< header and components fit the bytes
+  bool intact = false;                  ///< header and component sizes fit the bytes
   prores::SliceHeader header{};         ///< of an intact one
 };
 
@@ -35,28 +35,49 @@ struct PictureStructure {
   std::size_t offset = 0;  ///< of its header, from the first byte of the frame
   prores::PictureHeader header;
   prores::PictureGeometry geometry{};
-  std::uint32_t rows = 0;  ///< macroblock rows that are coded
+  std::uint32_t rows = 0;  ///< coded macroblock rows
   std::uint32_t slicesPerRow = 0;
   std::vector<SliceStructure> slices;  ///< row by row from the left
 };
 
 /// One frame with its prefix. Borrows its bytes.
 struct FrameStructure {
-  /// Why the frame cannot be taken apart any further; empty when it could be, to its end. What was
-  /// found before stands in the other members.
+  /// Why parsing stopped early; empty = it reached the end. The other members hold what was parsed.
   std::string fault;
-  bool hasHeader = false;         ///< the frame header could be read
+  bool hasHeader = false;         ///< the frame header is valid
   std::uint32_t statedBytes = 0;  ///< frame_size
   prores::FrameHeader header;
   std::size_t headerBytes = 0;  ///< prefix and frame header
   std::vector<PictureStructure> pictures;
 
-  /// Slices whose headers do not fit them.
+  /// Returns the number of slices whose headers do not fit their bytes.
   std::size_t CountDamagedSlices() const;
 };
 
-/// Takes a frame apart. Whatever the bytes are, nothing outside them is read.
+/// Parses a frame of any content.
 FrameStructure ReadFrameStructure(std::span<const std::uint8_t> frame);
+
+/// The slices of a frame by their place in the picture, both fields in one grid: bytes are added,
+/// quantisers averaged. Where the fields are divided differently the columns are the narrower ones,
+/// and a wider slice counts in each column that it covers.
+struct SliceGrid {
+  std::vector<prores::SliceSpan> columns;  ///< of each row, from the left
+  std::uint32_t rows = 0;
+  std::uint32_t rowLines = 0;      ///< lines of the frame in a row
+  std::uint32_t macroblocks = 0;   ///< of each row
+  double lastRowShare = 1;         ///< part of the last row's lines that is inside the picture
+  double lastMacroblockShare = 1;  ///< part of the last macroblock's columns that is
+  std::vector<double> quantisers;  ///< row by row; 0 = no intact slice
+  std::vector<double> bytes;       ///< row by row
+
+  std::size_t Count() const { return columns.size() * rows; }
+  /// Returns the cells of a slice as indices of `quantisers` and `bytes`; none if its row is coded
+  /// but not shown.
+  std::vector<std::size_t> FindCells(std::uint32_t row, const prores::SliceSpan& span) const;
+};
+
+/// Returns an empty grid if no slice could be located.
+SliceGrid LayOutSlices(const FrameStructure& frame);
 
 }  // namespace vixprores
 

@@ -5,7 +5,7 @@
 #include <utility>
 
 #include "format/ColourNames.h"
-#include "frames/HeaderCodes.h"
+#include "frames/FrameHeaders.h"
 
 namespace vixprores {
 namespace {

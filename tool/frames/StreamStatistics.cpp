@@ -7,12 +7,35 @@
 
 #include "ProRes/ProRes.h"
 #include "format/ColourNames.h"
-#include "frames/HeaderCodes.h"
 
 namespace vixprores {
 namespace {
 
-// A property of frame headers that is watched through the stream.
+std::string FindFault(const FrameStructure& structure, std::size_t bytes) {
+  if (!structure.fault.empty()) return structure.fault;
+  if (structure.statedBytes > bytes) {
+    return "states " + std::to_string(structure.statedBytes) + " bytes, of which " +
+           std::to_string(bytes) + " are there";
+  }
+  const std::size_t damaged = structure.CountDamagedSlices();
+  if (damaged == 0) return {};
+  return std::to_string(damaged) + (damaged == 1 ? " slice" : " slices") +
+         " whose header does not fit the bytes";
+}
+
+void AddSlice(const SliceStructure& slice, FrameStatistics& frame) {
+  ++frame.slices;
+  if (!slice.intact) return;
+  frame.quantisers.Add(slice.header.quantizationIndex);
+  std::size_t known = slice.header.headerBytes;
+  for (std::size_t i = 0; i < frame.componentBytes.size(); ++i) {
+    frame.componentBytes[i] += slice.header.componentBytes[i];
+    known += slice.header.componentBytes[i];
+  }
+  frame.alphaBytes += slice.bytes.size() - known;
+}
+
+// A property of frame headers whose changes are reported.
 struct WatchedProperty {
   const char* name;
   std::string (*describe)(const prores::FrameHeader&);
@@ -73,12 +96,33 @@ void WatchHeader(StreamStatistics& stream, const prores::FrameHeader& header, st
   }
 }
 
-// The library writes codes with their first character in the most significant byte.
+// The codec library has the first character of a code in the most significant byte.
 std::uint32_t ToCodecType(vix::FourCC code) {
   return __builtin_bswap32(code);
 }
 
 }  // namespace
+
+std::vector<SliceStatistics> ListSlices(const FrameStructure& structure) {
+  std::vector<SliceStatistics> list;
+  for (std::uint32_t i = 0; i < structure.pictures.size(); ++i) {
+    for (const SliceStructure& slice : structure.pictures[i].slices) {
+      list.push_back({i, slice.row, slice.index, slice.span, slice.offset, slice.bytes.size(),
+                      slice.intact, slice.header});
+    }
+  }
+  return list;
+}
+
+FrameStatistics MeasureFrame(const FrameStructure& structure, std::span<const std::uint8_t> frame) {
+  FrameStatistics statistics;
+  statistics.bytes = frame.size();
+  statistics.fault = FindFault(structure, frame.size());
+  for (const PictureStructure& picture : structure.pictures) {
+    for (const SliceStructure& slice : picture.slices) AddSlice(slice, statistics);
+  }
+  return statistics;
+}
 
 std::optional<std::uint32_t> FindTargetBytes(const StreamFormat& format) {
   std::uint32_t largest = 0;
@@ -90,17 +134,6 @@ std::optional<std::uint32_t> FindTargetBytes(const StreamFormat& format) {
 
 double StreamStatistics::MegabitsPerSecond() const {
   return 8 * bytes.GetMean() * format.rate.numerator / format.rate.denominator / 1e6;
-}
-
-StreamStatistics DescribeInput(const FrameReader& reader) {
-  StreamStatistics stream;
-  stream.name = reader.GetName();
-  stream.format = reader.GetFormat();
-  stream.container = reader.GetContainerFormat();
-  stream.timecode = reader.GetTimecode();
-  stream.framesInFile = reader.GetFrameCount();
-  stream.targetBytes = FindTargetBytes(stream.format);
-  return stream;
 }
 
 void AddMissing(StreamStatistics& stream, const FrameFailure& failure) {
@@ -135,6 +168,33 @@ void AddFrame(StreamStatistics& stream, const FrameStructure& frame, FrameStatis
   }
   if (!statistics.fault.empty()) ++stream.faulty;
   stream.frames.push_back(std::move(statistics));
+}
+
+void NotableFrames::Add(const NumberedFrame& frame, const FrameStatistics& statistics) {
+  if (!statistics.fault.empty()) return;
+  const auto bytes = static_cast<double>(statistics.bytes);
+  const std::array values{bytes, -bytes, statistics.quantisers.GetMean()};
+  for (std::size_t i = 0; i < values.size(); ++i) {
+    if (records_[i].frame.data && records_[i].value >= values[i]) continue;
+    records_[i].value = values[i];
+    records_[i].frame = frame;
+  }
+}
+
+std::vector<NotableFrames::Notable> NotableFrames::List() const {
+  std::vector<Notable> list;
+  for (const Record& record : records_) {
+    if (!record.frame.data) continue;
+    const auto known = std::ranges::find_if(list, [&record](const Notable& notable) {
+      return notable.frame.number == record.frame.number;
+    });
+    if (known != list.end()) {
+      known->reasons.emplace_back(record.reason);
+    } else {
+      list.push_back({{record.reason}, record.frame});
+    }
+  }
+  return list;
 }
 
 }  // namespace vixprores

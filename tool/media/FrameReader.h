@@ -7,10 +7,10 @@
 #include <optional>
 #include <string>
 
-#include "format/FrameTimes.h"
+#include "format/FramePlace.h"
 #include "format/StreamFormat.h"
 #include "format/Timecode.h"
-#include "frames/StreamHeaders.h"
+#include "frames/FrameHeaders.h"
 #include "vix/Buffers.h"
 
 namespace vixprores {

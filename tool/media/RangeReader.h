@@ -8,6 +8,7 @@
 #include <string>
 
 #include "format/Values.h"
+#include "frames/FrameHeaders.h"
 #include "media/FrameReader.h"
 
 namespace vixprores {
@@ -15,14 +16,6 @@ namespace vixprores {
 /// Fails with a Failure that says how many frames `name` has, and which ones --frames asks for.
 [[noreturn]] void FailPastTheEnd(const std::string& name, const FrameRange& range,
                                  std::int64_t count);
-
-/// A frame as its reader gave it.
-struct NumberedFrame {
-  std::int64_t number = 0;             ///< in the input, from 0
-  std::optional<std::int64_t> offset;  ///< in the input, in bytes; none = unknown
-  std::shared_ptr<vix::IBuffer> data;
-  std::string fault = {};  ///< as FrameReader::GetFrameFault() says
-};
 
 /// Hands out the frames of a range, or all of them. Used by one thread at a time.
 class RangeReader {

@@ -9,7 +9,7 @@
 #include "bitstream/PictureGeometry.h"
 #include "frames/FrameCheck.h"
 #include "frames/FrameStructure.h"
-#include "frames/StreamHeaders.h"
+#include "frames/FrameHeaders.h"
 
 namespace vixprores {
 namespace {

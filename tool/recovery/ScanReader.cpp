@@ -6,8 +6,7 @@
 
 #include "base/Errors.h"
 #include "base/Text.h"
-#include "frames/HeaderCodes.h"
-#include "frames/StreamHeaders.h"
+#include "frames/FrameHeaders.h"
 
 namespace vixprores {
 

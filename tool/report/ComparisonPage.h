@@ -6,7 +6,7 @@
 #include <string>
 #include <vector>
 
-#include "check/Comparison.h"
+#include "check/VideoComparison.h"
 #include "report/InspectionPage.h"
 
 namespace vixprores {

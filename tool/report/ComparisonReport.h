@@ -4,7 +4,7 @@
 
 #include <string>
 
-#include "check/Comparison.h"
+#include "check/VideoComparison.h"
 
 namespace vixprores {
 

@@ -127,8 +127,9 @@ Json CellsJson(const SliceGrid& grid) {
 Json DamageJson(const SliceGrid& grid, const std::vector<DamagedSlice>& damaged) {
   Json json = Json::object();
   for (const DamagedSlice& slice : damaged) {
-    json[std::to_string(slice.row * grid.columns.size() + slice.index)].push_back(slice.picture +
-                                                                                  1);
+    for (const std::size_t cell : grid.FindCells(slice.row, slice.span)) {
+      json[std::to_string(cell)].push_back(slice.picture + 1);
+    }
   }
   return json;
 }
@@ -172,7 +173,7 @@ std::string Choice(const std::string& id, const std::string& value, const std::s
 
 // In pixels of the frame, across and down.
 std::string RectSvg(const SliceGrid& grid, const DamagedSlice& slice) {
-  const auto& span = grid.columns[slice.index];
+  const auto& span = slice.span;
   return "<rect x=\"" + std::to_string(prores::kMacroblockSize * span.firstMacroblock) + "\" y=\"" +
          std::to_string(grid.rowLines * slice.row) + "\" width=\"" +
          std::to_string(prores::kMacroblockSize * span.macroblocks) + "\" height=\"" +

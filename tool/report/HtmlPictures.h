@@ -8,7 +8,7 @@
 
 #include "format/RgbPicture.h"
 #include "frames/FrameCheck.h"
-#include "frames/SliceGrid.h"
+#include "frames/FrameStructure.h"
 
 namespace vixprores {
 

@@ -8,7 +8,7 @@
 #include <vector>
 
 #include "format/RgbPicture.h"
-#include "frames/SliceGrid.h"
+#include "frames/FrameStructure.h"
 #include "frames/StreamStatistics.h"
 #include "report/HtmlChart.h"
 #include "report/HtmlPage.h"

@@ -6,7 +6,7 @@
 #include <optional>
 #include <string>
 
-#include "check/VerifiedStream.h"
+#include "check/Verification.h"
 #include "report/HtmlPage.h"
 
 namespace vixprores {

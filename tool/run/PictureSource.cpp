@@ -8,7 +8,7 @@
 #include "base/Errors.h"
 #include "base/Text.h"
 #include "frames/FrameCheck.h"
-#include "frames/StreamHeaders.h"
+#include "frames/FrameHeaders.h"
 #include "run/DecoderWatch.h"
 
 namespace vixprores {

@@ -8,8 +8,7 @@
 #include "base/Interrupt.h"
 #include "format/Encodable.h"
 #include "frames/FrameCheck.h"
-#include "frames/FrameStamp.h"
-#include "frames/StreamHeaders.h"
+#include "frames/FrameHeaders.h"
 #include "run/DecoderWatch.h"
 #include "run/OrderedPipeline.h"
 
@@ -103,7 +102,7 @@ void TranscodeRun::Process(Frame& frame, unsigned element) {
   if (result_.IsRaw()) {
     ClearRowPadding(result_, buffer->GetData());
   } else {
-    StampFrameHeader(result_, *buffer);
+    StampFrameHeader(result_, {buffer->GetData(), buffer->GetSize()});
   }
   frame.resultBytes = buffer->GetSize();
   frame.result = writer_->Pack(sample);

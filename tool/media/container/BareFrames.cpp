@@ -11,7 +11,7 @@
 #include "bitstream/BigEndian.h"
 #include "bitstream/PictureGeometry.h"
 #include "bitstream/PictureHeader.h"
-#include "frames/StreamHeaders.h"
+#include "frames/FrameHeaders.h"
 
 namespace vixprores {
 namespace {

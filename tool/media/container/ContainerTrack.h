@@ -9,7 +9,7 @@
 #include <string>
 #include <vector>
 
-#include "format/FrameTimes.h"
+#include "format/FramePlace.h"
 #include "format/StreamFormat.h"
 #include "format/Timecode.h"
 #include "media/InputFile.h"

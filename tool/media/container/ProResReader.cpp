@@ -5,8 +5,7 @@
 #include <utility>
 
 #include "base/Errors.h"
-#include "frames/HeaderCodes.h"
-#include "frames/StreamHeaders.h"
+#include "frames/FrameHeaders.h"
 
 extern "C" {
 #include <libavcodec/avcodec.h>

@@ -1,0 +1,142 @@
+// SPDX-License-Identifier: BSD-2-Clause
+#include "frames/FrameHeaders.h"
+
+#include <algorithm>
+#include <iterator>
+
+namespace vixprores {
+namespace {
+
+struct RateCode {
+  Rational rate;
+  std::uint8_t code;
+};
+
+constexpr RateCode kRateCodes[] = {
+    {{24000, 1001}, 1}, {{24, 1}, 2},         {{25, 1}, 3},       {{30000, 1001}, 4},
+    {{30, 1}, 5},       {{50, 1}, 6},         {{60000, 1001}, 7}, {{60, 1}, 8},
+    {{100, 1}, 9},      {{120000, 1001}, 10}, {{120, 1}, 11},
+};
+
+bool AreEqual(Rational a, Rational b) {
+  return std::int64_t{a.numerator} * b.denominator == std::int64_t{b.numerator} * a.denominator;
+}
+
+// The products fit 32 bits because sides have 16 bits.
+Rational PixelOfPicture(std::int32_t across, std::int32_t down, const prores::FrameHeader& header) {
+  return Reduce({across * header.height, down * header.width});
+}
+
+int ToCodePoint(std::uint8_t headerValue) {
+  return headerValue == 0 ? 2 : headerValue;
+}
+
+// Returns aspect_ratio_information: 1 = square pixels, 2 = a 4:3 picture, 3 = a 16:9 picture.
+std::uint8_t AspectCode(const StreamFormat& format) {
+  const Rational& pixel = format.sampleAspect;
+  if (pixel.numerator == 0) return 0;
+  if (pixel.numerator == pixel.denominator) return 1;
+  // Sides have 16 bits and aspects 31: the products fit 64 bits.
+  const std::int64_t width = std::int64_t{format.width} * pixel.numerator;
+  const std::int64_t height = std::int64_t{format.height} * pixel.denominator;
+  if (width * 3 == height * 4) return 2;
+  return width * 9 == height * 16 ? 3 : 0;
+}
+
+}  // namespace
+
+std::optional<prores::FrameHeader> ParseHeader(std::span<const std::uint8_t> frame) {
+  prores::FrameHeader header;
+  std::span<const std::uint8_t> pictures;
+  const prores::Status status = prores::ParseFrameHeader(frame, header, pictures);
+  if (status != prores::Status::kSuccess) return std::nullopt;
+  return header;
+}
+
+Rational RateOfCode(std::uint8_t code) {
+  const auto* const found = std::ranges::find(kRateCodes, code, &RateCode::code);
+  return found == std::end(kRateCodes) ? Rational{0, 1} : found->rate;
+}
+
+std::uint8_t CodeOfRate(Rational rate) {
+  const auto* const found = std::ranges::find_if(
+      kRateCodes, [rate](const RateCode& entry) { return AreEqual(entry.rate, rate); });
+  return found == std::end(kRateCodes) ? std::uint8_t{0} : found->code;
+}
+
+Rational SampleAspectOf(const prores::FrameHeader& header) {
+  switch (header.aspectRatio) {
+    case 1:
+      return {1, 1};
+    case 2:
+      return PixelOfPicture(4, 3, header);
+    case 3:
+      return PixelOfPicture(16, 9, header);
+    default:
+      return {0, 1};
+  }
+}
+
+FieldOrder FieldOrderOf(prores::InterlaceMode mode) {
+  switch (mode) {
+    case prores::InterlaceMode::kTopFieldFirst:
+      return FieldOrder::TopFirst;
+    case prores::InterlaceMode::kBottomFieldFirst:
+      return FieldOrder::BottomFirst;
+    default:
+      return FieldOrder::Progressive;
+  }
+}
+
+Colour ColourOf(const prores::FrameHeader& header) {
+  return {ToCodePoint(header.colorPrimaries), ToCodePoint(header.transferCharacteristic),
+          ToCodePoint(header.matrixCoefficients), ColourRange::Unknown};
+}
+
+StreamFormat FormatOf(const prores::FrameHeader& header) {
+  StreamFormat format;
+  format.width = header.width;
+  format.height = header.height;
+  format.rate = RateOfCode(header.frameRate);
+  format.sampleAspect = SampleAspectOf(header);
+  format.fieldOrder = FieldOrderOf(header.interlaceMode);
+  format.colour = ColourOf(header);
+  format.is444 = header.chromaFormat == prores::ChromaFormat::k444;
+  format.hasAlpha = header.alphaType != prores::AlphaType::kNone;
+  return format;
+}
+
+std::optional<HeaderMismatch> FindMismatch(const prores::FrameHeader& header,
+                                           const StreamFormat& stream,
+                                           const HeaderDemands& demands) {
+  if (header.version != 0 && !demands.anyVersion) {
+    return HeaderMismatch{"has bitstream version " + std::to_string(header.version),
+                          "the decoder reads version 0"};
+  }
+  if (header.width != stream.width || header.height != stream.height) {
+    return HeaderMismatch{"is " + DescribeSize(header.width, header.height) +
+                              " although the stream began with " +
+                              DescribeSize(stream.width, stream.height),
+                          "decode the parts one by one with --frames"};
+  }
+  const bool isInterlaced = header.interlaceMode != prores::InterlaceMode::kProgressive;
+  if (demands.sameScan && isInterlaced != stream.IsInterlaced()) {
+    return HeaderMismatch{"is scanned otherwise than the first one", "leave out --skip-field"};
+  }
+  return std::nullopt;
+}
+
+void StampFrameHeader(const StreamFormat& format, std::span<std::uint8_t> frame) {
+  prores::FrameHeader header;
+  std::span<const std::uint8_t> pictures;
+  if (ParseFrameHeader(frame, header, pictures) != prores::Status::kSuccess) return;
+  if (FrameHeaderBytes(header) != frame.size() - pictures.size()) return;
+  header.colorPrimaries = static_cast<std::uint8_t>(format.colour.primaries);
+  header.transferCharacteristic = static_cast<std::uint8_t>(format.colour.transfer);
+  header.matrixCoefficients = static_cast<std::uint8_t>(format.colour.matrix);
+  header.frameRate = CodeOfRate(format.rate);
+  header.aspectRatio = AspectCode(format);
+  WriteFrameHeader(header, static_cast<std::uint32_t>(frame.size()), frame.data());
+}
+
+}  // namespace vixprores

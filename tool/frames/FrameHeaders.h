@@ -1,0 +1,75 @@
+// SPDX-License-Identifier: BSD-2-Clause
+#ifndef TOOL_FRAMES_FRAMEHEADERS_H
+#define TOOL_FRAMES_FRAMEHEADERS_H
+
+/// @file
+/// Frame headers (RDD 36, frame header semantics): their codes in the terms of a StreamFormat and
+/// back, and what the headers of one stream must have in common.
+
+#include <cstdint>
+#include <memory>
+#include <optional>
+#include <span>
+#include <string>
+
+#include "base/FramePool.h"
+#include "bitstream/FrameHeader.h"
+#include "format/StreamFormat.h"
+#include "vix/Buffers.h"
+
+namespace vixprores {
+
+/// A frame as its reader returned it.
+struct NumberedFrame {
+  std::int64_t number = 0;             ///< in the input, from 0
+  std::optional<std::int64_t> offset;  ///< in the input, in bytes; none = unknown
+  std::shared_ptr<vix::IBuffer> data;
+  std::string fault = {};  ///< what the container knows to be wrong with it; empty = nothing
+};
+
+/// Parses prefix and header of a frame; none if they are invalid.
+std::optional<prores::FrameHeader> ParseHeader(std::span<const std::uint8_t> frame);
+
+/// Returns the rate of a frame_rate_code; numerator 0 = unknown.
+Rational RateOfCode(std::uint8_t code);
+/// Returns the frame_rate_code of a rate; 0, unknown, if it has none.
+std::uint8_t CodeOfRate(Rational rate);
+
+/// Returns the pixel aspect that follows from aspect_ratio_information (square pixels, or a picture
+/// of 4:3 or 16:9) and the size; numerator 0 = unknown.
+Rational SampleAspectOf(const prores::FrameHeader& header);
+
+FieldOrder FieldOrderOf(prores::InterlaceMode mode);
+
+/// Returns the colour code points. The header has 0 for unknown as well, ISO/IEC 23091-2 only 2.
+Colour ColourOf(const prores::FrameHeader& header);
+
+/// Returns all that the header says about the stream; the code is left 0.
+StreamFormat FormatOf(const prores::FrameHeader& header);
+
+/// Requirements beside an unchanged size.
+struct HeaderDemands {
+  bool sameScan = false;    ///< reject a change between progressive and interlaced
+  bool anyVersion = false;  ///< accept bitstream version 1, which is valid but cannot be decoded
+};
+
+/// A difference between a frame and its stream that a decoder would not report.
+struct HeaderMismatch {
+  std::string found;   ///< continues "frame N ..."
+  std::string advice;  ///< what the user can do
+};
+
+/// Compares a header with its stream.
+/// @param stream format given by the first frame's header
+std::optional<HeaderMismatch> FindMismatch(const prores::FrameHeader& header,
+                                           const StreamFormat& stream,
+                                           const HeaderDemands& demands);
+
+/// Writes colour, frame rate and aspect of the stream into the header of an encoded frame, in
+/// place. The encoder element does not receive them and leaves them unspecified, and players prefer
+/// the frame's values to the container's. Leaves bytes that are no frame unchanged.
+void StampFrameHeader(const StreamFormat& format, std::span<std::uint8_t> frame);
+
+}  // namespace vixprores
+
+#endif  // TOOL_FRAMES_FRAMEHEADERS_H
