@@ -26,9 +26,11 @@
 ///
 /// The static target, that of the compiler's flags, is left to the plain forms.
 
-// One target for each SIMD CpuLevel; AVX-512 without VBMI2 takes the AVX2 forms.
+// One target for each SIMD CpuLevel; AVX-512 without VBMI2 takes the AVX2 forms. Highway gives
+// better targets lower bits, so the last term disables those that newer versions have above
+// AVX3_DL.
 #define HWY_WANT_AVX3_DL
-#define HWY_DISABLED_TARGETS (HWY_SSSE3 | HWY_AVX3)
+#define HWY_DISABLED_TARGETS (HWY_SSSE3 | HWY_AVX3 | (HWY_AVX3_DL - 1))
 #define HWY_DISABLE_PCLMUL_AES
 #define HWY_DISABLE_F16C
 
