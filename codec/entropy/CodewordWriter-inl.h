@@ -16,7 +16,7 @@
 #include <cstring>
 
 #include "entropy/BitAppender.h"
-#include "entropy/Codewords.h"
+#include "bitstream/Codewords.h"
 #include "entropy/EncoderCodewords-inl.h"
 #include "entropy/EncoderVectors-inl.h"
 

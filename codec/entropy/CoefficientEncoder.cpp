@@ -9,7 +9,7 @@
 
 #include "bitstream/BlockOrder.h"
 #include "entropy/BitWriter.h"
-#include "entropy/Codewords.h"
+#include "bitstream/Codewords.h"
 
 namespace prores {
 namespace {

@@ -6,7 +6,7 @@
 #include <limits>
 
 #include "bitstream/BlockOrder.h"
-#include "entropy/CodewordDecoding.h"
+#include "bitstream/CodewordDecoding.h"
 
 namespace prores {
 namespace {

@@ -18,7 +18,7 @@
 #include <span>
 
 #include "bitstream/BigEndian.h"
-#include "entropy/CoefficientDecoder.h"
+#include "bitstream/CoefficientDecoder.h"
 #include "entropy/DecodingTable.h"
 
 namespace prores {

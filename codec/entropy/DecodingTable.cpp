@@ -5,7 +5,7 @@
 #include <bit>
 #include <cstdlib>
 
-#include "entropy/CodewordDecoding.h"
+#include "bitstream/CodewordDecoding.h"
 
 namespace prores {
 namespace {

@@ -19,7 +19,7 @@
 #include <cstdint>
 #include <span>
 
-#include "entropy/Codewords.h"
+#include "bitstream/Codewords.h"
 
 namespace prores {
 

@@ -14,7 +14,7 @@
 #include <cstddef>
 #include <cstdint>
 
-#include "entropy/Codewords.h"
+#include "bitstream/Codewords.h"
 #include "entropy/EncoderLevels-inl.h"
 #include "entropy/EncoderTables.h"
 #include "entropy/EncoderVectors-inl.h"

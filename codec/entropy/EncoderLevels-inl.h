@@ -18,7 +18,7 @@
 #include <span>
 
 #include "bitstream/BlockOrder.h"
-#include "entropy/Codewords.h"
+#include "bitstream/Codewords.h"
 #include "entropy/EncoderTables.h"
 #include "entropy/EncoderVectors-inl.h"
 #include "entropy/SparseComponent.h"

@@ -10,7 +10,7 @@
 #include <cstddef>
 #include <cstdint>
 
-#include "entropy/Codewords.h"
+#include "bitstream/Codewords.h"
 
 namespace prores {
 

@@ -3,7 +3,7 @@
 
 #include <string>
 
-#include "entropy/Codewords.h"
+#include "bitstream/Codewords.h"
 
 namespace prores {
 namespace {

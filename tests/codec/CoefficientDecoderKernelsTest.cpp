@@ -11,8 +11,8 @@
 #include "bitstream/BlockOrder.h"
 #include "cpu/Kernels.h"
 #include "entropy/BitWriter.h"
-#include "entropy/Codewords.h"
-#include "entropy/CoefficientDecoder.h"
+#include "bitstream/Codewords.h"
+#include "bitstream/CoefficientDecoder.h"
 
 namespace prores {
 namespace {

@@ -7,7 +7,7 @@
 
 #include "ReferenceCodec.h"
 #include "WorkedExamples.h"
-#include "entropy/CoefficientDecoder.h"
+#include "bitstream/CoefficientDecoder.h"
 
 namespace prores {
 namespace {

@@ -4,7 +4,7 @@
 #include <algorithm>
 #include <vector>
 
-#include "entropy/CoefficientDecoder.h"
+#include "bitstream/CoefficientDecoder.h"
 #include "entropy/DecodingTable.h"
 
 namespace prores {

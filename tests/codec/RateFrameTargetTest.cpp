@@ -8,7 +8,7 @@
 #include <vector>
 
 #include "ProRes/ProRes.h"
-#include "entropy/Codewords.h"
+#include "bitstream/Codewords.h"
 #include "rate/FrameTarget.h"
 
 namespace prores {

@@ -7,7 +7,7 @@
 
 #include "base/Text.h"
 #include "bitstream/BlockOrder.h"
-#include "entropy/CoefficientDecoder.h"
+#include "bitstream/CoefficientDecoder.h"
 #include "frames/FrameStructure.h"
 
 namespace vixprores {

@@ -1,6 +1,6 @@
 // SPDX-License-Identifier: BSD-2-Clause
-#ifndef CODEC_ENTROPY_CODEWORDS_H
-#define CODEC_ENTROPY_CODEWORDS_H
+#ifndef CODEC_BITSTREAM_CODEWORDS_H
+#define CODEC_BITSTREAM_CODEWORDS_H
 
 /// @file
 /// The variable length codes of the coefficients and which of them applies when (RDD 36,
@@ -120,4 +120,4 @@ static_assert(CodewordOf(kCodes[kC202], 7) == Codeword{0b1000, 8});
 
 }  // namespace prores
 
-#endif  // CODEC_ENTROPY_CODEWORDS_H
+#endif  // CODEC_BITSTREAM_CODEWORDS_H

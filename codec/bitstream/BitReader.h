@@ -1,6 +1,6 @@
 // SPDX-License-Identifier: BSD-2-Clause
-#ifndef CODEC_ENTROPY_BITREADER_H
-#define CODEC_ENTROPY_BITREADER_H
+#ifndef CODEC_BITSTREAM_BITREADER_H
+#define CODEC_BITSTREAM_BITREADER_H
 
 #include <algorithm>
 #include <cstdint>
@@ -59,4 +59,4 @@ class BitReader {
 
 }  // namespace prores
 
-#endif  // CODEC_ENTROPY_BITREADER_H
+#endif  // CODEC_BITSTREAM_BITREADER_H

@@ -1,11 +1,11 @@
 // SPDX-License-Identifier: BSD-2-Clause
-#include "entropy/CoefficientDecoder.h"
+#include "bitstream/CoefficientDecoder.h"
 
 #include <limits>
 
-#include "entropy/BitReader.h"
-#include "entropy/CodewordDecoding.h"
-#include "entropy/Codewords.h"
+#include "bitstream/BitReader.h"
+#include "bitstream/CodewordDecoding.h"
+#include "bitstream/Codewords.h"
 
 namespace prores {
 namespace {

@@ -1,6 +1,6 @@
 // SPDX-License-Identifier: BSD-2-Clause
-#ifndef CODEC_ENTROPY_COEFFICIENTDECODER_H
-#define CODEC_ENTROPY_COEFFICIENTDECODER_H
+#ifndef CODEC_BITSTREAM_COEFFICIENTDECODER_H
+#define CODEC_BITSTREAM_COEFFICIENTDECODER_H
 
 #include <cstdint>
 #include <span>
@@ -46,4 +46,4 @@ void DecodeComponents(std::span<CodedComponent> components);
 
 }  // namespace prores
 
-#endif  // CODEC_ENTROPY_COEFFICIENTDECODER_H
+#endif  // CODEC_BITSTREAM_COEFFICIENTDECODER_H

@@ -1,6 +1,6 @@
 // SPDX-License-Identifier: BSD-2-Clause
-#ifndef CODEC_ENTROPY_CODEWORDDECODING_H
-#define CODEC_ENTROPY_CODEWORDDECODING_H
+#ifndef CODEC_BITSTREAM_CODEWORDDECODING_H
+#define CODEC_BITSTREAM_CODEWORDDECODING_H
 
 /// @file
 /// Reads any one codeword by its number of leading zeros.
@@ -10,7 +10,7 @@
 #include <cstddef>
 #include <cstdint>
 
-#include "entropy/Codewords.h"
+#include "bitstream/Codewords.h"
 
 namespace prores {
 
@@ -73,4 +73,4 @@ constexpr DecodedValue ReadCodeword(std::uint64_t window, CodeId code) {
 
 }  // namespace prores
 
-#endif  // CODEC_ENTROPY_CODEWORDDECODING_H
+#endif  // CODEC_BITSTREAM_CODEWORDDECODING_H
