@@ -4,10 +4,10 @@
 #include <algorithm>
 #include <cstring>
 
+#include "bitstream/CoefficientDecoder.h"
 #include "bitstream/PictureGeometry.h"
 #include "bitstream/PictureHeader.h"
 #include "bitstream/SliceHeader.h"
-#include "entropy/CoefficientDecoder.h"
 #include "pixel/ChromaFilter.h"
 #include "pixel/PixelFormat.h"
 
@@ -25,7 +25,10 @@ Decoder::Result Decoder::Decode(std::span<const std::uint8_t> frame,
   ConcealLostStrips();
 
   Result result{Status::kSuccess};
-  for (const Strip& strip : strips_) result.damagedSlices += strip.damagedSlices;
+  for (const Strip& strip : strips_) {
+    result.damagedSlices += strip.damagedSlices;
+    result.slices += strip.layout.SlicesPerRow();
+  }
   return result;
 }
 

@@ -11,12 +11,12 @@
 #include "ProRes/ProRes.h"
 #include "Status.h"
 #include "bitstream/BlockOrder.h"
+#include "bitstream/CoefficientDecoder.h"
 #include "bitstream/FrameHeader.h"
 #include "bitstream/SliceLayout.h"
 #include "bitstream/SliceTable.h"
 #include "cpu/AlignedVector.h"
 #include "cpu/Kernels.h"
-#include "entropy/CoefficientDecoder.h"
 #include "parallel/WorkerPool.h"
 #include "pixel/PackRows.h"
 #include "transform/InverseTransform.h"
@@ -39,6 +39,7 @@ class Decoder {
   struct Result {
     Status status;
     std::uint32_t damagedSlices = 0;  ///< concealed; 0 unless `status` is kSuccess
+    std::uint32_t slices = 0;         ///< of all decoded pictures; 0 unless `status` is kSuccess
   };
 
   /// Decodes `frame` into `destination`, a valid picture.

@@ -2,7 +2,7 @@
 // Decodes arbitrary bytes as one frame at every CPU level, and holds the decoder to equal results
 // and pictures. The first byte chooses how: bit 0 the pixel format, bit 1 one field only, bit 2 two
 // threads, bit 3 a destination that does not match the frame.
-#include <ProRes/ProRes.h>
+#include <ProRes/ProResHost.h>
 
 #include <array>
 #include <cstdint>
@@ -10,7 +10,6 @@
 #include <vector>
 
 #include "FuzzInput.h"
-#include "cpu/CpuLevel.h"
 
 namespace {
 
@@ -26,12 +25,10 @@ std::uint32_t BigEndian16(const Bytes& bytes, std::size_t at) {
 /// One decoder for each level of this machine.
 std::vector<WPRDecoderHandle> OpenDecoders(std::int32_t threads) {
   std::vector<WPRDecoderHandle> decoders;
-  for (const prores::CpuLevel level : prores::kCpuLevels) {
-    if (level > prores::DetectCpuLevel()) break;
-    setenv(prores::kCpuLevelVariable, NameOf(level), 1);
+  for (std::int32_t level = kWPRProcessorScalar; level <= WPRGetHighestProcessorLevel(); ++level) {
+    if (WPRSetProcessorLevel(level) != kWPRSuccess) abort();
     decoders.push_back(WPROpenDecoder(threads, nullptr));
   }
-  unsetenv(prores::kCpuLevelVariable);
   return decoders;
 }
 

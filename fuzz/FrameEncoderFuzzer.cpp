@@ -1,7 +1,7 @@
 // SPDX-License-Identifier: BSD-2-Clause
 // Encodes a picture of arbitrary size, row bytes and content at every CPU level, holds the encoder
 // to its promises about size and equal bytes, and decodes what it wrote.
-#include <ProRes/ProRes.h>
+#include <ProRes/ProResHost.h>
 
 #include <cstdint>
 #include <cstdlib>
@@ -9,7 +9,6 @@
 #include <vector>
 
 #include "FuzzInput.h"
-#include "cpu/CpuLevel.h"
 
 namespace {
 
@@ -32,12 +31,10 @@ void Fill(Bytes& picture, const Bytes& pattern) {
 /// One encoder for each level of this machine.
 std::vector<WPREncoderHandle> OpenEncoders() {
   std::vector<WPREncoderHandle> encoders;
-  for (const prores::CpuLevel level : prores::kCpuLevels) {
-    if (level > prores::DetectCpuLevel()) break;
-    setenv(prores::kCpuLevelVariable, NameOf(level), 1);
+  for (std::int32_t level = kWPRProcessorScalar; level <= WPRGetHighestProcessorLevel(); ++level) {
+    if (WPRSetProcessorLevel(level) != kWPRSuccess) abort();
     encoders.push_back(WPROpenEncoder(2, nullptr));
   }
-  unsetenv(prores::kCpuLevelVariable);
   return encoders;
 }
 

@@ -1,13 +1,38 @@
 // SPDX-License-Identifier: BSD-2-Clause
 #include <cstdint>
+#include <span>
 
 #include "Decoder.h"
-#include "ProRes/ProRes.h"
+#include "ProRes/ProResHost.h"
 #include "Status.h"
 #include "pixel/PixelFormat.h"
 
 using prores::Decoder;
 using prores::Status;
+
+namespace {
+
+struct Observation {
+  WPRDecodeObserver observer = nullptr;
+  void* context = nullptr;
+};
+thread_local Observation t_observation;
+
+Decoder::Result Decode(WPRDecoderHandle decoder, std::span<const std::uint8_t> frame,
+                       const PixelBufferRecord* destination, std::uint8_t fieldFlag) {
+  if (decoder == nullptr || frame.data() == nullptr || destination == nullptr || fieldFlag > 1 ||
+      !prores::IsValidPicture(*destination)) {
+    return {Status::kBadArgument};
+  }
+  try {
+    return static_cast<Decoder*>(decoder)->Decode(frame, *destination, fieldFlag != 0);
+  } catch (...) {
+    // Nothing but memory can be missing.
+    return {Status::kOutOfMemory};
+  }
+}
+
+}  // namespace
 
 WPRDecoderHandle WPROpenDecoder(std::int32_t numThreads, void* reserved) {
   if (numThreads < 0 || reserved != nullptr) return nullptr;
@@ -21,19 +46,22 @@ WPRDecoderHandle WPROpenDecoder(std::int32_t numThreads, void* reserved) {
 std::int32_t WPRDecodeFrame(WPRDecoderHandle decoder, const std::uint8_t* frame,
                             std::uint32_t frameBytes, PixelBufferRecord* destination,
                             std::uint8_t fieldFlag) {
-  if (decoder == nullptr || frame == nullptr || destination == nullptr || fieldFlag > 1 ||
-      !prores::IsValidPicture(*destination)) {
-    return prores::ToResult(Status::kBadArgument);
+  const Decoder::Result decoded = Decode(decoder, {frame, frameBytes}, destination, fieldFlag);
+  const std::int32_t result = decoded.status == Status::kSuccess
+                                  ? static_cast<std::int32_t>(decoded.damagedSlices)
+                                  : prores::ToResult(decoded.status);
+  if (t_observation.observer != nullptr) {
+    const DecodeReportRecord report{.recordBytes = sizeof report,
+                                    .result = result,
+                                    .damagedSlices = decoded.damagedSlices,
+                                    .slices = decoded.slices};
+    t_observation.observer(t_observation.context, &report);
   }
-  try {
-    const Decoder::Result result =
-        static_cast<Decoder*>(decoder)->Decode({frame, frameBytes}, *destination, fieldFlag != 0);
-    if (result.status != Status::kSuccess) return prores::ToResult(result.status);
-    return static_cast<std::int32_t>(result.damagedSlices);
-  } catch (...) {
-    // Nothing but memory can be missing.
-    return prores::ToResult(Status::kOutOfMemory);
-  }
+  return result;
+}
+
+void WPRSetDecodeObserver(WPRDecodeObserver observer, void* context) {
+  t_observation = {observer, context};
 }
 
 void WPRCloseDecoder(WPRDecoderHandle decoder) {

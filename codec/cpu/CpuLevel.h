@@ -23,8 +23,8 @@ enum class CpuLevel {
 inline constexpr std::array<CpuLevel, 4> kCpuLevels{CpuLevel::kScalar, CpuLevel::kSse4,
                                                     CpuLevel::kAvx2, CpuLevel::kAvx512};
 
-/// Environment variable that holds a level's name: no higher level is used by codec handles that
-/// are opened from then on. Other text counts as unset.
+/// Environment variable with the name of a level, which overrides SetCpuLevelLimit(). Other text
+/// counts as unset.
 inline constexpr const char* kCpuLevelVariable = "VIX_PRORES_CPU";
 
 constexpr const char* NameOf(CpuLevel level) {
@@ -53,6 +53,14 @@ inline CpuLevel DetectCpuLevel() {
       __builtin_cpu_supports("avx512vpopcntdq") && __builtin_cpu_supports("avx512bitalg");
   return avx512 ? CpuLevel::kAvx512 : CpuLevel::kAvx2;
 }
+
+/// Sets the highest level of the codec handles that the process opens from now on. Any thread may
+/// call it at any time.
+void SetCpuLevelLimit(CpuLevel limit);
+
+/// Returns the level of a codec handle that is opened now: the highest one that is supported and
+/// allowed by the environment (kCpuLevelVariable) or else by SetCpuLevelLimit().
+CpuLevel DefaultCpuLevel();
 
 }  // namespace prores
 

@@ -2,7 +2,6 @@
 #include "cpu/Kernels.h"
 
 #include <algorithm>
-#include <cstdlib>
 
 #include "entropy/CoefficientDecoderSimd.h"
 #include "entropy/ComponentEncoderSimd.h"
@@ -62,10 +61,7 @@ const Kernels& KernelsFor(CpuLevel level) {
 }
 
 const Kernels& DefaultKernels() {
-  static const CpuLevel kHighest = DetectCpuLevel();
-  const char* const wanted = std::getenv(kCpuLevelVariable);
-  const auto limit = wanted != nullptr ? ParseCpuLevel(wanted) : std::nullopt;
-  return KernelsFor(std::min(kHighest, limit.value_or(kHighest)));
+  return KernelsFor(DefaultCpuLevel());
 }
 
 }  // namespace prores

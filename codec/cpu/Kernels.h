@@ -5,8 +5,8 @@
 #include <cstdint>
 
 #include "ProRes/ProRes.h"
+#include "bitstream/CoefficientDecoder.h"
 #include "cpu/CpuLevel.h"
-#include "entropy/CoefficientDecoder.h"
 #include "entropy/ComponentEncoder.h"
 #include "entropy/SparseComponent.h"
 #include "pixel/ChromaFilter.h"
@@ -53,8 +53,7 @@ struct Kernels {
 /// The kernels of a level that the processor supports.
 const Kernels& KernelsFor(CpuLevel level);
 
-/// The kernels that a new codec handle uses: those of the processor's highest level, or of a lower
-/// one that the environment names (kCpuLevelVariable).
+/// Returns the kernels of DefaultCpuLevel(), for a new codec handle.
 const Kernels& DefaultKernels();
 
 /// The entry for `level`, which is not kScalar.

@@ -12,15 +12,17 @@ namespace prores {
 
 namespace {
 
-std::uint32_t AutomaticThreads() {
-  constexpr std::uint32_t kMaxThreads = 4096;
-  if (const char* const text = std::getenv(kThreadsVariable)) {
-    std::uint32_t threads = 0;
-    const std::string_view digits(text);
-    const auto [end, error] = std::from_chars(digits.begin(), digits.end(), threads);
-    if (error == std::errc() && end == digits.end() && threads - 1 < kMaxThreads) return threads;
-  }
-  return std::max(1u, std::thread::hardware_concurrency());
+thread_local std::uint32_t t_defaultThreads = 0;
+
+/// Returns 0 where the environment has no valid number.
+std::uint32_t ThreadsOfEnvironment() {
+  const char* const text = std::getenv(kThreadsVariable);
+  if (text == nullptr) return 0;
+  std::uint32_t threads = 0;
+  const std::string_view digits(text);
+  const auto [end, error] = std::from_chars(digits.begin(), digits.end(), threads);
+  const bool isNumber = error == std::errc() && end == digits.end();
+  return isNumber && threads <= kMaxDefaultThreads ? threads : 0;
 }
 
 /// Waits some tens of microseconds at most for `condition`, about what waking a thread costs.
@@ -32,8 +34,18 @@ void SpinUntil(const Condition& condition) {
 
 }  // namespace
 
+void SetDefaultThreads(std::uint32_t threads) {
+  t_defaultThreads = threads;
+}
+
+std::uint32_t DefaultThreads() {
+  if (const std::uint32_t forced = ThreadsOfEnvironment(); forced != 0) return forced;
+  if (t_defaultThreads != 0) return t_defaultThreads;
+  return std::max(1u, std::thread::hardware_concurrency());
+}
+
 WorkerPool::WorkerPool(std::uint32_t threads)
-    : threads_(threads != 0 ? threads : AutomaticThreads()) {}
+    : threads_(threads != 0 ? threads : DefaultThreads()) {}
 
 WorkerPool::~WorkerPool() {
   {

@@ -13,17 +13,26 @@
 
 namespace prores {
 
-/// Environment variable with the number of threads, 1 to 4096, of pools that are to choose it
-/// themselves. Other text counts as unset.
+/// Environment variable with a number of threads, 1 to kMaxDefaultThreads, which overrides
+/// SetDefaultThreads(). Other text counts as unset.
 inline constexpr const char* kThreadsVariable = "VIX_PRORES_THREADS";
+inline constexpr std::uint32_t kMaxDefaultThreads = 4096;
+
+/// Sets the threads of pools that the calling thread creates without a number.
+/// @param threads at most kMaxDefaultThreads; 0 = one per processor, the initial setting.
+void SetDefaultThreads(std::uint32_t threads);
+
+/// Returns the threads of a pool that the calling thread creates now without a number: those of the
+/// environment (kThreadsVariable), of SetDefaultThreads(), or one per processor.
+std::uint32_t DefaultThreads();
 
 /// Threads of one codec handle. The thread that calls ParallelFor() works too, so a pool of one
 /// thread starts none. A pool is used by one thread at a time; threads end with the pool.
 class WorkerPool {
  public:
-  /// @param threads threads that work at the same time, the calling one included; 0 = as many as
-  ///                the environment names (kThreadsVariable), or one per processor. No thread is
-  ///                started yet.
+  /// Starts no thread yet.
+  /// @param threads threads that work at the same time, the calling one included; 0 =
+  ///                DefaultThreads().
   explicit WorkerPool(std::uint32_t threads);
   ~WorkerPool();
 

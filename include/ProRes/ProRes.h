@@ -13,10 +13,10 @@
  * Every frame call returns when its frame is complete. The same input gives the same bytes and
  * the same picture for every thread count and on every CPU.
  *
- * Two environment variables are read when a handle is opened: VIX_PRORES_THREADS is the number of
- * threads of handles that are opened with 0 of them (unset: one per processor); VIX_PRORES_CPU
- * ("scalar", "sse4", "avx2" or "avx512") keeps to instructions of that level even where the
- * processor has more.
+ * ProResHost.h has calls for programs that use the codec through elements. Two environment
+ * variables override settings of every handle that is opened: VIX_PRORES_THREADS is the number of
+ * threads of handles that are opened with 0 threads, VIX_PRORES_CPU ("scalar", "sse4", "avx2" or
+ * "avx512") the highest instruction set that is used.
  *
  * No call throws, aborts or prints. No call reads outside `[frame, frame + frameBytes)` or the rows
  * of the source picture, or writes outside the destination, whatever the bytes say.

@@ -1,0 +1,109 @@
+/* SPDX-License-Identifier: BSD-2-Clause */
+#ifndef PRORES_PRORESHOST_H
+#define PRORES_PRORESHOST_H
+
+/**
+ * @file
+ * Calls of libProRes for host programs: programs that load elements which use the codec, and have
+ * no other way to reach the codec library.
+ *
+ * The calls change how handles are opened and report what frame calls return. They never change
+ * the coded bytes or the decoded picture.
+ *
+ * Compatibility: this interface grows by appending calls at the end of this file and members at the
+ * end of its records. A call that was added in version N says so. WPRHostVersion() returns the
+ * version that the loaded library implements.
+ *
+ * Environment variables override the calls, so that a user can force a setting on any host:
+ * - VIX_PRORES_THREADS: number of threads (1 to 4096), overrides WPRSetDefaultThreads();
+ * - VIX_PRORES_CPU: "scalar", "sse4", "avx2" or "avx512", overrides WPRSetProcessorLevel(). A level
+ *   that the processor lacks stands for the highest level that it has.
+ *
+ * Other values of these variables are ignored. They are read when a handle is opened.
+ */
+
+#include "ProRes.h"
+
+/** Version of this header. */
+#define WPR_HOST_VERSION 1
+
+#ifdef __cplusplus
+extern "C" {
+#endif
+
+/** Returns the version of this interface that the library implements, at least 1. */
+WPR_API uint32_t WPRHostVersion(void);
+
+/**
+ * Sets the number of threads of the handles that the calling thread opens with `numThreads` 0,
+ * until it sets another number. Handles that are open already and handles that other threads open
+ * are not affected.
+ * @param numThreads 1 to 4096, the calling thread included; 0 = one per processor, the initial
+ *                   setting.
+ * @return kWPRSuccess, or kWPRBadArgument, after which the setting is unchanged.
+ */
+WPR_API int32_t WPRSetDefaultThreads(int32_t numThreads);
+
+/**
+ * Returns the number of threads, at least 1, of a handle that the calling thread would open now
+ * with `numThreads` 0.
+ */
+WPR_API int32_t WPRGetDefaultThreads(void);
+
+/** Instruction set levels of x86-64 processors, in ascending order. */
+enum WPRProcessorLevel {
+  kWPRProcessorAutomatic = 0, /**< the highest level of the processor */
+  kWPRProcessorScalar = 1,    /**< plain x86-64 */
+  kWPRProcessorSse4 = 2,      /**< SSE4.2 */
+  kWPRProcessorAvx2 = 3,      /**< AVX2 with BMI1, BMI2 and FMA */
+  kWPRProcessorAvx512 = 4     /**< AVX-512 with F, BW, CD, DQ, VL, VNNI, VBMI, VBMI2, VPOPCNTDQ and
+                                   BITALG */
+};
+
+/**
+ * Sets the processor level of all handles that this process opens from now on, on any thread.
+ * Handles that are open already keep theirs. The call may be made on any thread at any time.
+ * @param level a WPRProcessorLevel; initially kWPRProcessorAutomatic.
+ * @return kWPRSuccess; kWPRBadArgument for an unknown level; kWPRUnsupported for a level that the
+ *         processor lacks. After a failure the setting is unchanged.
+ */
+WPR_API int32_t WPRSetProcessorLevel(int32_t level);
+
+/** Returns the level of a handle that would be opened now; never kWPRProcessorAutomatic. */
+WPR_API int32_t WPRGetProcessorLevel(void);
+
+/** Returns the highest level that the processor and the operating system support. */
+WPR_API int32_t WPRGetHighestProcessorLevel(void);
+
+/** Outcome of one WPRDecodeFrame() call. */
+typedef struct DecodeReportRecord {
+  uint32_t recordBytes;   /**< bytes of the record that the library has filled in */
+  int32_t result;         /**< what WPRDecodeFrame() returns */
+  uint32_t damagedSlices; /**< damaged slices, all of them concealed; 0 after a failure */
+  uint32_t slices;        /**< slices of the decoded pictures; 0 after a failure */
+} DecodeReportRecord;
+
+/**
+ * Observer of a thread's WPRDecodeFrame() calls. It must not throw, call WPRDecodeFrame() or close
+ * the decoder.
+ * @param context the pointer that was passed to WPRSetDecodeObserver().
+ * @param report  valid during the call only.
+ */
+typedef void (*WPRDecodeObserver)(void* context, const DecodeReportRecord* report);
+
+/**
+ * Sets the observer of the calling thread. From then on every WPRDecodeFrame() call that this
+ * thread makes, on any decoder and with any result, calls the observer once on the same thread just
+ * before it returns. This reports concealed slices to a host even where an element in between
+ * ignores them.
+ * @param observer replaces the one before; null removes it.
+ * @param context  passed to the observer. It must stay valid until the observer is replaced or the
+ *                 thread ends.
+ */
+WPR_API void WPRSetDecodeObserver(WPRDecodeObserver observer, void* context);
+
+#ifdef __cplusplus
+}
+#endif
+
+#endif /* PRORES_PRORESHOST_H */

@@ -1,0 +1,23 @@
+/* SPDX-License-Identifier: BSD-2-Clause */
+#include "HostApiFromC.h"
+
+#include <ProRes/ProResHost.h>
+
+static void CopySlices(void* context, const DecodeReportRecord* report) {
+  *(uint32_t*)context = report->slices;
+}
+
+uint32_t DecodeFromC(const uint8_t* frame, uint32_t frameBytes,
+                     const PixelBufferRecord* destination) {
+  uint32_t slices = 0;
+  PixelBufferRecord picture = *destination;
+  WPRDecoderHandle decoder;
+  if (WPRSetDefaultThreads(1) != kWPRSuccess) return 0;
+  if (WPRSetProcessorLevel(WPRGetHighestProcessorLevel()) != kWPRSuccess) return 0;
+  decoder = WPROpenDecoder(0, 0);
+  WPRSetDecodeObserver(CopySlices, &slices);
+  if (WPRDecodeFrame(decoder, frame, frameBytes, &picture, 0) != kWPRSuccess) slices = 0;
+  WPRSetDecodeObserver(0, 0);
+  WPRCloseDecoder(decoder);
+  return slices;
+}
