@@ -1,6 +1,6 @@
 // SPDX-License-Identifier: BSD-2-Clause
-// Loaded in front of a program (LD_PRELOAD): writes to standard error, when it ends, how much
-// processor time its threads spent in the codec library's calls.
+// Preloaded into a program (LD_PRELOAD): prints to standard error, when the program ends, the
+// processor time that its threads spent in calls of the codec library.
 #include <dlfcn.h>
 
 #include <atomic>
@@ -38,7 +38,7 @@ std::int32_t DecodeFrame(WPRDecoderHandle decoder, const std::uint8_t* frame,
   return Time([&] { return g_decodeFrame(decoder, frame, frameBytes, destination, fieldFlag); });
 }
 
-// dlsym() itself is taken over below.
+// dlsym() itself is replaced below.
 void* FindNext(void* library, const char* name) {
   using Find = void* (*)(void*, const char*);
   static const auto find = reinterpret_cast<Find>(dlvsym(RTLD_NEXT, "dlsym", "GLIBC_2.2.5"));

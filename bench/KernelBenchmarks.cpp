@@ -37,8 +37,8 @@ std::uint32_t BlocksOf(unsigned component) {
   return kMaxSliceWidth * BlocksPerMacroblock(ChromaFormat::k422, component);
 }
 
-/// A strip of components as natural pictures have them: Laplacian coefficients whose spread falls
-/// with the scan position.
+/// A strip of components with the statistics of natural pictures: Laplacian coefficients whose
+/// spread falls with the scan position.
 class Strip {
  public:
   /// @param spread of the first AC coefficients, in levels; 6.5 gives about the bits of HQ.
@@ -89,7 +89,7 @@ class Strip {
   double bits_ = 0;
 };
 
-/// Planar samples of a strip, at random.
+/// Random planar samples of a strip.
 struct Planes {
   Planes() {
     std::mt19937 random(2);
@@ -185,7 +185,7 @@ void Forward(benchmark::State& state, const Kernels& kernels) {
   ReportFrameTime(state);
 }
 
-/// What memory allows: copies V210 frames from one to the next, so that none is in cache.
+/// Upper bound by memory bandwidth: copies each V210 frame to the next, so that none is in cache.
 void CopyFrames(benchmark::State& state) {
   constexpr std::size_t kFrames = 16;
   const std::size_t frameBytes = std::size_t{PackedRowBytes(kWPRPixelFormatV210, kWidth)} * 1080;

@@ -1,11 +1,10 @@
 // SPDX-License-Identifier: BSD-2-Clause
 // stage_times STREAM PICTURES [VARIANT [PASSES]]
 //
-// Says as JSON where the time of a frame goes: decodes the ProRes frames of a .mov to V210 in
-// memory, encodes headless V210 pictures of the same size as a variant (hq), and times the kernels
-// inside, at every CPU level. One thread; every figure is the best of PASSES (3) over all frames,
-// in processor time. The pictures are not those of the stream, since pictures that were coded
-// before are encoded in another way.
+// Prints the time of each stage of a frame as JSON: decodes the ProRes frames of a .mov to V210 in
+// memory, encodes raw V210 frames of the same size as a variant (hq), and times the kernels inside,
+// at every CPU level, on one thread. Every figure is the processor time of the best of PASSES (3)
+// over all frames. PICTURES must not be decoded from ProRes: the encoder treats those differently.
 #include <algorithm>
 #include <array>
 #include <cstdint>
@@ -60,7 +59,7 @@ struct NamedVariant {
 constexpr NamedVariant kVariants[] = {
     {"proxy", kWPRCodecProxy}, {"lt", kWPRCodecLT}, {"422", kWPRCodec422}, {"hq", kWPRCodecHQ}};
 
-// The kernels under test, and what they took. A kernel is a plain function: it has no other place.
+// The kernels under test and their times. A kernel is a plain function, so these are global.
 const Kernels* under = nullptr;
 std::array<std::uint64_t, kStages> ticks;
 std::uint64_t pairs;
@@ -115,7 +114,7 @@ void CountPairs(std::span<CodedComponent> components) {
   }
 }
 
-/// The ProRes frames in the bytes of a file: each starts with its size and 'icpf'.
+/// Finds the ProRes frames in the bytes of a file: each starts with its size and 'icpf'.
 std::vector<std::span<const std::uint8_t>> FindFrames(std::span<const std::uint8_t> file) {
   std::vector<std::span<const std::uint8_t>> frames;
   constexpr std::array<std::uint8_t, 4> kIdentifier{'i', 'c', 'p', 'f'};
@@ -139,7 +138,7 @@ struct Sequence {
   Bytes decoded;
   Bytes pictures;
 
-  /// Rows of headless V210 are padded to 128 bytes.
+  /// Rows of raw V210 frames are padded to 128 bytes.
   std::uint32_t RowBytes() const {
     return (PackedRowBytes(kWPRPixelFormatV210, header.width) + 127) / 128 * 128;
   }
@@ -151,14 +150,15 @@ struct Sequence {
   }
 };
 
-/// Time that this thread has had a processor.
+/// Processor time of this thread.
 double ProcessorMilliseconds() {
   timespec time{};
   clock_gettime(CLOCK_THREAD_CPUTIME_ID, &time);
   return static_cast<double>(time.tv_sec) * 1e3 + static_cast<double>(time.tv_nsec) / 1e6;
 }
 
-/// Runs `work` over all frames so many times and keeps the fastest pass: milliseconds per frame.
+/// Runs `work` over all frames `passes` times; returns the milliseconds per frame of the fastest
+/// pass.
 template <typename Work>
 json TimePasses(int passes, std::size_t frames, const Work& work) {
   double best = std::numeric_limits<double>::max();

@@ -1,5 +1,5 @@
 # SPDX-License-Identifier: BSD-2-Clause
-"""Short clips beside figures that are kept, to see whether a change made pictures worse."""
+"""Compares short clips with a stored baseline, to show whether a change made pictures worse."""
 
 import json
 import re
@@ -10,15 +10,15 @@ import pictures
 from material import VARIANTS
 from tables import target
 
-# What the mean of a clip and variant may fall by.
+# Largest allowed fall of the mean of a clip and variant.
 ALLOWED = {"y": ("PSNR-Y", 0.05, " dB"), "ssim": ("SSIM-Y", 0.0005, "")}
-INSIDE = (98, 100)  # % of the target: a frame that was inside is to stay there
+INSIDE = (98, 100)  # % of the target: a frame within this range must stay within it
 
 
 def measure(program, material, folder, pool):
-    """Every frame of every short clip in the form of other results, and what the clips were."""
+    """Measures all frames of all short clips; returns results and identities of the clips."""
     for clip in clips.SHORT:
-        material.clip(clip)  # one after the other, since some share a photograph
+        material.clip(clip)  # not in parallel: some share a photograph
     jobs = [(clip, variant) for clip in clips.SHORT for variant in VARIANTS]
     made = pool.map(lambda job: pictures.ours(program, material, folder, *job), jobs)
     figures = {clip: {} for clip in clips.SHORT}
@@ -28,14 +28,14 @@ def measure(program, material, folder, pool):
 
 
 def write(figures, path):
-    """A line for each frame, so that a change of some is seen as that."""
+    """Writes one line per frame, so that a diff shows which frames changed."""
     text = json.dumps(figures, indent=1)
     text = re.sub(r"{\s+(\"frame\"[^{}]*?)\s+}", lambda m: f"{{{' '.join(m[1].split())}}}", text)
     path.write_text(text + "\n")
 
 
 def faults(now, before):
-    """A line for everything that is worse than it was."""
+    """Yields a line for each figure that is worse than before."""
     if now["sources"] != before["sources"]:
         other = [clip for clip, source in now["sources"].items()
                  if source != before["sources"].get(clip)]  # fmt: skip

@@ -1,14 +1,14 @@
 #!/usr/bin/env python3
 # SPDX-License-Identifier: BSD-2-Clause
-"""Makes the video that benchmarks and quality measurements run on, the same bytes every time.
+"""Makes the clips of benchmarks and quality measurements, the same bytes every time.
 
-Processors without AVX2 round some samples otherwise: ffmpeg's filters are not the same there.
+On processors without AVX2 some samples differ, because ffmpeg's filters round differently there.
 
 usage: clips.py FOLDER [CLIP...]      (all clips when none is named)
 
-Each clip becomes FOLDER/CLIP.mov: uncompressed V210. Clips that are there are left alone.
+Each clip becomes FOLDER/CLIP.mov: uncompressed V210. Existing clips are kept.
 
-The natural ones are camera moves over photographs of Debian's wallpaper packages, which are
+Natural clips are camera moves over photographs of Debian's wallpaper packages, which are
 downloaded into FOLDER/photographs. A photograph is scaled to twice the size of the clip, moved by
 fractions of a sample from frame to frame, given film grain, and scaled down again, so that the ten
 bits of a sample are real. The photographs (by Aitzol Berasategi and Lukas Baubkus, CC-BY-4.0 and
@@ -85,7 +85,7 @@ class Move:
         run([*FFMPEG, "-i", photograph, "-filter_complex", ",".join(steps), *RAW, "-"], out)
 
     def _corners(self, width, height):
-        """The corners of the window as expressions of the frame number."""
+        """Returns the corners of the window as expressions of the frame number."""
         drift_x, drift_y, drift_zoom, drift_angle = self.drift
         degree = math.pi / 180
         x = f"({self.centre[0] * width:.4f}+{drift_x:.5f}*on)"
@@ -105,7 +105,7 @@ class Move:
 
 @dataclass
 class Generated:
-    """Frames of a source filter, each with more filters behind it."""
+    """Frames of a source filter and the filters that follow it."""
 
     frames: int
     source: str
@@ -119,7 +119,7 @@ class Generated:
 
 @dataclass
 class WhiteNoise:
-    """Every code value as likely as any other, in all components."""
+    """Noise in which all code values are equally likely, in all components."""
 
     frames: int
 
@@ -141,12 +141,12 @@ class Clip:
     interlaced: bool = False
 
     def lengths(self):
-        """The numbers of frames of the parts."""
-        # Of what a part makes, two pictures become one frame of two fields.
+        """Returns the number of frames of each part."""
+        # Two pictures of an interlaced part become the fields of one frame.
         return [part.frames // (2 if self.interlaced else 1) for part in self.parts]
 
     def middles(self):
-        """The frames in the middle of the parts."""
+        """Returns the number of the middle frame of each part."""
         lengths = self.lengths()
         return [sum(lengths[:i]) + length // 2 for i, length in enumerate(lengths)]
 
@@ -221,7 +221,7 @@ CLIPS = {
 
 
 def shortened(clip, frames):
-    """The first frames of the parts, without the photographs that are large to fetch."""
+    """Returns the clip with the first frames of its parts, without parts from the large package."""
 
     def is_quick(part):
         return not isinstance(part, Move) or PHOTOGRAPHS[part.photograph][0] != LARGE_PACKAGE
@@ -230,7 +230,7 @@ def shortened(clip, frames):
     return replace(clip, parts=parts)
 
 
-# What a look at the encoder takes that is over in half a minute, with the making of the clips.
+# Clips for a check of the encoder that takes half a minute, including the making of the clips.
 SHORT = {
     f"{name}_short": shortened(CLIPS[name], frames)
     for name, frames in {
@@ -273,7 +273,7 @@ class Photographs:
 
 
 def identity(name):
-    """Changes with what the clip is made of."""
+    """Returns a hash of the clip's description."""
     return hashlib.sha256(repr(CLIPS[name]).encode()).hexdigest()
 
 
@@ -302,7 +302,7 @@ def make(name, folder):
         part.write(clip, writer.stdin, photographs)
     writer.stdin.close()
     if writer.wait() != 0:
-        raise SystemExit(f"clips: {name} could not be written")
+        raise SystemExit(f"clips: cannot write {name}")
     partial.rename(path)
     return path
 
@@ -313,7 +313,7 @@ def main():
     names = sys.argv[2:] or list(CLIPS)
     unknown = [name for name in names if name not in CLIPS]
     if unknown:
-        raise SystemExit(f"clips: no clip {', '.join(unknown)}; there are {', '.join(CLIPS)}")
+        raise SystemExit(f"clips: unknown {', '.join(unknown)}; the clips are {', '.join(CLIPS)}")
     for name in names:
         print(make(name, pathlib.Path(sys.argv[1])))
 

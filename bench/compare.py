@@ -1,12 +1,12 @@
 #!/usr/bin/env python3
 # SPDX-License-Identifier: BSD-2-Clause
-"""Compares vixprores with the encoders and the decoder of an installed ffmpeg.
+"""Compares the speed of vixprores with that of an installed ffmpeg.
 
 usage: compare.py PROGRAM CLIPS RESULTS.json [--pairs N] [--only TEXT]
 
-Both programs do the same job on the same frames in alternation, one after the other on one
-processor. What counts is the processor time of the whole process per frame, less that of the same
-job on one tiny frame (its start). A ratio is that of the medians; the spread that of the pairs.
+Both programs do the same job on the same frames in alternation, on one processor. The measure is
+the processor time of the whole process per frame, without its start, which is the time of the same
+job on one tiny frame. The ratio is that of the medians, the spread that of the pairs.
 """
 
 import argparse
@@ -24,7 +24,7 @@ from material import FFMPEG, FORMATS, VARIANTS, Material, count_frames, machine
 
 @dataclass
 class Job:
-    """The commands of one work, and the same for a single tiny frame."""
+    """The commands of one job, and the same commands for a single tiny frame."""
 
     peer: str
     ours: str
@@ -38,7 +38,7 @@ class Decode:
     clip: str
     variant: str
     fourcc: str
-    goal: float  # how many times as fast as the peer it is to be
+    goal: float  # speed to reach, as a multiple of the peer's
     interlaced: bool = False
 
     def name(self):
@@ -172,7 +172,7 @@ def main():
     parser.add_argument("clips", type=pathlib.Path)
     parser.add_argument("results", type=pathlib.Path)
     parser.add_argument("--pairs", type=int, default=7)
-    parser.add_argument("--only", default="", help="works whose names contain this text")
+    parser.add_argument("--only", default="", help="measure only jobs that contain this text")
     options = parser.parse_args()
     os.sched_setaffinity(0, {max(os.sched_getaffinity(0))})
 

@@ -1,11 +1,11 @@
 #!/usr/bin/env python3
 # SPDX-License-Identifier: BSD-2-Clause
-"""Writes parts of a picture at twice the size: source, ours, the peers, and what ours differs by.
+"""Writes enlarged parts of a picture: source, our version, other encoders', and our difference.
 
 usage: crops.py CLIP FRAME VARIANT FOLDER [--at X,Y]... [--program PATH]
 
-CLIP and FRAME are those of a comparison that quality.py has made. Of each peer the setting is shown
-that comes nearest to the bytes of ours; bytes and PSNR-Y of the whole frame stand above each part.
+CLIP and FRAME name a comparison that quality.py has made. Each peer is shown at the setting whose
+bytes are nearest to ours. Bytes and PSNR-Y of the whole frame are printed above each part.
 """
 
 import argparse
@@ -21,15 +21,15 @@ from material import FFMPEG, VARIANTS, Material, machine
 from quality import BENCH, ROOT, places
 
 WIDTH, HEIGHT = 240, 180  # of a part, in samples of the source
-CELL = 60  # errors are looked for in squares of so many samples
+CELL = 60  # side of the squares whose errors are compared, in samples
 PARTS = 3
-AMPLIFIED = 8  # how much the picture of differences is
+AMPLIFIED = 8  # gain of the difference picture
 FONT = "/usr/share/fonts/truetype/dejavu/DejaVuSans.ttf"
 
 
 @dataclass
 class Version:
-    """A file whose only frame is one encoder's version of the picture."""
+    """One encoder's version of the picture: a file with one frame."""
 
     title: str
     path: pathlib.Path
@@ -44,7 +44,7 @@ def encoded(name, command, source, folder):
 
 
 def versions(options, source, folder):
-    """Source, ours, and each peer."""
+    """Yields the source, our version and each peer's."""
     program = f"{options.program} encode --quiet --variant {options.variant} {source} {{out}}"
     ours, size = encoded(f"vixprores {options.variant}", program, source, folder)
     yield Version(f"{options.clip} frame {options.frame}", source)
@@ -58,7 +58,7 @@ def versions(options, source, folder):
 
 
 def nearest(peers, options, peer, size):
-    """The setting whose bytes for this frame are nearest."""
+    """Returns the setting whose bytes for this frame are nearest."""
 
     def distance(setting):
         frames = peers.frames(options.clip, peer, setting)
@@ -69,10 +69,10 @@ def nearest(peers, options, peer, size):
 
 
 def errors(ours, source, width, height):
-    """The mean square error of luma in each cell, by its column and row."""
+    """Returns the mean square error of luma in each cell, by column and row."""
     columns, rows = width // CELL, height // CELL
     luma = "format=yuv422p10le,extractplanes=y,format=gray16le"
-    # A difference of one is 64 in 16 bits; its square is brought down to 4, so that 128 fits too.
+    # A difference of 1 is 64 in 16 bits; its square is scaled to 4, so that the square of 128 fits.
     graph = (f"[0:v]{luma}[a];[1:v]{luma}[b];"
              "[a][b]blend=all_expr='min((A-B)*(A-B)/1024\\,65535)',"
              f"crop={columns * CELL}:{rows * CELL}:0:0,scale={columns}:{rows}:flags=area")  # fmt: skip
@@ -84,7 +84,7 @@ def errors(ours, source, width, height):
 
 
 def worst_parts(cells):
-    """The corners of the parts with the largest errors that do not overlap."""
+    """Yields the corners of the parts with the largest errors; they do not overlap."""
     across, down = WIDTH // CELL, HEIGHT // CELL
     sums = {}
     for x, y in cells:
@@ -99,7 +99,7 @@ def worst_parts(cells):
 
 
 def write_part(shown, at, matrix, path):
-    """Two rows of three: what is shown, and the difference of the second to the first."""
+    """Writes two rows of three: the versions, and the second minus the first."""
     part = f"crop={WIDTH}:{HEIGHT}:{at[0]}:{at[1]}"
     size = f"scale={2 * WIDTH}:{2 * HEIGHT}:flags=neighbor"
     steps = [f"[{i}:v]format=yuv422p10le,{part},split[a{i}][b{i}]" for i in range(len(shown))]
@@ -134,16 +134,16 @@ def parse():
     parser.add_argument("clip", choices=pictures.STEPS)
     parser.add_argument("frame", type=int)
     parser.add_argument("variant", choices=VARIANTS)
-    parser.add_argument("folder", type=pathlib.Path, help="where to write the pictures")
+    parser.add_argument("folder", type=pathlib.Path, help="folder to write the pictures to")
     parser.add_argument("--at", action="append", metavar="X,Y", type=corner,
-                        help="the corner of a part; the largest errors of ours when not given")  # fmt: skip
+                        help="corner of a part [the parts with our largest errors]")  # fmt: skip
     parser.add_argument("--program", type=pathlib.Path, metavar="PATH",
                         default=ROOT / "build/release/bin/vixprores",
-                        help="the vixprores to show, with its plug-in beside it")  # fmt: skip
+                        help="vixprores program to show")  # fmt: skip
     options = parser.parse_args()
     options.program = options.program.resolve()
     if not options.program.is_file():
-        parser.error(f"there is no file {options.program}")
+        parser.error(f"{options.program} does not exist")
     frames = range(0, sum(clips.CLIPS[options.clip].lengths()), pictures.STEPS[options.clip])
     if options.frame not in frames:
         parser.error(f"the frames of {options.clip} that are compared are "

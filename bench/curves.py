@@ -1,18 +1,18 @@
 # SPDX-License-Identifier: BSD-2-Clause
-"""What an encoder would give at a number of bytes, from the points that were measured of it."""
+"""Estimates an encoder's quality at any number of bytes, from measured points."""
 
 import bisect
 import math
 
-REACH = 1.15  # a curve is drawn out by 15 % of the bytes at both ends
+REACH = 1.15  # a curve is extrapolated by 15 % of the bytes at both ends
 VALUES = ("y", "u", "v", "ssim")  # PSNR in dB of each component, SSIM of luma
 BEST_PSNR = 100.0  # stands for equal pictures, whose PSNR is infinite
-# SSIM is compared on a scale that is as even as that of PSNR.
+# SSIM is compared on a logarithmic scale, as PSNR is.
 PERFECT = {"ssim": 7.0} | dict.fromkeys("yuv", BEST_PSNR)
 
 
 def front(points):
-    """The (bytes, value) that no other point beats with as few bytes, by growing bytes."""
+    """Returns the points (bytes, value) that no point with as few bytes beats, sorted by bytes."""
     kept = []
     for size, value in sorted(points, key=lambda point: (point[0], -point[1])):
         if not kept or value > kept[-1][1]:
@@ -21,9 +21,9 @@ def front(points):
 
 
 def value_at(points, size, perfect=math.inf):
-    """The value between points, over the logarithm of bytes; None where they do not reach.
+    """Interpolates between points over the logarithm of bytes; returns None beyond their reach.
 
-    No curve is drawn out beyond the value of a perfect picture.
+    No curve is extrapolated beyond the value of a perfect picture.
     """
     points = front(points)
     if not points or not points[0][0] / REACH <= size <= points[-1][0] * REACH:
@@ -37,7 +37,7 @@ def value_at(points, size, perfect=math.inf):
 
 
 def rival(points, size, value, perfect=math.inf):
-    """The value of the curve that a picture of these bytes is judged by; None for no telling."""
+    """Returns the curve's value to compare a picture of these bytes with, or None."""
     there = value_at(points, size, perfect)
     if there is not None:
         return there
@@ -55,7 +55,7 @@ def from_scale(name, value):
 
 
 def gains(frame, points):
-    """Our values less those of a peer at the bytes of this frame; None for no telling.
+    """Returns our values minus those of a peer at the bytes of this frame, None where unknown.
 
     The points are the peer's measurements of the same frame.
     """

@@ -1,5 +1,5 @@
 # SPDX-License-Identifier: BSD-2-Clause
-"""What is left of a picture that goes through the program again and again."""
+"""Measures the generation loss of a picture that is encoded and decoded repeatedly."""
 
 import tempfile
 from statistics import mean
@@ -14,12 +14,12 @@ VARIANTS = ["422", "hq"]
 
 
 def source(material, clip):
-    """A frame of each shot."""
+    """Returns a clip of one frame of each shot."""
     return material.picked(clip, clips.CLIPS[clip].middles())
 
 
 def measure(program, material, folder, clip, variant):
-    """Of a frame of each shot: its number, and its PSNR-Y beside the source in each generation."""
+    """Returns, for a frame of each shot, its number and its PSNR-Y in each generation."""
     original = source(material, clip)
     options = "--quiet --overwrite --threads 1"
     generations = []
@@ -36,7 +36,7 @@ def measure(program, material, folder, clip, variant):
 
 
 def change(frame):
-    """The last generation less the first."""
+    """Returns the last generation minus the first."""
     return frame["y"][-1] - frame["y"][0]
 
 

@@ -1,5 +1,5 @@
 # SPDX-License-Identifier: BSD-2-Clause
-"""What the encoder's pictures are wanted to be like, and whether they are."""
+"""Goals for picture quality and rate, and whether results meet them."""
 
 import operator
 from dataclasses import dataclass
@@ -30,10 +30,10 @@ class Goal:
     wanted: dict  # by variant
     measured: Callable  # (results, variant) -> [(value, where)]
     form: str = "+z.2f"
-    all_together: bool = False  # the mean of the values counts, and not the worst of them
+    all_together: bool = False  # the mean of the values counts instead of the worst
 
     def reached(self, results, variant):
-        """The value that counts and where it was, or None where nothing was measured."""
+        """Returns the value that counts and its place, or None if nothing was measured."""
         values = [(value, where) for value, where in self.measured(results, variant)
                   if value is not None]  # fmt: skip
         if not values:
@@ -42,7 +42,7 @@ class Goal:
         return (mean(value for value, _ in values), "") if self.all_together else worst
 
     def is_met(self, value, variant):
-        """Of the value as it is shown, so that what is read is what counts."""
+        """Compares the value as rounded for display, so that the table cannot contradict itself."""
         return BOUNDS[self.bound](float(f"{value:{self.form}}"), self.wanted[variant])
 
     def wish(self):
@@ -51,7 +51,7 @@ class Goal:
 
 
 def of_clips(names, gain):
-    """The mean gain of each of these clips."""
+    """Returns a function that yields the mean gain of each of these clips."""
 
     def measured(results, variant):
         for clip, frames in frames_of(results, variant, names):
@@ -62,7 +62,7 @@ def of_clips(names, gain):
 
 
 def of_frames(names, gain):
-    """The gain of each compared frame of these clips."""
+    """Returns a function that yields the gain of each compared frame of these clips."""
 
     def measured(results, variant):
         for clip, frames in frames_of(results, variant, names):
@@ -73,7 +73,7 @@ def of_frames(names, gain):
 
 
 def shares(names):
-    """The bytes of every frame of these clips in % of the target."""
+    """Returns a function that yields the bytes of every frame of these clips in % of the target."""
 
     def measured(results, variant):
         for clip, result in chosen(results, variant, names):
@@ -84,14 +84,14 @@ def shares(names):
 
 
 def of_generations(results, variant):
-    """The last generation less the first, of each frame."""
+    """Yields the last generation minus the first, for each frame."""
     for clip, variants in results["generations"].items():
         for frame in variants.get(variant, []):
             yield generations.change(frame), f"{clip}, frame {frame['frame']}"
 
 
 def unevenness(results, variant):
-    """The range of PSNR-Y over the frames of the still."""
+    """Yields the range of PSNR-Y over the frames of the still clip."""
     for clip, frames in frames_of(results, variant, [STILL]):
         values = [frame["y"] for frame in frames]
         yield max(values) - min(values), clip
@@ -145,7 +145,7 @@ GOALS = [
 
 
 def verdicts(results):
-    """Of every goal that was measured: its row of the table, and a line for each miss."""
+    """Yields, for every measured goal, its row of the table and a line for each miss."""
     for goal in GOALS:
         reached = {variant: goal.reached(results, variant) for variant in VARIANTS}
         if not any(reached.values()):

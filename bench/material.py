@@ -1,5 +1,5 @@
 # SPDX-License-Identifier: BSD-2-Clause
-"""The files that benchmarks and quality measurements work on, and the machine they run on."""
+"""Files for benchmarks and quality measurements, and a description of the machine."""
 
 import datetime
 import os
@@ -17,7 +17,7 @@ FORMATS = {"V210": "-c:v v210 -f rawvideo", "UYVY": "-pix_fmt uyvy422 -c:v rawvi
 
 
 class Material:
-    """The files that the work is done on, made when they are missing."""
+    """Input files, made when they are missing."""
 
     def __init__(self, folder):
         self.folder = folder
@@ -26,13 +26,13 @@ class Material:
         return clips.make(name, self.folder)
 
     def sampled(self, name, step):
-        """Every so many frames of a clip, for work that takes a peer long."""
+        """Returns every `step`-th frame of a clip, for peers that are slow."""
         if step == 1:
             return self.clip(name)
         return self._some(name, f"by_{step}", f"framestep={step}")
 
     def picked(self, name, numbers):
-        """These frames of a clip."""
+        """Returns the given frames of a clip."""
         wanted = "+".join(f"eq(n\\,{number})" for number in numbers)
         return self._some(name, f"at_{'_'.join(map(str, numbers))}", f"'select={wanted}'")
 
@@ -53,7 +53,7 @@ class Material:
                                 "-pix_fmt yuv422p10le -c:v v210")  # fmt: skip
 
     def prores(self, source, variant, interlaced=False):
-        """A stream of the peer's encoder that keeps to the sizes."""
+        """Returns a stream of prores_ks, whose frames keep to the target sizes."""
         fields = "-flags +ildct -top 1" if interlaced else ""
         return self._make(f"{source.stem}_{variant}.mov",
                           f"-i {source} -c:v prores_ks -profile:v {VARIANTS[variant]} {fields}")  # fmt: skip

@@ -1,13 +1,13 @@
 #!/usr/bin/env python3
 # SPDX-License-Identifier: BSD-2-Clause
-"""Tells what vixprores adds to the codec's own time: processor time per frame.
+"""Measures the processor time per frame that vixprores adds to the codec's own.
 
 usage: overhead.py PROGRAM CODEC_TIME.so CLIPS RESULTS.json [--runs N] [--only TEXT]
 
-Every job runs on one thread. "codec" is spent inside the codec library's calls, "ours" in the rest
-of the program and its libraries, "system" in the kernel: reading, writing, memory. The time that
-the program takes to start, which is that of a tiny frame, is left out of "ours" and "system".
-"files alone" is what the system takes for the same bytes when cat reads and writes them.
+Every job runs on one thread. "codec" is the time in calls of the codec library, "ours" the time in
+the rest of the program and its libraries, "system" the time in the kernel for reading, writing and
+memory. "ours" and "system" exclude the start of the program, which is measured with a tiny frame.
+"files alone" is the system time of cat for reading and writing the same bytes.
 """
 
 import argparse
@@ -31,7 +31,7 @@ class Job:
     input: pathlib.Path
     tiny: pathlib.Path
     tiny_command: str
-    output: pathlib.Path | None  # none = thrown away
+    output: pathlib.Path | None  # None: discarded
 
     def files_alone(self):
         written = f"cat {self.output} >{self.output}.copy" if self.output else "true"
@@ -64,7 +64,7 @@ def jobs(material, program):
 
 
 def spend(command, preload=None):
-    """Milliseconds of a command: in the codec, in its processes, and in the kernel for them."""
+    """Returns the milliseconds that a command spends in the codec, in user mode, in the kernel."""
     environment = {**os.environ, **({"LD_PRELOAD": str(preload)} if preload else {})}
     before = resource.getrusage(resource.RUSAGE_CHILDREN)
     run = subprocess.run(command if preload is None else f"exec {command}", shell=True, check=True,
@@ -78,7 +78,7 @@ def spend(command, preload=None):
 
 
 def median(command, runs, preload=None):
-    spend(command, preload)  # brings files and code into memory
+    spend(command, preload)  # warms the caches
     return [statistics.median(times)
             for times in zip(*(spend(command, preload) for _ in range(runs)))]  # fmt: skip
 
@@ -87,7 +87,7 @@ def measure(job, preload, runs):
     frames = count_frames(job.tiny.parent / "natural_1080p.mov")
     codec, user, system = median(job.command.format(job.input), runs, preload)
     start_codec, start_user, start_system = median(job.tiny_command.format(job.tiny), runs, preload)
-    # The output is that of a whole run again.
+    # Write the whole output again for files_alone().
     spend(job.command.format(job.input))
     _, _, files = median(job.files_alone(), runs)
     ours = user - codec - (start_user - start_codec)
@@ -108,7 +108,7 @@ def main():
     parser.add_argument("clips", type=pathlib.Path)
     parser.add_argument("results", type=pathlib.Path)
     parser.add_argument("--runs", type=int, default=7)
-    parser.add_argument("--only", default="", help="works whose names contain this text")
+    parser.add_argument("--only", default="", help="measure only jobs that contain this text")
     options = parser.parse_args()
     results = {"machine": machine(), "works": []}
     print("| work | ms/frame in the codec | ours | system | files alone | start, ms |")

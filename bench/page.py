@@ -1,7 +1,7 @@
 # SPDX-License-Identifier: BSD-2-Clause
-"""Brings what was measured into docs/quality.md and draws docs/quality.svg.
+"""Writes results into docs/quality.md and draws docs/quality.svg.
 
-Only what stands between the marks of the page is written anew; the rest of it is by hand.
+Only the text between the marks of the page is replaced; the rest is written by hand.
 """
 
 import re
@@ -72,7 +72,7 @@ def draw(results, path):
 
 def write(results, folder):
     if {of: list(variants) for of, variants in results["clips"].items()} != EVERYTHING:
-        raise SystemExit("quality: the page wants results of every clip and variant")
+        raise SystemExit("quality: the page needs results of every clip and variant")
     page = folder / "quality.md"
     page.write_text(rewritten(page.read_text(), results))
     draw(results, folder / "quality.svg")

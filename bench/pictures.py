@@ -1,5 +1,5 @@
 # SPDX-License-Identifier: BSD-2-Clause
-"""Bytes and picture of every frame that an encoder makes, ours or a peer's."""
+"""Measures bytes and picture quality of every frame of an encoder, ours or a peer."""
 
 import json
 import math
@@ -12,7 +12,7 @@ from curves import BEST_PSNR
 from material import FFMPEG, VARIANTS, count_frames
 
 PEAK = 1023
-# Every so many frames of a clip are compared: three or more of each shot, all of the still.
+# Distance of the compared frames of a clip: at least three of each shot, all of the still.
 STEPS = {
     "natural_1080p": 5,
     "natural_easy_1080p": 4,
@@ -26,7 +26,7 @@ STEPS = {
 }
 KS = "-c:v prores_ks -profile:v "
 QUANTISERS = [1, 2, 3, 4, 6, 8, 12, 16, 24, 32, 48, 64]
-# The peers' curves: the settings of each, and the arguments of a setting.
+# The arguments of each setting of each peer.
 PEERS = {
     "ks profiles": {name: f"{KS}{number}" for name, number in VARIANTS.items()},
     "ks quantiser": {f"q{q}": f"{KS}hq -qscale:v {q}" for q in QUANTISERS},
@@ -48,14 +48,14 @@ def frame_bytes(stream):
 
 
 def psnr(mse, printed):
-    """The filter prints both in steps of 0.01: the one is taken that is the finer there."""
+    """Returns PSNR from the finer of the two figures, which the filter prints in steps of 0.01."""
     if mse < 5:
         return min(float(printed), BEST_PSNR)
     return round(10 * math.log10(PEAK * PEAK / mse), 4)
 
 
 def compare_pictures(stream, reference, step, folder):
-    """PSNR and SSIM of every so many frames of a stream beside the frames of a file."""
+    """Returns PSNR and SSIM of every `step`-th frame of a stream against the frames of a file."""
     same_times = "settb=1/25,setpts=N"
     graph = (f"[0:v]format=yuv422p10le,select=not(mod(n\\,{step})),{same_times},split[a][b];"
              f"[1:v]format=yuv422p10le,{same_times},split[c][d];"
@@ -68,13 +68,13 @@ def compare_pictures(stream, reference, step, folder):
         frame = {c: psnr(float(shown[f"mse_{c}"]), shown[f"psnr_{c}"]) for c in "yuv"}
         frames.append(frame | {"ssim": float(shown["Y"])})
     if len(frames) != count_frames(reference):
-        raise SystemExit(f"quality: {len(frames)} frames of {stream} could be compared, "
-                         f"not the {count_frames(reference)} of {reference}")  # fmt: skip
+        raise SystemExit(f"quality: {len(frames)} frames of {stream} were compared "
+                         f"instead of the {count_frames(reference)} of {reference}")  # fmt: skip
     return frames
 
 
 def measure(command, reference, step, folder):
-    """Runs an encoder that writes {out}: bytes of all its frames, pictures of some of them."""
+    """Runs an encoder that writes {out}; returns the bytes of all frames, the quality of some."""
     with tempfile.TemporaryDirectory(dir=folder) as work:
         out = folder / work / "stream.mov"
         run(command.format(out=out))
@@ -88,13 +88,13 @@ def measure(command, reference, step, folder):
 
 
 class Peers:
-    """What the peers make of the clips, kept in a folder, a file for each clip and setting."""
+    """Results of the peers, stored in a folder with one file per clip and setting."""
 
     def __init__(self, material, folder, version):
         self.material, self.folder, self.version = material, folder, version
 
     def frames(self, clip, peer, setting):
-        """Measures where nothing is kept yet, or something else was kept."""
+        """Returns the stored results; measures them if they are missing or outdated."""
         step = STEPS[clip]
         fields = "-flags +ildct -top 1" if clips.CLIPS[clip].interlaced else ""
         made_by = {
@@ -119,12 +119,12 @@ class Peers:
         return frames
 
     def jobs(self, names):
-        """What there is to know about these clips."""
+        """Lists the arguments of frames() for these clips."""
         return [(clip, peer, setting) for clip in names
                 for peer, settings in PEERS.items() for setting in settings]  # fmt: skip
 
     def points(self, clip):
-        """For each peer the frames of all its settings."""
+        """Returns the frames of all settings, by peer."""
         return {
             peer: [self.frames(clip, peer, setting) for setting in settings]
             for peer, settings in PEERS.items()
@@ -132,7 +132,7 @@ class Peers:
 
 
 def ours(program, material, folder, clip, variant):
-    """The whole clip is encoded, since it is fast enough: every frame's bytes are known."""
+    """Encodes the whole clip, so that the bytes of every frame are known."""
     command = (f"{program} encode --quiet --overwrite --threads 1 --variant {variant} "
                f"{material.clip(clip)} {{out}}")  # fmt: skip
     step = STEPS.get(clip, 1)

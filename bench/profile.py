@@ -1,11 +1,11 @@
 #!/usr/bin/python3
 # SPDX-License-Identifier: BSD-2-Clause
-"""Measures where the time of a frame goes and how it grows, and draws it.
+"""Measures the time of each stage of a frame and how it grows, and draws charts.
 
 usage: profile.py BUILD CLIPS RESULTS.json PICTURE.svg [--draw-only]
 
-BUILD is a build folder with the benchmarks. Streams for decoding are those of the peer's encoder,
-at the sizes that it keeps to.
+BUILD is a build folder with the benchmarks. The streams for decoding come from prores_ks, whose
+frames keep to the target sizes.
 """
 
 import json
@@ -49,7 +49,7 @@ def measure(build, clips):
 
 
 def draw_stages(axes, results, direction):
-    """A bar for each variant and CPU level (decoding), or for each level (encoding as HQ)."""
+    """Draws a bar for each variant and CPU level (decoding), or for each level (encoding as HQ)."""
     bars = []
     for variant in reversed(material.VARIANTS):
         levels = results["stages"][variant]["levels"]
@@ -115,7 +115,7 @@ def draw_threads(axes, results):
 
 
 def print_costs(results):
-    """What a coded bit, a pair of run and level, and a block cost, in core cycles."""
+    """Prints the core cycles of a coded bit, of a pair of run and level, and of a block."""
     print("| stream | level | ms/frame | cycles/bit | cycles/pair | inverse transform, cycles/block |")
     print("|---|---|---|---|---|---|")
     for variant, stream in results["stages"].items():

@@ -1,6 +1,6 @@
 #!/usr/bin/env python3
 # SPDX-License-Identifier: BSD-2-Clause
-"""Measures the picture of vixprores at equal bytes beside the encoders of an installed ffmpeg."""
+"""Compares the picture quality of vixprores with ffmpeg's encoders at equal bytes."""
 
 import argparse
 import json
@@ -19,11 +19,11 @@ from material import VARIANTS, Material, machine
 
 ROOT = pathlib.Path(__file__).resolve().parent.parent
 BENCH = ROOT / "build/bench"
-EXIT_CODES = "Exit codes: 0 done, 1 failed or worse than the baseline, 2 wrong use."
+EXIT_CODES = "Exit codes: 0 success, 1 failure or worse than the baseline, 2 usage error."
 
 
 def places():
-    """The clips, and the folder that measurements take place in."""
+    """Returns the clips and the working folder."""
     folder = BENCH / "quality"
     folder.mkdir(parents=True, exist_ok=True)
     return Material(BENCH / "clips"), folder
@@ -59,7 +59,7 @@ def measure(options):
 
 
 def judge(frames, points):
-    """Gives each frame its gains over what every peer makes of it."""
+    """Adds to each frame its gains over every peer."""
     for i, frame in enumerate(frames):
         frame["gains"] = {
             peer: gains(frame, [setting[i] for setting in settings])
@@ -94,22 +94,21 @@ def parse():
                         help="only this variant: proxy, lt, 422 or hq")  # fmt: skip
     parser.add_argument("--results", type=pathlib.Path, metavar="FILE.json",
                         default=BENCH / "quality.json",
-                        help="where to keep what was measured")  # fmt: skip
+                        help="file for the results")  # fmt: skip
     parser.add_argument("--kept", action="store_true",
-                        help="measure nothing, show the results that are kept")  # fmt: skip
-    parser.add_argument("--frames", action="store_true", help="print every compared frame too")
+                        help="show the stored results without measuring")  # fmt: skip
+    parser.add_argument("--frames", action="store_true", help="also print every compared frame")
     parser.add_argument("--against", type=pathlib.Path, metavar="OLD.json",
-                        help="print what changed since these results")  # fmt: skip
+                        help="print the changes since these results")  # fmt: skip
     parser.add_argument("--page", action="store_true",
-                        help="bring all results into docs/quality.md and docs/quality.svg")  # fmt: skip
+                        help="write all results to docs/quality.md and docs/quality.svg")  # fmt: skip
     parser.add_argument("--quick", action="store_true",
-                        help="only see on short clips, in half a minute, whether our encoder fell "
-                             "behind the baseline")  # fmt: skip
+                        help="only compare short clips with the baseline, in half a minute")  # fmt: skip
     parser.add_argument("--accept", action="store_true",
-                        help="with --quick: make its figures the baseline")  # fmt: skip
+                        help="with --quick: store the figures as the baseline")  # fmt: skip
     parser.add_argument("--baseline", type=pathlib.Path, metavar="FILE.json",
                         default=ROOT / "bench/quality_baseline.json",
-                        help="with --quick: another baseline")  # fmt: skip
+                        help="with --quick: use another baseline")  # fmt: skip
     options = parser.parse_args()
     check(parser, options)
     options.only = options.only or list(pictures.STEPS)
@@ -121,18 +120,18 @@ def check(parser, options):
     full = [options.only, options.variant, options.kept, options.frames, options.against,
             options.page]  # fmt: skip
     if options.quick and any(full):
-        parser.error("--quick goes with --program, --accept and --baseline only")
+        parser.error("--quick can be combined only with --program, --accept and --baseline")
     if options.accept and not options.quick:
-        parser.error("--accept goes with --quick")
+        parser.error("--accept needs --quick")
     if options.page and (options.only or options.variant):
-        parser.error("--page wants everything measured, not --only this or that")
+        parser.error("--page needs all results and cannot be combined with --only or --variant")
     options.program = options.program.resolve()
     needed = [options.results if options.kept else options.program, options.against]
     if options.quick and not options.accept:
         needed.append(options.baseline)
     for path in filter(None, needed):
         if not path.is_file():
-            parser.error(f"there is no file {path}")
+            parser.error(f"{path} does not exist")
 
 
 def show(results, options):
@@ -158,7 +157,7 @@ def main():
     if old:
         print("\n" + "\n".join(tables.difference_table(results, old)))
     if options.page:
-        import page  # here, since nothing else needs what draws
+        import page  # only --page needs matplotlib
 
         page.write(results, ROOT / "docs")
     return 0

@@ -1,5 +1,5 @@
 # SPDX-License-Identifier: BSD-2-Clause
-"""What was measured of pictures, as tables."""
+"""Tables of quality results."""
 
 from statistics import mean
 
@@ -7,7 +7,7 @@ import clips
 import pictures
 from curves import VALUES
 
-# Published rates in Mb/s at 25 frames a second, by the height of the picture.
+# Published rates in Mb/s at 25 frames per second, by picture height.
 RATES = {
     576: {"proxy": 12, "lt": 28, "422": 41, "hq": 61},
     1080: {"proxy": 38, "lt": 85, "422": 122, "hq": 184},
@@ -16,7 +16,7 @@ RATES = {
 
 
 def target(clip, variant):
-    """Bytes of a frame at the published rate."""
+    """Returns the bytes of a frame at the published rate."""
     return RATES[clips.CLIPS[clip].height][variant] * 1e6 / 8 / 25
 
 
@@ -25,7 +25,7 @@ def known(values):
 
 
 def best_peer(frame, name):
-    """The gain over the best of the peers."""
+    """Returns the gain over the best of the peers."""
     return min(known(gain[name] for gain in frame["gains"].values()), default=None)
 
 
@@ -34,12 +34,12 @@ def gain_over(peer, name):
 
 
 def middle(frames):
-    """Where a curve goes through: bytes and PSNR-Y of a setting, mean of the frames."""
+    """Returns mean bytes and mean PSNR-Y of the frames of a setting."""
     return mean(frame["bytes"] for frame in frames), mean(frame["y"] for frame in frames)
 
 
 def curves(points):
-    """The points that each peer's curve goes through."""
+    """Returns the points of each peer's curve."""
     return {
         peer: [middle(frames) for frames in settings] for peer, settings in points.items()
     }
@@ -90,7 +90,7 @@ COLUMNS = {
 
 
 def as_table(rows):
-    """Lines of a table whose first row has the heads; columns as wide as they need."""
+    """Returns the lines of a table with aligned columns; the first row is its heading."""
     widths = [max(len(cell) for cell in column) for column in zip(*rows)]
     lines = ["| " + " | ".join(c.ljust(w) for c, w in zip(row, widths)) + " |" for row in rows]
     return [lines[0], "|" + "|".join("-" * (w + 2) for w in widths) + "|", *lines[1:]]
@@ -108,7 +108,7 @@ def main_table(results):
 
 
 def frame_table(results):
-    """Every compared frame: bytes, values, and the gains in luma over each peer."""
+    """Returns a table of every compared frame: bytes, values, and luma gain over each peer."""
     rows = [["clip", "variant", "frame", "bytes", "Y", "U", "V", "SSIM",
              *(f"over {peer}" for peer in pictures.PEERS), "SSIM over best"]]  # fmt: skip
     for clip, variant, result in results_of(results):
@@ -123,7 +123,7 @@ def frame_table(results):
 
 
 def difference_table(results, old):
-    """This encoder less an older one, frame by frame, where both were measured."""
+    """Returns a table of changes since older results, over the frames that both contain."""
     rows = [["clip", "variant", "bytes %", "Y", "Y worst", "U", "V", "SSIM"]]
     for clip, variant, result in results_of(results):
         was_measured = old["clips"].get(clip, {}).get(variant, {"frames": []})["frames"]

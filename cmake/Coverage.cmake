@@ -1,5 +1,5 @@
-# The target `coverage` of the coverage preset: runs every test, then prints line coverage by folder
-# and by file of the shipped libraries.
+# The target `coverage` of the coverage preset: runs all tests, then prints line coverage of the
+# libraries by folder and by file.
 find_program(GCOVR gcovr REQUIRED)
 add_custom_target(coverage
   COMMAND find ${CMAKE_BINARY_DIR} -name "*.gcda" -delete

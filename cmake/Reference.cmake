@@ -1,5 +1,4 @@
-# The target `reference`: pages about every public header, from what the headers and guides say. Any
-# warning fails it.
+# The target `reference`: HTML pages of the public headers and guides. Warnings are errors.
 find_program(DOXYGEN doxygen)
 if(DOXYGEN)
   configure_file(docs/Doxyfile.in Doxyfile @ONLY)

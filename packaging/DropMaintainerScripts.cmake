@@ -1,5 +1,5 @@
-# CPack gives packages with libraries scripts that call ldconfig. The trigger in each package does
-# that already, once for all packages that are installed together.
+# Removes the scripts that CPack adds to packages with libraries. They call ldconfig, which the
+# trigger of each package does once for all packages that are installed together.
 foreach(package IN LISTS CPACK_PACKAGE_FILES)
   set(folder ${package}.unpacked)
   execute_process(COMMAND dpkg-deb -R ${package} ${folder} COMMAND_ERROR_IS_FATAL ANY)

@@ -1,6 +1,6 @@
-# Debian packages, made by scripts/package from the release build: one for each library, one for the
-# program, one for developers. Their files lie where Debian has them, whatever place the other
-# installation rules name; those leave out what is installed here.
+# Debian packages, built by scripts/package from the release build: one for each library, one for
+# the program, one for developers. Their files are in Debian's folders, independent of the other
+# installation rules, which exclude these components.
 
 set(VIX_DEBIAN_RELEASE 0vix1)  # third-party packages sort before those of the distribution
 set(VIX_DEBIAN_VERSION ${PROJECT_VERSION}-${VIX_DEBIAN_RELEASE})
@@ -8,8 +8,8 @@ set(VIX_DEBIAN_LIBDIR lib/${CMAKE_LIBRARY_ARCHITECTURE})
 set(VIX_DEBIAN_CMAKEDIR ${VIX_DEBIAN_LIBDIR}/cmake/vixVideoCodecProRes)
 set(VIX_DEBIAN_FILES ${PROJECT_BINARY_DIR}/packaging)
 
-# vix_run_in_package(package code): code of CMake that is run when the files of the package are in
-# their places below `root`.
+# vix_run_in_package(package code): runs CMake code when the files of the package have been installed
+# below `root`.
 function(vix_run_in_package package code)
   install(CODE "set(root \"\$ENV{DESTDIR}\${CMAKE_INSTALL_PREFIX}\")\n${code}"
           COMPONENT ${package} EXCLUDE_FROM_ALL)
@@ -25,8 +25,8 @@ function(vix_document_package package)
                     COMMAND_ERROR_IS_FATAL ANY)")
 endfunction()
 
-# vix_bare_binary(package path): the system's search finds what the binary needs, so that no path is
-# left in it; nor are symbols that only a debugger reads.
+# vix_bare_binary(package path): removes the run path, which system folders do not need, and the
+# symbols that only a debugger reads.
 function(vix_bare_binary package path)
   vix_run_in_package(${package} "
     file(RPATH_REMOVE FILE \${root}/${path})
@@ -35,7 +35,7 @@ function(vix_bare_binary package path)
                     COMMAND_ERROR_IS_FATAL ANY)")
 endfunction()
 
-# vix_package_library(target package): the library without the link for developers.
+# vix_package_library(target package): packages the library without its development link.
 function(vix_package_library target package)
   install(TARGETS ${target} EXPORT vixDebianTargets
           LIBRARY DESTINATION ${VIX_DEBIAN_LIBDIR} COMPONENT ${package} EXCLUDE_FROM_ALL
@@ -45,7 +45,7 @@ function(vix_package_library target package)
     file(CHMOD \${root}/${VIX_DEBIAN_LIBDIR}/$<TARGET_FILE_NAME:${target}>
          FILE_PERMISSIONS OWNER_READ OWNER_WRITE GROUP_READ WORLD_READ)")
   vix_document_package(${package})
-  # What other packages depend on that link the library, and what the system does about it.
+  # The dependency of packages that link the library, and the trigger that runs ldconfig.
   set(folder ${VIX_DEBIAN_FILES}/${package})
   file(WRITE ${folder}/shlibs
        "lib${target} ${PROJECT_VERSION_MAJOR} ${package} (>= ${PROJECT_VERSION})\n")
@@ -58,7 +58,7 @@ vix_package_library(ProRes libprores1)
 vix_package_library(vixCore libvixcore1)
 vix_package_library(vixVideoCodecProRes libvixvideocodecprores1)
 
-# The program, its manual and completions, and what there is to read.
+# The program, its manual, completions and documents.
 install(TARGETS vixprores RUNTIME DESTINATION bin COMPONENT vixprores EXCLUDE_FROM_ALL)
 install(DIRECTORY ${PROJECT_BINARY_DIR}/tool/share/
         DESTINATION share COMPONENT vixprores EXCLUDE_FROM_ALL)

@@ -1,5 +1,5 @@
 # SPDX-License-Identifier: BSD-2-Clause
-"""What counts as worse than the baseline."""
+"""Comparison with the baseline."""
 import json
 import pathlib
 import tempfile
@@ -29,39 +29,39 @@ class Faults(unittest.TestCase):
         for word in words:
             self.assertIn(word, faults[0])
 
-    def test_same_figures_are_no_fault(self):
+    def test_accepts_equal_figures(self):
         self.assert_faults()
 
-    def test_a_fall_of_the_mean_is_told_with_its_place(self):
+    def test_reports_a_fall_of_the_mean_and_its_place(self):
         self.frames[0]["y"] -= 0.12
         self.assert_faults(CLIP, VARIANT, "PSNR-Y fell by 0.06")
 
-    def test_a_small_fall_or_a_rise_is_allowed(self):
+    def test_accepts_a_small_fall_and_a_rise(self):
         self.frames[0]["y"] -= 0.08
         self.frames[1]["ssim"] += 0.01
         self.assert_faults()
 
-    def test_a_fall_of_ssim_is_told(self):
+    def test_reports_a_fall_of_ssim(self):
         self.frames[0]["ssim"] -= 0.0012
         self.assert_faults(VARIANT, "SSIM-Y fell by 0.0006")
 
-    def test_a_frame_that_leaves_the_target_is_told(self):
+    def test_reports_a_frame_that_leaves_the_target(self):
         for share in (0.97, 1.01):
             self.frames[1]["bytes"] = int(target(CLIP, VARIANT) * share)
             self.assert_faults(VARIANT, "frame 1", f"{share * 100:.2f} %")
 
-    def test_a_frame_that_was_elsewhere_may_stay_there(self):
+    def test_accepts_a_frame_that_missed_the_target_before(self):
         for of in (self.now, self.before):
             of["clips"][CLIP][VARIANT]["frames"][1]["bytes"] = 1000
         self.assert_faults()
 
-    def test_other_clips_cannot_be_compared(self):
+    def test_refuses_to_compare_other_clips(self):
         self.now["sources"] = {CLIP: "something else"}
         self.assert_faults("clips are not those", CLIP)
 
 
 class Writing(unittest.TestCase):
-    def test_reads_back_the_same_and_has_a_line_for_each_frame(self):
+    def test_writes_one_line_per_frame_that_reads_back_equal(self):
         with tempfile.TemporaryDirectory() as folder:
             path = pathlib.Path(folder) / "baseline.json"
             baseline.write(figures(), path)
