@@ -1,8 +1,8 @@
 # SPDX-License-Identifier: BSD-2-Clause
-"""Runs the command lines of the documents as their readers would: every block marked `sh`.
+"""Runs the command lines of the documents: every block marked `sh`.
 
-The blocks of a document run one after the other in one folder, in which the inputs that they name are
-there. The environment names the program (VIXPRORES)."""
+The blocks of a document run one after the other in one folder with the inputs that they name. The
+environment names the program (VIXPRORES)."""
 import os
 import pathlib
 import re
@@ -20,8 +20,8 @@ V210 = ("-pix_fmt", "yuv422p10le", "-c:v", "v210")
 UYVY = ("-pix_fmt", "uyvy422", "-c:v", "rawvideo")
 PRORES = ("-pix_fmt", "yuv422p10le", "-c:v", "prores_ks", "-profile:v", "3")
 
-# Inputs by name: size, and what ffmpeg is told of the output. Everything else that a document names
-# has to come from its own commands.
+# Inputs by name: size, and ffmpeg's options for the output. All other files that a document names must
+# come from its own commands.
 CLIPS = {
     "input.mov": ("128x96", V210),
     "input.avi": ("128x96", V210),
@@ -43,7 +43,7 @@ def make_clip(path):
 
 
 def run_block(block, folder):
-    """Runs the lines of a block, after making the inputs that they name."""
+    """Makes the inputs that a block names, and runs its lines."""
     for name in CLIPS:
         path = folder / name
         if re.search(rf"(?<![\w.]){re.escape(name)}(?!\w)", block) and not path.exists():

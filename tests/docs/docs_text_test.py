@@ -1,5 +1,5 @@
 # SPDX-License-Identifier: BSD-2-Clause
-"""What documents show and point to is there."""
+"""Code and links in documents."""
 import re
 import unittest
 
@@ -11,12 +11,12 @@ def without_spaces(text):
 
 
 def anchor(heading):
-    """The name under which a heading can be linked to."""
+    """Returns the link target of a heading."""
     return re.sub(r"[^\w\- ]", "", heading.lower()).replace(" ", "-")
 
 
 class Documents(unittest.TestCase):
-    def test_code_of_the_host_guide_is_that_of_the_examples(self):
+    def test_code_of_the_host_guide_comes_from_the_examples(self):
         examples = without_spaces("".join(
             path.read_text() for path in sorted(ROOT.glob("examples/*/*")) if path.is_file()))
         guide = ROOT / "docs/host-guide.md"
@@ -26,7 +26,7 @@ class Documents(unittest.TestCase):
             with self.subTest(line=line):
                 self.assertIn(without_spaces(block), examples)
 
-    def test_links_lead_somewhere(self):
+    def test_links_have_targets(self):
         for document in DOCUMENTS:
             text = re.sub(r"(?ms)^```.*?^```$", "", document.read_text())
             for target in re.findall(r"\]\(([^)\s]+)\)", text):

@@ -1,5 +1,5 @@
 # SPDX-License-Identifier: BSD-2-Clause
-"""The documents of the project and the blocks of code in them."""
+"""The documents of the project and their blocks of code."""
 import pathlib
 import re
 
@@ -8,7 +8,7 @@ DOCUMENTS = sorted([*ROOT.glob("*.md"), *ROOT.glob("docs/*.md")])
 
 
 def blocks(document, language):
-    """(line number, text) of every block of code that is marked as that language."""
+    """Yields (line number, text) of every block of code in that language."""
     text = document.read_text()
     for block in re.finditer(r"(?ms)^```(\w+)\n(.*?)^```$", text):
         if block[1] == language:

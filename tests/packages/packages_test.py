@@ -1,5 +1,5 @@
 # SPDX-License-Identifier: BSD-2-Clause
-"""The Debian packages: what is in them, what lintian says, and whether they work when installed.
+"""The Debian packages: contents, lintian, installation and use.
 
 The environment names the build (VIX_BUILD) and the programs CMAKE, CPACK and CXX."""
 import os
@@ -37,14 +37,14 @@ class Packages(unittest.TestCase):
         cls.root = cls.folder / "root"
         (cls.root / "var/lib/dpkg/info").mkdir(parents=True)
         (cls.root / "var/lib/dpkg/status").touch()
-        # What the packages need of the distribution is not in this root, only what they bring.
+        # The root has only these packages, without those of the distribution that they depend on.
         run("fakeroot", "dpkg", f"--root={cls.root}", "--force-depends", "--log=/dev/null", "-i",
             *cls.files.values())
 
     def field(self, package, name):
         return run("dpkg-deb", "-f", self.files[package], name).strip()
 
-    def test_there_is_one_for_each_library_the_program_and_developers(self):
+    def test_each_library_the_program_and_the_headers_have_a_package(self):
         self.assertEqual(set(self.files), NAMES)
 
     def test_lintian_finds_no_errors_and_no_warnings(self):
@@ -63,18 +63,18 @@ class Packages(unittest.TestCase):
         for package in LIBRARIES:
             self.assertRegex(self.field(package, "Depends"), r"libc6 .*libstdc\+\+6")
 
-    def test_packages_of_libraries_hold_nothing_that_two_versions_share(self):
+    def test_library_packages_have_no_files_that_two_versions_share(self):
         for package, library in LIBRARIES.items():
             paths = re.findall(r" \./(\S+[^/\s])(?: -> .*)?\n",
                                run("dpkg-deb", "-c", self.files[package]))
             for path in paths:
                 self.assertRegex(path, rf"{LIBDIR}/{library}\.so\.1|usr/share/doc/{package}/")
 
-    def test_binaries_hold_no_path_to_libraries(self):
+    def test_binaries_have_no_run_path(self):
         for binary in [self.root / "usr/bin/vixprores", *(self.root / LIBDIR).glob("*.so.1.*")]:
             self.assertNotRegex(run("objdump", "-p", binary), r"RUNPATH|RPATH")
 
-    def test_the_program_has_its_manual_and_its_completions(self):
+    def test_the_program_has_its_manual_and_completions(self):
         share = self.root / "usr/share"
         for name in ("man/man1/vixprores.1.gz", "man/man1/vixprores-encode.1.gz",
                      "bash-completion/completions/vixprores", "zsh/vendor-completions/_vixprores",
