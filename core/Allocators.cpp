@@ -8,7 +8,6 @@
 #include <string>
 #include <utility>
 
-#include "AlignedMemory.h"
 #include "vix/Error.h"
 
 namespace vix {

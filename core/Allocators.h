@@ -2,14 +2,36 @@
 #ifndef CORE_ALLOCATORS_H
 #define CORE_ALLOCATORS_H
 
+#include <cstddef>
+#include <cstdint>
 #include <memory>
+#include <new>
 
 #include "vix/Buffers.h"
 
 namespace vix {
 
+/// Alignment of frame memory: a cache line, and the widest vector register.
+inline constexpr std::align_val_t kMemoryAlignment{64};
+
+struct AlignedMemoryDeleter {
+  void operator()(std::uint8_t* data) const { ::operator delete(data, kMemoryAlignment); }
+};
+
+/// Memory from the system, freed by its destructor.
+using AlignedMemory = std::unique_ptr<std::uint8_t, AlignedMemoryDeleter>;
+
+/// Allocates `bytes` bytes, or returns null if there is no memory.
+AlignedMemory ObtainAlignedMemory(std::size_t bytes);
+
+/// Throws a VIXRuntimeError: `bytes` bytes could not be allocated.
+[[noreturn]] void ThrowOutOfMemory(std::size_t bytes);
+
 /// Returns the allocator of buffers without one of their own; it takes every block from the system.
 std::shared_ptr<IMemoryBlockAllocator> GetSystemAllocator();
+
+/// Creates a "Recycler" allocator with its own pool. It also implements IRecyclerStatistics.
+std::shared_ptr<IMemoryBlockAllocator> CreateRecycler();
 
 }  // namespace vix
 

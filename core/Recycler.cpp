@@ -1,6 +1,4 @@
 // SPDX-License-Identifier: BSD-2-Clause
-#include "Recycler.h"
-
 #include <algorithm>
 #include <bit>
 #include <cassert>
@@ -12,7 +10,7 @@
 #include <mutex>
 #include <utility>
 
-#include "AlignedMemory.h"
+#include "Allocators.h"
 
 namespace vix {
 namespace {

@@ -13,8 +13,8 @@
 #include <utility>
 #include <vector>
 
+#include "Allocators.h"
 #include "ParameterSchema.h"
-#include "Recycler.h"
 #include "RegistryTable.h"
 #include "vix/Error.h"
 

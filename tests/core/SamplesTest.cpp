@@ -5,15 +5,15 @@
 #include <memory>
 #include <vector>
 
-#include "TestTrack.h"
 #include "vix/Samples.h"
 
 namespace vix {
 namespace {
 
-using test::Track;
 using ::testing::ElementsAre;
 using ::testing::IsEmpty;
+
+struct Track : ITrack {};
 
 struct Metadata : IMetadata {};
 

@@ -5,13 +5,11 @@
 #include <memory>
 
 #include "ErrorText.h"
-#include "TestTrack.h"
 #include "vix/StreamDescription.h"
 
 namespace vix {
 namespace {
 
-using test::Track;
 using ::testing::ElementsAre;
 using ::testing::HasSubstr;
 using ::testing::IsEmpty;
@@ -105,7 +103,8 @@ TEST(VideoParameters, RejectCopiesOfNullAndAnotherFamily) {
 }
 
 TEST(VideoInfo, KeepsParametersAndChannel) {
-  const auto track = std::make_shared<Track>();
+  struct InputTrack : ITrack {};
+  const auto track = std::make_shared<InputTrack>();
   const auto channel = CreateChannelInfo(track, 7);
   EXPECT_EQ(channel->GetTrack(), track);
   EXPECT_EQ(channel->GetIndex(), 7);
