@@ -15,7 +15,7 @@ class DecoderDefineInputTest : public DecoderTest {
   fake::Properties Output() {
     DefineParameters();
     return dynamic_cast<const fake::RawParameters&>(
-               *OnlyInfo(decoder->GetDefinedOutput("")).parameters)
+               *OnlyInfo(decoder->GetDefinedOutput(""))->parameters)
         .values;
   }
 };
@@ -66,7 +66,7 @@ TEST_F(DecoderDefineInputTest, OutputHasTheInputsPropertiesExceptForcedOnes) {
   expected.variant = {};
   expected.fourcc = vix::kFourCC_V210;
   EXPECT_EQ(Output(), expected);
-  EXPECT_EQ(fake::NameOf(OnlyInfo(decoder->GetDefinedOutput("")).channel), "channel");
+  EXPECT_EQ(fake::NameOf(OnlyInfo(decoder->GetDefinedOutput(""))->channel), "channel");
 }
 
 TEST_F(DecoderDefineInputTest, TheOutputHasTheConfiguredFourCC) {
@@ -109,7 +109,7 @@ TEST_F(DecoderDefineInputTest, SkippingFieldsHalvesTheStoredHeightOfInterlacedIn
     const fake::Properties output = Output();
     EXPECT_EQ(output.storedHeight, c.output);
     EXPECT_EQ(output.scanMode, vix::ScanMode{c.scanMode});
-    EXPECT_EQ(fake::NameOf(OnlyInfo(decoder->GetDefinedOutput("")).channel), c.channel);
+    EXPECT_EQ(fake::NameOf(OnlyInfo(decoder->GetDefinedOutput(""))->channel), c.channel);
   }
 }
 
@@ -119,7 +119,7 @@ TEST_F(DecoderDefineInputTest, TheNewChannelHasTheInputsTrack) {
   parameters->values.scanMode = vix::ScanMode::Interlaced;
   DefineParameters();
   const auto& channel =
-      dynamic_cast<const fake::ChannelInfo&>(*OnlyInfo(decoder->GetDefinedOutput("")).channel);
+      dynamic_cast<const fake::ChannelInfo&>(*OnlyInfo(decoder->GetDefinedOutput(""))->channel);
   EXPECT_EQ(fake::NameOf(channel.track), "track");
   EXPECT_EQ(channel.index, 0);
 }
@@ -132,7 +132,7 @@ TEST_F(DecoderDefineInputTest, AMissingInputChannelGivesAChannelWithoutTrack) {
   stream->infos = {std::make_shared<fake::VideoInfo>("info", parameters, nullptr)};
   decoder->DefineInput(stream, "");
   EXPECT_EQ(TheHost().CountCalls("CreateChannelInfo(null, 0)"), 1U);
-  EXPECT_EQ(fake::NameOf(OnlyInfo(decoder->GetDefinedOutput("")).channel), "newChannel");
+  EXPECT_EQ(fake::NameOf(OnlyInfo(decoder->GetDefinedOutput(""))->channel), "newChannel");
 }
 
 TEST_F(DecoderDefineInputTest, TheScanModeIsReadOnlyWhenFieldsAreSkipped) {
@@ -221,7 +221,7 @@ TEST_F(DecoderDefineInputTest, ALaterConfigurationDoesNotChangeTheOutput) {
   initConfig->fourccs["OutputFourCC"] = vix::kFourCC_UYVY;
   decoder->SetInitConfig(initConfig);
   EXPECT_EQ(decoder->GetDefinedOutput(""), output);
-  EXPECT_EQ(dynamic_cast<const fake::RawParameters&>(*OnlyInfo(output).parameters).values.fourcc,
+  EXPECT_EQ(dynamic_cast<const fake::RawParameters&>(*OnlyInfo(output)->parameters).values.fourcc,
             vix::kFourCC_V210);
 }
 

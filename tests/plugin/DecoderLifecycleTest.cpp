@@ -170,7 +170,7 @@ TEST_F(DecoderLifecycleTest, AnUnsetOutputFourCCKeepsThePreviousOne) {
   initConfig->fourccs.clear();
   Define();
   EXPECT_EQ(
-      dynamic_cast<const fake::RawParameters&>(*OnlyInfo(decoder->GetDefinedOutput("")).parameters)
+      dynamic_cast<const fake::RawParameters&>(*OnlyInfo(decoder->GetDefinedOutput(""))->parameters)
           .values.fourcc,
       vix::kFourCC_UYVY);
 }

@@ -75,9 +75,9 @@ TEST_F(DecoderPushSampleTest, SamplesCarryTheDefinedOutputAndTheInputsTimeLimits
   Push(FrameShape{.width = 720, .height = 576});
   const auto container = decoder->GetSample();
   const auto sample = OnlySample(container);
-  const fake::VideoInfo& defined = OnlyInfo(decoder->GetDefinedOutput(""));
-  EXPECT_EQ(sample->parameters, defined.parameters);
-  EXPECT_EQ(sample->info.get(), &defined);
+  const auto defined = OnlyInfo(decoder->GetDefinedOutput(""));
+  EXPECT_EQ(sample->parameters, defined->parameters);
+  EXPECT_EQ(sample->info, defined);
   EXPECT_EQ(sample->timeLimits, kTimeLimits);
   EXPECT_TRUE(sample->metadata.empty());
 }

@@ -42,14 +42,14 @@ TEST_F(EncoderDefineInputTest, OutputHasTheInputsPropertiesExceptVariantAndRate)
   initConfig->numbers["ProResCodecVariant"] = 2;
   encoder->SetInitConfig(initConfig);
   DefineParameters();
-  const fake::VideoInfo& info = OnlyInfo(encoder->GetDefinedOutput("other name"));
+  const auto info = OnlyInfo(encoder->GetDefinedOutput("other name"));
   fake::Properties expected = parameters->values;
   expected.bitRate = 145;
   expected.variant = vix::ProResCodecVariant::LT;
   expected.fourcc = 0;
-  const auto& output = dynamic_cast<const fake::ProResParameters&>(*info.parameters);
+  const auto& output = dynamic_cast<const fake::ProResParameters&>(*info->parameters);
   EXPECT_EQ(output.values, expected);
-  EXPECT_EQ(fake::NameOf(info.channel), "channel");
+  EXPECT_EQ(fake::NameOf(info->channel), "channel");
 }
 
 TEST_F(EncoderDefineInputTest, UyvyIsRecognisedAtTheFirstComparison) {
@@ -81,7 +81,7 @@ TEST_F(EncoderDefineInputTest, TheLargestRateIsStoredExactly) {
   TheHost().rate = 4294967295U;
   DefineParameters();
   const auto& output = dynamic_cast<const fake::ProResParameters&>(
-      *OnlyInfo(encoder->GetDefinedOutput("")).parameters);
+      *OnlyInfo(encoder->GetDefinedOutput(""))->parameters);
   EXPECT_EQ(output.values.bitRate, 4294967295.0);
 }
 
@@ -165,7 +165,7 @@ TEST_F(EncoderDefineInputTest, ALaterConfigurationDoesNotChangeTheOutput) {
   other->numbers = {{"ProResCodecVariant", 1}};
   encoder->SetInitConfig(other);
   const auto& output = dynamic_cast<const fake::ProResParameters&>(
-      *OnlyInfo(encoder->GetDefinedOutput("")).parameters);
+      *OnlyInfo(encoder->GetDefinedOutput(""))->parameters);
   EXPECT_EQ(output.values.variant, vix::ProResCodecVariant::Standard);
 }
 

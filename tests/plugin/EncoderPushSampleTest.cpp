@@ -116,10 +116,10 @@ TEST_F(EncoderPushSampleTest, AFrameOfAnotherSizeIsEncodedAtItsSize) {
   EXPECT_EQ(TheCodec().encoded.at(0).source.width, 720U);
   EXPECT_EQ(TheCodec().encoded.at(0).source.height, 576U);
   EXPECT_EQ(TheCodec().encoded.at(0).source.rowBytes, 1440U);
-  const fake::VideoInfo& defined = OnlyInfo(encoder->GetDefinedOutput(""));
+  const auto defined = OnlyInfo(encoder->GetDefinedOutput(""));
   const auto sample = OnlySample(encoder->GetSample());
-  EXPECT_EQ(sample->parameters, defined.parameters);
-  EXPECT_EQ(sample->info.get(), &defined);
+  EXPECT_EQ(sample->parameters, defined->parameters);
+  EXPECT_EQ(sample->info, defined);
 }
 
 TEST_F(EncoderPushSampleTest, TimeLimitsAreCopiedAndMetadataAreNot) {

@@ -80,7 +80,7 @@ TEST(ExportedSymbols, AreTheEntryItsFunctionsAndTheElements) {
   EXPECT_EQ(exported, expected);
 }
 
-TEST(ExportedSymbols, BindHostAndCodecLibraryAtRunTime) {
+TEST(UndefinedSymbols, IncludeThoseOfHostAndCodecLibrary) {
   std::set<std::string> undefined;
   for (const Symbol& symbol : ListSymbols("--undefined-only")) undefined.insert(symbol.name);
   for (const char* const name :

@@ -89,8 +89,9 @@ std::ptrdiff_t OffsetOfControl(Element& element) {
 }
 
 TEST_F(InterfaceBasesTest, TheControlInterfaceFollowsTheMediaFilter) {
-  EXPECT_EQ(OffsetOfControl(*CreateVideoEncoderProRes(nullptr)), sizeof(void*));
-  EXPECT_EQ(OffsetOfControl(*CreateVideoDecoderProRes(nullptr)), sizeof(void*));
+  constexpr std::ptrdiff_t kBehindTablePointer = sizeof(void*);
+  EXPECT_EQ(OffsetOfControl(*CreateVideoEncoderProRes(nullptr)), kBehindTablePointer);
+  EXPECT_EQ(OffsetOfControl(*CreateVideoDecoderProRes(nullptr)), kBehindTablePointer);
 }
 
 }  // namespace

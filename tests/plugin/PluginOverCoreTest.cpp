@@ -2,8 +2,11 @@
 // The plug-in as hosts use it: loaded by path, over this project's host core and codec library.
 #include <gtest/gtest.h>
 
+#include <algorithm>
+#include <cstdint>
 #include <memory>
 #include <optional>
+#include <stdexcept>
 #include <string>
 #include <vector>
 
@@ -81,11 +84,11 @@ class PluginOverCoreTest : public testing::Test {
 TEST_F(PluginOverCoreTest, RegistersTheDecoderThenTheEncoder) {
   const auto entries = vix::GetRegistryEntries();
   ASSERT_GE(entries.size(), 2U);
-  const auto& decoder = *entries.end()[-2];
-  const auto& encoder = *entries.end()[-1];
-  EXPECT_EQ(decoder.GetElementFactoryType("class"), ElementFactoryType::VideoDecoder);
-  EXPECT_EQ(encoder.GetElementFactoryType("class"), ElementFactoryType::VideoEncoder);
-  for (const auto* entry : {&decoder, &encoder}) {
+  const auto decoder = entries.at(entries.size() - 2);
+  const auto encoder = entries.at(entries.size() - 1);
+  EXPECT_EQ(decoder->GetElementFactoryType("class"), ElementFactoryType::VideoDecoder);
+  EXPECT_EQ(encoder->GetElementFactoryType("class"), ElementFactoryType::VideoEncoder);
+  for (const auto& entry : {decoder, encoder}) {
     EXPECT_EQ(entry->GetString("implementation"), "vix");
     EXPECT_EQ(entry->GetString("type"), "ProRes");
   }

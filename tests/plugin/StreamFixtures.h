@@ -93,10 +93,10 @@ inline std::shared_ptr<const fake::VideoSample> OnlySample(
 }
 
 /// Returns the single info of a description.
-inline const fake::VideoInfo& OnlyInfo(
+inline std::shared_ptr<const fake::VideoInfo> OnlyInfo(
     const std::shared_ptr<const vix::IInfoContainer>& container) {
   const auto& infos = dynamic_cast<const fake::InfoContainer&>(*container).infos;
-  return dynamic_cast<const fake::VideoInfo&>(*infos.at(0));
+  return std::dynamic_pointer_cast<const fake::VideoInfo>(infos.at(0));
 }
 
 #endif  // TESTS_PLUGIN_STREAMFIXTURES_H
