@@ -1,7 +1,7 @@
 # SPDX-License-Identifier: BSD-2-Clause
-"""Writes results into docs/quality.md and draws docs/quality.svg.
+"""Writes the measured figures into the pages on quality and draws docs/quality.svg.
 
-Only the text between the marks of the page is replaced; the rest is written by hand.
+Replaces the text between the marks of a page; the rest of it is written by hand.
 """
 
 import re
@@ -23,16 +23,14 @@ def machine(results):
             f"{where['peer']}, {where['date']}."]  # fmt: skip
 
 
-PARTS = {
-    "machine": machine,
-    "goals": goals.summary,
-    "clips": tables.main_table,
-    "generations": generations.table,
+PAGES = {
+    "quality.md": {"machine": machine, "goals": goals.summary},
+    "quality-tables.md": {"clips": tables.main_table, "generations": generations.table},
 }
 
 
-def rewritten(text, results):
-    for name, lines_of in PARTS.items():
+def rewritten(text, parts, results):
+    for name, lines_of in parts.items():
         marked = re.compile(rf"(<!-- measured: {name} -->\n).*?(<!-- end -->)", re.DOTALL)
         lines = "\n".join(["", *lines_of(results), "", ""])
         text, found = marked.subn(lambda marks: marks[1] + lines + marks[2], text)
@@ -72,7 +70,8 @@ def draw(results, path):
 
 def write(results, folder):
     if {of: list(variants) for of, variants in results["clips"].items()} != EVERYTHING:
-        raise SystemExit("quality: the page needs results of every clip and variant")
-    page = folder / "quality.md"
-    page.write_text(rewritten(page.read_text(), results))
+        raise SystemExit("quality: the page wants results of every clip and variant")
+    for name, parts in PAGES.items():
+        page = folder / name
+        page.write_text(rewritten(page.read_text(), parts, results))
     draw(results, folder / "quality.svg")
