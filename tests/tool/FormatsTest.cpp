@@ -93,23 +93,20 @@ TEST(FindProResOutput, GoesByTheExtension) {
   }
 }
 
-TEST(FindRawVideoOutput, WritesHeadlessFramesUnderUnknownNames) {
+TEST(FindRawVideoOutput, SelectsRawFramesForNamesWithoutAFormat) {
   EXPECT_STREQ(FindRawVideoOutput("a.mov").muxer, "mov");
   EXPECT_STREQ(FindRawVideoOutput("a.avi").muxer, "avi");
   EXPECT_STREQ(FindRawVideoOutput("a.nut").muxer, "nut");
   EXPECT_EQ(FindRawVideoOutput("a.Y4M").kind, OutputKind::Y4m);
-  for (const char* path : {"-", "/dev/null", "a", "a.v210", "a.yuv"}) {
+  for (const char* path : {"-", "/dev/null", "a", "a.v210", "a.uyvy", "a.raw", "a.bin", "mp4"}) {
     EXPECT_EQ(FindRawVideoOutput(path).kind, OutputKind::Headless) << path;
   }
 }
 
-TEST(NamesUnwrittenContainer, KnowsTheContainersOfOthers) {
-  for (const char* path : {"a.mp4", "a.MKV", "dir/a.mxf", "a.ts"}) {
-    EXPECT_TRUE(NamesUnwrittenContainer(path)) << path;
-  }
-  for (const char* path :
-       {"a.mov", "a.avi", "a.nut", "a.y4m", "a.raw", "a.v210", "a", "-", "mp4", "/dev/null"}) {
-    EXPECT_FALSE(NamesUnwrittenContainer(path)) << path;
+TEST(FindRawVideoOutput, RejectsNamesOfFormatsThatAreNotWritten) {
+  for (const char* path : {"a.mp4", "a.MKV", "dir/a.mxf", "a.ts", "a.png", "a.PNG", "a.dpx",
+                           "a.tif", "a.exr", "a.yuv", "frame-%04d.png"}) {
+    EXPECT_THROW(FindRawVideoOutput(path), UsageError) << path;
   }
 }
 

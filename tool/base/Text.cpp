@@ -112,7 +112,9 @@ std::string Suggest(const std::string& text, const std::vector<std::string>& kno
   });
   const auto nearest = std::ranges::min_element(
       known, {}, [&text](const std::string& word) { return EditDistance(text, word); });
-  const bool isNear = EditDistance(text, *nearest) <= text.size() / 3 + 1;
+  // The dashes of options are no letters that could be mistyped.
+  const std::size_t letters = text.size() - std::min(text.find_first_not_of('-'), text.size());
+  const bool isNear = EditDistance(text, *nearest) <= std::max<std::size_t>(letters / 3, 1);
   if (begun == known.end() && !isNear) return {};
   return " (did you mean '" + (begun != known.end() ? *begun : *nearest) + "'?)";
 }

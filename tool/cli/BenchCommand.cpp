@@ -13,7 +13,6 @@
 #include "base/Interrupt.h"
 #include "base/Text.h"
 #include "cli/BenchOptions.h"
-#include "cli/BindOptions.h"
 #include "cli/Commands.h"
 #include "format/Encodable.h"
 #include "format/PlanarPicture.h"
@@ -29,10 +28,10 @@ namespace {
 using std::chrono::steady_clock;
 using Picture = std::shared_ptr<const vix::IBuffer>;
 
-// Timed passes over the clip, of which the median counts; one more before them warms up.
+// Timed passes over the clip; their median is reported. One more pass warms up.
 constexpr int kPasses = 5;
 
-// Frames that go through elements: the pictures in their order, over and over again.
+// The frames of a pass: the pictures in order, repeated.
 struct Clip {
   std::vector<Picture> pictures;
   std::size_t frames;
@@ -45,17 +44,16 @@ struct PassTimes {
   double cpuSeconds;
 };
 
-// How fast the frames of a clip go through a number of threads.
 struct Speed {
   double cpuMillisecondsPerFrame;
   double framesPerSecond;
 };
 
-// What is told of encoding or decoding.
+// Result of encoding or decoding.
 struct Direction {
   const char* name;
   Speed alone;     // one thread
-  Speed together;  // all of them
+  Speed together;  // all threads
 };
 
 StreamFormat RawFormat(const BenchOptions& options) {
@@ -99,7 +97,7 @@ struct Frame {
   Picture result;
 };
 
-// Runs the clip through the elements once. `result` is called with every coded frame in order.
+// Runs the clip through the elements once. Calls `result` with every coded frame in order.
 template <typename Result>
 PassTimes RunPass(ElementTeam& elements, const Clip& clip, const Result& result) {
   std::size_t next = 0;
@@ -135,8 +133,8 @@ Speed ToSpeed(const std::vector<PassTimes>& passes, std::size_t frames) {
           count / Median(passes, &PassTimes::wallSeconds)};
 }
 
-// Times the clip with one thread and with all of them in turns, so that a change in what else the
-// machine does meets both. `warmResult` is called with every frame of the first pass.
+// Times the clip with one thread and with all of them in alternation, so that other load on the
+// machine affects both. Calls `warmResult` with every frame of the first pass.
 template <typename WarmResult>
 Direction Measure(const char* name, const ElementTeam::MakeElement& make,
                   const StreamFormat& format, const Clip& clip, unsigned threads,
@@ -156,7 +154,6 @@ Direction Measure(const char* name, const ElementTeam::MakeElement& make,
   return {name, ToSpeed(times.front(), clip.frames), ToSpeed(times.back(), clip.frames)};
 }
 
-// Everything that is known at the end.
 struct BenchReport {
   const BenchOptions& options;
   unsigned threads;
@@ -175,7 +172,7 @@ std::string DescribeFrames(const BenchReport& report) {
   const auto frames = static_cast<std::size_t>(report.options.frames);
   std::string text = Count(report.options.frames, "frame");
   if (report.pictures < frames)
-    text += " (" + std::to_string(report.pictures) + " pictures in turn)";
+    text += " (" + std::to_string(report.pictures) + " different pictures)";
   return text;
 }
 

@@ -25,7 +25,7 @@ Option Number(std::string name, int& variable, int smallest, int largest, std::s
   const auto take = [&variable, name, smallest, largest](const std::string& text) {
     const auto number = ParseNumber(text, largest);
     if (!number || *number < smallest) {
-      throw UsageError("'" + text + "' is no number for " + name + "; give one from " +
+      throw UsageError(name + ": invalid number '" + text + "'; expected " +
                        std::to_string(smallest) + " to " + std::to_string(largest));
     }
     variable = static_cast<int>(*number);
@@ -37,9 +37,9 @@ std::function<void(const std::vector<std::string>&)> TakeWords(
     std::vector<std::string> names, std::vector<std::reference_wrapper<std::string>> variables) {
   return [names = std::move(names),
           variables = std::move(variables)](const std::vector<std::string>& words) {
-    if (words.size() < names.size()) throw UsageError(names[words.size()] + " is missing");
+    if (words.size() < names.size()) throw UsageError("missing " + names[words.size()]);
     if (words.size() > names.size()) {
-      throw UsageError("'" + words[names.size()] + "' is one word too many");
+      throw UsageError("unexpected argument '" + words[names.size()] + "'");
     }
     for (std::size_t i = 0; i < words.size(); ++i) {
       RefuseEmptyNames(names[i], {words[i]});
@@ -49,9 +49,9 @@ std::function<void(const std::vector<std::string>&)> TakeWords(
 }
 
 void RefuseEmptyNames(const std::string& argument, const std::vector<std::string>& words) {
-  if (words.empty()) throw UsageError(argument + " is missing");
+  if (words.empty()) throw UsageError("missing " + argument);
   for (const std::string& word : words) {
-    if (word.empty()) throw UsageError(argument + " is an empty name");
+    if (word.empty()) throw UsageError(argument + ": empty name");
   }
 }
 

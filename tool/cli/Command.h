@@ -3,7 +3,7 @@
 #define TOOL_CLI_COMMAND_H
 
 /// @file
-/// A command of the program as data: parser, help, manual and shell completion all read it here.
+/// A command of the program as data. Parser, help, manual and shell completion read it.
 
 #include <cstdint>
 #include <functional>
@@ -13,36 +13,36 @@
 
 namespace vixprores {
 
-/// What a shell offers as the value of an option, or as an argument.
+/// Kind of words that a shell offers as the value of an option or as an argument.
 enum class Completion { Nothing, File, Folder, Command };
 
 /// One option of a command.
 struct Option {
   std::string name;                              ///< "--variant"
-  std::string value;                             ///< what it takes, "NAME"; empty for a flag
-  std::string brief;                             ///< a few words, for the help
-  std::function<void(const std::string&)> take;  ///< gets the value (a flag: ""); UsageError
-  std::vector<std::string> choices = {};  ///< in lower case; empty = any value. Taken in any case
-  std::string details = {};               ///< more sentences, for the manual; empty = none
+  std::string value;                             ///< name of its value, "NAME"; empty for a flag
+  std::string brief;                             ///< one line of the help
+  std::function<void(const std::string&)> take;  ///< sets the value ("" for a flag); UsageError
+  std::vector<std::string> choices = {};  ///< lower case, matched in any case; empty = any value
+  std::string details = {};               ///< further sentences of the manual
   Completion completion = Completion::Nothing;
-  std::string shortName = {};  ///< "-o"; empty = none
+  std::string shortName = {};  ///< "-o"; empty = no short name
 };
 
-/// Options that belong together.
+/// Options under one heading.
 struct OptionGroup {
   std::string title;
   std::vector<Option> options;
 };
 
-/// A word of a command line that is no option; for help, manual and shell completion.
+/// A positional argument, for help, manual and shell completion.
 struct Argument {
   std::string name;  ///< "INPUT"
   std::string brief;
   Completion completion = Completion::File;
-  std::vector<std::string> choices = {};  ///< offered instead where there are any
+  std::vector<std::string> choices = {};  ///< offered instead of `completion` if not empty
 };
 
-/// A use of the command that works as it stands.
+/// A command line that works as written.
 struct Example {
   std::string line;
   std::string purpose;
@@ -52,8 +52,8 @@ struct Example {
 struct Command {
   std::string name;
   std::string summary;              ///< one line
-  std::string description;          ///< for the manual: paragraphs, an empty line between them
-  std::vector<std::string> usages;  ///< what follows the name: "[OPTION]... INPUT OUTPUT"
+  std::string description;          ///< paragraphs of the manual, an empty line between them
+  std::vector<std::string> usages;  ///< text behind the name: "[OPTION]... INPUT OUTPUT"
   std::vector<Argument> arguments;
   std::function<void(const std::vector<std::string>&)> takeArguments;  ///< UsageError
   std::vector<OptionGroup> groups;
@@ -61,20 +61,21 @@ struct Command {
   std::function<int()> run;  ///< returns the exit code
 };
 
-/// Options that set a variable; the variable must outlive the option.
+/// Options that set a variable, which must outlive the option.
 Option Flag(std::string name, bool& variable, std::string brief);
 Option Text(std::string name, std::string value, std::optional<std::string>& variable,
             std::string brief);
 Option Number(std::string name, int& variable, int smallest, int largest, std::string brief);
 
-/// Takes exactly the words that `variables` are for. `names` are those of the arguments.
+/// Returns a function that assigns exactly as many words as there are variables. `names` are used
+/// in error messages.
 std::function<void(const std::vector<std::string>&)> TakeWords(
     std::vector<std::string> names, std::vector<std::reference_wrapper<std::string>> variables);
 
-/// Refuses, with a UsageError, no words at all, and names without a character.
+/// Throws a UsageError if there are no words or one of them is empty.
 void RefuseEmptyNames(const std::string& argument, const std::vector<std::string>& words);
 
-/// All options of a command, as long as it lives.
+/// Returns the options of all groups. They live as long as the command.
 std::vector<const Option*> OptionsOf(const Command& command);
 
 std::vector<std::string> NamesOf(const std::vector<Command>& commands);

@@ -18,7 +18,7 @@ namespace {
 
 using Words = std::span<const char* const>;
 
-// With 'help', which is answered here.
+// Includes 'help', which has no Command: this file answers it.
 std::vector<std::string> CommandWords(const std::vector<Command>& commands) {
   auto words = NamesOf(commands);
   words.emplace_back("help");
@@ -29,11 +29,11 @@ const Command& FindCommand(const std::vector<Command>& commands, const std::stri
   const auto found = std::ranges::find(commands, name, &Command::name);
   if (found != commands.end()) return *found;
   const auto names = CommandWords(commands);
-  throw UsageError("there is no command '" + name + "'" + Suggest(name, names) +
-                   "; the commands are " + JoinWords(names));
+  throw UsageError("unknown command '" + name + "'" + Suggest(name, names) + "; the commands are " +
+                   JoinWords(names));
 }
 
-// `word` as it stands, with "=VALUE" or, behind a short name, the value itself.
+// Returns the option that `word` begins with: "--name", "--name=VALUE", "-n" or "-nVALUE".
 const Option& RequireOption(const Command& command, const std::string& word) {
   const bool isLong = word.starts_with("--");
   const std::string name = isLong ? word.substr(0, word.find('=')) : word.substr(0, 2);
@@ -42,12 +42,12 @@ const Option& RequireOption(const Command& command, const std::string& word) {
     if ((isLong ? option->name : option->shortName) == name) return *option;
     names.push_back(option->name);
   }
-  if (isLong) throw UsageError("there is no option " + name + Suggest(name, names));
-  throw UsageError("there is no option " + word + "; a file of that name is ./" + word);
+  if (isLong) throw UsageError("unknown option " + name + Suggest(name, names));
+  throw UsageError("unknown option " + word + "; for a file of that name write ./" + word);
 }
 
-// A misspelt option is named as such, before its value is taken for a file, and one without its
-// value before the next option is taken for it. Of two values none is the one that is meant.
+// Rejects misspelt options before their values are taken for files, missing values before the next
+// option is taken for one, and repeated options.
 void CheckOptionNames(const Command& command, Words words) {
   std::set<std::string> given;
   for (std::size_t i = 0; i < words.size(); ++i) {
@@ -58,12 +58,12 @@ void CheckOptionNames(const Command& command, Words words) {
     const bool holdsValue = word != option.name && word != option.shortName;
     if (option.value.empty()) continue;
     if (!given.insert(option.name).second) {
-      throw UsageError(option.name + " is given twice; leave out one of them");
+      throw UsageError(option.name + " is given twice; remove one of them");
     }
     if (holdsValue) continue;
     ++i;
     if (i == words.size() || std::string_view(words[i]).starts_with("--")) {
-      throw UsageError(word + " lacks its value: " + OptionUsage(option));
+      throw UsageError(word + " needs a value: " + OptionUsage(option));
     }
   }
 }
@@ -74,7 +74,7 @@ void TakeValue(const Option& option, const std::string& value) {
   std::ranges::transform(choice, choice.begin(),
                          [](unsigned char letter) { return std::tolower(letter); });
   if (std::ranges::find(option.choices, choice) == option.choices.end()) {
-    throw UsageError("'" + value + "' is nothing that " + option.name + " takes" +
+    throw UsageError(option.name + ": invalid value '" + value + "'" +
                      Suggest(value, option.choices) + "; choose one of " +
                      JoinWords(option.choices));
   }
@@ -97,7 +97,7 @@ Request ParseCommand(const Command& command, Words words) {
   for (const Option* option : OptionsOf(command)) AddOption(app, *option);
   std::vector<std::string> arguments;
   app.add_option("FILES", arguments);
-  // CLI11 takes them from the end.
+  // CLI11 expects them in reverse order.
   std::vector<std::string> reversed(words.rbegin(), words.rend());
   try {
     CheckOptionNames(command, words);
@@ -127,13 +127,13 @@ Request ParseCommandLine(const std::vector<Command>& commands,
                          const char* const* argv) {
   const Words words = Words(argv, static_cast<std::size_t>(argc)).subspan(1);
   if (words.empty()) {
-    throw UsageError("a command is missing; the commands are " + JoinWords(CommandWords(commands)));
+    throw UsageError("missing command; the commands are " + JoinWords(CommandWords(commands)));
   }
   const std::string first = words.front();
   const Words rest = words.subspan(1);
   if (first == "help" || first == "--help" || first == "-h") return Help(commands, rest);
   if (first == "--version") return {nullptr, version()};
-  if (first.starts_with("-")) throw UsageError("the command comes before '" + first + "'");
+  if (first.starts_with("-")) throw UsageError("write the command before '" + first + "'");
   return ParseCommand(FindCommand(commands, first), rest);
 }
 

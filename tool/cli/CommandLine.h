@@ -10,15 +10,16 @@
 
 namespace vixprores {
 
-/// What a command line asks for: a command, which has taken its options and arguments, or a text.
+/// Result of parsing a command line: a command to run, or a text to print.
 struct Request {
-  const Command* command = nullptr;  ///< one of those given; null where `text` is the answer
+  const Command* command =
+      nullptr;  ///< one of the given ones, its options set; null = print `text`
   std::string text;
 };
 
-/// Understands a command line. Anything wrong with it is a UsageError that says what it is and,
-/// where a word was misspelt, which one was meant.
-/// @param version makes the answer to --version
+/// Parses a command line.
+/// @param version returns the answer to --version
+/// @throws UsageError names what is wrong and suggests the right spelling of a misspelt word
 Request ParseCommandLine(const std::vector<Command>& commands,
                          const std::function<std::string()>& version, int argc,
                          const char* const* argv);

@@ -2,17 +2,22 @@
 #ifndef TOOL_CLI_COMMANDS_H
 #define TOOL_CLI_COMMANDS_H
 
+#include <cstdio>
+#include <exception>
+#include <memory>
+#include <string>
 #include <vector>
 
 #include "cli/Command.h"
+#include "report/Report.h"
 
 namespace vixprores {
 
-/// Every command of the program, ready to take options and to be run, in the order in which the
-/// help lists them.
+/// Returns every command of the program, ready to parse options and to run, in the order of the
+/// help.
 std::vector<Command> AllCommands();
 
-// One function a command, each in a file of its own.
+// Each is defined in the file of its name.
 Command MakeEncodeCommand();
 Command MakeDecodeCommand();
 Command MakeInspectCommand();
@@ -24,6 +29,34 @@ Command MakeBenchCommand();
 Command MakeElementsCommand();
 Command MakeManualCommand();
 Command MakeCompletionCommand();
+
+/// Calls `run`. If it throws and `options` ask for JSON, prints the error as JSON where the summary
+/// would be, and rethrows.
+template <typename Options, typename Run>
+int RunWithJsonErrors(const Options& options, const Run& run) {
+  if constexpr (requires { options.json; }) {
+    try {
+      return run(options);
+    } catch (const std::exception& error) {
+      bool areFramesOnOutput = false;
+      if constexpr (requires { options.output; }) areFramesOnOutput = options.output == "-";
+      const std::string json = ErrorJson(error.what());
+      if (options.json) std::fprintf(areFramesOnOutput ? stderr : stdout, "%s\n", json.c_str());
+      throw;
+    }
+  } else {
+    return run(options);
+  }
+}
+
+/// Makes a command from its description; the command owns the options and passes them to `run`.
+template <typename Options, typename Run>
+Command BindOptions(Command (*describe)(Options&), Run run) {
+  const auto options = std::make_shared<Options>();
+  Command command = describe(*options);
+  command.run = [options, run] { return RunWithJsonErrors(*options, run); };
+  return command;
+}
 
 }  // namespace vixprores
 

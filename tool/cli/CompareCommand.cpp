@@ -6,7 +6,6 @@
 
 #include "base/Text.h"
 #include "check/VideoComparison.h"
-#include "cli/BindOptions.h"
 #include "cli/Commands.h"
 #include "cli/PagePictures.h"
 #include "media/OutputFile.h"
@@ -28,20 +27,20 @@ struct CompareOptions : HostOptions, MachineOptions, PageOptions {
 Command Describe(CompareOptions& options) {
   Command command;
   command.name = "compare";
-  command.summary = "Measure how far a video is from its original (PSNR, SSIM)";
+  command.summary = "Measure the quality of a video against its original (PSNR, SSIM)";
   command.usages = {"[OPTION]... REFERENCE DISTORTED"};
-  command.arguments = {{"REFERENCE", "what the pictures should be: ProRes, V210, UYVY or Y4M"},
-                       {"DISTORTED", "what they are: one of the same"}};
+  command.arguments = {{"REFERENCE", "original: ProRes, V210, UYVY or Y4M"},
+                       {"DISTORTED", "video to measure: one of the same"}};
   command.takeArguments =
       TakeWords({"REFERENCE", "DISTORTED"}, {options.reference, options.distorted});
   command.groups = {{"Comparison",
                      {FramesOption(options.frames),
-                      Flag("--json", options.json, "everything as one JSON object")}},
+                      Flag("--json", options.json, "print everything as one JSON object")}},
                     {"Page", PageOptionList(options)},
                     MachineGroup(options, options)};
-  command.examples = {
-      {"vixprores compare original.mov encoded.mov", "What encoding cost."},
-      {"vixprores compare --html quality.html original.mov encoded.mov", "A page to pass on."}};
+  command.examples = {{"vixprores compare original.mov encoded.mov", "Measure what encoding cost."},
+                      {"vixprores compare --html quality.html original.mov encoded.mov",
+                       "Write a page to pass on."}};
   return command;
 }
 

@@ -3,14 +3,13 @@
 #include <utility>
 #include <vector>
 
-#include "cli/BindOptions.h"
 #include "cli/Commands.h"
 #include "run/Transcode.h"
 
 namespace vixprores {
 namespace {
 
-// Pixels of twice the height; unknown stays unknown.
+// Returns the aspect of pixels of twice the height; unknown stays unknown.
 Rational HalveAspect(Rational aspect) {
   if (aspect.numerator % 2 == 0) return {aspect.numerator / 2, aspect.denominator};
   if (aspect.denominator <= INT32_MAX / 2) return {aspect.numerator, aspect.denominator * 2};
@@ -31,18 +30,13 @@ StreamFormat DecodedFormat(StreamFormat source, const DecodeOptions& options) {
 std::vector<std::string> FindNotes(const DecodeOptions& options, const FrameReader& reader) {
   std::vector<std::string> notes;
   if (options.skipField && !reader.GetFormat().IsInterlaced()) {
-    notes.push_back(reader.GetName() + ": is progressive; --skip-field changes nothing");
+    notes.push_back(reader.GetName() + ": progressive; --skip-field has no effect");
   }
   if (reader.GetFormat().is444) {
-    notes.push_back(reader.GetName() + ": its pictures are 4:4:4 and become 4:2:2");
+    notes.push_back(reader.GetName() + ": converts 4:4:4 to 4:2:2");
   }
   if (reader.GetFormat().hasAlpha) {
-    notes.push_back(reader.GetName() + ": its alpha channel is left out");
-  }
-  if (NamesUnwrittenContainer(options.output)) {
-    notes.push_back(options.output +
-                    ": holds frames without a container, whatever its name says; name it .mov (or "
-                    ".y4m) to have one");
+    notes.push_back(reader.GetName() + ": drops the alpha channel");
   }
   return notes;
 }

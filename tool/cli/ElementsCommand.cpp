@@ -1,24 +1,68 @@
 // SPDX-License-Identifier: BSD-2-Clause
 #include <cstdio>
+#include <string>
+#include <vector>
 
 #include "base/Errors.h"
-#include "cli/BindOptions.h"
 #include "cli/Commands.h"
 #include "run/Options.h"
 #include "run/PluginSearch.h"
 #include "vix/Registry.h"
+#include "vix/Types.h"
 
 namespace vixprores {
 namespace {
 
+struct Enumerator {
+  const char* type;
+  vix::ProResCodecVariant value;
+  const char* name;
+};
+
+// Schemas hold numbers where the type is an enumeration.
+constexpr Enumerator kEnumerators[] = {
+    {"ProResCodecVariant", vix::ProResCodecVariant::Proxy, "Proxy"},
+    {"ProResCodecVariant", vix::ProResCodecVariant::LT, "LT"},
+    {"ProResCodecVariant", vix::ProResCodecVariant::Standard, "Standard"},
+    {"ProResCodecVariant", vix::ProResCodecVariant::HQ, "HQ"},
+};
+
+std::string NumberOf(const Enumerator& enumerator) {
+  return std::to_string(static_cast<int>(enumerator.value));
+}
+
+// "\"3\" (Standard)"
+std::string DescribeDefault(const vix::ParameterDescription& parameter) {
+  if (!parameter.defaultValue) return "none";
+  std::string text = "\"" + *parameter.defaultValue + "\"";
+  for (const Enumerator& enumerator : kEnumerators) {
+    if (enumerator.type == parameter.type && NumberOf(enumerator) == *parameter.defaultValue) {
+      text += std::string(" (") + enumerator.name + ")";
+    }
+  }
+  return text;
+}
+
+// "UYVY V210", "1 (Proxy) 2 (LT) ..." or "any"
+std::string DescribeAllowed(const vix::ParameterDescription& parameter) {
+  std::vector<std::string> values = parameter.allowedValues;
+  if (values.empty()) {
+    for (const Enumerator& enumerator : kEnumerators) {
+      if (enumerator.type != parameter.type) continue;
+      values.push_back(NumberOf(enumerator) + " (" + enumerator.name + ")");
+    }
+  }
+  if (values.empty()) return " any";
+  std::string text;
+  for (const std::string& value : values) text += " " + value;
+  return text;
+}
+
 std::string DescribeParameter(const vix::ParameterDescription& parameter) {
-  std::string text = "  " + parameter.name + " (" + parameter.type + ")\n";
-  text += "      default: " +
-          (parameter.defaultValue ? "\"" + *parameter.defaultValue + "\"" : "none") + "\n";
-  text += "      allowed:";
-  for (const std::string& value : parameter.allowedValues) text += " " + value;
-  if (parameter.allowedValues.empty()) text += " any";
-  return text + "\n      " + parameter.description + "\n";
+  return "  " + parameter.name + " (" + parameter.type +
+         ")\n      default: " + DescribeDefault(parameter) +
+         "\n      allowed:" + DescribeAllowed(parameter) + "\n      " + parameter.description +
+         "\n";
 }
 
 std::string DescribeElements() {
@@ -42,7 +86,7 @@ Command Describe(HostOptions& options) {
   command.usages = {"[OPTION]..."};
   command.takeArguments = TakeWords({}, {});
   command.groups = {HostGroup(options)};
-  command.examples = {{"vixprores elements", "The elements of the installed plug-in."}};
+  command.examples = {{"vixprores elements", "List the elements of the installed plug-in."}};
   return command;
 }
 

@@ -1,5 +1,4 @@
 // SPDX-License-Identifier: BSD-2-Clause
-#include "cli/BindOptions.h"
 #include "cli/Commands.h"
 #include "format/Encodable.h"
 #include "run/Transcode.h"
@@ -24,12 +23,12 @@ StreamFormat Override(StreamFormat source, const StreamOverrides& overrides) {
 
 StreamFormat EncodedFormat(StreamFormat source, const ProResVariant& variant) {
   source.code = variant.code;
-  // What does not say how it was scanned is coded as progressive, and has to be labelled so.
+  // An unknown field order is coded, and therefore labelled, as progressive.
   if (source.fieldOrder == FieldOrder::Unknown) source.fieldOrder = FieldOrder::Progressive;
   return source;
 }
 
-// The input's timecode at the rate that it is encoded at.
+// Returns the input's timecode at the rate of the output.
 std::optional<Timecode> TakeOverTimecode(const FrameReader& reader, Rational rate,
                                          std::vector<std::string>& notes) {
   const auto timecode = reader.GetTimecode();
@@ -37,19 +36,19 @@ std::optional<Timecode> TakeOverTimecode(const FrameReader& reader, Rational rat
   const std::string text = timecode->ToText();
   const auto relabelled = Timecode::Find(text, rate);
   if (!relabelled) {
-    notes.push_back(reader.GetName() + ": its timecode '" + text + "' is none of " +
-                    Describe(rate) + " frames per second and is left out");
+    notes.push_back(reader.GetName() + ": drops the timecode '" + text +
+                    "', which does not exist at " + Describe(rate) + " frames per second");
   }
   return relabelled;
 }
 
-// A range that the output cannot tell would be taken for the usual one.
+// Players assume limited range in an output that cannot label it.
 void CheckRange(const StreamFormat& source, const OutputFormat& output, const FrameReader& reader,
                 std::vector<std::string>& notes) {
   if (source.colour.range != ColourRange::Full || output.keepsColourRange) return;
   notes.push_back(reader.GetName() +
-                  ": has full range, which players of this output take for limited range; this "
-                  "command converts it:\n  " +
+                  ": full range, which players of this output take for limited range; this command "
+                  "converts it:\n  " +
                   ConversionCommand(reader.GetName(), kToLimitedRange));
 }
 

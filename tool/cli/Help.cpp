@@ -9,7 +9,7 @@ namespace {
 constexpr std::size_t kColumns = 80;
 constexpr std::size_t kWidestTerm = 24;
 
-// A term and what it means, which starts in column `indent` and is broken at blanks.
+// Formats a term and its meaning, which starts in column `indent` and wraps at blanks.
 std::string Entry(const std::string& term, const std::string& meaning, std::size_t indent) {
   std::string text = "  " + term;
   std::size_t column = text.size();
@@ -77,7 +77,7 @@ std::string OptionUsage(const Option& option) {
 
 std::string ProgramHelp(const std::vector<Command>& commands) {
   std::string text =
-      "vixprores: encodes, decodes and examines ProRes video\n"
+      "vixprores: encode, decode and examine ProRes video\n"
       "Usage: vixprores COMMAND [OPTION]... FILE...\n"
       "       vixprores help [COMMAND]\n"
       "       vixprores --version\n\n";
@@ -91,7 +91,7 @@ std::string ProgramHelp(const std::vector<Command>& commands) {
     if (!command.examples.empty()) text += "  " + command.examples.front().line + "\n";
   }
   return text +
-         "\n'vixprores help COMMAND' explains a command, 'man vixprores' all of it.\n"
+         "\nRun 'vixprores help COMMAND' for a command and 'man vixprores' for the manual.\n"
          "Exit codes: 0 done, 1 failed (or damage found), 2 wrong use.\n";
 }
 

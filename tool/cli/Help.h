@@ -9,13 +9,13 @@
 
 namespace vixprores {
 
-/// What the program is, its commands, and a first example of each: one screen.
+/// Returns one screen about the program: its commands and an example of each.
 std::string ProgramHelp(const std::vector<Command>& commands);
 
-/// Usage, options and examples of a command: a line for each option, 80 columns at most.
+/// Returns usage, options and examples of a command, 80 columns wide.
 std::string CommandHelp(const Command& command);
 
-/// "--variant NAME" or "--json"
+/// Returns "--variant NAME", "-o, --output-dir DIR" or "--json".
 std::string OptionUsage(const Option& option);
 
 }  // namespace vixprores

@@ -8,7 +8,6 @@
 
 #include "base/Text.h"
 #include "check/Verification.h"
-#include "cli/BindOptions.h"
 #include "cli/Commands.h"
 #include "cli/PagePictures.h"
 #include "media/OutputFile.h"
@@ -30,19 +29,21 @@ struct InspectOptions : HostOptions, PageOptions, ScanOptions {
 Command Describe(InspectOptions& options) {
   Command command;
   command.name = "inspect";
-  command.summary = "Show what a ProRes file is made of";
+  command.summary = "Show headers, sizes and slices of a ProRes file";
   command.usages = {"[OPTION]... FILE"};
   command.arguments = {{"FILE", "container with a ProRes track; - for standard input"}};
   command.takeArguments = TakeWords({"FILE"}, {options.input});
-  command.groups = {{"Inspection",
-                     {FramesOption(options.frames),
-                      Flag("--slices", options.slices, "a row for each slice of these frames"),
-                      Flag("--json", options.json, "everything as one JSON object")}},
-                    ScanGroup(options),
-                    {"Page", PageOptionList(options)},
-                    HostGroup(options)};
-  command.examples = {{"vixprores inspect input.mov", "A file."},
-                      {"vixprores inspect --html report.html input.mov", "A page to pass on."}};
+  command.groups = {
+      {"Inspection",
+       {FramesOption(options.frames),
+        Flag("--slices", options.slices, "print a row for each slice of these frames"),
+        Flag("--json", options.json, "print everything as one JSON object")}},
+      ScanGroup(options),
+      {"Page", PageOptionList(options)},
+      HostGroup(options)};
+  command.examples = {
+      {"vixprores inspect input.mov", "Inspect a file."},
+      {"vixprores inspect --html report.html input.mov", "Write a page to pass on."}};
   return command;
 }
 
@@ -66,7 +67,7 @@ int Inspect(const InspectOptions& options) {
   try {
     InspectFrames(*reader, options.frames, options.slices, stream, notable);
   } catch (const std::exception& error) {
-    // What was found up to there is told all the same.
+    // Report what was found so far.
     stream.failure = error.what();
   }
   stream.note = reader->GetEndNote();
@@ -83,7 +84,7 @@ int Inspect(const InspectOptions& options) {
 
 int Run(const InspectOptions& options) {
   SetUpMessages(options);
-  // Only pages have pictures, for which the plug-in is needed.
+  // Only the pictures of a page need the plug-in.
   if (!options.page) return Inspect(options);
   return RunWithPlugin(options, [&options] { return Inspect(options); });
 }

@@ -17,14 +17,14 @@
 namespace vixprores {
 namespace {
 
-// A report that did not get through is a failure, however the work went.
+// Reports lost output as a failure, even if the command succeeded.
 int FlushOutput(int exitCode) {
   if (std::fflush(stdout) == 0 && std::ferror(stdout) == 0) return exitCode;
-  PrintError("standard output: cannot be written; what it was to tell is lost");
+  PrintError("cannot write to standard output; the output is incomplete");
   return kExitFailed;
 }
 
-// Who asked for JSON is told in JSON, too; words that could not be taken are only looked at.
+// Reports usage errors as JSON too when --json was given.
 Request Parse(const std::vector<Command>& commands, const std::vector<const char*>& words) {
   try {
     return ParseCommandLine(commands, DescribeBuild, static_cast<int>(words.size()), words.data());
@@ -38,8 +38,8 @@ Request Parse(const std::vector<Command>& commands, const std::vector<const char
 std::string HelpHint(const std::vector<const char*>& words) {
   const auto names = NamesOf(AllCommands());
   const bool namesCommand = words.size() > 1 && std::ranges::find(names, words[1]) != names.end();
-  return namesCommand ? "'vixprores help " + std::string(words[1]) + "' lists what it takes."
-                      : "'vixprores help COMMAND' lists what a command takes.";
+  return namesCommand ? "Run 'vixprores help " + std::string(words[1]) + "' for its options."
+                      : "Run 'vixprores help COMMAND' for the options of a command.";
 }
 
 int Main(int argc, const char* const* argv) {

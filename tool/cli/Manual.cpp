@@ -4,9 +4,16 @@
 #include <algorithm>
 #include <array>
 #include <cctype>
+#include <cstdio>
+#include <filesystem>
+#include <fstream>
+#include <optional>
 #include <string_view>
 
+#include "base/Errors.h"
 #include "base/Text.h"
+#include "cli/Commands.h"
+#include "cli/Version.h"
 
 namespace vixprores {
 namespace {
@@ -19,21 +26,21 @@ struct Term {
 };
 
 constexpr std::array<Term, 3> kExitStatus{
-    {{"0", "All that was asked for is done."},
+    {{"0", "Success."},
      {"1",
-      "The work failed, was interrupted, or found damage. A message on standard error says what "
-      "was wrong, where, and what to do about it."},
-     {"2", "The command line asks for something that cannot be. Nothing was done."}}};
+      "The command failed or found damage. A message on standard error names the file, what is "
+      "wrong and what to do."},
+     {"2", "Wrong use: the command line is invalid. Nothing was written."}}};
 
 constexpr std::array<Term, 2> kEnvironment{
     {{"VIX_PRORES_CPU",
-      "Keeps the codec to the instructions of a level, scalar, sse4, avx2 or avx512, even where "
-      "the processor has more. The option --cpu goes before it."},
+      "Limits the codec to the instructions of a level (scalar, sse4, avx2 or avx512), even if "
+      "the processor has more. It overrides the default; --cpu overrides it."},
      {"VIX_PRORES_THREADS",
-      "Number of threads of a decoder or encoder that has not been told one. The option --threads "
-      "says how many frames are worked on side by side."}}};
+      "Number of threads of each encoder and decoder, which share the slices of a frame. --threads "
+      "sets how many frames are coded in parallel."}}};
 
-// Text as it has to stand in a page: nothing in it is taken for a request or an escape.
+// Escapes text so that nothing in it is read as a request or an escape.
 std::string Escape(std::string_view text) {
   std::string escaped;
   bool lineBegins = true;
@@ -67,7 +74,7 @@ std::string Header(const std::string& name, const std::string& version) {
          "\" \"User Commands\"\n" + ".nh\n.ad l\n";
 }
 
-// A paragraph whose first line is `term`, which is roff already.
+// Formats a paragraph with a hanging first line `term`, which is roff already.
 std::string Tagged(const std::string& term, const std::string& meaning) {
   return ".TP\n" + term + "\n" + Escape(meaning) + "\n";
 }
@@ -168,7 +175,7 @@ std::string ProgramManual(const std::vector<Command>& commands, const std::strin
       Heading("SYNOPSIS") + ".B vixprores\n" + Escape("COMMAND [OPTION]... FILE...\n") +
       ".br\n.B vixprores help\n[COMMAND]\n.br\n" + ".B vixprores \\-\\-version\n" +
       Heading("DESCRIPTION") +
-      "Works on video in the format that SMPTE RDD 36 describes, through the "
+      "Encodes, decodes and examines video in the format of SMPTE RDD 36, through the "
       "elements of its plug\\-in.\n" +
       "Every command has a manual page of its own.\n" + Heading("COMMANDS");
   for (const Command& command : commands) {
@@ -195,6 +202,70 @@ std::string CommandManual(const Command& command, const std::string& version) {
   for (const Example& example : command.examples) text += Show(example);
   return text + Table("EXIT STATUS", kExitStatus) + Table("ENVIRONMENT", kEnvironment) +
          Heading("SEE ALSO") + Reference(kProgram) + "\n";
+}
+
+namespace {
+
+struct ManualOptions {
+  std::string command;  // empty = the program
+  std::optional<std::string> folder;
+};
+
+Command Describe(ManualOptions& options) {
+  Command command;
+  command.name = "manual";
+  command.summary = "Print a manual page";
+  command.description =
+      "Prints the manual page of the program, or of one command, in the language of man(7). The "
+      "installed pages are found by man: 'man vixprores-encode'.";
+  command.usages = {"[COMMAND]", "--pages FOLDER"};
+  command.arguments = {
+      {"COMMAND", "command to print the page of [the program]", Completion::Command}};
+  command.takeArguments = [&options](const std::vector<std::string>& words) {
+    if (words.size() > 1) throw UsageError("unexpected argument '" + words[1] + "'");
+    if (!words.empty()) options.command = words.front();
+  };
+  Option pages = Text("--pages", "FOLDER", options.folder, "write all pages into this folder");
+  pages.completion = Completion::Folder;
+  command.groups = {{"Output", {pages}}};
+  command.examples = {{"vixprores manual encode | man -l -", "Show a page."}};
+  return command;
+}
+
+void WriteFile(const std::filesystem::path& path, const std::string& text) {
+  std::ofstream file(path, std::ios::binary);
+  file << text;
+  if (!file.flush()) throw Failure(path.string() + ": cannot be written");
+}
+
+void WritePages(const std::filesystem::path& folder, const std::vector<Command>& commands) {
+  WriteFile(folder / "vixprores.1", ProgramManual(commands, ProgramVersion()));
+  for (const Command& command : commands) {
+    WriteFile(folder / (ManualName(command) + ".1"), CommandManual(command, ProgramVersion()));
+  }
+}
+
+std::string MakePage(const std::string& name, const std::vector<Command>& commands) {
+  if (name.empty()) return ProgramManual(commands, ProgramVersion());
+  const auto found = std::ranges::find(commands, name, &Command::name);
+  if (found != commands.end()) return CommandManual(*found, ProgramVersion());
+  throw UsageError("manual: unknown command '" + name + "'" + Suggest(name, NamesOf(commands)));
+}
+
+int Run(const ManualOptions& options) {
+  const auto commands = AllCommands();
+  if (options.folder) {
+    WritePages(*options.folder, commands);
+    return kExitDone;
+  }
+  const std::string page = MakePage(options.command, commands);
+  return std::fputs(page.c_str(), stdout) < 0 ? kExitFailed : kExitDone;
+}
+
+}  // namespace
+
+Command MakeManualCommand() {
+  return BindOptions(Describe, Run);
 }
 
 }  // namespace vixprores

@@ -3,8 +3,8 @@
 #define TOOL_CLI_MANUAL_H
 
 /// @file
-/// Manual pages in the language of man(7), section 1. They carry no date: equal commands give equal
-/// pages.
+/// Manual pages of section 1 in the language of man(7). They carry no date, so that builds are
+/// reproducible.
 
 #include <string>
 #include <vector>
@@ -13,13 +13,13 @@
 
 namespace vixprores {
 
-/// The page of the program, which names every command.
+/// Returns the page of the program, which lists every command.
 std::string ProgramManual(const std::vector<Command>& commands, const std::string& version);
 
-/// The page of one command, with all that is known of its options.
+/// Returns the page of one command.
 std::string CommandManual(const Command& command, const std::string& version);
 
-/// "vixprores" or, of a command, "vixprores-encode": the name of the page without its section.
+/// Returns the name of a command's page without its section: "vixprores-encode".
 std::string ManualName(const Command& command);
 
 }  // namespace vixprores

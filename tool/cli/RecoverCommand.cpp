@@ -6,7 +6,6 @@
 #include "base/Errors.h"
 #include "base/Interrupt.h"
 #include "base/Text.h"
-#include "cli/BindOptions.h"
 #include "cli/Commands.h"
 #include "format/OutputFormat.h"
 #include "media/FrameWriter.h"

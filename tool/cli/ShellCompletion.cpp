@@ -2,19 +2,25 @@
 #include "cli/ShellCompletion.h"
 
 #include <algorithm>
+#include <array>
+#include <cstdio>
 #include <iterator>
 #include <string_view>
+
+#include "base/Errors.h"
+#include "base/Text.h"
+#include "cli/Commands.h"
 
 namespace vixprores {
 namespace {
 
-// What may stand in one place of a command line.
+// The words that a shell offers at one place of a command line.
 struct Offer {
   std::vector<std::string> words;
-  Completion kind;  // where there are no words: File, Folder or Nothing
+  Completion kind;  // used if there are no words: File, Folder or Nothing
 };
 
-// The commands as a shell knows them: with 'help', which the parser answers itself.
+// Adds 'help', which the parser answers itself.
 std::vector<Command> WithHelp(std::vector<Command> commands) {
   Command help;
   help.name = "help";
@@ -31,13 +37,13 @@ Offer OfferFor(const Place& place, const std::vector<Command>& commands) {
   return {{}, place.completion};
 }
 
-// "--output" and, where there is one, "-o".
+// Returns "--output" and, if there is one, "-o".
 std::vector<std::string> NamesOf(const Option& option) {
   if (option.shortName.empty()) return {option.name};
   return {option.name, option.shortName};
 }
 
-// The arguments of a command are all alike to a shell: what any of them may be.
+// Merges the offers of all arguments: the scripts do not count positions.
 Offer OfferForArguments(const Command& command, const std::vector<Command>& commands) {
   Offer offer{{}, Completion::Nothing};
   for (const Argument& argument : command.arguments) {
@@ -61,7 +67,7 @@ std::string Replace(std::string text, std::string_view what, std::string_view by
   return text;
 }
 
-// The text as one word of bash or zsh.
+// Quotes the text as one word of bash or zsh.
 std::string Quote(const std::string& text) {
   return "'" + Replace(text, "'", "'\\''") + "'";
 }
@@ -97,7 +103,6 @@ _vixprores() {
   case $place in
 )";
 
-// A flag takes no value: behind it stands what may stand anywhere.
 constexpr const char* kBashEnd = R"(  esac
   COMPREPLY=()
   if [[ $word == -* && $place != *' '* ]]; then
@@ -105,7 +110,7 @@ constexpr const char* kBashEnd = R"(  esac
   elif [[ -n $words ]]; then
     mapfile -t COMPREPLY < <(compgen -W "$words" -- "$word")
   fi
-  # Where there is no word, readline completes names of files, which it does best itself.
+  # Without words, readline completes file names itself.
   case $kind in
     folder) compopt +o default +o bashdefault -o dirnames 2>/dev/null ;;
     word) compopt +o default +o bashdefault 2>/dev/null ;;
@@ -135,7 +140,7 @@ std::string BashCase(const Command& command, const std::vector<Command>& command
          BashOffer(OfferForArguments(command, commands)) + "\n      ;;\n";
 }
 
-// Text in the brackets or between the colons of a specification of zsh.
+// Escapes text for the brackets and colons of a zsh specification.
 std::string ZshText(const std::string& text) {
   std::string escaped;
   for (const char letter : text) {
@@ -155,7 +160,7 @@ std::string ZshOption(const std::string& name, const Option& option,
                       const std::vector<Command>& commands) {
   const std::string brief = "[" + ZshText(option.brief) + "]";
   if (option.value.empty()) return name + brief;
-  // A long name takes its value behind a blank or an equals sign.
+  // "=" lets a long name take its value behind a blank or an equals sign.
   return name + (name.starts_with("--") ? "=" : "") + brief + ":" + ZshText(option.value) + ":" +
          ZshAction(OfferFor(option, commands));
 }
@@ -221,7 +226,7 @@ std::string FishCase(const Command& command, const std::vector<Command>& command
 
 constexpr const char* kFishBegin =
     R"(# fish completion of vixprores, made by 'vixprores completion fish'
-function __vixprores_command --description 'Whether the command line has that command, or none yet'
+function __vixprores_command --description 'Test whether the command line has this command, or none yet'
     set -l words (commandline -opc)
     if test (count $argv) -eq 0
         test (count $words) -eq 1
@@ -231,7 +236,7 @@ function __vixprores_command --description 'Whether the command line has that co
 end
 
 complete -c vixprores -n __vixprores_command -f
-complete -c vixprores -n __vixprores_command -l version -d 'Tell the version and the build'
+complete -c vixprores -n __vixprores_command -l version -d 'Print the version and the build'
 complete -c vixprores -l help -d 'Explain the program or the command'
 )";
 
@@ -256,7 +261,7 @@ std::string ZshCompletion(const std::vector<Command>& commands) {
   }
   text +=
       "      '--help:Explain the program'\n"
-      "      '--version:Tell the version and the build'\n"
+      "      '--version:Print the version and the build'\n"
       "    )\n"
       "    _describe command commands\n"
       "    return\n"
@@ -272,6 +277,59 @@ std::string FishCompletion(const std::vector<Command>& commands) {
   std::string text = kFishBegin;
   for (const Command& command : WithHelp(commands)) text += FishCase(command, commands);
   return text;
+}
+
+namespace {
+
+struct Shell {
+  const char* name;
+  std::string (*script)(const std::vector<Command>& commands);
+};
+
+constexpr std::array<Shell, 3> kShells{
+    {{"bash", BashCompletion}, {"zsh", ZshCompletion}, {"fish", FishCompletion}}};
+
+struct CompletionOptions {
+  std::string shell;
+};
+
+std::vector<std::string> ShellNames() {
+  std::vector<std::string> names;
+  std::ranges::transform(kShells, std::back_inserter(names), &Shell::name);
+  return names;
+}
+
+const Shell& FindShell(const std::string& name) {
+  const auto* const found = std::ranges::find(kShells, name, &Shell::name);
+  if (found != kShells.end()) return *found;
+  throw UsageError("completion: unknown shell '" + name + "'" + Suggest(name, ShellNames()) +
+                   "; choose one of " + JoinWords(ShellNames()));
+}
+
+Command Describe(CompletionOptions& options) {
+  Command command;
+  command.name = "completion";
+  command.summary = "Print a completion script for a shell";
+  command.description =
+      "Prints a script with which a shell completes commands, options and their values. Shells "
+      "find the installed scripts by themselves.";
+  command.usages = {"SHELL"};
+  command.arguments = {{"SHELL", JoinWords(ShellNames()), Completion::Nothing, ShellNames()}};
+  command.takeArguments = TakeWords({"SHELL"}, {options.shell});
+  command.examples = {
+      {"eval \"$(vixprores completion bash)\"", "Enable completion in this session of bash."}};
+  return command;
+}
+
+int Run(const CompletionOptions& options) {
+  const std::string script = FindShell(options.shell).script(AllCommands());
+  return std::fputs(script.c_str(), stdout) < 0 ? kExitFailed : kExitDone;
+}
+
+}  // namespace
+
+Command MakeCompletionCommand() {
+  return BindOptions(Describe, Run);
 }
 
 }  // namespace vixprores

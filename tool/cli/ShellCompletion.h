@@ -3,8 +3,7 @@
 #define TOOL_CLI_SHELLCOMPLETION_H
 
 /// @file
-/// Scripts that teach a shell to complete command lines of the program: commands, options, the
-/// choices of options, and files where an option or argument is one.
+/// Scripts with which a shell completes commands, options, their choices, and file names.
 
 #include <string>
 #include <vector>

@@ -14,7 +14,6 @@
 
 #include "base/Interrupt.h"
 #include "base/Text.h"
-#include "cli/BindOptions.h"
 #include "cli/Commands.h"
 #include "media/OutputFile.h"
 #include "media/Png.h"
@@ -29,7 +28,7 @@
 namespace vixprores {
 namespace {
 
-constexpr int kStills = 10;          // when nothing else is asked for
+constexpr int kStills = 10;          // default
 constexpr int kWidestStill = 65535;  // pixels
 constexpr std::size_t kMostOnSheet = 2000;
 constexpr std::uint32_t kSheetWidth = 320;  // of a picture on the sheet
@@ -39,62 +38,75 @@ struct ThumbsOptions : HostOptions, MachineOptions {
   std::optional<std::string> folder;
   std::optional<std::string> sheet;
   std::optional<FrameRange> frames;
-  int every = 0;  // 0 = evenly spread
-  int width = 0;  // 0 = as it is
+  int every = 0;  // 0 = kStills, evenly spread
+  int width = 0;  // 0 = unscaled
   bool overwrite = false;
   bool json = false;
   bool quiet = false;
 };
 
-void CheckSheetName(const std::string& name) {
+bool NamesPng(const std::string& name) {
   const std::string extension = std::filesystem::path(name).extension().string();
-  if (name == "-" || extension == ".png" || extension == ".PNG") return;
-  throw UsageError("'" + name + "' is no name for a sheet, which is a PNG; name it .png");
+  return extension == ".png" || extension == ".PNG";
+}
+
+void CheckOutputs(const ThumbsOptions& options) {
+  if (!options.folder && !options.sheet) {
+    throw UsageError("missing --output-dir DIR or --sheet FILE.png");
+  }
+  if (options.folder && NamesPng(*options.folder)) {
+    throw UsageError("--output-dir: '" + *options.folder +
+                     "' names a picture, expected a folder for frame-NUMBER.png; for one file use "
+                     "--sheet " +
+                     *options.folder);
+  }
+  if (options.sheet && *options.sheet != "-" && !NamesPng(*options.sheet)) {
+    throw UsageError("--sheet: '" + *options.sheet +
+                     "' does not end in .png; a sheet is a PNG file");
+  }
 }
 
 Command Describe(ThumbsOptions& options) {
   Command command;
   command.name = "thumbs";
-  command.summary = "Write still pictures of a video as PNG";
+  command.summary = "Write stills of a video as PNG";
   command.description =
-      "Stills have square pixels. They are converted to RGB by the matrix of the stream (where it "
-      "has none: BT.709 from 720 lines on, BT.601 below) and its range; PQ, HLG and wide gamuts "
-      "are shown as they are, without tone mapping.";
+      "Stills have square pixels. They are converted to RGB with the matrix and range of the "
+      "stream "
+      "(if it states no matrix: BT.709 from 720 lines, BT.601 below). PQ, HLG and wide gamuts are "
+      "not tone-mapped.";
   command.usages = {"[OPTION]... FILE --output-dir DIR", "[OPTION]... FILE --sheet FILE.png"};
   command.arguments = {{"FILE", "ProRes, V210 or UYVY in a container, or Y4M"}};
   command.takeArguments = [&options, take = TakeWords({"FILE"}, {options.input})](
                               const std::vector<std::string>& words) {
     take(words);
-    if (!options.folder && !options.sheet) {
-      throw UsageError("give --output-dir DIR, --sheet FILE.png, or both");
-    }
-    if (options.sheet) CheckSheetName(*options.sheet);
+    CheckOutputs(options);
   };
   Option folder =
-      Text("--output-dir", "DIR", options.folder, "folder for frame-NUMBER.png; made when missing");
+      Text("--output-dir", "DIR", options.folder, "write frame-NUMBER.png into this folder");
   folder.shortName = "-o";
   folder.completion = Completion::Folder;
-  Option sheet = Text("--sheet", "FILE.png", options.sheet, "all of them on a contact sheet");
+  Option sheet = Text("--sheet", "FILE.png", options.sheet, "write a contact sheet");
   sheet.completion = Completion::File;
   Option frames = FramesOption(options.frames);
-  frames.brief += "; without --every all of them";
+  frames.brief += ", all without --every";
   command.groups = {
       {"Stills",
        {folder, sheet, frames,
-        Number("--every", options.every, 1, INT32_MAX, "each Nth frame, not 10 evenly spread"),
-        Number("--width", options.width, 1, kWidestStill,
-               "scaled down to N pixels; on sheets 320 when not given"),
-        Flag("--overwrite", options.overwrite, "replace existing pictures")}},
+        Number("--every", options.every, 1, INT32_MAX, "every Nth frame [10 evenly spread]"),
+        Number("--width", options.width, 1, kWidestStill, "scale down to N pixels [320 on sheets]"),
+        Flag("--overwrite", options.overwrite, "replace existing files")}},
       {"Report",
-       {Flag("--json", options.json, "what was written, as JSON"),
-        Flag("--quiet", options.quiet, "no summary")}},
+       {Flag("--json", options.json, "print what was written as JSON"),
+        Flag("--quiet", options.quiet, "print no summary")}},
       MachineGroup(options, options)};
-  command.examples = {{"vixprores thumbs input.mov -o stills", "Ten stills."},
-                      {"vixprores thumbs input.mov --every 250 --sheet sheet.png", "A sheet."}};
+  command.examples = {
+      {"vixprores thumbs input.mov -o stills", "Write ten stills."},
+      {"vixprores thumbs input.mov --every 250 --sheet sheet.png", "Write a contact sheet."}};
   return command;
 }
 
-// Frames that are wanted out of those that come by.
+// The numbers of the frames to write.
 class Selection {
  public:
   Selection(const ThumbsOptions& options, const FrameReader& reader)
@@ -104,16 +116,16 @@ class Selection {
     const auto count = reader.GetFrameCount();
     if (!count) {
       throw Failure(reader.GetName() +
-                    ": does not tell its number of frames; name stills with --every or --frames");
+                    ": unknown number of frames; select stills with --every or --frames");
     }
-    // From the middle of each tenth, as beginnings and ends are often black.
+    // The middle of each tenth, because first and last frames are often black.
     const std::int64_t stills = std::min<std::int64_t>(kStills, *count);
     for (std::int64_t i = 0; i < stills; ++i) {
       spread_.push_back((2 * i + 1) * *count / (2 * stills));
     }
   }
 
-  // The first one from `frame` on; none = that was all.
+  // Returns the first selected frame from `frame` on, or nullopt behind the last one.
   std::optional<std::int64_t> From(std::int64_t frame) const {
     if (spread_.empty()) {
       const std::int64_t steps = (std::max(frame, first_) - first_ + every_ - 1) / every_;
@@ -126,7 +138,7 @@ class Selection {
  private:
   std::int64_t first_;
   std::int64_t every_;
-  std::vector<std::int64_t> spread_;  // empty = every nth
+  std::vector<std::int64_t> spread_;  // empty = every Nth
 };
 
 struct Still {
@@ -145,7 +157,7 @@ void WriteFile(const std::string& path, std::span<const std::uint8_t> bytes, boo
 void MakeFolder(const std::string& path) {
   std::error_code error;
   std::filesystem::create_directories(path, error);
-  if (error) throw Failure(path + ": cannot be made: " + error.message());
+  if (error) throw Failure(path + ": cannot create the folder: " + error.message());
 }
 
 class StillWriter {
@@ -161,7 +173,7 @@ class StillWriter {
     if (options.folder) MakeFolder(*options.folder);
   }
 
-  // May be called for different workers at once.
+  // Thread-safe for different workers.
   void Draw(Still& still, unsigned worker) const {
     auto picture = source_.Decode(still.frame, worker);
     const auto bytes = BytesOf(*picture.bytes);
@@ -187,7 +199,7 @@ class StillWriter {
 
   const StillsReport& Finish() {
     if (report_.stills.empty()) {
-      throw Failure(source_.GetReader().GetName() + ": no frame was chosen");
+      throw Failure(source_.GetReader().GetName() + ": no frame was selected");
     }
     if (options_.sheet) {
       WriteFile(*options_.sheet, EncodePng(DrawContactSheet(onSheet_)), options_.overwrite);
@@ -208,8 +220,8 @@ class StillWriter {
 
   void PutOnSheet(RgbPicture picture, const StillReport& still) {
     if (onSheet_.size() == kMostOnSheet) {
-      throw Failure(*options_.sheet + ": a sheet holds " + std::to_string(kMostOnSheet) +
-                    " pictures at most; take fewer with --every");
+      throw Failure(*options_.sheet + ": a sheet has room for " + std::to_string(kMostOnSheet) +
+                    " pictures at most; select fewer with --every");
     }
     std::string caption = std::to_string(still.number);
     if (still.timecode) caption += "  " + still.timecode->ToText();
@@ -232,7 +244,7 @@ int WriteStills(const ThumbsOptions& options) {
   const Selection selection(options, source.GetReader());
   RangeReader frames(source.GetReader(), options.frames);
   StillWriter writer(options, source);
-  std::int64_t next = 0;  // that was not looked at yet
+  std::int64_t next = 0;  // first frame that was not considered yet
   PipelineStages<Still> stages;
   stages.read = [&]() -> std::optional<Still> {
     const auto wanted = selection.From(next);

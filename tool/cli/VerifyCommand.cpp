@@ -14,7 +14,6 @@
 #include "base/Text.h"
 #include "check/Verification.h"
 #include "check/Verification.h"
-#include "cli/BindOptions.h"
 #include "cli/Commands.h"
 #include "media/InputFile.h"
 #include "media/OutputFile.h"
@@ -42,14 +41,13 @@ Command Describe(VerifyOptions& options) {
   command.name = "verify";
   command.summary = "Check ProRes files for damage";
   command.description =
-      "Reads every frame of each file, checks its headers and sizes, and decodes every slice down "
-      "to its coefficients. Each damaged frame is told with its number, its timecode, its place in "
-      "the file, and what is damaged. A file that cannot be read does not keep the others from "
-      "being checked.\n\n"
-      "A .mov that this program has written holds a checksum of every frame, by which any change "
-      "shows, and a list of all packets beside its index, by which losses of the index show. In "
-      "other files damage that turns frames into other valid ones, and damage of an alpha channel, "
-      "cannot be seen.";
+      "Reads every frame of each file, checks headers and sizes, and decodes every slice down to "
+      "its "
+      "coefficients. Reports each damaged frame with its number, its timecode, its place in the "
+      "file, and the fault. Continues with the next file when one cannot be read.\n\n"
+      "A .mov written by this program holds a checksum of every frame, which reveals any change, "
+      "and a tag for every packet, which reveals losses of the index. In other files, damage that "
+      "yields other valid codewords, and damage of an alpha channel, cannot be found.";
   command.usages = {"[OPTION]... FILE..."};
   command.arguments = {{"FILE", "container with a ProRes track; - for standard input"}};
   command.takeArguments = [&options](const std::vector<std::string>& words) {
@@ -58,15 +56,16 @@ Command Describe(VerifyOptions& options) {
   };
   command.groups = {
       {"Report",
-       {Flag("--json", options.json, "the outcome as JSON"),
-        Flag("--quiet", options.quiet, "no progress, and no word of what is intact")}},
+       {Flag("--json", options.json, "print the results as JSON"),
+        Flag("--quiet", options.quiet, "report damaged files only, without progress")}},
       ScanGroup(options),
       {"Page", PageOptionList(options)},
       {"Machine",
        {ThreadsOption(options.threads),
-        Flag("--verbose", options.verbose, "messages of the container on standard error")}}};
-  command.examples = {{"vixprores verify *.mov", "Every file; exit code 0 if all are intact."},
-                      {"vixprores verify --html report.html *.mov", "A page to pass on."}};
+        Flag("--verbose", options.verbose, "print messages of the container library")}}};
+  command.examples = {
+      {"vixprores verify *.mov", "Check every file; exit code 0 means that all are intact."},
+      {"vixprores verify --html report.html *.mov", "Write a page to pass on."}};
   return command;
 }
 
@@ -93,10 +92,10 @@ class FileProgress {
   steady_clock::time_point start_ = steady_clock::now();
 };
 
-// A file as it is told, and what a page shows of it.
+// A result and what a page shows of it.
 struct VerifiedFile {
   Verification result;
-  std::optional<VerifiedStream> stream;  // none without a page, or where it could not be opened
+  std::optional<VerifiedStream> stream;  // none without a page, or if the file cannot be opened
 };
 
 void PrintSoundDamage(const Verification& result) {
@@ -128,7 +127,7 @@ void VerifyReader(const VerifyOptions& options, const std::string& path, FrameRe
   VerifyFrames(reader, options.threads, events, result);
   if (!options.json) PrintSoundDamage(result);
   result.note = reader.GetEndNote();
-  if (options.scan) return;  // without a look at the index
+  if (options.scan) return;  // a scan ignores the index
   result.index = FindIndexFaults(path, reader);
   if (options.json) return;
   for (const std::string& fault : result.index) {

@@ -9,8 +9,8 @@ namespace vixprores {
 /// "1.0.0"
 std::string ProgramVersion();
 
-/// The answer to --version: "vixprores 1.0.0" and, a line each, what the program was built with and
-/// what it finds on this machine. No dates, so that equal builds answer the same.
+/// Returns the answer to --version: the version, and one line each for compiler, container library,
+/// processor levels and plug-in. It holds no date, so that builds are reproducible.
 std::string DescribeBuild();
 
 }  // namespace vixprores

@@ -9,6 +9,10 @@
 #include <sstream>
 #include <string_view>
 
+extern "C" {
+#include <libavformat/avformat.h>
+}
+
 #include "base/Errors.h"
 #include "format/ColourNames.h"
 
@@ -44,11 +48,6 @@ constexpr LostTexts kLostTexts[] = {
     {"avi", "album_artist composer creation_time description language reel_name synopsis"},
 };
 
-// Containers of video that people know; under other names headless frames are no surprise.
-constexpr std::string_view kContainers[] = {
-    ".3gp", ".asf", ".avi", ".flv", ".gxf", ".m2ts", ".m4v", ".mkv", ".mov",  ".mp4", ".mpeg",
-    ".mpg", ".mts", ".mxf", ".nut", ".ogv", ".qt",   ".ts",  ".vob", ".webm", ".wmv"};
-
 std::string ToLower(std::string text) {
   std::ranges::transform(text, text.begin(),
                          [](unsigned char letter) { return std::tolower(letter); });
@@ -65,6 +64,15 @@ const OutputFormat* Find(const std::string& path, bool OutputFormat::*takesStrea
     if (format.*takesStream && format.extension == extension) return &format;
   }
   return nullptr;
+}
+
+// ".mov, .mkv, .mxf"
+std::string ExtensionsOf(bool OutputFormat::*takesStream) {
+  std::string names;
+  for (const OutputFormat& format : kFormats) {
+    if (format.*takesStream) names += (names.empty() ? "" : ", ") + std::string(format.extension);
+  }
+  return names;
 }
 
 // The layouts of more than two channels, which nobody guesses right.
@@ -117,23 +125,18 @@ bool KeepsColour(const OutputFormat& output, const Colour& colour) {
 const OutputFormat& FindProResOutput(const std::string& path) {
   if (path == "-") return kFormats[0];  // the one that can be written in fragments
   if (const OutputFormat* format = Find(path, &OutputFormat::takesProRes)) return *format;
-  std::string names;
-  for (const OutputFormat& format : kFormats) {
-    if (format.takesProRes) names += (names.empty() ? "" : ", ") + std::string(format.extension);
-  }
-  throw UsageError("'" + path + "' is no output for ProRes; name a file that ends in one of " +
-                   names);
+  throw UsageError("'" + path + "': cannot write ProRes under this name; choose one of " +
+                   ExtensionsOf(&OutputFormat::takesProRes));
 }
 
 const OutputFormat& FindRawVideoOutput(const std::string& path) {
-  const OutputFormat* format = Find(path, &OutputFormat::takesRawVideo);
-  return format ? *format : kHeadless;
-}
-
-bool NamesUnwrittenContainer(const std::string& path) {
-  const bool namesContainer =
-      std::ranges::find(kContainers, ExtensionOf(path)) != std::end(kContainers);
-  return namesContainer && FindRawVideoOutput(path).kind == OutputKind::Headless;
+  if (path == "-") return kHeadless;
+  if (const OutputFormat* format = Find(path, &OutputFormat::takesRawVideo)) return *format;
+  // Under a name that the container library knows, raw frames would be mistaken for that format.
+  if (!av_guess_format(nullptr, ToLower(path).c_str(), nullptr)) return kHeadless;
+  throw UsageError("'" + path + "': cannot write " + ExtensionOf(path) + "; choose one of " +
+                   ExtensionsOf(&OutputFormat::takesRawVideo) +
+                   ", or .uyvy, .v210 or .raw for raw frames");
 }
 
 void CheckStorable(const OutputFormat& output, const StreamFormat& stream) {

@@ -33,12 +33,10 @@ struct OutputFormat {
 /// The format for a ProRes stream by that file name: .mov for "-". Any other extension than those
 /// of its table is a UsageError that lists them.
 const OutputFormat& FindProResOutput(const std::string& path);
-/// The format for uncompressed video by that file name: headless frames for "-" and for every
-/// extension that is not in the table.
+/// Returns the format for uncompressed video by that file name: raw frames for "-" and for names
+/// without a format of their own, such as .uyvy, .v210, .raw or none. A name that means a format
+/// which is not written (.png, .mp4, .yuv, ...) is a UsageError that lists those that are.
 const OutputFormat& FindRawVideoOutput(const std::string& path);
-/// True when the file name asks for a container that uncompressed video is not written to, so that
-/// it gets headless frames.
-bool NamesUnwrittenContainer(const std::string& path);
 
 /// Refuses, with a Failure that gives the reason, a stream that the format would hold wrongly.
 void CheckStorable(const OutputFormat& output, const StreamFormat& stream);

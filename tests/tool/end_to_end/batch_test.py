@@ -152,7 +152,7 @@ class Batch(ToolTest):
                        self.inputs[0], other / "clip0.mov")
         self.fail_with(2, ["{title}.mov", "{name} and {number}"], "encode", "--name",
                        "{title}.mov", "--output-dir", self.out, self.inputs[0])
-        self.fail_with(2, ["INPUT is missing"], "encode", "--output-dir", self.out)
+        self.fail_with(2, ["missing INPUT"], "encode", "--output-dir", self.out)
 
     def test_an_output_folder_that_cannot_be_made(self):
         self.fail_with(1, [self.inputs[0] / "x", "cannot be made"], "encode", "--output-dir",

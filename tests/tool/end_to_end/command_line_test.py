@@ -29,7 +29,7 @@ class Help(ToolTest):
         for option in ("--size", "--variant", "--threads", "--cpu", "--frames", "--json"):
             self.assertIn(option, self.succeed("help", "bench").stdout)
 
-    def test_version_tells_what_was_built_and_what_is_there(self):
+    def test_version_prints_build_and_machine(self):
         lines = self.succeed("--version").stdout.splitlines()
         self.assertRegex(lines[0], r"\Avixprores \d+\.\d+\.\d+\Z")
         facts = dict(line.split(":", 1) for line in lines[1:])
@@ -45,7 +45,7 @@ class Help(ToolTest):
 
 
 class WrongUse(ToolTest):
-    def test_json_tells_of_it(self):
+    def test_json_reports_it(self):
         for words in (("encode", "--json", "--colr", "x"), ("transmogrify", "--json"),
                       ("verify", "--json")):
             result = run(*words)
@@ -55,16 +55,16 @@ class WrongUse(ToolTest):
         self.assertEqual(run("encode", "--colr", "x").stdout, "")
 
     def test_the_hint_names_the_command(self):
-        self.assertIn("'vixprores help decode' lists", run("decode").stderr)
-        self.assertIn("'vixprores help COMMAND' lists", run("transmogrify").stderr)
+        self.assertIn("Run 'vixprores help decode'", run("decode").stderr)
+        self.assertIn("Run 'vixprores help COMMAND'", run("transmogrify").stderr)
 
-    def test_a_name_that_leads_out_of_the_folder(self):
+    def test_rejects_a_name_outside_of_the_folder(self):
         for pattern in ("../{name}.mov", "/tmp/{name}.mov", "{name}/x.mov", ".."):
             with self.subTest(pattern=pattern):
                 self.fail_with(2, [pattern, "no name of a file in the folder"], "decode",
                                "--output-dir", self.path("out"), "--name", pattern, "in.mov")
 
-    def test_containers_are_no_headless_frames(self):
+    def test_rejects_containers_as_raw_frames(self):
         headless = ("--fourcc", "V210", "--size", "128x96", "--rate", "25")
         for container in ("mov", "avi", "mkv", "mxf", "nut", "y4m"):
             with self.subTest(container=container):
@@ -80,7 +80,7 @@ class WrongUse(ToolTest):
                 self.fail_with(1, ["standard input", "no headless frames"], "encode", *headless,
                                "-", self.path("out.mov"), input=clip.read_bytes(), text=False)
 
-    def test_frames_do_not_go_to_a_terminal(self):
+    def test_frames_are_not_written_to_a_terminal(self):
         clip = self.path("clip.mov")
         make_v210(clip)
         for command in ("encode", "decode"):
@@ -96,16 +96,21 @@ class WrongUse(ToolTest):
             self.assertEqual(result.returncode, 2)
             self.assertIn("standard output is a terminal; redirect it", result.stderr)
 
-    def test_ends_with_code_2_and_says_what_is_wrong(self):
+    def test_exit_code_is_2_and_the_message_names_the_fault(self):
         headless = ("--fourcc", "V210", "--size", "128x96", "--rate", "25")
         cases = [
-            ((), "a command is missing"),
+            ((), "missing command"),
             (("transmogrify",), "transmogrify"),
-            (("verify", ""), "FILE is an empty name"),
-            (("encode", "--output-dir", "out", ""), "INPUT is an empty name"),
+            (("verify", ""), "FILE: empty name"),
+            (("encode", "--output-dir", "out", ""), "INPUT: empty name"),
             (("encode", "--color", "bt709", "--color=bt2020", "in.mov", "out.mov"),
              "--color is given twice"),
-            (("thumbs", "in.mov", "--sheet", "s.jpg"), "name it .png"),
+            (("thumbs", "in.mov", "--sheet", "s.jpg"), "does not end in .png"),
+            (("thumbs", "in.mov", "-o", "still.png"), "--sheet still.png"),
+            (("encode", "--fps", "25", "in.mov", "out.mov"), "unknown option --fps\n"),
+            (("encode", "--reel", "A1", "in.mov", "out.mov"), "unknown option --reel\n"),
+            (("encode", "--variant", "422hq", "in.mov", "out.mov"),
+             "invalid value '422hq'; choose one of proxy, lt, 422 and hq"),
             (("help", "transmogrify"), "transmogrify"),
             (("encode", "in.mov"), "OUTPUT"),
             (("encode", "--sideways", "in.mov", "out.mov"), "--sideways"),
@@ -157,13 +162,14 @@ class Elements(ToolTest):
         text = self.succeed("elements").stdout
         for word in ("VideoEncoder", "VideoDecoder", "ProRes", "NumThreads", "ProResCodecVariant",
                      "SkipField", "OutputFourCC", "UYVY V210", "Allocator", "default: none",
+                     "default: \"3\" (Standard)", "allowed: 1 (Proxy) 2 (LT) 3 (Standard) 4 (HQ)",
                      "default: \"0\"", "decoding only one field out of two"):
             self.assertIn(word, text)
 
-    def test_takes_the_plugin_that_is_named(self):
+    def test_loads_the_given_plugin(self):
         self.assertIn("SkipField", self.succeed("elements", "--plugin", PLUGIN).stdout)
 
-    def test_names_a_plugin_that_cannot_be_loaded(self):
+    def test_error_names_a_plugin_that_cannot_be_loaded(self):
         missing = self.path("missing.so")
         self.fail_with(1, [missing], "elements", "--plugin", missing)
         text = self.path("text.so")
@@ -195,16 +201,16 @@ class PluginSearch(ToolTest):
         os.symlink(self.libraries, self.path("prefix/lib"))
         self.assertIn("SkipField", self.list_elements(self.core).stdout)
 
-    def test_finds_the_plugin_where_the_system_finds_libraries(self):
+    def test_finds_the_plugin_in_the_library_path(self):
         self.assertIn("SkipField", self.list_elements(self.libraries).stdout)
 
-    def test_says_where_it_looked(self):
+    def test_error_lists_the_places_searched(self):
         result = self.list_elements(self.core)
         self.assertEqual(result.returncode, 1)
         self.assertIn(str(self.path("prefix/lib/libvixVideoCodecProRes.so.")), result.stderr)
         self.assertIn("--plugin", result.stderr)
 
-    def test_takes_nothing_from_the_current_folder(self):
+    def test_ignores_the_current_folder(self):
         result = self.list_elements(self.core, cwd=self.libraries)
         self.assertEqual(result.returncode, 1, result.stdout)
 
@@ -226,7 +232,7 @@ class Reports(ToolTest):
         result = self.succeed("encode", "--quiet", self.clip, self.path("out.mov"))
         self.assertEqual(result.stdout + result.stderr, "")
 
-    def test_json_tells_of_a_run_that_is_done(self):
+    def test_json_reports_a_complete_run(self):
         result = self.succeed("encode", "--json", "--variant", "lt", self.clip,
                               self.path("out.mov"))
         report = json.loads(result.stdout)
@@ -241,7 +247,7 @@ class Reports(ToolTest):
         self.assertAlmostEqual(report["megabitsPerSecond"],
                                report["resultBytes"] * 8 / 10 * 30000 / 1001 / 1e6, places=6)
 
-    def test_size_is_that_of_the_file(self):
+    def test_summary_states_the_size_of_the_file(self):
         encoded = self.path("out.mov")
         self.succeed("encode", self.clip, encoded)
         for name in ("out.mov", "out.y4m", "out.avi", "out.raw"):
@@ -254,7 +260,7 @@ class Reports(ToolTest):
                 line = self.succeed(command, "--overwrite", source, out).stderr
                 self.assertIn(f" {out.stat().st_size / 1e6:.1f} MB,", line)
 
-    def test_json_tells_of_a_failure(self):
+    def test_json_reports_a_failure(self):
         result = run("encode", "--json", self.path("missing.mov"), self.path("out.mov"))
         report = json.loads(result.stdout)
         self.assertEqual((result.returncode, report["status"]), (1, "failed"))

@@ -163,4 +163,4 @@ class Fish(ShellTest):
 class WrongUse(ToolTest):
     def test_names_the_shells(self):
         self.fail_with(2, ["csh", "bash, zsh and fish"], "completion", "csh")
-        self.fail_with(2, ["SHELL is missing"], "completion")
+        self.fail_with(2, ["missing SHELL"], "completion")

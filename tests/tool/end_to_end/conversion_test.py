@@ -168,20 +168,12 @@ class DecodeOutputs(ToolTest):
                 first = out.read_bytes()[:frame_bytes(fourcc, 134, 98)]
                 self.assertTrue(first in contained.read_bytes())
 
-    def test_names_of_other_containers_are_noted(self):
-        self.succeed("decode", self.encoded, self.path("out.raw"))
-        for name in ("out.mp4", "out.mkv", "out.MXF"):
+    def test_rejects_names_of_formats_that_are_not_written(self):
+        for name in ("out.mp4", "out.mkv", "out.MXF", "out.png", "out.dpx", "out.tif", "out.yuv"):
             with self.subTest(name=name):
-                result = self.succeed("decode", self.encoded, self.path(name))
-                note, _ = result.stderr.splitlines()
-                self.assertTrue(note.startswith(f"vixprores: note: {self.path(name)}: "), note)
-                for words in ("without a container", ".mov", ".y4m"):
-                    self.assertIn(words, note)
-                self.assert_same_bytes(self.path(name).read_bytes(),
-                                       self.path("out.raw").read_bytes())
-                quiet = self.succeed("decode", "--quiet", "--overwrite", self.encoded,
-                                     self.path(name))
-                self.assertEqual(quiet.stderr, "")
+                self.fail_with(2, [self.path(name), ".mov", ".y4m", ".uyvy"], "decode",
+                               self.encoded, self.path(name))
+                self.assertFalse(self.path(name).exists())
 
     def test_padding_of_rows_is_zero(self):
         out = self.path("out.raw")

@@ -68,6 +68,6 @@ class Manual(ToolTest):
 
     def test_refuses_what_it_has_no_page_for(self):
         self.fail_with(2, ["encod", "did you mean 'encode'"], "manual", "encod")
-        self.fail_with(2, ["too many"], "manual", "encode", "decode")
+        self.fail_with(2, ["unexpected argument"], "manual", "encode", "decode")
         missing = self.path("missing")
         self.fail_with(1, [missing / "vixprores.1"], "manual", "--pages", missing)

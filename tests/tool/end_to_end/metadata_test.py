@@ -155,7 +155,7 @@ class Metadata(ToolTest):
         whole = self.decoded.read_bytes()
         note, _ = self.decode("--skip-field").stderr.splitlines()
         self.assertIn("note: ", note)
-        self.assertIn("is progressive; --skip-field changes nothing", note)
+        self.assertIn("progressive; --skip-field has no effect", note)
         self.assert_same_bytes(self.decoded.read_bytes(), whole)
         self.assertEqual(self.decode("--skip-field", "--quiet").stderr, "")
 
@@ -246,8 +246,8 @@ class Metadata(ToolTest):
         self.assertIn(f"{clip}: its subtitles are left out; its chapters are left out", notes)
 
     def test_chroma_and_alpha_that_are_lost_are_said(self):
-        for pixels, words in (("yuv422p10le", []), ("yuv444p10le", ["4:4:4 and become 4:2:2"]),
-                              ("yuva444p10le", ["4:4:4 and become 4:2:2", "alpha channel"])):
+        for pixels, words in (("yuv422p10le", []), ("yuv444p10le", ["converts 4:4:4 to 4:2:2"]),
+                              ("yuva444p10le", ["converts 4:4:4 to 4:2:2", "alpha channel"])):
             with self.subTest(pixels):
                 make_clip(self.encoded, "-c:v", "prores_ks", "-pix_fmt", pixels, pixels=pixels)
                 notes = self.decode().stderr

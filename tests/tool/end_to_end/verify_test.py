@@ -189,7 +189,7 @@ class Verify(VerifyTest):
         self.assertEqual(result.stdout, f"standard input: {FRAMES} frames, intact\n")
 
     def test_wrong_use(self):
-        self.fail_with(2, ["FILE is missing"], "verify")
+        self.fail_with(2, ["missing FILE"], "verify")
         self.fail_with(2, ["--rate is for --scan"], "verify", "--rate", "25", self.encoded)
         self.fail_with(2, ["--rate is for --scan"], "decode", "--rate", "25", self.encoded,
                        self.path("out.raw"))
