@@ -15,43 +15,37 @@ using testing::HasSubstr;
 
 class FakeReader : public FrameReader {
  public:
-  FakeReader(std::int64_t frames, bool tellsCount, std::int64_t damaged = -1)
-      : frames_(frames), tellsCount_(tellsCount), damaged_(damaged) {}
-
-  const StreamFormat& GetFormat() const override { return format_; }
-  const std::string& GetName() const override { return name_; }
-  std::optional<std::int64_t> GetFrameCount() const override {
-    return tellsCount_ ? std::optional(frames_) : std::nullopt;
+  FakeReader(std::int64_t frames, bool isCountKnown, std::int64_t damaged = -1)
+      : frames_(frames), damaged_(damaged) {
+    description_.name = "clip.mov";
+    if (isCountKnown) description_.frames = frames;
   }
-  bool ReadsFrom(const std::string& /*path*/) const override { return false; }
-  std::optional<std::int64_t> GetFrameOffset() const override { return 100 * read_; }
-  std::shared_ptr<vix::IBuffer> Read() override {
-    if (read_ == frames_) return nullptr;
-    if (++read_ == damaged_ + 1) throw FrameFailure(name_, damaged_, "is damaged");
-    return vix::CreateBuffer(nullptr, vix::CreateMemoryBlock(nullptr, 0, {}));
+
+  std::optional<NumberedFrame> Read() override {
+    if (read_ == frames_) return std::nullopt;
+    const std::int64_t number = read_++;
+    if (number == damaged_) throw FrameFailure(GetName(), number, "is damaged");
+    return NumberedFrame{number, 100 * number};
   }
 
  private:
   std::int64_t frames_;
-  bool tellsCount_;
   std::int64_t damaged_;  // number of that frame
   std::int64_t read_ = 0;
-  StreamFormat format_;
-  std::string name_ = "clip.mov";
 };
 
 std::vector<std::int64_t> ReadAll(FrameReader& reader, const std::optional<FrameRange>& range) {
   RangeReader frames(reader, range);
   std::vector<std::int64_t> numbers;
   while (const auto frame = frames.Read()) {
-    EXPECT_EQ(frame->offset, 100 * (frame->number + 1));
+    EXPECT_EQ(frame->offset, 100 * frame->number);
     numbers.push_back(frame->number);
   }
   return numbers;
 }
 
-std::string Refuse(std::int64_t frames, bool tellsCount, const std::optional<FrameRange>& range) {
-  FakeReader reader(frames, tellsCount);
+std::string Reject(std::int64_t frames, bool isCountKnown, const std::optional<FrameRange>& range) {
+  FakeReader reader(frames, isCountKnown);
   try {
     ReadAll(reader, range);
   } catch (const Failure& failure) {
@@ -60,21 +54,21 @@ std::string Refuse(std::int64_t frames, bool tellsCount, const std::optional<Fra
   return "read";
 }
 
-TEST(RangeReader, GivesAllFramesOrThoseOfTheRange) {
+TEST(RangeReader, ReturnsAllFramesOrThoseOfTheRange) {
   FakeReader all(3, true);
   EXPECT_THAT(ReadAll(all, std::nullopt), ElementsAre(0, 1, 2));
   FakeReader some(9, false);
   EXPECT_THAT(ReadAll(some, FrameRange{2, 4}), ElementsAre(2, 3, 4));
 }
 
-TEST(RangeReader, RefusesARangePastTheEnd) {
-  for (const bool tellsCount : {true, false}) {
-    EXPECT_THAT(Refuse(3, tellsCount, FrameRange{1, 3}),
+TEST(RangeReader, RejectsARangePastTheEnd) {
+  for (const bool isCountKnown : {true, false}) {
+    EXPECT_THAT(Reject(3, isCountKnown, FrameRange{1, 3}),
                 HasSubstr("clip.mov: has 3 frames (0-2), but --frames asks for 1-3"));
   }
 }
 
-TEST(RangeReader, GoesOnBehindADamagedFrame) {
+TEST(RangeReader, ContinuesBehindADamagedFrame) {
   FakeReader reader(4, true, 1);
   RangeReader frames(reader, std::nullopt);
   EXPECT_EQ(frames.Read()->number, 0);
@@ -82,13 +76,13 @@ TEST(RangeReader, GoesOnBehindADamagedFrame) {
   EXPECT_EQ(frames.Read()->number, 2);
 }
 
-TEST(RangeReader, PassesOverADamagedFrameBeforeTheRange) {
+TEST(RangeReader, IgnoresADamagedFrameBeforeTheRange) {
   FakeReader reader(4, true, 1);
   EXPECT_THAT(ReadAll(reader, FrameRange{2, 3}), ElementsAre(2, 3));
 }
 
-TEST(RangeReader, RefusesAnInputWithoutFrames) {
-  EXPECT_THAT(Refuse(0, false, std::nullopt), HasSubstr("clip.mov: holds no frames"));
+TEST(RangeReader, RejectsAnInputWithoutFrames) {
+  EXPECT_THAT(Reject(0, false, std::nullopt), HasSubstr("clip.mov: holds no frames"));
 }
 
 }  // namespace

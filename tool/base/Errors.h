@@ -7,6 +7,7 @@
 /// where, and what to do about it.
 
 #include <cstdint>
+#include <optional>
 #include <stdexcept>
 #include <string>
 
@@ -38,26 +39,35 @@ class FrameFailure : public Failure {
  public:
   /// @param found  what is wrong, to go behind the frame's number
   /// @param advice what to do about it; empty = nothing
-  /// @param count  of frames from this one on that share the fault
+  /// @param count  number of frames from this one on that share the fault
+  /// @param offset of the frame in the input, in bytes; nullopt = unknown
   FrameFailure(const std::string& input, std::int64_t frame, const std::string& found,
-               const std::string& advice = {}, std::int64_t count = 1)
+               const std::string& advice = {}, std::int64_t count = 1,
+               std::optional<std::int64_t> offset = std::nullopt)
       : FrameFailure(input + ": frame " + std::to_string(frame) + " " + found +
                          (advice.empty() ? "" : "; ") + advice,
-                     found, advice, count, frame) {}
+                     found, advice, count, frame, offset) {}
 
   std::int64_t GetFrame() const { return frame_; }
   std::int64_t GetCount() const { return count_; }
+  std::optional<std::int64_t> GetOffset() const { return offset_; }
   const std::string& GetFound() const { return found_; }
   const std::string& GetAdvice() const { return advice_; }
 
  protected:
   FrameFailure(const std::string& message, const std::string& found, const std::string& advice,
-               std::int64_t count, std::int64_t frame)
-      : Failure(message), frame_(frame), count_(count), found_(found), advice_(advice) {}
+               std::int64_t count, std::int64_t frame, std::optional<std::int64_t> offset)
+      : Failure(message),
+        frame_(frame),
+        count_(count),
+        offset_(offset),
+        found_(found),
+        advice_(advice) {}
 
  private:
   std::int64_t frame_;
   std::int64_t count_;
+  std::optional<std::int64_t> offset_;
   std::string found_;
   std::string advice_;
 };
@@ -68,8 +78,8 @@ class FrameTimeFailure : public FrameFailure {
   /// @param missing frames that are left out from this one on; 0 = it comes at another time than
   ///                that of any frame
   FrameTimeFailure(const std::string& message, std::int64_t frame, const std::string& found,
-                   std::int64_t missing)
-      : FrameFailure(message, found, {}, missing == 0 ? 1 : missing, frame) {}
+                   std::int64_t missing, std::optional<std::int64_t> offset = std::nullopt)
+      : FrameFailure(message, found, {}, missing == 0 ? 1 : missing, frame, offset) {}
 };
 
 /// The program was asked to stop.

@@ -32,18 +32,21 @@ class Run {
     Item item;
     FramePlace& place = item.frame.place;
     try {
-      item.bytes = reader_.Read();
+      const auto frame = reader_.Read();
       DropSound();
-      if (!item.bytes) return std::nullopt;
-      const std::string fault = reader_.GetFrameFault();
-      if (!fault.empty()) item.frame.check.faults.push_back(fault);
+      if (!frame) return std::nullopt;
+      place.number = frame->number;
+      place.offset = frame->offset;
+      item.bytes = frame->data;
+      if (!frame->fault.empty()) item.frame.check.faults.push_back(frame->fault);
     } catch (const FrameFailure& failure) {
+      place.number = failure.GetFrame();
       place.count = failure.GetCount();
+      place.offset = failure.GetOffset();
       item.frame.check.faults.push_back(failure.GetFound());
     }
-    place.number = std::exchange(framesRead_, framesRead_ + place.count);
-    if (reader_.GetTimecode()) place.timecode = *reader_.GetTimecode() + place.number;
-    place.offset = reader_.GetFrameOffset();
+    const auto& timecode = reader_.GetDescription().timecode;
+    if (timecode) place.timecode = *timecode + place.number;
     return item;
   }
 
@@ -76,7 +79,6 @@ class Run {
   FrameReader& reader_;
   const VerificationEvents& events_;
   Verification& result_;
-  std::int64_t framesRead_ = 0;
   std::uint64_t bytes_ = 0;
 };
 
@@ -100,17 +102,18 @@ void VerifyFrames(FrameReader& reader, int threads, const VerificationEvents& ev
     run.Write(item);
   };
   stages.stopReading = RequestInterrupt;
-  const unsigned workers = ShareThreads(threads, reader.GetFrameCount()).elements;
+  const unsigned workers = ShareThreads(threads, reader.GetDescription().frames).elements;
   OrderedPipeline<Item>(stages, workers, std::size_t{2} * workers).Run();
 }
 
 StreamStatistics DescribeInput(const FrameReader& reader) {
+  const InputDescription& input = reader.GetDescription();
   StreamStatistics stream;
-  stream.name = reader.GetName();
-  stream.format = reader.GetFormat();
-  stream.container = reader.GetContainerFormat();
-  stream.timecode = reader.GetTimecode();
-  stream.framesInFile = reader.GetFrameCount();
+  stream.name = input.name;
+  stream.format = input.format;
+  stream.container = input.container;
+  stream.timecode = input.timecode;
+  stream.framesInFile = input.frames;
   stream.targetBytes = FindTargetBytes(stream.format);
   return stream;
 }

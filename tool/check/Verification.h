@@ -14,7 +14,7 @@
 #include <vector>
 
 #include "format/FramePlace.h"
-#include "format/SoundDamage.h"
+#include "format/Sound.h"
 #include "format/Values.h"
 #include "frames/FrameCheck.h"
 #include "frames/FrameStructure.h"

@@ -9,6 +9,7 @@
 #include "base/Errors.h"
 #include "base/Interrupt.h"
 #include "base/Text.h"
+#include "run/OpenInput.h"
 #include "run/OrderedPipeline.h"
 
 namespace vixprores {
@@ -27,7 +28,7 @@ ComparedVideo DescribeSource(const PictureSource& source) {
   return {source.GetReader().GetName(),
           source.GetStreamFormat(),
           source.GetPictureFormat(),
-          source.GetReader().GetFrameCount(),
+          source.GetReader().GetDescription().frames,
           {}};
 }
 
@@ -96,8 +97,8 @@ void VideoComparison::CheckSizes() const {
 }
 
 void VideoComparison::CheckCounts() const {
-  const auto a = reference_.GetReader().GetFrameCount();
-  const auto b = distorted_.GetReader().GetFrameCount();
+  const auto a = reference_.GetReader().GetDescription().frames;
+  const auto b = distorted_.GetReader().GetDescription().frames;
   if (!a || !b || *a == *b) return;
   FailAtCounts(reference_.GetReader().GetName(), *a, distorted_.GetReader().GetName(), *b);
 }
@@ -124,8 +125,8 @@ Comparison VideoComparison::Describe() const {
   Comparison comparison;
   comparison.reference = DescribeSource(reference_);
   comparison.distorted = DescribeSource(distorted_);
-  comparison.timecode = distorted_.GetReader().GetTimecode();
-  if (!comparison.timecode) comparison.timecode = reference_.GetReader().GetTimecode();
+  comparison.timecode = distorted_.GetReader().GetDescription().timecode;
+  if (!comparison.timecode) comparison.timecode = reference_.GetReader().GetDescription().timecode;
   comparison.bits = std::max(SampleBits(reference_.GetPictureFormat()),
                              SampleBits(distorted_.GetPictureFormat()));
   return comparison;

@@ -49,7 +49,7 @@ void Decode(const DecodeOptions& options, RunReport& report) {
   if (options.onDamage != DamagePolicy::Stop) opening.times = FrameTimes::GapsOnly;
   auto reader = OpenProRes(options.input, opening);
   const StreamFormat source = reader->GetFormat();
-  MovieContent content{DecodedFormat(source, options), reader->GetTimecode()};
+  MovieContent content{DecodedFormat(source, options), reader->GetDescription().timecode};
   const auto makeElement = [&options](int threads) {
     return MakeProResDecoder(options.fourcc, options.skipField, threads);
   };

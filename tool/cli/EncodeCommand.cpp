@@ -31,7 +31,7 @@ StreamFormat EncodedFormat(StreamFormat source, const ProResVariant& variant) {
 // Returns the input's timecode at the rate of the output.
 std::optional<Timecode> TakeOverTimecode(const FrameReader& reader, Rational rate,
                                          std::vector<std::string>& notes) {
-  const auto timecode = reader.GetTimecode();
+  const auto timecode = reader.GetDescription().timecode;
   if (!timecode || rate == reader.GetFormat().rate) return timecode;
   const std::string text = timecode->ToText();
   const auto relabelled = Timecode::Find(text, rate);

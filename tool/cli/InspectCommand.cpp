@@ -14,6 +14,7 @@
 #include "report/InspectionPage.h"
 #include "report/InspectionReport.h"
 #include "report/Report.h"
+#include "run/OpenInput.h"
 #include "run/RunWithPlugin.h"
 
 namespace vixprores {

@@ -86,15 +86,19 @@ class FrameCopy {
   std::int64_t lastTime_ = 0;
 };
 
-void Copy(TaggedFileReader& reader, FrameWriter& writer, RunReport& report) {
+// Returns the time behind the last frame, in frames.
+std::int64_t Copy(TaggedFileReader& reader, FrameWriter& writer, RunReport& report) {
   FrameCopy frames(reader.GetFormat(), writer, report);
   SoundCopy sound(reader.GetSideTracks(), std::nullopt);
+  std::int64_t end = 0;
   while (const auto frame = reader.Read()) {
     if (InterruptRequested()) throw Interrupted();
     for (SoundPacket& packet : sound.Take()) writer.WriteSound(std::move(packet));
-    frames.Write(frame, reader.GetFrameTime());
+    frames.Write(frame->data, frame->number);
+    end = frame->number + 1;
   }
   for (SoundPacket& packet : sound.TakeRest()) writer.WriteSound(std::move(packet));
+  return end;
 }
 
 std::unique_ptr<TaggedFileReader> Open(const std::string& path) {
@@ -106,9 +110,8 @@ std::unique_ptr<TaggedFileReader> Open(const std::string& path) {
 }
 
 // A frame stands in for those that are lost behind the first and before the last one.
-void ReportLostFrames(const TaggedFileReader& reader, RunReport& report) {
+void ReportLostFrames(const TaggedFileReader& reader, std::int64_t end, RunReport& report) {
   using Treatment = FrameDamage::Treatment;
-  const std::int64_t end = reader.GetFrameTime() + 1;
   const std::int64_t begin = end - report.frames;
   for (const LostFrames& lost : reader.GetLostFrames()) {
     const bool isReplaced = lost.place.number >= begin && lost.place.number < end;
@@ -126,21 +129,22 @@ void Recover(const RecoverOptions& options, RunReport& report) {
     throw Failure(options.output + ": is the input itself; name another output");
   }
   const SideTracks& side = *reader->GetSideTracks();
-  const MovieContent content{reader->GetFormat(), reader->GetTimecode(), side.GetSound(),
-                             side.GetMetadata(), reader->GetCompressor()};
+  const InputDescription& source = reader->GetDescription();
+  const MovieContent content{source.format, source.timecode, side.GetSound(), source.metadata,
+                             reader->GetCompressor()};
   report.source = report.result = content.video;
   report.soundTracks = content.sound.size();
   if (content.timecode) report.timecode = content.timecode->ToText();
   OutputFile file(options.output, options.overwrite);
   const auto writer = MakeFrameWriter(file, output, content);
-  Copy(*reader, *writer, report);
+  const std::int64_t end = Copy(*reader, *writer, report);
   if (report.frames == 0) throw Failure(reader->GetName() + ": holds no whole frame");
   writer->Finish();
   file.Commit();
   report.status = RunReport::Status::Done;
   report.output = options.output;
   report.outputBytes = file.GetSize();
-  ReportLostFrames(*reader, report);
+  ReportLostFrames(*reader, end, report);
   report.soundDamage = reader->GetSoundDamage();
   report.seconds = std::chrono::duration<double>(std::chrono::steady_clock::now() - start).count();
 }

@@ -21,6 +21,7 @@
 #include "report/Report.h"
 #include "report/StillsReport.h"
 #include "run/CodecEnvironment.h"
+#include "run/OpenInput.h"
 #include "run/OrderedPipeline.h"
 #include "run/PictureSource.h"
 #include "run/RunWithPlugin.h"
@@ -113,7 +114,7 @@ class Selection {
       : first_(options.frames ? options.frames->first : 0),
         every_(options.every > 0 ? options.every : 1) {
     if (options.frames || options.every > 0) return;
-    const auto count = reader.GetFrameCount();
+    const auto count = reader.GetDescription().frames;
     if (!count) {
       throw Failure(reader.GetName() +
                     ": unknown number of frames; select stills with --every or --frames");
@@ -165,7 +166,7 @@ class StillWriter {
   StillWriter(const ThumbsOptions& options, PictureSource& source)
       : options_(options),
         source_(source),
-        timecode_(source.GetReader().GetTimecode()),
+        timecode_(source.GetReader().GetDescription().timecode),
         report_{options.input, options.folder.value_or(""), options.sheet.value_or(""), {}, {}},
         size_(DisplaySize(source.GetPictureFormat(), WidthOr(std::nullopt))),
         smallSize_(DisplaySize(source.GetPictureFormat(), WidthOr(kSheetWidth))) {

@@ -17,11 +17,11 @@
 #include "cli/Commands.h"
 #include "media/InputFile.h"
 #include "media/OutputFile.h"
-#include "media/sound/SideTracks.h"
 #include "recovery/IndexCheck.h"
 #include "report/Report.h"
 #include "report/VerificationPage.h"
 #include "report/VerificationReport.h"
+#include "run/OpenInput.h"
 #include "run/Options.h"
 
 namespace vixprores {
@@ -74,7 +74,7 @@ class FileProgress {
  public:
   FileProgress(const VerifyOptions& options, const FrameReader& reader)
       : line_(options.quiet ? ProgressKind::None : ProgressKind::Line),
-        total_(reader.GetFrameCount()) {
+        total_(reader.GetDescription().frames) {
     report_.source = report_.result = reader.GetFormat();
   }
 

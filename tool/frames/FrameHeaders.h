@@ -7,7 +7,6 @@
 /// back, and what the headers of one stream must have in common.
 
 #include <cstdint>
-#include <memory>
 #include <optional>
 #include <span>
 #include <string>
@@ -15,17 +14,9 @@
 #include "base/FramePool.h"
 #include "bitstream/FrameHeader.h"
 #include "format/StreamFormat.h"
-#include "vix/Buffers.h"
+#include "format/VideoInput.h"
 
 namespace vixprores {
-
-/// A frame as its reader returned it.
-struct NumberedFrame {
-  std::int64_t number = 0;             ///< in the input, from 0
-  std::optional<std::int64_t> offset;  ///< in the input, in bytes; none = unknown
-  std::shared_ptr<vix::IBuffer> data;
-  std::string fault = {};  ///< what the container knows to be wrong with it; empty = nothing
-};
 
 /// Parses prefix and header of a frame; none if they are invalid.
 std::optional<prores::FrameHeader> ParseHeader(std::span<const std::uint8_t> frame);

@@ -7,6 +7,7 @@
 #include "format/MovieContent.h"
 #include "format/OutputFormat.h"
 #include "media/OutputFile.h"
+#include "media/sound/SideTracks.h"
 #include "vix/Samples.h"
 
 namespace vixprores {

@@ -18,9 +18,10 @@ void FailPastTheEnd(const std::string& name, const FrameRange& range, std::int64
 
 RangeReader::RangeReader(FrameReader& reader, const std::optional<FrameRange>& range)
     : reader_(reader), range_(range) {
-  const auto available = reader.GetFrameCount();
-  if (range && available && range->last >= *available)
+  const auto available = reader.GetDescription().frames;
+  if (range && available && range->last >= *available) {
     FailPastTheEnd(reader.GetName(), *range, *available);
+  }
   if (range) SkipTo(range->first);
 }
 
@@ -32,28 +33,21 @@ void RangeReader::SkipTo(std::int64_t frame) {
 std::optional<NumberedFrame> RangeReader::Read() {
   while (!range_ || next_ <= range_->last) {
     if (InterruptRequested()) throw Interrupted();
-    std::shared_ptr<vix::IBuffer> data;
+    std::optional<NumberedFrame> frame;
     try {
-      data = reader_.Read();
+      frame = reader_.Read();
     } catch (const FrameFailure& failure) {
       next_ += failure.GetCount();
-      if (IsInRange(next_ - 1)) throw;
+      if (next_ > first_) throw;
       continue;
     }
-    if (!data && next_ == 0) throw Failure(reader_.GetName() + ": holds no frames");
-    if (!data && range_) FailPastTheEnd(reader_.GetName(), *range_, next_);
-    if (!data) return std::nullopt;
-    const std::int64_t number = next_++;
-    if (IsInRange(number)) {
-      return NumberedFrame{number, reader_.GetFrameOffset(), std::move(data),
-                           reader_.GetFrameFault()};
-    }
+    if (!frame && next_ == 0) throw Failure(reader_.GetName() + ": holds no frames");
+    if (!frame && range_) FailPastTheEnd(reader_.GetName(), *range_, next_);
+    if (!frame) return std::nullopt;
+    next_ = frame->number + 1;
+    if (frame->number >= first_) return frame;
   }
   return std::nullopt;
-}
-
-std::optional<std::int64_t> RangeReader::Count() const {
-  return range_ ? range_->last - range_->first + 1 : reader_.GetFrameCount();
 }
 
 }  // namespace vixprores

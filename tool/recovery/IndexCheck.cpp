@@ -120,7 +120,7 @@ void CheckMetadata(const Metadata& indexed, const Metadata& written,
 
 std::vector<std::string> FindIndexFaults(const std::string& input, FrameReader& reader) {
   SideTracks* const indexed = reader.GetSideTracks();
-  const bool isPipe = !reader.GetFrameCount();
+  const bool isPipe = !reader.GetDescription().frames;
   if (!indexed || isPipe) return {};
   // Of redirected input every reader would move the one place; by its name it is opened anew.
   const std::string path = input == "-" ? "/dev/stdin" : input;
@@ -134,8 +134,8 @@ std::vector<std::string> FindIndexFaults(const std::string& input, FrameReader& 
   const TrackCounts counts = CountPackets(path, tags);
   CheckPackets(counts, faults);
   CheckSound(counts, indexed->GetSound(), written.GetSound(), faults);
-  CheckTimecode(reader.GetTimecode(), tags.GetTimecode(), faults);
-  CheckMetadata(indexed->GetMetadata(), written.GetMetadata(), faults);
+  CheckTimecode(reader.GetDescription().timecode, tags.GetDescription().timecode, faults);
+  CheckMetadata(reader.GetDescription().metadata, tags.GetDescription().metadata, faults);
   return faults;
 }
 

@@ -10,14 +10,15 @@
 
 namespace vixprores {
 
-ScanReader::ScanReader(std::unique_ptr<InputFile> file, const ProResOptions& options)
-    : scanner_(std::move(file)), demands_(options.demands), first_(scanner_.Next()) {
-  const std::string& name = scanner_.GetFile().GetName();
+ScanReader::ScanReader(std::unique_ptr<InputFile> file, const HeaderDemands& demands,
+                       const std::optional<Rational>& rate)
+    : scanner_(std::move(file)), demands_(demands), first_(scanner_.Next()) {
+  const std::string& name = description_.name = scanner_.GetFile().GetName();
   const auto header = first_ ? ParseHeader(BytesOf(*first_->bytes)) : std::nullopt;
   if (!header) throw Failure(name + ": no ProRes frame was found in it");
-  format_ = FormatOf(*header);
-  if (options.rate) format_.rate = *options.rate;
-  if (format_.rate.numerator == 0) {
+  StreamFormat& format = description_.format = FormatOf(*header);
+  if (rate) format.rate = *rate;
+  if (format.rate.numerator == 0) {
     throw Failure(name + ": its frames do not tell their rate; give it with --rate");
   }
 }
@@ -30,16 +31,18 @@ std::string ScanReader::GetEndNote() const {
          " from byte " + std::to_string(skipped.largestBegin) + " on";
 }
 
-std::shared_ptr<vix::IBuffer> ScanReader::Read() {
-  auto frame = first_ ? std::exchange(first_, std::nullopt) : scanner_.Next();
-  isAtEnd_ = !frame;
-  if (isAtEnd_) return nullptr;
-  const std::int64_t number = framesRead_++;
-  offset_ = frame->offset;
-  const auto header = ParseHeader(BytesOf(*frame->bytes));
-  const auto mismatch = header ? FindMismatch(*header, format_, demands_) : std::nullopt;
-  if (mismatch) throw FrameFailure(GetName(), number, mismatch->found, mismatch->advice);
-  return std::move(frame->bytes);
+std::optional<NumberedFrame> ScanReader::Read() {
+  auto found = first_ ? std::exchange(first_, std::nullopt) : scanner_.Next();
+  isAtEnd_ = !found;
+  if (isAtEnd_) return std::nullopt;
+  NumberedFrame frame;
+  frame.number = framesRead_++;
+  frame.offset = found->offset;
+  frame.data = std::move(found->bytes);
+  const auto header = ParseHeader(BytesOf(*frame.data));
+  const auto mismatch = header ? FindMismatch(*header, GetFormat(), demands_) : std::nullopt;
+  if (!mismatch) return frame;
+  throw FrameFailure(GetName(), frame.number, mismatch->found, mismatch->advice, 1, frame.offset);
 }
 
 }  // namespace vixprores

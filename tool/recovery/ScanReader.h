@@ -2,6 +2,7 @@
 #ifndef TOOL_RECOVERY_SCANREADER_H
 #define TOOL_RECOVERY_SCANREADER_H
 
+#include "frames/FrameHeaders.h"
 #include "media/FrameReader.h"
 #include "recovery/FrameScanner.h"
 
@@ -11,26 +12,22 @@ namespace vixprores {
 /// not known: the code stays 0.
 class ScanReader : public FrameReader {
  public:
-  ScanReader(std::unique_ptr<InputFile> file, const ProResOptions& options);
+  /// @param rate of the frames; nullopt = as their headers state
+  ScanReader(std::unique_ptr<InputFile> file, const HeaderDemands& demands,
+             const std::optional<Rational>& rate);
 
-  const StreamFormat& GetFormat() const override { return format_; }
-  const std::string& GetName() const override { return scanner_.GetFile().GetName(); }
-  std::optional<std::int64_t> GetFrameCount() const override { return std::nullopt; }
+  std::optional<NumberedFrame> Read() override;
   bool ReadsFrom(const std::string& path) const override {
     return scanner_.GetFile().IsSameFile(path);
   }
-  std::optional<std::int64_t> GetFrameOffset() const override { return offset_; }
   std::string GetEndNote() const override;
-  std::shared_ptr<vix::IBuffer> Read() override;
 
  private:
   FrameScanner scanner_;
   HeaderDemands demands_;
   std::optional<FoundFrame> first_;  ///< until Read() hands it out
-  StreamFormat format_;
   std::int64_t framesRead_ = 0;
   bool isAtEnd_ = false;
-  std::optional<std::int64_t> offset_;
 };
 
 }  // namespace vixprores

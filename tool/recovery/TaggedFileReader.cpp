@@ -91,13 +91,14 @@ void TaggedFileReader::ReadDescription() {
         "damaged, so that they cannot be told without its index; --scan finds its frames");
   }
   const std::int64_t firstPacket = file_->GetPosition();
-  const ContainerTrack track(InputFile::OverBytes(file_->GetName(), movie),
+  const ContainerTrack track(InputFile::OverBytes(file_->GetName(), movie), FrameTimes::Checked,
                              ContainerTrack::Holds::DescriptionOnly);
-  format_ = track.GetFormat();
-  format_.code = track.GetParameters().codec_tag;
-  timecode_ = track.GetTimecode();
+  description_.name = file_->GetName();
+  description_.format = track.GetFormat();
+  description_.format.code = track.GetParameters().codec_tag;
+  description_.timecode = track.GetTimecode();
+  description_.metadata = track.GetMetadata();
   compressor_ = track.GetCompressor();
-  metadata_ = track.GetMetadata();
   sound_ = track.GetSound();
   for (SoundTrack& sound : sound_) sound.timeBase = {1, sound.parameters->sample_rate};
   placeOf_.resize(sound_.size());
@@ -123,35 +124,30 @@ bool TaggedFileReader::ReadPacket(const PacketTag& tag, std::span<std::uint8_t> 
   return file_->Read(bytes) == bytes.size() && HashPacket(bytes) == tag.packetHash;
 }
 
-// isThere: the frame that the file stands at has bytes, which are not those that were written.
-void TaggedFileReader::NoteLost(std::int64_t time, std::int64_t count, bool isThere) {
-  FramePlace place{time, count, std::nullopt, std::nullopt};
-  if (timecode_) place.timecode = *timecode_ + time;
-  if (isThere) place.offset = offset_;
-  lostFrames_.push_back({place, isThere ? "is not what was written" : "is missing"});
+// offset: of a frame whose bytes are not those that were written; nullopt = missing frames.
+void TaggedFileReader::NoteLost(std::int64_t time, std::int64_t count,
+                                std::optional<std::int64_t> offset) {
+  FramePlace place{time, count, std::nullopt, offset};
+  if (description_.timecode) place.timecode = *description_.timecode + time;
+  lostFrames_.push_back({place, offset ? "is not what was written" : "is missing"});
 }
 
-std::shared_ptr<vix::IBuffer> TaggedFileReader::Read() {
+std::optional<NumberedFrame> TaggedFileReader::Read() {
   while (const auto tag = NextTag()) {
     if (tag->track >= PacketTag::kFirstSound) {
       KeepSound(*tag);
       continue;
     }
-    offset_ = file_->GetPosition();
-    auto frame = vix::CreateBuffer(nullptr, nullptr);
-    frame->Allocate(tag->packetBytes);
-    const bool isIntact = ReadPacket(*tag, std::span(frame->GetData(), tag->packetBytes));
+    NumberedFrame frame{tag->time, file_->GetPosition(), vix::CreateBuffer(nullptr, nullptr)};
+    frame.data->Allocate(tag->packetBytes);
+    const bool isIntact = ReadPacket(*tag, std::span(frame.data->GetData(), tag->packetBytes));
     if (tag->track != PacketTag::kVideo) continue;
-    if (tag->time > nextTime_) NoteLost(nextTime_, tag->time - nextTime_, false);
+    if (tag->time > nextTime_) NoteLost(nextTime_, tag->time - nextTime_, std::nullopt);
     nextTime_ = tag->time + 1;
-    if (!isIntact) {
-      NoteLost(tag->time, 1, true);
-      continue;
-    }
-    time_ = tag->time;
-    return frame;
+    if (isIntact) return frame;
+    NoteLost(tag->time, 1, frame.offset);
   }
-  return nullptr;
+  return std::nullopt;
 }
 
 std::optional<TaggedPacket> TaggedFileReader::PassPacket() {
@@ -163,7 +159,7 @@ std::optional<TaggedPacket> TaggedFileReader::PassPacket() {
 }
 
 double TaggedFileReader::GetTick(std::uint32_t track) const {
-  if (track == PacketTag::kVideo) return av_q2d(Invert(format_.rate));
+  if (track == PacketTag::kVideo) return av_q2d(Invert(GetFormat().rate));
   const std::size_t place = track - PacketTag::kFirstSound;
   return place < sound_.size() ? av_q2d(sound_[place].timeBase) : 0;
 }

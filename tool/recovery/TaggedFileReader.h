@@ -42,21 +42,15 @@ class TaggedFileReader : public FrameReader, private SideTracks {
   /// Refuses, with a Failure, what CanRead() does not find readable.
   explicit TaggedFileReader(std::unique_ptr<InputFile> file);
 
-  const StreamFormat& GetFormat() const override { return format_; }
-  const std::string& GetName() const override { return file_->GetName(); }
-  std::optional<std::int64_t> GetFrameCount() const override { return std::nullopt; }
   bool ReadsFrom(const std::string& path) const override { return file_->IsSameFile(path); }
-  std::optional<Timecode> GetTimecode() const override { return timecode_; }
-  std::optional<std::int64_t> GetFrameOffset() const override { return offset_; }
   SideTracks* GetSideTracks() override { return this; }
-  std::shared_ptr<vix::IBuffer> Read() override;
+  /// The number of a frame is its time: lost frames are counted.
+  std::optional<NumberedFrame> Read() override;
 
   /// Goes behind the next packet, of video or of sound, without a look at it; none at the end.
   std::optional<TaggedPacket> PassPacket();
   /// What the times in the tags of that track count, in seconds; 0 where there is no such track.
   double GetTick(std::uint32_t track) const;
-  /// Time of the frame that Read() gave last, in frames: those that are lost are counted.
-  std::int64_t GetFrameTime() const { return time_; }
   /// Frames that were passed over because they are damaged or missing, by their times.
   const std::vector<LostFrames>& GetLostFrames() const { return lostFrames_; }
   const std::vector<SoundDamage>& GetSoundDamage() const override {
@@ -68,26 +62,20 @@ class TaggedFileReader : public FrameReader, private SideTracks {
  private:
   const std::vector<SoundTrack>& GetSound() const override { return sound_; }
   void SelectSound(const std::vector<std::size_t>& places) override;
-  const Metadata& GetMetadata() const override { return metadata_; }
   std::vector<SoundPacket> TakeSound() override;
   std::vector<SoundPacket> ReadSoundUntil(std::int64_t time, AVRational tick) override;
 
   void ReadDescription();
   std::optional<PacketTag> NextTag();
-  void NoteLost(std::int64_t time, std::int64_t count, bool isThere);
+  void NoteLost(std::int64_t time, std::int64_t count, std::optional<std::int64_t> offset);
   bool ReadPacket(const PacketTag& tag, std::span<std::uint8_t> bytes);
   void KeepSound(const PacketTag& tag);
 
   std::unique_ptr<InputFile> file_;
-  StreamFormat format_;
-  std::optional<Timecode> timecode_;
   std::string compressor_;
   std::vector<SoundTrack> sound_;
   std::vector<std::size_t> placeOf_;  ///< in sound_, by the place in the file; SIZE_MAX = not taken
   std::vector<SoundPacket> waiting_;
-  Metadata metadata_;
-  std::optional<std::int64_t> offset_;
-  std::int64_t time_ = 0;
   std::int64_t nextTime_ = 0;  ///< behind the last frame that was met
   std::vector<LostFrames> lostFrames_;
   SoundWatch soundWatch_;

@@ -13,7 +13,7 @@
 
 #include "check/EncodingCheck.h"
 #include "format/FramePlace.h"
-#include "format/SoundDamage.h"
+#include "format/Sound.h"
 #include "format/StreamFormat.h"
 
 namespace vixprores {

@@ -5,7 +5,7 @@
 #include <nlohmann/json.hpp>
 #include <vector>
 
-#include "format/SoundDamage.h"
+#include "format/Sound.h"
 
 namespace vixprores {
 

@@ -12,8 +12,9 @@
 #include "base/Errors.h"
 #include "base/Text.h"
 #include "format/ColourNames.h"
-#include "media/FrameReader.h"
+#include "media/sound/SideTracks.h"
 #include "run/FrameSource.h"
+#include "run/OpenInput.h"
 
 namespace vixprores {
 namespace {
@@ -72,7 +73,7 @@ Labels DescribeLabels(const StreamFormat& format, const std::optional<Timecode>&
 
 Labels LabelsOf(FrameReader& reader) {
   const SideTracks* const side = reader.GetSideTracks();
-  return DescribeLabels(reader.GetFormat(), reader.GetTimecode(),
+  return DescribeLabels(reader.GetFormat(), reader.GetDescription().timecode,
                         side ? side->GetSound().size() : 0);
 }
 
@@ -103,7 +104,7 @@ std::string CompareFrames(const std::string& path, const TranscodePlan& plan,
   if (!HasPictures(reader->GetFormat(), wanted)) {
     return DescribePictures(reader->GetFormat()) + " instead of " + DescribePictures(wanted);
   }
-  const auto found = reader->GetFrameCount();
+  const auto found = reader->GetDescription().frames;
   if (IsAnother(found, frames, plan.onDamage)) {
     return std::to_string(*found) + " frames instead of " + std::to_string(*frames);
   }

@@ -22,7 +22,9 @@ std::optional<TimeSpan> FindTimeSpan(const StreamFormat& source,
 }
 
 void Lose(const FrameFailure& failure, Frame& frame) {
+  frame.place.number = failure.GetFrame();
   frame.place.count = failure.GetCount();
+  frame.place.offset = failure.GetOffset();
   frame.fault = failure.GetFound();
   frame.advice = failure.GetAdvice();
 }
@@ -38,7 +40,7 @@ void Lose(const FrameFailure& failure, Frame& frame) {
 
 std::optional<std::int64_t> CountFrames(const FrameReader& reader,
                                         const std::optional<FrameRange>& range) {
-  const auto available = reader.GetFrameCount();
+  const auto available = reader.GetDescription().frames;
   if (!range) return available;
   if (available && range->last >= *available) {
     FailPastTheEnd(reader.GetName(), *range, *available);
@@ -52,9 +54,9 @@ FrameSource::FrameSource(std::unique_ptr<FrameReader> reader,
       range_(range.value_or(kAll)),
       isPart_(range.has_value()),
       onDamage_(onDamage),
+      convert_(reader_->GetConversion()),
       sound_(reader_->GetSideTracks(), FindTimeSpan(reader_->GetFormat(), range)),
-      total_(CountFrames(*reader_, range)),
-      timecode_(reader_->GetTimecode()) {
+      total_(CountFrames(*reader_, range)) {
   try {
     reader_->CheckTimes(range_.last);
   } catch (const FrameTimeFailure& failure) {
@@ -74,10 +76,8 @@ std::optional<Frame> FrameSource::Read() {
     FramePlace& place = frame->place;
     framesRead_ = place.number + place.count;
     frame->sound = sound_.Take();
-    if (framesRead_ <= range_.first) {
-      unevenBefore_ = reader_->CountUnevenFrames();
-      continue;
-    }
+    if (framesRead_ <= range_.first) continue;
+    if (frame->isUneven) ++unevenFrames_;
     // Of those that are lost together some may be outside the range.
     place.number = std::max(place.number, range_.first);
     place.count = std::min(framesRead_ - 1, range_.last) - place.number + 1;
@@ -88,19 +88,22 @@ std::optional<Frame> FrameSource::Read() {
 
 std::optional<Frame> FrameSource::ReadAny() {
   Frame frame;
-  frame.place.number = framesRead_;
   try {
-    frame.source = reader_->Read();
-    if (!frame.source) return std::nullopt;
-    if (!reader_->GetFormat().IsRaw()) frame.fault = reader_->GetFrameFault();
+    auto read = reader_->Read();
+    if (!read) return std::nullopt;
+    frame.place.number = read->number;
+    frame.place.offset = read->offset;
+    frame.source = std::move(read->data);
+    frame.isUneven = read->isUneven;
+    if (!reader_->GetFormat().IsRaw()) frame.fault = std::move(read->fault);
   } catch (const FrameTimeFailure& failure) {
     if (onDamage_ == DamagePolicy::Stop) RefuseTimes(failure, reader_->GetFormat().IsRaw());
     Lose(failure, frame);
   } catch (const FrameFailure& failure) {
     Lose(failure, frame);
   }
-  frame.place.offset = reader_->GetFrameOffset();
-  if (timecode_) frame.place.timecode = *timecode_ + frame.place.number;
+  const auto& timecode = reader_->GetDescription().timecode;
+  if (timecode) frame.place.timecode = *timecode + frame.place.number;
   return frame;
 }
 

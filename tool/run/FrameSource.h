@@ -22,6 +22,7 @@ namespace vixprores {
 struct Frame {
   FramePlace place;                      ///< in the input
   std::shared_ptr<vix::IBuffer> source;  ///< null = lost
+  bool isUneven = false;                 ///< came at an odd time
   std::string fault;                     ///< what is wrong with it; empty = nothing
   std::string advice;
   std::uint64_t sourceBytes = 0;
@@ -57,11 +58,11 @@ class FrameSource {
   std::optional<Frame> Read();
   /// What the element takes, made of a frame. May be called from any thread, several at once.
   std::shared_ptr<vix::IBuffer> Unpack(std::shared_ptr<vix::IBuffer> frame) const {
-    return reader_->Unpack(std::move(frame));
+    return convert_ ? convert_(std::move(frame)) : frame;
   }
-  /// Fails where a frame that was read turned out to be unreadable since. From any thread, as well.
-  /// Frames of the range so far that were taken although they came at odd times.
-  std::int64_t CountUnevenFrames() const { return reader_->CountUnevenFrames() - unevenBefore_; }
+  /// Number of frames of the range so far that came at odd times and were accepted.
+  std::int64_t CountUnevenFrames() const { return unevenFrames_; }
+  /// Fails if a frame that was read has become unreadable since. May be called from any thread.
   void CheckFramesInUse() const { reader_->CheckFramesInUse(); }
   /// The sound that is left behind the last frame.
   std::vector<SoundPacket> TakeRestOfSound() { return sound_.TakeRest(); }
@@ -74,11 +75,11 @@ class FrameSource {
   FrameRange range_;
   bool isPart_;  ///< a range was asked for
   DamagePolicy onDamage_;
+  FrameConversion convert_;
   SoundCopy sound_;
   std::optional<std::int64_t> total_;
-  std::optional<Timecode> timecode_;  ///< of the input
-  std::int64_t unevenBefore_ = 0;     ///< in front of the range
-  std::int64_t framesRead_ = 0;       ///< those in front of the range included
+  std::int64_t unevenFrames_ = 0;  ///< of the range
+  std::int64_t framesRead_ = 0;    ///< those in front of the range included
 };
 
 }  // namespace vixprores

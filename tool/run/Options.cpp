@@ -37,7 +37,7 @@ ProResOptions ToProResOptions(const ScanOptions& options) {
   if (options.rate && !options.scan) {
     throw UsageError("--rate is for --scan; a container tells its rate itself");
   }
-  return {.scan = options.scan, .rate = options.rate};
+  return {{}, options.scan, options.rate};
 }
 
 Option ThreadsOption(int& threads) {

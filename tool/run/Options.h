@@ -12,7 +12,7 @@
 #include "cli/Command.h"
 #include "format/StreamFormat.h"
 #include "format/Values.h"
-#include "media/FrameReader.h"
+#include "run/OpenInput.h"
 
 namespace vixprores {
 

@@ -18,7 +18,9 @@ std::string Describe(const DamagedPicture& damaged) {
 }
 
 PictureSource::PictureSource(std::unique_ptr<FrameReader> reader, const ThreadShares& shares)
-    : reader_(std::move(reader)), format_(reader_->GetFormat()) {
+    : reader_(std::move(reader)),
+      convert_(reader_->GetConversion()),
+      format_(reader_->GetFormat()) {
   if (format_.IsRaw()) return;
   format_.code = vix::kFourCC_V210;
   const auto makeElement = [](int threads) {
@@ -28,7 +30,7 @@ PictureSource::PictureSource(std::unique_ptr<FrameReader> reader, const ThreadSh
 }
 
 FramePlace PictureSource::PlaceOf(const NumberedFrame& frame) const {
-  FramePlace place{frame.number, 1, reader_->GetTimecode(), frame.offset};
+  FramePlace place{frame.number, 1, reader_->GetDescription().timecode, frame.offset};
   if (place.timecode) place.timecode = *place.timecode + frame.number;
   return place;
 }
@@ -55,7 +57,7 @@ std::shared_ptr<const vix::IBuffer> PictureSource::DecodeProRes(const NumberedFr
 }
 
 DecodedPicture PictureSource::Decode(const NumberedFrame& frame, unsigned worker) {
-  auto data = reader_->Unpack(frame.data);
+  auto data = convert_ ? convert_(frame.data) : frame.data;
   if (!decoders_) return {data, std::nullopt};
   TakeDecoderAnswer();  // of what this thread decoded before
   DecodedPicture picture{DecodeProRes(frame, std::move(data), worker), std::nullopt};

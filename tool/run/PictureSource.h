@@ -53,6 +53,7 @@ class PictureSource {
   [[noreturn]] void Fail(const NumberedFrame& frame, const std::string& found) const;
 
   std::unique_ptr<FrameReader> reader_;
+  FrameConversion convert_;
   StreamFormat format_;
   std::optional<ElementTeam> decoders_;  ///< of ProRes
 };

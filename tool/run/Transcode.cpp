@@ -26,7 +26,7 @@ void PrintNote(const TranscodeOptions& options, const std::string& text) {
 }
 
 void PrintNotes(const TranscodeOptions& options, const TranscodePlan& plan) {
-  PrintNote(options, plan.reader->GetNote());
+  PrintNote(options, plan.reader->GetDescription().note);
   for (const std::string& note : plan.notes) PrintNote(options, note);
   if (plan.source.fieldOrder == FieldOrder::Unknown) {
     PrintNote(options, plan.reader->GetName() +
@@ -68,7 +68,7 @@ void PrintNoteAtEnd(const TranscodeOptions& options, const FrameSource& source,
 // The timecode of the output's first frame.
 void ChooseTimecode(const TranscodeOptions& options, TranscodePlan& plan) {
   auto& timecode = plan.content.timecode;
-  const std::string unread = plan.reader->GetTimecodeNote();
+  const std::string unread = plan.reader->GetDescription().timecodeNote;
   if (!timecode && !unread.empty()) plan.notes.push_back(unread);
   if (timecode && options.frames) timecode = *timecode + options.frames->first;
   if (timecode || !plan.output.makesTimecode) return;
@@ -105,10 +105,10 @@ void ChooseSound(const TranscodeOptions& options, TranscodePlan& plan) {
                          ": its sound is left out, as the output holds none");
     places.clear();
   }
+  plan.content.metadata = plan.reader->GetDescription().metadata;
   if (!side) return;
   side->SelectSound(places);
   plan.content.sound = side->GetSound();
-  plan.content.metadata = side->GetMetadata();
 }
 
 }  // namespace

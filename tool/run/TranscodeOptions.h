@@ -7,8 +7,8 @@
 #include <vector>
 
 #include "format/Values.h"
-#include "media/FrameReader.h"
 #include "report/Report.h"
+#include "run/OpenInput.h"
 #include "run/Options.h"
 
 namespace vixprores {

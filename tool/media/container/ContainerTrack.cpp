@@ -38,6 +38,10 @@ std::int64_t TimeOf(const AVPacket& packet) {
   return packet.pts != AV_NOPTS_VALUE ? packet.pts : packet.dts;
 }
 
+std::optional<std::int64_t> OffsetOf(const AVPacket& packet) {
+  return packet.pos >= 0 ? std::optional(packet.pos) : std::nullopt;
+}
+
 std::shared_ptr<vix::IBuffer> Wrap(Packet packet) {
   std::uint8_t* const data = packet->data;
   const auto bytes = static_cast<std::size_t>(packet->size);
@@ -64,8 +68,11 @@ void TakeOver(AVPacket& packet, std::shared_ptr<const FileMapping> mapping) {
 
 }  // namespace
 
-ContainerTrack::ContainerTrack(std::unique_ptr<InputFile> file, Holds holds)
-    : file_(std::move(file)), bytes_(*file_), isTagged_(TaggedFileReader::CanRead(*file_)) {
+ContainerTrack::ContainerTrack(std::unique_ptr<InputFile> file, FrameTimes times, Holds holds)
+    : file_(std::move(file)),
+      bytes_(*file_),
+      isTagged_(TaggedFileReader::CanRead(*file_)),
+      times_(times) {
   Open();
   ChooseTracks();
   FindMetadata();
@@ -201,7 +208,12 @@ void ContainerTrack::FindTimecode() {
   if (!timecode_) unusedTimecode_ = found->value;
 }
 
-std::string ContainerTrack::GetNote() const {
+InputDescription ContainerTrack::GetDescription() const {
+  return {GetName(), format_,   format_,    GetFrameCount(),
+          timecode_, metadata_, FindNote(), FindTimecodeNote()};
+}
+
+std::string ContainerTrack::FindNote() const {
   std::vector<std::string> notes;
   if (videoTracks_ > 1) {
     notes.push_back("has " + std::to_string(videoTracks_) +
@@ -217,7 +229,7 @@ std::string ContainerTrack::GetNote() const {
   return text;
 }
 
-std::string ContainerTrack::GetTimecodeNote() const {
+std::string ContainerTrack::FindTimecodeNote() const {
   if (!unusedTimecode_.empty()) {
     return GetName() + ": its timecode '" + unusedTimecode_ + "' is none of " +
            Describe(format_.rate) + " frames per second and is left out";
@@ -397,20 +409,22 @@ void ContainerTrack::CheckFragments() const {
                 " on, so that what is behind is not found; --scan finds its frames");
 }
 
-std::shared_ptr<vix::IBuffer> ContainerTrack::Read() {
-  if (lost_) return nullptr;
+std::optional<NumberedFrame> ContainerTrack::Read() {
+  if (lost_) return std::nullopt;
   if (pendingFailure_) std::rethrow_exception(std::exchange(pendingFailure_, nullptr));
   Packet packet = pending_ ? std::move(pending_) : ReadPacket();
   if (!packet) {
     if (EndsEarly()) FailAtEarlyEnd();
     CheckFragments();
-    return nullptr;
+    return std::nullopt;
   }
-  ++framesRead_;
-  lastOffset_ = packet->pos >= 0 ? std::optional(packet->pos) : std::nullopt;
-  lastFault_ = FindFault(*packet);
-  CheckPacket(packet);
-  return Wrap(std::move(packet));
+  NumberedFrame frame;
+  frame.number = framesRead_++;
+  frame.offset = OffsetOf(*packet);
+  frame.fault = FindFault(*packet);
+  frame.isUneven = CheckPacket(packet);
+  frame.data = Wrap(std::move(packet));
+  return frame;
 }
 
 // Where times are uneven only an index tells how many frames there are.
@@ -448,12 +462,14 @@ bool ContainerTrack::IsDamagedSound(const AVPacket& packet) const {
   return tag && tag->packetBytes == data.size() && tag->packetHash != HashPacket(data);
 }
 
-void ContainerTrack::CheckPacket(Packet& packet) {
+// Returns true for a frame at an odd time that is accepted.
+bool ContainerTrack::CheckPacket(Packet& packet) {
   if ((packet->flags & AV_PKT_FLAG_CORRUPT) != 0) {
-    FailAtLastFrame("is cut short: found " + std::to_string(packet->size) + " bytes of it",
-                    kTakeThoseBefore);
+    throw FrameFailure(GetName(), framesRead_ - 1,
+                       "is cut short: found " + std::to_string(packet->size) + " bytes of it",
+                       kTakeThoseBefore, 1, OffsetOf(*packet));
   }
-  if (TimeOf(*packet) != AV_NOPTS_VALUE) CheckTime(packet);
+  return TimeOf(*packet) != AV_NOPTS_VALUE && CheckTime(packet);
 }
 
 std::int64_t ContainerTrack::ExpectTime(std::int64_t number) const {
@@ -474,22 +490,24 @@ std::int64_t ContainerTrack::CountLeftOut(std::int64_t time, std::int64_t expect
   return framesLate > 0 && IsAbout(time, expected + lateness) ? framesLate : 0;
 }
 
-void ContainerTrack::CheckTime(Packet& packet) {
+bool ContainerTrack::CheckTime(Packet& packet) {
   const std::int64_t number = framesRead_ - 1;
   const std::int64_t time = TimeOf(*packet);
   const std::int64_t expected = ExpectTime(number);
-  if (IsAbout(time, expected)) return;
+  if (IsAbout(time, expected)) return false;
   const std::int64_t leftOut = CountLeftOut(time, expected);
   const bool isTaken =
       times_ == FrameTimes::Ignored || (times_ == FrameTimes::GapsOnly && leftOut == 0);
+  const auto offset = OffsetOf(*packet);
   if (leftOut > 0 && !isTaken) {
     pending_ = std::move(packet);
     framesRead_ += leftOut - 1;
   } else {
     firstTime_ += time - expected;  // whoever goes on counts from here
   }
-  if (!isTaken) FailAtTime(number, time, expected, leftOut);
+  if (!isTaken) FailAtTime(number, time, expected, leftOut, offset);
   ++unevenFrames_;
+  return true;
 }
 
 // The index has times of decoding, which may be earlier by an offset.
@@ -503,13 +521,15 @@ void ContainerTrack::CheckIndexedTimes(std::int64_t last) const {
     if (number == 0) offset = firstTime_ - entry.timestamp;
     const std::int64_t time = entry.timestamp + offset;
     const std::int64_t expected = ExpectTime(number);
-    if (!IsAbout(time, expected)) FailAtTime(number, time, expected, CountLeftOut(time, expected));
+    if (!IsAbout(time, expected)) {
+      FailAtTime(number, time, expected, CountLeftOut(time, expected), std::nullopt);
+    }
     ++number;
   }
 }
 
 void ContainerTrack::FailAtTime(std::int64_t number, std::int64_t time, std::int64_t expected,
-                                std::int64_t missing) const {
+                                std::int64_t missing, std::optional<std::int64_t> offset) const {
   const double tick = av_q2d(stream_->time_base);
   const std::string found = "comes at " + std::to_string(static_cast<double>(time) * tick) +
                             " s instead of " +
@@ -519,11 +539,7 @@ void ContainerTrack::FailAtTime(std::int64_t number, std::int64_t time, std::int
       GetName() + ": has a variable frame rate: frame " + std::to_string(number) + " " + found +
           ". This command makes it constant, leaving out frames and repeating some:\n  " +
           ConversionCommand(GetName(), "fps=" + Describe(format_.rate)),
-      number, missing > 0 ? "is missing: the one behind " + found : found, missing);
-}
-
-void ContainerTrack::FailAtLastFrame(const std::string& found, const std::string& advice) const {
-  throw FrameFailure(GetName(), framesRead_ - 1, found, advice);
+      number, missing > 0 ? "is missing: the one behind " + found : found, missing, offset);
 }
 
 void ContainerTrack::FailAtUnreadableFrame(const std::string& reason) {
@@ -533,17 +549,15 @@ void ContainerTrack::FailAtUnreadableFrame(const std::string& reason) {
                   "the file by its name");
   }
   ++framesRead_;
-  lastOffset_ = std::nullopt;
   // Without a number of frames to count up to, or once it is reached, this could go on for ever.
   lost_ = framesRead_ + hiddenFrames_ >= announcedFrames_.value_or(0);
-  FailAtLastFrame("cannot be found: " + reason, kTakeThoseBefore);
+  throw FrameFailure(GetName(), framesRead_ - 1, "cannot be found: " + reason, kTakeThoseBefore);
 }
 
 // The index may lead outside the input for some frames, and back for those behind them.
 void ContainerTrack::FailAtEarlyEnd() {
   const std::int64_t announced = *announcedFrames_ - hiddenFrames_;
   const std::int64_t first = framesRead_;
-  lastOffset_ = std::nullopt;
   ++framesRead_;
   while (!pending_ && framesRead_ < announced) {
     try {

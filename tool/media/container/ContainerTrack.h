@@ -9,9 +9,8 @@
 #include <string>
 #include <vector>
 
-#include "format/FramePlace.h"
-#include "format/StreamFormat.h"
-#include "format/Timecode.h"
+#include "format/VideoInput.h"
+#include "media/FrameReader.h"
 #include "media/InputFile.h"
 #include "media/container/Libav.h"
 #include "media/container/PacketTag.h"
@@ -33,7 +32,8 @@ class ContainerTrack : public SideTracks {
 
   /// Refuses, with a Failure, what is no container, and one without a video track with a usable
   /// frame rate.
-  explicit ContainerTrack(std::unique_ptr<InputFile> file, Holds holds = Holds::Frames);
+  explicit ContainerTrack(std::unique_ptr<InputFile> file, FrameTimes times = FrameTimes::Checked,
+                          Holds holds = Holds::Frames);
   ~ContainerTrack() override;
 
   const std::string& GetName() const { return file_->GetName(); }
@@ -42,30 +42,20 @@ class ContainerTrack : public SideTracks {
   const AVCodecParameters& GetParameters() const { return *stream_->codecpar; }
   /// What the container says; the code is left 0.
   const StreamFormat& GetFormat() const { return format_; }
-  /// Frames of the track; none on a pipe, where only the part that has come by is known of.
-  std::optional<std::int64_t> GetFrameCount() const;
-  /// Timecode of the first frame that Read() gives; none where the container has none, or one
-  /// that is no label of the video's rate.
+  /// The same as a description of the input.
+  InputDescription GetDescription() const;
+  /// Timecode of the first frame; nullopt if there is none, or if it does not fit the video's rate.
   std::optional<Timecode> GetTimecode() const { return timecode_; }
   /// Name of the compressor in the sample description; empty = none.
   std::string GetCompressor() const;
-  /// Which of several video tracks is read, and which tracks cannot be taken over; empty = nothing
-  /// of it.
-  std::string GetNote() const;
-  /// As FrameReader::GetTimecodeNote().
-  std::string GetTimecodeNote() const;
 
-  /// To be called before Read(), which else checks the times.
-  void SetTimes(FrameTimes times) { times_ = times; }
   /// Refuses, as Read() would, frames up to number `last` that do not come at a constant rate,
   /// where an index tells so without reading them.
   void CheckIndexedTimes(std::int64_t last) const;
-  /// Frames so far that came at odd times and were taken.
-  std::int64_t CountUnevenFrames() const { return unevenFrames_; }
 
   const std::vector<SoundTrack>& GetSound() const override { return sound_; }
   void SelectSound(const std::vector<std::size_t>& places) override;
-  const Metadata& GetMetadata() const override { return metadata_; }
+  const Metadata& GetMetadata() const { return metadata_; }
   const std::vector<SoundDamage>& GetSoundDamage() const override {
     return soundWatch_.GetDamage();
   }
@@ -75,7 +65,7 @@ class ContainerTrack : public SideTracks {
   /// The next frame's bytes in the container library's own memory, or null at the end. A packet
   /// that is cut short, an end before the announced number of frames, and a frame that breaks the
   /// constant rate are FrameFailures; the next call then gives what stands behind.
-  std::shared_ptr<vix::IBuffer> Read();
+  std::optional<NumberedFrame> Read();
   /// As FrameReader::SkipTo().
   bool SkipTo(std::int64_t frame);
   /// From now on frames stay where they are in the file, if that allows it, instead of being
@@ -83,19 +73,15 @@ class ContainerTrack : public SideTracks {
   void KeepFramesInPlace();
   /// Fails where bytes of such frames turned out to be unreadable. May be called from any thread.
   void CheckFramesInUse() const { file_->CheckMappings(); }
-  /// Where the frame that Read() gave last begins in the file; none = unknown.
-  std::optional<std::int64_t> GetLastOffset() const { return lastOffset_; }
-  /// Where the frame that Read() gave last is not the one that this program wrote: what shows it,
-  /// in a few words to go behind its number. Empty = nothing is known against it.
-  const std::string& GetLastFault() const { return lastFault_; }
-  /// Fails with "NAME: frame N ", `found` and `advice`, N being the frame that Read() gave last.
-  [[noreturn]] void FailAtLastFrame(const std::string& found, const std::string& advice = {}) const;
 
  private:
   struct InputCloser {
     void operator()(AVFormatContext* context) const { avformat_close_input(&context); }
   };
 
+  std::optional<std::int64_t> GetFrameCount() const;
+  std::string FindNote() const;
+  std::string FindTimecodeNote() const;
   void Open();
   void ChooseTracks();
   void DescribeVideo();
@@ -115,16 +101,16 @@ class ContainerTrack : public SideTracks {
   std::optional<std::int64_t> CountAnnouncedFrames() const;
   void CheckFragments() const;
   bool EndsEarly() const;
-  void CheckPacket(Packet& packet);
+  bool CheckPacket(Packet& packet);
   std::optional<PacketTag> FindTag(const AVPacket& packet) const;
   std::string FindFault(const AVPacket& packet) const;
   bool IsDamagedSound(const AVPacket& packet) const;
   std::int64_t ExpectTime(std::int64_t number) const;
   bool IsAbout(std::int64_t time, std::int64_t expected) const;
   std::int64_t CountLeftOut(std::int64_t time, std::int64_t expected) const;
-  void CheckTime(Packet& packet);
+  bool CheckTime(Packet& packet);
   [[noreturn]] void FailAtTime(std::int64_t number, std::int64_t time, std::int64_t expected,
-                               std::int64_t missing) const;
+                               std::int64_t missing, std::optional<std::int64_t> offset) const;
   [[noreturn]] void FailAtUnreadableFrame(const std::string& reason);
   [[noreturn]] void FailAtEarlyEnd();
 
@@ -148,11 +134,9 @@ class ContainerTrack : public SideTracks {
   Packet pending_;                               ///< a packet that was read ahead
   std::exception_ptr pendingFailure_;            ///< why there is none, until Read() throws it
   std::int64_t firstTime_ = 0;                   ///< of the first packet, in the stream's time base
-  std::optional<std::int64_t> lastOffset_;
-  std::string lastFault_;
   SoundWatch soundWatch_;
   std::int64_t framesRead_ = 0;  ///< packets that Read() handed out, or failed at
-  FrameTimes times_ = FrameTimes::Checked;
+  FrameTimes times_;
   std::int64_t unevenFrames_ = 0;
   bool keepsInPlace_ = false;
   bool lost_ = false;  ///< nothing is known of how to go on

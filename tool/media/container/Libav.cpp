@@ -10,6 +10,8 @@
 #include <utility>
 
 extern "C" {
+#include <libavcodec/codec_par.h>
+#include <libavutil/dict.h>
 #include <libavutil/error.h>
 #include <libavutil/log.h>
 #include <libavutil/mem.h>
@@ -49,6 +51,23 @@ std::string ExplainLibavError(int error) {
   std::array<char, AV_ERROR_MAX_STRING_SIZE> words{};
   av_strerror(error, words.data(), words.size());
   return words.data();
+}
+
+std::shared_ptr<const AVCodecParameters> CopyParameters(const AVCodecParameters& parameters) {
+  const std::shared_ptr<AVCodecParameters> copy(
+      avcodec_parameters_alloc(),
+      [](AVCodecParameters* pointer) { avcodec_parameters_free(&pointer); });
+  if (!copy || avcodec_parameters_copy(copy.get(), &parameters) < 0) throw std::bad_alloc();
+  return copy;
+}
+
+Metadata ToMetadata(const AVDictionary* dictionary) {
+  Metadata metadata;
+  const AVDictionaryEntry* entry = nullptr;
+  while ((entry = av_dict_get(dictionary, "", entry, AV_DICT_IGNORE_SUFFIX)) != nullptr) {
+    metadata[entry->key] = entry->value;
+  }
+  return metadata;
 }
 
 LibavStream::LibavStream(InputFile& file) : input_(&file) {

@@ -13,6 +13,7 @@
 #include <span>
 #include <string>
 
+#include "format/MovieContent.h"
 #include "format/StreamFormat.h"
 #include "media/InputFile.h"
 #include "media/OutputFile.h"
@@ -90,6 +91,10 @@ class LibavStream {
   std::optional<LeftOut> leftOut_;
   std::exception_ptr exception_;
 };
+
+/// Copies of the library's objects.
+std::shared_ptr<const AVCodecParameters> CopyParameters(const AVCodecParameters& parameters);
+Metadata ToMetadata(const AVDictionary* dictionary);
 
 inline Rational ToRational(AVRational value) {
   return {value.num, value.den};

@@ -44,6 +44,10 @@ struct PacketTag {
   friend bool operator==(const PacketTag&, const PacketTag&) = default;
 };
 
+/// Metadata name under which the description stores the frame rate, "N" or "N/D", for which a movie
+/// without frames has no other place.
+inline constexpr const char* kRateNote = "vix_rate";
+
 /// The number by which a change of `bytes` shows.
 std::uint64_t HashPacket(std::span<const std::uint8_t> bytes);
 

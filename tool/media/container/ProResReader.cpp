@@ -14,11 +14,11 @@ extern "C" {
 namespace vixprores {
 namespace {
 
-// A start that is worse than that is not searched any further: all of it is kept in memory.
+// Frames that are searched for the first header: all of them are kept in memory.
 constexpr std::size_t kMostDamagedAtStart = 32;
 
-// The picture is what the header says; of the rest the container's word counts, because it is what
-// editing programs set and show.
+// Size and scan come from the header; for everything else the container takes precedence, because
+// editing programs set and show its values.
 StreamFormat Combine(StreamFormat container, const prores::FrameHeader& header) {
   container.width = header.width;
   container.height = header.height;
@@ -42,79 +42,70 @@ void RequireProRes(const ContainerTrack& track) {
                 ", not ProRes; there is nothing to decode");
 }
 
-// A field's failure as that of its frame.
-std::exception_ptr ToFrame(const std::exception_ptr& failure, const std::string& name,
-                           std::int64_t frame) {
+// The failure of a field as that of its frame.
+FrameFailure ToFrame(const std::exception_ptr& failure, const std::string& name,
+                     std::int64_t number, std::optional<std::int64_t> offset) {
   try {
     std::rethrow_exception(failure);
   } catch (const FrameFailure& field) {
-    return std::make_exception_ptr(FrameFailure(
-        name, frame, "lacks a field, which " + field.GetFound(), {}, (field.GetCount() + 1) / 2));
+    return {name,
+            number,
+            "lacks a field, which " + field.GetFound(),
+            {},
+            (field.GetCount() + 1) / 2,
+            offset ? offset : field.GetOffset()};
   }
 }
 
 }  // namespace
 
-ProResReader::ProResReader(std::unique_ptr<InputFile> file, const ProResOptions& options)
-    : ContainerReader(std::move(file)), demands_(options.demands) {
+ProResReader::ProResReader(std::unique_ptr<InputFile> file, const ProResReading& reading)
+    : track_(std::move(file), reading.times), demands_(reading.demands) {
+  description_.name = track_.GetName();
   RequireProRes(track_);
-  track_.SetTimes(options.times);
   ChooseLayout();
-  const prores::FrameHeader header = FindHeader(options.damagedStart);
-  container_ = track_.GetFormat();
-  const vix::FourCC code = track_.GetParameters().codec_tag;
-  container_.code = FindProResVariant(code) ? code : 0;
-  format_ = Combine(container_, header);
-  if (layout_ == SampleLayout::BareFields) {
-    // The container counts fields.
-    format_.rate = Reduce({format_.rate.numerator, format_.rate.denominator * 2});
-    format_.start /= 2;
-  }
+  DescribeStream(FindHeader(reading.damagedStart));
 }
 
-std::optional<std::int64_t> ProResReader::GetFrameCount() const {
-  const auto samples = track_.GetFrameCount();
-  if (!samples || layout_ != SampleLayout::BareFields) return samples;
-  return (*samples + 1) / 2;
-}
-
-// Labels of fields would not be those of frames.
-std::optional<Timecode> ProResReader::GetTimecode() const {
-  return layout_ == SampleLayout::BareFields ? std::nullopt : track_.GetTimecode();
-}
-
-std::string ProResReader::GetNote() const {
-  std::string note = track_.GetNote();
-  if (layout_ == SampleLayout::Standard) return note;
+void ProResReader::DescribeStream(const prores::FrameHeader& header) {
+  description_ = track_.GetDescription();
+  StreamFormat& container = *description_.container;
+  container.code = FindProResVariant(track_.GetParameters().codec_tag) != nullptr
+                       ? track_.GetParameters().codec_tag
+                       : 0;
+  StreamFormat& format = description_.format;
+  format = Combine(container, header);
+  if (layout_ == SampleLayout::Standard) return;
+  std::string& note = description_.note;
   if (!note.empty()) note += "; ";
   note += GetName() + ": its frames have no prefix with size and 'icpf'";
-  if (layout_ == SampleLayout::BareFields) {
-    note +=
-        ", and each sample is one field; two are taken for a frame, at half the rate of the "
-        "container, " +
-        Describe(format_.rate) + " frames per second";
-  }
-  return note;
+  if (layout_ == SampleLayout::BareFrames) return;
+  // The container counts fields, and so do its timecodes.
+  format.rate = Reduce({format.rate.numerator, format.rate.denominator * 2});
+  format.start /= 2;
+  if (description_.frames) description_.frames = (*description_.frames + 1) / 2;
+  description_.timecode = std::nullopt;
+  note +=
+      ", and each sample is one field; two fields make a frame, at half the rate of the "
+      "container, " +
+      Describe(format.rate) + " frames per second";
 }
 
 ProResReader::Outcome ProResReader::ReadTrack() {
-  Outcome sample;
   try {
-    sample.bytes = track_.Read();
+    return {track_.Read(), nullptr};
   } catch (const FrameFailure&) {
-    sample.failure = std::current_exception();
+    return {std::nullopt, std::current_exception()};
   }
-  sample.offset = track_.GetLastOffset();
-  if (sample.bytes) sample.fault = track_.GetLastFault();
-  return sample;
 }
 
 void ProResReader::ChooseLayout() {
   samples_.push_back(ReadTrack());
-  const auto& first = samples_.front().bytes;
-  if (!first || FindLayout(*first, nullptr) == SampleLayout::Standard) return;
+  const auto first = samples_.front().frame;
+  if (!first || FindLayout(*first->data, nullptr) == SampleLayout::Standard) return;
   samples_.push_back(ReadTrack());
-  layout_ = FindLayout(*first, samples_.back().bytes.get());
+  const auto& second = samples_.back().frame;
+  layout_ = FindLayout(*first->data, second ? second->data.get() : nullptr);
 }
 
 ProResReader::Outcome ProResReader::TakeSample() {
@@ -125,68 +116,67 @@ ProResReader::Outcome ProResReader::TakeSample() {
 }
 
 ProResReader::Outcome ProResReader::ReadFrame() {
-  Outcome frame = TakeSample();
-  frame.number = framesRead_++;
-  if (layout_ == SampleLayout::BareFields) return JoinFields(std::move(frame));
-  if (layout_ == SampleLayout::BareFrames && frame.bytes) {
-    frame.bytes = bareFrames_.AddPrefix(*frame.bytes);
+  Outcome outcome = TakeSample();
+  if (layout_ == SampleLayout::BareFields) outcome = JoinFields(std::move(outcome));
+  if (!outcome.frame) return outcome;
+  framesRead_ = outcome.frame->number + 1;
+  if (layout_ == SampleLayout::BareFrames) {
+    outcome.frame->data = bareFrames_.AddPrefix(*outcome.frame->data);
   }
-  return frame;
+  return outcome;
 }
 
-ProResReader::Outcome ProResReader::JoinFields(Outcome frame) {
-  if (frame.IsEnd()) return frame;
+ProResReader::Outcome ProResReader::JoinFields(Outcome first) {
+  if (first.IsEnd()) return first;
   const Outcome second = TakeSample();
-  if (!frame.failure) frame.failure = second.failure;
-  if (frame.failure) {
-    frame.failure = ToFrame(frame.failure, GetName(), frame.number);
-  } else if (second.IsEnd()) {
-    frame.failure = std::make_exception_ptr(
-        FrameFailure(GetName(), frame.number, "has one field only: the input ends behind it",
-                     "choose the frames before it with --frames"));
-  } else {
-    frame.bytes = bareFrames_.Join(*frame.bytes, *second.bytes);
+  const std::int64_t number = framesRead_++;
+  const auto offset = first.frame ? first.frame->offset : std::nullopt;
+  if (const auto failure = first.failure ? first.failure : second.failure) {
+    const FrameFailure frame = ToFrame(failure, GetName(), number, offset);
+    framesRead_ = number + frame.GetCount();
+    return {std::nullopt, std::make_exception_ptr(frame)};
   }
-  return frame;
+  if (second.IsEnd()) {
+    const FrameFailure loneField(GetName(), number, "has one field only: the input ends behind it",
+                                 "choose the frames before it with --frames", 1, offset);
+    return {std::nullopt, std::make_exception_ptr(loneField)};
+  }
+  first.frame->number = number;
+  first.frame->data = bareFrames_.Join(*first.frame->data, *second.frame->data);
+  return first;
 }
 
 prores::FrameHeader ProResReader::FindHeader(bool damagedStart) {
   for (;;) {
-    Outcome frame = ReadFrame();
-    if (frame.failure && !damagedStart) std::rethrow_exception(frame.failure);
-    const auto header = frame.bytes ? ParseHeader(BytesOf(*frame.bytes)) : std::nullopt;
-    const bool isEnd = frame.IsEnd();
-    frames_.push_back(std::move(frame));
+    frames_.push_back(ReadFrame());
+    const Outcome& last = frames_.back();
+    if (last.failure && !damagedStart) std::rethrow_exception(last.failure);
+    const auto header = last.frame ? ParseHeader(BytesOf(*last.frame->data)) : std::nullopt;
     if (header) return *header;
-    if (isEnd && frames_.front().failure) std::rethrow_exception(frames_.front().failure);
-    if (!damagedStart || isEnd || frames_.size() > kMostDamagedAtStart) {
-      const auto& failure = frames_.front().failure;
-      if (failure) std::rethrow_exception(failure);
-      throw FrameFailure(GetName(), 0,
-                         "does not start with a readable ProRes frame header, so that nothing is "
-                         "known of the pictures",
-                         "get an undamaged copy");
-    }
+    if (damagedStart && !last.IsEnd() && frames_.size() <= kMostDamagedAtStart) continue;
+    if (frames_.front().failure) std::rethrow_exception(frames_.front().failure);
+    throw FrameFailure(GetName(), 0,
+                       "does not start with a readable ProRes frame header, so that nothing is "
+                       "known of the pictures",
+                       "get an undamaged copy");
   }
 }
 
-std::shared_ptr<vix::IBuffer> ProResReader::Read() {
-  Outcome frame;
+std::optional<NumberedFrame> ProResReader::Read() {
+  Outcome outcome;
   if (frames_.empty()) {
-    frame = ReadFrame();
+    outcome = ReadFrame();
   } else {
-    frame = std::move(frames_.front());
+    outcome = std::move(frames_.front());
     frames_.pop_front();
   }
-  offset_ = frame.offset;
-  fault_ = frame.fault;
-  if (frame.failure) std::rethrow_exception(frame.failure);
-  if (frame.bytes) CheckFrame(frame);
-  return frame.bytes;
+  if (outcome.failure) std::rethrow_exception(outcome.failure);
+  if (outcome.frame) CheckFrame(*outcome.frame);
+  return std::move(outcome.frame);
 }
 
 bool ProResReader::SkipTo(std::int64_t frame) {
-  // Of what was looked at in advance the next one may be the one that is wanted.
+  // A frame that was read ahead may be the wanted one.
   const bool isAhead = frame >= framesRead_;
   if (layout_ == SampleLayout::BareFields || !isAhead || !track_.SkipTo(frame)) return false;
   frames_.clear();
@@ -195,12 +185,13 @@ bool ProResReader::SkipTo(std::int64_t frame) {
   return true;
 }
 
-// A header that cannot be read is left to the decoder.
-void ProResReader::CheckFrame(const Outcome& frame) const {
-  const auto header = ParseHeader(BytesOf(*frame.bytes));
+// Leaves an unreadable header to the decoder.
+void ProResReader::CheckFrame(const NumberedFrame& frame) const {
+  const auto header = ParseHeader(BytesOf(*frame.data));
   if (!header) return;
-  const auto mismatch = FindMismatch(*header, format_, demands_);
-  if (mismatch) throw FrameFailure(GetName(), frame.number, mismatch->found, mismatch->advice);
+  const auto mismatch = FindMismatch(*header, GetFormat(), demands_);
+  if (!mismatch) return;
+  throw FrameFailure(GetName(), frame.number, mismatch->found, mismatch->advice, 1, frame.offset);
 }
 
 }  // namespace vixprores

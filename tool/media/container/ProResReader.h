@@ -4,57 +4,62 @@
 
 #include <deque>
 #include <exception>
+#include <memory>
+#include <optional>
 
 #include "bitstream/FrameHeader.h"
+#include "frames/FrameHeaders.h"
+#include "media/FrameReader.h"
 #include "media/container/BareFrames.h"
-#include "media/container/ContainerReader.h"
+#include "media/container/ContainerTrack.h"
 
 namespace vixprores {
 
-/// Reads the ProRes frames of a container. The buffers are the container library's own packets, but
-/// for bare samples, which are made frames of the standard layout.
-class ProResReader : public ContainerReader {
- public:
-  ProResReader(std::unique_ptr<InputFile> file, const ProResOptions& options);
+/// How the ProRes frames of a container are read.
+struct ProResReading {
+  HeaderDemands demands = {};  ///< a frame that does not meet them is a FrameFailure
+  /// Search behind damaged frames for the header that describes the stream. The damaged frames are
+  /// returned nevertheless.
+  bool damagedStart = false;
+  FrameTimes times = FrameTimes::Checked;
+};
 
-  std::optional<std::int64_t> GetFrameCount() const override;
-  std::optional<StreamFormat> GetContainerFormat() const override { return container_; }
-  std::optional<Timecode> GetTimecode() const override;
-  std::optional<std::int64_t> GetFrameOffset() const override { return offset_; }
-  std::string GetFrameFault() const override { return fault_; }
-  std::string GetNote() const override;
-  std::shared_ptr<vix::IBuffer> Read() override;
+/// Reads the ProRes frames of a container. The buffers are the container library's own packets,
+/// except for bare samples, which become frames of the standard layout.
+class ProResReader : public FrameReader {
+ public:
+  ProResReader(std::unique_ptr<InputFile> file, const ProResReading& reading);
+
+  std::optional<NumberedFrame> Read() override;
   bool SkipTo(std::int64_t frame) override;
+  SideTracks* GetSideTracks() override { return &track_; }
+  bool ReadsFrom(const std::string& path) const override { return track_.IsSameFile(path); }
 
  private:
-  /// What reading came to: a sample or a frame, none at the end, or a failure.
+  /// Result of a read: a sample or a frame, a failure, or neither at the end.
   struct Outcome {
-    std::shared_ptr<vix::IBuffer> bytes;
-    std::optional<std::int64_t> offset;
-    std::string fault;
+    std::optional<NumberedFrame> frame;
     std::exception_ptr failure;
-    std::int64_t number = 0;  ///< of a frame
 
-    bool IsEnd() const { return !bytes && !failure; }
+    bool IsEnd() const { return !frame && !failure; }
   };
 
   Outcome ReadTrack();
   Outcome TakeSample();
   Outcome ReadFrame();
-  Outcome JoinFields(Outcome frame);
+  Outcome JoinFields(Outcome first);
   void ChooseLayout();
   prores::FrameHeader FindHeader(bool damagedStart);
-  void CheckFrame(const Outcome& frame) const;
+  void DescribeStream(const prores::FrameHeader& header);
+  void CheckFrame(const NumberedFrame& frame) const;
 
+  ContainerTrack track_;
   HeaderDemands demands_;
   SampleLayout layout_ = SampleLayout::Standard;
   BareFrames bareFrames_;
-  StreamFormat container_;       ///< as the container alone says
   std::deque<Outcome> samples_;  ///< read ahead to choose the layout
   std::deque<Outcome> frames_;   ///< read ahead to find a header
-  std::int64_t framesRead_ = 0;  ///< of the track
-  std::optional<std::int64_t> offset_;
-  std::string fault_;
+  std::int64_t framesRead_ = 0;  ///< read from the track
 };
 
 }  // namespace vixprores

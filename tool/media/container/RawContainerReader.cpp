@@ -69,26 +69,23 @@ vix::FourCC RequirePackedFormat(const ContainerTrack& track) {
 }  // namespace
 
 RawContainerReader::RawContainerReader(std::unique_ptr<InputFile> file, FrameTimes times)
-    : ContainerReader(std::move(file)) {
-  track_.SetTimes(times);
-  format_ = track_.GetFormat();
-  format_.code = RequirePackedFormat(track_);
-  frameBytes_ = format_.FrameBytes();
+    : track_(std::move(file), times) {
+  description_ = track_.GetDescription();
+  description_.format.code = RequirePackedFormat(track_);
+  frameBytes_ = GetFormat().FrameBytes();
   track_.KeepFramesInPlace();
 }
 
-std::shared_ptr<vix::IBuffer> RawContainerReader::Read() {
+std::optional<NumberedFrame> RawContainerReader::Read() {
   auto frame = track_.Read();
-  if (frame && frame->GetSize() != frameBytes_) {
-    track_.FailAtLastFrame("has " + std::to_string(frame->GetSize()) + " bytes instead of " +
-                               std::to_string(frameBytes_) + " as " +
-                               DescribeSize(format_.width, format_.height) + " " +
-                               DescribeCode(format_.code) +
-                               " has: it is cut short, or its rows are laid out in another way",
-                           "choose the frames before it with --frames, or let ffmpeg rewrite it "
-                           "with -c:v v210");
-  }
-  return frame;
+  if (!frame || frame->data->GetSize() == frameBytes_) return frame;
+  throw FrameFailure(
+      GetName(), frame->number,
+      "has " + std::to_string(frame->data->GetSize()) + " bytes (" + std::to_string(frameBytes_) +
+          " expected for " + DescribeSize(GetFormat().width, GetFormat().height) + " " +
+          DescribeCode(GetFormat().code) + "): it is cut short, or its rows have another layout",
+      "choose the frames before it with --frames, or let ffmpeg rewrite it with -c:v v210", 1,
+      frame->offset);
 }
 
 }  // namespace vixprores

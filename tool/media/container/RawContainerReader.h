@@ -2,22 +2,31 @@
 #ifndef TOOL_MEDIA_CONTAINER_RAWCONTAINERREADER_H
 #define TOOL_MEDIA_CONTAINER_RAWCONTAINERREADER_H
 
-#include "media/container/ContainerReader.h"
+#include <cstdint>
+#include <memory>
+#include <optional>
+#include <string>
+
+#include "media/FrameReader.h"
+#include "media/container/ContainerTrack.h"
 
 namespace vixprores {
 
 /// Reads packed uncompressed 4:2:2 video from a container. The buffers are the container library's
-/// own packets.
-class RawContainerReader : public ContainerReader {
+/// own packets, or stay in the file.
+class RawContainerReader : public FrameReader {
  public:
-  explicit RawContainerReader(std::unique_ptr<InputFile> file,
-                              FrameTimes times = FrameTimes::Checked);
+  RawContainerReader(std::unique_ptr<InputFile> file, FrameTimes times);
 
-  void CheckTimes(std::int64_t last) const override { track_.CheckIndexedTimes(last); }
-  std::shared_ptr<vix::IBuffer> Read() override;
+  std::optional<NumberedFrame> Read() override;
   bool SkipTo(std::int64_t frame) override { return track_.SkipTo(frame); }
+  void CheckTimes(std::int64_t last) const override { track_.CheckIndexedTimes(last); }
+  SideTracks* GetSideTracks() override { return &track_; }
+  bool ReadsFrom(const std::string& path) const override { return track_.IsSameFile(path); }
+  void CheckFramesInUse() const override { track_.CheckFramesInUse(); }
 
  private:
+  ContainerTrack track_;
   std::uint32_t frameBytes_;
 };
 

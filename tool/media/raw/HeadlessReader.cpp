@@ -57,14 +57,13 @@ void RequireHeadless(std::span<const std::uint8_t> start, const std::string& nam
 }  // namespace
 
 HeadlessReader::HeadlessReader(std::unique_ptr<InputFile> file, const HeadlessFormat& headless)
-    : file_(std::move(file)), format_(ToStreamFormat(headless)), frameBytes_(format_.FrameBytes()) {
-  // On a pipe they may yet have to come.
-  if (file_->IsSeekable()) RequireHeadless(file_->Peek(kMostMagicBytes), file_->GetName());
-}
-
-std::optional<std::int64_t> HeadlessReader::GetFrameCount() const {
-  if (!file_->GetSize()) return std::nullopt;
-  return *file_->GetSize() / frameBytes_;
+    : file_(std::move(file)) {
+  description_.name = file_->GetName();
+  description_.format = ToStreamFormat(headless);
+  frameBytes_ = GetFormat().FrameBytes();
+  if (!file_->IsSeekable()) return;  // the first bytes of a pipe may not have come yet
+  RequireHeadless(file_->Peek(kMostMagicBytes), GetName());
+  description_.frames = *file_->GetSize() / frameBytes_;
 }
 
 bool HeadlessReader::SkipTo(std::int64_t frame) {
@@ -74,22 +73,25 @@ bool HeadlessReader::SkipTo(std::int64_t frame) {
   return true;
 }
 
-std::shared_ptr<vix::IBuffer> HeadlessReader::Read() {
+std::optional<NumberedFrame> HeadlessReader::Read() {
+  NumberedFrame frame;
+  frame.number = framesRead_;
   if (const auto mapping = file_->ReadInPlace(frameBytes_)) {
     ++framesRead_;
-    std::uint8_t* const data = mapping->GetData();
     // The block keeps the mapping.
-    return vix::CreateBuffer(nullptr, vix::CreateMemoryBlock(data, frameBytes_, [mapping] {}));
+    frame.data = vix::CreateBuffer(
+        nullptr, vix::CreateMemoryBlock(mapping->GetData(), frameBytes_, [mapping] {}));
+    return frame;
   }
-  auto frame = pool_.MakeFrame(frameBytes_);
-  const std::size_t bytes = file_->Read(std::span(frame->GetData(), frameBytes_));
-  if (bytes == 0) return nullptr;
-  if (framesRead_ == 0) RequireHeadless({frame->GetData(), bytes}, GetName());
+  frame.data = pool_.MakeFrame(frameBytes_);
+  const std::size_t bytes = file_->Read(std::span(frame.data->GetData(), frameBytes_));
+  if (bytes == 0) return std::nullopt;
+  if (framesRead_ == 0) RequireHeadless({frame.data->GetData(), bytes}, GetName());
   if (bytes < frameBytes_) {
     throw Failure(GetName() + ": frame " + std::to_string(framesRead_) + " is cut short: found " +
                   std::to_string(bytes) + " of the " + std::to_string(frameBytes_) +
-                  " bytes of a frame of " + DescribeSize(format_.width, format_.height) + " " +
-                  DescribeCode(format_.code) +
+                  " bytes of a frame of " + DescribeSize(GetFormat().width, GetFormat().height) +
+                  " " + DescribeCode(GetFormat().code) +
                   "; check --size and --fourcc, or choose whole frames with --frames");
   }
   ++framesRead_;

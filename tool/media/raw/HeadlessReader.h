@@ -8,22 +8,27 @@
 
 namespace vixprores {
 
-/// Reads frames that stand one behind the other with nothing around them.
+/// Format of raw frames, which follow each other without headers.
+struct HeadlessFormat {
+  vix::FourCC fourcc = 0;
+  std::uint32_t width = 0;
+  std::uint32_t height = 0;
+  Rational rate;
+  bool interlaced = false;  ///< two fields, top field first
+};
+
+/// Reads raw frames.
 class HeadlessReader : public FrameReader {
  public:
   HeadlessReader(std::unique_ptr<InputFile> file, const HeadlessFormat& headless);
 
-  const StreamFormat& GetFormat() const override { return format_; }
-  const std::string& GetName() const override { return file_->GetName(); }
-  std::optional<std::int64_t> GetFrameCount() const override;
-  bool ReadsFrom(const std::string& path) const override { return file_->IsSameFile(path); }
-  std::shared_ptr<vix::IBuffer> Read() override;
+  std::optional<NumberedFrame> Read() override;
   bool SkipTo(std::int64_t frame) override;
+  bool ReadsFrom(const std::string& path) const override { return file_->IsSameFile(path); }
   void CheckFramesInUse() const override { file_->CheckMappings(); }
 
  private:
   std::unique_ptr<InputFile> file_;
-  StreamFormat format_;
   std::uint32_t frameBytes_;
   std::int64_t framesRead_ = 0;
   FramePool pool_;

@@ -15,16 +15,15 @@ constexpr std::size_t kLongestLine = 4096;
 
 }  // namespace
 
-Y4mReader::Y4mReader(std::unique_ptr<InputFile> file)
-    : file_(std::move(file)),
-      format_(ParseY4mHeader(ReadLine(), file_->GetName())),
-      packedBytes_(format_.FrameBytes()),
-      planarBytes_(PlanarBytes(format_)) {
+Y4mReader::Y4mReader(std::unique_ptr<InputFile> file) : file_(std::move(file)) {
+  description_.name = file_->GetName();
+  description_.format = ParseY4mHeader(ReadLine(), GetName());
+  planarBytes_ = PlanarBytes(GetFormat());
   if (!file_->GetSize()) return;
-  // Frames may carry parameters; without any the size of the file tells their number.
+  // Frames may carry parameters; if none does, the size of the file is a multiple of this.
   const std::int64_t bytes = *file_->GetSize() - file_->GetPosition();
   const auto frameBytes = static_cast<std::int64_t>(kY4mFrameMagic.size() + 1 + planarBytes_);
-  if (bytes % frameBytes == 0) frameCount_ = bytes / frameBytes;
+  if (bytes % frameBytes == 0) description_.frames = bytes / frameBytes;
 }
 
 std::string Y4mReader::ReadLine() {
@@ -37,25 +36,29 @@ std::string Y4mReader::ReadLine() {
   return line;
 }
 
-std::shared_ptr<vix::IBuffer> Y4mReader::Read() {
-  if (file_->Peek(1).empty()) return nullptr;
+std::optional<NumberedFrame> Y4mReader::Read() {
+  if (file_->Peek(1).empty()) return std::nullopt;
   const std::string line = ReadLine();
   if (!line.starts_with(kY4mFrameMagic)) FailAtFrame("does not start with the word FRAME");
-  auto planar = pool_.MakeFrame(planarBytes_);
-  const std::size_t bytes = file_->Read(std::span(planar->GetData(), planarBytes_));
+  NumberedFrame frame;
+  frame.data = pool_.MakeFrame(planarBytes_);
+  const std::size_t bytes = file_->Read(std::span(frame.data->GetData(), planarBytes_));
   if (bytes < planarBytes_) {
     FailAtFrame("is cut short: found " + std::to_string(bytes) + " of its " +
                 std::to_string(planarBytes_) + " bytes");
   }
-  ++framesRead_;
-  return planar;
+  frame.number = framesRead_++;
+  return frame;
 }
 
-std::shared_ptr<vix::IBuffer> Y4mReader::Unpack(std::shared_ptr<vix::IBuffer> planar) const {
-  auto packed = pool_.MakeFrame(packedBytes_);
-  PackPicture(format_, std::span(planar->GetData(), planarBytes_),
-              std::span(packed->GetData(), packedBytes_));
-  return packed;
+FrameConversion Y4mReader::GetConversion() const {
+  return [format = GetFormat(), pool = pool_](const std::shared_ptr<vix::IBuffer>& planar) {
+    const std::uint32_t bytes = format.FrameBytes();
+    auto packed = pool.MakeFrame(bytes);
+    PackPicture(format, std::span(planar->GetData(), planar->GetSize()),
+                std::span(packed->GetData(), bytes));
+    return packed;
+  };
 }
 
 void Y4mReader::FailAtFrame(const std::string& found) const {

@@ -1,19 +1,15 @@
 // SPDX-License-Identifier: BSD-2-Clause
-#include "media/FrameReader.h"
+#include "run/OpenInput.h"
 
 #include <algorithm>
 #include <array>
 #include <cstdint>
-#include <string_view>
 #include <utility>
 
 #include "base/Errors.h"
 #include "format/Y4mHeader.h"
 #include "media/InputFile.h"
-#include "media/container/ContainerTrack.h"
-#include "media/container/ProResReader.h"
 #include "media/container/RawContainerReader.h"
-#include "media/raw/HeadlessReader.h"
 #include "media/raw/Y4mReader.h"
 #include "recovery/ScanReader.h"
 #include "recovery/TaggedFileReader.h"
@@ -32,11 +28,11 @@ bool HoldsProRes(std::unique_ptr<InputFile> file) {
   return ContainerTrack(std::move(file)).GetParameters().codec_id == AV_CODEC_ID_PRORES;
 }
 
-// Of a pipe whose frames tell nothing about themselves, the first byte is not waited for.
+// Does not wait for the first byte of a pipe of raw frames: they carry no header.
 std::unique_ptr<InputFile> OpenInput(const std::string& path, bool isHeadless = false) {
   auto file = std::make_unique<InputFile>(path);
   if (isHeadless ? file->GetSize() == 0 : file->Peek(1).empty()) {
-    throw Failure(file->GetName() + ": is empty, so that it holds no frames");
+    throw Failure(file->GetName() + ": is empty; it holds no frames");
   }
   return file;
 }
@@ -44,7 +40,7 @@ std::unique_ptr<InputFile> OpenInput(const std::string& path, bool isHeadless = 
 // What to do about a container that cannot be read.
 std::string AdviceFor(const std::string& path) {
   InputFile file(path);
-  // Its frames have no prefix by which a scan would find them.
+  // Frames in Matroska have no prefix by which a scan would find them.
   if (std::ranges::equal(file.Peek(kMatroskaMagic.size()), kMatroskaMagic)) return {};
   return TaggedFileReader::CanRead(file)
              ? "; 'vixprores recover' makes a file with a whole index, --scan finds frames without "
@@ -72,7 +68,9 @@ std::unique_ptr<FrameReader> OpenRawVideo(const std::string& path,
 
 std::unique_ptr<FrameReader> OpenProRes(const std::string& path, const ProResOptions& options) {
   auto file = OpenInput(path);
-  if (options.scan) return std::make_unique<ScanReader>(std::move(file), options);
+  if (options.scan) {
+    return std::make_unique<ScanReader>(std::move(file), options.demands, options.rate);
+  }
   try {
     return std::make_unique<ProResReader>(std::move(file), options);
   } catch (const UnreadableContainer& failure) {
@@ -84,9 +82,9 @@ std::unique_ptr<FrameReader> OpenVideo(const std::string& path) {
   auto file = OpenInput(path);
   if (IsY4m(*file)) return std::make_unique<Y4mReader>(std::move(file));
   if (!file->IsSeekable() || HoldsProRes(std::make_unique<InputFile>(path))) {
-    return std::make_unique<ProResReader>(std::move(file), ProResOptions{});
+    return std::make_unique<ProResReader>(std::move(file), ProResReading{});
   }
-  return std::make_unique<RawContainerReader>(std::move(file));
+  return std::make_unique<RawContainerReader>(std::move(file), FrameTimes::Checked);
 }
 
 }  // namespace vixprores

@@ -1,12 +1,18 @@
 // SPDX-License-Identifier: BSD-2-Clause
-#include "format/SoundDamage.h"
+#include "format/Sound.h"
 
 #include <algorithm>
 #include <array>
+#include <climits>
 #include <cmath>
 #include <cstdio>
 
 #include "base/Text.h"
+
+extern "C" {
+#include <libavcodec/avcodec.h>
+#include <libavutil/channel_layout.h>
+}
 
 namespace vixprores {
 namespace {
@@ -21,6 +27,24 @@ std::string ToClockText(double seconds) {
 }
 
 }  // namespace
+
+int SoundTrack::SampleBytes() const {
+  // Non-zero only if every sample has the same number of bits, which means PCM.
+  const std::int64_t bits = std::int64_t{av_get_exact_bits_per_sample(parameters->codec_id)} *
+                            parameters->ch_layout.nb_channels;
+  const std::int64_t bytes = bits % 8 == 0 && bits / 8 <= INT_MAX ? bits / 8 : 0;
+  const bool isPacked = parameters->block_align == 0 || parameters->block_align == bytes;
+  return isPacked ? static_cast<int>(bytes) : 0;
+}
+
+std::string SoundTrack::SurroundLayout() const {
+  const AVChannelLayout& layout = parameters->ch_layout;
+  const bool isStated = layout.order != AV_CHANNEL_ORDER_UNSPEC && layout.nb_channels > 2;
+  if (!isStated || SampleBytes() == 0) return {};  // compressed sound carries its own layout
+  std::array<char, 128> name{};
+  av_channel_layout_describe(&layout, name.data(), name.size());
+  return name.data();
+}
 
 std::string Describe(const SoundDamage& damage) {
   const std::string track = "sound track " + std::to_string(damage.track + 1);

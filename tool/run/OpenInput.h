@@ -1,0 +1,42 @@
+// SPDX-License-Identifier: BSD-2-Clause
+#ifndef TOOL_RUN_OPENINPUT_H
+#define TOOL_RUN_OPENINPUT_H
+
+/// @file
+/// Chooses the reader for an input.
+
+#include <memory>
+#include <optional>
+#include <string>
+
+#include "media/FrameReader.h"
+#include "media/container/ProResReader.h"
+#include "media/raw/HeadlessReader.h"
+
+namespace vixprores {
+
+/// How a ProRes input is opened.
+struct ProResOptions : ProResReading {
+  bool scan = false;                  ///< find frames by their headers, without the container
+  std::optional<Rational> rate = {};  ///< of scanned frames; nullopt = as their headers state
+};
+
+/// Opens uncompressed video: raw frames if `headless` is given, otherwise Y4M or a container,
+/// decided by the first bytes. Rejects formats that the encoder cannot take, and prints the command
+/// that converts them. Frames that need no conversion stay in the file (CheckFramesInUse()).
+std::unique_ptr<FrameReader> OpenRawVideo(const std::string& path,
+                                          const std::optional<HeadlessFormat>& headless,
+                                          FrameTimes times = FrameTimes::Checked);
+
+/// Opens the ProRes track of a container, or scans for frames. Size and field order come from the
+/// first frame's header, as does everything else that the container does not state. Frames have
+/// the standard layout, whatever the layout of the samples.
+std::unique_ptr<FrameReader> OpenProRes(const std::string& path, const ProResOptions& options = {});
+
+/// Opens Y4M, ProRes in a container, or uncompressed video in one, decided by the contents; frame
+/// times are not checked. On a pipe everything but Y4M is taken for ProRes.
+std::unique_ptr<FrameReader> OpenVideo(const std::string& path);
+
+}  // namespace vixprores
+
+#endif  // TOOL_RUN_OPENINPUT_H
