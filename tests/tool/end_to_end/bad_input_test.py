@@ -188,7 +188,7 @@ class NeedsConversion(ToolTest):
         for policy in ("skip", "conceal"):
             result = self.succeed("decode", "--overwrite", "--on-error", policy, clip, out)
             self.assertIn("came at odd times", result.stderr)
-            self.assertEqual(probe(out)["nb_read_packets"], "20")
+            self.assertEqual(probe(out)["nb_read_packets"], probe(clip)["nb_read_packets"])
 
 
 class Empty(ToolTest):

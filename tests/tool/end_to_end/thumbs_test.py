@@ -64,9 +64,10 @@ class Thumbs(ToolTest):
                         ["ffmpeg", "-nostdin", "-v", "error", "-y", "-f", "lavfi", "-i",
                          f"color={colour}:size=64x48:rate=25,format=gbrp,"
                          f"scale=out_color_matrix={ffmpeg_matrix}:out_range=tv,"
-                         "format=yuv422p10le", "-frames:v", "1", "-color_primaries", primaries,
-                         "-color_trc", "bt709", "-colorspace", matrix, "-c:v", "v210",
-                         str(self.clip)], check=True, timeout=TIMEOUT)
+                         f"format=yuv422p10le,setparams=color_primaries={primaries}:"
+                         f"color_trc=bt709:colorspace={matrix}", "-frames:v", "1",
+                         "-color_primaries", primaries, "-color_trc", "bt709", "-colorspace",
+                         matrix, "-c:v", "v210", str(self.clip)], check=True, timeout=TIMEOUT)
                     self.succeed("thumbs", "--overwrite", self.clip, "-o", self.stills)
                     pixel = rgb(self.stills / "frame-000000.png")[:3]
                     for value, wanted in zip(pixel, expected):

@@ -81,8 +81,26 @@ def _cached_clip(suffix, output, size, rate, frames, filters, pixels):
     """Most tests of a module start from the same few clips."""
     path = pathlib.Path(_CLIPS.name) / f"{len(os.listdir(_CLIPS.name))}{suffix}"
     ffmpeg("-f", "lavfi", "-i", f"testsrc2=size={size}:rate={rate}", "-vf",
-           f"format={pixels},{filters}", "-frames:v", frames, *output, path)
+           f"format={pixels},{filters},{colour_filter(output)}", "-frames:v", frames, *output, path)
+    if "prores_ks" in output:
+        set_bitstream_version_0(path)
     return path
+
+
+def colour_filter(output):
+    """Returns a filter for the colour options of an output: since version 7, ffmpeg takes the colour
+    of an output from its frames alone."""
+    values = dict(zip(output, output[1:]))
+    names = {"-color_primaries": "color_primaries", "-color_trc": "color_trc",
+             "-colorspace": "colorspace"}
+    given = [f"{name}={values[option]}" for option, name in names.items() if option in values]
+    return f"setparams={':'.join(given)}" if given else "null"
+
+
+def set_bitstream_version_0(path):
+    """The elements accept no other; ffmpeg writes version 1 into 4:4:4 frames since version 7."""
+    data = path.read_bytes()
+    path.write_bytes(re.sub(rb"(icpf\x00.\x00)\x01", b"\\1\0", data, flags=re.DOTALL))
 
 
 def make_v210(path, *output, **clip):
