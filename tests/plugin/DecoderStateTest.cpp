@@ -65,4 +65,17 @@ TEST_F(DecoderStateTest, OtherFramesAreNotCounted) {
   EXPECT_EQ(FieldCount(), 0U);
 }
 
+TEST_F(DecoderStateTest, OtherFramesBetweenTwoFieldsAreNotCounted) {
+  Define();
+  ExpectResult(-6, FrameShape{.bare = true, .interlaceMode = 1});
+  Push(FrameShape{.bare = true});
+  EXPECT_EQ(FieldCount(), 1U);
+  Push(FrameShape{});
+  EXPECT_EQ(FieldCount(), 1U);
+  DefineSkippingFields();
+  // Its prefix parses as a header, so that the skipped field is decoded.
+  Push(FrameShape{.bare = true, .encoderIdentifier = 0x84, .interlaceMode = 1, .bytes = 1024 - 8});
+  EXPECT_EQ(FieldCount(), 1U);
+}
+
 }  // namespace
