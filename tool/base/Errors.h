@@ -3,11 +3,12 @@
 #define TOOL_BASE_ERRORS_H
 
 /// @file
-/// What ends a run early. The text of each error is a whole message for the user: what was wrong,
+/// Errors that end a run or a part of it. Each text is a whole message for the user: what is wrong,
 /// where, and what to do about it.
 
 #include <cstdint>
 #include <optional>
+#include <source_location>
 #include <stdexcept>
 #include <string>
 
@@ -16,7 +17,7 @@ namespace vixprores {
 /// Exit codes of the program.
 enum ExitCode { kExitDone = 0, kExitFailed = 1, kExitWrongUse = 2 };
 
-/// The command line asks for something that cannot be: exit code 2.
+/// The command line asks for something impossible: exit code 2.
 class UsageError : public std::runtime_error {
  public:
   using std::runtime_error::runtime_error;
@@ -28,16 +29,16 @@ class Failure : public std::runtime_error {
   using std::runtime_error::runtime_error;
 };
 
-/// The container of a file tells nothing of what it holds.
+/// The container of a file does not describe its contents.
 class UnreadableContainer : public Failure {
  public:
   using Failure::Failure;
 };
 
-/// A frame of the input is damaged or missing. What stands behind it can still be read.
+/// A frame of the input is damaged or missing. The frames after it can still be read.
 class FrameFailure : public Failure {
  public:
-  /// @param found  what is wrong, to go behind the frame's number
+  /// @param found  what is wrong, to follow the frame's number
   /// @param advice what to do about it; empty = nothing
   /// @param count  number of frames from this one on that share the fault
   /// @param offset of the frame in the input, in bytes; nullopt = unknown
@@ -72,11 +73,11 @@ class FrameFailure : public Failure {
   std::string advice_;
 };
 
-/// Frames do not come at the times that the constant rate asks for.
+/// Frame times that do not follow the constant rate.
 class FrameTimeFailure : public FrameFailure {
  public:
-  /// @param missing frames that are left out from this one on; 0 = it comes at another time than
-  ///                that of any frame
+  /// @param missing frames that are missing from this one on; 0 = the frame's time is between those
+  ///                of frames
   FrameTimeFailure(const std::string& message, std::int64_t frame, const std::string& found,
                    std::int64_t missing, std::optional<std::int64_t> offset = std::nullopt)
       : FrameFailure(message, found, {}, missing == 0 ? 1 : missing, frame, offset) {}
@@ -87,6 +88,26 @@ class Interrupted : public std::runtime_error {
  public:
   Interrupted() : std::runtime_error("interrupted") {}
 };
+
+/// A fault of the program itself.
+class InternalError : public std::logic_error {
+ public:
+  using std::logic_error::logic_error;
+};
+
+/// Returns the message of the exception that is being handled; `input` names the input that it
+/// ended in case the exception does not. Call it in a catch block.
+std::string DescribeException(const std::string& input);
+
+/// Throws an InternalError that names `place`; aborts instead in debug and sanitizer builds.
+[[noreturn]] void FailInternally(const char* invariant, const std::source_location& place);
+
+/// Checks an invariant, in all builds. `invariant` says what holds.
+inline void Ensure(bool holds, const char* invariant,
+                   const std::source_location& place = std::source_location::current()) {
+  if (!holds) [[unlikely]]
+    FailInternally(invariant, place);
+}
 
 }  // namespace vixprores
 

@@ -5,6 +5,7 @@
 #include <array>
 #include <cctype>
 #include <cstddef>
+#include <new>
 #include <numeric>
 #include <utility>
 
@@ -89,6 +90,15 @@ std::string Escape(std::string_view text, bool keepsNewlines) {
   return printable;
 }
 
+// Keeps the messages of several threads apart.
+void PrintLines(std::string_view prefix, std::string_view message) {
+  flockfile(stderr);
+  for (const std::string_view part : {prefix, message, std::string_view("\n")}) {
+    PrintText(stderr, part);
+  }
+  funlockfile(stderr);
+}
+
 }  // namespace
 
 std::string Count(std::int64_t number, const std::string& noun) {
@@ -128,16 +138,24 @@ std::string PrintableLine(std::string_view text) {
 }
 
 void PrintText(std::FILE* stream, std::string_view text) {
-  const std::string printable = PrintableText(text);
-  std::fwrite(printable.data(), 1, printable.size(), stream);
+  try {
+    const std::string printable = PrintableText(text);
+    std::fwrite(printable.data(), 1, printable.size(), stream);
+  } catch (const std::bad_alloc&) {
+    // Out of memory is a message too.
+    for (const char letter : text) {
+      const bool isPlain = letter == '\n' || (letter >= ' ' && letter <= '~');
+      std::fputc(isPlain ? letter : '?', stream);
+    }
+  }
 }
 
 void PrintError(const std::string& message) {
-  PrintText(stderr, "vixprores: " + message + "\n");
+  PrintLines("vixprores: ", message);
 }
 
 void PrintNote(const std::string& message) {
-  PrintError("note: " + message);
+  PrintLines("vixprores: note: ", message);
 }
 
 }  // namespace vixprores
