@@ -13,7 +13,7 @@
 #include "cli/CommandLine.h"
 #include "cli/Commands.h"
 #include "cli/Help.h"
-#include "run/TranscodeOptions.h"
+#include "cli/Options.h"
 
 namespace vixprores {
 namespace {

@@ -8,7 +8,7 @@
 #include "format/OutputFormat.h"
 #include "media/container/ContainerTrack.h"
 #include "media/container/ContainerWriter.h"
-#include "run/ElementStream.h"
+#include "run/Elements.h"
 
 extern "C" {
 #include <libavformat/avio.h>

@@ -21,12 +21,12 @@ namespace {
 
 using testing::ElementsAre;
 
-// A pipeline whose items are numbers, and what became of them. Each test bends one stage.
+// A pipeline of numbers and its result. Each test changes one stage.
 class OrderedPipelineOf : public testing::TestWithParam<unsigned> {
  protected:
   using Stages = PipelineStages<int>;
 
-  // Stages for the numbers 0 to `count` - 1, which `written_` collects.
+  // Returns stages for the numbers 0 to `count` - 1, which `written_` collects.
   Stages CountTo(int count) {
     return {[this, count]() -> std::optional<int> {
               if (next_ == count) return std::nullopt;
@@ -44,7 +44,7 @@ class OrderedPipelineOf : public testing::TestWithParam<unsigned> {
     OrderedPipeline<int>(std::move(stages), GetParam(), mostInFlight).Run();
   }
 
-  // What the run throws; empty when it does not.
+  // Returns the message of the exception that ends the run, or an empty text.
   static std::string FailureOf(Stages stages) {
     try {
       Run(std::move(stages));
@@ -86,17 +86,17 @@ TEST_P(OrderedPipelineOf, WritesInTheOrderOfReading) {
   EXPECT_EQ(written_, expected);
 }
 
-TEST_P(OrderedPipelineOf, NothingIsFine) {
+TEST_P(OrderedPipelineOf, AcceptsAnEmptyInput) {
   Run(CountTo(0));
   EXPECT_TRUE(written_.empty());
 }
 
-TEST_P(OrderedPipelineOf, OneSlotIsEnough) {
+TEST_P(OrderedPipelineOf, NeedsOneSlotOnly) {
   Run(CountTo(20), 1);
   EXPECT_EQ(written_, NumbersUpTo(20));
 }
 
-TEST_P(OrderedPipelineOf, TheFirstFailureInOrderWins) {
+TEST_P(OrderedPipelineOf, RethrowsTheFirstFailureInOrder) {
   Stages stages = CountTo(40);
   // The later failure happens first in time, if there are workers enough.
   std::latch later(1);
@@ -109,7 +109,7 @@ TEST_P(OrderedPipelineOf, TheFirstFailureInOrderWins) {
   EXPECT_EQ(written_, NumbersUpTo(10));
 }
 
-TEST_P(OrderedPipelineOf, WritesWhatWasReadBeforeAFailureOfReading) {
+TEST_P(OrderedPipelineOf, WritesTheItemsBeforeAFailureToRead) {
   Stages stages = CountTo(40);
   stages.read = [read = stages.read, this]() {
     if (next_ == 7) throw std::runtime_error("unreadable");
@@ -120,7 +120,7 @@ TEST_P(OrderedPipelineOf, WritesWhatWasReadBeforeAFailureOfReading) {
   EXPECT_EQ(written_, NumbersUpTo(7));
 }
 
-TEST_P(OrderedPipelineOf, AFailureOfProcessingComesBeforeALaterOneOfReading) {
+TEST_P(OrderedPipelineOf, PrefersAFailureToProcessToALaterOneToRead) {
   Stages stages = CountTo(40);
   std::latch unreadable(1);
   stages.read = [read = stages.read, &unreadable, this]() {
@@ -139,7 +139,7 @@ TEST_P(OrderedPipelineOf, AFailureOfProcessingComesBeforeALaterOneOfReading) {
   EXPECT_EQ(written_, NumbersUpTo(6));
 }
 
-TEST_P(OrderedPipelineOf, NothingIsWrittenBehindAFailureOfWriting) {
+TEST_P(OrderedPipelineOf, WritesNothingAfterAFailureToWrite) {
   Stages stages = CountTo(1000);
   stages.write = [write = stages.write](int& item, const std::exception_ptr& failure) {
     if (item == 5) throw std::runtime_error("unwritable");
@@ -147,10 +147,10 @@ TEST_P(OrderedPipelineOf, NothingIsWrittenBehindAFailureOfWriting) {
   };
   EXPECT_EQ(FailureOf(stages), "unwritable");
   EXPECT_EQ(written_, NumbersUpTo(5));
-  EXPECT_LE(next_, 5 + 2 * static_cast<int>(GetParam())) << "reading went on";
+  EXPECT_LE(next_, 5 + 2 * static_cast<int>(GetParam())) << "reading continued";
 }
 
-TEST_P(OrderedPipelineOf, AFailureWakesAReadThatWaits) {
+TEST_P(OrderedPipelineOf, StopsAWaitingReadAfterAFailure) {
   std::atomic<bool> stopped = false;
   Stages stages = CountTo(1);
   stages.read = [read = stages.read, &stopped]() {
@@ -165,7 +165,7 @@ TEST_P(OrderedPipelineOf, AFailureWakesAReadThatWaits) {
   EXPECT_EQ(FailureOf(stages), "unwritable");
 }
 
-TEST_P(OrderedPipelineOf, KeepsWithinItsSlots) {
+TEST_P(OrderedPipelineOf, HasNoMoreItemsInFlightThanSlots) {
   std::atomic<int> inFlight = 0;
   std::atomic<int> most = 0;
   Stages stages = CountTo(200);
@@ -184,7 +184,7 @@ TEST_P(OrderedPipelineOf, KeepsWithinItsSlots) {
   EXPECT_EQ(written_, NumbersUpTo(200));
 }
 
-TEST_P(OrderedPipelineOf, NoWorkerIsGivenTwoItemsAtATime) {
+TEST_P(OrderedPipelineOf, GivesEachWorkerOneItemAtATime) {
   std::vector<std::atomic<int>> working(GetParam());
   std::atomic<bool> overlapped = false;
   Stages stages = CountTo(100);
@@ -197,10 +197,10 @@ TEST_P(OrderedPipelineOf, NoWorkerIsGivenTwoItemsAtATime) {
   EXPECT_FALSE(overlapped);
 }
 
-TEST_P(OrderedPipelineOf, WorkersWorkAtTheSameTime) {
+TEST_P(OrderedPipelineOf, RunsWorkersAtTheSameTime) {
   std::atomic<unsigned> arrived = 0;
   Stages stages = CountTo(static_cast<int>(GetParam()));
-  // Nobody goes on before all are there.
+  // Each waits until all are there.
   stages.process = [&arrived](int& /*item*/, unsigned /*worker*/) {
     ++arrived;
     while (arrived < GetParam()) std::this_thread::yield();
@@ -209,12 +209,12 @@ TEST_P(OrderedPipelineOf, WorkersWorkAtTheSameTime) {
   EXPECT_EQ(written_, NumbersUpTo(static_cast<int>(GetParam())));
 }
 
-TEST_P(OrderedPipelineOf, LetsGoOfAnItemOnceItIsWritten) {
+TEST_P(OrderedPipelineOf, ReleasesAnItemOnceItIsWritten) {
   std::weak_ptr<int> last;
   int next = 0;
   PipelineStages<std::shared_ptr<int>> stages;
   stages.read = [&]() -> std::optional<std::shared_ptr<int>> {
-    // With one slot the item before is gone.
+    // The only slot has released the previous item.
     EXPECT_TRUE(last.expired());
     if (next == 10) return std::nullopt;
     auto item = std::make_shared<int>(next++);

@@ -10,7 +10,7 @@
 #include "frames/FrameHeaders.h"
 #include "media/RangeReader.h"
 #include "media/sound/SideTracks.h"
-#include "run/ElementTeam.h"
+#include "run/Elements.h"
 #include "run/OrderedPipeline.h"
 
 namespace vixprores {

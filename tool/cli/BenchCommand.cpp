@@ -17,10 +17,9 @@
 #include "format/Encodable.h"
 #include "format/PlanarPicture.h"
 #include "format/TestPicture.h"
-#include "run/CodecEnvironment.h"
-#include "run/ElementTeam.h"
+#include "run/Elements.h"
+#include "run/Host.h"
 #include "run/OrderedPipeline.h"
-#include "run/PluginSearch.h"
 
 namespace vixprores {
 namespace {
@@ -109,7 +108,7 @@ PassTimes RunPass(ElementTeam& elements, const Clip& clip, const Result& result)
   };
   stages.process = [&](Frame& frame, unsigned element) {
     const auto number = static_cast<std::int64_t>(frame.number);
-    frame.result = elements.Process(element, clip.At(frame.number), number)->GetBuffer();
+    frame.result = elements.Process(element, clip.At(frame.number), number).sample->GetBuffer();
   };
   stages.write = [&](const Frame& frame, const std::exception_ptr& failure) {
     if (failure) std::rethrow_exception(failure);
@@ -242,7 +241,7 @@ std::string Bench(const BenchOptions& options) {
         bytes += frame->GetSize();
       });
   const Direction decoding = Measure(
-      "decode", [&](int share) { return MakeProResDecoder(options.fourcc, false, share); },
+      "decode", [&](int /*threads*/) { return MakeProResDecoder(options.fourcc, false); },
       compressed, coded, threads, [](const auto& /*frame*/) {});
   const BenchReport report{
       options, threads, clip.pictures.size(), bytes / 1e6 / options.frames, {encoding, decoding}};

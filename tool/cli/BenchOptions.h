@@ -2,8 +2,8 @@
 #ifndef TOOL_CLI_BENCHOPTIONS_H
 #define TOOL_CLI_BENCHOPTIONS_H
 
+#include "cli/Options.h"
 #include "format/Values.h"
-#include "run/Options.h"
 
 namespace vixprores {
 

@@ -7,12 +7,12 @@
 #include "base/Text.h"
 #include "check/VideoComparison.h"
 #include "cli/Commands.h"
+#include "cli/Options.h"
 #include "cli/PagePictures.h"
 #include "media/OutputFile.h"
 #include "report/ComparisonPage.h"
 #include "report/ComparisonReport.h"
-#include "run/CodecEnvironment.h"
-#include "run/RunWithPlugin.h"
+#include "run/Host.h"
 
 namespace vixprores {
 namespace {
@@ -78,7 +78,8 @@ int Compare(const CompareOptions& options) {
 int Run(const CompareOptions& options) {
   SetUpMessages(options);
   if (options.cpu) SetCpuLevel(*options.cpu);
-  return RunWithPlugin(options, [&options] { return Compare(options); });
+  return RunWithPlugin(options, options.reference + " and " + options.distorted,
+                       [&options] { return Compare(options); });
 }
 
 }  // namespace

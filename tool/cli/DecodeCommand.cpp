@@ -4,6 +4,8 @@
 #include <vector>
 
 #include "cli/Commands.h"
+#include "cli/Options.h"
+#include "report/RunReporter.h"
 #include "run/Transcode.h"
 
 namespace vixprores {
@@ -41,7 +43,7 @@ std::vector<std::string> FindNotes(const DecodeOptions& options, const FrameRead
   return notes;
 }
 
-void Decode(const DecodeOptions& options, RunReport& report) {
+void Decode(const DecodeOptions& options, RunReport& report, RunObserver& observer) {
   const OutputFormat& output = FindRawVideoOutput(options.output);
   ProResOptions opening = ToProResOptions(options);
   opening.demands.sameScan = options.skipField;
@@ -50,19 +52,20 @@ void Decode(const DecodeOptions& options, RunReport& report) {
   auto reader = OpenProRes(options.input, opening);
   const StreamFormat source = reader->GetFormat();
   MovieContent content{DecodedFormat(source, options), reader->GetDescription().timecode};
-  const auto makeElement = [&options](int threads) {
-    return MakeProResDecoder(options.fourcc, options.skipField, threads);
+  const auto makeElement = [&options](int /*threads*/) {
+    return MakeProResDecoder(options.fourcc, options.skipField);
   };
   auto notes = FindNotes(options, *reader);
-  Transcode(options,
-            {std::move(reader), source, makeElement, std::move(content), output, false,
-             std::move(notes), options.onDamage},
-            report);
+  TranscodePlan plan{std::move(reader), source, makeElement, std::move(content), output};
+  plan.notes = std::move(notes);
+  plan.onDamage = options.onDamage;
+  Transcode(options, std::move(plan), report, observer);
 }
 
 int RunDecode(const DecodeOptions& options) {
-  return RunReported(options, "decode", [&options](const BatchItem& item, RunReport& report) {
-    Decode(ForItem(options, item), report);
+  RunReporter reporter(options);
+  return RunReported(options, "decode", reporter, [&](const BatchItem& item, RunReport& report) {
+    Decode(ForItem(options, item), report, reporter);
   });
 }
 

@@ -5,8 +5,8 @@
 
 #include "base/Errors.h"
 #include "cli/Commands.h"
-#include "run/Options.h"
-#include "run/PluginSearch.h"
+#include "cli/Options.h"
+#include "run/Host.h"
 #include "vix/Registry.h"
 #include "vix/Types.h"
 

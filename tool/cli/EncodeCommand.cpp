@@ -1,6 +1,9 @@
 // SPDX-License-Identifier: BSD-2-Clause
+#include "check/EncodingCheck.h"
 #include "cli/Commands.h"
+#include "cli/Options.h"
 #include "format/Encodable.h"
+#include "report/RunReporter.h"
 #include "run/Transcode.h"
 
 namespace vixprores {
@@ -52,7 +55,7 @@ void CheckRange(const StreamFormat& source, const OutputFormat& output, const Fr
                   ConversionCommand(reader.GetName(), kToLimitedRange));
 }
 
-void Encode(const EncodeOptions& options, RunReport& report) {
+void Encode(const EncodeOptions& options, RunReport& report, RunObserver& observer) {
   const OutputFormat& output = FindProResOutput(options.output);
   const FrameTimes times = options.overrides.rate ? FrameTimes::Ignored : FrameTimes::Checked;
   auto reader = OpenRawVideo(options.input, options.headless, times);
@@ -68,15 +71,20 @@ void Encode(const EncodeOptions& options, RunReport& report) {
   const auto makeElement = [&options](int threads) {
     return MakeProResEncoder(*options.variant, threads);
   };
-  Transcode(options,
-            {std::move(reader), source, makeElement, std::move(content), output, options.verify,
-             std::move(notes)},
-            report);
+  TranscodePlan plan{std::move(reader), source, makeElement, std::move(content), output};
+  plan.notes = std::move(notes);
+  if (options.verify) {
+    plan.makeCheck = [source, encoded = plan.content.video](const ThreadShares& shares) {
+      return MakeEncodingCheck(source, encoded, shares);
+    };
+  }
+  Transcode(options, std::move(plan), report, observer);
 }
 
 int RunEncode(const EncodeOptions& options) {
-  return RunReported(options, "encode", [&options](const BatchItem& item, RunReport& report) {
-    Encode(ForItem(options, item), report);
+  RunReporter reporter(options);
+  return RunReported(options, "encode", reporter, [&](const BatchItem& item, RunReport& report) {
+    Encode(ForItem(options, item), report, reporter);
   });
 }
 

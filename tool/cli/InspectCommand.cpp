@@ -9,13 +9,14 @@
 #include "base/Text.h"
 #include "check/Verification.h"
 #include "cli/Commands.h"
+#include "cli/Options.h"
 #include "cli/PagePictures.h"
 #include "media/OutputFile.h"
 #include "report/InspectionPage.h"
 #include "report/InspectionReport.h"
 #include "report/Report.h"
+#include "run/Host.h"
 #include "run/OpenInput.h"
-#include "run/RunWithPlugin.h"
 
 namespace vixprores {
 namespace {
@@ -67,9 +68,9 @@ int Inspect(const InspectOptions& options) {
   NotableFrames notable;
   try {
     InspectFrames(*reader, options.frames, options.slices, stream, notable);
-  } catch (const std::exception& error) {
+  } catch (...) {
     // Report what was found so far.
-    stream.failure = error.what();
+    stream.failure = DescribeException(stream.name);
   }
   stream.note = reader->GetEndNote();
   if (page) WritePage(std::move(reader), stream, notable, *page);
@@ -87,7 +88,7 @@ int Run(const InspectOptions& options) {
   SetUpMessages(options);
   // Only the pictures of a page need the plug-in.
   if (!options.page) return Inspect(options);
-  return RunWithPlugin(options, [&options] { return Inspect(options); });
+  return RunWithPlugin(options, options.input, [&options] { return Inspect(options); });
 }
 
 }  // namespace

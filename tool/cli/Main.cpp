@@ -58,8 +58,8 @@ int Main(int argc, const char* const* argv) {
   } catch (const UsageError& error) {
     PrintError(error.what() + ("\n" + HelpHint(words)));
     return FlushOutput(kExitWrongUse);
-  } catch (const std::exception& error) {
-    PrintError(error.what());
+  } catch (...) {
+    PrintError(DescribeException(words.size() > 1 ? words[1] : "vixprores"));
     EndBySignal();
     return kExitFailed;
   }
@@ -69,5 +69,11 @@ int Main(int argc, const char* const* argv) {
 }  // namespace vixprores
 
 int main(int argc, char** argv) {
-  return vixprores::Main(argc, argv);
+  try {
+    return vixprores::Main(argc, argv);
+  } catch (const std::exception& error) {
+    // Out of memory while an error was being printed.
+    std::fprintf(stderr, "vixprores: %s\n", error.what());
+    return vixprores::kExitFailed;
+  }
 }

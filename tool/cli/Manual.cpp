@@ -35,10 +35,10 @@ constexpr std::array<Term, 3> kExitStatus{
 constexpr std::array<Term, 2> kEnvironment{
     {{"VIX_PRORES_CPU",
       "Limits the codec to the instructions of a level (scalar, sse4, avx2 or avx512), even if "
-      "the processor has more. It overrides the default; --cpu overrides it."},
+      "the processor has more. It overrides --cpu."},
      {"VIX_PRORES_THREADS",
-      "Number of threads of each encoder and decoder, which share the slices of a frame. --threads "
-      "sets how many frames are coded in parallel."}}};
+      "Number of threads of each decoder, which share the slices of a frame, instead of the number "
+      "that follows from --threads."}}};
 
 // Escapes text so that nothing in it is read as a request or an escape.
 std::string Escape(std::string_view text) {

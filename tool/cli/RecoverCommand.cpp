@@ -7,13 +7,14 @@
 #include "base/Interrupt.h"
 #include "base/Text.h"
 #include "cli/Commands.h"
+#include "cli/Options.h"
 #include "format/OutputFormat.h"
 #include "media/FrameWriter.h"
 #include "media/sound/SoundCopy.h"
 #include "recovery/TaggedFileReader.h"
 #include "report/Report.h"
-#include "run/ElementStream.h"
-#include "run/Options.h"
+#include "run/Elements.h"
+#include "run/Host.h"
 
 namespace vixprores {
 namespace {

@@ -15,16 +15,16 @@
 #include "base/Interrupt.h"
 #include "base/Text.h"
 #include "cli/Commands.h"
+#include "cli/Options.h"
 #include "media/OutputFile.h"
 #include "media/Png.h"
 #include "report/ContactSheet.h"
 #include "report/Report.h"
 #include "report/StillsReport.h"
-#include "run/CodecEnvironment.h"
+#include "run/Host.h"
 #include "run/OpenInput.h"
 #include "run/OrderedPipeline.h"
 #include "run/PictureSource.h"
-#include "run/RunWithPlugin.h"
 
 namespace vixprores {
 namespace {
@@ -275,7 +275,7 @@ int WriteStills(const ThumbsOptions& options) {
 int Run(const ThumbsOptions& options) {
   SetUpMessages(options);
   if (options.cpu) SetCpuLevel(*options.cpu);
-  return RunWithPlugin(options, [&options] { return WriteStills(options); });
+  return RunWithPlugin(options, options.input, [&options] { return WriteStills(options); });
 }
 
 }  // namespace

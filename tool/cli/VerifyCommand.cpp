@@ -13,16 +13,16 @@
 #include "base/Interrupt.h"
 #include "base/Text.h"
 #include "check/Verification.h"
-#include "check/Verification.h"
 #include "cli/Commands.h"
+#include "cli/Options.h"
 #include "media/InputFile.h"
 #include "media/OutputFile.h"
 #include "recovery/IndexCheck.h"
-#include "report/Report.h"
+#include "report/RunReporter.h"
 #include "report/VerificationPage.h"
 #include "report/VerificationReport.h"
+#include "run/Host.h"
 #include "run/OpenInput.h"
-#include "run/Options.h"
 
 namespace vixprores {
 namespace {
@@ -147,8 +147,8 @@ VerifiedFile VerifyFile(const VerifyOptions& options, const std::string& file) {
     VerifyReader(options, file, *reader, verified);
   } catch (const Interrupted&) {
     result.error = result.file + ": interrupted after " + Count(result.frames, "frame");
-  } catch (const Failure& failure) {
-    result.error = failure.what();
+  } catch (...) {
+    result.error = DescribeException(result.file);
   }
   if (!result.error.empty()) PrintError(result.error);
   if (!result.note.empty()) PrintNote(result.file + ": " + result.note);

@@ -6,8 +6,7 @@ extern "C" {
 }
 
 #include "base/Text.h"
-#include "run/CodecEnvironment.h"
-#include "run/PluginSearch.h"
+#include "run/Host.h"
 
 namespace vixprores {
 namespace {

@@ -37,6 +37,24 @@ enum class FrameTimes {
   Ignored,   ///< frames follow each other at any time; odd times are counted
 };
 
+/// Limits how many frames stand in for lost ones, so that a damaged time cannot fill the disk: over
+/// the whole run, kMost and as many again as there are frames that are not lost.
+class StandInLimit {
+ public:
+  static constexpr std::int64_t kMost = 3600;  ///< a minute at 60 frames per second
+
+  void CountFrame() { ++left_; }
+  /// Returns true, and counts them as used, if `frames` frames may be filled in.
+  bool Take(std::int64_t frames) {
+    if (frames > left_) return false;
+    left_ -= frames;
+    return true;
+  }
+
+ private:
+  std::int64_t left_ = kMost;
+};
+
 }  // namespace vixprores
 
 #endif  // TOOL_FORMAT_FRAMEPLACE_H

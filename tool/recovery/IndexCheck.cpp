@@ -139,4 +139,8 @@ std::vector<std::string> FindIndexFaults(const std::string& input, FrameReader& 
   return faults;
 }
 
+std::string DescribeIndexFault(const std::string& fault) {
+  return "index: " + fault + "; 'vixprores recover' makes a file with a whole one";
+}
+
 }  // namespace vixprores

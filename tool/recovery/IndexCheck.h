@@ -16,6 +16,9 @@ namespace vixprores {
 /// @throws Failure, Interrupted when the file cannot be read
 std::vector<std::string> FindIndexFaults(const std::string& input, FrameReader& reader);
 
+/// Returns "index: FAULT" and what to do about it.
+std::string DescribeIndexFault(const std::string& fault);
+
 }  // namespace vixprores
 
 #endif  // TOOL_RECOVERY_INDEXCHECK_H

@@ -1,9 +1,6 @@
 // SPDX-License-Identifier: BSD-2-Clause
 #include "report/Report.h"
 
-#include <sys/ioctl.h>
-#include <unistd.h>
-
 #include <algorithm>
 #include <cmath>
 #include <cstdio>
@@ -20,15 +17,8 @@
 namespace vixprores {
 namespace {
 
-using std::chrono::steady_clock;
-constexpr auto kUpdateInterval = std::chrono::milliseconds(100);
-
 double Ratio(double numerator, double denominator) {
   return denominator > 0 ? numerator / denominator : 0;
-}
-
-double RateOf(const StreamFormat& format) {
-  return Ratio(format.rate.numerator, format.rate.denominator);
 }
 
 std::string ClockTime(double seconds) {
@@ -124,19 +114,6 @@ std::string Describe(const FrameDamage& damage) {
   return Describe(damage.place) + ": " + damage.what + "; " + ToWord(damage.treatment);
 }
 
-double RunReport::FramesPerSecond() const {
-  return Ratio(static_cast<double>(frames), seconds);
-}
-
-double RunReport::RealTimeFactor() const {
-  return Ratio(FramesPerSecond(), RateOf(source));
-}
-
-double RunReport::MegabitsPerSecond() const {
-  const double bits = 8 * static_cast<double>(result.IsRaw() ? sourceBytes : resultBytes);
-  return Ratio(bits, static_cast<double>(frames)) * RateOf(source) / 1e6;
-}
-
 namespace {
 
 std::string Decibels(double psnr) {
@@ -144,7 +121,7 @@ std::string Decibels(double psnr) {
 }
 
 std::string QualityLine(const EncodingQuality& quality) {
-  return "\nverified: PSNR " + Decibels(quality.psnr[FrameQuality::kAll]) + " (Y " +
+  return "\nverified: PSNR " + Decibels(quality.psnr[EncodingQuality::kAll]) + " (Y " +
          Decibels(quality.psnr[0]) + ", Cb " + Decibels(quality.psnr[1]) + ", Cr " +
          Decibels(quality.psnr[2]) + "), worst frame " + std::to_string(quality.worstFrame) + " (" +
          Decibels(quality.worstPsnr) + ")";
@@ -160,7 +137,7 @@ nlohmann::ordered_json ToJson(const EncodingQuality& quality) {
            {{"y", JsonNumber(quality.psnr[0])},
             {"cb", JsonNumber(quality.psnr[1])},
             {"cr", JsonNumber(quality.psnr[2])},
-            {"all", JsonNumber(quality.psnr[FrameQuality::kAll])}}},
+            {"all", JsonNumber(quality.psnr[EncodingQuality::kAll])}}},
           {"worstFrame", quality.worstFrame},
           {"worstPsnr", JsonNumber(quality.worstPsnr)}};
 }
@@ -263,9 +240,7 @@ std::string BatchTable(const std::vector<RunReport>& reports) {
                      report.FramesPerSecond(), report.input);
     frames += report.frames;
     bytes += report.outputBytes;
-    const bool isThere =
-        report.status == RunReport::Status::Done || report.status == RunReport::Status::Skipped;
-    there += isThere ? 1 : 0;
+    if (report.HasOutput()) ++there;
   }
   return text + std::to_string(there) + " of " + std::to_string(reports.size()) + " are there; " +
          Count(frames, "frame") + ", " + Fixed(static_cast<double>(bytes) / 1e6, 1) +
@@ -311,44 +286,6 @@ std::string ProgressJson(const RunReport& report, std::optional<std::int64_t> to
   json["realTimeFactor"] = report.RealTimeFactor();
   json["megabitsPerSecond"] = report.MegabitsPerSecond();
   return Dump(json);
-}
-
-namespace {
-
-// Asked for each time: the window may have been resized, and a line that wraps cannot be cleared.
-std::size_t TerminalColumns() {
-  constexpr std::size_t kUsual = 80;
-  winsize size{};
-  const bool isKnown = ioctl(STDERR_FILENO, TIOCGWINSZ, &size) == 0 && size.ws_col > 0;
-  return isKnown ? size.ws_col : kUsual;
-}
-
-}  // namespace
-
-Progress::Progress(ProgressKind kind) : kind_(kind), nextUpdate_(steady_clock::now()) {
-  const bool isTerminal = isatty(STDERR_FILENO) != 0;
-  if (kind_ == ProgressKind::Line && !isTerminal) kind_ = ProgressKind::None;
-}
-
-Progress::~Progress() {
-  if (shown_) std::fputs("\r\033[K", stderr);
-}
-
-void Progress::Update(const RunReport& report, std::optional<std::int64_t> total) {
-  const auto now = steady_clock::now();
-  // The last frame is always told, where it is known to be.
-  const bool isLast = kind_ == ProgressKind::Json && total && report.frames == *total;
-  if (kind_ == ProgressKind::None || (now < nextUpdate_ && !isLast)) return;
-  nextUpdate_ = now + kUpdateInterval;
-  if (kind_ == ProgressKind::Json) {
-    std::fprintf(stderr, "%s\n", ProgressJson(report, total).c_str());
-    return;
-  }
-  shown_ = true;
-  const std::string text =
-      PrintableLine(ProgressText(report, total)).substr(0, TerminalColumns() - 1);
-  std::fprintf(stderr, "\r\033[K%s", text.c_str());
-  std::fflush(stderr);
 }
 
 }  // namespace vixprores

@@ -5,6 +5,7 @@
 #include <vector>
 
 #include "base/Text.h"
+#include "recovery/IndexCheck.h"
 #include "report/HtmlChart.h"
 #include "report/HtmlPictures.h"
 #include "report/InspectionPage.h"

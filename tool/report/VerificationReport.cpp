@@ -54,10 +54,6 @@ std::string DescribeDamage(const DamagedFrame& frame) {
   return text + " (" + DescribeSlices(frame.check.slices) + ")";
 }
 
-std::string DescribeIndexFault(const std::string& fault) {
-  return "index: " + fault + "; 'vixprores recover' makes a file with a whole one";
-}
-
 std::string DescribeSlices(std::span<const DamagedSlice> slices) {
   std::string text;
   for (const DamagedSlice& slice : slices.first(std::min(slices.size(), kSlicesTold))) {

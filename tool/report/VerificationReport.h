@@ -12,8 +12,6 @@ namespace vixprores {
 
 /// "frame 17 (10:00:00:17) at byte 12345: ..." with faults and the first few slices.
 std::string DescribeDamage(const DamagedFrame& frame);
-/// "index: lacks ...", and what to do about it.
-std::string DescribeIndexFault(const std::string& fault);
 /// "picture 1 row 2 slice 1, picture 2 row 0 slice 3": the first few, and how many more there are.
 std::string DescribeSlices(std::span<const DamagedSlice> slices);
 /// "clip.mov: 240 frames, intact"

@@ -3,17 +3,15 @@
 
 #include <algorithm>
 #include <atomic>
-#include <cstdio>
 #include <exception>
 #include <filesystem>
 #include <map>
-#include <mutex>
 #include <system_error>
 #include <thread>
 
 #include "base/Errors.h"
 #include "base/Interrupt.h"
-#include "base/Text.h"
+#include "media/InputFile.h"
 #include "media/OutputFile.h"
 
 namespace vixprores {
@@ -33,14 +31,14 @@ std::string ReplaceWords(const std::string& pattern,
     const auto found = words.find(pattern.substr(begin + 1, end - begin - 1));
     if (end == std::string::npos || found == words.end()) {
       throw UsageError("'" + pattern +
-                       "' is no pattern of names; in braces it can have {name} and " + "{number}");
+                       "' is no pattern of names; in braces it can have {name} and {number}");
     }
     text += found->second;
     position = end + 1;
   }
 }
 
-// Another folder, which may not even be there, is not to be met by a slip.
+// Keeps a slip of the pen from writing to another folder.
 void CheckName(const std::string& name, const std::string& pattern) {
   const bool isName = !name.empty() && name != "." && name != "..";
   if (isName && name.find('/') == std::string::npos) return;
@@ -56,10 +54,11 @@ void CheckName(const std::string& name, const std::string& pattern) {
 
 class Batch {
  public:
-  Batch(const TranscodeOptions& options, const char* command,
-        const std::function<void(const BatchItem&, RunReport&)>& work)
+  Batch(const TranscodeOptions& options, const char* command, RunObserver& observer,
+        const RunItem& work)
       : options_(options),
         command_(command),
+        observer_(observer),
         work_(work),
         items_(NameOutputs(options)),
         reports_(items_.size()) {}
@@ -68,23 +67,19 @@ class Batch {
     CreateFolder();
     {
       std::vector<std::jthread> helpers;
-      const auto jobs = std::min(items_.size(), static_cast<std::size_t>(options_.jobs));
-      for (std::size_t job = 1; job < jobs; ++job) helpers.emplace_back([this] { Work(); });
+      try {
+        const auto jobs = std::min(items_.size(), static_cast<std::size_t>(options_.jobs));
+        while (helpers.size() + 1 < jobs) helpers.emplace_back([this] { Work(); });
+      } catch (const std::exception&) {
+        // No memory or no more threads: fewer are slower, not wrong.
+      }
       Work();
     }
-    if (options_.json) {
-      std::fprintf(stdout, "%s\n", BatchJson(reports_).c_str());
-    } else if (!options_.quiet) {
-      PrintText(stderr, BatchTable(reports_));
-    }
-    return std::ranges::all_of(reports_, IsThere) ? kExitDone : kExitFailed;
+    observer_.ReportBatch(reports_);
+    return std::ranges::all_of(reports_, &RunReport::HasOutput) ? kExitDone : kExitFailed;
   }
 
  private:
-  static bool IsThere(const RunReport& report) {
-    return report.status == RunReport::Status::Done || report.status == RunReport::Status::Skipped;
-  }
-
   void CreateFolder() const {
     std::error_code error;
     fs::create_directories(*options_.outputDir, error);
@@ -95,43 +90,18 @@ class Batch {
     for (;;) {
       const std::size_t next = next_++;
       if (next >= items_.size()) return;
-      reports_[next] = RunItem(items_[next]);
-      Tell(reports_[next]);
+      reports_[next] = RunReporting(command_, items_[next], next + 1, work_);
+      observer_.ReportEnd(reports_[next]);
     }
-  }
-
-  RunReport RunItem(const BatchItem& item) const {
-    RunReport report;
-    report.command = command_;
-    report.input = item.input;
-    try {
-      if (InterruptRequested()) throw Interrupted();
-      RefuseInputAsOutput(item.output, {item.input});
-      work_(item, report);
-    } catch (const Interrupted& error) {
-      report.status = RunReport::Status::Interrupted;
-      report.message = error.what();
-    } catch (const std::exception& error) {
-      report.message = error.what();
-    }
-    return report;
-  }
-
-  void Tell(const RunReport& report) {
-    const std::scoped_lock lock(telling_);
-    if (!report.message.empty()) PrintError(report.message);
-    if (!options_.json) PrintDamage(report);
-    if (options_.quiet || options_.json || report.status != RunReport::Status::Done) return;
-    PrintText(stderr, SummaryLine(report) + "\n");
   }
 
   const TranscodeOptions& options_;
   const char* command_;
-  const std::function<void(const BatchItem&, RunReport&)>& work_;
+  RunObserver& observer_;
+  const RunItem& work_;
   std::vector<BatchItem> items_;
   std::vector<RunReport> reports_;
   std::atomic<std::size_t> next_ = 0;
-  std::mutex telling_;
 };
 
 }  // namespace
@@ -142,8 +112,6 @@ void ChooseItem(TranscodeOptions& options, const BatchItem& item) {
   if (options.jobs == 1) return;
   const auto processors = static_cast<int>(std::thread::hardware_concurrency());
   if (options.threads == 0) options.threads = std::max(1, processors / options.jobs);
-  // There is one line, and several that would draw it.
-  if (options.progress == ProgressKind::Line) options.progress = ProgressKind::None;
 }
 
 std::vector<BatchItem> NameOutputs(const std::vector<std::string>& inputs,
@@ -167,9 +135,31 @@ std::vector<BatchItem> NameOutputs(const TranscodeOptions& options) {
                      options.namePattern.value_or("{name}.mov"));
 }
 
-int RunBatch(const TranscodeOptions& options, const char* command,
-             const std::function<void(const BatchItem&, RunReport&)>& work) {
-  return Batch(options, command, work).Run();
+RunReport RunReporting(const char* command, const BatchItem& item, std::size_t place,
+                       const RunItem& work) {
+  RunReport report;
+  report.command = command;
+  report.place = place;
+  report.input = item.input;
+  try {
+    CheckInterrupt();
+    if (place > 0) RefuseInputAsOutput(item.output, {item.input});
+    work(item, report);
+  } catch (const UsageError& error) {
+    if (place == 0) throw;
+    report.message = error.what();
+  } catch (const Interrupted& error) {
+    report.status = RunReport::Status::Interrupted;
+    report.message = error.what();
+  } catch (...) {
+    report.message = DescribeException(NameOfInput(item.input));
+  }
+  return report;
+}
+
+int RunBatch(const TranscodeOptions& options, const char* command, RunObserver& observer,
+             const RunItem& work) {
+  return Batch(options, command, observer, work).Run();
 }
 
 }  // namespace vixprores

@@ -6,27 +6,27 @@
 #include <string>
 #include <vector>
 
-#include "report/Report.h"
-#include "run/TranscodeOptions.h"
+#include "run/Options.h"
+#include "run/RunReport.h"
 
 namespace vixprores {
 
-/// One of several inputs, and where it goes.
+/// One input of a batch and its output.
 struct BatchItem {
   std::string input;
   std::string output;
 };
 
 /// Names an output in `folder` for every input. In `pattern` "{name}" stands for the input's name
-/// without folder and extension, "{number}" for its place, from 1. Two inputs with one output,
-/// unknown words in braces, and what is no name of a file in the folder, are a UsageError.
+/// without folder and extension, "{number}" for its place, from 1. Rejects with a UsageError two
+/// inputs with one output, unknown words in braces, and names that leave the folder.
 std::vector<BatchItem> NameOutputs(const std::vector<std::string>& inputs,
                                    const std::string& folder, const std::string& pattern);
-/// The same for the inputs of the options, which must have an output folder.
+/// Does the same for the inputs of the options, which must have an output folder.
 std::vector<BatchItem> NameOutputs(const TranscodeOptions& options);
 
-/// Makes these the options of a run for one of the inputs, which shares the processors with the
-/// others.
+/// Turns the options of a batch into those of one of its runs, which shares the processors with
+/// the others.
 void ChooseItem(TranscodeOptions& options, const BatchItem& item);
 
 template <typename Options>
@@ -35,12 +35,17 @@ Options ForItem(Options options, const BatchItem& item) {
   return options;
 }
 
-/// Runs `work` on every input of the options, several side by side, and prints a line when each has
-/// ended and a table of all. What `work` finds to be there already is passed over; one that
-/// fails does not stop
-/// the others. Returns the exit code: 0 when every output is there.
-int RunBatch(const TranscodeOptions& options, const char* command,
-             const std::function<void(const BatchItem&, RunReport&)>& work);
+/// Runs one input; what it throws is the outcome of that input alone.
+using RunItem = std::function<void(const BatchItem&, RunReport&)>;
+
+/// Runs one input and returns its report, whatever it throws.
+RunReport RunReporting(const char* command, const BatchItem& item, std::size_t place,
+                       const RunItem& work);
+
+/// Runs `work` on every input of the options, `jobs` of them side by side. An input that fails does
+/// not stop the others. Returns the exit code: 0 if every output is there.
+int RunBatch(const TranscodeOptions& options, const char* command, RunObserver& observer,
+             const RunItem& work);
 
 }  // namespace vixprores
 

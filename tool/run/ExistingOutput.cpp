@@ -1,6 +1,4 @@
 // SPDX-License-Identifier: BSD-2-Clause
-#include "run/ExistingOutput.h"
-
 #include <array>
 #include <cmath>
 #include <cstddef>
@@ -15,6 +13,7 @@
 #include "media/sound/SideTracks.h"
 #include "run/FrameSource.h"
 #include "run/OpenInput.h"
+#include "run/Transcode.h"
 
 namespace vixprores {
 namespace {

@@ -13,7 +13,7 @@ namespace {
 
 constexpr FrameRange kAll{0, INT64_MAX - 1};
 
-// The part of the input that frames of a range take, in time.
+// Returns the time of a range of frames.
 std::optional<TimeSpan> FindTimeSpan(const StreamFormat& source,
                                      const std::optional<FrameRange>& range) {
   if (!range) return std::nullopt;
@@ -21,15 +21,15 @@ std::optional<TimeSpan> FindTimeSpan(const StreamFormat& source,
   return TimeSpan{source.start + first, source.start + last + 1, first, Invert(source.rate)};
 }
 
-void Lose(const FrameFailure& failure, Frame& frame) {
+void MarkLost(const FrameFailure& failure, Frame& frame) {
   frame.place.number = failure.GetFrame();
-  frame.place.count = failure.GetCount();
+  frame.place.count = std::min(failure.GetCount(), kAll.last - failure.GetFrame());
   frame.place.offset = failure.GetOffset();
   frame.fault = failure.GetFound();
   frame.advice = failure.GetAdvice();
 }
 
-[[noreturn]] void RefuseTimes(const FrameTimeFailure& failure, bool isRaw) {
+[[noreturn]] void RejectTimes(const FrameTimeFailure& failure, bool isRaw) {
   throw Failure(
       failure.what() +
       std::string(isRaw ? "\n--rate takes all frames, one behind the other at that rate"
@@ -60,14 +60,14 @@ FrameSource::FrameSource(std::unique_ptr<FrameReader> reader,
   try {
     reader_->CheckTimes(range_.last);
   } catch (const FrameTimeFailure& failure) {
-    RefuseTimes(failure, reader_->GetFormat().IsRaw());
+    RejectTimes(failure, reader_->GetFormat().IsRaw());
   }
   if (range_.first > 0 && reader_->SkipTo(range_.first)) framesRead_ = range_.first;
 }
 
 std::optional<Frame> FrameSource::Read() {
   while (framesRead_ <= range_.last) {
-    if (InterruptRequested()) throw Interrupted();
+    CheckInterrupt();
     auto frame = ReadAny();
     if (!frame) {
       CheckEnd();
@@ -78,7 +78,7 @@ std::optional<Frame> FrameSource::Read() {
     frame->sound = sound_.Take();
     if (framesRead_ <= range_.first) continue;
     if (frame->isUneven) ++unevenFrames_;
-    // Of those that are lost together some may be outside the range.
+    // A gap may begin before the range or end after it.
     place.number = std::max(place.number, range_.first);
     place.count = std::min(framesRead_ - 1, range_.last) - place.number + 1;
     return frame;
@@ -97,10 +97,10 @@ std::optional<Frame> FrameSource::ReadAny() {
     frame.isUneven = read->isUneven;
     if (!reader_->GetFormat().IsRaw()) frame.fault = std::move(read->fault);
   } catch (const FrameTimeFailure& failure) {
-    if (onDamage_ == DamagePolicy::Stop) RefuseTimes(failure, reader_->GetFormat().IsRaw());
-    Lose(failure, frame);
+    if (onDamage_ == DamagePolicy::Stop) RejectTimes(failure, reader_->GetFormat().IsRaw());
+    MarkLost(failure, frame);
   } catch (const FrameFailure& failure) {
-    Lose(failure, frame);
+    MarkLost(failure, frame);
   }
   const auto& timecode = reader_->GetDescription().timecode;
   if (timecode) frame.place.timecode = *timecode + frame.place.number;

@@ -3,68 +3,93 @@
 #define TOOL_RUN_OPTIONS_H
 
 /// @file
-/// Options that several commands share.
+/// Options of runs as data; cli/ describes them as words of a command line.
 
+#include <cstddef>
 #include <optional>
 #include <string>
 #include <vector>
 
-#include "cli/Command.h"
-#include "format/StreamFormat.h"
 #include "format/Values.h"
 #include "run/OpenInput.h"
 
 namespace vixprores {
 
-/// What every command knows that loads the plug-in.
+/// Options of every command that loads the plug-in.
 struct HostOptions {
   std::optional<std::string> plugin;  ///< path of the plug-in; none = search
   bool verbose = false;               ///< log records and container messages on standard error
 };
 
-/// A page that a command writes besides what it prints.
+/// An HTML page that a command writes besides its report.
 struct PageOptions {
-  std::optional<std::string> page;  ///< its path; none = no page
-  bool overwrite = false;           ///< replace an existing one
+  std::optional<std::string> page;  ///< path; none = no page
+  bool overwrite = false;           ///< replace an existing file
 };
 
 /// How much of the machine is used.
 struct MachineOptions {
   int threads = 0;                 ///< 0 = one per processor
-  std::optional<std::string> cpu;  ///< level of instructions; none = as the environment says
+  std::optional<std::string> cpu;  ///< instruction set level; none = the library's choice
 };
 
 /// How the frames of a ProRes input are found.
 struct ScanOptions {
-  bool scan = false;             ///< by themselves, without the container
-  std::optional<Rational> rate;  ///< frames per second; none = as they say
+  bool scan = false;             ///< by their marks, without the container
+  std::optional<Rational> rate;  ///< frames per second of a scan; none = from the frame headers
 };
 
-/// "Host" options of the help.
-OptionGroup HostGroup(HostOptions& options);
-/// The same with threads and instructions.
-OptionGroup MachineGroup(HostOptions& host, MachineOptions& machine);
+enum class ProgressKind { None, Line, Json };
 
-/// --scan and --rate
-OptionGroup ScanGroup(ScanOptions& options);
-/// The same for a reader. Refuses with a UsageError a rate without a scan.
-ProResOptions ToProResOptions(const ScanOptions& options);
+/// Options that encode and decode share.
+struct TranscodeOptions : HostOptions, MachineOptions {
+  std::string input;                       ///< "-" = standard input
+  std::string output;                      ///< "-" = standard output
+  std::optional<std::string> outputDir;    ///< folder of a batch; none = one input
+  std::vector<std::string> inputs;         ///< of a batch
+  std::optional<std::string> namePattern;  ///< of the outputs of a batch
+  int jobs = 1;                            ///< inputs of a batch that run side by side
+  bool isOfMany = false;                   ///< this run is part of a batch
+  std::optional<FrameRange> frames;
+  bool noAudio = false;
+  std::optional<std::vector<std::size_t>> audioTracks;  ///< places from 0; none = all
+  bool overwrite = false;
+  bool json = false;  ///< summary as JSON
+  ProgressKind progress = ProgressKind::Line;
+  bool quiet = false;  ///< no progress, summary or notes
+};
 
-/// --threads
-Option ThreadsOption(int& threads);
+/// Properties that replace those of the input where they are set.
+struct StreamOverrides {
+  std::optional<Colour> colour;  ///< of a preset
+  std::optional<int> primaries, transfer, matrix;
+  std::optional<FieldOrder> fields;
+  std::optional<Rational> sampleAspect;
+  std::optional<Rational> rate;
+};
 
-/// --html and --overwrite
-std::vector<Option> PageOptionList(PageOptions& options);
-/// --variant; `variant` is set to the one named `standard` at once.
-Option VariantOption(const ProResVariant*& variant, const std::string& standard);
-/// --frames of an input
-Option FramesOption(std::optional<FrameRange>& frames);
-/// --fourcc of uncompressed pictures
-Option FourCCOption(vix::FourCC& fourcc);
+struct EncodeOptions : TranscodeOptions {
+  const ProResVariant* variant = nullptr;
+  bool verify = false;  ///< decode every encoded frame and compare it with its source
+  StreamOverrides overrides;
+  std::optional<std::string> timecode;
+  std::optional<std::string> compressor;
+  std::optional<vix::FourCC> vendor;
+  std::optional<HeadlessFormat> headless;
+};
 
-/// To be called before anything of the host core is used: sends log records and messages of the
-/// container library to standard error, or nowhere.
-void SetUpMessages(const HostOptions& options);
+/// Treatment of damaged frames of the input.
+enum class DamagePolicy {
+  Stop,     ///< ends the run; the frames before are kept
+  Skip,     ///< drops the frame; later frames keep their times
+  Conceal,  ///< keeps a concealed picture; a lost frame repeats the previous one
+};
+
+struct DecodeOptions : TranscodeOptions, ScanOptions {
+  vix::FourCC fourcc = vix::kFourCC_V210;
+  bool skipField = false;
+  DamagePolicy onDamage = DamagePolicy::Stop;
+};
 
 }  // namespace vixprores
 

@@ -9,45 +9,49 @@
 #include <functional>
 #include <mutex>
 #include <optional>
-#include <system_error>
 #include <thread>
 #include <utility>
 #include <vector>
 
+#include "base/Errors.h"
+
 namespace vixprores {
 
-/// What is done with the items of a pipeline. Only calls of `process` overlap, and only those of
-/// different workers; every stage may be called from any thread of the pipeline.
+/// The work of a pipeline. Only calls of `process` overlap, and only those of different workers;
+/// every stage may be called from any thread of the pipeline.
 template <typename Item>
 struct PipelineStages {
-  /// The next item; none at the end, after which it is not called again.
+  /// Returns the next item; none at the end, after which it is not called again.
   std::function<std::optional<Item>()> read;
-  /// Works on one item. `worker` counts from 0.
+  /// Processes one item. `worker` counts from 0.
   std::function<void(Item&, unsigned worker)> process;
-  /// Takes the items in the order in which they were read, with what `process` threw (null =
-  /// nothing). Throws to end the run.
+  /// Takes the items in the order in which they were read, with the exception that `process` threw
+  /// (null = none). Throws to end the run.
   std::function<void(Item&, const std::exception_ptr& failure)> write;
-  /// Called when the run ends early: a `read` that waits for its source is to give up. What it
-  /// throws then is not looked at. May be empty.
+  /// Makes a `read` that waits for its source give up, when the run ends early. The exception of
+  /// that `read` is ignored. May be empty.
   std::function<void()> stopReading;
 };
 
 /// Reads items one by one, processes them side by side, and writes them in their order.
 ///
-/// No thread is set aside for reading or writing: every worker reads an item, processes it, and
-/// then, unless another one is at it, writes what is next in order. At most `mostInFlight` items
-/// exist at a time, and one worker does with as many threads as a plain loop: none of its own.
+/// No thread is reserved for reading or writing: every worker reads an item, processes it, and
+/// then, unless another worker is writing, writes the items that are next in order. At most
+/// `mostInFlight` items exist at a time. A single worker starts no thread.
 ///
-/// The outcome is that of the plain loop, whatever the number of workers: the failure of the
-/// earliest item ends the run, all items before it have then been written, and none behind it.
+/// The outcome is that of a plain loop, for any number of workers: the failure of the earliest item
+/// ends the run after all items before it were written, and none after it.
 template <typename Item>
 class OrderedPipeline {
  public:
-  /// `workers` threads, the calling one of Run() included; both numbers must be at least 1.
+  /// @param workers threads, including the one that calls Run(); at least 1
+  /// @param mostInFlight at least 1
   OrderedPipeline(PipelineStages<Item> stages, unsigned workers, std::size_t mostInFlight)
-      : stages_(std::move(stages)), workers_(workers), slots_(mostInFlight) {}
+      : stages_(std::move(stages)), workers_(workers), slots_(mostInFlight) {
+    Ensure(workers > 0 && mostInFlight > 0, "a pipeline has workers and slots");
+  }
 
-  /// Works until the last item was written. Rethrows what `read` or `write` threw. To be called
+  /// Works until the last item was written. Rethrows exceptions of `read` and `write`. Call it
   /// once.
   void Run() {
     if (workers_ == 1) {
@@ -60,8 +64,8 @@ class OrderedPipeline {
         for (unsigned worker = 1; worker < workers_; ++worker) {
           helpers.emplace_back([this, worker] { Work(worker); });
         }
-      } catch (const std::system_error&) {
-        // Fewer threads are slower, not wrong.
+      } catch (const std::exception&) {
+        // No memory or no more threads: fewer are slower, not wrong.
       }
       Work(0);
     }
@@ -97,7 +101,7 @@ class OrderedPipeline {
     }
   }
 
-  /// The slot of the next item; null when no more is to be read.
+  /// Returns the slot of the next item, or null if nothing is left to read.
   Slot* ReadNext() {
     std::unique_lock lock(mutex_);
     mayRead_.wait(lock, [this] {
@@ -117,17 +121,18 @@ class OrderedPipeline {
     return ended_ ? nullptr : &slot;
   }
 
-  /// To be called after every change that lets a worker read. Needs mutex_.
+  /// Follows every change that lets a worker read. Needs mutex_.
   void WakeReaders() {
     if (ended_ || stopped_) {
       mayRead_.notify_all();
     } else {
-      mayRead_.notify_one();  // who will wake the next one when it has read
+      mayRead_.notify_one();  // which wakes the next one when it has read
     }
   }
 
   void Read(Slot& slot) {
     try {
+      Ensure(!slot.item, "no two items in flight share a slot");
       slot.item = stages_.read();
     } catch (...) {
       readFailure_ = std::current_exception();
@@ -152,7 +157,7 @@ class OrderedPipeline {
     writing_ = false;
   }
 
-  /// Writes the item and lets go of it; false when that failed.
+  /// Writes and releases the item. Returns false if writing failed.
   bool Write(Slot& slot) {
     try {
       stages_.write(*slot.item, slot.failure);
@@ -165,7 +170,7 @@ class OrderedPipeline {
     return !writeFailure_;
   }
 
-  /// As the items in flight have consecutive numbers, no two of them share a slot.
+  /// Items in flight have consecutive numbers, so that no two of them share a slot.
   Slot& SlotOf(std::uint64_t number) { return slots_[number % slots_.size()]; }
 
   const PipelineStages<Item> stages_;

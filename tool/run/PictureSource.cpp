@@ -1,15 +1,10 @@
 // SPDX-License-Identifier: BSD-2-Clause
 #include "run/PictureSource.h"
 
-#include <stdexcept>
 #include <string>
 #include <utility>
 
 #include "base/Errors.h"
-#include "base/Text.h"
-#include "frames/FrameCheck.h"
-#include "frames/FrameHeaders.h"
-#include "run/DecoderWatch.h"
 
 namespace vixprores {
 
@@ -23,8 +18,8 @@ PictureSource::PictureSource(std::unique_ptr<FrameReader> reader, const ThreadSh
       format_(reader_->GetFormat()) {
   if (format_.IsRaw()) return;
   format_.code = vix::kFourCC_V210;
-  const auto makeElement = [](int threads) {
-    return MakeProResDecoder(vix::kFourCC_V210, false, threads);
+  const auto makeElement = [](int /*threads*/) {
+    return MakeProResDecoder(vix::kFourCC_V210, false);
   };
   decoders_.emplace(makeElement, reader_->GetFormat(), shares);
 }
@@ -35,36 +30,19 @@ FramePlace PictureSource::PlaceOf(const NumberedFrame& frame) const {
   return place;
 }
 
-void PictureSource::Fail(const NumberedFrame& frame, const std::string& found) const {
-  throw Failure(reader_->GetName() + ": " + Describe(PlaceOf(frame)) + ": " + found +
-                "; --frames leaves it out, 'vixprores verify' lists all that is damaged");
-}
-
-std::shared_ptr<const vix::IBuffer> PictureSource::DecodeProRes(const NumberedFrame& frame,
-                                                                std::shared_ptr<vix::IBuffer> data,
-                                                                unsigned worker) {
-  // An element would take it for a frame of another layout, and keep it for the next one.
-  if (!ParseHeader(BytesOf(*data))) Fail(frame, "has no readable frame header");
-  try {
-    auto picture = decoders_->Process(worker, data, frame.number)->GetBuffer();
-    if (picture->GetSize() == format_.FrameBytes()) return picture;
-  } catch (const std::runtime_error& error) {
-    // The frame itself tells more than an element that could not decode it.
-    const std::string found = CheckFrame(BytesOf(*data)).Describe();
-    Fail(frame, found.empty() ? error.what() : found);
-  }
-  Fail(frame, "is not of the size of the first one");
-}
-
 DecodedPicture PictureSource::Decode(const NumberedFrame& frame, unsigned worker) {
   auto data = convert_ ? convert_(frame.data) : frame.data;
   if (!decoders_) return {data, std::nullopt};
-  TakeDecoderAnswer();  // of what this thread decoded before
-  DecodedPicture picture{DecodeProRes(frame, std::move(data), worker), std::nullopt};
+  const auto output = decoders_->Decode(worker, data, frame.number, format_.FrameBytes());
+  if (!output.sample) {
+    throw Failure(reader_->GetName() + ": " + Describe(PlaceOf(frame)) + ": " + output.fault +
+                  "; --frames leaves it out, 'vixprores verify' lists all damaged frames");
+  }
+  DecodedPicture picture{output.sample->GetBuffer(), std::nullopt};
   std::string what = frame.fault;
-  if (const std::int32_t slices = TakeDecoderAnswer(); slices > 0) {
-    what += (what.empty() ? "has " : "; has ") + Count(slices, "damaged slice") +
-            (slices == 1 ? ", which is concealed" : ", which are concealed");
+  if (output.damagedSlices > 0) {
+    what += (what.empty() ? "" : "; ") + output.fault +
+            (output.damagedSlices == 1 ? ", which is concealed" : ", which are concealed");
   }
   if (!what.empty()) picture.damage = {PlaceOf(frame), what};
   return picture;

@@ -9,14 +9,14 @@
 
 #include "format/FramePlace.h"
 #include "media/RangeReader.h"
-#include "run/ElementTeam.h"
+#include "run/Elements.h"
 
 namespace vixprores {
 
-/// A frame that was decoded although something is wrong with it.
+/// A fault of a frame that was decoded all the same.
 struct DamagedPicture {
   FramePlace place;
-  std::string what;  ///< is wrong with it, to go behind its place
+  std::string what;  ///< to follow its place
 };
 
 /// "frame 17 (10:00:00:17) at byte 12345: has 2 damaged slices, which are concealed"
@@ -28,29 +28,25 @@ struct DecodedPicture {
   std::optional<DamagedPicture> damage;
 };
 
-/// Makes uncompressed pictures of the frames of a video, ProRes or not. Needs the plug-in.
+/// Returns the frames of a video, ProRes or not, as uncompressed pictures. Needs the plug-in.
 class PictureSource {
  public:
-  /// @param shares of the decoders; each picture is made by one of `shares.elements` workers
+  /// @param shares of the decoders; `shares.elements` workers may decode at once
   PictureSource(std::unique_ptr<FrameReader> reader, const ThreadShares& shares);
 
   FrameReader& GetReader() const { return *reader_; }
-  /// What the file holds.
+  /// Returns the format of the file.
   const StreamFormat& GetStreamFormat() const { return reader_->GetFormat(); }
-  /// What Decode() makes of it: "V210" of ProRes.
+  /// Returns the format of the pictures: "V210" for ProRes.
   const StreamFormat& GetPictureFormat() const { return format_; }
   bool IsProRes() const { return decoders_.has_value(); }
 
-  /// The packed picture of a frame. May be called for different workers at once. What cannot be
-  /// decoded is a Failure that names the input, the frame, and what is wrong with it.
+  /// Returns the packed picture of a frame. May be called for different workers at once.
+  /// @throws Failure that names the input, the frame and its fault, if it cannot be decoded
   DecodedPicture Decode(const NumberedFrame& frame, unsigned worker);
 
  private:
-  std::shared_ptr<const vix::IBuffer> DecodeProRes(const NumberedFrame& frame,
-                                                   std::shared_ptr<vix::IBuffer> data,
-                                                   unsigned worker);
   FramePlace PlaceOf(const NumberedFrame& frame) const;
-  [[noreturn]] void Fail(const NumberedFrame& frame, const std::string& found) const;
 
   std::unique_ptr<FrameReader> reader_;
   FrameConversion convert_;

@@ -1,9 +1,6 @@
 // SPDX-License-Identifier: BSD-2-Clause
 #include "run/Transcode.h"
 
-#include <cstdio>
-#include <exception>
-#include <new>
 #include <numeric>
 #include <utility>
 
@@ -12,60 +9,45 @@
 #include "media/OutputFile.h"
 #include "media/sound/SideTracks.h"
 #include "recovery/IndexCheck.h"
-#include "report/VerificationReport.h"
-#include "run/CodecEnvironment.h"
-#include "run/ExistingOutput.h"
-#include "run/PluginSearch.h"
+#include "run/Host.h"
 #include "run/TranscodeRun.h"
 
 namespace vixprores {
 namespace {
 
-void PrintNote(const TranscodeOptions& options, const std::string& text) {
-  if (!options.quiet && !text.empty()) vixprores::PrintNote(text);
-}
-
-void PrintNotes(const TranscodeOptions& options, const TranscodePlan& plan) {
-  PrintNote(options, plan.reader->GetDescription().note);
-  for (const std::string& note : plan.notes) PrintNote(options, note);
+void ReportNotes(const TranscodeOptions& options, const TranscodePlan& plan,
+                 RunObserver& observer) {
+  const FrameReader& reader = *plan.reader;
+  const std::string& taken = reader.GetDescription().note;
+  if (!taken.empty()) observer.ReportNote(taken);
+  for (const std::string& note : plan.notes) observer.ReportNote(note);
   if (plan.source.fieldOrder == FieldOrder::Unknown) {
-    PrintNote(options, plan.reader->GetName() +
-                           ": does not tell its field order; it is taken as progressive");
+    observer.ReportNote(reader.GetName() + ": field order unknown; assuming progressive");
   }
   for (const std::string& property : FindLostProperties(plan.output, plan.content)) {
-    PrintNote(options, NameOfOutput(options.output) + ": the output cannot keep the " + property);
+    observer.ReportNote(NameOfOutput(options.output) + ": the output cannot keep the " + property);
   }
-  if (plan.source.rate != plan.reader->GetFormat().rate && !plan.content.sound.empty()) {
-    PrintNote(options, plan.reader->GetName() + ": plays at " + Describe(plan.source.rate) +
-                           " instead of " + Describe(plan.reader->GetFormat().rate) +
-                           " frames per second, while its sound keeps its speed and length");
-  }
-}
-
-void PrintSummary(const TranscodeOptions& options, const RunReport& report) {
-  if (options.json) {
-    // Standard output may be where the frames go.
-    std::fprintf(options.output == "-" ? stderr : stdout, "%s\n", SummaryJson(report).c_str());
-  } else if (!options.quiet && report.status == RunReport::Status::Done) {
-    PrintText(stderr, SummaryLine(report) + "\n");
+  if (plan.source.rate != reader.GetFormat().rate && !plan.content.sound.empty()) {
+    observer.ReportNote(reader.GetName() + ": plays at " + Describe(plan.source.rate) +
+                        " instead of " + Describe(reader.GetFormat().rate) +
+                        " frames per second, while its sound keeps its speed and length");
   }
 }
 
-// What is known only behind the last frame.
-void PrintNoteAtEnd(const TranscodeOptions& options, const FrameSource& source,
-                    const RunReport& report) {
+// Reports what is known only after the last frame.
+void ReportNotesAtEnd(const FrameSource& source, const RunReport& report, RunObserver& observer) {
   const FrameReader& reader = source.GetReader();
   const std::string found = reader.GetEndNote();
-  if (!found.empty()) PrintNote(options, reader.GetName() + ": " + found);
+  if (!found.empty()) observer.ReportNote(reader.GetName() + ": " + found);
   const std::int64_t uneven = source.CountUnevenFrames();
   if (uneven == 0) return;
-  PrintNote(options, reader.GetName() + ": " + Count(uneven, "frame") +
-                         " came at odd times; all frames follow each other at " +
-                         Describe(report.result.rate) + " frames per second" +
-                         (report.soundTracks > 0 ? "; the sound may drift from the pictures" : ""));
+  observer.ReportNote(reader.GetName() + ": " + Count(uneven, "frame") +
+                      " came at odd times; all frames follow each other at " +
+                      Describe(report.result.rate) + " frames per second" +
+                      (report.soundTracks > 0 ? "; the sound may drift from the pictures" : ""));
 }
 
-// The timecode of the output's first frame.
+// Sets the timecode of the output's first frame.
 void ChooseTimecode(const TranscodeOptions& options, TranscodePlan& plan) {
   auto& timecode = plan.content.timecode;
   const std::string unread = plan.reader->GetDescription().timecodeNote;
@@ -79,14 +61,14 @@ void ChooseTimecode(const TranscodeOptions& options, TranscodePlan& plan) {
                        "is known");
 }
 
-// What is gone from the index is gone from the output, too.
+// What the index has lost is missing in the output too.
 void NoteIndexFaults(const TranscodeOptions& options, TranscodePlan& plan) {
   for (const std::string& fault : FindIndexFaults(options.input, *plan.reader)) {
     plan.notes.push_back(plan.reader->GetName() + ": " + DescribeIndexFault(fault));
   }
 }
 
-// The sound tracks that the run copies, chosen in the reader.
+// Selects the sound tracks that are copied.
 void ChooseSound(const TranscodeOptions& options, TranscodePlan& plan) {
   SideTracks* const side = plan.reader->GetSideTracks();
   const std::size_t available = side ? side->GetSound().size() : 0;
@@ -111,9 +93,21 @@ void ChooseSound(const TranscodeOptions& options, TranscodePlan& plan) {
   plan.content.sound = side->GetSound();
 }
 
+// Fills in what is known before the first frame.
+void DescribeRun(const TranscodePlan& plan, RunReport& report) {
+  report.source = plan.source;
+  report.result = KeptFormat(plan.output, plan.content.video);
+  report.isLabelled = plan.output.kind != OutputKind::Headless;
+  report.soundTracks = plan.content.sound.size();
+  if (plan.content.timecode && plan.output.keepsTimecode) {
+    report.timecode = plan.content.timecode->ToText();
+  }
+}
+
 }  // namespace
 
-void Transcode(const TranscodeOptions& options, TranscodePlan plan, RunReport& report) {
+void Transcode(const TranscodeOptions& options, TranscodePlan plan, RunReport& report,
+               RunObserver& observer) {
   CheckStorable(plan.output, plan.content.video);
   if (plan.reader->ReadsFrom(options.output)) {
     throw Failure(options.output + ": is the input itself; name another output");
@@ -126,62 +120,33 @@ void Transcode(const TranscodeOptions& options, TranscodePlan plan, RunReport& r
     report.output = options.output;
     return;
   }
-  report.source = plan.source;
-  report.result = KeptFormat(plan.output, plan.content.video);
-  report.isLabelled = plan.output.kind != OutputKind::Headless;
-  report.soundTracks = plan.content.sound.size();
-  if (plan.content.timecode && plan.output.keepsTimecode) {
-    report.timecode = plan.content.timecode->ToText();
-  }
-  PrintNotes(options, plan);
-  TranscodeRun run(options, std::move(plan), report);
+  DescribeRun(plan, report);
+  ReportNotes(options, plan, observer);
+  TranscodeRun run(options, std::move(plan), report, observer);
   try {
     if (run.ProcessFrames()) {
       run.Finish();
-      PrintNoteAtEnd(options, run.GetSource(), report);
+      ReportNotesAtEnd(run.GetSource(), report, observer);
       report.status = RunReport::Status::Done;
       return;
     }
     report.status = RunReport::Status::Interrupted;
     run.FinishPartial("interrupted after " + Count(report.frames, "frame"));
-  } catch (const std::bad_alloc&) {
-    run.FinishPartial("out of memory");
-  } catch (const std::exception& error) {
-    run.FinishPartial(error.what());
+  } catch (...) {
+    run.FinishPartial(DescribeException(run.GetSource().GetName()));
   }
 }
 
-namespace {
-
-int RunAlone(const TranscodeOptions& options, const char* command,
-             const std::function<void(const BatchItem&, RunReport&)>& work) {
-  RunReport report;
-  report.command = command;
-  report.input = options.input;
-  try {
-    work({options.input, options.output}, report);
-  } catch (const UsageError&) {
-    throw;
-  } catch (const std::bad_alloc&) {
-    report.message = "out of memory";
-  } catch (const std::exception& error) {
-    report.message = error.what();
-  }
-  if (!report.message.empty()) PrintError(report.message);
-  if (!options.json) PrintDamage(report);
-  PrintSummary(options, report);
-  return report.status == RunReport::Status::Done ? kExitDone : kExitFailed;
-}
-
-}  // namespace
-
-int RunReported(const TranscodeOptions& options, const char* command,
-                const std::function<void(const BatchItem&, RunReport&)>& work) {
+int RunReported(const TranscodeOptions& options, const char* command, RunObserver& observer,
+                const RunItem& work) {
   SetUpMessages(options);
   if (options.cpu) SetCpuLevel(*options.cpu);
-  // Outside: an exception of the plug-in needs the plug-in's code until it is dealt with.
+  // Loaded until the end: an exception of the plug-in needs the plug-in's code.
   const auto plugin = LoadProResPlugin(options.plugin);
-  return options.outputDir ? RunBatch(options, command, work) : RunAlone(options, command, work);
+  if (options.outputDir) return RunBatch(options, command, observer, work);
+  const RunReport report = RunReporting(command, {options.input, options.output}, 0, work);
+  observer.ReportEnd(report);
+  return report.status == RunReport::Status::Done ? kExitDone : kExitFailed;
 }
 
 }  // namespace vixprores

@@ -10,38 +10,60 @@
 #include "format/MovieContent.h"
 #include "format/OutputFormat.h"
 #include "media/FrameReader.h"
-#include "report/Report.h"
 #include "run/Batch.h"
-#include "run/ElementTeam.h"
-#include "run/TranscodeOptions.h"
+#include "run/Elements.h"
+#include "run/Options.h"
+#include "run/RunReport.h"
 
 namespace vixprores {
 
-/// A run that is ready to start: what encode and decode differ in.
+/// Checks encoded frames against their sources; check/ implements it.
+class EncodingCheck {
+ public:
+  virtual ~EncodingCheck() = default;
+  /// Compares one frame with its source. May be called from any thread, by one at a time for each
+  /// worker.
+  /// @throws VIXRuntimeError if the frame cannot be decoded intact
+  virtual void Measure(unsigned worker, const vix::IBuffer& source,
+                       std::shared_ptr<const vix::IBuffer> encoded, std::int64_t number) = 0;
+  /// Adds a measured frame to the quality of all. Called in the order of the frames, by one thread
+  /// at a time.
+  virtual void Add(std::int64_t number) = 0;
+  virtual EncodingQuality GetQuality() const = 0;
+};
+
+/// A run that is ready to start: the differences between encode and decode.
 struct TranscodePlan {
   std::unique_ptr<FrameReader> reader;
-  StreamFormat source;  ///< the reader's, but for what the user knows better
+  StreamFormat source;  ///< the reader's with the user's overrides
   ElementTeam::MakeElement makeElement;
-  MovieContent content;  ///< the video that comes out of the elements, and what is known beside it
+  MovieContent content;  ///< the elements' output, and the timecode, sound and metadata beside it
   OutputFormat output;
-  bool verifiesEncoding = false;  ///< decodes every frame that it has encoded, and compares it
-  std::vector<std::string> notes = {};  ///< what the user should know of it
+  /// Makes the check of a verified encoding; empty = none.
+  std::function<std::unique_ptr<EncodingCheck>(const ThreadShares&)> makeCheck = {};
+  std::vector<std::string> notes = {};  ///< for the user
   DamagePolicy onDamage = DamagePolicy::Stop;
 };
 
 /// Runs the frames of the plan's reader through elements side by side into the output, which is
-/// the same for every number of threads; the sound, the timecode and the metadata of the input go
-/// along. Stops after the frames at hand when the user asks for it, and at the first failure. What
-/// is there then is kept under the name of a partial output. Of several inputs one whose output is
-/// there already is passed over. `report` always tells how far the run came.
-/// @throws Failure, VIXRuntimeError where nothing was written
-void Transcode(const TranscodeOptions& options, TranscodePlan plan, RunReport& report);
+/// the same for every number of threads; copies the sound, the timecode and the metadata of the
+/// input. Stops after the current frames at an interrupt, and at the first failure; keeps the
+/// frames so far under the name of a partial output. Skips an input of a batch whose output is
+/// there already. Keeps `report` up to date, also when it throws.
+/// @throws Failure, VIXRuntimeError if nothing was written
+void Transcode(const TranscodeOptions& options, TranscodePlan plan, RunReport& report,
+               RunObserver& observer);
 
-/// Loads the plug-in, does `work` for the input of the options, or for each of several, and tells
-/// the user how it went: the report says how far it came, also when it throws. Returns the exit
-/// code.
-int RunReported(const TranscodeOptions& options, const char* command,
-                const std::function<void(const BatchItem&, RunReport&)>& work);
+/// Returns true if the output is there already and matches the plan as far as can be seen without
+/// reading its frames: format, picture size, number of frames, labels (colour, field order, rate,
+/// timecode) and number of sound tracks. Rejects a different file with a Failure that names the
+/// difference.
+bool IsMadeAlready(const TranscodeOptions& options, const TranscodePlan& plan);
+
+/// Loads the plug-in, runs `work` on the input of the options, or on each of a batch, and reports
+/// the outcome of each to `observer`. Returns the exit code.
+int RunReported(const TranscodeOptions& options, const char* command, RunObserver& observer,
+                const RunItem& work);
 
 }  // namespace vixprores
 

@@ -1,15 +1,16 @@
 // SPDX-License-Identifier: BSD-2-Clause
 #include "run/TranscodeRun.h"
 
+#include <array>
 #include <stdexcept>
 #include <utility>
 
 #include "base/Errors.h"
+#include "base/FramePool.h"
 #include "base/Interrupt.h"
+#include "base/Text.h"
 #include "format/Encodable.h"
-#include "frames/FrameCheck.h"
 #include "frames/FrameHeaders.h"
-#include "run/DecoderWatch.h"
 #include "run/OrderedPipeline.h"
 
 namespace vixprores {
@@ -17,26 +18,43 @@ namespace {
 
 using std::chrono::steady_clock;
 
-std::optional<EncodingCheck> MakeCheck(const TranscodePlan& plan, const ThreadShares& shares) {
-  if (!plan.verifiesEncoding) return std::nullopt;
-  return EncodingCheck(plan.source, plan.content.video, shares);
-}
+// The middle of the range in each component, as bytes that repeat.
+constexpr std::array<std::uint8_t, 4> kGreyUyvy{0x80, 0x80, 0x80, 0x80};
+constexpr std::array<std::uint8_t, 4> kGreyV210{0x00, 0x02, 0x08, 0x20};
 
 }  // namespace
 
-TranscodeRun::TranscodeRun(const TranscodeOptions& options, TranscodePlan plan, RunReport& report)
+std::shared_ptr<const vix::IVideoSample> GapFiller::MakeGrey() const {
+  auto picture = FramePool().MakeFrame(format_.FrameBytes());
+  const auto& grey = format_.code == vix::kFourCC_V210 ? kGreyV210 : kGreyUyvy;
+  for (std::uint32_t i = 0; i < picture->GetSize(); ++i) picture->GetData()[i] = grey[i % 4];
+  ClearRowPadding(format_, picture->GetData());
+  const auto info = DescribeStream(format_);
+  return writer_.Pack(
+      vix::CreateVideoSample(info->GetVideoParameters(), info, std::move(picture), {}, {}));
+}
+
+std::shared_ptr<const vix::IVideoSample> GapFiller::Make(std::int64_t number) {
+  if (!last_) last_ = MakeGrey();
+  const std::int64_t begin = format_.start + number;
+  return vix::CreateVideoSample(last_->GetVideoParameters(), last_->GetVideoInfo(),
+                                last_->GetBuffer(), {{begin, begin + 1, format_.rate}}, {});
+}
+
+TranscodeRun::TranscodeRun(const TranscodeOptions& options, TranscodePlan plan, RunReport& report,
+                           RunObserver& observer)
     : options_(options),
       source_(std::move(plan.reader), options.frames, plan.onDamage),
       result_(plan.content.video),
       shares_(ShareThreads(options.threads, source_.GetFrameCount())),
       elements_(plan.makeElement, plan.source, shares_),
-      check_(MakeCheck(plan, shares_)),
+      check_(plan.makeCheck ? plan.makeCheck(shares_) : nullptr),
       file_(options.output, options.overwrite),
       writer_(MakeFrameWriter(file_, plan.output, plan.content)),
       onDamage_(plan.onDamage),
-      standIn_(plan.content.video, *writer_),
-      progress_(options.quiet ? ProgressKind::None : options.progress),
+      gapFiller_(plan.content.video, *writer_),
       report_(report),
+      observer_(observer),
       start_(steady_clock::now()) {}
 
 bool TranscodeRun::ProcessFrames() {
@@ -44,7 +62,7 @@ bool TranscodeRun::ProcessFrames() {
   stages.read = [this] { return source_.Read(); };
   stages.process = [this](Frame& frame, unsigned element) { Process(frame, element); };
   stages.write = [this](Frame& frame, const std::exception_ptr& failure) { Write(frame, failure); };
-  // Only a pipe can keep a reader waiting, and several inputs are files.
+  // Only a pipe can keep a reader waiting, and the inputs of a batch are files.
   if (!options_.isOfMany) stages.stopReading = RequestInterrupt;
   try {
     OrderedPipeline<Frame>(stages, elements_.GetSize(), elements_.GetMostInFlight()).Run();
@@ -75,29 +93,24 @@ void TranscodeRun::FinishPartial(const std::string& reason) {
     writer_->Finish();
     ReportOutput(file_.CommitPartial());
     report_.message += "\n" + kept + report_.output;
-  } catch (const Failure&) {
-    if (!writer_->IsRecoverable()) {
-      report_.message += "; nothing was kept";
-      return;
-    }
-    const std::string work = file_.KeepWorkFile();
-    report_.message += "\n" + kept + work + "; 'vixprores recover " + QuoteForShell(work) +
-                       " OUTPUT' makes a whole file of it";
+  } catch (const std::exception&) {
+    const std::string work = writer_->IsRecoverable() ? file_.KeepWorkFile() : std::string();
+    report_.message += work.empty() ? "; nothing was kept"
+                                    : "\n" + kept + work + "; 'vixprores recover " +
+                                          QuoteForShell(work) + " OUTPUT' makes a whole file of it";
   }
 }
 
 // May be called from any thread, several at once.
 void TranscodeRun::Process(Frame& frame, unsigned element) {
-  if (!frame.source) {
-    Blame(frame);
-    return;
-  }
-  auto source = source_.Unpack(std::move(frame.source));
+  if (!frame.source) return StopAtDamage(frame);
+  const auto source = source_.Unpack(std::move(frame.source));
   frame.sourceBytes = source->GetSize();
-  const auto sample = CodeAndJudge(frame, source, element);
+  const std::int64_t number = frame.place.number;
+  const Sample sample = Code(frame, source, element);
   if (!sample) return;
   const auto buffer = sample->GetBuffer();
-  if (check_) frame.quality = Check(*source, buffer, frame.place.number, element);
+  if (check_) Check(*source, buffer, number, element);
   source_.CheckFramesInUse();
   if (result_.IsRaw()) {
     ClearRowPadding(result_, buffer->GetData());
@@ -108,57 +121,31 @@ void TranscodeRun::Process(Frame& frame, unsigned element) {
   frame.result = writer_->Pack(sample);
 }
 
-// What the element makes of a frame, and what is wrong with it. The element would take a frame
-// without a prefix for one of another layout, and keep it for the next one.
-TranscodeRun::Sample TranscodeRun::Code(std::shared_ptr<vix::IBuffer> source, Frame& frame,
+// Returns null if the frame is not to be written.
+TranscodeRun::Sample TranscodeRun::Code(Frame& frame, const std::shared_ptr<vix::IBuffer>& source,
                                         unsigned element) {
-  const bool isDecoded = result_.IsRaw();
-  if (isDecoded && !ParseHeader(BytesOf(*source))) {
-    frame.fault = "has no readable frame header";
-    return nullptr;
-  }
-  try {
-    auto sample = elements_.Process(element, source, source_.ToOutput(frame.place.number));
-    if (!isDecoded) return sample;
-    if (sample->GetBuffer()->GetSize() == result_.FrameBytes()) return sample;
-    frame.fault = "is not of the size of the first one";
-  } catch (const std::runtime_error& error) {
-    // The frame itself tells more than an element that could not decode it.
-    const std::string found = isDecoded ? CheckFrame(BytesOf(*source)).Describe() : std::string();
-    frame.fault = found.empty() ? error.what() : found;
-  }
-  return nullptr;
+  const std::int64_t number = source_.ToOutput(frame.place.number);
+  const auto output = result_.IsRaw()
+                          ? elements_.Decode(element, source, number, result_.FrameBytes())
+                          : elements_.Encode(element, source, number);
+  if (!output.fault.empty()) frame.fault = output.fault;
+  if (frame.fault.empty()) return output.sample;
+  if (result_.IsRaw()) frame.advice = "--on-error skip or conceal continues after it";
+  StopAtDamage(frame);
+  return onDamage_ == DamagePolicy::Skip ? nullptr : output.sample;
 }
 
-// Null where nothing that is to be written came of the frame.
-TranscodeRun::Sample TranscodeRun::CodeAndJudge(Frame& frame, std::shared_ptr<vix::IBuffer> source,
-                                                unsigned element) {
-  auto sample = Code(std::move(source), frame, element);
-  const std::int32_t damagedSlices = TakeDecoderAnswer();
-  if (sample && damagedSlices > 0) {
-    frame.fault = "has " + std::to_string(damagedSlices) +
-                  (damagedSlices == 1 ? " damaged slice" : " damaged slices");
-  }
-  if (frame.fault.empty()) return sample;
-  if (result_.IsRaw()) frame.advice = "--on-error skip or conceal goes on behind it";
-  Blame(frame);
-  return onDamage_ == DamagePolicy::Skip ? nullptr : sample;
-}
-
-FrameQuality TranscodeRun::Check(const vix::IBuffer& source,
-                                 std::shared_ptr<const vix::IBuffer> encoded, std::int64_t number,
-                                 unsigned element) {
+void TranscodeRun::Check(const vix::IBuffer& source, std::shared_ptr<const vix::IBuffer> encoded,
+                         std::int64_t number, unsigned element) {
   try {
-    return check_->Measure(element, {source.GetData(), source.GetSize()}, std::move(encoded),
-                           number);
+    check_->Measure(element, source, std::move(encoded), number);
   } catch (const std::runtime_error& error) {
     throw Failure(source_.GetName() + ": frame " + std::to_string(number) +
-                  ": --verify could not decode what was encoded: " + error.what());
+                  ": --verify cannot decode the encoded frame: " + error.what());
   }
 }
 
-// Ends the run at a damaged frame, if that is what the user wants.
-void TranscodeRun::Blame(const Frame& frame) const {
+void TranscodeRun::StopAtDamage(const Frame& frame) const {
   if (onDamage_ != DamagePolicy::Stop) return;
   FramePlace first = frame.place;
   first.count = 1;
@@ -172,21 +159,33 @@ void TranscodeRun::Write(Frame& frame, const std::exception_ptr& failure) {
   if (failure) std::rethrow_exception(failure);
   for (SoundPacket& sound : frame.sound) writer_->WriteSound(std::move(sound));
   if (frame.result) {
-    if (onDamage_ == DamagePolicy::Conceal) standIn_.Remember(frame.result);
+    if (onDamage_ == DamagePolicy::Conceal) gapFiller_.SetLast(frame.result);
+    standIns_.CountFrame();
     WriteFrame(frame.result);
   } else if (onDamage_ == DamagePolicy::Conceal) {
-    const std::int64_t first = source_.ToOutput(frame.place.number);
-    for (std::int64_t i = 0; i < frame.place.count; ++i) WriteFrame(standIn_.Make(first + i));
+    FillGap(frame.place);
   }
   report_.resultBytes += frame.resultBytes;
-  if (check_ && frame.result) check_->Add(frame.quality, frame.place.number);
+  if (check_ && frame.result) check_->Add(frame.place.number);
   StopClock();
-  progress_.Update(report_, source_.GetFrameCount());
+  observer_.ReportProgress(report_, source_.GetFrameCount());
 }
 
 void TranscodeRun::WriteFrame(const Sample& frame) {
   writer_->Write(frame);
   ++report_.frames;
+}
+
+void TranscodeRun::FillGap(const FramePlace& place) {
+  if (!standIns_.Take(place.count)) {
+    throw Failure(source_.GetName() + ": " + Describe(place) + ": too many lost frames to fill (" +
+                  std::to_string(place.count) + "); --on-error skip leaves them out");
+  }
+  const std::int64_t first = source_.ToOutput(place.number);
+  for (std::int64_t i = 0; i < place.count; ++i) {
+    CheckInterrupt();
+    WriteFrame(gapFiller_.Make(first + i));
+  }
 }
 
 void TranscodeRun::ReportDamage(const Frame& frame) {

@@ -8,43 +8,63 @@
 #include <optional>
 #include <string>
 
-#include "check/EncodingCheck.h"
 #include "media/FrameWriter.h"
 #include "media/OutputFile.h"
-#include "report/Report.h"
-#include "run/ElementTeam.h"
+#include "run/Elements.h"
 #include "run/FrameSource.h"
-#include "run/StandIn.h"
 #include "run/Transcode.h"
 
 namespace vixprores {
 
-/// The frames of a plan on their way through elements into the output. `options` and `report` must
-/// outlive it; the report always tells how far it came.
+/// Makes the frames that replace lost ones: the last frame again, or a grey picture if there is
+/// none. Used by the thread that writes.
+class GapFiller {
+ public:
+  /// @param format of the uncompressed frames
+  /// @param writer of the frames; must outlive the object
+  GapFiller(const StreamFormat& format, const FrameWriter& writer)
+      : format_(format), writer_(writer) {}
+
+  /// Sets the last frame, packed for the writer.
+  void SetLast(std::shared_ptr<const vix::IVideoSample> frame) { last_ = std::move(frame); }
+  /// Returns the frame of that number, packed for the writer.
+  std::shared_ptr<const vix::IVideoSample> Make(std::int64_t number);
+
+ private:
+  std::shared_ptr<const vix::IVideoSample> MakeGrey() const;
+
+  StreamFormat format_;
+  const FrameWriter& writer_;
+  std::shared_ptr<const vix::IVideoSample> last_;
+};
+
+/// The frames of a plan on their way through elements into the output. `options`, `report` and
+/// `observer` must outlive it; the report is always up to date.
 class TranscodeRun {
  public:
-  TranscodeRun(const TranscodeOptions& options, TranscodePlan plan, RunReport& report);
+  TranscodeRun(const TranscodeOptions& options, TranscodePlan plan, RunReport& report,
+               RunObserver& observer);
 
   const FrameSource& GetSource() const { return source_; }
 
-  /// Returns false when the user asked to stop.
+  /// Processes all frames. Returns false after an interrupt.
   bool ProcessFrames();
   /// Completes the output.
   void Finish();
-  /// Keeps what was written before the run ended for that reason.
+  /// Keeps the frames so far after the run ended for that reason.
   void FinishPartial(const std::string& reason);
 
  private:
   using Sample = std::shared_ptr<const vix::IVideoSample>;
 
   void Process(Frame& frame, unsigned element);
-  Sample Code(std::shared_ptr<vix::IBuffer> source, Frame& frame, unsigned element);
-  Sample CodeAndJudge(Frame& frame, std::shared_ptr<vix::IBuffer> source, unsigned element);
-  FrameQuality Check(const vix::IBuffer& source, std::shared_ptr<const vix::IBuffer> encoded,
-                     std::int64_t number, unsigned element);
-  void Blame(const Frame& frame) const;
+  Sample Code(Frame& frame, const std::shared_ptr<vix::IBuffer>& source, unsigned element);
+  void Check(const vix::IBuffer& source, std::shared_ptr<const vix::IBuffer> encoded,
+             std::int64_t number, unsigned element);
+  void StopAtDamage(const Frame& frame) const;
   void Write(Frame& frame, const std::exception_ptr& failure);
   void WriteFrame(const Sample& frame);
+  void FillGap(const FramePlace& place);
   void ReportDamage(const Frame& frame);
   void ReportOutput(const std::string& name);
   void StopClock();
@@ -54,13 +74,14 @@ class TranscodeRun {
   StreamFormat result_;
   ThreadShares shares_;
   ElementTeam elements_;
-  std::optional<EncodingCheck> check_;
+  std::unique_ptr<EncodingCheck> check_;  ///< null = none
   OutputFile file_;
   std::unique_ptr<FrameWriter> writer_;
   DamagePolicy onDamage_;
-  StandIn standIn_;
-  Progress progress_;
+  GapFiller gapFiller_;
+  StandInLimit standIns_;
   RunReport& report_;
+  RunObserver& observer_;
   std::chrono::steady_clock::time_point start_;
 };
 

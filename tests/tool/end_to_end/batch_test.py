@@ -1,10 +1,11 @@
 # SPDX-License-Identifier: BSD-2-Clause
-"""Several inputs at once."""
+"""Several inputs in one run, and the progress of runs."""
 import contextlib
 import fcntl
 import json
 import os
 import pty
+import resource
 import struct
 import subprocess
 import termios
@@ -35,7 +36,7 @@ class Batch(ToolTest):
                     self.assertIn(str(path), result.stderr)
                 self.assertIn("4 of 4 are there; 14 frames", result.stderr)
 
-    def test_the_outputs_are_those_of_single_runs(self):
+    def test_outputs_equal_those_of_single_runs(self):
         self.succeed("encode", "--jobs", 2, "--variant", "hq", "--output-dir", self.out,
                      *self.inputs)
         single = self.path("single.mov")
@@ -47,7 +48,7 @@ class Batch(ToolTest):
         self.assertEqual(sorted(path.name for path in back.iterdir()),
                          [f"{number + 1}-clip{number}.y4m" for number in range(4)])
 
-    def test_what_is_there_is_not_done_again(self):
+    def test_existing_outputs_are_skipped(self):
         self.succeed("encode", "--output-dir", self.out, *self.inputs[:2])
         before = {path: path.stat().st_mtime_ns for path in self.out.iterdir()}
         result = self.succeed("encode", "--json", "--output-dir", self.out, *self.inputs)
@@ -60,7 +61,7 @@ class Batch(ToolTest):
         for path, time in before.items():
             self.assertNotEqual(path.stat().st_mtime_ns, time)
 
-    def test_only_what_would_be_made_counts_as_done(self):
+    def test_only_matching_outputs_are_skipped(self):
         one = self.inputs[0]
         for extension in ("mov", "mkv", "mxf"):
             with self.subTest(extension=extension):
@@ -71,7 +72,7 @@ class Batch(ToolTest):
                 for options, words in ((("--frames", "0-0"), "2 frames instead of 1"),
                                        (("--variant", "hq"), "ProRes 422 HQ")):
                     if extension == "mxf" and options[0] == "--variant":
-                        continue  # the container does not tell
+                        continue  # not in the container
                     before = output.read_bytes()
                     result = run("encode", *options, *arguments)
                     self.assertEqual(result.returncode, 1, result.stderr)
@@ -84,7 +85,7 @@ class Batch(ToolTest):
         self.assertEqual(result.returncode, 1)
         self.assertIn("no readable container", result.stderr)
 
-    def test_labels_that_would_be_others_are_no_labels_that_are_there(self):
+    def test_outputs_with_other_labels_are_rejected(self):
         clip = self.path("labels.mov")
         make_v210(clip, "-timecode", "01:00:00:00")
         for extension in ("mov", "mkv", "mxf"):
@@ -98,7 +99,7 @@ class Batch(ToolTest):
                     (("--par", "64:45"), "shown 128x96 instead of shown 182x96"),
                     (("--fields", "top"), "progressive instead of top field first")):
                 if extension == "mxf" and options[0] == "--fields":
-                    continue  # refused
+                    continue  # rejected
                 with self.subTest(extension=extension, options=options):
                     self.fail_with(1, ["exists, but is not what would be made", words,
                                        "--overwrite"], "encode", *options, *arguments)
@@ -106,7 +107,7 @@ class Batch(ToolTest):
                     self.assertIn("skipped", self.succeed("encode", *options, *arguments).stderr)
                     self.succeed("encode", "--overwrite", *arguments)
 
-    def test_sound_that_would_be_left_out_is_seen(self):
+    def test_outputs_with_other_sound_are_rejected(self):
         clip = self.path("sound.mov")
         make_v210(self.path("silent.mov"))
         ffmpeg("-i", self.path("silent.mov"), "-f", "lavfi", "-i", "sine=sample_rate=48000",
@@ -116,7 +117,7 @@ class Batch(ToolTest):
         self.fail_with(1, ["1 sound track instead of 0 sound tracks"], "encode", "--no-audio",
                        "--output-dir", self.out, clip)
 
-    def test_decoded_outputs_are_looked_at_too(self):
+    def test_decoded_outputs_are_compared_too(self):
         encoded = self.path("encoded.mov")
         self.succeed("encode", self.inputs[1], encoded)
         for extension in ("mov", "avi", "nut", "y4m", "raw"):
@@ -126,12 +127,12 @@ class Batch(ToolTest):
                 self.assertIn("skipped", self.succeed("decode", *arguments).stderr)
                 for options in (("--fourcc", "UYVY"), ("--frames", "0-1")):
                     if extension == "nut" and options[0] == "--frames":
-                        continue  # the container does not tell
+                        continue  # not in the container
                     result = run("decode", *options, *arguments)
                     self.assertEqual(result.returncode, 1, result.stderr)
                     self.assertIn("exists, but is not what would be made", result.stderr)
 
-    def test_one_that_fails_does_not_stop_the_others(self):
+    def test_a_failure_does_not_stop_the_other_inputs(self):
         self.inputs[1].write_bytes(b"no container")
         missing = self.path("missing.mov")
         for jobs in (1, 3):
@@ -144,7 +145,29 @@ class Batch(ToolTest):
                 self.assertIn(f"vixprores: {missing}: cannot be read", result.stderr)
                 self.assertIn("3 of 5 are there", result.stderr)
 
-    def test_outputs_of_one_name_are_refused(self):
+    def test_a_batch_does_not_need_all_its_threads(self):
+        def reserve_too_large_stacks():
+            # The system refuses each new thread, whose stack would fill the address space.
+            resource.setrlimit(resource.RLIMIT_STACK, (1 << 47, resource.RLIM_INFINITY))
+
+        if resource.getrlimit(resource.RLIMIT_STACK)[1] != resource.RLIM_INFINITY:
+            self.skipTest("the size of stacks is limited")
+        result = self.succeed("encode", "--jobs", 3, "--threads", 2, "--name", "{name}.mkv",
+                              "--output-dir", self.out, *self.inputs,
+                              preexec_fn=reserve_too_large_stacks)
+        self.assertIn("4 of 4 are there", result.stderr)
+
+    def test_names_cannot_control_the_terminal(self):
+        for name in ("red\x1b[31m.mov", "csi\u009b31m.mov", "line\rfeed.mov"):
+            with self.subTest(name=name):
+                result = run("encode", "--output-dir", self.out, self.path(name), text=False)
+                self.assertEqual(result.returncode, 1)
+                self.assertNotRegex(result.stderr.decode(), "[\x00-\x09\x0b-\x1f\x7f-\x9f]")
+        self.assertIn(b"red\\x1B[31m.mov: cannot be read",
+                      run("encode", self.path("red\x1b[31m.mov"), self.path("out.mov"),
+                          text=False).stderr)
+
+    def test_outputs_of_one_name_are_rejected(self):
         other = self.path("other")
         other.mkdir()
         os.link(self.inputs[0], other / "clip0.mov")
@@ -154,13 +177,13 @@ class Batch(ToolTest):
                        "{title}.mov", "--output-dir", self.out, self.inputs[0])
         self.fail_with(2, ["missing INPUT"], "encode", "--output-dir", self.out)
 
-    def test_an_output_folder_that_cannot_be_made(self):
+    def test_the_output_folder_cannot_be_created(self):
         self.fail_with(1, [self.inputs[0] / "x", "cannot be made"], "encode", "--output-dir",
                        self.inputs[0] / "x", self.inputs[1])
 
 
 class Progress(ToolTest):
-    def test_it_comes_as_lines_of_json(self):
+    def test_json_lines(self):
         clip = self.path("clip.mov")
         make_v210(clip)
         result = self.succeed("encode", "--progress", "json", clip, self.path("out.mov"))
@@ -171,7 +194,7 @@ class Progress(ToolTest):
             self.assertLessEqual({"seconds", "framesPerSecond", "realTimeFactor",
                                   "megabitsPerSecond"}, set(line))
 
-    def test_of_several_inputs_it_tells_which(self):
+    def test_json_lines_name_their_input(self):
         clips = [self.path("a.mov"), self.path("b.mov")]
         for clip in clips:
             make_v210(clip)
@@ -180,21 +203,37 @@ class Progress(ToolTest):
         lines = [json.loads(line) for line in result.stderr.splitlines() if line.startswith("{")]
         self.assertEqual({line["input"] for line in lines}, set(map(str, clips)))
 
-    def test_a_line_is_no_wider_than_its_terminal(self):
-        clip = self.path("clip.mov")
-        make_v210(clip, frames=50)
+    def show_progress(self, columns, *arguments):
+        """Runs the program on a terminal; returns the lines of progress that it drew there."""
         primary, secondary = pty.openpty()
-        fcntl.ioctl(secondary, termios.TIOCSWINSZ, struct.pack("4H", 24, 30, 0, 0))
-        process = subprocess.Popen([PROGRAM, "encode", clip, self.path("out.mov")],
-                                   stderr=secondary)
+        fcntl.ioctl(secondary, termios.TIOCSWINSZ, struct.pack("4H", 24, columns, 0, 0))
+        process = subprocess.Popen([PROGRAM, *map(str, arguments)], stderr=secondary)
         os.close(secondary)
         shown = b""
         with contextlib.suppress(OSError):  # once the terminal's other end is closed
             while chunk := os.read(primary, 4096):
                 shown += chunk
         os.close(primary)
-        self.assertEqual(process.wait(TIMEOUT), 0)
-        drawn = [text for text in shown.split(b"\r\x1b[K") if text.startswith(b"frame ")]
+        self.assertEqual(process.wait(TIMEOUT), 0, shown)
+        drawn = [text for text in shown.decode().split("\r\x1b[K")
+                 if text.startswith(("frame ", "input"))]
         self.assertTrue(drawn, shown)
-        for text in drawn:
+        return drawn
+
+    def test_a_line_is_no_wider_than_its_terminal(self):
+        clip = self.path("clip.mov")
+        make_v210(clip, frames=50)
+        for text in self.show_progress(30, "encode", clip, self.path("out.mov")):
             self.assertLess(len(text), 30)
+
+    def test_the_line_of_a_batch_counts_its_inputs(self):
+        clips = [self.path(f"{name}.mov") for name in "abc"]
+        for clip in clips:
+            make_v210(clip)
+        batch = ("encode", "--overwrite", "--output-dir", self.path("out"), *clips)
+        drawn = self.show_progress(80, *batch)
+        for number in (1, 2, 3):
+            self.assertTrue(any(text.startswith(f"input {number}/3  frame ") for text in drawn),
+                            drawn)
+        drawn = self.show_progress(80, *batch, "--jobs", 2)
+        self.assertTrue(drawn[0].startswith("inputs 0/3  frame "), drawn)

@@ -58,8 +58,9 @@ class Interruption(ToolTest):
                 self.wait_for_work_file("out.mov", 1000)
                 _, errors = self.interrupt(process, number)
                 partial = self.path("out.partial.mov")
-                count = int(re.search(r"interrupted after (\d+) frames\n\d+ frames? before that (?:is|are) kept in "
-                                      + re.escape(str(partial)), errors).group(1))
+                kept = r"\d+ frames? before that (?:is|are) kept in " + re.escape(str(partial))
+                self.assertRegex(errors, kept)
+                count = int(re.search(r"interrupted after (\d+) frames?\n", errors).group(1))
                 self.assertGreaterEqual(count, 1)
                 self.assertLessEqual(count, 5)
                 self.assertEqual(probe(partial)["nb_read_packets"], str(count))
@@ -69,7 +70,7 @@ class Interruption(ToolTest):
                 self.assertEqual(list(self.folder.glob("*.part-*")), [])
                 partial.unlink()
 
-    def test_an_earlier_partial_file_is_not_lost(self):
+    def test_an_earlier_partial_file_stays(self):
         self.path("out.partial.mov").write_text("earlier")
         process = self.start("encode", *HEADLESS, "-", self.path("out.mov"))
         process.stdin.write(self.frames)
@@ -79,7 +80,7 @@ class Interruption(ToolTest):
         self.assertEqual(self.path("out.partial.mov").read_text(), "earlier")
         self.assertEqual(probe(self.path("out.partial-2.mov"))["codec_name"], "prores")
 
-    def test_nothing_is_kept_of_nothing(self):
+    def test_nothing_is_kept_without_frames(self):
         process = self.start("encode", *HEADLESS, "-", self.path("out.mov"))
         self.wait_for_work_file("out.mov", 0)
         _, errors = self.interrupt(process)
@@ -97,7 +98,7 @@ class Interruption(ToolTest):
         self.interrupt(process)
         self.assertEqual(probe(self.path("out.partial.mov"))["codec_name"], "v210")
 
-    def test_json_tells_of_the_interruption(self):
+    def test_json_reports_the_interrupt(self):
         process = self.start("encode", "--json", *HEADLESS, "-", self.path("out.mov"))
         process.stdin.write(self.frames)
         process.stdin.flush()

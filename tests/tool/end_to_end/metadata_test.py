@@ -258,4 +258,4 @@ class Metadata(ToolTest):
     def test_a_field_order_that_is_not_told_is_said(self):
         self.clip = self.path("clip.avi")
         make_v210(self.clip)
-        self.assertIn("does not tell its field order", self.encode().stderr)
+        self.assertIn("field order unknown; assuming progressive", self.encode().stderr)

@@ -1,5 +1,5 @@
 # SPDX-License-Identifier: BSD-2-Clause
-"""Threads and instructions: whatever is used, the output is the same, and so are the errors."""
+"""Output and errors are the same for every number of threads and every instruction set."""
 import re
 import subprocess
 
@@ -20,7 +20,7 @@ class Parallel(ToolTest):
         self.succeed("encode", "--threads", 1, self.clip, self.encoded)
 
     def output(self, *arguments, name):
-        """The bytes of the file that a run writes."""
+        """Returns the bytes of the file that a run writes."""
         self.succeed(*arguments, "--overwrite", self.path(name))
         return self.path(name).read_bytes()
 
@@ -82,7 +82,7 @@ class SameOutput(Parallel):
 
 
 class SameErrors(Parallel):
-    """A failing run says the same, whatever was under way behind the frame that fails."""
+    """A failing run reports the same, whatever later frames are in progress."""
 
     def check_all_fail_alike(self, *arguments, words):
         first = None
@@ -136,7 +136,7 @@ class SameErrors(Parallel):
         self.check_all_fail_alike("decode", "--skip-field", self.encoded, self.path("out.raw"),
                                   words=["frame 9 at byte", "is scanned otherwise", "--skip-field"])
 
-    def test_output_that_fails_ends_the_wait_for_input(self):
+    def test_a_failing_output_ends_the_wait_for_input(self):
         self.encode_clip()
         streamable = self.path("streamable.mov")
         ffmpeg("-i", self.encoded, "-c", "copy", "-movflags", "faststart", streamable)
@@ -148,7 +148,7 @@ class SameErrors(Parallel):
                     [PROGRAM, "decode", "--threads", str(threads), "-", "/dev/full"],
                     stdin=subprocess.PIPE, stderr=subprocess.PIPE)
                 self.addCleanup(process.kill)
-                # Another thread waits for the rest of the second frame, which never comes.
+                # Another thread waits for the rest of the second frame, which is never written.
                 process.stdin.write(data[:second + 100])
                 process.stdin.flush()
                 self.assertEqual(process.wait(TIMEOUT), 1)
@@ -158,7 +158,7 @@ class SameErrors(Parallel):
 
 
 class CpuLevels(ToolTest):
-    def test_level_that_is_none(self):
+    def test_unknown_level(self):
         for command in (("encode", "in.mov", "out.mov"), ("decode", "in.mov", "out.mov"),
                         ("bench",)):
             self.fail_with(2, ["'mmx'", "auto, scalar, sse4, avx2 and avx512"], *command, "--cpu",

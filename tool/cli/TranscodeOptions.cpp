@@ -1,12 +1,11 @@
 // SPDX-License-Identifier: BSD-2-Clause
-#include "run/TranscodeOptions.h"
-
 #include <algorithm>
 #include <memory>
 #include <sstream>
 
 #include "base/Errors.h"
 #include "base/Text.h"
+#include "cli/Options.h"
 #include "format/ColourNames.h"
 #include "format/OutputFormat.h"
 #include "run/Batch.h"

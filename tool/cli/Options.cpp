@@ -1,13 +1,9 @@
 // SPDX-License-Identifier: BSD-2-Clause
-#include "run/Options.h"
-
-#include <cstdio>
+#include "cli/Options.h"
 
 #include "base/Errors.h"
 #include "base/Text.h"
-#include "media/container/Libav.h"
-#include "run/CodecEnvironment.h"
-#include "vix/Logging.h"
+#include "run/Host.h"
 
 namespace vixprores {
 namespace {
@@ -85,16 +81,6 @@ Option FourCCOption(vix::FourCC& fourcc) {
                 [&fourcc](const std::string& code) { fourcc = ParseFourCC(code); }};
   option.choices = {"uyvy", "v210"};
   return option;
-}
-
-void SetUpMessages(const HostOptions& options) {
-  SetLibavMessages(options.verbose);
-  // A failure's record says no more than the error that is printed at the end; so records are
-  // shown only to those who ask for them.
-  vix::SetCurrentLoggerWriter(
-      vix::CreateLineLoggerWriter([show = options.verbose](vix::LogLevel, const std::string& line) {
-        if (show) PrintText(stderr, line + "\n");
-      }));
 }
 
 }  // namespace vixprores

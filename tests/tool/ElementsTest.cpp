@@ -1,0 +1,112 @@
+// SPDX-License-Identifier: BSD-2-Clause
+#include <gtest/gtest.h>
+
+#include <algorithm>
+#include <filesystem>
+#include <iterator>
+
+#include "ReferenceCodec.h"
+#include "base/FramePool.h"
+#include "run/Elements.h"
+#include "run/Host.h"
+
+namespace vixprores {
+namespace {
+
+void ExpectShares(const ThreadShares& shares, unsigned elements, int threadsEach) {
+  EXPECT_EQ(shares.elements, elements);
+  EXPECT_EQ(shares.threadsEach, threadsEach);
+}
+
+TEST(ThreadShares, GiveEachThreadFramesOfItsOwn) {
+  ExpectShares(ShareThreads(1, 100), 1, 1);
+  ExpectShares(ShareThreads(3, 100), 3, 1);
+  ExpectShares(ShareThreads(8, 8), 8, 1);
+  ExpectShares(ShareThreads(8, std::nullopt), 8, 1);
+}
+
+TEST(ThreadShares, ShareFramesIfThereAreFew) {
+  ExpectShares(ShareThreads(8, 1), 1, 8);
+  ExpectShares(ShareThreads(8, 3), 3, 2);
+  ExpectShares(ShareThreads(5, 4), 4, 1);
+}
+
+TEST(ThreadShares, HaveAnElementEvenForNoFrames) {
+  ExpectShares(ShareThreads(4, 0), 1, 4);
+}
+
+TEST(ThreadShares, HaveAtLeastOneThread) {
+  const ThreadShares shares = ShareThreads(0, std::nullopt);
+  EXPECT_GE(shares.elements, 1u);
+  EXPECT_EQ(shares.threadsEach, 1);
+}
+
+class Decoders : public testing::Test {
+ protected:
+  Decoders() {
+    reference::StreamSpec spec;
+    spec.width = format_.width = 512;
+    spec.height = format_.height = 256;
+    format_.code = vix::MakeFourCC("apcn");
+    format_.rate = {25, 1};
+    stream_ = MakeStream(spec, reference::NaturalSource(1));
+  }
+
+  ElementTeam MakeTeam(int threadsEach) const {
+    return {[](int /*threads*/) { return MakeProResDecoder(vix::kFourCC_V210, false); }, format_,
+            ThreadShares{1, threadsEach}};
+  }
+
+  ElementOutput Decode(ElementTeam& team) const {
+    auto frame = FramePool().MakeFrame(static_cast<std::uint32_t>(stream_.bytes.size()));
+    std::ranges::copy(stream_.bytes, frame->GetData());
+    StreamFormat picture = format_;
+    picture.code = vix::kFourCC_V210;
+    return team.Decode(0, frame, 0, picture.FrameBytes());
+  }
+
+  static std::ptrdiff_t CountThreads() {
+    namespace fs = std::filesystem;
+    return std::distance(fs::directory_iterator("/proc/self/task"), fs::directory_iterator());
+  }
+
+  std::shared_ptr<vix::IPlugin> plugin_ = LoadProResPlugin(std::nullopt);
+  StreamFormat format_;
+  reference::Stream stream_;
+};
+
+TEST_F(Decoders, HaveTheThreadsOfTheirOwnTeam) {
+  const auto before = CountThreads();
+  auto first = MakeTeam(3);
+  EXPECT_TRUE(Decode(first).fault.empty());
+  EXPECT_EQ(CountThreads(), before + 2);
+  auto second = MakeTeam(1);
+  EXPECT_TRUE(Decode(second).fault.empty());
+  EXPECT_EQ(CountThreads(), before + 2);
+}
+
+TEST_F(Decoders, ReportTheDamagedSlicesOfEachFrame) {
+  auto team = MakeTeam(1);
+  const auto intact = stream_.bytes;
+  stream_.bytes[stream_.slices.at(1).offset] = 0;
+  stream_.bytes[stream_.slices.at(3).offset] = 0;
+  const auto damaged = Decode(team);
+  EXPECT_EQ(damaged.damagedSlices, 2u);
+  EXPECT_EQ(damaged.fault, "has 2 damaged slices");
+  EXPECT_TRUE(damaged.sample);
+  stream_.bytes = intact;
+  EXPECT_EQ(Decode(team).damagedSlices, 0u);
+}
+
+TEST_F(Decoders, ReportTheFaultOfAFrameThatCannotBeDecoded) {
+  auto team = MakeTeam(1);
+  stream_.bytes.resize(stream_.bytes.size() / 2);
+  const auto output = Decode(team);
+  EXPECT_FALSE(output.sample);
+  EXPECT_FALSE(output.fault.empty());
+  stream_.bytes.resize(4);
+  EXPECT_EQ(Decode(team).fault, "has no readable frame header");
+}
+
+}  // namespace
+}  // namespace vixprores

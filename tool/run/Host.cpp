@@ -1,0 +1,121 @@
+// SPDX-License-Identifier: BSD-2-Clause
+#include "run/Host.h"
+
+#include <dlfcn.h>
+#include <link.h>
+
+#include <algorithm>
+#include <array>
+#include <cstdio>
+#include <filesystem>
+#include <iterator>
+#include <set>
+#include <system_error>
+
+#include "ProRes/ProResHost.h"
+#include "base/Errors.h"
+#include "base/Text.h"
+#include "media/container/Libav.h"
+#include "vix/Logging.h"
+
+namespace vixprores {
+namespace {
+
+// By WPRProcessorLevel.
+constexpr std::array<const char*, 5> kCpuLevels{"auto", "scalar", "sse4", "avx2", "avx512"};
+
+constexpr const char* kRegistrant = "vixprores";
+
+std::string ProgramFolder() {
+  std::error_code error;
+  return std::filesystem::read_symlink("/proc/self/exe", error).parent_path().string();
+}
+
+// Returns the path under which the dynamic linker's own search finds the plug-in. A bare name would
+// also be searched in the current folder, where anybody may have put it.
+std::optional<std::string> FindInSystem() {
+  const std::unique_ptr<void, int (*)(void*)> library(dlopen(VIX_PLUGIN_NAME, RTLD_LAZY), dlclose);
+  link_map* map = nullptr;
+  if (!library || dlinfo(library.get(), RTLD_DI_LINKMAP, &map) != 0) return std::nullopt;
+  return map->l_name;
+}
+
+[[noreturn]] void RefuseWithoutPlugin() {
+  std::string places;
+  for (const std::string& candidate : PluginCandidates(ProgramFolder())) places += candidate + ", ";
+  throw Failure("the plug-in is neither " + places +
+                "nor in the system's library folders; name it with --plugin");
+}
+
+std::vector<std::string> CpuLevelsUpTo(std::int32_t highest) {
+  return {kCpuLevels.begin(), kCpuLevels.begin() + highest + 1};
+}
+
+}  // namespace
+
+void SetUpMessages(const HostOptions& options) {
+  SetLibavMessages(options.verbose);
+  // The error message at the end repeats the record of a failure; so records are shown only on
+  // request.
+  vix::SetCurrentLoggerWriter(
+      vix::CreateLineLoggerWriter([show = options.verbose](vix::LogLevel, const std::string& line) {
+        if (show) PrintText(stderr, line + "\n");
+      }));
+}
+
+std::vector<std::string> PluginCandidates(const std::string& programFolder) {
+  const auto prefix = std::filesystem::path(programFolder).parent_path();
+  std::vector<std::string> candidates;
+  for (const std::string& folder : std::set<std::string>{"lib", VIX_LIBDIR, VIX_DEBIAN_LIBDIR}) {
+    candidates.push_back((prefix / folder / VIX_PLUGIN_NAME).string());
+  }
+  return candidates;
+}
+
+std::optional<std::string> FindProResPlugin() {
+  for (const std::string& candidate : PluginCandidates(ProgramFolder())) {
+    if (std::filesystem::exists(candidate)) return candidate;
+  }
+  return FindInSystem();
+}
+
+std::shared_ptr<vix::IPlugin> LoadProResPlugin(const std::optional<std::string>& path) {
+  const auto plugin = path ? path : FindProResPlugin();
+  if (!plugin) RefuseWithoutPlugin();
+  return vix::LoadPlugin(*plugin, kRegistrant);
+}
+
+int RunWithPlugin(const HostOptions& options, const std::string& input,
+                  const std::function<int()>& work) {
+  const auto plugin = LoadProResPlugin(options.plugin);
+  try {
+    return work();
+  } catch (const UsageError&) {
+    throw;
+  } catch (...) {
+    throw Failure(DescribeException(input));
+  }
+}
+
+void SetCpuLevel(const std::string& level) {
+  const auto found = std::ranges::find(kCpuLevels, level);
+  const auto number = static_cast<std::int32_t>(std::distance(kCpuLevels.begin(), found));
+  if (WPRSetProcessorLevel(number) == kWPRSuccess) return;
+  throw Failure("--cpu " + level + ": this processor has no such instructions; it has " +
+                JoinWords(CpuLevelsUpTo(WPRGetHighestProcessorLevel())));
+}
+
+std::vector<std::string> CpuLevels() {
+  return {kCpuLevels.begin(), kCpuLevels.end()};
+}
+
+std::vector<std::string> AvailableCpuLevels() {
+  const auto levels = CpuLevelsUpTo(WPRGetHighestProcessorLevel());
+  return {levels.begin() + 1, levels.end()};
+}
+
+std::string CpuLevelInUse() {
+  return kCpuLevels.at(static_cast<std::size_t>(WPRGetProcessorLevel()));
+}
+
+}  // namespace vixprores

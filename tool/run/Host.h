@@ -1,0 +1,57 @@
+// SPDX-License-Identifier: BSD-2-Clause
+#ifndef TOOL_RUN_HOST_H
+#define TOOL_RUN_HOST_H
+
+/// @file
+/// The program as a host: its messages, the plug-in, and settings of the codec library.
+
+#include <functional>
+#include <memory>
+#include <optional>
+#include <string>
+#include <vector>
+
+#include "run/Options.h"
+#include "vix/PluginLoader.h"
+
+namespace vixprores {
+
+/// Sends log records and messages of the container library to standard error, or nowhere. Call it
+/// before the host core is used.
+void SetUpMessages(const HostOptions& options);
+
+/// Returns where the plug-in is beside a program in `programFolder`: in the library folders of a
+/// build tree and of an installation.
+std::vector<std::string> PluginCandidates(const std::string& programFolder);
+
+/// Returns the plug-in that is loaded if none is named: the first candidate that exists, else the
+/// one that the system finds among its libraries; none if there is none.
+std::optional<std::string> FindProResPlugin();
+
+/// Loads the plug-in from `path`, or without a path the one that FindProResPlugin() finds. Its
+/// elements are in the registry as long as the result lives.
+/// @throws Failure that names the places, VIXRuntimeError that names the path
+std::shared_ptr<vix::IPlugin> LoadProResPlugin(const std::optional<std::string>& path);
+
+/// Runs `work` on `input` while the plug-in is loaded and returns its result. Converts exceptions
+/// of the plug-in, which need the plug-in's code, to Failures.
+int RunWithPlugin(const HostOptions& options, const std::string& input,
+                  const std::function<int()>& work);
+
+/// Makes the codec library use that instruction set level; "auto" is the highest available. Rejects
+/// a level that this processor lacks with a Failure that names the available ones.
+/// @param level one of CpuLevels()
+void SetCpuLevel(const std::string& level);
+
+/// Returns the names of all levels: "auto", "scalar", ...
+std::vector<std::string> CpuLevels();
+
+/// Returns the levels of this processor, without "auto".
+std::vector<std::string> AvailableCpuLevels();
+
+/// Returns the level that the codec library uses.
+std::string CpuLevelInUse();
+
+}  // namespace vixprores
+
+#endif  // TOOL_RUN_HOST_H

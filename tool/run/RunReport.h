@@ -1,0 +1,92 @@
+// SPDX-License-Identifier: BSD-2-Clause
+#ifndef TOOL_RUN_RUNREPORT_H
+#define TOOL_RUN_RUNREPORT_H
+
+/// @file
+/// What a run reports; report/ formats it.
+
+#include <array>
+#include <cstddef>
+#include <cstdint>
+#include <optional>
+#include <string>
+#include <vector>
+
+#include "format/FramePlace.h"
+#include "format/SamplePicture.h"
+#include "format/Sound.h"
+#include "format/StreamFormat.h"
+
+namespace vixprores {
+
+/// A damaged frame of a run's input, or several for one reason.
+struct FrameDamage {
+  enum class Treatment { Stopped, LeftOut, Concealed, Replaced };
+
+  FramePlace place;
+  std::string what;  ///< what is wrong with it
+  Treatment treatment = Treatment::Stopped;
+};
+
+/// Quality of all encoded frames together.
+struct EncodingQuality {
+  static constexpr std::size_t kAll = SamplePicture::kPlanes;  ///< index of all samples in psnr
+
+  std::int64_t frames = 0;
+  std::array<double, SamplePicture::kPlanes + 1> psnr{};  ///< Y, Cb, Cr and all samples, in dB
+  std::int64_t worstFrame = 0;                            ///< number of the frame with least PSNR
+  double worstPsnr = 0;                                   ///< of all its samples
+};
+
+/// State and outcome of a run.
+struct RunReport {
+  enum class Status { Done, Skipped, Interrupted, Failed };
+
+  const char* command = "";
+  std::size_t place = 0;  ///< of the input in its batch, from 1; 0 = no batch
+  Status status = Status::Failed;
+  std::string message;  ///< why the run ended early; empty = it did not
+  std::string input;
+  std::string output;            ///< name of the file that was written; empty = none was kept
+  std::int64_t outputBytes = 0;  ///< size of that file
+  StreamFormat source;
+  StreamFormat result;
+  bool isLabelled = true;       ///< the output holds field order, aspect or colour
+  std::size_t soundTracks = 0;  ///< that are copied
+  std::string timecode;         ///< of the first frame; empty = none
+  std::int64_t frames = 0;
+  std::uint64_t sourceBytes = 0;           ///< of the frames that were read
+  std::uint64_t resultBytes = 0;           ///< of the frames as the element returned them
+  std::optional<EncodingQuality> quality;  ///< of a verified encoding
+  std::vector<FrameDamage> damage;
+  std::int64_t damagedFrames = 0;  ///< of a recovered file
+  std::vector<SoundDamage> soundDamage;
+  double seconds = 0;  ///< from the first frame to the complete output
+
+  /// True if the output is there, made by this run or an earlier one.
+  bool HasOutput() const { return status == Status::Done || status == Status::Skipped; }
+  double FramesPerSecond() const;
+  /// Returns the speed in units of the video's own.
+  double RealTimeFactor() const;
+  /// Returns the bit rate of the ProRes side when played, in 10^6 bits per second.
+  double MegabitsPerSecond() const;
+};
+
+/// Receives what runs report while they go on. The runs of a batch call it from several threads at
+/// once.
+class RunObserver {
+ public:
+  virtual ~RunObserver() = default;
+  /// Something that the user should know about an input or an output.
+  virtual void ReportNote(const std::string& text) = 0;
+  /// State of a run of `total` frames (none = unknown), after each frame.
+  virtual void ReportProgress(const RunReport& report, std::optional<std::int64_t> total) = 0;
+  /// Outcome of a run.
+  virtual void ReportEnd(const RunReport& report) = 0;
+  /// Outcome of a batch, after that of each run.
+  virtual void ReportBatch(const std::vector<RunReport>& reports) = 0;
+};
+
+}  // namespace vixprores
+
+#endif  // TOOL_RUN_RUNREPORT_H
