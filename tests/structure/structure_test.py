@@ -50,7 +50,8 @@ ALLOWED = {
     **{folder: [*below, "include"] for folder, below in TOOL.items()},
     "tool": ["tool", "include"],
 }
-ALLOWED["tool/frames"].append("codec/bitstream")
+for reader_of_frames in ("tool/recovery", "tool/media", "tool/frames"):
+    ALLOWED[reader_of_frames].append("codec/bitstream")
 # The table of kernels names the types of all of them, and the coders name the table.
 OUTSIDE_CYCLES = ["codec/Kernels.h"]
 
