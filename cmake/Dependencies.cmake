@@ -19,6 +19,7 @@ if(VIX_BUILD_TOOL)
   # FFmpeg 5.1
   pkg_check_modules(LIBAV REQUIRED IMPORTED_TARGET
     libavformat>=59.27 libavcodec>=59.37 libavutil>=57.28)
+  pkg_check_modules(ZIMG REQUIRED IMPORTED_TARGET zimg>=3.0)
   pkg_check_modules(XXHASH REQUIRED IMPORTED_TARGET libxxhash>=0.8.1)  # its header alone is used
   find_package(CLI11 2.1 REQUIRED)
   find_package(PNG 1.6.39 REQUIRED)

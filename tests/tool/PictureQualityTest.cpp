@@ -26,7 +26,7 @@ StreamFormat Format(vix::FourCC code, std::uint32_t width, std::uint32_t height)
   return format;
 }
 
-// A picture of 8 bits out of its planes, in samples of `bits`.
+// Makes a picture of 8 bits from its planes, in samples of `bits`.
 SamplePicture Load(const StreamFormat& format, const std::vector<std::uint8_t>& planar,
                    unsigned bits) {
   std::vector<std::uint8_t> packed(format.FrameBytes());
@@ -51,7 +51,7 @@ TEST(SamplePicture, WidensSamplesOfEightBits) {
   EXPECT_EQ(picture.GetPlane(2).width, 8u);
 }
 
-TEST(PictureQuality, OfTheSamePictureHasNoError) {
+TEST(PictureQuality, HasNoErrorForEqualPictures) {
   const auto quality = MeasureQuality(Flat(90, 100, 110), Flat(90, 100, 110), 8);
   EXPECT_TRUE(quality.IsIdentical());
   EXPECT_TRUE(std::isinf(ToPsnr(quality.parts[0].MeanSquaredError(), 8)));
@@ -68,7 +68,7 @@ TEST(PictureQuality, CountsTheErrorOfEachPlane) {
   EXPECT_NEAR(ToPsnr(25, 10), 10 * std::log10(1023.0 * 1023 / 25), 1e-12);
 }
 
-TEST(PictureQuality, SimilarityOfFlatPicturesIsThatOfTheirMeans) {
+TEST(PictureQuality, SimilarityOfFlatPicturesFollowsTheirMeans) {
   const auto quality = MeasureQuality(Flat(90, 100, 110), Flat(60, 100, 110), 8);
   const double c1 = std::pow(0.01 * 255, 2);
   const double expected = (2.0 * 90 * 60 + c1) / (90.0 * 90 + 60.0 * 60 + c1);
@@ -108,7 +108,7 @@ TEST(PictureQuality, SimilarityOfAWindowFollowsItsDefinition) {
   EXPECT_NEAR(quality.parts[0].ssim, expected, 1e-9);
 }
 
-TEST(PictureQuality, TakesPicturesSmallerThanAWindow) {
+TEST(PictureQuality, AcceptsPicturesSmallerThanAWindow) {
   const StreamFormat format = Format(vix::kFourCC_UYVY, 2, 2);
   const std::vector<std::uint8_t> a(PlanarBytes(format), 100);
   const std::vector<std::uint8_t> b(PlanarBytes(format), 120);
@@ -130,7 +130,7 @@ Comparison Compare(const std::vector<std::uint8_t>& lumas) {
   return comparison;
 }
 
-TEST(Comparison, TellsMeanOfDecibelsFromThatOfErrors) {
+TEST(Comparison, DistinguishesMeanDecibelsFromMeanError) {
   const Comparison comparison = Compare({101, 110, 100});
   const PartQuality& luma = comparison.parts[0];
   EXPECT_EQ(comparison.identical, 1);
@@ -145,7 +145,7 @@ TEST(Comparison, FindsTheWorstFramesFirst) {
   EXPECT_THAT(Compare({100, 100}).FindWorst(5), ElementsAre());
 }
 
-TEST(ComparisonReport, TellsIdenticalVideos) {
+TEST(ComparisonReport, ReportsIdenticalVideos) {
   const Comparison comparison = Compare({100, 100});
   EXPECT_THAT(ComparisonText(comparison), HasSubstr("2 frames compared in 8 bits, all identical"));
   const auto json = nlohmann::json::parse(ComparisonJson(comparison));

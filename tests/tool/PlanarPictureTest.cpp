@@ -72,7 +72,7 @@ TEST(PackPicture, ZeroesThePaddingOfV210Rows) {
   }
 }
 
-TEST(PackPicture, LimitsSamplesThatNeedMoreThan10Bits) {
+TEST(PackPicture, LimitsSamplesAbove10Bits) {
   const Bytes packed =
       Pack(MakeFormat(vix::kFourCC_V210, 2, 1), Words16({0xFFFF, 1024, 4000, 60000}));
   const std::uint32_t expected[] = {0x3FFFFFFF, 1023};

@@ -4,6 +4,7 @@
 
 #include <vector>
 
+#include "base/Errors.h"
 #include "format/PlanarPicture.h"
 #include "format/RgbPicture.h"
 #include "media/Png.h"
@@ -57,7 +58,7 @@ TEST(RgbPicture, FullRangeUsesAllCodeValues) {
 }
 
 TEST(RgbPicture, FollowsTheMatrixOfTheStream) {
-  // Red of full strength by each matrix, in 8 bits.
+  // Full red in each matrix, in 8 bits.
   const struct {
     int matrix;
     Sample red;
@@ -79,15 +80,61 @@ TEST(RgbPicture, AnUnspecifiedMatrixFollowsTheHeight) {
   EXPECT_NEAR(ColourOf(Format(2, 720), red709)[1], 0, 2);
 }
 
-TEST(RgbPicture, ScalesByTheMeanOfTheArea) {
-  const StreamFormat format = Format(6, 2);
-  // Columns of luma 20 and 232 in turns; a third of the width covers one of each.
+// A plane with a period of two samples is scaled to a third: inside the picture, every target pixel
+// covers as much of the one as of the other.
+TEST(RgbPicture, ScalesToTheMeanOfTheArea) {
+  const StreamFormat format = Format(36, 2);
   std::vector<std::uint8_t> packed;
-  for (int i = 0; i < 6; ++i) {
+  for (int i = 0; i < 36; ++i) {
     for (const int byte : {128, 20, 128, 232}) packed.push_back(static_cast<std::uint8_t>(byte));
   }
-  const RgbPicture picture = ToRgb(format, packed, {3, 1});
-  EXPECT_THAT(picture.pixels, testing::Each(128));
+  const RgbPicture picture = ToRgb(format, packed, {9, 1});
+  for (std::uint32_t x = 1; x < 8; ++x) EXPECT_NEAR(picture.At(x, 0)[0], 128, 2) << x;
+}
+
+TEST(RgbPicture, KeepsFlatAreasWhenItScales) {
+  StreamFormat format = Format(64, 32);
+  std::vector<std::uint8_t> packed;
+  for (int y = 0; y < 32; ++y) {
+    for (int x = 0; x < 64; x += 2) {
+      const int luma = x < 32 ? 16 : 235;
+      for (const int byte : {128, luma, 128, luma}) {
+        packed.push_back(static_cast<std::uint8_t>(byte));
+      }
+    }
+  }
+  for (const RgbSize size : {RgbSize{16, 8}, RgbSize{40, 20}, RgbSize{128, 64}}) {
+    const RgbPicture picture = ToRgb(format, packed, size);
+    for (std::uint32_t y = 0; y < size.height; ++y) {
+      for (std::uint32_t x = 0; x < size.width; ++x) {
+        if (2 * x + 6 >= size.width && 2 * x <= size.width + 6) continue;  // the edge
+        EXPECT_EQ(picture.At(x, y)[1], 2 * x < size.width ? 0 : 255) << x << " " << y;
+      }
+    }
+  }
+}
+
+TEST(RgbPicture, ConvertsOddWidthsOfBothFormats) {
+  for (const vix::FourCC code : {vix::kFourCC_UYVY, vix::kFourCC_V210}) {
+    StreamFormat format = Format(7, 3);
+    format.code = code;
+    const int shift = code == vix::kFourCC_V210 ? 2 : 0;
+    std::vector<std::uint8_t> planar;
+    for (std::size_t i = 0; i < 7 * 3 + 2 * 4 * 3; ++i) {
+      const int sample = (i < 21 ? 235 : 128) << shift;
+      planar.push_back(static_cast<std::uint8_t>(sample & 0xFF));
+      if (shift > 0) planar.push_back(static_cast<std::uint8_t>(sample >> 8));
+    }
+    std::vector<std::uint8_t> packed(format.FrameBytes());
+    PackPicture(format, planar, packed);
+    EXPECT_THAT(ToRgb(format, packed, {7, 3}).pixels, testing::Each(255));
+    EXPECT_THAT(ToRgb(format, packed, {3, 2}).pixels, testing::Each(255));
+  }
+}
+
+TEST(RgbPicture, RejectsASizeThatCannotBeConverted) {
+  const StreamFormat format = Format(4, 4);
+  EXPECT_THROW(ToRgb(format, Flat(format, {16, 128, 128}), {0, 1}), Failure);
 }
 
 TEST(RgbPicture, InterpolatesChromaBetweenItsSamples) {

@@ -10,9 +10,9 @@
 namespace vixprores {
 namespace {
 
-constexpr std::size_t kBlock = 4;  // side of the blocks that windows are put together from
+constexpr std::size_t kBlock = 4;  // a window is 2 x 2 blocks of this side
 
-// The squares of a run of samples of 10 bits add up to less than 32 bits.
+// The squared errors of as many samples of 10 bits fit 32 bits.
 constexpr std::size_t kRun = 2048;
 
 double SumSquaredErrors(const SamplePlane& a, const SamplePlane& b) {
@@ -29,7 +29,7 @@ double SumSquaredErrors(const SamplePlane& a, const SamplePlane& b) {
   return static_cast<double>(sum);
 }
 
-// What the similarity of two sets of samples is computed from.
+// Sums over two sets of samples that their similarity is computed from.
 struct Moments {
   std::uint64_t a = 0;
   std::uint64_t b = 0;
@@ -57,8 +57,8 @@ double Similarity(double sumA, double sumB, double squares, double products, dou
          ((meanA * meanA + meanB * meanB + c1) * (variances + c2));
 }
 
-// Moments of a row of blocks, one array for each so that loops over them are vectorised. The
-// moments of a block of 10-bit samples fit 32 bits.
+// Moments of a row of blocks, one array for each, so that the loops are vectorised. The moments of
+// a block of 10-bit samples fit 32 bits.
 class BlockRow {
  public:
   explicit BlockRow(std::size_t width)
@@ -103,7 +103,7 @@ class BlockRow {
   std::vector<std::uint32_t> work_;
 };
 
-// Sum of the similarities of the windows that two rows of blocks hold.
+// Returns the sum of the similarities of the windows in two rows of blocks.
 double SumWindows(const BlockRow& upper, const BlockRow& lower, double peak) {
   const auto window = [&](std::size_t moment, std::size_t i) {
     const std::uint32_t* const up = upper.Get(moment) + i;

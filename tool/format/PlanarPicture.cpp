@@ -11,13 +11,12 @@
 namespace vixprores {
 namespace {
 
-// What a frame is written as has a header line in front.
-constexpr std::size_t kLargestPicture = UINT32_MAX - 64;
+constexpr std::size_t kLargestPicture = UINT32_MAX - 64;  // leaves room for a Y4M header line
 
-// Both packed formats hold the components of a row in the order Cb Y Cr Y. The functions take one
-// group of pixels, the smallest number that fills whole words.
+// The packed formats have the components of a row in the order Cb Y Cr Y. Pack() and Unpack()
+// handle one group: the fewest pixels that fill whole words.
 
-// One byte each.
+// One byte a sample.
 struct Uyvy {
   using Sample = std::uint8_t;
   static constexpr std::size_t kPixels = 2;
@@ -40,7 +39,8 @@ struct Uyvy {
   }
 };
 
-// Three in each little-endian 32-bit word, from the lowest bits up. Samples need not be aligned.
+// Three samples in each little-endian 32-bit word, from the lowest bits up. Samples may be
+// unaligned.
 struct V210 {
   using Sample = std::uint16_t;
   static constexpr std::size_t kPixels = 6;
@@ -91,75 +91,32 @@ struct V210 {
   }
 };
 
-struct Geometry {
-  explicit Geometry(const StreamFormat& format)
-      : width(format.width), chromaWidth((width + 1) / 2), height(format.height) {}
-
-  std::size_t Samples() const { return (width + 2 * chromaWidth) * height; }
-
-  std::size_t width;
-  std::size_t chromaWidth;
-  std::size_t height;
-};
-
-// The bytes of one row in the planes of a picture.
-template <typename Byte>
-struct PlanarRow {
-  PlanarRow(const Geometry& geometry, std::size_t row, std::size_t sampleBytes, Byte* planes)
-      : y(planes + row * geometry.width * sampleBytes),
-        cb(planes + (geometry.height * geometry.width + row * geometry.chromaWidth) * sampleBytes),
-        cr(cb + geometry.height * geometry.chromaWidth * sampleBytes) {}
-
-  Byte* y;
-  Byte* cb;
-  Byte* cr;
-};
-
-// The pixels behind the last whole group of a row, with room for a whole one.
 template <typename Format>
-struct LastGroup {
-  static constexpr std::size_t kSampleBytes = sizeof(typename Format::Sample);
+constexpr std::size_t kSampleBytes = sizeof(typename Format::Sample);
 
-  explicit LastGroup(const Geometry& geometry)
-      : pixels(geometry.width % Format::kPixels),
-        chromaBytes((pixels + 1) / 2 * kSampleBytes),
-        groups(geometry.width / Format::kPixels) {}
+// Returns the row from a whole number of groups on.
+template <typename Format, typename Byte>
+PlanarRow<Byte> Advance(const PlanarRow<Byte>& row, std::size_t groups) {
+  const std::size_t chroma = groups * Format::kPixels / 2 * kSampleBytes<Format>;
+  return {row.y + 2 * chroma, row.cb + chroma, row.cr + chroma};
+}
 
-  // Where the row has an odd number of pixels, its last one is repeated.
-  void Pack(const PlanarRow<const std::uint8_t>& row, std::uint8_t* packed) {
-    std::memcpy(y.data(), row.y + LumaOffset(), pixels * kSampleBytes);
-    if (pixels % 2 == 1) {
-      const auto end = y.begin() + static_cast<std::ptrdiff_t>(pixels * kSampleBytes);
-      std::copy_n(end - kSampleBytes, kSampleBytes, end);
-    }
-    std::memcpy(cb.data(), row.cb + ChromaOffset(), chromaBytes);
-    std::memcpy(cr.data(), row.cr + ChromaOffset(), chromaBytes);
-    Format::Pack(y.data(), cb.data(), cr.data(), packed + groups * Format::kBytes);
-  }
+// Samples of one group.
+template <typename Format>
+struct Group {
+  static constexpr std::size_t kLumaBytes = Format::kPixels * kSampleBytes<Format>;
 
-  void Unpack(const std::uint8_t* packed, const PlanarRow<std::uint8_t>& row) {
-    Format::Unpack(packed + groups * Format::kBytes, y.data(), cb.data(), cr.data());
-    std::memcpy(row.y + LumaOffset(), y.data(), pixels * kSampleBytes);
-    std::memcpy(row.cb + ChromaOffset(), cb.data(), chromaBytes);
-    std::memcpy(row.cr + ChromaOffset(), cr.data(), chromaBytes);
-  }
-
-  std::size_t LumaOffset() const { return groups * Format::kPixels * kSampleBytes; }
-  std::size_t ChromaOffset() const { return LumaOffset() / 2; }
-
-  std::size_t pixels;  // none where the row ends with a whole group
-  std::size_t chromaBytes;
-  std::size_t groups;  // whole ones in the row
-  std::array<std::uint8_t, Format::kPixels * kSampleBytes> y{};
-  std::array<std::uint8_t, Format::kPixels / 2 * kSampleBytes> cb{};
-  std::array<std::uint8_t, Format::kPixels / 2 * kSampleBytes> cr{};
+  std::array<std::uint8_t, kLumaBytes> y{};
+  std::array<std::uint8_t, kLumaBytes / 2> cb{};
+  std::array<std::uint8_t, kLumaBytes / 2> cr{};
 };
 
+// `__restrict` lets the compiler vectorise the loops over groups.
 template <typename Format>
 void PackGroups(std::size_t groups, const std::uint8_t* __restrict y,
                 const std::uint8_t* __restrict cb, const std::uint8_t* __restrict cr,
                 std::uint8_t* __restrict packed) {
-  constexpr std::size_t kLumaBytes = Format::kPixels * sizeof(typename Format::Sample);
+  constexpr std::size_t kLumaBytes = Group<Format>::kLumaBytes;
   for (std::size_t group = 0; group < groups; ++group) {
     const std::size_t chroma = group * kLumaBytes / 2;
     Format::Pack(y + group * kLumaBytes, cb + chroma, cr + chroma, packed + group * Format::kBytes);
@@ -170,7 +127,7 @@ template <typename Format>
 void UnpackGroups(std::size_t groups, const std::uint8_t* __restrict packed,
                   std::uint8_t* __restrict y, std::uint8_t* __restrict cb,
                   std::uint8_t* __restrict cr) {
-  constexpr std::size_t kLumaBytes = Format::kPixels * sizeof(typename Format::Sample);
+  constexpr std::size_t kLumaBytes = Group<Format>::kLumaBytes;
   for (std::size_t group = 0; group < groups; ++group) {
     const std::size_t chroma = group * kLumaBytes / 2;
     Format::Unpack(packed + group * Format::kBytes, y + group * kLumaBytes, cb + chroma,
@@ -179,41 +136,67 @@ void UnpackGroups(std::size_t groups, const std::uint8_t* __restrict packed,
 }
 
 template <typename Format>
-void Pack(const Geometry& geometry, std::span<const std::uint8_t> planar,
-          std::span<std::uint8_t> packed) {
-  const std::size_t stride = packed.size() / geometry.height;
-  LastGroup<Format> last(geometry);
-  const std::size_t used = (last.groups + (last.pixels > 0 ? 1 : 0)) * Format::kBytes;
-  for (std::size_t row = 0; row < geometry.height; ++row) {
-    std::uint8_t* const target = packed.data() + row * stride;
-    const PlanarRow source(geometry, row, last.kSampleBytes, planar.data());
-    PackGroups<Format>(last.groups, source.y, source.cb, source.cr, target);
-    if (last.pixels > 0) last.Pack(source, target);
-    std::memset(target + used, 0, stride - used);
+void PackRow(std::size_t width, const PlanarRow<const std::uint8_t>& row,
+             std::span<std::uint8_t> packed) {
+  constexpr std::size_t kBytes = kSampleBytes<Format>;
+  const std::size_t groups = width / Format::kPixels;
+  const std::size_t rest = width % Format::kPixels;
+  PackGroups<Format>(groups, row.y, row.cb, row.cr, packed.data());
+  std::size_t used = groups * Format::kBytes;
+  if (rest > 0) {
+    const auto source = Advance<Format>(row, groups);
+    Group<Format> last;
+    std::memcpy(last.y.data(), source.y, rest * kBytes);
+    std::memcpy(last.cb.data(), source.cb, (rest + 1) / 2 * kBytes);
+    std::memcpy(last.cr.data(), source.cr, (rest + 1) / 2 * kBytes);
+    if (rest % 2 == 1) std::copy_n(&last.y[(rest - 1) * kBytes], kBytes, &last.y[rest * kBytes]);
+    Format::Pack(last.y.data(), last.cb.data(), last.cr.data(), packed.data() + used);
+    used += Format::kBytes;
   }
+  std::fill(packed.data() + used, packed.data() + packed.size(), std::uint8_t{0});
 }
 
 template <typename Format>
-void Unpack(const Geometry& geometry, std::span<const std::uint8_t> packed,
-            std::span<std::uint8_t> planar) {
-  const std::size_t stride = packed.size() / geometry.height;
-  LastGroup<Format> last(geometry);
-  for (std::size_t row = 0; row < geometry.height; ++row) {
-    const std::uint8_t* const source = packed.data() + row * stride;
-    const PlanarRow target(geometry, row, last.kSampleBytes, planar.data());
-    UnpackGroups<Format>(last.groups, source, target.y, target.cb, target.cr);
-    if (last.pixels > 0) last.Unpack(source, target);
-  }
+void UnpackRow(std::size_t width, const std::uint8_t* packed, const PlanarRow<std::uint8_t>& row) {
+  constexpr std::size_t kBytes = kSampleBytes<Format>;
+  const std::size_t groups = width / Format::kPixels;
+  const std::size_t rest = width % Format::kPixels;
+  UnpackGroups<Format>(groups, packed, row.y, row.cb, row.cr);
+  if (rest == 0) return;
+  const auto target = Advance<Format>(row, groups);
+  Group<Format> last;
+  Format::Unpack(packed + groups * Format::kBytes, last.y.data(), last.cb.data(), last.cr.data());
+  std::memcpy(target.y, last.y.data(), rest * kBytes);
+  std::memcpy(target.cb, last.cb.data(), (rest + 1) / 2 * kBytes);
+  std::memcpy(target.cr, last.cr.data(), (rest + 1) / 2 * kBytes);
 }
 
 bool Has10Bits(const StreamFormat& format) {
   return format.code == vix::kFourCC_V210;
 }
 
+std::size_t ChromaWidth(const StreamFormat& format) {
+  return (std::size_t{format.width} + 1) / 2;
+}
+
+template <typename Byte>
+PlanarRow<Byte> FindRow(const StreamFormat& format, std::span<Byte> planar, std::size_t row) {
+  const std::size_t sampleBytes = Has10Bits(format) ? 2 : 1;
+  const std::size_t lumaRow = format.width * sampleBytes;
+  const std::size_t chromaRow = ChromaWidth(format) * sampleBytes;
+  Byte* const cb = planar.data() + lumaRow * format.height + chromaRow * row;
+  return {planar.data() + lumaRow * row, cb, cb + chromaRow * format.height};
+}
+
 }  // namespace
 
+unsigned SampleBits(const StreamFormat& format) {
+  return Has10Bits(format) ? 10 : 8;
+}
+
 std::uint32_t PlanarBytes(const StreamFormat& format) {
-  const std::size_t bytes = Geometry(format).Samples() * (Has10Bits(format) ? 2 : 1);
+  const std::size_t rowSamples = format.width + 2 * ChromaWidth(format);
+  const std::size_t bytes = rowSamples * format.height * (Has10Bits(format) ? 2 : 1);
   if (bytes > kLargestPicture) {
     throw Failure("Y4M pictures of " + DescribeSize(format.width, format.height) + " have " +
                   std::to_string(bytes) + " bytes each, more than 32 bits of them");
@@ -223,14 +206,49 @@ std::uint32_t PlanarBytes(const StreamFormat& format) {
 
 void PackPicture(const StreamFormat& format, std::span<const std::uint8_t> planar,
                  std::span<std::uint8_t> packed) {
-  const auto pack = Has10Bits(format) ? Pack<V210> : Pack<Uyvy>;
-  pack(Geometry(format), planar, packed);
+  const auto packRow = Has10Bits(format) ? PackRow<V210> : PackRow<Uyvy>;
+  const std::size_t stride = packed.size() / format.height;
+  for (std::size_t row = 0; row < format.height; ++row) {
+    packRow(format.width, FindRow(format, planar, row), packed.subspan(row * stride, stride));
+  }
 }
 
 void UnpackPicture(const StreamFormat& format, std::span<const std::uint8_t> packed,
                    std::span<std::uint8_t> planar) {
-  const auto unpack = Has10Bits(format) ? Unpack<V210> : Unpack<Uyvy>;
-  unpack(Geometry(format), packed, planar);
+  for (std::size_t row = 0; row < format.height; ++row) {
+    UnpackRow(format, packed, row, FindRow(format, planar, row));
+  }
+}
+
+void UnpackRow(const StreamFormat& format, std::span<const std::uint8_t> packed, std::size_t row,
+               const PlanarRow<std::uint8_t>& samples) {
+  const auto unpackRow = Has10Bits(format) ? UnpackRow<V210> : UnpackRow<Uyvy>;
+  const std::size_t stride = packed.size() / format.height;
+  unpackRow(format.width, packed.data() + row * stride, samples);
+}
+
+void SamplePicture::Load(const StreamFormat& format, std::span<const std::uint8_t> packed,
+                         unsigned bits) {
+  width_ = format.width;
+  height_ = format.height;
+  const std::size_t bytes = PlanarBytes(format);
+  if (Has10Bits(format)) {
+    samples_.resize(bytes / sizeof(std::uint16_t));
+    UnpackPicture(format, packed, {reinterpret_cast<std::uint8_t*>(samples_.data()), bytes});
+    return;
+  }
+  planar_.resize(bytes);
+  UnpackPicture(format, packed, planar_);
+  samples_.resize(bytes);
+  std::ranges::transform(planar_, samples_.begin(), [shift = bits - 8](std::uint8_t sample) {
+    return static_cast<std::uint16_t>(sample << shift);
+  });
+}
+
+SamplePlane SamplePicture::GetPlane(std::size_t plane) const {
+  const std::size_t chromaWidth = (width_ + 1) / 2;
+  if (plane == 0) return {samples_.data(), width_, height_};
+  return {samples_.data() + (width_ + (plane - 1) * chromaWidth) * height_, chromaWidth, height_};
 }
 
 }  // namespace vixprores

@@ -3,30 +3,77 @@
 #define TOOL_FORMAT_PLANARPICTURE_H
 
 /// @file
-/// Planar 4:2:2 pictures as Y4M streams hold them, to and from the packed formats of the elements.
+/// Planar 4:2:2 pictures, to and from the packed formats of the elements.
 ///
-/// A planar picture is the Y plane, then Cb, then Cr, rows without gaps; a chroma row has half the
-/// width, rounded up. "UYVY" goes with samples of one byte, "V210" with samples of 10 bits in two
-/// bytes, the lower one first.
+/// A planar picture as in Y4M is the Y plane, then Cb, then Cr, with no gaps between rows; a chroma
+/// row has half the width, rounded up. "UYVY" has one byte a sample, "V210" 10 bits in two bytes,
+/// the lower byte first.
+///
+/// libzimg reads and writes planar pictures only, so that the packing is done here.
 
+#include <cstddef>
 #include <cstdint>
 #include <span>
+#include <vector>
 
 #include "format/StreamFormat.h"
 
 namespace vixprores {
 
-/// Bytes of a planar picture of that format. Refuses, with a Failure, more than a buffer holds.
+/// Returns the bits of a sample of an uncompressed format: 8 or 10.
+unsigned SampleBits(const StreamFormat& format);
+
+/// Returns the bytes of a planar picture. Fails if they do not fit a buffer.
 std::uint32_t PlanarBytes(const StreamFormat& format);
 
-/// Packs a planar picture of PlanarBytes() bytes into one of `format.FrameBytes()` bytes. Where a
-/// row ends inside a group the last pixel is repeated in it; the padding behind is zero.
+/// Packs a planar picture of PlanarBytes() bytes into one of `format.FrameBytes()` bytes. Repeats
+/// the last pixel of a row to the end of its group and clears the padding behind it.
 void PackPicture(const StreamFormat& format, std::span<const std::uint8_t> planar,
                  std::span<std::uint8_t> packed);
 
-/// The reverse of PackPicture(); padding is not looked at.
+/// Reverses PackPicture(); ignores the padding.
 void UnpackPicture(const StreamFormat& format, std::span<const std::uint8_t> packed,
                    std::span<std::uint8_t> planar);
+
+/// First bytes of a row in each plane.
+template <typename Byte>
+struct PlanarRow {
+  Byte* y;
+  Byte* cb;
+  Byte* cr;
+};
+
+/// Unpacks one row of a packed picture.
+void UnpackRow(const StreamFormat& format, std::span<const std::uint8_t> packed, std::size_t row,
+               const PlanarRow<std::uint8_t>& samples);
+
+/// One plane of a picture, with no gaps between rows. Borrows its samples.
+struct SamplePlane {
+  const std::uint16_t* samples;
+  std::size_t width;
+  std::size_t height;
+
+  const std::uint16_t* Row(std::size_t row) const { return samples + row * width; }
+  std::size_t Count() const { return width * height; }
+};
+
+/// A 4:2:2 picture as three planes of 16-bit words, whatever its depth.
+class SamplePicture {
+ public:
+  static constexpr std::size_t kPlanes = 3;  ///< Y, Cb, Cr
+
+  /// Unpacks a picture into the memory of the previous one.
+  /// @param bits depth of the samples, 8 or 10, not less than the format's; samples are shifted up
+  void Load(const StreamFormat& format, std::span<const std::uint8_t> packed, unsigned bits);
+
+  SamplePlane GetPlane(std::size_t plane) const;
+
+ private:
+  std::size_t width_ = 0;
+  std::size_t height_ = 0;
+  std::vector<std::uint16_t> samples_;
+  std::vector<std::uint8_t> planar_;  ///< samples of 8 bits
+};
 
 }  // namespace vixprores
 

@@ -2,155 +2,159 @@
 #include "format/RgbPicture.h"
 
 #include <algorithm>
-#include <array>
 #include <cmath>
+#include <new>
+#include <string>
+#include <zimg++.hpp>
 
-#include "format/SamplePicture.h"
+#include "base/Errors.h"
+#include "format/PlanarPicture.h"
 
 namespace vixprores {
 namespace {
 
-// A plane of numbers, rows without gaps.
-struct Plane {
-  Plane(std::size_t columns, std::size_t rows)
-      : width(columns), height(rows), values(columns * rows) {}
+constexpr std::size_t kPlanes = 3;
 
-  float* Row(std::size_t row) { return values.data() + row * width; }
-  const float* Row(std::size_t row) const { return values.data() + row * width; }
-
-  std::size_t width;
-  std::size_t height;
-  std::vector<float> values;
+// zimg requires this alignment of rows and scratch memory.
+struct alignas(64) AlignedBytes {
+  std::uint8_t bytes[64];
 };
 
-// Source samples that a target sample covers, with their shares of it.
-struct Coverage {
-  std::size_t first;
-  std::vector<float> shares;
-};
-
-std::vector<Coverage> CoverSamples(std::size_t source, std::size_t target) {
-  std::vector<Coverage> coverages;
-  const double scale = static_cast<double>(source) / static_cast<double>(target);
-  for (std::size_t i = 0; i < target; ++i) {
-    const double begin = static_cast<double>(i) * scale;
-    const double end = std::min(begin + scale, static_cast<double>(source));
-    Coverage coverage{static_cast<std::size_t>(begin), {}};
-    for (std::size_t sample = coverage.first; static_cast<double>(sample) < end; ++sample) {
-      const auto at = static_cast<double>(sample);
-      const double share = std::min(at + 1, end) - std::max(at, begin);
-      coverage.shares.push_back(static_cast<float>(share / (end - begin)));
-    }
-    coverages.push_back(std::move(coverage));
-  }
-  return coverages;
+std::size_t RoundUp(std::size_t bytes) {
+  return (bytes + sizeof(AlignedBytes) - 1) / sizeof(AlignedBytes) * sizeof(AlignedBytes);
 }
 
-void ScaleRow(const float* source, const std::vector<Coverage>& coverages, float* target) {
-  for (const Coverage& coverage : coverages) {
-    float sum = 0;
-    const float* sample = source + coverage.first;
-    for (const float share : coverage.shares) sum += share * *sample++;
-    *target++ = sum;
-  }
+std::vector<AlignedBytes> Allocate(std::size_t bytes) {
+  return std::vector<AlignedBytes>(RoundUp(bytes) / sizeof(AlignedBytes));
 }
 
-// A chroma sample sits at every second luma sample, between which it is interpolated.
-void WidenChroma(const std::uint16_t* chroma, std::size_t chromaWidth, std::vector<float>& row) {
-  for (std::size_t x = 0; x < row.size(); ++x) {
-    const std::size_t left = x / 2;
-    const std::size_t right = std::min(left + x % 2, chromaWidth - 1);
-    row[x] = 0.5F * static_cast<float>(chroma[left] + chroma[right]);
-  }
-}
-
-Plane ScalePlane(const SamplePlane& source, std::size_t lumaWidth, RgbSize size) {
-  const auto across = CoverSamples(lumaWidth, size.width);
-  const auto down = CoverSamples(source.height, size.height);
-  Plane target(size.width, size.height);
-  std::vector<float> row(lumaWidth);
-  std::vector<float> scaled(size.width);
-  for (std::size_t y = 0; y < down.size(); ++y) {
-    float* const sum = target.Row(y);
-    for (std::size_t i = 0; i < down[y].shares.size(); ++i) {
-      const std::uint16_t* const samples = source.Row(down[y].first + i);
-      if (source.width == lumaWidth) {
-        std::copy_n(samples, lumaWidth, row.begin());
-      } else {
-        WidenChroma(samples, source.width, row);
-      }
-      ScaleRow(row.data(), across, scaled.data());
-      const float share = down[y].shares[i];
-      for (std::size_t x = 0; x < size.width; ++x) sum[x] += share * scaled[x];
-    }
-  }
-  return target;
-}
-
-// Luma weights of red and blue, by which a matrix is known.
-struct LumaWeights {
-  float red;
-  float blue;
-};
-
-LumaWeights WeightsOf(const StreamFormat& format) {
-  constexpr LumaWeights kBt601{0.299F, 0.114F};
-  constexpr LumaWeights kBt709{0.2126F, 0.0722F};
-  constexpr LumaWeights kBt2020{0.2627F, 0.0593F};
-  constexpr std::uint32_t kFirstHdHeight = 720;
-  switch (format.colour.matrix) {
-    case 1:
-      return kBt709;
-    case 5:
-    case 6:
-      return kBt601;
-    case 9:
-    case 10:
-      return kBt2020;
-    default:
-      return format.height >= kFirstHdHeight ? kBt709 : kBt601;
-  }
-}
-
-std::uint8_t ToByte(float value) {
-  return static_cast<std::uint8_t>(std::clamp(value * 255 + 0.5F, 0.0F, 255.0F));
-}
-
-// From code values to R'G'B'.
-class Conversion {
+// The rows of three planes that zimg works on at a time, in a ring.
+class RowRing {
  public:
-  explicit Conversion(const StreamFormat& format) : weights_(WeightsOf(format)) {
-    const auto unit = static_cast<float>(1U << (SampleBits(format) - 8));
-    const bool isFull = format.colour.range == ColourRange::Full;
-    black_ = isFull ? 0 : 16 * unit;
-    lumaScale_ = 1 / (isFull ? 256 * unit - 1 : 219 * unit);
-    neutral_ = 128 * unit;
-    chromaScale_ = 1 / (isFull ? 256 * unit - 1 : 224 * unit);
+  RowRing(std::size_t rowBytes, unsigned rowsNeeded, unsigned rowsOfPicture) {
+    const unsigned mask = zimg_select_buffer_mask(rowsNeeded);
+    const std::size_t rows = mask == ZIMG_BUFFER_MAX ? rowsOfPicture : std::size_t{mask} + 1;
+    const std::size_t stride = RoundUp(rowBytes);
+    memory_ = Allocate(kPlanes * rows * stride);
+    for (unsigned i = 0; i < kPlanes; ++i) {
+      rings_.data(i) = memory_.data()->bytes + i * rows * stride;
+      rings_.stride(i) = static_cast<std::ptrdiff_t>(stride);
+      rings_.mask(i) = mask;
+    }
   }
 
-  void Convert(float luma, float cb, float cr, std::uint8_t* pixel) const {
-    const float y = (luma - black_) * lumaScale_;
-    const float red = y + 2 * (1 - weights_.red) * (cr - neutral_) * chromaScale_;
-    const float blue = y + 2 * (1 - weights_.blue) * (cb - neutral_) * chromaScale_;
-    const float green =
-        (y - weights_.red * red - weights_.blue * blue) / (1 - weights_.red - weights_.blue);
-    pixel[0] = ToByte(red);
-    pixel[1] = ToByte(green);
-    pixel[2] = ToByte(blue);
+  const zimgxx::zimage_buffer& Get() const { return rings_; }
+  std::uint8_t* Row(unsigned plane, unsigned row) const {
+    return static_cast<std::uint8_t*>(rings_.line_at(row, plane));
   }
 
  private:
-  LumaWeights weights_;
-  float black_;
-  float lumaScale_;
-  float neutral_;
-  float chromaScale_;
+  std::vector<AlignedBytes> memory_;
+  zimgxx::zimage_buffer rings_;
+};
+
+// The matrix of the stream; if it is unspecified, BT.709 from 720 lines on and BT.601 below.
+zimg_matrix_coefficients_e MatrixOf(const StreamFormat& format) {
+  constexpr std::uint32_t kFirstHdHeight = 720;
+  switch (format.colour.matrix) {
+    case 1:
+      return ZIMG_MATRIX_BT709;
+    case 5:
+    case 6:
+      return ZIMG_MATRIX_ST170_M;
+    case 9:
+    case 10:
+      return ZIMG_MATRIX_BT2020_NCL;
+    default:
+      return format.height >= kFirstHdHeight ? ZIMG_MATRIX_BT709 : ZIMG_MATRIX_ST170_M;
+  }
+}
+
+zimgxx::zimage_format DescribeSource(const StreamFormat& format) {
+  zimgxx::zimage_format source;
+  source.width = (format.width + 1) / 2 * 2;  // 4:2:2 pictures have an even width
+  source.active_region.width = format.width;
+  source.height = format.height;
+  source.depth = SampleBits(format);
+  source.pixel_type = source.depth > 8 ? ZIMG_PIXEL_WORD : ZIMG_PIXEL_BYTE;
+  source.subsample_w = 1;
+  source.color_family = ZIMG_COLOR_YUV;
+  source.matrix_coefficients = MatrixOf(format);
+  source.pixel_range =
+      format.colour.range == ColourRange::Full ? ZIMG_RANGE_FULL : ZIMG_RANGE_LIMITED;
+  return source;
+}
+
+zimgxx::zimage_format DescribeTarget(RgbSize size) {
+  zimgxx::zimage_format target;
+  target.width = size.width;
+  target.height = size.height;
+  target.depth = 8;
+  target.pixel_type = ZIMG_PIXEL_BYTE;
+  target.color_family = ZIMG_COLOR_RGB;
+  target.matrix_coefficients = ZIMG_MATRIX_RGB;
+  target.pixel_range = ZIMG_RANGE_FULL;
+  return target;
+}
+
+// Sets the cubic Hermite filter: it does not ring, and of all filters of the library it is the
+// closest to the mean of the area. A full-size picture keeps its luma.
+zimgxx::zfilter_graph_builder_params DescribeFilter() {
+  zimgxx::zfilter_graph_builder_params filter;
+  filter.resample_filter = filter.resample_filter_uv = ZIMG_RESIZE_BICUBIC;
+  filter.filter_param_a = filter.filter_param_a_uv = 0;
+  filter.filter_param_b = filter.filter_param_b_uv = 0;
+  return filter;
+}
+
+// The packed picture that zimg reads row by row.
+struct PackedRows {
+  const StreamFormat& format;
+  std::span<const std::uint8_t> packed;
+  const RowRing& ring;
+
+  static int Read(void* user, unsigned row, unsigned /*left*/, unsigned /*right*/) {
+    const auto& [format, packed, ring] = *static_cast<const PackedRows*>(user);
+    std::uint8_t* const luma = ring.Row(0, row);
+    UnpackRow(format, packed, row, {luma, ring.Row(1, row), ring.Row(2, row)});
+    if (format.width % 2 == 1) {
+      const std::size_t sampleBytes = SampleBits(format) > 8 ? 2 : 1;
+      std::uint8_t* const end = luma + format.width * sampleBytes;
+      std::copy_n(end - sampleBytes, sampleBytes, end);
+    }
+    return 0;
+  }
+};
+
+// The picture that zimg's rows of red, green and blue are written to.
+struct RgbRows {
+  RgbPicture& picture;
+  const RowRing& ring;
+
+  static int Write(void* user, unsigned row, unsigned left, unsigned right) {
+    const auto& [picture, ring] = *static_cast<const RgbRows*>(user);
+    for (unsigned plane = 0; plane < kPlanes; ++plane) {
+      const std::uint8_t* const samples = ring.Row(plane, row);
+      std::uint8_t* const pixels = picture.At(0, row) + plane;
+      for (std::size_t x = left; x < right; ++x) pixels[kPlanes * x] = samples[x];
+    }
+    return 0;
+  }
 };
 
 }  // namespace
 
+Rational ShownAspect(const StreamFormat& format) {
+  const Rational& aspect = format.sampleAspect;
+  if (aspect.numerator <= 0 || aspect.denominator <= 0) return {1, 1};
+  const double stretch = static_cast<double>(aspect.numerator) / aspect.denominator;
+  if (stretch > kMostPixelStretch) return {kMostPixelStretch, 1};
+  if (stretch < 1.0 / kMostPixelStretch) return {1, kMostPixelStretch};
+  return aspect;
+}
+
 RgbSize DisplaySize(const StreamFormat& format, std::optional<std::uint32_t> widest) {
-  const Rational aspect = format.sampleAspect.numerator > 0 ? format.sampleAspect : Rational{1, 1};
+  const Rational aspect = ShownAspect(format);
   const double width = static_cast<double>(format.width) * aspect.numerator / aspect.denominator;
   const double scale = widest && *widest < width ? *widest / width : 1;
   const auto round = [](double pixels) {
@@ -160,17 +164,25 @@ RgbSize DisplaySize(const StreamFormat& format, std::optional<std::uint32_t> wid
 }
 
 RgbPicture ToRgb(const StreamFormat& format, std::span<const std::uint8_t> packed, RgbSize size) {
-  SamplePicture samples;
-  samples.Load(format, packed, SampleBits(format));
-  const Plane luma = ScalePlane(samples.GetPlane(0), format.width, size);
-  const Plane cb = ScalePlane(samples.GetPlane(1), format.width, size);
-  const Plane cr = ScalePlane(samples.GetPlane(2), format.width, size);
-  const Conversion conversion(format);
-  RgbPicture picture(size.width, size.height);
-  for (std::size_t i = 0; i < luma.values.size(); ++i) {
-    conversion.Convert(luma.values[i], cb.values[i], cr.values[i], picture.pixels.data() + 3 * i);
+  try {
+    const auto source = DescribeSource(format);
+    const auto target = DescribeTarget(size);
+    const auto filter = DescribeFilter();
+    const auto graph = zimgxx::FilterGraph::build(source, target, &filter);
+    const std::size_t rowBytes = std::size_t{source.width} * (source.depth > 8 ? 2 : 1);
+    const RowRing read(rowBytes, graph.get_input_buffering(), source.height);
+    const RowRing written(target.width, graph.get_output_buffering(), target.height);
+    std::vector<AlignedBytes> scratch = Allocate(graph.get_tmp_size());
+    RgbPicture picture(size.width, size.height);
+    PackedRows input{format, packed, read};
+    RgbRows output{picture, written};
+    graph.process(read.Get().as_const(), written.Get(), scratch.data(), PackedRows::Read, &input,
+                  RgbRows::Write, &output);
+    return picture;
+  } catch (const zimgxx::zerror& error) {
+    if (error.code == ZIMG_ERROR_OUT_OF_MEMORY) throw std::bad_alloc();
+    throw Failure(std::string("cannot convert a picture to RGB: ") + error.msg);
   }
-  return picture;
 }
 
 RgbPicture AmplifyDifference(const RgbPicture& reference, const RgbPicture& distorted, int gain) {

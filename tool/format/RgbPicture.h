@@ -12,14 +12,14 @@
 
 namespace vixprores {
 
-/// A picture for screens: 8 bits each of red, green and blue, rows without gaps.
+/// A picture for screens: 8 bits each of red, green and blue, with no gaps between rows.
 struct RgbPicture {
   std::uint32_t width = 0;
   std::uint32_t height = 0;
   std::vector<std::uint8_t> pixels;  ///< 3 bytes a pixel
 
   RgbPicture() = default;
-  /// Black.
+  /// Makes a black picture.
   RgbPicture(std::uint32_t pixelsAcross, std::uint32_t lines)
       : width(pixelsAcross), height(lines), pixels(std::size_t{3} * pixelsAcross * lines) {}
 
@@ -37,17 +37,24 @@ struct RgbSize {
   std::uint32_t height = 0;
 };
 
-/// The size of a picture of that format with square pixels: the height stays and the width follows
-/// the sample aspect. Where it would be wider than `widest` (none = no limit) both become smaller.
+/// Widest and narrowest pixels that are shown: this to 1, and 1 to this. Crafted aspects would
+/// otherwise take gigabytes.
+inline constexpr int kMostPixelStretch = 4;
+/// Returns the pixel aspect that pictures are shown with: that of the stream within these limits;
+/// 1:1 if it is unknown.
+Rational ShownAspect(const StreamFormat& format);
+
+/// Returns the size of a picture with square pixels: the height stays and the width follows
+/// ShownAspect(). Reduces both if the width exceeds `widest` (none = no limit).
 RgbSize DisplaySize(const StreamFormat& format, std::optional<std::uint32_t> widest);
 
-/// Makes an RGB picture of that size out of a packed one of `format`: by the mean over the area of
-/// each pixel, the matrix of the stream (where it has none: BT.709 from 720 lines on, BT.601
-/// below) and its range (where it has none: limited). Transfer and primaries stay as they are, also
-/// those of HDR. The picture is not larger than the original but where pixels are not square.
+/// Converts a packed picture to RGB of that size. Applies the matrix of the stream (unspecified =
+/// BT.709 from 720 lines on, BT.601 below) and its range (unknown = limited); keeps transfer and
+/// primaries, those of HDR too.
 RgbPicture ToRgb(const StreamFormat& format, std::span<const std::uint8_t> packed, RgbSize size);
 
-/// The differences of two pictures of the same size around middle grey, `gain` times as large.
+/// Returns the differences of two pictures of the same size around middle grey, amplified by
+/// `gain`.
 RgbPicture AmplifyDifference(const RgbPicture& reference, const RgbPicture& distorted, int gain);
 
 }  // namespace vixprores

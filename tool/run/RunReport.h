@@ -13,7 +13,7 @@
 #include <vector>
 
 #include "format/FramePlace.h"
-#include "format/SamplePicture.h"
+#include "format/PlanarPicture.h"
 #include "format/Sound.h"
 #include "format/StreamFormat.h"
 
