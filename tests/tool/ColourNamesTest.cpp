@@ -6,7 +6,7 @@
 namespace vixprores {
 namespace {
 
-TEST(ColourNames, PresetsGoTogether) {
+TEST(ColourNames, PresetsSetAllProperties) {
   EXPECT_EQ(FindColourPreset("bt709"), (Colour{1, 1, 1}));
   EXPECT_EQ(FindColourPreset("bt601-625"), (Colour{5, 1, 6}));
   EXPECT_EQ(FindColourPreset("bt2020-pq"), (Colour{9, 16, 9}));
@@ -20,11 +20,11 @@ TEST(ColourNames, EveryPresetIsDescribedByItsName) {
   EXPECT_EQ(Describe(Colour{9, 16, 9, ColourRange::Full}), "bt2020-pq");
 }
 
-TEST(ColourNames, OthersAreDescribedOneByOne) {
+TEST(ColourNames, OtherCombinationsAreDescribedByProperty) {
   EXPECT_EQ(Describe(Colour{9, 13, 77}), "bt2020/srgb/77");
 }
 
-TEST(ColourNames, KnowTheirCodes) {
+TEST(ColourNames, HaveTheirCodes) {
   EXPECT_EQ(FindColourCode(ColourProperty::Primaries, "p3-d65"), 12);
   EXPECT_EQ(FindColourCode(ColourProperty::Transfer, "hlg"), 18);
   EXPECT_EQ(FindColourCode(ColourProperty::Matrix, "bt2020-cl"), 10);

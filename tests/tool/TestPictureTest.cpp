@@ -36,7 +36,7 @@ Samples Draw(const StreamFormat& format, std::uint32_t frame) {
   return samples;
 }
 
-// Rows of luma that two pictures have in common.
+// Returns the number of luma rows that are equal in two pictures.
 std::set<std::size_t> EqualRows(const Samples& first, const Samples& second) {
   std::set<std::size_t> rows;
   for (std::size_t row = 0; row < kHeight; ++row) {
@@ -48,7 +48,7 @@ std::set<std::size_t> EqualRows(const Samples& first, const Samples& second) {
   return rows;
 }
 
-TEST(TestPicture, IsTheSameEveryTime) {
+TEST(TestPicture, IsDeterministic) {
   const StreamFormat format = MakeFormat(vix::kFourCC_V210);
   EXPECT_EQ(Draw(format, 7), Draw(format, 7));
 }
@@ -58,7 +58,7 @@ TEST(TestPicture, MovesFromFrameToFrame) {
   EXPECT_TRUE(EqualRows(Draw(format, 0), Draw(format, 1)).empty());
 }
 
-TEST(TestPicture, KeepsToTheRangesOfVideo) {
+TEST(TestPicture, StaysInTheVideoRange) {
   const Samples samples = Draw(MakeFormat(vix::kFourCC_V210), 3);
   const auto [lowest, highest] = std::ranges::minmax(samples);
   EXPECT_GE(lowest, 64u);
@@ -66,7 +66,7 @@ TEST(TestPicture, KeepsToTheRangesOfVideo) {
   EXPECT_GT(highest - lowest, 200u) << "nearly flat";
 }
 
-TEST(TestPicture, Has8BitsWhereTheFormatHas) {
+TEST(TestPicture, Has8BitsInUyvy) {
   const Samples wide = Draw(MakeFormat(vix::kFourCC_V210), 2);
   Samples expected;
   for (const unsigned sample : wide) expected.push_back(sample >> 2);

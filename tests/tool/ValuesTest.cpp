@@ -12,7 +12,7 @@ using testing::AllOf;
 using testing::HasSubstr;
 using testing::ThrowsMessage;
 
-TEST(ParseFrameRange, TakesBothEnds) {
+TEST(ParseFrameRange, AcceptsBothEnds) {
   const FrameRange range = ParseFrameRange("10-250");
   EXPECT_EQ(range.first, 10);
   EXPECT_EQ(range.last, 250);
@@ -20,14 +20,14 @@ TEST(ParseFrameRange, TakesBothEnds) {
   EXPECT_EQ(ParseFrameRange("0-9223372036854775806").last, 9223372036854775806);
 }
 
-TEST(ParseFrameRange, RefusesEverythingElse) {
+TEST(ParseFrameRange, RejectsEverythingElse) {
   for (const char* text : {"", "5", "-", "5-", "-5", "9-3", "1-2-3", "a-b", "1 - 2", "0x1-2",
                            "1-2 ", "-1-2", "1--2", "+1-2", "0-99999999999999999999"}) {
     EXPECT_THROW(ParseFrameRange(text), UsageError) << text;
   }
 }
 
-TEST(ParseRate, TakesWholeNumbersAndFractions) {
+TEST(ParseRate, AcceptsWholeNumbersAndFractions) {
   EXPECT_EQ(ParseRate("25"), (Rational{25, 1}));
   EXPECT_EQ(ParseRate("30000/1001"), (Rational{30000, 1001}));
 }
@@ -37,21 +37,21 @@ TEST(ParseRate, ReducesToLowestTerms) {
   EXPECT_EQ(ParseRate("60000/2002"), (Rational{30000, 1001}));
 }
 
-TEST(ParseRate, RefusesEverythingElse) {
+TEST(ParseRate, RejectsEverythingElse) {
   for (const char* text : {"", "0", "0/1", "25/0", "-25", "29.97", "25/", "/1", "25/1/1", "25fps",
                            "2147483648", "1/2147483648"}) {
     EXPECT_THROW(ParseRate(text), UsageError) << text;
   }
 }
 
-TEST(ParsePictureSize, TakesWidthAndHeight) {
+TEST(ParsePictureSize, AcceptsWidthAndHeight) {
   const PictureSize size = ParsePictureSize("1920x1080");
   EXPECT_EQ(size.width, 1920u);
   EXPECT_EQ(size.height, 1080u);
   EXPECT_EQ(ParsePictureSize("2x65535").height, 65535u);
 }
 
-TEST(ParsePictureSize, RefusesEverythingElse) {
+TEST(ParsePictureSize, RejectsEverythingElse) {
   for (const char* text : {"", "1920", "1920x", "x1080", "1x2", "2x1", "65536x2", "2x65536",
                            "1920*1080", "1920x1080x1", "-2x2"}) {
     EXPECT_THROW(ParsePictureSize(text), UsageError) << text;
@@ -66,7 +66,7 @@ TEST(ParsePictureSize, NamesTheOptionAndTheMostPixels) {
                                               HasSubstr("the limit is 1000000000"))));
 }
 
-TEST(ParseFourCC, TakesTheTwoPackedFormats) {
+TEST(ParseFourCC, AcceptsTheTwoPackedFormats) {
   EXPECT_EQ(ParseFourCC("UYVY"), vix::kFourCC_UYVY);
   EXPECT_EQ(ParseFourCC("V210"), vix::kFourCC_V210);
   EXPECT_EQ(ParseFourCC("v210"), vix::kFourCC_V210);

@@ -32,7 +32,7 @@ ComparedVideo DescribeSource(const PictureSource& source) {
           {}};
 }
 
-// What a worker needs to compare two pictures.
+// Memory of a worker.
 struct Scratch {
   SamplePicture reference;
   SamplePicture distorted;
@@ -112,7 +112,7 @@ std::optional<VideoComparison::Pair> VideoComparison::Read() {
   return Pair{std::move(*reference), std::move(*distorted), {}, {}, {}};
 }
 
-// Only with inputs that do not tell their number of frames, and without a range.
+// Happens only without a range, and if an input does not state its number of frames.
 void VideoComparison::FailAtDifferentLengths(bool referenceEnded) {
   RangeReader& longer = referenceEnded ? distortedFrames_ : referenceFrames_;
   std::int64_t count = pairs_ + 1;

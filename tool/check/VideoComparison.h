@@ -24,24 +24,24 @@ struct ComparedVideo {
   StreamFormat format;   ///< of the file
   StreamFormat picture;  ///< of what is compared
   std::optional<std::int64_t> frames;
-  std::vector<DamagedPicture> damage = {};  ///< of those that are compared all the same
+  std::vector<DamagedPicture> damage = {};  ///< pictures that are compared although damaged
 };
 
 /// Quality of one frame of the distorted video.
 struct ComparedFrame {
   std::int64_t number = 0;
   FrameQuality quality;
-  std::optional<std::size_t> bytes;  ///< of its ProRes frame; none where it is none
+  std::optional<std::size_t> bytes;  ///< of its ProRes frame; none = not ProRes
 };
 
-/// Quality of one plane, or of all samples together, throughout the frames.
+/// Quality of one plane, or of all samples together, over all frames.
 class PartQuality {
  public:
   void Add(const PlaneQuality& part, unsigned bits);
 
-  /// Decibels: of the mean squared error; infinity where all frames are identical.
+  /// PSNR of the mean squared error, in dB; infinity if all frames are identical.
   double PsnrOfMeanError() const { return ToPsnr(errors_.GetMean(), bits_); }
-  /// Decibels of the frames that are not identical.
+  /// PSNR of the frames that are not identical, in dB.
   const Spread& GetPsnr() const { return psnr_; }
   /// Structural similarity of all frames.
   const Spread& GetSsim() const { return ssim_; }
@@ -53,12 +53,12 @@ class PartQuality {
   Spread ssim_;
 };
 
-/// How a video compares with what it should be.
+/// Result of comparing a video with its reference.
 struct Comparison {
   ComparedVideo reference;
   ComparedVideo distorted;
   std::optional<Timecode> timecode;  ///< of frame 0
-  unsigned bits = 0;                 ///< of the samples that are compared
+  unsigned bits = 0;                 ///< of the compared samples
   std::vector<ComparedFrame> frames;
   std::array<PartQuality, SamplePicture::kPlanes + 1> parts;  ///< Y, Cb, Cr, all samples together
   std::int64_t identical = 0;                                 ///< frames
@@ -66,8 +66,8 @@ struct Comparison {
   double PsnrOf(const ComparedFrame& frame, std::size_t part) const {
     return ToPsnr(frame.quality.parts[part].MeanSquaredError(), bits);
   }
-  /// Indices in `frames` of those with the lowest PSNR of all samples, the lowest first, at most
-  /// `most`; identical ones never.
+  /// Returns the indices of the at most `most` frames with the lowest PSNR of all samples, the
+  /// lowest first. Identical frames are never among them.
   std::vector<std::size_t> FindWorst(std::size_t most) const;
 };
 
@@ -80,22 +80,21 @@ struct WorstPair {
   NumberedFrame distorted;
 };
 
-/// Compares two videos frame by frame, by several threads. Needs the plug-in.
+/// Compares two videos frame by frame on several threads. Needs the plug-in.
 class VideoComparison {
  public:
-  /// Refuses, with a Failure, pictures of different sizes and, unless `range` is given, videos that
-  /// are known to have different numbers of frames.
+  /// Fails if the sizes of the pictures differ or, without `range`, the known numbers of frames.
   VideoComparison(const std::string& reference, const std::string& distorted,
                   const std::optional<FrameRange>& range, int threads);
 
-  /// Compares all frames. To be called once. Videos of different lengths are a Failure unless a
-  /// range is given that both hold.
+  /// Compares all frames. To be called once. Without a range, fails if the videos have different
+  /// lengths.
   Comparison Run();
 
-  // After Run(), for pictures of the worst frames:
+  // For pictures of the worst frames, after Run().
   PictureSource& GetReference() { return reference_; }
   PictureSource& GetDistorted() { return distorted_; }
-  /// None where every frame is identical.
+  /// Returns nullopt if all frames are identical.
   const std::optional<WorstPair>& GetWorst() const { return worst_; }
 
  private:

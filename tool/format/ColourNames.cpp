@@ -29,8 +29,8 @@ struct Preset {
   Colour colour;
 };
 
-// Of the transfers of BT.601, BT.709 and BT.2020, which are one and the same curve, frame headers
-// know that of BT.709 (RDD 36, frame header semantics).
+// BT.601, BT.709 and BT.2020 have the same transfer curve; frame headers have a code for that of
+// BT.709 only (RDD 36, frame header semantics).
 constexpr Preset kPresets[] = {{"bt709", {1, 1, 1}},      {"bt601-525", {6, 1, 6}},
                                {"bt601-625", {5, 1, 6}},  {"bt2020", {9, 1, 9}},
                                {"bt2020-pq", {9, 16, 9}}, {"bt2020-hlg", {9, 18, 9}},

@@ -3,7 +3,7 @@
 #define TOOL_FORMAT_COLOURNAMES_H
 
 /// @file
-/// Names for the code points of ISO/IEC 23091-2 that colour is described by.
+/// Names of the colour code points of ISO/IEC 23091-2.
 
 #include <string>
 #include <vector>
@@ -14,21 +14,21 @@ namespace vixprores {
 
 enum class ColourProperty { Primaries, Transfer, Matrix };
 
-/// Descriptions that go together: "bt709", "bt601-525", "bt601-625", "bt2020", "bt2020-pq",
-/// "bt2020-hlg", and "unspecified".
+/// Returns the names of usual combinations: "bt709", "bt601-525", "bt601-625", "bt2020",
+/// "bt2020-pq", "bt2020-hlg", and "unspecified".
 std::vector<std::string> ColourPresets();
-/// The preset of that name; the range is left unknown. The name must be one of ColourPresets().
+/// Returns the combination of that name, one of ColourPresets(), with unknown range.
 Colour FindColourPreset(const std::string& name);
 
-/// Names of the code points of a property.
+/// Returns the names of the code points of a property.
 std::vector<std::string> ColourCodeNames(ColourProperty property);
-/// The code point of that name, which must be one of ColourCodeNames().
+/// Returns the code point of that name, one of ColourCodeNames().
 int FindColourCode(ColourProperty property, const std::string& name);
 
-/// A code point with its name: "1 (bt709)", "unspecified", or the bare number.
+/// Returns a code point with its name: "1 (bt709)", "unspecified", or the number alone.
 std::string DescribeColourCode(ColourProperty property, int code);
 
-/// "bt709" where all three go together, else each by its name or number: "bt2020/pq/9".
+/// Returns the name of the combination, "bt709", or of each code point: "bt2020/pq/9".
 std::string Describe(const Colour& colour);
 
 }  // namespace vixprores

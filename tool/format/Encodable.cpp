@@ -10,10 +10,10 @@
 namespace vixprores {
 namespace {
 
-// What messages call the input "-".
+// Name of the input "-" in messages.
 constexpr const char* kStandardInput = "standard input";
 
-// The fields of such a height differ in their rows of macroblocks, which decoders disagree about.
+// The two fields have different numbers of macroblock rows, which decoders handle differently.
 bool HasAmbiguousFields(const StreamFormat& format) {
   return format.IsInterlaced() && format.height % 32 == 1;
 }

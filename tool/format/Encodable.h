@@ -3,7 +3,7 @@
 #define TOOL_FORMAT_ENCODABLE_H
 
 /// @file
-/// What the encoder can take, and what to do with the rest.
+/// The formats that the encoder accepts, and the command that converts others.
 
 #include <string>
 
@@ -11,25 +11,23 @@
 
 namespace vixprores {
 
-/// Filters of ffmpeg that make a full range limited, which is what players expect.
+/// Filters of ffmpeg that convert full range to limited range, which players expect.
 inline constexpr const char* kToLimitedRange = "scale=out_range=tv,format=yuv422p10le";
 
-/// Refuses, with a Failure, a format that the encoder does not take.
+/// Fails if the encoder does not accept the format.
 void CheckEncodable(const StreamFormat& format, const std::string& inputName);
 
-/// Refuses an input that has to be converted first.
+/// Throws a Failure with the command that converts an input.
 /// @param found   what the input holds, for example "4:2:0 pictures (yuv420p)"
-/// @param filters comma-separated filters that the conversion needs; may be empty
-/// @throws Failure with the command that converts it, always
+/// @param filters comma-separated filters for the conversion; may be empty
 [[noreturn]] void RefuseUnconverted(const std::string& inputName, const std::string& found,
                                     const std::string& filters = {});
 
-/// The command that converts an input to progressive or interlaced V210 in a .mov, with the sound
-/// as PCM.
-/// @param inputName as messages call it; for standard input the command reads that, too
+/// Returns the command that converts an input to V210 in a .mov, with the sound as PCM.
+/// @param inputName name in messages; for standard input the command reads that as well
 std::string ConversionCommand(const std::string& inputName, const std::string& filters);
 
-/// `text` as one word of a shell command.
+/// Quotes `text` as one word of a shell command, if it needs quotes.
 std::string QuoteForShell(const std::string& text);
 
 }  // namespace vixprores

@@ -15,7 +15,7 @@ namespace {
 using vix::MakeFourCC;
 using Variant = vix::ProResCodecVariant;
 
-// The 4:4:4 variants can be decoded only; to the decoder they are all the same.
+// The 4:4:4 variants can only be decoded, and the decoder treats them alike.
 constexpr ProResVariant kVariants[] = {
     {"proxy", MakeFourCC("apco"), "ProRes 422 Proxy", Variant::Proxy, 0},
     {"lt", MakeFourCC("apcs"), "ProRes 422 LT", Variant::LT, 1},
@@ -41,7 +41,7 @@ std::uint32_t StreamFormat::FrameBytes() const {
 }
 
 void ClearRowPadding(const StreamFormat& format, std::uint8_t* frame) {
-  if (format.code != vix::kFourCC_V210) return;  // rows of "UYVY" have none
+  if (format.code != vix::kFourCC_V210) return;  // "UYVY" rows have no padding
   constexpr std::size_t kGroupPixels = 6;
   constexpr std::size_t kGroupBytes = 16;
   const std::size_t used = (format.width + kGroupPixels - 1) / kGroupPixels * kGroupBytes;

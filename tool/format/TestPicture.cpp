@@ -7,7 +7,7 @@
 namespace vixprores {
 namespace {
 
-// A well-mixed number of each (x, y, seed).
+// Returns a pseudo-random number for (x, y, seed).
 std::uint32_t Hash(std::uint32_t x, std::uint32_t y, std::uint32_t seed) {
   std::uint32_t value = x * 0x9E3779B1u ^ y * 0x85EBCA77u ^ seed * 0xC2B2AE3Du;
   value = (value ^ value >> 15) * 0x2C1B3C6Du;
@@ -20,7 +20,7 @@ struct Octave {
   std::int32_t amplitude;
 };
 
-// Camera pictures have the less of a detail the finer it is.
+// Camera pictures have smaller amplitudes at finer details.
 constexpr Octave kTextureOctaves[] = {{64, 120}, {32, 110}, {16, 100}, {8, 90}, {4, 80}, {2, 90}};
 
 constexpr std::uint32_t kThingSize = 128;
@@ -33,7 +33,7 @@ constexpr std::int32_t kShading = 360;  // across the whole picture, in each dir
 
 }  // namespace
 
-// What distinguishes luma from the chroma components.
+// Properties in which luma and chroma components differ.
 struct TestPicture::Plane {
   std::uint32_t width, height;
   std::uint32_t widthScale;  // luma samples to a sample
@@ -71,7 +71,7 @@ TestPicture::TestPicture() {
   for (const Octave& octave : kTextureOctaves) {
     texture_.AddNoise(octave.cell, octave.amplitude, octave.cell);
   }
-  // A sum of four is nearly normally distributed.
+  // The sum of four is nearly normally distributed.
   for (std::uint32_t seed = 3; seed < 7; ++seed) grain_.AddNoise(1, kGrain, seed << 16);
 }
 

@@ -10,9 +10,9 @@
 
 namespace vixprores {
 
-/// Draws frames that are to a codec what those of a camera are: soft shading, hard edges of moving
-/// things, texture that is coarser than fine and strong in some places only, and grain. The same
-/// arguments give the same frames everywhere. May be used by any thread.
+/// Draws frames that load a codec like camera pictures: soft shading, hard edges of moving objects,
+/// texture of varying strength with more coarse than fine detail, and grain. The same arguments
+/// give the same frames everywhere. May be used by any thread.
 class TestPicture {
  public:
   TestPicture();
@@ -25,7 +25,7 @@ class TestPicture {
   /// Numbers on a square that repeats in both directions.
   class Tile {
    public:
-    /// Smooth noise whose details are `cell` samples large, in [-amplitude, amplitude].
+    /// Adds smooth noise in [-amplitude, amplitude] with details of `cell` samples.
     void AddNoise(std::uint32_t cell, std::int32_t amplitude, std::uint32_t seed);
     std::int32_t At(std::uint32_t x, std::uint32_t y) const {
       return values_[(y % kSide) * kSide + x % kSide];
@@ -42,14 +42,14 @@ class TestPicture {
   std::int32_t SampleAt(const Plane& plane, std::uint32_t x, std::uint32_t y,
                         std::uint32_t time) const;
 
-  Tile things_;  ///< their outlines are where the sign changes
+  Tile things_;  ///< the sign changes at their outlines
   Tile texture_;
   Tile strength_;  ///< of the texture
   Tile grain_;
 };
 
-/// Different pictures that stand for that many frames, which come back to the first one after the
-/// last: too many for caches, and few enough to be kept in memory however many frames there are.
+/// Returns the number of different pictures for that many frames, which repeat in a cycle: too many
+/// for caches, and few enough for memory.
 std::uint32_t CountTestPictures(std::uint32_t frames, std::uint32_t frameBytes);
 
 }  // namespace vixprores

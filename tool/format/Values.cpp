@@ -28,7 +28,7 @@ std::optional<Pair> ParsePair(std::string_view text, char separator, std::int64_
   return Pair{*first, *second};
 }
 
-// The fraction that people mean by a rate with a decimal point.
+// Returns the fraction that a rate with a decimal point stands for.
 std::string ExampleRate(const std::string& text) {
   static constexpr std::array<std::pair<std::string_view, const char*>, 6> kNames{
       {{"23.9", "24000/1001"},
@@ -57,7 +57,7 @@ std::optional<std::int64_t> ParseNumber(std::string_view text, std::int64_t larg
 FrameRange ParseFrameRange(const std::string& text) {
   const auto range = ParsePair(text, '-', std::numeric_limits<std::int64_t>::max() - 1);
   if (!range || range->first > range->second) {
-    throw UsageError("'" + text + "' is no range of frames; write FIRST-LAST, for example 0-99");
+    throw UsageError("'" + text + "' is not a range of frames; write FIRST-LAST, for example 0-99");
   }
   return {range->first, range->second};
 }
@@ -67,7 +67,7 @@ Rational ParseRate(const std::string& text) {
   auto rate = ParsePair(text, '/', kLargest);
   if (const auto whole = ParseNumber(text, kLargest)) rate = Pair{*whole, 1};
   if (!rate || rate->first == 0 || rate->second == 0) {
-    throw UsageError("'" + text + "' is no frame rate; write N or N/D, for example " +
+    throw UsageError("'" + text + "' is not a frame rate; write N or N/D, for example " +
                      ExampleRate(text));
   }
   return Reduce({static_cast<std::int32_t>(rate->first), static_cast<std::int32_t>(rate->second)});
@@ -76,7 +76,7 @@ Rational ParseRate(const std::string& text) {
 Rational ParseAspect(const std::string& text) {
   const auto aspect = ParsePair(text, ':', std::numeric_limits<std::int32_t>::max());
   if (!aspect || aspect->first == 0 || aspect->second == 0) {
-    throw UsageError("'" + text + "' is no pixel aspect; write W:H, for example 1:1 or 64:45");
+    throw UsageError("'" + text + "' is not a pixel aspect; write W:H, for example 1:1 or 64:45");
   }
   return Reduce(
       {static_cast<std::int32_t>(aspect->first), static_cast<std::int32_t>(aspect->second)});
@@ -85,7 +85,7 @@ Rational ParseAspect(const std::string& text) {
 PictureSize ParsePictureSize(const std::string& text) {
   const auto size = ParsePair(text, 'x', kLargestSide);
   if (!size || size->first < kSmallestSide || size->second < kSmallestSide) {
-    throw UsageError("'" + text + "' is no picture size; write WIDTHxHEIGHT, for example " +
+    throw UsageError("'" + text + "' is not a picture size; write WIDTHxHEIGHT, for example " +
                      "1920x1080, each from " + std::to_string(kSmallestSide) + " to " +
                      std::to_string(kLargestSide));
   }
@@ -106,7 +106,7 @@ vix::FourCC ParseFourCC(const std::string& text) {
   for (const auto& [name, code] : kCodes) {
     if (name == text) return code;
   }
-  throw UsageError("'" + text + "' is no pixel format; write UYVY (8 bits) or V210 (10 bits)");
+  throw UsageError("'" + text + "' is not a pixel format; write UYVY (8 bits) or V210 (10 bits)");
 }
 
 }  // namespace vixprores

@@ -3,8 +3,8 @@
 #define TOOL_FORMAT_VALUES_H
 
 /// @file
-/// Values as they are written on the command line. Every function refuses a text that it does not
-/// understand whole with a UsageError that says what is expected.
+/// Values in the notation of the command line. Each function throws a UsageError that states the
+/// expected notation unless it understands the whole text.
 
 #include <cstdint>
 #include <optional>
@@ -28,26 +28,24 @@ struct PictureSize {
   std::uint32_t height = 0;
 };
 
-/// Smallest and largest side of a picture that can be encoded: what the frame header holds, and
-/// what the codec library takes.
+/// Smallest and largest side of a picture that the frame header and the codec library accept.
 inline constexpr std::uint32_t kSmallestSide = 2;
 inline constexpr std::uint32_t kLargestSide = 65535;
-/// Most pixels of a picture: with four bytes each, as planes of 10 bits take, the bytes of one can
-/// still be counted in 32 bits.
+/// Most pixels of a picture: at 4 bytes each, as in planes of 10 bits, its bytes fit 32 bits.
 inline constexpr std::int64_t kMostPixels = 1'000'000'000;
 
-/// A number in plain digits, 0 to `largest`: no sign, no space, nothing behind it; else none.
+/// Parses decimal digits, 0 to `largest`; none if there is anything else, such as a sign or space.
 std::optional<std::int64_t> ParseNumber(std::string_view text, std::int64_t largest);
 
-/// "FIRST-LAST"
+/// Parses "FIRST-LAST".
 FrameRange ParseFrameRange(const std::string& text);
-/// "N" or "N/D", reduced to lowest terms.
+/// Parses "N" or "N/D" and reduces it to lowest terms.
 Rational ParseRate(const std::string& text);
-/// "W:H", width to height of a pixel, reduced to lowest terms.
+/// Parses "W:H", width to height of a pixel, and reduces it to lowest terms.
 Rational ParseAspect(const std::string& text);
-/// "WxH"
+/// Parses "WxH".
 PictureSize ParsePictureSize(const std::string& text);
-/// "UYVY" or "V210", in capitals or not.
+/// Parses "UYVY" or "V210", or either in small letters.
 vix::FourCC ParseFourCC(const std::string& text);
 
 }  // namespace vixprores

@@ -1,5 +1,5 @@
 # SPDX-License-Identifier: BSD-2-Clause
-"""Figures of compare against those of an independent program's filters."""
+"""Figures of compare against the filters of an independent program."""
 import json
 import re
 import subprocess
@@ -9,7 +9,7 @@ from tool import TIMEOUT, ToolTest, make_clip, make_uyvy, make_v210, run
 
 
 def measure(reference, distorted, pixels="yuv422p10le"):
-    """PSNR and SSIM (y, cb, cr, all) by an independent program."""
+    """Return PSNR and SSIM (y, cb, cr, all) from an independent program."""
     text = subprocess.run(
         ["ffmpeg", "-nostdin", "-i", str(distorted), "-i", str(reference), "-lavfi",
          f"[0]format={pixels},split[a][b];[1]format={pixels},split[c][d];[a][c]psnr;[b][d]ssim",
@@ -40,12 +40,12 @@ class Compare(ToolTest):
             self.assertAlmostEqual(report["ssim"][part]["mean"], ssim[index], delta=2e-5, msg=part)
 
     def test_agrees_with_an_independent_program(self):
-        # Widths that blocks of 4 samples do not fill, fields, and strong noise.
+        # Widths that are not multiples of 4 samples, fields, and strong noise.
         for clip in ({}, {"size": "150x90"}, {"filters": "setfield=tff"},
                      {"filters": "noise=alls=30:allf=t"}):
             with self.subTest(clip):
                 self.make_pair("--variant", "proxy", **clip)
-                # By a third decoder, which may round otherwise than ours.
+                # A third decoder, which may round differently from ours.
                 decoded = self.path("decoded.mov")
                 self.succeed("decode", "--overwrite", self.encoded, decoded)
                 self.assert_agrees(self.compare(self.raw, self.encoded),
@@ -105,7 +105,7 @@ class Compare(ToolTest):
         part = self.compare(self.raw, self.encoded, "--frames", "3-5")
         self.assertEqual(part["frames"], whole["frames"][3:6])
 
-    def test_refuses_other_sizes_and_numbers_of_frames(self):
+    def test_rejects_different_sizes_and_numbers_of_frames(self):
         self.make_pair()
         other = self.path("other.mov")
         make_v210(other, size="96x96")
@@ -129,7 +129,7 @@ class Compare(ToolTest):
         self.assertIn(b"standard input has 4 frames", result.stderr)
         self.assertIn(b"has 10", result.stderr)
 
-    def test_tells_of_concealed_slices(self):
+    def test_reports_concealed_slices(self):
         self.make_pair("--timecode", "01:00:00:00")
         offset = mini_mov.places(self.encoded)[3][0]
         mini_mov.break_slice(self.encoded, 3)

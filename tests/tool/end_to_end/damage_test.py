@@ -1,6 +1,6 @@
 # SPDX-License-Identifier: BSD-2-Clause
-"""Files with damage of every kind: verify finds it, decode survives it, and each policy does what it
-says. The damage is random but the same in every run."""
+"""Files with damage of every kind: verify finds it, decode survives it, and each policy keeps its
+promise. The damage is random but the same in every run."""
 import concurrent.futures
 import json
 import pathlib
@@ -20,7 +20,7 @@ POLICIES = ("stop", "skip", "conceal")
 
 
 class Base:
-    """An undamaged file: its bytes, its frames' places in it, and its decoded frames."""
+    """An undamaged file: its bytes, the places of its frames, and the decoded frames."""
 
     def __init__(self, path, decoded, hashed):
         self.hashed = hashed  # the file has checksums
@@ -32,15 +32,15 @@ class Base:
 
 
 class Damage:
-    """A damaged copy of a base: `touched` are the frames whose bytes may have changed, none where
-    the index was damaged."""
+    """A damaged copy of a base. `touched` are the frames whose bytes may have changed; None if the
+    index was damaged."""
 
     def __init__(self, base, kind, data, touched):
         self.base, self.kind, self.data, self.touched = base, kind, data, touched
         self.path = None
 
     def changed(self):
-        """Frames whose bytes are others: damage may hit what was there already."""
+        """Return the frames whose bytes differ: damage may write the same bytes."""
         return {frame for frame, (position, size) in enumerate(self.base.places)
                 if self.data[position:position + size] != self.base.data[position:position + size]}
 
@@ -63,12 +63,12 @@ def zero(data, begin, end, chance):
 
 
 def break_picture(data, place):
-    """The header of the first picture of a frame."""
+    """Return the place of the first picture header of a frame."""
     data[place[0] + 8 + struct.unpack_from(">H", data, place[0] + 8)[0]] = 0
 
 
 def damage_frames(base, chance, damage):
-    """Frames are hit anywhere, or in their first bytes, where there is most to break."""
+    """Damage frames anywhere, or in their first bytes, where most breaks."""
     data, touched = bytearray(base.data), set()
     for _ in range(chance.randint(1, 3)):
         frame = chance.randrange(FRAMES)
@@ -80,7 +80,7 @@ def damage_frames(base, chance, damage):
 
 
 def cut_off(base, chance):
-    """The index stands in front."""
+    """Damage the index, which is at the start."""
     frame = chance.randrange(1, FRAMES)
     position, size = base.places[frame]
     return Damage(base, "cut_off", base.data[:position + chance.randrange(size)],
@@ -108,7 +108,7 @@ class DamageTest(ToolTest):
 
     @classmethod
     def make_base(cls, variant, filters, rewrite=None):
-        """A file of this program, which knows the checksums of its frames, unless it is rewritten."""
+        """Make a file with checksums of its frames, or without if it is rewritten."""
         clip, encoded, decoded = (cls.home / name for name in ("clip.mov", "encoded.mov", "out.raw"))
         make_v210(clip, filters=filters, frames=FRAMES)
         cls.run_well("encode", "--overwrite", "--variant", variant, clip, encoded)
@@ -148,7 +148,7 @@ class DamageTest(ToolTest):
 
     @staticmethod
     def verify(paths):
-        """What verify says of each file, and the numbers of its damaged frames."""
+        """Return the report on each file and the numbers of its damaged frames."""
         result = run("verify", "--json", *paths)
         assert result.returncode == 1, result.stderr
         files = json.loads(result.stdout)["files"]
@@ -161,7 +161,7 @@ class DamageTest(ToolTest):
         for kind in ("flip_bits", "burst", "zero", "cut_off", "index"):
             self.assertGreater(sum(damage.kind == kind for damage in self.damages), 10, kind)
 
-    def test_verify_blames_damaged_frames_only(self):
+    def test_verify_reports_damaged_frames_only(self):
         found = 0
         for damage, file in zip(self.damages, self.files):
             if damage.touched is None:
@@ -185,7 +185,7 @@ class DamageTest(ToolTest):
             for frame in sorted(damage.touched):
                 position, size = damage.base.places[frame]
                 samples.append(damage.data[position:position + size])
-        # A file without checksums: what the frames themselves tell has to do.
+        # The file has no checksums: damage shows in the frames alone.
         mini_mov.write(self.path("all.mov"), samples)
         flagged = self.verify([self.path("all.mov")])[0]["damaged"]
         result = subprocess.run(
@@ -199,7 +199,7 @@ class DamageTest(ToolTest):
         self.assertEqual([number for number in missing if number not in flagged], [])
 
     def decode(self, damage, policy):
-        """Exit code, decoded frames, and what the summary says."""
+        """Return exit code, decoded frames, and the report."""
         output = self.path(f"{damage.path.stem}-{policy}.raw")
         result = run("decode", "--json", "--on-error", policy, damage.path, output)
         self.assertIn(result.returncode, (0, 1), f"{damage.path.name} {policy} {result.stderr}")
@@ -234,7 +234,7 @@ class DamageTest(ToolTest):
                 self.assert_same_bytes(frames[number], frames[number - 1])
 
     def check_intact(self, damage, frames, numbers):
-        """`numbers` are those of the decoded frames: untouched ones are as they were."""
+        """Check that the untouched ones of the decoded frames `numbers` are unchanged."""
         for frame, number in zip(frames, numbers):
             if number not in damage.touched:
                 self.assert_same_bytes(frame, damage.base.frames[number])
@@ -242,12 +242,12 @@ class DamageTest(ToolTest):
     def check(self, damage, file, policy):
         code, frames, report = self.decode(damage, policy)
         if damage.touched is None:
-            return report  # that it ended is what counts
+            return report  # it ended, which is enough
         self.assertLessEqual(report["blamed"], file["damaged"])
         getattr(self, "check_" + policy)(damage, file, code, frames, report)
         return report
 
-    def test_decode_survives_and_does_what_the_policy_says(self):
+    def test_decode_survives_and_follows_the_policy(self):
         jobs = [(*pair, POLICIES[number % 3])
                 for number, pair in enumerate(zip(self.damages, self.files))]
         with concurrent.futures.ThreadPoolExecutor(2) as pool:
@@ -255,7 +255,7 @@ class DamageTest(ToolTest):
                 with self.subTest(file=job[0].path.name, kind=job[0].kind, policy=job[2]):
                     result.result()
 
-    def test_all_policies_blame_the_same_frames(self):
+    def test_all_policies_report_the_same_frames(self):
         for damage, file in list(zip(self.damages, self.files))[::10]:
             if damage.touched is None:
                 continue
@@ -266,7 +266,7 @@ class DamageTest(ToolTest):
                 self.assertEqual(stop, set(sorted(skip)[:1]) if damage.kind != "cut_off" else stop)
                 self.assertEqual(min(stop, default=None), min(skip, default=None))
 
-    def test_nothing_is_left_of_a_file_without_an_undamaged_frame(self):
+    def test_a_file_without_an_intact_frame_gives_no_output(self):
         base = self.bases[0]
         data = bytearray(base.data)
         for place in base.places:
@@ -280,7 +280,7 @@ class DamageTest(ToolTest):
         grey = self.path("grey.raw").read_bytes()
         self.assertEqual((len(grey), set(grey)), (FRAMES * 128 * 96 * 2, {0x80}))
 
-    def test_times_stay_where_frames_are_left_out(self):
+    def test_times_stay_when_frames_are_skipped(self):
         base = self.bases[3]
         data = bytearray(base.data)
         break_picture(data, base.places[3])
@@ -310,6 +310,6 @@ class DamageTest(ToolTest):
         self.assertEqual((entry["frame"], entry["count"], entry["offset"], entry["treatment"]),
                          (3, 1, base.places[3][0], "left out"))
         self.assertEqual(report["frames"], FRAMES - 1)
-        # Outside the range nobody asks for it.
+        # Damage outside the range is ignored.
         self.succeed("decode", "--frames", "4-6", broken, self.path("range.raw"))
         self.assert_same_bytes(self.path("range.raw").read_bytes(), b"".join(base.frames[4:7]))
