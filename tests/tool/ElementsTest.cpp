@@ -62,7 +62,7 @@ class Decoders : public testing::Test {
     std::ranges::copy(stream_.bytes, frame->GetData());
     StreamFormat picture = format_;
     picture.code = vix::kFourCC_V210;
-    return team.Decode(0, frame, 0, picture.FrameBytes());
+    return team.Decode(0, frame, ParseHeader(BytesOf(*frame)), 0, picture.FrameBytes());
   }
 
   static std::ptrdiff_t CountThreads() {

@@ -37,7 +37,7 @@ StreamSpec FieldSpec() {
   return spec;
 }
 
-// Frames of every kind that decoders take.
+// Frames of every kind that decoders accept.
 std::vector<StreamSpec> Specs() {
   std::vector<StreamSpec> specs{PlainSpec(), FieldSpec(), PlainSpec(), FieldSpec(), PlainSpec()};
   specs[2].chroma444 = true;
@@ -58,11 +58,11 @@ std::vector<StreamSpec> Specs() {
 
 Stream Make(const StreamSpec& spec) {
   Stream stream = MakeStream(spec, reference::NaturalSource(5));
-  stream.bytes[11] = 0;  // the version that the decoder element reads, also of 4:4:4
+  stream.bytes[11] = 0;  // the version that the decoder element accepts
   return stream;
 }
 
-// What the codec library answers.
+// Returns the result of the codec library.
 std::int32_t Decode(const Bytes& frame, std::uint32_t height) {
   constexpr std::uint32_t kRowBytes = 256;
   std::vector<std::uint8_t> pixels(kRowBytes * height);
@@ -88,7 +88,7 @@ TEST(FrameCheck, AgreesWithTheDecoderOnDamage) {
   for (const StreamSpec& spec : Specs()) {
     const Stream stream = Make(spec);
     for (std::size_t bit = 0; bit < 8 * stream.bytes.size(); bit += 37) {
-      // The size of the picture is what the decoder was told; with another one it refuses.
+      // The decoder rejects a size other than that of the destination.
       if (bit / 8 >= 16 && bit / 8 < 20) continue;
       Bytes bytes = stream.bytes;
       bytes[bit / 8] ^= static_cast<std::uint8_t>(0x80 >> bit % 8);
@@ -107,7 +107,7 @@ TEST(FrameCheck, AgreesWithTheDecoderOnDamage) {
   EXPECT_GT(concealed, 100);
 }
 
-TEST(FrameCheck, SaysWhichSliceIsDamaged) {
+TEST(FrameCheck, LocatesTheDamagedSlice) {
   const Stream stream = Make(FieldSpec());
   // The last slice of the first row of the second field.
   const reference::SliceInfo* slice = nullptr;
@@ -132,19 +132,21 @@ std::string Describe(Bytes bytes, std::size_t place, std::uint8_t value) {
   return CheckFrame(bytes).Describe();
 }
 
-TEST(FrameCheck, FindsWhatDecodersPassOver) {
+TEST(FrameCheck, FindsFaultsThatDecodersIgnore) {
   const Stream plain = Make(PlainSpec());
-  EXPECT_THAT(Describe(plain.bytes, 0, 1), HasSubstr("says that it has"));
-  EXPECT_THAT(Describe(plain.bytes, 2, 0), HasSubstr("says that it has"));
-  EXPECT_EQ(Describe(plain.bytes, 11, 1), "");  // a bitstream version that RDD 36 knows
+  EXPECT_THAT(Describe(plain.bytes, 0, 1), HasSubstr("bytes, but"));
+  EXPECT_THAT(Describe(plain.bytes, 2, 0), HasSubstr("bytes, but"));
+  EXPECT_EQ(Describe(plain.bytes, 11, 1), "");  // a bitstream version of RDD 36
   EXPECT_THAT(Describe(plain.bytes, plain.slices[2].offset + 1, 225),
               HasSubstr("1 quantisers of picture 1 outside 1 to 224"));
   const Stream padded = Make(Specs()[4]);
-  EXPECT_THAT(Describe(padded.bytes, padded.bytes.size() - 1, 1), HasSubstr("no picture"));
-  EXPECT_THAT(Describe(padded.bytes, padded.bytes.size() - 8, 1), HasSubstr("no slice"));
+  EXPECT_THAT(Describe(padded.bytes, padded.bytes.size() - 1, 1),
+              HasSubstr("behind the last picture"));
+  EXPECT_THAT(Describe(padded.bytes, padded.bytes.size() - 8, 1),
+              HasSubstr("behind the slices of picture"));
 }
 
-TEST(FrameCheck, TakesZerosBehindTheFrameForPadding) {
+TEST(FrameCheck, AcceptsZerosBehindTheFrame) {
   Stream stream = Make(PlainSpec());
   stream.bytes.resize(stream.bytes.size() + 40);
   EXPECT_TRUE(CheckFrame(stream.bytes).IsIntact());
@@ -163,6 +165,18 @@ TEST(FrameCheck, DescribesFaultsInTheirOrder) {
   check.faults = {"one", "two"};
   check.slices.resize(3);
   EXPECT_EQ(check.Describe(), "one; two; 3 damaged slices");
+}
+
+TEST(FrameCheck, CountsSlicesThatAreNotListed) {
+  FrameCheck check;
+  check.unlistedSlices = 1;
+  EXPECT_FALSE(check.IsIntact());
+  EXPECT_EQ(check.Describe(), "1 damaged slice");
+  FrameCheck other;
+  other.slices.resize(1);
+  other.unlistedSlices = 2;
+  check.Add(other);
+  EXPECT_EQ(check.Describe(), "4 damaged slices");
 }
 
 }  // namespace

@@ -29,7 +29,7 @@ TEST(FrameStatistics, SumsUpSlices) {
   EXPECT_EQ(statistics.alphaBytes, 0u);
 }
 
-TEST(FrameStatistics, TellsAFrameThatIsCutOff) {
+TEST(FrameStatistics, ReportsATruncatedFrame) {
   Bytes frame = MakeFrame({2, 4, 6, 12});
   frame.resize(frame.size() - 5);
   EXPECT_THAT(Measure(frame).fault, HasSubstr("picture 1"));
@@ -37,21 +37,21 @@ TEST(FrameStatistics, TellsAFrameThatIsCutOff) {
   EXPECT_THAT(Measure(frame).fault, HasSubstr("frame header"));
 }
 
-TEST(FrameStatistics, TellsASizeThatIsNotThere) {
+TEST(FrameStatistics, ReportsAStatedSizeBeyondTheEnd) {
   Bytes frame = MakeFrame({2, 4, 6, 12});
   ++frame[2];  // frame_size, 256 more
   const std::string bytes = std::to_string(frame.size());
-  EXPECT_EQ(Measure(frame).fault, "states " + std::to_string(frame.size() + 256) +
-                                      " bytes, of which " + bytes + " are there");
+  EXPECT_EQ(Measure(frame).fault, "states " + std::to_string(frame.size() + 256) + " bytes, but " +
+                                      bytes + " were found");
 }
 
-TEST(FrameStatistics, TellsSlicesWhoseHeaderDoesNotFit) {
+TEST(FrameStatistics, CountsSlicesWhoseHeaderDoesNotFit) {
   Bytes broken = MakeSlice(4);
   broken[2] = 0xFF;  // size of Y
   const Bytes frame = MakeFrame(HeaderOf(32, 32),
                                 {MakePicture({MakeSlice(1), broken, MakeSlice(3), MakeSlice(5)})});
   const FrameStatistics statistics = Measure(frame);
-  EXPECT_EQ(statistics.fault, "1 slice whose header does not fit the bytes");
+  EXPECT_EQ(statistics.fault, "1 slice whose header does not fit its bytes");
   EXPECT_EQ(statistics.quantisers.GetCount(), 3);
   EXPECT_EQ(statistics.quantisers.GetMean(), 3);
 }
@@ -102,7 +102,15 @@ TEST(SliceGrid, DividesWideSlicesOfOneFieldAmongTheColumnsOfTheOther) {
   }
 }
 
-TEST(SliceGrid, IsEmptyWhereNothingCanBeTakenApart) {
+TEST(SliceGrid, IsEmptyIfThereAreTooManySlicesToDraw) {
+  const Bytes frame = MakeFrameOfManySlices();
+  const FrameStructure structure = ReadFrameStructure(frame);
+  EXPECT_EQ(structure.fault, "");
+  ASSERT_GT(structure.pictures.at(0).slices.size(), kMostGridCells);
+  EXPECT_EQ(LayOutSlices(structure).Count(), 0u);
+}
+
+TEST(SliceGrid, IsEmptyIfNoSliceCanBeLocated) {
   EXPECT_EQ(LayOutSlices(ReadFrameStructure(Bytes(10))).Count(), 0u);
 }
 

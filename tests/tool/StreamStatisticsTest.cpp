@@ -17,7 +17,7 @@ using testing::HasSubstr;
 using testing::Not;
 using State = ComparedProperty::State;
 
-TEST(HeaderCodes, RatesGoThereAndBack) {
+TEST(FrameHeaders, RatesSurviveARoundTrip) {
   for (std::uint8_t code = 1; code <= 11; ++code) EXPECT_EQ(CodeOfRate(RateOfCode(code)), code);
   EXPECT_EQ(RateOfCode(4), (Rational{30000, 1001}));
   EXPECT_EQ(RateOfCode(0).numerator, 0);
@@ -26,7 +26,7 @@ TEST(HeaderCodes, RatesGoThereAndBack) {
   EXPECT_EQ(CodeOfRate({12, 1}), 0);
 }
 
-TEST(HeaderCodes, AspectIsThatOfPixels) {
+TEST(FrameHeaders, AspectIsThatOfPixels) {
   prores::FrameHeader header = HeaderOf(720, 576);
   EXPECT_EQ(SampleAspectOf(header).numerator, 0);
   header.aspectRatio = 1;
@@ -57,7 +57,7 @@ std::map<std::string, State> StatesOf(const StreamFormat& container,
   return states;
 }
 
-TEST(HeaderComparison, TellsSameFromUnspecifiedFromMismatch) {
+TEST(HeaderComparison, DistinguishesSameUnspecifiedAndMismatch) {
   prores::FrameHeader header = HeaderOf(720, 480);
   header.colorPrimaries = 9;
   header.transferCharacteristic = 1;
@@ -72,7 +72,7 @@ TEST(HeaderComparison, TellsSameFromUnspecifiedFromMismatch) {
   EXPECT_EQ(states.at("frameRate"), State::Unspecified);
 }
 
-TEST(HeaderComparison, TakesBothConventionsOfStandardDefinitionForTheSameShape) {
+TEST(HeaderComparison, AcceptsBothWidthConventionsOfStandardDefinition) {
   prores::FrameHeader header = HeaderOf(720, 576);
   header.aspectRatio = 3;
   StreamFormat container = Container();
@@ -82,6 +82,20 @@ TEST(HeaderComparison, TakesBothConventionsOfStandardDefinitionForTheSameShape) 
   }
   container.sampleAspect = {16, 15};
   EXPECT_EQ(StatesOf(container, header).at("sampleAspect"), State::Mismatch);
+}
+
+TEST(HeaderComparison, AcceptsWholeMacroblocksOnlyInContainersThatStoreThem) {
+  prores::FrameHeader header = HeaderOf(1920, 1080);
+  StreamFormat container = Container();
+  container.width = 1920;
+  container.height = 1088;
+  EXPECT_EQ(StatesOf(container, header).at("size"), State::Mismatch);
+  container.isPadded = true;
+  EXPECT_EQ(StatesOf(container, header).at("size"), State::Same);
+  header.height = 1064;
+  EXPECT_EQ(StatesOf(container, header).at("size"), State::Mismatch);
+  header.interlaceMode = prores::InterlaceMode::kTopFieldFirst;  // two fields of 544 lines
+  EXPECT_EQ(StatesOf(container, header).at("size"), State::Same);
 }
 
 void Add(StreamStatistics& stream, const Bytes& frame) {
@@ -106,7 +120,7 @@ Bytes Coloured(int primaries) {
   return MakeFrame(header, {MakePicture({MakeSlice(1), MakeSlice(1), MakeSlice(1), MakeSlice(1)})});
 }
 
-TEST(StreamStatistics, TellsTheFirstFrameThatDiffers) {
+TEST(StreamStatistics, ReportsTheFirstFrameThatDiffers) {
   StreamStatistics stream = MakeStream();
   for (const int primaries : {1, 1, 9, 1, 12}) Add(stream, Coloured(primaries));
   ASSERT_EQ(stream.changes.size(), 1u);
@@ -116,7 +130,7 @@ TEST(StreamStatistics, TellsTheFirstFrameThatDiffers) {
   EXPECT_EQ(stream.changes[0].to, "9 (bt2020)");
 }
 
-TEST(StreamStatistics, CountsFaultsAndGoesOn) {
+TEST(StreamStatistics, CountsFaultsAndContinues) {
   StreamStatistics stream = MakeStream();
   Add(stream, MakeFrame({2, 2, 2, 2}));
   Add(stream, Bytes(40));
@@ -128,7 +142,7 @@ TEST(StreamStatistics, CountsFaultsAndGoesOn) {
   EXPECT_EQ(stream.meanQuantisers.GetMax(), 4);
 }
 
-TEST(StreamStatistics, CountsFramesThatAreMissing) {
+TEST(StreamStatistics, CountsMissingFrames) {
   StreamStatistics stream = MakeStream();
   Add(stream, MakeFrame({2, 2, 2, 2}));
   AddMissing(stream, FrameFailure("clip.mov", 1, "is missing", {}, 3));
@@ -149,7 +163,7 @@ TEST(StreamStatistics, ComparesNothingWithoutAContainer) {
   EXPECT_THAT(InspectionText(stream), Not(HasSubstr("container")));
 }
 
-TEST(StreamStatistics, KnowsTheTargetOfVariantsThatCanBeEncoded) {
+TEST(StreamStatistics, HasATargetForEncodableVariantsOnly) {
   StreamFormat format = Container();
   format.width = 1920;
   format.height = 1080;

@@ -24,7 +24,7 @@ inline prores::FrameHeader HeaderOf(std::uint16_t width, std::uint16_t height) {
   return header;
 }
 
-/// A slice of that quantiser whose components have 3, 2 and 1 bytes; nothing could be decoded.
+/// Returns a slice with components of 3, 2 and 1 bytes that cannot be decoded.
 inline Bytes MakeSlice(std::uint8_t quantiser) {
   Bytes slice(prores::SliceHeader::kWrittenBytes + 6, 0x55);
   prores::WriteSliceHeader({prores::SliceHeader::kWrittenBytes, quantiser, {3, 2, 1}},
@@ -32,7 +32,7 @@ inline Bytes MakeSlice(std::uint8_t quantiser) {
   return slice;
 }
 
-/// A picture of slices that are one macroblock wide.
+/// Returns a picture of slices of one macroblock.
 inline Bytes MakePicture(const std::vector<Bytes>& slices) {
   Bytes table;
   Bytes data;
@@ -59,11 +59,20 @@ inline Bytes MakeFrame(const prores::FrameHeader& header, const std::vector<Byte
   return frame;
 }
 
-/// A progressive frame of 32x32 with a slice for each quantiser, of which there are four.
+/// Returns a progressive frame of 32x32 with a slice for each of four quantisers.
 inline Bytes MakeFrame(const std::vector<std::uint8_t>& quantisers) {
   std::vector<Bytes> slices;
   std::ranges::transform(quantisers, std::back_inserter(slices), MakeSlice);
   return MakeFrame(HeaderOf(32, 32), {MakePicture(slices)});
+}
+
+inline constexpr std::size_t kManySlices = 4096 * 80;
+
+/// Returns a progressive frame of kManySlices slices, all without codewords.
+inline Bytes MakeFrameOfManySlices() {
+  Bytes slice(prores::SliceHeader::kWrittenBytes);
+  prores::WriteSliceHeader({prores::SliceHeader::kWrittenBytes, 1, {0, 0, 0}}, slice.data());
+  return MakeFrame(HeaderOf(65535, 80 * 16), {MakePicture(std::vector<Bytes>(kManySlices, slice))});
 }
 
 }  // namespace vixprores

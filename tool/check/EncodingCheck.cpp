@@ -27,7 +27,8 @@ class DecodingCheck : public EncodingCheck {
   void Measure(unsigned worker, const vix::IBuffer& source,
                std::shared_ptr<const vix::IBuffer> encoded, std::int64_t number) override {
     const auto bytes = static_cast<std::uint32_t>(source.GetSize());
-    const auto decoded = decoders_.Decode(worker, std::move(encoded), number, bytes);
+    const auto header = ParseHeader(BytesOf(*encoded));
+    const auto decoded = decoders_.Decode(worker, std::move(encoded), header, number, bytes);
     if (!decoded.fault.empty()) throw vix::VIXRuntimeError("it " + decoded.fault);
     Scratch& scratch = scratch_.at(worker);
     scratch.source.Load(source_, BytesOf(source), bits_);

@@ -3,6 +3,7 @@
 
 #include <iterator>
 #include <memory>
+#include <string>
 #include <utility>
 
 #include "base/Errors.h"
@@ -19,6 +20,7 @@ namespace {
 // A frame between the reader and the result.
 struct Item {
   DamagedFrame frame;  // damaged or not
+  std::optional<ParsedHeader> header;
   std::shared_ptr<vix::IBuffer> bytes;
 };
 
@@ -38,6 +40,7 @@ class Run {
       place.number = frame->number;
       place.offset = frame->offset;
       item.bytes = frame->data;
+      item.header = frame->header;
       if (!frame->fault.empty()) item.frame.check.faults.push_back(frame->fault);
     } catch (const FrameFailure& failure) {
       place.number = failure.GetFrame();
@@ -60,12 +63,21 @@ class Run {
     if (!frame.check.IsIntact()) {
       result_.damagedFrames += frame.place.count;
       events_.damaged(frame);
-      result_.damage.push_back(std::move(frame));
+      Keep(std::move(frame));
     }
     events_.progress(result_.frames, bytes_);
   }
 
  private:
+  void Keep(DamagedFrame frame) {
+    FrameCheck& check = frame.check;
+    if (keptSlices_ + check.slices.size() > kMostKeptSlices) {
+      check.unlistedSlices += std::exchange(check.slices, {}).size();
+    }
+    keptSlices_ += check.slices.size();
+    result_.damage.push_back(std::move(frame));
+  }
+
   // Drops the sound that was read and keeps the damage found in it.
   void DropSound() {
     SideTracks* const side = reader_.GetSideTracks();
@@ -80,6 +92,7 @@ class Run {
   const VerificationEvents& events_;
   Verification& result_;
   std::uint64_t bytes_ = 0;
+  std::size_t keptSlices_ = 0;
 };
 
 }  // namespace
@@ -93,7 +106,7 @@ void VerifyFrames(FrameReader& reader, int threads, const VerificationEvents& ev
     if (!item.bytes) return;
     // The reader's fault (a differing checksum) explains less than those in the frame: it goes
     // last.
-    FrameCheck check = CheckFrame(BytesOf(*item.bytes));
+    FrameCheck check = CheckFrame(BytesOf(*item.bytes), item.header);
     check.Add(std::exchange(item.frame.check, {}));
     item.frame.check = std::move(check);
   };
@@ -121,6 +134,7 @@ StreamStatistics DescribeInput(const FrameReader& reader) {
 void InspectFrames(FrameReader& reader, const std::optional<FrameRange>& range, bool listSlices,
                    StreamStatistics& stream, NotableFrames& notable) {
   RangeReader frames(reader, range);
+  std::size_t listed = 0;  // slices
   for (;;) {
     std::optional<NumberedFrame> frame;
     try {
@@ -131,12 +145,17 @@ void InspectFrames(FrameReader& reader, const std::optional<FrameRange>& range, 
     }
     if (!frame) return;
     const auto bytes = BytesOf(*frame->data);
-    const FrameStructure structure = ReadFrameStructure(bytes);
+    const FrameStructure structure = ReadFrameStructure(bytes, frame->header);
     FrameStatistics statistics = MeasureFrame(structure, bytes);
     statistics.number = frame->number;
     statistics.offset = frame->offset;
     if (statistics.fault.empty()) statistics.fault = frame->fault;
-    if (listSlices) statistics.sliceList = ListSlices(structure);
+    if (listSlices && statistics.slices <= kMostListedSlices - listed) {
+      listed += statistics.slices;
+      statistics.sliceList = ListSlices(structure);
+    } else if (listSlices && !stream.firstUnlisted) {
+      stream.firstUnlisted = frame->number;
+    }
     notable.Add(*frame, statistics);
     AddFrame(stream, structure, std::move(statistics));
   }
@@ -155,7 +174,8 @@ void VerifiedStream::Add(const DamagedFrame& frame, std::span<const std::uint8_t
   statistics.frames.push_back(std::move(seen));
   if (frame.check.IsIntact() && !statistics.header) statistics.header = ParseHeader(bytes);
   if (frame.check.slices.empty() || maps.size() == kMostMaps) return;
-  maps.push_back({frame.place, LayOutSlices(ReadFrameStructure(bytes)), frame.check.slices});
+  SliceGrid grid = LayOutSlices(ReadFrameStructure(bytes));
+  if (grid.Count() > 0) maps.push_back({frame.place, std::move(grid), frame.check.slices});
 }
 
 }  // namespace vixprores

@@ -23,6 +23,10 @@
 
 namespace vixprores {
 
+/// Most damaged slices that are kept with their places in one file, 32 bytes each; the slices of
+/// further frames are counted only.
+inline constexpr std::size_t kMostKeptSlices = 1'000'000;
+
 /// A damaged frame, or several that are missing for one reason.
 struct DamagedFrame {
   FramePlace place;
@@ -65,7 +69,7 @@ void VerifyFrames(FrameReader& reader, int threads, const VerificationEvents& ev
 StreamStatistics DescribeInput(const FrameReader& reader);
 
 /// Adds the frames of a range, or all frames, to the statistics.
-/// @param listSlices keep the slices of each frame
+/// @param listSlices keep the slices of each frame, kMostListedSlices in all
 /// @throws Failure, Interrupted if the reader cannot continue; `stream` holds the frames before
 void InspectFrames(FrameReader& reader, const std::optional<FrameRange>& range, bool listSlices,
                    StreamStatistics& stream, NotableFrames& notable);

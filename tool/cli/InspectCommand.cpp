@@ -1,6 +1,5 @@
 // SPDX-License-Identifier: BSD-2-Clause
 #include <cstdio>
-#include <exception>
 #include <memory>
 #include <optional>
 #include <string>

@@ -3,7 +3,7 @@
 #define TOOL_FORMAT_STREAMFORMAT_H
 
 /// @file
-/// What the tool knows of a video stream, whatever it is stored in.
+/// Format of a video stream, whatever it is stored in.
 
 #include <cstdint>
 #include <optional>
@@ -16,7 +16,7 @@ namespace vixprores {
 /// A fraction; the denominator of a valid one is positive.
 using Rational = vix::EditRate;
 
-/// The fraction in lowest terms. Both parts must be positive.
+/// Returns the fraction in lowest terms. Both parts must be positive.
 Rational Reduce(Rational value);
 
 enum class FieldOrder { Unknown, Progressive, TopFirst, BottomFirst };
@@ -37,8 +37,8 @@ struct Colour {
 
 /// Format of one video stream, uncompressed or ProRes.
 struct StreamFormat {
-  /// "UYVY" or "V210" of an uncompressed stream, else the sample entry code of the ProRes variant
-  /// ("apcn"); 0 where a ProRes container does not tell it.
+  /// "UYVY" or "V210" if the stream is uncompressed, else the sample entry code of the ProRes
+  /// variant ("apcn"); 0 = a ProRes container does not state it.
   vix::FourCC code = 0;
   std::uint32_t width = 0;      ///< pixels
   std::uint32_t height = 0;     ///< lines of a whole frame
@@ -49,41 +49,42 @@ struct StreamFormat {
   Colour colour;
   bool is444 = false;     ///< ProRes with chroma for every pixel
   bool hasAlpha = false;  ///< ProRes with an alpha channel
+  bool isPadded = false;  ///< width and height may be rounded up to macroblocks, as in MXF
 
   bool IsRaw() const { return code == vix::kFourCC_UYVY || code == vix::kFourCC_V210; }
   bool IsInterlaced() const {
     return fieldOrder == FieldOrder::TopFirst || fieldOrder == FieldOrder::BottomFirst;
   }
-  /// Bytes of one uncompressed frame. Refuses sizes above 32 bits with a VIXRuntimeError.
+  /// Returns the bytes of one uncompressed frame. Throws a VIXRuntimeError above 32 bits.
   std::uint32_t FrameBytes() const;
 };
 
-/// Zeroes what no pixel of an uncompressed frame uses: a decoder leaves the padding of rows alone,
-/// which would carry what the memory held before out into a file.
+/// Clears the row padding of an uncompressed frame. A decoder does not write it, so that a file
+/// would contain whatever was in the memory before.
 void ClearRowPadding(const StreamFormat& format, std::uint8_t* frame);
 
-/// A ProRes variant by its names.
+/// A ProRes variant with its names.
 struct ProResVariant {
-  const char* option;  ///< as on the command line; null when it cannot be encoded
+  const char* option;  ///< on the command line; null = cannot be encoded
   vix::FourCC code;    ///< of the sample entry
-  const char* name;    ///< as people write it
-  /// Closest variant of the host contract.
+  const char* name;    ///< for messages
+  /// The closest variant of the host contract.
   vix::ProResCodecVariant variant;
-  int profile;  ///< number that containers without four-character codes know it by
+  int profile;  ///< number in containers without four-character codes
 };
 
-/// The variant with that four-character code, or null.
+/// Returns the variant with that four-character code, or null.
 const ProResVariant* FindProResVariant(vix::FourCC code);
-/// The encodable variant of that option name, or null.
+/// Returns the encodable variant with that option name, or null.
 const ProResVariant* FindProResVariant(const std::string& option);
 
-/// "V210", "ProRes 422 HQ", or the four characters of a code without a name.
+/// Returns "V210", "ProRes 422 HQ", or the four characters of a code without a name.
 std::string DescribeCode(vix::FourCC code);
-/// "progressive", "top field first", ...
+/// Returns "progressive", "top field first", ...
 std::string Describe(FieldOrder order);
-/// "1920x1080"
+/// Returns "1920x1080".
 std::string DescribeSize(std::uint32_t width, std::uint32_t height);
-/// "25" or "30000/1001"
+/// Returns "25" or "30000/1001".
 std::string Describe(Rational value);
 
 }  // namespace vixprores

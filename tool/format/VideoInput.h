@@ -6,14 +6,12 @@
 /// A video input as its consumers see it, whatever it is stored in.
 
 #include <cstdint>
-#include <memory>
 #include <optional>
 #include <string>
 
 #include "format/MovieContent.h"
 #include "format/StreamFormat.h"
 #include "format/Timecode.h"
-#include "vix/Buffers.h"
 
 namespace vixprores {
 
@@ -29,17 +27,6 @@ struct InputDescription {
   Metadata metadata = {};                             ///< of the file, and "reel_name"
   std::string note = {};          ///< how the input is interpreted; empty = as usual
   std::string timecodeNote = {};  ///< why the input's timecode is not used; empty = it is
-};
-
-/// A frame as a reader returned it.
-struct NumberedFrame {
-  std::int64_t number = 0;                            ///< in the input, from 0
-  std::optional<std::int64_t> offset = std::nullopt;  ///< in the input, in bytes; nullopt = unknown
-  std::shared_ptr<vix::IBuffer> data = nullptr;
-  /// What is wrong with a frame that could be read nevertheless, to follow its number; empty =
-  /// nothing.
-  std::string fault = {};
-  bool isUneven = false;  ///< came at another time than the constant rate requires
 };
 
 }  // namespace vixprores

@@ -71,12 +71,11 @@ void CheckGaps(Bytes bytes, const FrameStructure& frame, FrameCheck& check) {
     if (picture.slices.empty()) continue;
     const SliceStructure& last = picture.slices.back();
     if (!IsPadding(Between(bytes, last.offset + last.bytes.size(), EndOf(picture)))) {
-      check.faults.push_back("bytes that belong to no slice behind those of picture " +
-                             std::to_string(i + 1));
+      check.faults.push_back("unused bytes behind the slices of picture " + std::to_string(i + 1));
     }
   }
   if (!IsPadding(Between(bytes, EndOf(frame.pictures.back()), bytes.size()))) {
-    check.faults.emplace_back("bytes that belong to no picture at its end");
+    check.faults.emplace_back("unused bytes behind the last picture");
   }
 }
 
@@ -85,8 +84,8 @@ void CheckStatedSize(Bytes bytes, const FrameStructure& frame, FrameCheck& check
   const bool isTooSmall =
       !frame.pictures.empty() && frame.statedBytes < EndOf(frame.pictures.back());
   if (isTooLarge || isTooSmall) {
-    check.faults.push_back("says that it has " + std::to_string(frame.statedBytes) +
-                           " bytes, where " + std::to_string(bytes.size()) + " were found");
+    check.faults.push_back("states " + std::to_string(frame.statedBytes) + " bytes, but " +
+                           std::to_string(bytes.size()) + " were found");
   }
 }
 
@@ -99,18 +98,21 @@ bool IsPadding(Bytes bytes) {
 void FrameCheck::Add(FrameCheck other) {
   std::ranges::move(other.faults, std::back_inserter(faults));
   std::ranges::move(other.slices, std::back_inserter(slices));
+  unlistedSlices += other.unlistedSlices;
 }
 
 std::string FrameCheck::Describe() const {
   std::string text;
   for (const std::string& fault : faults) text += (text.empty() ? "" : "; ") + fault;
-  if (slices.empty()) return text;
-  return text + (text.empty() ? "" : "; ") + Count(std::ssize(slices), "damaged slice");
+  const std::size_t damaged = slices.size() + unlistedSlices;
+  if (damaged == 0) return text;
+  return text + (text.empty() ? "" : "; ") +
+         Count(static_cast<std::int64_t>(damaged), "damaged slice");
 }
 
-FrameCheck CheckFrame(Bytes bytes) {
+FrameCheck CheckFrame(Bytes bytes, const std::optional<ParsedHeader>& header) {
   FrameCheck check;
-  const FrameStructure frame = ReadFrameStructure(bytes);
+  const FrameStructure frame = ReadFrameStructure(bytes, header);
   if (!frame.fault.empty()) check.faults.push_back(frame.fault);
   if (!frame.hasHeader) return check;
   CheckStatedSize(bytes, frame, check);

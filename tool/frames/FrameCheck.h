@@ -7,11 +7,13 @@
 
 #include <cstddef>
 #include <cstdint>
+#include <optional>
 #include <span>
 #include <string>
 #include <vector>
 
 #include "bitstream/SliceLayout.h"
+#include "frames/FrameHeaders.h"
 
 namespace vixprores {
 
@@ -30,8 +32,9 @@ struct FrameCheck {
   std::vector<std::string> faults;
   /// The slices that the codec library conceals, if it decodes the frame at all.
   std::vector<DamagedSlice> slices;
+  std::size_t unlistedSlices = 0;  ///< damaged slices that are not kept in `slices`
 
-  bool IsIntact() const { return faults.empty() && slices.empty(); }
+  bool IsIntact() const { return faults.empty() && slices.empty() && unlistedSlices == 0; }
   /// Adds the findings of another check of the same frame.
   void Add(FrameCheck other);
   /// Returns the faults and the number of damaged slices in words; empty if the frame is intact.
@@ -39,7 +42,12 @@ struct FrameCheck {
 };
 
 /// Checks headers, sizes and slices, and decodes every codeword. Accepts any bytes, on any thread.
-FrameCheck CheckFrame(std::span<const std::uint8_t> frame);
+/// @param header from ParseHeader()
+FrameCheck CheckFrame(std::span<const std::uint8_t> frame,
+                      const std::optional<ParsedHeader>& header);
+inline FrameCheck CheckFrame(std::span<const std::uint8_t> frame) {
+  return CheckFrame(frame, ParseHeader(frame));
+}
 
 /// Returns whether all bytes are zero, as padding between the parts of a frame is.
 bool IsPadding(std::span<const std::uint8_t> bytes);

@@ -45,11 +45,12 @@ std::uint8_t AspectCode(const StreamFormat& format) {
 
 }  // namespace
 
-std::optional<prores::FrameHeader> ParseHeader(std::span<const std::uint8_t> frame) {
-  prores::FrameHeader header;
+std::optional<ParsedHeader> ParseHeader(std::span<const std::uint8_t> frame) {
+  ParsedHeader header;
   std::span<const std::uint8_t> pictures;
   const prores::Status status = prores::ParseFrameHeader(frame, header, pictures);
   if (status != prores::Status::kSuccess) return std::nullopt;
+  header.headerBytes = frame.size() - pictures.size();
   return header;
 }
 
@@ -121,22 +122,22 @@ std::optional<HeaderMismatch> FindMismatch(const prores::FrameHeader& header,
   }
   const bool isInterlaced = header.interlaceMode != prores::InterlaceMode::kProgressive;
   if (demands.sameScan && isInterlaced != stream.IsInterlaced()) {
-    return HeaderMismatch{"is scanned otherwise than the first one", "leave out --skip-field"};
+    return HeaderMismatch{isInterlaced ? "is interlaced although the stream began progressive"
+                                       : "is progressive although the stream began interlaced",
+                          "leave out --skip-field"};
   }
   return std::nullopt;
 }
 
 void StampFrameHeader(const StreamFormat& format, std::span<std::uint8_t> frame) {
-  prores::FrameHeader header;
-  std::span<const std::uint8_t> pictures;
-  if (ParseFrameHeader(frame, header, pictures) != prores::Status::kSuccess) return;
-  if (FrameHeaderBytes(header) != frame.size() - pictures.size()) return;
-  header.colorPrimaries = static_cast<std::uint8_t>(format.colour.primaries);
-  header.transferCharacteristic = static_cast<std::uint8_t>(format.colour.transfer);
-  header.matrixCoefficients = static_cast<std::uint8_t>(format.colour.matrix);
-  header.frameRate = CodeOfRate(format.rate);
-  header.aspectRatio = AspectCode(format);
-  WriteFrameHeader(header, static_cast<std::uint32_t>(frame.size()), frame.data());
+  auto header = ParseHeader(frame);
+  if (!header || FrameHeaderBytes(*header) != header->headerBytes) return;
+  header->colorPrimaries = static_cast<std::uint8_t>(format.colour.primaries);
+  header->transferCharacteristic = static_cast<std::uint8_t>(format.colour.transfer);
+  header->matrixCoefficients = static_cast<std::uint8_t>(format.colour.matrix);
+  header->frameRate = CodeOfRate(format.rate);
+  header->aspectRatio = AspectCode(format);
+  WriteFrameHeader(*header, static_cast<std::uint32_t>(frame.size()), frame.data());
 }
 
 }  // namespace vixprores

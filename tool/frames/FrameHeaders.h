@@ -6,7 +6,9 @@
 /// Frame headers (RDD 36, frame header semantics): their codes in the terms of a StreamFormat and
 /// back, and what the headers of one stream must have in common.
 
+#include <cstddef>
 #include <cstdint>
+#include <memory>
 #include <optional>
 #include <span>
 #include <string>
@@ -14,12 +16,30 @@
 #include "base/FramePool.h"
 #include "bitstream/FrameHeader.h"
 #include "format/StreamFormat.h"
-#include "format/VideoInput.h"
+#include "vix/Buffers.h"
 
 namespace vixprores {
 
+/// A valid frame header.
+struct ParsedHeader : prores::FrameHeader {
+  std::size_t headerBytes = 0;  ///< of prefix and header: the first picture follows
+};
+
+/// A frame as a reader returned it.
+struct NumberedFrame {
+  std::int64_t number = 0;                            ///< in the input, from 0
+  std::optional<std::int64_t> offset = std::nullopt;  ///< in the input, in bytes; nullopt = unknown
+  std::shared_ptr<vix::IBuffer> data = nullptr;
+  /// What is wrong with a frame that could be read nevertheless, to follow its number; empty =
+  /// nothing.
+  std::string fault = {};
+  bool isUneven = false;  ///< came at another time than the constant rate requires
+  /// Header of a ProRes frame: readers parse it once for all consumers. nullopt = invalid.
+  std::optional<ParsedHeader> header = std::nullopt;
+};
+
 /// Parses prefix and header of a frame; none if they are invalid.
-std::optional<prores::FrameHeader> ParseHeader(std::span<const std::uint8_t> frame);
+std::optional<ParsedHeader> ParseHeader(std::span<const std::uint8_t> frame);
 
 /// Returns the rate of a frame_rate_code; numerator 0 = unknown.
 Rational RateOfCode(std::uint8_t code);

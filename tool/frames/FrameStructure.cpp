@@ -15,10 +15,17 @@ std::string Explain(prores::Status status, const std::string& part) {
     case prores::Status::kTruncated:
       return "the frame ends inside its " + part;
     case prores::Status::kUnsupported:
-      return part + " of a bitstream version that is not known";
+      return "the " + part + " has an unknown bitstream version";
     default:
-      return part + " that contradicts itself";
+      return "the " + part + " is inconsistent";
   }
+}
+
+// Returns why the frame header is invalid.
+std::string ExplainHeader(std::span<const std::uint8_t> frame) {
+  prores::FrameHeader header;
+  std::span<const std::uint8_t> pictures;
+  return Explain(prores::ParseFrameHeader(frame, header, pictures), "frame header");
 }
 
 void AddSlices(prores::SliceRow row, std::uint32_t number, const prores::SliceLayout& layout,
@@ -51,6 +58,8 @@ std::string ReadPicture(unsigned index, std::span<const std::uint8_t> frame,
   std::vector<prores::SliceRow> rows(picture.rows);
   status = prores::LocateSliceRows(bytes, picture.header, picture.slicesPerRow, rows);
   if (status == prores::Status::kSuccess) {
+    // The table was checked: each slice has at least a header's bytes in the picture.
+    picture.slices.reserve(std::size_t{picture.rows} * picture.slicesPerRow);
     for (std::uint32_t row = 0; row < picture.rows; ++row) {
       AddSlices(rows[row], row, layout, frame.data(), picture);
     }
@@ -100,17 +109,17 @@ std::size_t FrameStructure::CountDamagedSlices() const {
   return static_cast<std::size_t>(count);
 }
 
-FrameStructure ReadFrameStructure(std::span<const std::uint8_t> frame) {
+FrameStructure ReadFrameStructure(std::span<const std::uint8_t> frame,
+                                  const std::optional<ParsedHeader>& header) {
   FrameStructure structure;
-  std::span<const std::uint8_t> pictures;
-  const auto status = prores::ParseFrameHeader(frame, structure.header, pictures);
-  if (status != prores::Status::kSuccess) {
-    structure.fault = Explain(status, "frame header");
+  if (!header) {
+    structure.fault = ExplainHeader(frame);
     return structure;
   }
+  structure.header = *header;
   structure.hasHeader = true;
   structure.statedBytes = prores::ReadU32(frame.data());
-  structure.headerBytes = frame.size() - pictures.size();
+  auto pictures = frame.subspan(header->headerBytes);
   for (unsigned i = 0; i < prores::PictureCount(structure.header.interlaceMode); ++i) {
     structure.fault = ReadPicture(i, frame, pictures, structure);
     if (!structure.fault.empty()) break;
@@ -139,6 +148,7 @@ SliceGrid LayOutSlices(const FrameStructure& frame) {
   for (const PictureStructure& picture : frame.pictures) {
     grid.rows = std::max(grid.rows, picture.geometry.MacroblockRows());
   }
+  if (grid.Count() > kMostGridCells) return {};
   grid.rowLines = prores::kMacroblockSize * frame.pictures.front().geometry.lineStep;
   grid.lastRowShare = ShareOfLast(frame.header.height, grid.rows, grid.rowLines);
   grid.lastMacroblockShare =

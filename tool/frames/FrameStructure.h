@@ -7,15 +7,16 @@
 
 #include <cstddef>
 #include <cstdint>
+#include <optional>
 #include <span>
 #include <string>
 #include <vector>
 
-#include "bitstream/FrameHeader.h"
 #include "bitstream/PictureGeometry.h"
 #include "bitstream/PictureHeader.h"
 #include "bitstream/SliceHeader.h"
 #include "bitstream/SliceLayout.h"
+#include "frames/FrameHeaders.h"
 
 namespace vixprores {
 
@@ -46,8 +47,7 @@ struct FrameStructure {
   std::string fault;
   bool hasHeader = false;         ///< the frame header is valid
   std::uint32_t statedBytes = 0;  ///< frame_size
-  prores::FrameHeader header;
-  std::size_t headerBytes = 0;  ///< prefix and frame header
+  ParsedHeader header;
   std::vector<PictureStructure> pictures;
 
   /// Returns the number of slices whose headers do not fit their bytes.
@@ -55,7 +55,12 @@ struct FrameStructure {
 };
 
 /// Parses a frame of any content.
-FrameStructure ReadFrameStructure(std::span<const std::uint8_t> frame);
+/// @param header from ParseHeader()
+FrameStructure ReadFrameStructure(std::span<const std::uint8_t> frame,
+                                  const std::optional<ParsedHeader>& header);
+inline FrameStructure ReadFrameStructure(std::span<const std::uint8_t> frame) {
+  return ReadFrameStructure(frame, ParseHeader(frame));
+}
 
 /// The slices of a frame by their place in the picture, both fields in one grid: bytes are added,
 /// quantisers averaged. Where the fields are divided differently the columns are the narrower ones,
@@ -76,7 +81,10 @@ struct SliceGrid {
   std::vector<std::size_t> FindCells(std::uint32_t row, const prores::SliceSpan& span) const;
 };
 
-/// Returns an empty grid if no slice could be located.
+/// Most cells of a grid; pictures of 8192x8192 with the narrowest slices have 262144.
+inline constexpr std::size_t kMostGridCells = 300'000;
+
+/// Returns an empty grid if no slice could be located, or if there are more than kMostGridCells.
 SliceGrid LayOutSlices(const FrameStructure& frame);
 
 }  // namespace vixprores

@@ -1,6 +1,7 @@
 // SPDX-License-Identifier: BSD-2-Clause
 #include "frames/HeaderComparison.h"
 
+#include <algorithm>
 #include <cmath>
 #include <utility>
 
@@ -13,43 +14,99 @@ namespace {
 using State = ComparedProperty::State;
 constexpr const char* kUnspecified = "unspecified";
 
-double ToNumber(Rational value) {
-  return static_cast<double>(value.numerator) / value.denominator;
+std::string DescribeMatrix(const prores::QuantMatrix& matrix) {
+  std::string text;
+  for (const unsigned weight : matrix) text += (text.empty() ? "" : " ") + std::to_string(weight);
+  return text;
 }
 
-std::string DescribeOrNot(Rational value, char separator) {
-  if (value.numerator == 0) return kUnspecified;
-  if (separator == '/') return Describe(value);
-  return std::to_string(value.numerator) + separator + std::to_string(value.denominator);
+// A property that containers and headers have.
+struct CommonProperty {
+  const char* key;
+  const char* name;
+  std::string (*describe)(const StreamFormat&);
+};
+
+constexpr CommonProperty kCommon[] = {
+    {"size", "size",
+     [](const StreamFormat& format) { return DescribeSize(format.width, format.height); }},
+    {"fieldOrder", "field order",
+     [](const StreamFormat& format) {
+       return format.fieldOrder == FieldOrder::Unknown ? kUnspecified : Describe(format.fieldOrder);
+     }},
+    {"colourPrimaries", "colour primaries",
+     [](const StreamFormat& format) {
+       return DescribeColourCode(ColourProperty::Primaries, format.colour.primaries);
+     }},
+    {"transfer", "transfer",
+     [](const StreamFormat& format) {
+       return DescribeColourCode(ColourProperty::Transfer, format.colour.transfer);
+     }},
+    {"matrix", "matrix",
+     [](const StreamFormat& format) {
+       return DescribeColourCode(ColourProperty::Matrix, format.colour.matrix);
+     }},
+};
+
+// A property of headers alone.
+struct HeaderProperty {
+  const char* name;
+  std::string (*describe)(const prores::FrameHeader&);
+};
+
+constexpr HeaderProperty kOfHeader[] = {
+    {"chroma format",
+     [](const prores::FrameHeader& header) {
+       return std::string(header.chromaFormat == prores::ChromaFormat::k444 ? "4:4:4" : "4:2:2");
+     }},
+    {"alpha",
+     [](const prores::FrameHeader& header) {
+       return std::string(header.alphaType == prores::AlphaType::kNone ? "none" : "coded");
+     }},
+    {"encoder identifier",
+     [](const prores::FrameHeader& header) {
+       return std::string(header.encoderIdentifier.begin(), header.encoderIdentifier.end());
+     }},
+    {"quantisation matrices",
+     [](const prores::FrameHeader& header) {
+       return DescribeMatrix(header.lumaMatrix) + " / " + DescribeMatrix(header.chromaMatrix);
+     }},
+};
+
+ComparedProperty Compare(const char* key, const char* name, std::string container,
+                         std::string header) {
+  State state = container == header ? State::Same : State::Mismatch;
+  if (container == kUnspecified || header == kUnspecified) state = State::Unspecified;
+  return {key, name, std::move(container), std::move(header), state};
 }
 
-std::string DescribeOrNot(FieldOrder order) {
-  return order == FieldOrder::Unknown ? kUnspecified : Describe(order);
+// Whole macroblocks of a size: of each field if the stream is interlaced.
+bool IsPaddedSize(const StreamFormat& container, const StreamFormat& header) {
+  const auto roundUp = [](std::uint32_t side, std::uint32_t unit) {
+    return (side + unit - 1) / unit * unit;
+  };
+  return container.width == roundUp(header.width, 16) &&
+         container.height == roundUp(header.height, header.IsInterlaced() ? 32 : 16);
 }
 
-// Of two values that were put into words.
-State CompareWords(const std::string& container, const std::string& header) {
-  if (container == kUnspecified || header == kUnspecified) return State::Unspecified;
-  return container == header ? State::Same : State::Mismatch;
+std::string DescribeAspect(Rational value) {
+  return value.numerator == 0
+             ? kUnspecified
+             : std::to_string(value.numerator) + ":" + std::to_string(value.denominator);
 }
 
-ComparedProperty CompareTexts(std::string key, std::string name, std::string container,
-                              std::string header) {
-  const State state = CompareWords(container, header);
-  return {std::move(key), std::move(name), std::move(container), std::move(header), state};
-}
-
-// The header can only tell the shape of the picture, whose width is counted with or without the
-// blanking at its sides: 720 or 702 samples of standard definition, 2.5 % apart.
-ComparedProperty CompareAspects(Rational container, Rational header) {
+// Aspects up to 3 % apart are the same: the header states the shape of the picture, and the width
+// of standard definition counts with or without the blanking at its sides (720 or 702 samples).
+bool IsSameAspect(Rational container, Rational header) {
   constexpr double kTolerance = 0.03;
-  auto compared = CompareTexts("sampleAspect", "sample aspect", DescribeOrNot(container, ':'),
-                               DescribeOrNot(header, ':'));
-  if (compared.state == State::Mismatch &&
-      std::abs(ToNumber(container) / ToNumber(header) - 1) < kTolerance) {
-    compared.state = State::Same;
-  }
-  return compared;
+  const auto toNumber = [](Rational value) {
+    return static_cast<double>(value.numerator) / value.denominator;
+  };
+  return std::abs(toNumber(container) / toNumber(header) - 1) < kTolerance;
+}
+
+std::string DescribeRate(Rational value) {
+  return value.numerator == 0 ? kUnspecified : Describe(value);
 }
 
 }  // namespace
@@ -57,24 +114,23 @@ ComparedProperty CompareAspects(Rational container, Rational header) {
 std::vector<ComparedProperty> CompareWithContainer(const StreamFormat& container,
                                                    const prores::FrameHeader& frame) {
   const StreamFormat header = FormatOf(frame);
-  return {
-      CompareTexts("size", "size", DescribeSize(container.width, container.height),
-                   DescribeSize(header.width, header.height)),
-      CompareTexts("fieldOrder", "field order", DescribeOrNot(container.fieldOrder),
-                   DescribeOrNot(header.fieldOrder)),
-      CompareTexts("colourPrimaries", "colour primaries",
-                   DescribeColourCode(ColourProperty::Primaries, container.colour.primaries),
-                   DescribeColourCode(ColourProperty::Primaries, header.colour.primaries)),
-      CompareTexts("transfer", "transfer",
-                   DescribeColourCode(ColourProperty::Transfer, container.colour.transfer),
-                   DescribeColourCode(ColourProperty::Transfer, header.colour.transfer)),
-      CompareTexts("matrix", "matrix",
-                   DescribeColourCode(ColourProperty::Matrix, container.colour.matrix),
-                   DescribeColourCode(ColourProperty::Matrix, header.colour.matrix)),
-      CompareAspects(container.sampleAspect, header.sampleAspect),
-      CompareTexts("frameRate", "frame rate", DescribeOrNot(container.rate, '/'),
-                   DescribeOrNot(header.rate, '/')),
-  };
+  std::vector<ComparedProperty> compared;
+  for (const auto& [key, name, describe] : kCommon) {
+    compared.push_back(Compare(key, name, describe(container), describe(header)));
+  }
+  ComparedProperty& size = compared.front();
+  if (container.isPadded && IsPaddedSize(container, header)) size.state = State::Same;
+  compared.push_back(Compare("sampleAspect", "sample aspect",
+                             DescribeAspect(container.sampleAspect),
+                             DescribeAspect(header.sampleAspect)));
+  ComparedProperty& aspect = compared.back();
+  if (aspect.state == State::Mismatch &&
+      IsSameAspect(container.sampleAspect, header.sampleAspect)) {
+    aspect.state = State::Same;
+  }
+  compared.push_back(
+      Compare("frameRate", "frame rate", DescribeRate(container.rate), DescribeRate(header.rate)));
+  return compared;
 }
 
 const char* ToWord(State state) {
@@ -85,6 +141,23 @@ const char* ToWord(State state) {
       return kUnspecified;
     default:
       return "mismatch";
+  }
+}
+
+void AddChanges(const prores::FrameHeader& first, const prores::FrameHeader& header,
+                std::int64_t frame, std::vector<HeaderChange>& changes) {
+  const auto compare = [&](const char* name, std::string from, std::string to) {
+    if (from == to) return;
+    const bool isKnown = std::ranges::find(changes, name, &HeaderChange::property) != changes.end();
+    if (!isKnown) changes.push_back({name, frame, std::move(from), std::move(to)});
+  };
+  const StreamFormat before = FormatOf(first);
+  const StreamFormat after = FormatOf(header);
+  for (const auto& property : kCommon) {
+    compare(property.name, property.describe(before), property.describe(after));
+  }
+  for (const auto& property : kOfHeader) {
+    compare(property.name, property.describe(first), property.describe(header));
   }
 }
 

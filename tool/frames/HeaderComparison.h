@@ -2,6 +2,10 @@
 #ifndef TOOL_FRAMES_HEADERCOMPARISON_H
 #define TOOL_FRAMES_HEADERCOMPARISON_H
 
+/// @file
+/// Differences between a container and a frame header, and between two frame headers.
+
+#include <cstdint>
 #include <string>
 #include <vector>
 
@@ -10,27 +14,39 @@
 
 namespace vixprores {
 
-/// One property of a stream as its container and as the header of its first frame have it.
+/// One property of a stream in its container and in the header of its first frame.
 struct ComparedProperty {
   enum class State {
     Same,
-    Unspecified,  ///< by one of them or by both
+    Unspecified,  ///< in one of them or in both
     Mismatch,
   };
 
   std::string key;        ///< "colourPrimaries"
-  std::string name;       ///< for people: "colour primaries"
-  std::string container;  ///< its value in words, "unspecified" included
+  std::string name;       ///< for messages: "colour primaries"
+  std::string container;  ///< value in words, "unspecified" included
   std::string header;
   State state;
 };
 
-/// Every property that both can tell.
+/// Compares every property that both can state.
 std::vector<ComparedProperty> CompareWithContainer(const StreamFormat& container,
                                                    const prores::FrameHeader& header);
 
-/// "same", "unspecified" or "mismatch"
+/// Returns "same", "unspecified" or "mismatch".
 const char* ToWord(ComparedProperty::State state);
+
+/// The first frame whose header differs from the first frame's in one property.
+struct HeaderChange {
+  std::string property;
+  std::int64_t frame;
+  std::string from;
+  std::string to;
+};
+
+/// Adds the properties in which `header`, of that frame, differs from `first`, if they are new.
+void AddChanges(const prores::FrameHeader& first, const prores::FrameHeader& header,
+                std::int64_t frame, std::vector<HeaderChange>& changes);
 
 }  // namespace vixprores
 

@@ -6,7 +6,6 @@
 #include <utility>
 
 #include "ProRes/ProRes.h"
-#include "format/ColourNames.h"
 
 namespace vixprores {
 namespace {
@@ -14,13 +13,13 @@ namespace {
 std::string FindFault(const FrameStructure& structure, std::size_t bytes) {
   if (!structure.fault.empty()) return structure.fault;
   if (structure.statedBytes > bytes) {
-    return "states " + std::to_string(structure.statedBytes) + " bytes, of which " +
-           std::to_string(bytes) + " are there";
+    return "states " + std::to_string(structure.statedBytes) + " bytes, but " +
+           std::to_string(bytes) + " were found";
   }
   const std::size_t damaged = structure.CountDamagedSlices();
   if (damaged == 0) return {};
   return std::to_string(damaged) + (damaged == 1 ? " slice" : " slices") +
-         " whose header does not fit the bytes";
+         " whose header does not fit its bytes";
 }
 
 void AddSlice(const SliceStructure& slice, FrameStatistics& frame) {
@@ -33,67 +32,6 @@ void AddSlice(const SliceStructure& slice, FrameStatistics& frame) {
     known += slice.header.componentBytes[i];
   }
   frame.alphaBytes += slice.bytes.size() - known;
-}
-
-// A property of frame headers whose changes are reported.
-struct WatchedProperty {
-  const char* name;
-  std::string (*describe)(const prores::FrameHeader&);
-};
-
-std::string DescribeMatrices(const prores::FrameHeader& header) {
-  std::string text;
-  for (const auto* matrix : {&header.lumaMatrix, &header.chromaMatrix}) {
-    if (!text.empty()) text += " / ";
-    for (const unsigned weight : *matrix) text += std::to_string(weight) + " ";
-    text.pop_back();
-  }
-  return text;
-}
-
-constexpr std::array<WatchedProperty, 9> kWatched{{
-    {"size",
-     [](const prores::FrameHeader& header) { return DescribeSize(header.width, header.height); }},
-    {"field order",
-     [](const prores::FrameHeader& header) {
-       return Describe(FieldOrderOf(header.interlaceMode));
-     }},
-    {"colour primaries",
-     [](const prores::FrameHeader& header) {
-       return DescribeColourCode(ColourProperty::Primaries, ColourOf(header).primaries);
-     }},
-    {"transfer",
-     [](const prores::FrameHeader& header) {
-       return DescribeColourCode(ColourProperty::Transfer, ColourOf(header).transfer);
-     }},
-    {"matrix",
-     [](const prores::FrameHeader& header) {
-       return DescribeColourCode(ColourProperty::Matrix, ColourOf(header).matrix);
-     }},
-    {"chroma format",
-     [](const prores::FrameHeader& header) {
-       return std::string(header.chromaFormat == prores::ChromaFormat::k444 ? "4:4:4" : "4:2:2");
-     }},
-    {"alpha",
-     [](const prores::FrameHeader& header) {
-       return std::string(header.alphaType == prores::AlphaType::kNone ? "none" : "coded");
-     }},
-    {"encoder identifier",
-     [](const prores::FrameHeader& header) {
-       return std::string(header.encoderIdentifier.begin(), header.encoderIdentifier.end());
-     }},
-    {"quantisation matrices", DescribeMatrices},
-}};
-
-void WatchHeader(StreamStatistics& stream, const prores::FrameHeader& header, std::int64_t number) {
-  for (const WatchedProperty& property : kWatched) {
-    std::string from = property.describe(*stream.header);
-    std::string to = property.describe(header);
-    if (from == to) continue;
-    const bool isKnown = std::ranges::find(stream.changes, property.name,
-                                           &HeaderChange::property) != stream.changes.end();
-    if (!isKnown) stream.changes.push_back({property.name, number, std::move(from), std::move(to)});
-  }
 }
 
 // The codec library has the first character of a code in the most significant byte.
@@ -153,7 +91,7 @@ std::vector<ComparedProperty> CompareProperties(const StreamStatistics& stream) 
 
 void AddFrame(StreamStatistics& stream, const FrameStructure& frame, FrameStatistics statistics) {
   if (frame.hasHeader && stream.header) {
-    WatchHeader(stream, frame.header, statistics.number);
+    AddChanges(*stream.header, frame.header, statistics.number, stream.changes);
   } else if (frame.hasHeader) {
     stream.header = frame.header;
     stream.slices = statistics.slices;

@@ -86,13 +86,9 @@ std::vector<SliceStatistics> ListSlices(const FrameStructure& structure);
 /// @param frame the bytes that `structure` borrows
 FrameStatistics MeasureFrame(const FrameStructure& structure, std::span<const std::uint8_t> frame);
 
-/// The first frame whose header differs from the first frame's in one property.
-struct HeaderChange {
-  std::string property;
-  std::int64_t frame;
-  std::string from;
-  std::string to;
-};
+/// Most slices of a stream that are listed one by one, those of about 1000 HD frames. A crafted
+/// file of a few MB could otherwise take gigabytes.
+inline constexpr std::size_t kMostListedSlices = 1U << 20;
 
 /// Statistics of a ProRes stream, or of a part of it.
 struct StreamStatistics {
@@ -106,6 +102,7 @@ struct StreamStatistics {
   std::size_t slices = 0;                     ///< of that frame
   std::uint8_t log2SliceWidth = 0;            ///< of that frame's first picture
   std::vector<FrameStatistics> frames;
+  std::optional<std::int64_t> firstUnlisted;  ///< first frame with too many slices to list them
   std::vector<HeaderChange> changes;
   Spread bytes;             ///< of the frames
   Spread quantisers;        ///< of all their slices

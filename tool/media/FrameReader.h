@@ -10,6 +10,7 @@
 
 #include "format/FramePlace.h"
 #include "format/VideoInput.h"
+#include "frames/FrameHeaders.h"
 #include "vix/Buffers.h"
 
 namespace vixprores {

@@ -39,8 +39,9 @@ std::optional<NumberedFrame> ScanReader::Read() {
   frame.number = framesRead_++;
   frame.offset = found->offset;
   frame.data = std::move(found->bytes);
-  const auto header = ParseHeader(BytesOf(*frame.data));
-  const auto mismatch = header ? FindMismatch(*header, GetFormat(), demands_) : std::nullopt;
+  frame.header = ParseHeader(BytesOf(*frame.data));
+  const auto mismatch =
+      frame.header ? FindMismatch(*frame.header, GetFormat(), demands_) : std::nullopt;
   if (!mismatch) return frame;
   throw FrameFailure(GetName(), frame.number, mismatch->found, mismatch->advice, 1, frame.offset);
 }

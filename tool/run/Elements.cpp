@@ -140,10 +140,11 @@ ElementOutput ElementTeam::Encode(unsigned element, std::shared_ptr<const vix::I
 
 ElementOutput ElementTeam::Decode(unsigned element,
                                   const std::shared_ptr<const vix::IBuffer>& frame,
-                                  std::int64_t number, std::uint32_t pictureBytes) {
+                                  const std::optional<ParsedHeader>& header, std::int64_t number,
+                                  std::uint32_t pictureBytes) {
   // The element would take a frame without its marks for one of the other layout, and would then
   // expect that of the next frame too.
-  if (!ParseHeader(BytesOf(*frame))) return {nullptr, 0, "has no readable frame header"};
+  if (!header) return {nullptr, 0, "has no readable frame header"};
   try {
     auto output = Process(element, frame, number);
     if (output.sample->GetBuffer()->GetSize() != pictureBytes) {
@@ -155,7 +156,7 @@ ElementOutput ElementTeam::Decode(unsigned element,
     return output;
   } catch (const std::runtime_error& error) {
     // The frame itself explains more than an element that could not decode it.
-    const std::string found = CheckFrame(BytesOf(*frame)).Describe();
+    const std::string found = CheckFrame(BytesOf(*frame), header).Describe();
     return {nullptr, 0, found.empty() ? error.what() : found};
   }
 }

@@ -14,6 +14,7 @@
 #include <vector>
 
 #include "format/StreamFormat.h"
+#include "frames/FrameHeaders.h"
 #include "vix/Buffers.h"
 #include "vix/ElementDriver.h"
 #include "vix/Samples.h"
@@ -72,8 +73,10 @@ class ElementTeam {
                        std::int64_t number);
   /// Does the same for a decoder whose pictures have `pictureBytes` bytes; returns what is wrong
   /// with a frame that is damaged or cannot be decoded as a fault.
+  /// @param header of the frame; nullopt = invalid
   ElementOutput Decode(unsigned element, const std::shared_ptr<const vix::IBuffer>& frame,
-                       std::int64_t number, std::uint32_t pictureBytes);
+                       const std::optional<ParsedHeader>& header, std::int64_t number,
+                       std::uint32_t pictureBytes);
 
  private:
   std::vector<vix::ElementDriver> elements_;

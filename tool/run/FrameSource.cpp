@@ -94,6 +94,7 @@ std::optional<Frame> FrameSource::ReadAny() {
     frame.place.number = read->number;
     frame.place.offset = read->offset;
     frame.source = std::move(read->data);
+    frame.header = read->header;
     frame.isUneven = read->isUneven;
     if (!reader_->GetFormat().IsRaw()) frame.fault = std::move(read->fault);
   } catch (const FrameTimeFailure& failure) {

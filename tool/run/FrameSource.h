@@ -21,6 +21,7 @@ namespace vixprores {
 struct Frame {
   FramePlace place;                      ///< in the input
   std::shared_ptr<vix::IBuffer> source;  ///< null = lost
+  std::optional<ParsedHeader> header;    ///< of a ProRes frame; none = invalid
   bool isUneven = false;                 ///< its time is between those of frames
   std::string fault;                     ///< empty = none
   std::string advice;

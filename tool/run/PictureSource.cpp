@@ -33,7 +33,8 @@ FramePlace PictureSource::PlaceOf(const NumberedFrame& frame) const {
 DecodedPicture PictureSource::Decode(const NumberedFrame& frame, unsigned worker) {
   auto data = convert_ ? convert_(frame.data) : frame.data;
   if (!decoders_) return {data, std::nullopt};
-  const auto output = decoders_->Decode(worker, data, frame.number, format_.FrameBytes());
+  const auto output =
+      decoders_->Decode(worker, data, frame.header, frame.number, format_.FrameBytes());
   if (!output.sample) {
     throw Failure(reader_->GetName() + ": " + Describe(PlaceOf(frame)) + ": " + output.fault +
                   "; --frames leaves it out, 'vixprores verify' lists all damaged frames");

@@ -125,9 +125,9 @@ void TranscodeRun::Process(Frame& frame, unsigned element) {
 TranscodeRun::Sample TranscodeRun::Code(Frame& frame, const std::shared_ptr<vix::IBuffer>& source,
                                         unsigned element) {
   const std::int64_t number = source_.ToOutput(frame.place.number);
-  const auto output = result_.IsRaw()
-                          ? elements_.Decode(element, source, number, result_.FrameBytes())
-                          : elements_.Encode(element, source, number);
+  const auto output = result_.IsRaw() ? elements_.Decode(element, source, frame.header, number,
+                                                         result_.FrameBytes())
+                                      : elements_.Encode(element, source, number);
   if (!output.fault.empty()) frame.fault = output.fault;
   if (frame.fault.empty()) return output.sample;
   if (result_.IsRaw()) frame.advice = "--on-error skip or conceal continues after it";

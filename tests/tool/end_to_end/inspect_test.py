@@ -1,5 +1,5 @@
 # SPDX-License-Identifier: BSD-2-Clause
-"""What inspect tells of files, against what independent programs and the bytes themselves say."""
+"""Output of inspect against independent programs and the bytes of the files."""
 import json
 import os
 import struct
@@ -11,7 +11,7 @@ COLOUR = ("-color_primaries", "bt709", "-color_trc", "bt709", "-colorspace", "bt
 
 
 def packets(path):
-    """Position and size of each frame, as an independent program has them."""
+    """Return position and size of each frame from an independent program."""
     text = subprocess.run(
         ["ffprobe", "-v", "error", "-select_streams", "v:0", "-show_entries", "packet=pos,size",
          "-of", "json", str(path)], check=True, capture_output=True, text=True, timeout=TIMEOUT).stdout
@@ -24,7 +24,7 @@ class Inspect(ToolTest):
         self.clip = self.path("clip.mov")
 
     def make_prores(self, *options, **clip):
-        """By an independent encoder."""
+        """Make the clip with an independent encoder."""
         make_clip(self.clip, "-c:v", "prores_ks", *options, **clip)
 
     def encode(self, *options, **clip):
@@ -50,7 +50,7 @@ class Inspect(ToolTest):
         self.assertAlmostEqual(report["megabitsPerSecond"],
                                8 * 25 * sum(sizes) / len(sizes) / 1e6)
 
-    def test_tells_variant_encoder_and_format(self):
+    def test_variant_encoder_and_format(self):
         self.make_prores("-profile:v", "lt", "-vendor", "abcd")
         report = self.inspect()["format"]
         self.assertEqual((report["code"], report["name"]), ("apcs", "ProRes 422 LT"))
@@ -60,7 +60,7 @@ class Inspect(ToolTest):
         self.assertIn("ProRes 422 LT (apcs), 128x96, progressive, 25 fps, 4:2:2, no alpha", text)
         self.assertLess(text.count("\n"), 30)
 
-    def test_tells_matrices_and_chroma_of_other_variants(self):
+    def test_matrices_and_chroma_of_other_variants(self):
         self.make_prores("-profile:v", "4444", "-alpha_bits", "0", pixels="yuv444p10le")
         self.assertEqual(self.inspect()["format"]["chromaFormat"], "4:4:4")
         self.make_prores("-profile:v", "proxy")
@@ -76,7 +76,7 @@ class Inspect(ToolTest):
         target = report["size"]["targetBytes"]
         for frame in report["frames"]:
             self.assertAlmostEqual(frame["shareOfTarget"], frame["bytes"] / target)
-            # A frame that needs its bytes has nearly all of them and never more.
+            # A frame of noise uses nearly all of its target and never more.
             self.assertGreater(frame["shareOfTarget"], 0.9)
             self.assertLessEqual(frame["shareOfTarget"], 1)
 
@@ -84,6 +84,13 @@ class Inspect(ToolTest):
         self.encode(filters="setsar=1,setfield=tff")
         self.assertEqual(set(self.states().values()), {"same"})
         self.assertNotIn("MISMATCH", self.succeed("inspect", self.clip).stdout)
+
+    def test_whole_macroblocks_of_mxf_are_not_a_mismatch(self):
+        self.clip = self.path("clip.mxf")
+        self.encode(size="128x104")
+        size = self.inspect()["properties"][0]
+        self.assertEqual((size["container"], size["header"]), ("128x112", "128x104"))
+        self.assertEqual(size["state"], "same")
 
     def test_marks_a_container_whose_tags_were_changed(self):
         self.encode()
@@ -101,7 +108,7 @@ class Inspect(ToolTest):
         self.assertEqual(len(marked), 3)
         self.assertRegex(marked[1], r"transfer +16 \(pq\) +1 \(bt709\)")
 
-    def test_unspecified_is_no_mismatch(self):
+    def test_unspecified_is_not_a_mismatch(self):
         make_v210(self.path("raw.mov"))
         self.succeed("encode", self.path("raw.mov"), self.clip)
         states = self.states()
@@ -133,20 +140,20 @@ class Inspect(ToolTest):
         rows = self.succeed("inspect", "--slices", "--frames", "3-3", self.clip).stdout
         self.assertEqual(len(rows.split("Slices:\n")[1].splitlines()), 1 + len(slices))
 
-    def test_frames_outside_the_range_are_left_out(self):
+    def test_frames_outside_the_range_are_skipped(self):
         self.encode()
         report = self.inspect("--frames", "2-4")
         self.assertEqual([frame["frame"] for frame in report["frames"]], [2, 3, 4])
         self.assertEqual((report["framesInFile"], report["framesInspected"]), (10, 3))
         self.fail_with(1, ["8-12", "10 frames"], "inspect", "--frames", "8-12", self.clip)
 
-    def test_timecode_counts_on(self):
+    def test_timecode_of_a_range(self):
         self.make_prores("-timecode", "10:00:00:20")
         report = self.inspect()
         self.assertEqual(report["format"]["timecode"], "10:00:00:20")
         self.assertEqual(report["frames"][9]["timecode"], "10:00:01:04")
 
-    def test_a_damaged_frame_is_listed_and_the_rest_told(self):
+    def test_a_damaged_frame_is_listed_with_the_intact_ones(self):
         self.encode()
         data = bytearray(self.clip.read_bytes())
         position, _ = packets(self.clip)[4]
@@ -162,7 +169,7 @@ class Inspect(ToolTest):
         self.assertIn("picture 1", faults[4])
         self.assertIn("Faults:\n  frame 4", run("inspect", self.clip).stdout)
 
-    def test_a_change_in_the_stream_is_told_with_its_frame(self):
+    def test_a_change_in_the_stream_is_reported_with_its_frame(self):
         self.make_prores(filters="setparams=color_primaries=bt709")
         data = bytearray(self.clip.read_bytes())
         for position, _ in packets(self.clip)[6:]:
@@ -185,7 +192,7 @@ class Inspect(ToolTest):
                          ("faults", 9, 1))
         self.assertIn("is 64x96", report["frames"][5]["fault"])
 
-    def test_what_was_gathered_before_a_failure_is_told(self):
+    def test_frames_before_a_failure_are_reported(self):
         self.encode()
         stream = self.path("clip.mkv")
         ffmpeg("-i", self.clip, "-c", "copy", stream)
@@ -205,18 +212,18 @@ class Inspect(ToolTest):
                          [(frame["offset"], frame["bytes"]) for frame in whole["frames"]])
         self.assertEqual(scan["properties"], [])
 
-    def test_refuses_what_is_no_prores(self):
+    def test_rejects_other_codecs(self):
         make_v210(self.clip)
         self.fail_with(1, [self.clip, "not ProRes"], "inspect", self.clip)
 
-    def test_a_name_that_is_no_text_does_not_break_json(self):
+    def test_a_name_that_is_not_utf8_does_not_break_json(self):
         self.encode()
         odd = os.path.join(os.fsencode(self.folder), b"odd-\xff.mov")
         os.rename(self.clip, odd)
         result = self.succeed("inspect", "--json", os.fsdecode(odd))
         self.assertIn("odd-\ufffd.mov", json.loads(result.stdout)["input"])
 
-    def test_json_tells_what_ended_a_command(self):
+    def test_json_reports_what_ended_a_command(self):
         missing, page = self.path("missing.mov"), self.path("page.html")
         page.write_text("mine")
         for arguments in (("inspect", missing), ("compare", missing, missing),
@@ -230,7 +237,7 @@ class Inspect(ToolTest):
                 self.assertEqual(result.stderr, f"vixprores: {error['error']}\n")
                 self.assertEqual(run(*arguments).stdout, "")
 
-    def test_json_of_what_ended_a_command_is_kept_out_of_frames(self):
+    def test_json_of_a_failed_command_is_not_mixed_with_frames(self):
         result = run("decode", "--json", "--rate", "25", self.path("missing.mov"), "-")
         self.assertEqual((result.returncode, result.stdout), (2, ""))
         self.assertIn("--rate is for --scan", json.loads(result.stderr.splitlines()[0])["error"])

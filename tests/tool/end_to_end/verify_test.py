@@ -1,5 +1,5 @@
 # SPDX-License-Identifier: BSD-2-Clause
-"""verify finds what is damaged, says where, and goes on behind it; --scan finds frames in anything."""
+"""verify finds and locates damage and continues behind it; --scan finds frames in any bytes."""
 import json
 import re
 import struct
@@ -27,7 +27,7 @@ class VerifyTest(ToolTest):
         path.write_bytes(data)
 
     def verify(self, code, *arguments):
-        """What `verify --json` says of the files."""
+        """Return the report of `verify --json` on the files."""
         result = run("verify", "--json", *arguments)
         self.assertEqual(result.returncode, code, result.stdout + result.stderr)
         report = json.loads(result.stdout)
@@ -40,7 +40,7 @@ class VerifyTest(ToolTest):
         return files[0]
 
     def damaged(self, *arguments):
-        """Numbers of the damaged frames of one file."""
+        """Return the numbers of the damaged frames of one file."""
         return [frame["frame"] + i for frame in self.verify_one(1, *arguments)["damage"]
                 for i in range(frame["count"])]
 
@@ -63,7 +63,7 @@ class Verify(VerifyTest):
     def test_a_header_a_slice_and_the_size_field(self):
         places = mini_mov.places(self.encoded)
         self.overwrite(self.encoded, places[1][0] + 8, b"\0\0")  # size of the frame header
-        # Of the first slice of frame 5: header, picture header and a table of 6 slices before.
+        # The first slice of frame 5 follows headers and a table of 6 slices.
         frame = self.encoded.read_bytes()[places[5][0]:]
         table = 8 + struct.unpack_from(">H", frame, 8)[0] + 8
         slices = struct.unpack_from(">H", frame, table - 3)[0]
@@ -79,7 +79,7 @@ class Verify(VerifyTest):
         self.assertEqual(slice_["slices"], [{"picture": 1, "row": 0, "slice": 0,
                                              "offsetInFrame": table + 2 * slices}])
         self.assertEqual(size["frame"], 7)
-        self.assertIn("says that it has", size["faults"][0])
+        self.assertIn("bytes, but", size["faults"][0])
 
         result = run("verify", self.encoded)
         self.assertEqual(result.returncode, 1)
@@ -100,7 +100,7 @@ class Verify(VerifyTest):
         self.assertEqual([frame["frame"] for frame in file["damage"]], [2])
         self.assertIn("is 64x64", file["damage"][0]["faults"][0])
 
-    def test_frames_of_bitstream_version_1_are_no_damage(self):
+    def test_frames_of_bitstream_version_1_are_not_damaged(self):
         frames = self.path("frames")
         data = self.encoded.read_bytes()
         for place, size in mini_mov.places(self.encoded):
@@ -110,7 +110,7 @@ class Verify(VerifyTest):
                 file.write(frame)
         self.verify_one(0, "--scan", frames)
 
-    def test_a_file_that_was_cut_short(self):
+    def test_a_truncated_file(self):
         front = self.path("front.mov")
         ffmpeg("-i", self.encoded, "-c", "copy", "-movflags", "faststart", front)
         position, size = mini_mov.places(front)[5]
@@ -118,10 +118,10 @@ class Verify(VerifyTest):
         file = self.verify_one(1, front)
         self.assertEqual((file["frames"], file["damagedFrames"]), (FRAMES, 3))
         self.assertIn("cut short", file["damage"][0]["faults"][0])
-        # What was cut off is found one by one, or told as missing.
+        # Lost frames are found one by one or reported as missing.
         self.assertEqual(self.damaged(front), [5, 6, 7])
 
-    def test_a_matroska_file_that_was_cut_short(self):
+    def test_a_truncated_matroska_file(self):
         whole, cut = self.path("whole.mkv"), self.path("cut.mkv")
         make_movie(self.clip, tracks=2)
         self.succeed("encode", self.clip, whole)
@@ -160,7 +160,7 @@ class Verify(VerifyTest):
         self.overwrite(self.encoded, place, b"\x7f")
         self.assertEqual(self.damaged(self.encoded), [0, 3, 6])
 
-    def test_other_files_are_verified_all_the_same(self):
+    def test_a_file_that_cannot_be_read_does_not_stop_the_others(self):
         text = self.path("text.mov")
         text.write_text("This is no video.\n" * 1000)
         files = self.verify(1, text, self.clip, self.path("missing.mov"), self.encoded)
@@ -196,8 +196,7 @@ class Verify(VerifyTest):
 
 
 class Index(VerifyTest):
-    """Frames that are all intact are of no use where the index does not lead to them, or to what
-    stands beside them."""
+    """Damage to the index, which leads to the frames and to what is beside them."""
 
     def setUp(self):
         super().setUp()
@@ -208,7 +207,7 @@ class Index(VerifyTest):
         self.packets = [data.count(tag(track)) for track in range(4)]
 
     def places(self, kind):
-        """Of the atoms of that kind in the index, in their order: video, sound, sound, timecode."""
+        """Return the places of the atoms of that kind: video, sound, sound, timecode."""
         data = self.encoded.read_bytes()
         places, position = [], self.index
         while (position := data.find(kind, position + 1)) >= 0:
@@ -216,8 +215,7 @@ class Index(VerifyTest):
         return places
 
     def faults(self):
-        """What verify says of the index; it makes nothing else of the damage, and recovery undoes
-        it."""
+        """Return the faults of the index; nothing else is damaged, and recovery repairs it."""
         file = self.verify_one(1, self.encoded)
         result = run("verify", self.encoded)
         self.assertEqual(result.returncode, 1)
@@ -317,7 +315,7 @@ class Index(VerifyTest):
                 self.assertEqual((file["frames"], file["damagedFrames"]), (25, 0))
                 self.assertIn("description of its tracks", file["error"])
 
-    def test_packets_that_were_moved_by_another_program_are_no_damage(self):
+    def test_packets_that_another_program_moved_are_not_damaged(self):
         room = struct.pack(">I4s", 5000, b"free") + bytes(4992)
         data = bytearray(self.encoded.read_bytes())
         for place in self.places(b"stco"):
@@ -329,13 +327,13 @@ class Index(VerifyTest):
         self.encoded.write_bytes(data[:head] + room + data[head:])
         self.assertEqual(self.verify_one(0, self.encoded)["frames"], 25)
 
-    def test_a_scan_looks_at_no_index(self):
+    def test_a_scan_ignores_the_index(self):
         self.overwrite(self.encoded, self.places(b"trak")[1], b"junk")
         self.assertEqual(self.verify_one(0, "--scan", self.encoded)["indexFaults"], [])
 
 
 def tag(track):
-    """How the tags of the packets of a track start."""
+    """Return the first bytes of the tags of a track's packets."""
     return b"\xf7vixpkt\x1a" + struct.pack(">I", track)
 
 
@@ -351,7 +349,7 @@ class Scan(VerifyTest):
                                self.path("whole.raw").read_bytes())
         self.assertEqual(self.verify_one(0, "--scan", self.encoded)["frames"], FRAMES)
 
-    def test_frames_tell_their_rate_or_it_is_asked_for(self):
+    def test_rate_of_a_scan_is_in_the_headers_or_an_option(self):
         self.succeed("decode", "--scan", self.encoded, self.path("out.mov"))
         report = json.loads(self.succeed("decode", "--json", "--scan", "--rate", "50", "--overwrite",
                                          self.encoded, self.path("out.mov")).stdout)
@@ -362,7 +360,7 @@ class Scan(VerifyTest):
                        self.path("other.mov"))
         self.succeed("decode", "--scan", "--rate", "15", self.encoded, self.path("other.mov"))
 
-    def test_damage_is_told_with_its_place(self):
+    def test_damage_is_located(self):
         places = mini_mov.places(self.encoded)
         self.overwrite(self.encoded, places[3][0] + 28, b"\0")  # the picture header
         file = self.verify_one(1, "--scan", self.encoded)
@@ -370,7 +368,7 @@ class Scan(VerifyTest):
         self.assertEqual([(frame["frame"], frame["offset"]) for frame in file["damage"]],
                          [(3, places[3][0])])
 
-    def test_what_lies_between_frames_is_told(self):
+    def test_bytes_between_frames_are_reported(self):
         frames = mini_mov.samples(self.encoded)
         pieces = self.path("pieces")
         pieces.write_bytes(frames[0] + bytes(1000) + frames[1] + b"x" * 70 + frames[2])
@@ -390,7 +388,7 @@ class Scan(VerifyTest):
         self.assertNotIn("note", part)
         self.assertNotIn("note", self.verify_one(0, self.encoded))
 
-    def test_frames_and_nothing_else_on_standard_input(self):
+    def test_frames_alone_on_standard_input(self):
         frames = b"".join(mini_mov.samples(self.encoded))
         result = self.succeed("verify", "--scan", "-", input=frames, text=False)
         self.assertIn(b"8 frames, intact", result.stdout)

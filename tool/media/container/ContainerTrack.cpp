@@ -357,6 +357,7 @@ void ContainerTrack::ReadFirstPacket() {
     pendingFailure_ = std::current_exception();
   }
   if (!pending_ && !pendingFailure_) throw UnreadableContainer(GetName() + ": holds no frames");
+  format_.isPadded = IsMxf(*context_);
   format_.rate = FindRate(*stream_, pending_.get(), IsMatroska(*context_), HasIndex());
   if (format_.rate.numerator == 0) {
     throw Failure(GetName() + ": does not tell its frame rate; rewrap it as .mov first");

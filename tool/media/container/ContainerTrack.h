@@ -10,6 +10,7 @@
 #include <vector>
 
 #include "format/VideoInput.h"
+#include "frames/FrameHeaders.h"
 #include "media/FrameReader.h"
 #include "media/InputFile.h"
 #include "media/container/Libav.h"

@@ -119,10 +119,10 @@ ProResReader::Outcome ProResReader::ReadFrame() {
   Outcome outcome = TakeSample();
   if (layout_ == SampleLayout::BareFields) outcome = JoinFields(std::move(outcome));
   if (!outcome.frame) return outcome;
-  framesRead_ = outcome.frame->number + 1;
-  if (layout_ == SampleLayout::BareFrames) {
-    outcome.frame->data = bareFrames_.AddPrefix(*outcome.frame->data);
-  }
+  NumberedFrame& frame = *outcome.frame;
+  framesRead_ = frame.number + 1;
+  if (layout_ == SampleLayout::BareFrames) frame.data = bareFrames_.AddPrefix(*frame.data);
+  frame.header = ParseHeader(BytesOf(*frame.data));
   return outcome;
 }
 
@@ -151,8 +151,7 @@ prores::FrameHeader ProResReader::FindHeader(bool damagedStart) {
     frames_.push_back(ReadFrame());
     const Outcome& last = frames_.back();
     if (last.failure && !damagedStart) std::rethrow_exception(last.failure);
-    const auto header = last.frame ? ParseHeader(BytesOf(*last.frame->data)) : std::nullopt;
-    if (header) return *header;
+    if (last.frame && last.frame->header) return *last.frame->header;
     if (damagedStart && !last.IsEnd() && frames_.size() <= kMostDamagedAtStart) continue;
     if (frames_.front().failure) std::rethrow_exception(frames_.front().failure);
     throw FrameFailure(GetName(), 0,
@@ -187,9 +186,8 @@ bool ProResReader::SkipTo(std::int64_t frame) {
 
 // Leaves an unreadable header to the decoder.
 void ProResReader::CheckFrame(const NumberedFrame& frame) const {
-  const auto header = ParseHeader(BytesOf(*frame.data));
-  if (!header) return;
-  const auto mismatch = FindMismatch(*header, GetFormat(), demands_);
+  if (!frame.header) return;
+  const auto mismatch = FindMismatch(*frame.header, GetFormat(), demands_);
   if (!mismatch) return;
   throw FrameFailure(GetName(), frame.number, mismatch->found, mismatch->advice, 1, frame.offset);
 }

@@ -93,6 +93,10 @@ bool IsAvi(const AVFormatContext& context) {
   return std::strcmp(context.iformat->name, "avi") == 0;
 }
 
+bool IsMxf(const AVFormatContext& context) {
+  return std::strcmp(context.iformat->name, "mxf") == 0;
+}
+
 Rational FindRate(AVStream& stream, const AVPacket* first, bool isMatroska, bool hasIndex) {
   const auto usual = hasIndex ? FindUsualRate(stream) : std::nullopt;
   if (usual) return *usual;

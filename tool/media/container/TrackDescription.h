@@ -24,6 +24,7 @@ ColourRange ToColourRange(AVColorRange range);
 
 bool IsMatroska(const AVFormatContext& context);
 bool IsAvi(const AVFormatContext& context);
+bool IsMxf(const AVFormatContext& context);
 
 /// The rate that all frames keep to, or most of them where some are missing; 0 = unknown.
 /// @param first    its first packet; null = unknown
