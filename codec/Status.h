@@ -13,10 +13,11 @@ enum class [[nodiscard]] Status : std::int32_t{
     kSuccess = kWPRSuccess,         kBadArgument = kWPRBadArgument,
     kBadHeader = kWPRBadHeader,     kTruncated = kWPRTruncated,
     kUnsupported = kWPRUnsupported, kDestinationTooSmall = kWPRDestinationTooSmall,
-    kOutOfMemory = kWPROutOfMemory,
+    kOutOfMemory = kWPROutOfMemory, kInternalError = kWPRInternalError,
+    kForked = kWPRForked,
 };
 
-/// The code that the C interface answers for `status`.
+/// Returns the result code of the C interface for `status`.
 constexpr std::int32_t ToResult(Status status) {
   return static_cast<std::int32_t>(status);
 }

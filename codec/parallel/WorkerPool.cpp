@@ -1,6 +1,8 @@
 // SPDX-License-Identifier: BSD-2-Clause
 #include "parallel/WorkerPool.h"
 
+#include <unistd.h>
+
 #include <algorithm>
 #include <charconv>
 #include <cstdlib>
@@ -25,7 +27,7 @@ std::uint32_t ThreadsOfEnvironment() {
   return isNumber && threads <= kMaxDefaultThreads ? threads : 0;
 }
 
-/// Waits some tens of microseconds at most for `condition`, about what waking a thread costs.
+/// Waits for `condition`, at most some tens of microseconds: about the cost of waking a thread.
 template <typename Condition>
 void SpinUntil(const Condition& condition) {
   constexpr int kSpins = 1000;
@@ -45,68 +47,86 @@ std::uint32_t DefaultThreads() {
 }
 
 WorkerPool::WorkerPool(std::uint32_t threads)
-    : threads_(threads != 0 ? threads : DefaultThreads()) {}
+    : threads_(threads != 0 ? threads : DefaultThreads()),
+      process_(getpid()),
+      team_(std::make_unique<Team>()) {}
 
 WorkerPool::~WorkerPool() {
-  {
-    const std::lock_guard lock(mutex_);
-    ending_ = true;
+  if (IsForked()) {
+    // Joining threads that do not exist would never end, nor would destroying a condition variable
+    // for which they wait. The team's memory is lost to the child.
+    static_cast<void>(team_.release());
+    return;
   }
-  wake_.notify_all();
+  {
+    const std::lock_guard lock(team_->mutex);
+    team_->ending = true;
+  }
+  team_->wake.notify_all();
+  team_->workers.clear();  // joins
+}
+
+bool WorkerPool::IsForked() const {
+  return !team_->workers.empty() && getpid() != process_;
 }
 
 std::uint32_t WorkerPool::StartWorkers(std::uint32_t tasks) {
   const std::uint32_t wanted = std::min(threads_, tasks);
+  std::vector<std::jthread>& workers = team_->workers;
   try {
-    while (workers_.size() + 1 < wanted) {
-      const auto worker = static_cast<std::uint32_t>(workers_.size() + 1);
-      workers_.emplace_back([this, worker] { Work(worker); });
+    while (workers.size() + 1 < wanted) {
+      const auto worker = static_cast<std::uint32_t>(workers.size() + 1);
+      workers.emplace_back([team = team_.get(), worker] { team->Work(worker); });
     }
   } catch (const std::system_error&) {
     // Fewer threads are slower, not wrong.
   } catch (const std::bad_alloc&) {
   }
-  return static_cast<std::uint32_t>(workers_.size() + 1);
+  return static_cast<std::uint32_t>(workers.size() + 1);
 }
 
 void WorkerPool::Run(Job& job) {
-  if (workers_.empty() || job.count < 2) {
+  if (team_->workers.empty() || job.count < 2) {
     TakeTasks(job, 0);
-    return;
+  } else {
+    team_->Run(job);
   }
-  {
-    const std::lock_guard lock(mutex_);
-    job_ = &job;
-    ++jobNumber_;
-  }
-  wake_.notify_all();
-  TakeTasks(job, 0);
-  // All tasks are taken now. A worker that wakes up later finds no job.
-  {
-    const std::lock_guard lock(mutex_);
-    job_ = nullptr;
-  }
-  const auto isIdle = [this] { return working_.load(std::memory_order_acquire) == 0; };
-  SpinUntil(isIdle);
-  if (isIdle()) return;
-  std::unique_lock lock(mutex_);
-  idle_.wait(lock, isIdle);
 }
 
-void WorkerPool::Work(std::uint32_t worker) {
+void WorkerPool::Team::Run(Job& ownJob) {
+  {
+    const std::lock_guard lock(mutex);
+    job = &ownJob;
+    ++jobNumber;
+  }
+  wake.notify_all();
+  TakeTasks(ownJob, 0);
+  // All tasks are taken now. A worker that wakes up later finds no job.
+  {
+    const std::lock_guard lock(mutex);
+    job = nullptr;
+  }
+  const auto isIdle = [this] { return working.load(std::memory_order_acquire) == 0; };
+  SpinUntil(isIdle);
+  if (isIdle()) return;
+  std::unique_lock lock(mutex);
+  idle.wait(lock, isIdle);
+}
+
+void WorkerPool::Team::Work(std::uint32_t worker) {
   std::uint64_t lastJob = 0;
   for (;;) {
-    SpinUntil([&] { return jobNumber_.load() != lastJob || ending_.load(); });
-    std::unique_lock lock(mutex_);
-    wake_.wait(lock, [&] { return ending_ || (job_ != nullptr && jobNumber_ != lastJob); });
-    if (ending_) return;
-    Job& job = *job_;
-    lastJob = jobNumber_;
-    ++working_;
+    SpinUntil([&] { return jobNumber.load() != lastJob || ending.load(); });
+    std::unique_lock lock(mutex);
+    wake.wait(lock, [&] { return ending || (job != nullptr && jobNumber != lastJob); });
+    if (ending) return;
+    Job& current = *job;
+    lastJob = jobNumber;
+    ++working;
     lock.unlock();
-    TakeTasks(job, worker);
+    TakeTasks(current, worker);
     lock.lock();
-    if (--working_ == 0) idle_.notify_one();
+    if (--working == 0) idle.notify_one();
   }
 }
 

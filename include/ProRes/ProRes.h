@@ -10,21 +10,27 @@
  * One handle serves one stream in one direction. A handle is used by one thread at a time; any
  * number of handles may be used at once, each on its own thread, and never share state. A handle
  * starts its worker threads on the first frame that can use them and ends them when it is closed.
- * Every frame call returns when its frame is complete. The same input gives the same bytes and
- * the same picture for every thread count and on every CPU.
+ * Where the system refuses to start a thread, the handle continues with fewer threads, at worst
+ * with the calling thread alone. Every frame call returns when its frame is complete. The same
+ * input gives the same bytes and the same picture for every thread count and on every CPU.
+ *
+ * A process that was forked has none of its parent's threads. A handle that has started threads in
+ * the parent returns kWPRForked from every frame call in the child, and closing it there frees only
+ * part of its memory. Handles without threads, and handles that the child opens, work as usual.
  *
  * ProResHost.h has calls for programs that use the codec through elements. Two environment
  * variables override settings of every handle that is opened: VIX_PRORES_THREADS is the number of
  * threads of handles that are opened with 0 threads, VIX_PRORES_CPU ("scalar", "sse4", "avx2" or
  * "avx512") the highest instruction set that is used.
  *
- * No call throws, aborts or prints. No call reads outside `[frame, frame + frameBytes)` or the rows
- * of the source picture, or writes outside the destination, whatever the bytes say.
+ * No call throws, aborts or prints (debug builds of the library abort on its own faults). No call
+ * reads outside `[frame, frame + frameBytes)` or the rows of the source picture, or writes outside
+ * the destination, whatever the bytes are.
  */
 
 #include <stdint.h>
 
-/** Marks what is visible outside the library. */
+/** Exports a call from the library. */
 #if defined(__GNUC__)
 #define WPR_API __attribute__((visibility("default")))
 #else
@@ -41,24 +47,28 @@ typedef void* WPREncoderHandle;
 typedef void* WPRDecoderHandle;
 
 /**
- * What a call answers. Zero is success, every failure is negative with one meaning each. A decoded
- * frame with damaged slices answers the number of those slices, a positive value.
+ * Result codes. Zero is success; every failure is negative, with one meaning each. Decoding a frame
+ * with damaged slices returns their number, a positive value.
  */
 enum WPRResult {
-  /** The call did all that it was asked. */
+  /** The call succeeded. */
   kWPRSuccess = 0,
-  /** A null pointer, an unknown code, a size out of range or a row that does not hold the width. */
+  /** A null pointer, an unknown code, a size out of range or a row too short for the width. */
   kWPRBadArgument = -1,
   /** A frame or picture header, or a slice table, that contradicts itself or RDD 36. */
   kWPRBadHeader = -2,
-  /** The frame ends before its headers and slice tables say it does. */
+  /** The frame is shorter than its headers and slice tables require. */
   kWPRTruncated = -3,
-  /** Well-formed, but outside what this library codes. */
+  /** Well-formed, but not supported by this library. */
   kWPRUnsupported = -4,
   /** The compressed frame does not fit the destination. */
   kWPRDestinationTooSmall = -5,
-  /** Memory or threads could not be obtained. */
-  kWPROutOfMemory = -6
+  /** Memory could not be obtained. */
+  kWPROutOfMemory = -6,
+  /** The library found one of its own invariants violated: a fault of the library. */
+  kWPRInternalError = -7,
+  /** The handle has started threads in the parent of this process. */
+  kWPRForked = -8
 };
 
 /** Codec types (four-character codes, first character in the most significant byte). */
@@ -85,7 +95,7 @@ enum WPRPixelFormat {
   kWPRPixelFormatV210 = 0x76323130
 };
 
-/** How a frame is to be encoded. 8 bytes. */
+/** Parameters of an encoded frame. 8 bytes. */
 typedef struct EncodeParamsRecord {
   uint32_t codecType;     /**< a WPRCodecType */
   uint32_t interlaceMode; /**< kWPRProgressive or kWPRTopFieldFirst */
@@ -93,30 +103,29 @@ typedef struct EncodeParamsRecord {
 
 /** A packed picture in the caller's memory. 24 bytes. */
 typedef struct PixelBufferRecord {
-  void* baseAddress; /**< first byte of the first row; no alignment is asked for */
+  void* baseAddress; /**< first byte of the first row, of any alignment */
   uint32_t rowBytes; /**< distance between rows in bytes, at least the bytes of one row's pixels */
   uint32_t pixelFormat; /**< a WPRPixelFormat */
   uint32_t width;       /**< pixels */
-  uint32_t height;      /**< rows: of the whole frame, or of one field where one field is decoded */
+  uint32_t height;      /**< rows of the whole frame, or of the one field that is decoded */
 } PixelBufferRecord;
 
 /**
- * Opens an encoder. Nothing is known of the stream yet: variant, size and format come with every
- * frame.
- * @param numThreads threads that code slices, the calling thread included; 0 = automatic; a
- *                   negative value is refused.
+ * Opens an encoder. Variant, size and format are parameters of every frame.
+ * @param numThreads threads that code slices, the calling thread included; 0 = automatic (see
+ *                   WPRSetDefaultThreads()); negative values are rejected.
  * @param reserved   must be null.
  * @return the encoder, to be closed with WPRCloseEncoder(), or null.
  */
 WPR_API WPREncoderHandle WPROpenEncoder(int32_t numThreads, void* reserved);
 
 /**
- * Tells how many bytes a compressed frame can take at most.
+ * Returns the size that compressed frames never exceed.
  * @param codecType  a WPRCodecType.
  * @param width,height size of the frame in pixels, 2 to 65535 each.
  * @param maxBytes   receives the bound: no frame of this type and size is ever larger.
- * @param targetBytes receives the size that the encoder aims at for a frame that needs its bytes;
- *                   may be null.
+ * @param targetBytes receives the size that the encoder aims at, which simple pictures fall short
+ * of; may be null.
  * @return kWPRSuccess, kWPRBadArgument, or kWPRUnsupported when the bound exceeds 32 bits; on
  * failure nothing is written.
  */
@@ -134,13 +143,13 @@ WPR_API int32_t WPREncodeFrame(WPREncoderHandle encoder, const EncodeParamsRecor
                                const PixelBufferRecord* source, uint8_t* destination,
                                uint32_t destinationSize, uint32_t* compressedBytes);
 
-/** Closes an encoder and ends its threads. Null is allowed and does nothing. */
+/** Closes an encoder and ends its threads. Does nothing for null. */
 WPR_API void WPRCloseEncoder(WPREncoderHandle encoder);
 
 /**
  * Opens a decoder.
- * @param numThreads threads that decode slices, the calling thread included; 0 = automatic; a
- *                   negative value is refused.
+ * @param numThreads threads that decode slices, the calling thread included; 0 = automatic (see
+ *                   WPRSetDefaultThreads()); negative values are rejected.
  * @param reserved   must be null.
  * @return the decoder, to be closed with WPRCloseDecoder(), or null.
  */
@@ -148,19 +157,19 @@ WPR_API WPRDecoderHandle WPROpenDecoder(int32_t numThreads, void* reserved);
 
 /**
  * Decodes one frame (8-byte prefix with size and 'icpf', frame header, one or two pictures) into a
- * packed picture. 4:4:4 frames are brought to 4:2:2, an alpha channel is skipped. Bytes behind the
- * frame are ignored.
+ * packed picture. 4:4:4 frames are converted to 4:2:2, an alpha channel is skipped. Bytes behind
+ * the frame are ignored.
  * @param destination its width must be that of the frame; its height the frame's, or where a single
  *                    field is decoded half of the frame's, rounded down or up to the field's own.
- * @param fieldFlag   0 = the whole frame; 1 = only the first field of an interlaced frame, which
- * with a progressive frame is the same as 0; other values are refused.
+ * @param fieldFlag   0 = the whole frame; 1 = only the first field of an interlaced frame (for a
+ *                    progressive frame the same as 0); other values are rejected.
  * @return kWPRSuccess; a positive number of damaged slices, which were concealed; or a negative
  *         WPRResult, after which the destination is untouched and the decoder stays usable.
  */
 WPR_API int32_t WPRDecodeFrame(WPRDecoderHandle decoder, const uint8_t* frame, uint32_t frameBytes,
                                PixelBufferRecord* destination, uint8_t fieldFlag);
 
-/** Closes a decoder and ends its threads. Null is allowed and does nothing. */
+/** Closes a decoder and ends its threads. Does nothing for null. */
 WPR_API void WPRCloseDecoder(WPRDecoderHandle decoder);
 
 #ifdef __cplusplus
