@@ -64,7 +64,7 @@ extern "C" __attribute__((visibility("default"))) std::int32_t WPREncodeFrame(
       [&] { return next(encoder, params, source, destination, destinationSize, compressedBytes); });
 }
 
-// The program forwards the plug-in's decoding calls to what it finds by this name in the library.
+// The program forwards the plug-in's decoding calls to the library's function of this name.
 extern "C" __attribute__((visibility("default"))) void* dlsym(void* library, const char* name) {
   void* const found = FindNext(library, name);
   if (std::strcmp(name, "WPRDecodeFrame") != 0) return found;

@@ -1,6 +1,6 @@
 // SPDX-License-Identifier: BSD-2-Clause
-// Decodes arbitrary bytes as one frame at every CPU level, and holds the decoder to equal results
-// and pictures. The first byte chooses how: bit 0 the pixel format, bit 1 one field only, bit 2 two
+// Decodes arbitrary bytes as one frame at every CPU level, and requires equal results and pictures.
+// The first byte selects options: bit 0 the pixel format, bit 1 one field only, bit 2 two
 // threads, bit 3 a destination that does not match the frame.
 #include <ProRes/ProResHost.h>
 
@@ -15,7 +15,7 @@ namespace {
 
 using Bytes = std::vector<std::uint8_t>;
 
-/// Larger pictures only make the fuzzer slow; sizes without pixels are the unit tests' business.
+/// Larger pictures only make the fuzzer slow. Unit tests cover extreme sizes.
 constexpr std::uint32_t kMaxPixels = 1 << 18;
 
 std::uint32_t BigEndian16(const Bytes& bytes, std::size_t at) {
@@ -39,7 +39,7 @@ struct Outcome {
   bool operator==(const Outcome&) const = default;
 };
 
-/// @param destination what to decode into, without memory.
+/// @param destination the picture to decode into, without its memory.
 Outcome Decode(WPRDecoderHandle decoder, const Bytes& frame, PixelBufferRecord destination,
                std::uint8_t fieldFlag) {
   Outcome outcome{0, Bytes(std::size_t{destination.rowBytes} * destination.height)};

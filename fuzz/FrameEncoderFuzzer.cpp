@@ -1,6 +1,6 @@
 // SPDX-License-Identifier: BSD-2-Clause
-// Encodes a picture of arbitrary size, row bytes and content at every CPU level, holds the encoder
-// to its promises about size and equal bytes, and decodes what it wrote.
+// Encodes a picture of arbitrary size, row bytes and content at every CPU level, requires equal
+// bytes within the promised size, and decodes the frame.
 #include <ProRes/ProResHost.h>
 
 #include <cstdint>
@@ -17,7 +17,7 @@ using Bytes = std::vector<std::uint8_t>;
 constexpr std::uint32_t kMaxPixels = 1 << 13;
 constexpr std::uint32_t kCodecTypes[] = {kWPRCodecProxy, kWPRCodecLT, kWPRCodec422, kWPRCodecHQ};
 
-/// Repeats `pattern` over the picture; an xorshift generator where the input has none left.
+/// Fills the picture with repetitions of `pattern`, or with random bytes if it is empty.
 void Fill(Bytes& picture, const Bytes& pattern) {
   std::uint32_t state = 0x12345678U;
   for (std::size_t i = 0; i < picture.size(); ++i) {

@@ -6,7 +6,7 @@
 #include <cstdint>
 #include <vector>
 
-/// Takes values off the front of a fuzzer's bytes; zeros once they are used up.
+/// Reads values from the front of a fuzzer's bytes; zeros once none are left.
 class FuzzInput {
  public:
   FuzzInput(const std::uint8_t* data, std::size_t size) : data_(data), size_(size) {}
@@ -21,8 +21,8 @@ class FuzzInput {
     return high << 8 | Byte();
   }
   std::size_t Left() const { return size_; }
-  /// The next `bytes` bytes (fewer at the end) in a buffer of exactly their size, so that the
-  /// address sanitizer sees every byte read beyond them.
+  /// Returns the next `bytes` bytes (fewer at the end) in a buffer of exactly their size, so that
+  /// the address sanitizer detects every read behind them.
   std::vector<std::uint8_t> Take(std::size_t bytes) {
     if (bytes > size_) bytes = size_;
     std::vector<std::uint8_t> taken(data_, data_ + bytes);

@@ -1,6 +1,6 @@
 // SPDX-License-Identifier: BSD-2-Clause
-// Pushes arbitrary bytes through the decoder element, as frames in the standard layout and in the
-// bare one, several in a row, so that joins of two fields and growing scratch memory are reached.
+// Pushes several arbitrary frames, in the standard and in the bare layout, through one decoder
+// element, so that joins of two fields and growing scratch memory are reached.
 #include <vix/vix.h>
 
 #include <cstdint>
@@ -15,7 +15,7 @@ extern "C" void RegisterAll(const char* registrant);
 
 namespace {
 
-/// Frame memory only up to what a small picture needs: sizes are the fuzzer's to choose.
+/// Limit of the allocator, enough for small pictures: the fuzzer chooses the sizes.
 constexpr std::size_t kMaxFrameBytes = 1 << 20;
 
 std::shared_ptr<const vix::IInfoContainer> DescribeInput() {
@@ -47,7 +47,7 @@ void Push(vix::IVideoDecoder& decoder, std::vector<std::uint8_t> frame) {
   try {
     decoder.PushSample(vix::CreateSampleContainer(sample, nullptr));
   } catch (const vix::VIXRuntimeError&) {
-    // A refused frame; the next one must find the element in order.
+    // A rejected frame. The element must handle the next one.
   }
 }
 

@@ -1,7 +1,6 @@
 // SPDX-License-Identifier: BSD-2-Clause
-// Writes the seed corpora below the folder given: small frames of every kind that the format knows,
-// made by the tests' model of it, each behind the bytes that its fuzz target takes its choices
-// from.
+// Writes the seed corpora below the given folder: small frames of every kind of the format, made by
+// the tests' model, each behind the bytes of its fuzz target's options.
 #include <cstdint>
 #include <cstdio>
 #include <filesystem>
@@ -85,7 +84,7 @@ std::vector<NamedFrame> MakeFrames() {
   return frames;
 }
 
-/// A frame as the element fuzzer takes it: 16-bit size, then the bytes.
+/// Returns a frame in the format of the element fuzzer: 16-bit size, then the bytes.
 Bytes Sized(const Bytes& frame) {
   Bytes sized{static_cast<std::uint8_t>(frame.size() >> 8),
               static_cast<std::uint8_t>(frame.size())};
