@@ -13,9 +13,9 @@
 #include <string>
 #include <vector>
 
+#include "Kernels.h"
 #include "cpu/AlignedVector.h"
-#include "cpu/Kernels.h"
-#include "entropy/CoefficientEncoder.h"
+#include "encode/CoefficientEncoder.h"
 #include "pixel/PixelFormat.h"
 #include "pixel/SampleDepth.h"
 
@@ -41,7 +41,7 @@ std::uint32_t BlocksOf(unsigned component) {
 /// spread falls with the scan position.
 class Strip {
  public:
-  /// @param spread of the first AC coefficients, in levels; 6.5 gives about the bits of HQ.
+  /// @param spread spread of the first AC coefficients, in levels; 6.5 gives about the bits of HQ.
   explicit Strip(double spread) {
     std::mt19937 random(1);
     for (std::uint32_t i = 0; i < kSlices * kComponents; ++i) {

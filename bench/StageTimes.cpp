@@ -21,13 +21,13 @@
 #include <string_view>
 #include <vector>
 
-#include "Decoder.h"
-#include "Encoder.h"
 #include "bitstream/BigEndian.h"
 #include "bitstream/FrameHeader.h"
+#include "decode/Decoder.h"
+#include "encode/Encoder.h"
+#include "encode/rate/FrameTarget.h"
+#include "encode/rate/Variant.h"
 #include "pixel/PixelFormat.h"
-#include "rate/FrameTarget.h"
-#include "rate/Variant.h"
 
 namespace prores {
 namespace {
@@ -76,7 +76,7 @@ class Timer {
   std::uint64_t start_;
 };
 
-/// kernel<stage, entry>: calls that entry of `under` and adds its time to the stage's.
+/// Calls an entry of `under` and adds its time to that of a stage.
 template <Stage kStage, auto kEntry, typename Function>
 struct Timed;
 template <Stage kStage, auto kEntry, typename Result, typename... Arguments>
@@ -219,7 +219,7 @@ json TimeLevel(CpuLevel level, Sequence& sequence, std::uint32_t codecType, int 
   return result;
 }
 
-/// Core cycles per second, from a chain of additions that takes one cycle each.
+/// Returns the core cycles per second, measured with a chain of additions of one cycle each.
 double MeasureFrequency() {
   constexpr std::uint64_t kAdditions = 400'000'000;
   const double start = ProcessorMilliseconds();

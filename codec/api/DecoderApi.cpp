@@ -2,9 +2,9 @@
 #include <cstdint>
 #include <span>
 
-#include "Decoder.h"
 #include "ProRes/ProResHost.h"
 #include "Status.h"
+#include "decode/Decoder.h"
 #include "pixel/PixelFormat.h"
 
 using prores::Decoder;
@@ -27,7 +27,7 @@ Decoder::Result Decode(WPRDecoderHandle decoder, std::span<const std::uint8_t> f
   try {
     return static_cast<Decoder*>(decoder)->Decode(frame, *destination, fieldFlag != 0);
   } catch (...) {
-    // Nothing but memory can be missing.
+    // Only allocations throw.
     return {Status::kOutOfMemory};
   }
 }

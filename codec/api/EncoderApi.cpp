@@ -2,11 +2,11 @@
 #include <cstdint>
 #include <span>
 
-#include "Encoder.h"
 #include "ProRes/ProRes.h"
 #include "Status.h"
-#include "rate/FrameTarget.h"
-#include "rate/Variant.h"
+#include "encode/Encoder.h"
+#include "encode/rate/FrameTarget.h"
+#include "encode/rate/Variant.h"
 
 using prores::Encoder;
 using prores::Status;
@@ -27,7 +27,7 @@ std::int32_t WPRGetCompressedFrameSize(std::uint32_t codecType, std::uint32_t wi
   if (profile == nullptr || maxBytes == nullptr) return prores::ToResult(Status::kBadArgument);
   const Status status = prores::CheckFrameSize(*profile, width, height);
   if (status != Status::kSuccess) return prores::ToResult(status);
-  // The bound fits 32 bits now, and the target is part of it.
+  // The bound fits 32 bits, as CheckFrameSize() verified, and the target is not larger.
   *maxBytes = static_cast<std::uint32_t>(prores::MaxFrameBytes(*profile, width, height));
   if (targetBytes != nullptr) {
     *targetBytes = static_cast<std::uint32_t>(prores::TargetFrameBytes(*profile, width, height));
@@ -46,7 +46,7 @@ std::int32_t WPREncodeFrame(WPREncoderHandle encoder, const EncodeParamsRecord* 
     return prores::ToResult(static_cast<Encoder*>(encoder)->Encode(
         *params, *source, std::span(destination, destinationSize), *compressedBytes));
   } catch (...) {
-    // Nothing but memory can be missing.
+    // Only allocations throw.
     return prores::ToResult(Status::kOutOfMemory);
   }
 }

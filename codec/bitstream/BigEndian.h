@@ -3,8 +3,8 @@
 #define CODEC_BITSTREAM_BIGENDIAN_H
 
 /// @file
-/// Multi-byte fields of the bitstream, most significant byte first. The caller has checked that
-/// the bytes are there; no alignment is asked for.
+/// Multi-byte fields of the bitstream, most significant byte first. The caller must check that the
+/// bytes exist; they may have any alignment.
 
 #include <bit>
 #include <cstdint>

@@ -11,7 +11,7 @@
 namespace prores {
 
 /// Reads bits, most significant first, through a window of 64 bits. Never reads outside its bytes:
-/// behind the last one it supplies zeros, and remembers when they were taken for data.
+/// behind the last one it supplies zeros, and records whether they were consumed.
 class BitReader {
  public:
   /// Bits that may be skipped after one Refill().
@@ -20,11 +20,10 @@ class BitReader {
   explicit BitReader(std::span<const std::uint8_t> bytes)
       : next_(bytes.data()), end_(bytes.data() + bytes.size()) {}
 
-  /// Brings at least kRefilledBits bits, or all that are left, into the window.
+  /// Loads the window with at least kRefilledBits bits, or all that are left.
   void Refill() {
     if (end_ - next_ >= 8) {
-      // The bits of a byte that is only partly counted are ORed in again by the next refill, which
-      // leaves them what they are.
+      // The next refill ORs the bits of a partly counted byte in again, which does not change them.
       window_ |= ReadU64(next_) >> bits_;
       next_ += (63 - bits_) >> 3;
       bits_ |= 56;
@@ -35,23 +34,23 @@ class BitReader {
     }
   }
 
-  /// The coming bits, the first one on top.
+  /// Returns the next bits, the first one on top.
   std::uint64_t Window() const { return window_; }
 
-  /// Goes on by `bits` bits, at most kRefilledBits in all since the last Refill().
+  /// Skips `bits` bits, at most kRefilledBits in all since the last Refill().
   void Skip(int bits) {
     window_ <<= bits;
     bits_ -= bits;
   }
 
-  /// True when nothing but zero bits is left and no bit behind the end was skipped. To be asked
-  /// when the window of a refilled reader is zero.
+  /// Whether only zero bits are left and no bit behind the end was skipped. Requires that the
+  /// window of a refilled reader is zero.
   bool OnlyZerosLeft() const {
     return bits_ >= 0 && std::all_of(next_, end_, [](std::uint8_t byte) { return byte == 0; });
   }
 
  private:
-  const std::uint8_t* next_;  // first byte that is not, or not wholly, counted in bits_
+  const std::uint8_t* next_;  // first byte that is not completely counted in bits_
   const std::uint8_t* end_;
   std::uint64_t window_ = 0;
   int bits_ = 0;  // bits of the window that are accounted for; negative behind the end

@@ -3,6 +3,8 @@
 #define CODEC_BITSTREAM_BLOCKORDER_H
 
 #include <array>
+#include <bit>
+#include <cstddef>
 #include <cstdint>
 
 #include "bitstream/FrameHeader.h"
@@ -17,8 +19,14 @@ inline constexpr std::uint32_t kBlockSamples = kBlockSize * kBlockSize;
 /// The colour components in coded order.
 inline constexpr unsigned kComponents = 3;
 
-/// Most blocks that one component of a slice can have.
+/// Most blocks of one component of a slice.
 inline constexpr std::uint32_t kMaxSliceBlocks = kMaxSliceWidth * 4;
+
+/// Whether a component (0 = Y, 1 = Cb, 2 = Cr) of a slice can have so many blocks.
+constexpr bool IsBlockCount(std::size_t blocks, unsigned component) {
+  return blocks >= (component == 0 ? 4 : 2) && blocks <= kMaxSliceBlocks &&
+         std::has_single_bit(blocks);
+}
 
 /// Blocks of component `component` (0 = Y, 1 = Cb, 2 = Cr) in each macroblock.
 constexpr std::uint32_t BlocksPerMacroblock(ChromaFormat format, unsigned component) {
@@ -36,9 +44,9 @@ struct BlockPosition {
   std::uint32_t y;
 };
 
-/// Position of block `block` of a component (RDD 36, block order within macroblocks): luma runs
-/// line by line through the 2x2 blocks of a macroblock. Chroma runs down first, which is one rule
-/// for the 1x2 blocks of 4:2:2 and the 2x2 blocks of 4:4:4.
+/// Returns the position of block `block` of a component (RDD 36, block order within macroblocks).
+/// The 2x2 luma blocks of a macroblock are ordered line by line; chroma blocks column by column,
+/// one rule for the 1x2 blocks of 4:2:2 and the 2x2 blocks of 4:4:4.
 constexpr BlockPosition PositionOfBlock(unsigned component, std::uint32_t block) {
   if (component == 0) {
     return {(block / 4 * 2 + block % 2) * kBlockSize, block / 2 % 2 * kBlockSize};
@@ -91,7 +99,7 @@ constexpr PositionTable PositionsIn(const ScanTable& scan) {
 inline constexpr PositionTable kProgressivePositions = PositionsIn(kProgressiveScan);
 inline constexpr PositionTable kInterlacedPositions = PositionsIn(kInterlacedScan);
 
-/// The scan positions in a frame's pictures.
+/// Returns the scan positions in a frame's pictures.
 constexpr const PositionTable& PositionsFor(InterlaceMode mode) {
   return mode == InterlaceMode::kProgressive ? kProgressivePositions : kInterlacedPositions;
 }

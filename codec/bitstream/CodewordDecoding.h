@@ -3,7 +3,7 @@
 #define CODEC_BITSTREAM_CODEWORDDECODING_H
 
 /// @file
-/// Reads any one codeword by its number of leading zeros.
+/// Reads a codeword by its number of leading zeros.
 
 #include <array>
 #include <bit>
@@ -14,22 +14,21 @@
 
 namespace prores {
 
-/// How to read the codewords that start with a given number of zeros: all have the same length,
-/// and their value is what the first `length` bits hold as a number, less `offset`. One formula
-/// covers both parts of a code.
+/// Codewords that start with a given number of zeros. All have the same length, and their value is
+/// the number in the first `length` bits, less `offset`. One formula covers both parts of a code.
 struct PrefixClass {
   std::int32_t length;
   std::uint32_t offset;
 };
 
-/// Longer codewords are damage. A coefficient of 10-bit samples is at most 16384 in units of weight
+/// Longest legal codeword. A coefficient of 10-bit samples is at most 16384 in units of weight
 /// times scale, so 8192 over the least legal weight of 2; levels and folded differences of DCs stay
-/// within 2^15, which takes 31 bits in the codes that grow fastest.
+/// within 2^15, which takes at most 32 bits.
 inline constexpr int kMaxCodewordBits = 32;
 static_assert(CodewordOf(kCodes[kEG0], 1 << 15).length < kMaxCodewordBits);
 static_assert(CodewordOf(kCodes[kC201], 1 << 15).length <= kMaxCodewordBits);
 
-/// What the codewords of more bits read as; above all values in use.
+/// Value of longer codewords; greater than all legal values.
 inline constexpr std::uint32_t kNoValue = 1u << 20;
 
 /// Entries by number of leading zeros among 32 bits.

@@ -3,8 +3,8 @@
 #define CODEC_BITSTREAM_CODEWORDS_H
 
 /// @file
-/// The variable length codes of the coefficients and which of them applies when (RDD 36,
-/// coefficient coding). Both directions take them from here.
+/// The variable length codes of coefficients, and the rules that select them (RDD 36, coefficient
+/// coding), for encoder and decoder.
 
 #include <algorithm>
 #include <array>
@@ -61,18 +61,19 @@ inline constexpr std::array<CodeId, 16> kRunCodes{kC201, kC201, kC101, kC101, kE
 inline constexpr std::array<CodeId, 9> kLevelCodes{kC202, kC101, kC201, kEG0, kEG1,
                                                    kEG1,  kEG1,  kEG1,  kEG2};
 
-/// What counts as previous difference, run and level symbol at the start of a component.
+/// Previous difference, run and level symbol at the start of a component.
 inline constexpr int kInitialDcDifference = 3;
 inline constexpr std::uint32_t kInitialRun = 4;
 inline constexpr std::uint32_t kInitialLevelSymbol = 1;
 
-/// Entry of one of the tables above for `previous`; the last entry serves all greater values.
+/// Returns the entry of one of the tables above for `previous`. The last entry serves all greater
+/// values.
 template <std::size_t kSize>
 constexpr CodeId CodeAfter(const std::array<CodeId, kSize>& codes, std::uint32_t previous) {
   return codes[std::min<std::size_t>(previous, kSize - 1)];
 }
 
-/// Signed to unsigned: 0, -1, 1, -2, 2 become 0, 1, 2, 3, 4.
+/// Maps signed to unsigned: 0, -1, 1, -2, 2 become 0, 1, 2, 3, 4.
 constexpr std::uint32_t FoldSign(std::int32_t value) {
   return value < 0 ? ~(static_cast<std::uint32_t>(value) << 1)
                    : static_cast<std::uint32_t>(value) << 1;
@@ -92,8 +93,8 @@ struct Codeword {
   friend constexpr bool operator==(const Codeword&, const Codeword&) = default;
 };
 
-/// Codeword of `value`. The values that occur are below 2^17, which makes no word longer than 34
-/// bits; all but the leading zeros fit `bits`.
+/// Returns the codeword of `value`. Values are below 2^17, so codewords have at most 34 bits, of
+/// which all but leading zeros fit `bits`.
 constexpr Codeword CodewordOf(const Code& code, std::uint32_t value) {
   const std::uint32_t riceMask = (1u << code.riceBits) - 1;
   if (value < code.FirstGolombValue()) {

@@ -3,7 +3,9 @@
 
 #include <limits>
 
+#include "Ensure.h"
 #include "bitstream/BitReader.h"
+#include "bitstream/BlockOrder.h"
 #include "bitstream/CodewordDecoding.h"
 #include "bitstream/Codewords.h"
 
@@ -37,14 +39,14 @@ bool DecodeDcs(BitReader& reader, std::uint32_t blocks, std::int16_t* coefficien
   }
 }
 
-// A pair of run and level must not need a second refill: a run that passes the check below has a
-// codeword of at most 23 bits (a run of 2047 in kEG0 or kC201).
+// A pair of run and level must not need a second refill: a run that passes the check below has at
+// most 23 bits (a run of 2047 in kEG0 or kC201).
 constexpr int kMaxRunBits = 23;
 static_assert(CodewordOf(kCodes[kEG0], 2047).length == kMaxRunBits);
 static_assert(CodewordOf(kCodes[kC201], 2047).length == kMaxRunBits);
 static_assert(kMaxRunBits + kMaxCodewordBits + 1 <= BitReader::kRefilledBits);
 
-/// @return the scan positions in use, the DCs' included; 0 when the data is damaged.
+/// @return the scan positions in use, including that of the DCs; 0 for damaged data.
 std::uint32_t DecodeAcs(BitReader& reader, std::uint32_t blocks, std::int16_t* coefficients) {
   const std::uint32_t end = 64 * blocks;
   std::uint32_t position = blocks;
@@ -73,16 +75,9 @@ std::uint32_t DecodeAcs(BitReader& reader, std::uint32_t blocks, std::int16_t* c
 
 std::uint32_t DecodeCoefficients(std::span<const std::uint8_t> data, std::uint32_t blocks,
                                  std::int16_t* coefficients) {
+  Expect(IsBlockCount(blocks, 1));
   BitReader reader(data);
   return DecodeDcs(reader, blocks, coefficients) ? DecodeAcs(reader, blocks, coefficients) : 0;
-}
-
-void DecodeComponents(std::span<CodedComponent> components) {
-  for (CodedComponent& component : components) {
-    component.positions =
-        DecodeCoefficients(component.data, component.blocks, component.coefficients);
-    component.intact = component.positions != 0;
-  }
 }
 
 }  // namespace prores

@@ -25,7 +25,7 @@ enum class AlphaType : std::uint8_t { kNone = 0, k8Bit = 1, k16Bit = 2 };
 /// frequency u. Never zero.
 using QuantMatrix = std::array<std::uint8_t, 64>;
 
-/// The matrix in force where none is transmitted: all weights 4.
+/// The matrix in force if none is transmitted: all weights 4.
 inline constexpr QuantMatrix kDefaultQuantMatrix = [] {
   QuantMatrix matrix{};
   matrix.fill(4);
@@ -51,18 +51,18 @@ struct FrameHeader {
 };
 
 /// Parses the start of `frame`.
-/// The frame_size field is ignored: the size of `frame` is what counts.
+/// Ignores the frame_size field in favour of the size of `frame`.
 /// @param pictures receives the bytes behind the header, where the first picture starts.
 /// @return kTruncated when the header does not fit `frame`; kUnsupported for a bitstream version
 ///         above 1; kBadHeader for every other violation. On failure the outputs are unspecified.
 Status ParseFrameHeader(std::span<const std::uint8_t> frame, FrameHeader& header,
                         std::span<const std::uint8_t>& pictures);
 
-/// Bytes that WriteFrameHeader() writes for `header`: 28, or 156 with matrices.
+/// Returns the bytes that WriteFrameHeader() writes for `header`: 28, or 156 with matrices.
 std::size_t FrameHeaderBytes(const FrameHeader& header);
 
-/// Writes container and frame header. Both matrices are transmitted, or, when both are the
-/// default, none: a reader then needs no rule about which matrix stands in for a missing one.
+/// Writes container and frame header. Transmits both matrices, or none if both are the default, so
+/// that readers need no rule for a single missing matrix.
 /// @param frameBytes  size of the whole frame, this header included.
 /// @param destination room for FrameHeaderBytes(header) bytes.
 void WriteFrameHeader(const FrameHeader& header, std::uint32_t frameBytes,

@@ -24,8 +24,8 @@ struct PictureGeometry {
   constexpr std::uint32_t MacroblockRows() const { return MacroblocksFor(lines); }
 };
 
-/// Geometry of picture `index` (in stream order) of a frame of `frameHeight` lines. The top field
-/// has the lines 0, 2, 4, ..., so it is the taller one in a frame of odd height.
+/// Returns the geometry of picture `index` (in stream order) of a frame of `frameHeight` lines. The
+/// top field has the lines 0, 2, 4, ..., so it is the taller one in a frame of odd height.
 constexpr PictureGeometry GeometryOf(std::uint32_t frameHeight, InterlaceMode mode,
                                      unsigned index) {
   if (mode == InterlaceMode::kProgressive) return {0, 1, frameHeight};
@@ -33,9 +33,9 @@ constexpr PictureGeometry GeometryOf(std::uint32_t frameHeight, InterlaceMode mo
   return {firstLine, 2, (frameHeight + 1 - firstLine) / 2};
 }
 
-/// Macroblock rows that a picture's slice table describes. Where the fields of a frame differ in
-/// macroblock rows (height modulo 32 is 1), some encoders give the shorter field as many rows as
-/// the taller one; the number of slices that the picture header states tells.
+/// Returns the macroblock rows that a picture's slice table describes. Where the fields of a frame
+/// differ in macroblock rows (height modulo 32 is 1), some encoders give the shorter field as many
+/// rows as the taller one, which the number of slices in the picture header reveals.
 /// @param sliceCount deprecated_number_of_slices of the picture header.
 constexpr std::uint32_t CodedMacroblockRows(std::uint32_t frameHeight, InterlaceMode mode,
                                             unsigned index, std::uint32_t slicesPerRow,

@@ -22,7 +22,7 @@ constexpr unsigned QuantizerScale(unsigned quantizationIndex) {
   return index <= 128 ? index : 128 + 4 * (index - 128);
 }
 
-/// The quantization_index of a scale that has one.
+/// Returns the quantization_index of a scale that has one.
 constexpr unsigned QuantizationIndex(unsigned scale) {
   return scale <= 128 ? scale : 128 + (scale - 128) / 4;
 }
@@ -37,8 +37,8 @@ struct SliceHeader {
   std::array<std::uint16_t, 3> componentBytes{};  ///< Y, Cb, Cr, back to back behind the header
 };
 
-/// Parses the header of `slice`, the bytes that the slice table gives to it. What follows Cr is the
-/// alpha channel.
+/// Parses the header of `slice`, whose bytes the slice table defines. Bytes behind Cr are the alpha
+/// channel.
 /// @return false when header or components do not fit the slice; then `header` is unspecified.
 [[nodiscard]] bool ParseSliceHeader(std::span<const std::uint8_t> slice, SliceHeader& header);
 

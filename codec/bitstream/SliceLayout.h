@@ -23,9 +23,9 @@ struct SliceSpan {
   std::uint32_t macroblocks;      ///< 1, 2, 4 or 8
 };
 
-/// How slices partition a macroblock row; every row of a picture is cut alike, no slice spans two
-/// (RDD 36, slice partition): as many slices of the desired width as fit, then the rest in
-/// descending powers of two.
+/// Partition of a macroblock row into slices, the same for every row of a picture (RDD 36, slice
+/// partition): as many slices of the desired width as fit, then the rest in descending powers of
+/// two.
 class SliceLayout {
  public:
   /// @param width          luma samples per line.
@@ -44,7 +44,7 @@ class SliceLayout {
     return fullSlices_ + static_cast<std::uint32_t>(std::popcount(rest_));
   }
 
-  /// Place of slice `index`, 0 to SlicesPerRow() - 1, counted from the left.
+  /// Returns the macroblocks of slice `index`, 0 to SlicesPerRow() - 1, counted from the left.
   constexpr SliceSpan operator[](std::uint32_t index) const {
     if (index < fullSlices_) return {index << log2SliceWidth_, 1u << log2SliceWidth_};
     // Each one bit of the rest, from the highest down, is a slice.

@@ -14,14 +14,14 @@ namespace prores {
 /// Bytes of one slice table entry, the size of a slice.
 inline constexpr std::size_t kSliceTableEntryBytes = 2;
 
-/// Where the slices of one macroblock row lie. Borrows the bytes of the frame.
+/// Location of the slices of one macroblock row, in the bytes of the frame.
 struct SliceRow {
   const std::uint8_t* sizes = nullptr;  ///< slice table entry of the next slice
   const std::uint8_t* data = nullptr;   ///< first byte of the next slice
 };
 
-/// Walks the slice table of a picture and vouches for it: every slice of every row found lies
-/// within the picture.
+/// Locates the rows of a picture by its slice table, and verifies that every slice lies within the
+/// picture.
 /// @param picture      the bytes of the picture, from its header on; header.pictureBytes of them.
 /// @param slicesPerRow slices in each macroblock row, at least 1.
 /// @param rows         receives one entry for each macroblock row; its size is their number.
@@ -30,7 +30,7 @@ struct SliceRow {
 Status LocateSliceRows(std::span<const std::uint8_t> picture, const PictureHeader& header,
                        std::uint32_t slicesPerRow, std::span<SliceRow> rows);
 
-/// Takes the next slice off a row that LocateSliceRows() found; at most slicesPerRow times.
+/// Removes the next slice from a row of LocateSliceRows(); at most slicesPerRow times.
 std::span<const std::uint8_t> TakeSlice(SliceRow& row);
 
 }  // namespace prores

@@ -8,7 +8,7 @@
 
 namespace prores {
 
-/// Bytes of a cache line, and of the widest vector.
+/// Bytes of a cache line and of the widest vector.
 inline constexpr std::size_t kVectorAlignment = 64;
 
 /// Allocates at multiples of kVectorAlignment.

@@ -39,7 +39,14 @@ constexpr std::optional<CpuLevel> ParseCpuLevel(std::string_view name) {
   return std::nullopt;
 }
 
-/// The highest level that this processor and the operating system support.
+/// Returns the form of a function for `level`.
+template <typename Function>
+constexpr Function ForLevel(CpuLevel level, Function plain, Function sse4, Function avx2,
+                            Function avx512) {
+  return std::array{plain, sse4, avx2, avx512}[static_cast<std::size_t>(level)];
+}
+
+/// Returns the highest level that this processor and the operating system support.
 inline CpuLevel DetectCpuLevel() {
   if (!__builtin_cpu_supports("sse4.2")) return CpuLevel::kScalar;
   const bool avx2 = __builtin_cpu_supports("avx2") && __builtin_cpu_supports("bmi") &&

@@ -3,8 +3,7 @@
 #define CODEC_CPU_TARGETS_H
 
 /// @file
-/// Which targets a file of SIMD kernels is compiled for. Such a file is compiled once for each by
-/// Highway's foreach_target.h:
+/// Instruction sets that a source of SIMD kernels is compiled for, by Highway's foreach_target.h:
 ///
 ///     #undef HWY_TARGET_INCLUDE
 ///     #define HWY_TARGET_INCLUDE "folder/File.cpp"  // itself
@@ -21,10 +20,10 @@
 ///     #endif
 ///
 ///     #if HWY_ONCE
-///     // fills in the kernel table: InstallXyzKernels() with ForLevel()
+///     // XyzFor(CpuLevel), which selects a form of Xyz() with ForLevel()
 ///     #endif
 ///
-/// The static target, that of the compiler's flags, is left to the plain forms.
+/// The plain forms serve the static target, that of the compiler's flags.
 
 // One target for each SIMD CpuLevel; AVX-512 without VBMI2 takes the AVX2 forms. Highway gives
 // better targets lower bits, so the last term disables those that newer versions have above

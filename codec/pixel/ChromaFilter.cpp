@@ -3,10 +3,13 @@
 
 #include <algorithm>
 
+#include "Ensure.h"
+
 namespace prores {
 
 void HalveChroma(std::uint16_t* line, std::uint32_t width, const SampleDepth& depth,
                  std::uint16_t* half) {
+  Expect(width >= 1 && depth.bits <= k10Bits.bits);
   RepeatEdges(line, width);
   const int shift = ChromaShift(depth);
   const int rounding = 1 << (shift - 1);

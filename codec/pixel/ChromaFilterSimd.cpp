@@ -1,10 +1,9 @@
 // SPDX-License-Identifier: BSD-2-Clause
-#include "pixel/ChromaFilterSimd.h"
-
 #include <algorithm>
 #include <cstddef>
 #include <cstdint>
 
+#include "Ensure.h"
 #include "pixel/ChromaFilter.h"
 
 // clang-format off
@@ -25,8 +24,8 @@ namespace hn = hwy::HWY_NAMESPACE;
 using Sums = hn::ScalableTag<std::int32_t>;
 using Samples = hn::Repartition<std::int16_t, Sums>;
 
-/// Adds `kEven` times the first, third, ... sample at `from` and `kOdd` times the others to the
-/// sums.
+/// Adds to the sums `kEven` times the first, third, ... sample at `from` and `kOdd` times the
+/// others.
 template <int kEven, int kOdd>
 HWY_INLINE hn::Vec<Sums> AddTaps(hn::Vec<Sums> sums, const std::uint16_t* from) {
   const auto taps = hn::BitCast(Samples(), hn::Set(Sums(), kOdd * 0x10000 + (kEven & 0xFFFF)));
@@ -37,6 +36,7 @@ HWY_INLINE hn::Vec<Sums> AddTaps(hn::Vec<Sums> sums, const std::uint16_t* from) 
 
 void Halve(std::uint16_t* line, std::uint32_t width, const SampleDepth& depth,
            std::uint16_t* half) {
+  Expect(width >= 1 && depth.bits <= k10Bits.bits);
   constexpr hn::Rebind<std::uint16_t, Sums> kHalf;
   constexpr std::size_t kStep = hn::MaxLanes(Sums());
   const std::size_t count = (width + 1) / 2;
@@ -48,7 +48,7 @@ void Halve(std::uint16_t* line, std::uint32_t width, const SampleDepth& depth,
   const auto lowest = hn::Set(Sums(), static_cast<int>(depth.lowest));
   const auto highest = hn::Set(Sums(), static_cast<int>(depth.highest));
   for (std::size_t i = 0; i < count; i += kStep) {
-    i = std::min(i, count - kStep);  // the last step does some samples again
+    i = std::min(i, count - kStep);  // the last step repeats some samples
     const std::uint16_t* const centre = line + 2 * i;
     auto sums = AddTaps<-1, 0>(rounding, centre - 3);
     sums = AddTaps<9, 16>(sums, centre - 1);
@@ -67,8 +67,9 @@ HWY_AFTER_NAMESPACE();
 #if HWY_ONCE
 namespace prores {
 
-void InstallChromaFilterKernels(CpuLevel level, Kernels& kernels) {
-  kernels.halveChroma = ForLevel(level, N_SSE4::Halve, N_AVX2::Halve, N_AVX3_DL::Halve);
+decltype(&HalveChroma) HalveChromaFor(CpuLevel level) {
+  return ForLevel<decltype(&HalveChroma)>(level, HalveChroma, N_SSE4::Halve, N_AVX2::Halve,
+                                          N_AVX3_DL::Halve);
 }
 
 }  // namespace prores

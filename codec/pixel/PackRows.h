@@ -5,6 +5,7 @@
 #include <cstdint>
 
 #include "ProRes/ProRes.h"
+#include "cpu/CpuLevel.h"
 #include "pixel/SampleDepth.h"
 
 namespace prores {
@@ -16,10 +17,10 @@ struct PlanarLine {
   const std::uint16_t* cr;
 };
 
-/// A packer of rows: for samples of PackedDepth().
+/// Packs a row of samples of PackedDepth().
 using PackRow = void (*)(const PlanarLine& line, std::uint32_t width, std::uint8_t* row);
 
-/// Depth of the samples in a WPRPixelFormat.
+/// Returns the depth of the samples of a WPRPixelFormat.
 constexpr const SampleDepth& PackedDepth(std::uint32_t pixelFormat) {
   return pixelFormat == kWPRPixelFormat2vuy ? k8Bits : k10Bits;
 }
@@ -31,6 +32,10 @@ void PackRow2vuy(const PlanarLine& line, std::uint32_t width, std::uint8_t* row)
 /// Packs 10-bit samples to 'v210': six pixels in four little-endian words of three components. The
 /// fields of pixels behind the width are zero. Writes PackedRowBytes() bytes at `row`.
 void PackRowV210(const PlanarLine& line, std::uint32_t width, std::uint8_t* row);
+
+/// Return the fastest forms of these functions for `level`.
+PackRow PackRow2vuyFor(CpuLevel level);
+PackRow PackRowV210For(CpuLevel level);
 
 }  // namespace prores
 

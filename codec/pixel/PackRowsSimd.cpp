@@ -1,6 +1,4 @@
 // SPDX-License-Identifier: BSD-2-Clause
-#include "pixel/PackRowsSimd.h"
-
 #include <algorithm>
 #include <array>
 #include <cstddef>
@@ -17,7 +15,7 @@
 #include <hwy/highway.h>
 // clang-format on
 
-// What all targets share.
+// Shared by all targets.
 #ifndef CODEC_PIXEL_PACKROWSSIMD_SHARED
 #define CODEC_PIXEL_PACKROWSSIMD_SHARED
 namespace prores {
@@ -27,14 +25,14 @@ namespace {
 // Cb0 Y0 Cr0, Y1 Cb1 Y2, Cr1 Y3 Cb2, Y4 Cr2 Y5.
 /// Joins the first two samples of each word, in its halves, by a pairwise multiply-add.
 constexpr int kPairWeights = 1 << 10 << 16 | 1;
-/// From the upper half of a word to the place of its third sample.
+/// Shift from the upper half of a word to the place of its third sample.
 constexpr int kThirdShift = 20 - 16;
 
-/// The samples of a vector that go to the eight halves of four words.
+/// Numbers of the samples that go to the eight halves of four words.
 using Halves = std::array<int, 8>;
 constexpr int kNone = -1;
 
-/// Byte shuffle that moves these samples to their halves and clears the others.
+/// Byte shuffle that moves samples to their halves and clears the other halves.
 struct alignas(16) HalfShuffle {
   explicit constexpr HalfShuffle(const Halves& samples) {
     for (std::size_t i = 0; i < samples.size(); ++i) {
@@ -66,7 +64,7 @@ struct alignas(64) LaneIndices {
 };
 
 constexpr LaneIndices kPairLanes(Halves{32, 0, 1, 33, 49, 3, 4, 50});
-/// Only the upper halves count.
+/// Only the upper halves are used.
 constexpr LaneIndices kThirdLanes(Halves{0, 48, 0, 2, 0, 34, 0, 5});
 
 }  // namespace
@@ -80,7 +78,7 @@ namespace {
 
 namespace hn = hwy::HWY_NAMESPACE;
 
-/// What is left of a line behind an even number of pixels.
+/// Returns the rest of a line behind an even number of pixels.
 HWY_INLINE PlanarLine Behind(const PlanarLine& line, std::uint32_t pixels) {
   return {line.luma + pixels, line.cb + pixels / 2, line.cr + pixels / 2};
 }
@@ -129,7 +127,7 @@ HWY_INLINE void PackGroups(const PlanarLine& line, std::uint8_t* words) {
   _mm512_storeu_si512(words, Packed(luma, cb, cr));
 }
 
-/// The last pixels of a line: fewer than PackGroups() reads.
+/// Packs the last pixels of a line, fewer than PackGroups() reads.
 HWY_INLINE void PackRest(PlanarLine line, std::uint32_t width, std::uint8_t* words) {
   while (width != 0) {
     const std::uint32_t pixels = std::min(width, kGroups * kV210GroupPixels);
@@ -164,7 +162,7 @@ HWY_INLINE hn::Vec128<std::uint8_t> LoadChroma(const PlanarLine& line) {
   return hn::Vec128<std::uint8_t>{_mm_unpacklo_epi64(cb, cr)};
 }
 
-/// A pairwise multiply-add.
+/// Joins pairs with a pairwise multiply-add.
 HWY_INLINE hn::Vec128<std::uint32_t> JoinPairs(hn::Vec128<std::uint8_t> pairs) {
   return hn::Vec128<std::uint32_t>{_mm_madd_epi16(pairs.raw, _mm_set1_epi32(kPairWeights))};
 }
@@ -217,9 +215,14 @@ HWY_AFTER_NAMESPACE();
 #if HWY_ONCE
 namespace prores {
 
-void InstallPackRowsKernels(CpuLevel level, Kernels& kernels) {
-  kernels.pack2vuy = ForLevel(level, N_SSE4::Pack2vuy, N_AVX2::Pack2vuy, N_AVX3_DL::Pack2vuy);
-  kernels.packV210 = ForLevel(level, N_SSE4::PackV210, N_AVX2::PackV210, N_AVX3_DL::PackV210);
+PackRow PackRow2vuyFor(CpuLevel level) {
+  return ForLevel<PackRow>(level, PackRow2vuy, N_SSE4::Pack2vuy, N_AVX2::Pack2vuy,
+                           N_AVX3_DL::Pack2vuy);
+}
+
+PackRow PackRowV210For(CpuLevel level) {
+  return ForLevel<PackRow>(level, PackRowV210, N_SSE4::PackV210, N_AVX2::PackV210,
+                           N_AVX3_DL::PackV210);
 }
 
 }  // namespace prores

@@ -3,16 +3,17 @@
 
 #include <algorithm>
 
+#include "Ensure.h"
 #include "cpu/AlignedVector.h"
 #include "pixel/PixelFormat.h"
 
 namespace prores {
 namespace {
 
-/// How early rows are fetched; they mostly come from memory.
+/// Rows that are prefetched ahead: most of them come from memory.
 constexpr std::size_t kRowsAhead = 2;
 
-/// Inlined by force, since g++ may leave out calls of what only prefetches.
+/// Always inlined: g++ may drop calls of a function that only prefetches.
 [[gnu::always_inline]] inline void Prefetch(const std::uint8_t* row, std::size_t bytes) {
   for (std::size_t i = 0; i < bytes; i += kVectorAlignment) __builtin_prefetch(row + i);
 }
@@ -21,6 +22,7 @@ constexpr std::size_t kRowsAhead = 2;
 
 PlanarStrip::PlanarStrip(std::span<std::uint16_t> samples, std::size_t macroblocks)
     : macroblocks_(macroblocks) {
+  Expect(samples.size() >= Samples(macroblocks));
   std::uint16_t* plane = samples.data();
   for (unsigned component = 0; component < kComponents; ++component) {
     planes_[component] = plane;
@@ -30,6 +32,7 @@ PlanarStrip::PlanarStrip(std::span<std::uint16_t> samples, std::size_t macrobloc
 
 void PlanarStrip::Unpack(const std::uint8_t* row, std::size_t pitch, std::size_t lines,
                          const PixelBufferRecord& source, UnpackRow unpackRow) const {
+  Expect(lines >= 1 && lines <= kMacroblockSize && source.width <= macroblocks_ * kMacroblockSize);
   const std::size_t rowBytes = PackedRowBytes(source.pixelFormat, source.width);
   for (std::size_t line = 0; line < lines; ++line) {
     if (line + kRowsAhead < lines) Prefetch(row + (line + kRowsAhead) * pitch, rowBytes);
@@ -38,7 +41,7 @@ void PlanarStrip::Unpack(const std::uint8_t* row, std::size_t pitch, std::size_t
   Extend(source.width, lines);
 }
 
-/// Fills what lies to the right of `width` columns and below `lines` lines.
+/// Fills the columns right of `width` and the lines below `lines`.
 void PlanarStrip::Extend(std::size_t width, std::size_t lines) const {
   for (unsigned component = 0; component < kComponents; ++component) {
     const std::size_t columns = ColumnCount(width, component);

@@ -13,16 +13,16 @@
 
 namespace prores {
 
-/// Columns of a component of a 4:2:2 picture that is `width` pixels wide.
+/// Returns the columns of a component of a 4:2:2 picture that is `width` pixels wide.
 constexpr std::size_t ColumnCount(std::size_t width, unsigned component) {
   return component == 0 ? width : (width + 1) / 2;
 }
 
 /// One macroblock row of planar 4:2:2 samples, extended to whole macroblocks by repeating the last
-/// column and the last line. The samples are its owner's.
+/// column and the last line. Does not own the samples.
 class PlanarStrip {
  public:
-  /// How many samples a strip of so many macroblocks has.
+  /// Returns the samples of a strip of so many macroblocks.
   static std::size_t Samples(std::size_t macroblocks) {
     return 2 * Stride(0, macroblocks) * kMacroblockSize;
   }
@@ -33,7 +33,7 @@ class PlanarStrip {
   /// Samples from one line of a component to the next.
   std::size_t Stride(unsigned component) const { return Stride(component, macroblocks_); }
 
-  /// The first sample of a line (0..15).
+  /// Returns the first sample of a line (0..15).
   std::uint16_t* Line(unsigned component, std::size_t line) const {
     return planes_[component] + line * Stride(component);
   }
@@ -43,7 +43,7 @@ class PlanarStrip {
               const PixelBufferRecord& source, UnpackRow unpackRow) const;
 
  private:
-  /// Columns behind the last macroblock's, where an unpacker's last group may end.
+  /// Columns behind the last macroblock, where an unpacker's last group may end.
   static constexpr std::size_t kSpareColumns = kMacroblockSize;
   static_assert(kSpareColumns >= kUnpackGroupPixels);
 

@@ -4,20 +4,20 @@
 
 namespace prores {
 
-/// How the values f of the inverse transform become samples (RDD 36, reconstruction of samples):
-/// floor(gain * f + offset), held within [lowest, highest].
+/// Conversion of the values f of the inverse transform to samples (RDD 36, reconstruction of
+/// samples): floor(gain * f + offset), clamped to [lowest, highest].
 struct SampleDepth {
   int bits;
   float gain;
-  float offset;   ///< mid-grey and the half that turns floor into rounding
+  float offset;   ///< mid-grey, plus a half that turns floor into rounding
   float lowest;   ///< codes below are reserved for synchronisation
   float highest;  ///< likewise above
 
-  /// The sample of f = 0.
+  /// Returns the sample of f = 0.
   constexpr int MidGrey() const { return static_cast<int>(offset); }
 };
 
-/// Depth of `bits` bits per sample, 8 to 12.
+/// Returns the depth of `bits` bits per sample, 8 to 12.
 constexpr SampleDepth MakeSampleDepth(int bits) {
   const int step = 1 << (bits - 8);  // one code value of 8 bits
   return {bits, static_cast<float>(step) / 2, static_cast<float>(128 * step) + 0.5F,

@@ -5,34 +5,39 @@
 #include <cstddef>
 #include <cstdint>
 
+#include "cpu/CpuLevel.h"
 #include "pixel/PixelFormat.h"
 
 /**
  * @file
- * Packed 4:2:2 rows to planar 10-bit samples.
+ * Unpacks 4:2:2 rows to planar 10-bit samples.
  */
 
 namespace prores {
 
-/// Where one planar row goes: 10-bit code values, 0..1023.
+/// Destination of one planar row: 10-bit code values, 0..1023.
 struct PlanarRow {
   std::uint16_t* luma;
   std::uint16_t* cb;
   std::uint16_t* cr;
 };
 
-/// Pixels that an unpacker handles at a time at most. It writes whole groups: up to
-/// `kUnpackGroupPixels - 1` luma and half as many chroma samples behind the row's last one.
+/// Largest group of pixels of an unpacker. It writes whole groups: up to `kUnpackGroupPixels - 1`
+/// luma and half as many chroma samples behind the last one of the row.
 inline constexpr std::size_t kUnpackGroupPixels = kV210GroupPixels;
 
 /// Unpacks the `width` pixels of one row. Reads PackedRowBytes() bytes of `row` and no more.
 using UnpackRow = void (*)(const std::uint8_t* row, std::size_t width, const PlanarRow& out);
 
-/// '2vuy': 8 bits in the byte order Cb Y Cr Y; the 8-bit code value v is the 10-bit value 4 v.
+/// Unpacks '2vuy': 8 bits in the byte order Cb Y Cr Y. The 8-bit code value v becomes 4 v.
 void UnpackRow2vuy(const std::uint8_t* row, std::size_t width, const PlanarRow& out);
 
-/// 'v210': six pixels in four little-endian 32-bit words of three 10-bit components each.
+/// Unpacks 'v210': six pixels in four little-endian 32-bit words of three 10-bit components each.
 void UnpackRowV210(const std::uint8_t* row, std::size_t width, const PlanarRow& out);
+
+/// Return the fastest forms of these functions for `level`.
+UnpackRow UnpackRow2vuyFor(CpuLevel level);
+UnpackRow UnpackRowV210For(CpuLevel level);
 
 }  // namespace prores
 

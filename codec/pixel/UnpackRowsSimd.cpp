@@ -1,6 +1,4 @@
 // SPDX-License-Identifier: BSD-2-Clause
-#include "pixel/UnpackRowsSimd.h"
-
 #include <array>
 #include <cstddef>
 #include <cstdint>
@@ -16,14 +14,14 @@
 #include <hwy/highway.h>
 // clang-format on
 
-// What all targets share.
+// Shared by all targets.
 #ifndef CODEC_PIXEL_UNPACKROWSSIMD_SHARED
 #define CODEC_PIXEL_UNPACKROWSSIMD_SHARED
 namespace prores {
 namespace {
 
-/// A 10-bit sample of 'v210': the two bytes that hold it start at `byte`, it at bit `shift` of
-/// them.
+/// Place of a 10-bit sample of 'v210': its two bytes start at `byte`, the sample at their bit
+/// `shift`.
 struct Place {
   /// @param number of the sample within its group, in the order Cb Y Cr Y ...
   static constexpr Place Of(std::size_t group, std::size_t number) {
@@ -33,14 +31,14 @@ struct Place {
   std::size_t shift;
 };
 
-/// How to take 16-bit lanes out of the bytes of groups.
+/// Byte shuffle, shifts and factors that extract samples to 16-bit lanes.
 template <std::size_t kLanes>
 struct alignas(2 * kLanes) Gather {
   constexpr void Put(std::size_t lane, const Place& place) {
     bytes[2 * lane] = static_cast<std::uint8_t>(place.byte);
     bytes[2 * lane + 1] = static_cast<std::uint8_t>(place.byte + 1);
     shifts[lane] = static_cast<std::uint16_t>(place.shift);
-    // Brings the sample to the upper end of the lane.
+    // Moves the sample to the upper end of the lane.
     factors[lane] = static_cast<std::uint16_t>(1u << (6 - place.shift));
   }
   std::array<std::uint8_t, 2 * kLanes> bytes{};
@@ -86,7 +84,7 @@ using Bytes = hn::ScalableTag<std::uint8_t>;
 
 #if HWY_TARGET <= HWY_AVX2
 
-/// Stores chroma of which each 128 bits hold four of Cb, then four of Cr.
+/// Stores chroma whose 128-bit parts hold four samples of Cb, then four of Cr.
 HWY_INLINE void StoreChroma(hn::Vec<Samples> chroma, const PlanarRow& out) {
 #if HWY_TARGET <= HWY_AVX3_DL
   const __m512i order = _mm512_set_epi64(7, 5, 3, 1, 6, 4, 2, 0);
@@ -180,7 +178,7 @@ HWY_INLINE void UnpackGroups(const std::uint8_t* words, const PlanarRow& out) {
 
 void UnpackV210(const std::uint8_t* row, std::size_t width, const PlanarRow& out) {
   constexpr std::size_t kStep = kGroups * kV210GroupPixels;
-  // What a step writes behind its groups is written again.
+  // The next step overwrites the samples that a step writes behind its groups.
   std::size_t x = 0;
   for (; x + kPixelsWritten <= width; x += kStep) {
     UnpackGroups(row, Behind(out, x));
@@ -197,11 +195,15 @@ HWY_AFTER_NAMESPACE();
 #if HWY_ONCE
 namespace prores {
 
-void InstallUnpackRowsKernels(CpuLevel level, Kernels& kernels) {
-  // The compiler makes as fast an SSE form of the plain one.
-  kernels.unpack2vuy = ForLevel(level, UnpackRow2vuy, N_AVX2::Unpack2vuy, N_AVX3_DL::Unpack2vuy);
-  kernels.unpackV210 =
-      ForLevel(level, N_SSE4::UnpackV210, N_AVX2::UnpackV210, N_AVX3_DL::UnpackV210);
+// The compiler's SSE form of the plain function is as fast as one written by hand.
+UnpackRow UnpackRow2vuyFor(CpuLevel level) {
+  return ForLevel<UnpackRow>(level, UnpackRow2vuy, UnpackRow2vuy, N_AVX2::Unpack2vuy,
+                             N_AVX3_DL::Unpack2vuy);
+}
+
+UnpackRow UnpackRowV210For(CpuLevel level) {
+  return ForLevel<UnpackRow>(level, UnpackRowV210, N_SSE4::UnpackV210, N_AVX2::UnpackV210,
+                             N_AVX3_DL::UnpackV210);
 }
 
 }  // namespace prores

@@ -7,16 +7,17 @@
 #include <random>
 #include <vector>
 
+#include "CpuLevelTest.h"
 #include "GuardedMemory.h"
-#include "cpu/Kernels.h"
-#include "rate/Activity.h"
+#include "Kernels.h"
+#include "encode/rate/Activity.h"
 
 namespace prores {
 namespace {
 
 constexpr std::size_t kLines = 16;
 
-/// The luma of a slice, at the end of memory that can be read.
+/// Luma of a slice, at the end of readable memory.
 class Slice {
  public:
   using Sample = std::function<int(std::size_t x, std::size_t y)>;
@@ -33,7 +34,7 @@ class Slice {
     return measure(samples_.Values().data(), stride_, blocks_);
   }
 
-  /// The mean over the blocks of log2(4096 (variance + 471)).
+  /// Returns the mean over the blocks of log2(4096 (variance + 471)).
   double Exact() const {
     double sum = 0;
     for (std::size_t block = 0; block < blocks_; ++block) {
@@ -90,10 +91,9 @@ TEST(Activity, MakesQuietSlicesFinerByUpToTwoThirdsOfAnOctave) {
   }
 }
 
-class ActivityKernels : public testing::TestWithParam<CpuLevel> {};
+class ActivityKernels : public test::CpuLevelTest {};
 
 TEST_P(ActivityKernels, EqualThePlainForm) {
-  if (GetParam() > DetectCpuLevel()) GTEST_SKIP() << "not on this processor";
   const auto measure = KernelsFor(GetParam()).measureActivity;
   for (const std::uint32_t blocks : {4U, 8U, 16U, 32U}) {
     for (const unsigned spread : {1U, 2U, 17U, 100U, 512U}) {
@@ -111,9 +111,7 @@ TEST_P(ActivityKernels, EqualThePlainForm) {
 }
 
 INSTANTIATE_TEST_SUITE_P(CpuLevels, ActivityKernels, testing::ValuesIn(kCpuLevels),
-                         [](const testing::TestParamInfo<CpuLevel>& level) {
-                           return NameOf(level.param);
-                         });
+                         test::NameOfLevel);
 
 }  // namespace
 }  // namespace prores

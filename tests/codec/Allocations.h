@@ -8,12 +8,12 @@
 
 namespace prores::test {
 
-/// What the allocations of this program did so far, on every thread: Allocations.cpp replaces the
-/// global operator new.
+/// Statistics and failures of the program's allocations on all threads. Allocations.cpp replaces
+/// the global operator new.
 struct Allocations {
   std::atomic<long> count{0};
   std::atomic<std::size_t> bytes{0};
-  /// So many more succeed; the ones after them fail, until this is set anew.
+  /// Allocations that still succeed; later ones fail until this is set again.
   std::atomic<long> untilFailure{kNeverFail};
 
   static constexpr long kNeverFail = std::numeric_limits<long>::max();

@@ -5,7 +5,7 @@
 #include <random>
 #include <vector>
 
-#include "entropy/BitWriter.h"
+#include "encode/BitWriter.h"
 
 namespace prores {
 namespace {
@@ -25,7 +25,7 @@ std::vector<Field> RandomFields(std::size_t count, unsigned maxLength) {
   return fields;
 }
 
-/// The same bits one at a time.
+/// Writes the same bits one at a time.
 std::vector<std::uint8_t> Expected(const std::vector<Field>& fields) {
   std::vector<std::uint8_t> bytes;
   std::size_t bits = 0;

@@ -20,7 +20,7 @@ struct Row {
   const char* words[10];  // in the order of CodeId
 };
 
-// Codewords that were derived by hand from the definition of the codes.
+// Codewords derived by hand from the definition of the codes.
 const Row kRows[] = {
     {0, {"1", "10", "100", "1000", "100000", "100", "1", "1", "10", "1"}},
     {1, {"010", "11", "101", "1001", "100001", "101", "01", "01", "11", "01"}},

@@ -6,13 +6,14 @@
 #include <random>
 #include <vector>
 
+#include "CpuLevelTest.h"
 #include "GuardedMemory.h"
+#include "Kernels.h"
 #include "ReferenceCodec.h"
 #include "bitstream/BlockOrder.h"
-#include "cpu/Kernels.h"
-#include "entropy/BitWriter.h"
 #include "bitstream/Codewords.h"
 #include "bitstream/CoefficientDecoder.h"
+#include "encode/BitWriter.h"
 
 namespace prores {
 namespace {
@@ -50,13 +51,9 @@ struct Place {
   }
 };
 
-/// Each form against the plain one, at the edges of the memory that it may touch.
-class CoefficientDecoderKernels : public testing::TestWithParam<CpuLevel> {
+/// Compares each form with the plain one, at the edges of accessible memory.
+class CoefficientDecoderKernels : public test::CpuLevelTest {
  protected:
-  void SetUp() override {
-    if (GetParam() > DetectCpuLevel()) GTEST_SKIP() << "not on this processor";
-  }
-
   void ExpectSame(const std::vector<Coded>& queue) {
     while (places_.size() < queue.size()) places_.push_back(std::make_unique<Place>());
     for (const Guard guard : {Guard::kInFront, Guard::kBehind}) {
@@ -91,7 +88,7 @@ class CoefficientDecoderKernels : public testing::TestWithParam<CpuLevel> {
   int damaged_ = 0;
 };
 
-/// Coefficients of which `density` in 100 are not zero, with magnitudes of all orders.
+/// Returns coefficients with `density` in 100 nonzero values of all orders of magnitude.
 std::vector<int> RandomCoefficients(std::mt19937& random, std::uint32_t blocks, unsigned density,
                                     unsigned largest) {
   std::vector<int> coefficients(blocks * kBlockSamples);
@@ -187,7 +184,7 @@ TEST_P(CoefficientDecoderKernels, DecodeDcsThatJump) {
   EXPECT_EQ(Damaged(), 0);
 }
 
-TEST_P(CoefficientDecoderKernels, AgreeOnDataCutOffAnywhere) {
+TEST_P(CoefficientDecoderKernels, AgreeOnDataTruncatedAnywhere) {
   std::mt19937 random(4);
   for (int i = 0; i < 12; ++i) {
     Coded coded = RandomComponent(random);
@@ -201,7 +198,7 @@ TEST_P(CoefficientDecoderKernels, AgreeOnDataCutOffAnywhere) {
   EXPECT_GT(Damaged(), 100);
 }
 
-TEST_P(CoefficientDecoderKernels, AgreeOnDataCutOffBetweenBits) {
+TEST_P(CoefficientDecoderKernels, AgreeOnDataTruncatedBetweenBits) {
   std::mt19937 random(5);
   for (int i = 0; i < 3; ++i) {
     Coded coded = Encode(RandomCoefficients(random, 4, 30, 300));
@@ -307,9 +304,7 @@ TEST_P(CoefficientDecoderKernels, StayInTheirMemoryWhateverTheRuns) {
 }
 
 INSTANTIATE_TEST_SUITE_P(CpuLevels, CoefficientDecoderKernels, testing::ValuesIn(kCpuLevels),
-                         [](const testing::TestParamInfo<CpuLevel>& level) {
-                           return NameOf(level.param);
-                         });
+                         test::NameOfLevel);
 
 }  // namespace
 }  // namespace prores

@@ -14,7 +14,7 @@ namespace {
 
 using Bytes = std::vector<std::uint8_t>;
 
-/// Decodes from memory that ends with the last byte; empty = damaged.
+/// Decodes from memory that ends with the last byte. Returns nothing for damaged data.
 std::vector<int> Decoded(const Bytes& bytes, int blocks) {
   const Bytes exact(bytes.begin(), bytes.end());
   std::vector<std::int16_t> coefficients(static_cast<std::size_t>(64 * blocks));
@@ -82,7 +82,7 @@ TEST(CoefficientDecoder, AcceptsAnyNumberOfZerosBehind) {
   }
 }
 
-TEST(CoefficientDecoder, RefusesOnesBehindZeros) {
+TEST(CoefficientDecoder, RejectsOnesBehindZeros) {
   for (const std::size_t zeros : {4u, 7u, 8u, 9u, 40u}) {
     Bytes bytes{0xD1, 0xC7, 0x1C};
     bytes.resize(bytes.size() + zeros);
@@ -91,7 +91,7 @@ TEST(CoefficientDecoder, RefusesOnesBehindZeros) {
   }
 }
 
-TEST(CoefficientDecoder, RefusesDcsThatAreCutOff) {
+TEST(CoefficientDecoder, RejectsDcsThatAreTruncated) {
   const Bytes bytes{0xD0, 0x43, 0x1D, 0x68};
   for (std::size_t size = 0; size < bytes.size(); ++size) {
     EXPECT_TRUE(
@@ -100,7 +100,7 @@ TEST(CoefficientDecoder, RefusesDcsThatAreCutOff) {
   }
 }
 
-TEST(CoefficientDecoder, RefusesACodewordThatIsCutOff) {
+TEST(CoefficientDecoder, RejectsACodewordThatIsTruncated) {
   std::vector<int> coefficients(128);
   coefficients[2] = 300;
   const Bytes whole = reference::CodeComponent(coefficients, 2);
@@ -110,7 +110,7 @@ TEST(CoefficientDecoder, RefusesACodewordThatIsCutOff) {
   EXPECT_TRUE(Decoded(cut, 2).empty());
 }
 
-TEST(CoefficientDecoder, RefusesCoefficientsBehindTheLast) {
+TEST(CoefficientDecoder, RejectsCoefficientsBehindTheLast) {
   const std::vector<int> coefficients(128, 1);
   Bytes bytes = reference::CodeComponent(coefficients, 2);
   ASSERT_FALSE(Decoded(bytes, 2).empty());
@@ -118,7 +118,7 @@ TEST(CoefficientDecoder, RefusesCoefficientsBehindTheLast) {
   EXPECT_TRUE(Decoded(bytes, 2).empty());
 }
 
-TEST(CoefficientDecoder, RefusesValuesOutsideSixteenBits) {
+TEST(CoefficientDecoder, RejectsValuesOutsideSixteenBits) {
   std::vector<int> coefficients(128);
   coefficients[2] = 32768;
   EXPECT_TRUE(Decoded(reference::CodeComponent(coefficients, 2), 2).empty());

@@ -6,7 +6,7 @@
 #include <vector>
 
 #include "ReferenceCodec.h"
-#include "entropy/CoefficientEncoder.h"
+#include "encode/CoefficientEncoder.h"
 
 namespace prores {
 namespace {
@@ -19,7 +19,7 @@ struct RunLevel {
   std::int16_t level;
 };
 
-/// A component with these DC levels and AC triples.
+/// Returns a component with these DC levels and AC triples.
 Levels MakeLevels(const std::vector<std::int16_t>& dcs, const std::vector<RunLevel>& acs) {
   Levels levels(64 * dcs.size());
   std::copy(dcs.begin(), dcs.end(), levels.begin());
@@ -60,7 +60,7 @@ TEST(CoefficientEncoder, WritesTheKnownBytesOfAcLevels) {
   EXPECT_EQ(Write(MakeLevels({16, -16}, {{0, 5}, {1, -3}})), (Bytes{0x40, 0x11, 0xE2, 0x14, 0x80}));
 }
 
-/// Levels of every density and size up to `maxLevel`, and of every distance between them.
+/// Returns levels of every density, size up to `maxLevel` and distance.
 Levels RandomLevels(std::size_t blocks, unsigned density, int maxLevel, std::mt19937& random) {
   Levels levels(64 * blocks);
   for (std::int16_t& level : levels) {
@@ -100,7 +100,7 @@ TEST(CoefficientEncoder, CodesTheLongestRunsAndTheLargestLevels) {
   }
 }
 
-TEST(CoefficientEncoder, RefusesADestinationOfAnotherSizeAndStaysInsideIt) {
+TEST(CoefficientEncoder, RejectsADestinationOfAnotherSizeAndStaysInsideIt) {
   std::mt19937 random(2);
   const Levels levels = RandomLevels(8, 300, 100, random);
   const std::size_t needed = CountCoefficientBytes(levels);

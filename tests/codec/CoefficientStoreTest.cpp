@@ -5,7 +5,7 @@
 #include <random>
 #include <vector>
 
-#include "CoefficientStore.h"
+#include "encode/CoefficientStore.h"
 
 namespace prores {
 namespace {
@@ -16,7 +16,7 @@ constexpr std::array<std::size_t, kComponents> kBlocks{8, 4, 4};
 constexpr std::size_t kStripCoefficients = kSlices * (8 + 4 + 4) * 64;
 constexpr std::uint16_t kThreshold = 10;
 
-/// Coefficients of a component of which `share` in 100 reach the threshold.
+/// Returns coefficients of a component; `share` in 100 reach the threshold.
 std::vector<std::int16_t> Coefficients(unsigned component, unsigned share, std::mt19937& random) {
   std::vector<std::int16_t> coefficients(64 * kBlocks[component]);
   for (std::int16_t& coefficient : coefficients) {
@@ -27,7 +27,7 @@ std::vector<std::int16_t> Coefficients(unsigned component, unsigned share, std::
   return coefficients;
 }
 
-/// The coefficients with those left out as zero.
+/// Returns the coefficients, with zeros for those that are not stored.
 std::vector<std::int16_t> Restore(const SparseComponent& component) {
   std::vector<std::int16_t> coefficients(64 * component.blocks);
   std::copy_n(component.dcs, component.blocks, coefficients.begin());
@@ -56,7 +56,7 @@ class Frame {
     }
   }
 
-  /// Everything that reaches the threshold is there, and nothing but what was appended.
+  /// Expects all coefficients that reach the threshold, and no others than those appended.
   void ExpectStored(const CoefficientStore& store) const {
     for (std::uint32_t slice = 0; slice < kStrips * kSlices; ++slice) {
       for (unsigned c = 0; c < kComponents; ++c) {
@@ -77,7 +77,7 @@ class Frame {
   std::array<std::array<std::vector<std::int16_t>, kComponents>, kStrips * kSlices> appended_;
 };
 
-TEST(CoefficientStore, HoldsWhatWasSelectedOfSparseAndFullStrips) {
+TEST(CoefficientStore, StoresSparseAndFullStrips) {
   CoefficientStore store;
   Frame frame;
   for (const unsigned share : {0U, 10U, 49U, 50U, 51U, 100U}) {
@@ -87,7 +87,7 @@ TEST(CoefficientStore, HoldsWhatWasSelectedOfSparseAndFullStrips) {
   }
 }
 
-TEST(CoefficientStore, TakesAStripAnewAndLeavesTheOthers) {
+TEST(CoefficientStore, ReplacesAStripAndKeepsTheOthers) {
   CoefficientStore store;
   Frame frame;
   store.Reset(kStrips, kSlices, kStripCoefficients);
@@ -97,7 +97,7 @@ TEST(CoefficientStore, TakesAStripAnewAndLeavesTheOthers) {
   frame.ExpectStored(store);
 }
 
-TEST(CoefficientStore, DropsTheLastSliceOfAStripAndTakesItAnew) {
+TEST(CoefficientStore, ReplacesTheLastSliceOfAStrip) {
   CoefficientStore store;
   Frame frame;
   store.Reset(kStrips, kSlices, kStripCoefficients);

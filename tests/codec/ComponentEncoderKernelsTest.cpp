@@ -6,12 +6,13 @@
 #include <random>
 #include <vector>
 
+#include "CpuLevelTest.h"
 #include "GuardedMemory.h"
-#include "cpu/Kernels.h"
-#include "entropy/ComponentEncoder.h"
-#include "entropy/SparseComponent.h"
-#include "rate/QuantiserLadder.h"
-#include "transform/ForwardTransform.h"
+#include "Kernels.h"
+#include "encode/ComponentEncoder.h"
+#include "encode/ForwardTransform.h"
+#include "encode/SparseComponent.h"
+#include "encode/rate/QuantiserLadder.h"
 
 namespace prores {
 namespace {
@@ -21,8 +22,8 @@ using test::GuardedMemory;
 
 constexpr std::size_t kBlockCounts[] = {2, 4, 8, 16, 32};
 
-/// What a form of SelectCoefficients() makes of coefficients, in as much memory as is promised, at
-/// the edge of memory that cannot be touched.
+/// Result of a form of SelectCoefficients(), in exactly the required memory, next to inaccessible
+/// memory.
 class Selection {
  public:
   Selection(const std::vector<std::int16_t>& coefficients, std::uint16_t threshold, Guard guard,
@@ -54,13 +55,9 @@ class Selection {
   GuardedMemory<std::int16_t> source_, dcs_, values_, places_;
 };
 
-/// All forms against the plain one, at the edge of the memory that they may touch.
-class ComponentEncoderKernels : public testing::TestWithParam<CpuLevel> {
+/// Compares all forms with the plain one, at the edge of accessible memory.
+class ComponentEncoderKernels : public test::CpuLevelTest {
  protected:
-  void SetUp() override {
-    if (GetParam() > DetectCpuLevel()) GTEST_SKIP() << "not on this processor";
-  }
-
   /// Selects, counts and writes `coefficients`, which lie at either end of their pages.
   void ExpectSame(const Quantiser& quantiser, const std::vector<std::int16_t>& coefficients) {
     const Selection all(coefficients, 1, Guard::kBehind);
@@ -85,7 +82,7 @@ class ComponentEncoderKernels : public testing::TestWithParam<CpuLevel> {
   const Kernels& kernels_ = KernelsFor(GetParam());
 };
 
-/// Coefficients of which `density` in 1024 are not zero, with magnitudes of all orders up to
+/// Returns coefficients with `density` in 1024 nonzero values of all orders of magnitude up to
 /// `largest`.
 std::vector<std::int16_t> RandomCoefficients(std::size_t blocks, unsigned density, int largest,
                                              std::mt19937& random) {
@@ -132,7 +129,7 @@ TEST_P(ComponentEncoderKernels, CodeTheLongestCodewordsAsThePlainFormDoes) {
       coefficients[i] = static_cast<std::int16_t>(i % 2 == 0 ? kMaxCoefficient : -kMaxCoefficient);
     }
     ASSERT_NO_FATAL_FAILURE(ExpectSame(QuantiserOf(0), coefficients));
-    // Far apart, singly among small ones.
+    // Single ones, far apart among small ones.
     for (const std::size_t distance : {3U, 17U, 40U, 500U, 2000U}) {
       for (const std::int16_t between : {std::int16_t{0}, std::int16_t{4}}) {
         std::fill(coefficients.begin(), coefficients.end(), between);
@@ -165,7 +162,7 @@ TEST_P(ComponentEncoderKernels, QuantiseEveryCoefficientByEveryStepOfTheLadder) 
 }
 
 TEST_P(ComponentEncoderKernels, KeepWhatHasNeighboursAsThePlainFormDoes) {
-  // Coefficients between the least and the most that a gap asks for, at all distances.
+  // Coefficients between the least and the greatest threshold of a gap, at all distances.
   std::mt19937 random(4);
   for (const std::size_t blocks : kBlockCounts) {
     for (const unsigned rung : {1U, 9U, 64U, kCoarsestRung}) {
@@ -183,7 +180,7 @@ TEST_P(ComponentEncoderKernels, KeepWhatHasNeighboursAsThePlainFormDoes) {
   }
 }
 
-TEST_P(ComponentEncoderKernels, RefuseADestinationOfAnotherSize) {
+TEST_P(ComponentEncoderKernels, RejectADestinationOfAnotherSize) {
   std::mt19937 random(3);
   const Quantiser& quantiser = QuantiserOf(2);
   const Selection selection(RandomCoefficients(8, 300, 1000, random), 1, Guard::kBehind);
@@ -196,9 +193,7 @@ TEST_P(ComponentEncoderKernels, RefuseADestinationOfAnotherSize) {
 }
 
 INSTANTIATE_TEST_SUITE_P(CpuLevels, ComponentEncoderKernels, testing::ValuesIn(kCpuLevels),
-                         [](const testing::TestParamInfo<CpuLevel>& level) {
-                           return NameOf(level.param);
-                         });
+                         test::NameOfLevel);
 
 }  // namespace
 }  // namespace prores

@@ -1,5 +1,5 @@
 // SPDX-License-Identifier: BSD-2-Clause
-// Frames that are cut off, damaged or malicious, and calls with arguments that make no sense.
+// Truncated, damaged and malicious frames, and calls with invalid arguments.
 #include <gtest/gtest.h>
 
 #include <algorithm>
@@ -32,7 +32,7 @@ std::uint32_t U32(std::size_t value) {
   return static_cast<std::uint32_t>(value);
 }
 
-/// Decodes from a buffer that ends where the frame ends, so that a sanitizer sees any read behind.
+/// Decodes from a buffer that ends with the frame, so that a sanitizer detects any read behind it.
 std::int32_t Decode(void* decoder, const Bytes& frame, PackedPicture& picture) {
   const auto exact = std::make_unique<std::uint8_t[]>(frame.size());
   std::ranges::copy(frame, exact.get());
@@ -69,7 +69,7 @@ std::vector<StreamSpec> SmallFrames() {
   return specs;
 }
 
-TEST(DecoderDamage, RefusesEveryPrefixAndLeavesThePictureAlone) {
+TEST(DecoderDamage, RejectsEveryPrefixAndKeepsThePicture) {
   const DecoderPtr decoder = Open(2);
   for (const StreamSpec& spec : SmallFrames()) {
     const Stream stream = MakeStream(spec, reference::NaturalSource(1));
@@ -88,7 +88,7 @@ TEST(DecoderDamage, SurvivesBitFlips) {
   int concealed = 0;
   for (const StreamSpec& spec : SmallFrames()) {
     const Stream stream = MakeStream(spec, reference::NaturalSource(2));
-    // Every bit in front of the first slice, then one in each byte.
+    // Every bit before the first slice, then one bit of each byte.
     const std::size_t headerBits = 8 * stream.slices.front().offset;
     for (std::size_t bit = 0; bit < 8 * stream.bytes.size(); bit += bit < headerBits ? 1 : 9) {
       Bytes bytes = stream.bytes;
@@ -129,7 +129,7 @@ TEST(DecoderDamage, SurvivesRandomBytesInSlices) {
   }
 }
 
-TEST(DecoderDamage, RefusesAMissingSecondField) {
+TEST(DecoderDamage, RejectsAMissingSecondField) {
   StreamSpec spec;
   spec.interlaceMode = 1;
   spec.height = 32;
@@ -140,7 +140,7 @@ TEST(DecoderDamage, RefusesAMissingSecondField) {
   EXPECT_TRUE(picture.IsUntouched());
 }
 
-TEST(DecoderDamage, RefusesSliceTablesThatCannotBeTrusted) {
+TEST(DecoderDamage, RejectsInconsistentSliceTables) {
   StreamSpec spec;
   spec.width = 32;
   spec.height = 32;
@@ -192,7 +192,7 @@ struct SlicedFrame {
 
   std::int32_t DecodeDamaged() { return Decode(Open(1).get(), stream.bytes, damaged); }
 
-  /// The columns [from, to) of a row show those of the intact picture.
+  /// Expects the columns [from, to) of a row to equal those of the intact picture.
   void ExpectIntact(int y, int from = 0, int to = kWidth) const {
     for (int x = from; x < to; ++x) {
       ASSERT_EQ(damaged.Sample(0, x, y), intact.Sample(0, x, y)) << x << ", " << y;
@@ -202,7 +202,7 @@ struct SlicedFrame {
     }
   }
 
-  /// The columns [from, to) of a row show what the intact picture shows at column `source`.
+  /// Expects the columns [from, to) of a row to equal column `source` of the intact picture.
   void ExpectRepeated(int y, int from, int to, int source) const {
     for (int x = from; x < to; ++x) {
       ASSERT_EQ(damaged.Sample(0, x, y), intact.Sample(0, source, y)) << x << ", " << y;
@@ -212,7 +212,7 @@ struct SlicedFrame {
     }
   }
 
-  /// A row shows what the intact picture shows in row `source`.
+  /// Expects a row to equal row `source` of the intact picture.
   void ExpectCopied(int y, int source) const {
     EXPECT_TRUE(std::equal(damaged.Row(U32(static_cast<std::size_t>(y))),
                            damaged.Row(U32(static_cast<std::size_t>(y))) + damaged.PixelBytes(),
@@ -281,7 +281,7 @@ TEST(Concealment, PrefersRowsOfTheSameField) {
   for (int y = 0; y < 64; y += 2) frame.ExpectIntact(y);
 }
 
-TEST(Concealment, ShowsMidGreyWhereNothingIsLeft) {
+TEST(Concealment, ShowsMidGreyWhereNoSliceIsIntact) {
   for (const bool chroma444 : {false, true}) {
     for (const std::uint32_t format : {kWPRPixelFormat2vuy, kWPRPixelFormatV210}) {
       StreamSpec spec;

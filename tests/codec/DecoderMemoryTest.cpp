@@ -13,7 +13,7 @@ namespace {
 using test::allocations;
 using test::Allocations;
 
-/// A frame and room for its picture.
+/// A frame and memory for its picture.
 struct Clip {
   Clip(int width, int height) : picture(static_cast<std::size_t>(width * height) * 2) {
     reference::StreamSpec spec;
@@ -83,7 +83,7 @@ TEST(DecoderMemory, MayRunOutAnywhereAndTheDecoderStaysUsable) {
   }
 }
 
-TEST(DecoderMemory, MayBeMissingForTheDecoderItself) {
+TEST(DecoderMemory, MayBeExhaustedWhenTheDecoderIsOpened) {
   allocations.untilFailure = 0;
   WPRDecoderHandle const none = WPROpenDecoder(1, nullptr);
   allocations.untilFailure = Allocations::kNeverFail;

@@ -1,5 +1,5 @@
 // SPDX-License-Identifier: BSD-2-Clause
-// Whole frames through the C interface, against the reference model.
+// Compares whole frames, decoded through the C interface, with the reference model.
 #include <gtest/gtest.h>
 
 #include <memory>
@@ -179,7 +179,7 @@ TEST(Decoder, FollowsTheQuantizerFromSliceToSlice) {
   ExpectDecodesLikeTheReference(spec);
 }
 
-TEST(Decoder, SkipsWhatIsLongerThanNeeded) {
+TEST(Decoder, SkipsExcessBytes) {
   StreamSpec spec;
   spec.width = 40;
   spec.height = 40;
@@ -287,7 +287,7 @@ TEST(Decoder, GivesTheSamePictureForEveryThreadCount) {
   }
 }
 
-TEST(Decoder, TakesFramesOfAnyKindInAnyOrder) {
+TEST(Decoder, DecodesFramesOfAnyKindInAnyOrder) {
   std::vector<StreamSpec> specs(5);
   specs[0].width = specs[0].height = 200;
   specs[1].chroma444 = true;

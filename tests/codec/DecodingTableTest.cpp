@@ -4,15 +4,15 @@
 #include <algorithm>
 #include <vector>
 
-#include "bitstream/CoefficientDecoder.h"
-#include "entropy/DecodingTable.h"
+#include "decode/ComponentDecoder.h"
+#include "decode/DecodingTable.h"
 
 namespace prores {
 namespace {
 
 constexpr std::uint32_t kRowEntries = 1u << kIndexBits;
 
-/// The most positions that a lane can pass over in `steps` lookups, from any row.
+/// Returns the most positions that a lane can advance in `steps` lookups, from any row.
 std::uint32_t LargestAdvance(std::uint32_t steps) {
   const auto table = DecodingTable();
   std::vector<std::uint32_t> largest(table.size() / kRowEntries);
@@ -29,12 +29,12 @@ std::uint32_t LargestAdvance(std::uint32_t steps) {
 }
 
 TEST(DecodingTable, KeepsARoundWithinTheSlack) {
-  // A round starts within the component. Each lookup writes before it moves on.
+  // A round starts within the component. Each lookup writes before it advances.
   const auto written = static_cast<std::uint32_t>(Entry{}.levels.size());
   EXPECT_LE(LargestAdvance(kRoundSteps - 1) + written, kCoefficientSlack);
 }
 
-TEST(DecodingTable, StaysInItself) {
+TEST(DecodingTable, LeadsToItsOwnRowsOnly) {
   const auto table = DecodingTable();
   for (const Entry& entry : table) {
     EXPECT_LT(Entry::Row(entry.move), table.size());
@@ -52,7 +52,7 @@ TEST(DecodingTable, EntersOneDcAtATime) {
   }
 }
 
-TEST(DecodingTable, MovesNothingWhereNothingIsKnown) {
+TEST(DecodingTable, HasNoEntryForUnknownCodewords) {
   const auto table = DecodingTable();
   int stuck = 0;
   for (std::uint32_t i = 0; i < table.size(); ++i) {
@@ -65,7 +65,7 @@ TEST(DecodingTable, MovesNothingWhereNothingIsKnown) {
   EXPECT_GE(stuck, static_cast<int>(kStates));  // all zeros, for one
 }
 
-/// What the codewords at the top of `window` amount to, read one by one for `length` bits.
+/// Combined effect of the codewords at the top of `window`, read one by one for `length` bits.
 Entry ReadOneByOne(std::uint64_t window, RowMeaning row, int length) {
   window >>= row.zeros;
   length += row.zeros;
@@ -81,17 +81,17 @@ Entry ReadOneByOne(std::uint64_t window, RowMeaning row, int length) {
     window <<= symbol.length;
     state = symbol.next;
   }
-  // What is left are zeros of the next codeword.
+  // The remaining bits are zeros of the next codeword.
   EXPECT_EQ(window >> 1 >> (63 - length), 0u);
   entry.move = advance << Entry::kAdvanceShift;
   return entry;
 }
 
-TEST(DecodingTable, AmountsToTheCodewordsOneByOne) {
+TEST(DecodingTable, EqualsTheCodewordsReadOneByOne) {
   const auto table = DecodingTable();
   for (std::uint32_t i = 0; i < table.size(); ++i) {
     const std::uint32_t move = table[i].move;
-    // Behind zeros of a codeword comes a one, or the row would be another.
+    // A one follows the zeros of a codeword, otherwise the row would be another.
     if (MeaningOf(i).zeros != 0 && i % kRowEntries < kRowEntries / 2) continue;
     const std::uint64_t window = std::uint64_t{i % kRowEntries} << (64 - kIndexBits);
     const Entry expected =

@@ -75,7 +75,7 @@ TEST_F(EncoderMemory, MayRunOutAnywhereAndTheEncoderStaysUsable) {
   }
 }
 
-TEST_F(EncoderMemory, MayBeMissingForTheEncoderItself) {
+TEST_F(EncoderMemory, MayBeExhaustedWhenTheEncoderIsOpened) {
   allocations.untilFailure = 0;
   WPREncoderHandle const none = WPROpenEncoder(1, nullptr);
   allocations.untilFailure = Allocations::kNeverFail;

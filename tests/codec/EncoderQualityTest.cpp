@@ -1,5 +1,5 @@
 // SPDX-License-Identifier: BSD-2-Clause
-// Generous bounds: they catch a gross loss. How good pictures are is measured, not tested.
+// Generous bounds that detect a gross loss. Benchmarks measure the quality itself.
 #include <gtest/gtest.h>
 
 #include <algorithm>
@@ -34,12 +34,12 @@ using Bytes = std::vector<std::uint8_t>;
 constexpr std::uint32_t kWidth = 512;
 constexpr std::uint32_t kHeight = 448;
 
-/// Detail whose amplitude falls with frequency as that of photographs does, with grain. Luma has
-/// `contrast` times that of the chroma.
+/// Detail with grain, whose amplitude falls with frequency as in photographs. Luma has `contrast`
+/// times the amplitude of chroma.
 Content Photograph(double contrast, unsigned seed) {
   const Content grain = test::Noise(seed);
   return [contrast, grain](int component, int x, int y) {
-    // Waves of many directions, each twice as short as the one before.
+    // Waves of many directions, each half as long as the previous one.
     const double column = component == 0 ? x : 2 * x;
     double sum = 0;
     for (int octave = 1; octave <= 7; ++octave) {
@@ -62,7 +62,7 @@ FrameHeader HeaderOf(const Bytes& frame) {
   return header;
 }
 
-/// Quantiser scales of the slices of a progressive frame, in units of weight 4.
+/// Returns the quantiser scales of the slices of a progressive frame, in units of weight 4.
 std::vector<unsigned> ScalesOf(const Bytes& frame) {
   FrameHeader header;
   std::span<const std::uint8_t> picture;
@@ -118,7 +118,7 @@ TEST(EncoderQuality, VariesLittleBetweenFramesThatDifferInGrain) {
   }
 }
 
-/// What ten generations less one cost luma, in decibels.
+/// Returns the loss of luma from the first to the tenth generation, in decibels.
 double LossOfGenerations(const EncodeParamsRecord& params, std::uint32_t format) {
   const EncoderOwner encoder = Open();
   const SourcePicture picture(format, kWidth, kHeight, Photograph(1.5, 3));
@@ -135,7 +135,7 @@ TEST(EncoderQuality, LosesLittleOverTenGenerations) {
   EXPECT_LT(LossOfGenerations({kWPRCodecHQ, kWPRProgressive}, kWPRPixelFormatV210), 0.3);
   EXPECT_LT(LossOfGenerations({kWPRCodecHQ, kWPRTopFieldFirst}, kWPRPixelFormatV210), 0.3);
   EXPECT_LT(LossOfGenerations({kWPRCodec422, kWPRProgressive}, kWPRPixelFormatV210), 0.3);
-  // Between them, samples are rounded to eight bits, which costs more than the coding.
+  // Rounding samples to eight bits between generations costs more than the coding.
   EXPECT_LT(LossOfGenerations({kWPRCodecHQ, kWPRProgressive}, kWPRPixelFormat2vuy), 3);
 }
 
@@ -166,11 +166,11 @@ TEST(EncoderQuality, QuantisesQuietSlicesMoreFinely) {
       ScalesOf(Encode(encoder.get(), {kWPRCodecLT, kWPRProgressive}, picture));
   const auto middle = scales.begin() + static_cast<std::ptrdiff_t>(scales.size() / 2);
   EXPECT_LT(*std::max_element(middle, scales.end()), *std::min_element(scales.begin(), middle));
-  // Less than an octave, so that both look alike.
+  // Less than an octave, so that both look the same.
   EXPECT_LT(*std::ranges::max_element(scales), 2 * *std::ranges::min_element(scales));
 }
 
-TEST(EncoderQuality, GivesChromaLowerWeightsOnlyWhereLumaLeavesItNextToNothing) {
+TEST(EncoderQuality, LowersTheWeightsOfChromaOnlyWhereItHasHardlyAnyBytes) {
   const EncoderOwner encoder = Open();
   const Content noise = test::Noise(6);
   const auto detailInLuma = [&](int component, int x, int y) {

@@ -35,7 +35,7 @@ using test::Smooth;
 using test::SourcePicture;
 using Bytes = std::vector<std::uint8_t>;
 
-// ---- What comes back --------------------------------------------------------------------------
+// ---- Round trips -------------------------------------------------------------------------------
 
 struct Size {
   std::uint32_t width;
@@ -72,7 +72,7 @@ TEST_P(EncoderRoundTrip, KeepsThePictureInEveryVariantModeAndFormat) {
   }
 }
 
-/// The independent model sees the same picture in the frame as the decoder.
+/// Expects the independent model to decode the same picture as the decoder.
 void ExpectTheReferenceAgrees(const Bytes& frame, const SourcePicture& decoded) {
   const reference::Image image = reference::Decode(frame);
   for (int component = 0; component < 3; ++component) {
@@ -119,7 +119,7 @@ TEST(Encoder, KeepsALargePictureOfOddSize) {
   }
 }
 
-TEST(Encoder, GivesFlatPicturesBackExactly) {
+TEST(Encoder, ReproducesFlatPicturesExactly) {
   const EncoderOwner encoder = Open();
   for (const int level : {4, 64, 511, 512, 940, 1019}) {
     const SourcePicture picture(kWPRPixelFormatV210, 70, 50, Flat(level));
@@ -143,7 +143,7 @@ TEST(Encoder, RoundsToTheNearestWhereBytesAreLeft) {
   EXPECT_GT(Psnr(picture, decoded, 0), 65);  // nearly every sample returns exactly
 }
 
-// ---- How large frames become ------------------------------------------------------------------
+// ---- Frame sizes -------------------------------------------------------------------------------
 
 TEST(Encoder, UsesItsTargetOnBusyPictures) {
   const EncoderOwner encoder = Open();
@@ -159,7 +159,7 @@ TEST(Encoder, UsesItsTargetOnBusyPictures) {
 }
 
 TEST(Encoder, UsesItsTargetWhereSomeRowsAreUnlikeTheOthers) {
-  // Whichever rows the rate control looks at first, some of these pictures mislead it.
+  // Whichever rows the rate control samples, some of these pictures mislead it.
   const EncoderOwner encoder = Open(2);
   const Content noise = Noise(3), busy = Busy(3);
   for (const bool mostlyNoise : {false, true}) {
@@ -218,9 +218,9 @@ TEST(Encoder, KeepsToItsTargetOnNoiseOfTheFullRange) {
   }
 }
 
-TEST(Encoder, SpendsNextToNothingOutsideThePicture) {
-  // Eight lines, and the same with their last line repeated: only in the first picture do the lower
-  // blocks of the macroblocks lie outside.
+TEST(Encoder, SpendsHardlyAnyBytesOutsideThePicture) {
+  // Eight lines, and the same lines with the last one repeated. Only in the first picture do the
+  // lower blocks of the macroblocks lie outside.
   const EncoderOwner encoder = Open();
   const Content content = Smooth();
   const auto repeated = [&](int component, int x, int y) {
@@ -233,7 +233,7 @@ TEST(Encoder, SpendsNextToNothingOutsideThePicture) {
             Encode(encoder.get(), params, whole).size() * 9 / 10);
 }
 
-// ---- What the frame looks like ----------------------------------------------------------------
+// ---- Syntax ------------------------------------------------------------------------------------
 
 TEST(Encoder, WritesTheFrameHeaderOfThePicture) {
   const EncoderOwner encoder = Open();
@@ -283,7 +283,7 @@ TEST(Encoder, IgnoresTheBytesBetweenRows) {
   }
 }
 
-// ---- The same frame every time ----------------------------------------------------------------
+// ---- Determinism -------------------------------------------------------------------------------
 
 TEST(Encoder, WritesTheSameBytesForEveryThreadCount) {
   const SourcePicture picture(kWPRPixelFormatV210, 560, 100, Busy(5));
@@ -314,7 +314,7 @@ TEST(Encoder, WritesTheSameBytesWhateverItEncodedBefore) {
   }
 }
 
-// ---- Where the frame goes ---------------------------------------------------------------------
+// ---- Destination -------------------------------------------------------------------------------
 
 TEST(Encoder, FillsADestinationOfExactlyTheFrameAndNothingAroundIt) {
   const EncoderOwner encoder = Open(2);
@@ -344,9 +344,9 @@ TEST(Encoder, FillsADestinationOfExactlyTheFrameAndNothingAroundIt) {
   }
 }
 
-// ---- What is refused --------------------------------------------------------------------------
+// ---- Rejected arguments ------------------------------------------------------------------------
 
-TEST(EncoderOpen, RefusesNegativeThreadCountsAndReservedData) {
+TEST(EncoderOpen, RejectsNegativeThreadCountsAndReservedData) {
   int reserved = 0;
   EXPECT_EQ(WPROpenEncoder(-1, nullptr), nullptr);
   EXPECT_EQ(WPROpenEncoder(1, &reserved), nullptr);
@@ -432,13 +432,13 @@ TEST_F(EncoderArguments, FieldsOfDifferentMacroblockRowsAreNotSupported) {
 }
 
 TEST_F(EncoderArguments, PicturesWhoseFrameExceeds32BitsAreNotSupported) {
-  // Nothing of the picture is read before this is found.
+  // The size is checked before any pixel is read.
   source_.width = source_.height = 65535;
   source_.rowBytes = 10923 * 16;
   EXPECT_EQ(Encode(), kWPRUnsupported);
 }
 
-TEST(EncoderFrameSize, RefusesWhatCannotBeEncoded) {
+TEST(EncoderFrameSize, RejectsUnsupportedSizes) {
   std::uint32_t max = 1;
   std::uint32_t target = 2;
   EXPECT_EQ(WPRGetCompressedFrameSize(0, 64, 64, &max, &target), kWPRBadArgument);

@@ -8,7 +8,7 @@
 namespace prores::test {
 namespace {
 
-/// A number that depends on a place only, so that contents are functions without state.
+/// Returns a number that depends only on the place, so that contents are functions without state.
 unsigned Hash(unsigned seed, int component, int x, int y) {
   unsigned value = seed * 2654435761U + static_cast<unsigned>(component) * 40503U +
                    static_cast<unsigned>(x) * 2246822519U + static_cast<unsigned>(y) * 3266489917U;

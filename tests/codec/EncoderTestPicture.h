@@ -14,18 +14,18 @@ namespace prores::test {
 /// 10-bit sample of component 0..2 (Y, Cb, Cr) at a column and line of that component.
 using Content = std::function<int(int component, int x, int y)>;
 
-/// Waves of several lengths with grain: needs as many bytes as it is given.
+/// Waves of several lengths with grain, which use any target size.
 Content Busy(unsigned seed);
-/// Slow waves without grain: falls short of most targets.
+/// Slow waves without grain, which fall short of most target sizes.
 Content Smooth();
-/// Every sample anywhere within 0..1023.
+/// Random samples within 0..1023.
 Content Noise(unsigned seed);
-/// Every sample 0 or 1023.
+/// Random samples of 0 or 1023.
 Content BinaryNoise(unsigned seed);
 Content Flat(int level);
 
 /// A packed picture. Its bytes end with the last row's last pixel group, so that the address
-/// sanitizer sees any access behind it.
+/// sanitizer detects any access behind it.
 class SourcePicture {
  public:
   /// @param padding bytes between the end of a row's pixels and the next row.
@@ -44,7 +44,7 @@ class SourcePicture {
   const std::vector<std::uint8_t>& Bytes() const { return bytes_; }
 
  private:
-  /// Where a component's sample lies: its byte in '2vuy', its word and shift in 'v210'.
+  /// Place of a component's sample: its byte in '2vuy', its word and shift in 'v210'.
   struct Place {
     std::size_t byte;
     unsigned shift;

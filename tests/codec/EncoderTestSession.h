@@ -13,7 +13,7 @@
 #include "ProRes/ProRes.h"
 
 /// @file
-/// Pictures through the codec library's C calls, which are expected to succeed.
+/// Encodes and decodes pictures with the codec library's C calls, which are expected to succeed.
 
 namespace prores::test {
 
@@ -46,7 +46,7 @@ inline FrameSizes SizesOf(std::uint32_t codecType, const PixelBufferRecord& pict
 
 using Bytes = std::vector<std::uint8_t>;
 
-/// The frame, or nothing if encoding fails.
+/// Returns the frame, or no bytes if encoding fails.
 inline Bytes Encode(WPREncoderHandle encoder, const EncodeParamsRecord& params,
                     const SourcePicture& picture) {
   const PixelBufferRecord source = picture.Record();

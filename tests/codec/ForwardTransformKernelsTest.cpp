@@ -6,8 +6,9 @@
 #include <functional>
 #include <random>
 
+#include "CpuLevelTest.h"
 #include "GuardedMemory.h"
-#include "cpu/Kernels.h"
+#include "Kernels.h"
 
 namespace prores {
 namespace {
@@ -15,14 +16,10 @@ namespace {
 using test::Guard;
 using test::GuardedMemory;
 
-class ForwardTransformKernels : public testing::TestWithParam<CpuLevel> {
+class ForwardTransformKernels : public test::CpuLevelTest {
  protected:
-  void SetUp() override {
-    if (GetParam() > DetectCpuLevel()) GTEST_SKIP() << "not on this processor";
-  }
-
-  /// Compares this level with the plain form for every shape of a component, which lies next to
-  /// memory that cannot be touched, as do the coefficients.
+  /// Compares this level with the plain form for every shape of a component. Samples and
+  /// coefficients lie next to inaccessible memory.
   void ExpectPlainCoefficients(const std::function<std::uint16_t()>& nextSample) {
     for (const Guard guard : {Guard::kInFront, Guard::kBehind}) {
       for (const unsigned component : {0u, 1u, 2u}) {

@@ -10,7 +10,7 @@
 
 #include "ReferenceCodec.h"
 #include "bitstream/BlockOrder.h"
-#include "transform/ForwardTransform.h"
+#include "encode/ForwardTransform.h"
 
 namespace prores {
 namespace {
@@ -28,7 +28,8 @@ struct Samples {
   }
 };
 
-/// Four times the orthonormal transform of the samples less 512, in double precision, raster order.
+/// Returns four times the orthonormal transform of the samples less 512, in double precision,
+/// raster order.
 std::array<double, 64> ExactTransform(const std::uint16_t* block) {
   std::array<double, 64> samples{};
   for (std::size_t i = 0; i < 64; ++i) {
@@ -73,7 +74,7 @@ TEST(ForwardTransform, IsTheRoundedExactTransformForEveryBlockCountAndScan) {
   }
 }
 
-TEST(ForwardTransform, TakesTheWeightsOff) {
+TEST(ForwardTransform, DividesByTheWeights) {
   std::mt19937 random(3);
   Samples samples;
   for (std::uint16_t& value : samples.values) value = static_cast<std::uint16_t>(random() % 1024);
@@ -111,7 +112,7 @@ TEST(ForwardTransform, GivesAFlatBlockItsDcAlone) {
 }
 
 TEST(ForwardTransform, NeverExceedsItsLargestCoefficient) {
-  // The block that has the signs of a basis function makes its coefficient as large as it gets.
+  // A block with the signs of a basis function maximises its coefficient.
   for (std::size_t frequency = 0; frequency < 64; ++frequency) {
     std::array<double, 64> coefficients{};
     coefficients[frequency] = 1;

@@ -95,7 +95,7 @@ TEST(FrameHeader, UsesTheLumaMatrixForChromaUnlessOneIsTransmitted) {
   }
 }
 
-TEST(FrameHeader, RefusesWhatContradictsTheFormat) {
+TEST(FrameHeader, RejectsWhatContradictsTheFormat) {
   struct Case {
     std::size_t offset;
     std::uint8_t value;
@@ -125,7 +125,7 @@ TEST(FrameHeader, RefusesWhatContradictsTheFormat) {
   }
 }
 
-TEST(FrameHeader, RefusesASizeOfZero) {
+TEST(FrameHeader, RejectsASizeOfZero) {
   for (const std::size_t offset : {16u, 18u}) {
     auto bytes = Written(Plain());
     bytes[offset] = bytes[offset + 1] = 0;
@@ -133,7 +133,7 @@ TEST(FrameHeader, RefusesASizeOfZero) {
   }
 }
 
-TEST(FrameHeader, RefusesAWeightOfZero) {
+TEST(FrameHeader, RejectsAWeightOfZero) {
   FrameHeader header = Plain();
   header.lumaMatrix = Ramp(2);
   for (const std::size_t offset : {28u, 91u, 92u, 155u}) {
@@ -144,7 +144,7 @@ TEST(FrameHeader, RefusesAWeightOfZero) {
   }
 }
 
-TEST(FrameHeader, RefusesEveryPrefix) {
+TEST(FrameHeader, RejectsEveryPrefix) {
   FrameHeader header = Plain();
   header.lumaMatrix = Ramp(2);
   const auto bytes = Written(header);

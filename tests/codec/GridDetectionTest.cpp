@@ -5,17 +5,18 @@
 #include <random>
 #include <vector>
 
+#include "CpuLevelTest.h"
 #include "GuardedMemory.h"
-#include "cpu/Kernels.h"
-#include "entropy/SparseComponent.h"
-#include "rate/GridDetection.h"
+#include "Kernels.h"
+#include "encode/SparseComponent.h"
+#include "encode/rate/GridDetection.h"
 
 namespace prores {
 namespace {
 
 constexpr GridNoise kNoise(4, 10);
 
-/// AC coefficients of the components of a slice, with the room behind them that readers may read.
+/// AC coefficients of the components of a slice, with the slack that kernels may read.
 class Slice {
  public:
   using Values = std::vector<std::int16_t>;
@@ -91,7 +92,7 @@ TEST(GridDetection, FindsItBetweenValuesOfClippedBlocks) {
   }
 }
 
-TEST(GridDetection, KnowsTheNoiseOfEightBits) {
+TEST(GridDetection, AllowsForTheNoiseOfEightBits) {
   std::mt19937 random(3);
   Slice slice(2.5, 120, random);
   slice.Code(120, 120, 4 * k10BitNoise, random);
@@ -117,7 +118,7 @@ TEST(GridDetection, FindsNothingWhereAllBlocksAreAlike) {
   EXPECT_EQ(search.Next({luma, luma, luma}).rung, 0);
 }
 
-TEST(GridDetection, LooksAtFewSlicesUntilOneLiesOnAGrid) {
+TEST(GridDetection, ExaminesFewSlicesUntilOneLiesOnAGrid) {
   std::mt19937 random(5);
   std::vector<std::int16_t> plain(500 + kSparseSlack), coded(500 + kSparseSlack);
   for (std::size_t i = 0; i < plain.size(); ++i) {
@@ -149,10 +150,9 @@ TEST(GridDetection, LooksAtFewSlicesUntilOneLiesOnAGrid) {
   EXPECT_EQ(ScaleOf(next(coded)), 24U);
 }
 
-class GridDetectionKernels : public testing::TestWithParam<CpuLevel> {};
+class GridDetectionKernels : public test::CpuLevelTest {};
 
 TEST_P(GridDetectionKernels, EqualThePlainForm) {
-  if (GetParam() > DetectCpuLevel()) GTEST_SKIP() << "not on this processor";
   const auto measure = KernelsFor(GetParam()).measureDeviations;
   std::mt19937 random(6);
   for (std::size_t count = 0; count < 100; ++count) {
@@ -175,9 +175,7 @@ TEST_P(GridDetectionKernels, EqualThePlainForm) {
 }
 
 INSTANTIATE_TEST_SUITE_P(CpuLevels, GridDetectionKernels, testing::ValuesIn(kCpuLevels),
-                         [](const testing::TestParamInfo<CpuLevel>& level) {
-                           return NameOf(level.param);
-                         });
+                         test::NameOfLevel);
 
 }  // namespace
 }  // namespace prores

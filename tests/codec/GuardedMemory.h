@@ -11,10 +11,10 @@
 
 namespace prores::test {
 
-/// Which end of the values lies at a page that cannot be touched.
+/// End of the values that lies at an inaccessible page.
 enum class Guard { kInFront, kBehind };
 
-/// Zero values between two pages that cannot be read or written. T is trivial.
+/// Zero values between two inaccessible pages. T is trivial.
 template <typename T>
 class GuardedMemory {
  public:

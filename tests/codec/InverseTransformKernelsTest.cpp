@@ -7,8 +7,9 @@
 #include <random>
 #include <vector>
 
+#include "CpuLevelTest.h"
 #include "GuardedMemory.h"
-#include "cpu/Kernels.h"
+#include "Kernels.h"
 
 namespace prores {
 namespace {
@@ -26,14 +27,10 @@ struct Case {
   std::size_t margin;  // samples between the lines
 };
 
-class InverseTransformKernels : public testing::TestWithParam<CpuLevel> {
+class InverseTransformKernels : public test::CpuLevelTest {
  protected:
-  void SetUp() override {
-    if (GetParam() > DetectCpuLevel()) GTEST_SKIP() << "not on this processor";
-  }
-
-  /// Compares this level with the plain form. Both write to lines whose last sample lies in front
-  /// of memory that cannot be touched, as do the coefficients.
+  /// Compares this level with the plain form. The last sample and the coefficients lie in front of
+  /// inaccessible memory.
   void ExpectPlainSamples(const Case& tried, const InversePlan& plan,
                           const std::function<std::int16_t()>& nextCoefficient) {
     const std::size_t width = std::size_t{kBlockSize} * tried.blocks / 2;
@@ -108,7 +105,7 @@ TEST_P(InverseTransformKernels, EqualThePlainFormWhereValuesAreExtreme) {
   });
 }
 
-// Sums that lie on or next to the border between two samples.
+// Sums on or next to the boundary between two samples.
 TEST_P(InverseTransformKernels, EqualThePlainFormOnTies) {
   QuantMatrix matrix;
   matrix.fill(4);

@@ -7,7 +7,7 @@
 #include <vector>
 
 #include "ReferenceCodec.h"
-#include "transform/InverseTransform.h"
+#include "decode/InverseTransform.h"
 
 namespace prores {
 namespace {
@@ -18,7 +18,7 @@ constexpr int kLevelShift = 256;
 
 using Block = std::array<int, 64>;
 
-/// The generator that IEEE 1180 prescribes, for values from -low to high.
+/// The random generator of IEEE 1180, for values from -low to high.
 class Ieee1180Random {
  public:
   int Next(int low, int high) {
@@ -31,7 +31,7 @@ class Ieee1180Random {
   std::uint32_t state_ = 1;
 };
 
-/// Inverse transform alone: weights and scale that cancel, samples from -256 to 255.
+/// Does the inverse transform alone: weights and scale cancel, samples are -256 to 255.
 std::vector<Block> Inverse(const std::vector<Block>& blocks) {
   constexpr SampleDepth kDepth{9, 1.0F, kLevelShift + 0.5F, 0.0F, 511.0F};
   QuantMatrix eight;
@@ -133,7 +133,7 @@ TEST(InverseTransform, MeetsIeee1180) {
   }
 }
 
-TEST(InverseTransform, TurnsZerosIntoZeros) {
+TEST(InverseTransform, MapsZerosToZeros) {
   for (const Block& block : Inverse(std::vector<Block>(kBlocks, Block{}))) {
     EXPECT_EQ(block, Block{});
   }
@@ -178,7 +178,7 @@ TEST(InverseTransform, PutsEveryBlockCountInItsPlace) {
   }
 }
 
-TEST(InverseTransform, ClampsWhatNoEncoderSends) {
+TEST(InverseTransform, ClampsExcessiveCoefficients) {
   QuantMatrix heavy;
   heavy.fill(255);
   for (const SampleDepth& depth : {k8Bits, k10Bits}) {

@@ -14,7 +14,7 @@ namespace {
 using Bytes = std::vector<std::uint8_t>;
 using Samples = std::vector<std::uint16_t>;
 
-/// Packs to a row of exactly the bytes that the format needs, from samples without any behind.
+/// Packs from exactly the samples of a row to exactly its bytes.
 Bytes Packed(std::uint32_t format, const Samples& luma, const Samples& cb, const Samples& cr) {
   const auto width = static_cast<std::uint32_t>(luma.size());
   Bytes row(PackedRowBytes(format, width), 0xEE);

@@ -10,8 +10,8 @@
 
 #include "ProRes/ProRes.h"
 
-/// A packed picture in memory of its own that notices writes to bytes that belong to no pixel:
-/// in front of it, behind it, and in the padding of its rows.
+/// A packed picture in its own memory that detects writes to bytes that belong to no pixel: before
+/// it, behind it, and in the padding of its rows.
 class PackedPicture {
  public:
   PackedPicture(std::uint32_t format, std::uint32_t width, std::uint32_t height,
@@ -58,7 +58,7 @@ class PackedPicture {
     return true;
   }
 
-  /// Makes the picture as untouched as a new one.
+  /// Resets all bytes to those of a new picture.
   void Reset() { std::ranges::fill(bytes_, kUntouched); }
 
   bool IsUntouched() const {

@@ -47,7 +47,7 @@ TEST(PictureHeader, ReadsBackWhatItWrites) {
   EXPECT_EQ(parsed.log2SliceWidth, 2);
 }
 
-TEST(PictureHeader, RefusesWhatContradictsTheFormat) {
+TEST(PictureHeader, RejectsWhatContradictsTheFormat) {
   const Bytes good{0x40, 0, 0, 0, 12, 0, 1, 0x30, 0, 0, 0, 0};
   struct Case {
     std::size_t offset;
@@ -98,7 +98,7 @@ TEST(SliceHeader, TakesTheSizeOfCrFromLongHeadersOnly) {
   EXPECT_EQ(parsed.componentBytes[2], 1);
 }
 
-TEST(SliceHeader, RefusesSizesThatDoNotFit) {
+TEST(SliceHeader, RejectsSizesThatDoNotFit) {
   const Bytes good{0x40, 9, 0, 1, 0, 1, 0, 1, 0xFF, 0xFF, 0xFF};
   SliceHeader header;
   ASSERT_TRUE(ParseSliceHeader(good, header));
@@ -195,7 +195,7 @@ TEST(SliceTable, AllowsBytesBehindTheLastSlice) {
   EXPECT_EQ(picture.Locate(rows), Status::kSuccess);
 }
 
-TEST(SliceTable, RefusesSlicesThatDoNotFitThePicture) {
+TEST(SliceTable, RejectsSlicesThatDoNotFitThePicture) {
   std::array<SliceRow, 2> rows;
   for (std::size_t size = 8; size < TwoRows().bytes.size(); ++size) {
     TwoRows picture;
@@ -205,7 +205,7 @@ TEST(SliceTable, RefusesSlicesThatDoNotFitThePicture) {
   }
 }
 
-TEST(SliceTable, RefusesSlicesWithoutRoomForTheirHeader) {
+TEST(SliceTable, RejectsSlicesWithoutRoomForTheirHeader) {
   for (const std::size_t entry : {9u, 11u, 13u, 15u}) {
     TwoRows picture;
     picture.bytes[entry] = 5;
@@ -229,7 +229,7 @@ TEST(PictureGeometry, GivesTheTopFieldTheOddLine) {
   expect(GeometryOf(1, InterlaceMode::kTopFieldFirst, 1), 1, 2, 0);
 }
 
-TEST(PictureGeometry, BelievesTheSliceCountWhereFieldsDifferInRows) {
+TEST(PictureGeometry, UsesTheSliceCountWhereFieldsDifferInRows) {
   const auto rows = [](std::uint32_t height, InterlaceMode mode, unsigned index,
                        std::uint16_t count) {
     return CodedMacroblockRows(height, mode, index, 4, count);

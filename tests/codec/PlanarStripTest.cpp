@@ -13,7 +13,7 @@ constexpr std::uint32_t kWidth = 18;  // two columns of the second macroblock
 constexpr std::size_t kMacroblocks = 2;
 constexpr std::size_t kLines = 5;
 
-/// A '2vuy' picture with another value at each place.
+/// A '2vuy' picture with a different value at each place.
 std::vector<std::uint8_t> MakePicture() {
   std::vector<std::uint8_t> bytes(kLines * 2 * kWidth);
   for (std::size_t i = 0; i < bytes.size(); ++i) bytes[i] = static_cast<std::uint8_t>(1 + i);

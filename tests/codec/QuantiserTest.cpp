@@ -5,14 +5,14 @@
 #include <cstdlib>
 
 #include "bitstream/SliceHeader.h"
-#include "rate/QuantiserLadder.h"
-#include "transform/ForwardTransform.h"
-#include "transform/Quantise.h"
+#include "encode/ForwardTransform.h"
+#include "encode/Quantiser.h"
+#include "encode/rate/QuantiserLadder.h"
 
 namespace prores {
 namespace {
 
-/// floor(|coefficient| / step + offset / 64) with the sign of the coefficient.
+/// Returns floor(|coefficient| / step + offset / 64) with the sign of the coefficient.
 int ExactLevel(int coefficient, int step, int offset) {
   const int magnitude = (std::abs(coefficient) * 64 + offset * step) / (64 * step);
   return coefficient < 0 ? -magnitude : magnitude;
@@ -45,7 +45,7 @@ TEST(Quantiser, DividesExactlyByEveryStepOfTheLadder) {
   }
 }
 
-TEST(Quantiser, GivesLevelsThatADecoderMultipliesBackWithinSixteenBits) {
+TEST(Quantiser, GivesLevelsWhoseProductsFitSixteenBits) {
   // Weights of up to 15, multiplied by up to kMaxWeightFactor.
   for (unsigned rung = 0; rung <= kCoarsestRung; ++rung) {
     const Quantiser& quantiser = QuantiserOf(rung);

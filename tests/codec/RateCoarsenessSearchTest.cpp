@@ -4,7 +4,7 @@
 #include <cmath>
 #include <functional>
 
-#include "rate/CoarsenessSearch.h"
+#include "encode/rate/CoarsenessSearch.h"
 
 namespace prores {
 namespace {
@@ -18,7 +18,7 @@ struct Outcome {
   unsigned steps;
 };
 
-/// Goes on until the search settles.
+/// Measures until the search settles.
 Outcome Search(const Sizes& sizes, std::uint64_t budget, Coarseness first = kStart) {
   CoarsenessSearch search;
   Outcome outcome{first, 0};
@@ -64,7 +64,7 @@ TEST(CoarsenessSearch, SettlesAtTheEnds) {
   EXPECT_EQ(Search([](Coarseness) { return 5; }, 4).coarseness, kCoarsest);
 }
 
-TEST(CoarsenessSearch, SettlesOnWhatFitsHoweverSizesBehave) {
+TEST(CoarsenessSearch, SettlesOnAFittingSizeForIrregularSizes) {
   for (Coarseness edge = kFinest + 1; edge <= kCoarsest; edge += 1009) {
     // Sizes jump, fall by single bytes, or rise again.
     const Sizes shapes[] = {

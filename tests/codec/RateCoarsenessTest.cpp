@@ -5,7 +5,7 @@
 #include <cmath>
 #include <set>
 
-#include "rate/Coarseness.h"
+#include "encode/rate/Coarseness.h"
 
 namespace prores {
 namespace {
@@ -47,7 +47,7 @@ TEST(Coarseness, NeverMakesASliceFinerWhereTheFrameIsCoarser) {
   }
 }
 
-TEST(Coarseness, SpreadsWhatLiesBetweenTwoRungsEvenlyOverAnyPart) {
+TEST(Coarseness, MixesTwoRungsEvenlyInEveryPart) {
   // Half way between the scales 10 and 11, half of the slices take each, in rows, columns, blocks.
   constexpr Coarseness kBetween = 4 * kOctave + kOctave * 5 / 16;
   const auto isCoarser = [](std::uint32_t column, std::uint32_t strip) {
@@ -78,7 +78,7 @@ TEST(Coarseness, LeavesASliceOnItsGridUntilTheFrameIsCoarser) {
     EXPECT_EQ(quantiser.rung, onGrid ? 20 : RungAt(coarseness, kOnGrid));
     EXPECT_EQ(quantiser.lumaOnGrid, onGrid);
     EXPECT_EQ(quantiser.chromaOnGrid, onGrid);
-    // With other weights of chroma, it lies on no grid.
+    // With other weights, chroma lies on no grid.
     EXPECT_FALSE(QuantiserAt({coarseness, kLowerChroma}, kOnGrid).chromaOnGrid);
   }
 }
@@ -116,15 +116,15 @@ TEST(QuantiserLadder, GivesChromaItsPartOfTheStep) {
   }
 }
 
-TEST(QuantiserLadder, KeepsWhatAnyCoarserRungKeeps) {
+TEST(QuantiserLadder, KeepsAllCoefficientsThatCoarserRungsKeep) {
   for (unsigned rung = 0; rung < kCoarsestRung; ++rung) {
     EXPECT_LE(QuantiserOf(rung).LeastAc(), QuantiserOf(rung + 1).LeastAc()) << rung;
     EXPECT_LE(QuantiserOf(rung, kLowerChroma).LeastAc(), QuantiserOf(rung).LeastAc()) << rung;
   }
 }
 
-TEST(QuantiserLadder, LeavesItsOwnLevelsAsTheyAre) {
-  // But for what no level is left of, coefficients that are multiples of the step stay.
+TEST(QuantiserLadder, KeepsItsOwnLevels) {
+  // Coefficients that are multiples of the step keep their levels, except those that become zero.
   for (unsigned rung = 1; rung <= kCoarsestRung; ++rung) {
     const Quantiser& quantiser = QuantiserOf(rung);
     for (int level = 1; level * quantiser.Step() <= kMaxCoefficient; ++level) {

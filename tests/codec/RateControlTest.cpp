@@ -5,27 +5,25 @@
 #include <functional>
 #include <set>
 
-#include "rate/RateControl.h"
+#include "encode/rate/RateControl.h"
 
 namespace prores {
 namespace {
 
-/// Slices whose size is a given function of slice and scale; counts how often one is measured.
-class FakeMeter : public SliceMeter {
+/// Slices whose size is a given function of slice and scale. Counts how often one is measured.
+class FakeSlices {
  public:
   using Size = std::function<unsigned(std::uint32_t slice, unsigned scale)>;
-  /// @param chromaPart one part in so many of the bytes is chroma's.
-  explicit FakeMeter(Size size, unsigned chromaPart = 3)
+  /// @param chromaPart chroma has one in so many of the bytes.
+  explicit FakeSlices(Size size, unsigned chromaPart = 3)
       : size_(std::move(size)), chromaPart_(chromaPart) {}
 
   void Measure(const FrameQuantiser& frame, std::span<const std::uint32_t> slices,
-               std::span<SliceChoice> choices) override {
-    // The slices are measured side by side.
-    EXPECT_EQ(std::set(slices.begin(), slices.end()).size(), slices.size());
+               std::span<SliceChoice> choices) {
     for (const std::uint32_t slice : slices) Update(frame, slice, choices[slice]);
   }
 
-  void MeasureAll(const FrameQuantiser& frame, std::span<SliceChoice> choices) override {
+  void MeasureAll(const FrameQuantiser& frame, std::span<SliceChoice> choices) {
     for (std::uint32_t slice = 0; slice < choices.size(); ++slice) {
       Update(frame, slice, choices[slice]);
     }
@@ -54,7 +52,7 @@ class FakeMeter : public SliceMeter {
     return total;
   }
 
-  std::size_t measured() const { return measured_; }
+  std::size_t Measured() const { return measured_; }
 
  private:
   void Update(const FrameQuantiser& frame, std::uint32_t slice, SliceChoice& choice) {
@@ -69,17 +67,39 @@ class FakeMeter : public SliceMeter {
   std::size_t measured_ = 0;
 };
 
-/// A frame of so many slices, in strips of 15 or of one where 15 do not divide them.
+/// Returns a frame of so many slices, in strips of 15, or of one where 15 does not divide them.
 SliceGrid Grid(std::size_t slices) {
   const std::uint32_t perStrip = slices % 15 == 0 ? 15 : 1;
   return {static_cast<std::uint32_t>(slices) / perStrip, perStrip};
+}
+
+/// Drives the rate control of a frame to its end.
+std::span<const SliceChoice> Choose(RateControl& control, FakeSlices& slices, const SliceGrid& grid,
+                                    const PayloadBudget& budget) {
+  control.Start(grid, budget);
+  const std::set strips(control.SampleStrips().begin(), control.SampleStrips().end());
+  while (control.IsEstimating()) {
+    const std::span<const std::uint32_t> sample = control.Sample();
+    // Slices of a sample are measured side by side.
+    EXPECT_EQ(std::set(sample.begin(), sample.end()).size(), sample.size());
+    for (const std::uint32_t slice : sample) {
+      EXPECT_TRUE(strips.contains(slice / grid.slicesPerStrip));
+    }
+    slices.Measure(control.Quantiser(), sample, control.Measured());
+    control.JudgeSample();
+  }
+  while (!control.IsSettled()) {
+    slices.MeasureAll(control.Quantiser(), control.Measured());
+    control.JudgeFrame();
+  }
+  return control.Chosen();
 }
 
 PayloadBudget Budget(std::uint64_t bytes) {
   return {.ownWeights = bytes, .otherWeights = bytes};
 }
 
-/// About inverse to the scale, differing threefold from slice to slice.
+/// Sizes about inverse to the scale, which differ threefold between slices.
 unsigned NaturalSize(std::uint32_t slice, unsigned scale) {
   return 20 + (4000 + slice * 7919 % 8000) / (scale + 1);
 }
@@ -94,9 +114,9 @@ TEST(RateControl, LandsJustBelowTheBudget) {
   RateControl control;
   for (const std::size_t slices : {150U, 157U, 211U, 1020U}) {
     for (const Coarseness coarseness : {9000, 16000, 25000, 33000, 41000}) {
-      FakeMeter meter(NaturalSize);
-      const std::uint64_t budget = meter.Total(slices, coarseness);
-      const auto choices = control.Choose(meter, Grid(slices), Budget(budget));
+      FakeSlices fake(NaturalSize);
+      const std::uint64_t budget = fake.Total(slices, coarseness);
+      const auto choices = Choose(control, fake, Grid(slices), Budget(budget));
       ASSERT_EQ(choices.size(), slices);
       EXPECT_LE(TotalOf(choices), budget);
       EXPECT_GE(TotalOf(choices), budget - budget / 500) << slices << " slices, " << coarseness;
@@ -107,12 +127,13 @@ TEST(RateControl, LandsJustBelowTheBudget) {
 TEST(RateControl, ChoosesQuantisersOfOneFrameWithTheirSizes) {
   RateControl control;
   for (const std::size_t slices : {1U, 2U, 7U, 31U, 45U, 1020U}) {
-    FakeMeter meter(NaturalSize);
-    const auto choices = control.Choose(meter, Grid(slices), Budget(meter.Total(slices, 20'000)));
-    EXPECT_LE(TotalOf(choices), meter.Total(slices, 20'000));
+    FakeSlices fake(NaturalSize);
+    const auto choices = Choose(control, fake, Grid(slices), Budget(fake.Total(slices, 20'000)));
+    EXPECT_LE(TotalOf(choices), fake.Total(slices, 20'000));
     const auto isOf = [&](Coarseness coarseness) {
       for (std::uint32_t slice = 0; slice < slices; ++slice) {
-        if (choices[slice].quantiser != FakeMeter::QuantiserOf({.coarseness = coarseness}, slice)) {
+        if (choices[slice].quantiser !=
+            FakeSlices::QuantiserOf({.coarseness = coarseness}, slice)) {
           return false;
         }
       }
@@ -130,51 +151,51 @@ TEST(RateControl, ChoosesQuantisersOfOneFrameWithTheirSizes) {
 
 TEST(RateControl, StaysAtTheFinestWhereEverythingFits) {
   RateControl control;
-  FakeMeter meter(NaturalSize);
-  const auto choices = control.Choose(meter, Grid(100), Budget(meter.Total(100, kFinest) * 2));
+  FakeSlices fake(NaturalSize);
+  const auto choices = Choose(control, fake, Grid(100), Budget(fake.Total(100, kFinest) * 2));
   EXPECT_TRUE(
       std::ranges::all_of(choices, [](const SliceChoice& c) { return c.quantiser.rung == 0; }));
 }
 
 TEST(RateControl, StaysAtTheCoarsestWhereNothingFits) {
   RateControl control;
-  FakeMeter meter(NaturalSize);
-  const auto choices = control.Choose(meter, Grid(100), Budget(meter.Total(100, kCoarsest) - 1));
+  FakeSlices fake(NaturalSize);
+  const auto choices = Choose(control, fake, Grid(100), Budget(fake.Total(100, kCoarsest) - 1));
   EXPECT_TRUE(std::ranges::all_of(
       choices, [](const SliceChoice& c) { return c.quantiser.rung == kCoarsestRung; }));
-  EXPECT_EQ(TotalOf(choices), meter.Total(100, kCoarsest));
+  EXPECT_EQ(TotalOf(choices), fake.Total(100, kCoarsest));
 }
 
 TEST(RateControl, KeepsTheBudgetWhereTheSampleMisleads) {
-  // One slice holds nearly all bytes, so that no sample of others tells the size of the whole.
+  // One slice has nearly all bytes, so no sample of the others represents the whole.
   for (std::uint32_t heavy = 0; heavy < 300; heavy += 7) {
-    FakeMeter meter([heavy](std::uint32_t slice, unsigned scale) {
+    FakeSlices fake([heavy](std::uint32_t slice, unsigned scale) {
       return slice == heavy ? 60'000 / (scale + 1) : 3U;
     });
     RateControl control;
-    const std::uint64_t budget = meter.Total(300, 18'000);
-    const auto choices = control.Choose(meter, Grid(300), Budget(budget));
+    const std::uint64_t budget = fake.Total(300, 18'000);
+    const auto choices = Choose(control, fake, Grid(300), Budget(budget));
     EXPECT_LE(TotalOf(choices), budget);
     EXPECT_GE(TotalOf(choices), budget * 9 / 10);
   }
 }
 
 TEST(RateControl, KeepsTheBudgetWhereAFinerQuantiserIsSmaller) {
-  FakeMeter meter([](std::uint32_t slice, unsigned scale) {
+  FakeSlices fake([](std::uint32_t slice, unsigned scale) {
     return 100 + 20'000 / (scale + 1) + (slice + scale) * 37 % 11 * 9;
   });
   RateControl control;
   for (std::uint64_t budget = 20'000; budget < 100'000; budget += 977) {
-    EXPECT_LE(TotalOf(control.Choose(meter, Grid(64), Budget(budget))), budget);
+    EXPECT_LE(TotalOf(Choose(control, fake, Grid(64), Budget(budget))), budget);
   }
 }
 
 TEST(RateControl, LowersTheWeightsOfChromaWhereLumaIsHardAndChromaHasFewBytes) {
   RateControl control;
   const auto quarters = [&](unsigned chromaPart, Coarseness coarseness) {
-    FakeMeter meter(NaturalSize, chromaPart);
-    const std::uint64_t budget = meter.Total(1020, coarseness);
-    return control.Choose(meter, Grid(1020), Budget(budget)).front().quantiser.chromaQuarters;
+    FakeSlices fake(NaturalSize, chromaPart);
+    const std::uint64_t budget = fake.Total(1020, coarseness);
+    return Choose(control, fake, Grid(1020), Budget(budget)).front().quantiser.chromaQuarters;
   };
   constexpr Coarseness kHard = 8 * kOctave, kEasy = 4 * kOctave;
   EXPECT_EQ(quarters(3, kHard), kQuarters);
@@ -184,36 +205,36 @@ TEST(RateControl, LowersTheWeightsOfChromaWhereLumaIsHardAndChromaHasFewBytes) {
 
 TEST(RateControl, KeepsToTheBudgetOfTheWeightsThatItTakes) {
   RateControl control;
-  FakeMeter hard(NaturalSize, 12);
+  FakeSlices hard(NaturalSize, 12);
   const std::uint64_t own = hard.Total(1020, 8 * kOctave);
-  const auto choices = control.Choose(hard, Grid(1020), {own, own - 500});
+  const auto choices = Choose(control, hard, Grid(1020), {own, own - 500});
   EXPECT_EQ(choices.front().quantiser.chromaQuarters, kLowerChroma);
   EXPECT_LE(TotalOf(choices), own - 500);
 
-  FakeMeter noise([](std::uint32_t, unsigned scale) { return 20 + 900'000 / (scale + 1); });
+  FakeSlices noise([](std::uint32_t, unsigned scale) { return 20 + 900'000 / (scale + 1); });
   const std::uint64_t coarse = noise.Total(1020, 12 * kOctave);
-  EXPECT_LE(TotalOf(control.Choose(noise, Grid(1020), {coarse, coarse - 500})), coarse - 500);
+  EXPECT_LE(TotalOf(Choose(control, noise, Grid(1020), {coarse, coarse - 500})), coarse - 500);
 }
 
 TEST(RateControl, MeasuresTheWholeFrameOnlyAFewTimes) {
   constexpr std::size_t kSlices = 1020;
   RateControl control;
   for (Coarseness coarseness = 9000; coarseness < 40'000; coarseness += 777) {
-    FakeMeter meter(NaturalSize);
-    control.Choose(meter, Grid(kSlices), Budget(meter.Total(kSlices, coarseness)));
-    EXPECT_LE(meter.measured(), 3 * kSlices) << coarseness;
+    FakeSlices fake(NaturalSize);
+    Choose(control, fake, Grid(kSlices), Budget(fake.Total(kSlices, coarseness)));
+    EXPECT_LE(fake.Measured(), 3 * kSlices) << coarseness;
   }
 }
 
-TEST(RateControl, RemembersNothingOfTheFramesBefore) {
-  FakeMeter meter(NaturalSize);
+TEST(RateControl, DoesNotDependOnPreviousFrames) {
+  FakeSlices fake(NaturalSize);
   RateControl used;
-  used.Choose(meter, Grid(1020), Budget(100'000));
-  used.Choose(meter, Grid(9), Budget(100));
+  Choose(used, fake, Grid(1020), Budget(100'000));
+  Choose(used, fake, Grid(9), Budget(100));
   for (const std::size_t slices : {50U, 200U}) {
     RateControl fresh;
-    const auto expected = fresh.Choose(meter, Grid(slices), Budget(150 * slices));
-    const auto choices = used.Choose(meter, Grid(slices), Budget(150 * slices));
+    const auto expected = Choose(fresh, fake, Grid(slices), Budget(150 * slices));
+    const auto choices = Choose(used, fake, Grid(slices), Budget(150 * slices));
     ASSERT_EQ(choices.size(), expected.size());
     for (std::size_t i = 0; i < slices; ++i) {
       EXPECT_EQ(choices[i].quantiser, expected[i].quantiser);

@@ -9,7 +9,7 @@
 
 #include "ProRes/ProRes.h"
 #include "bitstream/Codewords.h"
-#include "rate/FrameTarget.h"
+#include "encode/rate/FrameTarget.h"
 
 namespace prores {
 namespace {
@@ -85,12 +85,12 @@ TEST(RateFrameTarget, CountsTheOverheadOfEveryPictureAndSlice) {
   EXPECT_EQ(OverheadBytes(header), 28 + 128 + 2 * (8 + 510 * (2 + 6)));
 }
 
-// The argument behind the bound of a frame's size: triples of run, level and sign as steps between
-// the pairs of codes that they select for the next triple. Each step gains its bits and pays for
-// the positions it passes and for the energy of its level. Without a walk that gains for ever, the
-// price bounds the bits of every component.
+// Verifies the bound of a frame's size. Triples of run, level and sign are steps between the pairs
+// of codes that they select for the next triple. Each step gains its bits and pays for its
+// positions and for the energy of its level. If no walk gains without limit, the price bounds the
+// bits of every component.
 
-/// What one part of a triple does at best, by the code it is written in and the code it selects.
+/// Best gain of one part of a triple, by the code that writes it and the code that it selects.
 using Gains = std::map<std::pair<CodeId, CodeId>, double>;
 
 template <std::size_t kSize, typename Gain>
@@ -107,9 +107,9 @@ Gains BestGains(const std::array<CodeId, kSize>& codes, std::uint32_t maxValue, 
   return best;
 }
 
-/// The most that any sequence of triples gains from the start of a component, or a negative value
-/// if there is no limit. A level of n steps takes an exact coefficient of n - 1/2 steps less what
-/// rounding to integers added.
+/// Returns the largest gain of any sequence of triples from the start of a component, or a negative
+/// value if there is no limit. A level of n steps requires an exact coefficient of n - 1/2 steps,
+/// less the error of rounding to integers.
 double LargestGain(double positionPrice, double energyPrice, std::uint32_t step) {
   const std::uint32_t maxLevel = 16384 / step;
   const Gains runs = BestGains(kRunCodes, 2046, [&](std::uint32_t bits, std::uint32_t run) {
@@ -138,7 +138,7 @@ double LargestGain(double positionPrice, double energyPrice, std::uint32_t step)
   return -1;
 }
 
-/// Bits of the longest DC codeword for levels of at most that magnitude.
+/// Returns the bits of the longest DC codeword for levels of at most that magnitude.
 std::uint32_t LongestDc(std::int32_t maxLevel) {
   std::uint32_t longest = CodewordOf(kCodes[kFirstDcCode], FoldSign(maxLevel)).length;
   for (const CodeId code : kDcCodes) {
@@ -147,7 +147,8 @@ std::uint32_t LongestDc(std::int32_t maxLevel) {
   return longest;
 }
 
-/// Bits per block at most, the filling of the last byte included, of a component of two blocks.
+/// Returns the most bits per block of a component of two blocks, including the padding of the last
+/// byte.
 double BitsPerBlock(double positionPrice, double energyPrice, std::uint32_t step) {
   const double gain = LargestGain(positionPrice, energyPrice, step);
   EXPECT_GE(gain, 0);
@@ -165,7 +166,7 @@ TEST(RateFrameTarget, BoundsABlockBy170BytesOnTheFinestRung) {
   EXPECT_LT(BitsPerBlock(18.1, 4e-6, 3), 170 * 8);
 }
 
-TEST(RateFrameTarget, FindsTheGainingWalkWhereThePriceIsTooLow) {
+TEST(RateFrameTarget, FindsAWalkWithGainWhereThePriceIsTooLow) {
   EXPECT_LT(LargestGain(2.5, 0.4, 2048), 0);
 }
 

@@ -337,7 +337,7 @@ class Writer {
     return out;
   }
 
-  // The sample at a place that may lie outside the picture.
+  // Returns the sample at a place that may lie outside the picture.
   double At(const Field& field, int component, int x, int line) const {
     const bool halved = (component == 1 || component == 2) && !spec_.chroma444;
     const int width = halved ? (spec_.width + 1) / 2 : spec_.width;
@@ -593,7 +593,7 @@ Source NaturalSource(unsigned seed) {
     const double smooth = 200 * std::sin(x * 0.071 + y * 0.013 + phase) +
                           120 * std::sin(y * 0.093 - x * 0.031 + 2 * phase) +
                           60 * std::sin(x * 0.57 + y * 0.43);
-    // A hash of the place: noise that is the same whoever asks, in whatever order.
+    // A hash of the place: noise that does not depend on the order of calls.
     std::uint32_t h = static_cast<std::uint32_t>(x) * 0x9E3779B1u ^
                       static_cast<std::uint32_t>(y) * 0x85EBCA77u ^
                       (static_cast<std::uint32_t>(component) + 4 * seed) * 0xC2B2AE3Du;
@@ -706,8 +706,8 @@ std::array<double, 64> InverseDct(const std::array<double, 64>& coefficients) {
 int Image::Sample(int component, int x, int y, int bits) const {
   const int columns = component == 0 ? width : chromaWidth;
   const double f = values[Index(component)][Index(y) * Index(columns) + Index(x)];
-  // Sums of rationals that fall on a rounding boundary are not hit exactly by the double
-  // arithmetic above: the small bias puts them back on their side.
+  // Double arithmetic misses sums of rationals on a rounding boundary by a little; the small bias
+  // corrects that.
   return RoundAndClamp(f * std::pow(2.0, bits - 9) + std::pow(2.0, bits - 1) + 0.5 + 1e-9, bits);
 }
 

@@ -3,9 +3,9 @@
 #define TESTS_CODEC_REFERENCECODEC_H
 
 /// @file
-/// A second, plain and slow model of the format to hold the library against: a decoder to exact
-/// values in double precision, and a maker of any conforming stream. It shares no code and no table
-/// with the library, so that errors do not cancel.
+/// A plain and slow model of the format, to compare the library with: a decoder to exact values in
+/// double precision, and a writer of any conforming stream. It shares no code or table with the
+/// library, so that errors do not cancel.
 
 #include <array>
 #include <cstddef>
@@ -19,7 +19,7 @@ namespace reference {
 
 using Matrix = std::array<int, 64>;  // raster order
 
-/// What a stream is to look like. The defaults are the plainest frame.
+/// Properties of a stream. The defaults are the plainest frame.
 struct StreamSpec {
   int width = 16;
   int height = 16;
@@ -42,7 +42,7 @@ struct StreamSpec {
 };
 
 /// Sample of component 0..3 (Y, Cb, Cr, alpha) at column x of frame line y: 10 bits, alpha as deep
-/// as its type says. Asked for columns and lines of the picture only.
+/// as its type. Called for columns and lines of the picture only.
 using Source = std::function<double(int component, int x, int y)>;
 
 /// Smooth content with some noise, deterministic in `seed`.
@@ -77,7 +77,7 @@ std::vector<int> DecodeComponent(std::span<const std::uint8_t> bytes, int blocks
 std::array<double, 64> ForwardDct(const std::array<double, 64>& samples);
 std::array<double, 64> InverseDct(const std::array<double, 64>& coefficients);
 
-/// A decoded frame: the exact outcome of the inverse transform, neither rounded nor clamped.
+/// A decoded frame: the exact result of the inverse transform, neither rounded nor clamped.
 struct Image {
   int width = 0;
   int height = 0;
@@ -85,10 +85,10 @@ struct Image {
   std::array<std::vector<double>, 3> values;  // f of (RDD 36, inverse transform), by lines
   std::vector<int> alpha;
 
-  /// The sample at `bits` bits.
+  /// Returns the sample at `bits` bits.
   int Sample(int component, int x, int y, int bits) const;
 
-  /// The sample of a 4:2:2 picture at `bits` bits; 4:4:4 chroma is filtered at 10 bits.
+  /// Returns the sample of a 4:2:2 picture at `bits` bits; 4:4:4 chroma is filtered at 10 bits.
   int Sample422(int component, int x, int y, int bits) const;
 };
 

@@ -1,6 +1,6 @@
 // SPDX-License-Identifier: BSD-2-Clause
-// The reference model against examples worked out by hand. What it says is then held against the
-// library in the other tests.
+// Compares the reference model with examples worked out by hand. The other tests compare the
+// library with the model.
 #include <gtest/gtest.h>
 
 #include <cmath>
@@ -66,7 +66,7 @@ TEST(ReferenceCodec, InverseUndoesForward) {
   for (std::size_t i = 0; i < 64; ++i) EXPECT_NEAR(back[i], samples[i], 1e-12);
 }
 
-TEST(ReferenceCodec, RefusesDamagedData) {
+TEST(ReferenceCodec, RejectsDamagedData) {
   EXPECT_THROW((void)reference::DecodeComponent({}, 2), std::runtime_error);
   EXPECT_THROW((void)reference::Decode({}), std::runtime_error);
 }

@@ -6,8 +6,9 @@
 #include <random>
 #include <vector>
 
+#include "CpuLevelTest.h"
 #include "GuardedMemory.h"
-#include "cpu/Kernels.h"
+#include "Kernels.h"
 #include "pixel/PixelFormat.h"
 
 namespace prores {
@@ -16,13 +17,9 @@ namespace {
 using test::Guard;
 using test::GuardedMemory;
 
-/// Kernels that work on rows against their plain forms, between pages that cannot be touched.
-class RowKernels : public testing::TestWithParam<CpuLevel> {
+/// Compares kernels of rows with their plain forms, between inaccessible pages.
+class RowKernels : public test::CpuLevelTest {
  protected:
-  void SetUp() override {
-    if (GetParam() > DetectCpuLevel()) GTEST_SKIP() << "not on this processor";
-  }
-
   std::uint16_t Random(int bits) { return static_cast<std::uint16_t>(random_() % (1u << bits)); }
 
   template <typename Test>

@@ -3,14 +3,14 @@
 #define TESTS_CODEC_WORKEDEXAMPLES_H
 
 /// @file
-/// Coded components and frames that were worked out codeword by codeword.
+/// Coded components and frames, worked out codeword by codeword.
 
 #include <cstdint>
 #include <string>
 #include <utility>
 #include <vector>
 
-/// One component: DCs of its blocks, then (run, level) pairs, and the bytes they become.
+/// One component: DCs of its blocks, then (run, level) pairs, and its bytes.
 struct WorkedComponent {
   const char* name;
   int blocks;

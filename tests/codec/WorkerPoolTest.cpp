@@ -1,6 +1,5 @@
 // SPDX-License-Identifier: BSD-2-Clause
 #include <gtest/gtest.h>
-#include <pthread.h>
 
 #include <algorithm>
 #include <atomic>
@@ -8,6 +7,7 @@
 #include <thread>
 #include <vector>
 
+#include "NoNewThreads.h"
 #include "parallel/WorkerPool.h"
 
 namespace prores {
@@ -64,7 +64,7 @@ TEST(WorkerPool, WorksOnTheCallingThreadUntilWorkersAreStarted) {
 TEST(WorkerPool, UsesItsThreadsAtTheSameTime) {
   WorkerPool pool(3);
   ASSERT_EQ(pool.StartWorkers(3), 3u);
-  // Each task waits for the two others: this ends only if three threads take one each.
+  // Each task waits for the two others, so this ends only if three threads take one each.
   std::atomic<int> arrived = 0;
   pool.ParallelFor(3, [&](std::uint32_t, std::uint32_t) {
     ++arrived;
@@ -73,12 +73,12 @@ TEST(WorkerPool, UsesItsThreadsAtTheSameTime) {
   EXPECT_EQ(arrived, 3);
 }
 
-TEST(WorkerPool, TakesOneThreadPerProcessorForZero) {
+TEST(WorkerPool, UsesOneThreadPerProcessorForZero) {
   WorkerPool pool(0);
   EXPECT_EQ(pool.StartWorkers(10000), std::max(1u, std::thread::hardware_concurrency()));
 }
 
-TEST(WorkerPool, TakesTheNumberOfThreadsOfTheEnvironmentForZero) {
+TEST(WorkerPool, UsesTheNumberOfThreadsOfTheEnvironmentForZero) {
   const auto threadsWith = [](const char* text) {
     setenv(kThreadsVariable, text, 1);
     return WorkerPool(0).StartWorkers(10000);
@@ -94,31 +94,11 @@ TEST(WorkerPool, TakesTheNumberOfThreadsOfTheEnvironmentForZero) {
   unsetenv(kThreadsVariable);
 }
 
-/// While it lives no thread can be started: the default stack is larger than the address space.
-class NoNewThreads {
- public:
-  NoNewThreads() {
-    pthread_getattr_default_np(&usual_);
-    pthread_attr_t impossible;
-    pthread_getattr_default_np(&impossible);
-    pthread_attr_setstacksize(&impossible, std::size_t{1} << 47);
-    pthread_setattr_default_np(&impossible);
-    pthread_attr_destroy(&impossible);
-  }
-  ~NoNewThreads() {
-    pthread_setattr_default_np(&usual_);
-    pthread_attr_destroy(&usual_);
-  }
-
- private:
-  pthread_attr_t usual_{};
-};
-
-TEST(WorkerPool, DoesWithoutThreadsThatCannotBeStarted) {
+TEST(WorkerPool, ContinuesWithFewerThreadsWhereNoneCanBeStarted) {
   WorkerPool pool(64);
   ASSERT_EQ(pool.StartWorkers(2), 2u);
   {
-    const NoNewThreads none;
+    const test::NoNewThreads none;
     EXPECT_EQ(pool.StartWorkers(64), 2u);
     EXPECT_EQ(WorkerPool(64).StartWorkers(64), 1u);
   }
