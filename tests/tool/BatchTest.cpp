@@ -28,13 +28,13 @@ TEST(NameOutputs, RejectsOneNameForTwo) {
       [] {
         NameOutputs({"a/x.mov", "b/x.avi"}, "out", "{name}.mov");
       },
-      ThrowsMessage<UsageError>(HasSubstr("a/x.mov and b/x.avi would both become")));
+      ThrowsMessage<UsageError>(HasSubstr("a/x.mov and b/x.avi would both be written to")));
 }
 
 TEST(NameOutputs, RejectsNamesThatLeaveTheFolder) {
   for (const char* pattern : {"../{name}.mov", "/{name}", "sub/{name}", ".", "..", ""}) {
     EXPECT_THAT([pattern] { NameOutputs({"a.mov"}, "out", pattern); },
-                ThrowsMessage<UsageError>(HasSubstr("no name of a file in the folder")))
+                ThrowsMessage<UsageError>(HasSubstr("not a file name in the folder")))
         << pattern;
   }
 }

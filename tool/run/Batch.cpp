@@ -31,7 +31,7 @@ std::string ReplaceWords(const std::string& pattern,
     const auto found = words.find(pattern.substr(begin + 1, end - begin - 1));
     if (end == std::string::npos || found == words.end()) {
       throw UsageError("'" + pattern +
-                       "' is no pattern of names; in braces it can have {name} and {number}");
+                       "' is not a pattern of names; it may contain {name} and {number}");
     }
     text += found->second;
     position = end + 1;
@@ -43,13 +43,13 @@ void CheckName(const std::string& name, const std::string& pattern) {
   const bool isName = !name.empty() && name != "." && name != "..";
   if (isName && name.find('/') == std::string::npos) return;
   throw UsageError("--name '" + pattern + "' gives '" + name +
-                   "', which is no name of a file in the folder; --output-dir names the folder");
+                   "', which is not a file name in the folder; set the folder with --output-dir");
 }
 
 [[noreturn]] void RefuseOneName(const std::string& one, const std::string& other,
                                 const std::string& output) {
-  throw UsageError(one + " and " + other + " would both become " + output +
-                   "; tell them apart with {number} in --name");
+  throw UsageError(one + " and " + other + " would both be written to " + output +
+                   "; add {number} to --name");
 }
 
 class Batch {
@@ -83,7 +83,7 @@ class Batch {
   void CreateFolder() const {
     std::error_code error;
     fs::create_directories(*options_.outputDir, error);
-    if (error) throw Failure(*options_.outputDir + ": cannot be made: " + error.message());
+    if (error) throw Failure(*options_.outputDir + ": cannot be created: " + error.message());
   }
 
   void Work() {

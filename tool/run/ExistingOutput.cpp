@@ -21,8 +21,8 @@ namespace {
 namespace fs = std::filesystem;
 using FrameCount = std::optional<std::int64_t>;
 
-// Frames that are skipped are not in the output.
-bool IsAnother(const FrameCount& found, const FrameCount& wanted, DamagePolicy onDamage) {
+// Returns true if the counts differ by more than the frames that may have been dropped.
+bool Differ(const FrameCount& found, const FrameCount& wanted, DamagePolicy onDamage) {
   if (!found || !wanted) return false;
   return onDamage == DamagePolicy::Skip ? *found > *wanted : *found != *wanted;
 }
@@ -32,7 +32,7 @@ std::string DescribePictures(const StreamFormat& format) {
 }
 
 bool HasPictures(const StreamFormat& found, const StreamFormat& wanted) {
-  const bool isOfKind = found.code == wanted.code || found.code == 0;  // not every container tells
+  const bool isOfKind = found.code == wanted.code || found.code == 0;  // 0 = not in the container
   return isOfKind && found.width == wanted.width && found.height == wanted.height;
 }
 
@@ -41,16 +41,16 @@ std::string CompareHeadless(const std::string& path, const TranscodePlan& plan,
   const std::uint32_t frameBytes = plan.content.video.FrameBytes();
   const auto bytes = static_cast<std::int64_t>(fs::file_size(path));
   const bool isWhole = bytes % frameBytes == 0;
-  if (isWhole && !IsAnother(bytes / frameBytes, frames, plan.onDamage)) return {};
+  if (isWhole && !Differ(bytes / frameBytes, frames, plan.onDamage)) return {};
   return std::to_string(bytes) + " bytes instead of " +
          (frames ? std::to_string(*frames) : "whole") + " frames of " + std::to_string(frameBytes);
 }
 
-// What a file tells of its stream and of what is beside it, each in words that are the same where
-// it is. Empty = it has no place for that.
+// Properties of a stream and of the tracks beside it, as texts that are equal if the properties
+// are. Empty = the container cannot hold it.
 using Labels = std::array<std::string, 7>;
 
-// In whole pixels, as some containers keep no more of the aspect.
+// Describes the aspect in whole pixels: some containers are no more precise.
 std::string DescribeDisplay(const StreamFormat& format) {
   const auto [width, height] = format.sampleAspect;
   if (width <= 0) return {};
@@ -104,13 +104,13 @@ std::string CompareFrames(const std::string& path, const TranscodePlan& plan,
     return DescribePictures(reader->GetFormat()) + " instead of " + DescribePictures(wanted);
   }
   const auto found = reader->GetDescription().frames;
-  if (IsAnother(found, frames, plan.onDamage)) {
+  if (Differ(found, frames, plan.onDamage)) {
     return std::to_string(*found) + " frames instead of " + std::to_string(*frames);
   }
   return CompareLabels(LabelsOf(*reader), LabelsOf(plan));
 }
 
-// How the file differs from what would be made; empty = not at all.
+// Returns how the file differs from the plan's output; empty = it matches.
 std::string FindDifference(const std::string& path, const TranscodePlan& plan,
                            const FrameCount& frames) {
   try {
@@ -128,8 +128,8 @@ bool IsMadeAlready(const TranscodeOptions& options, const TranscodePlan& plan) {
   const FrameCount frames = CountFrames(*plan.reader, options.frames);
   const std::string difference = FindDifference(options.output, plan, frames);
   if (difference.empty()) return true;
-  throw Failure(options.output + " exists, but is not what would be made of " +
-                plan.reader->GetName() + ": found " + difference + "; --overwrite replaces it");
+  throw Failure(options.output + ": exists, but differs from the output of " +
+                plan.reader->GetName() + " (found " + difference + "); --overwrite replaces it");
 }
 
 }  // namespace vixprores

@@ -57,8 +57,8 @@ void ChooseTimecode(const TranscodeOptions& options, TranscodePlan& plan) {
   timecode = Timecode::Find("00:00:00:00", plan.content.video.rate);
   if (!timecode) return;
   plan.notes.push_back(options.output +
-                       ": this container always has a timecode; it starts at 00:00:00:00, as none "
-                       "is known");
+                       ": this container needs a timecode; it starts at 00:00:00:00, as none is "
+                       "known");
 }
 
 // What the index has lost is missing in the output too.

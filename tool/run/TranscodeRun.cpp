@@ -97,7 +97,7 @@ void TranscodeRun::FinishPartial(const std::string& reason) {
     const std::string work = writer_->IsRecoverable() ? file_.KeepWorkFile() : std::string();
     report_.message += work.empty() ? "; nothing was kept"
                                     : "\n" + kept + work + "; 'vixprores recover " +
-                                          QuoteForShell(work) + " OUTPUT' makes a whole file of it";
+                                          QuoteForShell(work) + " OUTPUT' completes it";
   }
 }
 

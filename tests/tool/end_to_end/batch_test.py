@@ -76,7 +76,7 @@ class Batch(ToolTest):
                     before = output.read_bytes()
                     result = run("encode", *options, *arguments)
                     self.assertEqual(result.returncode, 1, result.stderr)
-                    self.assertIn("exists, but is not what would be made", result.stderr)
+                    self.assertIn("exists, but differs from the output", result.stderr)
                     self.assertIn(words, result.stderr)
                     self.assertIn("--overwrite", result.stderr)
                     self.assertEqual(output.read_bytes(), before)
@@ -101,7 +101,7 @@ class Batch(ToolTest):
                 if extension == "mxf" and options[0] == "--fields":
                     continue  # rejected
                 with self.subTest(extension=extension, options=options):
-                    self.fail_with(1, ["exists, but is not what would be made", words,
+                    self.fail_with(1, ["exists, but differs from the output", words,
                                        "--overwrite"], "encode", *options, *arguments)
                     self.succeed("encode", "--overwrite", *options, *arguments)
                     self.assertIn("skipped", self.succeed("encode", *options, *arguments).stderr)
@@ -130,7 +130,7 @@ class Batch(ToolTest):
                         continue  # not in the container
                     result = run("decode", *options, *arguments)
                     self.assertEqual(result.returncode, 1, result.stderr)
-                    self.assertIn("exists, but is not what would be made", result.stderr)
+                    self.assertIn("exists, but differs from the output", result.stderr)
 
     def test_a_failure_does_not_stop_the_other_inputs(self):
         self.inputs[1].write_bytes(b"no container")
@@ -171,14 +171,14 @@ class Batch(ToolTest):
         other = self.path("other")
         other.mkdir()
         os.link(self.inputs[0], other / "clip0.mov")
-        self.fail_with(2, ["would both become", "{number}"], "encode", "--output-dir", self.out,
+        self.fail_with(2, ["would both be written to", "{number}"], "encode", "--output-dir", self.out,
                        self.inputs[0], other / "clip0.mov")
         self.fail_with(2, ["{title}.mov", "{name} and {number}"], "encode", "--name",
                        "{title}.mov", "--output-dir", self.out, self.inputs[0])
         self.fail_with(2, ["missing INPUT"], "encode", "--output-dir", self.out)
 
     def test_the_output_folder_cannot_be_created(self):
-        self.fail_with(1, [self.inputs[0] / "x", "cannot be made"], "encode", "--output-dir",
+        self.fail_with(1, [self.inputs[0] / "x", "cannot be created"], "encode", "--output-dir",
                        self.inputs[0] / "x", self.inputs[1])
 
 
