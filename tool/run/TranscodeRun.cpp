@@ -178,6 +178,7 @@ void TranscodeRun::WriteFrame(const Sample& frame) {
 
 void TranscodeRun::FillGap(const FramePlace& place) {
   if (!standIns_.Take(place.count)) {
+    report_.damage.back().treatment = FrameDamage::Treatment::Stopped;
     throw Failure(source_.GetName() + ": " + Describe(place) + ": too many lost frames to fill (" +
                   std::to_string(place.count) + "); --on-error skip leaves them out");
   }

@@ -61,7 +61,7 @@ class WrongUse(ToolTest):
     def test_rejects_a_name_outside_of_the_folder(self):
         for pattern in ("../{name}.mov", "/tmp/{name}.mov", "{name}/x.mov", ".."):
             with self.subTest(pattern=pattern):
-                self.fail_with(2, [pattern, "no name of a file in the folder"], "decode",
+                self.fail_with(2, [pattern, "not a file name in the folder"], "decode",
                                "--output-dir", self.path("out"), "--name", pattern, "in.mov")
 
     def test_rejects_containers_as_raw_frames(self):
