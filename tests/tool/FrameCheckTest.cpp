@@ -167,17 +167,5 @@ TEST(FrameCheck, DescribesFaultsInTheirOrder) {
   EXPECT_EQ(check.Describe(), "one; two; 3 damaged slices");
 }
 
-TEST(FrameCheck, CountsSlicesThatAreNotListed) {
-  FrameCheck check;
-  check.unlistedSlices = 1;
-  EXPECT_FALSE(check.IsIntact());
-  EXPECT_EQ(check.Describe(), "1 damaged slice");
-  FrameCheck other;
-  other.slices.resize(1);
-  other.unlistedSlices = 2;
-  check.Add(other);
-  EXPECT_EQ(check.Describe(), "4 damaged slices");
-}
-
 }  // namespace
 }  // namespace vixprores

@@ -8,6 +8,7 @@
 
 #include "base/Errors.h"
 #include "base/Interrupt.h"
+#include "base/Text.h"
 #include "frames/FrameHeaders.h"
 #include "media/RangeReader.h"
 #include "media/sound/SideTracks.h"
@@ -72,7 +73,8 @@ class Run {
   void Keep(DamagedFrame frame) {
     FrameCheck& check = frame.check;
     if (keptSlices_ + check.slices.size() > kMostKeptSlices) {
-      check.unlistedSlices += std::exchange(check.slices, {}).size();
+      const auto slices = std::exchange(check.slices, {});
+      check.faults.push_back(Count(std::ssize(slices), "damaged slice") + ", not listed");
     }
     keptSlices_ += check.slices.size();
     result_.damage.push_back(std::move(frame));

@@ -23,8 +23,8 @@
 
 namespace vixprores {
 
-/// Most damaged slices that are kept with their places in one file, 32 bytes each; the slices of
-/// further frames are counted only.
+/// Most damaged slices that are kept with their places in one file, 32 bytes each. Further frames
+/// have a fault with the number of their damaged slices instead.
 inline constexpr std::size_t kMostKeptSlices = 1'000'000;
 
 /// A damaged frame, or several that are missing for one reason.

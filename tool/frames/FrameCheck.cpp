@@ -33,6 +33,7 @@ bool HasIntactCodewords(const SliceStructure& slice, prores::ChromaFormat chroma
     const std::uint32_t blocks =
         prores::BlocksPerMacroblock(chroma, component) * slice.span.macroblocks;
     const std::size_t bytes = slice.header.componentBytes[component];
+    if (bytes == 0) return false;  // spares a frame of millions of empty slices the decoder
     const auto positions = prores::DecodeCoefficients(data.first(bytes), blocks, values.data());
     std::fill_n(values.begin(), prores::kBlockSamples * blocks, std::int16_t{0});
     if (positions == 0) return false;
@@ -98,16 +99,13 @@ bool IsPadding(Bytes bytes) {
 void FrameCheck::Add(FrameCheck other) {
   std::ranges::move(other.faults, std::back_inserter(faults));
   std::ranges::move(other.slices, std::back_inserter(slices));
-  unlistedSlices += other.unlistedSlices;
 }
 
 std::string FrameCheck::Describe() const {
   std::string text;
   for (const std::string& fault : faults) text += (text.empty() ? "" : "; ") + fault;
-  const std::size_t damaged = slices.size() + unlistedSlices;
-  if (damaged == 0) return text;
-  return text + (text.empty() ? "" : "; ") +
-         Count(static_cast<std::int64_t>(damaged), "damaged slice");
+  if (slices.empty()) return text;
+  return text + (text.empty() ? "" : "; ") + Count(std::ssize(slices), "damaged slice");
 }
 
 FrameCheck CheckFrame(Bytes bytes, const std::optional<ParsedHeader>& header) {

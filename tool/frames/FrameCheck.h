@@ -32,9 +32,8 @@ struct FrameCheck {
   std::vector<std::string> faults;
   /// The slices that the codec library conceals, if it decodes the frame at all.
   std::vector<DamagedSlice> slices;
-  std::size_t unlistedSlices = 0;  ///< damaged slices that are not kept in `slices`
 
-  bool IsIntact() const { return faults.empty() && slices.empty() && unlistedSlices == 0; }
+  bool IsIntact() const { return faults.empty() && slices.empty(); }
   /// Adds the findings of another check of the same frame.
   void Add(FrameCheck other);
   /// Returns the faults and the number of damaged slices in words; empty if the frame is intact.
