@@ -2,6 +2,7 @@
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 #include <sys/stat.h>
+#include <unistd.h>
 
 #include <filesystem>
 
@@ -106,6 +107,49 @@ TEST_F(OutputFileTest, ReplacesTheTargetOfALink) {
   file.Commit();
   EXPECT_TRUE(std::filesystem::is_symlink(path_));
   EXPECT_EQ(ReadText(target), "new");
+}
+
+TEST_F(OutputFileTest, TakesAnotherNameThanAStaleWorkFile) {
+  const std::string stale = path_ + ".part-" + std::to_string(getpid());
+  WriteText(stale, "of a killed process with the same number");
+  OutputFile file(path_, false);
+  WriteWord(file, "frames");
+  file.Commit();
+  EXPECT_EQ(ReadText(path_), "frames");
+  EXPECT_EQ(ReadText(stale), "of a killed process with the same number");
+}
+
+TEST_F(OutputFileTest, KeepsThePermissionsOfTheFileThatItReplaces) {
+  WriteText(path_, "old");
+  for (const mode_t mode : {0600U, 0640U, 0444U, 0666U}) {
+    ASSERT_EQ(chmod(path_.c_str(), mode), 0);
+    OutputFile file(path_, true);
+    file.Commit();
+    struct stat status {};
+    ASSERT_EQ(stat(path_.c_str(), &status), 0);
+    EXPECT_EQ(status.st_mode & 07777U, mode);
+  }
+}
+
+TEST_F(OutputFileTest, KeepsTheOwnerOfTheFileThatItReplaces) {
+  if (geteuid() != 0) GTEST_SKIP() << "only root can give files away";
+  WriteText(path_, "old");
+  ASSERT_EQ(chown(path_.c_str(), 1234, 5678), 0);
+  OutputFile file(path_, true);
+  file.Commit();
+  struct stat status {};
+  ASSERT_EQ(stat(path_.c_str(), &status), 0);
+  EXPECT_EQ(status.st_uid, 1234U);
+  EXPECT_EQ(status.st_gid, 5678U);
+}
+
+TEST_F(OutputFileTest, NamesNoWorkFileThatIsGoneWithItsFolder) {
+  const std::string folder = folder_ / "gone";
+  std::filesystem::create_directory(folder);
+  OutputFile file(folder + "/out.mov", false);
+  WriteWord(file, "frames");
+  std::filesystem::remove_all(folder);
+  EXPECT_EQ(file.KeepWorkFile(), "");
 }
 
 TEST_F(OutputFileTest, WritesToDevicesDirectly) {

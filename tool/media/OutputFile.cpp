@@ -30,19 +30,19 @@ constexpr auto kSyncInterval = std::chrono::milliseconds(500);
   throw Failure(name + ": cannot be written: " + std::generic_category().message(error) + hint);
 }
 
-// The file that a symbolic link leads to: renaming must replace that file, not the link.
+// Returns the file that a symbolic link leads to: renaming must replace that file, not the link.
 std::string FollowLinks(const std::string& path) {
   std::error_code error;
   const auto target = std::filesystem::canonical(path, error);
   return error ? path : target.string();
 }
 
-// Renames without replacing; false when the new name is taken.
+// Renames without replacing. Returns false if the new name is taken.
 bool RenameToFreeName(const std::string& from, const std::string& to, const std::string& name) {
   if (renameat2(AT_FDCWD, from.c_str(), AT_FDCWD, to.c_str(), RENAME_NOREPLACE) == 0) return true;
   if (errno == EEXIST) return false;
   if (errno != EINVAL && errno != ENOSYS) FailToWrite(name, errno);
-  // The file system cannot do both in one step.
+  // The file system cannot check and rename in one step.
   if (access(to.c_str(), F_OK) == 0) return false;
   if (rename(from.c_str(), to.c_str()) != 0) FailToWrite(name, errno);
   return true;
@@ -50,6 +50,17 @@ bool RenameToFreeName(const std::string& from, const std::string& to, const std:
 
 [[noreturn]] void RefuseExisting(const std::string& name) {
   throw Failure(name + " exists; --overwrite replaces it");
+}
+
+// Gives a new file the permissions, the owner and the group of the file that it replaces. A group
+// that cannot be kept gets the rights of all others.
+void TakeOverAccess(int descriptor, const struct stat& replaced) {
+  mode_t mode = replaced.st_mode & 0777U;
+  const bool keepsGroup = fchown(descriptor, static_cast<uid_t>(-1), replaced.st_gid) == 0;
+  if (!keepsGroup) mode = (mode & ~070U) | (mode & 07U) << 3U;
+  // Only root can give a file away.
+  [[maybe_unused]] const int owner = fchown(descriptor, replaced.st_uid, static_cast<gid_t>(-1));
+  [[maybe_unused]] const int changed = fchmod(descriptor, mode);
 }
 
 }  // namespace
@@ -73,13 +84,26 @@ OutputFile::OutputFile(const std::string& path, bool overwrite)
     descriptor_ = open(path.c_str(), O_WRONLY | O_CLOEXEC);
   } else {
     path_ = FollowLinks(path);
-    std::string workPath = path_ + ".part-" + std::to_string(getpid());
-    descriptor_ = open(workPath.c_str(), O_RDWR | O_CREAT | O_EXCL | O_CLOEXEC, 0666);
-    if (descriptor_ >= 0) workPath_ = std::move(workPath);
+    OpenWorkFile(exists ? &status : nullptr);
   }
   if (descriptor_ < 0) FailToWrite(name_, errno);
   isSeekable_ = !workPath_.empty();
   WidenPipe(descriptor_);
+}
+
+// Leaves work files of other processes alone, also of killed ones: they can be recovered. In
+// containers all processes may have the same number.
+void OutputFile::OpenWorkFile(const struct stat* replaced) {
+  const std::string first = path_ + ".part-" + std::to_string(getpid());
+  const mode_t mode = replaced ? 0600 : 0666;
+  std::string name = first;
+  for (int attempt = 2; descriptor_ < 0; ++attempt) {
+    descriptor_ = open(name.c_str(), O_RDWR | O_CREAT | O_EXCL | O_CLOEXEC, mode);
+    if (descriptor_ < 0 && errno != EEXIST) return;
+    if (descriptor_ < 0) name = first + "-" + std::to_string(attempt);
+  }
+  workPath_ = std::move(name);
+  if (replaced) TakeOverAccess(descriptor_, *replaced);
 }
 
 OutputFile::~OutputFile() {
@@ -91,7 +115,7 @@ OutputFile::~OutputFile() {
 void OutputFile::Write(std::span<const std::uint8_t> bytes) {
   while (!bytes.empty()) {
     const ssize_t written = write(descriptor_, bytes.data(), bytes.size());
-    if (written < 0 && errno == EINTR) continue;  // the frame at hand is always finished
+    if (written < 0 && errno == EINTR) continue;  // the current frame is always finished
     if (written < 0) FailToWrite(name_, errno);
     bytes = bytes.subspan(static_cast<std::size_t>(written));
     position_ += written;
@@ -127,7 +151,7 @@ void OutputFile::Close() {
     syncing_ = {};
     if (fdatasync(descriptor_) != 0) FailToWrite(name_, errno);
   }
-  // A full disk may show only here.
+  // Some file systems report a full disk only here.
   if (close(std::exchange(descriptor_, -1)) != 0) FailToWrite(name_, errno);
 }
 
@@ -143,7 +167,9 @@ void OutputFile::Commit() {
 }
 
 std::string OutputFile::KeepWorkFile() {
-  return std::exchange(workPath_, {});
+  std::string kept = std::exchange(workPath_, {});
+  if (access(kept.c_str(), F_OK) != 0) kept.clear();
+  return kept;
 }
 
 std::string OutputFile::CommitPartial() {
@@ -160,8 +186,8 @@ std::string OutputFile::CommitPartial() {
 
 void RefuseInputAsOutput(const std::string& output, const std::vector<std::string>& inputs) {
   for (const std::string& input : inputs) {
-    std::error_code notThere;
-    if (!std::filesystem::equivalent(output, input, notThere)) continue;
+    std::error_code ignored;
+    if (!std::filesystem::equivalent(output, input, ignored)) continue;
     throw Failure(output + ": is the input itself; name another output");
   }
 }

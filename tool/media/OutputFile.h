@@ -2,6 +2,8 @@
 #ifndef TOOL_MEDIA_OUTPUTFILE_H
 #define TOOL_MEDIA_OUTPUTFILE_H
 
+#include <sys/stat.h>
+
 #include <cstdint>
 #include <span>
 #include <stop_token>
@@ -11,30 +13,31 @@
 
 namespace vixprores {
 
-/// What messages call an output: "standard output" for "-".
+/// Returns the name of an output for messages: "standard output" for "-".
 std::string NameOfOutput(const std::string& path);
 
 /// An output that appears under its name only when it is complete.
 ///
-/// The bytes go to a work file beside it ("NAME.part-<process>"), which Commit() renames. Unless
-/// one of the commits was called the destructor removes the work file. Standard output ("-"),
-/// devices and pipes are written to directly. Used by one thread. Every failing operation is a
-/// Failure that names the output.
+/// The bytes go to a work file beside it ("NAME.part-NUMBER"), which Commit() renames. The
+/// destructor removes the work file unless a commit was called. Standard output ("-"), devices and
+/// pipes are written to directly. Used by one thread. Failing operations throw a Failure that names
+/// the output.
 class OutputFile {
  public:
-  /// Refuses an existing file unless `overwrite` is set.
+  /// Refuses an existing file unless `overwrite` is set. The file that replaces it gets its
+  /// permissions, and its owner and group where the user may set them.
   OutputFile(const std::string& path, bool overwrite);
   ~OutputFile();
   OutputFile(const OutputFile&) = delete;
   OutputFile& operator=(const OutputFile&) = delete;
 
-  /// The name as the user gave it, for messages.
+  /// Returns the name as the user gave it, for messages.
   const std::string& GetName() const { return name_; }
-  /// Bytes written; what is overwritten later counts once.
+  /// Returns the size in bytes.
   std::int64_t GetSize() const { return size_; }
-  /// True when Seek() and ReadAt() are possible.
+  /// Returns true if Seek() and ReadAt() are possible.
   bool IsSeekable() const { return isSeekable_; }
-  /// Position of the next write in bytes from the start.
+  /// Returns the position of the next write, in bytes from the start.
   std::int64_t GetPosition() const { return position_; }
 
   /// Writes all of `bytes` at the current position.
@@ -44,18 +47,20 @@ class OutputFile {
   /// Sets the position, in bytes from the start.
   void Seek(std::int64_t position);
 
-  /// From now on what was written is on the disk a second later at the latest, whatever happens to
-  /// the machine; the file is there, too, before it has its name.
+  /// From now on flushes what was written to the disk within a second, so that it survives a crash
+  /// of the machine. Commit() flushes the complete file before it gets its name.
   void KeepOnDisk();
   /// Gives the complete file its name.
   void Commit();
-  /// Leaves the work file as it is and returns its name; empty where there is none.
+  /// Keeps the work file as it is and returns its name; empty if there is none, or if it was
+  /// removed together with its folder.
   std::string KeepWorkFile();
   /// Keeps what was written so far as PartialName(), or the next free name after it, and returns
-  /// that name; what is not a file keeps the name that it has.
+  /// that name. Outputs that are not files keep their name.
   std::string CommitPartial();
 
  private:
+  void OpenWorkFile(const struct stat* replaced);
   void Close();
   void SyncRegularly(const std::stop_token& stop) const;
 
@@ -67,14 +72,14 @@ class OutputFile {
   int descriptor_ = -1;
   std::int64_t position_ = 0;
   std::int64_t size_ = 0;
-  std::jthread syncing_;  ///< of KeepOnDisk()
+  std::jthread syncing_;  ///< started by KeepOnDisk()
 };
 
-/// Refuses, with a Failure, an output that is one of the inputs, by whatever name.
+/// Refuses, with a Failure, an output that is one of the inputs under any name.
 void RefuseInputAsOutput(const std::string& output, const std::vector<std::string>& inputs);
 
-/// "dir/stem.partial.ext" for "dir/stem.ext"; from the second attempt on the number follows
-/// "partial": "dir/stem.partial-2.ext".
+/// Returns "dir/stem.partial.ext" for "dir/stem.ext"; from the second attempt on with its number:
+/// "dir/stem.partial-2.ext".
 std::string PartialName(const std::string& path, int attempt = 1);
 
 }  // namespace vixprores
