@@ -3,128 +3,166 @@
 
 #include <algorithm>
 #include <cstring>
-#include <utility>
 
+#include "base/Errors.h"
+#include "base/Interrupt.h"
 #include "bitstream/BigEndian.h"
 #include "bitstream/PictureGeometry.h"
 #include "frames/FrameCheck.h"
-#include "frames/FrameStructure.h"
 #include "frames/FrameHeaders.h"
+#include "frames/FrameStructure.h"
 
 namespace vixprores {
 namespace {
 
-constexpr std::size_t kBlockBytes = std::size_t{1} << 20;
-constexpr std::size_t kLargestFrame = std::size_t{256} << 20;
-// How far behind a first frame that is damaged the next one may stand, with sound in between.
-constexpr std::size_t kFarthestNeighbour = std::size_t{16} << 20;
-constexpr std::size_t kIdentifierPlace = 4;
-constexpr std::size_t kPrefixBytes = 8;
-constexpr std::size_t kLargestHeader = kPrefixBytes + 65535;
+constexpr std::int64_t kBlockBytes = 1 << 20;
+constexpr std::int64_t kLargestFrame = 256 << 20;
+// Distance of the next frame from a first frame that is damaged, with sound in between.
+constexpr std::int64_t kFarthestNeighbour = 16 << 20;
+constexpr std::int64_t kIdentifierPlace = 4;
+constexpr std::int64_t kPrefixBytes = 8;
+constexpr std::int64_t kLargestHeader = kPrefixBytes + 65535;
 constexpr char kIdentifier[] = {'i', 'c', 'p', 'f'};
+// A slice takes eight bytes at least, so that this is reached only where tables overlap.
+constexpr std::int64_t kMostSlicesWalked = 1 << 22;
 
-bool AreOfOneSize(const prores::FrameHeader& a, const prores::FrameHeader& b) {
-  return a.width == b.width && a.height == b.height;
+std::uint32_t SizeOf(const prores::FrameHeader& header) {
+  return static_cast<std::uint32_t>(header.width) << 16U | header.height;
 }
 
 }  // namespace
 
-// Reads until there are bytes up to `end`; false where the input ends before.
-bool FrameScanner::Fill(Place end) {
-  while (Available() < end && !ended_) {
-    // Seldom, so that not every frame moves what is kept behind it.
-    if (begin_ > kBlockBytes) {
-      kept_.erase(kept_.begin(), kept_.begin() + static_cast<std::ptrdiff_t>(begin_));
-      keptFrom_ += static_cast<std::int64_t>(std::exchange(begin_, 0));
+// Reads until the bytes up to `end` are known. Returns false if the input ends before.
+bool FrameScanner::Fill(Offset end) {
+  while (Known() < end && !ended_) {
+    if (InterruptRequested()) throw Interrupted();
+    // Moves the bytes that are kept only when they are few beside those that are dropped.
+    const Offset passed = position_ - keptFrom_;
+    if (passed > kBlockBytes && passed > std::ssize(kept_) / 4) {
+      kept_.erase(kept_.begin(), kept_.begin() + passed);
+      keptFrom_ = position_;
     }
     const std::size_t known = kept_.size();
-    kept_.resize(std::max(begin_ + end, known + kBlockBytes));
+    kept_.resize(known + static_cast<std::size_t>(std::max(kBlockBytes, end - Known())));
     const std::size_t read = file_->Read(std::span(kept_).subspan(known));
     ended_ = known + read < kept_.size();
     kept_.resize(known + read);
   }
-  return Available() >= end;
+  return Known() >= end;
 }
 
-std::span<const std::uint8_t> FrameScanner::Bytes(Place begin, Place end) const {
-  return std::span(kept_).subspan(begin_ + begin, std::min(end, Available()) - begin);
+std::span<const std::uint8_t> FrameScanner::Bytes(Offset begin, Offset end) const {
+  return {At(begin), static_cast<std::size_t>(std::min(end, Known()) - begin)};
 }
 
-// The next place before `limit` where a prefix may stand.
-std::optional<FrameScanner::Place> FrameScanner::FindPrefix(Place from, Place limit) {
+// Returns the next place in front of `limit` where a prefix may stand.
+std::optional<FrameScanner::Offset> FrameScanner::FindPrefix(Offset from, Offset limit) {
   while (from < limit && Fill(from + kPrefixBytes)) {
-    const Place end = std::min(Available(), limit + kPrefixBytes - 1);
+    const Offset end = std::min(Known(), limit + kPrefixBytes - 1);
     const auto bytes = Bytes(from + kIdentifierPlace, end);
     const void* const found = memmem(bytes.data(), bytes.size(), kIdentifier, sizeof kIdentifier);
-    if (found) {
-      return from + static_cast<Place>(static_cast<const std::uint8_t*>(found) - bytes.data());
-    }
-    // What starts in the last bytes may go on behind them.
+    if (found) return from + (static_cast<const std::uint8_t*>(found) - bytes.data());
+    // A prefix that starts in the last bytes may end behind them.
     from = end - kPrefixBytes + 1;
   }
   return std::nullopt;
 }
 
-std::optional<prores::FrameHeader> FrameScanner::ReadHeader(Place frame) {
+std::optional<prores::FrameHeader> FrameScanner::ReadHeader(Offset frame) {
   Fill(frame + kLargestHeader);
-  return frame < Available() ? ParseHeader(Bytes(frame, Available())) : std::nullopt;
+  return frame < Known() ? ParseHeader(Bytes(frame, Known())) : std::nullopt;
 }
 
-// The end of the last picture, where all parts of the frame fit each other.
-std::optional<FrameScanner::Place> FrameScanner::WalkPictures(Place frame) {
+// Returns the end of the last picture if all parts of the frame fit each other.
+std::optional<FrameScanner::Offset> FrameScanner::WalkPictures(Offset frame) {
   const auto header = ReadHeader(frame);
-  if (!header) return std::nullopt;
-  Place end = frame + kPrefixBytes + prores::ReadU16(At(frame + kPrefixBytes));
+  if (!header || slicesWalked_ > kMostSlicesWalked + frame) return std::nullopt;
+  Offset end = frame + kPrefixBytes + prores::ReadU16(At(frame + kPrefixBytes));
   for (unsigned i = 0; i < prores::PictureCount(header->interlaceMode); ++i) {
     if (!Fill(end + prores::PictureHeader::kWrittenBytes)) return std::nullopt;
-    end += prores::ReadU32(At(end + 1));
+    end += Offset{prores::ReadU32(At(end + 1))};
     if (end - frame > kLargestFrame || !Fill(end)) return std::nullopt;
   }
-  if (!ReadFrameStructure(Bytes(frame, end)).fault.empty()) return std::nullopt;
-  return end;
-}
-
-// Behind the pictures there may be padding.
-FrameScanner::Place FrameScanner::FindEnd(Place endOfPictures) {
-  const Place end = prores::ReadU32(At(0));
-  if (end > kLargestFrame || end <= endOfPictures || !Fill(end)) return endOfPictures;
-  return IsPadding(Bytes(endOfPictures, end)) ? end : endOfPictures;
-}
-
-// The next frame before `limit`: one that is whole, or of the size that `header` says.
-std::optional<FrameScanner::Place> FrameScanner::FindNeighbour(const prores::FrameHeader& header,
-                                                               Place limit) {
-  Place from = kPrefixBytes;
-  while (const auto place = FindPrefix(from, limit)) {
-    const auto other = ReadHeader(*place);
-    if (other && (AreOfOneSize(*other, header) || WalkPictures(*place))) return place;
-    from = *place + 1;
-  }
+  const FrameStructure structure = ReadFrameStructure(Bytes(frame, end));
+  if (structure.fault.empty()) return end;
+  for (const auto& picture : structure.pictures) slicesWalked_ += picture.header.sliceCount;
   return std::nullopt;
 }
 
-// The end of a frame whose pictures do not fit; none where it seems to be no frame.
-std::optional<FrameScanner::Place> FrameScanner::FindEndOfDamaged(
+// Returns the end of the frame at the position: its pictures may be followed by padding.
+FrameScanner::Offset FrameScanner::FindEnd(Offset endOfPictures) {
+  const Offset stated = prores::ReadU32(At(position_));
+  const Offset end = position_ + stated;
+  if (stated > kLargestFrame || end <= endOfPictures || !Fill(end)) return endOfPictures;
+  return IsPadding(Bytes(endOfPictures, end)) ? end : endOfPictures;
+}
+
+// Adds the next candidate in front of `limit`. Returns false if there is none.
+bool FrameScanner::AddCandidate(Offset limit) {
+  while (const auto place = FindPrefix(candidatesEnd_, limit)) {
+    if (InterruptRequested()) throw Interrupted();
+    candidatesEnd_ = *place + 1;
+    const auto header = ReadHeader(*place);
+    if (!header) continue;
+    const auto number = candidatesDropped_ + std::ssize(candidates_);
+    const auto [latest, isFirst] = latestOfSize_.try_emplace(SizeOf(*header), number);
+    if (!isFirst && latest->second >= candidatesDropped_) {
+      candidates_[static_cast<std::size_t>(latest->second - candidatesDropped_)].nextOfSize = place;
+    }
+    latest->second = number;
+    candidates_.push_back({*place, std::nullopt});
+    if (*place > position_ && WalkPictures(*place)) wholeCandidate_ = place;
+    return true;
+  }
+  candidatesEnd_ = std::max(candidatesEnd_, limit);
+  return false;
+}
+
+// Returns the next frame behind the position and in front of `limit`: a whole one, or one of the
+// picture size that the header at the position states. Looks at each place once, however many
+// headers ask: it keeps the candidates that are behind the position.
+std::optional<FrameScanner::Offset> FrameScanner::FindNeighbour(Offset limit) {
+  while (!candidates_.empty() && candidates_.front().offset < position_) {
+    candidates_.pop_front();
+    ++candidatesDropped_;
+  }
+  if (candidates_.empty()) {
+    latestOfSize_.clear();
+    candidatesEnd_ = std::max(candidatesEnd_, position_);
+  }
+  if (wholeCandidate_ && *wholeCandidate_ <= position_) wholeCandidate_.reset();
+  for (;;) {
+    auto neighbour = wholeCandidate_;
+    if (!candidates_.empty() && candidates_.front().nextOfSize) {
+      neighbour = std::min(*candidates_.front().nextOfSize, neighbour.value_or(INT64_MAX));
+    }
+    if (neighbour) return *neighbour < limit ? neighbour : std::nullopt;
+    if (!AddCandidate(limit)) return std::nullopt;
+  }
+}
+
+// Returns the end of a frame whose pictures do not fit; nullopt if it seems to be no frame.
+std::optional<FrameScanner::Offset> FrameScanner::FindEndOfDamaged(
     const prores::FrameHeader& header) {
-  const std::size_t stated = prores::ReadU32(At(0));
+  const Offset stated = prores::ReadU32(At(position_));
   const bool isPlausible = stated >= kPrefixBytes && stated <= kLargestFrame;
-  const Place end = isPlausible ? stated : kLargestFrame;
-  const bool isOfStream = lastHeader_ && AreOfOneSize(header, *lastHeader_);
-  const Place limit = lastHeader_ ? end : end + kFarthestNeighbour;
-  if (const auto neighbour = FindNeighbour(header, limit)) {
-    if (!isOfStream && !AreOfOneSize(header, *ReadHeader(*neighbour))) return std::nullopt;
+  const Offset end = position_ + (isPlausible ? stated : kLargestFrame);
+  const bool isOfStream = lastHeader_ && SizeOf(header) == SizeOf(*lastHeader_);
+  const Offset limit = lastHeader_ ? end : end + kFarthestNeighbour;
+  if (const auto neighbour = FindNeighbour(limit)) {
+    if (!isOfStream && SizeOf(header) != SizeOf(*ReadHeader(*neighbour))) return std::nullopt;
     return std::min(end, *neighbour);
   }
   Fill(end + 1);
-  const bool leadsOn = isPlausible && (Available() <= end || ReadHeader(end));
-  return isOfStream || leadsOn ? std::optional(std::min(end, Available())) : std::nullopt;
+  const bool leadsOn = isPlausible && (Known() <= end || ReadHeader(end));
+  return isOfStream || leadsOn ? std::optional(std::min(end, Known())) : std::nullopt;
 }
 
-// The end of the frame at the very place where the search stands, if there is one.
-std::optional<FrameScanner::Place> FrameScanner::FindFrame() {
-  const auto header = ReadHeader(0);
+// Returns the end of the frame at the position; nullopt if there is none.
+std::optional<FrameScanner::Offset> FrameScanner::FindFrame() {
+  const auto header = ReadHeader(position_);
   if (!header) return std::nullopt;
-  const auto endOfPictures = WalkPictures(0);
+  const auto endOfPictures = WalkPictures(position_);
   if (!endOfPictures) return FindEndOfDamaged(*header);
   lastHeader_ = header;
   return FindEnd(*endOfPictures);
@@ -132,32 +170,30 @@ std::optional<FrameScanner::Place> FrameScanner::FindFrame() {
 
 std::optional<FoundFrame> FrameScanner::Next() {
   for (;;) {
-    const auto prefix = FindPrefix(0, kBlockBytes);
-    if (!prefix && IsEndWithin(kBlockBytes)) {
-      CountSkipped(keptFrom_ + std::ssize(kept_));
+    const Offset limit = position_ + kBlockBytes;
+    const auto prefix = FindPrefix(position_, limit);
+    if (!prefix && !Fill(limit + 1)) {
+      CountSkipped(Known());
       return std::nullopt;
     }
-    GoOnFrom(prefix.value_or(kBlockBytes));
+    position_ = prefix.value_or(limit);
     if (!prefix) continue;
-    const auto end = FindFrame();
-    if (end) return TakeFrame(*end);
-    GoOnFrom(1);
+    if (const auto end = FindFrame()) return TakeFrame(*end);
+    ++position_;
   }
 }
 
-FoundFrame FrameScanner::TakeFrame(Place end) {
-  FoundFrame found{keptFrom_ + static_cast<std::int64_t>(begin_),
-                   pool_.MakeFrame(static_cast<std::uint32_t>(end))};
-  std::ranges::copy(Bytes(0, end), found.bytes->GetData());
-  CountSkipped(found.offset);
-  GoOnFrom(end);
-  endOfLast_ = found.offset + static_cast<std::int64_t>(end);
+FoundFrame FrameScanner::TakeFrame(Offset end) {
+  FoundFrame found{position_, pool_.MakeFrame(static_cast<std::uint32_t>(end - position_))};
+  std::ranges::copy(Bytes(position_, end), found.bytes->GetData());
+  CountSkipped(position_);
+  position_ = endOfLast_ = end;
   return found;
 }
 
-// What there is from the last frame on to `end`.
-void FrameScanner::CountSkipped(std::int64_t end) {
-  const std::int64_t bytes = end - endOfLast_;
+// Counts the bytes between the last frame and `end`.
+void FrameScanner::CountSkipped(Offset end) {
+  const Offset bytes = end - endOfLast_;
   if (bytes == 0) return;
   skipped_.bytes += bytes;
   ++skipped_.places;

@@ -4,9 +4,11 @@
 
 #include <cstddef>
 #include <cstdint>
+#include <deque>
 #include <memory>
 #include <optional>
 #include <span>
+#include <unordered_map>
 #include <vector>
 
 #include "base/FramePool.h"
@@ -17,66 +19,83 @@ namespace vixprores {
 
 /// A frame that a scan found.
 struct FoundFrame {
-  std::int64_t offset = 0;  ///< of its first byte, in the input
+  std::int64_t offset = 0;  ///< of its first byte in the input
   std::shared_ptr<vix::IBuffer> bytes;
 };
 
 /// The bytes that belong to no frame.
 struct SkippedBytes {
   std::int64_t bytes = 0;
-  std::int64_t places = 0;        ///< where one or more of them are together
-  std::int64_t largest = 0;       ///< bytes of the largest place
+  std::int64_t places = 0;        ///< runs of such bytes
+  std::int64_t largest = 0;       ///< bytes of the largest run
   std::int64_t largestBegin = 0;  ///< its offset in the input
 };
 
 /// Finds ProRes frames in any bytes: by their prefix (size, "icpf"), the frame header behind it,
-/// and the sizes of pictures and slices, which have to fit each other. So what only looks like a
-/// prefix is passed over, inside a frame above all.
+/// and the sizes of pictures and slices, which have to fit each other. So bytes that only look like
+/// a prefix are skipped, above all inside frames.
 ///
-/// A frame with a readable header whose pictures do not fit is taken for a damaged one where its
-/// size leads to another frame or to the end, or where it is of the same size as a frame next to
-/// it. It then reaches as far as it says, but not into the next frame.
+/// A frame with a readable header whose pictures do not fit counts as a damaged frame if its size
+/// leads to another frame or to the end, or if it has the picture size of a frame next to it. It
+/// then ends where it says, but in front of the next frame.
 ///
-/// Reads the input once from front to back; keeps one frame in memory, and of what claims to be one
-/// 256 MiB at most. Used by one thread; the frames may be used on any.
+/// Reads the input once from front to back, in time proportional to its size. Keeps one frame in
+/// memory, and at most 256 MiB of bytes that claim to be one. Used by one thread; the frames may be
+/// used on any thread.
 class FrameScanner {
  public:
   explicit FrameScanner(std::unique_ptr<InputFile> file) : file_(std::move(file)) {}
 
   const InputFile& GetFile() const { return *file_; }
-  /// The next frame; none at the end. A failing read is a Failure.
+  /// Returns the next frame; nullopt at the end.
+  /// @throws Failure if reading fails, Interrupted if the user asked to stop
   std::optional<FoundFrame> Next();
-  /// Those before, between and, once Next() gave none, behind the frames.
+  /// Returns the bytes in front of and between the frames so far, and behind the last one once
+  /// Next() has returned nullopt.
   const SkippedBytes& GetSkipped() const { return skipped_; }
 
  private:
-  /// A place, counted from where the search stands.
-  using Place = std::size_t;
+  /// A position in the input.
+  using Offset = std::int64_t;
 
-  Place Available() const { return kept_.size() - begin_; }
-  const std::uint8_t* At(Place place) const { return kept_.data() + begin_ + place; }
-  bool Fill(Place end);
-  bool IsEndWithin(Place end) { return !Fill(end + 1); }
-  std::span<const std::uint8_t> Bytes(Place begin, Place end) const;
-  void GoOnFrom(Place place) { begin_ += place; }
-  std::optional<Place> FindPrefix(Place from, Place limit);
-  std::optional<prores::FrameHeader> ReadHeader(Place frame);
-  std::optional<Place> WalkPictures(Place frame);
-  Place FindEnd(Place endOfPictures);
-  std::optional<Place> FindNeighbour(const prores::FrameHeader& header, Place limit);
-  std::optional<Place> FindEndOfDamaged(const prores::FrameHeader& header);
-  std::optional<Place> FindFrame();
-  FoundFrame TakeFrame(Place end);
-  void CountSkipped(std::int64_t end);
+  /// A place with a readable frame header, behind or at the position of the search.
+  struct Candidate {
+    Offset offset;
+    std::optional<Offset> nextOfSize;  ///< next candidate of the same picture size, if met
+  };
+
+  Offset Known() const { return keptFrom_ + std::ssize(kept_); }
+  const std::uint8_t* At(Offset offset) const { return kept_.data() + (offset - keptFrom_); }
+  std::span<const std::uint8_t> Bytes(Offset begin, Offset end) const;
+  bool Fill(Offset end);
+  std::optional<Offset> FindPrefix(Offset from, Offset limit);
+  std::optional<prores::FrameHeader> ReadHeader(Offset frame);
+  std::optional<Offset> WalkPictures(Offset frame);
+  Offset FindEnd(Offset endOfPictures);
+  bool AddCandidate(Offset limit);
+  std::optional<Offset> FindNeighbour(Offset limit);
+  std::optional<Offset> FindEndOfDamaged(const prores::FrameHeader& header);
+  std::optional<Offset> FindFrame();
+  FoundFrame TakeFrame(Offset end);
+  void CountSkipped(Offset end);
 
   std::unique_ptr<InputFile> file_;
   std::vector<std::uint8_t> kept_;
-  std::size_t begin_ = 0;      ///< where the search stands, in kept_
-  std::int64_t keptFrom_ = 0;  ///< offset of the first byte of kept_, in the input
-  bool ended_ = false;         ///< nothing is left to read
-  /// Of the frame that was found last undamaged.
-  std::optional<prores::FrameHeader> lastHeader_;
-  std::int64_t endOfLast_ = 0;  ///< frame that was found, in the input
+  Offset keptFrom_ = 0;  ///< of the first byte of kept_
+  Offset position_ = 0;  ///< of the search
+  bool ended_ = false;   ///< nothing is left to read
+  /// Slices of frames that did not fit, which bounds the work for tables that overlap.
+  std::int64_t slicesWalked_ = 0;
+
+  std::deque<Candidate> candidates_;
+  std::int64_t candidatesDropped_ = 0;  ///< in front of candidates_
+  Offset candidatesEnd_ = 0;            ///< candidates are known up to here
+  /// Number of the latest candidate of each picture size, counted from the first one of all.
+  std::unordered_map<std::uint32_t, std::int64_t> latestOfSize_;
+  std::optional<Offset> wholeCandidate_;  ///< the first one whose pictures fit
+
+  std::optional<prores::FrameHeader> lastHeader_;  ///< of the last undamaged frame
+  Offset endOfLast_ = 0;                           ///< end of the last frame
   SkippedBytes skipped_;
   FramePool pool_;
 };
