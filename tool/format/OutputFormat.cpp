@@ -2,11 +2,13 @@
 #include "format/OutputFormat.h"
 
 #include <algorithm>
+#include <array>
 #include <cctype>
+#include <cmath>
 #include <filesystem>
 #include <iterator>
+#include <numbers>
 #include <set>
-#include <sstream>
 #include <string_view>
 
 extern "C" {
@@ -28,25 +30,27 @@ constexpr OutputFormat kFormats[] = {
     {".mkv",  Kind::Container, "matroska", true,  false, true,  true,  true,  true,  false, false},
     {".mxf",  Kind::Container, "mxf",      true,  false, false, true,  true,  true,  true,  false},
     {".avi",  Kind::Container, "avi",      false, true,  false, false, false, false, false, true},
-    {".nut",  Kind::Container, "nut",      false, true,  false, false, false, false, false, false},
+    {".nut",  Kind::Container, "nut",      false, true,  false, false, false, true,  false, false},
     {".y4m",  Kind::Y4m,       nullptr,    false, true,  true,  false, true,  false, false, false},
 };
 constexpr OutputFormat kHeadless =
     {nullptr, Kind::Headless,  nullptr,    false, true,  false, false, false, false, false, false};
 // clang-format on
 
-// Names of the texts that cannot be read from what the muxers of the container library write.
-struct LostTexts {
+// Names of the metadata that a muxer of the container library keeps; others keep everything.
+struct KeptTexts {
   std::string_view muxer;
-  const char* names;  // a space between them
+  std::set<std::string> names;
 };
-constexpr LostTexts kLostTexts[] = {
-    {"mov", "album_artist composer description encoded_by synopsis track"},
-    {"mxf",
-     "album album_artist artist comment composer copyright date description encoded_by genre "
-     "language reel_name synopsis title track"},
-    {"avi", "album_artist composer creation_time description language reel_name synopsis"},
+const KeptTexts kKeptTexts[] = {
+    {"mxf", {"creation_time"}},
+    {"avi",
+     {"album", "artist", "comment", "copyright", "date", "encoded_by", "genre", "software", "title",
+      "track"}},
 };
+
+// Metadata of a sound track that is more than a container's own note.
+const std::set<std::string> kSoundTexts{"artist", "comment", "copyright", "language", "title"};
 
 std::string ToLower(std::string text) {
   std::ranges::transform(text, text.begin(),
@@ -85,33 +89,42 @@ std::string DescribeLayouts(const std::vector<SoundTrack>& tracks) {
   return text;
 }
 
-// The names of the texts that the file and its sound have, in lower case, which not all inputs use.
+// Returns the names of the metadata that the file and its sound have, in lower case.
 std::set<std::string> NamesOfTexts(const MovieContent& content) {
   std::set<std::string> names;
-  const auto add = [&names](const Metadata& metadata) {
-    for (const auto& [name, text] : metadata) {
-      if (text != "und") names.insert(ToLower(name));  // a language that nobody knows
+  for (const auto& [name, text] : content.metadata) names.insert(ToLower(name));
+  for (const SoundTrack& track : content.sound) {
+    for (const auto& [name, text] : track.metadata) {
+      const bool isUnknown = text == "und";  // an undetermined language
+      if (kSoundTexts.contains(ToLower(name)) && !isUnknown) names.insert(ToLower(name));
     }
-  };
-  add(content.metadata);
-  for (const SoundTrack& track : content.sound) add(track.metadata);
+  }
   return names;
 }
 
 // "title, creation time"
 std::string DescribeLostTexts(const OutputFormat& output, const MovieContent& content) {
   const std::string_view muxer = output.muxer ? output.muxer : "";
-  const auto* const lost = std::ranges::find(kLostTexts, muxer, &LostTexts::muxer);
-  if (lost == std::end(kLostTexts)) return {};
-  const auto known = NamesOfTexts(content);
+  const auto* const kept = std::ranges::find(kKeptTexts, muxer, &KeptTexts::muxer);
+  if (kept == std::end(kKeptTexts)) return {};
   std::string text;
-  std::istringstream names(lost->names);
-  for (std::string name; names >> name;) {
-    if (!known.contains(name)) continue;
+  for (std::string name : NamesOfTexts(content)) {
+    if (kept->names.contains(name)) continue;
     std::ranges::replace(name, '_', ' ');
     text += (text.empty() ? "" : ", ") + name;
   }
   return text;
+}
+
+// "rotated by 90 degrees, mirrored"
+std::string DescribeDisplay(const std::array<std::int32_t, 9>& matrix) {
+  const double a = matrix[0];
+  const double b = matrix[1];
+  const double c = matrix[3];
+  const double d = matrix[4];
+  const long degrees = std::lround(std::atan2(b, a) * 180 / std::numbers::pi);
+  return "rotated by " + std::to_string((degrees + 360) % 360) + " degrees" +
+         (a * d - b * c < 0 ? ", mirrored" : "");
 }
 
 // The muxer of .mov writes the colours of uncompressed video only where it knows all of them.
@@ -172,6 +185,10 @@ std::vector<std::string> FindLostProperties(const OutputFormat& output,
   }
   if (!output.keepsColourRange && stream.colour.range == ColourRange::Full) {
     lost.emplace_back("colour range (full)");
+  }
+  const bool keepsDisplay = output.muxer && output.muxer == std::string_view("mov");
+  if (stream.displayMatrix && !keepsDisplay) {
+    lost.push_back("orientation of the picture (" + DescribeDisplay(*stream.displayMatrix) + ")");
   }
   const std::string layouts = output.keepsChannelLayout ? "" : DescribeLayouts(content.sound);
   if (!layouts.empty()) lost.push_back("layout of the sound's channels (" + layouts + ")");

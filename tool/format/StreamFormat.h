@@ -5,6 +5,7 @@
 /// @file
 /// Format of a video stream, whatever it is stored in.
 
+#include <array>
 #include <cstdint>
 #include <optional>
 #include <string>
@@ -50,6 +51,9 @@ struct StreamFormat {
   bool is444 = false;     ///< ProRes with chroma for every pixel
   bool hasAlpha = false;  ///< ProRes with an alpha channel
   bool isPadded = false;  ///< width and height may be rounded up to macroblocks, as in MXF
+  /// How a player turns and mirrors the picture, as in a .mov: columns a b u, c d v, x y w of a
+  /// matrix in fixed point (16.16, last column 2.30); nullopt = it shows the picture as it is.
+  std::optional<std::array<std::int32_t, 9>> displayMatrix = std::nullopt;
 
   bool IsRaw() const { return code == vix::kFourCC_UYVY || code == vix::kFourCC_V210; }
   bool IsInterlaced() const {

@@ -1,11 +1,62 @@
 // SPDX-License-Identifier: BSD-2-Clause
 #include "media/FrameWriter.h"
 
+#include <algorithm>
+#include <span>
+#include <utility>
+#include <vector>
+
+#include "base/FramePool.h"
+#include "format/PlanarPicture.h"
+#include "format/Y4mHeader.h"
 #include "media/container/ContainerWriter.h"
-#include "media/raw/HeadlessWriter.h"
-#include "media/raw/Y4mWriter.h"
 
 namespace vixprores {
+namespace {
+
+// Writes frames one after the other, without anything around them.
+class RawFrameWriter : public FrameWriter {
+ public:
+  explicit RawFrameWriter(OutputFile& file) : file_(file) {}
+
+  void Write(const std::shared_ptr<const vix::IVideoSample>& frame) override {
+    file_.Write(BytesOf(*frame->GetBuffer()));
+  }
+  void Finish() override {}
+
+ private:
+  OutputFile& file_;
+};
+
+// Writes a Y4M stream of planar 4:2:2 pictures. Each worker thread lays out its own frame behind
+// the frame's header line, so that the writing thread makes one system call for it; the muxer of
+// the container library would take planes and copy them line by line on the writing thread.
+class Y4mWriter : public RawFrameWriter {
+ public:
+  Y4mWriter(OutputFile& file, const StreamFormat& stream)
+      : RawFrameWriter(file), stream_(stream), planarBytes_(PlanarBytes(stream)) {
+    const std::string header = MakeY4mHeader(stream_);
+    file.Write(std::vector<std::uint8_t>(header.begin(), header.end()));
+  }
+
+  std::shared_ptr<const vix::IVideoSample> Pack(
+      std::shared_ptr<const vix::IVideoSample> frame) const override {
+    const std::string line = std::string(kY4mFrameMagic) + "\n";
+    auto packed = pool_.MakeFrame(static_cast<std::uint32_t>(line.size()) + planarBytes_);
+    const std::span bytes(packed->GetData(), packed->GetSize());
+    std::ranges::copy(line, bytes.begin());
+    UnpackPicture(stream_, BytesOf(*frame->GetBuffer()), bytes.subspan(line.size()));
+    return vix::CreateVideoSample(frame->GetVideoParameters(), frame->GetVideoInfo(),
+                                  std::move(packed), frame->GetTimeLimits(), {});
+  }
+
+ private:
+  StreamFormat stream_;
+  std::uint32_t planarBytes_;
+  FramePool pool_;
+};
+
+}  // namespace
 
 std::unique_ptr<FrameWriter> MakeFrameWriter(OutputFile& file, const OutputFormat& output,
                                              const MovieContent& content) {
@@ -15,7 +66,7 @@ std::unique_ptr<FrameWriter> MakeFrameWriter(OutputFile& file, const OutputForma
     case OutputKind::Container:
       return std::make_unique<ContainerWriter>(file, output, content);
     default:
-      return std::make_unique<HeadlessWriter>(file);
+      return std::make_unique<RawFrameWriter>(file);
   }
 }
 

@@ -22,8 +22,8 @@ std::vector<std::uint8_t> Encode(std::uint32_t width, std::uint32_t height, png_
   if (png_image_write_to_memory(&image, bytes.data(), &size, 0, pixels.data(), 0, nullptr) == 0) {
     const std::string reason = image.message;
     png_image_free(&image);
-    throw Failure("a picture of " + DescribeSize(width, height) +
-                  " cannot be written as PNG: " + reason);
+    throw Failure("cannot write a picture of " + DescribeSize(width, height) +
+                  " as PNG: " + reason);
   }
   bytes.resize(size);
   return bytes;

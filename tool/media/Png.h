@@ -10,9 +10,11 @@
 
 namespace vixprores {
 
-/// The bytes of a PNG file. A failure of the library is a Failure.
+/// Returns the bytes of a PNG file.
+/// @throws Failure if the library cannot write it
 std::vector<std::uint8_t> EncodePng(const RgbPicture& picture);
-/// The same of pixels of four bytes: red, green, blue, opacity; `width` * `height` of them.
+/// Returns the bytes of a PNG file of `width` * `height` pixels of four bytes: red, green, blue,
+/// opacity.
 std::vector<std::uint8_t> EncodeTransparentPng(std::uint32_t width, std::uint32_t height,
                                                std::span<const std::uint8_t> pixels);
 

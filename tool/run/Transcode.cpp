@@ -127,6 +127,8 @@ void Transcode(const TranscodeOptions& options, TranscodePlan plan, RunReport& r
     if (run.ProcessFrames()) {
       run.Finish();
       ReportNotesAtEnd(run.GetSource(), report, observer);
+      const std::string note = run.GetOutputNote();
+      if (!note.empty()) observer.ReportNote(note);
       report.status = RunReport::Status::Done;
       return;
     }

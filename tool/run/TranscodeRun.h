@@ -46,6 +46,8 @@ class TranscodeRun {
                RunObserver& observer);
 
   const FrameSource& GetSource() const { return source_; }
+  /// What the output did not take, once it is finished; empty = nothing.
+  std::string GetOutputNote() const { return writer_->GetEndNote(); }
 
   /// Processes all frames. Returns false after an interrupt.
   bool ProcessFrames();

@@ -4,7 +4,8 @@ import json
 import struct
 import subprocess
 
-from tool import ToolTest, ffmpeg, make_clip, make_uyvy, make_v210, probe, sample_entry_atom
+from tool import (ToolTest, ffmpeg, make_clip, make_uyvy, make_v210, mov_atom, probe,
+                  sample_entry_atom)
 
 COLOURS = {  # options of the clip, code points
     "bt709": (("bt709", "bt709", "bt709"), (1, 1, 1)),
@@ -233,6 +234,70 @@ class Metadata(ToolTest):
                                  bool(words), notes)
         notes = self.succeed("decode", self.path("out.mov"), self.path("out.avi")).stderr
         self.assertIn("cannot keep the metadata (creation time)", notes)
+
+    def test_keys_of_cameras_stay_or_are_named(self):
+        key = "com.apple.quicktime.make"
+        make_v210(self.clip, "-metadata", f"{key}=Camera", "-metadata", "title=A", "-movflags",
+                  "use_metadata_tags")
+        for name, words in (("out.mov", ""), ("out.mkv", ""), ("out.mxf", f"{key}, title")):
+            with self.subTest(name):
+                out = self.path(name)
+                notes = self.succeed("encode", self.clip, out).stderr
+                tags = json.loads(subprocess.run(
+                    ["ffprobe", "-v", "error", "-show_format", "-of", "json", out], check=True,
+                    capture_output=True).stdout)["format"]["tags"]
+                tags = {tag.lower(): text for tag, text in tags.items()}
+                if words:
+                    self.assertIn(f"cannot keep the metadata ({words})", notes)
+                else:
+                    self.assertEqual((tags[key], tags["title"]), ("Camera", "A"))
+                    self.assertNotIn("cannot keep", notes)
+        notes = self.succeed("decode", self.path("out.mov"), self.path("out.avi")).stderr
+        self.assertIn(f"cannot keep the metadata ({key})", notes)
+        self.succeed("recover", self.path("out.mov"), self.path("recovered.mov"))
+        self.assert_same_bytes(self.path("recovered.mov").read_bytes(),
+                               self.path("out.mov").read_bytes())
+
+    def turn(self, path, *matrix):
+        """Sets how players turn the picture of a .mov."""
+        data = bytearray(path.read_bytes())
+        place = data.index(b"tkhd") + 4 + 40
+        struct.pack_into(">9i", data, place, *matrix)
+        path.write_bytes(data)
+
+    def test_rotation_stays_or_is_named(self):
+        make_v210(self.clip)
+        quarter = (0, 1 << 16, 0, -1 << 16, 0, 0, 96 << 16, 0, 1 << 30)
+        self.turn(self.clip, *quarter)
+        self.encode()
+        self.decode()
+        recovered = self.path("recovered.mov")
+        self.succeed("recover", self.encoded, recovered)
+        for path in (self.encoded, self.decoded, recovered):
+            matrix = mov_atom(path, "moov", "trak", "tkhd")[40:76]
+            self.assertEqual(struct.unpack(">9i", matrix), quarter, path)
+        for name in ("out.mkv", "out.mxf"):
+            notes = self.succeed("encode", self.clip, self.path(name)).stderr
+            self.assertIn("cannot keep the orientation of the picture (rotated by 90 degrees)", notes)
+        notes = self.succeed("decode", self.encoded, self.path("out.y4m")).stderr
+        self.assertIn("cannot keep the orientation of the picture", notes)
+
+    def test_a_nut_keeps_the_timecode(self):
+        make_v210(self.clip, "-timecode", "10:11:12:13")
+        self.encode()
+        self.decoded = self.path("decoded.nut")
+        self.assertNotIn("cannot keep the timecode", self.decode().stderr)
+        self.assertIn("10:11:12:13", subprocess.run(
+            ["ffprobe", "-v", "error", "-show_format", "-show_streams", self.decoded], check=True,
+            capture_output=True, text=True).stdout)
+
+    def test_an_mxf_describes_the_coded_samples(self):
+        make_v210(self.clip)
+        out = self.path("out.mxf")
+        self.succeed("encode", self.clip, out)
+        data = out.read_bytes()
+        for item, value in ((0x3301, 10), (0x3302, 2), (0x3308, 1)):  # depth, subsampling
+            self.assertIn(struct.pack(">HHI", item, 4, value), data)
 
     def test_subtitles_and_chapters_that_are_left_out_are_said(self):
         self.path("words.srt").write_text("1\n00:00:00,000 --> 00:00:00,300\nhello\n")

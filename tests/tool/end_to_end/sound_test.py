@@ -434,6 +434,16 @@ class OtherMetadata(ToolTest):
 
 
 class ShortSound(ToolTest):
+    def test_sound_behind_the_last_picture_of_an_mxf_is_reported(self):
+        clip, out = self.path("clip.mov"), self.path("out.mxf")
+        ffmpeg("-f", "lavfi", "-i", "testsrc2=size=128x96:rate=25:duration=1", "-f", "lavfi", "-i",
+               "anoisesrc=sample_rate=48000:duration=1.5", "-c:v", "v210", "-c:a", "pcm_s16le",
+               clip)
+        self.assertIn("500 ms of sound behind the last picture are left out",
+                      self.succeed("encode", clip, out).stderr)
+        self.assertNotIn("behind the last picture",
+                         self.succeed("encode", clip, self.path("out.mov")).stderr)
+
     def test_no_picture_is_lost_behind_the_end_of_the_sound(self):
         clip = self.path("clip.mov")
         ffmpeg("-f", "lavfi", "-i", "testsrc2=size=128x96:rate=25", "-f", "lavfi", "-i",

@@ -15,10 +15,9 @@
 #include "base/Text.h"
 #include "format/Encodable.h"
 #include "format/Values.h"
-#include "media/container/AtomChain.h"
+#include "media/container/MovFile.h"
 #include "media/container/PacketTag.h"
 #include "media/container/TrackDescription.h"
-#include "recovery/TaggedFileReader.h"
 
 extern "C" {
 #include <libavutil/buffer.h>
@@ -69,10 +68,7 @@ void TakeOver(AVPacket& packet, std::shared_ptr<const FileMapping> mapping) {
 }  // namespace
 
 ContainerTrack::ContainerTrack(std::unique_ptr<InputFile> file, FrameTimes times, Holds holds)
-    : file_(std::move(file)),
-      bytes_(*file_),
-      isTagged_(TaggedFileReader::CanRead(*file_)),
-      times_(times) {
+    : file_(std::move(file)), bytes_(*file_), isTagged_(HasPacketTags(*file_)), times_(times) {
   Open();
   ChooseTracks();
   FindMetadata();
@@ -92,10 +88,12 @@ void ContainerTrack::Open() {
   context->pb = bytes_.Get();
   // Others, playlists above all, could lead to files and addresses that nobody named.
   context->format_whitelist = av_strdup(kContainers);
+  const MemoryWatch memory;
   // Frees the context when it fails.
   const int result = avformat_open_input(&context, nullptr, nullptr, nullptr);
   if (result >= 0) context_.reset(context);
   bytes_.Rethrow();
+  memory.Check();
   if (result < 0) {
     throw UnreadableContainer(GetName() + ": no readable container: " + ExplainLibavError(result) +
                               "; the containers " + kContainers +
@@ -132,6 +130,7 @@ void ContainerTrack::DescribeVideo() {
   if (IsValid(stream_->sample_aspect_ratio)) {
     format_.sampleAspect = Reduce(ToRational(stream_->sample_aspect_ratio));
   }
+  format_.displayMatrix = FindDisplayMatrix(*stream_);
 }
 
 void ContainerTrack::AddSound(AVStream& stream) {
@@ -169,9 +168,18 @@ void ContainerTrack::SelectSound(const std::vector<std::size_t>& places) {
 // What the container tells of itself, or what only it can know, is not the next one's.
 void ContainerTrack::FindMetadata() {
   metadata_ = ToMetadata(context_->metadata);
-  for (const char* own : {"encoder", "major_brand", "minor_version", "compatible_brands",
-                          "timecode", "TIMECODE", "DURATION", "operational_pattern_ul"}) {
+  for (const char* own :
+       {"encoder", "major_brand", "minor_version", "compatible_brands", "timecode", "TIMECODE",
+        "DURATION", "operational_pattern_ul", "uid", "generation_uid", "product_uid",
+        "product_version_num", "toolkit_version_num", "application_platform", "modification_date",
+        "material_package_umid", "file_package_umid"}) {
     metadata_.erase(own);
+  }
+  const auto company = metadata_.find("company_name");
+  if (company != metadata_.end() && company->second == "FFmpeg") {  // the container library
+    for (const char* own : {"company_name", "product_name", "product_version"}) {
+      metadata_.erase(own);
+    }
   }
   for (AVStream* stream : std::span(context_->streams, context_->nb_streams)) {
     const AVDictionaryEntry* reel = av_dict_get(stream->metadata, "reel_name", nullptr, 0);
@@ -242,9 +250,11 @@ Packet ContainerTrack::ReadAny() {
   Packet packet(av_packet_alloc());
   if (!packet) throw std::bad_alloc();
   bytes_.LeaveOutLargeReads(keepsInPlace_);
+  const MemoryWatch memory;
   const int result = av_read_frame(context_.get(), packet.get());
   const auto leftOut = bytes_.TakeLeftOut();
   bytes_.Rethrow();
+  memory.Check();
   if (result == AVERROR_EOF) return nullptr;
   if (result < 0) FailAtUnreadableFrame(ExplainLibavError(result));
   if (leftOut) FillIn(*packet, *leftOut);

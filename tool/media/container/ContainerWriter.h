@@ -2,21 +2,22 @@
 #ifndef TOOL_MEDIA_CONTAINER_CONTAINERWRITER_H
 #define TOOL_MEDIA_CONTAINER_CONTAINERWRITER_H
 
+#include <string>
+#include <vector>
+
 #include "format/MovieContent.h"
 #include "media/FrameWriter.h"
 #include "media/container/Libav.h"
-#include "media/container/PacketTag.h"
 
 namespace vixprores {
 
-/// Writes one video track, and what goes with it, into a container. The muxer takes the frames'
-/// memory by reference. A .mov that can be gone back in has a tag in front of every packet, which
-/// makes what was written so far readable at any time (PacketTag.h); one that cannot, as on a pipe,
-/// is written in fragments.
+/// Writes a video track with its sound and metadata into a container. The muxer takes the frames'
+/// memory by reference. A seekable .mov has a tag in front of every packet, so that it can be read
+/// without an index (PacketTag.h); any other .mov, as on a pipe, is written in fragments.
 class ContainerWriter : public FrameWriter {
  public:
-  /// Writes the container's header. A stream that the muxer does not take is a Failure with its
-  /// reason.
+  /// Writes the container's header. Throws a Failure with the muxer's reason if it does not take
+  /// the tracks.
   ContainerWriter(OutputFile& file, const OutputFormat& output, const MovieContent& content);
   ~ContainerWriter() override;
 
@@ -24,22 +25,24 @@ class ContainerWriter : public FrameWriter {
   void WriteSound(SoundPacket sound) override;
   bool IsRecoverable() const override { return isTagged_; }
   void Finish() override;
+  std::string GetEndNote() const override;
 
  private:
-  friend struct ContainerWriterPeer;  // tests: files that are too large to be written out
+  friend struct ContainerWriterPeer;  // for tests of files that are too large to be written
 
-  void WriteHeader();
+  void WriteDescription();
   void WriteTag(std::uint32_t track, const AVPacket& packet);
   void WritePacket(const AVStream& stream, AVRational clock, AVPacket& packet);
+  void PatchMovie(std::int64_t index);
+  std::int64_t EndOfPictures(std::size_t track) const;
   void FillUpSound();
-  void Check(int result);
+  void Check(int result, const MemoryWatch& memory);
 
   OutputFile& file_;
   LibavStream bytes_;
   MovieContent content_;
-  bool isMov_;
   bool isTagged_;
-  bool needsSoundToTheEnd_;              ///< pictures without sound beside them would be lost
+  bool endsWithPictures_;                ///< as .mxf, whose sound ends with the pictures
   std::int64_t picturesEnd_ = 0;         ///< in frames
   std::vector<std::int64_t> soundEnds_;  ///< in samples, one for each track
   bool ended_ = false;

@@ -38,6 +38,12 @@ thread_local std::string t_lastMessage;  // NOLINT(cert-err58-cpp): an empty tex
   if (level <= AV_LOG_ERROR) t_lastMessage = std::move(message);
 }
 
+std::uint8_t* AllocateStreamBuffer() {
+  auto* const buffer = static_cast<std::uint8_t*>(av_malloc(kStreamBufferBytes));
+  if (!buffer) throw std::bad_alloc();
+  return buffer;
+}
+
 }  // namespace
 
 void SetLibavMessages(bool verbose) {
@@ -71,17 +77,21 @@ Metadata ToMetadata(const AVDictionary* dictionary) {
 }
 
 LibavStream::LibavStream(InputFile& file) : input_(&file) {
-  auto* const buffer = static_cast<std::uint8_t*>(av_malloc(kStreamBufferBytes));
+  std::uint8_t* const buffer = AllocateStreamBuffer();
   context_ = avio_alloc_context(buffer, kStreamBufferBytes, 0, this, ReadCallback, nullptr,
                                 file.IsSeekable() ? SeekInputCallback : nullptr);
-  if (!context_) throw std::bad_alloc();
+  if (context_) return;
+  av_free(buffer);
+  throw std::bad_alloc();
 }
 
 LibavStream::LibavStream(OutputFile& file) : output_(&file) {
-  auto* const buffer = static_cast<std::uint8_t*>(av_malloc(kStreamBufferBytes));
+  std::uint8_t* const buffer = AllocateStreamBuffer();
   context_ = avio_alloc_context(buffer, kStreamBufferBytes, 1, this, nullptr, WriteCallback,
                                 file.IsSeekable() ? SeekOutputCallback : nullptr);
-  if (!context_) throw std::bad_alloc();
+  if (context_) return;
+  av_free(buffer);
+  throw std::bad_alloc();
 }
 
 LibavStream::~LibavStream() {

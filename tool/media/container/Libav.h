@@ -6,9 +6,11 @@
 /// What reader and writer of containers share: the container library's byte streams over our
 /// files, its messages, and its objects under unique ownership.
 
+#include <cerrno>
 #include <cstdint>
 #include <exception>
 #include <memory>
+#include <new>
 #include <optional>
 #include <span>
 #include <string>
@@ -31,6 +33,20 @@ void SetLibavMessages(bool verbose);
 /// Why a call of the container library failed: its last error message where it left one, else the
 /// words for the code `error`. Forgets the message.
 std::string ExplainLibavError(int error);
+
+/// Notices that calls of the container library ran out of memory, also where it goes on without
+/// what it could not allocate: title, index entry or description would be missing silently.
+/// Allocation functions leave it in errno, which successful calls do not change.
+class MemoryWatch {
+ public:
+  MemoryWatch() { errno = 0; }
+  /// Returns true if an allocation has failed on this thread since the construction.
+  bool IsShort() const { return errno == ENOMEM; }
+  /// @throws std::bad_alloc in that case
+  void Check() const {
+    if (IsShort()) throw std::bad_alloc();
+  }
+};
 
 struct PacketDeleter {
   void operator()(AVPacket* packet) const { av_packet_free(&packet); }

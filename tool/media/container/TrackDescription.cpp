@@ -85,6 +85,23 @@ ColourRange ToColourRange(AVColorRange range) {
   return ColourRange::Unknown;
 }
 
+std::optional<std::array<std::int32_t, 9>> FindDisplayMatrix(const AVStream& stream) {
+  std::array<std::int32_t, 9> matrix{};
+#if LIBAVFORMAT_VERSION_MAJOR < 61
+  std::size_t bytes = 0;
+  const void* const data = av_stream_get_side_data(&stream, AV_PKT_DATA_DISPLAYMATRIX, &bytes);
+#else
+  const AVCodecParameters& parameters = *stream.codecpar;
+  const AVPacketSideData* const side = av_packet_side_data_get(
+      parameters.coded_side_data, parameters.nb_coded_side_data, AV_PKT_DATA_DISPLAYMATRIX);
+  const void* const data = side ? side->data : nullptr;
+  const std::size_t bytes = side ? side->size : 0;
+#endif
+  if (!data || bytes < sizeof matrix) return std::nullopt;
+  std::memcpy(matrix.data(), data, sizeof matrix);
+  return matrix;
+}
+
 bool IsMatroska(const AVFormatContext& context) {
   return std::strstr(context.iformat->name, "matroska") != nullptr;
 }

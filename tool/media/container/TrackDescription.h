@@ -5,6 +5,8 @@
 /// @file
 /// What the container library knows of a video track, in our terms.
 
+#include <array>
+#include <cstdint>
 #include <optional>
 
 #include "format/StreamFormat.h"
@@ -21,6 +23,9 @@ bool IsValid(AVRational value);
 FieldOrder ToFieldOrder(AVFieldOrder order);
 
 ColourRange ToColourRange(AVColorRange range);
+
+/// Returns the matrix that turns the picture for display; nullopt if it is shown as it is.
+std::optional<std::array<std::int32_t, 9>> FindDisplayMatrix(const AVStream& stream);
 
 bool IsMatroska(const AVFormatContext& context);
 bool IsAvi(const AVFormatContext& context);

@@ -1,0 +1,250 @@
+// SPDX-License-Identifier: BSD-2-Clause
+#include "media/container/MuxerSetup.h"
+
+#include <algorithm>
+#include <cctype>
+#include <cstring>
+#include <memory>
+#include <new>
+#include <set>
+
+#include "media/container/PacketTag.h"
+
+extern "C" {
+#include <libavcodec/avcodec.h>
+#include <libavutil/dict.h>
+#include <libavutil/mem.h>
+#include <libavutil/pixfmt.h>
+}
+
+namespace vixprores {
+namespace {
+
+constexpr std::int64_t kCoarsestClock = 10000;  // ticks per second
+constexpr std::int64_t kFragmentMicroseconds = 500000;
+constexpr int kFirst444Profile = 4;
+
+bool IsMuxer(const AVFormatContext& context, const char* name) {
+  return std::strcmp(context.oformat->name, name) == 0;
+}
+
+// The muxer of .mov derives the meaning "lines of both fields interleaved" from the second value
+// of each pair, other muxers write the first.
+AVFieldOrder ToAvFieldOrder(FieldOrder order, bool isMov) {
+  switch (order) {
+    case FieldOrder::Progressive:
+      return AV_FIELD_PROGRESSIVE;
+    case FieldOrder::TopFirst:
+      return isMov ? AV_FIELD_TB : AV_FIELD_TT;
+    case FieldOrder::BottomFirst:
+      return isMov ? AV_FIELD_BT : AV_FIELD_BB;
+    default:
+      return AV_FIELD_UNKNOWN;
+  }
+}
+
+AVColorRange ToAvColorRange(ColourRange range) {
+  if (range == ColourRange::Limited) return AVCOL_RANGE_MPEG;
+  if (range == ColourRange::Full) return AVCOL_RANGE_JPEG;
+  return AVCOL_RANGE_UNSPECIFIED;
+}
+
+// Sets the tag always: muxers guess one, and take every ProRes variant for the same.
+void DescribeCodec(const StreamFormat& stream, const AVFormatContext& context,
+                   AVCodecParameters& parameters) {
+  parameters.codec_tag = stream.code;
+  if (const ProResVariant* variant = FindProResVariant(stream.code)) {
+    parameters.codec_id = AV_CODEC_ID_PRORES;
+    parameters.profile = variant->profile;
+    // The descriptor of an .mxf states subsampling and depth, by default 4:2:0 of 8 bits.
+    const bool is444 = stream.is444 || variant->profile >= kFirst444Profile;
+    if (IsMuxer(context, "mxf")) {
+      parameters.format = is444 ? AV_PIX_FMT_YUV444P12 : AV_PIX_FMT_YUV422P10;
+    }
+  } else if (stream.code == vix::kFourCC_V210) {
+    parameters.codec_id = AV_CODEC_ID_V210;
+    parameters.codec_tag = vix::MakeFourCC("v210");
+    parameters.bits_per_coded_sample = 20;
+  } else {
+    parameters.codec_id = AV_CODEC_ID_RAWVIDEO;
+    parameters.format = AV_PIX_FMT_UYVY422;
+    if (IsMuxer(context, "mov")) parameters.codec_tag = vix::MakeFourCC("2vuy");
+    parameters.bits_per_coded_sample = 16;
+  }
+}
+
+void DescribeVideo(const StreamFormat& stream, const AVFormatContext& context,
+                   AVCodecParameters& parameters) {
+  parameters.codec_type = AVMEDIA_TYPE_VIDEO;
+  DescribeCodec(stream, context, parameters);
+  parameters.width = static_cast<int>(stream.width);
+  parameters.height = static_cast<int>(stream.height);
+  parameters.sample_aspect_ratio = ToAvRational(stream.sampleAspect);
+  parameters.field_order = ToAvFieldOrder(stream.fieldOrder, IsMuxer(context, "mov"));
+  parameters.color_primaries = static_cast<AVColorPrimaries>(stream.colour.primaries);
+  parameters.color_trc = static_cast<AVColorTransferCharacteristic>(stream.colour.transfer);
+  parameters.color_space = static_cast<AVColorSpace>(stream.colour.matrix);
+  parameters.color_range = ToAvColorRange(stream.colour.range);
+}
+
+void Set(AVDictionary*& dictionary, const std::string& key, const std::string& value) {
+  if (value.empty()) return;
+  if (av_dict_set(&dictionary, key.c_str(), value.c_str(), 0) < 0) throw std::bad_alloc();
+}
+
+void SetDisplayMatrix(const StreamFormat& video, AVStream& stream) {
+  if (!video.displayMatrix) return;
+  constexpr std::size_t kBytes = sizeof *video.displayMatrix;
+#if LIBAVFORMAT_VERSION_MAJOR < 61
+  void* const data = av_stream_new_side_data(&stream, AV_PKT_DATA_DISPLAYMATRIX, kBytes);
+#else
+  AVCodecParameters& parameters = *stream.codecpar;
+  AVPacketSideData* const side =
+      av_packet_side_data_new(&parameters.coded_side_data, &parameters.nb_coded_side_data,
+                              AV_PKT_DATA_DISPLAYMATRIX, kBytes, 0);
+  void* const data = side ? side->data : nullptr;
+#endif
+  if (!data) throw std::bad_alloc();
+  std::memcpy(data, video.displayMatrix->data(), kBytes);
+}
+
+AVStream& AddStream(AVFormatContext& context) {
+  AVStream* const stream = avformat_new_stream(&context, nullptr);
+  if (!stream) throw std::bad_alloc();
+  return *stream;
+}
+
+// Sets timecode and reel name, which belong to the video track or to the movie.
+void SetLabels(const MovieContent& content, AVDictionary*& dictionary) {
+  if (content.timecode) Set(dictionary, "timecode", content.timecode->ToText());
+  const auto reel = content.metadata.find("reel_name");
+  if (reel != content.metadata.end()) Set(dictionary, "reel_name", reel->second);
+}
+
+void AddVideo(const MovieContent& content, AVFormatContext& context) {
+  const StreamFormat& video = content.video;
+  AVStream& stream = AddStream(context);
+  DescribeVideo(video, context, *stream.codecpar);
+  SetDisplayMatrix(video, stream);
+  stream.sample_aspect_ratio = ToAvRational(video.sampleAspect);
+  stream.avg_frame_rate = ToAvRational(video.rate);
+  stream.time_base = Invert(video.rate);
+  // Becomes the name of the compressor in the sample description.
+  const std::string ours = "vix " + DescribeCode(video.code);
+  Set(stream.metadata, "encoder", content.compressor.empty() ? ours : content.compressor);
+  SetLabels(content, stream.metadata);
+}
+
+// Returns true for what a container writes about a track by itself.
+bool IsOwnNote(const std::string& key) {
+  static const std::set<std::string> kOwn{"encoder", "vendor_id",        "DURATION",
+                                          "ENCODER", "timecode",         "duration",
+                                          "BPS",     "NUMBER_OF_FRAMES", "NUMBER_OF_BYTES"};
+  return kOwn.contains(key);
+}
+
+void AddSound(const SoundTrack& track, AVFormatContext& context) {
+  AVStream& stream = AddStream(context);
+  if (avcodec_parameters_copy(stream.codecpar, track.parameters.get()) < 0) throw std::bad_alloc();
+  stream.codecpar->codec_tag = 0;  // each container has its own
+  stream.time_base = {1, track.parameters->sample_rate};
+  for (const auto& [key, value] : track.metadata) {
+    if (!IsOwnNote(key)) Set(stream.metadata, key, value);
+  }
+}
+
+// A start behind time 0 is stated in ticks of this clock, whose default is too coarse for a frame.
+std::int64_t MovieClock(const StreamFormat& video) {
+  std::int64_t ticksPerSecond = video.rate.numerator;
+  while (ticksPerSecond < kCoarsestClock) ticksPerSecond *= 2;
+  return ticksPerSecond;
+}
+
+// @param flags of a .mov, a "+" between them; empty = none
+int WriteHeaderWith(AVFormatContext& muxer, const StreamFormat& video, const std::string& flags,
+                    bool isFragmented) {
+  const MemoryWatch memory;
+  AVDictionary* options = nullptr;
+  int result = av_dict_set_int(&options, "movie_timescale", MovieClock(video), 0);
+  if (result >= 0 && !flags.empty()) {
+    result = av_dict_set(&options, "movflags", flags.c_str(), 0);
+  }
+  if (result >= 0 && isFragmented) {
+    result = av_dict_set_int(&options, "frag_duration", kFragmentMicroseconds, 0);
+  }
+  if (result >= 0) result = avformat_write_header(&muxer, &options);
+  av_dict_free(&options);
+  memory.Check();
+  return result;
+}
+
+std::string ToLower(std::string text) {
+  std::ranges::transform(text, text.begin(),
+                         [](unsigned char letter) { return std::tolower(letter); });
+  return text;
+}
+
+// Returns true for metadata that a .mov holds under the names that every player knows. For any
+// other, all of it is written under the names that it has in the container library.
+bool IsPlainMovText(const Metadata::value_type& text) {
+  static const std::set<std::string> kPlain{"album",         "artist",   "comment", "copyright",
+                                            "creation_time", "date",     "genre",   "language",
+                                            "reel_name",     "timecode", "title"};
+  return kPlain.contains(ToLower(text.first));
+}
+
+void DropDynamicBuffer(AVIOContext* bytes) {
+  std::uint8_t* rest = nullptr;
+  avio_close_dyn_buf(bytes, &rest);
+  av_free(rest);
+}
+
+constexpr const char* kFragmentFlags = "empty_moov+default_base_moof";
+constexpr const char* kAllTexts = "use_metadata_tags";
+
+}  // namespace
+
+Muxer MakeMuxer(const std::string& name, const MovieContent& content) {
+  const MemoryWatch memory;
+  AVFormatContext* context = nullptr;
+  // By name, because the extension of a work file is not that of the output.
+  avformat_alloc_output_context2(&context, nullptr, name.c_str(), nullptr);
+  if (!context) throw std::bad_alloc();
+  Muxer muxer(context);
+  AddVideo(content, *context);
+  for (const SoundTrack& track : content.sound) AddSound(track, *context);
+  for (const auto& [key, value] : content.metadata) {
+    if (key != "reel_name") Set(context->metadata, key, value);
+  }
+  memory.Check();
+  return muxer;
+}
+
+int WriteHeader(AVFormatContext& muxer, const MovieContent& content, bool isFragmented) {
+  std::string flags = isFragmented ? kFragmentFlags : "";
+  // Where all texts have a name that players know, they get that name.
+  if (IsMuxer(muxer, "mov") && !std::ranges::all_of(content.metadata, IsPlainMovText)) {
+    flags += (flags.empty() ? "" : "+") + std::string(kAllTexts);
+  }
+  return WriteHeaderWith(muxer, content.video, flags, isFragmented);
+}
+
+std::vector<std::uint8_t> DescribeMovie(const MovieContent& content) {
+  const Muxer muxer = MakeMuxer("mov", content);
+  Set(muxer->metadata, kRateNote, Describe(content.video.rate));
+  // As texts too: tracks of timecode consist of media.
+  SetLabels(content, muxer->metadata);
+  if (avio_open_dyn_buf(&muxer->pb) < 0) throw std::bad_alloc();
+  const std::unique_ptr<AVIOContext, decltype(&DropDynamicBuffer)> owner(muxer->pb,
+                                                                         DropDynamicBuffer);
+  const int result =
+      WriteHeaderWith(*muxer, content.video, std::string(kFragmentFlags) + "+" + kAllTexts, true);
+  if (result < 0) return {};
+  const MemoryWatch memory;
+  std::uint8_t* bytes = nullptr;
+  const int size = avio_get_dyn_buf(muxer->pb, &bytes);
+  memory.Check();
+  return {bytes, bytes + size};
+}
+
+}  // namespace vixprores
