@@ -132,5 +132,23 @@ TEST(SetMovSoundLanguages, WritesThreeLettersIntoSoundTracksOnly) {
             after);
 }
 
+std::optional<std::int64_t> BrokenAtomOf(const std::string& contents) {
+  const ScratchFolder folder;
+  WriteText(folder / "a.mov", contents);
+  return FindBrokenAtom(InputFile(folder / "a.mov"));
+}
+
+TEST(FindBrokenAtom, FindsTheFirstAtomThatIsDamagedOrCut) {
+  const std::string start = Atom("ftyp", "qt  ") + LongAtom("mdat", "frames");
+  const auto end = static_cast<std::int64_t>(start.size());
+  EXPECT_EQ(BrokenAtomOf(start), std::nullopt);
+  EXPECT_EQ(BrokenAtomOf(start + BigEndian(0, 4) + "moofup to the end"), std::nullopt);
+  EXPECT_EQ(BrokenAtomOf(start + BigEndian(100, 4) + "moof"), end);
+  EXPECT_EQ(BrokenAtomOf(start + BigEndian(7, 4) + "moof"), end);
+  EXPECT_EQ(BrokenAtomOf(start + BigEndian(8, 4) + std::string("mo\0f", 4)), end);
+  EXPECT_EQ(BrokenAtomOf(start + BigEndian(1, 4) + "moof" + BigEndian(UINT64_MAX, 8)), end);
+  EXPECT_EQ(BrokenAtomOf(start + "cut"), end);
+}
+
 }  // namespace
 }  // namespace vixprores

@@ -50,9 +50,10 @@ std::string Describe(const SoundDamage& damage) {
   const std::string track = "sound track " + std::to_string(damage.track + 1);
   const std::string length = std::to_string(std::llround(damage.seconds * 1000)) + " ms";
   const std::string time = " at " + ToClockText(damage.begin);
-  return damage.kind == SoundDamage::Kind::Missing
-             ? track + " lacks " + length + time
-             : track + " has " + length + time + " that are not what was written";
+  if (damage.kind == SoundDamage::Kind::Missing) return track + " lacks " + length + time;
+  return track + " has " + length + time +
+         (damage.treatment == SoundDamage::Treatment::LeftOut ? " that are out of order"
+                                                              : " that are not what was written");
 }
 
 const char* ToWord(SoundDamage::Treatment treatment) {
@@ -61,6 +62,8 @@ const char* ToWord(SoundDamage::Treatment treatment) {
       return "kept as they are";
     case SoundDamage::Treatment::Silenced:
       return "filled with silence";
+    case SoundDamage::Treatment::LeftOut:
+      return "left out";
     default:
       return "with nothing in their place";
   }

@@ -40,7 +40,7 @@ struct SoundTrack {
 /// A stretch of a sound track that was altered or is missing.
 struct SoundDamage {
   enum class Kind { Altered, Missing };
-  enum class Treatment { Kept, Silenced, ClosedUp };
+  enum class Treatment { Kept, Silenced, ClosedUp, LeftOut };
 
   Kind kind = Kind::Missing;
   Treatment treatment = Treatment::ClosedUp;  ///< in copies of the track

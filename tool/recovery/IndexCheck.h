@@ -9,11 +9,12 @@
 
 namespace vixprores {
 
-/// What the index of a .mov of this program has lost, by the packet tags (PacketTag.h) that stand
-/// beside it: packets, tracks, timecode and metadata. Each is a few words to go behind "index: ".
-/// Empty for a whole index, and for files without tags, where nothing is known of it.
+/// Returns what the index of a .mov of this program has lost, compared with its packet tags
+/// (PacketTag.h): packets, tracks, timecode and metadata. Each is a few words to follow "index: ".
+/// Empty for a complete index, and for files without tags. Reads no more than the index if it leads
+/// to all packets; else also the tags.
 /// @param reader of the same file, by its index
-/// @throws Failure, Interrupted when the file cannot be read
+/// @throws Failure, Interrupted if the file cannot be read
 std::vector<std::string> FindIndexFaults(const std::string& input, FrameReader& reader);
 
 /// Returns "index: FAULT" and what to do about it.

@@ -19,7 +19,7 @@ ScanReader::ScanReader(std::unique_ptr<InputFile> file, const HeaderDemands& dem
   StreamFormat& format = description_.format = FormatOf(*header);
   if (rate) format.rate = *rate;
   if (format.rate.numerator == 0) {
-    throw Failure(name + ": its frames do not tell their rate; give it with --rate");
+    throw Failure(name + ": the frame rate is unknown; set it with --rate");
   }
 }
 
@@ -28,7 +28,7 @@ std::string ScanReader::GetEndNote() const {
   if (!isAtEnd_ || skipped.bytes == 0) return {};
   return "no frame was found in " + Count(skipped.bytes, "byte") + " in " +
          Count(skipped.places, "place") + ", the largest of " + Count(skipped.largest, "byte") +
-         " from byte " + std::to_string(skipped.largestBegin) + " on";
+         " at byte " + std::to_string(skipped.largestBegin);
 }
 
 std::optional<NumberedFrame> ScanReader::Read() {

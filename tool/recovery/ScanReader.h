@@ -8,8 +8,7 @@
 
 namespace vixprores {
 
-/// Reads the ProRes frames of any bytes, found by what they look like. Which variant they are is
-/// not known: the code stays 0.
+/// Reads the ProRes frames in any bytes (FrameScanner). Their variant is unknown: the code stays 0.
 class ScanReader : public FrameReader {
  public:
   /// @param rate of the frames; nullopt = as their headers state
@@ -25,7 +24,7 @@ class ScanReader : public FrameReader {
  private:
   FrameScanner scanner_;
   HeaderDemands demands_;
-  std::optional<FoundFrame> first_;  ///< until Read() hands it out
+  std::optional<FoundFrame> first_;  ///< until Read() returns it
   std::int64_t framesRead_ = 0;
   bool isAtEnd_ = false;
 };

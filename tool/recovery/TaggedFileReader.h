@@ -2,82 +2,83 @@
 #ifndef TOOL_RECOVERY_TAGGEDFILEREADER_H
 #define TOOL_RECOVERY_TAGGEDFILEREADER_H
 
+#include <algorithm>
+#include <cstdint>
 #include <memory>
 #include <optional>
+#include <span>
 #include <vector>
 
 #include "format/FramePlace.h"
-#include "media/FrameReader.h"
+#include "format/MovieContent.h"
 #include "media/InputFile.h"
 #include "media/container/PacketTag.h"
-#include "media/sound/SideTracks.h"
+#include "media/sound/SoundCutter.h"
 #include "media/sound/SoundWatch.h"
+#include "vix/Buffers.h"
 
 namespace vixprores {
 
-/// A packet that was passed over.
-struct TaggedPacket {
-  PacketTag tag;
-  std::int64_t offset = 0;  ///< of its first byte, in the file
-};
+/// Reads the description of the tracks in front of the tagged packets of a .mov.
+/// @throws Failure if it is missing or damaged
+MovieContent ReadTaggedDescription(const InputFile& file);
 
-/// Frames that Read() does not give.
+/// Frames of a tagged file that cannot be used.
 struct LostFrames {
   FramePlace place;
   const char* what;  ///< is wrong with them
 };
 
-/// Reads a .mov of this program by its packet tags alone, without an index: what a run left that
-/// was killed, or a file whose index is damaged. Frames that are not what was written, and what is
-/// cut off at the end, are left out and counted; damaged sound is counted and kept.
-class TaggedFileReader : public FrameReader, private SideTracks {
+/// What stands next in a tagged file: a frame or some sound.
+struct TaggedItem {
+  std::shared_ptr<vix::IBuffer> frame;  ///< null for sound, and behind the last packet
+  std::int64_t time = 0;                ///< of the frame, in frames
+  std::vector<LostFrames> lost;         ///< between the last frame and this one
+  std::vector<SoundPacket> sound;       ///< on a clock of samples
+};
+
+/// Reads a .mov of this program by its packet tags alone, without an index: what a killed run left,
+/// or a file whose index is damaged. Frames that differ from what was written, and frames whose
+/// times do not follow each other, are left out and listed; damaged sound is kept and listed, sound
+/// that is out of order is left out and listed. Used by one thread.
+class TaggedFileReader {
  public:
-  /// True when the file can be gone back in and its first tag, with the description of the tracks,
-  /// is there.
-  static bool CanRead(InputFile& file);
-
-  /// True when the first undamaged tag, near the start, is that of a packet.
-  static bool LacksDescription(InputFile& file);
-
-  /// Refuses, with a Failure, what CanRead() does not find readable.
+  /// @throws Failure if the file has no readable description (ReadTaggedDescription)
   explicit TaggedFileReader(std::unique_ptr<InputFile> file);
 
-  bool ReadsFrom(const std::string& path) const override { return file_->IsSameFile(path); }
-  SideTracks* GetSideTracks() override { return this; }
-  /// The number of a frame is its time: lost frames are counted.
-  std::optional<NumberedFrame> Read() override;
-
-  /// Goes behind the next packet, of video or of sound, without a look at it; none at the end.
-  std::optional<TaggedPacket> PassPacket();
-  /// What the times in the tags of that track count, in seconds; 0 where there is no such track.
-  double GetTick(std::uint32_t track) const;
-  /// Frames that were passed over because they are damaged or missing, by their times.
-  const std::vector<LostFrames>& GetLostFrames() const { return lostFrames_; }
-  const std::vector<SoundDamage>& GetSoundDamage() const override {
-    return soundWatch_.GetDamage();
-  }
-  /// Name of the compressor and code of the vendor that the file was written with.
-  const std::string& GetCompressor() const { return compressor_; }
+  const InputFile& GetFile() const { return *file_; }
+  const MovieContent& GetContent() const { return content_; }
+  /// Returns the next frame or sound. Returns neither, once, with the frames that are lost behind
+  /// the last one; then nullopt.
+  /// @throws Interrupted if the user asked to stop
+  std::optional<TaggedItem> Read();
+  const std::vector<SoundDamage>& GetSoundDamage() const { return soundWatch_.GetDamage(); }
 
  private:
-  const std::vector<SoundTrack>& GetSound() const override { return sound_; }
-  void SelectSound(const std::vector<std::size_t>& places) override;
-  std::vector<SoundPacket> TakeSound() override;
-  std::vector<SoundPacket> ReadSoundUntil(std::int64_t time, AVRational tick) override;
+  /// Where a track stands, in ticks of its packets' times.
+  struct Clock {
+    std::int64_t next;     ///< earliest time of the next packet
+    std::int64_t longest;  ///< distance of two packets that containers can express
 
-  void ReadDescription();
-  std::optional<PacketTag> NextTag();
-  void NoteLost(std::int64_t time, std::int64_t count, std::optional<std::int64_t> offset);
-  bool ReadPacket(const PacketTag& tag, std::span<std::uint8_t> bytes);
-  void KeepSound(const PacketTag& tag);
+    bool Takes(std::int64_t time) const {
+      return time >= next && time <= std::max<std::int64_t>(next, 0) + longest;
+    }
+  };
+
+  bool ReadPacket(const TagScanner::FoundTag& found, std::span<std::uint8_t> bytes) const;
+  void ReadFrame(const TagScanner::FoundTag& found, TaggedItem& item);
+  void ReadSound(const TagScanner::FoundTag& found, TaggedItem& item);
+  void NoteLost(const FramePlace& place, const char* what);
 
   std::unique_ptr<InputFile> file_;
-  std::string compressor_;
-  std::vector<SoundTrack> sound_;
-  std::vector<std::size_t> placeOf_;  ///< in sound_, by the place in the file; SIZE_MAX = not taken
-  std::vector<SoundPacket> waiting_;
-  std::int64_t nextTime_ = 0;  ///< behind the last frame that was met
-  std::vector<LostFrames> lostFrames_;
+  MovieContent content_;
+  TagScanner tags_;
+  bool isAtEnd_ = false;
+  bool isComplete_ = true;  ///< no bytes had to be skipped so far
+  Clock frames_;
+  std::vector<LostFrames> lost_;
+  std::vector<Clock> soundClocks_;
+  std::vector<SoundCutter> cutters_;
   SoundWatch soundWatch_;
 };
 

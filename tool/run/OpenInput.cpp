@@ -9,10 +9,10 @@
 #include "base/Errors.h"
 #include "format/Y4mHeader.h"
 #include "media/InputFile.h"
+#include "media/container/PacketTag.h"
 #include "media/container/RawContainerReader.h"
 #include "media/raw/Y4mReader.h"
 #include "recovery/ScanReader.h"
-#include "recovery/TaggedFileReader.h"
 
 namespace vixprores {
 namespace {
@@ -42,7 +42,7 @@ std::string AdviceFor(const std::string& path) {
   InputFile file(path);
   // Frames in Matroska have no prefix by which a scan would find them.
   if (std::ranges::equal(file.Peek(kMatroskaMagic.size()), kMatroskaMagic)) return {};
-  return TaggedFileReader::CanRead(file)
+  return HasPacketTags(file)
              ? "; 'vixprores recover' makes a file with a whole index, --scan finds frames without "
                "it"
              : "; --scan finds frames without it";

@@ -113,7 +113,23 @@ class WholeFiles(ToolTest):
 
     def test_recovering_a_whole_file_gives_the_same_file(self):
         result = self.succeed("recover", self.whole, self.out)
-        self.assertIn(f"\n{self.whole} is kept; it can be removed ", result.stderr)
+        self.assertIn(f"\n{self.whole} is kept; remove it once ", result.stderr)
+        self.assert_same_bytes(self.out.read_bytes(), self.whole.read_bytes())
+
+    def test_an_mxf_that_would_be_wrong_is_refused(self):
+        self.fail_with(1, ["interlaced", "choose .mov or .mkv"], "recover", self.whole,
+                       self.path("out.mxf"))
+
+    def test_what_the_output_cannot_keep_is_named(self):
+        self.succeed("encode", "--overwrite", "--fields", "progressive", self.clip, self.whole)
+        result = self.succeed("recover", self.whole, self.path("out.mxf"))
+        self.assertIn("cannot keep the metadata (title)", result.stderr)
+
+    def test_a_start_behind_time_0_is_no_loss(self):
+        make_movie(self.clip, "-output_ts_offset", "0.4")
+        self.succeed("encode", "--overwrite", self.clip, self.whole)
+        report = json.loads(self.succeed("recover", "--json", self.whole, self.out).stdout)
+        self.assertEqual((report["frames"], report.get("damage", [])), (25, []))
         self.assert_same_bytes(self.out.read_bytes(), self.whole.read_bytes())
 
     def test_a_damaged_index_does_not_matter(self):
@@ -186,7 +202,7 @@ class WholeFiles(ToolTest):
         self.assert_same_bytes(now, was[:begin] + bytes(length) + was[begin + length:])
 
     def test_what_is_no_file_of_ours_is_refused(self):
-        self.fail_with(1, [self.clip, "is no .mov that this program began to write to a file"], "recover",
+        self.fail_with(1, [self.clip, "is not a .mov that this program began to write to a file"], "recover",
                        self.clip, self.out)
         empty = self.path("empty.mov")
         empty.write_bytes(b"")

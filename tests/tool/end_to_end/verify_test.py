@@ -232,9 +232,9 @@ class Index(VerifyTest):
         tracks = self.places(b"trak")
         self.overwrite(self.encoded, tracks[1], b"junk")
         self.assertEqual(self.faults(),
-                         [f"does not know sound track 1: {self.packets[2]} packets"])
+                         [f"lacks sound track 1: {self.packets[2]} packets"])
         self.overwrite(self.encoded, tracks[2], b"junk")
-        self.assertEqual(self.faults(), [f"does not know sound track {number}: {count} packets"
+        self.assertEqual(self.faults(), [f"lacks sound track {number}: {count} packets"
                                          for number, count in enumerate(self.packets[2:], 1)])
 
     def test_redirected_input(self):
@@ -244,7 +244,7 @@ class Index(VerifyTest):
         with open(self.encoded, "rb") as broken:
             result = run("verify", "-", stdin=broken)
         self.assertEqual(result.returncode, 1)
-        self.assertIn("standard input: index: does not know sound track 1", result.stdout)
+        self.assertIn("standard input: index: lacks sound track 1", result.stdout)
 
     def test_a_lost_timecode(self):
         for damage in ("tmcd", "place"):
@@ -313,7 +313,7 @@ class Index(VerifyTest):
                 self.overwrite(self.encoded, place + offset, b"\xee")
                 file = self.verify_one(1, self.encoded)
                 self.assertEqual((file["frames"], file["damagedFrames"]), (25, 0))
-                self.assertIn("description of its tracks", file["error"])
+                self.assertIn("description of the tracks", file["error"])
 
     def test_packets_that_another_program_moved_are_not_damaged(self):
         room = struct.pack(">I4s", 5000, b"free") + bytes(4992)
@@ -356,7 +356,7 @@ class Scan(VerifyTest):
         self.assertEqual(report["rate"], "50")
         make_v210(self.clip, rate="15", frames=FRAMES)
         self.succeed("encode", "--overwrite", self.clip, self.encoded)
-        self.fail_with(1, ["do not tell their rate", "--rate"], "decode", "--scan", self.encoded,
+        self.fail_with(1, ["frame rate is unknown", "--rate"], "decode", "--scan", self.encoded,
                        self.path("other.mov"))
         self.succeed("decode", "--scan", "--rate", "15", self.encoded, self.path("other.mov"))
 
@@ -372,8 +372,8 @@ class Scan(VerifyTest):
         frames = mini_mov.samples(self.encoded)
         pieces = self.path("pieces")
         pieces.write_bytes(frames[0] + bytes(1000) + frames[1] + b"x" * 70 + frames[2])
-        note = ("no frame was found in 1070 bytes in 2 places, the largest of 1000 bytes from byte "
-                f"{len(frames[0])} on")
+        note = ("no frame was found in 1070 bytes in 2 places, the largest of 1000 bytes at byte "
+                f"{len(frames[0])}")
         self.assertEqual(self.verify_one(0, "--scan", pieces)["note"], note)
         page = self.path("page.html")
         for command in ("verify", "inspect"):

@@ -1,9 +1,9 @@
 // SPDX-License-Identifier: BSD-2-Clause
 #include "media/container/MovFile.h"
 
+#include <algorithm>
 #include <array>
-#include <cstdint>
-#include <optional>
+#include <cctype>
 #include <span>
 
 #include "base/Errors.h"
@@ -14,14 +14,7 @@ namespace {
 
 using vix::MakeFourCC;
 
-// An atom of the file: 32-bit size and type, or size 1, type and 64-bit size; then its contents.
-struct Atom {
-  vix::FourCC type;
-  std::int64_t contents;  ///< position of the first byte behind size and type
-  std::int64_t end;       ///< position behind the last byte
-};
-
-// The way to the sample descriptions.
+// The path to the sample descriptions.
 constexpr vix::FourCC kPath[] = {MakeFourCC("moov"), MakeFourCC("trak"), MakeFourCC("mdia"),
                                  MakeFourCC("minf"), MakeFourCC("stbl"), MakeFourCC("stsd")};
 constexpr std::int64_t kDescriptionsHeader = 8;  // of "stsd": version, flags and count
@@ -31,21 +24,37 @@ vix::FourCC ReadType(const std::uint8_t* bytes) {
   return __builtin_bswap32(prores::ReadU32(bytes));
 }
 
-std::optional<Atom> ReadAtom(const OutputFile& file, std::int64_t position) {
-  std::array<std::uint8_t, 16> bytes{};
-  const std::size_t found = file.ReadAt(position, bytes);
-  if (found < 8) return std::nullopt;
-  const bool isLong = prores::ReadU32(bytes.data()) == 1;
-  const auto size = isLong && found == bytes.size()
-                        ? static_cast<std::int64_t>(prores::ReadU64(bytes.data() + 8))
-                        : std::int64_t{prores::ReadU32(bytes.data())};
-  const std::int64_t header = isLong ? 16 : 8;
-  if (size < header) return std::nullopt;
-  return Atom{ReadType(bytes.data() + 4), position + header, position + size};
+std::int64_t SizeOf(const InputFile& file) {
+  return file.GetSize().value_or(0);
+}
+std::int64_t SizeOf(const OutputFile& file) {
+  return file.GetSize();
 }
 
-std::optional<Atom> FindAtom(const OutputFile& file, vix::FourCC type, std::int64_t position,
-                             std::int64_t end) {
+template <typename File>
+std::optional<MovAtom> ReadAtomOf(const File& file, std::int64_t position) {
+  std::array<std::uint8_t, 16> bytes{};
+  const std::size_t found = file.ReadAt(position, bytes);
+  const auto isPrintable = [](std::uint8_t byte) { return std::isprint(byte) != 0; };
+  if (found < 8 || !std::all_of(bytes.begin() + 4, bytes.begin() + 8, isPrintable)) {
+    return std::nullopt;
+  }
+  std::uint64_t size = prores::ReadU32(bytes.data());
+  std::int64_t header = 8;
+  if (size == 1) {
+    header = 16;
+    size = found == bytes.size() ? prores::ReadU64(bytes.data() + 8) : 0;
+  } else if (size == 0) {  // up to the end
+    size = static_cast<std::uint64_t>(SizeOf(file) - position);
+  }
+  const auto most = static_cast<std::uint64_t>(INT64_MAX - position);
+  if (size < static_cast<std::uint64_t>(header) || size > most) return std::nullopt;
+  return MovAtom{ReadType(bytes.data() + 4), position + header,
+                 position + static_cast<std::int64_t>(size)};
+}
+
+std::optional<MovAtom> FindAtom(const OutputFile& file, vix::FourCC type, std::int64_t position,
+                                std::int64_t end) {
   while (position < end) {
     const auto atom = ReadAtom(file, position);
     if (!atom || atom->type == type) return atom;
@@ -54,13 +63,9 @@ std::optional<Atom> FindAtom(const OutputFile& file, vix::FourCC type, std::int6
   return std::nullopt;
 }
 
-}  // namespace
-
-namespace {
-
-// The atom on that way from inside `start` on.
-std::optional<Atom> Follow(const OutputFile& file, std::optional<Atom> start,
-                           std::span<const vix::FourCC> path) {
+// Returns the atom at the end of a path from inside `start` on.
+std::optional<MovAtom> Follow(const OutputFile& file, std::optional<MovAtom> start,
+                              std::span<const vix::FourCC> path) {
   for (const vix::FourCC type : path) {
     if (start) start = FindAtom(file, type, start->contents, start->end);
   }
@@ -72,7 +77,7 @@ void WriteAt(OutputFile& file, std::int64_t position, std::span<const std::uint8
   file.Write(bytes);
 }
 
-// Three letters of five bits each; 0 for what is no language.
+// Packs three letters into five bits each. Returns 0 unless the text is a language.
 std::uint16_t PackLanguage(const std::string& language) {
   if (language.size() != 3) return 0;
   unsigned packed = 0;
@@ -85,10 +90,28 @@ std::uint16_t PackLanguage(const std::string& language) {
 
 }  // namespace
 
+std::optional<MovAtom> ReadAtom(const InputFile& file, std::int64_t position) {
+  return ReadAtomOf(file, position);
+}
+
+std::optional<MovAtom> ReadAtom(const OutputFile& file, std::int64_t position) {
+  return ReadAtomOf(file, position);
+}
+
+std::optional<std::int64_t> FindBrokenAtom(const InputFile& file) {
+  const std::int64_t end = SizeOf(file);
+  for (std::int64_t position = 0; position < end;) {
+    const auto atom = ReadAtom(file, position);
+    if (!atom || atom->end > end) return position;
+    position = atom->end;
+  }
+  return std::nullopt;
+}
+
 void SetMovVendor(OutputFile& file, vix::FourCC sampleEntry, vix::FourCC vendor) {
-  auto atom = Follow(file, Atom{0, 0, file.GetSize()}, kPath);
+  auto atom = Follow(file, MovAtom{0, 0, file.GetSize()}, kPath);
   if (atom) atom = FindAtom(file, sampleEntry, atom->contents + kDescriptionsHeader, atom->end);
-  if (!atom) throw Failure(file.GetName() + ": the index just written cannot be found");
+  if (!atom) throw Failure(file.GetName() + ": cannot find the index that was just written");
 
   std::array<std::uint8_t, 4> bytes{};
   prores::WriteU32(bytes.data(), __builtin_bswap32(vendor));
@@ -96,12 +119,12 @@ void SetMovVendor(OutputFile& file, vix::FourCC sampleEntry, vix::FourCC vendor)
 }
 
 void SetMovMediaEnd(OutputFile& file, std::int64_t index) {
-  // The library keeps eight bytes free in front of the media data for a size of 64 bits.
+  // The library reserves eight bytes in front of the media data for a size of 64 bits.
   const auto spare = FindAtom(file, MakeFourCC("wide"), 0, index);
   const auto media = FindAtom(file, MakeFourCC("mdat"), 0, index);
   const bool isShort = spare && media && media->contents == spare->contents + 8;
   if (!media || (!isShort && media->contents < 16)) {
-    throw Failure(file.GetName() + ": the media just written cannot be found");
+    throw Failure(file.GetName() + ": cannot find the media that was just written");
   }
   const std::int64_t atom = media->contents - 8;  // of a short header
   if (index - atom <= UINT32_MAX && isShort) {

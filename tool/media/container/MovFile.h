@@ -3,27 +3,45 @@
 #define TOOL_MEDIA_CONTAINER_MOVFILE_H
 
 /// @file
-/// Changes to a .mov that the container library has just completed, where it writes something else
-/// than it was told, or knows less.
+/// The atoms of a .mov, and what is changed in one that the container library has just completed,
+/// where the library cannot write what it was given.
 
+#include <cstdint>
+#include <optional>
 #include <string>
 #include <vector>
 
+#include "media/InputFile.h"
 #include "media/OutputFile.h"
 #include "vix/Types.h"
 
 namespace vixprores {
 
+/// An atom of a .mov: 32-bit size and type, or size 1, type and 64-bit size; then its contents.
+struct MovAtom {
+  vix::FourCC type = 0;
+  std::int64_t contents = 0;  ///< position of the first byte behind size and type
+  std::int64_t end = 0;       ///< position behind the last byte, by the size in the header
+};
+
+/// Returns the atom at a position of a seekable file; nullopt if there is none.
+std::optional<MovAtom> ReadAtom(const InputFile& file, std::int64_t position);
+std::optional<MovAtom> ReadAtom(const OutputFile& file, std::int64_t position);
+
+/// Returns the position of the first atom of a file that is damaged or truncated; nullopt if all
+/// atoms are complete.
+std::optional<std::int64_t> FindBrokenAtom(const InputFile& file);
+
 /// Writes `vendor` into the first sample description of type `sampleEntry`, where the container
-/// library always puts its own. A file without one is a Failure.
+/// library always writes its own. Throws a Failure if there is none.
 void SetMovVendor(OutputFile& file, vix::FourCC sampleEntry, vix::FourCC vendor);
 
-/// Makes the media data reach up to the index, which starts at `index`: the library counts only
-/// the packets that it wrote. What is not laid out as the library does it is a Failure.
+/// Extends the media data up to the index, which starts at `index`: the library counts only the
+/// packets that it wrote. Throws a Failure unless the file is laid out as the library does it.
 void SetMovMediaEnd(OutputFile& file, std::int64_t index);
 
-/// Gives the sound tracks their languages, of which the library only knows those of the first
-/// Macintosh: three letters each (ISO 639-2), anything else is passed over.
+/// Sets the languages of the sound tracks: three letters each (ISO 639-2), anything else is
+/// ignored. The library writes only the languages of the first Macintosh.
 void SetMovSoundLanguages(OutputFile& file, const std::vector<std::string>& languages);
 
 }  // namespace vixprores

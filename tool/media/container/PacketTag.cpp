@@ -2,16 +2,22 @@
 #include "media/container/PacketTag.h"
 
 #include <algorithm>
+#include <cstring>
 
 #define XXH_INLINE_ALL
 #include <xxhash.h>
 
+#include "base/Errors.h"
+#include "base/Interrupt.h"
 #include "bitstream/BigEndian.h"
 
 namespace vixprores {
 namespace {
 
 constexpr std::size_t kHashedBytes = 40;
+constexpr std::size_t kBlockBytes = std::size_t{1} << 20;
+// The description stands behind a few short atoms.
+constexpr std::int64_t kLatestFirstTag = std::int64_t{1} << 16;
 
 }  // namespace
 
@@ -43,6 +49,62 @@ std::optional<PacketTag> ReadPacketTag(std::span<const std::uint8_t> bytes) {
                    static_cast<std::int64_t>(prores::ReadU64(bytes.data() + 16)),
                    static_cast<std::int64_t>(prores::ReadU64(bytes.data() + 24)),
                    prores::ReadU64(bytes.data() + 32)};
+}
+
+// Returns at least `bytes` bytes at the position, unless the file ends before. Reads `ahead` bytes
+// at once where they have to be read.
+std::span<const std::uint8_t> TagScanner::Load(std::size_t bytes, std::size_t ahead) {
+  const std::int64_t blockEnd = blockBegin_ + std::ssize(block_);
+  if (position_ < blockBegin_ || position_ + static_cast<std::int64_t>(bytes) > blockEnd) {
+    if (InterruptRequested()) throw Interrupted();
+    block_.resize(ahead);
+    block_.resize(file_.ReadAt(position_, block_));
+    blockBegin_ = position_;
+  }
+  return std::span(block_).subspan(static_cast<std::size_t>(position_ - blockBegin_));
+}
+
+// Moves to the next mark in front of `end`.
+bool TagScanner::FindMark(std::int64_t end) {
+  constexpr std::size_t kMarkBytes = PacketTag::kMark.size();
+  while (position_ < end) {
+    const auto bytes = Load(kMarkBytes, kBlockBytes);
+    if (bytes.size() < kMarkBytes) return false;
+    const auto* const found = static_cast<const std::uint8_t*>(
+        memmem(bytes.data(), bytes.size(), PacketTag::kMark.data(), kMarkBytes));
+    if (found) {
+      position_ += found - bytes.data();
+      return position_ < end;
+    }
+    position_ += static_cast<std::int64_t>(bytes.size() - kMarkBytes + 1);
+  }
+  return false;
+}
+
+std::optional<TagScanner::FoundTag> TagScanner::Next(std::int64_t end) {
+  const std::int64_t size = file_.GetSize().value_or(0);
+  std::size_t ahead = PacketTag::kBytes;  // tags stand behind packets, whose bytes are of no use
+  while (position_ < std::min(end, size)) {
+    const auto tag = ReadPacketTag(Load(PacketTag::kBytes, ahead));
+    const std::int64_t packet = position_ + static_cast<std::int64_t>(PacketTag::kBytes);
+    if (tag && tag->packetBytes <= std::min<std::int64_t>(INT32_MAX, size - packet)) {
+      position_ = packet + tag->packetBytes;
+      return FoundTag{*tag, packet, ahead == PacketTag::kBytes};
+    }
+    ++position_;  // a damaged packet, a cut one, or the index
+    ahead = kBlockBytes;
+    if (!FindMark(end)) return std::nullopt;
+  }
+  return std::nullopt;
+}
+
+std::optional<TagScanner::FoundTag> FindFirstTag(const InputFile& file) {
+  return file.IsSeekable() ? TagScanner(file).Next(kLatestFirstTag) : std::nullopt;
+}
+
+bool HasPacketTags(const InputFile& file) {
+  const auto first = FindFirstTag(file);
+  return first && first->tag.track == PacketTag::kDescription;
 }
 
 }  // namespace vixprores

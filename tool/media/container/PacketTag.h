@@ -3,17 +3,17 @@
 #define TOOL_MEDIA_CONTAINER_PACKETTAG_H
 
 /// @file
-/// Tags in front of the packets of a .mov that this program writes. They lie in the media data
-/// between the packets, where no index points, so that players pass over them. With them the file
-/// tells what is in it before it has an index, and whether what is in it is still what was written.
+/// Tags in front of the packets of every .mov that this program writes to a file. They lie in the
+/// media data between the packets, where no index points, so players skip them. They make a file
+/// readable before it has an index, and show whether a packet still is what was written.
 ///
-/// The first tag is that of the description: a movie without media that holds the tracks. The tags
-/// of packets follow, each directly before its packet. Integers are big-endian:
+/// The first tag belongs to the description: a movie without media that holds the tracks. The tags
+/// of packets follow, each directly in front of its packet. Integers are big-endian:
 ///
 /// | bytes | |
 /// |---|---|
 /// | 8 | the mark |
-/// | 4 | track: 0 = the description, 1 = video, 2 and more = sound tracks in their order |
+/// | 4 | track: 0 = the description, 1 = video, 2 and above = sound tracks in their order |
 /// | 4 | bytes of the packet |
 /// | 8 | time of the packet in ticks of its track (1 / frames per second, 1 / samples per second) |
 /// | 8 | its duration in the same ticks |
@@ -25,6 +25,9 @@
 #include <cstdint>
 #include <optional>
 #include <span>
+#include <vector>
+
+#include "media/InputFile.h"
 
 namespace vixprores {
 
@@ -48,13 +51,49 @@ struct PacketTag {
 /// without frames has no other place.
 inline constexpr const char* kRateNote = "vix_rate";
 
-/// The number by which a change of `bytes` shows.
+/// Returns the checksum of a packet for its tag.
 std::uint64_t HashPacket(std::span<const std::uint8_t> bytes);
 
 std::array<std::uint8_t, PacketTag::kBytes> WritePacketTag(const PacketTag& tag);
 
-/// The tag at the start of `bytes`; none where there is no undamaged one.
+/// Returns the tag at the start of `bytes`; nullopt if there is none, or a damaged one.
 std::optional<PacketTag> ReadPacketTag(std::span<const std::uint8_t> bytes);
+
+/// Finds the undamaged tags of a seekable file, front to back. Leaves the file's read position
+/// alone. Takes time in proportion to the bytes that it reads: those of the tags, and of all that
+/// is neither a tag nor a packet behind one.
+class TagScanner {
+ public:
+  struct FoundTag {
+    PacketTag tag;
+    std::int64_t packet = 0;     ///< offset of the first byte behind the tag
+    bool followsPacket = false;  ///< no bytes were skipped to find the tag
+  };
+
+  explicit TagScanner(const InputFile& file, std::int64_t position = 0)
+      : file_(file), position_(position) {}
+
+  /// Returns the next tag that starts in front of `end`, and continues behind its packet. Skips
+  /// tags whose packet is not complete.
+  /// @throws Interrupted if the user asked to stop
+  std::optional<FoundTag> Next(std::int64_t end = INT64_MAX);
+
+ private:
+  std::span<const std::uint8_t> Load(std::size_t bytes, std::size_t ahead);
+  bool FindMark(std::int64_t end);
+
+  const InputFile& file_;
+  std::int64_t position_;            ///< where the search stands
+  std::vector<std::uint8_t> block_;  ///< bytes of the file that were read last
+  std::int64_t blockBegin_ = 0;      ///< their offset
+};
+
+/// Returns the first tag of a file, which stands near its start: that of the description, or of a
+/// packet if the description is damaged. Returns nullopt for files of other programs and for pipes.
+std::optional<TagScanner::FoundTag> FindFirstTag(const InputFile& file);
+
+/// Returns true if the file starts with an undamaged description, so that its packets have tags.
+bool HasPacketTags(const InputFile& file);
 
 }  // namespace vixprores
 

@@ -18,6 +18,10 @@ class SoundWatch {
   /// Appends a packet of that track to `queue`, with silence in front for what is missing.
   void Pass(const SoundTrack& track, SoundPacket sound, bool isAltered,
             std::vector<SoundPacket>& queue);
+  /// Notes samples of that track that come out of order and are left out.
+  void LeaveOut(const SoundTrack& track, std::int64_t first, std::int64_t count) {
+    Note(track, Kind::Altered, Treatment::LeftOut, first, count);
+  }
   /// What comes next does not follow what came before.
   void Jump() { tracks_.clear(); }
 
