@@ -36,10 +36,9 @@ std::string DescribeException(const std::string& input) {
   }
 }
 
-void FailInternally(const char* invariant, const std::source_location& place) {
-  const std::string message = std::string("internal error at ") + place.file_name() + ":" +
-                              std::to_string(place.line()) + " (" + invariant +
-                              "); please report it";
+void FailInternally(const char* invariant, const char* file, int line) {
+  const std::string message = std::string("internal error at ") + file + ":" +
+                              std::to_string(line) + " (" + invariant + "); please report it";
   if (kAborts) {
     PrintError(message);
     std::abort();

@@ -8,7 +8,6 @@
 
 #include <cstdint>
 #include <optional>
-#include <source_location>
 #include <stdexcept>
 #include <string>
 
@@ -99,14 +98,15 @@ class InternalError : public std::logic_error {
 /// ended in case the exception does not. Call it in a catch block.
 std::string DescribeException(const std::string& input);
 
-/// Throws an InternalError that names `place`; aborts instead in debug and sanitizer builds.
-[[noreturn]] void FailInternally(const char* invariant, const std::source_location& place);
+/// Throws an InternalError that names the place; aborts instead in debug and sanitizer builds.
+[[noreturn]] void FailInternally(const char* invariant, const char* file, int line);
 
-/// Checks an invariant, in all builds. `invariant` says what holds.
-inline void Ensure(bool holds, const char* invariant,
-                   const std::source_location& place = std::source_location::current()) {
+/// Checks an invariant, in all builds. `invariant` says what holds. The place is the caller's;
+/// clang 14 has the builtins, but no std::source_location.
+inline void Ensure(bool holds, const char* invariant, const char* file = __builtin_FILE(),
+                   int line = __builtin_LINE()) {
   if (!holds) [[unlikely]]
-    FailInternally(invariant, place);
+    FailInternally(invariant, file, line);
 }
 
 }  // namespace vixprores
