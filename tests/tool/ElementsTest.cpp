@@ -44,6 +44,7 @@ TEST(ThreadShares, HaveAtLeastOneThread) {
 class Decoders : public testing::Test {
  protected:
   Decoders() {
+    SetUpMessages({});
     reference::StreamSpec spec;
     spec.width = format_.width = 512;
     spec.height = format_.height = 256;

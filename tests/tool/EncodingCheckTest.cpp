@@ -19,6 +19,7 @@ using testing::ThrowsMessage;
 class EncodingCheckTest : public testing::Test {
  protected:
   EncodingCheckTest() {
+    SetUpMessages({});
     picture_.code = vix::kFourCC_V210;
     picture_.width = 64;
     picture_.height = 16;
