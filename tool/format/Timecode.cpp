@@ -8,10 +8,13 @@
 
 #include "base/Errors.h"
 
+extern "C" {
+#include <libavutil/timecode.h>
+}
+
 namespace vixprores {
 namespace {
 
-constexpr int kMinutesPerDay = 24 * 60;
 constexpr int kLabelRates[] = {24, 25, 30, 48, 50, 60, 100, 120};
 
 struct Fields {
@@ -19,7 +22,7 @@ struct Fields {
   bool dropFrame = false;
 };
 
-// "HH:MM:SS:FF", the last separator tells; the frames may have three digits.
+// Splits "HH:MM:SS:FF"; the last separator decides on drop frame, the frames may have three digits.
 std::optional<Fields> Split(const std::string& text) {
   constexpr std::size_t kSeparators[] = {2, 5, 8};
   if (text.size() != 11 && text.size() != 12) return std::nullopt;
@@ -40,7 +43,7 @@ std::optional<Fields> Split(const std::string& text) {
   return fields;
 }
 
-// Frames a second of the labels, or 0.
+// Returns the frames per second of the labels, or 0.
 int LabelRate(Rational rate) {
   if (rate.denominator <= 0) return 0;
   const std::int64_t whole =
@@ -51,7 +54,7 @@ int LabelRate(Rational rate) {
   return isKnown && (isExact || isSlower) ? static_cast<int>(whole) : 0;
 }
 
-// Labels left out at the start of a minute.
+// Number of labels dropped at the start of a minute.
 int DroppedPerMinute(int labelRate) {
   return labelRate / 15;
 }
@@ -81,26 +84,23 @@ std::string ReasonAgainst(const std::optional<Fields>& fields, Rational rate) {
   return {};
 }
 
+// Returns the frames from midnight to a label.
+std::int64_t CountFrames(const Fields& fields, int labelRate) {
+  AVTimecode timecode{};
+  av_timecode_init_from_components(&timecode, {labelRate, 1},
+                                   fields.dropFrame ? AV_TIMECODE_FLAG_DROPFRAME : 0, fields.hours,
+                                   fields.minutes, fields.seconds, fields.frames, nullptr);
+  return timecode.start;
+}
+
 }  // namespace
-
-std::int64_t Timecode::LabelsDroppedBefore(std::int64_t minute) const {
-  return dropFrame_ ? DroppedPerMinute(framesPerSecond_) * (minute - (minute + 9) / 10) : 0;
-}
-
-std::int64_t Timecode::FramesPerDay() const {
-  return std::int64_t{kMinutesPerDay} * 60 * framesPerSecond_ - LabelsDroppedBefore(kMinutesPerDay);
-}
 
 Timecode Timecode::Parse(const std::string& text, Rational rate) {
   const auto fields = Split(text);
   const std::string reason = ReasonAgainst(fields, rate);
   if (!reason.empty()) throw UsageError("'" + text + "' is no timecode of this video: " + reason);
   Timecode timecode(LabelRate(rate), fields->dropFrame, 0);
-  const std::int64_t minute = fields->hours * 60 + fields->minutes;
-  // Minutes that drop labels have dropped theirs at their very start.
-  const std::int64_t dropped = timecode.LabelsDroppedBefore(minute + 1);
-  timecode.frame_ =
-      (minute * 60 + fields->seconds) * timecode.framesPerSecond_ + fields->frames - dropped;
+  timecode.frame_ = CountFrames(*fields, timecode.framesPerSecond_);
   return timecode;
 }
 
@@ -110,27 +110,18 @@ std::optional<Timecode> Timecode::Find(const std::string& text, Rational rate) {
 }
 
 Timecode Timecode::operator+(std::int64_t frames) const {
-  const std::int64_t day = FramesPerDay();
+  const std::int64_t day = CountFrames({24, 0, 0, 0, dropFrame_}, framesPerSecond_);
   const std::int64_t sum = (frame_ + frames % day + day) % day;
   return {framesPerSecond_, dropFrame_, sum};
 }
 
 std::string Timecode::ToText() const {
-  std::int64_t label = frame_;
-  if (dropFrame_) {
-    // Ten minutes have the labels of all of theirs but nine minutes' dropped ones.
-    const std::int64_t dropped = DroppedPerMinute(framesPerSecond_);
-    const std::int64_t perMinute = std::int64_t{60} * framesPerSecond_ - dropped;
-    const std::int64_t perTen = 10 * perMinute + dropped;
-    const std::int64_t rest = frame_ % perTen;
-    label += frame_ / perTen * 9 * dropped;
-    if (rest >= perMinute + dropped) label += (rest - dropped) / perMinute * dropped;
-  }
-  const std::int64_t second = label / framesPerSecond_;
-  std::array<char, 32> text{};
-  std::snprintf(text.data(), text.size(), "%02d:%02d:%02d%c%02d", static_cast<int>(second / 3600),
-                static_cast<int>(second / 60 % 60), static_cast<int>(second % 60),
-                dropFrame_ ? ';' : ':', static_cast<int>(label % framesPerSecond_));
+  const int frame = static_cast<int>(frame_);
+  const int label = dropFrame_ ? av_timecode_adjust_ntsc_framenum2(frame, framesPerSecond_) : frame;
+  const int second = label / framesPerSecond_;
+  std::array<char, 48> text{};
+  std::snprintf(text.data(), text.size(), "%02d:%02d:%02d%c%02d", second / 3600, second / 60 % 60,
+                second % 60, dropFrame_ ? ';' : ':', label % framesPerSecond_);
   return text.data();
 }
 
