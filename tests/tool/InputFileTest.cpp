@@ -6,6 +6,7 @@
 #include <unistd.h>
 
 #include <filesystem>
+#include <fstream>
 #include <thread>
 
 #include "ScratchFolder.h"
@@ -45,7 +46,7 @@ TEST_F(InputFileTest, ReadsToTheEnd) {
   EXPECT_EQ(Read(file, 100), "");
 }
 
-TEST_F(InputFileTest, GivesPeekedBytesAgain) {
+TEST_F(InputFileTest, ReturnsPeekedBytesAgain) {
   WriteText(path_, "0123456789");
   InputFile file(path_);
   EXPECT_EQ(Peek(file, 4), "0123");
@@ -55,6 +56,33 @@ TEST_F(InputFileTest, GivesPeekedBytesAgain) {
   EXPECT_EQ(Peek(file, 100), "6789");
   EXPECT_EQ(Read(file, 100), "6789");
   EXPECT_EQ(Peek(file, 1), "");
+}
+
+// Calls of the system that read, by this process so far.
+std::int64_t CountReads() {
+  std::ifstream usage("/proc/self/io");
+  std::string name;
+  std::int64_t value = 0;
+  while (usage >> name >> value) {
+    if (name == "syscr:") return value;
+  }
+  return -1;
+}
+
+TEST_F(InputFileTest, ReadsLinesInOnePiece) {
+  const std::string line(200, 'x');
+  WriteText(path_, line + "\n\nFRAME\npicture");
+  InputFile file(path_);
+  const std::int64_t before = CountReads();
+  EXPECT_EQ(file.ReadLine(4096), line);
+  EXPECT_LT(CountReads() - before, 10);
+  EXPECT_EQ(file.GetPosition(), 201);
+  EXPECT_EQ(file.ReadLine(4096), "");
+  EXPECT_EQ(file.ReadLine(3), "FRA");
+  EXPECT_EQ(file.ReadLine(4096), "ME");
+  EXPECT_EQ(Read(file, 4), "pict");
+  EXPECT_EQ(file.ReadLine(4096), "ure");
+  EXPECT_EQ(file.ReadLine(4096), "");
 }
 
 TEST_F(InputFileTest, SeeksAwayFromPeekedBytes) {

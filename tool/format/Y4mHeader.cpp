@@ -40,7 +40,7 @@ std::optional<std::int32_t> ParseInt(std::string_view text) {
   return value;
 }
 
-// "N:D"; a ratio with a zero in it means "unknown" and becomes 0/1.
+// Parses "N:D"; a zero means unknown and yields 0/1.
 std::optional<Rational> ParseRatio(std::string_view text) {
   const std::size_t colon = text.find(':');
   if (colon == std::string_view::npos) return std::nullopt;
@@ -55,7 +55,7 @@ class HeaderParser {
  public:
   explicit HeaderParser(const std::string& inputName) : inputName_(inputName) {}
 
-  // One parameter: a letter and its value.
+  // Takes one parameter: a letter and its value.
   void Take(std::string_view parameter) {
     const std::string_view value = parameter.substr(1);
     switch (parameter.front()) {
@@ -125,7 +125,7 @@ class HeaderParser {
 
   const std::string& inputName_;
   StreamFormat format_;
-  std::string chroma_ = "420";  // what a header without the parameter means
+  std::string chroma_ = "420";  // default of the format
 };
 
 }  // namespace

@@ -9,18 +9,19 @@
 
 namespace vixprores {
 
-/// What every YUV4MPEG2 ("Y4M") stream starts with, and what every frame in it starts with.
+/// First bytes of every YUV4MPEG2 ("Y4M") stream, and of every frame in it.
 inline constexpr std::string_view kY4mMagic = "YUV4MPEG2";
 inline constexpr std::string_view kY4mFrameMagic = "FRAME";
 
-/// The format that a stream header (one line without its newline) describes: pictures of 8 bits
-/// are called "UYVY", those of 10 bits "V210", after what they are packed into. Refuses, with a
-/// Failure, what is no such header and what the encoder cannot take.
+/// Parses a stream header (one line without its newline). The code is that of the packed pictures:
+/// "UYVY" for 8 bits, "V210" for 10 bits. Throws a Failure for invalid headers, and for pictures
+/// that the encoder cannot take. The container library's own parser is not used: it replaces what
+/// is missing or invalid by defaults (25 frames per second) and reads every frame into new memory.
 /// @param inputName for messages
 StreamFormat ParseY4mHeader(std::string_view header, const std::string& inputName);
 
-/// The header of a stream of that format, newline included. Frame rate, pixel aspect, field order
-/// and colour range are told; the format has no words for the other colour properties.
+/// Returns the header of a stream, newline included, with frame rate, pixel aspect, field order and
+/// colour range; Y4M has no words for other colour properties.
 std::string MakeY4mHeader(const StreamFormat& format);
 
 }  // namespace vixprores

@@ -58,7 +58,7 @@ InputFile::InputFile(const std::string& name, int descriptor)
   }
   mayWait_ = !S_ISREG(status.st_mode);
   WidenPipe(descriptor_);
-  // A redirected file may be positioned behind its start: it is then read on from there, as a pipe.
+  // A redirected file that is not at its start is read from there, as a pipe.
   if (!mayWait_ && lseek(descriptor_, 0, SEEK_CUR) == 0) size_ = status.st_size;
 }
 
@@ -78,7 +78,7 @@ void InputFile::WaitForInput() const {
   while (poll(descriptors.data(), descriptors.size(), -1) < 0) {
     if (errno != EINTR) FailToRead(name_, errno);
   }
-  // What is there already is taken first: it may complete a frame.
+  // Bytes that have arrived are read first: they may complete a frame.
   if (descriptors[0].revents == 0) throw Interrupted();
 }
 
@@ -96,11 +96,11 @@ std::size_t InputFile::ReadSome(std::span<std::uint8_t> destination) {
   std::size_t bytes = std::min(destination.size(), peeked_.size());
   if (bytes > 0) {
     std::copy_n(peeked_.begin(), bytes, destination.begin());
-    peeked_.erase(peeked_.begin(), peeked_.begin() + static_cast<std::ptrdiff_t>(bytes));
+    Consume(bytes);
   } else {
     bytes = ReadFromSystem(destination);
+    position_ += static_cast<std::int64_t>(bytes);
   }
-  position_ += static_cast<std::int64_t>(bytes);
   return bytes;
 }
 
@@ -114,14 +114,36 @@ std::size_t InputFile::Read(std::span<std::uint8_t> destination) {
   return done;
 }
 
-std::span<const std::uint8_t> InputFile::Peek(std::size_t bytes) {
-  while (peeked_.size() < bytes) {
-    const std::size_t known = peeked_.size();
-    peeked_.resize(bytes);
-    const std::size_t read = ReadFromSystem(std::span(peeked_).subspan(known));
-    peeked_.resize(known + read);
-    if (read == 0) break;
+// Drops bytes that were read ahead.
+void InputFile::Consume(std::size_t bytes) {
+  peeked_.erase(peeked_.begin(), peeked_.begin() + static_cast<std::ptrdiff_t>(bytes));
+  position_ += static_cast<std::int64_t>(bytes);
+}
+
+// Reads ahead up to so many bytes; returns their number, 0 = end.
+std::size_t InputFile::PeekMore(std::size_t bytes) {
+  const std::size_t known = peeked_.size();
+  peeked_.resize(known + bytes);
+  const std::size_t read = ReadFromSystem(std::span(peeked_).subspan(known));
+  peeked_.resize(known + read);
+  return read;
+}
+
+std::string InputFile::ReadLine(std::size_t most) {
+  constexpr std::size_t kPiece = 4096;
+  std::size_t length = 0;
+  while (length < most && (length < peeked_.size() || PeekMore(kPiece) > 0) &&
+         peeked_[length] != '\n') {
+    ++length;
   }
+  std::string line(peeked_.begin(), peeked_.begin() + static_cast<std::ptrdiff_t>(length));
+  const bool hasNewline = length < peeked_.size() && peeked_[length] == '\n';
+  Consume(length + (hasNewline ? 1 : 0));
+  return line;
+}
+
+std::span<const std::uint8_t> InputFile::Peek(std::size_t bytes) {
+  while (peeked_.size() < bytes && PeekMore(bytes - peeked_.size()) > 0) continue;
   return std::span(peeked_).first(std::min(bytes, peeked_.size()));
 }
 

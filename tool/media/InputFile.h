@@ -14,17 +14,16 @@
 
 namespace vixprores {
 
-/// What messages call an input: "standard input" for "-".
+/// Returns the name of an input for messages: "standard input" for "-".
 std::string NameOfInput(const std::string& path);
 
-/// The bytes of a file or of standard input ("-"). Used by one thread at a time.
-/// A failing read is a Failure that names the file; a wait for input that the user breaks off is
-/// an Interrupted.
+/// The bytes of a file or of standard input ("-"). Used by one thread at a time. A read that fails
+/// throws a Failure that names the file; a wait for input that the user ends throws Interrupted.
 class InputFile {
  public:
-  /// Opens `path`; refuses what cannot be read and directories.
+  /// Opens `path`; rejects directories and files that cannot be read.
   explicit InputFile(const std::string& path);
-  /// A file in memory that holds a copy of `bytes`.
+  /// Makes a file in memory with a copy of `bytes`.
   static std::unique_ptr<InputFile> OverBytes(const std::string& name,
                                               std::span<const std::uint8_t> bytes);
   ~InputFile();
@@ -33,35 +32,37 @@ class InputFile {
 
   /// The name as the user gave it, for messages.
   const std::string& GetName() const { return name_; }
-  /// Size in bytes; none where the input has no end until it comes.
+  /// Returns the size in bytes; nullopt if only the end shows it.
   std::optional<std::int64_t> GetSize() const { return size_; }
-  /// True when Seek() is possible.
+  /// Returns true if Seek() is possible.
   bool IsSeekable() const { return size_.has_value(); }
-  /// True when `path` leads to the very same file.
+  /// Returns true if `path` leads to the same file.
   bool IsSameFile(const std::string& path) const;
 
-  /// Reads what is there, up to the size of `destination`; returns the number of bytes, 0 = end.
+  /// Reads the bytes available, up to the size of `destination`; returns their number, 0 = end.
   std::size_t ReadSome(std::span<std::uint8_t> destination);
   /// Reads until `destination` is full or the input ends; returns the number of bytes.
   std::size_t Read(std::span<std::uint8_t> destination);
-  /// Up to `bytes` bytes that the next read will give.
+  /// Reads a line and drops its newline; stops after `most` characters and at the end.
+  std::string ReadLine(std::size_t most);
+  /// Returns up to `bytes` bytes of the next read, which still returns them.
   std::span<const std::uint8_t> Peek(std::size_t bytes);
-  /// Reads from that position on, whatever the position of the next read, which stays; returns the
-  /// number of bytes. Needs IsSeekable().
+  /// Reads from that position without changing that of the next read; returns the number of bytes.
+  /// Requires IsSeekable().
   std::size_t ReadAt(std::int64_t position, std::span<std::uint8_t> destination) const;
-  /// From now on ReadInPlace() gives what it can, which on a pipe is nothing.
+  /// Allows ReadInPlace(), except on a pipe.
   void AllowMapping() { isMappable_ = !mayWait_ && IsSeekable(); }
-  /// True when ReadInPlace() may give something.
+  /// Returns true if ReadInPlace() is allowed.
   bool IsMappable() const { return isMappable_; }
-  /// The next `bytes` bytes without a copy of them, and goes on behind them. Null where they are
-  /// to be read: mapping is not allowed, or not possible, or not worth it.
+  /// Maps the next `bytes` bytes and continues behind them. Returns null if they have to be read
+  /// because mapping is not allowed, not possible, or not worthwhile.
   std::shared_ptr<const FileMapping> ReadInPlace(std::size_t bytes);
-  /// Fails where mapped bytes turned out to be unreadable when they were looked at. May be called
-  /// from any thread.
+  /// Fails if mapped bytes turned out to be unreadable when they were used. May be called from any
+  /// thread.
   void CheckMappings() const;
-  /// Sets the position of the next read, in bytes from the start. Needs IsSeekable().
+  /// Sets the position of the next read, in bytes from the start. Requires IsSeekable().
   void Seek(std::int64_t position);
-  /// Position of the next read in bytes from the start.
+  /// Returns the position of the next read in bytes from the start.
   std::int64_t GetPosition() const { return position_; }
 
  private:
@@ -69,15 +70,17 @@ class InputFile {
 
   void WaitForInput() const;
   std::size_t ReadFromSystem(std::span<std::uint8_t> destination);
+  std::size_t PeekMore(std::size_t bytes);
+  void Consume(std::size_t bytes);
 
   std::string name_;
   int descriptor_;
-  bool mayWait_;  ///< bytes may yet have to come, as on a pipe
+  bool mayWait_;  ///< a read may wait for bytes, as on a pipe
   std::optional<std::int64_t> size_;
   std::int64_t position_ = 0;
   bool isMappable_ = false;
   std::shared_ptr<MappingFault> mappingFault_ = std::make_shared<MappingFault>(false);
-  std::vector<std::uint8_t> peeked_;  ///< bytes from position_ on that were read ahead
+  std::vector<std::uint8_t> peeked_;  ///< bytes read ahead, from position_ on
 };
 
 }  // namespace vixprores

@@ -75,9 +75,9 @@ class WrongUse(ToolTest):
                     make_clip(clip, "-strict", "-1")
                 else:
                     make_v210(clip)
-                self.fail_with(2, [clip, "no headless frames", "leave out --fourcc"], "encode",
+                self.fail_with(2, [clip, "not raw frames", "leave out --fourcc"], "encode",
                                *headless, clip, self.path("out.mov"))
-                self.fail_with(1, ["standard input", "no headless frames"], "encode", *headless,
+                self.fail_with(1, ["standard input", "not raw frames"], "encode", *headless,
                                "-", self.path("out.mov"), input=clip.read_bytes(), text=False)
 
     def test_frames_are_not_written_to_a_terminal(self):

@@ -45,12 +45,12 @@ bool HasMagic(std::span<const std::uint8_t> start, const Magic& magic) {
   return std::memcmp(start.data() + magic.offset, magic.bytes.data(), magic.bytes.size()) == 0;
 }
 
-// What tells of itself is not to be read as pictures of whatever size.
+// Files with a known start must not be read as pictures of some size.
 void RequireHeadless(std::span<const std::uint8_t> start, const std::string& name) {
   for (const Magic& magic : kMagics) {
     if (!HasMagic(start, magic)) continue;
     throw UsageError(name + ": is " + magic.container +
-                     ", no headless frames; leave out --fourcc, --size and --interlaced");
+                     ", not raw frames; leave out --fourcc, --size and --interlaced");
   }
 }
 

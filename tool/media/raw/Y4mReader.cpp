@@ -17,7 +17,7 @@ constexpr std::size_t kLongestLine = 4096;
 
 Y4mReader::Y4mReader(std::unique_ptr<InputFile> file) : file_(std::move(file)) {
   description_.name = file_->GetName();
-  description_.format = ParseY4mHeader(ReadLine(), GetName());
+  description_.format = ParseY4mHeader(file_->ReadLine(kLongestLine), GetName());
   planarBytes_ = PlanarBytes(GetFormat());
   if (!file_->GetSize()) return;
   // Frames may carry parameters; if none does, the size of the file is a multiple of this.
@@ -26,19 +26,9 @@ Y4mReader::Y4mReader(std::unique_ptr<InputFile> file) : file_(std::move(file)) {
   if (bytes % frameBytes == 0) description_.frames = bytes / frameBytes;
 }
 
-std::string Y4mReader::ReadLine() {
-  std::string line;
-  std::uint8_t character = 0;
-  while (line.size() < kLongestLine && file_->Read(std::span(&character, 1)) == 1) {
-    if (character == '\n') break;
-    line += static_cast<char>(character);
-  }
-  return line;
-}
-
 std::optional<NumberedFrame> Y4mReader::Read() {
   if (file_->Peek(1).empty()) return std::nullopt;
-  const std::string line = ReadLine();
+  const std::string line = file_->ReadLine(kLongestLine);
   if (!line.starts_with(kY4mFrameMagic)) FailAtFrame("does not start with the word FRAME");
   NumberedFrame frame;
   frame.data = pool_.MakeFrame(planarBytes_);

@@ -8,7 +8,7 @@
 
 namespace vixprores {
 
-/// Reads a Y4M stream of planar 4:2:2 pictures and packs them.
+/// Reads a Y4M stream of planar 4:2:2 pictures; its conversion packs them.
 class Y4mReader : public FrameReader {
  public:
   explicit Y4mReader(std::unique_ptr<InputFile> file);
@@ -18,8 +18,6 @@ class Y4mReader : public FrameReader {
   bool ReadsFrom(const std::string& path) const override { return file_->IsSameFile(path); }
 
  private:
-  /// Returns a line without its newline, or what there is of one that does not end.
-  std::string ReadLine();
   [[noreturn]] void FailAtFrame(const std::string& found) const;
 
   std::unique_ptr<InputFile> file_;
