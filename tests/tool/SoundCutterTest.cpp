@@ -111,6 +111,15 @@ TEST(SoundCutter, KeepsPacketsOfCompressedSoundWhole) {
   EXPECT_FALSE(cutter.Cut(MakePacket(3840, 0, 500)));
 }
 
+TEST(SoundCutter, CutsAtTimesAsFarApartAsNumbersAllow) {
+  for (const std::int64_t time : {INT64_MIN + 1, INT64_MAX}) {
+    SoundCutter cutter(MakeTrack(AV_CODEC_ID_PCM_S16LE, 1, {1, kRate}),
+                       TimeSpan{-time, time, time, {1, 25}});
+    cutter.Cut(MakePacket(time, 0, 10));
+    cutter.Cut(MakePacket(-time, 0, 10));
+  }
+}
+
 TEST(SoundTrack, KnowsTheBytesOfASample) {
   EXPECT_EQ(MakeTrack(AV_CODEC_ID_PCM_S24LE, 6, {1, kRate}).SampleBytes(), 18);
   EXPECT_EQ(MakeTrack(AV_CODEC_ID_PCM_F32BE, 1, {1, kRate}).SampleBytes(), 4);

@@ -21,15 +21,19 @@ using testing::SizeIs;
 constexpr int kSoundRate = 48000;
 constexpr AVRational kMilliseconds{1, 1000};
 
-SoundTrack MakeMono(AVCodecID codec, AVRational timeBase) {
+SoundTrack MakeTrack(AVCodecID codec, AVRational timeBase, int rate, int channels) {
   const std::shared_ptr<AVCodecParameters> parameters(
       avcodec_parameters_alloc(),
       [](AVCodecParameters* pointer) { avcodec_parameters_free(&pointer); });
   parameters->codec_type = AVMEDIA_TYPE_AUDIO;
   parameters->codec_id = codec;
-  parameters->sample_rate = kSoundRate;
-  av_channel_layout_default(&parameters->ch_layout, 1);
+  parameters->sample_rate = rate;
+  av_channel_layout_default(&parameters->ch_layout, channels);
   return {parameters, timeBase, {}};
+}
+
+SoundTrack MakeMono(AVCodecID codec, AVRational timeBase) {
+  return MakeTrack(codec, timeBase, kSoundRate, 1);
 }
 
 // Passes packets of 1024 samples, each `bytes` long, with these times.
@@ -48,7 +52,7 @@ struct Watched {
   std::vector<SoundPacket> queue;
 };
 
-TEST(SoundWatch, TakesTimesInMillisecondsAsTheyCome) {
+TEST(SoundWatch, AcceptsTimesInMilliseconds) {
   std::vector<std::int64_t> times;
   for (std::int64_t i = 0; i < 1000; ++i) times.push_back((i * 1024 + 24) / 48);
   const Watched watched(MakeMono(AV_CODEC_ID_PCM_S16LE, kMilliseconds), 2048, times);
@@ -56,7 +60,7 @@ TEST(SoundWatch, TakesTimesInMillisecondsAsTheyCome) {
   EXPECT_THAT(watched.queue, SizeIs(1000));
 }
 
-TEST(SoundWatch, TakesTimesThatJitterByTwoMilliseconds) {
+TEST(SoundWatch, AcceptsTimesThatJitterByTwoMilliseconds) {
   const Watched watched(MakeMono(AV_CODEC_ID_PCM_S16LE, kMilliseconds), 2048,
                         {0, 23, 43, 66, 85, 109});
   EXPECT_THAT(watched.watch.GetDamage(), IsEmpty());
@@ -96,7 +100,43 @@ TEST(SoundWatch, LongSilenceComesInPieces) {
   EXPECT_THAT(watched.watch.GetDamage(), SizeIs(1));
 }
 
-TEST(SoundWatch, TellsOfWhatItDoesNotFill) {
+// Sizes whose product with the rate does not fit into 32 bits.
+TEST(SoundWatch, DoesNotFillGapsOfAbsurdRates) {
+  constexpr int kRate = 268435460;
+  const SoundTrack track = MakeTrack(AV_CODEC_ID_PCM_S32LE, {1, 1000}, kRate, 4);
+  const Watched watched(track, 2048, {0, 3000});
+  EXPECT_THAT(watched.queue, SizeIs(2));
+  EXPECT_EQ(watched.watch.GetDamage()[0].treatment, SoundDamage::Treatment::ClosedUp);
+}
+
+TEST(SoundWatch, BoundsSilenceByTheSound) {
+  std::vector<std::int64_t> times;
+  for (std::int64_t i = 0; i < 100; ++i) times.push_back(i * 20'000);
+  const SoundTrack track = MakeTrack(AV_CODEC_ID_PCM_S32LE, {1, 1000}, 192000, 8);
+  const Watched watched(track, 2048, times);
+  std::int64_t bytes = 0;
+  for (const SoundPacket& sound : watched.queue) bytes += sound.packet->size;
+  EXPECT_GT(bytes, 100 * 2048);
+  EXPECT_LT(bytes, std::int64_t{300} << 20);
+  EXPECT_THAT(watched.watch.GetDamage(), SizeIs(99));
+}
+
+TEST(SoundWatch, SilenceSharesItsMemory) {
+  const Watched watched(MakeMono(AV_CODEC_ID_PCM_S16LE, {1, kSoundRate}), 2048,
+                        {0, 1024 + 5 * kSoundRate / 2});
+  ASSERT_THAT(watched.queue, SizeIs(5));
+  EXPECT_EQ(watched.queue[1].packet->data, watched.queue[2].packet->data);
+}
+
+TEST(SoundWatch, MeasuresGapsAsLongAsNumbersAllow) {
+  for (const std::int64_t time : {INT64_MIN + 1, INT64_MAX}) {
+    const Watched watched(MakeMono(AV_CODEC_ID_PCM_S16LE, {1, kSoundRate}), 2048,
+                          {0, time, -time, time});
+    EXPECT_THAT(watched.queue, SizeIs(4));
+  }
+}
+
+TEST(SoundWatch, ReportsGapsThatItDoesNotFill) {
   for (const auto& [codec, time] :
        {std::pair(AV_CODEC_ID_AAC, 2048), std::pair(AV_CODEC_ID_PCM_S16LE, 3600 * kSoundRate)}) {
     const Watched watched(MakeMono(codec, {1, kSoundRate}), 2048, {0, time});

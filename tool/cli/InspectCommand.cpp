@@ -59,6 +59,7 @@ int Inspect(const InspectOptions& options) {
   ProResOptions opening = ToProResOptions(options);
   opening.damagedStart = true;
   opening.demands.anyVersion = true;
+  opening.times = FrameTimes::Evident;
   auto reader = OpenProRes(options.input, opening);
   std::optional<OutputFile> page;
   if (options.page) RefuseInputAsOutput(*options.page, {options.input});

@@ -142,6 +142,7 @@ VerifiedFile VerifyFile(const VerifyOptions& options, const std::string& file) {
   ProResOptions opening = ToProResOptions(options);
   opening.damagedStart = true;
   opening.demands.anyVersion = true;
+  opening.times = FrameTimes::Evident;
   try {
     const auto reader = OpenProRes(file, opening);
     VerifyReader(options, file, *reader, verified);

@@ -34,6 +34,7 @@ inline std::string Describe(const FramePlace& place) {
 enum class FrameTimes {
   Checked,   ///< every such time is a failure
   GapsOnly,  ///< a missing frame is a failure; frames at odd times are counted
+  Evident,   ///< as Ignored if an index states the times, else as GapsOnly
   Ignored,   ///< frames follow each other at any time; odd times are counted
 };
 

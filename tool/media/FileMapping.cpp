@@ -13,17 +13,17 @@
 namespace vixprores {
 namespace {
 
-// What the signal's handler knows of a mapping. It runs at any moment, so that nothing is locked.
+// A mapping in the table of the signal handler, which runs at any moment: nothing is locked.
 struct Watch {
   std::atomic<bool> isTaken;
   std::atomic<std::uintptr_t> begin;
-  std::atomic<std::uintptr_t> end;  // 0 = nothing is watched yet
+  std::atomic<std::uintptr_t> end;  // 0 = not watched yet
   std::atomic<MappingFault*> fault;
 
   bool Covers(std::uintptr_t address) const { return begin <= address && address < end; }
 };
 
-// More than there are frames in flight; who finds no place copies.
+// More than the frames in flight; beyond that, frames are copied.
 std::array<Watch, 256> g_watches;
 struct sigaction g_previousAction;
 
@@ -37,7 +37,7 @@ void HandleBusError(int /*signal*/, siginfo_t* info, void* /*context*/) {
   const auto found = std::ranges::find_if(
       g_watches, [address](const Watch& watch) { return watch.Covers(address); });
   if (found == g_watches.end()) {
-    // Of no mapping of ours: the same instruction meets what handled it before.
+    // Not one of our mappings: the same instruction faults again, into the previous handler.
     sigaction(SIGBUS, &g_previousAction, nullptr);
     return;
   }
@@ -48,7 +48,7 @@ void HandleBusError(int /*signal*/, siginfo_t* info, void* /*context*/) {
 
 void InstallHandler() {
   [[maybe_unused]] static const bool isInstalled = [] {
-    PageBytes();  // not to be asked for in the handler first
+    PageBytes();  // its first call must not be in the handler
     struct sigaction action {};
     action.sa_sigaction = HandleBusError;
     action.sa_flags = SA_SIGINFO | SA_RESTART;
@@ -70,7 +70,7 @@ std::shared_ptr<const FileMapping> FileMapping::Make(int descriptor, std::int64_
                                                      std::shared_ptr<MappingFault> fault) {
   InstallHandler();
   const auto skip = static_cast<std::size_t>(position) % PageBytes();
-  // Read in here and now: that is the reader's work, not that of who looks at the bytes.
+  // Populated now: reading is the work of the reader, not of the threads that use the bytes.
   void* const pages = mmap(nullptr, skip + bytes, PROT_READ, MAP_PRIVATE | MAP_POPULATE, descriptor,
                            position - static_cast<std::int64_t>(skip));
   if (pages == MAP_FAILED) return nullptr;

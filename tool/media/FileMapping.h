@@ -9,19 +9,19 @@
 
 namespace vixprores {
 
-/// Set where a part of a mapped file could not be read when it was looked at.
+/// Set once a part of a mapped file could not be read when it was used.
 using MappingFault = std::atomic<bool>;
 
 /// A part of a file in memory, to be read without copying it.
 ///
-/// A mapped file may become shorter, and its disk may fail, while its bytes are looked at; the
-/// system then sends a signal (SIGBUS) that ends the program. Here the bytes turn into zeros
-/// instead and the fault is set, which whoever looked at them is to ask for. Used and dropped on
-/// any thread.
+/// A mapped file may become shorter, and its disk may fail, while its bytes are used; the system
+/// then sends a signal (SIGBUS) that ends the program. Here the bytes turn into zeros instead and
+/// the fault is set; users of the bytes must check it. May be used and released on any thread.
 class FileMapping {
  public:
-  /// Maps `bytes` bytes from `position` on; null where the system cannot, or where too many are
-  /// mapped already. `fault` is that of the file, and shared by its mappings.
+  /// Maps `bytes` bytes from `position` on; returns null if the system cannot, or if there are too
+  /// many mappings.
+  /// @param fault of the file; its mappings share it
   static std::shared_ptr<const FileMapping> Make(int descriptor, std::int64_t position,
                                                  std::size_t bytes,
                                                  std::shared_ptr<MappingFault> fault);
@@ -29,17 +29,17 @@ class FileMapping {
   FileMapping(const FileMapping&) = delete;
   FileMapping& operator=(const FileMapping&) = delete;
 
-  /// Not to be written to.
+  /// Returns the bytes, which are read-only.
   std::uint8_t* GetData() const { return pages_ + skip_; }
 
  private:
   FileMapping(std::size_t watch, std::uint8_t* pages, std::size_t pagesBytes, std::size_t skip,
               std::shared_ptr<MappingFault> fault);
 
-  std::size_t watch_;  ///< its place among those that the signal's handler knows
+  std::size_t watch_;  ///< place in the table of the signal handler
   std::uint8_t* pages_;
   std::size_t pagesBytes_;
-  std::size_t skip_;  ///< bytes in front of those that are wanted
+  std::size_t skip_;  ///< bytes before the wanted ones
   std::shared_ptr<MappingFault> fault_;
 };
 

@@ -7,7 +7,7 @@
 #include <utility>
 
 #include "base/Errors.h"
-#include "media/container/ContainerTrack.h"
+#include "media/container/TrackDescription.h"
 
 namespace vixprores {
 namespace {
@@ -36,11 +36,7 @@ MovieContent ReadTaggedDescription(const InputFile& file) {
                   ": the description of the tracks in front of its packets is damaged, so they "
                   "cannot be read without the index; --scan finds the frames");
   }
-  const ContainerTrack track(InputFile::OverBytes(file.GetName(), movie), FrameTimes::Checked,
-                             ContainerTrack::Holds::DescriptionOnly);
-  MovieContent content{track.GetFormat(), track.GetTimecode(), track.GetSound(),
-                       track.GetMetadata(), track.GetCompressor()};
-  content.video.code = track.GetParameters().codec_tag;
+  MovieContent content = ReadMovieDescription(InputFile::OverBytes(file.GetName(), movie));
   for (SoundTrack& sound : content.sound) sound.timeBase = {1, sound.parameters->sample_rate};
   return content;
 }

@@ -11,6 +11,7 @@
 #include "media/InputFile.h"
 #include "media/container/PacketTag.h"
 #include "media/container/RawContainerReader.h"
+#include "media/container/TrackDescription.h"
 #include "media/raw/Y4mReader.h"
 #include "recovery/ScanReader.h"
 
@@ -23,9 +24,9 @@ bool IsY4m(InputFile& file) {
   return std::ranges::equal(file.Peek(kY4mMagic.size()), kY4mMagic);
 }
 
-// Reads the start of the file.
-bool HoldsProRes(std::unique_ptr<InputFile> file) {
-  return ContainerTrack(std::move(file)).GetParameters().codec_id == AV_CODEC_ID_PRORES;
+bool HoldsProRes(const std::string& path) {
+  const Demuxer demuxer(std::make_unique<InputFile>(path));
+  return ChooseVideo(demuxer, false).codecpar->codec_id == AV_CODEC_ID_PRORES;
 }
 
 // Does not wait for the first byte of a pipe of raw frames: they carry no header.
@@ -81,10 +82,16 @@ std::unique_ptr<FrameReader> OpenProRes(const std::string& path, const ProResOpt
 std::unique_ptr<FrameReader> OpenVideo(const std::string& path) {
   auto file = OpenInput(path);
   if (IsY4m(*file)) return std::make_unique<Y4mReader>(std::move(file));
-  if (!file->IsSeekable() || HoldsProRes(std::make_unique<InputFile>(path))) {
-    return std::make_unique<ProResReader>(std::move(file), ProResReading{});
+  std::unique_ptr<FrameReader> reader;
+  if (!file->IsSeekable() || HoldsProRes(path)) {
+    ProResReading reading;
+    reading.times = FrameTimes::Evident;
+    reader = std::make_unique<ProResReader>(std::move(file), reading);
+  } else {
+    reader = std::make_unique<RawContainerReader>(std::move(file), FrameTimes::Evident);
   }
-  return std::make_unique<RawContainerReader>(std::move(file), FrameTimes::Checked);
+  reader->GetSideTracks()->SelectSound({});
+  return reader;
 }
 
 }  // namespace vixprores

@@ -33,8 +33,9 @@ std::unique_ptr<FrameReader> OpenRawVideo(const std::string& path,
 /// the standard layout, whatever the layout of the samples.
 std::unique_ptr<FrameReader> OpenProRes(const std::string& path, const ProResOptions& options = {});
 
-/// Opens Y4M, ProRes in a container, or uncompressed video in one, decided by the contents; frame
-/// times are not checked. On a pipe everything but Y4M is taken for ProRes.
+/// Opens Y4M, ProRes in a container, or uncompressed video in one, decided by the contents, for its
+/// pictures: without sound, and at whatever times the frames come. On a pipe everything but Y4M is
+/// taken for ProRes.
 std::unique_ptr<FrameReader> OpenVideo(const std::string& path);
 
 }  // namespace vixprores

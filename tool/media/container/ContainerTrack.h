@@ -11,136 +11,81 @@
 
 #include "format/VideoInput.h"
 #include "frames/FrameHeaders.h"
-#include "media/FrameReader.h"
-#include "media/InputFile.h"
-#include "media/container/Libav.h"
+#include "media/container/Demuxer.h"
+#include "media/container/FrameIndex.h"
+#include "media/container/FrameTimeCheck.h"
 #include "media/container/PacketTag.h"
-#include "media/sound/SideTracks.h"
-#include "media/sound/SoundWatch.h"
-#include "vix/Buffers.h"
+#include "media/sound/SoundQueue.h"
 
 namespace vixprores {
 
-/// The first video track of a container file: what the container says of it, its packets one by
-/// one, and the sound beside it. Only the container is looked at; no decoder of the container
-/// library ever runs. Used by one thread; the packets may be used and dropped on any thread and
-/// outlive the track.
+/// The first video track of a container file with the sound beside it: packets from a Demuxer,
+/// checked against what the container announces (FrameIndex), against a constant rate
+/// (FrameTimeCheck) and, in files of this program, against their tags. Used by one thread; the
+/// frames may be used and released on any thread and may outlive the track.
 class ContainerTrack : public SideTracks {
  public:
-  /// DescriptionOnly: a movie without media, as it stands in front of the tagged packets of a .mov
-  /// of this program.
-  enum class Holds { Frames, DescriptionOnly };
+  /// Throws a Failure for files that are no container, and for those without a video track with a
+  /// usable frame rate.
+  ContainerTrack(std::unique_ptr<InputFile> file, FrameTimes times);
 
-  /// Refuses, with a Failure, what is no container, and one without a video track with a usable
-  /// frame rate.
-  explicit ContainerTrack(std::unique_ptr<InputFile> file, FrameTimes times = FrameTimes::Checked,
-                          Holds holds = Holds::Frames);
-  ~ContainerTrack() override;
-
-  const std::string& GetName() const { return file_->GetName(); }
-  bool IsSameFile(const std::string& path) const { return file_->IsSameFile(path); }
-  /// What the library knows of the track's codec.
-  const AVCodecParameters& GetParameters() const { return *stream_->codecpar; }
-  /// What the container says; the code is left 0.
+  const std::string& GetName() const { return demuxer_.GetName(); }
+  bool IsSameFile(const std::string& path) const { return demuxer_.GetFile().IsSameFile(path); }
+  const AVCodecParameters& GetParameters() const { return *stream_.codecpar; }
+  /// Format as the container states it; the code is 0.
   const StreamFormat& GetFormat() const { return format_; }
-  /// The same as a description of the input.
   InputDescription GetDescription() const;
-  /// Timecode of the first frame; nullopt if there is none, or if it does not fit the video's rate.
-  std::optional<Timecode> GetTimecode() const { return timecode_; }
-  /// Name of the compressor in the sample description; empty = none.
-  std::string GetCompressor() const;
 
-  /// Refuses, as Read() would, frames up to number `last` that do not come at a constant rate,
-  /// where an index tells so without reading them.
+  /// Reads the next frame into the container library's own memory; nullopt at the end. Throws a
+  /// FrameFailure for a truncated packet, for an end before the announced number of frames, and for
+  /// a frame off the constant rate; the next call continues behind it.
+  std::optional<NumberedFrame> Read();
+  /// See FrameReader::SkipTo().
+  bool SkipTo(std::int64_t frame);
+  /// See FrameReader::CheckTimes(): for a track whose times an index lists.
   void CheckIndexedTimes(std::int64_t last) const;
+  /// From now on frames stay in the file, if possible (Demuxer::KeepInPlace()).
+  void KeepFramesInPlace();
+  /// See FrameReader::CheckFramesInUse().
+  void CheckFramesInUse() const { demuxer_.GetFile().CheckMappings(); }
+  /// Number of frames so far that came at odd times and were accepted.
+  std::int64_t CountUnevenFrames() const { return times_.CountUneven(); }
 
-  const std::vector<SoundTrack>& GetSound() const override { return sound_; }
-  void SelectSound(const std::vector<std::size_t>& places) override;
-  const Metadata& GetMetadata() const { return metadata_; }
-  const std::vector<SoundDamage>& GetSoundDamage() const override {
-    return soundWatch_.GetDamage();
-  }
-  std::vector<SoundPacket> TakeSound() override;
+  const std::vector<SoundTrack>& GetSound() const override { return sound_.GetTracks(); }
+  void SelectSound(const std::vector<std::size_t>& places) override { sound_.Select(places); }
+  const std::vector<SoundDamage>& GetSoundDamage() const override { return sound_.GetDamage(); }
+  std::vector<SoundPacket> TakeSound() override { return sound_.Take(); }
   std::vector<SoundPacket> ReadSoundUntil(std::int64_t time, AVRational tick) override;
 
-  /// The next frame's bytes in the container library's own memory, or null at the end. A packet
-  /// that is cut short, an end before the announced number of frames, and a frame that breaks the
-  /// constant rate are FrameFailures; the next call then gives what stands behind.
-  std::optional<NumberedFrame> Read();
-  /// As FrameReader::SkipTo().
-  bool SkipTo(std::int64_t frame);
-  /// From now on frames stay where they are in the file, if that allows it, instead of being
-  /// copied. For codecs whose frames the library hands out as they stand in the file.
-  void KeepFramesInPlace();
-  /// Fails where bytes of such frames turned out to be unreadable. May be called from any thread.
-  void CheckFramesInUse() const { file_->CheckMappings(); }
-
  private:
-  struct InputCloser {
-    void operator()(AVFormatContext* context) const { avformat_close_input(&context); }
-  };
-
-  std::optional<std::int64_t> GetFrameCount() const;
-  std::string FindNote() const;
-  std::string FindTimecodeNote() const;
-  void Open();
-  void ChooseTracks();
-  void DescribeVideo();
-  void AddSound(AVStream& stream);
-  void FindMetadata();
-  void FindTimecode();
-  void ReadStatedRate();
-  std::optional<std::int64_t> FindIndexed(std::int64_t frame) const;
+  void ReadFirstPacket();
+  std::optional<std::int64_t> CountFrames() const;
   Packet ReadAny();
-  void FillIn(AVPacket& packet, const LibavStream::LeftOut& leftOut);
   Packet ReadPacket();
   void KeepSound(Packet packet);
-  bool HasSoundUntil(std::int64_t time, AVRational tick) const;
-  void ReadFirstPacket();
-  bool HasIndex() const;
-  std::optional<std::int64_t> CountIndexedFrames() const;
-  std::optional<std::int64_t> CountAnnouncedFrames() const;
-  void CheckFragments() const;
   bool EndsEarly() const;
-  bool CheckPacket(Packet& packet);
+  bool CheckTime(Packet& packet, std::int64_t number);
   std::optional<PacketTag> FindTag(const AVPacket& packet) const;
   std::string FindFault(const AVPacket& packet) const;
   bool IsDamagedSound(const AVPacket& packet) const;
-  std::int64_t ExpectTime(std::int64_t number) const;
-  bool IsAbout(std::int64_t time, std::int64_t expected) const;
-  std::int64_t CountLeftOut(std::int64_t time, std::int64_t expected) const;
-  bool CheckTime(Packet& packet);
-  [[noreturn]] void FailAtTime(std::int64_t number, std::int64_t time, std::int64_t expected,
-                               std::int64_t missing, std::optional<std::int64_t> offset) const;
   [[noreturn]] void FailAtUnreadableFrame(const std::string& reason);
   [[noreturn]] void FailAtEarlyEnd();
 
-  std::unique_ptr<InputFile> file_;
-  LibavStream bytes_;
   bool isTagged_;  ///< packets have tags in front of them
-  std::unique_ptr<AVFormatContext, InputCloser> context_;
-  AVStream* stream_ = nullptr;
-  int videoTracks_ = 0;
+  Demuxer demuxer_;
+  AVStream& stream_;
+  FrameIndex index_;
+  bool isRateEvident_;  ///< an index states all times, which may be any
+  FrameTimeCheck times_;
+  SoundQueue sound_;
   StreamFormat format_;
-  std::vector<SoundTrack> sound_;           ///< those that are taken
-  std::vector<int> soundStreams_;           ///< their streams' indices
-  std::vector<std::int64_t> soundReached_;  ///< end of their last packet, in their clock
-  std::vector<SoundPacket> waiting_;        ///< sound that was met and not taken yet
-  Metadata metadata_;
-  std::optional<Timecode> timecode_;
-  bool isTimecodeUnread_ = false;
-  std::string unusedTimecode_;                   ///< a text that is no timecode of the video
-  std::optional<std::int64_t> announcedFrames_;  ///< those that an edit list hides included
-  std::int64_t hiddenFrames_ = 0;                ///< met so far
+  std::optional<std::int64_t> announcedFrames_;  ///< those included that an edit list hides
+  std::int64_t hiddenFrames_ = 0;                ///< read so far
   Packet pending_;                               ///< a packet that was read ahead
-  std::exception_ptr pendingFailure_;            ///< why there is none, until Read() throws it
-  std::int64_t firstTime_ = 0;                   ///< of the first packet, in the stream's time base
-  SoundWatch soundWatch_;
-  std::int64_t framesRead_ = 0;  ///< packets that Read() handed out, or failed at
-  FrameTimes times_;
-  std::int64_t unevenFrames_ = 0;
-  bool keepsInPlace_ = false;
-  bool lost_ = false;  ///< nothing is known of how to go on
+  std::exception_ptr pendingFailure_;            ///< thrown by the next Read()
+  std::int64_t framesRead_ = 0;                  ///< frames that Read() returned, or failed at
+  std::int64_t lastFailure_ = -1;  ///< position in the file of the last unreadable packet
+  bool isLost_ = false;            ///< there is no way to continue
 };
 
 }  // namespace vixprores

@@ -5,9 +5,14 @@
 #include <array>
 #include <cstdarg>
 #include <cstdio>
+#include <cstring>
 #include <new>
 #include <span>
 #include <utility>
+
+#include "base/Errors.h"
+#include "base/Interrupt.h"
+#include "base/Text.h"
 
 extern "C" {
 #include <libavcodec/codec_par.h>
@@ -17,31 +22,29 @@ extern "C" {
 #include <libavutil/mem.h>
 }
 
-#include "base/Text.h"
-
 namespace vixprores {
 namespace {
 
 constexpr int kStreamBufferBytes = 1 << 16;
-thread_local std::string t_lastMessage;  // NOLINT(cert-err58-cpp): an empty text cannot throw
+// Of fixed size: exceptions must not pass through the library.
+thread_local std::array<char, 512> t_lastMessage{};
 
-// Called for every message, whatever the level set.
+// Called for every message, whatever the level.
 [[gnu::format(printf, 3, 0)]] void KeepMessage(void* /*source*/, int level, const char* format,
                                                va_list arguments) {
   const bool shown = level <= av_log_get_level();
   if (!shown && level > AV_LOG_ERROR) return;
   std::array<char, 512> text{};
   std::vsnprintf(text.data(), text.size(), format, arguments);
-  std::string message = text.data();
-  while (!message.empty() && (message.back() == '\n' || message.back() == ' ')) message.pop_back();
-  if (shown) PrintText(stderr, message + "\n");
-  if (level <= AV_LOG_ERROR) t_lastMessage = std::move(message);
-}
-
-std::uint8_t* AllocateStreamBuffer() {
-  auto* const buffer = static_cast<std::uint8_t*>(av_malloc(kStreamBufferBytes));
-  if (!buffer) throw std::bad_alloc();
-  return buffer;
+  std::size_t end = std::strlen(text.data());
+  while (end > 0 && (text[end - 1] == '\n' || text[end - 1] == ' ')) text[--end] = '\0';
+  if (level <= AV_LOG_ERROR) t_lastMessage = text;
+  if (!shown) return;
+  try {
+    PrintText(stderr, std::string(text.data()) + "\n");
+  } catch (const std::bad_alloc&) {
+    // The message is lost; the error that it explains is not.
+  }
 }
 
 }  // namespace
@@ -52,7 +55,7 @@ void SetLibavMessages(bool verbose) {
 }
 
 std::string ExplainLibavError(int error) {
-  std::string message = std::exchange(t_lastMessage, {});
+  const std::string message = std::exchange(t_lastMessage, {}).data();
   if (!message.empty()) return message;
   std::array<char, AV_ERROR_MAX_STRING_SIZE> words{};
   av_strerror(error, words.data(), words.size());
@@ -77,18 +80,20 @@ Metadata ToMetadata(const AVDictionary* dictionary) {
 }
 
 LibavStream::LibavStream(InputFile& file) : input_(&file) {
-  std::uint8_t* const buffer = AllocateStreamBuffer();
-  context_ = avio_alloc_context(buffer, kStreamBufferBytes, 0, this, ReadCallback, nullptr,
-                                file.IsSeekable() ? SeekInputCallback : nullptr);
-  if (context_) return;
-  av_free(buffer);
-  throw std::bad_alloc();
+  Open(false, file.IsSeekable() ? SeekInputCallback : nullptr);
 }
 
 LibavStream::LibavStream(OutputFile& file) : output_(&file) {
-  std::uint8_t* const buffer = AllocateStreamBuffer();
-  context_ = avio_alloc_context(buffer, kStreamBufferBytes, 1, this, nullptr, WriteCallback,
-                                file.IsSeekable() ? SeekOutputCallback : nullptr);
+  Open(true, file.IsSeekable() ? SeekOutputCallback : nullptr);
+}
+
+void LibavStream::Open(bool isOutput, SeekCallback* seek) {
+  auto* buffer = static_cast<std::uint8_t*>(av_malloc(kStreamBufferBytes));
+  if (buffer) {
+    context_ = avio_alloc_context(buffer, kStreamBufferBytes, isOutput ? 1 : 0, this,
+                                  isOutput ? nullptr : ReadCallback,
+                                  isOutput ? WriteCallback : nullptr, seek);
+  }
   if (context_) return;
   av_free(buffer);
   throw std::bad_alloc();
@@ -133,6 +138,7 @@ int LibavStream::Guard(const Operation& operation) {
 int LibavStream::ReadCallback(void* self, std::uint8_t* data, int bytes) {
   auto& stream = *static_cast<LibavStream*>(self);
   return stream.Guard([&stream, data, bytes] {
+    if (InterruptRequested()) throw Interrupted();
     const std::span destination(data, static_cast<std::size_t>(bytes));
     const bool isLarge = bytes > kStreamBufferBytes;
     const auto read = isLarge && stream.leavesOut_ && !stream.leftOut_
@@ -156,14 +162,15 @@ std::int64_t LibavStream::SeekFile(File& file, std::int64_t size, std::int64_t o
     case AVSEEK_SIZE:
       return size;
     case SEEK_CUR:
-      offset += file.GetPosition();
+      offset = av_sat_add64(offset, file.GetPosition());
       break;
     case SEEK_END:
-      offset += size;
+      offset = av_sat_add64(offset, size);
       break;
     default:
       break;
   }
+  if (offset < 0) return AVERROR(EINVAL);
   const int result = Guard([&file, offset] {
     file.Seek(offset);
     return 0;
@@ -173,6 +180,10 @@ std::int64_t LibavStream::SeekFile(File& file, std::int64_t size, std::int64_t o
 
 std::int64_t LibavStream::SeekInputCallback(void* self, std::int64_t offset, int whence) {
   auto& stream = *static_cast<LibavStream*>(self);
+  // A library that only seeks never reads.
+  if (InterruptRequested() && !stream.exception_) {
+    stream.exception_ = std::make_exception_ptr(Interrupted());
+  }
   return stream.SeekFile(*stream.input_, stream.input_->GetSize().value_or(0), offset, whence);
 }
 

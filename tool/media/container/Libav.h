@@ -3,7 +3,7 @@
 #define TOOL_MEDIA_CONTAINER_LIBAV_H
 
 /// @file
-/// What reader and writer of containers share: the container library's byte streams over our
+/// Shared by readers and writers of containers: the container library's byte streams over our
 /// files, its messages, and its objects under unique ownership.
 
 #include <cerrno>
@@ -23,15 +23,16 @@
 extern "C" {
 #include <libavcodec/packet.h>
 #include <libavformat/avformat.h>
+#include <libavutil/common.h>
 }
 
 namespace vixprores {
 
-/// Keeps the container library quiet (or, when `verbose`, sends its messages to standard error)
-/// and remembers its last error message of each thread.
+/// Suppresses the container library's messages, or prints them on standard error when `verbose`,
+/// and remembers the last error message of each thread.
 void SetLibavMessages(bool verbose);
-/// Why a call of the container library failed: its last error message where it left one, else the
-/// words for the code `error`. Forgets the message.
+/// Returns why a call of the container library failed: its last error message if there is one, or
+/// else the text for the code `error`. Forgets the message.
 std::string ExplainLibavError(int error);
 
 /// Notices that calls of the container library ran out of memory, also where it goes on without
@@ -59,8 +60,9 @@ struct MuxerDeleter {
 using Muxer = std::unique_ptr<AVFormatContext, MuxerDeleter>;
 
 /// A byte stream of the container library over an InputFile or an OutputFile, which must outlive
-/// it. Exceptions of the file cannot pass through the library: they are kept, the library sees an
-/// error code, and Rethrow() throws them on our side.
+/// it. Exceptions of the file cannot pass through the library: it gets an error code, and Rethrow()
+/// throws them on our side. A read or a seek of an input throws Interrupted once the user has asked
+/// to stop; the library's own interrupt callback only serves protocols, which are not used here.
 class LibavStream {
  public:
   explicit LibavStream(InputFile& file);
@@ -69,22 +71,25 @@ class LibavStream {
   LibavStream(const LibavStream&) = delete;
   LibavStream& operator=(const LibavStream&) = delete;
 
-  /// A read whose bytes were not fetched: whoever asked for it is to see to them.
+  /// A read whose bytes were not fetched; its caller provides them.
   struct LeftOut {
     std::int64_t position;          ///< in the input
-    std::span<std::uint8_t> bytes;  ///< where they belong; unspecified until then
+    std::span<std::uint8_t> bytes;  ///< destination; contents unspecified
   };
 
   AVIOContext* Get() const { return context_; }
-  /// Throws what the file threw since the last call, if anything.
+  /// Throws the exception of the file since the last call, if any.
   void Rethrow();
-  /// Whether the next read of an input that the library asks for in one piece, past its own buffer,
-  /// is left out. One at most is, until it is taken.
+  /// Leaves out the next read of an input that bypasses the library's own buffer; at most one,
+  /// until it is taken.
   void LeaveOutLargeReads(bool leavesOut) { leavesOut_ = leavesOut; }
-  /// What was left out since the last call, and stops leaving out.
+  /// Returns what was left out since the last call, and stops leaving out.
   std::optional<LeftOut> TakeLeftOut();
 
  private:
+  using SeekCallback = std::int64_t(void*, std::int64_t, int);
+
+  void Open(bool isOutput, SeekCallback* seek);
   template <typename Operation>
   int Guard(const Operation& operation);
   template <typename File>
@@ -111,6 +116,11 @@ class LibavStream {
 /// Copies of the library's objects.
 std::shared_ptr<const AVCodecParameters> CopyParameters(const AVCodecParameters& parameters);
 Metadata ToMetadata(const AVDictionary* dictionary);
+
+/// Distance of two times, however far apart; saturated.
+inline std::int64_t Distance(std::int64_t a, std::int64_t b) {
+  return a > b ? av_sat_sub64(a, b) : av_sat_sub64(b, a);
+}
 
 inline Rational ToRational(AVRational value) {
   return {value.num, value.den};

@@ -5,6 +5,7 @@
 #include <utility>
 
 #include "base/Errors.h"
+#include "base/Text.h"
 #include "frames/FrameHeaders.h"
 
 extern "C" {
@@ -60,7 +61,7 @@ FrameFailure ToFrame(const std::exception_ptr& failure, const std::string& name,
 }  // namespace
 
 ProResReader::ProResReader(std::unique_ptr<InputFile> file, const ProResReading& reading)
-    : track_(std::move(file), reading.times), demands_(reading.demands) {
+    : track_(std::move(file), reading.times), reading_(reading) {
   description_.name = track_.GetName();
   RequireProRes(track_);
   ChooseLayout();
@@ -184,10 +185,17 @@ bool ProResReader::SkipTo(std::int64_t frame) {
   return true;
 }
 
+std::string ProResReader::GetEndNote() const {
+  const std::int64_t uneven = track_.CountUnevenFrames();
+  if (reading_.times != FrameTimes::Evident || uneven == 0) return {};
+  return "has a variable frame rate: " + Count(uneven, "frame") + " not at " +
+         Describe(GetFormat().rate) + " frames per second";
+}
+
 // Leaves an unreadable header to the decoder.
 void ProResReader::CheckFrame(const NumberedFrame& frame) const {
   if (!frame.header) return;
-  const auto mismatch = FindMismatch(*frame.header, GetFormat(), demands_);
+  const auto mismatch = FindMismatch(*frame.header, GetFormat(), reading_.demands);
   if (!mismatch) return;
   throw FrameFailure(GetName(), frame.number, mismatch->found, mismatch->advice, 1, frame.offset);
 }

@@ -7,10 +7,9 @@
 #include <memory>
 #include <optional>
 
-#include "bitstream/FrameHeader.h"
+#include "frames/BareFrames.h"
 #include "frames/FrameHeaders.h"
 #include "media/FrameReader.h"
-#include "media/container/BareFrames.h"
 #include "media/container/ContainerTrack.h"
 
 namespace vixprores {
@@ -33,6 +32,8 @@ class ProResReader : public FrameReader {
   std::optional<NumberedFrame> Read() override;
   bool SkipTo(std::int64_t frame) override;
   SideTracks* GetSideTracks() override { return &track_; }
+  /// Notes a variable frame rate, if it is accepted (FrameTimes::Evident).
+  std::string GetEndNote() const override;
   bool ReadsFrom(const std::string& path) const override { return track_.IsSameFile(path); }
 
  private:
@@ -54,7 +55,7 @@ class ProResReader : public FrameReader {
   void CheckFrame(const NumberedFrame& frame) const;
 
   ContainerTrack track_;
-  HeaderDemands demands_;
+  ProResReading reading_;
   SampleLayout layout_ = SampleLayout::Standard;
   BareFrames bareFrames_;
   std::deque<Outcome> samples_;  ///< read ahead to choose the layout

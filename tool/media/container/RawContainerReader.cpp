@@ -16,7 +16,7 @@ extern "C" {
 namespace vixprores {
 namespace {
 
-// Four-character codes under which containers keep bytes in the order U Y V Y.
+// Four-character codes of containers for bytes in the order U Y V Y.
 constexpr vix::FourCC kUyvyTags[] = {vix::kFourCC_UYVY, vix::MakeFourCC("2vuy"),
                                      vix::MakeFourCC("HDYC"), vix::MakeFourCC("UYNV")};
 
@@ -26,19 +26,19 @@ std::string DescribePictures(const AVCodecParameters& parameters) {
   }
   const char* const name = av_get_pix_fmt_name(static_cast<AVPixelFormat>(parameters.format));
   if (name) return std::string("uncompressed pictures of type ") + name;
-  if (parameters.codec_tag == 0) return "uncompressed pictures of a type that it does not tell";
+  if (parameters.codec_tag == 0) return "uncompressed pictures of unknown type";
   return "uncompressed pictures with the code " + DescribeCode(parameters.codec_tag);
 }
 
 bool IsRgb(const AVCodecParameters& parameters) {
   if (parameters.codec_id != AV_CODEC_ID_RAWVIDEO) return false;
-  // The bitmaps of an .avi have no code, but a depth.
+  // Bitmaps in an .avi have no code, but a depth.
   if (parameters.codec_tag == 0) return parameters.bits_per_coded_sample > 0;
   const std::string code = DescribeCode(parameters.codec_tag);
   return code == "raw " || code.starts_with("RGB") || code.starts_with("BGR");
 }
 
-// Without these the conversion would follow the standard-definition matrix, or mix the fields.
+// Without these filters the conversion would use the standard-definition matrix, or mix the fields.
 std::string ConversionFilters(const AVCodecParameters& parameters, const StreamFormat& format) {
   if (IsRgb(parameters)) return "scale=out_color_matrix=bt709:out_range=tv,format=yuv422p10le";
   if (format.fieldOrder == FieldOrder::TopFirst) return "scale=interl=1,format=yuv422p10le";

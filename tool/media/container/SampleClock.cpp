@@ -20,19 +20,21 @@ std::int64_t SampleClock::Locate(const AVPacket& packet) const {
   const std::int64_t time = packet.pts != AV_NOPTS_VALUE ? packet.pts : packet.dts;
   if (time == AV_NOPTS_VALUE) return next_.value_or(0);
   const std::int64_t told = av_rescale_q(time, timeBase_, samples_);
-  // Damaged times can be as far apart as there are numbers.
+  // Damaged times can be as far apart as numbers allow.
   const bool isNext =
       next_ && told >= av_sat_sub64(*next_, tick_) && told <= av_sat_add64(*next_, tick_);
   return isNext ? *next_ : told;
 }
 
 std::int64_t SampleClock::Count(const AVPacket& packet) const {
+  // More samples than a packet can have bytes are a damaged duration.
   return sampleBytes_ > 0 ? packet.size / sampleBytes_
-                          : av_rescale_q(packet.duration, timeBase_, samples_);
+                          : std::clamp<std::int64_t>(
+                                av_rescale_q(packet.duration, timeBase_, samples_), 0, INT32_MAX);
 }
 
 void SampleClock::Pass(std::int64_t first, std::int64_t count) {
-  next_ = count > 0 ? std::optional(first + count) : std::nullopt;
+  next_ = count > 0 ? std::optional(av_sat_add64(first, count)) : std::nullopt;
 }
 
 }  // namespace vixprores

@@ -9,20 +9,20 @@
 
 namespace vixprores {
 
-/// Where the packets of one sound track stand, in samples. Clocks of containers may be coarser;
-/// where packets follow each other without a gap that such a clock could tell, they are counted.
+/// Position of the packets of one sound track, in samples. Clocks of containers may be coarser;
+/// packets that follow each other without a gap that such a clock could show are counted.
 class SampleClock {
  public:
   explicit SampleClock(const SoundTrack& track);
 
-  /// The first sample of the packet.
+  /// Returns the first sample of the packet.
   std::int64_t Locate(const AVPacket& packet) const;
-  /// Samples in the packet; 0 = unknown.
+  /// Returns the number of samples in the packet; 0 = unknown.
   std::int64_t Count(const AVPacket& packet) const;
-  /// Goes on behind a packet of that many samples.
+  /// Continues behind a packet of that many samples.
   void Pass(std::int64_t first, std::int64_t count);
 
-  /// The sample behind the last packet; none = unknown.
+  /// Returns the sample behind the last packet; nullopt = unknown.
   std::optional<std::int64_t> GetNext() const { return next_; }
   /// Samples in a tick of the container's clock, at least 1.
   std::int64_t GetTick() const { return tick_; }

@@ -2,13 +2,20 @@
 #include "media/container/TrackDescription.h"
 
 #include <algorithm>
+#include <array>
 #include <cmath>
 #include <cstdint>
 #include <cstring>
 #include <map>
+#include <span>
 #include <sstream>
+#include <string>
+#include <utility>
 
-#include "media/container/Libav.h"
+#include "base/Errors.h"
+#include "base/Text.h"
+#include "format/Values.h"
+#include "media/container/PacketTag.h"
 
 extern "C" {
 #include <libavutil/common.h>
@@ -18,6 +25,10 @@ extern "C" {
 
 namespace vixprores {
 namespace {
+
+bool IsValid(AVRational value) {
+  return value.num > 0 && value.den > 0;
+}
 
 // The broadcast rate (N or N * 1000 / 1001) that `rate` stands for where it was computed from a
 // duration rounded to nanoseconds; else `rate` itself.
@@ -54,16 +65,11 @@ std::optional<Rational> FindUsualRate(AVStream& stream) {
   AVRational rate{};
   const AVRational tick = stream.time_base;
   av_reduce(&rate.num, &rate.den, tick.den, usual->first * tick.num, INT32_MAX);
-  return Reduce(ToRational(rate));
+  return IsValid(rate) ? std::optional(Reduce(ToRational(rate))) : std::nullopt;
 }
 
-}  // namespace
-
-bool IsValid(AVRational value) {
-  return value.num > 0 && value.den > 0;
-}
-
-// The pairs tell how the fields are stored, which in a frame as a whole they are not.
+// Containers mean the same by both values of a pair: they differ in how separate fields are
+// stored, and the fields of these frames are not separate.
 FieldOrder ToFieldOrder(AVFieldOrder order) {
   switch (order) {
     case AV_FIELD_PROGRESSIVE:
@@ -85,6 +91,15 @@ ColourRange ToColourRange(AVColorRange range) {
   return ColourRange::Unknown;
 }
 
+// Unlike a rate on the command line, a wrong one in a file is no wrong use.
+std::optional<Rational> ReadRate(const std::string& text) {
+  try {
+    return ParseRate(text);
+  } catch (const UsageError&) {
+    return std::nullopt;
+  }
+}
+
 std::optional<std::array<std::int32_t, 9>> FindDisplayMatrix(const AVStream& stream) {
   std::array<std::int32_t, 9> matrix{};
 #if LIBAVFORMAT_VERSION_MAJOR < 61
@@ -102,6 +117,22 @@ std::optional<std::array<std::int32_t, 9>> FindDisplayMatrix(const AVStream& str
   return matrix;
 }
 
+const char* FindText(const AVDictionary* texts, const char* name) {
+  const AVDictionaryEntry* const found = av_dict_get(texts, name, nullptr, 0);
+  return found ? found->value : nullptr;
+}
+
+std::span<AVStream* const> StreamsOf(const AVFormatContext& context) {
+  return {context.streams, context.nb_streams};
+}
+
+bool IsVideo(const AVStream& stream) {
+  return stream.codecpar->codec_type == AVMEDIA_TYPE_VIDEO &&
+         (stream.disposition & AV_DISPOSITION_ATTACHED_PIC) == 0;
+}
+
+}  // namespace
+
 bool IsMatroska(const AVFormatContext& context) {
   return std::strstr(context.iformat->name, "matroska") != nullptr;
 }
@@ -114,6 +145,130 @@ bool IsMxf(const AVFormatContext& context) {
   return std::strcmp(context.iformat->name, "mxf") == 0;
 }
 
+AVStream& ChooseVideo(const Demuxer& demuxer, bool isTagged) {
+  AVStream* video = nullptr;
+  for (AVStream* stream : demuxer.GetStreams()) {
+    stream->discard = AVDISCARD_ALL;
+    if (!video && IsVideo(*stream)) video = stream;
+  }
+  if (!video) {
+    const std::string found = demuxer.GetName() + ": has " +
+                              Count(demuxer.GetContext().nb_streams, "track") +
+                              ", but none of video";
+    if (isTagged) throw UnreadableContainer(found);
+    throw Failure(found);
+  }
+  video->discard = AVDISCARD_DEFAULT;
+  return *video;
+}
+
+StreamFormat DescribeVideo(const AVStream& stream) {
+  const AVCodecParameters& parameters = *stream.codecpar;
+  StreamFormat format;
+  format.width = static_cast<std::uint32_t>(std::max(parameters.width, 0));
+  format.height = static_cast<std::uint32_t>(std::max(parameters.height, 0));
+  format.fieldOrder = ToFieldOrder(parameters.field_order);
+  format.colour = {parameters.color_primaries, parameters.color_trc, parameters.color_space,
+                   ToColourRange(parameters.color_range)};
+  if (IsValid(stream.sample_aspect_ratio)) {
+    format.sampleAspect = Reduce(ToRational(stream.sample_aspect_ratio));
+  }
+  format.displayMatrix = FindDisplayMatrix(stream);
+  return format;
+}
+
+std::vector<SoundTrack> DescribeSound(const AVFormatContext& context) {
+  std::vector<SoundTrack> tracks;
+  for (const AVStream* stream : StreamsOf(context)) {
+    if (stream->codecpar->codec_type != AVMEDIA_TYPE_AUDIO) continue;
+    tracks.push_back({CopyParameters(*stream->codecpar), stream->time_base,
+                      ToMetadata(stream->metadata), tracks.size(), !IsAvi(context)});
+  }
+  return tracks;
+}
+
+Metadata FindMetadata(const AVFormatContext& context) {
+  Metadata metadata = ToMetadata(context.metadata);
+  for (const char* own :
+       {"encoder", "major_brand", "minor_version", "compatible_brands", "timecode", "TIMECODE",
+        "DURATION", "operational_pattern_ul", "uid", "generation_uid", "product_uid",
+        "product_version_num", "toolkit_version_num", "application_platform", "modification_date",
+        "material_package_umid", "file_package_umid"}) {
+    metadata.erase(own);
+  }
+  const auto company = metadata.find("company_name");
+  if (company != metadata.end() && company->second == "FFmpeg") {  // the container library
+    for (const char* own : {"company_name", "product_name", "product_version"}) {
+      metadata.erase(own);
+    }
+  }
+  for (const AVStream* stream : StreamsOf(context)) {
+    const char* const reel = FindText(stream->metadata, "reel_name");
+    if (reel) metadata.emplace("reel_name", reel);
+  }
+  return metadata;
+}
+
+FoundTimecode FindTimecode(const AVFormatContext& context, Rational rate, const std::string& name) {
+  const char* text = nullptr;
+  for (const AVStream* stream : StreamsOf(context)) {
+    if (!text && IsVideo(*stream)) {
+      text = FindText(stream->metadata, "timecode");
+      break;
+    }
+  }
+  if (!text) text = FindText(context.metadata, "timecode");
+  bool hasTrack = false;
+  for (const AVStream* stream : StreamsOf(context)) {
+    if (!text) text = FindText(stream->metadata, "timecode");
+    hasTrack |= stream->codecpar->codec_tag == vix::MakeFourCC("tmcd");
+  }
+  if (!text && !hasTrack) return {};
+  if (!text) {
+    return {std::nullopt, name + ": its timecode cannot be read on a pipe; --timecode sets one"};
+  }
+  const auto timecode = Timecode::Find(text, rate);
+  if (timecode) return {timecode, {}};
+  return {std::nullopt, name + ": its timecode '" + text + "' is none of " + Describe(rate) +
+                            " frames per second and is left out"};
+}
+
+std::string FindTrackNote(const AVFormatContext& context, const std::string& name) {
+  std::vector<std::string> notes;
+  const auto streams = StreamsOf(context);
+  const auto videos =
+      std::ranges::count_if(streams, [](const AVStream* stream) { return IsVideo(*stream); });
+  if (videos > 1) {
+    notes.push_back("has " + std::to_string(videos) + " video tracks; the first one is taken");
+  }
+  const bool hasSubtitles = std::ranges::any_of(streams, [](const AVStream* stream) {
+    return stream->codecpar->codec_type == AVMEDIA_TYPE_SUBTITLE;
+  });
+  if (hasSubtitles) notes.emplace_back("its subtitles are left out");
+  if (context.nb_chapters > 0) notes.emplace_back("its chapters are left out");
+  std::string text;
+  for (const std::string& note : notes) text += (text.empty() ? name + ": " : "; ") + note;
+  return text;
+}
+
+MovieContent ReadMovieDescription(std::unique_ptr<InputFile> file) {
+  const Demuxer demuxer(std::move(file));
+  const AVFormatContext& context = demuxer.GetContext();
+  const AVStream& stream = ChooseVideo(demuxer, true);
+  MovieContent content{DescribeVideo(stream)};
+  content.metadata = FindMetadata(context);
+  const auto stated = content.metadata.extract(kRateNote);
+  const auto rate = stated ? ReadRate(stated.mapped()) : std::nullopt;
+  if (!rate) throw Failure(demuxer.GetName() + ": its description does not state a frame rate");
+  content.video.rate = *rate;
+  content.video.code = stream.codecpar->codec_tag;
+  content.timecode = FindTimecode(context, *rate, demuxer.GetName()).timecode;
+  content.sound = DescribeSound(context);
+  const char* const compressor = FindText(stream.metadata, "encoder");
+  if (compressor) content.compressor = compressor;
+  return content;
+}
+
 Rational FindRate(AVStream& stream, const AVPacket* first, bool isMatroska, bool hasIndex) {
   const auto usual = hasIndex ? FindUsualRate(stream) : std::nullopt;
   if (usual) return *usual;
@@ -121,7 +276,9 @@ Rational FindRate(AVStream& stream, const AVPacket* first, bool isMatroska, bool
   if (!IsValid(rate)) rate = stream.r_frame_rate;
   if (!IsValid(rate) && first && first->duration > 0) {
     const AVRational tick = stream.time_base;
-    av_reduce(&rate.num, &rate.den, tick.den, first->duration * tick.num, INT32_MAX);
+    if (first->duration <= INT32_MAX) {
+      av_reduce(&rate.num, &rate.den, tick.den, first->duration * tick.num, INT32_MAX);
+    }
   }
   if (!IsValid(rate)) return {0, 1};
   return Reduce(ToRational(isMatroska ? SnapToBroadcastRate(rate) : rate));

@@ -3,41 +3,50 @@
 #define TOOL_MEDIA_CONTAINER_TRACKDESCRIPTION_H
 
 /// @file
-/// What the container library knows of a video track, in our terms.
+/// The container library's description of a movie and its video track, in our terms.
 
-#include <array>
-#include <cstdint>
+#include <memory>
 #include <optional>
+#include <string>
+#include <vector>
 
-#include "format/StreamFormat.h"
-
-extern "C" {
-#include <libavformat/avformat.h>
-}
+#include "format/MovieContent.h"
+#include "media/container/Demuxer.h"
 
 namespace vixprores {
-
-bool IsValid(AVRational value);
-
-/// Containers mean one thing by either top-first value, and so for bottom-first.
-FieldOrder ToFieldOrder(AVFieldOrder order);
-
-ColourRange ToColourRange(AVColorRange range);
-
-/// Returns the matrix that turns the picture for display; nullopt if it is shown as it is.
-std::optional<std::array<std::int32_t, 9>> FindDisplayMatrix(const AVStream& stream);
 
 bool IsMatroska(const AVFormatContext& context);
 bool IsAvi(const AVFormatContext& context);
 bool IsMxf(const AVFormatContext& context);
 
-/// The rate that all frames keep to, or most of them where some are missing; 0 = unknown.
-/// @param first    its first packet; null = unknown
-/// @param hasIndex the library has an index of all frames
+/// Returns the first video track, the only one whose packets are not discarded from now on.
+/// @param isTagged the file was written by this program, so that a video track was there
+AVStream& ChooseVideo(const Demuxer& demuxer, bool isTagged);
+/// Returns the format that the container states; code and rate are 0.
+StreamFormat DescribeVideo(const AVStream& stream);
+std::vector<SoundTrack> DescribeSound(const AVFormatContext& context);
+/// Returns the texts that belong in a copy, not those about the container itself.
+Metadata FindMetadata(const AVFormatContext& context);
+
+struct FoundTimecode {
+  std::optional<Timecode> timecode;
+  std::string note;  ///< why a timecode of the file is not used
+};
+FoundTimecode FindTimecode(const AVFormatContext& context, Rational rate, const std::string& name);
+
+/// Returns which of several video tracks is read, and which tracks are left out; empty = neither.
+std::string FindTrackNote(const AVFormatContext& context, const std::string& name);
+
+/// Reads the movie without media that describes the tracks of a tagged file (PacketTag.h).
+MovieContent ReadMovieDescription(std::unique_ptr<InputFile> file);
+
+/// Returns the rate that all frames keep to, or most of them if some are missing; 0 = unknown.
+/// @param first    first packet; null = unknown
+/// @param hasIndex an index lists all frames
 Rational FindRate(AVStream& stream, const AVPacket* first, bool isMatroska, bool hasIndex);
 
-/// Seconds from time 0 to the end of the track, as a Matroska file states it; the duration of the
-/// file is that of its longest track. None where it states nothing, and for other containers.
+/// Returns the seconds from time 0 to the end of the track that a Matroska file states; the
+/// duration of the file is that of its longest track. Returns nullopt for other containers.
 std::optional<double> FindStatedDuration(const AVFormatContext& context, const AVStream& stream);
 
 }  // namespace vixprores

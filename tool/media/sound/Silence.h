@@ -4,13 +4,14 @@
 
 #include <cstdint>
 
+#include "format/Sound.h"
 #include "media/container/Libav.h"
-#include "media/sound/SideTracks.h"
 
 namespace vixprores {
 
-/// `count` silent samples of an uncompressed sound track, from sample `first` on. Its times are in
-/// the track's clock.
+/// Makes silent samples of an uncompressed sound track from sample `first` on: as many of `count`
+/// as fit into a second and into a small block, at least one. Their times are in ticks of the
+/// track. All silence shares one block of memory, so that long gaps take next to none.
 Packet MakeSilence(const SoundTrack& track, std::int64_t first, std::int64_t count);
 
 }  // namespace vixprores

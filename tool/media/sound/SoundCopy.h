@@ -9,17 +9,17 @@
 
 namespace vixprores {
 
-/// The sound that goes along with a part of a video, ready for a writer. Used by the thread that
-/// reads the video.
+/// The sound that accompanies a part of a video, ready for a writer. Used by the thread that reads
+/// the video.
 class SoundCopy {
  public:
-  /// @param tracks null = there is no sound
-  /// @param part   of the video; the copy starts when it does. None = all of the sound, as it is
+  /// @param tracks null = no sound
+  /// @param part   of the video, where the copy starts too; nullopt = all of the sound
   SoundCopy(SideTracks* tracks, const std::optional<TimeSpan>& part);
 
-  /// What came by with the video since the last call.
+  /// Returns the sound read with the video since the last call.
   std::vector<SoundPacket> Take();
-  /// What is left of it behind the last frame of the part.
+  /// Returns the sound that is left behind the last frame of the part.
   std::vector<SoundPacket> TakeRest();
 
  private:

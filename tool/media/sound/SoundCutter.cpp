@@ -5,16 +5,17 @@
 #include <limits>
 
 extern "C" {
+#include <libavutil/common.h>
 #include <libavutil/mathematics.h>
 }
 
 namespace vixprores {
 namespace {
 
-// Far enough, and differences of it can still be told.
+// Far enough, and differences still fit.
 constexpr std::int64_t kEver = std::numeric_limits<std::int64_t>::max() / 4;
 
-// The first sample at that time or after it.
+// Returns the first sample at that time or after it.
 std::int64_t SampleAt(std::int64_t time, AVRational tick, const SoundTrack& track) {
   return av_rescale_q_rnd(time, tick, {1, track.parameters->sample_rate}, AV_ROUND_UP);
 }
@@ -33,14 +34,14 @@ Packet SoundCutter::Cut(Packet packet) {
   std::int64_t count = clock_.Count(*packet);
   clock_.Pass(first, count);
   if (sampleBytes_ > 0) {
-    const std::int64_t before = std::clamp<std::int64_t>(begin_ - first, 0, count);
-    first += before;
-    count = std::clamp<std::int64_t>(end_ - first, 0, count - before);
+    const std::int64_t before = std::clamp<std::int64_t>(av_sat_sub64(begin_, first), 0, count);
+    first = av_sat_add64(first, before);
+    count = std::clamp<std::int64_t>(av_sat_sub64(end_, first), 0, count - before);
     packet->data += before * sampleBytes_;
     packet->size = static_cast<int>(count * sampleBytes_);
   }
   if (packet->size == 0 || first < begin_ || first >= end_) return nullptr;
-  packet->pts = packet->dts = first - shift_;
+  packet->pts = packet->dts = av_sat_sub64(first, shift_);
   packet->duration = count;
   return packet;
 }

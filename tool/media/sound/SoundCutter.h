@@ -10,30 +10,30 @@
 
 namespace vixprores {
 
-/// A part of a stream, from `begin` on, up to but without `end`, in ticks of `tick` seconds.
+/// A part of a stream from `begin` to before `end`, in ticks of `tick` seconds.
 struct TimeSpan {
   std::int64_t begin;
   std::int64_t end;
-  std::int64_t shift;  ///< that is taken off every time
+  std::int64_t shift;  ///< subtracted from every time
   AVRational tick;
 };
 
 /// Moves the packets of one sound track onto a clock of samples, and cuts them to a part of the
-/// stream: PCM to the sample, what is compressed to the packet. Adjacent parts of a stream give
+/// stream: PCM to the sample, compressed sound to the packet. Adjacent parts of a stream yield
 /// adjacent samples.
 class SoundCutter {
  public:
-  /// @param part what is to be kept; none = everything
+  /// @param part to keep; nullopt = everything
   SoundCutter(const SoundTrack& track, const std::optional<TimeSpan>& part);
 
-  /// The packet on a clock of 1 / samples per second, or null where nothing of it is kept.
+  /// Returns the packet on a clock of 1 / samples per second, or null if nothing of it is kept.
   Packet Cut(Packet packet);
 
  private:
   int sampleBytes_;
   SampleClock clock_;
-  std::int64_t begin_;  ///< first sample that is kept
-  std::int64_t end_;    ///< behind the last one
+  std::int64_t begin_;  ///< first sample to keep
+  std::int64_t end_;    ///< behind the last sample to keep
   std::int64_t shift_;
 };
 

@@ -1,6 +1,6 @@
 // SPDX-License-Identifier: BSD-2-Clause
-#ifndef TOOL_MEDIA_CONTAINER_BAREFRAMES_H
-#define TOOL_MEDIA_CONTAINER_BAREFRAMES_H
+#ifndef TOOL_FRAMES_BAREFRAMES_H
+#define TOOL_FRAMES_BAREFRAMES_H
 
 #include <memory>
 #include <optional>
@@ -10,23 +10,23 @@
 
 namespace vixprores {
 
-/// How the samples of a track hold the frames.
+/// Layout of frames in the samples of a track.
 enum class SampleLayout {
   Standard,    ///< frames with their prefix (size and "icpf")
   BareFrames,  ///< frames without it
   BareFields,  ///< frame header and one picture, without the prefix: a field of an interlaced frame
 };
 
-/// Decides from the first two samples of a track; the second one is null where there is none.
+/// Detects the layout from the first two samples of a track; the second may be null.
 SampleLayout FindLayout(const vix::IBuffer& first, const vix::IBuffer* second);
 
-/// Makes frames with a prefix out of bare samples. May be used from any thread.
+/// Makes frames with a prefix from bare samples. May be used from any thread.
 class BareFrames {
  public:
-  /// The frame of one sample.
+  /// Returns the frame of one sample.
   std::shared_ptr<vix::IBuffer> AddPrefix(const vix::IBuffer& sample) const;
-  /// The frame of two fields: the header of the first, and both pictures. Of samples that cannot
-  /// be taken apart all bytes are taken, so that what is wrong with them stays to be seen.
+  /// Returns the frame of two fields: the header of the first, and both pictures. Samples that
+  /// cannot be parsed are joined byte by byte, so that their damage is found later.
   std::shared_ptr<vix::IBuffer> Join(const vix::IBuffer& first, const vix::IBuffer& second) const;
 
  private:
@@ -35,4 +35,4 @@ class BareFrames {
 
 }  // namespace vixprores
 
-#endif  // TOOL_MEDIA_CONTAINER_BAREFRAMES_H
+#endif  // TOOL_FRAMES_BAREFRAMES_H

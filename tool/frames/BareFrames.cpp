@@ -1,5 +1,5 @@
 // SPDX-License-Identifier: BSD-2-Clause
-#include "media/container/BareFrames.h"
+#include "frames/BareFrames.h"
 
 #include <algorithm>
 #include <array>
@@ -18,39 +18,39 @@ namespace {
 
 using Bytes = std::span<const std::uint8_t>;
 
-constexpr std::size_t kPrefixBytes = 8;
-constexpr std::array<std::uint8_t, 4> kIdentifier{'i', 'c', 'p', 'f'};
+constexpr std::size_t kBarePrefixBytes = 8;
+constexpr std::array<std::uint8_t, 4> kFrameIdentifier{'i', 'c', 'p', 'f'};
 
 bool HasPrefix(Bytes sample) {
-  return sample.size() >= kPrefixBytes &&
-         std::ranges::equal(sample.subspan(4, kIdentifier.size()), kIdentifier);
+  return sample.size() >= kBarePrefixBytes &&
+         std::ranges::equal(sample.subspan(4, kFrameIdentifier.size()), kFrameIdentifier);
 }
 
 std::shared_ptr<vix::IBuffer> MakeFrame(const FramePool& pool, std::initializer_list<Bytes> parts) {
-  std::size_t bytes = kPrefixBytes;
+  std::size_t bytes = kBarePrefixBytes;
   for (const Bytes part : parts) bytes += part.size();
   auto frame = pool.MakeFrame(static_cast<std::uint32_t>(bytes));
   std::uint8_t* end = frame->GetData();
   prores::WriteU32(end, static_cast<std::uint32_t>(bytes));
-  end = std::ranges::copy(kIdentifier, end + 4).out;
+  end = std::ranges::copy(kFrameIdentifier, end + 4).out;
   for (const Bytes part : parts) end = std::ranges::copy(part, end).out;
   return frame;
 }
 
-// A bare sample taken apart.
+// A parsed bare sample.
 struct BareSample {
   prores::FrameHeader header;
   Bytes headerBytes;
-  std::vector<Bytes> pictures;  // those that are whole
+  std::vector<Bytes> pictures;  // complete ones
 };
 
-// None where the sample does not start with a frame header.
+// Returns nullopt if the sample does not start with a frame header.
 std::optional<BareSample> TakeApart(Bytes sample) {
   if (sample.size() < 2) return std::nullopt;
-  // The header's parser wants the prefix.
+  // The parser of the header expects the prefix.
   const std::size_t headerBytes = prores::ReadU16(sample.data());
   std::vector<std::uint8_t> prefixed(4);
-  prefixed.insert(prefixed.end(), kIdentifier.begin(), kIdentifier.end());
+  prefixed.insert(prefixed.end(), kFrameIdentifier.begin(), kFrameIdentifier.end());
   const Bytes start = sample.first(std::min(headerBytes, sample.size()));
   prefixed.insert(prefixed.end(), start.begin(), start.end());
   const auto header = ParseHeader(prefixed);

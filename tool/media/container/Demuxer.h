@@ -1,0 +1,66 @@
+// SPDX-License-Identifier: BSD-2-Clause
+#ifndef TOOL_MEDIA_CONTAINER_DEMUXER_H
+#define TOOL_MEDIA_CONTAINER_DEMUXER_H
+
+#include <cstdint>
+#include <memory>
+#include <span>
+#include <string>
+
+#include "base/Errors.h"
+#include "media/InputFile.h"
+#include "media/container/Libav.h"
+
+namespace vixprores {
+
+/// A packet that cannot be read although the container announces it. The text is the reason alone.
+class UnreadablePacket : public Failure {
+ public:
+  using Failure::Failure;
+};
+
+/// The tracks of a container file and their packets. Only the container is parsed; no decoder of
+/// the container library ever runs. Used by one thread; packets may be used and released on any
+/// thread and may outlive the demuxer.
+class Demuxer {
+ public:
+  /// Throws UnreadableContainer if the file is no container.
+  explicit Demuxer(std::unique_ptr<InputFile> file);
+
+  InputFile& GetFile() const { return *file_; }
+  const std::string& GetName() const { return file_->GetName(); }
+  AVFormatContext& GetContext() const { return *context_; }
+  std::span<AVStream* const> GetStreams() const {
+    return {context_->streams, context_->nb_streams};
+  }
+
+  /// Returns the next packet of the tracks that are not discarded; null at the end.
+  /// @throws UnreadablePacket; the next call continues behind it, if the container allows
+  /// @throws Interrupted when the user asks to stop
+  Packet Read();
+  /// Continues at the packet of `stream` with that time; returns false if that is not possible.
+  bool Seek(const AVStream& stream, std::int64_t time);
+  /// From now on packets of `stream` stay in the file, if it can be mapped, instead of being
+  /// copied. Only for codecs whose packets the library returns as they are stored, and only with an
+  /// index: then the library reads nothing large but packets.
+  void KeepInPlace(const AVStream& stream);
+
+ private:
+  struct InputCloser {
+    void operator()(AVFormatContext* context) const { avformat_close_input(&context); }
+  };
+
+  void FillIn(AVPacket& packet, const LibavStream::LeftOut& leftOut);
+
+  std::unique_ptr<InputFile> file_;
+  LibavStream bytes_;
+  std::unique_ptr<AVFormatContext, InputCloser> context_;
+  int inPlace_ = -1;  ///< index of the stream whose packets stay in the file; -1 = none
+};
+
+/// Time of a packet: that of presentation, or else of decoding.
+std::int64_t TimeOf(const AVPacket& packet);
+
+}  // namespace vixprores
+
+#endif  // TOOL_MEDIA_CONTAINER_DEMUXER_H

@@ -1,0 +1,83 @@
+// SPDX-License-Identifier: BSD-2-Clause
+#include "media/sound/SoundQueue.h"
+
+#include <algorithm>
+#include <utility>
+
+#include "media/container/TrackDescription.h"
+
+extern "C" {
+#include <libavutil/common.h>
+#include <libavutil/mathematics.h>
+}
+
+namespace vixprores {
+namespace {
+
+constexpr std::int64_t kNothingYet = INT64_MIN;
+
+}  // namespace
+
+SoundQueue::SoundQueue(const Demuxer& demuxer)
+    : demuxer_(demuxer), tracks_(DescribeSound(demuxer.GetContext())) {
+  for (AVStream* stream : demuxer.GetStreams()) {
+    if (stream->codecpar->codec_type != AVMEDIA_TYPE_AUDIO) continue;
+    stream->discard = AVDISCARD_DEFAULT;
+    streams_.push_back(stream->index);
+    reached_.push_back(kNothingYet);
+  }
+}
+
+void SoundQueue::Select(const std::vector<std::size_t>& places) {
+  std::vector<std::size_t> newPlace(tracks_.size(), SIZE_MAX);
+  std::vector<SoundTrack> tracks;
+  std::vector<int> streams;
+  std::vector<std::int64_t> reached;
+  for (const std::size_t place : places) {
+    newPlace.at(place) = tracks.size();
+    tracks.push_back(tracks_[place]);
+    streams.push_back(streams_[place]);
+    reached.push_back(reached_[place]);
+  }
+  for (std::size_t place = 0; place < tracks_.size(); ++place) {
+    if (newPlace[place] == SIZE_MAX) {
+      demuxer_.GetStreams()[static_cast<std::size_t>(streams_[place])]->discard = AVDISCARD_ALL;
+    }
+  }
+  std::erase_if(waiting_, [&](SoundPacket& packet) {
+    packet.track = newPlace[packet.track];
+    return packet.track == SIZE_MAX;
+  });
+  tracks_ = std::move(tracks);
+  streams_ = std::move(streams);
+  reached_ = std::move(reached);
+}
+
+void SoundQueue::Keep(Packet packet, bool isAltered) {
+  const auto found = std::ranges::find(streams_, packet->stream_index);
+  if (found == streams_.end() || packet->size == 0) return;
+  const auto place = static_cast<std::size_t>(found - streams_.begin());
+  const std::int64_t time = TimeOf(*packet);
+  if (time != AV_NOPTS_VALUE) reached_[place] = av_sat_add64(time, packet->duration);
+  watch_.Pass(tracks_[place], {place, std::move(packet)}, isAltered, waiting_);
+}
+
+std::vector<SoundPacket> SoundQueue::Take() {
+  return std::exchange(waiting_, {});
+}
+
+bool SoundQueue::HasUntil(std::int64_t time, AVRational tick) const {
+  for (std::size_t place = 0; place < tracks_.size(); ++place) {
+    if (reached_[place] == kNothingYet) return false;
+    if (av_compare_ts(reached_[place], tracks_[place].timeBase, time, tick) < 0) return false;
+  }
+  return true;
+}
+
+void SoundQueue::Jump() {
+  waiting_.clear();
+  watch_.Jump();
+  std::ranges::fill(reached_, kNothingYet);
+}
+
+}  // namespace vixprores

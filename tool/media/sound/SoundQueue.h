@@ -1,0 +1,47 @@
+// SPDX-License-Identifier: BSD-2-Clause
+#ifndef TOOL_MEDIA_SOUND_SOUNDQUEUE_H
+#define TOOL_MEDIA_SOUND_SOUNDQUEUE_H
+
+#include <cstddef>
+#include <cstdint>
+#include <vector>
+
+#include "media/container/Demuxer.h"
+#include "media/sound/SideTracks.h"
+#include "media/sound/SoundWatch.h"
+
+namespace vixprores {
+
+/// The sound tracks of a container, and their packets from when they are demuxed to when they are
+/// taken.
+class SoundQueue {
+ public:
+  /// Selects all sound tracks. `demuxer` must outlive this.
+  explicit SoundQueue(const Demuxer& demuxer);
+
+  const std::vector<SoundTrack>& GetTracks() const { return tracks_; }
+  const std::vector<SoundDamage>& GetDamage() const { return watch_.GetDamage(); }
+  /// See SideTracks::SelectSound().
+  void Select(const std::vector<std::size_t>& places);
+
+  /// Adds a packet, unless it belongs to no selected track.
+  void Keep(Packet packet, bool isAltered);
+  /// Removes and returns all packets.
+  std::vector<SoundPacket> Take();
+  /// Returns true if every track has been kept up to that time (in ticks of `tick` seconds).
+  bool HasUntil(std::int64_t time, AVRational tick) const;
+  /// Drops all packets; the next ones do not follow them.
+  void Jump();
+
+ private:
+  const Demuxer& demuxer_;
+  std::vector<SoundTrack> tracks_;     ///< selected ones
+  std::vector<int> streams_;           ///< their indices in the container
+  std::vector<std::int64_t> reached_;  ///< end of their last packets, in their ticks
+  std::vector<SoundPacket> waiting_;
+  SoundWatch watch_;
+};
+
+}  // namespace vixprores
+
+#endif  // TOOL_MEDIA_SOUND_SOUNDQUEUE_H
