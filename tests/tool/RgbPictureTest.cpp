@@ -159,11 +159,14 @@ TEST(DisplaySize, HasSquarePixelsAndKeepsToTheLimit) {
   EXPECT_EQ(DisplaySize(format, 5000).width, 1024u);
 }
 
-TEST(AmplifyDifference, IsGreyWhereThereIsNone) {
-  RgbPicture a(2, 1);
-  RgbPicture b(2, 1);
-  b.pixels = {0, 0, 0, 3, 200, 0};
-  EXPECT_THAT(AmplifyDifference(a, b, 8).pixels, ElementsAre(128, 128, 128, 152, 255, 128));
+TEST(DisplaySize, LimitsThePixelAspect) {
+  StreamFormat format = Format(720, 576);
+  format.sampleAspect = {2147483647, 1};
+  EXPECT_EQ(DisplaySize(format, std::nullopt).width, 4 * 720u);
+  format.sampleAspect = {1, 2147483647};
+  EXPECT_EQ(DisplaySize(format, std::nullopt).width, 720u / 4);
+  format.sampleAspect = {1, 0};
+  EXPECT_EQ(DisplaySize(format, std::nullopt).width, 720u);
 }
 
 TEST(Png, StartsAsPngFilesDo) {
@@ -175,12 +178,13 @@ TEST(Png, StartsAsPngFilesDo) {
 }
 
 TEST(ContactSheet, SetsPicturesInRowsWithTheirCaptions) {
-  std::vector<SheetPicture> pictures;
-  for (int i = 0; i < 6; ++i) pictures.push_back({RgbPicture(160, 90), "1"});
-  for (auto& sheetPicture : pictures) {
-    std::ranges::fill(sheetPicture.picture.pixels, std::uint8_t{200});
+  ContactSheet pictures("sheet.png");
+  for (int i = 0; i < 6; ++i) {
+    RgbPicture picture(160, 90);
+    std::ranges::fill(picture.pixels, std::uint8_t{200});
+    pictures.Add(std::move(picture), "1");
   }
-  const RgbPicture sheet = DrawContactSheet(pictures);
+  const RgbPicture sheet = pictures.Draw();
   // Two columns and three rows are closest to a square.
   EXPECT_EQ(sheet.width, 12u + 2 * (160 + 12));
   EXPECT_EQ(sheet.height, 12u + 3 * (90 + 6 + 14 + 12));
@@ -192,8 +196,18 @@ TEST(ContactSheet, SetsPicturesInRowsWithTheirCaptions) {
 }
 
 TEST(ContactSheet, DrawsNoCaptionBeyondTheSheet) {
-  const RgbPicture sheet = DrawContactSheet({{RgbPicture(4, 4), "1000000000 10:00:00:00"}});
-  EXPECT_EQ(sheet.width, 4u + 24);
+  ContactSheet sheet("sheet.png");
+  sheet.Add(RgbPicture(4, 4), "1000000000 10:00:00:00");
+  EXPECT_EQ(sheet.Draw().width, 4u + 24);
+}
+
+TEST(ContactSheet, RefusesTooManyPicturesAndTooManyPixels) {
+  ContactSheet many("sheet.png");
+  for (std::size_t i = 0; i < ContactSheet::kMostPictures; ++i) many.Add(RgbPicture(2, 2), "1");
+  EXPECT_THROW(many.Add(RgbPicture(2, 2), "1"), Failure);
+  ContactSheet large("sheet.png");
+  large.Add(RgbPicture(12000, 6500), "1");
+  EXPECT_THROW(large.Add(RgbPicture(12000, 6500), "1"), Failure);
 }
 
 }  // namespace

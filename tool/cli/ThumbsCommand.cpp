@@ -29,9 +29,8 @@
 namespace vixprores {
 namespace {
 
-constexpr int kStills = 10;          // default
-constexpr int kWidestStill = 65535;  // pixels
-constexpr std::size_t kMostOnSheet = 2000;
+constexpr int kStills = 10;                 // default
+constexpr int kWidestStill = 65535;         // pixels
 constexpr std::uint32_t kSheetWidth = 320;  // of a picture on the sheet
 
 struct ThumbsOptions : HostOptions, MachineOptions {
@@ -161,6 +160,17 @@ void MakeFolder(const std::string& path) {
   if (error) throw Failure(path + ": cannot create the folder: " + error.message());
 }
 
+void NoteAspect(const PictureSource& source) {
+  const Rational aspect = source.GetPictureFormat().sampleAspect;
+  const Rational shown = ShownAspect(source.GetPictureFormat());
+  if (aspect.numerator <= 0 || aspect == shown) return;
+  const auto text = [](Rational value) {
+    return std::to_string(value.numerator) + ":" + std::to_string(value.denominator);
+  };
+  PrintNote(source.GetReader().GetName() + ": pixel aspect " + text(aspect) + " is shown as " +
+            text(shown));
+}
+
 class StillWriter {
  public:
   StillWriter(const ThumbsOptions& options, PictureSource& source)
@@ -171,6 +181,7 @@ class StillWriter {
         size_(DisplaySize(source.GetPictureFormat(), WidthOr(std::nullopt))),
         smallSize_(DisplaySize(source.GetPictureFormat(), WidthOr(kSheetWidth))) {
     report_.size = size_;
+    NoteAspect(source);
     if (options.folder) MakeFolder(*options.folder);
   }
 
@@ -203,7 +214,7 @@ class StillWriter {
       throw Failure(source_.GetReader().GetName() + ": no frame was selected");
     }
     if (options_.sheet) {
-      WriteFile(*options_.sheet, EncodePng(DrawContactSheet(onSheet_)), options_.overwrite);
+      WriteFile(*options_.sheet, EncodePng(sheet_.Draw()), options_.overwrite);
     }
     return report_;
   }
@@ -220,13 +231,9 @@ class StillWriter {
   }
 
   void PutOnSheet(RgbPicture picture, const StillReport& still) {
-    if (onSheet_.size() == kMostOnSheet) {
-      throw Failure(*options_.sheet + ": a sheet has room for " + std::to_string(kMostOnSheet) +
-                    " pictures at most; select fewer with --every");
-    }
     std::string caption = std::to_string(still.number);
     if (still.timecode) caption += "  " + still.timecode->ToText();
-    onSheet_.push_back({std::move(picture), std::move(caption)});
+    sheet_.Add(std::move(picture), std::move(caption));
   }
 
   const ThumbsOptions& options_;
@@ -235,7 +242,7 @@ class StillWriter {
   StillsReport report_;
   RgbSize size_;
   RgbSize smallSize_;
-  std::vector<SheetPicture> onSheet_;
+  ContactSheet sheet_{report_.sheet};
 };
 
 int WriteStills(const ThumbsOptions& options) {

@@ -185,14 +185,4 @@ RgbPicture ToRgb(const StreamFormat& format, std::span<const std::uint8_t> packe
   }
 }
 
-RgbPicture AmplifyDifference(const RgbPicture& reference, const RgbPicture& distorted, int gain) {
-  constexpr int kMiddle = 128;
-  RgbPicture picture(reference.width, reference.height);
-  std::ranges::transform(
-      reference.pixels, distorted.pixels, picture.pixels.begin(), [gain](int a, int b) {
-        return static_cast<std::uint8_t>(std::clamp(kMiddle + gain * (b - a), 0, 255));
-      });
-  return picture;
-}
-
 }  // namespace vixprores

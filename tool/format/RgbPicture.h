@@ -53,10 +53,6 @@ RgbSize DisplaySize(const StreamFormat& format, std::optional<std::uint32_t> wid
 /// primaries, those of HDR too.
 RgbPicture ToRgb(const StreamFormat& format, std::span<const std::uint8_t> packed, RgbSize size);
 
-/// Returns the differences of two pictures of the same size around middle grey, amplified by
-/// `gain`.
-RgbPicture AmplifyDifference(const RgbPicture& reference, const RgbPicture& distorted, int gain);
-
 }  // namespace vixprores
 
 #endif  // TOOL_FORMAT_RGBPICTURE_H

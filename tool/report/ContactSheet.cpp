@@ -6,6 +6,8 @@
 #include <cmath>
 #include <string_view>
 
+#include "base/Errors.h"
+
 namespace vixprores {
 namespace {
 
@@ -55,14 +57,6 @@ constexpr std::uint32_t WidthOf(std::size_t characters, std::uint32_t dot) {
   return static_cast<std::uint32_t>(characters) * (kGlyphWidth + 1) * dot;
 }
 
-// Side of a dot of the letters: the longest caption fits under its picture, where any size does.
-std::uint32_t DotFor(const std::vector<SheetPicture>& pictures) {
-  std::size_t longest = 1;
-  for (const SheetPicture& picture : pictures) longest = std::max(longest, picture.caption.size());
-  const std::uint32_t widest = pictures.front().picture.width;
-  return std::clamp<std::uint32_t>(widest / WidthOf(longest, 1), 1, 2);
-}
-
 void DrawCaption(RgbPicture& sheet, const std::string& caption, std::uint32_t left,
                  std::uint32_t top, std::uint32_t dot) {
   for (std::uint32_t i = 0; i < caption.size(); ++i) {
@@ -87,21 +81,47 @@ std::uint32_t CountColumns(std::size_t pictures, RgbSize cell) {
 
 }  // namespace
 
-RgbPicture DrawContactSheet(const std::vector<SheetPicture>& pictures) {
-  const std::uint32_t dot = DotFor(pictures);
-  const RgbPicture& first = pictures.front().picture;
-  const std::uint32_t captionTop = first.height + 3 * dot;
-  const RgbSize cell{first.width + kMargin, captionTop + kGlyphHeight * dot + kMargin};
-  const std::uint32_t columns = CountColumns(pictures.size(), cell);
-  const auto count = static_cast<std::uint32_t>(pictures.size());
+// Side of a dot of the letters: 2 if the longest caption fits under its picture then.
+std::uint32_t ContactSheet::FindDot() const {
+  std::size_t longest = 1;
+  for (const Entry& entry : entries_) longest = std::max(longest, entry.caption.size());
+  return std::clamp<std::uint32_t>(entries_.front().picture.width / WidthOf(longest, 1), 1, 2);
+}
+
+// A picture with its caption and the margins to the next ones.
+RgbSize ContactSheet::FindCell(std::uint32_t dot) const {
+  const RgbPicture& first = entries_.front().picture;
+  return {first.width + kMargin, first.height + (3 + kGlyphHeight) * dot + kMargin};
+}
+
+void ContactSheet::Add(RgbPicture picture, std::string caption) {
+  const std::string advice = "; take fewer pictures with --every, or smaller ones with --width";
+  if (entries_.size() == kMostPictures) {
+    throw Failure(name_ + ": a sheet has at most " + std::to_string(kMostPictures) + " pictures" +
+                  advice);
+  }
+  entries_.push_back({std::move(picture), std::move(caption)});
+  const RgbSize cell = FindCell(2);
+  if (std::uint64_t{cell.width} * cell.height * entries_.size() > kMostPixels) {
+    throw Failure(name_ + ": a sheet has at most " + std::to_string(kMostPixels) + " pixels" +
+                  advice);
+  }
+}
+
+RgbPicture ContactSheet::Draw() const {
+  const std::uint32_t dot = FindDot();
+  const RgbSize cell = FindCell(dot);
+  const std::uint32_t columns = CountColumns(entries_.size(), cell);
+  const auto count = static_cast<std::uint32_t>(entries_.size());
   const std::uint32_t rows = (count + columns - 1) / columns;
   RgbPicture sheet(columns * cell.width + kMargin, rows * cell.height + kMargin);
   Fill(sheet, {sheet.width, sheet.height}, 0, 0, kPaper);
   for (std::uint32_t i = 0; i < count; ++i) {
+    const auto& [picture, caption] = entries_[i];
     const std::uint32_t left = kMargin + i % columns * cell.width;
     const std::uint32_t top = kMargin + i / columns * cell.height;
-    Paste(sheet, pictures[i].picture, left, top);
-    DrawCaption(sheet, pictures[i].caption, left, top + captionTop, dot);
+    Paste(sheet, picture, left, top);
+    DrawCaption(sheet, caption, left, top + picture.height + 3 * dot, dot);
   }
   return sheet;
 }

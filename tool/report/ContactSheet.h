@@ -4,21 +4,42 @@
 
 #include <cstdint>
 #include <string>
+#include <utility>
 #include <vector>
 
 #include "format/RgbPicture.h"
 
 namespace vixprores {
 
-/// A picture of a contact sheet.
-struct SheetPicture {
-  RgbPicture picture;
-  std::string caption;  ///< digits, ':', ';' and blanks; others are left blank
-};
+/// Pictures of one size with a caption under each, row by row on a sheet that is about as wide as
+/// it is high.
+class ContactSheet {
+ public:
+  static constexpr std::size_t kMostPictures = 2000;
+  /// Of the sheet: 2000 pictures of 320x180. They take 450 MB.
+  static constexpr std::uint64_t kMostPixels = 150'000'000;
 
-/// Puts pictures of one size, at least one, onto a sheet with a caption under each, row by row.
-/// The sheet is about as wide as it is high.
-RgbPicture DrawContactSheet(const std::vector<SheetPicture>& pictures);
+  /// @param name of the sheet, for error messages
+  explicit ContactSheet(std::string name) : name_(std::move(name)) {}
+
+  /// @param caption digits, ':', ';' and spaces; other characters are left blank
+  /// @throws Failure if the sheet would have too many pictures or pixels
+  void Add(RgbPicture picture, std::string caption);
+  /// Draws the pictures that were added, at least one.
+  RgbPicture Draw() const;
+
+ private:
+  struct Entry {
+    RgbPicture picture;
+    std::string caption;
+  };
+
+  std::uint32_t FindDot() const;
+  RgbSize FindCell(std::uint32_t dot) const;
+
+  std::string name_;
+  std::vector<Entry> entries_;
+};
 
 }  // namespace vixprores
 

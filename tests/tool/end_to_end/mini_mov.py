@@ -48,21 +48,34 @@ def break_picture(path, number):
     path.write_bytes(data)
 
 
-def write(path, frames, code=b"apcn", width=128, height=96, rate=25):
-    """A file with those samples, `rate` a second."""
+def with_empty_slices(frame, width, height):
+    """A progressive frame of that size, with the header of `frame` and the smallest slices that can be
+    parsed: 8 bytes for each 128x16 pixels."""
+    header = bytearray(frame[:8 + struct.unpack_from(">H", frame, 8)[0]])
+    struct.pack_into(">HH", header, 16, width, height)
+    columns, rows = (width + 15) // 16, (height + 15) // 16
+    count = rows * (columns // 8 + (columns % 8).bit_count())
+    slices = _u16(6) * count + bytes([6 << 3, 2, 0, 0, 0, 0]) * count
+    picture = bytes([8 << 3]) + _u32(8 + len(slices)) + _u16(count & 0xffff) + b"\x30" + slices
+    return _u32(len(header) + len(picture)) + header[4:] + picture
+
+
+def write(path, frames, code=b"apcn", width=128, height=96, rate=25, aspect=None):
+    """A file with those samples, `rate` a second; `aspect` is the width and the height of a pixel."""
     frames = list(frames)
     head = _atom(b"ftyp", b"qt  ", _u32(0x200), b"qt  ")
     first = len(head) + 8
     positions = [first + sum(map(len, frames[:i])) for i in range(len(frames))]
     path.write_bytes(head + _atom(b"mdat", *frames)
                      + _moov(positions, [len(frame) for frame in frames], code, width, height,
-                             rate))
+                             rate, aspect))
 
 
-def _moov(positions, sizes, code, width, height, rate):
+def _moov(positions, sizes, code, width, height, rate, aspect):
     count = len(sizes)
+    pasp = _atom(b"pasp", _u32(aspect[0]), _u32(aspect[1])) if aspect else b""
     entry = _atom(code, bytes(6), _u16(1), bytes(16), _u16(width), _u16(height),
-                  _u32(72 << 16) * 2, _u32(0), _u16(1), bytes(32), _u16(24), b"\xff\xff")
+                  _u32(72 << 16) * 2, _u32(0), _u16(1), bytes(32), _u16(24), b"\xff\xff", pasp)
     stbl = _atom(b"stbl",
                  _full(b"stsd", _u32(1), entry),
                  _full(b"stts", _u32(1), _u32(count), _u32(1)),

@@ -81,6 +81,13 @@ class Thumbs(ToolTest):
                 self.succeed("thumbs", "--overwrite", *options, self.clip, "-o", self.stills)
                 self.assertEqual(size(self.stills / self.names()[0]), wanted)
 
+    def test_an_absurd_pixel_aspect_is_limited(self):
+        self.make_prores()
+        mini_mov.write(self.clip, mini_mov.samples(self.clip), aspect=(2147483647, 1))
+        result = self.succeed("thumbs", "--frames", "0-0", self.clip, "-o", self.stills)
+        self.assertRegex(result.stderr, r"pixel aspect \d+:1 is shown as 4:1")
+        self.assertEqual(size(self.stills / self.names()[0]), (4 * 128, 96))
+
     def test_a_picture_is_that_of_the_frame(self):
         self.make_prores()
         self.succeed("thumbs", "--frames", "7-7", self.clip, "-o", self.stills)
