@@ -148,7 +148,9 @@ TEST(Comparison, FindsTheWorstFramesFirst) {
 TEST(ComparisonReport, ReportsIdenticalVideos) {
   const Comparison comparison = Compare({100, 100});
   EXPECT_THAT(ComparisonText(comparison), HasSubstr("2 frames compared in 8 bits, all identical"));
-  const auto json = nlohmann::json::parse(ComparisonJson(comparison));
+  std::string report;
+  WriteComparisonJson(comparison, [&report](std::string_view text) { report += text; });
+  const auto json = nlohmann::json::parse(report);
   EXPECT_EQ(json["identical"], true);
   EXPECT_TRUE(json["psnr"]["all"]["ofMeanSquaredError"].is_null());
   EXPECT_TRUE(json["frames"][0]["psnr"]["y"].is_null());

@@ -13,6 +13,13 @@
 namespace vixprores {
 namespace {
 
+std::string Written(void (*write)(const StreamStatistics&, const TextSink&),
+                    const StreamStatistics& stream) {
+  std::string text;
+  write(stream, [&text](std::string_view part) { text += part; });
+  return text;
+}
+
 using testing::HasSubstr;
 using testing::Not;
 using State = ComparedProperty::State;
@@ -148,8 +155,9 @@ TEST(StreamStatistics, CountsMissingFrames) {
   AddMissing(stream, FrameFailure("clip.mov", 1, "is missing", {}, 3));
   EXPECT_EQ(stream.faulty, 3);
   EXPECT_EQ(stream.bytes.GetCount(), 1);
-  EXPECT_THAT(InspectionText(stream), HasSubstr("Faults:\n  frames 1-3: is missing\n"));
-  const auto json = nlohmann::json::parse(InspectionJson(stream));
+  EXPECT_THAT(Written(WriteInspectionText, stream),
+              HasSubstr("Faults:\n  frames 1-3: is missing\n"));
+  const auto json = nlohmann::json::parse(Written(WriteInspectionJson, stream));
   EXPECT_EQ(json["framesInspected"], 1);
   EXPECT_EQ(json["frames"][1]["count"], 3);
   EXPECT_FALSE(json["frames"][1].contains("bytes"));
@@ -160,7 +168,7 @@ TEST(StreamStatistics, ComparesNothingWithoutAContainer) {
   stream.container.reset();
   Add(stream, MakeFrame({2, 2, 2, 2}));
   EXPECT_THAT(CompareProperties(stream), testing::IsEmpty());
-  EXPECT_THAT(InspectionText(stream), Not(HasSubstr("container")));
+  EXPECT_THAT(Written(WriteInspectionText, stream), Not(HasSubstr("container")));
 }
 
 TEST(StreamStatistics, HasATargetForEncodableVariantsOnly) {
@@ -181,9 +189,9 @@ TEST(StreamStatistics, HasATargetForEncodableVariantsOnly) {
 TEST(InspectionReport, MarksMismatchesAndFaults) {
   StreamStatistics stream = MakeStream();
   Add(stream, MakeFrame({2, 2, 2, 2}));
-  EXPECT_THAT(InspectionText(stream), Not(HasSubstr("Faults")));
+  EXPECT_THAT(Written(WriteInspectionText, stream), Not(HasSubstr("Faults")));
   Add(stream, Bytes(40));
-  const std::string text = InspectionText(stream);
+  const std::string text = Written(WriteInspectionText, stream);
   EXPECT_THAT(text, HasSubstr("720x576      32x32         <- MISMATCH\n"));
   EXPECT_THAT(text, HasSubstr("Faults:\n  frame 1: "));
 }
@@ -192,7 +200,7 @@ TEST(InspectionReport, JsonHasNullForWhatIsUnknown) {
   StreamStatistics stream = MakeStream();
   stream.targetBytes.reset();
   Add(stream, Bytes(40));
-  const auto json = nlohmann::json::parse(InspectionJson(stream));
+  const auto json = nlohmann::json::parse(Written(WriteInspectionJson, stream));
   EXPECT_EQ(json["status"], "faults");
   EXPECT_TRUE(json["size"]["targetBytes"].is_null());
   EXPECT_TRUE(json["quantiser"].is_null());
@@ -202,10 +210,14 @@ TEST(InspectionReport, JsonHasNullForWhatIsUnknown) {
 }
 
 TEST(InspectionReport, DescribesMatrices) {
-  prores::QuantMatrix matrix = prores::kDefaultQuantMatrix;
-  EXPECT_EQ(DescribeWeights(matrix), "flat, all 4");
-  matrix[63] = 63;
-  EXPECT_EQ(DescribeWeights(matrix), "4 to 63; first row 4 4 4 4 4 4 4 4");
+  StreamStatistics stream;
+  stream.header.emplace();
+  stream.header->lumaMatrix = prores::kDefaultQuantMatrix;
+  stream.header->chromaMatrix = prores::kDefaultQuantMatrix;
+  stream.header->chromaMatrix[63] = 63;
+  const std::string text = Written(WriteInspectionText, stream);
+  EXPECT_THAT(text, HasSubstr("luma matrix    flat, all 4\n"));
+  EXPECT_THAT(text, HasSubstr("chroma matrix  4 to 63; first row 4 4 4 4 4 4 4 4\n"));
 }
 
 }  // namespace

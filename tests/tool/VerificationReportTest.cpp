@@ -63,7 +63,9 @@ TEST(VerificationReport, PutsEverythingIntoJson) {
   file.frames = 20;
   file.damagedFrames = 1;
   file.damage = {MakeDamage()};
-  const auto json = nlohmann::json::parse(VerificationJson({file, Verification{}}));
+  std::string text;
+  WriteVerificationJson({file, Verification{}}, [&text](std::string_view part) { text += part; });
+  const auto json = nlohmann::json::parse(text);
   EXPECT_EQ(json["intact"], false);
   ASSERT_EQ(json["files"].size(), 2u);
   EXPECT_EQ(json["files"][1]["intact"], true);

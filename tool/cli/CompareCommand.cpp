@@ -8,10 +8,9 @@
 #include "check/VideoComparison.h"
 #include "cli/Commands.h"
 #include "cli/Options.h"
-#include "cli/PagePictures.h"
 #include "media/OutputFile.h"
-#include "report/ComparisonPage.h"
 #include "report/ComparisonReport.h"
+#include "report/Pages.h"
 #include "run/Host.h"
 
 namespace vixprores {
@@ -68,9 +67,9 @@ int Compare(const CompareOptions& options) {
     page->Commit();
   }
   if (options.json) {
-    std::fputs(ComparisonJson(comparison).c_str(), stdout);
+    WriteComparisonJson(comparison, StandardOutput());
   } else {
-    PrintText(stdout, ComparisonText(comparison));
+    StandardOutput()(ComparisonText(comparison));
   }
   return kExitDone;
 }

@@ -9,10 +9,9 @@
 #include "check/Verification.h"
 #include "cli/Commands.h"
 #include "cli/Options.h"
-#include "cli/PagePictures.h"
 #include "media/OutputFile.h"
-#include "report/InspectionPage.h"
 #include "report/InspectionReport.h"
+#include "report/Pages.h"
 #include "report/Report.h"
 #include "run/Host.h"
 #include "run/OpenInput.h"
@@ -74,13 +73,15 @@ int Inspect(const InspectOptions& options) {
   }
   stream.note = reader->GetEndNote();
   if (page) WritePage(std::move(reader), stream, notable, *page);
-  if (options.json) {
-    std::fputs(InspectionJson(stream).c_str(), stdout);
-  } else {
-    PrintText(stdout, InspectionText(stream));
-  }
+  options.json ? WriteInspectionJson(stream, StandardOutput())
+               : WriteInspectionText(stream, StandardOutput());
   if (!stream.failure.empty()) PrintError(stream.failure);
   if (!stream.note.empty()) PrintNote(stream.name + ": " + stream.note);
+  if (stream.firstUnlisted) {
+    PrintNote(stream.name + ": at most " + std::to_string(kMostListedSlices) +
+              " slices are listed; those of frame " + std::to_string(*stream.firstUnlisted) +
+              " and others are left out. Choose fewer frames with --frames");
+  }
   return stream.failure.empty() && stream.faulty == 0 ? kExitDone : kExitFailed;
 }
 

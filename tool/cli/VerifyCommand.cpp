@@ -18,8 +18,8 @@
 #include "media/InputFile.h"
 #include "media/OutputFile.h"
 #include "recovery/IndexCheck.h"
+#include "report/Pages.h"
 #include "report/RunReporter.h"
-#include "report/VerificationPage.h"
 #include "report/VerificationReport.h"
 #include "run/Host.h"
 #include "run/OpenInput.h"
@@ -175,7 +175,10 @@ int Verify(const VerifyOptions& options) {
     pageFile->Write(AsBytes(page.Finish()));
     pageFile->Commit();
   }
-  if (options.json) std::printf("%s\n", VerificationJson(results).c_str());
+  if (options.json) {
+    WriteVerificationJson(results, StandardOutput());
+    std::printf("\n");
+  }
   return std::ranges::all_of(results, &Verification::IsIntact) ? kExitDone : kExitFailed;
 }
 

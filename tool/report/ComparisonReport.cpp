@@ -4,17 +4,15 @@
 #include <algorithm>
 #include <array>
 #include <cmath>
-#include <nlohmann/json.hpp>
 #include <utility>
 
 #include "base/Text.h"
-#include "report/PlaceJson.h"
 #include "report/TextTable.h"
 
 namespace vixprores {
 namespace {
 
-using Json = nlohmann::ordered_json;
+constexpr std::size_t kListedWorst = 5;
 
 struct PartName {
   const char* text;
@@ -23,12 +21,12 @@ struct PartName {
 constexpr std::array<PartName, SamplePicture::kPlanes + 1> kParts{
     {{"Y", "y"}, {"Cb", "cb"}, {"Cr", "cr"}, {"all", "all"}}};
 
-std::string Decibels(double value) {
+std::string DecibelsText(double value) {
   return std::isinf(value) ? "identical" : Fixed(value, 2);
 }
 
-// Of the frames that are not identical, if any.
-std::string DecibelsOf(const Spread& psnr, double value) {
+// `value` of the frames that are not identical.
+std::string DecibelsTextOf(const Spread& psnr, double value) {
   return psnr.GetCount() == 0 ? "identical" : Fixed(value, 2);
 }
 
@@ -37,9 +35,9 @@ std::string PartsText(const Comparison& comparison) {
   table.Add({"", "PSNR (dB)", "mean of frames", "lowest", "SSIM", "lowest"});
   for (std::size_t i = 0; i < kParts.size(); ++i) {
     const PartQuality& part = comparison.parts[i];
-    table.Add({kParts[i].text, Decibels(part.PsnrOfMeanError()),
-               DecibelsOf(part.GetPsnr(), part.GetPsnr().GetMean()),
-               DecibelsOf(part.GetPsnr(), part.GetPsnr().GetMin()),
+    table.Add({kParts[i].text, DecibelsText(part.PsnrOfMeanError()),
+               DecibelsTextOf(part.GetPsnr(), part.GetPsnr().GetMean()),
+               DecibelsTextOf(part.GetPsnr(), part.GetPsnr().GetMin()),
                Fixed(part.GetSsim().GetMean(), 5), Fixed(part.GetSsim().GetMin(), 5)});
   }
   return table.ToText(2);
@@ -54,8 +52,8 @@ std::string WorstText(const Comparison& comparison) {
     const ComparedFrame& frame = comparison.frames[i];
     table.Add({std::to_string(frame.number),
                comparison.timecode ? (*comparison.timecode + frame.number).ToText() : "-",
-               Decibels(comparison.PsnrOf(frame, 0)), Decibels(comparison.PsnrOf(frame, 1)),
-               Decibels(comparison.PsnrOf(frame, 2)), Decibels(comparison.PsnrOf(frame, 3)),
+               DecibelsText(comparison.PsnrOf(frame, 0)), DecibelsText(comparison.PsnrOf(frame, 1)),
+               DecibelsText(comparison.PsnrOf(frame, 2)), DecibelsText(comparison.PsnrOf(frame, 3)),
                Fixed(frame.quality.parts[FrameQuality::kAll].ssim, 5)});
   }
   return "\nWorst frames:\n" + table.ToText(2);
@@ -68,38 +66,41 @@ std::string FramesText(const Comparison& comparison) {
   return text + ", " + std::to_string(comparison.identical) + " identical";
 }
 
-// The pictures that were compared although they are not what was encoded.
-std::string DamageText(const Comparison& comparison) {
+// Damaged frames, whose pictures are not those that were encoded.
+std::string DamageText(const ComparedVideo& video) {
   constexpr std::size_t kMostLines = 10;
-  std::string text;
-  for (const ComparedVideo* video : {&comparison.reference, &comparison.distorted}) {
-    const auto& damage = video->damage;
-    if (damage.empty()) continue;
-    text += "\nDamaged frames of " + video->name + ":\n";
-    for (std::size_t i = 0; i < std::min(damage.size(), kMostLines); ++i) {
-      text += "  " + Describe(damage[i]) + "\n";
-    }
-    if (damage.size() <= kMostLines) continue;
-    text += "  and " + std::to_string(damage.size() - kMostLines) + " more, which --json lists\n";
+  const auto& damage = video.damage;
+  if (damage.empty()) return {};
+  std::string text = "\nDamaged frames of " + PrintableLine(video.name) + ":\n";
+  for (std::size_t i = 0; i < std::min(damage.size(), kMostLines); ++i) {
+    text += "  " + PrintableLine(Describe(damage[i])) + "\n";
   }
-  return text;
+  if (damage.size() <= kMostLines) return text;
+  return text + "  and " + std::to_string(damage.size() - kMostLines) +
+         " more, which --json lists\n";
 }
 
-Json DamageJson(const std::vector<DamagedPicture>& damage) {
-  Json json = Json::array();
+// "ProRes 422 HQ, 1920x1080, progressive, 25 fps"
+std::string FormatText(const StreamFormat& format) {
+  return DescribeCode(format.code) + ", " + DescribeSize(format.width, format.height) + ", " +
+         Describe(format.fieldOrder) + ", " + Describe(format.rate) + " fps";
+}
+
+JsonValue DamageJson(const std::vector<DamagedPicture>& damage) {
+  JsonValue json = JsonValue::array();
   for (const DamagedPicture& each : damage) {
-    Json entry = PlaceJson(each.place);
+    JsonValue entry = PlaceJson(each.place);
     entry["what"] = each.what;
     json.push_back(std::move(entry));
   }
   return json;
 }
 
-Json DecibelsJson(double value) {
-  return std::isinf(value) ? Json() : Json(value);
+JsonValue DecibelsJson(double value) {
+  return std::isinf(value) ? JsonValue() : JsonValue(value);
 }
 
-Json VideoJson(const ComparedVideo& video) {
+JsonValue VideoJson(const ComparedVideo& video) {
   return {{"input", video.name},
           {"name", DescribeCode(video.format.code)},
           {"width", video.format.width},
@@ -109,54 +110,29 @@ Json VideoJson(const ComparedVideo& video) {
           {"damage", DamageJson(video.damage)}};
 }
 
-Json PsnrJson(const PartQuality& part) {
+JsonValue PsnrJson(const PartQuality& part) {
   const Spread& psnr = part.GetPsnr();
   const bool isIdentical = psnr.GetCount() == 0;
   return {{"ofMeanSquaredError", DecibelsJson(part.PsnrOfMeanError())},
-          {"meanOfFrames", isIdentical ? Json() : Json(psnr.GetMean())},
-          {"min", isIdentical ? Json() : Json(psnr.GetMin())}};
-}
-
-Json FrameJson(const Comparison& comparison, const ComparedFrame& frame) {
-  Json json;
-  json["frame"] = frame.number;
-  json["timecode"] =
-      comparison.timecode ? Json((*comparison.timecode + frame.number).ToText()) : Json();
-  json["identical"] = frame.quality.IsIdentical();
-  for (std::size_t i = 0; i < kParts.size(); ++i) {
-    json["psnr"][kParts[i].key] = DecibelsJson(comparison.PsnrOf(frame, i));
-  }
-  for (std::size_t i = 0; i < kParts.size(); ++i) {
-    json["ssim"][kParts[i].key] = frame.quality.parts[i].ssim;
-  }
-  json["bytes"] = frame.bytes ? Json(*frame.bytes) : Json();
-  return json;
+          {"meanOfFrames", isIdentical ? JsonValue() : JsonValue(psnr.GetMean())},
+          {"min", isIdentical ? JsonValue() : JsonValue(psnr.GetMin())}};
 }
 
 }  // namespace
-
-std::string DescribePsnr(double decibels) {
-  return std::isinf(decibels) ? "identical" : Fixed(decibels, 2) + " dB";
-}
-
-std::string DescribeVideo(const ComparedVideo& video) {
-  return DescribeCode(video.format.code) + ", " +
-         DescribeSize(video.format.width, video.format.height) + ", " +
-         Describe(video.format.fieldOrder) + ", " + Describe(video.format.rate) + " fps";
-}
 
 std::string ComparisonText(const Comparison& comparison) {
   TextTable videos("lll");
   for (const auto& [role, video] : {std::pair("reference", &comparison.reference),
                                     std::pair("distorted", &comparison.distorted)}) {
-    videos.Add({role, video->name, DescribeVideo(*video)});
+    videos.Add({role, video->name, FormatText(video->format)});
   }
   return videos.ToText(0) + FramesText(comparison) + "\n\n" + PartsText(comparison) +
-         WorstText(comparison) + DamageText(comparison);
+         WorstText(comparison) + DamageText(comparison.reference) +
+         DamageText(comparison.distorted);
 }
 
-std::string ComparisonJson(const Comparison& comparison) {
-  Json json;
+JsonValue SummaryJson(const Comparison& comparison) {
+  JsonValue json;
   json["command"] = "compare";
   json["status"] = "done";
   json["reference"] = VideoJson(comparison.reference);
@@ -172,16 +148,32 @@ std::string ComparisonJson(const Comparison& comparison) {
     const Spread& ssim = comparison.parts[i].GetSsim();
     json["ssim"][kParts[i].key] = {{"mean", ssim.GetMean()}, {"min", ssim.GetMin()}};
   }
-  json["worstFrames"] = Json::array();
+  json["worstFrames"] = JsonValue::array();
   for (const std::size_t i : comparison.FindWorst(kListedWorst)) {
     json["worstFrames"].push_back(comparison.frames[i].number);
   }
-  json["frames"] = Json::array();
-  for (const ComparedFrame& frame : comparison.frames) {
-    json["frames"].push_back(FrameJson(comparison, frame));
+  return json;
+}
+
+JsonValue FrameJson(const Comparison& comparison, const ComparedFrame& frame) {
+  JsonValue json;
+  json["frame"] = frame.number;
+  json["timecode"] = TimecodeJson(comparison.timecode, frame.number);
+  json["identical"] = frame.quality.IsIdentical();
+  for (std::size_t i = 0; i < kParts.size(); ++i) {
+    json["psnr"][kParts[i].key] = DecibelsJson(comparison.PsnrOf(frame, i));
   }
-  // File names need not be UTF-8, JSON texts must be.
-  return json.dump(-1, ' ', false, Json::error_handler_t::replace) + "\n";
+  for (std::size_t i = 0; i < kParts.size(); ++i) {
+    json["ssim"][kParts[i].key] = frame.quality.parts[i].ssim;
+  }
+  json["bytes"] = OrNull(frame.bytes);
+  return json;
+}
+
+void WriteComparisonJson(const Comparison& comparison, const TextSink& write) {
+  WriteWithList(write, SummaryJson(comparison), "frames", comparison.frames.size(),
+                [&](std::size_t i) { write(Dump(FrameJson(comparison, comparison.frames[i]))); });
+  write("\n");
 }
 
 }  // namespace vixprores

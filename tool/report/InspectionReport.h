@@ -5,12 +5,14 @@
 #include <string>
 
 #include "frames/StreamStatistics.h"
+#include "report/Json.h"
 
 namespace vixprores {
 
-/// What was found, as lines for people. Slices are listed where the frames have their lists.
-std::string InspectionText(const StreamStatistics& stream);
-/// All of it as one JSON object, with a newline. Its keys do not change:
+/// Writes the report as lines for people. Slices are listed for the frames that have lists.
+void WriteInspectionText(const StreamStatistics& stream, const TextSink& write);
+
+/// Writes the report as one JSON object with a newline. Unknown values are null. Its keys:
 /// "command", "status" ("done", "faults" or "failed"), "message" (of a failure), "input",
 /// "format" (of the stream: code, name, width, height, rate, fieldOrder, chromaFormat, alpha,
 /// encoderIdentifier, bitstreamVersion, timecode), "properties" (container against frame header:
@@ -18,21 +20,27 @@ std::string InspectionText(const StreamStatistics& stream);
 /// "size" (minBytes, meanBytes, maxBytes, targetBytes, meanShareOfTarget), "megabitsPerSecond",
 /// "quantiser" (min, mean, max, lowestFrameMean, highestFrameMean), "log2SliceWidth", "matrices"
 /// (luma and chroma: flat, weights), "changes" (property, frame, from, to), and "frames": frame,
-/// count (of frames from that one on, of which several are missing for one reason), timecode and
-/// fault, and of those that could be read offset, bytes, bits, shareOfTarget, slices, quantiser
-/// (min, mean, max), componentBytes (y, cb, cr, alpha), and with slices asked for "sliceList"
-/// (picture, row, index, firstMacroblock, macroblocks, offset, bytes, quantiser, y, cb, cr; null
-/// for the last four of a damaged one). What is unknown is null.
-std::string InspectionJson(const StreamStatistics& stream);
+/// count (number of frames from that one on that share a fault), timecode, fault; for frames that
+/// could be read also offset, bytes, bits, shareOfTarget, slices, quantiser (min, mean, max),
+/// componentBytes (y, cb, cr, alpha) and, with --slices, "sliceList" (picture, row, index,
+/// firstMacroblock, macroblocks, offset, bytes, quantiser, y, cb, cr; the last four are null for a
+/// damaged slice).
+void WriteInspectionJson(const StreamStatistics& stream, const TextSink& write);
 
-// Words that the pages use too.
-/// "ProRes 422 HQ (apch), 1920x1080, progressive, 25 fps, 4:2:2, no alpha"
-std::string DescribeStream(const StreamStatistics& stream);
-/// "5", or "5-9" of several that are missing
-std::string DescribeNumbers(std::int64_t first, std::int64_t count);
-/// "flat, all 4", or "2 to 63: 2 2 3 4 ... " with the weights of the first row
-std::string DescribeWeights(const prores::QuantMatrix& matrix);
-/// "vix1", other characters than letters, digits and the like as '?'
+// Parts of the JSON report.
+/// All members but "frames".
+JsonValue SummaryJson(const StreamStatistics& stream);
+/// An element of "frames" without its "sliceList".
+JsonValue FrameJson(const StreamStatistics& stream, const FrameStatistics& frame);
+
+// Words that both forms use.
+/// "apch"; empty for 0
+std::string FourCharacters(vix::FourCC code);
+/// "4:2:2" or "4:4:4"
+const char* ChromaFormatName(const prores::FrameHeader& header);
+/// "none", "8 bits" or "16 bits"
+const char* AlphaName(const prores::FrameHeader& header);
+/// "vix1", with '?' for unprintable characters
 std::string EncoderIdentifier(const prores::FrameHeader& header);
 
 }  // namespace vixprores

@@ -10,8 +10,7 @@
 #include "base/Text.h"
 #include "format/ColourNames.h"
 #include "media/InputFile.h"
-#include "report/PlaceJson.h"
-#include "report/SoundDamageJson.h"
+#include "report/Json.h"
 #include "report/TextTable.h"
 
 namespace vixprores {
@@ -200,11 +199,6 @@ nlohmann::ordered_json ToJson(const RunReport& report) {
   json["realTimeFactor"] = report.RealTimeFactor();
   json["megabitsPerSecond"] = report.MegabitsPerSecond();
   return json;
-}
-
-// File names need not be UTF-8, JSON texts must be.
-std::string Dump(const nlohmann::ordered_json& json) {
-  return json.dump(-1, ' ', false, nlohmann::ordered_json::error_handler_t::replace);
 }
 
 std::string TableRow(const std::string& status, std::int64_t frames, std::int64_t bytes,

@@ -2,37 +2,59 @@
 #include "report/TextTable.h"
 
 #include <algorithm>
+#include <array>
 #include <cstdio>
 
+#include "base/Text.h"
+
 namespace vixprores {
+namespace {
+
+// Characters of UTF-8 text: all bytes but continuation bytes.
+std::size_t WidthOf(const std::string& text) {
+  return static_cast<std::size_t>(
+      std::ranges::count_if(text, [](char byte) { return (byte & 0xC0) != 0x80; }));
+}
+
+}  // namespace
 
 std::string Fixed(double value, int decimals) {
-  std::string text(64, '\0');
-  const int length = std::snprintf(text.data(), text.size(), "%.*f", decimals, value);
-  text.resize(static_cast<std::size_t>(length));
-  return text;
+  std::array<char, 400> text{};  // the largest double has 309 digits
+  std::snprintf(text.data(), text.size(), "%.*f", decimals, value);
+  return text.data();
 }
 
 std::string Percentage(double part, double whole) {
   return whole > 0 ? Fixed(100 * part / whole, 1) + " %" : std::string();
 }
 
-std::string TextTable::ToText(std::size_t indent) const {
-  std::vector<std::size_t> widths(alignments_.size());
-  for (const auto& row : rows_) {
-    for (std::size_t i = 0; i < row.size(); ++i) widths[i] = std::max(widths[i], row[i].size());
+void WriteTable(const TextSink& write, std::string_view alignments, std::size_t indent,
+                std::size_t rows, const std::function<std::vector<std::string>(std::size_t)>& row) {
+  std::vector<std::size_t> widths(alignments.size());
+  for (std::size_t i = 0; i < rows; ++i) {
+    const auto cells = row(i);
+    for (std::size_t k = 0; k < cells.size(); ++k) {
+      widths[k] = std::max(widths[k], WidthOf(PrintableLine(cells[k])));
+    }
   }
-  std::string text;
-  for (const auto& row : rows_) {
+  for (std::size_t i = 0; i < rows; ++i) {
+    const auto cells = row(i);
     std::string line(indent, ' ');
-    for (std::size_t i = 0; i < row.size(); ++i) {
-      const std::string padding(widths[i] - row[i].size(), ' ');
-      if (i > 0) line += "  ";
-      line += alignments_[i] == 'r' ? padding + row[i] : row[i] + padding;
+    for (std::size_t k = 0; k < cells.size(); ++k) {
+      const std::string text = PrintableLine(cells[k]);
+      const std::string padding(widths[k] - WidthOf(text), ' ');
+      if (k > 0) line += "  ";
+      line += alignments[k] == 'r' ? padding + text : text + padding;
     }
     line.erase(line.find_last_not_of(' ') + 1);
-    text += line + "\n";
+    write(line + "\n");
   }
+}
+
+std::string TextTable::ToText(std::size_t indent) const {
+  std::string text;
+  WriteTable([&text](std::string_view line) { text += line; }, alignments_, indent, rows_.size(),
+             [this](std::size_t i) { return rows_[i]; });
   return text;
 }
 

@@ -3,28 +3,40 @@
 #define TOOL_REPORT_TEXTTABLE_H
 
 /// @file
-/// Numbers and columns as reports print them.
+/// Numbers and columns of the text reports.
 
 #include <cstddef>
-#include <cstdint>
+#include <functional>
 #include <string>
+#include <string_view>
+#include <utility>
 #include <vector>
+
+#include "report/Json.h"
 
 namespace vixprores {
 
-/// `value` with that many digits behind the point.
+/// `value` with that many decimals.
 std::string Fixed(double value, int decimals);
-/// A part of a whole in percent, "98.3 %"; empty when there is no whole.
+/// "98.3 %" for a part of a whole; empty if the whole is 0.
 std::string Percentage(double part, double whole);
 
-/// Rows of cells that are printed in columns as wide as their widest cell, two blanks apart.
+/// Writes rows in columns as wide as their widest cells, two spaces apart, without spaces at the
+/// end of lines. Unprintable characters in cells are escaped.
+/// @param alignments one letter per column: 'l' or 'r'; a row may have fewer cells
+/// @param indent     spaces before each row
+/// @param row        returns the cells of the row of that index; called twice for each, so that a
+///                   long table is never in memory as a whole
+void WriteTable(const TextSink& write, std::string_view alignments, std::size_t indent,
+                std::size_t rows, const std::function<std::vector<std::string>(std::size_t)>& row);
+
+/// A table of few rows.
 class TextTable {
  public:
-  /// @param alignments one letter a column: 'l' or 'r'; a row may have fewer cells
   explicit TextTable(std::string alignments) : alignments_(std::move(alignments)) {}
 
   void Add(std::vector<std::string> cells) { rows_.push_back(std::move(cells)); }
-  /// The rows, each after `indent` blanks and with its newline; no blanks stand at their ends.
+  /// The rows as WriteTable() writes them.
   std::string ToText(std::size_t indent) const;
 
  private:

@@ -2,22 +2,35 @@
 #ifndef TOOL_REPORT_VERIFICATIONREPORT_H
 #define TOOL_REPORT_VERIFICATIONREPORT_H
 
-#include <span>
+#include <cstddef>
+#include <limits>
 #include <string>
 #include <vector>
 
 #include "check/Verification.h"
+#include "report/Json.h"
 
 namespace vixprores {
 
-/// "frame 17 (10:00:00:17) at byte 12345: ..." with faults and the first few slices.
+/// Most damaged slices of a frame that texts list; the JSON report lists all.
+inline constexpr std::size_t kMostNamedSlices = 4;
+
+/// "frame 17 (10:00:00:17) at byte 12345: ..." with the faults and the first damaged slices.
 std::string DescribeDamage(const DamagedFrame& frame);
-/// "picture 1 row 2 slice 1, picture 2 row 0 slice 3": the first few, and how many more there are.
-std::string DescribeSlices(std::span<const DamagedSlice> slices);
 /// "clip.mov: 240 frames, intact"
 std::string DescribeOutcome(const Verification& file);
-/// All of it as one JSON object, without a newline.
-std::string VerificationJson(const std::vector<Verification>& files);
+
+/// Writes the report as one JSON object without a newline: "command", "intact" and "files": file,
+/// intact, error, note, frames, damagedFrames, damagedSoundPackets, soundGaps, soundDamage, damage
+/// (frame, count, timecode, offset, faults, slices: picture, row, slice, offsetInFrame),
+/// indexFaults.
+void WriteVerificationJson(const std::vector<Verification>& files, const TextSink& write);
+
+// Parts of the JSON report.
+/// All members of a file but "damage" and "indexFaults".
+JsonValue SummaryJson(const Verification& file);
+/// An element of "damage" with at most that many slices; without "slices" if that is 0.
+JsonValue DamageJson(const DamagedFrame& frame, std::size_t mostSlices);
 
 }  // namespace vixprores
 

@@ -5,6 +5,7 @@ import os
 import struct
 import subprocess
 
+import mini_mov
 from tool import TIMEOUT, ToolTest, ffmpeg, make_clip, make_v210, run
 
 COLOUR = ("-color_primaries", "bt709", "-color_trc", "bt709", "-colorspace", "bt709")
@@ -215,6 +216,19 @@ class Inspect(ToolTest):
     def test_rejects_other_codecs(self):
         make_v210(self.clip)
         self.fail_with(1, [self.clip, "not ProRes"], "inspect", self.clip)
+
+    def test_control_characters_do_not_reach_the_terminal(self):
+        # In the name of the file and in the encoder identifier of a later frame.
+        self.make_prores(frames=2)
+        first, second = mini_mov.samples(self.clip)
+        clip = self.path("two\nlines \x1b[2J.mov")
+        mini_mov.write(clip, [first, second[:12] + b"\x1b[2J" + second[16:]])
+        for command in (("inspect",), ("compare", clip), ("verify",)):
+            with self.subTest(command[0]):
+                result = self.succeed(*command, clip)
+                self.assertIn("two\\nlines \\x1B[2J.mov", result.stdout)
+                self.assertNotIn("\x1b", result.stdout + result.stderr)
+        self.assertIn("changes from Lavc to \\x1B[2J", self.succeed("inspect", clip).stdout)
 
     def test_a_name_that_is_not_utf8_does_not_break_json(self):
         self.encode()

@@ -1,7 +1,11 @@
 # SPDX-License-Identifier: BSD-2-Clause
-"""Pages as a browser shows them: what is drawn, what the controls do, and that nothing is loaded."""
+"""Pages as a browser shows them: the charts and maps, their controls, and that nothing is loaded."""
+import hashlib
 import html.parser
 import json
+import pathlib
+import re
+import resource
 import shutil
 import struct
 import subprocess
@@ -11,13 +15,34 @@ from tool import TIMEOUT, ToolTest, ffmpeg, make_clip, make_v210, run
 
 BROWSER = shutil.which("chromium") or "chromium"
 
-# Runs in the page, with the keys and pointers that a user has, and keeps what was seen.
+UPLOT = pathlib.Path(__file__).parents[3] / "third_party" / "uplot"
+
+# Run in the page with the keys and the pointer of a user, and keep what was seen.
 KEYS = """
 const press = (element, key) =>
   element.dispatchEvent(new KeyboardEvent("keydown", {key, bubbles: true, cancelable: true}));
+const point = (element, x, y) => {
+  const box = element.getBoundingClientRect();
+  for (const type of ["pointermove", "mousemove"]) {
+    element.dispatchEvent(new PointerEvent(type, {
+      bubbles: true, clientX: box.left + x * box.width, clientY: box.top + y * box.height}));
+  }
+};
+const copyOf = canvas => {
+  const copy = new OffscreenCanvas(canvas.width, canvas.height)
+    .getContext("2d", {willReadFrequently: true});
+  copy.drawImage(canvas, 0, 0);
+  return copy;
+};
+// The colour at a place in a canvas.
+const colourAt = (canvas, x, y) => [...copyOf(canvas).getImageData(x, y, 1, 1).data];
 const seen = {};
 """
 KEEP = """
+seen.charts = [...document.querySelectorAll(".chart")].map(({plot}) => ({
+  frames: plot.data[0], values: plot.data[1],
+  ink: copyOf(plot.ctx.canvas).getImageData(0, 0, plot.ctx.canvas.width, plot.ctx.canvas.height)
+    .data.filter((value, i) => i % 4 == 3 && value > 0).length}));
 seen.loaded = performance.getEntriesByType("resource").map(entry => entry.name)
   .filter(name => !name.startsWith("data:"));
 seen.paper = getComputedStyle(document.body).backgroundColor;
@@ -31,32 +56,24 @@ document.body.dataset.seen = JSON.stringify(seen);
 
 
 class Dom(html.parser.HTMLParser):
-    """What a browser made of a page."""
+    """A page after its scripts ran."""
 
     def __init__(self, text):
         super().__init__()
-        self.charts = []  # values by frame, and targets
         self.seen = None
         self.rows = {}  # classes of table rows by their heading
         self._row = None
         self._heading = False
         self.feed(text)
+        charts = self.seen["charts"] if isinstance(self.seen, dict) else []
+        self.charts = [dict(zip(chart["frames"], chart["values"])) for chart in charts]
 
     def handle_starttag(self, tag, attributes):
         attributes = dict(attributes)
-        classes = (attributes.get("class") or "").split()
-        if tag == "figure" and "chart" in classes:
-            self.charts.append({"values": {}, "target": None})
-        if "data-frame" in attributes:
-            value = attributes.get("data-value")
-            self.charts[-1]["values"][int(attributes["data-frame"])] = (
-                None if value is None else float(value))
-        elif "target" in classes:
-            self.charts[-1]["target"] = float(attributes["data-value"])
         if "data-seen" in attributes:
             self.seen = json.loads(attributes["data-seen"])
         if tag == "tr":
-            self._row = classes
+            self._row = (attributes.get("class") or "").split()
         self._heading = tag == "th" and attributes.get("scope") == "row"
 
     def handle_data(self, data):
@@ -100,6 +117,8 @@ class Pages(ToolTest):
         self.assertIsNotNone(dom.seen, "the script did not run to its end")
         self.assertEqual((dom.seen["loaded"], dom.seen["unreachable"], dom.seen["unnamed"]),
                          ([], 0, 0))
+        for chart in dom.seen["charts"]:
+            self.assertGreater(chart["ink"], 100)
         return dom
 
     def test_errors_on_the_console_would_be_seen(self):
@@ -122,6 +141,15 @@ class Pages(ToolTest):
             const stage = map.querySelector(".stage");
             press(stage, "ArrowDown"); press(stage, "ArrowDown"); press(stage, "ArrowRight");
             seen.slice = map.querySelector(".readout").textContent;
+            seen.name = area.getAttribute("aria-label");
+            point(area.querySelector(".u-over"), 0.55, 0.5);
+            seen.pointed = size.querySelector(".readout").textContent;
+            const all = size.plot.scales.x.max - size.plot.scales.x.min;
+            press(area, "+");
+            seen.zoomed = (size.plot.scales.x.max - size.plot.scales.x.min) / all;
+            press(area, "Escape");
+            seen.unzoomed = (size.plot.scales.x.max - size.plot.scales.x.min) / all;
+            seen.key = size.querySelector(".key").textContent;
             seen.layers = ["quantiser", "bits", "picture"].map(value => {
               map.querySelector(`[value=${value}]`).click();
               return [...map.querySelectorAll(".layer")]
@@ -131,10 +159,14 @@ class Pages(ToolTest):
             """)
         sizes, quantisers = dom.charts
         frames = report["frames"]
-        self.assertEqual(sizes["values"], {frame["frame"]: frame["bytes"] for frame in frames})
-        self.assertEqual(sizes["target"], report["size"]["targetBytes"])
-        self.assertEqual(quantisers["values"],
+        self.assertEqual(sizes, {frame["frame"]: frame["bytes"] for frame in frames})
+        self.assertEqual(dom.seen["key"],
+                         f"target of the variant: {report['size']['targetBytes']} bytes")
+        self.assertEqual(quantisers,
                          {frame["frame"]: frame["quantiser"]["mean"] for frame in frames})
+        self.assertTrue(dom.seen["name"].startswith("Size of each frame, 10 frames, "))
+        self.assertIn("Frame 5 (01:00:00:05): ", dom.seen["pointed"])
+        self.assertEqual((dom.seen["zoomed"] < 0.7, dom.seen["unzoomed"]), (True, 1))
         self.assertEqual(dom.seen["second"],
                          f"Frame 1 (01:00:00:01): {frames[1]['bytes']} bytes")
         self.assertIn("Frame 9 (01:00:00:09): ", dom.seen["last"])
@@ -170,11 +202,9 @@ class Pages(ToolTest):
             """)
         psnr, ssim, sizes = dom.charts
         frames = report["frames"]
-        self.assertEqual(psnr["values"],
-                         {frame["frame"]: frame["psnr"]["all"] for frame in frames})
-        self.assertEqual(ssim["values"],
-                         {frame["frame"]: frame["ssim"]["all"] for frame in frames})
-        self.assertEqual(sizes["values"], {frame["frame"]: frame["bytes"] for frame in frames})
+        self.assertEqual(psnr, {frame["frame"]: frame["psnr"]["all"] for frame in frames})
+        self.assertEqual(ssim, {frame["frame"]: frame["ssim"]["all"] for frame in frames})
+        self.assertEqual(sizes, {frame["frame"]: frame["bytes"] for frame in frames})
         self.assertEqual(dom.seen["splits"], ["50%", "80%"])
         self.assertEqual(dom.seen["pictures"], [[128, 96], [128, 96]])
 
@@ -182,8 +212,8 @@ class Pages(ToolTest):
         self.make_pair()
         self.succeed("compare", "--html", self.page, self.clip, self.clip)
         dom = self.browse()
-        self.assertEqual(dom.charts[0]["values"], dict.fromkeys(range(10)))
-        self.assertEqual(set(dom.charts[1]["values"].values()), {1})
+        self.assertEqual(dom.charts[0], dict.fromkeys(range(10)))
+        self.assertEqual(set(dom.charts[1].values()), {1})
 
     def test_large_pictures_are_scaled_and_their_worst_part_is_not(self):
         self.make_pair(size="1280x720", frames=2)
@@ -230,27 +260,24 @@ class Pages(ToolTest):
             seen.figures = texts(document, ".figures dd");
             seen.properties = rows("Container against frame header").length;
             const [chart] = document.querySelectorAll(".chart");
-            seen.marked = [...chart.querySelectorAll(".mark + [data-frame]")]
-              .map(bar => Number(bar.dataset.frame));
-            seen.marks = document.querySelectorAll(".mark").length;
+            // Above the bars, where only marks are drawn.
+            const {plot} = chart;
+            seen.marked = plot.data[0].filter(frame => colourAt(
+              plot.ctx.canvas, plot.valToPos(frame, "x", true), plot.bbox.top + 1)[3] > 0);
+            seen.key = chart.querySelector(".key").textContent;
             const area = chart.querySelector(".area");
             for (let i = 0; i < 3; ++i) press(area, "ArrowRight");
             seen.third = chart.querySelector(".readout").textContent;
             seen.maps = document.querySelectorAll(".damage").length;
-            seen.slices = [...document.querySelectorAll(".damage rect")]
-              .map(slice => [Number(slice.dataset.row), Number(slice.dataset.slice)]);
+            const canvas = document.querySelector(".damage canvas");
+            seen.corners = [colourAt(canvas, 4, 4), colourAt(canvas, canvas.width - 4, canvas.height - 4)]
+              .map(([red, green]) => red > 2 * green);
             const stage = document.querySelector(".damage .stage");
             const told = () => document.querySelector(".damage .readout").textContent;
             press(stage, "ArrowDown");
             seen.first = told();
             for (let i = 0; i < 99; ++i) { press(stage, "ArrowDown"); press(stage, "ArrowRight"); }
             seen.last = told();
-            const box = name => {
-              const {left, top, right, bottom} = document.querySelector(name).getBoundingClientRect();
-              return [left, top, right, bottom];
-            };
-            const damaged = box(".damage rect");
-            seen.cursor = box(".damage .cursor").map((edge, i) => Math.abs(edge - damaged[i]));
             """)
         self.assertEqual(
             [row[:3] for row in dom.seen["files"]],
@@ -264,25 +291,67 @@ class Pages(ToolTest):
               "; ".join(entry["faults"])] for entry in damage])
         self.assertGreater(dom.seen["properties"], 0)
         self.assertEqual(dom.seen["marked"], [2, 4, 7])
-        self.assertEqual(dom.seen["marks"], 3)
         frames = json.loads(run("inspect", "--json", self.clip).stdout)
         self.assertEqual(len(dom.charts), 2)
-        self.assertEqual(dom.charts[0]["values"],
+        self.assertEqual(dom.charts[0],
                          {frame["frame"]: frame["bytes"] for frame in frames["frames"]})
-        self.assertEqual(dom.charts[0]["target"], frames["size"]["targetBytes"])
+        self.assertEqual(dom.seen["key"],
+                         f"target of the variant: {frames['size']['targetBytes']} bytes")
         self.assertEqual(dom.seen["third"], "Frame 2 (01:00:00:02): "
                          f"{frames['frames'][2]['bytes']} bytes, damaged")
         self.assertEqual(dom.seen["maps"], sum(bool(entry["slices"]) for entry in damage))
-        self.assertEqual(dom.seen["slices"], [[slice_["row"], slice_["slice"]]
-                                              for entry in damage for slice_ in entry["slices"]])
-        self.assertGreater(len(dom.seen["slices"]), 0)
         # The only damaged slice of that frame is the last one.
-        row, index = dom.seen["slices"][0]
+        [slice_] = next(entry["slices"] for entry in damage if entry["slices"])
+        self.assertEqual(dom.seen["corners"], [False, True])
         self.assertRegex(dom.seen["first"],
                          r"^Row 0, slice 0: quantiser [\d.]+, \d+ bits \(\d+ bytes\), intact$")
-        self.assertRegex(dom.seen["last"], rf"^Row {row}, slice {index}: quantiser .* bits "
-                                           r"\(\d+ bytes\), damaged in picture \d$")
-        self.assertLess(max(dom.seen["cursor"]), 3)
+        self.assertRegex(dom.seen["last"],
+                         rf"^Row {slice_['row']}, slice {slice_['slice']}: quantiser .* bits "
+                         r"\(\d+ bytes\), damaged in picture \d$")
+
+    def test_names_of_files_are_text(self):
+        name = "<!--<script><img src=x onerror='alert(1)'>&amp;.mov"
+        self.make_pair()
+        clip = self.clip.rename(self.path(name))
+        for command in (("inspect",), ("compare", self.raw), ("verify",)):
+            with self.subTest(command[0]):
+                self.succeed(*command, "--overwrite", "--html", self.page, clip)
+                dom = self.browse("""
+                    seen.name = document.querySelector("h1").textContent;
+                    seen.title = document.title;
+                    seen.images = document.querySelectorAll("h1 *, p *, td *, img[onerror]").length;
+                    """)
+                self.assertTrue(dom.seen["name"].endswith(name), dom.seen["name"])
+                self.assertEqual((dom.seen["title"], dom.seen["images"]), (dom.seen["name"], 0))
+
+    def test_a_huge_frame_fits_a_page_and_little_memory(self):
+        # 17 MB of 2,097,152 slices.
+        make_clip(self.clip, "-c:v", "prores_ks", frames=1)
+        huge = mini_mov.with_empty_slices(mini_mov.samples(self.clip)[0], 65535, 65535)
+        mini_mov.write(self.clip, [huge], width=65535, height=65535)
+        for command in (("inspect", "--html", self.page), ("verify", "--html", self.page),
+                        ("inspect", "--json", "--slices"), ("inspect", "--slices")):
+            with self.subTest(command):
+                self.page.unlink(missing_ok=True)
+                result = run(*command, self.clip, preexec_fn=lambda: resource.setrlimit(
+                    resource.RLIMIT_AS, (1 << 30, 1 << 30)))
+                self.assertIn(result.returncode, (0, 1), result.stderr)
+                self.assertLess(len(result.stdout), 1e6)
+                if "--html" in command:
+                    self.assertLess(self.page.stat().st_size, 1e6)
+                    self.browse()
+
+    def test_charts_are_drawn_by_the_stated_version_of_their_library(self):
+        stated = dict(re.findall(r"^\| `(\S+)` \| ([0-9a-f]{64}) \|$",
+                                 (UPLOT / "README.md").read_text(), re.MULTILINE))
+        self.assertEqual(stated, {
+            path.name: hashlib.sha256(path.read_bytes()).hexdigest()
+            for path in UPLOT.iterdir() if path.name != "README.md"})
+        self.make_pair()
+        self.succeed("inspect", "--html", self.page, self.clip)
+        page = self.page.read_text()
+        for name in stated:
+            self.assertIn((UPLOT / name).read_text(), page)
 
     def test_follows_the_scheme_of_the_system(self):
         self.make_pair()

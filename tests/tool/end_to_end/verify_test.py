@@ -298,7 +298,7 @@ class Index(VerifyTest):
         self.assertEqual(self.faults(), ["lacks the title 'A title'"])
         page = self.path("page.html")
         self.assertEqual(run("verify", "--html", page, self.encoded).returncode, 1)
-        self.assertIn("index: lacks the title ", page.read_text())
+        self.assertIn("lacks the title ", page.read_text())
 
     def test_an_index_that_cannot_be_read(self):
         self.overwrite(self.encoded, self.index, b"junk")

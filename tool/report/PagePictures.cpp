@@ -1,21 +1,33 @@
 // SPDX-License-Identifier: BSD-2-Clause
-#include "cli/PagePictures.h"
+#include "report/PagePictures.h"
 
 #include <algorithm>
 #include <cctype>
 #include <numeric>
-#include <optional>
-#include <string>
 #include <utility>
-
-#include "report/HtmlPictures.h"
 
 namespace vixprores {
 namespace {
 
 constexpr std::uint32_t kTile = 30;
-// The part of a picture that is shown pixel by pixel; it is made of whole tiles.
+// The part of a picture that is shown pixel by pixel, made of whole tiles.
 constexpr RgbSize kPart{16 * kTile, 9 * kTile};
+// Most pixels of a frame that is decoded for a page, twice those of 8K: a frame of 65535x65535,
+// which a file of 17 MB can hold, would take 11 GB.
+constexpr std::uint64_t kMostPixels = std::uint64_t{1} << 26;
+// Pictures are at most that many times as high as the widest of their kind is wide.
+constexpr std::uint32_t kMostHeights = 2;
+
+bool IsDrawable(const StreamFormat& format) {
+  return std::uint64_t{format.width} * format.height <= kMostPixels;
+}
+
+RgbSize SizeOnPage(const StreamFormat& format, std::uint32_t widest) {
+  const RgbSize size = DisplaySize(format, widest);
+  const std::uint32_t highest = kMostHeights * widest;
+  if (size.height <= highest) return size;
+  return DisplaySize(format, std::max(1U, size.width * highest / size.height));
+}
 
 RgbPicture Draw(PictureSource& source, const NumberedFrame& frame, RgbSize size) {
   const auto packed = source.Decode(frame, 0).bytes;
@@ -30,7 +42,8 @@ std::string NameOf(const std::vector<std::string>& reasons) {
   return name + " frame";
 }
 
-// Squared errors of the tiles of two pictures, whose edges on the right and below may be left over.
+// Squared errors of the whole tiles of two pictures; the rest at the right and lower edges is
+// ignored.
 struct TileErrors {
   TileErrors(const RgbPicture& a, const RgbPicture& b)
       : columns(a.width / kTile), rows(a.height / kTile), errors(std::size_t{columns} * rows) {
@@ -97,10 +110,12 @@ RgbPicture Cut(const RgbPicture& picture, const Place& place) {
 }  // namespace
 
 MappedFrame MapFrame(PictureSource& source, const NumberedFrame& frame, std::string name) {
-  const FrameStructure structure =
-      ReadFrameStructure({frame.data->GetData(), frame.data->GetSize()});
-  const RgbSize size = DisplaySize(source.GetPictureFormat(), kWidestMap);
-  return {std::move(name), frame.number, Draw(source, frame, size), LayOutSlices(structure)};
+  const StreamFormat& format = source.GetPictureFormat();
+  MappedFrame mapped{
+      std::move(name), frame.number, std::nullopt,
+      LayOutSlices(ReadFrameStructure({frame.data->GetData(), frame.data->GetSize()}))};
+  if (IsDrawable(format)) mapped.picture = Draw(source, frame, SizeOnPage(format, kWidestMap));
+  return mapped;
 }
 
 std::vector<MappedFrame> MapFrames(PictureSource& source, const NotableFrames& frames) {
@@ -112,14 +127,15 @@ std::vector<MappedFrame> MapFrames(PictureSource& source, const NotableFrames& f
 }
 
 WorstPictures DrawWorst(PictureSource& reference, PictureSource& distorted, const WorstPair& pair) {
-  // The same size for both, even where they disagree about the shape of pixels.
+  // The same size for both, even if their pixel aspects differ.
   const StreamFormat& format = distorted.GetPictureFormat();
-  const RgbSize size = DisplaySize(format, kWidestPicture);
-  const RgbSize full = DisplaySize(format, std::nullopt);
   WorstPictures worst;
   worst.number = pair.distorted.number;
+  if (!IsDrawable(format)) return worst;
+  const RgbSize size = SizeOnPage(format, kWidestPicture);
   worst.reference = Draw(reference, pair.reference, size);
   worst.distorted = Draw(distorted, pair.distorted, size);
+  const RgbSize full = DisplaySize(format, std::nullopt);
   if (full.width <= kWidestPicture || full.height < kPart.height) return worst;
   const RgbPicture fullReference = Draw(reference, pair.reference, full);
   const RgbPicture fullDistorted = Draw(distorted, pair.distorted, full);

@@ -1,0 +1,189 @@
+// SPDX-License-Identifier: BSD-2-Clause
+#include <algorithm>
+#include <cctype>
+
+#include "report/InspectionReport.h"
+
+namespace vixprores {
+namespace {
+
+const char* StatusOf(const StreamStatistics& stream) {
+  if (!stream.failure.empty()) return "failed";
+  return stream.faulty > 0 ? "faults" : "done";
+}
+
+JsonValue FormatJson(const StreamStatistics& stream) {
+  const StreamFormat& format = stream.format;
+  JsonValue json;
+  json["code"] = format.code == 0 ? JsonValue() : JsonValue(FourCharacters(format.code));
+  json["name"] = DescribeCode(format.code);
+  json["width"] = format.width;
+  json["height"] = format.height;
+  json["rate"] = Describe(format.rate);
+  json["fieldOrder"] = Describe(format.fieldOrder);
+  json["timecode"] = TimecodeJson(stream.timecode, 0);
+  if (stream.header) {
+    json["chromaFormat"] = ChromaFormatName(*stream.header);
+    json["alpha"] = AlphaName(*stream.header);
+    json["encoderIdentifier"] = EncoderIdentifier(*stream.header);
+    json["bitstreamVersion"] = stream.header->version;
+  }
+  return json;
+}
+
+JsonValue PropertiesJson(const StreamStatistics& stream) {
+  JsonValue json = JsonValue::array();
+  for (const auto& property : CompareProperties(stream)) {
+    json.push_back({{"property", property.key},
+                    {"container", property.container},
+                    {"header", property.header},
+                    {"state", ToWord(property.state)}});
+  }
+  return json;
+}
+
+JsonValue QuantiserJson(const Spread& quantisers) {
+  if (quantisers.GetCount() == 0) return {};
+  return {{"min", static_cast<int>(quantisers.GetMin())},
+          {"mean", quantisers.GetMean()},
+          {"max", static_cast<int>(quantisers.GetMax())}};
+}
+
+JsonValue SizeJson(const StreamStatistics& stream) {
+  if (stream.bytes.GetCount() == 0) return {};
+  JsonValue json = {{"minBytes", static_cast<std::int64_t>(stream.bytes.GetMin())},
+                    {"meanBytes", stream.bytes.GetMean()},
+                    {"maxBytes", static_cast<std::int64_t>(stream.bytes.GetMax())},
+                    {"targetBytes", OrNull(stream.targetBytes)}};
+  json["meanShareOfTarget"] =
+      stream.targetBytes ? JsonValue(stream.bytes.GetMean() / *stream.targetBytes) : JsonValue();
+  return json;
+}
+
+JsonValue MatrixJson(const prores::QuantMatrix& matrix) {
+  const bool isFlat = std::ranges::count(matrix, matrix.front()) == std::ssize(matrix);
+  return {{"flat", isFlat}, {"weights", matrix}};
+}
+
+JsonValue SliceJson(const SliceStatistics& slice) {
+  JsonValue json = {{"picture", slice.picture},
+                    {"row", slice.row},
+                    {"index", slice.index},
+                    {"firstMacroblock", slice.span.firstMacroblock},
+                    {"macroblocks", slice.span.macroblocks},
+                    {"offset", slice.offset},
+                    {"bytes", slice.bytes},
+                    {"quantiser", nullptr},
+                    {"y", nullptr},
+                    {"cb", nullptr},
+                    {"cr", nullptr}};
+  if (!slice.intact) return json;
+  json["quantiser"] = slice.header.quantizationIndex;
+  json["y"] = slice.header.componentBytes[0];
+  json["cb"] = slice.header.componentBytes[1];
+  json["cr"] = slice.header.componentBytes[2];
+  return json;
+}
+
+void WriteFrame(const StreamStatistics& stream, const FrameStatistics& frame,
+                const TextSink& write) {
+  const JsonValue json = FrameJson(stream, frame);
+  if (frame.sliceList.empty()) return write(Dump(json));
+  WriteWithList(write, json, "sliceList", frame.sliceList.size(),
+                [&](std::size_t i) { write(Dump(SliceJson(frame.sliceList[i]))); });
+}
+
+}  // namespace
+
+std::string FourCharacters(vix::FourCC code) {
+  std::string text;
+  for (unsigned shift = 0; code != 0 && shift < 32; shift += 8) {
+    text += static_cast<char>(code >> shift & 0xFF);
+  }
+  return text;
+}
+
+const char* ChromaFormatName(const prores::FrameHeader& header) {
+  return header.chromaFormat == prores::ChromaFormat::k444 ? "4:4:4" : "4:2:2";
+}
+
+const char* AlphaName(const prores::FrameHeader& header) {
+  switch (header.alphaType) {
+    case prores::AlphaType::k8Bit:
+      return "8 bits";
+    case prores::AlphaType::k16Bit:
+      return "16 bits";
+    default:
+      return "none";
+  }
+}
+
+std::string EncoderIdentifier(const prores::FrameHeader& header) {
+  std::string text(header.encoderIdentifier.begin(), header.encoderIdentifier.end());
+  std::ranges::replace_if(
+      text, [](unsigned char character) { return std::isprint(character) == 0; }, '?');
+  return text;
+}
+
+JsonValue SummaryJson(const StreamStatistics& stream) {
+  JsonValue json;
+  json["command"] = "inspect";
+  json["status"] = StatusOf(stream);
+  if (!stream.failure.empty()) json["message"] = stream.failure;
+  if (!stream.note.empty()) json["note"] = stream.note;
+  json["input"] = stream.name;
+  json["format"] = FormatJson(stream);
+  json["properties"] = PropertiesJson(stream);
+  json["framesInFile"] = OrNull(stream.framesInFile);
+  json["framesInspected"] = stream.bytes.GetCount();
+  json["faultyFrames"] = stream.faulty;
+  json["size"] = SizeJson(stream);
+  json["megabitsPerSecond"] = stream.MegabitsPerSecond();
+  json["quantiser"] = QuantiserJson(stream.quantisers);
+  if (stream.meanQuantisers.GetCount() > 0) {
+    json["quantiser"]["lowestFrameMean"] = stream.meanQuantisers.GetMin();
+    json["quantiser"]["highestFrameMean"] = stream.meanQuantisers.GetMax();
+  }
+  if (stream.header) {
+    json["log2SliceWidth"] = stream.log2SliceWidth;
+    json["matrices"] = {{"luma", MatrixJson(stream.header->lumaMatrix)},
+                        {"chroma", MatrixJson(stream.header->chromaMatrix)}};
+  }
+  json["changes"] = JsonValue::array();
+  for (const HeaderChange& change : stream.changes) {
+    json["changes"].push_back({{"property", change.property},
+                               {"frame", change.frame},
+                               {"from", change.from},
+                               {"to", change.to}});
+  }
+  return json;
+}
+
+JsonValue FrameJson(const StreamStatistics& stream, const FrameStatistics& frame) {
+  JsonValue json = {{"frame", frame.number},
+                    {"count", frame.count},
+                    {"timecode", TimecodeJson(stream.timecode, frame.number)},
+                    {"fault", frame.fault.empty() ? JsonValue() : JsonValue(frame.fault)}};
+  if (!frame.isThere) return json;
+  json["offset"] = OrNull(frame.offset);
+  json["bytes"] = frame.bytes;
+  json["bits"] = 8 * frame.bytes;
+  json["shareOfTarget"] = stream.targetBytes
+                              ? JsonValue(static_cast<double>(frame.bytes) / *stream.targetBytes)
+                              : JsonValue();
+  json["slices"] = frame.slices;
+  json["quantiser"] = QuantiserJson(frame.quantisers);
+  json["componentBytes"] = {{"y", frame.componentBytes[0]},
+                            {"cb", frame.componentBytes[1]},
+                            {"cr", frame.componentBytes[2]},
+                            {"alpha", frame.alphaBytes}};
+  return json;
+}
+
+void WriteInspectionJson(const StreamStatistics& stream, const TextSink& write) {
+  WriteWithList(write, SummaryJson(stream), "frames", stream.frames.size(),
+                [&](std::size_t i) { WriteFrame(stream, stream.frames[i], write); });
+  write("\n");
+}
+
+}  // namespace vixprores
