@@ -79,7 +79,7 @@ std::optional<FrameScanner::Offset> FrameScanner::WalkPictures(Offset frame) {
   if (!header || slicesWalked_ > kMostSlicesWalked + frame) return std::nullopt;
   Offset end = frame + kPrefixBytes + prores::ReadU16(At(frame + kPrefixBytes));
   for (unsigned i = 0; i < prores::PictureCount(header->interlaceMode); ++i) {
-    if (!Fill(end + prores::PictureHeader::kWrittenBytes)) return std::nullopt;
+    if (!Fill(end + Offset{prores::PictureHeader::kWrittenBytes})) return std::nullopt;
     end += Offset{prores::ReadU32(At(end + 1))};
     if (end - frame > kLargestFrame || !Fill(end)) return std::nullopt;
   }
