@@ -1,0 +1,84 @@
+# SPDX-License-Identifier: BSD-2-Clause
+"""One allocation that fails ends a run with an error, or changes nothing."""
+import hashlib
+import json
+import os
+import random
+import subprocess
+
+from sound_test import make_movie
+from tool import PROGRAM, TIMEOUT, ToolTest
+
+LIBRARY = os.environ.get("VIXPRORES_FAIL_ALLOCATION", "")
+POINTS = int(os.environ.get("VIXPRORES_FAIL_ALLOCATION_POINTS", "40"))
+
+
+def describe(path):
+    """All that is in a file but its random identifiers."""
+    if path.suffix == ".mov":
+        return hashlib.sha256(path.read_bytes()).hexdigest()
+    result = subprocess.run(
+        ["ffprobe", "-v", "error", "-show_format", "-show_streams", "-show_packets",
+         "-show_data_hash", "sha256", "-of", "json", str(path)], check=True, capture_output=True,
+        timeout=TIMEOUT)
+    found = json.loads(result.stdout)
+    for tags in [found["format"], *found["streams"]]:
+        for name in list(tags.get("tags", {})):
+            if name.endswith(("uid", "umid")):
+                del tags["tags"][name]
+    return {**found, "format": found["format"].get("tags")}
+
+
+class FailingAllocation(ToolTest):
+    def setUp(self):
+        super().setUp()
+        if not LIBRARY:
+            self.skipTest("the library that lets allocations fail is not built")
+        self.clip, self.encoded = self.path("clip.mov"), self.path("encoded.mov")
+        make_movie(self.clip, "-metadata", "title=A title", "-timecode", "10:00:00:00", "-t", "0.2")
+        self.succeed("encode", self.clip, self.encoded)
+
+    def run_with(self, number, *arguments):
+        count = self.path("count")
+        result = subprocess.run(
+            [PROGRAM, *map(str, arguments)], capture_output=True, timeout=TIMEOUT,
+            stdin=subprocess.DEVNULL,
+            env={**os.environ, "LD_PRELOAD": LIBRARY, "FAIL_ALLOCATION": str(number),
+                 "COUNT_ALLOCATIONS": str(count)})
+        return result, int(count.read_text()) if count.exists() else 0
+
+    def sweep(self, output, *arguments):
+        """Lets allocations fail at a sample of all points, one in each run."""
+        result, count = self.run_with(0, *arguments)
+        self.assertEqual(result.returncode, 0, result.stderr)
+        normal = describe(output) if output else result.stdout
+        self.assertGreater(count, POINTS)
+        everywhere = range(1, count + 1)
+        points = sorted(random.Random(count).sample(everywhere, min(POINTS, count)))
+        for number in points:
+            with self.subTest(arguments=arguments[0], allocation=number):
+                for path in self.folder.glob("out*"):
+                    path.unlink()
+                result, _ = self.run_with(number, *arguments)
+                self.assertGreaterEqual(result.returncode, 0, "ended by a signal")
+                if result.returncode == 0:
+                    self.assertEqual(describe(output) if output else result.stdout, normal)
+                else:
+                    self.assertIn(b"vixprores: ", result.stderr)
+                    self.assertEqual(result.stdout, b"")  # calls no intact file damaged
+
+    def test_encoding(self):
+        for name in ("out.mov", "out.mkv", "out.mxf"):
+            out = self.path(name)
+            self.sweep(out, "encode", "--threads", "1", "--quiet", self.clip, out)
+
+    def test_decoding(self):
+        out = self.path("out.mov")
+        self.sweep(out, "decode", "--threads", "1", "--quiet", self.encoded, out)
+
+    def test_recovering(self):
+        out = self.path("out.mov")
+        self.sweep(out, "recover", "--quiet", self.encoded, out)
+
+    def test_verifying(self):
+        self.sweep(None, "verify", "--threads", "1", "--quiet", self.encoded)

@@ -1,0 +1,95 @@
+// SPDX-License-Identifier: BSD-2-Clause
+// A library to be preloaded, which lets one allocation of a program fail. FAIL_ALLOCATION is its
+// number, counted from the start of main(); 0 = none. At the end of the program the number of all
+// allocations is written to the file that COUNT_ALLOCATIONS names.
+#include <dlfcn.h>
+#include <fcntl.h>
+#include <unistd.h>
+
+#include <atomic>
+#include <cerrno>
+#include <cstdio>
+#include <cstdlib>
+
+extern "C" {
+
+void* __libc_malloc(size_t bytes);                      // NOLINT(bugprone-reserved-identifier)
+void* __libc_calloc(size_t count, size_t bytes);        // NOLINT(bugprone-reserved-identifier)
+void* __libc_realloc(void* block, size_t bytes);        // NOLINT(bugprone-reserved-identifier)
+void* __libc_memalign(size_t alignment, size_t bytes);  // NOLINT(bugprone-reserved-identifier)
+
+}  // extern "C"
+
+namespace {
+
+using Main = int (*)(int, char**, char**);
+
+std::atomic<bool> g_isCounting = false;
+std::atomic<long> g_count = 0;
+long g_failing = 0;
+Main g_main = nullptr;
+
+bool Fails() {
+  if (!g_isCounting || ++g_count != g_failing) return false;
+  errno = ENOMEM;
+  return true;
+}
+
+void WriteCount() {
+  g_isCounting = false;
+  const char* const path = std::getenv("COUNT_ALLOCATIONS");
+  const int file = path ? open(path, O_WRONLY | O_CREAT | O_TRUNC, 0600) : -1;
+  if (file < 0) return;
+  char text[24];
+  const int length = std::snprintf(text, sizeof text, "%ld", g_count.load());
+  [[maybe_unused]] const ssize_t written = write(file, text, static_cast<size_t>(length));
+  close(file);
+}
+
+int CountedMain(int count, char** arguments, char** environment) {
+  const char* const failing = std::getenv("FAIL_ALLOCATION");
+  g_failing = failing ? std::atol(failing) : 0;
+  std::atexit(WriteCount);
+  g_isCounting = true;
+  return g_main(count, arguments, environment);
+}
+
+}  // namespace
+
+#pragma GCC visibility push(default)
+extern "C" {
+
+void* malloc(size_t bytes) {
+  return Fails() ? nullptr : __libc_malloc(bytes);
+}
+
+void* calloc(size_t count, size_t bytes) {
+  return Fails() ? nullptr : __libc_calloc(count, bytes);
+}
+
+void* realloc(void* block, size_t bytes) {
+  return Fails() ? nullptr : __libc_realloc(block, bytes);
+}
+
+void* aligned_alloc(size_t alignment, size_t bytes) {
+  return Fails() ? nullptr : __libc_memalign(alignment, bytes);
+}
+
+int posix_memalign(void** block, size_t alignment, size_t bytes) {
+  if (Fails()) return ENOMEM;
+  *block = __libc_memalign(alignment, bytes);
+  return *block ? 0 : ENOMEM;
+}
+
+// NOLINTNEXTLINE(bugprone-reserved-identifier)
+int __libc_start_main(Main main, int count, char** arguments, void (*init)(), void (*finish)(),
+                      void (*finishLoader)(), void* stackEnd) {
+  using Start = decltype(&__libc_start_main);
+  g_main = main;
+  const auto start = reinterpret_cast<Start>(dlsym(RTLD_NEXT, "__libc_start_main"));
+  return start(CountedMain, count, arguments, init, finish, finishLoader, stackEnd);
+}
+
+}  // extern "C"
+
+#pragma GCC visibility pop
