@@ -102,8 +102,8 @@ TEST(SoundWatch, LongSilenceComesInPieces) {
 
 // Sizes whose product with the rate does not fit into 32 bits.
 TEST(SoundWatch, DoesNotFillGapsOfAbsurdRates) {
-  constexpr int kRate = 268435460;
-  const SoundTrack track = MakeTrack(AV_CODEC_ID_PCM_S32LE, {1, 1000}, kRate, 4);
+  constexpr int kAbsurdRate = 268435460;
+  const SoundTrack track = MakeTrack(AV_CODEC_ID_PCM_S32LE, {1, 1000}, kAbsurdRate, 4);
   const Watched watched(track, 2048, {0, 3000});
   EXPECT_THAT(watched.queue, SizeIs(2));
   EXPECT_EQ(watched.watch.GetDamage()[0].treatment, SoundDamage::Treatment::ClosedUp);
