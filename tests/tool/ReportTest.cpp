@@ -94,6 +94,12 @@ TEST(SummaryJson, LeavesOutWhatIsNotKnown) {
   EXPECT_THAT(json, Not(HasSubstr("\"output")));
 }
 
+TEST(BatchTable, KeepsEveryInputOnOneLine) {
+  RunReport report = MakeReport();
+  report.input = "two\nlines\x1B.mov";
+  EXPECT_THAT(BatchTable({report}), HasSubstr("  two\\nlines\\x1B.mov\n"));
+}
+
 TEST(ProgressText, TellsTheTimeLeft) {
   EXPECT_EQ(ProgressText(MakeReport(), 350),
             "frame 100/350  50.0 fps  2.00x  120.0 Mb/s  0:00:05 left");

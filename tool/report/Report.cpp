@@ -144,7 +144,8 @@ nlohmann::ordered_json ToJson(const EncodingQuality& quality) {
 }  // namespace
 
 std::string SummaryLine(const RunReport& report) {
-  return report.output + ": " + Count(report.frames, "frame") + CountDamage(report.damage) + ", " +
+  return PrintableLine(report.output) + ": " + Count(report.frames, "frame") +
+         CountDamage(report.damage) + ", " +
          DescribeSize(report.result.width, report.result.height) + " " +
          DescribeCode(report.result.code) + Labels(report) + Beside(report) + ", " +
          Fixed(static_cast<double>(report.outputBytes) / 1e6, 1) + " MB, ProRes at " +
@@ -231,7 +232,7 @@ std::string BatchTable(const std::vector<RunReport>& reports) {
   std::size_t there = 0;
   for (const RunReport& report : reports) {
     text += TableRow(ToWord(report.status), report.frames, report.outputBytes,
-                     report.FramesPerSecond(), report.input);
+                     report.FramesPerSecond(), PrintableLine(report.input));
     frames += report.frames;
     bytes += report.outputBytes;
     if (report.HasOutput()) ++there;
