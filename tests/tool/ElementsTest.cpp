@@ -46,8 +46,10 @@ class Decoders : public testing::Test {
   Decoders() {
     SetUpMessages({});
     reference::StreamSpec spec;
-    spec.width = format_.width = 512;
-    spec.height = format_.height = 256;
+    format_.width = 512;
+    format_.height = 256;
+    spec.width = 512;
+    spec.height = 256;
     format_.code = vix::MakeFourCC("apcn");
     format_.rate = {25, 1};
     stream_ = MakeStream(spec, reference::NaturalSource(1));
