@@ -168,14 +168,15 @@ SoundTrack MakeSound(AVCodecID codec, const char* layout) {
 
 TEST(FindLostProperties, NamesTexts) {
   MovieContent content{MakeFormat(720, 576, FieldOrder::Progressive)};
-  content.metadata = {{"title", "A"}, {"COMMENT", "B"}, {"creation_time", "C"}, {"uid", "D"}};
+  content.metadata = {
+      {"title", "A"}, {"COMMENT", "B"}, {"creation_time", "C"}, {"com.camera.iso", "D"}};
   SoundTrack sound = MakeSound(AV_CODEC_ID_PCM_S16LE, "stereo");
   sound.metadata = {{"language", "deu"}};
   content.sound = {sound};
   EXPECT_THAT(FindLostProperties(FindProResOutput("a.mxf"), content),
-              ElementsAre("metadata (comment, language, title)"));
+              ElementsAre("metadata (com.camera.iso, comment, language, title)"));
   EXPECT_THAT(FindLostProperties(FindRawVideoOutput("a.avi"), content),
-              ElementsAre("metadata (creation time, language)"));
+              ElementsAre("metadata (com.camera.iso, creation time, language)"));
   for (const char* name : {"a.mov", "a.nut", "a.y4m", "-"}) {
     EXPECT_THAT(FindLostProperties(FindRawVideoOutput(name), content), IsEmpty()) << name;
   }

@@ -90,10 +90,10 @@ class NeedsConversion(ToolTest):
         clip = self.path("clip.y4m")
         make_clip(clip, "-color_range", "pc", pixels="yuv422p", filters="setrange=full")
         result = self.succeed("encode", clip, self.path("full.mov"))
-        self.assertIn("has full range", result.stderr)
+        self.assertIn("full range, which players", result.stderr)
         self.assertIn("out_range=tv", result.stderr)
         result = self.succeed("encode", clip, self.path("full.mkv"))
-        self.assertNotIn("has full range", result.stderr)
+        self.assertNotIn("full range, which players", result.stderr)
 
     def test_420_on_standard_input(self):
         clip = self.path("clip.y4m")

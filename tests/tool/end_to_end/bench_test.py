@@ -71,9 +71,9 @@ class Bench(ToolTest):
             sizes.append(usage.ru_maxrss * 1024)
         self.assertLess(sizes[1] - sizes[0], 150 * picture)
 
-    def test_text_tells_of_frames_that_come_again(self):
+    def test_text_states_the_number_of_different_pictures(self):
         text = self.succeed("bench", "--size", "16x16", "--frames", "257", "--threads", "1").stdout
-        self.assertIn("passes over 257 frames (256 pictures in turn)\n", text)
+        self.assertIn("passes over 257 frames (256 different pictures)\n", text)
         text = self.succeed("bench", *SMALL, "--threads", "1").stdout
         self.assertIn("passes over 4 frames\n", text)
 
