@@ -25,7 +25,7 @@ std::string DecibelsText(double value) {
   return std::isinf(value) ? "identical" : Fixed(value, 2);
 }
 
-// `value` of the frames that are not identical.
+// Returns `value` with its unit, unless all frames are identical.
 std::string DecibelsTextOf(const Spread& psnr, double value) {
   return psnr.GetCount() == 0 ? "identical" : Fixed(value, 2);
 }
@@ -66,7 +66,7 @@ std::string FramesText(const Comparison& comparison) {
   return text + ", " + std::to_string(comparison.identical) + " identical";
 }
 
-// Damaged frames, whose pictures are not those that were encoded.
+// Lists the damaged frames: their decoded pictures differ from the encoded ones.
 std::string DamageText(const ComparedVideo& video) {
   constexpr std::size_t kMostLines = 10;
   const auto& damage = video.damage;
@@ -80,7 +80,7 @@ std::string DamageText(const ComparedVideo& video) {
          " more, which --json lists\n";
 }
 
-// "ProRes 422 HQ, 1920x1080, progressive, 25 fps"
+// Returns text like "ProRes 422 HQ, 1920x1080, progressive, 25 fps".
 std::string FormatText(const StreamFormat& format) {
   return DescribeCode(format.code) + ", " + DescribeSize(format.width, format.height) + ", " +
          Describe(format.fieldOrder) + ", " + Describe(format.rate) + " fps";

@@ -9,7 +9,7 @@
 
 namespace vixprores {
 
-/// The report as lines for people.
+/// Returns the report as lines of text.
 std::string ComparisonText(const Comparison& comparison);
 
 /// Writes the report as one JSON object with a newline. Infinite PSNR and unknown values are null.
@@ -20,10 +20,9 @@ std::string ComparisonText(const Comparison& comparison);
 /// (numbers), and "frames": frame, timecode, identical, psnr and ssim (y, cb, cr, all), bytes.
 void WriteComparisonJson(const Comparison& comparison, const TextSink& write);
 
-// Parts of the JSON report.
-/// All members but "frames".
+/// Returns all members of the JSON report but "frames".
 JsonValue SummaryJson(const Comparison& comparison);
-/// An element of "frames".
+/// Returns an element of "frames".
 JsonValue FrameJson(const Comparison& comparison, const ComparedFrame& frame);
 
 }  // namespace vixprores

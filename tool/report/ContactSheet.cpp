@@ -81,14 +81,14 @@ std::uint32_t CountColumns(std::size_t pictures, RgbSize cell) {
 
 }  // namespace
 
-// Side of a dot of the letters: 2 if the longest caption fits under its picture then.
+// Returns the side of a dot of the letters: 2 if the longest caption then fits under its picture.
 std::uint32_t ContactSheet::FindDot() const {
   std::size_t longest = 1;
   for (const Entry& entry : entries_) longest = std::max(longest, entry.caption.size());
   return std::clamp<std::uint32_t>(entries_.front().picture.width / WidthOf(longest, 1), 1, 2);
 }
 
-// A picture with its caption and the margins to the next ones.
+// Returns the size of a picture with its caption and the margins to its neighbours.
 RgbSize ContactSheet::FindCell(std::uint32_t dot) const {
   const RgbPicture& first = entries_.front().picture;
   return {first.width + kMargin, first.height + (3 + kGlyphHeight) * dot + kMargin};

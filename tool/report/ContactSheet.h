@@ -11,21 +11,21 @@
 
 namespace vixprores {
 
-/// Pictures of one size with a caption under each, row by row on a sheet that is about as wide as
-/// it is high.
+/// Arranges captioned pictures of one size row by row on a sheet that is about as wide as it is
+/// high.
 class ContactSheet {
  public:
   static constexpr std::size_t kMostPictures = 2000;
-  /// Of the sheet: 2000 pictures of 320x180. They take 450 MB.
+  /// Most pixels of a sheet: 2000 pictures of 320x180, which take 450 MB.
   static constexpr std::uint64_t kMostPixels = 150'000'000;
 
-  /// @param name of the sheet, for error messages
+  /// @param name name of the sheet, for error messages
   explicit ContactSheet(std::string name) : name_(std::move(name)) {}
 
   /// @param caption digits, ':', ';' and spaces; other characters are left blank
   /// @throws Failure if the sheet would have too many pictures or pixels
   void Add(RgbPicture picture, std::string caption);
-  /// Draws the pictures that were added, at least one.
+  /// Draws the added pictures, at least one.
   RgbPicture Draw() const;
 
  private:

@@ -9,7 +9,7 @@
 
 namespace vixprores {
 
-/// Writes the report as lines for people. Slices are listed for the frames that have lists.
+/// Writes the report as lines of text. Lists the slices of frames that have slice lists.
 void WriteInspectionText(const StreamStatistics& stream, const TextSink& write);
 
 /// Writes the report as one JSON object with a newline. Unknown values are null. Its keys:
@@ -27,20 +27,18 @@ void WriteInspectionText(const StreamStatistics& stream, const TextSink& write);
 /// damaged slice).
 void WriteInspectionJson(const StreamStatistics& stream, const TextSink& write);
 
-// Parts of the JSON report.
-/// All members but "frames".
+/// Returns all members of the JSON report but "frames".
 JsonValue SummaryJson(const StreamStatistics& stream);
-/// An element of "frames" without its "sliceList".
+/// Returns an element of "frames" without its "sliceList".
 JsonValue FrameJson(const StreamStatistics& stream, const FrameStatistics& frame);
 
-// Words that both forms use.
-/// "apch"; empty for 0
+/// Returns a code as text, such as "apch"; empty for 0.
 std::string FourCharacters(vix::FourCC code);
-/// "4:2:2" or "4:4:4"
+/// Returns "4:2:2" or "4:4:4".
 const char* ChromaFormatName(const prores::FrameHeader& header);
-/// "none", "8 bits" or "16 bits"
+/// Returns "none", "8 bits" or "16 bits".
 const char* AlphaName(const prores::FrameHeader& header);
-/// "vix1", with '?' for unprintable characters
+/// Returns text like "vix1", with '?' for unprintable characters.
 std::string EncoderIdentifier(const prores::FrameHeader& header);
 
 }  // namespace vixprores

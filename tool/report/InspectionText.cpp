@@ -10,7 +10,7 @@
 namespace vixprores {
 namespace {
 
-// "ProRes 422 HQ (apch), 1920x1080, progressive, 25 fps, 4:2:2, no alpha"
+// Returns text like "ProRes 422 HQ (apch), 1920x1080, progressive, 25 fps, 4:2:2, no alpha".
 std::string StreamText(const StreamStatistics& stream) {
   const StreamFormat& format = stream.format;
   std::string text = DescribeCode(format.code);
@@ -47,7 +47,7 @@ std::string SizeText(const StreamStatistics& stream) {
          " of the variant's " + std::to_string(*stream.targetBytes);
 }
 
-// "flat, all 4", or "2 to 63; first row 2 2 3 4 ..."
+// Returns text like "flat, all 4" or "2 to 63; first row 2 2 3 4 ...".
 std::string WeightsText(const prores::QuantMatrix& matrix) {
   const auto [least, most] = std::ranges::minmax(matrix);
   if (least == most) return "flat, all " + std::to_string(least);

@@ -6,7 +6,7 @@
 namespace vixprores {
 namespace {
 
-// The members of an object without its braces.
+// Returns the members of an object as text, without its braces.
 std::string Members(const JsonValue& object) {
   const std::string text = Dump(object);
   return text.substr(1, text.size() - 2);

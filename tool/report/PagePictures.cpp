@@ -10,12 +10,12 @@ namespace vixprores {
 namespace {
 
 constexpr std::uint32_t kTile = 30;
-// The part of a picture that is shown pixel by pixel, made of whole tiles.
+// Size of the part that is shown pixel by pixel: whole tiles.
 constexpr RgbSize kPart{16 * kTile, 9 * kTile};
-// Most pixels of a frame that is decoded for a page, twice those of 8K: a frame of 65535x65535,
-// which a file of 17 MB can hold, would take 11 GB.
+// Largest frame that is decoded for a page, in pixels: twice 8K. A frame of 65535x65535, which a
+// file of 17 MB can hold, would take 11 GB.
 constexpr std::uint64_t kMostPixels = std::uint64_t{1} << 26;
-// Pictures are at most that many times as high as the widest of their kind is wide.
+// Greatest height of a picture, in widths of the widest picture of its kind.
 constexpr std::uint32_t kMostHeights = 2;
 
 bool IsDrawable(const StreamFormat& format) {
@@ -34,7 +34,7 @@ RgbPicture Draw(PictureSource& source, const NumberedFrame& frame, RgbSize size)
   return ToRgb(source.GetPictureFormat(), {packed->GetData(), packed->GetSize()}, size);
 }
 
-// "Largest and coarsest frame"
+// Returns text like "Largest and coarsest frame".
 std::string NameOf(const std::vector<std::string>& reasons) {
   std::string name;
   for (const std::string& reason : reasons) name += (name.empty() ? "" : " and ") + reason;
@@ -42,8 +42,8 @@ std::string NameOf(const std::vector<std::string>& reasons) {
   return name + " frame";
 }
 
-// Squared errors of the whole tiles of two pictures; the rest at the right and lower edges is
-// ignored.
+// Squared errors of the whole tiles of two pictures. The remainders at the right and lower edges
+// are ignored.
 struct TileErrors {
   TileErrors(const RgbPicture& a, const RgbPicture& b)
       : columns(a.width / kTile), rows(a.height / kTile), errors(std::size_t{columns} * rows) {
@@ -78,7 +78,7 @@ struct TileErrors {
   std::vector<double> errors;
 };
 
-// In pixels.
+// Position in pixels.
 struct Place {
   std::uint32_t left = 0;
   std::uint32_t top = 0;
@@ -127,7 +127,7 @@ std::vector<MappedFrame> MapFrames(PictureSource& source, const NotableFrames& f
 }
 
 WorstPictures DrawWorst(PictureSource& reference, PictureSource& distorted, const WorstPair& pair) {
-  // The same size for both, even if their pixel aspects differ.
+  // Use one size for both pictures, even if their pixel aspects differ.
   const StreamFormat& format = distorted.GetPictureFormat();
   WorstPictures worst;
   worst.number = pair.distorted.number;

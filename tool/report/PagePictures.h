@@ -2,8 +2,7 @@
 #ifndef TOOL_REPORT_PAGEPICTURES_H
 #define TOOL_REPORT_PAGEPICTURES_H
 
-/// @file
-/// The pictures of pages, decoded from frames that were kept. Needs the plug-in.
+/// @file Pictures for pages, decoded from frames that were kept. Requires the plug-in.
 
 #include <cstdint>
 #include <optional>
@@ -17,7 +16,7 @@
 
 namespace vixprores {
 
-/// Widest pictures on a page, in pixels; wider ones are scaled down.
+/// Greatest width of a picture on a page, in pixels; wider pictures are scaled down.
 inline constexpr std::uint32_t kWidestMap = 640;
 inline constexpr std::uint32_t kWidestPicture = 800;
 
@@ -32,10 +31,11 @@ struct MappedFrame {
 /// The pictures of the frame that differs most, both of the same size.
 struct WorstPictures {
   std::int64_t number = 0;
-  // nullopt if they are too large to be decoded for a page
+  // nullopt if the pictures are too large to be decoded for a page
   std::optional<RgbPicture> reference;
   std::optional<RgbPicture> distorted;
-  // The part that differs most, pixel by pixel; nullopt if the whole pictures have their full size.
+  // The part that differs most, pixel by pixel; nullopt if the whole pictures are shown in full
+  // size.
   std::optional<RgbPicture> referencePart;
   std::optional<RgbPicture> distortedPart;
 };

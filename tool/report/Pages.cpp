@@ -18,13 +18,13 @@ extern "C" {
 
 namespace vixprores {
 
-// The page before the report, between the report and the page's own data, and behind both: made of
-// report/pages by cmake/EmbedPages.cmake.
+// The parts of a page before the report, between the report and the page's own data, and after
+// both. Generated from report/pages by cmake/EmbedPages.cmake.
 extern const std::array<std::string_view, 3> kPageParts;
 
 namespace {
 
-// JSON inside a script element: no '<' may start a tag or a comment.
+// Escapes JSON for a script element: '<' must not start a tag or a comment.
 std::string ForScript(const std::string& json) {
   std::string text;
   text.reserve(json.size());
@@ -48,12 +48,12 @@ std::string MakePage(const std::string& report, const std::string& extra) {
 }
 
 struct ShownFrames {
-  std::size_t group = 1;             // frames of which one is shown
-  std::vector<std::size_t> indices;  // rising
+  std::size_t group = 1;             // frames per shown frame
+  std::vector<std::size_t> indices;  // ascending
 };
 
 // Chooses the frames that a page shows.
-// @param notability of a frame; the highest one represents its group
+// @param notability rates a frame; the frame with the highest value represents its group
 template <typename Frame, typename Notability, typename HasFault>
 ShownFrames ChooseFrames(const std::vector<Frame>& frames, const Notability& notability,
                          const HasFault& hasFault) {
@@ -82,7 +82,7 @@ ShownFrames ChooseFrames(const std::vector<FrameStatistics>& frames) {
       [](const FrameStatistics& frame) { return !frame.fault.empty(); });
 }
 
-// Keeps the first elements of a list.
+// Truncates a list to its first elements.
 void Cut(JsonValue& list) {
   if (list.size() > kMostPageRows) list.erase(list.begin() + kMostPageRows, list.end());
 }
@@ -101,7 +101,7 @@ JsonValue PictureJson(const std::optional<RgbPicture>& picture) {
           {"height", picture->height}};
 }
 
-// Null if there is nothing to draw, or too much.
+// Returns null if there is nothing to draw, or too much.
 JsonValue GridJson(const SliceGrid& grid) {
   if (grid.Count() == 0 || grid.Count() > kMostPageSlices) return {};
   JsonValue json;
@@ -163,7 +163,7 @@ JsonValue WorstJson(const WorstPictures& worst, const std::optional<Timecode>& t
           {"distortedPart", PictureJson(worst.distortedPart)}};
 }
 
-// Sizes of frames as columns, which are shorter than objects.
+// Returns the sizes of the frames as columns, which are shorter than objects.
 JsonValue SizesJson(const StreamStatistics& stream, const ShownFrames& shown) {
   JsonValue json;
   for (const char* column : {"frames", "counts", "timecodes", "bytes", "faulty"}) {

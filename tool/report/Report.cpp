@@ -37,7 +37,7 @@ std::string Labels(const RunReport& report) {
          Describe(report.result.colour);
 }
 
-// Sound and timecode.
+// Describes sound and timecode.
 std::string Beside(const RunReport& report) {
   std::string text;
   if (report.soundTracks > 0) {
@@ -248,7 +248,7 @@ std::string ErrorJson(const std::string& message) {
 
 void PrintDamage(const RunReport& report) {
   for (const FrameDamage& damage : report.damage) {
-    if (damage.treatment == FrameDamage::Treatment::Stopped) continue;  // the message tells
+    if (damage.treatment == FrameDamage::Treatment::Stopped) continue;  // the message reports it
     PrintError(NameOfInput(report.input) + ": " + Describe(damage));
   }
   if (report.soundDamage.empty()) return;

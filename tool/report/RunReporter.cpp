@@ -15,7 +15,8 @@ namespace {
 using std::chrono::steady_clock;
 constexpr auto kUpdateInterval = std::chrono::milliseconds(100);
 
-// Asks each time: the window may have been resized, and a line that wraps cannot be cleared.
+// Returns the width of the terminal. Queries it at each call: the window may have been resized, and
+// a line that wraps cannot be cleared.
 std::size_t TerminalColumns() {
   constexpr std::size_t kUsual = 80;
   winsize size{};
@@ -34,7 +35,7 @@ void Progress::Update(const RunReport& report, std::optional<std::int64_t> total
                       const std::string& prefix) {
   if (kind_ == ProgressKind::None) return;
   const auto now = steady_clock::now();
-  // JSON always includes the last frame, if it is known to be the last.
+  // JSON always includes the last frame, if the number of frames is known.
   const bool isLast = kind_ == ProgressKind::Json && total && report.frames == *total;
   if (now < nextUpdate_ && !isLast) return;
   nextUpdate_ = now + kUpdateInterval;
@@ -85,7 +86,7 @@ void RunReporter::ReportEnd(const RunReport& report) {
   if (!report.message.empty()) PrintError(report.message);
   if (!options_.json) PrintDamage(report);
   if (options_.json && report.place == 0) {
-    // Standard output may carry the frames.
+    // Use standard error if standard output may carry the frames.
     std::fprintf(options_.output == "-" ? stderr : stdout, "%s\n", SummaryJson(report).c_str());
   } else if (!options_.json && !options_.quiet && report.status == RunReport::Status::Done) {
     PrintText(stderr, SummaryLine(report) + "\n");
@@ -100,13 +101,13 @@ void RunReporter::ReportBatch(const std::vector<RunReport>& reports) {
   }
 }
 
-// Runs share one line, but each writes JSON of its own.
+// All runs share one progress line, but each run writes JSON of its own.
 Progress& RunReporter::ProgressOf(const RunReport& report) {
   const bool hasLine = options_.progress == ProgressKind::Line;
   return progress_.try_emplace(hasLine ? 0 : report.place, options_.progress).first->second;
 }
 
-// Returns the state of all runs together; `report` is the newest of one of them.
+// Returns the combined state of all runs; `report` is the newest state of one run.
 RunReport RunReporter::SumUp(const RunReport& report) {
   Done& run = runs_[report.place];
   sum_.frames += report.frames - run.frames;

@@ -16,7 +16,7 @@
 
 namespace vixprores {
 
-/// Shows the progress of a run on standard error: on one line that is redrawn, if standard error is
+/// Shows the progress of a run on standard error: on one line that is redrawn if standard error is
 /// a terminal, or as lines of JSON.
 class Progress {
  public:
@@ -25,11 +25,11 @@ class Progress {
   Progress(const Progress&) = delete;
   Progress& operator=(const Progress&) = delete;
 
-  /// Shows the state of a run of `total` frames (none = unknown), ten times a second at most, on a
-  /// line that starts with `prefix`.
+  /// Shows the state of a run of `total` frames (nullopt = unknown) on a line that starts with
+  /// `prefix`, at most ten times a second.
   void Update(const RunReport& report, std::optional<std::int64_t> total,
               const std::string& prefix = {});
-  /// Clears the line.
+  /// Clears the progress line.
   void Clear();
 
  private:
@@ -49,7 +49,7 @@ class RunReporter : public RunObserver {
   void ReportBatch(const std::vector<RunReport>& reports) override;
 
  private:
-  /// What a run, or all of a batch, have done so far.
+  /// Work done so far by a run, or by all runs of a batch.
   struct Done {
     std::int64_t frames = 0;
     std::uint64_t sourceBytes = 0;

@@ -7,7 +7,7 @@
 namespace vixprores {
 namespace {
 
-// "frame 12", "frames 12 to 228"
+// Returns text like "frame 12" or "frames 12 to 228".
 std::string FramesText(const std::vector<StillReport>& stills) {
   const std::string first = std::to_string(stills.front().number);
   if (stills.size() == 1) return "frame " + first;

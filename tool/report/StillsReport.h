@@ -13,7 +13,7 @@
 
 namespace vixprores {
 
-/// A still picture that was made.
+/// A written still picture.
 struct StillReport {
   std::int64_t number = 0;
   std::optional<Timecode> timecode;
@@ -21,7 +21,7 @@ struct StillReport {
   std::optional<DamagedPicture> damage;
 };
 
-/// Stills of a video.
+/// Stills of one video.
 struct StillsReport {
   std::string input;
   std::string folder;  ///< empty = none
@@ -30,9 +30,9 @@ struct StillsReport {
   std::vector<StillReport> stills;
 };
 
-/// "stills: 10 stills of 1920x1080, frames 12 to 228; sheet.png: 10 pictures"
+/// Returns text like "stills: 10 stills of 1920x1080, frames 12 to 228; sheet.png: 10 pictures".
 std::string StillsText(const StillsReport& report);
-/// All of it as one JSON object, without a newline.
+/// Returns the report as one JSON object, without a newline.
 std::string StillsJson(const StillsReport& report);
 
 }  // namespace vixprores

@@ -10,7 +10,7 @@
 namespace vixprores {
 namespace {
 
-// Characters of UTF-8 text: all bytes but continuation bytes.
+// Returns the number of characters of UTF-8 text: all bytes but continuation bytes.
 std::size_t WidthOf(const std::string& text) {
   return static_cast<std::size_t>(
       std::ranges::count_if(text, [](char byte) { return (byte & 0xC0) != 0x80; }));

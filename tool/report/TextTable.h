@@ -16,27 +16,27 @@
 
 namespace vixprores {
 
-/// `value` with that many decimals.
+/// Returns `value` with that many decimals.
 std::string Fixed(double value, int decimals);
-/// "98.3 %" for a part of a whole; empty if the whole is 0.
+/// Returns text like "98.3 %" for a part of a whole; empty if the whole is 0.
 std::string Percentage(double part, double whole);
 
-/// Writes rows in columns as wide as their widest cells, two spaces apart, without spaces at the
-/// end of lines. Unprintable characters in cells are escaped.
+/// Writes rows in columns as wide as their widest cells, two spaces apart, without trailing spaces.
+/// Escapes unprintable characters in cells.
 /// @param alignments one letter per column: 'l' or 'r'; a row may have fewer cells
 /// @param indent     spaces before each row
-/// @param row        returns the cells of the row of that index; called twice for each, so that a
-///                   long table is never in memory as a whole
+/// @param row        returns the cells of a row by index; called twice for each row, so that a long
+/// table is never in memory as a whole
 void WriteTable(const TextSink& write, std::string_view alignments, std::size_t indent,
                 std::size_t rows, const std::function<std::vector<std::string>(std::size_t)>& row);
 
-/// A table of few rows.
+/// A table with few rows.
 class TextTable {
  public:
   explicit TextTable(std::string alignments) : alignments_(std::move(alignments)) {}
 
   void Add(std::vector<std::string> cells) { rows_.push_back(std::move(cells)); }
-  /// The rows as WriteTable() writes them.
+  /// Returns the rows as WriteTable() writes them.
   std::string ToText(std::size_t indent) const;
 
  private:

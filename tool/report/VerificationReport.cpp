@@ -15,7 +15,7 @@ JsonValue SliceJson(const DamagedSlice& slice) {
           {"offsetInFrame", slice.offset}};
 }
 
-// "picture 1 row 2 slice 1, picture 2 row 0 slice 3 and 5 more"
+// Returns text like "picture 1 row 2 slice 1, picture 2 row 0 slice 3 and 5 more".
 std::string SlicesText(const std::vector<DamagedSlice>& slices) {
   std::string text;
   for (std::size_t i = 0; i < std::min(slices.size(), kMostNamedSlices); ++i) {

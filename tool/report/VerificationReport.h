@@ -12,12 +12,13 @@
 
 namespace vixprores {
 
-/// Most damaged slices of a frame that texts list; the JSON report lists all.
+/// Most damaged slices of a frame that text reports list; the JSON report lists all.
 inline constexpr std::size_t kMostNamedSlices = 4;
 
-/// "frame 17 (10:00:00:17) at byte 12345: ..." with the faults and the first damaged slices.
+/// Returns "frame 17 (10:00:00:17) at byte 12345: ..." with the faults and the first damaged
+/// slices.
 std::string DescribeDamage(const DamagedFrame& frame);
-/// "clip.mov: 240 frames, intact"
+/// Returns text like "clip.mov: 240 frames, intact".
 std::string DescribeOutcome(const Verification& file);
 
 /// Writes the report as one JSON object without a newline: "command", "intact" and "files": file,
@@ -26,10 +27,9 @@ std::string DescribeOutcome(const Verification& file);
 /// indexFaults.
 void WriteVerificationJson(const std::vector<Verification>& files, const TextSink& write);
 
-// Parts of the JSON report.
-/// All members of a file but "damage" and "indexFaults".
+/// Returns all members of a file but "damage" and "indexFaults".
 JsonValue SummaryJson(const Verification& file);
-/// An element of "damage" with at most that many slices; without "slices" if that is 0.
+/// Returns an element of "damage" with at most `mostSlices` slices; without "slices" if that is 0.
 JsonValue DamageJson(const DamagedFrame& frame, std::size_t mostSlices);
 
 }  // namespace vixprores

@@ -3,7 +3,7 @@
 
 const arrows = { ArrowLeft: [-1, 0], ArrowRight: [1, 0], ArrowUp: [0, -1], ArrowDown: [0, 1] };
 
-// 1, 2 and 5 times powers of ten from `smallest` on.
+// Returns 1, 2 and 5 times powers of ten, starting at `smallest`.
 function increments(smallest) {
   const first = Math.round(Math.log10(smallest));
   return Array.from({ length: 18 }, (_, i) => i + first)
@@ -39,8 +39,8 @@ function chartLabel(options, values) {
     ". Arrow keys move from frame to frame, + and - zoom, Escape shows all.";
 }
 
-// Bands over the whole height behind marked points, so that small and missing values show too, and
-// the target.
+// Draws the target, and full-height bands behind marked points, so that small and missing values
+// remain visible.
 function drawMarks(options, plot) {
   const { ctx, bbox } = plot;
   ctx.save();
@@ -105,7 +105,7 @@ function makePlot(options, area, onPoint) {
   return plot;
 }
 
-// Takes effect at once, unlike setScale() alone.
+// Sets the range immediately, unlike setScale() alone.
 function showRange(plot, min, max) {
   plot.batch(() => plot.setScale("x", { min, max }));
 }

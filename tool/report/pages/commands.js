@@ -2,7 +2,7 @@
 // The page of each command, from the report that the command prints with --json (`report`) and from
 // what only the page needs (`page`).
 
-const kMostTableRows = 1200;  // more values are for programs, which read the JSON report
+const kMostTableRows = 1200;  // longer lists are read by programs, from the JSON report
 
 function sizeChart(name, points, { target, group, markName }) {
   return chart({ name, unit: "bytes", decimals: 0, isBars: true, target, group, markName, points,

@@ -25,8 +25,8 @@ const frameName = frame => `Frame ${frame.frame}` + (frame.timecode ? ` (${frame
 const numbers = frame => frame.count > 1 ? `${frame.frame}-${frame.frame + frame.count - 1}`
                                          : `${frame.frame}`;
 
-// What needs the width of the page or its colours is drawn when the page is complete, and again
-// after the colour scheme or the size changed.
+// Drawings that depend on the width or the colours of the page: drawn when the page is complete,
+// and again when the colour scheme or the size changes.
 const drawings = [];
 function drawAll() {
   for (const draw of drawings) draw();

@@ -1,8 +1,8 @@
 // SPDX-License-Identifier: BSD-2-Clause
 // Slices of frames over their pictures, and pairs of pictures.
 
-// From low to high: dark blue, violet, red, orange, light yellow. The brightness rises all the way,
-// so that the order shows without colours too.
+// Colours from low to high: dark blue, violet, red, orange, light yellow. The brightness increases
+// all the way, so that the order is visible without colours.
 const ramp = [[24, 20, 96], [112, 30, 130], [206, 62, 84], [248, 148, 54], [252, 250, 190]];
 const rampCss = `linear-gradient(90deg, ${ramp.map(rgb => `rgb(${rgb.join(" ")})`).join()})`;
 
@@ -31,8 +31,8 @@ function bitsLayer(grid) {
     8 * bytes / grid.columns[i % grid.columns.length][1]));
 }
 
-// A pixel for each macroblock; the browser scales it to the picture, which may end inside the last
-// macroblocks.
+// Draws one pixel for each macroblock. The browser scales it to the picture, which may end inside
+// the last macroblocks.
 function layerCanvas(grid, layer) {
   const canvas = make("canvas", {
     class: `layer ${layer.name}`, width: grid.macroblocks, height: grid.rows, role: "img",
@@ -157,7 +157,7 @@ function drawDamage(canvas, grid, damaged) {
   const x = macroblock => canvas.width * macroblock / grid.shownMacroblocks;
   const y = row => canvas.height * row / grid.shownRows;
   context.fillStyle = colour("--rule");
-  const leastCell = 3 * devicePixelRatio;  // lines of smaller cells would hide what they separate
+  const leastCell = 3 * devicePixelRatio;  // the lines between smaller cells would hide the cells
   if (x(grid.columns[0][1]) >= leastCell) {
     for (const [first] of grid.columns) context.fillRect(x(first), 0, 1, canvas.height);
   }
@@ -179,7 +179,7 @@ function damageMap({ frame, timecode, grid, damaged, slices }) {
     return make("figure", { class: "map damage" }, make("figcaption", {}, title),
       paragraph("The frame has too many slices to be shown one by one."));
   }
-  const pictures = new Map();  // numbers of the damaged pictures, by cell of the grid
+  const pictures = new Map();  // numbers of damaged pictures by grid cell
   for (const [cell, picture] of damaged) {
     pictures.set(cell, [...pictures.get(cell) ?? [], picture]);
   }
