@@ -23,7 +23,7 @@ struct Watch {
   bool Covers(std::uintptr_t address) const { return begin <= address && address < end; }
 };
 
-// More than the frames in flight; beyond that, frames are copied.
+// More entries than frames in flight; further frames are copied.
 std::array<Watch, 256> g_watches;
 struct sigaction g_previousAction;
 
@@ -37,7 +37,8 @@ void HandleBusError(int /*signal*/, siginfo_t* info, void* /*context*/) {
   const auto found = std::ranges::find_if(
       g_watches, [address](const Watch& watch) { return watch.Covers(address); });
   if (found == g_watches.end()) {
-    // Not one of our mappings: the same instruction faults again, into the previous handler.
+    // The address is in none of our mappings: the instruction faults again, into the previous
+    // handler.
     sigaction(SIGBUS, &g_previousAction, nullptr);
     return;
   }
@@ -48,7 +49,7 @@ void HandleBusError(int /*signal*/, siginfo_t* info, void* /*context*/) {
 
 void InstallHandler() {
   [[maybe_unused]] static const bool isInstalled = [] {
-    PageBytes();  // its first call must not be in the handler
+    PageBytes();  // the first call must not happen in the handler
     struct sigaction action {};
     action.sa_sigaction = HandleBusError;
     action.sa_flags = SA_SIGINFO | SA_RESTART;
@@ -70,7 +71,7 @@ std::shared_ptr<const FileMapping> FileMapping::Make(int descriptor, std::int64_
                                                      std::shared_ptr<MappingFault> fault) {
   InstallHandler();
   const auto skip = static_cast<std::size_t>(position) % PageBytes();
-  // Populated now: reading is the work of the reader, not of the threads that use the bytes.
+  // Populate the pages now: the reader waits for the disk, not the threads that use the bytes.
   void* const pages = mmap(nullptr, skip + bytes, PROT_READ, MAP_PRIVATE | MAP_POPULATE, descriptor,
                            position - static_cast<std::int64_t>(skip));
   if (pages == MAP_FAILED) return nullptr;

@@ -17,8 +17,8 @@ namespace vixprores {
 
 class SideTracks;
 
-/// Makes the buffer that the elements take from one that a reader returned. May be called from any
-/// thread, by several at once, also while the reader reads. Empty = the elements take it as it is.
+/// Converts a buffer that a reader returned for the elements. May be called from any thread, by
+/// several at once, also while the reader reads. Empty = no conversion needed.
 using FrameConversion = std::function<std::shared_ptr<vix::IBuffer>(std::shared_ptr<vix::IBuffer>)>;
 
 /// Reads the frames of one video stream in order. Used by one thread at a time; the buffers may be
@@ -31,15 +31,14 @@ class FrameReader {
   const StreamFormat& GetFormat() const { return description_.format; }
   const std::string& GetName() const { return description_.name; }
 
-  /// Returns the next frame, nullopt at the end. Throws a FrameFailure for frames that are damaged
-  /// or missing; the next call then continues behind them.
+  /// Returns the next frame, nullopt at the end. Throws a FrameFailure for a damaged or missing
+  /// frame; the next call resumes after it.
   virtual std::optional<NumberedFrame> Read() = 0;
-  /// Continues at that frame, which must not have been read yet, if the input can go there without
-  /// reading the frames between; the sound beside it continues there too. Returns false, with
-  /// nothing changed, if it cannot.
+  /// Continues at that frame, which must not have been read yet, if the input can skip the frames
+  /// between; its sound continues there too. Returns false, with nothing changed, if it cannot.
   virtual bool SkipTo(std::int64_t /*frame*/) { return false; }
   /// Throws the failure that Read() would throw for the times of frames up to number `last`, as far
-  /// as they are known without reading. To be called before Read().
+  /// as they are known without reading. Call it before Read().
   virtual void CheckTimes(std::int64_t /*last*/) const {}
   virtual FrameConversion GetConversion() const { return {}; }
   /// Sound beside the video, or null. It belongs to the reader and its thread.
@@ -48,8 +47,8 @@ class FrameReader {
   virtual std::string GetEndNote() const { return {}; }
   /// Returns true if `path` leads to a file that is being read.
   virtual bool ReadsFrom(const std::string& /*path*/) const { return false; }
-  /// Fails if bytes of returned frames turned out to be unreadable when they were used: they were
-  /// replaced by zeros. To be called before a result is made of a frame, from any thread.
+  /// Fails if bytes of returned frames became unreadable while in use and were replaced by zeros.
+  /// Call it from any thread before using a result made from a frame.
   virtual void CheckFramesInUse() const {}
 
  protected:

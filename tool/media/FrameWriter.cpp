@@ -14,7 +14,7 @@
 namespace vixprores {
 namespace {
 
-// Writes frames one after the other, without anything around them.
+// Writes frames back to back, without headers.
 class RawFrameWriter : public FrameWriter {
  public:
   explicit RawFrameWriter(OutputFile& file) : file_(file) {}

@@ -18,22 +18,22 @@ namespace vixprores {
 class FrameWriter {
  public:
   virtual ~FrameWriter() = default;
-  /// Returns what Write() takes, made from a frame as the element returned it. May be called from
-  /// any thread, several at once, also while another one writes.
+  /// Converts a frame from the element for Write(). May be called from any thread, several at once,
+  /// also during Write().
   virtual std::shared_ptr<const vix::IVideoSample> Pack(
       std::shared_ptr<const vix::IVideoSample> frame) const {
     return frame;
   }
-  /// Writes one frame at its first time limit. The writer may keep a reference to it.
+  /// Writes one frame at its first time limit. May keep a reference to it.
   virtual void Write(const std::shared_ptr<const vix::IVideoSample>& frame) = 0;
-  /// Writes a packet of one sound track, on a clock of samples. Frames and sound come in about the
-  /// order in which they are played. Only for outputs with sound tracks.
+  /// Writes a packet of one sound track, with times in samples. Frames and sound arrive roughly in
+  /// playing order. Only for outputs with sound tracks.
   virtual void WriteSound(SoundPacket /*sound*/) {}
   /// Returns true if `recover` can read what was written so far, without Finish().
   virtual bool IsRecoverable() const { return false; }
   /// Completes the output, which stays open. No frame may follow.
   virtual void Finish() = 0;
-  /// Returns what the output did not take, once it is finished; empty = nothing.
+  /// Returns a note on what the finished output could not store; empty = nothing.
   virtual std::string GetEndNote() const { return {}; }
 };
 

@@ -58,7 +58,7 @@ InputFile::InputFile(const std::string& name, int descriptor)
   }
   mayWait_ = !S_ISREG(status.st_mode);
   WidenPipe(descriptor_);
-  // A redirected file that is not at its start is read from there, as a pipe.
+  // Read a redirected file that is not at its start like a pipe, from its position.
   if (!mayWait_ && lseek(descriptor_, 0, SEEK_CUR) == 0) size_ = status.st_size;
 }
 
@@ -78,7 +78,7 @@ void InputFile::WaitForInput() const {
   while (poll(descriptors.data(), descriptors.size(), -1) < 0) {
     if (errno != EINTR) FailToRead(name_, errno);
   }
-  // Bytes that have arrived are read first: they may complete a frame.
+  // Read bytes that have already arrived before the interrupt: they may complete a frame.
   if (descriptors[0].revents == 0) throw Interrupted();
 }
 
@@ -114,13 +114,13 @@ std::size_t InputFile::Read(std::span<std::uint8_t> destination) {
   return done;
 }
 
-// Drops bytes that were read ahead.
+// Drops bytes that were peeked.
 void InputFile::Consume(std::size_t bytes) {
   peeked_.erase(peeked_.begin(), peeked_.begin() + static_cast<std::ptrdiff_t>(bytes));
   position_ += static_cast<std::int64_t>(bytes);
 }
 
-// Reads ahead up to so many bytes; returns their number, 0 = end.
+// Reads ahead up to `bytes` bytes; returns their number, 0 = end.
 std::size_t InputFile::PeekMore(std::size_t bytes) {
   const std::size_t known = peeked_.size();
   peeked_.resize(known + bytes);
@@ -154,7 +154,7 @@ std::size_t InputFile::ReadAt(std::int64_t position, std::span<std::uint8_t> des
 }
 
 std::shared_ptr<const FileMapping> InputFile::ReadInPlace(std::size_t bytes) {
-  constexpr std::size_t kFewest = std::size_t{1} << 20;  // below, a copy is as fast
+  constexpr std::size_t kFewest = std::size_t{1} << 20;  // below this size a copy is as fast
   const auto left =
       static_cast<std::size_t>(std::max<std::int64_t>(0, size_.value_or(0) - position_));
   if (!isMappable_ || bytes < kFewest || bytes > left) return nullptr;

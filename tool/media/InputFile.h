@@ -17,8 +17,8 @@ namespace vixprores {
 /// Returns the name of an input for messages: "standard input" for "-".
 std::string NameOfInput(const std::string& path);
 
-/// The bytes of a file or of standard input ("-"). Used by one thread at a time. A read that fails
-/// throws a Failure that names the file; a wait for input that the user ends throws Interrupted.
+/// Reads a file or standard input ("-"). Used by one thread at a time. A failed read throws a
+/// Failure that names the file; an interrupted wait for input throws Interrupted.
 class InputFile {
  public:
   /// Opens `path`; rejects directories and files that cannot be read.
@@ -30,9 +30,9 @@ class InputFile {
   InputFile(const InputFile&) = delete;
   InputFile& operator=(const InputFile&) = delete;
 
-  /// The name as the user gave it, for messages.
+  /// Returns the name as the user gave it, for messages.
   const std::string& GetName() const { return name_; }
-  /// Returns the size in bytes; nullopt if only the end shows it.
+  /// Returns the size in bytes; nullopt if it is unknown before the end.
   std::optional<std::int64_t> GetSize() const { return size_; }
   /// Returns true if Seek() is possible.
   bool IsSeekable() const { return size_.has_value(); }
@@ -54,11 +54,10 @@ class InputFile {
   void AllowMapping() { isMappable_ = !mayWait_ && IsSeekable(); }
   /// Returns true if ReadInPlace() is allowed.
   bool IsMappable() const { return isMappable_; }
-  /// Maps the next `bytes` bytes and continues behind them. Returns null if they have to be read
-  /// because mapping is not allowed, not possible, or not worthwhile.
+  /// Maps the next `bytes` bytes and moves past them. Returns null if mapping is not allowed, not
+  /// possible or not worthwhile; then read them.
   std::shared_ptr<const FileMapping> ReadInPlace(std::size_t bytes);
-  /// Fails if mapped bytes turned out to be unreadable when they were used. May be called from any
-  /// thread.
+  /// Fails if mapped bytes became unreadable while in use. May be called from any thread.
   void CheckMappings() const;
   /// Sets the position of the next read, in bytes from the start. Requires IsSeekable().
   void Seek(std::int64_t position);

@@ -91,8 +91,8 @@ OutputFile::OutputFile(const std::string& path, bool overwrite)
   WidenPipe(descriptor_);
 }
 
-// Leaves work files of other processes alone, also of killed ones: they can be recovered. In
-// containers all processes may have the same number.
+// Leaves work files of other processes alone, including killed ones: they can be recovered.
+// Processes in different containers may have the same number.
 void OutputFile::OpenWorkFile(const struct stat* replaced) {
   const std::string first = path_ + ".part-" + std::to_string(getpid());
   const mode_t mode = replaced ? 0600 : 0666;
@@ -115,7 +115,7 @@ OutputFile::~OutputFile() {
 void OutputFile::Write(std::span<const std::uint8_t> bytes) {
   while (!bytes.empty()) {
     const ssize_t written = write(descriptor_, bytes.data(), bytes.size());
-    if (written < 0 && errno == EINTR) continue;  // the current frame is always finished
+    if (written < 0 && errno == EINTR) continue;  // the current frame is always completed
     if (written < 0) FailToWrite(name_, errno);
     bytes = bytes.subspan(static_cast<std::size_t>(written));
     position_ += written;

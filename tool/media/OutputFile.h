@@ -24,8 +24,8 @@ std::string NameOfOutput(const std::string& path);
 /// the output.
 class OutputFile {
  public:
-  /// Refuses an existing file unless `overwrite` is set. The file that replaces it gets its
-  /// permissions, and its owner and group where the user may set them.
+  /// Rejects an existing file unless `overwrite` is set. The new file gets the permissions of the
+  /// replaced one, and its owner and group where the user may set them.
   OutputFile(const std::string& path, bool overwrite);
   ~OutputFile();
   OutputFile(const OutputFile&) = delete;
@@ -47,16 +47,16 @@ class OutputFile {
   /// Sets the position, in bytes from the start.
   void Seek(std::int64_t position);
 
-  /// From now on flushes what was written to the disk within a second, so that it survives a crash
-  /// of the machine. Commit() flushes the complete file before it gets its name.
+  /// Flushes the file to the disk every second from now on, so that it survives a crash of the
+  /// machine. Commit() flushes the complete file before renaming it.
   void KeepOnDisk();
   /// Gives the complete file its name.
   void Commit();
   /// Keeps the work file as it is and returns its name; empty if there is none, or if it was
   /// removed together with its folder.
   std::string KeepWorkFile();
-  /// Keeps what was written so far as PartialName(), or the next free name after it, and returns
-  /// that name. Outputs that are not files keep their name.
+  /// Keeps the bytes written so far as PartialName(), or as the next free name after it, and
+  /// returns that name. Outputs that are not files keep their name.
   std::string CommitPartial();
 
  private:
@@ -75,11 +75,11 @@ class OutputFile {
   std::jthread syncing_;  ///< started by KeepOnDisk()
 };
 
-/// Refuses, with a Failure, an output that is one of the inputs under any name.
+/// Rejects, with a Failure, an output that is one of the inputs under any name.
 void RefuseInputAsOutput(const std::string& output, const std::vector<std::string>& inputs);
 
-/// Returns "dir/stem.partial.ext" for "dir/stem.ext"; from the second attempt on with its number:
-/// "dir/stem.partial-2.ext".
+/// Returns "dir/stem.partial.ext" for "dir/stem.ext", and "dir/stem.partial-2.ext" for the second
+/// attempt.
 std::string PartialName(const std::string& path, int attempt = 1);
 
 }  // namespace vixprores

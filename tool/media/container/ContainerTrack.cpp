@@ -96,7 +96,7 @@ void ContainerTrack::KeepSound(Packet packet) {
 }
 
 std::vector<SoundPacket> ContainerTrack::ReadSoundUntil(std::int64_t time, AVRational tick) {
-  // Sound that comes so much later than its pictures is not waited for.
+  // Longest time in seconds by which sound may lag behind its pictures.
   constexpr int kLatestSeconds = 60;
   const std::int64_t latest = av_sat_add64(time, av_rescale_q(kLatestSeconds, {1, 1}, tick));
   while (!sound_.HasUntil(time, tick)) {
@@ -208,7 +208,7 @@ void ContainerTrack::KeepFramesInPlace() {
   if (index_.IsPresent() && stream_.nb_frames > 0) demuxer_.KeepInPlace(stream_);
 }
 
-// The index has times of decoding, which may be earlier by an offset.
+// The index holds decoding times, which may be earlier by an offset.
 void ContainerTrack::CheckIndexedTimes(std::int64_t last) const {
   if (times_.GetTreatment() != FrameTimes::Checked || !index_.IsPresent() || !pending_) return;
   std::int64_t number = 0;
@@ -223,7 +223,7 @@ void ContainerTrack::CheckIndexedTimes(std::int64_t last) const {
   }
 }
 
-// The tag right before the packet; nullopt if there is none, or a damaged one.
+// Returns the tag directly before the packet; nullopt if it is missing or damaged.
 std::optional<PacketTag> ContainerTrack::FindTag(const AVPacket& packet) const {
   constexpr auto kTagBytes = static_cast<std::int64_t>(PacketTag::kBytes);
   if (!isTagged_ || packet.pos < kTagBytes) return std::nullopt;
@@ -245,7 +245,7 @@ std::string ContainerTrack::FindFault(const AVPacket& packet) const {
                                              : "is not what was written: its checksum differs";
 }
 
-// Sound may come in other pieces than it was written in; nothing is known of those.
+// Sound may be demuxed in other pieces than it was written in; those cannot be checked.
 bool ContainerTrack::IsDamagedSound(const AVPacket& packet) const {
   const auto tag = FindTag(packet);
   const std::span data(packet.data, static_cast<std::size_t>(packet.size));
@@ -261,7 +261,7 @@ void ContainerTrack::FailAtUnreadableFrame(const std::string& reason) {
   }
   const std::int64_t position = std::exchange(lastFailure_, file.GetPosition());
   const std::int64_t number = framesRead_++;
-  // Without progress in the file or in the index this would go on for ever.
+  // Without progress in the file or in the index this would loop forever.
   const bool isStuck = position == lastFailure_ && !index_.LeadsInside(framesRead_);
   const std::int64_t announced = announcedFrames_.value_or(0) - hiddenFrames_;
   if (isStuck) framesRead_ = std::max(framesRead_, announced);
@@ -270,7 +270,7 @@ void ContainerTrack::FailAtUnreadableFrame(const std::string& reason) {
                      framesRead_ - number);
 }
 
-// The index may lead outside the input for some frames, and back inside for those behind them.
+// The index may point outside the input for some frames, and inside it for later ones.
 void ContainerTrack::FailAtEarlyEnd() {
   const std::int64_t announced = *announcedFrames_ - hiddenFrames_;
   const std::int64_t first = framesRead_++;
@@ -282,7 +282,7 @@ void ContainerTrack::FailAtEarlyEnd() {
       pending_ = ReadPacket();
       if (!pending_) ++framesRead_;
     } catch (const FrameFailure&) {
-      // Counted where it was thrown.
+      // The frame was counted where the exception was thrown.
     }
   }
   const std::int64_t count = framesRead_ - first;
