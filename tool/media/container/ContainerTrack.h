@@ -25,8 +25,8 @@ namespace vixprores {
 /// frames may be used and released on any thread and may outlive the track.
 class ContainerTrack : public SideTracks {
  public:
-  /// Throws a Failure for files that are no container, and for those without a video track with a
-  /// usable frame rate.
+  /// Throws a Failure for files that are not containers, and for containers without a video track
+  /// with a usable frame rate.
   ContainerTrack(std::unique_ptr<InputFile> file, FrameTimes times);
 
   const std::string& GetName() const { return demuxer_.GetName(); }
@@ -38,13 +38,13 @@ class ContainerTrack : public SideTracks {
 
   /// Reads the next frame into the container library's own memory; nullopt at the end. Throws a
   /// FrameFailure for a truncated packet, for an end before the announced number of frames, and for
-  /// a frame off the constant rate; the next call continues behind it.
+  /// a frame off the constant rate; the next call resumes after it.
   std::optional<NumberedFrame> Read();
   /// See FrameReader::SkipTo().
   bool SkipTo(std::int64_t frame);
-  /// See FrameReader::CheckTimes(): for a track whose times an index lists.
+  /// See FrameReader::CheckTimes(). Checks a track whose index lists its times.
   void CheckIndexedTimes(std::int64_t last) const;
-  /// From now on frames stay in the file, if possible (Demuxer::KeepInPlace()).
+  /// Leaves frames in the file from now on, if possible (Demuxer::KeepInPlace()).
   void KeepFramesInPlace();
   /// See FrameReader::CheckFramesInUse().
   void CheckFramesInUse() const { demuxer_.GetFile().CheckMappings(); }

@@ -27,7 +27,7 @@ void DropBuffer(void* owner, std::uint8_t* /*data*/) {
   delete static_cast<SharedBuffer*>(owner);
 }
 
-// Returns a reference to the buffer's own bytes, which keeps the buffer.
+// Returns a reference to the buffer's own bytes, which keeps the buffer alive.
 AVBufferRef* Share(const SharedBuffer& buffer) {
   auto owner = std::make_unique<SharedBuffer>(buffer);
   AVBufferRef* const reference = av_buffer_create(buffer->GetData(), buffer->GetSize(), DropBuffer,
@@ -122,8 +122,8 @@ std::int64_t ContainerWriter::EndOfPictures(std::size_t track) const {
   return av_rescale_q_rnd(picturesEnd_, Invert(content_.video.rate), sample, AV_ROUND_UP);
 }
 
-// Writes silence up to the end of the pictures, a second at a time: pictures without sound beside
-// them would be lost.
+// Writes silence up to the end of the pictures, one second at a time: pictures without sound would
+// be lost.
 void ContainerWriter::FillUpSound() {
   for (std::size_t place = 0; place < content_.sound.size(); ++place) {
     SoundTrack track = content_.sound[place];
@@ -138,7 +138,7 @@ void ContainerWriter::FillUpSound() {
 }
 
 void ContainerWriter::Finish() {
-  // The library cannot try it twice.
+  // The library cannot write the trailer twice.
   if (std::exchange(ended_, true)) throw Failure(file_.GetName() + ": cannot be completed");
   if (endsWithPictures_) FillUpSound();
   const std::int64_t index = avio_tell(context_->pb);
@@ -176,7 +176,7 @@ std::string ContainerWriter::GetEndNote() const {
 
 void ContainerWriter::Check(int result, const MemoryWatch& memory) {
   bytes_.Rethrow();
-  // A muxer that lacks memory may lack what it needs to go on.
+  // A muxer that ran out of memory may be unable to continue.
   if (result == AVERROR(ENOMEM) || memory.IsShort()) {
     ended_ = true;
     throw std::bad_alloc();

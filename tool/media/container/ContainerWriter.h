@@ -16,7 +16,7 @@ namespace vixprores {
 /// without an index (PacketTag.h); any other .mov, as on a pipe, is written in fragments.
 class ContainerWriter : public FrameWriter {
  public:
-  /// Writes the container's header. Throws a Failure with the muxer's reason if it does not take
+  /// Writes the container's header. Throws a Failure with the muxer's reason if the muxer rejects
   /// the tracks.
   ContainerWriter(OutputFile& file, const OutputFormat& output, const MovieContent& content);
   ~ContainerWriter() override;
@@ -28,7 +28,7 @@ class ContainerWriter : public FrameWriter {
   std::string GetEndNote() const override;
 
  private:
-  friend struct ContainerWriterPeer;  // for tests of files that are too large to be written
+  friend struct ContainerWriterPeer;  // for tests of files that are too large to write
 
   void WriteDescription();
   void WriteTag(std::uint32_t track, const AVPacket& packet);

@@ -15,7 +15,7 @@ namespace {
 
 constexpr const char* kContainers = "mov,matroska,avi,nut,mxf";
 
-// Makes mapped bytes those of the packet.
+// Makes the mapped bytes the packet's data.
 void TakeOver(AVPacket& packet, std::shared_ptr<const FileMapping> mapping) {
   std::uint8_t* const data = mapping->GetData();
   auto owner = std::make_unique<std::shared_ptr<const FileMapping>>(std::move(mapping));
@@ -39,7 +39,8 @@ std::int64_t TimeOf(const AVPacket& packet) {
 
 Demuxer::Demuxer(std::unique_ptr<InputFile> file) : file_(std::move(file)), bytes_(*file_) {
   AVFormatContext* context = avformat_alloc_context();
-  // Other formats, playlists above all, could lead to files and addresses that nobody named.
+  // Allow no other formats: playlists above all could open files and addresses that the user did
+  // not name.
   if (context) context->format_whitelist = av_strdup(kContainers);
   if (!context || !context->format_whitelist) {
     avformat_free_context(context);
@@ -84,7 +85,7 @@ void Demuxer::KeepInPlace(const AVStream& stream) {
   if (file_->IsMappable()) inPlace_ = stream.index;
 }
 
-// Provides the bytes of a read that was left out: mapped for a frame, copied otherwise.
+// Provides the bytes of a skipped read: mapped for a frame, copied otherwise.
 void Demuxer::FillIn(AVPacket& packet, const LibavStream::LeftOut& leftOut) {
   const std::int64_t position = file_->GetPosition();
   const bool isFrame = packet.stream_index == inPlace_ && packet.pos >= 0;

@@ -35,14 +35,14 @@ class Demuxer {
   }
 
   /// Returns the next packet of the tracks that are not discarded; null at the end.
-  /// @throws UnreadablePacket; the next call continues behind it, if the container allows
+  /// @throws UnreadablePacket; the next call resumes after it, if the container allows
   /// @throws Interrupted when the user asks to stop
   Packet Read();
   /// Continues at the packet of `stream` with that time; returns false if that is not possible.
   bool Seek(const AVStream& stream, std::int64_t time);
-  /// From now on packets of `stream` stay in the file, if it can be mapped, instead of being
-  /// copied. Only for codecs whose packets the library returns as they are stored, and only with an
-  /// index: then the library reads nothing large but packets.
+  /// Leaves packets of `stream` in the file from now on, if it can be mapped, instead of copying
+  /// them. Only for codecs whose packets the library returns as they are stored, and only with an
+  /// index: then all large reads of the library are packets.
   void KeepInPlace(const AVStream& stream);
 
  private:
@@ -58,7 +58,7 @@ class Demuxer {
   int inPlace_ = -1;  ///< index of the stream whose packets stay in the file; -1 = none
 };
 
-/// Time of a packet: that of presentation, or else of decoding.
+/// Returns the presentation time of a packet, or else its decoding time.
 std::int64_t TimeOf(const AVPacket& packet);
 
 }  // namespace vixprores

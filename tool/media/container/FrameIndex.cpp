@@ -18,9 +18,9 @@ extern "C" {
 namespace vixprores {
 namespace {
 
-// Bytes of the smallest frame that there can be, 2x2 pixels of UYVY.
+// Bytes of the smallest possible frame, 2x2 pixels of UYVY.
 constexpr std::int64_t kFewestFrameBytes = 8;
-// Number that writers put into an .avi that they cannot go back in.
+// Number of frames in an .avi whose writer could not seek back.
 constexpr std::int64_t kStreamedAviFrames = 0x40000000;
 
 }  // namespace
@@ -31,7 +31,7 @@ bool FrameIndex::IsPresent() const {
 }
 
 std::optional<std::int64_t> FrameIndex::CountIndexed() const {
-  // With an edit list the index holds the frames that remain, and those that it hides.
+  // With an edit list the index holds both the frames that remain and the hidden ones.
   if (IsPresent()) return avformat_index_get_entries_count(&stream_);
   return stream_.nb_frames > 0 ? std::optional(stream_.nb_frames) : std::nullopt;
 }
@@ -50,7 +50,7 @@ std::optional<std::int64_t> FrameIndex::CountAnnounced(Rational rate, std::int64
   if (stream_.duration > 0) {
     return plausible(av_rescale_q(stream_.duration, stream_.time_base, frame));
   }
-  // Durations are counted from time 0 here.
+  // These durations start at time 0.
   const auto seconds = FindStatedDuration(demuxer_.GetContext(), stream_);
   const double frames = seconds ? *seconds / av_q2d(frame) : 0;
   if (!(frames > 0 && frames < static_cast<double>(INT64_MAX / 2))) return std::nullopt;

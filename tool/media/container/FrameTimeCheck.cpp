@@ -14,7 +14,7 @@ extern "C" {
 namespace vixprores {
 namespace {
 
-// A longer gap is more likely to be a damaged time: nobody wants that many frames repeated.
+// A longer gap is more likely to be a damaged time.
 constexpr std::int64_t kLongestGap = 3600;  // seconds
 
 }  // namespace
@@ -38,7 +38,7 @@ bool FrameTimeCheck::IsAbout(std::int64_t time, std::int64_t expected) const {
   return Distance(time, expected) <= std::max<std::int64_t>(1, frame / 10);
 }
 
-// Whole frames between the expected time and that of a frame; 0 if it does not come on one.
+// Returns the whole frames between the expected time and `time`; 0 if `time` is not on a frame.
 std::int64_t FrameTimeCheck::CountMissing(std::int64_t time, std::int64_t expected) const {
   const AVRational frame = Invert(rate_);
   const std::int64_t framesLate = av_rescale_q(av_sat_sub64(time, expected), tick_, frame);
@@ -61,7 +61,7 @@ std::optional<FrameTimeCheck::Deviation> FrameTimeCheck::Take(std::int64_t numbe
                                                               std::int64_t time) {
   const auto deviation = Compare(number, time);
   if (!deviation) return std::nullopt;
-  // Missing frames that are not accepted are counted, so that the frame is on time behind them.
+  // Count missing frames that are not accepted, so that the frame after them is on time.
   if (deviation->missing == 0 || deviation->isAccepted) {
     Skip(number, time);
   }

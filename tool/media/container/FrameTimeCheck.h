@@ -29,7 +29,7 @@ class FrameTimeCheck {
     bool isAccepted = false;
   };
 
-  /// @param name of the input, for messages
+  /// @param name name of the input, for messages
   FrameTimeCheck(const std::string& name, FrameTimes times) : name_(name), times_(times) {}
 
   /// Sets rate and clock of the track.
@@ -39,11 +39,12 @@ class FrameTimeCheck {
   FrameTimes GetTreatment() const { return times_; }
   /// Compares the time of a frame with the rate; nullopt = it is on time.
   std::optional<Deviation> Compare(std::int64_t number, std::int64_t time) const;
-  /// Does the same for the next frame that is read; those behind an odd one follow from it.
+  /// Does the same for the next frame that is read. Later frames are expected relative to an odd
+  /// one.
   std::optional<Deviation> Take(std::int64_t number, std::int64_t time);
-  /// Continues behind a frame that was not read, and had that time.
+  /// Passes a frame that was not read, with the given time.
   void Skip(std::int64_t number, std::int64_t time);
-  /// Number of frames so far at odd times that were accepted.
+  /// Returns the number of accepted frames at odd times so far.
   std::int64_t CountUneven() const { return uneven_; }
   FrameTimeFailure MakeFailure(const Deviation& deviation,
                                std::optional<std::int64_t> offset) const;

@@ -26,7 +26,7 @@ namespace vixprores {
 namespace {
 
 constexpr int kStreamBufferBytes = 1 << 16;
-// Of fixed size: exceptions must not pass through the library.
+// Fixed size, because exceptions must not pass through the library.
 thread_local std::array<char, 512> t_lastMessage{};
 
 // Called for every message, whatever the level.
@@ -43,7 +43,7 @@ thread_local std::array<char, 512> t_lastMessage{};
   try {
     PrintText(stderr, std::string(text.data()) + "\n");
   } catch (const std::bad_alloc&) {
-    // The message is lost; the error that it explains is not.
+    // Only the message is lost, not the error that it explains.
   }
 }
 
@@ -125,7 +125,7 @@ std::size_t LibavStream::LeaveOut(std::span<std::uint8_t> destination) {
 
 template <typename Operation>
 int LibavStream::Guard(const Operation& operation) {
-  // After a failure nothing more is tried: the library likes to go on writing.
+  // Fail all calls after a failure: the library tends to keep writing.
   if (exception_) return AVERROR_EXIT;
   try {
     return operation();
@@ -180,7 +180,7 @@ std::int64_t LibavStream::SeekFile(File& file, std::int64_t size, std::int64_t o
 
 std::int64_t LibavStream::SeekInputCallback(void* self, std::int64_t offset, int whence) {
   auto& stream = *static_cast<LibavStream*>(self);
-  // A library that only seeks never reads.
+  // Check for interrupts here too: a library that only seeks never reads.
   if (InterruptRequested() && !stream.exception_) {
     stream.exception_ = std::make_exception_ptr(Interrupted());
   }

@@ -32,18 +32,18 @@ namespace vixprores {
 /// and remembers the last error message of each thread.
 void SetLibavMessages(bool verbose);
 /// Returns why a call of the container library failed: its last error message if there is one, or
-/// else the text for the code `error`. Forgets the message.
+/// else the text for the code `error`. Clears the message.
 std::string ExplainLibavError(int error);
 
-/// Notices that calls of the container library ran out of memory, also where it goes on without
-/// what it could not allocate: title, index entry or description would be missing silently.
-/// Allocation functions leave it in errno, which successful calls do not change.
+/// Detects that calls of the container library ran out of memory, even where the library continues
+/// without the object: a title, index entry or description would be silently missing. Allocation
+/// functions leave it in errno, which successful calls do not change.
 class MemoryWatch {
  public:
   MemoryWatch() { errno = 0; }
   /// Returns true if an allocation has failed on this thread since the construction.
   bool IsShort() const { return errno == ENOMEM; }
-  /// @throws std::bad_alloc in that case
+  /// @throws std::bad_alloc if IsShort()
   void Check() const {
     if (IsShort()) throw std::bad_alloc();
   }
@@ -71,19 +71,19 @@ class LibavStream {
   LibavStream(const LibavStream&) = delete;
   LibavStream& operator=(const LibavStream&) = delete;
 
-  /// A read whose bytes were not fetched; its caller provides them.
+  /// A skipped read; its caller provides the bytes.
   struct LeftOut {
     std::int64_t position;          ///< in the input
     std::span<std::uint8_t> bytes;  ///< destination; contents unspecified
   };
 
   AVIOContext* Get() const { return context_; }
-  /// Throws the exception of the file since the last call, if any.
+  /// Rethrows the exception of the file since the last call, if any.
   void Rethrow();
-  /// Leaves out the next read of an input that bypasses the library's own buffer; at most one,
-  /// until it is taken.
+  /// Skips the next read of an input that bypasses the library's own buffer; at most one, until
+  /// TakeLeftOut().
   void LeaveOutLargeReads(bool leavesOut) { leavesOut_ = leavesOut; }
-  /// Returns what was left out since the last call, and stops leaving out.
+  /// Returns the read skipped since the last call, and stops skipping.
   std::optional<LeftOut> TakeLeftOut();
 
  private:
@@ -113,11 +113,11 @@ class LibavStream {
   std::exception_ptr exception_;
 };
 
-/// Copies of the library's objects.
+/// Returns a copy of a library object.
 std::shared_ptr<const AVCodecParameters> CopyParameters(const AVCodecParameters& parameters);
 Metadata ToMetadata(const AVDictionary* dictionary);
 
-/// Distance of two times, however far apart; saturated.
+/// Returns the distance of two times, saturated.
 inline std::int64_t Distance(std::int64_t a, std::int64_t b) {
   return a > b ? av_sat_sub64(a, b) : av_sat_sub64(b, a);
 }

@@ -44,7 +44,7 @@ std::optional<MovAtom> ReadAtomOf(const File& file, std::int64_t position) {
   if (size == 1) {
     header = 16;
     size = found == bytes.size() ? prores::ReadU64(bytes.data() + 8) : 0;
-  } else if (size == 0) {  // up to the end
+  } else if (size == 0) {  // extends to the end
     size = static_cast<std::uint64_t>(SizeOf(file) - position);
   }
   const auto most = static_cast<std::uint64_t>(INT64_MAX - position);
@@ -63,7 +63,7 @@ std::optional<MovAtom> FindAtom(const OutputFile& file, vix::FourCC type, std::i
   return std::nullopt;
 }
 
-// Returns the atom at the end of a path from inside `start` on.
+// Returns the atom at the end of a path that starts inside `start`.
 std::optional<MovAtom> Follow(const OutputFile& file, std::optional<MovAtom> start,
                               std::span<const vix::FourCC> path) {
   for (const vix::FourCC type : path) {

@@ -2,9 +2,8 @@
 #ifndef TOOL_MEDIA_CONTAINER_MOVFILE_H
 #define TOOL_MEDIA_CONTAINER_MOVFILE_H
 
-/// @file
-/// The atoms of a .mov, and what is changed in one that the container library has just completed,
-/// where the library cannot write what it was given.
+/// @file Reads the atoms of a .mov, and patches a .mov that the container library has completed
+/// where the library cannot write the requested values.
 
 #include <cstdint>
 #include <optional>
@@ -36,12 +35,12 @@ std::optional<std::int64_t> FindBrokenAtom(const InputFile& file);
 /// library always writes its own. Throws a Failure if there is none.
 void SetMovVendor(OutputFile& file, vix::FourCC sampleEntry, vix::FourCC vendor);
 
-/// Extends the media data up to the index, which starts at `index`: the library counts only the
-/// packets that it wrote. Throws a Failure unless the file is laid out as the library does it.
+/// Extends the media data up to the index, which starts at `index`: the library counts only its own
+/// packets. Throws a Failure unless the file has the library's layout.
 void SetMovMediaEnd(OutputFile& file, std::int64_t index);
 
-/// Sets the languages of the sound tracks: three letters each (ISO 639-2), anything else is
-/// ignored. The library writes only the languages of the first Macintosh.
+/// Sets the languages of the sound tracks: three letters each (ISO 639-2); other values are
+/// ignored. The library writes only the original Macintosh languages.
 void SetMovSoundLanguages(OutputFile& file, const std::vector<std::string>& languages);
 
 }  // namespace vixprores

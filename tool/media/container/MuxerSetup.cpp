@@ -49,7 +49,7 @@ AVColorRange ToAvColorRange(ColourRange range) {
   return AVCOL_RANGE_UNSPECIFIED;
 }
 
-// Sets the tag always: muxers guess one, and take every ProRes variant for the same.
+// Always sets the tag: muxers guess one, and give every ProRes variant the same.
 void DescribeCodec(const StreamFormat& stream, const AVFormatContext& context,
                    AVCodecParameters& parameters) {
   parameters.codec_tag = stream.code;
@@ -135,7 +135,7 @@ void AddVideo(const MovieContent& content, AVFormatContext& context) {
   SetLabels(content, stream.metadata);
 }
 
-// Returns true for what a container writes about a track by itself.
+// Returns true for metadata that a container writes about a track by itself.
 bool IsOwnNote(const std::string& key) {
   static const std::set<std::string> kOwn{"encoder", "vendor_id",        "DURATION",
                                           "ENCODER", "timecode",         "duration",
@@ -146,21 +146,22 @@ bool IsOwnNote(const std::string& key) {
 void AddSound(const SoundTrack& track, AVFormatContext& context) {
   AVStream& stream = AddStream(context);
   if (avcodec_parameters_copy(stream.codecpar, track.parameters.get()) < 0) throw std::bad_alloc();
-  stream.codecpar->codec_tag = 0;  // each container has its own
+  stream.codecpar->codec_tag = 0;  // each container sets its own
   stream.time_base = {1, track.parameters->sample_rate};
   for (const auto& [key, value] : track.metadata) {
     if (!IsOwnNote(key)) Set(stream.metadata, key, value);
   }
 }
 
-// A start behind time 0 is stated in ticks of this clock, whose default is too coarse for a frame.
+// Returns the movie's ticks per second. A start after time 0 is stated in them; the default is too
+// coarse for a frame.
 std::int64_t MovieClock(const StreamFormat& video) {
   std::int64_t ticksPerSecond = video.rate.numerator;
   while (ticksPerSecond < kCoarsestClock) ticksPerSecond *= 2;
   return ticksPerSecond;
 }
 
-// @param flags of a .mov, a "+" between them; empty = none
+// @param flags flags of a .mov, joined by "+"; empty = none
 int WriteHeaderWith(AVFormatContext& muxer, const StreamFormat& video, const std::string& flags,
                     bool isFragmented) {
   const MemoryWatch memory;
@@ -184,8 +185,8 @@ std::string ToLower(std::string text) {
   return text;
 }
 
-// Returns true for metadata that a .mov holds under the names that every player knows. For any
-// other, all of it is written under the names that it has in the container library.
+// Returns true for metadata that a .mov stores under names that every player reads. Any other entry
+// makes the library store all metadata under its own names.
 bool IsPlainMovText(const Metadata::value_type& text) {
   static const std::set<std::string> kPlain{"album",         "artist",   "comment", "copyright",
                                             "creation_time", "date",     "genre",   "language",
@@ -207,7 +208,7 @@ constexpr const char* kAllTexts = "use_metadata_tags";
 Muxer MakeMuxer(const std::string& name, const MovieContent& content) {
   const MemoryWatch memory;
   AVFormatContext* context = nullptr;
-  // By name, because the extension of a work file is not that of the output.
+  // Select the muxer by name: a work file does not have the extension of the output.
   avformat_alloc_output_context2(&context, nullptr, name.c_str(), nullptr);
   if (!context) throw std::bad_alloc();
   Muxer muxer(context);
@@ -222,7 +223,7 @@ Muxer MakeMuxer(const std::string& name, const MovieContent& content) {
 
 int WriteHeader(AVFormatContext& muxer, const MovieContent& content, bool isFragmented) {
   std::string flags = isFragmented ? kFragmentFlags : "";
-  // Where all texts have a name that players know, they get that name.
+  // Use the names that players read if every text has one.
   if (IsMuxer(muxer, "mov") && !std::ranges::all_of(content.metadata, IsPlainMovText)) {
     flags += (flags.empty() ? "" : "+") + std::string(kAllTexts);
   }
@@ -232,7 +233,7 @@ int WriteHeader(AVFormatContext& muxer, const MovieContent& content, bool isFrag
 std::vector<std::uint8_t> DescribeMovie(const MovieContent& content) {
   const Muxer muxer = MakeMuxer("mov", content);
   Set(muxer->metadata, kRateNote, Describe(content.video.rate));
-  // As texts too: tracks of timecode consist of media.
+  // Store the labels as texts too: timecode tracks consist of media.
   SetLabels(content, muxer->metadata);
   if (avio_open_dyn_buf(&muxer->pb) < 0) throw std::bad_alloc();
   const std::unique_ptr<AVIOContext, decltype(&DropDynamicBuffer)> owner(muxer->pb,

@@ -2,8 +2,7 @@
 #ifndef TOOL_MEDIA_CONTAINER_MUXERSETUP_H
 #define TOOL_MEDIA_CONTAINER_MUXERSETUP_H
 
-/// @file
-/// Translates the description of a movie into what the container library's muxers take.
+/// @file Translates the description of a movie into the input of the container library's muxers.
 
 #include <cstdint>
 #include <string>
@@ -15,8 +14,8 @@
 namespace vixprores {
 
 /// Returns a muxer with the movie's tracks and metadata, and without a byte stream. Stream 0 is the
-/// video, the sound tracks follow.
-/// @param name of the muxer in the container library: "mov", "matroska", ...
+/// video; the sound tracks follow.
+/// @param name name of the muxer in the container library: "mov", "matroska", ...
 Muxer MakeMuxer(const std::string& name, const MovieContent& content);
 
 /// Writes the container's header.

@@ -51,8 +51,8 @@ std::optional<PacketTag> ReadPacketTag(std::span<const std::uint8_t> bytes) {
                    prores::ReadU64(bytes.data() + 32)};
 }
 
-// Returns at least `bytes` bytes at the position, unless the file ends before. Reads `ahead` bytes
-// at once where they have to be read.
+// Returns at least `bytes` bytes at the position, unless the file ends earlier. Reads `ahead` bytes
+// at once if it has to read.
 std::span<const std::uint8_t> TagScanner::Load(std::size_t bytes, std::size_t ahead) {
   const std::int64_t blockEnd = blockBegin_ + std::ssize(block_);
   if (position_ < blockBegin_ || position_ + static_cast<std::int64_t>(bytes) > blockEnd) {
@@ -64,7 +64,7 @@ std::span<const std::uint8_t> TagScanner::Load(std::size_t bytes, std::size_t ah
   return std::span(block_).subspan(static_cast<std::size_t>(position_ - blockBegin_));
 }
 
-// Moves to the next mark in front of `end`.
+// Moves to the next mark before `end`.
 bool TagScanner::FindMark(std::int64_t end) {
   constexpr std::size_t kMarkBytes = PacketTag::kMark.size();
   while (position_ < end) {
@@ -83,7 +83,7 @@ bool TagScanner::FindMark(std::int64_t end) {
 
 std::optional<TagScanner::FoundTag> TagScanner::Next(std::int64_t end) {
   const std::int64_t size = file_.GetSize().value_or(0);
-  std::size_t ahead = PacketTag::kBytes;  // tags stand behind packets, whose bytes are of no use
+  std::size_t ahead = PacketTag::kBytes;  // tags follow packets, whose bytes are not needed
   while (position_ < std::min(end, size)) {
     const auto tag = ReadPacketTag(Load(PacketTag::kBytes, ahead));
     const std::int64_t packet = position_ + static_cast<std::int64_t>(PacketTag::kBytes);
@@ -91,7 +91,7 @@ std::optional<TagScanner::FoundTag> TagScanner::Next(std::int64_t end) {
       position_ = packet + tag->packetBytes;
       return FoundTag{*tag, packet, ahead == PacketTag::kBytes};
     }
-    ++position_;  // a damaged packet, a cut one, or the index
+    ++position_;  // a damaged or truncated packet, or the index
     ahead = kBlockBytes;
     if (!FindMark(end)) return std::nullopt;
   }

@@ -47,8 +47,8 @@ struct PacketTag {
   friend bool operator==(const PacketTag&, const PacketTag&) = default;
 };
 
-/// Metadata name under which the description stores the frame rate, "N" or "N/D", for which a movie
-/// without frames has no other place.
+/// Metadata name under which the description stores the frame rate, "N" or "N/D"; a movie without
+/// frames has no other place for it.
 inline constexpr const char* kRateNote = "vix_rate";
 
 /// Returns the checksum of a packet for its tag.
@@ -73,8 +73,8 @@ class TagScanner {
   explicit TagScanner(const InputFile& file, std::int64_t position = 0)
       : file_(file), position_(position) {}
 
-  /// Returns the next tag that starts in front of `end`, and continues behind its packet. Skips
-  /// tags whose packet is not complete.
+  /// Returns the next tag that starts before `end`, and moves past its packet. Skips tags whose
+  /// packet is incomplete.
   /// @throws Interrupted if the user asked to stop
   std::optional<FoundTag> Next(std::int64_t end = INT64_MAX);
 
@@ -88,7 +88,7 @@ class TagScanner {
   std::int64_t blockBegin_ = 0;      ///< their offset
 };
 
-/// Returns the first tag of a file, which stands near its start: that of the description, or of a
+/// Returns the first tag of a file, which is near its start: the tag of the description, or of a
 /// packet if the description is damaged. Returns nullopt for files of other programs and for pipes.
 std::optional<TagScanner::FoundTag> FindFirstTag(const InputFile& file);
 

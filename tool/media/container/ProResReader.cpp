@@ -15,7 +15,7 @@ extern "C" {
 namespace vixprores {
 namespace {
 
-// Frames that are searched for the first header: all of them are kept in memory.
+// Most frames searched for the first header: all of them are kept in memory.
 constexpr std::size_t kMostDamagedAtStart = 32;
 
 // Size and scan come from the header; for everything else the container takes precedence, because
@@ -43,7 +43,7 @@ void RequireProRes(const ContainerTrack& track) {
                 ", not ProRes; there is nothing to decode");
 }
 
-// The failure of a field as that of its frame.
+// Converts the failure of a field to the failure of its frame.
 FrameFailure ToFrame(const std::exception_ptr& failure, const std::string& name,
                      std::int64_t number, std::optional<std::int64_t> offset) {
   try {
@@ -81,7 +81,7 @@ void ProResReader::DescribeStream(const prores::FrameHeader& header) {
   if (!note.empty()) note += "; ";
   note += GetName() + ": its frames have no prefix with size and 'icpf'";
   if (layout_ == SampleLayout::BareFrames) return;
-  // The container counts fields, and so do its timecodes.
+  // The container counts fields, in its timecodes too.
   format.rate = Reduce({format.rate.numerator, format.rate.denominator * 2});
   format.start /= 2;
   if (description_.frames) description_.frames = (*description_.frames + 1) / 2;
@@ -176,7 +176,7 @@ std::optional<NumberedFrame> ProResReader::Read() {
 }
 
 bool ProResReader::SkipTo(std::int64_t frame) {
-  // A frame that was read ahead may be the wanted one.
+  // A frame that was read ahead may be the requested one.
   const bool isAhead = frame >= framesRead_;
   if (layout_ == SampleLayout::BareFields || !isAhead || !track_.SkipTo(frame)) return false;
   frames_.clear();
@@ -192,7 +192,7 @@ std::string ProResReader::GetEndNote() const {
          Describe(GetFormat().rate) + " frames per second";
 }
 
-// Leaves an unreadable header to the decoder.
+// Leave an unreadable header to the decoder.
 void ProResReader::CheckFrame(const NumberedFrame& frame) const {
   if (!frame.header) return;
   const auto mismatch = FindMismatch(*frame.header, GetFormat(), reading_.demands);

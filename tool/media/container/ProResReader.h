@@ -14,11 +14,11 @@
 
 namespace vixprores {
 
-/// How the ProRes frames of a container are read.
+/// Options for reading the ProRes frames of a container.
 struct ProResReading {
   HeaderDemands demands = {};  ///< a frame that does not meet them is a FrameFailure
-  /// Search behind damaged frames for the header that describes the stream. The damaged frames are
-  /// returned nevertheless.
+  /// Search damaged frames at the start for the header that describes the stream. The damaged
+  /// frames are returned nevertheless.
   bool damagedStart = false;
   FrameTimes times = FrameTimes::Checked;
 };

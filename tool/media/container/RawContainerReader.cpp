@@ -32,7 +32,7 @@ std::string DescribePictures(const AVCodecParameters& parameters) {
 
 bool IsRgb(const AVCodecParameters& parameters) {
   if (parameters.codec_id != AV_CODEC_ID_RAWVIDEO) return false;
-  // Bitmaps in an .avi have no code, but a depth.
+  // Bitmaps in an .avi have a depth instead of a code.
   if (parameters.codec_tag == 0) return parameters.bits_per_coded_sample > 0;
   const std::string code = DescribeCode(parameters.codec_tag);
   return code == "raw " || code.starts_with("RGB") || code.starts_with("BGR");

@@ -20,14 +20,14 @@ std::int64_t SampleClock::Locate(const AVPacket& packet) const {
   const std::int64_t time = packet.pts != AV_NOPTS_VALUE ? packet.pts : packet.dts;
   if (time == AV_NOPTS_VALUE) return next_.value_or(0);
   const std::int64_t told = av_rescale_q(time, timeBase_, samples_);
-  // Damaged times can be as far apart as numbers allow.
+  // Damaged times can be arbitrarily far apart.
   const bool isNext =
       next_ && told >= av_sat_sub64(*next_, tick_) && told <= av_sat_add64(*next_, tick_);
   return isNext ? *next_ : told;
 }
 
 std::int64_t SampleClock::Count(const AVPacket& packet) const {
-  // More samples than a packet can have bytes are a damaged duration.
+  // A duration of more samples than the packet has bytes for is damaged.
   return sampleBytes_ > 0 ? packet.size / sampleBytes_
                           : std::clamp<std::int64_t>(
                                 av_rescale_q(packet.duration, timeBase_, samples_), 0, INT32_MAX);

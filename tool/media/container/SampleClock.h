@@ -9,8 +9,8 @@
 
 namespace vixprores {
 
-/// Position of the packets of one sound track, in samples. Clocks of containers may be coarser;
-/// packets that follow each other without a gap that such a clock could show are counted.
+/// Position of the packets of one sound track, in samples. Clocks of containers may be coarser:
+/// packets without a gap that such a clock could show are counted as adjacent.
 class SampleClock {
  public:
   explicit SampleClock(const SoundTrack& track);
@@ -19,12 +19,12 @@ class SampleClock {
   std::int64_t Locate(const AVPacket& packet) const;
   /// Returns the number of samples in the packet; 0 = unknown.
   std::int64_t Count(const AVPacket& packet) const;
-  /// Continues behind a packet of that many samples.
+  /// Moves past a packet with that many samples.
   void Pass(std::int64_t first, std::int64_t count);
 
-  /// Returns the sample behind the last packet; nullopt = unknown.
+  /// Returns the sample after the last packet; nullopt = unknown.
   std::optional<std::int64_t> GetNext() const { return next_; }
-  /// Samples in a tick of the container's clock, at least 1.
+  /// Returns the samples per tick of the container's clock, at least 1.
   std::int64_t GetTick() const { return tick_; }
 
  private:

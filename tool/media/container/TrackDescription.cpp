@@ -30,8 +30,8 @@ bool IsValid(AVRational value) {
   return value.num > 0 && value.den > 0;
 }
 
-// The broadcast rate (N or N * 1000 / 1001) that `rate` stands for where it was computed from a
-// duration rounded to nanoseconds; else `rate` itself.
+// Returns the broadcast rate (N or N * 1000 / 1001) from which `rate` differs only because it was
+// computed from a duration rounded to nanoseconds; else `rate`.
 AVRational SnapToBroadcastRate(AVRational rate) {
   constexpr double kTolerance = 1e-6;
   for (const int denominator : {1, 1001}) {
@@ -45,13 +45,13 @@ AVRational SnapToBroadcastRate(AVRational rate) {
   return rate;
 }
 
-// The average says nothing of a track that lacks frames: the rate of one that mostly keeps to one,
-// but not always. None where all frames keep to the average.
+// Returns the rate of a track that lacks frames, if most of its frames keep to one: the average
+// rate is then too low. Returns nullopt if all frames keep to the average.
 std::optional<Rational> FindUsualRate(AVStream& stream) {
   std::map<std::int64_t, int> steps;
   const int entries = avformat_index_get_entries_count(&stream);
   for (int i = 1; i < entries; ++i) {
-    // Damaged ones can be as far apart as there are numbers.
+    // Damaged times can be arbitrarily far apart.
     ++steps[av_sat_sub64(avformat_index_get_entry(&stream, i)->timestamp,
                          avformat_index_get_entry(&stream, i - 1)->timestamp)];
   }
@@ -68,8 +68,8 @@ std::optional<Rational> FindUsualRate(AVStream& stream) {
   return IsValid(rate) ? std::optional(Reduce(ToRational(rate))) : std::nullopt;
 }
 
-// Containers mean the same by both values of a pair: they differ in how separate fields are
-// stored, and the fields of these frames are not separate.
+// Both values of a pair mean the same here: they differ in the storage of separate fields, and the
+// fields of these frames are not separate.
 FieldOrder ToFieldOrder(AVFieldOrder order) {
   switch (order) {
     case AV_FIELD_PROGRESSIVE:
@@ -91,7 +91,7 @@ ColourRange ToColourRange(AVColorRange range) {
   return ColourRange::Unknown;
 }
 
-// Unlike a rate on the command line, a wrong one in a file is no wrong use.
+// Unlike an invalid rate on the command line, one in a file is not a usage error.
 std::optional<Rational> ReadRate(const std::string& text) {
   try {
     return ParseRate(text);
@@ -297,7 +297,7 @@ std::optional<double> FindStatedDuration(const AVFormatContext& context, const A
   std::istringstream text(tag->value);
   if (!(text >> hours >> colon >> minutes >> colon >> seconds)) return std::nullopt;
   seconds += 60.0 * minutes + 3600.0 * hours;
-  // One that is longer than the file was left there by a program that made it shorter.
+  // A duration longer than the file was left by a program that shortened the file.
   return seconds > 0 && seconds <= whole + 1e-3 ? std::optional(seconds) : std::nullopt;
 }
 

@@ -2,8 +2,7 @@
 #ifndef TOOL_MEDIA_CONTAINER_TRACKDESCRIPTION_H
 #define TOOL_MEDIA_CONTAINER_TRACKDESCRIPTION_H
 
-/// @file
-/// The container library's description of a movie and its video track, in our terms.
+/// @file Translates the container library's description of a movie and its video track.
 
 #include <memory>
 #include <optional>
@@ -19,13 +18,13 @@ bool IsMatroska(const AVFormatContext& context);
 bool IsAvi(const AVFormatContext& context);
 bool IsMxf(const AVFormatContext& context);
 
-/// Returns the first video track, the only one whose packets are not discarded from now on.
-/// @param isTagged the file was written by this program, so that a video track was there
+/// Returns the first video track, and makes the library discard the packets of all other tracks.
+/// @param isTagged the file was written by this program, so it had a video track
 AVStream& ChooseVideo(const Demuxer& demuxer, bool isTagged);
 /// Returns the format that the container states; code and rate are 0.
 StreamFormat DescribeVideo(const AVStream& stream);
 std::vector<SoundTrack> DescribeSound(const AVFormatContext& context);
-/// Returns the texts that belong in a copy, not those about the container itself.
+/// Returns the texts to copy, without those about the container itself.
 Metadata FindMetadata(const AVFormatContext& context);
 
 struct FoundTimecode {
@@ -34,7 +33,8 @@ struct FoundTimecode {
 };
 FoundTimecode FindTimecode(const AVFormatContext& context, Rational rate, const std::string& name);
 
-/// Returns which of several video tracks is read, and which tracks are left out; empty = neither.
+/// Returns a note on which of several video tracks is read, and which tracks are skipped; empty =
+/// nothing to note.
 std::string FindTrackNote(const AVFormatContext& context, const std::string& name);
 
 /// Reads the movie without media that describes the tracks of a tagged file (PacketTag.h).

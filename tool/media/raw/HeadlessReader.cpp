@@ -45,7 +45,7 @@ bool HasMagic(std::span<const std::uint8_t> start, const Magic& magic) {
   return std::memcmp(start.data() + magic.offset, magic.bytes.data(), magic.bytes.size()) == 0;
 }
 
-// Files with a known start must not be read as pictures of some size.
+// Rejects files with a known signature: they are not raw frames.
 void RequireHeadless(std::span<const std::uint8_t> start, const std::string& name) {
   for (const Magic& magic : kMagics) {
     if (!HasMagic(start, magic)) continue;
@@ -61,7 +61,7 @@ HeadlessReader::HeadlessReader(std::unique_ptr<InputFile> file, const HeadlessFo
   description_.name = file_->GetName();
   description_.format = ToStreamFormat(headless);
   frameBytes_ = GetFormat().FrameBytes();
-  if (!file_->IsSeekable()) return;  // the first bytes of a pipe may not have come yet
+  if (!file_->IsSeekable()) return;  // the first bytes of a pipe may not have arrived yet
   RequireHeadless(file_->Peek(kMostMagicBytes), GetName());
   description_.frames = *file_->GetSize() / frameBytes_;
 }
@@ -78,7 +78,7 @@ std::optional<NumberedFrame> HeadlessReader::Read() {
   frame.number = framesRead_;
   if (const auto mapping = file_->ReadInPlace(frameBytes_)) {
     ++framesRead_;
-    // The block keeps the mapping.
+    // The block keeps the mapping alive.
     frame.data = vix::CreateBuffer(
         nullptr, vix::CreateMemoryBlock(mapping->GetData(), frameBytes_, [mapping] {}));
     return frame;

@@ -20,7 +20,7 @@ Y4mReader::Y4mReader(std::unique_ptr<InputFile> file) : file_(std::move(file)) {
   description_.format = ParseY4mHeader(file_->ReadLine(kLongestLine), GetName());
   planarBytes_ = PlanarBytes(GetFormat());
   if (!file_->GetSize()) return;
-  // Frames may carry parameters; if none does, the size of the file is a multiple of this.
+  // Frames may carry parameters; without them the file size is a multiple of this.
   const std::int64_t bytes = *file_->GetSize() - file_->GetPosition();
   const auto frameBytes = static_cast<std::int64_t>(kY4mFrameMagic.size() + 1 + planarBytes_);
   if (bytes % frameBytes == 0) description_.frames = bytes / frameBytes;

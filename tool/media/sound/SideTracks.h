@@ -17,20 +17,20 @@ struct SoundPacket {
   Packet packet;
 };
 
-/// The sound of an input, returned as its video is read, by the thread that reads it.
+/// The sound of an input. It is read together with the video, by the same thread.
 class SideTracks {
  public:
   virtual ~SideTracks() = default;
   /// Returns the selected tracks; all of them at first.
   virtual const std::vector<SoundTrack>& GetSound() const = 0;
-  /// Selects tracks by their places among all sound tracks, from 0.
+  /// Selects tracks by their positions among all sound tracks, from 0.
   virtual void SelectSound(const std::vector<std::size_t>& places) = 0;
-  /// Returns the damage found so far, as far as it can be detected.
+  /// Returns the damage found so far.
   virtual const std::vector<SoundDamage>& GetSoundDamage() const = 0;
   /// Returns the packets read with the video since the last call, in their order.
   virtual std::vector<SoundPacket> TakeSound() = 0;
-  /// Reads beyond the video until the sound has reached that time (in ticks of `tick` seconds);
-  /// then as TakeSound().
+  /// Reads past the video until the sound has reached that time (in ticks of `tick` seconds), then
+  /// returns the packets like TakeSound().
   virtual std::vector<SoundPacket> ReadSoundUntil(std::int64_t time, AVRational tick) = 0;
 };
 

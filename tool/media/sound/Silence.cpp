@@ -41,7 +41,7 @@ std::string_view SilenceOf(AVCodecID codec) {
   return found != std::end(kSilence) ? found->sample : "\0"sv;
 }
 
-// A multiple of all sizes of a sample of one channel.
+// Bytes in a block of silence: a multiple of all sample sizes of one channel.
 constexpr std::int64_t kSilenceBytes = 3 << 20;
 
 struct BufferDeleter {
@@ -59,7 +59,7 @@ Buffer MakeBlock(std::string_view sample) {
   return block;
 }
 
-// A reference to the block of silence of that codec.
+// Returns a reference to the block of silence of that codec.
 Buffer ShareBlock(std::string_view sample) {
   static std::mutex mutex;
   static std::map<std::string_view, Buffer> blocks;

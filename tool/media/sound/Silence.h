@@ -9,9 +9,9 @@
 
 namespace vixprores {
 
-/// Makes silent samples of an uncompressed sound track from sample `first` on: as many of `count`
-/// as fit into a second and into a small block, at least one. Their times are in ticks of the
-/// track. All silence shares one block of memory, so that long gaps take next to none.
+/// Makes silent samples of an uncompressed sound track from sample `first` on: up to `count`,
+/// limited to one second and a small block, at least one. Their times are in ticks of the track.
+/// All silence shares one block of memory, so that long gaps need almost none.
 Packet MakeSilence(const SoundTrack& track, std::int64_t first, std::int64_t count);
 
 }  // namespace vixprores

@@ -14,12 +14,12 @@ namespace vixprores {
 class SoundCopy {
  public:
   /// @param tracks null = no sound
-  /// @param part   of the video, where the copy starts too; nullopt = all of the sound
+  /// @param part   part of the video to copy the sound of; nullopt = all sound
   SoundCopy(SideTracks* tracks, const std::optional<TimeSpan>& part);
 
   /// Returns the sound read with the video since the last call.
   std::vector<SoundPacket> Take();
-  /// Returns the sound that is left behind the last frame of the part.
+  /// Returns the remaining sound after the last frame of the part.
   std::vector<SoundPacket> TakeRest();
 
  private:

@@ -12,10 +12,10 @@ extern "C" {
 namespace vixprores {
 namespace {
 
-// Far enough, and differences still fit.
+// End of an unlimited part; differences to it do not overflow.
 constexpr std::int64_t kEver = std::numeric_limits<std::int64_t>::max() / 4;
 
-// Returns the first sample at that time or after it.
+// Returns the first sample at or after that time.
 std::int64_t SampleAt(std::int64_t time, AVRational tick, const SoundTrack& track) {
   return av_rescale_q_rnd(time, tick, {1, track.parameters->sample_rate}, AV_ROUND_UP);
 }

@@ -10,7 +10,7 @@
 
 namespace vixprores {
 
-/// A part of a stream from `begin` to before `end`, in ticks of `tick` seconds.
+/// Half-open part of a stream, from `begin` to before `end`, in ticks of `tick` seconds.
 struct TimeSpan {
   std::int64_t begin;
   std::int64_t end;
@@ -18,15 +18,15 @@ struct TimeSpan {
   AVRational tick;
 };
 
-/// Moves the packets of one sound track onto a clock of samples, and cuts them to a part of the
-/// stream: PCM to the sample, compressed sound to the packet. Adjacent parts of a stream yield
-/// adjacent samples.
+/// Converts the times of one sound track's packets to samples, and cuts the packets to a part of
+/// the stream: PCM at the exact sample, compressed sound at packets. Adjacent parts of a stream
+/// yield adjacent samples.
 class SoundCutter {
  public:
-  /// @param part to keep; nullopt = everything
+  /// @param part part to keep; nullopt = everything
   SoundCutter(const SoundTrack& track, const std::optional<TimeSpan>& part);
 
-  /// Returns the packet on a clock of 1 / samples per second, or null if nothing of it is kept.
+  /// Returns the packet with times in samples, or null if no part of it is kept.
   Packet Cut(Packet packet);
 
  private:

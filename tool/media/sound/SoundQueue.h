@@ -12,8 +12,7 @@
 
 namespace vixprores {
 
-/// The sound tracks of a container, and their packets from when they are demuxed to when they are
-/// taken.
+/// Queues the packets of a container's sound tracks from the demuxer until they are taken.
 class SoundQueue {
  public:
   /// Selects all sound tracks. `demuxer` must outlive this.
@@ -28,9 +27,9 @@ class SoundQueue {
   void Keep(Packet packet, bool isAltered);
   /// Removes and returns all packets.
   std::vector<SoundPacket> Take();
-  /// Returns true if every track has been kept up to that time (in ticks of `tick` seconds).
+  /// Returns true if every track is queued up to that time (in ticks of `tick` seconds).
   bool HasUntil(std::int64_t time, AVRational tick) const;
-  /// Drops all packets; the next ones do not follow them.
+  /// Drops all packets. The next packets need not be adjacent to them.
   void Jump();
 
  private:

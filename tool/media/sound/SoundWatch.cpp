@@ -16,15 +16,15 @@ namespace {
 
 // A longer gap is more likely to be a damaged time.
 constexpr std::int64_t kLongestSilence = 60;  // seconds
-// Silence of a track: so many bytes, and so many times the bytes of its sound. A few damaged times
-// must not fill a disk.
+// Limits of a track's silence: a number of bytes, and a multiple of the bytes of its sound. A few
+// damaged times must not fill a disk.
 constexpr std::int64_t kMostSilentBytes = 256 << 20;
 constexpr std::int64_t kMostSilentShare = 10;
 
 }  // namespace
 
-// Returns the number of samples missing before the packet. Times jitter by the container's clock
-// and that of the recorder; packets are lost as a whole, mostly with the same length.
+// Returns the number of samples missing before the packet. Times jitter with the clocks of the
+// container and the recorder; whole packets get lost, mostly of equal length.
 std::int64_t SoundWatch::MeasureGap(const SoundTrack& track, const Passed& passed,
                                     const AVPacket& packet) {
   const auto next = passed.clock.GetNext();
@@ -34,7 +34,7 @@ std::int64_t SoundWatch::MeasureGap(const SoundTrack& track, const Passed& passe
       next && track.isTimed ? av_sat_sub64(passed.clock.Locate(packet), *next) : 0;
   if (gap <= std::max<std::int64_t>({2 * tick, 3 * rate / 1000, passed.lastCount / 2})) return 0;
   if (gap > kLongestSilence * rate) return gap;
-  // There is a next sample, so the last packet had some.
+  // lastCount > 0, because the next sample is known.
   const std::int64_t packets = (gap + passed.lastCount / 2) / passed.lastCount;
   const std::int64_t whole = packets * passed.lastCount;
   return std::abs(gap - whole) <= tick ? whole : gap;

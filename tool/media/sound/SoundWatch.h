@@ -10,19 +10,19 @@
 
 namespace vixprores {
 
-/// Detects damage of the sound of a file. Missing packets leave a gap in the times, which outputs
-/// without times of their own would close up, so that all later sound came too early: silence fills
-/// the gap if the samples are uncompressed. The amount of silence is bounded by that of the sound.
+/// Detects damage of the sound of a file. Missing packets leave a gap in the times. Outputs without
+/// times would close the gap, and all later sound would be early; so silence fills the gap if the
+/// samples are uncompressed. The amount of silence is bounded by the amount of sound.
 class SoundWatch {
  public:
-  /// Appends a packet of that track to `queue`, with silence before it for missing samples.
+  /// Appends a packet of that track to `queue`, preceded by silence for missing samples.
   void Pass(const SoundTrack& track, SoundPacket sound, bool isAltered,
             std::vector<SoundPacket>& queue);
-  /// Notes samples of that track that come out of order and are left out.
+  /// Records out-of-order samples of that track that are dropped.
   void LeaveOut(const SoundTrack& track, std::int64_t first, std::int64_t count) {
     Note(track, Kind::Altered, Treatment::LeftOut, first, count);
   }
-  /// The next packets do not follow the last ones.
+  /// Declares that the next packets need not be adjacent to the last ones.
   void Jump() { tracks_.clear(); }
 
   const std::vector<SoundDamage>& GetDamage() const { return damage_; }
