@@ -12,7 +12,7 @@ namespace {
 
 constexpr std::size_t kBlock = 4;  // a window is 2 x 2 blocks of this side
 
-// The squared errors of as many samples of 10 bits fit 32 bits.
+// The sum of so many squared errors of 10-bit samples fits 32 bits.
 constexpr std::size_t kRun = 2048;
 
 double SumSquaredErrors(const SamplePlane& a, const SamplePlane& b) {
@@ -29,7 +29,7 @@ double SumSquaredErrors(const SamplePlane& a, const SamplePlane& b) {
   return static_cast<double>(sum);
 }
 
-// Sums over two sets of samples that their similarity is computed from.
+// Sums over two sets of samples, from which their similarity is computed.
 struct Moments {
   std::uint64_t a = 0;
   std::uint64_t b = 0;

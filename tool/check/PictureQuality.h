@@ -10,7 +10,7 @@
 
 namespace vixprores {
 
-/// Difference of a plane, or of several together, from the reference.
+/// Difference of one or several planes from the reference.
 struct PlaneQuality {
   double squaredError = 0;  ///< sum over the samples
   std::size_t samples = 0;

@@ -20,7 +20,7 @@ namespace {
 
 // A frame between the reader and the result.
 struct Item {
-  DamagedFrame frame;  // damaged or not
+  DamagedFrame frame;  // damaged or intact
   std::optional<ParsedHeader> header;
   std::shared_ptr<vix::IBuffer> bytes;
 };
@@ -80,7 +80,7 @@ class Run {
     result_.damage.push_back(std::move(frame));
   }
 
-  // Drops the sound that was read and keeps the damage found in it.
+  // Drops the sound that was read, but keeps the damage found in it.
   void DropSound() {
     SideTracks* const side = reader_.GetSideTracks();
     if (!side) return;
@@ -106,8 +106,8 @@ void VerifyFrames(FrameReader& reader, int threads, const VerificationEvents& ev
   stages.read = [&run] { return run.Read(); };
   stages.process = [](Item& item, unsigned /*worker*/) {
     if (!item.bytes) return;
-    // The reader's fault (a differing checksum) explains less than those in the frame: it goes
-    // last.
+    // Put the reader's fault (a differing checksum) last: it explains less than the faults in the
+    // frame.
     FrameCheck check = CheckFrame(BytesOf(*item.bytes), item.header);
     check.Add(std::exchange(item.frame.check, {}));
     item.frame.check = std::move(check);

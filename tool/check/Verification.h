@@ -23,11 +23,11 @@
 
 namespace vixprores {
 
-/// Most damaged slices that are kept with their places in one file, 32 bytes each. Further frames
-/// have a fault with the number of their damaged slices instead.
+/// Most damaged slices of one file whose places are kept, 32 bytes each. Further frames have a
+/// fault with the number of their damaged slices instead.
 inline constexpr std::size_t kMostKeptSlices = 1'000'000;
 
-/// A damaged frame, or several that are missing for one reason.
+/// A damaged frame, or several frames missing for one reason.
 struct DamagedFrame {
   FramePlace place;
   FrameCheck check;
@@ -65,7 +65,7 @@ struct VerificationEvents {
 void VerifyFrames(FrameReader& reader, int threads, const VerificationEvents& events,
                   Verification& result);
 
-/// Starts the statistics of a stream with what its reader knows.
+/// Returns statistics that hold what the reader states about the stream.
 StreamStatistics DescribeInput(const FrameReader& reader);
 
 /// Adds the frames of a range, or all frames, to the statistics.

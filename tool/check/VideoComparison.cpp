@@ -32,7 +32,7 @@ ComparedVideo DescribeSource(const PictureSource& source) {
           {}};
 }
 
-// Memory of a worker.
+// Working memory of a worker.
 struct Scratch {
   SamplePicture reference;
   SamplePicture distorted;
@@ -112,7 +112,8 @@ std::optional<VideoComparison::Pair> VideoComparison::Read() {
   return Pair{std::move(*reference), std::move(*distorted), {}, {}, {}};
 }
 
-// Happens only without a range, and if an input does not state its number of frames.
+// Fails with the numbers of frames. Only possible without a range, and if an input does not state
+// its number of frames.
 void VideoComparison::FailAtDifferentLengths(bool referenceEnded) {
   RangeReader& longer = referenceEnded ? distortedFrames_ : referenceFrames_;
   std::int64_t count = pairs_ + 1;

@@ -39,11 +39,11 @@ class PartQuality {
  public:
   void Add(const PlaneQuality& part, unsigned bits);
 
-  /// PSNR of the mean squared error, in dB; infinity if all frames are identical.
+  /// Returns the PSNR of the mean squared error in dB; infinity if all frames are identical.
   double PsnrOfMeanError() const { return ToPsnr(errors_.GetMean(), bits_); }
-  /// PSNR of the frames that are not identical, in dB.
+  /// Returns the PSNR of the frames that are not identical, in dB.
   const Spread& GetPsnr() const { return psnr_; }
-  /// Structural similarity of all frames.
+  /// Returns the structural similarity of all frames.
   const Spread& GetSsim() const { return ssim_; }
 
  private:
@@ -80,18 +80,18 @@ struct WorstPair {
   NumberedFrame distorted;
 };
 
-/// Compares two videos frame by frame on several threads. Needs the plug-in.
+/// Compares two videos frame by frame on several threads. Requires the plug-in.
 class VideoComparison {
  public:
   /// Fails if the sizes of the pictures differ or, without `range`, the known numbers of frames.
   VideoComparison(const std::string& reference, const std::string& distorted,
                   const std::optional<FrameRange>& range, int threads);
 
-  /// Compares all frames. To be called once. Without a range, fails if the videos have different
+  /// Compares all frames. Call it once. Without a range, fails if the videos have different
   /// lengths.
   Comparison Run();
 
-  // For pictures of the worst frames, after Run().
+  // Returns the sources of the pictures, to decode the worst frames after Run().
   PictureSource& GetReference() { return reference_; }
   PictureSource& GetDistorted() { return distorted_; }
   /// Returns nullopt if all frames are identical.

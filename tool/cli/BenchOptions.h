@@ -16,7 +16,7 @@ struct BenchOptions : HostOptions, MachineOptions {
   bool json = false;
 };
 
-/// The command without its work; `options` must outlive it.
+/// Returns the command without its work; `options` must outlive it.
 Command DescribeBench(BenchOptions& options);
 
 }  // namespace vixprores

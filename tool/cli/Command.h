@@ -2,8 +2,7 @@
 #ifndef TOOL_CLI_COMMAND_H
 #define TOOL_CLI_COMMAND_H
 
-/// @file
-/// A command of the program as data. Parser, help, manual and shell completion read it.
+/// @file A command of the program as data, for the parser, help, manual and shell completion.
 
 #include <cstdint>
 #include <functional>
@@ -61,7 +60,7 @@ struct Command {
   std::function<int()> run;  ///< returns the exit code
 };
 
-/// Options that set a variable, which must outlive the option.
+/// Returns an option that sets a variable, which must outlive the option.
 Option Flag(std::string name, bool& variable, std::string brief);
 Option Text(std::string name, std::string value, std::optional<std::string>& variable,
             std::string brief);

@@ -46,8 +46,8 @@ const Option& RequireOption(const Command& command, const std::string& word) {
   throw UsageError("unknown option " + word + "; for a file of that name write ./" + word);
 }
 
-// Rejects misspelt options before their values are taken for files, missing values before the next
-// option is taken for one, and repeated options.
+// Rejects misspelt and repeated options and missing values first: the parser would take the value
+// of a misspelt option for a file, and the next option for a missing value.
 void CheckOptionNames(const Command& command, Words words) {
   std::set<std::string> given;
   for (std::size_t i = 0; i < words.size(); ++i) {
@@ -97,7 +97,7 @@ Request ParseCommand(const Command& command, Words words) {
   for (const Option* option : OptionsOf(command)) AddOption(app, *option);
   std::vector<std::string> arguments;
   app.add_option("FILES", arguments);
-  // CLI11 expects them in reverse order.
+  // CLI11 expects the words in reverse order.
   std::vector<std::string> reversed(words.rbegin(), words.rend());
   try {
     CheckOptionNames(command, words);

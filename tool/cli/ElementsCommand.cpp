@@ -19,7 +19,7 @@ struct Enumerator {
   const char* name;
 };
 
-// Schemas hold numbers where the type is an enumeration.
+// Names of the numbers that schemas hold for enumerations.
 constexpr Enumerator kEnumerators[] = {
     {"ProResCodecVariant", vix::ProResCodecVariant::Proxy, "Proxy"},
     {"ProResCodecVariant", vix::ProResCodecVariant::LT, "LT"},
@@ -31,7 +31,7 @@ std::string NumberOf(const Enumerator& enumerator) {
   return std::to_string(static_cast<int>(enumerator.value));
 }
 
-// "\"3\" (Standard)"
+// Returns text like "\"3\" (Standard)".
 std::string DescribeDefault(const vix::ParameterDescription& parameter) {
   if (!parameter.defaultValue) return "none";
   std::string text = "\"" + *parameter.defaultValue + "\"";
@@ -43,7 +43,7 @@ std::string DescribeDefault(const vix::ParameterDescription& parameter) {
   return text;
 }
 
-// "UYVY V210", "1 (Proxy) 2 (LT) ..." or "any"
+// Returns text like "UYVY V210", "1 (Proxy) 2 (LT) ..." or "any".
 std::string DescribeAllowed(const vix::ParameterDescription& parameter) {
   std::vector<std::string> values = parameter.allowedValues;
   if (values.empty()) {

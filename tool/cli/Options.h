@@ -16,26 +16,26 @@ namespace vixprores {
 
 /// Returns the "Host" options of the help.
 OptionGroup HostGroup(HostOptions& options);
-/// Returns the same with threads and instruction set.
+/// Returns the "Host" options with threads and instruction set.
 OptionGroup MachineGroup(HostOptions& host, MachineOptions& machine);
 
-/// --scan and --rate
+/// Returns --scan and --rate.
 OptionGroup ScanGroup(ScanOptions& options);
 /// Converts the options for a reader. Rejects a rate without a scan with a UsageError.
 ProResOptions ToProResOptions(const ScanOptions& options);
 
-/// --threads
+/// Returns --threads.
 Option ThreadsOption(int& threads);
-/// --html and --overwrite
+/// Returns --html and --overwrite.
 std::vector<Option> PageOptionList(PageOptions& options);
-/// --variant; sets `variant` to the one named `standard` at once.
+/// Returns --variant; sets `variant` to the variant named `standard` immediately.
 Option VariantOption(const ProResVariant*& variant, const std::string& standard);
-/// --frames of an input
+/// Returns --frames of an input.
 Option FramesOption(std::optional<FrameRange>& frames);
-/// --fourcc of uncompressed pictures
+/// Returns --fourcc of uncompressed pictures.
 Option FourCCOption(vix::FourCC& fourcc);
 
-/// Describe the commands without their work; `options` must outlive them.
+/// Describe the commands without running them; `options` must outlive them.
 Command DescribeEncode(EncodeOptions& options);
 Command DescribeDecode(DecodeOptions& options);
 

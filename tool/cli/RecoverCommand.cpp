@@ -52,8 +52,8 @@ Command Describe(RecoverOptions& options) {
   return command;
 }
 
-// Writes what a tagged file holds. Repeats the frame in front of lost ones, as players and sound
-// rely on a stream without gaps; where too many are lost, leaves the gap.
+// Writes the content of a tagged file. Repeats the frame before lost ones, because players and
+// sound rely on a stream without gaps; leaves the gap if too many are lost.
 class Copy {
  public:
   Copy(const MovieContent& content, FrameWriter& writer, RunReport& report)
@@ -83,7 +83,7 @@ class Copy {
     ++report_.frames;
   }
 
-  // @param end time of the frame behind them
+  // @param end time of the first frame after them
   void Report(const std::vector<LostFrames>& lost, bool isFilled, std::int64_t end) {
     using Treatment = FrameDamage::Treatment;
     for (const LostFrames& each : lost) {

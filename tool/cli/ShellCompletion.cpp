@@ -14,13 +14,13 @@
 namespace vixprores {
 namespace {
 
-// The words that a shell offers at one place of a command line.
+// Words that a shell offers at one place of a command line.
 struct Offer {
   std::vector<std::string> words;
   Completion kind;  // used if there are no words: File, Folder or Nothing
 };
 
-// Adds 'help', which the parser answers itself.
+// Adds 'help', which the parser handles itself.
 std::vector<Command> WithHelp(std::vector<Command> commands) {
   Command help;
   help.name = "help";
@@ -160,7 +160,7 @@ std::string ZshOption(const std::string& name, const Option& option,
                       const std::vector<Command>& commands) {
   const std::string brief = "[" + ZshText(option.brief) + "]";
   if (option.value.empty()) return name + brief;
-  // "=" lets a long name take its value behind a blank or an equals sign.
+  // "=" allows the value of a long name after a blank or an equals sign.
   return name + (name.starts_with("--") ? "=" : "") + brief + ":" + ZshText(option.value) + ":" +
          ZshAction(OfferFor(option, commands));
 }

@@ -106,7 +106,7 @@ Command Describe(ThumbsOptions& options) {
   return command;
 }
 
-// The numbers of the frames to write.
+// Numbers of the frames to write.
 class Selection {
  public:
   Selection(const ThumbsOptions& options, const FrameReader& reader)
@@ -118,14 +118,14 @@ class Selection {
       throw Failure(reader.GetName() +
                     ": unknown number of frames; select stills with --every or --frames");
     }
-    // The middle of each tenth, because first and last frames are often black.
+    // Use the middle of each tenth, because first and last frames are often black.
     const std::int64_t stills = std::min<std::int64_t>(kStills, *count);
     for (std::int64_t i = 0; i < stills; ++i) {
       spread_.push_back((2 * i + 1) * *count / (2 * stills));
     }
   }
 
-  // Returns the first selected frame from `frame` on, or nullopt behind the last one.
+  // Returns the first selected frame from `frame` on; nullopt after the last one.
   std::optional<std::int64_t> From(std::int64_t frame) const {
     if (spread_.empty()) {
       const std::int64_t steps = (std::max(frame, first_) - first_ + every_ - 1) / every_;
@@ -185,7 +185,7 @@ class StillWriter {
     if (options.folder) MakeFolder(*options.folder);
   }
 
-  // Thread-safe for different workers.
+  // Draws a still. May be called for different workers at once.
   void Draw(Still& still, unsigned worker) const {
     auto picture = source_.Decode(still.frame, worker);
     const auto bytes = BytesOf(*picture.bytes);
@@ -252,7 +252,7 @@ int WriteStills(const ThumbsOptions& options) {
   const Selection selection(options, source.GetReader());
   RangeReader frames(source.GetReader(), options.frames);
   StillWriter writer(options, source);
-  std::int64_t next = 0;  // first frame that was not considered yet
+  std::int64_t next = 0;  // first frame not yet considered
   PipelineStages<Still> stages;
   stages.read = [&]() -> std::optional<Still> {
     const auto wanted = selection.From(next);

@@ -16,7 +16,7 @@ namespace {
 constexpr std::int64_t kMostTracks = 1000;
 constexpr int kMostJobs = 64;
 
-// The options of a headless input as they stand on the command line.
+// Options of raw frames as given on the command line.
 struct HeadlessOptions {
   std::optional<std::string> fourcc, size;
   bool interlaced = false;
@@ -100,7 +100,7 @@ OptionGroup LabelsGroup(EncodeOptions& options) {
            rate, timecode, compressor, vendor}};
 }
 
-// "1,3": numbers from 1, each once.
+// Parses a list like "1,3": numbers from 1, each once.
 std::vector<std::size_t> ParseTrackList(const std::string& text) {
   std::vector<std::size_t> places;
   std::istringstream words(text + ",");
@@ -146,7 +146,7 @@ void CheckTogether(const TranscodeOptions& options) {
   if (options.jobs > 1) throw UsageError("--jobs is for --output-dir, which is missing");
 }
 
-// Two words, or where there is an output folder any number of inputs.
+// Returns a function that takes two names, or any number of inputs if there is an output folder.
 std::function<void(const std::vector<std::string>&)> TakeFiles(TranscodeOptions& options) {
   return [&options, take = TakeWords({"INPUT", "OUTPUT"}, {options.input, options.output})](
              const std::vector<std::string>& words) {
@@ -210,7 +210,7 @@ Option OnErrorOption(DamagePolicy& policy) {
   return option;
 }
 
-// Names that ProRes cannot be written to, before any of the inputs is read.
+// Rejects names that ProRes cannot be written to, before any input is read.
 void CheckNames(const EncodeOptions& options) {
   if (!options.outputDir) return;
   for (const BatchItem& item : NameOutputs(options)) FindProResOutput(item.output);
@@ -219,7 +219,7 @@ void CheckNames(const EncodeOptions& options) {
 }  // namespace
 
 Command DescribeEncode(EncodeOptions& options) {
-  // Kept by the command, whose options fill it.
+  // Owned by the command, whose options set its values.
   const auto headless = std::make_shared<HeadlessOptions>();
   Command command;
   command.name = "encode";

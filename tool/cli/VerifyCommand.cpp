@@ -92,10 +92,10 @@ class FileProgress {
   steady_clock::time_point start_ = steady_clock::now();
 };
 
-// A result and what a page shows of it.
+// Result of a file and the data for its page.
 struct VerifiedFile {
   Verification result;
-  std::optional<VerifiedStream> stream;  // none without a page, or if the file cannot be opened
+  std::optional<VerifiedStream> stream;  // nullopt without a page, or if the file cannot be opened
 };
 
 void PrintSoundDamage(const Verification& result) {

@@ -6,7 +6,7 @@
 
 namespace vixprores {
 
-/// "1.0.0"
+/// Returns the version, such as "1.0.0".
 std::string ProgramVersion();
 
 /// Returns the answer to --version: the version, and one line each for compiler, container library,

@@ -17,13 +17,13 @@ namespace {
 
 constexpr std::int64_t kBlockBytes = 1 << 20;
 constexpr std::int64_t kLargestFrame = 256 << 20;
-// Distance of the next frame from a first frame that is damaged, with sound in between.
+// Greatest distance from a damaged first frame to the next frame, with sound between them.
 constexpr std::int64_t kFarthestNeighbour = 16 << 20;
 constexpr std::int64_t kIdentifierPlace = 4;
 constexpr std::int64_t kPrefixBytes = 8;
 constexpr std::int64_t kLargestHeader = kPrefixBytes + 65535;
 constexpr char kIdentifier[] = {'i', 'c', 'p', 'f'};
-// A slice takes eight bytes at least, so that this is reached only where tables overlap.
+// A slice takes at least eight bytes, so that only overlapping tables reach this number.
 constexpr std::int64_t kMostSlicesWalked = 1 << 22;
 
 std::uint32_t SizeOf(const prores::FrameHeader& header) {
@@ -36,7 +36,7 @@ std::uint32_t SizeOf(const prores::FrameHeader& header) {
 bool FrameScanner::Fill(Offset end) {
   while (Known() < end && !ended_) {
     if (InterruptRequested()) throw Interrupted();
-    // Moves the bytes that are kept only when they are few beside those that are dropped.
+    // Move the kept bytes only when they are few compared with the dropped ones.
     const Offset passed = position_ - keptFrom_;
     if (passed > kBlockBytes && passed > std::ssize(kept_) / 4) {
       kept_.erase(kept_.begin(), kept_.begin() + passed);
@@ -55,14 +55,14 @@ std::span<const std::uint8_t> FrameScanner::Bytes(Offset begin, Offset end) cons
   return {At(begin), static_cast<std::size_t>(std::min(end, Known()) - begin)};
 }
 
-// Returns the next place in front of `limit` where a prefix may stand.
+// Returns the next possible position of a prefix before `limit`.
 std::optional<FrameScanner::Offset> FrameScanner::FindPrefix(Offset from, Offset limit) {
   while (from < limit && Fill(from + kPrefixBytes)) {
     const Offset end = std::min(Known(), limit + kPrefixBytes - 1);
     const auto bytes = Bytes(from + kIdentifierPlace, end);
     const void* const found = memmem(bytes.data(), bytes.size(), kIdentifier, sizeof kIdentifier);
     if (found) return from + (static_cast<const std::uint8_t*>(found) - bytes.data());
-    // A prefix that starts in the last bytes may end behind them.
+    // A prefix that starts in the last bytes may end after them.
     from = end - kPrefixBytes + 1;
   }
   return std::nullopt;
@@ -73,7 +73,7 @@ std::optional<prores::FrameHeader> FrameScanner::ReadHeader(Offset frame) {
   return frame < Known() ? ParseHeader(Bytes(frame, Known())) : std::nullopt;
 }
 
-// Returns the end of the last picture if all parts of the frame fit each other.
+// Returns the end of the last picture if all parts of the frame are consistent.
 std::optional<FrameScanner::Offset> FrameScanner::WalkPictures(Offset frame) {
   const auto header = ReadHeader(frame);
   if (!header || slicesWalked_ > kMostSlicesWalked + frame) return std::nullopt;
@@ -97,7 +97,7 @@ FrameScanner::Offset FrameScanner::FindEnd(Offset endOfPictures) {
   return IsPadding(Bytes(endOfPictures, end)) ? end : endOfPictures;
 }
 
-// Adds the next candidate in front of `limit`. Returns false if there is none.
+// Adds the next candidate before `limit`. Returns false if there is none.
 bool FrameScanner::AddCandidate(Offset limit) {
   while (const auto place = FindPrefix(candidatesEnd_, limit)) {
     if (InterruptRequested()) throw Interrupted();
@@ -118,9 +118,9 @@ bool FrameScanner::AddCandidate(Offset limit) {
   return false;
 }
 
-// Returns the next frame behind the position and in front of `limit`: a whole one, or one of the
-// picture size that the header at the position states. Looks at each place once, however many
-// headers ask: it keeps the candidates that are behind the position.
+// Returns the next frame after the position and before `limit`: a complete one, or one of the
+// picture size that the header at the position states. Keeps the candidates after the position, so
+// that each place is examined once, however many headers lead there.
 std::optional<FrameScanner::Offset> FrameScanner::FindNeighbour(Offset limit) {
   while (!candidates_.empty() && candidates_.front().offset < position_) {
     candidates_.pop_front();
@@ -141,7 +141,8 @@ std::optional<FrameScanner::Offset> FrameScanner::FindNeighbour(Offset limit) {
   }
 }
 
-// Returns the end of a frame whose pictures do not fit; nullopt if it seems to be no frame.
+// Returns the end of a frame whose pictures are inconsistent; nullopt if it does not seem to be a
+// frame.
 std::optional<FrameScanner::Offset> FrameScanner::FindEndOfDamaged(
     const prores::FrameHeader& header) {
   const Offset stated = prores::ReadU32(At(position_));

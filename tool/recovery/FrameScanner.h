@@ -17,7 +17,7 @@
 
 namespace vixprores {
 
-/// A frame that a scan found.
+/// A frame found by a scan.
 struct FoundFrame {
   std::int64_t offset = 0;  ///< of its first byte in the input
   std::shared_ptr<vix::IBuffer> bytes;
@@ -31,16 +31,16 @@ struct SkippedBytes {
   std::int64_t largestBegin = 0;  ///< its offset in the input
 };
 
-/// Finds ProRes frames in any bytes: by their prefix (size, "icpf"), the frame header behind it,
-/// and the sizes of pictures and slices, which have to fit each other. So bytes that only look like
-/// a prefix are skipped, above all inside frames.
+/// Finds ProRes frames in any bytes: by their prefix (size, "icpf"), the frame header after it, and
+/// the sizes of pictures and slices, which must be consistent. Bytes that only look like a prefix,
+/// as they occur inside frames, are skipped.
 ///
-/// A frame with a readable header whose pictures do not fit counts as a damaged frame if its size
-/// leads to another frame or to the end, or if it has the picture size of a frame next to it. It
-/// then ends where it says, but in front of the next frame.
+/// A frame with a readable header and inconsistent pictures counts as a damaged frame if its size
+/// leads to another frame or to the end, or if it has the picture size of an adjacent frame. It
+/// ends at its stated size, but before the next frame.
 ///
 /// Reads the input once from front to back, in time proportional to its size. Keeps one frame in
-/// memory, and at most 256 MiB of bytes that claim to be one. Used by one thread; the frames may be
+/// memory, or at most 256 MiB of bytes that claim to be one. Used by one thread; the frames may be
 /// used on any thread.
 class FrameScanner {
  public:
@@ -50,15 +50,15 @@ class FrameScanner {
   /// Returns the next frame; nullopt at the end.
   /// @throws Failure if reading fails, Interrupted if the user asked to stop
   std::optional<FoundFrame> Next();
-  /// Returns the bytes in front of and between the frames so far, and behind the last one once
-  /// Next() has returned nullopt.
+  /// Returns the bytes before and between the frames so far, and after the last one once Next() has
+  /// returned nullopt.
   const SkippedBytes& GetSkipped() const { return skipped_; }
 
  private:
   /// A position in the input.
   using Offset = std::int64_t;
 
-  /// A place with a readable frame header, behind or at the position of the search.
+  /// A place with a readable frame header, at or after the position of the search.
   struct Candidate {
     Offset offset;
     std::optional<Offset> nextOfSize;  ///< next candidate of the same picture size, if met
@@ -84,13 +84,13 @@ class FrameScanner {
   Offset keptFrom_ = 0;  ///< of the first byte of kept_
   Offset position_ = 0;  ///< of the search
   bool ended_ = false;   ///< nothing is left to read
-  /// Slices of frames that did not fit, which bounds the work for tables that overlap.
+  /// Slices of inconsistent frames so far. Limiting them bounds the work for overlapping tables.
   std::int64_t slicesWalked_ = 0;
 
   std::deque<Candidate> candidates_;
   std::int64_t candidatesDropped_ = 0;  ///< in front of candidates_
   Offset candidatesEnd_ = 0;            ///< candidates are known up to here
-  /// Number of the latest candidate of each picture size, counted from the first one of all.
+  /// Number of the latest candidate of each picture size, counted from the first candidate.
   std::unordered_map<std::uint32_t, std::int64_t> latestOfSize_;
   std::optional<Offset> wholeCandidate_;  ///< the first one whose pictures fit
 

@@ -31,7 +31,7 @@ bool IsSameTime(double a, double b) {
   return std::abs(a - b) <= 2e-3;  // edit lists count milliseconds
 }
 
-// Bytes that the index leads to: a packet or a part of one.
+// Bytes that the index points to: a packet or a part of one.
 struct Stretch {
   std::int64_t begin = 0;
   std::int64_t end = 0;
@@ -43,7 +43,7 @@ struct DemuxerCloser {
   void operator()(AVFormatContext* context) const { avformat_close_input(&context); }
 };
 
-// Returns what the index leads to of video and sound, by offset.
+// Returns the video and sound that the index points to, by offset.
 std::vector<Stretch> ReadIndex(InputFile& file) {
   LibavStream bytes(file);
   AVFormatContext* context = avformat_alloc_context();
@@ -73,8 +73,8 @@ std::vector<Stretch> ReadIndex(InputFile& file) {
   return stretches;
 }
 
-// Returns the time of the packet that takes exactly these bytes, in one stretch or several; nullopt
-// if the index does not lead to all of it.
+// Returns the time of the packet with exactly these bytes, in one stretch or several; nullopt if
+// the index does not cover all of it.
 std::optional<double> FindTime(const std::vector<Stretch>& index, std::int64_t begin,
                                std::int64_t bytes) {
   const auto first = std::ranges::lower_bound(index, begin, {}, &Stretch::begin);
@@ -86,7 +86,7 @@ std::optional<double> FindTime(const std::vector<Stretch>& index, std::int64_t b
   return bytes > 0 && reached == begin + bytes ? std::optional(first->time) : std::nullopt;
 }
 
-// What became of the packets of a track.
+// Packets of a track by their state in the index.
 struct TrackCount {
   std::int64_t written = 0;
   std::int64_t indexed = 0;
@@ -100,7 +100,7 @@ using TrackCounts = std::map<std::uint32_t, TrackCount>;
 struct TaggedFile {
   std::unique_ptr<InputFile> file;
   MovieContent content;
-  std::int64_t begin;  // of what follows the description
+  std::int64_t begin;  // first byte after the description
   std::vector<Stretch> index;
 
   // Returns the unit of the times in the tags of a track in seconds; 0 if there is no such track.
@@ -111,7 +111,7 @@ struct TaggedFile {
   }
 };
 
-// Counts by reading all tags.
+// Counts packets by reading all tags.
 TrackCounts CountPackets(const TaggedFile& tagged) {
   TrackCounts counts;
   TagScanner tags(*tagged.file, tagged.begin);
@@ -128,7 +128,7 @@ TrackCounts CountPackets(const TaggedFile& tagged) {
 }
 
 // Joins the stretches to packets. Returns none unless they fill the media: each packet has room for
-// its tag in front of it and nothing else, and the index follows the last one.
+// exactly its tag before it, and the index follows the last packet.
 std::vector<Stretch> JoinPackets(const TaggedFile& tagged) {
   std::vector<Stretch> packets;
   std::int64_t reached = tagged.begin;
@@ -146,7 +146,7 @@ std::vector<Stretch> JoinPackets(const TaggedFile& tagged) {
   return isIndex ? packets : std::vector<Stretch>();
 }
 
-// Returns the track of a packet; 0 if its tag says something else than the index.
+// Returns the track of a packet; 0 if its tag contradicts the index.
 std::uint32_t FindTrack(const TaggedFile& tagged, const Stretch& packet) {
   TagScanner tags(*tagged.file, packet.begin - kTagBytes);
   const auto found = tags.Next(packet.begin);
@@ -158,8 +158,8 @@ std::uint32_t FindTrack(const TaggedFile& tagged, const Stretch& packet) {
 }
 
 // Returns the track of these packets, all of one stream; 0 if they may not be at the times of their
-// tags. They are if the first and the last one are, and the times between grow evenly: with the
-// number of packets, or with the bytes of uncompressed sound.
+// tags. The times are accepted if those of the first and the last packet are right, and the times
+// between grow evenly: with the number of packets, or with the bytes of uncompressed sound.
 std::uint32_t FindEvenTrack(const TaggedFile& tagged, const std::vector<Stretch>& packets) {
   const Stretch& first = packets.front();
   const Stretch& last = packets.back();
@@ -181,7 +181,7 @@ std::uint32_t FindEvenTrack(const TaggedFile& tagged, const std::vector<Stretch>
   return track;
 }
 
-// Returns the tracks of a complete index; nullopt if only the tags can tell whether it is one.
+// Returns the tracks of a complete index; nullopt if only the tags show whether it is complete.
 std::optional<TrackCounts> FindCompleteTracks(const TaggedFile& tagged) {
   std::map<std::size_t, std::vector<Stretch>> streams;
   for (const Stretch& packet : JoinPackets(tagged)) streams[packet.stream].push_back(packet);
@@ -216,7 +216,7 @@ std::string Describe(const SoundTrack& sound) {
          Count(parameters.ch_layout.nb_channels, "channel");
 }
 
-// An index has no tracks without packets. If it lacks others too, CountPackets() has found that.
+// An index has no tracks without packets. CountPackets() finds all other missing tracks.
 void CheckSound(const TrackCounts& counts, const std::vector<SoundTrack>& indexed,
                 const std::vector<SoundTrack>& written, std::vector<std::string>& faults) {
   std::vector<std::uint32_t> tracks;
@@ -241,7 +241,7 @@ void CheckTimecode(const std::optional<Timecode>& indexed, const std::optional<T
                    " where " + written->ToText() + " was written");
 }
 
-// The index has no place for other texts of the description.
+// The index cannot store other texts of the description.
 void CheckMetadata(const Metadata& indexed, const Metadata& written,
                    std::vector<std::string>& faults) {
   for (const char* const name : {"title", "artist", "comment", "copyright"}) {

@@ -11,7 +11,7 @@ namespace vixprores {
 /// Reads the ProRes frames in any bytes (FrameScanner). Their variant is unknown: the code stays 0.
 class ScanReader : public FrameReader {
  public:
-  /// @param rate of the frames; nullopt = as their headers state
+  /// @param rate frame rate; nullopt = as the frame headers state
   ScanReader(std::unique_ptr<InputFile> file, const HeaderDemands& demands,
              const std::optional<Rational>& rate);
 

@@ -12,7 +12,7 @@
 namespace vixprores {
 namespace {
 
-// Far more than the tracks and texts of a movie take; a damaged size must not take all memory.
+// Largest description of tracks and texts in bytes. A damaged size must not exhaust the memory.
 constexpr std::uint32_t kLargestDescription = 64U << 20U;
 
 // Containers count the distance of two packets in 31 bits of a clock, that of the frame rate or a
@@ -66,7 +66,7 @@ std::optional<TaggedItem> TaggedFileReader::Read() {
   return item;
 }
 
-// Returns false if the packet is not what was written.
+// Returns false if the packet differs from what was written.
 bool TaggedFileReader::ReadPacket(const TagScanner::FoundTag& found,
                                   std::span<std::uint8_t> bytes) const {
   return file_->ReadAt(found.packet, bytes) == bytes.size() &&
@@ -110,7 +110,7 @@ void TaggedFileReader::ReadSound(const TagScanner::FoundTag& found, TaggedItem& 
   if (!packet || av_new_packet(packet.get(), static_cast<int>(tag.packetBytes)) < 0) {
     throw std::bad_alloc();
   }
-  // Damaged samples keep their place: without them all that follows would come too early.
+  // Damaged samples keep their place: without them all later sound would be early.
   const bool isIntact = ReadPacket(found, std::span(packet->data, tag.packetBytes));
   const int sampleBytes = track.SampleBytes();
   const std::int64_t samples = sampleBytes > 0 ? packet->size / sampleBytes : tag.duration;

@@ -29,7 +29,7 @@ struct LostFrames {
   const char* what;  ///< is wrong with them
 };
 
-/// What stands next in a tagged file: a frame or some sound.
+/// The next item of a tagged file: a frame or some sound.
 struct TaggedItem {
   std::shared_ptr<vix::IBuffer> frame;  ///< null for sound, and behind the last packet
   std::int64_t time = 0;                ///< of the frame, in frames
@@ -37,10 +37,10 @@ struct TaggedItem {
   std::vector<SoundPacket> sound;       ///< on a clock of samples
 };
 
-/// Reads a .mov of this program by its packet tags alone, without an index: what a killed run left,
-/// or a file whose index is damaged. Frames that differ from what was written, and frames whose
-/// times do not follow each other, are left out and listed; damaged sound is kept and listed, sound
-/// that is out of order is left out and listed. Used by one thread.
+/// Reads a .mov of this program by its packet tags alone, without an index: the output of a killed
+/// run, or a file with a damaged index. Drops and lists frames that differ from what was written,
+/// and frames whose times are out of order; keeps and lists damaged sound; drops and lists sound
+/// that is out of order. Used by one thread.
 class TaggedFileReader {
  public:
   /// @throws Failure if the file has no readable description (ReadTaggedDescription)
@@ -48,14 +48,14 @@ class TaggedFileReader {
 
   const InputFile& GetFile() const { return *file_; }
   const MovieContent& GetContent() const { return content_; }
-  /// Returns the next frame or sound. Returns neither, once, with the frames that are lost behind
-  /// the last one; then nullopt.
+  /// Returns the next frame or sound. Returns neither, once, with the frames lost after the last
+  /// one; then nullopt.
   /// @throws Interrupted if the user asked to stop
   std::optional<TaggedItem> Read();
   const std::vector<SoundDamage>& GetSoundDamage() const { return soundWatch_.GetDamage(); }
 
  private:
-  /// Where a track stands, in ticks of its packets' times.
+  /// Position of a track, in ticks of its packets' times.
   struct Clock {
     std::int64_t next;     ///< earliest time of the next packet
     std::int64_t longest;  ///< distance of two packets that containers can express

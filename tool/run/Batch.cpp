@@ -38,7 +38,7 @@ std::string ReplaceWords(const std::string& pattern,
   }
 }
 
-// Keeps a slip of the pen from writing to another folder.
+// Rejects names that would write to another folder by mistake.
 void CheckName(const std::string& name, const std::string& pattern) {
   const bool isName = !name.empty() && name != "." && name != "..";
   if (isName && name.find('/') == std::string::npos) return;
@@ -71,7 +71,7 @@ class Batch {
         const auto jobs = std::min(items_.size(), static_cast<std::size_t>(options_.jobs));
         while (helpers.size() + 1 < jobs) helpers.emplace_back([this] { Work(); });
       } catch (const std::exception&) {
-        // No memory or no more threads: fewer are slower, not wrong.
+        // No memory or no more threads: continue with fewer, which is only slower.
       }
       Work();
     }

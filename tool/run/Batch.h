@@ -25,8 +25,8 @@ std::vector<BatchItem> NameOutputs(const std::vector<std::string>& inputs,
 /// Does the same for the inputs of the options, which must have an output folder.
 std::vector<BatchItem> NameOutputs(const TranscodeOptions& options);
 
-/// Turns the options of a batch into those of one of its runs, which shares the processors with
-/// the others.
+/// Turns the options of a batch into the options of one of its runs, which shares the processors
+/// with the others.
 void ChooseItem(TranscodeOptions& options, const BatchItem& item);
 
 template <typename Options>
@@ -35,15 +35,15 @@ Options ForItem(Options options, const BatchItem& item) {
   return options;
 }
 
-/// Runs one input; what it throws is the outcome of that input alone.
+/// Runs one input; an exception is the outcome of that input alone.
 using RunItem = std::function<void(const BatchItem&, RunReport&)>;
 
-/// Runs one input and returns its report, whatever it throws.
+/// Runs one input and returns its report, even if it throws.
 RunReport RunReporting(const char* command, const BatchItem& item, std::size_t place,
                        const RunItem& work);
 
-/// Runs `work` on every input of the options, `jobs` of them side by side. An input that fails does
-/// not stop the others. Returns the exit code: 0 if every output is there.
+/// Runs `work` on every input of the options, `jobs` of them in parallel. A failing input does not
+/// stop the others. Returns the exit code: 0 if every output exists.
 int RunBatch(const TranscodeOptions& options, const char* command, RunObserver& observer,
              const RunItem& work);
 

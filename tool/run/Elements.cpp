@@ -33,8 +33,8 @@ std::shared_ptr<vix::IVideoParameters> MakeParameters(const StreamFormat& format
   return compressed;
 }
 
-// Observes the decoder while the calling thread runs an element, and sets how many threads a
-// decoder takes that opens meanwhile: the decoder element has a parameter for neither.
+// Observes the decoder while the calling thread runs an element, and sets the number of threads of
+// decoders opened meanwhile: the decoder element has parameters for neither.
 class CodecScope {
  public:
   explicit CodecScope(int threads) {
@@ -142,8 +142,8 @@ ElementOutput ElementTeam::Decode(unsigned element,
                                   const std::shared_ptr<const vix::IBuffer>& frame,
                                   const std::optional<ParsedHeader>& header, std::int64_t number,
                                   std::uint32_t pictureBytes) {
-  // The element would take a frame without its marks for one of the other layout, and would then
-  // expect that of the next frame too.
+  // The element would assume the other layout for a frame without its marks, and would then expect
+  // that layout of the next frame too.
   if (!header) return {nullptr, 0, "has no readable frame header"};
   try {
     auto output = Process(element, frame, number);
@@ -155,7 +155,7 @@ ElementOutput ElementTeam::Decode(unsigned element,
     }
     return output;
   } catch (const std::runtime_error& error) {
-    // The frame itself explains more than an element that could not decode it.
+    // The fault of the frame itself explains more than the element's error.
     const std::string found = CheckFrame(BytesOf(*frame), header).Describe();
     return {nullptr, 0, found.empty() ? error.what() : found};
   }

@@ -2,8 +2,8 @@
 #ifndef TOOL_RUN_ELEMENTS_H
 #define TOOL_RUN_ELEMENTS_H
 
-/// @file
-/// Elements of the plug-in at work on a stream: frames go in as buffers and come out as samples.
+/// @file Runs a stream through elements of the plug-in: frames go in as buffers and come out as
+/// samples.
 
 #include <cstddef>
 #include <cstdint>
@@ -31,25 +31,25 @@ vix::ElementDriver MakeProResEncoder(const ProResVariant& variant, int threads);
 /// Creates and configures the ProRes decoder of the registry. `fourcc` is "UYVY" or "V210".
 vix::ElementDriver MakeProResDecoder(vix::FourCC fourcc, bool skipField);
 
-/// How threads are put to work on one stream.
+/// Distribution of threads over the elements of one stream.
 struct ThreadShares {
   unsigned elements;  ///< frames that are processed side by side
   int threadsEach;    ///< threads that share one frame
 };
 
-/// Shares out `threads` threads (0 = one per processor). Threads share a frame only if there are
+/// Distributes `threads` threads (0 = one per processor). Threads share a frame only if there are
 /// fewer frames than threads: whole frames need no waiting.
-/// @param frames of the stream; none = unknown, and assumed to be many
+/// @param frames frames of the stream; nullopt = unknown, assumed to be many
 ThreadShares ShareThreads(int threads, std::optional<std::int64_t> frames);
 
-/// A frame as an element returned it.
+/// Result of an element for one frame.
 struct ElementOutput {
   std::shared_ptr<const vix::IVideoSample> sample;  ///< null = the frame cannot be decoded
   std::uint32_t damagedSlices = 0;                  ///< concealed by the decoder
   std::string fault = {};  ///< of the frame, to follow its number; empty = none
 };
 
-/// Elements that work side by side on the frames of one stream.
+/// Elements that work in parallel on the frames of one stream.
 class ElementTeam {
  public:
   /// Makes a configured element that uses `threads` threads for a frame.
@@ -59,8 +59,8 @@ class ElementTeam {
   ElementTeam(const MakeElement& make, const StreamFormat& input, const ThreadShares& shares);
 
   unsigned GetSize() const { return static_cast<unsigned>(elements_.size()); }
-  /// Returns the number of frames to keep in memory: with two for each element, it works on one
-  /// while the other waits for its turn to be written.
+  /// Returns the number of frames to keep in memory: two for each element, so that it works on one
+  /// while the other waits to be written.
   std::size_t GetMostInFlight() const { return 2 * elements_.size(); }
 
   /// Runs one of the elements on one frame. Each element may be used by one thread at a time.

@@ -46,8 +46,8 @@ std::string CompareHeadless(const std::string& path, const TranscodePlan& plan,
          (frames ? std::to_string(*frames) : "whole") + " frames of " + std::to_string(frameBytes);
 }
 
-// Properties of a stream and of the tracks beside it, as texts that are equal if the properties
-// are. Empty = the container cannot hold it.
+// Properties of a stream and its other tracks as texts to be compared. Empty = the container cannot
+// store the property.
 using Labels = std::array<std::string, 7>;
 
 // Describes the aspect in whole pixels: some containers are no more precise.

@@ -17,7 +17,7 @@
 
 namespace vixprores {
 
-/// A frame on its way from the input to the output, or several that are lost for one reason.
+/// A frame between input and output, or several frames lost for one reason.
 struct Frame {
   FramePlace place;                      ///< in the input
   std::shared_ptr<vix::IBuffer> source;  ///< null = lost
@@ -26,7 +26,7 @@ struct Frame {
   std::string fault;                     ///< empty = none
   std::string advice;
   std::uint64_t sourceBytes = 0;
-  /// Packed for the writer; null = nothing is written.
+  /// Packed for the writer; null = nothing to write.
   std::shared_ptr<const vix::IVideoSample> result;
   std::uint64_t resultBytes = 0;
   std::vector<SoundPacket> sound;  ///< that the input has before it
@@ -37,8 +37,8 @@ struct Frame {
 std::optional<std::int64_t> CountFrames(const FrameReader& reader,
                                         const std::optional<FrameRange>& range);
 
-/// The frames of a range of an input with their faults and the sound beside them. Used by one
-/// thread at a time, except for Unpack() and CheckFramesInUse().
+/// Reads the frames of a range with their faults and their sound. Used by one thread at a time,
+/// except for Unpack() and CheckFramesInUse().
 class FrameSource {
  public:
   /// @param range    none = all frames
@@ -62,7 +62,7 @@ class FrameSource {
   }
   /// Returns the number of frames of the range so far that were accepted at uneven times.
   std::int64_t CountUnevenFrames() const { return unevenFrames_; }
-  /// Fails if a frame that was read has become unreadable since. May be called from any thread.
+  /// Fails if a frame that was read has become unreadable. May be called from any thread.
   void CheckFramesInUse() const { reader_->CheckFramesInUse(); }
   /// Returns the sound after the last frame.
   std::vector<SoundPacket> TakeRestOfSound() { return sound_.TakeRest(); }
