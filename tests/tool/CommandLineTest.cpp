@@ -29,7 +29,7 @@ Request Parse(const std::vector<Command>& commands, std::vector<const char*> wor
       commands, [] { return kVersion; }, static_cast<int>(words.size()), words.data());
 }
 
-// Returns the options of a command after parsing those words.
+// Returns the options of a command after parsing the given words.
 template <typename Options>
 Options Take(Command (*describe)(Options&), std::vector<const char*> words) {
   Options options;

@@ -25,7 +25,7 @@ TEST(ThreadShares, GiveEachThreadFramesOfItsOwn) {
   ExpectShares(ShareThreads(8, std::nullopt), 8, 1);
 }
 
-TEST(ThreadShares, ShareFramesIfThereAreFew) {
+TEST(ThreadShares, ShareFramesIfThereAreFewerFramesThanThreads) {
   ExpectShares(ShareThreads(8, 1), 1, 8);
   ExpectShares(ShareThreads(8, 3), 3, 2);
   ExpectShares(ShareThreads(5, 4), 4, 1);

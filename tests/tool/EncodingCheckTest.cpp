@@ -31,7 +31,7 @@ class EncodingCheckTest : public testing::Test {
     check_ = MakeEncodingCheck(picture_, encoded, {1, 1});
   }
 
-  // A frame of four slices, the first `damaged` of which are damaged.
+  // Returns a frame of four slices, the first `damaged` of which are damaged.
   static std::shared_ptr<vix::IBuffer> MakeFrame(std::size_t damaged) {
     reference::StreamSpec spec;
     spec.width = 64;

@@ -34,7 +34,7 @@ StreamFormat MakeFormat(std::uint32_t width, std::uint32_t height, FieldOrder or
   return format;
 }
 
-TEST(CheckEncodable, TakesWhatTheEncoderTakes) {
+TEST(CheckEncodable, AcceptsEncodableFormats) {
   for (const FieldOrder order :
        {FieldOrder::Progressive, FieldOrder::TopFirst, FieldOrder::Unknown}) {
     EXPECT_NO_THROW(CheckEncodable(MakeFormat(2, 2, order), "in"));
@@ -43,7 +43,7 @@ TEST(CheckEncodable, TakesWhatTheEncoderTakes) {
   EXPECT_NO_THROW(CheckEncodable(MakeFormat(720, 577, FieldOrder::Progressive), "in"));
 }
 
-TEST(CheckEncodable, RefusesSizesOutOfRange) {
+TEST(CheckEncodable, RejectsSizesOutOfRange) {
   for (const auto& size : {std::pair{1u, 2u}, {2u, 1u}, {65536u, 2u}, {2u, 65536u}}) {
     const StreamFormat format = MakeFormat(size.first, size.second, FieldOrder::Progressive);
     EXPECT_THAT([&format] { CheckEncodable(format, "in"); },
@@ -51,20 +51,20 @@ TEST(CheckEncodable, RefusesSizesOutOfRange) {
   }
 }
 
-TEST(CheckEncodable, RefusesFieldsOfUnequalMacroblockRows) {
+TEST(CheckEncodable, RejectsFieldsOfUnequalMacroblockRows) {
   for (const std::uint32_t height : {33u, 65u, 577u}) {
     EXPECT_THROW(CheckEncodable(MakeFormat(720, height, FieldOrder::TopFirst), "in"), Failure);
   }
 }
 
-TEST(CheckEncodable, TellsHowToTurnTheFieldOrder) {
+TEST(CheckEncodable, SuggestsAConversionOfTheFieldOrder) {
   EXPECT_THAT([] { CheckEncodable(MakeFormat(720, 576, FieldOrder::BottomFirst), "dir/in.mov"); },
               ThrowsMessage<Failure>(HasSubstr("ffmpeg -i dir/in.mov -map 0:v:0 -map '0:a?' "
                                                "-vf setfield=bff,fieldorder=tff -c:v v210 "
                                                "-c:a pcm_s24le in.v210.mov")));
 }
 
-TEST(RefuseUnconverted, SaysWhereToPasteTheCommandForAPipe) {
+TEST(RefuseUnconverted, ExplainsWhereToPasteTheCommandForAPipe) {
   EXPECT_THAT(
       [] { RefuseUnconverted("standard input", "4:2:0 pictures", "scale=2:2"); },
       ThrowsMessage<Failure>(AllOf(HasSubstr("in place of vixprores at the end of the pipe"),
@@ -83,7 +83,7 @@ TEST(QuoteForShell, QuotesOnlyWhereNeeded) {
   EXPECT_EQ(QuoteForShell(""), "''");
 }
 
-TEST(FindProResOutput, GoesByTheExtension) {
+TEST(FindProResOutput, SelectsByTheExtension) {
   EXPECT_STREQ(FindProResOutput("a.mov").muxer, "mov");
   EXPECT_STREQ(FindProResOutput("a.MKV").muxer, "matroska");
   EXPECT_STREQ(FindProResOutput("dir.x/a.b.mxf").muxer, "mxf");
@@ -110,7 +110,7 @@ TEST(FindRawVideoOutput, RejectsNamesOfFormatsThatAreNotWritten) {
   }
 }
 
-TEST(CheckStorable, RefusesInterlacedMxf) {
+TEST(CheckStorable, RejectsInterlacedMxf) {
   EXPECT_THROW(CheckStorable(FindProResOutput("a.mxf"), MakeFormat(720, 576, FieldOrder::TopFirst)),
                Failure);
   EXPECT_NO_THROW(
@@ -119,7 +119,7 @@ TEST(CheckStorable, RefusesInterlacedMxf) {
       CheckStorable(FindProResOutput("a.mov"), MakeFormat(720, 576, FieldOrder::TopFirst)));
 }
 
-TEST(FindLostProperties, NamesWhatTheContainerCannotKeep) {
+TEST(FindLostProperties, NamesPropertiesThatTheContainerCannotStore) {
   StreamFormat format = MakeFormat(720, 576, FieldOrder::TopFirst);
   format.colour = {5, 1, 6, ColourRange::Full};
   EXPECT_THAT(FindLostProperties(FindRawVideoOutput("a.mov"), {format}),
@@ -137,7 +137,7 @@ TEST(FindLostProperties, NamesWhatTheContainerCannotKeep) {
                   "colour primaries, transfer and matrix (bt601-625)", "colour range (full)"));
 }
 
-TEST(FindLostProperties, NamesColoursThatAreNotKnownWhole) {
+TEST(FindLostProperties, NamesIncompleteColours) {
   StreamFormat format = MakeFormat(720, 576, FieldOrder::Progressive);
   format.colour = {12, 2, 2};
   EXPECT_THAT(FindLostProperties(FindRawVideoOutput("a.mov"), {format}), SizeIs(1));
@@ -185,7 +185,7 @@ TEST(FindLostProperties, NamesTexts) {
   EXPECT_THAT(FindLostProperties(FindProResOutput("a.mxf"), content), IsEmpty());
 }
 
-TEST(FindLostProperties, NamesLayoutsOfChannelsThatOnlyTheContainerTells) {
+TEST(FindLostProperties, NamesChannelLayoutsThatOnlyTheContainerStates) {
   MovieContent content{MakeFormat(720, 576, FieldOrder::Progressive)};
   content.sound = {MakeSound(AV_CODEC_ID_PCM_S16LE, "5.1"),
                    MakeSound(AV_CODEC_ID_PCM_S16LE, "quad"),
@@ -197,12 +197,12 @@ TEST(FindLostProperties, NamesLayoutsOfChannelsThatOnlyTheContainerTells) {
   EXPECT_THAT(FindLostProperties(FindProResOutput("a.mkv"), content), IsEmpty());
 }
 
-TEST(FindLostProperties, IsSilentAboutWhatIsUnknown) {
+TEST(FindLostProperties, OmitsUnknownProperties) {
   const StreamFormat format = MakeFormat(720, 576, FieldOrder::Progressive);
   EXPECT_THAT(FindLostProperties(FindRawVideoOutput("a.avi"), {format}), IsEmpty());
 }
 
-TEST(KeptFormat, LeavesUnknownWhatAFileOfPicturesDoesNotTell) {
+TEST(KeptFormat, LeavesPropertiesUnknownThatTheFormatCannotStore) {
   StreamFormat format = MakeFormat(720, 576, FieldOrder::TopFirst);
   format.colour = {5, 1, 6, ColourRange::Full};
   format.sampleAspect = {64, 45};
@@ -218,7 +218,7 @@ TEST(KeptFormat, LeavesUnknownWhatAFileOfPicturesDoesNotTell) {
   EXPECT_EQ(headless.sampleAspect, (Rational{0, 1}));
 }
 
-TEST(KeptFormat, CountsWhatProResFramesTellThemselves) {
+TEST(KeptFormat, IncludesPropertiesStoredInProResFrames) {
   StreamFormat format = MakeFormat(720, 576, FieldOrder::Progressive);
   format.code = vix::MakeFourCC("apcn");
   format.colour = {5, 1, 6, ColourRange::Unknown};
@@ -227,7 +227,7 @@ TEST(KeptFormat, CountsWhatProResFramesTellThemselves) {
   EXPECT_EQ(kept.colour, format.colour);
 }
 
-TEST(FindProResVariant, KnowsOptionsAndCodes) {
+TEST(FindProResVariant, FindsVariantsByOptionAndCode) {
   EXPECT_EQ(FindProResVariant(std::string("proxy"))->variant, vix::ProResCodecVariant::Proxy);
   EXPECT_EQ(FindProResVariant(std::string("422"))->code, vix::MakeFourCC("apcn"));
   EXPECT_EQ(FindProResVariant(vix::MakeFourCC("apch"))->variant, vix::ProResCodecVariant::HQ);
@@ -243,7 +243,7 @@ TEST(DescribeCode, ShowsNamesAndUnknownCodes) {
   EXPECT_EQ(DescribeCode(vix::MakeFourCC("RGB\x18")), "RGB?");
 }
 
-TEST(StreamFormat, RefusesFramesAbove32Bits) {
+TEST(StreamFormat, RejectsFramesAbove32Bits) {
   EXPECT_EQ(MakeFormat(1920, 1080, FieldOrder::Unknown).FrameBytes(), 5529600u);
   EXPECT_ANY_THROW(MakeFormat(65535, 65535, FieldOrder::Unknown).FrameBytes());
 }

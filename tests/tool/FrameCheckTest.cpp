@@ -37,7 +37,7 @@ StreamSpec FieldSpec() {
   return spec;
 }
 
-// Frames of every kind that decoders accept.
+// Returns streams of every kind that decoders accept.
 std::vector<StreamSpec> Specs() {
   std::vector<StreamSpec> specs{PlainSpec(), FieldSpec(), PlainSpec(), FieldSpec(), PlainSpec()};
   specs[2].chroma444 = true;
@@ -109,7 +109,7 @@ TEST(FrameCheck, AgreesWithTheDecoderOnDamage) {
 
 TEST(FrameCheck, LocatesTheDamagedSlice) {
   const Stream stream = Make(FieldSpec());
-  // The last slice of the first row of the second field.
+  // Find the last slice of the first row of the second field.
   const reference::SliceInfo* slice = nullptr;
   for (const auto& each : stream.slices) {
     if (each.picture == 1 && each.row == 0) slice = &each;
@@ -146,13 +146,13 @@ TEST(FrameCheck, FindsFaultsThatDecodersIgnore) {
               HasSubstr("behind the slices of picture"));
 }
 
-TEST(FrameCheck, AcceptsZerosBehindTheFrame) {
+TEST(FrameCheck, AcceptsZerosAfterTheFrame) {
   Stream stream = Make(PlainSpec());
   stream.bytes.resize(stream.bytes.size() + 40);
   EXPECT_TRUE(CheckFrame(stream.bytes).IsIntact());
 }
 
-TEST(FrameCheck, FindsEveryCut) {
+TEST(FrameCheck, DetectsEveryTruncation) {
   const Stream stream = Make(FieldSpec());
   for (std::size_t size = 0; size < stream.bytes.size(); ++size) {
     const Bytes cut(stream.bytes.begin(), stream.bytes.begin() + static_cast<std::ptrdiff_t>(size));

@@ -65,7 +65,7 @@ class FrameScannerTest : public testing::Test {
   const std::string c_ = MakeEncodedFrame(48, 3);
 };
 
-TEST_F(FrameScannerTest, FindsNothingInNothing) {
+TEST_F(FrameScannerTest, FindsNothingInAnEmptyFile) {
   EXPECT_THAT(Scan(""), IsEmpty());
   EXPECT_THAT(Scan("icpf"), IsEmpty());
   EXPECT_THAT(Scan(Junk(3 << 20)), IsEmpty());
@@ -90,16 +90,16 @@ TEST_F(FrameScannerTest, FindsFramesAcrossTheBordersOfItsBlocks) {
 }
 
 TEST_F(FrameScannerTest, IsNotMisledByAPrefixInsideAFrame) {
-  // Behind the last slice the frame has room: its padding holds the start of another frame.
+  // The padding after the last slice of the frame holds the start of another frame.
   std::string frame = a_;
   const std::string start = c_.substr(0, 28);
   frame += start;
   frame[2] = static_cast<char>(frame.size() >> 8);
   frame[3] = static_cast<char>(frame.size() & 0xff);
   const auto found = Scan(frame + b_);
-  ASSERT_EQ(found.size(), 3u);  // what stands behind the pictures is a frame that was cut short
+  ASSERT_EQ(found.size(), 3u);  // the bytes after the pictures are a truncated frame
   EXPECT_EQ(found[1].bytes, start);
-  // Inside a slice it is not looked at.
+  // Inside a slice it is ignored.
   frame = a_;
   frame.replace(frame.size() - 40, start.size(), start);
   EXPECT_THAT(Scan(frame + b_), ElementsAre(Found{0, frame}, Found{frame.size(), b_}));
@@ -109,11 +109,11 @@ TEST_F(FrameScannerTest, FindsDamagedFramesInTheirStream) {
   std::string broken = b_;
   broken[8 + 20] = 0;  // the size of a picture header
   const std::string junk = Junk(200);
-  // By the frame before.
+  // The previous frame identifies the damaged one.
   EXPECT_THAT(Scan(a_ + broken + junk + c_),
               ElementsAre(Found{0, a_}, Found{a_.size(), broken},
                           Found{a_.size() + broken.size() + junk.size(), c_}));
-  // By the frame behind.
+  // The next frame identifies the damaged one.
   EXPECT_THAT(Scan(broken + junk + c_),
               ElementsAre(Found{0, broken}, Found{broken.size() + junk.size(), c_}));
   EXPECT_THAT(Scan(broken + c_), ElementsAre(Found{0, broken}, Found{broken.size(), c_}));
@@ -122,7 +122,7 @@ TEST_F(FrameScannerTest, FindsDamagedFramesInTheirStream) {
 TEST_F(FrameScannerTest, KeepsDamagedFramesOutOfTheNextOne) {
   std::string broken = b_;
   broken[8 + 20] = 0;
-  broken[1] = 1;  // 64 KiB more than there are
+  broken[1] = 1;  // 64 KiB more than present
   EXPECT_THAT(Scan(a_ + broken + c_), ElementsAre(Found{0, a_}, Found{a_.size(), broken},
                                                   Found{a_.size() + broken.size(), c_}));
   broken[0] = '\xff';
@@ -130,7 +130,7 @@ TEST_F(FrameScannerTest, KeepsDamagedFramesOutOfTheNextOne) {
                                                   Found{a_.size() + broken.size(), c_}));
 }
 
-TEST_F(FrameScannerTest, BelievesThePicturesMoreThanTheSizeOfTheFrame) {
+TEST_F(FrameScannerTest, PrefersThePicturesToTheStatedSize) {
   std::string larger = a_;
   larger[1] = 1;
   std::string smaller = c_;
@@ -141,13 +141,13 @@ TEST_F(FrameScannerTest, BelievesThePicturesMoreThanTheSizeOfTheFrame) {
   EXPECT_EQ(found[2], (Found{a_.size() + c_.size(), b_}));
 }
 
-TEST_F(FrameScannerTest, TakesWhatIsLeftOfTheLastFrame) {
+TEST_F(FrameScannerTest, KeepsTheTruncatedLastFrame) {
   const std::string cut = c_.substr(0, c_.size() / 2);
   EXPECT_THAT(Scan(a_ + cut), ElementsAre(Found{0, a_}, Found{a_.size(), cut}));
   EXPECT_THAT(Scan(cut), ElementsAre(Found{0, cut}));
 }
 
-TEST_F(FrameScannerTest, PassesOverHeadersThatLeadNowhere) {
+TEST_F(FrameScannerTest, SkipsHeadersThatLeadNowhere) {
   std::string alien = MakeEncodedFrame(32, 4);
   alien[8 + 20] = 0;
   const std::string junk = Junk(300);
@@ -155,7 +155,7 @@ TEST_F(FrameScannerTest, PassesOverHeadersThatLeadNowhere) {
               ElementsAre(Found{0, a_}, Found{a_.size() + alien.size() + junk.size(), c_}));
 }
 
-TEST_F(FrameScannerTest, CountsWhatBelongsToNoFrame) {
+TEST_F(FrameScannerTest, CountsBytesOutsideFrames) {
   EXPECT_EQ(Skip(a_ + b_).places, 0);
   const SkippedBytes skipped = Skip(Junk(7) + a_ + Junk(5000) + b_ + c_ + Junk(3));
   EXPECT_EQ(skipped.bytes, 5010);

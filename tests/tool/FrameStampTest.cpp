@@ -11,13 +11,13 @@
 namespace vixprores {
 namespace {
 
-// A frame that must not be written to cannot be passed.
+// Read-only frames cannot be passed.
 static_assert(!std::is_invocable_v<decltype(StampFrameHeader), const StreamFormat&,
                                    std::span<const std::uint8_t>>);
 static_assert(
     !std::is_invocable_v<decltype(StampFrameHeader), const StreamFormat&, const vix::IBuffer&>);
 
-/// Returns a frame header with 20 bytes of a picture behind it.
+/// Returns a frame header followed by 20 bytes of a picture.
 std::vector<std::uint8_t> MakeStub(const prores::FrameHeader& header) {
   std::vector<std::uint8_t> frame(FrameHeaderBytes(header) + 20, 0xa5);
   WriteFrameHeader(header, static_cast<std::uint32_t>(frame.size()), frame.data());
@@ -90,7 +90,7 @@ TEST(FrameStamp, AcceptsSquarePixelsAndUnreducedRates) {
   EXPECT_EQ(Stamp(format, frame).aspectRatio, 1);
 }
 
-TEST(FrameStamp, LeavesBytesThatAreNoFrameUnchanged) {
+TEST(FrameStamp, LeavesOtherBytesUnchanged) {
   std::vector<std::uint8_t> bytes(200, 0xa5);
   StampFrameHeader(Format(), bytes);
   EXPECT_EQ(bytes, std::vector<std::uint8_t>(200, 0xa5));

@@ -28,7 +28,7 @@ TEST_F(FrameTimeCheckTest, AcceptsTimesWithinATick) {
   EXPECT_EQ(check.CountUneven(), 0);
 }
 
-TEST_F(FrameTimeCheckTest, CountsFramesThatAreMissing) {
+TEST_F(FrameTimeCheckTest, CountsMissingFrames) {
   auto check = Make(FrameTimes::GapsOnly);
   const auto gap = check.Take(1, 120);
   ASSERT_TRUE(gap);
@@ -37,11 +37,11 @@ TEST_F(FrameTimeCheckTest, CountsFramesThatAreMissing) {
   EXPECT_THAT(check.MakeFailure(*gap, 5).what(), HasSubstr("clip.mov: has a variable frame rate"));
   EXPECT_EQ(check.MakeFailure(*gap, 5).GetCount(), 2);
   EXPECT_EQ(check.MakeFailure(*gap, 5).GetOffset(), 5);
-  // The frame itself is on time behind the missing ones.
+  // The frame after the missing ones is on time.
   EXPECT_FALSE(check.Take(3, 120));
 }
 
-TEST_F(FrameTimeCheckTest, TakesAGapOfHoursForADamagedTime) {
+TEST_F(FrameTimeCheckTest, TreatsAGapOfHoursAsADamagedTime) {
   auto check = Make(FrameTimes::GapsOnly);
   const auto deviation = check.Take(1, 40 + 7200 * 1000);
   ASSERT_TRUE(deviation);
@@ -58,7 +58,7 @@ TEST_F(FrameTimeCheckTest, CountsAcceptedFramesAtOddTimes) {
   EXPECT_EQ(check.CountUneven(), 1);
 }
 
-TEST_F(FrameTimeCheckTest, ComparesTimesAsFarApartAsNumbersAllow) {
+TEST_F(FrameTimeCheckTest, ComparesExtremeTimes) {
   for (const std::int64_t first : {INT64_MIN, INT64_MAX}) {
     for (const std::int64_t time : {INT64_MIN + 1, std::int64_t{0}, INT64_MAX}) {
       for (const FrameTimes times : {FrameTimes::Checked, FrameTimes::Ignored}) {

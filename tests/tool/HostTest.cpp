@@ -49,7 +49,7 @@ TEST_F(CpuLevel, HasANameForEachLevelOfTheCodecLibrary) {
   EXPECT_THAT(CpuLevels(), ElementsAre("auto", "scalar", "sse4", "avx2", "avx512"));
 }
 
-TEST(PluginSearch, LooksBesideTheProgram) {
+TEST(PluginSearch, SearchesBesideTheProgram) {
   const auto candidates = PluginCandidates("/opt/vix/bin");
   EXPECT_THAT(candidates, Contains(StartsWith("/opt/vix/lib/libvixVideoCodecProRes.so.")));
   EXPECT_THAT(candidates, Each(StartsWith("/opt/vix/lib")));

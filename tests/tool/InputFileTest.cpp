@@ -58,7 +58,7 @@ TEST_F(InputFileTest, ReturnsPeekedBytesAgain) {
   EXPECT_EQ(Peek(file, 1), "");
 }
 
-// Calls of the system that read, by this process so far.
+// Returns the number of read system calls of this process so far.
 std::int64_t CountReads() {
   std::ifstream usage("/proc/self/io");
   std::string name;
@@ -94,7 +94,7 @@ TEST_F(InputFileTest, SeeksAwayFromPeekedBytes) {
   EXPECT_EQ(Read(file, 2), "56");
 }
 
-TEST_F(InputFileTest, JoinsThePiecesThatAPipeGives) {
+TEST_F(InputFileTest, JoinsThePiecesOfAPipe) {
   ASSERT_EQ(mkfifo(path_.c_str(), 0600), 0);
   std::jthread writer([this] {
     const int pipe = open(path_.c_str(), O_WRONLY);
@@ -110,7 +110,7 @@ TEST_F(InputFileTest, JoinsThePiecesThatAPipeGives) {
   EXPECT_EQ(Read(file, 8), "89");
 }
 
-TEST_F(InputFileTest, KnowsItsFileUnderOtherNames) {
+TEST_F(InputFileTest, RecognisesItsFileUnderOtherNames) {
   WriteText(path_, "x");
   WriteText(folder_ / "other", "x");
   std::filesystem::create_symlink(path_, folder_ / "symbolic");
@@ -124,14 +124,14 @@ TEST_F(InputFileTest, KnowsItsFileUnderOtherNames) {
   EXPECT_FALSE(InputFile("/dev/null").IsSameFile("/dev/null"));
 }
 
-TEST_F(InputFileTest, NamesWhatCannotBeRead) {
+TEST_F(InputFileTest, NamesUnreadableInputs) {
   EXPECT_THAT([this] { InputFile(folder_ / "missing"); },
               ThrowsMessage<Failure>(HasSubstr("missing: cannot be read: No such file")));
   EXPECT_THAT([this] { InputFile(folder_ / "."); },
               ThrowsMessage<Failure>(HasSubstr("Is a directory")));
 }
 
-// Bytes enough to be mapped, behind a few that put them off the pages.
+// Enough bytes to be mapped, after a few that break the alignment to pages.
 class MappedFileTest : public InputFileTest {
  protected:
   static constexpr std::size_t kBytes = std::size_t{3} << 20;
@@ -149,7 +149,7 @@ class MappedFileTest : public InputFileTest {
   std::string bytes_;
 };
 
-TEST_F(MappedFileTest, GivesTheNextBytesInPlaceAndGoesOnBehindThem) {
+TEST_F(MappedFileTest, ReturnsTheNextBytesInPlaceAndMovesPastThem) {
   InputFile file(path_);
   file.AllowMapping();
   EXPECT_EQ(Peek(file, 6).substr(0, 4), "head");
@@ -161,7 +161,7 @@ TEST_F(MappedFileTest, GivesTheNextBytesInPlaceAndGoesOnBehindThem) {
   EXPECT_NO_THROW(file.CheckMappings());
 }
 
-TEST_F(MappedFileTest, LeavesToReadingWhatIsShortOrBehindTheEndOrNotAllowed) {
+TEST_F(MappedFileTest, ReturnsNullForShortMissingOrForbiddenParts) {
   InputFile file(path_);
   EXPECT_EQ(file.ReadInPlace(kBytes), nullptr);
   file.AllowMapping();
@@ -170,7 +170,7 @@ TEST_F(MappedFileTest, LeavesToReadingWhatIsShortOrBehindTheEndOrNotAllowed) {
   EXPECT_EQ(file.GetPosition(), 0);
 }
 
-TEST_F(MappedFileTest, TellsOfAFileThatIsCutShortWhileItsBytesAreInUse) {
+TEST_F(MappedFileTest, ReportsAFileTruncatedWhileItsBytesAreInUse) {
   InputFile file(path_);
   file.AllowMapping();
   const auto mapping = file.ReadInPlace(kBytes);
@@ -183,7 +183,7 @@ TEST_F(MappedFileTest, TellsOfAFileThatIsCutShortWhileItsBytesAreInUse) {
               ThrowsMessage<Failure>(HasSubstr("in.raw: was cut short while it was read")));
 }
 
-TEST_F(MappedFileTest, FindsRoomForAsManyMappingsAsThereIsAndThenGivesNone) {
+TEST_F(MappedFileTest, ReturnsNullWhenAllMappingsAreInUse) {
   InputFile file(path_);
   file.AllowMapping();
   std::vector<std::shared_ptr<const FileMapping>> mappings;

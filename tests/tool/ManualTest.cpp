@@ -27,7 +27,7 @@ Command MakeTwistCommand() {
   return command;
 }
 
-TEST(Manual, TakesNoTextForARequestOrAnEscape) {
+TEST(Manual, EscapesRequestsAndEscapesInText) {
   const std::string page = CommandManual(MakeTwistCommand(), "1.2.3");
   EXPECT_THAT(page,
               HasSubstr("First.\n.PP\n\\&.so begins no request, nor does\n\\&\\(aqthis one."));
@@ -35,7 +35,7 @@ TEST(Manual, TakesNoTextForARequestOrAnEscape) {
   EXPECT_THAT(page, HasSubstr("\\(dqoften\\(dq"));
 }
 
-TEST(Manual, TellsAllOfAnOption) {
+TEST(Manual, DescribesAllPropertiesOfAnOption) {
   const std::string page = CommandManual(MakeTwistCommand(), "1.2.3");
   EXPECT_THAT(page, HasSubstr(".SS \"Twisting\"\n.TP\n.BI \"\\-a, \\-\\-angle \" \"N\"\ndegrees.\n"
                               "More than 360"));

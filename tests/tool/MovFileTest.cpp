@@ -54,13 +54,13 @@ TEST(SetMovVendor, ReplacesFourBytesOfTheSampleEntry) {
             start + Movie(SampleEntry("apcn", "vixp")));
 }
 
-TEST(SetMovVendor, PassesOverOtherEntriesAndLongAtoms) {
+TEST(SetMovVendor, SkipsOtherEntriesAndLongAtoms) {
   const std::string start = LongAtom("mdat", std::string(1000, 'x'));
   EXPECT_EQ(WithVendor(start + Movie(SampleEntry("abcd", "keep") + SampleEntry("apcn", "FFMP"))),
             start + Movie(SampleEntry("abcd", "keep") + SampleEntry("apcn", "vixp")));
 }
 
-TEST(SetMovVendor, RefusesAFileWithoutTheEntry) {
+TEST(SetMovVendor, RejectsAFileWithoutTheEntry) {
   EXPECT_THROW(WithVendor(Movie(SampleEntry("abcd", "keep"))), Failure);
   EXPECT_THROW(WithVendor(Atom("mdat", "frames")), Failure);
   EXPECT_THROW(WithVendor(BigEndian(0, 4) + "moov"), Failure);
@@ -68,7 +68,7 @@ TEST(SetMovVendor, RefusesAFileWithoutTheEntry) {
   EXPECT_THROW(WithVendor(""), Failure);
 }
 
-// The start of a file as the container library leaves it: media whose size is counted too small.
+// Returns the start of a file as the container library leaves it: its media size is too small.
 std::string Start(std::size_t media) {
   return Atom("ftyp", "qt  ") + BigEndian(8, 4) + "wide" + BigEndian(8, 4) + "mdat" +
          std::string(media, 'm');
@@ -85,7 +85,7 @@ std::string Changed(const std::string& contents, const Change& change) {
   return ReadText(path);
 }
 
-TEST(SetMovMediaEnd, MakesTheMediaReachUpToTheIndex) {
+TEST(SetMovMediaEnd, ExtendsTheMediaUpToTheIndex) {
   const std::string movie = Movie(SampleEntry("apcn", "vixp"));
   const std::string start = Start(100);
   const auto index = static_cast<std::int64_t>(start.size());
@@ -95,7 +95,7 @@ TEST(SetMovMediaEnd, MakesTheMediaReachUpToTheIndex) {
             expected);
 }
 
-TEST(SetMovMediaEnd, TakesTheSpareBytesForASizeOf64Bits) {
+TEST(SetMovMediaEnd, UsesTheSpareBytesForASizeOf64Bits) {
   const std::int64_t index = std::int64_t{5} << 30;
   const std::string start =
       Changed(Start(100), [=](OutputFile& file) { SetMovMediaEnd(file, index); });
@@ -103,7 +103,7 @@ TEST(SetMovMediaEnd, TakesTheSpareBytesForASizeOf64Bits) {
                                      BigEndian(static_cast<std::uint64_t>(index - 12), 8));
 }
 
-TEST(SetMovMediaEnd, RefusesAnotherLayout) {
+TEST(SetMovMediaEnd, RejectsAnotherLayout) {
   EXPECT_THROW(Changed(Atom("mdat", "frames"), [](OutputFile& file) { SetMovMediaEnd(file, 14); }),
                Failure);
   EXPECT_THROW(Changed(Atom("free", "frames"), [](OutputFile& file) { SetMovMediaEnd(file, 14); }),
@@ -138,7 +138,7 @@ std::optional<std::int64_t> BrokenAtomOf(const std::string& contents) {
   return FindBrokenAtom(InputFile(folder / "a.mov"));
 }
 
-TEST(FindBrokenAtom, FindsTheFirstAtomThatIsDamagedOrCut) {
+TEST(FindBrokenAtom, FindsTheFirstDamagedOrTruncatedAtom) {
   const std::string start = Atom("ftyp", "qt  ") + LongAtom("mdat", "frames");
   const auto end = static_cast<std::int64_t>(start.size());
   EXPECT_EQ(BrokenAtomOf(start), std::nullopt);

@@ -21,7 +21,7 @@ namespace {
 
 using testing::ElementsAre;
 
-// A pipeline of numbers and its result. Each test changes one stage.
+// Fixture: a pipeline of numbers and its result. Each test changes one stage.
 class OrderedPipelineOf : public testing::TestWithParam<unsigned> {
  protected:
   using Stages = PipelineStages<int>;
@@ -44,7 +44,7 @@ class OrderedPipelineOf : public testing::TestWithParam<unsigned> {
     OrderedPipeline<int>(std::move(stages), GetParam(), mostInFlight).Run();
   }
 
-  // Returns the message of the exception that ends the run, or an empty text.
+  // Returns the message of the exception that ends the run, or an empty string.
   static std::string FailureOf(Stages stages) {
     try {
       Run(std::move(stages));
@@ -60,7 +60,8 @@ class OrderedPipelineOf : public testing::TestWithParam<unsigned> {
     return numbers;
   }
 
-  // Every third of `count` items waits until the next one has overtaken it, if another worker can.
+  // Makes every third of `count` items wait until the next one overtakes it, if there is another
+  // worker.
   void LetTheNextOneOvertake(int item, int count) {
     auto& next = processed_[static_cast<std::size_t>(item) + 1];
     if (GetParam() > 1 && item % 3 == 0 && item + 1 < count) next.wait(false);
@@ -98,7 +99,7 @@ TEST_P(OrderedPipelineOf, NeedsOneSlotOnly) {
 
 TEST_P(OrderedPipelineOf, RethrowsTheFirstFailureInOrder) {
   Stages stages = CountTo(40);
-  // The later failure happens first in time, if there are workers enough.
+  // The later failure happens first if there are enough workers.
   std::latch later(1);
   stages.process = [&later](int& item, unsigned /*worker*/) {
     if (item == 11) later.count_down();
@@ -200,7 +201,7 @@ TEST_P(OrderedPipelineOf, GivesEachWorkerOneItemAtATime) {
 TEST_P(OrderedPipelineOf, RunsWorkersAtTheSameTime) {
   std::atomic<unsigned> arrived = 0;
   Stages stages = CountTo(static_cast<int>(GetParam()));
-  // Each waits until all are there.
+  // Each item waits for all others.
   stages.process = [&arrived](int& /*item*/, unsigned /*worker*/) {
     ++arrived;
     while (arrived < GetParam()) std::this_thread::yield();

@@ -46,7 +46,7 @@ TEST_F(OutputFileTest, LeavesNothingWithoutACommit) {
   EXPECT_THAT(folder_.List(), IsEmpty());
 }
 
-TEST_F(OutputFileTest, RefusesAnExistingFile) {
+TEST_F(OutputFileTest, RejectsAnExistingFile) {
   WriteText(path_, "old");
   EXPECT_THAT([this] { OutputFile(path_, false); },
               ThrowsMessage<Failure>(HasSubstr("--overwrite")));
@@ -67,7 +67,7 @@ TEST_F(OutputFileTest, KeepsTheOldFileUntilTheCommit) {
   EXPECT_EQ(ReadText(path_), "new");
 }
 
-TEST_F(OutputFileTest, DoesNotReplaceWhatCameMeanwhile) {
+TEST_F(OutputFileTest, DoesNotReplaceAFileCreatedMeanwhile) {
   OutputFile file(path_, false);
   WriteText(path_, "of somebody else");
   EXPECT_THROW(file.Commit(), Failure);
@@ -161,14 +161,14 @@ TEST_F(OutputFileTest, WritesToDevicesDirectly) {
               ThrowsMessage<Failure>(HasSubstr("/dev/full: cannot be written: No space left")));
 }
 
-TEST_F(OutputFileTest, NamesAFolderThatIsNotThere) {
+TEST_F(OutputFileTest, NamesAMissingFolder) {
   EXPECT_THAT([this] { OutputFile(folder_ / "nowhere/out.mov", false); },
               ThrowsMessage<Failure>(HasSubstr("nowhere/out.mov: cannot be written: No such")));
   EXPECT_THAT([this] { OutputFile(folder_ / ".", true); },
               ThrowsMessage<Failure>(HasSubstr("Is a directory")));
 }
 
-TEST(PartialName, StandsBeforeTheExtension) {
+TEST(PartialName, InsertsPartialBeforeTheExtension) {
   EXPECT_EQ(PartialName("dir.d/out.mov"), "dir.d/out.partial.mov");
   EXPECT_EQ(PartialName("a.b.mov"), "a.b.partial.mov");
   EXPECT_EQ(PartialName("frames"), "frames.partial");

@@ -18,7 +18,7 @@ TEST(PacketTag, IsReadAsItWasWritten) {
   EXPECT_EQ(ReadPacketTag(bytes), kTag);
 }
 
-TEST(PacketTag, StandsInTheFirstBytes) {
+TEST(PacketTag, OccupiesTheFirstBytes) {
   auto bytes = WritePacketTag(kTag);
   std::vector<std::uint8_t> longer(bytes.begin(), bytes.end());
   longer.push_back(1);
@@ -28,7 +28,7 @@ TEST(PacketTag, StandsInTheFirstBytes) {
   }
 }
 
-TEST(PacketTag, ShowsAnyDamageOfItself) {
+TEST(PacketTag, DetectsItsOwnDamage) {
   for (std::size_t bit = 0; bit < 8 * PacketTag::kBytes; ++bit) {
     auto bytes = WritePacketTag(kTag);
     bytes[bit / 8] ^= static_cast<std::uint8_t>(1U << bit % 8);
@@ -36,7 +36,7 @@ TEST(PacketTag, ShowsAnyDamageOfItself) {
   }
 }
 
-TEST(HashPacket, ShowsEveryChangedBit) {
+TEST(HashPacket, ChangesWithEveryBit) {
   std::vector<std::uint8_t> packet(300, 7);
   const auto hash = HashPacket(packet);
   for (std::size_t bit = 0; bit < 8 * packet.size(); ++bit) {
@@ -57,7 +57,7 @@ class TagScannerTest : public testing::Test {
     return Tagged(packet, static_cast<std::uint32_t>(packet.size()));
   }
 
-  // The offsets of the packets that are found.
+  // Returns the offsets of the packets found.
   std::vector<std::int64_t> Scan(const std::string& contents) {
     WriteText(folder_ / "input", contents);
     const InputFile file(folder_ / "input");
@@ -71,7 +71,7 @@ class TagScannerTest : public testing::Test {
   const std::string mark_{PacketTag::kMark.begin(), PacketTag::kMark.end()};
 };
 
-TEST_F(TagScannerTest, FindsTagsBehindPacketsAndBehindAnythingElse) {
+TEST_F(TagScannerTest, FindsTagsAfterPacketsAndOtherBytes) {
   EXPECT_THAT(Scan(""), testing::IsEmpty());
   EXPECT_THAT(Scan(mark_), testing::IsEmpty());
   EXPECT_THAT(Scan(Tagged("packet") + Tagged("") + "noise" + Tagged("x")),
@@ -92,7 +92,7 @@ TEST_F(TagScannerTest, SkipsPacketsInsidePackets) {
               testing::ElementsAre(48, 48 + 7 + 54 + 48));
 }
 
-TEST_F(TagScannerTest, SearchesBehindTagsWhosePacketsAreNotThere) {
+TEST_F(TagScannerTest, SearchesAfterTagsWithoutPackets) {
   for (const std::uint32_t bytes : {100U, 0x7FFFFFFFU, 0x80000000U, 0xFFFFFFFFU}) {
     EXPECT_THAT(Scan(Tagged("cut", bytes) + Tagged("x")), testing::ElementsAre(99)) << bytes;
   }

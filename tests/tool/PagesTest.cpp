@@ -41,7 +41,7 @@ TEST(TextTable, PercentageOfNothingIsEmpty) {
   EXPECT_EQ(Percentage(1, 0), "");
 }
 
-// The JSON of one of the blocks of a page.
+// Returns the JSON of one block of a page.
 JsonValue BlockOf(const std::string& page, const std::string& id) {
   const std::string tag = "<script type=\"application/json\" id=\"" + id + "\">";
   const std::size_t begin = page.find(tag) + tag.size();

@@ -26,7 +26,7 @@ StreamFormat Format(vix::FourCC code, std::uint32_t width, std::uint32_t height)
   return format;
 }
 
-// Makes a picture of 8 bits from its planes, in samples of `bits`.
+// Makes an 8-bit picture from its planes, with samples of `bits` bits.
 SamplePicture Load(const StreamFormat& format, const std::vector<std::uint8_t>& planar,
                    unsigned bits) {
   std::vector<std::uint8_t> packed(format.FrameBytes());
@@ -77,7 +77,7 @@ TEST(PictureQuality, SimilarityOfFlatPicturesFollowsTheirMeans) {
   EXPECT_NEAR(quality.parts[FrameQuality::kAll].ssim, 0.5 * expected + 0.5, 1e-9);
 }
 
-// One window of samples that differ in all respects, computed by the definition.
+// Computes one window of samples that differ in all respects by the definition.
 TEST(PictureQuality, SimilarityOfAWindowFollowsItsDefinition) {
   const StreamFormat format = Format(vix::kFourCC_UYVY, 8, 8);
   std::vector<std::uint8_t> a(PlanarBytes(format), 128);

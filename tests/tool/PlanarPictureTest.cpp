@@ -102,7 +102,7 @@ INSTANTIATE_TEST_SUITE_P(Sizes, PackedAndBack,
                                           testing::Values(1, 2, 3, 5, 6, 7, 47, 48, 49, 131),
                                           testing::Values(1, 2, 5)));
 
-TEST(ClearRowPadding, ZeroesOnlyWhatNoPixelUses) {
+TEST(ClearRowPadding, ZeroesOnlyThePadding) {
   const StreamFormat format = MakeFormat(vix::kFourCC_V210, 50, 2);
   Bytes frame(format.FrameBytes(), 0xEE);
   ClearRowPadding(format, frame.data());

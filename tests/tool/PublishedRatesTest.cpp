@@ -14,8 +14,8 @@ namespace {
 
 using vix::VideoResolution;
 
-/// A picture size and the frame rates that rates are published for; where a rate holds for N and
-/// for N * 1000 / 1001, the higher one, unless only the lower one exists at that size.
+/// A picture size and the frame rates with published bit rates. Where a bit rate holds for N and
+/// for N * 1000 / 1001, the higher frame rate, unless only the lower one exists at that size.
 struct RatedSize {
   std::uint16_t width;
   std::uint16_t height;
@@ -53,7 +53,7 @@ TEST(PublishedRates, AreTheSameInHostCoreAndCodecLibrary) {
       for (const Rational rate : size.rates) {
         const std::uint64_t bytes = FrameBytes(variant, size, rate);
         smallest = std::min(smallest, bytes);
-        // The published rates are whole megabits: those of one size differ by their rounding.
+        // Published rates are whole megabits: the rates of one size differ by rounding.
         EXPECT_LE(bytes, target * 107 / 100)
             << option << " " << size.height << " " << rate.numerator;
       }

@@ -68,7 +68,7 @@ TEST(RangeReader, RejectsARangePastTheEnd) {
   }
 }
 
-TEST(RangeReader, ContinuesBehindADamagedFrame) {
+TEST(RangeReader, ResumesAfterADamagedFrame) {
   FakeReader reader(4, true, 1);
   RangeReader frames(reader, std::nullopt);
   EXPECT_EQ(frames.Read()->number, 0);

@@ -10,7 +10,7 @@ namespace {
 using testing::HasSubstr;
 using testing::Not;
 
-// An encode of 100 frames at 25 frames per second that took 2 seconds.
+// Returns an encode of 100 frames at 25 frames per second that took 2 seconds.
 RunReport MakeReport() {
   RunReport report;
   report.command = "encode";
@@ -39,21 +39,21 @@ TEST(RunReport, ComputesSpeedAndBitRate) {
   EXPECT_DOUBLE_EQ(report.MegabitsPerSecond(), 120);
 }
 
-TEST(RunReport, TakesTheBitRateOfTheProResSide) {
+TEST(RunReport, UsesTheBitRateOfTheProResSide) {
   RunReport report = MakeReport();
   std::swap(report.source.code, report.result.code);
   std::swap(report.sourceBytes, report.resultBytes);
   EXPECT_DOUBLE_EQ(report.MegabitsPerSecond(), 120);
 }
 
-TEST(RunReport, StandsForNothingBeforeTheFirstFrame) {
+TEST(RunReport, HasNoRatesBeforeTheFirstFrame) {
   const RunReport report;
   EXPECT_EQ(report.FramesPerSecond(), 0);
   EXPECT_EQ(report.RealTimeFactor(), 0);
   EXPECT_EQ(report.MegabitsPerSecond(), 0);
 }
 
-TEST(SummaryLine, TellsOfColourSoundAndTimecode) {
+TEST(SummaryLine, IncludesColourSoundAndTimecode) {
   RunReport report = MakeReport();
   report.result.colour = {9, 16, 9};
   report.soundTracks = 2;
@@ -62,14 +62,14 @@ TEST(SummaryLine, TellsOfColourSoundAndTimecode) {
               HasSubstr("colour bt2020-pq, 2 sound tracks, timecode 10:00:00:00, 60.5 MB"));
 }
 
-TEST(SummaryLine, TellsEverythingInOneLine) {
+TEST(SummaryLine, PutsEverythingOnOneLine) {
   EXPECT_EQ(SummaryLine(MakeReport()),
             "out.mov: 100 frames, 1920x1080 ProRes 422, top field first, 25 fps, colour "
             "unspecified, 60.5 MB, "
             "ProRes at 120.0 Mb/s, in 2.0 s (50.0 fps, 2.00x real time)");
 }
 
-TEST(SummaryJson, SurvivesFileNamesThatAreNoText) {
+TEST(SummaryJson, AcceptsFileNamesThatAreNotText) {
   RunReport report = MakeReport();
   report.output = "\xff\xfe\"\n.mov";
   const std::string json = SummaryJson(report);
@@ -77,13 +77,13 @@ TEST(SummaryJson, SurvivesFileNamesThatAreNoText) {
   EXPECT_THAT(json, Not(HasSubstr("\n")));
 }
 
-TEST(SummaryJson, TellsTheBytesOfTheFramesAndOfTheFile) {
+TEST(SummaryJson, ReportsTheBytesOfTheFramesAndOfTheFile) {
   const std::string json = SummaryJson(MakeReport());
   EXPECT_THAT(json, HasSubstr("\"resultBytes\":60000000"));
   EXPECT_THAT(json, HasSubstr("\"outputBytes\":60500000"));
 }
 
-TEST(SummaryJson, LeavesOutWhatIsNotKnown) {
+TEST(SummaryJson, OmitsUnknownValues) {
   RunReport report;
   report.status = RunReport::Status::Failed;
   report.message = "in.mov: cannot be read";
@@ -100,14 +100,14 @@ TEST(BatchTable, KeepsEveryInputOnOneLine) {
   EXPECT_THAT(BatchTable({report}), HasSubstr("  two\\nlines\\x1B.mov\n"));
 }
 
-TEST(ProgressText, TellsTheTimeLeft) {
+TEST(ProgressText, ShowsTheTimeLeft) {
   EXPECT_EQ(ProgressText(MakeReport(), 350),
             "frame 100/350  50.0 fps  2.00x  120.0 Mb/s  0:00:05 left");
   EXPECT_EQ(ProgressText(MakeReport(), 100 + 50 * 3725),
             "frame 100/186350  50.0 fps  2.00x  120.0 Mb/s  1:02:05 left");
 }
 
-TEST(ProgressText, DoesWithoutATotal) {
+TEST(ProgressText, OmitsTheTimeLeftWithoutATotal) {
   EXPECT_EQ(ProgressText(MakeReport(), std::nullopt), "frame 100  50.0 fps  2.00x  120.0 Mb/s");
 }
 

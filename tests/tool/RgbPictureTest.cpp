@@ -80,8 +80,8 @@ TEST(RgbPicture, AnUnspecifiedMatrixFollowsTheHeight) {
   EXPECT_NEAR(ColourOf(Format(2, 720), red709)[1], 0, 2);
 }
 
-// A plane with a period of two samples is scaled to a third: inside the picture, every target pixel
-// covers as much of the one as of the other.
+// Scales a plane with a period of two samples to a third: inside the picture, every target pixel
+// covers both values equally.
 TEST(RgbPicture, ScalesToTheMeanOfTheArea) {
   const StreamFormat format = Format(36, 2);
   std::vector<std::uint8_t> packed;
@@ -201,7 +201,7 @@ TEST(ContactSheet, DrawsNoCaptionBeyondTheSheet) {
   EXPECT_EQ(sheet.Draw().width, 4u + 24);
 }
 
-TEST(ContactSheet, RefusesTooManyPicturesAndTooManyPixels) {
+TEST(ContactSheet, RejectsTooManyPicturesAndTooManyPixels) {
   ContactSheet many("sheet.png");
   for (std::size_t i = 0; i < ContactSheet::kMostPictures; ++i) many.Add(RgbPicture(2, 2), "1");
   EXPECT_THROW(many.Add(RgbPicture(2, 2), "1"), Failure);

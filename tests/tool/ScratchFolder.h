@@ -13,7 +13,7 @@
 
 namespace vixprores {
 
-/// A folder of the test's own, which is empty at first and gone with the object.
+/// A temporary folder, empty at first and removed by the destructor.
 class ScratchFolder {
  public:
   ScratchFolder() {
@@ -30,7 +30,7 @@ class ScratchFolder {
 
   std::string operator/(const std::string& name) const { return (path_ / name).string(); }
 
-  /// Names of the files in it, sorted.
+  /// Returns the names of its files, sorted.
   std::vector<std::string> List() const {
     std::vector<std::string> names;
     for (const auto& entry : std::filesystem::directory_iterator(path_)) {

@@ -28,7 +28,7 @@ TEST(ShellCompletion, OffersBothNamesOfAnOptionInBash) {
   EXPECT_THAT(script, HasSubstr("options='--into -o --help'"));
 }
 
-TEST(ShellCompletion, QuotesWhatZshWouldTakeForItsOwn) {
+TEST(ShellCompletion, QuotesSpecialCharactersOfZsh) {
   const std::string script = ZshCompletion(Commands());
   EXPECT_THAT(script, HasSubstr("'twist:Twist a file'\\''s frames\\: \\[all\\] of them'"));
   EXPECT_THAT(script,
@@ -36,13 +36,13 @@ TEST(ShellCompletion, QuotesWhatZshWouldTakeForItsOwn) {
   EXPECT_THAT(script, HasSubstr("'-o[where the files go; it'\\''s made]:FOLDER:_path_files -/'"));
 }
 
-TEST(ShellCompletion, QuotesWhatFishWouldTakeForItsOwn) {
+TEST(ShellCompletion, QuotesSpecialCharactersOfFish) {
   const std::string script = FishCompletion(Commands());
   EXPECT_THAT(script, HasSubstr("-a twist -d 'Twist a file\\'s frames: [all] of them'"));
   EXPECT_THAT(script, HasSubstr("-l into -s o -d 'where the files go; it\\'s made' -x"));
 }
 
-TEST(ShellCompletion, KnowsHelp) {
+TEST(ShellCompletion, OffersHelp) {
   EXPECT_THAT(BashCompletion(Commands()), HasSubstr("words='twist help'"));
 }
 

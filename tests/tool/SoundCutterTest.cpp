@@ -27,7 +27,7 @@ SoundTrack MakeTrack(AVCodecID codec, int channels, AVRational timeBase) {
   return {parameters, timeBase, {}};
 }
 
-// Samples numbered from `first` on, two bytes each.
+// Returns a packet of samples numbered from `first` on, two bytes each.
 Packet MakePacket(std::int64_t time, int first, int count) {
   Packet packet(av_packet_alloc());
   av_new_packet(packet.get(), 2 * count);
@@ -111,7 +111,7 @@ TEST(SoundCutter, KeepsPacketsOfCompressedSoundWhole) {
   EXPECT_FALSE(cutter.Cut(MakePacket(3840, 0, 500)));
 }
 
-TEST(SoundCutter, CutsAtTimesAsFarApartAsNumbersAllow) {
+TEST(SoundCutter, CutsAtExtremeTimes) {
   for (const std::int64_t time : {INT64_MIN + 1, INT64_MAX}) {
     SoundCutter cutter(MakeTrack(AV_CODEC_ID_PCM_S16LE, 1, {1, kRate}),
                        TimeSpan{-time, time, time, {1, 25}});
@@ -120,7 +120,7 @@ TEST(SoundCutter, CutsAtTimesAsFarApartAsNumbersAllow) {
   }
 }
 
-TEST(SoundTrack, KnowsTheBytesOfASample) {
+TEST(SoundTrack, ComputesTheBytesOfASample) {
   EXPECT_EQ(MakeTrack(AV_CODEC_ID_PCM_S24LE, 6, {1, kRate}).SampleBytes(), 18);
   EXPECT_EQ(MakeTrack(AV_CODEC_ID_PCM_F32BE, 1, {1, kRate}).SampleBytes(), 4);
   EXPECT_EQ(MakeTrack(AV_CODEC_ID_AAC, 2, {1, kRate}).SampleBytes(), 0);

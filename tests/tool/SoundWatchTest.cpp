@@ -67,7 +67,7 @@ TEST(SoundWatch, AcceptsTimesThatJitterByTwoMilliseconds) {
 }
 
 TEST(SoundWatch, FillsWithAsManySamplesAsLostPacketsHad) {
-  // Without the third and fourth packet, which began at 42.67 ms.
+  // The third and fourth packets, from 42.67 ms on, are missing.
   const Watched watched(MakeMono(AV_CODEC_ID_PCM_S16LE, kMilliseconds), 2048, {0, 21, 85, 107});
   ASSERT_THAT(watched.watch.GetDamage(), SizeIs(1));
   const SoundDamage& gap = watched.watch.GetDamage()[0];
@@ -100,7 +100,7 @@ TEST(SoundWatch, LongSilenceComesInPieces) {
   EXPECT_THAT(watched.watch.GetDamage(), SizeIs(1));
 }
 
-// Sizes whose product with the rate does not fit into 32 bits.
+// Uses sample sizes whose product with the rate exceeds 32 bits.
 TEST(SoundWatch, DoesNotFillGapsOfAbsurdRates) {
   constexpr int kAbsurdRate = 268435460;
   const SoundTrack track = MakeTrack(AV_CODEC_ID_PCM_S32LE, {1, 1000}, kAbsurdRate, 4);
@@ -128,7 +128,7 @@ TEST(SoundWatch, SilenceSharesItsMemory) {
   EXPECT_EQ(watched.queue[1].packet->data, watched.queue[2].packet->data);
 }
 
-TEST(SoundWatch, MeasuresGapsAsLongAsNumbersAllow) {
+TEST(SoundWatch, MeasuresExtremeGaps) {
   for (const std::int64_t time : {INT64_MIN + 1, INT64_MAX}) {
     const Watched watched(MakeMono(AV_CODEC_ID_PCM_S16LE, {1, kSoundRate}), 2048,
                           {0, time, -time, time});
@@ -146,7 +146,7 @@ TEST(SoundWatch, ReportsGapsThatItDoesNotFill) {
   }
 }
 
-TEST(SoundWatch, ExpectsNothingBehindAJump) {
+TEST(SoundWatch, ReportsNoGapAfterAJump) {
   const SoundTrack track = MakeMono(AV_CODEC_ID_PCM_S16LE, {1, kSoundRate});
   Watched watched(track, 2048, {0});
   watched.watch.Jump();
@@ -157,7 +157,7 @@ TEST(SoundWatch, ExpectsNothingBehindAJump) {
   EXPECT_THAT(watched.watch.GetDamage(), IsEmpty());
 }
 
-TEST(SoundWatch, ExpectsNothingOfCountedTimes) {
+TEST(SoundWatch, ReportsNoGapInCountedTimes) {
   SoundTrack track = MakeMono(AV_CODEC_ID_PCM_S16LE, {1, kSoundRate});
   track.isTimed = false;
   EXPECT_THAT(Watched(track, 2048, {0, 4096}).watch.GetDamage(), IsEmpty());

@@ -196,7 +196,7 @@ TEST(InspectionReport, MarksMismatchesAndFaults) {
   EXPECT_THAT(text, HasSubstr("Faults:\n  frame 1: "));
 }
 
-TEST(InspectionReport, JsonHasNullForWhatIsUnknown) {
+TEST(InspectionReport, WritesNullForUnknownValues) {
   StreamStatistics stream = MakeStream();
   stream.targetBytes.reset();
   Add(stream, Bytes(40));

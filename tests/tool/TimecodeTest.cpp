@@ -58,7 +58,7 @@ TEST(Timecode, StartsAgainAtMidnight) {
   EXPECT_EQ(Later("00:00:00:00", k25, -1), "23:59:59:24");
 }
 
-TEST(Timecode, RefusesWhatIsNoLabelOfTheVideo) {
+TEST(Timecode, RejectsInvalidLabels) {
   const auto refuse = [](const std::string& text, Rational rate, const std::string& reason) {
     EXPECT_THAT([&] { Timecode::Parse(text, rate); }, ThrowsMessage<UsageError>(HasSubstr(reason)))
         << text;

@@ -18,7 +18,7 @@ DamagedFrame MakeDamage() {
   return frame;
 }
 
-TEST(FramePlace, TellsWhatIsKnown) {
+TEST(FramePlace, IncludesKnownValuesOnly) {
   EXPECT_EQ(Describe(FramePlace{3, 1, {}, {}}), "frame 3");
   EXPECT_EQ(Describe(FramePlace{3, 4, {}, {}}), "frame 3 and 3 more");
   EXPECT_EQ(Describe(MakeDamage().place), "frame 17 (10:00:00:17) at byte 12345");
@@ -38,7 +38,7 @@ TEST(VerificationReport, NamesTheFirstOfManySlices) {
   EXPECT_THAT(text, testing::EndsWith(" and 3 more)"));
 }
 
-TEST(VerificationReport, TellsTheOutcomeOfAFile) {
+TEST(VerificationReport, ReportsTheOutcomeOfAFile) {
   Verification file;
   file.file = "a.mov";
   file.frames = 240;
@@ -78,7 +78,7 @@ TEST(VerificationReport, PutsEverythingIntoJson) {
             (nlohmann::json{{"picture", 2}, {"row", 0}, {"slice", 3}, {"offsetInFrame", 900}}));
 }
 
-TEST(FrameDamage, IsToldWithWhatBecameOfIt) {
+TEST(FrameDamage, IsReportedWithItsTreatment) {
   const FrameDamage damage{MakeDamage().place, "has 2 damaged slices",
                            FrameDamage::Treatment::Concealed};
   EXPECT_EQ(Describe(damage),

@@ -28,7 +28,7 @@ TEST(ParseY4mHeader, ReadsEveryProperty) {
   EXPECT_FALSE(format.colour.IsSpecified());
 }
 
-TEST(ParseY4mHeader, LeavesUntoldPropertiesUnknown) {
+TEST(ParseY4mHeader, LeavesMissingPropertiesUnknown) {
   const StreamFormat format = Parse("YUV4MPEG2 C422 H2 W4 F25:1");
   EXPECT_EQ(format.code, vix::kFourCC_UYVY);
   EXPECT_EQ(format.fieldOrder, FieldOrder::Unknown);
@@ -37,7 +37,7 @@ TEST(ParseY4mHeader, LeavesUntoldPropertiesUnknown) {
   EXPECT_EQ(Parse("YUV4MPEG2 W4 H2 F25:1 I? A0:0 C422").sampleAspect, (Rational{0, 1}));
 }
 
-TEST(ParseY4mHeader, NamesWhatItCannotUse) {
+TEST(ParseY4mHeader, NamesInvalidParameters) {
   const std::pair<const char*, const char*> cases[] = {
       {"YUV4MPEG W4 H2 F25:1 C422", "no Y4M stream"},
       {"", "no Y4M stream"},
@@ -57,7 +57,7 @@ TEST(ParseY4mHeader, NamesWhatItCannotUse) {
   }
 }
 
-TEST(ParseY4mHeader, TellsHowToConvertWhatTheEncoderCannotTake) {
+TEST(ParseY4mHeader, SuggestsAConversionForUnsupportedFormats) {
   for (const char* type : {"C420jpeg", "C444", "C422p12", "Cmono"}) {
     const std::string header = std::string("YUV4MPEG2 W4 H2 F25:1 ") + type;
     EXPECT_THAT([&] { Parse(header); }, ThrowsMessage<Failure>(HasSubstr(type)));
@@ -96,7 +96,7 @@ TEST(MakeY4mHeader, WritesWhatTheParserReads) {
   }
 }
 
-TEST(MakeY4mHeader, SaysThatThePixelAspectIsUnknown) {
+TEST(MakeY4mHeader, WritesAnUnknownPixelAspect) {
   StreamFormat format;
   format.code = vix::kFourCC_UYVY;
   format.width = 4;

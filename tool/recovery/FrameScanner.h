@@ -40,7 +40,7 @@ struct SkippedBytes {
 /// ends at its stated size, but before the next frame.
 ///
 /// Reads the input once from front to back, in time proportional to its size. Keeps one frame in
-/// memory, or at most 256 MiB of bytes that claim to be one. Used by one thread; the frames may be
+/// memory, and at most 256 MiB of bytes that claim to be one. Used by one thread; the frames may be
 /// used on any thread.
 class FrameScanner {
  public:
