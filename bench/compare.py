@@ -67,7 +67,7 @@ class Encode:
     encoder: str
     goal: float
     step: int = 1  # every so many frames of the clip, where the peer takes long
-    fourcc: str = ""  # of headless input; a .mov where empty
+    fourcc: str = ""  # of raw frames; a .mov where empty
     interlaced: bool = False
 
     def name(self):

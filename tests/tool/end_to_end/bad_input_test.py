@@ -1,6 +1,6 @@
 # SPDX-License-Identifier: BSD-2-Clause
-"""Inputs that cannot be used: every one ends with exit code 1, a message that says what was found
-and what to do, and no output. Where the message names a command, that command helps."""
+"""Unusable inputs: each run ends with exit code 1, a message that states what was found and what to
+do, and no output. If the message names a command, that command works."""
 import re
 import shlex
 import subprocess
@@ -54,7 +54,7 @@ class Unreadable(ToolTest):
 
 
 class NeedsConversion(ToolTest):
-    """The named command is run, and what it makes encodes."""
+    """Runs the named command; its output can be encoded."""
 
     def check_advice(self, clip, *words, piped=False):
         with open(clip, "rb") as pipe:
@@ -86,7 +86,7 @@ class NeedsConversion(ToolTest):
         luma = planes(self.path("out.mov"))[:128 * 96 * 2]
         self.assertGreater(min(memoryview(luma).cast("H")), 40)
 
-    def test_full_range_that_the_output_cannot_tell(self):
+    def test_full_range_that_the_output_cannot_label(self):
         clip = self.path("clip.y4m")
         make_clip(clip, "-color_range", "pc", pixels="yuv422p", filters="setrange=full")
         result = self.succeed("encode", clip, self.path("full.mov"))
@@ -133,7 +133,7 @@ class NeedsConversion(ToolTest):
         self.check_advice(clip, "variable frame rate", "frame 3 comes at", "fps=25",
                           "--rate takes all")
 
-    def test_variable_frame_rate_that_an_index_tells_leaves_nothing_behind(self):
+    def test_variable_frame_rate_in_an_index_leaves_no_files(self):
         clip = self.path("clip.mov")
         make_v210(clip, "-vsync", "vfr", filters="select='not(between(n,10,12))'", frames=20)
         out = self.path("out.mov")
@@ -157,7 +157,7 @@ class NeedsConversion(ToolTest):
         self.assertNotIn("odd times", self.succeed("encode", "--overwrite", "--rate", "30", clip,
                                                    out).stderr)
 
-    def test_of_a_range_only_its_own_frames_are_told_to_come_at_odd_times(self):
+    def test_reports_odd_times_of_the_frames_in_the_range_only(self):
         clip = self.path("clip.mov")
         make_v210(clip, "-vsync", "vfr", filters="select='not(eq(mod(n,10),3))'", frames=30)
 
@@ -182,7 +182,7 @@ class NeedsConversion(ToolTest):
 
     def test_frames_of_prores_at_odd_times_are_not_lost(self):
         clip, out = self.path("clip.mov"), self.path("out.y4m")
-        # From frame 10 on all come half a frame later.
+        # All frames from frame 10 on are half a frame late.
         make_clip(clip, "-c:v", "prores_ks", "-vsync", "vfr", "-enc_time_base", "1/50",
                   filters="settb=1/50,setpts='2*N+gte(N,10)'", frames=20)
         for policy in ("skip", "conceal"):
@@ -192,7 +192,7 @@ class NeedsConversion(ToolTest):
 
 
 class Empty(ToolTest):
-    def test_it_is_said(self):
+    def test_reports_an_empty_input(self):
         self.path("empty.mov").touch()
         for command in ("encode", "decode"):
             self.fail_with(1, ["empty.mov: is empty"], command, self.path("empty.mov"),
@@ -257,7 +257,7 @@ class Truncated(ToolTest):
         out = self.path("out.mov")
         self.fail_with(1, [clip, *words], "encode", clip, out)
         self.fail_with(1, [clip, *words], "encode", "--rate", "30", clip, out)
-        # As the message says, the frames before can be had.
+        # The frames before can be read with --frames, as the message states.
         self.succeed("encode", "--frames", "0-5", clip, out)
         self.assertEqual(probe(out)["nb_read_packets"], "6")
 
@@ -304,14 +304,14 @@ class Truncated(ToolTest):
         self.cut(clip)
         self.check_truncated(clip, "frame 6", "cut short")
 
-    def test_y4m_that_loses_its_way(self):
+    def test_y4m_without_a_frame_header(self):
         clip = self.path("clip.y4m")
         make_clip(clip, "-strict", "-1")
         data = clip.read_bytes().split(b"FRAME\n")
         clip.write_bytes(b"FRAME\n".join(data[:5]) + b"FRMAE\n" + b"FRAME\n".join(data[5:]))
         self.fail_with(1, [clip, "frame 4", "FRAME"], "encode", clip, self.path("out.mov"))
 
-    def test_headless_frames(self):
+    def test_raw_frames(self):
         clip, out = self.path("clip.raw"), self.path("out.mov")
         make_v210(clip, "-f", "rawvideo")
         self.cut(clip)
@@ -347,7 +347,7 @@ class Damaged(ToolTest):
         self.succeed("encode", self.clip, self.encoded)
 
     def overwrite_in_frame(self, frame, offset, replacement):
-        """Replaces bytes behind the tag of a frame."""
+        """Replaces bytes after the tag of a frame."""
         data = bytearray(self.encoded.read_bytes())
         position = -1
         for _ in range(frame + 1):
@@ -360,11 +360,11 @@ class Damaged(ToolTest):
         self.overwrite_in_frame(4, 20, b"\0")  # the size of the picture header
         result = self.fail_with(1, [self.encoded, "frame 4", "header of picture 1"], "decode",
                                 self.encoded, self.out)
-        # What the element says of it is for its log.
+        # The element's own message belongs in the log.
         self.assertNotIn("Failed to decode frame", result.stderr)
         self.succeed("decode", "--frames", "0-3", self.encoded, self.out)
 
-    def test_first_frame_that_is_none(self):
+    def test_invalid_first_frame(self):
         self.overwrite_in_frame(0, -4, b"junk")
         self.fail_with(1, [self.encoded, "frame 0", "frame header"], "decode", self.encoded,
                        self.out)

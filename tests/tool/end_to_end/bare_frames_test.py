@@ -1,6 +1,6 @@
 # SPDX-License-Identifier: BSD-2-Clause
 """Frames without the prefix of size and 'icpf', one frame or one field in a sample: they decode to
-the very pictures of the same frames with it."""
+the same pictures as the frames with the prefix."""
 import json
 import struct
 
@@ -11,7 +11,7 @@ FRAMES = 6
 
 
 def fields(frame):
-    """The two bare fields of a standard interlaced frame: each has the frame header, and one
+    """Returns the two bare fields of a standard interlaced frame: each has the frame header and one
     picture."""
     bare = frame[8:]
     header_bytes = struct.unpack_from(">H", bare)[0]
@@ -37,7 +37,7 @@ class BareFrames(ToolTest):
                               self.path("bare.raw"))
         self.assertEqual(json.loads(result.stdout)["rate"], rate)
 
-    def test_standard_samples_need_no_word(self):
+    def test_standard_samples_are_not_noted(self):
         samples = self.encode("null")
         mini_mov.write(self.path("same.mov"), samples)
         result = self.succeed("decode", self.path("same.mov"), self.path("same.raw"))
@@ -82,7 +82,7 @@ class BareFrames(ToolTest):
     def test_a_missing_field_is_that_of_its_frame(self):
         samples = [field for sample in self.encode("setfield=tff") for field in fields(sample)]
         mini_mov.write(self.path("bare.mov"), samples, rate=50)
-        # Far behind the end of the file.
+        # Far beyond the end of the file.
         data = self.path("bare.mov").read_bytes()
         place = data.index(b"stco") + 12 + 4 * 7
         self.path("bare.mov").write_bytes(data[:place] + b"\x7f" + data[place + 1:])

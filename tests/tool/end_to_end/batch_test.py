@@ -147,7 +147,7 @@ class Batch(ToolTest):
 
     def test_a_batch_does_not_need_all_its_threads(self):
         def reserve_too_large_stacks():
-            # The system refuses each new thread, whose stack would fill the address space.
+            # No new thread can be created: its stack would fill the address space.
             resource.setrlimit(resource.RLIMIT_STACK, (1 << 47, resource.RLIM_INFINITY))
 
         if resource.getrlimit(resource.RLIMIT_STACK)[1] != resource.RLIM_INFINITY:
@@ -204,7 +204,7 @@ class Progress(ToolTest):
         self.assertEqual({line["input"] for line in lines}, set(map(str, clips)))
 
     def show_progress(self, columns, *arguments):
-        """Runs the program on a terminal; returns the lines of progress that it drew there."""
+        """Runs the program on a terminal; returns the progress lines that it drew."""
         primary, secondary = pty.openpty()
         fcntl.ioctl(secondary, termios.TIOCSWINSZ, struct.pack("4H", 24, columns, 0, 0))
         process = subprocess.Popen([PROGRAM, *map(str, arguments)], stderr=secondary)

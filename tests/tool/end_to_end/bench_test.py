@@ -1,5 +1,5 @@
 # SPDX-License-Identifier: BSD-2-Clause
-"""The measurement of encoding and decoding in memory."""
+"""Benchmark of encoding and decoding in memory."""
 import json
 import os
 import subprocess
@@ -13,7 +13,7 @@ class Bench(ToolTest):
     def measure(self, *arguments):
         return json.loads(self.succeed("bench", "--json", *arguments).stdout)
 
-    def test_json_tells_what_was_measured(self):
+    def test_json_reports_the_measured_format(self):
         report = self.measure(*SMALL, "--variant", "lt", "--threads", "2", "--fourcc", "UYVY",
                               "--interlaced", "--cpu", "scalar")
         self.assertEqual(
@@ -24,7 +24,7 @@ class Bench(ToolTest):
              "frames": 4})
         self.assertGreaterEqual(report["passes"], 2)
 
-    def test_figures_go_together(self):
+    def test_figures_are_consistent(self):
         report = self.measure(*SMALL, "--threads", "2")
         for direction in ("encode", "decode"):
             with self.subTest(direction=direction):
@@ -40,7 +40,7 @@ class Bench(ToolTest):
         self.assertEqual(report["encode"]["megabytesPerFrame"],
                          report["decode"]["megabytesPerFrame"])
 
-    def test_one_thread_is_no_speed_up(self):
+    def test_one_thread_has_no_speed_up(self):
         report = self.measure(*SMALL, "--threads", "1")
         self.assertEqual((report["encode"]["speedUp"], report["decode"]["speedUp"]), (1, 1))
 
@@ -54,7 +54,7 @@ class Bench(ToolTest):
                 self.assertLess(rate, 1.1 * megabits)
 
     def test_memory_does_not_grow_with_the_frames(self):
-        """Passes over 444 frames more need less than the memory of 150 pictures more."""
+        """444 more frames per pass take less memory than 150 more pictures would."""
         picture, sizes = frame_bytes("V210", 128, 96), []
         for frames in (256, 700):
             process = subprocess.Popen(
@@ -85,7 +85,7 @@ class Bench(ToolTest):
         self.assertTrue(lines[2].startswith("encode "), lines)
         self.assertTrue(lines[3].startswith("decode "), lines)
 
-    def test_refuses_what_cannot_be_encoded(self):
+    def test_rejects_formats_that_cannot_be_encoded(self):
         self.fail_with(2, ["--size 65535x65535", "the limit is 1000000000"], "bench", "--size",
                        "65535x65535")
         self.fail_with(1, ["bench", "128x33"], "bench", "--size", "128x33", "--interlaced")

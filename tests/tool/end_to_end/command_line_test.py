@@ -178,7 +178,7 @@ class Elements(ToolTest):
 
 
 class PluginSearch(ToolTest):
-    """A copy of the program far from its plug-in."""
+    """Runs a copy of the program that is far from its plug-in."""
 
     def setUp(self):
         super().setUp()

@@ -18,7 +18,8 @@ mv "$CALLED.part" "$CALLED"
 
 
 class Terminal:
-    """A shell on a terminal. What it prints is read so that it never waits, and kept for failures."""
+    """A shell on a terminal. Its output is read continuously so that it never blocks, and kept for
+    failures."""
 
     def __init__(self, command, environment, folder):
         self.primary, secondary = pty.openpty()
@@ -67,7 +68,7 @@ class ShellTest(ToolTest):
         return path
 
     def open(self, command, prepare):
-        """A shell that has run `prepare`."""
+        """Returns a shell that has run `prepare`."""
         terminal = Terminal(command, self.environment, self.work)
         self.addCleanup(terminal.close)
         ready = self.path("ready")

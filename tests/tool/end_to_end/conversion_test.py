@@ -1,5 +1,5 @@
 # SPDX-License-Identifier: BSD-2-Clause
-"""Frames go in and come out again: every input, every output, ranges, pipes."""
+"""Frames survive encoding and decoding: every input, every output, ranges, pipes."""
 import json
 
 from tool import (ToolTest, count_read_bytes, ffmpeg, frame_bytes, largest_difference, make_clip, make_uyvy,
@@ -53,7 +53,7 @@ class EncodeInputs(ToolTest):
         self.assertEqual(probe(clip)["width"], 131)
         self.check_encodes(clip, "yuv422p", "B", HQ_TOLERANCE // 4)
 
-    def test_headless_frames(self):
+    def test_raw_frames(self):
         for fourcc, make, pixels in (("V210", make_v210, "yuv422p10le"),
                                      ("UYVY", make_uyvy, "uyvy422")):
             with self.subTest(fourcc=fourcc):
@@ -75,7 +75,7 @@ class EncodeInputs(ToolTest):
         self.succeed("encode", first, self.path("single.mov"))
         self.assert_same_bytes(planes(self.path("out.mov")), planes(self.path("single.mov")))
 
-    def test_frames_that_an_edit_list_leaves_out(self):
+    def test_frames_hidden_by_an_edit_list(self):
         clip, cut = self.path("clip.mov"), self.path("cut.mov")
         make_v210(clip)
         ffmpeg("-ss", "0.13", "-i", clip, "-c", "copy", cut)
@@ -144,7 +144,7 @@ class DecodeOutputs(ToolTest):
         out = self.path(name)
         self.succeed("decode", "--fourcc", fourcc, "--overwrite", self.encoded, out)
         self.assertEqual(probe(out)["nb_read_packets"], "10")
-        # An independent decoder may round otherwise, by one code value.
+        # An independent decoder may differ by one code value.
         difference = largest_difference(planes(out, pixels), planes(self.encoded, pixels), sample)
         self.assertLessEqual(difference, tolerance)
 
@@ -158,7 +158,7 @@ class DecodeOutputs(ToolTest):
             with self.subTest(name=name):
                 self.check_decodes(name, "UYVY", "uyvy422", "B", 1)
 
-    def test_headless_frames_under_any_other_name(self):
+    def test_raw_frames_under_any_other_name(self):
         for fourcc in ("V210", "UYVY"):
             with self.subTest(fourcc=fourcc):
                 out, contained = self.path("out.raw"), self.path("out.nut")
@@ -184,7 +184,7 @@ class DecodeOutputs(ToolTest):
         for row in range(0, len(data), stride):
             self.assertEqual(data[row + used:row + stride], bytes(stride - used))
 
-    def test_standard_output_gives_the_headless_frames(self):
+    def test_standard_output_carries_raw_frames(self):
         out = self.path("out.raw")
         self.succeed("decode", self.encoded, out)
         result = run("decode", self.encoded, "-", text=False)
@@ -206,7 +206,7 @@ class DecodeOutputs(ToolTest):
                 self.succeed("decode", "--overwrite", clip, out)
                 self.assert_same_bytes(out.read_bytes(), self.path("expected.raw").read_bytes())
 
-    def test_444_is_brought_to_422(self):
+    def test_444_is_converted_to_422(self):
         clip, out = self.path("444.mov"), self.path("out.mov")
         make_clip(clip, "-c:v", "prores_ks", "-profile:v", "4444", "-pix_fmt", "yuv444p10le")
         result = self.succeed("decode", clip, out)
@@ -229,7 +229,7 @@ class Ranges(ToolTest):
         self.frames = self.path("all.raw").read_bytes()
         self.bytes = frame_bytes("V210", 128, 96)
 
-    def test_decode_gives_the_frames_of_the_range(self):
+    def test_decode_writes_the_frames_of_the_range(self):
         for first, last in ((0, 0), (3, 6), (9, 9), (0, 9)):
             with self.subTest(first=first, last=last):
                 self.succeed("decode", "--frames", f"{first}-{last}", "--overwrite", self.encoded,
@@ -237,7 +237,7 @@ class Ranges(ToolTest):
                 self.assert_same_bytes(self.path("part.raw").read_bytes(),
                                        self.frames[first * self.bytes:(last + 1) * self.bytes])
 
-    def test_encode_gives_the_frames_of_the_range(self):
+    def test_encode_writes_the_frames_of_the_range(self):
         self.succeed("encode", "--frames", "3-6", self.source, self.path("part.mov"))
         self.succeed("decode", self.path("part.mov"), self.path("part.raw"))
         self.assert_same_bytes(self.path("part.raw").read_bytes(),
@@ -258,12 +258,12 @@ class Ranges(ToolTest):
                 size = self.path(name).stat().st_size
                 self.assertLess(read("398-399") - read("0-1"), size // 10)
 
-    def test_a_range_past_the_end_is_refused(self):
+    def test_a_range_past_the_end_is_rejected(self):
         out = self.path("out.mov")
         words = ["has 10 frames (0-9)", "5-10"]
         self.fail_with(1, words, "encode", "--frames", "5-10", self.source, out)
         self.fail_with(1, words, "decode", "--frames", "5-10", self.encoded, out)
-        # A pipe tells its length only when it ends.
+        # The length of a pipe is unknown until its end.
         self.fail_with(1, words, "encode", "--fourcc", "V210", "--size", "128x96", "--rate", "25",
                        "--frames", "5-10", "-", out, input=self.frames, text=False)
 
@@ -281,7 +281,7 @@ class Pipes(ToolTest):
         make_clip(self.path("clip.y4m"), "-strict", "-1")
         self.check_pipes(self.path("clip.y4m"))
 
-    def test_headless_frames(self):
+    def test_raw_frames(self):
         make_uyvy(self.path("clip.uyvy"), "-f", "rawvideo")
         self.check_pipes(self.path("clip.uyvy"), "--fourcc", "UYVY", "--size", "128x96", "--rate",
                          "25")
@@ -294,7 +294,7 @@ class Pipes(ToolTest):
         make_v210(self.path("clip.mov"), "-movflags", "faststart")
         self.check_pipes(self.path("clip.mov"))
 
-    # A file's large frames are taken from where they are in it, a pipe's cannot be.
+    # Large frames of a file are read in place; those of a pipe cannot be.
 
     def test_large_frames(self):
         make_v210(self.path("clip.mov"), "-movflags", "faststart", size="1280x720", frames=5)
@@ -307,7 +307,7 @@ class Pipes(ToolTest):
                self.path("clip.mov"))
         self.check_pipes(self.path("clip.mov"))
 
-    def test_large_headless_frames(self):
+    def test_large_raw_frames(self):
         make_v210(self.path("clip.mov"), size="1280x720", frames=5)
         ffmpeg("-i", self.path("clip.mov"), "-c", "copy", "-f", "rawvideo", self.path("clip.v210"))
         self.check_pipes(self.path("clip.v210"), "--fourcc", "V210", "--size", "1280x720",

@@ -1,7 +1,7 @@
 # SPDX-License-Identifier: BSD-2-Clause
-"""Files whose headers claim what the file does not have: billions of frames, absurd sound, times at
-the end of all numbers. Every command ends within limits of time and memory, with an ordinary exit
-code and a message that names the file."""
+"""Files whose headers claim content that the file does not have: billions of frames, absurd sound,
+extreme times. Every command ends within limits of time and memory, with a regular exit code and a
+message that names the file."""
 import itertools
 import resource
 import signal
@@ -40,7 +40,7 @@ IS_LIMITED = runs_limited()
 
 
 def patched(data, mark, offset, replacement, places=None):
-    """Replaces bytes at `offset` behind the start of `mark`, in its first `places` places."""
+    """Replaces bytes at `offset` after the start of `mark`, in its first `places` places."""
     data = bytearray(data)
     position = data.find(mark)
     if position < 0:
@@ -55,7 +55,7 @@ def patched(data, mark, offset, replacement, places=None):
 
 class CraftedFile(ToolTest):
     def check(self, path, *commands):
-        """Runs each command on the file; none must fail in any but the ordinary ways."""
+        """Runs each command on the file; each must succeed or fail in a regular way."""
         for arguments in commands:
             with self.subTest(path.name, command=arguments[0]):
                 try:
@@ -87,7 +87,7 @@ class CraftedFile(ToolTest):
         return path
 
     def clip(self, name, *sound):
-        """A ProRes clip of ten frames, and with `sound` as options, of a tone."""
+        """Makes a ProRes clip of ten frames, and with `sound` as options, of a tone."""
         path = self.path("plain-" + name)
         inputs = ("-f", "lavfi", "-i", "testsrc2=size=64x48:rate=25:duration=0.4")
         if sound:
@@ -97,7 +97,7 @@ class CraftedFile(ToolTest):
 
 
 class AnnouncedFrames(CraftedFile):
-    """Counts and durations of billions end where the file ends."""
+    """Announced counts and durations of billions end at the end of the file."""
 
     def test_avi(self):
         for make, check in ((lambda: self.clip("clip.avi"), self.check_prores),
@@ -167,7 +167,7 @@ class Times(CraftedFile):
 
 
 class VariableRate(CraftedFile):
-    """An intact file is intact at any times that its index states."""
+    """Checks that a file is intact at any times that its index states."""
 
     def setUp(self):
         super().setUp()
@@ -191,10 +191,10 @@ class VariableRate(CraftedFile):
 
 
 class Sound(CraftedFile):
-    """Silence for gaps is bounded by the sound that is there."""
+    """Silence for gaps is bounded by the amount of sound."""
 
     def make_gaps(self, name, step):
-        """Every second packet comes `step` ticks late."""
+        """Makes every second packet `step` ticks late."""
         self.clip("clip.mkv", "-c:a", "pcm_s32le", "-ac", "4")
         path = self.path(name)
         ffmpeg("-i", self.path("plain-clip.mkv"), "-c", "copy", "-bsf:a",

@@ -1,6 +1,6 @@
 # SPDX-License-Identifier: BSD-2-Clause
-"""Files made to mislead: sizes, times and counts that the file does not have. Every command ends
-soon, in little memory, with an exit code and a message of its own."""
+"""Files with misleading sizes, times and counts. Every command ends soon, in little memory, with a
+regular exit code and message."""
 import ctypes
 import ctypes.util
 import json
@@ -26,14 +26,14 @@ def checksum(data):
 
 
 def tag(track, time, packet, duration=1, size=None):
-    """The tag of a packet as the program writes it, whatever the values are."""
+    """Returns the tag of a packet as the program writes it, with any values."""
     head = MARK + struct.pack(">IIqqQ", track, len(packet) if size is None else size, time,
                               duration, checksum(packet))
     return head + struct.pack(">Q", checksum(head))
 
 
 def read_tags(data):
-    """Track, time, duration and packet of each tag, in their order."""
+    """Returns track, time, duration and packet of each tag, in order."""
     found, place = [], data.find(MARK)
     while place >= 0:
         track, size, moment, duration = struct.unpack_from(">IIqq", data, place + 8)
@@ -85,13 +85,13 @@ class TaggedFiles(Crafted):
         self.frames = [packet for track, _, _, packet in self.tags if track == 1]
 
     def craft(self, tags, rest=b""):
-        """A file with tags in front of those packets, and no index."""
+        """Makes a file with tags in front of the given packets, and no index."""
         self.crafted.write_bytes(self.start + b"".join(
             tag(track, moment, packet, duration) + packet
             for track, moment, duration, packet in tags) + rest)
 
     def move(self, track, number, change):
-        """The tags with that one of a track at another time."""
+        """Returns the tags with one tag of a track at another time."""
         tags = list(self.tags)
         place = [index for index, each in enumerate(tags) if each[0] == track][number]
         _, moment, duration, packet = tags[place]
@@ -132,10 +132,10 @@ class TaggedFiles(Crafted):
                 damage, = [each for each in report["damage"] if each["what"] == "is missing"]
                 self.assertEqual((damage["frame"], damage["count"], damage["treatment"]),
                                  (10, gap, "replaced" if frames > 25 else "left out"))
-                # What is not filled stays a gap: the last frame keeps its time.
+                # The rest stays a gap: the last frame keeps its time.
                 self.assertAlmostEqual(float(probe(self.out)["duration"]), 1 + gap / 25, delta=.05)
 
-    def test_sound_that_goes_backwards_is_left_out(self):
+    def test_out_of_order_sound_is_dropped(self):
         self.craft(self.move(2, 5, lambda moment, duration: (0, duration)))
         report = self.recover()
         self.assertEqual(report["frames"], 25)
@@ -147,14 +147,14 @@ class TaggedFiles(Crafted):
         begin, length = (round(gap[key] * 48000) * 3 for key in ("begin", "seconds"))
         self.assert_same_bytes(now, was[:begin] + bytes(length) + was[begin + length:])
 
-    def test_times_of_sound_that_no_number_holds(self):
+    def test_overflowing_times_of_sound(self):
         for moment, duration in (((1 << 63) - 1, 1), (-1 << 63, 1), (0, -1 << 63),
                                  (0, (1 << 63) - 1), (1 << 40, 1 << 40)):
             with self.subTest((moment, duration)):
                 self.craft(self.move(2, 3, lambda *_: (moment, duration)))
                 self.assertEqual(self.recover()["frames"], 25)
 
-    def test_tracks_that_are_not_described(self):
+    def test_tracks_without_a_description(self):
         self.craft([*self.tags, (3, 0, 1, b"x"), (0xffffffff, 0, 1, b"x"), (0, 0, 0, b"x")])
         self.assertEqual(self.recover()["frames"], 25)
 
@@ -162,7 +162,7 @@ class TaggedFiles(Crafted):
         self.craft([each for each in self.tags if each[0] != 1])
         self.assertIn("holds no complete frame", self.recover(code=1))
 
-    def test_a_packet_beyond_the_end_does_not_hide_those_behind_it(self):
+    def test_a_packet_beyond_the_end_does_not_hide_later_packets(self):
         cut = tag(1, 7, b"", size=1 << 31) + b"cut"
         self.craft(self.tags[:9], cut + b"".join(
             tag(track, moment, packet, duration) + packet
@@ -199,7 +199,7 @@ class TaggedFiles(Crafted):
 
 
 class IndexCheck(ToolTest):
-    """A complete index is found to be one without a read for every packet."""
+    """Verifies a complete index without a read for every packet."""
 
     def count_reads(self, frames):
         clip, whole = self.path("clip.y4m"), self.path(f"{frames}.mov")
@@ -214,7 +214,7 @@ class IndexCheck(ToolTest):
         self.assertEqual(process.wait(), 0)
         return reads
 
-    def test_a_complete_index_takes_no_read_for_each_packet(self):
+    def test_a_complete_index_needs_no_read_for_each_packet(self):
         self.assertLess(self.count_reads(1000), self.count_reads(20) + 100)
 
 
@@ -230,7 +230,7 @@ class ScannedFiles(Crafted):
 
     @staticmethod
     def header(width, height, size=1 << 20):
-        """A frame header without pictures."""
+        """Returns a frame header without pictures."""
         return struct.pack(">I4sHBB4sHHBBBBBBBB", size, b"icpf", 20, 0, 0, b"vixp", width, height,
                            0x80, 0, 2, 2, 2, 0, 0, 0)
 

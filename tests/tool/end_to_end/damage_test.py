@@ -1,6 +1,6 @@
 # SPDX-License-Identifier: BSD-2-Clause
-"""Files with damage of every kind: verify finds it, decode survives it, and each policy keeps its
-promise. The damage is random but the same in every run."""
+"""Files with damage of every kind: verify finds it, decode completes, and each policy holds. The
+damage is pseudo-random and the same in every run."""
 import concurrent.futures
 import json
 import pathlib

@@ -1,5 +1,5 @@
 # SPDX-License-Identifier: BSD-2-Clause
-"""One allocation that fails ends a run with an error, or changes nothing."""
+"""A single failing allocation ends a run with an error, or changes nothing."""
 import hashlib
 import json
 import os
@@ -14,7 +14,7 @@ POINTS = int(os.environ.get("VIXPRORES_FAIL_ALLOCATION_POINTS", "40"))
 
 
 def describe(path):
-    """All that is in a file but its random identifiers."""
+    """Returns the content of a file except its random identifiers."""
     if path.suffix == ".mov":
         return hashlib.sha256(path.read_bytes()).hexdigest()
     result = subprocess.run(
@@ -65,7 +65,7 @@ class FailingAllocation(ToolTest):
                     self.assertEqual(describe(output) if output else result.stdout, normal)
                 else:
                     self.assertIn(b"vixprores: ", result.stderr)
-                    # No intact frame is called damaged.
+                    # No intact frame is reported as damaged.
                     self.assertNotRegex(result.stdout, rb": frame \d|[1-9]\d* damaged")
 
     def test_encoding(self):

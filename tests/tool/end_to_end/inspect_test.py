@@ -38,7 +38,7 @@ class Inspect(ToolTest):
     def states(self):
         return {entry["property"]: entry["state"] for entry in self.inspect()["properties"]}
 
-    def test_sizes_and_places_are_those_of_the_container(self):
+    def test_sizes_and_places_match_the_container(self):
         self.make_prores("-profile:v", "hq")
         report = self.inspect()
         self.assertEqual(report["status"], "done")
@@ -237,7 +237,7 @@ class Inspect(ToolTest):
         result = self.succeed("inspect", "--json", os.fsdecode(odd))
         self.assertIn("odd-\ufffd.mov", json.loads(result.stdout)["input"])
 
-    def test_json_reports_what_ended_a_command(self):
+    def test_json_reports_the_failure_of_a_command(self):
         missing, page = self.path("missing.mov"), self.path("page.html")
         page.write_text("mine")
         for arguments in (("inspect", missing), ("compare", missing, missing),

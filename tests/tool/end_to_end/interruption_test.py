@@ -1,5 +1,5 @@
 # SPDX-License-Identifier: BSD-2-Clause
-"""Ctrl-C: the current frame is finished, the frames so far are kept as a playable file, and the
+"""Ctrl-C: the current frame is completed, the frames so far are kept as a playable file, and the
 program ends by the signal."""
 import itertools
 import json

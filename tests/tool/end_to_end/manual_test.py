@@ -8,7 +8,7 @@ from tool import TIMEOUT, ToolTest, run
 
 
 def commands():
-    """The commands that the help lists."""
+    """Returns the commands that the help lists."""
     return re.findall(r"(?m)^  ([a-z]+)  ", run("help").stdout.split("Examples:")[0])
 
 
@@ -18,7 +18,7 @@ class Manual(ToolTest):
         self.succeed("manual", "--pages", self.folder)
 
     def page(self, name):
-        """A page as man shows it."""
+        """Returns a page as man shows it."""
         return subprocess.run(
             ["man", "--warnings", "-l", self.path(name + ".1")], check=True, capture_output=True,
             text=True, timeout=TIMEOUT,
@@ -44,7 +44,7 @@ class Manual(ToolTest):
             with self.subTest(page=page.name):
                 self.assertTrue(page.read_bytes().isascii())
 
-    def test_pages_tell_all_that_the_help_tells(self):
+    def test_pages_contain_all_text_of_the_help(self):
         for name in commands():
             page = self.page(f"vixprores-{name}")
             words = re.sub(r"\s+", " ", page)
@@ -56,7 +56,7 @@ class Manual(ToolTest):
                 with self.subTest(command=name, part=part):
                     self.assertIn(part, words)
 
-    def test_examples_stand_as_they_are_typed(self):
+    def test_examples_are_printed_as_they_are_typed(self):
         page = self.page("vixprores-encode")
         self.assertIn("vixprores encode --variant hq input.mov output.mov\n", page)
         self.assertRegex(page, r"(?m)-strict -1 - \| \\$")
@@ -66,7 +66,7 @@ class Manual(ToolTest):
         self.assertEqual(self.succeed("manual", "encode").stdout,
                          self.path("vixprores-encode.1").read_text())
 
-    def test_refuses_what_it_has_no_page_for(self):
+    def test_rejects_unknown_commands(self):
         self.fail_with(2, ["encod", "did you mean 'encode'"], "manual", "encod")
         self.fail_with(2, ["unexpected argument"], "manual", "encode", "decode")
         missing = self.path("missing")

@@ -1,5 +1,5 @@
 # SPDX-License-Identifier: BSD-2-Clause
-"""Rate, aspect, field order, colour and start go from input to output, through both commands."""
+"""Rate, aspect, field order, colour and start are copied from input to output by both commands."""
 import json
 import struct
 import subprocess
@@ -43,7 +43,7 @@ class Metadata(ToolTest):
                     data = file.read()
                 frame = data[data.index(b"icpf") - 4:]
                 self.assertEqual(tuple(frame[22:25]), points)
-                # A player that believes the frame sees the same as one that believes the container.
+                # Players read either the frame or the container: both must agree.
                 self.decode()
                 for path in (self.encoded, self.decoded):
                     track = probe(path)
@@ -70,7 +70,7 @@ class Metadata(ToolTest):
                     self.assertEqual(probe(self.decoded)["r_frame_rate"], rate)
 
     def test_frame_rate_of_every_container(self):
-        # A clock of milliseconds, as that of .mkv, does not hide the exact rate.
+        # The exact rate survives a clock of milliseconds, as in .mkv.
         for container in ("mkv", "nut", "avi", "y4m"):
             with self.subTest(container):
                 self.clip = self.path(f"clip.{container}")
@@ -119,7 +119,7 @@ class Metadata(ToolTest):
         self.encode()
         self.assertEqual(probe(self.encoded)["field_order"], "tt")
 
-    def test_interlaced_headless_and_y4m_inputs(self):
+    def test_interlaced_raw_and_y4m_inputs(self):
         frames = self.path("frames.uyvy")
         make_uyvy(frames, "-f", "rawvideo")
         headless = ("--fourcc", "UYVY", "--size", "128x96", "--rate", "25")
@@ -131,7 +131,7 @@ class Metadata(ToolTest):
         self.encode()
         self.assertEqual(sample_entry_atom(self.encoded, "apcn", "fiel"), b"\2\x09")
 
-    def test_bottom_field_first_streams_decode_and_say_so(self):
+    def test_bottom_field_first_streams_decode_with_a_note(self):
         make_clip(self.encoded, "-c:v", "prores_ks", "-flags", "+ilme+ildct",
                   filters="setfield=bff")
         self.decode()
@@ -149,7 +149,7 @@ class Metadata(ToolTest):
         self.assertEqual(track["sample_aspect_ratio"], "1:2")
         self.assertEqual(track["field_order"], "progressive")
 
-    def test_skip_field_leaves_progressive_frames_alone(self):
+    def test_skip_field_keeps_progressive_frames(self):
         make_v210(self.clip)
         self.encode()
         self.decode()
@@ -179,7 +179,7 @@ class Metadata(ToolTest):
         self.assertEqual((track["color_primaries"], track["color_transfer"],
                           track["color_space"]), ("bt709",) * 3)
 
-    def test_what_a_container_cannot_keep_is_said(self):
+    def test_reports_properties_that_a_container_cannot_keep(self):
         make_v210(self.clip, *colour_options(COLOURS["PQ"][0]), filters="setfield=tff")
         self.encode()
         self.decoded = self.path("decoded.avi")
@@ -187,7 +187,7 @@ class Metadata(ToolTest):
         self.assertIn("field order (top field first)", notes)
         self.assertIn("colour primaries, transfer and matrix (bt2020-pq)", notes)
 
-    def test_the_summary_tells_what_the_output_carries(self):
+    def test_the_summary_lists_the_content_of_the_output(self):
         make_v210(self.clip, *colour_options(COLOURS["PQ"][0]), "-timecode", "10:00:00:00",
                   filters="setfield=tff")
         self.encode()
@@ -206,7 +206,7 @@ class Metadata(ToolTest):
                 self.assertEqual("cannot keep the timecode (10:00:00:00)" in result.stderr,
                                  timecode is None)
 
-    def test_headless_frames_are_not_described(self):
+    def test_raw_frames_are_not_described(self):
         make_v210(self.clip, "-color_primaries", "bt709", "-color_trc", "bt709", "-colorspace",
                   "bt709")
         self.encode()
@@ -218,7 +218,7 @@ class Metadata(ToolTest):
         self.assertIn("128x96 V210, 25 fps, ", summary)
         self.assertNotIn("field order", summary)
 
-    def test_texts_that_are_lost_are_said(self):
+    def test_reports_lost_texts(self):
         make_v210(self.clip, "-metadata", "title=A", "-metadata", "comment=B", "-metadata",
                   "creation_time=2020-01-02T03:04:05Z")
         for name, words in (("out.mov", []), ("out.mkv", []), ("out.mxf", ["comment", "title"])):
@@ -259,7 +259,7 @@ class Metadata(ToolTest):
                                self.path("out.mov").read_bytes())
 
     def turn(self, path, *matrix):
-        """Sets how players turn the picture of a .mov."""
+        """Sets how players rotate the picture of a .mov."""
         data = bytearray(path.read_bytes())
         place = data.index(b"tkhd") + 4 + 40
         struct.pack_into(">9i", data, place, *matrix)
@@ -299,7 +299,7 @@ class Metadata(ToolTest):
         for item, value in ((0x3301, 10), (0x3302, 2), (0x3308, 1)):  # depth, subsampling
             self.assertIn(struct.pack(">HHI", item, 4, value), data)
 
-    def test_subtitles_and_chapters_that_are_left_out_are_said(self):
+    def test_reports_dropped_subtitles_and_chapters(self):
         self.path("words.srt").write_text("1\n00:00:00,000 --> 00:00:00,300\nhello\n")
         self.path("chapters.txt").write_text(
             ";FFMETADATA1\n[CHAPTER]\nTIMEBASE=1/1000\nSTART=0\nEND=200\ntitle=one\n")
@@ -310,7 +310,7 @@ class Metadata(ToolTest):
         notes = self.succeed("encode", clip, self.path("out.mov")).stderr
         self.assertIn(f"{clip}: its subtitles are left out; its chapters are left out", notes)
 
-    def test_chroma_and_alpha_that_are_lost_are_said(self):
+    def test_reports_lost_chroma_and_alpha(self):
         for pixels, words in (("yuv422p10le", []), ("yuv444p10le", ["converts 4:4:4 to 4:2:2"]),
                               ("yuva444p10le", ["converts 4:4:4 to 4:2:2", "alpha channel"])):
             with self.subTest(pixels):
@@ -320,7 +320,7 @@ class Metadata(ToolTest):
                 for word in words:
                     self.assertIn(word, notes)
 
-    def test_a_field_order_that_is_not_told_is_said(self):
+    def test_reports_an_unknown_field_order(self):
         self.clip = self.path("clip.avi")
         make_v210(self.clip)
         self.assertIn("field order unknown; assuming progressive", self.encode().stderr)

@@ -1,5 +1,5 @@
 # SPDX-License-Identifier: BSD-2-Clause
-"""The smallest .mov files: one video track with any samples, and what the samples of a file are."""
+"""Writes minimal .mov files, one video track with any samples, and reads the samples of a file."""
 import json
 import struct
 import subprocess
@@ -8,13 +8,13 @@ from tool import TIMEOUT
 
 
 def samples(path):
-    """The bytes of each sample of the first video track, in their order."""
+    """Returns the bytes of each sample of the first video track, in order."""
     data = path.read_bytes()
     return [data[position:position + size] for position, size in places(path)]
 
 
 def places(path):
-    """Position and size of each sample, as an independent program finds them."""
+    """Returns position and size of each sample, as an independent program finds them."""
     result = subprocess.run(
         ["ffprobe", "-v", "error", "-select_streams", "v:0", "-show_entries", "packet=pos,size",
          "-of", "json", str(path)], check=True, capture_output=True, text=True, timeout=TIMEOUT)
@@ -23,7 +23,7 @@ def places(path):
 
 
 def break_slice(path, number):
-    """Breaks the first slice of a frame: the size of its header is no longer true."""
+    """Damages the first slice of a frame: sets a wrong size of its header."""
     data = bytearray(path.read_bytes())
     start = places(path)[number][0]
     table = start + 8 + struct.unpack_from(">H", data, start + 8)[0] + 8
@@ -33,7 +33,7 @@ def break_slice(path, number):
 
 
 def break_header(path, number):
-    """Makes the size of a frame's header 0."""
+    """Sets the size of a frame's header to 0."""
     data = bytearray(path.read_bytes())
     start = places(path)[number][0]
     data[start + 8:start + 10] = bytes(2)
@@ -41,7 +41,7 @@ def break_header(path, number):
 
 
 def break_picture(path, number):
-    """Makes the size of the header of a frame's first picture 0."""
+    """Sets the size of the header of a frame's first picture to 0."""
     data = bytearray(path.read_bytes())
     start = places(path)[number][0]
     data[start + 8 + struct.unpack_from(">H", data, start + 8)[0]] = 0
@@ -49,8 +49,8 @@ def break_picture(path, number):
 
 
 def with_empty_slices(frame, width, height):
-    """A progressive frame of that size, with the header of `frame` and the smallest slices that can be
-    parsed: 8 bytes for each 128x16 pixels."""
+    """Returns a progressive frame of that size, with the header of `frame` and the smallest slices
+    that can be parsed: 8 bytes for each 128x16 pixels."""
     header = bytearray(frame[:8 + struct.unpack_from(">H", frame, 8)[0]])
     struct.pack_into(">HH", header, 16, width, height)
     columns, rows = (width + 15) // 16, (height + 15) // 16
@@ -61,7 +61,8 @@ def with_empty_slices(frame, width, height):
 
 
 def write(path, frames, code=b"apcn", width=128, height=96, rate=25, aspect=None):
-    """A file with those samples, `rate` a second; `aspect` is the width and the height of a pixel."""
+    """Writes a file with those samples at `rate` per second; `aspect` is the width and the height
+    of a pixel."""
     frames = list(frames)
     head = _atom(b"ftyp", b"qt  ", _u32(0x200), b"qt  ")
     first = len(head) + 8
@@ -100,7 +101,7 @@ def _atom(kind, *contents):
 
 
 def _full(kind, *contents):
-    """An atom with version and flags, both 0."""
+    """Returns an atom with version and flags, both 0."""
     return _atom(kind, bytes(4), *contents)
 
 

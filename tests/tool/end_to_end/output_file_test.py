@@ -1,5 +1,5 @@
 # SPDX-License-Identifier: BSD-2-Clause
-"""The output appears under its name when it is complete, and only then."""
+"""The output gets its name only when it is complete."""
 import os
 import resource
 import subprocess
@@ -16,7 +16,7 @@ class OutputFile(ToolTest):
         make_v210(self.clip)
         self.succeed("encode", self.clip, self.encoded)
 
-    def test_existing_output_is_refused(self):
+    def test_existing_output_is_rejected(self):
         self.out.write_text("precious")
         for command, source in (("encode", self.clip), ("decode", self.encoded)):
             self.fail_with(1, [self.out, "exists", "--overwrite"], command, source, self.out)
@@ -34,7 +34,7 @@ class OutputFile(ToolTest):
                        "--frames", "0-99", self.clip, self.out)
         self.assertEqual(self.out.read_text(), "precious")
 
-    def test_input_itself_is_refused(self):
+    def test_input_as_output_is_rejected(self):
         before = self.clip.read_bytes()
         link = self.path("link.mov")
         link.symlink_to(self.clip)
@@ -59,7 +59,7 @@ class OutputFile(ToolTest):
                        self.encoded, "/dev/full")
 
     def limited(self, size, *arguments):
-        """Runs the program where no file may grow beyond `size` bytes."""
+        """Runs the program with files limited to `size` bytes."""
         def limit():
             resource.setrlimit(resource.RLIMIT_FSIZE, (size, size))
         return self.fail_with(1, [self.out, "cannot be written"], *arguments, preexec_fn=limit)
@@ -112,7 +112,7 @@ class OutputFile(ToolTest):
         self.assertEqual(result.returncode, 1)
         self.assertIn("cannot write to standard output", result.stderr)
 
-    def test_interlaced_mxf_is_refused(self):
+    def test_interlaced_mxf_is_rejected(self):
         make_v210(self.clip, filters="setfield=tff")
         self.fail_with(1, ["interlaced", "choose .mov or .mkv"], "encode", self.clip,
                        self.path("out.mxf"))

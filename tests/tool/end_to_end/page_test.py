@@ -1,5 +1,5 @@
 # SPDX-License-Identifier: BSD-2-Clause
-"""Pages as a browser shows them: the charts and maps, their controls, and that nothing is loaded."""
+"""Pages in a browser: charts, maps and their controls work, and nothing is loaded."""
 import hashlib
 import html.parser
 import json
@@ -17,7 +17,7 @@ BROWSER = shutil.which("chromium") or "chromium"
 
 UPLOT = pathlib.Path(__file__).parents[3] / "third_party" / "uplot"
 
-# Run in the page with the keys and the pointer of a user, and keep what was seen.
+# Run in the page with simulated keys and pointer, and record the result.
 KEYS = """
 const press = (element, key) =>
   element.dispatchEvent(new KeyboardEvent("keydown", {key, bubbles: true, cancelable: true}));
@@ -56,7 +56,7 @@ document.body.dataset.seen = JSON.stringify(seen);
 
 
 class Dom(html.parser.HTMLParser):
-    """A page after its scripts ran."""
+    """A page after its scripts have run."""
 
     def __init__(self, text):
         super().__init__()
@@ -95,11 +95,11 @@ class Pages(ToolTest):
         tagged = self.path("tagged.mov")
         make_clip(tagged, "-c:v", "prores_ks", "-profile:v", "hq", *encode,
                   "-timecode", "01:00:00:00", **clip)
-        # The container says otherwise than the frames.
+        # The container contradicts the frames.
         ffmpeg("-i", tagged, "-c", "copy", "-color_primaries", "bt2020", self.clip)
 
     def dump(self, path, *options):
-        """The page after its scripts ran, and what it wrote to the console."""
+        """Returns the page after its scripts have run, and its console output."""
         result = subprocess.run(
             [BROWSER, "--headless", "--no-sandbox", "--disable-gpu", "--disable-dev-shm-usage",
              f"--user-data-dir={self.path('profile')}", "--enable-logging=stderr",
@@ -226,7 +226,7 @@ class Pages(ToolTest):
                          [[800, 450], [800, 450], [480, 270], [480, 270], [640, 360]])
 
     def make_damaged(self):
-        """A coded file with a slice, a header and a size field that are not what was written."""
+        """Makes a coded file with a damaged slice, header and size field."""
         self.succeed("encode", "--overwrite", "--timecode", "01:00:00:00", self.raw, self.clip)
         data = bytearray(self.clip.read_bytes())
         places = mini_mov.places(self.clip)
@@ -370,7 +370,7 @@ class Pages(ToolTest):
                     self.make_damaged()
                 self.page.unlink(missing_ok=True)
                 run(*command, "--html", self.page, self.clip)
-                # Windows of the browser have a least width; frames in them have none.
+                # The browser limits the width of windows, but not of frames inside them.
                 self.page.write_text(self.page.read_text().replace(
                     "</body>", "<script>const root = document.documentElement; parent.postMessage("
                     "[innerWidth, root.scrollWidth - root.clientWidth], '*')</script></body>"))
@@ -382,7 +382,7 @@ class Pages(ToolTest):
                 text, console = self.dump(outer)
                 self.assertEqual((console, Dom(text).seen), ([], [320, 0]))
 
-    def test_replaces_no_page_unless_told_to(self):
+    def test_replaces_a_page_only_with_overwrite(self):
         self.make_pair()
         self.page.write_text("mine")
         for command in (("inspect",), ("compare", self.raw), ("verify",)):

@@ -82,7 +82,7 @@ class SameOutput(Parallel):
 
 
 class SameErrors(Parallel):
-    """A failing run reports the same, whatever later frames are in progress."""
+    """A failing run reports the same error, whatever later frames are in progress."""
 
     def check_all_fail_alike(self, *arguments, words):
         first = None
@@ -96,7 +96,7 @@ class SameErrors(Parallel):
                 self.assertEqual((result.stderr, report), first)
 
     def damage(self, *frames):
-        """Makes the pictures of those frames unreadable."""
+        """Makes the pictures of the given frames unreadable."""
         data = bytearray(self.encoded.read_bytes())
         position = -1
         for number in range(max(frames) + 1):

@@ -1,5 +1,5 @@
 # SPDX-License-Identifier: BSD-2-Clause
-"""What is left where a run is killed or the disk gets full, and what is made of it."""
+"""Recovery of the files that a killed run or a full disk leaves."""
 import contextlib
 import json
 import os
@@ -16,7 +16,7 @@ KILLS = 50
 
 
 def feed(pipe, data):
-    """Writes to a program that may be gone at any moment."""
+    """Writes to a program that may end at any moment."""
     try:
         pipe.write(data)
         pipe.flush()
@@ -25,7 +25,7 @@ def feed(pipe, data):
 
 
 class Killed(ToolTest):
-    """A run that is killed loses less than a second of what it had told of."""
+    """A killed run loses less than a second of the frames that it reported."""
 
     def setUp(self):
         super().setUp()
@@ -42,7 +42,7 @@ class Killed(ToolTest):
              "00:00:59;20", "--threads", str(moment.randint(1, 3)), "-", self.out], stdin=subprocess.PIPE,
             stderr=subprocess.PIPE)
         self.addCleanup(process.kill)
-        # What is kept back makes sure that the run does not end by itself.
+        # Withhold the rest, so that the run does not end by itself.
         frame = frame_bytes("V210", 128, 96)
         fed = len(piped) - moment.randint(3, 40) * frame
         feeder = threading.Thread(target=feed, args=(process.stdin, piped[:fed]))
@@ -79,14 +79,14 @@ class Killed(ToolTest):
                 if kill < 5:  # the rest would only be slow
                     self.assert_same_bytes(planes(self.out), pictures[:size * kept])
                     for track in (0, 1):
-                        # A track without a packet has not got into the file.
+                        # A track without packets is not in the file.
                         found = len(tracks_of(self.out, "a")) > track
                         part = sound(self.out, track) if found else b""
                         self.assert_same_bytes(part, tracks[track][:len(part)])
                         self.assertGreaterEqual(len(part) / 3 / 48000, kept * 1.001 / 30 - 1)
                     self.assertEqual(probe(self.out)["tags"]["timecode"], "00:00:59;20")
 
-    def test_a_cut_at_any_place_loses_no_whole_frame(self):
+    def test_truncation_at_any_place_loses_no_complete_frame(self):
         data = self.whole.read_bytes()
         frames = data.count(b"icpf")
         cut = self.path("cut.mov")
@@ -111,16 +111,16 @@ class WholeFiles(ToolTest):
         self.succeed("encode", "--color", "bt2020-hlg", "--par", "4:3", "--fields", "top",
                      "--compressor", "Name", self.clip, self.whole)
 
-    def test_recovering_a_whole_file_gives_the_same_file(self):
+    def test_recovering_a_complete_file_gives_the_same_file(self):
         result = self.succeed("recover", self.whole, self.out)
         self.assertIn(f"\n{self.whole} is kept; remove it once ", result.stderr)
         self.assert_same_bytes(self.out.read_bytes(), self.whole.read_bytes())
 
-    def test_an_mxf_that_would_be_wrong_is_refused(self):
+    def test_an_incorrect_mxf_is_rejected(self):
         self.fail_with(1, ["interlaced", "choose .mov or .mkv"], "recover", self.whole,
                        self.path("out.mxf"))
 
-    def test_what_the_output_cannot_keep_is_named(self):
+    def test_reports_properties_that_the_output_cannot_keep(self):
         self.succeed("encode", "--overwrite", "--fields", "progressive", self.clip, self.whole)
         result = self.succeed("recover", self.whole, self.path("out.mxf"))
         self.assertIn("cannot keep the metadata (title)", result.stderr)
@@ -156,7 +156,7 @@ class WholeFiles(ToolTest):
             places.append(position)
         return places
 
-    def test_the_frame_before_stands_for_a_damaged_one(self):
+    def test_the_previous_frame_replaces_a_damaged_one(self):
         places = self.frame_places()
         broken = self.damage([places[4] + 100, places[5] + 100])
         result = self.succeed("recover", "--json", broken, self.out)
@@ -186,7 +186,7 @@ class WholeFiles(ToolTest):
         self.assertEqual(len(now), len(was))
         self.assertEqual(sum(a != b for a, b in zip(was, now)), 1)
 
-    def test_what_is_lost_with_its_tag_is_told_and_stood_in_for(self):
+    def test_frames_lost_with_their_tags_are_reported_and_replaced(self):
         data = self.whole.read_bytes()
         frame, piece = self.frame_places()[4], data.index(sound(self.whole)[30000:30100])
         mark = b"\xf7vixpkt\x1a"
@@ -201,7 +201,7 @@ class WholeFiles(ToolTest):
         begin, length = (round(gap[key] * 48000) * 3 for key in ("begin", "seconds"))
         self.assert_same_bytes(now, was[:begin] + bytes(length) + was[begin + length:])
 
-    def test_what_is_no_file_of_ours_is_refused(self):
+    def test_files_of_other_programs_are_rejected(self):
         self.fail_with(1, [self.clip, "is not a .mov that this program began to write to a file"], "recover",
                        self.clip, self.out)
         empty = self.path("empty.mov")
@@ -212,7 +212,7 @@ class WholeFiles(ToolTest):
 
 
 class FullDisk(ToolTest):
-    def test_what_was_written_can_be_recovered(self):
+    def test_written_frames_can_be_recovered(self):
         disk, clip = self.path("disk"), self.path("clip.mov")
         disk.mkdir()
         mounted = subprocess.run(["mount", "-t", "tmpfs", "-o", "size=256k", "tmpfs", disk],

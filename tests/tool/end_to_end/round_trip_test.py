@@ -1,5 +1,5 @@
 # SPDX-License-Identifier: BSD-2-Clause
-"""What independent programs say of files before and after they went through the program."""
+"""Compares the reports of independent programs on files before and after a round trip."""
 import json
 import subprocess
 
@@ -99,7 +99,7 @@ class RoundTrip(ToolTest):
             self.assertEqual(what_ffprobe_says(path), before)
             after = what_mediainfo_says(path)
             for key in media_before:
-                # What the source's codec keeps mediainfo from telling is not compared.
+                # Skip properties that mediainfo cannot read from the source's codec.
                 if media_before[key] is not None:
                     self.assertEqual(after[key], media_before[key], key)
             for track in range(CASES[name][4]):

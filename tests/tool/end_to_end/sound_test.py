@@ -1,5 +1,5 @@
 # SPDX-License-Identifier: BSD-2-Clause
-"""Sound, timecode and the other things beside the pictures."""
+"""Sound, timecode and other content besides the pictures."""
 import json
 import subprocess
 
@@ -7,7 +7,7 @@ from tool import TIMEOUT, ToolTest, ffmpeg, make_v210, mov_atom, probe, run
 
 
 def make_movie(path, *output, tracks=1, seconds=1, rate="25", codec="pcm_s24le"):
-    """A movie whose sound tracks all differ."""
+    """Makes a movie whose sound tracks all differ."""
     inputs = ["-f", "lavfi", "-i", f"testsrc2=size=128x96:rate={rate}:duration={seconds}"]
     maps = ["-map", "0"]
     for track in range(tracks):
@@ -18,7 +18,7 @@ def make_movie(path, *output, tracks=1, seconds=1, rate="25", codec="pcm_s24le")
 
 
 def sound(path, track=0, codec="copy"):
-    """The bytes of a sound track."""
+    """Returns the bytes of a sound track."""
     return subprocess.run(
         ["ffmpeg", "-nostdin", "-v", "error", "-i", str(path), "-map", f"0:a:{track}", "-c:a",
          codec, "-f", "data" if codec == "copy" else "s24le", "-"], check=True,
@@ -70,7 +70,7 @@ class Sound(ToolTest):
             track = tracks_of(path, "a")[0]
             self.assertEqual((track["channels"], track["channel_layout"]), (6, "5.1"))
 
-    def test_a_layout_that_is_lost_is_said(self):
+    def test_reports_a_lost_layout(self):
         ffmpeg("-f", "lavfi", "-i", "testsrc2=size=128x96:rate=25:duration=1", "-f", "lavfi", "-i",
                "anullsrc=sample_rate=48000:channel_layout=5.1:duration=1", "-c:v", "v210", "-c:a",
                "pcm_s16le", self.clip)
@@ -82,7 +82,7 @@ class Sound(ToolTest):
                 self.assertEqual("layout of the sound's channels (5.1)" in result.stderr,
                                  layout == "unknown")
 
-    def test_sound_that_no_longer_fits_is_said(self):
+    def test_reports_sound_that_no_longer_fits(self):
         make_movie(self.clip)
         for rate, differs in (("25", False), ("30", True)):
             result = self.succeed("encode", "--overwrite", "--rate", rate, self.clip, self.encoded)
@@ -156,7 +156,7 @@ class Sound(ToolTest):
         self.fail_with(1, ["3 sound tracks", "number 4"], "encode", "--audio-tracks", "4",
                        self.clip, self.path("out.mov"))
 
-    def test_an_output_without_sound_is_told(self):
+    def test_reports_an_output_without_sound(self):
         make_movie(self.clip, tracks=2)
         self.succeed("encode", self.clip, self.encoded)
         result = self.succeed("decode", self.encoded, self.path("out.y4m"))
@@ -183,7 +183,7 @@ class Sound(ToolTest):
         self.succeed("decode", self.encoded, self.decoded)
         self.assert_same_bytes(sound(self.decoded, 1), sound(self.clip, 1))
 
-    def test_damage_is_found_and_told(self):
+    def test_damage_is_found_and_reported(self):
         make_movie(self.clip)
         self.succeed("encode", self.clip, self.encoded)
         data = bytearray(self.encoded.read_bytes())
@@ -206,7 +206,7 @@ class Sound(ToolTest):
 
 
 class LostSound(ToolTest):
-    """Sound that is missing in the middle leaves a silence of its length; nothing comes early."""
+    """Missing sound is replaced by silence of its length; later sound is not early."""
 
     LONGEST = 9600  # bytes of sound that the damage may cost: 5000 of damage touch few packets
 
@@ -221,7 +221,7 @@ class LostSound(ToolTest):
         return clip, broken
 
     def drop_packets(self, path, output):
-        """Copies a file without its sound's packets 10 to 12 of 1024 samples."""
+        """Copies a file without the sound packets 10 to 12, of 1024 samples each."""
         ffmpeg("-i", path, "-c", "copy", "-bsf:a", "noise=drop=between(n\\,10\\,12)", output)
 
     def check_three_packets_silenced(self, clip):
@@ -237,7 +237,7 @@ class LostSound(ToolTest):
         self.assertLess(last - first, self.LONGEST)
         return now[first:last]
 
-    def test_silence_takes_its_place_in_every_output(self):
+    def test_silence_replaces_it_in_every_output(self):
         clip, broken = self.damage("whole.mkv")
         for name in ("out.mov", "out.avi", "out.nut"):
             with self.subTest(name):
@@ -267,7 +267,7 @@ class LostSound(ToolTest):
         self.assertIn("1 gap in the sound", result.stderr)
         self.check_three_packets_silenced(clip)
 
-    def test_verify_tells_of_it(self):
+    def test_verify_reports_it(self):
         for name in ("whole.mkv", "whole.mxf"):
             with self.subTest(name):
                 _, broken = self.damage(name)
@@ -330,7 +330,7 @@ class Timecode(ToolTest):
         self.assertEqual(self.timecode(self.encoded), "00:01:00;02")
         self.assertEqual(json.loads(result.stdout)["timecode"], "00:01:00;02")
 
-    def test_where_it_is_given_that_of_the_input_is_not_missed(self):
+    def test_a_given_timecode_replaces_that_of_the_input_without_a_note(self):
         make_movie(self.clip, "-timecode", "01:00:00:00", "-movflags", "faststart")
         data = self.clip.read_bytes()
         for options, isMissed in (((), True), (("--timecode", "02:00:00:00"), False)):
@@ -347,7 +347,7 @@ class Timecode(ToolTest):
         self.fail_with(2, ["01:00:00;00", "drop frame is for"], "encode", "--timecode",
                        "01:00:00;00", self.clip, self.path("out.mov"))
 
-    def test_other_containers_keep_it_or_say_that_they_do_not(self):
+    def test_other_containers_keep_it_or_report_its_loss(self):
         make_movie(self.clip, "-timecode", "10:11:12:13", codec="pcm_s16le")
         for name in ("out.mkv", "out.mxf"):
             self.succeed("encode", self.clip, self.path(name))
@@ -356,7 +356,7 @@ class Timecode(ToolTest):
         result = self.succeed("decode", self.path("out.mkv"), self.path("out.avi"))
         self.assertIn("cannot keep the timecode (10:11:12:13)", result.stderr)
 
-    def test_a_container_that_makes_one_says_so(self):
+    def test_reports_a_timecode_that_the_container_adds(self):
         make_movie(self.clip, codec="pcm_s16le")
         result = self.succeed("encode", "--json", self.clip, self.path("out.mxf"))
         self.assertIn("starts at 00:00:00:00, as none is known", result.stderr)
@@ -399,7 +399,7 @@ class OtherMetadata(ToolTest):
             self.assertTrue(tags["creation_time"].startswith("2020-01-02T03:04:05"))
             self.assertEqual(tracks_of(path, "d")[0]["tags"]["reel_name"], "A001C002")
 
-    def test_compressor_and_vendor_are_ours_or_as_told(self):
+    def test_compressor_and_vendor_can_be_set(self):
         make_v210(self.clip)
         self.succeed("encode", self.clip, self.encoded)
         tags = probe(self.encoded)["tags"]
@@ -423,7 +423,7 @@ class OtherMetadata(ToolTest):
         self.assertEqual(header[13], 0x32)  # a picture of 16:9, 24 frames a second
         self.assertEqual(tuple(header[14:17]), (9, 16, 9))
 
-    def test_colour_that_nobody_tells_stays_unspecified_and_is_said(self):
+    def test_unspecified_colour_stays_so_and_is_reported(self):
         make_v210(self.clip)
         result = self.succeed("encode", self.clip, self.encoded)
         self.assertIn("colour unspecified", result.stderr)
@@ -434,7 +434,7 @@ class OtherMetadata(ToolTest):
 
 
 class ShortSound(ToolTest):
-    def test_sound_behind_the_last_picture_of_an_mxf_is_reported(self):
+    def test_sound_after_the_last_picture_of_an_mxf_is_reported(self):
         clip, out = self.path("clip.mov"), self.path("out.mxf")
         ffmpeg("-f", "lavfi", "-i", "testsrc2=size=128x96:rate=25:duration=1", "-f", "lavfi", "-i",
                "anoisesrc=sample_rate=48000:duration=1.5", "-c:v", "v210", "-c:a", "pcm_s16le",
@@ -444,7 +444,7 @@ class ShortSound(ToolTest):
         self.assertNotIn("behind the last picture",
                          self.succeed("encode", clip, self.path("out.mov")).stderr)
 
-    def test_no_picture_is_lost_behind_the_end_of_the_sound(self):
+    def test_no_picture_is_lost_after_the_end_of_the_sound(self):
         clip = self.path("clip.mov")
         ffmpeg("-f", "lavfi", "-i", "testsrc2=size=128x96:rate=25", "-f", "lavfi", "-i",
                "sine=duration=0.3:sample_rate=48000", "-frames:v", "75", "-c:v", "v210", "-c:a",

@@ -1,5 +1,5 @@
 # SPDX-License-Identifier: BSD-2-Clause
-"""Stills of thumbs, as an independent program decodes them."""
+"""Stills written by thumbs, as an independent program decodes them."""
 import json
 import os
 import subprocess
@@ -53,7 +53,7 @@ class Thumbs(ToolTest):
                 self.assertEqual(self.names(), [f"frame-{number:06}.png" for number in numbers])
 
     def test_colours_are_those_of_the_matrix(self):
-        # Flat colours, which no coding and no scaling changes by much.
+        # Flat colours, which coding and scaling hardly change.
         for matrix, primaries in (("bt709", "bt709"), ("smpte170m", "smpte170m"),
                                   ("bt2020nc", "bt2020")):
             for colour, expected in (("red", (255, 0, 0)), ("0x00ff00", (0, 255, 0)),
@@ -88,7 +88,7 @@ class Thumbs(ToolTest):
         self.assertRegex(result.stderr, r"pixel aspect \d+:1 is shown as 4:1")
         self.assertEqual(size(self.stills / self.names()[0]), (4 * 128, 96))
 
-    def test_a_picture_is_that_of_the_frame(self):
+    def test_a_still_matches_its_frame(self):
         self.make_prores()
         self.succeed("thumbs", "--frames", "7-7", self.clip, "-o", self.stills)
         ours = rgb(self.stills / "frame-000007.png")
@@ -116,7 +116,7 @@ class Thumbs(ToolTest):
         self.succeed("thumbs", self.clip, "-o", self.stills)
         self.assertEqual(len(self.names()), 10)
 
-    def test_replaces_nothing_unless_told_to(self):
+    def test_replaces_files_only_with_overwrite(self):
         self.make_prores()
         self.succeed("thumbs", self.clip, "-o", self.stills)
         result = run("thumbs", self.clip, "-o", self.stills)
@@ -129,7 +129,7 @@ class Thumbs(ToolTest):
         self.fail_with(2, ["--width"], "thumbs", "clip.mov", "-o", "x", "--width", "0",
                        cwd=self.folder)
 
-    def test_tells_what_it_wrote(self):
+    def test_reports_the_files_written(self):
         self.make_prores()
         sheet = self.path("sheet.png")
         options = ("--every", "4", "--sheet", sheet, "-o", self.stills, "--overwrite", self.clip)
@@ -149,7 +149,7 @@ class Thumbs(ToolTest):
         result = self.succeed("thumbs", "--frames", "5-5", "-o", self.stills, self.clip)
         self.assertEqual(result.stderr, f"{self.stills}: 1 still of 128x96, frame 5\n")
 
-    def test_tells_of_concealed_slices(self):
+    def test_reports_concealed_slices(self):
         self.make_prores()
         offset = mini_mov.places(self.clip)[4][0]
         mini_mov.break_slice(self.clip, 4)

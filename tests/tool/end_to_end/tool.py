@@ -1,5 +1,5 @@
 # SPDX-License-Identifier: BSD-2-Clause
-"""What the end-to-end tests share: the program, clips to feed it, and views of what it wrote.
+"""Shared by the end-to-end tests: the program, input clips, and inspection of its output.
 
 The environment names the program (VIXPRORES) and the plug-in (VIXPRORES_PLUGIN)."""
 import contextlib
@@ -18,7 +18,7 @@ import unittest
 
 PROGRAM = os.environ["VIXPRORES"]
 PLUGIN = os.environ["VIXPRORES_PLUGIN"]
-TIMEOUT = 120  # seconds after which a run hangs
+TIMEOUT = 120  # seconds after which a run counts as hanging
 _CLIPS = tempfile.TemporaryDirectory(prefix="vixprores-clips-")
 
 
@@ -33,7 +33,7 @@ def run(*arguments, **options):
 
 
 def count_read_bytes(*arguments):
-    """Runs the program, which must succeed; the bytes that it asked the system for."""
+    """Runs the program, which must succeed; returns the bytes that it requested from the system."""
     with subprocess.Popen([PROGRAM, *map(str, arguments)], stdin=subprocess.DEVNULL,
                           stdout=subprocess.DEVNULL, stderr=subprocess.DEVNULL) as process:
         os.waitid(os.P_PID, process.pid, os.WEXITED | os.WNOWAIT)
@@ -71,14 +71,14 @@ def ffmpeg(*arguments):
 
 def make_clip(path, *output, size="128x96", rate="25", frames=10, filters="null",
               pixels="yuv422p10le"):
-    """A moving test picture; `output` are options in front of the output's name."""
+    """Makes a moving test picture; `output` are options in front of the output's name."""
     clip = _cached_clip(path.suffix, output, size, rate, frames, filters, pixels)
     shutil.copyfile(clip, path)
 
 
 @functools.lru_cache(maxsize=None)
 def _cached_clip(suffix, output, size, rate, frames, filters, pixels):
-    """Most tests of a module start from the same few clips."""
+    """Returns a cached clip: most tests of a module use the same few clips."""
     path = pathlib.Path(_CLIPS.name) / f"{len(os.listdir(_CLIPS.name))}{suffix}"
     ffmpeg("-f", "lavfi", "-i", f"testsrc2=size={size}:rate={rate}", "-vf",
            f"format={pixels},{filters},{colour_filter(output)}", "-frames:v", frames, *output, path)
@@ -98,7 +98,8 @@ def colour_filter(output):
 
 
 def set_bitstream_version_0(path):
-    """The elements accept no other; ffmpeg writes version 1 into 4:4:4 frames since version 7."""
+    """Sets version 0, the only one that the elements accept; ffmpeg writes version 1 into 4:4:4
+    frames since version 7."""
     data = path.read_bytes()
     path.write_bytes(re.sub(rb"(icpf\x00.\x00)\x01", b"\\1\0", data, flags=re.DOTALL))
 
@@ -113,7 +114,7 @@ def make_uyvy(path, *output, **clip):
 
 
 def probe(path):
-    """What an independent program says of the first video track."""
+    """Returns what an independent program reports about the first video track."""
     result = subprocess.run(
         ["ffprobe", "-v", "error", "-count_packets", "-select_streams", "v:0", "-show_streams",
          "-of", "json", str(path)], check=True, capture_output=True, text=True, timeout=TIMEOUT)
@@ -121,14 +122,15 @@ def probe(path):
 
 
 def planes(path, pixels="yuv422p10le", *options):
-    """The pictures of a file, as an independent program decodes them."""
+    """Returns the pictures of a file, as an independent program decodes them."""
     return subprocess.run(
         ["ffmpeg", "-nostdin", "-v", "warning", *options, "-i", str(path), "-vsync",
          "passthrough", "-f", "rawvideo", "-pix_fmt", pixels, "-"], check=True, capture_output=True, timeout=TIMEOUT).stdout
 
 
 def largest_difference(first, second, sample="H"):
-    """Between two runs of samples of equal length; sample "H" = 16 bits, "B" = 8 bits."""
+    """Returns the largest difference of two sequences of equal length; sample "H" = 16 bits, "B" =
+    8 bits."""
     if len(first) != len(second):
         raise AssertionError(f"{len(first)} bytes against {len(second)}")
     return max(map(lambda a, b: abs(a - b), memoryview(first).cast(sample),
@@ -141,8 +143,8 @@ def frame_bytes(fourcc, width, height):
 
 
 def mov_atom(path, *types):
-    """The contents of the first atom on that way, for example mov_atom(p, "moov", "trak").
-    The way into a sample description leads through "stsd" to its type."""
+    """Returns the contents of the first atom on a path, for example mov_atom(p, "moov", "trak").
+    The path into a sample description leads through "stsd" to its type."""
     headers = {"stsd": 8, "apco": 78, "apcs": 78, "apcn": 78, "apch": 78, "v210": 78, "2vuy": 78}
     data = pathlib.Path(path).read_bytes()
     for index, wanted in enumerate(types):
@@ -173,7 +175,7 @@ def sample_entry_atom(path, code, name):
 
 
 class ToolTest(unittest.TestCase):
-    """A test with a folder of its own, which is empty before and gone after each test."""
+    """A test with a folder of its own, which is empty before and removed after each test."""
 
     def setUp(self):
         self.folder = pathlib.Path(tempfile.mkdtemp(prefix="vixprores-test-"))
@@ -188,12 +190,12 @@ class ToolTest(unittest.TestCase):
         return result
 
     def assert_same_bytes(self, first, second):
-        """As assertEqual, without showing what may be megabytes."""
+        """Compares like assertEqual, but does not print what may be megabytes."""
         self.assertTrue(first == second, f"{len(first)} and {len(second)} bytes differ")
 
     def fail_with(self, code, words, *arguments, **options):
         """Runs the program, which must end with `code`, an error that contains every one of
-        `words`, and no new file but the one that it says it has kept, which is removed."""
+        `words`, and no new file except a reported partial file, which is removed."""
         before = sorted(self.folder.iterdir())
         result = run(*arguments, **options)
         self.assertEqual(result.returncode, code, result.stderr)

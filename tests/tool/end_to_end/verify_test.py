@@ -133,7 +133,7 @@ class Verify(VerifyTest):
         self.assertGreater(file["damagedFrames"], frames // 3)
         self.fail_with(1, ["cut.mkv", "is missing"], "decode", cut, self.path("out.mov"))
 
-    def test_fragments_that_do_not_lead_to_the_end(self):
+    def test_a_broken_chain_of_fragments(self):
         whole, broken = self.path("whole.mov"), self.path("broken.mov")
         self.succeed("encode", self.clip, whole)
         ffmpeg("-i", whole, "-c", "copy", "-movflags", "frag_keyframe+empty_moov",
@@ -154,7 +154,7 @@ class Verify(VerifyTest):
         mini_mov.write(self.encoded, mini_mov.samples(self.encoded))
         data = self.encoded.read_bytes()
         place = data.index(b"stco") + 12
-        self.overwrite(self.encoded, place + 4 * 3, b"\x7f")  # far behind the end
+        self.overwrite(self.encoded, place + 4 * 3, b"\x7f")  # far beyond the end
         self.overwrite(self.encoded, place + 4 * 6 + 3, bytes([data[place + 4 * 6 + 3] ^ 0x10]))
         self.assertEqual(self.damaged(self.encoded), [3, 6])
         self.overwrite(self.encoded, place, b"\x7f")
@@ -196,7 +196,7 @@ class Verify(VerifyTest):
 
 
 class Index(VerifyTest):
-    """Damage to the index, which leads to the frames and to what is beside them."""
+    """Damage to the index, which locates the frames and the other tracks."""
 
     def setUp(self):
         super().setUp()
@@ -207,7 +207,7 @@ class Index(VerifyTest):
         self.packets = [data.count(tag(track)) for track in range(4)]
 
     def places(self, kind):
-        """Return the places of the atoms of that kind: video, sound, sound, timecode."""
+        """Return the places of the atoms of one kind: video, sound, sound, timecode."""
         data = self.encoded.read_bytes()
         places, position = [], self.index
         while (position := data.find(kind, position + 1)) >= 0:
@@ -388,7 +388,7 @@ class Scan(VerifyTest):
         self.assertNotIn("note", part)
         self.assertNotIn("note", self.verify_one(0, self.encoded))
 
-    def test_frames_alone_on_standard_input(self):
+    def test_bare_stream_on_standard_input(self):
         frames = b"".join(mini_mov.samples(self.encoded))
         result = self.succeed("verify", "--scan", "-", input=frames, text=False)
         self.assertIn(b"8 frames, intact", result.stdout)
