@@ -27,7 +27,7 @@ std::vector<std::int16_t> Coefficients(unsigned component, unsigned share, std::
   return coefficients;
 }
 
-/// Returns the coefficients, with zeros for those that are not stored.
+/// Returns the coefficients, with zeros where none is stored.
 std::vector<std::int16_t> Restore(const SparseComponent& component) {
   std::vector<std::int16_t> coefficients(64 * component.blocks);
   std::copy_n(component.dcs, component.blocks, coefficients.begin());

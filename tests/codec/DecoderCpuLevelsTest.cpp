@@ -44,7 +44,7 @@ class LevelDecoder {
   WPRDecoderHandle decoder_;
 };
 
-/// Streams of every structure. Odd sizes make slices of every width and incomplete rows.
+/// Returns streams of every structure. Odd sizes produce slices of every width and incomplete rows.
 std::vector<StreamSpec> Specs() {
   std::vector<StreamSpec> specs;
   for (const bool chroma444 : {false, true}) {
@@ -118,7 +118,7 @@ void ExpectSamePictures(CpuLevel level, int threads) {
   for (const Decoding& decoding : kDecodings) ExpectSame(decoder, decoding);
 }
 
-/// The frames with twelve random bytes each behind the headers and most of the slice table.
+/// Returns the frames, each with twelve random bytes after the headers and most of the slice table.
 std::vector<Bytes> DamagedFrames() {
   constexpr std::size_t kFirstCodedByte = 150;
   std::vector<Bytes> frames = Frames();

@@ -47,7 +47,7 @@ Bytes Prefix(const Bytes& bytes, std::size_t size) {
 constexpr int kSmallWidth = 19;
 constexpr int kSmallHeight = 18;
 
-/// Small frames of every kind.
+/// Returns small frames of every kind.
 std::vector<StreamSpec> SmallFrames() {
   std::vector<StreamSpec> specs(5);
   for (StreamSpec& spec : specs) {

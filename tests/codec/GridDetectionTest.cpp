@@ -44,7 +44,7 @@ class Slice {
     }
   }
 
-  /// Replaces one luma value in so many.
+  /// Replaces one in `part` luma values.
   void Disturb(unsigned part, std::mt19937& random) {
     for (std::int16_t& value : components_[0]) {
       if (random() % part == 0) value = static_cast<std::int16_t>(random() % 400);

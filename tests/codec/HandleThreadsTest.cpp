@@ -18,7 +18,7 @@ SourcePicture Picture() {
   return SourcePicture(kWPRPixelFormatV210, 304, 208, Busy(1));
 }
 
-/// An encoder and a decoder of so many threads.
+/// An encoder and a decoder with `threads` threads.
 class Handles {
  public:
   explicit Handles(int threads)

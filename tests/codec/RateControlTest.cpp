@@ -14,7 +14,7 @@ namespace {
 class FakeSlices {
  public:
   using Size = std::function<unsigned(std::uint32_t slice, unsigned scale)>;
-  /// @param chromaPart chroma has one in so many of the bytes.
+  /// @param chromaPart chroma has 1 / chromaPart of the bytes
   explicit FakeSlices(Size size, unsigned chromaPart = 3)
       : size_(std::move(size)), chromaPart_(chromaPart) {}
 
@@ -67,13 +67,14 @@ class FakeSlices {
   std::size_t measured_ = 0;
 };
 
-/// Returns a frame of so many slices, in strips of 15, or of one where 15 does not divide them.
+/// Returns a frame of that many slices, in strips of 15, or in one strip if 15 does not divide
+/// them.
 SliceGrid Grid(std::size_t slices) {
   const std::uint32_t perStrip = slices % 15 == 0 ? 15 : 1;
   return {static_cast<std::uint32_t>(slices) / perStrip, perStrip};
 }
 
-/// Drives the rate control of a frame to its end.
+/// Runs the rate control of a frame to its end.
 std::span<const SliceChoice> Choose(RateControl& control, FakeSlices& slices, const SliceGrid& grid,
                                     const PayloadBudget& budget) {
   control.Start(grid, budget);

@@ -2,7 +2,8 @@
 #ifndef TOOL_CLI_COMMAND_H
 #define TOOL_CLI_COMMAND_H
 
-/// @file A command of the program as data, for the parser, help, manual and shell completion.
+/// @file
+/// A command of the program as data, for the parser, help, manual and shell completion.
 
 #include <cstdint>
 #include <functional>

@@ -21,7 +21,7 @@ struct FramePlace {
   std::optional<std::int64_t> offset;  ///< of the first frame in the file, in bytes; none = unknown
 };
 
-/// "frame 17 (10:00:00:17) at byte 12345", "frame 17 and 2 more"
+/// Returns text like "frame 17 (10:00:00:17) at byte 12345" or "frame 17 and 2 more".
 inline std::string Describe(const FramePlace& place) {
   std::string text = "frame " + std::to_string(place.number);
   if (place.timecode) text += " (" + place.timecode->ToText() + ")";
@@ -38,8 +38,8 @@ enum class FrameTimes {
   Ignored,   ///< frames follow each other at any time; odd times are counted
 };
 
-/// Limits how many frames stand in for lost ones, so that a damaged time cannot fill the disk: over
-/// the whole run, kMost and as many again as there are frames that are not lost.
+/// Limits the number of frames that replace lost ones, so that a damaged time cannot fill the disk:
+/// over the whole run, kMost plus the number of frames that are not lost.
 class StandInLimit {
  public:
   static constexpr std::int64_t kMost = 3600;  ///< a minute at 60 frames per second

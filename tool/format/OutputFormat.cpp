@@ -37,7 +37,7 @@ constexpr OutputFormat kHeadless =
     {nullptr, Kind::Headless,  nullptr,    false, true,  false, false, false, false, false, false};
 // clang-format on
 
-// Names of the metadata that a muxer of the container library keeps; others keep everything.
+// Metadata names that a muxer of the container library keeps; other muxers keep everything.
 struct KeptTexts {
   std::string_view muxer;
   std::set<std::string> names;
@@ -49,7 +49,7 @@ const KeptTexts kKeptTexts[] = {
       "track"}},
 };
 
-// Metadata of a sound track that is more than a container's own note.
+// Metadata names of a sound track that are more than a container's own note.
 const std::set<std::string> kSoundTexts{"artist", "comment", "copyright", "language", "title"};
 
 std::string ToLower(std::string text) {
@@ -70,7 +70,7 @@ const OutputFormat* Find(const std::string& path, bool OutputFormat::*takesStrea
   return nullptr;
 }
 
-// ".mov, .mkv, .mxf"
+// Returns text like ".mov, .mkv, .mxf".
 std::string ExtensionsOf(bool OutputFormat::*takesStream) {
   std::string names;
   for (const OutputFormat& format : kFormats) {
@@ -79,7 +79,7 @@ std::string ExtensionsOf(bool OutputFormat::*takesStream) {
   return names;
 }
 
-// The layouts of more than two channels, which nobody guesses right.
+// Lists the layouts of more than two channels, which cannot be guessed reliably.
 std::string DescribeLayouts(const std::vector<SoundTrack>& tracks) {
   std::set<std::string> layouts;
   for (const SoundTrack& track : tracks) layouts.insert(track.SurroundLayout());
@@ -102,7 +102,7 @@ std::set<std::string> NamesOfTexts(const MovieContent& content) {
   return names;
 }
 
-// "title, creation time"
+// Returns text like "title, creation time".
 std::string DescribeLostTexts(const OutputFormat& output, const MovieContent& content) {
   const std::string_view muxer = output.muxer ? output.muxer : "";
   const auto* const kept = std::ranges::find(kKeptTexts, muxer, &KeptTexts::muxer);
@@ -116,7 +116,7 @@ std::string DescribeLostTexts(const OutputFormat& output, const MovieContent& co
   return text;
 }
 
-// "rotated by 90 degrees, mirrored"
+// Returns text like "rotated by 90 degrees, mirrored".
 std::string DescribeDisplay(const std::array<std::int32_t, 9>& matrix) {
   const double a = matrix[0];
   const double b = matrix[1];
@@ -127,7 +127,7 @@ std::string DescribeDisplay(const std::array<std::int32_t, 9>& matrix) {
          (a * d - b * c < 0 ? ", mirrored" : "");
 }
 
-// The muxer of .mov writes the colours of uncompressed video only where it knows all of them.
+// The muxer of .mov writes the colours of uncompressed video only if all of them are known.
 bool KeepsColour(const OutputFormat& output, const Colour& colour) {
   const bool isWhole = colour.primaries != 2 && colour.transfer != 2 && colour.matrix != 2;
   return output.keepsColour && isWhole;
@@ -136,7 +136,7 @@ bool KeepsColour(const OutputFormat& output, const Colour& colour) {
 }  // namespace
 
 const OutputFormat& FindProResOutput(const std::string& path) {
-  if (path == "-") return kFormats[0];  // the one that can be written in fragments
+  if (path == "-") return kFormats[0];  // the only format that can be written in fragments
   if (const OutputFormat* format = Find(path, &OutputFormat::takesProRes)) return *format;
   throw UsageError("'" + path + "': cannot write ProRes under this name; choose one of " +
                    ExtensionsOf(&OutputFormat::takesProRes));
@@ -145,7 +145,8 @@ const OutputFormat& FindProResOutput(const std::string& path) {
 const OutputFormat& FindRawVideoOutput(const std::string& path) {
   if (path == "-") return kHeadless;
   if (const OutputFormat* format = Find(path, &OutputFormat::takesRawVideo)) return *format;
-  // Under a name that the container library knows, raw frames would be mistaken for that format.
+  // Under a name that the container library recognises, raw frames would be mistaken for that
+  // format.
   if (!av_guess_format(nullptr, ToLower(path).c_str(), nullptr)) return kHeadless;
   throw UsageError("'" + path + "': cannot write " + ExtensionOf(path) + "; choose one of " +
                    ExtensionsOf(&OutputFormat::takesRawVideo) +
@@ -163,7 +164,7 @@ void CheckStorable(const OutputFormat& output, const StreamFormat& stream) {
 
 StreamFormat KeptFormat(const OutputFormat& output, StreamFormat stream) {
   if (!output.keepsColourRange) stream.colour.range = ColourRange::Unknown;
-  if (!stream.IsRaw()) return stream;  // ProRes frames tell the rest themselves
+  if (!stream.IsRaw()) return stream;  // ProRes frames contain the other properties
   if (!KeepsColour(output, stream.colour)) stream.colour = {.range = stream.colour.range};
   if (!output.keepsFieldOrder) stream.fieldOrder = FieldOrder::Unknown;
   if (output.kind == OutputKind::Headless) stream.sampleAspect = {0, 1};

@@ -3,7 +3,7 @@
 #define TOOL_FORMAT_OUTPUTFORMAT_H
 
 /// @file
-/// The kinds of output files, what each can hold, and which one a name asks for.
+/// Kinds of output files, their capabilities, and their selection by name.
 
 #include <string>
 #include <vector>
@@ -17,7 +17,7 @@ enum class OutputKind { Headless, Y4m, Container };
 
 /// One kind of output file.
 struct OutputFormat {
-  const char* extension;  ///< of the file name; null for headless frames
+  const char* extension;  ///< of the file name; null for raw frames
   OutputKind kind;
   const char* muxer;  ///< the container library's name for it; null where it has no part
   bool takesProRes;
@@ -30,19 +30,19 @@ struct OutputFormat {
   bool keepsChannelLayout;
 };
 
-/// The format for a ProRes stream by that file name: .mov for "-". Any other extension than those
-/// of its table is a UsageError that lists them.
+/// Returns the format for a ProRes stream by file name: .mov for "-". Throws a UsageError that
+/// lists the accepted extensions for any other one.
 const OutputFormat& FindProResOutput(const std::string& path);
-/// Returns the format for uncompressed video by that file name: raw frames for "-" and for names
-/// without a format of their own, such as .uyvy, .v210, .raw or none. A name that means a format
-/// which is not written (.png, .mp4, .yuv, ...) is a UsageError that lists those that are.
+/// Returns the format for uncompressed video by file name: raw frames for "-" and for names without
+/// a format of their own, such as .uyvy, .v210, .raw or none. Throws a UsageError that lists the
+/// writable formats for names of other formats (.png, .mp4, .yuv, ...).
 const OutputFormat& FindRawVideoOutput(const std::string& path);
 
-/// Refuses, with a Failure that gives the reason, a stream that the format would hold wrongly.
+/// Rejects, with a Failure that gives the reason, a stream that the format would store incorrectly.
 void CheckStorable(const OutputFormat& output, const StreamFormat& stream);
-/// What the output tells of the stream: unknown is what the format cannot hold.
+/// Returns the properties of the stream that the output stores; all others are unknown.
 StreamFormat KeptFormat(const OutputFormat& output, StreamFormat stream);
-/// The properties that are known of the content and that the format cannot hold, in words.
+/// Returns the known properties of the content that the format cannot store, in words.
 std::vector<std::string> FindLostProperties(const OutputFormat& output,
                                             const MovieContent& content);
 

@@ -16,7 +16,7 @@ constexpr std::size_t kLargestPicture = UINT32_MAX - 64;  // leaves room for a Y
 // The packed formats have the components of a row in the order Cb Y Cr Y. Pack() and Unpack()
 // handle one group: the fewest pixels that fill whole words.
 
-// One byte a sample.
+// One byte per sample.
 struct Uyvy {
   using Sample = std::uint8_t;
   static constexpr std::size_t kPixels = 2;
@@ -94,7 +94,7 @@ struct V210 {
 template <typename Format>
 constexpr std::size_t kSampleBytes = sizeof(typename Format::Sample);
 
-// Returns the row from a whole number of groups on.
+// Returns the row advanced by a whole number of groups.
 template <typename Format, typename Byte>
 PlanarRow<Byte> Advance(const PlanarRow<Byte>& row, std::size_t groups) {
   const std::size_t chroma = groups * Format::kPixels / 2 * kSampleBytes<Format>;

@@ -28,7 +28,7 @@ std::vector<AlignedBytes> Allocate(std::size_t bytes) {
   return std::vector<AlignedBytes>(RoundUp(bytes) / sizeof(AlignedBytes));
 }
 
-// The rows of three planes that zimg works on at a time, in a ring.
+// Ring of the rows of three planes that zimg works on at a time.
 class RowRing {
  public:
   RowRing(std::size_t rowBytes, unsigned rowsNeeded, unsigned rowsOfPicture) {
@@ -53,7 +53,8 @@ class RowRing {
   zimgxx::zimage_buffer rings_;
 };
 
-// The matrix of the stream; if it is unspecified, BT.709 from 720 lines on and BT.601 below.
+// Returns the matrix of the stream; if it is unspecified, BT.709 from 720 lines on and BT.601
+// below.
 zimg_matrix_coefficients_e MatrixOf(const StreamFormat& format) {
   constexpr std::uint32_t kFirstHdHeight = 720;
   switch (format.colour.matrix) {

@@ -17,7 +17,7 @@ extern "C" {
 namespace vixprores {
 namespace {
 
-// "00:00:01.480"
+// Returns text like "00:00:01.480".
 std::string ToClockText(double seconds) {
   const long long thousandths = std::llround(std::max(seconds, 0.0) * 1000);
   std::array<char, 48> text{};

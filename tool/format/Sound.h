@@ -3,7 +3,7 @@
 #define TOOL_FORMAT_SOUND_H
 
 /// @file
-/// Sound tracks, and what is damaged of them.
+/// Sound tracks and their damage.
 
 #include <algorithm>
 #include <cstddef>
@@ -30,10 +30,11 @@ struct SoundTrack {
   std::size_t number = 0;  ///< place among all sound tracks of the file
   bool isTimed = true;     ///< the file stores packet times; otherwise samples are counted
 
-  /// Bytes of one sample of all channels; 0 if packets cannot be cut because they are compressed.
+  /// Returns the bytes of one sample of all channels; 0 if packets cannot be cut because they are
+  /// compressed.
   int SampleBytes() const;
-  /// Name of a layout of more than two channels ("5.1") that only the container states; empty if
-  /// there is none.
+  /// Returns the name of a layout of more than two channels ("5.1") that only the container states;
+  /// empty if there is none.
   std::string SurroundLayout() const;
 };
 
@@ -49,20 +50,20 @@ struct SoundDamage {
   double seconds = 0;                         ///< duration
 };
 
-/// The first few entries, for text reports; JSON reports list all of them.
+/// Returns the first few entries, for text reports; JSON reports list all of them.
 inline std::span<const SoundDamage> FirstOf(const std::vector<SoundDamage>& damage) {
   constexpr std::size_t kMostListed = 8;
   return std::span(damage).first(std::min(damage.size(), kMostListed));
 }
 
-/// "sound track 1 lacks 21 ms at 00:00:01.480"
+/// Returns text like "sound track 1 lacks 21 ms at 00:00:01.480".
 std::string Describe(const SoundDamage& damage);
-/// How copies of the track treat it: "filled with silence"
+/// Returns how copies of the track treat the damage: "filled with silence".
 const char* ToWord(SoundDamage::Treatment treatment);
 
-/// Number of entries of that kind.
+/// Returns the number of entries of that kind.
 std::int64_t CountSoundDamage(const std::vector<SoundDamage>& damage, SoundDamage::Kind kind);
-/// "1 damaged packet of sound, 2 gaps in the sound"; empty = no damage
+/// Returns text like "1 damaged packet of sound, 2 gaps in the sound"; empty = no damage.
 std::string SumUp(const std::vector<SoundDamage>& damage);
 
 }  // namespace vixprores

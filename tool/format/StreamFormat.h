@@ -51,8 +51,8 @@ struct StreamFormat {
   bool is444 = false;     ///< ProRes with chroma for every pixel
   bool hasAlpha = false;  ///< ProRes with an alpha channel
   bool isPadded = false;  ///< width and height may be rounded up to macroblocks, as in MXF
-  /// How a player turns and mirrors the picture, as in a .mov: columns a b u, c d v, x y w of a
-  /// matrix in fixed point (16.16, last column 2.30); nullopt = it shows the picture as it is.
+  /// Rotation and mirroring by players, as in a .mov: columns a b u, c d v, x y w of a matrix in
+  /// fixed point (16.16, last column 2.30); nullopt = none.
   std::optional<std::array<std::int32_t, 9>> displayMatrix = std::nullopt;
 
   bool IsRaw() const { return code == vix::kFourCC_UYVY || code == vix::kFourCC_V210; }

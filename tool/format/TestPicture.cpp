@@ -36,7 +36,7 @@ constexpr std::int32_t kShading = 360;  // across the whole picture, in each dir
 // Properties in which luma and chroma components differ.
 struct TestPicture::Plane {
   std::uint32_t width, height;
-  std::uint32_t widthScale;  // luma samples to a sample
+  std::uint32_t widthScale;  // luma samples per sample
   std::uint32_t shift;       // of texture and grain, so that the components differ
   std::int32_t contrast;     // in 256ths
   std::int32_t lowest, highest;
@@ -71,7 +71,7 @@ TestPicture::TestPicture() {
   for (const Octave& octave : kTextureOctaves) {
     texture_.AddNoise(octave.cell, octave.amplitude, octave.cell);
   }
-  // The sum of four is nearly normally distributed.
+  // The sum of four noises is nearly normally distributed.
   for (std::uint32_t seed = 3; seed < 7; ++seed) grain_.AddNoise(1, kGrain, seed << 16);
 }
 

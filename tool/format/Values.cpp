@@ -28,7 +28,7 @@ std::optional<Pair> ParsePair(std::string_view text, char separator, std::int64_
   return Pair{*first, *second};
 }
 
-// Returns the fraction that a rate with a decimal point stands for.
+// Returns the fraction for a rate given with a decimal point.
 std::string ExampleRate(const std::string& text) {
   static constexpr std::array<std::pair<std::string_view, const char*>, 6> kNames{
       {{"23.9", "24000/1001"},

@@ -55,7 +55,7 @@ class HeaderParser {
  public:
   explicit HeaderParser(const std::string& inputName) : inputName_(inputName) {}
 
-  // Takes one parameter: a letter and its value.
+  // Parses one parameter: a letter and its value.
   void Take(std::string_view parameter) {
     const std::string_view value = parameter.substr(1);
     switch (parameter.front()) {

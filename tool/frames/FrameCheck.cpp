@@ -15,7 +15,7 @@ namespace {
 
 using Bytes = std::span<const std::uint8_t>;
 
-// Returns the part of `bytes` between two offsets, either of which may lie behind the end.
+// Returns the part of `bytes` between two offsets, either of which may lie after the end.
 Bytes Between(Bytes bytes, std::size_t begin, std::size_t end) {
   begin = std::min(begin, bytes.size());
   return bytes.subspan(begin, std::clamp(end, begin, bytes.size()) - begin);
@@ -33,7 +33,7 @@ bool HasIntactCodewords(const SliceStructure& slice, prores::ChromaFormat chroma
     const std::uint32_t blocks =
         prores::BlocksPerMacroblock(chroma, component) * slice.span.macroblocks;
     const std::size_t bytes = slice.header.componentBytes[component];
-    if (bytes == 0) return false;  // spares a frame of millions of empty slices the decoder
+    if (bytes == 0) return false;  // avoids decoding a frame of millions of empty slices
     const auto positions = prores::DecodeCoefficients(data.first(bytes), blocks, values.data());
     std::fill_n(values.begin(), prores::kBlockSamples * blocks, std::int16_t{0});
     if (positions == 0) return false;

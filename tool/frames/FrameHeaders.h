@@ -25,20 +25,19 @@ struct ParsedHeader : prores::FrameHeader {
   std::size_t headerBytes = 0;  ///< of prefix and header: the first picture follows
 };
 
-/// A frame as a reader returned it.
+/// A frame returned by a reader.
 struct NumberedFrame {
   std::int64_t number = 0;                            ///< in the input, from 0
   std::optional<std::int64_t> offset = std::nullopt;  ///< in the input, in bytes; nullopt = unknown
   std::shared_ptr<vix::IBuffer> data = nullptr;
-  /// What is wrong with a frame that could be read nevertheless, to follow its number; empty =
-  /// nothing.
+  /// Fault of a frame that could be read nevertheless, to follow its number; empty = none.
   std::string fault = {};
   bool isUneven = false;  ///< came at another time than the constant rate requires
   /// Header of a ProRes frame: readers parse it once for all consumers. nullopt = invalid.
   std::optional<ParsedHeader> header = std::nullopt;
 };
 
-/// Parses prefix and header of a frame; none if they are invalid.
+/// Parses prefix and header of a frame; nullopt if they are invalid.
 std::optional<ParsedHeader> ParseHeader(std::span<const std::uint8_t> frame);
 
 /// Returns the rate of a frame_rate_code; numerator 0 = unknown.
@@ -55,10 +54,10 @@ FieldOrder FieldOrderOf(prores::InterlaceMode mode);
 /// Returns the colour code points. The header has 0 for unknown as well, ISO/IEC 23091-2 only 2.
 Colour ColourOf(const prores::FrameHeader& header);
 
-/// Returns all that the header says about the stream; the code is left 0.
+/// Returns all properties of the stream that the header contains; the code is left 0.
 StreamFormat FormatOf(const prores::FrameHeader& header);
 
-/// Requirements beside an unchanged size.
+/// Requirements in addition to an unchanged size.
 struct HeaderDemands {
   bool sameScan = false;    ///< reject a change between progressive and interlaced
   bool anyVersion = false;  ///< accept bitstream version 1, which is valid but cannot be decoded

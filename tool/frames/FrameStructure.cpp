@@ -38,7 +38,7 @@ void AddSlices(prores::SliceRow row, std::uint32_t number, const prores::SliceLa
   }
 }
 
-// Parses the picture at the front of `pictures` and removes it from there. Returns its fault.
+// Parses the picture at the front of `pictures` and removes it. Returns its fault.
 std::string ReadPicture(unsigned index, std::span<const std::uint8_t> frame,
                         std::span<const std::uint8_t>& pictures, FrameStructure& structure) {
   const std::string name = "picture " + std::to_string(index + 1);
@@ -58,7 +58,7 @@ std::string ReadPicture(unsigned index, std::span<const std::uint8_t> frame,
   std::vector<prores::SliceRow> rows(picture.rows);
   status = prores::LocateSliceRows(bytes, picture.header, picture.slicesPerRow, rows);
   if (status == prores::Status::kSuccess) {
-    // The table was checked: each slice has at least a header's bytes in the picture.
+    // The table was checked: each slice has at least the bytes of a header in the picture.
     picture.slices.reserve(std::size_t{picture.rows} * picture.slicesPerRow);
     for (std::uint32_t row = 0; row < picture.rows; ++row) {
       AddSlices(rows[row], row, layout, frame.data(), picture);
@@ -75,7 +75,7 @@ double ShareOfLast(std::uint32_t length, std::uint32_t count, std::uint32_t size
   return std::clamp(rest / size, 0.0, 1.0);
 }
 
-// Sets the columns from the picture with the most of them. Slice widths are powers of two, so that
+// Sets the columns from the picture with the most columns. Slice widths are powers of two, so that
 // each of its slices lies inside one slice of the other picture.
 void SetColumns(const FrameStructure& frame, SliceGrid& grid) {
   const auto& finest = *std::ranges::max_element(frame.pictures, {}, [](const auto& picture) {

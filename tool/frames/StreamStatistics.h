@@ -64,7 +64,7 @@ struct SliceStatistics {
   prores::SliceHeader header{};  ///< valid if intact
 };
 
-/// What one frame spends its bytes on.
+/// Distribution of the bytes of one frame.
 struct FrameStatistics {
   std::int64_t number = 0;             ///< in the stream, from 0
   std::optional<std::int64_t> offset;  ///< in the file, in bytes; none = unknown
@@ -124,8 +124,8 @@ void AddMissing(StreamStatistics& stream, const FrameFailure& failure);
 /// Compares the container with the first frame's header; empty if either is missing.
 std::vector<ComparedProperty> CompareProperties(const StreamStatistics& stream);
 
-/// Returns the target size of a frame of that variant; none if the variant is unknown or cannot be
-/// encoded.
+/// Returns the target size of a frame of that variant; nullopt if the variant is unknown or cannot
+/// be encoded.
 std::optional<std::uint32_t> FindTargetBytes(const StreamFormat& format);
 
 /// Keeps the largest frame of a stream, the smallest one, and the one with the highest mean

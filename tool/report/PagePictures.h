@@ -2,7 +2,8 @@
 #ifndef TOOL_REPORT_PAGEPICTURES_H
 #define TOOL_REPORT_PAGEPICTURES_H
 
-/// @file Pictures for pages, decoded from frames that were kept. Requires the plug-in.
+/// @file
+/// Pictures for pages, decoded from frames that were kept. Requires the plug-in.
 
 #include <cstdint>
 #include <optional>

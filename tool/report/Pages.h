@@ -2,7 +2,8 @@
 #ifndef TOOL_REPORT_PAGES_H
 #define TOOL_REPORT_PAGES_H
 
-/// @file Reports as HTML pages: one self-contained file each. A page holds the JSON report of its
+/// @file
+/// Reports as HTML pages: one self-contained file each. A page holds the JSON report of its
 /// command, with long lists truncated, and additional data for the page alone, such as pictures;
 /// the scripts in report/pages draw both.
 

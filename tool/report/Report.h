@@ -2,7 +2,8 @@
 #ifndef TOOL_REPORT_REPORT_H
 #define TOOL_REPORT_REPORT_H
 
-/// @file Output of a run: the progress line and the summary.
+/// @file
+/// Output of a run: the progress line and the summary.
 
 #include <optional>
 #include <string>

@@ -2,8 +2,8 @@
 #ifndef TOOL_RUN_ELEMENTS_H
 #define TOOL_RUN_ELEMENTS_H
 
-/// @file Runs a stream through elements of the plug-in: frames go in as buffers and come out as
-/// samples.
+/// @file
+/// Runs a stream through elements of the plug-in: frames go in as buffers and come out as samples.
 
 #include <cstddef>
 #include <cstdint>

@@ -41,19 +41,19 @@ std::optional<std::int64_t> CountFrames(const FrameReader& reader,
 /// except for Unpack() and CheckFramesInUse().
 class FrameSource {
  public:
-  /// @param range    none = all frames
+  /// @param range    nullopt = all frames
   /// @param onDamage whether a frame at an uneven time ends the run
   FrameSource(std::unique_ptr<FrameReader> reader, const std::optional<FrameRange>& range,
               DamagePolicy onDamage);
 
   FrameReader& GetReader() const { return *reader_; }
   const std::string& GetName() const { return reader_->GetName(); }
-  /// Returns the number of frames of the range; none = unknown.
+  /// Returns the number of frames of the range; nullopt = unknown.
   std::optional<std::int64_t> GetFrameCount() const { return total_; }
   /// Returns the number in the output of a frame of the input.
   std::int64_t ToOutput(std::int64_t number) const { return number - range_.first; }
 
-  /// Returns the next frame; none at the end.
+  /// Returns the next frame; nullopt at the end.
   /// @throws Interrupted, Failure
   std::optional<Frame> Read();
   /// Converts a frame for the element. May be called from any thread, several at once.

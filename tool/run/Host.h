@@ -20,12 +20,12 @@ namespace vixprores {
 /// before the host core is used.
 void SetUpMessages(const HostOptions& options);
 
-/// Returns where the plug-in is beside a program in `programFolder`: in the library folders of a
-/// build tree and of an installation.
+/// Returns the possible paths of the plug-in for a program in `programFolder`: in the library
+/// folders of a build tree and of an installation.
 std::vector<std::string> PluginCandidates(const std::string& programFolder);
 
-/// Returns the plug-in that is loaded if none is named: the first candidate that exists, else the
-/// one that the system finds among its libraries; none if there is none.
+/// Returns the plug-in to load if none is named: the first candidate that exists, else the one that
+/// the system finds among its libraries; nullopt if there is none.
 std::optional<std::string> FindProResPlugin();
 
 /// Loads the plug-in from `path`, or without a path the one that FindProResPlugin() finds. Its

@@ -38,10 +38,10 @@ std::unique_ptr<InputFile> OpenInput(const std::string& path, bool isHeadless = 
   return file;
 }
 
-// What to do about a container that cannot be read.
+// Returns advice for a container that cannot be read.
 std::string AdviceFor(const std::string& path) {
   InputFile file(path);
-  // Frames in Matroska have no prefix by which a scan would find them.
+  // A scan cannot find frames in Matroska: they have no prefix.
   if (std::ranges::equal(file.Peek(kMatroskaMagic.size()), kMatroskaMagic)) return {};
   return HasPacketTags(file)
              ? "; 'vixprores recover' makes a file with a whole index, --scan finds frames without "

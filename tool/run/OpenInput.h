@@ -15,15 +15,16 @@
 
 namespace vixprores {
 
-/// How a ProRes input is opened.
+/// Options for opening a ProRes input.
 struct ProResOptions : ProResReading {
   bool scan = false;                  ///< find frames by their headers, without the container
   std::optional<Rational> rate = {};  ///< of scanned frames; nullopt = as their headers state
 };
 
 /// Opens uncompressed video: raw frames if `headless` is given, otherwise Y4M or a container,
-/// decided by the first bytes. Rejects formats that the encoder cannot take, and prints the command
-/// that converts them. Frames that need no conversion stay in the file (CheckFramesInUse()).
+/// decided by the first bytes. Rejects formats that the encoder does not accept, and prints the
+/// command that converts them. Frames that need no conversion stay in the file
+/// (CheckFramesInUse()).
 std::unique_ptr<FrameReader> OpenRawVideo(const std::string& path,
                                           const std::optional<HeadlessFormat>& headless,
                                           FrameTimes times = FrameTimes::Checked);
@@ -34,8 +35,8 @@ std::unique_ptr<FrameReader> OpenRawVideo(const std::string& path,
 std::unique_ptr<FrameReader> OpenProRes(const std::string& path, const ProResOptions& options = {});
 
 /// Opens Y4M, ProRes in a container, or uncompressed video in one, decided by the contents, for its
-/// pictures: without sound, and at whatever times the frames come. On a pipe everything but Y4M is
-/// taken for ProRes.
+/// pictures: without sound, and with frames at any times. On a pipe everything but Y4M is treated
+/// as ProRes.
 std::unique_ptr<FrameReader> OpenVideo(const std::string& path);
 
 }  // namespace vixprores

@@ -3,7 +3,7 @@
 #define TOOL_RUN_OPTIONS_H
 
 /// @file
-/// Options of runs as data; cli/ describes them as words of a command line.
+/// Options of runs as data; cli/ parses them from the command line.
 
 #include <cstddef>
 #include <optional>
@@ -21,19 +21,19 @@ struct HostOptions {
   bool verbose = false;               ///< log records and container messages on standard error
 };
 
-/// An HTML page that a command writes besides its report.
+/// An HTML page that a command writes in addition to its report.
 struct PageOptions {
   std::optional<std::string> page;  ///< path; none = no page
   bool overwrite = false;           ///< replace an existing file
 };
 
-/// How much of the machine is used.
+/// Share of the machine to use.
 struct MachineOptions {
   int threads = 0;                 ///< 0 = one per processor
   std::optional<std::string> cpu;  ///< instruction set level; none = the library's choice
 };
 
-/// How the frames of a ProRes input are found.
+/// Options for finding the frames of a ProRes input.
 struct ScanOptions {
   bool scan = false;             ///< by their marks, without the container
   std::optional<Rational> rate;  ///< frames per second of a scan; none = from the frame headers

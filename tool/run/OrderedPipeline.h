@@ -17,19 +17,19 @@
 
 namespace vixprores {
 
-/// The work of a pipeline. Only calls of `process` overlap, and only those of different workers;
+/// The stages of a pipeline. Only calls of `process` overlap, and only those of different workers;
 /// every stage may be called from any thread of the pipeline.
 template <typename Item>
 struct PipelineStages {
-  /// Returns the next item; none at the end, after which it is not called again.
+  /// Returns the next item; nullopt at the end, after which it is not called again.
   std::function<std::optional<Item>()> read;
   /// Processes one item. `worker` counts from 0.
   std::function<void(Item&, unsigned worker)> process;
   /// Takes the items in the order in which they were read, with the exception that `process` threw
   /// (null = none). Throws to end the run.
   std::function<void(Item&, const std::exception_ptr& failure)> write;
-  /// Makes a `read` that waits for its source give up, when the run ends early. The exception of
-  /// that `read` is ignored. May be empty.
+  /// Unblocks a `read` that waits for its source when the run ends early. The exception of that
+  /// `read` is ignored. May be empty.
   std::function<void()> stopReading;
 };
 
@@ -65,7 +65,7 @@ class OrderedPipeline {
           helpers.emplace_back([this, worker] { Work(worker); });
         }
       } catch (const std::exception&) {
-        // No memory or no more threads: fewer are slower, not wrong.
+        // No memory or no more threads: continue with fewer, which is only slower.
       }
       Work(0);
     }

@@ -13,13 +13,14 @@
 
 namespace vixprores {
 
-/// A fault of a frame that was decoded all the same.
+/// The fault of a frame that was decoded nevertheless.
 struct DamagedPicture {
   FramePlace place;
   std::string what;  ///< to follow its place
 };
 
-/// "frame 17 (10:00:00:17) at byte 12345: has 2 damaged slices, which are concealed"
+/// Returns text like "frame 17 (10:00:00:17) at byte 12345: has 2 damaged slices, which are
+/// concealed".
 std::string Describe(const DamagedPicture& damaged);
 
 /// An uncompressed picture.
@@ -28,10 +29,10 @@ struct DecodedPicture {
   std::optional<DamagedPicture> damage;
 };
 
-/// Returns the frames of a video, ProRes or not, as uncompressed pictures. Needs the plug-in.
+/// Returns the frames of a video, ProRes or not, as uncompressed pictures. Requires the plug-in.
 class PictureSource {
  public:
-  /// @param shares of the decoders; `shares.elements` workers may decode at once
+  /// @param shares threads of the decoders; `shares.elements` workers may decode at once
   PictureSource(std::unique_ptr<FrameReader> reader, const ThreadShares& shares);
 
   FrameReader& GetReader() const { return *reader_; }

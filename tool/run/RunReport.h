@@ -3,7 +3,7 @@
 #define TOOL_RUN_RUNREPORT_H
 
 /// @file
-/// What a run reports; report/ formats it.
+/// Results of a run; report/ formats them.
 
 #include <array>
 #include <cstddef>
@@ -19,7 +19,7 @@
 
 namespace vixprores {
 
-/// A damaged frame of a run's input, or several for one reason.
+/// A damaged frame of a run's input, or several frames with the same damage.
 struct FrameDamage {
   enum class Treatment { Stopped, LeftOut, Concealed, Replaced };
 
@@ -63,27 +63,26 @@ struct RunReport {
   std::vector<SoundDamage> soundDamage;
   double seconds = 0;  ///< from the first frame to the complete output
 
-  /// True if the output is there, made by this run or an earlier one.
+  /// Returns true if the output exists, from this run or an earlier one.
   bool HasOutput() const { return status == Status::Done || status == Status::Skipped; }
   double FramesPerSecond() const;
-  /// Returns the speed in units of the video's own.
+  /// Returns the speed as a multiple of the video's own.
   double RealTimeFactor() const;
   /// Returns the bit rate of the ProRes side when played, in 10^6 bits per second.
   double MegabitsPerSecond() const;
 };
 
-/// Receives what runs report while they go on. The runs of a batch call it from several threads at
-/// once.
+/// Receives the reports of running runs. The runs of a batch call it from several threads at once.
 class RunObserver {
  public:
   virtual ~RunObserver() = default;
-  /// Something that the user should know about an input or an output.
+  /// Reports something that the user should know about an input or an output.
   virtual void ReportNote(const std::string& text) = 0;
-  /// State of a run of `total` frames (none = unknown), after each frame.
+  /// Reports the state of a run of `total` frames (nullopt = unknown), after each frame.
   virtual void ReportProgress(const RunReport& report, std::optional<std::int64_t> total) = 0;
-  /// Outcome of a run.
+  /// Reports the outcome of a run.
   virtual void ReportEnd(const RunReport& report) = 0;
-  /// Outcome of a batch, after that of each run.
+  /// Reports the outcome of a batch, after the outcome of each run.
   virtual void ReportBatch(const std::vector<RunReport>& reports) = 0;
 };
 

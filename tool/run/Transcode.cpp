@@ -34,7 +34,7 @@ void ReportNotes(const TranscodeOptions& options, const TranscodePlan& plan,
   }
 }
 
-// Reports what is known only after the last frame.
+// Reports notes that are known only after the last frame.
 void ReportNotesAtEnd(const FrameSource& source, const RunReport& report, RunObserver& observer) {
   const FrameReader& reader = source.GetReader();
   const std::string found = reader.GetEndNote();
@@ -61,7 +61,7 @@ void ChooseTimecode(const TranscodeOptions& options, TranscodePlan& plan) {
                        "known");
 }
 
-// What the index has lost is missing in the output too.
+// Packets missing from the index are missing from the output too.
 void NoteIndexFaults(const TranscodeOptions& options, TranscodePlan& plan) {
   for (const std::string& fault : FindIndexFaults(options.input, *plan.reader)) {
     plan.notes.push_back(plan.reader->GetName() + ": " + DescribeIndexFault(fault));
@@ -93,7 +93,7 @@ void ChooseSound(const TranscodeOptions& options, TranscodePlan& plan) {
   plan.content.sound = side->GetSound();
 }
 
-// Fills in what is known before the first frame.
+// Sets the properties that are known before the first frame.
 void DescribeRun(const TranscodePlan& plan, RunReport& report) {
   report.source = plan.source;
   report.result = KeptFormat(plan.output, plan.content.video);
@@ -143,7 +143,7 @@ int RunReported(const TranscodeOptions& options, const char* command, RunObserve
                 const RunItem& work) {
   SetUpMessages(options);
   if (options.cpu) SetCpuLevel(*options.cpu);
-  // Loaded until the end: an exception of the plug-in needs the plug-in's code.
+  // Keep the plug-in loaded until the end: its exceptions need its code.
   const auto plugin = LoadProResPlugin(options.plugin);
   if (options.outputDir) return RunBatch(options, command, observer, work);
   const RunReport report = RunReporting(command, {options.input, options.output}, 0, work);

@@ -54,7 +54,7 @@ struct TranscodePlan {
 void Transcode(const TranscodeOptions& options, TranscodePlan plan, RunReport& report,
                RunObserver& observer);
 
-/// Returns true if the output is there already and matches the plan as far as can be seen without
+/// Returns true if the output exists already and matches the plan as far as can be checked without
 /// reading its frames: format, picture size, number of frames, labels (colour, field order, rate,
 /// timecode) and number of sound tracks. Rejects a different file with a Failure that names the
 /// difference.

@@ -18,7 +18,7 @@ namespace {
 
 using std::chrono::steady_clock;
 
-// The middle of the range in each component, as bytes that repeat.
+// The middle of each component's range, as repeating bytes.
 constexpr std::array<std::uint8_t, 4> kGreyUyvy{0x80, 0x80, 0x80, 0x80};
 constexpr std::array<std::uint8_t, 4> kGreyV210{0x00, 0x02, 0x08, 0x20};
 
@@ -62,7 +62,7 @@ bool TranscodeRun::ProcessFrames() {
   stages.read = [this] { return source_.Read(); };
   stages.process = [this](Frame& frame, unsigned element) { Process(frame, element); };
   stages.write = [this](Frame& frame, const std::exception_ptr& failure) { Write(frame, failure); };
-  // Only a pipe can keep a reader waiting, and the inputs of a batch are files.
+  // Only a pipe can block a reader, and the inputs of a batch are files.
   if (!options_.isOfMany) stages.stopReading = RequestInterrupt;
   try {
     OrderedPipeline<Frame>(stages, elements_.GetSize(), elements_.GetMostInFlight()).Run();
@@ -101,7 +101,7 @@ void TranscodeRun::FinishPartial(const std::string& reason) {
   }
 }
 
-// May be called from any thread, several at once.
+// Processes a frame. May be called from any thread, several at once.
 void TranscodeRun::Process(Frame& frame, unsigned element) {
   if (!frame.source) return StopAtDamage(frame);
   const auto source = source_.Unpack(std::move(frame.source));

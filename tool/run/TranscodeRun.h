@@ -38,22 +38,22 @@ class GapFiller {
   std::shared_ptr<const vix::IVideoSample> last_;
 };
 
-/// The frames of a plan on their way through elements into the output. `options`, `report` and
-/// `observer` must outlive it; the report is always up to date.
+/// Runs the frames of a plan through elements into the output. `options`, `report` and `observer`
+/// must outlive it; the report is always up to date.
 class TranscodeRun {
  public:
   TranscodeRun(const TranscodeOptions& options, TranscodePlan plan, RunReport& report,
                RunObserver& observer);
 
   const FrameSource& GetSource() const { return source_; }
-  /// What the output did not take, once it is finished; empty = nothing.
+  /// Returns a note on what the finished output could not store; empty = nothing.
   std::string GetOutputNote() const { return writer_->GetEndNote(); }
 
   /// Processes all frames. Returns false after an interrupt.
   bool ProcessFrames();
   /// Completes the output.
   void Finish();
-  /// Keeps the frames so far after the run ended for that reason.
+  /// Keeps the frames so far after the run ended for the given reason.
   void FinishPartial(const std::string& reason);
 
  private:

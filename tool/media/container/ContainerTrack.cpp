@@ -188,7 +188,7 @@ bool ContainerTrack::EndsEarly() const {
 }
 
 bool ContainerTrack::SkipTo(std::int64_t frame) {
-  // Sound goes by the rate: at other times it would not be found where the frame is.
+  // Sound positions follow from the rate: at other frame times the sound would not match the frame.
   const bool isAnyTimeTaken = isRateEvident_ && GetSound().empty() && frame > 0;
   const bool isPlain =
       hiddenFrames_ == 0 && (isAnyTimeTaken || times_.GetTreatment() == FrameTimes::Checked);

@@ -2,8 +2,9 @@
 #ifndef TOOL_MEDIA_CONTAINER_MOVFILE_H
 #define TOOL_MEDIA_CONTAINER_MOVFILE_H
 
-/// @file Reads the atoms of a .mov, and patches a .mov that the container library has completed
-/// where the library cannot write the requested values.
+/// @file
+/// Reads the atoms of a .mov, and patches a .mov that the container library has completed where the
+/// library cannot write the requested values.
 
 #include <cstdint>
 #include <optional>

@@ -2,7 +2,8 @@
 #ifndef TOOL_MEDIA_CONTAINER_MUXERSETUP_H
 #define TOOL_MEDIA_CONTAINER_MUXERSETUP_H
 
-/// @file Translates the description of a movie into the input of the container library's muxers.
+/// @file
+/// Translates the description of a movie into the input of the container library's muxers.
 
 #include <cstdint>
 #include <string>

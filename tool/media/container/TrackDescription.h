@@ -2,7 +2,8 @@
 #ifndef TOOL_MEDIA_CONTAINER_TRACKDESCRIPTION_H
 #define TOOL_MEDIA_CONTAINER_TRACKDESCRIPTION_H
 
-/// @file Translates the container library's description of a movie and its video track.
+/// @file
+/// Translates the container library's description of a movie and its video track.
 
 #include <memory>
 #include <optional>
