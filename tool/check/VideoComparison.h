@@ -22,7 +22,7 @@ namespace vixprores {
 struct ComparedVideo {
   std::string name;
   StreamFormat format;   ///< of the file
-  StreamFormat picture;  ///< of what is compared
+  StreamFormat picture;  ///< of the compared samples
   std::optional<std::int64_t> frames;
   std::vector<DamagedPicture> damage = {};  ///< pictures that are compared although damaged
 };

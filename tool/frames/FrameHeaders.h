@@ -66,7 +66,7 @@ struct HeaderDemands {
 /// A difference between a frame and its stream that a decoder would not report.
 struct HeaderMismatch {
   std::string found;   ///< continues "frame N ..."
-  std::string advice;  ///< what the user can do
+  std::string advice;  ///< advice for the user
 };
 
 /// Compares a header with its stream.

@@ -75,7 +75,7 @@ struct FrameStatistics {
   std::size_t slices = 0;
   Spread quantisers;                            ///< quantization indices of the intact slices
   std::array<std::size_t, 3> componentBytes{};  ///< Y, Cb, Cr
-  std::size_t alphaBytes = 0;                   ///< everything behind Cr in the slices
+  std::size_t alphaBytes = 0;                   ///< all bytes after Cr in the slices
   std::vector<SliceStatistics> sliceList;       ///< empty unless the caller sets it
 };
 

@@ -31,7 +31,7 @@ struct LostFrames {
 
 /// The next item of a tagged file: a frame or some sound.
 struct TaggedItem {
-  std::shared_ptr<vix::IBuffer> frame;  ///< null for sound, and behind the last packet
+  std::shared_ptr<vix::IBuffer> frame;  ///< null for sound, and after the last packet
   std::int64_t time = 0;                ///< of the frame, in frames
   std::vector<LostFrames> lost;         ///< between the last frame and this one
   std::vector<SoundPacket> sound;       ///< on a clock of samples

@@ -24,7 +24,7 @@ struct FrameDamage {
   enum class Treatment { Stopped, LeftOut, Concealed, Replaced };
 
   FramePlace place;
-  std::string what;  ///< what is wrong with it
+  std::string what;  ///< its fault
   Treatment treatment = Treatment::Stopped;
 };
 

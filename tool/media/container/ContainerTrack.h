@@ -71,7 +71,7 @@ class ContainerTrack : public SideTracks {
   [[noreturn]] void FailAtUnreadableFrame(const std::string& reason);
   [[noreturn]] void FailAtEarlyEnd();
 
-  bool isTagged_;  ///< packets have tags in front of them
+  bool isTagged_;  ///< packets are preceded by tags
   Demuxer demuxer_;
   AVStream& stream_;
   FrameIndex index_;
@@ -79,7 +79,7 @@ class ContainerTrack : public SideTracks {
   FrameTimeCheck times_;
   SoundQueue sound_;
   StreamFormat format_;
-  std::optional<std::int64_t> announcedFrames_;  ///< those included that an edit list hides
+  std::optional<std::int64_t> announcedFrames_;  ///< including frames hidden by an edit list
   std::int64_t hiddenFrames_ = 0;                ///< read so far
   Packet pending_;                               ///< a packet that was read ahead
   std::exception_ptr pendingFailure_;            ///< thrown by the next Read()

@@ -20,8 +20,8 @@ namespace vixprores {
 /// An atom of a .mov: 32-bit size and type, or size 1, type and 64-bit size; then its contents.
 struct MovAtom {
   vix::FourCC type = 0;
-  std::int64_t contents = 0;  ///< position of the first byte behind size and type
-  std::int64_t end = 0;       ///< position behind the last byte, by the size in the header
+  std::int64_t contents = 0;  ///< position of the first byte after size and type
+  std::int64_t end = 0;       ///< position after the last byte, by the size in the header
 };
 
 /// Returns the atom at a position of a seekable file; nullopt if there is none.

@@ -66,7 +66,7 @@ class TagScanner {
  public:
   struct FoundTag {
     PacketTag tag;
-    std::int64_t packet = 0;     ///< offset of the first byte behind the tag
+    std::int64_t packet = 0;     ///< offset of the first byte after the tag
     bool followsPacket = false;  ///< no bytes were skipped to find the tag
   };
 
@@ -83,7 +83,7 @@ class TagScanner {
   bool FindMark(std::int64_t end);
 
   const InputFile& file_;
-  std::int64_t position_;            ///< where the search stands
+  std::int64_t position_;            ///< position of the search
   std::vector<std::uint8_t> block_;  ///< bytes of the file that were read last
   std::int64_t blockBegin_ = 0;      ///< their offset
 };

@@ -33,7 +33,7 @@ class SoundCutter {
   int sampleBytes_;
   SampleClock clock_;
   std::int64_t begin_;  ///< first sample to keep
-  std::int64_t end_;    ///< behind the last sample to keep
+  std::int64_t end_;    ///< after the last sample to keep
   std::int64_t shift_;
 };
 
