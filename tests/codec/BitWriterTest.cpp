@@ -62,7 +62,7 @@ TEST(BitWriter, FillsTheLastByteWithZeros) {
   EXPECT_EQ(bytes[0], 0b1010'0000);
 }
 
-TEST(BitWriter, WritesNothingBehindItsBuffer) {
+TEST(BitWriter, WritesNothingBeyondItsBuffer) {
   const std::vector<Field> fields = RandomFields(60, 30);
   const std::vector<std::uint8_t> expected = Expected(fields);
   for (std::size_t room = 0; room < expected.size(); ++room) {

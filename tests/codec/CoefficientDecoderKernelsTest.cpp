@@ -214,7 +214,7 @@ TEST_P(CoefficientDecoderKernels, AgreeOnDataTruncatedBetweenBits) {
   EXPECT_GT(Damaged(), 100);
 }
 
-TEST_P(CoefficientDecoderKernels, AgreeOnWhatFollowsTheLastCodeword) {
+TEST_P(CoefficientDecoderKernels, AgreeOnBytesAfterTheLastCodeword) {
   std::mt19937 random(6);
   for (int i = 0; i < 40; ++i) {
     const Coded coded = RandomComponent(random);

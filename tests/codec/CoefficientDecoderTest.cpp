@@ -71,7 +71,7 @@ TEST(CoefficientDecoder, ReadsTheLongestRun) {
   EXPECT_EQ(Decoded(reference::CodeComponent(coefficients, 32), 32), coefficients);
 }
 
-TEST(CoefficientDecoder, AcceptsAnyNumberOfZerosBehind) {
+TEST(CoefficientDecoder, AcceptsAnyNumberOfTrailingZeros) {
   for (const WorkedComponent& example : kWorkedComponents) {
     for (const std::size_t zeros : {1u, 3u, 4u, 7u, 8u, 9u, 40u, 1000u}) {
       Bytes bytes = example.bytes;
@@ -82,7 +82,7 @@ TEST(CoefficientDecoder, AcceptsAnyNumberOfZerosBehind) {
   }
 }
 
-TEST(CoefficientDecoder, RejectsOnesBehindZeros) {
+TEST(CoefficientDecoder, RejectsOnesAfterZeros) {
   for (const std::size_t zeros : {4u, 7u, 8u, 9u, 40u}) {
     Bytes bytes{0xD1, 0xC7, 0x1C};
     bytes.resize(bytes.size() + zeros);
@@ -91,7 +91,7 @@ TEST(CoefficientDecoder, RejectsOnesBehindZeros) {
   }
 }
 
-TEST(CoefficientDecoder, RejectsDcsThatAreTruncated) {
+TEST(CoefficientDecoder, RejectsTruncatedDcs) {
   const Bytes bytes{0xD0, 0x43, 0x1D, 0x68};
   for (std::size_t size = 0; size < bytes.size(); ++size) {
     EXPECT_TRUE(
@@ -100,7 +100,7 @@ TEST(CoefficientDecoder, RejectsDcsThatAreTruncated) {
   }
 }
 
-TEST(CoefficientDecoder, RejectsACodewordThatIsTruncated) {
+TEST(CoefficientDecoder, RejectsATruncatedCodeword) {
   std::vector<int> coefficients(128);
   coefficients[2] = 300;
   const Bytes whole = reference::CodeComponent(coefficients, 2);
@@ -110,7 +110,7 @@ TEST(CoefficientDecoder, RejectsACodewordThatIsTruncated) {
   EXPECT_TRUE(Decoded(cut, 2).empty());
 }
 
-TEST(CoefficientDecoder, RejectsCoefficientsBehindTheLast) {
+TEST(CoefficientDecoder, RejectsCoefficientsAfterTheLast) {
   const std::vector<int> coefficients(128, 1);
   Bytes bytes = reference::CodeComponent(coefficients, 2);
   ASSERT_FALSE(Decoded(bytes, 2).empty());

@@ -161,7 +161,7 @@ TEST_P(ComponentEncoderKernels, QuantiseEveryCoefficientByEveryStepOfTheLadder) 
   }
 }
 
-TEST_P(ComponentEncoderKernels, KeepWhatHasNeighboursAsThePlainFormDoes) {
+TEST_P(ComponentEncoderKernels, KeepLevelsWithNeighboursAsThePlainFormDoes) {
   // Coefficients between the least and the greatest threshold of a gap, at all distances.
   std::mt19937 random(4);
   for (const std::size_t blocks : kBlockCounts) {

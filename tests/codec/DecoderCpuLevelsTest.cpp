@@ -142,22 +142,22 @@ void ExpectSameResultsForDamage(CpuLevel level, int threads) {
 
 class DecoderCpuLevels : public test::CpuLevelTest {};
 
-TEST_P(DecoderCpuLevels, GiveTheSamePictures) {
+TEST_P(DecoderCpuLevels, DecodeTheSamePictures) {
   ExpectSamePictures(GetParam(), 2);
 }
 
-TEST_P(DecoderCpuLevels, GiveTheSameResultsForDamagedFrames) {
+TEST_P(DecoderCpuLevels, ReturnTheSameResultsForDamagedFrames) {
   ExpectSameResultsForDamage(GetParam(), 2);
 }
 
 INSTANTIATE_TEST_SUITE_P(CpuLevels, DecoderCpuLevels, testing::ValuesIn(kCpuLevels),
                          test::NameOfLevel);
 
-TEST(DecoderThreadCounts, GiveTheSamePictures) {
+TEST(DecoderThreadCounts, DecodeTheSamePictures) {
   for (const int threads : {1, 3, 5, 8}) ExpectSamePictures(DetectCpuLevel(), threads);
 }
 
-TEST(DecoderThreadCounts, GiveTheSameResultsForDamagedFrames) {
+TEST(DecoderThreadCounts, ReturnTheSameResultsForDamagedFrames) {
   for (const int threads : {1, 3, 5, 8}) ExpectSameResultsForDamage(DetectCpuLevel(), threads);
 }
 

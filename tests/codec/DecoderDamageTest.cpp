@@ -384,7 +384,7 @@ TEST(DecoderArguments, AFieldHasHalfTheHeight) {
   EXPECT_EQ(call.Run(1), kWPRSuccess);
 }
 
-TEST(DecoderArguments, OfOpeningAreChecked) {
+TEST(DecoderArguments, AreCheckedWhenADecoderIsOpened) {
   int something = 0;
   EXPECT_EQ(WPROpenDecoder(-1, nullptr), nullptr);
   EXPECT_EQ(WPROpenDecoder(1, &something), nullptr);

@@ -34,7 +34,7 @@ int Decode(WPRDecoderHandle decoder, Clip& clip) {
                         &clip.record, 0);
 }
 
-TEST(DecoderMemory, IsTakenOnTheFirstFrameOnly) {
+TEST(DecoderMemory, IsAllocatedOnTheFirstFrameOnly) {
   Clip large(640, 96);
   Clip small(64, 48);
   WPRDecoderHandle const decoder = WPROpenDecoder(2, nullptr);

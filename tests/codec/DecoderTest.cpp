@@ -262,7 +262,7 @@ TEST(Decoder, DecodesTheWholeProgressiveFrameWithTheFieldFlag) {
   EXPECT_EQ(whole, flagged);
 }
 
-TEST(Decoder, GivesTheSamePictureForEveryThreadCount) {
+TEST(Decoder, DecodesTheSamePictureWithEveryThreadCount) {
   StreamSpec spec;
   spec.width = 300;
   spec.height = 200;

@@ -36,7 +36,7 @@ class EncoderMemory : public testing::Test {
   std::uint32_t bytes_ = 0;
 };
 
-TEST_F(EncoderMemory, IsTakenOnTheFirstFrameOnlyAndStaysBelowThreePackedFrames) {
+TEST_F(EncoderMemory, IsAllocatedOnTheFirstFrameOnlyAndStaysBelowThreePackedFrames) {
   const SourcePicture picture(kWPRPixelFormat2vuy, 1920, 1080, Busy(1));
   const std::size_t before = allocations.bytes;
   ASSERT_EQ(Encode(picture), kWPRSuccess);

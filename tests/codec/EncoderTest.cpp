@@ -200,7 +200,7 @@ TEST(Encoder, ExceedsItsTargetOnlyOnTheCoarsestQuantiser) {
   }
 }
 
-TEST(Encoder, KeepsToItsTargetOnNoiseOfTheFullRange) {
+TEST(Encoder, StaysWithinItsTargetOnNoiseOfTheFullRange) {
   const EncoderOwner encoder = Open();
   for (const Content& content : {Noise(2), BinaryNoise(2)}) {
     const SourcePicture picture(kWPRPixelFormatV210, 352, 288, content);
@@ -368,7 +368,7 @@ class EncoderArguments : public testing::Test {
   std::uint32_t bytes_ = 0;
 };
 
-TEST_F(EncoderArguments, EveryPointerIsNeeded) {
+TEST_F(EncoderArguments, EveryPointerIsRequired) {
   const auto size = static_cast<std::uint32_t>(frame_.size());
   std::uint8_t* const to = frame_.data();
   WPREncoderHandle const encoder = encoder_.get();

@@ -92,7 +92,7 @@ TEST(ForwardTransform, DividesByTheWeights) {
   }
 }
 
-TEST(ForwardTransform, HoldsOnBlocksOfExtremeSamples) {
+TEST(ForwardTransform, IsCorrectForBlocksOfExtremeSamples) {
   std::mt19937 random(2);
   for (int repetition = 0; repetition < 50; ++repetition) {
     Samples samples;
@@ -101,7 +101,7 @@ TEST(ForwardTransform, HoldsOnBlocksOfExtremeSamples) {
   }
 }
 
-TEST(ForwardTransform, GivesAFlatBlockItsDcAlone) {
+TEST(ForwardTransform, CodesAFlatBlockAsItsDcAlone) {
   for (const int level : {0, 1, 511, 512, 513, 1023}) {
     Samples samples;
     std::fill(samples.values.begin(), samples.values.end(), static_cast<std::uint16_t>(level));

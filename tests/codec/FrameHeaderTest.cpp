@@ -95,7 +95,7 @@ TEST(FrameHeader, UsesTheLumaMatrixForChromaUnlessOneIsTransmitted) {
   }
 }
 
-TEST(FrameHeader, RejectsWhatContradictsTheFormat) {
+TEST(FrameHeader, RejectsInvalidFields) {
   struct Case {
     std::size_t offset;
     std::uint8_t value;

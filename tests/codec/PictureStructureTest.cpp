@@ -47,7 +47,7 @@ TEST(PictureHeader, ReadsBackWhatItWrites) {
   EXPECT_EQ(parsed.log2SliceWidth, 2);
 }
 
-TEST(PictureHeader, RejectsWhatContradictsTheFormat) {
+TEST(PictureHeader, RejectsInvalidFields) {
   const Bytes good{0x40, 0, 0, 0, 12, 0, 1, 0x30, 0, 0, 0, 0};
   struct Case {
     std::size_t offset;
@@ -88,7 +88,7 @@ TEST(SliceHeader, ReadsBackWhatItWrites) {
   EXPECT_EQ(parsed.componentBytes, header.componentBytes);
 }
 
-TEST(SliceHeader, TakesTheSizeOfCrFromLongHeadersOnly) {
+TEST(SliceHeader, ReadsTheSizeOfCrFromLongHeadersOnly) {
   Bytes slice{0x38, 9, 0, 3, 0, 2, 0, 1, 0, 0, 0, 0, 0, 0, 0};
   SliceHeader parsed;
   ASSERT_TRUE(ParseSliceHeader(slice, parsed));
@@ -188,7 +188,7 @@ TEST(SliceTable, FindsEverySlice) {
   }
 }
 
-TEST(SliceTable, AllowsBytesBehindTheLastSlice) {
+TEST(SliceTable, AcceptsBytesAfterTheLastSlice) {
   TwoRows picture;
   picture.bytes.resize(picture.bytes.size() + 3);
   std::array<SliceRow, 2> rows;
@@ -214,7 +214,7 @@ TEST(SliceTable, RejectsSlicesWithoutRoomForTheirHeader) {
   }
 }
 
-TEST(PictureGeometry, GivesTheTopFieldTheOddLine) {
+TEST(PictureGeometry, AssignsTheOddLineToTheTopField) {
   const auto expect = [](const PictureGeometry& g, std::uint32_t first, std::uint32_t step,
                          std::uint32_t lines) {
     EXPECT_EQ(g.firstLine, first);

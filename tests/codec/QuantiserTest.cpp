@@ -45,7 +45,7 @@ TEST(Quantiser, DividesExactlyByEveryStepOfTheLadder) {
   }
 }
 
-TEST(Quantiser, GivesLevelsWhoseProductsFitSixteenBits) {
+TEST(Quantiser, ReturnsLevelsWhoseProductsFitSixteenBits) {
   // Weights of up to 15, multiplied by up to kMaxWeightFactor.
   for (unsigned rung = 0; rung <= kCoarsestRung; ++rung) {
     const Quantiser& quantiser = QuantiserOf(rung);

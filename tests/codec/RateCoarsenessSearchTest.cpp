@@ -44,7 +44,7 @@ TEST(FixedLog2, IsTheLogarithmRoundedDown) {
   EXPECT_EQ(FixedLog2(1ULL << 40), 40 << 16);
 }
 
-TEST(CoarsenessSearch, LandsJustBelowTheBudgetOfAPowerLawInAFewSteps) {
+TEST(CoarsenessSearch, EndsJustBelowTheBudgetOfAPowerLawInAFewSteps) {
   for (const double exponent : {0.6, 1.0, 1.5, 2.1}) {
     const auto sizes = [exponent](Coarseness coarseness) { return PowerLaw(coarseness, exponent); };
     for (Coarseness wanted = kFinest; wanted <= kCoarsest; wanted += 111) {

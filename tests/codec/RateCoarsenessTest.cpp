@@ -83,7 +83,7 @@ TEST(Coarseness, LeavesASliceOnItsGridUntilTheFrameIsCoarser) {
   }
 }
 
-TEST(QuantiserLadder, HasStepsOfAboutAnEqualPartOfAnOctaveFromScale16On) {
+TEST(QuantiserLadder, HasNearlyEqualStepsFromScale16On) {
   for (unsigned rung = 16; rung < kCoarsestRung; ++rung) {
     const double ratio = static_cast<double>(ScaleOf(rung + 1)) / ScaleOf(rung);
     EXPECT_GT(ratio, 1.06) << rung;
@@ -104,7 +104,7 @@ TEST(QuantiserLadder, HasAnIndexForEveryRungOfAFrame) {
   }
 }
 
-TEST(QuantiserLadder, GivesChromaItsPartOfTheStep) {
+TEST(QuantiserLadder, ScalesTheStepOfChroma) {
   for (unsigned rung = 0; rung <= kCoarsestRung; ++rung) {
     for (const std::uint8_t quarters : {kQuarters, kLowerChroma}) {
       const SliceQuantiser slice{.rung = static_cast<std::uint8_t>(rung),

@@ -111,7 +111,7 @@ std::uint64_t TotalOf(std::span<const SliceChoice> choices) {
   return total;
 }
 
-TEST(RateControl, LandsJustBelowTheBudget) {
+TEST(RateControl, EndsJustBelowTheBudget) {
   RateControl control;
   for (const std::size_t slices : {150U, 157U, 211U, 1020U}) {
     for (const Coarseness coarseness : {9000, 16000, 25000, 33000, 41000}) {
@@ -204,7 +204,7 @@ TEST(RateControl, LowersTheWeightsOfChromaWhereLumaIsHardAndChromaHasFewBytes) {
   EXPECT_EQ(quarters(12, kEasy), kQuarters);
 }
 
-TEST(RateControl, KeepsToTheBudgetOfTheWeightsThatItTakes) {
+TEST(RateControl, StaysWithinTheBudgetOfTheChosenWeights) {
   RateControl control;
   FakeSlices hard(NaturalSize, 12);
   const std::uint64_t own = hard.Total(1020, 8 * kOctave);

@@ -31,7 +31,7 @@ std::vector<std::uint8_t> RandomRow(std::uint32_t format, std::uint32_t width) {
   return row;
 }
 
-TEST(UnpackRows, Takes8BitSamplesInTheOrderCbYCrY) {
+TEST(UnpackRows, Reads8BitSamplesInTheOrderCbYCrY) {
   for (std::uint32_t width = 1; width < 70; ++width) {
     const std::vector<std::uint8_t> row = RandomRow(kWPRPixelFormat2vuy, width);
     Planes planes(width);
@@ -52,7 +52,7 @@ unsigned V210Component(const std::vector<std::uint8_t>& row, std::size_t index) 
   return bits >> (10 * (index % 3)) & 1023;
 }
 
-TEST(UnpackRows, TakesThree10BitSamplesFromEachWord) {
+TEST(UnpackRows, ReadsThree10BitSamplesFromEachWord) {
   for (std::uint32_t width = 1; width < 70; ++width) {
     const std::vector<std::uint8_t> row = RandomRow(kWPRPixelFormatV210, width);
     Planes planes(width);

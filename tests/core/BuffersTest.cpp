@@ -61,7 +61,7 @@ TEST(Buffer, AllocatesANewBlockFromItsAllocator) {
   EXPECT_EQ(buffer->GetCapacity(), 50u);
 }
 
-TEST(Buffer, TakesAlignedMemoryFromTheSystemWithoutAnAllocator) {
+TEST(Buffer, AllocatesAlignedMemoryFromTheSystemWithoutAnAllocator) {
   const auto buffer = CreateBuffer(nullptr, nullptr);
   buffer->Allocate(1000);
   std::memset(buffer->GetData(), 1, 1000);
@@ -175,7 +175,7 @@ class ForeignBuffer : public IBuffer {
   void Resize(std::uint32_t) override {}
 };
 
-TEST(Buffer, OfAnotherProgramReportsItsSizeAsCapacity) {
+TEST(Buffer, CapacityOfAForeignBufferIsItsSize) {
   EXPECT_EQ(ForeignBuffer().GetCapacity(), 17u);
 }
 
