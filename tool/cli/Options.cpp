@@ -14,42 +14,43 @@ constexpr int kMostThreads = 256;
 
 OptionGroup HostGroup(HostOptions& options) {
   Option plugin =
-      Text("--plugin", "PATH", options.plugin, "plug-in to load instead of the installed one");
+      Text("--plugin", "PATH", options.plugin, "load this plug-in instead of the installed one");
   plugin.completion = Completion::File;
-  return {"Host", {plugin, Flag("--verbose", options.verbose, "log records on standard error")}};
+  return {"Host",
+          {plugin, Flag("--verbose", options.verbose, "print log records on standard error")}};
 }
 
 OptionGroup ScanGroup(ScanOptions& options) {
-  Option scan = Flag("--scan", options.scan, "find frames without the container, in any bytes");
+  Option scan = Flag("--scan", options.scan, "find frames by their headers, in any bytes");
   scan.details =
-      "Frames are found by what they look like: in files whose index is lost or damaged, that were "
-      "never completed, or that have no container at all.";
-  Option rate{"--rate", "N[/D]", "frames per second of a scan; else as the frames say",
+      "Finds frames by their headers: in files whose index is lost or damaged, in incomplete "
+      "files, "
+      "and in any other bytes.";
+  Option rate{"--rate", "N[/D]", "frames per second of a scan [as in the headers]",
               [&options](const std::string& text) { options.rate = ParseRate(text); }};
   return {"Damaged containers", {scan, rate}};
 }
 
 ProResOptions ToProResOptions(const ScanOptions& options) {
   if (options.rate && !options.scan) {
-    throw UsageError("--rate is for --scan; a container tells its rate itself");
+    throw UsageError("--rate is for --scan; a container states its rate");
   }
   return {{}, options.scan, options.rate};
 }
 
 Option ThreadsOption(int& threads) {
   Option option = Number("--threads", threads, 0, kMostThreads,
-                         "threads, each on a frame of its own; 0: all processors");
-  option.details =
-      "Two frames for each thread are in memory. The output is the same for every number.";
+                         "number of threads, one frame each [0: all processors]");
+  option.details = "Two frames per thread are in memory. The output is the same for every number.";
   return option;
 }
 
 OptionGroup MachineGroup(HostOptions& host, MachineOptions& machine) {
-  Option cpu = Text("--cpu", "LEVEL", machine.cpu, "instructions: " + JoinWords(CpuLevels()));
+  Option cpu = Text("--cpu", "LEVEL", machine.cpu, "processor level: " + JoinWords(CpuLevels()));
   cpu.choices = CpuLevels();
   cpu.details =
-      "Keeps to the instructions of that level even where the processor has more. The output is "
-      "the same for every level.";
+      "Uses the instructions of that level only, even if the processor has more. The output is the "
+      "same for every level.";
   OptionGroup group = HostGroup(host);
   group.title = "Machine";
   group.options.insert(group.options.begin(), {ThreadsOption(machine.threads), cpu});
@@ -57,22 +58,21 @@ OptionGroup MachineGroup(HostOptions& host, MachineOptions& machine) {
 }
 
 std::vector<Option> PageOptionList(PageOptions& options) {
-  Option page =
-      Text("--html", "PAGE", options.page, "a page with charts and pictures, in one file");
+  Option page = Text("--html", "PAGE", options.page, "write a page with charts and pictures");
   page.completion = Completion::File;
   return {page, Flag("--overwrite", options.overwrite, "replace an existing page")};
 }
 
 Option VariantOption(const ProResVariant*& variant, const std::string& standard) {
   variant = FindProResVariant(standard);
-  Option option{"--variant", "NAME", "proxy, lt, 422 or hq; " + standard + " when not given",
+  Option option{"--variant", "NAME", "proxy, lt, 422 or hq [" + standard + "]",
                 [&variant](const std::string& name) { variant = FindProResVariant(name); }};
   option.choices = {"proxy", "lt", "422", "hq"};
   return option;
 }
 
 Option FramesOption(std::optional<FrameRange>& frames) {
-  return {"--frames", "FIRST-LAST", "only these frames, from 0 on, both included",
+  return {"--frames", "FIRST-LAST", "only these frames, counted from 0",
           [&frames](const std::string& text) { frames = ParseFrameRange(text); }};
 }
 

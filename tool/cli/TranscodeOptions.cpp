@@ -27,8 +27,8 @@ std::optional<HeadlessFormat> ToHeadlessFormat(const HeadlessOptions& options,
   if (!options.fourcc && !options.size && !options.interlaced) return std::nullopt;
   if (!options.fourcc || !options.size || !overrides.rate) {
     throw UsageError(
-        "headless frames need all three of --fourcc, --size and --rate; other inputs "
-        "neither of the first two, nor --interlaced");
+        "--fourcc, --size and --interlaced are for raw frames, which need --fourcc, --size and "
+        "--rate");
   }
   const PictureSize size = ParsePictureSize(*options.size);
   return HeadlessFormat{ParseFourCC(*options.fourcc), size.width, size.height, *overrides.rate,
@@ -38,7 +38,7 @@ std::optional<HeadlessFormat> ToHeadlessFormat(const HeadlessOptions& options,
 Option ColourCodeOption(const std::string& name, ColourProperty property,
                         std::optional<int>& code) {
   Option option{
-      name, "NAME", "this alone; 'vixprores manual encode' lists them",
+      name, "NAME", "set this one; names in 'vixprores manual encode'",
       [&code, property](const std::string& text) { code = FindColourCode(property, text); }};
   option.choices = ColourCodeNames(property);
   return option;
@@ -52,7 +52,7 @@ FieldOrder ParseFieldOrder(const std::string& text) {
 vix::FourCC ParseVendor(const std::string& text) {
   const bool isPrintable = std::ranges::all_of(text, [](char c) { return c >= ' ' && c <= '~'; });
   if (text.size() != 4 || !isPrintable) {
-    throw UsageError("'" + text + "' is no vendor code; write four characters");
+    throw UsageError("--vendor: invalid code '" + text + "'; write four characters");
   }
   return vix::MakeFourCC({text[0], text[1], text[2], text[3], 0});
 }
@@ -60,8 +60,8 @@ vix::FourCC ParseVendor(const std::string& text) {
 std::string ParseCompressor(const std::string& text) {
   constexpr std::size_t kMostBytes = 31;  // a Pascal string in 32
   if (text.size() <= kMostBytes) return text;
-  throw UsageError("--compressor '" + text + "' has " + std::to_string(text.size()) +
-                   " bytes; the description has room for " + std::to_string(kMostBytes));
+  throw UsageError("--compressor: '" + text + "' has " + std::to_string(text.size()) +
+                   " bytes; the container has room for " + std::to_string(kMostBytes));
 }
 
 OptionGroup LabelsGroup(EncodeOptions& options) {
@@ -72,28 +72,27 @@ OptionGroup LabelsGroup(EncodeOptions& options) {
   colour.choices = ColourPresets();
   colour.details =
       "Primaries, transfer and matrix are written into the container and into the header of every "
-      "frame. What neither the input nor an option tells stays unspecified.";
+      "frame. What neither the input nor an option states stays unspecified.";
   Option fields{
-      "--fields", "ORDER", "progressive, top or bottom (first)",
+      "--fields", "ORDER", "progressive, top or bottom field first",
       [&overrides](const std::string& text) { overrides.fields = ParseFieldOrder(text); }};
   fields.choices = {"progressive", "top", "bottom"};
   Option aspect{
-      "--par", "W:H", "width to height of a pixel",
+      "--par", "W:H", "pixel aspect, width to height",
       [&overrides](const std::string& text) { overrides.sampleAspect = ParseAspect(text); }};
   Option rate{"--rate", "N[/D]", "frames per second",
               [&overrides](const std::string& text) { overrides.rate = ParseRate(text); }};
   rate.details =
-      "All frames follow each other at that rate, also those of an input with a variable frame "
-      "rate. "
-      "The sound stays as it is: its length may no longer fit theirs.";
+      "All frames follow each other at that rate, even if the input has a variable frame rate. The "
+      "sound keeps its length, which may then differ from that of the pictures.";
   Option timecode = Text("--timecode", "HH:MM:SS:FF", options.timecode,
-                         "of the input's first frame; ;FF for drop frame");
+                         "timecode of the first input frame; ;FF for drop frame");
   Option compressor{
-      "--compressor", "NAME", "in the .mov's description, up to 31 characters",
+      "--compressor", "NAME", "compressor name in the .mov, up to 31 bytes",
       [&options](const std::string& text) { options.compressor = ParseCompressor(text); }};
-  Option vendor{"--vendor", "CODE", "four characters, as well",
+  Option vendor{"--vendor", "CODE", "vendor code in the .mov, four characters",
                 [&options](const std::string& text) { options.vendor = ParseVendor(text); }};
-  return {"Labels (where the input tells none, or wrong ones)",
+  return {"Labels (replace missing or wrong labels of the input)",
           {colour, ColourCodeOption("--primaries", ColourProperty::Primaries, overrides.primaries),
            ColourCodeOption("--transfer", ColourProperty::Transfer, overrides.transfer),
            ColourCodeOption("--matrix", ColourProperty::Matrix, overrides.matrix), fields, aspect,
@@ -108,8 +107,8 @@ std::vector<std::size_t> ParseTrackList(const std::string& text) {
     const auto number = ParseNumber(word, kMostTracks);
     const bool isNew = number && std::ranges::find(places, *number - 1) == places.end();
     if (!number || *number == 0 || !isNew) {
-      throw UsageError("'" + text +
-                       "' is no list of sound tracks; write numbers from 1, as in 1,3");
+      throw UsageError("--audio-tracks: invalid list '" + text +
+                       "'; write numbers from 1, as in 1,3");
     }
     places.push_back(static_cast<std::size_t>(*number - 1));
   }
@@ -117,33 +116,32 @@ std::vector<std::size_t> ParseTrackList(const std::string& text) {
 }
 
 OptionGroup BatchGroup(TranscodeOptions& options) {
-  Option folder =
-      Text("--output-dir", "DIR", options.outputDir, "where they go; what is there is not redone");
+  Option folder = Text("--output-dir", "DIR", options.outputDir,
+                       "folder of the outputs; existing ones are skipped");
   folder.completion = Completion::Folder;
   folder.details =
-      "An output has its name only once it is complete, so that a run that was stopped is gone on "
-      "with by giving it again. What is there and is something else (another variant, picture "
-      "size, "
-      "number of frames, sound tracks or labels) is a failure. --overwrite makes all anew.";
+      "An output gets its name only when it is complete: run the command again to resume. An "
+      "existing output that differs from what would be written (variant, picture size, number of "
+      "frames, sound tracks or labels) is an error. --overwrite writes every output again.";
   Option name =
-      Text("--name", "PATTERN", options.namePattern, "of their names; {name}.mov when not given");
+      Text("--name", "PATTERN", options.namePattern, "pattern of the output names [{name}.mov]");
   name.details =
       "{name} stands for the input's name without its extension, {number} for its place, from 1.";
-  Option jobs = Number("--jobs", options.jobs, 1, kMostJobs, "inputs side by side");
+  Option jobs =
+      Number("--jobs", options.jobs, 1, kMostJobs, "number of inputs processed in parallel [1]");
   jobs.details =
-      "They share the processors, unless --threads gives the threads of each. As frames of one "
-      "input "
-      "are worked on side by side already, this pays where inputs are short or slow to read.";
+      "They share the processors, unless --threads sets the threads of each. Frames of one input "
+      "are coded in parallel anyway, so this helps if inputs are short or slow to read.";
   return {"Several inputs", {folder, name, jobs}};
 }
 
 void CheckTogether(const TranscodeOptions& options) {
   if (options.noAudio && options.audioTracks) {
-    throw UsageError("--audio-tracks and --no-audio contradict each other; leave out one of them");
+    throw UsageError("--audio-tracks and --no-audio contradict each other; remove one of them");
   }
   if (options.outputDir) return;
-  if (options.namePattern) throw UsageError("--name is for --output-dir, which is missing");
-  if (options.jobs > 1) throw UsageError("--jobs is for --output-dir, which is missing");
+  if (options.namePattern) throw UsageError("--name needs --output-dir");
+  if (options.jobs > 1) throw UsageError("--jobs needs --output-dir");
 }
 
 // Returns a function that takes two names, or any number of inputs if there is an output folder.
@@ -160,10 +158,10 @@ std::function<void(const std::vector<std::string>&)> TakeFiles(TranscodeOptions&
 
 OptionGroup SoundGroup(TranscodeOptions& options) {
   Option tracks{
-      "--audio-tracks", "LIST", "only these, in this order: 2,1",
+      "--audio-tracks", "LIST", "copy only these, in this order: 2,1",
       [&options](const std::string& text) { options.audioTracks = ParseTrackList(text); }};
-  return {"Sound (copied as it is)",
-          {tracks, Flag("--no-audio", options.noAudio, "without sound")}};
+  return {"Sound (copied without change)",
+          {tracks, Flag("--no-audio", options.noAudio, "write no sound")}};
 }
 
 ProgressKind ParseProgressKind(const std::string& text) {
@@ -173,23 +171,22 @@ ProgressKind ParseProgressKind(const std::string& text) {
 
 OptionGroup RunGroup(TranscodeOptions& options) {
   Option progress{
-      "--progress", "KIND", "line, json (lines on standard error) or none",
+      "--progress", "KIND", "print progress as line, json or none [line]",
       [&options](const std::string& text) { options.progress = ParseProgressKind(text); }};
   progress.choices = {"line", "json", "none"};
   return {"Run",
           {FramesOption(options.frames), progress,
            Flag("--overwrite", options.overwrite, "replace an existing output"),
-           Flag("--json", options.json, "the summary as JSON"),
-           Flag("--quiet", options.quiet, "no progress, notes or summary")}};
+           Flag("--json", options.json, "print the summary as JSON"),
+           Flag("--quiet", options.quiet, "print no progress, notes or summary")}};
 }
 
 OptionGroup HeadlessGroup(HeadlessOptions& options) {
   Option fourcc = Text("--fourcc", "CODE", options.fourcc, "UYVY (8 bits) or V210 (10 bits)");
   fourcc.choices = {"uyvy", "v210"};
-  return {
-      "Headless input (frames and nothing else)",
-      {fourcc, Text("--size", "WxH", options.size, "size of the pictures; --rate is needed too"),
-       Flag("--interlaced", options.interlaced, "two fields a frame, top field first")}};
+  return {"Raw frames as input (no container)",
+          {fourcc, Text("--size", "WxH", options.size, "picture size; needs --rate"),
+           Flag("--interlaced", options.interlaced, "two fields per frame, top field first")}};
 }
 
 DamagePolicy ParseDamagePolicy(const std::string& text) {
@@ -198,22 +195,23 @@ DamagePolicy ParseDamagePolicy(const std::string& text) {
 }
 
 Option OnErrorOption(DamagePolicy& policy) {
-  Option option{"--on-error", "WHAT", "at a damaged frame: stop (the standard), skip or conceal",
+  Option option{"--on-error", "WHAT", "at a damaged frame: stop, skip or conceal [stop]",
                 [&policy](const std::string& text) { policy = ParseDamagePolicy(text); }};
   option.choices = {"stop", "skip", "conceal"};
   option.details =
-      "stop ends the run with exit code 1 and keeps the frames before. skip leaves damaged frames "
-      "out; the ones behind keep their times, where the output has times. conceal fills damaged "
-      "parts from their surroundings, and writes the frame before (grey, where there is none) in "
-      "place of one that cannot be decoded or is missing. The last two list the damaged frames on "
-      "standard error and end with exit code 0.";
+      "stop ends the run with exit code 1 and keeps the frames before. skip drops damaged frames; "
+      "later frames keep their times if the output has times. conceal fills damaged parts from "
+      "their surroundings, and repeats the previous frame (grey, if there is none) for one that "
+      "cannot be decoded or is missing. skip and conceal list the damaged frames on standard error "
+      "and end with exit code 0.";
   return option;
 }
 
-// Rejects names that ProRes cannot be written to, before any input is read.
-void CheckNames(const EncodeOptions& options) {
+// Rejects names that the format cannot be written to, before any input is read.
+void CheckNames(const TranscodeOptions& options,
+                const OutputFormat& (*find)(const std::string& name)) {
   if (!options.outputDir) return;
-  for (const BatchItem& item : NameOutputs(options)) FindProResOutput(item.output);
+  for (const BatchItem& item : NameOutputs(options)) find(item.output);
 }
 
 }  // namespace
@@ -226,20 +224,20 @@ Command DescribeEncode(EncodeOptions& options) {
   command.summary = "Encode uncompressed 4:2:2 video to ProRes";
   command.description =
       "Reads a container (mov, avi, mxf, mkv, nut) with V210 or UYVY video, Y4M (4:2:2, 8 or 10 "
-      "bits), or headless frames, and writes ProRes.";
+      "bits), or raw frames, and writes ProRes.";
   command.usages = {"[OPTION]... INPUT OUTPUT", "[OPTION]... --output-dir DIR INPUT..."};
   command.arguments = {
-      {"INPUT", "mov, avi, mxf, mkv, nut, y4m or frames; - for standard input"},
-      {"OUTPUT", "name that ends in .mov, .mkv or .mxf; - for a .mov on standard output"}};
+      {"INPUT", "mov, avi, mxf, mkv, nut, y4m or raw frames; - for standard input"},
+      {"OUTPUT", ".mov, .mkv or .mxf; - for a .mov on standard output"}};
   command.takeArguments = [&options, headless,
                            take = TakeFiles(options)](const std::vector<std::string>& words) {
     take(words);
-    CheckNames(options);
+    CheckNames(options, FindProResOutput);
     options.headless = ToHeadlessFormat(*headless, options.overrides);
   };
   command.groups = {{"Encoding",
                      {VariantOption(options.variant, "422"),
-                      Flag("--verify", options.verify, "decode each frame again and compare")}},
+                      Flag("--verify", options.verify, "decode every frame again and compare it")}},
                     LabelsGroup(options),
                     SoundGroup(options),
                     HeadlessGroup(*headless),
@@ -247,12 +245,12 @@ Command DescribeEncode(EncodeOptions& options) {
                     RunGroup(options),
                     MachineGroup(options, options)};
   command.examples = {
-      {"vixprores encode --variant hq input.mov output.mov", "A file."},
+      {"vixprores encode --variant hq input.mov output.mov", "Encode a file."},
       {"vixprores encode --fourcc UYVY --size 1920x1080 --rate 25 frames.uyvy out.mov",
-       "Headless frames."},
+       "Encode raw frames."},
       {"ffmpeg -i in.mp4 -f yuv4mpegpipe -pix_fmt yuv422p10le -strict -1 - | \\\n"
        "      vixprores encode - out.mov",
-       "Anything that ffmpeg reads."}};
+       "Encode anything that ffmpeg reads."}};
   return command;
 }
 
@@ -261,18 +259,22 @@ Command DescribeDecode(DecodeOptions& options) {
   command.name = "decode";
   command.summary = "Decode ProRes to uncompressed 4:2:2 video";
   command.description =
-      "Reads a container with a ProRes track and writes a container, Y4M, or headless frames.";
+      "Reads a container with a ProRes track and writes a container, Y4M, or raw frames.";
   command.usages = {"[OPTION]... INPUT OUTPUT", "[OPTION]... --output-dir DIR INPUT..."};
   command.arguments = {
       {"INPUT", "container with a ProRes track; - for standard input"},
-      {"OUTPUT", "name that ends in .mov, .avi, .nut or .y4m; else headless frames"}};
-  command.takeArguments = TakeFiles(options);
+      {"OUTPUT", ".mov, .avi, .nut, .y4m, or .raw for raw frames; - for standard output"}};
+  command.takeArguments = [&options,
+                           take = TakeFiles(options)](const std::vector<std::string>& words) {
+    take(words);
+    CheckNames(options, FindRawVideoOutput);
+  };
   Option fourcc = FourCCOption(options.fourcc);
-  fourcc.brief += "; V210 when not given";
+  fourcc.brief += " [V210]";
   command.groups = {
       {"Decoding",
        {fourcc,
-        Flag("--skip-field", options.skipField, "only the first field of interlaced frames"),
+        Flag("--skip-field", options.skipField, "decode only the first field of interlaced frames"),
         OnErrorOption(options.onDamage)}},
       ScanGroup(options),
       SoundGroup(options),
@@ -280,8 +282,8 @@ Command DescribeDecode(DecodeOptions& options) {
       RunGroup(options),
       MachineGroup(options, options)};
   command.examples = {
-      {"vixprores decode input.mov output.y4m", "A file."},
-      {"vixprores decode --fourcc UYVY --frames 0-99 input.mov - | consumer", "A pipe."}};
+      {"vixprores decode input.mov output.y4m", "Decode a file."},
+      {"vixprores decode --fourcc UYVY --frames 0-99 input.mov - | consumer", "Decode to a pipe."}};
   return command;
 }
 

@@ -134,6 +134,7 @@ class WrongUse(ToolTest):
             (("decode", "--fourcc", "RGBA", "in.mov", "out.mov"), "RGBA"),
             (("encode", "--name", "{name}.mov", "in.mov", "out.mov"), "--output-dir"),
             (("decode", "--jobs", "2", "in.mov", "out.mov"), "--output-dir"),
+            (("decode", "--output-dir", "d", "--name", "{name}.png", "in.mov"), ".y4m"),
             (("encode", "--no-audio", "--audio-tracks", "1", "in.mov", "out.mov"), "contradict"),
             (("encode", "--output-dir", "d", "--name", "{name}.mp4", "in.mov"),
              ".mov, .mkv, .mxf"),
