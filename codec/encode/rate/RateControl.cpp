@@ -65,7 +65,7 @@ void RateControl::Resize(const SliceGrid& grid) {
   sampleStrips_.clear();
   for (const std::uint32_t slice : sample_) sampleStrips_.push_back(slice / grid.slicesPerStrip);
   std::ranges::sort(sampleStrips_);
-  sampleStrips_.erase(std::ranges::unique(sampleStrips_).begin(), sampleStrips_.end());
+  sampleStrips_.erase(std::unique(sampleStrips_.begin(), sampleStrips_.end()), sampleStrips_.end());
   grid_ = grid;
 }
 
