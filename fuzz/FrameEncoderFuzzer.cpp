@@ -60,7 +60,8 @@ Outcome Encode(WPREncoderHandle encoder, const EncodeParamsRecord& params,
 }  // namespace
 
 extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size) {
-  static const std::vector<WPREncoderHandle> encoders = OpenEncoders();
+  // Never destroyed, so that the handles stay reachable for the leak check at exit.
+  static const auto& encoders = *new std::vector<WPREncoderHandle>(OpenEncoders());
   static WPRDecoderHandle const decoder = WPROpenDecoder(1, nullptr);
   FuzzInput input(data, size);
   const std::uint8_t choice = input.Byte();
