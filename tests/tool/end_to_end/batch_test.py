@@ -4,6 +4,7 @@ import contextlib
 import fcntl
 import json
 import os
+import pathlib
 import pty
 import resource
 import struct
@@ -152,6 +153,8 @@ class Batch(ToolTest):
 
         if resource.getrlimit(resource.RLIMIT_STACK)[1] != resource.RLIM_INFINITY:
             self.skipTest("the size of stacks is limited")
+        if b"__tsan_init" in pathlib.Path(PROGRAM).read_bytes():
+            self.skipTest("the thread sanitizer needs the usual layout of the address space")
         result = self.succeed("encode", "--jobs", 3, "--threads", 2, "--name", "{name}.mkv",
                               "--output-dir", self.out, *self.inputs,
                               preexec_fn=reserve_too_large_stacks)
