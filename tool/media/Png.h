@@ -3,7 +3,6 @@
 #define TOOL_MEDIA_PNG_H
 
 #include <cstdint>
-#include <span>
 #include <vector>
 
 #include "format/RgbPicture.h"
@@ -13,10 +12,6 @@ namespace vixprores {
 /// Returns the bytes of a PNG file.
 /// @throws Failure if the library cannot write it
 std::vector<std::uint8_t> EncodePng(const RgbPicture& picture);
-/// Returns the bytes of a PNG file of `width` * `height` pixels of four bytes: red, green, blue,
-/// opacity.
-std::vector<std::uint8_t> EncodeTransparentPng(std::uint32_t width, std::uint32_t height,
-                                               std::span<const std::uint8_t> pixels);
 
 }  // namespace vixprores
 
