@@ -62,6 +62,7 @@ std::optional<TaggedItem> TaggedFileReader::Read() {
     if (item.frame || !item.sound.empty()) return item;
   }
   if (std::exchange(isAtEnd_, true)) return std::nullopt;
+  if (const auto& truncated = tags_.GetTruncated()) NoteTruncated(*truncated);
   item.lost = std::exchange(lost_, {});
   return item;
 }
@@ -73,32 +74,48 @@ bool TaggedFileReader::ReadPacket(const TagScanner::FoundTag& found,
          HashPacket(bytes) == found.tag.packetHash;
 }
 
-void TaggedFileReader::NoteLost(const FramePlace& place, const char* what) {
+void TaggedFileReader::NoteLost(const FramePlace& place, const std::string& what) {
   lost_.push_back({place, what});
   if (content_.timecode) lost_.back().place.timecode = *content_.timecode + place.number;
 }
 
-void TaggedFileReader::ReadFrame(const TagScanner::FoundTag& found, TaggedItem& item) {
+// Moves to the time of a frame. Returns false if the time does not follow the frame before it.
+bool TaggedFileReader::TakeTime(const TagScanner::FoundTag& found) {
   const std::int64_t time = found.tag.time;
-  const FramePlace place{time, 1, std::nullopt, found.packet};
   if (!frames_.Takes(time)) {
-    NoteLost(place, "comes at a time that does not follow the frame before it");
-    return;
+    NoteLost({time, 1, std::nullopt, found.packet},
+             "comes at a time that does not follow the frame before it");
+    return false;
   }
   const bool startsLater = isComplete_ && frames_.next == 0;
   if (time > frames_.next && !startsLater) {
     NoteLost({frames_.next, time - frames_.next, std::nullopt, std::nullopt}, "is missing");
   }
   frames_.next = time + 1;
+  return true;
+}
+
+void TaggedFileReader::ReadFrame(const TagScanner::FoundTag& found, TaggedItem& item) {
+  if (!TakeTime(found)) return;
+  const std::int64_t time = found.tag.time;
   auto frame = vix::CreateBuffer(nullptr, nullptr);
   frame->Allocate(found.tag.packetBytes);
   if (!ReadPacket(found, std::span(frame->GetData(), found.tag.packetBytes))) {
-    NoteLost(place, "is not what was written");
+    NoteLost({time, 1, std::nullopt, found.packet}, "is not what was written");
     return;
   }
   item.frame = std::move(frame);
   item.time = time;
   item.lost = std::exchange(lost_, {});
+}
+
+// Lists the frame inside which the file ends.
+void TaggedFileReader::NoteTruncated(const TagScanner::FoundTag& found) {
+  if (found.tag.track != PacketTag::kVideo || !TakeTime(found)) return;
+  const std::int64_t bytes = file_->GetSize().value_or(0) - found.packet;
+  NoteLost({found.tag.time, 1, std::nullopt, found.packet},
+           "is truncated: the file ends after " + std::to_string(bytes) + " of its " +
+               std::to_string(found.tag.packetBytes) + " bytes");
 }
 
 void TaggedFileReader::ReadSound(const TagScanner::FoundTag& found, TaggedItem& item) {

@@ -7,6 +7,7 @@
 #include <memory>
 #include <optional>
 #include <span>
+#include <string>
 #include <vector>
 
 #include "format/FramePlace.h"
@@ -26,7 +27,7 @@ MovieContent ReadTaggedDescription(const InputFile& file);
 /// Frames of a tagged file that cannot be used.
 struct LostFrames {
   FramePlace place;
-  const char* what;  ///< is wrong with them
+  std::string what;  ///< is wrong with them
 };
 
 /// The next item of a tagged file: a frame or some sound.
@@ -66,9 +67,11 @@ class TaggedFileReader {
   };
 
   bool ReadPacket(const TagScanner::FoundTag& found, std::span<std::uint8_t> bytes) const;
+  bool TakeTime(const TagScanner::FoundTag& found);
   void ReadFrame(const TagScanner::FoundTag& found, TaggedItem& item);
+  void NoteTruncated(const TagScanner::FoundTag& found);
   void ReadSound(const TagScanner::FoundTag& found, TaggedItem& item);
-  void NoteLost(const FramePlace& place, const char* what);
+  void NoteLost(const FramePlace& place, const std::string& what);
 
   std::unique_ptr<InputFile> file_;
   MovieContent content_;

@@ -87,10 +87,13 @@ std::optional<TagScanner::FoundTag> TagScanner::Next(std::int64_t end) {
   while (position_ < std::min(end, size)) {
     const auto tag = ReadPacketTag(Load(PacketTag::kBytes, ahead));
     const std::int64_t packet = position_ + static_cast<std::int64_t>(PacketTag::kBytes);
+    const FoundTag found{tag.value_or(PacketTag()), packet, ahead == PacketTag::kBytes};
     if (tag && tag->packetBytes <= std::min<std::int64_t>(INT32_MAX, size - packet)) {
       position_ = packet + tag->packetBytes;
-      return FoundTag{*tag, packet, ahead == PacketTag::kBytes};
+      truncated_.reset();
+      return found;
     }
+    if (tag && tag->packetBytes > size - packet) truncated_ = found;
     ++position_;  // a damaged or truncated packet, or the index
     ahead = kBlockBytes;
     if (!FindMark(end)) return std::nullopt;

@@ -77,6 +77,9 @@ class TagScanner {
   /// packet is incomplete.
   /// @throws Interrupted if the user asked to stop
   std::optional<FoundTag> Next(std::int64_t end = INT64_MAX);
+  /// Returns the tag after which the input ends inside its packet, once Next() has returned
+  /// nullopt; nullopt if there is none.
+  const std::optional<FoundTag>& GetTruncated() const { return truncated_; }
 
  private:
   std::span<const std::uint8_t> Load(std::size_t bytes, std::size_t ahead);
@@ -86,6 +89,7 @@ class TagScanner {
   std::int64_t position_;            ///< position of the search
   std::vector<std::uint8_t> block_;  ///< bytes of the file that were read last
   std::int64_t blockBegin_ = 0;      ///< their offset
+  std::optional<FoundTag> truncated_;
 };
 
 /// Returns the first tag of a file, which is near its start: the tag of the description, or of a
