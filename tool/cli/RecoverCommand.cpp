@@ -1,4 +1,5 @@
 // SPDX-License-Identifier: BSD-2-Clause
+#include <algorithm>
 #include <chrono>
 #include <cstdio>
 #include <utility>
@@ -38,10 +39,11 @@ Command Describe(RecoverOptions& options) {
       "Recover a complete file whose index is damaged in the same way.\n\n"
       "A lost frame is replaced by the one before it. A run replaces 3600 frames at most, and as "
       "many again as the file has intact frames; longer gaps stay gaps. Frames and sound whose "
-      "times are out of order are left out. Each loss is reported.";
+      "times are out of order are left out, and so is a last frame that is truncated. Each loss is "
+      "reported.";
   command.usages = {"[OPTION]... INPUT OUTPUT"};
   command.arguments = {{"INPUT", "file that was being written"},
-                       {"OUTPUT", "file name that ends in .mov, .mkv or .mxf"}};
+                       {"OUTPUT", ".mov, .mkv or .mxf; - for a .mov on standard output"}};
   command.takeArguments = TakeWords({"INPUT", "OUTPUT"}, {options.input, options.output});
   command.groups = {{"Run",
                      {Flag("--overwrite", options.overwrite, "replace an existing output"),
@@ -126,6 +128,7 @@ void Recover(const RecoverOptions& options, RunReport& report) {
   RefuseInputAsOutput(options.output, {options.input});
   const MovieContent& content = reader.GetContent();
   CheckStorable(output, content.video);
+  CheckSoundStorable(NameOfOutput(options.output), output, content.sound, "choose .mov or .mkv");
   NoteLostProperties(options, output, content);
   report.source = report.result = content.video;
   report.soundTracks = content.sound.size();
@@ -138,12 +141,17 @@ void Recover(const RecoverOptions& options, RunReport& report) {
   writer->Finish();
   file.Commit();
   report.status = RunReport::Status::Done;
-  report.output = options.output;
+  report.output = file.GetName();
   report.outputBytes = file.GetSize();
   report.soundDamage = reader.GetSoundDamage();
   report.seconds = std::chrono::duration<double>(std::chrono::steady_clock::now() - start).count();
   const std::string note = writer->GetEndNote();
   if (!options.quiet && !note.empty()) PrintNote(note);
+}
+
+bool HasReplaced(const RunReport& report) {
+  using Treatment = FrameDamage::Treatment;
+  return std::ranges::count(report.damage, Treatment::Replaced, &FrameDamage::treatment) > 0;
 }
 
 int Run(const RecoverOptions& options) {
@@ -155,7 +163,7 @@ int Run(const RecoverOptions& options) {
   PrintDamage(report);
   if (report.damagedFrames > 0) {
     PrintNote(options.input + ": " + Count(report.damagedFrames, "damaged frame") +
-              "; a replaced frame repeats the one before it");
+              (HasReplaced(report) ? "; a replaced frame repeats the one before it" : ""));
   }
   if (options.json) {
     std::fprintf(options.output == "-" ? stderr : stdout, "%s\n", SummaryJson(report).c_str());

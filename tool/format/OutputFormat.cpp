@@ -12,6 +12,7 @@
 #include <string_view>
 
 extern "C" {
+#include <libavcodec/avcodec.h>
 #include <libavformat/avformat.h>
 }
 
@@ -159,6 +160,22 @@ void CheckStorable(const OutputFormat& output, const StreamFormat& stream) {
     throw Failure(
         "an .mxf would be labelled progressive although the video is interlaced; "
         "choose .mov or .mkv");
+  }
+}
+
+void CheckSoundStorable(const std::string& name, const OutputFormat& output,
+                        const std::vector<SoundTrack>& tracks, const std::string& advice) {
+  constexpr int kMxfRate = 48000;
+  if (!output.muxer || output.muxer != std::string_view("mxf")) return;
+  for (const SoundTrack& track : tracks) {
+    const AVCodecParameters& sound = *track.parameters;
+    const bool isPcm =
+        sound.codec_id == AV_CODEC_ID_PCM_S16LE || sound.codec_id == AV_CODEC_ID_PCM_S24LE;
+    if (isPcm && sound.sample_rate == kMxfRate) continue;
+    throw Failure(name + ": cannot store sound track " + std::to_string(track.number + 1) + " (" +
+                  avcodec_get_name(sound.codec_id) + " at " + std::to_string(sound.sample_rate) +
+                  " Hz); an .mxf takes pcm_s16le or pcm_s24le at " + std::to_string(kMxfRate) +
+                  " Hz; " + advice);
   }
 }
 

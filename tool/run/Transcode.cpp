@@ -114,6 +114,8 @@ void Transcode(const TranscodeOptions& options, TranscodePlan plan, RunReport& r
   }
   NoteIndexFaults(options, plan);
   ChooseSound(options, plan);
+  CheckSoundStorable(NameOfOutput(options.output), plan.output, plan.content.sound,
+                     "choose .mov, or leave the sound out with --no-audio");
   ChooseTimecode(options, plan);
   if (options.isOfMany && !options.overwrite && IsMadeAlready(options, plan)) {
     report.status = RunReport::Status::Skipped;

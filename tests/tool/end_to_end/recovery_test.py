@@ -201,6 +201,45 @@ class WholeFiles(ToolTest):
         begin, length = (round(gap[key] * 48000) * 3 for key in ("begin", "seconds"))
         self.assert_same_bytes(now, was[:begin] + bytes(length) + was[begin + length:])
 
+    def test_a_truncated_last_frame_is_reported(self):
+        start = self.frame_places()[20] - 4
+        size, cut = int.from_bytes(self.whole.read_bytes()[start:start + 4], "big"), self.path("cut.mov")
+        cut.write_bytes(self.whole.read_bytes()[:start + 1000])
+        result = self.succeed("recover", "--json", cut, self.out)
+        report = json.loads(result.stdout)
+        self.assertEqual((report["frames"], report["damagedFrames"]), (20, 1))
+        lost, = report["damage"]
+        self.assertEqual((lost["frame"], lost["offset"], lost["treatment"]),
+                         (20, start, "left out"))
+        self.assertIn(f"cut.mov: frame 20 (10:00:00:20) at byte {start}: is truncated: the file ends "
+                      f"after 1000 of its {size} bytes; left out\n", result.stderr)
+        self.assertNotIn("a replaced frame", result.stderr)
+        cut.write_bytes(self.whole.read_bytes()[:start + size])
+        report = json.loads(self.succeed("recover", "--json", "--overwrite", cut, self.out).stdout)
+        self.assertEqual((report["frames"], report.get("damage")), (21, None))
+
+    def test_standard_output_takes_a_mov(self):
+        result = self.succeed("recover", "--json", self.whole, "-", text=False)
+        report = json.loads(result.stderr)
+        self.assertEqual((report["frames"], report["output"]), (25, "standard output"))
+        self.out.write_bytes(result.stdout)
+        self.assert_same_bytes(planes(self.out), planes(self.whole))
+        for track in (0, 1):
+            self.assert_same_bytes(sound(self.out, track), sound(self.whole, track))
+
+    def test_sound_that_the_output_cannot_store_is_rejected(self):
+        for rate, codec in ((44100, "pcm_s16le"), (48000, "pcm_s32le")):
+            with self.subTest(rate=rate, codec=codec):
+                make_movie(self.clip, "-ar", rate, codec=codec)
+                self.succeed("encode", "--overwrite", self.clip, self.whole)
+                out = self.path("out.mxf")
+                words = [f"out.mxf: cannot store sound track 1 ({codec} at {rate} Hz)", "choose .mov"]
+                result = self.fail_with(1, words, "recover", self.whole, out)
+                self.assertNotIn("--no-audio", result.stderr)
+                self.fail_with(1, [*words, "--no-audio"], "encode", self.clip, out)
+                self.succeed("encode", "--overwrite", "--no-audio", self.clip, out)
+                out.unlink()
+
     def test_files_of_other_programs_are_rejected(self):
         self.fail_with(1, [self.clip, "is not a .mov that this program began to write to a file"], "recover",
                        self.clip, self.out)

@@ -182,10 +182,10 @@ void ContainerWriter::Check(int result, const MemoryWatch& memory) {
     throw std::bad_alloc();
   }
   if (result >= 0) return;
-  const char* const advice = content_.sound.empty() ? "" : "; --no-audio leaves out the sound";
+  const bool isMov = context_->oformat->name == std::string("mov");
   throw Failure(file_.GetName() + ": the container cannot take " +
                 (content_.sound.empty() ? "the video: " : "the video or its sound: ") +
-                ExplainLibavError(result) + advice);
+                ExplainLibavError(result) + (isMov ? "" : "; choose .mov"));
 }
 
 }  // namespace vixprores
