@@ -5,6 +5,7 @@
 #include <array>
 #include <cassert>
 #include <charconv>
+#include <list>
 #include <memory>
 #include <mutex>
 #include <optional>
@@ -86,7 +87,7 @@ std::shared_ptr<const IParametersCollectionInstance> MakeRecyclerEntry() {
 }
 
 /// Adds one registration to `table`, in place of the same registrant's earlier one if there is one.
-void Insert(std::vector<Registration>& table, const Registration& addition) {
+void Insert(std::list<Registration>& table, const Registration& addition) {
   const auto taken = std::find_if(table.begin(), table.end(), [&](const Registration& present) {
     return present.key == addition.key;
   });
@@ -125,7 +126,7 @@ RegistryTable::RegistryTable() {
 
 void RegistryTable::Add(const std::vector<Registration>& additions) {
   // Declared before the lock, so that replaced registrations are destroyed without it.
-  std::vector<Registration> next;
+  std::list<Registration> next;
   const std::lock_guard lock(mutex_);
   next = registrations_;
   for (const Registration& addition : additions) Insert(next, addition);
@@ -133,11 +134,12 @@ void RegistryTable::Add(const std::vector<Registration>& additions) {
 }
 
 void RegistryTable::RemoveIf(const Predicate& predicate) {
-  std::vector<Registration> next;  // declared before the lock, as in Add()
+  std::list<Registration> removed;  // declared before the lock, as in Add()
   const std::lock_guard lock(mutex_);
-  std::remove_copy_if(registrations_.begin(), registrations_.end(), std::back_inserter(next),
-                      predicate);
-  next.swap(registrations_);
+  for (auto next = registrations_.begin(); next != registrations_.end();) {
+    const auto registration = next++;
+    if (predicate(*registration)) removed.splice(removed.end(), registrations_, registration);
+  }
 }
 
 std::optional<Registration> RegistryTable::Find(const RegistryKey& key) const {
@@ -150,7 +152,7 @@ std::optional<Registration> RegistryTable::Find(const RegistryKey& key) const {
 
 std::vector<Registration> RegistryTable::GetAll() const {
   const std::lock_guard lock(mutex_);
-  return registrations_;
+  return {registrations_.begin(), registrations_.end()};
 }
 
 RegistrationCollector::RegistrationCollector() : outer_(innermostCollector) {

@@ -3,6 +3,7 @@
 #define CORE_REGISTRYTABLE_H
 
 #include <functional>
+#include <list>
 #include <memory>
 #include <mutex>
 #include <optional>
@@ -54,7 +55,7 @@ class RegistryTable {
   RegistryTable();
 
   mutable std::mutex mutex_;
-  std::vector<Registration> registrations_;
+  std::list<Registration> registrations_;  // removing allocates nothing, since destructors do it
 };
 
 /// Collects the registrations of this thread instead of the registry while it exists. Nests.
