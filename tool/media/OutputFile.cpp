@@ -11,6 +11,7 @@
 #include <condition_variable>
 #include <cstdio>
 #include <filesystem>
+#include <memory>
 #include <mutex>
 #include <system_error>
 #include <utility>
@@ -135,13 +136,17 @@ void OutputFile::Seek(std::int64_t position) {
 }
 
 void OutputFile::KeepOnDisk() {
-  syncing_ = std::jthread([this](const std::stop_token& stop) { SyncRegularly(stop); });
+  // Made here, since it allocates memory: an exception would end the process in the thread.
+  auto stopped = std::make_unique<std::condition_variable_any>();
+  syncing_ = std::jthread([this, stopped = std::move(stopped)](const std::stop_token& stop) {
+    SyncRegularly(*stopped, stop);
+  });
 }
 
-void OutputFile::SyncRegularly(const std::stop_token& stop) const {
+void OutputFile::SyncRegularly(std::condition_variable_any& stopped,
+                               const std::stop_token& stop) const {
   std::mutex mutex;
   std::unique_lock lock(mutex);
-  std::condition_variable_any stopped;
   const auto isStopped = [&stop] { return stop.stop_requested(); };
   while (!stopped.wait_for(lock, stop, kSyncInterval, isStopped)) fdatasync(descriptor_);
 }

@@ -4,6 +4,7 @@
 
 #include <sys/stat.h>
 
+#include <condition_variable>
 #include <cstdint>
 #include <span>
 #include <stop_token>
@@ -62,7 +63,7 @@ class OutputFile {
  private:
   void OpenWorkFile(const struct stat* replaced);
   void Close();
-  void SyncRegularly(const std::stop_token& stop) const;
+  void SyncRegularly(std::condition_variable_any& stopped, const std::stop_token& stop) const;
 
   std::string name_;
   std::string path_;      ///< empty = nothing to rename
