@@ -1,8 +1,11 @@
 // SPDX-License-Identifier: BSD-2-Clause
 // vixprores: encodes, decodes and examines ProRes video through the elements of the plug-in.
 #include <algorithm>
+#include <atomic>
 #include <cstdio>
+#include <cstdlib>
 #include <exception>
+#include <new>
 #include <string>
 #include <vector>
 
@@ -16,6 +19,22 @@
 
 namespace vixprores {
 namespace {
+
+// Freed when memory runs out for the first time, so that the process ends in good order: the JSON
+// library, for one, allocates memory in destructors.
+constexpr std::size_t kMemoryReserve = 256 << 10;
+std::atomic<void*> memoryReserve = nullptr;
+
+void FreeMemoryReserve() {
+  void* const reserve = memoryReserve.exchange(nullptr);
+  if (!reserve) throw std::bad_alloc();
+  std::free(reserve);
+}
+
+void KeepMemoryReserve() {
+  memoryReserve = std::malloc(kMemoryReserve);
+  std::set_new_handler(FreeMemoryReserve);
+}
 
 // Reports lost output as a failure, even if the command succeeded.
 int FlushOutput(int exitCode) {
@@ -43,6 +62,7 @@ std::string HelpHint(const std::vector<const char*>& words) {
 }
 
 int Main(int argc, const char* const* argv) {
+  KeepMemoryReserve();
   const std::vector<const char*> words(argv, argv + argc);
   try {
     const auto commands = AllCommands();

@@ -1,5 +1,9 @@
 # SPDX-License-Identifier: BSD-2-Clause
-"""A single failing allocation ends a run with an error, or changes nothing."""
+"""A failing allocation ends a run with an error, or changes nothing.
+
+The program frees a reserve at the first failure and tries again. Where two successive allocations
+fail, the second attempt fails too; where only one fails, the reserve is what keeps the run going.
+"""
 import hashlib
 import json
 import os
@@ -38,18 +42,18 @@ class FailingAllocation(ToolTest):
         make_movie(self.clip, "-metadata", "title=A title", "-timecode", "10:00:00:00", "-t", "0.2")
         self.succeed("encode", self.clip, self.encoded)
 
-    def run_with(self, number, *arguments):
+    def run_with(self, number, failures, *arguments):
         count = self.path("count")
         result = subprocess.run(
             [PROGRAM, *map(str, arguments)], capture_output=True, timeout=TIMEOUT,
             stdin=subprocess.DEVNULL,
             env={**os.environ, "LD_PRELOAD": LIBRARY, "FAIL_ALLOCATION": str(number),
-                 "COUNT_ALLOCATIONS": str(count)})
+                 "FAILED_ALLOCATIONS": str(failures), "COUNT_ALLOCATIONS": str(count)})
         return result, int(count.read_text()) if count.exists() else 0
 
-    def sweep(self, output, *arguments):
-        """Lets allocations fail at a sample of all points, one in each run."""
-        result, count = self.run_with(0, *arguments)
+    def sweep(self, output, *arguments, failures=2):
+        """Lets allocations fail at a sample of all points, one point in each run."""
+        result, count = self.run_with(0, failures, *arguments)
         self.assertEqual(result.returncode, 0, result.stderr)
         normal = describe(output) if output else result.stdout
         self.assertGreater(count, POINTS)
@@ -59,7 +63,7 @@ class FailingAllocation(ToolTest):
             with self.subTest(arguments=arguments[0], allocation=number):
                 for path in self.folder.glob("out*"):
                     path.unlink()
-                result, _ = self.run_with(number, *arguments)
+                result, _ = self.run_with(number, failures, *arguments)
                 self.assertGreaterEqual(result.returncode, 0, "ended by a signal")
                 if result.returncode == 0:
                     self.assertEqual(describe(output) if output else result.stdout, normal)
@@ -83,3 +87,7 @@ class FailingAllocation(ToolTest):
 
     def test_verifying(self):
         self.sweep(None, "verify", "--threads", "1", "--quiet", self.encoded)
+
+    def test_writing_json(self):
+        for command in (("inspect",), ("verify", "--threads", "1")):
+            self.sweep(None, *command, "--json", self.encoded, failures=1)

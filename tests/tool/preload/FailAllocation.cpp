@@ -1,7 +1,8 @@
 // SPDX-License-Identifier: BSD-2-Clause
-// A library to be preloaded, which lets one allocation of a program fail. FAIL_ALLOCATION is its
-// number, counted from the start of main(); 0 = none. At the end of the program the number of all
-// allocations is written to the file that COUNT_ALLOCATIONS names.
+// A library to be preloaded, which lets FAILED_ALLOCATIONS successive allocations of a program
+// fail. FAIL_ALLOCATION is the number of the first one, counted from the start of main(); 0 = none.
+// At the end of the program the number of all allocations is written to the file that
+// COUNT_ALLOCATIONS names.
 #include <dlfcn.h>
 #include <fcntl.h>
 #include <unistd.h>
@@ -26,11 +27,14 @@ using Main = int (*)(int, char**, char**);
 
 std::atomic<bool> g_isCounting = false;
 std::atomic<long> g_count = 0;
-long g_failing = 0;
+long g_firstFailing = 0;
+long g_failures = 0;
 Main g_main = nullptr;
 
 bool Fails() {
-  if (!g_isCounting || ++g_count != g_failing) return false;
+  if (!g_isCounting) return false;
+  const long number = ++g_count;
+  if (number < g_firstFailing || number >= g_firstFailing + g_failures) return false;
   errno = ENOMEM;
   return true;
 }
@@ -46,9 +50,14 @@ void WriteCount() {
   close(file);
 }
 
+long NumberIn(const char* variable) {
+  const char* const text = std::getenv(variable);
+  return text ? std::atol(text) : 0;
+}
+
 int CountedMain(int count, char** arguments, char** environment) {
-  const char* const failing = std::getenv("FAIL_ALLOCATION");
-  g_failing = failing ? std::atol(failing) : 0;
+  g_firstFailing = NumberIn("FAIL_ALLOCATION");
+  g_failures = g_firstFailing > 0 ? NumberIn("FAILED_ALLOCATIONS") : 0;
   std::atexit(WriteCount);
   g_isCounting = true;
   return g_main(count, arguments, environment);
