@@ -1,7 +1,7 @@
 // SPDX-License-Identifier: BSD-2-Clause
 #include <gtest/gtest.h>
 
-#include "format/ColourNames.h"
+#include "format/StreamFormat.h"
 
 namespace vixprores {
 namespace {

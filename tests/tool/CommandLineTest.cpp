@@ -9,8 +9,7 @@
 #include <vector>
 
 #include "base/Errors.h"
-#include "cli/BenchOptions.h"
-#include "cli/CommandLine.h"
+#include "cli/Command.h"
 #include "cli/Commands.h"
 #include "cli/Help.h"
 #include "cli/Options.h"
@@ -61,7 +60,7 @@ TEST(CommandLine, EncodesWithDefaults) {
   EXPECT_EQ(options.variant->variant, vix::ProResCodecVariant::Standard);
   EXPECT_EQ(options.threads, 0);
   EXPECT_FALSE(options.frames || options.overwrite || options.json || options.quiet ||
-               options.verbose || options.plugin || options.headless || options.cpu);
+               options.verbose || options.plugin || options.rawFrames || options.cpu);
 }
 
 TEST(CommandLine, EncodesWithEveryOption) {
@@ -79,12 +78,12 @@ TEST(CommandLine, EncodesWithEveryOption) {
   EXPECT_EQ(options.plugin, "/x/y.so");
   EXPECT_EQ(options.cpu, "avx2");
   EXPECT_EQ(options.input, "-");
-  ASSERT_TRUE(options.headless);
-  EXPECT_EQ(options.headless->fourcc, vix::kFourCC_UYVY);
-  EXPECT_EQ(options.headless->width, 1920u);
-  EXPECT_EQ(options.headless->height, 1080u);
-  EXPECT_EQ(options.headless->rate, (Rational{30000, 1001}));
-  EXPECT_TRUE(options.headless->interlaced);
+  ASSERT_TRUE(options.rawFrames);
+  EXPECT_EQ(options.rawFrames->fourcc, vix::kFourCC_UYVY);
+  EXPECT_EQ(options.rawFrames->width, 1920u);
+  EXPECT_EQ(options.rawFrames->height, 1080u);
+  EXPECT_EQ(options.rawFrames->rate, (Rational{30000, 1001}));
+  EXPECT_TRUE(options.rawFrames->interlaced);
 }
 
 TEST(CommandLine, AcceptsLabelsAndSound) {
@@ -103,7 +102,7 @@ TEST(CommandLine, AcceptsLabelsAndSound) {
   EXPECT_EQ(options.compressor, "Name");
   EXPECT_EQ(options.vendor, vix::MakeFourCC("abcd"));
   EXPECT_EQ(options.audioTracks, (std::vector<std::size_t>{2, 0}));
-  EXPECT_FALSE(options.headless || options.noAudio);
+  EXPECT_FALSE(options.rawFrames || options.noAudio);
   EXPECT_TRUE(Take(DescribeDecode, {"--no-audio", "a.mov", "b.mov"}).noAudio);
 }
 

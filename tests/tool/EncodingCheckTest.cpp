@@ -6,7 +6,7 @@
 
 #include "ReferenceCodec.h"
 #include "base/FramePool.h"
-#include "check/EncodingCheck.h"
+#include "check/VideoComparison.h"
 #include "run/Host.h"
 #include "vix/Error.h"
 

@@ -4,7 +4,7 @@
 #include <gtest/gtest.h>
 
 #include "base/Errors.h"
-#include "format/Encodable.h"
+#include "format/InputFormat.h"
 #include "format/OutputFormat.h"
 #include "format/StreamFormat.h"
 
@@ -99,7 +99,7 @@ TEST(FindRawVideoOutput, SelectsRawFramesForNamesWithoutAFormat) {
   EXPECT_STREQ(FindRawVideoOutput("a.nut").muxer, "nut");
   EXPECT_EQ(FindRawVideoOutput("a.Y4M").kind, OutputKind::Y4m);
   for (const char* path : {"-", "/dev/null", "a", "a.v210", "a.uyvy", "a.raw", "a.bin", "mp4"}) {
-    EXPECT_EQ(FindRawVideoOutput(path).kind, OutputKind::Headless) << path;
+    EXPECT_EQ(FindRawVideoOutput(path).kind, OutputKind::RawFrames) << path;
   }
 }
 
@@ -212,10 +212,10 @@ TEST(KeptFormat, LeavesPropertiesUnknownThatTheFormatCannotStore) {
   EXPECT_EQ(y4m.fieldOrder, FieldOrder::TopFirst);
   EXPECT_EQ(y4m.colour, (Colour{2, 2, 2, ColourRange::Full}));
   EXPECT_EQ(y4m.sampleAspect, (Rational{64, 45}));
-  const StreamFormat headless = KeptFormat(FindRawVideoOutput("-"), format);
-  EXPECT_EQ(headless.fieldOrder, FieldOrder::Unknown);
-  EXPECT_EQ(headless.colour, Colour());
-  EXPECT_EQ(headless.sampleAspect, (Rational{0, 1}));
+  const StreamFormat kept = KeptFormat(FindRawVideoOutput("-"), format);
+  EXPECT_EQ(kept.fieldOrder, FieldOrder::Unknown);
+  EXPECT_EQ(kept.colour, Colour());
+  EXPECT_EQ(kept.sampleAspect, (Rational{0, 1}));
 }
 
 TEST(KeptFormat, IncludesPropertiesStoredInProResFrames) {

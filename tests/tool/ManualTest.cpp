@@ -2,7 +2,7 @@
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
-#include "cli/Manual.h"
+#include "cli/Help.h"
 
 namespace vixprores {
 namespace {

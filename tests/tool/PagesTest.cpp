@@ -4,9 +4,9 @@
 
 #include <nlohmann/json.hpp>
 
+#include "base/Text.h"
 #include "report/InspectionReport.h"
 #include "report/Pages.h"
-#include "report/TextTable.h"
 
 namespace vixprores {
 namespace {

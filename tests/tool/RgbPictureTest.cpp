@@ -7,7 +7,6 @@
 #include "base/Errors.h"
 #include "format/PlanarPicture.h"
 #include "format/RgbPicture.h"
-#include "media/Png.h"
 #include "report/ContactSheet.h"
 
 namespace vixprores {

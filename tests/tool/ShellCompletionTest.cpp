@@ -2,7 +2,7 @@
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
-#include "cli/ShellCompletion.h"
+#include "cli/Help.h"
 
 namespace vixprores {
 namespace {

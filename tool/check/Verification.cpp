@@ -10,7 +10,7 @@
 #include "base/Interrupt.h"
 #include "base/Text.h"
 #include "frames/FrameHeaders.h"
-#include "media/RangeReader.h"
+#include "media/FrameReader.h"
 #include "media/sound/SideTracks.h"
 #include "run/Elements.h"
 #include "run/OrderedPipeline.h"

@@ -5,6 +5,7 @@
 #include <array>
 #include <cstddef>
 #include <cstdint>
+#include <memory>
 #include <optional>
 #include <string>
 #include <vector>
@@ -13,8 +14,9 @@
 #include "format/Timecode.h"
 #include "format/Values.h"
 #include "frames/StreamStatistics.h"
-#include "media/RangeReader.h"
-#include "run/PictureSource.h"
+#include "media/FrameReader.h"
+#include "run/FrameSource.h"
+#include "run/Transcode.h"
 
 namespace vixprores {
 
@@ -114,6 +116,13 @@ class VideoComparison {
   std::int64_t pairs_ = 0;
   std::optional<WorstPair> worst_;
 };
+
+/// Returns a check that decodes encoded frames and compares them with their sources.
+/// @param source  format of the pictures
+/// @param encoded format of the frames
+std::unique_ptr<EncodingCheck> MakeEncodingCheck(const StreamFormat& source,
+                                                 const StreamFormat& encoded,
+                                                 const ThreadShares& shares);
 
 }  // namespace vixprores
 

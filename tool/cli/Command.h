@@ -3,7 +3,8 @@
 #define TOOL_CLI_COMMAND_H
 
 /// @file
-/// A command of the program as data, for the parser, help, manual and shell completion.
+/// A command of the program as data, and the parser that reads it. Help, manual and shell
+/// completion read it too.
 
 #include <cstdint>
 #include <functional>
@@ -79,6 +80,20 @@ void RefuseEmptyNames(const std::string& argument, const std::vector<std::string
 std::vector<const Option*> OptionsOf(const Command& command);
 
 std::vector<std::string> NamesOf(const std::vector<Command>& commands);
+
+/// Result of parsing a command line: a command to run, or a text to print.
+struct Request {
+  const Command* command =
+      nullptr;  ///< one of the given ones, its options set; null = print `text`
+  std::string text;
+};
+
+/// Parses a command line.
+/// @param version returns the answer to --version
+/// @throws UsageError names what is wrong and suggests the right spelling of a misspelt word
+Request ParseCommandLine(const std::vector<Command>& commands,
+                         const std::function<std::string()>& version, int argc,
+                         const char* const* argv);
 
 }  // namespace vixprores
 

@@ -1,12 +1,49 @@
 // SPDX-License-Identifier: BSD-2-Clause
 #include "cli/Commands.h"
 
+#include "base/Text.h"
+#include "run/Host.h"
+
+extern "C" {
+#include <libavformat/avformat.h>
+}
+
 namespace vixprores {
 
 std::vector<Command> AllCommands() {
   return {MakeEncodeCommand(),   MakeDecodeCommand(),  MakeInspectCommand(),   MakeCompareCommand(),
           MakeVerifyCommand(),   MakeRecoverCommand(), MakeThumbsCommand(),    MakeBenchCommand(),
           MakeElementsCommand(), MakeManualCommand(),  MakeCompletionCommand()};
+}
+
+namespace {
+
+std::string DescribeLibavVersion(unsigned version) {
+  return std::to_string(AV_VERSION_MAJOR(version)) + "." +
+         std::to_string(AV_VERSION_MINOR(version)) + "." +
+         std::to_string(AV_VERSION_MICRO(version));
+}
+
+}  // namespace
+
+std::string ProgramVersion() {
+  return VIX_VERSION;
+}
+
+std::string DescribeBuild() {
+  return "vixprores " + ProgramVersion() +
+         "\n"
+         "compiler:    " VIX_COMPILER ", " VIX_BUILD_TYPE
+         "\n"
+         "libavformat: " +
+         DescribeLibavVersion(avformat_version()) + ", built against " +
+         DescribeLibavVersion(LIBAVFORMAT_VERSION_INT) +
+         "\n"
+         "processor:   " +
+         JoinWords(AvailableCpuLevels()) + "; in use: " + CpuLevelInUse() +
+         "\n"
+         "plug-in:     " +
+         FindProResPlugin().value_or("none found") + "\n";
 }
 
 }  // namespace vixprores

@@ -58,6 +58,13 @@ Command BindOptions(Command (*describe)(Options&), Run run) {
   return command;
 }
 
+/// Returns the version, such as "1.0.0".
+std::string ProgramVersion();
+
+/// Returns the answer to --version: the version, and one line each for compiler, container library,
+/// processor levels and plug-in. It holds no date, so that builds are reproducible.
+std::string DescribeBuild();
+
 }  // namespace vixprores
 
 #endif  // TOOL_CLI_COMMANDS_H

@@ -5,7 +5,7 @@
 
 #include "cli/Commands.h"
 #include "cli/Options.h"
-#include "report/RunReporter.h"
+#include "report/Report.h"
 #include "run/Transcode.h"
 
 namespace vixprores {

@@ -1,9 +1,9 @@
 // SPDX-License-Identifier: BSD-2-Clause
-#include "check/EncodingCheck.h"
+#include "check/VideoComparison.h"
 #include "cli/Commands.h"
 #include "cli/Options.h"
-#include "format/Encodable.h"
-#include "report/RunReporter.h"
+#include "format/InputFormat.h"
+#include "report/Report.h"
 #include "run/Transcode.h"
 
 namespace vixprores {
@@ -58,7 +58,7 @@ void CheckRange(const StreamFormat& source, const OutputFormat& output, const Fr
 void Encode(const EncodeOptions& options, RunReport& report, RunObserver& observer) {
   const OutputFormat& output = FindProResOutput(options.output);
   const FrameTimes times = options.overrides.rate ? FrameTimes::Ignored : FrameTimes::Checked;
-  auto reader = OpenRawVideo(options.input, options.headless, times);
+  auto reader = OpenRawVideo(options.input, options.rawFrames, times);
   const StreamFormat source = Override(reader->GetFormat(), options.overrides);
   CheckEncodable(source, reader->GetName());
   std::vector<std::string> notes;

@@ -12,9 +12,8 @@
 #include "base/Errors.h"
 #include "base/Interrupt.h"
 #include "base/Text.h"
-#include "cli/CommandLine.h"
+#include "cli/Command.h"
 #include "cli/Commands.h"
-#include "cli/Version.h"
 #include "report/Report.h"
 
 namespace vixprores {

@@ -1,6 +1,4 @@
 // SPDX-License-Identifier: BSD-2-Clause
-#include "cli/Manual.h"
-
 #include <algorithm>
 #include <array>
 #include <cctype>
@@ -13,7 +11,7 @@
 #include "base/Errors.h"
 #include "base/Text.h"
 #include "cli/Commands.h"
-#include "cli/Version.h"
+#include "cli/Help.h"
 
 namespace vixprores {
 namespace {

@@ -10,6 +10,7 @@
 #include <vector>
 
 #include "cli/Command.h"
+#include "format/Values.h"
 #include "run/Options.h"
 
 namespace vixprores {
@@ -38,6 +39,18 @@ Option FourCCOption(vix::FourCC& fourcc);
 /// Describe the commands without running them; `options` must outlive them.
 Command DescribeEncode(EncodeOptions& options);
 Command DescribeDecode(DecodeOptions& options);
+
+struct BenchOptions : HostOptions, MachineOptions {
+  const ProResVariant* variant = nullptr;
+  vix::FourCC fourcc = vix::kFourCC_V210;
+  PictureSize size{1920, 1080};
+  bool interlaced = false;
+  int frames = 24;  ///< of a pass; of many only some are different pictures
+  bool json = false;
+};
+
+/// Returns the command without its work; `options` must outlive it.
+Command DescribeBench(BenchOptions& options);
 
 }  // namespace vixprores
 

@@ -1,6 +1,4 @@
 // SPDX-License-Identifier: BSD-2-Clause
-#include "cli/ShellCompletion.h"
-
 #include <algorithm>
 #include <array>
 #include <cstdio>
@@ -10,6 +8,7 @@
 #include "base/Errors.h"
 #include "base/Text.h"
 #include "cli/Commands.h"
+#include "cli/Help.h"
 
 namespace vixprores {
 namespace {

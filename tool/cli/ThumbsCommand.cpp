@@ -16,15 +16,14 @@
 #include "base/Text.h"
 #include "cli/Commands.h"
 #include "cli/Options.h"
+#include "format/RgbPicture.h"
 #include "media/OutputFile.h"
-#include "media/Png.h"
 #include "report/ContactSheet.h"
 #include "report/Report.h"
-#include "report/StillsReport.h"
+#include "run/FrameSource.h"
 #include "run/Host.h"
 #include "run/OpenInput.h"
 #include "run/OrderedPipeline.h"
-#include "run/PictureSource.h"
 
 namespace vixprores {
 namespace {

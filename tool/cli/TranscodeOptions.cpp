@@ -6,8 +6,8 @@
 #include "base/Errors.h"
 #include "base/Text.h"
 #include "cli/Options.h"
-#include "format/ColourNames.h"
 #include "format/OutputFormat.h"
+#include "format/StreamFormat.h"
 #include "run/Batch.h"
 
 namespace vixprores {
@@ -17,12 +17,12 @@ constexpr std::int64_t kMostTracks = 1000;
 constexpr int kMostJobs = 64;
 
 // Options of raw frames as given on the command line.
-struct HeadlessOptions {
+struct RawFrameOptions {
   std::optional<std::string> fourcc, size;
   bool interlaced = false;
 };
 
-std::optional<HeadlessFormat> ToHeadlessFormat(const HeadlessOptions& options,
+std::optional<RawFrameFormat> ToRawFrameFormat(const RawFrameOptions& options,
                                                const StreamOverrides& overrides) {
   if (!options.fourcc && !options.size && !options.interlaced) return std::nullopt;
   if (!options.fourcc || !options.size || !overrides.rate) {
@@ -31,7 +31,7 @@ std::optional<HeadlessFormat> ToHeadlessFormat(const HeadlessOptions& options,
         "--rate");
   }
   const PictureSize size = ParsePictureSize(*options.size);
-  return HeadlessFormat{ParseFourCC(*options.fourcc), size.width, size.height, *overrides.rate,
+  return RawFrameFormat{ParseFourCC(*options.fourcc), size.width, size.height, *overrides.rate,
                         options.interlaced};
 }
 
@@ -181,7 +181,7 @@ OptionGroup RunGroup(TranscodeOptions& options) {
            Flag("--quiet", options.quiet, "print no progress, notes or summary")}};
 }
 
-OptionGroup HeadlessGroup(HeadlessOptions& options) {
+OptionGroup RawFrameGroup(RawFrameOptions& options) {
   Option fourcc = Text("--fourcc", "CODE", options.fourcc, "UYVY (8 bits) or V210 (10 bits)");
   fourcc.choices = {"uyvy", "v210"};
   return {"Raw frames as input (no container)",
@@ -218,7 +218,7 @@ void CheckNames(const TranscodeOptions& options,
 
 Command DescribeEncode(EncodeOptions& options) {
   // Owned by the command, whose options set its values.
-  const auto headless = std::make_shared<HeadlessOptions>();
+  const auto rawFrames = std::make_shared<RawFrameOptions>();
   Command command;
   command.name = "encode";
   command.summary = "Encode uncompressed 4:2:2 video to ProRes";
@@ -229,18 +229,18 @@ Command DescribeEncode(EncodeOptions& options) {
   command.arguments = {
       {"INPUT", "mov, avi, mxf, mkv, nut, y4m or raw frames; - for standard input"},
       {"OUTPUT", ".mov, .mkv or .mxf; - for a .mov on standard output"}};
-  command.takeArguments = [&options, headless,
+  command.takeArguments = [&options, rawFrames,
                            take = TakeFiles(options)](const std::vector<std::string>& words) {
     take(words);
     CheckNames(options, FindProResOutput);
-    options.headless = ToHeadlessFormat(*headless, options.overrides);
+    options.rawFrames = ToRawFrameFormat(*rawFrames, options.overrides);
   };
   command.groups = {{"Encoding",
                      {VariantOption(options.variant, "422"),
                       Flag("--verify", options.verify, "decode every frame again and compare it")}},
                     LabelsGroup(options),
                     SoundGroup(options),
-                    HeadlessGroup(*headless),
+                    RawFrameGroup(*rawFrames),
                     BatchGroup(options),
                     RunGroup(options),
                     MachineGroup(options, options)};

@@ -11,13 +11,13 @@
 #include <set>
 #include <string_view>
 
+#include "base/Errors.h"
+#include "format/StreamFormat.h"
+
 extern "C" {
 #include <libavcodec/avcodec.h>
 #include <libavformat/avformat.h>
 }
-
-#include "base/Errors.h"
-#include "format/ColourNames.h"
 
 namespace vixprores {
 namespace {
@@ -34,8 +34,8 @@ constexpr OutputFormat kFormats[] = {
     {".nut",  Kind::Container, "nut",      false, true,  false, false, false, true,  false, false},
     {".y4m",  Kind::Y4m,       nullptr,    false, true,  true,  false, true,  false, false, false},
 };
-constexpr OutputFormat kHeadless =
-    {nullptr, Kind::Headless,  nullptr,    false, true,  false, false, false, false, false, false};
+constexpr OutputFormat kRawFrames =
+    {nullptr, Kind::RawFrames, nullptr,    false, true,  false, false, false, false, false, false};
 // clang-format on
 
 // Metadata names that a muxer of the container library keeps; other muxers keep everything.
@@ -144,11 +144,11 @@ const OutputFormat& FindProResOutput(const std::string& path) {
 }
 
 const OutputFormat& FindRawVideoOutput(const std::string& path) {
-  if (path == "-") return kHeadless;
+  if (path == "-") return kRawFrames;
   if (const OutputFormat* format = Find(path, &OutputFormat::takesRawVideo)) return *format;
   // Under a name that the container library recognises, raw frames would be mistaken for that
   // format.
-  if (!av_guess_format(nullptr, ToLower(path).c_str(), nullptr)) return kHeadless;
+  if (!av_guess_format(nullptr, ToLower(path).c_str(), nullptr)) return kRawFrames;
   throw UsageError("'" + path + "': cannot write " + ExtensionOf(path) + "; choose one of " +
                    ExtensionsOf(&OutputFormat::takesRawVideo) +
                    ", or .uyvy, .v210 or .raw for raw frames");
@@ -184,7 +184,7 @@ StreamFormat KeptFormat(const OutputFormat& output, StreamFormat stream) {
   if (!stream.IsRaw()) return stream;  // ProRes frames contain the other properties
   if (!KeepsColour(output, stream.colour)) stream.colour = {.range = stream.colour.range};
   if (!output.keepsFieldOrder) stream.fieldOrder = FieldOrder::Unknown;
-  if (output.kind == OutputKind::Headless) stream.sampleAspect = {0, 1};
+  if (output.kind == OutputKind::RawFrames) stream.sampleAspect = {0, 1};
   return stream;
 }
 

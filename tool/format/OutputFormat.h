@@ -3,17 +3,37 @@
 #define TOOL_FORMAT_OUTPUTFORMAT_H
 
 /// @file
-/// Kinds of output files, their capabilities, and their selection by name.
+/// Content of an output file; kinds of output files, their capabilities, and their selection by
+/// name.
 
+#include <map>
+#include <optional>
 #include <string>
 #include <vector>
 
-#include "format/MovieContent.h"
+#include "format/Sound.h"
 #include "format/StreamFormat.h"
+#include "format/Timecode.h"
 
 namespace vixprores {
 
-enum class OutputKind { Headless, Y4m, Container };
+/// Texts by their names in the container library: "title", "language", ...
+using Metadata = std::map<std::string, std::string>;
+
+/// Default vendor code of the sample description; frame headers of the encoder carry the same.
+inline constexpr vix::FourCC kVendor = vix::MakeFourCC("vixp");
+
+/// Content of an output file. Only containers store more than the video.
+struct MovieContent {
+  StreamFormat video;
+  std::optional<Timecode> timecode = std::nullopt;  ///< of the first frame
+  std::vector<SoundTrack> sound = {};               ///< times of their packets count samples
+  Metadata metadata = {};                           ///< of the file, and "reel_name"
+  std::string compressor = {};   ///< name in the sample description; empty = ours
+  vix::FourCC vendor = kVendor;  ///< code in the sample description
+};
+
+enum class OutputKind { RawFrames, Y4m, Container };
 
 /// One kind of output file.
 struct OutputFormat {

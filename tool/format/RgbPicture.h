@@ -53,6 +53,10 @@ RgbSize DisplaySize(const StreamFormat& format, std::optional<std::uint32_t> wid
 /// primaries, those of HDR too.
 RgbPicture ToRgb(const StreamFormat& format, std::span<const std::uint8_t> packed, RgbSize size);
 
+/// Returns the bytes of a PNG file.
+/// @throws Failure if the library cannot write it
+std::vector<std::uint8_t> EncodePng(const RgbPicture& picture);
+
 }  // namespace vixprores
 
 #endif  // TOOL_FORMAT_RGBPICTURE_H

@@ -3,13 +3,14 @@
 #define TOOL_FORMAT_SOUND_H
 
 /// @file
-/// Sound tracks and their damage.
+/// Sound tracks, the times of their packets, and their damage.
 
 #include <algorithm>
 #include <cstddef>
 #include <cstdint>
 #include <map>
 #include <memory>
+#include <optional>
 #include <span>
 #include <string>
 #include <vector>
@@ -19,6 +20,7 @@ extern "C" {
 }
 
 struct AVCodecParameters;
+struct AVPacket;
 
 namespace vixprores {
 
@@ -65,6 +67,32 @@ const char* ToWord(SoundDamage::Treatment treatment);
 std::int64_t CountSoundDamage(const std::vector<SoundDamage>& damage, SoundDamage::Kind kind);
 /// Returns text like "1 damaged packet of sound, 2 gaps in the sound"; empty = no damage.
 std::string SumUp(const std::vector<SoundDamage>& damage);
+
+/// Position of the packets of one sound track, in samples. Clocks of containers may be coarser:
+/// packets without a gap that such a clock could show are counted as adjacent.
+class SampleClock {
+ public:
+  explicit SampleClock(const SoundTrack& track);
+
+  /// Returns the first sample of the packet.
+  std::int64_t Locate(const AVPacket& packet) const;
+  /// Returns the number of samples in the packet; 0 = unknown.
+  std::int64_t Count(const AVPacket& packet) const;
+  /// Moves past a packet with that many samples.
+  void Pass(std::int64_t first, std::int64_t count);
+
+  /// Returns the sample after the last packet; nullopt = unknown.
+  std::optional<std::int64_t> GetNext() const { return next_; }
+  /// Returns the samples per tick of the container's clock, at least 1.
+  std::int64_t GetTick() const { return tick_; }
+
+ private:
+  int sampleBytes_;
+  AVRational timeBase_;
+  AVRational samples_;
+  std::int64_t tick_;
+  std::optional<std::int64_t> next_;
+};
 
 }  // namespace vixprores
 

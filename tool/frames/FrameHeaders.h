@@ -4,7 +4,8 @@
 
 /// @file
 /// Frame headers (RDD 36, frame header semantics): their codes in the terms of a StreamFormat and
-/// back, and what the headers of one stream must have in common.
+/// back, and what the headers of one stream must have in common; differences between a container
+/// and a frame header, and between two frame headers.
 
 #include <cstddef>
 #include <cstdint>
@@ -12,6 +13,7 @@
 #include <optional>
 #include <span>
 #include <string>
+#include <vector>
 
 #include "base/FramePool.h"
 #include "bitstream/FrameHeader.h"
@@ -79,6 +81,40 @@ std::optional<HeaderMismatch> FindMismatch(const prores::FrameHeader& header,
 /// place. The encoder element does not receive them and leaves them unspecified, and players prefer
 /// the frame's values to the container's. Leaves bytes that are no frame unchanged.
 void StampFrameHeader(const StreamFormat& format, std::span<std::uint8_t> frame);
+
+/// One property of a stream in its container and in the header of its first frame.
+struct ComparedProperty {
+  enum class State {
+    Same,
+    Unspecified,  ///< in one of them or in both
+    Mismatch,
+  };
+
+  std::string key;        ///< "colourPrimaries"
+  std::string name;       ///< for messages: "colour primaries"
+  std::string container;  ///< value in words, "unspecified" included
+  std::string header;
+  State state;
+};
+
+/// Compares every property that both can state.
+std::vector<ComparedProperty> CompareWithContainer(const StreamFormat& container,
+                                                   const prores::FrameHeader& header);
+
+/// Returns "same", "unspecified" or "mismatch".
+const char* ToWord(ComparedProperty::State state);
+
+/// The first frame whose header differs from the first frame's in one property.
+struct HeaderChange {
+  std::string property;
+  std::int64_t frame;
+  std::string from;
+  std::string to;
+};
+
+/// Adds the properties in which `header`, of that frame, differs from `first`, if they are new.
+void AddChanges(const prores::FrameHeader& first, const prores::FrameHeader& header,
+                std::int64_t frame, std::vector<HeaderChange>& changes);
 
 }  // namespace vixprores
 

@@ -18,7 +18,6 @@
 #include "format/Timecode.h"
 #include "frames/FrameHeaders.h"
 #include "frames/FrameStructure.h"
-#include "frames/HeaderComparison.h"
 
 namespace vixprores {
 

@@ -8,8 +8,8 @@
 
 #include "base/FramePool.h"
 #include "format/PlanarPicture.h"
-#include "format/Y4mHeader.h"
 #include "media/container/ContainerWriter.h"
+#include "media/raw/Y4m.h"
 
 namespace vixprores {
 namespace {

@@ -5,7 +5,6 @@
 #include <memory>
 #include <string>
 
-#include "format/MovieContent.h"
 #include "format/OutputFormat.h"
 #include "media/OutputFile.h"
 #include "media/sound/SideTracks.h"

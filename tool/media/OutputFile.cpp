@@ -17,7 +17,7 @@
 #include <utility>
 
 #include "base/Errors.h"
-#include "base/Pipe.h"
+#include "media/InputFile.h"
 
 namespace vixprores {
 namespace {

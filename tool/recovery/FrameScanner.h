@@ -13,6 +13,8 @@
 
 #include "base/FramePool.h"
 #include "bitstream/FrameHeader.h"
+#include "frames/FrameHeaders.h"
+#include "media/FrameReader.h"
 #include "media/InputFile.h"
 
 namespace vixprores {
@@ -98,6 +100,27 @@ class FrameScanner {
   Offset endOfLast_ = 0;                           ///< end of the last frame
   SkippedBytes skipped_;
   FramePool pool_;
+};
+
+/// Reads the ProRes frames in any bytes (FrameScanner). Their variant is unknown: the code stays 0.
+class ScanReader : public FrameReader {
+ public:
+  /// @param rate frame rate; nullopt = as the frame headers state
+  ScanReader(std::unique_ptr<InputFile> file, const HeaderDemands& demands,
+             const std::optional<Rational>& rate);
+
+  std::optional<NumberedFrame> Read() override;
+  bool ReadsFrom(const std::string& path) const override {
+    return scanner_.GetFile().IsSameFile(path);
+  }
+  std::string GetEndNote() const override;
+
+ private:
+  FrameScanner scanner_;
+  HeaderDemands demands_;
+  std::optional<FoundFrame> first_;  ///< until Read() returns it
+  std::int64_t framesRead_ = 0;
+  bool isAtEnd_ = false;
 };
 
 }  // namespace vixprores

@@ -1,6 +1,4 @@
 // SPDX-License-Identifier: BSD-2-Clause
-#include "recovery/IndexCheck.h"
-
 #include <algorithm>
 #include <array>
 #include <cmath>

@@ -7,7 +7,6 @@
 #include <utility>
 
 #include "base/Text.h"
-#include "report/TextTable.h"
 
 namespace vixprores {
 namespace {

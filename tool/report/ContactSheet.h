@@ -3,11 +3,14 @@
 #define TOOL_REPORT_CONTACTSHEET_H
 
 #include <cstdint>
+#include <optional>
 #include <string>
 #include <utility>
 #include <vector>
 
 #include "format/RgbPicture.h"
+#include "format/Timecode.h"
+#include "run/FrameSource.h"
 
 namespace vixprores {
 
@@ -40,6 +43,28 @@ class ContactSheet {
   std::string name_;
   std::vector<Entry> entries_;
 };
+
+/// A written still picture.
+struct StillReport {
+  std::int64_t number = 0;
+  std::optional<Timecode> timecode;
+  std::string file;  ///< its name; empty = on the sheet only
+  std::optional<DamagedPicture> damage;
+};
+
+/// Stills of one video.
+struct StillsReport {
+  std::string input;
+  std::string folder;  ///< empty = none
+  std::string sheet;   ///< its name; empty = none
+  RgbSize size;        ///< of each still in the folder
+  std::vector<StillReport> stills;
+};
+
+/// Returns text like "stills: 10 stills of 1920x1080, frames 12 to 228; sheet.png: 10 pictures".
+std::string StillsText(const StillsReport& report);
+/// Returns the report as one JSON object, without a newline.
+std::string StillsJson(const StillsReport& report);
 
 }  // namespace vixprores
 

@@ -5,7 +5,6 @@
 
 #include "base/Text.h"
 #include "report/InspectionReport.h"
-#include "report/TextTable.h"
 
 namespace vixprores {
 namespace {

@@ -1,8 +1,6 @@
 // SPDX-License-Identifier: BSD-2-Clause
 #include "report/Json.h"
 
-#include <cstdio>
-
 namespace vixprores {
 namespace {
 
@@ -13,10 +11,6 @@ std::string Members(const JsonValue& object) {
 }
 
 }  // namespace
-
-TextSink StandardOutput() {
-  return [](std::string_view text) { std::fwrite(text.data(), 1, text.size(), stdout); };
-}
 
 std::string Dump(const JsonValue& json) {
   return json.dump(-1, ' ', false, JsonValue::error_handler_t::replace);

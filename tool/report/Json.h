@@ -13,18 +13,13 @@
 #include <string_view>
 #include <vector>
 
+#include "base/Text.h"
 #include "format/FramePlace.h"
 #include "format/Sound.h"
 
 namespace vixprores {
 
 using JsonValue = nlohmann::ordered_json;
-
-/// Receives a long text piece by piece.
-using TextSink = std::function<void(std::string_view)>;
-
-/// Returns a sink that writes to standard output.
-TextSink StandardOutput();
 
 /// Returns the text of `json` with bytes that are not UTF-8 replaced by a replacement character:
 /// file names may contain any bytes, JSON may not.

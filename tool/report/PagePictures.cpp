@@ -1,10 +1,10 @@
 // SPDX-License-Identifier: BSD-2-Clause
-#include "report/PagePictures.h"
-
 #include <algorithm>
 #include <cctype>
 #include <numeric>
 #include <utility>
+
+#include "report/Pages.h"
 
 namespace vixprores {
 namespace {

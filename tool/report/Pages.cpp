@@ -7,7 +7,7 @@
 #include <utility>
 
 #include "base/Errors.h"
-#include "media/Png.h"
+#include "format/RgbPicture.h"
 #include "report/ComparisonReport.h"
 #include "report/InspectionReport.h"
 #include "report/VerificationReport.h"

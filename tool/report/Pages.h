@@ -5,7 +5,8 @@
 /// @file
 /// Reports as HTML pages: one self-contained file each. A page holds the JSON report of its
 /// command, with long lists truncated, and additional data for the page alone, such as pictures;
-/// the scripts in report/pages draw both.
+/// the scripts in report/pages draw both. The pictures are decoded, which requires the plug-in,
+/// from frames that were kept.
 
 #include <cstddef>
 #include <cstdint>
@@ -16,9 +17,39 @@
 
 #include "check/Verification.h"
 #include "check/VideoComparison.h"
-#include "report/PagePictures.h"
+#include "format/RgbPicture.h"
+#include "frames/StreamStatistics.h"
+#include "run/FrameSource.h"
 
 namespace vixprores {
+
+/// Greatest width of a picture on a page, in pixels; wider pictures are scaled down.
+inline constexpr std::uint32_t kWidestMap = 640;
+inline constexpr std::uint32_t kWidestPicture = 800;
+
+/// A frame that a page shows with its slices.
+struct MappedFrame {
+  std::string name;  ///< "Largest frame"
+  std::int64_t number = 0;
+  std::optional<RgbPicture> picture;  ///< nullopt if it is too large to be decoded for a page
+  SliceGrid grid;
+};
+
+/// The pictures of the frame that differs most, both of the same size.
+struct WorstPictures {
+  std::int64_t number = 0;
+  // nullopt if the pictures are too large to be decoded for a page
+  std::optional<RgbPicture> reference;
+  std::optional<RgbPicture> distorted;
+  // The part that differs most, pixel by pixel; nullopt if the whole pictures are shown in full
+  // size.
+  std::optional<RgbPicture> referencePart;
+  std::optional<RgbPicture> distortedPart;
+};
+
+MappedFrame MapFrame(PictureSource& source, const NumberedFrame& frame, std::string name);
+std::vector<MappedFrame> MapFrames(PictureSource& source, const NotableFrames& frames);
+WorstPictures DrawWorst(PictureSource& reference, PictureSource& distorted, const WorstPair& pair);
 
 /// Most groups of consecutive frames in a chart. For longer streams a page shows the most notable
 /// frame and the first frame with a fault of each group.

@@ -8,10 +8,9 @@
 
 #include "base/Errors.h"
 #include "base/Text.h"
-#include "format/ColourNames.h"
+#include "format/StreamFormat.h"
 #include "media/InputFile.h"
 #include "report/Json.h"
-#include "report/TextTable.h"
 
 namespace vixprores {
 namespace {

@@ -1,6 +1,4 @@
 // SPDX-License-Identifier: BSD-2-Clause
-#include "report/RunReporter.h"
-
 #include <sys/ioctl.h>
 #include <unistd.h>
 

@@ -7,13 +7,12 @@
 #include <utility>
 
 #include "base/Errors.h"
-#include "format/Y4mHeader.h"
 #include "media/InputFile.h"
 #include "media/container/PacketTag.h"
 #include "media/container/RawContainerReader.h"
 #include "media/container/TrackDescription.h"
-#include "media/raw/Y4mReader.h"
-#include "recovery/ScanReader.h"
+#include "media/raw/Y4m.h"
+#include "recovery/FrameScanner.h"
 
 namespace vixprores {
 namespace {
@@ -30,9 +29,9 @@ bool HoldsProRes(const std::string& path) {
 }
 
 // Does not wait for the first byte of a pipe of raw frames: they carry no header.
-std::unique_ptr<InputFile> OpenInput(const std::string& path, bool isHeadless = false) {
+std::unique_ptr<InputFile> OpenInput(const std::string& path, bool isRaw = false) {
   auto file = std::make_unique<InputFile>(path);
-  if (isHeadless ? file->GetSize() == 0 : file->Peek(1).empty()) {
+  if (isRaw ? file->GetSize() == 0 : file->Peek(1).empty()) {
     throw Failure(file->GetName() + ": is empty; it holds no frames");
   }
   return file;
@@ -52,17 +51,17 @@ std::string AdviceFor(const std::string& path) {
 }  // namespace
 
 std::unique_ptr<FrameReader> OpenRawVideo(const std::string& path,
-                                          const std::optional<HeadlessFormat>& headless,
+                                          const std::optional<RawFrameFormat>& rawFrames,
                                           FrameTimes times) {
-  auto file = OpenInput(path, headless.has_value());
+  auto file = OpenInput(path, rawFrames.has_value());
   file->AllowMapping();
-  if (headless) return std::make_unique<HeadlessReader>(std::move(file), *headless);
+  if (rawFrames) return std::make_unique<RawFrameReader>(std::move(file), *rawFrames);
   if (IsY4m(*file)) return std::make_unique<Y4mReader>(std::move(file));
   try {
     return std::make_unique<RawContainerReader>(std::move(file), times);
   } catch (const UnreadableContainer& failure) {
     throw UnreadableContainer(failure.what() +
-                              std::string("; so is .y4m; headless frames need --fourcc, --size and "
+                              std::string("; so is .y4m; raw frames need --fourcc, --size and "
                                           "--rate"));
   }
 }

@@ -11,7 +11,7 @@
 
 #include "media/FrameReader.h"
 #include "media/container/ProResReader.h"
-#include "media/raw/HeadlessReader.h"
+#include "media/raw/RawFrameReader.h"
 
 namespace vixprores {
 
@@ -21,12 +21,12 @@ struct ProResOptions : ProResReading {
   std::optional<Rational> rate = {};  ///< of scanned frames; nullopt = as their headers state
 };
 
-/// Opens uncompressed video: raw frames if `headless` is given, otherwise Y4M or a container,
+/// Opens uncompressed video: raw frames if `rawFrames` is given, otherwise Y4M or a container,
 /// decided by the first bytes. Rejects formats that the encoder does not accept, and prints the
 /// command that converts them. Frames that need no conversion stay in the file
 /// (CheckFramesInUse()).
 std::unique_ptr<FrameReader> OpenRawVideo(const std::string& path,
-                                          const std::optional<HeadlessFormat>& headless,
+                                          const std::optional<RawFrameFormat>& rawFrames,
                                           FrameTimes times = FrameTimes::Checked);
 
 /// Opens the ProRes track of a container, or scans for frames. Size and field order come from the

@@ -75,7 +75,7 @@ struct EncodeOptions : TranscodeOptions {
   std::optional<std::string> timecode;
   std::optional<std::string> compressor;
   std::optional<vix::FourCC> vendor;
-  std::optional<HeadlessFormat> headless;
+  std::optional<RawFrameFormat> rawFrames;
 };
 
 /// Treatment of damaged frames of the input.

@@ -65,11 +65,20 @@ struct RunReport {
 
   /// Returns true if the output exists, from this run or an earlier one.
   bool HasOutput() const { return status == Status::Done || status == Status::Skipped; }
-  double FramesPerSecond() const;
+  double FramesPerSecond() const { return Ratio(static_cast<double>(frames), seconds); }
   /// Returns the speed as a multiple of the video's own.
-  double RealTimeFactor() const;
+  double RealTimeFactor() const { return Ratio(FramesPerSecond(), SourceRate()); }
   /// Returns the bit rate of the ProRes side when played, in 10^6 bits per second.
-  double MegabitsPerSecond() const;
+  double MegabitsPerSecond() const {
+    const double bits = 8 * static_cast<double>(result.IsRaw() ? sourceBytes : resultBytes);
+    return Ratio(bits, static_cast<double>(frames)) * SourceRate() / 1e6;
+  }
+
+ private:
+  static double Ratio(double numerator, double denominator) {
+    return denominator > 0 ? numerator / denominator : 0;
+  }
+  double SourceRate() const { return Ratio(source.rate.numerator, source.rate.denominator); }
 };
 
 /// Receives the reports of running runs. The runs of a batch call it from several threads at once.

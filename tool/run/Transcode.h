@@ -7,7 +7,6 @@
 #include <string>
 #include <vector>
 
-#include "format/MovieContent.h"
 #include "format/OutputFormat.h"
 #include "media/FrameReader.h"
 #include "run/Batch.h"

@@ -9,7 +9,7 @@
 #include "base/FramePool.h"
 #include "base/Interrupt.h"
 #include "base/Text.h"
-#include "format/Encodable.h"
+#include "format/InputFormat.h"
 #include "frames/FrameHeaders.h"
 #include "run/OrderedPipeline.h"
 

@@ -9,10 +9,9 @@
 #include <string>
 #include <vector>
 
-#include "format/VideoInput.h"
+#include "format/InputFormat.h"
 #include "frames/FrameHeaders.h"
 #include "media/container/Demuxer.h"
-#include "media/container/FrameIndex.h"
 #include "media/container/FrameTimeCheck.h"
 #include "media/container/PacketTag.h"
 #include "media/sound/SoundQueue.h"

@@ -9,9 +9,8 @@
 
 #include "base/Errors.h"
 #include "media/container/MovFile.h"
-#include "media/container/MuxerSetup.h"
 #include "media/container/PacketTag.h"
-#include "media/sound/Silence.h"
+#include "media/sound/SoundWatch.h"
 
 extern "C" {
 #include <libavutil/buffer.h>

@@ -3,7 +3,7 @@
 
 #include <algorithm>
 
-#include "format/Encodable.h"
+#include "format/InputFormat.h"
 #include "media/container/Libav.h"
 
 extern "C" {

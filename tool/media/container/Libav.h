@@ -15,7 +15,7 @@
 #include <span>
 #include <string>
 
-#include "format/MovieContent.h"
+#include "format/OutputFormat.h"
 #include "format/StreamFormat.h"
 #include "media/InputFile.h"
 #include "media/OutputFile.h"

@@ -1,6 +1,4 @@
 // SPDX-License-Identifier: BSD-2-Clause
-#include "media/container/MuxerSetup.h"
-
 #include <algorithm>
 #include <cctype>
 #include <cstring>
@@ -8,6 +6,7 @@
 #include <new>
 #include <set>
 
+#include "media/container/ContainerWriter.h"
 #include "media/container/PacketTag.h"
 
 extern "C" {

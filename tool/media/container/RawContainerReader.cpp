@@ -6,7 +6,7 @@
 #include <utility>
 
 #include "base/Errors.h"
-#include "format/Encodable.h"
+#include "format/InputFormat.h"
 
 extern "C" {
 #include <libavcodec/avcodec.h>

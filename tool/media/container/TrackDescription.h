@@ -10,7 +10,7 @@
 #include <string>
 #include <vector>
 
-#include "format/MovieContent.h"
+#include "format/OutputFormat.h"
 #include "media/container/Demuxer.h"
 
 namespace vixprores {

@@ -3,6 +3,7 @@
 
 #include <algorithm>
 #include <limits>
+#include <utility>
 
 extern "C" {
 #include <libavutil/common.h>
@@ -44,6 +45,31 @@ Packet SoundCutter::Cut(Packet packet) {
   packet->pts = packet->dts = av_sat_sub64(first, shift_);
   packet->duration = count;
   return packet;
+}
+
+SoundCopy::SoundCopy(SideTracks* tracks, const std::optional<TimeSpan>& part)
+    : tracks_(tracks), part_(part) {
+  if (!tracks_) return;
+  for (const SoundTrack& track : tracks_->GetSound()) cutters_.emplace_back(track, part);
+}
+
+std::vector<SoundPacket> SoundCopy::Cut(std::vector<SoundPacket> packets) {
+  std::vector<SoundPacket> kept;
+  for (SoundPacket& sound : packets) {
+    if (Packet packet = cutters_[sound.track].Cut(std::move(sound.packet))) {
+      kept.push_back({sound.track, std::move(packet)});
+    }
+  }
+  return kept;
+}
+
+std::vector<SoundPacket> SoundCopy::Take() {
+  return tracks_ ? Cut(tracks_->TakeSound()) : std::vector<SoundPacket>();
+}
+
+std::vector<SoundPacket> SoundCopy::TakeRest() {
+  if (!tracks_) return {};
+  return Cut(part_ ? tracks_->ReadSoundUntil(part_->end, part_->tick) : tracks_->TakeSound());
 }
 
 }  // namespace vixprores

@@ -4,8 +4,9 @@
 
 #include <cstdint>
 #include <optional>
+#include <vector>
 
-#include "media/container/SampleClock.h"
+#include "format/Sound.h"
 #include "media/sound/SideTracks.h"
 
 namespace vixprores {
@@ -35,6 +36,27 @@ class SoundCutter {
   std::int64_t begin_;  ///< first sample to keep
   std::int64_t end_;    ///< after the last sample to keep
   std::int64_t shift_;
+};
+
+/// The sound that accompanies a part of a video, ready for a writer. Used by the thread that reads
+/// the video.
+class SoundCopy {
+ public:
+  /// @param tracks null = no sound
+  /// @param part   part of the video to copy the sound of; nullopt = all sound
+  SoundCopy(SideTracks* tracks, const std::optional<TimeSpan>& part);
+
+  /// Returns the sound read with the video since the last call.
+  std::vector<SoundPacket> Take();
+  /// Returns the remaining sound after the last frame of the part.
+  std::vector<SoundPacket> TakeRest();
+
+ private:
+  std::vector<SoundPacket> Cut(std::vector<SoundPacket> packets);
+
+  SideTracks* tracks_;
+  std::optional<TimeSpan> part_;
+  std::vector<SoundCutter> cutters_;
 };
 
 }  // namespace vixprores

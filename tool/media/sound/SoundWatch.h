@@ -2,13 +2,20 @@
 #ifndef TOOL_MEDIA_SOUND_SOUNDWATCH_H
 #define TOOL_MEDIA_SOUND_SOUNDWATCH_H
 
+#include <cstdint>
 #include <map>
 #include <vector>
 
-#include "media/container/SampleClock.h"
+#include "format/Sound.h"
+#include "media/container/Libav.h"
 #include "media/sound/SideTracks.h"
 
 namespace vixprores {
+
+/// Makes silent samples of an uncompressed sound track from sample `first` on: up to `count`,
+/// limited to one second and a small block, at least one. Their times are in ticks of the track.
+/// All silence shares one block of memory, so that long gaps need almost none.
+Packet MakeSilence(const SoundTrack& track, std::int64_t first, std::int64_t count);
 
 /// Detects damage of the sound of a file. Missing packets leave a gap in the times. Outputs without
 /// times would close the gap, and all later sound would be early; so silence fills the gap if the

@@ -5,7 +5,7 @@
 #include <vector>
 
 #include "base/Errors.h"
-#include "media/RangeReader.h"
+#include "media/FrameReader.h"
 
 namespace vixprores {
 namespace {

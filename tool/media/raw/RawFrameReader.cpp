@@ -1,5 +1,5 @@
 // SPDX-License-Identifier: BSD-2-Clause
-#include "media/raw/HeadlessReader.h"
+#include "media/raw/RawFrameReader.h"
 
 #include <cstddef>
 #include <cstring>
@@ -9,18 +9,18 @@
 #include <utility>
 
 #include "base/Errors.h"
-#include "format/Y4mHeader.h"
+#include "media/raw/Y4m.h"
 
 namespace vixprores {
 namespace {
 
-StreamFormat ToStreamFormat(const HeadlessFormat& headless) {
+StreamFormat ToStreamFormat(const RawFrameFormat& rawFrames) {
   StreamFormat format;
-  format.code = headless.fourcc;
-  format.width = headless.width;
-  format.height = headless.height;
-  format.rate = headless.rate;
-  format.fieldOrder = headless.interlaced ? FieldOrder::TopFirst : FieldOrder::Progressive;
+  format.code = rawFrames.fourcc;
+  format.width = rawFrames.width;
+  format.height = rawFrames.height;
+  format.rate = rawFrames.rate;
+  format.fieldOrder = rawFrames.interlaced ? FieldOrder::TopFirst : FieldOrder::Progressive;
   return format;
 }
 
@@ -46,7 +46,7 @@ bool HasMagic(std::span<const std::uint8_t> start, const Magic& magic) {
 }
 
 // Rejects files with a known signature: they are not raw frames.
-void RequireHeadless(std::span<const std::uint8_t> start, const std::string& name) {
+void RequireRawFrames(std::span<const std::uint8_t> start, const std::string& name) {
   for (const Magic& magic : kMagics) {
     if (!HasMagic(start, magic)) continue;
     throw UsageError(name + ": is " + magic.container +
@@ -56,24 +56,24 @@ void RequireHeadless(std::span<const std::uint8_t> start, const std::string& nam
 
 }  // namespace
 
-HeadlessReader::HeadlessReader(std::unique_ptr<InputFile> file, const HeadlessFormat& headless)
+RawFrameReader::RawFrameReader(std::unique_ptr<InputFile> file, const RawFrameFormat& rawFrames)
     : file_(std::move(file)) {
   description_.name = file_->GetName();
-  description_.format = ToStreamFormat(headless);
+  description_.format = ToStreamFormat(rawFrames);
   frameBytes_ = GetFormat().FrameBytes();
   if (!file_->IsSeekable()) return;  // the first bytes of a pipe may not have arrived yet
-  RequireHeadless(file_->Peek(kMostMagicBytes), GetName());
+  RequireRawFrames(file_->Peek(kMostMagicBytes), GetName());
   description_.frames = *file_->GetSize() / frameBytes_;
 }
 
-bool HeadlessReader::SkipTo(std::int64_t frame) {
+bool RawFrameReader::SkipTo(std::int64_t frame) {
   if (!file_->IsSeekable()) return false;
   file_->Seek(frame * frameBytes_);
   framesRead_ = frame;
   return true;
 }
 
-std::optional<NumberedFrame> HeadlessReader::Read() {
+std::optional<NumberedFrame> RawFrameReader::Read() {
   NumberedFrame frame;
   frame.number = framesRead_;
   if (const auto mapping = file_->ReadInPlace(frameBytes_)) {
@@ -86,7 +86,7 @@ std::optional<NumberedFrame> HeadlessReader::Read() {
   frame.data = pool_.MakeFrame(frameBytes_);
   const std::size_t bytes = file_->Read(std::span(frame.data->GetData(), frameBytes_));
   if (bytes == 0) return std::nullopt;
-  if (framesRead_ == 0) RequireHeadless({frame.data->GetData(), bytes}, GetName());
+  if (framesRead_ == 0) RequireRawFrames({frame.data->GetData(), bytes}, GetName());
   if (bytes < frameBytes_) {
     throw Failure(GetName() + ": frame " + std::to_string(framesRead_) + " is cut short: found " +
                   std::to_string(bytes) + " of the " + std::to_string(frameBytes_) +

@@ -1,11 +1,14 @@
 // SPDX-License-Identifier: BSD-2-Clause
-#ifndef TOOL_FORMAT_Y4MHEADER_H
-#define TOOL_FORMAT_Y4MHEADER_H
+#ifndef TOOL_MEDIA_RAW_Y4M_H
+#define TOOL_MEDIA_RAW_Y4M_H
 
 #include <string>
 #include <string_view>
 
+#include "base/FramePool.h"
 #include "format/StreamFormat.h"
+#include "media/FrameReader.h"
+#include "media/InputFile.h"
 
 namespace vixprores {
 
@@ -24,6 +27,24 @@ StreamFormat ParseY4mHeader(std::string_view header, const std::string& inputNam
 /// colour range; Y4M has no words for other colour properties.
 std::string MakeY4mHeader(const StreamFormat& format);
 
+/// Reads a Y4M stream of planar 4:2:2 pictures; its conversion packs them.
+class Y4mReader : public FrameReader {
+ public:
+  explicit Y4mReader(std::unique_ptr<InputFile> file);
+
+  std::optional<NumberedFrame> Read() override;
+  FrameConversion GetConversion() const override;
+  bool ReadsFrom(const std::string& path) const override { return file_->IsSameFile(path); }
+
+ private:
+  [[noreturn]] void FailAtFrame(const std::string& found) const;
+
+  std::unique_ptr<InputFile> file_;
+  std::uint32_t planarBytes_;
+  std::int64_t framesRead_ = 0;
+  FramePool pool_;
+};
+
 }  // namespace vixprores
 
-#endif  // TOOL_FORMAT_Y4MHEADER_H
+#endif  // TOOL_MEDIA_RAW_Y4M_H

@@ -1,6 +1,6 @@
 // SPDX-License-Identifier: BSD-2-Clause
-#ifndef TOOL_MEDIA_RAW_HEADLESSREADER_H
-#define TOOL_MEDIA_RAW_HEADLESSREADER_H
+#ifndef TOOL_MEDIA_RAW_RAWFRAMEREADER_H
+#define TOOL_MEDIA_RAW_RAWFRAMEREADER_H
 
 #include "base/FramePool.h"
 #include "media/FrameReader.h"
@@ -9,7 +9,7 @@
 namespace vixprores {
 
 /// Format of raw frames, which follow each other without headers.
-struct HeadlessFormat {
+struct RawFrameFormat {
   vix::FourCC fourcc = 0;
   std::uint32_t width = 0;
   std::uint32_t height = 0;
@@ -18,9 +18,9 @@ struct HeadlessFormat {
 };
 
 /// Reads raw frames.
-class HeadlessReader : public FrameReader {
+class RawFrameReader : public FrameReader {
  public:
-  HeadlessReader(std::unique_ptr<InputFile> file, const HeadlessFormat& headless);
+  RawFrameReader(std::unique_ptr<InputFile> file, const RawFrameFormat& rawFrames);
 
   std::optional<NumberedFrame> Read() override;
   bool SkipTo(std::int64_t frame) override;
@@ -36,4 +36,4 @@ class HeadlessReader : public FrameReader {
 
 }  // namespace vixprores
 
-#endif  // TOOL_MEDIA_RAW_HEADLESSREADER_H
+#endif  // TOOL_MEDIA_RAW_RAWFRAMEREADER_H

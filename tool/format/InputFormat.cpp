@@ -1,5 +1,5 @@
 // SPDX-License-Identifier: BSD-2-Clause
-#include "format/Encodable.h"
+#include "format/InputFormat.h"
 
 #include <algorithm>
 #include <filesystem>

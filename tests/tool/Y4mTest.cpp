@@ -3,7 +3,7 @@
 #include <gtest/gtest.h>
 
 #include "base/Errors.h"
-#include "format/Y4mHeader.h"
+#include "media/raw/Y4m.h"
 
 namespace vixprores {
 namespace {

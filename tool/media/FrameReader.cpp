@@ -1,5 +1,5 @@
 // SPDX-License-Identifier: BSD-2-Clause
-#include "media/RangeReader.h"
+#include "media/FrameReader.h"
 
 #include <string>
 #include <utility>
