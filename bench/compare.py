@@ -71,7 +71,7 @@ class Encode:
     interlaced: bool = False
 
     def name(self):
-        source = f"headless {self.fourcc}" if self.fourcc else "V210 .mov"
+        source = f"raw {self.fourcc}" if self.fourcc else "V210 .mov"
         return f"encode {self.clip} {self.variant} from {source}, against {self.encoder}"
 
     def prepare(self, material, program):
@@ -93,7 +93,7 @@ class Encode:
     def _input(self, material, source, size):
         if not self.fourcc:
             return f"-i {source}", f"{source}"
-        raw = material.headless(source, self.fourcc)
+        raw = material.raw_frames(source, self.fourcc)
         pixels = {"V210": "-f v210", "UYVY": "-f rawvideo -pix_fmt uyvy422"}[self.fourcc]
         return (f"{pixels} -video_size {size} -framerate 25 -i {raw}",
                 f"--fourcc {self.fourcc} --size {size} --rate 25 {raw}")  # fmt: skip

@@ -43,7 +43,7 @@ class Material:
             f"-i {self.clip(name)} -vf {choice},setpts=N/25/TB -r 25 -c:v v210 {fields}",
         )
 
-    def headless(self, source, fourcc):
+    def raw_frames(self, source, fourcc):
         return self._make(f"{source.stem}.{fourcc.lower()}", f"-i {source} {FORMATS[fourcc]}")
 
     def tiny(self, interlaced=False):

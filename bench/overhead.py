@@ -44,16 +44,16 @@ def jobs(material, program):
     stream = material.prores(clip, "422")
     tiny = material.tiny()
     tiny_stream = material.prores(tiny, "422")
-    raw, tiny_raw = (material.headless(source, "V210") for source in (clip, tiny))
+    raw, tiny_raw = (material.raw_frames(source, "V210") for source in (clip, tiny))
     out = material.folder / "overhead"
     encode = f"{program} encode --quiet --overwrite --threads 1"
     decode = f"{program} decode --quiet --overwrite --threads 1"
-    headless = "--fourcc V210 --rate 25 --size"
+    raw_frames = "--fourcc V210 --rate 25 --size"
     mov, frames = out.with_suffix(".mov"), out.with_suffix(".v210")
     return [
         Job("encode .mov to .mov", f"{encode} {{}} {mov}", clip, tiny, f"{encode} {{}} {mov}", mov),
-        Job("encode frames to .mov", f"{encode} {headless} {size.width}x{size.height} {{}} {mov}",
-            raw, tiny_raw, f"{encode} {headless} 48x32 {{}} {mov}", mov),
+        Job("encode frames to .mov", f"{encode} {raw_frames} {size.width}x{size.height} {{}} {mov}",
+            raw, tiny_raw, f"{encode} {raw_frames} 48x32 {{}} {mov}", mov),
         Job("decode .mov to nowhere", f"{decode} {{}} -", stream, tiny_stream, f"{decode} {{}} -",
             None),
         Job("decode .mov to frames", f"{decode} {{}} {frames}", stream, tiny_stream,

@@ -34,7 +34,7 @@ def ask(*command):
 def measure(build, clips):
     files = material.Material(clips)
     results = {"machine": material.machine(), "stages": {}, "sizes": [], "threads": []}
-    pictures = files.headless(files.sampled("natural_1080p", 5), "V210")
+    pictures = files.raw_frames(files.sampled("natural_1080p", 5), "V210")
     for variant in material.VARIANTS:
         stream = files.prores(files.clip("natural_1080p"), variant)
         results["stages"][variant] = ask(build / "bin/stage_times", stream, pictures, variant)

@@ -65,7 +65,7 @@ class WrongUse(ToolTest):
                                "--output-dir", self.path("out"), "--name", pattern, "in.mov")
 
     def test_rejects_containers_as_raw_frames(self):
-        headless = ("--fourcc", "V210", "--size", "128x96", "--rate", "25")
+        raw_frames = ("--fourcc", "V210", "--size", "128x96", "--rate", "25")
         for container in ("mov", "avi", "mkv", "mxf", "nut", "y4m"):
             with self.subTest(container=container):
                 clip = self.path(f"clip.{container}")
@@ -76,8 +76,8 @@ class WrongUse(ToolTest):
                 else:
                     make_v210(clip)
                 self.fail_with(2, [clip, "not raw frames", "leave out --fourcc"], "encode",
-                               *headless, clip, self.path("out.mov"))
-                self.fail_with(1, ["standard input", "not raw frames"], "encode", *headless,
+                               *raw_frames, clip, self.path("out.mov"))
+                self.fail_with(1, ["standard input", "not raw frames"], "encode", *raw_frames,
                                "-", self.path("out.mov"), input=clip.read_bytes(), text=False)
 
     def test_frames_are_not_written_to_a_terminal(self):
@@ -97,7 +97,7 @@ class WrongUse(ToolTest):
             self.assertIn("standard output is a terminal; redirect it", result.stderr)
 
     def test_exit_code_is_2_and_the_message_names_the_fault(self):
-        headless = ("--fourcc", "V210", "--size", "128x96", "--rate", "25")
+        raw_frames = ("--fourcc", "V210", "--size", "128x96", "--rate", "25")
         cases = [
             ((), "missing command"),
             (("transmogrify",), "transmogrify"),
@@ -123,14 +123,14 @@ class WrongUse(ToolTest):
             (("encode", "in.mov", "out.mp4"), ".mov, .mkv, .mxf"),
             (("encode", "--fourcc", "V210", "in.v210", "out.mov"), "--size"),
             (("encode", "--interlaced", "in.mov", "out.mov"), "--fourcc"),
-            (("encode", "--fourcc", "RGBA", *headless[2:], "in", "out.mov"), "RGBA"),
-            (("encode", *headless[:2], "--size", "1x1", *headless[4:], "in", "out.mov"), "1x1"),
-            (("encode", *headless[:2], "--size", "70000x96", *headless[4:], "in", "out.mov"),
+            (("encode", "--fourcc", "RGBA", *raw_frames[2:], "in", "out.mov"), "RGBA"),
+            (("encode", *raw_frames[:2], "--size", "1x1", *raw_frames[4:], "in", "out.mov"), "1x1"),
+            (("encode", *raw_frames[:2], "--size", "70000x96", *raw_frames[4:], "in", "out.mov"),
              "70000x96"),
-            (("encode", *headless[:2], "--size", "65535x65535", *headless[4:], "in", "out.mov"),
+            (("encode", *raw_frames[:2], "--size", "65535x65535", *raw_frames[4:], "in", "out.mov"),
              "--size 65535x65535: pictures of 4294836225 pixels"),
-            (("encode", *headless[:4], "--rate", "29.97", "in", "out.mov"), "29.97"),
-            (("encode", *headless[:4], "--rate", "0", "in", "out.mov"), "'0'"),
+            (("encode", *raw_frames[:4], "--rate", "29.97", "in", "out.mov"), "29.97"),
+            (("encode", *raw_frames[:4], "--rate", "0", "in", "out.mov"), "'0'"),
             (("decode", "--fourcc", "RGBA", "in.mov", "out.mov"), "RGBA"),
             (("encode", "--name", "{name}.mov", "in.mov", "out.mov"), "--output-dir"),
             (("decode", "--jobs", "2", "in.mov", "out.mov"), "--output-dir"),

@@ -61,9 +61,9 @@ class EncodeInputs(ToolTest):
                 make(frames, "-f", "rawvideo")
                 make(same)
                 self.succeed("encode", "--fourcc", fourcc, "--size", "128x96", "--rate", "25",
-                             "--overwrite", frames, self.path("headless.mov"))
+                             "--overwrite", frames, self.path("raw.mov"))
                 self.succeed("encode", "--overwrite", same, self.path("out.mov"))
-                self.assert_same_bytes(planes(self.path("headless.mov")), planes(self.path("out.mov")))
+                self.assert_same_bytes(planes(self.path("raw.mov")), planes(self.path("out.mov")))
 
     def test_only_the_first_of_several_video_tracks(self):
         first, second, clip = self.path("1.mov"), self.path("2.mov"), self.path("both.mov")
@@ -248,8 +248,9 @@ class Ranges(ToolTest):
         make_v210(self.path("long.mov"), frames=400)
         ffmpeg("-i", self.path("long.mov"), "-c", "copy", "-f", "rawvideo", self.path("long.v210"))
         self.succeed("encode", self.path("long.mov"), self.path("long-prores.mov"))
-        headless = ("--fourcc", "V210", "--size", "128x96", "--rate", "25")
-        for command, name, options in (("encode", "long.mov", ()), ("encode", "long.v210", headless),
+        raw_frames = ("--fourcc", "V210", "--size", "128x96", "--rate", "25")
+        for command, name, options in (("encode", "long.mov", ()),
+                                       ("encode", "long.v210", raw_frames),
                                        ("decode", "long-prores.mov", ())):
             def read(frames):
                 return count_read_bytes(command, *options, "--frames", frames, "--overwrite",

@@ -10,7 +10,7 @@ import subprocess
 from tool import PROGRAM, TIMEOUT, ToolTest, folder_events, frame_bytes, make_v210, planes, probe
 
 SIGNALS = (signal.SIGINT, signal.SIGTERM, signal.SIGHUP)
-HEADLESS = ("--fourcc", "V210", "--size", "128x96", "--rate", "25")
+RAW_FRAMES = ("--fourcc", "V210", "--size", "128x96", "--rate", "25")
 
 
 def reset_signals():
@@ -24,7 +24,7 @@ class Interruption(ToolTest):
         super().setUp()
         make_v210(self.path("frames.raw"), "-f", "rawvideo")
         self.frames = self.path("frames.raw").read_bytes()
-        self.succeed("encode", *HEADLESS, self.path("frames.raw"), self.path("whole.mov"))
+        self.succeed("encode", *RAW_FRAMES, self.path("frames.raw"), self.path("whole.mov"))
 
     def start(self, *arguments):
         """Starts the program on a pipe that the test keeps open, so that it waits for frames."""
@@ -51,7 +51,7 @@ class Interruption(ToolTest):
     def test_encoded_frames_are_kept(self):
         for number, threads in itertools.product(SIGNALS, (1, 2, 5)):
             with self.subTest(number=number, threads=threads):
-                process = self.start("encode", "--threads", threads, *HEADLESS, "-",
+                process = self.start("encode", "--threads", threads, *RAW_FRAMES, "-",
                                      self.path("out.mov"))
                 process.stdin.write(self.frames[:5 * frame_bytes("V210", 128, 96)])
                 process.stdin.flush()
@@ -72,7 +72,7 @@ class Interruption(ToolTest):
 
     def test_an_earlier_partial_file_stays(self):
         self.path("out.partial.mov").write_text("earlier")
-        process = self.start("encode", *HEADLESS, "-", self.path("out.mov"))
+        process = self.start("encode", *RAW_FRAMES, "-", self.path("out.mov"))
         process.stdin.write(self.frames)
         process.stdin.flush()
         self.wait_for_work_file("out.mov", 1000)
@@ -81,7 +81,7 @@ class Interruption(ToolTest):
         self.assertEqual(probe(self.path("out.partial-2.mov"))["codec_name"], "prores")
 
     def test_nothing_is_kept_without_frames(self):
-        process = self.start("encode", *HEADLESS, "-", self.path("out.mov"))
+        process = self.start("encode", *RAW_FRAMES, "-", self.path("out.mov"))
         self.wait_for_work_file("out.mov", 0)
         _, errors = self.interrupt(process)
         self.assertIn("nothing was kept", errors)
@@ -89,7 +89,7 @@ class Interruption(ToolTest):
                          ["frames.raw", "whole.mov"])
 
     def test_decoded_frames_are_kept(self):
-        self.succeed("encode", *HEADLESS, self.path("frames.raw"), self.path("whole.mkv"))
+        self.succeed("encode", *RAW_FRAMES, self.path("frames.raw"), self.path("whole.mkv"))
         data = self.path("whole.mkv").read_bytes()
         process = self.start("decode", "-", self.path("out.mov"))
         process.stdin.write(data[:len(data) * 3 // 4])
@@ -99,7 +99,7 @@ class Interruption(ToolTest):
         self.assertEqual(probe(self.path("out.partial.mov"))["codec_name"], "v210")
 
     def test_json_reports_the_interrupt(self):
-        process = self.start("encode", "--json", *HEADLESS, "-", self.path("out.mov"))
+        process = self.start("encode", "--json", *RAW_FRAMES, "-", self.path("out.mov"))
         process.stdin.write(self.frames)
         process.stdin.flush()
         self.wait_for_work_file("out.mov", 1000)

@@ -122,8 +122,8 @@ class Metadata(ToolTest):
     def test_interlaced_raw_and_y4m_inputs(self):
         frames = self.path("frames.uyvy")
         make_uyvy(frames, "-f", "rawvideo")
-        headless = ("--fourcc", "UYVY", "--size", "128x96", "--rate", "25")
-        for options, fiel in ((headless, b"\1\0"), ((*headless, "--interlaced"), b"\2\x09")):
+        raw_frames = ("--fourcc", "UYVY", "--size", "128x96", "--rate", "25")
+        for options, fiel in ((raw_frames, b"\1\0"), ((*raw_frames, "--interlaced"), b"\2\x09")):
             self.succeed("encode", "--overwrite", *options, frames, self.encoded)
             self.assertEqual(sample_entry_atom(self.encoded, "apcn", "fiel"), fiel)
         self.clip = self.path("clip.y4m")

@@ -7,7 +7,7 @@ from tool import PROGRAM, TIMEOUT, ToolTest, ffmpeg, frame_bytes, make_v210, run
 
 THREADS = (1, 2, 3, 5, 8)
 LEVELS = ("scalar", "sse4", "avx2", "avx512")
-HEADLESS = ("--fourcc", "V210", "--size", "128x96", "--rate", "25")
+RAW_FRAMES = ("--fourcc", "V210", "--size", "128x96", "--rate", "25")
 
 
 class Parallel(ToolTest):
@@ -38,7 +38,7 @@ class SameOutput(Parallel):
         y4m, raw = self.path("clip.y4m"), self.path("clip.raw")
         ffmpeg("-i", self.clip, "-strict", "-1", y4m)
         ffmpeg("-i", self.clip, "-c", "copy", "-f", "rawvideo", raw)
-        for arguments in ((self.clip,), (y4m,), (*HEADLESS, raw)):
+        for arguments in ((self.clip,), (y4m,), (*RAW_FRAMES, raw)):
             self.check_all_alike("--threads", THREADS, "encode", *arguments, name="out.mov")
 
     def test_decoding(self):
@@ -64,7 +64,7 @@ class SameOutput(Parallel):
             with self.subTest(threads=threads):
                 result = self.succeed("decode", "--threads", threads, self.encoded, "-", text=False)
                 self.assert_same_bytes(result.stdout, expected)
-                self.succeed("encode", "--threads", threads, "--overwrite", *HEADLESS, "-",
+                self.succeed("encode", "--threads", threads, "--overwrite", *RAW_FRAMES, "-",
                              self.path("piped.mov"), input=frames.read_bytes(), text=False)
                 self.assert_same_bytes(
                     self.output("decode", self.path("piped.mov"), name="piped.raw"), expected)
@@ -118,7 +118,7 @@ class SameErrors(Parallel):
         raw = self.path("clip.raw")
         ffmpeg("-i", self.clip, "-c", "copy", "-f", "rawvideo", raw)
         raw.write_bytes(raw.read_bytes()[:-1])
-        self.check_all_fail_alike("encode", *HEADLESS, raw, self.path("out.mov"),
+        self.check_all_fail_alike("encode", *RAW_FRAMES, raw, self.path("out.mov"),
                                   words=["frame 22 is cut short"])
 
     def test_frames_past_the_end(self):
