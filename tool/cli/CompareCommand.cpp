@@ -23,7 +23,7 @@ struct CompareOptions : HostOptions, MachineOptions, PageOptions {
   bool json = false;
 };
 
-Command Describe(CompareOptions& options) {
+Command DescribeCompare(CompareOptions& options) {
   Command command;
   command.name = "compare";
   command.summary = "Measure the quality of a video against its original (PSNR, SSIM)";
@@ -74,7 +74,7 @@ int Compare(const CompareOptions& options) {
   return kExitDone;
 }
 
-int Run(const CompareOptions& options) {
+int RunCompare(const CompareOptions& options) {
   SetUpMessages(options);
   if (options.cpu) SetCpuLevel(*options.cpu);
   return RunWithPlugin(options, options.reference + " and " + options.distorted,
@@ -84,7 +84,7 @@ int Run(const CompareOptions& options) {
 }  // namespace
 
 Command MakeCompareCommand() {
-  return BindOptions(Describe, Run);
+  return BindOptions(DescribeCompare, RunCompare);
 }
 
 }  // namespace vixprores

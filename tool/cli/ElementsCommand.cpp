@@ -79,7 +79,7 @@ std::string DescribeElements() {
   return text;
 }
 
-Command Describe(HostOptions& options) {
+Command DescribeElements(HostOptions& options) {
   Command command;
   command.name = "elements";
   command.summary = "List the registered elements and their parameters";
@@ -90,7 +90,7 @@ Command Describe(HostOptions& options) {
   return command;
 }
 
-int Run(const HostOptions& options) {
+int RunElements(const HostOptions& options) {
   SetUpMessages(options);
   const auto plugin = LoadProResPlugin(options.plugin);
   std::fputs(DescribeElements().c_str(), stdout);
@@ -100,7 +100,7 @@ int Run(const HostOptions& options) {
 }  // namespace
 
 Command MakeElementsCommand() {
-  return BindOptions(Describe, Run);
+  return BindOptions(DescribeElements, RunElements);
 }
 
 }  // namespace vixprores

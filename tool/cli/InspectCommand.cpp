@@ -26,7 +26,7 @@ struct InspectOptions : HostOptions, PageOptions, ScanOptions {
   bool json = false;
 };
 
-Command Describe(InspectOptions& options) {
+Command DescribeInspect(InspectOptions& options) {
   Command command;
   command.name = "inspect";
   command.summary = "Show headers, sizes and slices of a ProRes file";
@@ -85,7 +85,7 @@ int Inspect(const InspectOptions& options) {
   return stream.failure.empty() && stream.faulty == 0 ? kExitDone : kExitFailed;
 }
 
-int Run(const InspectOptions& options) {
+int RunInspect(const InspectOptions& options) {
   SetUpMessages(options);
   // Only the pictures of a page need the plug-in.
   if (!options.page) return Inspect(options);
@@ -95,7 +95,7 @@ int Run(const InspectOptions& options) {
 }  // namespace
 
 Command MakeInspectCommand() {
-  return BindOptions(Describe, Run);
+  return BindOptions(DescribeInspect, RunInspect);
 }
 
 }  // namespace vixprores

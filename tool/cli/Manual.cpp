@@ -209,7 +209,7 @@ struct ManualOptions {
   std::optional<std::string> folder;
 };
 
-Command Describe(ManualOptions& options) {
+Command DescribeManual(ManualOptions& options) {
   Command command;
   command.name = "manual";
   command.summary = "Print a manual page";
@@ -250,7 +250,7 @@ std::string MakePage(const std::string& name, const std::vector<Command>& comman
   throw UsageError("manual: unknown command '" + name + "'" + Suggest(name, NamesOf(commands)));
 }
 
-int Run(const ManualOptions& options) {
+int RunManual(const ManualOptions& options) {
   const auto commands = AllCommands();
   if (options.folder) {
     WritePages(*options.folder, commands);
@@ -263,7 +263,7 @@ int Run(const ManualOptions& options) {
 }  // namespace
 
 Command MakeManualCommand() {
-  return BindOptions(Describe, Run);
+  return BindOptions(DescribeManual, RunManual);
 }
 
 }  // namespace vixprores

@@ -28,7 +28,7 @@ struct RecoverOptions {
   bool quiet = false;
 };
 
-Command Describe(RecoverOptions& options) {
+Command DescribeRecover(RecoverOptions& options) {
   Command command;
   command.name = "recover";
   command.summary = "Complete a file that a killed run or a full disk left";
@@ -154,7 +154,7 @@ bool HasReplaced(const RunReport& report) {
   return std::ranges::count(report.damage, Treatment::Replaced, &FrameDamage::treatment) > 0;
 }
 
-int Run(const RecoverOptions& options) {
+int RunRecover(const RecoverOptions& options) {
   SetUpMessages({});
   RunReport report;
   report.command = "recover";
@@ -177,7 +177,7 @@ int Run(const RecoverOptions& options) {
 }  // namespace
 
 Command MakeRecoverCommand() {
-  return BindOptions(Describe, Run);
+  return BindOptions(DescribeRecover, RunRecover);
 }
 
 }  // namespace vixprores

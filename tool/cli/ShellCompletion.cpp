@@ -305,7 +305,7 @@ const Shell& FindShell(const std::string& name) {
                    "; choose one of " + JoinWords(ShellNames()));
 }
 
-Command Describe(CompletionOptions& options) {
+Command DescribeCompletion(CompletionOptions& options) {
   Command command;
   command.name = "completion";
   command.summary = "Print a completion script for a shell";
@@ -320,7 +320,7 @@ Command Describe(CompletionOptions& options) {
   return command;
 }
 
-int Run(const CompletionOptions& options) {
+int RunCompletion(const CompletionOptions& options) {
   const std::string script = FindShell(options.shell).script(AllCommands());
   return std::fputs(script.c_str(), stdout) < 0 ? kExitFailed : kExitDone;
 }
@@ -328,7 +328,7 @@ int Run(const CompletionOptions& options) {
 }  // namespace
 
 Command MakeCompletionCommand() {
-  return BindOptions(Describe, Run);
+  return BindOptions(DescribeCompletion, RunCompletion);
 }
 
 }  // namespace vixprores

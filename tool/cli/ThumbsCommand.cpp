@@ -65,7 +65,7 @@ void CheckOutputs(const ThumbsOptions& options) {
   }
 }
 
-Command Describe(ThumbsOptions& options) {
+Command DescribeThumbs(ThumbsOptions& options) {
   Command command;
   command.name = "thumbs";
   command.summary = "Write stills of a video as PNG";
@@ -278,7 +278,7 @@ int WriteStills(const ThumbsOptions& options) {
   return kExitDone;
 }
 
-int Run(const ThumbsOptions& options) {
+int RunThumbs(const ThumbsOptions& options) {
   SetUpMessages(options);
   if (options.cpu) SetCpuLevel(*options.cpu);
   return RunWithPlugin(options, options.input, [&options] { return WriteStills(options); });
@@ -287,7 +287,7 @@ int Run(const ThumbsOptions& options) {
 }  // namespace
 
 Command MakeThumbsCommand() {
-  return BindOptions(Describe, Run);
+  return BindOptions(DescribeThumbs, RunThumbs);
 }
 
 }  // namespace vixprores

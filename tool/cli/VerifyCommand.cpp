@@ -36,7 +36,7 @@ struct VerifyOptions : HostOptions, PageOptions, ScanOptions {
   bool quiet = false;
 };
 
-Command Describe(VerifyOptions& options) {
+Command DescribeVerify(VerifyOptions& options) {
   Command command;
   command.name = "verify";
   command.summary = "Check ProRes files for damage";
@@ -185,7 +185,7 @@ int Verify(const VerifyOptions& options) {
 }  // namespace
 
 Command MakeVerifyCommand() {
-  return BindOptions(Describe, Verify);
+  return BindOptions(DescribeVerify, Verify);
 }
 
 }  // namespace vixprores
