@@ -5,8 +5,8 @@ import re
 import shlex
 import subprocess
 
-from tool import (TIMEOUT, ToolTest, ffmpeg, frame_bytes, largest_difference, make_clip, make_v210,
-                  planes, probe, run)
+from tool import (TIMEOUT, ToolTest, ffmpeg, frame_bytes, largest_difference, make_clip, make_uyvy,
+                  make_v210, planes, probe, run)
 
 
 class Unreadable(ToolTest):
@@ -56,9 +56,9 @@ class Unreadable(ToolTest):
 class NeedsConversion(ToolTest):
     """Runs the named command; its output can be encoded."""
 
-    def check_advice(self, clip, *words, piped=False):
+    def check_advice(self, clip, *words, piped=False, options=()):
         with open(clip, "rb") as pipe:
-            result = self.fail_with(1, words, "encode", "-" if piped else clip,
+            result = self.fail_with(1, words, "encode", *options, "-" if piped else clip,
                                     self.path("out.mov"), cwd=self.folder, stdin=pipe)
         command = re.search(r"^  (ffmpeg .*)$", result.stderr, re.MULTILINE).group(1)
         arguments = shlex.split(command)
@@ -105,6 +105,18 @@ class NeedsConversion(ToolTest):
         clip = self.path("clip.mov")
         make_v210(clip, "-movflags", "faststart", filters="setfield=bff")
         self.check_advice(clip, "bottom field first", "ffmpeg -i - ", piped=True)
+
+    def test_bottom_field_first_in_raw_frames(self):
+        for fourcc, make in (("V210", make_v210), ("UYVY", make_uyvy)):
+            for piped in (False, True):
+                with self.subTest(fourcc=fourcc, piped=piped):
+                    clip = self.path(f"clip.{fourcc.lower()}")
+                    make(clip, "-f", "rawvideo", filters="setfield=bff")
+                    self.check_advice(clip, "bottom field first", "-video_size 128x96 -framerate 25",
+                                      piped=piped, options=("--fourcc", fourcc, "--size", "128x96",
+                                                            "--rate", "25", "--fields", "bottom"))
+                    for path in self.folder.iterdir():
+                        path.unlink()
 
     def test_rgb(self):
         clip = self.path("clip.avi")
