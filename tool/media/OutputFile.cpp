@@ -25,10 +25,11 @@ namespace {
 constexpr auto kSyncInterval = std::chrono::milliseconds(500);
 
 [[noreturn]] void FailToWrite(const std::string& name, int error) {
+  const std::string reason = std::generic_category().message(error);
+  if (error == EPIPE) throw Failure(name + ": the reader closed the pipe (" + reason + ")");
   std::string hint;
   if (error == ENOSPC || error == EDQUOT) hint = "; make room or name a file on another disk";
-  if (error == EPIPE) hint = "; the program that reads it has ended";
-  throw Failure(name + ": cannot be written: " + std::generic_category().message(error) + hint);
+  throw Failure(name + ": cannot be written: " + reason + hint);
 }
 
 // Returns the file that a symbolic link leads to: renaming must replace that file, not the link.

@@ -82,22 +82,25 @@ void TranscodeRun::Finish() {
 
 void TranscodeRun::FinishPartial(const std::string& reason) {
   report_.message = reason;
-  if (report_.frames == 0) {
-    report_.message += "; nothing was kept";
-    return;
-  }
+  const std::string fate = report_.frames > 0 ? KeepFrames() : "; nothing was kept";
+  // Frames that went to a pipe or a device are the reader's.
+  if (file_.IsSeekable()) report_.message += fate;
+}
+
+// Completes the output with the frames so far. Returns what became of them.
+std::string TranscodeRun::KeepFrames() {
   const std::string kept =
       report_.frames == 1 ? "1 frame before that is kept in "
                           : std::to_string(report_.frames) + " frames before that are kept in ";
   try {
     writer_->Finish();
     ReportOutput(file_.CommitPartial());
-    report_.message += "\n" + kept + report_.output;
+    return "\n" + kept + report_.output;
   } catch (const std::exception&) {
     const std::string work = writer_->IsRecoverable() ? file_.KeepWorkFile() : std::string();
-    report_.message += work.empty() ? "; nothing was kept"
-                                    : "\n" + kept + work + "; 'vixprores recover " +
-                                          QuoteForShell(work) + " OUTPUT' completes it";
+    return work.empty() ? "; nothing was kept"
+                        : "\n" + kept + work + "; 'vixprores recover " + QuoteForShell(work) +
+                              " OUTPUT' completes it";
   }
 }
 

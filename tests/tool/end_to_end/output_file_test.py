@@ -5,6 +5,7 @@ import resource
 import subprocess
 import unittest
 
+import mini_mov
 from tool import PROGRAM, TIMEOUT, ToolTest, make_v210, probe, run
 
 
@@ -88,8 +89,16 @@ class OutputFile(ToolTest):
                                    stderr=subprocess.PIPE)
         process.stdout.close()
         with process.stderr:
-            self.assertIn(b"Broken pipe", process.stderr.read())
+            self.assertEqual(process.stderr.read(), b"vixprores: standard output: the reader closed "
+                                                    b"the pipe (Broken pipe)\n")
         self.assertEqual(process.wait(TIMEOUT), 1)
+
+    def test_frames_sent_to_a_pipe_are_not_kept(self):
+        mini_mov.break_header(self.encoded, 4)
+        result = run("decode", self.encoded, "-", text=False)
+        self.assertEqual(result.returncode, 1)
+        self.assertIn(b"frame 4", result.stderr)
+        self.assertNotIn(b"kept", result.stderr)
 
     def test_no_report_replaces_its_input(self):
         before = self.encoded.read_bytes()
