@@ -53,6 +53,17 @@ TEST(RunReport, HasNoRatesBeforeTheFirstFrame) {
   EXPECT_EQ(report.MegabitsPerSecond(), 0);
 }
 
+TEST(SummaryLine, DescribesPlanesByTheirDepth) {
+  RunReport report = MakeReport();
+  report.isPlanar = true;
+  for (const auto& [code, text] :
+       {std::pair{vix::kFourCC_V210, "1920x1080 planar 4:2:2 in 10 bits,"},
+        {vix::kFourCC_UYVY, "1920x1080 planar 4:2:2 in 8 bits,"}}) {
+    report.result.code = code;
+    EXPECT_THAT(SummaryLine(report), HasSubstr(text));
+  }
+}
+
 TEST(SummaryLine, IncludesColourSoundAndTimecode) {
   RunReport report = MakeReport();
   report.result.colour = {9, 16, 9};

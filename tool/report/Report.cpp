@@ -29,6 +29,13 @@ std::string ClockTime(double seconds) {
   return text;
 }
 
+// Describes what the samples of the output look like.
+std::string Samples(const RunReport& report) {
+  if (!report.isPlanar) return DescribeCode(report.result.code);
+  return report.result.code == vix::kFourCC_V210 ? "planar 4:2:2 in 10 bits"
+                                                 : "planar 4:2:2 in 8 bits";
+}
+
 std::string Labels(const RunReport& report) {
   std::string rate = ", " + Describe(report.result.rate) + " fps";
   if (!report.isLabelled) return rate;
@@ -145,8 +152,8 @@ nlohmann::ordered_json ToJson(const EncodingQuality& quality) {
 std::string SummaryLine(const RunReport& report) {
   return PrintableLine(report.output) + ": " + Count(report.frames, "frame") +
          CountDamage(report.damage) + ", " +
-         DescribeSize(report.result.width, report.result.height) + " " +
-         DescribeCode(report.result.code) + Labels(report) + Beside(report) + ", " +
+         DescribeSize(report.result.width, report.result.height) + " " + Samples(report) +
+         Labels(report) + Beside(report) + ", " +
          Fixed(static_cast<double>(report.outputBytes) / 1e6, 1) + " MB, ProRes at " +
          Fixed(report.MegabitsPerSecond(), 1) + " Mb/s, in " + Fixed(report.seconds, 1) + " s (" +
          Fixed(report.FramesPerSecond(), 1) + " fps, " + Fixed(report.RealTimeFactor(), 2) +

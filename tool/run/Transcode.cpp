@@ -108,6 +108,7 @@ void DescribeRun(const TranscodePlan& plan, RunReport& report) {
   report.source = plan.source;
   report.result = KeptFormat(plan.output, plan.content.video);
   report.isLabelled = plan.output.kind != OutputKind::RawFrames;
+  report.isPlanar = plan.output.kind == OutputKind::Y4m;
   report.soundTracks = plan.content.sound.size();
   if (plan.content.timecode && plan.output.keepsTimecode) {
     report.timecode = plan.content.timecode->ToText();
