@@ -106,9 +106,9 @@ TEST(CommandLine, AcceptsLabelsAndSound) {
   EXPECT_TRUE(Take(DescribeDecode, {"--no-audio", "a.mov", "b.mov"}).noAudio);
 }
 
-TEST(CommandLine, DecodesToV210ByDefault) {
+TEST(CommandLine, TakesOptionsOfDecode) {
   const auto plain = Take(DescribeDecode, {"in.mov", "-"});
-  EXPECT_EQ(plain.fourcc, vix::kFourCC_V210);
+  EXPECT_EQ(plain.fourcc, std::nullopt);
   EXPECT_EQ(plain.output, "-");
   EXPECT_FALSE(plain.skipField);
   EXPECT_EQ(plain.threads, 0);
@@ -227,7 +227,7 @@ TEST(CommandLine, ReportsMissingValuesAndUnknownShortOptions) {
 }
 
 TEST(CommandLine, AcceptsChoicesInAnyCaseAndValuesBehindAnEqualsSign) {
-  EXPECT_EQ(Take(DescribeEncode, {"--variant=HQ", "a", "b"}).variant->variant,
+  EXPECT_EQ(Take(DescribeEncode, {"--variant=HQ", "a", "b.mov"}).variant->variant,
             vix::ProResCodecVariant::HQ);
 }
 

@@ -93,21 +93,40 @@ TEST(FindProResOutput, SelectsByTheExtension) {
   }
 }
 
-TEST(FindRawVideoOutput, SelectsRawFramesForNamesWithoutAFormat) {
+TEST(FindRawVideoOutput, SelectsByTheExtension) {
   EXPECT_STREQ(FindRawVideoOutput("a.mov").muxer, "mov");
   EXPECT_STREQ(FindRawVideoOutput("a.avi").muxer, "avi");
   EXPECT_STREQ(FindRawVideoOutput("a.nut").muxer, "nut");
   EXPECT_EQ(FindRawVideoOutput("a.Y4M").kind, OutputKind::Y4m);
-  for (const char* path : {"-", "/dev/null", "a", "a.v210", "a.uyvy", "a.raw", "a.bin", "mp4"}) {
+  for (const char* path : {"-", "/dev/null", "a", "a.v210", "a.UYVY", "a.raw", "mp4"}) {
     EXPECT_EQ(FindRawVideoOutput(path).kind, OutputKind::RawFrames) << path;
   }
 }
 
-TEST(FindRawVideoOutput, RejectsNamesOfFormatsThatAreNotWritten) {
+TEST(FindRawVideoOutput, RejectsOtherExtensions) {
   for (const char* path : {"a.mp4", "a.MKV", "dir/a.mxf", "a.ts", "a.png", "a.PNG", "a.dpx",
-                           "a.tif", "a.exr", "a.yuv", "frame-%04d.png"}) {
-    EXPECT_THROW(FindRawVideoOutput(path), UsageError) << path;
+                           "a.mvo", "a.tif", "a.exr", "a.yuv", "a.bin", "frame-%04d.png"}) {
+    EXPECT_THAT([path] { FindRawVideoOutput(path); },
+                ThrowsMessage<UsageError>(HasSubstr(".mov, .avi, .nut, .y4m, .uyvy, .v210, .raw")))
+        << path;
   }
+}
+
+TEST(ChooseFourCC, FollowsTheOptionOrTheName) {
+  EXPECT_EQ(ChooseFourCC("a.uyvy", std::nullopt), vix::kFourCC_UYVY);
+  for (const char* path : {"a.v210", "a.raw", "a.mov", "a.y4m", "a", "-"}) {
+    EXPECT_EQ(ChooseFourCC(path, std::nullopt), vix::kFourCC_V210) << path;
+  }
+  for (const char* path : {"a.uyvy", "a.raw", "a.mov", "a.y4m", "a", "-"}) {
+    EXPECT_EQ(ChooseFourCC(path, vix::kFourCC_UYVY), vix::kFourCC_UYVY) << path;
+  }
+}
+
+TEST(ChooseFourCC, RejectsAnOptionThatContradictsTheName) {
+  EXPECT_THAT([] { ChooseFourCC("a.uyvy", vix::kFourCC_V210); },
+              ThrowsMessage<UsageError>("'a.uyvy' means UYVY, but --fourcc is V210; change one of "
+                                        "them, or end the name in .raw"));
+  EXPECT_THROW(ChooseFourCC("a.v210", vix::kFourCC_UYVY), UsageError);
 }
 
 TEST(CheckStorable, RejectsInterlacedMxf) {

@@ -34,8 +34,8 @@ Command DescribeBench(BenchOptions& options) {
   command.summary = "Measure the speed of encoding and decoding in memory";
   command.usages = {"[OPTION]..."};
   command.takeArguments = TakeWords({}, {});
-  Option fourcc = FourCCOption(options.fourcc);
-  fourcc.brief += " [V210]";
+  const Option fourcc =
+      FourCCOption([&options](vix::FourCC code) { options.fourcc = code; }, "V210");
   Option size{"--size", "WxH", "picture size [1920x1080]",
               [&options](const std::string& text) { options.size = ParsePictureSize(text); }};
   Option frames = Number("--frames", options.frames, 1, kMostFrames, "frames per pass [24]");

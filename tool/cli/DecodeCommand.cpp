@@ -19,7 +19,7 @@ Rational HalveAspect(Rational aspect) {
 }
 
 StreamFormat DecodedFormat(StreamFormat source, const DecodeOptions& options) {
-  source.code = options.fourcc;
+  source.code = ChooseFourCC(options.output, options.fourcc);
   source.is444 = source.hasAlpha = false;
   if (options.skipField && source.IsInterlaced() && source.height > 1) {
     source.height /= 2;
@@ -52,8 +52,8 @@ void Decode(const DecodeOptions& options, RunReport& report, RunObserver& observ
   auto reader = OpenProRes(options.input, opening);
   const StreamFormat source = reader->GetFormat();
   MovieContent content{DecodedFormat(source, options), reader->GetDescription().timecode};
-  const auto makeElement = [&options](int /*threads*/) {
-    return MakeProResDecoder(options.fourcc, options.skipField);
+  const auto makeElement = [fourcc = content.video.code, &options](int /*threads*/) {
+    return MakeProResDecoder(fourcc, options.skipField);
   };
   auto notes = FindNotes(options, *reader);
   TranscodePlan plan{std::move(reader), source, makeElement, std::move(content), output};

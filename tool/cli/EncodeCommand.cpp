@@ -60,7 +60,7 @@ void Encode(const EncodeOptions& options, RunReport& report, RunObserver& observ
   const FrameTimes times = options.overrides.rate ? FrameTimes::Ignored : FrameTimes::Checked;
   auto reader = OpenRawVideo(options.input, options.rawFrames, times);
   const StreamFormat source = Override(reader->GetFormat(), options.overrides);
-  CheckEncodable(source, reader->GetName(), options.headless ? RawFramesDemuxer(source) : "");
+  CheckEncodable(source, reader->GetName(), options.rawFrames ? RawFramesDemuxer(source) : "");
   std::vector<std::string> notes;
   MovieContent content{EncodedFormat(source, *options.variant)};
   content.timecode = options.timecode ? Timecode::Parse(*options.timecode, source.rate)

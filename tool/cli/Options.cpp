@@ -76,9 +76,9 @@ Option FramesOption(std::optional<FrameRange>& frames) {
           [&frames](const std::string& text) { frames = ParseFrameRange(text); }};
 }
 
-Option FourCCOption(vix::FourCC& fourcc) {
-  Option option{"--fourcc", "CODE", "UYVY (8 bits) or V210 (10 bits)",
-                [&fourcc](const std::string& code) { fourcc = ParseFourCC(code); }};
+Option FourCCOption(const std::function<void(vix::FourCC)>& set, const std::string& standard) {
+  Option option{"--fourcc", "CODE", "UYVY (8 bits) or V210 (10 bits) [" + standard + "]",
+                [set](const std::string& code) { set(ParseFourCC(code)); }};
   option.choices = {"uyvy", "v210"};
   return option;
 }

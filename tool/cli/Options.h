@@ -5,6 +5,7 @@
 /// @file
 /// Command-line options that several commands share.
 
+#include <functional>
 #include <optional>
 #include <string>
 #include <vector>
@@ -33,8 +34,8 @@ std::vector<Option> PageOptionList(PageOptions& options);
 Option VariantOption(const ProResVariant*& variant, const std::string& standard);
 /// Returns --frames of an input.
 Option FramesOption(std::optional<FrameRange>& frames);
-/// Returns --fourcc of uncompressed pictures.
-Option FourCCOption(vix::FourCC& fourcc);
+/// Returns --fourcc of uncompressed pictures. `standard` names the value without the option.
+Option FourCCOption(const std::function<void(vix::FourCC)>& set, const std::string& standard);
 
 /// Describe the commands without running them; `options` must outlive them.
 Command DescribeEncode(EncodeOptions& options);

@@ -30,6 +30,10 @@ std::optional<RawFrameFormat> ToRawFrameFormat(const RawFrameOptions& options,
         "--fourcc, --size and --interlaced are for raw frames, which need --fourcc, --size and "
         "--rate");
   }
+  if (options.interlaced && overrides.fields == FieldOrder::Progressive) {
+    throw UsageError(
+        "--interlaced and --fields progressive contradict each other; remove one of them");
+  }
   const PictureSize size = ParsePictureSize(*options.size);
   return RawFrameFormat{ParseFourCC(*options.fourcc), size.width, size.height, *overrides.rate,
                         options.interlaced};
@@ -208,10 +212,10 @@ Option OnErrorOption(DamagePolicy& policy) {
 }
 
 // Rejects names that the format cannot be written to, before any input is read.
-void CheckNames(const TranscodeOptions& options,
-                const OutputFormat& (*find)(const std::string& name)) {
-  if (!options.outputDir) return;
-  for (const BatchItem& item : NameOutputs(options)) find(item.output);
+template <typename Check>
+void CheckNames(const TranscodeOptions& options, const Check& check) {
+  if (!options.outputDir) return check(options.output);
+  for (const BatchItem& item : NameOutputs(options)) check(item.output);
 }
 
 }  // namespace
@@ -232,7 +236,7 @@ Command DescribeEncode(EncodeOptions& options) {
   command.takeArguments = [&options, rawFrames,
                            take = TakeFiles(options)](const std::vector<std::string>& words) {
     take(words);
-    CheckNames(options, FindProResOutput);
+    CheckNames(options, [](const std::string& name) { FindProResOutput(name); });
     options.rawFrames = ToRawFrameFormat(*rawFrames, options.overrides);
   };
   command.groups = {{"Encoding",
@@ -263,14 +267,15 @@ Command DescribeDecode(DecodeOptions& options) {
   command.usages = {"[OPTION]... INPUT OUTPUT", "[OPTION]... --output-dir DIR INPUT..."};
   command.arguments = {
       {"INPUT", "container with a ProRes track; - for standard input"},
-      {"OUTPUT", ".mov, .avi, .nut, .y4m, or .raw for raw frames; - for standard output"}};
+      {"OUTPUT", ".mov, .avi, .nut, .y4m, or raw frames as .uyvy, .v210, .raw or -"}};
   command.takeArguments = [&options,
                            take = TakeFiles(options)](const std::vector<std::string>& words) {
     take(words);
-    CheckNames(options, FindRawVideoOutput);
+    CheckNames(options,
+               [&options](const std::string& name) { ChooseFourCC(name, options.fourcc); });
   };
-  Option fourcc = FourCCOption(options.fourcc);
-  fourcc.brief += " [V210]";
+  Option fourcc = FourCCOption([&options](vix::FourCC code) { options.fourcc = code; }, "V210");
+  fourcc.details = "Without the option, a name that ends in .uyvy selects UYVY.";
   command.groups = {
       {"Decoding",
        {fourcc,

@@ -16,7 +16,6 @@
 
 extern "C" {
 #include <libavcodec/avcodec.h>
-#include <libavformat/avformat.h>
 }
 
 namespace vixprores {
@@ -33,10 +32,14 @@ constexpr OutputFormat kFormats[] = {
     {".avi",  Kind::Container, "avi",      false, true,  false, false, false, false, false, true},
     {".nut",  Kind::Container, "nut",      false, true,  false, false, false, true,  false, false},
     {".y4m",  Kind::Y4m,       nullptr,    false, true,  true,  false, true,  false, false, false},
+    {".uyvy", Kind::RawFrames,  nullptr,    false, true,  false, false, false, false, false, false,
+     vix::kFourCC_UYVY},
+    {".v210", Kind::RawFrames,  nullptr,    false, true,  false, false, false, false, false, false,
+     vix::kFourCC_V210},
+    {".raw",  Kind::RawFrames,  nullptr,    false, true,  false, false, false, false, false, false},
 };
-constexpr OutputFormat kRawFrames =
-    {nullptr, Kind::RawFrames, nullptr,    false, true,  false, false, false, false, false, false};
 // clang-format on
+const OutputFormat& kRawFrames = kFormats[std::size(kFormats) - 1];
 
 // Metadata names that a muxer of the container library keeps; other muxers keep everything.
 struct KeptTexts {
@@ -144,14 +147,18 @@ const OutputFormat& FindProResOutput(const std::string& path) {
 }
 
 const OutputFormat& FindRawVideoOutput(const std::string& path) {
-  if (path == "-") return kRawFrames;
+  if (path == "-" || ExtensionOf(path).empty()) return kRawFrames;
   if (const OutputFormat* format = Find(path, &OutputFormat::takesRawVideo)) return *format;
-  // Under a name that the container library recognises, raw frames would be mistaken for that
-  // format.
-  if (!av_guess_format(nullptr, ToLower(path).c_str(), nullptr)) return kRawFrames;
   throw UsageError("'" + path + "': cannot write " + ExtensionOf(path) + "; choose one of " +
-                   ExtensionsOf(&OutputFormat::takesRawVideo) +
-                   ", or .uyvy, .v210 or .raw for raw frames");
+                   ExtensionsOf(&OutputFormat::takesRawVideo));
+}
+
+vix::FourCC ChooseFourCC(const std::string& path, const std::optional<vix::FourCC>& wanted) {
+  const OutputFormat& output = FindRawVideoOutput(path);
+  if (!wanted) return output.code != 0 ? output.code : vix::kFourCC_V210;
+  if (output.code == 0 || output.code == *wanted) return *wanted;
+  throw UsageError("'" + path + "' means " + DescribeCode(output.code) + ", but --fourcc is " +
+                   DescribeCode(*wanted) + "; change one of them, or end the name in .raw");
 }
 
 void CheckStorable(const OutputFormat& output, const StreamFormat& stream) {

@@ -37,7 +37,7 @@ enum class OutputKind { RawFrames, Y4m, Container };
 
 /// One kind of output file.
 struct OutputFormat {
-  const char* extension;  ///< of the file name; null for raw frames
+  const char* extension;  ///< of the file name
   OutputKind kind;
   const char* muxer;  ///< the container library's name for it; null where it has no part
   bool takesProRes;
@@ -48,15 +48,19 @@ struct OutputFormat {
   bool keepsTimecode;
   bool makesTimecode;  ///< has one from 00:00:00:00 on where none is known
   bool keepsChannelLayout;
+  vix::FourCC code = 0;  ///< of the raw frames that the name stands for; 0 = any
 };
 
 /// Returns the format for a ProRes stream by file name: .mov for "-". Throws a UsageError that
 /// lists the accepted extensions for any other one.
 const OutputFormat& FindProResOutput(const std::string& path);
-/// Returns the format for uncompressed video by file name: raw frames for "-" and for names without
-/// a format of their own, such as .uyvy, .v210, .raw or none. Throws a UsageError that lists the
-/// writable formats for names of other formats (.png, .mp4, .yuv, ...).
+/// Returns the format for uncompressed video by file name: raw frames for "-", .uyvy, .v210, .raw
+/// and names without an extension. Throws a UsageError that lists the accepted extensions for any
+/// other one.
 const OutputFormat& FindRawVideoOutput(const std::string& path);
+/// Returns the code of the pictures to write: `wanted`, or else that of the name, or else V210.
+/// Throws a UsageError if `wanted` contradicts the name.
+vix::FourCC ChooseFourCC(const std::string& path, const std::optional<vix::FourCC>& wanted);
 
 /// Rejects, with a Failure that gives the reason, a stream that the format would store incorrectly.
 void CheckStorable(const OutputFormat& output, const StreamFormat& stream);

@@ -86,7 +86,7 @@ enum class DamagePolicy {
 };
 
 struct DecodeOptions : TranscodeOptions, ScanOptions {
-  vix::FourCC fourcc = vix::kFourCC_V210;
+  std::optional<vix::FourCC> fourcc;  ///< none = by the name of the output
   bool skipField = false;
   DamagePolicy onDamage = DamagePolicy::Stop;
 };

@@ -158,7 +158,29 @@ class DecodeOutputs(ToolTest):
             with self.subTest(name=name):
                 self.check_decodes(name, "UYVY", "uyvy422", "B", 1)
 
-    def test_raw_frames_under_any_other_name(self):
+    def test_the_summary_of_y4m_describes_its_planes(self):
+        for fourcc, depth in (("V210", 10), ("UYVY", 8)):
+            result = self.succeed("decode", "--fourcc", fourcc, "--overwrite", self.encoded,
+                                  self.path("out.y4m"))
+            self.assertIn(f"134x98 planar 4:2:2 in {depth} bits, ", result.stderr)
+            self.assertNotIn(fourcc, result.stderr)
+
+    def test_the_name_selects_the_format_of_raw_frames(self):
+        for fourcc in ("V210", "UYVY"):
+            with self.subTest(fourcc=fourcc):
+                named, chosen = self.path(f"out.{fourcc.lower()}"), self.path("out.raw")
+                self.succeed("decode", self.encoded, named)
+                self.succeed("decode", "--overwrite", "--fourcc", fourcc, self.encoded, chosen)
+                self.assert_same_bytes(named.read_bytes(), chosen.read_bytes())
+                self.assertEqual(named.stat().st_size, 10 * frame_bytes(fourcc, 134, 98))
+
+    def test_rejects_a_name_that_contradicts_the_option(self):
+        self.fail_with(2, ["out.uyvy", "--fourcc is V210"], "decode", "--fourcc", "v210",
+                       self.encoded, self.path("out.uyvy"))
+        self.fail_with(2, ["out.v210", "--fourcc is UYVY"], "decode", "--fourcc", "uyvy",
+                       "--output-dir", self.folder, "--name", "out.v210", self.encoded)
+
+    def test_raw_frames_of_either_format_under_the_name_raw(self):
         for fourcc in ("V210", "UYVY"):
             with self.subTest(fourcc=fourcc):
                 out, contained = self.path("out.raw"), self.path("out.nut")
@@ -169,7 +191,7 @@ class DecodeOutputs(ToolTest):
                 self.assertTrue(first in contained.read_bytes())
 
     def test_rejects_names_of_formats_that_are_not_written(self):
-        for name in ("out.mp4", "out.mkv", "out.MXF", "out.png", "out.dpx", "out.tif", "out.yuv"):
+        for name in ("out.mp4", "out.mkv", "out.MXF", "out.png", "out.dpx", "out.tif", "out.yuv", "out.mvo"):
             with self.subTest(name=name):
                 self.fail_with(2, [self.path(name), ".mov", ".y4m", ".uyvy"], "decode",
                                self.encoded, self.path(name))

@@ -210,7 +210,7 @@ class Metadata(ToolTest):
         make_v210(self.clip, "-color_primaries", "bt709", "-color_trc", "bt709", "-colorspace",
                   "bt709")
         self.encode()
-        self.decoded = self.path("decoded.uyvy")
+        self.decoded = self.path("decoded.v210")
         result = self.decode()
         self.assertIn("cannot keep the colour primaries, transfer and matrix (bt709)",
                       result.stderr)
