@@ -32,11 +32,11 @@ constexpr OutputFormat kFormats[] = {
     {".avi",  Kind::Container, "avi",      false, true,  false, false, false, false, false, true},
     {".nut",  Kind::Container, "nut",      false, true,  false, false, false, true,  false, false},
     {".y4m",  Kind::Y4m,       nullptr,    false, true,  true,  false, true,  false, false, false},
-    {".uyvy", Kind::RawFrames,  nullptr,    false, true,  false, false, false, false, false, false,
+    {".uyvy", Kind::RawFrames, nullptr,    false, true,  false, false, false, false, false, false,
      vix::kFourCC_UYVY},
-    {".v210", Kind::RawFrames,  nullptr,    false, true,  false, false, false, false, false, false,
+    {".v210", Kind::RawFrames, nullptr,    false, true,  false, false, false, false, false, false,
      vix::kFourCC_V210},
-    {".raw",  Kind::RawFrames,  nullptr,    false, true,  false, false, false, false, false, false},
+    {".raw",  Kind::RawFrames, nullptr,    false, true,  false, false, false, false, false, false},
 };
 // clang-format on
 const OutputFormat& kRawFrames = kFormats[std::size(kFormats) - 1];
