@@ -119,7 +119,7 @@ double SecondsSince(steady_clock::time_point start) {
   return std::chrono::duration<double>(steady_clock::now() - start).count();
 }
 
-struct Frame {
+struct CodedFrame {
   std::size_t number;
   Picture result;
 };
@@ -128,23 +128,23 @@ struct Frame {
 template <typename Result>
 PassTimes RunPass(ElementTeam& elements, const Clip& clip, const Result& result) {
   std::size_t next = 0;
-  PipelineStages<Frame> stages;
-  stages.read = [&]() -> std::optional<Frame> {
+  PipelineStages<CodedFrame> stages;
+  stages.read = [&]() -> std::optional<CodedFrame> {
     if (InterruptRequested()) throw Interrupted();
     if (next == clip.frames) return std::nullopt;
-    return Frame{next++, nullptr};
+    return CodedFrame{next++, nullptr};
   };
-  stages.process = [&](Frame& frame, unsigned element) {
+  stages.process = [&](CodedFrame& frame, unsigned element) {
     const auto number = static_cast<std::int64_t>(frame.number);
     frame.result = elements.Process(element, clip.At(frame.number), number).sample->GetBuffer();
   };
-  stages.write = [&](const Frame& frame, const std::exception_ptr& failure) {
+  stages.write = [&](const CodedFrame& frame, const std::exception_ptr& failure) {
     if (failure) std::rethrow_exception(failure);
     result(frame.result);
   };
   const auto start = steady_clock::now();
   const double cpuStart = CpuSeconds();
-  OrderedPipeline<Frame>(stages, elements.GetSize(), elements.GetMostInFlight()).Run();
+  OrderedPipeline<CodedFrame>(stages, elements.GetSize(), elements.GetMostInFlight()).Run();
   return {SecondsSince(start), CpuSeconds() - cpuStart};
 }
 
