@@ -115,6 +115,31 @@ std::string JoinWords(const std::vector<std::string>& words) {
   return text;
 }
 
+std::string Join(const std::vector<std::string>& words, std::string_view separator) {
+  std::string text;
+  for (std::size_t i = 0; i < words.size(); ++i) {
+    if (i > 0) text += separator;
+    text += words[i];
+  }
+  return text;
+}
+
+std::string Replace(std::string_view text, std::string_view what, std::string_view by) {
+  std::string replaced;
+  for (;;) {
+    const std::size_t at = text.find(what);
+    replaced += text.substr(0, at);
+    if (at == std::string_view::npos) return replaced;
+    replaced += by;
+    text.remove_prefix(at + what.size());
+  }
+}
+
+std::string ToLower(std::string text) {
+  std::ranges::transform(text, text.begin(), Lower);
+  return text;
+}
+
 std::string Suggest(const std::string& text, const std::vector<std::string>& known) {
   if (known.empty()) return {};
   // An abbreviation means the word that it begins, however much of it is missing.

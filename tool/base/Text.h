@@ -9,10 +9,14 @@
 #include <cstdint>
 #include <cstdio>
 #include <functional>
+#include <initializer_list>
+#include <iterator>
 #include <string>
 #include <string_view>
 #include <utility>
 #include <vector>
+
+#include "base/Errors.h"
 
 namespace vixprores {
 
@@ -21,6 +25,23 @@ std::string Count(std::int64_t number, const std::string& noun);
 
 /// Returns "a, b and c".
 std::string JoinWords(const std::vector<std::string>& words);
+
+/// Returns the words with a separator between each two of them.
+std::string Join(const std::vector<std::string>& words, std::string_view separator);
+
+/// Returns `text` with `by` in each place of `what`.
+std::string Replace(std::string_view text, std::string_view what, std::string_view by);
+
+/// Returns `text` with the letters A to Z in lower case.
+std::string ToLower(std::string text);
+
+/// Returns the word of an enumerator; `words` follow the order of the enumeration.
+template <typename Enum>
+const char* WordOf(Enum value, std::initializer_list<const char*> words) {
+  const auto place = static_cast<std::size_t>(value);
+  Ensure(place < words.size(), "every enumerator has a word");
+  return std::data(words)[place];
+}
 
 /// Returns " (did you mean 'WORD'?)" with the known word that is nearest to the misspelt `text`, or
 /// an empty text if none is near.

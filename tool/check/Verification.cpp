@@ -31,7 +31,7 @@ class Run {
       : reader_(reader), events_(events), result_(result) {}
 
   std::optional<Item> Read() {
-    if (InterruptRequested()) throw Interrupted();
+    CheckInterrupt();
     Item item;
     FramePlace& place = item.frame.place;
     try {

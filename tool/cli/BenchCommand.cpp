@@ -36,8 +36,7 @@ Command DescribeBench(BenchOptions& options) {
   command.takeArguments = TakeWords({}, {});
   const Option fourcc =
       FourCCOption([&options](vix::FourCC code) { options.fourcc = code; }, "V210");
-  Option size{"--size", "WxH", "picture size [1920x1080]",
-              [&options](const std::string& text) { options.size = ParsePictureSize(text); }};
+  Option size = Parsed("--size", "WxH", options.size, ParsePictureSize, "picture size [1920x1080]");
   Option frames = Number("--frames", options.frames, 1, kMostFrames, "frames per pass [24]");
   frames.details = "The pictures take at most 512 MiB; longer clips repeat them.";
   command.groups = {{"Pictures",
@@ -130,7 +129,7 @@ PassTimes RunPass(ElementTeam& elements, const Clip& clip, const Result& result)
   std::size_t next = 0;
   PipelineStages<CodedFrame> stages;
   stages.read = [&]() -> std::optional<CodedFrame> {
-    if (InterruptRequested()) throw Interrupted();
+    CheckInterrupt();
     if (next == clip.frames) return std::nullopt;
     return CodedFrame{next++, nullptr};
   };

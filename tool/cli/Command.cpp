@@ -3,7 +3,6 @@
 
 #include <CLI/CLI.hpp>
 #include <algorithm>
-#include <cctype>
 #include <iterator>
 #include <set>
 #include <span>
@@ -132,9 +131,7 @@ void CheckOptionNames(const Command& command, Words words) {
 
 void TakeValue(const Option& option, const std::string& value) {
   if (option.choices.empty()) return option.take(value);
-  std::string choice = value;
-  std::ranges::transform(choice, choice.begin(),
-                         [](unsigned char letter) { return std::tolower(letter); });
+  const std::string choice = ToLower(value);
   if (std::ranges::find(option.choices, choice) == option.choices.end()) {
     throw UsageError(option.name + ": invalid value '" + value + "'" +
                      Suggest(value, option.choices) + "; choose one of " +

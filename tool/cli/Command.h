@@ -6,10 +6,12 @@
 /// A command of the program as data, and the parser that reads it. Help, manual and shell
 /// completion read it too.
 
+#include <algorithm>
 #include <cstdint>
 #include <functional>
 #include <optional>
 #include <string>
+#include <utility>
 #include <vector>
 
 namespace vixprores {
@@ -67,6 +69,28 @@ Option Flag(std::string name, bool& variable, std::string brief);
 Option Text(std::string name, std::string value, std::optional<std::string>& variable,
             std::string brief);
 Option Number(std::string name, int& variable, int smallest, int largest, std::string brief);
+
+/// Returns an option that sets a variable to what `parse` makes of the text.
+template <typename Variable, typename Parse>
+Option Parsed(std::string name, std::string value, Variable& variable, Parse parse,
+              std::string brief) {
+  return {std::move(name), std::move(value), std::move(brief),
+          [&variable, parse](const std::string& text) { variable = parse(text); }};
+}
+
+/// Returns an option that sets a variable to the value with the chosen name.
+template <typename Value, typename Variable>
+Option Choice(std::string name, std::string value, Variable& variable,
+              std::vector<std::pair<std::string, Value>> values, std::string brief) {
+  std::vector<std::string> names;
+  for (const auto& [choice, meaning] : values) names.push_back(choice);
+  const auto find = [values = std::move(values)](const std::string& text) {
+    return std::ranges::find(values, text, &std::pair<std::string, Value>::first)->second;
+  };
+  Option option = Parsed(std::move(name), std::move(value), variable, find, std::move(brief));
+  option.choices = std::move(names);
+  return option;
+}
 
 /// Returns a function that assigns exactly as many words as there are variables. `names` are used
 /// in error messages.

@@ -85,11 +85,7 @@ std::string Table(const std::string& title, const Terms& terms) {
 }
 
 std::string Paragraphs(const std::string& text) {
-  std::string escaped = Escape(text);
-  for (std::size_t at = 0; (at = escaped.find("\n\n", at)) != std::string::npos; at += 5) {
-    escaped.replace(at, 2, "\n.PP\n");
-  }
-  return escaped + "\n";
+  return Replace(Escape(text), "\n\n", "\n.PP\n") + "\n";
 }
 
 std::string Name(const std::string& name, const std::string& summary) {
@@ -113,12 +109,6 @@ std::string Description(const Command& command) {
     page += Tagged(".I \"" + Escape(argument.name) + "\"", argument.brief + ".");
   }
   return page;
-}
-
-std::string ToLower(std::string text) {
-  std::ranges::transform(text, text.begin(),
-                         [](unsigned char letter) { return std::tolower(letter); });
-  return text;
 }
 
 std::string Meaning(const Option& option) {

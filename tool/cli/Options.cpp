@@ -26,8 +26,8 @@ OptionGroup ScanGroup(ScanOptions& options) {
       "Finds frames by their headers: in files whose index is lost or damaged, in incomplete "
       "files, "
       "and in any other bytes.";
-  Option rate{"--rate", "N[/D]", "frames per second of a scan [as in the headers]",
-              [&options](const std::string& text) { options.rate = ParseRate(text); }};
+  Option rate = Parsed("--rate", "N[/D]", options.rate, ParseRate,
+                       "frames per second of a scan [as in the headers]");
   return {"Damaged containers", {scan, rate}};
 }
 
@@ -72,8 +72,8 @@ Option VariantOption(const ProResVariant*& variant, const std::string& standard)
 }
 
 Option FramesOption(std::optional<FrameRange>& frames) {
-  return {"--frames", "FIRST-LAST", "only these frames, counted from 0",
-          [&frames](const std::string& text) { frames = ParseFrameRange(text); }};
+  return Parsed("--frames", "FIRST-LAST", frames, ParseFrameRange,
+                "only these frames, counted from 0");
 }
 
 Option FourCCOption(const std::function<void(vix::FourCC)>& set, const std::string& standard) {

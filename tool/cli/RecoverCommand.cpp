@@ -78,7 +78,7 @@ class Copy {
 
  private:
   void WriteFrame(const std::shared_ptr<vix::IBuffer>& frame, std::int64_t time) {
-    if (InterruptRequested()) throw Interrupted();
+    CheckInterrupt();
     writer_.Write(vix::CreateVideoSample(info_->GetVideoParameters(), nullptr, frame,
                                          {{time, time + 1, rate_}}, {}));
     report_.resultBytes += frame->GetSize();

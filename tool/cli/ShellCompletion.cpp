@@ -53,33 +53,16 @@ Offer OfferForArguments(const Command& command, const std::vector<Command>& comm
   return offer;
 }
 
-std::string Join(const std::vector<std::string>& words) {
-  std::string text;
-  for (const std::string& word : words) text += (text.empty() ? "" : " ") + word;
-  return text;
-}
-
-std::string Replace(std::string text, std::string_view what, std::string_view by) {
-  for (std::size_t at = 0; (at = text.find(what, at)) != std::string::npos; at += by.size()) {
-    text.replace(at, what.size(), by);
-  }
-  return text;
-}
-
 // Quotes the text as one word of bash or zsh.
 std::string Quote(const std::string& text) {
   return "'" + Replace(text, "'", "'\\''") + "'";
 }
 
 std::string BashOffer(const Offer& offer) {
-  switch (offer.kind) {
-    case Completion::File:
-      return "kind=file words=" + Quote(Join(offer.words));
-    case Completion::Folder:
-      return "kind=folder words=" + Quote(Join(offer.words));
-    default:
-      return "kind=word words=" + Quote(Join(offer.words));
-  }
+  const char* const kind = offer.kind == Completion::File     ? "file"
+                           : offer.kind == Completion::Folder ? "folder"
+                                                              : "word";
+  return std::string("kind=") + kind + " words=" + Quote(Join(offer.words, " "));
 }
 
 constexpr const char* kBashBegin =
@@ -150,7 +133,7 @@ std::string ZshText(const std::string& text) {
 }
 
 std::string ZshAction(const Offer& offer) {
-  if (!offer.words.empty()) return "(" + Join(offer.words) + ")";
+  if (!offer.words.empty()) return "(" + Join(offer.words, " ") + ")";
   if (offer.kind == Completion::Folder) return "_path_files -/";
   return offer.kind == Completion::File ? "_files" : " ";
 }
@@ -172,13 +155,11 @@ std::string ZshCase(const Command& command, const std::vector<Command>& commands
     }
   }
   text += "        '--help[explain the command]'";
-  std::string names;
-  for (const Argument& argument : command.arguments) {
-    names += (names.empty() ? "" : " or ") + argument.name;
-  }
+  std::vector<std::string> names;
+  std::ranges::transform(command.arguments, std::back_inserter(names), &Argument::name);
   if (!names.empty()) {
-    text += " \\\n        " +
-            Quote("*:" + ZshText(names) + ":" + ZshAction(OfferForArguments(command, commands)));
+    text += " \\\n        " + Quote("*:" + ZshText(Join(names, " or ")) + ":" +
+                                    ZshAction(OfferForArguments(command, commands)));
   }
   return text + "\n      ;;\n";
 }
@@ -198,7 +179,7 @@ std::string FishQuote(const std::string& text) {
 }
 
 std::string FishOffer(const Offer& offer) {
-  if (!offer.words.empty()) return " -a " + FishQuote(Join(offer.words));
+  if (!offer.words.empty()) return " -a " + FishQuote(Join(offer.words, " "));
   if (offer.kind == Completion::Folder) return " -a '(__fish_complete_directories)'";
   return offer.kind == Completion::File ? " -F" : "";
 }
@@ -243,7 +224,7 @@ complete -c vixprores -l help -d 'Explain the program or the command'
 
 std::string BashCompletion(const std::vector<Command>& commands) {
   std::string text = std::string(kBashBegin) + "    '') options='--help --version' words=" +
-                     Quote(Join(NamesOf(WithHelp(commands)))) + " ;;\n";
+                     Quote(Join(NamesOf(WithHelp(commands)), " ")) + " ;;\n";
   for (const Command& command : WithHelp(commands)) text += BashCase(command, commands);
   return text + kBashEnd;
 }

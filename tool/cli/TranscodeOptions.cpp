@@ -48,11 +48,6 @@ Option ColourCodeOption(const std::string& name, ColourProperty property,
   return option;
 }
 
-FieldOrder ParseFieldOrder(const std::string& text) {
-  if (text == "progressive") return FieldOrder::Progressive;
-  return text == "top" ? FieldOrder::TopFirst : FieldOrder::BottomFirst;
-}
-
 vix::FourCC ParseVendor(const std::string& text) {
   const bool isPrintable = std::ranges::all_of(text, [](char c) { return c >= ' ' && c <= '~'; });
   if (text.size() != 4 || !isPrintable) {
@@ -70,32 +65,29 @@ std::string ParseCompressor(const std::string& text) {
 
 OptionGroup LabelsGroup(EncodeOptions& options) {
   StreamOverrides& overrides = options.overrides;
-  Option colour{
-      "--color", "NAME", JoinWords(ColourPresets()),
-      [&overrides](const std::string& name) { overrides.colour = FindColourPreset(name); }};
+  Option colour =
+      Parsed("--color", "NAME", overrides.colour, FindColourPreset, JoinWords(ColourPresets()));
   colour.choices = ColourPresets();
   colour.details =
       "Primaries, transfer and matrix are written into the container and into the header of every "
       "frame. What neither the input nor an option states stays unspecified.";
-  Option fields{
-      "--fields", "ORDER", "progressive, top or bottom field first",
-      [&overrides](const std::string& text) { overrides.fields = ParseFieldOrder(text); }};
-  fields.choices = {"progressive", "top", "bottom"};
-  Option aspect{
-      "--par", "W:H", "pixel aspect, width to height",
-      [&overrides](const std::string& text) { overrides.sampleAspect = ParseAspect(text); }};
-  Option rate{"--rate", "N[/D]", "frames per second",
-              [&overrides](const std::string& text) { overrides.rate = ParseRate(text); }};
+  Option fields = Choice<FieldOrder>("--fields", "ORDER", overrides.fields,
+                                     {{"progressive", FieldOrder::Progressive},
+                                      {"top", FieldOrder::TopFirst},
+                                      {"bottom", FieldOrder::BottomFirst}},
+                                     "progressive, top or bottom field first");
+  Option aspect =
+      Parsed("--par", "W:H", overrides.sampleAspect, ParseAspect, "pixel aspect, width to height");
+  Option rate = Parsed("--rate", "N[/D]", overrides.rate, ParseRate, "frames per second");
   rate.details =
       "All frames follow each other at that rate, even if the input has a variable frame rate. The "
       "sound keeps its length, which may then differ from that of the pictures.";
   Option timecode = Text("--timecode", "HH:MM:SS:FF", options.timecode,
                          "timecode of the first input frame; ;FF for drop frame");
-  Option compressor{
-      "--compressor", "NAME", "compressor name in the .mov, up to 31 bytes",
-      [&options](const std::string& text) { options.compressor = ParseCompressor(text); }};
-  Option vendor{"--vendor", "CODE", "vendor code in the .mov, four characters",
-                [&options](const std::string& text) { options.vendor = ParseVendor(text); }};
+  Option compressor = Parsed("--compressor", "NAME", options.compressor, ParseCompressor,
+                             "compressor name in the .mov, up to 31 bytes");
+  Option vendor = Parsed("--vendor", "CODE", options.vendor, ParseVendor,
+                         "vendor code in the .mov, four characters");
   return {"Labels (replace missing or wrong labels of the input)",
           {colour, ColourCodeOption("--primaries", ColourProperty::Primaries, overrides.primaries),
            ColourCodeOption("--transfer", ColourProperty::Transfer, overrides.transfer),
@@ -161,23 +153,17 @@ std::function<void(const std::vector<std::string>&)> TakeFiles(TranscodeOptions&
 }
 
 OptionGroup SoundGroup(TranscodeOptions& options) {
-  Option tracks{
-      "--audio-tracks", "LIST", "copy only these, in this order: 2,1",
-      [&options](const std::string& text) { options.audioTracks = ParseTrackList(text); }};
+  Option tracks = Parsed("--audio-tracks", "LIST", options.audioTracks, ParseTrackList,
+                         "copy only these, in this order: 2,1");
   return {"Sound (copied without change)",
           {tracks, Flag("--no-audio", options.noAudio, "write no sound")}};
 }
 
-ProgressKind ParseProgressKind(const std::string& text) {
-  if (text == "json") return ProgressKind::Json;
-  return text == "line" ? ProgressKind::Line : ProgressKind::None;
-}
-
 OptionGroup RunGroup(TranscodeOptions& options) {
-  Option progress{
-      "--progress", "KIND", "print progress as line, json or none [line]",
-      [&options](const std::string& text) { options.progress = ParseProgressKind(text); }};
-  progress.choices = {"line", "json", "none"};
+  using Kind = ProgressKind;
+  Option progress = Choice<Kind>("--progress", "KIND", options.progress,
+                                 {{"line", Kind::Line}, {"json", Kind::Json}, {"none", Kind::None}},
+                                 "print progress as line, json or none [line]");
   return {"Run",
           {FramesOption(options.frames), progress,
            Flag("--overwrite", options.overwrite, "replace an existing output"),
@@ -193,15 +179,12 @@ OptionGroup RawFrameGroup(RawFrameOptions& options) {
            Flag("--interlaced", options.interlaced, "two fields per frame, top field first")}};
 }
 
-DamagePolicy ParseDamagePolicy(const std::string& text) {
-  if (text == "skip") return DamagePolicy::Skip;
-  return text == "conceal" ? DamagePolicy::Conceal : DamagePolicy::Stop;
-}
-
 Option OnErrorOption(DamagePolicy& policy) {
-  Option option{"--on-error", "WHAT", "at a damaged frame: stop, skip or conceal [stop]",
-                [&policy](const std::string& text) { policy = ParseDamagePolicy(text); }};
-  option.choices = {"stop", "skip", "conceal"};
+  using Policy = DamagePolicy;
+  Option option =
+      Choice<Policy>("--on-error", "WHAT", policy,
+                     {{"stop", Policy::Stop}, {"skip", Policy::Skip}, {"conceal", Policy::Conceal}},
+                     "at a damaged frame: stop, skip or conceal [stop]");
   option.details =
       "stop ends the run with exit code 1 and keeps the frames before. skip drops damaged frames; "
       "later frames keep their times if the output has times. conceal fills damaged parts from "

@@ -5,6 +5,7 @@
 #include <filesystem>
 
 #include "base/Errors.h"
+#include "base/Text.h"
 #include "format/Values.h"
 
 namespace vixprores {
@@ -73,15 +74,7 @@ std::string QuoteForShell(const std::string& text) {
   constexpr const char* kPlain =
       "abcdefghijklmnopqrstuvwxyzABCDEFGHIJKLMNOPQRSTUVWXYZ0123456789_./:,=-+@%";
   if (!text.empty() && text.find_first_not_of(kPlain) == std::string::npos) return text;
-  std::string quoted = "'";
-  for (const char character : text) {
-    if (character == '\'') {
-      quoted += "'\\''";
-    } else {
-      quoted += character;
-    }
-  }
-  return quoted + "'";
+  return "'" + Replace(text, "'", "'\\''") + "'";
 }
 
 }  // namespace vixprores

@@ -3,7 +3,6 @@
 
 #include <algorithm>
 #include <array>
-#include <cctype>
 #include <cmath>
 #include <filesystem>
 #include <iterator>
@@ -12,6 +11,7 @@
 #include <string_view>
 
 #include "base/Errors.h"
+#include "base/Text.h"
 #include "format/StreamFormat.h"
 
 extern "C" {
@@ -55,12 +55,6 @@ const KeptTexts kKeptTexts[] = {
 
 // Metadata names of a sound track that are more than a container's own note.
 const std::set<std::string> kSoundTexts{"artist", "comment", "copyright", "language", "title"};
-
-std::string ToLower(std::string text) {
-  std::ranges::transform(text, text.begin(),
-                         [](unsigned char letter) { return std::tolower(letter); });
-  return text;
-}
 
 std::string ExtensionOf(const std::string& path) {
   return ToLower(std::filesystem::path(path).extension().string());

@@ -59,16 +59,8 @@ std::string Describe(const SoundDamage& damage) {
 }
 
 const char* ToWord(SoundDamage::Treatment treatment) {
-  switch (treatment) {
-    case SoundDamage::Treatment::Kept:
-      return "kept as they are";
-    case SoundDamage::Treatment::Silenced:
-      return "filled with silence";
-    case SoundDamage::Treatment::LeftOut:
-      return "left out";
-    default:
-      return "with nothing in their place";
-  }
+  return WordOf(treatment, {"kept as they are", "filled with silence",
+                            "with nothing in their place", "left out"});
 }
 
 std::int64_t CountSoundDamage(const std::vector<SoundDamage>& damage, SoundDamage::Kind kind) {

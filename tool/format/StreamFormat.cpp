@@ -2,12 +2,12 @@
 #include "format/StreamFormat.h"
 
 #include <algorithm>
-#include <array>
 #include <cstring>
 #include <iterator>
 #include <numeric>
 #include <span>
 
+#include "base/Text.h"
 #include "vix/RawVideoUtils.h"
 
 namespace vixprores {
@@ -75,9 +75,8 @@ std::string DescribeCode(vix::FourCC code) {
 }
 
 std::string Describe(FieldOrder order) {
-  static constexpr std::array<const char*, 4> kTexts{"unknown field order", "progressive",
-                                                     "top field first", "bottom field first"};
-  return kTexts.at(static_cast<std::size_t>(order));
+  return WordOf(order,
+                {"unknown field order", "progressive", "top field first", "bottom field first"});
 }
 
 std::string DescribeSize(std::uint32_t width, std::uint32_t height) {

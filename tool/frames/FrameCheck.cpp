@@ -102,10 +102,9 @@ void FrameCheck::Add(FrameCheck other) {
 }
 
 std::string FrameCheck::Describe() const {
-  std::string text;
-  for (const std::string& fault : faults) text += (text.empty() ? "" : "; ") + fault;
-  if (slices.empty()) return text;
-  return text + (text.empty() ? "" : "; ") + Count(std::ssize(slices), "damaged slice");
+  std::vector<std::string> found = faults;
+  if (!slices.empty()) found.push_back(Count(std::ssize(slices), "damaged slice"));
+  return Join(found, "; ");
 }
 
 FrameCheck CheckFrame(Bytes bytes, const std::optional<ParsedHeader>& header) {

@@ -6,6 +6,7 @@
 #include <iterator>
 #include <utility>
 
+#include "base/Text.h"
 #include "format/StreamFormat.h"
 
 namespace vixprores {
@@ -269,14 +270,7 @@ std::vector<ComparedProperty> CompareWithContainer(const StreamFormat& container
 }
 
 const char* ToWord(State state) {
-  switch (state) {
-    case State::Same:
-      return "same";
-    case State::Unspecified:
-      return kUnspecified;
-    default:
-      return "mismatch";
-  }
+  return WordOf(state, {"same", kUnspecified, "mismatch"});
 }
 
 void AddChanges(const prores::FrameHeader& first, const prores::FrameHeader& header,

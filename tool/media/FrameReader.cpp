@@ -32,7 +32,7 @@ void RangeReader::SkipTo(std::int64_t frame) {
 
 std::optional<NumberedFrame> RangeReader::Read() {
   while (!range_ || next_ <= range_->last) {
-    if (InterruptRequested()) throw Interrupted();
+    CheckInterrupt();
     std::optional<NumberedFrame> frame;
     try {
       frame = reader_.Read();

@@ -178,7 +178,7 @@ std::size_t InputFile::ReadFromSystem(std::span<std::uint8_t> destination) {
     const ssize_t bytes = read(descriptor_, destination.data(), destination.size());
     if (bytes >= 0) return static_cast<std::size_t>(bytes);
     if (errno != EINTR) FailToRead(name_, errno);
-    if (InterruptRequested()) throw Interrupted();
+    CheckInterrupt();
   }
 }
 

@@ -38,7 +38,7 @@ std::uint32_t SizeOf(const prores::FrameHeader& header) {
 // Reads until the bytes up to `end` are known. Returns false if the input ends before.
 bool FrameScanner::Fill(Offset end) {
   while (Known() < end && !ended_) {
-    if (InterruptRequested()) throw Interrupted();
+    CheckInterrupt();
     // Move the kept bytes only when they are few compared with the dropped ones.
     const Offset passed = position_ - keptFrom_;
     if (passed > kBlockBytes && passed > std::ssize(kept_) / 4) {
@@ -103,7 +103,7 @@ FrameScanner::Offset FrameScanner::FindEnd(Offset endOfPictures) {
 // Adds the next candidate before `limit`. Returns false if there is none.
 bool FrameScanner::AddCandidate(Offset limit) {
   while (const auto place = FindPrefix(candidatesEnd_, limit)) {
-    if (InterruptRequested()) throw Interrupted();
+    CheckInterrupt();
     candidatesEnd_ = *place + 1;
     const auto header = ReadHeader(*place);
     if (!header) continue;

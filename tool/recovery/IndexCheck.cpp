@@ -197,7 +197,7 @@ std::string NameOf(std::uint32_t track) {
   return "sound track " + std::to_string(track - PacketTag::kFirstSound + 1);
 }
 
-std::string Describe(std::uint32_t track, const TrackCount& count) {
+std::string DescribeLoss(std::uint32_t track, const TrackCount& count) {
   const std::string packets = Count(count.written, "packet");
   if (count.indexed == 0) return "lacks " + NameOf(track) + ": " + packets;
   if (count.indexed < count.written) {
@@ -207,7 +207,7 @@ std::string Describe(std::uint32_t track, const TrackCount& count) {
          NameOf(track);
 }
 
-std::string Describe(const SoundTrack& sound) {
+std::string DescribeTrack(const SoundTrack& sound) {
   const AVCodecParameters& parameters = *sound.parameters;
   return std::string(avcodec_get_name(parameters.codec_id)) + ", " +
          std::to_string(parameters.sample_rate) + " Hz, " +
@@ -224,8 +224,8 @@ void CheckSound(const TrackCounts& counts, const std::vector<SoundTrack>& indexe
   }
   if (tracks.size() != indexed.size()) return;
   for (std::size_t i = 0; i < tracks.size(); ++i) {
-    const std::string is = Describe(indexed[i]);
-    const std::string was = Describe(written[tracks[i] - PacketTag::kFirstSound]);
+    const std::string is = DescribeTrack(indexed[i]);
+    const std::string was = DescribeTrack(written[tracks[i] - PacketTag::kFirstSound]);
     if (is == was) continue;
     faults.push_back("describes " + NameOf(tracks[i]) + " as " + is + " where " + was +
                      " was written");
@@ -271,7 +271,7 @@ std::vector<std::string> FindIndexFaults(const std::string& input, FrameReader& 
 
   std::vector<std::string> faults;
   for (const auto& [track, count] : counts) {
-    if (!count.IsComplete()) faults.push_back(Describe(track, count));
+    if (!count.IsComplete()) faults.push_back(DescribeLoss(track, count));
   }
   CheckSound(counts, indexed->GetSound(), tagged.content.sound, faults);
   CheckTimecode(description.timecode, tagged.content.timecode, faults);

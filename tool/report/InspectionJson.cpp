@@ -2,6 +2,7 @@
 #include <algorithm>
 #include <cctype>
 
+#include "base/Text.h"
 #include "report/InspectionReport.h"
 
 namespace vixprores {
@@ -108,14 +109,7 @@ const char* ChromaFormatName(const prores::FrameHeader& header) {
 }
 
 const char* AlphaName(const prores::FrameHeader& header) {
-  switch (header.alphaType) {
-    case prores::AlphaType::k8Bit:
-      return "8 bits";
-    case prores::AlphaType::k16Bit:
-      return "16 bits";
-    default:
-      return "none";
-  }
+  return WordOf(header.alphaType, {"none", "8 bits", "16 bits"});
 }
 
 std::string EncoderIdentifier(const prores::FrameHeader& header) {

@@ -4,6 +4,7 @@
 #include <numeric>
 #include <utility>
 
+#include "base/Text.h"
 #include "report/Pages.h"
 
 namespace vixprores {
@@ -36,8 +37,7 @@ RgbPicture Draw(PictureSource& source, const NumberedFrame& frame, RgbSize size)
 
 // Returns text like "Largest and coarsest frame".
 std::string NameOf(const std::vector<std::string>& reasons) {
-  std::string name;
-  for (const std::string& reason : reasons) name += (name.empty() ? "" : " and ") + reason;
+  std::string name = Join(reasons, " and ");
   name.front() = static_cast<char>(std::toupper(static_cast<unsigned char>(name.front())));
   return name + " frame";
 }

@@ -7,6 +7,7 @@
 #include <utility>
 
 #include "base/Errors.h"
+#include "base/Text.h"
 #include "format/RgbPicture.h"
 #include "report/ComparisonReport.h"
 #include "report/InspectionReport.h"
@@ -24,25 +25,12 @@ extern const std::array<std::string_view, 3> kPageParts;
 
 namespace {
 
-// Escapes JSON for a script element: '<' must not start a tag or a comment.
-std::string ForScript(const std::string& json) {
-  std::string text;
-  text.reserve(json.size());
-  for (const char character : json) {
-    if (character == '<') {
-      text += "\\u003c";
-    } else {
-      text += character;
-    }
-  }
-  return text;
-}
-
+// In a script element '<' must not start a tag or a comment.
 std::string MakePage(const std::string& report, const std::string& extra) {
   std::string page(kPageParts[0]);
-  page += ForScript(report);
+  page += Replace(report, "<", "\\u003c");
   page += kPageParts[1];
-  page += ForScript(extra);
+  page += Replace(extra, "<", "\\u003c");
   page += kPageParts[2];
   return page;
 }
@@ -180,12 +168,6 @@ JsonValue SizesJson(const StreamStatistics& stream, const ShownFrames& shown) {
   return json;
 }
 
-std::string Join(const std::vector<std::string>& elements) {
-  std::string text;
-  for (const std::string& element : elements) text += (text.empty() ? "" : ",") + element;
-  return text;
-}
-
 }  // namespace
 
 std::span<const std::uint8_t> AsBytes(const std::string& text) {
@@ -260,8 +242,8 @@ void VerificationPage::Add(const Verification& file, const std::optional<Verifie
 
 std::string VerificationPage::Finish() const {
   return MakePage(R"({"command":"verify","intact":)" + std::string(isIntact_ ? "true" : "false") +
-                      ",\"files\":[" + Join(reports_) + "]}",
-                  "{\"files\":[" + Join(extras_) + "]}");
+                      ",\"files\":[" + Join(reports_, ",") + "]}",
+                  "{\"files\":[" + Join(extras_, ",") + "]}");
 }
 
 }  // namespace vixprores

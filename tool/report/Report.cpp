@@ -15,10 +15,6 @@
 namespace vixprores {
 namespace {
 
-double Ratio(double numerator, double denominator) {
-  return denominator > 0 ? numerator / denominator : 0;
-}
-
 std::string ClockTime(double seconds) {
   const auto whole = static_cast<std::int64_t>(std::ceil(seconds));
   std::string text(32, '\0');
@@ -54,42 +50,15 @@ std::string Beside(const RunReport& report) {
 }
 
 const char* ToWord(RunReport::Status status) {
-  switch (status) {
-    case RunReport::Status::Done:
-      return "done";
-    case RunReport::Status::Skipped:
-      return "skipped";
-    case RunReport::Status::Interrupted:
-      return "interrupted";
-    default:
-      return "failed";
-  }
+  return WordOf(status, {"done", "skipped", "interrupted", "failed"});
 }
 
 const char* ToWord(FieldOrder order) {
-  switch (order) {
-    case FieldOrder::Progressive:
-      return "progressive";
-    case FieldOrder::TopFirst:
-      return "top";
-    case FieldOrder::BottomFirst:
-      return "bottom";
-    default:
-      return "unknown";
-  }
+  return WordOf(order, {"unknown", "progressive", "top", "bottom"});
 }
 
 const char* ToWord(FrameDamage::Treatment treatment) {
-  switch (treatment) {
-    case FrameDamage::Treatment::LeftOut:
-      return "left out";
-    case FrameDamage::Treatment::Concealed:
-      return "concealed";
-    case FrameDamage::Treatment::Replaced:
-      return "replaced";
-    default:
-      return "stopped at";
-  }
+  return WordOf(treatment, {"stopped at", "left out", "concealed", "replaced"});
 }
 
 std::string CountDamage(const std::vector<FrameDamage>& damage) {
@@ -272,7 +241,7 @@ std::string ProgressText(const RunReport& report, std::optional<std::int64_t> to
           "x  " + Fixed(report.MegabitsPerSecond(), 1) + " Mb/s";
   if (total && report.frames > 0) {
     const auto left = static_cast<double>(*total - report.frames);
-    text += "  " + ClockTime(Ratio(left, report.FramesPerSecond())) + " left";
+    text += "  " + ClockTime(RunReport::Ratio(left, report.FramesPerSecond())) + " left";
   }
   return text;
 }

@@ -75,10 +75,12 @@ struct RunReport {
     return Ratio(bits, static_cast<double>(frames)) * SourceRate() / 1e6;
   }
 
- private:
+  /// Returns 0 if the denominator is 0.
   static double Ratio(double numerator, double denominator) {
     return denominator > 0 ? numerator / denominator : 0;
   }
+
+ private:
   double SourceRate() const { return Ratio(source.rate.numerator, source.rate.denominator); }
 };
 

@@ -79,7 +79,7 @@ Packet ContainerTrack::ReadAny() {
 
 Packet ContainerTrack::ReadPacket() {
   while (Packet packet = ReadAny()) {
-    if (InterruptRequested()) throw Interrupted();
+    CheckInterrupt();
     if (packet->stream_index != stream_.index) {
       KeepSound(std::move(packet));
     } else if (packet->size > 0) {
@@ -102,7 +102,7 @@ std::vector<SoundPacket> ContainerTrack::ReadSoundUntil(std::int64_t time, AVRat
   while (!sound_.HasUntil(time, tick)) {
     Packet packet = ReadAny();
     if (!packet) break;
-    if (InterruptRequested()) throw Interrupted();
+    CheckInterrupt();
     if (packet->stream_index != stream_.index) {
       KeepSound(std::move(packet));
     } else if (av_compare_ts(TimeOf(*packet), stream_.time_base, latest, tick) > 0) {
@@ -277,7 +277,7 @@ void ContainerTrack::FailAtEarlyEnd() {
   const bool leadsBack = index_.LeadsInside(framesRead_ + hiddenFrames_);
   if (!leadsBack) framesRead_ = std::max(framesRead_, announced);
   while (!pending_ && framesRead_ < announced) {
-    if (InterruptRequested()) throw Interrupted();
+    CheckInterrupt();
     try {
       pending_ = ReadPacket();
       if (!pending_) ++framesRead_;

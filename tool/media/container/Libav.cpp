@@ -138,7 +138,7 @@ int LibavStream::Guard(const Operation& operation) {
 int LibavStream::ReadCallback(void* self, std::uint8_t* data, int bytes) {
   auto& stream = *static_cast<LibavStream*>(self);
   return stream.Guard([&stream, data, bytes] {
-    if (InterruptRequested()) throw Interrupted();
+    CheckInterrupt();
     const std::span destination(data, static_cast<std::size_t>(bytes));
     const bool isLarge = bytes > kStreamBufferBytes;
     const auto read = isLarge && stream.leavesOut_ && !stream.leftOut_

@@ -1,11 +1,11 @@
 // SPDX-License-Identifier: BSD-2-Clause
 #include <algorithm>
-#include <cctype>
 #include <cstring>
 #include <memory>
 #include <new>
 #include <set>
 
+#include "base/Text.h"
 #include "media/container/ContainerWriter.h"
 #include "media/container/PacketTag.h"
 
@@ -176,12 +176,6 @@ int WriteHeaderWith(AVFormatContext& muxer, const StreamFormat& video, const std
   av_dict_free(&options);
   memory.Check();
   return result;
-}
-
-std::string ToLower(std::string text) {
-  std::ranges::transform(text, text.begin(),
-                         [](unsigned char letter) { return std::tolower(letter); });
-  return text;
 }
 
 // Returns true for metadata that a .mov stores under names that every player reads. Any other entry

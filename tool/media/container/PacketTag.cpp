@@ -56,7 +56,7 @@ std::optional<PacketTag> ReadPacketTag(std::span<const std::uint8_t> bytes) {
 std::span<const std::uint8_t> TagScanner::Load(std::size_t bytes, std::size_t ahead) {
   const std::int64_t blockEnd = blockBegin_ + std::ssize(block_);
   if (position_ < blockBegin_ || position_ + static_cast<std::int64_t>(bytes) > blockEnd) {
-    if (InterruptRequested()) throw Interrupted();
+    CheckInterrupt();
     block_.resize(ahead);
     block_.resize(file_.ReadAt(position_, block_));
     blockBegin_ = position_;

@@ -246,9 +246,7 @@ std::string FindTrackNote(const AVFormatContext& context, const std::string& nam
   });
   if (hasSubtitles) notes.emplace_back("its subtitles are left out");
   if (context.nb_chapters > 0) notes.emplace_back("its chapters are left out");
-  std::string text;
-  for (const std::string& note : notes) text += (text.empty() ? name + ": " : "; ") + note;
-  return text;
+  return notes.empty() ? std::string() : name + ": " + Join(notes, "; ");
 }
 
 MovieContent ReadMovieDescription(std::unique_ptr<InputFile> file) {
