@@ -83,6 +83,7 @@ template <typename Value, typename Variable>
 Option Choice(std::string name, std::string value, Variable& variable,
               std::vector<std::pair<std::string, Value>> values, std::string brief) {
   std::vector<std::string> names;
+  names.reserve(values.size());
   for (const auto& [choice, meaning] : values) names.push_back(choice);
   const auto find = [values = std::move(values)](const std::string& text) {
     return std::ranges::find(values, text, &std::pair<std::string, Value>::first)->second;
