@@ -32,6 +32,10 @@ Command DescribeBench(BenchOptions& options) {
   Command command;
   command.name = "bench";
   command.summary = "Measure the speed of encoding and decoding in memory";
+  command.description =
+      "Draws moving test pictures, encodes and decodes them several times without files, and "
+      "prints "
+      "the median times with one thread and with all of them.";
   command.usages = {"[OPTION]..."};
   command.takeArguments = TakeWords({}, {});
   const Option fourcc =
@@ -279,6 +283,7 @@ int RunBench(const BenchOptions& options) {
   SetUpMessages(options);
   if (options.cpu) SetCpuLevel(*options.cpu);
   const auto plugin = LoadProResPlugin(options.plugin);
+  for (const std::string& note : FindIgnoredVariables()) PrintNote(note);
   std::fputs(Bench(options).c_str(), stdout);
   return kExitDone;
 }

@@ -7,6 +7,7 @@
 #include <algorithm>
 #include <array>
 #include <cstdio>
+#include <cstdlib>
 #include <filesystem>
 #include <iterator>
 #include <set>
@@ -85,9 +86,30 @@ std::shared_ptr<vix::IPlugin> LoadProResPlugin(const std::optional<std::string>&
   return vix::LoadPlugin(*plugin, kRegistrant);
 }
 
+std::vector<std::string> FindIgnoredVariables() {
+  constexpr std::int64_t kMostThreads = 4096;  // as documented in ProResHost.h
+  std::vector<std::string> notes;
+  const auto check = [&notes](const char* name, const auto& isValid, const std::string& expected) {
+    const char* const value = std::getenv(name);
+    if (!value || *value == '\0' || isValid(std::string(value))) return;
+    notes.push_back(std::string(name) + ": '" + value + "' is ignored (expected " + expected + ")");
+  };
+  const std::vector<std::string> levels(kCpuLevels.begin() + 1, kCpuLevels.end());
+  check(
+      "VIX_PRORES_CPU",
+      [&](const std::string& value) { return std::ranges::find(levels, value) != levels.end(); },
+      "one of " + JoinWords(levels));
+  check(
+      "VIX_PRORES_THREADS",
+      [](const std::string& value) { return ParseNumber(value, kMostThreads).value_or(0) > 0; },
+      "1 to " + std::to_string(kMostThreads));
+  return notes;
+}
+
 int RunWithPlugin(const HostOptions& options, const std::string& input,
                   const std::function<int()>& work) {
   const auto plugin = LoadProResPlugin(options.plugin);
+  for (const std::string& note : FindIgnoredVariables()) PrintNote(note);
   try {
     return work();
   } catch (const UsageError&) {

@@ -49,6 +49,9 @@ std::vector<std::string> CpuLevels();
 /// Returns the levels of this processor, without "auto".
 std::vector<std::string> AvailableCpuLevels();
 
+/// Returns a note for each environment variable of the codec library whose value is ignored.
+std::vector<std::string> FindIgnoredVariables();
+
 /// Returns the level that the codec library uses.
 std::string CpuLevelInUse();
 

@@ -158,6 +158,7 @@ int RunReported(const TranscodeOptions& options, const char* command, RunObserve
   if (options.cpu) SetCpuLevel(*options.cpu);
   // Keep the plug-in loaded until the end: its exceptions need its code.
   const auto plugin = LoadProResPlugin(options.plugin);
+  for (const std::string& note : FindIgnoredVariables()) observer.ReportNote(note);
   if (options.outputDir) return RunBatch(options, command, observer, work);
   const RunReport report = RunReporting(command, {options.input, options.output}, 0, work);
   observer.ReportEnd(report);

@@ -44,6 +44,34 @@ class Help(ToolTest):
         self.assertIn("in use: scalar\n", self.succeed("--version", env=environment).stdout)
 
 
+class Environment(ToolTest):
+    def setUp(self):
+        super().setUp()
+        make_v210(self.path("clip.mov"))
+
+    def notes(self, **variables):
+        results = [self.succeed(*words, env={**os.environ, **variables})
+                   for words in (("encode", "--overwrite", self.path("clip.mov"), self.path("out.mov")),
+                                 ("compare", self.path("clip.mov"), self.path("clip.mov")),
+                                 ("bench", "--size", "64x64", "--frames", "1"))]
+        notes = [[line for line in result.stderr.splitlines() if "VIX_PRORES" in line]
+                 for result in results]
+        self.assertEqual(notes[1:], notes[:1] * 2)
+        return notes[0]
+
+    def test_ignored_values_are_noted(self):
+        self.assertEqual(self.notes(VIX_PRORES_CPU="sse5"),
+                         ["vixprores: note: VIX_PRORES_CPU: 'sse5' is ignored (expected one of "
+                          "scalar, sse4, avx2 and avx512)"])
+        for value in ("0", "4097", "-1", "two", "2 "):
+            self.assertEqual(self.notes(VIX_PRORES_THREADS=value),
+                             [f"vixprores: note: VIX_PRORES_THREADS: '{value}' is ignored (expected "
+                              "1 to 4096)"])
+
+    def test_valid_values_are_not_noted(self):
+        self.assertEqual(self.notes(VIX_PRORES_CPU="scalar", VIX_PRORES_THREADS="2"), [])
+
+
 class WrongUse(ToolTest):
     def test_json_reports_it(self):
         for words in (("encode", "--json", "--colr", "x"), ("transmogrify", "--json"),
