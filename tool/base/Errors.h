@@ -34,6 +34,20 @@ class UnreadableContainer : public Failure {
   using Failure::Failure;
 };
 
+/// The container is broken at some byte: frames may follow, but it does not lead to them.
+class UnreadableRest : public Failure {
+ public:
+  UnreadableRest(const std::string& input, std::int64_t offset)
+      : Failure(input + ": is damaged or cut off from byte " + std::to_string(offset) +
+                " on, so that what is behind is not found; --scan finds its frames"),
+        offset_(offset) {}
+
+  std::int64_t GetOffset() const { return offset_; }
+
+ private:
+  std::int64_t offset_;
+};
+
 /// A frame of the input is damaged or missing. The frames after it can still be read.
 class FrameFailure : public Failure {
  public:

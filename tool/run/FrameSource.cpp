@@ -103,6 +103,10 @@ std::optional<Frame> FrameSource::ReadAny() {
     MarkLost(failure, frame);
   } catch (const FrameFailure& failure) {
     MarkLost(failure, frame);
+  } catch (const UnreadableRest& rest) {
+    if (onDamage_ == DamagePolicy::Stop) throw;
+    frame.place = {framesRead_, 0, std::nullopt, rest.GetOffset()};  // their number is unknown
+    frame.fault = "is lost with all frames after it: the file is damaged or truncated there";
   }
   const auto& timecode = reader_->GetDescription().timecode;
   if (timecode) frame.place.timecode = *timecode + frame.place.number;

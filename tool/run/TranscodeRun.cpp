@@ -197,7 +197,8 @@ void TranscodeRun::ReportDamage(const Frame& frame) {
   Treatment treatment = Treatment::Stopped;
   if (onDamage_ == DamagePolicy::Skip) treatment = Treatment::LeftOut;
   if (onDamage_ == DamagePolicy::Conceal) {
-    treatment = frame.result ? Treatment::Concealed : Treatment::Replaced;
+    const auto lost = frame.place.count > 0 ? Treatment::Replaced : Treatment::LeftOut;
+    treatment = frame.result ? Treatment::Concealed : lost;
   }
   report_.damage.push_back({frame.place, frame.fault, treatment});
 }

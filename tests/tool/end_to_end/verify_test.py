@@ -149,6 +149,16 @@ class Verify(VerifyTest):
                 broken.write_bytes(damage)
                 self.assertIn("damaged or cut off from byte", self.verify_one(1, broken)["error"])
                 self.fail_with(1, ["broken.mov"], "decode", broken, self.path("out.mov"))
+                for policy in ("skip", "conceal"):
+                    result = self.succeed("decode", "--json", "--overwrite", "--on-error", policy,
+                                          broken, self.path("out.mov"))
+                    *_, lost = json.loads(result.stdout)["damage"]
+                    self.assertEqual((lost["count"], lost["treatment"]), (0, "left out"))
+                    result = self.succeed("decode", "--overwrite", "--on-error", policy, broken,
+                                          self.path("out.mov"))
+                    self.assertIn(f"at byte {lost['offset']}: is lost with all frames after it: the "
+                                  "file is damaged or truncated there; left out\n", result.stderr)
+                    self.path("out.mov").unlink()
 
     def test_a_broken_place_in_the_index(self):
         mini_mov.write(self.encoded, mini_mov.samples(self.encoded))
@@ -169,7 +179,7 @@ class Verify(VerifyTest):
         self.assertIn("not ProRes", files[1]["error"])
         self.assertIn("No such file", files[2]["error"])
         result = run("verify", text, self.encoded)
-        self.assertIn("no readable container", result.stderr)
+        self.assertIn("is not a complete mov", result.stderr)
         self.assertEqual(result.stdout, f"{text}: not verified\n"
                                         f"{self.encoded}: {FRAMES} frames, intact\n")
 

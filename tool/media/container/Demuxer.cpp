@@ -64,9 +64,8 @@ Demuxer::Demuxer(std::unique_ptr<InputFile> file) : file_(std::move(file)), byte
   bytes_.Rethrow();
   memory.Check();
   if (result < 0) {
-    throw UnreadableContainer(GetName() + ": no readable container: " + ExplainLibavError(result) +
-                              "; the containers " + kContainers +
-                              " are read, when completely written");
+    throw UnreadableContainer(GetName() + ": is not a complete mov, mkv, avi, nut or mxf (" +
+                              ExplainLibavError(result) + ")");
   }
 }
 
@@ -177,10 +176,7 @@ void FrameIndex::CheckFragments() const {
   const bool isFragmented = IsPresent() && stream_.nb_frames == 0;
   if (!isFragmented || !demuxer_.GetFile().IsSeekable()) return;
   const auto broken = FindBrokenAtom(demuxer_.GetFile());
-  if (!broken) return;
-  throw Failure(demuxer_.GetName() + ": is damaged or cut off from byte " +
-                std::to_string(*broken) +
-                " on, so that what is behind is not found; --scan finds its frames");
+  if (broken) throw UnreadableRest(demuxer_.GetName(), *broken);
 }
 
 }  // namespace vixprores

@@ -81,7 +81,7 @@ class FrameIndex {
   std::optional<std::int64_t> FindTime(std::int64_t frame, Rational rate) const;
   /// Returns true if the index leads to bytes of the file for that frame or a later one.
   bool LeadsInside(std::int64_t frame) const;
-  /// Throws a Failure if the chain of fragments of a .mov is broken: what is behind is not found.
+  /// Throws an UnreadableRest if the chain of fragments of a .mov is broken.
   void CheckFragments() const;
 
  private:
