@@ -58,6 +58,11 @@ std::string Describe(const SoundDamage& damage) {
                                                               : " that are not what was written");
 }
 
+std::string DescribeEarlyEnd(const SoundTrack& track, double end, double missing) {
+  return "sound track " + std::to_string(track.number + 1) + " ends at " + ToClockText(end) + ", " +
+         std::to_string(std::llround(missing * 1000)) + " ms before the pictures";
+}
+
 const char* ToWord(SoundDamage::Treatment treatment) {
   return WordOf(treatment, {"kept as they are", "filled with silence",
                             "with nothing in their place", "left out"});

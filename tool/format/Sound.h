@@ -60,6 +60,10 @@ inline std::span<const SoundDamage> FirstOf(const std::vector<SoundDamage>& dama
 
 /// Returns text like "sound track 1 lacks 21 ms at 00:00:01.480".
 std::string Describe(const SoundDamage& damage);
+/// Returns text like "sound track 1 ends at 00:00:01.480, 520 ms before the pictures".
+/// @param end     of the track, in seconds
+/// @param missing seconds from there to the end of the pictures
+std::string DescribeEarlyEnd(const SoundTrack& track, double end, double missing);
 /// Returns how copies of the track treat the damage: "filled with silence".
 const char* ToWord(SoundDamage::Treatment treatment);
 

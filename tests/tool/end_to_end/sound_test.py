@@ -434,6 +434,39 @@ class OtherMetadata(ToolTest):
 
 
 class ShortSound(ToolTest):
+    def make(self, name, seconds, *output):
+        """Makes a file of another program: 2 s of pictures with that much sound."""
+        path = self.path(name)
+        ffmpeg("-f", "lavfi", "-i", "testsrc2=size=128x96:rate=25:duration=2", "-f", "lavfi", "-i",
+               f"anoisesrc=sample_rate=48000:duration={seconds}", "-c:v", "prores_ks", "-c:a",
+               "pcm_s16le", *output, path)
+        return path
+
+    def test_sound_that_ends_before_the_pictures_is_noted(self):
+        for name in ("short.mov", "short.mkv", "short.nut"):
+            with self.subTest(name):
+                short = self.make(name, 1.3)
+                note = (f"note: {short}: sound track 1 ends at 00:00:01.300, 700 ms before the "
+                        "pictures\n")
+                self.assertIn(note, self.succeed("verify", short).stderr)
+                self.assertIn(note, self.succeed("decode", "--overwrite", short,
+                                                 self.path("out.avi")).stderr)
+                self.assertNotIn("before the pictures", self.succeed("decode", "--overwrite", "--frames",
+                                                             "0-9", short, self.path("out.avi")).stderr)
+        for seconds in (1.97, 2, 2.5):  # less than a frame is no loss
+            self.assertNotIn("note", self.succeed("verify", self.make("whole.mov", seconds)).stderr)
+
+    def test_sound_beyond_the_end_of_the_file_is_damage(self):
+        cut = self.make("cut.mov", 2, "-movflags", "faststart")
+        cut.write_bytes(cut.read_bytes()[:cut.stat().st_size * 2 // 3])
+        result = run("verify", "--json", cut)
+        self.assertEqual(result.returncode, 1)
+        lost, = json.loads(result.stdout)["files"][0]["soundDamage"]
+        self.assertEqual((lost["track"], lost["what"]), (1, "missing"))
+        self.assertAlmostEqual(lost["begin"] + lost["seconds"], 2, places=3)
+        self.assertGreater(lost["seconds"], 0.5)
+        self.assertRegex(run("verify", cut).stdout, r"frame \d+ and \d+ more: are missing")
+
     def test_sound_after_the_last_picture_of_an_mxf_is_reported(self):
         clip, out = self.path("clip.mov"), self.path("out.mxf")
         ffmpeg("-f", "lavfi", "-i", "testsrc2=size=128x96:rate=25:duration=1", "-f", "lavfi", "-i",

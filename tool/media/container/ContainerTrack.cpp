@@ -150,6 +150,8 @@ std::optional<NumberedFrame> ContainerTrack::Read() {
   Packet packet = pending_ ? std::move(pending_) : ReadPacket();
   if (!packet) {
     if (EndsEarly()) FailAtEarlyEnd();
+    isLost_ = true;
+    CheckSoundEnds();
     index_.CheckFragments();
     return std::nullopt;
   }
@@ -165,6 +167,14 @@ std::optional<NumberedFrame> ContainerTrack::Read() {
   frame.isUneven = CheckTime(packet, frame.number);
   frame.data = Wrap(std::move(packet));
   return frame;
+}
+
+// Programs that cut a file may copy less sound than pictures. What this program writes has tags, so
+// that losses show by themselves; at uneven times the end of the pictures is unknown.
+void ContainerTrack::CheckSoundEnds() {
+  if (isTagged_ || times_.CountUneven() > 0) return;
+  const double frame = av_q2d(Invert(format_.rate));
+  soundNote_ = sound_.CheckEnds(static_cast<double>(format_.start + framesRead_) * frame, frame);
 }
 
 // Returns true if the frame comes at an odd time that is accepted.
@@ -256,7 +266,7 @@ void ContainerTrack::FailAtUnreadableFrame(const std::string& reason) {
   const InputFile& file = demuxer_.GetFile();
   if (framesRead_ == 0 && announcedFrames_ && !file.IsSeekable()) {
     throw Failure(GetName() +
-                  ": its index stands behind its frames, where a pipe cannot go back from; give "
+                  ": its index comes after its frames, so that it cannot be read from a pipe; give "
                   "the file by its name");
   }
   const std::int64_t position = std::exchange(lastFailure_, file.GetPosition());

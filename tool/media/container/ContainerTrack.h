@@ -49,6 +49,8 @@ class ContainerTrack : public SideTracks {
   void CheckFramesInUse() const { demuxer_.GetFile().CheckMappings(); }
   /// Number of frames so far that came at odd times and were accepted.
   std::int64_t CountUnevenFrames() const { return times_.CountUneven(); }
+  /// Returns a note on sound that ends before the pictures, after the last Read(); empty = none.
+  const std::string& GetSoundNote() const { return soundNote_; }
 
   const std::vector<SoundTrack>& GetSound() const override { return sound_.GetTracks(); }
   void SelectSound(const std::vector<std::size_t>& places) override { sound_.Select(places); }
@@ -62,6 +64,7 @@ class ContainerTrack : public SideTracks {
   Packet ReadAny();
   Packet ReadPacket();
   void KeepSound(Packet packet);
+  void CheckSoundEnds();
   bool EndsEarly() const;
   bool CheckTime(Packet& packet, std::int64_t number);
   std::optional<PacketTag> FindTag(const AVPacket& packet) const;
@@ -85,6 +88,7 @@ class ContainerTrack : public SideTracks {
   std::int64_t framesRead_ = 0;                  ///< frames that Read() returned, or failed at
   std::int64_t lastFailure_ = -1;  ///< position in the file of the last unreadable packet
   bool isLost_ = false;            ///< there is no way to continue
+  std::string soundNote_;
 };
 
 }  // namespace vixprores

@@ -187,7 +187,7 @@ bool ProResReader::SkipTo(std::int64_t frame) {
 
 std::string ProResReader::GetEndNote() const {
   const std::int64_t uneven = track_.CountUnevenFrames();
-  if (reading_.times != FrameTimes::Evident || uneven == 0) return {};
+  if (reading_.times != FrameTimes::Evident || uneven == 0) return track_.GetSoundNote();
   return "has a variable frame rate: " + Count(uneven, "frame") + " not at " +
          Describe(GetFormat().rate) + " frames per second";
 }

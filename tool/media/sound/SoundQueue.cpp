@@ -2,6 +2,7 @@
 #include "media/sound/SoundQueue.h"
 
 #include <algorithm>
+#include <optional>
 #include <utility>
 
 #include "media/container/TrackDescription.h"
@@ -15,6 +16,17 @@ namespace vixprores {
 namespace {
 
 constexpr std::int64_t kNothingYet = INT64_MIN;
+
+// Returns the end of a track in seconds if its index leads outside the file.
+std::optional<double> FindTruncatedEnd(const InputFile& file, AVStream& stream) {
+  const int entries = avformat_index_get_entries_count(&stream);
+  const auto size = file.GetSize();
+  if (entries == 0 || !size || stream.duration <= 0) return std::nullopt;
+  const AVIndexEntry& last = *avformat_index_get_entry(&stream, entries - 1);
+  if (last.pos + last.size <= *size) return std::nullopt;
+  const std::int64_t start = stream.start_time == AV_NOPTS_VALUE ? 0 : stream.start_time;
+  return static_cast<double>(av_sat_add64(start, stream.duration)) * av_q2d(stream.time_base);
+}
 
 }  // namespace
 
@@ -72,6 +84,17 @@ bool SoundQueue::HasUntil(std::int64_t time, AVRational tick) const {
     if (av_compare_ts(reached_[place], tracks_[place].timeBase, time, tick) < 0) return false;
   }
   return true;
+}
+
+std::string SoundQueue::CheckEnds(double picturesEnd, double frame) {
+  std::string notes;
+  for (std::size_t place = 0; place < tracks_.size(); ++place) {
+    AVStream& stream = *demuxer_.GetStreams()[static_cast<std::size_t>(streams_[place])];
+    const auto stated = FindTruncatedEnd(demuxer_.GetFile(), stream);
+    const std::string note = watch_.CheckEnd(tracks_[place], stated, picturesEnd, frame);
+    notes += (notes.empty() || note.empty() ? "" : "; ") + note;
+  }
+  return notes;
 }
 
 void SoundQueue::Jump() {

@@ -4,6 +4,7 @@
 
 #include <cstddef>
 #include <cstdint>
+#include <string>
 #include <vector>
 
 #include "media/container/Demuxer.h"
@@ -31,6 +32,8 @@ class SoundQueue {
   bool HasUntil(std::int64_t time, AVRational tick) const;
   /// Drops all packets. The next packets need not be adjacent to them.
   void Jump();
+  /// Checks the ends of all tracks with SoundWatch::CheckEnd(), once the file is read to its end.
+  std::string CheckEnds(double picturesEnd, double frame);
 
  private:
   const Demuxer& demuxer_;

@@ -2,6 +2,7 @@
 #include "media/sound/SoundWatch.h"
 
 #include <algorithm>
+#include <cmath>
 #include <cstdlib>
 #include <iterator>
 #include <map>
@@ -146,6 +147,22 @@ void SoundWatch::Fill(const SoundTrack& track, std::int64_t gap, std::size_t pla
     passed.clock.Pass(first + done, count);
     done += count;
   }
+}
+
+std::string SoundWatch::CheckEnd(const SoundTrack& track, std::optional<double> statedEnd,
+                                 double picturesEnd, double frame) {
+  const auto found = tracks_.find(track.number);
+  const auto next = found != tracks_.end() ? found->second.clock.GetNext() : std::nullopt;
+  if (!next) return {};
+  const double rate = std::max(1, track.parameters->sample_rate);
+  const double end = static_cast<double>(*next) / rate;
+  const double tolerance = std::max(frame, static_cast<double>(found->second.lastCount) / rate);
+  if (statedEnd && *statedEnd - end > tolerance) {
+    Note(track, Kind::Missing, Treatment::ClosedUp, *next, std::llround((*statedEnd - end) * rate));
+    return {};
+  }
+  const double missing = picturesEnd - end;
+  return missing > tolerance ? DescribeEarlyEnd(track, end, missing) : std::string();
 }
 
 void SoundWatch::Pass(const SoundTrack& track, SoundPacket sound, bool isAltered,

@@ -4,6 +4,8 @@
 
 #include <cstdint>
 #include <map>
+#include <optional>
+#include <string>
 #include <vector>
 
 #include "format/Sound.h"
@@ -29,6 +31,14 @@ class SoundWatch {
   void LeaveOut(const SoundTrack& track, std::int64_t first, std::int64_t count) {
     Note(track, Kind::Altered, Treatment::LeftOut, first, count);
   }
+  /// Checks the end of a track after its last packet. Records the sound up to the end that the file
+  /// states as missing, or returns a note if the track ends before the pictures do. Tolerates the
+  /// length of a frame or of the last packet.
+  /// @param statedEnd   of the track, in seconds; nullopt = unknown
+  /// @param picturesEnd in seconds
+  /// @param frame       duration of a frame in seconds
+  std::string CheckEnd(const SoundTrack& track, std::optional<double> statedEnd, double picturesEnd,
+                       double frame);
   /// Declares that the next packets need not be adjacent to the last ones.
   void Jump() { tracks_.clear(); }
 
