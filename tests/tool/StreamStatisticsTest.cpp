@@ -156,7 +156,7 @@ TEST(StreamStatistics, CountsMissingFrames) {
   EXPECT_EQ(stream.faulty, 3);
   EXPECT_EQ(stream.bytes.GetCount(), 1);
   EXPECT_THAT(Written(WriteInspectionText, stream),
-              HasSubstr("Faults:\n  frames 1-3: is missing\n"));
+              HasSubstr("Faults:\n  frames 1-3: are missing\n"));
   const auto json = nlohmann::json::parse(Written(WriteInspectionJson, stream));
   EXPECT_EQ(json["framesInspected"], 1);
   EXPECT_EQ(json["frames"][1]["count"], 3);

@@ -30,6 +30,11 @@ inline std::string Describe(const FramePlace& place) {
   return text;
 }
 
+/// Returns `what`, said of one frame, as said of `count` frames: "is missing" or "are missing".
+inline std::string Inflect(const std::string& what, std::int64_t count) {
+  return count > 1 && what.starts_with("is ") ? "are " + what.substr(3) : what;
+}
+
 /// How frame times that do not fit a constant rate are treated.
 enum class FrameTimes {
   Checked,   ///< every such time is a failure

@@ -108,7 +108,7 @@ std::string FaultText(const StreamStatistics& stream, const FrameStatistics& fra
   text += std::to_string(frame.number);
   if (frame.count > 1) text += "-" + std::to_string(last);
   if (stream.timecode) text += " (" + (*stream.timecode + frame.number).ToText() + ")";
-  return text + ": " + PrintableLine(frame.fault) + "\n";
+  return text + ": " + PrintableLine(Inflect(frame.fault, frame.count)) + "\n";
 }
 
 void WriteFaults(const StreamStatistics& stream, const TextSink& write) {
@@ -129,7 +129,7 @@ std::vector<std::string> SliceCells(const ListedSlice& listed) {
   const std::uint32_t last = slice.span.firstMacroblock + slice.span.macroblocks - 1;
   std::vector<std::string> cells{
       std::to_string(listed.frame),
-      std::to_string(slice.picture),
+      std::to_string(slice.picture + 1),
       std::to_string(slice.row),
       std::to_string(slice.index),
       std::to_string(slice.span.firstMacroblock) + "-" + std::to_string(last),

@@ -85,7 +85,8 @@ void AddTreatedSoundDamage(const std::vector<SoundDamage>& damage, nlohmann::ord
 }  // namespace
 
 std::string Describe(const FrameDamage& damage) {
-  return Describe(damage.place) + ": " + damage.what + "; " + ToWord(damage.treatment);
+  return Describe(damage.place) + ": " + Inflect(damage.what, damage.place.count) + "; " +
+         ToWord(damage.treatment);
 }
 
 namespace {

@@ -64,7 +64,7 @@ function showInspection(report, page) {
       caption: "Frames with faults",
       columns: ["Frame", "Timecode", "Fault"],
       rows: faulty.slice(0, kMostTableRows).map(frame => (
-        { cells: [numbers(frame), frame.timecode ?? "", frame.fault], mark: "bad" })),
+        { cells: [numbers(frame), frame.timecode ?? "", inflect(frame.fault, frame)], mark: "bad" })),
     })]),
     ...section("Changes in the stream", ...report.changes.length === 0 ? [] : [table({
       caption: "Changes in the stream",
@@ -200,7 +200,8 @@ function damageTable(file, slices) {
     caption: "Damaged frames",
     columns: ["Frame", "Timecode", "Byte in the file", "Faults", "Damaged slices"],
     rows: file.damage.map((frame, i) => ({
-      cells: [numbers(frame), frame.timecode ?? "", frame.offset ?? "", frame.faults.join("; "),
+      cells: [numbers(frame), frame.timecode ?? "", frame.offset ?? "",
+        inflect(frame.faults.join("; "), frame),
         describeSlices(frame.slices, slices[i])] })),
   });
 }

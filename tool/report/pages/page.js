@@ -25,6 +25,9 @@ const frameName = frame => `Frame ${frame.frame}` + (frame.timecode ? ` (${frame
 const numbers = frame => frame.count > 1 ? `${frame.frame}-${frame.frame + frame.count - 1}`
                                          : `${frame.frame}`;
 
+/** Faults of one frame as faults of several: "is missing" becomes "are missing". */
+const inflect = (fault, frame) => frame.count > 1 ? fault.replace(/^is /, "are ") : fault;
+
 // Drawings that depend on the width or the colours of the page: drawn when the page is complete,
 // and again when the colour scheme or the size changes.
 const drawings = [];
