@@ -27,6 +27,10 @@ Command DescribeCompare(CompareOptions& options) {
   Command command;
   command.name = "compare";
   command.summary = "Measure the quality of a video against its original (PSNR, SSIM)";
+  command.description =
+      "Decodes both videos frame by frame and prints PSNR and SSIM of each plane and the worst "
+      "frames. Lists frames with concealed slices, which do not change the exit code; a frame that "
+      "cannot be decoded ends the command with exit code 1.";
   command.usages = {"[OPTION]... REFERENCE DISTORTED"};
   command.arguments = {{"REFERENCE", "original: ProRes, V210, UYVY or Y4M"},
                        {"DISTORTED", "video to measure: one of the same"}};

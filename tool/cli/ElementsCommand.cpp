@@ -83,6 +83,9 @@ Command DescribeElements(HostOptions& options) {
   Command command;
   command.name = "elements";
   command.summary = "List the registered elements and their parameters";
+  command.description =
+      "Loads the plug-in and prints each element that it registers, with the name, type, default "
+      "and allowed values of every parameter.";
   command.usages = {"[OPTION]..."};
   command.takeArguments = TakeWords({}, {});
   command.groups = {HostGroup(options)};

@@ -30,6 +30,10 @@ Command DescribeInspect(InspectOptions& options) {
   Command command;
   command.name = "inspect";
   command.summary = "Show headers, sizes and slices of a ProRes file";
+  command.description =
+      "Prints what the container and the frame headers state, side by side, and the sizes, "
+      "quantisers and faults of the frames. Reads the structure of every frame and decodes no "
+      "codewords; 'vixprores verify' does.";
   command.usages = {"[OPTION]... FILE"};
   command.arguments = {{"FILE", "container with a ProRes track; - for standard input"}};
   command.takeArguments = TakeWords({"FILE"}, {options.input});

@@ -142,6 +142,12 @@ std::string OptionsSection(const Command& command) {
   return text;
 }
 
+// Returns true for the commands on which the variables of the codec library have an effect.
+bool UsesCodec(const Command& command) {
+  return std::ranges::any_of(OptionsOf(command),
+                             [](const Option* option) { return option->name == "--cpu"; });
+}
+
 std::string Show(const Example& example) {
   return ".PP\n" + Escape(example.purpose) + "\n.PP\n.RS 4\n.EX\n" + Escape(example.line) +
          "\n.EE\n.RE\n";
@@ -188,8 +194,9 @@ std::string CommandManual(const Command& command, const std::string& version) {
                      Description(command) + OptionsSection(command);
   if (!command.examples.empty()) text += Heading("EXAMPLES");
   for (const Example& example : command.examples) text += Show(example);
-  return text + Table("EXIT STATUS", kExitStatus) + Table("ENVIRONMENT", kEnvironment) +
-         Heading("SEE ALSO") + Reference(kProgram) + "\n";
+  text += Table("EXIT STATUS", kExitStatus);
+  if (UsesCodec(command)) text += Table("ENVIRONMENT", kEnvironment);
+  return text + Heading("SEE ALSO") + Reference(kProgram) + "\n";
 }
 
 namespace {

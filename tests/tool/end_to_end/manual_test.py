@@ -51,10 +51,20 @@ class Manual(ToolTest):
             for option in re.findall(r"(?m)^  (--[a-z-]+)", self.succeed("help", name).stdout):
                 with self.subTest(command=name, option=option):
                     self.assertRegex(page, rf"(?m)^ +{option}\b")
-            for part in ("NAME", "SYNOPSIS", "DESCRIPTION", "EXIT STATUS", "ENVIRONMENT",
-                         "VIX_PRORES_CPU", "VIX_PRORES_THREADS", "vixprores(1)"):
+            for part in ("NAME", "SYNOPSIS", "DESCRIPTION", "EXIT STATUS", "vixprores(1)"):
                 with self.subTest(command=name, part=part):
                     self.assertIn(part, words)
+            for variable in ("ENVIRONMENT", "VIX_PRORES_CPU", "VIX_PRORES_THREADS"):
+                with self.subTest(command=name, variable=variable):
+                    self.assertEqual(variable in words, name in ("encode", "decode", "compare",
+                                                                 "thumbs", "bench"))
+
+    def test_descriptions_say_more_than_the_summary(self):
+        for name in commands():
+            with self.subTest(command=name):
+                page = re.sub(r"\s+", " ", self.page(f"vixprores-{name}"))
+                summary = re.search(rf"NAME vixprores-{name} - (.*?) SYNOPSIS", page).group(1)
+                self.assertNotIn(f"DESCRIPTION {summary}.", page)
 
     def test_examples_are_printed_as_they_are_typed(self):
         page = self.page("vixprores-encode")
