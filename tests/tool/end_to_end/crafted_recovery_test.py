@@ -103,6 +103,15 @@ class TaggedFiles(Crafted):
                                   code=code, names=self.crafted if code else None)
         return json.loads(result.stdout) if code == 0 else result.stderr
 
+    def test_an_invalid_rate_in_the_file_is_not_wrong_use(self):
+        track, moment, duration, description = self.tags[0]
+        rate = b"data\0\0\0\1\0\0\0\0" + b"25"
+        self.assertEqual(description.count(rate), 1)
+        for invalid in (b"xx", b"0/", b"-1"):
+            changed = description.replace(rate, rate[:-2] + invalid)
+            self.craft([(track, moment, duration, changed), *self.tags[1:]])
+            self.assertIn("does not state a frame rate", self.recover(code=1))
+
     def test_a_size_beyond_the_file_is_not_allocated(self):
         description = self.tags[0][3]
         self.crafted.write_bytes(
