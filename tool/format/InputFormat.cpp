@@ -49,9 +49,9 @@ std::string RawFramesDemuxer(const StreamFormat& format) {
 
 void RefuseUnconverted(const std::string& inputName, const std::string& found,
                        const std::string& filters, const std::string& demuxer) {
-  throw Failure(inputName + ": found " + found +
-                "; uncompressed video is taken as packed 4:2:2 in 8 bits (UYVY) or 10 bits (V210), "
-                "progressive or top field first. " +
+  throw Failure(inputName + ": cannot encode " + found +
+                " (expected packed 4:2:2 in 8 bits, UYVY, or 10 bits, V210; progressive or top "
+                "field first)\n" +
                 (inputName == kStandardInput
                      ? "This command, in place of vixprores at the end of the pipe, converts it "
                        "into a file"

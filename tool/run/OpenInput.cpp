@@ -61,8 +61,8 @@ std::unique_ptr<FrameReader> OpenRawVideo(const std::string& path,
     return std::make_unique<RawContainerReader>(std::move(file), times);
   } catch (const UnreadableContainer& failure) {
     throw UnreadableContainer(failure.what() +
-                              std::string("; so is .y4m; raw frames need --fourcc, --size and "
-                                          "--rate"));
+                              std::string("; encode also reads .y4m, and raw frames with "
+                                          "--fourcc, --size and --rate"));
   }
 }
 

@@ -21,9 +21,9 @@ class Unreadable(ToolTest):
     def test_text(self):
         text = self.path("text.mov")
         text.write_text("This is no video.\n" * 1000)
-        self.fail_with(1, [text, "no readable container", ".y4m", "--fourcc, --size and --rate"], "encode",
+        self.fail_with(1, [text, "is not a complete mov", ".y4m", "--fourcc, --size and --rate"], "encode",
                        text, self.path("out.mov"))
-        self.fail_with(1, [text, "no readable container"], "decode", text, self.path("out.mov"))
+        self.fail_with(1, [text, "is not a complete mov"], "decode", text, self.path("out.mov"))
 
     def test_empty_file(self):
         empty = self.path("empty.mov")
@@ -36,7 +36,7 @@ class Unreadable(ToolTest):
         clip, playlist = self.path("clip.mov"), self.path("list.ffconcat")
         make_v210(clip)
         playlist.write_text("ffconcat version 1.0\nfile clip.mov\n")
-        self.fail_with(1, [playlist, "no readable container"], "encode", playlist,
+        self.fail_with(1, [playlist, "is not a complete mov"], "encode", playlist,
                        self.path("out.mov"))
 
     def test_sound_only(self):
@@ -71,7 +71,7 @@ class NeedsConversion(ToolTest):
     def test_420(self):
         clip = self.path("clip.nut")
         make_clip(clip, "-c:v", "rawvideo", pixels="yuv420p")
-        self.check_advice(clip, "found uncompressed pictures")
+        self.check_advice(clip, "cannot encode uncompressed pictures")
 
     def test_420_in_y4m(self):
         clip = self.path("it's 4:2:0.y4m")
@@ -98,7 +98,7 @@ class NeedsConversion(ToolTest):
     def test_420_on_standard_input(self):
         clip = self.path("clip.y4m")
         make_clip(clip, pixels="yuv420p")
-        self.check_advice(clip, "standard input: found", "C420", "end of the pipe", "ffmpeg -i - ",
+        self.check_advice(clip, "standard input: cannot encode", "C420", "end of the pipe", "ffmpeg -i - ",
                           piped=True)
 
     def test_bottom_field_first_on_standard_input(self):
@@ -217,7 +217,7 @@ class Matroska(ToolTest):
         clip = self.path("clip.mkv")
         make_clip(clip, "-c:v", "prores_ks")
         clip.write_bytes(clip.read_bytes()[:30])
-        result = self.fail_with(1, ["no readable container"], "decode", clip, self.path("out.mov"))
+        result = self.fail_with(1, ["is not a complete mov"], "decode", clip, self.path("out.mov"))
         self.assertNotIn("--scan", result.stderr)
 
 
@@ -289,7 +289,7 @@ class Truncated(ToolTest):
         clip = self.path("clip.mov")
         make_v210(clip)
         self.cut(clip)
-        self.fail_with(1, [clip, "moov", "completely written"], "encode", clip,
+        self.fail_with(1, [clip, "moov", "is not a complete"], "encode", clip,
                        self.path("out.mov"))
 
     def test_avi(self):
