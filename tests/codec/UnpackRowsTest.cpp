@@ -1,6 +1,7 @@
 // SPDX-License-Identifier: BSD-2-Clause
 #include <gtest/gtest.h>
 
+#include <cstring>
 #include <memory>
 #include <random>
 #include <vector>
@@ -46,9 +47,8 @@ TEST(UnpackRows, Reads8BitSamplesInTheOrderCbYCrY) {
 
 /// Component `index` of a row, counted in the order Cb Y Cr Y ...: each 32-bit word has three.
 unsigned V210Component(const std::vector<std::uint8_t>& row, std::size_t index) {
-  const std::uint8_t* word = &row[index / 3 * 4];
-  const unsigned bits =
-      word[0] | word[1] << 8 | word[2] << 16 | static_cast<unsigned>(word[3]) << 24;
+  std::uint32_t bits;
+  std::memcpy(&bits, &row[index / 3 * 4], sizeof bits);
   return bits >> (10 * (index % 3)) & 1023;
 }
 
