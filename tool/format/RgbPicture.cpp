@@ -38,8 +38,9 @@ class RowRing {
     const std::size_t rows = mask == ZIMG_BUFFER_MAX ? rowsOfPicture : std::size_t{mask} + 1;
     const std::size_t stride = RoundUp(rowBytes);
     memory_ = Allocate(kPlanes * rows * stride);
+    const auto memory = reinterpret_cast<std::uint8_t*>(memory_.data());
     for (unsigned i = 0; i < kPlanes; ++i) {
-      rings_.data(i) = memory_.data()->bytes + i * rows * stride;
+      rings_.data(i) = memory + i * rows * stride;
       rings_.stride(i) = static_cast<std::ptrdiff_t>(stride);
       rings_.mask(i) = mask;
     }
