@@ -28,10 +28,6 @@ if(NOT VIX_SANITIZE AND CMAKE_CXX_COMPILER_ID STREQUAL "GNU")
     $<$<CONFIG:Release>:-U_FORTIFY_SOURCE;-D_FORTIFY_SOURCE=2>)
 endif()
 
-if(VIX_BUILD_FUZZERS)
-  add_compile_options(-fsanitize=fuzzer-no-link)  # coverage counters that guide libFuzzer
-endif()
-
 option(VIX_COVERAGE "Build with coverage counters" OFF)
 if(VIX_COVERAGE)
   add_compile_options(--coverage -fprofile-update=atomic)
