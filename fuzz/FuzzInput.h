@@ -22,7 +22,7 @@ class FuzzInput {
   }
   std::size_t Left() const { return size_; }
   /// Returns the next `bytes` bytes (fewer at the end) in a buffer of exactly their size, so that
-  /// the address sanitizer detects every read behind them.
+  /// the address sanitizer detects every read after them.
   std::vector<std::uint8_t> Take(std::size_t bytes) {
     if (bytes > size_) bytes = size_;
     std::vector<std::uint8_t> taken(data_, data_ + bytes);

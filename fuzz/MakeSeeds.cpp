@@ -1,6 +1,6 @@
 // SPDX-License-Identifier: BSD-2-Clause
 // Writes the seed corpora below the given folder: small frames of every kind of the format, made by
-// the tests' model, each behind the bytes of its fuzz target's options.
+// the tests' model, each after the bytes of its fuzz target's options.
 #include <cstdint>
 #include <cstdio>
 #include <filesystem>

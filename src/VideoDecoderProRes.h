@@ -106,8 +106,8 @@ class VIX_API VideoDecoderProRes : public IVideoDecoder {
   /// @return true, with `valid` set, if the header was accepted
   static bool GetCompressedFrameDetails(COMP_DETAILS_STRUCT& details, const std::uint8_t* frame,
                                         std::uint64_t frameBytes);
-  /// Copies an XT frame into the scratch buffer, either behind a frame prefix or, for a second
-  /// field, behind the stored first one. Writes nothing on failure.
+  /// Copies an XT frame into the scratch buffer, either after a frame prefix or, for a second
+  /// field, after the stored first one. Writes nothing on failure.
   /// @return kDone, kUnreadableHeader, or kNoMemory if the scratch buffer is too small
   std::int32_t XTToStdProRes(std::shared_ptr<const IBuffer> source, bool appendSecondField);
   /// Decodes a frame in either layout into a new output buffer.

@@ -11,7 +11,7 @@ using prores::Status;
 
 namespace {
 
-/// The CpuLevels are the WPRProcessorLevels behind kWPRProcessorAutomatic, in the same order.
+/// The CpuLevels are the WPRProcessorLevels after kWPRProcessorAutomatic, in the same order.
 constexpr std::int32_t ToProcessorLevel(CpuLevel level) {
   return static_cast<std::int32_t>(level) + kWPRProcessorScalar;
 }

@@ -11,7 +11,7 @@
 namespace prores {
 
 /// Reads bits, most significant first, through a window of 64 bits. Never reads outside its bytes:
-/// behind the last one it supplies zeros, and records whether they were consumed.
+/// after the last one it supplies zeros, and records whether they were consumed.
 class BitReader {
  public:
   /// Bits that may be skipped after one Refill().
@@ -43,7 +43,7 @@ class BitReader {
     bits_ -= bits;
   }
 
-  /// Whether only zero bits are left and no bit behind the end was skipped. Requires that the
+  /// Whether only zero bits are left and no bit after the end was skipped. Requires that the
   /// window of a refilled reader is zero.
   bool OnlyZerosLeft() const {
     return bits_ >= 0 && std::all_of(next_, end_, [](std::uint8_t byte) { return byte == 0; });
@@ -53,7 +53,7 @@ class BitReader {
   const std::uint8_t* next_;  // first byte that is not completely counted in bits_
   const std::uint8_t* end_;
   std::uint64_t window_ = 0;
-  int bits_ = 0;  // bits of the window that are accounted for; negative behind the end
+  int bits_ = 0;  // bits of the window that are accounted for; negative after the end
 };
 
 }  // namespace prores

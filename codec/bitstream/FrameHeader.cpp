@@ -12,7 +12,7 @@ namespace {
 // Offsets are those from the first byte of the frame.
 constexpr std::array<std::uint8_t, 4> kFrameIdentifier{'i', 'c', 'p', 'f'};
 constexpr std::size_t kPrefixBytes = 8;       // frame_size and frame_identifier
-constexpr std::size_t kFixedFieldBytes = 20;  // of the frame header, in front of the matrices
+constexpr std::size_t kFixedFieldBytes = 20;  // of the frame header, before the matrices
 constexpr std::size_t kMatrixOffset = kPrefixBytes + kFixedFieldBytes;
 constexpr std::size_t kMatrixBytes = std::tuple_size_v<QuantMatrix>;
 constexpr unsigned kLoadLumaMatrix = 2;
@@ -25,7 +25,7 @@ bool LoadMatrix(std::span<const std::uint8_t>& bytes, QuantMatrix& matrix) {
   return std::ranges::find(matrix, 0) == matrix.end();
 }
 
-// `bytes` is what the frame header has behind its fixed fields; more than the flags ask for is
+// `bytes` is what the frame header has after its fixed fields; more than the flags ask for is
 // legal and skipped.
 bool ParseMatrices(unsigned flags, std::span<const std::uint8_t> bytes, FrameHeader& header) {
   header.lumaMatrix = kDefaultQuantMatrix;
@@ -51,7 +51,7 @@ Status ParseFrameHeader(std::span<const std::uint8_t> frame, FrameHeader& header
   if (headerBytes < kFixedFieldBytes) return Status::kBadHeader;
   if (headerBytes > frame.size() - kPrefixBytes) return Status::kTruncated;
 
-  // The reserved byte in front of the version counts as its upper half: a value there can only
+  // The reserved byte before the version counts as its upper half: a value there can only
   // come from a syntax that is not known here.
   if (ReadU16(f + 10) > 1) return Status::kUnsupported;
   header.version = f[11];

@@ -52,7 +52,7 @@ struct FrameHeader {
 
 /// Parses the start of `frame`.
 /// Ignores the frame_size field in favour of the size of `frame`.
-/// @param pictures receives the bytes behind the header, where the first picture starts.
+/// @param pictures receives the bytes after the header, where the first picture starts.
 /// @return kTruncated when the header does not fit `frame`; kUnsupported for a bitstream version
 ///         above 1; kBadHeader for every other violation. On failure the outputs are unspecified.
 Status ParseFrameHeader(std::span<const std::uint8_t> frame, FrameHeader& header,

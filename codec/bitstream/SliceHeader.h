@@ -34,10 +34,10 @@ struct SliceHeader {
 
   std::uint8_t headerBytes = kWrittenBytes;       ///< size of this header, 6 to 31
   std::uint8_t quantizationIndex = 1;             ///< as coded, 0 to 255
-  std::array<std::uint16_t, 3> componentBytes{};  ///< Y, Cb, Cr, back to back behind the header
+  std::array<std::uint16_t, 3> componentBytes{};  ///< Y, Cb, Cr, back to back after the header
 };
 
-/// Parses the header of `slice`, whose bytes the slice table defines. Bytes behind Cr are the alpha
+/// Parses the header of `slice`, whose bytes the slice table defines. Bytes after Cr are the alpha
 /// channel.
 /// @return false when header or components do not fit the slice; then `header` is unspecified.
 [[nodiscard]] bool ParseSliceHeader(std::span<const std::uint8_t> slice, SliceHeader& header);

@@ -61,7 +61,7 @@ class SliceLayout {
   std::uint32_t macroblocks_;
   unsigned log2SliceWidth_;
   std::uint32_t fullSlices_;
-  std::uint32_t rest_;  // macroblocks behind the slices of the desired width
+  std::uint32_t rest_;  // macroblocks after the slices of the desired width
 };
 
 }  // namespace prores

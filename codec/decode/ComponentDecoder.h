@@ -9,7 +9,7 @@
 
 namespace prores {
 
-/// Values behind the coefficients of a component that a decoder may overwrite: it writes several at
+/// Values after the coefficients of a component that a decoder may overwrite: it writes several at
 /// a time, and may detect damage late. A multiple of the vector size, so that components that
 /// follow each other stay aligned. The tests of DecodingTable() verify that it is enough.
 inline constexpr std::uint32_t kCoefficientSlack = 224;
@@ -18,7 +18,7 @@ inline constexpr std::uint32_t kCoefficientSlack = 224;
 struct CodedComponent {
   std::span<const std::uint8_t> data;
   std::uint32_t blocks;        ///< as for DecodeCoefficients()
-  std::int16_t* coefficients;  ///< likewise, with kCoefficientSlack writable values behind them
+  std::int16_t* coefficients;  ///< likewise, with kCoefficientSlack writable values after them
 
   // Results:
   bool intact = false;          ///< whether the data is undamaged

@@ -44,7 +44,7 @@ struct Cursors {
     lane.cursor.next = next[i];
   }
 
-  /// Does one lookup. Writes four coefficients from `next` on; those behind the last level are zero
+  /// Does one lookup. Writes four coefficients from `next` on; those after the last level are zero
   /// and are overwritten later.
   /// @return the entry's `move`.
   HWY_INLINE std::uint32_t Step(std::size_t i, const Entry* table) {

@@ -132,7 +132,7 @@ bool Lane::FinishDcs() {
   return SumUp({component.coefficients, component.blocks});
 }
 
-/// Whether only zeros are left and no bit behind the end was used. The window has only zeros.
+/// Whether only zeros are left and no bit after the end was used. The window has only zeros.
 bool Lane::IsAtEnd() const {
   if (!ComesRun(MeaningOf(cursor.row).state) || (end_ - bytes_) * 8 < skip_) return false;
   return end_ - bytes_ <= 8 || std::all_of(bytes_ + 8, end_, [](auto byte) { return byte == 0; });

@@ -25,7 +25,7 @@ namespace prores {
 
 /// State of a lane, which a lane loop keeps in registers.
 struct LaneCursor {
-  std::uint64_t window = 0;      ///< the next bits, a one behind them, then only zeros
+  std::uint64_t window = 0;      ///< the next bits, a one after them, then only zeros
   std::uint32_t row = 0;         ///< first entry of the row of DecodingTable() to look up next
   std::int16_t* next = nullptr;  ///< position of the next level after a run of 0
 };
@@ -58,9 +58,9 @@ class Lane {
  private:
   enum class Outcome { kGoesOn, kEnded, kUnclear };
 
-  /// Copy of the tail of the data, fewer than 8 bytes, with zeros behind it. A truncated codeword
+  /// Copy of the tail of the data, fewer than 8 bytes, with zeros after it. A truncated codeword
   /// takes at most 33 bits of the tail and the zeros. Only zeros are left then, which are no
-  /// codeword, so no load is more than 7 + 5 bytes behind the first.
+  /// codeword, so no load is more than 7 + 5 bytes after the first.
   static constexpr std::size_t kTailBytes = 24;
   static constexpr std::size_t kLastTailLoad = kTailBytes - sizeof(std::uint64_t);
 
@@ -81,7 +81,7 @@ class Lane {
   const std::uint8_t* bytes_ = nullptr;     // first byte with unused bits
   const std::uint8_t* lastLoad_ = nullptr;  // last address from which eight bytes are readable
   const std::uint8_t* end_ = nullptr;       // end of the data
-  const std::int16_t* limit_ = nullptr;     // the loop must stop with cursor.next behind it
+  const std::int16_t* limit_ = nullptr;     // the loop must stop with cursor.next after it
   std::int32_t skip_ = 0;                   // used bits of *bytes_; not updated within rounds
   std::array<std::uint8_t, kTailBytes> tail_;
 };

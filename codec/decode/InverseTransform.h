@@ -50,7 +50,7 @@ struct SampleArea {
 /// Converts the coefficients of one component of a slice to samples.
 /// Any 16-bit values are safe: sums stay far inside the range of float and are clamped before they
 /// become integers.
-/// @param coefficients   64 * blocks values in coded order; two more behind them are readable.
+/// @param coefficients   64 * blocks values in coded order; two more after them are readable.
 /// @param blocks         number of blocks, a power of two from 2 to 32; luma has 4 at least.
 /// @param positions      all coefficients from this scan position on are zero; 1 to 64.
 /// @param quantizerScale of the slice.

@@ -34,11 +34,11 @@ class BitAppender {
 
   // For callers that pack several codes into one word:
 
-  /// Stores a word in native byte order, `offset` bytes behind the first unfinished byte.
+  /// Stores a word in native byte order, `offset` bytes after the first unfinished byte.
   void StoreAt(std::uint64_t offset, std::uint64_t word) {
     std::memcpy(next_ + offset, &word, sizeof word);
   }
-  /// Continues `bits` bits behind the start of the first unfinished byte. The last byte reached
+  /// Continues `bits` bits after the start of the first unfinished byte. The last byte reached
   /// holds the upper bits of `pending`; the bits below are zero.
   void Advance(std::uint64_t bits, std::uint64_t pending) {
     next_ += bits / 8;

@@ -13,7 +13,7 @@ namespace prores {
 
 /// Writes bits, most significant first, into a buffer of fixed size.
 ///
-/// Bits that do not fit are dropped: nothing is written behind the buffer, and Finish() reports it.
+/// Bits that do not fit are dropped: nothing is written after the buffer, and Finish() reports it.
 class BitWriter {
  public:
   explicit BitWriter(std::span<std::uint8_t> buffer)

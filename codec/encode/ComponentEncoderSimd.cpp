@@ -36,7 +36,7 @@ bool Write(const Quantiser& quantiser, const SparseComponent& component,
            std::span<std::uint8_t> destination) {
   Levels levels;
   Collect(quantiser, component, levels);
-  // A BitAppender writes up to eight bytes behind the component.
+  // A BitAppender writes up to eight bytes after the component.
   alignas(64) std::array<std::uint8_t, kMaxComponentBytes + sizeof(std::uint64_t)> bytes;
   CodewordWriter writer(bytes.data());
   writer.Put(CodeFirstDc(levels));

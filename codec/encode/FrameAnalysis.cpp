@@ -25,7 +25,7 @@ constexpr std::size_t CoefficientCount(std::size_t macroblocks) {
   return macroblocks * kPerMacroblock;
 }
 
-/// Values of the largest component of a slice, and the slack that vectors may write behind them.
+/// Values of the largest component of a slice, and the slack that vectors may write after them.
 using ComponentValues = std::array<std::int16_t, kMaxSliceBlocks * kBlockSamples + kSparseSlack>;
 
 /// Replaces the blocks that lie wholly outside the picture by the cheapest ones: the DC of the

@@ -27,7 +27,7 @@ constexpr std::uint64_t SliceBytes(const SliceChoice& choice) {
   return SliceHeader::kWrittenBytes + choice.size.Payload();
 }
 
-/// Bytes of a picture in front of its slices.
+/// Bytes of a picture before its slices.
 constexpr std::uint64_t PictureOverhead(std::uint64_t slices) {
   return PictureHeader::kWrittenBytes + slices * kSliceTableEntryBytes;
 }

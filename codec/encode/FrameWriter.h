@@ -24,7 +24,7 @@ class FrameWriter {
   /// @throws std::bad_alloc.
   std::uint64_t Plan(const SourceFrame& frame, std::span<const SliceChoice> choices);
 
-  /// Writes everything in front of the slices of each picture.
+  /// Writes everything before the slices of each picture.
   /// @param destination room for the bytes that Plan() returned.
   /// @return false where a size does not fit its field; the frame is then unusable.
   [[nodiscard]] bool WriteHeaders(const SourceFrame& frame, std::uint8_t* destination) const;

@@ -30,10 +30,10 @@ HWY_BEFORE_NAMESPACE();
 namespace prores::HWY_NAMESPACE {
 
 /// Nonzero levels of a component, with their places in coded order. AC levels begin at kBefore; the
-/// two entries in front of them hold the initial values of the codes.
+/// two entries before them hold the initial values of the codes.
 struct Levels {
   static constexpr std::size_t kBefore = 2;
-  static constexpr std::size_t kZeros = 2 * kLanes;  ///< least zeros behind the last AC level
+  static constexpr std::size_t kZeros = 2 * kLanes;  ///< least zeros after the last AC level
   static constexpr std::size_t kCapacity = kBefore + kMaxSliceBlocks * kBlockSamples + kZeros;
 
   std::size_t count;                                                             ///< of AC levels
@@ -142,7 +142,7 @@ struct Candidates {
   alignas(64) std::array<std::int16_t, Levels::kCapacity> places;
 };
 
-/// Calls visit(i, restrict) for every vector of `count` lanes. restrict() removes the lanes behind
+/// Calls visit(i, restrict) for every vector of `count` lanes. restrict() removes the lanes after
 /// the last one from a mask.
 template <typename Visit>
 inline void ForEachVector(std::size_t count, Visit&& visit) {

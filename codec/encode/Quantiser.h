@@ -27,7 +27,7 @@ constexpr int GapOf(int before, int place, int after) {
 /// Rounding of coefficients to levels, in 1/64 of a step. A magnitude of x steps becomes the level
 /// floor(x + offset); an offset of 32 gives the nearest level.
 ///
-/// AC coefficients of at least least[0] are candidates, and so are the DCs in front of them. A
+/// AC coefficients of at least least[0] are candidates, and so are the DCs before them. A
 /// candidate with a gap of n to the nearest other one becomes zero if it is below least[n].
 struct LevelRule {
   std::uint8_t dcOffset;

@@ -14,8 +14,8 @@
 
 namespace prores {
 
-/// Slack in values: vectors may read so many behind each array of a SparseComponent, and write so
-/// many behind the results of SelectCoefficients().
+/// Slack in values: vectors may read so many after each array of a SparseComponent, and write so
+/// many after the results of SelectCoefficients().
 inline constexpr std::size_t kSparseSlack = 32;
 
 /**
@@ -40,7 +40,7 @@ inline constexpr auto kAllPlaces = [] {
   return places;
 }();
 
-/// Place of an imaginary coefficient behind the last one.
+/// Place of an imaginary coefficient after the last one.
 inline constexpr int kPlaceBehindAll = 0x7FFF;
 
 /// Finds the AC coefficients with a magnitude of at least `threshold` (1 or more).

@@ -27,7 +27,7 @@ constexpr int ChromaShift(const SampleDepth& depth) {
 /// Converts a line of 4:4:4 chroma to 4:2:2 with the half-band low-pass [-1 0 9 16 9 0 -1] / 32,
 /// which preserves constant and linear chroma. The output is co-sited with the even luma samples.
 /// The edge samples of the picture are repeated.
-/// @param line  `width` samples of 10 bits. kChromaMargin samples in front and behind are
+/// @param line  `width` samples of 10 bits. kChromaMargin samples before and after are
 ///              overwritten.
 /// @param width luma samples per line, at least 1.
 /// @param depth of the output: 10 bits or fewer.

@@ -30,7 +30,7 @@ constexpr const SampleDepth& PackedDepth(std::uint32_t pixelFormat) {
 void PackRow2vuy(const PlanarLine& line, std::uint32_t width, std::uint8_t* row);
 
 /// Packs 10-bit samples to 'v210': six pixels in four little-endian words of three components. The
-/// fields of pixels behind the width are zero. Writes PackedRowBytes() bytes at `row`.
+/// fields of pixels after the width are zero. Writes PackedRowBytes() bytes at `row`.
 void PackRowV210(const PlanarLine& line, std::uint32_t width, std::uint8_t* row);
 
 /// Return the fastest forms of these functions for `level`.

@@ -78,7 +78,7 @@ namespace {
 
 namespace hn = hwy::HWY_NAMESPACE;
 
-/// Returns the rest of a line behind an even number of pixels.
+/// Returns the rest of a line after an even number of pixels.
 HWY_INLINE PlanarLine Behind(const PlanarLine& line, std::uint32_t pixels) {
   return {line.luma + pixels, line.cb + pixels / 2, line.cr + pixels / 2};
 }

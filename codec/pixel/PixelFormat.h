@@ -27,7 +27,7 @@ inline constexpr std::uint32_t kV210GroupPixels = 6;
 inline constexpr std::uint32_t kV210GroupBytes = 16;
 
 /// Returns the bytes of a packed row that belong to pixels: whole pairs of pixels (4 bytes) in
-/// '2vuy', whole groups of six pixels (16 bytes) in 'v210'. Bytes behind them are padding and never
+/// '2vuy', whole groups of six pixels (16 bytes) in 'v210'. Bytes after them are padding and never
 /// touched.
 /// @param format a WPRPixelFormat.
 constexpr std::uint32_t PackedRowBytes(std::uint32_t format, std::uint32_t width) {

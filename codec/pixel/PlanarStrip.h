@@ -43,7 +43,7 @@ class PlanarStrip {
               const PixelBufferRecord& source, UnpackRow unpackRow) const;
 
  private:
-  /// Columns behind the last macroblock, where an unpacker's last group may end.
+  /// Columns after the last macroblock, where an unpacker's last group may end.
   static constexpr std::size_t kSpareColumns = kMacroblockSize;
   static_assert(kSpareColumns >= kUnpackGroupPixels);
 

@@ -23,7 +23,7 @@ struct PlanarRow {
 };
 
 /// Largest group of pixels of an unpacker. It writes whole groups: up to `kUnpackGroupPixels - 1`
-/// luma and half as many chroma samples behind the last one of the row.
+/// luma and half as many chroma samples after the last one of the row.
 inline constexpr std::size_t kUnpackGroupPixels = kV210GroupPixels;
 
 /// Unpacks the `width` pixels of one row. Reads PackedRowBytes() bytes of `row` and no more.

@@ -178,7 +178,7 @@ HWY_INLINE void UnpackGroups(const std::uint8_t* words, const PlanarRow& out) {
 
 void UnpackV210(const std::uint8_t* row, std::size_t width, const PlanarRow& out) {
   constexpr std::size_t kStep = kGroups * kV210GroupPixels;
-  // The next step overwrites the samples that a step writes behind its groups.
+  // The next step overwrites the samples that a step writes after its groups.
   std::size_t x = 0;
   for (; x + kPixelsWritten <= width; x += kStep) {
     UnpackGroups(row, Behind(out, x));

@@ -157,7 +157,7 @@ WPR_API WPRDecoderHandle WPROpenDecoder(int32_t numThreads, void* reserved);
 
 /**
  * Decodes one frame (8-byte prefix with size and 'icpf', frame header, one or two pictures) into a
- * packed picture. 4:4:4 frames are converted to 4:2:2, an alpha channel is skipped. Bytes behind
+ * packed picture. 4:4:4 frames are converted to 4:2:2, an alpha channel is skipped. Bytes after
  * the frame are ignored.
  * @param destination its width must be that of the frame; its height the frame's, or where a single
  *                    field is decoded half of the frame's, rounded down or up to the field's own.

@@ -91,7 +91,7 @@ static_assert(sizeof(EditRate) == 8);
 /// Time span [begin, end) of a sample, counted in ticks.
 struct TimeLimits {
   std::int64_t begin = 0;         ///< first tick
-  std::int64_t end = 0;           ///< tick behind the last one
+  std::int64_t end = 0;           ///< tick after the last one
   EditRate ticksPerSecond{1, 1};  ///< ticks in one second
   /// Compares the numbers, not the times.
   friend constexpr bool operator==(const TimeLimits&, const TimeLimits&) = default;

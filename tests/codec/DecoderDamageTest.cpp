@@ -32,7 +32,7 @@ std::uint32_t U32(std::size_t value) {
   return static_cast<std::uint32_t>(value);
 }
 
-/// Decodes from a buffer that ends with the frame, so that a sanitizer detects any read behind it.
+/// Decodes from a buffer that ends with the frame, so that a sanitizer detects any read after it.
 std::int32_t Decode(void* decoder, const Bytes& frame, PackedPicture& picture) {
   const auto exact = std::make_unique<std::uint8_t[]>(frame.size());
   std::ranges::copy(frame, exact.get());

@@ -25,7 +25,7 @@ Content BinaryNoise(unsigned seed);
 Content Flat(int level);
 
 /// A packed picture. Its bytes end with the last row's last pixel group, so that the address
-/// sanitizer detects any access behind it.
+/// sanitizer detects any access after it.
 class SourcePicture {
  public:
   /// @param padding bytes between the end of a row's pixels and the next row.

@@ -105,8 +105,8 @@ TEST(FrameHeader, RejectsInvalidFields) {
   const Case cases[] = {
       {4, 'x', Status::kBadHeader, "identifier"},
       {9, 19, Status::kBadHeader, "header too small"},
-      {9, 21, Status::kTruncated, "header behind the end"},
-      {8, 0xFF, Status::kTruncated, "header far behind the end"},
+      {9, 21, Status::kTruncated, "header after the end"},
+      {8, 0xFF, Status::kTruncated, "header far after the end"},
       {10, 1, Status::kUnsupported, "upper half of the version"},
       {11, 2, Status::kUnsupported, "version"},
       {20, 0x00, Status::kBadHeader, "chroma format 0"},

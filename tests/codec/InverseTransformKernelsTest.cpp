@@ -16,7 +16,7 @@ namespace {
 
 using test::GuardedMemory;
 
-/// Values that InverseTransform() may read behind the coefficients.
+/// Values that InverseTransform() may read after the coefficients.
 constexpr std::size_t kReadableBehind = 2;
 
 struct Case {
@@ -29,7 +29,7 @@ struct Case {
 
 class InverseTransformKernels : public test::CpuLevelTest {
  protected:
-  /// Compares this level with the plain form. The last sample and the coefficients lie in front of
+  /// Compares this level with the plain form. The last sample and the coefficients lie before
   /// inaccessible memory.
   void ExpectPlainSamples(const Case& tried, const InversePlan& plan,
                           const std::function<std::int16_t()>& nextCoefficient) {

@@ -11,7 +11,7 @@
 #include "ProRes/ProRes.h"
 
 /// A packed picture in its own memory that detects writes to bytes that belong to no pixel: before
-/// it, behind it, and in the padding of its rows.
+/// it, after it, and in the padding of its rows.
 class PackedPicture {
  public:
   PackedPicture(std::uint32_t format, std::uint32_t width, std::uint32_t height,

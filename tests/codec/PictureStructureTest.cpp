@@ -60,8 +60,8 @@ TEST(PictureHeader, RejectsInvalidFields) {
       {0, 0x38, Status::kBadHeader, "header of seven bytes"},
       {0, 0x68, Status::kBadHeader, "header longer than the picture"},
       {4, 7, Status::kBadHeader, "picture shorter than its header"},
-      {4, 13, Status::kTruncated, "picture behind the end"},
-      {1, 0xFF, Status::kTruncated, "picture far behind the end"},
+      {4, 13, Status::kTruncated, "picture after the end"},
+      {1, 0xFF, Status::kTruncated, "picture far after the end"},
       {7, 0x31, Status::kBadHeader, "slice height"},
       {7, 0xB0, Status::kBadHeader, "bits above the slice width"},
   };

@@ -34,9 +34,9 @@ struct StreamSpec {
   int extraFrameHeaderBytes = 0;
   int extraPictureHeaderBytes = 0;
   int extraSliceHeaderBytes = 0;  // 2 and more transmit the size of Cr
-  int trailingZeroBytes = 0;      // behind each component
-  int picturePaddingBytes = 0;    // behind the last slice of a picture
-  int framePaddingBytes = 0;      // behind the last picture
+  int trailingZeroBytes = 0;      // after each component
+  int picturePaddingBytes = 0;    // after the last slice of a picture
+  int framePaddingBytes = 0;      // after the last picture
   /// Gives both fields the macroblock rows of the taller one.
   bool equalFieldRows = false;
 };

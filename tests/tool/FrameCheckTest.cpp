@@ -141,9 +141,9 @@ TEST(FrameCheck, FindsFaultsThatDecodersIgnore) {
               HasSubstr("1 quantisers of picture 1 outside 1 to 224"));
   const Stream padded = Make(Specs()[4]);
   EXPECT_THAT(Describe(padded.bytes, padded.bytes.size() - 1, 1),
-              HasSubstr("behind the last picture"));
+              HasSubstr("after the last picture"));
   EXPECT_THAT(Describe(padded.bytes, padded.bytes.size() - 8, 1),
-              HasSubstr("behind the slices of picture"));
+              HasSubstr("after the slices of picture"));
 }
 
 TEST(FrameCheck, AcceptsZerosAfterTheFrame) {

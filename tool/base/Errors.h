@@ -39,7 +39,7 @@ class UnreadableRest : public Failure {
  public:
   UnreadableRest(const std::string& input, std::int64_t offset)
       : Failure(input + ": is damaged or cut off from byte " + std::to_string(offset) +
-                " on, so that what is behind is not found; --scan finds its frames"),
+                " on, so that what comes after it is not found; --scan finds its frames"),
         offset_(offset) {}
 
   std::int64_t GetOffset() const { return offset_; }

@@ -56,7 +56,7 @@ struct Command {
   std::string name;
   std::string summary;              ///< one line
   std::string description;          ///< paragraphs of the manual, an empty line between them
-  std::vector<std::string> usages;  ///< text behind the name: "[OPTION]... INPUT OUTPUT"
+  std::vector<std::string> usages;  ///< text after the name: "[OPTION]... INPUT OUTPUT"
   std::vector<Argument> arguments;
   std::function<void(const std::vector<std::string>&)> takeArguments;  ///< UsageError
   std::vector<OptionGroup> groups;

@@ -27,7 +27,7 @@ unsigned SampleBits(const StreamFormat& format);
 std::uint32_t PlanarBytes(const StreamFormat& format);
 
 /// Packs a planar picture of PlanarBytes() bytes into one of `format.FrameBytes()` bytes. Repeats
-/// the last pixel of a row to the end of its group and clears the padding behind it.
+/// the last pixel of a row to the end of its group and clears the padding after it.
 void PackPicture(const StreamFormat& format, std::span<const std::uint8_t> planar,
                  std::span<std::uint8_t> packed);
 

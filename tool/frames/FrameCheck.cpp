@@ -72,11 +72,11 @@ void CheckGaps(Bytes bytes, const FrameStructure& frame, FrameCheck& check) {
     if (picture.slices.empty()) continue;
     const SliceStructure& last = picture.slices.back();
     if (!IsPadding(Between(bytes, last.offset + last.bytes.size(), EndOf(picture)))) {
-      check.faults.push_back("unused bytes behind the slices of picture " + std::to_string(i + 1));
+      check.faults.push_back("unused bytes after the slices of picture " + std::to_string(i + 1));
     }
   }
   if (!IsPadding(Between(bytes, EndOf(frame.pictures.back()), bytes.size()))) {
-    check.faults.emplace_back("unused bytes behind the last picture");
+    check.faults.emplace_back("unused bytes after the last picture");
   }
 }
 

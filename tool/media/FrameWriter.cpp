@@ -28,7 +28,7 @@ class RawFrameWriter : public FrameWriter {
   OutputFile& file_;
 };
 
-// Writes a Y4M stream of planar 4:2:2 pictures. Each worker thread lays out its own frame behind
+// Writes a Y4M stream of planar 4:2:2 pictures. Each worker thread lays out its own frame after
 // the frame's header line, so that the writing thread makes one system call for it; the muxer of
 // the container library would take planes and copy them line by line on the writing thread.
 class Y4mWriter : public RawFrameWriter {

@@ -90,7 +90,7 @@ class FrameScanner {
   std::int64_t slicesWalked_ = 0;
 
   std::deque<Candidate> candidates_;
-  std::int64_t candidatesDropped_ = 0;  ///< in front of candidates_
+  std::int64_t candidatesDropped_ = 0;  ///< before candidates_
   Offset candidatesEnd_ = 0;            ///< candidates are known up to here
   /// Number of the latest candidate of each picture size, counted from the first candidate.
   std::unordered_map<std::uint32_t, std::int64_t> latestOfSize_;

@@ -33,7 +33,7 @@ MovieContent ReadTaggedDescription(const InputFile& file) {
   if (!isDescription || file.ReadAt(first->packet, movie) < movie.size() ||
       HashPacket(movie) != first->tag.packetHash) {
     throw Failure(file.GetName() +
-                  ": the description of the tracks in front of its packets is damaged, so they "
+                  ": the description of the tracks before its packets is damaged, so they "
                   "cannot be read without the index; --scan finds the frames");
   }
   MovieContent content = ReadMovieDescription(InputFile::OverBytes(file.GetName(), movie));

@@ -21,7 +21,7 @@
 
 namespace vixprores {
 
-/// Reads the description of the tracks in front of the tagged packets of a .mov.
+/// Reads the description of the tracks before the tagged packets of a .mov.
 /// @throws Failure if it is missing or damaged
 MovieContent ReadTaggedDescription(const InputFile& file);
 

@@ -33,7 +33,7 @@ void MarkLost(const FrameFailure& failure, Frame& frame) {
 [[noreturn]] void RejectTimes(const FrameTimeFailure& failure, bool isRaw) {
   throw Failure(
       failure.what() +
-      std::string(isRaw ? "\n--rate takes all frames, one behind the other at that rate"
+      std::string(isRaw ? "\n--rate takes all frames, one after the other at that rate"
                         : "\n--on-error skip or conceal goes on with the frames there are"));
 }
 

@@ -52,7 +52,7 @@ struct GridDeviations {
 
 /// Measures how far values deviate from the multiples of a step.
 /// @param quantiser has the step, and nearest rounding.
-/// @param values    kSparseSlack more values behind them are readable.
+/// @param values    kSparseSlack more values after them are readable.
 /// @param reach     0..63
 GridDeviations MeasureDeviations(const Quantiser& quantiser, std::span<const std::int16_t> values,
                                  int reach);

@@ -85,7 +85,7 @@ class TaggedFiles(Crafted):
         self.frames = [packet for track, _, _, packet in self.tags if track == 1]
 
     def craft(self, tags, rest=b""):
-        """Makes a file with tags in front of the given packets, and no index."""
+        """Makes a file with tags before the given packets, and no index."""
         self.crafted.write_bytes(self.start + b"".join(
             tag(track, moment, packet, duration) + packet
             for track, moment, duration, packet in tags) + rest)

@@ -48,7 +48,7 @@ class Killed(ToolTest):
         feeder = threading.Thread(target=feed, args=(process.stdin, piped[:fed]))
         feeder.start()
         told = [process.stderr.readline()]
-        while not told[-1].startswith(b"{"):  # behind notes
+        while not told[-1].startswith(b"{"):  # after notes
             told.append(process.stderr.readline())
         feeder.join()
         process.send_signal(signal.SIGKILL)

@@ -472,9 +472,9 @@ class ShortSound(ToolTest):
         ffmpeg("-f", "lavfi", "-i", "testsrc2=size=128x96:rate=25:duration=1", "-f", "lavfi", "-i",
                "anoisesrc=sample_rate=48000:duration=1.5", "-c:v", "v210", "-c:a", "pcm_s16le",
                clip)
-        self.assertIn("500 ms of sound behind the last picture are left out",
+        self.assertIn("500 ms of sound after the last picture are left out",
                       self.succeed("encode", clip, out).stderr)
-        self.assertNotIn("behind the last picture",
+        self.assertNotIn("after the last picture",
                          self.succeed("encode", clip, self.path("out.mov")).stderr)
 
     def test_no_picture_is_lost_after_the_end_of_the_sound(self):

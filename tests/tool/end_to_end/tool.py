@@ -71,7 +71,7 @@ def ffmpeg(*arguments):
 
 def make_clip(path, *output, size="128x96", rate="25", frames=10, filters="null",
               pixels="yuv422p10le"):
-    """Makes a moving test picture; `output` are options in front of the output's name."""
+    """Makes a moving test picture; `output` are options before the output's name."""
     clip = _cached_clip(path.suffix, output, size, rate, frames, filters, pixels)
     shutil.copyfile(clip, path)
 

@@ -1,5 +1,5 @@
 # SPDX-License-Identifier: BSD-2-Clause
-"""verify finds and locates damage and continues behind it; --scan finds frames in any bytes."""
+"""verify finds and locates damage and continues after it; --scan finds frames in any bytes."""
 import json
 import re
 import struct

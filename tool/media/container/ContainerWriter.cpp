@@ -108,7 +108,7 @@ void ContainerWriter::WritePacket(const AVStream& stream, AVRational clock, AVPa
   // Large writes go straight from the frame's memory to the file.
   const MemoryWatch memory;
   context_->pb->direct = 1;
-  // A tag lies directly in front of its packet, so the muxer must not hold the packet back.
+  // A tag lies directly before its packet, so the muxer must not hold the packet back.
   const int result = isTagged_ ? av_write_frame(context_.get(), &packet)
                                : av_interleaved_write_frame(context_.get(), &packet);
   context_->pb->direct = 0;
@@ -169,7 +169,7 @@ std::string ContainerWriter::GetEndNote() const {
   const long long milliseconds = std::llround(longest * 1000);
   if (milliseconds == 0) return {};
   return file_.GetName() + ": " + std::to_string(milliseconds) +
-         " ms of sound behind the last picture are left out: in this container the sound ends with "
+         " ms of sound after the last picture are left out: in this container the sound ends with "
          "the pictures";
 }
 

@@ -31,7 +31,7 @@ int WriteHeader(AVFormatContext& muxer, const MovieContent& content, bool isFrag
 std::vector<std::uint8_t> DescribeMovie(const MovieContent& content);
 
 /// Writes a video track with its sound and metadata into a container. The muxer takes the frames'
-/// memory by reference. A seekable .mov has a tag in front of every packet, so that it can be read
+/// memory by reference. A seekable .mov has a tag before every packet, so that it can be read
 /// without an index (PacketTag.h); any other .mov, as on a pipe, is written in fragments.
 class ContainerWriter : public FrameWriter {
  public:

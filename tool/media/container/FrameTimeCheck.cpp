@@ -81,7 +81,7 @@ FrameTimeFailure FrameTimeCheck::MakeFailure(const Deviation& deviation,
               found +
               ". This command makes it constant, leaving out frames and repeating some:\n  " +
               ConversionCommand(name_, "fps=" + Describe(rate_)),
-          deviation.number, deviation.missing > 0 ? "is missing: the one behind " + found : found,
+          deviation.number, deviation.missing > 0 ? "is missing: the one after " + found : found,
           deviation.missing, offset};
 }
 

@@ -18,7 +18,7 @@ using vix::MakeFourCC;
 constexpr vix::FourCC kPath[] = {MakeFourCC("moov"), MakeFourCC("trak"), MakeFourCC("mdia"),
                                  MakeFourCC("minf"), MakeFourCC("stbl"), MakeFourCC("stsd")};
 constexpr std::int64_t kDescriptionsHeader = 8;  // of "stsd": version, flags and count
-constexpr std::int64_t kVendorInEntry = 12;      // behind the size and type of the entry
+constexpr std::int64_t kVendorInEntry = 12;      // after the size and type of the entry
 
 vix::FourCC ReadType(const std::uint8_t* bytes) {
   return __builtin_bswap32(prores::ReadU32(bytes));
@@ -119,7 +119,7 @@ void SetMovVendor(OutputFile& file, vix::FourCC sampleEntry, vix::FourCC vendor)
 }
 
 void SetMovMediaEnd(OutputFile& file, std::int64_t index) {
-  // The library reserves eight bytes in front of the media data for a size of 64 bits.
+  // The library reserves eight bytes before the media data for a size of 64 bits.
   const auto spare = FindAtom(file, MakeFourCC("wide"), 0, index);
   const auto media = FindAtom(file, MakeFourCC("mdat"), 0, index);
   const bool isShort = spare && media && media->contents == spare->contents + 8;

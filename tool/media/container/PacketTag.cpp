@@ -16,7 +16,7 @@ namespace {
 
 constexpr std::size_t kHashedBytes = 40;
 constexpr std::size_t kBlockBytes = std::size_t{1} << 20;
-// The description stands behind a few short atoms.
+// The description stands after a few short atoms.
 constexpr std::int64_t kLatestFirstTag = std::int64_t{1} << 16;
 
 }  // namespace

@@ -3,12 +3,12 @@
 #define TOOL_MEDIA_CONTAINER_PACKETTAG_H
 
 /// @file
-/// Tags in front of the packets of every .mov that this program writes to a file. They lie in the
+/// Tags before the packets of every .mov that this program writes to a file. They lie in the
 /// media data between the packets, where no index points, so players skip them. They make a file
 /// readable before it has an index, and show whether a packet still is what was written.
 ///
 /// The first tag belongs to the description: a movie without media that holds the tracks. The tags
-/// of packets follow, each directly in front of its packet. Integers are big-endian:
+/// of packets follow, each directly before its packet. Integers are big-endian:
 ///
 /// | bytes | |
 /// |---|---|
@@ -61,7 +61,7 @@ std::optional<PacketTag> ReadPacketTag(std::span<const std::uint8_t> bytes);
 
 /// Finds the undamaged tags of a seekable file, front to back. Leaves the file's read position
 /// alone. Takes time in proportion to the bytes that it reads: those of the tags, and of all that
-/// is neither a tag nor a packet behind one.
+/// is neither a tag nor a packet after one.
 class TagScanner {
  public:
   struct FoundTag {

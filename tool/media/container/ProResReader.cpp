@@ -138,7 +138,7 @@ ProResReader::Outcome ProResReader::JoinFields(Outcome first) {
     return {std::nullopt, std::make_exception_ptr(frame)};
   }
   if (second.IsEnd()) {
-    const FrameFailure loneField(GetName(), number, "has one field only: the input ends behind it",
+    const FrameFailure loneField(GetName(), number, "has one field only: the input ends after it",
                                  "choose the frames before it with --frames", 1, offset);
     return {std::nullopt, std::make_exception_ptr(loneField)};
   }
