@@ -2,9 +2,9 @@
 #ifndef CODEC_KERNELS_H
 #define CODEC_KERNELS_H
 
+#include <array>
 #include <cstdint>
 
-#include "ProRes/ProRes.h"
 #include "cpu/CpuLevel.h"
 #include "decode/ComponentDecoder.h"
 #include "decode/InverseTransform.h"
@@ -15,6 +15,7 @@
 #include "encode/rate/GridDetection.h"
 #include "pixel/ChromaFilter.h"
 #include "pixel/PackRows.h"
+#include "pixel/PixelFormat.h"
 #include "pixel/UnpackRows.h"
 
 namespace prores {
@@ -28,12 +29,10 @@ struct Kernels {
   decltype(&DecodeComponents) decodeComponents;
   decltype(&InverseTransform) inverseTransform;
   decltype(&HalveChroma) halveChroma;
-  PackRow pack2vuy;
-  PackRow packV210;
+  std::array<PackRow, kPixelFormats.size()> packRow;
 
   // Encoding.
-  UnpackRow unpack2vuy;
-  UnpackRow unpackV210;
+  std::array<UnpackRow, kPixelFormats.size()> unpackRow;
   decltype(&ForwardTransform) forwardTransform;
   decltype(&MeasureActivity) measureActivity;
   decltype(&MeasureDeviations) measureDeviations;
@@ -43,10 +42,10 @@ struct Kernels {
 
   /// @param pixelFormat a WPRPixelFormat.
   PackRow PackerFor(std::uint32_t pixelFormat) const {
-    return pixelFormat == kWPRPixelFormat2vuy ? pack2vuy : packV210;
+    return packRow[PlaceOfPixelFormat(pixelFormat)];
   }
   UnpackRow UnpackerFor(std::uint32_t pixelFormat) const {
-    return pixelFormat == kWPRPixelFormat2vuy ? unpack2vuy : unpackV210;
+    return unpackRow[PlaceOfPixelFormat(pixelFormat)];
   }
 };
 

@@ -88,7 +88,7 @@ Status Decoder::ParsePicture(unsigned index, bool alone, std::span<const std::ui
 void Decoder::Prepare() {
   packRow_ = kernels_.PackerFor(destination_.pixelFormat);
   packedRowBytes_ = PackedRowBytes(destination_.pixelFormat, destination_.width);
-  const SampleDepth& packedDepth = PackedDepth(destination_.pixelFormat);
+  const SampleDepth& packedDepth = GetPixelFormat(destination_.pixelFormat).depth;
   // 4:4:4 chroma keeps all its bits until it is filtered.
   const bool filtered = header_.chromaFormat == ChromaFormat::k444;
   const SampleDepth chromaDepth = filtered ? k10Bits : packedDepth;

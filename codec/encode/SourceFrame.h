@@ -34,7 +34,7 @@ class SourceFrame {
         pictures(PictureCount(header.interlaceMode)),
         lumaScales(ScalesFor(header.lumaMatrix)),
         chromaScales(ScalesFor(header.chromaMatrix)),
-        noise(std::ranges::min(header.lumaMatrix), SampleBits(input.pixelFormat)),
+        noise(std::ranges::min(header.lumaMatrix), GetPixelFormat(input.pixelFormat).depth.bits),
         budget(BudgetOf(header)) {
     for (unsigned picture = 0; picture < pictures; ++picture) {
       strips += Geometry(picture).MacroblockRows();

@@ -4,9 +4,7 @@
 
 #include <cstdint>
 
-#include "ProRes/ProRes.h"
 #include "cpu/CpuLevel.h"
-#include "pixel/SampleDepth.h"
 
 namespace prores {
 
@@ -17,13 +15,8 @@ struct PlanarLine {
   const std::uint16_t* cr;
 };
 
-/// Packs a row of samples of PackedDepth().
+/// Packs a row of samples of the depth of the pixel format.
 using PackRow = void (*)(const PlanarLine& line, std::uint32_t width, std::uint8_t* row);
-
-/// Returns the depth of the samples of a WPRPixelFormat.
-constexpr const SampleDepth& PackedDepth(std::uint32_t pixelFormat) {
-  return pixelFormat == kWPRPixelFormat2vuy ? k8Bits : k10Bits;
-}
 
 /// Packs 8-bit samples to '2vuy', byte order Cb Y Cr Y. An odd width repeats its last luma sample.
 /// Writes PackedRowBytes() bytes at `row`.

@@ -2,38 +2,60 @@
 #ifndef CODEC_PIXEL_PIXELFORMAT_H
 #define CODEC_PIXEL_PIXELFORMAT_H
 
+#include <array>
 #include <cstddef>
 #include <cstdint>
 
+#include "Ensure.h"
 #include "ProRes/ProRes.h"
+#include "pixel/SampleDepth.h"
 
 namespace prores {
 
 /// Largest width and height: the range of the fields of the frame header.
 inline constexpr std::uint32_t kMaxPictureSize = 65535;
 
-constexpr bool IsPixelFormat(std::uint32_t format) {
-  return format == kWPRPixelFormat2vuy || format == kWPRPixelFormatV210;
-}
-
-/// Returns the bits of a sample.
-/// @param format a WPRPixelFormat.
-constexpr unsigned SampleBits(std::uint32_t format) {
-  return format == kWPRPixelFormat2vuy ? 8 : 10;
-}
-
 /// Pixels that 'v210' packs into four words, and the bytes of these words.
 inline constexpr std::uint32_t kV210GroupPixels = 6;
 inline constexpr std::uint32_t kV210GroupBytes = 16;
 
-/// Returns the bytes of a packed row that belong to pixels: whole pairs of pixels (4 bytes) in
-/// '2vuy', whole groups of six pixels (16 bytes) in 'v210'. Bytes after them are padding and never
-/// touched.
-/// @param format a WPRPixelFormat.
-constexpr std::uint32_t PackedRowBytes(std::uint32_t format, std::uint32_t width) {
-  return format == kWPRPixelFormat2vuy
-             ? (width + 1) / 2 * 4
-             : (width + kV210GroupPixels - 1) / kV210GroupPixels * kV210GroupBytes;
+/// A packed 4:2:2 format.
+struct PixelFormat {
+  std::uint32_t code;  ///< a WPRPixelFormat
+  SampleDepth depth;
+  std::uint32_t groupPixels;  ///< pixels that are packed together
+  std::uint32_t groupBytes;   ///< and their bytes
+};
+
+/// All formats. Kernels::packRow and Kernels::unpackRow have an entry for each.
+inline constexpr std::array<PixelFormat, 2> kPixelFormats = {{
+    {kWPRPixelFormat2vuy, k8Bits, 2, 4},
+    {kWPRPixelFormatV210, k10Bits, kV210GroupPixels, kV210GroupBytes},
+}};
+
+/// Returns the place of a format in kPixelFormats; its size for an unknown code.
+constexpr std::size_t PlaceOfPixelFormat(std::uint32_t code) {
+  std::size_t place = 0;
+  while (place < kPixelFormats.size() && kPixelFormats[place].code != code) ++place;
+  return place;
+}
+
+constexpr bool IsPixelFormat(std::uint32_t code) {
+  return PlaceOfPixelFormat(code) < kPixelFormats.size();
+}
+
+/// @param code a WPRPixelFormat.
+constexpr const PixelFormat& GetPixelFormat(std::uint32_t code) {
+  Expect(IsPixelFormat(code));
+  return kPixelFormats[PlaceOfPixelFormat(code)];
+}
+
+/// Returns the bytes of a packed row that belong to pixels, which are whole groups. Bytes after
+/// them are padding and never touched.
+/// @param code a WPRPixelFormat.
+constexpr std::uint32_t PackedRowBytes(std::uint32_t code, std::uint32_t width) {
+  const PixelFormat& format = GetPixelFormat(code);
+  return (width + format.groupPixels - 1) / format.groupPixels * format.groupBytes;
 }
 
 /// Returns the first byte of a row.

@@ -51,7 +51,7 @@ TEST_P(RowKernels, PackAsThePlainFormsDo) {
   ForEachRow([&](std::uint32_t format, Guard guard, std::uint32_t width) {
     const Line line(width, (width + 1) / 2, guard);
     for (const auto* samples : {&line.luma, &line.cb, &line.cr}) {
-      std::ranges::generate(samples->Values(), [&] { return Random(PackedDepth(format).bits); });
+      std::ranges::generate(samples->Values(), [&] { return Random(GetPixelFormat(format).depth.bits); });
     }
     const PlanarLine source{line.luma.Values().data(), line.cb.Values().data(),
                             line.cr.Values().data()};
@@ -96,9 +96,9 @@ TEST_P(RowKernels, HalveChromaAsThePlainFormDoes) {
     });
     std::uint16_t* const first = line.Values().data() + kChromaMargin;
     const GuardedMemory<std::uint16_t> half((width + 1) / 2, guard);
-    kernels_.halveChroma(first, width, PackedDepth(format), half.Values().data());
+    kernels_.halveChroma(first, width, GetPixelFormat(format).depth, half.Values().data());
     std::vector<std::uint16_t> expected(half.Values().size());
-    plain_.halveChroma(first, width, PackedDepth(format), expected.data());
+    plain_.halveChroma(first, width, GetPixelFormat(format).depth, expected.data());
     ASSERT_TRUE(std::ranges::equal(half.Values(), expected)) << width;
   });
 }

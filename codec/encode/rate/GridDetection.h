@@ -28,7 +28,7 @@ namespace prores {
 struct GridNoise {
   /// @param weight     least weight of the quantisation matrix, 4 to 16.
   /// @param sampleBits of the picture: 8 or 10.
-  constexpr GridNoise(unsigned weight, unsigned sampleBits)
+  constexpr GridNoise(unsigned weight, int sampleBits)
       : GridNoise((16 + weight - 1) / weight << (10 - sampleBits)) {}
 
   int square;  ///< 12 times the variance
