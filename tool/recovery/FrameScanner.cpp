@@ -134,13 +134,14 @@ std::optional<FrameScanner::Offset> FrameScanner::FindNeighbour(Offset limit) {
     candidatesEnd_ = std::max(candidatesEnd_, position_);
   }
   if (wholeCandidate_ && *wholeCandidate_ <= position_) wholeCandidate_.reset();
+  constexpr Offset kNone = INT64_MAX;
   for (;;) {
-    auto neighbour = wholeCandidate_;
-    if (!candidates_.empty() && candidates_.front().nextOfSize) {
-      neighbour = std::min(*candidates_.front().nextOfSize, neighbour.value_or(INT64_MAX));
+    Offset neighbour = wholeCandidate_.value_or(kNone);
+    if (!candidates_.empty()) {
+      neighbour = std::min(neighbour, candidates_.front().nextOfSize.value_or(kNone));
     }
-    if (neighbour) return *neighbour < limit ? neighbour : std::nullopt;
-    if (!AddCandidate(limit)) return std::nullopt;
+    if (neighbour < limit) return neighbour;
+    if (neighbour != kNone || !AddCandidate(limit)) return std::nullopt;
   }
 }
 
