@@ -2,6 +2,7 @@
 #ifndef CODEC_PIXEL_PIXELFORMAT_H
 #define CODEC_PIXEL_PIXELFORMAT_H
 
+#include <algorithm>
 #include <array>
 #include <cstddef>
 #include <cstdint>
@@ -33,20 +34,22 @@ inline constexpr std::array<PixelFormat, 2> kPixelFormats = {{
     {kWPRPixelFormatV210, k10Bits, kV210GroupPixels, kV210GroupBytes},
 }};
 
-/// Returns the place of a format in kPixelFormats; its size for an unknown code.
-constexpr std::size_t PlaceOfPixelFormat(std::uint32_t code) {
-  std::size_t place = 0;
-  while (place < kPixelFormats.size() && kPixelFormats[place].code != code) ++place;
-  return place;
+constexpr bool IsPixelFormat(std::uint32_t code) {
+  return std::any_of(kPixelFormats.begin(), kPixelFormats.end(),
+                     [code](const PixelFormat& format) { return format.code == code; });
 }
 
-constexpr bool IsPixelFormat(std::uint32_t code) {
-  return PlaceOfPixelFormat(code) < kPixelFormats.size();
+/// Returns the place of a format in kPixelFormats.
+/// @param code a WPRPixelFormat.
+constexpr std::size_t PlaceOfPixelFormat(std::uint32_t code) {
+  Expect(IsPixelFormat(code));
+  std::size_t place = 0;
+  while (place + 1 < kPixelFormats.size() && kPixelFormats[place].code != code) ++place;
+  return place;
 }
 
 /// @param code a WPRPixelFormat.
 constexpr const PixelFormat& GetPixelFormat(std::uint32_t code) {
-  Expect(IsPixelFormat(code));
   return kPixelFormats[PlaceOfPixelFormat(code)];
 }
 
