@@ -87,14 +87,25 @@ struct Timed<kStage, kEntry, Result (*)(Arguments...)> {
   }
 };
 
+void PackTimed(const PlanarLine& line, std::uint32_t width, std::uint8_t* row) {
+  const Timer timer(kPack);
+  under->PackerFor(kWPRPixelFormatV210)(line, width, row);
+}
+
+void UnpackTimed(const std::uint8_t* row, std::size_t width, const PlanarRow& out) {
+  const Timer timer(kUnpack);
+  under->UnpackerFor(kWPRPixelFormatV210)(row, width, out);
+}
+
 Kernels TimedKernels(CpuLevel level) {
   Kernels kernels = KernelsFor(level);
+  constexpr std::size_t kV210 = PlaceOfPixelFormat(kWPRPixelFormatV210);
+  kernels.packRow[kV210] = PackTimed;
+  kernels.unpackRow[kV210] = UnpackTimed;
 #define TIME(stage, entry) \
   kernels.entry = Timed<stage, &Kernels::entry, decltype(kernels.entry)>::Call
   TIME(kEntropyDecode, decodeComponents);
   TIME(kInverse, inverseTransform);
-  TIME(kPack, packV210);
-  TIME(kUnpack, unpackV210);
   TIME(kActivity, measureActivity);
   TIME(kForward, forwardTransform);
   TIME(kSelect, selectCoefficients);
