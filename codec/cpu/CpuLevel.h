@@ -17,7 +17,7 @@ enum class CpuLevel {
   kScalar,  ///< plain C++
   kSse4,    ///< SSE4.2: processors from 2010 on
   kAvx2,    ///< AVX2, BMI1, BMI2, FMA: from 2013 on
-  kAvx512,  ///< AVX-512 F, BW, CD, DQ, VL, VNNI, VBMI, VBMI2, VPOPCNTDQ, BITALG: from 2019 on
+  kAvx512,  ///< AVX-512 F, BW, CD, DQ, VL, VNNI, VBMI, VBMI2, VPOPCNTDQ, BITALG, GFNI: from 2019 on
 };
 
 inline constexpr std::array<CpuLevel, 4> kCpuLevels{CpuLevel::kScalar, CpuLevel::kSse4,
@@ -52,12 +52,13 @@ inline CpuLevel DetectCpuLevel() {
   const bool avx2 = __builtin_cpu_supports("avx2") && __builtin_cpu_supports("bmi") &&
                     __builtin_cpu_supports("bmi2") && __builtin_cpu_supports("fma");
   if (!avx2) return CpuLevel::kSse4;
-  const bool avx512 =
-      __builtin_cpu_supports("avx512f") && __builtin_cpu_supports("avx512bw") &&
-      __builtin_cpu_supports("avx512cd") && __builtin_cpu_supports("avx512dq") &&
-      __builtin_cpu_supports("avx512vl") && __builtin_cpu_supports("avx512vnni") &&
-      __builtin_cpu_supports("avx512vbmi") && __builtin_cpu_supports("avx512vbmi2") &&
-      __builtin_cpu_supports("avx512vpopcntdq") && __builtin_cpu_supports("avx512bitalg");
+  const bool avx512 = __builtin_cpu_supports("avx512f") && __builtin_cpu_supports("avx512bw") &&
+                      __builtin_cpu_supports("avx512cd") && __builtin_cpu_supports("avx512dq") &&
+                      __builtin_cpu_supports("avx512vl") && __builtin_cpu_supports("avx512vnni") &&
+                      __builtin_cpu_supports("avx512vbmi") &&
+                      __builtin_cpu_supports("avx512vbmi2") &&
+                      __builtin_cpu_supports("avx512vpopcntdq") &&
+                      __builtin_cpu_supports("avx512bitalg") && __builtin_cpu_supports("gfni");
   return avx512 ? CpuLevel::kAvx512 : CpuLevel::kAvx2;
 }
 

@@ -56,8 +56,8 @@ enum WPRProcessorLevel {
   kWPRProcessorScalar = 1,    /**< plain x86-64 */
   kWPRProcessorSse4 = 2,      /**< SSE4.2 */
   kWPRProcessorAvx2 = 3,      /**< AVX2 with BMI1, BMI2 and FMA */
-  kWPRProcessorAvx512 = 4     /**< AVX-512 with F, BW, CD, DQ, VL, VNNI, VBMI, VBMI2, VPOPCNTDQ and
-                                   BITALG */
+  kWPRProcessorAvx512 = 4     /**< AVX-512 with F, BW, CD, DQ, VL, VNNI, VBMI, VBMI2, VPOPCNTDQ,
+                                   BITALG and GFNI */
 };
 
 /**
