@@ -8,6 +8,7 @@ import hashlib
 import json
 import os
 import random
+import signal
 import subprocess
 
 from sound_test import make_movie
@@ -51,12 +52,19 @@ class FailingAllocation(ToolTest):
                  "FAILED_ALLOCATIONS": str(failures), "COUNT_ALLOCATIONS": str(count)})
         return result, int(count.read_text()) if count.exists() else 0
 
+    def count_while_parsing(self, arguments):
+        """Returns the allocations of a run that ends when it looks for its input."""
+        return self.run_with(0, 1, *(self.path("missing.mov") if word in (self.clip, self.encoded)
+                                     else word for word in arguments))[1]
+
     def sweep(self, output, *arguments, failures=2):
         """Lets allocations fail at a sample of all points, one point in each run."""
         result, count = self.run_with(0, failures, *arguments)
         self.assertEqual(result.returncode, 0, result.stderr)
         normal = describe(output) if output else result.stdout
         self.assertGreater(count, POINTS)
+        parsing = self.count_while_parsing(arguments)
+        self.assertLess(parsing, count)
         everywhere = range(1, count + 1)
         points = sorted(random.Random(count).sample(everywhere, min(POINTS, count)))
         for number in points:
@@ -64,6 +72,10 @@ class FailingAllocation(ToolTest):
                 for path in self.folder.glob("out*"):
                     path.unlink()
                 result, _ = self.run_with(number, failures, *arguments)
+                if result.returncode == -signal.SIGABRT and number <= parsing:
+                    # CLI11 2.4 allocates in functions that must not throw.
+                    self.assertFalse(output and output.exists())
+                    continue
                 self.assertGreaterEqual(result.returncode, 0, "ended by a signal")
                 if result.returncode == 0:
                     self.assertEqual(describe(output) if output else result.stdout, normal)
