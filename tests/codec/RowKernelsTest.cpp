@@ -51,7 +51,8 @@ TEST_P(RowKernels, PackAsThePlainFormsDo) {
   ForEachRow([&](std::uint32_t format, Guard guard, std::uint32_t width) {
     const Line line(width, (width + 1) / 2, guard);
     for (const auto* samples : {&line.luma, &line.cb, &line.cr}) {
-      std::ranges::generate(samples->Values(), [&] { return Random(GetPixelFormat(format).depth.bits); });
+      std::ranges::generate(samples->Values(),
+                            [&] { return Random(GetPixelFormat(format).depth.bits); });
     }
     const PlanarLine source{line.luma.Values().data(), line.cb.Values().data(),
                             line.cr.Values().data()};
