@@ -36,8 +36,9 @@ class Unreadable(ToolTest):
         clip, playlist = self.path("clip.mov"), self.path("list.ffconcat")
         make_v210(clip)
         playlist.write_text("ffconcat version 1.0\nfile clip.mov\n")
-        self.fail_with(1, [playlist, "is not a complete mov"], "encode", playlist,
-                       self.path("out.mov"))
+        result = self.fail_with(1, [playlist, "is not a complete mov"], "encode", playlist,
+                                self.path("out.mov"))
+        self.assertNotIn("whitelist", result.stderr)
 
     def test_sound_only(self):
         clip = self.path("sound.mov")

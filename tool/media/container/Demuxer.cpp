@@ -64,8 +64,10 @@ Demuxer::Demuxer(std::unique_ptr<InputFile> file) : file_(std::move(file)), byte
   bytes_.Rethrow();
   memory.Check();
   if (result < 0) {
-    throw UnreadableContainer(GetName() + ": is not a complete mov, mkv, avi, nut or mxf (" +
-                              ExplainLibavError(result) + ")");
+    // The library refuses all other formats with EINVAL.
+    const bool isOther = result == AVERROR(EINVAL);
+    throw UnreadableContainer(GetName() + ": is not a complete mov, mkv, avi, nut or mxf" +
+                              (isOther ? "" : " (" + ExplainLibavError(result) + ")"));
   }
 }
 
