@@ -23,7 +23,7 @@ std::optional<double> FindTruncatedEnd(const InputFile& file, AVStream& stream) 
   const auto size = file.GetSize();
   if (entries == 0 || !size || stream.duration <= 0) return std::nullopt;
   const AVIndexEntry& last = *avformat_index_get_entry(&stream, entries - 1);
-  if (last.pos + last.size <= *size) return std::nullopt;
+  if (av_sat_add64(last.pos, last.size) <= *size) return std::nullopt;
   const std::int64_t start = stream.start_time == AV_NOPTS_VALUE ? 0 : stream.start_time;
   return static_cast<double>(av_sat_add64(start, stream.duration)) * av_q2d(stream.time_base);
 }
