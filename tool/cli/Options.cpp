@@ -24,8 +24,7 @@ OptionGroup ScanGroup(ScanOptions& options) {
   Option scan = Flag("--scan", options.scan, "find frames by their headers, in any bytes");
   scan.details =
       "Finds frames by their headers: in files whose index is lost or damaged, in incomplete "
-      "files, "
-      "and in any other bytes.";
+      "files, and in any other bytes.";
   Option rate = Parsed("--rate", "N[/D]", options.rate, ParseRate,
                        "frames per second of a scan [as in the headers]");
   return {"Damaged containers", {scan, rate}};
