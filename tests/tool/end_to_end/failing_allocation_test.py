@@ -72,8 +72,10 @@ class FailingAllocation(ToolTest):
                 for path in self.folder.glob("out*"):
                     path.unlink()
                 result, _ = self.run_with(number, failures, *arguments)
-                if result.returncode == -signal.SIGABRT and number <= parsing:
-                    # CLI11 2.4 allocates in functions that must not throw.
+                is_parsing = failures > 1 and number <= parsing
+                if is_parsing and result.returncode == -signal.SIGABRT:
+                    # CLI11 2.4 allocates in functions that must not throw: the reserve saves a run
+                    # only from one failure there.
                     self.assertFalse(output and output.exists())
                     continue
                 self.assertGreaterEqual(result.returncode, 0, "ended by a signal")
