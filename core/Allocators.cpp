@@ -108,7 +108,8 @@ AlignedMemory ObtainAlignedMemory(std::size_t bytes) {
 }
 
 void ThrowOutOfMemory(std::size_t bytes) {
-  throw VIXRuntimeError("Out of memory: cannot allocate " + std::to_string(bytes) + " bytes");
+  throw VIXError(ErrorCode::OutOfMemory,
+                 "Out of memory: cannot allocate " + std::to_string(bytes) + " bytes");
 }
 
 std::shared_ptr<IMemoryBlockAllocator> GetSystemAllocator() {
