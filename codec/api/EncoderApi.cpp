@@ -2,7 +2,7 @@
 #include <cstdint>
 #include <span>
 
-#include "ProRes/ProRes.h"
+#include "ProRes/ProResHost.h"
 #include "Status.h"
 #include "encode/Encoder.h"
 #include "encode/rate/FrameTarget.h"
@@ -10,6 +10,30 @@
 
 using prores::Encoder;
 using prores::Status;
+
+namespace {
+
+struct Observation {
+  WPREncodeObserver observer = nullptr;
+  void* context = nullptr;
+};
+thread_local Observation t_observation;
+
+Status Encode(WPREncoderHandle encoder, const EncodeParamsRecord* params,
+              const PixelBufferRecord* source, std::span<std::uint8_t> destination,
+              std::uint32_t* compressedBytes) {
+  if (encoder == nullptr || params == nullptr || source == nullptr ||
+      destination.data() == nullptr || compressedBytes == nullptr) {
+    return Status::kBadArgument;
+  }
+  try {
+    return static_cast<Encoder*>(encoder)->Encode(*params, *source, destination, *compressedBytes);
+  } catch (...) {
+    return Status::kOutOfMemory;  // only allocations throw
+  }
+}
+
+}  // namespace
 
 WPREncoderHandle WPROpenEncoder(std::int32_t numThreads, void* reserved) {
   if (numThreads < 0 || reserved != nullptr) return nullptr;
@@ -38,17 +62,21 @@ std::int32_t WPRGetCompressedFrameSize(std::uint32_t codecType, std::uint32_t wi
 std::int32_t WPREncodeFrame(WPREncoderHandle encoder, const EncodeParamsRecord* params,
                             const PixelBufferRecord* source, std::uint8_t* destination,
                             std::uint32_t destinationSize, std::uint32_t* compressedBytes) {
-  if (encoder == nullptr || params == nullptr || source == nullptr || destination == nullptr ||
-      compressedBytes == nullptr) {
-    return prores::ToResult(Status::kBadArgument);
+  const Status status =
+      Encode(encoder, params, source, {destination, destinationSize}, compressedBytes);
+  const std::int32_t result = prores::ToResult(status);
+  if (t_observation.observer != nullptr) {
+    const EncodeReportRecord report{
+        .recordBytes = sizeof report,
+        .result = result,
+        .compressedBytes = status == Status::kSuccess ? *compressedBytes : 0};
+    t_observation.observer(t_observation.context, &report);
   }
-  try {
-    return prores::ToResult(static_cast<Encoder*>(encoder)->Encode(
-        *params, *source, std::span(destination, destinationSize), *compressedBytes));
-  } catch (...) {
-    // Only allocations throw.
-    return prores::ToResult(Status::kOutOfMemory);
-  }
+  return result;
+}
+
+void WPRSetEncodeObserver(WPREncodeObserver observer, void* context) {
+  t_observation = {observer, context};
 }
 
 void WPRCloseEncoder(WPREncoderHandle encoder) {

@@ -25,7 +25,7 @@
 #include "ProRes.h"
 
 /** Version of this header. */
-#define WPR_HOST_VERSION 1
+#define WPR_HOST_VERSION 2
 
 #ifdef __cplusplus
 extern "C" {
@@ -101,6 +101,22 @@ typedef void (*WPRDecodeObserver)(void* context, const DecodeReportRecord* repor
  *                 thread ends.
  */
 WPR_API void WPRSetDecodeObserver(WPRDecodeObserver observer, void* context);
+
+/** Outcome of one WPREncodeFrame() call. Added in version 2. */
+typedef struct EncodeReportRecord {
+  uint32_t recordBytes;     /**< bytes of the record that the library has filled in */
+  int32_t result;           /**< what WPREncodeFrame() returns */
+  uint32_t compressedBytes; /**< size of the frame; 0 after a failure */
+} EncodeReportRecord;
+
+/** Observer of a thread's WPREncodeFrame() calls, with the duties of a WPRDecodeObserver. */
+typedef void (*WPREncodeObserver)(void* context, const EncodeReportRecord* report);
+
+/**
+ * Sets the observer of the calling thread's WPREncodeFrame() calls, as WPRSetDecodeObserver() does
+ * for decoding. Added in version 2.
+ */
+WPR_API void WPRSetEncodeObserver(WPREncodeObserver observer, void* context);
 
 #ifdef __cplusplus
 }

@@ -26,6 +26,7 @@ class HostApi : public ::testing::Test {
     WPRSetDefaultThreads(0);
     WPRSetProcessorLevel(kWPRProcessorAutomatic);
     WPRSetDecodeObserver(nullptr, nullptr);
+    WPRSetEncodeObserver(nullptr, nullptr);
   }
 };
 
@@ -176,6 +177,37 @@ TEST_F(HostApi, ObserverSeesTheCallsOfItsOwnThreadOnly) {
   WPRSetDecodeObserver(Append, &reports);
   std::thread([] { Decoding().Decode(MakeFrame().bytes); }).join();
   EXPECT_TRUE(reports.empty());
+}
+
+TEST_F(HostApi, ObserverReceivesTheOutcomeOfEveryEncodeCall) {
+  std::vector<EncodeReportRecord> reports;
+  WPRSetEncodeObserver(
+      [](void* context, const EncodeReportRecord* report) {
+        static_cast<std::vector<EncodeReportRecord>*>(context)->push_back(*report);
+      },
+      &reports);
+  PackedPicture picture(kWPRPixelFormat2vuy, 64, 32);
+  const PixelBufferRecord source = picture.Record();
+  const EncodeParamsRecord params{kWPRCodec422, kWPRProgressive};
+  std::uint32_t maxBytes = 0, frameBytes = 0;
+  ASSERT_EQ(WPRGetCompressedFrameSize(kWPRCodec422, 64, 32, &maxBytes, nullptr), kWPRSuccess);
+  Bytes frame(maxBytes);
+  const WPREncoderHandle encoder = WPROpenEncoder(1, nullptr);
+  const auto encode = [&](std::uint32_t size) {
+    return WPREncodeFrame(encoder, &params, &source, frame.data(), size, &frameBytes);
+  };
+  EXPECT_EQ(encode(maxBytes), kWPRSuccess);
+  EXPECT_EQ(encode(10), kWPRDestinationTooSmall);
+  WPRSetEncodeObserver(nullptr, nullptr);
+  EXPECT_EQ(encode(maxBytes), kWPRSuccess);
+  WPRCloseEncoder(encoder);
+
+  ASSERT_EQ(reports.size(), 2u);
+  for (const EncodeReportRecord& report : reports) EXPECT_EQ(report.recordBytes, sizeof report);
+  EXPECT_EQ(reports[0].result, kWPRSuccess);
+  EXPECT_EQ(reports[0].compressedBytes, frameBytes);
+  EXPECT_EQ(reports[1].result, kWPRDestinationTooSmall);
+  EXPECT_EQ(reports[1].compressedBytes, 0u);
 }
 
 TEST_F(HostApi, IsUsableFromC) {
