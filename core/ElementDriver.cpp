@@ -27,12 +27,14 @@ std::shared_ptr<IMediaFilter> MakeElement(ElementFactoryType factoryType,
   }
 }
 
+/// The call that leads to each stage of a driver.
+constexpr const char* kCallLeadingTo[] = {"the constructor", "Configure", "Define"};
+
 }  // namespace
 
 struct ElementDriver::State {
-  /// Progress of a driver, and the call that leads to each stage.
+  /// Progress of a driver.
   enum class Stage { Created, Configured, Defined };
-  static constexpr const char* kCallLeadingTo[] = {"the constructor", "Configure", "Define"};
 
   std::string name;
   std::shared_ptr<IMediaFilter> element;  ///< null after Release()

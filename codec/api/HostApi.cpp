@@ -20,6 +20,11 @@ static_assert(ToProcessorLevel(CpuLevel::kAvx512) == kWPRProcessorAvx512);
 
 }  // namespace
 
+std::uint32_t WPRGetLibraryVersion() {
+  constexpr std::uint32_t kVersion[] = {PRORES_VERSION};
+  return kVersion[0] * 1'000'000 + kVersion[1] * 1'000 + kVersion[2];
+}
+
 std::uint32_t WPRHostVersion() {
   return WPR_HOST_VERSION;
 }

@@ -118,6 +118,12 @@ typedef void (*WPREncodeObserver)(void* context, const EncodeReportRecord* repor
  */
 WPR_API void WPRSetEncodeObserver(WPREncodeObserver observer, void* context);
 
+/**
+ * Returns the version of the library: major * 1000000 + minor * 1000 + patch, such as 1001000 for
+ * 1.1.0. Added in version 2.
+ */
+WPR_API uint32_t WPRGetLibraryVersion(void);
+
 #ifdef __cplusplus
 }
 #endif

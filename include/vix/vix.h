@@ -20,6 +20,7 @@
 #include "vix/Samples.h"
 #include "vix/StreamDescription.h"
 #include "vix/Types.h"
+#include "vix/Version.h"
 #include "vix/WorkflowStepImplementation.h"
 
 #endif  // VIX_VIX_H

@@ -11,6 +11,7 @@
 #include "ReferenceCodec.h"
 #include "cpu/CpuLevel.h"
 #include "parallel/WorkerPool.h"
+#include "vix/Version.h"
 
 namespace prores {
 namespace {
@@ -32,6 +33,10 @@ class HostApi : public ::testing::Test {
 
 TEST_F(HostApi, ReturnsTheVersionOfItsHeader) {
   EXPECT_EQ(WPRHostVersion(), std::uint32_t{WPR_HOST_VERSION});
+}
+
+TEST_F(HostApi, ReturnsTheVersionOfTheProject) {
+  EXPECT_EQ(WPRGetLibraryVersion(), VIX_VERSION_NUMBER);
 }
 
 TEST_F(HostApi, DefaultThreadsApplyToPoolsWithoutANumber) {

@@ -3,6 +3,7 @@
 
 #include "base/Text.h"
 #include "run/Host.h"
+#include "vix/Version.h"
 
 extern "C" {
 #include <libavformat/avformat.h>
@@ -27,7 +28,7 @@ std::string DescribeLibavVersion(unsigned version) {
 }  // namespace
 
 std::string ProgramVersion() {
-  return VIX_VERSION;
+  return VIX_VERSION_TEXT;
 }
 
 std::string DescribeBuild() {
