@@ -34,8 +34,8 @@
 
 namespace vix {
 
-/// Returns the number of the loaded core's version. A program that uses calls of 1.1 where they
-/// exist compares it with VIX_MAKE_VERSION(1, 1, 0).
+/// Returns the number of the loaded core's version. A program that uses calls of 1.2 where they
+/// exist compares it with VIX_MAKE_VERSION(1, 2, 0).
 VIX_API std::uint32_t GetVersion() noexcept;
 /// Returns the text of the loaded core's version, for example "1.1.0".
 VIX_API const char* GetVersionText() noexcept;

@@ -1,0 +1,35 @@
+// SPDX-License-Identifier: BSD-2-Clause
+#ifndef VIX_PLUGINLOADER_H
+#define VIX_PLUGINLOADER_H
+
+#include <memory>
+#include <string>
+
+#include "vix/Export.h"
+
+namespace vix {
+
+/// A loaded plug-in. Its destructor removes its factories from the registry. The library stays
+/// loaded until the last of its factories, registry entries, elements and memory blocks is
+/// destroyed. Other objects from its elements may outlive the library if the core's creation
+/// functions made them. If the last owner ends while its thread handles an exception, which may
+/// belong to the library, the next LoadPlugin() of that thread unloads the library.
+class VIX_API IPlugin {
+ public:
+  virtual ~IPlugin() = default;
+  /// Returns the absolute path of the library.
+  virtual std::string GetPath() const = 0;
+};
+
+/// Loads a plug-in library and calls its entry `RegisterAll` with the registrant text.
+/// Registrations that the entry makes on the calling thread belong to the plug-in and take effect
+/// when the entry returns. A relative path is relative to the working directory; no other folder is
+/// searched.
+///
+/// Throws a VIXRuntimeError that names path and reason if the file, a dependency or the entry is
+/// missing or if the registration fails; nothing stays registered then. Any thread may call it.
+VIX_API std::shared_ptr<IPlugin> LoadPlugin(const std::string& path, const std::string& registrant);
+
+}  // namespace vix
+
+#endif  // VIX_PLUGINLOADER_H
