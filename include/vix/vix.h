@@ -6,12 +6,14 @@
 /// The host contract: the whole interface of the framework for plug-ins and host programs.
 
 #include "vix/Buffers.h"
+#include "vix/CodecHook.h"
 #include "vix/Diagnostics.h"
 #include "vix/ElementDriver.h"
 #include "vix/Elements.h"
 #include "vix/Error.h"
 #include "vix/Export.h"
 #include "vix/Logging.h"
+#include "vix/OrderedPool.h"
 #include "vix/Parameters.h"
 #include "vix/PluginLoader.h"
 #include "vix/ProResRates.h"

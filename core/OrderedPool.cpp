@@ -1,0 +1,248 @@
+// SPDX-License-Identifier: BSD-2-Clause
+#include "vix/OrderedPool.h"
+
+#include <algorithm>
+#include <condition_variable>
+#include <mutex>
+#include <string>
+#include <thread>
+#include <utility>
+#include <vector>
+
+#include "vix/Error.h"
+
+namespace vix {
+namespace {
+
+constexpr std::size_t kJobsPerWorker = 2;
+
+OrderedPoolOptions Complete(OrderedPoolOptions options) {
+  if (options.workers == 0) options.workers = std::max(1u, std::thread::hardware_concurrency());
+  if (options.mostInFlight == 0) options.mostInFlight = kJobsPerWorker * options.workers;
+  return options;
+}
+
+}  // namespace
+
+struct OrderedPool::State {
+  using Lock = std::unique_lock<std::mutex>;
+
+  /// The place of a job from its submission to its return.
+  struct Slot {
+    Job job;
+    std::exception_ptr failure;
+    bool processed = false;
+  };
+
+  State(Process work, const OrderedPoolOptions& settings)
+      : process(std::move(work)), options(Complete(settings)), slots(options.mostInFlight) {
+    for (unsigned worker = options.workers; worker > 0; --worker) idle.push_back(worker - 1);
+  }
+
+  /// Jobs in flight have consecutive numbers, so that no two of them share a slot.
+  Slot& SlotOf(std::uint64_t number) { return slots[number % slots.size()]; }
+  bool IsFull() const { return nextToSubmit - nextToReceive == slots.size(); }
+  bool IsReady() { return nextToReceive < nextToSubmit && SlotOf(nextToReceive).processed; }
+  bool CanProcess() const { return nextToProcess < nextToSubmit && !idle.empty(); }
+
+  /// Processes the next job. Call it if CanProcess().
+  void ProcessNext(Lock& lock) {
+    const std::uint64_t round = rounds;
+    Slot& slot = SlotOf(nextToProcess++);
+    const unsigned worker = idle.back();
+    idle.pop_back();
+    Job job = slot.job;  // keeps a job alive that is dropped meanwhile
+    lock.unlock();
+    std::exception_ptr failure;
+    try {
+      process(job.get(), worker);
+    } catch (...) {
+      failure = std::current_exception();
+    }
+    job.reset();  // without the lock, as its destructor is the host's
+    lock.lock();
+    idle.push_back(worker);
+    if (round == rounds) {  // otherwise the job was dropped, and another one may have its slot
+      slot.failure = std::move(failure);
+      slot.processed = true;
+    }
+    mayProcess.notify_one();
+    changed.notify_all();
+  }
+
+  void WorkUntilClosed() {
+    Lock lock(mutex);
+    while (!closed) {
+      if (CanProcess()) {
+        ProcessNext(lock);
+      } else {
+        mayProcess.wait(lock);
+      }
+    }
+  }
+
+  /// Waits until something has changed, or processes a job meanwhile.
+  void WaitForChange(Lock& lock) {
+    if (options.callingThreads > 0 && CanProcess()) {
+      ProcessNext(lock);
+    } else {
+      changed.wait(lock);
+    }
+  }
+
+  void SubmitNow(Job& job) {
+    SlotOf(nextToSubmit++).job = std::move(job);
+    mayProcess.notify_one();
+    changed.notify_all();
+  }
+
+  void RefuseAfterFlush() const {
+    if (!flushed) return;
+    throw VIXError(ErrorCode::WrongOrder,
+                   "A job was submitted after Flush; call Receive until it returns nothing first");
+  }
+
+  Result TakeNext() {
+    Slot& slot = SlotOf(nextToReceive);
+    Result result{nextToReceive++, std::move(slot.job), std::exchange(slot.failure, nullptr)};
+    slot.processed = false;
+    changed.notify_all();
+    return result;
+  }
+
+  /// Moves all jobs out of the pool, to be destroyed without the lock.
+  std::vector<Slot> DropJobs() {
+    std::vector<Slot> dropped(slots.size());
+    dropped.swap(slots);
+    ++rounds;
+    nextToProcess = nextToReceive = nextToSubmit;
+    flushed = false;
+    return dropped;
+  }
+
+  const Process process;
+  const OrderedPoolOptions options;
+
+  std::mutex mutex;
+  std::condition_variable mayProcess;  ///< for the pool's own threads
+  std::condition_variable changed;     ///< for callers
+  // Guarded by the mutex:
+  std::vector<Slot> slots;
+  std::vector<unsigned> idle;  ///< workers
+  std::uint64_t rounds = 0;    ///< times that all jobs were dropped
+  std::uint64_t nextToSubmit = 0;
+  std::uint64_t nextToProcess = 0;
+  std::uint64_t nextToReceive = 0;
+  bool flushed = false;
+  bool interrupted = false;
+  bool closed = false;
+
+  std::vector<std::thread> threads;
+};
+
+OrderedPool::OrderedPool(Process process, const OrderedPoolOptions& options)
+    : state_(std::make_unique<State>(std::move(process), options)) {
+  State& state = *state_;
+  const unsigned callers = std::min(state.options.callingThreads, state.options.workers);
+  try {
+    for (unsigned i = callers; i < state.options.workers; ++i) {
+      state.threads.emplace_back([&state] { state.WorkUntilClosed(); });
+    }
+  } catch (const std::exception& error) {
+    // No memory or no more threads: continue with fewer, which is only slower.
+    if (state.threads.empty() && callers == 0) {
+      throw VIXError(ErrorCode::OutOfMemory,
+                     std::string("OrderedPool: no thread could be started: ") + error.what());
+    }
+  }
+}
+
+OrderedPool::~OrderedPool() {
+  Interrupt();
+  State& state = *state_;
+  {
+    const std::lock_guard lock(state.mutex);
+    state.closed = true;
+  }
+  state.mayProcess.notify_all();
+  for (std::thread& thread : state.threads) thread.join();
+}
+
+unsigned OrderedPool::GetWorkers() const {
+  return state_->options.workers;
+}
+
+std::size_t OrderedPool::GetMostInFlight() const {
+  return state_->options.mostInFlight;
+}
+
+bool OrderedPool::TrySubmit(Job& job) {
+  State& state = *state_;
+  const std::lock_guard lock(state.mutex);
+  state.RefuseAfterFlush();
+  if (state.interrupted || state.IsFull()) return false;
+  state.SubmitNow(job);
+  return true;
+}
+
+bool OrderedPool::Submit(Job job) {
+  State& state = *state_;
+  State::Lock lock(state.mutex);
+  state.RefuseAfterFlush();
+  while (!state.interrupted && state.IsFull()) state.WaitForChange(lock);
+  if (state.interrupted) return false;
+  state.SubmitNow(job);
+  return true;
+}
+
+std::optional<OrderedPool::Result> OrderedPool::TryReceive() {
+  State& state = *state_;
+  const std::lock_guard lock(state.mutex);
+  if (state.interrupted || !state.IsReady()) return std::nullopt;
+  return state.TakeNext();
+}
+
+std::optional<OrderedPool::Result> OrderedPool::Receive() {
+  State& state = *state_;
+  State::Lock lock(state.mutex);
+  for (;;) {
+    if (state.interrupted) return std::nullopt;
+    if (state.IsReady()) return state.TakeNext();
+    if (state.flushed && state.nextToReceive == state.nextToSubmit) {
+      state.flushed = false;
+      return std::nullopt;
+    }
+    state.WaitForChange(lock);
+  }
+}
+
+void OrderedPool::Flush() {
+  State& state = *state_;
+  {
+    const std::lock_guard lock(state.mutex);
+    state.flushed = true;
+  }
+  state.changed.notify_all();
+}
+
+void OrderedPool::Interrupt() {
+  State& state = *state_;
+  std::vector<State::Slot> dropped;  // outlives the lock
+  {
+    const std::lock_guard lock(state.mutex);
+    state.interrupted = true;
+    dropped = state.DropJobs();
+  }
+  state.changed.notify_all();
+}
+
+void OrderedPool::Restart() {
+  State& state = *state_;
+  Interrupt();
+  State::Lock lock(state.mutex);
+  state.changed.wait(lock, [&] { return state.idle.size() == state.options.workers; });
+  state.nextToSubmit = state.nextToProcess = state.nextToReceive = 0;
+  state.interrupted = false;
+}
+
+}  // namespace vix
