@@ -2,6 +2,7 @@
 #include "Allocators.h"
 
 #include <cstddef>
+#include <map>
 #include <memory>
 #include <mutex>
 #include <new>
@@ -89,15 +90,16 @@ class ExtBufferAllocator final : public IMemoryBlockAllocator {
   std::shared_ptr<const ExtBufferCallbacks> callbacks_;
 };
 
-struct CurrentExtBufferAllocator {
+struct NamedAllocators {
   std::mutex mutex;
-  std::shared_ptr<IMemoryBlockAllocator> allocator;
+  std::map<std::string, std::shared_ptr<IMemoryBlockAllocator>> byName;
+  std::uint64_t namesMade = 0;
 };
 
 // Never destroyed: destructors of static objects may still use it.
-CurrentExtBufferAllocator& GetCurrentExtBufferAllocator() {
-  static auto& current = *new CurrentExtBufferAllocator;
-  return current;
+NamedAllocators& GetNamedAllocators() {
+  static auto& allocators = *new NamedAllocators;
+  return allocators;
 }
 
 }  // namespace
@@ -128,23 +130,39 @@ std::shared_ptr<IMemoryBlock> CreateMemoryBlock(std::uint8_t* data, std::size_t 
 }
 
 std::shared_ptr<IMemoryBlockAllocator> GetAllocator(const std::string& name) {
-  if (name != kExtBufferAllocatorName) return nullptr;
-  CurrentExtBufferAllocator& current = GetCurrentExtBufferAllocator();
-  const std::lock_guard lock(current.mutex);
-  return current.allocator;
+  NamedAllocators& allocators = GetNamedAllocators();
+  const std::lock_guard lock(allocators.mutex);
+  const auto found = allocators.byName.find(name);
+  return found == allocators.byName.end() ? nullptr : found->second;
 }
 
 void SetExtBufferCallbacks(ExtBufferCallbacks callbacks) {
   if (!callbacks.allocate != !callbacks.release) {
-    throw VIXRuntimeError(std::string(kExtBufferAllocatorName) +
-                          " needs both callbacks or neither");
+    throw VIXError(ErrorCode::BadArgument,
+                   std::string(kExtBufferAllocatorName) + " needs both callbacks or neither");
   }
   std::shared_ptr<IMemoryBlockAllocator> allocator;
   if (callbacks.allocate) allocator = std::make_shared<ExtBufferAllocator>(std::move(callbacks));
-  CurrentExtBufferAllocator& current = GetCurrentExtBufferAllocator();
+  NamedAllocators& allocators = GetNamedAllocators();
   // The local outlives the lock, so the old callbacks are destroyed without it.
-  const std::lock_guard lock(current.mutex);
-  current.allocator.swap(allocator);
+  const std::lock_guard lock(allocators.mutex);
+  allocators.byName[kExtBufferAllocatorName].swap(allocator);
+}
+
+NamedAllocator::NamedAllocator(std::shared_ptr<IMemoryBlockAllocator> allocator) {
+  NamedAllocators& allocators = GetNamedAllocators();
+  const std::lock_guard lock(allocators.mutex);
+  name_ = "Driver " + std::to_string(++allocators.namesMade);
+  allocators.byName[name_] = std::move(allocator);
+}
+
+NamedAllocator::~NamedAllocator() {
+  NamedAllocators& allocators = GetNamedAllocators();
+  std::shared_ptr<IMemoryBlockAllocator> removed;  // outlives the lock, as above
+  const std::lock_guard lock(allocators.mutex);
+  const auto found = allocators.byName.find(name_);
+  removed = std::move(found->second);
+  allocators.byName.erase(found);
 }
 
 }  // namespace vix

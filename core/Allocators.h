@@ -6,6 +6,7 @@
 #include <cstdint>
 #include <memory>
 #include <new>
+#include <string>
 
 #include "vix/Buffers.h"
 
@@ -32,6 +33,21 @@ std::shared_ptr<IMemoryBlockAllocator> GetSystemAllocator();
 
 /// Creates a "Recycler" allocator with its own pool. It also implements IRecyclerStatistics.
 std::shared_ptr<IMemoryBlockAllocator> CreateRecycler();
+
+/// Makes an allocator available under a name while it exists. Any thread may use it.
+class NamedAllocator {
+ public:
+  /// Chooses a name that no other allocator has.
+  explicit NamedAllocator(std::shared_ptr<IMemoryBlockAllocator> allocator);
+  ~NamedAllocator();
+  NamedAllocator(const NamedAllocator&) = delete;
+  NamedAllocator& operator=(const NamedAllocator&) = delete;
+
+  const std::string& GetName() const { return name_; }
+
+ private:
+  std::string name_;
+};
 
 }  // namespace vix
 

@@ -19,6 +19,13 @@ constexpr EnumText<ElementFactoryType> kFactoryTypeLabels[] = {
     {ElementFactoryType::MemoryBlockAllocator, "MemoryBlockAllocator"},
 };
 
+constexpr EnumText<ProResCodecVariant> kVariantLabels[] = {
+    {ProResCodecVariant::Proxy, "Proxy"},
+    {ProResCodecVariant::LT, "LT"},
+    {ProResCodecVariant::Standard, "Standard"},
+    {ProResCodecVariant::HQ, "HQ"},
+};
+
 }  // namespace
 
 std::string GetLabel(VCodecFamily family) {
@@ -27,6 +34,10 @@ std::string GetLabel(VCodecFamily family) {
 
 std::string GetLabel(ElementFactoryType factoryType) {
   return TextOf(factoryType, kFactoryTypeLabels, "ElementFactoryType");
+}
+
+std::string GetLabel(ProResCodecVariant variant) {
+  return TextOf(variant, kVariantLabels, "ProResCodecVariant");
 }
 
 }  // namespace vix

@@ -108,6 +108,32 @@ struct ExtBufferCallbacks {
 /// callbacks that they were made with. Rejects one callback without the other.
 VIX_API void SetExtBufferCallbacks(ExtBufferCallbacks callbacks);
 
+/// A picture or a compressed frame for which a driver needs memory.
+struct FrameMemoryRequest {
+  FourCC fourcc = 0;         ///< pixel format; 0 = a compressed frame
+  std::uint32_t width = 0;   ///< pixels
+  std::uint32_t height = 0;  ///< rows in memory, those of one field if only one is decoded
+  std::uint32_t stride = 0;  ///< bytes of a row, from RawVideoUtils::GetStrides(); 0 if compressed
+  std::size_t bytes = 0;     ///< stride x height, or the bytes of the compressed frame
+};
+
+/// Memory that a host gives to a driver.
+struct FrameMemory {
+  std::uint8_t* data = nullptr;  ///< stride x height bytes, or those of the frame; null = no memory
+  std::uint32_t stride = 0;      ///< bytes from one row to the next; 0 = as requested
+};
+
+/// Callbacks with which a host owns the memory of one driver's output. They are called on the
+/// thread that pushes a frame; `release` also on that of the last owner of a sample. They must not
+/// throw. `user` must stay valid until the last sample is destroyed.
+struct FrameMemoryCallbacks {
+  void* user = nullptr;  ///< passed to both
+  /// Returns the memory of one picture or frame.
+  FrameMemory (*allocate)(void* user, const FrameMemoryRequest& request) = nullptr;
+  /// Frees memory that `allocate` returned.
+  void (*release)(void* user, std::uint8_t* data) = nullptr;
+};
+
 }  // namespace vix
 
 #endif  // VIX_BUFFERS_H

@@ -114,6 +114,9 @@ VIX_API std::string GetLabel(VCodecFamily family);
 /// Returns the label of a factory type ("VideoDecoder", "VideoEncoder", "MemoryBlockAllocator");
 /// "ElementFactoryType 7" for the unknown type 7.
 VIX_API std::string GetLabel(ElementFactoryType factoryType);
+/// Returns the name of a variant ("Proxy", "LT", "Standard", "HQ"); "ProResCodecVariant 7" for the
+/// unknown variant 7.
+VIX_API std::string GetLabel(ProResCodecVariant variant);
 
 /// Traces an operation: it begins with the constructor and ends with the destructor.
 class VIX_API IMilestone {

@@ -9,6 +9,7 @@
 #include "vix/CodecHook.h"
 #include "vix/Diagnostics.h"
 #include "vix/ElementDriver.h"
+#include "vix/ElementPool.h"
 #include "vix/Elements.h"
 #include "vix/Error.h"
 #include "vix/Export.h"

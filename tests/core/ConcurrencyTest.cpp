@@ -62,7 +62,8 @@ class Concurrency : public ::testing::Test {
 void PassOneSample(ElementFactoryType factoryType) {
   ElementDriver driver(factoryType, "fake", "Pass");
   driver.Configure(driver.CreateConfig());
-  driver.Define(CreateInfoContainer(CreateVideoInfo(nullptr, nullptr, {}, {}), nullptr));
+  driver.Define(CreateInfoContainer(
+      CreateVideoInfo(CreateVideoParameters(VCodecFamily::Raw), nullptr, {}, {}), nullptr));
   const auto buffer = CreateBuffer(
       ImplementElement<ElementFactoryType::MemoryBlockAllocator>("vix", "Recycler", nullptr),
       nullptr);

@@ -22,7 +22,8 @@ using ::testing::StartsWith;
 constexpr const char* kName = "VideoDecoder.fake.Pass";
 
 std::shared_ptr<const IInfoContainer> MakeInput() {
-  return CreateInfoContainer(CreateVideoInfo(nullptr, nullptr, {}, {}), nullptr);
+  const auto parameters = CreateVideoParameters(VCodecFamily::Raw);
+  return CreateInfoContainer(CreateVideoInfo(parameters, nullptr, {}, {}), nullptr);
 }
 
 std::shared_ptr<const ISampleContainer> MakeSample() {
@@ -119,6 +120,9 @@ TEST_F(Driver, RejectsNullArguments) {
   EXPECT_THAT(ErrorTextOf([&] { driver.Configure(nullptr); }), StartsWith(kName));
   driver.Configure(driver.CreateConfig());
   EXPECT_THAT(ErrorTextOf([&] { driver.Define(nullptr); }), StartsWith(kName));
+  const auto bare = CreateInfoContainer(CreateVideoInfo(nullptr, nullptr, {}, {}), nullptr);
+  EXPECT_THAT(ErrorTextOf([&] { driver.Define(bare); }),
+              AllOf(StartsWith(kName), HasSubstr("without video parameters")));
   driver.Define(MakeInput());
   EXPECT_THAT(ErrorTextOf([&] { driver.Push(nullptr); }), StartsWith(kName));
 }
@@ -131,10 +135,10 @@ TEST_F(Driver, MayConfigureAndDefineAgain) {
   EXPECT_NE(driver.Pull(), nullptr);
 }
 
-TEST_F(Driver, PassesExceptionsOfTheElement) {
+TEST_F(Driver, NamesTheElementAndTheCallInFailuresOfTheElement) {
   driver.Configure(driver.CreateConfig());
   EXPECT_EQ(ErrorTextOf([&] { driver.Define(CreateInfoContainer(nullptr, nullptr)); }),
-            "no stream");
+            std::string(kName) + ": Define failed: no stream");
   EXPECT_THAT(ErrorTextOf([&] { driver.Push(MakeSample()); }), HasSubstr("call Define"))
       << "a failed Define() must not count";
 }
@@ -142,7 +146,7 @@ TEST_F(Driver, PassesExceptionsOfTheElement) {
 TEST_F(Driver, NamesTheElementAsTheContextOfItsCalls) {
   Define();
   EXPECT_EQ(ErrorTextOf([&] { driver.Push(CreateSampleContainer(nullptr, nullptr)); }),
-            std::string("no sample in ") + kName);
+            std::string(kName) + ": Push failed: no sample in " + kName);
   EXPECT_EQ(GetCurrentContextString(), "");
 }
 
@@ -164,7 +168,8 @@ TEST_F(Driver, ReleasesAnElementWhoseReleaseThrows) {
   const auto config = driver.CreateConfig();
   config->SetBool("FailRelease", true);
   driver.Configure(config);
-  EXPECT_EQ(ErrorTextOf([&] { driver.Release(); }), "release failed");
+  EXPECT_EQ(ErrorTextOf([&] { driver.Release(); }),
+            std::string(kName) + ": Release failed: release failed");
   driver.Release();
   EXPECT_THAT(ErrorTextOf([&] { driver.CreateConfig(); }), HasSubstr("after Release"));
 }

@@ -1,0 +1,248 @@
+// SPDX-License-Identifier: BSD-2-Clause
+#include "driver/DrivenElement.h"
+
+#include <span>
+#include <utility>
+
+#include "vix/RawVideoUtils.h"
+#include "vix/WorkflowStepImplementation.h"
+
+namespace vix {
+namespace {
+
+std::shared_ptr<IMediaFilter> MakeElement(ElementFactoryType factoryType,
+                                          const std::string& implementation,
+                                          const std::string& type) {
+  switch (factoryType) {
+    case ElementFactoryType::VideoDecoder:
+      return ImplementElement<ElementFactoryType::VideoDecoder>(implementation, type, nullptr);
+    case ElementFactoryType::VideoEncoder:
+      return ImplementElement<ElementFactoryType::VideoEncoder>(implementation, type, nullptr);
+    default:
+      return nullptr;
+  }
+}
+
+std::span<const std::uint8_t> BytesOf(const ISample& sample) {
+  const auto buffer = sample.GetBuffer();
+  if (!buffer || buffer->GetData() == nullptr) return {};
+  return {buffer->GetData(), buffer->GetSize()};
+}
+
+std::shared_ptr<const IVideoParameters> ParametersOf(const IInfoContainer& stream) {
+  const auto info = OnlyOne(stream.GetInfo());
+  return info ? info->GetVideoParameters() : nullptr;
+}
+
+/// Rejects a raw frame that is shorter than its description: elements do not check the size.
+void CheckRawFrame(const IVideoSample& sample) {
+  const auto raw =
+      std::dynamic_pointer_cast<const IVideoParameters_RAW>(sample.GetVideoParameters());
+  if (!raw || (raw->GetFourCC() != kFourCC_UYVY && raw->GetFourCC() != kFourCC_V210)) return;
+  const std::uint32_t described = RawVideoUtils::GetFrameBytes(raw->GetFourCC(), VideoChroma::C422,
+                                                               raw->GetWidth(), raw->GetHeight());
+  const std::size_t held = BytesOf(sample).size();
+  if (held >= described) return;
+  throw VIXError(ErrorCode::Truncated, "a frame of " + std::to_string(held) +
+                                           " bytes; its description requires " +
+                                           std::to_string(described));
+}
+
+StreamShape ReadSourceShape(const IVideoSample& sample) {
+  const auto parameters = sample.GetVideoParameters();
+  if (!std::dynamic_pointer_cast<const IVideoParameters_RAW>(parameters)) {
+    throw VIXError(ErrorCode::BadArgument, "a frame without a description of raw video");
+  }
+  CheckDescription(*parameters, true);
+  return ShapeOf(*parameters);
+}
+
+/// Lets the codec hook see one frame.
+class HookScope {
+ public:
+  explicit HookScope(DrivenElement& element) : element_(element) {
+    element_.report.reset();
+    if (element_.hook) element_.hook->BeginFrame(element_.codecThreads);
+  }
+  ~HookScope() {
+    if (element_.hook) element_.report = element_.hook->EndFrame();
+  }
+  HookScope(const HookScope&) = delete;
+  HookScope& operator=(const HookScope&) = delete;
+
+ private:
+  DrivenElement& element_;
+};
+
+}  // namespace
+
+DrivenElement::DrivenElement(ElementFactoryType factoryType, const std::string& implementation,
+                             const std::string& type)
+    : factoryType_(factoryType),
+      implementation_(implementation),
+      type_(type),
+      name_(GetLabel(factoryType) + '.' + implementation + '.' + type),
+      isProRes_(type == GetLabel(VCodecFamily::ProRes)),
+      isEncoder_(factoryType == ElementFactoryType::VideoEncoder) {
+  if (!GetFactory(factoryType, implementation, type)) {
+    Reject(ErrorCode::NotFound, "no plug-in has registered an element with type=\"" + type +
+                                    "\"; load its plug-in first");
+  }
+  element_ = Do("the element cannot be made: ",
+                [&] { return MakeElement(factoryType, implementation, type); });
+  manifest_ = GetManifest(factoryType, implementation, type);
+  if (!element_ || !manifest_) Reject(ErrorCode::Failed, "the factory made no video element");
+}
+
+Settings DrivenElement::ReadSettings(const IParametersCollectionInstance& config) const {
+  Settings settings(*GetSchema(), config);
+  if (hostAllocator_ && settings.IsSet(kAllocatorParameter)) {
+    throw VIXError(ErrorCode::BadArgument,
+                   "an \"Allocator\" although SetFrameMemory gives the memory");
+  }
+  return settings;
+}
+
+bool DrivenElement::HasAllocator() const {
+  for (const ParameterDescription& parameter : GetSchema()->GetDescriptions()) {
+    if (parameter.name == kAllocatorParameter) return true;
+  }
+  return false;
+}
+
+void DrivenElement::ConfigureElement() {
+  auto config = CreateParametersCollectionInstance(GetSchema());
+  settings_->Apply(*config);
+  if (hostAllocator_) config->SetString(kAllocatorParameter, hostAllocator_->GetName());
+  element_->SetInitConfig(std::move(config));
+}
+
+void DrivenElement::Apply(Effort effort) {
+  if (effort == Effort::Remake) element_ = MakeElement(factoryType_, implementation_, type_);
+  if (effort == Effort::Reopen) element_->Release();
+  ConfigureElement();
+  if (input_ && effort >= Effort::Define) DefineElement(input_);
+}
+
+void DrivenElement::Change(Settings settings) {
+  const Effort effort = settings_ ? settings.ChangeFrom(*settings_) : Effort::Configure;
+  auto previous = std::exchange(settings_, std::move(settings));
+  try {
+    Apply(effort);
+  } catch (...) {
+    settings_ = std::move(previous);
+    if (settings_) Apply(Effort::Remake);
+    throw;
+  }
+}
+
+void DrivenElement::CheckInput(const IInfoContainer& stream) const {
+  for (const auto& info : stream.GetInfo()) {
+    if (!info || !info->GetVideoParameters()) {
+      throw VIXError(ErrorCode::BadArgument, "a stream without video parameters");
+    }
+  }
+  const auto parameters = ParametersOf(stream);
+  if (isProRes_ && parameters) CheckDescription(*parameters, isEncoder_);
+}
+
+void DrivenElement::DefineElement(const Stream& stream) {
+  element_->DefineInput(stream, "");
+  const bool decodesFields = settings_->IsTrue("SkipField");
+  output_ = OutputStream(element_->GetDefinedOutput(""), isProRes_ && !isEncoder_, decodesFields);
+  input_ = stream;
+}
+
+/// Returns true if a decoder that may be open writes another picture than the stream's.
+bool DrivenElement::NeedsReopening(const IInfoContainer& stream) const {
+  if (!isProRes_ || !input_) return false;
+  const auto before = ParametersOf(*input_);
+  const auto after = ParametersOf(stream);
+  return !after || !ShapeOf(*before).Matches(ShapeOf(*after));
+}
+
+void DrivenElement::Define(const Stream& stream) {
+  if (NeedsReopening(*stream)) element_->Release();
+  try {
+    DefineElement(stream);
+  } catch (...) {
+    if (input_) DefineElement(input_);
+    throw;
+  }
+}
+
+void DrivenElement::Follow(const StreamShape& frame) {
+  const auto defined = ParametersOf(*input_);
+  if (ShapeOf(*defined).Matches(frame)) return;
+  if (inputChange == InputChange::Refuse) {
+    throw VIXError(ErrorCode::FormatChanged,
+                   "a frame of " + frame.GetText() + " in a stream of " +
+                       ShapeOf(*defined).GetText() +
+                       "; call Define for the new stream, or SetInputChange once to let the " +
+                       "driver do it");
+  }
+  const auto parameters = CopyOf(defined);
+  SetShape(frame, *parameters);
+  const auto channel = OnlyOne(input_->GetInfo())->GetChannelInfo();
+  const auto stream = CreateInfoContainer(CreateVideoInfo(parameters, channel, {}, {}), nullptr);
+  CheckInput(*stream);
+  Define(stream);
+}
+
+std::optional<FrameShape> DrivenElement::Inspect(const Sample& sample) {
+  if (sample) CheckRawFrame(*sample);
+  if (!isProRes_ || !sample) return std::nullopt;
+  if (isEncoder_) {
+    Follow(ReadSourceShape(*sample));
+    return std::nullopt;
+  }
+  const FrameShape frame = ReadFrameShape(BytesOf(*sample));
+  Follow(frame.shape);
+  return frame;
+}
+
+DrivenElement::Container DrivenElement::Process(const Container& container, FailedCall call) {
+  try {
+    const HookScope scope(*this);
+    if (hostMemory_) hostMemory_->Expect(output_.GetPicture());
+    element_->PushSample(container);
+    // Taken at once: an element has no operation that reports whether an output is waiting.
+    return element_->GetSample();
+  } catch (...) {
+    call.report = report;
+    RethrowWithCause(call);
+  }
+}
+
+std::shared_ptr<const IBuffer> DrivenElement::ToHostMemory(
+    const std::shared_ptr<const IBuffer>& buffer) {
+  if (!hostMemory_ || !buffer) return buffer;
+  if (hostAllocator_) return hostMemory_->Take(buffer);
+  const auto parameters = ParametersOf(*input_);
+  return hostMemory_->Copy(*buffer, parameters->GetWidth(), parameters->GetHeight());
+}
+
+DrivenElement::Container DrivenElement::Complete(const Container& produced, const Sample& pushed) {
+  const Sample sample = produced ? OnlyOne(produced->GetVideoSamples(nullptr, nullptr)) : nullptr;
+  if (!isProRes_ || !sample || !pushed) return produced;
+  const std::size_t described = output_.GetPicture().bytes;
+  const std::size_t held = BytesOf(*sample).size();
+  if (described != 0 && held != described) {
+    Reject(ErrorCode::Failed, "the element returned a picture of " + std::to_string(held) +
+                                  " bytes; its description requires " + std::to_string(described));
+  }
+  return output_.Complete(*sample, *pushed, ToHostMemory(sample->GetBuffer()));
+}
+
+void DrivenElement::Release() {
+  const std::shared_ptr<IMediaFilter> element = std::move(element_);
+  element->ClearInternalBuffer();
+  element->Release();
+}
+
+void DrivenElement::SetFrameMemory(const FrameMemoryCallbacks& callbacks) {
+  hostMemory_ = std::make_shared<HostMemory>(callbacks);
+  if (!isEncoder_ && HasAllocator()) hostAllocator_ = std::make_unique<NamedAllocator>(hostMemory_);
+}
+
+}  // namespace vix

@@ -1,0 +1,28 @@
+// SPDX-License-Identifier: BSD-2-Clause
+#ifndef CORE_DRIVER_FAILURES_H
+#define CORE_DRIVER_FAILURES_H
+
+#include <cstddef>
+#include <optional>
+#include <string>
+
+#include "driver/StreamShape.h"
+#include "vix/CodecHook.h"
+
+namespace vix {
+
+/// What is known of a failed call, beside its exception.
+struct FailedCall {
+  std::string beginning;              ///< of the text of the error
+  std::optional<CodecReport> report;  ///< of the codec library
+  std::optional<FrameShape> frame;    ///< that was decoded
+  std::size_t frameBytes = 0;
+};
+
+/// Rethrows the exception that is being handled as a VIXError with the best known cause. Its text
+/// contains the exception's text. Exceptions that are no std::exception are rethrown as they are.
+[[noreturn]] void RethrowWithCause(const FailedCall& call);
+
+}  // namespace vix
+
+#endif  // CORE_DRIVER_FAILURES_H

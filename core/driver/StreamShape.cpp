@@ -1,0 +1,163 @@
+// SPDX-License-Identifier: BSD-2-Clause
+#include "driver/StreamShape.h"
+
+#include <algorithm>
+#include <array>
+#include <string>
+#include <vector>
+
+#include "EnumText.h"
+#include "FourCCText.h"
+#include "bitstream/BigEndian.h"
+#include "bitstream/FrameHeader.h"
+#include "bitstream/PictureGeometry.h"
+#include "vix/RawVideoUtils.h"
+#include "vix/Registry.h"
+
+namespace vix {
+namespace {
+
+constexpr std::uint32_t kLeastEncodedSide = 2;
+constexpr std::uint32_t kLeastDecodedSide = 1;
+constexpr std::uint32_t kMostSide = 65535;
+
+constexpr std::size_t kPrefixBytes = 8;
+constexpr std::size_t kIdentifierOffset = 4;
+constexpr std::array<std::uint8_t, 4> kFrameIdentifier{'i', 'c', 'p', 'f'};
+/// A frame header states its own size in 16 bits.
+constexpr std::size_t kMostHeaderBytes = 65535;
+
+constexpr EnumText<std::int32_t> kChromaTexts[] = {
+    {static_cast<std::int32_t>(VideoChroma::C422), "4:2:2"},
+    {static_cast<std::int32_t>(VideoChroma::C444), "4:4:4"},
+};
+
+bool IsBare(std::span<const std::uint8_t> frame) {
+  return frame.size() < kPrefixBytes ||
+         !std::equal(kFrameIdentifier.begin(), kFrameIdentifier.end(),
+                     frame.begin() + kIdentifierOffset);
+}
+
+/// Returns the start of a bare frame after a prefix.
+std::vector<std::uint8_t> AddPrefix(std::span<const std::uint8_t> frame) {
+  std::vector<std::uint8_t> prefixed(kPrefixBytes);
+  std::ranges::copy(kFrameIdentifier, prefixed.begin() + kIdentifierOffset);
+  const auto header = frame.first(std::min(frame.size(), kMostHeaderBytes));
+  prefixed.insert(prefixed.end(), header.begin(), header.end());
+  return prefixed;
+}
+
+prores::FrameHeader ParseHeader(std::span<const std::uint8_t> frame, std::size_t frameBytes) {
+  prores::FrameHeader header;
+  std::span<const std::uint8_t> pictures;
+  switch (prores::ParseFrameHeader(frame, header, pictures)) {
+    case prores::Status::kSuccess:
+      return header;
+    case prores::Status::kTruncated:
+      throw VIXError(ErrorCode::Truncated, "a frame of " + std::to_string(frameBytes) +
+                                               " bytes, which ends within its header");
+    case prores::Status::kUnsupported:
+      throw VIXError(ErrorCode::Unsupported, "a frame of an unknown version of the bitstream");
+    default:
+      throw VIXError(ErrorCode::Damaged, "a frame of " + std::to_string(frameBytes) +
+                                             " bytes without a valid ProRes frame header");
+  }
+}
+
+void CheckSide(const char* name, std::uint32_t value, std::uint32_t least) {
+  if (value >= least && value <= kMostSide) return;
+  throw VIXError(ErrorCode::BadArgument, std::string("a ") + name + " of " + std::to_string(value) +
+                                             "; allowed: " + std::to_string(least) + " to " +
+                                             std::to_string(kMostSide));
+}
+
+void CheckScanMode(ScanMode scanMode) {
+  if (scanMode == ScanMode::Interlaced || scanMode == ScanMode::Progressive) return;
+  throw VIXError(ErrorCode::BadArgument, "the unknown scan mode " +
+                                             std::to_string(static_cast<std::int32_t>(scanMode)) +
+                                             "; allowed: 1 (interlaced), 2 (progressive)");
+}
+
+/// Decoders disagree about two fields that need different numbers of macroblock rows.
+void CheckFields(const StreamShape& shape) {
+  constexpr auto kMode = prores::InterlaceMode::kTopFieldFirst;
+  const auto rows = [&](unsigned field) {
+    return prores::GeometryOf(shape.height, kMode, field).MacroblockRows();
+  };
+  if (shape.scanMode != ScanMode::Interlaced || rows(0) == rows(1)) return;
+  throw VIXError(ErrorCode::Unsupported,
+                 "an interlaced height of " + std::to_string(shape.height) +
+                     ", whose fields have different numbers of macroblock rows; crop or pad a row");
+}
+
+void CheckRaw(const IVideoParameters_RAW& raw) {
+  const FourCC fourcc = raw.GetFourCC();
+  if (fourcc != kFourCC_UYVY && fourcc != kFourCC_V210) {
+    throw VIXError(ErrorCode::Unsupported,
+                   "the pixel format " + FourCCText(fourcc) + R"(; allowed: "UYVY", "V210")");
+  }
+  // Throws if the picture does not fit a buffer.
+  RawVideoUtils::GetFrameBytes(fourcc, VideoChroma::C422, raw.GetWidth(), raw.GetHeight());
+}
+
+}  // namespace
+
+bool StreamShape::Matches(const StreamShape& other) const {
+  return width == other.width && height == other.height && scanMode == other.scanMode &&
+         (chroma == other.chroma || chroma == 0 || other.chroma == 0);
+}
+
+std::string StreamShape::GetText() const {
+  std::string text = std::to_string(width) + 'x' + std::to_string(height) + ' ' +
+                     (scanMode == ScanMode::Interlaced ? "interlaced" : "progressive");
+  if (chroma != 0) text += ' ' + TextOf(chroma, kChromaTexts, "chroma");
+  return text;
+}
+
+StreamShape ShapeOf(const IVideoParameters& parameters) {
+  return {parameters.GetWidth(), parameters.GetHeight(), parameters.GetScanMode(),
+          parameters.GetVideoProperty1()};
+}
+
+void SetShape(const StreamShape& shape, IVideoParameters& parameters) {
+  parameters.SetWidth(shape.width);
+  parameters.SetHeight(shape.height);
+  parameters.SetStoredWidth(shape.width);
+  parameters.SetStoredHeight(shape.height);
+  parameters.SetScanMode(shape.scanMode);
+  if (shape.chroma != 0) parameters.SetVideoProperty1(shape.chroma);
+}
+
+FrameShape ReadFrameShape(std::span<const std::uint8_t> frame) {
+  FrameShape found;
+  found.isBare = IsBare(frame);
+  const prores::FrameHeader header =
+      found.isBare ? ParseHeader(AddPrefix(frame), frame.size()) : ParseHeader(frame, frame.size());
+  found.isSupported = header.version == 0;
+  if (!found.isBare) found.stated = prores::ReadU32(frame.data());
+  found.shape = {header.width, header.height,
+                 header.interlaceMode == prores::InterlaceMode::kProgressive ? ScanMode::Progressive
+                                                                             : ScanMode::Interlaced,
+                 static_cast<std::int32_t>(header.chromaFormat)};
+  return found;
+}
+
+void CheckDescription(const IVideoParameters& parameters, bool isEncoded) {
+  const StreamShape shape = ShapeOf(parameters);
+  const std::uint32_t least = isEncoded ? kLeastEncodedSide : kLeastDecodedSide;
+  CheckSide("width", shape.width, least);
+  CheckSide("height", shape.height, least);
+  CheckScanMode(shape.scanMode);
+  if (!isEncoded) return;
+  CheckFields(shape);
+  if (const auto* raw = dynamic_cast<const IVideoParameters_RAW*>(&parameters)) CheckRaw(*raw);
+}
+
+std::shared_ptr<IVideoParameters> CopyOf(
+    const std::shared_ptr<const IVideoParameters>& parameters) {
+  auto copy = CreateVideoParameters(parameters->GetCodecFamily());
+  copy->CopyFrom(parameters);
+  return copy;
+}
+
+}  // namespace vix

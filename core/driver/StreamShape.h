@@ -1,0 +1,62 @@
+// SPDX-License-Identifier: BSD-2-Clause
+#ifndef CORE_DRIVER_STREAMSHAPE_H
+#define CORE_DRIVER_STREAMSHAPE_H
+
+/// @file
+/// The properties of a stream that fix the memory of its pictures, as its description and its
+/// frames state them.
+
+#include <cstdint>
+#include <memory>
+#include <span>
+#include <string>
+
+#include "vix/Buffers.h"
+#include "vix/Error.h"
+#include "vix/StreamDescription.h"
+#include "vix/Types.h"
+
+namespace vix {
+
+/// Size, scan mode and chroma of a stream.
+struct StreamShape {
+  std::uint32_t width = 0;   ///< pixels
+  std::uint32_t height = 0;  ///< rows of the frame
+  ScanMode scanMode = ScanMode::Progressive;
+  std::int32_t chroma = 0;  ///< a VideoChroma; 0 = not stated
+
+  /// Returns true if both agree in all that both state.
+  bool Matches(const StreamShape& other) const;
+  /// Returns for example "1920x1080 interlaced 4:2:2".
+  std::string GetText() const;
+};
+
+StreamShape ShapeOf(const IVideoParameters& parameters);
+
+/// Sets the properties of `shape` in a description.
+void SetShape(const StreamShape& shape, IVideoParameters& parameters);
+
+/// What the header of a ProRes frame says.
+struct FrameShape {
+  StreamShape shape;
+  bool isBare = false;       ///< XT layout, without prefix
+  bool isSupported = true;   ///< false = a version of the bitstream that elements refuse
+  std::uint32_t stated = 0;  ///< bytes of the frame according to its prefix; 0 = none
+};
+
+/// Reads the header of a frame in either layout.
+/// @throws VIXError without the name of an element: Truncated, Damaged or Unsupported
+FrameShape ReadFrameShape(std::span<const std::uint8_t> frame);
+
+/// Rejects a description that an element for ProRes could not process: sizes, scan modes, pixel
+/// formats, heights of interlaced pictures.
+/// @param isEncoded true = the description of an encoder's input
+/// @throws VIXError without the name of an element: BadArgument or Unsupported
+void CheckDescription(const IVideoParameters& parameters, bool isEncoded);
+
+/// Returns a copy of a description.
+std::shared_ptr<IVideoParameters> CopyOf(const std::shared_ptr<const IVideoParameters>& parameters);
+
+}  // namespace vix
+
+#endif  // CORE_DRIVER_STREAMSHAPE_H
