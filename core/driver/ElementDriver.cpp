@@ -9,7 +9,7 @@
 
 namespace vix {
 
-struct ElementDriver::State {
+struct [[gnu::visibility("hidden")]] ElementDriver::State {
   /// Progress of a driver, and the call that leads to each stage.
   enum Stage { Created, Configured, Defined };
   static constexpr const char* kCallLeadingTo[] = {"the constructor", "Configure", "Define"};

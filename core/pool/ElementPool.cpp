@@ -22,7 +22,7 @@ void Attach(PoolFrame& frame, Work work) {
 
 }  // namespace
 
-struct ElementPool::State {
+struct [[gnu::visibility("hidden")]] ElementPool::State {
   /// What a frame is processed with. Each part is immutable, and compared by its address.
   struct Setup {
     std::shared_ptr<const IParametersCollectionInstance> config;
