@@ -7,29 +7,16 @@
 #include <string>
 #include <vector>
 
+#include "pixels/FormatRows.h"
 #include "vix/Error.h"
 
 namespace vix::RawVideoUtils {
 namespace {
 
-/// Packing of pixels into whole groups.
-struct Packing {
-  FourCC fourcc;
-  std::uint32_t pixelsPerGroup;
-  std::uint32_t bytesPerGroup;
-};
-
-constexpr Packing kPackings[] = {
-    {kFourCC_UYVY, 2, 4},
-    {kFourCC_V210, 48, 128},
-};
-
-/// Returns null for a code that is not listed.
-const Packing* FindPacking(FourCC fourcc) {
-  for (const Packing& packing : kPackings) {
-    if (packing.fourcc == fourcc) return &packing;
-  }
-  return nullptr;
+/// Returns null for a format that the elements do not handle.
+const pixels::Format* FindFormat(FourCC fourcc) {
+  if (fourcc != kFourCC_UYVY && fourcc != kFourCC_V210) return nullptr;
+  return pixels::FindFormat(PixelFormat{fourcc});
 }
 
 std::uint32_t CheckedTo32Bits(std::uint64_t bytes, unsigned int width, unsigned int height) {
@@ -42,11 +29,8 @@ std::uint32_t CheckedTo32Bits(std::uint64_t bytes, unsigned int width, unsigned 
 }
 
 std::uint32_t GetStride(FourCC fourcc, unsigned int width, unsigned int height) {
-  const Packing* const packing = FindPacking(fourcc);
-  if (packing == nullptr) return 0;
-  const std::uint64_t groups =
-      (std::uint64_t{width} + packing->pixelsPerGroup - 1) / packing->pixelsPerGroup;
-  return CheckedTo32Bits(groups * packing->bytesPerGroup, width, height);
+  const pixels::Format* const format = FindFormat(fourcc);
+  return format == nullptr ? 0 : CheckedTo32Bits(format->RowBytes(0, width), width, height);
 }
 
 }  // namespace

@@ -16,6 +16,7 @@
 #include "vix/Logging.h"
 #include "vix/OrderedPool.h"
 #include "vix/Parameters.h"
+#include "vix/PixelConversion.h"
 #include "vix/PluginLoader.h"
 #include "vix/ProResRates.h"
 #include "vix/RawVideoUtils.h"

@@ -35,6 +35,7 @@ ALLOWED = {
     "include/ProRes": ["include/ProRes"],
     "src": ["src", "include"],
     "core": ["core", "include", "codec/cpu", "codec/bitstream"],
+    "core/pixels": ["core/pixels", "include", "codec/pixel", "codec/cpu"],
     "codec/api": ["codec", "include/ProRes"],
     "codec/decode": ["codec/decode", "codec/pixel", "codec/bitstream", "codec/parallel",
                      "codec/Kernels.h", *CODEC_BASE],
