@@ -8,9 +8,8 @@
 /// A planar picture as in Y4M is the Y plane, then Cb, then Cr, with no gaps between rows; a chroma
 /// row has half the width, rounded up. "UYVY" has one byte a sample, "V210" 10 bits in two bytes,
 /// the lower byte first.
-///
-/// libzimg reads and writes planar pictures only, so that the packing is done here.
 
+#include <array>
 #include <cstddef>
 #include <cstdint>
 #include <span>
@@ -35,17 +34,10 @@ void PackPicture(const StreamFormat& format, std::span<const std::uint8_t> plana
 void UnpackPicture(const StreamFormat& format, std::span<const std::uint8_t> packed,
                    std::span<std::uint8_t> planar);
 
-/// First bytes of a row in each plane.
-template <typename Byte>
-struct PlanarRow {
-  Byte* y;
-  Byte* cb;
-  Byte* cr;
-};
-
 /// Unpacks one row of a packed picture.
-void UnpackRow(const StreamFormat& format, std::span<const std::uint8_t> packed, std::size_t row,
-               const PlanarRow<std::uint8_t>& samples);
+/// @param samples first bytes of the row in each plane
+void UnpackRow(const StreamFormat& format, std::span<const std::uint8_t> packed, std::uint32_t row,
+               const std::array<std::uint8_t*, 3>& samples);
 
 /// One plane of a picture, with no gaps between rows. Borrows its samples.
 struct SamplePlane {
