@@ -4,12 +4,15 @@
 #include <unistd.h>
 
 #include <algorithm>
+#include <atomic>
 #include <cassert>
 #include <chrono>
+#include <cstdint>
 #include <cstdio>
 #include <cstdlib>
 #include <ctime>
 #include <functional>
+#include <limits>
 #include <memory>
 #include <mutex>
 #include <string>
@@ -17,6 +20,7 @@
 #include <utility>
 
 #include "EnumText.h"
+#include "vix/Diagnostics.h"
 #include "vix/Error.h"
 
 namespace vix {
@@ -27,12 +31,39 @@ constexpr EnumText<LogLevel> kLevelWords[] = {
     {LogLevel::Info, "INFO"},   {LogLevel::Debug, "DEBUG"},
 };
 
-struct CurrentWriter {
-  std::mutex mutex;
-  std::shared_ptr<ILoggerWriter> writer;
+void CheckThreshold(LogLevel level) {
+  if (level < LogLevel::Fatal || level > LogLevel::Debug) {
+    throw VIXError(ErrorCode::BadArgument, "log threshold " + ToString(level) +
+                                               " is not a level from " + ToString(LogLevel::Fatal) +
+                                               " to " + ToString(LogLevel::Debug));
+  }
+}
+
+/// Prints records down to a threshold in the form that elements use without a writer.
+class DefaultLoggerWriter final : public ILoggerWriter {
+ public:
+  void Write(LogLevel level, const char* message, const char* /*context*/,
+             const char* /*sourceFile*/, const char* /*line*/, const char* /*reserved*/,
+             const char* /*threadId*/, const char* /*time*/) override {
+    if (level <= threshold) WriteStandardErrorLine(level, message);
+  }
+
+  std::atomic<LogLevel> threshold = LogLevel::Warning;
 };
 
 // Never destroyed: destructors of static objects may still log.
+const std::shared_ptr<DefaultLoggerWriter>& GetDefaultWriter() {
+  static const auto& writer =
+      *new std::shared_ptr<DefaultLoggerWriter>(std::make_shared<DefaultLoggerWriter>());
+  return writer;
+}
+
+struct CurrentWriter {
+  std::mutex mutex;
+  std::shared_ptr<ILoggerWriter> writer = GetDefaultWriter();
+};
+
+// Never destroyed, like the default writer.
 CurrentWriter& GetCurrentWriter() {
   static auto& current = *new CurrentWriter;
   return current;
@@ -50,11 +81,12 @@ class LineLoggerWriter final : public ILoggerWriter {
  public:
   using Sink = std::function<void(LogLevel, const std::string&)>;
 
-  explicit LineLoggerWriter(Sink sink) : sink_(std::move(sink)) {}
+  LineLoggerWriter(LogLevel threshold, Sink sink) : threshold_(threshold), sink_(std::move(sink)) {}
 
   void Write(LogLevel level, const char* message, const char* context, const char* sourceFile,
              const char* line, const char* /*reserved*/, const char* threadId,
              const char* time) override {
+    if (level > threshold_) return;
     std::string text = std::string(time) + ' ' + ToString(level) + " [" + threadId + "] ";
     if (*context != '\0') text.append(context).append(": ");
     text.append(message).append(" (").append(FileName(sourceFile));
@@ -68,8 +100,15 @@ class LineLoggerWriter final : public ILoggerWriter {
 
  private:
   std::recursive_mutex mutex_;
+  LogLevel threshold_;
   Sink sink_;
 };
+
+std::shared_ptr<ILoggerWriter> MakeLineLoggerWriter(LogLevel threshold,
+                                                    LineLoggerWriter::Sink sink) {
+  if (!sink) throw VIXError(ErrorCode::BadArgument, "CreateLineLoggerWriter got an empty sink");
+  return std::make_shared<LineLoggerWriter>(threshold, std::move(sink));
+}
 
 }  // namespace
 
@@ -86,10 +125,30 @@ void SetCurrentLoggerWriter(std::shared_ptr<ILoggerWriter> writer) {
   current.writer.swap(writer);
 }
 
+std::shared_ptr<ILoggerWriter> GetDefaultLoggerWriter() {
+  return GetDefaultWriter();
+}
+
+void SetLogThreshold(LogLevel level) {
+  CheckThreshold(level);
+  GetDefaultWriter()->threshold = level;
+}
+
+LogLevel GetLogThreshold() noexcept {
+  return GetDefaultWriter()->threshold;
+}
+
 std::shared_ptr<ILoggerWriter> CreateLineLoggerWriter(
     std::function<void(LogLevel, const std::string& line)> sink) {
-  if (!sink) throw VIXRuntimeError("CreateLineLoggerWriter got an empty sink");
-  return std::make_shared<LineLoggerWriter>(std::move(sink));
+  // Levels that the core does not name reach the sink, too.
+  constexpr auto kEvery = static_cast<LogLevel>(std::numeric_limits<std::int32_t>::max());
+  return MakeLineLoggerWriter(kEvery, std::move(sink));
+}
+
+std::shared_ptr<ILoggerWriter> CreateLineLoggerWriter(
+    LogLevel threshold, std::function<void(LogLevel, const std::string& line)> sink) {
+  CheckThreshold(threshold);
+  return MakeLineLoggerWriter(threshold, std::move(sink));
 }
 
 std::string GetCurrentTimeString() {

@@ -25,10 +25,21 @@ class VIX_API ILoggerWriter {
                      const char* threadId, const char* time) = 0;
 };
 
-/// Returns the current writer, or null if there is none.
+/// Returns the current writer, or null if there is none. Initially this is the default writer.
 VIX_API std::shared_ptr<ILoggerWriter> GetCurrentLoggerWriter();
-/// Replaces the current writer; null removes it.
+/// Replaces the current writer. Null removes it: elements then print every record to the standard
+/// error stream, milestones included.
 VIX_API void SetCurrentLoggerWriter(std::shared_ptr<ILoggerWriter> writer);
+
+/// Returns the default writer, to make it current again. It prints "LEVEL message" lines to the
+/// standard error stream for records that are at least as severe as its threshold.
+VIX_API std::shared_ptr<ILoggerWriter> GetDefaultLoggerWriter();
+/// Sets the least severe level that the default writer prints, initially Warning. Other writers
+/// receive every record. Rejects an unknown level.
+VIX_API void SetLogThreshold(LogLevel level);
+/// Returns the least severe level that the default writer prints.
+VIX_API LogLevel GetLogThreshold() noexcept;
+
 /// Creates a writer that formats each record as one line and passes it, without newline, to `sink`:
 /// "time LEVEL [thread] context: message (file:line)", without "context: " if there is none, and
 /// with the file's name only. Line breaks become spaces. Calls of the sink from different threads
@@ -36,6 +47,10 @@ VIX_API void SetCurrentLoggerWriter(std::shared_ptr<ILoggerWriter> writer);
 /// sink reach the caller of Write(). Rejects an empty sink.
 VIX_API std::shared_ptr<ILoggerWriter> CreateLineLoggerWriter(
     std::function<void(LogLevel, const std::string& line)> sink);
+/// Creates a writer like the one above that drops records less severe than `threshold`. Rejects an
+/// unknown level, too.
+VIX_API std::shared_ptr<ILoggerWriter> CreateLineLoggerWriter(
+    LogLevel threshold, std::function<void(LogLevel, const std::string& line)> sink);
 
 /// Returns local date and time with milliseconds and UTC offset (ISO 8601), for example
 /// "2024-05-17T09:30:01.250+02:00".

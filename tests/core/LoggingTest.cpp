@@ -12,6 +12,7 @@
 #include <vector>
 
 #include "ErrorText.h"
+#include "vix/Diagnostics.h"
 #include "vix/Logging.h"
 #include "vix/Registry.h"
 
@@ -24,11 +25,60 @@ using ::testing::MatchesRegex;
 
 class Logger : public ::testing::Test {
  protected:
-  ~Logger() override { SetCurrentLoggerWriter(nullptr); }
+  ~Logger() override {
+    SetCurrentLoggerWriter(GetDefaultLoggerWriter());
+    SetLogThreshold(LogLevel::Warning);
+  }
+
+  /// Writes one record of each level and returns what appears on the standard error stream.
+  static std::string WriteEveryLevel() {
+    testing::internal::CaptureStderr();
+    for (const LogLevel level :
+         {LogLevel::Fatal, LogLevel::Error, LogLevel::Warning, LogLevel::Info, LogLevel::Debug}) {
+      WriteLogRecord(level, "[message]", 1, "File.cpp");
+    }
+    return testing::internal::GetCapturedStderr();
+  }
 };
 
-TEST_F(Logger, HasNoWriterUntilOneIsSet) {
-  EXPECT_EQ(GetCurrentLoggerWriter(), nullptr);
+TEST_F(Logger, PrintsWarningsAndErrorsAtFirst) {
+  EXPECT_EQ(GetCurrentLoggerWriter(), GetDefaultLoggerWriter());
+  EXPECT_EQ(GetLogThreshold(), LogLevel::Warning);
+  EXPECT_EQ(WriteEveryLevel(), "FATAL [message]\nERROR [message]\nWARNING [message]\n");
+}
+
+TEST_F(Logger, PrintsDownToTheThreshold) {
+  SetLogThreshold(LogLevel::Fatal);
+  EXPECT_EQ(WriteEveryLevel(), "FATAL [message]\n");
+  SetLogThreshold(LogLevel::Info);
+  EXPECT_EQ(GetLogThreshold(), LogLevel::Info);
+  EXPECT_EQ(WriteEveryLevel(),
+            "FATAL [message]\nERROR [message]\nWARNING [message]\nINFO [message]\n");
+}
+
+TEST_F(Logger, RejectsAnUnknownThreshold) {
+  for (const int level : {0, 6}) {
+    EXPECT_THAT(ErrorTextOf([&] { SetLogThreshold(static_cast<LogLevel>(level)); }),
+                HasSubstr("LogLevel " + std::to_string(level)));
+  }
+  EXPECT_EQ(GetLogThreshold(), LogLevel::Warning);
+}
+
+TEST_F(Logger, LeavesEveryRecordToOtherWriters) {
+  std::vector<LogLevel> levels;
+  SetCurrentLoggerWriter(
+      CreateLineLoggerWriter([&](LogLevel level, const std::string&) { levels.push_back(level); }));
+  EXPECT_EQ(WriteEveryLevel(), "");
+  EXPECT_EQ(levels.size(), 5u);
+}
+
+TEST_F(Logger, LeavesEveryRecordToElementsWithoutAWriter) {
+  SetCurrentLoggerWriter(nullptr);
+  SetLogThreshold(LogLevel::Fatal);
+  EXPECT_THAT(WriteEveryLevel(), HasSubstr("DEBUG [message]\n"));
+}
+
+TEST_F(Logger, ReplacesAndRemovesTheWriter) {
   const auto writer = CreateLineLoggerWriter([](LogLevel, const std::string&) {});
   SetCurrentLoggerWriter(writer);
   EXPECT_EQ(GetCurrentLoggerWriter(), writer);
@@ -95,6 +145,16 @@ TEST(LineLogger, PassesExceptionsOfTheSinkAndStaysUsable) {
   EXPECT_THROW(write(), std::runtime_error);
   std::thread(write).join();
   EXPECT_EQ(calls, 2);
+}
+
+TEST(LineLogger, DropsRecordsBelowItsThreshold) {
+  std::vector<std::string> lines;
+  const auto writer = CreateLineLoggerWriter(
+      LogLevel::Error, [&](LogLevel, const std::string& line) { lines.push_back(line); });
+  writer->Write(LogLevel::Warning, "slow", "", "File.cpp", "1", "", "1", "noon");
+  writer->Write(LogLevel::Error, "failed", "", "File.cpp", "2", "", "1", "noon");
+  EXPECT_THAT(lines, ElementsAre("noon ERROR [1] failed (File.cpp:2)"));
+  EXPECT_THAT(ErrorTextOf([] { CreateLineLoggerWriter(LogLevel{}, {}); }), HasSubstr("LogLevel 0"));
 }
 
 TEST(LineLogger, RejectsAnEmptySink) {

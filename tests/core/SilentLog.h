@@ -12,7 +12,7 @@ struct SilentLog {
     vix::SetCurrentLoggerWriter(
         vix::CreateLineLoggerWriter([](vix::LogLevel, const std::string&) {}));
   }
-  ~SilentLog() { vix::SetCurrentLoggerWriter(nullptr); }
+  ~SilentLog() { vix::SetCurrentLoggerWriter(vix::GetDefaultLoggerWriter()); }
   SilentLog(const SilentLog&) = delete;
   SilentLog& operator=(const SilentLog&) = delete;
 };
