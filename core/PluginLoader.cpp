@@ -16,6 +16,7 @@
 #include <utility>
 #include <vector>
 
+#include "LibraryFile.h"
 #include "RegistryTable.h"
 #include "vix/Buffers.h"
 #include "vix/Error.h"
@@ -26,8 +27,9 @@ namespace {
 
 constexpr const char* kEntryName = "RegisterAll";
 
-[[noreturn]] void RejectPlugin(const std::string& path, const std::string& reason) {
-  throw VIXRuntimeError("Cannot load plug-in \"" + path + "\": " + reason);
+[[noreturn]] void RejectPlugin(const std::string& path, const std::string& reason,
+                               ErrorCode code = ErrorCode::Failed) {
+  throw VIXError(code, "Cannot load plug-in \"" + path + "\": " + reason);
 }
 
 /// Returns true while this thread throws or handles an exception: its destructor may be code of a
@@ -95,6 +97,8 @@ class Library {
   Library(const Library&) = delete;
   Library& operator=(const Library&) = delete;
 
+  /// Returns what identifies the library in memory.
+  const void* GetHandle() const { return handle_; }
   /// Returns the address of an exported function, or null.
   void* FindFunction(const char* name) const { return dlsym(handle_, name); }
 
@@ -170,17 +174,25 @@ std::shared_ptr<IElementFactory> HoldFactory(const std::shared_ptr<Library>& lib
   return Hold(library, factory);
 }
 
+/// Why a plug-in cannot be used; an empty reason = it can.
+struct LoadFailure {
+  std::string reason;
+  ErrorCode code = ErrorCode::Failed;
+};
+
 /// Calls the plug-in's entry. Returns the text of its exception, which is destroyed by then,
-/// because its code is in the library; empty = success.
-std::string CallEntry(void* entry, const std::string& registrant) {
+/// because its code is in the library.
+LoadFailure CallEntry(void* entry, const std::string& registrant) {
   const auto registerAll = reinterpret_cast<void (*)(const char*)>(entry);
   try {
     registerAll(registrant.c_str());
     return {};
+  } catch (const VIXError& error) {
+    return {std::string(kEntryName) + " failed: " + error.what(), error.GetCode()};
   } catch (const std::exception& error) {
-    return std::string(kEntryName) + " failed: " + error.what();
+    return {std::string(kEntryName) + " failed: " + error.what()};
   } catch (...) {
-    return std::string(kEntryName) + " failed with an unknown exception type";
+    return {std::string(kEntryName) + " failed with an unknown exception type"};
   }
 }
 
@@ -189,33 +201,38 @@ class Plugin final : public IPlugin {
   Plugin(std::string path, std::shared_ptr<Library> library)
       : path_(std::move(path)), library_(std::move(library)) {}
   ~Plugin() override {
-    RegistryTable::Instance().RemoveIf(
-        [this](const Registration& registration) { return registration.plugin == library_.get(); });
+    RegistryTable::Instance().RemoveIf([this](const Registration& registration) {
+      return registration.origin.plugin == library_.get();
+    });
   }
   Plugin(const Plugin&) = delete;
   Plugin& operator=(const Plugin&) = delete;
 
   std::string GetPath() const override { return path_; }
 
-  /// Calls the library's entry and adds its registrations. Returns an error text; empty = success.
-  std::string Register(const std::string& registrant) const {
+  /// Calls the library's entry and adds its registrations.
+  LoadFailure Register(const std::string& registrant) const {
     void* const entry = library_->FindFunction(kEntryName);
-    if (entry == nullptr) return std::string("it does not export ") + kEntryName;
+    if (entry == nullptr) return {std::string("it does not export ") + kEntryName};
 
     RegistrationCollector collector;
-    std::string failure = CallEntry(entry, registrant);
-    if (!failure.empty()) return failure;
+    LoadFailure failure = CallEntry(entry, registrant);
+    if (!failure.reason.empty()) return failure;
+
+    std::error_code error;
+    const PluginOrigin origin{library_.get(), library_->GetHandle(),
+                              std::filesystem::weakly_canonical(path_, error).string()};
 
     std::vector<Registration>& registrations = collector.GetRegistrations();
     for (Registration& registration : registrations) {
-      registration.plugin = library_.get();
+      registration.origin = origin;
       registration.factory = HoldFactory(library_, registration.factory);
       registration.entry = Hold(library_, registration.entry);
     }
     try {
       RegistryTable::Instance().Add(registrations);
-    } catch (const VIXRuntimeError& error) {
-      return error.what();
+    } catch (const VIXError& taken) {
+      return {taken.what(), taken.GetCode()};
     }
     return {};
   }
@@ -232,16 +249,20 @@ std::shared_ptr<IPlugin> LoadPlugin(const std::string& path, const std::string& 
   // dlopen() would search a bare name in the system's library folders.
   const std::string absolute = std::filesystem::absolute(path, error).string();
   if (path.empty() || !std::filesystem::exists(absolute, error)) {
-    RejectPlugin(path, "no such file");
+    RejectPlugin(path, "no such file", ErrorCode::NotFound);
   }
+  // A named pipe, for example, would block its reader.
+  if (!GetFileId(absolute)) RejectPlugin(absolute, "it is not a file", ErrorCode::BadArgument);
+  const std::string truncation = FindTruncation(absolute);
+  if (!truncation.empty()) RejectPlugin(absolute, truncation, ErrorCode::Truncated);
   ParkedLibraries::Instance().UnloadOwn();
-  std::string failure;
+  LoadFailure failure;
   {
     auto plugin = std::make_shared<Plugin>(absolute, std::make_shared<Library>(absolute));
     failure = plugin->Register(registrant);
-    if (failure.empty()) return plugin;
+    if (failure.reason.empty()) return plugin;
   }
-  RejectPlugin(absolute, failure);  // the library is unloaded by now
+  RejectPlugin(absolute, failure.reason, failure.code);  // the library is unloaded by now
 }
 
 }  // namespace vix

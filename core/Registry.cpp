@@ -54,13 +54,15 @@ void CheckCoreId(const std::string& coreId) {
     wanted = ParseVersion(std::string_view(coreId).substr(kCoreIdPrefix.size()));
   }
   if (!wanted) {
-    throw VIXRuntimeError("RegisterFactory: malformed core identity \"" + coreId + "\"; expected " +
-                          "the identity of a version major.minor.patch.build.revision");
+    throw VIXError(ErrorCode::BadArgument,
+                   "RegisterFactory: malformed core identity \"" + coreId + "\"; expected " +
+                       "the identity of a version major.minor.patch.build.revision");
   }
   if (*wanted != kThisCore) {
-    throw VIXRuntimeError("RegisterFactory: core identity \"" + coreId + "\" is not compatible " +
-                          "with this core, whose version is " + std::to_string(kThisCore.major) +
-                          '.' + std::to_string(kThisCore.minor));
+    throw VIXError(ErrorCode::Unsupported,
+                   "RegisterFactory: core identity \"" + coreId + "\" is not compatible " +
+                       "with this core, whose version is " + std::to_string(kThisCore.major) + '.' +
+                       std::to_string(kThisCore.minor));
   }
 }
 
@@ -74,7 +76,8 @@ Registration ReadEntry(std::shared_ptr<const IParametersCollectionInstance> entr
   registration.entry = std::move(entry);
   return registration;
 } catch (const VIXRuntimeError& error) {
-  throw VIXRuntimeError(std::string("RegisterFactory: incomplete registry entry: ") + error.what());
+  throw VIXError(ErrorCode::BadArgument,
+                 std::string("RegisterFactory: incomplete registry entry: ") + error.what());
 }
 
 std::shared_ptr<const IParametersCollectionInstance> MakeRecyclerEntry() {
@@ -86,16 +89,33 @@ std::shared_ptr<const IParametersCollectionInstance> MakeRecyclerEntry() {
   return entry;
 }
 
-/// Adds one registration to `table`, in place of the same registrant's earlier one if there is one.
+/// Names who made a registration, for messages.
+std::string DescribeOwner(const Registration& registration) {
+  if (!registration.registrant) return "the core";
+  std::string text = "registrant \"" + *registration.registrant + '"';
+  if (registration.origin.plugin) text += " with plug-in \"" + registration.origin.path + '"';
+  return text;
+}
+
+/// Returns whether a registration may take the place of an earlier one. What a program registers
+/// itself replaces, and is replaced by, what its plug-ins register under the same registrant.
+bool MayReplace(const Registration& present, const Registration& addition) {
+  if (present.registrant != addition.registrant) return false;
+  return !present.origin.plugin || !addition.origin.plugin ||
+         present.origin.IsSameLibrary(addition.origin);
+}
+
+/// Adds one registration to `table`, in place of the one that it may replace.
 void Insert(std::list<Registration>& table, const Registration& addition) {
   const auto taken = std::find_if(table.begin(), table.end(), [&](const Registration& present) {
     return present.key == addition.key;
   });
   if (taken != table.end()) {
-    if (taken->registrant != addition.registrant) {
-      throw VIXRuntimeError("RegisterFactory: " + addition.key.GetText() + " belongs to " +
-                            (taken->registrant ? "registrant \"" + *taken->registrant + '"'
-                                               : std::string("the core")));
+    if (!MayReplace(*taken, addition)) {
+      throw VIXError(ErrorCode::AlreadyExists, "RegisterFactory: " + addition.key.GetText() +
+                                                   " belongs to " + DescribeOwner(*taken) +
+                                                   " and cannot be registered by " +
+                                                   DescribeOwner(addition));
     }
     table.erase(taken);
   }
@@ -190,13 +210,15 @@ void RegisterFactory(std::string registrant, std::string coreId,
                      std::shared_ptr<IElementFactory> factory,
                      std::shared_ptr<const IParametersCollectionInstance> registryEntry) {
   CheckCoreId(coreId);
-  if (!factory) throw VIXRuntimeError("RegisterFactory: the factory is null");
-  if (!registryEntry) throw VIXRuntimeError("RegisterFactory: the registry entry is null");
+  if (!factory) throw VIXError(ErrorCode::BadArgument, "RegisterFactory: the factory is null");
+  if (!registryEntry)
+    throw VIXError(ErrorCode::BadArgument, "RegisterFactory: the registry entry is null");
 
   Registration registration = ReadEntry(std::move(registryEntry));
   if (factory->GetFactoryType() != registration.key.factoryType) {
-    throw VIXRuntimeError("RegisterFactory: " + registration.key.GetText() + " got a " +
-                          GetLabel(factory->GetFactoryType()) + " factory");
+    throw VIXError(ErrorCode::BadArgument, "RegisterFactory: " + registration.key.GetText() +
+                                               " got a " + GetLabel(factory->GetFactoryType()) +
+                                               " factory");
   }
   registration.registrant = std::move(registrant);
   registration.factory = std::move(factory);

@@ -27,11 +27,23 @@ struct RegistryKey {
   std::string GetText() const;
 };
 
+/// The plug-in that made a registration.
+struct PluginOrigin {
+  const void* plugin = nullptr;   ///< identifies one LoadPlugin() call; null = no plug-in
+  const void* library = nullptr;  ///< identifies the library in memory
+  std::string path;               ///< the library's file, without symbolic links
+
+  /// Returns whether both are the same library, or newer and older contents of one file.
+  bool IsSameLibrary(const PluginOrigin& other) const {
+    return library == other.library || path == other.path;
+  }
+};
+
 /// One row of the registry.
 struct Registration {
   RegistryKey key;
   std::optional<std::string> registrant;  ///< nullopt = the core, whose registrations are fixed
-  const void* plugin = nullptr;           ///< identifies the loaded plug-in; null = none
+  PluginOrigin origin;
   std::shared_ptr<IElementFactory> factory;
   std::shared_ptr<const IParametersCollectionInstance> entry;
   std::shared_ptr<const IParametersCollectionInstance> manifest;
@@ -45,7 +57,8 @@ class RegistryTable {
 
   static RegistryTable& Instance();
 
-  /// Adds all registrations, or throws and adds none if a key belongs to another registrant.
+  /// Adds all registrations, or throws and adds none if a key belongs to another registrant or to
+  /// another library of the same registrant.
   void Add(const std::vector<Registration>& additions);
   void RemoveIf(const Predicate& predicate);
   std::optional<Registration> Find(const RegistryKey& key) const;

@@ -2,9 +2,14 @@
 #ifndef VIX_PLUGINLOADER_H
 #define VIX_PLUGINLOADER_H
 
+/// @file
+/// Loading of plug-ins. Any thread may call every function.
+
 #include <memory>
 #include <string>
+#include <vector>
 
+#include "vix/Error.h"
 #include "vix/Export.h"
 
 namespace vix {
@@ -26,8 +31,11 @@ class VIX_API IPlugin {
 /// when the entry returns. A relative path is relative to the working directory; no other folder is
 /// searched.
 ///
-/// Throws a VIXRuntimeError that names path and reason if the file, a dependency or the entry is
-/// missing or if the registration fails; nothing stays registered then. Any thread may call it.
+/// Throws a VIXError that names path and reason if the file, a dependency or the entry is missing,
+/// if the file is truncated (ErrorCode::Truncated), if a key belongs to another registrant or to
+/// another library (ErrorCode::AlreadyExists), or if the entry fails. Nothing stays registered
+/// then. A library may be loaded again under the same registrant; the newer registrations take the
+/// place of the older ones.
 VIX_API std::shared_ptr<IPlugin> LoadPlugin(const std::string& path, const std::string& registrant);
 
 }  // namespace vix

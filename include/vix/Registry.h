@@ -82,9 +82,10 @@ VIX_API std::shared_ptr<const IParametersCollectionPrototype> GetRegistryEntryPr
 VIX_API std::string GetVIXCoreIdInternal(std::string version);
 
 /// Adds a factory under the key of its entry. Replaces an earlier registration of the same
-/// registrant under that key and rejects a key of another registrant. Rejects an incompatible core
-/// identity, null pointers, an incomplete entry, and a factory whose type is not the entry's
-/// "class". The core's own "Recycler" cannot be replaced.
+/// registrant under that key. Rejects a key of another registrant, and of another plug-in of the
+/// same registrant (a VIXError with ErrorCode::AlreadyExists that names both). Rejects an
+/// incompatible core identity, null pointers, an incomplete entry, and a factory whose type is not
+/// the entry's "class". The core's own "Recycler" cannot be replaced.
 ///
 /// While LoadPlugin() runs the plug-in's entry on this thread, the registration takes effect when
 /// the entry returns.

@@ -21,4 +21,16 @@ std::string ErrorTextOf(Call call) {
   return {};
 }
 
+/// Returns the code of the VIXError that `call` must throw.
+template <typename Call>
+vix::ErrorCode ErrorCodeOf(Call call) {
+  try {
+    call();
+  } catch (const vix::VIXError& error) {
+    return error.GetCode();
+  }
+  ADD_FAILURE() << "the call threw no VIXError";
+  return {};
+}
+
 #endif  // TESTS_CORE_ERRORTEXT_H

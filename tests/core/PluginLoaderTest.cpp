@@ -1,11 +1,17 @@
 // SPDX-License-Identifier: BSD-2-Clause
 #include <dlfcn.h>
+#include <elf.h>
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
+#include <sys/stat.h>
+#include <unistd.h>
 
+#include <cstddef>
+#include <cstdint>
 #include <cstdio>
 #include <filesystem>
 #include <fstream>
+#include <limits>
 #include <memory>
 #include <string>
 
@@ -165,6 +171,109 @@ TEST_F(PluginLoader, LetsARegistrantLoadAPluginAgain) {
   EXPECT_EQ(GetFactory(kDecoder, "fake", "Pass"), nullptr);
 }
 
+/// A file in a folder of this test, removed at the end.
+class TemporaryCopy {
+ public:
+  explicit TemporaryCopy(const std::string& source)
+      : path_(testing::TempDir() + "core_tests_" + std::to_string(getpid()) + ".so") {
+    std::filesystem::copy_file(source, path_, std::filesystem::copy_options::overwrite_existing);
+  }
+  ~TemporaryCopy() { std::filesystem::remove(path_); }
+  TemporaryCopy(const TemporaryCopy&) = delete;
+  TemporaryCopy& operator=(const TemporaryCopy&) = delete;
+
+  const std::string& GetPath() const { return path_; }
+
+ private:
+  std::string path_;
+};
+
+TEST_F(PluginLoader, RejectsAnotherLibraryWithTheKeysOfALoadedOne) {
+  const TemporaryCopy copy(FAKE_PLUGIN);
+  const auto plugin = LoadPlugin(FAKE_PLUGIN, "test");
+  const auto entries = GetRegistryEntries();
+  const auto load = [&] { LoadPlugin(copy.GetPath(), "test"); };
+  EXPECT_THAT(ErrorTextOf(load),
+              AllOf(HasSubstr("VideoDecoder.fake.Pass belongs to"), HasSubstr(FAKE_PLUGIN),
+                    HasSubstr("cannot be registered by registrant \"test\" with plug-in \"" +
+                              copy.GetPath() + '"')));
+  EXPECT_EQ(ErrorCodeOf(load), ErrorCode::AlreadyExists);
+  EXPECT_EQ(GetRegistryEntries(), entries);
+  EXPECT_FALSE(IsLoaded(copy.GetPath().c_str()));
+}
+
+TEST_F(PluginLoader, TakesALinkToALibraryForTheSameLibrary) {
+  const std::string link = testing::TempDir() + "core_tests_link.so";
+  std::filesystem::remove(link);
+  std::filesystem::create_symlink(FAKE_PLUGIN, link);
+  const auto first = LoadPlugin(FAKE_PLUGIN, "test");
+  const auto entries = GetRegistryEntries().size();
+  const auto second = LoadPlugin(link, "test");
+  EXPECT_EQ(GetRegistryEntries().size(), entries);
+  std::filesystem::remove(link);
+}
+
+TEST_F(PluginLoader, LoadsTheNewContentsOfAFile) {
+  const TemporaryCopy copy(FAKE_PLUGIN);
+  const auto older = LoadPlugin(copy.GetPath(), "test");
+  std::filesystem::remove(copy.GetPath());
+  std::filesystem::copy_file(FAKE_PLUGIN, copy.GetPath());
+  const auto entries = GetRegistryEntries().size();
+  const auto newer = LoadPlugin(copy.GetPath(), "test");
+  EXPECT_EQ(GetRegistryEntries().size(), entries);
+}
+
+TEST_F(PluginLoader, RejectsATruncatedLibrary) {
+  const TemporaryCopy copy(FAKE_PLUGIN);
+  const auto load = [&] { LoadPlugin(copy.GetPath(), "test"); };
+  // Each length below the size of the headers, and about 300 others.
+  constexpr std::uintmax_t kHeaders = 64 + 16 * 56;
+  const std::uintmax_t step = std::filesystem::file_size(copy.GetPath()) / 300;
+  for (auto bytes = std::filesystem::file_size(copy.GetPath()) - 1; bytes > 0;
+       bytes -= bytes > kHeaders + step ? step : 1) {
+    std::filesystem::resize_file(copy.GetPath(), bytes);
+    ASSERT_THAT(ErrorTextOf(load),
+                AllOf(HasSubstr(copy.GetPath()), HasSubstr(bytes < 64 ? "too short" : "truncated")))
+        << bytes << " bytes";
+    if (bytes >= 64) {
+      ASSERT_EQ(ErrorCodeOf(load), ErrorCode::Truncated);
+    }
+  }
+}
+
+/// Overwrites a number in a file.
+template <typename Number>
+void Patch(const std::string& path, std::size_t offset, Number number) {
+  std::fstream file(path, std::ios::in | std::ios::out | std::ios::binary);
+  file.seekp(static_cast<std::streamoff>(offset));
+  file.write(reinterpret_cast<const char*>(&number), sizeof number);
+}
+
+TEST_F(PluginLoader, RejectsHeadersThatLeadOutOfTheFile) {
+  constexpr auto kLargest = std::numeric_limits<std::uint64_t>::max();
+  for (const std::size_t field : {offsetof(Elf64_Ehdr, e_phoff), offsetof(Elf64_Ehdr, e_shoff),
+                                  sizeof(Elf64_Ehdr) + offsetof(Elf64_Phdr, p_offset),
+                                  sizeof(Elf64_Ehdr) + offsetof(Elf64_Phdr, p_filesz)}) {
+    for (const std::uint64_t value : {kLargest, kLargest - 100, std::uint64_t{1} << 40}) {
+      const TemporaryCopy copy(FAKE_PLUGIN);
+      Patch(copy.GetPath(), field, value);
+      EXPECT_EQ(ErrorCodeOf([&] { LoadPlugin(copy.GetPath(), "test"); }), ErrorCode::Truncated)
+          << "field " << field;
+    }
+  }
+}
+
+TEST_F(PluginLoader, RejectsWhatIsNotAFile) {
+  const std::string pipe = testing::TempDir() + "core_tests_pipe.so";
+  std::filesystem::remove(pipe);
+  ASSERT_EQ(mkfifo(pipe.c_str(), 0600), 0);
+  for (const std::string& path : {pipe, std::string("/")}) {
+    EXPECT_THAT(ErrorTextOf([&] { LoadPlugin(path, "test"); }),
+                AllOf(HasSubstr('"' + path + '"'), HasSubstr("not a file")));
+  }
+  std::filesystem::remove(pipe);
+}
+
 TEST_F(PluginLoader, RejectsAPluginWithKeysOfAnotherRegistrant) {
   const auto plugin = LoadPlugin(FAKE_PLUGIN, "test");
   const auto entries = GetRegistryEntries();
@@ -192,6 +301,7 @@ TEST_F(PluginLoader, RejectsAMissingFile) {
     EXPECT_THAT(ErrorTextOf([&] { LoadPlugin(path, "test"); }),
                 AllOf(HasSubstr('"' + std::string(path) + '"'), HasSubstr("no such file")));
   }
+  EXPECT_EQ(ErrorCodeOf([] { LoadPlugin("nowhere.so", "test"); }), ErrorCode::NotFound);
 }
 
 TEST_F(PluginLoader, RejectsAFileThatIsNotALibrary) {
