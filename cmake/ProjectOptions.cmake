@@ -34,6 +34,9 @@ if(VIX_COVERAGE)
   add_link_options(--coverage)
 endif()
 
+# Folder of plug-ins beside the libraries (vix::GetPluginFolder()).
+set(VIX_PLUGIN_FOLDER vix-plugins-${PROJECT_VERSION_MAJOR})
+
 # vix_shared_library(target): sets version, soname and run path of a library of this project. The
 # libraries lie side by side in the build tree as in every installation, so that one run path serves
 # both. (A run path that CMake changes on installation is padded with empty elements until then.)

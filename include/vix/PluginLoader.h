@@ -38,6 +38,32 @@ class VIX_API IPlugin {
 /// place of the older ones.
 VIX_API std::shared_ptr<IPlugin> LoadPlugin(const std::string& path, const std::string& registrant);
 
+/// A file or folder that LoadPlugins() could not use.
+struct PluginFailure {
+  std::string path;    ///< as found, or as VIX_PLUGIN_PATH names it
+  ErrorCode code;      ///< cause
+  std::string reason;  ///< text for users, which contains the path
+};
+
+/// Result of LoadPlugins().
+struct LoadedPlugins {
+  std::vector<std::shared_ptr<IPlugin>> plugins;  ///< in the order in which they were loaded
+  std::vector<PluginFailure> failures;            ///< in the order in which they were found
+};
+
+/// Returns the default folder of LoadPlugins(), "vix-plugins-1" beside the core library, whether or
+/// not it exists; empty if the core library was moved after it was loaded.
+VIX_API std::string GetPluginFolder();
+
+/// Loads every plug-in of some folders with LoadPlugin(): of the folders in the environment
+/// variable VIX_PLUGIN_PATH, which are separated by colons, or, if it is not set or empty, of the
+/// default folder. Files whose names end in ".so" are plug-ins. The order is that of the folders,
+/// and of the names within each. A library that is found twice is loaded once. A file that fails
+/// does not prevent others. Ignored are empty names, and, with a failure, folders that do not exist
+/// or whose names do not begin with '/'. Programs with more rights than their user (setuid) ignore
+/// the variable.
+VIX_API LoadedPlugins LoadPlugins(const std::string& registrant);
+
 }  // namespace vix
 
 #endif  // VIX_PLUGINLOADER_H

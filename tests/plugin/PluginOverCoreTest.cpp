@@ -4,6 +4,7 @@
 
 #include <algorithm>
 #include <cstdint>
+#include <cstdlib>
 #include <memory>
 #include <optional>
 #include <stdexcept>
@@ -92,6 +93,15 @@ TEST_F(PluginOverCoreTest, RegistersTheDecoderThenTheEncoder) {
     EXPECT_EQ(entry->GetString("implementation"), "vix");
     EXPECT_EQ(entry->GetString("type"), "ProRes");
   }
+}
+
+TEST_F(PluginOverCoreTest, IsFoundInThePluginFolder) {
+  unsetenv("VIX_PLUGIN_PATH");
+  const auto found = vix::LoadPlugins("test");
+  ASSERT_EQ(found.plugins.size(), 1U);
+  EXPECT_EQ(found.plugins.front()->GetPath(),
+            vix::GetPluginFolder() + "/libvixVideoCodecProRes.so");
+  EXPECT_TRUE(found.failures.empty());
 }
 
 TEST_F(PluginOverCoreTest, ReportsTheFiveDefaults) {
