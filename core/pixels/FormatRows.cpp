@@ -6,27 +6,89 @@
 namespace vix::pixels {
 namespace {
 
-constexpr std::size_t ChromaSamples(std::size_t pixels) {
+/// Depth of samples after Widen().
+constexpr int kWidenedBits = 10;
+
+/// Returns the pairs of pixels; each has one sample of Cb and one of Cr.
+constexpr std::size_t Pairs(std::size_t pixels) {
   return (pixels + 1) / 2;
 }
 
-// --- Readers
+/// Completes the last pair of an odd width.
+template <typename Sample>
+void RepeatLastPixel(Sample* samples, std::size_t pixels) {
+  if (pixels % 2 != 0) samples[pixels] = samples[pixels - 1];
+}
+
+// --- Formats of 8 bits
 
 void ReadUyvy(const RowKernels& kernels, const Format& /*format*/, const SourceRow& row,
               std::size_t pixels, Strip& strip) {
-  kernels.unpackUyvy(row[0], pixels, {strip.y.data(), strip.cb.data(), strip.cr.data()});
+  kernels.separateBytes(row[0], strip.bytes.cbcr.data(), strip.bytes.y.data(), 2 * Pairs(pixels));
 }
 
-void ReadYuy2(const RowKernels& kernels, const Format& format, const SourceRow& row,
-              std::size_t pixels, Strip& strip) {
-  alignas(64) std::array<std::uint8_t, 2 * kStripPixels> uyvy;
-  kernels.swapBytes(row[0], uyvy.data(), 2 * ChromaSamples(pixels));
-  ReadUyvy(kernels, format, {uyvy.data()}, pixels, strip);
+void WriteUyvy(const RowKernels& kernels, const SampleScale& /*scale*/, Strip& strip,
+               std::size_t pixels, const TargetRow& row) {
+  RepeatLastPixel(strip.bytes.y.data(), pixels);
+  kernels.interleaveBytes(strip.bytes.cbcr.data(), strip.bytes.y.data(), row[0], 2 * Pairs(pixels));
 }
+
+void ReadYuy2(const RowKernels& kernels, const Format& /*format*/, const SourceRow& row,
+              std::size_t pixels, Strip& strip) {
+  kernels.separateBytes(row[0], strip.bytes.y.data(), strip.bytes.cbcr.data(), 2 * Pairs(pixels));
+}
+
+void WriteYuy2(const RowKernels& kernels, const SampleScale& /*scale*/, Strip& strip,
+               std::size_t pixels, const TargetRow& row) {
+  RepeatLastPixel(strip.bytes.y.data(), pixels);
+  kernels.interleaveBytes(strip.bytes.y.data(), strip.bytes.cbcr.data(), row[0], 2 * Pairs(pixels));
+}
+
+void ReadI422(const RowKernels& kernels, const Format& /*format*/, const SourceRow& row,
+              std::size_t pixels, Strip& strip) {
+  std::copy_n(row[0], pixels, strip.bytes.y.data());
+  kernels.interleaveBytes(row[1], row[2], strip.bytes.cbcr.data(), Pairs(pixels));
+}
+
+void WriteI422(const RowKernels& kernels, const SampleScale& /*scale*/, Strip& strip,
+               std::size_t pixels, const TargetRow& row) {
+  std::copy_n(strip.bytes.y.data(), pixels, row[0]);
+  kernels.separateBytes(strip.bytes.cbcr.data(), row[1], row[2], Pairs(pixels));
+}
+
+void ReadNv16(const RowKernels& /*kernels*/, const Format& /*format*/, const SourceRow& row,
+              std::size_t pixels, Strip& strip) {
+  std::copy_n(row[0], pixels, strip.bytes.y.data());
+  std::copy_n(row[1], 2 * Pairs(pixels), strip.bytes.cbcr.data());
+}
+
+void WriteNv16(const RowKernels& /*kernels*/, const SampleScale& /*scale*/, Strip& strip,
+               std::size_t pixels, const TargetRow& row) {
+  std::copy_n(strip.bytes.y.data(), pixels, row[0]);
+  std::copy_n(strip.bytes.cbcr.data(), 2 * Pairs(pixels), row[1]);
+}
+
+// --- Formats of more bits
 
 void ReadV210(const RowKernels& kernels, const Format& /*format*/, const SourceRow& row,
               std::size_t pixels, Strip& strip) {
-  kernels.unpackV210(row[0], pixels, {strip.y.data(), strip.cb.data(), strip.cr.data()});
+  Strip::Words& words = strip.words;
+  kernels.unpackV210(row[0], pixels, {words.y.data(), words.cb.data(), words.cr.data()});
+}
+
+void WriteV210(const RowKernels& kernels, const SampleScale& scale, Strip& strip,
+               std::size_t pixels, const TargetRow& row) {
+  Strip::Words& words = strip.words;
+  if (scale.down != 0) {
+    kernels.scaleWords(words.y.data(), words.y.data(), pixels, scale);
+    kernels.scaleWords(words.cb.data(), words.cb.data(), Pairs(pixels), scale);
+    kernels.scaleWords(words.cr.data(), words.cr.data(), Pairs(pixels), scale);
+  }
+  RepeatLastPixel(words.y.data(), pixels);
+  const auto whole = static_cast<std::uint32_t>(2 * Pairs(pixels));
+  kernels.packV210({words.y.data(), words.cb.data(), words.cr.data()}, whole, row[0]);
+  const std::size_t used = prores::PackedRowBytes(kWPRPixelFormatV210, whole);
+  std::fill(row[0] + used, row[0] + FindFormat(PixelFormat::V210)->RowBytes(0, pixels), 0);
 }
 
 /// Returns the scale from words of a format to samples.
@@ -36,116 +98,61 @@ SampleScale ReadingScale(const Format& format) {
   return scale;
 }
 
-void ReadPlanarBytes(const RowKernels& kernels, const Format& /*format*/, const SourceRow& row,
-                     std::size_t pixels, Strip& strip) {
-  kernels.widenBytes(row[0], strip.y.data(), pixels);
-  kernels.widenBytes(row[1], strip.cb.data(), ChromaSamples(pixels));
-  kernels.widenBytes(row[2], strip.cr.data(), ChromaSamples(pixels));
-}
-
 void ReadPlanarWords(const RowKernels& kernels, const Format& format, const SourceRow& row,
                      std::size_t pixels, Strip& strip) {
   const SampleScale scale = ReadingScale(format);
-  kernels.scaleWords(row[0], strip.y.data(), pixels, scale);
-  kernels.scaleWords(row[1], strip.cb.data(), ChromaSamples(pixels), scale);
-  kernels.scaleWords(row[2], strip.cr.data(), ChromaSamples(pixels), scale);
+  kernels.scaleWords(row[0], strip.words.y.data(), pixels, scale);
+  kernels.scaleWords(row[1], strip.words.cb.data(), Pairs(pixels), scale);
+  kernels.scaleWords(row[2], strip.words.cr.data(), Pairs(pixels), scale);
 }
 
-void ReadSemiPlanarBytes(const RowKernels& kernels, const Format& /*format*/, const SourceRow& row,
-                         std::size_t pixels, Strip& strip) {
-  kernels.widenBytes(row[0], strip.y.data(), pixels);
-  kernels.splitBytes(row[1], strip.cb.data(), strip.cr.data(), ChromaSamples(pixels));
+void WritePlanarWords(const RowKernels& kernels, const SampleScale& scale, Strip& strip,
+                      std::size_t pixels, const TargetRow& row) {
+  kernels.scaleWords(strip.words.y.data(), row[0], pixels, scale);
+  kernels.scaleWords(strip.words.cb.data(), row[1], Pairs(pixels), scale);
+  kernels.scaleWords(strip.words.cr.data(), row[2], Pairs(pixels), scale);
 }
 
-void ReadSemiPlanarWords(const RowKernels& kernels, const Format& format, const SourceRow& row,
-                         std::size_t pixels, Strip& strip) {
+void ReadP210(const RowKernels& kernels, const Format& format, const SourceRow& row,
+              std::size_t pixels, Strip& strip) {
+  Strip::Words& words = strip.words;
   const SampleScale scale = ReadingScale(format);
-  kernels.scaleWords(row[0], strip.y.data(), pixels, scale);
-  kernels.splitWords(row[1], strip.cb.data(), strip.cr.data(), ChromaSamples(pixels), scale);
+  kernels.scaleWords(row[0], words.y.data(), pixels, scale);
+  kernels.separateWords(row[1], words.cb.data(), words.cr.data(), Pairs(pixels), scale);
 }
 
-// --- Writers
-
-/// Prepares a strip for a packer, which takes samples of its own depth.
-/// @return pixels, with the last one repeated if the width is odd
-std::uint32_t ScaleForPacking(const RowKernels& kernels, Strip& strip, const SampleScale& scale,
-                              std::size_t pixels) {
-  if (scale.down != 0 || scale.up != 0) {
-    kernels.scaleWords(strip.y.data(), strip.y.data(), pixels, scale);
-    kernels.scaleWords(strip.cb.data(), strip.cb.data(), ChromaSamples(pixels), scale);
-    kernels.scaleWords(strip.cr.data(), strip.cr.data(), ChromaSamples(pixels), scale);
-  }
-  if (pixels % 2 != 0) strip.y[pixels] = strip.y[pixels - 1];
-  return static_cast<std::uint32_t>(2 * ChromaSamples(pixels));
-}
-
-void WriteUyvy(const RowKernels& kernels, Strip& strip, const SampleScale& scale,
+void WriteP210(const RowKernels& kernels, const SampleScale& scale, Strip& strip,
                std::size_t pixels, const TargetRow& row) {
-  const std::uint32_t whole = ScaleForPacking(kernels, strip, scale, pixels);
-  kernels.packUyvy({strip.y.data(), strip.cb.data(), strip.cr.data()}, whole, row[0]);
+  const Strip::Words& words = strip.words;
+  kernels.scaleWords(words.y.data(), row[0], pixels, scale);
+  kernels.interleaveWords(words.cb.data(), words.cr.data(), row[1], Pairs(pixels), scale);
 }
 
-void WriteYuy2(const RowKernels& kernels, Strip& strip, const SampleScale& scale,
-               std::size_t pixels, const TargetRow& row) {
-  WriteUyvy(kernels, strip, scale, pixels, row);
-  kernels.swapBytes(row[0], row[0], 2 * ChromaSamples(pixels));
+// --- Changes of depth
+
+void Widen(const RowKernels& kernels, std::size_t pixels, Strip& strip) {
+  auto& [bytes, words] = strip;
+  kernels.widenBytes(bytes.y.data(), words.y.data(), pixels);
+  kernels.widenPairs(bytes.cbcr.data(), words.cb.data(), words.cr.data(), Pairs(pixels));
 }
 
-void WriteV210(const RowKernels& kernels, Strip& strip, const SampleScale& scale,
-               std::size_t pixels, const TargetRow& row) {
-  const std::uint32_t whole = ScaleForPacking(kernels, strip, scale, pixels);
-  kernels.packV210({strip.y.data(), strip.cb.data(), strip.cr.data()}, whole, row[0]);
-  const std::size_t used = prores::PackedRowBytes(kWPRPixelFormatV210, whole);
-  std::fill(row[0] + used, row[0] + FindFormat(PixelFormat::V210)->RowBytes(0, pixels), 0);
+void Narrow(const RowKernels& kernels, const SampleScale& scale, std::size_t pixels, Strip& strip) {
+  auto& [bytes, words] = strip;
+  kernels.narrowWords(words.y.data(), bytes.y.data(), pixels, scale);
+  kernels.narrowToPairs(words.cb.data(), words.cr.data(), bytes.cbcr.data(), Pairs(pixels), scale);
 }
 
-void WritePlanarBytes(const RowKernels& kernels, Strip& strip, const SampleScale& scale,
-                      std::size_t pixels, const TargetRow& row) {
-  kernels.narrowWords(strip.y.data(), row[0], pixels, scale);
-  kernels.narrowWords(strip.cb.data(), row[1], ChromaSamples(pixels), scale);
-  kernels.narrowWords(strip.cr.data(), row[2], ChromaSamples(pixels), scale);
-}
+constexpr std::array<PixelGroup, kMaxPixelPlanes> kWordPlanes{{{1, 2}, {2, 2}, {2, 2}}};
 
-void WritePlanarWords(const RowKernels& kernels, Strip& strip, const SampleScale& scale,
-                      std::size_t pixels, const TargetRow& row) {
-  kernels.scaleWords(strip.y.data(), row[0], pixels, scale);
-  kernels.scaleWords(strip.cb.data(), row[1], ChromaSamples(pixels), scale);
-  kernels.scaleWords(strip.cr.data(), row[2], ChromaSamples(pixels), scale);
-}
-
-void WriteSemiPlanarBytes(const RowKernels& kernels, Strip& strip, const SampleScale& scale,
-                          std::size_t pixels, const TargetRow& row) {
-  kernels.narrowWords(strip.y.data(), row[0], pixels, scale);
-  kernels.joinBytes(strip.cb.data(), strip.cr.data(), row[1], ChromaSamples(pixels), scale);
-}
-
-void WriteSemiPlanarWords(const RowKernels& kernels, Strip& strip, const SampleScale& scale,
-                          std::size_t pixels, const TargetRow& row) {
-  kernels.scaleWords(strip.y.data(), row[0], pixels, scale);
-  kernels.joinWords(strip.cb.data(), strip.cr.data(), row[1], ChromaSamples(pixels), scale);
-}
-
-using Groups = std::array<PixelGroup, kMaxPixelPlanes>;
-constexpr Groups kPlanarBytes{{{1, 1}, {2, 1}, {2, 1}}};
-constexpr Groups kPlanarWords{{{1, 2}, {2, 2}, {2, 2}}};
-
-// The unpacker of UYVY returns 10 bits.
 constexpr Format kFormats[] = {
-    {PixelFormat::UYVY, 1, {{{2, 4}}}, 8, 0, 10, ReadUyvy, WriteUyvy},
-    {PixelFormat::YUY2, 1, {{{2, 4}}}, 8, 0, 10, ReadYuy2, WriteYuy2},
-    {PixelFormat::V210, 1, {{{48, 128}}}, 10, 0, 10, ReadV210, WriteV210},
-    {PixelFormat::I422, 3, kPlanarBytes, 8, 0, 8, ReadPlanarBytes, WritePlanarBytes},
-    {PixelFormat::I210, 3, kPlanarWords, 10, 0, 10, ReadPlanarWords, WritePlanarWords},
-    {PixelFormat::I216, 3, kPlanarWords, 16, 0, 16, ReadPlanarWords, WritePlanarWords},
-    {PixelFormat::NV16, 2, {{{1, 1}, {2, 2}}}, 8, 0, 8, ReadSemiPlanarBytes, WriteSemiPlanarBytes},
-    {PixelFormat::P210,
-     2,
-     {{{1, 2}, {2, 4}}},
-     10,
-     6,
-     10,
-     ReadSemiPlanarWords,
-     WriteSemiPlanarWords},
+    {PixelFormat::UYVY, 1, {{{2, 4}}}, 8, 0, ReadUyvy, WriteUyvy},
+    {PixelFormat::YUY2, 1, {{{2, 4}}}, 8, 0, ReadYuy2, WriteYuy2},
+    {PixelFormat::V210, 1, {{{48, 128}}}, 10, 0, ReadV210, WriteV210},
+    {PixelFormat::I422, 3, {{{1, 1}, {2, 1}, {2, 1}}}, 8, 0, ReadI422, WriteI422},
+    {PixelFormat::I210, 3, kWordPlanes, 10, 0, ReadPlanarWords, WritePlanarWords},
+    {PixelFormat::I216, 3, kWordPlanes, 16, 0, ReadPlanarWords, WritePlanarWords},
+    {PixelFormat::NV16, 2, {{{1, 1}, {2, 2}}}, 8, 0, ReadNv16, WriteNv16},
+    {PixelFormat::P210, 2, {{{1, 2}, {2, 4}}}, 10, 6, ReadP210, WriteP210},
 };
 
 template <typename Byte>
@@ -170,13 +177,17 @@ void ConvertPicture(const RowKernels& kernels, const ConstPixelPicture& source,
                     const PixelPicture& destination) {
   const Format& from = *FindFormat(source.format);
   const Format& to = *FindFormat(destination.format);
-  const SampleScale scale = MakeSampleScale(from.stripBits, to.bits, to.shift);
+  const bool widens = from.bits == 8 && to.bits > 8;
+  const bool narrows = from.bits > 8 && to.bits == 8;
+  const SampleScale scale = MakeSampleScale(widens ? kWidenedBits : from.bits, to.bits, to.shift);
   Strip strip;
   for (std::size_t y = 0; y < source.height; ++y) {
     for (std::size_t x = 0; x < source.width; x += kStripPixels) {
       const std::size_t pixels = std::min<std::size_t>(kStripPixels, source.width - x);
       from.read(kernels, from, RowAt(from, source, y, x), pixels, strip);
-      to.write(kernels, strip, scale, pixels, RowAt(to, destination, y, x));
+      if (widens) Widen(kernels, pixels, strip);
+      if (narrows) Narrow(kernels, scale, pixels, strip);
+      to.write(kernels, scale, strip, pixels, RowAt(to, destination, y, x));
     }
   }
 }

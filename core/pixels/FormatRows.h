@@ -3,7 +3,8 @@
 #define CORE_PIXELS_FORMATROWS_H
 
 /// @file
-/// Conversion of rows between every pixel format and planar 16-bit samples in cache.
+/// The table of pixel formats, and the conversion of pictures. A part of a row at a time is read to
+/// a strip in cache, changed in depth and written.
 
 #include <array>
 #include <cstddef>
@@ -15,17 +16,23 @@
 namespace vix::pixels {
 
 /// Pixels that are converted at a time: whole padded groups of V210, and few enough for the cache.
-inline constexpr std::size_t kStripPixels = 1920;
+inline constexpr std::size_t kStripPixels = 960;
 
-/// Samples of up to kStripPixels pixels of a row. The last group of an unpacker may end in the
-/// spare samples.
+/// Up to kStripPixels pixels of a row. Formats of 8 bits are read to and written from `bytes`, all
+/// others `words`. The last group of an unpacker may end in the spare samples.
 struct Strip {
   static constexpr std::size_t kSpare = 64;
   static_assert(kSpare >= prores::kUnpackGroupPixels);
 
-  alignas(64) std::array<std::uint16_t, kStripPixels + kSpare> y;
-  alignas(64) std::array<std::uint16_t, (kStripPixels + kSpare) / 2> cb;
-  alignas(64) std::array<std::uint16_t, (kStripPixels + kSpare) / 2> cr;
+  struct Bytes {
+    alignas(64) std::array<std::uint8_t, kStripPixels + kSpare> y;
+    alignas(64) std::array<std::uint8_t, kStripPixels + kSpare> cbcr;  ///< alternating
+  } bytes;
+  struct Words {
+    alignas(64) std::array<std::uint16_t, kStripPixels + kSpare> y;
+    alignas(64) std::array<std::uint16_t, (kStripPixels + kSpare) / 2> cb;
+    alignas(64) std::array<std::uint16_t, (kStripPixels + kSpare) / 2> cr;
+  } words;
 };
 
 /// Where the pixels of a strip begin in each plane.
@@ -45,11 +52,11 @@ struct Format {
   std::array<PixelGroup, kMaxPixelPlanes> groups;  ///< smallest unit of a row in each plane
   int bits;                                        ///< of a sample
   int shift;                                       ///< place of its lowest bit in its word or byte
-  int stripBits;                                   ///< of the samples that `read` returns
   void (*read)(const RowKernels& kernels, const Format& format, const SourceRow& row,
                std::size_t pixels, Strip& strip);
-  /// Scales samples to `bits` and `shift` with `scale`. May change the strip.
-  void (*write)(const RowKernels& kernels, Strip& strip, const SampleScale& scale,
+  /// Scales words with `scale`, which gives them the format's depth and place. May change the
+  /// strip.
+  void (*write)(const RowKernels& kernels, const SampleScale& scale, Strip& strip,
                 std::size_t pixels, const TargetRow& row);
 
   /// Returns the bytes of a row of one plane.

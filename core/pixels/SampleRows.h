@@ -39,43 +39,46 @@ constexpr std::uint16_t Scaled(std::uint16_t sample, const SampleScale& scale) {
   return static_cast<std::uint16_t>((value < scale.largest ? value : scale.largest) << scale.up);
 }
 
-/// Exchanges the bytes of each of `count` words. `in` may be `out`.
-void SwapBytes(const void* in, void* out, std::size_t count);
-/// Scales words. `in` may be `out`.
-void ScaleWords(const void* in, void* out, std::size_t count, const SampleScale& scale);
-/// Converts bytes to words.
+/// Separates `count` pairs of bytes.
+void SeparateBytes(const std::uint8_t* pairs, std::uint8_t* first, std::uint8_t* second,
+                   std::size_t count);
+/// Joins `count` pairs of bytes.
+void InterleaveBytes(const std::uint8_t* first, const std::uint8_t* second, std::uint8_t* pairs,
+                     std::size_t count);
+/// Converts samples of 8 bits to 10 bits.
 void WidenBytes(const std::uint8_t* in, std::uint16_t* out, std::size_t count);
-/// Scales words to at most 255 and converts them to bytes.
+/// Separates `count` pairs of samples of 8 bits and converts them to 10 bits.
+void WidenPairs(const std::uint8_t* pairs, std::uint16_t* first, std::uint16_t* second,
+                std::size_t count);
+/// Scales samples to 8 bits.
 void NarrowWords(const std::uint16_t* in, std::uint8_t* out, std::size_t count,
                  const SampleScale& scale);
-/// Separates `count` pairs of bytes.
-void SplitBytes(const std::uint8_t* pairs, std::uint16_t* first, std::uint16_t* second,
-                std::size_t count);
-/// Scales words to at most 255 and joins them to pairs of bytes.
-void JoinBytes(const std::uint16_t* first, const std::uint16_t* second, std::uint8_t* pairs,
-               std::size_t count, const SampleScale& scale);
+/// Scales samples to 8 bits and joins them to `count` pairs.
+void NarrowToPairs(const std::uint16_t* first, const std::uint16_t* second, std::uint8_t* pairs,
+                   std::size_t count, const SampleScale& scale);
+/// Scales words. `in` may be `out`.
+void ScaleWords(const void* in, void* out, std::size_t count, const SampleScale& scale);
 /// Separates `count` pairs of words and scales them.
-void SplitWords(const void* pairs, std::uint16_t* first, std::uint16_t* second, std::size_t count,
-                const SampleScale& scale);
-/// Scales words and joins them to pairs.
-void JoinWords(const std::uint16_t* first, const std::uint16_t* second, void* pairs,
-               std::size_t count, const SampleScale& scale);
+void SeparateWords(const void* pairs, std::uint16_t* first, std::uint16_t* second,
+                   std::size_t count, const SampleScale& scale);
+/// Scales words and joins them to `count` pairs.
+void InterleaveWords(const std::uint16_t* first, const std::uint16_t* second, void* pairs,
+                     std::size_t count, const SampleScale& scale);
 
 /// The kernels in their fastest forms for a processor level. Each gives the results of the plain
 /// function with its name, bit for bit.
 struct RowKernels {
-  prores::UnpackRow unpackUyvy;
   prores::UnpackRow unpackV210;
-  prores::PackRow packUyvy;
   prores::PackRow packV210;
-  decltype(&SwapBytes) swapBytes;
-  decltype(&ScaleWords) scaleWords;
+  decltype(&SeparateBytes) separateBytes;
+  decltype(&InterleaveBytes) interleaveBytes;
   decltype(&WidenBytes) widenBytes;
+  decltype(&WidenPairs) widenPairs;
   decltype(&NarrowWords) narrowWords;
-  decltype(&SplitBytes) splitBytes;
-  decltype(&JoinBytes) joinBytes;
-  decltype(&SplitWords) splitWords;
-  decltype(&JoinWords) joinWords;
+  decltype(&NarrowToPairs) narrowToPairs;
+  decltype(&ScaleWords) scaleWords;
+  decltype(&SeparateWords) separateWords;
+  decltype(&InterleaveWords) interleaveWords;
 };
 
 /// Returns the kernels of a level that the processor supports.

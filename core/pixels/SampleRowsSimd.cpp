@@ -20,8 +20,10 @@ namespace {
 namespace hn = hwy::HWY_NAMESPACE;
 
 using Words = hn::ScalableTag<std::uint16_t>;
-using Bytes = hn::Rebind<std::uint8_t, Words>;
+using Bytes = hn::ScalableTag<std::uint8_t>;
+using HalfBytes = hn::Rebind<std::uint8_t, Words>;
 constexpr std::size_t kStep = hn::MaxLanes(Words());
+constexpr std::size_t kByteStep = hn::MaxLanes(Bytes());
 
 const std::uint8_t* BytesAt(const void* words, std::size_t index) {
   return static_cast<const std::uint8_t*>(words) + sizeof(std::uint16_t) * index;
@@ -45,64 +47,81 @@ HWY_INLINE hn::Vec<Words> ScaledLanes(hn::Vec<Words> samples, const SampleScale&
 
 // Each loop converts whole vectors; the plain function converts the rest.
 
-void SwapAll(const void* in, void* out, std::size_t count) {
+void SeparateAllBytes(const std::uint8_t* pairs, std::uint8_t* first, std::uint8_t* second,
+                      std::size_t count) {
   std::size_t i = 0;
-  for (; i + kStep <= count; i += kStep) {
-    const auto words = Load(in, i);
-    Store(hn::Or(hn::ShiftLeft<8>(words), hn::ShiftRight<8>(words)), out, i);
+  for (; i + kByteStep <= count; i += kByteStep) {
+    hn::Vec<Bytes> low;
+    hn::Vec<Bytes> high;
+    hn::LoadInterleaved2(Bytes(), pairs + 2 * i, low, high);
+    hn::StoreU(low, Bytes(), first + i);
+    hn::StoreU(high, Bytes(), second + i);
   }
-  SwapBytes(BytesAt(in, i), BytesAt(out, i), count - i);
+  SeparateBytes(pairs + 2 * i, first + i, second + i, count - i);
 }
 
-void ScaleAll(const void* in, void* out, std::size_t count, const SampleScale& scale) {
+void InterleaveAllBytes(const std::uint8_t* first, const std::uint8_t* second, std::uint8_t* pairs,
+                        std::size_t count) {
   std::size_t i = 0;
-  for (; i + kStep <= count; i += kStep) Store(ScaledLanes(Load(in, i), scale), out, i);
-  ScaleWords(BytesAt(in, i), BytesAt(out, i), count - i, scale);
+  for (; i + kByteStep <= count; i += kByteStep) {
+    const auto low = hn::LoadU(Bytes(), first + i);
+    const auto high = hn::LoadU(Bytes(), second + i);
+    hn::StoreInterleaved2(low, high, Bytes(), pairs + 2 * i);
+  }
+  InterleaveBytes(first + i, second + i, pairs + 2 * i, count - i);
 }
 
-void WidenAll(const std::uint8_t* in, std::uint16_t* out, std::size_t count) {
+void WidenAllBytes(const std::uint8_t* in, std::uint16_t* out, std::size_t count) {
   std::size_t i = 0;
   for (; i + kStep <= count; i += kStep) {
-    Store(hn::PromoteTo(Words(), hn::LoadU(Bytes(), in + i)), out, i);
+    const auto samples = hn::PromoteTo(Words(), hn::LoadU(HalfBytes(), in + i));
+    Store(hn::ShiftLeft<2>(samples), out, i);
   }
   WidenBytes(in + i, out + i, count - i);
 }
 
-void NarrowAll(const std::uint16_t* in, std::uint8_t* out, std::size_t count,
-               const SampleScale& scale) {
+void WidenAllPairs(const std::uint8_t* pairs, std::uint16_t* first, std::uint16_t* second,
+                   std::size_t count) {
+  const auto mask = hn::Set(Words(), 0xFF << 2);
+  std::size_t i = 0;
+  for (; i + kStep <= count; i += kStep) {
+    const auto words = Load(pairs, i);
+    Store(hn::And(hn::ShiftLeft<2>(words), mask), first, i);
+    Store(hn::And(hn::ShiftRight<6>(words), mask), second, i);
+  }
+  WidenPairs(pairs + 2 * i, first + i, second + i, count - i);
+}
+
+void NarrowAllWords(const std::uint16_t* in, std::uint8_t* out, std::size_t count,
+                    const SampleScale& scale) {
   constexpr hn::RebindToSigned<Words> kSigned;
   std::size_t i = 0;
   for (; i + kStep <= count; i += kStep) {
     const auto samples = hn::BitCast(kSigned, ScaledLanes(Load(in, i), scale));
-    hn::StoreU(hn::DemoteTo(Bytes(), samples), Bytes(), out + i);
+    hn::StoreU(hn::DemoteTo(HalfBytes(), samples), HalfBytes(), out + i);
   }
   NarrowWords(in + i, out + i, count - i, scale);
 }
 
-void SplitAllBytes(const std::uint8_t* pairs, std::uint16_t* first, std::uint16_t* second,
-                   std::size_t count) {
-  std::size_t i = 0;
-  for (; i + kStep <= count; i += kStep) {
-    const auto words = Load(pairs, i);
-    Store(hn::And(words, hn::Set(Words(), 0xFF)), first, i);
-    Store(hn::ShiftRight<8>(words), second, i);
-  }
-  SplitBytes(pairs + 2 * i, first + i, second + i, count - i);
-}
-
-void JoinAllBytes(const std::uint16_t* first, const std::uint16_t* second, std::uint8_t* pairs,
-                  std::size_t count, const SampleScale& scale) {
+void NarrowAllToPairs(const std::uint16_t* first, const std::uint16_t* second, std::uint8_t* pairs,
+                      std::size_t count, const SampleScale& scale) {
   std::size_t i = 0;
   for (; i + kStep <= count; i += kStep) {
     const auto low = ScaledLanes(Load(first, i), scale);
     const auto high = ScaledLanes(Load(second, i), scale);
     Store(hn::Or(low, hn::ShiftLeft<8>(high)), pairs, i);
   }
-  JoinBytes(first + i, second + i, pairs + 2 * i, count - i, scale);
+  NarrowToPairs(first + i, second + i, pairs + 2 * i, count - i, scale);
 }
 
-void SplitAllWords(const void* pairs, std::uint16_t* first, std::uint16_t* second,
-                   std::size_t count, const SampleScale& scale) {
+void ScaleAllWords(const void* in, void* out, std::size_t count, const SampleScale& scale) {
+  std::size_t i = 0;
+  for (; i + kStep <= count; i += kStep) Store(ScaledLanes(Load(in, i), scale), out, i);
+  ScaleWords(BytesAt(in, i), BytesAt(out, i), count - i, scale);
+}
+
+void SeparateAllWords(const void* pairs, std::uint16_t* first, std::uint16_t* second,
+                      std::size_t count, const SampleScale& scale) {
   std::size_t i = 0;
   for (; i + kStep <= count; i += kStep) {
     hn::Vec<Words> low;
@@ -112,11 +131,11 @@ void SplitAllWords(const void* pairs, std::uint16_t* first, std::uint16_t* secon
     Store(ScaledLanes(low, scale), first, i);
     Store(ScaledLanes(high, scale), second, i);
   }
-  SplitWords(BytesAt(pairs, 2 * i), first + i, second + i, count - i, scale);
+  SeparateWords(BytesAt(pairs, 2 * i), first + i, second + i, count - i, scale);
 }
 
-void JoinAllWords(const std::uint16_t* first, const std::uint16_t* second, void* pairs,
-                  std::size_t count, const SampleScale& scale) {
+void InterleaveAllWords(const std::uint16_t* first, const std::uint16_t* second, void* pairs,
+                        std::size_t count, const SampleScale& scale) {
   std::size_t i = 0;
   for (; i + kStep <= count; i += kStep) {
     const auto low = ScaledLanes(Load(first, i), scale);
@@ -124,20 +143,21 @@ void JoinAllWords(const std::uint16_t* first, const std::uint16_t* second, void*
     auto* const words = reinterpret_cast<std::uint16_t*>(BytesAt(pairs, 2 * i));
     hn::StoreInterleaved2(low, high, Words(), words);
   }
-  JoinWords(first + i, second + i, BytesAt(pairs, 2 * i), count - i, scale);
+  InterleaveWords(first + i, second + i, BytesAt(pairs, 2 * i), count - i, scale);
 }
 
 }  // namespace
 
 void SetSimdForms(RowKernels& kernels) {
-  kernels.swapBytes = SwapAll;
-  kernels.scaleWords = ScaleAll;
-  kernels.widenBytes = WidenAll;
-  kernels.narrowWords = NarrowAll;
-  kernels.splitBytes = SplitAllBytes;
-  kernels.joinBytes = JoinAllBytes;
-  kernels.splitWords = SplitAllWords;
-  kernels.joinWords = JoinAllWords;
+  kernels.separateBytes = SeparateAllBytes;
+  kernels.interleaveBytes = InterleaveAllBytes;
+  kernels.widenBytes = WidenAllBytes;
+  kernels.widenPairs = WidenAllPairs;
+  kernels.narrowWords = NarrowAllWords;
+  kernels.narrowToPairs = NarrowAllToPairs;
+  kernels.scaleWords = ScaleAllWords;
+  kernels.separateWords = SeparateAllWords;
+  kernels.interleaveWords = InterleaveAllWords;
 }
 
 }  // namespace vix::pixels::HWY_NAMESPACE
@@ -149,18 +169,17 @@ namespace vix::pixels {
 
 RowKernels RowKernelsFor(prores::CpuLevel level) {
   RowKernels kernels{
-      .unpackUyvy = prores::UnpackRow2vuyFor(level),
       .unpackV210 = prores::UnpackRowV210For(level),
-      .packUyvy = prores::PackRow2vuyFor(level),
       .packV210 = prores::PackRowV210For(level),
-      .swapBytes = SwapBytes,
-      .scaleWords = ScaleWords,
+      .separateBytes = SeparateBytes,
+      .interleaveBytes = InterleaveBytes,
       .widenBytes = WidenBytes,
+      .widenPairs = WidenPairs,
       .narrowWords = NarrowWords,
-      .splitBytes = SplitBytes,
-      .joinBytes = JoinBytes,
-      .splitWords = SplitWords,
-      .joinWords = JoinWords,
+      .narrowToPairs = NarrowToPairs,
+      .scaleWords = ScaleWords,
+      .separateWords = SeparateWords,
+      .interleaveWords = InterleaveWords,
   };
   const auto setSimdForms = prores::ForLevel<void (*)(RowKernels&)>(
       level, [](RowKernels&) {}, N_SSE4::SetSimdForms, N_AVX2::SetSimdForms,

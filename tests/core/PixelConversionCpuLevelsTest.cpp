@@ -98,7 +98,7 @@ TEST_P(PixelConversionLevels, ConvertToEveryFormatInsideTheRows) {
   std::mt19937 random(1);
   std::vector<std::uint32_t> widths(132);
   for (std::uint32_t i = 0; i < widths.size(); ++i) widths[i] = i + 1;
-  widths.insert(widths.end(), {719, 1919, 1920, 1921, 1927, 3840, 3847});
+  widths.insert(widths.end(), {719, 959, 960, 961, 967, 1919, 1920, 1921, 3847});
   for (const std::uint32_t width : widths) {
     const std::uint32_t height = 1 + width % 3;
     for (const Guard guard : {Guard::kInFront, Guard::kBehind}) {
