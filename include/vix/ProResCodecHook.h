@@ -10,13 +10,17 @@
 namespace vix {
 
 /// Connects drivers with libProRes. A program that includes this header links libvixCore and
-/// libProRes; <vix/vix.h> does not include it. The hook replaces the thread's observers and default
-/// number of threads (see ProResHost.h).
+/// libProRes; <vix/vix.h> does not include it. The hook removes the thread's observers (see
+/// ProResHost.h) and replaces its default number of threads during a frame.
 class ProResCodecHook final : public ICodecHook {
  public:
   void BeginFrame(int threads) override {
-    Report().reset();
-    if (threads != 0) WPRSetDefaultThreads(threads);
+    State& state = GetState();
+    state = {};
+    if (threads != 0) {
+      state.hostThreads = WPRGetDefaultThreads();
+      WPRSetDefaultThreads(threads);
+    }
     WPRSetDecodeObserver(TakeDecodeReport, nullptr);
     WPRSetEncodeObserver(TakeEncodeReport, nullptr);
   }
@@ -24,19 +28,26 @@ class ProResCodecHook final : public ICodecHook {
   std::optional<CodecReport> EndFrame() noexcept override {
     WPRSetDecodeObserver(nullptr, nullptr);
     WPRSetEncodeObserver(nullptr, nullptr);
-    return Report();
+    const State& state = GetState();
+    if (state.hostThreads != 0) WPRSetDefaultThreads(state.hostThreads);
+    return state.report;
   }
 
  private:
-  static std::optional<CodecReport>& Report() {
-    static thread_local std::optional<CodecReport> report;
-    return report;
+  /// A thread's frame.
+  struct State {
+    std::optional<CodecReport> report;
+    int hostThreads = 0;  ///< default number of threads outside the frame; 0 = not replaced
+  };
+  static State& GetState() {
+    static thread_local State state;
+    return state;
   }
   static void TakeDecodeReport(void* /*context*/, const DecodeReportRecord* report) {
-    Report() = CodecReport{report->result, report->damagedSlices, report->slices};
+    GetState().report = CodecReport{report->result, report->damagedSlices, report->slices};
   }
   static void TakeEncodeReport(void* /*context*/, const EncodeReportRecord* report) {
-    Report() = CodecReport{report->result, 0, 0};
+    GetState().report = CodecReport{report->result, 0, 0};
   }
 };
 
