@@ -21,9 +21,9 @@ const pixels::Format* FindFormat(FourCC fourcc) {
 
 std::uint32_t CheckedTo32Bits(std::uint64_t bytes, unsigned int width, unsigned int height) {
   if (bytes > std::numeric_limits<std::uint32_t>::max()) {
-    throw VIXRuntimeError("A raw picture of " + std::to_string(width) + 'x' +
-                          std::to_string(height) +
-                          " is larger than the largest buffer (4 GiB - 1)");
+    throw VIXError(ErrorCode::Unsupported, "A raw picture of " + std::to_string(width) + 'x' +
+                                               std::to_string(height) +
+                                               " is larger than the largest buffer (4 GiB - 1)");
   }
   return static_cast<std::uint32_t>(bytes);
 }

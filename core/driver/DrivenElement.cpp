@@ -61,7 +61,6 @@ StreamShape ReadSourceShape(const IVideoSample& sample) {
 class HookScope {
  public:
   explicit HookScope(DrivenElement& element) : element_(element) {
-    element_.report.reset();
     if (element_.hook) element_.hook->BeginFrame(element_.codecThreads);
   }
   ~HookScope() {
@@ -162,6 +161,11 @@ bool DrivenElement::NeedsReopening(const IInfoContainer& stream) const {
 }
 
 void DrivenElement::Define(const Stream& stream) {
+  Redefine(stream);
+  hostInput_ = stream;
+}
+
+void DrivenElement::Redefine(const Stream& stream) {
   if (NeedsReopening(*stream)) element_->Release();
   try {
     DefineElement(stream);
@@ -181,17 +185,29 @@ void DrivenElement::Follow(const StreamShape& frame) {
                        "; call Define for the new stream, or SetInputChange once to let the " +
                        "driver do it");
   }
-  const auto parameters = CopyOf(defined);
-  SetShape(frame, *parameters);
-  const auto channel = OnlyOne(input_->GetInfo())->GetChannelInfo();
-  const auto stream = CreateInfoContainer(CreateVideoInfo(parameters, channel, {}, {}), nullptr);
+  const Stream stream = DescribeAs(frame);
   CheckInput(*stream);
-  Define(stream);
+  Redefine(stream);
 }
 
-std::optional<FrameShape> DrivenElement::Inspect(const Sample& sample) {
+/// Returns the host's description with another shape, independently of the frames before.
+DrivenElement::Stream DrivenElement::DescribeAs(const StreamShape& frame) const {
+  const auto info = OnlyOne(hostInput_->GetInfo());
+  if (ShapeOf(*info->GetVideoParameters()).Matches(frame)) return hostInput_;
+  const auto parameters = CopyOf(info->GetVideoParameters());
+  SetShape(frame, *parameters);
+  return CreateInfoContainer(CreateVideoInfo(parameters, info->GetChannelInfo(), {}, {}), nullptr);
+}
+
+std::optional<FrameShape> DrivenElement::Inspect(const Sample& sample, std::size_t samples) {
+  report.reset();
   if (sample) CheckRawFrame(*sample);
-  if (!isProRes_ || !sample) return std::nullopt;
+  if (!isProRes_) return std::nullopt;
+  if (!sample) {
+    const std::string count = std::to_string(samples) + " video samples; allowed: 1";
+    throw VIXError(ErrorCode::BadArgument,
+                   samples == 1 ? "a null video sample" : "a container of " + count);
+  }
   if (isEncoder_) {
     Follow(ReadSourceShape(*sample));
     return std::nullopt;
@@ -202,6 +218,7 @@ std::optional<FrameShape> DrivenElement::Inspect(const Sample& sample) {
 }
 
 DrivenElement::Container DrivenElement::Process(const Container& container, FailedCall call) {
+  const ContextScope context(name_);
   try {
     const HookScope scope(*this);
     if (hostMemory_) hostMemory_->Expect(output_.GetPicture());
@@ -228,8 +245,9 @@ DrivenElement::Container DrivenElement::Complete(const Container& produced, cons
   const std::size_t described = output_.GetPicture().bytes;
   const std::size_t held = BytesOf(*sample).size();
   if (described != 0 && held != described) {
-    Reject(ErrorCode::Failed, "the element returned a picture of " + std::to_string(held) +
-                                  " bytes; its description requires " + std::to_string(described));
+    throw VIXError(ErrorCode::Failed, "the element returned a picture of " + std::to_string(held) +
+                                          " bytes; its description requires " +
+                                          std::to_string(described));
   }
   return output_.Complete(*sample, *pushed, ToHostMemory(sample->GetBuffer()));
 }

@@ -2,6 +2,7 @@
 #ifndef CORE_DRIVER_DRIVENELEMENT_H
 #define CORE_DRIVER_DRIVENELEMENT_H
 
+#include <cstddef>
 #include <cstdint>
 #include <memory>
 #include <optional>
@@ -41,14 +42,15 @@ class DrivenElement {
   [[noreturn]] void Reject(ErrorCode code, const std::string& reason) const {
     throw VIXError(code, name_ + ": " + reason);
   }
-  /// Does `work`, whose failures get the name of the element and `what` before their text.
+  /// Does `work`, whose failures get the name of the element and `what` before their text, and
+  /// `unknownCause` as their code if they have none.
   template <typename Work>
-  auto Do(const std::string& what, Work work) const {
+  auto Do(const std::string& what, Work work, ErrorCode unknownCause = ErrorCode::Failed) const {
     const ContextScope context(name_);
     try {
       return work();
     } catch (...) {
-      RethrowWithCause({name_ + ": " + what, {}, {}, 0});
+      RethrowWithCause({name_ + ": " + what, {}, {}, 0, unknownCause});
     }
   }
 
@@ -62,9 +64,10 @@ class DrivenElement {
   /// Defines the input. On failure the definition before stays in force.
   void Define(const Stream& stream);
 
-  /// Compares a pushed sample with the stream, which follows it if the host wants that. Returns
-  /// what the frame's own header says.
-  std::optional<FrameShape> Inspect(const Sample& sample);
+  /// Compares the sample of a pushed container with the stream, which follows it if the host wants
+  /// that. Returns what the frame's own header says.
+  /// @param sample null = the container has `samples` samples, or a null one
+  std::optional<FrameShape> Inspect(const Sample& sample, std::size_t samples);
   /// Runs the element on a container. Returns its output, which may be null.
   Container Process(const Container& container, FailedCall call);
   /// Completes what the element returned for a pushed sample.
@@ -88,6 +91,8 @@ class DrivenElement {
   void DefineElement(const Stream& stream);
   bool NeedsReopening(const IInfoContainer& stream) const;
   void Follow(const StreamShape& frame);
+  Stream DescribeAs(const StreamShape& frame) const;
+  void Redefine(const Stream& stream);
   std::shared_ptr<const IBuffer> ToHostMemory(const std::shared_ptr<const IBuffer>& buffer);
 
   ElementFactoryType factoryType_;
@@ -101,7 +106,8 @@ class DrivenElement {
   std::shared_ptr<IMediaFilter> element_;          ///< null after Release()
   std::shared_ptr<const IParametersCollectionInstance> manifest_;
   std::optional<Settings> settings_;
-  Stream input_;  ///< null = not defined
+  Stream input_;      ///< null = not defined
+  Stream hostInput_;  ///< the same, before changes of frames
   OutputStream output_;
 };
 

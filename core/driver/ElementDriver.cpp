@@ -5,7 +5,6 @@
 
 #include "driver/DrivenElement.h"
 #include "vix/Error.h"
-#include "vix/Logging.h"
 
 namespace vix {
 
@@ -59,7 +58,8 @@ void ElementDriver::Configure(std::shared_ptr<const IParametersCollectionInstanc
   state.CheckOrder("Configure", State::Created);
   state.CheckArgument(config != nullptr, "Configure got a null configuration");
   DrivenElement& element = state.element;
-  auto settings = element.Do("Configure got ", [&] { return element.ReadSettings(*config); });
+  auto settings = element.Do(
+      "Configure got ", [&] { return element.ReadSettings(*config); }, ErrorCode::BadArgument);
   element.Do("Configure failed: ", [&] { element.Change(std::move(settings)); });
   if (state.stage == State::Created) state.stage = State::Configured;
 }
@@ -71,7 +71,8 @@ std::shared_ptr<const IInfoContainer> ElementDriver::Define(
   state.CheckArgument(input != nullptr, "Define got a null input description");
   DrivenElement& element = state.element;
   element.Do("Define got ", [&] { element.CheckInput(*input); });
-  element.Do("Define failed: ", [&] { element.Define(input); });
+  element.Do(
+      "Define failed: ", [&] { element.Define(input); }, ErrorCode::BadArgument);
   state.stage = State::Defined;
   return element.GetOutput();
 }
@@ -88,14 +89,16 @@ void ElementDriver::Push(std::shared_ptr<const ISampleContainer> container) {
   if (state.waitingOutput) {
     element.Reject(ErrorCode::WrongOrder, "call Pull before Push: an output is waiting");
   }
-  const auto sample = OnlyOne(container->GetVideoSamples(nullptr, nullptr));
-  const auto frame = element.Do("Push got ", [&] { return element.Inspect(sample); });
+  const auto samples = container->GetVideoSamples(nullptr, nullptr);
+  const auto sample = OnlyOne(samples);
+  const auto frame =
+      element.Do("Push got ", [&] { return element.Inspect(sample, samples.size()); });
   const auto buffer = sample ? sample->GetBuffer() : nullptr;
-  const ContextScope context(element.GetName());
   const auto produced = element.Process(
       container,
       {element.GetName() + ": Push failed: ", {}, frame, buffer ? buffer->GetSize() : 0});
-  state.waitingOutput = element.Complete(produced, sample);
+  state.waitingOutput =
+      element.Do("Push failed: ", [&] { return element.Complete(produced, sample); });
 }
 
 std::shared_ptr<const ISampleContainer> ElementDriver::Pull() {

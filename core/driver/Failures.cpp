@@ -55,8 +55,14 @@ Cause CauseOf(const FrameShape& frame, std::size_t frameBytes) {
 }
 
 Cause FindCause(const FailedCall& call) {
-  if (call.report && call.report->result < 0) return CauseOf(*call.report);
-  return call.frame ? CauseOf(*call.frame, call.frameBytes) : Cause{};
+  if (call.report && call.report->result < 0) {
+    Cause cause = CauseOf(*call.report);
+    if (cause.code == ErrorCode::Truncated) {
+      cause.explanation += " (" + std::to_string(call.frameBytes) + " bytes)";
+    }
+    return cause;
+  }
+  return call.frame ? CauseOf(*call.frame, call.frameBytes) : Cause{call.unknownCause, {}};
 }
 
 [[noreturn]] void Throw(const FailedCall& call, const Cause& cause, const char* text) {

@@ -8,6 +8,7 @@
 
 #include "driver/StreamShape.h"
 #include "vix/CodecHook.h"
+#include "vix/Error.h"
 
 namespace vix {
 
@@ -17,6 +18,7 @@ struct FailedCall {
   std::optional<CodecReport> report;  ///< of the codec library
   std::optional<FrameShape> frame;    ///< that was decoded
   std::size_t frameBytes = 0;
+  ErrorCode unknownCause = ErrorCode::Failed;  ///< code of a failure that shows no other cause
 };
 
 /// Rethrows the exception that is being handled as a VIXError with the best known cause. Its text

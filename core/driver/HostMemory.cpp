@@ -30,7 +30,8 @@ std::shared_ptr<IMemoryBlock> HostMemory::AllocateBlock(std::size_t bytes) {
     other_.reset();
     throw VIXError(ErrorCode::BadArgument,
                    "The host's memory has a stride of " + std::to_string(memory.stride) +
-                       " bytes; a row needs " + std::to_string(expected_.stride));
+                       " bytes; allowed: at least " + std::to_string(expected_.stride) +
+                       ", and pictures of less than 4 GiB");
   }
   return recycler_->AllocateBlock(bytes);
 }

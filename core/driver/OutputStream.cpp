@@ -15,10 +15,12 @@ std::uint32_t FrameBytesOf(const IVideoParameters_RAW& raw) {
                                       raw.GetHeight());
 }
 
+/// Throws if no buffer can hold a picture.
 double BitRateOf(const IVideoParameters_RAW& raw) {
+  const std::uint32_t bytes = FrameBytesOf(raw);
   const EditRate rate = raw.GetEditRate();
   if (rate.numerator <= 0 || rate.denominator <= 0) return 0;
-  return 8e-6 * FrameBytesOf(raw) * rate.numerator / rate.denominator;
+  return 8e-6 * bytes * rate.numerator / rate.denominator;
 }
 
 /// Returns a description of the pictures in memory: in whole frames, or in fields.

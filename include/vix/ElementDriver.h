@@ -82,7 +82,7 @@ class VIX_API ElementDriver {
   /// If the new configuration is refused, the old one stays in force.
   void Configure(std::shared_ptr<const IParametersCollectionInstance> config);
   /// Defines the input stream and returns the description of the output stream. The description
-  /// must not change afterwards. If it is refused, no stream is defined.
+  /// must not change afterwards. If it is refused, the stream before stays defined.
   std::shared_ptr<const IInfoContainer> Define(std::shared_ptr<const IInfoContainer> input);
   /// Returns the description of the output stream; null if none is defined.
   std::shared_ptr<const IInfoContainer> GetOutput() const;
