@@ -67,11 +67,12 @@ struct [[gnu::visibility("hidden")]] ElementPool::State {
     ElementDriver driver(factoryType, implementation, type);
     driver.SetInputChange(options.inputChange);
     driver.SetCodecHook(options.codecHook, options.threadsPerFrame);
-    if (options.memory.allocate != nullptr) driver.SetFrameMemory(options.memory);
+    const bool hasMemory = options.memory.allocate != nullptr || options.memory.release != nullptr;
+    if (hasMemory) driver.SetFrameMemory(options.memory);
     return driver;
   }
 
-  void Process(Job& job, unsigned element) {
+  void Process(Job & job, unsigned element) {
     PoolFrame& frame = job.frame;
     if (options.prepare) {
       Attach(frame, [&] { options.prepare(frame, element); });
@@ -81,7 +82,7 @@ struct [[gnu::visibility("hidden")]] ElementPool::State {
     if (options.finish) Attach(frame, [&] { options.finish(frame, element); });
   }
 
-  static void Run(Job& job, PooledElement& element) {
+  static void Run(Job & job, PooledElement & element) {
     element.Adopt(job.setup);
     PoolFrame& frame = job.frame;
     try {
@@ -94,13 +95,15 @@ struct [[gnu::visibility("hidden")]] ElementPool::State {
     }
   }
 
-  std::shared_ptr<Job> MakeJob(PoolFrame& frame) const {
+  std::shared_ptr<Job> MakeJob(PoolFrame & frame) const {
     const std::lock_guard lock(mutex);
     if (!setup.input) {
       throw VIXError(ErrorCode::WrongOrder,
                      describing.GetName() + ": call Define before a frame is submitted");
     }
-    return std::make_shared<Job>(Job{std::move(frame), setup});
+    // The host may submit a frame that it has received: the results before are dropped.
+    return std::make_shared<Job>(
+        Job{{std::move(frame.input), std::move(frame.context), 0, nullptr, nullptr, {}}, setup});
   }
 
   static std::optional<PoolFrame> ToFrame(const std::optional<OrderedPool::Result>& result) {
