@@ -8,7 +8,7 @@
 
 namespace vix {
 
-struct [[gnu::visibility("hidden")]] ElementDriver::State {
+struct __attribute__((visibility("hidden"))) ElementDriver::State {
   /// Progress of a driver, and the call that leads to each stage.
   enum Stage { Created, Configured, Defined };
   static constexpr const char* kCallLeadingTo[] = {"the constructor", "Configure", "Define"};

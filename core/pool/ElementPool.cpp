@@ -22,7 +22,7 @@ void Attach(PoolFrame& frame, Work work) {
 
 }  // namespace
 
-struct [[gnu::visibility("hidden")]] ElementPool::State {
+struct __attribute__((visibility("hidden"))) ElementPool::State {
   /// What a frame is processed with. Each part is immutable, and compared by its address.
   struct Setup {
     std::shared_ptr<const IParametersCollectionInstance> config;
@@ -72,7 +72,7 @@ struct [[gnu::visibility("hidden")]] ElementPool::State {
     return driver;
   }
 
-  void Process(Job & job, unsigned element) {
+  void Process(Job& job, unsigned element) {
     PoolFrame& frame = job.frame;
     if (options.prepare) {
       Attach(frame, [&] { options.prepare(frame, element); });
@@ -82,7 +82,7 @@ struct [[gnu::visibility("hidden")]] ElementPool::State {
     if (options.finish) Attach(frame, [&] { options.finish(frame, element); });
   }
 
-  static void Run(Job & job, PooledElement & element) {
+  static void Run(Job& job, PooledElement& element) {
     element.Adopt(job.setup);
     PoolFrame& frame = job.frame;
     try {
@@ -95,7 +95,7 @@ struct [[gnu::visibility("hidden")]] ElementPool::State {
     }
   }
 
-  std::shared_ptr<Job> MakeJob(PoolFrame & frame) const {
+  std::shared_ptr<Job> MakeJob(PoolFrame& frame) const {
     const std::lock_guard lock(mutex);
     if (!setup.input) {
       throw VIXError(ErrorCode::WrongOrder,

@@ -24,7 +24,7 @@ OrderedPoolOptions Complete(OrderedPoolOptions options) {
 
 }  // namespace
 
-struct [[gnu::visibility("hidden")]] OrderedPool::State {
+struct __attribute__((visibility("hidden"))) OrderedPool::State {
   using Lock = std::unique_lock<std::mutex>;
 
   /// The place of a job from its submission to its return.
