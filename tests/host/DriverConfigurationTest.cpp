@@ -14,9 +14,6 @@
 namespace vix::test {
 namespace {
 
-/// Large enough for slices on several threads.
-constexpr Shape kLarge{.width = 1024, .height = 256};
-
 class DriverConfiguration : public ::testing::Test {
  protected:
   void DefineDecoder(const Shape& shape) {

@@ -28,6 +28,9 @@ struct Shape {
 inline constexpr Shape kSmall;
 inline constexpr Shape kInterlaced{.scanMode = ScanMode::Interlaced};
 
+/// Large enough for slices on several threads.
+inline constexpr Shape kLarge{.width = 1024, .height = 256};
+
 /// A picture in memory.
 struct PictureMemory {
   FourCC fourcc = 0;
