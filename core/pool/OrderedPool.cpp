@@ -81,9 +81,9 @@ struct __attribute__((visibility("hidden"))) OrderedPool::State {
     }
   }
 
-  /// Waits until something has changed, or processes a job meanwhile.
-  void WaitForChange(Lock& lock) {
-    if (options.callingThreads > 0 && CanProcess()) {
+  /// Waits for a change, or processes a job meanwhile.
+  void ReceiveLater(Lock& lock) {
+    if (options.receiverWorks && CanProcess()) {
       ProcessNext(lock);
     } else {
       changed.wait(lock);
@@ -143,14 +143,14 @@ struct __attribute__((visibility("hidden"))) OrderedPool::State {
 OrderedPool::OrderedPool(Process process, const OrderedPoolOptions& options)
     : state_(std::make_unique<State>(std::move(process), options)) {
   State& state = *state_;
-  const unsigned callers = std::min(state.options.callingThreads, state.options.workers);
+  const unsigned receivers = state.options.receiverWorks ? 1 : 0;
   try {
-    for (unsigned i = callers; i < state.options.workers; ++i) {
+    for (unsigned i = receivers; i < state.options.workers; ++i) {
       state.threads.emplace_back([&state] { state.WorkUntilClosed(); });
     }
   } catch (const std::exception& error) {
     // No memory or no more threads: continue with fewer, which is only slower.
-    if (state.threads.empty() && callers == 0) {
+    if (state.threads.empty() && receivers == 0) {
       throw VIXError(ErrorCode::OutOfMemory,
                      std::string("OrderedPool: no thread could be started: ") + error.what());
     }
@@ -189,7 +189,7 @@ bool OrderedPool::Submit(Job job) {
   State& state = *state_;
   State::Lock lock(state.mutex);
   state.RefuseAfterFlush();
-  while (!state.interrupted && state.IsFull()) state.WaitForChange(lock);
+  state.changed.wait(lock, [&] { return state.interrupted || !state.IsFull(); });
   if (state.interrupted) return false;
   state.SubmitNow(job);
   return true;
@@ -212,7 +212,7 @@ std::optional<OrderedPool::Result> OrderedPool::Receive() {
       state.flushed = false;
       return std::nullopt;
     }
-    state.WaitForChange(lock);
+    state.ReceiveLater(lock);
   }
 }
 

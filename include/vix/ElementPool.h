@@ -36,7 +36,7 @@ struct PoolFrame {
 
 /// Settings of an ElementPool.
 struct ElementPoolOptions {
-  /// Elements, each of which processes one frame at a time; mostInFlight and callingThreads as in
+  /// Elements, each of which processes one frame at a time; mostInFlight and receiverWorks as in
   /// OrderedPoolOptions.
   OrderedPoolOptions size;
   /// Threads that share one frame. Needs a hook, except for encoders with "NumThreads". 1 is

@@ -20,9 +20,10 @@ struct OrderedPoolOptions {
   /// Jobs between Submit() and Receive(); 0 = two for each worker, so that it works on one while
   /// the other waits for its predecessors.
   std::size_t mostInFlight = 0;
-  /// Calls that would wait process jobs instead, so that the pool starts fewer threads of its own:
-  /// `workers` minus this number of threads that call Submit() and Receive(). 0 = calls only wait.
-  unsigned callingThreads = 0;
+  /// Receive() processes jobs while it waits, in place of one of the pool's own threads: a pool of
+  /// one worker starts none. The thread that receives must not submit with Submit(), which would
+  /// wait for it, but with TrySubmit().
+  bool receiverWorks = false;
 };
 
 /// Processes jobs side by side and returns them in the order of their submission.

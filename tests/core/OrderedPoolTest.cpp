@@ -44,20 +44,20 @@ class Gate {
 struct Shape {
   unsigned workers;
   std::size_t mostInFlight;
-  unsigned callingThreads;
+  bool receiverWorks;
 };
 
 std::string NameOf(const ::testing::TestParamInfo<Shape>& shape) {
   return std::to_string(shape.param.workers) + "Workers" +
          std::to_string(shape.param.mostInFlight) + "InFlight" +
-         std::to_string(shape.param.callingThreads) + "Calling";
+         (shape.param.receiverWorks ? "WithTheReceiver" : "");
 }
 
 class OrderedPools : public ::testing::TestWithParam<Shape> {
  protected:
   static OrderedPoolOptions Options() {
     const Shape& shape = GetParam();
-    return {shape.workers, shape.mostInFlight, shape.callingThreads};
+    return {shape.workers, shape.mostInFlight, shape.receiverWorks};
   }
 };
 
@@ -139,9 +139,9 @@ TEST_P(OrderedPools, ProcessEachJobOnItsWorkerAlone) {
 }
 
 INSTANTIATE_TEST_SUITE_P(Sizes, OrderedPools,
-                         ::testing::Values(Shape{1, 1, 1}, Shape{1, 2, 1}, Shape{2, 4, 2},
-                                           Shape{3, 6, 2}, Shape{4, 1, 0}, Shape{4, 9, 1},
-                                           Shape{2, 4, 0}),
+                         ::testing::Values(Shape{1, 1, true}, Shape{1, 2, true}, Shape{2, 4, true},
+                                           Shape{3, 6, true}, Shape{4, 1, false},
+                                           Shape{4, 9, false}, Shape{2, 4, false}),
                          NameOf);
 
 TEST(OrderedPool, ChoosesItsSize) {
@@ -152,7 +152,7 @@ TEST(OrderedPool, ChoosesItsSize) {
 
 TEST(OrderedPool, RefusesJobsWhileItIsFull) {
   Gate gate;
-  OrderedPool pool([&](void*, unsigned) { gate.Wait(); }, {2, 3, 0});
+  OrderedPool pool([&](void*, unsigned) { gate.Wait(); }, {2, 3, false});
   for (int i = 0; i < 3; ++i) EXPECT_TRUE(pool.Submit(MakeJob(i)));
   auto fourth = MakeJob(3);
   EXPECT_FALSE(pool.TrySubmit(fourth));
@@ -164,7 +164,7 @@ TEST(OrderedPool, RefusesJobsWhileItIsFull) {
 }
 
 TEST(OrderedPool, RefusesJobsBetweenFlushAndTheLastResult) {
-  OrderedPool pool(Square, {1, 2, 0});
+  OrderedPool pool(Square, {1, 2, false});
   pool.Submit(MakeJob(1));
   pool.Flush();
   EXPECT_THAT(ErrorTextOf([&] { pool.Submit(MakeJob(2)); }), testing::HasSubstr("after Flush"));
@@ -174,7 +174,7 @@ TEST(OrderedPool, RefusesJobsBetweenFlushAndTheLastResult) {
 
 TEST(OrderedPool, InterruptReleasesWaitingCallsAndDropsJobs) {
   Gate gate;
-  OrderedPool pool([&](void*, unsigned) { gate.Wait(); }, {1, 1, 0});
+  OrderedPool pool([&](void*, unsigned) { gate.Wait(); }, {1, 1, false});
   const std::weak_ptr<void> dropped = [&] {
     auto job = MakeJob(1);
     pool.Submit(job);
@@ -197,7 +197,7 @@ TEST(OrderedPool, InterruptReleasesWaitingCallsAndDropsJobs) {
 }
 
 TEST(OrderedPool, RestartForgetsTheJobsBefore) {
-  OrderedPool pool(Square, {2, 4, 0});
+  OrderedPool pool(Square, {2, 4, false});
   for (int round = 0; round < 100; ++round) {
     for (int i = 0; i < 4; ++i) pool.Submit(MakeJob(i));
     if (round % 2 == 0) pool.Interrupt();
@@ -213,7 +213,7 @@ TEST(OrderedPool, RestartForgetsTheJobsBefore) {
 TEST(OrderedPool, DestructorDropsWaitingJobs) {
   const auto job = MakeJob(3);
   {
-    OrderedPool pool(Square, {1, 8, 1});  // no thread of its own
+    OrderedPool pool(Square, {1, 8, true});  // no thread of its own
     for (int i = 0; i < 8; ++i) pool.Submit(job);
   }
   EXPECT_EQ(job.use_count(), 1);

@@ -55,12 +55,11 @@ class Decoders : public testing::Test {
     stream_ = MakeStream(spec, reference::NaturalSource(1));
   }
 
-  ElementTeam MakeTeam(int threadsEach) const {
-    return {[](int /*threads*/) { return MakeProResDecoder(vix::kFourCC_V210, false); }, format_,
-            ThreadShares{1, threadsEach}};
+  DecoderTeam MakeTeam(int threadsEach) const {
+    return {ProResElement::Decoder(vix::kFourCC_V210, false), format_, {1, threadsEach}};
   }
 
-  ElementOutput Decode(ElementTeam& team) const {
+  ElementOutput Decode(DecoderTeam& team) const {
     auto frame = FramePool().MakeFrame(static_cast<std::uint32_t>(stream_.bytes.size()));
     std::ranges::copy(stream_.bytes, frame->GetData());
     StreamFormat picture = format_;

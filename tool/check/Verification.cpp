@@ -13,7 +13,7 @@
 #include "media/FrameReader.h"
 #include "media/sound/SideTracks.h"
 #include "run/Elements.h"
-#include "run/OrderedPipeline.h"
+#include "run/OrderedRun.h"
 
 namespace vixprores {
 namespace {
@@ -102,23 +102,23 @@ class Run {
 void VerifyFrames(FrameReader& reader, int threads, const VerificationEvents& events,
                   Verification& result) {
   Run run(reader, events, result);
-  PipelineStages<Item> stages;
-  stages.read = [&run] { return run.Read(); };
-  stages.process = [](Item& item, unsigned /*worker*/) {
+  RunEnds<Item> ends;
+  ends.read = [&run] { return run.Read(); };
+  const auto check = [](Item& item, unsigned /*worker*/) {
     if (!item.bytes) return;
     // Put the reader's fault (a differing checksum) last: it explains less than the faults in the
     // frame.
-    FrameCheck check = CheckFrame(BytesOf(*item.bytes), item.header);
-    check.Add(std::exchange(item.frame.check, {}));
-    item.frame.check = std::move(check);
+    FrameCheck found = CheckFrame(BytesOf(*item.bytes), item.header);
+    found.Add(std::exchange(item.frame.check, {}));
+    item.frame.check = std::move(found);
   };
-  stages.write = [&run](Item& item, const std::exception_ptr& failure) {
+  ends.write = [&run](Item& item, const std::exception_ptr& failure) {
     if (failure) std::rethrow_exception(failure);
     run.Write(item);
   };
-  stages.stopReading = RequestInterrupt;
+  ends.stopReading = RequestInterrupt;
   const unsigned workers = ShareThreads(threads, reader.GetDescription().frames).elements;
-  OrderedPipeline<Item>(stages, workers, std::size_t{2} * workers).Run();
+  RunInOrder<Item>(workers, ends, check);
 }
 
 StreamStatistics DescribeInput(const FrameReader& reader) {

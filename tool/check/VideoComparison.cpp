@@ -15,7 +15,7 @@
 #include "base/Text.h"
 #include "check/PictureQuality.h"
 #include "run/OpenInput.h"
-#include "run/OrderedPipeline.h"
+#include "run/OrderedRun.h"
 #include "vix/Error.h"
 
 namespace vixprores {
@@ -142,9 +142,9 @@ Comparison VideoComparison::Describe() const {
 Comparison VideoComparison::Run() {
   Comparison comparison = Describe();
   std::vector<Scratch> scratch(shares_.elements);
-  PipelineStages<Pair> stages;
-  stages.read = [this] { return Read(); };
-  stages.process = [&](Pair& pair, unsigned worker) {
+  RunEnds<Pair> ends;
+  ends.read = [this] { return Read(); };
+  const auto compare = [&](Pair& pair, unsigned worker) {
     auto& [reference, distorted] = scratch[worker];
     auto a = reference_.Decode(pair.reference, worker);
     auto b = distorted_.Decode(pair.distorted, worker);
@@ -154,7 +154,7 @@ Comparison VideoComparison::Run() {
     pair.distortedDamage = std::move(b.damage);
     pair.quality = MeasureQuality(reference, distorted, comparison.bits);
   };
-  stages.write = [&](Pair& pair, const std::exception_ptr& failure) {
+  ends.write = [&](Pair& pair, const std::exception_ptr& failure) {
     if (failure) std::rethrow_exception(failure);
     if (pair.referenceDamage) comparison.reference.damage.push_back(*pair.referenceDamage);
     if (pair.distortedDamage) comparison.distorted.damage.push_back(*pair.distortedDamage);
@@ -166,8 +166,8 @@ Comparison VideoComparison::Run() {
       worst_ = {error, std::move(pair.reference), std::move(pair.distorted)};
     }
   };
-  stages.stopReading = RequestInterrupt;
-  OrderedPipeline<Pair>(stages, shares_.elements, 2 * std::size_t{shares_.elements}).Run();
+  ends.stopReading = RequestInterrupt;
+  RunInOrder<Pair>(shares_.elements, ends, compare);
   return comparison;
 }
 
@@ -178,8 +178,7 @@ class DecodingCheck : public EncodingCheck {
   DecodingCheck(const StreamFormat& source, const StreamFormat& encoded, const ThreadShares& shares)
       : source_(source),
         bits_(SampleBits(source)),
-        decoders_([&](int /*threads*/) { return MakeProResDecoder(source.code, false); }, encoded,
-                  shares),
+        decoders_(ProResElement::Decoder(source.code, false), encoded, shares),
         scratch_(shares.elements) {}
 
   void Measure(unsigned worker, const vix::IBuffer& source,
@@ -232,7 +231,7 @@ class DecodingCheck : public EncodingCheck {
 
   StreamFormat source_;
   unsigned bits_;
-  ElementTeam decoders_;
+  DecoderTeam decoders_;
   std::vector<Scratch> scratch_;
   std::mutex mutex_;
   std::map<std::int64_t, FrameQuality> measured_;  // guarded by mutex_

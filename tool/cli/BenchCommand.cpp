@@ -4,6 +4,7 @@
 #include <chrono>
 #include <cstdio>
 #include <ctime>
+#include <functional>
 #include <memory>
 #include <nlohmann/json.hpp>
 #include <vector>
@@ -19,7 +20,7 @@
 #include "format/TestPicture.h"
 #include "run/Elements.h"
 #include "run/Host.h"
-#include "run/OrderedPipeline.h"
+#include "run/OrderedRun.h"
 
 namespace vixprores {
 namespace {
@@ -127,29 +128,53 @@ struct CodedFrame {
   Picture result;
 };
 
-// Runs the clip through the elements once. Calls `result` with every coded frame in order.
-template <typename Result>
-PassTimes RunPass(ElementTeam& elements, const Clip& clip, const Result& result) {
-  std::size_t next = 0;
-  PipelineStages<CodedFrame> stages;
-  stages.read = [&]() -> std::optional<CodedFrame> {
-    CheckInterrupt();
-    if (next == clip.frames) return std::nullopt;
-    return CodedFrame{next++, nullptr};
-  };
-  stages.process = [&](CodedFrame& frame, unsigned element) {
-    const auto number = static_cast<std::int64_t>(frame.number);
-    frame.result = elements.Process(element, clip.At(frame.number), number).sample->GetBuffer();
-  };
-  stages.write = [&](const CodedFrame& frame, const std::exception_ptr& failure) {
-    if (failure) std::rethrow_exception(failure);
-    result(frame.result);
-  };
-  const auto start = steady_clock::now();
-  const double cpuStart = CpuSeconds();
-  OrderedPipeline<CodedFrame>(stages, elements.GetSize(), elements.GetMostInFlight()).Run();
-  return {SecondsSince(start), CpuSeconds() - cpuStart};
-}
+// A pool of elements that codes the frames of a clip.
+class ClipCoder {
+ public:
+  ClipCoder(const ProResElement& element, const StreamFormat& format, const Clip& clip,
+            unsigned threads)
+      : clip_(clip), threads_(threads), samples_(format) {
+    auto options = PoolOptions({threads, 1});
+    options.prepare = [this](vix::PoolFrame& job, unsigned /*element*/) {
+      const std::size_t number = FrameOf(job).number;
+      job.input = samples_.Make(clip_.At(number), static_cast<std::int64_t>(number));
+    };
+    options.finish = [](vix::PoolFrame& job, unsigned /*element*/) {
+      if (job.error) return;
+      FrameOf(job).result = job.output->GetVideoSamples(nullptr, nullptr).front()->GetBuffer();
+    };
+    pool_ = element.MakePool(format, std::move(options));
+  }
+
+  // Codes the clip once. Calls `result` with every coded frame in order.
+  PassTimes RunPass(const std::function<void(const Picture&)>& result) {
+    std::size_t next = 0;
+    RunEnds<CodedFrame> ends;
+    ends.read = [&]() -> std::optional<CodedFrame> {
+      CheckInterrupt();
+      if (next == clip_.frames) return std::nullopt;
+      return CodedFrame{next++, nullptr};
+    };
+    ends.write = [&](const CodedFrame& frame, const std::exception_ptr& failure) {
+      if (failure) std::rethrow_exception(failure);
+      result(frame.result);
+    };
+    const auto start = steady_clock::now();
+    const double cpuStart = CpuSeconds();
+    RunThrough(*pool_, threads_, ends);
+    return {SecondsSince(start), CpuSeconds() - cpuStart};
+  }
+
+ private:
+  static CodedFrame& FrameOf(const vix::PoolFrame& job) {
+    return *static_cast<CodedFrame*>(job.context.get());
+  }
+
+  const Clip& clip_;
+  unsigned threads_;
+  SampleMaker samples_;
+  std::unique_ptr<vix::ElementPool> pool_;  // the last member: its threads use the others
+};
 
 double Median(std::vector<PassTimes> passes, double PassTimes::*time) {
   const auto middle = passes.begin() + kPasses / 2;
@@ -165,20 +190,19 @@ Speed ToSpeed(const std::vector<PassTimes>& passes, std::size_t frames) {
 
 // Times the clip with one thread and with all of them in alternation, so that other load on the
 // machine affects both. Calls `warmResult` with every frame of the first pass.
-template <typename WarmResult>
-Direction Measure(const char* name, const ElementTeam::MakeElement& make,
-                  const StreamFormat& format, const Clip& clip, unsigned threads,
-                  const WarmResult& warmResult) {
-  std::vector<ElementTeam> teams;
-  teams.emplace_back(make, format, ThreadShares{1, 1});
-  if (threads > 1) teams.emplace_back(make, format, ThreadShares{threads, 1});
-  const auto drop = [](const auto& /*frame*/) {};
-  RunPass(teams.front(), clip, warmResult);
-  if (threads > 1) RunPass(teams.back(), clip, drop);
-  std::vector<std::vector<PassTimes>> times(teams.size());
+Direction Measure(const char* name, const ProResElement& element, const StreamFormat& format,
+                  const Clip& clip, unsigned threads,
+                  const std::function<void(const Picture&)>& warmResult) {
+  std::vector<std::unique_ptr<ClipCoder>> coders;
+  coders.push_back(std::make_unique<ClipCoder>(element, format, clip, 1));
+  if (threads > 1) coders.push_back(std::make_unique<ClipCoder>(element, format, clip, threads));
+  const auto drop = [](const Picture& /*frame*/) {};
+  coders.front()->RunPass(warmResult);
+  if (threads > 1) coders.back()->RunPass(drop);
+  std::vector<std::vector<PassTimes>> times(coders.size());
   for (int pass = 0; pass < kPasses; ++pass) {
-    for (std::size_t team = 0; team < teams.size(); ++team) {
-      times[team].push_back(RunPass(teams[team], clip, drop));
+    for (std::size_t coder = 0; coder < coders.size(); ++coder) {
+      times[coder].push_back(coders[coder]->RunPass(drop));
     }
   }
   return {name, ToSpeed(times.front(), clip.frames), ToSpeed(times.back(), clip.frames)};
@@ -264,16 +288,14 @@ std::string Bench(const BenchOptions& options) {
   const Clip clip = DrawClip(raw, static_cast<std::uint32_t>(options.frames));
   Clip coded{{}, clip.frames};
   double bytes = 0;
-  const Direction encoding = Measure(
-      "encode", [&](int share) { return MakeProResEncoder(*options.variant, share); }, raw, clip,
-      threads,
-      [&](const Picture& frame) {
-        if (coded.pictures.size() < clip.pictures.size()) coded.pictures.push_back(frame);
-        bytes += frame->GetSize();
-      });
-  const Direction decoding = Measure(
-      "decode", [&](int /*threads*/) { return MakeProResDecoder(options.fourcc, false); },
-      compressed, coded, threads, [](const auto& /*frame*/) {});
+  const Direction encoding = Measure("encode", ProResElement::Encoder(*options.variant), raw, clip,
+                                     threads, [&](const Picture& frame) {
+                                       if (coded.pictures.size() < clip.pictures.size())
+                                         coded.pictures.push_back(frame);
+                                       bytes += frame->GetSize();
+                                     });
+  const Direction decoding = Measure("decode", ProResElement::Decoder(options.fourcc, false),
+                                     compressed, coded, threads, [](const Picture& /*frame*/) {});
   const BenchReport report{
       options, threads, clip.pictures.size(), bytes / 1e6 / options.frames, {encoding, decoding}};
   return options.json ? ToJson(report) : ToText(report);

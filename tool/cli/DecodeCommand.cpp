@@ -52,11 +52,9 @@ void Decode(const DecodeOptions& options, RunReport& report, RunObserver& observ
   auto reader = OpenProRes(options.input, opening);
   const StreamFormat source = reader->GetFormat();
   MovieContent content{DecodedFormat(source, options), reader->GetDescription().timecode};
-  const auto makeElement = [fourcc = content.video.code, &options](int /*threads*/) {
-    return MakeProResDecoder(fourcc, options.skipField);
-  };
+  const auto element = ProResElement::Decoder(content.video.code, options.skipField);
   auto notes = FindNotes(options, *reader);
-  TranscodePlan plan{std::move(reader), source, makeElement, std::move(content), output};
+  TranscodePlan plan{std::move(reader), source, element, std::move(content), output};
   plan.notes = std::move(notes);
   plan.onDamage = options.onDamage;
   Transcode(options, std::move(plan), report, observer);

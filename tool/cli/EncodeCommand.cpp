@@ -68,10 +68,8 @@ void Encode(const EncodeOptions& options, RunReport& report, RunObserver& observ
   content.compressor = options.compressor.value_or("");
   content.vendor = options.vendor.value_or(kVendor);
   CheckRange(source, output, *reader, notes);
-  const auto makeElement = [&options](int threads) {
-    return MakeProResEncoder(*options.variant, threads);
-  };
-  TranscodePlan plan{std::move(reader), source, makeElement, std::move(content), output};
+  TranscodePlan plan{std::move(reader), source, ProResElement::Encoder(*options.variant),
+                     std::move(content), output};
   plan.notes = std::move(notes);
   if (options.verify) {
     plan.makeCheck = [source, encoded = plan.content.video](const ThreadShares& shares) {

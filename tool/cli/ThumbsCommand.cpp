@@ -23,7 +23,7 @@
 #include "run/FrameSource.h"
 #include "run/Host.h"
 #include "run/OpenInput.h"
-#include "run/OrderedPipeline.h"
+#include "run/OrderedRun.h"
 
 namespace vixprores {
 namespace {
@@ -252,8 +252,8 @@ int WriteStills(const ThumbsOptions& options) {
   RangeReader frames(source.GetReader(), options.frames);
   StillWriter writer(options, source);
   std::int64_t next = 0;  // first frame not yet considered
-  PipelineStages<Still> stages;
-  stages.read = [&]() -> std::optional<Still> {
+  RunEnds<Still> ends;
+  ends.read = [&]() -> std::optional<Still> {
     const auto wanted = selection.From(next);
     if (!wanted) return std::nullopt;
     frames.SkipTo(*wanted);
@@ -262,13 +262,13 @@ int WriteStills(const ThumbsOptions& options) {
     next = frame->number + 1;
     return Still{std::move(*frame), {}, {}, {}};
   };
-  stages.process = [&](Still& still, unsigned worker) { writer.Draw(still, worker); };
-  stages.write = [&](Still& still, const std::exception_ptr& failure) {
+  ends.write = [&](Still& still, const std::exception_ptr& failure) {
     if (failure) std::rethrow_exception(failure);
     writer.Write(still);
   };
-  stages.stopReading = RequestInterrupt;
-  OrderedPipeline<Still>(stages, shares.elements, 2 * std::size_t{shares.elements}).Run();
+  ends.stopReading = RequestInterrupt;
+  RunInOrder<Still>(shares.elements, ends,
+                    [&](Still& still, unsigned worker) { writer.Draw(still, worker); });
   const StillsReport& report = writer.Finish();
   if (options.json) {
     std::printf("%s\n", StillsJson(report).c_str());

@@ -6,12 +6,13 @@
 #include <thread>
 #include <utility>
 
-#include "ProRes/ProResHost.h"
 #include "base/FramePool.h"
 #include "base/Text.h"
 #include "frames/FrameCheck.h"
 #include "frames/FrameHeaders.h"
+#include "run/OrderedRun.h"
 #include "vix/Error.h"
+#include "vix/ProResCodecHook.h"
 #include "vix/Registry.h"
 
 namespace vixprores {
@@ -33,37 +34,43 @@ std::shared_ptr<vix::IVideoParameters> MakeParameters(const StreamFormat& format
   return compressed;
 }
 
-// Observes the decoder while the calling thread runs an element, and sets the number of threads of
-// decoders opened meanwhile: the decoder element has parameters for neither.
-class CodecScope {
- public:
-  explicit CodecScope(int threads) {
-    WPRSetDefaultThreads(threads);
-    WPRSetDecodeObserver(Observe, this);
+std::shared_ptr<vix::ICodecHook> GetCodecHook() {
+  static const auto hook = std::make_shared<vix::ProResCodecHook>();
+  return hook;
+}
+
+// Rethrows the error of a frame that is no fault of the frame.
+void RethrowIfOutOfMemory(const std::exception_ptr& error) {
+  try {
+    std::rethrow_exception(error);
+  } catch (const vix::VIXError& failure) {
+    if (failure.GetCode() == vix::ErrorCode::OutOfMemory) throw;
+  } catch (const std::runtime_error&) {
+    return;
   }
-  ~CodecScope() { WPRSetDecodeObserver(nullptr, nullptr); }
-  CodecScope(const CodecScope&) = delete;
-  CodecScope& operator=(const CodecScope&) = delete;
+}
 
-  std::uint32_t GetDamagedSlices() const { return damagedSlices_; }
-
- private:
-  static void Observe(void* scope, const DecodeReportRecord* report) {
-    static_cast<CodecScope*>(scope)->damagedSlices_ = report->damagedSlices;
+std::string TextOf(const std::exception_ptr& error) {
+  try {
+    std::rethrow_exception(error);
+  } catch (const std::runtime_error& failure) {
+    return failure.what();
   }
+}
 
-  std::uint32_t damagedSlices_ = 0;
-};
-
-vix::ElementDriver MakeProResElement(vix::ElementFactoryType factoryType) {
-  return {factoryType, "vix", vix::GetLabel(vix::VCodecFamily::ProRes)};
+std::shared_ptr<const vix::IVideoSample> SampleOf(const vix::PoolFrame& frame) {
+  const auto samples = frame.output ? frame.output->GetVideoSamples(nullptr, nullptr)
+                                    : std::vector<std::shared_ptr<const vix::IVideoSample>>{};
+  if (samples.size() != 1) throw vix::VIXRuntimeError("an element returned no frame");
+  return samples.front();
 }
 
 }  // namespace
 
 std::shared_ptr<const vix::IVideoInfo> DescribeStream(const StreamFormat& format) {
   const auto parameters = MakeParameters(format);
-  parameters->SetVideoProperty1(static_cast<std::int32_t>(vix::VideoChroma::C422));
+  const auto chroma = format.is444 ? vix::VideoChroma::C444 : vix::VideoChroma::C422;
+  parameters->SetVideoProperty1(static_cast<std::int32_t>(chroma));
   parameters->SetVideoProperty2(format.colour.primaries);
   parameters->SetVideoProperty3(format.colour.transfer);
   parameters->SetVideoProperty4(format.colour.matrix);
@@ -79,22 +86,39 @@ std::shared_ptr<const vix::IVideoInfo> DescribeStream(const StreamFormat& format
   return vix::CreateVideoInfo(parameters, vix::CreateChannelInfo(nullptr, 0), {}, {});
 }
 
-vix::ElementDriver MakeProResEncoder(const ProResVariant& variant, int threads) {
-  auto encoder = MakeProResElement(vix::ElementFactoryType::VideoEncoder);
-  const auto config = encoder.CreateConfig();
-  config->SetInt("NumThreads", threads);
-  config->SetProResCodecVariant("ProResCodecVariant", variant.variant);
-  encoder.Configure(config);
-  return encoder;
+ProResElement ProResElement::Encoder(const ProResVariant& variant) {
+  return {vix::ElementFactoryType::VideoEncoder, [chosen = variant.variant](Config& config) {
+            config.SetProResCodecVariant("ProResCodecVariant", chosen);
+          }};
 }
 
-vix::ElementDriver MakeProResDecoder(vix::FourCC fourcc, bool skipField) {
-  auto decoder = MakeProResElement(vix::ElementFactoryType::VideoDecoder);
-  const auto config = decoder.CreateConfig();
-  config->SetBool("SkipField", skipField);
-  config->SetFourCC("OutputFourCC", fourcc);
-  decoder.Configure(config);
-  return decoder;
+ProResElement ProResElement::Decoder(vix::FourCC fourcc, bool skipField) {
+  return {vix::ElementFactoryType::VideoDecoder, [=](Config& config) {
+            config.SetBool("SkipField", skipField);
+            config.SetFourCC("OutputFourCC", fourcc);
+          }};
+}
+
+vix::ElementDriver ProResElement::Make(int threads) const {
+  vix::ElementDriver element(factoryType_, "vix", vix::GetLabel(vix::VCodecFamily::ProRes));
+  element.SetCodecHook(GetCodecHook(), threads);
+  // Frames of another size are found by the size of their pictures.
+  element.SetInputChange(vix::InputChange::Redefine);
+  const auto config = element.CreateConfig();
+  configure_(*config);
+  element.Configure(config);
+  return element;
+}
+
+std::unique_ptr<vix::ElementPool> ProResElement::MakePool(const StreamFormat& input,
+                                                          vix::ElementPoolOptions options) const {
+  auto pool = std::make_unique<vix::ElementPool>(
+      factoryType_, "vix", vix::GetLabel(vix::VCodecFamily::ProRes), std::move(options));
+  const auto config = pool->CreateConfig();
+  configure_(*config);
+  pool->Configure(config);
+  pool->Define(vix::CreateInfoContainer(DescribeStream(input), nullptr));
+  return pool;
 }
 
 ThreadShares ShareThreads(int threads, std::optional<std::int64_t> frames) {
@@ -104,61 +128,75 @@ ThreadShares ShareThreads(int threads, std::optional<std::int64_t> frames) {
   return {static_cast<unsigned>(elements), static_cast<int>(available / elements)};
 }
 
-ElementTeam::ElementTeam(const MakeElement& make, const StreamFormat& input,
+vix::ElementPoolOptions PoolOptions(const ThreadShares& shares) {
+  vix::ElementPoolOptions options;
+  options.size = SizeForRun(shares.elements);
+  options.threadsPerFrame = shares.threadsEach;
+  options.inputChange = vix::InputChange::Redefine;  // as in ProResElement::Make()
+  options.codecHook = GetCodecHook();
+  return options;
+}
+
+SampleMaker::SampleMaker(const StreamFormat& format)
+    : start_(format.start), rate_(format.rate), info_(DescribeStream(format)) {}
+
+std::shared_ptr<const vix::ISampleContainer> SampleMaker::Make(
+    std::shared_ptr<const vix::IBuffer> frame, std::int64_t number) const {
+  const std::int64_t begin = start_ + number;
+  return vix::CreateSampleContainer(
+      vix::CreateVideoSample(info_->GetVideoParameters(), info_, std::move(frame),
+                             {{begin, begin + 1, rate_}}, {}),
+      nullptr);
+}
+
+ElementOutput TakeEncoded(const vix::PoolFrame& frame) {
+  if (!frame.error) return {SampleOf(frame)};
+  RethrowIfOutOfMemory(frame.error);
+  return {nullptr, 0, TextOf(frame.error)};
+}
+
+ElementOutput TakeDecoded(const vix::PoolFrame& frame, const vix::IBuffer& source,
+                          const ParsedHeader& header, std::uint32_t pictureBytes) {
+  if (frame.error) {
+    RethrowIfOutOfMemory(frame.error);
+    // The fault of the frame itself explains more than the element's error.
+    const std::string found = CheckFrame(BytesOf(source), header).Describe();
+    return {nullptr, 0, found.empty() ? TextOf(frame.error) : found};
+  }
+  ElementOutput output{SampleOf(frame)};
+  if (output.sample->GetBuffer()->GetSize() != pictureBytes) {
+    return {nullptr, 0, "differs in size from the first one"};
+  }
+  if (frame.report) output.damagedSlices = frame.report->damagedSlices;
+  if (output.damagedSlices > 0)
+    output.fault = "has " + Count(output.damagedSlices, "damaged slice");
+  return output;
+}
+
+DecoderTeam::DecoderTeam(const ProResElement& decoder, const StreamFormat& input,
                          const ThreadShares& shares)
-    : threadsEach_(shares.threadsEach), input_(input), info_(DescribeStream(input)) {
-  elements_.reserve(shares.elements);
-  while (elements_.size() < shares.elements) {
-    elements_.push_back(make(threadsEach_));
-    elements_.back().Define(vix::CreateInfoContainer(info_, nullptr));
+    : samples_(input) {
+  const auto stream = vix::CreateInfoContainer(DescribeStream(input), nullptr);
+  while (decoders_.size() < shares.elements) {
+    decoders_.push_back(decoder.Make(shares.threadsEach));
+    decoders_.back().Define(stream);
   }
 }
 
-ElementOutput ElementTeam::Process(unsigned element, std::shared_ptr<const vix::IBuffer> frame,
-                                   std::int64_t number) {
-  vix::ElementDriver& driver = elements_.at(element);
-  const std::int64_t begin = input_.start + number;
-  const auto input = vix::CreateVideoSample(info_->GetVideoParameters(), info_, std::move(frame),
-                                            {{begin, begin + 1, input_.rate}}, {});
-  const CodecScope codec(threadsEach_);
-  driver.Push(vix::CreateSampleContainer(input, nullptr));
-  const auto output = driver.Pull();
-  const auto samples = output ? output->GetVideoSamples(nullptr, nullptr)
-                              : std::vector<std::shared_ptr<const vix::IVideoSample>>{};
-  if (samples.size() != 1) throw vix::VIXRuntimeError(driver.GetName() + " returned no frame");
-  return {samples.front(), codec.GetDamagedSlices()};
-}
-
-ElementOutput ElementTeam::Encode(unsigned element, std::shared_ptr<const vix::IBuffer> frame,
-                                  std::int64_t number) {
-  try {
-    return Process(element, std::move(frame), number);
-  } catch (const std::runtime_error& error) {
-    return {nullptr, 0, error.what()};
-  }
-}
-
-ElementOutput ElementTeam::Decode(unsigned element,
-                                  const std::shared_ptr<const vix::IBuffer>& frame,
+ElementOutput DecoderTeam::Decode(unsigned worker, const std::shared_ptr<const vix::IBuffer>& frame,
                                   const std::optional<ParsedHeader>& header, std::int64_t number,
                                   std::uint32_t pictureBytes) {
-  // The element would assume the other layout for a frame without its marks, and would then expect
-  // that layout of the next frame too.
-  if (!header) return {nullptr, 0, "has no readable frame header"};
+  if (!header) return {nullptr, 0, kUnreadableHeader};
+  vix::ElementDriver& decoder = decoders_.at(worker);
+  vix::PoolFrame decoded;
   try {
-    auto output = Process(element, frame, number);
-    if (output.sample->GetBuffer()->GetSize() != pictureBytes) {
-      return {nullptr, 0, "differs in size from the first one"};
-    }
-    if (output.damagedSlices > 0) {
-      output.fault = "has " + Count(output.damagedSlices, "damaged slice");
-    }
-    return output;
-  } catch (const std::runtime_error& error) {
-    // The fault of the frame itself explains more than the element's error.
-    const std::string found = CheckFrame(BytesOf(*frame), header).Describe();
-    return {nullptr, 0, found.empty() ? error.what() : found};
+    decoder.Push(samples_.Make(frame, number));
+    decoded.output = decoder.Pull();
+  } catch (...) {
+    decoded.error = std::current_exception();
   }
+  decoded.report = decoder.GetCodecReport();
+  return TakeDecoded(decoded, *frame, *header, pictureBytes);
 }
 
 }  // namespace vixprores

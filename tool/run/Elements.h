@@ -11,12 +11,14 @@
 #include <memory>
 #include <optional>
 #include <string>
+#include <utility>
 #include <vector>
 
 #include "format/StreamFormat.h"
 #include "frames/FrameHeaders.h"
 #include "vix/Buffers.h"
 #include "vix/ElementDriver.h"
+#include "vix/ElementPool.h"
 #include "vix/Samples.h"
 #include "vix/StreamDescription.h"
 
@@ -25,11 +27,28 @@ namespace vixprores {
 /// Returns the host's description of a stream.
 std::shared_ptr<const vix::IVideoInfo> DescribeStream(const StreamFormat& format);
 
-/// Creates and configures the ProRes encoder of the registry; `threads` threads share a frame.
-vix::ElementDriver MakeProResEncoder(const ProResVariant& variant, int threads);
+/// A ProRes element of the registry and its parameters.
+class ProResElement {
+ public:
+  static ProResElement Encoder(const ProResVariant& variant);
+  /// @param fourcc "UYVY" or "V210"
+  static ProResElement Decoder(vix::FourCC fourcc, bool skipField);
 
-/// Creates and configures the ProRes decoder of the registry. `fourcc` is "UYVY" or "V210".
-vix::ElementDriver MakeProResDecoder(vix::FourCC fourcc, bool skipField);
+  /// Creates and configures the element.
+  /// @param threads that share a frame
+  vix::ElementDriver Make(int threads) const;
+  /// Creates and configures a pool of the element for the frames of `input`.
+  std::unique_ptr<vix::ElementPool> MakePool(const StreamFormat& input,
+                                             vix::ElementPoolOptions options) const;
+
+ private:
+  using Config = vix::IParametersCollectionInstance;
+  ProResElement(vix::ElementFactoryType factoryType, std::function<void(Config&)> configure)
+      : factoryType_(factoryType), configure_(std::move(configure)) {}
+
+  vix::ElementFactoryType factoryType_;
+  std::function<void(Config&)> configure_;
+};
 
 /// Distribution of threads over the elements of one stream.
 struct ThreadShares {
@@ -42,6 +61,24 @@ struct ThreadShares {
 /// @param frames frames of the stream; nullopt = unknown, assumed to be many
 ThreadShares ShareThreads(int threads, std::optional<std::int64_t> frames);
 
+/// Returns the options of a pool with these shares.
+vix::ElementPoolOptions PoolOptions(const ThreadShares& shares);
+
+/// Makes the samples of one stream.
+class SampleMaker {
+ public:
+  explicit SampleMaker(const StreamFormat& format);
+
+  /// @param number of the frame in the output, from 0; sets its time
+  std::shared_ptr<const vix::ISampleContainer> Make(std::shared_ptr<const vix::IBuffer> frame,
+                                                    std::int64_t number) const;
+
+ private:
+  std::int64_t start_;
+  Rational rate_;
+  std::shared_ptr<const vix::IVideoInfo> info_;
+};
+
 /// Result of an element for one frame.
 struct ElementOutput {
   std::shared_ptr<const vix::IVideoSample> sample;  ///< null = the frame cannot be decoded
@@ -49,40 +86,31 @@ struct ElementOutput {
   std::string fault = {};  ///< of the frame, to follow its number; empty = none
 };
 
-/// Elements that work in parallel on the frames of one stream.
-class ElementTeam {
+/// Returns the output of an encoder. Its failure is a fault of the frame, unless memory is missing.
+ElementOutput TakeEncoded(const vix::PoolFrame& frame);
+/// Returns the output of a decoder whose pictures have `pictureBytes` bytes. What is wrong with a
+/// frame that is damaged or cannot be decoded is its fault, unless memory is missing.
+/// @param source the compressed frame, with a valid header
+ElementOutput TakeDecoded(const vix::PoolFrame& frame, const vix::IBuffer& source,
+                          const ParsedHeader& header, std::uint32_t pictureBytes);
+/// The fault of a frame without a valid header. It never gets to a decoder, which would assume the
+/// other layout for it.
+inline constexpr const char* kUnreadableHeader = "has no readable frame header";
+
+/// Decoders, one for each worker of a run, that decode the frames of one stream.
+class DecoderTeam {
  public:
-  /// Makes a configured element that uses `threads` threads for a frame.
-  using MakeElement = std::function<vix::ElementDriver(int threads)>;
+  DecoderTeam(const ProResElement& decoder, const StreamFormat& input, const ThreadShares& shares);
 
-  /// Makes the elements and defines `input` as the input stream of each.
-  ElementTeam(const MakeElement& make, const StreamFormat& input, const ThreadShares& shares);
-
-  unsigned GetSize() const { return static_cast<unsigned>(elements_.size()); }
-  /// Returns the number of frames to keep in memory: two for each element, so that it works on one
-  /// while the other waits to be written.
-  std::size_t GetMostInFlight() const { return 2 * elements_.size(); }
-
-  /// Runs one of the elements on one frame. Each element may be used by one thread at a time.
-  /// @param number of the frame in the output, from 0; sets the frame's time
-  /// @throws VIXRuntimeError if the element fails
-  ElementOutput Process(unsigned element, std::shared_ptr<const vix::IBuffer> frame,
-                        std::int64_t number);
-  /// Does the same for an encoder; returns its failure as a fault.
-  ElementOutput Encode(unsigned element, std::shared_ptr<const vix::IBuffer> frame,
-                       std::int64_t number);
-  /// Does the same for a decoder whose pictures have `pictureBytes` bytes; returns what is wrong
-  /// with a frame that is damaged or cannot be decoded as a fault.
+  /// Decodes a frame as TakeDecoded() describes. Each worker may be used by one thread at a time.
   /// @param header of the frame; nullopt = invalid
-  ElementOutput Decode(unsigned element, const std::shared_ptr<const vix::IBuffer>& frame,
+  ElementOutput Decode(unsigned worker, const std::shared_ptr<const vix::IBuffer>& frame,
                        const std::optional<ParsedHeader>& header, std::int64_t number,
                        std::uint32_t pictureBytes);
 
  private:
-  std::vector<vix::ElementDriver> elements_;
-  int threadsEach_;
-  StreamFormat input_;
-  std::shared_ptr<const vix::IVideoInfo> info_;
+  SampleMaker samples_;
+  std::vector<vix::ElementDriver> decoders_;
 };
 
 }  // namespace vixprores

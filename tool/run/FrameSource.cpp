@@ -128,10 +128,7 @@ PictureSource::PictureSource(std::unique_ptr<FrameReader> reader, const ThreadSh
       format_(reader_->GetFormat()) {
   if (format_.IsRaw()) return;
   format_.code = vix::kFourCC_V210;
-  const auto makeElement = [](int /*threads*/) {
-    return MakeProResDecoder(vix::kFourCC_V210, false);
-  };
-  decoders_.emplace(makeElement, reader_->GetFormat(), shares);
+  decoders_.emplace(ProResElement::Decoder(format_.code, false), reader_->GetFormat(), shares);
 }
 
 FramePlace PictureSource::PlaceOf(const NumberedFrame& frame) const {

@@ -122,7 +122,7 @@ class PictureSource {
   std::unique_ptr<FrameReader> reader_;
   FrameConversion convert_;
   StreamFormat format_;
-  std::optional<ElementTeam> decoders_;  ///< of ProRes
+  std::optional<DecoderTeam> decoders_;  ///< of ProRes
 };
 
 }  // namespace vixprores

@@ -35,7 +35,7 @@ class EncodingCheck {
 struct TranscodePlan {
   std::unique_ptr<FrameReader> reader;
   StreamFormat source;  ///< the reader's with the user's overrides
-  ElementTeam::MakeElement makeElement;
+  ProResElement element;
   MovieContent content;  ///< the elements' output, and the timecode, sound and metadata beside it
   OutputFormat output;
   /// Makes the check of a verified encoding; empty = none.

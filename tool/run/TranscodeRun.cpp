@@ -11,7 +11,7 @@
 #include "base/Text.h"
 #include "format/InputFormat.h"
 #include "frames/FrameHeaders.h"
-#include "run/OrderedPipeline.h"
+#include "run/OrderedRun.h"
 
 namespace vixprores {
 namespace {
@@ -47,7 +47,7 @@ TranscodeRun::TranscodeRun(const TranscodeOptions& options, TranscodePlan plan, 
       source_(std::move(plan.reader), options.frames, plan.onDamage),
       result_(plan.content.video),
       shares_(ShareThreads(options.threads, source_.GetFrameCount())),
-      elements_(plan.makeElement, plan.source, shares_),
+      samples_(plan.source),
       check_(plan.makeCheck ? plan.makeCheck(shares_) : nullptr),
       file_(options.output, options.overwrite),
       writer_(MakeFrameWriter(file_, plan.output, plan.content)),
@@ -55,17 +55,24 @@ TranscodeRun::TranscodeRun(const TranscodeOptions& options, TranscodePlan plan, 
       gapFiller_(plan.content.video, *writer_),
       report_(report),
       observer_(observer),
-      start_(steady_clock::now()) {}
+      start_(steady_clock::now()),
+      elements_(plan.element.MakePool(plan.source, MakePoolOptions())) {}
+
+vix::ElementPoolOptions TranscodeRun::MakePoolOptions() {
+  auto options = PoolOptions(shares_);
+  options.prepare = [this](vix::PoolFrame& job, unsigned /*element*/) { Prepare(job); };
+  options.finish = [this](vix::PoolFrame& job, unsigned element) { Complete(job, element); };
+  return options;
+}
 
 bool TranscodeRun::ProcessFrames() {
-  PipelineStages<Frame> stages;
-  stages.read = [this] { return source_.Read(); };
-  stages.process = [this](Frame& frame, unsigned element) { Process(frame, element); };
-  stages.write = [this](Frame& frame, const std::exception_ptr& failure) { Write(frame, failure); };
+  RunEnds<Frame> ends;
+  ends.read = [this] { return source_.Read(); };
+  ends.write = [this](Frame& frame, const std::exception_ptr& failure) { Write(frame, failure); };
   // Only a pipe can block a reader, and the inputs of a batch are files.
-  if (!options_.isOfMany) stages.stopReading = RequestInterrupt;
+  if (!options_.isOfMany) ends.stopReading = RequestInterrupt;
   try {
-    OrderedPipeline<Frame>(stages, elements_.GetSize(), elements_.GetMostInFlight()).Run();
+    RunThrough(*elements_, shares_.elements, ends);
     return true;
   } catch (const Interrupted&) {
     return false;
@@ -104,16 +111,27 @@ std::string TranscodeRun::KeepFrames() {
   }
 }
 
-// Processes a frame. May be called from any thread, several at once.
-void TranscodeRun::Process(Frame& frame, unsigned element) {
+// Converts a frame for the element. May be called from any thread, several at once, as Complete().
+void TranscodeRun::Prepare(vix::PoolFrame& job) {
+  Frame& frame = *static_cast<Frame*>(job.context.get());
   if (!frame.source) return StopAtDamage(frame);
-  const auto source = source_.Unpack(std::move(frame.source));
-  frame.sourceBytes = source->GetSize();
-  const std::int64_t number = frame.place.number;
-  const Sample sample = Code(frame, source, element);
+  frame.source = source_.Unpack(std::move(frame.source));
+  frame.sourceBytes = frame.source->GetSize();
+  const bool isReadable = !result_.IsRaw() || frame.header.has_value();
+  if (isReadable) job.input = samples_.Make(frame.source, source_.ToOutput(frame.place.number));
+}
+
+// Packs the element's output for the writer.
+void TranscodeRun::Complete(vix::PoolFrame& job, unsigned element) {
+  Frame& frame = *static_cast<Frame*>(job.context.get());
+  if (!frame.source) return;
+  const ElementOutput output = TakeOutput(job, frame);
+  job.error = nullptr;  // it is the frame's fault now
+  const auto source = std::move(frame.source);
+  const Sample sample = Judge(frame, output);
   if (!sample) return;
   const auto buffer = sample->GetBuffer();
-  if (check_) Check(*source, buffer, number, element);
+  if (check_) Check(*source, buffer, frame.place.number, element);
   source_.CheckFramesInUse();
   if (result_.IsRaw()) {
     ClearRowPadding(result_, buffer->GetData());
@@ -124,13 +142,14 @@ void TranscodeRun::Process(Frame& frame, unsigned element) {
   frame.result = writer_->Pack(sample);
 }
 
+ElementOutput TranscodeRun::TakeOutput(const vix::PoolFrame& job, const Frame& frame) const {
+  if (!result_.IsRaw()) return TakeEncoded(job);
+  if (!frame.header) return {nullptr, 0, kUnreadableHeader};
+  return TakeDecoded(job, *frame.source, *frame.header, result_.FrameBytes());
+}
+
 // Returns null if the frame is not to be written.
-TranscodeRun::Sample TranscodeRun::Code(Frame& frame, const std::shared_ptr<vix::IBuffer>& source,
-                                        unsigned element) {
-  const std::int64_t number = source_.ToOutput(frame.place.number);
-  const auto output = result_.IsRaw() ? elements_.Decode(element, source, frame.header, number,
-                                                         result_.FrameBytes())
-                                      : elements_.Encode(element, source, number);
+TranscodeRun::Sample TranscodeRun::Judge(Frame& frame, const ElementOutput& output) const {
   if (!output.fault.empty()) frame.fault = output.fault;
   if (frame.fault.empty()) return output.sample;
   if (result_.IsRaw()) frame.advice = "--on-error skip or conceal continues after it";

@@ -59,8 +59,11 @@ class TranscodeRun {
  private:
   using Sample = std::shared_ptr<const vix::IVideoSample>;
 
-  void Process(Frame& frame, unsigned element);
-  Sample Code(Frame& frame, const std::shared_ptr<vix::IBuffer>& source, unsigned element);
+  vix::ElementPoolOptions MakePoolOptions();
+  void Prepare(vix::PoolFrame& job);
+  void Complete(vix::PoolFrame& job, unsigned element);
+  ElementOutput TakeOutput(const vix::PoolFrame& job, const Frame& frame) const;
+  Sample Judge(Frame& frame, const ElementOutput& output) const;
   void Check(const vix::IBuffer& source, std::shared_ptr<const vix::IBuffer> encoded,
              std::int64_t number, unsigned element);
   void StopAtDamage(const Frame& frame) const;
@@ -76,7 +79,7 @@ class TranscodeRun {
   FrameSource source_;
   StreamFormat result_;
   ThreadShares shares_;
-  ElementTeam elements_;
+  SampleMaker samples_;
   std::unique_ptr<EncodingCheck> check_;  ///< null = none
   OutputFile file_;
   std::unique_ptr<FrameWriter> writer_;
@@ -86,6 +89,7 @@ class TranscodeRun {
   RunReport& report_;
   RunObserver& observer_;
   std::chrono::steady_clock::time_point start_;
+  std::unique_ptr<vix::ElementPool> elements_;  // the last member: its threads use the others
 };
 
 }  // namespace vixprores

@@ -5,8 +5,8 @@
 #include <algorithm>
 #include <array>
 #include <atomic>
+#include <functional>
 #include <latch>
-#include <memory>
 #include <numeric>
 #include <set>
 #include <stdexcept>
@@ -14,40 +14,41 @@
 #include <thread>
 #include <vector>
 
-#include "run/OrderedPipeline.h"
+#include "run/OrderedRun.h"
 
 namespace vixprores {
 namespace {
 
 using testing::ElementsAre;
 
-// Fixture: a pipeline of numbers and its result. Each test changes one stage.
-class OrderedPipelineOf : public testing::TestWithParam<unsigned> {
+// Fixture: a run of numbers and its result. Each test changes one stage.
+class OrderedRunOf : public testing::TestWithParam<unsigned> {
  protected:
-  using Stages = PipelineStages<int>;
+  struct Stages : RunEnds<int> {
+    std::function<void(int& item, unsigned worker)> process;
+  };
 
   // Returns stages for the numbers 0 to `count` - 1, which `written_` collects.
   Stages CountTo(int count) {
-    return {[this, count]() -> std::optional<int> {
-              if (next_ == count) return std::nullopt;
-              return next_++;
-            },
-            [](int& /*item*/, unsigned /*worker*/) {},
-            [this](int& item, const std::exception_ptr& failure) {
-              if (failure) std::rethrow_exception(failure);
-              written_.push_back(item);
-            },
-            {}};
+    Stages stages;
+    stages.read = [this, count]() -> std::optional<int> {
+      if (next_ == count) return std::nullopt;
+      return next_++;
+    };
+    stages.process = [](int& /*item*/, unsigned /*worker*/) {};
+    stages.write = [this](int& item, const std::exception_ptr& failure) {
+      if (failure) std::rethrow_exception(failure);
+      written_.push_back(item);
+    };
+    return stages;
   }
 
-  static void Run(Stages stages, std::size_t mostInFlight = 2 * std::size_t{GetParam()}) {
-    OrderedPipeline<int>(std::move(stages), GetParam(), mostInFlight).Run();
-  }
+  static void Run(const Stages& stages) { RunInOrder<int>(GetParam(), stages, stages.process); }
 
   // Returns the message of the exception that ends the run, or an empty string.
-  static std::string FailureOf(Stages stages) {
+  static std::string FailureOf(const Stages& stages) {
     try {
-      Run(std::move(stages));
+      Run(stages);
     } catch (const std::runtime_error& error) {
       return error.what();
     }
@@ -60,22 +61,25 @@ class OrderedPipelineOf : public testing::TestWithParam<unsigned> {
     return numbers;
   }
 
-  // Makes every third of `count` items wait until the next one overtakes it, if there is another
-  // worker.
+  // Makes every third of `count` items wait for a while until the next one overtakes it. Not for
+  // ever: the next one may have to wait for the thread that processes this one.
   void LetTheNextOneOvertake(int item, int count) {
-    auto& next = processed_[static_cast<std::size_t>(item) + 1];
-    if (GetParam() > 1 && item % 3 == 0 && item + 1 < count) next.wait(false);
-    auto& own = processed_[static_cast<std::size_t>(item)];
-    own.test_and_set();
-    own.notify_all();
+    const auto& next = processed_[static_cast<std::size_t>(item) + 1];
+    for (int i = 0; i < 100 && item % 3 == 0 && item + 1 < count && !next.test(); ++i) {
+      std::this_thread::yield();
+    }
+    processed_[static_cast<std::size_t>(item)].test_and_set();
   }
+
+  // Items in the pool, one that is being read and one that is being written.
+  static int MostInFlight() { return 2 * static_cast<int>(GetParam()) + 2; }
 
   int next_ = 0;
   std::array<std::atomic_flag, 201> processed_{};
   std::vector<int> written_;
 };
 
-TEST_P(OrderedPipelineOf, WritesInTheOrderOfReading) {
+TEST_P(OrderedRunOf, WritesInTheOrderOfReading) {
   Stages stages = CountTo(100);
   stages.process = [this](int& item, unsigned /*worker*/) {
     LetTheNextOneOvertake(item, 100);
@@ -87,17 +91,12 @@ TEST_P(OrderedPipelineOf, WritesInTheOrderOfReading) {
   EXPECT_EQ(written_, expected);
 }
 
-TEST_P(OrderedPipelineOf, AcceptsAnEmptyInput) {
+TEST_P(OrderedRunOf, AcceptsAnEmptyInput) {
   Run(CountTo(0));
   EXPECT_TRUE(written_.empty());
 }
 
-TEST_P(OrderedPipelineOf, NeedsOneSlotOnly) {
-  Run(CountTo(20), 1);
-  EXPECT_EQ(written_, NumbersUpTo(20));
-}
-
-TEST_P(OrderedPipelineOf, RethrowsTheFirstFailureInOrder) {
+TEST_P(OrderedRunOf, RethrowsTheFirstFailureInOrder) {
   Stages stages = CountTo(40);
   // The later failure happens first if there are enough workers.
   std::latch later(1);
@@ -110,7 +109,7 @@ TEST_P(OrderedPipelineOf, RethrowsTheFirstFailureInOrder) {
   EXPECT_EQ(written_, NumbersUpTo(10));
 }
 
-TEST_P(OrderedPipelineOf, WritesTheItemsBeforeAFailureToRead) {
+TEST_P(OrderedRunOf, WritesTheItemsBeforeAFailureToRead) {
   Stages stages = CountTo(40);
   stages.read = [read = stages.read, this]() {
     if (next_ == 7) throw std::runtime_error("unreadable");
@@ -121,7 +120,7 @@ TEST_P(OrderedPipelineOf, WritesTheItemsBeforeAFailureToRead) {
   EXPECT_EQ(written_, NumbersUpTo(7));
 }
 
-TEST_P(OrderedPipelineOf, PrefersAFailureToProcessToALaterOneToRead) {
+TEST_P(OrderedRunOf, PrefersAFailureToProcessToALaterOneToRead) {
   Stages stages = CountTo(40);
   std::latch unreadable(1);
   stages.read = [read = stages.read, &unreadable, this]() {
@@ -140,7 +139,7 @@ TEST_P(OrderedPipelineOf, PrefersAFailureToProcessToALaterOneToRead) {
   EXPECT_EQ(written_, NumbersUpTo(6));
 }
 
-TEST_P(OrderedPipelineOf, WritesNothingAfterAFailureToWrite) {
+TEST_P(OrderedRunOf, WritesNothingAfterAFailureToWrite) {
   Stages stages = CountTo(1000);
   stages.write = [write = stages.write](int& item, const std::exception_ptr& failure) {
     if (item == 5) throw std::runtime_error("unwritable");
@@ -148,10 +147,10 @@ TEST_P(OrderedPipelineOf, WritesNothingAfterAFailureToWrite) {
   };
   EXPECT_EQ(FailureOf(stages), "unwritable");
   EXPECT_EQ(written_, NumbersUpTo(5));
-  EXPECT_LE(next_, 5 + 2 * static_cast<int>(GetParam())) << "reading continued";
+  EXPECT_LE(next_, 5 + MostInFlight()) << "reading continued";
 }
 
-TEST_P(OrderedPipelineOf, StopsAWaitingReadAfterAFailure) {
+TEST_P(OrderedRunOf, StopsAWaitingReadAfterAFailure) {
   std::atomic<bool> stopped = false;
   Stages stages = CountTo(1);
   stages.read = [read = stages.read, &stopped]() {
@@ -166,7 +165,7 @@ TEST_P(OrderedPipelineOf, StopsAWaitingReadAfterAFailure) {
   EXPECT_EQ(FailureOf(stages), "unwritable");
 }
 
-TEST_P(OrderedPipelineOf, HasNoMoreItemsInFlightThanSlots) {
+TEST_P(OrderedRunOf, HasABoundedNumberOfItemsInFlight) {
   std::atomic<int> inFlight = 0;
   std::atomic<int> most = 0;
   Stages stages = CountTo(200);
@@ -180,12 +179,12 @@ TEST_P(OrderedPipelineOf, HasNoMoreItemsInFlightThanSlots) {
     --inFlight;
     write(item, failure);
   };
-  Run(stages, 3);
-  EXPECT_LE(most, 3);
+  Run(stages);
+  EXPECT_LE(most, MostInFlight());
   EXPECT_EQ(written_, NumbersUpTo(200));
 }
 
-TEST_P(OrderedPipelineOf, GivesEachWorkerOneItemAtATime) {
+TEST_P(OrderedRunOf, GivesEachWorkerOneItemAtATime) {
   std::vector<std::atomic<int>> working(GetParam());
   std::atomic<bool> overlapped = false;
   Stages stages = CountTo(100);
@@ -198,7 +197,7 @@ TEST_P(OrderedPipelineOf, GivesEachWorkerOneItemAtATime) {
   EXPECT_FALSE(overlapped);
 }
 
-TEST_P(OrderedPipelineOf, RunsWorkersAtTheSameTime) {
+TEST_P(OrderedRunOf, RunsWorkersAtTheSameTime) {
   std::atomic<unsigned> arrived = 0;
   Stages stages = CountTo(static_cast<int>(GetParam()));
   // Each item waits for all others.
@@ -210,40 +209,21 @@ TEST_P(OrderedPipelineOf, RunsWorkersAtTheSameTime) {
   EXPECT_EQ(written_, NumbersUpTo(static_cast<int>(GetParam())));
 }
 
-TEST_P(OrderedPipelineOf, ReleasesAnItemOnceItIsWritten) {
-  std::weak_ptr<int> last;
-  int next = 0;
-  PipelineStages<std::shared_ptr<int>> stages;
-  stages.read = [&]() -> std::optional<std::shared_ptr<int>> {
-    // The only slot has released the previous item.
-    EXPECT_TRUE(last.expired());
-    if (next == 10) return std::nullopt;
-    auto item = std::make_shared<int>(next++);
-    last = item;
-    return item;
-  };
-  stages.process = [](std::shared_ptr<int>& /*item*/, unsigned /*worker*/) {};
-  stages.write = [](std::shared_ptr<int>& /*item*/, const std::exception_ptr& /*failure*/) {};
-  OrderedPipeline<std::shared_ptr<int>>(stages, GetParam(), 1).Run();
-  EXPECT_EQ(next, 10);
-}
-
-TEST(OrderedPipeline, OneWorkerStaysOnTheCallingThread) {
+TEST(OrderedRun, OneWorkerStaysOnTheCallingThread) {
   std::set<std::thread::id> threads;
   int next = 0;
   const auto note = [&threads] { threads.insert(std::this_thread::get_id()); };
-  PipelineStages<int> stages;
-  stages.read = [&]() -> std::optional<int> {
+  RunEnds<int> ends;
+  ends.read = [&]() -> std::optional<int> {
     note();
     return next == 5 ? std::nullopt : std::optional<int>(next++);
   };
-  stages.process = [&](int& /*item*/, unsigned /*worker*/) { note(); };
-  stages.write = [&](int& /*item*/, const std::exception_ptr& /*failure*/) { note(); };
-  OrderedPipeline<int>(stages, 1, 2).Run();
+  ends.write = [&](int& /*item*/, const std::exception_ptr& /*failure*/) { note(); };
+  RunInOrder<int>(1, ends, [&](int& /*item*/, unsigned /*worker*/) { note(); });
   EXPECT_THAT(threads, ElementsAre(std::this_thread::get_id()));
 }
 
-INSTANTIATE_TEST_SUITE_P(Threads, OrderedPipelineOf, testing::Values(1, 2, 3, 5, 8));
+INSTANTIATE_TEST_SUITE_P(Threads, OrderedRunOf, testing::Values(1, 2, 3, 5, 8));
 
 }  // namespace
 }  // namespace vixprores
