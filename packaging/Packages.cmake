@@ -26,13 +26,29 @@ function(vix_document_package package)
 endfunction()
 
 # vix_bare_binary(package path): removes the run path, which system folders do not need, and the
-# symbols that only a debugger reads.
+# compiler's notes. CPack moves what only a debugger reads to a package of its own.
 function(vix_bare_binary package path)
   vix_run_in_package(${package} "
     file(RPATH_REMOVE FILE \${root}/${path})
-    execute_process(COMMAND ${CMAKE_STRIP} --strip-unneeded --remove-section=.comment
-                            --remove-section=.note \${root}/${path}
+    execute_process(COMMAND ${CMAKE_OBJCOPY} --remove-section=.comment --remove-section=.note
+                            --compress-debug-sections \${root}/${path}
                     COMMAND_ERROR_IS_FATAL ANY)")
+endfunction()
+
+# vix_debian_symbols(target package list node): writes Debian's symbols file of a library from the list
+# of its exported symbols.
+function(vix_debian_symbols target package list node)
+  vix_read_symbols(${list} symbols)
+  set(text "lib${target}.so.${PROJECT_VERSION_MAJOR} ${package} #MINVER#\n")
+  foreach(version IN LISTS symbols_versions)
+    foreach(symbol IN LISTS symbols_${version} ITEMS ${node}_${version})
+      string(APPEND text " ${symbol}@${node}_${version} ${version}.0\n")
+    endforeach()
+  endforeach()
+  file(WRITE ${VIX_DEBIAN_FILES}/${package}/symbols "${text}")
+  string(TOUPPER ${package} key)
+  set(CPACK_DEBIAN_${key}_PACKAGE_CONTROL_EXTRA ${CPACK_DEBIAN_${key}_PACKAGE_CONTROL_EXTRA}
+      ${VIX_DEBIAN_FILES}/${package}/symbols PARENT_SCOPE)
 endfunction()
 
 # vix_package_library(target package): packages the library without its development link.
@@ -57,6 +73,10 @@ endfunction()
 vix_package_library(ProRes libprores1)
 vix_package_library(vixCore libvixcore1)
 vix_package_library(vixVideoCodecProRes libvixvideocodecprores1)
+vix_debian_symbols(ProRes libprores1 ${PROJECT_SOURCE_DIR}/codec/libProRes.symbols PRORES)
+vix_debian_symbols(vixCore libvixcore1 ${PROJECT_SOURCE_DIR}/core/libvixCore.symbols VIXCORE)
+install(FILES ${plugin_link} DESTINATION ${VIX_DEBIAN_LIBDIR}/${VIX_PLUGIN_FOLDER}
+        COMPONENT libvixvideocodecprores1 EXCLUDE_FROM_ALL)
 
 # The program, its manual, completions and documents.
 install(TARGETS vixprores RUNTIME DESTINATION bin COMPONENT vixprores EXCLUDE_FROM_ALL)
@@ -77,17 +97,19 @@ vix_run_in_package(vixprores "
                   COMMAND_ERROR_IS_FATAL ANY)")
 vix_document_package(vixprores)
 
-# Headers, the CMake package, pkg-config files and the examples.
+# Headers, the CMake package, pkg-config files, and the guide with its examples.
 install(DIRECTORY ${PROJECT_SOURCE_DIR}/include/vix ${PROJECT_SOURCE_DIR}/include/ProRes
         DESTINATION include COMPONENT libvix-dev EXCLUDE_FROM_ALL FILES_MATCHING PATTERN "*.h")
 install(DIRECTORY ${PROJECT_SOURCE_DIR}/examples
         DESTINATION share/doc/libvix-dev COMPONENT libvix-dev EXCLUDE_FROM_ALL)
+install(FILES ${PROJECT_SOURCE_DIR}/docs/host-guide.md ${PROJECT_SOURCE_DIR}/docs/versions.md
+        DESTINATION share/doc/libvix-dev/docs COMPONENT libvix-dev EXCLUDE_FROM_ALL)
 install(EXPORT vixDebianTargets FILE vixVideoCodecProResTargets.cmake NAMESPACE vix::
         DESTINATION ${VIX_DEBIAN_CMAKEDIR} COMPONENT libvix-dev EXCLUDE_FROM_ALL)
 install(FILES ${PROJECT_BINARY_DIR}/vixVideoCodecProResConfig.cmake
               ${PROJECT_BINARY_DIR}/vixVideoCodecProResConfigVersion.cmake
         DESTINATION ${VIX_DEBIAN_CMAKEDIR} COMPONENT libvix-dev EXCLUDE_FROM_ALL)
-vix_write_pkgconfig(${VIX_DEBIAN_FILES} ${VIX_DEBIAN_LIBDIR} include)
+vix_write_pkgconfig(${VIX_DEBIAN_FILES} /usr ${VIX_DEBIAN_LIBDIR} include)
 install(DIRECTORY ${VIX_DEBIAN_FILES}/pkgconfig
         DESTINATION ${VIX_DEBIAN_LIBDIR} COMPONENT libvix-dev EXCLUDE_FROM_ALL)
 vix_document_package(libvix-dev)
@@ -98,7 +120,8 @@ set(CPACK_PACKAGE_DIRECTORY ${PROJECT_BINARY_DIR}/packages)
 set(CPACK_COMPONENTS_ALL libprores1 libvixcore1 libvixvideocodecprores1 vixprores libvix-dev)
 set(CPACK_COMPONENTS_GROUPING IGNORE)
 set(CPACK_PACKAGE_DESCRIPTION_SUMMARY "")  # each package has its own
-set(CPACK_POST_BUILD_SCRIPTS ${CMAKE_CURRENT_LIST_DIR}/DropMaintainerScripts.cmake)
+set(CPACK_POST_BUILD_SCRIPTS ${CMAKE_CURRENT_LIST_DIR}/FinishPackages.cmake)
+set(CPACK_DEBIAN_DEBUGINFO_PACKAGE ON)
 set(CPACK_INSTALL_DEFAULT_DIRECTORY_PERMISSIONS
     OWNER_READ OWNER_WRITE OWNER_EXECUTE GROUP_READ GROUP_EXECUTE WORLD_READ WORLD_EXECUTE)
 set(CPACK_DEB_COMPONENT_INSTALL ON)

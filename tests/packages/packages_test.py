@@ -37,6 +37,9 @@ class Packages(unittest.TestCase):
         cls.root = cls.folder / "root"
         (cls.root / "var/lib/dpkg/info").mkdir(parents=True)
         (cls.root / "var/lib/dpkg/status").touch()
+        cls.debug_root = cls.folder / "debug"
+        for path in cls.folder.glob("*.ddeb"):
+            run("dpkg-deb", "-x", path, cls.debug_root)
         # The root has only these packages, without those of the distribution that they depend on.
         run("fakeroot", "dpkg", f"--root={cls.root}", "--force-depends", "--log=/dev/null", "-i",
             *cls.files.values())
@@ -68,11 +71,80 @@ class Packages(unittest.TestCase):
             paths = re.findall(r" \./(\S+[^/\s])(?: -> .*)?\n",
                                run("dpkg-deb", "-c", self.files[package]))
             for path in paths:
-                self.assertRegex(path, rf"{LIBDIR}/{library}\.so\.1|usr/share/doc/{package}/")
+                self.assertRegex(path, rf"{LIBDIR}/({library}\.so\.1|vix-plugins-1/)|"
+                                       rf"usr/share/doc/{package}/")
+
+    def binaries(self):
+        return [self.root / "usr/bin/vixprores", *(self.root / LIBDIR).glob("*.so.1.*")]
 
     def test_binaries_have_no_run_path(self):
-        for binary in [self.root / "usr/bin/vixprores", *(self.root / LIBDIR).glob("*.so.1.*")]:
+        for binary in self.binaries():
             self.assertNotRegex(run("objdump", "-p", binary), r"RUNPATH|RPATH")
+
+    def test_no_file_names_the_folders_of_the_build(self):
+        folders = [str(folder).encode() for folder in (SOURCE, BUILD)]
+        checked = 0
+        for root in (self.root, self.debug_root):
+            for path in root.rglob("*"):
+                if path.is_file() and not path.is_symlink() and "var/lib/dpkg" not in str(path):
+                    content = path.read_bytes()
+                    if path.suffix == ".debug":
+                        content = self.uncompressed(path)
+                    self.assertFalse([name for name in folders if name in content], path)
+                    checked += 1
+        self.assertGreater(checked, 40)
+
+    def uncompressed(self, path):
+        copy = self.folder / "uncompressed"
+        run("objcopy", "--decompress-debug-sections", path, copy)
+        return copy.read_bytes()
+
+    def test_each_binary_has_debug_symbols_in_a_package_of_its_own(self):
+        names = {path.name.split("_")[0] for path in self.folder.glob("*.ddeb")}
+        self.assertEqual(names, {f"{package}-dbgsym" for package in (*LIBRARIES, "vixprores")})
+        for binary in self.binaries():
+            build_id = re.search(r"Build ID: (..)(\w+)", run("readelf", "-n", binary))
+            debug = self.debug_root / f"usr/lib/debug/.build-id/{build_id[1]}/{build_id[2]}.debug"
+            self.assertRegex(run("readelf", "-S", "--wide", debug), r"\.debug_line\s+PROGBITS")
+            self.assertNotIn(".debug_", run("readelf", "-S", "--wide", binary))
+
+    def test_packages_name_how_they_share_a_system_with_other_architectures(self):
+        for package in NAMES:
+            self.assertEqual(self.field(package, "Multi-Arch"),
+                             "foreign" if package == "vixprores" else "same")
+
+    def test_symbols_files_list_what_the_libraries_export(self):
+        for package, library in (("libprores1", "libProRes"), ("libvixcore1", "libvixCore")):
+            lines = run("dpkg-deb", "-I", self.files[package], "symbols").splitlines()
+            self.assertEqual(lines[0], f"{library}.so.1 {package} #MINVER#")
+            listed = {re.fullmatch(r" (\w+(?:\.\d+)?)@(\w+_(\d\.\d)) \3\.0", line).group(1, 2)
+                      for line in lines[1:]}
+            output = run("nm", "-D", "--defined-only", self.root / LIBDIR / f"{library}.so.1")
+            exported = set(re.findall(r" [B-Zu-w] (\w+)@@(\S+)$", output, re.MULTILINE))
+            nodes = {(version, version) for _, version in exported}
+            self.assertEqual(listed, exported | nodes)
+
+    def test_the_copyright_names_what_is_compiled_in(self):
+        text = (self.root / "usr/share/doc/vixprores/copyright").read_text()
+        for name in ("Highway", "CLI11", "JSON", "xxHash", "uplot", "GNU General Public License"):
+            self.assertIn(name, text)
+
+    def test_the_guide_for_developers_has_no_dead_links(self):
+        documents = list((self.root / "usr/share/doc/libvix-dev").rglob("*.md"))
+        self.assertIn("host-guide.md", [path.name for path in documents])
+        for document in documents:
+            for link in re.findall(r"\]\(([^)#]+)[^)]*\)", re.sub(r"```.*?```", "",
+                                   document.read_text(), flags=re.DOTALL)):
+                if not link.startswith("https://"):
+                    self.assertTrue((document.parent / link).exists(), f"{document}: {link}")
+
+    def test_pkg_config_prints_no_system_folders(self):
+        environment = {**os.environ, "PKG_CONFIG_LIBDIR": str(self.root / LIBDIR / "pkgconfig")}
+        for module in ("vixCore", "ProRes"):
+            flags = run("pkg-config", "--cflags", "--libs", module, env=environment).split()
+            self.assertEqual(flags, [f"-l{module}"])
+        self.assertEqual(run("pkg-config", "--variable=plugindir", "vixCore", env=environment),
+                         f"/{LIBDIR}/vix-plugins-1\n")
 
     def test_the_program_has_its_manual_and_completions(self):
         share = self.root / "usr/share"
@@ -100,6 +172,7 @@ class Packages(unittest.TestCase):
         run(os.environ["CMAKE"], "--build", build)
         output = run(build / "consumer", self.root / LIBDIR / "libvixVideoCodecProRes.so")
         self.assertIn("bytes compressed", output)
+        self.assertEqual(run(build / "consumer"), output)  # finds the plug-in in its folder
 
 
 if __name__ == "__main__":
