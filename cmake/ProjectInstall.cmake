@@ -7,6 +7,9 @@ set(VIX_INSTALL_CMAKEDIR ${CMAKE_INSTALL_LIBDIR}/cmake/vixVideoCodecProRes)
 
 install(TARGETS ProRes vixCore vixVideoCodecProRes EXPORT vixVideoCodecProResTargets
         LIBRARY DESTINATION ${CMAKE_INSTALL_LIBDIR})
+# Where vix::LoadPlugins() finds the plug-in.
+set(plugin_link ${CMAKE_LIBRARY_OUTPUT_DIRECTORY}/${VIX_PLUGIN_FOLDER}/libvixVideoCodecProRes.so)
+install(FILES ${plugin_link} DESTINATION ${CMAKE_INSTALL_LIBDIR}/${VIX_PLUGIN_FOLDER})
 install(DIRECTORY include/vix include/ProRes DESTINATION ${CMAKE_INSTALL_INCLUDEDIR}
         FILES_MATCHING PATTERN "*.h")
 install(FILES LICENSE DESTINATION ${CMAKE_INSTALL_DOCDIR})
@@ -20,10 +23,10 @@ install(FILES ${CMAKE_CURRENT_BINARY_DIR}/vixVideoCodecProResConfig.cmake
               ${CMAKE_CURRENT_BINARY_DIR}/vixVideoCodecProResConfigVersion.cmake
         DESTINATION ${VIX_INSTALL_CMAKEDIR})
 
-# vix_write_pkgconfig(folder libdir includedir): writes folder/pkgconfig/*.pc for an installation with
-# these folders. The files name the prefix relative to themselves, so that it can be moved.
-function(vix_write_pkgconfig folder PC_LIBDIR PC_INCLUDEDIR)
-  file(RELATIVE_PATH PC_PREFIX /prefix/${PC_LIBDIR}/pkgconfig /prefix)
+# vix_write_pkgconfig(folder prefix libdir includedir): writes folder/pkgconfig/*.pc for an installation
+# with these folders.
+function(vix_write_pkgconfig folder PC_PREFIX PC_LIBDIR PC_INCLUDEDIR)
+  set(PC_VARIABLES_vixCore "plugindir=\${libdir}/${VIX_PLUGIN_FOLDER}\n")
   foreach(library IN ITEMS "ProRes|ProRes (SMPTE RDD 36) encoder and decoder|"
       "vixCore|Host core for media-processing plug-ins|"
       "vixVideoCodecProRes|ProRes encoder and decoder elements|vixCore ProRes")
@@ -31,8 +34,12 @@ function(vix_write_pkgconfig folder PC_LIBDIR PC_INCLUDEDIR)
     list(GET library 0 PC_LIBRARY)
     list(GET library 1 PC_DESCRIPTION)
     list(GET library 2 PC_REQUIRES)
+    set(PC_VARIABLES "${PC_VARIABLES_${PC_LIBRARY}}")
     configure_file(cmake/library.pc.in ${folder}/pkgconfig/${PC_LIBRARY}.pc @ONLY)
   endforeach()
 endfunction()
-vix_write_pkgconfig(${CMAKE_CURRENT_BINARY_DIR} ${CMAKE_INSTALL_LIBDIR} ${CMAKE_INSTALL_INCLUDEDIR})
+# The files name the prefix relative to themselves, so that it can be moved.
+file(RELATIVE_PATH prefix /prefix/${CMAKE_INSTALL_LIBDIR}/pkgconfig /prefix)
+vix_write_pkgconfig(${CMAKE_CURRENT_BINARY_DIR} \${pcfiledir}/${prefix}
+                    ${CMAKE_INSTALL_LIBDIR} ${CMAKE_INSTALL_INCLUDEDIR})
 install(DIRECTORY ${CMAKE_CURRENT_BINARY_DIR}/pkgconfig DESTINATION ${CMAKE_INSTALL_LIBDIR})

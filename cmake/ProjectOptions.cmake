@@ -28,6 +28,15 @@ if(NOT VIX_SANITIZE AND CMAKE_CXX_COMPILER_ID STREQUAL "GNU")
     $<$<CONFIG:Release>:-U_FORTIFY_SOURCE;-D_FORTIFY_SOURCE=2>)
 endif()
 
+# For code that is installed: line numbers for debuggers, and no names of the folders of the build.
+# Log records and messages name source files relative to the project's root.
+add_library(vix_shipped INTERFACE)
+target_link_libraries(vix_shipped INTERFACE vix_options)
+target_compile_options(vix_shipped INTERFACE
+  -fmacro-prefix-map=${PROJECT_SOURCE_DIR}/=
+  -fdebug-prefix-map=${PROJECT_SOURCE_DIR}=. -fdebug-prefix-map=${PROJECT_BINARY_DIR}=./build
+  $<$<CONFIG:Release>:-g1>)
+
 option(VIX_COVERAGE "Build with coverage counters" OFF)
 if(VIX_COVERAGE)
   add_compile_options(--coverage -fprofile-update=atomic)

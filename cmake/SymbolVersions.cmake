@@ -43,7 +43,7 @@ function(vix_version_symbols target node patterns)
   set(map ${CMAKE_CURRENT_BINARY_DIR}/lib${target}.map)
   file(CONFIGURE OUTPUT ${map} CONTENT "${script}" @ONLY)
   target_link_options(${target} PRIVATE -Wl,--version-script=${map})
-  set_target_properties(${target} PROPERTIES LINK_DEPENDS ${map})
+  set_property(TARGET ${target} APPEND PROPERTY LINK_DEPENDS ${map})
 endfunction()
 
 # vix_link_unversioned(target library…): links the target to libraries of this project without

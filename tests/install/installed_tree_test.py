@@ -16,6 +16,19 @@ def run(*command, **kwargs):
     return subprocess.run([str(part) for part in command], check=True, **kwargs)
 
 
+def refuse_unknown_component(args, prefix, folder):
+    folder.mkdir()
+    (folder / "CMakeLists.txt").write_text(
+        "cmake_minimum_required(VERSION 3.25)\nproject(unknown LANGUAGES CXX)\n"
+        "find_package(vixVideoCodecProRes REQUIRED COMPONENTS ProRes Nothing)\n")
+    result = subprocess.run([args.cmake, "-G", "Ninja", "-S", folder, "-B", folder / "build",
+                             f"-DCMAKE_PREFIX_PATH={prefix}", f"-DCMAKE_CXX_COMPILER={args.cxx}"],
+                            capture_output=True, text=True)
+    text = " ".join(result.stderr.split())
+    if result.returncode == 0 or 'There is no component "Nothing"; the components are' not in text:
+        sys.exit("an unknown component was not refused: " + result.stderr)
+
+
 def main():
     parser = argparse.ArgumentParser()
     for name in ("build", "cmake", "libdir", "cxx"):
@@ -35,10 +48,17 @@ def main():
             f"-DCMAKE_PREFIX_PATH={prefix}", f"-DCMAKE_CXX_COMPILER={args.cxx}",
             stdout=subprocess.DEVNULL)
         run(args.cmake, "--build", root / "consumer-build", stdout=subprocess.DEVNULL)
-        run(root / "consumer-build" / "consumer", plugin)
+        consumer = root / "consumer-build" / "consumer"
+        run(consumer, plugin)
+        run(consumer)  # finds the plug-in in its folder
+        refuse_unknown_component(args, prefix, root / "unknown")
 
         # With pkg-config.
         environment = dict(os.environ, PKG_CONFIG_PATH=str(libdir / "pkgconfig"))
+        folder = run("pkg-config", "--variable=plugindir", "vixCore", env=environment,
+                     capture_output=True, text=True).stdout.strip()
+        if not (pathlib.Path(folder) / plugin.name).samefile(plugin):
+            sys.exit("plugindir has no link to the plug-in: " + folder)
         found = run("pkg-config", "--cflags", "--libs", "vixCore", "ProRes",
                     env=environment, capture_output=True, text=True).stdout.split()
         program = root / "consumer-pkgconfig"

@@ -1,6 +1,6 @@
 // SPDX-License-Identifier: BSD-2-Clause
-// A host program outside the source tree. Loads the installed plug-in, its argument, and encodes
-// and decodes a grey frame.
+// A host program outside the source tree. Loads the plug-in that is its argument, or without one
+// those of the plug-in folder, and encodes and decodes a grey frame.
 #include <ProRes/ProRes.h>
 #include <vix/vix.h>
 
@@ -25,8 +25,15 @@ std::shared_ptr<const vix::ISampleContainer> Wrap(
       nullptr);
 }
 
+vix::LoadedPlugins Load(const char* pluginPath) {
+  if (pluginPath) return {{vix::LoadPlugin(pluginPath, "consumer")}, {}};
+  auto found = vix::LoadPlugins("consumer");
+  for (const auto& failure : found.failures) std::fprintf(stderr, "%s\n", failure.reason.c_str());
+  return found;
+}
+
 int Run(const char* pluginPath) {
-  const auto plugin = vix::LoadPlugin(pluginPath, "consumer");
+  const auto plugins = Load(pluginPath);
   const auto type = vix::GetLabel(vix::VCodecFamily::ProRes);
 
   vix::ElementDriver encoder(vix::ElementFactoryType::VideoEncoder, "vix", type);
@@ -71,7 +78,7 @@ int Run(const char* pluginPath) {
 }  // namespace
 
 int main(int argc, char** argv) try {
-  return argc == 2 ? Run(argv[1]) : 2;
+  return Run(argc > 1 ? argv[1] : nullptr);
 } catch (const std::exception& error) {
   std::fprintf(stderr, "%s\n", error.what());
   return 1;
