@@ -175,11 +175,9 @@ ElementOutput TakeDecoded(const vix::PoolFrame& frame, const vix::IBuffer& sourc
 
 DecoderTeam::DecoderTeam(const ProResElement& decoder, const StreamFormat& input,
                          const ThreadShares& shares)
-    : samples_(input) {
-  const auto stream = vix::CreateInfoContainer(DescribeStream(input), nullptr);
+    : samples_(input), stream_(vix::CreateInfoContainer(DescribeStream(input), nullptr)) {
   while (decoders_.size() < shares.elements) {
     decoders_.push_back(decoder.Make(shares.threadsEach));
-    decoders_.back().Define(stream);
   }
 }
 
@@ -190,6 +188,7 @@ ElementOutput DecoderTeam::Decode(unsigned worker, const std::shared_ptr<const v
   vix::ElementDriver& decoder = decoders_.at(worker);
   vix::PoolFrame decoded;
   try {
+    if (!decoder.GetOutput()) decoder.Define(stream_);
     decoder.Push(samples_.Make(frame, number));
     decoded.output = decoder.Pull();
   } catch (...) {

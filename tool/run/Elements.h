@@ -110,7 +110,8 @@ class DecoderTeam {
 
  private:
   SampleMaker samples_;
-  std::vector<vix::ElementDriver> decoders_;
+  std::shared_ptr<const vix::IInfoContainer> stream_;
+  std::vector<vix::ElementDriver> decoders_;  ///< defined by their first frame
 };
 
 }  // namespace vixprores
