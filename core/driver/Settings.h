@@ -63,9 +63,6 @@ class Settings {
   std::vector<Setting> settings_;  ///< in the order of the schema
 };
 
-/// Returns the parameters with the names of enumerators in place of their numbers.
-std::vector<ParameterDescription> NameEnumerators(std::vector<ParameterDescription> parameters);
-
 }  // namespace vix
 
 #endif  // CORE_DRIVER_SETTINGS_H

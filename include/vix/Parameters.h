@@ -133,6 +133,11 @@ VIX_API std::shared_ptr<IParametersCollectionPrototype> CreateParametersCollecti
 VIX_API std::shared_ptr<IParametersCollectionInstance> CreateParametersCollectionInstance(
     std::shared_ptr<const IParametersCollectionPrototype> prototype);
 
+/// Returns descriptions with the names of enumerators ("HQ") in place of their numbers, and with
+/// every enumerator as an allowed value, for user interfaces.
+VIX_API std::vector<ParameterDescription> NameEnumerators(
+    std::vector<ParameterDescription> parameters);
+
 }  // namespace vix
 
 #endif  // VIX_PARAMETERS_H

@@ -7,51 +7,14 @@
 #include "cli/Commands.h"
 #include "cli/Options.h"
 #include "run/Host.h"
+#include "vix/Parameters.h"
 #include "vix/Registry.h"
-#include "vix/Types.h"
 
 namespace vixprores {
 namespace {
 
-struct Enumerator {
-  const char* type;
-  vix::ProResCodecVariant value;
-  const char* name;
-};
-
-// Names of the numbers that schemas hold for enumerations.
-constexpr Enumerator kEnumerators[] = {
-    {"ProResCodecVariant", vix::ProResCodecVariant::Proxy, "Proxy"},
-    {"ProResCodecVariant", vix::ProResCodecVariant::LT, "LT"},
-    {"ProResCodecVariant", vix::ProResCodecVariant::Standard, "Standard"},
-    {"ProResCodecVariant", vix::ProResCodecVariant::HQ, "HQ"},
-};
-
-std::string NumberOf(const Enumerator& enumerator) {
-  return std::to_string(static_cast<int>(enumerator.value));
-}
-
-// Returns text like "\"3\" (Standard)".
-std::string DescribeDefault(const vix::ParameterDescription& parameter) {
-  if (!parameter.defaultValue) return "none";
-  std::string text = "\"" + *parameter.defaultValue + "\"";
-  for (const Enumerator& enumerator : kEnumerators) {
-    if (enumerator.type == parameter.type && NumberOf(enumerator) == *parameter.defaultValue) {
-      text += std::string(" (") + enumerator.name + ")";
-    }
-  }
-  return text;
-}
-
-// Returns text like "UYVY V210", "1 (Proxy) 2 (LT) ..." or "any".
-std::string DescribeAllowed(const vix::ParameterDescription& parameter) {
-  std::vector<std::string> values = parameter.allowedValues;
-  if (values.empty()) {
-    for (const Enumerator& enumerator : kEnumerators) {
-      if (enumerator.type != parameter.type) continue;
-      values.push_back(NumberOf(enumerator) + " (" + enumerator.name + ")");
-    }
-  }
+// Returns text like "UYVY V210" or "any".
+std::string DescribeAllowed(const std::vector<std::string>& values) {
   if (values.empty()) return " any";
   std::string text;
   for (const std::string& value : values) text += " " + value;
@@ -59,10 +22,11 @@ std::string DescribeAllowed(const vix::ParameterDescription& parameter) {
 }
 
 std::string DescribeParameter(const vix::ParameterDescription& parameter) {
+  const auto& value = parameter.defaultValue;
   return "  " + parameter.name + " (" + parameter.type +
-         ")\n      default: " + DescribeDefault(parameter) +
-         "\n      allowed:" + DescribeAllowed(parameter) + "\n      " + parameter.description +
-         "\n";
+         ")\n      default: " + (value ? '"' + *value + '"' : "none") +
+         "\n      allowed:" + DescribeAllowed(parameter.allowedValues) + "\n      " +
+         parameter.description + "\n";
 }
 
 std::string DescribeElements() {
@@ -72,7 +36,7 @@ std::string DescribeElements() {
     text += vix::GetLabel(entry->GetElementFactoryType("class")) + "  implementation \"" +
             entry->GetString("implementation") + "\"  type \"" + entry->GetString("type") + "\"\n";
     const auto schema = entry->GetParametersCollectionPrototype("init_config");
-    const auto parameters = schema->GetDescriptions();
+    const auto parameters = vix::NameEnumerators(schema->GetDescriptions());
     for (const auto& parameter : parameters) text += DescribeParameter(parameter);
     if (parameters.empty()) text += "  no parameters\n";
   }
