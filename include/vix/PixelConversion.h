@@ -70,7 +70,8 @@ struct BasicPixelPicture {
     return part;
   }
 
-  /// A picture to write can be read, too.
+  /// Converts a picture to write to a picture to read, as pointers convert.
+  // NOLINTNEXTLINE(google-explicit-constructor)
   operator BasicPixelPicture<const std::uint8_t>() const requires(!std::is_const_v<Byte>) {
     BasicPixelPicture<const std::uint8_t> picture{format, width, height, {}};
     for (std::size_t i = 0; i < planes.size(); ++i) {
