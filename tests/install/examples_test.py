@@ -1,6 +1,7 @@
 # SPDX-License-Identifier: BSD-2-Clause
 """Builds the examples against an installation and runs them."""
 import argparse
+import os
 import pathlib
 import re
 import shutil
@@ -28,9 +29,28 @@ def check_frames(output, pattern):
     return [[float(value) for value in frame] for frame in frames]
 
 
+def check_server(output):
+    lines = output.splitlines()
+    check(len(lines) == 10 and lines[0].startswith("frame 4 is repeated: VideoDecoder.vix.ProRes"),
+          output)
+    check(lines[1:7] == ["12 frames played, 1 repeated, 1 concealed",
+                         "frame 0 begins pictures of 320x180",
+                         "frame 12 begins pictures of 640x360",
+                         "frame of 192 rows", "field of 96 rows", "frame of 192 rows"], output)
+    check(re.search("refused: .*640x360.*320x192", lines[7]), output)
+    luma, expected = map(int, re.match(r"luma (\d+), expected (\d+), 1 pictures", lines[8]).groups())
+    check(abs(luma - expected) <= 1 and lines[9] == "0 pictures are left", output)
+
+
+def check_codec(program):
+    output = run(program, capture_output=True, text=True).stdout
+    size, difference = map(int, re.match(r"(\d+) bytes, largest difference (\d+)", output).groups())
+    check(1000 < size < 2 * 320 * 180 and difference <= 4, output)
+
+
 def main():
     parser = argparse.ArgumentParser()
-    for name in ("build", "cmake", "libdir", "cxx", "cxx-flags"):
+    for name in ("build", "cmake", "libdir", "cc", "cxx", "cxx-flags"):
         parser.add_argument("--" + name, required=True)
     args = parser.parse_args()
 
@@ -38,11 +58,12 @@ def main():
         root = pathlib.Path(scratch)
         prefix = root / "prefix"
         run(args.cmake, "--install", args.build, "--prefix", prefix, stdout=subprocess.DEVNULL)
-        for example in ("host", "plugin"):
+        for example in ("host", "plugin", "server", "codec"):
             # A copy outside the source tree finds only the installation.
             shutil.copytree(EXAMPLES / example, root / example)
             run(args.cmake, "-G", "Ninja", "-S", root / example, "-B", root / f"{example}-build",
                 f"-DCMAKE_PREFIX_PATH={prefix}", f"-DCMAKE_CXX_COMPILER={args.cxx}",
+                f"-DCMAKE_C_COMPILER={args.cc}", f"-DCMAKE_C_FLAGS={args.cxx_flags}",
                 f"-DCMAKE_CXX_FLAGS={args.cxx_flags}", stdout=subprocess.DEVNULL)
             run(args.cmake, "--build", root / f"{example}-build", stdout=subprocess.DEVNULL)
         host = root / "host-build/example_host"
@@ -60,6 +81,16 @@ def main():
               output)
         for before, after in check_frames(output, r"mean luma ([\d.]+), after the gain ([\d.]+)"):
             check(abs(after - (16 + (before - 16) / 2)) < 1, output)
+
+        check_server(run(root / "server-build/example_server", codec, capture_output=True,
+                         text=True).stdout)
+        check_codec(root / "codec-build/example_codec")
+        environment = dict(os.environ, PKG_CONFIG_PATH=str(prefix / args.libdir / "pkgconfig"))
+        found = run("pkg-config", "--cflags", "--libs", "ProRes", env=environment,
+                    capture_output=True, text=True).stdout.split()
+        run(args.cc, "-std=c11", *args.cxx_flags.split(), EXAMPLES / "codec/Codec.c", "-o",
+            root / "codec", *found, f"-Wl,-rpath,{prefix / args.libdir}")
+        check_codec(root / "codec")
 
         # A missing plug-in is an error that names the file.
         failed = subprocess.run([host, root / "missing.so"], capture_output=True, text=True)
