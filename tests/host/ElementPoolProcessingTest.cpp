@@ -69,11 +69,11 @@ TEST_F(ElementPools, GiveTheSameBytesForEverySizeAndUse) {
     options.threadsPerFrame = 2;
     EXPECT_EQ(Encode(MakeEncoders(options), false), expected);
   }
-  EXPECT_EQ(Encode(MakeEncoders(WithElements(2, 0, 1)), false), expected);
+  EXPECT_EQ(Encode(MakeEncoders(WithElements(2, 0, true)), false), expected);
 }
 
-TEST_F(ElementPools, RunOnTheCallingThreadAlone) {
-  ElementPool pool = MakeDecoders(WithElements(1, 0, 1));
+TEST_F(ElementPools, RunOnTheReceivingThreadAlone) {
+  ElementPool pool = MakeDecoders(WithElements(1, 0, true));
   Define(pool, kLarge);
   for (unsigned i = 0; i < 6; ++i) {
     pool.Submit(MakeFrame(i, kLarge));

@@ -23,9 +23,9 @@ class ElementPools : public ::testing::Test {
     return {ElementFactoryType::VideoEncoder, "vix", ProResType(), std::move(options)};
   }
   static ElementPoolOptions WithElements(unsigned elements, std::size_t mostInFlight = 0,
-                                         unsigned callingThreads = 0) {
+                                         bool receiverWorks = false) {
     ElementPoolOptions options;
-    options.size = {elements, mostInFlight, callingThreads};
+    options.size = {elements, mostInFlight, receiverWorks};
     options.codecHook = std::make_shared<ProResCodecHook>();
     return options;
   }
