@@ -42,7 +42,7 @@ struct ElementPoolOptions {
   /// Threads that share one frame. Needs a hook, except for encoders with "NumThreads". 1 is
   /// fastest while there are more frames than processors.
   int threadsPerFrame = 1;
-  InputChange inputChange = InputChange::Refuse;
+  InputChange inputChange = InputChange::Refuse;  ///< see ElementDriver::SetInputChange()
   std::shared_ptr<ICodecHook> codecHook;  ///< may be null; see ElementDriver::SetCodecHook()
   FrameMemoryCallbacks memory;            ///< may be empty; see ElementDriver::SetFrameMemory()
   /// Work of the host on a frame before and after the element, on the thread of the element, side
@@ -72,10 +72,13 @@ class VIX_API ElementPool {
 
   /// Returns the element's name in error messages.
   const std::string& GetName() const;
+  /// Returns the number of elements.
   unsigned GetElements() const;
+  /// Returns the number of frames that the pool holds at most.
   std::size_t GetMostInFlight() const;
   /// Creates an instance of the elements' schema.
   std::shared_ptr<IParametersCollectionInstance> CreateConfig() const;
+  /// Returns the parameters for a user interface, with the names of enumerators.
   std::vector<ParameterDescription> DescribeParameters() const;
 
   /// Configures the elements for the frames that are submitted from now on; frames in flight keep

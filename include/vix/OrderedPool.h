@@ -34,6 +34,7 @@ struct OrderedPoolOptions {
 /// A pool that cannot start all of its threads works with fewer.
 class VIX_API OrderedPool {
  public:
+  /// The host's data of one job.
   using Job = std::shared_ptr<void>;
   /// Processes one job. Called on several threads at the same time, with different workers (counted
   /// from 0). Exceptions belong to the job.
@@ -53,7 +54,9 @@ class VIX_API OrderedPool {
   OrderedPool(const OrderedPool&) = delete;
   OrderedPool& operator=(const OrderedPool&) = delete;
 
+  /// Returns the number of jobs that are processed at the same time.
   unsigned GetWorkers() const;
+  /// Returns the number of jobs that the pool holds at most.
   std::size_t GetMostInFlight() const;
 
   /// Submits a job if the pool is not full.
