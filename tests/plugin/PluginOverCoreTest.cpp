@@ -152,13 +152,15 @@ TEST_F(PluginOverCoreTest, ReportsAnUnsupportedOutputFourCCOnceAndKeepsTheDecode
   const auto frame = EncodeFrame(vix::ScanMode::Progressive);
   const auto config = std::make_shared<HostConfig>();
   config->outputFourCC = vix::MakeFourCC("NV12");
-  vix::ElementDriver decoder(ElementFactoryType::VideoDecoder, "vix", "ProRes");
-  decoder.Configure(config);
-  decoder.Define(Describe<vix::VCodecFamily::ProRes>(vix::ScanMode::Progressive));
-  EXPECT_EQ(FailureOf([&] { decoder.Push(frame); }), "Unsupported fourcc");
+  // Without a driver, which would reject the configuration.
+  const auto decoder =
+      vix::ImplementElement<ElementFactoryType::VideoDecoder>("vix", "ProRes", nullptr);
+  decoder->SetInitConfig(config);
+  decoder->DefineInput(Describe<vix::VCodecFamily::ProRes>(vix::ScanMode::Progressive), "");
+  EXPECT_EQ(FailureOf([&] { decoder->PushSample(frame); }), "Unsupported fourcc");
   EXPECT_EQ(log->messages, std::vector<std::string>{"Unsupported fourcc"});
   // An open decoder is used again, without a pixel format that the library accepts.
-  EXPECT_EQ(FailureOf([&] { decoder.Push(frame); }),
+  EXPECT_EQ(FailureOf([&] { decoder->PushSample(frame); }),
             "[Failed to decode frame] [ value1 (0) is not == value2 (-5) ]");
 }
 
