@@ -4,18 +4,14 @@
 
 #include <sys/types.h>
 
-#include <compare>
 #include <optional>
 #include <string>
+#include <utility>
 
 namespace vix {
 
-/// Identity of a file, independent of its names.
-struct FileId {
-  dev_t device;
-  ino_t inode;
-  friend auto operator<=>(const FileId&, const FileId&) = default;
-};
+/// Identity of a file, independent of its names: device and inode.
+using FileId = std::pair<dev_t, ino_t>;
 
 /// Returns the identity of a regular file, also behind symbolic links; nullopt for anything else.
 std::optional<FileId> GetFileId(const std::string& path);

@@ -40,7 +40,10 @@ class Discovery {
          entry.increment(error)) {
       if (entry->path().extension() == kExtension) paths.push_back(entry->path().string());
     }
-    if (error) Fail(folder, ErrorCode::NotFound, "cannot read the folder: " + error.message());
+    if (error) {
+      Fail(folder, ErrorCode::NotFound,
+           "Cannot read plug-in folder \"" + folder + "\": " + error.message());
+    }
     std::sort(paths.begin(), paths.end());
     for (const std::string& path : paths) LoadOnce(path);
   }

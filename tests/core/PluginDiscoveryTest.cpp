@@ -135,7 +135,8 @@ TEST_F(PluginDiscovery, ReportsAFolderThatDoesNotExist) {
   ASSERT_EQ(found.failures.size(), 1u);
   EXPECT_EQ(found.failures.front().path, root + "/nowhere");
   EXPECT_EQ(found.failures.front().code, ErrorCode::NotFound);
-  EXPECT_THAT(found.failures.front().reason, HasSubstr("No such file or directory"));
+  EXPECT_THAT(found.failures.front().reason,
+              AllOf(HasSubstr(root + "/nowhere"), HasSubstr("No such file or directory")));
 }
 
 TEST_F(PluginDiscovery, HasAFolderBesideTheCore) {
