@@ -48,6 +48,24 @@ def check_codec(program):
     check(1000 < size < 2 * 320 * 180 and difference <= 4, output)
 
 
+def check_host(root, codec, gain):
+    host = root / "host-build/example_host"
+    output = run(host, codec, capture_output=True, text=True).stdout
+    check("VideoEncoder \"ProRes\" of \"vix\"" in output and "Gain" not in output, output)
+    for size, psnr in check_frames(output, r"frame \d: (\d+) bytes, luma PSNR ([\d.]+) dB\n"):
+        check(psnr > 40 and 1000 < size < 640 * 360, output)
+    check(int(re.search(r"(\d+) blocks", output)[1]) > 0, output)
+
+    output = run(host, codec, gain, capture_output=True, text=True).stdout
+    check("VideoDecoder \"Gain\" of \"example\"\n    Percent (int), default 100" in output, output)
+    for before, after in check_frames(output, r"mean luma ([\d.]+), after the gain ([\d.]+)"):
+        check(abs(after - (16 + (before - 16) / 2)) < 1, output)
+
+    # A missing plug-in is an error that names the file.
+    failed = subprocess.run([host, root / "missing.so"], capture_output=True, text=True)
+    check(failed.returncode == 1 and "missing.so" in failed.stderr, failed.stderr)
+
+
 def main():
     parser = argparse.ArgumentParser()
     for name in ("build", "cmake", "libdir", "cc", "cxx", "cxx-flags"):
@@ -57,44 +75,30 @@ def main():
     with tempfile.TemporaryDirectory() as scratch:
         root = pathlib.Path(scratch)
         prefix = root / "prefix"
+        libdir = prefix / args.libdir
         run(args.cmake, "--install", args.build, "--prefix", prefix, stdout=subprocess.DEVNULL)
         for example in ("host", "plugin", "server", "codec"):
             # A copy outside the source tree finds only the installation.
             shutil.copytree(EXAMPLES / example, root / example)
             run(args.cmake, "-G", "Ninja", "-S", root / example, "-B", root / f"{example}-build",
                 f"-DCMAKE_PREFIX_PATH={prefix}", f"-DCMAKE_CXX_COMPILER={args.cxx}",
-                f"-DCMAKE_C_COMPILER={args.cc}", f"-DCMAKE_C_FLAGS={args.cxx_flags}",
-                f"-DCMAKE_CXX_FLAGS={args.cxx_flags}", stdout=subprocess.DEVNULL)
+                f"-DCMAKE_CXX_FLAGS={args.cxx_flags}", stdout=subprocess.DEVNULL,
+                env=dict(os.environ, CC=args.cc, CFLAGS=args.cxx_flags))
             run(args.cmake, "--build", root / f"{example}-build", stdout=subprocess.DEVNULL)
-        host = root / "host-build/example_host"
-        codec = prefix / args.libdir / "libvixVideoCodecProRes.so"
-        gain = root / "plugin-build/libexample_gain.so"
 
-        output = run(host, codec, capture_output=True, text=True).stdout
-        check("VideoEncoder \"ProRes\" of \"vix\"" in output and "Gain" not in output, output)
-        for size, psnr in check_frames(output, r"frame \d: (\d+) bytes, luma PSNR ([\d.]+) dB\n"):
-            check(psnr > 40 and 1000 < size < 640 * 360, output)
-        check(int(re.search(r"(\d+) blocks", output)[1]) > 0, output)
-
-        output = run(host, codec, gain, capture_output=True, text=True).stdout
-        check("VideoDecoder \"Gain\" of \"example\"\n    Percent (int), default 100" in output,
-              output)
-        for before, after in check_frames(output, r"mean luma ([\d.]+), after the gain ([\d.]+)"):
-            check(abs(after - (16 + (before - 16) / 2)) < 1, output)
-
-        check_server(run(root / "server-build/example_server", codec, capture_output=True,
-                         text=True).stdout)
+        codec = libdir / "libvixVideoCodecProRes.so"
+        check_host(root, codec, root / "plugin-build/libexample_gain.so")
+        for paths in ([codec], []):  # given, and found in the default folder
+            check_server(run(root / "server-build/example_server", *paths, capture_output=True,
+                             text=True).stdout)
         check_codec(root / "codec-build/example_codec")
-        environment = dict(os.environ, PKG_CONFIG_PATH=str(prefix / args.libdir / "pkgconfig"))
-        found = run("pkg-config", "--cflags", "--libs", "ProRes", env=environment,
-                    capture_output=True, text=True).stdout.split()
-        run(args.cc, "-std=c11", *args.cxx_flags.split(), EXAMPLES / "codec/Codec.c", "-o",
-            root / "codec", *found, f"-Wl,-rpath,{prefix / args.libdir}")
-        check_codec(root / "codec")
-
-        # A missing plug-in is an error that names the file.
-        failed = subprocess.run([host, root / "missing.so"], capture_output=True, text=True)
-        check(failed.returncode == 1 and "missing.so" in failed.stderr, failed.stderr)
+        # With pkg-config.
+        found = run("pkg-config", "--cflags", "--libs", "ProRes", capture_output=True, text=True,
+                    env=dict(os.environ, PKG_CONFIG_PATH=str(libdir / "pkgconfig"))).stdout.split()
+        program = root / "codec-pkgconfig"
+        run(args.cc, "-std=c11", *args.cxx_flags.split(), EXAMPLES / "codec/Codec.c", "-o", program,
+            *found, f"-Wl,-rpath,{libdir}")
+        check_codec(program)
 
 
 if __name__ == "__main__":
