@@ -24,6 +24,14 @@ inline std::string NameOfLevel(const testing::TestParamInfo<CpuLevel>& level) {
   return NameOf(level.param);
 }
 
+/// Numbers of threads that must make no difference. The thread sanitizer, under which they take
+/// long, looks for races only.
+#ifdef __SANITIZE_THREAD__
+inline constexpr int kThreadCounts[] = {5};
+#else
+inline constexpr int kThreadCounts[] = {1, 3, 5, 8};
+#endif
+
 }  // namespace prores::test
 
 #endif  // TESTS_CODEC_CPULEVELTEST_H

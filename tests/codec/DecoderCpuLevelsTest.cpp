@@ -154,11 +154,11 @@ INSTANTIATE_TEST_SUITE_P(CpuLevels, DecoderCpuLevels, testing::ValuesIn(kCpuLeve
                          test::NameOfLevel);
 
 TEST(DecoderThreadCounts, DecodeTheSamePictures) {
-  for (const int threads : {1, 3, 5, 8}) ExpectSamePictures(DetectCpuLevel(), threads);
+  for (const int threads : test::kThreadCounts) ExpectSamePictures(DetectCpuLevel(), threads);
 }
 
 TEST(DecoderThreadCounts, ReturnTheSameResultsForDamagedFrames) {
-  for (const int threads : {1, 3, 5, 8}) ExpectSameResultsForDamage(DetectCpuLevel(), threads);
+  for (const int threads : test::kThreadCounts) ExpectSameResultsForDamage(DetectCpuLevel(), threads);
 }
 
 }  // namespace

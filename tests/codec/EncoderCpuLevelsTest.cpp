@@ -115,7 +115,7 @@ INSTANTIATE_TEST_SUITE_P(CpuLevels, EncoderCpuLevels, testing::ValuesIn(kCpuLeve
                          test::NameOfLevel);
 
 TEST(EncoderThreadCounts, WriteTheSameBytes) {
-  for (const int threads : {1, 3, 5, 8}) ExpectSameBytes(DetectCpuLevel(), threads);
+  for (const int threads : test::kThreadCounts) ExpectSameBytes(DetectCpuLevel(), threads);
 }
 
 }  // namespace

@@ -5,7 +5,7 @@ import subprocess
 
 from tool import PROGRAM, TIMEOUT, ToolTest, ffmpeg, frame_bytes, make_v210, run
 
-THREADS = (1, 2, 3, 5, 8)
+THREADS = (1, 2, 5)
 LEVELS = ("scalar", "sse4", "avx2", "avx512")
 RAW_FRAMES = ("--fourcc", "V210", "--size", "128x96", "--rate", "25")
 
