@@ -1,6 +1,7 @@
 // SPDX-License-Identifier: BSD-2-Clause
 #include "HostTrial.h"
 
+#include <gtest/gtest.h>
 #include <unistd.h>
 
 #include <algorithm>
