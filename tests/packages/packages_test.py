@@ -99,6 +99,11 @@ class Packages(unittest.TestCase):
         run("objcopy", "--decompress-debug-sections", path, copy)
         return copy.read_bytes()
 
+    def test_the_sums_of_every_package_name_files_below_the_root(self):
+        for package in [*self.folder.glob("*.deb"), *self.folder.glob("*.ddeb")]:
+            for line in run("dpkg-deb", "-I", package, "md5sums").splitlines():
+                self.assertRegex(line, r"^[0-9a-f]{32}  usr/")
+
     def test_each_binary_has_debug_symbols_in_a_package_of_its_own(self):
         names = {path.name.split("_")[0] for path in self.folder.glob("*.ddeb")}
         self.assertEqual(names, {f"{package}-dbgsym" for package in (*LIBRARIES, "vixprores")})
