@@ -14,17 +14,22 @@ inline std::ptrdiff_t CountThreads() {
   return std::distance(fs::directory_iterator("/proc/self/task"), fs::directory_iterator());
 }
 
-/// Threads of the process before the first test.
-inline const std::ptrdiff_t kThreadsAtStart = CountThreads();
+/// Returns the threads of a process whose tests have started none.
+inline std::ptrdiff_t CountOthers() {
+#ifdef __SANITIZE_THREAD__
+  std::thread([] {}).join();  // with the first thread, the sanitizer starts its own
+  return 2;
+#else
+  return 1;
+#endif
+}
 
 /// Returns true if the tests have started exactly that many threads. Waits for threads that were
 /// joined: the system lists them for a moment.
 inline bool HasOwnThreads(std::ptrdiff_t threads) {
-  for (int i = 0; i < 10000; ++i) {
-    if (CountThreads() - kThreadsAtStart <= threads) break;
-    std::this_thread::yield();
-  }
-  return CountThreads() - kThreadsAtStart == threads;
+  static const std::ptrdiff_t others = CountOthers();
+  for (int i = 0; i < 10000 && CountThreads() - others > threads; ++i) std::this_thread::yield();
+  return CountThreads() - others == threads;
 }
 
 }  // namespace vix::test
