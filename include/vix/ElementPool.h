@@ -46,8 +46,9 @@ struct ElementPoolOptions {
   std::shared_ptr<ICodecHook> codecHook;  ///< may be null; see ElementDriver::SetCodecHook()
   FrameMemoryCallbacks memory;            ///< may be empty; see ElementDriver::SetFrameMemory()
   /// Work of the host on a frame before and after the element, on the thread of the element, side
-  /// by side with other frames. `prepare` may set `input`. `finish` is also called after a failure,
-  /// which it may clear. What they throw becomes the frame's error. Both may be empty.
+  /// by side with other frames. `prepare` may set `input`. `finish` is also called after a failure
+  /// of the element, which it may clear, but not if `prepare` threw. What they throw becomes the
+  /// frame's error. Both may be empty.
   /// @param element the frame is processed by, from 0
   /// @{
   std::function<void(PoolFrame& frame, unsigned element)> prepare;
@@ -57,7 +58,8 @@ struct ElementPoolOptions {
 
 /// Processes the frames of a stream on several elements of one kind side by side. Frames come out
 /// in the order in which they went in, each with its output or its error. The output does not
-/// depend on the number of elements and threads.
+/// depend on the number of elements and threads. Each element describes its samples with its own
+/// objects: compare the properties of descriptions, not their addresses.
 ///
 /// Any thread may call Configure(), Define() and the operations on frames, also at the same time.
 class VIX_API ElementPool {
