@@ -146,6 +146,14 @@ TEST_P(ChangedStream, ShowsItsChromaInTheError) {
               IsError(ErrorCode::FormatChanged, Parts{"4:2:2", "4:4:4"}));
   decoder.SetInputChange(InputChange::Redefine);
   ExpectDecodes(kSmall);
+
+  // The stream is 4:2:2 now.
+  decoder.SetInputChange(InputChange::Refuse);
+  constexpr std::size_t kFlagsOffset = 20;
+  bytes.at(kFlagsOffset) |= 0xc0;
+  EXPECT_THAT(ErrorOf([&] { decoder.Push(Wrap(bytes, DescribeProRes(kSmall))); }),
+              IsError(ErrorCode::FormatChanged, Parts{"4:4:4 in a stream", "4:2:2;"}));
+  ExpectDecodes(kSmall);
 }
 
 class Metadata final : public IMetadata {};
