@@ -158,7 +158,8 @@ TEST(DecoderThreadCounts, DecodeTheSamePictures) {
 }
 
 TEST(DecoderThreadCounts, ReturnTheSameResultsForDamagedFrames) {
-  for (const int threads : test::kThreadCounts) ExpectSameResultsForDamage(DetectCpuLevel(), threads);
+  for (const int threads : test::kThreadCounts)
+    ExpectSameResultsForDamage(DetectCpuLevel(), threads);
 }
 
 }  // namespace
