@@ -41,15 +41,16 @@ TEST_F(ElementPools, FollowTheInputIfTheHostWants) {
 /// Returns the encoded frames of a pool of that size, received in either way.
 std::vector<std::vector<std::uint8_t>> Encode(ElementPool pool, bool isPolled) {
   constexpr unsigned kFrames = 24;
+  constexpr Shape kShape{.width = 512, .height = 64};  // of several slices
   std::vector<std::vector<std::uint8_t>> frames;
   const auto take = [&](const std::optional<PoolFrame>& frame) {
     if (frame) frames.push_back(BytesOf(frame->output));
   };
   Configure(pool, SetVariant(ProResCodecVariant::LT));
-  pool.Define(DescribeRaw(kLarge));
+  pool.Define(DescribeRaw(kShape));
   for (unsigned i = 0; i < kFrames; ++i) {
     PoolFrame frame;
-    frame.input = MakeRawFrame(kLarge, i);
+    frame.input = MakeRawFrame(kShape, i);
     while (!pool.TrySubmit(frame)) take(isPolled ? pool.TryReceive() : pool.Receive());
   }
   while (isPolled && frames.size() < kFrames) take(pool.TryReceive());

@@ -22,7 +22,7 @@ constexpr unsigned kElements = 4;
 constexpr std::uint32_t kSeed = 20251122;
 
 #ifdef HOST_TESTS_ARE_SANITIZED
-constexpr unsigned kUsualFrames = 2000;                      // 10,000 take half a minute
+constexpr unsigned kUsualFrames = 1000;                      // 10,000 take minutes
 constexpr std::size_t kMostGrowth = std::size_t{512} << 20;  // freed memory is kept for a while
 #else
 constexpr unsigned kUsualFrames = 10000;
