@@ -48,9 +48,11 @@ struct __attribute__((visibility("hidden"))) OrderedPool::State {
   /// Processes the next job. Call it if CanProcess().
   void ProcessNext(Lock& lock) {
     const std::uint64_t round = rounds;
-    Slot& slot = SlotOf(nextToProcess++);
+    const std::uint64_t number = nextToProcess++;
+    Slot& slot = SlotOf(number);
     const unsigned worker = idle.back();
     idle.pop_back();
+    if (CanProcess()) WakeWorker();
     Job job = slot.job;  // keeps a job alive that is dropped meanwhile
     lock.unlock();
     std::exception_ptr failure;
@@ -65,9 +67,19 @@ struct __attribute__((visibility("hidden"))) OrderedPool::State {
     if (round == rounds) {  // otherwise the job was dropped, and another one may have its slot
       slot.failure = std::move(failure);
       slot.processed = true;
+      if (number == nextToReceive) mayReceive.notify_all();
     }
-    mayProcess.notify_one();
-    changed.notify_all();
+    if (CanProcess()) WakeWorker();
+    if (idle.size() == options.workers) allIdle.notify_all();
+  }
+
+  /// Wakes a thread that processes jobs: one of the pool's own, or a receiver if all are busy.
+  void WakeWorker() {
+    if (asleep > 0) {
+      mayProcess.notify_one();
+    } else if (options.receiverWorks) {
+      mayReceive.notify_one();
+    }
   }
 
   void WorkUntilClosed() {
@@ -76,24 +88,25 @@ struct __attribute__((visibility("hidden"))) OrderedPool::State {
       if (CanProcess()) {
         ProcessNext(lock);
       } else {
+        ++asleep;
         mayProcess.wait(lock);
+        --asleep;
       }
     }
   }
 
-  /// Waits for a change, or processes a job meanwhile.
+  /// Waits for a result, or processes a job meanwhile.
   void ReceiveLater(Lock& lock) {
     if (options.receiverWorks && CanProcess()) {
       ProcessNext(lock);
     } else {
-      changed.wait(lock);
+      mayReceive.wait(lock);
     }
   }
 
   void SubmitNow(Job& job) {
     SlotOf(nextToSubmit++).job = std::move(job);
-    mayProcess.notify_one();
-    changed.notify_all();
+    WakeWorker();
   }
 
   void RefuseAfterFlush() const {
@@ -106,7 +119,7 @@ struct __attribute__((visibility("hidden"))) OrderedPool::State {
     Slot& slot = SlotOf(nextToReceive);
     Result result{nextToReceive++, std::move(slot.job), std::exchange(slot.failure, nullptr)};
     slot.processed = false;
-    changed.notify_all();
+    maySubmit.notify_one();
     return result;
   }
 
@@ -124,9 +137,13 @@ struct __attribute__((visibility("hidden"))) OrderedPool::State {
   const OrderedPoolOptions options;
 
   std::mutex mutex;
+  // One for each kind of waiting, as waking a thread for nothing costs more than the pool's work.
   std::condition_variable mayProcess;  ///< for the pool's own threads
-  std::condition_variable changed;     ///< for callers
+  std::condition_variable maySubmit;
+  std::condition_variable mayReceive;
+  std::condition_variable allIdle;
   // Guarded by the mutex:
+  unsigned asleep = 0;  ///< own threads that wait for a job
   std::vector<Slot> slots;
   std::vector<unsigned> idle;  ///< workers
   std::uint64_t rounds = 0;    ///< times that all jobs were dropped
@@ -189,7 +206,7 @@ bool OrderedPool::Submit(Job job) {
   State& state = *state_;
   State::Lock lock(state.mutex);
   state.RefuseAfterFlush();
-  state.changed.wait(lock, [&] { return state.interrupted || !state.IsFull(); });
+  state.maySubmit.wait(lock, [&] { return state.interrupted || !state.IsFull(); });
   if (state.interrupted) return false;
   state.SubmitNow(job);
   return true;
@@ -222,7 +239,7 @@ void OrderedPool::Flush() {
     const std::lock_guard lock(state.mutex);
     state.flushed = true;
   }
-  state.changed.notify_all();
+  state.mayReceive.notify_all();
 }
 
 void OrderedPool::Interrupt() {
@@ -233,14 +250,15 @@ void OrderedPool::Interrupt() {
     state.interrupted = true;
     dropped = state.DropJobs();
   }
-  state.changed.notify_all();
+  state.maySubmit.notify_all();
+  state.mayReceive.notify_all();
 }
 
 void OrderedPool::Restart() {
   State& state = *state_;
   Interrupt();
   State::Lock lock(state.mutex);
-  state.changed.wait(lock, [&] { return state.idle.size() == state.options.workers; });
+  state.allIdle.wait(lock, [&] { return state.idle.size() == state.options.workers; });
   state.nextToSubmit = state.nextToProcess = state.nextToReceive = 0;
   state.interrupted = false;
 }
