@@ -66,8 +66,14 @@ std::string FindTruncation(const std::string& path) {
     return "the file is truncated: its " + std::string(what) + " end beyond its " +
            std::to_string(file.GetSize()) + " bytes";
   };
-  Elf64_Ehdr header;
-  if (!file.Read(0, &header, sizeof header) || !IsLibrary(header)) return {};
+  Elf64_Ehdr header{};
+  std::memcpy(header.e_ident, ELFMAG,
+              SELFMAG);  // which the first bytes of a shorter file overwrite
+  const auto present = static_cast<std::size_t>(std::min(file.GetSize(), sizeof header));
+  if (!file.Read(0, &header, present)) return {};
+  const bool isElf = std::memcmp(header.e_ident, ELFMAG, SELFMAG) == 0;
+  if (isElf && present < sizeof header) return missing("ELF headers");
+  if (!IsLibrary(header)) return {};
   std::vector<Elf64_Phdr> segments(header.e_phnum);  // at most 65535
   if (!file.Read(header.e_phoff, segments.data(), segments.size() * sizeof(Elf64_Phdr))) {
     return missing("program headers");

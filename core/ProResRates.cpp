@@ -3,8 +3,11 @@
 
 #include <algorithm>
 #include <cassert>
+#include <cmath>
 #include <cstdint>
 #include <limits>
+
+#include "BitRateEstimate.h"
 
 namespace vix {
 namespace {
@@ -91,7 +94,29 @@ std::uint64_t DivideRounding(std::uint64_t dividend, std::uint64_t divisor) {
   return (2 * dividend + divisor) / (2 * divisor);
 }
 
+/// The picture sizes to which the rates belong.
+struct RatedSize {
+  VideoResolution resolution;
+  double pixels;
+};
+
+constexpr RatedSize kRatedSizes[] = {
+    {VideoResolution::Lines480, 720.0 * 486},    {VideoResolution::Lines576, 720.0 * 576},
+    {VideoResolution::Lines720, 1280.0 * 720},   {VideoResolution::Lines1080, 1920.0 * 1080},
+    {VideoResolution::Lines2160, 3840.0 * 2160},
+};
+
 }  // namespace
+
+double EstimateProResBitRate(ProResCodecVariant variant, EditRate editRate, std::uint32_t width,
+                             std::uint32_t height) {
+  const double pixels = static_cast<double>(width) * height;
+  const RatedSize* nearest = kRatedSizes;
+  for (const RatedSize& size : kRatedSizes) {
+    if (std::abs(size.pixels - pixels) < std::abs(nearest->pixels - pixels)) nearest = &size;
+  }
+  return GetProResVideoRateMbps(variant, editRate, nearest->resolution) * pixels / nearest->pixels;
+}
 
 std::uint32_t GetProResVideoRateMbps(ProResCodecVariant variant, EditRate editRate,
                                      VideoResolution resolution) {

@@ -57,6 +57,17 @@ StreamShape ReadSourceShape(const IVideoSample& sample) {
   return ShapeOf(*parameters);
 }
 
+/// Returns the elements that could be used instead, for messages.
+std::string ListElements() {
+  std::string names;
+  for (const auto& entry : GetRegistryEntries()) {
+    if (entry->GetElementFactoryType("class") == ElementFactoryType::MemoryBlockAllocator) continue;
+    names += (names.empty() ? "" : ", ") + GetLabel(entry->GetElementFactoryType("class")) + '.' +
+             entry->GetString("implementation") + '.' + entry->GetString("type");
+  }
+  return names.empty() ? "there are none yet" : names;
+}
+
 /// Lets the codec hook see one frame.
 class HookScope {
  public:
@@ -84,17 +95,28 @@ DrivenElement::DrivenElement(ElementFactoryType factoryType, const std::string& 
       isProRes_(type == GetLabel(VCodecFamily::ProRes)),
       isEncoder_(factoryType == ElementFactoryType::VideoEncoder) {
   if (!GetFactory(factoryType, implementation, type)) {
-    Reject(ErrorCode::NotFound, "no plug-in has registered an element with type=\"" + type +
-                                    "\"; load its plug-in first");
+    Reject(ErrorCode::NotFound,
+           "no plug-in has registered this element; load its plug-in, or use another: " +
+               ListElements());
   }
   element_ = Do("the element cannot be made: ",
                 [&] { return MakeElement(factoryType, implementation, type); });
   manifest_ = GetManifest(factoryType, implementation, type);
-  if (!element_ || !manifest_) Reject(ErrorCode::Failed, "the factory made no video element");
+  if (!element_ || !manifest_)
+    Reject(ErrorCode::Failed, "the factory made no VideoEncoder or VideoDecoder");
 }
 
 Settings DrivenElement::ReadSettings(const IParametersCollectionInstance& config) const {
-  Settings settings(*GetSchema(), config);
+  Settings settings = [&] {
+    try {
+      return Settings(*GetSchema(), config);
+    } catch (const VIXError&) {
+      throw;
+    } catch (const VIXRuntimeError& error) {
+      throw VIXError(ErrorCode::BadArgument, std::string("a configuration of another element; ") +
+                                                 "make one with CreateConfig: " + error.what());
+    }
+  }();
   if (hostAllocator_ && settings.IsSet(kAllocatorParameter)) {
     throw VIXError(ErrorCode::BadArgument,
                    "an \"Allocator\" although SetFrameMemory gives the memory");
@@ -142,13 +164,20 @@ void DrivenElement::CheckInput(const IInfoContainer& stream) const {
     }
   }
   const auto parameters = ParametersOf(stream);
-  if (isProRes_ && parameters) CheckDescription(*parameters, isEncoder_);
+  if (!isProRes_ || !parameters) return;
+  const VCodecFamily family = isEncoder_ ? VCodecFamily::Raw : VCodecFamily::ProRes;
+  if (parameters->GetCodecFamily() != family) {
+    throw VIXError(ErrorCode::BadArgument,
+                   "a description of " + GetLabel(parameters->GetCodecFamily()) +
+                       " video; this element takes " + GetLabel(family) + " video");
+  }
+  CheckDescription(*parameters, isEncoder_);
 }
 
 void DrivenElement::DefineElement(const Stream& stream) {
   element_->DefineInput(stream, "");
   const bool decodesFields = settings_->IsTrue("SkipField");
-  output_ = OutputStream(element_->GetDefinedOutput(""), isProRes_ && !isEncoder_, decodesFields);
+  output_ = OutputStream(element_->GetDefinedOutput(""), isProRes_, decodesFields);
   input_ = stream;
 }
 
@@ -239,7 +268,8 @@ std::shared_ptr<const IBuffer> DrivenElement::ToHostMemory(
   return hostMemory_->Copy(*buffer, parameters->GetWidth(), parameters->GetHeight());
 }
 
-DrivenElement::Container DrivenElement::Complete(const Container& produced, const Sample& pushed) {
+DrivenElement::Container DrivenElement::Complete(const Container& produced, const Sample& pushed,
+                                                 const std::optional<FrameShape>& frame) {
   const Sample sample = produced ? OnlyOne(produced->GetVideoSamples(nullptr, nullptr)) : nullptr;
   if (!isProRes_ || !sample || !pushed) return produced;
   const std::size_t described = output_.GetPicture().bytes;
@@ -249,7 +279,8 @@ DrivenElement::Container DrivenElement::Complete(const Container& produced, cons
                                           " bytes; its description requires " +
                                           std::to_string(described));
   }
-  return output_.Complete(*sample, *pushed, ToHostMemory(sample->GetBuffer()));
+  return output_.Complete(*sample, *pushed, frame ? frame->fieldOrder : std::nullopt,
+                          ToHostMemory(sample->GetBuffer()));
 }
 
 void DrivenElement::Release() {

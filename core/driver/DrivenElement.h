@@ -71,7 +71,9 @@ class DrivenElement {
   /// Runs the element on a container. Returns its output, which may be null.
   Container Process(const Container& container, FailedCall call);
   /// Completes what the element returned for a pushed sample.
-  Container Complete(const Container& produced, const Sample& pushed);
+  /// @param frame what the pushed frame's own header says; nullopt if it was encoded
+  Container Complete(const Container& produced, const Sample& pushed,
+                     const std::optional<FrameShape>& frame);
 
   /// Releases the element, which is destroyed even if that fails.
   void Release();

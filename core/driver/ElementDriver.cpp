@@ -4,6 +4,7 @@
 #include <utility>
 
 #include "driver/DrivenElement.h"
+#include "driver/Settings.h"
 #include "vix/Error.h"
 
 namespace vix {
@@ -98,7 +99,7 @@ void ElementDriver::Push(std::shared_ptr<const ISampleContainer> container) {
       container,
       {element.GetName() + ": Push failed: ", {}, frame, buffer ? buffer->GetSize() : 0});
   state.waitingOutput =
-      element.Do("Push failed: ", [&] { return element.Complete(produced, sample); });
+      element.Do("Push failed: ", [&] { return element.Complete(produced, sample, frame); });
 }
 
 std::shared_ptr<const ISampleContainer> ElementDriver::Pull() {
@@ -114,13 +115,19 @@ void ElementDriver::Release() {
 }
 
 void ElementDriver::SetInputChange(InputChange policy) {
+  const bool isKnown = policy == InputChange::Refuse || policy == InputChange::Redefine;
+  state_->CheckArgument(
+      isKnown, "the unknown InputChange " + std::to_string(static_cast<std::int32_t>(policy)));
   state_->element.inputChange = policy;
 }
 
 void ElementDriver::SetCodecHook(std::shared_ptr<ICodecHook> hook, int threads) {
   State& state = *state_;
-  state.CheckArgument(
-      threads >= 0, "SetCodecHook got " + std::to_string(threads) + " threads; allowed: 0 or more");
+  state.CheckArgument(threads >= 0 && threads <= kMostThreads,
+                      std::to_string(threads) + " threads for a frame; allowed: 0 to " +
+                          std::to_string(kMostThreads));
+  state.CheckArgument(hook != nullptr || threads < 2,
+                      std::to_string(threads) + " threads for a frame need a codec hook");
   state.element.hook = std::move(hook);
   state.element.codecThreads = threads;
 }
@@ -135,7 +142,7 @@ void ElementDriver::SetFrameMemory(const FrameMemoryCallbacks& callbacks) {
     state.element.Reject(ErrorCode::WrongOrder, "call SetFrameMemory before Configure");
   }
   state.CheckArgument(callbacks.allocate != nullptr && callbacks.release != nullptr,
-                      "SetFrameMemory needs both callbacks");
+                      "frame memory needs both callbacks");
   state.element.SetFrameMemory(callbacks);
 }
 

@@ -2,6 +2,7 @@
 #include "driver/HostMemory.h"
 
 #include <cstring>
+#include <exception>
 #include <limits>
 #include <string>
 #include <utility>
@@ -57,7 +58,13 @@ std::shared_ptr<const IBuffer> HostMemory::Copy(const IBuffer& frame, std::uint3
 }
 
 FrameMemory HostMemory::Allocate(const FrameMemoryRequest& request) const {
-  const FrameMemory memory = callbacks_.allocate(callbacks_.user, request);
+  FrameMemory memory;
+  try {
+    memory = callbacks_.allocate(callbacks_.user, request);
+  } catch (const std::exception& error) {
+    throw VIXError(ErrorCode::Failed,
+                   std::string("the host's callback for memory threw: ") + error.what());
+  }
   if (memory.data == nullptr) ThrowOutOfMemory(request.bytes);
   return memory;
 }

@@ -4,6 +4,7 @@
 #include <utility>
 #include <vector>
 
+#include "BitRateEstimate.h"
 #include "driver/StreamShape.h"
 #include "vix/RawVideoUtils.h"
 
@@ -39,18 +40,39 @@ std::shared_ptr<const IVideoParameters> DescribePictures(
   return copy;
 }
 
+/// Elements know the rates of a few heights only.
+std::shared_ptr<const IVideoParameters> DescribeFrames(
+    const std::shared_ptr<const IVideoParameters>& defined) {
+  const auto copy = std::dynamic_pointer_cast<IVideoParameters_ProRes>(CopyOf(defined));
+  if (!copy) return defined;
+  copy->SetBitRate(EstimateProResBitRate(copy->GetProResCodecVariant(), copy->GetEditRate(),
+                                         copy->GetWidth(), copy->GetHeight()));
+  return copy;
+}
+
+class FieldOrderMetadata final : public IFieldOrder {
+ public:
+  explicit FieldOrderMetadata(FieldOrder order) : order_(order) {}
+  FieldOrder GetFieldOrder() const override { return order_; }
+
+ private:
+  FieldOrder order_;
+};
+
 }  // namespace
 
-OutputStream::OutputStream(std::shared_ptr<const IInfoContainer> defined, bool isDecoded,
+OutputStream::OutputStream(std::shared_ptr<const IInfoContainer> defined, bool isProRes,
                            bool decodesFields)
     : described_(std::move(defined)) {
   if (!described_) return;
   info_ = OnlyOne(described_->GetInfo());
   if (!info_ || !info_->GetVideoParameters()) return;
   definedAs_ = info_->GetVideoParameters();
-  if (!isDecoded) return;
-  info_ =
-      CreateVideoInfo(DescribePictures(definedAs_, decodesFields), info_->GetChannelInfo(), {}, {});
+  if (!isProRes) return;
+  const bool isDecoded = definedAs_->GetCodecFamily() == VCodecFamily::Raw;
+  info_ = CreateVideoInfo(
+      isDecoded ? DescribePictures(definedAs_, decodesFields) : DescribeFrames(definedAs_),
+      info_->GetChannelInfo(), {}, {});
   described_ = CreateInfoContainer(info_, nullptr);
 }
 
@@ -64,11 +86,12 @@ FrameMemoryRequest OutputStream::GetPicture() const {
 }
 
 std::shared_ptr<const ISampleContainer> OutputStream::Complete(
-    const IVideoSample& sample, const IVideoSample& pushed,
+    const IVideoSample& sample, const IVideoSample& pushed, std::optional<FieldOrder> fieldOrder,
     std::shared_ptr<const IBuffer> buffer) const {
   const bool isDefined = definedAs_ && sample.GetVideoParameters() == definedAs_;
   auto metadata = sample.GetMetadata();
   if (metadata.empty()) metadata = pushed.GetMetadata();
+  if (fieldOrder) metadata.push_back(std::make_shared<FieldOrderMetadata>(*fieldOrder));
   return CreateSampleContainer(
       CreateVideoSample(isDefined ? info_->GetVideoParameters() : sample.GetVideoParameters(),
                         isDefined ? info_ : sample.GetVideoInfo(), std::move(buffer),

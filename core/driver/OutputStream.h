@@ -3,6 +3,8 @@
 #define CORE_DRIVER_OUTPUTSTREAM_H
 
 #include <memory>
+#include <optional>
+#include <vector>
 
 #include "vix/Buffers.h"
 #include "vix/Samples.h"
@@ -17,9 +19,9 @@ class OutputStream {
   /// No stream.
   OutputStream() = default;
   /// @param defined the element's description; may be null
-  /// @param isDecoded true = pictures of a ProRes decoder
+  /// @param isProRes true = of a ProRes element
   /// @param decodesFields true = the decoder skips the second field of interlaced frames
-  OutputStream(std::shared_ptr<const IInfoContainer> defined, bool isDecoded, bool decodesFields);
+  OutputStream(std::shared_ptr<const IInfoContainer> defined, bool isProRes, bool decodesFields);
 
   /// Returns the description; null if there is none.
   const std::shared_ptr<const IInfoContainer>& GetDescription() const { return described_; }
@@ -27,9 +29,10 @@ class OutputStream {
   FrameMemoryRequest GetPicture() const;
 
   /// Returns `sample` with this description if it had the element's, with the metadata of the
-  /// pushed sample if it has none, and with `buffer`.
+  /// pushed sample if it has none, the field order if there is one, and with `buffer`.
   std::shared_ptr<const ISampleContainer> Complete(const IVideoSample& sample,
                                                    const IVideoSample& pushed,
+                                                   std::optional<FieldOrder> fieldOrder,
                                                    std::shared_ptr<const IBuffer> buffer) const;
 
  private:

@@ -72,8 +72,9 @@ Settings::Value Settings::Read(const ParameterDescription& parameter,
 void Settings::Check(const Setting& setting) {
   const auto& [name, value] = setting;
   if (const auto* threads = std::get_if<std::int32_t>(&value)) {
-    if (name == kThreadsName && *threads < 0) {
-      Reject(ErrorCode::BadArgument, name, std::to_string(*threads), "0 or more");
+    if (name == kThreadsName && (*threads < 0 || *threads > kMostThreads)) {
+      Reject(ErrorCode::BadArgument, name, std::to_string(*threads),
+             "0 to " + std::to_string(kMostThreads));
     }
   } else if (const auto* variant = std::get_if<ProResCodecVariant>(&value)) {
     if (std::ranges::find(kVariants, *variant) == std::end(kVariants)) {

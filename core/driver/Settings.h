@@ -19,6 +19,9 @@ namespace vix {
 /// Name of the parameter with the allocator of an element's output.
 inline constexpr const char* kAllocatorParameter = "Allocator";
 
+/// Most threads that share a frame, as in the codec library.
+inline constexpr std::int32_t kMostThreads = 4096;
+
 /// What makes a changed parameter take effect. Each includes the ones before it.
 enum class Effort {
   Configure,  ///< SetInitConfig()

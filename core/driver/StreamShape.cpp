@@ -47,6 +47,11 @@ std::vector<std::uint8_t> AddPrefix(std::span<const std::uint8_t> frame) {
   return prefixed;
 }
 
+[[noreturn]] void RejectHeader(std::size_t frameBytes) {
+  throw VIXError(ErrorCode::Damaged, "a frame of " + std::to_string(frameBytes) +
+                                         " bytes without a valid ProRes frame header");
+}
+
 prores::FrameHeader ParseHeader(std::span<const std::uint8_t> frame, std::size_t frameBytes) {
   prores::FrameHeader header;
   std::span<const std::uint8_t> pictures;
@@ -59,8 +64,17 @@ prores::FrameHeader ParseHeader(std::span<const std::uint8_t> frame, std::size_t
     case prores::Status::kUnsupported:
       throw VIXError(ErrorCode::Unsupported, "a frame of an unknown version of the bitstream");
     default:
-      throw VIXError(ErrorCode::Damaged, "a frame of " + std::to_string(frameBytes) +
-                                             " bytes without a valid ProRes frame header");
+      RejectHeader(frameBytes);
+  }
+}
+
+/// Bytes without the frame identifier that are no bare frame either are no frame at all.
+prores::FrameHeader ParseBareHeader(std::span<const std::uint8_t> frame) {
+  try {
+    return ParseHeader(AddPrefix(frame), frame.size());
+  } catch (const VIXError& error) {
+    if (error.GetCode() == ErrorCode::Unsupported) RejectHeader(frame.size());
+    throw;
   }
 }
 
@@ -69,6 +83,13 @@ void CheckSide(const char* name, std::uint32_t value, std::uint32_t least) {
   throw VIXError(ErrorCode::BadArgument, std::string("a ") + name + " of " + std::to_string(value) +
                                              "; allowed: " + std::to_string(least) + " to " +
                                              std::to_string(kMostSide));
+}
+
+void CheckEditRate(EditRate rate) {
+  if (rate.numerator >= 0 && rate.denominator > 0) return;
+  throw VIXError(ErrorCode::BadArgument, "an edit rate of " + std::to_string(rate.numerator) + '/' +
+                                             std::to_string(rate.denominator) +
+                                             "; allowed: positive numbers, or 0/1 if unknown");
 }
 
 void CheckScanMode(ScanMode scanMode) {
@@ -132,8 +153,13 @@ FrameShape ReadFrameShape(std::span<const std::uint8_t> frame) {
   FrameShape found;
   found.isBare = IsBare(frame);
   const prores::FrameHeader header =
-      found.isBare ? ParseHeader(AddPrefix(frame), frame.size()) : ParseHeader(frame, frame.size());
+      found.isBare ? ParseBareHeader(frame) : ParseHeader(frame, frame.size());
   found.isSupported = header.version == 0;
+  if (header.interlaceMode != prores::InterlaceMode::kProgressive) {
+    found.fieldOrder = header.interlaceMode == prores::InterlaceMode::kTopFieldFirst
+                           ? FieldOrder::TopFirst
+                           : FieldOrder::BottomFirst;
+  }
   if (!found.isBare) found.stated = prores::ReadU32(frame.data());
   found.shape = {header.width, header.height,
                  header.interlaceMode == prores::InterlaceMode::kProgressive ? ScanMode::Progressive
@@ -148,6 +174,7 @@ void CheckDescription(const IVideoParameters& parameters, bool isEncoded) {
   CheckSide("width", shape.width, least);
   CheckSide("height", shape.height, least);
   CheckScanMode(shape.scanMode);
+  CheckEditRate(parameters.GetEditRate());
   if (!isEncoded) return;
   CheckFields(shape);
   if (const auto* raw = dynamic_cast<const IVideoParameters_RAW*>(&parameters)) CheckRaw(*raw);

@@ -8,6 +8,7 @@
 
 #include <cstdint>
 #include <memory>
+#include <optional>
 #include <span>
 #include <string>
 
@@ -39,7 +40,8 @@ void SetShape(const StreamShape& shape, IVideoParameters& parameters);
 /// What the header of a ProRes frame says.
 struct FrameShape {
   StreamShape shape;
-  bool isBare = false;       ///< XT layout, without prefix
+  std::optional<FieldOrder> fieldOrder = std::nullopt;  ///< of an interlaced frame
+  bool isBare = false;                                  ///< XT layout, without prefix
   bool isSupported = true;   ///< false = a version of the bitstream that elements refuse
   std::uint32_t stated = 0;  ///< bytes of the frame according to its prefix; 0 = none
 };

@@ -112,7 +112,7 @@ struct __attribute__((visibility("hidden"))) OrderedPool::State {
   void RefuseAfterFlush() const {
     if (!flushed) return;
     throw VIXError(ErrorCode::WrongOrder,
-                   "A job was submitted after Flush; call Receive until it returns nothing first");
+                   "Submitted after Flush; call Receive until it returns nothing first");
   }
 
   Result TakeNext() {

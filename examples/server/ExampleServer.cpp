@@ -166,6 +166,15 @@ void PlayChangingClip() {
   });
 }
 
+const char* FieldOrderOf(const vix::IVideoSample& sample) {
+  for (const auto& metadata : sample.GetMetadata()) {
+    const auto order = std::dynamic_pointer_cast<const vix::IFieldOrder>(metadata);
+    if (order && order->GetFieldOrder() == vix::FieldOrder::BottomFirst)
+      return "bottom field first";
+  }
+  return "top field first";
+}
+
 // Decodes frames, fields, and frames again, and refuses a frame of another size.
 void ChangeSettings() {
   const std::vector<Container> frames = EncodeClip(kInterlaced);
@@ -179,9 +188,9 @@ void ChangeSettings() {
     decoder.Push(frames.front());
     const Container picture = decoder.Pull();
     const auto parameters = SampleOf(picture).GetVideoParameters();
-    std::printf("%s of %u rows\n",
+    std::printf("%s of %u rows, %s\n",
                 parameters->GetScanMode() == vix::ScanMode::Interlaced ? "frame" : "field",
-                parameters->GetHeight());
+                parameters->GetHeight(), FieldOrderOf(SampleOf(picture)));
   }
   try {
     decoder.Push(EncodeClip(kLarger).front());

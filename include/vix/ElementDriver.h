@@ -33,13 +33,14 @@ enum class InputChange : std::int32_t {
 /// - Arguments: what the element would refuse later, or would not survive, is refused at once. The
 ///   ProRes elements' limits are known: 2x2 to 65535x65535 pixels (decoding from 1x1), the scan
 ///   modes, variants and pixel formats, raw pictures of less than 4 GiB, fields with the same
-///   number of macroblock rows, a number of threads of 0 or more.
+///   number of macroblock rows, 0 to 4096 threads, edit rates that are not negative.
 /// - Changed input: each frame is compared with the defined stream (see InputChange).
 /// - Changed settings: see Configure().
 /// - Descriptions: each sample of a ProRes element describes what its buffer holds. In particular,
-///   a decoded field has the height of one field and is progressive, and the bit rate of a decoded
+///   a decoded field has the height of one field and is progressive, the bit rate of a frame is what the encoder aims at, and that of a decoded
 ///   picture is that of the raw stream. Samples of one definition share one description; another
-///   object means that the stream has changed. Metadata of the pushed sample is carried along.
+///   object means that the stream has changed. Metadata of the pushed sample is carried along;
+///   decoded pictures of interlaced frames also have their field order (IFieldOrder).
 ///
 /// Every failure is a VIXError with a cause; its text begins with the name of the element and
 /// contains the element's own text. During a call the element's name is the logging context of the

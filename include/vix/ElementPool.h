@@ -39,8 +39,9 @@ struct ElementPoolOptions {
   /// Elements, each of which processes one frame at a time; mostInFlight and receiverWorks as in
   /// OrderedPoolOptions.
   OrderedPoolOptions size;
-  /// Threads that share one frame. Needs a hook, except for encoders with "NumThreads". 1 is
-  /// fastest while there are more frames than processors.
+  /// Threads that share one frame. 1 is fastest while there are more frames than processors. Without
+  /// a hook, it must be 1 and has no effect: encoders then have "NumThreads", and every decoder has
+  /// a thread for each processor.
   int threadsPerFrame = 1;
   InputChange inputChange = InputChange::Refuse;  ///< see ElementDriver::SetInputChange()
   std::shared_ptr<ICodecHook> codecHook;  ///< may be null; see ElementDriver::SetCodecHook()
@@ -96,7 +97,7 @@ class VIX_API ElementPool {
   /// @return false, and `frame` unchanged, if it is full or interrupted
   /// @throws VIXError (WrongOrder) before Define(), and after Flush() until Receive() returned
   ///         nullopt
-  bool TrySubmit(PoolFrame& frame);
+  [[nodiscard]] bool TrySubmit(PoolFrame& frame);
   /// Waits until the pool is not full, then submits a frame.
   /// @return false if the pool is interrupted
   /// @throws VIXError as TrySubmit()

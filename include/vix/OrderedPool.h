@@ -62,7 +62,7 @@ class VIX_API OrderedPool {
   /// Submits a job if the pool is not full.
   /// @return false, and `job` unchanged, if it is full or interrupted
   /// @throws VIXError (WrongOrder) after Flush(), until Receive() returned nullopt
-  bool TrySubmit(Job& job);
+  [[nodiscard]] bool TrySubmit(Job& job);
   /// Waits until the pool is not full, then submits.
   /// @return false if the pool is interrupted
   /// @throws VIXError as TrySubmit()

@@ -40,6 +40,20 @@ class VIX_API IMetadata {
   virtual ~IMetadata() = default;
 };
 
+/// Order of the fields of an interlaced frame in time.
+enum class FieldOrder : std::int32_t {
+  TopFirst = 1,     ///< the field with the rows 0, 2, 4, ...
+  BottomFirst = 2,  ///< the field with the rows 1, 3, 5, ...
+};
+
+/// Metadata that drivers add to the decoded pictures of interlaced frames, where descriptions only
+/// state ScanMode::Interlaced. A picture of one field holds the first one.
+class VIX_API IFieldOrder : public IMetadata {
+ public:
+  /// Returns the order that the frame's header states.
+  virtual FieldOrder GetFieldOrder() const = 0;
+};
+
 /// Channel of a track.
 class VIX_API IChannelInfo {
  public:

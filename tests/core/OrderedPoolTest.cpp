@@ -169,7 +169,7 @@ TEST(OrderedPool, RefusesJobsBetweenFlushAndTheLastResult) {
   pool.Flush();
   EXPECT_THAT(ErrorTextOf([&] { pool.Submit(MakeJob(2)); }), testing::HasSubstr("after Flush"));
   auto job = MakeJob(2);
-  EXPECT_THROW(pool.TrySubmit(job), VIXError);
+  EXPECT_THROW(static_cast<void>(pool.TrySubmit(job)), VIXError);
 }
 
 TEST(OrderedPool, InterruptReleasesWaitingCallsAndDropsJobs) {

@@ -156,6 +156,31 @@ TEST_P(ChangedStream, ShowsItsChromaInTheError) {
   ExpectDecodes(kSmall);
 }
 
+std::vector<FieldOrder> FieldOrdersOf(const Container& picture) {
+  std::vector<FieldOrder> orders;
+  for (const auto& metadata : SampleOf(picture)->GetMetadata()) {
+    const auto order = std::dynamic_pointer_cast<const IFieldOrder>(metadata);
+    if (order) orders.push_back(order->GetFieldOrder());
+  }
+  return orders;
+}
+
+TEST_P(ChangedStream, StatesTheFieldOrderOfInterlacedFrames) {
+  auto bytes = EncodeDirectly(kInterlaced, 1, ProResCodecVariant::HQ);
+  const auto orders = [&] {
+    return FieldOrdersOf(Process(decoder, Wrap(bytes, DescribeProRes(kInterlaced))));
+  };
+  decoder.Define(DescribeProRes(kInterlaced));
+  EXPECT_EQ(orders(), std::vector{FieldOrder::TopFirst});
+  constexpr std::size_t kFlagsOffset = 20;
+  bytes.at(kFlagsOffset) ^= 0x0c;  // the codes of top and bottom field first
+  EXPECT_EQ(orders(), std::vector{FieldOrder::BottomFirst});
+  Configure(decoder, SetSkipField(true));
+  EXPECT_EQ(orders(), std::vector{FieldOrder::BottomFirst});
+  decoder.Define(DescribeProRes(kSmall));
+  EXPECT_TRUE(FieldOrdersOf(Process(decoder, MakeProResFrame(kSmall, 1))).empty());
+}
+
 class Metadata final : public IMetadata {};
 
 TEST_P(ChangedStream, CarriesMetadataAlong) {

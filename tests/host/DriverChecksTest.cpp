@@ -46,7 +46,7 @@ TEST_F(DriverChecks, RefuseVariants) {
 
 TEST_F(DriverChecks, RefuseNegativeNumbersOfThreads) {
   ExpectRefuses([](auto& config) { config.SetInt("NumThreads", -1); }, ErrorCode::BadArgument,
-                {"NumThreads", "-1", "0 or more"});
+                {"NumThreads", "-1", "0 to 4096"});
   EXPECT_THAT(ErrorOf([&] { encoder.SetCodecHook(nullptr, -1); }),
               IsError(ErrorCode::BadArgument, Parts{"-1 threads"}));
 }
@@ -93,6 +93,8 @@ const Fault kFaults[] = {
     {"LargeHeight", {.height = 65536}, ErrorCode::BadArgument, {"height of 65536", "65535"}},
     {"NoScanMode", {.scanMode = ScanMode{0}}, ErrorCode::BadArgument, {"scan mode 0", "allowed"}},
     {"OddScanMode", {.scanMode = ScanMode{3}}, ErrorCode::BadArgument, {"scan mode 3", "allowed"}},
+    {"NegativeRate", {.rate = {-25, 1}}, ErrorCode::BadArgument, {"-25/1", "0/1"}},
+    {"RateWithoutSeconds", {.rate = {25, 0}}, ErrorCode::BadArgument, {"25/0", "0/1"}},
     {"FourGigabytes",
      {.width = 65535, .height = 65535},
      ErrorCode::Unsupported,
@@ -168,13 +170,38 @@ TEST_F(DriverChecks, RefuseDescriptionsOfSomethingElse) {
   }
 }
 
+TEST_F(DriverChecks, RefuseTheConfigurationOfAnotherElement) {
+  EXPECT_THAT(ErrorOf([&] { encoder.Configure(decoder.CreateConfig()); }),
+              IsError(ErrorCode::BadArgument, Parts{"another element", "CreateConfig"}));
+}
+
+TEST_F(DriverChecks, RefuseUnknownPoliciesAndThreads) {
+  const auto refused = [](const std::string& part) {
+    return IsError(ErrorCode::BadArgument, Parts{part});
+  };
+  EXPECT_THAT(ErrorOf([&] { decoder.SetInputChange(InputChange{9}); }), refused("InputChange 9"));
+  EXPECT_THAT(ErrorOf([&] { decoder.SetCodecHook(nullptr, 2); }), refused("need a codec hook"));
+  EXPECT_THAT(ErrorOf([&] { decoder.SetCodecHook(nullptr, 4097); }), refused("0 to 4096"));
+  EXPECT_THAT(
+      ErrorOf([&] { Configure(encoder, [](auto& config) { config.SetInt("NumThreads", 4097); }); }),
+      refused("0 to 4096"));
+}
+
+TEST_F(DriverChecks, NameTheElementsThatThereAre) {
+  EXPECT_THAT(
+      ErrorOf([] { ElementDriver(ElementFactoryType::VideoDecoder, "", "ProRes"); }),
+      IsError(ErrorCode::NotFound, Parts{"VideoDecoder..ProRes", "VideoDecoder.vix.ProRes"}));
+}
+
 TEST_F(DriverChecks, RefuseTheOtherElementsInput) {
   Configure(encoder);
-  EXPECT_THAT(ErrorOf([&] { encoder.Define(DescribeProRes(kSmall)); }),
-              IsError(ErrorCode::BadArgument, Parts{"Need raw input"}));
+  EXPECT_THAT(
+      ErrorOf([&] { encoder.Define(DescribeProRes(kSmall)); }),
+      IsError(ErrorCode::BadArgument, Parts{"description of ProRes video", "takes Raw video"}));
   Configure(decoder);
-  EXPECT_THAT(ErrorOf([&] { decoder.Define(DescribeRaw(kSmall)); }),
-              IsError(ErrorCode::BadArgument, Parts{"Need prores video codec family"}));
+  EXPECT_THAT(
+      ErrorOf([&] { decoder.Define(DescribeRaw(kSmall)); }),
+      IsError(ErrorCode::BadArgument, Parts{"description of Raw video", "takes ProRes video"}));
 }
 
 TEST_F(DriverChecks, KeepTheDefinedStreamIfANewOneIsRefused) {

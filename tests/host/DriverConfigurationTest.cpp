@@ -6,6 +6,7 @@
 #include <cstdlib>
 
 #include "Errors.h"
+#include "ProRes/ProRes.h"
 #include "SilentLog.h"
 #include "Streams.h"
 #include "Threads.h"
@@ -76,6 +77,23 @@ TEST_F(DriverConfiguration, ChangesTheVariantWithItsBitRate) {
                              ProResCodecVariant::LT, ProResCodecVariant::Standard}) {
     Configure(encoder, SetVariant(variant));
     ExpectEncodes(kSmall, variant);
+  }
+}
+
+TEST_F(DriverConfiguration, DescribesTheBitRateThatTheCodecAimsAt) {
+  Configure(encoder, SetVariant(ProResCodecVariant::HQ));
+  const Shape sizes[] = {{.width = 640, .height = 360},   {.width = 720, .height = 576},
+                         {.width = 1280, .height = 720},  {.width = 1920, .height = 1080},
+                         {.width = 3840, .height = 2160}, {.width = 7680, .height = 4320}};
+  for (const Shape& shape : sizes) {
+    std::uint32_t most = 0, target = 0;
+    ASSERT_EQ(WPRGetCompressedFrameSize(kWPRCodecHQ, shape.width, shape.height, &most, &target),
+              kWPRSuccess);
+    const auto output = encoder.Define(DescribeRaw(shape))->GetInfo().front();
+    const double described = output->GetVideoParameters()->GetBitRate();
+    const double framesPerSecond = double(shape.rate.numerator) / shape.rate.denominator;
+    const double aimedAt = 8e-6 * target * framesPerSecond;
+    EXPECT_NEAR(described, aimedAt, 0.06 * aimedAt) << shape.width << 'x' << shape.height;
   }
 }
 

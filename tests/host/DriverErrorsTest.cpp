@@ -58,6 +58,14 @@ TEST_F(DriverErrors, ReportTruncatedFrames) {
   }
 }
 
+TEST_F(DriverErrors, ReportBytesThatAreNoFrameAsDamaged) {
+  for (const std::uint8_t byte : {std::uint8_t{0}, std::uint8_t{7}}) {
+    EXPECT_THAT(Refuse(Bytes(5000, byte)),
+                IsError(ErrorCode::Damaged, Parts{"5000 bytes", "header"}));
+    ExpectDecodes();
+  }
+}
+
 TEST_F(DriverErrors, ReportFramesWithoutMemory) {
   const auto info = DescribeProRes(kSmall)->GetInfo().front();
   for (const auto& buffer : {std::shared_ptr<IBuffer>(), CreateBuffer(nullptr, nullptr)}) {

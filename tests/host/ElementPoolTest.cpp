@@ -93,11 +93,13 @@ TEST_F(ElementPools, RefuseFramesOutOfOrder) {
   };
   EXPECT_THAT(ErrorOf([&] { pool.Define(DescribeProRes(kSmall)); }), wrongOrder("Configure"));
   Configure(pool);
-  EXPECT_THAT(ErrorOf([&] { pool.TrySubmit(frame); }), wrongOrder("call Define"));
+  EXPECT_THAT(ErrorOf([&] { static_cast<void>(pool.TrySubmit(frame)); }),
+              wrongOrder("call Define"));
   pool.Define(DescribeProRes(kSmall));
   pool.Submit(MakeFrame(0));
   pool.Flush();
-  EXPECT_THAT(ErrorOf([&] { pool.TrySubmit(frame); }), wrongOrder("after Flush"));
+  EXPECT_THAT(ErrorOf([&] { static_cast<void>(pool.TrySubmit(frame)); }),
+              wrongOrder("after Flush"));
   EXPECT_TRUE(frame.input) << "a refused frame stays with the host";
   EXPECT_TRUE(pool.Receive());
   EXPECT_FALSE(pool.Receive());

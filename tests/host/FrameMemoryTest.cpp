@@ -5,6 +5,7 @@
 #include <algorithm>
 #include <cstring>
 #include <map>
+#include <stdexcept>
 
 #include "Errors.h"
 #include "SilentLog.h"
@@ -183,6 +184,18 @@ TEST_F(FrameMemories, ReportExhaustion) {
   memory.isExhausted = false;
   ExpectPicture(Decode(2), kSmall, 2, {});
   ExpectFrame(Process(encoder, MakeRawFrame(kSmall, 2)), kSmall, 2, ProResCodecVariant::Standard);
+}
+
+TEST_F(FrameMemories, BlameTheHostForItsExceptions) {
+  decoder.SetFrameMemory({nullptr,
+                          [](void*, const FrameMemoryRequest&) -> FrameMemory {
+                            throw std::runtime_error("no display");
+                          },
+                          [](void*, std::uint8_t*) {}});
+  Configure(decoder);
+  decoder.Define(DescribeProRes(kSmall));
+  EXPECT_THAT(ErrorOf([&] { decoder.Push(MakeProResFrame(kSmall, 1)); }),
+              IsError(ErrorCode::Failed, Parts{"host's callback", "no display"}));
 }
 
 TEST_F(FrameMemories, AreReleasedOncePerAllocation) {

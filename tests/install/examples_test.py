@@ -36,7 +36,8 @@ def check_server(output):
     check(lines[1:7] == ["12 frames played, 1 repeated, 1 concealed",
                          "frame 0 begins pictures of 320x180",
                          "frame 12 begins pictures of 640x360",
-                         "frame of 192 rows", "field of 96 rows", "frame of 192 rows"], output)
+                         "frame of 192 rows, top field first", "field of 96 rows, top field first",
+                         "frame of 192 rows, top field first"], output)
     check(re.search("refused: .*640x360.*320x192", lines[7]), output)
     luma, expected = map(int, re.match(r"luma (\d+), expected (\d+), 1 pictures", lines[8]).groups())
     check(abs(luma - expected) <= 1 and lines[9] == "0 pictures are left", output)

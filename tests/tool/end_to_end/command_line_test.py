@@ -194,7 +194,7 @@ class Elements(ToolTest):
         text = self.succeed("elements").stdout
         for word in ("VideoEncoder", "VideoDecoder", "ProRes", "NumThreads", "ProResCodecVariant",
                      "SkipField", "OutputFourCC", "UYVY V210", "Allocator", "default: none",
-                     "default: \"3\" (Standard)", "allowed: 1 (Proxy) 2 (LT) 3 (Standard) 4 (HQ)",
+                     "default: \"Standard\"", "allowed: Proxy LT Standard HQ",
                      "default: \"0\"", "decoding only one field out of two"):
             self.assertIn(word, text)
 
