@@ -37,10 +37,11 @@ enum class InputChange : std::int32_t {
 /// - Changed input: each frame is compared with the defined stream (see InputChange).
 /// - Changed settings: see Configure().
 /// - Descriptions: each sample of a ProRes element describes what its buffer holds. In particular,
-///   a decoded field has the height of one field and is progressive, the bit rate of a frame is what the encoder aims at, and that of a decoded
-///   picture is that of the raw stream. Samples of one definition share one description; another
-///   object means that the stream has changed. Metadata of the pushed sample is carried along;
-///   decoded pictures of interlaced frames also have their field order (IFieldOrder).
+///   a decoded field has the height of one field and is progressive, the bit rate of a frame is
+///   what the encoder aims at, and that of a decoded picture is that of the raw stream. Samples of
+///   one definition share one description; another object means that the stream has changed.
+///   Metadata of the pushed sample is carried along; decoded pictures of interlaced frames also
+///   have their field order (IFieldOrder).
 ///
 /// Every failure is a VIXError with a cause; its text begins with the name of the element and
 /// contains the element's own text. During a call the element's name is the logging context of the

@@ -39,9 +39,9 @@ struct ElementPoolOptions {
   /// Elements, each of which processes one frame at a time; mostInFlight and receiverWorks as in
   /// OrderedPoolOptions.
   OrderedPoolOptions size;
-  /// Threads that share one frame. 1 is fastest while there are more frames than processors. Without
-  /// a hook, it must be 1 and has no effect: encoders then have "NumThreads", and every decoder has
-  /// a thread for each processor.
+  /// Threads that share one frame. 1 is fastest while there are more frames than processors.
+  /// Without a hook, it must be 1 and has no effect: encoders then have "NumThreads", and every
+  /// decoder has a thread for each processor.
   int threadsPerFrame = 1;
   InputChange inputChange = InputChange::Refuse;  ///< see ElementDriver::SetInputChange()
   std::shared_ptr<ICodecHook> codecHook;  ///< may be null; see ElementDriver::SetCodecHook()

@@ -59,9 +59,9 @@ VIX_API std::string GetPluginFolder();
 /// variable VIX_PLUGIN_PATH, which are separated by colons, or, if it is not set or empty, of the
 /// default folder. Files whose names end in ".so" are plug-ins. The order is that of the folders,
 /// and of the names within each. A library that is found twice is loaded once. A file that fails
-/// does not prevent others; a truncated one is recognised, other damage of a library is not. Ignored are empty names, and, with a failure, folders that do not exist
-/// or whose names do not begin with '/'. Programs with more rights than their user (setuid) ignore
-/// the variable.
+/// does not prevent others; a truncated one is recognised, other damage of a library is not.
+/// Ignored are empty names, and, with a failure, folders that do not exist or whose names do not
+/// begin with '/'. Programs with more rights than their user (setuid) ignore the variable.
 VIX_API LoadedPlugins LoadPlugins(const std::string& registrant);
 
 }  // namespace vix
