@@ -187,7 +187,8 @@ TEST_F(Driver, RejectsElementsThatCannotBeDriven) {
   const auto make = [](ElementFactoryType factoryType, const char* type) {
     return ErrorTextOf([&] { ElementDriver(factoryType, "fake", type); });
   };
-  EXPECT_THAT(make(ElementFactoryType::VideoDecoder, "Unheard"), AllOf(HasSubstr("VideoDecoder.fake.Unheard"), HasSubstr("VideoDecoder.fake.Pass")));
+  EXPECT_THAT(make(ElementFactoryType::VideoDecoder, "Unheard"),
+              AllOf(HasSubstr("VideoDecoder.fake.Unheard"), HasSubstr("VideoDecoder.fake.Pass")));
   EXPECT_THAT(make(ElementFactoryType::VideoDecoder, "Odd"), HasSubstr("type=\"Odd\""));
   EXPECT_THAT(make(ElementFactoryType::VideoDecoder, "Nothing"),
               StartsWith("VideoDecoder.fake.Nothing"));
