@@ -123,14 +123,19 @@ struct __attribute__((visibility("hidden"))) OrderedPool::State {
     return result;
   }
 
-  /// Moves all jobs out of the pool, to be destroyed without the lock.
-  std::vector<Slot> DropJobs() {
-    std::vector<Slot> dropped(slots.size());
-    dropped.swap(slots);
-    ++rounds;
+  /// Empties the pool. Destroys the jobs without the lock, and one by one: the end of a pool must
+  /// not need memory.
+  void DropJobs(Lock& lock) {
+    const std::uint64_t round = ++rounds;
     nextToProcess = nextToReceive = nextToSubmit;
     flushed = false;
-    return dropped;
+    // Another thread that drops all jobs meanwhile leaves none to this one.
+    for (std::size_t i = 0; i < slots.size() && round == rounds; ++i) {
+      Slot dropped = std::exchange(slots[i], {});
+      lock.unlock();
+      dropped = {};
+      lock.lock();
+    }
   }
 
   const Process process;
@@ -244,14 +249,11 @@ void OrderedPool::Flush() {
 
 void OrderedPool::Interrupt() {
   State& state = *state_;
-  std::vector<State::Slot> dropped;  // outlives the lock
-  {
-    const std::lock_guard lock(state.mutex);
-    state.interrupted = true;
-    dropped = state.DropJobs();
-  }
+  State::Lock lock(state.mutex);
+  state.interrupted = true;
   state.maySubmit.notify_all();
   state.mayReceive.notify_all();
+  state.DropJobs(lock);
 }
 
 void OrderedPool::Restart() {

@@ -210,6 +210,23 @@ TEST(OrderedPool, RestartForgetsTheJobsBefore) {
   }
 }
 
+TEST(OrderedPool, MayBeInterruptedWhileItRestarts) {
+  OrderedPool pool(Square, {2, 4, false});
+  const auto job = MakeJob(1);
+  std::thread other([&] {
+    for (int i = 0; i < 200; ++i) pool.Interrupt();
+  });
+  for (int round = 0; round < 100; ++round) {
+    pool.Restart();
+    for (int i = 0; i < 4; ++i) pool.Submit(job);
+    while (pool.TryReceive()) {
+    }
+  }
+  other.join();
+  pool.Restart();
+  EXPECT_EQ(job.use_count(), 1);
+}
+
 TEST(OrderedPool, DestructorDropsWaitingJobs) {
   const auto job = MakeJob(3);
   {
