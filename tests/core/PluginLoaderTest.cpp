@@ -194,7 +194,9 @@ TEST_F(PluginLoader, RejectsAnotherLibraryWithTheKeysOfALoadedOne) {
   const auto entries = GetRegistryEntries();
   const auto load = [&] { LoadPlugin(copy.GetPath(), "test"); };
   EXPECT_THAT(ErrorTextOf(load),
-              AllOf(HasSubstr("VideoDecoder.fake.Pass belongs to"), HasSubstr(FAKE_PLUGIN),
+              AllOf(HasSubstr("VideoDecoder.fake.Pass belongs to"),
+                    // The dynamic linker may resolve links in its folders.
+                    HasSubstr(std::filesystem::path(FAKE_PLUGIN).filename().string() + '"'),
                     HasSubstr("cannot be registered by registrant \"test\" with plug-in \"" +
                               copy.GetPath() + '"')));
   EXPECT_EQ(ErrorCodeOf(load), ErrorCode::AlreadyExists);
