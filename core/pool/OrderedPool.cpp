@@ -70,7 +70,7 @@ struct __attribute__((visibility("hidden"))) OrderedPool::State {
       if (number == nextToReceive) mayReceive.notify_all();
     }
     if (CanProcess()) WakeWorker();
-    if (idle.size() == options.workers) allIdle.notify_all();
+    if (MayRestart()) mayRestart.notify_all();
   }
 
   /// Wakes a thread that processes jobs: one of the pool's own, or a receiver if all are busy.
@@ -123,20 +123,24 @@ struct __attribute__((visibility("hidden"))) OrderedPool::State {
     return result;
   }
 
-  /// Empties the pool. Destroys the jobs without the lock, and one by one: the end of a pool must
-  /// not need memory.
+  /// Empties an interrupted pool. Destroys the jobs without the lock, and one by one: the end of a
+  /// pool must not need memory.
   void DropJobs(Lock& lock) {
-    const std::uint64_t round = ++rounds;
+    ++rounds;
     nextToProcess = nextToReceive = nextToSubmit;
     flushed = false;
-    // Another thread that drops all jobs meanwhile leaves none to this one.
-    for (std::size_t i = 0; i < slots.size() && round == rounds; ++i) {
-      Slot dropped = std::exchange(slots[i], {});
+    ++dropping;
+    for (Slot& slot : slots) {
+      Slot dropped = std::exchange(slot, {});
       lock.unlock();
       dropped = {};
       lock.lock();
     }
+    --dropping;
+    if (MayRestart()) mayRestart.notify_all();
   }
+
+  bool MayRestart() const { return idle.size() == options.workers && dropping == 0; }
 
   const Process process;
   const OrderedPoolOptions options;
@@ -146,12 +150,13 @@ struct __attribute__((visibility("hidden"))) OrderedPool::State {
   std::condition_variable mayProcess;  ///< for the pool's own threads
   std::condition_variable maySubmit;
   std::condition_variable mayReceive;
-  std::condition_variable allIdle;
+  std::condition_variable mayRestart;
   // Guarded by the mutex:
   unsigned asleep = 0;  ///< own threads that wait for a job
   std::vector<Slot> slots;
   std::vector<unsigned> idle;  ///< workers
   std::uint64_t rounds = 0;    ///< times that all jobs were dropped
+  unsigned dropping = 0;       ///< threads in DropJobs()
   std::uint64_t nextToSubmit = 0;
   std::uint64_t nextToProcess = 0;
   std::uint64_t nextToReceive = 0;
@@ -260,7 +265,7 @@ void OrderedPool::Restart() {
   State& state = *state_;
   Interrupt();
   State::Lock lock(state.mutex);
-  state.allIdle.wait(lock, [&] { return state.idle.size() == state.options.workers; });
+  state.mayRestart.wait(lock, [&] { return state.MayRestart(); });
   state.nextToSubmit = state.nextToProcess = state.nextToReceive = 0;
   state.interrupted = false;
 }

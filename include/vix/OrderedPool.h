@@ -81,7 +81,7 @@ class VIX_API OrderedPool {
   /// until Restart(). Jobs that are being processed end as usual.
   void Interrupt();
   /// Makes an interrupted pool usable again. Waits for the jobs that are being processed. Drops the
-  /// jobs of a pool that is not interrupted.
+  /// jobs of a pool that is not interrupted. Must not be called by the destructor of a job.
   void Restart();
 
  private:

@@ -211,7 +211,7 @@ TEST(OrderedPool, RestartForgetsTheJobsBefore) {
 }
 
 TEST(OrderedPool, MayBeInterruptedWhileItRestarts) {
-  OrderedPool pool(Square, {2, 4, false});
+  OrderedPool pool([](void* job, unsigned) { EXPECT_NE(job, nullptr); }, {2, 4, false});
   const auto job = MakeJob(1);
   std::thread other([&] {
     for (int i = 0; i < 200; ++i) pool.Interrupt();
