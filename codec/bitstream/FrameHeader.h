@@ -50,6 +50,16 @@ struct FrameHeader {
   QuantMatrix chromaMatrix = kDefaultQuantMatrix;  ///< in force, transmitted or not
 };
 
+/// Bytes of frame_size and frame_identifier, which precede the frame header.
+inline constexpr std::size_t kFramePrefixBytes = 8;
+
+/// Returns true if `frame` begins with a frame_size of any value and the frame_identifier.
+bool HasFramePrefix(std::span<const std::uint8_t> frame);
+
+/// Writes kFramePrefixBytes bytes.
+/// @param frameBytes size of the whole frame, the prefix included.
+void WriteFramePrefix(std::uint32_t frameBytes, std::uint8_t* destination);
+
 /// Parses the start of `frame`.
 /// Ignores the frame_size field in favour of the size of `frame`.
 /// @param pictures receives the bytes after the header, where the first picture starts.
@@ -57,6 +67,10 @@ struct FrameHeader {
 ///         above 1; kBadHeader for every other violation. On failure the outputs are unspecified.
 Status ParseFrameHeader(std::span<const std::uint8_t> frame, FrameHeader& header,
                         std::span<const std::uint8_t>& pictures);
+
+/// Parses the start of a frame without its prefix, as ParseFrameHeader() does.
+Status ParseBareFrameHeader(std::span<const std::uint8_t> frame, FrameHeader& header,
+                            std::span<const std::uint8_t>& pictures);
 
 /// Returns the bytes that WriteFrameHeader() writes for `header`: 28, or 156 with matrices.
 std::size_t FrameHeaderBytes(const FrameHeader& header);

@@ -1,10 +1,7 @@
 // SPDX-License-Identifier: BSD-2-Clause
 #include "driver/StreamShape.h"
 
-#include <algorithm>
-#include <array>
 #include <string>
-#include <vector>
 
 #include "EnumText.h"
 #include "FourCCText.h"
@@ -21,60 +18,32 @@ constexpr std::uint32_t kLeastEncodedSide = 2;
 constexpr std::uint32_t kLeastDecodedSide = 1;
 constexpr std::uint32_t kMostSide = 65535;
 
-constexpr std::size_t kPrefixBytes = 8;
-constexpr std::size_t kIdentifierOffset = 4;
-constexpr std::array<std::uint8_t, 4> kFrameIdentifier{'i', 'c', 'p', 'f'};
-/// A frame header states its own size in 16 bits.
-constexpr std::size_t kMostHeaderBytes = 65535;
-
 constexpr EnumText<std::int32_t> kChromaTexts[] = {
     {static_cast<std::int32_t>(VideoChroma::C422), "4:2:2"},
     {static_cast<std::int32_t>(VideoChroma::C444), "4:4:4"},
 };
-
-bool IsBare(std::span<const std::uint8_t> frame) {
-  return frame.size() < kPrefixBytes ||
-         !std::equal(kFrameIdentifier.begin(), kFrameIdentifier.end(),
-                     frame.begin() + kIdentifierOffset);
-}
-
-/// Returns the start of a bare frame after a prefix.
-std::vector<std::uint8_t> AddPrefix(std::span<const std::uint8_t> frame) {
-  std::vector<std::uint8_t> prefixed(kPrefixBytes);
-  std::ranges::copy(kFrameIdentifier, prefixed.begin() + kIdentifierOffset);
-  const auto header = frame.first(std::min(frame.size(), kMostHeaderBytes));
-  prefixed.insert(prefixed.end(), header.begin(), header.end());
-  return prefixed;
-}
 
 [[noreturn]] void RejectHeader(std::size_t frameBytes) {
   throw VIXError(ErrorCode::Damaged, "a frame of " + std::to_string(frameBytes) +
                                          " bytes without a valid ProRes frame header");
 }
 
-prores::FrameHeader ParseHeader(std::span<const std::uint8_t> frame, std::size_t frameBytes) {
+prores::FrameHeader ParseHeader(std::span<const std::uint8_t> frame, bool isBare) {
   prores::FrameHeader header;
   std::span<const std::uint8_t> pictures;
-  switch (prores::ParseFrameHeader(frame, header, pictures)) {
+  const auto parse = isBare ? prores::ParseBareFrameHeader : prores::ParseFrameHeader;
+  switch (parse(frame, header, pictures)) {
     case prores::Status::kSuccess:
       return header;
     case prores::Status::kTruncated:
-      throw VIXError(ErrorCode::Truncated, "a frame of " + std::to_string(frameBytes) +
+      throw VIXError(ErrorCode::Truncated, "a frame of " + std::to_string(frame.size()) +
                                                " bytes, which ends within its header");
     case prores::Status::kUnsupported:
+      // Bytes without the frame identifier that are no bare frame either are no frame at all.
+      if (isBare) RejectHeader(frame.size());
       throw VIXError(ErrorCode::Unsupported, "a frame of an unknown version of the bitstream");
     default:
-      RejectHeader(frameBytes);
-  }
-}
-
-/// Bytes without the frame identifier that are no bare frame either are no frame at all.
-prores::FrameHeader ParseBareHeader(std::span<const std::uint8_t> frame) {
-  try {
-    return ParseHeader(AddPrefix(frame), frame.size());
-  } catch (const VIXError& error) {
-    if (error.GetCode() == ErrorCode::Unsupported) RejectHeader(frame.size());
-    throw;
+      RejectHeader(frame.size());
   }
 }
 
@@ -151,9 +120,8 @@ void SetShape(const StreamShape& shape, IVideoParameters& parameters) {
 
 FrameShape ReadFrameShape(std::span<const std::uint8_t> frame) {
   FrameShape found;
-  found.isBare = IsBare(frame);
-  const prores::FrameHeader header =
-      found.isBare ? ParseBareHeader(frame) : ParseHeader(frame, frame.size());
+  found.isBare = !prores::HasFramePrefix(frame);
+  const prores::FrameHeader header = ParseHeader(frame, found.isBare);
   found.isSupported = header.version == 0;
   if (header.interlaceMode != prores::InterlaceMode::kProgressive) {
     found.fieldOrder = header.interlaceMode == prores::InterlaceMode::kTopFieldFirst

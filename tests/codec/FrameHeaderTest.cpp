@@ -34,6 +34,24 @@ Status ParseOnly(const std::vector<std::uint8_t>& bytes) {
   return ParseFrameHeader(bytes, header, pictures);
 }
 
+TEST(FrameHeader, IsReadWithoutItsPrefix) {
+  FrameHeader header = Plain();
+  header.lumaMatrix = Ramp(2);
+  const auto bytes = Written(header, 5);
+  const auto bare = std::span(bytes).subspan(kFramePrefixBytes);
+  EXPECT_TRUE(HasFramePrefix(bytes));
+  EXPECT_FALSE(HasFramePrefix(bare));
+
+  FrameHeader parsed;
+  std::span<const std::uint8_t> pictures;
+  ASSERT_EQ(ParseBareFrameHeader(bare, parsed, pictures), Status::kSuccess);
+  EXPECT_EQ(pictures.data(), bytes.data() + 156);
+  EXPECT_EQ(Written(parsed, 5), bytes);
+  for (std::size_t size = 0; size < 148; ++size) {
+    EXPECT_EQ(ParseBareFrameHeader(bare.first(size), parsed, pictures), Status::kTruncated) << size;
+  }
+}
+
 TEST(FrameHeader, WritesTheSyntaxElementsInTheirPlaces) {
   FrameHeader header = Plain();
   header.encoderIdentifier = {'v', 'i', 'x', 'p'};

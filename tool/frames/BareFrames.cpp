@@ -2,37 +2,26 @@
 #include "frames/BareFrames.h"
 
 #include <algorithm>
-#include <array>
 #include <cstdint>
 #include <initializer_list>
 #include <span>
 #include <vector>
 
-#include "bitstream/BigEndian.h"
+#include "bitstream/FrameHeader.h"
 #include "bitstream/PictureGeometry.h"
 #include "bitstream/PictureHeader.h"
-#include "frames/FrameHeaders.h"
 
 namespace vixprores {
 namespace {
 
 using Bytes = std::span<const std::uint8_t>;
 
-constexpr std::size_t kBarePrefixBytes = 8;
-constexpr std::array<std::uint8_t, 4> kFrameIdentifier{'i', 'c', 'p', 'f'};
-
-bool HasPrefix(Bytes sample) {
-  return sample.size() >= kBarePrefixBytes &&
-         std::ranges::equal(sample.subspan(4, kFrameIdentifier.size()), kFrameIdentifier);
-}
-
 std::shared_ptr<vix::IBuffer> MakeFrame(const FramePool& pool, std::initializer_list<Bytes> parts) {
-  std::size_t bytes = kBarePrefixBytes;
+  std::size_t bytes = prores::kFramePrefixBytes;
   for (const Bytes part : parts) bytes += part.size();
   auto frame = pool.MakeFrame(static_cast<std::uint32_t>(bytes));
-  std::uint8_t* end = frame->GetData();
-  prores::WriteU32(end, static_cast<std::uint32_t>(bytes));
-  end = std::ranges::copy(kFrameIdentifier, end + 4).out;
+  prores::WriteFramePrefix(static_cast<std::uint32_t>(bytes), frame->GetData());
+  std::uint8_t* end = frame->GetData() + prores::kFramePrefixBytes;
   for (const Bytes part : parts) end = std::ranges::copy(part, end).out;
   return frame;
 }
@@ -46,20 +35,14 @@ struct BareSample {
 
 // Returns nullopt if the sample does not start with a frame header.
 std::optional<BareSample> TakeApart(Bytes sample) {
-  if (sample.size() < 2) return std::nullopt;
-  // The parser of the header expects the prefix.
-  const std::size_t headerBytes = prores::ReadU16(sample.data());
-  std::vector<std::uint8_t> prefixed(4);
-  prefixed.insert(prefixed.end(), kFrameIdentifier.begin(), kFrameIdentifier.end());
-  const Bytes start = sample.first(std::min(headerBytes, sample.size()));
-  prefixed.insert(prefixed.end(), start.begin(), start.end());
-  const auto header = ParseHeader(prefixed);
-  if (!header) return std::nullopt;
-
-  BareSample parts{*header, start, {}};
-  Bytes rest = sample.subspan(headerBytes);
+  BareSample parts;
+  Bytes rest;
+  if (prores::ParseBareFrameHeader(sample, parts.header, rest) != prores::Status::kSuccess) {
+    return std::nullopt;
+  }
+  parts.headerBytes = sample.first(sample.size() - rest.size());
   prores::PictureHeader picture;
-  while (parts.pictures.size() < prores::PictureCount(header->interlaceMode) &&
+  while (parts.pictures.size() < prores::PictureCount(parts.header.interlaceMode) &&
          prores::ParsePictureHeader(rest, picture) == prores::Status::kSuccess) {
     parts.pictures.push_back(rest.first(picture.pictureBytes));
     rest = rest.subspan(picture.pictureBytes);
@@ -76,7 +59,8 @@ bool IsField(const vix::IBuffer& sample) {
 }  // namespace
 
 SampleLayout FindLayout(const vix::IBuffer& first, const vix::IBuffer* second) {
-  if (HasPrefix(BytesOf(first)) || !TakeApart(BytesOf(first))) return SampleLayout::Standard;
+  if (prores::HasFramePrefix(BytesOf(first)) || !TakeApart(BytesOf(first)))
+    return SampleLayout::Standard;
   const bool areFields = IsField(first) && (!second || IsField(*second));
   return areFields ? SampleLayout::BareFields : SampleLayout::BareFrames;
 }
