@@ -13,12 +13,14 @@
 #include <type_traits>
 #include <vector>
 
+#include "ProRes/ProResHost.h"
+
 namespace prores {
 
 /// Environment variable with a number of threads, 1 to kMaxDefaultThreads, which overrides
 /// SetDefaultThreads(). Other text counts as unset.
 inline constexpr const char* kThreadsVariable = "VIX_PRORES_THREADS";
-inline constexpr std::uint32_t kMaxDefaultThreads = 4096;
+inline constexpr std::uint32_t kMaxDefaultThreads = kWPRMostDefaultThreads;
 
 /// Sets the threads of pools that the calling thread creates without a number.
 /// @param threads at most kMaxDefaultThreads; 0 = one per processor, the initial setting.

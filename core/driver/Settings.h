@@ -11,6 +11,7 @@
 #include <variant>
 #include <vector>
 
+#include "ProRes/ProResHost.h"
 #include "vix/Parameters.h"
 #include "vix/Types.h"
 
@@ -19,8 +20,8 @@ namespace vix {
 /// Name of the parameter with the allocator of an element's output.
 inline constexpr const char* kAllocatorParameter = "Allocator";
 
-/// Most threads that share a frame, as in the codec library.
-inline constexpr std::int32_t kMostThreads = 4096;
+/// Most threads that share a frame.
+inline constexpr std::int32_t kMostThreads = kWPRMostDefaultThreads;
 
 /// What makes a changed parameter take effect. Each includes the ones before it.
 enum class Effort {

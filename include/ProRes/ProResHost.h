@@ -31,6 +31,9 @@
 extern "C" {
 #endif
 
+/** The largest number that WPRSetDefaultThreads() takes. */
+enum { kWPRMostDefaultThreads = 4096 };
+
 /** Returns the version of this interface that the library implements, at least 1. */
 WPR_API uint32_t WPRHostVersion(void);
 
@@ -38,8 +41,8 @@ WPR_API uint32_t WPRHostVersion(void);
  * Sets the number of threads of the handles that the calling thread opens with `numThreads` 0,
  * until it sets another number. Handles that are open already and handles that other threads open
  * are not affected.
- * @param numThreads 1 to 4096, the calling thread included; 0 = one per processor, the initial
- *                   setting.
+ * @param numThreads 1 to kWPRMostDefaultThreads, the calling thread included; 0 = one per
+ * processor, the initial setting.
  * @return kWPRSuccess, or kWPRBadArgument, after which the setting is unchanged.
  */
 WPR_API int32_t WPRSetDefaultThreads(int32_t numThreads);
