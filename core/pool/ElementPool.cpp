@@ -95,7 +95,7 @@ struct __attribute__((visibility("hidden"))) ElementPool::State {
     }
   }
 
-  std::shared_ptr<Job> MakeJob(PoolFrame& frame) const {
+  std::shared_ptr<Job> MakeJob(PoolFrame frame) const {
     const std::lock_guard lock(mutex);
     if (!setup.input) {
       throw VIXError(ErrorCode::WrongOrder,
@@ -171,20 +171,14 @@ std::shared_ptr<const IInfoContainer> ElementPool::GetOutput() const {
 }
 
 bool ElementPool::TrySubmit(PoolFrame& frame) {
-  const auto job = state_->MakeJob(frame);
-  try {
-    OrderedPool::Job submitted = job;
-    if (state_->jobs.TrySubmit(submitted)) return true;
-  } catch (...) {
-    frame = std::move(job->frame);
-    throw;
-  }
-  frame = std::move(job->frame);
-  return false;
+  OrderedPool::Job job = state_->MakeJob(frame);
+  if (!state_->jobs.TrySubmit(job)) return false;
+  frame = {};
+  return true;
 }
 
 bool ElementPool::Submit(PoolFrame frame) {
-  return state_->jobs.Submit(state_->MakeJob(frame));
+  return state_->jobs.Submit(state_->MakeJob(std::move(frame)));
 }
 
 std::optional<PoolFrame> ElementPool::TryReceive() {

@@ -93,7 +93,7 @@ class VIX_API ElementPool {
   /// Returns the description of the output for frames that are submitted now; null before Define().
   std::shared_ptr<const IInfoContainer> GetOutput() const;
 
-  /// Submits a frame if the pool is not full.
+  /// Submits a frame if the pool is not full, and leaves `frame` empty.
   /// @return false, and `frame` unchanged, if it is full or interrupted
   /// @throws VIXError (WrongOrder) before Define(), and after Flush() until Receive() returned
   ///         nullopt

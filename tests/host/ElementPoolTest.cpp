@@ -76,11 +76,14 @@ TEST_F(ElementPools, RefuseFramesWhileTheyAreFull) {
     EXPECT_TRUE(pool.TrySubmit(frame));
   }
   PoolFrame fourth = MakeFrame(3);
+  fourth.output = MakeFrame(4).input;  // as of a frame that the host received before
   EXPECT_FALSE(pool.TrySubmit(fourth));
   EXPECT_TRUE(fourth.input);
   EXPECT_TRUE(fourth.context);
+  EXPECT_TRUE(fourth.output);
   EXPECT_EQ(pool.Receive()->number, 0u);
   EXPECT_TRUE(pool.TrySubmit(fourth));
+  EXPECT_FALSE(fourth.input);
   for (unsigned i = 1; i < 4; ++i) ExpectPicture(pool.Receive()->output, kSmall, i, {});
   EXPECT_FALSE(pool.TryReceive());
 }
