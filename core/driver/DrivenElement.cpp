@@ -1,6 +1,7 @@
 // SPDX-License-Identifier: BSD-2-Clause
 #include "driver/DrivenElement.h"
 
+#include <algorithm>
 #include <span>
 #include <utility>
 
@@ -125,10 +126,9 @@ Settings DrivenElement::ReadSettings(const IParametersCollectionInstance& config
 }
 
 bool DrivenElement::HasAllocator() const {
-  for (const ParameterDescription& parameter : GetSchema()->GetDescriptions()) {
-    if (parameter.name == kAllocatorParameter) return true;
-  }
-  return false;
+  return std::ranges::any_of(GetSchema()->GetDescriptions(), [](const auto& parameter) {
+    return parameter.name == kAllocatorParameter;
+  });
 }
 
 void DrivenElement::ConfigureElement() {
