@@ -2,8 +2,8 @@
 // Frames that differ from the defined stream, with both choices of the host.
 #include <gtest/gtest.h>
 
+#include "Drivers.h"
 #include "Errors.h"
-#include "SilentLog.h"
 #include "Streams.h"
 
 namespace vix::test {
@@ -23,7 +23,7 @@ const Change kChanges[] = {
     {"Interlaced", {.scanMode = ScanMode::Interlaced}, "64x32 interlaced"},
 };
 
-class ChangedInput : public ::testing::TestWithParam<Change> {
+class ChangedInput : public Drivers, public ::testing::WithParamInterface<Change> {
  protected:
   ChangedInput() {
     Configure(encoder);
@@ -31,21 +31,6 @@ class ChangedInput : public ::testing::TestWithParam<Change> {
     Configure(decoder);
     decoder.Define(DescribeProRes(kSmall));
   }
-  void ExpectEncodes(const Shape& shape) {
-    ++number;
-    ExpectFrame(Process(encoder, MakeRawFrame(shape, number)), shape, number,
-                ProResCodecVariant::Standard);
-  }
-  void ExpectDecodes(const Shape& shape, const Decoding& decoding = {}) {
-    ++number;
-    ExpectPicture(Process(decoder, MakeProResFrame(shape, number)), shape, number, decoding);
-  }
-
-  SilentLog silentLog;
-  std::shared_ptr<IPlugin> plugin = LoadProRes();
-  ElementDriver encoder = MakeEncoder();
-  ElementDriver decoder = MakeDecoder();
-  unsigned number = 0;
 };
 
 TEST_P(ChangedInput, IsRefusedWithBothShapes) {

@@ -4,25 +4,20 @@
 
 #include <utility>
 
+#include "Drivers.h"
 #include "Errors.h"
-#include "SilentLog.h"
 #include "Streams.h"
 
 namespace vix::test {
 namespace {
 
-class DriverChecks : public ::testing::Test {
+class DriverChecks : public Drivers {
  protected:
   void ExpectRefuses(const std::function<void(IParametersCollectionInstance&)>& set, ErrorCode code,
                      const Parts& parts) {
     ElementDriver& driver = code == ErrorCode::NotFound ? decoder : encoder;
     EXPECT_THAT(ErrorOf([&] { Configure(driver, set); }), IsError(code, parts));
   }
-
-  SilentLog silentLog;
-  std::shared_ptr<IPlugin> plugin = LoadProRes();
-  ElementDriver encoder = MakeEncoder();
-  ElementDriver decoder = MakeDecoder();
 };
 
 TEST_F(DriverChecks, RefuseElementsThatAreNotRegistered) {

@@ -5,9 +5,9 @@
 #include <atomic>
 #include <cstdlib>
 
+#include "Drivers.h"
 #include "Errors.h"
 #include "ProRes/ProRes.h"
-#include "SilentLog.h"
 #include "Streams.h"
 #include "Threads.h"
 #include "vix/Error.h"
@@ -15,26 +15,12 @@
 namespace vix::test {
 namespace {
 
-class DriverConfiguration : public ::testing::Test {
+class DriverConfiguration : public Drivers {
  protected:
   void DefineDecoder(const Shape& shape) {
     Configure(decoder);
     decoder.Define(DescribeProRes(shape));
   }
-  void ExpectDecodes(const Shape& shape, const Decoding& decoding) {
-    ++number;
-    ExpectPicture(Process(decoder, MakeProResFrame(shape, number)), shape, number, decoding);
-  }
-  void ExpectEncodes(const Shape& shape, ProResCodecVariant variant) {
-    ++number;
-    ExpectFrame(Process(encoder, MakeRawFrame(shape, number)), shape, number, variant);
-  }
-
-  SilentLog silentLog;
-  std::shared_ptr<IPlugin> plugin = LoadProRes();
-  ElementDriver encoder = MakeEncoder();
-  ElementDriver decoder = MakeDecoder();
-  unsigned number = 0;
 };
 
 TEST_F(DriverConfiguration, ChangesTheOutputFormatInBothDirections) {

@@ -4,9 +4,9 @@
 
 #include <algorithm>
 
+#include "Drivers.h"
 #include "Errors.h"
 #include "ProRes/ProRes.h"
-#include "SilentLog.h"
 #include "Streams.h"
 #include "vix/ProResCodecHook.h"
 
@@ -24,7 +24,7 @@ std::size_t PictureOffset(const Bytes& frame) {
   return kPrefixBytes + frame.at(8) * 256u + frame.at(9);
 }
 
-class DriverErrors : public ::testing::Test {
+class DriverErrors : public Drivers {
  protected:
   DriverErrors() {
     decoder.SetCodecHook(std::make_shared<ProResCodecHook>(), 1);
@@ -34,16 +34,8 @@ class DriverErrors : public ::testing::Test {
   VIXError Refuse(const Bytes& bytes) {
     return ErrorOf([&] { decoder.Push(Wrap(bytes, DescribeProRes(kSmall))); });
   }
-  void ExpectDecodes(const Shape& shape = kSmall, const Decoding& decoding = {}) {
-    ++number;
-    ExpectPicture(Process(decoder, MakeProResFrame(shape, number)), shape, number, decoding);
-  }
 
-  SilentLog silentLog;
-  std::shared_ptr<IPlugin> plugin = LoadProRes();
-  ElementDriver decoder = MakeDecoder();
   const Bytes frame = EncodeDirectly(kSmall, 1, ProResCodecVariant::HQ);
-  unsigned number = 0;
 };
 
 TEST_F(DriverErrors, ReportTruncatedFrames) {
@@ -182,7 +174,6 @@ TEST_F(DriverErrors, ReportMissingMemory) {
 }
 
 TEST_F(DriverErrors, OfAnEncoderCarryTheCodecsResult) {
-  ElementDriver encoder = MakeEncoder();
   encoder.SetCodecHook(std::make_shared<ProResCodecHook>(), 1);
   Configure(encoder);
   encoder.Define(DescribeRaw(kSmall));
