@@ -1,0 +1,59 @@
+// SPDX-License-Identifier: BSD-2-Clause
+#include "cli/TranscodeOptions.h"
+#include "format/OutputFormat.h"
+
+namespace vixprores {
+namespace {
+
+Option OnErrorOption(DamagePolicy& policy) {
+  using Policy = DamagePolicy;
+  Option option =
+      Choice<Policy>("--on-error", "WHAT", policy,
+                     {{"stop", Policy::Stop}, {"skip", Policy::Skip}, {"conceal", Policy::Conceal}},
+                     "at a damaged frame: stop, skip or conceal [stop]");
+  option.details =
+      "stop ends the run with exit code 1 and keeps the frames before. skip drops damaged frames; "
+      "later frames keep their times if the output has times. conceal fills damaged parts from "
+      "their surroundings, and repeats the previous frame (grey, if there is none) for one that "
+      "cannot be decoded or is missing. skip and conceal list the damaged frames on standard error "
+      "and end with exit code 0.";
+  return option;
+}
+
+}  // namespace
+
+Command DescribeDecode(DecodeOptions& options) {
+  Command command;
+  command.name = "decode";
+  command.summary = "Decode ProRes to uncompressed 4:2:2 video";
+  command.description =
+      "Reads a container with a ProRes track and writes a container, Y4M, or raw frames.";
+  command.usages = {"[OPTION]... INPUT OUTPUT", "[OPTION]... --output-dir DIR INPUT..."};
+  command.arguments = {
+      {"INPUT", "container with a ProRes track; - for standard input"},
+      {"OUTPUT", ".mov, .avi, .nut, .y4m, or raw frames as .uyvy, .v210, .raw or -"}};
+  command.takeArguments = [&options,
+                           take = TakeFiles(options)](const std::vector<std::string>& words) {
+    take(words);
+    CheckNames(options,
+               [&options](const std::string& name) { ChooseFourCC(name, options.fourcc); });
+  };
+  Option fourcc = FourCCOption([&options](vix::FourCC code) { options.fourcc = code; }, "V210");
+  fourcc.details = "Without the option, a name that ends in .uyvy selects UYVY.";
+  command.groups = {
+      {"Decoding",
+       {fourcc,
+        Flag("--skip-field", options.skipField, "decode only the first field of interlaced frames"),
+        OnErrorOption(options.onDamage)}},
+      ScanGroup(options),
+      SoundGroup(options),
+      BatchGroup(options),
+      RunGroup(options),
+      MachineGroup(options, options)};
+  command.examples = {
+      {"vixprores decode input.mov output.y4m", "Decode a file."},
+      {"vixprores decode --fourcc UYVY --frames 0-99 input.mov - | consumer", "Decode to a pipe."}};
+  return command;
+}
+
+}  // namespace vixprores
