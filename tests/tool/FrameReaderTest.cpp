@@ -61,6 +61,14 @@ TEST(RangeReader, ReturnsAllFramesOrThoseOfTheRange) {
   EXPECT_THAT(ReadAll(some, FrameRange{2, 4}), ElementsAre(2, 3, 4));
 }
 
+TEST(RangeReader, ReadsAnOpenRangeToTheEnd) {
+  for (const bool isCountKnown : {true, false}) {
+    FakeReader reader(5, isCountKnown);
+    EXPECT_THAT(ReadAll(reader, FrameRange{3}), ElementsAre(3, 4));
+    EXPECT_THAT(Reject(3, isCountKnown, FrameRange{3}), HasSubstr("but --frames asks for 3-"));
+  }
+}
+
 TEST(RangeReader, RejectsARangePastTheEnd) {
   for (const bool isCountKnown : {true, false}) {
     EXPECT_THAT(Reject(3, isCountKnown, FrameRange{1, 3}),

@@ -25,7 +25,7 @@ TEST(ShellCompletion, OffersBothNamesOfAnOptionInBash) {
   const std::string script = BashCompletion(Commands());
   EXPECT_THAT(script, HasSubstr("'twist --into') kind=folder"));
   EXPECT_THAT(script, HasSubstr("'twist -o') kind=folder"));
-  EXPECT_THAT(script, HasSubstr("options='--into -o --help'"));
+  EXPECT_THAT(script, HasSubstr("options='-o --into --help'"));
 }
 
 TEST(ShellCompletion, QuotesSpecialCharactersOfZsh) {
@@ -39,7 +39,7 @@ TEST(ShellCompletion, QuotesSpecialCharactersOfZsh) {
 TEST(ShellCompletion, QuotesSpecialCharactersOfFish) {
   const std::string script = FishCompletion(Commands());
   EXPECT_THAT(script, HasSubstr("-a twist -d 'Twist a file\\'s frames: [all] of them'"));
-  EXPECT_THAT(script, HasSubstr("-l into -s o -d 'where the files go; it\\'s made' -x"));
+  EXPECT_THAT(script, HasSubstr("-s o -l into -d 'where the files go; it\\'s made' -x"));
 }
 
 TEST(ShellCompletion, OffersHelp) {

@@ -41,7 +41,8 @@ Command DescribeBench(BenchOptions& options) {
   command.takeArguments = TakeWords({}, {});
   const Option fourcc =
       FourCCOption([&options](vix::FourCC code) { options.fourcc = code; }, "V210");
-  Option size = Parsed("--size", "WxH", options.size, ParsePictureSize, "picture size [1920x1080]");
+  Option size = Parsed("--size", "WxH", options.size, ParsePictureSize,
+                       "picture size, or a name such as uhd [1920x1080]");
   Option frames = Number("--frames", options.frames, 1, kMostFrames, "frames per pass [24]");
   frames.details = "The pictures take at most 512 MiB; longer clips repeat them.";
   command.groups = {{"Pictures",

@@ -61,6 +61,14 @@ void RefuseEmptyNames(const std::string& argument, const std::vector<std::string
   }
 }
 
+std::vector<std::string> NamesOf(const Option& option) {
+  std::vector<std::string> names;
+  if (!option.shortName.empty()) names.push_back(option.shortName);
+  names.push_back(option.name);
+  names.insert(names.end(), option.aliases.begin(), option.aliases.end());
+  return names;
+}
+
 std::vector<const Option*> OptionsOf(const Command& command) {
   std::vector<const Option*> options;
   for (const OptionGroup& group : command.groups) {
@@ -98,12 +106,13 @@ const Command& FindCommand(const std::vector<Command>& commands, const std::stri
 const Option& RequireOption(const Command& command, const std::string& word) {
   const bool isLong = word.starts_with("--");
   const std::string name = isLong ? word.substr(0, word.find('=')) : word.substr(0, 2);
-  std::vector<std::string> names;
+  std::vector<std::string> known;
   for (const Option* option : OptionsOf(command)) {
-    if ((isLong ? option->name : option->shortName) == name) return *option;
-    names.push_back(option->name);
+    const auto names = NamesOf(*option);
+    if (std::ranges::find(names, name) != names.end()) return *option;
+    known.insert(known.end(), names.begin(), names.end());
   }
-  if (isLong) throw UsageError("unknown option " + name + Suggest(name, names));
+  if (isLong) throw UsageError("unknown option " + name + Suggest(name, known));
   throw UsageError("unknown option " + word + "; for a file of that name write ./" + word);
 }
 
@@ -116,7 +125,8 @@ void CheckOptionNames(const Command& command, Words words) {
     if (word == "--") return;
     if (word == "-h" || word == "--help" || word == "-" || !word.starts_with("-")) continue;
     const Option& option = RequireOption(command, word);
-    const bool holdsValue = word != option.name && word != option.shortName;
+    const auto names = NamesOf(option);
+    const bool holdsValue = std::ranges::find(names, word) == names.end();
     if (option.value.empty()) continue;
     if (!given.insert(option.name).second) {
       throw UsageError(option.name + " is given twice; remove one of them");
@@ -131,7 +141,10 @@ void CheckOptionNames(const Command& command, Words words) {
 
 void TakeValue(const Option& option, const std::string& value) {
   if (option.choices.empty()) return option.take(value);
-  const std::string choice = ToLower(value);
+  std::string choice = ToLower(value);
+  const auto synonym =
+      std::ranges::find(option.synonyms, choice, &std::pair<std::string, std::string>::first);
+  if (synonym != option.synonyms.end()) choice = synonym->second;
   if (std::ranges::find(option.choices, choice) == option.choices.end()) {
     throw UsageError(option.name + ": invalid value '" + value + "'" +
                      Suggest(value, option.choices) + "; choose one of " +
@@ -141,8 +154,7 @@ void TakeValue(const Option& option, const std::string& value) {
 }
 
 void AddOption(CLI::App& app, const Option& option) {
-  const std::string names =
-      option.shortName.empty() ? option.name : option.shortName + "," + option.name;
+  const std::string names = Join(NamesOf(option), ",");
   if (option.value.empty()) {
     app.add_flag_function(names, [&option](std::int64_t) { option.take({}); });
   } else {

@@ -28,7 +28,10 @@ struct Option {
   std::vector<std::string> choices = {};  ///< lower case, matched in any case; empty = any value
   std::string details = {};               ///< further sentences of the manual
   Completion completion = Completion::Nothing;
-  std::string shortName = {};  ///< "-o"; empty = no short name
+  std::string shortName = {};             ///< "-o"; empty = no short name
+  std::vector<std::string> aliases = {};  ///< other long names, "--profile"
+  /// Other words for choices: the word in lower case, and the choice.
+  std::vector<std::pair<std::string, std::string>> synonyms = {};
 };
 
 /// Options under one heading.
@@ -100,6 +103,9 @@ std::function<void(const std::vector<std::string>&)> TakeWords(
 
 /// Throws a UsageError if there are no words or one of them is empty.
 void RefuseEmptyNames(const std::string& argument, const std::vector<std::string>& words);
+
+/// Returns all names of an option: its short name, its name and its aliases.
+std::vector<std::string> NamesOf(const Option& option);
 
 /// Returns the options of all groups. They live as long as the command.
 std::vector<const Option*> OptionsOf(const Command& command);

@@ -63,6 +63,11 @@ OptionGroup LabelsGroup(EncodeOptions& options) {
   Option colour =
       Parsed("--color", "NAME", overrides.colour, FindColourPreset, JoinWords(ColourPresets()));
   colour.choices = ColourPresets();
+  colour.aliases = {"--colour"};
+  colour.synonyms = {{"rec709", "bt709"},         {"rec601-525", "bt601-525"},
+                     {"rec601-625", "bt601-625"}, {"rec2020", "bt2020"},
+                     {"rec2100-pq", "bt2020-pq"}, {"rec2100-hlg", "bt2020-hlg"},
+                     {"rec2020-pq", "bt2020-pq"}, {"rec2020-hlg", "bt2020-hlg"}};
   colour.details =
       "Primaries, transfer and matrix are written into the container and into the header of every "
       "frame. What neither the input nor an option states stays unspecified.";
@@ -71,11 +76,13 @@ OptionGroup LabelsGroup(EncodeOptions& options) {
                                       {"top", FieldOrder::TopFirst},
                                       {"bottom", FieldOrder::BottomFirst}},
                                      "progressive, top or bottom field first");
+  fields.synonyms = {{"tff", "top"}, {"bff", "bottom"}};
   Option aspect =
       Parsed("--par", "W:H", overrides.sampleAspect, ParseAspect, "pixel aspect, width to height");
-  Option rate = Parsed("--rate", "N[/D]", overrides.rate, ParseRate, "frames per second");
-  rate.details =
-      "All frames follow each other at that rate, even if the input has a variable frame rate. The "
+  Option rate = RateOption(overrides.rate, "frames per second");
+  rate.details +=
+      " All frames follow each other at that rate, even if the input has a variable frame rate. "
+      "The "
       "sound keeps its length, which may then differ from that of the pictures.";
   Option timecode = Text("--timecode", "HH:MM:SS:FF", options.timecode,
                          "timecode of the first input frame; ;FF for drop frame");
@@ -94,7 +101,9 @@ OptionGroup RawFrameGroup(RawFrameOptions& options) {
   Option fourcc = Text("--fourcc", "CODE", options.fourcc, "UYVY (8 bits) or V210 (10 bits)");
   fourcc.choices = {"uyvy", "v210"};
   return {"Raw frames as input (no container)",
-          {fourcc, Text("--size", "WxH", options.size, "picture size; needs --rate"),
+          {fourcc,
+           Text("--size", "WxH", options.size,
+                "picture size, or a name such as 1080p or uhd; needs --rate"),
            Flag("--interlaced", options.interlaced, "two fields per frame, top field first")}};
 }
 

@@ -3,6 +3,8 @@
 
 #include <algorithm>
 
+#include "base/Text.h"
+
 namespace vixprores {
 namespace {
 
@@ -70,8 +72,7 @@ std::string Options(const Command& command) {
 }  // namespace
 
 std::string OptionUsage(const Option& option) {
-  const std::string names =
-      option.shortName.empty() ? option.name : option.shortName + ", " + option.name;
+  const std::string names = Join(NamesOf(option), ", ");
   return option.value.empty() ? names : names + " " + option.value;
 }
 

@@ -120,13 +120,15 @@ std::string Meaning(const Option& option) {
   if (!std::ranges::all_of(option.choices, isNamed)) {
     text += "\nOne of " + JoinWords(option.choices) + ".";
   }
+  std::vector<std::string> synonyms;
+  for (const auto& [word, choice] : option.synonyms) synonyms.push_back(word + " for " + choice);
+  if (!synonyms.empty()) text += "\nAlso " + JoinWords(synonyms) + ".";
   if (!option.details.empty()) text += "\n" + option.details;
   return text;
 }
 
 std::string OptionTerm(const Option& option) {
-  const std::string name =
-      Escape(option.shortName.empty() ? option.name : option.shortName + ", " + option.name);
+  const std::string name = Escape(Join(NamesOf(option), ", "));
   if (option.value.empty()) return ".B \"" + name + "\"";
   return ".BI \"" + name + " \" \"" + Escape(option.value) + "\"";
 }

@@ -1,6 +1,8 @@
 // SPDX-License-Identifier: BSD-2-Clause
 #include "cli/Options.h"
 
+#include <utility>
+
 #include "base/Errors.h"
 #include "base/Text.h"
 #include "run/Host.h"
@@ -25,9 +27,8 @@ OptionGroup ScanGroup(ScanOptions& options) {
   scan.details =
       "Finds frames by their headers: in files whose index is lost or damaged, in incomplete "
       "files, and in any other bytes.";
-  Option rate = Parsed("--rate", "N[/D]", options.rate, ParseRate,
-                       "frames per second of a scan [as in the headers]");
-  return {"Damaged containers", {scan, rate}};
+  return {"Damaged containers",
+          {scan, RateOption(options.rate, "frames per second of a scan [as in the headers]")}};
 }
 
 ProResOptions ToProResOptions(const ScanOptions& options) {
@@ -35,6 +36,43 @@ ProResOptions ToProResOptions(const ScanOptions& options) {
     throw UsageError("--rate is for --scan; a container states its rate");
   }
   return {{}, options.scan, options.rate};
+}
+
+Option OutputOption(std::string& output) {
+  Option option{"--output", "OUTPUT", "name of the output, instead of the last argument",
+                [&output](const std::string& name) {
+                  RefuseEmptyNames("OUTPUT", {name});
+                  output = name;
+                }};
+  option.shortName = "-o";
+  option.completion = Completion::File;
+  return option;
+}
+
+void TakeInputAndOutput(std::string& input, std::string& output,
+                        const std::vector<std::string>& words) {
+  const bool isNamed = !output.empty();
+  isNamed ? TakeWords({"INPUT"}, {input})(words)
+          : TakeWords({"INPUT", "OUTPUT"}, {input, output})(words);
+}
+
+Option OverwriteOption(bool& overwrite, std::string brief) {
+  Option option = Flag("--overwrite", overwrite, std::move(brief));
+  option.shortName = "-y";
+  return option;
+}
+
+Option QuietOption(bool& quiet, std::string brief) {
+  Option option = Flag("--quiet", quiet, std::move(brief));
+  option.shortName = "-q";
+  return option;
+}
+
+Option RateOption(std::optional<Rational>& rate, std::string brief) {
+  Option option = Parsed("--rate", "N[/D]", rate, ParseRate, std::move(brief));
+  option.aliases = {"--fps"};
+  option.details = "23.976, 29.97, 59.94 and such stand for 24000/1001, 30000/1001, 60000/1001.";
+  return option;
 }
 
 Option ThreadsOption(int& threads) {
@@ -59,7 +97,7 @@ OptionGroup MachineGroup(HostOptions& host, MachineOptions& machine) {
 std::vector<Option> PageOptionList(PageOptions& options) {
   Option page = Text("--html", "PAGE", options.page, "write a page with charts and pictures");
   page.completion = Completion::File;
-  return {page, Flag("--overwrite", options.overwrite, "replace an existing page")};
+  return {page, OverwriteOption(options.overwrite, "replace an existing page")};
 }
 
 Option VariantOption(const ProResVariant*& variant, const std::string& standard) {
@@ -67,12 +105,21 @@ Option VariantOption(const ProResVariant*& variant, const std::string& standard)
   Option option{"--variant", "NAME", "proxy, lt, 422 or hq [" + standard + "]",
                 [&variant](const std::string& name) { variant = FindProResVariant(name); }};
   option.choices = {"proxy", "lt", "422", "hq"};
+  option.aliases = {"--profile"};
+  option.synonyms = {{"apco", "proxy"},      {"apcs", "lt"},   {"apcn", "422"},     {"apch", "hq"},
+                     {"422proxy", "proxy"},  {"422lt", "lt"},  {"standard", "422"}, {"422hq", "hq"},
+                     {"422-proxy", "proxy"}, {"422-lt", "lt"}, {"422-hq", "hq"}};
   return option;
 }
 
 Option FramesOption(std::optional<FrameRange>& frames) {
-  return Parsed("--frames", "FIRST-LAST", frames, ParseFrameRange,
-                "only these frames, counted from 0");
+  Option option = Parsed("--frames", "FIRST-LAST", frames, ParseFrameRange,
+                         "only these frames, from 0 or by timecode; FIRST- goes to the end");
+  option.details =
+      "Both ends are included. One number selects one frame. A timecode such as 01:00:00:05 "
+      "selects "
+      "the frame with that label.";
+  return option;
 }
 
 Option FourCCOption(const std::function<void(vix::FourCC)>& set, const std::string& standard) {

@@ -26,6 +26,16 @@ OptionGroup ScanGroup(ScanOptions& options);
 /// Converts the options for a reader. Rejects a rate without a scan with a UsageError.
 ProResOptions ToProResOptions(const ScanOptions& options);
 
+/// Returns -o, for an output that is otherwise the last argument.
+Option OutputOption(std::string& output);
+/// Assigns the words INPUT and OUTPUT, or INPUT alone if `output` was set by OutputOption().
+void TakeInputAndOutput(std::string& input, std::string& output,
+                        const std::vector<std::string>& words);
+/// Return -y and -q.
+Option OverwriteOption(bool& overwrite, std::string brief);
+Option QuietOption(bool& quiet, std::string brief);
+/// Returns --rate.
+Option RateOption(std::optional<Rational>& rate, std::string brief);
 /// Returns --threads.
 Option ThreadsOption(int& threads);
 /// Returns --html and --overwrite.

@@ -44,11 +44,14 @@ Command DescribeRecover(RecoverOptions& options) {
   command.usages = {"[OPTION]... INPUT OUTPUT"};
   command.arguments = {{"INPUT", "file that was being written"},
                        {"OUTPUT", ".mov, .mkv or .mxf; - for a .mov on standard output"}};
-  command.takeArguments = TakeWords({"INPUT", "OUTPUT"}, {options.input, options.output});
+  command.takeArguments = [&options](const std::vector<std::string>& words) {
+    TakeInputAndOutput(options.input, options.output, words);
+  };
   command.groups = {{"Run",
-                     {Flag("--overwrite", options.overwrite, "replace an existing output"),
+                     {OutputOption(options.output),
+                      OverwriteOption(options.overwrite, "replace an existing output"),
                       Flag("--json", options.json, "print the summary as JSON"),
-                      Flag("--quiet", options.quiet, "print errors only")}}};
+                      QuietOption(options.quiet, "print errors only")}}};
   command.examples = {
       {"vixprores recover output.mov.part-1234 output.mov", "Recover a killed run."}};
   return command;

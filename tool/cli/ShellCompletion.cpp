@@ -36,12 +36,6 @@ Offer OfferFor(const Place& place, const std::vector<Command>& commands) {
   return {{}, place.completion};
 }
 
-// Returns "--output" and, if there is one, "-o".
-std::vector<std::string> NamesOf(const Option& option) {
-  if (option.shortName.empty()) return {option.name};
-  return {option.name, option.shortName};
-}
-
 // Merges the offers of all arguments: the scripts do not count positions.
 Offer OfferForArguments(const Command& command, const std::vector<Command>& commands) {
   Offer offer{{}, Completion::Nothing};
@@ -192,8 +186,10 @@ std::string FishCase(const Command& command, const std::vector<Command>& command
   const Offer arguments = OfferForArguments(command, commands);
   text += line + (arguments.kind == Completion::File ? "" : " -f") + FishOffer(arguments) + "\n";
   for (const Option* option : OptionsOf(command)) {
-    text += line + " -l " + option->name.substr(2);
-    if (!option->shortName.empty()) text += " -s " + option->shortName.substr(1);
+    text += line;
+    for (const std::string& name : NamesOf(*option)) {
+      text += name.starts_with("--") ? " -l " + name.substr(2) : " -s " + name.substr(1);
+    }
     text += " -d " + FishQuote(option->brief);
     if (!option->value.empty()) {
       const Offer offer = OfferFor(*option, commands);

@@ -94,10 +94,10 @@ Command DescribeThumbs(ThumbsOptions& options) {
        {folder, sheet, frames,
         Number("--every", options.every, 1, INT32_MAX, "every Nth frame [10 evenly spread]"),
         Number("--width", options.width, 1, kWidestStill, "scale down to N pixels [320 on sheets]"),
-        Flag("--overwrite", options.overwrite, "replace existing files")}},
+        OverwriteOption(options.overwrite, "replace existing files")}},
       {"Report",
        {Flag("--json", options.json, "print what was written as JSON"),
-        Flag("--quiet", options.quiet, "print no summary")}},
+        QuietOption(options.quiet, "print no summary")}},
       MachineGroup(options, options)};
   command.examples = {
       {"vixprores thumbs input.mov -o stills", "Write ten stills."},
@@ -109,7 +109,7 @@ Command DescribeThumbs(ThumbsOptions& options) {
 class Selection {
  public:
   Selection(const ThumbsOptions& options, const FrameReader& reader)
-      : first_(options.frames ? options.frames->first : 0),
+      : first_(options.frames ? ResolveRange(options.frames, reader)->first : 0),
         every_(options.every > 0 ? options.every : 1) {
     if (options.frames || options.every > 0) return;
     const auto count = reader.GetDescription().frames;

@@ -33,6 +33,9 @@ void CheckTogether(const TranscodeOptions& options) {
   if (options.noAudio && options.audioTracks) {
     throw UsageError("--audio-tracks and --no-audio contradict each other; remove one of them");
   }
+  if (options.outputDir && !options.output.empty()) {
+    throw UsageError("--output and --output-dir contradict each other; remove one of them");
+  }
   if (options.outputDir) return;
   if (options.namePattern) throw UsageError("--name needs --output-dir");
   if (options.jobs > 1) throw UsageError("--jobs needs --output-dir");
@@ -41,10 +44,9 @@ void CheckTogether(const TranscodeOptions& options) {
 }  // namespace
 
 std::function<void(const std::vector<std::string>&)> TakeFiles(TranscodeOptions& options) {
-  return [&options, take = TakeWords({"INPUT", "OUTPUT"}, {options.input, options.output})](
-             const std::vector<std::string>& words) {
+  return [&options](const std::vector<std::string>& words) {
     CheckTogether(options);
-    if (!options.outputDir) return take(words);
+    if (!options.outputDir) return TakeInputAndOutput(options.input, options.output, words);
     RefuseEmptyNames("INPUT", words);
     options.inputs = words;
     options.isOfMany = true;
@@ -72,6 +74,7 @@ OptionGroup BatchGroup(TranscodeOptions& options) {
       "{name} stands for the input's name without its extension, {number} for its place, from 1.";
   Option jobs =
       Number("--jobs", options.jobs, 1, kMostJobs, "number of inputs processed in parallel [1]");
+  jobs.shortName = "-j";
   jobs.details =
       "They share the processors, unless --threads sets the threads of each. Frames of one input "
       "are coded in parallel anyway, so this helps if inputs are short or slow to read.";
@@ -84,10 +87,10 @@ OptionGroup RunGroup(TranscodeOptions& options) {
                                  {{"line", Kind::Line}, {"json", Kind::Json}, {"none", Kind::None}},
                                  "print progress as line, json or none [line]");
   return {"Run",
-          {FramesOption(options.frames), progress,
-           Flag("--overwrite", options.overwrite, "replace an existing output"),
+          {OutputOption(options.output), FramesOption(options.frames), progress,
+           OverwriteOption(options.overwrite, "replace an existing output"),
            Flag("--json", options.json, "print the summary as JSON"),
-           Flag("--quiet", options.quiet, "print no progress, notes or summary")}};
+           QuietOption(options.quiet, "print no progress, notes or summary")}};
 }
 
 }  // namespace vixprores

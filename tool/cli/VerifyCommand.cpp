@@ -57,7 +57,7 @@ Command DescribeVerify(VerifyOptions& options) {
   command.groups = {
       {"Report",
        {Flag("--json", options.json, "print the results as JSON"),
-        Flag("--quiet", options.quiet, "report damaged files only, without progress")}},
+        QuietOption(options.quiet, "report damaged files only, without progress")}},
       ScanGroup(options),
       {"Page", PageOptionList(options)},
       {"Machine",

@@ -17,6 +17,8 @@ namespace {
 
 constexpr int kLabelRates[] = {24, 25, 30, 48, 50, 60, 100, 120};
 
+constexpr std::size_t kLastSeparator = 8;  // place in "HH:MM:SS:FF"
+
 struct Fields {
   int hours = 0, minutes = 0, seconds = 0, frames = 0;
   bool dropFrame = false;
@@ -24,14 +26,14 @@ struct Fields {
 
 // Splits "HH:MM:SS:FF"; the last separator decides on drop frame, the frames may have three digits.
 std::optional<Fields> Split(const std::string& text) {
-  constexpr std::size_t kSeparators[] = {2, 5, 8};
+  constexpr std::size_t kSeparators[] = {2, 5, kLastSeparator};
   if (text.size() != 11 && text.size() != 12) return std::nullopt;
   for (std::size_t place = 0; place < text.size(); ++place) {
     const bool isSeparator = std::ranges::find(kSeparators, place) != std::end(kSeparators);
     const bool isDigit = text[place] >= '0' && text[place] <= '9';
     if (isDigit == isSeparator) return std::nullopt;
   }
-  const char separator = text[8];
+  const char separator = text[kLastSeparator];
   if (text[2] != ':' || text[5] != ':') return std::nullopt;
   if (separator != ':' && separator != ';' && separator != '.') return std::nullopt;
   Fields fields;
@@ -109,8 +111,24 @@ std::optional<Timecode> Timecode::Find(const std::string& text, Rational rate) {
   return Parse(text, rate);
 }
 
+bool Timecode::IsNotation(const std::string& text) {
+  return Split(text).has_value();
+}
+
+std::int64_t Timecode::FramesPerDay() const {
+  return CountFrames({24, 0, 0, 0, dropFrame_}, framesPerSecond_);
+}
+
+std::int64_t Timecode::CountFramesTo(std::string text) const {
+  if (IsNotation(text)) text[kLastSeparator] = dropFrame_ ? ';' : ':';
+  const Rational rate =
+      dropFrame_ ? Rational{framesPerSecond_ * 1000, 1001} : Rational{framesPerSecond_, 1};
+  const std::int64_t day = FramesPerDay();
+  return (Parse(text, rate).frame_ - frame_ + day) % day;
+}
+
 Timecode Timecode::operator+(std::int64_t frames) const {
-  const std::int64_t day = CountFrames({24, 0, 0, 0, dropFrame_}, framesPerSecond_);
+  const std::int64_t day = FramesPerDay();
   const std::int64_t sum = (frame_ + frames % day + day) % day;
   return {framesPerSecond_, dropFrame_, sum};
 }

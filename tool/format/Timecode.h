@@ -22,6 +22,13 @@ class Timecode {
   /// Does the same for a text from a file; returns nullopt if it is no label of that rate.
   static std::optional<Timecode> Find(const std::string& text, Rational rate);
 
+  /// Returns true for text of the form "HH:MM:SS:FF" or "HH:MM:SS;FF".
+  static bool IsNotation(const std::string& text);
+
+  /// Returns the number of frames from this label to the next one that reads `text`, 0 to a day.
+  /// Both notations mean labels of this timecode.
+  /// @throws UsageError if there is no such label
+  std::int64_t CountFramesTo(std::string text) const;
   /// Returns the label so many frames later (or earlier), modulo 24 hours.
   Timecode operator+(std::int64_t frames) const;
   std::string ToText() const;
@@ -31,6 +38,8 @@ class Timecode {
  private:
   Timecode(int framesPerSecond, bool dropFrame, std::int64_t frame)
       : framesPerSecond_(framesPerSecond), dropFrame_(dropFrame), frame_(frame) {}
+
+  std::int64_t FramesPerDay() const;
 
   int framesPerSecond_;  ///< of the labels
   bool dropFrame_;

@@ -7,19 +7,31 @@
 /// expected notation unless it understands the whole text.
 
 #include <cstdint>
+#include <limits>
 #include <optional>
 #include <string>
 #include <string_view>
 
 #include "format/StreamFormat.h"
+#include "format/Timecode.h"
 #include "vix/Types.h"
 
 namespace vixprores {
 
-/// Frames `first` to `last`, both included, numbered from 0.
+/// Last frame of a range without an end.
+inline constexpr std::int64_t kOpenEnd = std::numeric_limits<std::int64_t>::max() - 1;
+
+/// Frames `first` to `last`, both included, numbered from 0. Timecodes stand for numbers until
+/// ResolveRange() has replaced them.
 struct FrameRange {
   std::int64_t first = 0;
-  std::int64_t last = 0;
+  std::int64_t last = kOpenEnd;
+  std::string firstTimecode = {};  ///< empty = the number counts
+  std::string lastTimecode = {};
+
+  bool IsOpen() const { return last == kOpenEnd; }
+  /// Returns true if an input of `count` frames lacks frames of the range.
+  bool Exceeds(std::int64_t count) const { return first >= count || (!IsOpen() && last >= count); }
 };
 
 /// Size of a picture in pixels.
@@ -37,13 +49,21 @@ inline constexpr std::int64_t kMostPixels = 1'000'000'000;
 /// Parses decimal digits, 0 to `largest`; none if there is anything else, such as a sign or space.
 std::optional<std::int64_t> ParseNumber(std::string_view text, std::int64_t largest);
 
-/// Parses "FIRST-LAST".
+/// Parses "FIRST-LAST", "FIRST-" (to the end) or "FRAME". Each is a number from 0 or a timecode.
 FrameRange ParseFrameRange(const std::string& text);
-/// Parses "N" or "N/D" and reduces it to lowest terms.
+/// Returns a range as ParseFrameRange() reads it.
+std::string Describe(const FrameRange& range);
+/// Replaces the timecodes of a range by numbers.
+/// @param start timecode of frame 0; nullopt = the input `name` has none
+/// @throws UsageError for an invalid timecode, Failure if the input has none
+FrameRange ResolveRange(FrameRange range, const std::optional<Timecode>& start,
+                        const std::string& name);
+/// Parses "N", "N/D" or the decimal name of a broadcast rate such as "29.97", which stands for
+/// 30000/1001. Reduces it to lowest terms.
 Rational ParseRate(const std::string& text);
 /// Parses "W:H", width to height of a pixel, and reduces it to lowest terms.
 Rational ParseAspect(const std::string& text);
-/// Parses "WxH".
+/// Parses "WxH", or a name such as "1080p", in any case.
 PictureSize ParsePictureSize(const std::string& text);
 /// Parses "UYVY" or "V210", or either in small letters.
 vix::FourCC ParseFourCC(const std::string& text);

@@ -12,17 +12,23 @@ namespace vixprores {
 
 void FailPastTheEnd(const std::string& name, const FrameRange& range, std::int64_t count) {
   throw Failure(name + ": has " + Count(count, "frame") + " (0-" + std::to_string(count - 1) +
-                "), but --frames asks for " + std::to_string(range.first) + "-" +
-                std::to_string(range.last));
+                "), but --frames asks for " + Describe(range));
+}
+
+std::optional<FrameRange> ResolveRange(const std::optional<FrameRange>& range,
+                                       const FrameReader& reader) {
+  if (!range) return std::nullopt;
+  return ResolveRange(*range, reader.GetDescription().timecode, reader.GetName());
 }
 
 RangeReader::RangeReader(FrameReader& reader, const std::optional<FrameRange>& range)
-    : reader_(reader), range_(range) {
+    : reader_(reader), range_(ResolveRange(range, reader)) {
   const auto available = reader.GetDescription().frames;
-  if (range && available && range->last >= *available) {
-    FailPastTheEnd(reader.GetName(), *range, *available);
+  if (!range_) return;
+  if (available && range_->Exceeds(*available)) {
+    FailPastTheEnd(reader.GetName(), *range_, *available);
   }
-  if (range) SkipTo(range->first);
+  SkipTo(range_->first);
 }
 
 void RangeReader::SkipTo(std::int64_t frame) {
@@ -42,7 +48,8 @@ std::optional<NumberedFrame> RangeReader::Read() {
       continue;
     }
     if (!frame && next_ == 0) throw Failure(reader_.GetName() + ": holds no frames");
-    if (!frame && range_) FailPastTheEnd(reader_.GetName(), *range_, next_);
+    if (!frame && range_ && range_->Exceeds(next_))
+      FailPastTheEnd(reader_.GetName(), *range_, next_);
     if (!frame) return std::nullopt;
     next_ = frame->number + 1;
     if (frame->number >= first_) return frame;

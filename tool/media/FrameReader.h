@@ -60,10 +60,15 @@ class FrameReader {
 [[noreturn]] void FailPastTheEnd(const std::string& name, const FrameRange& range,
                                  std::int64_t count);
 
+/// Replaces the timecodes of a range of the reader's frames by numbers.
+std::optional<FrameRange> ResolveRange(const std::optional<FrameRange>& range,
+                                       const FrameReader& reader);
+
 /// Returns the frames of a range, or all of them. Used by one thread at a time.
 class RangeReader {
  public:
   /// Rejects a range that exceeds the input if the number of frames is known.
+  /// @param range nullopt = all frames; may contain timecodes
   /// @param reader must outlive this; must not have been read from
   RangeReader(FrameReader& reader, const std::optional<FrameRange>& range);
 

@@ -12,19 +12,21 @@
 namespace vixprores {
 namespace {
 
-constexpr FrameRange kAll{0, INT64_MAX - 1};
+// Frames of an open range whose sound is read: days, and no time computed from it overflows.
+constexpr std::int64_t kMostFrames = INT32_MAX;
 
 // Returns the time of a range of frames.
 std::optional<TimeSpan> FindTimeSpan(const StreamFormat& source,
                                      const std::optional<FrameRange>& range) {
   if (!range) return std::nullopt;
-  const auto [first, last] = *range;
-  return TimeSpan{source.start + first, source.start + last + 1, first, Invert(source.rate)};
+  const std::int64_t begin = source.start + range->first;
+  const std::int64_t end = range->IsOpen() ? begin + kMostFrames : source.start + range->last + 1;
+  return TimeSpan{begin, end, range->first, Invert(source.rate)};
 }
 
 void MarkLost(const FrameFailure& failure, Frame& frame) {
   frame.place.number = failure.GetFrame();
-  frame.place.count = std::min(failure.GetCount(), kAll.last - failure.GetFrame());
+  frame.place.count = std::min(failure.GetCount(), kOpenEnd - failure.GetFrame());
   frame.place.offset = failure.GetOffset();
   frame.fault = failure.GetFound();
   frame.advice = failure.GetAdvice();
@@ -43,16 +45,17 @@ std::optional<std::int64_t> CountFrames(const FrameReader& reader,
                                         const std::optional<FrameRange>& range) {
   const auto available = reader.GetDescription().frames;
   if (!range) return available;
-  if (available && range->last >= *available) {
+  if (available && range->Exceeds(*available)) {
     FailPastTheEnd(reader.GetName(), *range, *available);
   }
+  if (range->IsOpen()) return available ? std::optional(*available - range->first) : std::nullopt;
   return range->last - range->first + 1;
 }
 
 FrameSource::FrameSource(std::unique_ptr<FrameReader> reader,
                          const std::optional<FrameRange>& range, DamagePolicy onDamage)
     : reader_(std::move(reader)),
-      range_(range.value_or(kAll)),
+      range_(range.value_or(FrameRange())),
       isPart_(range.has_value()),
       onDamage_(onDamage),
       convert_(reader_->GetConversion()),
@@ -115,7 +118,7 @@ std::optional<Frame> FrameSource::ReadAny() {
 
 void FrameSource::CheckEnd() const {
   if (framesRead_ == 0) throw Failure(GetName() + ": holds no frames");
-  if (isPart_) FailPastTheEnd(GetName(), range_, framesRead_);
+  if (isPart_ && range_.Exceeds(framesRead_)) FailPastTheEnd(GetName(), range_, framesRead_);
 }
 
 std::string Describe(const DamagedPicture& damaged) {

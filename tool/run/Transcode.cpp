@@ -117,8 +117,11 @@ void DescribeRun(const TranscodePlan& plan, RunReport& report) {
 
 }  // namespace
 
-void Transcode(const TranscodeOptions& options, TranscodePlan plan, RunReport& report,
+void Transcode(TranscodeOptions options, TranscodePlan plan, RunReport& report,
                RunObserver& observer) {
+  if (options.frames) {
+    options.frames = ResolveRange(*options.frames, plan.content.timecode, plan.reader->GetName());
+  }
   CheckStorable(plan.output, plan.content.video);
   if (plan.reader->ReadsFrom(options.output)) {
     throw Failure(options.output + ": is the input itself; name another output");

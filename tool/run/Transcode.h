@@ -50,7 +50,7 @@ struct TranscodePlan {
 /// frames so far under the name of a partial output. Skips an input of a batch whose output is
 /// there already. Keeps `report` up to date, also when it throws.
 /// @throws Failure, VIXRuntimeError if nothing was written
-void Transcode(const TranscodeOptions& options, TranscodePlan plan, RunReport& report,
+void Transcode(TranscodeOptions options, TranscodePlan plan, RunReport& report,
                RunObserver& observer);
 
 /// Returns true if the output exists already and matches the plan as far as can be checked without
