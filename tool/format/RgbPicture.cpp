@@ -10,51 +10,13 @@
 #include <zimg++.hpp>
 
 #include "base/Errors.h"
+#include "base/RowRing.h"
 #include "format/PlanarPicture.h"
 
 namespace vixprores {
 namespace {
 
-constexpr std::size_t kPlanes = 3;
-
-// zimg requires this alignment of rows and scratch memory.
-struct alignas(64) AlignedBytes {
-  std::uint8_t bytes[64];
-};
-
-std::size_t RoundUp(std::size_t bytes) {
-  return (bytes + sizeof(AlignedBytes) - 1) / sizeof(AlignedBytes) * sizeof(AlignedBytes);
-}
-
-std::vector<AlignedBytes> Allocate(std::size_t bytes) {
-  return std::vector<AlignedBytes>(RoundUp(bytes) / sizeof(AlignedBytes));
-}
-
-// Ring of the rows of three planes that zimg works on at a time.
-class RowRing {
- public:
-  RowRing(std::size_t rowBytes, unsigned rowsNeeded, unsigned rowsOfPicture) {
-    const unsigned mask = zimg_select_buffer_mask(rowsNeeded);
-    const std::size_t rows = mask == ZIMG_BUFFER_MAX ? rowsOfPicture : std::size_t{mask} + 1;
-    const std::size_t stride = RoundUp(rowBytes);
-    memory_ = Allocate(kPlanes * rows * stride);
-    const auto memory = reinterpret_cast<std::uint8_t*>(memory_.data());
-    for (unsigned i = 0; i < kPlanes; ++i) {
-      rings_.data(i) = memory + i * rows * stride;
-      rings_.stride(i) = static_cast<std::ptrdiff_t>(stride);
-      rings_.mask(i) = mask;
-    }
-  }
-
-  const zimgxx::zimage_buffer& Get() const { return rings_; }
-  std::uint8_t* Row(unsigned plane, unsigned row) const {
-    return static_cast<std::uint8_t*>(rings_.line_at(row, plane));
-  }
-
- private:
-  std::vector<AlignedBytes> memory_;
-  zimgxx::zimage_buffer rings_;
-};
+constexpr std::size_t kPlanes = RowRing::kPlanes;
 
 // Returns the matrix of the stream; if it is unspecified, BT.709 from 720 lines on and BT.601
 // below.
@@ -176,7 +138,7 @@ RgbPicture ToRgb(const StreamFormat& format, std::span<const std::uint8_t> packe
     const std::size_t rowBytes = std::size_t{source.width} * (source.depth > 8 ? 2 : 1);
     const RowRing read(rowBytes, graph.get_input_buffering(), source.height);
     const RowRing written(target.width, graph.get_output_buffering(), target.height);
-    std::vector<AlignedBytes> scratch = Allocate(graph.get_tmp_size());
+    std::vector<AlignedBytes> scratch = AllocateAligned(graph.get_tmp_size());
     RgbPicture picture(size.width, size.height);
     PackedRows input{format, packed, read};
     RgbRows output{picture, written};

@@ -1,0 +1,260 @@
+// SPDX-License-Identifier: BSD-2-Clause
+#include "media/decode/PictureConverter.h"
+
+#include <algorithm>
+#include <array>
+#include <exception>
+#include <new>
+#include <span>
+#include <utility>
+#include <zimg++.hpp>
+
+#include "base/Errors.h"
+#include "media/decode/PictureRows.h"
+#include "media/decode/RowCallbacks.h"
+#include "vix/PixelConversion.h"
+
+namespace vixprores {
+namespace {
+
+constexpr std::size_t kPlanes = RowRing::kPlanes;
+constexpr std::ptrdiff_t kAlignment = 32;  // that libzimg requires without AVX-512
+zimg_chroma_location_e SitingOf(const PictureKind& kind) {
+  switch (kind.siting) {
+    case AVCHROMA_LOC_CENTER:
+      return ZIMG_CHROMA_CENTER;
+    case AVCHROMA_LOC_TOPLEFT:
+      return ZIMG_CHROMA_TOP_LEFT;
+    case AVCHROMA_LOC_TOP:
+      return ZIMG_CHROMA_TOP;
+    case AVCHROMA_LOC_BOTTOMLEFT:
+      return ZIMG_CHROMA_BOTTOM_LEFT;
+    case AVCHROMA_LOC_BOTTOM:
+      return ZIMG_CHROMA_BOTTOM;
+    case AVCHROMA_LOC_UNSPECIFIED:
+      // JPEG has it in the middle, and is the only source of such pictures that says nothing.
+      return kind.isFull ? ZIMG_CHROMA_CENTER : ZIMG_CHROMA_LEFT;
+    default:
+      return ZIMG_CHROMA_LEFT;
+  }
+}
+
+unsigned RoundUpTo(unsigned value, unsigned multiple) {
+  return (value + multiple - 1) / multiple * multiple;
+}
+
+}  // namespace
+
+/// Converts pictures of one kind.
+class PictureConverter::Conversion {
+ public:
+  Conversion(const PictureTarget& target, const PictureKind& kind, const std::string& inputName);
+
+  const PictureKind& GetKind() const { return kind_; }
+  void Run(const AVFrame& picture, std::uint8_t* packed);
+
+ private:
+  /// The conversion of all lines, or of those of one field.
+  struct Part {
+    Lines lines;
+    zimgxx::FilterGraph graph;
+    RowRing read, written;
+    std::vector<AlignedBytes> scratch;
+  };
+
+  bool ConvertsFields() const;
+  void AddPart(const Lines& lines);
+  zimgxx::zimage_format DescribeSource(const Lines& lines) const;
+  zimgxx::zimage_format DescribeTarget(const zimgxx::zimage_format& source,
+                                       const Lines& lines) const;
+  zimgxx::zfilter_graph_builder_params DescribeFilter() const;
+  std::optional<zimgxx::zimage_buffer_const> FindPlanes(const AVFrame& picture,
+                                                        const Lines& lines) const;
+
+  const PictureTarget& target_;
+  PictureKind kind_;
+  PictureRows rows_;
+  std::optional<RgbMatrix> matrix_;  ///< of RGB
+  bool isPadded_ = false;
+  bool isFull_;    ///< and is limited after libzimg
+  unsigned bits_;  ///< that libzimg reads
+  std::vector<Part> parts_;
+  std::array<std::vector<std::uint16_t>, kPlanes> rgb_;
+};
+
+PictureConverter::Conversion::Conversion(const PictureTarget& target, const PictureKind& kind,
+                                         const std::string& inputName)
+    : target_(target),
+      kind_(kind),
+      rows_(kind.format, inputName),
+      isFull_(!rows_.IsRgb() && kind.isFull && !target.colour),
+      bits_(rows_.IsRgb() ? kWorkBits : rows_.GetDepth()) {
+  if (rows_.IsRgb()) {
+    const int matrix = target.format.colour.matrix;
+    const bool isKnown = matrix != AVCOL_SPC_UNSPECIFIED && matrix != AVCOL_SPC_RGB;
+    matrix_.emplace(isKnown ? matrix : UsualMatrix(target.format.height));
+    for (auto& row : rgb_) row.resize(static_cast<std::size_t>(kind.width));
+  }
+  try {
+    if (ConvertsFields()) {
+      AddPart({0, 2, ZIMG_FIELD_TOP});
+      AddPart({1, 2, ZIMG_FIELD_BOTTOM});
+    } else {
+      AddPart({});
+    }
+  } catch (const zimgxx::zerror& error) {
+    if (error.code == ZIMG_ERROR_OUT_OF_MEMORY) throw std::bad_alloc();
+    throw Failure(inputName + ": pictures of type " + av_get_pix_fmt_name(kind.format) +
+                  " cannot be converted: " + error.msg);
+  }
+}
+
+// Without a change of the lines, the fields of a picture need no conversion of their own. libzimg
+// knows no fields with chroma for more than two lines; such pictures are old and progressive.
+bool PictureConverter::Conversion::ConvertsFields() const {
+  const bool changesLines = static_cast<std::uint32_t>(kind_.height) != target_.format.height;
+  return kind_.isInterlaced && target_.format.IsInterlaced() &&
+         (changesLines || rows_.GetSubsampleH() > 0) && rows_.GetSubsampleH() <= 1 &&
+         kind_.height > 1;
+}
+
+zimgxx::zimage_format PictureConverter::Conversion::DescribeSource(const Lines& lines) const {
+  const unsigned stepW = rows_.IsRgb() ? 1 : 1U << rows_.GetSubsampleW();
+  const unsigned stepH = rows_.IsRgb() ? 1 : 1U << rows_.GetSubsampleH();
+  zimgxx::zimage_format source;
+  // The packed picture has an even width.
+  source.width = RoundUpTo(static_cast<unsigned>(kind_.width), std::max(stepW, 2U));
+  source.height = RoundUpTo(static_cast<unsigned>(lines.Count(kind_.height)), stepH);
+  source.depth = bits_;
+  source.pixel_type = rows_.IsPlanar() && bits_ <= 8 ? ZIMG_PIXEL_BYTE : ZIMG_PIXEL_WORD;
+  source.color_family = ZIMG_COLOR_YUV;
+  source.subsample_w = rows_.IsRgb() ? 0 : rows_.GetSubsampleW();
+  source.subsample_h = rows_.IsRgb() ? 0 : rows_.GetSubsampleH();
+  source.chroma_location = SitingOf(kind_);
+  source.field_parity = lines.parity;
+  source.pixel_range = ZIMG_RANGE_LIMITED;  // full range is limited afterwards
+  return source;
+}
+
+zimgxx::zimage_format PictureConverter::Conversion::DescribeTarget(
+    const zimgxx::zimage_format& source, const Lines& lines) const {
+  const StreamFormat& format = target_.format;
+  const bool isScaled = static_cast<std::uint32_t>(kind_.width) != format.width ||
+                        static_cast<std::uint32_t>(kind_.height) != format.height;
+  zimgxx::zimage_format target;
+  target.width = isScaled ? RoundUpTo(format.width, 2) : source.width;
+  target.height = isScaled ? static_cast<unsigned>(lines.Count(static_cast<int>(format.height)))
+                           : source.height;
+  target.depth = kWorkBits;
+  target.pixel_type = ZIMG_PIXEL_WORD;
+  target.color_family = ZIMG_COLOR_YUV;
+  target.subsample_w = 1;
+  target.chroma_location = ZIMG_CHROMA_LEFT;
+  target.field_parity = lines.parity;
+  target.pixel_range = ZIMG_RANGE_LIMITED;
+  return target;
+}
+
+zimgxx::zfilter_graph_builder_params PictureConverter::Conversion::DescribeFilter() const {
+  zimgxx::zfilter_graph_builder_params filter;
+  filter.resample_filter = filter.resample_filter_uv = ZIMG_RESIZE_SPLINE36;
+  filter.dither_type = ZIMG_DITHER_NONE;
+  // Not with AVX-512, which scales to other results than all lower levels.
+  filter.cpu_type =
+      target_.cpuLevel != 0 ? static_cast<zimg_cpu_type_e>(target_.cpuLevel) : ZIMG_CPU_AUTO;
+  return filter;
+}
+
+void PictureConverter::Conversion::AddPart(const Lines& lines) {
+  auto source = DescribeSource(lines);
+  const auto target = DescribeTarget(source, lines);
+  const auto exactWidth = static_cast<unsigned>(kind_.width);
+  const auto exactHeight = static_cast<unsigned>(lines.Count(kind_.height));
+  isPadded_ |= source.width != exactWidth || source.height != exactHeight;
+  const bool isScaled = target.width != source.width || target.height != source.height;
+  if (isScaled) {
+    // The padding stays outside; one that the target has comes from as far outside.
+    source.active_region.width =
+        static_cast<double>(exactWidth) * target.width / target_.format.width;
+    source.active_region.height = exactHeight;
+  }
+  const auto filter = DescribeFilter();
+  auto graph = zimgxx::FilterGraph::build(source, target, &filter);
+  RowRing read(std::size_t{2} * source.width, graph.get_input_buffering(), source.height);
+  RowRing written(std::size_t{2} * target.width, graph.get_output_buffering(), target.height);
+  auto scratch = AllocateAligned(graph.get_tmp_size());
+  parts_.push_back(
+      {lines, std::move(graph), std::move(read), std::move(written), std::move(scratch)});
+}
+
+// Returns the planes if libzimg can read them where they are.
+std::optional<zimgxx::zimage_buffer_const> PictureConverter::Conversion::FindPlanes(
+    const AVFrame& picture, const Lines& lines) const {
+  if (!rows_.IsPlanar() || isPadded_) return std::nullopt;
+  zimgxx::zimage_buffer_const planes;
+  for (unsigned plane = 0; plane < kPlanes; ++plane) {
+    const std::ptrdiff_t stride = picture.linesize[plane];
+    planes.data(plane) = picture.data[plane] + lines.first * stride;
+    planes.stride(plane) = lines.step * stride;
+    planes.mask(plane) = ZIMG_BUFFER_MAX;
+    const auto address = reinterpret_cast<std::uintptr_t>(planes.data(plane));
+    if (address % kAlignment != 0 || stride % kAlignment != 0) return std::nullopt;
+  }
+  return planes;
+}
+
+void PictureConverter::Conversion::Run(const AVFrame& picture, std::uint8_t* packed) {
+  const StreamFormat& format = target_.format;
+  const std::size_t stride = vix::GetPixelRowBytes(vix::PixelFormat::V210, 0, format.width);
+  for (Part& part : parts_) {
+    PackedRows output{format, packed, stride, part.lines, isFull_, rows_.GetDepth(), part.written};
+    SourceRows input{picture, rows_, matrix_, part.lines, 0, part.read, rgb_};
+    input.width = RoundUpTo(static_cast<unsigned>(kind_.width),
+                            std::max(rows_.IsRgb() ? 1U : 1U << rows_.GetSubsampleW(), 2U));
+    const auto planes = FindPlanes(picture, part.lines);
+    try {
+      part.graph.process(planes ? *planes : part.read.Get().as_const(), part.written.Get(),
+                         part.scratch.data(), planes ? nullptr : SourceRows::Read, &input,
+                         PackedRows::Write, &output);
+    } catch (const zimgxx::zerror&) {
+      if (output.failure) std::rethrow_exception(output.failure);
+      throw;
+    }
+  }
+}
+
+PictureConverter::PictureConverter(PictureTarget target, std::string inputName)
+    : target_(std::move(target)), inputName_(std::move(inputName)) {}
+PictureConverter::~PictureConverter() = default;
+
+void PictureConverter::Convert(const AVFrame& picture, std::uint8_t* packed) {
+  const PictureKind kind = KindOf(picture);
+  if (!conversion_ || conversion_->GetKind() != kind) {
+    conversion_ = std::make_unique<Conversion>(target_, kind, inputName_);
+  }
+  try {
+    conversion_->Run(picture, packed);
+  } catch (const zimgxx::zerror& error) {
+    if (error.code == ZIMG_ERROR_OUT_OF_MEMORY) throw std::bad_alloc();
+    throw Failure(inputName_ + ": a picture cannot be converted: " + error.msg);
+  }
+}
+
+std::shared_ptr<vix::IBuffer> PictureConverters::Convert(const AVFrame& picture) {
+  std::unique_ptr<PictureConverter> converter;
+  {
+    const std::lock_guard lock(mutex_);
+    if (!idle_.empty()) {
+      converter = std::move(idle_.back());
+      idle_.pop_back();
+    }
+  }
+  if (!converter) converter = std::make_unique<PictureConverter>(target_, inputName_);
+  auto packed = pool_.MakeFrame(target_.format.FrameBytes());
+  converter->Convert(picture, packed->GetData());
+  const std::lock_guard lock(mutex_);
+  idle_.push_back(std::move(converter));
+  return packed;
+}
+
+}  // namespace vixprores

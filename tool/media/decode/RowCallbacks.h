@@ -1,0 +1,78 @@
+// SPDX-License-Identifier: BSD-2-Clause
+#ifndef TOOL_MEDIA_DECODE_ROWCALLBACKS_H
+#define TOOL_MEDIA_DECODE_ROWCALLBACKS_H
+
+/// @file
+/// Both ends of a conversion by libzimg, which asks for rows of a picture and delivers rows of the
+/// result. All samples have 16 bits there.
+
+#include <algorithm>
+#include <array>
+#include <cstddef>
+#include <cstdint>
+#include <exception>
+#include <optional>
+#include <vector>
+#include <zimg++.hpp>
+
+#include "base/RowRing.h"
+#include "format/StreamFormat.h"
+#include "media/decode/PictureRows.h"
+
+namespace vixprores {
+
+/// Bits of the samples that libzimg delivers.
+inline constexpr unsigned kWorkBits = 16;
+
+/// The lines of a picture that are converted together: all, or those of one field.
+struct Lines {
+  int first = 0;
+  int step = 1;
+  zimg_field_parity_e parity = ZIMG_FIELD_PROGRESSIVE;
+
+  int Count(int height) const { return (height - first + step - 1) / step; }
+};
+
+/// Puts the finished rows of a conversion into the packed picture.
+class PackedRows {
+ public:
+  const StreamFormat& format;
+  std::uint8_t* packed;
+  std::size_t stride;
+  Lines lines;
+  bool isFull;
+  unsigned sourceBits;
+  const RowRing& ring;
+  std::exception_ptr failure = nullptr;
+
+  /// Called by libzimg for each row; keeps an exception as the failure.
+  static int Write(void* self, unsigned row, unsigned left, unsigned right);
+
+ private:
+  void Pack(unsigned row) const;
+};
+
+/// Provides the rows of a picture that libzimg cannot read where they are.
+class SourceRows {
+ public:
+  const AVFrame& picture;
+  const PictureRows& rows;
+  const std::optional<RgbMatrix>& matrix;
+  Lines lines;
+  unsigned width;  ///< of luma, padded
+  const RowRing& ring;
+  std::array<std::vector<std::uint16_t>, RowRing::kPlanes>& rgb;  ///< scratch memory
+
+  /// Called by libzimg for each row, or pair of rows that share chroma.
+  static int Read(void* self, unsigned row, unsigned left, unsigned right);
+
+ private:
+  int LineOf(unsigned row, int height) const;
+  template <typename Sample>
+  void ReadPlane(unsigned plane, unsigned row) const;
+  void ReadRgb(unsigned row) const;
+};
+
+}  // namespace vixprores
+
+#endif  // TOOL_MEDIA_DECODE_ROWCALLBACKS_H
