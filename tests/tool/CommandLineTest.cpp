@@ -106,6 +106,20 @@ TEST(CommandLine, AcceptsLabelsAndSound) {
   EXPECT_TRUE(Take(DescribeDecode, {"--no-audio", "a.mov", "b.mov"}).noAudio);
 }
 
+TEST(CommandLine, CollectsMetadata) {
+  const auto metadata =
+      Take(DescribeEncode, {"--title", "A Title", "--reel", "A001", "--metadata", "Artist=a=b",
+                            "--metadata=comment=", "a.mov", "b.mov"})
+          .metadata;
+  EXPECT_EQ(
+      metadata,
+      (Metadata{{"artist", "a=b"}, {"comment", ""}, {"reel_name", "A001"}, {"title", "A Title"}}));
+  EXPECT_THAT(Refuse({"encode", "--metadata", "artist", "a", "b"}), HasSubstr("write KEY=VALUE"));
+  EXPECT_THAT(Refuse({"encode", "--metadata", "=x", "a", "b"}), HasSubstr("write KEY=VALUE"));
+  EXPECT_THAT(Refuse({"encode", "--metadata", "timecode=x", "a", "b"}),
+              HasSubstr("use --timecode"));
+}
+
 TEST(CommandLine, TakesOptionsOfDecode) {
   const auto plain = Take(DescribeDecode, {"in.mov", "-"});
   EXPECT_EQ(plain.fourcc, std::nullopt);

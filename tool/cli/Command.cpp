@@ -128,7 +128,7 @@ void CheckOptionNames(const Command& command, Words words) {
     const auto names = NamesOf(option);
     const bool holdsValue = std::ranges::find(names, word) == names.end();
     if (option.value.empty()) continue;
-    if (!given.insert(option.name).second) {
+    if (!given.insert(option.name).second && !option.mayRepeat) {
       throw UsageError(option.name + " is given twice; remove one of them");
     }
     if (holdsValue) continue;
@@ -158,8 +158,10 @@ void AddOption(CLI::App& app, const Option& option) {
   if (option.value.empty()) {
     app.add_flag_function(names, [&option](std::int64_t) { option.take({}); });
   } else {
-    app.add_option_function<std::string>(
-        names, [&option](const std::string& value) { TakeValue(option, value); });
+    const auto take = [&option](const std::vector<std::string>& values) {
+      for (const std::string& value : values) TakeValue(option, value);
+    };
+    app.add_option_function<std::vector<std::string>>(names, take)->allow_extra_args(false);
   }
 }
 

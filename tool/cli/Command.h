@@ -30,6 +30,7 @@ struct Option {
   Completion completion = Completion::Nothing;
   std::string shortName = {};             ///< "-o"; empty = no short name
   std::vector<std::string> aliases = {};  ///< other long names, "--profile"
+  bool mayRepeat = false;                 ///< each value is taken; else only one may be given
   /// Other words for choices: the word in lower case, and the choice.
   std::vector<std::pair<std::string, std::string>> synonyms = {};
 };

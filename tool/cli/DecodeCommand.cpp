@@ -52,6 +52,7 @@ void Decode(const DecodeOptions& options, RunReport& report, RunObserver& observ
   auto reader = OpenProRes(options.input, opening);
   const StreamFormat source = reader->GetFormat();
   MovieContent content{DecodedFormat(source, options), reader->GetDescription().timecode};
+  content.metadata = reader->GetDescription().metadata;
   const auto element = ProResElement::Decoder(content.video.code, options.skipField);
   auto notes = FindNotes(options, *reader);
   TranscodePlan plan{std::move(reader), source, element, std::move(content), output};

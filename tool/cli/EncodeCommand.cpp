@@ -1,4 +1,5 @@
 // SPDX-License-Identifier: BSD-2-Clause
+#include "base/Text.h"
 #include "check/VideoComparison.h"
 #include "cli/Commands.h"
 #include "cli/Options.h"
@@ -21,7 +22,17 @@ StreamFormat Override(StreamFormat source, const StreamOverrides& overrides) {
   source.fieldOrder = overrides.fields.value_or(source.fieldOrder);
   source.sampleAspect = overrides.sampleAspect.value_or(source.sampleAspect);
   source.rate = overrides.rate.value_or(source.rate);
+  if (overrides.masteringDisplay) source.masteringDisplay = overrides.masteringDisplay;
+  if (overrides.contentLight) source.contentLight = overrides.contentLight;
   return source;
+}
+
+void Override(Metadata& metadata, const Metadata& overrides) {
+  for (const auto& [key, text] : overrides) {
+    // Names differ in case between containers.
+    std::erase_if(metadata, [&key](const auto& entry) { return ToLower(entry.first) == key; });
+    if (!text.empty()) metadata[key] = text;
+  }
 }
 
 StreamFormat EncodedFormat(StreamFormat source, const ProResVariant& variant) {
@@ -65,6 +76,8 @@ void Encode(const EncodeOptions& options, RunReport& report, RunObserver& observ
   MovieContent content{EncodedFormat(source, *options.variant)};
   content.timecode = options.timecode ? Timecode::Parse(*options.timecode, source.rate)
                                       : TakeOverTimecode(*reader, source.rate, notes);
+  content.metadata = reader->GetDescription().metadata;
+  Override(content.metadata, options.metadata);
   content.compressor = options.compressor.value_or("");
   content.vendor = options.vendor.value_or(kVendor);
   CheckRange(source, output, *reader, notes);

@@ -1,5 +1,6 @@
 // SPDX-License-Identifier: BSD-2-Clause
 #include <algorithm>
+#include <map>
 #include <memory>
 
 #include "base/Errors.h"
@@ -56,6 +57,46 @@ std::string ParseCompressor(const std::string& text) {
   if (text.size() <= kMostBytes) return text;
   throw UsageError("--compressor: '" + text + "' has " + std::to_string(text.size()) +
                    " bytes; the container has room for " + std::to_string(kMostBytes));
+}
+
+// Parses "KEY=VALUE" and adds it. Other options set the texts that are more than texts.
+void AddMetadata(Metadata& metadata, const std::string& text) {
+  static const std::map<std::string, std::string> kOptions{
+      {"timecode", "--timecode"}, {"reel_name", "--reel"}, {"encoder", "--compressor"}};
+  const std::size_t sign = text.find('=');
+  const std::string key = ToLower(text.substr(0, sign));
+  if (sign == std::string::npos || key.empty()) {
+    throw UsageError("--metadata: invalid text '" + text + "'; write KEY=VALUE");
+  }
+  const auto option = kOptions.find(key);
+  if (option != kOptions.end()) {
+    throw UsageError("--metadata: '" + key + "' has an option of its own; use " + option->second);
+  }
+  metadata[key] = text.substr(sign + 1);
+}
+
+Option TextOption(const std::string& name, Metadata& metadata, const std::string& key,
+                  const std::string& brief) {
+  return {name, "TEXT", brief, [&metadata, key](const std::string& text) { metadata[key] = text; }};
+}
+
+OptionGroup TextsGroup(EncodeOptions& options) {
+  Option metadata{"--metadata", "KEY=VALUE", "set a text such as artist, comment or copyright",
+                  [&options](const std::string& text) { AddMetadata(options.metadata, text); }};
+  metadata.mayRepeat = true;
+  metadata.details =
+      "May be given several times. Without a VALUE, the text of the input is left out.";
+  Option display = Parsed("--mastering-display", "VALUES", options.overrides.masteringDisplay,
+                          ParseMasteringDisplay, "G(x,y)B(x,y)R(x,y)WP(x,y)L(max,min) of ST 2086");
+  display.details =
+      "x and y are in 0.00002, max and min in 0.0001 cd/m2: G(8500,39850)B(6550,2300)"
+      "R(35400,14600)WP(15635,16450)L(10000000,1) is a P3 display of 1000 cd/m2.";
+  Option light = Parsed("--content-light", "CLL,FALL", options.overrides.contentLight,
+                        ParseContentLight, "MaxCLL and MaxFALL in cd/m2: 1000,400");
+  return {
+      "Texts and HDR labels (replace those of the input)",
+      {TextOption("--title", options.metadata, "title", "title of the movie"),
+       TextOption("--reel", options.metadata, "reel_name", "reel name"), metadata, display, light}};
 }
 
 OptionGroup LabelsGroup(EncodeOptions& options) {
@@ -132,6 +173,7 @@ Command DescribeEncode(EncodeOptions& options) {
                      {VariantOption(options.variant, "422"),
                       Flag("--verify", options.verify, "decode every frame again and compare it")}},
                     LabelsGroup(options),
+                    TextsGroup(options),
                     SoundGroup(options),
                     RawFrameGroup(*rawFrames),
                     BatchGroup(options),

@@ -24,19 +24,19 @@ namespace {
 // clang-format off
 using Kind = OutputKind;
 constexpr OutputFormat kFormats[] = {
-    //                                     ProRes raw    fields colour range  timecode:     channel
-    //                                                                        kept   made   layout
-    {".mov",  Kind::Container, "mov",      true,  true,  true,  true,  false, true,  false, true},
-    {".mkv",  Kind::Container, "matroska", true,  false, true,  true,  true,  true,  false, false},
-    {".mxf",  Kind::Container, "mxf",      true,  false, false, true,  true,  true,  true,  false},
-    {".avi",  Kind::Container, "avi",      false, true,  false, false, false, false, false, true},
-    {".nut",  Kind::Container, "nut",      false, true,  false, false, false, true,  false, false},
-    {".y4m",  Kind::Y4m,       nullptr,    false, true,  true,  false, true,  false, false, false},
-    {".uyvy", Kind::RawFrames, nullptr,    false, true,  false, false, false, false, false, false,
+    //                                     ProRes raw    fields colour range  timecode:     channel HDR
+    //                                                                        kept   made   layout  disp.  light
+    {".mov",  Kind::Container, "mov",      true,  true,  true,  true,  false, true,  false, true, true,  true},
+    {".mkv",  Kind::Container, "matroska", true,  false, true,  true,  true,  true,  false, false, true,  true},
+    {".mxf",  Kind::Container, "mxf",      true,  false, false, true,  true,  true,  true,  false, true,  false},
+    {".avi",  Kind::Container, "avi",      false, true,  false, false, false, false, false, true, false, false},
+    {".nut",  Kind::Container, "nut",      false, true,  false, false, false, true,  false, false, false, false},
+    {".y4m",  Kind::Y4m,       nullptr,    false, true,  true,  false, true,  false, false, false, false, false},
+    {".uyvy", Kind::RawFrames, nullptr,    false, true,  false, false, false, false, false, false, false, false,
      vix::kFourCC_UYVY},
-    {".v210", Kind::RawFrames, nullptr,    false, true,  false, false, false, false, false, false,
+    {".v210", Kind::RawFrames, nullptr,    false, true,  false, false, false, false, false, false, false, false,
      vix::kFourCC_V210},
-    {".raw",  Kind::RawFrames, nullptr,    false, true,  false, false, false, false, false, false},
+    {".raw",  Kind::RawFrames, nullptr,    false, true,  false, false, false, false, false, false, false, false},
 };
 // clang-format on
 const OutputFormat& kRawFrames = kFormats[std::size(kFormats) - 1];
@@ -125,6 +125,10 @@ std::string DescribeDisplay(const std::array<std::int32_t, 9>& matrix) {
          (a * d - b * c < 0 ? ", mirrored" : "");
 }
 
+bool IsMuxer(const OutputFormat& output, std::string_view name) {
+  return output.muxer && output.muxer == name;
+}
+
 // The muxer of .mov writes the colours of uncompressed video only if all of them are known.
 bool KeepsColour(const OutputFormat& output, const Colour& colour) {
   const bool isWhole = colour.primaries != 2 && colour.transfer != 2 && colour.matrix != 2;
@@ -156,8 +160,7 @@ vix::FourCC ChooseFourCC(const std::string& path, const std::optional<vix::FourC
 }
 
 void CheckStorable(const OutputFormat& output, const StreamFormat& stream) {
-  const std::string muxer = output.muxer ? output.muxer : "";
-  if (muxer == "mxf" && stream.IsInterlaced()) {
+  if (IsMuxer(output, "mxf") && stream.IsInterlaced()) {
     throw Failure(
         "an .mxf would be labelled progressive although the video is interlaced; "
         "choose .mov or .mkv");
@@ -167,7 +170,7 @@ void CheckStorable(const OutputFormat& output, const StreamFormat& stream) {
 void CheckSoundStorable(const std::string& name, const OutputFormat& output,
                         const std::vector<SoundTrack>& tracks, const std::string& advice) {
   constexpr int kMxfRate = 48000;
-  if (!output.muxer || output.muxer != std::string_view("mxf")) return;
+  if (!IsMuxer(output, "mxf")) return;
   for (const SoundTrack& track : tracks) {
     const AVCodecParameters& sound = *track.parameters;
     const bool isPcm =
@@ -205,12 +208,22 @@ std::vector<std::string> FindLostProperties(const OutputFormat& output,
   if (!output.keepsColourRange && stream.colour.range == ColourRange::Full) {
     lost.emplace_back("colour range (full)");
   }
-  const bool keepsDisplay = output.muxer && output.muxer == std::string_view("mov");
-  if (stream.displayMatrix && !keepsDisplay) {
+  if (stream.displayMatrix && !IsMuxer(output, "mov")) {
     lost.push_back("orientation of the picture (" + DescribeDisplay(*stream.displayMatrix) + ")");
+  }
+  if (stream.masteringDisplay && !output.keepsMasteringDisplay) {
+    lost.push_back("mastering display (" + Describe(*stream.masteringDisplay) + ")");
+  }
+  if (stream.contentLight && !output.keepsContentLight) {
+    lost.push_back("content light level (" + Describe(*stream.contentLight) + ")");
   }
   const std::string layouts = output.keepsChannelLayout ? "" : DescribeLayouts(content.sound);
   if (!layouts.empty()) lost.push_back("layout of the sound's channels (" + layouts + ")");
+  // The muxer of .mov stores the name in the timecode track.
+  const bool hasReel = content.metadata.contains("reel_name");
+  if (IsMuxer(output, "mov") && hasReel && !content.timecode) {
+    lost.emplace_back("reel name without a timecode");
+  }
   const std::string texts = DescribeLostTexts(output, content);
   if (!texts.empty()) lost.push_back("metadata (" + texts + ")");
   return lost;

@@ -48,6 +48,8 @@ struct OutputFormat {
   bool keepsTimecode;
   bool makesTimecode;  ///< has one from 00:00:00:00 on where none is known
   bool keepsChannelLayout;
+  bool keepsMasteringDisplay;
+  bool keepsContentLight;
   vix::FourCC code = 0;  ///< of the raw frames that the name stands for; 0 = any
 };
 

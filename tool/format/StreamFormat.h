@@ -12,6 +12,7 @@
 #include <string>
 #include <vector>
 
+#include "format/HdrLabels.h"
 #include "vix/Types.h"
 
 namespace vixprores {
@@ -56,6 +57,8 @@ struct StreamFormat {
   /// Rotation and mirroring by players, as in a .mov: columns a b u, c d v, x y w of a matrix in
   /// fixed point (16.16, last column 2.30); nullopt = none.
   std::optional<std::array<std::int32_t, 9>> displayMatrix = std::nullopt;
+  std::optional<MasteringDisplay> masteringDisplay = std::nullopt;
+  std::optional<ContentLight> contentLight = std::nullopt;
 
   bool IsRaw() const { return code == vix::kFourCC_UYVY || code == vix::kFourCC_V210; }
   bool IsInterlaced() const {

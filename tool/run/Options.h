@@ -66,6 +66,8 @@ struct StreamOverrides {
   std::optional<FieldOrder> fields;
   std::optional<Rational> sampleAspect;
   std::optional<Rational> rate;
+  std::optional<MasteringDisplay> masteringDisplay;
+  std::optional<ContentLight> contentLight;
 };
 
 struct EncodeOptions : TranscodeOptions {
@@ -73,6 +75,7 @@ struct EncodeOptions : TranscodeOptions {
   bool verify = false;  ///< decode every encoded frame and compare it with its source
   StreamOverrides overrides;
   std::optional<std::string> timecode;
+  Metadata metadata;  ///< replaces that of the input; an empty text removes one
   std::optional<std::string> compressor;
   std::optional<vix::FourCC> vendor;
   std::optional<RawFrameFormat> rawFrames;

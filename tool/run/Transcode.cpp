@@ -97,7 +97,6 @@ void ChooseSound(const TranscodeOptions& options, TranscodePlan& plan) {
                          ": its sound is left out, as the output holds none");
     places.clear();
   }
-  plan.content.metadata = plan.reader->GetDescription().metadata;
   if (!side) return;
   side->SelectSound(places);
   plan.content.sound = side->GetSound();
@@ -200,7 +199,7 @@ std::string CompareRawFrames(const std::string& path, const TranscodePlan& plan,
 
 // Properties of a stream and its other tracks as texts to be compared. Empty = the container cannot
 // store the property.
-using Labels = std::array<std::string, 7>;
+using Labels = std::array<std::string, 9>;
 
 // Describes the aspect in whole pixels: some containers are no more precise.
 std::string DescribeDisplay(const StreamFormat& format) {
@@ -219,7 +218,11 @@ Labels DescribeLabels(const StreamFormat& format, const std::optional<Timecode>&
           Describe(format.rate) + " fps",
           DescribeDisplay(format),
           timecode ? "timecode " + timecode->ToText() : "no timecode",
-          Count(static_cast<std::int64_t>(soundTracks), "sound track")};
+          Count(static_cast<std::int64_t>(soundTracks), "sound track"),
+          format.masteringDisplay ? "mastering display " + Describe(*format.masteringDisplay)
+                                  : "no mastering display",
+          format.contentLight ? "content light level " + Describe(*format.contentLight)
+                              : "no content light level"};
 }
 
 Labels LabelsOf(FrameReader& reader) {
@@ -234,6 +237,8 @@ Labels LabelsOf(const TranscodePlan& plan) {
   if (!plan.output.keepsColourRange) labels[1].clear();
   if (kept.fieldOrder == FieldOrder::Unknown) labels[2].clear();
   if (!plan.output.keepsTimecode) labels[5].clear();
+  if (!plan.output.keepsMasteringDisplay) labels[7].clear();
+  if (!plan.output.keepsContentLight) labels[8].clear();
   return labels;
 }
 

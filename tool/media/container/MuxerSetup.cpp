@@ -12,8 +12,10 @@
 extern "C" {
 #include <libavcodec/avcodec.h>
 #include <libavutil/dict.h>
+#include <libavutil/mastering_display_metadata.h>
 #include <libavutil/mem.h>
 #include <libavutil/pixfmt.h>
+#include <libavutil/rational.h>
 }
 
 namespace vixprores {
@@ -91,20 +93,54 @@ void Set(AVDictionary*& dictionary, const std::string& key, const std::string& v
   if (av_dict_set(&dictionary, key.c_str(), value.c_str(), 0) < 0) throw std::bad_alloc();
 }
 
-void SetDisplayMatrix(const StreamFormat& video, AVStream& stream) {
-  if (!video.displayMatrix) return;
-  constexpr std::size_t kBytes = sizeof *video.displayMatrix;
+template <typename Data>
+void SetSideData(AVStream& stream, AVPacketSideDataType type, const Data& value) {
 #if LIBAVFORMAT_VERSION_MAJOR < 61
-  void* const data = av_stream_new_side_data(&stream, AV_PKT_DATA_DISPLAYMATRIX, kBytes);
+  void* const data = av_stream_new_side_data(&stream, type, sizeof value);
 #else
   AVCodecParameters& parameters = *stream.codecpar;
-  AVPacketSideData* const side =
-      av_packet_side_data_new(&parameters.coded_side_data, &parameters.nb_coded_side_data,
-                              AV_PKT_DATA_DISPLAYMATRIX, kBytes, 0);
+  AVPacketSideData* const side = av_packet_side_data_new(
+      &parameters.coded_side_data, &parameters.nb_coded_side_data, type, sizeof value, 0);
   void* const data = side ? side->data : nullptr;
 #endif
   if (!data) throw std::bad_alloc();
-  std::memcpy(data, video.displayMatrix->data(), kBytes);
+  std::memcpy(data, &value, sizeof value);
+}
+
+void SetPlace(const Chromaticity& from, AVRational (&to)[2]) {
+  to[0] = {from.x, kChromaticityUnits};
+  to[1] = {from.y, kChromaticityUnits};
+}
+
+AVRational ToLuminance(std::uint32_t units) {
+  AVRational luminance{};
+  av_reduce(&luminance.num, &luminance.den, units, kLuminanceUnits, INT32_MAX);
+  return luminance;
+}
+
+AVMasteringDisplayMetadata ToAvDisplay(const MasteringDisplay& display) {
+  AVMasteringDisplayMetadata metadata{};
+  SetPlace(display.red, metadata.display_primaries[0]);
+  SetPlace(display.green, metadata.display_primaries[1]);
+  SetPlace(display.blue, metadata.display_primaries[2]);
+  SetPlace(display.white, metadata.white_point);
+  metadata.max_luminance = ToLuminance(display.maxLuminance);
+  metadata.min_luminance = ToLuminance(display.minLuminance);
+  metadata.has_primaries = metadata.has_luminance = 1;
+  return metadata;
+}
+
+void SetSideData(const StreamFormat& video, AVStream& stream) {
+  if (video.displayMatrix) SetSideData(stream, AV_PKT_DATA_DISPLAYMATRIX, *video.displayMatrix);
+  if (video.masteringDisplay) {
+    SetSideData(stream, AV_PKT_DATA_MASTERING_DISPLAY_METADATA,
+                ToAvDisplay(*video.masteringDisplay));
+  }
+  if (video.contentLight) {
+    SetSideData(
+        stream, AV_PKT_DATA_CONTENT_LIGHT_LEVEL,
+        AVContentLightMetadata{video.contentLight->maxPixel, video.contentLight->maxFrameAverage});
+  }
 }
 
 AVStream& AddStream(AVFormatContext& context) {
@@ -124,7 +160,7 @@ void AddVideo(const MovieContent& content, AVFormatContext& context) {
   const StreamFormat& video = content.video;
   AVStream& stream = AddStream(context);
   DescribeVideo(video, context, *stream.codecpar);
-  SetDisplayMatrix(video, stream);
+  SetSideData(video, stream);
   stream.sample_aspect_ratio = ToAvRational(video.sampleAspect);
   stream.avg_frame_rate = ToAvRational(video.rate);
   stream.time_base = Invert(video.rate);

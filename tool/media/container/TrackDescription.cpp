@@ -6,6 +6,7 @@
 #include <cmath>
 #include <cstdint>
 #include <cstring>
+#include <limits>
 #include <map>
 #include <span>
 #include <sstream>
@@ -20,6 +21,7 @@
 extern "C" {
 #include <libavutil/common.h>
 #include <libavutil/dict.h>
+#include <libavutil/mastering_display_metadata.h>
 #include <libavutil/rational.h>
 }
 
@@ -100,21 +102,55 @@ std::optional<Rational> ReadRate(const std::string& text) {
   }
 }
 
-std::optional<std::array<std::int32_t, 9>> FindDisplayMatrix(const AVStream& stream) {
-  std::array<std::int32_t, 9> matrix{};
+template <typename Data>
+std::optional<Data> FindSideData(const AVStream& stream, AVPacketSideDataType type) {
 #if LIBAVFORMAT_VERSION_MAJOR < 61
   std::size_t bytes = 0;
-  const void* const data = av_stream_get_side_data(&stream, AV_PKT_DATA_DISPLAYMATRIX, &bytes);
+  const void* const data = av_stream_get_side_data(&stream, type, &bytes);
 #else
   const AVCodecParameters& parameters = *stream.codecpar;
-  const AVPacketSideData* const side = av_packet_side_data_get(
-      parameters.coded_side_data, parameters.nb_coded_side_data, AV_PKT_DATA_DISPLAYMATRIX);
+  const AVPacketSideData* const side =
+      av_packet_side_data_get(parameters.coded_side_data, parameters.nb_coded_side_data, type);
   const void* const data = side ? side->data : nullptr;
   const std::size_t bytes = side ? side->size : 0;
 #endif
-  if (!data || bytes < sizeof matrix) return std::nullopt;
-  std::memcpy(matrix.data(), data, sizeof matrix);
-  return matrix;
+  Data found{};
+  if (!data || bytes < sizeof found) return std::nullopt;
+  std::memcpy(&found, data, sizeof found);
+  return found;
+}
+
+// Returns the value in units of 1 / `unitsPerOne`, limited to the type.
+template <typename Units>
+Units ToUnits(AVRational value, int unitsPerOne) {
+  const double units = value.den == 0 ? 0 : std::round(av_q2d(value) * unitsPerOne);
+  return static_cast<Units>(std::clamp<double>(units, 0, std::numeric_limits<Units>::max()));
+}
+
+Chromaticity ToChromaticity(const AVRational (&place)[2]) {
+  return {ToUnits<std::uint16_t>(place[0], kChromaticityUnits),
+          ToUnits<std::uint16_t>(place[1], kChromaticityUnits)};
+}
+
+std::optional<MasteringDisplay> FindMasteringDisplay(const AVStream& stream) {
+  const auto found =
+      FindSideData<AVMasteringDisplayMetadata>(stream, AV_PKT_DATA_MASTERING_DISPLAY_METADATA);
+  if (!found || !found->has_primaries || !found->has_luminance) return std::nullopt;
+  const auto& [red, green, blue] = found->display_primaries;
+  return MasteringDisplay{ToChromaticity(green),
+                          ToChromaticity(blue),
+                          ToChromaticity(red),
+                          ToChromaticity(found->white_point),
+                          ToUnits<std::uint32_t>(found->max_luminance, kLuminanceUnits),
+                          ToUnits<std::uint32_t>(found->min_luminance, kLuminanceUnits)};
+}
+
+std::optional<ContentLight> FindContentLight(const AVStream& stream) {
+  const auto found = FindSideData<AVContentLightMetadata>(stream, AV_PKT_DATA_CONTENT_LIGHT_LEVEL);
+  if (!found) return std::nullopt;
+  constexpr unsigned kLargest = std::numeric_limits<std::uint16_t>::max();
+  return ContentLight{static_cast<std::uint16_t>(std::min(found->MaxCLL, kLargest)),
+                      static_cast<std::uint16_t>(std::min(found->MaxFALL, kLargest))};
 }
 
 const char* FindText(const AVDictionary* texts, const char* name) {
@@ -173,7 +209,10 @@ StreamFormat DescribeVideo(const AVStream& stream) {
   if (IsValid(stream.sample_aspect_ratio)) {
     format.sampleAspect = Reduce(ToRational(stream.sample_aspect_ratio));
   }
-  format.displayMatrix = FindDisplayMatrix(stream);
+  format.displayMatrix =
+      FindSideData<std::array<std::int32_t, 9>>(stream, AV_PKT_DATA_DISPLAYMATRIX);
+  format.masteringDisplay = FindMasteringDisplay(stream);
+  format.contentLight = FindContentLight(stream);
   return format;
 }
 
