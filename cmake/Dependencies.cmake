@@ -23,6 +23,8 @@ if(VIX_BUILD_TOOL)
   pkg_check_modules(XXHASH REQUIRED IMPORTED_TARGET libxxhash>=0.8.1)  # its header alone is used
   find_package(CLI11 2.1 REQUIRED)
   find_package(PNG 1.6.39 REQUIRED)
+  pkg_check_modules(OPENIMAGEIO REQUIRED IMPORTED_TARGET OpenImageIO>=2.4)
+  pkg_check_modules(OPENCOLORIO REQUIRED IMPORTED_TARGET OpenColorIO>=2.1)
 endif()
 if(VIX_BUILD_TOOL OR VIX_BUILD_BENCHMARKS)
   find_package(nlohmann_json 3.11 REQUIRED)

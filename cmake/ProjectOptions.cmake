@@ -45,6 +45,8 @@ endif()
 
 # Folder of plug-ins beside the libraries (vix::GetPluginFolder()).
 set(VIX_PLUGIN_FOLDER vix-plugins-${PROJECT_VERSION_MAJOR})
+# Folder beside the libraries of what the program loads on demand.
+set(VIX_PROGRAM_FOLDER vixprores)
 
 # vix_shared_library(target): sets version, soname and run path of a library of this project. The
 # libraries lie side by side in the build tree as in every installation, so that one run path serves

@@ -1,0 +1,96 @@
+// SPDX-License-Identifier: BSD-2-Clause
+#ifndef TOOL_MEDIA_SEQUENCE_IMAGEMODULE_H
+#define TOOL_MEDIA_SEQUENCE_IMAGEMODULE_H
+
+/// @file
+/// Reading and writing of single image files, and colour transforms. A module of its own does it,
+/// because its libraries take long to load: the program loads it when it meets an image sequence.
+
+#include <cstdint>
+#include <memory>
+#include <optional>
+#include <string>
+#include <vector>
+
+namespace vixprores {
+
+/// What the header of an image file states.
+struct ImageHeader {
+  std::uint32_t width = 0;
+  std::uint32_t height = 0;
+  int channels = 0;        ///< of all layers
+  int bits = 0;            ///< of a sample
+  bool isFloat = false;    ///< samples are scene-linear
+  bool hasAlpha = false;   ///< beside the colour
+  double rate = 0;         ///< frames per second; 0 = unknown
+  std::string timecode;    ///< "HH:MM:SS:FF", with drop frame "HH:MM:SS;FF"; empty = unknown
+  std::string reel;        ///< empty = unknown
+  double pixelAspect = 1;  ///< width to height
+};
+
+/// Full-range RGB in the memory of the caller, interleaved, with rows one after the other.
+struct ImagePixels {
+  std::uint32_t width = 0;
+  std::uint32_t height = 0;
+  int bits = 16;  ///< of a sample: 8 in one byte, or 16 in two
+  void* samples = nullptr;
+};
+
+/// Names of colour spaces of a configuration.
+struct ColourSpaces {
+  std::string config;  ///< path; empty = the module's own configuration
+  std::string from;
+  std::string to;
+};
+
+/// Properties of an image file to be written.
+struct ImageTarget {
+  int bits = 16;           ///< of a sample; the format may have less
+  std::string timecode;    ///< as in ImageHeader
+  double rate = 0;         ///< frames per second; 0 = unknown
+  double pixelAspect = 1;  ///< width to height
+  std::string reel;
+};
+
+/// Converts pixels between two colour spaces. May be used by several threads at once.
+class ColourTransform {
+ public:
+  virtual ~ColourTransform() = default;
+  /// Returns the name of the target space as the configuration spells it.
+  virtual std::string GetTarget() const = 0;
+};
+
+/// The module. May be used by several threads at once. Functions throw a std::runtime_error whose
+/// text follows the name of the file.
+class ImageModule {
+ public:
+  virtual ~ImageModule() = default;
+
+  virtual ImageHeader ReadHeader(const std::string& path) const = 0;
+  /// Reads the colour of an image, which must have the size of `pixels`. Grey has three equal
+  /// components.
+  /// @param transform of the colours; null = none
+  virtual void Read(const std::string& path, const ColourTransform* transform,
+                    const ImagePixels& pixels) const = 0;
+  /// Writes a file in the format of the extension of `name`.
+  /// @param path of the file to write, which may have another extension
+  virtual void Write(const std::string& path, const std::string& name,
+                     const ColourTransform* transform, const ImagePixels& pixels,
+                     const ImageTarget& target) const = 0;
+  /// @throws std::runtime_error that lists the known names if one of them is unknown
+  virtual std::shared_ptr<const ColourTransform> MakeTransform(
+      const ColourSpaces& spaces) const = 0;
+};
+
+/// Name and type of the function that the module exports. It returns null if the module is of
+/// another version than `version`.
+inline constexpr const char* kImageModuleEntry = "VixproresImageModule";
+using ImageModuleEntry = const ImageModule* (*)(const char* version);
+
+/// Returns the module, which is loaded by the first call.
+/// @throws Failure that names the package to install if there is none
+const ImageModule& LoadImageModule();
+
+}  // namespace vixprores
+
+#endif  // TOOL_MEDIA_SEQUENCE_IMAGEMODULE_H
