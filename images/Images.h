@@ -14,7 +14,7 @@ std::string FormatOf(const std::string& path);
 /// These implement ImageModule.
 /// @{
 ImageHeader ReadImageHeader(const std::string& path);
-void ReadImage(const std::string& path, const ColourTransform* transform,
+void ReadImage(const std::string& path, const ImageHeader& first, const ColourTransform* transform,
                const ImagePixels& pixels);
 void WriteImage(const std::string& path, const std::string& name, const ColourTransform* transform,
                 const ImagePixels& pixels, const ImageTarget& target);

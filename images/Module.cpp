@@ -14,9 +14,9 @@ namespace {
 class Module : public ImageModule {
  public:
   ImageHeader ReadHeader(const std::string& path) const override { return ReadImageHeader(path); }
-  void Read(const std::string& path, const ColourTransform* transform,
+  void Read(const std::string& path, const ImageHeader& first, const ColourTransform* transform,
             const ImagePixels& pixels) const override {
-    ReadImage(path, transform, pixels);
+    ReadImage(path, first, transform, pixels);
   }
   void Write(const std::string& path, const std::string& name, const ColourTransform* transform,
              const ImagePixels& pixels, const ImageTarget& target) const override {

@@ -122,7 +122,7 @@ bool HasWholeHeader(const std::string& path) {
   file.read(reinterpret_cast<char*>(start.data()), start.size());
   const bool isBigEndian = start[0] == 'S';
   std::uint32_t offset = 0;
-  for (int i = 0; i < 4; ++i) offset = offset << 8 | start.at(isBigEndian ? 4 + i : 7 - i);
+  for (std::size_t i = 0; i < 4; ++i) offset = offset << 8 | start.at(isBigEndian ? 4 + i : 7 - i);
   return offset >= kHeaderBytes;
 }
 
@@ -136,6 +136,20 @@ void CheckEnd(const std::string& path, const std::string& format) {
   file.seekg(-bytes, std::ios::end);
   file.read(end.data(), bytes);
   if (end.find("\xFF\xD9") == std::string::npos) throw std::runtime_error("is truncated");
+}
+
+std::string DescribePicture(std::uint32_t width, std::uint32_t height, int channels) {
+  return std::to_string(width) + "x" + std::to_string(height) + " pixels with " +
+         std::to_string(channels) + (channels == 1 ? " channel" : " channels");
+}
+
+void CheckSame(const Window& window, int channels, const ImageHeader& first) {
+  const auto width = static_cast<std::uint32_t>(window.width);
+  const auto height = static_cast<std::uint32_t>(window.height);
+  if (width == first.width && height == first.height && channels == first.channels) return;
+  throw std::runtime_error("differs from the first file (found " +
+                           DescribePicture(width, height, channels) + ", expected " +
+                           DescribePicture(first.width, first.height, first.channels) + ")");
 }
 
 // Copies stored samples to their place in the picture, grey to three components.
@@ -218,16 +232,11 @@ ImageHeader ReadImageHeader(const std::string& path) {
   return header;
 }
 
-void ReadImage(const std::string& path, const ColourTransform* transform,
+void ReadImage(const std::string& path, const ImageHeader& first, const ColourTransform* transform,
                const ImagePixels& pixels) {
   const auto input = Open(path);
   const Window window = FindWindow(input->spec(), FormatOf(path));
-  if (window.width != static_cast<int>(pixels.width) ||
-      window.height != static_cast<int>(pixels.height)) {
-    throw std::runtime_error("has " + std::to_string(window.width) + "x" +
-                             std::to_string(window.height) + " pixels, but the first file has " +
-                             std::to_string(pixels.width) + "x" + std::to_string(pixels.height));
-  }
+  CheckSame(window, input->spec().nchannels, first);
   CheckEnd(path, FormatOf(path));
   if (transform) return ReadConverted(*input, window, *transform, pixels);
   if (pixels.bits == 8) {

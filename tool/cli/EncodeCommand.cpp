@@ -66,16 +66,46 @@ void CheckRange(const StreamFormat& source, const OutputFormat& output, const Fr
                   ConversionCommand(reader.GetName(), kToLimitedRange));
 }
 
+SequenceReading ReadingOf(const EncodeOptions& options) {
+  const StreamOverrides& overrides = options.overrides;
+  const int matrix = overrides.colour ? overrides.colour->matrix : 2;
+  return {overrides.rate, options.missing, ChooseSpaces(options.colours, std::nullopt),
+          overrides.matrix.value_or(matrix)};
+}
+
+std::unique_ptr<FrameReader> Open(const EncodeOptions& options) {
+  auto images = options.rawFrames ? std::nullopt : FindImages(options.input);
+  if (images) return std::make_unique<SequenceReader>(std::move(*images), ReadingOf(options));
+  const FrameTimes times = options.overrides.rate ? FrameTimes::Ignored : FrameTimes::Checked;
+  return OpenRawVideo(options.input, options.rawFrames, times);
+}
+
+// Returns the timecode of the first frame of an image sequence from its number or its file.
+Timecode TakeSequenceTimecode(const FrameReader& reader, const std::string& choice, Rational rate) {
+  const InputDescription& input = reader.GetDescription();
+  if (choice == "frame") return Timecode::Parse("00:00:00:00", rate) + input.firstNumber;
+  if (input.timecode) return *input.timecode;
+  throw Failure(reader.GetName() + ": the first file has no timecode of " + Describe(rate) +
+                " frames per second; --timecode frame counts from its number");
+}
+
+std::optional<Timecode> ChooseTimecode(const EncodeOptions& options, const FrameReader& reader,
+                                       Rational rate, std::vector<std::string>& notes) {
+  const auto& choice = options.timecode;
+  if (!choice) return TakeOverTimecode(reader, rate, notes);
+  const bool isOfSequence = *choice == "frame" || *choice == "file";
+  return isOfSequence ? TakeSequenceTimecode(reader, *choice, rate)
+                      : Timecode::Parse(*choice, rate);
+}
+
 void Encode(const EncodeOptions& options, RunReport& report, RunObserver& observer) {
   const OutputFormat& output = FindProResOutput(options.output);
-  const FrameTimes times = options.overrides.rate ? FrameTimes::Ignored : FrameTimes::Checked;
-  auto reader = OpenRawVideo(options.input, options.rawFrames, times);
+  auto reader = Open(options);
   const StreamFormat source = Override(reader->GetFormat(), options.overrides);
   CheckEncodable(source, reader->GetName(), options.rawFrames ? RawFramesDemuxer(source) : "");
   std::vector<std::string> notes;
   MovieContent content{EncodedFormat(source, *options.variant)};
-  content.timecode = options.timecode ? Timecode::Parse(*options.timecode, source.rate)
-                                      : TakeOverTimecode(*reader, source.rate, notes);
+  content.timecode = ChooseTimecode(options, *reader, source.rate, notes);
   content.metadata = reader->GetDescription().metadata;
   Override(content.metadata, options.metadata);
   content.compressor = options.compressor.value_or("");

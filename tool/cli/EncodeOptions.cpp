@@ -127,6 +127,10 @@ OptionGroup LabelsGroup(EncodeOptions& options) {
       "sound keeps its length, which may then differ from that of the pictures.";
   Option timecode = Text("--timecode", "HH:MM:SS:FF", options.timecode,
                          "timecode of the first input frame; ;FF for drop frame");
+  timecode.details =
+      "Of image sequences, 'frame' counts from the number of the file, which is 00:00:41:17 for "
+      "1001 at 24 frames per second, and 'file' requires the timecode of the first file, which is "
+      "also taken without the option.";
   Option compressor = Parsed("--compressor", "NAME", options.compressor, ParseCompressor,
                              "compressor name in the .mov, up to 31 bytes");
   Option vendor = Parsed("--vendor", "CODE", options.vendor, ParseVendor,
@@ -158,10 +162,13 @@ Command DescribeEncode(EncodeOptions& options) {
   command.summary = "Encode uncompressed 4:2:2 video to ProRes";
   command.description =
       "Reads a container (mov, avi, mxf, mkv, nut) with V210 or UYVY video, Y4M (4:2:2, 8 or 10 "
-      "bits), or raw frames, and writes ProRes.";
+      "bits), raw frames, or image sequences (exr, dpx, tif, png, jpg, tga, cin), and writes "
+      "ProRes.";
   command.usages = {"[OPTION]... INPUT OUTPUT", "[OPTION]... --output-dir DIR INPUT..."};
   command.arguments = {
-      {"INPUT", "mov, avi, mxf, mkv, nut, y4m or raw frames; - for standard input"},
+      {"INPUT",
+       "mov, avi, mxf, mkv, nut, y4m, raw frames, or images as in shot.%04d.exr, shot.####.dpx, "
+       "'shot.*.png' or a folder of them; - for standard input"},
       {"OUTPUT", ".mov, .mkv or .mxf; - for a .mov on standard output"}};
   command.takeArguments = [&options, rawFrames,
                            take = TakeFiles(options)](const std::vector<std::string>& words) {
@@ -176,6 +183,7 @@ Command DescribeEncode(EncodeOptions& options) {
                     TextsGroup(options),
                     SoundGroup(options),
                     RawFrameGroup(*rawFrames),
+                    SequenceInputGroup(options),
                     BatchGroup(options),
                     RunGroup(options),
                     MachineGroup(options, options)};
@@ -183,6 +191,8 @@ Command DescribeEncode(EncodeOptions& options) {
       {"vixprores encode --variant hq input.mov output.mov", "Encode a file."},
       {"vixprores encode --fourcc UYVY --size 1920x1080 --rate 25 frames.uyvy out.mov",
        "Encode raw frames."},
+      {"vixprores encode --rate 24 --timecode frame 'plates/shot.####.dpx' shot.mov",
+       "Encode an image sequence."},
       {"ffmpeg -i in.mp4 -f yuv4mpegpipe -pix_fmt yuv422p10le -strict -1 - | \\\n"
        "      vixprores encode - out.mov",
        "Encode anything that ffmpeg reads."}};

@@ -20,6 +20,7 @@ std::function<void(const std::vector<std::string>&)> TakeFiles(TranscodeOptions&
 OptionGroup SoundGroup(TranscodeOptions& options);
 OptionGroup BatchGroup(TranscodeOptions& options);
 OptionGroup RunGroup(TranscodeOptions& options);
+OptionGroup SequenceInputGroup(EncodeOptions& options);
 
 /// Rejects names that the format cannot be written to, before any input is read.
 template <typename Check>

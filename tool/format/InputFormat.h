@@ -51,6 +51,7 @@ struct InputDescription {
   /// no other source.
   std::optional<StreamFormat> container = std::nullopt;
   std::optional<std::int64_t> frames = std::nullopt;  ///< nullopt if only the end shows it
+  std::int64_t firstNumber = 0;  ///< of the frames as users count them: that of the first file
   std::optional<Timecode> timecode = std::nullopt;    ///< of frame 0; nullopt = unknown
   Metadata metadata = {};                             ///< of the file, and "reel_name"
   std::string note = {};          ///< how the input is interpreted; empty = as usual

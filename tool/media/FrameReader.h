@@ -38,9 +38,9 @@ class FrameReader {
   /// Continues at that frame, which must not have been read yet, if the input can skip the frames
   /// between; its sound continues there too. Returns false, with nothing changed, if it cannot.
   virtual bool SkipTo(std::int64_t /*frame*/) { return false; }
-  /// Throws the failure that Read() would throw for the times of frames up to number `last`, as far
-  /// as they are known without reading. Call it before Read().
-  virtual void CheckTimes(std::int64_t /*last*/) const {}
+  /// Throws the failure that Read() would throw for missing frames of a range and for the times of
+  /// frames up to its last one, as far as they are known without reading. Call it before Read().
+  virtual void CheckRange(const FrameRange& /*range*/) const {}
   virtual FrameConversion GetConversion() const { return {}; }
   /// Sound beside the video, or null. It belongs to the reader and its thread.
   virtual SideTracks* GetSideTracks() { return nullptr; }

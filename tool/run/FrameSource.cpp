@@ -62,7 +62,7 @@ FrameSource::FrameSource(std::unique_ptr<FrameReader> reader,
       sound_(reader_->GetSideTracks(), FindTimeSpan(reader_->GetFormat(), range)),
       total_(CountFrames(*reader_, range)) {
   try {
-    reader_->CheckTimes(range_.last);
+    reader_->CheckRange(range_);
   } catch (const FrameTimeFailure& failure) {
     RejectTimes(failure, reader_->GetFormat().IsRaw());
   }

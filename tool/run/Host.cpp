@@ -10,11 +10,10 @@
 #include <cstdlib>
 #include <filesystem>
 #include <iterator>
-#include <set>
-#include <system_error>
 
 #include "ProRes/ProResHost.h"
 #include "base/Errors.h"
+#include "base/Libraries.h"
 #include "base/Text.h"
 #include "media/container/Libav.h"
 #include "vix/Logging.h"
@@ -26,11 +25,6 @@ namespace {
 constexpr std::array<const char*, 5> kCpuLevels{"auto", "scalar", "sse4", "avx2", "avx512"};
 
 constexpr const char* kRegistrant = "vixprores";
-
-std::string ProgramFolder() {
-  std::error_code error;
-  return std::filesystem::read_symlink("/proc/self/exe", error).parent_path().string();
-}
 
 // Returns the path under which the dynamic linker's own search finds the plug-in. A bare name would
 // also be searched in the current folder, where anybody may have put it.
@@ -65,12 +59,7 @@ void SetUpMessages(const HostOptions& options) {
 }
 
 std::vector<std::string> PluginCandidates(const std::string& programFolder) {
-  const auto prefix = std::filesystem::path(programFolder).parent_path();
-  std::vector<std::string> candidates;
-  for (const std::string& folder : std::set<std::string>{"lib", VIX_LIBDIR, VIX_DEBIAN_LIBDIR}) {
-    candidates.push_back((prefix / folder / VIX_PLUGIN_NAME).string());
-  }
-  return candidates;
+  return LibraryCandidates(programFolder, VIX_PLUGIN_NAME);
 }
 
 std::optional<std::string> FindProResPlugin() {

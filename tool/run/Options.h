@@ -11,6 +11,8 @@
 #include <vector>
 
 #include "format/Values.h"
+#include "media/sequence/SequenceReader.h"
+#include "media/sequence/VideoSpaces.h"
 #include "run/OpenInput.h"
 
 namespace vixprores {
@@ -53,6 +55,7 @@ struct TranscodeOptions : HostOptions, MachineOptions {
   std::optional<FrameRange> frames;
   bool noAudio = false;
   std::optional<std::vector<std::size_t>> audioTracks;  ///< places from 0; none = all
+  ColourOptions colours;  ///< of images
   bool overwrite = false;
   bool json = false;  ///< summary as JSON
   ProgressKind progress = ProgressKind::Line;
@@ -79,6 +82,7 @@ struct EncodeOptions : TranscodeOptions {
   std::optional<std::string> compressor;
   std::optional<vix::FourCC> vendor;
   std::optional<RawFrameFormat> rawFrames;
+  MissingFiles missing = MissingFiles::Fail;  ///< of image sequences
 };
 
 /// Treatment of damaged frames of the input.

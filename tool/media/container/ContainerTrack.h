@@ -41,7 +41,7 @@ class ContainerTrack : public SideTracks {
   std::optional<NumberedFrame> Read();
   /// See FrameReader::SkipTo().
   bool SkipTo(std::int64_t frame);
-  /// See FrameReader::CheckTimes(). Checks a track whose index lists its times.
+  /// See FrameReader::CheckRange(). Checks a track whose index lists its times.
   void CheckIndexedTimes(std::int64_t last) const;
   /// Leaves frames in the file from now on, if possible (Demuxer::KeepInPlace()).
   void KeepFramesInPlace();

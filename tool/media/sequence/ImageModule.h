@@ -67,11 +67,12 @@ class ImageModule {
   virtual ~ImageModule() = default;
 
   virtual ImageHeader ReadHeader(const std::string& path) const = 0;
-  /// Reads the colour of an image, which must have the size of `pixels`. Grey has three equal
-  /// components.
-  /// @param transform of the colours; null = none
-  virtual void Read(const std::string& path, const ColourTransform* transform,
-                    const ImagePixels& pixels) const = 0;
+  /// Reads the colour of an image. Grey gets three equal components.
+  /// @param first     header of the sequence's first file; size and channels must be the same
+  /// @param transform of the colours, to pixels of 16 bits; null = none
+  /// @param pixels    with the size of the first file
+  virtual void Read(const std::string& path, const ImageHeader& first,
+                    const ColourTransform* transform, const ImagePixels& pixels) const = 0;
   /// Writes a file in the format of the extension of `name`.
   /// @param path of the file to write, which may have another extension
   virtual void Write(const std::string& path, const std::string& name,

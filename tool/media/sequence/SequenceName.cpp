@@ -69,7 +69,7 @@ class PatternParser {
         continue;
       }
       *part += text_[i];
-      i += text_.substr(i, 2) == "%%" ? 2 : 1;
+      i += text_.substr(i, 2) == "%%" ? 2U : 1U;
     }
     return part == &name.suffix;
   }

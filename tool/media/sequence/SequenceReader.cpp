@@ -1,0 +1,277 @@
+// SPDX-License-Identifier: BSD-2-Clause
+#include "media/sequence/SequenceReader.h"
+
+#include <algorithm>
+#include <array>
+#include <cmath>
+#include <cstring>
+#include <mutex>
+#include <new>
+#include <stdexcept>
+#include <utility>
+#include <vector>
+
+#include "base/Errors.h"
+#include "base/Text.h"
+#include "format/FramePlace.h"
+#include "media/decode/PictureConverter.h"
+#include "media/decode/PictureRows.h"
+#include "media/sequence/VideoSpaces.h"
+
+namespace vixprores {
+namespace {
+
+// Place of a black picture among the files.
+constexpr std::int64_t kBlack = -1;
+
+void Free(AVFrame* picture) {
+  av_frame_free(&picture);
+}
+using UniqueFrame = std::unique_ptr<AVFrame, void (*)(AVFrame*)>;
+
+UniqueFrame MakePicture(AVPixelFormat format, const ImageHeader& header) {
+  UniqueFrame picture(av_frame_alloc(), Free);
+  if (!picture) throw std::bad_alloc();
+  picture->format = format;
+  picture->width = static_cast<int>(header.width);
+  picture->height = static_cast<int>(header.height);
+  picture->color_range = AVCOL_RANGE_JPEG;
+  picture->colorspace = AVCOL_SPC_RGB;
+  if (av_frame_get_buffer(picture.get(), 0) < 0) throw std::bad_alloc();
+  return picture;
+}
+
+// The format that keeps the depth of the samples.
+AVPixelFormat ChooseFormat(const ImageHeader& header, bool isConverted) {
+  if (isConverted || header.isFloat || header.bits > 10) return AV_PIX_FMT_RGB48;
+  return header.bits > 8 ? AV_PIX_FMT_GBRP10 : AV_PIX_FMT_RGB24;
+}
+
+// Copies interleaved samples to a picture of the same samples, or of their upper ten bits.
+void CopyRows(const std::vector<std::uint16_t>& samples, AVFrame& picture) {
+  constexpr std::array<std::size_t, 3> kComponents{1, 2, 0};  // of planes G, B, R
+  const auto width = static_cast<std::size_t>(picture.width);
+  const bool isPlanar = picture.format == AV_PIX_FMT_GBRP10;
+  const std::size_t sampleBytes = picture.format == AV_PIX_FMT_RGB24 ? 1 : 2;
+  for (int row = 0; row < picture.height; ++row) {
+    const std::uint8_t* const bytes = reinterpret_cast<const std::uint8_t*>(samples.data()) +
+                                      static_cast<std::size_t>(row) * width * 3 * sampleBytes;
+    const auto* const from = reinterpret_cast<const std::uint16_t*>(bytes);
+    for (std::size_t plane = 0; plane < (isPlanar ? 3 : 1); ++plane) {
+      std::uint8_t* const to = picture.data[plane] + row * picture.linesize[plane];
+      if (!isPlanar) {
+        std::memcpy(to, bytes, width * 3 * sampleBytes);
+        continue;
+      }
+      auto* const component = reinterpret_cast<std::uint16_t*>(to);
+      for (std::size_t x = 0; x < width; ++x) {
+        component[x] = static_cast<std::uint16_t>(from[3 * x + kComponents[plane]] >> 6);
+      }
+    }
+  }
+}
+
+// Returns the rate that a header means by a number; nullopt if it is none of the usual ones.
+std::optional<Rational> FindRate(double rate) {
+  constexpr double kError = 0.006;  // 23.97 or 23.98 for 24000/1001
+  const auto whole = static_cast<std::int32_t>(std::lround(rate));
+  if (whole > 0 && std::abs(rate - whole) < 1e-4) return Rational{whole, 1};
+  const auto above = static_cast<std::int32_t>(std::ceil(rate));
+  if (std::abs(rate - above * 1000.0 / 1001) < kError) return Reduce({above * 1000, 1001});
+  return std::nullopt;
+}
+
+Rational FindAspect(double aspect) {
+  constexpr int kDenominator = 10000;
+  if (aspect < 0.01 || aspect > 100 || std::abs(aspect - 1) < 1e-3) return {0, 1};
+  return Reduce({static_cast<std::int32_t>(std::lround(aspect * kDenominator)), kDenominator});
+}
+
+[[noreturn]] void RefuseLinear(const std::string& name) {
+  throw Failure(name +
+                ": holds scene-linear pictures, which need a conversion for video; name their "
+                "colour space and that of the video:\n  vixprores encode --input-color ACEScg "
+                "--output-color Rec.709 " +
+                QuoteForShell(name) + " OUTPUT");
+}
+
+ImageHeader ReadFirstHeader(const ImageFiles& images) {
+  const std::string& path = images.files.front().path;
+  try {
+    return LoadImageModule().ReadHeader(path);
+  } catch (const Failure&) {
+    throw;
+  } catch (const std::runtime_error& error) {
+    throw Failure(path + ": " + error.what());
+  }
+}
+
+}  // namespace
+
+// Reads and converts files. Any thread may call it, several at once.
+class SequenceReader::Conversion {
+ public:
+  Conversion(std::vector<NumberedFile> files, const ImageHeader& header, StreamFormat format,
+             std::shared_ptr<const ColourTransform> transform)
+      : files_(std::move(files)),
+        header_(header),
+        format_(std::move(format)),
+        transform_(std::move(transform)),
+        picture_(ChooseFormat(header, transform_ != nullptr)) {}
+
+  std::shared_ptr<vix::IBuffer> Convert(const vix::IBuffer& choice) {
+    std::int64_t place = kBlack;
+    std::memcpy(&place, choice.GetData(), sizeof place);
+    auto packed = pool_.MakeFrame(format_.FrameBytes());
+    if (place == kBlack) {
+      FillBlack(*packed);
+    } else {
+      const auto room = TakeRoom();
+      ReadFile(files_[static_cast<std::size_t>(place)], *room);
+      room->converter.Convert(*room->picture, packed->GetData());
+      const std::lock_guard lock(mutex_);
+      idle_.push_back(room);
+    }
+    return packed;
+  }
+
+ private:
+  // Memory of one thread, reused for its next picture.
+  struct Room {
+    Room(const ImageHeader& header, AVPixelFormat pixels, const StreamFormat& target,
+         const std::string& name)
+        : samples(std::size_t{3} * header.width * header.height),
+          picture(MakePicture(pixels, header)),
+          converter({.format = target}, name) {}
+
+    std::vector<std::uint16_t> samples;
+    UniqueFrame picture;
+    PictureConverter converter;
+  };
+
+  std::shared_ptr<Room> TakeRoom() {
+    {
+      const std::lock_guard lock(mutex_);
+      if (!idle_.empty()) {
+        auto room = std::move(idle_.back());
+        idle_.pop_back();
+        return room;
+      }
+    }
+    return std::make_shared<Room>(header_, picture_, format_, files_.front().path);
+  }
+
+  void ReadFile(const NumberedFile& file, Room& room) const {
+    const ImagePixels pixels{header_.width, header_.height, picture_ == AV_PIX_FMT_RGB24 ? 8 : 16,
+                             room.samples.data()};
+    try {
+      LoadImageModule().Read(file.path, header_, transform_.get(), pixels);
+    } catch (const std::runtime_error& error) {
+      throw FrameFailure(file.path, file.number, error.what(), "--frames leaves it out");
+    }
+    CopyRows(room.samples, *room.picture);
+  }
+
+  // Fills "V210" of limited range.
+  static void FillBlack(vix::IBuffer& packed) {
+    constexpr std::array<std::uint32_t, 2> kWords{512 | 64U << 10U | 512U << 20U,
+                                                  64 | 512U << 10U | 64U << 20U};
+    for (std::size_t i = 0; i + sizeof kWords <= packed.GetSize(); i += sizeof kWords) {
+      std::memcpy(packed.GetData() + i, kWords.data(), sizeof kWords);
+    }
+  }
+
+  std::vector<NumberedFile> files_;
+  ImageHeader header_;
+  StreamFormat format_;
+  std::shared_ptr<const ColourTransform> transform_;
+  AVPixelFormat picture_;
+  FramePool pool_;
+  std::mutex mutex_;
+  std::vector<std::shared_ptr<Room>> idle_;
+};
+
+SequenceReader::SequenceReader(ImageFiles images, const SequenceReading& reading)
+    : images_(std::move(images)), missing_(reading.missing) {
+  const ImageHeader header = ReadFirstHeader(images_);
+  if (header.isFloat && !reading.colours) RefuseLinear(images_.name);
+  const auto transform = reading.colours ? MakeColourTransform(*reading.colours) : nullptr;
+  if (transform) description_.format.colour = LabelsOf(*reading.colours, *transform);
+  Describe(header, reading);
+  conversion_ = std::make_shared<Conversion>(images_.files, header, GetFormat(), transform);
+}
+
+void SequenceReader::Describe(const ImageHeader& header, const SequenceReading& reading) {
+  description_.name = images_.name;
+  StreamFormat& format = description_.format;
+  format.code = vix::kFourCC_V210;
+  format.width = header.width;
+  format.height = header.height;
+  const auto rate = reading.rate ? reading.rate : FindRate(header.rate);
+  if (!rate) {
+    throw Failure(images_.name +
+                  ": the files state no frame rate; set it with --rate, for example --rate 24");
+  }
+  format.rate = *rate;
+  format.sampleAspect = FindAspect(header.pixelAspect);
+  format.fieldOrder = FieldOrder::Progressive;
+  if (reading.matrix != 2) format.colour.matrix = reading.matrix;
+  if (format.colour.matrix == 2) {
+    format.colour.matrix = UsualMatrix(format.height);
+    description_.note = images_.name + ": converts RGB with the matrix " +
+                        DescribeColourCode(ColourProperty::Matrix, format.colour.matrix) +
+                        "; --matrix chooses another";
+  }
+  format.colour.range = ColourRange::Limited;
+  description_.firstNumber = images_.files.front().number;
+  description_.frames = images_.files.back().number - description_.firstNumber + 1;
+  description_.timecode = Timecode::Find(header.timecode, *rate);
+  if (!header.reel.empty()) description_.metadata["reel_name"] = header.reel;
+}
+
+void SequenceReader::CheckRange(const FrameRange& range) const {
+  const std::int64_t first = description_.firstNumber;
+  const FrameRange numbers{first + range.first,
+                           first + std::min(range.last, *description_.frames - 1)};
+  const auto missing = FindMissingNumbers(images_, numbers);
+  if (missing.empty()) return;
+  if (missing_ == MissingFiles::Fail) {
+    throw Failure(GetName() + ": no files with the numbers " + DescribeNumbers(missing) +
+                  "; --missing hold repeats the picture before, --missing black fills them");
+  }
+  StandInLimit limit;
+  for (std::size_t i = 0; i < images_.files.size(); ++i) limit.CountFrame();
+  for (const auto& [begin, end] : missing) {
+    if (limit.Take(end - begin + 1)) continue;
+    throw Failure(GetName() + ": too many missing files to fill (" + DescribeNumbers(missing) +
+                  "); choose a part with --frames");
+  }
+}
+
+bool SequenceReader::SkipTo(std::int64_t frame) {
+  framesRead_ = frame;
+  return true;
+}
+
+std::optional<NumberedFrame> SequenceReader::Read() {
+  if (framesRead_ >= *description_.frames) return std::nullopt;
+  NumberedFrame frame;
+  frame.number = framesRead_++;
+  const std::int64_t number = description_.firstNumber + frame.number;
+  // The last file up to that number.
+  const auto next = std::ranges::upper_bound(images_.files, number, {}, &NumberedFile::number);
+  std::int64_t place = next - images_.files.begin() - 1;
+  const bool isMissing = std::prev(next)->number != number;
+  if (isMissing && missing_ == MissingFiles::Black) place = kBlack;
+  frame.data = pool_.MakeFrame(sizeof place);
+  std::memcpy(frame.data->GetData(), &place, sizeof place);
+  return frame;
+}
+
+FrameConversion SequenceReader::GetConversion() const {
+  return [conversion = conversion_](const std::shared_ptr<vix::IBuffer>& choice) {
+    return conversion->Convert(*choice);
+  };
+}
+
+}  // namespace vixprores

@@ -1,0 +1,59 @@
+// SPDX-License-Identifier: BSD-2-Clause
+#ifndef TOOL_MEDIA_SEQUENCE_SEQUENCEREADER_H
+#define TOOL_MEDIA_SEQUENCE_SEQUENCEREADER_H
+
+#include <cstdint>
+#include <memory>
+#include <optional>
+
+#include "base/FramePool.h"
+#include "media/FrameReader.h"
+#include "media/sequence/ImageModule.h"
+#include "media/sequence/SequenceName.h"
+
+namespace vixprores {
+
+/// Treatment of numbers without a file.
+enum class MissingFiles {
+  Fail,   ///< an error that lists them
+  Hold,   ///< repeats the picture before
+  Black,  ///< a black picture
+};
+
+/// How to read a sequence.
+struct SequenceReading {
+  std::optional<Rational> rate;  ///< nullopt = that of the files
+  MissingFiles missing = MissingFiles::Fail;
+  std::optional<ColourSpaces> colours;  ///< nullopt = the files' colours
+  int matrix = 2;                       ///< of Y'CbCr, a code point; 2 = by height
+};
+
+/// Reads image files as packed 4:2:2 of 10 bits. Read() only chooses the file; GetConversion()
+/// reads it, so that threads read files in parallel. Frame 0 is the first file, and every number
+/// up to that of the last file is a frame.
+class SequenceReader : public FrameReader {
+ public:
+  /// @throws Failure if the first file cannot be read, if its rate is unknown, or if it holds
+  /// scene-linear pictures that are not to be converted
+  SequenceReader(ImageFiles images, const SequenceReading& reading);
+
+  std::optional<NumberedFrame> Read() override;
+  bool SkipTo(std::int64_t frame) override;
+  void CheckRange(const FrameRange& range) const override;
+  FrameConversion GetConversion() const override;
+
+ private:
+  class Conversion;
+
+  void Describe(const ImageHeader& header, const SequenceReading& reading);
+
+  ImageFiles images_;
+  MissingFiles missing_;
+  std::shared_ptr<Conversion> conversion_;
+  std::int64_t framesRead_ = 0;
+  FramePool pool_;
+};
+
+}  // namespace vixprores
+
+#endif  // TOOL_MEDIA_SEQUENCE_SEQUENCEREADER_H
