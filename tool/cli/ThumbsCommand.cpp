@@ -109,7 +109,9 @@ Command DescribeThumbs(ThumbsOptions& options) {
 class Selection {
  public:
   Selection(const ThumbsOptions& options, const FrameReader& reader)
-      : first_(options.frames ? ResolveRange(options.frames, reader)->first : 0),
+      : first_(options.frames
+                   ? ResolveRange(options.frames, reader, reader.GetDescription().timecode)->first
+                   : 0),
         every_(options.every > 0 ? options.every : 1) {
     if (options.frames || options.every > 0) return;
     const auto count = reader.GetDescription().frames;

@@ -15,14 +15,37 @@ void FailPastTheEnd(const std::string& name, const FrameRange& range, std::int64
                 "), but --frames asks for " + Describe(range));
 }
 
+namespace {
+
+// Replaces numbers of files by numbers of frames.
+void CountFromFirst(const InputDescription& input, FrameRange& range) {
+  if (input.firstNumber == 0) return;
+  const std::int64_t first = input.firstNumber;
+  const std::int64_t last = first + *input.frames - 1;
+  const bool startsWithin =
+      !range.firstTimecode.empty() || (range.first >= first && range.first <= last);
+  const bool endsWithin = !range.lastTimecode.empty() || range.IsOpen() || range.last <= last;
+  if (!startsWithin || !endsWithin) {
+    throw Failure(input.name + ": has the numbers " + Describe(FrameRange{first, last}) +
+                  ", but --frames asks for " + Describe(range));
+  }
+  range.first -= first;
+  if (!range.IsOpen()) range.last -= first;
+}
+
+}  // namespace
+
 std::optional<FrameRange> ResolveRange(const std::optional<FrameRange>& range,
-                                       const FrameReader& reader) {
+                                       const FrameReader& reader,
+                                       const std::optional<Timecode>& start) {
   if (!range) return std::nullopt;
-  return ResolveRange(*range, reader.GetDescription().timecode, reader.GetName());
+  FrameRange numbers = *range;
+  CountFromFirst(reader.GetDescription(), numbers);
+  return ResolveRange(numbers, start, reader.GetName());
 }
 
 RangeReader::RangeReader(FrameReader& reader, const std::optional<FrameRange>& range)
-    : reader_(reader), range_(ResolveRange(range, reader)) {
+    : reader_(reader), range_(ResolveRange(range, reader, reader.GetDescription().timecode)) {
   const auto available = reader.GetDescription().frames;
   if (!range_) return;
   if (available && range_->Exceeds(*available)) {

@@ -60,9 +60,12 @@ class FrameReader {
 [[noreturn]] void FailPastTheEnd(const std::string& name, const FrameRange& range,
                                  std::int64_t count);
 
-/// Replaces the timecodes of a range of the reader's frames by numbers.
+/// Replaces the timecodes of a range of the reader's frames, and numbers of files, by the numbers
+/// of frames from 0.
+/// @param start timecode of frame 0; nullopt = unknown
 std::optional<FrameRange> ResolveRange(const std::optional<FrameRange>& range,
-                                       const FrameReader& reader);
+                                       const FrameReader& reader,
+                                       const std::optional<Timecode>& start);
 
 /// Returns the frames of a range, or all of them. Used by one thread at a time.
 class RangeReader {

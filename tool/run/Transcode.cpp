@@ -118,9 +118,7 @@ void DescribeRun(const TranscodePlan& plan, RunReport& report) {
 
 void Transcode(TranscodeOptions options, TranscodePlan plan, RunReport& report,
                RunObserver& observer) {
-  if (options.frames) {
-    options.frames = ResolveRange(*options.frames, plan.content.timecode, plan.reader->GetName());
-  }
+  options.frames = ResolveRange(options.frames, *plan.reader, plan.content.timecode);
   CheckStorable(plan.output, plan.content.video);
   if (plan.reader->ReadsFrom(options.output)) {
     throw Failure(options.output + ": is the input itself; name another output");

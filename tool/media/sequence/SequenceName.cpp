@@ -261,12 +261,12 @@ std::vector<FrameRange> FindMissingNumbers(const ImageFiles& images, const Frame
 std::string DescribeNumbers(const std::vector<FrameRange>& ranges) {
   constexpr std::size_t kMostListed = 20;
   std::vector<std::string> words;
-  for (const auto& [first, last] : ranges) {
+  for (const FrameRange& range : ranges) {
     if (words.size() == kMostListed) {
       words.push_back(std::to_string(ranges.size() - kMostListed) + " more ranges");
       break;
     }
-    words.push_back(std::to_string(first) + (last > first ? "-" + std::to_string(last) : ""));
+    words.push_back(Describe(range));
   }
   return JoinWords(words);
 }

@@ -241,8 +241,8 @@ void SequenceReader::CheckRange(const FrameRange& range) const {
   }
   StandInLimit limit;
   for (std::size_t i = 0; i < images_.files.size(); ++i) limit.CountFrame();
-  for (const auto& [begin, end] : missing) {
-    if (limit.Take(end - begin + 1)) continue;
+  for (const FrameRange& gap : missing) {
+    if (limit.Take(gap.last - gap.first + 1)) continue;
     throw Failure(GetName() + ": too many missing files to fill (" + DescribeNumbers(missing) +
                   "); choose a part with --frames");
   }
