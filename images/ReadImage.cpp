@@ -24,9 +24,10 @@ using OIIO::TypeDesc;
 
 constexpr int kMostSide = 65535;
 
+// Returns the first line of the library's message.
 std::string ReasonOf(const ImageInput& input) {
   const std::string reason = input.geterror();
-  return reason.empty() ? "the file is damaged" : reason;
+  return reason.empty() ? "the file is damaged" : reason.substr(0, reason.find('\n'));
 }
 
 // Opens a file with the reader of its extension: choosing one by the file's name would interpret

@@ -74,8 +74,9 @@ void CopyRows(const std::vector<std::uint16_t>& samples, AVFrame& picture) {
 // Returns the rate that a header means by a number; nullopt if it is none of the usual ones.
 std::optional<Rational> FindRate(double rate) {
   constexpr double kError = 0.006;  // 23.97 or 23.98 for 24000/1001
+  if (rate < 1) return std::nullopt;
   const auto whole = static_cast<std::int32_t>(std::lround(rate));
-  if (whole > 0 && std::abs(rate - whole) < 1e-4) return Rational{whole, 1};
+  if (std::abs(rate - whole) < 1e-4) return Rational{whole, 1};
   const auto above = static_cast<std::int32_t>(std::ceil(rate));
   if (std::abs(rate - above * 1000.0 / 1001) < kError) return Reduce({above * 1000, 1001});
   return std::nullopt;
@@ -167,7 +168,8 @@ class SequenceReader::Conversion {
     try {
       LoadImageModule().Read(file.path, header_, transform_.get(), pixels);
     } catch (const std::runtime_error& error) {
-      throw FrameFailure(file.path, file.number, error.what(), "--frames leaves it out");
+      throw FrameFailure(file.path, file.number, error.what(),
+                         "replace it, or delete it and choose --missing hold");
     }
     CopyRows(room.samples, *room.picture);
   }

@@ -1,0 +1,309 @@
+# SPDX-License-Identifier: BSD-2-Clause
+"""Image sequences as input."""
+import json
+import re
+import struct
+import subprocess
+import unittest
+
+from tool import PROGRAM, TIMEOUT, ToolTest, ffmpeg, planes, probe, run
+
+SIZE = "96x64"
+
+
+def mean_difference(first, second):
+    """Returns the mean difference of two sequences of 16-bit samples."""
+    pairs = zip(memoryview(first).cast("H"), memoryview(second).cast("H"), strict=True)
+    return sum(abs(a - b) for a, b in pairs) / (len(first) / 2)
+
+
+class SequenceTest(ToolTest):
+    def make_images(self, pattern, *output, first=1001, frames=5, size=SIZE, pixels="rgb24",
+                    source="testsrc2"):
+        """Makes files of a pattern with %d; returns the pattern as a path."""
+        path = self.path(pattern)
+        path.parent.mkdir(exist_ok=True)
+        ffmpeg("-f", "lavfi", "-i", f"{source}=size={size}:rate=24", "-frames:v", frames, "-pix_fmt",
+               pixels, *output, "-start_number", first, path)
+        return path
+
+    def encode(self, source, *options):
+        """Encodes at 24 frames per second, if `options` do not say otherwise; returns the report."""
+        rate = [] if "--rate" in options else ["--rate", "24"]
+        result = self.succeed("encode", "--overwrite", "--json", *rate, *options, source,
+                              self.path("out.mov"))
+        return json.loads(result.stdout)
+
+    def pictures(self, source, *options):
+        """Returns the encoded frames, decoded one by one."""
+        self.encode(source, "--variant", "hq", *options)
+        data = planes(self.path("out.mov"))
+        width, height = map(int, SIZE.split("x"))
+        size = width * height * 4
+        return [data[i:i + size] for i in range(0, len(data), size)]
+
+
+class Formats(SequenceTest):
+    def test_all_formats_give_the_same_pictures(self):
+        source = self.make_images("png/a.%04d.png")
+        expected = self.pictures(source)
+        self.assertEqual(len(expected), 5)
+        for extension, output in (("dpx", []), ("tif", []), ("tga", []),
+                                  ("exr", ["-pix_fmt", "gbrpf32le"]), ("jpg", ["-q:v", "1"])):
+            with self.subTest(extension):
+                images = self.make_images(f"{extension}/a.%04d.{extension}", *output)
+                spaces = ["--input-color", "Rec.709", "--output-color", "rec709", "--matrix", "bt601"]
+                found = self.pictures(images, *(spaces if extension == "exr" else []))
+                self.assertEqual(len(found), 5)
+                if extension in ("exr", "jpg"):  # half floats; lossy
+                    error = mean_difference(b"".join(found), b"".join(expected))
+                    self.assertLess(error, 12)
+                else:
+                    self.assertEqual(found, expected)
+
+    def test_sixteen_bits_are_kept(self):
+        images = self.make_images("deep/a.%d.png", pixels="rgb48be", first=0)
+        self.assertEqual(len(self.pictures(images)), 5)
+
+    def test_grey_pictures_have_neutral_chroma(self):
+        images = self.make_images("grey/a.%d.png", pixels="gray")
+        chroma = memoryview(self.pictures(images)[0]).cast("H")[96 * 64:]
+        self.assertEqual(set(chroma), {512})
+
+    def test_hd_pictures_get_the_matrix_of_hd(self):
+        images = self.make_images("hd/a.%d.png", size="1280x720", frames=1)
+        result = run("encode", "--rate", "25", images, self.path("hd.mov"))
+        self.assertIn("matrix 1 (bt709)", result.stderr)
+        self.assertEqual(probe(self.path("hd.mov"))["color_space"], "bt709")
+
+
+class Numbers(SequenceTest):
+    def test_every_way_to_name_them_gives_the_same(self):
+        images = self.make_images("s/a.%04d.png")
+        expected = self.pictures(images)
+        for name in ("s/a.####.png", "s/a.*.png", "s", "s/"):
+            with self.subTest(name):
+                self.assertEqual(self.pictures(self.folder / name), expected)
+
+    def test_frames_are_numbers_of_files(self):
+        images = self.make_images("s/a.%04d.png")
+        expected = self.pictures(images)
+        self.assertEqual(self.pictures(images, "--frames", "1002-1003"), expected[1:3])
+        self.assertEqual(self.pictures(images, "--frames", "1004-"), expected[3:])
+        self.assertEqual(self.pictures(images, "--frames", "1005"), expected[4:])
+        for frames in ("0-3", "1000-1002", "1004-1006", "1006-"):
+            self.fail_with(1, ["has the numbers 1001-1005", frames], "encode", "--rate", "24",
+                           "--frames", frames, images, self.path("x.mov"))
+
+    def test_frames_are_timecodes(self):
+        images = self.make_images("s/a.%04d.png")
+        expected = self.pictures(images)
+        self.assertEqual(self.pictures(images, "--timecode", "10:00:00:00", "--frames",
+                                       "10:00:00:01-10:00:00:02"), expected[1:3])
+
+    def test_timecode_counts_from_the_number(self):
+        images = self.make_images("s/a.%04d.png")
+        report = self.encode(images, "--timecode", "frame")
+        self.assertEqual(report["timecode"], "00:00:41:17")
+        report = self.encode(images, "--timecode", "frame", "--frames", "1003-1004")
+        self.assertEqual(report["timecode"], "00:00:41:19")
+
+    def test_missing_numbers_are_listed(self):
+        images = self.make_images("s/a.%04d.png", frames=9)
+        for number in (1002, 1005, 1006):
+            self.path(f"s/a.{number}.png").unlink()
+        self.fail_with(1, ["numbers 1002 and 1005-1006", "--missing hold"], "encode", "--rate",
+                       "24", images, self.path("x.mov"))
+        self.assertEqual(self.encode(images, "--frames", "1003-1004")["frames"], 2)
+
+    def test_missing_numbers_are_filled_on_request(self):
+        images = self.make_images("s/a.%04d.png")
+        whole = self.pictures(images)
+        for number in (1003, 1004):
+            self.path(f"s/a.{number}.png").unlink()
+        held = self.pictures(images, "--missing", "hold")
+        self.assertEqual(held, [whole[0], whole[1], whole[1], whole[1], whole[4]])
+        filled = self.pictures(images, "--missing", "black")
+        self.assertEqual([filled[i] for i in (0, 1, 4)], [whole[i] for i in (0, 1, 4)])
+        luma = memoryview(filled[2]).cast("H")[:96 * 64]
+        self.assertEqual((filled[2], set(luma)), (filled[3], {64}))
+
+    def test_a_far_number_does_not_make_an_endless_clip(self):
+        self.make_images("s/a.%d.png", frames=2)
+        self.path("s/a.1002.png").rename(self.path("s/a.999999999.png"))
+        self.fail_with(1, ["too many missing files", "--frames"], "encode", "--rate", "24",
+                       "--missing", "hold", self.path("s/a.%d.png"), self.path("x.mov"))
+
+
+class Labels(SequenceTest):
+    def stamp_dpx(self, path, timecode, rate, reel):
+        """Writes timecode, rate and device into the header of a .dpx, which gets its whole header."""
+        data = path.read_bytes()
+        order = ">" if data[:4] == b"SDPX" else "<"
+        offset = struct.unpack_from(order + "I", data, 4)[0]
+        header = bytearray(data[:offset].ljust(2048, b"\xff"))
+        struct.pack_into(order + "I", header, 4, 2048)
+        struct.pack_into("32s", header, 1556, reel.encode())
+        struct.pack_into(order + "f", header, 1724, rate)
+        struct.pack_into(order + "I", header, 1920, timecode)
+        struct.pack_into(order + "f", header, 1940, rate)
+        path.write_bytes(header + data[offset:])
+
+    def test_rate_timecode_and_reel_come_from_the_files(self):
+        images = self.make_images("s/a.%d.dpx", frames=2)
+        for i in range(2):
+            self.stamp_dpx(self.path(f"s/a.{1001 + i}.dpx"), 0x10203004 + i, 23.976, "A001C002")
+        report = json.loads(self.succeed("encode", "--json", images, self.path("out.mov")).stdout)
+        self.assertEqual(report["timecode"], "10:20:30:04")
+        stream = probe(self.path("out.mov"))
+        self.assertEqual(stream["r_frame_rate"], "24000/1001")
+        tags = subprocess.run(["ffprobe", "-v", "error", "-show_streams", self.path("out.mov")],
+                              check=True, capture_output=True, text=True, timeout=TIMEOUT).stdout
+        self.assertIn("TAG:reel_name=A001C002", tags)
+        report = self.encode(images, "--timecode", "file", "--frames", "1002", "--rate", "25")
+        self.assertEqual(report["timecode"], "10:20:30:05")
+
+    def test_a_short_dpx_header_states_nothing(self):
+        images = self.make_images("s/a.%d.dpx", frames=1)
+        self.fail_with(1, ["state no frame rate", "--rate 24"], "encode", images,
+                       self.path("x.mov"))
+        self.fail_with(1, ["no timecode", "--timecode frame"], "encode", "--rate", "24",
+                       "--timecode", "file", images, self.path("x.mov"))
+
+
+class Colours(SequenceTest):
+    def test_linear_pictures_need_a_conversion(self):
+        images = self.make_images("s/a.%d.exr", pixels="gbrpf32le")
+        result = self.fail_with(1, ["scene-linear"], "encode", "--rate", "24", images,
+                                self.path("x.mov"))
+        command = re.search(r"^  vixprores (.*) OUTPUT$", result.stderr, re.MULTILINE).group(1)
+        self.succeed(*command.replace("'", "").split(), "--rate", "24", self.path("out.mov"))
+        stream = probe(self.path("out.mov"))
+        self.assertEqual((stream["color_primaries"], stream["color_transfer"],
+                          stream["color_space"]), ("bt709", "bt709", "bt709"))
+
+    def test_linear_grey_gets_the_curve_of_the_video(self):
+        """18 % grey is 0.18 ** (1 / 2.4) with the curve of BT.1886."""
+        level = 0.18
+        self.path("s").mkdir(exist_ok=True)
+        width, height = map(int, SIZE.split("x"))
+        raw = struct.pack("<f", level) * (width * height * 3)
+        subprocess.run(["ffmpeg", "-v", "error", "-f", "rawvideo", "-pix_fmt", "gbrpf32le", "-s",
+                        SIZE, "-i", "-", self.path("s/a.1.exr")], input=raw, check=True,
+                       timeout=TIMEOUT)
+        picture = self.pictures(self.path("s/a.%d.exr"), "--input-color", "ACEScg",
+                                "--output-color", "Rec.709")[0]
+        luma = memoryview(picture).cast("H")[:width * height]
+        expected = 64 + 876 * level ** (1 / 2.4)
+        self.assertLessEqual(max(abs(value - expected) for value in luma), 1)
+
+    def test_unknown_names_are_refused_with_the_known_ones(self):
+        images = self.make_images("s/a.%d.png")
+        self.fail_with(1, ["'nonsense'", "ACEScg", "ARRI LogC3", "Rec.709"], "encode", "--rate",
+                       "24", "--input-color", "nonsense", "--output-color", "sRGB", images,
+                       self.path("x.mov"))
+        self.fail_with(2, ["--input-color and --output-color"], "encode", "--rate", "24",
+                       "--input-color", "sRGB", images, self.path("x.mov"))
+
+    def test_another_configuration_is_used(self):
+        images = self.make_images("s/a.%d.png")
+        config = self.path("own.ocio")
+        config.write_text("""ocio_profile_version: 1
+roles: {default: plain}
+displays: {any: [!<View> {name: any, colorspace: plain}]}
+colorspaces:
+  - !<ColorSpace> {name: plain}
+  - !<ColorSpace>
+    name: half
+    from_reference: !<MatrixTransform> {matrix: [.5, 0, 0, 0, 0, .5, 0, 0, 0, 0, .5, 0, 0, 0, 0, 1]}
+""")
+        spaces = ["--input-color", "plain", "--output-color", "half"]
+        converted = self.pictures(images, "--ocio", config, *spaces)
+        luma = memoryview(converted[0]).cast("H")[:96 * 64]
+        self.assertLess(max(luma), 64 + 876 / 2 + 16)
+        result = run("encode", "--overwrite", "--rate", "24", *spaces, images,
+                     self.path("out.mov"), env={"OCIO": str(config)})
+        self.assertEqual(result.returncode, 0, result.stderr)
+        self.fail_with(1, ["own.ocio", "missing"], "encode", "--rate", "24", "--ocio",
+                       self.path("missing own.ocio"), *spaces, images, self.path("x.mov"))
+
+
+class BadInput(SequenceTest):
+    def test_truncated_files_are_named(self):
+        for extension in ("dpx", "tif", "tga", "jpg", "png"):
+            with self.subTest(extension):
+                images = self.make_images(f"{extension}/a.%04d.{extension}", pixels="rgb24")
+                broken = self.path(f"{extension}/a.1003.{extension}")
+                data = broken.read_bytes()
+                broken.write_bytes(data[:len(data) // 2])
+                result = run("encode", "--rate", "24", images, self.path("out.mov"))
+                self.assertEqual(result.returncode, 1)
+                self.assertIn(f"{broken}: frame 1003 ", result.stderr)
+                self.assertIn("2 frames before that are kept", result.stderr)
+                self.path("out.partial.mov").unlink()
+
+    def test_files_that_are_no_images_are_named(self):
+        for extension in ("exr", "dpx", "tif", "png", "jpg", "tga", "cin"):
+            with self.subTest(extension):
+                self.path(f"a1.{extension}").write_bytes(b"not an image" * 30)
+                self.fail_with(1, [f"a1.{extension}", f"cannot be read as .{extension}"], "encode",
+                               "--rate", "24", self.path(f"a%d.{extension}"), self.path("x.mov"))
+
+    def test_a_change_of_size_is_named(self):
+        images = self.make_images("s/a.%d.png")
+        self.make_images("t/a.%d.png", size="64x96")
+        self.path("t/a.1004.png").rename(self.path("s/a.1004.png"))
+        self.fail_with(1, ["a.1004.png", "frame 1004 differs from the first file",
+                           "found 64x96", "expected 96x64"], "encode", "--rate", "24", images,
+                       self.path("x.mov"))
+
+    def test_a_change_of_channels_is_named(self):
+        images = self.make_images("s/a.%d.png")
+        self.make_images("t/a.%d.png", pixels="gray")
+        self.path("t/a.1002.png").rename(self.path("s/a.1002.png"))
+        self.fail_with(1, ["a.1002.png", "found 96x64 pixels with 1 channel"], "encode", "--rate",
+                       "24", images, self.path("x.mov"))
+
+    def test_a_folder_with_several_sequences_is_refused_with_their_names(self):
+        self.make_images("s/a.%04d.png")
+        self.make_images("s/b.%d.dpx", first=8)
+        self.fail_with(1, ["2 image sequences", "a.%04d.png 1001-1005", "b.%d.dpx 8-12"], "encode",
+                       "--rate", "24", self.path("s"), self.path("x.mov"))
+
+    def test_names_without_files_are_refused(self):
+        self.fail_with(1, ["a.%04d.png: there are no such files"], "encode", "--rate", "24",
+                       self.path("a.%04d.png"), self.path("x.mov"))
+        self.fail_with(1, ["nowhere"], "encode", "--rate", "24", self.path("nowhere/a.%04d.png"),
+                       self.path("x.mov"))
+
+    def test_hostile_names_are_only_names(self):
+        images = self.make_images("s/a.%d.png", frames=2)
+        expected = self.pictures(images)
+        for number, prefix in enumerate(("-a.", "50%.", "a?b=c.", "a\nb.", "$(false).", "%s%n.")):
+            with self.subTest(prefix):
+                folder = self.path(f"hostile{number}")
+                folder.mkdir()
+                for i in (1001, 1002):
+                    (folder / f"{prefix}{i}.png").write_bytes(
+                        self.path(f"s/a.{i}.png").read_bytes())
+                self.assertEqual(self.pictures(folder), expected)
+
+    def test_the_message_for_a_name_with_a_newline_is_one_line(self):
+        self.path("s").mkdir()
+        for name in ("a\nb.1.png", "c.1.png"):
+            self.path("s").joinpath(name).touch()
+        result = self.fail_with(1, [r"a\nb.%d.png 1"], "encode", "--rate", "24", self.path("s"),
+                                self.path("x.mov"))
+        self.assertNotIn("a\nb", result.stderr)
+
+
+class Program(unittest.TestCase):
+    def test_does_not_link_the_libraries_of_images(self):
+        libraries = subprocess.run(["ldd", PROGRAM], check=True, capture_output=True,
+                                   text=True).stdout
+        self.assertIn("libvixCore", libraries)
+        self.assertNotRegex(libraries, "OpenImageIO|OpenColorIO")
+
+
+if __name__ == "__main__":
+    unittest.main()
