@@ -2,6 +2,7 @@
 #include "run/FrameSource.h"
 
 #include <algorithm>
+#include <iterator>
 #include <string>
 #include <utility>
 
@@ -53,20 +54,24 @@ std::optional<std::int64_t> CountFrames(const FrameReader& reader,
 }
 
 FrameSource::FrameSource(std::unique_ptr<FrameReader> reader,
-                         const std::optional<FrameRange>& range, DamagePolicy onDamage)
+                         const std::optional<FrameRange>& range, DamagePolicy onDamage,
+                         const std::optional<SoundRange>& sound)
     : reader_(std::move(reader)),
       range_(range.value_or(FrameRange())),
       isPart_(range.has_value()),
       onDamage_(onDamage),
       convert_(reader_->GetConversion()),
-      sound_(reader_->GetSideTracks(), FindTimeSpan(reader_->GetFormat(), range)),
+      sound_(reader_->GetSideTracks(),
+             sound ? sound->span : FindTimeSpan(reader_->GetFormat(), range)),
       total_(CountFrames(*reader_, range)) {
   try {
     reader_->CheckRange(range_);
   } catch (const FrameTimeFailure& failure) {
     RejectTimes(failure, reader_->GetFormat().IsRaw());
   }
-  if (range_.first > 0 && reader_->SkipTo(range_.first)) framesRead_ = range_.first;
+  const std::int64_t leadIn = sound ? sound->leadIn : 0;
+  const std::int64_t start = std::max<std::int64_t>(0, range_.first - leadIn);
+  if (start > 0 && reader_->SkipTo(start)) framesRead_ = start;
 }
 
 std::optional<Frame> FrameSource::Read() {
@@ -79,8 +84,10 @@ std::optional<Frame> FrameSource::Read() {
     }
     FramePlace& place = frame->place;
     framesRead_ = place.number + place.count;
-    frame->sound = sound_.Take();
+    // Sound may be stored before the pictures that it belongs to.
+    std::ranges::move(sound_.Take(), std::back_inserter(soundRead_));
     if (framesRead_ <= range_.first) continue;
+    frame->sound = std::exchange(soundRead_, {});
     if (frame->isUneven) ++unevenFrames_;
     // A gap may begin before the range or end after it.
     place.number = std::max(place.number, range_.first);

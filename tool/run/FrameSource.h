@@ -38,14 +38,21 @@ struct Frame {
 std::optional<std::int64_t> CountFrames(const FrameReader& reader,
                                         const std::optional<FrameRange>& range);
 
+/// Sound to read beside a range of frames.
+struct SoundRange {
+  std::optional<TimeSpan> span;  ///< nullopt = all of it
+  std::int64_t leadIn = 0;       ///< frames before the range from which on sound is read
+};
+
 /// Reads the frames of a range with their faults and their sound. Used by one thread at a time,
 /// except for Unpack() and CheckFramesInUse().
 class FrameSource {
  public:
   /// @param range    nullopt = all frames
   /// @param onDamage whether a frame at an uneven time ends the run
+  /// @param sound    sound to read; nullopt = that of the range, from time 0 on
   FrameSource(std::unique_ptr<FrameReader> reader, const std::optional<FrameRange>& range,
-              DamagePolicy onDamage);
+              DamagePolicy onDamage, const std::optional<SoundRange>& sound = std::nullopt);
 
   FrameReader& GetReader() const { return *reader_; }
   const std::string& GetName() const { return reader_->GetName(); }
@@ -78,6 +85,7 @@ class FrameSource {
   DamagePolicy onDamage_;
   FrameConversion convert_;
   SoundCopy sound_;
+  std::vector<SoundPacket> soundRead_;  ///< since the last frame of the range
   std::optional<std::int64_t> total_;
   std::int64_t unevenFrames_ = 0;  ///< of the range
   std::int64_t framesRead_ = 0;    ///< including those before the range
