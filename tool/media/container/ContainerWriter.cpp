@@ -39,20 +39,21 @@ AVBufferRef* Share(const SharedBuffer& buffer) {
 }  // namespace
 
 ContainerWriter::ContainerWriter(OutputFile& file, const OutputFormat& output,
-                                 const MovieContent& content)
+                                 const MovieContent& content, bool isRepeatable)
     : file_(file),
       bytes_(file),
       content_(content),
       isTagged_(output.muxer == std::string("mov") && file.IsSeekable()),
       endsWithPictures_(output.muxer == std::string("mxf")),
       soundEnds_(content.sound.size()),
+      packets_(content),
       context_(MakeMuxer(output.muxer, content)) {
   context_->pb = bytes_.Get();
   const bool isFragmented = output.muxer == std::string("mov") && !isTagged_;
   const MemoryWatch memory;
   Check(WriteHeader(*context_, content_, isFragmented), memory);
   if (!isTagged_) return;
-  file_.KeepOnDisk();
+  if (!isRepeatable) file_.KeepOnDisk();
   WriteDescription();
 }
 
@@ -80,7 +81,7 @@ void ContainerWriter::Write(const std::shared_ptr<const vix::IVideoSample>& fram
                   " bytes are too large for a container; write raw frames");
   }
   const vix::TimeLimits& time = frame->GetTimeLimits().front();
-  const Packet packet(av_packet_alloc());
+  Packet packet(av_packet_alloc());
   if (!packet) throw std::bad_alloc();
   packet->buf = Share(buffer);
   packet->data = buffer->GetData();
@@ -88,13 +89,23 @@ void ContainerWriter::Write(const std::shared_ptr<const vix::IVideoSample>& fram
   packet->pts = packet->dts = time.begin;
   packet->duration = time.end - time.begin;
   picturesEnd_ = time.end;
-  WritePacket(*context_->streams[0], Invert(time.ticksPerSecond), *packet);
+  packets_.AddFrame(std::move(packet));
+  WriteOrdered();
 }
 
 void ContainerWriter::WriteSound(SoundPacket sound) {
-  const AVStream& stream = *context_->streams[1 + sound.track];
   soundEnds_[sound.track] = sound.packet->pts + sound.packet->duration;
-  WritePacket(stream, {1, stream.codecpar->sample_rate}, *sound.packet);
+  packets_.AddSound(std::move(sound));
+  WriteOrdered();
+}
+
+void ContainerWriter::WriteOrdered() {
+  while (const auto item = packets_.Take()) {
+    const AVStream& stream = *context_->streams[item->stream];
+    const AVRational clock = item->stream == 0 ? Invert(content_.video.rate)
+                                               : AVRational{1, stream.codecpar->sample_rate};
+    WritePacket(stream, clock, *item->packet);
+  }
 }
 
 void ContainerWriter::WritePacket(const AVStream& stream, AVRational clock, AVPacket& packet) {
@@ -140,6 +151,8 @@ void ContainerWriter::Finish() {
   // The library cannot write the trailer twice.
   if (std::exchange(ended_, true)) throw Failure(file_.GetName() + ": cannot be completed");
   if (endsWithPictures_) FillUpSound();
+  packets_.Finish();
+  WriteOrdered();
   const std::int64_t index = avio_tell(context_->pb);
   const MemoryWatch memory;
   Check(av_write_trailer(context_.get()), memory);

@@ -12,6 +12,7 @@
 
 #include "format/OutputFormat.h"
 #include "media/FrameWriter.h"
+#include "media/container/Interleaver.h"
 #include "media/container/Libav.h"
 
 namespace vixprores {
@@ -37,7 +38,10 @@ class ContainerWriter : public FrameWriter {
  public:
   /// Writes the container's header. Throws a Failure with the muxer's reason if the muxer rejects
   /// the tracks.
-  ContainerWriter(OutputFile& file, const OutputFormat& output, const MovieContent& content);
+  /// @param isRepeatable the file can be made again in little time, so that it need not reach the
+  ///                     disk at once
+  ContainerWriter(OutputFile& file, const OutputFormat& output, const MovieContent& content,
+                  bool isRepeatable = false);
   ~ContainerWriter() override;
 
   void Write(const std::shared_ptr<const vix::IVideoSample>& frame) override;
@@ -50,6 +54,7 @@ class ContainerWriter : public FrameWriter {
   friend struct ContainerWriterPeer;  // for tests of files that are too large to write
 
   void WriteDescription();
+  void WriteOrdered();
   void WriteTag(std::uint32_t track, const AVPacket& packet);
   void WritePacket(const AVStream& stream, AVRational clock, AVPacket& packet);
   void PatchMovie(std::int64_t index);
@@ -64,6 +69,7 @@ class ContainerWriter : public FrameWriter {
   bool endsWithPictures_;                ///< as .mxf, whose sound ends with the pictures
   std::int64_t picturesEnd_ = 0;         ///< in frames
   std::vector<std::int64_t> soundEnds_;  ///< in samples, one for each track
+  Interleaver packets_;                  ///< that are not written yet
   bool ended_ = false;
   Muxer context_;
 };
