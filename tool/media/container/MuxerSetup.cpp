@@ -271,6 +271,12 @@ std::vector<std::uint8_t> DescribeMovie(const MovieContent& content) {
       WriteHeaderWith(*muxer, content.video, std::string(kFragmentFlags) + "+" + kAllTexts, true);
   if (result < 0) return {};
   const MemoryWatch memory;
+  // Room for labels that are added later without moving the packets.
+  constexpr int kRoom = 1024;
+  avio_wb32(muxer->pb, kRoom);
+  avio_wl32(muxer->pb, vix::MakeFourCC("free"));
+  const std::vector<std::uint8_t> zeros(kRoom - 8);
+  avio_write(muxer->pb, zeros.data(), static_cast<int>(zeros.size()));
   std::uint8_t* bytes = nullptr;
   const int size = avio_get_dyn_buf(muxer->pb, &bytes);
   memory.Check();
