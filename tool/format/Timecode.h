@@ -31,6 +31,9 @@ class Timecode {
   std::int64_t CountFramesTo(std::string text) const;
   /// Returns the label so many frames later (or earlier), modulo 24 hours.
   Timecode operator+(std::int64_t frames) const;
+  bool IsDropFrame() const { return dropFrame_; }
+  /// Returns the frames since midnight.
+  std::int64_t FrameOfDay() const { return frame_; }
   std::string ToText() const;
 
   friend bool operator==(const Timecode&, const Timecode&) = default;

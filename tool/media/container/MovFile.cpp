@@ -40,17 +40,18 @@ std::optional<MovAtom> ReadAtomOf(const File& file, std::int64_t position) {
     return std::nullopt;
   }
   std::uint64_t size = prores::ReadU32(bytes.data());
+  const bool isOpen = size == 0;
   std::int64_t header = 8;
   if (size == 1) {
     header = 16;
     size = found == bytes.size() ? prores::ReadU64(bytes.data() + 8) : 0;
-  } else if (size == 0) {  // extends to the end
+  } else if (isOpen) {
     size = static_cast<std::uint64_t>(SizeOf(file) - position);
   }
   const auto most = static_cast<std::uint64_t>(INT64_MAX - position);
   if (size < static_cast<std::uint64_t>(header) || size > most) return std::nullopt;
   return MovAtom{ReadType(bytes.data() + 4), position + header,
-                 position + static_cast<std::int64_t>(size)};
+                 position + static_cast<std::int64_t>(size), isOpen};
 }
 
 std::optional<MovAtom> FindAtom(const OutputFile& file, vix::FourCC type, std::int64_t position,

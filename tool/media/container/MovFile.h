@@ -22,6 +22,7 @@ struct MovAtom {
   vix::FourCC type = 0;
   std::int64_t contents = 0;  ///< position of the first byte after size and type
   std::int64_t end = 0;       ///< position after the last byte, by the size in the header
+  bool isOpen = false;        ///< extends to the end of the file, whatever its size
 };
 
 /// Returns the atom at a position of a seekable file; nullopt if there is none.
