@@ -36,18 +36,6 @@ int ToCodePoint(std::uint8_t headerValue) {
   return headerValue == 0 ? 2 : headerValue;
 }
 
-// Returns aspect_ratio_information: 1 = square pixels, 2 = a 4:3 picture, 3 = a 16:9 picture.
-std::uint8_t AspectCode(const StreamFormat& format) {
-  const Rational& pixel = format.sampleAspect;
-  if (pixel.numerator == 0) return 0;
-  if (pixel.numerator == pixel.denominator) return 1;
-  // Sides have 16 bits and aspects 31: the products fit 64 bits.
-  const std::int64_t width = std::int64_t{format.width} * pixel.numerator;
-  const std::int64_t height = std::int64_t{format.height} * pixel.denominator;
-  if (width * 3 == height * 4) return 2;
-  return width * 9 == height * 16 ? 3 : 0;
-}
-
 }  // namespace
 
 std::optional<ParsedHeader> ParseHeader(std::span<const std::uint8_t> frame) {
@@ -81,6 +69,17 @@ Rational SampleAspectOf(const prores::FrameHeader& header) {
     default:
       return {0, 1};
   }
+}
+
+std::uint8_t CodeOfAspect(const StreamFormat& format) {
+  const Rational& pixel = format.sampleAspect;
+  if (pixel.numerator == 0) return 0;
+  if (pixel.numerator == pixel.denominator) return 1;
+  // Sides have 16 bits and aspects 31: the products fit 64 bits.
+  const std::int64_t width = std::int64_t{format.width} * pixel.numerator;
+  const std::int64_t height = std::int64_t{format.height} * pixel.denominator;
+  if (width * 3 == height * 4) return 2;
+  return width * 9 == height * 16 ? 3 : 0;
 }
 
 FieldOrder FieldOrderOf(prores::InterlaceMode mode) {
@@ -141,7 +140,7 @@ void StampFrameHeader(const StreamFormat& format, std::span<std::uint8_t> frame)
   header->transferCharacteristic = static_cast<std::uint8_t>(format.colour.transfer);
   header->matrixCoefficients = static_cast<std::uint8_t>(format.colour.matrix);
   header->frameRate = CodeOfRate(format.rate);
-  header->aspectRatio = AspectCode(format);
+  header->aspectRatio = CodeOfAspect(format);
   WriteFrameHeader(*header, static_cast<std::uint32_t>(frame.size()), frame.data());
 }
 

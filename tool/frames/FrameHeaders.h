@@ -51,6 +51,10 @@ std::uint8_t CodeOfRate(Rational rate);
 /// of 4:3 or 16:9) and the size; numerator 0 = unknown.
 Rational SampleAspectOf(const prores::FrameHeader& header);
 
+/// Returns the aspect_ratio_information of the stream: 1 = square pixels, 2 = a 4:3 picture, 3 = a
+/// 16:9 picture, 0 = any other or unknown.
+std::uint8_t CodeOfAspect(const StreamFormat& stream);
+
 FieldOrder FieldOrderOf(prores::InterlaceMode mode);
 
 /// Returns the colour code points. The header has 0 for unknown as well, ISO/IEC 23091-2 only 2.

@@ -53,7 +53,8 @@ void HandleBusError(int /*signal*/, siginfo_t* info, void* /*context*/) {
   }
   found->fault.load()->store(true);
   std::uint8_t* const page = static_cast<std::uint8_t*>(info->si_addr) - address % PageBytes();
-  (void)mmap(page, PageBytes(), PROT_READ, MAP_PRIVATE | MAP_ANONYMOUS | MAP_FIXED, -1, 0);
+  (void)mmap(page, PageBytes(), PROT_READ | PROT_WRITE, MAP_PRIVATE | MAP_ANONYMOUS | MAP_FIXED, -1,
+             0);
 }
 
 void InstallHandler() {
@@ -76,7 +77,7 @@ std::optional<std::size_t> TakeWatch() {
 }  // namespace
 
 std::shared_ptr<const FileMapping> FileMapping::Make(int descriptor, std::int64_t position,
-                                                     std::size_t bytes,
+                                                     std::size_t bytes, std::size_t writable,
                                                      std::shared_ptr<MappingFault> fault) {
   InstallHandler();
   const auto skip = static_cast<std::size_t>(position) % PageBytes();
@@ -84,7 +85,10 @@ std::shared_ptr<const FileMapping> FileMapping::Make(int descriptor, std::int64_
   void* const pages = mmap(nullptr, skip + bytes, PROT_READ, MAP_PRIVATE | MAP_POPULATE, descriptor,
                            position - static_cast<std::int64_t>(skip));
   if (pages == MAP_FAILED) return nullptr;
-  const auto watch = TakeWatch();
+  // Populating writable pages would copy all of them; so only those to be changed become writable.
+  const bool isReady =
+      writable == 0 || mprotect(pages, skip + writable, PROT_READ | PROT_WRITE) == 0;
+  const auto watch = isReady ? TakeWatch() : std::nullopt;
   if (!watch) {
     munmap(pages, skip + bytes);
     return nullptr;
@@ -248,7 +252,8 @@ std::shared_ptr<const FileMapping> InputFile::ReadInPlace(std::size_t bytes) {
   const auto left =
       static_cast<std::size_t>(std::max<std::int64_t>(0, size_.value_or(0) - position_));
   if (!isMappable_ || bytes < kFewest || bytes > left) return nullptr;
-  auto mapping = FileMapping::Make(descriptor_, position_, bytes, mappingFault_);
+  auto mapping =
+      FileMapping::Make(descriptor_, position_, bytes, std::min(writable_, bytes), mappingFault_);
   if (mapping) Seek(position_ + static_cast<std::int64_t>(bytes));
   return mapping;
 }

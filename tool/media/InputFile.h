@@ -30,15 +30,16 @@ class FileMapping {
  public:
   /// Maps `bytes` bytes from `position` on; returns null if the system cannot, or if there are too
   /// many mappings.
-  /// @param fault of the file; its mappings share it
+  /// @param writable number of bytes at the start that may be changed, in this mapping alone
+  /// @param fault    of the file; its mappings share it
   static std::shared_ptr<const FileMapping> Make(int descriptor, std::int64_t position,
-                                                 std::size_t bytes,
+                                                 std::size_t bytes, std::size_t writable,
                                                  std::shared_ptr<MappingFault> fault);
   ~FileMapping();
   FileMapping(const FileMapping&) = delete;
   FileMapping& operator=(const FileMapping&) = delete;
 
-  /// Returns the bytes, which are read-only.
+  /// Returns the bytes. All but the writable ones are read-only.
   std::uint8_t* GetData() const { return pages_ + skip_; }
 
  private:
@@ -89,7 +90,11 @@ class InputFile {
   /// Requires IsSeekable().
   std::size_t ReadAt(std::int64_t position, std::span<std::uint8_t> destination) const;
   /// Allows ReadInPlace(), except on a pipe.
-  void AllowMapping() { isMappable_ = !mayWait_ && IsSeekable(); }
+  /// @param writable number of bytes at the start of each mapping that may be changed in memory
+  void AllowMapping(std::size_t writable = 0) {
+    isMappable_ = !mayWait_ && IsSeekable();
+    writable_ = writable;
+  }
   /// Returns true if ReadInPlace() is allowed.
   bool IsMappable() const { return isMappable_; }
   /// Maps the next `bytes` bytes and moves past them. Returns null if mapping is not allowed, not
@@ -116,6 +121,7 @@ class InputFile {
   std::optional<std::int64_t> size_;
   std::int64_t position_ = 0;
   bool isMappable_ = false;
+  std::size_t writable_ = 0;  ///< bytes at the start of a mapping
   std::shared_ptr<MappingFault> mappingFault_ = std::make_shared<MappingFault>(false);
   std::vector<std::uint8_t> peeked_;  ///< bytes read ahead, from position_ on
 };

@@ -7,7 +7,9 @@
 #include <utility>
 
 #include "base/Errors.h"
+#include "frames/FrameLabels.h"
 #include "media/InputFile.h"
+#include "media/container/FilePatch.h"
 #include "media/container/PacketTag.h"
 #include "media/container/RawContainerReader.h"
 #include "media/container/TrackDescription.h"
@@ -67,7 +69,13 @@ std::unique_ptr<FrameReader> OpenRawVideo(const std::string& path,
 }
 
 std::unique_ptr<FrameReader> OpenProRes(const std::string& path, const ProResOptions& options) {
+  if (IsHalfPatched(path)) {
+    throw Failure(path +
+                  ": was left half changed by an interrupted run; 'vixprores copy --in-place " +
+                  QuoteForShell(path) + "' restores it");
+  }
   auto file = OpenInput(path);
+  if (options.inPlace) file->AllowMapping(kLabelledBytes);
   if (options.scan) {
     return std::make_unique<ScanReader>(std::move(file), options.demands, options.rate);
   }

@@ -66,6 +66,7 @@ ProResReader::ProResReader(std::unique_ptr<InputFile> file, const ProResReading&
   RequireProRes(track_);
   ChooseLayout();
   DescribeStream(FindHeader(reading.damagedStart));
+  if (reading.inPlace) track_.KeepFramesInPlace();
 }
 
 void ProResReader::DescribeStream(const prores::FrameHeader& header) {

@@ -21,6 +21,9 @@ struct ProResReading {
   /// frames are returned nevertheless.
   bool damagedStart = false;
   FrameTimes times = FrameTimes::Checked;
+  /// Leave large frames in the file, if possible (CheckFramesInUse()). Their first
+  /// kLabelledBytes bytes may be changed in memory.
+  bool inPlace = false;
 };
 
 /// Reads the ProRes frames of a container. The buffers are the container library's own packets,
@@ -34,6 +37,7 @@ class ProResReader : public FrameReader {
   SideTracks* GetSideTracks() override { return &track_; }
   /// Notes a variable frame rate, if it is accepted (FrameTimes::Evident).
   std::string GetEndNote() const override;
+  void CheckFramesInUse() const override { track_.CheckFramesInUse(); }
   bool ReadsFrom(const std::string& path) const override { return track_.IsSameFile(path); }
 
  private:
