@@ -52,8 +52,10 @@ struct InputDescription {
   std::optional<StreamFormat> container = std::nullopt;
   std::optional<std::int64_t> frames = std::nullopt;  ///< nullopt if only the end shows it
   std::int64_t firstNumber = 0;  ///< of the frames as users count them: that of the first file
-  std::optional<Timecode> timecode = std::nullopt;    ///< of frame 0; nullopt = unknown
-  Metadata metadata = {};                             ///< of the file, and "reel_name"
+  std::optional<Timecode> timecode = std::nullopt;  ///< of frame 0; nullopt = unknown
+  Metadata metadata = {};                           ///< of the file, and "reel_name"
+  std::string compressor = {};    ///< name of the video's encoder; empty = unknown
+  vix::FourCC vendor = 0;         ///< of the video's encoder; 0 = unknown
   std::string note = {};          ///< how the input is interpreted; empty = as usual
   std::string timecodeNote = {};  ///< why the input's timecode is not used; empty = it is
 };

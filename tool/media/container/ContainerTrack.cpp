@@ -9,6 +9,7 @@
 #include "base/Errors.h"
 #include "base/Interrupt.h"
 #include "base/Text.h"
+#include "media/container/EncoderDescription.h"
 #include "media/container/TrackDescription.h"
 
 extern "C" {
@@ -64,6 +65,7 @@ InputDescription ContainerTrack::GetDescription() const {
   description.frames = CountFrames();
   description.timecode = timecode.timecode;
   description.metadata = FindMetadata(context);
+  DescribeEncoder(stream_, description);
   description.note = FindTrackNote(context, GetName());
   description.timecodeNote = timecode.note;
   return description;
