@@ -2,11 +2,13 @@
 #include "media/FrameWriter.h"
 
 #include <algorithm>
+#include <exception>
 #include <span>
 #include <utility>
 #include <vector>
 
 #include "base/FramePool.h"
+#include "format/InputFormat.h"
 #include "format/PlanarPicture.h"
 #include "media/container/ContainerWriter.h"
 #include "media/raw/Y4m.h"
@@ -67,6 +69,23 @@ std::unique_ptr<FrameWriter> MakeFrameWriter(OutputFile& file, const OutputForma
       return std::make_unique<ContainerWriter>(file, output, content);
     default:
       return std::make_unique<RawFrameWriter>(file);
+  }
+}
+
+KeptFrames KeepFrames(OutputFile& file, FrameWriter& writer, std::int64_t frames) {
+  const std::string kept = frames == 1
+                               ? "1 frame before that is kept in "
+                               : std::to_string(frames) + " frames before that are kept in ";
+  try {
+    writer.Finish();
+    const std::string name = file.CommitPartial();
+    return {name, "\n" + kept + name};
+  } catch (const std::exception&) {
+    const std::string work = writer.IsRecoverable() ? file.KeepWorkFile() : std::string();
+    return {{},
+            work.empty() ? "; nothing was kept"
+                         : "\n" + kept + work + "; 'vixprores recover " + QuoteForShell(work) +
+                               " OUTPUT' completes it"};
   }
 }
 

@@ -2,6 +2,7 @@
 #ifndef TOOL_MEDIA_FRAMEWRITER_H
 #define TOOL_MEDIA_FRAMEWRITER_H
 
+#include <cstdint>
 #include <memory>
 #include <string>
 
@@ -39,6 +40,16 @@ class FrameWriter {
 /// Returns the writer for an output format. `file` must outlive it.
 std::unique_ptr<FrameWriter> MakeFrameWriter(OutputFile& file, const OutputFormat& output,
                                              const MovieContent& content);
+
+/// The result of an output that ended early.
+struct KeptFrames {
+  std::string name;  ///< of the completed partial output; empty = there is none
+  std::string fate;  ///< text that follows the reason in the message
+};
+
+/// Completes an output with the `frames` frames so far under another name, or keeps its work file
+/// if that fails and the file can be recovered.
+KeptFrames KeepFrames(OutputFile& file, FrameWriter& writer, std::int64_t frames);
 
 }  // namespace vixprores
 

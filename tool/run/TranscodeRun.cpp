@@ -9,7 +9,6 @@
 #include "base/FramePool.h"
 #include "base/Interrupt.h"
 #include "base/Text.h"
-#include "format/InputFormat.h"
 #include "frames/FrameHeaders.h"
 #include "run/OrderedRun.h"
 
@@ -89,26 +88,14 @@ void TranscodeRun::Finish() {
 
 void TranscodeRun::FinishPartial(const std::string& reason) {
   report_.message = reason;
-  const std::string fate = report_.frames > 0 ? KeepFrames() : "; nothing was kept";
+  std::string fate = "; nothing was kept";
+  if (report_.frames > 0) {
+    const KeptFrames kept = KeepFrames(file_, *writer_, report_.frames);
+    if (!kept.name.empty()) ReportOutput(kept.name);
+    fate = kept.fate;
+  }
   // Frames that went to a pipe or a device are the reader's.
   if (file_.IsSeekable()) report_.message += fate;
-}
-
-// Completes the output with the frames so far. Returns what became of them.
-std::string TranscodeRun::KeepFrames() {
-  const std::string kept =
-      report_.frames == 1 ? "1 frame before that is kept in "
-                          : std::to_string(report_.frames) + " frames before that are kept in ";
-  try {
-    writer_->Finish();
-    ReportOutput(file_.CommitPartial());
-    return "\n" + kept + report_.output;
-  } catch (const std::exception&) {
-    const std::string work = writer_->IsRecoverable() ? file_.KeepWorkFile() : std::string();
-    return work.empty() ? "; nothing was kept"
-                        : "\n" + kept + work + "; 'vixprores recover " + QuoteForShell(work) +
-                              " OUTPUT' completes it";
-  }
 }
 
 // Converts a frame for the element. May be called from any thread, several at once, as Complete().

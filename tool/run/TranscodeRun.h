@@ -71,7 +71,6 @@ class TranscodeRun {
   void WriteFrame(const Sample& frame);
   void FillGap(const FramePlace& place);
   void ReportDamage(const Frame& frame);
-  std::string KeepFrames();
   void ReportOutput(const std::string& name);
   void StopClock();
 
