@@ -12,8 +12,9 @@ extern "C" {
 namespace vixprores {
 
 std::vector<Command> AllCommands() {
-  return {MakeEncodeCommand(),   MakeDecodeCommand(),  MakeInspectCommand(),   MakeCompareCommand(),
-          MakeVerifyCommand(),   MakeRecoverCommand(), MakeThumbsCommand(),    MakeBenchCommand(),
+  return {MakeEncodeCommand(),   MakeDecodeCommand(),  MakeCopyCommand(),
+          MakeInspectCommand(),  MakeCompareCommand(), MakeVerifyCommand(),
+          MakeRecoverCommand(),  MakeThumbsCommand(),  MakeBenchCommand(),
           MakeElementsCommand(), MakeManualCommand(),  MakeCompletionCommand()};
 }
 

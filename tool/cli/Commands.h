@@ -20,6 +20,7 @@ std::vector<Command> AllCommands();
 // Each is defined in the file of its name.
 Command MakeEncodeCommand();
 Command MakeDecodeCommand();
+Command MakeCopyCommand();
 Command MakeInspectCommand();
 Command MakeCompareCommand();
 Command MakeVerifyCommand();

@@ -35,15 +35,6 @@ std::optional<RawFrameFormat> ToRawFrameFormat(const RawFrameOptions& options,
                         options.interlaced};
 }
 
-Option ColourCodeOption(const std::string& name, ColourProperty property,
-                        std::optional<int>& code) {
-  Option option{
-      name, "NAME", "set this one; names in 'vixprores manual encode'",
-      [&code, property](const std::string& text) { code = FindColourCode(property, text); }};
-  option.choices = ColourCodeNames(property);
-  return option;
-}
-
 vix::FourCC ParseVendor(const std::string& text) {
   const bool isPrintable = std::ranges::all_of(text, [](char c) { return c >= ' ' && c <= '~'; });
   if (text.size() != 4 || !isPrintable) {
@@ -101,17 +92,6 @@ OptionGroup TextsGroup(EncodeOptions& options) {
 
 OptionGroup LabelsGroup(EncodeOptions& options) {
   StreamOverrides& overrides = options.overrides;
-  Option colour =
-      Parsed("--color", "NAME", overrides.colour, FindColourPreset, JoinWords(ColourPresets()));
-  colour.choices = ColourPresets();
-  colour.aliases = {"--colour"};
-  colour.synonyms = {{"rec709", "bt709"},         {"rec601-525", "bt601-525"},
-                     {"rec601-625", "bt601-625"}, {"rec2020", "bt2020"},
-                     {"rec2100-pq", "bt2020-pq"}, {"rec2100-hlg", "bt2020-hlg"},
-                     {"rec2020-pq", "bt2020-pq"}, {"rec2020-hlg", "bt2020-hlg"}};
-  colour.details =
-      "Primaries, transfer and matrix are written into the container and into the header of every "
-      "frame. What neither the input nor an option states stays unspecified.";
   Option fields = Choice<FieldOrder>("--fields", "ORDER", overrides.fields,
                                      {{"progressive", FieldOrder::Progressive},
                                       {"top", FieldOrder::TopFirst},
@@ -135,11 +115,12 @@ OptionGroup LabelsGroup(EncodeOptions& options) {
                              "compressor name in the .mov, up to 31 bytes");
   Option vendor = Parsed("--vendor", "CODE", options.vendor, ParseVendor,
                          "vendor code in the .mov, four characters");
-  return {"Labels (replace missing or wrong labels of the input)",
-          {colour, ColourCodeOption("--primaries", ColourProperty::Primaries, overrides.primaries),
-           ColourCodeOption("--transfer", ColourProperty::Transfer, overrides.transfer),
-           ColourCodeOption("--matrix", ColourProperty::Matrix, overrides.matrix), fields, aspect,
-           rate, timecode, compressor, vendor}};
+  OptionGroup group{"Labels (replace missing or wrong labels of the input)",
+                    ColourLabelOptions(overrides)};
+  for (Option& option : std::vector{fields, aspect, rate, timecode, compressor, vendor}) {
+    group.options.push_back(std::move(option));
+  }
+  return group;
 }
 
 OptionGroup RawFrameGroup(RawFrameOptions& options) {

@@ -30,9 +30,7 @@ std::vector<std::size_t> ParseTrackList(const std::string& text) {
 }
 
 void CheckTogether(const TranscodeOptions& options) {
-  if (options.noAudio && options.audioTracks) {
-    throw UsageError("--audio-tracks and --no-audio contradict each other; remove one of them");
-  }
+  CheckSoundOptions(options);
   if (options.outputDir && !options.output.empty()) {
     throw UsageError("--output and --output-dir contradict each other; remove one of them");
   }
@@ -53,11 +51,46 @@ std::function<void(const std::vector<std::string>&)> TakeFiles(TranscodeOptions&
   };
 }
 
+void CheckSoundOptions(const TranscodeOptions& options) {
+  if (!options.noAudio || !options.audioTracks) return;
+  throw UsageError("--audio-tracks and --no-audio contradict each other; remove one of them");
+}
+
 OptionGroup SoundGroup(TranscodeOptions& options) {
   Option tracks = Parsed("--audio-tracks", "LIST", options.audioTracks, ParseTrackList,
                          "copy only these, in this order: 2,1");
   return {"Sound (copied without change)",
           {tracks, Flag("--no-audio", options.noAudio, "write no sound")}};
+}
+
+namespace {
+
+Option ColourCodeOption(const std::string& name, ColourProperty property,
+                        std::optional<int>& code) {
+  Option option{
+      name, "NAME", "set this one; names in 'vixprores manual encode'",
+      [&code, property](const std::string& text) { code = FindColourCode(property, text); }};
+  option.choices = ColourCodeNames(property);
+  return option;
+}
+
+}  // namespace
+
+std::vector<Option> ColourLabelOptions(StreamOverrides& overrides) {
+  Option colour =
+      Parsed("--color", "NAME", overrides.colour, FindColourPreset, JoinWords(ColourPresets()));
+  colour.choices = ColourPresets();
+  colour.aliases = {"--colour"};
+  colour.synonyms = {{"rec709", "bt709"},         {"rec601-525", "bt601-525"},
+                     {"rec601-625", "bt601-625"}, {"rec2020", "bt2020"},
+                     {"rec2100-pq", "bt2020-pq"}, {"rec2100-hlg", "bt2020-hlg"},
+                     {"rec2020-pq", "bt2020-pq"}, {"rec2020-hlg", "bt2020-hlg"}};
+  colour.details =
+      "Primaries, transfer and matrix are written into the container and into the header of every "
+      "frame. What neither the input nor an option states stays unspecified.";
+  return {colour, ColourCodeOption("--primaries", ColourProperty::Primaries, overrides.primaries),
+          ColourCodeOption("--transfer", ColourProperty::Transfer, overrides.transfer),
+          ColourCodeOption("--matrix", ColourProperty::Matrix, overrides.matrix)};
 }
 
 OptionGroup BatchGroup(TranscodeOptions& options) {

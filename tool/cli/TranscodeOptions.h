@@ -17,7 +17,11 @@ namespace vixprores {
 /// Returns a function that takes two names, or any number of inputs if there is an output folder.
 std::function<void(const std::vector<std::string>&)> TakeFiles(TranscodeOptions& options);
 
+/// Rejects options of SoundGroup() that contradict each other with a UsageError.
+void CheckSoundOptions(const TranscodeOptions& options);
 OptionGroup SoundGroup(TranscodeOptions& options);
+/// Returns --color, --primaries, --transfer and --matrix.
+std::vector<Option> ColourLabelOptions(StreamOverrides& overrides);
 OptionGroup BatchGroup(TranscodeOptions& options);
 OptionGroup RunGroup(TranscodeOptions& options);
 OptionGroup SequenceInputGroup(EncodeOptions& options);

@@ -72,6 +72,7 @@ nlohmann::ordered_json ToJson(const FrameDamage& damage) {
   nlohmann::ordered_json json = PlaceJson(damage.place);
   json["what"] = damage.what;
   json["treatment"] = ToWord(damage.treatment);
+  if (!damage.input.empty()) json["input"] = damage.input;
   return json;
 }
 
@@ -155,6 +156,10 @@ nlohmann::ordered_json ToJson(const RunReport& report) {
     json["outputBytes"] = report.outputBytes;
   }
   json["frames"] = report.frames;
+  for (const InputPart& part : report.parts) {
+    json["parts"].push_back(
+        {{"input", part.input}, {"first", part.first}, {"frames", part.frames}});
+  }
   if (report.result.width > 0) {
     json["sourceFormat"] = DescribeCode(report.source.code);
     json["resultFormat"] = DescribeCode(report.result.code);
@@ -225,7 +230,8 @@ std::string ErrorJson(const std::string& message) {
 void PrintDamage(const RunReport& report) {
   for (const FrameDamage& damage : report.damage) {
     if (damage.treatment == FrameDamage::Treatment::Stopped) continue;  // the message reports it
-    PrintError(NameOfInput(report.input) + ": " + Describe(damage));
+    const std::string& input = damage.input.empty() ? report.input : damage.input;
+    PrintError(NameOfInput(input) + ": " + Describe(damage));
   }
   if (report.soundDamage.empty()) return;
   for (const SoundDamage& damage : FirstOf(report.soundDamage)) {

@@ -55,7 +55,7 @@ struct TranscodeOptions : HostOptions, MachineOptions {
   std::optional<FrameRange> frames;
   bool noAudio = false;
   std::optional<std::vector<std::size_t>> audioTracks;  ///< places from 0; none = all
-  ColourOptions colours;  ///< of images
+  ColourOptions colours;                                ///< of images
   bool overwrite = false;
   bool json = false;  ///< summary as JSON
   ProgressKind progress = ProgressKind::Line;
@@ -90,6 +90,16 @@ enum class DamagePolicy {
   Stop,     ///< ends the run; the frames before are kept
   Skip,     ///< drops the frame; later frames keep their times
   Conceal,  ///< keeps a concealed picture; a lost frame repeats the previous one
+};
+
+struct CopyOptions : TranscodeOptions {
+  std::vector<std::string> sources;     ///< inputs, joined in this order
+  std::optional<std::string> from, to;  ///< timecodes of the first and the last frame
+  StreamOverrides labels;
+  std::optional<std::string> timecode;  ///< of the first frame of the output
+  std::optional<std::string> reel, title;
+  DamagePolicy onDamage = DamagePolicy::Stop;
+  bool inPlace = false;  ///< correct the labels of the only input, without an output
 };
 
 struct DecodeOptions : TranscodeOptions, ScanOptions {

@@ -26,6 +26,14 @@ struct FrameDamage {
   FramePlace place;
   std::string what;  ///< its fault
   Treatment treatment = Treatment::Stopped;
+  std::string input = {};  ///< file of the frame; empty = the only input of the run
+};
+
+/// One of several inputs of a run.
+struct InputPart {
+  std::string input;
+  std::int64_t first = 0;   ///< number of its first frame in the output
+  std::int64_t frames = 0;  ///< from it, in the output
 };
 
 /// Quality of all encoded frames together.
@@ -45,8 +53,9 @@ struct RunReport {
   const char* command = "";
   std::size_t place = 0;  ///< of the input in its batch, from 1; 0 = no batch
   Status status = Status::Failed;
-  std::string message;  ///< why the run ended early; empty = it did not
-  std::string input;
+  std::string message;           ///< why the run ended early; empty = it did not
+  std::string input;             ///< name, or names of all parts
+  std::vector<InputPart> parts;  ///< inputs that were joined; empty = one input
   std::string output;            ///< name of the file that was written; empty = none was kept
   std::int64_t outputBytes = 0;  ///< size of that file
   StreamFormat source;

@@ -20,9 +20,7 @@ class RawContainerReader : public FrameReader {
 
   std::optional<NumberedFrame> Read() override;
   bool SkipTo(std::int64_t frame) override { return track_.SkipTo(frame); }
-  void CheckRange(const FrameRange& range) const override {
-    track_.CheckIndexedTimes(range.last);
-  }
+  void CheckRange(const FrameRange& range) const override { track_.CheckIndexedTimes(range.last); }
   SideTracks* GetSideTracks() override { return &track_; }
   bool ReadsFrom(const std::string& path) const override { return track_.IsSameFile(path); }
   void CheckFramesInUse() const override { track_.CheckFramesInUse(); }
