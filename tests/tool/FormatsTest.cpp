@@ -103,11 +103,18 @@ TEST(FindRawVideoOutput, SelectsByTheExtension) {
   }
 }
 
+TEST(FindRawVideoOutput, TakesImages) {
+  for (const char* path : {"a.%d.png", "a.PNG", "a.dpx", "a.tif", "a.exr", "a.jpeg", "a.tga"}) {
+    EXPECT_EQ(FindRawVideoOutput(path).kind, OutputKind::Images) << path;
+  }
+}
+
 TEST(FindRawVideoOutput, RejectsOtherExtensions) {
-  for (const char* path : {"a.mp4", "a.MKV", "dir/a.mxf", "a.ts", "a.png", "a.PNG", "a.dpx",
-                           "a.mvo", "a.tif", "a.exr", "a.yuv", "a.bin", "frame-%04d.png"}) {
+  for (const char* path : {"a.mp4", "a.MKV", "dir/a.mxf", "a.ts", "a.mvo", "a.yuv", "a.bin",
+                           "a.bmp", "a.gif", "a.cin", "frame-%04d.bmp"}) {
     EXPECT_THAT([path] { FindRawVideoOutput(path); },
-                ThrowsMessage<UsageError>(HasSubstr(".mov, .avi, .nut, .y4m, .uyvy, .v210, .raw")))
+                ThrowsMessage<UsageError>(
+                    HasSubstr(".mov, .avi, .nut, .y4m, .uyvy, .v210, .exr, .dpx, .tif")))
         << path;
   }
 }

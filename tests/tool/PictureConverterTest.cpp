@@ -24,10 +24,10 @@ namespace {
 struct FrameFree {
   void operator()(AVFrame* frame) const { av_frame_free(&frame); }
 };
-using Frame = std::unique_ptr<AVFrame, FrameFree>;
+using UniqueFrame = std::unique_ptr<AVFrame, FrameFree>;
 
-Frame MakePicture(AVPixelFormat format, int width, int height) {
-  Frame frame(av_frame_alloc());
+UniqueFrame MakePicture(AVPixelFormat format, int width, int height) {
+  UniqueFrame frame(av_frame_alloc());
   frame->format = format;
   frame->width = width;
   frame->height = height;
@@ -110,7 +110,7 @@ class PictureConverterFormats : public testing::TestWithParam<AVPixelFormat> {};
 TEST_P(PictureConverterFormats, AreConvertedAlikeOnEveryProcessor) {
   for (const auto& [width, height] : {std::pair{64, 48}, {63, 61}, {1, 1}, {2, 3}, {50, 2}}) {
     for (const FieldOrder order : {FieldOrder::Progressive, FieldOrder::TopFirst}) {
-      const Frame picture = MakePicture(GetParam(), width, height);
+      const UniqueFrame picture = MakePicture(GetParam(), width, height);
       picture->interlaced_frame = order == FieldOrder::TopFirst ? 1 : 0;
       FillAtRandom(*picture, 1);
       PictureTarget target = TargetOf(width, height, order);
@@ -126,7 +126,7 @@ TEST_P(PictureConverterFormats, AreConvertedAlikeOnEveryProcessor) {
 }
 
 TEST_P(PictureConverterFormats, AreScaledAlikeOnEveryProcessor) {
-  const Frame picture = MakePicture(GetParam(), 97, 50);
+  const UniqueFrame picture = MakePicture(GetParam(), 97, 50);
   FillAtRandom(*picture, 2);
   for (const auto& [width, height] : {std::pair{48, 25}, {131, 77}, {33, 50}}) {
     PictureTarget target = TargetOf(width, height);
@@ -144,7 +144,7 @@ INSTANTIATE_TEST_SUITE_P(, PictureConverterFormats, testing::ValuesIn(kFormats),
                          });
 
 TEST(PictureConverter, KeepsEverySampleOf422With10Bits) {
-  const Frame picture = MakePicture(AV_PIX_FMT_YUV422P10, 62, 31);
+  const UniqueFrame picture = MakePicture(AV_PIX_FMT_YUV422P10, 62, 31);
   FillAtRandom(*picture, 3);
   const PictureTarget target = TargetOf(62, 31);
   const Planes planes = Unpack(target.format, Convert(target, *picture));
@@ -159,7 +159,7 @@ TEST(PictureConverter, KeepsEverySampleOf422With10Bits) {
 }
 
 TEST(PictureConverter, KeepsEightBitLumaWithoutDithering) {
-  const Frame picture = MakePicture(AV_PIX_FMT_YUV420P, 64, 32);
+  const UniqueFrame picture = MakePicture(AV_PIX_FMT_YUV420P, 64, 32);
   FillAtRandom(*picture, 4);
   const PictureTarget target = TargetOf(64, 32);
   const Planes planes = Unpack(target.format, Convert(target, *picture));
@@ -173,7 +173,7 @@ TEST(PictureConverter, KeepsEightBitLumaWithoutDithering) {
 
 // Returns the Y, Cb and Cr of a picture of one RGB colour.
 std::array<int, 3> ConvertColour(int matrix, std::array<std::uint8_t, 3> rgb) {
-  const Frame picture = MakePicture(AV_PIX_FMT_RGB24, 16, 4);
+  const UniqueFrame picture = MakePicture(AV_PIX_FMT_RGB24, 16, 4);
   for (int y = 0; y < 4; ++y) {
     for (int x = 0; x < 48; ++x) {
       picture->data[0][y * picture->linesize[0] + x] = rgb[static_cast<std::size_t>(x % 3)];
@@ -201,7 +201,7 @@ TEST(PictureConverter, TakesTheMatrixOfUnlabelledRgbFromTheHeight) {
 }
 
 TEST(PictureConverter, LimitsFullRange) {
-  const Frame picture = MakePicture(AV_PIX_FMT_YUVJ444P, 256, 2);
+  const UniqueFrame picture = MakePicture(AV_PIX_FMT_YUVJ444P, 256, 2);
   for (int plane = 0; plane < 3; ++plane) {
     for (int i = 0; i < 512; ++i) {
       picture->data[plane][i / 256 * picture->linesize[plane] + i % 256] =
@@ -218,7 +218,7 @@ TEST(PictureConverter, LimitsFullRange) {
 }
 
 TEST(PictureConverter, DithersDeepSamplesAroundTheirValue) {
-  const Frame picture = MakePicture(AV_PIX_FMT_YUV422P16LE, 64, 64);
+  const UniqueFrame picture = MakePicture(AV_PIX_FMT_YUV422P16LE, 64, 64);
   for (int plane = 0; plane < 3; ++plane) {
     for (int y = 0; y < 64; ++y) {
       auto* const row =
@@ -237,7 +237,7 @@ TEST(PictureConverter, DithersDeepSamplesAroundTheirValue) {
 }
 
 TEST(PictureConverter, KeepsTheFieldsOfInterlacedChromaApart) {
-  const Frame picture = MakePicture(AV_PIX_FMT_YUV420P, 32, 32);
+  const UniqueFrame picture = MakePicture(AV_PIX_FMT_YUV420P, 32, 32);
   picture->interlaced_frame = 1;
   for (int y = 0; y < 32; ++y) {
     std::fill_n(picture->data[0] + y * picture->linesize[0], 32, std::uint8_t{100});
@@ -256,7 +256,7 @@ TEST(PictureConverter, KeepsTheFieldsOfInterlacedChromaApart) {
 }
 
 TEST(PictureConverter, NamesFormatsThatItDoesNotRead) {
-  const Frame picture = MakePicture(AV_PIX_FMT_GBRPF32LE, 8, 8);
+  const UniqueFrame picture = MakePicture(AV_PIX_FMT_GBRPF32LE, 8, 8);
   try {
     Convert(TargetOf(8, 8), *picture);
     FAIL() << "converted";

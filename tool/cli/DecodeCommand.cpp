@@ -58,6 +58,7 @@ void Decode(const DecodeOptions& options, RunReport& report, RunObserver& observ
   TranscodePlan plan{std::move(reader), source, element, std::move(content), output};
   plan.notes = std::move(notes);
   plan.onDamage = options.onDamage;
+  plan.sequence = {options.startNumber, ChooseSpaces(options.colours, source.colour)};
   Transcode(options, std::move(plan), report, observer);
 }
 

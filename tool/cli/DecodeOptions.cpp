@@ -1,6 +1,8 @@
 // SPDX-License-Identifier: BSD-2-Clause
+#include "base/Errors.h"
 #include "cli/TranscodeOptions.h"
 #include "format/OutputFormat.h"
+#include "media/sequence/SequenceWriter.h"
 
 namespace vixprores {
 namespace {
@@ -20,6 +22,22 @@ Option OnErrorOption(DamagePolicy& policy) {
   return option;
 }
 
+void CheckName(const std::string& name, const DecodeOptions& options) {
+  ChooseFourCC(name, options.fourcc);
+  if (FindRawVideoOutput(name).kind == OutputKind::Images) {
+    RequireSequenceName(name);
+    if (name.ends_with(".exr") && !options.colours.output) {
+      throw UsageError("'" + name +
+                       "': an .exr holds scene-linear pictures; name their colour space, for "
+                       "example with --output-color ACEScg");
+    }
+  } else if (options.startNumber || options.colours.IsGiven()) {
+    throw UsageError("'" + name +
+                     "': --start-number, --input-color, --output-color and --ocio are for images, "
+                     "as in out.%04d.png");
+  }
+}
+
 }  // namespace
 
 Command DescribeDecode(DecodeOptions& options) {
@@ -27,16 +45,18 @@ Command DescribeDecode(DecodeOptions& options) {
   command.name = "decode";
   command.summary = "Decode ProRes to uncompressed 4:2:2 video";
   command.description =
-      "Reads a container with a ProRes track and writes a container, Y4M, or raw frames.";
+      "Reads a container with a ProRes track and writes a container, Y4M, raw frames, or "
+      "images.";
   command.usages = {"[OPTION]... INPUT OUTPUT", "[OPTION]... --output-dir DIR INPUT..."};
   command.arguments = {
       {"INPUT", "container with a ProRes track; - for standard input"},
-      {"OUTPUT", ".mov, .avi, .nut, .y4m, or raw frames as .uyvy, .v210, .raw or -"}};
+      {"OUTPUT",
+       ".mov, .avi, .nut, .y4m, raw frames as .uyvy, .v210, .raw or -, or images as "
+       "out.%04d.png (also dpx, tif, exr, jpg, tga)"}};
   command.takeArguments = [&options,
                            take = TakeFiles(options)](const std::vector<std::string>& words) {
     take(words);
-    CheckNames(options,
-               [&options](const std::string& name) { ChooseFourCC(name, options.fourcc); });
+    CheckNames(options, [&options](const std::string& name) { CheckName(name, options); });
   };
   Option fourcc = FourCCOption([&options](vix::FourCC code) { options.fourcc = code; }, "V210");
   fourcc.details = "Without the option, a name that ends in .uyvy selects UYVY.";
@@ -45,6 +65,7 @@ Command DescribeDecode(DecodeOptions& options) {
        {fourcc,
         Flag("--skip-field", options.skipField, "decode only the first field of interlaced frames"),
         OnErrorOption(options.onDamage)}},
+      SequenceOutputGroup(options),
       ScanGroup(options),
       SoundGroup(options),
       BatchGroup(options),
@@ -52,6 +73,7 @@ Command DescribeDecode(DecodeOptions& options) {
       MachineGroup(options, options)};
   command.examples = {
       {"vixprores decode input.mov output.y4m", "Decode a file."},
+      {"vixprores decode --start-number 1001 input.mov shot.%04d.dpx", "Decode to images."},
       {"vixprores decode --fourcc UYVY --frames 0-99 input.mov - | consumer", "Decode to a pipe."}};
   return command;
 }

@@ -76,6 +76,9 @@ SequenceReading ReadingOf(const EncodeOptions& options) {
 std::unique_ptr<FrameReader> Open(const EncodeOptions& options) {
   auto images = options.rawFrames ? std::nullopt : FindImages(options.input);
   if (images) return std::make_unique<SequenceReader>(std::move(*images), ReadingOf(options));
+  if (options.colours.IsGiven()) {
+    throw UsageError("--input-color, --output-color and --ocio are for image sequences");
+  }
   const FrameTimes times = options.overrides.rate ? FrameTimes::Ignored : FrameTimes::Checked;
   return OpenRawVideo(options.input, options.rawFrames, times);
 }

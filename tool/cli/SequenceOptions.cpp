@@ -1,4 +1,5 @@
 // SPDX-License-Identifier: BSD-2-Clause
+#include "base/Errors.h"
 #include "cli/TranscodeOptions.h"
 
 namespace vixprores {
@@ -24,6 +25,12 @@ std::vector<Option> ColourSpaceOptions(ColourOptions& colours) {
       config};
 }
 
+std::int64_t ParseFileNumber(const std::string& text) {
+  if (const auto number = ParseNumber(text, kLargestFileNumber)) return *number;
+  throw UsageError("'" + text + "' is not a number of a file; write 0 to " +
+                   std::to_string(kLargestFileNumber));
+}
+
 }  // namespace
 
 OptionGroup SequenceInputGroup(EncodeOptions& options) {
@@ -37,6 +44,18 @@ OptionGroup SequenceInputGroup(EncodeOptions& options) {
       "pictures. --frames selects files by their numbers.";
   OptionGroup group{"Image sequences as input", ColourSpaceOptions(options.colours)};
   group.options.insert(group.options.begin(), missing);
+  return group;
+}
+
+OptionGroup SequenceOutputGroup(DecodeOptions& options) {
+  Option start = Parsed("--start-number", "N", options.startNumber, ParseFileNumber,
+                        "number of the first file [that of its frame in the input]");
+  start.details =
+      "A name such as out.%04d.png or out.####.dpx writes one image for each frame: .exr (half "
+      "floats), .tif and .png (16 bits), .dpx (10 bits), .jpg and .tga (8 bits). An .exr needs "
+      "--output-color.";
+  OptionGroup group{"Image sequences as output", ColourSpaceOptions(options.colours)};
+  group.options.insert(group.options.begin(), start);
   return group;
 }
 

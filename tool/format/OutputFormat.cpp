@@ -36,6 +36,22 @@ constexpr OutputFormat kFormats[] = {
      vix::kFourCC_UYVY},
     {".v210", Kind::RawFrames, nullptr,    false, true,  false, false, false, false, false, false, false, false,
      vix::kFourCC_V210},
+    {".exr",  Kind::Images,    nullptr,    false, true,  false, false, true,  true,  false, false, false, false,
+     vix::kFourCC_V210},
+    {".dpx",  Kind::Images,    nullptr,    false, true,  false, false, true,  true,  false, false, false, false,
+     vix::kFourCC_V210},
+    {".tif",  Kind::Images,    nullptr,    false, true,  false, false, true,  false, false, false, false, false,
+     vix::kFourCC_V210},
+    {".tiff", Kind::Images,    nullptr,    false, true,  false, false, true,  false, false, false, false, false,
+     vix::kFourCC_V210},
+    {".png",  Kind::Images,    nullptr,    false, true,  false, false, true,  false, false, false, false, false,
+     vix::kFourCC_V210},
+    {".jpg",  Kind::Images,    nullptr,    false, true,  false, false, true,  false, false, false, false, false,
+     vix::kFourCC_V210},
+    {".jpeg", Kind::Images,    nullptr,    false, true,  false, false, true,  false, false, false, false, false,
+     vix::kFourCC_V210},
+    {".tga",  Kind::Images,    nullptr,    false, true,  false, false, true,  false, false, false, false, false,
+     vix::kFourCC_V210},
     {".raw",  Kind::RawFrames, nullptr,    false, true,  false, false, false, false, false, false, false, false},
 };
 // clang-format on
@@ -202,8 +218,10 @@ std::vector<std::string> FindLostProperties(const OutputFormat& output,
   if (!output.keepsFieldOrder && stream.IsInterlaced()) {
     lost.push_back("field order (" + Describe(stream.fieldOrder) + ")");
   }
-  if (stream.IsRaw() && stream.colour.IsSpecified() && !KeepsColour(output, stream.colour)) {
-    lost.push_back("colour primaries, transfer and matrix (" + Describe(stream.colour) + ")");
+  Colour colour = stream.colour;
+  if (output.kind == OutputKind::Images) colour.matrix = 2;  // applied to the pictures
+  if (stream.IsRaw() && colour.IsSpecified() && !KeepsColour(output, colour)) {
+    lost.push_back("colour primaries, transfer and matrix (" + Describe(colour) + ")");
   }
   if (!output.keepsColourRange && stream.colour.range == ColourRange::Full) {
     lost.emplace_back("colour range (full)");

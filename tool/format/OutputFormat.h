@@ -33,7 +33,7 @@ struct MovieContent {
   vix::FourCC vendor = kVendor;  ///< code in the sample description
 };
 
-enum class OutputKind { RawFrames, Y4m, Container };
+enum class OutputKind { RawFrames, Y4m, Container, Images };
 
 /// One kind of output file.
 struct OutputFormat {

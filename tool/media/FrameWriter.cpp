@@ -12,6 +12,7 @@
 #include "format/PlanarPicture.h"
 #include "media/container/ContainerWriter.h"
 #include "media/raw/Y4m.h"
+#include "media/sequence/SequenceWriter.h"
 
 namespace vixprores {
 namespace {
@@ -72,7 +73,7 @@ std::unique_ptr<FrameWriter> MakeFrameWriter(OutputFile& file, const OutputForma
   }
 }
 
-KeptFrames KeepFrames(OutputFile& file, FrameWriter& writer, std::int64_t frames) {
+KeptFrames KeepFrames(Output& file, FrameWriter& writer, std::int64_t frames) {
   const std::string kept = frames == 1
                                ? "1 frame before that is kept in "
                                : std::to_string(frames) + " frames before that are kept in ";
@@ -87,6 +88,16 @@ KeptFrames KeepFrames(OutputFile& file, FrameWriter& writer, std::int64_t frames
                          : "\n" + kept + work + "; 'vixprores recover " + QuoteForShell(work) +
                                " OUTPUT' completes it"};
   }
+}
+
+OpenedOutput CreateOutput(const std::string& path, bool overwrite, const OutputFormat& format,
+                          const MovieContent& content, const SequenceWriting& sequence) {
+  if (format.kind == OutputKind::Images) {
+    auto writer = std::make_shared<SequenceWriter>(path, overwrite, sequence, content);
+    return {writer, writer};
+  }
+  auto file = std::make_shared<OutputFile>(path, overwrite);
+  return {file, MakeFrameWriter(*file, format, content)};
 }
 
 }  // namespace vixprores

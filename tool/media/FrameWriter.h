@@ -4,10 +4,12 @@
 
 #include <cstdint>
 #include <memory>
+#include <optional>
 #include <string>
 
 #include "format/OutputFormat.h"
 #include "media/OutputFile.h"
+#include "media/sequence/ImageModule.h"
 #include "media/sound/SideTracks.h"
 #include "vix/Samples.h"
 
@@ -37,7 +39,7 @@ class FrameWriter {
   virtual std::string GetEndNote() const { return {}; }
 };
 
-/// Returns the writer for an output format. `file` must outlive it.
+/// Returns the writer for an output format other than images. `file` must outlive it.
 std::unique_ptr<FrameWriter> MakeFrameWriter(OutputFile& file, const OutputFormat& output,
                                              const MovieContent& content);
 
@@ -49,7 +51,25 @@ struct KeptFrames {
 
 /// Completes an output with the `frames` frames so far under another name, or keeps its work file
 /// if that fails and the file can be recovered.
-KeptFrames KeepFrames(OutputFile& file, FrameWriter& writer, std::int64_t frames);
+KeptFrames KeepFrames(Output& file, FrameWriter& writer, std::int64_t frames);
+
+/// How to write a sequence of images.
+struct SequenceWriting {
+  std::int64_t firstNumber = 0;         ///< of the files
+  std::optional<ColourSpaces> colours;  ///< nullopt = the colours of the video
+};
+
+/// An output and its writer, which refers to it.
+struct OpenedOutput {
+  std::shared_ptr<Output> output;
+  std::shared_ptr<FrameWriter> writer;
+};
+
+/// Creates the output of a format.
+/// @param path      as OutputFile takes it, or the name of a sequence
+/// @param sequence used if the format is one of images
+OpenedOutput CreateOutput(const std::string& path, bool overwrite, const OutputFormat& format,
+                          const MovieContent& content, const SequenceWriting& sequence);
 
 }  // namespace vixprores
 

@@ -17,27 +17,45 @@ namespace vixprores {
 /// Returns the name of an output for messages: "standard output" for "-".
 std::string NameOfOutput(const std::string& path);
 
-/// An output that appears under its name only when it is complete.
+/// What a run writes. It appears under its name only when it is complete.
+class Output {
+ public:
+  virtual ~Output() = default;
+  /// Returns the name as the user gave it, for messages.
+  virtual const std::string& GetName() const = 0;
+  /// Returns the size in bytes.
+  virtual std::int64_t GetSize() const = 0;
+  /// Returns true if a part of the frames can be kept, false if others may have read them already.
+  virtual bool IsSeekable() const = 0;
+  /// Gives the complete output its name.
+  virtual void Commit() = 0;
+  /// Keeps the work file as it is and returns its name; empty if there is none.
+  virtual std::string KeepWorkFile() = 0;
+  /// Keeps what was written so far and returns its name.
+  virtual std::string CommitPartial() = 0;
+};
+
+/// A file that appears under its name only when it is complete.
 ///
 /// The bytes go to a work file beside it ("NAME.part-NUMBER"), which Commit() renames. The
 /// destructor removes the work file unless a commit was called. Standard output ("-"), devices and
 /// pipes are written to directly. Used by one thread. Failing operations throw a Failure that names
 /// the output.
-class OutputFile {
+class OutputFile : public Output {
  public:
   /// Rejects an existing file unless `overwrite` is set. The new file gets the permissions of the
   /// replaced one, and its owner and group where the user may set them.
   OutputFile(const std::string& path, bool overwrite);
-  ~OutputFile();
+  ~OutputFile() override;
   OutputFile(const OutputFile&) = delete;
   OutputFile& operator=(const OutputFile&) = delete;
 
-  /// Returns the name as the user gave it, for messages.
-  const std::string& GetName() const { return name_; }
-  /// Returns the size in bytes.
-  std::int64_t GetSize() const { return size_; }
+  const std::string& GetName() const override { return name_; }
+  std::int64_t GetSize() const override { return size_; }
   /// Returns true if Seek() and ReadAt() are possible.
-  bool IsSeekable() const { return isSeekable_; }
+  bool IsSeekable() const override { return isSeekable_; }
+  /// Returns the name of the file that is being written: a library may replace its contents.
+  const std::string& GetWorkPath() const { return workPath_.empty() ? name_ : workPath_; }
   /// Returns the position of the next write, in bytes from the start.
   std::int64_t GetPosition() const { return position_; }
 
@@ -51,14 +69,12 @@ class OutputFile {
   /// Flushes the file to the disk every second from now on, so that it survives a crash of the
   /// machine. Commit() flushes the complete file before renaming it.
   void KeepOnDisk();
-  /// Gives the complete file its name.
-  void Commit();
-  /// Keeps the work file as it is and returns its name; empty if there is none, or if it was
-  /// removed together with its folder.
-  std::string KeepWorkFile();
+  void Commit() override;
+  /// Returns an empty name, too, if the file was removed together with its folder.
+  std::string KeepWorkFile() override;
   /// Keeps the bytes written so far as PartialName(), or as the next free name after it, and
   /// returns that name. Outputs that are not files keep their name.
-  std::string CommitPartial();
+  std::string CommitPartial() override;
 
  private:
   void OpenWorkFile(const struct stat* replaced);

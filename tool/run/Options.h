@@ -106,6 +106,7 @@ struct DecodeOptions : TranscodeOptions, ScanOptions {
   std::optional<vix::FourCC> fourcc;  ///< none = by the name of the output
   bool skipField = false;
   DamagePolicy onDamage = DamagePolicy::Stop;
+  std::optional<std::int64_t> startNumber;  ///< of image files
 };
 
 }  // namespace vixprores

@@ -62,6 +62,7 @@ struct RunReport {
   StreamFormat result;
   bool isLabelled = true;       ///< the output holds field order, aspect or colour
   bool isPlanar = false;        ///< the output holds the samples of `result` in planes
+  bool isImages = false;        ///< the output is one image file for each frame
   std::size_t soundTracks = 0;  ///< that are copied
   std::string timecode;         ///< of the first frame; empty = none
   std::int64_t frames = 0;

@@ -106,7 +106,8 @@ void ChooseSound(const TranscodeOptions& options, TranscodePlan& plan) {
 void DescribeRun(const TranscodePlan& plan, RunReport& report) {
   report.source = plan.source;
   report.result = KeptFormat(plan.output, plan.content.video);
-  report.isLabelled = plan.output.kind != OutputKind::RawFrames;
+  report.isImages = plan.output.kind == OutputKind::Images;
+  report.isLabelled = plan.output.kind != OutputKind::RawFrames && !report.isImages;
   report.isPlanar = plan.output.kind == OutputKind::Y4m;
   report.soundTracks = plan.content.sound.size();
   if (plan.content.timecode && plan.output.keepsTimecode) {

@@ -31,6 +31,12 @@ class EncodingCheck {
   virtual EncodingQuality GetQuality() const = 0;
 };
 
+/// How a run writes images.
+struct SequencePlan {
+  std::optional<std::int64_t> firstNumber;  ///< nullopt = that of the first frame in the input
+  std::optional<ColourSpaces> colours;      ///< nullopt = the colours of the video
+};
+
 /// A run that is ready to start: the differences between encode and decode.
 struct TranscodePlan {
   std::unique_ptr<FrameReader> reader;
@@ -42,6 +48,7 @@ struct TranscodePlan {
   std::function<std::unique_ptr<EncodingCheck>(const ThreadShares&)> makeCheck = {};
   std::vector<std::string> notes = {};  ///< for the user
   DamagePolicy onDamage = DamagePolicy::Stop;
+  SequencePlan sequence = {};
 };
 
 /// Runs the frames of the plan's reader through elements side by side into the output, which is

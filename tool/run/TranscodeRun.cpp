@@ -21,6 +21,11 @@ using std::chrono::steady_clock;
 constexpr std::array<std::uint8_t, 4> kGreyUyvy{0x80, 0x80, 0x80, 0x80};
 constexpr std::array<std::uint8_t, 4> kGreyV210{0x00, 0x02, 0x08, 0x20};
 
+// Numbers files like the frames of the input, unless the user gave another number.
+SequenceWriting NumberFrom(const SequencePlan& plan, const std::optional<FrameRange>& frames) {
+  return {plan.firstNumber.value_or(frames ? frames->first : 0), plan.colours};
+}
+
 }  // namespace
 
 std::shared_ptr<const vix::IVideoSample> GapFiller::MakeGrey() const {
@@ -48,8 +53,10 @@ TranscodeRun::TranscodeRun(const TranscodeOptions& options, TranscodePlan plan, 
       shares_(ShareThreads(options.threads, source_.GetFrameCount())),
       samples_(plan.source),
       check_(plan.makeCheck ? plan.makeCheck(shares_) : nullptr),
-      file_(options.output, options.overwrite),
-      writer_(MakeFrameWriter(file_, plan.output, plan.content)),
+      opened_(CreateOutput(options.output, options.overwrite, plan.output, plan.content,
+                           NumberFrom(plan.sequence, options.frames))),
+      file_(*opened_.output),
+      writer_(opened_.writer.get()),
       onDamage_(plan.onDamage),
       gapFiller_(plan.content.video, *writer_),
       report_(report),

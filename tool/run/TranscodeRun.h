@@ -80,8 +80,9 @@ class TranscodeRun {
   ThreadShares shares_;
   SampleMaker samples_;
   std::unique_ptr<EncodingCheck> check_;  ///< null = none
-  OutputFile file_;
-  std::unique_ptr<FrameWriter> writer_;
+  OpenedOutput opened_;
+  Output& file_;
+  FrameWriter* writer_;
   DamagePolicy onDamage_;
   GapFiller gapFiller_;
   StandInLimit standIns_;

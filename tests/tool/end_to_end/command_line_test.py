@@ -227,7 +227,7 @@ class WrongUse(ToolTest):
             (("decode", "--fourcc", "RGBA", "in.mov", "out.mov"), "RGBA"),
             (("encode", "--name", "{name}.mov", "in.mov", "out.mov"), "--output-dir"),
             (("decode", "--jobs", "2", "in.mov", "out.mov"), "--output-dir"),
-            (("decode", "--output-dir", "d", "--name", "{name}.png", "in.mov"), ".y4m"),
+            (("decode", "--output-dir", "d", "--name", "{name}.mp4", "in.mov"), ".y4m"),
             (("encode", "--no-audio", "--audio-tracks", "1", "in.mov", "out.mov"), "contradict"),
             (("encode", "--fourcc", "UYVY", "--size", "64x64", "--rate", "25", "--interlaced",
               "--fields", "progressive", "in.uyvy", "out.mov"),

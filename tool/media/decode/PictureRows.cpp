@@ -132,9 +132,11 @@ void PictureRows::ReadBytes(const AVFrame& picture, const AVComponentDescriptor&
 // Scales samples of that depth to 16 bits, so that the largest one becomes 65535.
 void PictureRows::Widen(unsigned depth, std::span<std::uint16_t> samples) const {
   if (depth == kRgbBits) return;
-  const unsigned most = (1U << depth) - 1;
+  // 65535 / most with 32 bits after the binary point, which rounds like the exact fraction.
+  const std::uint64_t most = (1U << depth) - 1;
+  const std::uint64_t factor = ((std::uint64_t{65535} << 32U) + most / 2) / most;
   for (std::uint16_t& sample : samples) {
-    sample = static_cast<std::uint16_t>((std::uint32_t{sample} * 65535U + most / 2) / most);
+    sample = static_cast<std::uint16_t>((sample * factor + (1U << 31U)) >> 32U);
   }
 }
 
@@ -148,9 +150,7 @@ namespace {
 // Bits after the binary point of the matrix: with samples of 16 bits, sums fit 31.
 constexpr int kMatrixFraction = 14;
 
-struct LumaWeights {
-  double red, blue;
-};
+}  // namespace
 
 LumaWeights WeightsOf(int matrix) {
   switch (matrix) {
@@ -164,6 +164,8 @@ LumaWeights WeightsOf(int matrix) {
       return {0.2126, 0.0722};
   }
 }
+
+namespace {
 
 std::int32_t ToFixed(double value) {
   return static_cast<std::int32_t>(std::lround(value * (1 << kMatrixFraction)));

@@ -72,6 +72,13 @@ class PictureRows {
 /// code point of ISO/IEC 23091-2.
 int UsualMatrix(std::uint32_t height);
 
+/// Weights of red and blue in luma.
+struct LumaWeights {
+  double red, blue;
+};
+/// @param matrix code point; others than those of BT.601 and BT.2020 count as BT.709
+LumaWeights WeightsOf(int matrix);
+
 /// Converts rows of RGB to Y'CbCr of limited range (ITU-R BT.601, BT.709, BT.2020 non-constant
 /// luminance), all in 16 bits and in integers, so that results are the same on all machines. Equal
 /// components give exactly neutral chroma.

@@ -34,7 +34,7 @@ std::string FindModule() {
 // Stays loaded until the program ends, because the libraries behind it do not unload cleanly.
 const ImageModule& Load() {
   const std::string path = FindModule();
-  void* const library = dlopen(path.c_str(), RTLD_NOW | RTLD_LOCAL);
+  void* const library = dlopen(path.c_str(), RTLD_LAZY | RTLD_LOCAL);
   if (!library) FailToLoad(path, dlerror());
   const auto entry = reinterpret_cast<ImageModuleEntry>(dlsym(library, kImageModuleEntry));
   const ImageModule* const module = entry ? entry(VIX_VERSION_TEXT) : nullptr;

@@ -43,9 +43,8 @@ struct ColourSpaces {
   std::string to;
 };
 
-/// Properties of an image file to be written.
+/// Labels of an image file to be written, as far as its format has a place for them.
 struct ImageTarget {
-  int bits = 16;           ///< of a sample; the format may have less
   std::string timecode;    ///< as in ImageHeader
   double rate = 0;         ///< frames per second; 0 = unknown
   double pixelAspect = 1;  ///< width to height

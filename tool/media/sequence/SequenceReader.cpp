@@ -16,6 +16,7 @@
 #include "format/FramePlace.h"
 #include "media/decode/PictureConverter.h"
 #include "media/decode/PictureRows.h"
+#include "media/sequence/DpxFile.h"
 #include "media/sequence/VideoSpaces.h"
 
 namespace vixprores {
@@ -146,6 +147,7 @@ class SequenceReader::Conversion {
           converter({.format = target}, name) {}
 
     std::vector<std::uint16_t> samples;
+    std::vector<std::uint8_t> file;
     UniqueFrame picture;
     PictureConverter converter;
   };
@@ -163,6 +165,8 @@ class SequenceReader::Conversion {
   }
 
   void ReadFile(const NumberedFile& file, Room& room) const {
+    const bool mayBeUsual = picture_ == AV_PIX_FMT_GBRP10;
+    if (mayBeUsual && ReadUsualDpx(file.path, header_, room.file, *room.picture)) return;
     const ImagePixels pixels{header_.width, header_.height, picture_ == AV_PIX_FMT_RGB24 ? 8 : 16,
                              room.samples.data()};
     try {

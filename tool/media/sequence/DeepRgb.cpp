@@ -1,0 +1,85 @@
+// SPDX-License-Identifier: BSD-2-Clause
+#include "media/sequence/DeepRgb.h"
+
+#include <algorithm>
+#include <cstddef>
+
+#include "format/PlanarPicture.h"
+#include "media/decode/PictureRows.h"
+
+namespace vixprores {
+namespace {
+
+constexpr float kMost = 65535;
+constexpr float kGrey = 512;
+
+// Spline36 halfway between two samples, in 152nds.
+float Interpolate(const float* samples) {
+  const float near = samples[2] + samples[3];
+  const float middle = samples[1] + samples[4];
+  const float far = samples[0] + samples[5];
+  return (91 * near - 18 * middle + 3 * far) * (1.0F / 152);
+}
+
+// Makes differences from grey for every column from those of even columns.
+void Interpolate(const std::vector<std::uint16_t>& row, std::vector<float>& columns) {
+  constexpr std::size_t kReach = 2;  // samples before the one at the left
+  const std::size_t count = row.size();
+  std::vector<float> padded(count + 2 * kReach + 1);
+  for (std::size_t i = 0; i < padded.size(); ++i) {
+    const std::size_t place = std::clamp(i, kReach, count + kReach - 1) - kReach;
+    padded[i] = static_cast<float>(row[place]) - kGrey;
+  }
+  for (std::size_t i = 0; i < count; ++i) {
+    columns[2 * i] = padded[i + kReach];
+    columns[2 * i + 1] = Interpolate(padded.data() + i);
+  }
+}
+
+std::uint16_t ToSample(float value) {
+  return static_cast<std::uint16_t>(std::clamp(value, 0.0F, kMost) + 0.5F);
+}
+
+}  // namespace
+
+DeepRgb::DeepRgb(const StreamFormat& format) : format_(format) {
+  const bool isFull = format.colour.range == ColourRange::Full;
+  const int matrix = format.colour.matrix == 2 ? UsualMatrix(format.height) : format.colour.matrix;
+  const auto [red, blue] = WeightsOf(matrix);
+  const double green = 1 - red - blue;
+  const double chromaScale = static_cast<double>(kMost) / (isFull ? 1023 : 896);
+  black_ = isFull ? 0 : 64;
+  lumaScale_ = kMost / (isFull ? 1023 : 876);
+  redFromCr_ = static_cast<float>(chromaScale * 2 * (1 - red));
+  blueFromCb_ = static_cast<float>(chromaScale * 2 * (1 - blue));
+  greenFromCr_ = static_cast<float>(chromaScale * 2 * (1 - red) * red / green);
+  greenFromCb_ = static_cast<float>(chromaScale * 2 * (1 - blue) * blue / green);
+  const std::size_t pairs = (std::size_t{format.width} + 1) / 2;
+  rows_ = {std::vector<std::uint16_t>(2 * pairs), std::vector<std::uint16_t>(pairs),
+           std::vector<std::uint16_t>(pairs)};
+  for (auto& columns : chroma_) columns.resize(2 * pairs);
+}
+
+void DeepRgb::Convert(std::span<const std::uint8_t> packed, std::span<std::uint16_t> pixels) {
+  const auto bytes = [](std::vector<std::uint16_t>& row) {
+    return reinterpret_cast<std::uint8_t*>(row.data());
+  };
+  for (std::uint32_t row = 0; row < format_.height; ++row) {
+    UnpackRow(format_, packed, row, {bytes(rows_[0]), bytes(rows_[1]), bytes(rows_[2])});
+    for (std::size_t i = 0; i < chroma_.size(); ++i) Interpolate(rows_[i + 1], chroma_[i]);
+    ConvertRow(pixels.data() + std::size_t{3} * format_.width * row);
+  }
+}
+
+void DeepRgb::ConvertRow(std::uint16_t* pixels) {
+  for (std::size_t x = 0; x < format_.width; ++x) {
+    const float luma = (static_cast<float>(rows_[0][x]) - black_) * lumaScale_;
+    const float cb = chroma_[0][x];
+    const float cr = chroma_[1][x];
+    pixels[3 * x] = ToSample(luma + cr * redFromCr_);
+    pixels[3 * x + 1] = ToSample(luma - cb * greenFromCb_ - cr * greenFromCr_);
+    pixels[3 * x + 2] = ToSample(luma + cb * blueFromCb_);
+  }
+}
+
+}  // namespace vixprores

@@ -1,0 +1,28 @@
+// SPDX-License-Identifier: BSD-2-Clause
+#ifndef TOOL_MEDIA_SEQUENCE_DPXFILE_H
+#define TOOL_MEDIA_SEQUENCE_DPXFILE_H
+
+#include <cstdint>
+#include <string>
+#include <vector>
+
+#include "media/sequence/ImageModule.h"
+
+extern "C" {
+#include <libavutil/frame.h>
+}
+
+namespace vixprores {
+
+/// Reads the usual kind of .dpx (SMPTE ST 268-1: RGB of 10 bits, one pixel in 32 bits) in a
+/// fraction of the time that a general reader needs.
+/// @param first   header of the sequence's first file
+/// @param bytes   memory for the file, reused from call to call
+/// @param picture with the size of the first file; GBRP10
+/// @return false, with the picture unspecified, if the file is of another kind or size, or damaged
+bool ReadUsualDpx(const std::string& path, const ImageHeader& first,
+                  std::vector<std::uint8_t>& bytes, AVFrame& picture);
+
+}  // namespace vixprores
+
+#endif  // TOOL_MEDIA_SEQUENCE_DPXFILE_H

@@ -1,0 +1,106 @@
+// SPDX-License-Identifier: BSD-2-Clause
+#include "media/sequence/SequenceWriter.h"
+
+#include <filesystem>
+#include <stdexcept>
+#include <system_error>
+#include <utility>
+
+#include "base/Errors.h"
+#include "base/FramePool.h"
+#include "media/sequence/VideoSpaces.h"
+
+namespace vixprores {
+
+SequenceName RequireSequenceName(const std::string& path) {
+  const auto name = ParseSequenceName(path);
+  if (name && name->digits > 0) return *name;
+  throw UsageError("'" + path +
+                   "': images need a place for their numbers in the name, as in out.%04d.png or "
+                   "out.####.png");
+}
+
+SequenceWriter::SequenceWriter(const std::string& path, bool overwrite,
+                               const SequenceWriting& writing, const MovieContent& content)
+    : name_(RequireSequenceName(path)),
+      text_(name_.ToText()),
+      overwrite_(overwrite),
+      firstNumber_(writing.firstNumber),
+      format_(content.video),
+      timecode_(content.timecode) {
+  const auto reel = content.metadata.find("reel_name");
+  if (reel != content.metadata.end()) reel_ = reel->second;
+  if (writing.colours) transform_ = MakeColourTransform(*writing.colours);
+  LoadImageModule();
+  const OutputFile writable(name_.PathOf(firstNumber_), overwrite);
+}
+
+// Counts frames from the first one of the output.
+std::int64_t SequenceWriter::IndexOf(const vix::IVideoSample& frame) const {
+  return frame.GetTimeLimits().front().begin - format_.start;
+}
+
+std::shared_ptr<const vix::IVideoSample> SequenceWriter::Pack(
+    std::shared_ptr<const vix::IVideoSample> frame) const {
+  if (frame->GetTimeLimits().empty()) return frame;  // a stand-in, which may be needed many times
+  const std::int64_t index = IndexOf(*frame);
+  auto file = WriteFile(*frame->GetBuffer(), index);
+  const std::lock_guard lock(mutex_);
+  written_[index] = std::move(file);
+  return frame;
+}
+
+void SequenceWriter::Write(const std::shared_ptr<const vix::IVideoSample>& frame) {
+  const std::int64_t index = IndexOf(*frame);
+  std::unique_ptr<OutputFile> file;
+  {
+    const std::lock_guard lock(mutex_);
+    if (auto written = written_.extract(index)) file = std::move(written.mapped());
+  }
+  if (!file) file = WriteFile(*frame->GetBuffer(), index);
+  file->Commit();
+  std::error_code unknown;
+  const auto bytes = std::filesystem::file_size(file->GetName(), unknown);
+  if (!unknown) size_ += static_cast<std::int64_t>(bytes);
+}
+
+ImageTarget SequenceWriter::DescribeTarget(std::int64_t index) const {
+  ImageTarget target;
+  if (timecode_) target.timecode = (*timecode_ + index).ToText();
+  const auto [rate, perSeconds] = format_.rate;
+  if (perSeconds > 0) target.rate = static_cast<double>(rate) / perSeconds;
+  const auto [width, height] = format_.sampleAspect;
+  if (width > 0 && height > 0) target.pixelAspect = static_cast<double>(width) / height;
+  target.reel = reel_;
+  return target;
+}
+
+std::unique_ptr<OutputFile> SequenceWriter::WriteFile(const vix::IBuffer& frame,
+                                                      std::int64_t index) const {
+  auto file = std::make_unique<OutputFile>(name_.PathOf(firstNumber_ + index), overwrite_);
+  std::unique_ptr<Room> room;
+  {
+    const std::lock_guard lock(mutex_);
+    if (!idle_.empty()) {
+      room = std::move(idle_.back());
+      idle_.pop_back();
+    }
+  }
+  if (!room) {
+    const std::size_t samples = std::size_t{3} * format_.width * format_.height;
+    room = std::make_unique<Room>(Room{DeepRgb(format_), std::vector<std::uint16_t>(samples)});
+  }
+  room->converter.Convert(BytesOf(frame), room->pixels);
+  try {
+    LoadImageModule().Write(file->GetWorkPath(), file->GetName(), transform_.get(),
+                            {format_.width, format_.height, 16, room->pixels.data()},
+                            DescribeTarget(index));
+  } catch (const std::runtime_error& error) {
+    throw Failure(file->GetName() + ": " + error.what());
+  }
+  const std::lock_guard lock(mutex_);
+  idle_.push_back(std::move(room));
+  return file;
+}
+
+}  // namespace vixprores
