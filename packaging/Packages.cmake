@@ -97,6 +97,16 @@ vix_run_in_package(vixprores "
                   COMMAND_ERROR_IS_FATAL ANY)")
 vix_document_package(vixprores)
 
+# What the program loads for image sequences: its libraries are large.
+install(TARGETS vixprores_images LIBRARY DESTINATION ${VIX_DEBIAN_LIBDIR}/${VIX_PROGRAM_FOLDER}
+        COMPONENT vixprores-images EXCLUDE_FROM_ALL)
+set(module_path ${VIX_DEBIAN_LIBDIR}/${VIX_PROGRAM_FOLDER}/$<TARGET_FILE_NAME:vixprores_images>)
+vix_bare_binary(vixprores-images ${module_path})
+vix_run_in_package(vixprores-images "
+  file(CHMOD \${root}/${module_path}
+       FILE_PERMISSIONS OWNER_READ OWNER_WRITE GROUP_READ WORLD_READ)")
+vix_document_package(vixprores-images)
+
 # Headers, the CMake package, pkg-config files, and the guide with its examples.
 install(DIRECTORY ${PROJECT_SOURCE_DIR}/include/vix ${PROJECT_SOURCE_DIR}/include/ProRes
         DESTINATION include COMPONENT libvix-dev EXCLUDE_FROM_ALL FILES_MATCHING PATTERN "*.h")
@@ -117,7 +127,8 @@ vix_document_package(libvix-dev)
 set(CPACK_GENERATOR DEB)
 set(CPACK_PACKAGING_INSTALL_PREFIX /usr)
 set(CPACK_PACKAGE_DIRECTORY ${PROJECT_BINARY_DIR}/packages)
-set(CPACK_COMPONENTS_ALL libprores1 libvixcore1 libvixvideocodecprores1 vixprores libvix-dev)
+set(CPACK_COMPONENTS_ALL libprores1 libvixcore1 libvixvideocodecprores1 vixprores vixprores-images
+    libvix-dev)
 set(CPACK_COMPONENTS_GROUPING IGNORE)
 set(CPACK_PACKAGE_DESCRIPTION_SUMMARY "")  # each package has its own
 set(CPACK_POST_BUILD_SCRIPTS ${CMAKE_CURRENT_LIST_DIR}/FinishPackages.cmake)
@@ -165,6 +176,12 @@ vix_describe_package(vixprores video
 ProRes and uncompressed 4:2:2 video in mov, mxf, mkv, avi, nut and y4m
 files, frames side by side on every processor."
   libprores1 libvixcore1 libvixvideocodecprores1)
+set(CPACK_DEBIAN_VIXPRORES_PACKAGE_SUGGESTS "vixprores-images (= ${VIX_DEBIAN_VERSION})")
+vix_describe_package(vixprores-images video
+  "image sequences for vixprores"
+  "Lets vixprores read and write sequences of OpenEXR, DPX, TIFF, PNG, JPEG and
+Targa images, read Cineon, and convert colours with OpenColorIO."
+  vixprores)
 vix_describe_package(libvix-dev libdevel
   "development files of the ProRes codec library and its host core"
   "Headers, CMake package, pkg-config files and example projects for programs

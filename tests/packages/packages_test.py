@@ -14,7 +14,8 @@ BUILD = pathlib.Path(os.environ["VIX_BUILD"])
 SOURCE = pathlib.Path(__file__).resolve().parents[2]
 LIBRARIES = {"libprores1": "libProRes", "libvixcore1": "libvixCore",
              "libvixvideocodecprores1": "libvixVideoCodecProRes"}
-NAMES = {*LIBRARIES, "vixprores", "libvix-dev"}
+NAMES = {*LIBRARIES, "vixprores", "vixprores-images", "libvix-dev"}
+MODULE = "vixprores/libvixprores_images.so"
 LIBDIR = "usr/lib/x86_64-linux-gnu"
 
 
@@ -59,10 +60,13 @@ class Packages(unittest.TestCase):
         version = self.field("vixprores", "Version")
         for package, needs in (("vixprores", LIBRARIES),
                                ("libvixvideocodecprores1", ("libvixcore1", "libprores1")),
+                               ("vixprores-images", ("vixprores",)),
                                ("libvix-dev", LIBRARIES)):
             for need in needs:
                 self.assertIn(f"{need} (= {version})", self.field(package, "Depends"))
         self.assertIn("libavformat", self.field("vixprores", "Depends"))
+        self.assertIn("libopenimageio", self.field("vixprores-images", "Depends"))
+        self.assertNotIn("libopenimageio", self.field("vixprores", "Depends"))
         for package in LIBRARIES:
             self.assertRegex(self.field(package, "Depends"), r"libc6 .*libstdc\+\+6")
 
@@ -75,7 +79,8 @@ class Packages(unittest.TestCase):
                                        rf"usr/share/doc/{package}/")
 
     def binaries(self):
-        return [self.root / "usr/bin/vixprores", *(self.root / LIBDIR).glob("*.so.1.*")]
+        return [self.root / "usr/bin/vixprores", self.root / LIBDIR / MODULE,
+                *(self.root / LIBDIR).glob("*.so.1.*")]
 
     def test_binaries_have_no_run_path(self):
         for binary in self.binaries():
@@ -106,7 +111,8 @@ class Packages(unittest.TestCase):
 
     def test_each_binary_has_debug_symbols_in_a_package_of_its_own(self):
         names = {path.name.split("_")[0] for path in self.folder.glob("*.ddeb")}
-        self.assertEqual(names, {f"{package}-dbgsym" for package in (*LIBRARIES, "vixprores")})
+        self.assertEqual(names, {f"{package}-dbgsym" for package in (*LIBRARIES, "vixprores",
+                                                               "vixprores-images")})
         for binary in self.binaries():
             build_id = re.search(r"Build ID: (..)(\w+)", run("readelf", "-n", binary))
             debug = self.debug_root / f"usr/lib/debug/.build-id/{build_id[1]}/{build_id[2]}.debug"
@@ -169,6 +175,25 @@ class Packages(unittest.TestCase):
         run(*program, "encode", clip, encoded, env=environment)
         run(*program, "decode", encoded, decoded, env=environment)
         self.assertEqual(decoded.read_bytes().count(b"FRAME\n"), 5)
+
+    def test_the_installed_program_reads_and_writes_images(self):
+        images, encoded = self.folder / "image.%d.png", self.folder / "images.mov"
+        run("ffmpeg", "-nostdin", "-v", "error", "-f", "lavfi", "-i", "testsrc2=size=128x96:rate=25",
+            "-frames:v", "2", images)
+        environment = {**os.environ, "LD_LIBRARY_PATH": str(self.root / LIBDIR)}
+        program = self.root / "usr/bin/vixprores"
+        run(program, "encode", "--rate", "25", images, encoded, env=environment)
+        run(program, "decode", encoded, self.folder / "image.%d.dpx", env=environment)
+        self.assertTrue((self.folder / "image.1.dpx").read_bytes().startswith((b"SDPX", b"XPDS")))
+        module = self.root / LIBDIR / MODULE
+        hidden = module.rename(module.with_suffix(".hidden"))
+        try:
+            result = subprocess.run([program, "encode", "--rate", "25", images, "/dev/null.mov"],
+                                    env=environment, capture_output=True, text=True)
+        finally:
+            hidden.rename(module)
+        self.assertEqual(result.returncode, 1)
+        self.assertIn("install the package vixprores-images", result.stderr)
 
     def test_other_projects_build_against_the_development_package(self):
         build = self.folder / "consumer"
