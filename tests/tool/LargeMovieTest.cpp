@@ -61,7 +61,8 @@ TEST(LargeMovie, FramesBeyondFourGibibytesAreFound) {
     file.Commit();
   }
   EXPECT_GT(std::filesystem::file_size(path), static_cast<std::uintmax_t>(kHole));
-  ContainerTrack track(std::make_unique<InputFile>(path), FrameTimes::Checked);
+  ContainerTrack track(std::make_unique<Demuxer>(std::make_unique<InputFile>(path)),
+                       FrameTimes::Checked);
   for (std::uint8_t number = 0; number < 2; ++number) {
     const auto frame = track.Read();
     ASSERT_TRUE(frame);

@@ -32,6 +32,9 @@ UniqueFrame MakePicture(AVPixelFormat format, int width, int height) {
   frame->width = width;
   frame->height = height;
   EXPECT_EQ(av_frame_get_buffer(frame.get(), 0), 0);
+  for (const AVBufferRef* memory : frame->buf) {
+    if (memory) std::fill_n(memory->data, memory->size, std::uint8_t{0});
+  }
   return frame;
 }
 

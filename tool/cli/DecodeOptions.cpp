@@ -7,21 +7,6 @@
 namespace vixprores {
 namespace {
 
-Option OnErrorOption(DamagePolicy& policy) {
-  using Policy = DamagePolicy;
-  Option option =
-      Choice<Policy>("--on-error", "WHAT", policy,
-                     {{"stop", Policy::Stop}, {"skip", Policy::Skip}, {"conceal", Policy::Conceal}},
-                     "at a damaged frame: stop, skip or conceal [stop]");
-  option.details =
-      "stop ends the run with exit code 1 and keeps the frames before. skip drops damaged frames; "
-      "later frames keep their times if the output has times. conceal fills damaged parts from "
-      "their surroundings, and repeats the previous frame (grey, if there is none) for one that "
-      "cannot be decoded or is missing. skip and conceal list the damaged frames on standard error "
-      "and end with exit code 0.";
-  return option;
-}
-
 void CheckName(const std::string& name, const DecodeOptions& options) {
   ChooseFourCC(name, options.fourcc);
   if (FindRawVideoOutput(name).kind == OutputKind::Images) {

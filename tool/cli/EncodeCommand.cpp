@@ -35,6 +35,20 @@ void Override(Metadata& metadata, const Metadata& overrides) {
   }
 }
 
+// Returns how the input is decoded.
+FootageReading ReadingFor(const EncodeOptions& options) {
+  FootageReading reading = options.footage;
+  const StreamOverrides& overrides = options.overrides;
+  reading.threads = options.threads;
+  reading.rate = overrides.rate;
+  reading.fields = overrides.fields;
+  if (overrides.colour) reading.colour = *overrides.colour;
+  reading.colour.primaries = overrides.primaries.value_or(reading.colour.primaries);
+  reading.colour.transfer = overrides.transfer.value_or(reading.colour.transfer);
+  reading.colour.matrix = overrides.matrix.value_or(reading.colour.matrix);
+  return reading;
+}
+
 StreamFormat EncodedFormat(StreamFormat source, const ProResVariant& variant) {
   source.code = variant.code;
   // An unknown field order is coded, and therefore labelled, as progressive.
@@ -79,8 +93,8 @@ std::unique_ptr<FrameReader> Open(const EncodeOptions& options) {
   if (options.colours.IsGiven()) {
     throw UsageError("--input-color, --output-color and --ocio are for image sequences");
   }
-  const FrameTimes times = options.overrides.rate ? FrameTimes::Ignored : FrameTimes::Checked;
-  return OpenRawVideo(options.input, options.rawFrames, times);
+  return options.rawFrames ? OpenRawFrames(options.input, *options.rawFrames)
+                           : OpenFootage(options.input, ReadingFor(options));
 }
 
 // Returns the timecode of the first frame of an image sequence from its number or its file.
@@ -104,7 +118,11 @@ std::optional<Timecode> ChooseTimecode(const EncodeOptions& options, const Frame
 void Encode(const EncodeOptions& options, RunReport& report, RunObserver& observer) {
   const OutputFormat& output = FindProResOutput(options.output);
   auto reader = Open(options);
-  const StreamFormat source = Override(reader->GetFormat(), options.overrides);
+  StreamFormat source = Override(reader->GetFormat(), options.overrides);
+  // What the user stated was the source's.
+  if (options.footage.convertColour) source.colour = reader->GetFormat().colour;
+  if (options.footage.deinterlacing != Deinterlacing::None)
+    source.fieldOrder = FieldOrder::Progressive;
   CheckEncodable(source, reader->GetName(), options.rawFrames ? RawFramesDemuxer(source) : "");
   std::vector<std::string> notes;
   MovieContent content{EncodedFormat(source, *options.variant)};
@@ -117,6 +135,7 @@ void Encode(const EncodeOptions& options, RunReport& report, RunObserver& observ
   TranscodePlan plan{std::move(reader), source, ProResElement::Encoder(*options.variant),
                      std::move(content), output};
   plan.notes = std::move(notes);
+  plan.onDamage = options.onDamage;
   if (options.verify) {
     plan.makeCheck = [source, encoded = plan.content.video](const ThreadShares& shares) {
       return MakeEncodingCheck(source, encoded, shares);

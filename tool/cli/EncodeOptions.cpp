@@ -140,17 +140,17 @@ Command DescribeEncode(EncodeOptions& options) {
   const auto rawFrames = std::make_shared<RawFrameOptions>();
   Command command;
   command.name = "encode";
-  command.summary = "Encode uncompressed 4:2:2 video to ProRes";
+  command.summary = "Encode any video to ProRes";
   command.description =
-      "Reads a container (mov, avi, mxf, mkv, nut) with V210 or UYVY video, Y4M (4:2:2, 8 or 10 "
-      "bits), raw frames, or image sequences (exr, dpx, tif, png, jpg, tga, cin), and writes "
-      "ProRes.";
+      "Reads any file or pipe of video that the installed libavformat and libavcodec read, and "
+      "image sequences (exr, dpx, tif, png, jpg, tga, cin); converts pictures to 4:2:2 of 10 bits "
+      "where they are something else, and writes ProRes. Video that is packed 4:2:2 already (V210 "
+      "or UYVY) is taken as it is.";
   command.usages = {"[OPTION]... INPUT OUTPUT", "[OPTION]... --output-dir DIR INPUT..."};
-  command.arguments = {
-      {"INPUT",
-       "mov, avi, mxf, mkv, nut, y4m, raw frames, or images as in shot.%04d.exr, shot.####.dpx, "
-       "'shot.*.png' or a folder of them; - for standard input"},
-      {"OUTPUT", ".mov, .mkv or .mxf; - for a .mov on standard output"}};
+  command.arguments = {{"INPUT",
+                        "file of video, raw frames, or images as in shot.%04d.exr, shot.####.dpx, "
+                        "'shot.*.png' or a folder of them; - for standard input"},
+                       {"OUTPUT", ".mov, .mkv or .mxf; - for a .mov on standard output"}};
   command.takeArguments = [&options, rawFrames,
                            take = TakeFiles(options)](const std::vector<std::string>& words) {
     take(words);
@@ -159,7 +159,9 @@ Command DescribeEncode(EncodeOptions& options) {
   };
   command.groups = {{"Encoding",
                      {VariantOption(options.variant, "422"),
-                      Flag("--verify", options.verify, "decode every frame again and compare it")}},
+                      Flag("--verify", options.verify, "decode every frame again and compare it"),
+                      OnErrorOption(options.onDamage)}},
+                    FootageGroup(options.footage),
                     LabelsGroup(options),
                     TextsGroup(options),
                     SoundGroup(options),
@@ -169,14 +171,13 @@ Command DescribeEncode(EncodeOptions& options) {
                     RunGroup(options),
                     MachineGroup(options, options)};
   command.examples = {
-      {"vixprores encode --variant hq input.mov output.mov", "Encode a file."},
+      {"vixprores encode --variant hq camera.mp4 output.mov", "Encode a file."},
       {"vixprores encode --fourcc UYVY --size 1920x1080 --rate 25 frames.uyvy out.mov",
        "Encode raw frames."},
       {"vixprores encode --rate 24 --timecode frame 'plates/shot.####.dpx' shot.mov",
        "Encode an image sequence."},
-      {"ffmpeg -i in.mp4 -f yuv4mpegpipe -pix_fmt yuv422p10le -strict -1 - | \\\n"
-       "      vixprores encode - out.mov",
-       "Encode anything that ffmpeg reads."}};
+      {"vixprores encode --deinterlace frames --scale 1/2 tape.mxf proxy.mov",
+       "Make a progressive proxy of half the size."}};
   return command;
 }
 

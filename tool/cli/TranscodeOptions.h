@@ -19,6 +19,10 @@ std::function<void(const std::vector<std::string>&)> TakeFiles(TranscodeOptions&
 
 /// Rejects options of SoundGroup() that contradict each other with a UsageError.
 void CheckSoundOptions(const TranscodeOptions& options);
+/// Treatment of damaged frames.
+Option OnErrorOption(DamagePolicy& policy);
+/// How video is decoded and changed before it is encoded.
+OptionGroup FootageGroup(FootageReading& reading);
 OptionGroup SoundGroup(TranscodeOptions& options);
 /// Returns --color, --primaries, --transfer and --matrix.
 std::vector<Option> ColourLabelOptions(StreamOverrides& overrides);

@@ -44,6 +44,8 @@ class FrameReader {
   virtual FrameConversion GetConversion() const { return {}; }
   /// Sound beside the video, or null. It belongs to the reader and its thread.
   virtual SideTracks* GetSideTracks() { return nullptr; }
+  /// Returns true if sound from before the first picture is left out.
+  virtual bool CutsSoundToStart() const { return false; }
   /// A note to print once Read() has reached the end; empty = none.
   virtual std::string GetEndNote() const { return {}; }
   /// Returns true if `path` leads to a file that is being read.

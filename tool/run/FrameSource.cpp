@@ -17,9 +17,10 @@ namespace {
 constexpr std::int64_t kMostFrames = INT32_MAX;
 
 // Returns the time of a range of frames.
-std::optional<TimeSpan> FindTimeSpan(const StreamFormat& source,
-                                     const std::optional<FrameRange>& range) {
-  if (!range) return std::nullopt;
+std::optional<TimeSpan> FindTimeSpan(const FrameReader& reader, std::optional<FrameRange> range) {
+  if (!range && !reader.CutsSoundToStart()) return std::nullopt;
+  if (!range) range = FrameRange();
+  const StreamFormat& source = reader.GetFormat();
   const std::int64_t begin = source.start + range->first;
   const std::int64_t end = range->IsOpen() ? begin + kMostFrames : source.start + range->last + 1;
   return TimeSpan{begin, end, range->first, Invert(source.rate)};
@@ -36,7 +37,8 @@ void MarkLost(const FrameFailure& failure, Frame& frame) {
 [[noreturn]] void RejectTimes(const FrameTimeFailure& failure, bool isRaw) {
   throw Failure(
       failure.what() +
-      std::string(isRaw ? "\n--rate takes all frames, one after the other at that rate"
+      std::string(isRaw ? "\n--rate N/D takes all frames, one after the other at that rate; "
+                          "--convert-rate N/D keeps their times, and repeats and drops frames"
                         : "\n--on-error skip or conceal goes on with the frames there are"));
 }
 
@@ -62,7 +64,7 @@ FrameSource::FrameSource(std::unique_ptr<FrameReader> reader,
       onDamage_(onDamage),
       convert_(reader_->GetConversion()),
       sound_(reader_->GetSideTracks(),
-             sound ? sound->span : FindTimeSpan(reader_->GetFormat(), range)),
+             sound ? sound->span : FindTimeSpan(*reader_, range)),
       total_(CountFrames(*reader_, range)) {
   try {
     reader_->CheckRange(range_);
@@ -107,7 +109,7 @@ std::optional<Frame> FrameSource::ReadAny() {
     frame.source = std::move(read->data);
     frame.header = read->header;
     frame.isUneven = read->isUneven;
-    if (!reader_->GetFormat().IsRaw()) frame.fault = std::move(read->fault);
+    frame.fault = std::move(read->fault);
   } catch (const FrameTimeFailure& failure) {
     if (onDamage_ == DamagePolicy::Stop) RejectTimes(failure, reader_->GetFormat().IsRaw());
     MarkLost(failure, frame);

@@ -4,6 +4,7 @@
 #include <algorithm>
 #include <array>
 #include <cstdint>
+#include <string_view>
 #include <utility>
 
 #include "base/Errors.h"
@@ -13,6 +14,7 @@
 #include "media/container/PacketTag.h"
 #include "media/container/RawContainerReader.h"
 #include "media/container/TrackDescription.h"
+#include "media/decode/DecodedVideoReader.h"
 #include "media/raw/Y4m.h"
 #include "recovery/FrameScanner.h"
 
@@ -21,13 +23,32 @@ namespace {
 
 constexpr std::array<std::uint8_t, 4> kMatroskaMagic{0x1A, 0x45, 0xDF, 0xA3};
 
-bool IsY4m(InputFile& file) {
+constexpr std::size_t kLongestY4mHeader = 4096;
+
+bool StartsAsY4m(InputFile& file) {
   return std::ranges::equal(file.Peek(kY4mMagic.size()), kY4mMagic);
 }
 
-bool HoldsProRes(const std::string& path) {
-  const Demuxer demuxer(std::make_unique<InputFile>(path));
-  return ChooseVideo(demuxer, false).codecpar->codec_id == AV_CODEC_ID_PRORES;
+// Other pictures than plain 4:2:2 are decoded.
+bool IsPlainY4m(InputFile& file) {
+  if (!StartsAsY4m(file)) return false;
+  const auto bytes = file.Peek(kLongestY4mHeader);
+  const std::string_view text(reinterpret_cast<const char*>(bytes.data()), bytes.size());
+  return HoldsPlain422(text.substr(0, text.find('\n')));
+}
+
+// Returns true if the first video track is one whose packets elements accept as they are.
+bool HoldsPackedVideo(const Demuxer& demuxer) {
+  for (const AVStream* stream : demuxer.GetStreams()) {
+    if (IsVideo(*stream)) return FindPackedFormat(*stream->codecpar) != 0;
+  }
+  return false;
+}
+
+bool HoldsProRes(const Demuxer& demuxer) {
+  return std::ranges::any_of(demuxer.GetStreams(), [](const AVStream* stream) {
+    return stream->codecpar->codec_id == AV_CODEC_ID_PRORES;
+  });
 }
 
 // Does not wait for the first byte of a pipe of raw frames: they carry no header.
@@ -52,20 +73,39 @@ std::string AdviceFor(const std::string& path) {
 
 }  // namespace
 
-std::unique_ptr<FrameReader> OpenRawVideo(const std::string& path,
-                                          const std::optional<RawFrameFormat>& rawFrames,
-                                          FrameTimes times) {
-  auto file = OpenInput(path, rawFrames.has_value());
+std::unique_ptr<FrameReader> OpenRawFrames(const std::string& path, const RawFrameFormat& format) {
+  auto file = OpenInput(path, true);
   file->AllowMapping();
-  if (rawFrames) return std::make_unique<RawFrameReader>(std::move(file), *rawFrames);
-  if (IsY4m(*file)) return std::make_unique<Y4mReader>(std::move(file));
+  return std::make_unique<RawFrameReader>(std::move(file), format);
+}
+
+namespace {
+
+std::unique_ptr<FrameReader> ReadFootage(std::unique_ptr<InputFile> file,
+                                         const FootageReading& reading) {
+  file->AllowMapping();
+  const bool isPlain = !reading.ChangesPictures() && !reading.videoTrack;
+  if (isPlain && IsPlainY4m(*file)) return std::make_unique<Y4mReader>(std::move(file));
   try {
-    return std::make_unique<RawContainerReader>(std::move(file), times);
+    auto demuxer = std::make_unique<Demuxer>(std::move(file), FileFormats::Footage);
+    if (isPlain && HoldsPackedVideo(*demuxer)) {
+      const FrameTimes times = reading.rate ? FrameTimes::Ignored : reading.times;
+      return std::make_unique<RawContainerReader>(std::move(demuxer), times);
+    }
+    if (HoldsProRes(*demuxer)) {
+      throw Failure(demuxer->GetName() + ": is ProRes already; 'vixprores decode' unpacks it");
+    }
+    return std::make_unique<DecodedVideoReader>(std::move(demuxer), reading);
   } catch (const UnreadableContainer& failure) {
     throw UnreadableContainer(failure.what() +
-                              std::string("; encode also reads .y4m, and raw frames with "
-                                          "--fourcc, --size and --rate"));
+                              std::string("; raw frames need --fourcc, --size and --rate"));
   }
+}
+
+}  // namespace
+
+std::unique_ptr<FrameReader> OpenFootage(const std::string& path, const FootageReading& reading) {
+  return ReadFootage(OpenInput(path), reading);
 }
 
 std::unique_ptr<FrameReader> OpenProRes(const std::string& path, const ProResOptions& options) {
@@ -88,16 +128,19 @@ std::unique_ptr<FrameReader> OpenProRes(const std::string& path, const ProResOpt
 
 std::unique_ptr<FrameReader> OpenVideo(const std::string& path) {
   auto file = OpenInput(path);
-  if (IsY4m(*file)) return std::make_unique<Y4mReader>(std::move(file));
   std::unique_ptr<FrameReader> reader;
-  if (!file->IsSeekable() || HoldsProRes(path)) {
+  const bool mayBeProRes = !StartsAsY4m(*file);
+  if (mayBeProRes && (!file->IsSeekable() || HoldsProRes(Demuxer(std::make_unique<InputFile>(path),
+                                                                 FileFormats::Footage)))) {
     ProResReading reading;
     reading.times = FrameTimes::Evident;
     reader = std::make_unique<ProResReader>(std::move(file), reading);
   } else {
-    reader = std::make_unique<RawContainerReader>(std::move(file), FrameTimes::Evident);
+    FootageReading reading;
+    reading.times = FrameTimes::Evident;
+    reader = ReadFootage(std::move(file), reading);
   }
-  reader->GetSideTracks()->SelectSound({});
+  if (reader->GetSideTracks()) reader->GetSideTracks()->SelectSound({});
   return reader;
 }
 

@@ -11,6 +11,7 @@
 
 #include "media/FrameReader.h"
 #include "media/container/ProResReader.h"
+#include "media/decode/FootageReading.h"
 #include "media/raw/RawFrameReader.h"
 
 namespace vixprores {
@@ -21,20 +22,21 @@ struct ProResOptions : ProResReading {
   std::optional<Rational> rate = {};  ///< of scanned frames; nullopt = as their headers state
 };
 
-/// Opens uncompressed video: raw frames if `rawFrames` is given, otherwise Y4M or a container,
-/// decided by the first bytes. Rejects formats that the encoder does not accept, and prints the
-/// command that converts them. Frames that need no conversion stay in the file
-/// (CheckFramesInUse()).
-std::unique_ptr<FrameReader> OpenRawVideo(const std::string& path,
-                                          const std::optional<RawFrameFormat>& rawFrames,
-                                          FrameTimes times = FrameTimes::Checked);
+/// Opens raw frames.
+std::unique_ptr<FrameReader> OpenRawFrames(const std::string& path, const RawFrameFormat& format);
+
+/// Opens video of any kind, decided by its contents; its frames are uncompressed 4:2:2. Frames that
+/// are packed 4:2:2 already stay in the file (CheckFramesInUse()), planar 4:2:2 of a Y4M stream is
+/// packed, all else is decoded and converted.
+std::unique_ptr<FrameReader> OpenFootage(const std::string& path,
+                                         const FootageReading& reading = {});
 
 /// Opens the ProRes track of a container, or scans for frames. Size and field order come from the
 /// first frame's header, as does everything else that the container does not state. Frames have
 /// the standard layout, whatever the layout of the samples.
 std::unique_ptr<FrameReader> OpenProRes(const std::string& path, const ProResOptions& options = {});
 
-/// Opens Y4M, ProRes in a container, or uncompressed video in one, decided by the contents, for its
+/// Opens ProRes in a container, or video as OpenFootage() does, decided by the contents, for its
 /// pictures: without sound, and with frames at any times. On a pipe everything but Y4M is treated
 /// as ProRes.
 std::unique_ptr<FrameReader> OpenVideo(const std::string& path);

@@ -73,6 +73,13 @@ struct StreamOverrides {
   std::optional<ContentLight> contentLight;
 };
 
+/// Treatment of damaged frames of the input.
+enum class DamagePolicy {
+  Stop,     ///< ends the run; the frames before are kept
+  Skip,     ///< drops the frame; later frames keep their times
+  Conceal,  ///< keeps a concealed picture; a lost frame repeats the previous one
+};
+
 struct EncodeOptions : TranscodeOptions {
   const ProResVariant* variant = nullptr;
   bool verify = false;  ///< decode every encoded frame and compare it with its source
@@ -83,13 +90,8 @@ struct EncodeOptions : TranscodeOptions {
   std::optional<vix::FourCC> vendor;
   std::optional<RawFrameFormat> rawFrames;
   MissingFiles missing = MissingFiles::Fail;  ///< of image sequences
-};
-
-/// Treatment of damaged frames of the input.
-enum class DamagePolicy {
-  Stop,     ///< ends the run; the frames before are kept
-  Skip,     ///< drops the frame; later frames keep their times
-  Conceal,  ///< keeps a concealed picture; a lost frame repeats the previous one
+  FootageReading footage;  ///< without what `overrides` and the thread options state
+  DamagePolicy onDamage = DamagePolicy::Stop;
 };
 
 struct CopyOptions : TranscodeOptions {

@@ -255,7 +255,7 @@ std::string CompareLabels(const Labels& found, const Labels& wanted) {
 std::string CompareFrames(const std::string& path, const TranscodePlan& plan,
                           const FrameCount& frames) {
   const StreamFormat& wanted = plan.content.video;
-  const auto reader = wanted.IsRaw() ? OpenRawVideo(path, std::nullopt) : OpenProRes(path);
+  const auto reader = wanted.IsRaw() ? OpenFootage(path) : OpenProRes(path);
   if (!HasPictures(reader->GetFormat(), wanted)) {
     return DescribePictures(reader->GetFormat()) + " instead of " + DescribePictures(wanted);
   }

@@ -43,9 +43,10 @@ FrameTimes Resolve(FrameTimes times, const FrameIndex& index) {
 
 }  // namespace
 
-ContainerTrack::ContainerTrack(std::unique_ptr<InputFile> file, FrameTimes times)
-    : isTagged_(HasPacketTags(*file)),
-      demuxer_(std::move(file)),
+ContainerTrack::ContainerTrack(std::unique_ptr<Demuxer> demuxer, FrameTimes times)
+    : isTagged_(HasPacketTags(demuxer->GetFile())),
+      owned_(std::move(demuxer)),
+      demuxer_(*owned_),
       stream_(ChooseVideo(demuxer_, isTagged_)),
       index_(demuxer_, stream_),
       isRateEvident_(times == FrameTimes::Evident && index_.IsPresent()),

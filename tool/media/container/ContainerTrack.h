@@ -26,7 +26,8 @@ class ContainerTrack : public SideTracks {
  public:
   /// Throws a Failure for files that are not containers, and for containers without a video track
   /// with a usable frame rate.
-  ContainerTrack(std::unique_ptr<InputFile> file, FrameTimes times);
+  /// @param demuxer nothing must have been read from it
+  ContainerTrack(std::unique_ptr<Demuxer> demuxer, FrameTimes times);
 
   const std::string& GetName() const { return demuxer_.GetName(); }
   bool IsSameFile(const std::string& path) const { return demuxer_.GetFile().IsSameFile(path); }
@@ -74,7 +75,8 @@ class ContainerTrack : public SideTracks {
   [[noreturn]] void FailAtEarlyEnd();
 
   bool isTagged_;  ///< packets are preceded by tags
-  Demuxer demuxer_;
+  std::unique_ptr<Demuxer> owned_;
+  Demuxer& demuxer_;
   AVStream& stream_;
   FrameIndex index_;
   bool isRateEvident_;  ///< an index states all times, which may be any

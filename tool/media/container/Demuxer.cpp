@@ -24,6 +24,12 @@ namespace vixprores {
 namespace {
 
 constexpr const char* kContainers = "mov,matroska,avi,nut,mxf";
+// No playlists, no image sequences, no scripts: each of these formats is one file.
+constexpr const char* kFootage =
+    "mov,matroska,avi,nut,mxf,mpegts,mpeg,mpegvideo,m4v,h261,h263,h264,hevc,vc1,obu,av1,ivf,"
+    "cavsvideo,dirac,dnxhd,dv,flv,gif,apng,asf,ogg,gxf,lxf,mjpeg,yuv4mpegpipe,rm,nsv,wtv,swf,"
+    "jpeg_pipe,png_pipe,tiff_pipe,dpx_pipe,bmp_pipe,webp_pipe,j2k_pipe,"
+    "wav,w64,aiff,caf,au,flac,mp3,aac,ac3,eac3,dts,truehd,wv,tta,amr";
 
 // Makes the mapped bytes the packet's data.
 void TakeOver(AVPacket& packet, std::shared_ptr<const FileMapping> mapping) {
@@ -47,11 +53,13 @@ std::int64_t TimeOf(const AVPacket& packet) {
   return packet.pts != AV_NOPTS_VALUE ? packet.pts : packet.dts;
 }
 
-Demuxer::Demuxer(std::unique_ptr<InputFile> file) : file_(std::move(file)), bytes_(*file_) {
+Demuxer::Demuxer(std::unique_ptr<InputFile> file, FileFormats formats)
+    : file_(std::move(file)), bytes_(*file_) {
+  const bool isFootage = formats == FileFormats::Footage;
   AVFormatContext* context = avformat_alloc_context();
   // Allow no other formats: playlists above all could open files and addresses that the user did
   // not name.
-  if (context) context->format_whitelist = av_strdup(kContainers);
+  if (context) context->format_whitelist = av_strdup(isFootage ? kFootage : kContainers);
   if (!context || !context->format_whitelist) {
     avformat_free_context(context);
     throw std::bad_alloc();
@@ -66,8 +74,21 @@ Demuxer::Demuxer(std::unique_ptr<InputFile> file) : file_(std::move(file)), byte
   if (result < 0) {
     // The library refuses all other formats with EINVAL.
     const bool isOther = result == AVERROR(EINVAL);
-    throw UnreadableContainer(GetName() + ": is not a complete mov, mkv, avi, nut or mxf" +
+    throw UnreadableContainer(GetName() +
+                              (isFootage ? ": is no video file that can be read"
+                                         : ": is not a complete mov, mkv, avi, nut or mxf") +
                               (isOther ? "" : " (" + ExplainLibavError(result) + ")"));
+  }
+}
+
+void Demuxer::FindStreamInfo() {
+  const MemoryWatch memory;
+  const int result = avformat_find_stream_info(context_.get(), nullptr);
+  bytes_.Rethrow();
+  memory.Check();
+  if (result < 0) {
+    throw UnreadableContainer(GetName() + ": its tracks cannot be read (" +
+                              ExplainLibavError(result) + ")");
   }
 }
 

@@ -20,13 +20,19 @@ class UnreadablePacket : public Failure {
   using Failure::Failure;
 };
 
-/// The tracks of a container file and their packets. Only the container is parsed; no decoder of
-/// the container library ever runs. Used by one thread; packets may be used and released on any
+/// Formats of files that a demuxer reads. None opens other files or addresses.
+enum class FileFormats {
+  Containers,  ///< mov, mkv, avi, nut and mxf
+  Footage,     ///< all of video and of sound
+};
+
+/// The tracks of a container file and their packets. Only the container is parsed, unless
+/// FindStreamInfo() is called. Used by one thread; packets may be used and released on any
 /// thread and may outlive the demuxer.
 class Demuxer {
  public:
   /// Throws UnreadableContainer if the file is no container.
-  explicit Demuxer(std::unique_ptr<InputFile> file);
+  explicit Demuxer(std::unique_ptr<InputFile> file, FileFormats formats = FileFormats::Containers);
 
   InputFile& GetFile() const { return *file_; }
   const std::string& GetName() const { return file_->GetName(); }
@@ -34,6 +40,10 @@ class Demuxer {
   std::span<AVStream* const> GetStreams() const {
     return {context_->streams, context_->nb_streams};
   }
+
+  /// Completes what the container does not state about its tracks from their first packets, which
+  /// may be decoded for that. Call it before Read().
+  void FindStreamInfo();
 
   /// Returns the next packet of the tracks that are not discarded; null at the end.
   /// @throws UnreadablePacket; the next call resumes after it, if the container allows

@@ -78,9 +78,7 @@ FrameTimeFailure FrameTimeCheck::MakeFailure(const Deviation& deviation,
                             seconds(deviation.expected) + " at " + Describe(rate_) +
                             " frames per second";
   return {name_ + ": has a variable frame rate: frame " + std::to_string(deviation.number) + " " +
-              found +
-              ". This command makes it constant, leaving out frames and repeating some:\n  " +
-              ConversionCommand(name_, "fps=" + Describe(rate_)),
+              found,
           deviation.number, deviation.missing > 0 ? "is missing: the one after " + found : found,
           deviation.missing, offset};
 }

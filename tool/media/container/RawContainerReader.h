@@ -12,11 +12,16 @@
 
 namespace vixprores {
 
+/// Returns the code of packed 4:2:2 pictures that elements accept as they are stored; 0 = other
+/// ones.
+vix::FourCC FindPackedFormat(const AVCodecParameters& parameters);
+
 /// Reads packed uncompressed 4:2:2 video from a container. The buffers are the container library's
 /// own packets, or stay in the file.
 class RawContainerReader : public FrameReader {
  public:
-  RawContainerReader(std::unique_ptr<InputFile> file, FrameTimes times);
+  /// @param demuxer nothing must have been read from it; its first video track is packed
+  RawContainerReader(std::unique_ptr<Demuxer> demuxer, FrameTimes times);
 
   std::optional<NumberedFrame> Read() override;
   bool SkipTo(std::int64_t frame) override { return track_.SkipTo(frame); }

@@ -162,12 +162,12 @@ std::span<AVStream* const> StreamsOf(const AVFormatContext& context) {
   return {context.streams, context.nb_streams};
 }
 
+}  // namespace
+
 bool IsVideo(const AVStream& stream) {
   return stream.codecpar->codec_type == AVMEDIA_TYPE_VIDEO &&
          (stream.disposition & AV_DISPOSITION_ATTACHED_PIC) == 0;
 }
-
-}  // namespace
 
 bool IsMatroska(const AVFormatContext& context) {
   return std::strstr(context.iformat->name, "matroska") != nullptr;
@@ -181,11 +181,17 @@ bool IsMxf(const AVFormatContext& context) {
   return std::strcmp(context.iformat->name, "mxf") == 0;
 }
 
-AVStream& ChooseVideo(const Demuxer& demuxer, bool isTagged) {
+AVStream& ChooseVideo(const Demuxer& demuxer, bool isTagged, std::size_t place) {
   AVStream* video = nullptr;
+  std::size_t videos = 0;
   for (AVStream* stream : demuxer.GetStreams()) {
     stream->discard = AVDISCARD_ALL;
-    if (!video && IsVideo(*stream)) video = stream;
+    if (IsVideo(*stream) && videos++ == place) video = stream;
+  }
+  if (!video && videos > 0) {
+    throw Failure(demuxer.GetName() + ": has " +
+                  Count(static_cast<std::int64_t>(videos), "video track") +
+                  ", but --video-track asks for number " + std::to_string(place + 1));
   }
   if (!video) {
     const std::string found = demuxer.GetName() + ": has " +

@@ -15,13 +15,18 @@
 
 namespace vixprores {
 
+/// Returns true for a video track that is no cover picture.
+bool IsVideo(const AVStream& stream);
+
 bool IsMatroska(const AVFormatContext& context);
 bool IsAvi(const AVFormatContext& context);
 bool IsMxf(const AVFormatContext& context);
 
-/// Returns the first video track, and makes the library discard the packets of all other tracks.
+/// Returns a video track (never a cover picture), and makes the library discard the packets of all
+/// other tracks.
 /// @param isTagged the file was written by this program, so it had a video track
-AVStream& ChooseVideo(const Demuxer& demuxer, bool isTagged);
+/// @param place    of the video track, from 0
+AVStream& ChooseVideo(const Demuxer& demuxer, bool isTagged, std::size_t place = 0);
 /// Returns the format that the container states; code and rate are 0.
 StreamFormat DescribeVideo(const AVStream& stream);
 std::vector<SoundTrack> DescribeSound(const AVFormatContext& context);

@@ -39,6 +39,14 @@ zimg_chroma_location_e SitingOf(const PictureKind& kind) {
   }
 }
 
+void DescribeColour(const Colour& colour, zimgxx::zimage_format& format) {
+  format.color_primaries = static_cast<zimg_color_primaries_e>(colour.primaries);
+  format.transfer_characteristics = static_cast<zimg_transfer_characteristics_e>(colour.transfer);
+  format.matrix_coefficients = static_cast<zimg_matrix_coefficients_e>(colour.matrix);
+  const bool isFull = colour.range == ColourRange::Full;
+  format.pixel_range = isFull ? ZIMG_RANGE_FULL : ZIMG_RANGE_LIMITED;
+}
+
 unsigned RoundUpTo(unsigned value, unsigned multiple) {
   return (value + multiple - 1) / multiple * multiple;
 }
@@ -63,6 +71,7 @@ class PictureConverter::Conversion {
   };
 
   bool ConvertsFields() const;
+  Colour SourceColour() const;
   void AddPart(const Lines& lines);
   zimgxx::zimage_format DescribeSource(const Lines& lines) const;
   zimgxx::zimage_format DescribeTarget(const zimgxx::zimage_format& source,
@@ -74,6 +83,7 @@ class PictureConverter::Conversion {
   const PictureTarget& target_;
   PictureKind kind_;
   PictureRows rows_;
+  int rgbMatrix_ = 0;                ///< of RGB, as a code point
   std::optional<RgbMatrix> matrix_;  ///< of RGB
   bool isPadded_ = false;
   bool isFull_;    ///< and is limited after libzimg
@@ -92,7 +102,8 @@ PictureConverter::Conversion::Conversion(const PictureTarget& target, const Pict
   if (rows_.IsRgb()) {
     const int matrix = target.format.colour.matrix;
     const bool isKnown = matrix != AVCOL_SPC_UNSPECIFIED && matrix != AVCOL_SPC_RGB;
-    matrix_.emplace(isKnown ? matrix : UsualMatrix(target.format.height));
+    rgbMatrix_ = isKnown ? matrix : UsualMatrix(target.format.height);
+    matrix_.emplace(rgbMatrix_);
     for (auto& row : rgb_) row.resize(static_cast<std::size_t>(kind.width));
   }
   try {
@@ -118,6 +129,17 @@ bool PictureConverter::Conversion::ConvertsFields() const {
          kind_.height > 1;
 }
 
+// What the picture does not state is that of its size.
+Colour PictureConverter::Conversion::SourceColour() const {
+  constexpr int kUnspecified = 2;
+  const int usual = UsualMatrix(static_cast<std::uint32_t>(kind_.height));
+  const auto stated = [&](int code) { return code == kUnspecified ? usual : code; };
+  Colour colour{stated(kind_.primaries), stated(kind_.transfer), stated(kind_.matrix),
+                kind_.isFull && !rows_.IsRgb() ? ColourRange::Full : ColourRange::Limited};
+  if (rows_.IsRgb()) colour.matrix = rgbMatrix_;
+  return colour;
+}
+
 zimgxx::zimage_format PictureConverter::Conversion::DescribeSource(const Lines& lines) const {
   const unsigned stepW = rows_.IsRgb() ? 1 : 1U << rows_.GetSubsampleW();
   const unsigned stepH = rows_.IsRgb() ? 1 : 1U << rows_.GetSubsampleH();
@@ -133,6 +155,7 @@ zimgxx::zimage_format PictureConverter::Conversion::DescribeSource(const Lines& 
   source.chroma_location = SitingOf(kind_);
   source.field_parity = lines.parity;
   source.pixel_range = ZIMG_RANGE_LIMITED;  // full range is limited afterwards
+  if (target_.colour) DescribeColour(SourceColour(), source);
   return source;
 }
 
@@ -152,6 +175,7 @@ zimgxx::zimage_format PictureConverter::Conversion::DescribeTarget(
   target.chroma_location = ZIMG_CHROMA_LEFT;
   target.field_parity = lines.parity;
   target.pixel_range = ZIMG_RANGE_LIMITED;
+  if (target_.colour) DescribeColour(*target_.colour, target);
   return target;
 }
 
@@ -162,6 +186,11 @@ zimgxx::zfilter_graph_builder_params PictureConverter::Conversion::DescribeFilte
   // Not with AVX-512, which scales to other results than all lower levels.
   filter.cpu_type =
       target_.cpuLevel != 0 ? static_cast<zimg_cpu_type_e>(target_.cpuLevel) : ZIMG_CPU_AUTO;
+  if (target_.colour) {
+    // Sums of fractions differ from level to level.
+    filter.cpu_type = ZIMG_CPU_X86_SSE2;
+    if (target_.peakLuminance > 0) filter.nominal_peak_luminance = target_.peakLuminance;
+  }
   return filter;
 }
 

@@ -1,6 +1,7 @@
 // SPDX-License-Identifier: BSD-2-Clause
 #include "media/raw/Y4m.h"
 
+#include <algorithm>
 #include <charconv>
 #include <optional>
 #include <span>
@@ -132,6 +133,17 @@ class HeaderParser {
 };
 
 }  // namespace
+
+bool HoldsPlain422(std::string_view header) {
+  std::istringstream words{std::string(header)};
+  for (std::string word; words >> word;) {
+    if (word.front() != 'C') continue;
+    return std::ranges::any_of(kChromaTags, [&word](const ChromaTag& known) {
+      return known.tag == std::string_view(word).substr(1);
+    });
+  }
+  return false;
+}
 
 StreamFormat ParseY4mHeader(std::string_view header, const std::string& inputName) {
   std::istringstream words{std::string(header)};

@@ -23,6 +23,9 @@ inline constexpr std::string_view kY4mFrameMagic = "FRAME";
 /// @param inputName for messages
 StreamFormat ParseY4mHeader(std::string_view header, const std::string& inputName);
 
+/// Returns true if the pictures of a stream with that header are 4:2:2 of 8 or 10 bits.
+bool HoldsPlain422(std::string_view header);
+
 /// Returns the header of a stream, newline included, with frame rate, pixel aspect, field order and
 /// colour range; Y4M has no words for other colour properties.
 std::string MakeY4mHeader(const StreamFormat& format);

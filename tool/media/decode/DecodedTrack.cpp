@@ -1,0 +1,165 @@
+// SPDX-License-Identifier: BSD-2-Clause
+#include "media/decode/DecodedTrack.h"
+
+#include <algorithm>
+#include <utility>
+
+#include "base/Errors.h"
+#include "base/Interrupt.h"
+#include "media/container/FrameTimeCheck.h"
+#include "media/container/TrackDescription.h"
+
+extern "C" {
+#include <libavutil/mathematics.h>
+}
+
+namespace vixprores {
+namespace {
+
+AVStream& PrepareStream(Demuxer& demuxer, const FootageReading& reading) {
+  demuxer.FindStreamInfo();
+  return ChooseVideo(demuxer, false, reading.videoTrack.value_or(0));
+}
+
+}  // namespace
+
+DecodedTrack::DecodedTrack(std::unique_ptr<Demuxer> demuxer, const FootageReading& reading)
+    : demuxer_(std::move(demuxer)),
+      stream_(PrepareStream(*demuxer_, reading)),
+      decoder_(stream_, reading.threads, demuxer_->GetName()),
+      sound_(*demuxer_) {}
+
+void DecodedTrack::Lose(const std::string& reason) {
+  ++lost_;
+  lossReason_ = reason;
+}
+
+// Returns the next packet of any track; null at the end, and where there is no way to go on.
+Packet DecodedTrack::ReadAny() {
+  for (;;) {
+    CheckInterrupt();
+    try {
+      return demuxer_->Read();
+    } catch (const UnreadablePacket& failure) {
+      Lose(failure.what());
+      const std::int64_t position = demuxer_->GetFile().GetPosition();
+      if (std::exchange(lastFailure_, position) == position) return nullptr;
+    }
+  }
+}
+
+Packet DecodedTrack::ReadPacket() {
+  while (Packet packet = ReadAny()) {
+    if (packet->stream_index == stream_.index) return packet;
+    sound_.Keep(std::move(packet), false);
+  }
+  return nullptr;
+}
+
+Picture DecodedTrack::Read() {
+  for (;;) {
+    if (Picture picture = decoder_.Receive()) {
+      picture->pts = picture->best_effort_timestamp;
+      return picture;
+    }
+    if (hasEnded_) return nullptr;
+    const Packet packet = ReadPacket();
+    hasEnded_ = !packet;
+    if (!decoder_.Send(packet.get()) && packet) Lose(ExplainLibavError(AVERROR_INVALIDDATA));
+  }
+}
+
+// The index has decoding times, which are not after those of presentation. The first random access
+// point before `time` may belong to a later picture, or only begin to refresh the pictures.
+std::optional<std::int64_t> DecodedTrack::FindEntryPoint(std::int64_t time) const {
+  if (!FrameIndex(*demuxer_, stream_).IsPresent()) return std::nullopt;
+  const std::int64_t second = av_rescale_q(1, {1, 1}, stream_.time_base);
+  std::int64_t point = time;
+  for (int found = 0; found < 2 || point > av_sat_sub64(time, second); ++found) {
+    const int entry =
+        av_index_search_timestamp(&stream_, point - (found == 0 ? 0 : 1), AVSEEK_FLAG_BACKWARD);
+    if (entry < 0) return std::nullopt;
+    point = avformat_index_get_entry(&stream_, entry)->timestamp;
+  }
+  return point;
+}
+
+std::optional<std::int64_t> DecodedTrack::CountIndexed() const {
+  if (!FrameIndex(*demuxer_, stream_).IsPresent()) return std::nullopt;
+  std::int64_t count = 0;
+  for (int i = 0; i < avformat_index_get_entries_count(&stream_); ++i) {
+    const AVIndexEntry& entry = *avformat_index_get_entry(&stream_, i);
+    if ((entry.flags & AVINDEX_DISCARD_FRAME) == 0) ++count;
+  }
+  return count;
+}
+
+// The index has the pictures in the order of decoding, where they follow each other as evenly as in
+// that of presentation.
+void DecodedTrack::CheckIndexedTimes(Rational rate, std::int64_t last) const {
+  if (!FrameIndex(*demuxer_, stream_).IsPresent()) return;
+  FrameTimeCheck check(demuxer_->GetName(), FrameTimes::Checked);
+  std::int64_t number = 0;
+  for (int i = 0; i < avformat_index_get_entries_count(&stream_) && number <= last; ++i) {
+    const AVIndexEntry& entry = *avformat_index_get_entry(&stream_, i);
+    if ((entry.flags & AVINDEX_DISCARD_FRAME) != 0) continue;
+    if (number == 0) check.Start(rate, stream_.time_base, entry.timestamp);
+    const auto deviation = check.Compare(number, entry.timestamp);
+    if (deviation) throw check.MakeFailure(*deviation, std::nullopt);
+    ++number;
+  }
+}
+
+bool DecodedTrack::SeekBefore(std::int64_t time) {
+  const auto point = FindEntryPoint(time);
+  if (!point || !demuxer_->Seek(stream_, *point)) return false;
+  Restart();
+  return true;
+}
+
+bool DecodedTrack::Rewind() {
+  if (!demuxer_->Seek(stream_, INT64_MIN / 2)) return false;
+  Restart();
+  return true;
+}
+
+void DecodedTrack::Restart() {
+  decoder_.Flush();
+  sound_.Jump();
+  hasEnded_ = false;
+}
+
+void DecodedTrack::SetStart(std::int64_t time, AVRational tick) {
+  start_ = time;
+  startTick_ = tick;
+}
+
+std::vector<SoundPacket> DecodedTrack::TakeSound() {
+  std::vector<SoundPacket> packets = sound_.Take();
+  for (auto& [track, packet] : packets) {
+    const std::int64_t start = av_rescale_q(start_, startTick_, GetSound()[track].timeBase);
+    for (std::int64_t* const time : {&packet->pts, &packet->dts}) {
+      if (*time != AV_NOPTS_VALUE) *time = av_sat_sub64(*time, start);
+    }
+  }
+  return packets;
+}
+
+std::vector<SoundPacket> DecodedTrack::ReadSoundUntil(std::int64_t time, AVRational tick) {
+  const std::int64_t end = av_sat_add64(time, av_rescale_q(start_, startTick_, tick));
+  // Longest time in seconds by which sound may lag behind its pictures.
+  constexpr int kLatestSeconds = 60;
+  const std::int64_t latest = av_sat_add64(end, av_rescale_q(kLatestSeconds, {1, 1}, tick));
+  while (!sound_.HasUntil(end, tick)) {
+    Packet packet = ReadAny();
+    if (!packet) break;
+    if (packet->stream_index != stream_.index) {
+      sound_.Keep(std::move(packet), false);
+    } else if (av_compare_ts(TimeOf(*packet), stream_.time_base, latest, tick) > 0) {
+      break;
+    }
+  }
+  return TakeSound();
+}
+
+}  // namespace vixprores

@@ -1,0 +1,83 @@
+// SPDX-License-Identifier: BSD-2-Clause
+#ifndef TOOL_MEDIA_DECODE_DECODEDTRACK_H
+#define TOOL_MEDIA_DECODE_DECODEDTRACK_H
+
+#include <cstdint>
+#include <memory>
+#include <optional>
+#include <string>
+#include <vector>
+
+#include "media/container/Demuxer.h"
+#include "media/decode/FootageReading.h"
+#include "media/decode/VideoDecoder.h"
+#include "media/sound/SoundQueue.h"
+
+namespace vixprores {
+
+/// The pictures of a video track of any file that libavformat and libavcodec read, in the order of
+/// presentation, and the sound beside them. Used by one thread; the pictures may be used and
+/// released on any thread and may outlive the track.
+class DecodedTrack : public SideTracks {
+ public:
+  /// @throws Failure if the file has no such track, or no decoder for it
+  DecodedTrack(std::unique_ptr<Demuxer> demuxer, const FootageReading& reading);
+
+  const Demuxer& GetDemuxer() const { return *demuxer_; }
+  const AVStream& GetStream() const { return stream_; }
+  AVStream& GetStream() { return stream_; }
+  /// Rate that the coded stream states, once a picture was read; numerator 0 = none.
+  Rational GetCodedRate() const { return decoder_.GetRate(); }
+
+  /// Returns the next picture, null at the end. Its `pts` is its time in ticks of the stream,
+  /// AV_NOPTS_VALUE if there is none.
+  /// @throws Failure if the file cannot be read on
+  Picture Read();
+  /// Continues at a random access point from which the picture at `time`, and a second of sound
+  /// before it, can be decoded intact. Returns false, with nothing changed, if none is known.
+  bool SeekBefore(std::int64_t time);
+  /// Continues at the start of the file. Returns false if that is not possible.
+  bool Rewind();
+
+  /// Number of pictures by the container's index; nullopt = unknown.
+  std::optional<std::int64_t> CountIndexed() const;
+  /// Throws the FrameTimeFailure of the first picture up to number `last` that does not follow the
+  /// one before it by a frame of that rate, by the index. Does nothing without an index.
+  void CheckIndexedTimes(Rational rate, std::int64_t last) const;
+
+  /// Number of packets so far that could not be decoded or found.
+  std::int64_t CountLostPackets() const { return lost_; }
+  /// Returns why the last of them was lost; empty = nothing was.
+  const std::string& GetLossReason() const { return lossReason_; }
+
+  /// Sets the time of the first picture: from now on sound has times from there.
+  void SetStart(std::int64_t time, AVRational tick);
+
+  const std::vector<SoundTrack>& GetSound() const override { return sound_.GetTracks(); }
+  void SelectSound(const std::vector<std::size_t>& places) override { sound_.Select(places); }
+  const std::vector<SoundDamage>& GetSoundDamage() const override { return sound_.GetDamage(); }
+  std::vector<SoundPacket> TakeSound() override;
+  std::vector<SoundPacket> ReadSoundUntil(std::int64_t time, AVRational tick) override;
+
+ private:
+  Packet ReadAny();
+  Packet ReadPacket();
+  void Lose(const std::string& reason);
+  std::optional<std::int64_t> FindEntryPoint(std::int64_t time) const;
+  void Restart();
+
+  std::unique_ptr<Demuxer> demuxer_;
+  AVStream& stream_;
+  VideoDecoder decoder_;
+  SoundQueue sound_;
+  bool hasEnded_ = false;  ///< the decoder has got all packets
+  std::int64_t start_ = 0;
+  AVRational startTick_{0, 1};
+  std::int64_t lost_ = 0;
+  std::string lossReason_;
+  std::int64_t lastFailure_ = -1;  ///< position in the file of the last unreadable packet
+};
+
+}  // namespace vixprores
+
+#endif  // TOOL_MEDIA_DECODE_DECODEDTRACK_H

@@ -1,0 +1,242 @@
+// SPDX-License-Identifier: BSD-2-Clause
+#include "media/decode/DecodedVideoReader.h"
+
+#include <algorithm>
+#include <array>
+#include <cmath>
+#include <utility>
+
+#include "base/Errors.h"
+#include "base/Text.h"
+#include "media/container/TrackDescription.h"
+#include "media/decode/PictureRows.h"
+
+extern "C" {
+#include <libavutil/mathematics.h>
+}
+
+namespace vixprores {
+namespace {
+
+FieldOrder FieldOrderOf(const AVFrame& picture, FieldOrder stated) {
+  if (picture.interlaced_frame == 0)
+    return stated == FieldOrder::Unknown ? FieldOrder::Progressive : stated;
+  return picture.top_field_first != 0 ? FieldOrder::TopFirst : FieldOrder::BottomFirst;
+}
+
+bool IsDamaged(const AVFrame& picture) {
+  return picture.decode_error_flags != 0 || (picture.flags & AV_FRAME_FLAG_CORRUPT) != 0;
+}
+
+std::uint32_t Scaled(int side, std::uint32_t divisor) {
+  return std::max(static_cast<std::uint32_t>(side) / divisor, std::uint32_t{1});
+}
+
+}  // namespace
+
+DecodedVideoReader::DecodedVideoReader(std::unique_ptr<Demuxer> demuxer, FootageReading reading)
+    : reading_(std::move(reading)),
+      pictures_(std::move(demuxer), reading_),
+      times_(description_.name, ChooseTimes()) {
+  description_.name = GetTrack().GetDemuxer().GetName();
+  const AVFrame& first = pictures_.GetFirst();
+  const PictureStream& stream = pictures_.GetStream();
+  start_ = first.pts == AV_NOPTS_VALUE ? 0 : first.pts;
+  pictures_.GetTrack().SetStart(start_, stream.tick);
+  times_.Start(Reduce(ToRational(stream.rate)), stream.tick, start_);
+  Describe(first);
+  if (reading_.convertRate) {
+    conversion_.emplace(*reading_.convertRate, stream.tick, start_, GetName());
+  }
+}
+
+// A bare coded stream has no times.
+FrameTimes DecodedVideoReader::ChooseTimes() const {
+  const AVInputFormat& container = *GetTrack().GetDemuxer().GetContext().iformat;
+  const bool hasTimes = (container.flags & AVFMT_NOTIMESTAMPS) == 0;
+  return reading_.rate || !hasTimes ? FrameTimes::Ignored : reading_.times;
+}
+
+StreamFormat DecodedVideoReader::DescribeFormat(const AVFrame& first) const {
+  StreamFormat format = DescribeVideo(GetTrack().GetStream());
+  format.code = vix::kFourCC_V210;
+  format.width = static_cast<std::uint32_t>(first.width);
+  format.height = static_cast<std::uint32_t>(first.height);
+  format.rate = reading_.convertRate.value_or(Reduce(ToRational(pictures_.GetStream().rate)));
+  format.colour = {first.color_primaries, first.color_trc, first.colorspace, ColourRange::Limited};
+  format.sampleAspect = {0, 1};
+  const AVRational aspect = pictures_.GetStream().sampleAspect;
+  if (aspect.num > 0 && aspect.den > 0) {
+    format.sampleAspect = Reduce(ToRational(aspect));
+  }
+  format.fieldOrder = FieldOrderOf(first, format.fieldOrder);
+  if (reading_.deinterlacing != Deinterlacing::None) format.fieldOrder = FieldOrder::Progressive;
+  if (pictures_.TurnsPictures()) format.displayMatrix.reset();
+  return format;
+}
+
+PictureTarget DecodedVideoReader::DescribeTarget(const AVFrame& first) const {
+  PictureTarget target;
+  target.format = DescribeFormat(first);
+  StreamFormat& format = target.format;
+  if (reading_.scale) {
+    const PictureScale& scale = *reading_.scale;
+    format.width = scale.width > 0 ? scale.width : Scaled(first.width, scale.divisor);
+    format.height = scale.width > 0 ? scale.height : Scaled(first.height, scale.divisor);
+    if (format.sampleAspect.numerator > 0) {
+      // The picture keeps its shape.
+      AVRational aspect{};
+      av_reduce(&aspect.num, &aspect.den,
+                std::int64_t{format.sampleAspect.numerator} * first.width * format.height,
+                std::int64_t{format.sampleAspect.denominator} * first.height * format.width,
+                INT32_MAX);
+      format.sampleAspect = ToRational(aspect);
+    }
+  }
+  const PictureRows rows(static_cast<AVPixelFormat>(first.format), GetName());
+  if (rows.IsRgb()) {
+    const bool isGiven = reading_.colour.matrix != AVCOL_SPC_UNSPECIFIED;
+    format.colour.matrix = isGiven ? reading_.colour.matrix : UsualMatrix(format.height);
+  }
+  if (reading_.convertColour) {
+    target.colour = FindColourPreset(*reading_.convertColour);
+    target.colour->range = ColourRange::Limited;
+    format.colour = *target.colour;
+    target.peakLuminance = reading_.peakLuminance;
+  }
+  return target;
+}
+
+void DecodedVideoReader::Describe(const AVFrame& first) {
+  const AVFormatContext& context = GetTrack().GetDemuxer().GetContext();
+  PictureTarget target = DescribeTarget(first);
+  description_.format = target.format;
+  const FoundTimecode timecode = FindTimecode(context, GetFormat().rate, GetName());
+  description_.timecode = timecode.timecode;
+  description_.timecodeNote = timecode.note;
+  description_.metadata = FindMetadata(context);
+  description_.note = DescribeChanges(first);
+  description_.frames = CountFrames();
+  converters_ = std::make_shared<PictureConverters>(std::move(target), GetName());
+}
+
+std::string DecodedVideoReader::DescribeChanges(const AVFrame& first) const {
+  std::vector<std::string> notes;
+  const std::string tracks = FindTrackNote(GetTrack().GetDemuxer().GetContext(), GetName());
+  if (!tracks.empty()) notes.push_back(tracks);
+  const PictureRows rows(static_cast<AVPixelFormat>(first.format), GetName());
+  if (rows.IsRgb()) {
+    notes.push_back(GetName() + ": RGB pictures are converted with the matrix " +
+                    DescribeColourCode(ColourProperty::Matrix, GetFormat().colour.matrix) +
+                    "; --matrix chooses another one");
+  }
+  if (rows.HasAlpha()) notes.push_back(GetName() + ": its alpha channel is left out");
+  if (pictures_.TurnsPictures()) {
+    notes.push_back(GetName() +
+                    ": pictures are turned as players would show them; --no-rotate "
+                    "leaves them");
+  }
+  return Join(notes, "\n");
+}
+
+std::optional<std::int64_t> DecodedVideoReader::CountFrames() const {
+  if (!pictures_.KeepsCount() || conversion_) return std::nullopt;
+  return GetTrack().CountIndexed();
+}
+
+void DecodedVideoReader::CheckRange(const FrameRange& range) const {
+  if (times_.GetTreatment() != FrameTimes::Checked || reading_.filter || conversion_) return;
+  GetTrack().CheckIndexedTimes(Reduce(ToRational(pictures_.GetDecodedRate())), range.last);
+}
+
+FrameConversion DecodedVideoReader::GetConversion() const {
+  return [converters = converters_](const std::shared_ptr<vix::IBuffer>& picture) {
+    return converters->Convert(PictureOf(*picture));
+  };
+}
+
+std::string DecodedVideoReader::GetEndNote() const {
+  return conversion_ ? conversion_->DescribeChanges() : std::string();
+}
+
+std::int64_t DecodedVideoReader::NumberAt(std::int64_t time) const {
+  return av_rescale_q(av_sat_sub64(time, start_), pictures_.GetStream().tick,
+                      Invert(GetFormat().rate));
+}
+
+bool DecodedVideoReader::SkipTo(std::int64_t frame) {
+  const bool isConstant = conversion_ || times_.GetTreatment() == FrameTimes::Checked;
+  if (!isConstant || !pictures_.IsTimeless()) return false;
+  const std::int64_t time = av_sat_add64(
+      start_, av_rescale_q(frame, Invert(GetFormat().rate), pictures_.GetStream().tick));
+  if (!pictures_.SeekBefore(time)) return false;
+  isAfterJump_ = true;
+  skippedTo_ = frame;
+  if (conversion_) conversion_->Jump();
+  return true;
+}
+
+std::optional<NumberedFrame> DecodedVideoReader::Read() {
+  for (;;) {
+    std::optional<NumberedPicture> next = conversion_ ? ReadConverted() : ReadInTime();
+    if (!next) return std::nullopt;
+    framesRead_ = next->number + 1;
+    if (next->number < skippedTo_) continue;
+    NumberedFrame frame;
+    frame.number = next->number;
+    frame.isUneven = next->isUneven;
+    if (IsDamaged(*next->picture)) frame.fault = "was decoded with errors";
+    frame.data = WrapPicture(std::move(next->picture));
+    return frame;
+  }
+}
+
+std::optional<NumberedPicture> DecodedVideoReader::ReadConverted() {
+  for (;;) {
+    if (auto next = conversion_->Pull()) return next;
+    if (isConversionEnded_) return std::nullopt;
+    Picture picture = pictures_.Read();
+    isConversionEnded_ = !picture;
+    conversion_->Push(std::move(picture));
+  }
+}
+
+// Returns the next picture if its time fits the constant rate.
+std::optional<NumberedPicture> DecodedVideoReader::ReadInTime() {
+  Picture picture = ahead_ ? std::move(ahead_) : pictures_.Read();
+  if (!picture) {
+    FailAtLoss();
+    return std::nullopt;
+  }
+  const std::int64_t time = picture->pts;
+  if (time == AV_NOPTS_VALUE) return NumberedPicture{framesRead_, std::move(picture)};
+  if (std::exchange(isAfterJump_, false)) {
+    framesRead_ = NumberAt(time);
+    times_.Skip(framesRead_, time);
+  }
+  const auto deviation = times_.Take(framesRead_, time);
+  if (deviation && !deviation->isAccepted) {
+    if (deviation->missing > 0) {
+      // The picture itself comes with the next Read().
+      ahead_ = std::move(picture);
+      framesRead_ += deviation->missing;
+    }
+    throw times_.MakeFailure(*deviation, std::nullopt);
+  }
+  return NumberedPicture{framesRead_, std::move(picture), deviation.has_value()};
+}
+
+// What is lost at the end leaves no gap.
+void DecodedVideoReader::FailAtLoss() {
+  const std::int64_t announced = GetDescription().frames.value_or(0);
+  if (framesRead_ >= announced) return;
+  const std::int64_t first = std::exchange(framesRead_, announced);
+  const std::string& reason = GetTrack().GetLossReason();
+  throw FrameFailure(GetName(), first,
+                     "is missing: the input ends there although it announces " +
+                         Count(announced, "frame") + (reason.empty() ? "" : " (" + reason + ")"),
+                     "choose the frames that are there with --frames, or get the whole file",
+                     announced - first);
+}
+
+}  // namespace vixprores

@@ -1,0 +1,146 @@
+// SPDX-License-Identifier: BSD-2-Clause
+#include "media/decode/FilterGraph.h"
+
+#include <algorithm>
+#include <array>
+#include <new>
+#include <span>
+#include <string_view>
+
+#include "base/Errors.h"
+#include "format/InputFormat.h"
+#include "media/container/Libav.h"
+
+extern "C" {
+#include <libavfilter/buffersink.h>
+#include <libavfilter/buffersrc.h>
+#include <libavutil/mem.h>
+}
+
+namespace vixprores {
+namespace {
+
+// Filters that read files of pictures, or take commands from a connection.
+constexpr std::array kRefusedFilters{"movie", "amovie", "zmq", "azmq"};
+// Filters that treat each picture alike, whatever was before.
+constexpr std::array<std::string_view, 15> kTimelessFilters{
+    "colorspace", "fieldorder", "format",   "hflip",  "lut1d",     "lut3d", "null",  "setdar",
+    "setfield",   "setparams",  "setrange", "setsar", "transpose", "vflip", "zscale"};
+
+struct InOutDeleter {
+  void operator()(AVFilterInOut* ends) const { avfilter_inout_free(&ends); }
+};
+using InOut = std::unique_ptr<AVFilterInOut, InOutDeleter>;
+
+InOut MakeEnd(const char* name, AVFilterContext* filter) {
+  InOut end(avfilter_inout_alloc());
+  if (!end) throw std::bad_alloc();
+  end->name = av_strdup(name);
+  end->filter_ctx = filter;
+  if (!end->name) throw std::bad_alloc();
+  return end;
+}
+
+[[noreturn]] void Refuse(const std::string& graph, const std::string& reason) {
+  throw UsageError("--filter " + QuoteForShell(graph) + ": " + reason);
+}
+
+void CheckNames(const std::string& text, const AVFilterGraph& graph) {
+  for (const AVFilterContext* filter : std::span(graph.filters, graph.nb_filters)) {
+    for (const char* const refused : kRefusedFilters) {
+      if (std::string_view(filter->filter->name) == refused) {
+        Refuse(text, std::string("the filter ") + refused +
+                         " is not allowed, because it reads other inputs");
+      }
+    }
+  }
+}
+
+std::string DescribeSource(const PictureStream& stream, const AVFrame& first) {
+  const auto text = [](AVRational value) {
+    return std::to_string(value.num) + "/" + std::to_string(std::max(value.den, 1));
+  };
+  std::string arguments =
+      "video_size=" + std::to_string(first.width) + "x" + std::to_string(first.height) +
+      ":pix_fmt=" + std::to_string(first.format) + ":time_base=" + text(stream.tick) +
+      ":pixel_aspect=" + text(stream.sampleAspect);
+  if (stream.rate.num > 0) arguments += ":frame_rate=" + text(stream.rate);
+  return arguments;
+}
+
+}  // namespace
+
+FilterGraph::FilterGraph(const std::string& graph, const PictureStream& stream,
+                         const AVFrame& first, int threads, const std::string& name)
+    : name_(name), graph_(avfilter_graph_alloc()) {
+  if (!graph_) throw std::bad_alloc();
+  // Files that filters read are named by paths alone.
+  if (graph.find("//") != std::string::npos) {
+    Refuse(graph, "contains '//', as addresses of networks do; filters may read files only");
+  }
+  graph_->nb_threads = threads;
+  const MemoryWatch memory;
+  const auto check = [&](int result) {
+    if (result == AVERROR(ENOMEM)) throw std::bad_alloc();
+    memory.Check();
+    if (result < 0) Refuse(graph, ExplainLibavError(result));
+  };
+  check(avfilter_graph_create_filter(&source_, avfilter_get_by_name("buffer"), "in",
+                                     DescribeSource(stream, first).c_str(), nullptr, graph_.get()));
+  check(avfilter_graph_create_filter(&sink_, avfilter_get_by_name("buffersink"), "out", nullptr,
+                                     nullptr, graph_.get()));
+  InOut outputs = MakeEnd("in", source_);
+  InOut inputs = MakeEnd("out", sink_);
+  AVFilterInOut* restOfOutputs = outputs.release();
+  AVFilterInOut* restOfInputs = inputs.release();
+  const int result =
+      avfilter_graph_parse_ptr(graph_.get(), graph.c_str(), &restOfInputs, &restOfOutputs, nullptr);
+  outputs.reset(restOfOutputs);
+  inputs.reset(restOfInputs);
+  check(result);
+  CheckNames(graph, *graph_);
+  check(avfilter_graph_config(graph_.get(), nullptr));
+}
+
+void FilterGraph::Push(Picture picture) {
+  const MemoryWatch memory;
+  const int result = av_buffersrc_add_frame(source_, picture.get());
+  if (result == AVERROR(ENOMEM)) throw std::bad_alloc();
+  memory.Check();
+  // A filter may need no more pictures, as trim does.
+  if (result < 0 && result != AVERROR_EOF) {
+    throw Failure(name_ + ": the filters cannot take a picture: " + ExplainLibavError(result));
+  }
+}
+
+Picture FilterGraph::Pull() {
+  Picture picture = MakePicture();
+  const MemoryWatch memory;
+  const int result = av_buffersink_get_frame(sink_, picture.get());
+  if (result >= 0) return picture;
+  if (result == AVERROR(EAGAIN) || result == AVERROR_EOF) return nullptr;
+  if (result == AVERROR(ENOMEM)) throw std::bad_alloc();
+  memory.Check();
+  throw Failure(name_ + ": the filters failed: " + ExplainLibavError(result));
+}
+
+PictureStream FilterGraph::GetStream() const {
+  return {av_buffersink_get_time_base(sink_), av_buffersink_get_frame_rate(sink_),
+          av_buffersink_get_sample_aspect_ratio(sink_), av_buffersink_get_w(sink_),
+          av_buffersink_get_h(sink_)};
+}
+
+bool FilterGraph::IsTimeless(const std::string& graph) {
+  if (graph.find("enable") != std::string::npos) return false;
+  std::size_t begin = 0;
+  while (begin <= graph.size()) {
+    const std::size_t end = std::min(graph.find(',', begin), graph.size());
+    const std::string_view filter = std::string_view(graph).substr(begin, end - begin);
+    const std::string_view word = filter.substr(0, filter.find('='));
+    if (std::ranges::find(kTimelessFilters, word) == kTimelessFilters.end()) return false;
+    begin = end + 1;
+  }
+  return true;
+}
+
+}  // namespace vixprores

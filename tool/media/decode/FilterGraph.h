@@ -1,0 +1,61 @@
+// SPDX-License-Identifier: BSD-2-Clause
+#ifndef TOOL_MEDIA_DECODE_FILTERGRAPH_H
+#define TOOL_MEDIA_DECODE_FILTERGRAPH_H
+
+#include <memory>
+#include <string>
+
+#include "media/decode/VideoDecoder.h"
+
+extern "C" {
+#include <libavfilter/avfilter.h>
+}
+
+namespace vixprores {
+
+/// Properties of a stream of pictures.
+struct PictureStream {
+  AVRational tick{0, 1};  ///< of times, in seconds
+  AVRational rate{0, 1};  ///< pictures per second; 0 = unknown
+  AVRational sampleAspect{0, 1};
+  int width = 0;
+  int height = 0;
+};
+
+/// A graph of libavfilter with one input and one output of pictures. Used by one thread.
+class FilterGraph {
+ public:
+  /// @param graph   filters in the notation of libavfilter: "crop=1280:720,lut3d=show.cube"
+  /// @param stream  of the pictures that go in
+  /// @param first   the first of them
+  /// @param name    of the input, for messages
+  /// @throws UsageError that says what is wrong with the graph; filters that read other streams or
+  ///         could open network connections are refused
+  FilterGraph(const std::string& graph, const PictureStream& stream, const AVFrame& first,
+              int threads, const std::string& name);
+
+  /// Takes the next picture; null ends the stream.
+  void Push(Picture picture);
+  /// Returns the next filtered picture; null if another one is needed, or the stream has ended.
+  Picture Pull();
+  /// Properties of the pictures that come out.
+  PictureStream GetStream() const;
+
+  /// Returns true if every picture that such a graph makes depends on one picture alone, and on
+  /// neither its time nor its number.
+  static bool IsTimeless(const std::string& graph);
+
+ private:
+  struct GraphDeleter {
+    void operator()(AVFilterGraph* graph) const { avfilter_graph_free(&graph); }
+  };
+
+  std::string name_;
+  std::unique_ptr<AVFilterGraph, GraphDeleter> graph_;
+  AVFilterContext* source_ = nullptr;
+  AVFilterContext* sink_ = nullptr;
+};
+
+}  // namespace vixprores
+
+#endif  // TOOL_MEDIA_DECODE_FILTERGRAPH_H

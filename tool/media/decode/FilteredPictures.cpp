@@ -1,0 +1,191 @@
+// SPDX-License-Identifier: BSD-2-Clause
+#include "media/decode/FilteredPictures.h"
+
+#include <array>
+#include <utility>
+#include <vector>
+
+#include "base/Errors.h"
+#include "base/Text.h"
+#include "media/container/TrackDescription.h"
+
+extern "C" {
+#include <libavutil/mathematics.h>
+}
+
+namespace vixprores {
+namespace {
+
+// Filters that turn pictures as a matrix of players would. `null` where there is nothing to turn.
+std::string RotationFilters(const std::array<std::int32_t, 9>& matrix) {
+  const auto [a, b, u, c, d, v, x, y, w] = matrix;
+  const auto sign = [](std::int32_t value) { return value > 0 ? '+' : value < 0 ? '-' : '0'; };
+  const std::string signs{sign(a), sign(b), sign(c), sign(d)};
+  constexpr std::array<std::pair<const char*, const char*>, 7> kTurns{{
+      {"-00-", "hflip,vflip"},
+      {"-00+", "hflip"},
+      {"+00-", "vflip"},
+      {"0+-0", "transpose=clock"},
+      {"0-+0", "transpose=cclock"},
+      {"0++0", "transpose=cclock_flip"},
+      {"0--0", "transpose=clock_flip"},
+  }};
+  for (const auto& [turned, filters] : kTurns) {
+    if (signs == turned) return filters;
+  }
+  return {};
+}
+
+// The picture's own labels are newer than the container's, unless it has none.
+int Choose(int given, int ofPicture, int ofContainer) {
+  constexpr int kUnspecified = 2;
+  if (given != kUnspecified) return given;
+  return ofPicture != kUnspecified ? ofPicture : ofContainer;
+}
+
+}  // namespace
+
+FilteredPictures::FilteredPictures(std::unique_ptr<Demuxer> demuxer, const FootageReading& reading)
+    : reading_(reading), track_(std::move(demuxer), reading) {
+  const std::string& name = track_.GetDemuxer().GetName();
+  first_ = track_.Read();
+  if (!first_) {
+    const std::string& reason = track_.GetLossReason();
+    throw Failure(name + ": holds no picture that can be decoded" +
+                  (reason.empty() ? "" : " (" + reason + ")"));
+  }
+  const AVStream& stream = track_.GetStream();
+  decoded_ = {stream.time_base, ToAvRational(FindRate()), first_->sample_aspect_ratio,
+              first_->width, first_->height};
+  if (decoded_.sampleAspect.num <= 0) decoded_.sampleAspect = stream.sample_aspect_ratio;
+  Label(*first_);
+  stream_ = decoded_;
+  BuildGraph(*first_);
+  decodedAhead_ = ShareMemory(*first_);
+  ahead_ = Read();
+  if (!ahead_) throw Failure(name + ": the filters leave no picture");
+}
+
+Rational FilteredPictures::FindRate() {
+  const AVFormatContext& context = track_.GetDemuxer().GetContext();
+  AVStream& stream = track_.GetStream();
+  const bool hasIndex = FrameIndex(track_.GetDemuxer(), stream).IsPresent();
+  const bool isStated = hasIndex || IsMatroska(context) || IsMxf(context) || IsAvi(context);
+  Rational rate{0, 1};
+  // Other containers leave it to the coded stream, and guess it from the first packets.
+  if (!isStated) rate = track_.GetCodedRate();
+  if (rate.numerator == 0) {
+    rate = vixprores::FindRate(stream, nullptr, IsMatroska(context), hasIndex);
+  }
+  if (rate.numerator == 0) rate = track_.GetCodedRate();
+  if (rate.numerator == 0) rate = reading_.rate.value_or(reading_.convertRate.value_or(rate));
+  if (rate.numerator == 0) {
+    throw Failure(track_.GetDemuxer().GetName() +
+                  ": does not tell its frame rate; --rate states it");
+  }
+  return rate;
+}
+
+// Sets what the user states about pictures.
+void FilteredPictures::Label(AVFrame& picture) const {
+  const AVCodecParameters& stated = *track_.GetStream().codecpar;
+  picture.color_primaries = static_cast<AVColorPrimaries>(
+      Choose(reading_.colour.primaries, picture.color_primaries, stated.color_primaries));
+  picture.color_trc = static_cast<AVColorTransferCharacteristic>(
+      Choose(reading_.colour.transfer, picture.color_trc, stated.color_trc));
+  picture.colorspace = static_cast<AVColorSpace>(
+      Choose(reading_.colour.matrix, picture.colorspace, stated.color_space));
+  if (picture.color_range == AVCOL_RANGE_UNSPECIFIED) picture.color_range = stated.color_range;
+  if (!reading_.fields) return;
+  picture.interlaced_frame = *reading_.fields == FieldOrder::Progressive ? 0 : 1;
+  picture.top_field_first = *reading_.fields == FieldOrder::TopFirst ? 1 : 0;
+}
+
+std::string FilteredPictures::DescribeGraph() const {
+  std::vector<std::string> filters;
+  if (reading_.deinterlacing == Deinterlacing::Frames) filters.emplace_back("bwdif=send_frame");
+  if (reading_.deinterlacing == Deinterlacing::Fields) filters.emplace_back("bwdif=send_field");
+  if (TurnsPictures()) {
+    filters.push_back(RotationFilters(*DescribeVideo(track_.GetStream()).displayMatrix));
+  }
+  if (reading_.filter) filters.push_back(*reading_.filter);
+  return Join(filters, ",");
+}
+
+void FilteredPictures::BuildGraph(const AVFrame& first) {
+  const std::string filters = DescribeGraph();
+  isGraphEnded_ = false;
+  if (filters.empty()) return;
+  graph_.emplace(filters, decoded_, first, reading_.threads, track_.GetDemuxer().GetName());
+  stream_ = graph_->GetStream();
+  if (stream_.rate.num <= 0) stream_.rate = decoded_.rate;
+}
+
+bool FilteredPictures::TurnsPictures() const {
+  const auto matrix = DescribeVideo(track_.GetStream()).displayMatrix;
+  return matrix && !reading_.keepsRotation && !RotationFilters(*matrix).empty();
+}
+
+bool FilteredPictures::IsTimeless() const {
+  return !reading_.filter || FilterGraph::IsTimeless(*reading_.filter);
+}
+
+bool FilteredPictures::KeepsCount() const {
+  return !reading_.filter && reading_.deinterlacing != Deinterlacing::Fields;
+}
+
+// A converter would bring it to the size of the others without a word.
+void FilteredPictures::CheckSize(const AVFrame& picture) const {
+  if (reading_.scale && !graph_) return;
+  if (picture.width == decoded_.width && picture.height == decoded_.height) return;
+  throw Failure(track_.GetDemuxer().GetName() + ": picture " + std::to_string(decodedCount_) +
+                " has " + std::to_string(picture.width) + "x" + std::to_string(picture.height) +
+                " pixels, those before it " + std::to_string(decoded_.width) + "x" +
+                std::to_string(decoded_.height) +
+                "; choose the frames before it with --frames, or bring all to one size with "
+                "--scale WxH");
+}
+
+Picture FilteredPictures::ReadDecoded() {
+  if (decodedAhead_) return std::move(decodedAhead_);
+  Picture picture = track_.Read();
+  if (!picture) return nullptr;
+  ++decodedCount_;
+  CheckSize(*picture);
+  Label(*picture);
+  return picture;
+}
+
+Picture FilteredPictures::Read() {
+  if (ahead_) return std::move(ahead_);
+  if (!graph_) return ReadDecoded();
+  for (;;) {
+    if (Picture picture = graph_->Pull()) return picture;
+    if (isGraphEnded_) return nullptr;
+    Picture picture = ReadDecoded();
+    isGraphEnded_ = !picture;
+    graph_->Push(std::move(picture));
+  }
+}
+
+bool FilteredPictures::SeekBefore(std::int64_t time) {
+  // Filters have ticks of their own.
+  const std::int64_t decodedTime = av_rescale_q(time, stream_.tick, decoded_.tick);
+  if (!track_.SeekBefore(decodedTime)) return false;
+  Restart();
+  return true;
+}
+
+bool FilteredPictures::Rewind() {
+  if (!track_.Rewind()) return false;
+  Restart();
+  return true;
+}
+
+void FilteredPictures::Restart() {
+  decodedAhead_ = nullptr;
+  ahead_ = nullptr;
+  BuildGraph(*first_);
+}
+
+}  // namespace vixprores

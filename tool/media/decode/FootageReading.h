@@ -1,0 +1,53 @@
+// SPDX-License-Identifier: BSD-2-Clause
+#ifndef TOOL_MEDIA_DECODE_FOOTAGEREADING_H
+#define TOOL_MEDIA_DECODE_FOOTAGEREADING_H
+
+#include <cstddef>
+#include <cstdint>
+#include <optional>
+#include <string>
+
+#include "format/FramePlace.h"
+#include "format/StreamFormat.h"
+
+namespace vixprores {
+
+/// What becomes of interlaced pictures.
+enum class Deinterlacing {
+  None,    ///< they stay interlaced
+  Frames,  ///< a progressive picture for each
+  Fields,  ///< a progressive picture for each field, at twice the rate
+};
+
+/// Size that pictures are scaled to: a size in pixels, or a part of their own size.
+struct PictureScale {
+  std::uint32_t width = 0;  ///< 0 = `divisor` counts
+  std::uint32_t height = 0;
+  std::uint32_t divisor = 1;  ///< 2 = half the width and half the height
+};
+
+/// How video is decoded and brought to the right picture. Set values replace what the input states.
+struct FootageReading {
+  FrameTimes times = FrameTimes::Checked;
+  int threads = 0;                        ///< of the decoder; 0 = one per processor
+  std::optional<Rational> rate;           ///< pictures follow each other at it, at any times
+  std::optional<std::size_t> videoTrack;  ///< place from 0; none = the first
+  std::optional<std::string> filter;      ///< graph of libavfilter
+  std::optional<PictureScale> scale;
+  Deinterlacing deinterlacing = Deinterlacing::None;
+  std::optional<Rational> convertRate;       ///< repeat and drop pictures to keep this rate
+  bool keepsRotation = false;                ///< leave rotation and mirroring to players
+  std::optional<std::string> convertColour;  ///< name of a preset, converted to in linear light
+  double peakLuminance = 0;                  ///< in cd/m2, of the source; 0 = none
+  std::optional<FieldOrder> fields;
+  Colour colour;  ///< 2 = as the input states
+
+  /// Returns true if pictures must be changed, so that even uncompressed 4:2:2 has to be decoded.
+  bool ChangesPictures() const {
+    return filter || scale || deinterlacing != Deinterlacing::None || convertRate || convertColour;
+  }
+};
+
+}  // namespace vixprores
+
+#endif  // TOOL_MEDIA_DECODE_FOOTAGEREADING_H

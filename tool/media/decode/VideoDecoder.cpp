@@ -1,0 +1,94 @@
+// SPDX-License-Identifier: BSD-2-Clause
+#include "media/decode/VideoDecoder.h"
+
+#include <new>
+
+#include "base/Errors.h"
+#include "format/Values.h"
+#include "media/container/Libav.h"
+
+namespace vixprores {
+namespace {
+
+const AVCodec& RequireDecoder(const AVStream& stream, const std::string& name) {
+  const AVCodecID codec = stream.codecpar->codec_id;
+  if (const AVCodec* const decoder = avcodec_find_decoder(codec)) return *decoder;
+  if (codec == AV_CODEC_ID_NONE) {
+    throw Failure(name + ": its video is coded in an unknown way (" +
+                  DescribeCode(stream.codecpar->codec_tag) + "); it cannot be decoded");
+  }
+  throw Failure(name + ": its video is coded as " + avcodec_get_name(codec) +
+                ", for which the installed libavcodec has no decoder");
+}
+
+}  // namespace
+
+Picture MakePicture() {
+  Picture picture(av_frame_alloc());
+  if (!picture) throw std::bad_alloc();
+  return picture;
+}
+
+Picture ShareMemory(const AVFrame& picture) {
+  Picture shared(av_frame_clone(&picture));
+  if (!shared) throw std::bad_alloc();
+  return shared;
+}
+
+std::shared_ptr<vix::IBuffer> WrapPicture(Picture picture) {
+  auto* const description = reinterpret_cast<std::uint8_t*>(picture.get());
+  const std::shared_ptr<AVFrame> owner = std::move(picture);
+  return vix::CreateBuffer(nullptr,
+                           vix::CreateMemoryBlock(description, sizeof(AVFrame), [owner] {}));
+}
+
+VideoDecoder::VideoDecoder(const AVStream& stream, int threads, const std::string& name)
+    : name_(name) {
+  const AVCodec& decoder = RequireDecoder(stream, name);
+  context_.reset(avcodec_alloc_context3(&decoder));
+  if (!context_) throw std::bad_alloc();
+  const MemoryWatch memory;
+  int result = avcodec_parameters_to_context(context_.get(), stream.codecpar);
+  context_->pkt_timebase = stream.time_base;
+  context_->thread_count = threads;
+  context_->max_pixels = kMostPixels;
+  // The transforms of MPEG-2, DV and JPEG differ between processors otherwise.
+  context_->flags |= AV_CODEC_FLAG_BITEXACT;
+  context_->idct_algo = FF_IDCT_SIMPLE;
+  context_->err_recognition = AV_EF_CRCCHECK;
+  if (result >= 0) result = avcodec_open2(context_.get(), &decoder, nullptr);
+  memory.Check();
+  if (result < 0) {
+    throw Failure(name + ": its " + avcodec_get_name(decoder.id) +
+                  " video cannot be decoded: " + ExplainLibavError(result));
+  }
+}
+
+bool VideoDecoder::Send(const AVPacket* packet) {
+  const MemoryWatch memory;
+  const int result = avcodec_send_packet(context_.get(), packet);
+  if (result == AVERROR(ENOMEM)) throw std::bad_alloc();
+  memory.Check();
+  Ensure(result != AVERROR(EAGAIN), "a decoder gets packets only when it has no pictures left");
+  return result >= 0;
+}
+
+Picture VideoDecoder::Receive() {
+  Picture picture = MakePicture();
+  for (;;) {
+    const MemoryWatch memory;
+    const int result = avcodec_receive_frame(context_.get(), picture.get());
+    if (result >= 0) return picture;
+    if (result == AVERROR(EAGAIN) || result == AVERROR_EOF) return nullptr;
+    if (result == AVERROR(ENOMEM)) throw std::bad_alloc();
+    memory.Check();
+    // A picture was lost; the next ones are not.
+  }
+}
+
+Rational VideoDecoder::GetRate() const {
+  const AVRational rate = context_->framerate;
+  return rate.num > 0 && rate.den > 0 ? Reduce(ToRational(rate)) : Rational{0, 1};
+}
+
+}  // namespace vixprores
