@@ -4,10 +4,10 @@
 #include <algorithm>
 #include <array>
 #include <cmath>
-#include <cstdio>
 #include <cstring>
 #include <fstream>
 #include <memory>
+#include <optional>
 #include <span>
 #include <stdexcept>
 #include <vector>
@@ -86,18 +86,10 @@ Channels FindColour(const ImageSpec& spec) {
   throw std::runtime_error("has no channels R, G, B (found " + names + ")");
 }
 
-std::string ReadTimecode(const ImageSpec& spec) {
+std::optional<std::uint32_t> ReadTimecode(const ImageSpec& spec) {
   const auto* const value = spec.find_attribute("smpte:TimeCode", OIIO::TypeTimeCode);
-  if (!value) return {};
-  const std::uint32_t bits = *static_cast<const std::uint32_t*>(value->data());
-  const auto digits = [bits](int shift, std::uint32_t tensMask) {
-    return (bits >> shift & 0xFU) + 10 * (bits >> (shift + 4) & tensMask);
-  };
-  const bool isDropFrame = (bits & 0x40U) != 0;
-  std::array<char, 32> text{};
-  std::snprintf(text.data(), text.size(), "%02u:%02u:%02u%c%02u", digits(24, 3), digits(16, 7),
-                digits(8, 7), isDropFrame ? ';' : ':', digits(0, 3));
-  return text.data();
+  if (!value) return std::nullopt;
+  return *static_cast<const std::uint32_t*>(value->data());
 }
 
 // Returns the rate of frames; 0 = unknown.

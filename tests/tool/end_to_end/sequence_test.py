@@ -163,6 +163,24 @@ class Labels(SequenceTest):
         report = self.encode(images, "--timecode", "file", "--frames", "1002", "--rate", "25")
         self.assertEqual(report["timecode"], "10:20:30:05")
 
+    def test_both_readers_of_dpx_agree(self):
+        """10 bits in the usual layout have a reader of their own, which other layouts do not."""
+        usual = self.make_images("usual/a.%d.dpx", frames=2, pixels="gbrp10be")
+        other = self.path("other")
+        other.mkdir()
+        for number in (1001, 1002):
+            self.stamp_dpx(self.path(f"usual/a.{number}.dpx"), 0x10203004, 29.97, "A001")
+            data = bytearray(self.path(f"usual/a.{number}.dpx").read_bytes())
+            struct.pack_into(">I", data, 816, 4)  # each image ends with padding, as the header says
+            (other / f"a.{number}.dpx").write_bytes(data + bytes(4))
+        reports = []
+        for images in (usual, other):
+            pictures = self.pictures(images, "--timecode", "file", "--rate", "30000/1001")
+            report = json.loads(self.succeed("encode", "--overwrite", "--json", images,
+                                             self.path("out.mov")).stdout)
+            reports.append((pictures, report["timecode"], report["rate"]))
+        self.assertEqual(reports[0], reports[1])
+
     def test_a_short_dpx_header_states_nothing(self):
         images = self.make_images("s/a.%d.dpx", frames=1)
         self.fail_with(1, ["state no frame rate", "--rate 24"], "encode", images,

@@ -8,12 +8,15 @@
 #include <span>
 #include <string_view>
 
+#include "format/Values.h"
 #include "media/InputFile.h"
 
 namespace vixprores {
 namespace {
 
-constexpr std::size_t kHeaderBytes = 1664;  // without the optional parts
+constexpr std::size_t kHeaderBytes = 1664;       // without the optional parts
+constexpr std::size_t kWholeHeaderBytes = 2048;  // with those of film and television
+constexpr float kMostRate = 1000;
 
 // Words of a file in its own byte order.
 struct ByteOrder {
@@ -38,26 +41,52 @@ std::optional<ByteOrder> FindByteOrder(std::span<const std::uint8_t> file) {
   return std::nullopt;
 }
 
-// Returns the pixels of a file of the usual kind: one element of RGB from the top left, unsigned,
+constexpr std::uint32_t kUndefined = 0xFFFFFFFF;
+
+// Size of a picture and place of its pixels.
+struct Layout {
+  std::uint32_t width;
+  std::uint32_t height;
+  std::uint32_t offset;
+};
+
+// Returns the layout of a file of the usual kind: one element of RGB from the top left, unsigned,
 // 10 bits filled to 32 by method A, not compressed, without padding.
-std::span<const std::uint8_t> FindPixels(std::span<const std::uint8_t> file, ByteOrder order,
-                                         const ImageHeader& first) {
-  constexpr std::uint32_t kUndefined = 0xFFFFFFFF;
-  const std::uint8_t* const bytes = file.data();
-  const auto isNone = [&](std::size_t place) {
+std::optional<Layout> FindLayout(std::span<const std::uint8_t> header, ByteOrder order) {
+  const std::uint8_t* const bytes = header.data();
+  const std::uint32_t offset = order.Read32(bytes + 4);
+  const auto isAbsent = [&](std::size_t place) {
     const std::uint32_t value = order.Read32(bytes + place);
     return value == 0 || value == kUndefined;
   };
+  const bool hasOwnOffset = order.Read32(bytes + 808) == offset || isAbsent(808);
   const bool isUsual = order.Read16(bytes + 768) == 0 && order.Read16(bytes + 770) == 1 &&
-                       order.Read32(bytes + 772) == first.width &&
-                       order.Read32(bytes + 776) == first.height && isNone(780) &&
-                       bytes[800] == 50 && bytes[803] == 10 && order.Read16(bytes + 804) == 1 &&
-                       order.Read16(bytes + 806) == 0 && isNone(812) && isNone(816);
-  const std::size_t offset = order.Read32(bytes + 4);
-  const std::size_t size = std::size_t{4} * first.width * first.height;
-  if (!isUsual || first.channels != 3 || offset < kHeaderBytes) return {};
-  if (offset > file.size() || size > file.size() - offset) return {};
-  return file.subspan(offset, size);
+                       isAbsent(780) && bytes[800] == 50 && bytes[803] == 10 &&
+                       order.Read16(bytes + 804) == 1 && order.Read16(bytes + 806) == 0 &&
+                       isAbsent(812) && isAbsent(816);
+  const Layout layout{order.Read32(bytes + 772), order.Read32(bytes + 776), offset};
+  const auto isSide = [](std::uint32_t side) { return 0 < side && side <= kLargestSide; };
+  if (!isUsual || !hasOwnOffset || !isSide(layout.width) || !isSide(layout.height)) return {};
+  return offset < kHeaderBytes ? std::nullopt : std::optional(layout);
+}
+
+// Reads the labels of the orientation, film and television parts of a header.
+void ReadLabels(std::span<const std::uint8_t> header, ByteOrder order, ImageHeader& labels) {
+  const std::uint8_t* const bytes = header.data();
+  const std::string_view reel(reinterpret_cast<const char*>(bytes + 1556), 32);
+  if (bytes[1556] != 0xFF) labels.reel = reel.substr(0, reel.find('\0'));
+  const std::uint32_t horizontal = order.Read32(bytes + 1628);
+  const std::uint32_t vertical = order.Read32(bytes + 1632);
+  const bool isKnown = horizontal != kUndefined && vertical != kUndefined && vertical > 0;
+  // The ratio of the sampling distances, which is width to height.
+  if (isKnown && horizontal > 0) labels.pixelAspect = static_cast<double>(horizontal) / vertical;
+  if (order.Read32(bytes + 4) < kWholeHeaderBytes || header.size() < kWholeHeaderBytes) return;
+  for (const std::size_t place : {std::size_t{1724}, std::size_t{1940}}) {
+    const auto rate = std::bit_cast<float>(order.Read32(bytes + place));
+    if (labels.rate == 0 && rate >= 1 && rate <= kMostRate) labels.rate = static_cast<double>(rate);
+  }
+  const std::uint32_t timecode = order.Read32(bytes + 1920);
+  if (timecode != kUndefined) labels.timecode = timecode;
 }
 
 void UnpackRow(const std::uint8_t* pixels, ByteOrder order, int row, AVFrame& picture) {
@@ -78,6 +107,23 @@ void UnpackRow(const std::uint8_t* pixels, ByteOrder order, int row, AVFrame& pi
 
 }  // namespace
 
+std::optional<ImageHeader> ReadUsualDpxHeader(const std::string& path) {
+  InputFile file(path);
+  std::vector<std::uint8_t> bytes(kWholeHeaderBytes);
+  bytes.resize(file.Read(bytes));
+  if (bytes.size() < kHeaderBytes) return std::nullopt;
+  const auto order = FindByteOrder(bytes);
+  const auto layout = order ? FindLayout(bytes, *order) : std::nullopt;
+  if (!layout) return std::nullopt;
+  ImageHeader header;
+  header.width = layout->width;
+  header.height = layout->height;
+  header.channels = 3;
+  header.bits = 10;
+  ReadLabels(bytes, *order, header);
+  return header;
+}
+
 bool ReadUsualDpx(const std::string& path, const ImageHeader& first,
                   std::vector<std::uint8_t>& bytes, AVFrame& picture) {
   static_assert(std::endian::native == std::endian::little);
@@ -88,11 +134,14 @@ bool ReadUsualDpx(const std::string& path, const ImageHeader& first,
   bytes.resize(size);
   if (file.Read(bytes) < size) return false;
   const auto order = FindByteOrder(bytes);
-  const auto pixels = order ? FindPixels(bytes, *order, first) : std::span<const std::uint8_t>();
-  if (pixels.empty()) return false;
+  const auto layout = order ? FindLayout(bytes, *order) : std::nullopt;
+  const bool isSame = layout && layout->width == first.width && layout->height == first.height &&
+                      first.channels == 3;
+  if (!isSame || layout->offset > size || expected > size - layout->offset) return false;
   const std::size_t stride = std::size_t{4} * first.width;
   for (int row = 0; row < picture.height; ++row) {
-    UnpackRow(pixels.data() + static_cast<std::size_t>(row) * stride, *order, row, picture);
+    UnpackRow(bytes.data() + layout->offset + static_cast<std::size_t>(row) * stride, *order, row,
+              picture);
   }
   return true;
 }

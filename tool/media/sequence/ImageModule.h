@@ -18,12 +18,13 @@ namespace vixprores {
 struct ImageHeader {
   std::uint32_t width = 0;
   std::uint32_t height = 0;
-  int channels = 0;        ///< of all layers
-  int bits = 0;            ///< of a sample
-  bool isFloat = false;    ///< samples are scene-linear
-  bool hasAlpha = false;   ///< beside the colour
-  double rate = 0;         ///< frames per second; 0 = unknown
-  std::string timecode;    ///< "HH:MM:SS:FF", with drop frame "HH:MM:SS;FF"; empty = unknown
+  int channels = 0;       ///< of all layers
+  int bits = 0;           ///< of a sample
+  bool isFloat = false;   ///< samples are scene-linear
+  bool hasAlpha = false;  ///< beside the colour
+  double rate = 0;        ///< frames per second; 0 = unknown
+  /// Bits of a SMPTE ST 12-1 timecode: binary-coded decimals, and a flag for drop frame.
+  std::optional<std::uint32_t> timecode = std::nullopt;
   std::string reel;        ///< empty = unknown
   double pixelAspect = 1;  ///< width to height
 };
@@ -45,7 +46,7 @@ struct ColourSpaces {
 
 /// Labels of an image file to be written, as far as its format has a place for them.
 struct ImageTarget {
-  std::string timecode;    ///< as in ImageHeader
+  std::string timecode;    ///< "HH:MM:SS:FF", with drop frame "HH:MM:SS;FF"; empty = unknown
   double rate = 0;         ///< frames per second; 0 = unknown
   double pixelAspect = 1;  ///< width to height
   std::string reel;

@@ -4,6 +4,7 @@
 #include <algorithm>
 #include <array>
 #include <cmath>
+#include <cstdio>
 #include <cstring>
 #include <mutex>
 #include <new>
@@ -97,8 +98,23 @@ Rational FindAspect(double aspect) {
                 QuoteForShell(name) + " OUTPUT");
 }
 
+// Writes the bits of a timecode as "HH:MM:SS:FF", or with ";FF" for drop frame.
+std::string ToText(std::uint32_t timecode) {
+  constexpr std::uint32_t kDropFrame = 0x40;
+  const auto digits = [timecode](int shift, std::uint32_t tensMask) {
+    return (timecode >> shift & 0xFU) + 10 * (timecode >> (shift + 4) & tensMask);
+  };
+  std::array<char, 32> text{};
+  std::snprintf(text.data(), text.size(), "%02u:%02u:%02u%c%02u", digits(24, 3), digits(16, 7),
+                digits(8, 7), (timecode & kDropFrame) != 0 ? ';' : ':', digits(0, 3));
+  return text.data();
+}
+
 ImageHeader ReadFirstHeader(const ImageFiles& images) {
   const std::string& path = images.files.front().path;
+  if (ToLower(path).ends_with(".dpx")) {
+    if (const auto header = ReadUsualDpxHeader(path)) return *header;
+  }
   try {
     return LoadImageModule().ReadHeader(path);
   } catch (const Failure&) {
@@ -165,7 +181,7 @@ class SequenceReader::Conversion {
   }
 
   void ReadFile(const NumberedFile& file, Room& room) const {
-    const bool mayBeUsual = picture_ == AV_PIX_FMT_GBRP10;
+    const bool mayBeUsual = picture_ == AV_PIX_FMT_GBRP10 && ToLower(file.path).ends_with(".dpx");
     if (mayBeUsual && ReadUsualDpx(file.path, header_, room.file, *room.picture)) return;
     const ImagePixels pixels{header_.width, header_.height, picture_ == AV_PIX_FMT_RGB24 ? 8 : 16,
                              room.samples.data()};
@@ -231,7 +247,7 @@ void SequenceReader::Describe(const ImageHeader& header, const SequenceReading& 
   format.colour.range = ColourRange::Limited;
   description_.firstNumber = images_.files.front().number;
   description_.frames = images_.files.back().number - description_.firstNumber + 1;
-  description_.timecode = Timecode::Find(header.timecode, *rate);
+  if (header.timecode) description_.timecode = Timecode::Find(ToText(*header.timecode), *rate);
   if (!header.reel.empty()) description_.metadata["reel_name"] = header.reel;
 }
 
