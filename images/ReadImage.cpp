@@ -189,7 +189,8 @@ void ReadSamples(ImageInput& input, TypeDesc type, const Window& window, Sample*
 std::uint16_t ToSixteenBits(float value) {
   constexpr float kMost = 65535;
   if (!(value > 0)) return 0;  // not a number, too
-  return static_cast<std::uint16_t>(std::min(value, 1.0F) * kMost + 0.5F);
+  const float rounded = value * kMost + 0.5F;  // once the fraction is cut off
+  return static_cast<std::uint16_t>(std::min(rounded, kMost));
 }
 
 void ReadConverted(ImageInput& input, const Window& window, const ColourTransform& transform,

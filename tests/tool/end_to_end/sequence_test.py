@@ -1,6 +1,7 @@
 # SPDX-License-Identifier: BSD-2-Clause
 """Image sequences as input."""
 import json
+import os
 import re
 import struct
 import subprocess
@@ -64,6 +65,28 @@ class Formats(SequenceTest):
     def test_sixteen_bits_are_kept(self):
         images = self.make_images("deep/a.%d.png", pixels="rgb48be", first=0)
         self.assertEqual(len(self.pictures(images)), 5)
+
+    def test_processor_levels_and_threads_do_not_change_the_file(self):
+        """Colours are converted by a library of its own, which uses the mathematics of the system."""
+        images = self.make_images("deep/a.%d.png", pixels="rgb48be")
+        spaces = ["--input-color", "ACEScct", "--output-color", "sRGB"]
+        levels = [["--cpu", level] for level in ("scalar", "sse4", "avx2")]
+        files = []
+        for options in ([], ["--threads", "1"], *levels):
+            result = run("encode", "--overwrite", "--rate", "24", *spaces, *options, images,
+                         self.path("out.mov"))
+            if "this processor has no such instructions" not in result.stderr:
+                self.assertEqual(result.returncode, 0, result.stderr)
+                files.append(planes(self.path("out.mov")))
+        # The system's mathematics without the instructions of newer processors.
+        lacking = "glibc.cpu.hwcaps=-AVX2,-AVX2_Usable,-FMA,-FMA_Usable"
+        older = {**os.environ, "GLIBC_TUNABLES": lacking}
+        result = run("encode", "--overwrite", "--rate", "24", *spaces, images, self.path("out.mov"),
+                     env=older)
+        self.assertEqual(result.returncode, 0, result.stderr)
+        files.append(planes(self.path("out.mov")))
+        self.assertGreaterEqual(len(files), 3)
+        self.assertEqual(len(set(files)), 1)
 
     def test_grey_pictures_have_neutral_chroma(self):
         images = self.make_images("grey/a.%d.png", pixels="gray")

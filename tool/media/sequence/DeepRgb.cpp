@@ -11,6 +11,7 @@ namespace vixprores {
 namespace {
 
 constexpr float kMost = 65535;
+constexpr float kHalf = 0.5;
 constexpr float kGrey = 512;
 
 // Spline36 halfway between two samples, in 152nds.
@@ -36,8 +37,9 @@ void Interpolate(const std::vector<std::uint16_t>& row, std::vector<float>& colu
   }
 }
 
+// Cuts off the fraction; the value is half a step too high, so this rounds.
 std::uint16_t ToSample(float value) {
-  return static_cast<std::uint16_t>(std::clamp(value, 0.0F, kMost) + 0.5F);
+  return static_cast<std::uint16_t>(std::clamp(value, 0.0F, kMost));
 }
 
 }  // namespace
@@ -73,7 +75,7 @@ void DeepRgb::Convert(std::span<const std::uint8_t> packed, std::span<std::uint1
 
 void DeepRgb::ConvertRow(std::uint16_t* pixels) {
   for (std::size_t x = 0; x < format_.width; ++x) {
-    const float luma = (static_cast<float>(rows_[0][x]) - black_) * lumaScale_;
+    const float luma = (static_cast<float>(rows_[0][x]) - black_) * lumaScale_ + kHalf;
     const float cb = chroma_[0][x];
     const float cr = chroma_[1][x];
     pixels[3 * x] = ToSample(luma + cr * redFromCr_);

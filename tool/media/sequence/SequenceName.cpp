@@ -6,6 +6,7 @@
 #include <filesystem>
 #include <iterator>
 #include <map>
+#include <span>
 #include <system_error>
 #include <utility>
 

@@ -129,11 +129,11 @@ ImageHeader ReadFirstHeader(const ImageFiles& images) {
 // Reads and converts files. Any thread may call it, several at once.
 class SequenceReader::Conversion {
  public:
-  Conversion(std::vector<NumberedFile> files, const ImageHeader& header, StreamFormat format,
+  Conversion(std::vector<NumberedFile> files, const ImageHeader& header, const StreamFormat& format,
              std::shared_ptr<const ColourTransform> transform)
       : files_(std::move(files)),
         header_(header),
-        format_(std::move(format)),
+        format_(format),
         transform_(std::move(transform)),
         picture_(ChooseFormat(header, transform_ != nullptr)) {}
 
