@@ -57,6 +57,23 @@ TEST(VerificationReport, ReportsTheOutcomeOfAFile) {
   EXPECT_EQ(DescribeOutcome(file), "a.mov: not verified");
 }
 
+TEST(VerificationReport, ReportsUnmetExpectations) {
+  Verification file;
+  file.file = "a.mov";
+  file.frames = 240;
+  EXPECT_FALSE(SummaryJson(file).contains("shortfalls"));
+  file.isExpected = true;
+  EXPECT_EQ(DescribeOutcome(file), "a.mov: 240 frames, intact, as expected");
+  EXPECT_TRUE(SummaryJson(file)["shortfalls"].empty());
+  file.shortfalls = {{"variant", "lt", "hq"}};
+  EXPECT_TRUE(file.IsIntact());
+  EXPECT_FALSE(file.IsAccepted());
+  EXPECT_EQ(DescribeOutcome(file), "a.mov: 240 frames, intact, 1 unmet expectation");
+  EXPECT_EQ(DescribeShortfall(file.shortfalls[0]), "variant is lt, expected hq");
+  EXPECT_EQ(SummaryJson(file)["shortfalls"].dump(),
+            R"([{"property":"variant","found":"lt","expected":"hq"}])");
+}
+
 TEST(VerificationReport, PutsEverythingIntoJson) {
   Verification file;
   file.file = "caf\xe9.mov";  // not UTF-8

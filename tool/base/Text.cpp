@@ -4,6 +4,7 @@
 #include <algorithm>
 #include <array>
 #include <cctype>
+#include <cmath>
 #include <cstddef>
 #include <cstdio>
 #include <new>
@@ -124,6 +125,16 @@ std::string Join(const std::vector<std::string>& words, std::string_view separat
   return text;
 }
 
+std::vector<std::string> Split(std::string_view text, char separator) {
+  std::vector<std::string> parts;
+  for (;;) {
+    const std::size_t end = text.find(separator);
+    parts.emplace_back(text.substr(0, end));
+    if (end == std::string_view::npos) return parts;
+    text.remove_prefix(end + 1);
+  }
+}
+
 std::string Replace(std::string_view text, std::string_view what, std::string_view by) {
   std::string replaced;
   for (;;) {
@@ -197,6 +208,14 @@ std::size_t WidthOf(const std::string& text) {
 std::string Fixed(double value, int decimals) {
   std::array<char, 400> text{};  // the largest double has 309 digits
   std::snprintf(text.data(), text.size(), "%.*f", decimals, value);
+  return text.data();
+}
+
+std::string ClockText(double seconds) {
+  const long long thousandths = std::llround(std::max(seconds, 0.0) * 1000);
+  std::array<char, 48> text{};
+  std::snprintf(text.data(), text.size(), "%02lld:%02lld:%02lld.%03lld", thousandths / 3'600'000,
+                thousandths / 60'000 % 60, thousandths / 1000 % 60, thousandths % 1000);
   return text.data();
 }
 

@@ -29,6 +29,9 @@ std::string JoinWords(const std::vector<std::string>& words);
 /// Returns the words with a separator between each two of them.
 std::string Join(const std::vector<std::string>& words, std::string_view separator);
 
+/// Returns the parts of `text` between separators; one part if there is none.
+std::vector<std::string> Split(std::string_view text, char separator);
+
 /// Returns `text` with `by` in each place of `what`.
 std::string Replace(std::string_view text, std::string_view what, std::string_view by);
 
@@ -66,6 +69,8 @@ void PrintNote(const std::string& message);
 
 /// Returns `value` with that many decimals.
 std::string Fixed(double value, int decimals);
+/// Returns text like "00:00:01.480" for a number of seconds.
+std::string ClockText(double seconds);
 /// Returns text like "98.3 %" for a part of a whole; empty if the whole is 0.
 std::string Percentage(double part, double whole);
 

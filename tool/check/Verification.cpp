@@ -121,7 +121,7 @@ void VerifyFrames(FrameReader& reader, int threads, const VerificationEvents& ev
   RunInOrder<Item>(workers, ends, check);
 }
 
-StreamStatistics DescribeInput(const FrameReader& reader) {
+StreamStatistics DescribeInput(FrameReader& reader) {
   const InputDescription& input = reader.GetDescription();
   StreamStatistics stream;
   stream.name = input.name;
@@ -129,6 +129,8 @@ StreamStatistics DescribeInput(const FrameReader& reader) {
   stream.container = input.container;
   stream.timecode = input.timecode;
   stream.framesInFile = input.frames;
+  stream.metadata = input.metadata;
+  if (const SideTracks* const side = reader.GetSideTracks()) stream.sound = side->GetSound();
   stream.targetBytes = FindTargetBytes(stream.format);
   return stream;
 }

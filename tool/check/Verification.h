@@ -13,6 +13,7 @@
 #include <string>
 #include <vector>
 
+#include "check/Expectations.h"
 #include "format/FramePlace.h"
 #include "format/Sound.h"
 #include "format/Values.h"
@@ -43,10 +44,13 @@ struct Verification {
   std::vector<SoundDamage> soundDamage;
   std::string note;                ///< FrameReader::GetEndNote(); empty = none
   std::vector<std::string> index;  ///< faults of the index, from FindIndexFaults()
+  std::vector<Shortfall> shortfalls;
+  bool isExpected = false;  ///< `shortfalls` were searched
 
   bool IsIntact() const {
     return error.empty() && damagedFrames == 0 && soundDamage.empty() && index.empty();
   }
+  bool IsAccepted() const { return IsIntact() && shortfalls.empty(); }
 };
 
 /// Callbacks of a verification; only one thread at a time calls them.
@@ -66,7 +70,7 @@ void VerifyFrames(FrameReader& reader, int threads, const VerificationEvents& ev
                   Verification& result);
 
 /// Returns statistics that hold what the reader states about the stream.
-StreamStatistics DescribeInput(const FrameReader& reader);
+StreamStatistics DescribeInput(FrameReader& reader);
 
 /// Adds the frames of a range, or all frames, to the statistics.
 /// @param listSlices keep the slices of each frame, kMostListedSlices in all
@@ -85,7 +89,7 @@ struct DamageMap {
 struct VerifiedStream {
   static constexpr std::size_t kMostMaps = 6;
 
-  explicit VerifiedStream(const FrameReader& reader) : statistics(DescribeInput(reader)) {}
+  explicit VerifiedStream(FrameReader& reader) : statistics(DescribeInput(reader)) {}
 
   /// Adds a frame; takes the arguments of VerificationEvents::checked.
   void Add(const DamagedFrame& frame, std::span<const std::uint8_t> bytes);

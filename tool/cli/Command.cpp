@@ -141,10 +141,7 @@ void CheckOptionNames(const Command& command, Words words) {
 
 void TakeValue(const Option& option, const std::string& value) {
   if (option.choices.empty()) return option.take(value);
-  std::string choice = ToLower(value);
-  const auto synonym =
-      std::ranges::find(option.synonyms, choice, &std::pair<std::string, std::string>::first);
-  if (synonym != option.synonyms.end()) choice = synonym->second;
+  const std::string choice = FindSynonym(option.synonyms, ToLower(value));
   if (std::ranges::find(option.choices, choice) == option.choices.end()) {
     throw UsageError(option.name + ": invalid value '" + value + "'" +
                      Suggest(value, option.choices) + "; choose one of " +

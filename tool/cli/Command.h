@@ -14,6 +14,8 @@
 #include <utility>
 #include <vector>
 
+#include "format/StreamFormat.h"
+
 namespace vixprores {
 
 /// Kind of words that a shell offers as the value of an option or as an argument.
@@ -31,8 +33,8 @@ struct Option {
   std::string shortName = {};             ///< "-o"; empty = no short name
   std::vector<std::string> aliases = {};  ///< other long names, "--profile"
   bool mayRepeat = false;                 ///< each value is taken; else only one may be given
-  /// Other words for choices: the word in lower case, and the choice.
-  std::vector<std::pair<std::string, std::string>> synonyms = {};
+  /// Other words for choices.
+  Synonyms synonyms = {};
 };
 
 /// Options under one heading.

@@ -75,7 +75,7 @@ OptionGroup CopyLabelsGroup(CopyOptions& options) {
       Choice<FieldOrder>("--fields", "ORDER", labels.fields,
                          {{"top", FieldOrder::TopFirst}, {"bottom", FieldOrder::BottomFirst}},
                          "top or bottom field first, for interlaced frames");
-  fields.synonyms = {{"tff", "top"}, {"bff", "bottom"}};
+  fields.synonyms = FieldSynonyms();
   fields.details =
       "Exchanges the two fields in each frame, so that every line stays in its place and the other "
       "field is shown first. Progressive frames cannot become interlaced, nor the other way round.";

@@ -97,7 +97,7 @@ OptionGroup LabelsGroup(EncodeOptions& options) {
                                       {"top", FieldOrder::TopFirst},
                                       {"bottom", FieldOrder::BottomFirst}},
                                      "progressive, top or bottom field first");
-  fields.synonyms = {{"tff", "top"}, {"bff", "bottom"}};
+  fields.synonyms = FieldSynonyms();
   Option aspect =
       Parsed("--par", "W:H", overrides.sampleAspect, ParseAspect, "pixel aspect, width to height");
   Option rate = RateOption(overrides.rate, "frames per second");

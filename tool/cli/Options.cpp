@@ -106,9 +106,10 @@ Option VariantOption(const ProResVariant*& variant, const std::string& standard)
                 [&variant](const std::string& name) { variant = FindProResVariant(name); }};
   option.choices = {"proxy", "lt", "422", "hq"};
   option.aliases = {"--profile"};
-  option.synonyms = {{"apco", "proxy"},      {"apcs", "lt"},   {"apcn", "422"},     {"apch", "hq"},
-                     {"422proxy", "proxy"},  {"422lt", "lt"},  {"standard", "422"}, {"422hq", "hq"},
-                     {"422-proxy", "proxy"}, {"422-lt", "lt"}, {"422-hq", "hq"}};
+  // The 4:4:4 variants cannot be encoded.
+  for (const auto& synonym : VariantSynonyms()) {
+    if (FindProResVariant(synonym.second)) option.synonyms.push_back(synonym);
+  }
   return option;
 }
 

@@ -81,10 +81,7 @@ std::vector<Option> ColourLabelOptions(StreamOverrides& overrides) {
       Parsed("--color", "NAME", overrides.colour, FindColourPreset, JoinWords(ColourPresets()));
   colour.choices = ColourPresets();
   colour.aliases = {"--colour"};
-  colour.synonyms = {{"rec709", "bt709"},         {"rec601-525", "bt601-525"},
-                     {"rec601-625", "bt601-625"}, {"rec2020", "bt2020"},
-                     {"rec2100-pq", "bt2020-pq"}, {"rec2100-hlg", "bt2020-hlg"},
-                     {"rec2020-pq", "bt2020-pq"}, {"rec2020-hlg", "bt2020-hlg"}};
+  colour.synonyms = ColourSynonyms();
   colour.details =
       "Primaries, transfer and matrix are written into the container and into the header of every "
       "frame. What neither the input nor an option states stays unspecified.";

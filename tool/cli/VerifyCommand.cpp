@@ -31,10 +31,37 @@ using std::chrono::steady_clock;
 
 struct VerifyOptions : HostOptions, PageOptions, ScanOptions {
   std::vector<std::string> files;
+  std::vector<Expectation> expectations;
   int threads = 0;
   bool json = false;
   bool quiet = false;
 };
+
+// Parses "LIST", or "@FILE" for the list in a file.
+void AddExpectations(const std::string& text, std::vector<Expectation>& expectations) {
+  constexpr std::size_t kMostBytes = 1U << 20;
+  std::string list = text;
+  if (text.starts_with("@")) {
+    InputFile file(text.substr(1));
+    const auto bytes = file.Peek(kMostBytes);
+    list.assign(bytes.begin(), bytes.end());
+  }
+  const auto more = ParseExpectations(list);
+  expectations.insert(expectations.end(), more.begin(), more.end());
+}
+
+Option ExpectOption(std::vector<Expectation>& expectations) {
+  Option option{"--expect", "LIST",
+                "report properties that differ: variant=hq,rate=25,... or @FILE",
+                [&expectations](const std::string& text) { AddExpectations(text, expectations); }};
+  option.mayRepeat = true;
+  option.details =
+      "LIST is PROPERTY=VALUE items between commas, or one a line in a file. The properties are " +
+      JoinWords(ExpectedProperties()) +
+      ". Values have the notation of the options of encode; those of duration (in seconds), frames "
+      "and sound are numbers or ranges such as 58-62. A file that differs makes the exit code 1.";
+  return option;
+}
 
 Command DescribeVerify(VerifyOptions& options) {
   Command command;
@@ -56,7 +83,8 @@ Command DescribeVerify(VerifyOptions& options) {
   };
   command.groups = {
       {"Report",
-       {Flag("--json", options.json, "print the results as JSON"),
+       {ExpectOption(options.expectations),
+        Flag("--json", options.json, "print the results as JSON"),
         QuietOption(options.quiet, "report damaged files only, without progress")}},
       ScanGroup(options),
       {"Page", PageOptionList(options)},
@@ -65,6 +93,8 @@ Command DescribeVerify(VerifyOptions& options) {
         Flag("--verbose", options.verbose, "print messages of the container library")}}};
   command.examples = {
       {"vixprores verify *.mov", "Check every file; exit code 0 means that all are intact."},
+      {"vixprores verify --expect variant=hq,size=1080p,rate=25,fields=top out.mov",
+       "Check a delivery."},
       {"vixprores verify --html report.html *.mov", "Write a page to pass on."}};
   return command;
 }
@@ -104,6 +134,15 @@ void PrintSoundDamage(const Verification& result) {
   }
 }
 
+void CheckExpectations(const VerifyOptions& options, FrameReader& reader, Verification& result) {
+  result.isExpected = !options.expectations.empty();
+  result.shortfalls = FindShortfalls(options.expectations, reader, result.frames);
+  if (options.json) return;
+  for (const Shortfall& shortfall : result.shortfalls) {
+    PrintText(stdout, result.file + ": " + DescribeShortfall(shortfall) + "\n");
+  }
+}
+
 void VerifyReader(const VerifyOptions& options, const std::string& path, FrameReader& reader,
                   VerifiedFile& file) {
   Verification& result = file.result;
@@ -127,6 +166,7 @@ void VerifyReader(const VerifyOptions& options, const std::string& path, FrameRe
   VerifyFrames(reader, options.threads, events, result);
   if (!options.json) PrintSoundDamage(result);
   result.note = reader.GetEndNote();
+  CheckExpectations(options, reader, result);
   if (options.scan) return;  // a scan ignores the index
   result.index = FindIndexFaults(path, reader);
   if (options.json) return;
@@ -153,7 +193,7 @@ VerifiedFile VerifyFile(const VerifyOptions& options, const std::string& file) {
   }
   if (!result.error.empty()) PrintError(result.error);
   if (!result.note.empty()) PrintNote(result.file + ": " + result.note);
-  const bool isTold = !options.json && !(options.quiet && result.IsIntact());
+  const bool isTold = !options.json && !(options.quiet && result.IsAccepted());
   if (isTold) PrintText(stdout, DescribeOutcome(result) + "\n");
   return verified;
 }
@@ -179,7 +219,7 @@ int Verify(const VerifyOptions& options) {
     WriteVerificationJson(results, StandardOutput());
     std::printf("\n");
   }
-  return std::ranges::all_of(results, &Verification::IsIntact) ? kExitDone : kExitFailed;
+  return std::ranges::all_of(results, &Verification::IsAccepted) ? kExitDone : kExitFailed;
 }
 
 }  // namespace

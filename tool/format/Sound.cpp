@@ -17,19 +17,6 @@ extern "C" {
 }
 
 namespace vixprores {
-namespace {
-
-// Returns text like "00:00:01.480".
-std::string ToClockText(double seconds) {
-  const long long thousandths = std::llround(std::max(seconds, 0.0) * 1000);
-  std::array<char, 48> text{};
-  std::snprintf(text.data(), text.size(), "%02lld:%02lld:%02lld.%03lld", thousandths / 3'600'000,
-                thousandths / 60'000 % 60, thousandths / 1000 % 60, thousandths % 1000);
-  return text.data();
-}
-
-}  // namespace
-
 int SoundTrack::SampleBytes() const {
   // Non-zero only if every sample has the same number of bits, which means PCM.
   const std::int64_t bits = std::int64_t{av_get_exact_bits_per_sample(parameters->codec_id)} *
@@ -39,19 +26,43 @@ int SoundTrack::SampleBytes() const {
   return isPacked ? static_cast<int>(bytes) : 0;
 }
 
-std::string SoundTrack::SurroundLayout() const {
+std::string SoundTrack::LayoutName() const {
   const AVChannelLayout& layout = parameters->ch_layout;
-  const bool isStated = layout.order != AV_CHANNEL_ORDER_UNSPEC && layout.nb_channels > 2;
-  if (!isStated || SampleBytes() == 0) return {};  // compressed sound carries its own layout
+  if (layout.order == AV_CHANNEL_ORDER_UNSPEC) return Count(layout.nb_channels, "channel");
   std::array<char, 128> name{};
   av_channel_layout_describe(&layout, name.data(), name.size());
   return name.data();
 }
 
+int SoundTrack::SampleBits() const {
+  if (SampleBytes() == 0) return 0;
+  return parameters->bits_per_raw_sample > 0 ? parameters->bits_per_raw_sample
+                                             : av_get_exact_bits_per_sample(parameters->codec_id);
+}
+
+std::string SoundTrack::Describe() const {
+  std::string text = avcodec_get_name(parameters->codec_id) + std::string(", ") +
+                     std::to_string(parameters->sample_rate) + " Hz, " + LayoutName();
+  if (const int bits = SampleBits()) text += ", " + std::to_string(bits) + " bits";
+  if (seconds) text += ", " + ClockText(*seconds);
+  for (const char* name : {"language", "title"}) {
+    const auto found = metadata.find(name);
+    if (found != metadata.end()) text += ", " + found->second;
+  }
+  return text;
+}
+
+std::string SoundTrack::SurroundLayout() const {
+  const AVChannelLayout& layout = parameters->ch_layout;
+  const bool isStated = layout.order != AV_CHANNEL_ORDER_UNSPEC && layout.nb_channels > 2;
+  if (!isStated || SampleBytes() == 0) return {};  // compressed sound carries its own layout
+  return LayoutName();
+}
+
 std::string Describe(const SoundDamage& damage) {
   const std::string track = "sound track " + std::to_string(damage.track + 1);
   const std::string length = std::to_string(std::llround(damage.seconds * 1000)) + " ms";
-  const std::string time = " at " + ToClockText(damage.begin);
+  const std::string time = " at " + ClockText(damage.begin);
   if (damage.kind == SoundDamage::Kind::Missing) return track + " lacks " + length + time;
   return track + " has " + length + time +
          (damage.treatment == SoundDamage::Treatment::LeftOut ? " that are out of order"
@@ -59,7 +70,7 @@ std::string Describe(const SoundDamage& damage) {
 }
 
 std::string DescribeEarlyEnd(const SoundTrack& track, double end, double missing) {
-  return "sound track " + std::to_string(track.number + 1) + " ends at " + ToClockText(end) + ", " +
+  return "sound track " + std::to_string(track.number + 1) + " ends at " + ClockText(end) + ", " +
          std::to_string(std::llround(missing * 1000)) + " ms before the pictures";
 }
 

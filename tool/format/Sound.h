@@ -31,10 +31,17 @@ struct SoundTrack {
   std::map<std::string, std::string> metadata;
   std::size_t number = 0;  ///< place among all sound tracks of the file
   bool isTimed = true;     ///< the file stores packet times; otherwise samples are counted
+  std::optional<double> seconds = std::nullopt;  ///< duration that the file states
 
   /// Returns the bytes of one sample of all channels; 0 if packets cannot be cut because they are
   /// compressed.
   int SampleBytes() const;
+  /// Returns text like "pcm_s24le, 48000 Hz, stereo, 24 bits, 00:00:10.000, eng".
+  std::string Describe() const;
+  /// Returns the name of the layout of the channels, or their number as in "3 channels".
+  std::string LayoutName() const;
+  /// Returns the bits of a sample; 0 = compressed.
+  int SampleBits() const;
   /// Returns the name of a layout of more than two channels ("5.1") that only the container states;
   /// empty if there is none.
   std::string SurroundLayout() const;

@@ -18,12 +18,12 @@ using Variant = vix::ProResCodecVariant;
 
 // The 4:4:4 variants can only be decoded, and the decoder treats them alike.
 constexpr ProResVariant kVariants[] = {
-    {"proxy", MakeFourCC("apco"), "ProRes 422 Proxy", Variant::Proxy, 0},
-    {"lt", MakeFourCC("apcs"), "ProRes 422 LT", Variant::LT, 1},
-    {"422", MakeFourCC("apcn"), "ProRes 422", Variant::Standard, 2},
-    {"hq", MakeFourCC("apch"), "ProRes 422 HQ", Variant::HQ, 3},
-    {nullptr, MakeFourCC("ap4h"), "ProRes 4444", Variant::HQ, 4},
-    {nullptr, MakeFourCC("ap4x"), "ProRes 4444 XQ", Variant::HQ, 5},
+    {"proxy", MakeFourCC("apco"), "ProRes 422 Proxy", "proxy", Variant::Proxy, 0},
+    {"lt", MakeFourCC("apcs"), "ProRes 422 LT", "lt", Variant::LT, 1},
+    {"422", MakeFourCC("apcn"), "ProRes 422", "422", Variant::Standard, 2},
+    {"hq", MakeFourCC("apch"), "ProRes 422 HQ", "hq", Variant::HQ, 3},
+    {nullptr, MakeFourCC("ap4h"), "ProRes 4444", "4444", Variant::HQ, 4},
+    {nullptr, MakeFourCC("ap4x"), "ProRes 4444 XQ", "4444xq", Variant::HQ, 5},
 };
 
 const ProResVariant* OrNull(const ProResVariant* found) {
@@ -61,6 +61,31 @@ const ProResVariant* FindProResVariant(const std::string& option) {
   return OrNull(std::ranges::find_if(kVariants, [&option](const ProResVariant& variant) {
     return variant.option && variant.option == option;
   }));
+}
+
+std::string FindSynonym(const Synonyms& synonyms, const std::string& word) {
+  const auto found = std::ranges::find(synonyms, word, &Synonyms::value_type::first);
+  return found == synonyms.end() ? word : found->second;
+}
+
+std::vector<std::string> VariantNames() {
+  std::vector<std::string> names;
+  for (const ProResVariant& variant : kVariants) names.emplace_back(variant.shortName);
+  return names;
+}
+
+const Synonyms& VariantSynonyms() {
+  static const Synonyms kSynonyms{{"apco", "proxy"},      {"apcs", "lt"},       {"apcn", "422"},
+                                  {"apch", "hq"},         {"ap4h", "4444"},     {"ap4x", "4444xq"},
+                                  {"422proxy", "proxy"},  {"422lt", "lt"},      {"422hq", "hq"},
+                                  {"422-proxy", "proxy"}, {"422-lt", "lt"},     {"422-hq", "hq"},
+                                  {"standard", "422"},    {"4444-xq", "4444xq"}};
+  return kSynonyms;
+}
+
+const Synonyms& FieldSynonyms() {
+  static const Synonyms kSynonyms{{"tff", "top"}, {"bff", "bottom"}};
+  return kSynonyms;
 }
 
 std::string DescribeCode(vix::FourCC code) {
@@ -142,6 +167,14 @@ std::vector<std::string> ColourPresets() {
   std::vector<std::string> names;
   for (const Preset& preset : kPresets) names.emplace_back(preset.name);
   return names;
+}
+
+const Synonyms& ColourSynonyms() {
+  static const Synonyms kSynonyms{{"rec709", "bt709"},         {"rec601-525", "bt601-525"},
+                                  {"rec601-625", "bt601-625"}, {"rec2020", "bt2020"},
+                                  {"rec2020-pq", "bt2020-pq"}, {"rec2020-hlg", "bt2020-hlg"},
+                                  {"rec2100-pq", "bt2020-pq"}, {"rec2100-hlg", "bt2020-hlg"}};
+  return kSynonyms;
 }
 
 Colour FindColourPreset(const std::string& name) {

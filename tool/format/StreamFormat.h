@@ -10,6 +10,7 @@
 #include <cstdint>
 #include <optional>
 #include <string>
+#include <utility>
 #include <vector>
 
 #include "format/HdrLabels.h"
@@ -72,11 +73,18 @@ struct StreamFormat {
 /// would contain whatever was in the memory before.
 void ClearRowPadding(const StreamFormat& format, std::uint8_t* frame);
 
+/// Other words for names: the word in lower case, and the name.
+using Synonyms = std::vector<std::pair<std::string, std::string>>;
+
+/// Returns the name that a word stands for, or the word itself.
+std::string FindSynonym(const Synonyms& synonyms, const std::string& word);
+
 /// A ProRes variant with its names.
 struct ProResVariant {
-  const char* option;  ///< on the command line; null = cannot be encoded
-  vix::FourCC code;    ///< of the sample entry
-  const char* name;    ///< for messages
+  const char* option;     ///< on the command line; null = cannot be encoded
+  vix::FourCC code;       ///< of the sample entry
+  const char* name;       ///< for messages
+  const char* shortName;  ///< in lists of expected properties
   /// The closest variant of the host contract.
   vix::ProResCodecVariant variant;
   int profile;  ///< number in containers without four-character codes
@@ -86,6 +94,12 @@ struct ProResVariant {
 const ProResVariant* FindProResVariant(vix::FourCC code);
 /// Returns the encodable variant with that option name, or null.
 const ProResVariant* FindProResVariant(const std::string& option);
+
+/// Returns the short names of all variants, and other words for them.
+std::vector<std::string> VariantNames();
+const Synonyms& VariantSynonyms();
+/// Returns other words for "top" and "bottom".
+const Synonyms& FieldSynonyms();
 
 /// Returns "V210", "ProRes 422 HQ", or the four characters of a code without a name.
 std::string DescribeCode(vix::FourCC code);
@@ -101,6 +115,8 @@ enum class ColourProperty { Primaries, Transfer, Matrix };
 /// Returns the names of usual combinations: "bt709", "bt601-525", "bt601-625", "bt2020",
 /// "bt2020-pq", "bt2020-hlg", and "unspecified".
 std::vector<std::string> ColourPresets();
+/// Returns other words for them.
+const Synonyms& ColourSynonyms();
 /// Returns the combination of that name, one of ColourPresets(), with unknown range.
 Colour FindColourPreset(const std::string& name);
 

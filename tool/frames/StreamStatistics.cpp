@@ -70,6 +70,11 @@ std::optional<std::uint32_t> FindTargetBytes(const StreamFormat& format) {
   return result == kWPRSuccess ? std::optional(target) : std::nullopt;
 }
 
+std::optional<double> StreamStatistics::Seconds() const {
+  if (!framesInFile || format.rate.numerator <= 0) return std::nullopt;
+  return static_cast<double>(*framesInFile) * format.rate.denominator / format.rate.numerator;
+}
+
 double StreamStatistics::MegabitsPerSecond() const {
   return 8 * bytes.GetMean() * format.rate.numerator / format.rate.denominator / 1e6;
 }

@@ -15,6 +15,8 @@
 #include <vector>
 
 #include "base/Errors.h"
+#include "format/OutputFormat.h"
+#include "format/Sound.h"
 #include "format/Timecode.h"
 #include "frames/FrameHeaders.h"
 #include "frames/FrameStructure.h"
@@ -93,8 +95,10 @@ inline constexpr std::size_t kMostListedSlices = 1U << 20;
 struct StreamStatistics {
   std::string name;  ///< of the input
   StreamFormat format;
-  std::optional<StreamFormat> container;      ///< none = no container
-  std::optional<Timecode> timecode;           ///< of frame 0
+  std::optional<StreamFormat> container;  ///< none = no container
+  std::optional<Timecode> timecode;       ///< of frame 0
+  std::vector<SoundTrack> sound;
+  Metadata metadata;                          ///< of the file, and "reel_name"
   std::optional<std::int64_t> framesInFile;   ///< none = known at the end of the input only
   std::optional<std::uint32_t> targetBytes;   ///< of a frame; none = unknown variant
   std::optional<prores::FrameHeader> header;  ///< of the first frame that has one
@@ -111,6 +115,8 @@ struct StreamStatistics {
   std::string failure;      ///< why reading ended early; empty = it did not
 
   double MegabitsPerSecond() const;
+  /// Returns the duration in seconds; nullopt = unknown.
+  std::optional<double> Seconds() const;
 };
 
 /// Adds a parsed frame.

@@ -5,12 +5,38 @@
 #include "base/Text.h"
 #include "report/InspectionReport.h"
 
+extern "C" {
+#include <libavcodec/avcodec.h>
+}
+
 namespace vixprores {
 namespace {
 
 const char* StatusOf(const StreamStatistics& stream) {
   if (!stream.failure.empty()) return "failed";
   return stream.faulty > 0 ? "faults" : "done";
+}
+
+template <typename Label>
+JsonValue DescriptionJson(const std::optional<Label>& label) {
+  return label ? JsonValue(Describe(*label)) : JsonValue();
+}
+
+JsonValue SoundJson(const SoundTrack& track) {
+  const auto text = [&track](const char* name) {
+    const auto found = track.metadata.find(name);
+    return found == track.metadata.end() ? JsonValue() : JsonValue(found->second);
+  };
+  const int bits = track.SampleBits();
+  return {{"track", track.number + 1},
+          {"codec", avcodec_get_name(track.parameters->codec_id)},
+          {"sampleRate", track.parameters->sample_rate},
+          {"channels", track.parameters->ch_layout.nb_channels},
+          {"layout", track.LayoutName()},
+          {"bits", bits > 0 ? JsonValue(bits) : JsonValue()},
+          {"seconds", OrNull(track.seconds)},
+          {"language", text("language")},
+          {"title", text("title")}};
 }
 
 JsonValue FormatJson(const StreamStatistics& stream) {
@@ -23,6 +49,14 @@ JsonValue FormatJson(const StreamStatistics& stream) {
   json["rate"] = Describe(format.rate);
   json["fieldOrder"] = Describe(format.fieldOrder);
   json["timecode"] = TimecodeJson(stream.timecode, 0);
+  json["colour"] = {{"name", Describe(format.colour)},
+                    {"primaries", format.colour.primaries},
+                    {"transfer", format.colour.transfer},
+                    {"matrix", format.colour.matrix}};
+  json["sampleAspect"] =
+      format.sampleAspect.numerator > 0 ? JsonValue(Describe(format.sampleAspect)) : JsonValue();
+  json["masteringDisplay"] = DescriptionJson(format.masteringDisplay);
+  json["contentLight"] = DescriptionJson(format.contentLight);
   if (stream.header) {
     json["chromaFormat"] = ChromaFormatName(*stream.header);
     json["alpha"] = AlphaName(*stream.header);
@@ -127,6 +161,11 @@ JsonValue SummaryJson(const StreamStatistics& stream) {
   if (!stream.note.empty()) json["note"] = stream.note;
   json["input"] = stream.name;
   json["format"] = FormatJson(stream);
+  json["seconds"] = OrNull(stream.Seconds());
+  json["soundTracks"] = JsonValue::array();
+  for (const SoundTrack& track : stream.sound) json["soundTracks"].push_back(SoundJson(track));
+  json["metadata"] = JsonValue::object();
+  for (const auto& [name, text] : stream.metadata) json["metadata"][name] = text;
   json["properties"] = PropertiesJson(stream);
   json["framesInFile"] = OrNull(stream.framesInFile);
   json["framesInspected"] = stream.bytes.GetCount();

@@ -15,8 +15,10 @@ void WriteInspectionText(const StreamStatistics& stream, const TextSink& write);
 /// Writes the report as one JSON object with a newline. Unknown values are null. Its keys:
 /// "command", "status" ("done", "faults" or "failed"), "message" (of a failure), "input",
 /// "format" (of the stream: code, name, width, height, rate, fieldOrder, chromaFormat, alpha,
-/// encoderIdentifier, bitstreamVersion, timecode), "properties" (container against frame header:
-/// property, container, header, state), "framesInFile", "framesInspected", "faultyFrames",
+/// encoderIdentifier, bitstreamVersion, timecode, colour, sampleAspect, masteringDisplay,
+/// contentLight), "seconds", "soundTracks" (track, codec, sampleRate, channels, layout, bits,
+/// seconds, language, title), "metadata" (texts of the file), "properties" (container against frame
+/// header: property, container, header, state), "framesInFile", "framesInspected", "faultyFrames",
 /// "size" (minBytes, meanBytes, maxBytes, targetBytes, meanShareOfTarget), "megabitsPerSecond",
 /// "quantiser" (min, mean, max, lowestFrameMean, highestFrameMean), "log2SliceWidth", "matrices"
 /// (luma and chroma: flat, weights), "changes" (property, frame, from, to), and "frames": frame,

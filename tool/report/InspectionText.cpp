@@ -67,9 +67,26 @@ std::string CountText(const StreamStatistics& stream) {
          (*stream.timecode + last).ToText();
 }
 
+// Adds the labels that have no place in the frame headers.
+void AddLabels(const StreamStatistics& stream, TextTable& table) {
+  for (const SoundTrack& track : stream.sound) {
+    table.Add({"sound track " + std::to_string(track.number + 1), track.Describe()});
+  }
+  const StreamFormat& format = stream.format;
+  if (format.masteringDisplay) {
+    table.Add({"mastering display", Describe(*format.masteringDisplay)});
+  }
+  if (format.contentLight) table.Add({"content light level", Describe(*format.contentLight)});
+  for (const auto& [name, text] : stream.metadata) {
+    table.Add({name == "reel_name" ? "reel name" : name, text});
+  }
+}
+
 std::string SummaryText(const StreamStatistics& stream) {
   TextTable table("ll");
   table.Add({"frames", CountText(stream)});
+  if (const auto seconds = stream.Seconds()) table.Add({"duration", ClockText(*seconds)});
+  AddLabels(stream, table);
   if (stream.bytes.GetCount() > 0) {
     table.Add({"size of a frame", SizeText(stream)});
     table.Add({"bits of a frame", SpreadText(stream.bytes, 0, 8)});

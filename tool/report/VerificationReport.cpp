@@ -2,6 +2,7 @@
 #include "report/VerificationReport.h"
 
 #include <algorithm>
+#include <iterator>
 
 #include "base/Text.h"
 
@@ -13,6 +14,14 @@ JsonValue SliceJson(const DamagedSlice& slice) {
           {"row", slice.row},
           {"slice", slice.index},
           {"offsetInFrame", slice.offset}};
+}
+
+JsonValue ShortfallsJson(const std::vector<Shortfall>& shortfalls) {
+  JsonValue json = JsonValue::array();
+  for (const auto& [property, found, expected] : shortfalls) {
+    json.push_back({{"property", property}, {"found", found}, {"expected", expected}});
+  }
+  return json;
 }
 
 // Returns text like "picture 1 row 2 slice 1, picture 2 row 0 slice 3 and 5 more".
@@ -46,16 +55,25 @@ std::string DescribeDamage(const DamagedFrame& frame) {
   return text + " (" + SlicesText(frame.check.slices) + ")";
 }
 
+std::string DescribeShortfall(const Shortfall& shortfall) {
+  return shortfall.property + " is " + PrintableLine(shortfall.found) + ", expected " +
+         PrintableLine(shortfall.expected);
+}
+
 std::string DescribeOutcome(const Verification& file) {
   const std::string name = PrintableLine(file.file);
   if (!file.error.empty() && file.frames == 0) return name + ": not verified";
   const std::string frames = name + ": " + Count(file.frames, "frame");
-  if (file.IsIntact()) return frames + ", intact";
+  const auto unmet = std::ssize(file.shortfalls);
+  const std::string shortfalls = !file.isExpected ? ""
+                                 : unmet == 0     ? ", as expected"
+                                                  : ", " + Count(unmet, "unmet expectation");
+  if (file.IsIntact()) return frames + ", intact" + shortfalls;
   std::string text = frames + ", " + std::to_string(file.damagedFrames) + " damaged";
   if (!file.soundDamage.empty()) text += ", " + SumUp(file.soundDamage);
   if (!file.index.empty()) text += ", index damaged";
   if (!file.error.empty()) text += ", not verified to its end";
-  return text;
+  return text + shortfalls;
 }
 
 JsonValue SummaryJson(const Verification& file) {
@@ -64,6 +82,7 @@ JsonValue SummaryJson(const Verification& file) {
   json["intact"] = file.IsIntact();
   if (!file.error.empty()) json["error"] = file.error;
   if (!file.note.empty()) json["note"] = file.note;
+  if (file.isExpected) json["shortfalls"] = ShortfallsJson(file.shortfalls);
   json["frames"] = file.frames;
   json["damagedFrames"] = file.damagedFrames;
   AddSoundDamage(file.soundDamage, json);

@@ -18,13 +18,15 @@ inline constexpr std::size_t kMostNamedSlices = 4;
 /// Returns "frame 17 (10:00:00:17) at byte 12345: ..." with the faults and the first damaged
 /// slices.
 std::string DescribeDamage(const DamagedFrame& frame);
+/// Returns text like "variant is lt, expected hq".
+std::string DescribeShortfall(const Shortfall& shortfall);
 /// Returns text like "clip.mov: 240 frames, intact".
 std::string DescribeOutcome(const Verification& file);
 
 /// Writes the report as one JSON object without a newline: "command", "intact" and "files": file,
-/// intact, error, note, frames, damagedFrames, damagedSoundPackets, soundGaps, soundDamage, damage
-/// (frame, count, timecode, offset, faults, slices: picture, row, slice, offsetInFrame),
-/// indexFaults.
+/// intact, error, note, shortfalls (property, found, expected; if expectations were given), frames,
+/// damagedFrames, damagedSoundPackets, soundGaps, soundDamage, damage (frame, count, timecode,
+/// offset, faults, slices: picture, row, slice, offsetInFrame), indexFaults.
 void WriteVerificationJson(const std::vector<Verification>& files, const TextSink& write);
 
 /// Returns all members of a file but "damage" and "indexFaults".

@@ -218,6 +218,38 @@ class Inspect(ToolTest):
                          [(frame["offset"], frame["bytes"]) for frame in whole["frames"]])
         self.assertEqual(scan["properties"], [])
 
+    def test_sound_and_labels(self):
+        raw = self.path("raw.mov")
+        make_v210(self.path("silent.mov"), *COLOUR, "-timecode", "10:00:00:00", frames=50,
+                  filters="setsar=1")
+        ffmpeg("-i", self.path("silent.mov"), "-f", "lavfi", "-i", "sine=sample_rate=48000", "-f",
+               "lavfi", "-i", "anullsrc=r=44100:cl=5.1", "-map", "0:v", "-map", "1:a", "-map",
+               "2:a", "-t", "2", "-c:v", "copy", "-c:a", "pcm_s24le", "-metadata:s:a:0",
+               "language=eng", raw)
+        self.succeed("encode", "--title", "A Title", "--reel", "A001", "--content-light",
+                     "1000,400", "--mastering-display",
+                     "G(8500,39850)B(6550,2300)R(35400,14600)WP(15635,16450)L(10000000,1)", raw,
+                     self.clip)
+        report = self.inspect()
+        self.assertEqual(report["seconds"], 2)
+        one, two = report["soundTracks"]
+        self.assertEqual(one, {"track": 1, "codec": "pcm_s24le", "sampleRate": 48000,
+                               "channels": 1, "layout": "mono", "bits": 24, "seconds": 2,
+                               "language": "eng", "title": None})
+        self.assertEqual((two["sampleRate"], two["channels"], two["layout"]), (44100, 6, "5.1"))
+        self.assertEqual((report["metadata"]["title"], report["metadata"]["reel_name"]),
+                         ("A Title", "A001"))
+        stream = report["format"]
+        self.assertEqual(stream["colour"],
+                         {"name": "bt709", "primaries": 1, "transfer": 1, "matrix": 1})
+        self.assertEqual((stream["contentLight"], stream["sampleAspect"]), ("1000,400", "1"))
+        text = self.succeed("inspect", self.clip).stdout
+        for words in (r"duration +00:00:02\.000",
+                      r"sound track 1 +pcm_s24le, 48000 Hz, mono, 24 bits, 00:00:02\.000, eng",
+                      r"content light level +1000,400", r"mastering display +G\(8500,39850\)B",
+                      r"reel name +A001", r"title +A Title"):
+            self.assertRegex(text, words)
+
     def test_rejects_other_codecs(self):
         make_v210(self.clip)
         self.fail_with(1, [self.clip, "not ProRes"], "inspect", self.clip)

@@ -407,3 +407,44 @@ class Scan(VerifyTest):
         self.path("text.mov").write_text("no video, icpf or not\n" * 1000)
         self.fail_with(1, ["no ProRes frame was found"], "decode", "--scan", self.path("text.mov"),
                        self.path("out.raw"))
+
+
+class Expectations(ToolTest):
+    def setUp(self):
+        super().setUp()
+        self.clip, self.out = self.path("clip.mov"), self.path("out.mov")
+        make_v210(self.path("silent.mov"), "-timecode", "10:00:00:00", filters="setfield=tff",
+                  frames=50)
+        sine = ("-f", "lavfi", "-i", "sine=sample_rate=48000")
+        ffmpeg("-i", self.path("silent.mov"), *sine, *sine, "-map", "0:v", "-map", "1:a", "-map",
+               "2:a", "-t", "2", "-c:v", "copy", "-c:a", "pcm_s24le", self.clip)
+        self.succeed("encode", "--variant", "hq", "--color", "bt709", self.clip, self.out)
+
+    def test_a_delivery_as_expected(self):
+        expected = ("variant=422hq,size=128x96,rate=25,fields=tff,audio-tracks=2,"
+                    "timecode=10:00:00:00,color=rec709,duration=1.9-2.1")
+        result = self.succeed("verify", "--expect", expected, self.out)
+        self.assertIn("50 frames, intact, as expected", result.stdout)
+        listed = self.path("delivery.txt")
+        listed.write_text("# what the station wants\n" + expected.replace(",", "\n") + "\n")
+        self.succeed("verify", "--expect", f"@{listed}", "--expect",
+                     "audio-rate=48000,audio-codec=pcm_s24le,audio-channels=1", self.out)
+
+    def test_shortfalls_are_listed(self):
+        expected = "variant=lt,rate=25,audio-tracks=8,duration=58-62"
+        result = run("verify", "--expect", expected, self.out)
+        self.assertEqual(result.returncode, 1, result.stderr)
+        for words in ("variant is hq, expected lt", "audio-tracks is 2, expected 8",
+                      "duration is 2, expected 58-62", "50 frames, intact, 3 unmet expectations"):
+            self.assertIn(f"{self.out}: {words}\n", result.stdout)
+        report = json.loads(run("verify", "--json", "--expect", expected, self.out).stdout)
+        file = report["files"][0]
+        self.assertTrue(file["intact"])
+        self.assertEqual(file["shortfalls"][1],
+                         {"property": "audio-tracks", "found": "2", "expected": "8"})
+
+    def test_wrong_expectations_are_rejected(self):
+        self.fail_with(2, ["unknown property 'varient'", "variant"], "verify", "--expect",
+                       "varient=hq", self.out)
+        self.fail_with(1, ["missing.txt", "cannot be read"], "verify", "--expect",
+                       "@" + str(self.path("missing.txt")), self.out)

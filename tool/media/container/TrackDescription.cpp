@@ -226,8 +226,10 @@ std::vector<SoundTrack> DescribeSound(const AVFormatContext& context) {
   std::vector<SoundTrack> tracks;
   for (const AVStream* stream : StreamsOf(context)) {
     if (stream->codecpar->codec_type != AVMEDIA_TYPE_AUDIO) continue;
+    const double seconds = static_cast<double>(stream->duration) * av_q2d(stream->time_base);
     tracks.push_back({CopyParameters(*stream->codecpar), stream->time_base,
-                      ToMetadata(stream->metadata), tracks.size(), !IsAvi(context)});
+                      ToMetadata(stream->metadata), tracks.size(), !IsAvi(context),
+                      seconds > 0 ? seconds : FindStatedDuration(context, *stream)});
   }
   return tracks;
 }
