@@ -4,20 +4,13 @@
 #include <string>
 #include <vector>
 
+#include "BigEndianText.h"
 #include "ScratchFolder.h"
 #include "base/Errors.h"
 #include "media/container/MovFile.h"
 
 namespace vixprores {
 namespace {
-
-std::string BigEndian(std::uint64_t value, int bytes) {
-  std::string text;
-  for (int shift = 8 * (bytes - 1); shift >= 0; shift -= 8) {
-    text += static_cast<char>(value >> shift & 0xFF);
-  }
-  return text;
-}
 
 std::string Atom(const std::string& type, const std::string& contents) {
   return BigEndian(contents.size() + 8, 4) + type + contents;

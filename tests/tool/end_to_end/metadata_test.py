@@ -299,6 +299,49 @@ class Metadata(ToolTest):
         for item, value in ((0x3301, 10), (0x3302, 2), (0x3308, 1)):  # depth, subsampling
             self.assertIn(struct.pack(">HHI", item, 4, value), data)
 
+    def describe_mxf(self, path):
+        """What two independent programs read from the descriptor of an .mxf."""
+        shown = json.loads(subprocess.run(["mediainfo", "--Output=JSON", path], check=True,
+                                          capture_output=True).stdout)
+        video = next(track for track in shown["media"]["track"] if track["@type"] == "Video")
+        stream = probe(path)
+        return (
+            {name: video.get(name) for name in
+             ("Format", "Width", "Height", "ChromaSubsampling", "BitDepth", "ScanType",
+              "ScanOrder", "DisplayAspectRatio", "colour_primaries", "FrameRate")},
+            {name: stream.get(name) for name in
+             ("width", "height", "pix_fmt", "field_order", "color_primaries", "color_transfer",
+              "color_space", "display_aspect_ratio", "r_frame_rate")})
+
+    def test_an_mxf_describes_its_pictures(self):
+        out = self.path("out.mxf")
+        for size, filters, order, shape in (
+                ("1920x1080", "setfield=tff,setsar=1", "tt", ("1.778", "16:9")),
+                ("1920x1080", "setfield=prog,setsar=1", "progressive", ("1.778", "16:9")),
+                ("720x576", "setfield=tff,setsar=64/45", "tt", ("1.778", "16:9")),
+                ("720x486", "setfield=tff,setsar=10/11", "tt", ("1.347", "400:297"))):
+            with self.subTest(size=size, order=order):
+                make_v210(self.clip, *colour_options(COLOURS["bt709"][0]), size=size, frames=2,
+                          filters=filters)
+                notes = self.succeed("encode", "-y", self.clip, out).stderr
+                self.assertNotIn("cannot keep", notes)
+                width, height = size.split("x")
+                interlaced = order == "tt"
+                self.assertEqual(self.describe_mxf(out), (
+                    {"Format": "ProRes", "Width": width, "Height": height,
+                     "ChromaSubsampling": "4:2:2", "BitDepth": "10",
+                     "ScanType": "Interlaced" if interlaced else "Progressive",
+                     "ScanOrder": "TFF" if interlaced else None, "DisplayAspectRatio": shape[0],
+                     "colour_primaries": "BT.709", "FrameRate": "25.000"},
+                    {"width": int(width), "height": int(height), "pix_fmt": "yuv422p10le",
+                     "field_order": order, "color_primaries": "bt709", "color_transfer": "bt709",
+                     "color_space": "bt709", "display_aspect_ratio": shape[1],
+                     "r_frame_rate": "25/1"}))
+                back = self.path("back.mov")
+                self.succeed("decode", "-y", out, back)
+                self.assertEqual(probe(back)["field_order"],
+                                 "tb" if interlaced else "progressive")
+
     def test_reports_dropped_subtitles_and_chapters(self):
         self.path("words.srt").write_text("1\n00:00:00,000 --> 00:00:00,300\nhello\n")
         self.path("chapters.txt").write_text(

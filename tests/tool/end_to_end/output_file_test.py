@@ -6,7 +6,7 @@ import subprocess
 import unittest
 
 import mini_mov
-from tool import PROGRAM, TIMEOUT, ToolTest, make_v210, probe, run
+from tool import PROGRAM, TIMEOUT, ToolTest, frame_bytes, make_v210, probe, run
 
 
 class OutputFile(ToolTest):
@@ -121,10 +121,12 @@ class OutputFile(ToolTest):
         self.assertEqual(result.returncode, 1)
         self.assertIn("cannot write to standard output", result.stderr)
 
-    def test_interlaced_mxf_is_rejected(self):
-        make_v210(self.clip, filters="setfield=tff")
-        self.fail_with(1, ["interlaced", "choose .mov or .mkv"], "encode", self.clip,
-                       self.path("out.mxf"))
+    def test_an_mxf_cannot_hold_fields_of_different_heights(self):
+        frames = self.path("frames.uyvy")
+        frames.write_bytes(bytes(frame_bytes("UYVY", 128, 99)))
+        self.fail_with(1, ["odd number of lines (99)", "choose .mov or .mkv"], "encode",
+                       "--fourcc", "UYVY", "--size", "128x99", "--rate", "25", "--interlaced",
+                       frames, self.path("out.mxf"))
 
     def test_rate_that_a_container_cannot_hold(self):
         make_v210(self.clip, rate="17")

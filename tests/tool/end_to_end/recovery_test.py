@@ -116,9 +116,9 @@ class WholeFiles(ToolTest):
         self.assertIn(f"\n{self.whole} is kept; remove it once ", result.stderr)
         self.assert_same_bytes(self.out.read_bytes(), self.whole.read_bytes())
 
-    def test_an_incorrect_mxf_is_rejected(self):
-        self.fail_with(1, ["interlaced", "choose .mov or .mkv"], "recover", self.whole,
-                       self.path("out.mxf"))
+    def test_an_interlaced_mxf_is_recovered(self):
+        self.succeed("recover", self.whole, self.path("out.mxf"))
+        self.assertEqual(probe(self.path("out.mxf"))["field_order"], "tt")
 
     def test_reports_properties_that_the_output_cannot_keep(self):
         self.succeed("encode", "--overwrite", "--fields", "progressive", self.clip, self.whole)

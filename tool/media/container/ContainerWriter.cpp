@@ -9,6 +9,7 @@
 
 #include "base/Errors.h"
 #include "media/container/MovFile.h"
+#include "media/container/MxfFile.h"
 #include "media/container/PacketTag.h"
 #include "media/sound/SoundWatch.h"
 
@@ -159,6 +160,9 @@ void ContainerWriter::Finish() {
   avio_flush(context_->pb);
   Check(context_->pb->error, memory);
   if (isTagged_) PatchMovie(index);
+  const StreamFormat& video = content_.video;
+  const bool isMxf = context_->oformat->name == std::string("mxf");
+  if (isMxf && video.IsInterlaced()) SetMxfFields(file_, video.fieldOrder, video.height);
 }
 
 void ContainerWriter::PatchMovie(std::int64_t index) {
