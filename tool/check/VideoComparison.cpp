@@ -38,6 +38,23 @@ ComparedVideo DescribeSource(const PictureSource& source) {
           {}};
 }
 
+// Returns the range of one of the videos. Without a range, frames before the other video are left
+// out.
+std::optional<FrameRange> Shift(const FrameReader& reader, const std::optional<FrameRange>& range,
+                                std::int64_t offset, bool isDistorted) {
+  if (!range) {
+    const std::int64_t first = isDistorted ? offset : -offset;
+    return first > 0 ? std::optional(FrameRange{first}) : std::nullopt;
+  }
+  FrameRange shifted = *ResolveRange(range, reader);
+  if (!isDistorted) return shifted;
+  shifted.first += offset;
+  if (!shifted.IsOpen()) shifted.last += offset;
+  if (shifted.first >= 0) return shifted;
+  throw Failure(reader.GetName() + ": has no frame " + std::to_string(shifted.first) +
+                ", which --offset and --frames select");
+}
+
 // Working memory of a worker.
 struct Scratch {
   SamplePicture reference;
@@ -51,6 +68,11 @@ void PartQuality::Add(const PlaneQuality& part, unsigned bits) {
   errors_.Add(part.MeanSquaredError());
   if (part.squaredError > 0) psnr_.Add(ToPsnr(part.MeanSquaredError(), bits));
   ssim_.Add(part.ssim);
+}
+
+bool Comparison::IsUnrelated() const {
+  constexpr double kLeastPsnr = 30;  // dB; above that of any useful encoding of other pictures
+  return identical == 0 && parts.back().PsnrOfMeanError() < kLeastPsnr;
 }
 
 std::vector<std::size_t> Comparison::FindWorst(std::size_t most) const {
@@ -83,14 +105,16 @@ struct VideoComparison::Pair {
 };
 
 VideoComparison::VideoComparison(const std::string& reference, const std::string& distorted,
-                                 const std::optional<FrameRange>& range, int threads)
+                                 const std::optional<FrameRange>& range, std::int64_t offset,
+                                 int threads)
     : shares_(ShareThreads(threads, std::nullopt)),
+      offset_(offset),
       reference_(OpenVideo(reference), shares_),
       distorted_(OpenVideo(distorted), shares_),
-      referenceFrames_(reference_.GetReader(), range),
-      distortedFrames_(distorted_.GetReader(), range) {
+      referenceFrames_(reference_.GetReader(), Shift(reference_.GetReader(), range, offset, false)),
+      distortedFrames_(distorted_.GetReader(), Shift(distorted_.GetReader(), range, offset, true)) {
   CheckSizes();
-  if (!range) CheckCounts();
+  if (!range && offset == 0) CheckCounts();
 }
 
 void VideoComparison::CheckSizes() const {
@@ -113,6 +137,7 @@ std::optional<VideoComparison::Pair> VideoComparison::Read() {
   auto reference = referenceFrames_.Read();
   auto distorted = distortedFrames_.Read();
   if (!reference && !distorted) return std::nullopt;
+  if ((!reference || !distorted) && offset_ != 0) return std::nullopt;
   if (!reference || !distorted) FailAtDifferentLengths(!reference);
   ++pairs_;
   return Pair{std::move(*reference), std::move(*distorted), {}, {}, {}};
@@ -133,7 +158,9 @@ Comparison VideoComparison::Describe() const {
   comparison.reference = DescribeSource(reference_);
   comparison.distorted = DescribeSource(distorted_);
   comparison.timecode = distorted_.GetReader().GetDescription().timecode;
-  if (!comparison.timecode) comparison.timecode = reference_.GetReader().GetDescription().timecode;
+  const auto& start = reference_.GetReader().GetDescription().timecode;
+  if (!comparison.timecode && start) comparison.timecode = *start + -offset_;
+  comparison.offset = offset_;
   comparison.bits = std::max(SampleBits(reference_.GetPictureFormat()),
                              SampleBits(distorted_.GetPictureFormat()));
   return comparison;

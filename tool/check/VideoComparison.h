@@ -60,6 +60,7 @@ struct Comparison {
   ComparedVideo reference;
   ComparedVideo distorted;
   std::optional<Timecode> timecode;  ///< of frame 0
+  std::int64_t offset = 0;           ///< frames that the distorted video is later
   unsigned bits = 0;                 ///< of the compared samples
   std::vector<ComparedFrame> frames;
   std::array<PartQuality, SamplePicture::kPlanes + 1> parts;  ///< Y, Cb, Cr, all samples together
@@ -68,6 +69,8 @@ struct Comparison {
   double PsnrOf(const ComparedFrame& frame, std::size_t part) const {
     return ToPsnr(frame.quality.parts[part].MeanSquaredError(), bits);
   }
+  /// Returns true if the videos seem to show different pictures.
+  bool IsUnrelated() const;
   /// Returns the indices of the at most `most` frames with the lowest PSNR of all samples, the
   /// lowest first. Identical frames are never among them.
   std::vector<std::size_t> FindWorst(std::size_t most) const;
@@ -85,12 +88,15 @@ struct WorstPair {
 /// Compares two videos frame by frame on several threads. Requires the plug-in.
 class VideoComparison {
  public:
-  /// Fails if the sizes of the pictures differ or, without `range`, the known numbers of frames.
+  /// Fails if the sizes of the pictures differ or, without `range` and offset, the known numbers of
+  /// frames.
+  /// @param range  frames of the reference
+  /// @param offset number of frames that the distorted video is later
   VideoComparison(const std::string& reference, const std::string& distorted,
-                  const std::optional<FrameRange>& range, int threads);
+                  const std::optional<FrameRange>& range, std::int64_t offset, int threads);
 
-  /// Compares all frames. Call it once. Without a range, fails if the videos have different
-  /// lengths.
+  /// Compares all frames that both videos have. Call it once. Without a range and an offset, fails
+  /// if the videos have different lengths.
   Comparison Run();
 
   // Returns the sources of the pictures, to decode the worst frames after Run().
@@ -109,6 +115,7 @@ class VideoComparison {
   Comparison Describe() const;
 
   ThreadShares shares_;
+  std::int64_t offset_;
   PictureSource reference_;
   PictureSource distorted_;
   RangeReader referenceFrames_;

@@ -5,6 +5,7 @@
 #include <vector>
 
 #include "base/Text.h"
+#include "check/OffsetSearch.h"
 #include "check/VideoComparison.h"
 #include "cli/Commands.h"
 #include "cli/Options.h"
@@ -20,8 +21,29 @@ struct CompareOptions : HostOptions, MachineOptions, PageOptions {
   std::string reference;
   std::string distorted;
   std::optional<FrameRange> frames;
+  std::int64_t offset = 0;
   bool json = false;
 };
+
+std::int64_t ParseOffset(const std::string& text) {
+  constexpr std::int64_t kMost = 1'000'000'000;
+  const bool isNegative = text.starts_with("-");
+  const auto frames = ParseNumber(text.substr(isNegative ? 1 : 0), kMost);
+  if (!frames) {
+    throw UsageError("--offset: invalid number '" + text + "'; write frames such as 3 or -3");
+  }
+  return isNegative ? -*frames : *frames;
+}
+
+Option OffsetOption(std::int64_t& offset) {
+  Option option = Parsed("--offset", "N", offset, ParseOffset,
+                         "frames that DISTORTED is later; may be negative [0]");
+  option.details =
+      "Compares frame 0 of REFERENCE with frame N of DISTORTED, up to the end of either. --frames "
+      "counts the frames of REFERENCE. If no picture matches, a note suggests the offset, up to 50 "
+      "frames, that does.";
+  return option;
+}
 
 Command DescribeCompare(CompareOptions& options) {
   Command command;
@@ -37,7 +59,7 @@ Command DescribeCompare(CompareOptions& options) {
   command.takeArguments =
       TakeWords({"REFERENCE", "DISTORTED"}, {options.reference, options.distorted});
   command.groups = {{"Comparison",
-                     {FramesOption(options.frames),
+                     {FramesOption(options.frames), OffsetOption(options.offset),
                       Flag("--json", options.json, "print everything as one JSON object")}},
                     {"Page", PageOptionList(options)},
                     MachineGroup(options, options)};
@@ -60,8 +82,17 @@ std::string MakePage(VideoComparison& videos, const Comparison& comparison) {
   return ComparisonPage(comparison, worst, mapped, FindTargetBytes(distorted.GetStreamFormat()));
 }
 
+void SuggestOffset(const CompareOptions& options) {
+  const std::int64_t first = options.frames ? options.frames->first : 0;
+  const auto offset = FindOffset(options.reference, options.distorted, first, options.threads);
+  if (!offset || *offset == options.offset) return;
+  PrintNote(options.distorted + ": hardly matches " + options.reference +
+            "; most similar with --offset " + std::to_string(*offset));
+}
+
 int Compare(const CompareOptions& options) {
-  VideoComparison videos(options.reference, options.distorted, options.frames, options.threads);
+  VideoComparison videos(options.reference, options.distorted, options.frames, options.offset,
+                         options.threads);
   std::optional<OutputFile> page;
   if (options.page) RefuseInputAsOutput(*options.page, {options.reference, options.distorted});
   if (options.page) page.emplace(*options.page, options.overwrite);
@@ -75,6 +106,7 @@ int Compare(const CompareOptions& options) {
   } else {
     StandardOutput()(ComparisonText(comparison));
   }
+  if (comparison.IsUnrelated()) SuggestOffset(options);
   return kExitDone;
 }
 

@@ -137,6 +137,7 @@ JsonValue SummaryJson(const Comparison& comparison) {
   json["reference"] = VideoJson(comparison.reference);
   json["distorted"] = VideoJson(comparison.distorted);
   json["bits"] = comparison.bits;
+  json["offset"] = comparison.offset;
   json["framesCompared"] = comparison.frames.size();
   json["identicalFrames"] = comparison.identical;
   json["identical"] = comparison.identical == std::ssize(comparison.frames);

@@ -14,7 +14,8 @@ std::string ComparisonText(const Comparison& comparison);
 
 /// Writes the report as one JSON object with a newline. Infinite PSNR and unknown values are null.
 /// Its keys: "command", "status", "reference" and "distorted" (input, name, width, height, rate,
-/// bits, damage), "bits" (of the compared samples), "framesCompared", "identicalFrames",
+/// bits, damage), "bits" (of the compared samples), "offset" (frames that the distorted
+/// video is later), "framesCompared", "identicalFrames",
 /// "identical" (all of them), "psnr" (y, cb, cr, all: ofMeanSquaredError, meanOfFrames over the
 /// frames that are not identical, min), "ssim" (y, cb, cr, all: mean, min), "worstFrames"
 /// (numbers), and "frames": frame, timecode, identical, psnr and ssim (y, cb, cr, all), bytes.

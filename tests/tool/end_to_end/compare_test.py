@@ -158,3 +158,46 @@ class Compare(ToolTest):
                         "vixprores verify"], "compare", self.raw, self.encoded)
                 self.assertNotIn("[", result.stderr)
                 self.compare(self.raw, self.encoded, "--frames", "0-2")
+
+
+class Offsets(ToolTest):
+    def setUp(self):
+        super().setUp()
+        self.whole, self.late = self.path("whole.mov"), self.path("late.mov")
+        make_v210(self.path("raw.mov"), frames=30)
+        self.succeed("encode", self.path("raw.mov"), self.whole)
+        self.succeed("encode", "--frames", "4-", self.path("raw.mov"), self.late)
+
+    def compare(self, reference, distorted, *options):
+        return json.loads(
+            self.succeed("compare", "--json", *options, reference, distorted).stdout)
+
+    def test_the_common_part_is_compared(self):
+        report = self.compare(self.whole, self.late, "--offset", "-4")
+        self.assertEqual((report["framesCompared"], report["identical"], report["offset"]),
+                         (26, True, -4))
+        self.assertEqual(report["frames"][0]["frame"], 0)
+        report = self.compare(self.late, self.whole, "--offset", "4")
+        self.assertEqual((report["framesCompared"], report["identical"]), (26, True))
+        self.assertEqual(report["frames"][0]["frame"], 4)
+
+    def test_a_range_counts_frames_of_the_reference(self):
+        report = self.compare(self.whole, self.late, "--offset", "-4", "--frames", "10-12")
+        self.assertEqual([frame["frame"] for frame in report["frames"]], [6, 7, 8])
+        self.assertTrue(report["identical"])
+        self.fail_with(1, [self.late, "has no frame -4"], "compare", "--offset", "-4", "--frames",
+                       "0-3", self.whole, self.late)
+
+    def test_suggests_the_offset(self):
+        make_v210(self.path("raw.mov"), frames=30, filters="noise=alls=60:allf=t")
+        self.succeed("encode", "-y", self.path("raw.mov"), self.whole)
+        self.succeed("encode", "-y", "--frames", "4-", self.path("raw.mov"), self.late)
+        result = self.succeed("compare", "--frames", "0-9", self.whole, self.late)
+        self.assertIn(f"{self.late}: hardly matches {self.whole}; most similar with --offset -4\n",
+                      result.stderr)
+        result = self.succeed("compare", "--offset", "-4", self.whole, self.late)
+        self.assertNotIn("hardly matches", result.stderr)
+
+    def test_offsets_are_whole_numbers(self):
+        for text in ("x", "1.5", "--", "1e3"):
+            self.assertEqual(run("compare", f"--offset={text}", self.whole, self.late).returncode, 2)
