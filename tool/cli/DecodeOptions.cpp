@@ -41,13 +41,24 @@ Command DescribeDecode(DecodeOptions& options) {
   command.takeArguments = [&options,
                            take = TakeFiles(options)](const std::vector<std::string>& words) {
     take(words);
+    if (!options.pipeFormat.empty() && options.output != "-") {
+      throw UsageError("--format is for '-'; otherwise the name of the output states the format");
+    }
     CheckNames(options, [&options](const std::string& name) { CheckName(name, options); });
   };
   Option fourcc = FourCCOption([&options](vix::FourCC code) { options.fourcc = code; }, "V210");
   fourcc.details = "Without the option, a name that ends in .uyvy selects UYVY.";
+  Option format = Parsed(
+      "--format", "NAME", options.pipeFormat, [](const std::string& name) { return name; },
+      "format on standard output: nut, mov or y4m [raw frames]");
+  format.choices = PipeFormats();
+  format.details =
+      "nut, and mov in fragments, carry sound and timecode through a pipe, y4m the pictures only. "
+      "A "
+      "note names what is left out.";
   command.groups = {
       {"Decoding",
-       {fourcc,
+       {fourcc, format,
         Flag("--skip-field", options.skipField, "decode only the first field of interlaced frames"),
         OnErrorOption(options.onDamage)}},
       SequenceOutputGroup(options),
@@ -59,7 +70,8 @@ Command DescribeDecode(DecodeOptions& options) {
   command.examples = {
       {"vixprores decode input.mov output.y4m", "Decode a file."},
       {"vixprores decode --start-number 1001 input.mov shot.%04d.dpx", "Decode to images."},
-      {"vixprores decode --fourcc UYVY --frames 0-99 input.mov - | consumer", "Decode to a pipe."}};
+      {"vixprores decode --fourcc UYVY --frames 0-99 input.mov - | consumer", "Decode to a pipe."},
+      {"vixprores decode --format nut input.mov - | ffplay -", "Play with sound and timecode."}};
   return command;
 }
 

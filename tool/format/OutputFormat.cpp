@@ -28,7 +28,7 @@ constexpr OutputFormat kFormats[] = {
     //                                                                        kept   made   layout  disp.  light
     {".mov",  Kind::Container, "mov",      true,  true,  true,  true,  false, true,  false, true, true,  true},
     {".mkv",  Kind::Container, "matroska", true,  false, true,  true,  true,  true,  false, false, true,  true},
-    {".mxf",  Kind::Container, "mxf",      true,  false, false, true,  true,  true,  true,  false, true,  false},
+    {".mxf",  Kind::Container, "mxf",      true,  false, true,  true,  true,  true,  true,  false, true,  false},
     {".avi",  Kind::Container, "avi",      false, true,  false, false, false, false, false, true, false, false},
     {".nut",  Kind::Container, "nut",      false, true,  false, false, false, true,  false, false, false, false},
     {".y4m",  Kind::Y4m,       nullptr,    false, true,  true,  false, true,  false, false, false, false, false},
@@ -62,7 +62,9 @@ struct KeptTexts {
   std::string_view muxer;
   std::set<std::string> names;
 };
+constexpr std::string_view kNoMuxer;
 const KeptTexts kKeptTexts[] = {
+    {kNoMuxer, {}},
     {"mxf", {"creation_time"}},
     {"avi",
      {"album", "artist", "comment", "copyright", "date", "encoded_by", "genre", "software", "title",
@@ -118,7 +120,7 @@ std::set<std::string> NamesOfTexts(const MovieContent& content) {
 
 // Returns text like "title, creation time".
 std::string DescribeLostTexts(const OutputFormat& output, const MovieContent& content) {
-  const std::string_view muxer = output.muxer ? output.muxer : "";
+  const std::string_view muxer = output.muxer ? output.muxer : kNoMuxer;
   const auto* const kept = std::ranges::find(kKeptTexts, muxer, &KeptTexts::muxer);
   if (kept == std::end(kKeptTexts)) return {};
   std::string text;
@@ -160,11 +162,16 @@ const OutputFormat& FindProResOutput(const std::string& path) {
                    ExtensionsOf(&OutputFormat::takesProRes));
 }
 
-const OutputFormat& FindRawVideoOutput(const std::string& path) {
+const OutputFormat& FindRawVideoOutput(const std::string& path, const std::string& pipeFormat) {
+  if (path == "-" && !pipeFormat.empty()) return FindRawVideoOutput("-." + pipeFormat);
   if (path == "-" || ExtensionOf(path).empty()) return kRawFrames;
   if (const OutputFormat* format = Find(path, &OutputFormat::takesRawVideo)) return *format;
   throw UsageError("'" + path + "': cannot write " + ExtensionOf(path) + "; choose one of " +
                    ExtensionsOf(&OutputFormat::takesRawVideo));
+}
+
+std::vector<std::string> PipeFormats() {
+  return {"nut", "mov", "y4m"};  // the index of an .avi needs a file
 }
 
 vix::FourCC ChooseFourCC(const std::string& path, const std::optional<vix::FourCC>& wanted) {
@@ -176,10 +183,10 @@ vix::FourCC ChooseFourCC(const std::string& path, const std::optional<vix::FourC
 }
 
 void CheckStorable(const OutputFormat& output, const StreamFormat& stream) {
-  if (IsMuxer(output, "mxf") && stream.IsInterlaced()) {
-    throw Failure(
-        "an .mxf would be labelled progressive although the video is interlaced; "
-        "choose .mov or .mkv");
+  // An .mxf states the height of a field.
+  if (IsMuxer(output, "mxf") && stream.IsInterlaced() && stream.height % 2 != 0) {
+    throw Failure("an .mxf cannot hold interlaced pictures with an odd number of lines (" +
+                  std::to_string(stream.height) + "); choose .mov or .mkv");
   }
 }
 

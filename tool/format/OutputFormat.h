@@ -59,7 +59,10 @@ const OutputFormat& FindProResOutput(const std::string& path);
 /// Returns the format for uncompressed video by file name: raw frames for "-", .uyvy, .v210, .raw
 /// and names without an extension. Throws a UsageError that lists the accepted extensions for any
 /// other one.
-const OutputFormat& FindRawVideoOutput(const std::string& path);
+/// @param pipeFormat extension that stands for "-"; empty = none
+const OutputFormat& FindRawVideoOutput(const std::string& path, const std::string& pipeFormat = {});
+/// Returns the extensions that FindRawVideoOutput() accepts for a pipe, without dots.
+std::vector<std::string> PipeFormats();
 /// Returns the code of the pictures to write: `wanted`, or else that of the name, or else V210.
 /// Throws a UsageError if `wanted` contradicts the name.
 vix::FourCC ChooseFourCC(const std::string& path, const std::optional<vix::FourCC>& wanted);

@@ -106,6 +106,7 @@ struct CopyOptions : TranscodeOptions {
 
 struct DecodeOptions : TranscodeOptions, ScanOptions {
   std::optional<vix::FourCC> fourcc;  ///< none = by the name of the output
+  std::string pipeFormat;             ///< extension of standard output; empty = raw frames
   bool skipField = false;
   DamagePolicy onDamage = DamagePolicy::Stop;
   std::optional<std::int64_t> startNumber;  ///< of image files

@@ -1,9 +1,10 @@
 # SPDX-License-Identifier: BSD-2-Clause
 """Frames survive encoding and decoding: every input, every output, ranges, pipes."""
 import json
+import subprocess
 
-from tool import (ToolTest, count_read_bytes, ffmpeg, frame_bytes, largest_difference, make_clip, make_uyvy,
-                  make_v210, planes, probe, run, sample_entry)
+from tool import (TIMEOUT, ToolTest, count_read_bytes, ffmpeg, frame_bytes, largest_difference,
+                  make_clip, make_uyvy, make_v210, planes, probe, run, sample_entry)
 
 # The test pattern has hard edges in colour; HQ keeps them to within a few of 1023 code values.
 HQ_TOLERANCE = 24
@@ -360,3 +361,54 @@ class Verified(ToolTest):
         result = self.succeed("encode", "--overwrite", "--verify", clip, out)
         self.assertRegex(result.stderr, r"verified: PSNR [\d.]+ dB \(Y [\d.]+ dB, Cb [\d.]+ dB, "
                          r"Cr [\d.]+ dB\), worst frame \d \([\d.]+ dB\)")
+
+
+class Pipes(ToolTest):
+    def setUp(self):
+        super().setUp()
+        raw, self.encoded = self.path("raw.mov"), self.path("encoded.mov")
+        make_v210(self.path("silent.mov"), "-timecode", "10:00:00:00", "-metadata", "title=A",
+                  frames=10)
+        ffmpeg("-i", self.path("silent.mov"), "-f", "lavfi", "-i", "sine=sample_rate=48000", "-t",
+               "0.4", "-c:v", "copy", "-c:a", "pcm_s16le", raw)
+        self.succeed("encode", raw, self.encoded)
+
+    def decode(self, name):
+        """Decodes through a pipe; returns the bytes and the notes."""
+        result = self.succeed("decode", "--format", name, self.encoded, "-", text=False)
+        return result.stdout, result.stderr.decode()
+
+    def test_nut_and_mov_carry_everything(self):
+        file = self.path("decoded.mov")
+        self.succeed("decode", self.encoded, file)
+        for name in ("nut", "mov"):
+            with self.subTest(name):
+                piped = self.path(f"piped.{name}")
+                stream, notes = self.decode(name)
+                piped.write_bytes(stream)
+                self.assertNotIn("note:", notes)
+                self.assert_same_bytes(planes(piped), planes(file))
+                kinds = subprocess.run(
+                    ["ffprobe", "-v", "error", "-show_format", "-show_streams", piped], check=True,
+                    capture_output=True, text=True, timeout=TIMEOUT).stdout
+                self.assertIn("codec_type=audio", kinds)
+                self.assertIn("10:00:00:00", kinds)
+
+    def test_y4m_carries_the_pictures(self):
+        file = self.path("decoded.y4m")
+        self.succeed("decode", self.encoded, file)
+        stream, notes = self.decode("y4m")
+        self.assert_same_bytes(stream, file.read_bytes())
+        for words in ("its sound is left out", "cannot keep the timecode (10:00:00:00)",
+                      "cannot keep the metadata (title)"):
+            self.assertIn(words, notes)
+
+    def test_raw_frames_are_the_default(self):
+        stream = self.succeed("decode", self.encoded, "-", text=False).stdout
+        self.assertEqual(len(stream), 10 * frame_bytes("V210", 128, 96))
+
+    def test_a_name_states_its_format(self):
+        self.fail_with(2, ["--format is for '-'"], "decode", "--format", "nut", self.encoded,
+                       self.path("out.nut"))
+        self.fail_with(2, ["'avi'", "nut, mov and y4m"], "decode", "--format", "avi",
+                       self.encoded, "-")
