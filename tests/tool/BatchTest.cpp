@@ -1,10 +1,16 @@
 // SPDX-License-Identifier: BSD-2-Clause
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
+#include <sys/xattr.h>
 
+#include <array>
+#include <chrono>
+#include <filesystem>
+#include <fstream>
 #include <new>
 #include <stdexcept>
 
+#include "ScratchFolder.h"
 #include "base/Errors.h"
 #include "run/Batch.h"
 
@@ -15,25 +21,31 @@ using testing::HasSubstr;
 using testing::ThrowsMessage;
 
 TEST(NameOutputs, FillsInThePattern) {
-  const auto items = NameOutputs({"/a/one.avi", "b.c.mov"}, "out", "{number}_{name}.mov");
+  const auto items =
+      NameOutputs({{"/a/one.avi"}, {"b.c.mov", "sub"}}, "out", "{number}_{name}.mov");
   ASSERT_EQ(items.size(), 2u);
   EXPECT_EQ(items[0].input, "/a/one.avi");
   EXPECT_EQ(items[0].output, "out/1_one.mov");
-  EXPECT_EQ(items[1].output, "out/2_b.c.mov");
-  EXPECT_EQ(NameOutputs({"x.mov"}, "out/", "plain.mov")[0].output, "out/plain.mov");
+  EXPECT_EQ(items[1].output, "out/sub/2_b.c.mov");
+  EXPECT_EQ(NameOutputs({{"x.mov"}}, "out/", "plain.mov")[0].output, "out/plain.mov");
+}
+
+TEST(NameOutputs, FillsInFurtherWords) {
+  EXPECT_EQ(NameOutputs({{"x.mov"}}, "out", "{name}-{variant}.mov", {{"variant", "hq"}})[0].output,
+            "out/x-hq.mov");
 }
 
 TEST(NameOutputs, RejectsOneNameForTwo) {
   EXPECT_THAT(
       [] {
-        NameOutputs({"a/x.mov", "b/x.avi"}, "out", "{name}.mov");
+        NameOutputs({{"a/x.mov"}, {"b/x.avi"}}, "out", "{name}.mov");
       },
       ThrowsMessage<UsageError>(HasSubstr("a/x.mov and b/x.avi would both be written to")));
 }
 
 TEST(NameOutputs, RejectsNamesThatLeaveTheFolder) {
   for (const char* pattern : {"../{name}.mov", "/{name}", "sub/{name}", ".", "..", ""}) {
-    EXPECT_THAT([pattern] { NameOutputs({"a.mov"}, "out", pattern); },
+    EXPECT_THAT([pattern] { NameOutputs({{"a.mov"}}, "out", pattern); },
                 ThrowsMessage<UsageError>(HasSubstr("not a file name in the folder")))
         << pattern;
   }
@@ -41,8 +53,70 @@ TEST(NameOutputs, RejectsNamesThatLeaveTheFolder) {
 
 TEST(NameOutputs, RejectsUnknownWords) {
   for (const char* pattern : {"{title}.mov", "{name.mov", "{}.mov", "{"}) {
-    EXPECT_THROW(NameOutputs({"a.mov"}, "out", pattern), UsageError) << pattern;
+    EXPECT_THROW(NameOutputs({{"a.mov"}}, "out", pattern), UsageError) << pattern;
   }
+}
+
+std::vector<std::string> Expand(const std::string& folder, bool recursive) {
+  std::vector<std::string> found;
+  for (const auto& [path, subfolder] : ExpandFolders({folder}, recursive, folder + "/out")) {
+    found.push_back(subfolder + ":" + path.substr(folder.size()));
+  }
+  return found;
+}
+
+TEST(ExpandFolders, ListsTheVideosOfAFolder) {
+  const ScratchFolder folder;
+  const std::string root = folder / "in";
+  for (const char* name : {"in/b.mov", "in/A.MXF", "in/notes.txt", "in/.hidden.mov", "in/x/c.mp4",
+                           "in/x/y/d.mkv", "in/out/made.mov"}) {
+    const std::filesystem::path path = folder / name;
+    std::filesystem::create_directories(path.parent_path());
+    std::ofstream(path) << "video";
+  }
+  EXPECT_THAT(Expand(root, false), testing::ElementsAre(":/A.MXF", ":/b.mov"));
+  EXPECT_THAT(Expand(root, true),
+              testing::ElementsAre(":/A.MXF", ":/b.mov", "x:/x/c.mp4", "x/y:/x/y/d.mkv"));
+}
+
+TEST(ExpandFolders, KeepsOtherNames) {
+  const ScratchFolder folder;
+  const auto inputs = ExpandFolders({"a.mov", folder / "."}, true, "out");
+  ASSERT_EQ(inputs.size(), 2u);
+  EXPECT_EQ(inputs[0].path, "a.mov");
+  EXPECT_EQ(inputs[1].path, folder / ".");  // may hold images
+}
+
+TEST(HasInputChanged, ComparesTimesWithoutANote) {
+  const ScratchFolder folder;
+  const BatchItem item{folder / "in", folder / "out"};
+  EXPECT_FALSE(HasInputChanged(item));
+  std::ofstream(item.input) << "input";
+  EXPECT_FALSE(HasInputChanged(item));  // there is no output yet
+  std::ofstream(item.output) << "output";
+  const auto now = std::filesystem::last_write_time(item.output);
+  std::filesystem::last_write_time(item.input, now - std::chrono::hours(1));
+  EXPECT_FALSE(HasInputChanged(item));
+  std::filesystem::last_write_time(item.input, now + std::chrono::hours(1));
+  EXPECT_TRUE(HasInputChanged(item));
+}
+
+TEST(HasInputChanged, ComparesSizeAndTimeWithTheNote) {
+  const ScratchFolder folder;
+  const BatchItem item{folder / "in", folder / "out"};
+  std::ofstream(item.input) << "input";
+  std::ofstream(item.output) << "output";
+  const auto time = std::filesystem::last_write_time(item.input) - std::chrono::hours(1);
+  std::filesystem::last_write_time(item.input, time);
+  RecordInput(item);
+  EXPECT_FALSE(HasInputChanged(item));
+  std::ofstream(item.input) << "longer input";
+  std::filesystem::last_write_time(item.input, time - std::chrono::hours(1));
+  std::array<char, 128> note{};
+  if (getxattr(item.output.c_str(), "user.vixprores.input", note.data(), note.size()) <= 0) {
+    GTEST_SKIP() << "the file system has no extended attributes";
+  }
+  EXPECT_TRUE(HasInputChanged(item));
 }
 
 TEST(RunReporting, TurnsEveryExceptionIntoTheOutcomeOfItsInput) {

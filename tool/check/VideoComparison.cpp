@@ -46,7 +46,7 @@ std::optional<FrameRange> Shift(const FrameReader& reader, const std::optional<F
     const std::int64_t first = isDistorted ? offset : -offset;
     return first > 0 ? std::optional(FrameRange{first}) : std::nullopt;
   }
-  FrameRange shifted = *ResolveRange(range, reader);
+  FrameRange shifted = *ResolveRange(range, reader, reader.GetDescription().timecode);
   if (!isDistorted) return shifted;
   shifted.first += offset;
   if (!shifted.IsOpen()) shifted.last += offset;

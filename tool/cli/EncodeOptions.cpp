@@ -153,6 +153,7 @@ Command DescribeEncode(EncodeOptions& options) {
                        {"OUTPUT", ".mov, .mkv or .mxf; - for a .mov on standard output"}};
   command.takeArguments = [&options, rawFrames,
                            take = TakeFiles(options)](const std::vector<std::string>& words) {
+    options.nameWords["variant"] = options.variant->option;
     take(words);
     CheckNames(options, [](const std::string& name) { FindProResOutput(name); });
     options.rawFrames = ToRawFrameFormat(*rawFrames, options.overrides);

@@ -37,6 +37,7 @@ void CheckTogether(const TranscodeOptions& options) {
   if (options.outputDir) return;
   if (options.namePattern) throw UsageError("--name needs --output-dir");
   if (options.jobs > 1) throw UsageError("--jobs needs --output-dir");
+  if (options.recursive) throw UsageError("--recursive needs --output-dir");
 }
 
 }  // namespace
@@ -46,7 +47,7 @@ std::function<void(const std::vector<std::string>&)> TakeFiles(TranscodeOptions&
     CheckTogether(options);
     if (!options.outputDir) return TakeInputAndOutput(options.input, options.output, words);
     RefuseEmptyNames("INPUT", words);
-    options.inputs = words;
+    options.inputs = ExpandFolders(words, options.recursive, *options.outputDir);
     options.isOfMany = true;
   };
 }
@@ -95,20 +96,29 @@ OptionGroup BatchGroup(TranscodeOptions& options) {
                        "folder of the outputs; existing ones are skipped");
   folder.completion = Completion::Folder;
   folder.details =
-      "An output gets its name only when it is complete: run the command again to resume. An "
-      "existing output that differs from what would be written (variant, picture size, number of "
+      "An output gets its name only when it is complete: run the command again to resume. It skips "
+      "existing outputs, unless the input has changed since: its size or time differ from those "
+      "noted with the output or, where the file system takes no notes, it is newer than the "
+      "output. Another existing output that differs from what would be written (variant, picture "
+      "size, number of "
       "frames, sound tracks or labels) is an error. --overwrite writes every output again.";
   Option name =
       Text("--name", "PATTERN", options.namePattern, "pattern of the output names [{name}.mov]");
   name.details =
-      "{name} stands for the input's name without its extension, {number} for its place, from 1.";
+      "{name} stands for the input's name without its extension, {number} for its place, from 1, "
+      "and in encode {variant} for the variant.";
+  Option recursive =
+      Flag("--recursive", options.recursive, "take the videos in subfolders of input folders too");
+  recursive.details =
+      "An input that is a folder stands for the videos in it. Outputs of subfolders go to "
+      "subfolders of the same names.";
   Option jobs =
       Number("--jobs", options.jobs, 1, kMostJobs, "number of inputs processed in parallel [1]");
   jobs.shortName = "-j";
   jobs.details =
       "They share the processors, unless --threads sets the threads of each. Frames of one input "
       "are coded in parallel anyway, so this helps if inputs are short or slow to read.";
-  return {"Several inputs", {folder, name, jobs}};
+  return {"Several inputs", {folder, name, recursive, jobs}};
 }
 
 Option OnErrorOption(DamagePolicy& policy) {

@@ -1,16 +1,23 @@
 // SPDX-License-Identifier: BSD-2-Clause
 #include "run/Batch.h"
 
+#include <sys/stat.h>
+#include <sys/xattr.h>
+
 #include <algorithm>
+#include <array>
 #include <atomic>
 #include <exception>
 #include <filesystem>
 #include <map>
+#include <set>
+#include <string_view>
 #include <system_error>
 #include <thread>
 
 #include "base/Errors.h"
 #include "base/Interrupt.h"
+#include "base/Text.h"
 #include "media/InputFile.h"
 #include "media/OutputFile.h"
 
@@ -18,6 +25,13 @@ namespace vixprores {
 namespace {
 
 namespace fs = std::filesystem;
+
+// Returns text like "{name} and {number}".
+std::string ListWords(const std::map<std::string, std::string>& words) {
+  std::vector<std::string> list;
+  for (const auto& [word, text] : words) list.push_back("{" + word + "}");
+  return JoinWords(list);
+}
 
 std::string ReplaceWords(const std::string& pattern,
                          const std::map<std::string, std::string>& words) {
@@ -30,8 +44,8 @@ std::string ReplaceWords(const std::string& pattern,
     if (begin == std::string::npos) return text;
     const auto found = words.find(pattern.substr(begin + 1, end - begin - 1));
     if (end == std::string::npos || found == words.end()) {
-      throw UsageError("'" + pattern +
-                       "' is not a pattern of names; it may contain {name} and {number}");
+      throw UsageError("'" + pattern + "' is not a pattern of names; it may contain " +
+                       ListWords(words));
     }
     text += found->second;
     position = end + 1;
@@ -52,6 +66,55 @@ void CheckName(const std::string& name, const std::string& pattern) {
                    "; add {number} to --name");
 }
 
+void CreateFolder(const fs::path& folder) {
+  std::error_code error;
+  fs::create_directories(folder, error);
+  if (error) throw Failure(folder.string() + ": cannot be created: " + error.message());
+}
+
+// Extensions of files in folders; a file of another name can be given by itself.
+bool IsVideoName(const fs::path& path) {
+  static const std::set<std::string> kExtensions{".3gp",  ".avi", ".dv",  ".gif", ".m2ts", ".m4v",
+                                                 ".mkv",  ".mov", ".mp4", ".mpg", ".mts",  ".mxf",
+                                                 ".mpeg", ".nut", ".ts",  ".vob", ".webm", ".y4m"};
+  const std::string name = path.filename().string();
+  return !name.starts_with(".") && kExtensions.contains(ToLower(path.extension().string()));
+}
+
+template <typename Iterator>
+void FindVideos(Iterator entry, const fs::path& skipped, std::vector<fs::path>& videos) {
+  for (const Iterator end; entry != end; ++entry) {
+    std::error_code none;
+    if constexpr (requires { entry.disable_recursion_pending(); }) {
+      if (fs::equivalent(entry->path(), skipped, none)) entry.disable_recursion_pending();
+    }
+    if (IsVideoName(entry->path()) && entry->is_regular_file(none)) videos.push_back(entry->path());
+  }
+}
+
+std::vector<fs::path> FindVideos(const fs::path& folder, bool recursive, const fs::path& skipped) {
+  constexpr auto kSkip = fs::directory_options::skip_permission_denied;
+  std::vector<fs::path> videos;
+  try {
+    recursive ? FindVideos(fs::recursive_directory_iterator(folder, kSkip), skipped, videos)
+              : FindVideos(fs::directory_iterator(folder, kSkip), skipped, videos);
+  } catch (const fs::filesystem_error& error) {
+    throw Failure(folder.string() + ": cannot be read: " + error.code().message());
+  }
+  std::ranges::sort(videos);
+  return videos;
+}
+
+constexpr const char* kRecord = "user.vixprores.input";  // name of the extended attribute
+
+// Returns size and time of the last change, as text; empty if there is no such file.
+std::string DescribeState(const std::string& path) {
+  struct stat state {};
+  if (stat(path.c_str(), &state) != 0 || !S_ISREG(state.st_mode)) return {};
+  return std::to_string(state.st_size) + " " + std::to_string(state.st_mtim.tv_sec) + "." +
+         std::to_string(state.st_mtim.tv_nsec);
+}
+
 class Batch {
  public:
   Batch(const TranscodeOptions& options, const char* command, RunObserver& observer,
@@ -64,7 +127,7 @@ class Batch {
         reports_(items_.size()) {}
 
   int Run() {
-    CreateFolder();
+    CreateFolders();
     {
       std::vector<std::jthread> helpers;
       try {
@@ -80,10 +143,9 @@ class Batch {
   }
 
  private:
-  void CreateFolder() const {
-    std::error_code error;
-    fs::create_directories(*options_.outputDir, error);
-    if (error) throw Failure(*options_.outputDir + ": cannot be created: " + error.message());
+  void CreateFolders() const {
+    CreateFolder(*options_.outputDir);
+    for (const BatchItem& item : items_) CreateFolder(fs::path(item.output).parent_path());
   }
 
   void Work() {
@@ -106,6 +168,37 @@ class Batch {
 
 }  // namespace
 
+std::vector<BatchInput> ExpandFolders(const std::vector<std::string>& names, bool recursive,
+                                      const std::string& skipped) {
+  std::vector<BatchInput> inputs;
+  for (const std::string& name : names) {
+    std::error_code none;
+    std::vector<fs::path> videos;
+    if (fs::is_directory(name, none)) videos = FindVideos(name, recursive, skipped);
+    for (const fs::path& video : videos) {
+      const std::string folder = video.lexically_relative(name).parent_path().string();
+      inputs.push_back({video.string(), folder});
+    }
+    if (videos.empty()) inputs.push_back({name});  // a file, or a folder with images
+  }
+  return inputs;
+}
+
+bool HasInputChanged(const BatchItem& item) {
+  const std::string state = DescribeState(item.input);
+  if (state.empty() || !fs::exists(item.output)) return false;
+  std::array<char, 128> noted{};
+  const auto bytes = getxattr(item.output.c_str(), kRecord, noted.data(), noted.size());
+  if (bytes > 0) return state != std::string_view(noted.data(), static_cast<std::size_t>(bytes));
+  return fs::last_write_time(item.input) > fs::last_write_time(item.output);
+}
+
+void RecordInput(const BatchItem& item) {
+  const std::string state = DescribeState(item.input);
+  // Without the note, HasInputChanged() compares times.
+  if (!state.empty()) setxattr(item.output.c_str(), kRecord, state.data(), state.size(), 0);
+}
+
 void ChooseItem(TranscodeOptions& options, const BatchItem& item) {
   options.input = item.input;
   options.output = item.output;
@@ -114,15 +207,18 @@ void ChooseItem(TranscodeOptions& options, const BatchItem& item) {
   if (options.threads == 0) options.threads = std::max(1, processors / options.jobs);
 }
 
-std::vector<BatchItem> NameOutputs(const std::vector<std::string>& inputs,
-                                   const std::string& folder, const std::string& pattern) {
+std::vector<BatchItem> NameOutputs(const std::vector<BatchInput>& inputs, const std::string& folder,
+                                   const std::string& pattern,
+                                   const std::map<std::string, std::string>& words) {
   std::vector<BatchItem> items;
   std::map<std::string, std::string> inputOf;
-  for (const std::string& input : inputs) {
-    const std::string name = ReplaceWords(pattern, {{"name", fs::path(input).stem().string()},
-                                                    {"number", std::to_string(items.size() + 1)}});
+  for (const auto& [input, subfolder] : inputs) {
+    auto all = words;
+    all["name"] = fs::path(input).stem().string();
+    all["number"] = std::to_string(items.size() + 1);
+    const std::string name = ReplaceWords(pattern, all);
     CheckName(name, pattern);
-    const std::string output = (fs::path(folder) / name).string();
+    const std::string output = (fs::path(folder) / subfolder / name).string();
     const auto [other, isNew] = inputOf.emplace(output, input);
     if (!isNew) RefuseOneName(other->second, input, output);
     items.push_back({input, output});
@@ -131,8 +227,8 @@ std::vector<BatchItem> NameOutputs(const std::vector<std::string>& inputs,
 }
 
 std::vector<BatchItem> NameOutputs(const TranscodeOptions& options) {
-  return NameOutputs(options.inputs, *options.outputDir,
-                     options.namePattern.value_or("{name}.mov"));
+  return NameOutputs(options.inputs, *options.outputDir, options.namePattern.value_or("{name}.mov"),
+                     options.nameWords);
 }
 
 RunReport RunReporting(const char* command, const BatchItem& item, std::size_t place,

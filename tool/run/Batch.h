@@ -3,6 +3,7 @@
 #define TOOL_RUN_BATCH_H
 
 #include <functional>
+#include <map>
 #include <string>
 #include <vector>
 
@@ -17,11 +18,20 @@ struct BatchItem {
   std::string output;
 };
 
+/// Replaces each folder that holds videos by these, in the order of their names. Other names stay.
+/// @param recursive take the videos of subfolders too, whose outputs go to the same subfolders
+/// @param skipped   folder that is not searched: that of the outputs
+/// @throws Failure if a folder cannot be read
+std::vector<BatchInput> ExpandFolders(const std::vector<std::string>& names, bool recursive,
+                                      const std::string& skipped);
+
 /// Names an output in `folder` for every input. In `pattern` "{name}" stands for the input's name
-/// without folder and extension, "{number}" for its place, from 1. Rejects with a UsageError two
-/// inputs with one output, unknown words in braces, and names that leave the folder.
-std::vector<BatchItem> NameOutputs(const std::vector<std::string>& inputs,
-                                   const std::string& folder, const std::string& pattern);
+/// without folder and extension, "{number}" for its place, from 1, and "{WORD}" for each of
+/// `words`. Rejects with a UsageError two inputs with one output, unknown words in braces, and
+/// names that leave the folder.
+std::vector<BatchItem> NameOutputs(const std::vector<BatchInput>& inputs, const std::string& folder,
+                                   const std::string& pattern,
+                                   const std::map<std::string, std::string>& words = {});
 /// Does the same for the inputs of the options, which must have an output folder.
 std::vector<BatchItem> NameOutputs(const TranscodeOptions& options);
 
@@ -34,6 +44,13 @@ Options ForItem(Options options, const BatchItem& item) {
   ChooseItem(options, item);
   return options;
 }
+
+/// Returns true if the input is not the one that the output was made from: its size or time differ
+/// from those that RecordInput() noted, or without a note, it is newer than the output.
+bool HasInputChanged(const BatchItem& item);
+/// Notes size and time of the input in an extended attribute of the output, if its file system has
+/// them.
+void RecordInput(const BatchItem& item);
 
 /// Runs one input; an exception is the outcome of that input alone.
 using RunItem = std::function<void(const BatchItem&, RunReport&)>;

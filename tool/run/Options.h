@@ -6,6 +6,7 @@
 /// Options of runs as data; cli/ parses them from the command line.
 
 #include <cstddef>
+#include <map>
 #include <optional>
 #include <string>
 #include <vector>
@@ -41,17 +42,25 @@ struct ScanOptions {
   std::optional<Rational> rate;  ///< frames per second of a scan; none = from the frame headers
 };
 
+/// One input of a batch.
+struct BatchInput {
+  std::string path;
+  std::string folder = {};  ///< of its output below the output folder; empty = that folder itself
+};
+
 enum class ProgressKind { None, Line, Json };
 
 /// Options that encode and decode share.
 struct TranscodeOptions : HostOptions, MachineOptions {
-  std::string input;                       ///< "-" = standard input
-  std::string output;                      ///< "-" = standard output
-  std::optional<std::string> outputDir;    ///< folder of a batch; none = one input
-  std::vector<std::string> inputs;         ///< of a batch
-  std::optional<std::string> namePattern;  ///< of the outputs of a batch
-  int jobs = 1;                            ///< inputs of a batch that run side by side
-  bool isOfMany = false;                   ///< this run is part of a batch
+  std::string input;                             ///< "-" = standard input
+  std::string output;                            ///< "-" = standard output
+  std::optional<std::string> outputDir;          ///< folder of a batch; none = one input
+  std::vector<BatchInput> inputs;                ///< of a batch
+  bool recursive = false;                        ///< take the files of subfolders too
+  std::optional<std::string> namePattern;        ///< of the outputs of a batch
+  std::map<std::string, std::string> nameWords;  ///< that the pattern may contain, "variant"
+  int jobs = 1;                                  ///< inputs of a batch that run side by side
+  bool isOfMany = false;                         ///< this run is part of a batch
   std::optional<FrameRange> frames;
   bool noAudio = false;
   std::optional<std::vector<std::size_t>> audioTracks;  ///< places from 0; none = all

@@ -129,6 +129,11 @@ void Transcode(TranscodeOptions options, TranscodePlan plan, RunReport& report,
   CheckSoundStorable(NameOfOutput(options.output), plan.output, plan.content.sound,
                      "choose .mov, or leave the sound out with --no-audio");
   ChooseTimecode(options, plan);
+  if (options.isOfMany && !options.overwrite && HasInputChanged({options.input, options.output})) {
+    options.overwrite = true;
+    observer.ReportNote(options.input + ": changed since " + options.output +
+                        " was made, which is replaced");
+  }
   if (options.isOfMany && !options.overwrite && IsMadeAlready(options, plan)) {
     report.status = RunReport::Status::Skipped;
     report.output = options.output;
@@ -140,6 +145,7 @@ void Transcode(TranscodeOptions options, TranscodePlan plan, RunReport& report,
   try {
     if (run.ProcessFrames()) {
       run.Finish();
+      if (options.isOfMany) RecordInput({options.input, options.output});
       ReportNotesAtEnd(run.GetSource(), report, observer);
       const std::string note = run.GetOutputNote();
       if (!note.empty()) observer.ReportNote(note);

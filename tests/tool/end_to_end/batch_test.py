@@ -62,6 +62,37 @@ class Batch(ToolTest):
         for path, time in before.items():
             self.assertNotEqual(path.stat().st_mtime_ns, time)
 
+    def test_changed_inputs_are_encoded_again(self):
+        arguments = ("encode", "--json", "--output-dir", self.out, *self.inputs[:3])
+        self.succeed(*arguments)
+        newer, larger, _ = self.inputs[:3]
+        os.utime(newer)
+        make_v210(larger, frames=9)
+        with contextlib.suppress(OSError):  # without attributes, only the time is compared
+            os.getxattr(self.out / "clip1.mov", "user.vixprores.input")
+            os.utime(larger, (1e9, 1e9))
+        result = self.succeed(*arguments)
+        self.assertEqual([report["status"] for report in json.loads(result.stdout)],
+                         ["done", "done", "skipped"])
+        self.assertIn(f"{larger}: changed since {self.out / 'clip1.mov'} was made", result.stderr)
+        self.assertEqual(probe(self.out / "clip1.mov")["nb_read_packets"], "9")
+        self.assertNotIn("changed since", self.succeed(*arguments).stderr)
+
+    def test_a_folder_stands_for_its_videos(self):
+        day = self.path("day")
+        (day / "b").mkdir(parents=True)
+        os.link(self.inputs[0], day / "x.mov")
+        os.link(self.inputs[1], day / "b/x.mov")
+        (day / "notes.txt").write_text("no video")
+        options = ("--variant", "lt", "--name", "{name}-{variant}.mov", "--output-dir", self.out)
+        self.succeed("encode", *options, day)
+        self.assertEqual(self.names(), ["x-lt.mov"])
+        self.succeed("encode", *options, "--recursive", day)
+        self.assertEqual(self.names(), ["b", "x-lt.mov"])
+        self.assertEqual(probe(self.out / "b/x-lt.mov")["nb_read_packets"], "3")
+        self.fail_with(2, ["--recursive needs --output-dir"], "encode", "--recursive", day,
+                       self.path("out.mov"))
+
     def test_only_matching_outputs_are_skipped(self):
         one = self.inputs[0]
         for extension in ("mov", "mkv", "mxf"):
@@ -174,7 +205,7 @@ class Batch(ToolTest):
         os.link(self.inputs[0], other / "clip0.mov")
         self.fail_with(2, ["would both be written to", "{number}"], "encode", "--output-dir", self.out,
                        self.inputs[0], other / "clip0.mov")
-        self.fail_with(2, ["{title}.mov", "{name} and {number}"], "encode", "--name",
+        self.fail_with(2, ["{title}.mov", "{name}, {number} and {variant}"], "encode", "--name",
                        "{title}.mov", "--output-dir", self.out, self.inputs[0])
         self.fail_with(2, ["missing INPUT"], "encode", "--output-dir", self.out)
 
