@@ -342,6 +342,22 @@ class Metadata(ToolTest):
                 self.assertEqual(probe(back)["field_order"],
                                  "tb" if interlaced else "progressive")
 
+    def test_an_mxf_of_copied_frames_describes_them(self):
+        out = self.path("out.mxf")
+        for pixels, options, filters, video, stream in (
+                ("yuv422p10le", ("-flags", "+ilme+ildct"), "setfield=bff",
+                 ("4:2:2", "10", "Interlaced", "BFF"), ("yuv422p10le", "bb")),
+                ("yuv444p10le", (), "setfield=prog", ("4:4:4", "12", "Progressive", None),
+                 ("yuv444p12le", "progressive"))):
+            with self.subTest(pixels):
+                make_clip(self.encoded, "-c:v", "prores_ks", "-pix_fmt", pixels, *options,
+                          filters=filters, pixels=pixels, size="720x576", frames=2)
+                self.succeed("copy", "-y", self.encoded, out)
+                media, probed = self.describe_mxf(out)
+                self.assertEqual(tuple(media[name] for name in (
+                    "ChromaSubsampling", "BitDepth", "ScanType", "ScanOrder")), video)
+                self.assertEqual((probed["pix_fmt"], probed["field_order"]), stream)
+
     def test_reports_dropped_subtitles_and_chapters(self):
         self.path("words.srt").write_text("1\n00:00:00,000 --> 00:00:00,300\nhello\n")
         self.path("chapters.txt").write_text(
