@@ -80,8 +80,8 @@ OptionGroup TextsGroup(EncodeOptions& options) {
   Option display = Parsed("--mastering-display", "VALUES", options.overrides.masteringDisplay,
                           ParseMasteringDisplay, "G(x,y)B(x,y)R(x,y)WP(x,y)L(max,min) of ST 2086");
   display.details =
-      "x and y are in 0.00002, max and min in 0.0001 cd/m2: G(8500,39850)B(6550,2300)"
-      "R(35400,14600)WP(15635,16450)L(10000000,1) is a P3 display of 1000 cd/m2.";
+      "x and y are in 0.00002, max and min in 0.0001 cd/m2: WP(15635,16450) is D65 and "
+      "L(10000000,1) a display of 1000 cd/m2.";
   Option light = Parsed("--content-light", "CLL,FALL", options.overrides.contentLight,
                         ParseContentLight, "MaxCLL and MaxFALL in cd/m2: 1000,400");
   return {
