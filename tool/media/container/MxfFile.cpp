@@ -29,7 +29,7 @@ constexpr std::uint16_t kVideoLineMap = 0x320D;
 constexpr std::uint8_t kSeparateFields = 1;
 constexpr std::uint32_t kMacroblockLines = 16;
 constexpr std::int64_t kMostHeaderBytes = 1 << 20;  // far more than the library writes
-constexpr std::size_t kTagBytes = 4;                // of a property: tag and size
+constexpr std::size_t kPropertyHeadBytes = 4;       // of a property: tag and size
 
 std::uint16_t ReadU16(std::span<const std::uint8_t> bytes) {
   return static_cast<std::uint16_t>(bytes[0] << 8U | bytes[1]);
@@ -78,9 +78,9 @@ MxfSet FindSet(const OutputFile& file, const Label& label) {
 std::span<std::uint8_t> FindValue(const OutputFile& file, MxfSet& set, std::uint16_t tag,
                                   std::size_t bytes) {
   std::span<std::uint8_t> rest = set.bytes;
-  while (rest.size() >= kTagBytes) {
+  while (rest.size() >= kPropertyHeadBytes) {
     const std::size_t size = ReadU16(rest.subspan(2));
-    const auto values = rest.subspan(kTagBytes);
+    const auto values = rest.subspan(kPropertyHeadBytes);
     if (size > values.size()) break;
     if (ReadU16(rest) == tag && size >= bytes) return values.first(size);
     rest = values.subspan(size);
