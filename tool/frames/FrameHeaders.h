@@ -35,6 +35,8 @@ struct NumberedFrame {
   /// Fault of a frame that could be read nevertheless, to follow its number; empty = none.
   std::string fault = {};
   bool isUneven = false;  ///< came at another time than the constant rate requires
+  /// Checksum of the data, if the file has one and it is right (HashPacket()).
+  std::optional<std::uint64_t> hash = std::nullopt;
   /// Header of a ProRes frame: readers parse it once for all consumers. nullopt = invalid.
   std::optional<ParsedHeader> header = std::nullopt;
 };

@@ -96,7 +96,10 @@ void CopyRun::CopyPartOf(std::size_t place) {
       std::make_unique<FrameSource>(std::move(part.reader), part.range, options_.onDamage, range);
   sound_.Begin(sound);
   partFrames_ = 0;
-  while (auto frame = source_->Read()) CopyFrame(*frame);
+  while (auto frame = source_->Read()) {
+    Relabel(*frame);
+    CopyFrame(*frame);
+  }
   EndPart(place);
 }
 
@@ -112,36 +115,34 @@ void CopyRun::NoteTimecode(std::size_t place, const FrameReader& reader) {
                        "; the output goes on with " + expected.ToText());
 }
 
+// Gives the frame the labels of the output, or a fault if that is not possible.
+void CopyRun::Relabel(Frame& frame) const {
+  const FrameLabels& labels = plan_.labels;
+  if (frame.source && frame.fault.empty() && !frame.header) frame.fault = kUnreadableHeader;
+  if (!frame.source || !frame.fault.empty() || !labels.ChangeHeaders()) return;
+  frame.hash.reset();
+  if (labels.fields) {
+    frame.source = SetFieldOrder(*labels.fields, std::move(frame.source), *frame.header, pool_);
+  }
+  if (frame.source) {
+    WriteLabels(labels, plan_.content.video, {frame.source->GetData(), kLabelledBytes});
+  } else {
+    frame.fault = "has no two complete fields to exchange";
+  }
+}
+
 void CopyRun::CopyFrame(Frame& frame) {
   const std::int64_t number = source_->ToOutput(frame.place.number);
   partFrames_ = number + frame.place.count;
   sound_.Add(std::move(frame.sound));
-  if (frame.source && frame.fault.empty() && !frame.header) frame.fault = kUnreadableHeader;
-  auto copy = frame.fault.empty() ? Relabel(frame) : nullptr;
-  if (copy) {
-    WriteFrame(std::move(copy), partBegin_ + number);
+  if (frame.source && frame.fault.empty()) {
+    WriteFrame(frame, partBegin_ + number);
   } else {
     DropFrame(frame);
   }
   WriteSound(sound_.TakeUntil(partFrames_));
   StopClock();
   observer_.ReportProgress(report_, total_);
-}
-
-// Returns the frame with the labels of the output; null, with the frame's fault, if it cannot be
-// relabelled.
-std::shared_ptr<vix::IBuffer> CopyRun::Relabel(Frame& frame) const {
-  const FrameLabels& labels = plan_.labels;
-  auto copy = std::move(frame.source);
-  if (labels.fields) copy = SetFieldOrder(*labels.fields, std::move(copy), *frame.header, pool_);
-  if (!copy) {
-    frame.fault = "has no two complete fields to exchange";
-    return nullptr;
-  }
-  if (labels.ChangeHeaders()) {
-    WriteLabels(labels, plan_.content.video, {copy->GetData(), kLabelledBytes});
-  }
-  return copy;
 }
 
 void CopyRun::DropFrame(const Frame& frame) {
@@ -157,13 +158,14 @@ void CopyRun::DropFrame(const Frame& frame) {
                 (frame.advice.empty() ? "; --on-error skip leaves it out" : "; " + frame.advice));
 }
 
-void CopyRun::WriteFrame(std::shared_ptr<vix::IBuffer> frame, std::int64_t number) {
+void CopyRun::WriteFrame(const Frame& frame, std::int64_t number) {
   const StreamFormat& stream = plan_.content.video;
   const std::int64_t begin = stream.start + number;
-  report_.sourceBytes += frame->GetSize();
-  report_.resultBytes += frame->GetSize();
-  writer_.Write(vix::CreateVideoSample(info_->GetVideoParameters(), nullptr, std::move(frame),
-                                       {{begin, begin + 1, stream.rate}}, {}));
+  report_.sourceBytes += frame.source->GetSize();
+  report_.resultBytes += frame.source->GetSize();
+  writer_.Write(vix::CreateVideoSample(info_->GetVideoParameters(), nullptr, frame.source,
+                                       {{begin, begin + 1, stream.rate}}, {}),
+                frame.hash);
   source_->CheckFramesInUse();
   ++report_.frames;
 }

@@ -35,10 +35,10 @@ class CopyRun {
   void CopyPartOf(std::size_t place);
   SoundPart PlaceSound(std::size_t place) const;
   void NoteTimecode(std::size_t place, const FrameReader& reader);
+  void Relabel(Frame& frame) const;
   void CopyFrame(Frame& frame);
   void DropFrame(const Frame& frame);
-  std::shared_ptr<vix::IBuffer> Relabel(Frame& frame) const;
-  void WriteFrame(std::shared_ptr<vix::IBuffer> frame, std::int64_t number);
+  void WriteFrame(const Frame& frame, std::int64_t number);
   void WriteSound(std::vector<SoundPacket> sound);
   void EndPart(std::size_t place);
   void StopClock();

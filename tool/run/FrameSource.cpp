@@ -108,6 +108,7 @@ std::optional<Frame> FrameSource::ReadAny() {
     frame.place.offset = read->offset;
     frame.source = std::move(read->data);
     frame.header = read->header;
+    frame.hash = read->hash;
     frame.isUneven = read->isUneven;
     frame.fault = std::move(read->fault);
   } catch (const FrameTimeFailure& failure) {

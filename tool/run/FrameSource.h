@@ -23,6 +23,7 @@ struct Frame {
   FramePlace place;                      ///< in the input
   std::shared_ptr<vix::IBuffer> source;  ///< null = lost
   std::optional<ParsedHeader> header;    ///< of a ProRes frame; none = invalid
+  std::optional<std::uint64_t> hash;     ///< checksum of `source` (NumberedFrame)
   bool isUneven = false;                 ///< its time is between those of frames
   std::string fault;                     ///< empty = none
   std::string advice;

@@ -161,7 +161,7 @@ std::optional<NumberedFrame> ContainerTrack::Read() {
   NumberedFrame frame;
   frame.number = framesRead_++;
   frame.offset = OffsetOf(*packet);
-  frame.fault = FindFault(*packet);
+  CheckTag(*packet, frame);
   if ((packet->flags & AV_PKT_FLAG_CORRUPT) != 0) {
     throw FrameFailure(GetName(), frame.number,
                        "is cut short: found " + std::to_string(packet->size) + " bytes of it",
@@ -245,17 +245,23 @@ std::optional<PacketTag> ContainerTrack::FindTag(const AVPacket& packet) const {
   return ReadPacketTag(std::span(bytes).first(read));
 }
 
-std::string ContainerTrack::FindFault(const AVPacket& packet) const {
-  if (!isTagged_ || packet.pos < 0) return {};
+// Sets the checksum of a frame that is what was written, else its fault.
+void ContainerTrack::CheckTag(const AVPacket& packet, NumberedFrame& frame) const {
+  if (!isTagged_ || packet.pos < 0) return;
   const auto tag = FindTag(packet);
-  if (!tag) return "has a damaged tag, or stands where none was written";
+  if (!tag) {
+    frame.fault = "has a damaged tag, or stands where none was written";
+    return;
+  }
   const std::span data(packet.data, static_cast<std::size_t>(packet.size));
   if (tag->packetBytes != data.size()) {
-    return "has " + std::to_string(data.size()) + " bytes, but " +
-           std::to_string(tag->packetBytes) + " were written";
+    frame.fault = "has " + std::to_string(data.size()) + " bytes, but " +
+                  std::to_string(tag->packetBytes) + " were written";
+  } else if (tag->packetHash == HashPacket(data)) {
+    frame.hash = tag->packetHash;
+  } else {
+    frame.fault = "is not what was written: its checksum differs";
   }
-  return tag->packetHash == HashPacket(data) ? std::string()
-                                             : "is not what was written: its checksum differs";
 }
 
 // Sound may be demuxed in other pieces than it was written in; those cannot be checked.

@@ -69,7 +69,7 @@ class ContainerTrack : public SideTracks {
   bool EndsEarly() const;
   bool CheckTime(Packet& packet, std::int64_t number);
   std::optional<PacketTag> FindTag(const AVPacket& packet) const;
-  std::string FindFault(const AVPacket& packet) const;
+  void CheckTag(const AVPacket& packet, NumberedFrame& frame) const;
   bool IsDamagedSound(const AVPacket& packet) const;
   [[noreturn]] void FailAtUnreadableFrame(const std::string& reason);
   [[noreturn]] void FailAtEarlyEnd();

@@ -68,14 +68,16 @@ void ContainerWriter::WriteDescription() {
   avio_write(context_->pb, movie.data(), static_cast<int>(movie.size()));
 }
 
-void ContainerWriter::WriteTag(std::uint32_t track, const AVPacket& packet) {
+void ContainerWriter::WriteTag(std::uint32_t track, const AVPacket& packet,
+                               const std::optional<std::uint64_t>& hash) {
   const std::span bytes(packet.data, static_cast<std::size_t>(packet.size));
   const auto tag = WritePacketTag({track, static_cast<std::uint32_t>(packet.size), packet.pts,
-                                   packet.duration, HashPacket(bytes)});
+                                   packet.duration, hash ? *hash : HashPacket(bytes)});
   avio_write(context_->pb, tag.data(), static_cast<int>(tag.size()));
 }
 
-void ContainerWriter::Write(const std::shared_ptr<const vix::IVideoSample>& frame) {
+void ContainerWriter::Write(const std::shared_ptr<const vix::IVideoSample>& frame,
+                            const std::optional<std::uint64_t>& hash) {
   const SharedBuffer buffer = frame->GetBuffer();
   if (buffer->GetSize() > INT32_MAX) {
     throw Failure(file_.GetName() + ": frames of " + std::to_string(buffer->GetSize()) +
@@ -90,7 +92,7 @@ void ContainerWriter::Write(const std::shared_ptr<const vix::IVideoSample>& fram
   packet->pts = packet->dts = time.begin;
   packet->duration = time.end - time.begin;
   picturesEnd_ = time.end;
-  packets_.AddFrame(std::move(packet));
+  packets_.AddFrame(std::move(packet), hash);
   WriteOrdered();
 }
 
@@ -103,14 +105,18 @@ void ContainerWriter::WriteSound(SoundPacket sound) {
 void ContainerWriter::WriteOrdered() {
   while (const auto item = packets_.Take()) {
     const AVStream& stream = *context_->streams[item->stream];
-    const AVRational clock = item->stream == 0 ? Invert(content_.video.rate)
-                                               : AVRational{1, stream.codecpar->sample_rate};
-    WritePacket(stream, clock, *item->packet);
+    WritePacket(item->stream == 0 ? Invert(content_.video.rate)
+                                  : AVRational{1, stream.codecpar->sample_rate},
+                *item);
   }
 }
 
-void ContainerWriter::WritePacket(const AVStream& stream, AVRational clock, AVPacket& packet) {
-  if (isTagged_) WriteTag(PacketTag::kVideo + static_cast<std::uint32_t>(stream.index), packet);
+void ContainerWriter::WritePacket(AVRational clock, const Interleaver::Item& item) {
+  const AVStream& stream = *context_->streams[item.stream];
+  AVPacket& packet = *item.packet;
+  if (isTagged_) {
+    WriteTag(PacketTag::kVideo + static_cast<std::uint32_t>(item.stream), packet, item.hash);
+  }
   const std::int64_t end = av_rescale_q(packet.pts + packet.duration, clock, stream.time_base);
   packet.pts = packet.dts = av_rescale_q(packet.pts, clock, stream.time_base);
   packet.duration = end - packet.pts;

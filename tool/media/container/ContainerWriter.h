@@ -7,6 +7,7 @@
 /// library's muxers.
 
 #include <cstdint>
+#include <optional>
 #include <string>
 #include <vector>
 
@@ -44,7 +45,12 @@ class ContainerWriter : public FrameWriter {
                   bool isRepeatable = false);
   ~ContainerWriter() override;
 
-  void Write(const std::shared_ptr<const vix::IVideoSample>& frame) override;
+  void Write(const std::shared_ptr<const vix::IVideoSample>& frame) override {
+    Write(frame, std::nullopt);
+  }
+  /// Writes a frame whose checksum (HashPacket()) is known.
+  void Write(const std::shared_ptr<const vix::IVideoSample>& frame,
+             const std::optional<std::uint64_t>& hash);
   void WriteSound(SoundPacket sound) override;
   bool IsRecoverable() const override { return isTagged_; }
   void Finish() override;
@@ -55,8 +61,9 @@ class ContainerWriter : public FrameWriter {
 
   void WriteDescription();
   void WriteOrdered();
-  void WriteTag(std::uint32_t track, const AVPacket& packet);
-  void WritePacket(const AVStream& stream, AVRational clock, AVPacket& packet);
+  void WriteTag(std::uint32_t track, const AVPacket& packet,
+                const std::optional<std::uint64_t>& hash);
+  void WritePacket(AVRational clock, const Interleaver::Item& item);
   void PatchMovie(std::int64_t index);
   std::int64_t EndOfPictures(std::size_t track) const;
   void FillUpSound();

@@ -33,9 +33,9 @@ std::int64_t Interleaver::SampleAt(std::int64_t frame, const Lane& lane) const {
   return av_rescale_q_rnd(frame, frame_, lane.sample, AV_ROUND_UP);
 }
 
-void Interleaver::AddFrame(Packet frame) {
+void Interleaver::AddFrame(Packet frame, const std::optional<std::uint64_t>& hash) {
   frameBytes_ += frame->size;
-  frames_.push_back(std::move(frame));
+  frames_.push_back({0, std::move(frame), hash});
 }
 
 void Interleaver::AddSound(SoundPacket sound) {
@@ -98,7 +98,7 @@ bool Interleaver::IsComplete(const AVPacket& frame) const {
 
 // Returns sound that starts before the next frame, or that has waited too long.
 std::optional<Interleaver::Item> Interleaver::TakeSound() {
-  const auto next = frames_.empty() ? picturesEnd_ : frames_.front()->pts;
+  const auto next = frames_.empty() ? picturesEnd_ : frames_.front().packet->pts;
   for (std::size_t place = 0; place < lanes_.size(); ++place) {
     Lane& lane = lanes_[place];
     if (lane.waiting.empty()) continue;
@@ -118,8 +118,8 @@ std::optional<Interleaver::Item> Interleaver::Take() {
   if (auto sound = TakeSound()) return sound;
   if (frames_.empty()) return std::nullopt;
   const bool isFull = frames_.size() > kMostFrames || frameBytes_ > kMostFrameBytes;
-  if (!isFull && !isFinished_ && !IsComplete(*frames_.front())) return std::nullopt;
-  Item item{0, std::move(frames_.front())};
+  if (!isFull && !isFinished_ && !IsComplete(*frames_.front().packet)) return std::nullopt;
+  Item item = std::move(frames_.front());
   frames_.pop_front();
   frameBytes_ -= item.packet->size;
   picturesEnd_ = item.packet->pts + item.packet->duration;

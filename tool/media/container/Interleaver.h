@@ -32,12 +32,14 @@ class Interleaver {
   struct Item {
     std::size_t stream = 0;  ///< 0 = video, then the sound tracks
     Packet packet;
+    std::optional<std::uint64_t> hash = std::nullopt;  ///< of the packet, if it is known
   };
 
   explicit Interleaver(const MovieContent& content);
 
   /// Adds a frame, with times in frames.
-  void AddFrame(Packet frame);
+  /// @param hash of the frame; nullopt = unknown
+  void AddFrame(Packet frame, const std::optional<std::uint64_t>& hash);
   /// Adds sound, with times in samples.
   void AddSound(SoundPacket sound);
   /// Makes Take() return everything that is left.
@@ -63,7 +65,7 @@ class Interleaver {
   std::optional<Item> TakeSound();
 
   AVRational frame_;
-  std::deque<Packet> frames_;
+  std::deque<Item> frames_;
   std::int64_t frameBytes_ = 0;
   std::optional<std::int64_t> picturesEnd_;  ///< of the last frame taken, in frames
   std::deque<Lane> lanes_;
