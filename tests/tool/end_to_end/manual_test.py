@@ -68,7 +68,7 @@ class Manual(ToolTest):
 
     def test_examples_are_printed_as_they_are_typed(self):
         page = self.page("vixprores-encode")
-        self.assertIn("vixprores encode --variant hq input.mov output.mov\n", page)
+        self.assertIn("vixprores encode --variant hq camera.mp4 output.mov\n", page)
         self.assertRegex(page, r"(?m)-strict -1 - \| \\$")
 
     def test_prints_one_page(self):
