@@ -45,13 +45,14 @@ INPUTS = {
     "mpeg2.ts": ("-c:v mpeg2video -q:v 2 -pix_fmt yuv420p", f"zscale={SPLINE}"),
     "dnxhr.mxf": ("-c:v dnxhd -profile:v dnxhr_hqx -pix_fmt yuv422p10le -s 256x120", "null"),
     "cineform.mov": ("-c:v cfhd -pix_fmt yuv422p10le", "null"),
-    "jpeg2000.mov": ("-c:v jpeg2000 -pix_fmt yuv422p10le", "null"),
+    "jpeg2000.mkv": ("-c:v jpeg2000 -pix_fmt yuv422p10le", "null"),
     "ffv1.mkv": ("-c:v ffv1 -pix_fmt yuv422p", "null"),
     "ffv1_444.mkv": ("-c:v ffv1 -pix_fmt yuv444p10le", f"zscale={SPLINE}"),
     "mjpeg.avi": ("-c:v mjpeg -q:v 2 -pix_fmt yuvj420p",
-                  f"setparams=range=full,zscale={SPLINE}:rangein=full:range=limited:chromalin=center"),
+                  f"setparams=range=full,zscale={SPLINE}:rangein=full:range=limited:chromalin=center:"
+                  "chromal=left"),
     "plain.nut": ("-c:v rawvideo -pix_fmt yuv420p", f"zscale={SPLINE}"),
-    "plain.y4m": ("-pix_fmt yuv420p", f"zscale={SPLINE}:chromalin=center"),
+    "plain.y4m": ("-pix_fmt yuv420p", f"zscale={SPLINE}:chromalin=center:chromal=left"),
 }
 
 

@@ -4,7 +4,7 @@
 #include <algorithm>
 #include <array>
 #include <new>
-#include <span>
+#include <regex>
 #include <string_view>
 
 #include "base/Errors.h"
@@ -20,8 +20,6 @@ extern "C" {
 namespace vixprores {
 namespace {
 
-// Filters that read files of pictures, or take commands from a connection.
-constexpr std::array kRefusedFilters{"movie", "amovie", "zmq", "azmq"};
 // Filters that treat each picture alike, whatever was before.
 constexpr std::array<std::string_view, 15> kTimelessFilters{
     "colorspace", "fieldorder", "format",   "hflip",  "lut1d",     "lut3d", "null",  "setdar",
@@ -45,15 +43,12 @@ InOut MakeEnd(const char* name, AVFilterContext* filter) {
   throw UsageError("--filter " + QuoteForShell(graph) + ": " + reason);
 }
 
-void CheckNames(const std::string& text, const AVFilterGraph& graph) {
-  for (const AVFilterContext* filter : std::span(graph.filters, graph.nb_filters)) {
-    for (const char* const refused : kRefusedFilters) {
-      if (std::string_view(filter->filter->name) == refused) {
-        Refuse(text, std::string("the filter ") + refused +
-                         " is not allowed, because it reads other inputs");
-      }
-    }
-  }
+// Filters open files as soon as they are parsed, so that the text itself is searched.
+void CheckNames(const std::string& graph) {
+  std::smatch found;
+  if (!std::regex_search(graph, found, std::regex("(?:^|[,;\\]\\s])(a?movie|a?zmq)(?![\\w-])")))
+    return;
+  Refuse(graph, "the filter " + found.str(1) + " is not allowed, because it reads other inputs");
 }
 
 std::string DescribeSource(const PictureStream& stream, const AVFrame& first) {
@@ -78,6 +73,7 @@ FilterGraph::FilterGraph(const std::string& graph, const PictureStream& stream,
   if (graph.find("//") != std::string::npos) {
     Refuse(graph, "contains '//', as addresses of networks do; filters may read files only");
   }
+  CheckNames(graph);
   graph_->nb_threads = threads;
   const MemoryWatch memory;
   const auto check = [&](int result) {
@@ -98,7 +94,6 @@ FilterGraph::FilterGraph(const std::string& graph, const PictureStream& stream,
   outputs.reset(restOfOutputs);
   inputs.reset(restOfInputs);
   check(result);
-  CheckNames(graph, *graph_);
   check(avfilter_graph_config(graph_.get(), nullptr));
 }
 

@@ -86,7 +86,7 @@ class PictureConverter::Conversion {
   int rgbMatrix_ = 0;                ///< of RGB, as a code point
   std::optional<RgbMatrix> matrix_;  ///< of RGB
   bool isPadded_ = false;
-  bool isFull_;    ///< and is limited after libzimg
+  bool isFull_;    ///< and is limited before libzimg
   unsigned bits_;  ///< that libzimg reads
   std::vector<Part> parts_;
   std::array<std::vector<std::uint16_t>, kPlanes> rgb_;
@@ -98,7 +98,7 @@ PictureConverter::Conversion::Conversion(const PictureTarget& target, const Pict
       kind_(kind),
       rows_(kind.format, inputName),
       isFull_(!rows_.IsRgb() && kind.isFull && !target.colour),
-      bits_(rows_.IsRgb() ? kWorkBits : rows_.GetDepth()) {
+      bits_(rows_.IsRgb() || isFull_ ? kWorkBits : rows_.GetDepth()) {
   if (rows_.IsRgb()) {
     const int matrix = target.format.colour.matrix;
     const bool isKnown = matrix != AVCOL_SPC_UNSPECIFIED && matrix != AVCOL_SPC_RGB;
@@ -154,7 +154,7 @@ zimgxx::zimage_format PictureConverter::Conversion::DescribeSource(const Lines& 
   source.subsample_h = rows_.IsRgb() ? 0 : rows_.GetSubsampleH();
   source.chroma_location = SitingOf(kind_);
   source.field_parity = lines.parity;
-  source.pixel_range = ZIMG_RANGE_LIMITED;  // full range is limited afterwards
+  source.pixel_range = ZIMG_RANGE_LIMITED;  // full range is limited before
   if (target_.colour) DescribeColour(SourceColour(), source);
   return source;
 }
@@ -219,7 +219,7 @@ void PictureConverter::Conversion::AddPart(const Lines& lines) {
 // Returns the planes if libzimg can read them where they are.
 std::optional<zimgxx::zimage_buffer_const> PictureConverter::Conversion::FindPlanes(
     const AVFrame& picture, const Lines& lines) const {
-  if (!rows_.IsPlanar() || isPadded_) return std::nullopt;
+  if (!rows_.IsPlanar() || isPadded_ || isFull_) return std::nullopt;
   zimgxx::zimage_buffer_const planes;
   for (unsigned plane = 0; plane < kPlanes; ++plane) {
     const std::ptrdiff_t stride = picture.linesize[plane];
@@ -236,8 +236,8 @@ void PictureConverter::Conversion::Run(const AVFrame& picture, std::uint8_t* pac
   const StreamFormat& format = target_.format;
   const std::size_t stride = vix::GetPixelRowBytes(vix::PixelFormat::V210, 0, format.width);
   for (Part& part : parts_) {
-    PackedRows output{format, packed, stride, part.lines, isFull_, rows_.GetDepth(), part.written};
-    SourceRows input{picture, rows_, matrix_, part.lines, 0, part.read, rgb_};
+    PackedRows output{format, packed, stride, part.lines, rows_.GetDepth(), part.written};
+    SourceRows input{picture, rows_, matrix_, isFull_, part.lines, 0, part.read, rgb_};
     input.width = RoundUpTo(static_cast<unsigned>(kind_.width),
                             std::max(rows_.IsRgb() ? 1U : 1U << rows_.GetSubsampleW(), 2U));
     const auto planes = FindPlanes(picture, part.lines);

@@ -15,25 +15,18 @@ namespace {
 
 constexpr unsigned kTargetBits = 10;
 
-// Scales a row of full range to limited range. Full range of `bits` bits lies in the upper bits.
+// Scales a row of full range and `bits` bits to limited range of 16 bits.
 void Limit(std::span<std::uint16_t> samples, unsigned bits, bool isLuma) {
   constexpr int kFraction = 14;
-  constexpr std::int32_t kHalf = 1 << (kFraction - 1);
-  const auto most = static_cast<std::int64_t>(((1U << bits) - 1) << (kWorkBits - bits));
-  const std::int32_t range = (isLuma ? 219 : 224) * 256;
-  // Limited range is narrower, so that the factor is less than one.
-  const auto factor =
-      static_cast<std::int32_t>((std::int64_t{range} * (1 << kFraction) + most / 2) / most);
-  if (isLuma) {
-    for (std::uint16_t& sample : samples) {
-      sample = static_cast<std::uint16_t>(((sample * factor + kHalf) >> kFraction) + (16 << 8));
-    }
-    return;
-  }
-  constexpr std::int32_t kMiddle = 1 << (kWorkBits - 1);
+  constexpr std::int64_t kHalf = std::int64_t{1} << (kFraction - 1);
+  const std::int64_t most = (1 << bits) - 1;
+  const std::int64_t range = (isLuma ? 219 : 224) * 256;
+  const std::int64_t factor = ((range << kFraction) + most / 2) / most;
+  const std::int64_t middle = isLuma ? 0 : std::int64_t{1} << (bits - 1);
+  const std::int64_t offset = isLuma ? 16 << 8 : 1 << (kWorkBits - 1);
   for (std::uint16_t& sample : samples) {
-    const std::int32_t scaled = ((sample - kMiddle) * factor + kHalf) >> kFraction;
-    sample = static_cast<std::uint16_t>(scaled + kMiddle);
+    const std::int64_t scaled = ((sample - middle) * factor + kHalf) >> kFraction;
+    sample = static_cast<std::uint16_t>(scaled + offset);
   }
 }
 
@@ -86,7 +79,6 @@ void PackedRows::Pack(unsigned row) const {
     std::uint8_t* const data = ring.Row(plane, row);
     const std::size_t count = plane == 0 ? format.width : (format.width + 1) / 2;
     const std::span samples(reinterpret_cast<std::uint16_t*>(data), count);
-    if (isFull) Limit(samples, std::min(sourceBits, kWorkBits), plane == 0);
     if (sourceBits > kTargetBits) Dither(samples, row, plane);
     source.planes[plane] = {data, 2 * count};
   }
@@ -109,12 +101,14 @@ void SourceRows::ReadPlane(unsigned plane, unsigned row) const {
       static_cast<std::size_t>(AV_CEIL_RSHIFT(picture.width, static_cast<int>(shiftW)));
   const int line = LineOf(row, height);
   auto* const data = reinterpret_cast<Sample*>(ring.Row(plane, row));
-  if (rows.IsPlanar()) {
+  if (rows.IsPlanar() && !isFull) {
     const std::uint8_t* const samples =
         picture.data[plane] + std::ptrdiff_t{line} * picture.linesize[plane];
     std::memcpy(data, samples, count * sizeof(Sample));
   } else if constexpr (sizeof(Sample) == 2) {
-    rows.Read(picture, plane, line, {data, count});
+    const std::span samples(data, count);
+    rows.Read(picture, plane, line, samples);
+    if (isFull) Limit(samples, rows.GetDepth(), plane == 0);
   }
   std::fill(data + count, data + (width >> shiftW), data[count - 1]);
 }
@@ -139,7 +133,7 @@ int SourceRows::Read(void* user, unsigned row, unsigned /*left*/, unsigned /*rig
     return 0;
   }
   const unsigned shift = self.rows.GetSubsampleH();
-  const bool isBytes = self.rows.IsPlanar() && self.rows.GetDepth() <= 8;
+  const bool isBytes = self.rows.IsPlanar() && self.rows.GetDepth() <= 8 && !self.isFull;
   const auto read =
       isBytes ? &SourceRows::ReadPlane<std::uint8_t> : &SourceRows::ReadPlane<std::uint16_t>;
   for (unsigned i = 0; i < 1U << shift; ++i) (self.*read)(0, row + i);

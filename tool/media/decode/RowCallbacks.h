@@ -40,7 +40,6 @@ class PackedRows {
   std::uint8_t* packed;
   std::size_t stride;
   Lines lines;
-  bool isFull;
   unsigned sourceBits;
   const RowRing& ring;
   std::exception_ptr failure = nullptr;
@@ -58,6 +57,7 @@ class SourceRows {
   const AVFrame& picture;
   const PictureRows& rows;
   const std::optional<RgbMatrix>& matrix;
+  bool isFull;  ///< to be limited
   Lines lines;
   unsigned width;  ///< of luma, padded
   const RowRing& ring;
