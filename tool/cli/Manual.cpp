@@ -12,6 +12,7 @@
 #include "base/Text.h"
 #include "cli/Commands.h"
 #include "cli/Help.h"
+#include "format/OutputSound.h"
 
 namespace vixprores {
 namespace {
@@ -80,7 +81,7 @@ std::string Tagged(const std::string& term, const std::string& meaning) {
 template <typename Terms>
 std::string Table(const std::string& title, const Terms& terms) {
   std::string text = Heading(title);
-  for (const Term& term : terms) text += Tagged(".B \"" + Escape(term.name) + "\"", term.meaning);
+  for (const auto& term : terms) text += Tagged(".B \"" + Escape(term.name) + "\"", term.meaning);
   return text;
 }
 
@@ -144,10 +145,9 @@ std::string OptionsSection(const Command& command) {
   return text;
 }
 
-// Returns true for the commands on which the variables of the codec library have an effect.
-bool UsesCodec(const Command& command) {
+bool HasOption(const Command& command, const std::string& name) {
   return std::ranges::any_of(OptionsOf(command),
-                             [](const Option* option) { return option->name == "--cpu"; });
+                             [&name](const Option* option) { return option->name == name; });
 }
 
 std::string Show(const Example& example) {
@@ -194,10 +194,14 @@ std::string CommandManual(const Command& command, const std::string& version) {
   const std::string name = ManualName(command);
   std::string text = Header(name, version) + Name(name, command.summary) + Synopsis(command) +
                      Description(command) + OptionsSection(command);
+  if (HasOption(command, "--audio")) {
+    text += Table("SOUND THAT OUTPUTS HOLD", ListOutputSound());
+  }
   if (!command.examples.empty()) text += Heading("EXAMPLES");
   for (const Example& example : command.examples) text += Show(example);
   text += Table("EXIT STATUS", kExitStatus);
-  if (UsesCodec(command)) text += Table("ENVIRONMENT", kEnvironment);
+  // The variables of the codec library affect commands that use it.
+  if (HasOption(command, "--cpu")) text += Table("ENVIRONMENT", kEnvironment);
   return text + Heading("SEE ALSO") + Reference(kProgram) + "\n";
 }
 

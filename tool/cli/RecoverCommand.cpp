@@ -10,6 +10,7 @@
 #include "cli/Commands.h"
 #include "cli/Options.h"
 #include "format/OutputFormat.h"
+#include "format/OutputSound.h"
 #include "media/FrameWriter.h"
 #include "media/container/PacketTag.h"
 #include "recovery/TaggedFileReader.h"
@@ -131,7 +132,7 @@ void Recover(const RecoverOptions& options, RunReport& report) {
   RefuseInputAsOutput(options.output, {options.input});
   const MovieContent& content = reader.GetContent();
   CheckStorable(output, content.video);
-  CheckSoundStorable(NameOfOutput(options.output), output, content.sound, "choose .mov or .mkv");
+  CheckSoundStorable(NameOfOutput(options.output), output, content.sound, SoundRemedy::OtherOutput);
   NoteLostProperties(options, output, content);
   report.source = report.result = content.video;
   report.soundTracks = content.sound.size();

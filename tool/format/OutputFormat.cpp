@@ -14,10 +14,6 @@
 #include "base/Text.h"
 #include "format/StreamFormat.h"
 
-extern "C" {
-#include <libavcodec/avcodec.h>
-}
-
 namespace vixprores {
 namespace {
 
@@ -187,22 +183,6 @@ void CheckStorable(const OutputFormat& output, const StreamFormat& stream) {
   if (IsMuxer(output, "mxf") && stream.IsInterlaced() && stream.height % 2 != 0) {
     throw Failure("an .mxf cannot hold interlaced pictures with an odd number of lines (" +
                   std::to_string(stream.height) + "); choose .mov or .mkv");
-  }
-}
-
-void CheckSoundStorable(const std::string& name, const OutputFormat& output,
-                        const std::vector<SoundTrack>& tracks, const std::string& advice) {
-  constexpr int kMxfRate = 48000;
-  if (!IsMuxer(output, "mxf")) return;
-  for (const SoundTrack& track : tracks) {
-    const AVCodecParameters& sound = *track.parameters;
-    const bool isPcm =
-        sound.codec_id == AV_CODEC_ID_PCM_S16LE || sound.codec_id == AV_CODEC_ID_PCM_S24LE;
-    if (isPcm && sound.sample_rate == kMxfRate) continue;
-    throw Failure(name + ": cannot store sound track " + std::to_string(track.number + 1) + " (" +
-                  avcodec_get_name(sound.codec_id) + " at " + std::to_string(sound.sample_rate) +
-                  " Hz); an .mxf takes pcm_s16le or pcm_s24le at " + std::to_string(kMxfRate) +
-                  " Hz; " + advice);
   }
 }
 

@@ -69,10 +69,6 @@ vix::FourCC ChooseFourCC(const std::string& path, const std::optional<vix::FourC
 
 /// Rejects, with a Failure that gives the reason, a stream that the format would store incorrectly.
 void CheckStorable(const OutputFormat& output, const StreamFormat& stream);
-/// Rejects sound that the format cannot store, with a Failure that starts with the name of the
-/// output and ends with `advice`.
-void CheckSoundStorable(const std::string& name, const OutputFormat& output,
-                        const std::vector<SoundTrack>& tracks, const std::string& advice);
 /// Returns the properties of the stream that the output stores; all others are unknown.
 StreamFormat KeptFormat(const OutputFormat& output, StreamFormat stream);
 /// Returns the known properties of the content that the format cannot store, in words.

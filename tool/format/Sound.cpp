@@ -6,6 +6,7 @@
 #include <climits>
 #include <cmath>
 #include <cstdio>
+#include <string_view>
 
 #include "base/Text.h"
 
@@ -24,6 +25,25 @@ int SoundTrack::SampleBytes() const {
   const std::int64_t bytes = bits % 8 == 0 && bits / 8 <= INT_MAX ? bits / 8 : 0;
   const bool isPacked = parameters->block_align == 0 || parameters->block_align == bytes;
   return isPacked ? static_cast<int>(bytes) : 0;
+}
+
+int CodecOf(PcmFormat format) {
+  constexpr std::array kCodecs{AV_CODEC_ID_PCM_S16LE, AV_CODEC_ID_PCM_S24LE, AV_CODEC_ID_PCM_F32LE};
+  return kCodecs.at(static_cast<std::size_t>(format));
+}
+
+std::optional<PcmFormat> SoundConversion::FormatOf(const SoundTrack& track) const {
+  if (copies) return std::nullopt;
+  const AVCodecParameters& sound = *track.parameters;
+  const bool keepsRate = !rate || *rate == sound.sample_rate;
+  const bool isPcm = track.SampleBytes() > 0;
+  if (format) {
+    const bool isMade = keepsRate && sound.codec_id == CodecOf(*format);
+    return isMade ? std::nullopt : format;
+  }
+  if (keepsRate && (isPcm || !decodes)) return std::nullopt;
+  const bool isFloat = std::string_view(avcodec_get_name(sound.codec_id)).starts_with("pcm_f");
+  return isFloat ? PcmFormat::Pcm32f : PcmFormat::Pcm24;
 }
 
 std::string SoundTrack::LayoutName() const {

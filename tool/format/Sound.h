@@ -3,7 +3,7 @@
 #define TOOL_FORMAT_SOUND_H
 
 /// @file
-/// Sound tracks, the times of their packets, and their damage.
+/// Sound tracks, their conversion, the times of their packets, and their damage.
 
 #include <algorithm>
 #include <cstddef>
@@ -24,7 +24,7 @@ struct AVPacket;
 
 namespace vixprores {
 
-/// Description of a sound track. The samples themselves are never interpreted.
+/// Description of a sound track.
 struct SoundTrack {
   std::shared_ptr<const AVCodecParameters> parameters;
   AVRational timeBase{0, 1};  ///< tick of packet times, in seconds
@@ -32,6 +32,8 @@ struct SoundTrack {
   std::size_t number = 0;  ///< place among all sound tracks of the file
   bool isTimed = true;     ///< the file stores packet times; otherwise samples are counted
   std::optional<double> seconds = std::nullopt;  ///< duration that the file states
+  /// Time after the last sample as the file states it: compressed sound is padded to whole packets.
+  std::optional<std::int64_t> end = std::nullopt;
 
   /// Returns the bytes of one sample of all channels; 0 if packets cannot be cut because they are
   /// compressed.
@@ -45,6 +47,23 @@ struct SoundTrack {
   /// Returns the name of a layout of more than two channels ("5.1") that only the container states;
   /// empty if there is none.
   std::string SurroundLayout() const;
+};
+
+/// Uncompressed formats that the program makes of other sound.
+enum class PcmFormat { Pcm16, Pcm24, Pcm32f };
+
+/// Returns the container library's code (AVCodecID) of the format.
+int CodecOf(PcmFormat format);
+
+/// Conversion of sound tracks.
+struct SoundConversion {
+  bool copies = false;                             ///< keep every track as it is
+  bool decodes = false;                            ///< make PCM of compressed sound
+  std::optional<PcmFormat> format = std::nullopt;  ///< of every track; nullopt = as suits it
+  std::optional<int> rate = std::nullopt;          ///< samples per second; nullopt = as they are
+
+  /// Returns the format to convert the track to; nullopt if the track is kept as it is.
+  std::optional<PcmFormat> FormatOf(const SoundTrack& track) const;
 };
 
 /// A stretch of a sound track that was altered or is missing.

@@ -35,6 +35,8 @@ class Timecode {
   /// Returns the frames since midnight.
   std::int64_t FrameOfDay() const { return frame_; }
   std::string ToText() const;
+  /// Returns the number of frames since midnight.
+  std::int64_t GetFrame() const { return frame_; }
 
   friend bool operator==(const Timecode&, const Timecode&) = default;
 
