@@ -85,7 +85,7 @@ class Run {
     SideTracks* const side = reader_.GetSideTracks();
     if (!side) return;
     side->TakeSound();
-    const std::vector<SoundDamage>& damage = side->GetSoundDamage();
+    const std::vector<SoundDamage> damage = side->GetSoundDamage();
     std::vector<SoundDamage>& known = result_.soundDamage;
     known.insert(known.end(), damage.begin() + std::ssize(known), damage.end());
   }

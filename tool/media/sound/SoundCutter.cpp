@@ -47,7 +47,7 @@ Packet SoundCutter::Cut(Packet packet) {
   return packet;
 }
 
-SoundCopy::SoundCopy(SideTracks* tracks, const std::optional<TimeSpan>& part)
+SoundCopy::SoundCopy(SoundSource* tracks, const std::optional<TimeSpan>& part)
     : tracks_(tracks), part_(part) {
   if (!tracks_) return;
   for (const SoundTrack& track : tracks_->GetSound()) cutters_.emplace_back(track, part);
@@ -69,7 +69,7 @@ std::vector<SoundPacket> SoundCopy::Take() {
 
 std::vector<SoundPacket> SoundCopy::TakeRest() {
   if (!tracks_) return {};
-  return Cut(part_ ? tracks_->ReadSoundUntil(part_->end, part_->tick) : tracks_->TakeSound());
+  return Cut(part_ ? tracks_->ReadSoundUntil(part_->end, part_->tick) : tracks_->FinishSound());
 }
 
 }  // namespace vixprores

@@ -44,7 +44,7 @@ class SoundCopy {
  public:
   /// @param tracks null = no sound
   /// @param part   part of the video to copy the sound of; nullopt = all sound
-  SoundCopy(SideTracks* tracks, const std::optional<TimeSpan>& part);
+  SoundCopy(SoundSource* tracks, const std::optional<TimeSpan>& part);
 
   /// Returns the sound read with the video since the last call.
   std::vector<SoundPacket> Take();
@@ -54,7 +54,7 @@ class SoundCopy {
  private:
   std::vector<SoundPacket> Cut(std::vector<SoundPacket> packets);
 
-  SideTracks* tracks_;
+  SoundSource* tracks_;
   std::optional<TimeSpan> part_;
   std::vector<SoundCutter> cutters_;
 };
