@@ -135,8 +135,17 @@ void ContainerTrack::ReadFirstPacket() {
   times_.Start(format_.rate, stream_.time_base, first);
   const std::int64_t start = av_rescale_q(first, stream_.time_base, Invert(format_.rate));
   format_.start = start > 0 && start <= kLatestStart ? start : 0;
+  if (start <= kLatestStart) AlignSound(first);
   // Only now that the rate is known a duration gives a number of frames.
   announcedFrames_ = index_.CountAnnounced(format_.rate, format_.start);
+}
+
+// Frames are placed at multiples of their duration; their sound moves with them.
+void ContainerTrack::AlignSound(std::int64_t first) {
+  constexpr AVRational kNanosecond{1, 1'000'000'000};
+  sound_.Shift({av_sat_sub64(av_rescale_q(format_.start, Invert(format_.rate), kNanosecond),
+                             av_rescale_q(first, stream_.time_base, kNanosecond)),
+                kNanosecond});
 }
 
 std::optional<std::int64_t> ContainerTrack::CountFrames() const {
@@ -213,8 +222,34 @@ bool ContainerTrack::SkipTo(std::int64_t frame) {
   pending_ = nullptr;
   pendingFailure_ = nullptr;
   sound_.Jump();
+  if (soundPreroll_ > 0) ReadPreroll(*time);
   framesRead_ = frame;
   return true;
+}
+
+// Reads the sound before the time of a frame, without the pictures, and returns to the frame.
+void ContainerTrack::ReadPreroll(std::int64_t time) {
+  const AVRational tick = stream_.time_base;
+  const std::int64_t preroll = av_rescale_q(soundPreroll_, {1, 1}, tick);
+  const std::int64_t latest = av_sat_add64(time, av_rescale_q(1, {1, 1}, tick));
+  if (!demuxer_.Seek(stream_, av_sat_sub64(time, preroll))) demuxer_.Seek(stream_, 0);
+  stream_.discard = AVDISCARD_ALL;
+  try {
+    while (!sound_.HasUntil(time, tick)) {
+      CheckInterrupt();
+      Packet packet = demuxer_.Read();
+      if (!packet) break;
+      const AVRational clock =
+          demuxer_.GetStreams()[static_cast<std::size_t>(packet->stream_index)]->time_base;
+      if (av_compare_ts(TimeOf(*packet), clock, latest, tick) > 0) break;
+      KeepSound(std::move(packet));
+    }
+  } catch (const UnreadablePacket&) {
+    // The sound begins later then.
+  }
+  stream_.discard = AVDISCARD_DEFAULT;
+  sound_.SkipRepeated();
+  demuxer_.Seek(stream_, time);
 }
 
 void ContainerTrack::KeepFramesInPlace() {

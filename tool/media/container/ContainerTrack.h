@@ -55,7 +55,8 @@ class ContainerTrack : public SideTracks {
 
   const std::vector<SoundTrack>& GetSound() const override { return sound_.GetTracks(); }
   void SelectSound(const std::vector<std::size_t>& places) override { sound_.Select(places); }
-  const std::vector<SoundDamage>& GetSoundDamage() const override { return sound_.GetDamage(); }
+  void SetSoundPreroll(int seconds) override { soundPreroll_ = seconds; }
+  std::vector<SoundDamage> GetSoundDamage() const override { return sound_.GetDamage(); }
   std::vector<SoundPacket> TakeSound() override { return sound_.Take(); }
   std::vector<SoundPacket> ReadSoundUntil(std::int64_t time, AVRational tick) override;
 
@@ -65,6 +66,8 @@ class ContainerTrack : public SideTracks {
   Packet ReadAny();
   Packet ReadPacket();
   void KeepSound(Packet packet);
+  void AlignSound(std::int64_t first);
+  void ReadPreroll(std::int64_t time);
   void CheckSoundEnds();
   bool EndsEarly() const;
   bool CheckTime(Packet& packet, std::int64_t number);
@@ -82,6 +85,7 @@ class ContainerTrack : public SideTracks {
   bool isRateEvident_;  ///< an index states all times, which may be any
   FrameTimeCheck times_;
   SoundQueue sound_;
+  int soundPreroll_ = 0;  ///< seconds of sound to read before a frame that is skipped to
   StreamFormat format_;
   std::optional<std::int64_t> announcedFrames_;  ///< including frames hidden by an edit list
   std::int64_t hiddenFrames_ = 0;                ///< read so far

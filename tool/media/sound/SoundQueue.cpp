@@ -28,6 +28,13 @@ std::optional<double> FindTruncatedEnd(const InputFile& file, AVStream& stream) 
   return static_cast<double>(av_sat_add64(start, stream.duration)) * av_q2d(stream.time_base);
 }
 
+void Shift(const TimePoint& by, AVRational tick, AVPacket& packet) {
+  const std::int64_t ticks = av_rescale_q(by.time, by.tick, tick);
+  for (std::int64_t* time : {&packet.pts, &packet.dts}) {
+    if (*time != AV_NOPTS_VALUE) *time = av_sat_add64(*time, ticks);
+  }
+}
+
 }  // namespace
 
 SoundQueue::SoundQueue(const Demuxer& demuxer)
@@ -65,11 +72,29 @@ void SoundQueue::Select(const std::vector<std::size_t>& places) {
   reached_ = std::move(reached);
 }
 
+void SoundQueue::Shift(const TimePoint& by) {
+  shift_ = by;
+  for (SoundTrack& track : tracks_) {
+    if (track.end) *track.end += av_rescale_q(by.time, by.tick, track.timeBase);
+  }
+  for (SoundPacket& sound : waiting_) {
+    vixprores::Shift(by, tracks_[sound.track].timeBase, *sound.packet);
+  }
+  for (std::size_t place = 0; place < tracks_.size(); ++place) {
+    if (reached_[place] == kNothingYet) continue;
+    reached_[place] =
+        av_sat_add64(reached_[place], av_rescale_q(by.time, by.tick, tracks_[place].timeBase));
+  }
+  watch_.Jump();
+}
+
 void SoundQueue::Keep(Packet packet, bool isAltered) {
   const auto found = std::ranges::find(streams_, packet->stream_index);
   if (found == streams_.end() || packet->size == 0) return;
   const auto place = static_cast<std::size_t>(found - streams_.begin());
+  vixprores::Shift(shift_, tracks_[place].timeBase, *packet);
   const std::int64_t time = TimeOf(*packet);
+  if (skipsRepeated_ && time != AV_NOPTS_VALUE && time < reached_[place]) return;
   if (time != AV_NOPTS_VALUE) reached_[place] = av_sat_add64(time, packet->duration);
   watch_.Pass(tracks_[place], {place, std::move(packet)}, isAltered, waiting_);
 }

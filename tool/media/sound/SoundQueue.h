@@ -24,12 +24,17 @@ class SoundQueue {
   /// See SideTracks::SelectSound().
   void Select(const std::vector<std::size_t>& places);
 
+  /// Adds a time to those of all packets, also of those queued.
+  void Shift(const TimePoint& by);
   /// Adds a packet, unless it belongs to no selected track.
   void Keep(Packet packet, bool isAltered);
   /// Removes and returns all packets.
   std::vector<SoundPacket> Take();
   /// Returns true if every track is queued up to that time (in ticks of `tick` seconds).
   bool HasUntil(std::int64_t time, AVRational tick) const;
+  /// Drops packets that begin before the end of the last one from now on: the file is read again
+  /// from an earlier place.
+  void SkipRepeated() { skipsRepeated_ = true; }
   /// Drops all packets. The next packets need not be adjacent to them.
   void Jump();
   /// Checks the ends of all tracks with SoundWatch::CheckEnd(), once the file is read to its end.
@@ -40,6 +45,8 @@ class SoundQueue {
   std::vector<SoundTrack> tracks_;     ///< selected ones
   std::vector<int> streams_;           ///< their indices in the container
   std::vector<std::int64_t> reached_;  ///< end of their last packets, in their ticks
+  TimePoint shift_{0, {1, 1}};
+  bool skipsRepeated_ = false;
   std::vector<SoundPacket> waiting_;
   SoundWatch watch_;
 };
