@@ -133,7 +133,7 @@ Command DescribeCopy(CopyOptions& options) {
   command.takeArguments = [&options](const std::vector<std::string>& words) {
     TakeNames(options, words);
   };
-  command.groups = {PartGroup(options), CopyLabelsGroup(options), SoundGroup(options),
+  command.groups = {PartGroup(options), CopyLabelsGroup(options), SoundTrackGroup(options),
                     CopyRunGroup(options)};
   command.examples = {
       {"vixprores copy --from 10:00:10:00 --to 10:00:19:24 input.mov part.mov", "Cut ten seconds."},

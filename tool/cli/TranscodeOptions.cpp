@@ -1,33 +1,13 @@
 // SPDX-License-Identifier: BSD-2-Clause
 #include "cli/TranscodeOptions.h"
 
-#include <algorithm>
-#include <sstream>
-
 #include "base/Errors.h"
 #include "base/Text.h"
 
 namespace vixprores {
 namespace {
 
-constexpr std::int64_t kMostTracks = 1000;
 constexpr int kMostJobs = 64;
-
-// Parses a list like "1,3": numbers from 1, each once.
-std::vector<std::size_t> ParseTrackList(const std::string& text) {
-  std::vector<std::size_t> places;
-  std::istringstream words(text + ",");
-  for (std::string word; std::getline(words, word, ',');) {
-    const auto number = ParseNumber(word, kMostTracks);
-    const bool isNew = number && std::ranges::find(places, *number - 1) == places.end();
-    if (!number || *number == 0 || !isNew) {
-      throw UsageError("--audio-tracks: invalid list '" + text +
-                       "'; write numbers from 1, as in 1,3");
-    }
-    places.push_back(static_cast<std::size_t>(*number - 1));
-  }
-  return places;
-}
 
 void CheckTogether(const TranscodeOptions& options) {
   CheckSoundOptions(options);
@@ -50,18 +30,6 @@ std::function<void(const std::vector<std::string>&)> TakeFiles(TranscodeOptions&
     options.inputs = ExpandFolders(words, options.recursive, *options.outputDir);
     options.isOfMany = true;
   };
-}
-
-void CheckSoundOptions(const TranscodeOptions& options) {
-  if (!options.noAudio || !options.audioTracks) return;
-  throw UsageError("--audio-tracks and --no-audio contradict each other; remove one of them");
-}
-
-OptionGroup SoundGroup(TranscodeOptions& options) {
-  Option tracks = Parsed("--audio-tracks", "LIST", options.audioTracks, ParseTrackList,
-                         "copy only these, in this order: 2,1");
-  return {"Sound (copied without change)",
-          {tracks, Flag("--no-audio", options.noAudio, "write no sound")}};
 }
 
 namespace {

@@ -9,6 +9,7 @@
 
 #include "base/Errors.h"
 #include "base/Text.h"
+#include "format/OutputSound.h"
 #include "media/OutputFile.h"
 #include "media/container/EncoderDescription.h"
 #include "media/sound/SideTracks.h"
@@ -220,7 +221,7 @@ CopyPlan MakePlan(const CopyOptions& options, RunObserver& observer) {
   DescribeContent(options, streams.front(), plan);
   CheckStorable(plan.output, plan.content.video);
   CheckSoundStorable(NameOfOutput(options.output), plan.output, plan.content.sound,
-                     "choose .mov, or leave the sound out with --no-audio");
+                     SoundRemedy::OtherOutput);
   ChooseTimecode(options, plan, observer);
   return plan;
 }

@@ -44,6 +44,10 @@ void MarkLost(const FrameFailure& failure, Frame& frame) {
 
 }  // namespace
 
+std::shared_ptr<SoundSource> BorrowSound(FrameReader& reader) {
+  return {std::shared_ptr<void>(), reader.GetSideTracks()};
+}
+
 std::optional<std::int64_t> CountFrames(const FrameReader& reader,
                                         const std::optional<FrameRange>& range) {
   const auto available = reader.GetDescription().frames;
@@ -57,21 +61,22 @@ std::optional<std::int64_t> CountFrames(const FrameReader& reader,
 
 FrameSource::FrameSource(std::unique_ptr<FrameReader> reader,
                          const std::optional<FrameRange>& range, DamagePolicy onDamage,
-                         const std::optional<SoundRange>& sound)
+                         const std::optional<SoundRange>& soundRange,
+                         std::shared_ptr<SoundSource> sound)
     : reader_(std::move(reader)),
       range_(range.value_or(FrameRange())),
       isPart_(range.has_value()),
       onDamage_(onDamage),
       convert_(reader_->GetConversion()),
-      sound_(reader_->GetSideTracks(),
-             sound ? sound->span : FindTimeSpan(*reader_, range)),
+      soundSource_(sound ? std::move(sound) : BorrowSound(*reader_)),
+      sound_(soundSource_.get(), soundRange ? soundRange->span : FindTimeSpan(*reader_, range)),
       total_(CountFrames(*reader_, range)) {
   try {
     reader_->CheckRange(range_);
   } catch (const FrameTimeFailure& failure) {
     RejectTimes(failure, reader_->GetFormat().IsRaw());
   }
-  const std::int64_t leadIn = sound ? sound->leadIn : 0;
+  const std::int64_t leadIn = soundRange ? soundRange->leadIn : 0;
   const std::int64_t start = std::max<std::int64_t>(0, range_.first - leadIn);
   if (start > 0 && reader_->SkipTo(start)) framesRead_ = start;
 }
@@ -86,6 +91,8 @@ std::optional<Frame> FrameSource::Read() {
     }
     FramePlace& place = frame->place;
     framesRead_ = place.number + place.count;
+    const StreamFormat& format = reader_->GetFormat();
+    if (soundSource_) soundSource_->FollowVideo({format.start + framesRead_, Invert(format.rate)});
     // Sound may be stored before the pictures that it belongs to.
     std::ranges::move(sound_.Take(), std::back_inserter(soundRead_));
     if (framesRead_ <= range_.first) continue;

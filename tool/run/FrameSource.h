@@ -34,6 +34,9 @@ struct Frame {
   std::vector<SoundPacket> sound;  ///< that the input has before it
 };
 
+/// Returns the sound of a reader, which must outlive it; null = the reader has none.
+std::shared_ptr<SoundSource> BorrowSound(FrameReader& reader);
+
 /// Returns the number of frames of a range, or of all; none if it is unknown before the end of the
 /// input. Rejects a range that exceeds the input with a Failure.
 std::optional<std::int64_t> CountFrames(const FrameReader& reader,
@@ -51,9 +54,11 @@ class FrameSource {
  public:
   /// @param range    nullopt = all frames
   /// @param onDamage whether a frame at an uneven time ends the run
-  /// @param sound    sound to read; nullopt = that of the range, from time 0 on
+  /// @param soundRange sound to read; nullopt = that of the range, from time 0 on
+  /// @param sound      sound beside the frames; null = that of the reader
   FrameSource(std::unique_ptr<FrameReader> reader, const std::optional<FrameRange>& range,
-              DamagePolicy onDamage, const std::optional<SoundRange>& sound = std::nullopt);
+              DamagePolicy onDamage, const std::optional<SoundRange>& soundRange = std::nullopt,
+              std::shared_ptr<SoundSource> sound = nullptr);
 
   FrameReader& GetReader() const { return *reader_; }
   const std::string& GetName() const { return reader_->GetName(); }
@@ -73,6 +78,10 @@ class FrameSource {
   std::int64_t CountUnevenFrames() const { return unevenFrames_; }
   /// Fails if a frame that was read has become unreadable. May be called from any thread.
   void CheckFramesInUse() const { reader_->CheckFramesInUse(); }
+  /// Returns the damage of the sound so far.
+  std::vector<SoundDamage> GetSoundDamage() const {
+    return soundSource_ ? soundSource_->GetSoundDamage() : std::vector<SoundDamage>();
+  }
   /// Returns the sound after the last frame.
   std::vector<SoundPacket> TakeRestOfSound() { return sound_.TakeRest(); }
 
@@ -85,6 +94,7 @@ class FrameSource {
   bool isPart_;  ///< a range was given
   DamagePolicy onDamage_;
   FrameConversion convert_;
+  std::shared_ptr<SoundSource> soundSource_;  ///< null = none
   SoundCopy sound_;
   std::vector<SoundPacket> soundRead_;  ///< since the last frame of the range
   std::optional<std::int64_t> total_;

@@ -6,11 +6,13 @@
 /// Options of runs as data; cli/ parses them from the command line.
 
 #include <cstddef>
+#include <cstdint>
 #include <map>
 #include <optional>
 #include <string>
 #include <vector>
 
+#include "format/Sound.h"
 #include "format/Values.h"
 #include "media/sequence/SequenceReader.h"
 #include "media/sequence/VideoSpaces.h"
@@ -28,6 +30,12 @@ struct HostOptions {
 struct PageOptions {
   std::optional<std::string> page;  ///< path; none = no page
   bool overwrite = false;           ///< replace an existing file
+};
+
+/// Time from the first picture of the input to the first sample of a sound file.
+struct SoundOffset {
+  std::int64_t value = 0;
+  bool isInSamples = false;  ///< otherwise in microseconds
 };
 
 /// Share of the machine to use.
@@ -64,7 +72,11 @@ struct TranscodeOptions : HostOptions, MachineOptions {
   std::optional<FrameRange> frames;
   bool noAudio = false;
   std::optional<std::vector<std::size_t>> audioTracks;  ///< places from 0; none = all
-  ColourOptions colours;                                ///< of images
+  SoundConversion audio;
+  std::optional<std::string> audioFile;      ///< replaces the input's sound
+  std::vector<std::string> addedAudioFiles;  ///< tracks to add
+  std::optional<SoundOffset> audioOffset;    ///< of these files; nullopt = by timecode
+  ColourOptions colours;                     ///< of images
   bool overwrite = false;
   bool json = false;  ///< summary as JSON
   ProgressKind progress = ProgressKind::Line;
@@ -90,6 +102,8 @@ enum class DamagePolicy {
 };
 
 struct EncodeOptions : TranscodeOptions {
+  EncodeOptions() { audio.decodes = true; }
+
   const ProResVariant* variant = nullptr;
   bool verify = false;  ///< decode every encoded frame and compare it with its source
   StreamOverrides overrides;

@@ -6,7 +6,6 @@
 #include <cstddef>
 #include <cstdint>
 #include <filesystem>
-#include <numeric>
 #include <optional>
 #include <stdexcept>
 #include <utility>
@@ -20,6 +19,7 @@
 #include "run/FrameSource.h"
 #include "run/Host.h"
 #include "run/OpenInput.h"
+#include "run/SoundPlan.h"
 #include "run/TranscodeRun.h"
 
 namespace vixprores {
@@ -78,30 +78,6 @@ void NoteIndexFaults(const TranscodeOptions& options, TranscodePlan& plan) {
   }
 }
 
-// Selects the sound tracks that are copied.
-void ChooseSound(const TranscodeOptions& options, TranscodePlan& plan) {
-  SideTracks* const side = plan.reader->GetSideTracks();
-  const std::size_t available = side ? side->GetSound().size() : 0;
-  std::vector<std::size_t> places(available);
-  std::iota(places.begin(), places.end(), std::size_t{0});
-  if (options.audioTracks) places = *options.audioTracks;
-  for (const std::size_t place : places) {
-    if (place < available) continue;
-    throw Failure(plan.reader->GetName() + ": has " +
-                  Count(static_cast<std::int64_t>(available), "sound track") +
-                  ", but --audio-tracks asks for number " + std::to_string(place + 1));
-  }
-  if (options.noAudio) places.clear();
-  if (plan.output.kind != OutputKind::Container && !places.empty()) {
-    plan.notes.push_back(plan.reader->GetName() +
-                         ": its sound is left out, as the output holds none");
-    places.clear();
-  }
-  if (!side) return;
-  side->SelectSound(places);
-  plan.content.sound = side->GetSound();
-}
-
 // Sets the properties that are known before the first frame.
 void DescribeRun(const TranscodePlan& plan, RunReport& report) {
   report.source = plan.source;
@@ -125,9 +101,7 @@ void Transcode(TranscodeOptions options, TranscodePlan plan, RunReport& report,
     throw Failure(options.output + ": is the input itself; name another output");
   }
   NoteIndexFaults(options, plan);
-  ChooseSound(options, plan);
-  CheckSoundStorable(NameOfOutput(options.output), plan.output, plan.content.sound,
-                     "choose .mov, or leave the sound out with --no-audio");
+  PlanSound(options, plan);
   ChooseTimecode(options, plan);
   if (options.isOfMany && !options.overwrite && HasInputChanged({options.input, options.output})) {
     options.overwrite = true;

@@ -47,6 +47,8 @@ struct TranscodePlan {
   /// Makes the check of a verified encoding; empty = none.
   std::function<std::unique_ptr<EncodingCheck>(const ThreadShares&)> makeCheck = {};
   std::vector<std::string> notes = {};  ///< for the user
+  /// Sound beside the frames, as PlanSound() chooses it; null = that of the reader.
+  std::shared_ptr<SoundSource> sound = nullptr;
   DamagePolicy onDamage = DamagePolicy::Stop;
   SequencePlan sequence = {};
 };

@@ -48,7 +48,8 @@ std::shared_ptr<const vix::IVideoSample> GapFiller::Make(std::int64_t number) {
 TranscodeRun::TranscodeRun(const TranscodeOptions& options, TranscodePlan plan, RunReport& report,
                            RunObserver& observer)
     : options_(options),
-      source_(std::move(plan.reader), options.frames, plan.onDamage),
+      source_(std::move(plan.reader), options.frames, plan.onDamage, std::nullopt,
+              std::move(plan.sound)),
       result_(plan.content.video),
       shares_(ShareThreads(options.threads, source_.GetFrameCount())),
       samples_(plan.source),
@@ -218,8 +219,7 @@ void TranscodeRun::ReportDamage(const Frame& frame) {
 
 void TranscodeRun::ReportOutput(const std::string& name) {
   report_.output = name;
-  SideTracks* const side = source_.GetReader().GetSideTracks();
-  if (side) report_.soundDamage = side->GetSoundDamage();
+  report_.soundDamage = source_.GetSoundDamage();
   if (check_) report_.quality = check_->GetQuality();
   report_.outputBytes = file_.GetSize();
   StopClock();
