@@ -19,8 +19,8 @@ using testing::ElementsAre;
 using testing::IsEmpty;
 using testing::SizeIs;
 
-constexpr int kRate = 1000;
-constexpr AVRational kSample{1, kRate};
+constexpr int kSampleRate = 1000;
+constexpr AVRational kSampleTick{1, kSampleRate};
 
 // A mono track whose samples count from 1 on, in packets of 100.
 class CountingSound : public SoundSource {
@@ -31,9 +31,9 @@ class CountingSound : public SoundSource {
         [](AVCodecParameters* pointer) { avcodec_parameters_free(&pointer); });
     parameters->codec_type = AVMEDIA_TYPE_AUDIO;
     parameters->codec_id = codec;
-    parameters->sample_rate = kRate;
+    parameters->sample_rate = kSampleRate;
     av_channel_layout_default(&parameters->ch_layout, 1);
-    tracks_.push_back({parameters, kSample, {}});
+    tracks_.push_back({parameters, kSampleTick, {}});
   }
 
   const std::vector<SoundTrack>& GetSound() const override { return tracks_; }
@@ -41,7 +41,7 @@ class CountingSound : public SoundSource {
     return {{SoundDamage::Kind::Missing, SoundDamage::Treatment::Silenced, 0, 1, 0.5}};
   }
   void FollowVideo(const TimePoint& time) override {
-    followed_ = av_rescale_q(time.time, time.tick, kSample);
+    followed_ = av_rescale_q(time.time, time.tick, kSampleTick);
   }
   std::vector<SoundPacket> TakeSound() override {
     std::vector<SoundPacket> packets;
@@ -98,7 +98,7 @@ Collected Follow(AlignedSound& sound, std::int64_t start = 0) {
 }
 
 TEST(AlignedSound, FillsBeforeAndAfterWithSilence) {
-  AlignedSound sound(std::make_shared<CountingSound>(300), {0, {1, 10}}, {350, kSample});
+  AlignedSound sound(std::make_shared<CountingSound>(300), {0, {1, 10}}, {350, kSampleTick});
   const Collected collected = Follow(sound);
   EXPECT_EQ(collected.begin, 0);
   ASSERT_THAT(collected.samples, SizeIs(1000));
@@ -109,7 +109,7 @@ TEST(AlignedSound, FillsBeforeAndAfterWithSilence) {
 }
 
 TEST(AlignedSound, CutsSoundOutsideThePictures) {
-  AlignedSound sound(std::make_shared<CountingSound>(5000), {3, {1, 10}}, {-1234, kSample});
+  AlignedSound sound(std::make_shared<CountingSound>(5000), {3, {1, 10}}, {-1234, kSampleTick});
   const Collected collected = Follow(sound, 3);
   EXPECT_EQ(collected.begin, 300);
   ASSERT_THAT(collected.samples, SizeIs(1000));
@@ -118,26 +118,26 @@ TEST(AlignedSound, CutsSoundOutsideThePictures) {
 }
 
 TEST(AlignedSound, ReturnsNoSoundAheadOfTheVideo) {
-  AlignedSound sound(std::make_shared<CountingSound>(300), {0, {1, 10}}, {5000, kSample});
+  AlignedSound sound(std::make_shared<CountingSound>(300), {0, {1, 10}}, {5000, kSampleTick});
   sound.FollowVideo({1, {1, 10}});
   Collected collected;
   collected.Add(sound.TakeSound());
   EXPECT_THAT(collected.samples, IsEmpty());
-  collected.Add(sound.ReadSoundUntil(250, kSample));
+  collected.Add(sound.ReadSoundUntil(250, kSampleTick));
   EXPECT_THAT(collected.samples, SizeIs(250));
 }
 
 TEST(AlignedSound, MovesCompressedSoundByPackets) {
   AlignedSound sound(std::make_shared<CountingSound>(5000, AV_CODEC_ID_AAC), {0, {1, 10}},
-                     {-150, kSample});
-  std::vector<SoundPacket> packets = sound.ReadSoundUntil(300, kSample);
+                     {-150, kSampleTick});
+  std::vector<SoundPacket> packets = sound.ReadSoundUntil(300, kSampleTick);
   ASSERT_FALSE(packets.empty());
   EXPECT_EQ(packets.front().packet->pts, 50);
   EXPECT_LT(packets.back().packet->pts, 300);
 }
 
 TEST(AlignedSound, MovesDamage) {
-  const AlignedSound sound(std::make_shared<CountingSound>(300), {10, {1, 10}}, {500, kSample});
+  const AlignedSound sound(std::make_shared<CountingSound>(300), {10, {1, 10}}, {500, kSampleTick});
   EXPECT_DOUBLE_EQ(sound.GetSoundDamage().at(0).begin, 2.5);
 }
 
@@ -147,7 +147,7 @@ TEST(JoinedSound, NumbersTracksInOrder) {
   EXPECT_EQ(joined.GetSound()[1].number, 1U);
   EXPECT_EQ(joined.GetSoundDamage().at(1).track, 1U);
   std::vector<std::size_t> places;
-  for (const SoundPacket& sound : joined.ReadSoundUntil(1000, kSample)) {
+  for (const SoundPacket& sound : joined.ReadSoundUntil(1000, kSampleTick)) {
     places.push_back(sound.track);
   }
   EXPECT_THAT(places, ElementsAre(0, 1, 1));

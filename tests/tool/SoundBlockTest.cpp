@@ -19,16 +19,16 @@ namespace {
 using testing::Each;
 using testing::ElementsAre;
 
-struct FrameDeleter {
+struct SoundFrameDeleter {
   void operator()(AVFrame* frame) const { av_frame_free(&frame); }
 };
-using Frame = std::unique_ptr<AVFrame, FrameDeleter>;
+using SoundFrame = std::unique_ptr<AVFrame, SoundFrameDeleter>;
 
 // Returns a frame of two channels with these samples, channel by channel.
 template <typename Sample>
-Frame MakeFrame(AVSampleFormat format, const std::vector<Sample>& left,
-                const std::vector<Sample>& right) {
-  Frame frame(av_frame_alloc());
+SoundFrame MakeSoundFrame(AVSampleFormat format, const std::vector<Sample>& left,
+                          const std::vector<Sample>& right) {
+  SoundFrame frame(av_frame_alloc());
   frame->format = format;
   frame->nb_samples = static_cast<int>(left.size());
   frame->sample_rate = 48000;
@@ -59,21 +59,24 @@ std::vector<int> To16Bits(const std::vector<double>& samples, std::int64_t first
 }
 
 TEST(SoundBlock, ReadsPackedAndPlanarSamples) {
-  const Frame packed = MakeFrame<std::int16_t>(AV_SAMPLE_FMT_S16, {0x4000, -1}, {-0x8000, 0});
+  const SoundFrame packed =
+      MakeSoundFrame<std::int16_t>(AV_SAMPLE_FMT_S16, {0x4000, -1}, {-0x8000, 0});
   EXPECT_THAT(ReadSamples(*packed).samples, ElementsAre(0.5, -1, -1.0 / 0x8000, 0));
-  const Frame planar = MakeFrame<float>(AV_SAMPLE_FMT_FLTP, {0.25F, 2}, {-3, 0});
+  const SoundFrame planar = MakeSoundFrame<float>(AV_SAMPLE_FMT_FLTP, {0.25F, 2}, {-3, 0});
   EXPECT_THAT(ReadSamples(*planar).samples, ElementsAre(0.25, -3, 2, 0));
 }
 
 TEST(SoundBlock, ReadsEverySampleFormat) {
-  EXPECT_THAT(ReadSamples(*MakeFrame<std::uint8_t>(AV_SAMPLE_FMT_U8, {0x80}, {0})).samples,
+  EXPECT_THAT(ReadSamples(*MakeSoundFrame<std::uint8_t>(AV_SAMPLE_FMT_U8, {0x80}, {0})).samples,
               ElementsAre(0, -1));
-  EXPECT_THAT(ReadSamples(*MakeFrame<std::int32_t>(AV_SAMPLE_FMT_S32P, {1 << 30}, {1})).samples,
-              ElementsAre(0.5, std::ldexp(1.0, -31)));
-  EXPECT_THAT(ReadSamples(*MakeFrame<std::int64_t>(AV_SAMPLE_FMT_S64, {std::int64_t{1} << 62}, {0}))
-                  .samples,
-              ElementsAre(0.5, 0));
-  EXPECT_THAT(ReadSamples(*MakeFrame<double>(AV_SAMPLE_FMT_DBL, {0.1}, {-0.1})).samples,
+  EXPECT_THAT(
+      ReadSamples(*MakeSoundFrame<std::int32_t>(AV_SAMPLE_FMT_S32P, {1 << 30}, {1})).samples,
+      ElementsAre(0.5, std::ldexp(1.0, -31)));
+  EXPECT_THAT(
+      ReadSamples(*MakeSoundFrame<std::int64_t>(AV_SAMPLE_FMT_S64, {std::int64_t{1} << 62}, {0}))
+          .samples,
+      ElementsAre(0.5, 0));
+  EXPECT_THAT(ReadSamples(*MakeSoundFrame<double>(AV_SAMPLE_FMT_DBL, {0.1}, {-0.1})).samples,
               ElementsAre(0.1, -0.1));
 }
 

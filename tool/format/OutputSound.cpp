@@ -14,7 +14,7 @@ extern "C" {
 namespace vixprores {
 namespace {
 
-struct Rule {
+struct SoundRule {
   const char* extension;
   const char* muxer;   ///< null = holds no sound
   const char* codecs;  ///< the container library's names; null = any
@@ -23,7 +23,7 @@ struct Rule {
 };
 
 // What the muxers of the container library accept, so that the error comes before the encoding.
-constexpr Rule kRules[] = {
+constexpr SoundRule kRules[] = {
     {".mov", "mov",
      "pcm_s8 pcm_u8 pcm_s16le pcm_s16be pcm_s24le pcm_s24be pcm_s32le pcm_s32be pcm_f32le "
      "pcm_f32be pcm_f64le pcm_f64be pcm_alaw pcm_mulaw aac ac3 eac3 mp1 mp2 mp3 alac dts amr_nb "
@@ -49,7 +49,7 @@ constexpr Rule kRules[] = {
     {".uyvy, .v210, .raw", nullptr, "", 0, "no sound"},
 };
 
-bool HoldsCodec(const Rule& rule, std::string_view codec) {
+bool HoldsCodec(const SoundRule& rule, std::string_view codec) {
   if (!rule.codecs) return true;
   std::istringstream names(rule.codecs);
   for (std::string name; names >> name;) {
@@ -59,7 +59,7 @@ bool HoldsCodec(const Rule& rule, std::string_view codec) {
 }
 
 // Returns text like "--audio pcm24 --audio-rate 48000 converts it, --no-audio leaves it out".
-std::string AdviceFor(const Rule& rule, bool holdsCodec, bool holdsRate, SoundRemedy remedy) {
+std::string AdviceFor(const SoundRule& rule, bool holdsCodec, bool holdsRate, SoundRemedy remedy) {
   if (remedy == SoundRemedy::OtherOutput) return "choose .mov or .mkv";
   std::string options;
   if (!holdsCodec) options = "--audio pcm24";
@@ -72,7 +72,7 @@ std::string AdviceFor(const Rule& rule, bool holdsCodec, bool holdsRate, SoundRe
 
 void CheckSoundStorable(const std::string& name, const OutputFormat& output,
                         const std::vector<SoundTrack>& tracks, SoundRemedy remedy) {
-  const auto* const rule = std::ranges::find_if(kRules, [&](const Rule& one) {
+  const auto* const rule = std::ranges::find_if(kRules, [&](const SoundRule& one) {
     return one.muxer && output.muxer && one.muxer == std::string_view(output.muxer);
   });
   if (rule == std::end(kRules)) return;
@@ -90,7 +90,7 @@ void CheckSoundStorable(const std::string& name, const OutputFormat& output,
 
 std::vector<OutputSoundText> ListOutputSound() {
   std::vector<OutputSoundText> lines;
-  for (const Rule& rule : kRules)
+  for (const SoundRule& rule : kRules)
     lines.push_back({rule.extension, rule.summary + std::string(".")});
   return lines;
 }

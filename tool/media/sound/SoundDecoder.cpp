@@ -32,7 +32,7 @@ constexpr int kMostRecentBytes = 8 << 20;
 constexpr std::int64_t kMostSamples = 1 << 20;
 constexpr int kMostChannels = 64;
 
-struct FrameDeleter {
+struct SoundFrameDeleter {
   void operator()(AVFrame* frame) const { av_frame_free(&frame); }
 };
 
@@ -156,7 +156,7 @@ void SoundDecoder::Remember(const AVPacket& packet) {
 // Decodes a packet; null = the end. Returns false if it is damaged.
 // @param blocks null = drop what is decoded
 bool SoundDecoder::Send(const AVPacket* packet, std::vector<SoundBlock>* blocks) {
-  const std::unique_ptr<AVFrame, FrameDeleter> frame(av_frame_alloc());
+  const std::unique_ptr<AVFrame, SoundFrameDeleter> frame(av_frame_alloc());
   if (!frame) throw std::bad_alloc();
   const MemoryWatch memory;
   int result = avcodec_send_packet(decoder_.get(), packet);
