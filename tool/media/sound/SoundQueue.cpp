@@ -3,6 +3,7 @@
 
 #include <algorithm>
 #include <optional>
+#include <string_view>
 #include <utility>
 
 #include "media/container/TrackDescription.h"
@@ -28,6 +29,15 @@ std::optional<double> FindTruncatedEnd(const InputFile& file, AVStream& stream) 
   return static_cast<double>(av_sat_add64(start, stream.duration)) * av_q2d(stream.time_base);
 }
 
+// Returns the time after the last sample if the file states it; one of fragments does not.
+std::optional<std::int64_t> FindSoundEnd(const AVFormatContext& context, const AVStream& stream) {
+  const std::string_view name = context.iformat->name;
+  const bool isStated =
+      name == "wav" || name == "w64" || (name.starts_with("mov") && stream.nb_frames > 0);
+  if (!isStated || stream.duration <= 0) return std::nullopt;
+  return av_sat_add64(std::max<std::int64_t>(stream.start_time, 0), stream.duration);
+}
+
 void Shift(const TimePoint& by, AVRational tick, AVPacket& packet) {
   const std::int64_t ticks = av_rescale_q(by.time, by.tick, tick);
   for (std::int64_t* time : {&packet.pts, &packet.dts}) {
@@ -42,6 +52,7 @@ SoundQueue::SoundQueue(const Demuxer& demuxer)
   for (AVStream* stream : demuxer.GetStreams()) {
     if (stream->codecpar->codec_type != AVMEDIA_TYPE_AUDIO) continue;
     stream->discard = AVDISCARD_DEFAULT;
+    tracks_[streams_.size()].end = FindSoundEnd(demuxer.GetContext(), *stream);
     streams_.push_back(stream->index);
     reached_.push_back(kNothingYet);
   }
