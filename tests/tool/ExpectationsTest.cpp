@@ -15,9 +15,9 @@ using testing::ElementsAre;
 using testing::HasSubstr;
 using testing::IsEmpty;
 
-class FakeReader : public FrameReader {
+class DescribedReader : public FrameReader {
  public:
-  FakeReader() {
+  DescribedReader() {
     StreamFormat& format = description_.format;
     format.code = vix::MakeFourCC("apch");
     format.width = 1920;
@@ -36,7 +36,7 @@ class FakeReader : public FrameReader {
 
 // Returns what the video above lacks, with 1800 frames.
 std::vector<std::string> Lacks(const std::string& text) {
-  FakeReader reader;
+  DescribedReader reader;
   std::vector<std::string> lacks;
   for (const auto& [property, found, expected] :
        FindShortfalls(ParseExpectations(text), reader, 1800)) {
@@ -58,8 +58,7 @@ TEST(Expectations, AreMetInEveryNotation) {
   EXPECT_THAT(Lacks("variant=hq,size=1920x1080,rate=30000/1001,fields=top,color=bt709"), IsEmpty());
   EXPECT_THAT(Lacks("variant=apch,size=1080p,rate=29.97,fields=tff,colour=rec709"), IsEmpty());
   EXPECT_THAT(Lacks("par=1:1,timecode=10:00:00;00,audio-tracks=0,frames=1800"), IsEmpty());
-  EXPECT_THAT(Lacks("duration=60-60.1,frames=1000-2000,content-light=1000,400,par=1:1"),
-              IsEmpty());
+  EXPECT_THAT(Lacks("duration=60-60.1,frames=1000-2000,content-light=1000,400,par=1:1"), IsEmpty());
 }
 
 TEST(Expectations, MayBeLinesWithComments) {
@@ -73,12 +72,12 @@ TEST(Expectations, ReportWhatWasFound) {
   EXPECT_THAT(Lacks("duration=58-60,frames=1801,audio-tracks=1-8,audio-rate=48000"),
               ElementsAre("duration 60.06 instead of 58-60", "frames 1800 instead of 1801",
                           "audio-tracks 0 instead of 1-8", "audio-rate none instead of 48000"));
-  EXPECT_THAT(Lacks("timecode=10:00:00:00,reel=A001,mastering-display="
-                    "G(8500,39850)B(6550,2300)R(35400,14600)WP(15635,16450)L(10000000,1)"),
-              ElementsAre("timecode 10:00:00;00 instead of 10:00:00:00",
-                          "reel none instead of A001",
-                          "mastering-display none instead of "
-                          "G(8500,39850)B(6550,2300)R(35400,14600)WP(15635,16450)L(10000000,1)"));
+  EXPECT_THAT(
+      Lacks("timecode=10:00:00:00,reel=A001,mastering-display="
+            "G(8500,39850)B(6550,2300)R(35400,14600)WP(15635,16450)L(10000000,1)"),
+      ElementsAre("timecode 10:00:00;00 instead of 10:00:00:00", "reel none instead of A001",
+                  "mastering-display none instead of "
+                  "G(8500,39850)B(6550,2300)R(35400,14600)WP(15635,16450)L(10000000,1)"));
 }
 
 TEST(Expectations, RefuseUnknownPropertiesAndValues) {

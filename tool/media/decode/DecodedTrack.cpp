@@ -73,9 +73,9 @@ Picture DecodedTrack::Read() {
 // point before `time` may belong to a later picture, or only begin to refresh the pictures.
 std::optional<std::int64_t> DecodedTrack::FindEntryPoint(std::int64_t time) const {
   if (!FrameIndex(*demuxer_, stream_).IsPresent()) return std::nullopt;
-  const std::int64_t second = av_rescale_q(1, {1, 1}, stream_.time_base);
+  const std::int64_t preroll = av_rescale_q(soundPreroll_, {1, 1}, stream_.time_base);
   std::int64_t point = time;
-  for (int found = 0; found < 2 || point > av_sat_sub64(time, second); ++found) {
+  for (int found = 0; found < 2 || point > av_sat_sub64(time, preroll); ++found) {
     const int entry =
         av_index_search_timestamp(&stream_, point - (found == 0 ? 0 : 1), AVSEEK_FLAG_BACKWARD);
     if (entry < 0) return std::nullopt;
@@ -129,28 +129,11 @@ void DecodedTrack::Restart() {
   hasEnded_ = false;
 }
 
-void DecodedTrack::SetStart(std::int64_t time, AVRational tick) {
-  start_ = time;
-  startTick_ = tick;
-}
-
-std::vector<SoundPacket> DecodedTrack::TakeSound() {
-  std::vector<SoundPacket> packets = sound_.Take();
-  for (auto& [track, packet] : packets) {
-    const std::int64_t start = av_rescale_q(start_, startTick_, GetSound()[track].timeBase);
-    for (std::int64_t* const time : {&packet->pts, &packet->dts}) {
-      if (*time != AV_NOPTS_VALUE) *time = av_sat_sub64(*time, start);
-    }
-  }
-  return packets;
-}
-
 std::vector<SoundPacket> DecodedTrack::ReadSoundUntil(std::int64_t time, AVRational tick) {
-  const std::int64_t end = av_sat_add64(time, av_rescale_q(start_, startTick_, tick));
   // Longest time in seconds by which sound may lag behind its pictures.
   constexpr int kLatestSeconds = 60;
-  const std::int64_t latest = av_sat_add64(end, av_rescale_q(kLatestSeconds, {1, 1}, tick));
-  while (!sound_.HasUntil(end, tick)) {
+  const std::int64_t latest = av_sat_add64(time, av_rescale_q(kLatestSeconds, {1, 1}, tick));
+  while (!sound_.HasUntil(time, tick)) {
     Packet packet = ReadAny();
     if (!packet) break;
     if (packet->stream_index != stream_.index) {

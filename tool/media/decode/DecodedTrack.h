@@ -33,7 +33,7 @@ class DecodedTrack : public SideTracks {
   /// AV_NOPTS_VALUE if there is none.
   /// @throws Failure if the file cannot be read on
   Picture Read();
-  /// Continues at a random access point from which the picture at `time`, and a second of sound
+  /// Continues at a random access point from which the picture at `time`, and the sound
   /// before it, can be decoded intact. Returns false, with nothing changed, if none is known.
   bool SeekBefore(std::int64_t time);
   /// Continues at the start of the file. Returns false if that is not possible.
@@ -50,13 +50,14 @@ class DecodedTrack : public SideTracks {
   /// Returns why the last of them was lost; empty = nothing was.
   const std::string& GetLossReason() const { return lossReason_; }
 
-  /// Sets the time of the first picture: from now on sound has times from there.
-  void SetStart(std::int64_t time, AVRational tick);
+  /// Sets the time of the first picture, once: sound has times from there.
+  void SetStart(std::int64_t time, AVRational tick) { sound_.Shift({-time, tick}); }
 
   const std::vector<SoundTrack>& GetSound() const override { return sound_.GetTracks(); }
   void SelectSound(const std::vector<std::size_t>& places) override { sound_.Select(places); }
-  const std::vector<SoundDamage>& GetSoundDamage() const override { return sound_.GetDamage(); }
-  std::vector<SoundPacket> TakeSound() override;
+  void SetSoundPreroll(int seconds) override { soundPreroll_ = seconds; }
+  std::vector<SoundDamage> GetSoundDamage() const override { return sound_.GetDamage(); }
+  std::vector<SoundPacket> TakeSound() override { return sound_.Take(); }
   std::vector<SoundPacket> ReadSoundUntil(std::int64_t time, AVRational tick) override;
 
  private:
@@ -71,8 +72,7 @@ class DecodedTrack : public SideTracks {
   VideoDecoder decoder_;
   SoundQueue sound_;
   bool hasEnded_ = false;  ///< the decoder has got all packets
-  std::int64_t start_ = 0;
-  AVRational startTick_{0, 1};
+  int soundPreroll_ = 1;   ///< seconds
   std::int64_t lost_ = 0;
   std::string lossReason_;
   std::int64_t lastFailure_ = -1;  ///< position in the file of the last unreadable packet

@@ -108,7 +108,9 @@ std::vector<SoundPacket> AlignedSound::TakeSound() {
 }
 
 std::vector<SoundPacket> AlignedSound::ReadSoundUntil(std::int64_t time, AVRational tick) {
-  const TimePoint end{time, tick};
+  // Times of open ends are later than the video.
+  const bool isOpen = av_compare_ts(time, tick, followed_.time, followed_.tick) > 0;
+  const TimePoint end = isOpen ? followed_ : TimePoint{time, tick};
   const TimePoint source = ToSource(end);
   Take(source_->ReadSoundUntil(source.time, source.tick));
   return ReturnUntil(end, true);

@@ -9,6 +9,8 @@
 #include <string>
 #include <utility>
 
+#include "base/Errors.h"
+
 extern "C" {
 #include <libavutil/frame.h>
 #include <libavutil/samplefmt.h>

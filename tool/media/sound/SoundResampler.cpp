@@ -6,6 +6,7 @@
 #include <cstddef>
 #include <new>
 #include <numeric>
+#include <span>
 #include <string>
 #include <utility>
 
