@@ -143,6 +143,22 @@ class Decoding(SoundConversion):
                     self.assert_same_bytes(stored(self.output),
                                            whole[3 * 1920 * first:3 * 1920 * (last + 1)])
 
+    def test_compressed_video_has_its_sound_in_sync_in_ranges_too(self):
+        for source, seconds in ((self.make_pulse(), 1), (self.make_noise(seconds=12), 12)):
+            clip = self.path("clip.mp4")
+            ffmpeg("-f", "lavfi", "-i", f"testsrc2=s=64x48:r=25:d={seconds}", "-i", source,
+                   "-c:v", "libx264", "-g", "30", "-c:a", "aac", clip)
+            self.encode(clip)
+            whole = stored(self.output)
+            self.assertEqual(len(whole), 3 * seconds * RATE)
+            if seconds == 1:
+                self.assertEqual(peak(samples(self.output)), PULSE)
+                continue
+            for first, last in ((3, 9), (230, 260)):
+                self.encode("--frames", f"{first}-{last}", clip)
+                self.assert_same_bytes(stored(self.output),
+                                       whole[3 * 1920 * first:3 * 1920 * (last + 1)])
+
     def test_every_one_of_many_tracks_is_decoded(self):
         pulse = self.make_pulse()
         clip = self.path("clip.mov")

@@ -135,17 +135,12 @@ void ContainerTrack::ReadFirstPacket() {
   times_.Start(format_.rate, stream_.time_base, first);
   const std::int64_t start = av_rescale_q(first, stream_.time_base, Invert(format_.rate));
   format_.start = start > 0 && start <= kLatestStart ? start : 0;
-  if (start <= kLatestStart) AlignSound(first);
+  // Frames are placed at multiples of their duration; their sound moves with them.
+  if (start <= kLatestStart) {
+    sound_.Move({first, stream_.time_base}, {format_.start, Invert(format_.rate)});
+  }
   // Only now that the rate is known a duration gives a number of frames.
   announcedFrames_ = index_.CountAnnounced(format_.rate, format_.start);
-}
-
-// Frames are placed at multiples of their duration; their sound moves with them.
-void ContainerTrack::AlignSound(std::int64_t first) {
-  constexpr AVRational kNanosecond{1, 1'000'000'000};
-  sound_.Shift({av_sat_sub64(av_rescale_q(format_.start, Invert(format_.rate), kNanosecond),
-                             av_rescale_q(first, stream_.time_base, kNanosecond)),
-                kNanosecond});
 }
 
 std::optional<std::int64_t> ContainerTrack::CountFrames() const {

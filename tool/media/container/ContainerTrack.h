@@ -66,7 +66,6 @@ class ContainerTrack : public SideTracks {
   Packet ReadAny();
   Packet ReadPacket();
   void KeepSound(Packet packet);
-  void AlignSound(std::int64_t first);
   void ReadPreroll(std::int64_t time);
   void CheckSoundEnds();
   bool EndsEarly() const;

@@ -99,6 +99,13 @@ void SoundQueue::Shift(const TimePoint& by) {
   watch_.Jump();
 }
 
+void SoundQueue::Move(const TimePoint& from, const TimePoint& to) {
+  constexpr AVRational kNanosecond{1, 1'000'000'000};
+  Shift({av_sat_sub64(av_rescale_q(to.time, to.tick, kNanosecond),
+                      av_rescale_q(from.time, from.tick, kNanosecond)),
+         kNanosecond});
+}
+
 void SoundQueue::Keep(Packet packet, bool isAltered) {
   const auto found = std::ranges::find(streams_, packet->stream_index);
   if (found == streams_.end() || packet->size == 0) return;

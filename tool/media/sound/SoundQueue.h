@@ -26,6 +26,8 @@ class SoundQueue {
 
   /// Adds a time to those of all packets, also of those queued.
   void Shift(const TimePoint& by);
+  /// Does so with the difference of two times.
+  void Move(const TimePoint& from, const TimePoint& to);
   /// Adds a packet, unless it belongs to no selected track.
   void Keep(Packet packet, bool isAltered);
   /// Removes and returns all packets.
