@@ -58,14 +58,16 @@ bool HoldsCodec(const SoundRule& rule, std::string_view codec) {
   return false;
 }
 
-// Returns text like "--audio pcm24 --audio-rate 48000 converts it, --no-audio leaves it out".
+// Returns text like "--audio pcm24 --audio-rate 48000 converts it; or choose .mov".
 std::string AdviceFor(const SoundRule& rule, bool holdsCodec, bool holdsRate, SoundRemedy remedy) {
   if (remedy == SoundRemedy::OtherOutput) return "choose .mov or .mkv";
   std::string options;
   if (!holdsCodec) options = "--audio pcm24";
   if (!holdsRate)
     options += (options.empty() ? "" : " ") + ("--audio-rate " + std::to_string(rule.rate));
-  return options + " converts it, --no-audio leaves the sound out";
+  const bool isMov = rule.extension == std::string_view(".mov");
+  return options + " converts it; or choose " + (isMov ? ".mkv" : ".mov") +
+         ", or leave the sound out with --no-audio";
 }
 
 }  // namespace

@@ -75,7 +75,7 @@ Demuxer::Demuxer(std::unique_ptr<InputFile> file, FileFormats formats)
     // The library refuses all other formats with EINVAL.
     const bool isOther = result == AVERROR(EINVAL);
     throw UnreadableContainer(GetName() +
-                              (isFootage ? ": is no video or sound file that can be read"
+                              (isFootage ? ": is no video file that can be read"
                                          : ": is not a complete mov, mkv, avi, nut or mxf") +
                               (isOther ? "" : " (" + ExplainLibavError(result) + ")"));
   }

@@ -22,14 +22,22 @@ bool HasVideo(const Demuxer& demuxer) {
   });
 }
 
-// Reads ahead in formats whose packets alone state rate and channels.
-void Complete(Demuxer& demuxer) {
-  const bool isComplete = std::ranges::none_of(demuxer.GetStreams(), [](const AVStream* stream) {
+std::unique_ptr<Demuxer> Open(const std::string& path) try {
+  return std::make_unique<Demuxer>(std::make_unique<InputFile>(path), FileFormats::Footage);
+} catch (const UnreadableContainer&) {
+  throw Failure(path + ": is no sound file that can be read");
+}
+
+// Opens a file and reads ahead in formats whose packets alone state rate and channels.
+std::unique_ptr<Demuxer> OpenSound(const std::string& path) {
+  auto demuxer = Open(path);
+  const bool isComplete = std::ranges::none_of(demuxer->GetStreams(), [](const AVStream* stream) {
     const AVCodecParameters& sound = *stream->codecpar;
     return sound.codec_type == AVMEDIA_TYPE_AUDIO &&
            (sound.sample_rate <= 0 || sound.ch_layout.nb_channels <= 0);
   });
-  if (!isComplete) demuxer.FindStreamInfo();
+  if (!isComplete) demuxer->FindStreamInfo();
+  return demuxer;
 }
 
 // Returns the time of the earliest sound; some formats count from the encoder's delay.
@@ -50,24 +58,22 @@ TimePoint FindBegin(const Demuxer& demuxer) {
 
 }  // namespace
 
-SoundFile::SoundFile(const std::string& path)
-    : demuxer_(std::make_unique<InputFile>(path), FileFormats::Footage),
-      queue_((Complete(demuxer_), demuxer_)) {
-  for (AVStream* stream : demuxer_.GetStreams()) {
+SoundFile::SoundFile(const std::string& path) : demuxer_(OpenSound(path)), queue_(*demuxer_) {
+  for (AVStream* stream : demuxer_->GetStreams()) {
     const bool isSound = stream->codecpar->codec_type == AVMEDIA_TYPE_AUDIO;
     stream->discard = isSound ? AVDISCARD_DEFAULT : AVDISCARD_ALL;
   }
   if (queue_.GetTracks().empty()) {
     throw Failure(GetName() + ": has no sound; name a file with sound");
   }
-  if (HasVideo(demuxer_)) return;
-  const TimePoint begin = FindBegin(demuxer_);
+  if (HasVideo(*demuxer_)) return;
+  const TimePoint begin = FindBegin(*demuxer_);
   queue_.Shift({-begin.time, begin.tick});
 }
 
 std::optional<TimePoint> SoundFile::GetTimeReference() const {
   const AVDictionaryEntry* const text =
-      av_dict_get(demuxer_.GetContext().metadata, "time_reference", nullptr, 0);
+      av_dict_get(demuxer_->GetContext().metadata, "time_reference", nullptr, 0);
   const auto samples = text ? ParseNumber(text->value, kLatestReference) : std::nullopt;
   if (!samples) return std::nullopt;
   return TimePoint{*samples, {1, queue_.GetTracks().front().parameters->sample_rate}};
@@ -78,7 +84,7 @@ void SoundFile::FollowVideo(const TimePoint& time) {
     CheckInterrupt();
     Packet packet;
     try {
-      packet = demuxer_.Read();
+      packet = demuxer_->Read();
     } catch (const UnreadablePacket& reason) {
       throw Failure(GetName() + ": its sound cannot be read: " + reason.what());
     }

@@ -3,6 +3,7 @@
 #define TOOL_MEDIA_SOUND_SOUNDFILE_H
 
 #include <cstdint>
+#include <memory>
 #include <optional>
 #include <string>
 #include <vector>
@@ -20,7 +21,7 @@ class SoundFile : public SideTracks {
   /// @throws Failure if the file cannot be read or has no sound
   explicit SoundFile(const std::string& path);
 
-  const std::string& GetName() const { return demuxer_.GetName(); }
+  const std::string& GetName() const { return demuxer_->GetName(); }
   /// Returns the time of day at which a Broadcast Wave file begins; nullopt = unknown.
   std::optional<TimePoint> GetTimeReference() const;
 
@@ -32,7 +33,7 @@ class SoundFile : public SideTracks {
   std::vector<SoundPacket> ReadSoundUntil(std::int64_t time, AVRational tick) override;
 
  private:
-  Demuxer demuxer_;
+  std::unique_ptr<Demuxer> demuxer_;
   SoundQueue queue_;
   bool isAtEnd_ = false;
 };
