@@ -123,7 +123,7 @@ void Encode(const EncodeOptions& options, RunReport& report, RunObserver& observ
   if (options.footage.convertColour) source.colour = reader->GetFormat().colour;
   if (options.footage.deinterlacing != Deinterlacing::None)
     source.fieldOrder = FieldOrder::Progressive;
-  CheckEncodable(source, reader->GetName(), options.rawFrames ? RawFramesDemuxer(source) : "");
+  CheckEncodable(source, reader->GetName());
   std::vector<std::string> notes;
   MovieContent content{EncodedFormat(source, *options.variant)};
   content.timecode = ChooseTimecode(options, *reader, source.rate, notes);

@@ -21,8 +21,7 @@ bool HasAmbiguousFields(const StreamFormat& format) {
 
 }  // namespace
 
-void CheckEncodable(const StreamFormat& format, const std::string& inputName,
-                    const std::string& demuxer) {
+void CheckEncodable(const StreamFormat& format, const std::string& inputName) {
   const auto [smallest, largest] = std::minmax(format.width, format.height);
   const std::string size = DescribeSize(format.width, format.height);
   if (smallest < kSmallestSide || largest > kLargestSide) {
@@ -35,37 +34,23 @@ void CheckEncodable(const StreamFormat& format, const std::string& inputName,
                   " cannot be encoded, because their two fields differ in macroblock rows; crop or "
                   "pad the video by a line");
   }
-  if (format.fieldOrder == FieldOrder::BottomFirst) {
-    RefuseUnconverted(inputName, "interlaced video with the bottom field first",
-                      "setfield=bff,fieldorder=tff", demuxer);
-  }
-}
-
-std::string RawFramesDemuxer(const StreamFormat& format) {
-  const bool isV210 = format.code == vix::kFourCC_V210;
-  return std::string(isV210 ? "-f v210" : "-f rawvideo -pixel_format uyvy422") + " -video_size " +
-         DescribeSize(format.width, format.height) + " -framerate " + Describe(format.rate);
 }
 
 void RefuseUnconverted(const std::string& inputName, const std::string& found,
-                       const std::string& filters, const std::string& demuxer) {
-  throw Failure(inputName + ": cannot encode " + found +
-                " (expected packed 4:2:2 in 8 bits, UYVY, or 10 bits, V210; progressive or top "
-                "field first)\n" +
+                       const std::string& filters) {
+  throw Failure(inputName + ": cannot encode " + found + "\n" +
                 (inputName == kStandardInput
                      ? "This command, in place of vixprores at the end of the pipe, converts it "
                        "into a file"
                      : "This command converts it") +
-                ":\n  " + ConversionCommand(inputName, filters, demuxer));
+                ":\n  " + ConversionCommand(inputName, filters));
 }
 
-std::string ConversionCommand(const std::string& inputName, const std::string& filters,
-                              const std::string& demuxer) {
+std::string ConversionCommand(const std::string& inputName, const std::string& filters) {
   const bool isPiped = inputName == kStandardInput;
   const std::string stem = isPiped ? "converted" : std::filesystem::path(inputName).stem().string();
-  std::string command = "ffmpeg " + demuxer + (demuxer.empty() ? "-i " : " -i ") +
-                        QuoteForShell(isPiped ? "-" : inputName) + " -map 0:v:0 -map " +
-                        QuoteForShell("0:a?");
+  std::string command = "ffmpeg -i " + QuoteForShell(isPiped ? "-" : inputName) +
+                        " -map 0:v:0 -map " + QuoteForShell("0:a?");
   if (!filters.empty()) command += " -vf " + QuoteForShell(filters);
   return command + " -c:v v210 -c:a pcm_s24le " + QuoteForShell(stem + ".v210.mov");
 }

@@ -20,25 +20,17 @@ namespace vixprores {
 inline constexpr const char* kToLimitedRange = "scale=out_range=tv,format=yuv422p10le";
 
 /// Fails if the encoder does not accept the format.
-/// @param demuxer options with which ffmpeg reads the input; empty = none are needed
-void CheckEncodable(const StreamFormat& format, const std::string& inputName,
-                    const std::string& demuxer = {});
-
-/// Returns the options with which ffmpeg reads raw frames of that format.
-std::string RawFramesDemuxer(const StreamFormat& format);
+void CheckEncodable(const StreamFormat& format, const std::string& inputName);
 
 /// Throws a Failure with the command that converts an input.
 /// @param found   what the input holds, for example "4:2:0 pictures (yuv420p)"
 /// @param filters comma-separated filters for the conversion; may be empty
-/// @param demuxer as of CheckEncodable()
 [[noreturn]] void RefuseUnconverted(const std::string& inputName, const std::string& found,
-                                    const std::string& filters = {},
-                                    const std::string& demuxer = {});
+                                    const std::string& filters = {});
 
 /// Returns the command that converts an input to V210 in a .mov, with the sound as PCM.
 /// @param inputName name in messages; for standard input the command reads that as well
-std::string ConversionCommand(const std::string& inputName, const std::string& filters,
-                              const std::string& demuxer = {});
+std::string ConversionCommand(const std::string& inputName, const std::string& filters);
 
 /// Quotes `text` as one word of a shell command, if it needs quotes.
 std::string QuoteForShell(const std::string& text);

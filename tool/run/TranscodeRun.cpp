@@ -10,6 +10,7 @@
 #include "base/Interrupt.h"
 #include "base/Text.h"
 #include "frames/FrameHeaders.h"
+#include "frames/FrameLabels.h"
 #include "run/OrderedRun.h"
 
 namespace vixprores {
@@ -123,7 +124,7 @@ void TranscodeRun::Complete(vix::PoolFrame& job, unsigned element) {
   const ElementOutput output = TakeOutput(job, frame);
   job.error = nullptr;  // it is the frame's fault now
   const auto source = std::move(frame.source);
-  const Sample sample = Judge(frame, output);
+  Sample sample = Judge(frame, output);
   if (!sample) return;
   const auto buffer = sample->GetBuffer();
   if (check_) Check(*source, buffer, frame.place.number, element);
@@ -132,9 +133,24 @@ void TranscodeRun::Complete(vix::PoolFrame& job, unsigned element) {
     ClearRowPadding(result_, buffer->GetData());
   } else {
     StampFrameHeader(result_, {buffer->GetData(), buffer->GetSize()});
+    sample = OrderFields(std::move(sample));
   }
   frame.resultBytes = buffer->GetSize();
   frame.result = writer_->Pack(sample);
+}
+
+// The element always codes the top field first.
+TranscodeRun::Sample TranscodeRun::OrderFields(Sample sample) const {
+  if (result_.fieldOrder != FieldOrder::BottomFirst) return sample;
+  const auto coded = sample->GetBuffer();
+  const auto header = ParseHeader(BytesOf(*coded));
+  const auto ordered =
+      header ? SetFieldOrder(FieldOrder::BottomFirst, std::const_pointer_cast<vix::IBuffer>(coded),
+                             *header, pool_)
+             : nullptr;
+  Ensure(ordered != nullptr, "an encoded frame has two pictures");
+  return vix::CreateVideoSample(sample->GetVideoParameters(), sample->GetVideoInfo(), ordered,
+                                sample->GetTimeLimits(), {});
 }
 
 ElementOutput TranscodeRun::TakeOutput(const vix::PoolFrame& job, const Frame& frame) const {

@@ -8,6 +8,7 @@
 #include <optional>
 #include <string>
 
+#include "base/FramePool.h"
 #include "media/FrameWriter.h"
 #include "media/OutputFile.h"
 #include "run/Elements.h"
@@ -62,6 +63,7 @@ class TranscodeRun {
   vix::ElementPoolOptions MakePoolOptions();
   void Prepare(vix::PoolFrame& job);
   void Complete(vix::PoolFrame& job, unsigned element);
+  Sample OrderFields(Sample sample) const;
   ElementOutput TakeOutput(const vix::PoolFrame& job, const Frame& frame) const;
   Sample Judge(Frame& frame, const ElementOutput& output) const;
   void Check(const vix::IBuffer& source, std::shared_ptr<const vix::IBuffer> encoded,
@@ -84,6 +86,7 @@ class TranscodeRun {
   Output& file_;
   FrameWriter* writer_;
   DamagePolicy onDamage_;
+  FramePool pool_;
   GapFiller gapFiller_;
   StandInLimit standIns_;
   RunReport& report_;

@@ -58,18 +58,6 @@ class Unreadable(ToolTest):
 class NeedsConversion(ToolTest):
     """Runs the named command; its output can be encoded."""
 
-    def check_advice(self, clip, *words, piped=False, options=()):
-        with open(clip, "rb") as pipe:
-            result = self.fail_with(1, words, "encode", *options, "-" if piped else clip,
-                                    self.path("out.mov"), cwd=self.folder, stdin=pipe)
-        command = re.search(r"^  (ffmpeg .*)$", result.stderr, re.MULTILINE).group(1)
-        arguments = shlex.split(command)
-        with open(clip, "rb") as pipe:
-            subprocess.run([arguments[0], "-nostdin", "-v", "error", *arguments[1:]], check=True,
-                           cwd=self.folder, timeout=TIMEOUT, stdin=pipe)
-        self.succeed("encode", self.folder / arguments[-1], self.path("out.mov"))
-        return probe(self.path("out.mov"))
-
     def test_full_range_that_the_output_cannot_label(self):
         clip = self.path("clip.y4m")
         make_clip(clip, "-color_range", "pc", pixels="yuv422p", filters="setrange=full")
@@ -78,34 +66,6 @@ class NeedsConversion(ToolTest):
         self.assertIn("out_range=tv", result.stderr)
         result = self.succeed("encode", clip, self.path("full.mkv"))
         self.assertNotIn("full range, which players", result.stderr)
-
-    def test_bottom_field_first_on_standard_input(self):
-        clip = self.path("clip.mov")
-        make_v210(clip, "-movflags", "faststart", filters="setfield=bff")
-        self.check_advice(clip, "bottom field first", "ffmpeg -i - ", piped=True)
-
-    def test_bottom_field_first_in_raw_frames(self):
-        for fourcc, make in (("V210", make_v210), ("UYVY", make_uyvy)):
-            for piped in (False, True):
-                with self.subTest(fourcc=fourcc, piped=piped):
-                    clip = self.path(f"clip.{fourcc.lower()}")
-                    make(clip, "-f", "rawvideo", filters="setfield=bff")
-                    self.check_advice(clip, "bottom field first", "-video_size 128x96 -framerate 25",
-                                      piped=piped, options=("--fourcc", fourcc, "--size", "128x96",
-                                                            "--rate", "25", "--fields", "bottom"))
-                    for path in self.folder.iterdir():
-                        path.unlink()
-
-    def test_bottom_field_first(self):
-        clip = self.path("clip.mov")
-        make_v210(clip, filters="setfield=bff")
-        track = self.check_advice(clip, "bottom field first", "fieldorder=tff")
-        self.assertEqual(track["field_order"], "tb")
-
-    def test_bottom_field_first_in_y4m(self):
-        clip = self.path("clip.y4m")
-        make_clip(clip, "-strict", "-1", filters="setfield=bff")
-        self.check_advice(clip, "bottom field first", "fieldorder=tff")
 
     def test_variable_frame_rate(self):
         clip = self.path("clip.mov")

@@ -115,7 +115,7 @@ class Batch(ToolTest):
         self.path("out/clip0.mov").write_text("something else")
         result = run("encode", "--output-dir", self.out, one)
         self.assertEqual(result.returncode, 1)
-        self.assertIn("is not a complete mov", result.stderr)
+        self.assertIn("is no video file", result.stderr)
 
     def test_outputs_with_other_labels_are_rejected(self):
         clip = self.path("labels.mov")
