@@ -33,6 +33,8 @@ class FrameWriter {
   virtual void WriteSound(SoundPacket /*sound*/) {}
   /// Returns true if `recover` can read what was written so far, without Finish().
   virtual bool IsRecoverable() const { return false; }
+  /// Returns the number of frames that wait to be written: they would be lost with the process.
+  virtual std::int64_t CountWaiting() const { return 0; }
   /// Completes the output, which stays open. No frame may follow.
   virtual void Finish() = 0;
   /// Returns a note on what the finished output could not store; empty = nothing.

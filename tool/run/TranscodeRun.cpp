@@ -83,12 +83,14 @@ bool TranscodeRun::ProcessFrames() {
     RunThrough(*elements_, shares_.elements, ends);
     return true;
   } catch (const Interrupted&) {
+    report_.frames = frames_;
     return false;
   }
 }
 
 void TranscodeRun::Finish() {
-  if (report_.frames == 0) throw Failure(source_.GetName() + ": holds no undamaged frame");
+  report_.frames = frames_;
+  if (frames_ == 0) throw Failure(source_.GetName() + ": holds no undamaged frame");
   for (SoundPacket& sound : source_.TakeRestOfSound()) writer_->WriteSound(std::move(sound));
   writer_->Finish();
   file_.Commit();
@@ -98,8 +100,9 @@ void TranscodeRun::Finish() {
 void TranscodeRun::FinishPartial(const std::string& reason) {
   report_.message = reason;
   std::string fate = "; nothing was kept";
-  if (report_.frames > 0) {
-    const KeptFrames kept = KeepFrames(file_, *writer_, report_.frames);
+  report_.frames = frames_;
+  if (frames_ > 0) {
+    const KeptFrames kept = KeepFrames(file_, *writer_, frames_);
     if (!kept.name.empty()) ReportOutput(kept.name);
     fate = kept.fate;
   }
@@ -206,7 +209,9 @@ void TranscodeRun::Write(Frame& frame, const std::exception_ptr& failure) {
 
 void TranscodeRun::WriteFrame(const Sample& frame) {
   writer_->Write(frame);
-  ++report_.frames;
+  ++frames_;
+  // Those that wait would be lost with the process.
+  report_.frames = frames_ - writer_->CountWaiting();
 }
 
 void TranscodeRun::FillGap(const FramePlace& place) {

@@ -87,6 +87,7 @@ class TranscodeRun {
   FrameWriter* writer_;
   DamagePolicy onDamage_;
   FramePool pool_;
+  std::int64_t frames_ = 0;  ///< given to the writer
   GapFiller gapFiller_;
   StandInLimit standIns_;
   RunReport& report_;

@@ -2,8 +2,6 @@
 """Unusable inputs: each run ends with exit code 1, a message that states what was found and what to
 do, and no output. If the message names a command, that command works."""
 import re
-import shlex
-import subprocess
 
 from tool import (TIMEOUT, ToolTest, ffmpeg, frame_bytes, largest_difference, make_clip, make_uyvy,
                   make_v210, planes, probe, run)

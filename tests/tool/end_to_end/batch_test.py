@@ -115,7 +115,7 @@ class Batch(ToolTest):
         self.path("out/clip0.mov").write_text("something else")
         result = run("encode", "--output-dir", self.out, one)
         self.assertEqual(result.returncode, 1)
-        self.assertIn("is no video file", result.stderr)
+        self.assertIn("is not a complete mov", result.stderr)
 
     def test_outputs_with_other_labels_are_rejected(self):
         clip = self.path("labels.mov")
@@ -171,7 +171,7 @@ class Batch(ToolTest):
                              *self.inputs, missing)
                 self.assertEqual(result.returncode, 1)
                 self.assertEqual(self.names(), ["clip0.mov", "clip2.mov", "clip3.mov"])
-                self.assertIn(f"vixprores: {self.inputs[1]}: is not a complete mov", result.stderr)
+                self.assertIn(f"vixprores: {self.inputs[1]}: is no video file", result.stderr)
                 self.assertIn(f"vixprores: {missing}: cannot be read", result.stderr)
                 self.assertIn("3 of 5 are there", result.stderr)
 

@@ -66,6 +66,7 @@ void ContainerWriter::WriteDescription() {
       {PacketTag::kDescription, static_cast<std::uint32_t>(movie.size()), 0, 0, HashPacket(movie)});
   avio_write(context_->pb, tag.data(), static_cast<int>(tag.size()));
   avio_write(context_->pb, movie.data(), static_cast<int>(movie.size()));
+  avio_flush(context_->pb);
 }
 
 void ContainerWriter::WriteTag(std::uint32_t track, const AVPacket& packet,

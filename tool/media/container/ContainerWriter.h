@@ -53,6 +53,9 @@ class ContainerWriter : public FrameWriter {
              const std::optional<std::uint64_t>& hash);
   void WriteSound(SoundPacket sound) override;
   bool IsRecoverable() const override { return isTagged_; }
+  std::int64_t CountWaiting() const override {
+    return static_cast<std::int64_t>(packets_.CountFrames());
+  }
   void Finish() override;
   std::string GetEndNote() const override;
 

@@ -44,6 +44,8 @@ class Interleaver {
   void AddSound(SoundPacket sound);
   /// Makes Take() return everything that is left.
   void Finish();
+  /// Returns the number of frames that Take() has not returned.
+  std::size_t CountFrames() const { return frames_.size(); }
   /// Returns the next packet; nullopt = it has not arrived yet.
   std::optional<Item> Take();
 
