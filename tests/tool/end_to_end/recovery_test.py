@@ -236,7 +236,7 @@ class WholeFiles(ToolTest):
                 words = [f"out.mxf: cannot store sound track 1 ({codec} at {rate} Hz)", "choose .mov"]
                 result = self.fail_with(1, words, "recover", self.whole, out)
                 self.assertNotIn("--no-audio", result.stderr)
-                self.fail_with(1, [*words, "--no-audio"], "encode", self.clip, out)
+                self.fail_with(1, [words[0], "--audio", "--no-audio"], "encode", self.clip, out)
                 self.succeed("encode", "--overwrite", "--no-audio", self.clip, out)
                 out.unlink()
 
