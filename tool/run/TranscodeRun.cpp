@@ -215,6 +215,10 @@ void TranscodeRun::WriteFrame(const Sample& frame) {
 }
 
 void TranscodeRun::FillGap(const FramePlace& place) {
+  if (!result_.IsRaw() && !gapFiller_.HasLast()) {
+    throw Failure(source_.GetName() + ": " + Describe(place) +
+                  ": there is no picture before it to repeat; --on-error skip leaves it out");
+  }
   if (!standIns_.Take(place.count)) {
     report_.damage.back().treatment = FrameDamage::Treatment::Stopped;
     throw Failure(source_.GetName() + ": " + Describe(place) + ": too many lost frames to fill (" +

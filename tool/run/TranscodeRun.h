@@ -26,6 +26,8 @@ class GapFiller {
   GapFiller(const StreamFormat& format, const FrameWriter& writer)
       : format_(format), writer_(writer) {}
 
+  /// Returns true if there is a last frame.
+  bool HasLast() const { return last_ != nullptr; }
   /// Sets the last frame, packed for the writer.
   void SetLast(std::shared_ptr<const vix::IVideoSample> frame) { last_ = std::move(frame); }
   /// Returns the frame of that number, packed for the writer.

@@ -226,6 +226,19 @@ class Ranges(ToolTest):
         self.check(clip, "--filter", "hflip")
 
 
+class Colours(ToolTest):
+    def test_of_hdr_become_sdr_only_with_a_luminance(self):
+        clip, out = self.path("clip.mkv"), self.path("out.mov")
+        ffmpeg("-f", "lavfi", "-i", "testsrc2=s=128x96:r=25", "-frames:v", "2", "-pix_fmt",
+               "yuv420p10le", "-color_primaries", "bt2020", "-color_trc", "smpte2084",
+               "-colorspace", "bt2020nc", "-c:v", "ffv1", clip)
+        self.fail_with(1, ["is HDR", "--peak-luminance"], "encode", "--convert-color", "bt709", clip,
+                       out)
+        self.succeed("encode", "--convert-color", "bt709", "--peak-luminance", "203", clip, out)
+        track = probe(out)
+        self.assertEqual((track["color_space"], track["color_transfer"]), ("bt709", "bt709"))
+
+
 class Rates(ToolTest):
     def test_are_converted_by_time(self):
         clip, out = self.path("clip.mp4"), self.path("out.mov")

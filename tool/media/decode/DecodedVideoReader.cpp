@@ -75,6 +75,18 @@ StreamFormat DecodedVideoReader::DescribeFormat(const AVFrame& first) const {
   return format;
 }
 
+// There is no one luminance that white of SDR has in HDR.
+void DecodedVideoReader::CheckLuminance(const Colour& source, const Colour& target) const {
+  const auto isHdr = [](const Colour& colour) {
+    return colour.transfer == AVCOL_TRC_SMPTE2084 || colour.transfer == AVCOL_TRC_ARIB_STD_B67;
+  };
+  if (!isHdr(source) || isHdr(target) || reading_.peakLuminance > 0) return;
+  throw Failure(GetName() + ": is HDR (" + vixprores::Describe(source) + "); --convert-color " +
+                *reading_.convertColour +
+                " needs --peak-luminance with the luminance in cd/m2 that becomes white; what is "
+                "brighter is clipped");
+}
+
 PictureTarget DecodedVideoReader::DescribeTarget(const AVFrame& first) const {
   PictureTarget target;
   target.format = DescribeFormat(first);
@@ -100,6 +112,7 @@ PictureTarget DecodedVideoReader::DescribeTarget(const AVFrame& first) const {
   }
   if (reading_.convertColour) {
     target.colour = FindColourPreset(*reading_.convertColour);
+    CheckLuminance(format.colour, *target.colour);
     target.colour->range = ColourRange::Limited;
     format.colour = *target.colour;
     target.peakLuminance = reading_.peakLuminance;

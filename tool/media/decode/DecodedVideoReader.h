@@ -44,6 +44,7 @@ class DecodedVideoReader : public FrameReader {
   void Describe(const AVFrame& first);
   StreamFormat DescribeFormat(const AVFrame& first) const;
   PictureTarget DescribeTarget(const AVFrame& first) const;
+  void CheckLuminance(const Colour& source, const Colour& target) const;
   std::string DescribeChanges(const AVFrame& first) const;
   std::optional<std::int64_t> CountFrames() const;
   std::int64_t NumberAt(std::int64_t time) const;
