@@ -20,7 +20,7 @@ class Unreadable(ToolTest):
     def test_text(self):
         text = self.path("text.mov")
         text.write_text("This is no video.\n" * 1000)
-        self.fail_with(1, [text, "is no video or sound file", "--fourcc, --size and --rate"], "encode",
+        self.fail_with(1, [text, "is no video file", "--fourcc, --size and --rate"], "encode",
                        text, self.path("out.mov"))
         self.fail_with(1, [text, "is not a complete mov"], "decode", text, self.path("out.mov"))
 
@@ -35,7 +35,7 @@ class Unreadable(ToolTest):
         clip, playlist = self.path("clip.mov"), self.path("list.ffconcat")
         make_v210(clip)
         playlist.write_text("ffconcat version 1.0\nfile clip.mov\n")
-        result = self.fail_with(1, [playlist, "is no video or sound file"], "encode", playlist,
+        result = self.fail_with(1, [playlist, "is no video file"], "encode", playlist,
                                 self.path("out.mov"))
         self.assertNotIn("whitelist", result.stderr)
 
@@ -215,7 +215,7 @@ class Truncated(ToolTest):
         clip = self.path("clip.mov")
         make_v210(clip)
         self.cut(clip)
-        self.fail_with(1, [clip, "moov", "is no video or sound file"], "encode", clip,
+        self.fail_with(1, [clip, "moov", "is no video file"], "encode", clip,
                        self.path("out.mov"))
 
     def test_avi(self):

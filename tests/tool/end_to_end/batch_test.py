@@ -171,7 +171,7 @@ class Batch(ToolTest):
                              *self.inputs, missing)
                 self.assertEqual(result.returncode, 1)
                 self.assertEqual(self.names(), ["clip0.mov", "clip2.mov", "clip3.mov"])
-                self.assertIn(f"vixprores: {self.inputs[1]}: is no video or sound file", result.stderr)
+                self.assertIn(f"vixprores: {self.inputs[1]}: is no video file", result.stderr)
                 self.assertIn(f"vixprores: {missing}: cannot be read", result.stderr)
                 self.assertIn("3 of 5 are there", result.stderr)
 
