@@ -188,7 +188,7 @@ void ReadSamples(ImageInput& input, TypeDesc type, const Window& window, Sample*
 
 std::uint16_t ToSixteenBits(float value) {
   constexpr float kMost = 65535;
-  if (!(value > 0)) return 0;  // not a number, too
+  if (!(value > 0)) return 0;                  // not a number, too
   const float rounded = value * kMost + 0.5F;  // once the fraction is cut off
   return static_cast<std::uint16_t>(std::min(rounded, kMost));
 }
