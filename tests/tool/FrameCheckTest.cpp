@@ -17,7 +17,6 @@ using reference::StreamSpec;
 using testing::HasSubstr;
 using testing::IsEmpty;
 using testing::Not;
-using Bytes = std::vector<std::uint8_t>;
 
 constexpr std::uint32_t kWidth = 50;
 constexpr std::uint32_t kHeight = 34;
@@ -63,7 +62,7 @@ Stream Make(const StreamSpec& spec) {
 }
 
 // Returns the result of the codec library.
-std::int32_t Decode(const Bytes& frame, std::uint32_t height) {
+std::int32_t Decode(const std::vector<std::uint8_t>& frame, std::uint32_t height) {
   constexpr std::uint32_t kRowBytes = 256;
   std::vector<std::uint8_t> pixels(kRowBytes * height);
   PixelBufferRecord picture{pixels.data(), kRowBytes, kWPRPixelFormatV210, kWidth, height};
@@ -90,7 +89,7 @@ TEST(FrameCheck, AgreesWithTheDecoderOnDamage) {
     for (std::size_t bit = 0; bit < 8 * stream.bytes.size(); bit += 37) {
       // The decoder rejects a size other than that of the destination.
       if (bit / 8 >= 16 && bit / 8 < 20) continue;
-      Bytes bytes = stream.bytes;
+      std::vector<std::uint8_t> bytes = stream.bytes;
       bytes[bit / 8] ^= static_cast<std::uint8_t>(0x80 >> bit % 8);
       const std::int32_t result = Decode(bytes, static_cast<std::uint32_t>(spec.height));
       const FrameCheck check = CheckFrame(bytes);
@@ -115,7 +114,7 @@ TEST(FrameCheck, LocatesTheDamagedSlice) {
     if (each.picture == 1 && each.row == 0) slice = &each;
   }
   ASSERT_NE(slice, nullptr);
-  Bytes bytes = stream.bytes;
+  std::vector<std::uint8_t> bytes = stream.bytes;
   bytes[slice->offset + 2] = 0xff;  // the size of its luma
   const FrameCheck check = CheckFrame(bytes);
   EXPECT_THAT(check.faults, IsEmpty());
@@ -127,7 +126,7 @@ TEST(FrameCheck, LocatesTheDamagedSlice) {
   EXPECT_EQ(check.Describe(), "1 damaged slice");
 }
 
-std::string Describe(Bytes bytes, std::size_t place, std::uint8_t value) {
+std::string Describe(std::vector<std::uint8_t> bytes, std::size_t place, std::uint8_t value) {
   bytes.at(place) = value;
   return CheckFrame(bytes).Describe();
 }
@@ -155,7 +154,8 @@ TEST(FrameCheck, AcceptsZerosAfterTheFrame) {
 TEST(FrameCheck, DetectsEveryTruncation) {
   const Stream stream = Make(FieldSpec());
   for (std::size_t size = 0; size < stream.bytes.size(); ++size) {
-    const Bytes cut(stream.bytes.begin(), stream.bytes.begin() + static_cast<std::ptrdiff_t>(size));
+    const std::vector<std::uint8_t> cut(stream.bytes.begin(),
+                                        stream.bytes.begin() + static_cast<std::ptrdiff_t>(size));
     EXPECT_FALSE(CheckFrame(cut).IsIntact()) << size;
   }
 }

@@ -11,8 +11,6 @@
 namespace vixprores {
 namespace {
 
-using Bytes = std::vector<std::uint8_t>;
-
 StreamFormat MakeFormat(vix::FourCC code, std::uint32_t width, std::uint32_t height) {
   StreamFormat format;
   format.code = code;
@@ -21,8 +19,8 @@ StreamFormat MakeFormat(vix::FourCC code, std::uint32_t width, std::uint32_t hei
   return format;
 }
 
-Bytes Words16(const std::vector<std::uint16_t>& samples) {
-  Bytes bytes;
+std::vector<std::uint8_t> Words16(const std::vector<std::uint16_t>& samples) {
+  std::vector<std::uint8_t> bytes;
   for (const std::uint16_t sample : samples) {
     bytes.push_back(static_cast<std::uint8_t>(sample & 0xFF));
     bytes.push_back(static_cast<std::uint8_t>(sample >> 8));
@@ -30,8 +28,9 @@ Bytes Words16(const std::vector<std::uint16_t>& samples) {
   return bytes;
 }
 
-Bytes Pack(const StreamFormat& format, const Bytes& planar) {
-  Bytes packed(format.FrameBytes(), 0xEE);
+std::vector<std::uint8_t> Pack(const StreamFormat& format,
+                               const std::vector<std::uint8_t>& planar) {
+  std::vector<std::uint8_t> packed(format.FrameBytes(), 0xEE);
   PackPicture(format, planar, packed);
   return packed;
 }
@@ -44,20 +43,21 @@ TEST(PlanarBytes, CountsChromaRowsOfHalfTheWidthRoundedUp) {
 
 TEST(PackPicture, PutsUyvyInItsByteOrder) {
   // Two rows: Y 1..4 and 5..8, Cb 11..14, Cr 21..24.
-  const Bytes planar{1, 2, 3, 4, 5, 6, 7, 8, 11, 12, 13, 14, 21, 22, 23, 24};
-  const Bytes packed{11, 1, 21, 2, 12, 3, 22, 4, 13, 5, 23, 6, 14, 7, 24, 8};
+  const std::vector<std::uint8_t> planar{1, 2, 3, 4, 5, 6, 7, 8, 11, 12, 13, 14, 21, 22, 23, 24};
+  const std::vector<std::uint8_t> packed{11, 1, 21, 2, 12, 3, 22, 4, 13, 5, 23, 6, 14, 7, 24, 8};
   EXPECT_EQ(Pack(MakeFormat(vix::kFourCC_UYVY, 4, 2), planar), packed);
 }
 
 TEST(PackPicture, RepeatsTheLastPixelOfAnOddRow) {
   EXPECT_EQ(Pack(MakeFormat(vix::kFourCC_UYVY, 3, 1), {1, 2, 3, 11, 12, 21, 22}),
-            (Bytes{11, 1, 21, 2, 12, 3, 22, 3}));
+            (std::vector<std::uint8_t>{11, 1, 21, 2, 12, 3, 22, 3}));
 }
 
 TEST(PackPicture, PutsThreeComponentsIntoEachWordOfV210) {
   // Six pixels fill one group of four words.
-  const Bytes planar = Words16({1, 2, 3, 4, 5, 1023, 101, 102, 103, 201, 202, 203});
-  const Bytes packed = Pack(MakeFormat(vix::kFourCC_V210, 6, 1), planar);
+  const std::vector<std::uint8_t> planar =
+      Words16({1, 2, 3, 4, 5, 1023, 101, 102, 103, 201, 202, 203});
+  const std::vector<std::uint8_t> packed = Pack(MakeFormat(vix::kFourCC_V210, 6, 1), planar);
   ASSERT_EQ(packed.size(), 128u);
   const std::uint32_t expected[] = {101u | 1u << 10 | 201u << 20, 2u | 102u << 10 | 3u << 20,
                                     202u | 4u << 10 | 103u << 20, 5u | 203u << 10 | 1023u << 20};
@@ -66,14 +66,15 @@ TEST(PackPicture, PutsThreeComponentsIntoEachWordOfV210) {
 
 TEST(PackPicture, ZeroesThePaddingOfV210Rows) {
   const StreamFormat format = MakeFormat(vix::kFourCC_V210, 6, 2);
-  const Bytes packed = Pack(format, Bytes(PlanarBytes(format), 1));
+  const std::vector<std::uint8_t> packed =
+      Pack(format, std::vector<std::uint8_t>(PlanarBytes(format), 1));
   for (const unsigned row : {0u, 128u}) {
     for (std::size_t offset = 16; offset < 128; ++offset) EXPECT_EQ(packed[row + offset], 0);
   }
 }
 
 TEST(PackPicture, LimitsSamplesAbove10Bits) {
-  const Bytes packed =
+  const std::vector<std::uint8_t> packed =
       Pack(MakeFormat(vix::kFourCC_V210, 2, 1), Words16({0xFFFF, 1024, 4000, 60000}));
   const std::uint32_t expected[] = {0x3FFFFFFF, 1023};
   EXPECT_EQ(std::memcmp(packed.data(), expected, sizeof expected), 0);
@@ -85,14 +86,14 @@ class PackedAndBack
 TEST_P(PackedAndBack, KeepsEverySample) {
   const auto [code, width, height] = GetParam();
   const StreamFormat format = MakeFormat(code, width, height);
-  Bytes planar(PlanarBytes(format));
+  std::vector<std::uint8_t> planar(PlanarBytes(format));
   std::minstd_rand random(width * 1000 + height);
   for (std::size_t i = 0; i < planar.size(); ++i) {
     const bool isUpperByte = code == vix::kFourCC_V210 && i % 2 == 1;
     planar[i] = static_cast<std::uint8_t>(random() & (isUpperByte ? 3 : 0xFF));
   }
-  const Bytes packed = Pack(format, planar);
-  Bytes back(planar.size(), 0xEE);
+  const std::vector<std::uint8_t> packed = Pack(format, planar);
+  std::vector<std::uint8_t> back(planar.size(), 0xEE);
   UnpackPicture(format, packed, back);
   EXPECT_EQ(back, planar);
 }
@@ -104,7 +105,7 @@ INSTANTIATE_TEST_SUITE_P(Sizes, PackedAndBack,
 
 TEST(ClearRowPadding, ZeroesOnlyThePadding) {
   const StreamFormat format = MakeFormat(vix::kFourCC_V210, 50, 2);
-  Bytes frame(format.FrameBytes(), 0xEE);
+  std::vector<std::uint8_t> frame(format.FrameBytes(), 0xEE);
   ClearRowPadding(format, frame.data());
   for (std::size_t i = 0; i < frame.size(); ++i) {
     // Nine groups of 16 bytes hold 50 pixels.
@@ -115,9 +116,9 @@ TEST(ClearRowPadding, ZeroesOnlyThePadding) {
 TEST(ClearRowPadding, LeavesRowsWithoutPaddingAlone) {
   for (const auto& format :
        {MakeFormat(vix::kFourCC_V210, 48, 3), MakeFormat(vix::kFourCC_UYVY, 5, 3)}) {
-    Bytes frame(format.FrameBytes(), 0xEE);
+    std::vector<std::uint8_t> frame(format.FrameBytes(), 0xEE);
     ClearRowPadding(format, frame.data());
-    EXPECT_EQ(frame, Bytes(frame.size(), 0xEE));
+    EXPECT_EQ(frame, std::vector<std::uint8_t>(frame.size(), 0xEE));
   }
 }
 

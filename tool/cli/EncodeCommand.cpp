@@ -28,10 +28,10 @@ StreamFormat Override(StreamFormat source, const StreamOverrides& overrides) {
 }
 
 void Override(Metadata& metadata, const Metadata& overrides) {
-  for (const auto& [key, text] : overrides) {
+  for (const auto& label : overrides) {
     // Names differ in case between containers.
-    std::erase_if(metadata, [&key](const auto& entry) { return ToLower(entry.first) == key; });
-    if (!text.empty()) metadata[key] = text;
+    std::erase_if(metadata, [&](const auto& entry) { return ToLower(entry.first) == label.first; });
+    if (!label.second.empty()) metadata.insert(label);
   }
 }
 

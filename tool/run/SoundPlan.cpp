@@ -123,7 +123,8 @@ Alignment Align(const SoundFile& file, const TranscodeOptions& options, const Tr
 
 // Rejects a file that has no sound during the pictures.
 void CheckOverlap(const SoundFile& file, const Alignment& alignment, const TranscodePlan& plan) {
-  const auto [time, tick] = alignment.offset;
+  const auto& time = alignment.offset.time;
+  const auto& tick = alignment.offset.tick;
   const auto frames = plan.reader->GetDescription().frames;
   const AVRational frame = Invert(plan.reader->GetFormat().rate);
   const bool isLate = frames && av_compare_ts(time, tick, *frames, frame) >= 0;

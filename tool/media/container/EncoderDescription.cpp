@@ -5,6 +5,7 @@
 #include <array>
 #include <cstdint>
 #include <cstring>
+#include <iterator>
 #include <vector>
 
 extern "C" {
@@ -25,9 +26,9 @@ vix::FourCC FindMxfVariant(const InputFile& file) {
   if (!file.IsSeekable()) return 0;
   std::vector<std::uint8_t> bytes(kSearchedBytes);
   bytes.resize(file.ReadAt(0, bytes));
-  const auto found = std::ranges::search(bytes, kLabel);
-  if (found.empty() || found.end() == bytes.end()) return 0;
-  const unsigned number = *found.end();
+  const auto label = std::search(bytes.begin(), bytes.end(), kLabel.begin(), kLabel.end());
+  if (bytes.end() - label <= std::ssize(kLabel)) return 0;
+  const unsigned number = label[kLabel.size()];
   return number >= 1 && number <= kVariants.size() ? kVariants[number - 1] : 0;
 }
 

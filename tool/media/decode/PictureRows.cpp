@@ -74,8 +74,7 @@ PictureKind KindOf(const AVFrame& picture) {
 }
 
 PictureRows::PictureRows(AVPixelFormat format, const std::string& inputName)
-    : format_(format),
-      layout_(RequireLayout(format, inputName)),
+    : layout_(RequireLayout(format, inputName)),
       isRgb_((layout_.flags & (AV_PIX_FMT_FLAG_RGB | AV_PIX_FMT_FLAG_PAL)) != 0),
       isGrey_(!isRgb_ && layout_.nb_components < 3),
       isPlanar_(false),

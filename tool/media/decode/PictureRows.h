@@ -60,7 +60,6 @@ class PictureRows {
                  std::span<std::uint16_t> samples) const;
   void Widen(unsigned depth, std::span<std::uint16_t> samples) const;
 
-  AVPixelFormat format_;
   const AVPixFmtDescriptor& layout_;
   bool isRgb_;
   bool isGrey_;
