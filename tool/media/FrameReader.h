@@ -18,9 +18,15 @@ namespace vixprores {
 
 class SideTracks;
 
+/// A frame as the elements accept it.
+struct ConvertedFrame {
+  std::shared_ptr<vix::IBuffer> data;  ///< null = lost
+  std::string fault = {};              ///< to follow the frame's number; empty = none
+};
+
 /// Converts a buffer that a reader returned for the elements. May be called from any thread, by
 /// several at once, also while the reader reads. Empty = no conversion needed.
-using FrameConversion = std::function<std::shared_ptr<vix::IBuffer>(std::shared_ptr<vix::IBuffer>)>;
+using FrameConversion = std::function<ConvertedFrame(const std::shared_ptr<vix::IBuffer>&)>;
 
 /// Reads the frames of one video stream in order. Used by one thread at a time; the buffers may be
 /// used and released on any thread and may outlive the reader.

@@ -157,15 +157,18 @@ FramePlace PictureSource::PlaceOf(const NumberedFrame& frame) const {
   return place;
 }
 
+void PictureSource::FailToDecode(const NumberedFrame& frame, const std::string& fault) const {
+  throw Failure(reader_->GetName() + ": " + Describe(PlaceOf(frame)) + ": " + fault +
+                "; --frames leaves it out, 'vixprores verify' lists all damaged frames");
+}
+
 DecodedPicture PictureSource::Decode(const NumberedFrame& frame, unsigned worker) {
-  auto data = convert_ ? convert_(frame.data) : frame.data;
+  auto [data, fault] = convert_ ? convert_(frame.data) : ConvertedFrame{frame.data};
+  if (!data) FailToDecode(frame, fault);
   if (!decoders_) return {data, std::nullopt};
   const auto output =
       decoders_->Decode(worker, data, frame.header, frame.number, format_.FrameBytes());
-  if (!output.sample) {
-    throw Failure(reader_->GetName() + ": " + Describe(PlaceOf(frame)) + ": " + output.fault +
-                  "; --frames leaves it out, 'vixprores verify' lists all damaged frames");
-  }
+  if (!output.sample) FailToDecode(frame, output.fault);
   DecodedPicture picture{output.sample->GetBuffer(), std::nullopt};
   std::string what = frame.fault;
   if (output.damagedSlices > 0) {

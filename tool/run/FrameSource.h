@@ -71,8 +71,8 @@ class FrameSource {
   /// @throws Interrupted, Failure
   std::optional<Frame> Read();
   /// Converts a frame for the element. May be called from any thread, several at once.
-  std::shared_ptr<vix::IBuffer> Unpack(std::shared_ptr<vix::IBuffer> frame) const {
-    return convert_ ? convert_(std::move(frame)) : frame;
+  ConvertedFrame Unpack(const std::shared_ptr<vix::IBuffer>& frame) const {
+    return convert_ ? convert_(frame) : ConvertedFrame{frame};
   }
   /// Returns the number of frames of the range so far that were accepted at uneven times.
   std::int64_t CountUnevenFrames() const { return unevenFrames_; }
@@ -137,6 +137,7 @@ class PictureSource {
 
  private:
   FramePlace PlaceOf(const NumberedFrame& frame) const;
+  [[noreturn]] void FailToDecode(const NumberedFrame& frame, const std::string& fault) const;
 
   std::unique_ptr<FrameReader> reader_;
   FrameConversion convert_;

@@ -114,7 +114,10 @@ void TranscodeRun::FinishPartial(const std::string& reason) {
 void TranscodeRun::Prepare(vix::PoolFrame& job) {
   Frame& frame = *static_cast<Frame*>(job.context.get());
   if (!frame.source) return StopAtDamage(frame);
-  frame.source = source_.Unpack(std::move(frame.source));
+  ConvertedFrame converted = source_.Unpack(frame.source);
+  frame.source = std::move(converted.data);
+  if (!converted.fault.empty()) frame.fault = std::move(converted.fault);
+  if (!frame.source) return StopAtDamage(frame);
   frame.sourceBytes = frame.source->GetSize();
   const bool isReadable = !result_.IsRaw() || frame.header.has_value();
   if (isReadable) job.input = samples_.Make(frame.source, source_.ToOutput(frame.place.number));

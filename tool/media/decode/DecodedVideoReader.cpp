@@ -164,7 +164,7 @@ void DecodedVideoReader::CheckRange(const FrameRange& range) const {
 
 FrameConversion DecodedVideoReader::GetConversion() const {
   return [converters = converters_](const std::shared_ptr<vix::IBuffer>& picture) {
-    return converters->Convert(PictureOf(*picture));
+    return ConvertedFrame{converters->Convert(PictureOf(*picture))};
   };
 }
 

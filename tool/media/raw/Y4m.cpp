@@ -214,7 +214,7 @@ FrameConversion Y4mReader::GetConversion() const {
     auto packed = pool.MakeFrame(bytes);
     PackPicture(format, std::span(planar->GetData(), planar->GetSize()),
                 std::span(packed->GetData(), bytes));
-    return packed;
+    return ConvertedFrame{std::move(packed)};
   };
 }
 

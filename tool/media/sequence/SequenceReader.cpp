@@ -292,7 +292,7 @@ std::optional<NumberedFrame> SequenceReader::Read() {
 
 FrameConversion SequenceReader::GetConversion() const {
   return [conversion = conversion_](const std::shared_ptr<vix::IBuffer>& choice) {
-    return conversion->Convert(*choice);
+    return ConvertedFrame{conversion->Convert(*choice)};
   };
 }
 
