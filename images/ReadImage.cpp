@@ -95,28 +95,34 @@ std::optional<std::uint32_t> ReadTimecode(const ImageSpec& spec) {
 // Returns the rate of frames; 0 = unknown.
 double ReadRate(const ImageSpec& spec) {
   constexpr double kMostRate = 1000;
-  for (const char* name : {"FramesPerSecond", "dpx:FrameRate", "dpx:TemporalFrameRate"}) {
-    double rate = spec.get_float_attribute(name);
-    if (const auto* const value = spec.find_attribute(name, OIIO::TypeRational)) {
-      const auto* const parts = static_cast<const int*>(value->data());
-      rate = parts[1] > 0 ? static_cast<double>(parts[0]) / parts[1] : 0;
-    }
-    if (rate >= 1 && rate <= kMostRate) return rate;
+  const char* const name = "FramesPerSecond";
+  double rate = static_cast<double>(spec.get_float_attribute(name));
+  if (const auto* const value = spec.find_attribute(name, OIIO::TypeRational)) {
+    const auto* const parts = static_cast<const int*>(value->data());
+    rate = parts[1] > 0 ? static_cast<double>(parts[0]) / parts[1] : 0;
   }
-  return 0;
+  return rate >= 1 && rate <= kMostRate ? rate : 0;
 }
 
-// Returns false if the pictures of a .dpx begin before the end of the header's optional parts,
-// which the library reads nevertheless.
-bool HasWholeHeader(const std::string& path) {
-  constexpr std::uint32_t kHeaderBytes = 2048;
-  std::array<unsigned char, 8> start{};
-  std::ifstream file(path, std::ios::binary);
-  file.read(reinterpret_cast<char*>(start.data()), start.size());
-  const bool isBigEndian = start[0] == 'S';
-  std::uint32_t offset = 0;
-  for (std::size_t i = 0; i < 4; ++i) offset = offset << 8 | start.at(isBigEndian ? 4 + i : 7 - i);
-  return offset >= kHeaderBytes;
+// How the shown picture comes from the stored one.
+struct Turning {
+  bool swapsSides, mirrorsColumns, mirrorsRows;
+};
+// By code of Exif, from 1.
+constexpr std::array<Turning, 8> kTurnings{{{false, false, false},
+                                            {false, true, false},
+                                            {false, true, true},
+                                            {false, false, true},
+                                            {true, false, false},
+                                            {true, false, true},
+                                            {true, true, true},
+                                            {true, true, false}}};
+
+// Returns the orientation that the file states. The library turns .tga pictures itself.
+int ReadOrientation(const ImageSpec& spec, const std::string& format) {
+  const int orientation = spec.get_int_attribute("Orientation", 1);
+  const bool isKnown = 1 <= orientation && orientation <= std::ssize(kTurnings);
+  return isKnown && format != "tga" ? orientation : 1;
 }
 
 // The library pads the rest of a truncated .jpg with grey, without an error.
@@ -131,18 +137,31 @@ void CheckEnd(const std::string& path, const std::string& format) {
   if (end.find("\xFF\xD9") == std::string::npos) throw std::runtime_error("is truncated");
 }
 
-std::string DescribePicture(std::uint32_t width, std::uint32_t height, int channels) {
-  return std::to_string(width) + "x" + std::to_string(height) + " pixels with " +
-         std::to_string(channels) + (channels == 1 ? " channel" : " channels");
+// Returns text like "96x64 pixels with 3 channels of 10 bits".
+std::string DescribePicture(const ImageHeader& image) {
+  return std::to_string(image.width) + "x" + std::to_string(image.height) + " pixels with " +
+         std::to_string(image.channels) + (image.channels == 1 ? " channel" : " channels") +
+         " of " + std::to_string(image.bits) + " bits" + (image.isFloat ? " (floating point)" : "");
 }
 
-void CheckSame(const Window& window, int channels, const ImageHeader& first) {
-  const auto width = static_cast<std::uint32_t>(window.width);
-  const auto height = static_cast<std::uint32_t>(window.height);
-  if (width == first.width && height == first.height && channels == first.channels) return;
-  throw std::runtime_error("differs from the first file (found " +
-                           DescribePicture(width, height, channels) + ", expected " +
-                           DescribePicture(first.width, first.height, first.channels) + ")");
+ImageHeader DescribePixels(const ImageSpec& spec, const Window& window) {
+  ImageHeader header;
+  header.width = static_cast<std::uint32_t>(window.width);
+  header.height = static_cast<std::uint32_t>(window.height);
+  header.channels = spec.nchannels;
+  header.bits =
+      spec.get_int_attribute("oiio:BitsPerSample", static_cast<int>(8 * spec.format.basesize()));
+  header.isFloat = spec.format.is_floating_point();
+  header.hasAlpha = spec.alpha_channel >= 0;
+  return header;
+}
+
+void CheckSame(const ImageSpec& spec, const Window& window, const ImageHeader& first) {
+  const std::string found = DescribePicture(DescribePixels(spec, window));
+  const std::string expected = DescribePicture(first);
+  if (found == expected) return;
+  throw std::runtime_error("differs from " + first.path + " (found " + found + ", expected " +
+                           expected + ")");
 }
 
 // Copies stored samples to their place in the picture, grey to three components.
@@ -165,7 +184,31 @@ void Place(std::span<const Sample> stored, const ImageSpec& spec, const Window& 
 }
 
 template <typename Sample>
-void ReadSamples(ImageInput& input, TypeDesc type, const Window& window, Sample* picture) {
+void Turn(const std::vector<Sample>& stored, const Window& window, const Turning& turning,
+          Sample* picture) {
+  const int columns = turning.swapsSides ? window.height : window.width;
+  const int rows = turning.swapsSides ? window.width : window.height;
+  for (int y = 0; y < rows; ++y) {
+    for (int x = 0; x < columns; ++x) {
+      int column = turning.swapsSides ? y : x;
+      int row = turning.swapsSides ? x : y;
+      if (turning.mirrorsColumns) column = window.width - 1 - column;
+      if (turning.mirrorsRows) row = window.height - 1 - row;
+      const auto place = static_cast<std::ptrdiff_t>(row) * window.width + column;
+      picture = std::copy_n(stored.begin() + 3 * place, 3, picture);
+    }
+  }
+}
+
+template <typename Sample>
+void ReadSamples(ImageInput& input, TypeDesc type, const Window& window, int orientation,
+                 Sample* picture) {
+  if (orientation != 1) {
+    std::vector<Sample> turned(static_cast<std::size_t>(window.width) *
+                               static_cast<std::size_t>(window.height) * 3);
+    ReadSamples(input, type, window, 1, turned.data());
+    return Turn(turned, window, kTurnings.at(static_cast<std::size_t>(orientation) - 1), picture);
+  }
   const ImageSpec& spec = input.spec();
   const Channels colour = FindColour(spec);
   const bool isWhole = window.x == 0 && window.y == 0 && window.width == spec.width &&
@@ -193,10 +236,10 @@ std::uint16_t ToSixteenBits(float value) {
   return static_cast<std::uint16_t>(std::min(rounded, kMost));
 }
 
-void ReadConverted(ImageInput& input, const Window& window, const ColourTransform& transform,
-                   const ImagePixels& pixels) {
+void ReadConverted(ImageInput& input, const Window& window, int orientation,
+                   const ColourTransform& transform, const ImagePixels& pixels) {
   std::vector<float> picture(std::size_t{pixels.width} * pixels.height * 3);
-  ReadSamples(input, TypeDesc::FLOAT, window, picture.data());
+  ReadSamples(input, TypeDesc::FLOAT, window, orientation, picture.data());
   Apply(transform, picture.data(), pixels.width, pixels.height);
   std::ranges::transform(picture, static_cast<std::uint16_t*>(pixels.samples), ToSixteenBits);
 }
@@ -208,19 +251,16 @@ ImageHeader ReadImageHeader(const std::string& path) {
   const ImageSpec& spec = input->spec();
   const std::string format = FormatOf(path);
   const Window window = FindWindow(spec, format);
-  ImageHeader header;
-  header.width = static_cast<std::uint32_t>(window.width);
-  header.height = static_cast<std::uint32_t>(window.height);
-  header.channels = spec.nchannels;
-  header.bits =
-      spec.get_int_attribute("oiio:BitsPerSample", static_cast<int>(8 * spec.format.basesize()));
-  header.isFloat = spec.format.is_floating_point();
-  header.hasAlpha = spec.alpha_channel >= 0;
+  ImageHeader header = DescribePixels(spec, window);
+  header.path = path;
   FindColour(spec);
   const float aspect = spec.get_float_attribute("PixelAspectRatio", 1);
   if (std::isfinite(aspect) && aspect > 0) header.pixelAspect = static_cast<double>(aspect);
-  header.reel = spec.get_string_attribute("reelName", spec.get_string_attribute("dpx:InputDevice"));
-  if (format == "dpx" && !HasWholeHeader(path)) return header;
+  header.light = header.isFloat ? ImageLight::Linear : ImageLight::Video;
+  if (format == "cin") header.light = ImageLight::Log;
+  if (format == "dpx") return header;  // the program reads its labels
+  header.orientation = ReadOrientation(spec, format);
+  header.reel = spec.get_string_attribute("reelName");
   header.rate = ReadRate(spec);
   header.timecode = ReadTimecode(spec);
   return header;
@@ -230,13 +270,16 @@ void ReadImage(const std::string& path, const ImageHeader& first, const ColourTr
                const ImagePixels& pixels) {
   const auto input = Open(path);
   const Window window = FindWindow(input->spec(), FormatOf(path));
-  CheckSame(window, input->spec().nchannels, first);
+  CheckSame(input->spec(), window, first);
   CheckEnd(path, FormatOf(path));
-  if (transform) return ReadConverted(*input, window, *transform, pixels);
+  const int orientation = first.orientation;
+  if (transform) return ReadConverted(*input, window, orientation, *transform, pixels);
   if (pixels.bits == 8) {
-    return ReadSamples(*input, TypeDesc::UINT8, window, static_cast<std::uint8_t*>(pixels.samples));
+    return ReadSamples(*input, TypeDesc::UINT8, window, orientation,
+                       static_cast<std::uint8_t*>(pixels.samples));
   }
-  ReadSamples(*input, TypeDesc::UINT16, window, static_cast<std::uint16_t*>(pixels.samples));
+  ReadSamples(*input, TypeDesc::UINT16, window, orientation,
+              static_cast<std::uint16_t*>(pixels.samples));
 }
 
 }  // namespace vixprores::images

@@ -60,8 +60,11 @@ class FrameFailure : public Failure {
                std::optional<std::int64_t> offset = std::nullopt)
       : FrameFailure(input + ": frame " + std::to_string(frame) + " " + found +
                          (advice.empty() ? "" : "; ") + advice,
-                     found, advice, count, frame, offset) {}
+                     found, advice, count, frame, offset) {
+    input_ = input;
+  }
 
+  const std::string& GetInput() const { return input_; }  ///< empty = unknown
   std::int64_t GetFrame() const { return frame_; }
   std::int64_t GetCount() const { return count_; }
   std::optional<std::int64_t> GetOffset() const { return offset_; }
@@ -82,6 +85,7 @@ class FrameFailure : public Failure {
   std::int64_t frame_;
   std::int64_t count_;
   std::optional<std::int64_t> offset_;
+  std::string input_;
   std::string found_;
   std::string advice_;
 };

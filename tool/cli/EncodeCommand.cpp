@@ -83,8 +83,13 @@ void CheckRange(const StreamFormat& source, const OutputFormat& output, const Fr
 SequenceReading ReadingOf(const EncodeOptions& options) {
   const StreamOverrides& overrides = options.overrides;
   const int matrix = overrides.colour ? overrides.colour->matrix : 2;
-  return {overrides.rate, options.missing, ChooseSpaces(options.colours, std::nullopt),
-          overrides.matrix.value_or(matrix)};
+  SequenceReading reading;
+  reading.rate = overrides.rate;
+  reading.turns = !options.footage.keepsRotation;
+  reading.missing = options.missing;
+  reading.colours = ChooseSpaces(options.colours, std::nullopt);
+  reading.matrix = overrides.matrix.value_or(matrix);
+  return reading;
 }
 
 std::unique_ptr<FrameReader> Open(const EncodeOptions& options) {

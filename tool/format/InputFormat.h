@@ -9,10 +9,12 @@
 #include <cstdint>
 #include <optional>
 #include <string>
+#include <vector>
 
 #include "format/OutputFormat.h"
 #include "format/StreamFormat.h"
 #include "format/Timecode.h"
+#include "format/Values.h"
 
 namespace vixprores {
 
@@ -39,11 +41,15 @@ std::string QuoteForShell(const std::string& text);
 struct InputDescription {
   std::string name;  ///< for messages
   StreamFormat format;
+  /// How the pictures are stored, as in "h264, yuv420p", if they are converted to `format`.
+  std::string stored = {};
   /// Format that the container alone states; nullopt if there is no container, or if `format` has
   /// no other source.
   std::optional<StreamFormat> container = std::nullopt;
   std::optional<std::int64_t> frames = std::nullopt;  ///< nullopt if only the end shows it
   std::int64_t firstNumber = 0;  ///< of the frames as users count them: that of the first file
+  bool isSequence = false;       ///< every frame is a file with a number
+  std::vector<FrameRange> missingFiles = {};        ///< numbers between the files of a sequence
   std::optional<Timecode> timecode = std::nullopt;  ///< of frame 0; nullopt = unknown
   Metadata metadata = {};                           ///< of the file, and "reel_name"
   std::string compressor = {};    ///< name of the video's encoder; empty = unknown

@@ -114,7 +114,14 @@ void TranscodeRun::FinishPartial(const std::string& reason) {
 void TranscodeRun::Prepare(vix::PoolFrame& job) {
   Frame& frame = *static_cast<Frame*>(job.context.get());
   if (!frame.source) return StopAtDamage(frame);
-  ConvertedFrame converted = source_.Unpack(frame.source);
+  ConvertedFrame converted;
+  try {
+    converted = source_.Unpack(frame.source);
+  } catch (const FrameFailure& failure) {
+    if (onDamage_ == DamagePolicy::Stop) throw;
+    converted.fault = failure.GetFound();
+    frame.file = failure.GetInput();
+  }
   frame.source = std::move(converted.data);
   if (!converted.fault.empty()) frame.fault = std::move(converted.fault);
   if (!frame.source) return StopAtDamage(frame);
@@ -242,7 +249,9 @@ void TranscodeRun::ReportDamage(const Frame& frame) {
     const auto lost = frame.place.count > 0 ? Treatment::Replaced : Treatment::LeftOut;
     treatment = frame.result ? Treatment::Concealed : lost;
   }
-  report_.damage.push_back({frame.place, frame.fault, treatment});
+  FramePlace place = frame.place;
+  place.number += source_.GetReader().GetDescription().firstNumber;
+  report_.damage.push_back({place, frame.fault, treatment, frame.file});
 }
 
 void TranscodeRun::ReportOutput(const std::string& name) {

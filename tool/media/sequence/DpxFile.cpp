@@ -1,6 +1,7 @@
 // SPDX-License-Identifier: BSD-2-Clause
 #include "media/sequence/DpxFile.h"
 
+#include <array>
 #include <bit>
 #include <cstddef>
 #include <cstring>
@@ -8,6 +9,7 @@
 #include <span>
 #include <string_view>
 
+#include "base/Errors.h"
 #include "format/Values.h"
 #include "media/InputFile.h"
 
@@ -70,9 +72,75 @@ std::optional<Layout> FindLayout(std::span<const std::uint8_t> header, ByteOrder
   return offset < kHeaderBytes ? std::nullopt : std::optional(layout);
 }
 
-// Reads the labels of the orientation, film and television parts of a header.
+// Colours of a transfer and of a colorimetric code.
+struct DpxColour {
+  ImageLight light = ImageLight::Video;
+  int primaries = 2;
+  int transfer = 2;
+};
+// By code, from 0.
+constexpr DpxColour kColours[] = {
+    {},                          // defined by the user
+    {ImageLight::Log, 2, 2},     // printing density
+    {ImageLight::Linear, 2, 2},  // linear
+    {ImageLight::Log, 2, 2},     // logarithmic
+    {},                          // video of an unspecified kind
+    {ImageLight::Video, 1, 1},   // SMPTE ST 274
+    {ImageLight::Video, 1, 1},   // ITU-R BT.709
+    {ImageLight::Video, 5, 6},   // ITU-R BT.601, 625 lines
+    {ImageLight::Video, 6, 6},   // ITU-R BT.601, 525 lines
+    {ImageLight::Video, 6, 6},   // NTSC
+    {ImageLight::Video, 5, 6},   // PAL
+};
+
+DpxColour FindColour(std::uint8_t code) {
+  return code < std::size(kColours) ? kColours[code] : DpxColour();
+}
+
+// Reads transfer and colorimetric codes. Writers without labels store the transfer code for linear
+// in both, although no colorimetric code has its value.
+void ReadColours(const std::uint8_t* header, ImageHeader& labels) {
+  constexpr std::uint8_t kLinear = 2;
+  const std::uint8_t transfer = header[801];
+  const std::uint8_t colorimetric = header[802];
+  if (transfer == kLinear && colorimetric == kLinear) return;
+  labels.light = FindColour(transfer).light;
+  labels.transfer = FindColour(transfer).transfer;
+  labels.primaries = FindColour(colorimetric).primaries;
+}
+
+// Converts "YYYY:MM:DD:HH:MM:SS" with nothing or the zone of UTC after it to ISO 8601. A local time
+// of an unknown zone is no label.
+std::string ReadCreationTime(std::string_view text) {
+  constexpr std::string_view kForm = "0000:00:00:00:00:00";
+  text = text.substr(0, text.find('\0'));
+  if (text.size() < kForm.size()) return {};
+  for (std::size_t i = 0; i < kForm.size(); ++i) {
+    const bool isDigit = '0' <= text[i] && text[i] <= '9';
+    if (kForm[i] == ':' ? text[i] != ':' : !isDigit) return {};
+  }
+  std::string_view zone = text.substr(kForm.size());
+  if (zone.starts_with(':')) zone.remove_prefix(1);
+  if (!zone.empty() && zone != "Z" && zone != "UTC" && zone != "GMT") return {};
+  std::string iso(text.substr(0, kForm.size()));
+  iso[4] = iso[7] = '-';
+  iso[10] = 'T';
+  return iso + "Z";
+}
+
+// Reads the labels of all parts of a header.
 void ReadLabels(std::span<const std::uint8_t> header, ByteOrder order, ImageHeader& labels) {
+  constexpr std::array<int, 4> kOrientations{1, 2, 4, 3};  // of rows, in codes of Exif
   const std::uint8_t* const bytes = header.data();
+  const std::uint16_t orientation = order.Read16(bytes + 768);
+  if (orientation < kOrientations.size()) labels.orientation = kOrientations.at(orientation);
+  if (kOrientations.size() <= orientation && orientation < 2 * kOrientations.size()) {
+    throw Failure(labels.path + ": stores its picture in columns (orientation " +
+                  std::to_string(orientation) + "); convert it to one that is stored in rows");
+  }
+  ReadColours(bytes, labels);
+  labels.creationTime =
+      ReadCreationTime(std::string_view(reinterpret_cast<const char*>(bytes + 136), 24));
   const std::string_view reel(reinterpret_cast<const char*>(bytes + 1556), 32);
   if (bytes[1556] != 0xFF) labels.reel = reel.substr(0, reel.find('\0'));
   const std::uint32_t horizontal = order.Read32(bytes + 1628);
@@ -107,15 +175,32 @@ void UnpackRow(const std::uint8_t* pixels, ByteOrder order, int row, AVFrame& pi
 
 }  // namespace
 
-std::optional<ImageHeader> ReadUsualDpxHeader(const std::string& path) {
+namespace {
+
+// Returns fewer bytes if the file is shorter.
+std::vector<std::uint8_t> ReadStart(const std::string& path) {
   InputFile file(path);
   std::vector<std::uint8_t> bytes(kWholeHeaderBytes);
   bytes.resize(file.Read(bytes));
+  return bytes;
+}
+
+}  // namespace
+
+void ReadDpxLabels(ImageHeader& header) {
+  const auto bytes = ReadStart(header.path);
+  const auto order = bytes.size() < kHeaderBytes ? std::nullopt : FindByteOrder(bytes);
+  if (order) ReadLabels(bytes, *order, header);
+}
+
+std::optional<ImageHeader> ReadUsualDpxHeader(const std::string& path) {
+  const auto bytes = ReadStart(path);
   if (bytes.size() < kHeaderBytes) return std::nullopt;
   const auto order = FindByteOrder(bytes);
   const auto layout = order ? FindLayout(bytes, *order) : std::nullopt;
   if (!layout) return std::nullopt;
   ImageHeader header;
+  header.path = path;
   header.width = layout->width;
   header.height = layout->height;
   header.channels = 3;

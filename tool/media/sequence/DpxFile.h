@@ -19,6 +19,9 @@ extern "C" {
 
 namespace vixprores {
 
+/// Sets the labels of a file of any kind in `header`, whose path is set.
+void ReadDpxLabels(ImageHeader& header);
+
 /// Returns the header of a file; nullopt if it is of another kind.
 /// @throws Failure if the file cannot be read
 std::optional<ImageHeader> ReadUsualDpxHeader(const std::string& path);

@@ -14,19 +14,35 @@
 
 namespace vixprores {
 
+/// What samples are proportional to.
+enum class ImageLight {
+  Video,   ///< the signal of a display
+  Linear,  ///< light of the scene
+  Log,     ///< its logarithm, as of a camera or a film scanner
+};
+
 /// What the header of an image file states.
 struct ImageHeader {
+  std::string path;  ///< of the file
   std::uint32_t width = 0;
   std::uint32_t height = 0;
   int channels = 0;       ///< of all layers
   int bits = 0;           ///< of a sample
-  bool isFloat = false;   ///< samples are scene-linear
+  bool isFloat = false;   ///< samples are floating-point numbers
   bool hasAlpha = false;  ///< beside the colour
   double rate = 0;        ///< frames per second; 0 = unknown
   /// Bits of a SMPTE ST 12-1 timecode: binary-coded decimals, and a flag for drop frame.
   std::optional<std::uint32_t> timecode = std::nullopt;
   std::string reel;        ///< empty = unknown
   double pixelAspect = 1;  ///< width to height
+  ImageLight light = ImageLight::Video;
+  int primaries = 2;         ///< code points of ISO/IEC 23091-2; 2 = unspecified
+  int transfer = 2;          ///< code point
+  std::string creationTime;  ///< "YYYY-MM-DDTHH:MM:SSZ"; empty = unknown
+  int orientation = 1;       ///< how to turn the stored picture, a code of Exif; 1 = not at all
+
+  /// Returns true if the shown picture is as wide as the stored one is high.
+  bool IsTurnedOver() const { return orientation > 4; }
 };
 
 /// Full-range RGB in the memory of the caller, interleaved, with rows one after the other.
@@ -68,9 +84,10 @@ class ImageModule {
 
   virtual ImageHeader ReadHeader(const std::string& path) const = 0;
   /// Reads the colour of an image. Grey gets three equal components.
-  /// @param first     header of the sequence's first file; size and channels must be the same
+  /// @param first     header of the sequence's first file; size, channels and depth must be the
+  ///                  same, and its orientation is that of all files
   /// @param transform of the colours, to pixels of 16 bits; null = none
-  /// @param pixels    with the size of the first file
+  /// @param pixels    with the size of the first file, as shown
   virtual void Read(const std::string& path, const ImageHeader& first,
                     const ColourTransform* transform, const ImagePixels& pixels) const = 0;
   /// Writes a file in the format of the extension of `name`.

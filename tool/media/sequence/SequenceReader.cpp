@@ -31,12 +31,12 @@ void Free(AVFrame* picture) {
 }
 using UniqueFrame = std::unique_ptr<AVFrame, void (*)(AVFrame*)>;
 
-UniqueFrame MakePicture(AVPixelFormat format, const ImageHeader& header) {
+UniqueFrame MakePicture(AVPixelFormat format, const StreamFormat& size) {
   UniqueFrame picture(av_frame_alloc(), Free);
   if (!picture) throw std::bad_alloc();
   picture->format = format;
-  picture->width = static_cast<int>(header.width);
-  picture->height = static_cast<int>(header.height);
+  picture->width = static_cast<int>(size.width);
+  picture->height = static_cast<int>(size.height);
   picture->color_range = AVCOL_RANGE_JPEG;
   picture->colorspace = AVCOL_SPC_RGB;
   if (av_frame_get_buffer(picture.get(), 0) < 0) throw std::bad_alloc();
@@ -110,13 +110,21 @@ std::string ToText(std::uint32_t timecode) {
   return text.data();
 }
 
+std::string DescribeStored(const ImageHeader& header) {
+  const std::string extension = header.path.substr(header.path.rfind('.'));
+  return extension + " images, " + (header.channels < 3 ? "grey" : "RGB") + ", " +
+         std::to_string(header.bits) + " bits" + (header.isFloat ? " (floating point)" : "");
+}
+
 ImageHeader ReadFirstHeader(const ImageFiles& images) {
   const std::string& path = images.files.front().path;
   if (ToLower(path).ends_with(".dpx")) {
     if (const auto header = ReadUsualDpxHeader(path)) return *header;
   }
   try {
-    return LoadImageModule().ReadHeader(path);
+    ImageHeader header = LoadImageModule().ReadHeader(path);
+    if (ToLower(path).ends_with(".dpx")) ReadDpxLabels(header);
+    return header;
   } catch (const Failure&) {
     throw;
   } catch (const std::runtime_error& error) {
@@ -159,7 +167,7 @@ class SequenceReader::Conversion {
     Room(const ImageHeader& header, AVPixelFormat pixels, const StreamFormat& target,
          const std::string& name)
         : samples(std::size_t{3} * header.width * header.height),
-          picture(MakePicture(pixels, header)),
+          picture(MakePicture(pixels, target)),
           converter({.format = target}, name) {}
 
     std::vector<std::uint16_t> samples;
@@ -181,15 +189,16 @@ class SequenceReader::Conversion {
   }
 
   void ReadFile(const NumberedFile& file, Room& room) const {
-    const bool mayBeUsual = picture_ == AV_PIX_FMT_GBRP10 && ToLower(file.path).ends_with(".dpx");
+    const bool mayBeUsual = picture_ == AV_PIX_FMT_GBRP10 && header_.orientation == 1 &&
+                            ToLower(file.path).ends_with(".dpx");
     if (mayBeUsual && ReadUsualDpx(file.path, header_, room.file, *room.picture)) return;
-    const ImagePixels pixels{header_.width, header_.height, picture_ == AV_PIX_FMT_RGB24 ? 8 : 16,
+    const ImagePixels pixels{format_.width, format_.height, picture_ == AV_PIX_FMT_RGB24 ? 8 : 16,
                              room.samples.data()};
     try {
       LoadImageModule().Read(file.path, header_, transform_.get(), pixels);
     } catch (const std::runtime_error& error) {
       throw FrameFailure(file.path, file.number, error.what(),
-                         "replace it, or delete it and choose --missing hold");
+                         "replace it, or choose --on-error skip or conceal");
     }
     CopyRows(room.samples, *room.picture);
   }
@@ -215,11 +224,17 @@ class SequenceReader::Conversion {
 
 SequenceReader::SequenceReader(ImageFiles images, const SequenceReading& reading)
     : images_(std::move(images)), missing_(reading.missing) {
-  const ImageHeader header = ReadFirstHeader(images_);
-  if (header.isFloat && !reading.colours) RefuseLinear(images_.name);
+  ImageHeader header = ReadFirstHeader(images_);
+  if (!reading.turns) header.orientation = 1;
+  if (header.light == ImageLight::Linear && !reading.colours && !reading.takesLinear)
+    RefuseLinear(images_.name);
   const auto transform = reading.colours ? MakeColourTransform(*reading.colours) : nullptr;
-  if (transform) description_.format.colour = LabelsOf(*reading.colours, *transform);
+  Colour& colour = description_.format.colour;
+  colour.primaries = header.primaries;
+  colour.transfer = header.transfer;
+  if (transform) colour = LabelsOf(*reading.colours, *transform);
   Describe(header, reading);
+  AddNotes(header, transform != nullptr);
   conversion_ = std::make_shared<Conversion>(images_.files, header, GetFormat(), transform);
 }
 
@@ -227,14 +242,14 @@ void SequenceReader::Describe(const ImageHeader& header, const SequenceReading& 
   description_.name = images_.name;
   StreamFormat& format = description_.format;
   format.code = vix::kFourCC_V210;
-  format.width = header.width;
-  format.height = header.height;
+  format.width = header.IsTurnedOver() ? header.height : header.width;
+  format.height = header.IsTurnedOver() ? header.width : header.height;
   const auto rate = reading.rate ? reading.rate : FindRate(header.rate);
-  if (!rate) {
+  if (!rate && reading.needsRate) {
     throw Failure(images_.name +
                   ": the files state no frame rate; set it with --rate, for example --rate 24");
   }
-  format.rate = *rate;
+  if (rate) format.rate = *rate;
   format.sampleAspect = FindAspect(header.pixelAspect);
   format.fieldOrder = FieldOrder::Progressive;
   if (reading.matrix != 2) format.colour.matrix = reading.matrix;
@@ -245,10 +260,31 @@ void SequenceReader::Describe(const ImageHeader& header, const SequenceReading& 
                         "; --matrix chooses another";
   }
   format.colour.range = ColourRange::Limited;
+  description_.stored = DescribeStored(header);
+  description_.isSequence = true;
   description_.firstNumber = images_.files.front().number;
   description_.frames = images_.files.back().number - description_.firstNumber + 1;
-  if (header.timecode) description_.timecode = Timecode::Find(ToText(*header.timecode), *rate);
+  description_.missingFiles =
+      FindMissingNumbers(images_, {description_.firstNumber, images_.files.back().number});
+  if (header.timecode && rate) {
+    description_.timecode = Timecode::Find(ToText(*header.timecode), *rate);
+  }
   if (!header.reel.empty()) description_.metadata["reel_name"] = header.reel;
+  if (!header.creationTime.empty()) description_.metadata["creation_time"] = header.creationTime;
+}
+
+void SequenceReader::AddNotes(const ImageHeader& header, bool isConverted) {
+  std::string& note = description_.note;
+  const auto add = [&](const char* text) {
+    note += (note.empty() ? "" : "\n") + images_.name + text;
+  };
+  if (header.light == ImageLight::Log && !isConverted) {
+    add(": logarithmic pictures are encoded as they are; --input-color and --output-color convert "
+        "them");
+  }
+  if (header.orientation != 1) {
+    add(": pictures are turned as viewers show them; --no-rotate leaves them");
+  }
 }
 
 void SequenceReader::CheckRange(const FrameRange& range) const {
@@ -284,6 +320,11 @@ std::optional<NumberedFrame> SequenceReader::Read() {
   const auto next = std::ranges::upper_bound(images_.files, number, {}, &NumberedFile::number);
   std::int64_t place = next - images_.files.begin() - 1;
   const bool isMissing = std::prev(next)->number != number;
+  if (isMissing && missing_ == MissingFiles::Fail) {
+    throw FrameFailure(GetName(), frame.number,
+                       "has no file: number " + std::to_string(number) + " is missing",
+                       "--missing hold or black fills it");
+  }
   if (isMissing && missing_ == MissingFiles::Black) place = kBlack;
   frame.data = pool_.MakeFrame(sizeof place);
   std::memcpy(frame.data->GetData(), &place, sizeof place);

@@ -23,6 +23,9 @@ enum class MissingFiles {
 /// How to read a sequence.
 struct SequenceReading {
   std::optional<Rational> rate;  ///< nullopt = that of the files
+  bool needsRate = true;         ///< fail if there is none; otherwise it is 0
+  bool takesLinear = false;      ///< take scene-linear pictures unconverted, for their labels
+  bool turns = true;             ///< apply the orientation that the files state
   MissingFiles missing = MissingFiles::Fail;
   std::optional<ColourSpaces> colours;  ///< nullopt = the files' colours
   int matrix = 2;                       ///< of Y'CbCr, a code point; 2 = by height
@@ -46,6 +49,7 @@ class SequenceReader : public FrameReader {
   class Conversion;
 
   void Describe(const ImageHeader& header, const SequenceReading& reading);
+  void AddNotes(const ImageHeader& header, bool isConverted);
 
   ImageFiles images_;
   MissingFiles missing_;
