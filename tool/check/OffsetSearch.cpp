@@ -10,7 +10,6 @@
 #include "base/Interrupt.h"
 #include "format/RgbPicture.h"
 #include "run/FrameSource.h"
-#include "run/OpenInput.h"
 #include "run/OrderedRun.h"
 
 namespace vixprores {
@@ -50,10 +49,10 @@ struct SmallFrame {
   SmallPicture picture;
 };
 
-std::vector<SmallPicture> ReadSmallPictures(const std::string& path, std::int64_t first,
+std::vector<SmallPicture> ReadSmallPictures(std::unique_ptr<FrameReader> reader, std::int64_t first,
                                             int threads) {
   const ThreadShares shares = ShareThreads(threads, kFrames);
-  PictureSource source(OpenVideo(path), shares);
+  PictureSource source(std::move(reader), shares);
   RangeReader frames(source.GetReader(), FrameRange{first});
   std::vector<SmallPicture> pictures;
   std::int64_t read = 0;
@@ -91,10 +90,11 @@ std::optional<std::int64_t> FindOffset(const std::vector<SmallPicture>& referenc
   return best;
 }
 
-std::optional<std::int64_t> FindOffset(const std::string& reference, const std::string& distorted,
-                                       std::int64_t first, int threads) {
-  return FindOffset(ReadSmallPictures(reference, first, threads),
-                    ReadSmallPictures(distorted, first, threads));
+std::optional<std::int64_t> FindOffset(const ComparedInputs& inputs, std::int64_t first,
+                                       int threads) {
+  ComparedReaders readers = OpenBoth(inputs);
+  return FindOffset(ReadSmallPictures(std::move(readers.reference), first, threads),
+                    ReadSmallPictures(std::move(readers.distorted), first, threads));
 }
 
 }  // namespace vixprores

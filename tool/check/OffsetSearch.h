@@ -7,6 +7,8 @@
 #include <string>
 #include <vector>
 
+#include "check/VideoComparison.h"
+
 namespace vixprores {
 
 /// Largest offset that is searched, in frames.
@@ -21,10 +23,10 @@ std::optional<std::int64_t> FindOffset(const std::vector<SmallPicture>& referenc
                                        const std::vector<SmallPicture>& distorted);
 
 /// Does the same for the start of two videos, of which it decodes 100 frames each.
-/// @param first   number of the first frame
+/// @param first   number of the first frame, from 0
 /// @param threads 0 = one per processor
-std::optional<std::int64_t> FindOffset(const std::string& reference, const std::string& distorted,
-                                       std::int64_t first, int threads);
+std::optional<std::int64_t> FindOffset(const ComparedInputs& inputs, std::int64_t first,
+                                       int threads);
 
 }  // namespace vixprores
 

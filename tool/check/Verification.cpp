@@ -126,6 +126,11 @@ StreamStatistics DescribeInput(FrameReader& reader) {
   StreamStatistics stream;
   stream.name = input.name;
   stream.format = input.format;
+  stream.stored = input.stored;
+  stream.missingFiles = input.missingFiles;
+  if (input.isSequence) {
+    stream.files = FrameRange{input.firstNumber, input.firstNumber + *input.frames - 1};
+  }
   stream.container = input.container;
   stream.timecode = input.timecode;
   stream.framesInFile = input.frames;
@@ -137,7 +142,7 @@ StreamStatistics DescribeInput(FrameReader& reader) {
 
 void InspectFrames(FrameReader& reader, const std::optional<FrameRange>& range, bool listSlices,
                    StreamStatistics& stream, NotableFrames& notable) {
-  RangeReader frames(reader, range);
+  RangeReader frames(reader, ResolveRange(range, reader));
   std::size_t listed = 0;  // slices
   for (;;) {
     std::optional<NumberedFrame> frame;

@@ -38,16 +38,19 @@ ComparedVideo DescribeSource(const PictureSource& source) {
           {}};
 }
 
-// Returns the range of one of the videos. Without a range, frames before the other video are left
-// out.
-std::optional<FrameRange> Shift(const FrameReader& reader, const std::optional<FrameRange>& range,
-                                std::int64_t offset, bool isDistorted) {
-  if (!range) {
-    const std::int64_t first = isDistorted ? offset : -offset;
-    return first > 0 ? std::optional(FrameRange{first}) : std::nullopt;
-  }
-  FrameRange shifted = *ResolveRange(range, reader, reader.GetDescription().timecode);
-  if (!isDistorted) return shifted;
+// Returns the range of the reference. Without a range, frames before the other video are left out.
+std::optional<FrameRange> ChooseRange(const FrameReader& reference,
+                                      const std::optional<FrameRange>& range, std::int64_t offset) {
+  if (range) return ResolveRange(range, reference);
+  return offset < 0 ? std::optional(FrameRange{-offset}) : std::nullopt;
+}
+
+// Returns the range of the other video. Its timecodes are its own, its numbers the reference's.
+std::optional<FrameRange> Shift(const FrameReader& reader, const FrameReader& reference,
+                                const std::optional<FrameRange>& range, std::int64_t offset) {
+  if (!range) return offset > 0 ? std::optional(FrameRange{offset}) : std::nullopt;
+  const bool hasTimecodes = !(range->firstTimecode + range->lastTimecode).empty();
+  FrameRange shifted = *ResolveRange(range, hasTimecodes ? reader : reference);
   shifted.first += offset;
   if (!shifted.IsOpen()) shifted.last += offset;
   if (shifted.first >= 0) return shifted;
@@ -104,15 +107,34 @@ struct VideoComparison::Pair {
   std::optional<DamagedPicture> distortedDamage;
 };
 
-VideoComparison::VideoComparison(const std::string& reference, const std::string& distorted,
-                                 const std::optional<FrameRange>& range, std::int64_t offset,
-                                 int threads)
+ComparedReaders OpenBoth(const ComparedInputs& inputs) {
+  SequenceReading images = inputs.images;
+  images.needsRate = false;
+  // A video states its matrix, which images are then converted with.
+  const auto openSecond = [&images](const FrameReader& first, const std::string& path) {
+    if (images.matrix == 2) images.matrix = first.GetFormat().colour.matrix;
+    return OpenPictures(path, images);
+  };
+  ComparedReaders readers;
+  if (FindImages(inputs.reference)) {
+    readers.distorted = OpenPictures(inputs.distorted, images);
+    readers.reference = openSecond(*readers.distorted, inputs.reference);
+  } else {
+    readers.reference = OpenPictures(inputs.reference, images);
+    readers.distorted = openSecond(*readers.reference, inputs.distorted);
+  }
+  return readers;
+}
+
+VideoComparison::VideoComparison(ComparedReaders readers, const std::optional<FrameRange>& range,
+                                 std::int64_t offset, int threads)
     : shares_(ShareThreads(threads, std::nullopt)),
       offset_(offset),
-      reference_(OpenVideo(reference), shares_),
-      distorted_(OpenVideo(distorted), shares_),
-      referenceFrames_(reference_.GetReader(), Shift(reference_.GetReader(), range, offset, false)),
-      distortedFrames_(distorted_.GetReader(), Shift(distorted_.GetReader(), range, offset, true)) {
+      reference_(std::move(readers.reference), shares_),
+      distorted_(std::move(readers.distorted), shares_),
+      referenceFrames_(reference_.GetReader(), ChooseRange(reference_.GetReader(), range, offset)),
+      distortedFrames_(distorted_.GetReader(),
+                       Shift(distorted_.GetReader(), reference_.GetReader(), range, offset)) {
   CheckSizes();
   if (!range && offset == 0) CheckCounts();
 }
@@ -160,7 +182,10 @@ Comparison VideoComparison::Describe() const {
   comparison.timecode = distorted_.GetReader().GetDescription().timecode;
   const auto& start = reference_.GetReader().GetDescription().timecode;
   if (!comparison.timecode && start) comparison.timecode = *start + -offset_;
+  // The numbers of an image sequence are those of its files.
+  if (comparison.timecode) comparison.timecode = *comparison.timecode + -FirstNumber();
   comparison.offset = offset_;
+  comparison.firstNumber = FirstNumber();
   comparison.bits = std::max(SampleBits(reference_.GetPictureFormat()),
                              SampleBits(distorted_.GetPictureFormat()));
   return comparison;
@@ -185,7 +210,7 @@ Comparison VideoComparison::Run() {
     if (failure) std::rethrow_exception(failure);
     if (pair.referenceDamage) comparison.reference.damage.push_back(*pair.referenceDamage);
     if (pair.distortedDamage) comparison.distorted.damage.push_back(*pair.distortedDamage);
-    ComparedFrame frame{pair.distorted.number, pair.quality, std::nullopt};
+    ComparedFrame frame{FirstNumber() + pair.distorted.number, pair.quality, std::nullopt};
     if (distorted_.IsProRes()) frame.bytes = pair.distorted.data->GetSize();
     AddFrame(comparison, frame);
     const double error = pair.quality.parts[FrameQuality::kAll].squaredError;

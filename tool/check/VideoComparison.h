@@ -61,6 +61,7 @@ struct Comparison {
   ComparedVideo distorted;
   std::optional<Timecode> timecode;  ///< of frame 0
   std::int64_t offset = 0;           ///< frames that the distorted video is later
+  std::int64_t firstNumber = 0;      ///< of the distorted video's frames
   unsigned bits = 0;                 ///< of the compared samples
   std::vector<ComparedFrame> frames;
   std::array<PartQuality, SamplePicture::kPlanes + 1> parts;  ///< Y, Cb, Cr, all samples together
@@ -85,6 +86,21 @@ struct WorstPair {
   NumberedFrame distorted;
 };
 
+/// Two videos to compare.
+struct ComparedInputs {
+  std::string reference;
+  std::string distorted;
+  /// For image sequences, whose matrix is that of the other video.
+  SequenceReading images = {};
+};
+
+struct ComparedReaders {
+  std::unique_ptr<FrameReader> reference;
+  std::unique_ptr<FrameReader> distorted;
+};
+
+ComparedReaders OpenBoth(const ComparedInputs& inputs);
+
 /// Compares two videos frame by frame on several threads. Requires the plug-in.
 class VideoComparison {
  public:
@@ -92,8 +108,10 @@ class VideoComparison {
   /// frames.
   /// @param range  frames of the reference
   /// @param offset number of frames that the distorted video is later
-  VideoComparison(const std::string& reference, const std::string& distorted,
-                  const std::optional<FrameRange>& range, std::int64_t offset, int threads);
+  /// @throws Failure if a file cannot be read
+  VideoComparison(const ComparedInputs& inputs, const std::optional<FrameRange>& range,
+                  std::int64_t offset, int threads)
+      : VideoComparison(OpenBoth(inputs), range, offset, threads) {}
 
   /// Compares all frames that both videos have. Call it once. Without a range and an offset, fails
   /// if the videos have different lengths.
@@ -108,11 +126,15 @@ class VideoComparison {
  private:
   struct Pair;
 
+  VideoComparison(ComparedReaders readers, const std::optional<FrameRange>& range,
+                  std::int64_t offset, int threads);
+
   void CheckSizes() const;
   void CheckCounts() const;
   std::optional<Pair> Read();
   [[noreturn]] void FailAtDifferentLengths(bool referenceEnded);
   Comparison Describe() const;
+  std::int64_t FirstNumber() const { return distorted_.GetReader().GetDescription().firstNumber; }
 
   ThreadShares shares_;
   std::int64_t offset_;

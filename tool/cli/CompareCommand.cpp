@@ -17,7 +17,7 @@
 namespace vixprores {
 namespace {
 
-struct CompareOptions : HostOptions, MachineOptions, PageOptions {
+struct CompareOptions : HostOptions, MachineOptions, PageOptions, ImageOptions {
   std::string reference;
   std::string distorted;
   std::optional<FrameRange> frames;
@@ -54,13 +54,14 @@ Command DescribeCompare(CompareOptions& options) {
       "frames. Lists frames with concealed slices, which do not change the exit code; a frame that "
       "cannot be decoded ends the command with exit code 1.";
   command.usages = {"[OPTION]... REFERENCE DISTORTED"};
-  command.arguments = {{"REFERENCE", "original: ProRes, V210, UYVY or Y4M"},
+  command.arguments = {{"REFERENCE", "original: any video, or an image sequence"},
                        {"DISTORTED", "video to measure: one of the same"}};
   command.takeArguments =
       TakeWords({"REFERENCE", "DISTORTED"}, {options.reference, options.distorted});
   command.groups = {{"Comparison",
                      {FramesOption(options.frames), OffsetOption(options.offset),
                       Flag("--json", options.json, "print everything as one JSON object")}},
+                    SequenceInputGroup(options.missing, options.colours),
                     {"Page", PageOptionList(options)},
                     MachineGroup(options, options)};
   command.examples = {{"vixprores compare original.mov encoded.mov", "Measure what encoding cost."},
@@ -82,17 +83,21 @@ std::string MakePage(VideoComparison& videos, const Comparison& comparison) {
   return ComparisonPage(comparison, worst, mapped, FindTargetBytes(distorted.GetStreamFormat()));
 }
 
-void SuggestOffset(const CompareOptions& options) {
-  const std::int64_t first = options.frames ? options.frames->first : 0;
-  const auto offset = FindOffset(options.reference, options.distorted, first, options.threads);
+ComparedInputs InputsOf(const CompareOptions& options) {
+  return {options.reference, options.distorted, ToSequenceReading(options)};
+}
+
+void SuggestOffset(const CompareOptions& options, const Comparison& comparison) {
+  const std::int64_t first =
+      comparison.frames.front().number - comparison.firstNumber - comparison.offset;
+  const auto offset = FindOffset(InputsOf(options), first, options.threads);
   if (!offset || *offset == options.offset) return;
   PrintNote(options.distorted + ": hardly matches " + options.reference +
             "; most similar with --offset " + std::to_string(*offset));
 }
 
 int Compare(const CompareOptions& options) {
-  VideoComparison videos(options.reference, options.distorted, options.frames, options.offset,
-                         options.threads);
+  VideoComparison videos(InputsOf(options), options.frames, options.offset, options.threads);
   std::optional<OutputFile> page;
   if (options.page) RefuseInputAsOutput(*options.page, {options.reference, options.distorted});
   if (options.page) page.emplace(*options.page, options.overwrite);
@@ -106,7 +111,7 @@ int Compare(const CompareOptions& options) {
   } else {
     StandardOutput()(ComparisonText(comparison));
   }
-  if (comparison.IsUnrelated()) SuggestOffset(options);
+  if (comparison.IsUnrelated()) SuggestOffset(options, comparison);
   return kExitDone;
 }
 

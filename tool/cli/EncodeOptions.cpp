@@ -167,7 +167,7 @@ Command DescribeEncode(EncodeOptions& options) {
                     TextsGroup(options),
                     SoundGroup(options),
                     RawFrameGroup(*rawFrames),
-                    SequenceInputGroup(options),
+                    SequenceInputGroup(options.missing, options.colours),
                     BatchGroup(options),
                     RunGroup(options),
                     MachineGroup(options, options)};

@@ -29,13 +29,14 @@ struct InspectOptions : HostOptions, PageOptions, ScanOptions {
 Command DescribeInspect(InspectOptions& options) {
   Command command;
   command.name = "inspect";
-  command.summary = "Show headers, sizes and slices of a ProRes file";
+  command.summary = "Show what a video states: headers, sizes and slices of ProRes";
   command.description =
       "Prints what the container and the frame headers state, side by side, and the sizes, "
       "quantisers and faults of the frames. Reads the structure of every frame and decodes no "
-      "codewords; 'vixprores verify' does.";
+      "codewords; 'vixprores verify' does. For other videos and image sequences, prints their "
+      "format and labels.";
   command.usages = {"[OPTION]... FILE"};
-  command.arguments = {{"FILE", "container with a ProRes track; - for standard input"}};
+  command.arguments = {{"FILE", "any video, or an image sequence; - for standard input"}};
   command.takeArguments = TakeWords({"FILE"}, {options.input});
   command.groups = {
       {"Inspection",
@@ -58,12 +59,40 @@ void WritePage(std::unique_ptr<FrameReader> reader, const StreamStatistics& stre
   file.Commit();
 }
 
-int Inspect(const InspectOptions& options) {
+std::unique_ptr<FrameReader> Open(const InspectOptions& options) {
   ProResOptions opening = ToProResOptions(options);
   opening.damagedStart = true;
   opening.demands.anyVersion = true;
   opening.times = FrameTimes::Evident;
-  auto reader = OpenProRes(options.input, opening);
+  SequenceReading images;
+  images.needsRate = false;
+  images.takesLinear = true;
+  try {
+    if (!options.scan) return OpenVideo(options.input, images, opening);
+  } catch (const UnreadableContainer&) {
+    // Damaged ProRes has messages of its own.
+  }
+  return OpenProRes(options.input, opening);
+}
+
+void Write(const StreamStatistics& stream, bool asJson) {
+  asJson ? WriteInspectionJson(stream, StandardOutput())
+         : WriteInspectionText(stream, StandardOutput());
+}
+
+// Prints the labels of a video that is not ProRes.
+int InspectFootage(const InspectOptions& options, FrameReader& reader) {
+  if (options.frames || options.slices || options.page) {
+    throw Failure(reader.GetName() +
+                  ": is not ProRes; --frames, --slices and --html inspect ProRes frames");
+  }
+  Write(DescribeInput(reader), options.json);
+  return kExitDone;
+}
+
+int Inspect(const InspectOptions& options) {
+  auto reader = Open(options);
+  if (reader->GetFormat().IsRaw()) return InspectFootage(options, *reader);
   std::optional<OutputFile> page;
   if (options.page) RefuseInputAsOutput(*options.page, {options.input});
   if (options.page) page.emplace(*options.page, options.overwrite);
@@ -77,8 +106,7 @@ int Inspect(const InspectOptions& options) {
   }
   stream.note = reader->GetEndNote();
   if (page) WritePage(std::move(reader), stream, notable, *page);
-  options.json ? WriteInspectionJson(stream, StandardOutput())
-               : WriteInspectionText(stream, StandardOutput());
+  Write(stream, options.json);
   if (!stream.failure.empty()) PrintError(stream.failure);
   if (!stream.note.empty()) PrintNote(stream.name + ": " + stream.note);
   if (stream.firstUnlisted) {

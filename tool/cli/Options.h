@@ -26,6 +26,17 @@ OptionGroup ScanGroup(ScanOptions& options);
 /// Converts the options for a reader. Rejects a rate without a scan with a UsageError.
 ProResOptions ToProResOptions(const ScanOptions& options);
 
+/// Options for the pictures of image sequences.
+struct ImageOptions {
+  ColourOptions colours;
+  MissingFiles missing = MissingFiles::Fail;
+};
+
+/// Returns --missing and the names of colour spaces.
+OptionGroup SequenceInputGroup(MissingFiles& what, ColourOptions& colours);
+/// Converts the options for a reader whose frames may have an unknown rate.
+SequenceReading ToSequenceReading(const ImageOptions& options);
+
 /// Returns -o, for an output that is otherwise the last argument.
 Option OutputOption(std::string& output);
 /// Assigns the words INPUT and OUTPUT, or INPUT alone if `output` was set by OutputOption().

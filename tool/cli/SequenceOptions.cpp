@@ -33,18 +33,26 @@ std::int64_t ParseFileNumber(const std::string& text) {
 
 }  // namespace
 
-OptionGroup SequenceInputGroup(EncodeOptions& options) {
+OptionGroup SequenceInputGroup(MissingFiles& what, ColourOptions& colours) {
   using Missing = MissingFiles;
   Option missing =
-      Choice<Missing>("--missing", "WHAT", options.missing,
+      Choice<Missing>("--missing", "WHAT", what,
                       {{"fail", Missing::Fail}, {"hold", Missing::Hold}, {"black", Missing::Black}},
                       "for numbers without a file: fail, hold or black [fail]");
   missing.details =
       "fail lists them and ends with an error, hold repeats the picture before, black makes black "
       "pictures. --frames selects files by their numbers.";
-  OptionGroup group{"Image sequences as input", ColourSpaceOptions(options.colours)};
+  OptionGroup group{"Image sequences as input", ColourSpaceOptions(colours)};
   group.options.insert(group.options.begin(), missing);
   return group;
+}
+
+SequenceReading ToSequenceReading(const ImageOptions& options) {
+  SequenceReading reading;
+  reading.needsRate = false;
+  reading.missing = options.missing;
+  reading.colours = ChooseSpaces(options.colours, std::nullopt);
+  return reading;
 }
 
 OptionGroup SequenceOutputGroup(DecodeOptions& options) {

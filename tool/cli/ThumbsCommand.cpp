@@ -32,7 +32,7 @@ constexpr int kStills = 10;                 // default
 constexpr int kWidestStill = 65535;         // pixels
 constexpr std::uint32_t kSheetWidth = 320;  // of a picture on the sheet
 
-struct ThumbsOptions : HostOptions, MachineOptions {
+struct ThumbsOptions : HostOptions, MachineOptions, ImageOptions {
   std::string input;
   std::optional<std::string> folder;
   std::optional<std::string> sheet;
@@ -75,7 +75,7 @@ Command DescribeThumbs(ThumbsOptions& options) {
       "(if it states no matrix: BT.709 from 720 lines, BT.601 below). PQ, HLG and wide gamuts are "
       "not tone-mapped.";
   command.usages = {"[OPTION]... FILE --output-dir DIR", "[OPTION]... FILE --sheet FILE.png"};
-  command.arguments = {{"FILE", "ProRes, V210 or UYVY in a container, or Y4M"}};
+  command.arguments = {{"FILE", "any video, or an image sequence"}};
   command.takeArguments = [&options, take = TakeWords({"FILE"}, {options.input})](
                               const std::vector<std::string>& words) {
     take(words);
@@ -98,6 +98,7 @@ Command DescribeThumbs(ThumbsOptions& options) {
       {"Report",
        {Flag("--json", options.json, "print what was written as JSON"),
         QuietOption(options.quiet, "print no summary")}},
+      SequenceInputGroup(options.missing, options.colours),
       MachineGroup(options, options)};
   command.examples = {
       {"vixprores thumbs input.mov -o stills", "Write ten stills."},
@@ -109,9 +110,7 @@ Command DescribeThumbs(ThumbsOptions& options) {
 class Selection {
  public:
   Selection(const ThumbsOptions& options, const FrameReader& reader)
-      : first_(options.frames
-                   ? ResolveRange(options.frames, reader, reader.GetDescription().timecode)->first
-                   : 0),
+      : first_(options.frames ? ResolveRange(options.frames, reader)->first : 0),
         every_(options.every > 0 ? options.every : 1) {
     if (options.frames || options.every > 0) return;
     const auto count = reader.GetDescription().frames;
@@ -198,8 +197,8 @@ class StillWriter {
 
   void Write(Still& still) {
     StillReport made;
-    made.number = still.frame.number;
-    if (timecode_) made.timecode = *timecode_ + made.number;
+    made.number = source_.GetReader().GetDescription().firstNumber + still.frame.number;
+    if (timecode_) made.timecode = *timecode_ + still.frame.number;
     if (options_.folder) {
       made.file = NameOf(made.number);
       WriteFile(made.file, still.png, options_.overwrite);
@@ -249,9 +248,9 @@ class StillWriter {
 int WriteStills(const ThumbsOptions& options) {
   const ThreadShares shares = ShareThreads(options.threads, std::nullopt);
   if (options.sheet) RefuseInputAsOutput(*options.sheet, {options.input});
-  PictureSource source(OpenVideo(options.input), shares);
+  PictureSource source(OpenPictures(options.input, ToSequenceReading(options)), shares);
   const Selection selection(options, source.GetReader());
-  RangeReader frames(source.GetReader(), options.frames);
+  RangeReader frames(source.GetReader(), ResolveRange(options.frames, source.GetReader()));
   StillWriter writer(options, source);
   std::int64_t next = 0;  // first frame not yet considered
   RunEnds<Still> ends;

@@ -30,7 +30,6 @@ OptionGroup SoundTrackGroup(TranscodeOptions& options);
 std::vector<Option> ColourLabelOptions(StreamOverrides& overrides);
 OptionGroup BatchGroup(TranscodeOptions& options);
 OptionGroup RunGroup(TranscodeOptions& options);
-OptionGroup SequenceInputGroup(EncodeOptions& options);
 OptionGroup SequenceOutputGroup(DecodeOptions& options);
 
 /// Rejects names that the format cannot be written to, before any input is read.

@@ -18,6 +18,7 @@
 #include "format/OutputFormat.h"
 #include "format/Sound.h"
 #include "format/Timecode.h"
+#include "format/Values.h"
 #include "frames/FrameHeaders.h"
 #include "frames/FrameStructure.h"
 
@@ -95,6 +96,9 @@ inline constexpr std::size_t kMostListedSlices = 1U << 20;
 struct StreamStatistics {
   std::string name;  ///< of the input
   StreamFormat format;
+  std::string stored;                     ///< how pictures other than ProRes are stored
+  std::optional<FrameRange> files;        ///< numbers of an image sequence
+  std::vector<FrameRange> missingFiles;   ///< those of them that no file has
   std::optional<StreamFormat> container;  ///< none = no container
   std::optional<Timecode> timecode;       ///< of frame 0
   std::vector<SoundTrack> sound;

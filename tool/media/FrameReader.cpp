@@ -44,8 +44,13 @@ std::optional<FrameRange> ResolveRange(const std::optional<FrameRange>& range,
   return ResolveRange(numbers, start, reader.GetName());
 }
 
+std::optional<FrameRange> ResolveRange(const std::optional<FrameRange>& range,
+                                       const FrameReader& reader) {
+  return ResolveRange(range, reader, reader.GetDescription().timecode);
+}
+
 RangeReader::RangeReader(FrameReader& reader, const std::optional<FrameRange>& range)
-    : reader_(reader), range_(ResolveRange(range, reader, reader.GetDescription().timecode)) {
+    : reader_(reader), range_(range) {
   const auto available = reader.GetDescription().frames;
   if (!range_) return;
   if (available && range_->Exceeds(*available)) {

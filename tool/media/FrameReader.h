@@ -74,12 +74,15 @@ class FrameReader {
 std::optional<FrameRange> ResolveRange(const std::optional<FrameRange>& range,
                                        const FrameReader& reader,
                                        const std::optional<Timecode>& start);
+/// Does the same with the reader's own timecode.
+std::optional<FrameRange> ResolveRange(const std::optional<FrameRange>& range,
+                                       const FrameReader& reader);
 
 /// Returns the frames of a range, or all of them. Used by one thread at a time.
 class RangeReader {
  public:
   /// Rejects a range that exceeds the input if the number of frames is known.
-  /// @param range nullopt = all frames; may contain timecodes
+  /// @param range nullopt = all frames; from ResolveRange()
   /// @param reader must outlive this; must not have been read from
   RangeReader(FrameReader& reader, const std::optional<FrameRange>& range);
 

@@ -82,7 +82,7 @@ std::string DamageText(const ComparedVideo& video) {
 // Returns text like "ProRes 422 HQ, 1920x1080, progressive, 25 fps".
 std::string FormatText(const StreamFormat& format) {
   return DescribeCode(format.code) + ", " + DescribeSize(format.width, format.height) + ", " +
-         Describe(format.fieldOrder) + ", " + Describe(format.rate) + " fps";
+         Describe(format.fieldOrder) + ", " + RateText(format.rate);
 }
 
 JsonValue DamageJson(const std::vector<DamagedPicture>& damage) {
@@ -104,7 +104,7 @@ JsonValue VideoJson(const ComparedVideo& video) {
           {"name", DescribeCode(video.format.code)},
           {"width", video.format.width},
           {"height", video.format.height},
-          {"rate", Describe(video.format.rate)},
+          {"rate", RateJson(video.format.rate)},
           {"bits", SampleBits(video.picture)},
           {"damage", DamageJson(video.damage)}};
 }

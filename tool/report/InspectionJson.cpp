@@ -42,11 +42,13 @@ JsonValue SoundJson(const SoundTrack& track) {
 JsonValue FormatJson(const StreamStatistics& stream) {
   const StreamFormat& format = stream.format;
   JsonValue json;
-  json["code"] = format.code == 0 ? JsonValue() : JsonValue(FourCharacters(format.code));
-  json["name"] = DescribeCode(format.code);
+  const bool isConverted = !stream.stored.empty();
+  json["code"] =
+      format.code == 0 || isConverted ? JsonValue() : JsonValue(FourCharacters(format.code));
+  json["name"] = isConverted ? stream.stored : DescribeCode(format.code);
   json["width"] = format.width;
   json["height"] = format.height;
-  json["rate"] = Describe(format.rate);
+  json["rate"] = RateJson(format.rate);
   json["fieldOrder"] = Describe(format.fieldOrder);
   json["timecode"] = TimecodeJson(stream.timecode, 0);
   json["colour"] = {{"name", Describe(format.colour)},
@@ -73,6 +75,15 @@ JsonValue PropertiesJson(const StreamStatistics& stream) {
                     {"container", property.container},
                     {"header", property.header},
                     {"state", ToWord(property.state)}});
+  }
+  return json;
+}
+
+JsonValue FilesJson(const StreamStatistics& stream) {
+  JsonValue json = {{"first", stream.files->first}, {"last", stream.files->last}};
+  json["missing"] = JsonValue::array();
+  for (const FrameRange& range : stream.missingFiles) {
+    json["missing"].push_back({{"first", range.first}, {"last", range.last}});
   }
   return json;
 }
@@ -162,6 +173,7 @@ JsonValue SummaryJson(const StreamStatistics& stream) {
   json["input"] = stream.name;
   json["format"] = FormatJson(stream);
   json["seconds"] = OrNull(stream.Seconds());
+  if (stream.files) json["files"] = FilesJson(stream);
   json["soundTracks"] = JsonValue::array();
   for (const SoundTrack& track : stream.sound) json["soundTracks"].push_back(SoundJson(track));
   json["metadata"] = JsonValue::object();

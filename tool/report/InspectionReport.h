@@ -16,7 +16,8 @@ void WriteInspectionText(const StreamStatistics& stream, const TextSink& write);
 /// "command", "status" ("done", "faults" or "failed"), "message" (of a failure), "input",
 /// "format" (of the stream: code, name, width, height, rate, fieldOrder, chromaFormat, alpha,
 /// encoderIdentifier, bitstreamVersion, timecode, colour, sampleAspect, masteringDisplay,
-/// contentLight), "seconds", "soundTracks" (track, codec, sampleRate, channels, layout, bits,
+/// contentLight), "seconds", "files" (of an image sequence:
+/// first, last, missing: numbers), "soundTracks" (track, codec, sampleRate, channels, layout, bits,
 /// seconds, language, title), "metadata" (texts of the file), "properties" (container against frame
 /// header: property, container, header, state), "framesInFile", "framesInspected", "faultyFrames",
 /// "size" (minBytes, meanBytes, maxBytes, targetBytes, meanShareOfTarget), "megabitsPerSecond",

@@ -4,6 +4,7 @@
 #include <vector>
 
 #include "base/Text.h"
+#include "media/sequence/SequenceName.h"
 #include "report/InspectionReport.h"
 
 namespace vixprores {
@@ -12,10 +13,12 @@ namespace {
 // Returns text like "ProRes 422 HQ (apch), 1920x1080, progressive, 25 fps, 4:2:2, no alpha".
 std::string StreamText(const StreamStatistics& stream) {
   const StreamFormat& format = stream.format;
-  std::string text = DescribeCode(format.code);
-  if (format.code != 0) text += " (" + PrintableLine(FourCharacters(format.code)) + ")";
+  std::string text = stream.stored.empty() ? DescribeCode(format.code) : stream.stored;
+  if (format.code != 0 && stream.stored.empty()) {
+    text += " (" + PrintableLine(FourCharacters(format.code)) + ")";
+  }
   text += ", " + DescribeSize(format.width, format.height) + ", " + Describe(format.fieldOrder) +
-          ", " + Describe(format.rate) + " fps";
+          ", " + RateText(format.rate);
   if (!stream.header) return text;
   const std::string alpha = AlphaName(*stream.header);
   return text + ", " + ChromaFormatName(*stream.header) + ", " +
@@ -56,6 +59,9 @@ std::string WeightsText(const prores::QuantMatrix& matrix) {
 }
 
 std::string CountText(const StreamStatistics& stream) {
+  if (stream.format.IsRaw()) {
+    return stream.framesInFile ? std::to_string(*stream.framesInFile) : "unknown number";
+  }
   std::string text = std::to_string(stream.bytes.GetCount());
   if (stream.framesInFile) text += " of " + std::to_string(*stream.framesInFile);
   if (stream.frames.empty()) return text;
@@ -65,6 +71,20 @@ std::string CountText(const StreamStatistics& stream) {
   if (!stream.timecode) return text;
   return text + ", timecode " + (*stream.timecode + first).ToText() + " to " +
          (*stream.timecode + last).ToText();
+}
+
+// Adds the labels that ProRes has in its frame headers.
+void AddHeaderLabels(const StreamStatistics& stream, TextTable& table) {
+  const StreamFormat& format = stream.format;
+  if (stream.files) table.Add({"numbers of files", Describe(*stream.files)});
+  if (!stream.missingFiles.empty()) {
+    table.Add({"missing numbers", DescribeNumbers(stream.missingFiles)});
+  }
+  if (stream.timecode) table.Add({"timecode", stream.timecode->ToText()});
+  table.Add({"colour", Describe(format.colour)});
+  if (format.sampleAspect.numerator > 0) {
+    table.Add({"pixel aspect", Describe(format.sampleAspect)});
+  }
 }
 
 // Adds the labels that have no place in the frame headers.
@@ -86,6 +106,7 @@ std::string SummaryText(const StreamStatistics& stream) {
   TextTable table("ll");
   table.Add({"frames", CountText(stream)});
   if (const auto seconds = stream.Seconds()) table.Add({"duration", ClockText(*seconds)});
+  if (stream.format.IsRaw()) AddHeaderLabels(stream, table);
   AddLabels(stream, table);
   if (stream.bytes.GetCount() > 0) {
     table.Add({"size of a frame", SizeText(stream)});

@@ -20,6 +20,14 @@ JsonValue TimecodeJson(const std::optional<Timecode>& start, std::int64_t frame)
   return start ? JsonValue((*start + frame).ToText()) : JsonValue();
 }
 
+JsonValue RateJson(Rational rate) {
+  return rate.numerator > 0 ? JsonValue(Describe(rate)) : JsonValue();
+}
+
+std::string RateText(Rational rate) {
+  return rate.numerator > 0 ? Describe(rate) + " fps" : "unknown rate";
+}
+
 JsonValue PlaceJson(const FramePlace& place) {
   return {{"frame", place.number},
           {"count", place.count},

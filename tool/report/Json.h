@@ -16,6 +16,7 @@
 #include "base/Text.h"
 #include "format/FramePlace.h"
 #include "format/Sound.h"
+#include "format/StreamFormat.h"
 
 namespace vixprores {
 
@@ -32,6 +33,10 @@ JsonValue OrNull(const std::optional<Value>& value) {
 
 /// Returns the timecode of a frame as text; null if `start`, the timecode of frame 0, is unknown.
 JsonValue TimecodeJson(const std::optional<Timecode>& start, std::int64_t frame);
+/// Returns the rate as text; null if it is 0, unknown.
+JsonValue RateJson(Rational rate);
+/// Returns text like "25 fps".
+std::string RateText(Rational rate);
 /// Returns {"frame": 17, "count": 1, "timecode": "10:00:00:17", "offset": 12345}; null = unknown.
 JsonValue PlaceJson(const FramePlace& place);
 /// Adds the number of damaged packets, the number of gaps, and the list of both.

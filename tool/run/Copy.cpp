@@ -41,7 +41,7 @@ void ChooseRange(const CopyOptions& options, CopyPart& part) {
     range->firstTimecode = options.from.value_or("");
     range->lastTimecode = options.to.value_or("");
   }
-  part.range = ResolveRange(range, *part.reader, part.reader->GetDescription().timecode);
+  part.range = ResolveRange(range, *part.reader);
 }
 
 void RefuseOtherScan(const FrameReader& reader, const FrameLabels& labels) {

@@ -108,13 +108,17 @@ std::unique_ptr<FrameReader> OpenFootage(const std::string& path, const FootageR
   return ReadFootage(OpenInput(path), reading);
 }
 
-std::unique_ptr<FrameReader> OpenProRes(const std::string& path, const ProResOptions& options) {
-  if (IsHalfPatched(path)) {
-    throw Failure(path +
-                  ": was left half changed by an interrupted run; 'vixprores copy --in-place " +
-                  QuoteForShell(path) + "' restores it");
-  }
-  auto file = OpenInput(path);
+namespace {
+
+void CheckWhole(const std::string& path) {
+  if (!IsHalfPatched(path)) return;
+  throw Failure(path +
+                ": was left half changed by an interrupted run; 'vixprores copy --in-place " +
+                QuoteForShell(path) + "' restores it");
+}
+
+std::unique_ptr<FrameReader> ReadProRes(std::unique_ptr<InputFile> file,
+                                        const ProResOptions& options, const std::string& path) {
   if (options.inPlace) file->AllowMapping(kLabelledBytes);
   if (options.scan) {
     return std::make_unique<ScanReader>(std::move(file), options.demands, options.rate);
@@ -126,20 +130,33 @@ std::unique_ptr<FrameReader> OpenProRes(const std::string& path, const ProResOpt
   }
 }
 
-std::unique_ptr<FrameReader> OpenVideo(const std::string& path) {
+}  // namespace
+
+std::unique_ptr<FrameReader> OpenProRes(const std::string& path, const ProResOptions& options) {
+  CheckWhole(path);
+  return ReadProRes(OpenInput(path), options, path);
+}
+
+std::unique_ptr<FrameReader> OpenVideo(const std::string& path, const SequenceReading& images,
+                                       ProResOptions options) {
+  if (auto files = FindImages(path)) {
+    return std::make_unique<SequenceReader>(std::move(*files), images);
+  }
+  CheckWhole(path);
   auto file = OpenInput(path);
-  std::unique_ptr<FrameReader> reader;
   const bool mayBeProRes = !StartsAsY4m(*file);
   if (mayBeProRes && (!file->IsSeekable() || HoldsProRes(Demuxer(std::make_unique<InputFile>(path),
                                                                  FileFormats::Footage)))) {
-    ProResReading reading;
-    reading.times = FrameTimes::Evident;
-    reader = std::make_unique<ProResReader>(std::move(file), reading);
-  } else {
-    FootageReading reading;
-    reading.times = FrameTimes::Evident;
-    reader = ReadFootage(std::move(file), reading);
+    options.times = FrameTimes::Evident;
+    return ReadProRes(std::move(file), options, path);
   }
+  FootageReading reading;
+  reading.times = FrameTimes::Evident;
+  return ReadFootage(std::move(file), reading);
+}
+
+std::unique_ptr<FrameReader> OpenPictures(const std::string& path, const SequenceReading& images) {
+  auto reader = OpenVideo(path, images);
   if (reader->GetSideTracks()) reader->GetSideTracks()->SelectSound({});
   return reader;
 }

@@ -13,6 +13,7 @@
 #include "media/container/ProResReader.h"
 #include "media/decode/FootageReading.h"
 #include "media/raw/RawFrameReader.h"
+#include "media/sequence/SequenceReader.h"
 
 namespace vixprores {
 
@@ -36,10 +37,14 @@ std::unique_ptr<FrameReader> OpenFootage(const std::string& path,
 /// the standard layout, whatever the layout of the samples.
 std::unique_ptr<FrameReader> OpenProRes(const std::string& path, const ProResOptions& options = {});
 
-/// Opens ProRes in a container, or video as OpenFootage() does, decided by the contents, for its
-/// pictures: without sound, and with frames at any times. On a pipe everything but Y4M is treated
-/// as ProRes.
-std::unique_ptr<FrameReader> OpenVideo(const std::string& path);
+/// Opens an image sequence, ProRes in a container, or video as OpenFootage() does, decided by the
+/// name and the contents, with frames at any times. On a pipe everything but Y4M is treated as
+/// ProRes.
+std::unique_ptr<FrameReader> OpenVideo(const std::string& path, const SequenceReading& images,
+                                       ProResOptions options = {});
+
+/// Does the same for the pictures alone, without sound.
+std::unique_ptr<FrameReader> OpenPictures(const std::string& path, const SequenceReading& images);
 
 }  // namespace vixprores
 

@@ -250,9 +250,21 @@ class Inspect(ToolTest):
                       r"reel name +A001", r"title +A Title"):
             self.assertRegex(text, words)
 
-    def test_rejects_other_codecs(self):
+    def test_prints_the_labels_of_other_codecs(self):
+        make_clip(self.clip, "-c:v", "mpeg4", "-color_primaries", "bt709", "-color_trc", "bt709",
+                  "-colorspace", "bt709", "-timecode", "10:00:00:00", pixels="yuv420p")
+        report = self.inspect()
+        self.assertEqual((report["format"]["name"], report["format"]["code"], report["seconds"],
+                          report["framesInFile"], report["format"]["timecode"]),
+                         ("mpeg4, yuv420p", None, 0.4, 10, "10:00:00:00"))
+        text = self.succeed("inspect", self.clip).stdout
+        for words in ("mpeg4, yuv420p, 128x96, progressive, 25 fps", r"frames +10\n",
+                      r"duration +00:00:00\.400", r"colour +bt709", r"timecode +10:00:00:00"):
+            self.assertRegex(text, words)
         make_v210(self.clip)
-        self.fail_with(1, [self.clip, "not ProRes"], "inspect", self.clip)
+        self.assertEqual(self.inspect()["format"]["name"], "V210")
+        for option in (["--slices"], ["--frames", "1"], ["--html", self.path("page.html")]):
+            self.fail_with(1, [self.clip, "is not ProRes"], "inspect", *option, self.clip)
 
     def test_control_characters_do_not_reach_the_terminal(self):
         # In the name of the file and in the encoder identifier of a later frame.

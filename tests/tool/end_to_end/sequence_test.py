@@ -158,7 +158,206 @@ class Numbers(SequenceTest):
                        "--missing", "hold", self.path("s/a.%d.png"), self.path("x.mov"))
 
 
+class OtherCommands(SequenceTest):
+    def compare(self, *arguments):
+        return json.loads(self.succeed("compare", "--json", *arguments).stdout)
+
+    def test_compare_takes_sequences(self):
+        images = self.make_images("s/a.%04d.png")
+        self.encode(images, "--variant", "hq")
+        clip = self.path("out.mov")
+        report = self.compare(images, clip)
+        self.assertEqual(len(report["frames"]), 5)
+        self.assertGreater(report["psnr"]["all"]["ofMeanSquaredError"], 45)
+        self.assertEqual(report["psnr"], self.compare(clip, images)["psnr"])
+        self.assertIs(self.compare(images, self.path("s"))["identical"], True)
+
+    def test_compare_converts_a_sequence_with_the_matrix_of_the_video(self):
+        images = self.make_images("s/a.%04d.png")
+        self.encode(images, "--variant", "hq", "--matrix", "bt2020")
+        for pair in ((images, self.path("out.mov")), (self.path("out.mov"), images)):
+            report = self.compare(*pair)
+            self.assertGreater(report["psnr"]["all"]["ofMeanSquaredError"], 45)
+
+    def test_compare_counts_files_by_their_numbers(self):
+        images = self.make_images("s/a.%04d.png")
+        self.encode(images, "--variant", "hq")
+        report = self.compare(images, self.path("out.mov"), "--frames", "1002-1003")
+        self.assertEqual([frame["frame"] for frame in report["frames"]], [1, 2])
+        report = self.compare(self.path("out.mov"), images, "--frames", "1-2")
+        self.assertEqual([frame["frame"] for frame in report["frames"]], [1002, 1003])
+        self.assertGreater(report["psnr"]["all"]["ofMeanSquaredError"], 45)
+
+    def test_compare_suggests_the_offset_of_a_sequence(self):
+        images = self.make_images("s/a.%04d.png", "-vf", "noise=alls=60:allf=t", frames=20)
+        self.encode(images, "--frames", "1005-")
+        result = self.succeed("compare", "--offset", "-1", images, self.path("out.mov"))
+        self.assertIn("most similar with --offset -4", result.stderr)
+
+    def test_compare_converts_linear_pictures(self):
+        images = self.make_images("s/a.%d.exr", pixels="gbrpf32le")
+        spaces = ["--input-color", "ACEScg", "--output-color", "Rec.709"]
+        self.encode(images, "--variant", "hq", *spaces)
+        report = self.compare(*spaces, images, self.path("out.mov"))
+        self.assertGreater(report["psnr"]["all"]["ofMeanSquaredError"], 40)
+
+    def test_compare_stops_at_a_missing_file(self):
+        images = self.make_images("s/a.%04d.png")
+        self.encode(images, "--variant", "hq")
+        self.path("s/a.1003.png").unlink()
+        self.fail_with(1, ["number 1003 is missing", "--missing hold"], "compare", images,
+                       self.path("out.mov"))
+        self.assertEqual(len(self.compare("--missing", "hold", images,
+                                          self.path("out.mov"))["frames"]), 5)
+
+    def test_thumbs_takes_sequences(self):
+        images = self.make_images("s/a.%04d.png", size="1280x720")
+        stills = self.path("stills")
+        report = json.loads(self.succeed("thumbs", "--json", "--frames", "1002-1003", images, "-o",
+                                         stills).stdout)
+        self.assertEqual([still["frame"] for still in report["stills"]], [1002, 1003])
+        for number in (1002, 1003):
+            found = planes(stills / f"frame-{number:06}.png", "rgb24")
+            error = mean_difference(
+                bytes(v for byte in found[:60000] for v in (byte, 0)),
+                bytes(v for byte in planes(self.path(f"s/a.{number}.png"), "rgb24")[:60000]
+                      for v in (byte, 0)))
+            self.assertLess(error, 3)
+
+    def inspect(self, source):
+        return json.loads(self.succeed("inspect", "--json", source).stdout)
+
+    def test_inspect_lists_what_files_state(self):
+        images = self.make_images("s/a.%04d.png", pixels="rgb48be", frames=9)
+        for number in (1002, 1005, 1006):
+            self.path(f"s/a.{number}.png").unlink()
+        report = self.inspect(images)
+        self.assertEqual(report["files"], {"first": 1001, "last": 1009, "missing": [
+            {"first": 1002, "last": 1002}, {"first": 1005, "last": 1006}]})
+        stream = report["format"]
+        self.assertEqual((stream["name"], stream["width"], stream["height"], stream["rate"]),
+                         (".png images, RGB, 16 bits", 96, 64, None))
+        text = self.succeed("inspect", images).stdout
+        for words in (r"png images, RGB, 16 bits, 96x64, progressive, unknown rate",
+                      r"numbers of files +1001-1009", r"missing numbers +1002 and 1005-1006"):
+            self.assertRegex(text, words)
+
+    def test_inspect_takes_linear_pictures(self):
+        images = self.make_images("s/a.%d.exr", pixels="gbrpf32le")
+        self.assertIn("floating point", self.inspect(images)["format"]["name"])
+
+
 class Labels(SequenceTest):
+    def set_bytes(self, images, place, values):
+        """Overwrites bytes of the headers of all files of a folder."""
+        for path in images.parent.iterdir():
+            data = bytearray(path.read_bytes())
+            data[place:place + len(values)] = values
+            path.write_bytes(data)
+
+    def colours_of(self, images, *options):
+        self.encode(images, *options)
+        stream = probe(self.path("out.mov"))
+        return stream.get("color_primaries", "unknown"), stream.get("color_transfer", "unknown")
+
+    def test_colours_come_from_the_codes_of_dpx(self):
+        transfer, colorimetric = 801, 802
+        for pixels in ("gbrp10be", "rgb24"):  # with a reader of its own, and without
+            images = self.make_images(f"{pixels}/a.%d.dpx", frames=1, pixels=pixels)
+            self.assertEqual(self.colours_of(images), ("unknown", "unknown"))
+            for code, expected in ((6, ("bt709", "bt709")), (7, ("bt470bg", "smpte170m")),
+                                   (8, ("smpte170m", "smpte170m")), (4, ("unknown", "unknown")),
+                                   (200, ("unknown", "unknown"))):
+                with self.subTest(pixels=pixels, code=code):
+                    self.set_bytes(images, transfer, bytes([code, code]))
+                    self.assertEqual(self.colours_of(images), expected)
+            self.set_bytes(images, transfer, bytes([6, 6]))
+            self.assertEqual(self.colours_of(images, "--transfer", "srgb"), ("bt709", "iec61966-2-1"))
+            self.set_bytes(images, colorimetric, bytes([7]))
+            self.assertEqual(self.colours_of(images), ("bt470bg", "bt709"))
+
+    def test_logarithmic_dpx_is_kept_with_a_note(self):
+        images = self.make_images("s/a.%d.dpx", frames=1, pixels="gbrp10be")
+        for code in (1, 3):
+            self.set_bytes(images, 801, bytes([code, code]))
+            result = self.succeed("encode", "--overwrite", "--rate", "24", images,
+                                  self.path("out.mov"))
+            self.assertIn("logarithmic pictures are encoded as they are", result.stderr)
+            result = self.succeed("encode", "--overwrite", "--rate", "24", "--input-color", "ADX10",
+                                  "--output-color", "Rec.709", images, self.path("out.mov"))
+            self.assertNotIn("logarithmic", result.stderr)
+
+    def test_linear_dpx_needs_a_conversion(self):
+        for pixels in ("gbrp10be", "rgb48be"):
+            images = self.make_images(f"{pixels}/a.%d.dpx", frames=1, pixels=pixels)
+            self.set_bytes(images, 801, bytes([2, 4]))
+            self.fail_with(1, ["scene-linear"], "encode", "--rate", "24", images,
+                           self.path("x.mov"))
+            self.encode(images, "--input-color", "ACEScg", "--output-color", "Rec.709")
+            self.path("out.mov").unlink()
+
+    def test_creation_time_of_dpx_is_kept(self):
+        images = self.make_images("s/a.%d.dpx", frames=1, pixels="gbrp10be")
+        for text, expected in (("2026:11:22:10:20:30:UTC", "2026-11-22T10:20:30.000000Z"),
+                               ("2026:11:22:10:20:30", "2026-11-22T10:20:30.000000Z"),
+                               ("2026:11:22:10:20:30EST", None), ("2026:11:2a:10:20:30", None)):
+            with self.subTest(text):
+                self.set_bytes(images, 136, text.encode().ljust(24, b"\0"))
+                self.encode(images)
+                tags = json.loads(subprocess.run(
+                    ["ffprobe", "-v", "error", "-show_format", "-of", "json",
+                     self.path("out.mov")], check=True, capture_output=True,
+                    timeout=TIMEOUT).stdout)["format"]["tags"]
+                self.assertEqual(tags.get("creation_time"), expected)
+
+    def shown_by(self, images, filters):
+        """Returns the picture of a sequence of one file after filters, as 8-bit RGB."""
+        return subprocess.run(
+            ["ffmpeg", "-v", "error", "-noautorotate", "-i", str(images) % 1001, "-vf", filters,
+             "-f", "rawvideo", "-pix_fmt", "rgb24", "-"], check=True, capture_output=True,
+            timeout=TIMEOUT).stdout
+
+    def test_pictures_are_turned_as_files_state(self):
+        images = self.make_images("s/a.%d.dpx", frames=1, pixels="gbrp10be")
+        path = self.path("s/a.1001.dpx")
+        data = path.read_bytes()
+        for code, filters in ((0, "null"), (1, "hflip"), (2, "vflip"), (3, "hflip,vflip")):
+            with self.subTest(code):
+                path.write_bytes(data)
+                expected = self.shown_by(images, filters)
+                self.set_bytes(images, 768, struct.pack(">H", code))
+                result = self.succeed("encode", "--overwrite", "--variant", "hq", "--rate", "24",
+                                      images, self.path("out.mov"))
+                self.assertEqual("--no-rotate" in result.stderr, code > 0)
+                found = planes(self.path("out.mov"), "rgb24")
+                error = sum(abs(a - b) for a, b in zip(found, expected, strict=True))
+                self.assertLess(error / len(found), 6)
+        self.set_bytes(images, 768, struct.pack(">H", 5))
+        self.fail_with(1, ["in columns (orientation 5)"], "encode", "--rate", "24", images,
+                       self.path("x.mov"))
+        self.set_bytes(images, 768, struct.pack(">H", 2))
+        unturned = self.pictures(images, "--no-rotate")
+        self.set_bytes(images, 768, struct.pack(">H", 0))
+        self.assertEqual(self.pictures(images), unturned)
+
+    def test_orientation_of_exif_is_applied(self):
+        images = self.make_images("s/a.%d.jpg", "-q:v", "1", frames=1)
+        path = self.path("s/a.1001.jpg")
+        plain = path.read_bytes()
+        for code, filters in ((2, "hflip"), (3, "hflip,vflip"), (4, "vflip"), (5, "transpose=0"),
+                              (6, "transpose=1"), (7, "transpose=3"), (8, "transpose=2")):
+            with self.subTest(code):
+                path.write_bytes(plain)
+                expected = self.shown_by(images, filters)
+                tiff = b"II*\0" + struct.pack("<IHHHIHHI", 8, 1, 0x112, 3, 1, code, 0, 0)
+                exif = b"Exif\0\0" + tiff
+                path.write_bytes(plain[:2] + b"\xFF\xE1" + struct.pack(">H", len(exif) + 2) + exif +
+                                 plain[2:])
+                self.encode(images, "--variant", "hq")
+                found = planes(self.path("out.mov"), "rgb24")
+                error = sum(abs(a - b) for a, b in zip(found, expected, strict=True))
+                self.assertLess(error / len(found), 6)
+
     def stamp_dpx(self, path, timecode, rate, reel):
         """Writes timecode, rate and device into the header of a .dpx, which gets its whole header."""
         data = path.read_bytes()
@@ -283,6 +482,39 @@ class BadInput(SequenceTest):
                 self.assertIn("2 frames before that are kept", result.stderr)
                 self.path("out.partial.mov").unlink()
 
+    def damage_two_of_five(self):
+        """Makes five images of which the third and the fourth are damaged; returns the pattern."""
+        images = self.make_images("s/a.%04d.png")
+        self.whole = self.pictures(images)
+        data = self.path("s/a.1003.png").read_bytes()
+        self.path("s/a.1003.png").write_bytes(data[:len(data) // 2])
+        self.path("s/a.1004.png").write_bytes(b"not an image" * 30)
+        return images
+
+    def assert_lists_damage(self, report, treatment):
+        self.assertEqual([(entry["input"], entry["frame"], entry["treatment"])
+                          for entry in report["damage"]],
+                         [(str(self.path(f"s/a.{number}.png")), number, treatment)
+                          for number in (1003, 1004)])
+
+    def test_damaged_files_are_concealed_on_request(self):
+        images = self.damage_two_of_five()
+        found = self.pictures(images, "--on-error", "conceal")
+        whole = self.whole
+        self.assertEqual(found, [whole[0], whole[1], whole[1], whole[1], whole[4]])
+        self.assert_lists_damage(self.encode(images, "--on-error", "conceal"), "replaced")
+        result = self.succeed("encode", "--overwrite", "--rate", "24", "--on-error", "conceal",
+                              images, self.path("out.mov"))
+        self.assertIn(f"{self.path('s/a.1003.png')}: frame 1003", result.stderr)
+
+    def test_damaged_files_are_skipped_on_request(self):
+        images = self.damage_two_of_five()
+        found = self.pictures(images, "--on-error", "skip")
+        self.assertEqual(found, [self.whole[i] for i in (0, 1, 4)])
+        report = self.encode(images, "--on-error", "skip", "--frames", "1002-1004")
+        self.assertEqual(report["frames"], 1)
+        self.assert_lists_damage(report, "left out")
+
     def test_files_that_are_no_images_are_named(self):
         for extension in ("exr", "dpx", "tif", "png", "jpg", "tga", "cin"):
             with self.subTest(extension):
@@ -294,9 +526,22 @@ class BadInput(SequenceTest):
         images = self.make_images("s/a.%d.png")
         self.make_images("t/a.%d.png", size="64x96")
         self.path("t/a.1004.png").rename(self.path("s/a.1004.png"))
-        self.fail_with(1, ["a.1004.png", "frame 1004 differs from the first file",
-                           "found 64x96", "expected 96x64"], "encode", "--rate", "24", images,
+        first = self.path("s/a.1001.png")
+        self.fail_with(1, ["a.1004.png", f"frame 1004 differs from {first}", "found 64x96",
+                           "expected 96x64"], "encode", "--rate", "24", images,
                        self.path("x.mov"))
+
+    def test_a_change_of_depth_is_named(self):
+        for extension, pixels in (("png", "rgb48be"), ("dpx", "rgb48be"), ("tif", "rgb48le")):
+            with self.subTest(extension):
+                images = self.make_images(f"{extension}/a.%d.{extension}")
+                self.make_images(f"deep/a.%d.{extension}", pixels=pixels)
+                self.path(f"deep/a.1004.{extension}").rename(
+                    self.path(f"{extension}/a.1004.{extension}"))
+                self.fail_with(1, [f"frame 1004 differs from {extension}".replace(
+                    extension, str(self.path(f"{extension}/a.1001.{extension}"))),
+                    "3 channels of 16 bits", "3 channels of 8 bits"],
+                               "encode", "--rate", "24", images, self.path("x.mov"))
 
     def test_a_change_of_channels_is_named(self):
         images = self.make_images("s/a.%d.png")

@@ -124,6 +124,9 @@ void DecodedVideoReader::Describe(const AVFrame& first) {
   const AVFormatContext& context = GetTrack().GetDemuxer().GetContext();
   PictureTarget target = DescribeTarget(first);
   description_.format = target.format;
+  description_.stored = avcodec_get_name(GetTrack().GetStream().codecpar->codec_id) +
+                        std::string(", ") +
+                        av_get_pix_fmt_name(static_cast<AVPixelFormat>(first.format));
   const FoundTimecode timecode = FindTimecode(context, GetFormat().rate, GetName());
   description_.timecode = timecode.timecode;
   description_.timecodeNote = timecode.note;
