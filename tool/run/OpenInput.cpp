@@ -17,6 +17,7 @@
 #include "media/decode/DecodedVideoReader.h"
 #include "media/raw/Y4m.h"
 #include "recovery/FrameScanner.h"
+#include "run/DecodedProRes.h"
 
 namespace vixprores {
 namespace {
@@ -37,18 +38,31 @@ bool IsPlainY4m(InputFile& file) {
   return HoldsPlain422(text.substr(0, text.find('\n')));
 }
 
-// Returns true if the first video track is one whose packets elements accept as they are.
-bool HoldsPackedVideo(const Demuxer& demuxer) {
+const AVStream* FindFirstVideo(const Demuxer& demuxer) {
   for (const AVStream* stream : demuxer.GetStreams()) {
-    if (IsVideo(*stream)) return FindPackedFormat(*stream->codecpar) != 0;
+    if (IsVideo(*stream)) return stream;
   }
-  return false;
+  return nullptr;
+}
+
+bool IsProRes(const AVStream& stream) {
+  return stream.codecpar->codec_id == AV_CODEC_ID_PRORES;
+}
+
+// Returns true if players would turn the pictures of the track.
+bool IsTurned(const AVStream& stream) {
+  return av_stream_get_side_data(&stream, AV_PKT_DATA_DISPLAYMATRIX, nullptr) != nullptr;
+}
+
+std::unique_ptr<VideoDecoder> MakeFootageDecoder(const AVStream& stream, int threads,
+                                                 const std::string& name) {
+  return IsProRes(stream) ? MakeProResDecoder(stream, threads)
+                          : MakeLibavDecoder(stream, threads, name);
 }
 
 bool HoldsProRes(const Demuxer& demuxer) {
-  return std::ranges::any_of(demuxer.GetStreams(), [](const AVStream* stream) {
-    return stream->codecpar->codec_id == AV_CODEC_ID_PRORES;
-  });
+  return std::ranges::any_of(demuxer.GetStreams(),
+                             [](const AVStream* stream) { return IsProRes(*stream); });
 }
 
 // Does not wait for the first byte of a pipe of raw frames: they carry no header.
@@ -88,14 +102,18 @@ std::unique_ptr<FrameReader> ReadFootage(std::unique_ptr<InputFile> file,
   if (isPlain && IsPlainY4m(*file)) return std::make_unique<Y4mReader>(std::move(file));
   try {
     auto demuxer = std::make_unique<Demuxer>(std::move(file), FileFormats::Footage);
-    if (isPlain && HoldsPackedVideo(*demuxer)) {
-      const FrameTimes times = reading.rate ? FrameTimes::Ignored : reading.times;
+    const FrameTimes times = reading.rate ? FrameTimes::Ignored : reading.times;
+    const AVStream* const video = isPlain ? FindFirstVideo(*demuxer) : nullptr;
+    if (video && FindPackedFormat(*video->codecpar) != 0) {
       return std::make_unique<RawContainerReader>(std::move(demuxer), times);
     }
-    if (HoldsProRes(*demuxer)) {
-      throw Failure(demuxer->GetName() + ": is ProRes already; 'vixprores decode' unpacks it");
+    if (video && IsProRes(*video) && (reading.keepsRotation || !IsTurned(*video))) {
+      ProResReading frames;
+      frames.times = times;
+      return std::make_unique<DecodedProResReader>(
+          std::make_unique<ProResReader>(std::move(demuxer), frames));
     }
-    return std::make_unique<DecodedVideoReader>(std::move(demuxer), reading);
+    return std::make_unique<DecodedVideoReader>(std::move(demuxer), reading, MakeFootageDecoder);
   } catch (const UnreadableContainer& failure) {
     throw UnreadableContainer(failure.what() +
                               std::string("; raw frames need --fourcc, --size and --rate"));

@@ -28,7 +28,8 @@ std::unique_ptr<FrameReader> OpenRawFrames(const std::string& path, const RawFra
 
 /// Opens video of any kind, decided by its contents; its frames are uncompressed 4:2:2. Frames that
 /// are packed 4:2:2 already stay in the file (CheckFramesInUse()), planar 4:2:2 of a Y4M stream is
-/// packed, all else is decoded and converted.
+/// packed, ProRes is decoded by the plug-in, which must be loaded, all else is decoded and
+/// converted.
 std::unique_ptr<FrameReader> OpenFootage(const std::string& path,
                                          const FootageReading& reading = {});
 

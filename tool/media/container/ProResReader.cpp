@@ -61,7 +61,10 @@ FrameFailure ToFrame(const std::exception_ptr& failure, const std::string& name,
 }  // namespace
 
 ProResReader::ProResReader(std::unique_ptr<InputFile> file, const ProResReading& reading)
-    : track_(std::make_unique<Demuxer>(std::move(file)), reading.times), reading_(reading) {
+    : ProResReader(std::make_unique<Demuxer>(std::move(file)), reading) {}
+
+ProResReader::ProResReader(std::unique_ptr<Demuxer> demuxer, const ProResReading& reading)
+    : track_(std::move(demuxer), reading.times), reading_(reading) {
   description_.name = track_.GetName();
   RequireProRes(track_);
   ChooseLayout();

@@ -31,6 +31,8 @@ struct ProResReading {
 class ProResReader : public FrameReader {
  public:
   ProResReader(std::unique_ptr<InputFile> file, const ProResReading& reading);
+  /// @param demuxer nothing must have been read from it
+  ProResReader(std::unique_ptr<Demuxer> demuxer, const ProResReading& reading);
 
   std::optional<NumberedFrame> Read() override;
   bool SkipTo(std::int64_t frame) override;

@@ -23,10 +23,11 @@ AVStream& PrepareStream(Demuxer& demuxer, const FootageReading& reading) {
 
 }  // namespace
 
-DecodedTrack::DecodedTrack(std::unique_ptr<Demuxer> demuxer, const FootageReading& reading)
+DecodedTrack::DecodedTrack(std::unique_ptr<Demuxer> demuxer, const FootageReading& reading,
+                           const VideoDecoderFactory& makeDecoder)
     : demuxer_(std::move(demuxer)),
       stream_(PrepareStream(*demuxer_, reading)),
-      decoder_(stream_, reading.threads, demuxer_->GetName()),
+      decoder_(makeDecoder(stream_, reading.threads, demuxer_->GetName())),
       sound_(*demuxer_) {}
 
 void DecodedTrack::Lose(const std::string& reason) {
@@ -58,14 +59,14 @@ Packet DecodedTrack::ReadPacket() {
 
 Picture DecodedTrack::Read() {
   for (;;) {
-    if (Picture picture = decoder_.Receive()) {
+    if (Picture picture = decoder_->Receive()) {
       picture->pts = picture->best_effort_timestamp;
       return picture;
     }
     if (hasEnded_) return nullptr;
     const Packet packet = ReadPacket();
     hasEnded_ = !packet;
-    if (!decoder_.Send(packet.get()) && packet) Lose(ExplainLibavError(AVERROR_INVALIDDATA));
+    if (!decoder_->Send(packet.get()) && packet) Lose(ExplainLibavError(AVERROR_INVALIDDATA));
   }
 }
 
@@ -124,7 +125,7 @@ bool DecodedTrack::Rewind() {
 }
 
 void DecodedTrack::Restart() {
-  decoder_.Flush();
+  decoder_->Flush();
   sound_.Jump();
   hasEnded_ = false;
 }

@@ -21,13 +21,14 @@ namespace vixprores {
 class DecodedTrack : public SideTracks {
  public:
   /// @throws Failure if the file has no such track, or no decoder for it
-  DecodedTrack(std::unique_ptr<Demuxer> demuxer, const FootageReading& reading);
+  DecodedTrack(std::unique_ptr<Demuxer> demuxer, const FootageReading& reading,
+               const VideoDecoderFactory& makeDecoder);
 
   const Demuxer& GetDemuxer() const { return *demuxer_; }
   const AVStream& GetStream() const { return stream_; }
   AVStream& GetStream() { return stream_; }
   /// Rate that the coded stream states, once a picture was read; numerator 0 = none.
-  Rational GetCodedRate() const { return decoder_.GetRate(); }
+  Rational GetCodedRate() const { return decoder_->GetRate(); }
 
   /// Returns the next picture, null at the end. Its `pts` is its time in ticks of the stream,
   /// AV_NOPTS_VALUE if there is none.
@@ -69,7 +70,7 @@ class DecodedTrack : public SideTracks {
 
   std::unique_ptr<Demuxer> demuxer_;
   AVStream& stream_;
-  VideoDecoder decoder_;
+  std::unique_ptr<VideoDecoder> decoder_;
   SoundQueue sound_;
   bool hasEnded_ = false;  ///< the decoder has got all packets
   int soundPreroll_ = 1;   ///< seconds

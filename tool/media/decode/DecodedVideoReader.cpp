@@ -34,9 +34,10 @@ std::uint32_t Scaled(int side, std::uint32_t divisor) {
 
 }  // namespace
 
-DecodedVideoReader::DecodedVideoReader(std::unique_ptr<Demuxer> demuxer, FootageReading reading)
+DecodedVideoReader::DecodedVideoReader(std::unique_ptr<Demuxer> demuxer, FootageReading reading,
+                                       const VideoDecoderFactory& makeDecoder)
     : reading_(std::move(reading)),
-      pictures_(std::move(demuxer), reading_),
+      pictures_(std::move(demuxer), reading_, makeDecoder),
       times_(description_.name, ChooseTimes()) {
   description_.name = GetTrack().GetDemuxer().GetName();
   const AVFrame& first = pictures_.GetFirst();

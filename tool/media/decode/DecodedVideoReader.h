@@ -25,7 +25,8 @@ namespace vixprores {
 class DecodedVideoReader : public FrameReader {
  public:
   /// @param demuxer nothing must have been read from it
-  DecodedVideoReader(std::unique_ptr<Demuxer> demuxer, FootageReading reading);
+  DecodedVideoReader(std::unique_ptr<Demuxer> demuxer, FootageReading reading,
+                     const VideoDecoderFactory& makeDecoder);
 
   std::optional<NumberedFrame> Read() override;
   bool SkipTo(std::int64_t frame) override;

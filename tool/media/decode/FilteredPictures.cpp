@@ -45,8 +45,9 @@ int Choose(int given, int ofPicture, int ofContainer) {
 
 }  // namespace
 
-FilteredPictures::FilteredPictures(std::unique_ptr<Demuxer> demuxer, const FootageReading& reading)
-    : reading_(reading), track_(std::move(demuxer), reading) {
+FilteredPictures::FilteredPictures(std::unique_ptr<Demuxer> demuxer, const FootageReading& reading,
+                                   const VideoDecoderFactory& makeDecoder)
+    : reading_(reading), track_(std::move(demuxer), reading, makeDecoder) {
   const std::string& name = track_.GetDemuxer().GetName();
   first_ = track_.Read();
   if (!first_) {

@@ -18,7 +18,8 @@ namespace vixprores {
 class FilteredPictures {
  public:
   /// @throws Failure if the file holds no picture that can be decoded
-  FilteredPictures(std::unique_ptr<Demuxer> demuxer, const FootageReading& reading);
+  FilteredPictures(std::unique_ptr<Demuxer> demuxer, const FootageReading& reading,
+                   const VideoDecoderFactory& makeDecoder);
 
   DecodedTrack& GetTrack() { return track_; }
   const DecodedTrack& GetTrack() const { return track_; }

@@ -21,6 +21,23 @@ const AVCodec& RequireDecoder(const AVStream& stream, const std::string& name) {
                 ", for which the installed libavcodec has no decoder");
 }
 
+struct ContextDeleter {
+  void operator()(AVCodecContext* context) const { avcodec_free_context(&context); }
+};
+
+class LibavDecoder : public VideoDecoder {
+ public:
+  LibavDecoder(const AVStream& stream, int threads, const std::string& name);
+
+  bool Send(const AVPacket* packet) override;
+  Picture Receive() override;
+  void Flush() override { avcodec_flush_buffers(context_.get()); }
+  Rational GetRate() const override;
+
+ private:
+  std::unique_ptr<AVCodecContext, ContextDeleter> context_;
+};
+
 }  // namespace
 
 Picture MakePicture() {
@@ -42,8 +59,7 @@ std::shared_ptr<vix::IBuffer> WrapPicture(Picture picture) {
                            vix::CreateMemoryBlock(description, sizeof(AVFrame), [owner] {}));
 }
 
-VideoDecoder::VideoDecoder(const AVStream& stream, int threads, const std::string& name)
-    : name_(name) {
+LibavDecoder::LibavDecoder(const AVStream& stream, int threads, const std::string& name) {
   const AVCodec& decoder = RequireDecoder(stream, name);
   context_.reset(avcodec_alloc_context3(&decoder));
   if (!context_) throw std::bad_alloc();
@@ -64,7 +80,7 @@ VideoDecoder::VideoDecoder(const AVStream& stream, int threads, const std::strin
   }
 }
 
-bool VideoDecoder::Send(const AVPacket* packet) {
+bool LibavDecoder::Send(const AVPacket* packet) {
   const MemoryWatch memory;
   const int result = avcodec_send_packet(context_.get(), packet);
   if (result == AVERROR(ENOMEM)) throw std::bad_alloc();
@@ -73,7 +89,7 @@ bool VideoDecoder::Send(const AVPacket* packet) {
   return result >= 0;
 }
 
-Picture VideoDecoder::Receive() {
+Picture LibavDecoder::Receive() {
   Picture picture = MakePicture();
   for (;;) {
     const MemoryWatch memory;
@@ -86,9 +102,14 @@ Picture VideoDecoder::Receive() {
   }
 }
 
-Rational VideoDecoder::GetRate() const {
+Rational LibavDecoder::GetRate() const {
   const AVRational rate = context_->framerate;
   return rate.num > 0 && rate.den > 0 ? Reduce(ToRational(rate)) : Rational{0, 1};
+}
+
+std::unique_ptr<VideoDecoder> MakeLibavDecoder(const AVStream& stream, int threads,
+                                               const std::string& name) {
+  return std::make_unique<LibavDecoder>(stream, threads, name);
 }
 
 }  // namespace vixprores

@@ -3,6 +3,7 @@
 #define TOOL_MEDIA_DECODE_VIDEODECODER_H
 
 #include <cstdint>
+#include <functional>
 #include <memory>
 #include <string>
 
@@ -34,36 +35,34 @@ inline const AVFrame& PictureOf(const vix::IBuffer& buffer) {
   return *reinterpret_cast<const AVFrame*>(buffer.GetData());
 }
 
-/// Decodes the packets of a video track with libavcodec, on threads of its own. The pictures of
-/// intact streams are the same on all machines. Used by one thread.
+/// Decodes the packets of a video track. The pictures of intact streams are the same on all
+/// machines. Used by one thread.
 class VideoDecoder {
  public:
-  /// @param threads 0 = one per processor
-  /// @param name    of the input, for messages
-  /// @throws Failure if there is no decoder for the track
-  VideoDecoder(const AVStream& stream, int threads, const std::string& name);
+  virtual ~VideoDecoder() = default;
 
   /// Takes the next packet; null ends the stream. Call Receive() until it returns null between
   /// packets.
   /// @return false if the packet cannot be decoded; the next one may be
-  bool Send(const AVPacket* packet);
+  virtual bool Send(const AVPacket* packet) = 0;
   /// Returns the next picture in the order of presentation; null if another packet is needed, or
   /// the stream has ended.
-  Picture Receive();
+  virtual Picture Receive() = 0;
   /// Forgets all packets, so that decoding continues at any random access point.
-  void Flush() { avcodec_flush_buffers(context_.get()); }
-
+  virtual void Flush() = 0;
   /// Returns the frame rate that the stream itself states; numerator 0 = none.
-  Rational GetRate() const;
-
- private:
-  struct ContextDeleter {
-    void operator()(AVCodecContext* context) const { avcodec_free_context(&context); }
-  };
-
-  std::string name_;
-  std::unique_ptr<AVCodecContext, ContextDeleter> context_;
+  virtual Rational GetRate() const = 0;
 };
+
+/// Makes the decoder of a track, which must outlive it. `threads` is their number, 0 = one per
+/// processor; `name` is that of the input, for messages.
+using VideoDecoderFactory = std::function<std::unique_ptr<VideoDecoder>(
+    const AVStream& stream, int threads, const std::string& name)>;
+
+/// Makes a decoder of libavcodec, which decodes on threads of its own.
+/// @throws Failure if there is no decoder for the track
+std::unique_ptr<VideoDecoder> MakeLibavDecoder(const AVStream& stream, int threads,
+                                               const std::string& name);
 
 }  // namespace vixprores
 
