@@ -111,6 +111,22 @@ StreamFormat FormatOf(const prores::FrameHeader& header) {
   return format;
 }
 
+StreamFormat CombineFormats(StreamFormat container, const prores::FrameHeader& header) {
+  container.width = header.width;
+  container.height = header.height;
+  const StreamFormat told = FormatOf(header);
+  container.fieldOrder = told.fieldOrder;
+  container.is444 = told.is444;
+  container.hasAlpha = told.hasAlpha;
+  if (container.sampleAspect.numerator == 0) container.sampleAspect = told.sampleAspect;
+  if (!container.colour.IsSpecified()) {
+    const ColourRange range = container.colour.range;
+    container.colour = told.colour;
+    container.colour.range = range;
+  }
+  return container;
+}
+
 std::optional<HeaderMismatch> FindMismatch(const prores::FrameHeader& header,
                                            const StreamFormat& stream,
                                            const HeaderDemands& demands) {

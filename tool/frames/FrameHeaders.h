@@ -65,6 +65,11 @@ Colour ColourOf(const prores::FrameHeader& header);
 /// Returns all properties of the stream that the header contains; the code is left 0.
 StreamFormat FormatOf(const prores::FrameHeader& header);
 
+/// Returns the properties of a stream whose container states some and its first frame others. Size,
+/// scan and chroma come from the header; for everything else the container takes precedence,
+/// because editing programs set and show its values.
+StreamFormat CombineFormats(StreamFormat container, const prores::FrameHeader& header);
+
 /// Requirements in addition to an unchanged size.
 struct HeaderDemands {
   bool sameScan = false;    ///< reject a change between progressive and interlaced

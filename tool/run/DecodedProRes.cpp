@@ -67,71 +67,76 @@ std::shared_ptr<vix::IBuffer> Wrap(const AVPacket& packet) {
       vix::CreateMemoryBlock(owner->data, static_cast<std::size_t>(owner->size), [owner] {}));
 }
 
-StreamFormat DescribeFrames(const AVStream& stream, const prores::FrameHeader& header) {
-  StreamFormat format = DescribeVideo(stream);
-  format.code = stream.codecpar->codec_tag;
-  format.width = header.width;
-  format.height = header.height;
-  format.fieldOrder = FieldOrderOf(header.interlaceMode);
-  format.is444 = header.chromaFormat == prores::ChromaFormat::k444;
-  return format;
-}
-
 class ProResDecoder : public VideoDecoder {
  public:
   ProResDecoder(const AVStream& stream, int threads)
       : stream_(stream), threads_(ShareThreads(threads, 1).threadsEach) {}
 
-  bool Send(const AVPacket* packet) override {
-    if (!packet) return true;
-    auto frame = Wrap(*packet);
-    if (FindLayout(*frame, nullptr) == SampleLayout::BareFrames)
-      frame = bareFrames_.AddPrefix(*frame);
-    const auto header = ParseHeader(BytesOf(*frame));
-    if (!header) return false;
-    if (!decoder_) decoder_.emplace(DescribeFrames(stream_, *header), threads_);
-    const ConvertedFrame decoded = decoder_->Decode(frame);
-    if (!decoded.data) return false;
-    picture_ = Unpack(*decoded.data, *header);
-    picture_->best_effort_timestamp = picture_->pts = packet->pts;
-    if (!decoded.fault.empty()) picture_->decode_error_flags = FF_DECODE_ERROR_INVALID_BITSTREAM;
-    return true;
-  }
+  bool Send(const AVPacket* packet) override;
   Picture Receive() override { return std::move(picture_); }
   void Flush() override { picture_ = nullptr; }
   Rational GetRate() const override { return {0, 1}; }
 
  private:
-  static Picture Unpack(const vix::IBuffer& packed, const ParsedHeader& header);
+  ConvertedFrame Decode(const AVPacket& packet);
+  Picture Unpack(const vix::IBuffer& packed) const;
 
   const AVStream& stream_;
   int threads_;
   BareFrames bareFrames_;
-  std::optional<ProResFrameDecoder> decoder_;  ///< for frames of the first one's size
-  Picture picture_;
+  StreamFormat format_;  ///< by the first header
+  std::optional<ProResFrameDecoder> decoder_;
+  Picture last_;     ///< the last one that could be decoded
+  Picture picture_;  ///< for Receive()
 };
 
-Picture ProResDecoder::Unpack(const vix::IBuffer& packed, const ParsedHeader& header) {
+// A frame that cannot be decoded shows the picture before it.
+bool ProResDecoder::Send(const AVPacket* packet) {
+  if (!packet) return true;
+  const ConvertedFrame decoded = Decode(*packet);
+  if (decoded.data) last_ = Unpack(*decoded.data);
+  if (!last_) return false;
+  picture_ = ShareMemory(*last_);
+  picture_->pts = picture_->best_effort_timestamp = packet->pts;
+  if (!decoded.fault.empty()) picture_->decode_error_flags = FF_DECODE_ERROR_INVALID_BITSTREAM;
+  return true;
+}
+
+ConvertedFrame ProResDecoder::Decode(const AVPacket& packet) {
+  auto frame = Wrap(packet);
+  if (FindLayout(*frame, nullptr) == SampleLayout::BareFrames)
+    frame = bareFrames_.AddPrefix(*frame);
+  if (!decoder_) {
+    const auto header = ParseHeader(BytesOf(*frame));
+    if (!header) return {nullptr, kUnreadableHeader};
+    format_ = CombineFormats(DescribeVideo(stream_), *header);
+    format_.code = stream_.codecpar->codec_tag;
+    decoder_.emplace(format_, threads_);
+  }
+  return decoder_->Decode(frame);
+}
+
+Picture ProResDecoder::Unpack(const vix::IBuffer& packed) const {
   Picture picture = MakePicture();
   picture->format = AV_PIX_FMT_YUV422P10;
-  picture->width = header.width;
-  picture->height = header.height;
+  picture->width = static_cast<int>(format_.width);
+  picture->height = static_cast<int>(format_.height);
   if (av_frame_get_buffer(picture.get(), 0) < 0) throw std::bad_alloc();
-  const auto source =
-      vix::MakePixelPicture(vix::PixelFormat::V210, header.width, header.height, packed.GetData());
-  vix::PixelPicture planes{vix::PixelFormat::I210, header.width, header.height};
+  vix::PixelPicture planes{vix::PixelFormat::I210, format_.width, format_.height};
   for (std::size_t i = 0; i < 3; ++i) {
     planes.planes[i] = {picture->data[i], static_cast<std::size_t>(picture->linesize[i])};
   }
-  vix::ConvertPixels(source, planes);
-  const FieldOrder order = FieldOrderOf(header.interlaceMode);
-  picture->interlaced_frame = order == FieldOrder::Progressive ? 0 : 1;
-  picture->top_field_first = order == FieldOrder::TopFirst ? 1 : 0;
+  vix::ConvertPixels(vix::MakePixelPicture(vix::PixelFormat::V210, format_.width, format_.height,
+                                           packed.GetData()),
+                     planes);
+  picture->interlaced_frame = format_.IsInterlaced() ? 1 : 0;
+  picture->top_field_first = format_.fieldOrder == FieldOrder::TopFirst ? 1 : 0;
   picture->key_frame = 1;
+  picture->sample_aspect_ratio = {format_.sampleAspect.numerator, format_.sampleAspect.denominator};
   picture->color_range = AVCOL_RANGE_MPEG;
-  picture->color_primaries = static_cast<AVColorPrimaries>(header.colorPrimaries);
-  picture->color_trc = static_cast<AVColorTransferCharacteristic>(header.transferCharacteristic);
-  picture->colorspace = static_cast<AVColorSpace>(header.matrixCoefficients);
+  picture->color_primaries = static_cast<AVColorPrimaries>(format_.colour.primaries);
+  picture->color_trc = static_cast<AVColorTransferCharacteristic>(format_.colour.transfer);
+  picture->colorspace = static_cast<AVColorSpace>(format_.colour.matrix);
   return picture;
 }
 

@@ -18,6 +18,8 @@ namespace {
 
 using std::chrono::steady_clock;
 
+constexpr const char* kAdvice = "--on-error skip or conceal continues after it";
+
 // The middle of each component's range, as repeating bytes.
 constexpr std::array<std::uint8_t, 4> kGreyUyvy{0x80, 0x80, 0x80, 0x80};
 constexpr std::array<std::uint8_t, 4> kGreyV210{0x00, 0x02, 0x08, 0x20};
@@ -124,7 +126,10 @@ void TranscodeRun::Prepare(vix::PoolFrame& job) {
   }
   frame.source = std::move(converted.data);
   if (!converted.fault.empty()) frame.fault = std::move(converted.fault);
-  if (!frame.source) return StopAtDamage(frame);
+  if (!frame.source) {
+    frame.advice = kAdvice;
+    return StopAtDamage(frame);
+  }
   frame.sourceBytes = frame.source->GetSize();
   const bool isReadable = !result_.IsRaw() || frame.header.has_value();
   if (isReadable) job.input = samples_.Make(frame.source, source_.ToOutput(frame.place.number));
@@ -176,7 +181,7 @@ ElementOutput TranscodeRun::TakeOutput(const vix::PoolFrame& job, const Frame& f
 TranscodeRun::Sample TranscodeRun::Judge(Frame& frame, const ElementOutput& output) const {
   if (!output.fault.empty()) frame.fault = output.fault;
   if (frame.fault.empty()) return output.sample;
-  if (result_.IsRaw()) frame.advice = "--on-error skip or conceal continues after it";
+  frame.advice = kAdvice;
   StopAtDamage(frame);
   return onDamage_ == DamagePolicy::Skip ? nullptr : output.sample;
 }

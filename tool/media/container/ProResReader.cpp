@@ -18,24 +18,6 @@ namespace {
 // Most frames searched for the first header: all of them are kept in memory.
 constexpr std::size_t kMostDamagedAtStart = 32;
 
-// Size and scan come from the header; for everything else the container takes precedence, because
-// editing programs set and show its values.
-StreamFormat Combine(StreamFormat container, const prores::FrameHeader& header) {
-  container.width = header.width;
-  container.height = header.height;
-  const StreamFormat told = FormatOf(header);
-  container.fieldOrder = told.fieldOrder;
-  container.is444 = told.is444;
-  container.hasAlpha = told.hasAlpha;
-  if (container.sampleAspect.numerator == 0) container.sampleAspect = told.sampleAspect;
-  if (!container.colour.IsSpecified()) {
-    const ColourRange range = container.colour.range;
-    container.colour = told.colour;
-    container.colour.range = range;
-  }
-  return container;
-}
-
 void RequireProRes(const ContainerTrack& track) {
   const AVCodecParameters& parameters = track.GetParameters();
   if (parameters.codec_id == AV_CODEC_ID_PRORES) return;
@@ -79,7 +61,7 @@ void ProResReader::DescribeStream(const prores::FrameHeader& header) {
                        ? track_.GetParameters().codec_tag
                        : 0;
   StreamFormat& format = description_.format;
-  format = Combine(container, header);
+  format = CombineFormats(container, header);
   if (layout_ == SampleLayout::Standard) return;
   std::string& note = description_.note;
   if (!note.empty()) note += "; ";

@@ -13,6 +13,7 @@
 
 extern "C" {
 #include <libavutil/mathematics.h>
+#include <libavutil/pixdesc.h>
 }
 
 namespace vixprores {
@@ -26,6 +27,11 @@ FieldOrder FieldOrderOf(const AVFrame& picture, FieldOrder stated) {
 
 bool IsDamaged(const AVFrame& picture) {
   return picture.decode_error_flags != 0 || (picture.flags & AV_FRAME_FLAG_CORRUPT) != 0;
+}
+
+bool HasAlpha(AVPixelFormat format) {
+  const AVPixFmtDescriptor* const layout = av_pix_fmt_desc_get(format);
+  return layout && (layout->flags & AV_PIX_FMT_FLAG_ALPHA) != 0;
 }
 
 std::uint32_t Scaled(int side, std::uint32_t divisor) {
@@ -147,7 +153,10 @@ std::string DecodedVideoReader::DescribeChanges(const AVFrame& first) const {
                     DescribeColourCode(ColourProperty::Matrix, GetFormat().colour.matrix) +
                     "; --matrix chooses another one");
   }
-  if (rows.HasAlpha()) notes.push_back(GetName() + ": its alpha channel is left out");
+  // A decoder may leave it out.
+  const auto coded = static_cast<AVPixelFormat>(GetTrack().GetStream().codecpar->format);
+  if (rows.HasAlpha() || HasAlpha(coded))
+    notes.push_back(GetName() + ": its alpha channel is left out");
   if (pictures_.TurnsPictures()) {
     notes.push_back(GetName() +
                     ": pictures are turned as players would show them; --no-rotate "
