@@ -8,6 +8,7 @@
 #include <new>
 #include <string>
 #include <utility>
+#include <vector>
 
 #include "media/container/MovFile.h"
 #include "media/container/TrackDescription.h"
@@ -22,6 +23,17 @@ extern "C" {
 
 namespace vixprores {
 namespace {
+
+// A frame that states no colour does not hide that of the container.
+void KeepColour(const AVCodecParameters& container, AVCodecParameters& found) {
+  const bool isStated = found.color_primaries != AVCOL_PRI_UNSPECIFIED ||
+                        found.color_trc != AVCOL_TRC_UNSPECIFIED ||
+                        found.color_space != AVCOL_SPC_UNSPECIFIED;
+  if (isStated) return;
+  found.color_primaries = container.color_primaries;
+  found.color_trc = container.color_trc;
+  found.color_space = container.color_space;
+}
 
 constexpr const char* kContainers = "mov,matroska,avi,nut,mxf";
 // No playlists, no image sequences, no scripts: each of these formats is one file.
@@ -82,6 +94,8 @@ Demuxer::Demuxer(std::unique_ptr<InputFile> file, FileFormats formats)
 }
 
 void Demuxer::FindStreamInfo() {
+  std::vector<AVCodecParameters> stated;
+  for (const AVStream* stream : GetStreams()) stated.push_back(*stream->codecpar);
   const MemoryWatch memory;
   const int result = avformat_find_stream_info(context_.get(), nullptr);
   bytes_.Rethrow();
@@ -90,6 +104,7 @@ void Demuxer::FindStreamInfo() {
     throw UnreadableContainer(GetName() + ": its tracks cannot be read (" +
                               ExplainLibavError(result) + ")");
   }
+  for (std::size_t i = 0; i < stated.size(); ++i) KeepColour(stated[i], *GetStreams()[i]->codecpar);
 }
 
 Packet Demuxer::Read() {

@@ -17,18 +17,7 @@ namespace vixprores {
 namespace {
 
 AVStream& PrepareStream(Demuxer& demuxer, const FootageReading& reading) {
-  AVStream& stream = ChooseVideo(demuxer, false, reading.videoTrack.value_or(0));
-  AVCodecParameters& parameters = *stream.codecpar;
-  const AVCodecParameters stated = parameters;
   demuxer.FindStreamInfo();
-  // A frame header that states no colour does not hide that of the container.
-  if (parameters.color_primaries == AVCOL_PRI_UNSPECIFIED &&
-      parameters.color_trc == AVCOL_TRC_UNSPECIFIED &&
-      parameters.color_space == AVCOL_SPC_UNSPECIFIED) {
-    parameters.color_primaries = stated.color_primaries;
-    parameters.color_trc = stated.color_trc;
-    parameters.color_space = stated.color_space;
-  }
   return ChooseVideo(demuxer, false, reading.videoTrack.value_or(0));
 }
 
