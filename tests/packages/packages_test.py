@@ -140,6 +140,15 @@ class Packages(unittest.TestCase):
         for name in ("Highway", "CLI11", "JSON", "xxHash", "uplot", "GNU General Public License"):
             self.assertIn(name, text)
 
+    def test_the_copyright_names_what_is_linked(self):
+        text = (self.root / "usr/share/doc/vixprores/copyright").read_text()
+        own = ("libProRes", "libvixCore", *("libstdc++ libm libgcc_s libc ld-linux-x86-64".split()))
+        for file in (self.root / "usr/bin/vixprores", self.root / LIBDIR / MODULE):
+            needed = re.findall(r"NEEDED +(\S+?)(?:_Util)?\.so", run("objdump", "-p", file))
+            self.assertGreaterEqual(len(needed), 3)
+            for library in set(needed) - set(own):
+                self.assertIn(library, text)
+
     def test_the_guide_for_developers_has_no_dead_links(self):
         documents = list((self.root / "usr/share/doc/libvix-dev").rglob("*.md"))
         self.assertIn("host-guide.md", [path.name for path in documents])
