@@ -60,7 +60,7 @@ std::string AnyText(const std::string& text) {
 // Returns a choice in lower case, or the choice that the text is a synonym of.
 std::string Choose(const std::string& text, const Synonyms& synonyms,
                    const std::vector<std::string>& choices) {
-  const std::string choice = FindSynonym(synonyms, ToLower(text));
+  std::string choice = FindSynonym(synonyms, ToLower(text));
   if (std::ranges::find(choices, choice) != choices.end()) return choice;
   throw UsageError("choose one of " + JoinWords(choices));
 }
@@ -245,6 +245,7 @@ bool Meets(const Property& property, const std::string& found, const std::string
 
 std::vector<std::string> ExpectedProperties() {
   std::vector<std::string> names;
+  names.reserve(std::size(kProperties));
   for (const Property& property : kProperties) names.emplace_back(property.name);
   return names;
 }
