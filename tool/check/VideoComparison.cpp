@@ -237,14 +237,14 @@ class DecodingCheck : public EncodingCheck {
                std::shared_ptr<const vix::IBuffer> encoded, std::int64_t number) override {
     const auto bytes = static_cast<std::uint32_t>(source.GetSize());
     const auto header = ParseHeader(BytesOf(*encoded));
-    const auto decoded = decoders_.Decode(worker, std::move(encoded), header, number, bytes);
+    const auto decoded = decoders_.Decode(worker, encoded, header, number, bytes);
     if (!decoded.fault.empty()) throw vix::VIXRuntimeError("it " + decoded.fault);
     Scratch& scratch = scratch_.at(worker);
     scratch.source.Load(source_, BytesOf(source), bits_);
     scratch.decoded.Load(source_, BytesOf(*decoded.sample->GetBuffer()), bits_);
-    auto quality = MeasureQuality(scratch.source, scratch.decoded, bits_);
+    const FrameQuality quality = MeasureQuality(scratch.source, scratch.decoded, bits_);
     const std::scoped_lock lock(mutex_);
-    measured_.emplace(number, std::move(quality));
+    measured_.emplace(number, quality);
   }
 
   void Add(std::int64_t number) override {
