@@ -484,17 +484,17 @@ class BadInput(SequenceTest):
 
     def damage_two_of_five(self):
         """Makes five images of which the third and the fourth are damaged; returns the pattern."""
-        images = self.make_images("s/a.%04d.png")
+        images = self.make_images("s/a.%04d.dpx")
         self.whole = self.pictures(images)
-        data = self.path("s/a.1003.png").read_bytes()
-        self.path("s/a.1003.png").write_bytes(data[:len(data) // 2])
-        self.path("s/a.1004.png").write_bytes(b"not an image" * 30)
+        data = self.path("s/a.1003.dpx").read_bytes()
+        self.path("s/a.1003.dpx").write_bytes(data[:len(data) // 2])
+        self.path("s/a.1004.dpx").write_bytes(b"not an image" * 30)
         return images
 
     def assert_lists_damage(self, report, treatment):
         self.assertEqual([(entry["input"], entry["frame"], entry["treatment"])
                           for entry in report["damage"]],
-                         [(str(self.path(f"s/a.{number}.png")), number, treatment)
+                         [(str(self.path(f"s/a.{number}.dpx")), number, treatment)
                           for number in (1003, 1004)])
 
     def test_damaged_files_are_concealed_on_request(self):
@@ -505,7 +505,7 @@ class BadInput(SequenceTest):
         self.assert_lists_damage(self.encode(images, "--on-error", "conceal"), "replaced")
         result = self.succeed("encode", "--overwrite", "--rate", "24", "--on-error", "conceal",
                               images, self.path("out.mov"))
-        self.assertIn(f"{self.path('s/a.1003.png')}: frame 1003", result.stderr)
+        self.assertIn(f"{self.path('s/a.1003.dpx')}: frame 1003", result.stderr)
 
     def test_damaged_files_are_skipped_on_request(self):
         images = self.damage_two_of_five()
