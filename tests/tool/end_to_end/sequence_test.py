@@ -287,6 +287,32 @@ class Labels(SequenceTest):
                                   "--output-color", "Rec.709", images, self.path("out.mov"))
             self.assertNotIn("logarithmic", result.stderr)
 
+    def test_cineon_is_logarithmic(self):
+        width, height, level = 48, 16, 445
+        header = bytearray(2048)
+        struct.pack_into(">IIIIII8s", header, 0, 0x802A5FD7, 2048, 1024, 1024, 0,
+                         2048 + 4 * width * height, b"V4.5")
+        header[193] = 3
+        for channel in range(3):
+            struct.pack_into(">BBBxIIffff", header, 196 + 28 * channel, 0, channel + 1, 10, width,
+                             height, 0, 0, 1023, 2.046)
+        header[681] = 5  # three components in the upper bits of 32
+        word = struct.pack(">I", level << 22 | level << 12 | level << 2)
+        self.path("a.1.cin").write_bytes(header + word * (width * height))
+        images = self.path("a.%d.cin")
+        result = self.succeed("encode", "--rate", "24", images, self.path("out.mov"))
+        self.assertIn("logarithmic pictures are encoded as they are", result.stderr)
+        luma = memoryview(planes(self.path("out.mov"))).cast("H")[:width * height]
+        expected = 64 + 876 * level / 1023
+        self.assertLessEqual(max(abs(value - expected) for value in luma), 1)
+
+    def test_an_alpha_channel_is_left_out_with_a_note(self):
+        for pixels, has_alpha in (("rgba", True), ("rgb24", False)):
+            images = self.make_images(f"{pixels}/a.%d.png", frames=1, pixels=pixels)
+            result = self.succeed("encode", "--overwrite", "--rate", "24", images,
+                                  self.path("out.mov"))
+            self.assertEqual("the alpha channel is left out" in result.stderr, has_alpha)
+
     def test_linear_dpx_needs_a_conversion(self):
         for pixels in ("gbrp10be", "rgb48be"):
             images = self.make_images(f"{pixels}/a.%d.dpx", frames=1, pixels=pixels)

@@ -282,6 +282,7 @@ void SequenceReader::AddNotes(const ImageHeader& header, bool isConverted) {
     add(": logarithmic pictures are encoded as they are; --input-color and --output-color convert "
         "them");
   }
+  if (header.hasAlpha) add(": the alpha channel is left out");
   if (header.orientation != 1) {
     add(": pictures are turned as viewers show them; --no-rotate leaves them");
   }
