@@ -7,12 +7,12 @@
 
 #include "base/Text.h"
 #include "media/container/ContainerWriter.h"
+#include "media/container/HdrMetadata.h"
 #include "media/container/PacketTag.h"
 
 extern "C" {
 #include <libavcodec/avcodec.h>
 #include <libavutil/dict.h>
-#include <libavutil/mastering_display_metadata.h>
 #include <libavutil/mem.h>
 #include <libavutil/pixfmt.h>
 #include <libavutil/rational.h>
@@ -107,29 +107,6 @@ void SetSideData(AVStream& stream, AVPacketSideDataType type, const Data& value)
   std::memcpy(data, &value, sizeof value);
 }
 
-void SetPlace(const Chromaticity& from, AVRational (&to)[2]) {
-  to[0] = {from.x, kChromaticityUnits};
-  to[1] = {from.y, kChromaticityUnits};
-}
-
-AVRational ToLuminance(std::uint32_t units) {
-  AVRational luminance{};
-  av_reduce(&luminance.num, &luminance.den, units, kLuminanceUnits, INT32_MAX);
-  return luminance;
-}
-
-AVMasteringDisplayMetadata ToAvDisplay(const MasteringDisplay& display) {
-  AVMasteringDisplayMetadata metadata{};
-  SetPlace(display.red, metadata.display_primaries[0]);
-  SetPlace(display.green, metadata.display_primaries[1]);
-  SetPlace(display.blue, metadata.display_primaries[2]);
-  SetPlace(display.white, metadata.white_point);
-  metadata.max_luminance = ToLuminance(display.maxLuminance);
-  metadata.min_luminance = ToLuminance(display.minLuminance);
-  metadata.has_primaries = metadata.has_luminance = 1;
-  return metadata;
-}
-
 void SetSideData(const StreamFormat& video, AVStream& stream) {
   if (video.displayMatrix) SetSideData(stream, AV_PKT_DATA_DISPLAYMATRIX, *video.displayMatrix);
   if (video.masteringDisplay) {
@@ -137,9 +114,7 @@ void SetSideData(const StreamFormat& video, AVStream& stream) {
                 ToAvDisplay(*video.masteringDisplay));
   }
   if (video.contentLight) {
-    SetSideData(
-        stream, AV_PKT_DATA_CONTENT_LIGHT_LEVEL,
-        AVContentLightMetadata{video.contentLight->maxPixel, video.contentLight->maxFrameAverage});
+    SetSideData(stream, AV_PKT_DATA_CONTENT_LIGHT_LEVEL, ToAvLight(*video.contentLight));
   }
 }
 

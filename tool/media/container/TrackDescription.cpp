@@ -6,7 +6,6 @@
 #include <cmath>
 #include <cstdint>
 #include <cstring>
-#include <limits>
 #include <map>
 #include <span>
 #include <sstream>
@@ -16,12 +15,12 @@
 #include "base/Errors.h"
 #include "base/Text.h"
 #include "format/Values.h"
+#include "media/container/HdrMetadata.h"
 #include "media/container/PacketTag.h"
 
 extern "C" {
 #include <libavutil/common.h>
 #include <libavutil/dict.h>
-#include <libavutil/mastering_display_metadata.h>
 #include <libavutil/rational.h>
 }
 
@@ -120,39 +119,6 @@ std::optional<Data> FindSideData(const AVStream& stream, AVPacketSideDataType ty
   return found;
 }
 
-// Returns the value in units of 1 / `unitsPerOne`, limited to the type.
-template <typename Units>
-Units ToUnits(AVRational value, int unitsPerOne) {
-  const double units = value.den == 0 ? 0 : std::round(av_q2d(value) * unitsPerOne);
-  return static_cast<Units>(std::clamp<double>(units, 0, std::numeric_limits<Units>::max()));
-}
-
-Chromaticity ToChromaticity(const AVRational (&place)[2]) {
-  return {ToUnits<std::uint16_t>(place[0], kChromaticityUnits),
-          ToUnits<std::uint16_t>(place[1], kChromaticityUnits)};
-}
-
-std::optional<MasteringDisplay> FindMasteringDisplay(const AVStream& stream) {
-  const auto found =
-      FindSideData<AVMasteringDisplayMetadata>(stream, AV_PKT_DATA_MASTERING_DISPLAY_METADATA);
-  if (!found || !found->has_primaries || !found->has_luminance) return std::nullopt;
-  const auto& [red, green, blue] = found->display_primaries;
-  return MasteringDisplay{ToChromaticity(green),
-                          ToChromaticity(blue),
-                          ToChromaticity(red),
-                          ToChromaticity(found->white_point),
-                          ToUnits<std::uint32_t>(found->max_luminance, kLuminanceUnits),
-                          ToUnits<std::uint32_t>(found->min_luminance, kLuminanceUnits)};
-}
-
-std::optional<ContentLight> FindContentLight(const AVStream& stream) {
-  const auto found = FindSideData<AVContentLightMetadata>(stream, AV_PKT_DATA_CONTENT_LIGHT_LEVEL);
-  if (!found) return std::nullopt;
-  constexpr unsigned kLargest = std::numeric_limits<std::uint16_t>::max();
-  return ContentLight{static_cast<std::uint16_t>(std::min(found->MaxCLL, kLargest)),
-                      static_cast<std::uint16_t>(std::min(found->MaxFALL, kLargest))};
-}
-
 const char* FindText(const AVDictionary* texts, const char* name) {
   const AVDictionaryEntry* const found = av_dict_get(texts, name, nullptr, 0);
   return found ? found->value : nullptr;
@@ -217,8 +183,11 @@ StreamFormat DescribeVideo(const AVStream& stream) {
   }
   format.displayMatrix =
       FindSideData<std::array<std::int32_t, 9>>(stream, AV_PKT_DATA_DISPLAYMATRIX);
-  format.masteringDisplay = FindMasteringDisplay(stream);
-  format.contentLight = FindContentLight(stream);
+  const auto display =
+      FindSideData<AVMasteringDisplayMetadata>(stream, AV_PKT_DATA_MASTERING_DISPLAY_METADATA);
+  if (display) format.masteringDisplay = FromAvDisplay(*display);
+  const auto light = FindSideData<AVContentLightMetadata>(stream, AV_PKT_DATA_CONTENT_LIGHT_LEVEL);
+  if (light) format.contentLight = FromAvLight(*light);
   return format;
 }
 

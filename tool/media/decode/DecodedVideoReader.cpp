@@ -8,6 +8,7 @@
 
 #include "base/Errors.h"
 #include "base/Text.h"
+#include "media/container/HdrMetadata.h"
 #include "media/container/TrackDescription.h"
 #include "media/decode/PictureRows.h"
 
@@ -32,6 +33,23 @@ bool IsDamaged(const AVFrame& picture) {
 bool HasAlpha(AVPixelFormat format) {
   const AVPixFmtDescriptor* const layout = av_pix_fmt_desc_get(format);
   return layout && (layout->flags & AV_PIX_FMT_FLAG_ALPHA) != 0;
+}
+
+template <typename Data>
+const Data* FindSideData(const AVFrame& picture, AVFrameSideDataType type) {
+  const AVFrameSideData* const found = av_frame_get_side_data(&picture, type);
+  return found && found->size >= sizeof(Data) ? reinterpret_cast<const Data*>(found->data)
+                                              : nullptr;
+}
+
+// Adds the metadata of HDR that only the coded stream has.
+void AddHdrMetadata(const AVFrame& first, StreamFormat& format) {
+  const auto* const display =
+      FindSideData<AVMasteringDisplayMetadata>(first, AV_FRAME_DATA_MASTERING_DISPLAY_METADATA);
+  if (display && !format.masteringDisplay) format.masteringDisplay = FromAvDisplay(*display);
+  const auto* const light =
+      FindSideData<AVContentLightMetadata>(first, AV_FRAME_DATA_CONTENT_LIGHT_LEVEL);
+  if (light && !format.contentLight) format.contentLight = FromAvLight(*light);
 }
 
 std::uint32_t Scaled(int side, std::uint32_t divisor) {
@@ -79,6 +97,7 @@ StreamFormat DecodedVideoReader::DescribeFormat(const AVFrame& first) const {
   format.fieldOrder = FieldOrderOf(first, format.fieldOrder);
   if (reading_.deinterlacing != Deinterlacing::None) format.fieldOrder = FieldOrder::Progressive;
   if (pictures_.TurnsPictures()) format.displayMatrix.reset();
+  AddHdrMetadata(first, format);
   return format;
 }
 
@@ -121,6 +140,11 @@ PictureTarget DecodedVideoReader::DescribeTarget(const AVFrame& first) const {
     target.colour = FindColourPreset(*reading_.convertColour);
     CheckLuminance(format.colour, *target.colour);
     target.colour->range = ColourRange::Limited;
+    if (target.colour->transfer != format.colour.transfer) {
+      // They describe the light of the source.
+      format.masteringDisplay.reset();
+      format.contentLight.reset();
+    }
     format.colour = *target.colour;
     target.peakLuminance = reading_.peakLuminance;
   }
