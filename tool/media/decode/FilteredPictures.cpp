@@ -1,7 +1,6 @@
 // SPDX-License-Identifier: BSD-2-Clause
 #include "media/decode/FilteredPictures.h"
 
-#include <array>
 #include <utility>
 #include <vector>
 
@@ -15,26 +14,6 @@ extern "C" {
 
 namespace vixprores {
 namespace {
-
-// Filters that turn pictures as a matrix of players would. `null` where there is nothing to turn.
-std::string RotationFilters(const std::array<std::int32_t, 9>& matrix) {
-  const auto [a, b, u, c, d, v, x, y, w] = matrix;
-  const auto sign = [](std::int32_t value) { return value > 0 ? '+' : value < 0 ? '-' : '0'; };
-  const std::string signs{sign(a), sign(b), sign(c), sign(d)};
-  constexpr std::array<std::pair<const char*, const char*>, 7> kTurns{{
-      {"-00-", "hflip,vflip"},
-      {"-00+", "hflip"},
-      {"+00-", "vflip"},
-      {"0+-0", "transpose=clock"},
-      {"0-+0", "transpose=cclock"},
-      {"0++0", "transpose=cclock_flip"},
-      {"0--0", "transpose=clock_flip"},
-  }};
-  for (const auto& [turned, filters] : kTurns) {
-    if (signs == turned) return filters;
-  }
-  return {};
-}
 
 // The picture's own labels are newer than the container's, unless it has none.
 int Choose(int given, int ofPicture, int ofContainer) {
@@ -59,6 +38,9 @@ FilteredPictures::FilteredPictures(std::unique_ptr<Demuxer> demuxer, const Foota
   decoded_ = {stream.time_base, ToAvRational(FindRate()), first_->sample_aspect_ratio,
               first_->width, first_->height};
   if (decoded_.sampleAspect.num <= 0) decoded_.sampleAspect = stream.sample_aspect_ratio;
+  const auto matrix = DescribeVideo(stream).displayMatrix;
+  if (matrix && !reading_.keepsRotation) turn_ = FindTurn(*matrix);
+  if (turn_) turnFilters_ = DescribeTurn(*turn_, *first_);
   Label(*first_);
   stream_ = decoded_;
   BuildGraph(*first_);
@@ -90,6 +72,7 @@ Rational FilteredPictures::FindRate() {
 // Sets what the user states about pictures.
 void FilteredPictures::Label(AVFrame& picture) const {
   const AVCodecParameters& stated = *track_.GetStream().codecpar;
+  if (turn_) picture.chroma_location = SitingBehind(*turn_, picture);
   picture.color_primaries = static_cast<AVColorPrimaries>(
       Choose(reading_.colour.primaries, picture.color_primaries, stated.color_primaries));
   picture.color_trc = static_cast<AVColorTransferCharacteristic>(
@@ -106,9 +89,7 @@ std::string FilteredPictures::DescribeGraph() const {
   std::vector<std::string> filters;
   if (reading_.deinterlacing == Deinterlacing::Frames) filters.emplace_back("bwdif=send_frame");
   if (reading_.deinterlacing == Deinterlacing::Fields) filters.emplace_back("bwdif=send_field");
-  if (TurnsPictures()) {
-    filters.push_back(RotationFilters(*DescribeVideo(track_.GetStream()).displayMatrix));
-  }
+  if (turn_) filters.push_back(turnFilters_);
   if (reading_.filter) filters.push_back(*reading_.filter);
   return Join(filters, ",");
 }
@@ -120,11 +101,6 @@ void FilteredPictures::BuildGraph(const AVFrame& first) {
   graph_.emplace(filters, decoded_, first, reading_.threads, track_.GetDemuxer().GetName());
   stream_ = graph_->GetStream();
   if (stream_.rate.num <= 0) stream_.rate = decoded_.rate;
-}
-
-bool FilteredPictures::TurnsPictures() const {
-  const auto matrix = DescribeVideo(track_.GetStream()).displayMatrix;
-  return matrix && !reading_.keepsRotation && !RotationFilters(*matrix).empty();
 }
 
 bool FilteredPictures::IsTimeless() const {

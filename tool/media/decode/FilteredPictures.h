@@ -10,6 +10,7 @@
 #include "media/decode/DecodedTrack.h"
 #include "media/decode/FilterGraph.h"
 #include "media/decode/FootageReading.h"
+#include "media/decode/PictureTurn.h"
 
 namespace vixprores {
 
@@ -28,7 +29,7 @@ class FilteredPictures {
   /// Rate of the track.
   AVRational GetDecodedRate() const { return decoded_.rate; }
   /// Returns true if pictures are turned.
-  bool TurnsPictures() const;
+  bool TurnsPictures() const { return turn_ != nullptr; }
   /// Returns true if each picture depends on few others, so that reading may begin anywhere.
   bool IsTimeless() const;
   /// Returns true if the pictures are those of the track, one for one.
@@ -56,6 +57,8 @@ class FilteredPictures {
   DecodedTrack track_;
   PictureStream decoded_;  ///< before the filters
   PictureStream stream_;
+  const PictureTurn* turn_ = nullptr;  ///< null = none
+  std::string turnFilters_;
   std::optional<FilterGraph> graph_;  ///< none = nothing to filter
   bool isGraphEnded_ = false;
   Picture first_;         ///< decoded picture for which the graph was made

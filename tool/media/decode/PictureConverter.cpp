@@ -19,8 +19,9 @@ namespace {
 
 constexpr std::size_t kPlanes = RowRing::kPlanes;
 constexpr std::ptrdiff_t kAlignment = 32;  // that libzimg requires without AVX-512
+
 zimg_chroma_location_e SitingOf(const PictureKind& kind) {
-  switch (kind.siting) {
+  switch (ChromaSitingOf(kind)) {
     case AVCHROMA_LOC_CENTER:
       return ZIMG_CHROMA_CENTER;
     case AVCHROMA_LOC_TOPLEFT:
@@ -31,9 +32,6 @@ zimg_chroma_location_e SitingOf(const PictureKind& kind) {
       return ZIMG_CHROMA_BOTTOM_LEFT;
     case AVCHROMA_LOC_BOTTOM:
       return ZIMG_CHROMA_BOTTOM;
-    case AVCHROMA_LOC_UNSPECIFIED:
-      // JPEG has it in the middle, and is the only source of such pictures that says nothing.
-      return kind.isFull ? ZIMG_CHROMA_CENTER : ZIMG_CHROMA_LEFT;
     default:
       return ZIMG_CHROMA_LEFT;
   }

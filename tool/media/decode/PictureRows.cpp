@@ -73,6 +73,13 @@ PictureKind KindOf(const AVFrame& picture) {
           picture.chroma_location};
 }
 
+AVChromaLocation ChromaSitingOf(const PictureKind& kind) {
+  const auto stated = static_cast<AVChromaLocation>(kind.siting);
+  if (stated > AVCHROMA_LOC_UNSPECIFIED && stated < AVCHROMA_LOC_NB) return stated;
+  // JPEG has it in the middle, and is the only source of such pictures that says nothing.
+  return kind.isFull ? AVCHROMA_LOC_CENTER : AVCHROMA_LOC_LEFT;
+}
+
 PictureRows::PictureRows(AVPixelFormat format, const std::string& inputName)
     : layout_(RequireLayout(format, inputName)),
       isRgb_((layout_.flags & (AV_PIX_FMT_FLAG_RGB | AV_PIX_FMT_FLAG_PAL)) != 0),

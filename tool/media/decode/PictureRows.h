@@ -29,6 +29,9 @@ struct PictureKind {
 
 PictureKind KindOf(const AVFrame& picture);
 
+/// Returns where chroma of such pictures is sited; one of the six places that libavutil names.
+AVChromaLocation ChromaSitingOf(const PictureKind& kind);
+
 /// The layout of decoded pictures, and their rows as plain samples, whatever the layout. Reads
 /// integer formats of up to 16 bits: YCbCr of any subsampling, grey, RGB and palettes; an alpha
 /// channel is ignored. May be used by several threads at once.
