@@ -154,7 +154,7 @@ int UsualMatrix(std::uint32_t height) {
 namespace {
 
 // Bits after the binary point of the matrix: with samples of 16 bits, sums fit 31.
-constexpr int kMatrixFraction = 14;
+constexpr int kMatrixFraction = 15;
 
 }  // namespace
 
