@@ -74,7 +74,7 @@ class PictureConverter::Conversion {
   zimgxx::zimage_format DescribeSource(const Lines& lines) const;
   zimgxx::zimage_format DescribeTarget(const zimgxx::zimage_format& source,
                                        const Lines& lines) const;
-  zimgxx::zfilter_graph_builder_params DescribeFilter() const;
+  zimgxx::zfilter_graph_builder_params DescribeFilter(bool isField) const;
   std::optional<zimgxx::zimage_buffer_const> FindPlanes(const AVFrame& picture,
                                                         const Lines& lines) const;
 
@@ -177,9 +177,15 @@ zimgxx::zimage_format PictureConverter::Conversion::DescribeTarget(
   return target;
 }
 
-zimgxx::zfilter_graph_builder_params PictureConverter::Conversion::DescribeFilter() const {
+zimgxx::zfilter_graph_builder_params PictureConverter::Conversion::DescribeFilter(
+    bool isField) const {
   zimgxx::zfilter_graph_builder_params filter;
   filter.resample_filter = filter.resample_filter_uv = ZIMG_RESIZE_SPLINE36;
+  if (isField) {
+    // Better by up to 0.1 dB for the few lines of a field.
+    filter.resample_filter_uv = ZIMG_RESIZE_LANCZOS;
+    filter.filter_param_a_uv = 3;
+  }
   filter.dither_type = ZIMG_DITHER_NONE;
   // Not with AVX-512, which scales to other results than all lower levels.
   filter.cpu_type =
@@ -205,7 +211,7 @@ void PictureConverter::Conversion::AddPart(const Lines& lines) {
         static_cast<double>(exactWidth) * target.width / target_.format.width;
     source.active_region.height = exactHeight;
   }
-  const auto filter = DescribeFilter();
+  const auto filter = DescribeFilter(lines.parity != ZIMG_FIELD_PROGRESSIVE);
   auto graph = zimgxx::FilterGraph::build(source, target, &filter);
   RowRing read(std::size_t{2} * source.width, graph.get_input_buffering(), source.height);
   RowRing written(std::size_t{2} * target.width, graph.get_output_buffering(), target.height);

@@ -35,7 +35,8 @@ struct PictureTarget {
 /// Converts pictures of any size and format that PictureRows reads to packed 4:2:2 of 10 bits.
 ///
 /// Chroma is resampled from where the picture says that it is sited to where 4:2:2 has it, and
-/// pictures are scaled, with a cubic spline over six samples (libzimg's Spline36). Interlaced
+/// pictures are scaled, with a cubic spline over six samples (libzimg's Spline36); chroma of fields
+/// with a windowed sinc over as many (Lanczos). Interlaced
 /// pictures with fewer lines of chroma, and those that change their height, are converted field by
 /// field. Full range becomes limited. Samples of more than 10 bits are dithered by an ordered
 /// pattern, others are rounded. All sums are of integers, so that results are the same on all
