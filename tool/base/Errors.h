@@ -6,6 +6,7 @@
 /// Errors that end a run or a part of it. Each text is a whole message for the user: what is wrong,
 /// where, and what to do about it.
 
+#include <algorithm>
 #include <cstdint>
 #include <optional>
 #include <stdexcept>
@@ -94,10 +95,15 @@ class FrameFailure : public Failure {
 class FrameTimeFailure : public FrameFailure {
  public:
   /// @param missing frames that are missing from this one on; 0 = the frame's time is between those
-  ///                of frames
+  ///                of frames; less = its time has passed already
   FrameTimeFailure(const std::string& message, std::int64_t frame, const std::string& found,
                    std::int64_t missing, std::optional<std::int64_t> offset = std::nullopt)
-      : FrameFailure(message, found, {}, missing == 0 ? 1 : missing, frame, offset) {}
+      : FrameFailure(message, found, {}, CountLost(missing), frame, offset) {}
+
+ private:
+  static std::int64_t CountLost(std::int64_t missing) {
+    return missing == 0 ? 1 : std::max<std::int64_t>(missing, 0);
+  }
 };
 
 /// The program was asked to stop.

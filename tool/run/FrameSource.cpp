@@ -37,9 +37,11 @@ void MarkLost(const FrameFailure& failure, Frame& frame) {
 [[noreturn]] void RejectTimes(const FrameTimeFailure& failure, bool isRaw) {
   throw Failure(
       failure.what() +
-      std::string(isRaw ? "\n--rate N/D takes all frames, one after the other at that rate; "
-                          "--convert-rate N/D keeps their times, and repeats and drops frames"
-                        : "\n--on-error skip or conceal goes on with the frames there are"));
+      std::string(
+          isRaw ? "\n--rate N/D takes all frames, one after the other at that rate; "
+                  "--convert-rate N/D keeps their times, and repeats and drops frames; if frames "
+                  "were lost, --on-error skip or conceal continues after them"
+                : "\n--on-error skip or conceal goes on with the frames there are"));
 }
 
 }  // namespace

@@ -116,7 +116,8 @@ std::unique_ptr<FrameReader> ReadFootage(std::unique_ptr<InputFile> file,
     return std::make_unique<DecodedVideoReader>(std::move(demuxer), reading, MakeFootageDecoder);
   } catch (const UnreadableContainer& failure) {
     throw UnreadableContainer(failure.what() +
-                              std::string("; raw frames need --fourcc, --size and --rate"));
+                              std::string("; get the whole file if it is truncated; raw frames "
+                                          "need --fourcc, --size and --rate"));
   }
 }
 

@@ -2,6 +2,9 @@
 #include "media/decode/DecodedTrack.h"
 
 #include <algorithm>
+#include <array>
+#include <bit>
+#include <cmath>
 #include <utility>
 
 #include "base/Errors.h"
@@ -19,6 +22,29 @@ namespace {
 AVStream& PrepareStream(Demuxer& demuxer, const FootageReading& reading) {
   demuxer.FindStreamInfo();
   return ChooseVideo(demuxer, false, reading.videoTrack.value_or(0));
+}
+
+// Returns the bytes that a Matroska file has according to its outermost elements; 0 = unknown.
+std::int64_t StatedMatroskaBytes(const InputFile& file) {
+  std::int64_t end = 0;
+  for (int element = 0; element < 2; ++element) {  // the EBML header, the segment
+    constexpr std::size_t kIdBytes = 4;
+    std::array<std::uint8_t, kIdBytes + 8> head{};
+    if (file.ReadAt(end, head) < head.size()) return 0;
+    // Zeros before the first one are the bytes that follow; all ones stand for an unknown size.
+    const int more = std::countl_zero(head[kIdBytes]);
+    if (more >= 8) return 0;
+    std::int64_t size = head[kIdBytes] & (0x7F >> more);
+    bool isUnknown = size == 0x7F >> more;
+    for (int i = 1; i <= more; ++i) {
+      const std::uint8_t byte = head[kIdBytes + static_cast<std::size_t>(i)];
+      size = (size << 8) | byte;
+      isUnknown = isUnknown && byte == 0xFF;
+    }
+    if (isUnknown) return 0;
+    end = av_sat_add64(end, av_sat_add64(size, std::int64_t{kIdBytes} + 1 + more));
+  }
+  return end;
 }
 
 }  // namespace
@@ -93,6 +119,21 @@ std::optional<std::int64_t> DecodedTrack::CountIndexed() const {
     if ((entry.flags & AVINDEX_DISCARD_FRAME) == 0) ++count;
   }
   return count;
+}
+
+std::int64_t DecodedTrack::CountStated(Rational rate, std::int64_t start) {
+  const AVFormatContext& context = demuxer_->GetContext();
+  if (IsMxf(context) || IsAvi(context)) {
+    return FrameIndex(*demuxer_, stream_).CountAnnounced(rate, 0).value_or(0);
+  }
+  // It includes the time before the first picture.
+  const double seconds = FindStatedDuration(context, stream_).value_or(0);
+  const double before = static_cast<double>(start) * av_q2d(stream_.time_base);
+  return std::llround((seconds - before) / av_q2d(Invert(rate)));
+}
+
+std::int64_t DecodedTrack::CountStatedBytes() const {
+  return IsMatroska(demuxer_->GetContext()) ? StatedMatroskaBytes(demuxer_->GetFile()) : 0;
 }
 
 // The index has the pictures in the order of decoding, where they follow each other as evenly as in

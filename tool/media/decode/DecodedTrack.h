@@ -42,6 +42,12 @@ class DecodedTrack : public SideTracks {
 
   /// Number of pictures by the container's index; nullopt = unknown.
   std::optional<std::int64_t> CountIndexed() const;
+  /// Number of pictures that a container without an index states, which may be one too many; less
+  /// than 1 = none.
+  /// @param start time of the first picture in ticks of the stream
+  std::int64_t CountStated(Rational rate, std::int64_t start);
+  /// Number of bytes that the file has by its own words; 0 = unknown.
+  std::int64_t CountStatedBytes() const;
   /// Throws the FrameTimeFailure of the first picture up to number `last` that does not follow the
   /// one before it by a frame of that rate, by the index. Does nothing without an index.
   void CheckIndexedTimes(Rational rate, std::int64_t last) const;

@@ -26,6 +26,9 @@ FieldOrder FieldOrderOf(const AVFrame& picture, FieldOrder stated) {
   return picture.top_field_first != 0 ? FieldOrder::TopFirst : FieldOrder::BottomFirst;
 }
 
+constexpr const char* kEndAdvice =
+    "choose the frames that are there with --frames, or get the whole file";
+
 bool IsDamaged(const AVFrame& picture) {
   return picture.decode_error_flags != 0 || (picture.flags & AV_FRAME_FLAG_CORRUPT) != 0;
 }
@@ -264,29 +267,59 @@ std::optional<NumberedPicture> DecodedVideoReader::ReadInTime() {
     framesRead_ = NumberAt(time);
     times_.Skip(framesRead_, time);
   }
+  FailIfPassed(time);
   const auto deviation = times_.Take(framesRead_, time);
   if (deviation && !deviation->isAccepted) {
-    if (deviation->missing > 0) {
-      // The picture itself comes with the next Read().
-      ahead_ = std::move(picture);
-      framesRead_ += deviation->missing;
-    }
+    // The picture after a gap comes with the next Read(); one between frames is lost itself.
+    if (deviation->missing > 0) ahead_ = std::move(picture);
+    framesRead_ += std::max<std::int64_t>(deviation->missing, 1);
     throw times_.MakeFailure(*deviation, std::nullopt);
   }
   return NumberedPicture{framesRead_, std::move(picture), deviation.has_value()};
 }
 
+// Where pictures were lost, decoders may return others twice.
+void DecodedVideoReader::FailIfPassed(std::int64_t time) const {
+  auto deviation = times_.Compare(framesRead_, time);
+  if (!deviation || deviation->isAccepted || framesRead_ == 0) return;
+  const std::int64_t framesEarly =
+      av_rescale_q(av_sat_sub64(deviation->expected, time), pictures_.GetStream().tick,
+                   Invert(Reduce(ToRational(pictures_.GetStream().rate))));
+  if (framesEarly < 1) return;
+  deviation->missing = -1;
+  throw times_.MakeFailure(*deviation, std::nullopt);
+}
+
 // What is lost at the end leaves no gap.
 void DecodedVideoReader::FailAtLoss() {
-  const std::int64_t announced = GetDescription().frames.value_or(0);
-  if (framesRead_ >= announced) return;
+  // The duration that a container states may be rounded up.
+  const auto& indexed = GetDescription().frames;
+  const bool isCountable =
+      pictures_.KeepsCount() && !conversion_ && times_.GetTreatment() == FrameTimes::Checked;
+  const Rational rate = Reduce(ToRational(pictures_.GetDecodedRate()));
+  DecodedTrack& track = pictures_.GetTrack();
+  const std::int64_t start =
+      av_rescale_q(start_, pictures_.GetStream().tick, track.GetStream().time_base);
+  const std::int64_t stated = isCountable ? track.CountStated(rate, start) : 0;
+  const std::int64_t announced = indexed.value_or(stated);
+  if (framesRead_ + (indexed ? 0 : 1) >= announced) return FailIfCutOff();
+  isEndChecked_ = true;
   const std::int64_t first = std::exchange(framesRead_, announced);
   const std::string& reason = GetTrack().GetLossReason();
   throw FrameFailure(GetName(), first,
                      "is missing: the input ends there although it announces " +
                          Count(announced, "frame") + (reason.empty() ? "" : " (" + reason + ")"),
-                     "choose the frames that are there with --frames, or get the whole file",
-                     announced - first);
+                     kEndAdvice, announced - first);
+}
+
+void DecodedVideoReader::FailIfCutOff() {
+  const auto bytes = GetTrack().GetDemuxer().GetFile().GetSize();
+  const std::int64_t stated = GetTrack().CountStatedBytes();
+  if (!bytes || stated <= *bytes || std::exchange(isEndChecked_, true)) return;
+  throw FrameFailure(GetName(), framesRead_,
+                     "is missing with all after it: the file has " + std::to_string(*bytes) +
+                         " bytes and announces " + std::to_string(stated),
+                     kEndAdvice, 0);
 }
 
 }  // namespace vixprores

@@ -51,7 +51,9 @@ class DecodedVideoReader : public FrameReader {
   std::int64_t NumberAt(std::int64_t time) const;
   std::optional<NumberedPicture> ReadConverted();
   std::optional<NumberedPicture> ReadInTime();
+  void FailIfPassed(std::int64_t time) const;
   void FailAtLoss();
+  void FailIfCutOff();
 
   FootageReading reading_;
   FilteredPictures pictures_;
@@ -63,7 +65,8 @@ class DecodedVideoReader : public FrameReader {
   std::int64_t start_ = 0;  ///< time of frame 0
   std::int64_t framesRead_ = 0;
   std::int64_t skippedTo_ = 0;  ///< frames before it are dropped
-  bool isAfterJump_ = false;    ///< the next picture's number follows from its time
+  bool isEndChecked_ = false;
+  bool isAfterJump_ = false;  ///< the next picture's number follows from its time
 };
 
 }  // namespace vixprores
