@@ -46,6 +46,12 @@ TEST(SequenceName, NumbersArePaddedWithZeros) {
   EXPECT_THAT(ParseSequenceName(name.ToText()), Optional(name));
 }
 
+TEST(SequenceName, PercentSignsAreDoubledWithAnyPadding) {
+  const SequenceName any{"a/", "b%%d", ".png", 0};
+  EXPECT_EQ(any.ToText(), "a/b%%%%d*.png");
+  EXPECT_THAT(ParseSequenceName(any.ToText()), Optional(any));
+}
+
 TEST(SequenceName, ReadsNumbersOfItsPaddingOnly) {
   const SequenceName padded{"", "s", ".png", 3};
   EXPECT_THAT(padded.NumberIn("s007.png"), Optional(7));

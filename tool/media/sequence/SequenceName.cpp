@@ -181,8 +181,8 @@ std::optional<std::int64_t> SequenceName::NumberIn(std::string_view fileName) co
 }
 
 std::string SequenceName::ToText() const {
-  if (digits == 0) return folder + prefix + "*" + suffix;
-  const std::string place = digits == 1 ? "%d" : "%0" + std::to_string(digits) + "d";
+  std::string place = "*";
+  if (digits > 0) place = digits == 1 ? "%d" : "%0" + std::to_string(digits) + "d";
   return folder + Escape(prefix) + place + Escape(suffix);
 }
 

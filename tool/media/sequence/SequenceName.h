@@ -47,8 +47,8 @@ struct ImageFiles {
 /// Returns true if the extension is that of an image format.
 bool IsImageName(std::string_view path);
 
-/// Parses the name of image files with a place for the number: %04d, %d, #### or *, the first two
-/// with %% for a percent sign. Returns nullopt if there is no such place, or if the name is not of
+/// Parses the name of image files with a place for the number: %04d, %d, #### or *, with %% for a
+/// percent sign. Returns nullopt if there is no such place, or if the name is not of
 /// images. Rejects two places with a UsageError.
 std::optional<SequenceName> ParseSequenceName(const std::string& path);
 
