@@ -84,9 +84,10 @@ void CheckSoundStorable(const std::string& name, const OutputFormat& output,
     const bool holdsCodec = HoldsCodec(*rule, codec);
     const bool holdsRate = rule->rate == 0 || rule->rate == sound.sample_rate;
     if (holdsCodec && holdsRate) continue;
-    throw Failure(name + ": cannot store sound track " + std::to_string(track.number + 1) + " (" +
-                  codec + " at " + std::to_string(sound.sample_rate) + " Hz); this output holds " +
-                  rule->summary + "; " + AdviceFor(*rule, holdsCodec, holdsRate, remedy));
+    std::string message = name + ": cannot store sound track ";
+    message += std::to_string(track.number + 1) + " (" + codec + " at ";
+    message += std::to_string(sound.sample_rate) + " Hz); this output holds " + rule->summary;
+    throw Failure(message + "; " + AdviceFor(*rule, holdsCodec, holdsRate, remedy));
   }
 }
 
