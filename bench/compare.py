@@ -99,6 +99,30 @@ class Encode:
                 f"--fourcc {self.fourcc} --size {size} --rate 25 {raw}")  # fmt: skip
 
 
+@dataclass
+class EncodeFootage:
+    """A job with another source than uncompressed 4:2:2; sound, if any, becomes PCM."""
+
+    source: str  # a method of Material
+    clip: str
+    encoder: str
+    goal: float
+    step: int = 1
+
+    def name(self):
+        return f"encode {self.clip} hq from {self.source}, against {self.encoder}"
+
+    def prepare(self, material, program):
+        make = getattr(material, self.source)
+        source, tiny = make(material.sampled(self.clip, self.step)), make(material.tiny())
+        out = material.folder / "encoded.mov"
+        coding = ENCODERS[self.encoder].format(profile=VARIANTS["hq"])
+        peer = f"{FFMPEG} {{}} -pix_fmt yuv422p10le {coding} -c:a pcm_s24le {out}"
+        ours = f"{program} encode --quiet --overwrite --threads 1 --variant hq {{}} {out}"
+        return Job(peer.format(source.peer_input), ours.format(source.input),
+                   peer.format(tiny.peer_input), ours.format(tiny.input), source.frames)
+
+
 WORKS = [
     Decode("natural_1080p", "hq", "V210", 5.5),
     Decode("natural_1080p", "hq", "UYVY", 6),
@@ -122,6 +146,9 @@ WORKS = [
     Encode("natural_2160p", "hq", "prores_ks", 51, step=2),
     Encode("natural_2160p", "hq", "prores_aw", 6.8),
     Encode("natural_1080i", "hq", "prores_ks", 51, step=5, interlaced=True),
+    EncodeFootage("camera_file", "natural_1080p", "prores_ks", 9, step=5),
+    EncodeFootage("camera_file", "natural_1080p", "prores_aw", 2.4),
+    EncodeFootage("dpx_sequence", "natural_1080p", "prores_ks", 10, step=5),
 ]
 
 

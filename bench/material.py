@@ -8,12 +8,22 @@ import platform
 import re
 import subprocess
 import sys
+from dataclasses import dataclass
 
 import clips
 
 FFMPEG = "ffmpeg -nostdin -v error -y -threads 1 "
 VARIANTS = {"proxy": 0, "lt": 1, "422": 2, "hq": 3}  # profile numbers of prores_ks and prores_aw
 FORMATS = {"V210": "-c:v v210 -f rawvideo", "UYVY": "-pix_fmt uyvy422 -c:v rawvideo -f rawvideo"}
+
+
+@dataclass
+class Footage:
+    """A file, or image files, and how both programs name it as their input."""
+
+    input: str
+    peer_input: str
+    frames: int
 
 
 class Material:
@@ -58,12 +68,36 @@ class Material:
         return self._make(f"{source.stem}_{variant}.mov",
                           f"-i {source} -c:v prores_ks -profile:v {VARIANTS[variant]} {fields}")  # fmt: skip
 
-    def _make(self, name, arguments):
+    def camera_file(self, source):
+        """Returns H.264 of 4:2:0 and 8 bits at the rate of cameras, with AAC sound."""
+        path = self._make(f"{source.stem}_camera.mp4",
+                          f"-i {source} -f lavfi -i sine=r=48000 -map 0:v -map 1:a -shortest "
+                          "-c:v libx264 -preset medium -b:v 31M -pix_fmt yuv420p -c:a aac")
+        return Footage(str(path), f"-i {path}", count_frames(path))
+
+    def converted(self, footage):
+        """Returns the pictures of footage as V210, and its sound as PCM."""
+        name = pathlib.Path(footage.input).stem + "_converted.mov"
+        return self._make(name, f"{footage.peer_input} -vf zscale=filter=spline36,"
+                                "format=yuv422p10le -c:v v210 -c:a pcm_s24le")  # fmt: skip
+
+    def dpx_sequence(self, source):
+        """Returns image files of RGB with 10 bits."""
+        folder = self._make(f"{source.stem}_dpx", f"-i {source} -pix_fmt gbrp10le -c:v dpx",
+                            "/%04d.dpx")  # fmt: skip
+        files = folder / "%04d.dpx"
+        return Footage(f"--rate 25 {files}", f"-framerate 25 -i {files}",
+                       len(list(folder.iterdir())))
+
+    def _make(self, name, arguments, files=""):
+        """Returns a file, or a folder that holds `files`."""
         path = self.folder / name
         if not path.exists():
             print(f"bench: making {name}", file=sys.stderr)
             partial = path.with_name("part_" + name)
-            subprocess.run(f"{FFMPEG}{arguments} {partial}", shell=True, check=True)
+            if files:
+                partial.mkdir(exist_ok=True)
+            subprocess.run(f"{FFMPEG}{arguments} {partial}{files}", shell=True, check=True)
             partial.rename(path)
         return path
 
