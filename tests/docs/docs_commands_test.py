@@ -20,6 +20,10 @@ V210 = ("-pix_fmt", "yuv422p10le", "-c:v", "v210")
 UYVY = ("-pix_fmt", "uyvy422", "-c:v", "rawvideo")
 PRORES = ("-pix_fmt", "yuv422p10le", "-c:v", "prores_ks", "-profile:v", "3")
 
+# A camera file: compressed pictures and sound.
+CAMERA = ("-f", "lavfi", "-i", "sine=r=48000:d=0.48", "-c:v", "libx264", "-pix_fmt", "yuv420p",
+          "-c:a", "aac", "-timecode", "01:00:00:00")
+
 # Inputs by name: size, and ffmpeg's options for the output. All other files that a document names must
 # come from its own commands.
 CLIPS = {
@@ -31,23 +35,35 @@ CLIPS = {
     "frames.v210": ("1920x1080", (*V210, "-f", "rawvideo")),
     "prores.mov": ("128x96", PRORES),
     "original.mov": ("128x96", V210),
+    "camera.mp4": ("1280x720", CAMERA),
+    "card": ("1280x720", CAMERA),
+    "shot.####.dpx": ("1280x720", ("-pix_fmt", "gbrp10le", "-start_number", "1001")),
+    "shot.####.exr": ("1280x720", ("-pix_fmt", "gbrpf32le", "-start_number", "1001")),
 }
+# The files of inputs that are folders or sequences.
+FILES = {"card": "card/day/A001.mp4", "shot.####.dpx": "plates/shot.%04d.dpx",
+         "shot.####.exr": "plates/shot.%04d.exr"}
+# A look that changes nothing.
+CUBE = "LUT_3D_SIZE 2\n" + "".join(f"{r} {g} {b}\n" for b in (0, 1) for g in (0, 1) for r in (0, 1))
 
 
-def make_clip(path):
-    size, output = CLIPS[path.name]
-    frames = 12 if size == "128x96" else 2
+def make_clip(name, folder):
+    size, output = CLIPS[name]
+    path = folder / FILES.get(name, name)
+    path.parent.mkdir(parents=True, exist_ok=True)
+    frames = 2 if size == "1920x1080" else 12
     subprocess.run(["ffmpeg", "-nostdin", "-v", "error", "-f", "lavfi", "-i",
-                    f"testsrc2=size={size}:rate=25", "-frames:v", str(frames), *output, path],
+                    f"testsrc2=size={size}:rate=25", *output, "-t", str(frames / 25), path],
                    check=True, timeout=TIMEOUT)
 
 
 def run_block(block, folder):
     """Makes the inputs that a block names, and runs its lines."""
     for name in CLIPS:
-        path = folder / name
-        if re.search(rf"(?<![\w.]){re.escape(name)}(?!\w)", block) and not path.exists():
-            make_clip(path)
+        missing = not (folder / FILES.get(name, name).replace("%04d", "1001")).exists()
+        if re.search(rf"(?<![\w.]){re.escape(name)}(?!\w)", block) and missing:
+            make_clip(name, folder)
+    (folder / "show.cube").write_text(CUBE)
     environment = {**os.environ, "PATH": f"{PROGRAM.parent}:{os.environ['PATH']}"}
     return subprocess.run(["bash", "-euo", "pipefail", "-c", block], cwd=folder, env=environment,
                           stdin=subprocess.DEVNULL, stdout=subprocess.PIPE,
