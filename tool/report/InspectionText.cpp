@@ -43,7 +43,7 @@ std::string SpreadText(const Spread& spread, int decimals, double factor = 1) {
 }
 
 std::string SizeText(const StreamStatistics& stream) {
-  const std::string text = SpreadText(stream.bytes, 0) + " bytes";
+  std::string text = SpreadText(stream.bytes, 0) + " bytes";
   if (!stream.targetBytes) return text;
   return text + "; mean " + Percentage(stream.bytes.GetMean(), *stream.targetBytes) +
          " of the variant's " + std::to_string(*stream.targetBytes);

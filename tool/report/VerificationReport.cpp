@@ -50,7 +50,7 @@ void WriteFile(const Verification& file, const TextSink& write) {
 
 std::string DescribeDamage(const DamagedFrame& frame) {
   const std::string what = Inflect(frame.check.Describe(), frame.place.count);
-  const std::string text = Describe(frame.place) + ": " + PrintableLine(what);
+  std::string text = Describe(frame.place) + ": " + PrintableLine(what);
   if (frame.check.slices.empty()) return text;
   return text + " (" + SlicesText(frame.check.slices) + ")";
 }

@@ -29,6 +29,7 @@ namespace fs = std::filesystem;
 // Returns text like "{name} and {number}".
 std::string ListWords(const std::map<std::string, std::string>& words) {
   std::vector<std::string> list;
+  list.reserve(words.size());
   for (const auto& [word, text] : words) list.push_back("{" + word + "}");
   return JoinWords(list);
 }

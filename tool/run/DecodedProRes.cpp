@@ -149,7 +149,7 @@ std::unique_ptr<VideoDecoder> MakeProResDecoder(const AVStream& stream, int thre
 // Decoders for any number of threads.
 class DecodedProResReader::Decoders {
  public:
-  explicit Decoders(StreamFormat stream) : stream_(std::move(stream)) {}
+  explicit Decoders(const StreamFormat& stream) : stream_(stream) {}
 
   ConvertedFrame Decode(const std::shared_ptr<const vix::IBuffer>& frame) {
     std::unique_ptr<ProResFrameDecoder> decoder = Take();

@@ -87,6 +87,12 @@ class Truncated(DamagedFootage):
         data = path.read_bytes()
         self.check_policies(self.write("cut.mkv", data[:len(data) // 2]), ["missing", "announces 50"])
 
+    def test_whose_frames_are_not_those_of_the_file(self):
+        for name in ("clip.mp4", "clip.mkv"):
+            for options in (["--convert-rate", "24"], ["--filter", "null"]):
+                with self.subTest(name=name, options=options):
+                    self.fail_with(1, ["is missing with all after it", "--frames"], "encode",
+                                   *options, self.cut(name), self.out)
 
     def test_without_a_duration(self):
         path = self.cut("clip.mkv")

@@ -133,7 +133,14 @@ std::int64_t DecodedTrack::CountStated(Rational rate, std::int64_t start) {
 }
 
 std::int64_t DecodedTrack::CountStatedBytes() const {
-  return IsMatroska(demuxer_->GetContext()) ? StatedMatroskaBytes(demuxer_->GetFile()) : 0;
+  if (IsMatroska(demuxer_->GetContext())) return StatedMatroskaBytes(demuxer_->GetFile());
+  if (!FrameIndex(*demuxer_, stream_).IsPresent()) return 0;
+  std::int64_t bytes = 0;
+  for (int i = 0; i < avformat_index_get_entries_count(&stream_); ++i) {
+    const AVIndexEntry& entry = *avformat_index_get_entry(&stream_, i);
+    bytes = std::max(bytes, av_sat_add64(entry.pos, entry.size));
+  }
+  return bytes;
 }
 
 // The index has the pictures in the order of decoding, where they follow each other as evenly as in

@@ -193,7 +193,7 @@ std::string DecodedVideoReader::DescribeChanges(const AVFrame& first) const {
 }
 
 std::optional<std::int64_t> DecodedVideoReader::CountFrames() const {
-  if (!pictures_.KeepsCount() || conversion_) return std::nullopt;
+  if (!pictures_.KeepsCount() || reading_.convertRate) return std::nullopt;
   return GetTrack().CountIndexed();
 }
 
@@ -247,7 +247,10 @@ std::optional<NumberedFrame> DecodedVideoReader::Read() {
 std::optional<NumberedPicture> DecodedVideoReader::ReadConverted() {
   for (;;) {
     if (auto next = conversion_->Pull()) return next;
-    if (isConversionEnded_) return std::nullopt;
+    if (isConversionEnded_) {
+      FailAtLoss();
+      return std::nullopt;
+    }
     Picture picture = pictures_.Read();
     isConversionEnded_ = !picture;
     conversion_->Push(std::move(picture));

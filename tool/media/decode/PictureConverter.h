@@ -64,8 +64,8 @@ class PictureConverter {
 /// Converters for any number of threads.
 class PictureConverters {
  public:
-  PictureConverters(PictureTarget target, std::string inputName)
-      : target_(std::move(target)), inputName_(std::move(inputName)) {}
+  PictureConverters(const PictureTarget& target, std::string inputName)
+      : target_(target), inputName_(std::move(inputName)) {}
 
   /// Returns the packed picture. Any thread may call it, several at once.
   std::shared_ptr<vix::IBuffer> Convert(const AVFrame& picture);
