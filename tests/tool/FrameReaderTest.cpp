@@ -65,14 +65,14 @@ TEST(RangeReader, ReadsAnOpenRangeToTheEnd) {
   for (const bool isCountKnown : {true, false}) {
     FakeReader reader(5, isCountKnown);
     EXPECT_THAT(ReadAll(reader, FrameRange{3}), ElementsAre(3, 4));
-    EXPECT_THAT(Reject(3, isCountKnown, FrameRange{3}), HasSubstr("but --frames asks for 3-"));
+    EXPECT_THAT(Reject(3, isCountKnown, FrameRange{3}), HasSubstr("but the range asks for 3-"));
   }
 }
 
 TEST(RangeReader, RejectsARangePastTheEnd) {
   for (const bool isCountKnown : {true, false}) {
     EXPECT_THAT(Reject(3, isCountKnown, FrameRange{1, 3}),
-                HasSubstr("clip.mov: has 3 frames (0-2), but --frames asks for 1-3"));
+                HasSubstr("clip.mov: has 3 frames (0-2), but the range asks for 1-3"));
   }
 }
 

@@ -113,6 +113,7 @@ const Option& RequireOption(const Command& command, const std::string& word) {
     known.insert(known.end(), names.begin(), names.end());
   }
   if (isLong) throw UsageError("unknown option " + name + Suggest(name, known));
+  if (word == "-i") throw UsageError("unknown option -i; inputs are named without it");
   throw UsageError("unknown option " + word + "; for a file of that name write ./" + word);
 }
 

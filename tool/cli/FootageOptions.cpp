@@ -17,8 +17,12 @@ PictureScale ParseScale(const std::string& text) {
     if (divisor && *divisor > 0) return {0, 0, static_cast<std::uint32_t>(*divisor)};
     throw UsageError("--scale: invalid part '" + text + "'; write 1/2 up to 1/16, or WxH");
   }
-  const PictureSize size = ParsePictureSize(text);
-  return {size.width, size.height, 1};
+  try {
+    const PictureSize size = ParsePictureSize(text);
+    return {size.width, size.height, 1};
+  } catch (const UsageError& error) {
+    throw UsageError(error.what() + std::string("; or a part such as 1/2"));
+  }
 }
 
 double ParseLuminance(const std::string& text) {

@@ -122,7 +122,9 @@ std::string Meaning(const Option& option) {
     text += "\nOne of " + JoinWords(option.choices) + ".";
   }
   std::vector<std::string> synonyms;
-  for (const auto& [word, choice] : option.synonyms) synonyms.push_back(word + " for " + choice);
+  for (const auto& [word, choice] : option.synonyms) {
+    synonyms.push_back(std::string(word).append(" for ").append(choice));
+  }
   if (!synonyms.empty()) text += "\nAlso " + JoinWords(synonyms) + ".";
   if (!option.details.empty()) text += "\n" + option.details;
   return text;

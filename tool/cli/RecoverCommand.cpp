@@ -112,7 +112,9 @@ class Copy {
 TaggedFileReader Open(const std::string& path) {
   auto file = std::make_unique<InputFile>(path);
   if (!HasPacketTags(*file)) {
-    throw Failure(file->GetName() + ": is not a .mov that this program began to write to a file");
+    throw Failure(file->GetName() +
+                  ": is not a .mov that this program began to write to a file; "
+                  "'vixprores decode --scan' finds the frames of others");
   }
   return TaggedFileReader(std::move(file));
 }

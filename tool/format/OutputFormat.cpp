@@ -154,6 +154,10 @@ bool KeepsColour(const OutputFormat& output, const Colour& colour) {
 const OutputFormat& FindProResOutput(const std::string& path) {
   if (path == "-") return kFormats[0];  // the only format that can be written in fragments
   if (const OutputFormat* format = Find(path, &OutputFormat::takesProRes)) return *format;
+  std::error_code error;
+  if (std::filesystem::is_directory(path, error)) {
+    throw UsageError("'" + path + "' is a folder; --output-dir writes into folders");
+  }
   throw UsageError("'" + path + "': cannot write ProRes under this name; choose one of " +
                    ExtensionsOf(&OutputFormat::takesProRes));
 }

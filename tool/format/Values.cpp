@@ -137,7 +137,7 @@ FrameRange ResolveRange(FrameRange range, const std::optional<Timecode>& start,
   if (!range.lastTimecode.empty()) range.last = start->CountFramesTo(range.lastTimecode);
   if (range.first > range.last) {
     throw Failure(name + ": starts at " + start->ToText() +
-                  ", so --frames asks for a first frame after the last one");
+                  ", so the range asks for a first frame after the last one");
   }
   range.firstTimecode.clear();
   range.lastTimecode.clear();

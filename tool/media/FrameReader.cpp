@@ -12,7 +12,7 @@ namespace vixprores {
 
 void FailPastTheEnd(const std::string& name, const FrameRange& range, std::int64_t count) {
   throw Failure(name + ": has " + Count(count, "frame") + " (0-" + std::to_string(count - 1) +
-                "), but --frames asks for " + Describe(range));
+                "), but the range asks for " + Describe(range));
 }
 
 namespace {
@@ -27,10 +27,22 @@ void CountFromFirst(const InputDescription& input, FrameRange& range) {
   const bool endsWithin = !range.lastTimecode.empty() || range.IsOpen() || range.last <= last;
   if (!startsWithin || !endsWithin) {
     throw Failure(input.name + ": has the numbers " + Describe(FrameRange{first, last}) +
-                  ", but --frames asks for " + Describe(range));
+                  ", but the range asks for " + Describe(range));
   }
   range.first -= first;
   if (!range.IsOpen()) range.last -= first;
+}
+
+}  // namespace
+
+namespace {
+
+std::string DescribeAsGiven(const FrameRange& range) {
+  const auto text = [](const std::string& timecode, std::int64_t number) {
+    return timecode.empty() ? std::to_string(number) : timecode;
+  };
+  return text(range.firstTimecode, range.first) + "-" +
+         (range.IsOpen() ? std::string() : text(range.lastTimecode, range.last));
 }
 
 }  // namespace
@@ -39,9 +51,17 @@ std::optional<FrameRange> ResolveRange(const std::optional<FrameRange>& range,
                                        const FrameReader& reader,
                                        const std::optional<Timecode>& start) {
   if (!range) return std::nullopt;
+  const InputDescription& input = reader.GetDescription();
   FrameRange numbers = *range;
-  CountFromFirst(reader.GetDescription(), numbers);
-  return ResolveRange(numbers, start, reader.GetName());
+  CountFromFirst(input, numbers);
+  const auto resolved = ResolveRange(numbers, start, reader.GetName());
+  const bool hasTimecodes = !range->firstTimecode.empty() || !range->lastTimecode.empty();
+  if (hasTimecodes && start && input.frames && resolved.Exceeds(*input.frames)) {
+    throw Failure(input.name + ": has the timecodes " + start->ToText() + "-" +
+                  (*start + (*input.frames - 1)).ToText() + ", but the range asks for " +
+                  DescribeAsGiven(*range));
+  }
+  return resolved;
 }
 
 std::optional<FrameRange> ResolveRange(const std::optional<FrameRange>& range,

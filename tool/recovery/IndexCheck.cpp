@@ -227,8 +227,9 @@ void CheckSound(const TrackCounts& counts, const std::vector<SoundTrack>& indexe
     const std::string is = DescribeTrack(indexed[i]);
     const std::string was = DescribeTrack(written[tracks[i] - PacketTag::kFirstSound]);
     if (is == was) continue;
-    faults.push_back("describes " + NameOf(tracks[i]) + " as " + is + " where " + was +
-                     " was written");
+    std::string fault = "describes " + NameOf(tracks[i]);
+    fault.append(" as ").append(is).append(" where ").append(was).append(" was written");
+    faults.push_back(std::move(fault));
   }
 }
 

@@ -22,8 +22,6 @@ extern "C" {
 namespace vixprores {
 namespace {
 
-constexpr const char* kConcealed = ", concealed";
-
 StreamFormat DecodedFormat(StreamFormat format) {
   format.code = vix::kFourCC_V210;
   format.colour.range = ColourRange::Limited;
@@ -45,7 +43,6 @@ class ProResFrameDecoder {
   ConvertedFrame Decode(const std::shared_ptr<const vix::IBuffer>& frame) {
     const auto header = ParseHeader(BytesOf(*frame));
     ElementOutput output = decoder_.Decode(0, frame, header, 0, pictureBytes_);
-    if (output.damagedSlices > 0) output.fault += kConcealed;
     auto picture = output.sample ? output.sample->GetBuffer() : nullptr;
     // Nobody else has it.
     return {std::const_pointer_cast<vix::IBuffer>(picture), std::move(output.fault)};

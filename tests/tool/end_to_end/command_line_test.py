@@ -123,8 +123,8 @@ class Ranges(ToolTest):
 
     def test_ranges_outside_of_the_input_are_rejected(self):
         for frames, words in (("40-", "asks for 40-"), ("00:59:59:00", "asks for"),
-                              ("5-01:00:10:00", "has 40 frames (0-39), but --frames asks for "
-                               "5-250")):
+                              ("5-01:00:10:00", "has the timecodes 01:00:00:00-01:00:01:14, but "
+                               "the range asks for 5-01:00:10:00")):
             self.fail_with(1, [self.clip, words], "encode", "--frames", frames, self.clip,
                            self.path("out.mov"))
         self.fail_with(2, ["at 25 frames per second the frames go from 00 to 24"], "encode",

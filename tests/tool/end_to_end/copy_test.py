@@ -113,7 +113,7 @@ class Copy(ToolTest):
     def test_refuses_timecodes_outside_of_the_input(self):
         make_movie(self.source, timecode="01:00:00;02")
         for option, timecode in (("--to", "01:00:01;02"), ("--from", "01:00:00;00")):
-            self.fail_with(1, ["has 30 frames (0-29), but --frames asks for"], "copy", option,
+            self.fail_with(1, ["has the timecodes 01:00:00;02-01:00:01;01, but the range asks for"], "copy", option,
                            timecode, self.source, self.out)
         self.fail_with(1, ["first frame after the last one"], "copy", "--from", "01:00:00;09",
                        "--to", "01:00:00;08", self.source, self.out)

@@ -116,6 +116,21 @@ class Damaged(DamagedFootage):
         data[position + size // 2:position + size] = b"\x55" * (size - size // 2)
         return self.write("damaged_" + name, data)
 
+    def test_pictures_that_stand_alone_are_listed(self):
+        path = self.path("alone.avi")
+        ffmpeg("-f", "lavfi", "-i", "testsrc2=s=320x180:r=25", "-frames:v", "6", "-c:v", "mjpeg",
+               "-q:v", "3", path)
+        packets = json.loads(subprocess.run(
+            ["ffprobe", "-v", "error", "-show_entries", "packet=pos,size", "-of", "json", path],
+            check=True, capture_output=True, timeout=TIMEOUT).stdout)["packets"]
+        data = bytearray(path.read_bytes())
+        position, size = int(packets[3]["pos"]), int(packets[3]["size"])
+        data[position + size // 2:position + size // 2 + 64] = bytes(64)
+        path.write_bytes(data)
+        self.fail_with(1, ["frame 3", "decoded with errors"], "encode", path, self.out)
+        told = self.encode(path, "--on-error", "conceal").stderr
+        self.assertEqual(re.findall(r"frame (\d+)", told), ["3"])
+
     def test_pictures_are_listed(self):
         for name in ("clip.mp4", "clip.mxf"):
             with self.subTest(name):

@@ -204,6 +204,22 @@ class Ranges(ToolTest):
             with self.subTest(container):
                 self.check(self.make(f"clip.{container}", "-c:v", "libx264", "-bf", "3", "-g", "12"))
 
+    def test_with_sound_and_without_an_index(self):
+        whole, part, cut = (self.path(name) for name in ("whole.mov", "part.mov", "cut.mov"))
+        for name, video in (("clip.ts", "libx264"), ("clip.mpg", "mpeg2video"), ("clip.mkv", "libx264")):
+            with self.subTest(name):
+                clip = self.path(name)
+                ffmpeg("-f", "lavfi", "-i", "testsrc2=s=128x96:r=25", "-f", "lavfi", "-i",
+                       "aevalsrc=sin(t*t*999):s=48000", "-t", "8", "-c:v", video, "-bf", "2", "-g", "12",
+                       "-c:a", "ac3", clip)
+                self.succeed("encode", "--overwrite", clip, whole)
+                self.succeed("encode", "--overwrite", "--frames", "150-160", clip, part)
+                self.succeed("copy", "--overwrite", "--frames", "150-160", whole, cut)
+                self.assertEqual(frame_hashes(part), frame_hashes(cut))
+                self.assertEqual(*(subprocess.run(
+                    ["ffmpeg", "-v", "error", "-i", path, "-map", "0:a", "-f", "md5", "-"], check=True,
+                    capture_output=True, timeout=TIMEOUT).stdout for path in (part, cut)))
+
     def test_of_refreshed_pictures(self):
         self.check(self.make("clip.mp4", "-c:v", "libx264", "-x264-params", "intra-refresh=1:keyint=12"))
 
@@ -271,3 +287,18 @@ class Filters(ToolTest):
 if __name__ == "__main__":
     import unittest
     unittest.main()
+
+
+class Sound(ToolTest):
+    def test_of_a_programme_stream_has_no_holes(self):
+        """Its times step by two packets, and the next packet has the same time."""
+        clip, out = self.path("clip.mpg"), self.path("out.mov")
+        ffmpeg("-f", "lavfi", "-i", "testsrc2=s=720x576:r=25", "-f", "lavfi", "-i",
+               "sine=r=48000", "-t", "4", "-c:v", "mpeg2video", "-q:v", "4", "-bf", "2", "-g", "12",
+               "-c:a", "ac3", clip)
+        times = subprocess.run(
+            ["ffprobe", "-v", "error", "-select_streams", "a", "-show_entries", "packet=pts", "-of",
+             "csv=p=0", clip], check=True, capture_output=True, text=True, timeout=TIMEOUT).stdout.split()
+        self.assertGreater(len(times), len(set(times)), "the clip has no such step")
+        told = self.succeed("encode", clip, out).stderr
+        self.assertNotIn("sound track 1", told)

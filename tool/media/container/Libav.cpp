@@ -55,11 +55,15 @@ void SetLibavMessages(bool verbose) {
 }
 
 std::string ExplainLibavError(int error) {
-  const std::string message = std::exchange(t_lastMessage, {}).data();
+  std::string message = std::exchange(t_lastMessage, {}).data();
   if (!message.empty()) return message;
   std::array<char, AV_ERROR_MAX_STRING_SIZE> words{};
   av_strerror(error, words.data(), words.size());
   return words.data();
+}
+
+bool TakeLibavMessage() {
+  return std::exchange(t_lastMessage, {}).front() != '\0';
 }
 
 std::shared_ptr<const AVCodecParameters> CopyParameters(const AVCodecParameters& parameters) {

@@ -49,6 +49,10 @@ class MemoryWatch {
   }
 };
 
+/// Returns true if the container library printed an error message on this thread since the last
+/// call or ExplainLibavError().
+bool TakeLibavMessage();
+
 struct PacketDeleter {
   void operator()(AVPacket* packet) const { av_packet_free(&packet); }
 };

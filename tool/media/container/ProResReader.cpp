@@ -22,7 +22,7 @@ void RequireProRes(const ContainerTrack& track) {
   const AVCodecParameters& parameters = track.GetParameters();
   if (parameters.codec_id == AV_CODEC_ID_PRORES) return;
   throw Failure(track.GetName() + ": its video track is " + avcodec_get_name(parameters.codec_id) +
-                ", not ProRes; there is nothing to decode");
+                ", not ProRes; 'vixprores encode' makes ProRes of it");
 }
 
 // Converts the failure of a field to the failure of its frame.

@@ -63,6 +63,45 @@ void DecodedTrack::Lose(const std::string& reason) {
 
 // Returns the next packet of any track; null at the end, and where there is no way to go on.
 Packet DecodedTrack::ReadAny() {
+  Packet packet;
+  if (ahead_.empty()) {
+    packet = ReadFile();
+  } else {
+    packet = std::move(ahead_.front());
+    ahead_.pop_front();
+  }
+  if (packet && packet->stream_index != stream_.index) PlaceSound(*packet);
+  return packet;
+}
+
+// Returns the next packet of a stream, which ReadAny() will return; null if none is near.
+const AVPacket* DecodedTrack::PeekNext(int stream) {
+  constexpr std::size_t kMostAhead = 256;
+  const auto isIts = [stream](const Packet& packet) { return packet->stream_index == stream; };
+  const auto found = std::ranges::find_if(ahead_, isIts);
+  if (found != ahead_.end()) return found->get();
+  while (ahead_.size() < kMostAhead) {
+    Packet packet = ReadFile();
+    if (!packet) return nullptr;
+    ahead_.push_back(std::move(packet));
+    if (isIts(ahead_.back())) return ahead_.back().get();
+  }
+  return nullptr;
+}
+
+// In MPEG streams, the first of two packets of sound may come with the time of the second.
+void DecodedTrack::PlaceSound(AVPacket& packet) {
+  if (packet.pts == AV_NOPTS_VALUE || packet.duration <= 0) return;
+  const auto [end, isFirst] = soundEnds_.try_emplace(packet.stream_index, packet.pts);
+  if (packet.pts > av_sat_add64(end->second, packet.duration / 2)) {
+    const AVPacket* const next = PeekNext(packet.stream_index);
+    if (next && next->pts == packet.pts) packet.pts = packet.dts = packet.pts - packet.duration;
+  }
+  end->second = av_sat_add64(packet.pts, packet.duration);
+}
+
+// Returns the next packet of the file likewise.
+Packet DecodedTrack::ReadFile() {
   for (;;) {
     CheckInterrupt();
     try {
@@ -144,7 +183,7 @@ std::int64_t DecodedTrack::CountStatedBytes() const {
 }
 
 // The index has the pictures in the order of decoding, where they follow each other as evenly as in
-// that of presentation.
+// that of presentation, but so many pictures later.
 void DecodedTrack::CheckIndexedTimes(Rational rate, std::int64_t last) const {
   if (!FrameIndex(*demuxer_, stream_).IsPresent()) return;
   FrameTimeCheck check(demuxer_->GetName(), FrameTimes::Checked);
@@ -153,21 +192,56 @@ void DecodedTrack::CheckIndexedTimes(Rational rate, std::int64_t last) const {
     const AVIndexEntry& entry = *avformat_index_get_entry(&stream_, i);
     if ((entry.flags & AVINDEX_DISCARD_FRAME) != 0) continue;
     if (number == 0) check.Start(rate, stream_.time_base, entry.timestamp);
-    const auto deviation = check.Compare(number, entry.timestamp);
-    if (deviation) throw check.MakeFailure(*deviation, std::nullopt);
+    auto deviation = check.Compare(number, entry.timestamp);
+    if (deviation) {
+      deviation->number = std::max<std::int64_t>(number - stream_.codecpar->video_delay, 0);
+      throw check.MakeFailure(*deviation, std::nullopt);
+    }
     ++number;
   }
 }
 
 bool DecodedTrack::SeekBefore(std::int64_t time) {
+  if (!FrameIndex(*demuxer_, stream_).IsPresent()) return SkipPackets(time);
   const auto point = FindEntryPoint(time);
   if (!point || !demuxer_->Seek(stream_, *point)) return false;
+  ahead_.clear();
+  Restart();
+  return true;
+}
+
+// Keeps the packets from the point on that FindEntryPoint() would choose: the second last random
+// access point before `time`, or an earlier one for the sound.
+bool DecodedTrack::SkipPackets(std::int64_t time) {
+  constexpr std::size_t kMostPackets = 1U << 16U;  // then decoding begins at the point so far
+  const std::int64_t preroll = av_rescale_q(soundPreroll_, {1, 1}, stream_.time_base);
+  std::deque<std::pair<std::size_t, std::int64_t>> points;  // packets before it, its time
+  std::size_t dropped = 0;
+  while (ahead_.size() < kMostPackets) {
+    Packet packet = ReadFile();
+    if (!packet) break;
+    const bool isPicture = packet->stream_index == stream_.index;
+    const std::int64_t at = packet->dts;
+    if (isPicture && at != AV_NOPTS_VALUE && (packet->flags & AV_PKT_FLAG_KEY) != 0 && at < time) {
+      points.emplace_back(dropped + ahead_.size(), at);
+    }
+    ahead_.push_back(std::move(packet));
+    while (points.size() > 2 && points[1].second <= av_sat_sub64(time, preroll)) {
+      points.pop_front();
+      const std::size_t before = points.front().first - dropped;
+      ahead_.erase(ahead_.begin(), ahead_.begin() + static_cast<std::ptrdiff_t>(before));
+      dropped += before;
+    }
+    if (isPicture && at != AV_NOPTS_VALUE && at > time) break;
+  }
+  if (dropped == 0) return false;
   Restart();
   return true;
 }
 
 bool DecodedTrack::Rewind() {
   if (!demuxer_->Seek(stream_, INT64_MIN / 2)) return false;
+  ahead_.clear();
   Restart();
   return true;
 }
@@ -175,6 +249,7 @@ bool DecodedTrack::Rewind() {
 void DecodedTrack::Restart() {
   decoder_->Flush();
   sound_.Jump();
+  soundEnds_.clear();
   hasEnded_ = false;
 }
 

@@ -3,6 +3,8 @@
 #define TOOL_MEDIA_DECODE_DECODEDTRACK_H
 
 #include <cstdint>
+#include <deque>
+#include <map>
 #include <memory>
 #include <optional>
 #include <string>
@@ -35,7 +37,8 @@ class DecodedTrack : public SideTracks {
   /// @throws Failure if the file cannot be read on
   Picture Read();
   /// Continues at a random access point from which the picture at `time`, and the sound
-  /// before it, can be decoded intact. Returns false, with nothing changed, if none is known.
+  /// before it, can be decoded intact. A file without an index is read up to there, and not
+  /// decoded. Returns false, with nothing changed, if there is none.
   bool SeekBefore(std::int64_t time);
   /// Continues at the start of the file. Returns false if that is not possible.
   bool Rewind();
@@ -68,8 +71,12 @@ class DecodedTrack : public SideTracks {
   std::vector<SoundPacket> ReadSoundUntil(std::int64_t time, AVRational tick) override;
 
  private:
+  Packet ReadFile();
   Packet ReadAny();
   Packet ReadPacket();
+  const AVPacket* PeekNext(int stream);
+  void PlaceSound(AVPacket& packet);
+  bool SkipPackets(std::int64_t time);
   void Lose(const std::string& reason);
   std::optional<std::int64_t> FindEntryPoint(std::int64_t time) const;
   void Restart();
@@ -78,8 +85,10 @@ class DecodedTrack : public SideTracks {
   AVStream& stream_;
   std::unique_ptr<VideoDecoder> decoder_;
   SoundQueue sound_;
-  bool hasEnded_ = false;  ///< the decoder has got all packets
-  int soundPreroll_ = 1;   ///< seconds
+  std::deque<Packet> ahead_;               ///< were read ahead
+  std::map<int, std::int64_t> soundEnds_;  ///< of the last sound packet, by stream
+  bool hasEnded_ = false;                  ///< the decoder has got all packets
+  int soundPreroll_ = 1;                   ///< seconds
   std::int64_t lost_ = 0;
   std::string lossReason_;
   std::int64_t lastFailure_ = -1;  ///< position in the file of the last unreadable packet

@@ -167,7 +167,7 @@ void DecodedVideoReader::Describe(const AVFrame& first) {
   description_.metadata = FindMetadata(context);
   description_.note = DescribeChanges(first);
   description_.frames = CountFrames();
-  converters_ = std::make_shared<PictureConverters>(std::move(target), GetName());
+  converters_ = std::make_shared<PictureConverters>(target, GetName());
 }
 
 std::string DecodedVideoReader::DescribeChanges(const AVFrame& first) const {

@@ -256,8 +256,8 @@ void PictureConverter::Conversion::Run(const AVFrame& picture, std::uint8_t* pac
   }
 }
 
-PictureConverter::PictureConverter(PictureTarget target, std::string inputName)
-    : target_(std::move(target)), inputName_(std::move(inputName)) {}
+PictureConverter::PictureConverter(const PictureTarget& target, std::string inputName)
+    : target_(target), inputName_(std::move(inputName)) {}
 PictureConverter::~PictureConverter() = default;
 
 void PictureConverter::Convert(const AVFrame& picture, std::uint8_t* packed) {

@@ -45,7 +45,7 @@ struct PictureTarget {
 /// Used by one thread at a time.
 class PictureConverter {
  public:
-  PictureConverter(PictureTarget target, std::string inputName);
+  PictureConverter(const PictureTarget& target, std::string inputName);
   ~PictureConverter();
 
   /// Writes the packed picture to `packed`, which has target.format.FrameBytes() bytes. A picture

@@ -36,6 +36,7 @@ class LibavDecoder : public VideoDecoder {
 
  private:
   std::unique_ptr<AVCodecContext, ContextDeleter> context_;
+  bool isIntra_ = false;  ///< no picture depends on another one
 };
 
 }  // namespace
@@ -72,6 +73,8 @@ LibavDecoder::LibavDecoder(const AVStream& stream, int threads, const std::strin
   context_->flags |= AV_CODEC_FLAG_BITEXACT;
   context_->idct_algo = FF_IDCT_SIMPLE;
   context_->err_recognition = AV_EF_CRCCHECK;
+  const AVCodecDescriptor* const kind = avcodec_descriptor_get(decoder.id);
+  isIntra_ = kind && (kind->props & AV_CODEC_PROP_INTRA_ONLY) != 0;
   if (result >= 0) result = avcodec_open2(context_.get(), &decoder, nullptr);
   memory.Check();
   if (result < 0) {
@@ -82,6 +85,7 @@ LibavDecoder::LibavDecoder(const AVStream& stream, int threads, const std::strin
 
 bool LibavDecoder::Send(const AVPacket* packet) {
   const MemoryWatch memory;
+  if (isIntra_) TakeLibavMessage();  // of the file
   const int result = avcodec_send_packet(context_.get(), packet);
   if (result == AVERROR(ENOMEM)) throw std::bad_alloc();
   memory.Check();
@@ -94,7 +98,13 @@ Picture LibavDecoder::Receive() {
   for (;;) {
     const MemoryWatch memory;
     const int result = avcodec_receive_frame(context_.get(), picture.get());
-    if (result >= 0) return picture;
+    if (result >= 0) {
+      // Decoders of pictures that stand alone conceal damage and only print what they found.
+      if (isIntra_ && TakeLibavMessage()) {
+        picture->decode_error_flags |= FF_DECODE_ERROR_INVALID_BITSTREAM;
+      }
+      return picture;
+    }
     if (result == AVERROR(EAGAIN) || result == AVERROR_EOF) return nullptr;
     if (result == AVERROR(ENOMEM)) throw std::bad_alloc();
     memory.Check();

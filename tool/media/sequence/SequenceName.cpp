@@ -227,7 +227,9 @@ ImageFiles FindOnlySequence(const std::string& folder) {
   const std::string path = folder.ends_with('/') ? folder : folder + "/";
   const auto names = FindSequences(path);
   if (names.empty()) {
-    throw Failure(folder + ": is a folder without image files that have numbers in their names");
+    throw Failure(folder +
+                  ": is a folder without image files that have numbers in their names; "
+                  "--output-dir takes the videos in it");
   }
   if (names.size() > 1) RefuseSeveral(folder, names);
   return FindFiles(names.front());

@@ -79,11 +79,11 @@ void AlignedSound::Return(std::size_t place, std::int64_t end, bool isEnd,
       Packet silence = MakeSilence(tracks_[place], track.next, std::min(stated, end) - track.next);
       track.next += silence->duration;
       sound.push_back({place, std::move(silence)});
-    } else if (track.waiting.empty() || stated >= end) {
-      return;
-    } else if (!isEnd && sampleBytes > 0 && stated + track.waiting.front()->duration > end) {
-      return;  // the video may end inside it
     } else {
+      // The video may end inside the packet.
+      const bool isWhole = isEnd || sampleBytes == 0 || track.waiting.empty() ||
+                           stated + track.waiting.front()->duration <= end;
+      if (track.waiting.empty() || stated >= end || !isWhole) return;
       Packet packet = std::move(track.waiting.front());
       track.waiting.pop_front();
       if (isEnd && sampleBytes > 0) CutAt(end, sampleBytes, *packet);
