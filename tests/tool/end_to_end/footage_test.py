@@ -289,6 +289,18 @@ if __name__ == "__main__":
     unittest.main()
 
 
+class EditLists(ToolTest):
+    def test_leave_out_pictures(self):
+        whole, clip, out = self.path("whole.mp4"), self.path("clip.mp4"), self.path("out.mov")
+        ffmpeg("-f", "lavfi", "-i", "testsrc2=s=192x120:r=25", "-frames:v", "100", "-c:v", "libx264",
+               "-bf", "2", "-g", "25", whole)
+        ffmpeg("-ss", "1.3", "-i", whole, "-c", "copy", clip)
+        wanted = decoded(clip, "null")
+        self.succeed("encode", "--variant", "hq", clip, out)
+        self.assertEqual(len(decoded(out)), len(wanted))
+        self.assertGreater(psnr(decoded(out)[:1 << 18], wanted[:1 << 18]), 35)
+
+
 class Sound(ToolTest):
     def test_of_a_programme_stream_has_no_holes(self):
         """Its times step by two packets, and the next packet has the same time."""

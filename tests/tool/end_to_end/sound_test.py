@@ -486,3 +486,20 @@ class ShortSound(ToolTest):
             with self.subTest(name):
                 self.succeed("encode", clip, self.path(name))
                 self.assertEqual(probe(self.path(name))["nb_read_packets"], "75")
+
+
+class Avi(ToolTest):
+    def test_sound_has_its_rate(self):
+        for codec, channels in (("pcm_s16le", 2), ("pcm_s24le", 1)):
+            with self.subTest(codec):
+                clip, encoded, out = (self.path(name) for name in ("clip.mov", "p.mov", "out.avi"))
+                ffmpeg("-f", "lavfi", "-i", "testsrc2=s=64x48:r=25", "-f", "lavfi", "-i",
+                       "sine=r=48000", "-t", "1", "-c:v", "v210", "-pix_fmt", "yuv422p10le", "-c:a",
+                       codec, "-ac", str(channels), clip)
+                self.succeed("encode", "--overwrite", clip, encoded)
+                self.succeed("decode", "--overwrite", encoded, out)
+                found = subprocess.run(
+                    ["ffprobe", "-v", "error", "-select_streams", "a", "-show_entries",
+                     "stream=duration", "-of", "csv=p=0", out], check=True, capture_output=True,
+                    text=True, timeout=TIMEOUT).stdout
+                self.assertAlmostEqual(float(found), 1, delta=0.05)

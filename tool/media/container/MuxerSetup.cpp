@@ -157,6 +157,10 @@ void AddSound(const SoundTrack& track, AVFormatContext& context) {
   AVStream& stream = AddStream(context);
   if (avcodec_parameters_copy(stream.codecpar, track.parameters.get()) < 0) throw std::bad_alloc();
   stream.codecpar->codec_tag = 0;  // each container sets its own
+  // The rate of samples in an .avi follows from it.
+  if (const std::int64_t bytes = track.SampleBytes(); bytes > 0) {
+    stream.codecpar->bit_rate = bytes * 8 * track.parameters->sample_rate;
+  }
   stream.time_base = {1, track.parameters->sample_rate};
   for (const auto& [key, value] : track.metadata) {
     if (!IsOwnNote(key)) Set(stream.metadata, key, value);

@@ -185,7 +185,9 @@ std::int64_t DecodedTrack::CountStatedBytes() const {
 // The index has the pictures in the order of decoding, where they follow each other as evenly as in
 // that of presentation, but so many pictures later.
 void DecodedTrack::CheckIndexedTimes(Rational rate, std::int64_t last) const {
-  if (!FrameIndex(*demuxer_, stream_).IsPresent()) return;
+  const FrameIndex index(*demuxer_, stream_);
+  // An edit list leaves out pictures that others need.
+  if (!index.IsPresent() || CountIndexed() != avformat_index_get_entries_count(&stream_)) return;
   FrameTimeCheck check(demuxer_->GetName(), FrameTimes::Checked);
   std::int64_t number = 0;
   for (int i = 0; i < avformat_index_get_entries_count(&stream_) && number <= last; ++i) {

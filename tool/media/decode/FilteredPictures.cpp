@@ -32,7 +32,10 @@ FilteredPictures::FilteredPictures(std::unique_ptr<Demuxer> demuxer, const Foota
   if (!first_) {
     const std::string& reason = track_.GetLossReason();
     throw Failure(name + ": holds no picture that can be decoded" +
-                  (reason.empty() ? "" : " (" + reason + ")"));
+                  (reason.empty() ? "" : " (" + reason + ")") +
+                  (track_.GetDemuxer().GetFile().IsSeekable()
+                       ? ""
+                       : "; of a pipe, only a file whose index is in front can be read"));
   }
   const AVStream& stream = track_.GetStream();
   decoded_ = {stream.time_base, ToAvRational(FindRate()), first_->sample_aspect_ratio,
