@@ -206,19 +206,23 @@ class Ranges(ToolTest):
 
     def test_with_sound_and_without_an_index(self):
         whole, part, cut = (self.path(name) for name in ("whole.mov", "part.mov", "cut.mov"))
-        for name, video in (("clip.ts", "libx264"), ("clip.mpg", "mpeg2video"), ("clip.mkv", "libx264")):
+        late = ("-output_ts_offset", "3600")
+        for name, video, options in (("clip.ts", "libx264", ()), ("late.ts", "libx264", late),
+                                     ("clip.mpg", "mpeg2video", ()), ("clip.mkv", "libx264", ())):
             with self.subTest(name):
                 clip = self.path(name)
                 ffmpeg("-f", "lavfi", "-i", "testsrc2=s=128x96:r=25", "-f", "lavfi", "-i",
                        "aevalsrc=sin(t*t*999):s=48000", "-t", "8", "-c:v", video, "-bf", "2", "-g", "12",
-                       "-c:a", "ac3", clip)
+                       "-c:a", "ac3", *options, clip)
                 self.succeed("encode", "--overwrite", clip, whole)
-                self.succeed("encode", "--overwrite", "--frames", "150-160", clip, part)
-                self.succeed("copy", "--overwrite", "--frames", "150-160", whole, cut)
-                self.assertEqual(frame_hashes(part), frame_hashes(cut))
-                self.assertEqual(*(subprocess.run(
-                    ["ffmpeg", "-v", "error", "-i", path, "-map", "0:a", "-f", "md5", "-"], check=True,
-                    capture_output=True, timeout=TIMEOUT).stdout for path in (part, cut)))
+                for frames in ("10-19", "150-160"):
+                    self.succeed("encode", "--overwrite", "--frames", frames, clip, part)
+                    self.succeed("copy", "--overwrite", "--frames", frames, whole, cut)
+                    self.assertEqual(frame_hashes(part), frame_hashes(cut))
+                    self.assertEqual(*(subprocess.run(
+                        ["ffmpeg", "-v", "error", "-i", path, "-map", "0:a", "-f", "md5", "-"],
+                        check=True, capture_output=True, timeout=TIMEOUT).stdout
+                                       for path in (part, cut)))
 
     def test_of_refreshed_pictures(self):
         self.check(self.make("clip.mp4", "-c:v", "libx264", "-x264-params", "intra-refresh=1:keyint=12"))

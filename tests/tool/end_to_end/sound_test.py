@@ -500,6 +500,6 @@ class Avi(ToolTest):
                 self.succeed("decode", "--overwrite", encoded, out)
                 found = subprocess.run(
                     ["ffprobe", "-v", "error", "-select_streams", "a", "-show_entries",
-                     "stream=duration", "-of", "csv=p=0", out], check=True, capture_output=True,
+                     "stream=time_base", "-of", "csv=p=0", out], check=True, capture_output=True,
                     text=True, timeout=TIMEOUT).stdout
-                self.assertAlmostEqual(float(found), 1, delta=0.05)
+                self.assertEqual(found.strip(), "1/48000")

@@ -264,7 +264,8 @@ std::vector<SoundPacket> DecodedTrack::ReadSoundUntil(std::int64_t time, AVRatio
     if (!packet) break;
     if (packet->stream_index != stream_.index) {
       sound_.Keep(std::move(packet), false);
-    } else if (av_compare_ts(TimeOf(*packet), stream_.time_base, latest, tick) > 0) {
+    } else if (av_compare_ts(av_sat_sub64(TimeOf(*packet), start_), stream_.time_base, latest,
+                             tick) > 0) {
       break;
     }
   }

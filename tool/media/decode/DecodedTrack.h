@@ -15,6 +15,10 @@
 #include "media/decode/VideoDecoder.h"
 #include "media/sound/SoundQueue.h"
 
+extern "C" {
+#include <libavutil/mathematics.h>
+}
+
 namespace vixprores {
 
 /// The pictures of a video track of any file that libavformat and libavcodec read, in the order of
@@ -61,7 +65,10 @@ class DecodedTrack : public SideTracks {
   const std::string& GetLossReason() const { return lossReason_; }
 
   /// Sets the time of the first picture, once: sound has times from there.
-  void SetStart(std::int64_t time, AVRational tick) { sound_.Shift({-time, tick}); }
+  void SetStart(std::int64_t time, AVRational tick) {
+    start_ = av_rescale_q(time, tick, stream_.time_base);
+    sound_.Shift({-time, tick});
+  }
 
   const std::vector<SoundTrack>& GetSound() const override { return sound_.GetTracks(); }
   void SelectSound(const std::vector<std::size_t>& places) override { sound_.Select(places); }
@@ -85,6 +92,7 @@ class DecodedTrack : public SideTracks {
   AVStream& stream_;
   std::unique_ptr<VideoDecoder> decoder_;
   SoundQueue sound_;
+  std::int64_t start_ = 0;                 ///< time of the first picture, in ticks of the stream
   std::deque<Packet> ahead_;               ///< were read ahead
   std::map<int, std::int64_t> soundEnds_;  ///< of the last sound packet, by stream
   bool hasEnded_ = false;                  ///< the decoder has got all packets
