@@ -133,6 +133,19 @@ OptionGroup RawFrameGroup(RawFrameOptions& options) {
            Flag("--interlaced", options.interlaced, "two fields per frame, top field first")}};
 }
 
+// Writes down the values of these options as they are given.
+void RecordValues(std::vector<OptionGroup>& groups, std::string& values) {
+  for (OptionGroup& group : groups) {
+    for (Option& option : group.options) {
+      option.take = [take = std::move(option.take), name = option.name,
+                     &values](const std::string& text) {
+        take(text);
+        values += name + "=" + text + "\n";
+      };
+    }
+  }
+}
+
 }  // namespace
 
 Command DescribeEncode(EncodeOptions& options) {
@@ -157,6 +170,8 @@ Command DescribeEncode(EncodeOptions& options) {
     take(words);
     CheckNames(options, [](const std::string& name) { FindProResOutput(name); });
     options.rawFrames = ToRawFrameFormat(*rawFrames, options.overrides);
+    // A filter may read files, which can change.
+    if (options.footage.filter) options.frameOptions = std::nullopt;
   };
   command.groups = {{"Encoding",
                      {VariantOption(options.variant, "422"),
@@ -167,10 +182,12 @@ Command DescribeEncode(EncodeOptions& options) {
                     TextsGroup(options),
                     SoundGroup(options),
                     RawFrameGroup(*rawFrames),
-                    SequenceInputGroup(options.missing, options.colours),
-                    BatchGroup(options),
-                    RunGroup(options),
-                    MachineGroup(options, options)};
+                    SequenceInputGroup(options.missing, options.colours)};
+  RecordValues(command.groups, options.frameOptions.emplace());
+  for (OptionGroup& group :
+       std::vector{BatchGroup(options), RunGroup(options), MachineGroup(options, options)}) {
+    command.groups.push_back(std::move(group));
+  }
   command.examples = {
       {"vixprores encode --variant hq camera.mp4 output.mov", "Encode a file."},
       {"vixprores encode --fourcc UYVY --size 1920x1080 --rate 25 frames.uyvy out.mov",

@@ -68,8 +68,11 @@ OptionGroup BatchGroup(TranscodeOptions& options) {
       "existing outputs, unless the input has changed since: its size or time differ from those "
       "noted with the output or, where the file system takes no notes, it is newer than the "
       "output. Another existing output that differs from what would be written (variant, picture "
-      "size, number of "
-      "frames, sound tracks or labels) is an error. --overwrite writes every output again.";
+      "size, number of frames, sound tracks or labels) is an error. --overwrite writes every "
+      "output "
+      "again. encode resumes an unfinished .mov after its last undamaged frame if input, options "
+      "and "
+      "program are the same, but not with --filter and not from image sequences.";
   Option name =
       Text("--name", "PATTERN", options.namePattern, "pattern of the output names [{name}.mov]");
   name.details =

@@ -2,7 +2,9 @@
 #include "media/OutputFile.h"
 
 #include <fcntl.h>
+#include <sys/file.h>
 #include <sys/stat.h>
+#include <sys/xattr.h>
 #include <unistd.h>
 
 #include <algorithm>
@@ -105,6 +107,8 @@ void OutputFile::OpenWorkFile(const struct stat* replaced) {
     if (descriptor_ < 0) name = first + "-" + std::to_string(attempt);
   }
   workPath_ = std::move(name);
+  // Marks the file as in use. Where locks are missing, nobody takes it over.
+  [[maybe_unused]] const int locked = flock(descriptor_, LOCK_EX | LOCK_NB);
   if (replaced) TakeOverAccess(descriptor_, *replaced);
 }
 
@@ -159,6 +163,10 @@ void OutputFile::Close() {
   }
   // Some file systems report a full disk only here.
   if (close(std::exchange(descriptor_, -1)) != 0) FailToWrite(name_, errno);
+}
+
+void OutputFile::SetAttribute(const char* name, const std::string& text) {
+  if (!workPath_.empty()) fsetxattr(descriptor_, name, text.data(), text.size(), 0);
 }
 
 void OutputFile::Commit() {

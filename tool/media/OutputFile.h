@@ -27,6 +27,8 @@ class Output {
   virtual std::int64_t GetSize() const = 0;
   /// Returns true if a part of the frames can be kept, false if others may have read them already.
   virtual bool IsSeekable() const = 0;
+  /// Sets an extended attribute of the work file, if there is one and its file system has them.
+  virtual void SetAttribute(const char* /*name*/, const std::string& /*text*/) {}
   /// Gives the complete output its name.
   virtual void Commit() = 0;
   /// Keeps the work file as it is and returns its name; empty if there is none.
@@ -37,7 +39,8 @@ class Output {
 
 /// A file that appears under its name only when it is complete.
 ///
-/// The bytes go to a work file beside it ("NAME.part-NUMBER"), which Commit() renames. The
+/// The bytes go to a work file beside it ("NAME.part-NUMBER"), which is locked (flock) while the
+/// object lives, and which Commit() renames. The
 /// destructor removes the work file unless a commit was called. Standard output ("-"), devices and
 /// pipes are written to directly. Used by one thread. Failing operations throw a Failure that names
 /// the output.
@@ -69,6 +72,7 @@ class OutputFile : public Output {
   /// Flushes the file to the disk every second from now on, so that it survives a crash of the
   /// machine. Commit() flushes the complete file before renaming it.
   void KeepOnDisk();
+  void SetAttribute(const char* name, const std::string& text) override;
   void Commit() override;
   /// Returns an empty name, too, if the file was removed together with its folder.
   std::string KeepWorkFile() override;

@@ -157,6 +157,7 @@ nlohmann::ordered_json ToJson(const RunReport& report) {
     json["outputBytes"] = report.outputBytes;
   }
   json["frames"] = report.frames;
+  if (report.resumedFrames > 0) json["resumedFrames"] = report.resumedFrames;
   for (const InputPart& part : report.parts) {
     json["parts"].push_back(
         {{"input", part.input}, {"first", part.first}, {"frames", part.frames}});

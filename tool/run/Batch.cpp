@@ -108,14 +108,6 @@ std::vector<fs::path> FindVideos(const fs::path& folder, bool recursive, const f
 
 constexpr const char* kRecord = "user.vixprores.input";  // name of the extended attribute
 
-// Returns size and time of the last change, as text; empty if there is no such file.
-std::string DescribeState(const std::string& path) {
-  struct stat state {};
-  if (stat(path.c_str(), &state) != 0 || !S_ISREG(state.st_mode)) return {};
-  return std::to_string(state.st_size) + " " + std::to_string(state.st_mtim.tv_sec) + "." +
-         std::to_string(state.st_mtim.tv_nsec);
-}
-
 class Batch {
  public:
   Batch(const TranscodeOptions& options, const char* command, RunObserver& observer,
@@ -183,6 +175,13 @@ std::vector<BatchInput> ExpandFolders(const std::vector<std::string>& names, boo
     if (videos.empty()) inputs.push_back({name});  // a file, or a folder with images
   }
   return inputs;
+}
+
+std::string DescribeState(const std::string& path) {
+  struct stat state {};
+  if (stat(path.c_str(), &state) != 0 || !S_ISREG(state.st_mode)) return {};
+  return std::to_string(state.st_size) + " " + std::to_string(state.st_mtim.tv_sec) + "." +
+         std::to_string(state.st_mtim.tv_nsec);
 }
 
 bool HasInputChanged(const BatchItem& item) {

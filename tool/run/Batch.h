@@ -45,6 +45,8 @@ Options ForItem(Options options, const BatchItem& item) {
   return options;
 }
 
+/// Returns size and time of the last change, as text; empty if there is no such file.
+std::string DescribeState(const std::string& path);
 /// Returns true if the input is not the one that the output was made from: its size or time differ
 /// from those that RecordInput() noted, or without a note, it is newer than the output.
 bool HasInputChanged(const BatchItem& item);

@@ -32,6 +32,7 @@ struct Frame {
   /// Packed for the writer; null = nothing to write.
   std::shared_ptr<const vix::IVideoSample> result;
   std::uint64_t resultBytes = 0;
+  bool isResumed = false;          ///< an earlier run has encoded `result`
   std::vector<SoundPacket> sound;  ///< that the input has before it
 };
 

@@ -70,6 +70,8 @@ struct TranscodeOptions : HostOptions, MachineOptions {
   int jobs = 1;                                  ///< inputs of a batch that run side by side
   bool isOfMany = false;                         ///< this run is part of a batch
   std::optional<FrameRange> frames;
+  /// The other options that determine the frames, as given; nullopt = they do not state all.
+  std::optional<std::string> frameOptions;
   bool noAudio = false;
   std::optional<std::vector<std::size_t>> audioTracks;  ///< places from 0; none = all
   SoundConversion audio;

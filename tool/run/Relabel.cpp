@@ -20,6 +20,7 @@
 #include "media/container/MovLabels.h"
 #include "media/container/PacketTag.h"
 #include "run/Copy.h"
+#include "run/EarlierRun.h"
 #include "run/OpenInput.h"
 
 namespace vixprores {
@@ -236,6 +237,7 @@ void RelabelInPlace(const CopyOptions& options, RunReport& report, RunObserver& 
     throw UsageError("--in-place needs the labels to set, for example --color bt709");
   }
   const auto patches = Relabelling(options, path).Collect(report, observer);
+  RemoveRunMark(path);  // a batch must not take over the changed frames
   ApplyPatches(path, patches);
   report.status = RunReport::Status::Done;
   report.output = path;

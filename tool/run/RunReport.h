@@ -66,8 +66,9 @@ struct RunReport {
   std::size_t soundTracks = 0;  ///< that are copied
   std::string timecode;         ///< of the first frame; empty = none
   std::int64_t frames = 0;
-  std::uint64_t sourceBytes = 0;           ///< of the frames that were read
-  std::uint64_t resultBytes = 0;           ///< of the frames as the element returned them
+  std::int64_t resumedFrames = 0;  ///< of these, encoded by an interrupted run before this one
+  std::uint64_t sourceBytes = 0;   ///< of the frames that were read
+  std::uint64_t resultBytes = 0;   ///< of the frames as the element returned them
   std::optional<EncodingQuality> quality;  ///< of a verified encoding
   std::vector<FrameDamage> damage;
   std::int64_t damagedFrames = 0;  ///< of a recovered file

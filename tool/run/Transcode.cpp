@@ -47,6 +47,10 @@ void ReportNotes(const TranscodeOptions& options, const TranscodePlan& plan,
 // Reports notes that are known only after the last frame.
 void ReportNotesAtEnd(const FrameSource& source, const RunReport& report, RunObserver& observer) {
   const FrameReader& reader = source.GetReader();
+  if (report.resumedFrames > 0) {
+    observer.ReportNote(report.output + ": resumed after " + Count(report.resumedFrames, "frame") +
+                        " of an interrupted run");
+  }
   const std::string found = reader.GetEndNote();
   if (!found.empty()) observer.ReportNote(reader.GetName() + ": " + found);
   const std::int64_t uneven = source.CountUnevenFrames();

@@ -57,6 +57,7 @@ TranscodeRun::TranscodeRun(const TranscodeOptions& options, TranscodePlan plan, 
       shares_(ShareThreads(options.threads, source_.GetFrameCount())),
       samples_(plan.source),
       check_(plan.makeCheck ? plan.makeCheck(shares_) : nullptr),
+      earlier_(options),
       opened_(CreateOutput(options.output, options.overwrite, plan.output, plan.content,
                            NumberFrom(plan.sequence, options.frames))),
       file_(*opened_.output),
@@ -66,7 +67,9 @@ TranscodeRun::TranscodeRun(const TranscodeOptions& options, TranscodePlan plan, 
       report_(report),
       observer_(observer),
       start_(steady_clock::now()),
-      elements_(plan.element.MakePool(plan.source, MakePoolOptions())) {}
+      elements_(plan.element.MakePool(plan.source, MakePoolOptions())) {
+  if (writer_->IsRecoverable()) earlier_.Mark(file_);
+}
 
 vix::ElementPoolOptions TranscodeRun::MakePoolOptions() {
   auto options = PoolOptions(shares_);
@@ -77,7 +80,7 @@ vix::ElementPoolOptions TranscodeRun::MakePoolOptions() {
 
 bool TranscodeRun::ProcessFrames() {
   RunEnds<Frame> ends;
-  ends.read = [this] { return source_.Read(); };
+  ends.read = [this] { return ReadFrame(); };
   ends.write = [this](Frame& frame, const std::exception_ptr& failure) { Write(frame, failure); };
   // Only a pipe can block a reader, and the inputs of a batch are files.
   if (!options_.isOfMany) ends.stopReading = RequestInterrupt;
@@ -96,6 +99,7 @@ void TranscodeRun::Finish() {
   for (SoundPacket& sound : source_.TakeRestOfSound()) writer_->WriteSound(std::move(sound));
   writer_->Finish();
   file_.Commit();
+  earlier_.Finish(options_.output);
   ReportOutput(file_.GetName());
 }
 
@@ -112,9 +116,28 @@ void TranscodeRun::FinishPartial(const std::string& reason) {
   if (file_.IsSeekable()) report_.message += fate;
 }
 
+// Reads a frame, with its result if an earlier run has encoded it.
+std::optional<Frame> TranscodeRun::ReadFrame() {
+  auto frame = source_.Read();
+  if (!frame || !frame->source || !frame->fault.empty()) return frame;
+  const std::int64_t begin = result_.start + source_.ToOutput(frame->place.number);
+  const auto encoded = earlier_.Take(begin);
+  if (!encoded) return frame;
+  const auto info = DescribeStream(result_);
+  frame->isResumed = true;
+  frame->result = vix::CreateVideoSample(info->GetVideoParameters(), info, encoded,
+                                         {{begin, begin + 1, result_.rate}}, {});
+  frame->resultBytes = encoded->GetSize();
+  frame->sourceBytes = report_.source.FrameBytes();
+  // A check needs the picture, and so does a policy that lists damage.
+  if (!check_ && onDamage_ == DamagePolicy::Stop) frame->source = nullptr;
+  return frame;
+}
+
 // Converts a frame for the element. May be called from any thread, several at once, as Complete().
 void TranscodeRun::Prepare(vix::PoolFrame& job) {
   Frame& frame = *static_cast<Frame*>(job.context.get());
+  if (frame.isResumed && !frame.source) return;
   if (!frame.source) return StopAtDamage(frame);
   ConvertedFrame converted;
   try {
@@ -125,12 +148,17 @@ void TranscodeRun::Prepare(vix::PoolFrame& job) {
     frame.file = failure.GetInput();
   }
   frame.source = std::move(converted.data);
-  if (!converted.fault.empty()) frame.fault = std::move(converted.fault);
+  if (!converted.fault.empty()) {
+    frame.fault = std::move(converted.fault);
+    frame.isResumed = false;
+    frame.result = nullptr;
+  }
   if (!frame.source) {
     frame.advice = kAdvice;
     return StopAtDamage(frame);
   }
   frame.sourceBytes = frame.source->GetSize();
+  if (frame.isResumed) return;
   const bool isReadable = !result_.IsRaw() || frame.header.has_value();
   if (isReadable) job.input = samples_.Make(frame.source, source_.ToOutput(frame.place.number));
 }
@@ -139,6 +167,10 @@ void TranscodeRun::Prepare(vix::PoolFrame& job) {
 void TranscodeRun::Complete(vix::PoolFrame& job, unsigned element) {
   Frame& frame = *static_cast<Frame*>(job.context.get());
   if (!frame.source) return;
+  if (frame.isResumed) {
+    if (check_) Check(*frame.source, frame.result->GetBuffer(), frame.place.number, element);
+    return;
+  }
   const ElementOutput output = TakeOutput(job, frame);
   job.error = nullptr;  // it is the frame's fault now
   const auto source = std::move(frame.source);
@@ -213,6 +245,7 @@ void TranscodeRun::Write(Frame& frame, const std::exception_ptr& failure) {
     if (onDamage_ == DamagePolicy::Conceal) gapFiller_.SetLast(frame.result);
     standIns_.CountFrame();
     WriteFrame(frame.result);
+    if (frame.isResumed) ++report_.resumedFrames;
   } else if (onDamage_ == DamagePolicy::Conceal) {
     FillGap(frame.place);
   }

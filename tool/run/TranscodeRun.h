@@ -11,6 +11,7 @@
 #include "base/FramePool.h"
 #include "media/FrameWriter.h"
 #include "media/OutputFile.h"
+#include "run/EarlierRun.h"
 #include "run/Elements.h"
 #include "run/FrameSource.h"
 #include "run/Transcode.h"
@@ -63,6 +64,7 @@ class TranscodeRun {
   using Sample = std::shared_ptr<const vix::IVideoSample>;
 
   vix::ElementPoolOptions MakePoolOptions();
+  std::optional<Frame> ReadFrame();
   void Prepare(vix::PoolFrame& job);
   void Complete(vix::PoolFrame& job, unsigned element);
   Sample OrderFields(Sample sample) const;
@@ -84,6 +86,7 @@ class TranscodeRun {
   ThreadShares shares_;
   SampleMaker samples_;
   std::unique_ptr<EncodingCheck> check_;  ///< null = none
+  EarlierRun earlier_;
   OpenedOutput opened_;
   Output& file_;
   FrameWriter* writer_;

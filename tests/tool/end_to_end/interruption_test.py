@@ -1,6 +1,7 @@
 # SPDX-License-Identifier: BSD-2-Clause
 """Ctrl-C: the current frame is completed, the frames so far are kept as a playable file, and the
 program ends by the signal."""
+import fcntl
 import itertools
 import json
 import re
@@ -69,6 +70,16 @@ class Interruption(ToolTest):
                 self.assertFalse(self.path("out.mov").exists())
                 self.assertEqual(list(self.folder.glob("*.part-*")), [])
                 partial.unlink()
+
+    def test_the_work_file_is_locked(self):
+        process = self.start("encode", *RAW_FRAMES, "-", self.path("out.mov"))
+        process.stdin.write(self.frames[:5 * frame_bytes("V210", 128, 96)])
+        process.stdin.flush()
+        self.wait_for_work_file("out.mov", 1000)
+        with open(next(self.folder.glob("out.mov.part-*")), "rb") as file:
+            with self.assertRaises(BlockingIOError):
+                fcntl.flock(file, fcntl.LOCK_EX | fcntl.LOCK_NB)
+        self.interrupt(process)
 
     def test_an_earlier_partial_file_stays(self):
         self.path("out.partial.mov").write_text("earlier")

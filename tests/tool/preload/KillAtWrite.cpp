@@ -1,14 +1,17 @@
 // SPDX-License-Identifier: BSD-2-Clause
 // A library to be preloaded, which ends a program at one of its changes of files, as a crash would.
-// KILL_AT_CHANGE is the number of the change, from 1: a write into the middle of a file, a new
-// name, a removal, a new length, or a wait for the disk. Every other change, of odd number, is half
-// done if it is a write. At the end of a program that was not killed, the number of all changes is
-// written to the file that COUNT_CHANGES names.
+// KILL_AT_CHANGE is the number of the change, from 1: a write to a file, a new name, a removal, a
+// new length, or a wait for the disk. Every other change, of odd number, is half done if it is a
+// write. If SIGNAL_AT_CHANGE is set, the program gets that signal instead and goes on. At the end
+// of a program that was not killed, the number of all changes is written to the file that
+// COUNT_CHANGES names.
 #include <dlfcn.h>
 #include <fcntl.h>
+#include <sys/stat.h>
 #include <sys/types.h>
 #include <unistd.h>
 
+#include <csignal>
 #include <cstdio>
 #include <cstdlib>
 
@@ -25,7 +28,10 @@ Function Next(const char* name) {
 // Counts a change. Returns true if the program is to be killed at it.
 bool IsLast() {
   static const char* const last = std::getenv("KILL_AT_CHANGE");
-  return ++g_changes == (last ? std::atol(last) : 0);
+  static const char* const signal = std::getenv("SIGNAL_AT_CHANGE");
+  if (++g_changes != (last ? std::atol(last) : 0)) return false;
+  if (signal) raise(std::atoi(signal));
+  return !signal;
 }
 
 using Write = ssize_t (*)(int, const void*, size_t, off_t);
@@ -62,6 +68,17 @@ ssize_t pwrite(int file, const void* bytes, size_t count, off_t position) {
 
 ssize_t pwrite64(int file, const void* bytes, size_t count, off_t position) {
   return WriteAt("pwrite64", file, bytes, count, position);
+}
+
+ssize_t write(int file, const void* bytes, size_t count) {
+  const auto next = Next<ssize_t (*)(int, const void*, size_t)>("write");
+  struct stat status {};
+  if (fstat(file, &status) != 0 || !S_ISREG(status.st_mode)) return next(file, bytes, count);
+  if (IsLast()) {
+    if (g_changes % 2 == 1) next(file, bytes, count / 2);
+    _exit(kKilled);
+  }
+  return next(file, bytes, count);
 }
 
 int rename(const char* from, const char* to) noexcept {
