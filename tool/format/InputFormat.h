@@ -52,10 +52,14 @@ struct InputDescription {
   std::vector<FrameRange> missingFiles = {};        ///< numbers between the files of a sequence
   std::optional<Timecode> timecode = std::nullopt;  ///< of frame 0; nullopt = unknown
   Metadata metadata = {};                           ///< of the file, and "reel_name"
-  std::string compressor = {};    ///< name of the video's encoder; empty = unknown
-  vix::FourCC vendor = 0;         ///< of the video's encoder; 0 = unknown
-  std::string note = {};          ///< how the input is interpreted; empty = as usual
-  std::string timecodeNote = {};  ///< why the input's timecode is not used; empty = it is
+  TextContent texts = {};                ///< without the packets; times are those of the file
+  std::int64_t begin = 0;                ///< time of frame 0 in the file, in nanoseconds
+  std::vector<std::string> others = {};  ///< what else accompanies the video and has no place in
+                                         ///< any output: "cover art", ...
+  std::string compressor = {};           ///< name of the video's encoder; empty = unknown
+  vix::FourCC vendor = 0;                ///< of the video's encoder; 0 = unknown
+  std::string note = {};                 ///< how the input is interpreted; empty = as usual
+  std::string timecodeNote = {};         ///< why the input's timecode is not used; empty = it is
 };
 
 }  // namespace vixprores

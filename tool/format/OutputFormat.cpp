@@ -20,35 +20,35 @@ namespace {
 // clang-format off
 using Kind = OutputKind;
 constexpr OutputFormat kFormats[] = {
-    //                                     ProRes raw    fields colour range  timecode:     channel HDR
+    //                                     ProRes raw    fields colour range  timecode:     channel HDR           texts
     //                                                                        kept   made   layout  disp.  light
-    {".mov",  Kind::Container, "mov",      true,  true,  true,  true,  false, true,  false, true, true,  true},
-    {".mkv",  Kind::Container, "matroska", true,  false, true,  true,  true,  true,  false, false, true,  true},
-    {".mxf",  Kind::Container, "mxf",      true,  false, true,  true,  true,  true,  true,  false, true,  false},
-    {".avi",  Kind::Container, "avi",      false, true,  false, false, false, false, false, true, false, false},
-    {".nut",  Kind::Container, "nut",      false, true,  false, false, false, true,  false, false, false, false},
-    {".y4m",  Kind::Y4m,       nullptr,    false, true,  true,  false, true,  false, false, false, false, false},
-    {".uyvy", Kind::RawFrames, nullptr,    false, true,  false, false, false, false, false, false, false, false,
+    {".mov",  Kind::Container, "mov",      true,  true,  true,  true,  false, true,  false, true, true,  true,  true},
+    {".mkv",  Kind::Container, "matroska", true,  false, true,  true,  true,  true,  false, false, true,  true,  true},
+    {".mxf",  Kind::Container, "mxf",      true,  false, true,  true,  true,  true,  true,  false, true,  false, false},
+    {".avi",  Kind::Container, "avi",      false, true,  false, false, false, false, false, true, false, false, false},
+    {".nut",  Kind::Container, "nut",      false, true,  false, false, false, true,  false, false, false, false, false},
+    {".y4m",  Kind::Y4m,       nullptr,    false, true,  true,  false, true,  false, false, false, false, false, false},
+    {".uyvy", Kind::RawFrames, nullptr,    false, true,  false, false, false, false, false, false, false, false, false,
      vix::kFourCC_UYVY},
-    {".v210", Kind::RawFrames, nullptr,    false, true,  false, false, false, false, false, false, false, false,
+    {".v210", Kind::RawFrames, nullptr,    false, true,  false, false, false, false, false, false, false, false, false,
      vix::kFourCC_V210},
-    {".exr",  Kind::Images,    nullptr,    false, true,  false, false, true,  true,  false, false, false, false,
+    {".exr",  Kind::Images,    nullptr,    false, true,  false, false, true,  true,  false, false, false, false, false,
      vix::kFourCC_V210},
-    {".dpx",  Kind::Images,    nullptr,    false, true,  false, false, true,  true,  false, false, false, false,
+    {".dpx",  Kind::Images,    nullptr,    false, true,  false, false, true,  true,  false, false, false, false, false,
      vix::kFourCC_V210},
-    {".tif",  Kind::Images,    nullptr,    false, true,  false, false, true,  false, false, false, false, false,
+    {".tif",  Kind::Images,    nullptr,    false, true,  false, false, true,  false, false, false, false, false, false,
      vix::kFourCC_V210},
-    {".tiff", Kind::Images,    nullptr,    false, true,  false, false, true,  false, false, false, false, false,
+    {".tiff", Kind::Images,    nullptr,    false, true,  false, false, true,  false, false, false, false, false, false,
      vix::kFourCC_V210},
-    {".png",  Kind::Images,    nullptr,    false, true,  false, false, true,  false, false, false, false, false,
+    {".png",  Kind::Images,    nullptr,    false, true,  false, false, true,  false, false, false, false, false, false,
      vix::kFourCC_V210},
-    {".jpg",  Kind::Images,    nullptr,    false, true,  false, false, true,  false, false, false, false, false,
+    {".jpg",  Kind::Images,    nullptr,    false, true,  false, false, true,  false, false, false, false, false, false,
      vix::kFourCC_V210},
-    {".jpeg", Kind::Images,    nullptr,    false, true,  false, false, true,  false, false, false, false, false,
+    {".jpeg", Kind::Images,    nullptr,    false, true,  false, false, true,  false, false, false, false, false, false,
      vix::kFourCC_V210},
-    {".tga",  Kind::Images,    nullptr,    false, true,  false, false, true,  false, false, false, false, false,
+    {".tga",  Kind::Images,    nullptr,    false, true,  false, false, true,  false, false, false, false, false, false,
      vix::kFourCC_V210},
-    {".raw",  Kind::RawFrames, nullptr,    false, true,  false, false, false, false, false, false, false, false},
+    {".raw",  Kind::RawFrames, nullptr,    false, true,  false, false, false, false, false, false, false, false, false},
 };
 // clang-format on
 const OutputFormat& kRawFrames = kFormats[std::size(kFormats) - 1];

@@ -13,6 +13,7 @@
 
 #include "format/Sound.h"
 #include "format/StreamFormat.h"
+#include "format/TextTrack.h"
 #include "format/Timecode.h"
 
 namespace vixprores {
@@ -29,6 +30,7 @@ struct MovieContent {
   std::optional<Timecode> timecode = std::nullopt;  ///< of the first frame
   std::vector<SoundTrack> sound = {};               ///< times of their packets count samples
   Metadata metadata = {};                           ///< of the file, and "reel_name"
+  TextContent texts = {};                           ///< times are those of the output
   std::string compressor = {};   ///< name in the sample description; empty = ours
   vix::FourCC vendor = kVendor;  ///< code in the sample description
 };
@@ -50,6 +52,7 @@ struct OutputFormat {
   bool keepsChannelLayout;
   bool keepsMasteringDisplay;
   bool keepsContentLight;
+  bool keepsTexts;       ///< chapters, and subtitles of some kinds
   vix::FourCC code = 0;  ///< of the raw frames that the name stands for; 0 = any
 };
 

@@ -16,6 +16,7 @@
 #include "recovery/TaggedFileReader.h"
 #include "run/CopyRun.h"
 #include "run/OpenInput.h"
+#include "run/TextPlan.h"
 
 extern "C" {
 #include <libavcodec/avcodec.h>
@@ -203,6 +204,16 @@ void DescribeContent(const CopyOptions& options, const StreamFormat& stream, Cop
   if (input.vendor != 0) plan.content.vendor = input.vendor;
 }
 
+void ChooseTexts(const CopyOptions& options, CopyPlan& plan, RunObserver& observer) {
+  std::vector<TextPart> parts;
+  for (std::size_t i = 0; i < plan.parts.size(); ++i) {
+    parts.push_back({options.sources[i], plan.parts[i].reader.get(), plan.parts[i].range});
+  }
+  for (const std::string& note : PlanTexts(parts, plan.output, plan.content)) {
+    observer.ReportNote(note);
+  }
+}
+
 CopyPlan MakePlan(const CopyOptions& options, RunObserver& observer) {
   CopyPlan plan;
   plan.output = FindProResOutput(options.output);
@@ -223,6 +234,7 @@ CopyPlan MakePlan(const CopyOptions& options, RunObserver& observer) {
   CheckSoundStorable(NameOfOutput(options.output), plan.output, plan.content.sound,
                      SoundRemedy::OtherOutput);
   ChooseTimecode(options, plan, observer);
+  ChooseTexts(options, plan, observer);
   return plan;
 }
 

@@ -153,7 +153,7 @@ void AddSoundFile(const std::string& path, const TranscodeOptions& options, Tran
       alignment.offset));
 }
 
-std::shared_ptr<SoundSource> Join(Sources sources) {
+std::shared_ptr<SoundSource> JoinSources(Sources sources) {
   if (sources.empty()) return nullptr;
   if (sources.size() == 1) return sources.front();
   return std::make_shared<JoinedSound>(std::move(sources));
@@ -168,7 +168,7 @@ void PlanSound(const TranscodeOptions& options, TranscodePlan& plan) {
   for (const std::string& path : options.addedAudioFiles) {
     AddSoundFile(path, options, plan, sources);
   }
-  plan.sound = Join(std::move(sources));
+  plan.sound = JoinSources(std::move(sources));
   if (!plan.sound) return;
   plan.content.sound = plan.sound->GetSound();
   CheckSoundStorable(NameOfOutput(options.output), plan.output, plan.content.sound,

@@ -20,6 +20,7 @@
 #include "run/Host.h"
 #include "run/OpenInput.h"
 #include "run/SoundPlan.h"
+#include "run/TextPlan.h"
 #include "run/TranscodeRun.h"
 
 namespace vixprores {
@@ -107,6 +108,9 @@ void Transcode(TranscodeOptions options, TranscodePlan plan, RunReport& report,
   NoteIndexFaults(options, plan);
   PlanSound(options, plan);
   ChooseTimecode(options, plan);
+  std::ranges::move(
+      PlanTexts({{options.input, plan.reader.get(), options.frames}}, plan.output, plan.content),
+      std::back_inserter(plan.notes));
   if (options.isOfMany && !options.overwrite && HasInputChanged({options.input, options.output})) {
     options.overwrite = true;
     observer.ReportNote(options.input + ": changed since " + options.output +

@@ -358,7 +358,7 @@ class Metadata(ToolTest):
                     "ChromaSubsampling", "BitDepth", "ScanType", "ScanOrder")), video)
                 self.assertEqual((probed["pix_fmt"], probed["field_order"]), stream)
 
-    def test_reports_dropped_subtitles_and_chapters(self):
+    def test_reports_subtitles_that_the_output_cannot_hold(self):
         self.path("words.srt").write_text("1\n00:00:00,000 --> 00:00:00,300\nhello\n")
         self.path("chapters.txt").write_text(
             ";FFMETADATA1\n[CHAPTER]\nTIMEBASE=1/1000\nSTART=0\nEND=200\ntitle=one\n")
@@ -367,7 +367,7 @@ class Metadata(ToolTest):
                "-i", self.path("chapters.txt"), "-map", "0", "-map", "1", "-map_metadata", "2",
                "-frames:v", "10", "-c:v", "v210", clip)
         notes = self.succeed("encode", clip, self.path("out.mov")).stderr
-        self.assertIn(f"{clip}: its subtitles are left out; its chapters are left out", notes)
+        self.assertIn(f"{clip}: left out: subtitles (ass, a .mov cannot hold them)", notes)
 
     def test_reports_lost_chroma_and_alpha(self):
         for pixels, words in (("yuv422p10le", []), ("yuv444p10le", ["converts 4:4:4 to 4:2:2"]),

@@ -10,6 +10,7 @@
 #include "base/Interrupt.h"
 #include "base/Text.h"
 #include "media/container/EncoderDescription.h"
+#include "media/container/TextTracks.h"
 #include "media/container/TrackDescription.h"
 
 extern "C" {
@@ -45,19 +46,18 @@ FrameTimes Resolve(FrameTimes times, const FrameIndex& index) {
 
 ContainerTrack::ContainerTrack(std::unique_ptr<Demuxer> demuxer, FrameTimes times)
     : isTagged_(HasPacketTags(demuxer->GetFile())),
-      owned_(std::move(demuxer)),
-      demuxer_(*owned_),
-      stream_(ChooseVideo(demuxer_, isTagged_)),
-      index_(demuxer_, stream_),
+      demuxer_(std::move(demuxer)),
+      stream_(ChooseVideo(*demuxer_, isTagged_)),
+      index_(*demuxer_, stream_),
       isRateEvident_(times == FrameTimes::Evident && index_.IsPresent()),
       times_(GetName(), Resolve(times, index_)),
-      sound_(demuxer_),
+      sound_(*demuxer_),
       format_(DescribeVideo(stream_)) {
   ReadFirstPacket();
 }
 
 InputDescription ContainerTrack::GetDescription() const {
-  const AVFormatContext& context = demuxer_.GetContext();
+  const AVFormatContext& context = demuxer_->GetContext();
   const FoundTimecode timecode = FindTimecode(context, format_.rate, GetName());
   InputDescription description;
   description.name = GetName();
@@ -68,13 +68,14 @@ InputDescription ContainerTrack::GetDescription() const {
   description.metadata = FindMetadata(context);
   DescribeEncoder(stream_, description);
   description.note = FindTrackNote(context, GetName());
+  DescribeOtherTracks(context, stream_, {begin_, stream_.time_base}, description);
   description.timecodeNote = timecode.note;
   return description;
 }
 
 Packet ContainerTrack::ReadAny() {
   try {
-    return demuxer_.Read();
+    return demuxer_->Read();
   } catch (const UnreadablePacket& reason) {
     FailAtUnreadableFrame(reason.what());
   }
@@ -124,20 +125,20 @@ void ContainerTrack::ReadFirstPacket() {
     pendingFailure_ = std::current_exception();
   }
   if (!pending_ && !pendingFailure_) throw UnreadableContainer(GetName() + ": holds no frames");
-  format_.isPadded = IsMxf(demuxer_.GetContext());
+  format_.isPadded = IsMxf(demuxer_->GetContext());
   format_.rate =
-      FindRate(stream_, pending_.get(), IsMatroska(demuxer_.GetContext()), index_.IsPresent());
+      FindRate(stream_, pending_.get(), IsMatroska(demuxer_->GetContext()), index_.IsPresent());
   if (format_.rate.numerator == 0) {
     throw Failure(GetName() + ": does not tell its frame rate; rewrap it as .mov first");
   }
-  std::int64_t first = pendingFailure_ ? stream_.start_time : TimeOf(*pending_);
-  if (first == AV_NOPTS_VALUE) first = 0;
-  times_.Start(format_.rate, stream_.time_base, first);
-  const std::int64_t start = av_rescale_q(first, stream_.time_base, Invert(format_.rate));
+  begin_ = pendingFailure_ ? stream_.start_time : TimeOf(*pending_);
+  if (begin_ == AV_NOPTS_VALUE) begin_ = 0;
+  times_.Start(format_.rate, stream_.time_base, begin_);
+  const std::int64_t start = av_rescale_q(begin_, stream_.time_base, Invert(format_.rate));
   format_.start = start > 0 && start <= kLatestStart ? start : 0;
   // Frames are placed at multiples of their duration; their sound moves with them.
   if (start <= kLatestStart) {
-    sound_.Move({first, stream_.time_base}, {format_.start, Invert(format_.rate)});
+    sound_.Move({begin_, stream_.time_base}, {format_.start, Invert(format_.rate)});
   }
   // Only now that the rate is known a duration gives a number of frames.
   announcedFrames_ = index_.CountAnnounced(format_.rate, format_.start);
@@ -147,7 +148,7 @@ std::optional<std::int64_t> ContainerTrack::CountFrames() const {
   // A duration gives a number of frames only at a constant rate.
   const bool isCounted =
       times_.GetTreatment() != FrameTimes::Ignored || index_.CountIndexed().has_value();
-  if (!demuxer_.GetFile().IsSeekable() || !isCounted || !announcedFrames_) return std::nullopt;
+  if (!demuxer_->GetFile().IsSeekable() || !isCounted || !announcedFrames_) return std::nullopt;
   return *announcedFrames_ - hiddenFrames_;
 }
 
@@ -209,10 +210,10 @@ bool ContainerTrack::SkipTo(std::int64_t frame) {
   const bool isAnyTimeTaken = isRateEvident_ && GetSound().empty() && frame > 0;
   const bool isPlain =
       hiddenFrames_ == 0 && (isAnyTimeTaken || times_.GetTreatment() == FrameTimes::Checked);
-  if (!demuxer_.GetFile().IsSeekable() || !isPlain) return false;
+  if (!demuxer_->GetFile().IsSeekable() || !isPlain) return false;
   const Rational rate = isAnyTimeTaken ? Rational{0, 1} : format_.rate;
   const auto time = index_.FindTime(frame, rate);
-  if (!time || !demuxer_.Seek(stream_, *time)) return false;
+  if (!time || !demuxer_->Seek(stream_, *time)) return false;
   if (isAnyTimeTaken) times_.Skip(frame - 1, index_.FindTime(frame - 1, rate).value_or(*time));
   pending_ = nullptr;
   pendingFailure_ = nullptr;
@@ -227,15 +228,15 @@ void ContainerTrack::ReadPreroll(std::int64_t time) {
   const AVRational tick = stream_.time_base;
   const std::int64_t preroll = av_rescale_q(soundPreroll_, {1, 1}, tick);
   const std::int64_t latest = av_sat_add64(time, av_rescale_q(1, {1, 1}, tick));
-  if (!demuxer_.Seek(stream_, av_sat_sub64(time, preroll))) demuxer_.Seek(stream_, 0);
+  if (!demuxer_->Seek(stream_, av_sat_sub64(time, preroll))) demuxer_->Seek(stream_, 0);
   stream_.discard = AVDISCARD_ALL;
   try {
     while (!sound_.HasUntil(time, tick)) {
       CheckInterrupt();
-      Packet packet = demuxer_.Read();
+      Packet packet = demuxer_->Read();
       if (!packet) break;
       const AVRational clock =
-          demuxer_.GetStreams()[static_cast<std::size_t>(packet->stream_index)]->time_base;
+          demuxer_->GetStreams()[static_cast<std::size_t>(packet->stream_index)]->time_base;
       if (av_compare_ts(TimeOf(*packet), clock, latest, tick) > 0) break;
       KeepSound(std::move(packet));
     }
@@ -244,11 +245,11 @@ void ContainerTrack::ReadPreroll(std::int64_t time) {
   }
   stream_.discard = AVDISCARD_DEFAULT;
   sound_.SkipRepeated();
-  demuxer_.Seek(stream_, time);
+  demuxer_->Seek(stream_, time);
 }
 
 void ContainerTrack::KeepFramesInPlace() {
-  if (index_.IsPresent() && stream_.nb_frames > 0) demuxer_.KeepInPlace(stream_);
+  if (index_.IsPresent() && stream_.nb_frames > 0) demuxer_->KeepInPlace(stream_);
 }
 
 // The index holds decoding times, which may be earlier by an offset.
@@ -271,7 +272,7 @@ std::optional<PacketTag> ContainerTrack::FindTag(const AVPacket& packet) const {
   constexpr auto kTagBytes = static_cast<std::int64_t>(PacketTag::kBytes);
   if (!isTagged_ || packet.pos < kTagBytes) return std::nullopt;
   std::array<std::uint8_t, PacketTag::kBytes> bytes{};
-  const std::size_t read = demuxer_.GetFile().ReadAt(packet.pos - kTagBytes, bytes);
+  const std::size_t read = demuxer_->GetFile().ReadAt(packet.pos - kTagBytes, bytes);
   return ReadPacketTag(std::span(bytes).first(read));
 }
 
@@ -302,7 +303,7 @@ bool ContainerTrack::IsDamagedSound(const AVPacket& packet) const {
 }
 
 void ContainerTrack::FailAtUnreadableFrame(const std::string& reason) {
-  const InputFile& file = demuxer_.GetFile();
+  const InputFile& file = demuxer_->GetFile();
   if (framesRead_ == 0 && announcedFrames_ && !file.IsSeekable()) {
     throw Failure(GetName() +
                   ": its index comes after its frames, so that it cannot be read from a pipe; give "

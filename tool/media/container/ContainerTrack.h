@@ -29,8 +29,8 @@ class ContainerTrack : public SideTracks {
   /// @param demuxer nothing must have been read from it
   ContainerTrack(std::unique_ptr<Demuxer> demuxer, FrameTimes times);
 
-  const std::string& GetName() const { return demuxer_.GetName(); }
-  bool IsSameFile(const std::string& path) const { return demuxer_.GetFile().IsSameFile(path); }
+  const std::string& GetName() const { return demuxer_->GetName(); }
+  bool IsSameFile(const std::string& path) const { return demuxer_->GetFile().IsSameFile(path); }
   const AVCodecParameters& GetParameters() const { return *stream_.codecpar; }
   /// Format as the container states it; the code is 0.
   const StreamFormat& GetFormat() const { return format_; }
@@ -47,7 +47,7 @@ class ContainerTrack : public SideTracks {
   /// Leaves frames in the file from now on, if possible (Demuxer::KeepInPlace()).
   void KeepFramesInPlace();
   /// See FrameReader::CheckFramesInUse().
-  void CheckFramesInUse() const { demuxer_.GetFile().CheckMappings(); }
+  void CheckFramesInUse() const { demuxer_->GetFile().CheckMappings(); }
   /// Number of frames so far that came at odd times and were accepted.
   std::int64_t CountUnevenFrames() const { return times_.CountUneven(); }
   /// Returns a note on sound that ends before the pictures, after the last Read(); empty = none.
@@ -77,8 +77,7 @@ class ContainerTrack : public SideTracks {
   [[noreturn]] void FailAtEarlyEnd();
 
   bool isTagged_;  ///< packets are preceded by tags
-  std::unique_ptr<Demuxer> owned_;
-  Demuxer& demuxer_;
+  std::unique_ptr<Demuxer> demuxer_;
   AVStream& stream_;
   FrameIndex index_;
   bool isRateEvident_;  ///< an index states all times, which may be any
@@ -88,6 +87,7 @@ class ContainerTrack : public SideTracks {
   StreamFormat format_;
   std::optional<std::int64_t> announcedFrames_;  ///< including frames hidden by an edit list
   std::int64_t hiddenFrames_ = 0;                ///< read so far
+  std::int64_t begin_ = 0;                       ///< time of the first frame, in ticks
   Packet pending_;                               ///< a packet that was read ahead
   std::exception_ptr pendingFailure_;            ///< thrown by the next Read()
   std::int64_t framesRead_ = 0;                  ///< frames that Read() returned, or failed at

@@ -44,13 +44,16 @@ ContainerWriter::ContainerWriter(OutputFile& file, const OutputFormat& output,
     : file_(file),
       bytes_(file),
       content_(content),
-      isTagged_(output.muxer == std::string("mov") && file.IsSeekable()),
+      // The muxer inserts packets into tracks of text, where tags would be parted from theirs.
+      isTagged_(output.muxer == std::string("mov") && file.IsSeekable() &&
+                content.texts.tracks.empty()),
       endsWithPictures_(output.muxer == std::string("mxf")),
       soundEnds_(content.sound.size()),
+      textsWritten_(content.texts.tracks.size()),
       packets_(content),
       context_(MakeMuxer(output.muxer, content)) {
   context_->pb = bytes_.Get();
-  const bool isFragmented = output.muxer == std::string("mov") && !isTagged_;
+  const bool isFragmented = output.muxer == std::string("mov") && !file.IsSeekable();
   const MemoryWatch memory;
   Check(WriteHeader(*context_, content_, isFragmented), memory);
   if (!isTagged_) return;
@@ -105,10 +108,26 @@ void ContainerWriter::WriteSound(SoundPacket sound) {
 
 void ContainerWriter::WriteOrdered() {
   while (const auto item = packets_.Take()) {
+    if (item->stream == 0) WriteTexts(item->packet->pts + item->packet->duration);
     const AVStream& stream = *context_->streams[item->stream];
     WritePacket(item->stream == 0 ? Invert(content_.video.rate)
                                   : AVRational{1, stream.codecpar->sample_rate},
                 *item);
+  }
+}
+
+// Writes the texts that begin before the end of a frame.
+void ContainerWriter::WriteTexts(std::int64_t end) {
+  for (std::size_t place = 0; place < textsWritten_.size(); ++place) {
+    const TextTrack& track = content_.texts.tracks[place];
+    while (textsWritten_[place] < track.packets.size()) {
+      const AVPacket& text = *track.packets[textsWritten_[place]];
+      if (av_compare_ts(text.pts, track.timeBase, end, Invert(content_.video.rate)) >= 0) break;
+      Packet packet(av_packet_clone(&text));
+      if (!packet) throw std::bad_alloc();
+      ++textsWritten_[place];
+      WritePacket(track.timeBase, {1 + content_.sound.size() + place, std::move(packet)});
+    }
   }
 }
 
@@ -127,8 +146,10 @@ void ContainerWriter::WritePacket(AVRational clock, const Interleaver::Item& ite
   // Large writes go straight from the frame's memory to the file.
   const MemoryWatch memory;
   context_->pb->direct = 1;
-  // A tag lies directly before its packet, so the muxer must not hold the packet back.
-  const int result = isTagged_ ? av_write_frame(context_.get(), &packet)
+  // A tag lies directly before its packet, so the muxer must not hold the packet back. Nor must it
+  // wait for texts, which are rare.
+  const bool isInOrder = isTagged_ || !textsWritten_.empty();
+  const int result = isInOrder ? av_write_frame(context_.get(), &packet)
                                : av_interleaved_write_frame(context_.get(), &packet);
   context_->pb->direct = 0;
   Check(result, memory);
@@ -166,14 +187,14 @@ void ContainerWriter::Finish() {
   Check(av_write_trailer(context_.get()), memory);
   avio_flush(context_->pb);
   Check(context_->pb->error, memory);
-  if (isTagged_) PatchMovie(index);
+  if (isTagged_) SetMovMediaEnd(file_, index);
+  if (context_->oformat->name == std::string("mov") && file_.IsSeekable()) LabelMovie();
   const StreamFormat& video = content_.video;
   const bool isMxf = context_->oformat->name == std::string("mxf");
   if (isMxf && video.IsInterlaced()) SetMxfFields(file_, video.fieldOrder, video.height);
 }
 
-void ContainerWriter::PatchMovie(std::int64_t index) {
-  SetMovMediaEnd(file_, index);
+void ContainerWriter::LabelMovie() {
   SetMovVendor(file_, context_->streams[0]->codecpar->codec_tag, content_.vendor);
   std::vector<std::string> languages;
   for (const SoundTrack& track : content_.sound) {

@@ -19,7 +19,7 @@
 namespace vixprores {
 
 /// Returns a muxer with the movie's tracks and metadata, and without a byte stream. Stream 0 is the
-/// video; the sound tracks follow.
+/// video; the sound tracks and the tracks of text follow.
 /// @param name name of the muxer in the container library: "mov", "matroska", ...
 Muxer MakeMuxer(const std::string& name, const MovieContent& content);
 
@@ -33,8 +33,8 @@ int WriteHeader(AVFormatContext& muxer, const MovieContent& content, bool isFrag
 std::vector<std::uint8_t> DescribeMovie(const MovieContent& content);
 
 /// Writes a video track with its sound and metadata into a container. The muxer takes the frames'
-/// memory by reference. A seekable .mov has a tag before every packet, so that it can be read
-/// without an index (PacketTag.h); any other .mov, as on a pipe, is written in fragments.
+/// memory by reference. A seekable .mov without tracks of text has a tag before every packet, so
+/// that it can be read without an index (PacketTag.h); a .mov on a pipe is written in fragments.
 class ContainerWriter : public FrameWriter {
  public:
   /// Writes the container's header. Throws a Failure with the muxer's reason if the muxer rejects
@@ -67,7 +67,8 @@ class ContainerWriter : public FrameWriter {
   void WriteTag(std::uint32_t track, const AVPacket& packet,
                 const std::optional<std::uint64_t>& hash);
   void WritePacket(AVRational clock, const Interleaver::Item& item);
-  void PatchMovie(std::int64_t index);
+  void WriteTexts(std::int64_t end);
+  void LabelMovie();
   std::int64_t EndOfPictures(std::size_t track) const;
   void FillUpSound();
   void Check(int result, const MemoryWatch& memory);
@@ -76,10 +77,11 @@ class ContainerWriter : public FrameWriter {
   LibavStream bytes_;
   MovieContent content_;
   bool isTagged_;
-  bool endsWithPictures_;                ///< as .mxf, whose sound ends with the pictures
-  std::int64_t picturesEnd_ = 0;         ///< in frames
-  std::vector<std::int64_t> soundEnds_;  ///< in samples, one for each track
-  Interleaver packets_;                  ///< that are not written yet
+  bool endsWithPictures_;                  ///< as .mxf, whose sound ends with the pictures
+  std::int64_t picturesEnd_ = 0;           ///< in frames
+  std::vector<std::int64_t> soundEnds_;    ///< in samples, one for each track
+  std::vector<std::size_t> textsWritten_;  ///< packets, one for each track of text
+  Interleaver packets_;                    ///< that are not written yet
   bool ended_ = false;
   Muxer context_;
 };

@@ -167,6 +167,17 @@ void AddSound(const SoundTrack& track, AVFormatContext& context) {
   }
 }
 
+void AddText(const TextTrack& track, AVFormatContext& context) {
+  AVStream& stream = AddStream(context);
+  if (avcodec_parameters_copy(stream.codecpar, track.parameters.get()) < 0) throw std::bad_alloc();
+  stream.codecpar->codec_tag = 0;
+  stream.time_base = track.timeBase;
+  stream.disposition = track.disposition;
+  for (const auto& [key, value] : track.metadata) {
+    if (!IsOwnNote(key)) Set(stream.metadata, key, value);
+  }
+}
+
 // Returns the movie's ticks per second. A start after time 0 is stated in them; the default is too
 // coarse for a frame.
 std::int64_t MovieClock(const StreamFormat& video) {
@@ -208,6 +219,28 @@ void DropDynamicBuffer(AVIOContext* bytes) {
   av_free(rest);
 }
 
+void AddChapter(const Chapter& from, AVFormatContext& context) {
+  auto* const chapter = static_cast<AVChapter*>(av_mallocz(sizeof(AVChapter)));
+  if (!chapter) throw std::bad_alloc();
+  context.chapters[context.nb_chapters++] = chapter;
+  chapter->id = context.nb_chapters;
+  chapter->time_base = {1, 1'000'000'000};
+  chapter->start = from.begin;
+  chapter->end = from.end;
+  for (const auto& [key, value] : from.metadata) Set(chapter->metadata, key, value);
+}
+
+void AddChapters(const std::vector<Chapter>& chapters, AVFormatContext& context) {
+  if (chapters.empty()) return;
+  context.chapters =
+      static_cast<AVChapter**>(av_calloc(chapters.size() + 1, sizeof *context.chapters));
+  if (!context.chapters) throw std::bad_alloc();
+  // Readers of .mov move the first chapter to the start, and skip those without a title.
+  const std::int64_t begin = chapters.front().begin;
+  if (begin > 0 && IsMuxer(context, "mov")) AddChapter({0, begin, {{"title", "Start"}}}, context);
+  for (const Chapter& chapter : chapters) AddChapter(chapter, context);
+}
+
 constexpr const char* kFragmentFlags = "empty_moov+default_base_moof";
 constexpr const char* kAllTexts = "use_metadata_tags";
 
@@ -222,6 +255,8 @@ Muxer MakeMuxer(const std::string& name, const MovieContent& content) {
   Muxer muxer(context);
   AddVideo(content, *context);
   for (const SoundTrack& track : content.sound) AddSound(track, *context);
+  for (const TextTrack& track : content.texts.tracks) AddText(track, *context);
+  AddChapters(content.texts.chapters, *context);
   for (const auto& [key, value] : content.metadata) {
     if (key != "reel_name") Set(context->metadata, key, value);
   }
@@ -239,7 +274,9 @@ int WriteHeader(AVFormatContext& muxer, const MovieContent& content, bool isFrag
 }
 
 std::vector<std::uint8_t> DescribeMovie(const MovieContent& content) {
-  const Muxer muxer = MakeMuxer("mov", content);
+  MovieContent described = content;
+  described.texts = {};
+  const Muxer muxer = MakeMuxer("mov", described);
   Set(muxer->metadata, kRateNote, Describe(content.video.rate));
   // Store the labels as texts too: timecode tracks consist of media.
   SetLabels(content, muxer->metadata);

@@ -250,19 +250,10 @@ FoundTimecode FindTimecode(const AVFormatContext& context, Rational rate, const 
 }
 
 std::string FindTrackNote(const AVFormatContext& context, const std::string& name) {
-  std::vector<std::string> notes;
-  const auto streams = StreamsOf(context);
-  const auto videos =
-      std::ranges::count_if(streams, [](const AVStream* stream) { return IsVideo(*stream); });
-  if (videos > 1) {
-    notes.push_back("has " + std::to_string(videos) + " video tracks; the first one is taken");
-  }
-  const bool hasSubtitles = std::ranges::any_of(streams, [](const AVStream* stream) {
-    return stream->codecpar->codec_type == AVMEDIA_TYPE_SUBTITLE;
-  });
-  if (hasSubtitles) notes.emplace_back("its subtitles are left out");
-  if (context.nb_chapters > 0) notes.emplace_back("its chapters are left out");
-  return notes.empty() ? std::string() : name + ": " + Join(notes, "; ");
+  const auto videos = std::ranges::count_if(
+      StreamsOf(context), [](const AVStream* stream) { return IsVideo(*stream); });
+  if (videos <= 1) return {};
+  return name + ": has " + std::to_string(videos) + " video tracks; the first one is taken";
 }
 
 MovieContent ReadMovieDescription(std::unique_ptr<InputFile> file) {

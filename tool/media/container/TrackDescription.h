@@ -39,8 +39,7 @@ struct FoundTimecode {
 };
 FoundTimecode FindTimecode(const AVFormatContext& context, Rational rate, const std::string& name);
 
-/// Returns a note on which of several video tracks is read, and which tracks are skipped; empty =
-/// nothing to note.
+/// Returns a note that the first of several video tracks is read; empty = there is only one.
 std::string FindTrackNote(const AVFormatContext& context, const std::string& name);
 
 /// Reads the movie without media that describes the tracks of a tagged file (PacketTag.h).

@@ -9,6 +9,7 @@
 #include "base/Errors.h"
 #include "base/Text.h"
 #include "media/container/HdrMetadata.h"
+#include "media/container/TextTracks.h"
 #include "media/container/TrackDescription.h"
 #include "media/decode/PictureRows.h"
 
@@ -53,6 +54,18 @@ void AddHdrMetadata(const AVFrame& first, StreamFormat& format) {
   const auto* const light =
       FindSideData<AVContentLightMetadata>(first, AV_FRAME_DATA_CONTENT_LIGHT_LEVEL);
   if (light && !format.contentLight) format.contentLight = FromAvLight(*light);
+}
+
+// Lists what the first picture has beside its pixels and no output keeps.
+void DescribeSideData(const AVFrame& first, std::vector<std::string>& others) {
+  constexpr std::pair<AVFrameSideDataType, const char*> kNames[] = {
+      {AV_FRAME_DATA_A53_CC, "closed captions within the pictures"},
+      {AV_FRAME_DATA_DYNAMIC_HDR_PLUS, "HDR10+ metadata"},
+      {AV_FRAME_DATA_DOVI_METADATA, "Dolby Vision metadata"}};
+  for (const auto& [type, name] : kNames) {
+    const bool isListed = std::ranges::find(others, name) != others.end();
+    if (!isListed && av_frame_get_side_data(&first, type)) others.emplace_back(name);
+  }
 }
 
 std::uint32_t Scaled(int side, std::uint32_t divisor) {
@@ -165,6 +178,9 @@ void DecodedVideoReader::Describe(const AVFrame& first) {
   description_.timecode = timecode.timecode;
   description_.timecodeNote = timecode.note;
   description_.metadata = FindMetadata(context);
+  DescribeOtherTracks(context, GetTrack().GetStream(), {start_, pictures_.GetStream().tick},
+                      description_);
+  DescribeSideData(first, description_.others);
   description_.note = DescribeChanges(first);
   description_.frames = CountFrames();
   converters_ = std::make_shared<PictureConverters>(target, GetName());
@@ -173,7 +189,9 @@ void DecodedVideoReader::Describe(const AVFrame& first) {
 std::string DecodedVideoReader::DescribeChanges(const AVFrame& first) const {
   std::vector<std::string> notes;
   const std::string tracks = FindTrackNote(GetTrack().GetDemuxer().GetContext(), GetName());
-  if (!tracks.empty()) notes.push_back(tracks);
+  if (!tracks.empty() && !reading_.videoTrack) {
+    notes.push_back(tracks + "; --video-track chooses another one");
+  }
   const PictureRows rows(static_cast<AVPixelFormat>(first.format), GetName());
   if (rows.IsRgb()) {
     notes.push_back(GetName() + ": RGB pictures are converted with the matrix " +
