@@ -57,6 +57,10 @@ const ProResVariant* FindProResVariant(vix::FourCC code) {
   return OrNull(std::ranges::find(kVariants, code, &ProResVariant::code));
 }
 
+const ProResVariant* FindProResProfile(int profile) {
+  return OrNull(std::ranges::find(kVariants, profile, &ProResVariant::profile));
+}
+
 const ProResVariant* FindProResVariant(const std::string& option) {
   return OrNull(std::ranges::find_if(kVariants, [&option](const ProResVariant& variant) {
     return variant.option && variant.option == option;

@@ -92,6 +92,8 @@ struct ProResVariant {
 
 /// Returns the variant with that four-character code, or null.
 const ProResVariant* FindProResVariant(vix::FourCC code);
+/// Returns the variant with that number (ProResVariant::profile), or null.
+const ProResVariant* FindProResProfile(int profile);
 /// Returns the encodable variant with that option name, or null.
 const ProResVariant* FindProResVariant(const std::string& option);
 

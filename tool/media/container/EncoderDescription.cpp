@@ -20,16 +20,13 @@ vix::FourCC FindMxfVariant(const InputFile& file) {
   constexpr std::size_t kSearchedBytes = std::size_t{1} << 16U;
   constexpr std::array<std::uint8_t, 14> kLabel{0x06, 0x0E, 0x2B, 0x34, 0x04, 0x01, 0x01,
                                                 0x0D, 0x04, 0x01, 0x02, 0x02, 0x03, 0x06};
-  constexpr std::array<vix::FourCC, 6> kVariants{vix::MakeFourCC("apco"), vix::MakeFourCC("apcs"),
-                                                 vix::MakeFourCC("apcn"), vix::MakeFourCC("apch"),
-                                                 vix::MakeFourCC("ap4h"), vix::MakeFourCC("ap4x")};
   if (!file.IsSeekable()) return 0;
   std::vector<std::uint8_t> bytes(kSearchedBytes);
   bytes.resize(file.ReadAt(0, bytes));
   const auto label = std::search(bytes.begin(), bytes.end(), kLabel.begin(), kLabel.end());
   if (bytes.end() - label <= std::ssize(kLabel)) return 0;
-  const unsigned number = label[kLabel.size()];
-  return number >= 1 && number <= kVariants.size() ? kVariants[number - 1] : 0;
+  const ProResVariant* const variant = FindProResProfile(label[kLabel.size()] - 1);
+  return variant ? variant->code : 0;
 }
 
 void DescribeEncoder(const AVStream& stream, InputDescription& description) {
