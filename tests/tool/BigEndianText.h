@@ -16,6 +16,11 @@ inline std::string BigEndian(std::uint64_t value, int bytes) {
   return text;
 }
 
+/// Returns an atom of a .mov with its header.
+inline std::string PackAtom(const std::string& type, const std::string& contents) {
+  return BigEndian(contents.size() + 8, 4) + type + contents;
+}
+
 }  // namespace vixprores
 
 #endif  // TESTS_TOOL_BIGENDIANTEXT_H

@@ -12,23 +12,20 @@
 namespace vixprores {
 namespace {
 
-std::string Atom(const std::string& type, const std::string& contents) {
-  return BigEndian(contents.size() + 8, 4) + type + contents;
-}
-
 std::string LongAtom(const std::string& type, const std::string& contents) {
   return BigEndian(1, 4) + type + BigEndian(contents.size() + 16, 8) + contents;
 }
 
 std::string SampleEntry(const std::string& type, const std::string& vendor) {
-  return Atom(type, std::string(12, '\1') + vendor + std::string(50, '\2'));
+  return PackAtom(type, std::string(12, '\1') + vendor + std::string(50, '\2'));
 }
 
 std::string Movie(const std::string& entries) {
-  const std::string descriptions = Atom("stsd", std::string(8, '\0') + entries);
-  const std::string table = Atom("stbl", Atom("stts", "times") + descriptions);
-  const std::string media = Atom("mdia", Atom("mdhd", "head") + Atom("minf", table));
-  return Atom("moov", Atom("mvhd", "head") + Atom("trak", Atom("tkhd", "head") + media));
+  const std::string descriptions = PackAtom("stsd", std::string(8, '\0') + entries);
+  const std::string table = PackAtom("stbl", PackAtom("stts", "times") + descriptions);
+  const std::string media = PackAtom("mdia", PackAtom("mdhd", "head") + PackAtom("minf", table));
+  return PackAtom("moov",
+                  PackAtom("mvhd", "head") + PackAtom("trak", PackAtom("tkhd", "head") + media));
 }
 
 std::string WithVendor(const std::string& contents) {
@@ -42,7 +39,7 @@ std::string WithVendor(const std::string& contents) {
 }
 
 TEST(SetMovVendor, ReplacesFourBytesOfTheSampleEntry) {
-  const std::string start = Atom("ftyp", "qt  ") + Atom("mdat", "apcnapcn");
+  const std::string start = PackAtom("ftyp", "qt  ") + PackAtom("mdat", "apcnapcn");
   EXPECT_EQ(WithVendor(start + Movie(SampleEntry("apcn", "FFMP"))),
             start + Movie(SampleEntry("apcn", "vixp")));
 }
@@ -55,7 +52,7 @@ TEST(SetMovVendor, SkipsOtherEntriesAndLongAtoms) {
 
 TEST(SetMovVendor, RejectsAFileWithoutTheEntry) {
   EXPECT_THROW(WithVendor(Movie(SampleEntry("abcd", "keep"))), Failure);
-  EXPECT_THROW(WithVendor(Atom("mdat", "frames")), Failure);
+  EXPECT_THROW(WithVendor(PackAtom("mdat", "frames")), Failure);
   EXPECT_THROW(WithVendor(BigEndian(0, 4) + "moov"), Failure);
   EXPECT_THROW(WithVendor(BigEndian(1, 4) + "moov"), Failure);
   EXPECT_THROW(WithVendor(""), Failure);
@@ -63,7 +60,7 @@ TEST(SetMovVendor, RejectsAFileWithoutTheEntry) {
 
 // Returns the start of a file as the container library leaves it: its media size is too small.
 std::string Start(std::size_t media) {
-  return Atom("ftyp", "qt  ") + BigEndian(8, 4) + "wide" + BigEndian(8, 4) + "mdat" +
+  return PackAtom("ftyp", "qt  ") + BigEndian(8, 4) + "wide" + BigEndian(8, 4) + "mdat" +
          std::string(media, 'm');
 }
 
@@ -92,32 +89,37 @@ TEST(SetMovMediaEnd, UsesTheSpareBytesForASizeOf64Bits) {
   const std::int64_t index = std::int64_t{5} << 30;
   const std::string start =
       Changed(Start(100), [=](OutputFile& file) { SetMovMediaEnd(file, index); });
-  EXPECT_EQ(start.substr(0, 28), Atom("ftyp", "qt  ") + BigEndian(1, 4) + "mdat" +
+  EXPECT_EQ(start.substr(0, 28), PackAtom("ftyp", "qt  ") + BigEndian(1, 4) + "mdat" +
                                      BigEndian(static_cast<std::uint64_t>(index - 12), 8));
 }
 
 TEST(SetMovMediaEnd, RejectsAnotherLayout) {
-  EXPECT_THROW(Changed(Atom("mdat", "frames"), [](OutputFile& file) { SetMovMediaEnd(file, 14); }),
-               Failure);
-  EXPECT_THROW(Changed(Atom("free", "frames"), [](OutputFile& file) { SetMovMediaEnd(file, 14); }),
-               Failure);
+  EXPECT_THROW(
+      Changed(PackAtom("mdat", "frames"), [](OutputFile& file) { SetMovMediaEnd(file, 14); }),
+      Failure);
+  EXPECT_THROW(
+      Changed(PackAtom("free", "frames"), [](OutputFile& file) { SetMovMediaEnd(file, 14); }),
+      Failure);
 }
 
-std::string Track(const std::string& handler, const std::string& language) {
-  const std::string header = Atom("mdhd", std::string(20, '\0') + language + "\1\1");
-  return Atom("trak", Atom("mdia", header + Atom("hdlr", std::string(8, '\0') + handler)));
+std::string TrackWithHandler(const std::string& handler, const std::string& language) {
+  const std::string header = PackAtom("mdhd", std::string(20, '\0') + language + "\1\1");
+  return PackAtom("trak",
+                  PackAtom("mdia", header + PackAtom("hdlr", std::string(8, '\0') + handler)));
 }
 
 TEST(SetMovSoundLanguages, WritesThreeLettersIntoSoundTracksOnly) {
   const std::string unknown = "\x7f\xff";
   const std::string before =
-      Atom("moov", Track("vide", unknown) + Track("soun", unknown) + Track("tmcd", unknown) +
-                       Track("soun", unknown) + Track("soun", unknown));
+      PackAtom("moov", TrackWithHandler("vide", unknown) + TrackWithHandler("soun", unknown) +
+                           TrackWithHandler("tmcd", unknown) + TrackWithHandler("soun", unknown) +
+                           TrackWithHandler("soun", unknown));
   // d e u: 4, 5, 21
   const std::string german = BigEndian(4 << 10 | 5 << 5 | 21, 2);
   const std::string after =
-      Atom("moov", Track("vide", unknown) + Track("soun", german) + Track("tmcd", unknown) +
-                       Track("soun", unknown) + Track("soun", german));
+      PackAtom("moov", TrackWithHandler("vide", unknown) + TrackWithHandler("soun", german) +
+                           TrackWithHandler("tmcd", unknown) + TrackWithHandler("soun", unknown) +
+                           TrackWithHandler("soun", german));
   EXPECT_EQ(Changed(before,
                     [](OutputFile& file) {
                       SetMovSoundLanguages(file, {"deu", "German", "deu"});
@@ -132,7 +134,7 @@ std::optional<std::int64_t> BrokenAtomOf(const std::string& contents) {
 }
 
 TEST(FindBrokenAtom, FindsTheFirstDamagedOrTruncatedAtom) {
-  const std::string start = Atom("ftyp", "qt  ") + LongAtom("mdat", "frames");
+  const std::string start = PackAtom("ftyp", "qt  ") + LongAtom("mdat", "frames");
   const auto end = static_cast<std::int64_t>(start.size());
   EXPECT_EQ(BrokenAtomOf(start), std::nullopt);
   EXPECT_EQ(BrokenAtomOf(start + BigEndian(0, 4) + "moofup to the end"), std::nullopt);

@@ -26,25 +26,32 @@ constexpr std::array<std::string_view, 1> kReelKeys{"reel_name"};
 constexpr std::array<std::string_view, 1> kTimecodeKeys{"timecode"};
 
 [[noreturn]] void RefuseLabel(const std::string& name, const std::string& lacks) {
-  throw Failure(name + ": " + lacks + "; leave out --in-place and name an output");
+  throw Failure(name + ": " + lacks +
+                "; leave out --in-place: 'vixprores copy' with an OUTPUT sets the label");
 }
 
 void WriteU16(std::uint8_t* bytes, std::size_t value) {
   prores::WriteU16(bytes, static_cast<std::uint16_t>(value));
 }
 
-// Returns the first sample description with one of those types, and its track.
+constexpr std::size_t kVideoEntryBytes = 78;
+constexpr std::size_t kTimecodeEntryBytes = 26;
+
+// Returns the first sample description with one of those types, and its track. Skips descriptions
+// of less than `bytes` bytes.
 struct FoundEntry {
   Atom* track = nullptr;
   Atom* entry = nullptr;
 };
-FoundEntry FindEntry(Atom& movie, std::span<const vix::FourCC> types) {
+FoundEntry FindEntry(Atom& movie, std::span<const vix::FourCC> types, std::size_t bytes) {
   for (Atom& track : movie.children) {
     if (track.type != MakeFourCC("trak")) continue;
     Atom* const entries = track.Find(
         {MakeFourCC("mdia"), MakeFourCC("minf"), MakeFourCC("stbl"), MakeFourCC("stsd")});
     if (!entries) continue;
-    const auto found = std::ranges::find_first_of(entries->children, types, {}, &Atom::type);
+    const auto found = std::ranges::find_if(entries->children, [&](const Atom& entry) {
+      return std::ranges::find(types, entry.type) != types.end() && entry.bytes.size() >= bytes;
+    });
     if (found != entries->children.end()) return {&track, &*found};
   }
   return {};
@@ -88,7 +95,7 @@ void SetAspect(Rational aspect, const FoundEntry& video) {
 
 void SetVideoLabels(const MovLabels& labels, const std::string& name, Atom& movie) {
   if (!labels.colour && !labels.sampleAspect) return;
-  const FoundEntry video = FindEntry(movie, kProRes);
+  const FoundEntry video = FindEntry(movie, kProRes, kVideoEntryBytes);
   if (!video.entry) RefuseLabel(name, "its movie header has an unknown layout");
   if (labels.colour) SetColour(*labels.colour, *video.entry);
   if (labels.sampleAspect) SetAspect(*labels.sampleAspect, video);
@@ -126,7 +133,7 @@ std::optional<TimecodeSample> SetTimecodeLabels(const MovLabels& labels, const s
   constexpr std::uint32_t kDropFrame = 1;
   if (!labels.timecode && !labels.reel) return std::nullopt;
   const vix::FourCC type = MakeFourCC("tmcd");
-  const FoundEntry found = FindEntry(movie, {&type, 1});
+  const FoundEntry found = FindEntry(movie, {&type, 1}, kTimecodeEntryBytes);
   if (!found.entry) RefuseLabel(name, "has no timecode track");
   if (labels.reel) SetPackedText(*labels.reel, found.entry->Add(MakeFourCC("name")));
   if (!labels.timecode) return std::nullopt;
