@@ -35,6 +35,8 @@ void CheckInPlace(const CopyOptions& options, const std::vector<std::string>& wo
       {"--fields", options.labels.fields.has_value()},
       {"--audio-tracks", options.audioTracks.has_value()},
       {"--no-audio", options.noAudio},
+      {"--audio-file", options.audioFile.has_value()},
+      {"--add-audio-file", !options.addedAudioFiles.empty()},
       {"--on-error", options.onDamage != DamagePolicy::Stop},
   };
   for (const auto& [name, isGiven] : others) {
@@ -133,7 +135,7 @@ Command DescribeCopy(CopyOptions& options) {
   command.takeArguments = [&options](const std::vector<std::string>& words) {
     TakeNames(options, words);
   };
-  command.groups = {PartGroup(options), CopyLabelsGroup(options), SoundTrackGroup(options),
+  command.groups = {PartGroup(options), CopyLabelsGroup(options), CopiedSoundGroup(options),
                     CopyRunGroup(options)};
   command.examples = {
       {"vixprores copy --from 10:00:10:00 --to 10:00:19:24 input.mov part.mov", "Cut ten seconds."},

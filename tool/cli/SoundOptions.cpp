@@ -114,6 +114,12 @@ std::vector<Option> SoundFileOptions(TranscodeOptions& options) {
   return {file, added, offset};
 }
 
+std::vector<Option> SoundTrackOptions(TranscodeOptions& options) {
+  Option tracks = Parsed("--audio-tracks", "LIST", options.audioTracks, ParseTrackList,
+                         "keep only these, in this order: 2,1");
+  return {tracks, Flag("--no-audio", options.noAudio, "write no sound")};
+}
+
 }  // namespace
 
 void CheckSoundOptions(const TranscodeOptions& options) {
@@ -133,17 +139,16 @@ void CheckSoundOptions(const TranscodeOptions& options) {
   }
 }
 
-OptionGroup SoundTrackGroup(TranscodeOptions& options) {
-  Option tracks = Parsed("--audio-tracks", "LIST", options.audioTracks, ParseTrackList,
-                         "keep only these, in this order: 2,1");
-  return {"Sound (copied without change)",
-          {tracks, Flag("--no-audio", options.noAudio, "write no sound")}};
+OptionGroup CopiedSoundGroup(TranscodeOptions& options) {
+  std::vector<Option> all = SoundTrackOptions(options);
+  std::ranges::move(SoundFileOptions(options), std::back_inserter(all));
+  return {"Sound (copied without change)", all};
 }
 
 OptionGroup SoundGroup(TranscodeOptions& options) {
   Option rate = Parsed("--audio-rate", "N", options.audio.rate, ParseSampleRate,
                        "samples per second; resamples other rates");
-  std::vector<Option> all = SoundTrackGroup(options).options;
+  std::vector<Option> all = SoundTrackOptions(options);
   all.push_back(FormatOption(options.audio, options.audio.decodes));
   all.push_back(rate);
   std::ranges::move(SoundFileOptions(options), std::back_inserter(all));

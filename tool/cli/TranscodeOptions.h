@@ -24,8 +24,8 @@ Option OnErrorOption(DamagePolicy& policy);
 /// How video is decoded and changed before it is encoded.
 OptionGroup FootageGroup(FootageReading& reading);
 OptionGroup SoundGroup(TranscodeOptions& options);
-/// Returns the options of SoundGroup() that select tracks.
-OptionGroup SoundTrackGroup(TranscodeOptions& options);
+/// Returns the options of SoundGroup() that do not convert sound.
+OptionGroup CopiedSoundGroup(TranscodeOptions& options);
 /// Returns --color, --primaries, --transfer and --matrix.
 std::vector<Option> ColourLabelOptions(StreamOverrides& overrides);
 OptionGroup BatchGroup(TranscodeOptions& options);

@@ -3,7 +3,7 @@
 
 #include <algorithm>
 #include <cstring>
-#include <numeric>
+#include <iterator>
 #include <string>
 #include <utility>
 
@@ -16,6 +16,7 @@
 #include "recovery/TaggedFileReader.h"
 #include "run/CopyRun.h"
 #include "run/OpenInput.h"
+#include "run/SoundPlan.h"
 #include "run/TextPlan.h"
 
 extern "C" {
@@ -122,21 +123,6 @@ void CheckSoundJoin(FrameReader& first, FrameReader& other) {
   }
 }
 
-void SelectSound(const CopyOptions& options, FrameReader& reader) {
-  SideTracks& side = *reader.GetSideTracks();
-  const std::size_t available = side.GetSound().size();
-  std::vector<std::size_t> places(options.noAudio ? 0 : available);
-  std::iota(places.begin(), places.end(), std::size_t{0});
-  if (options.audioTracks) places = *options.audioTracks;
-  for (const std::size_t place : places) {
-    if (place < available) continue;
-    throw Failure(reader.GetName() + ": has " +
-                  Count(static_cast<std::int64_t>(available), "sound track") +
-                  ", but --audio-tracks asks for number " + std::to_string(place + 1));
-  }
-  side.SelectSound(places);
-}
-
 // Returns the format of a part with the requested labels.
 StreamFormat DescribePart(const CopyPart& part, const std::string& input,
                           const FrameLabels& labels) {
@@ -204,6 +190,23 @@ void DescribeContent(const CopyOptions& options, const StreamFormat& stream, Cop
   if (input.vendor != 0) plan.content.vendor = input.vendor;
 }
 
+// Opens the sound files, which follow the output's pictures, not the parts.
+void AddSoundFiles(const CopyOptions& options, CopyPlan& plan, RunObserver& observer) {
+  const CopyPart& first = plan.parts.front();
+  const InputDescription& input = first.reader->GetDescription();
+  const SoundAnchor pictures{{plan.content.video.start, Invert(input.format.rate)},
+                             first.range ? first.range->first : 0,
+                             plan.parts.size() == 1 ? input.frames : std::nullopt,
+                             input.timecode,
+                             input.format.rate};
+  std::vector<std::string> notes;
+  plan.soundFiles = OpenSoundFiles(options, pictures, notes);
+  for (const std::string& note : notes) observer.ReportNote(note);
+  if (plan.soundFiles) {
+    std::ranges::copy(plan.soundFiles->GetSound(), std::back_inserter(plan.content.sound));
+  }
+}
+
 void ChooseTexts(const CopyOptions& options, CopyPlan& plan, RunObserver& observer) {
   std::vector<TextPart> parts;
   for (std::size_t i = 0; i < plan.parts.size(); ++i) {
@@ -224,13 +227,14 @@ CopyPlan MakePlan(const CopyOptions& options, RunObserver& observer) {
     CopyPart part = OpenPart(input, options);
     ChooseRange(options, part);
     RefuseOtherScan(*part.reader, plan.labels);
-    SelectSound(options, *part.reader);
+    part.reader->GetSideTracks()->SelectSound(ChooseTracks(options, *part.reader));
     streams.push_back(DescribePart(part, input, plan.labels));
     plan.parts.push_back(std::move(part));
   }
   CheckJoins(plan, streams);
   DescribeContent(options, streams.front(), plan);
   CheckStorable(plan.output, plan.content.video);
+  AddSoundFiles(options, plan, observer);
   CheckSoundStorable(NameOfOutput(options.output), plan.output, plan.content.sound,
                      SoundRemedy::OtherOutput);
   ChooseTimecode(options, plan, observer);

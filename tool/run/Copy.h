@@ -10,6 +10,7 @@
 #include "format/Values.h"
 #include "frames/FrameLabels.h"
 #include "media/FrameReader.h"
+#include "media/sound/SideTracks.h"
 #include "run/Options.h"
 #include "run/RunReport.h"
 
@@ -26,6 +27,8 @@ struct CopyPlan {
   std::vector<CopyPart> parts;
   FrameLabels labels;    ///< to write into the headers of frames
   MovieContent content;  ///< of the output
+  /// Sound files, whose tracks follow those of the parts; null = none.
+  std::shared_ptr<SoundSource> soundFiles = nullptr;
   OutputFormat output;
 };
 

@@ -28,6 +28,12 @@ std::optional<std::int64_t> CountAllFrames(const std::vector<CopyPart>& parts) {
   return sum;
 }
 
+// Returns the number of sound tracks that are those of the parts.
+std::size_t CountJoinedTracks(const CopyPlan& plan) {
+  const std::size_t files = plan.soundFiles ? plan.soundFiles->GetSound().size() : 0;
+  return plan.content.sound.size() - files;
+}
+
 bool HidesSound(const OutputFormat& output) {
   return output.muxer == std::string_view("mov");
 }
@@ -53,8 +59,10 @@ CopyRun::CopyRun(const CopyOptions& options, CopyPlan plan, RunReport& report,
       info_(DescribeStream(plan_.content.video)),
       file_(options.output, options.overwrite),
       writer_(file_, plan_.output, plan_.content, true),
-      sound_(plan_.content.sound, plan_.content.video.rate,
-             HidesSound(plan_.output) && file_.IsSeekable()),
+      joinedTracks_(CountJoinedTracks(plan_)),
+      sound_({plan_.content.sound.begin(),
+              plan_.content.sound.begin() + static_cast<std::ptrdiff_t>(joinedTracks_)},
+             plan_.content.video.rate, HidesSound(plan_.output) && file_.IsSeekable()),
       report_(report),
       observer_(observer),
       start_(steady_clock::now()) {}
@@ -141,6 +149,7 @@ void CopyRun::CopyFrame(Frame& frame) {
     DropFrame(frame);
   }
   WriteSound(sound_.TakeUntil(partFrames_));
+  WriteSoundFiles(false);
   StopClock();
   observer_.ReportProgress(report_, total_);
 }
@@ -174,6 +183,16 @@ void CopyRun::WriteSound(std::vector<SoundPacket> sound) {
   for (SoundPacket& packet : sound) writer_.WriteSound(std::move(packet));
 }
 
+// Writes the sound of the files up to the end of the frames so far.
+void CopyRun::WriteSoundFiles(bool isEnd) {
+  if (!plan_.soundFiles) return;
+  const StreamFormat& stream = plan_.content.video;
+  plan_.soundFiles->FollowVideo({stream.start + partBegin_ + partFrames_, Invert(stream.rate)});
+  auto sound = isEnd ? plan_.soundFiles->FinishSound() : plan_.soundFiles->TakeSound();
+  for (SoundPacket& packet : sound) packet.track += joinedTracks_;
+  WriteSound(std::move(sound));
+}
+
 void CopyRun::EndPart(std::size_t place) {
   const FrameReader& reader = source_->GetReader();
   sound_.Add(source_->TakeRestOfSound());
@@ -190,11 +209,15 @@ void CopyRun::EndPart(std::size_t place) {
   if (plan_.parts.size() > 1) {
     report_.parts.push_back({options_.sources[place], partBegin_, partFrames_});
   }
-  partBegin_ += partFrames_;
+  partBegin_ += std::exchange(partFrames_, 0);
 }
 
 void CopyRun::Finish() {
   if (report_.frames == 0) throw Failure(report_.input + ": holds no undamaged frame");
+  WriteSoundFiles(true);
+  if (plan_.soundFiles) {
+    std::ranges::copy(plan_.soundFiles->GetSoundDamage(), std::back_inserter(report_.soundDamage));
+  }
   writer_.Finish();
   file_.Commit();
   report_.output = file_.GetName();

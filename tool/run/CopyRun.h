@@ -40,6 +40,7 @@ class CopyRun {
   void DropFrame(const Frame& frame);
   void WriteFrame(const Frame& frame, std::int64_t number);
   void WriteSound(std::vector<SoundPacket> sound);
+  void WriteSoundFiles(bool isEnd);
   void EndPart(std::size_t place);
   void StopClock();
 
@@ -50,6 +51,7 @@ class CopyRun {
   FramePool pool_;
   OutputFile file_;
   ContainerWriter writer_;
+  std::size_t joinedTracks_;  ///< sound tracks of the parts
   SoundJoiner sound_;
   std::unique_ptr<FrameSource> source_;  ///< the part that is being copied
   std::int64_t partBegin_ = 0;           ///< number of its first frame in the output

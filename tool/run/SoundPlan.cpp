@@ -34,23 +34,6 @@ using Sources = std::vector<std::shared_ptr<SoundSource>>;
 
 constexpr std::int64_t kDay = std::int64_t{24} * 60 * 60 * kMicrosecond.den;
 
-// Returns the positions of the input's tracks that are kept.
-std::vector<std::size_t> ChooseTracks(const TranscodeOptions& options, const TranscodePlan& plan) {
-  const SideTracks* const side = plan.reader->GetSideTracks();
-  const std::size_t available = side ? side->GetSound().size() : 0;
-  std::vector<std::size_t> places(available);
-  std::iota(places.begin(), places.end(), std::size_t{0});
-  if (options.audioTracks) places = *options.audioTracks;
-  for (const std::size_t place : places) {
-    if (place < available) continue;
-    throw Failure(plan.reader->GetName() + ": has " +
-                  Count(static_cast<std::int64_t>(available), "sound track") +
-                  ", but --audio-tracks asks for number " + std::to_string(place + 1));
-  }
-  const bool isReplaced = options.noAudio || options.audioFile.has_value();
-  return isReplaced ? std::vector<std::size_t>() : places;
-}
-
 // Returns the time of the first picture.
 TimePoint BeginOf(const FrameReader& reader) {
   return {reader.GetFormat().start, Invert(reader.GetFormat().rate)};
@@ -70,7 +53,7 @@ std::shared_ptr<SoundSource> ConvertTracks(std::shared_ptr<SoundSource> source,
 }
 
 void AddInputSound(const TranscodeOptions& options, TranscodePlan& plan, Sources& sources) {
-  std::vector<std::size_t> places = ChooseTracks(options, plan);
+  std::vector<std::size_t> places = ChooseTracks(options, *plan.reader);
   if (plan.output.kind != OutputKind::Container && !places.empty()) {
     plan.notes.push_back(plan.reader->GetName() +
                          ": its sound is left out, as the output holds none");
@@ -101,20 +84,21 @@ std::string DescribeOffset(const TimePoint& offset) {
   return text.data() + std::string(offset.time < 0 ? "before" : "after");
 }
 
-Alignment Align(const SoundFile& file, const TranscodeOptions& options, const TranscodePlan& plan) {
+Alignment Align(const SoundFile& file, const TranscodeOptions& options,
+                const SoundAnchor& pictures) {
   const int rate = file.GetSound().front().parameters->sample_rate;
   if (options.audioOffset) {
     const auto [value, isInSamples] = *options.audioOffset;
     return {{value, isInSamples ? AVRational{1, rate} : kMicrosecond}, "as --audio-offset says"};
   }
-  const auto& timecode = plan.content.timecode;
+  const auto& timecode = pictures.timecode;
   const auto reference = file.GetTimeReference();
   if (!reference) return {{0, {1, 1}}, "as it has no time reference"};
   if (!timecode) return {{0, {1, 1}}, "as the pictures have no timecode"};
   const AVRational sample = reference->tick;
   const std::int64_t day = av_rescale_q(kDay, kMicrosecond, sample);
   std::int64_t samples =
-      reference->time - av_rescale_q(timecode->GetFrame(), Invert(plan.source.rate), sample);
+      reference->time - av_rescale_q(timecode->GetFrame(), Invert(pictures.rate), sample);
   if (samples > day / 2) samples -= day;
   if (samples < -day / 2) samples += day;
   return {{samples, sample},
@@ -122,12 +106,10 @@ Alignment Align(const SoundFile& file, const TranscodeOptions& options, const Tr
 }
 
 // Rejects a file that has no sound during the pictures.
-void CheckOverlap(const SoundFile& file, const Alignment& alignment, const TranscodePlan& plan) {
-  const auto& time = alignment.offset.time;
-  const auto& tick = alignment.offset.tick;
-  const auto frames = plan.reader->GetDescription().frames;
-  const AVRational frame = Invert(plan.reader->GetFormat().rate);
-  const bool isLate = frames && av_compare_ts(time, tick, *frames, frame) >= 0;
+void CheckOverlap(const SoundFile& file, const Alignment& alignment, const SoundAnchor& pictures) {
+  const auto [time, tick] = alignment.offset;
+  const auto& frames = pictures.frames;
+  const bool isLate = frames && av_compare_ts(time, tick, *frames, pictures.begin.tick) >= 0;
   const auto isOver = [&](const SoundTrack& track) {
     return track.end && time < 0 && av_compare_ts(*track.end, track.timeBase, -time, tick) <= 0;
   };
@@ -137,20 +119,32 @@ void CheckOverlap(const SoundFile& file, const Alignment& alignment, const Trans
                 "pictures; --audio-offset 0 starts it with the first picture");
 }
 
-void AddSoundFile(const std::string& path, const TranscodeOptions& options, TranscodePlan& plan,
-                  Sources& sources) {
-  if (plan.output.kind != OutputKind::Container) {
-    throw Failure(NameOfOutput(options.output) + ": holds no sound, so that " + path +
-                  " cannot be added; choose a container such as .mov");
-  }
+// Returns the offset from the first picture that is kept.
+TimePoint OffsetFromKept(const TimePoint& offset, const SoundAnchor& pictures) {
+  if (pictures.skipped == 0) return offset;
+  constexpr AVRational kNanosecond{1, 1'000'000'000};
+  return {av_rescale_q(offset.time, offset.tick, kNanosecond) -
+              av_rescale_q(pictures.skipped, pictures.begin.tick, kNanosecond),
+          kNanosecond};
+}
+
+std::shared_ptr<SoundSource> OpenAligned(const std::string& path, const TranscodeOptions& options,
+                                         const SoundAnchor& pictures,
+                                         std::vector<std::string>& notes) {
   const auto file = std::make_shared<SoundFile>(path);
-  const Alignment alignment = Align(*file, options, plan);
-  CheckOverlap(*file, alignment, plan);
-  plan.notes.push_back(file->GetName() + ": begins " + DescribeOffset(alignment.offset) +
-                       " the first picture, " + alignment.reason);
-  sources.push_back(std::make_shared<AlignedSound>(
-      ConvertTracks(file, options.audio, {0, {1, 1}}, file->GetName()), BeginOf(*plan.reader),
-      alignment.offset));
+  const Alignment alignment = Align(*file, options, pictures);
+  CheckOverlap(*file, alignment, pictures);
+  notes.push_back(file->GetName() + ": begins " + DescribeOffset(alignment.offset) +
+                  " the first picture, " + alignment.reason);
+  return std::make_shared<AlignedSound>(
+      ConvertTracks(file, options.audio, {0, {1, 1}}, file->GetName()), pictures.begin,
+      OffsetFromKept(alignment.offset, pictures));
+}
+
+std::vector<std::string> FilesOf(const TranscodeOptions& options) {
+  std::vector<std::string> files = options.addedAudioFiles;
+  if (options.audioFile) files.insert(files.begin(), *options.audioFile);
+  return files;
 }
 
 std::shared_ptr<SoundSource> JoinSources(Sources sources) {
@@ -161,12 +155,44 @@ std::shared_ptr<SoundSource> JoinSources(Sources sources) {
 
 }  // namespace
 
+std::vector<std::size_t> ChooseTracks(const TranscodeOptions& options, FrameReader& reader) {
+  const SideTracks* const side = reader.GetSideTracks();
+  const std::size_t available = side ? side->GetSound().size() : 0;
+  std::vector<std::size_t> places(available);
+  std::iota(places.begin(), places.end(), std::size_t{0});
+  if (options.audioTracks) places = *options.audioTracks;
+  for (const std::size_t place : places) {
+    if (place < available) continue;
+    throw Failure(reader.GetName() + ": has " +
+                  Count(static_cast<std::int64_t>(available), "sound track") +
+                  ", but --audio-tracks asks for number " + std::to_string(place + 1));
+  }
+  const bool isReplaced = options.noAudio || options.audioFile.has_value();
+  return isReplaced ? std::vector<std::size_t>() : places;
+}
+
+std::shared_ptr<SoundSource> OpenSoundFiles(const TranscodeOptions& options,
+                                            const SoundAnchor& anchor,
+                                            std::vector<std::string>& notes) {
+  Sources sources;
+  for (const std::string& path : FilesOf(options)) {
+    sources.push_back(OpenAligned(path, options, anchor, notes));
+  }
+  return JoinSources(std::move(sources));
+}
+
 void PlanSound(const TranscodeOptions& options, TranscodePlan& plan) {
   Sources sources;
   AddInputSound(options, plan, sources);
-  if (options.audioFile) AddSoundFile(*options.audioFile, options, plan, sources);
-  for (const std::string& path : options.addedAudioFiles) {
-    AddSoundFile(path, options, plan, sources);
+  const auto files = FilesOf(options);
+  if (!files.empty() && plan.output.kind != OutputKind::Container) {
+    throw Failure(NameOfOutput(options.output) + ": holds no sound, so that " + files.front() +
+                  " cannot be added; choose a container such as .mov");
+  }
+  const SoundAnchor pictures{BeginOf(*plan.reader), 0, plan.reader->GetDescription().frames,
+                             plan.content.timecode, plan.source.rate};
+  if (auto added = OpenSoundFiles(options, pictures, plan.notes)) {
+    sources.push_back(std::move(added));
   }
   plan.sound = JoinSources(std::move(sources));
   if (!plan.sound) return;

@@ -441,3 +441,56 @@ class Copy(ToolTest):
         shutil.copy(PROGRAM, program)
         subprocess.run([program, "copy", self.source, self.out], check=True, capture_output=True,
                        timeout=TIMEOUT)
+
+    def make_noise(self, name, seconds, *options):
+        path = self.path(name)
+        ffmpeg("-f", "lavfi", "-i", f"anoisesrc=seed=9:sample_rate=48000:duration={seconds}",
+               "-c:a", "pcm_s16le", *options, path)
+        return path
+
+    def test_a_sound_file_replaces_the_sound(self):
+        make_movie(self.source, rate="25", frames=20, tracks=2)
+        noise = self.make_noise("noise.wav", 2)
+        result = self.copy("--audio-file", noise, self.source, self.out)
+        self.assertIn("begins with the first picture", result.stderr)
+        self.assertEqual(hashes(self.out), hashes(self.source))
+        self.assert_same_bytes(sound(self.out, 0),
+                               sound(noise, 0)[:20 * 1920 * 2])
+        self.assertEqual(len(tracks_of(self.out, "a")), 1)
+
+    def test_sound_files_follow_the_sound_of_joined_inputs(self):
+        make_movie(self.source, rate="25", frames=10, tracks=1)
+        noise = self.make_noise("noise.wav", 2)
+        self.copy("--add-audio-file", noise, self.source, self.source, self.out)
+        own = sound(self.source, 0)
+        self.assert_same_bytes(sound(self.out, 0), own + own)
+        self.assert_same_bytes(sound(self.out, 1),
+                               sound(noise, 0)[:20 * 1920 * 2])
+
+    def test_a_range_takes_its_part_of_a_sound_file(self):
+        make_movie(self.source, rate="25", frames=20, tracks=1)
+        noise = self.make_noise("noise.wav", 2)
+        self.copy("--frames", "5-14", "--audio-offset", "480samples", "--audio-file", noise,
+                  self.source, self.out)
+        first = 2 * (5 * 1920 - 480)
+        self.assert_same_bytes(sound(self.out, 0),
+                               sound(noise, 0)[first:first + 10 * 1920 * 2])
+
+    def test_a_short_sound_file_is_filled_with_silence(self):
+        make_movie(self.source, rate="25", frames=20, tracks=0)
+        noise = self.make_noise("noise.wav", 0.2)
+        self.copy("--audio-file", noise, self.source, self.out)
+        expected = sound(noise, 0)
+        self.assert_same_bytes(sound(self.out, 0),
+                               expected + bytes(20 * 1920 * 2 - len(expected)))
+
+    def test_compressed_sound_with_times_that_go_back(self):
+        clip = self.path("back.mkv")
+        ffmpeg("-f", "lavfi", "-i", "testsrc2=size=128x96:rate=25:duration=2", "-f", "lavfi", "-i",
+               "sine=duration=2:sample_rate=48000", "-c:v", "prores_ks", "-c:a", "aac", "-bsf:a",
+               "setts=pts=if(eq(N\\,40)\\,PTS-9600\\,PTS):dts=if(eq(N\\,40)\\,PTS-9600\\,PTS)",
+               clip)
+        result = self.copy(clip, self.out)
+        self.assertIn(f"{clip}: sound track 1 (aac) has times that go back: 21 ms are left out",
+                      result.stderr)
+        self.assertEqual(hashes(self.out), hashes(clip))

@@ -152,8 +152,14 @@ void SoundJoiner::PlaceCompressed(std::size_t place, Packet packet,
            " after the first picture");
     }
   }
+  const std::int64_t placed = packet->pts + lane.offset;
+  if (placed <= lane.last) {  // a damaged time, which no output takes
+    lane.backward += std::max(count, lane.longest);
+    return;
+  }
   lane.isOpen = true;
-  SetTime(*packet, packet->pts + lane.offset);
+  lane.last = placed;
+  SetTime(*packet, placed);
   lane.next = packet->pts + count;
   taken.push_back({place, std::move(packet)});
 }
@@ -162,7 +168,11 @@ void SoundJoiner::EndLane(std::size_t place, std::int64_t limit, std::vector<Sou
   Lane& lane = lanes_[place];
   if (part_.keepsTail) limit = kEndOfTime;
   TakeLane(place, limit, taken);
-  if (lane.sampleBytes == 0) return EndCompressed(place, limit, taken);
+  if (lane.sampleBytes == 0) {
+    EndCompressed(place, limit, taken);
+    Note(lane, std::exchange(lane.backward, 0), "has times that go back: ", " are left out");
+    return;
+  }
   for (const Packet& packet : lane.waiting) lane.dropped += packet->duration;
   if (part_.isWhole && lane.dropped > 1) {
     Note(lane, lane.dropped, "is longer than its pictures: ", " are left out");

@@ -55,10 +55,12 @@ class SoundJoiner {
     std::deque<Packet> waiting = {};
     std::optional<std::int64_t> next = std::nullopt;  ///< sample of the output after the last one
     std::int64_t begin = 0;                           ///< first sample of the part in its file
-    std::int64_t offset = 0;   ///< from samples of the file to samples of the output
-    bool isOpen = false;       ///< a packet of the part has been returned
-    std::int64_t longest = 0;  ///< samples of a packet so far
-    std::int64_t dropped = 0;  ///< samples before the first and after the last frame
+    std::int64_t offset = 0;        ///< from samples of the file to samples of the output
+    bool isOpen = false;            ///< a packet of the part has been returned
+    std::int64_t last = INT64_MIN;  ///< sample of the output of the last compressed packet
+    std::int64_t backward = 0;      ///< samples of packets with times that go back
+    std::int64_t longest = 0;       ///< samples of a packet so far
+    std::int64_t dropped = 0;       ///< samples before the first and after the last frame
   };
 
   std::int64_t SampleAt(std::int64_t frame, const Lane& lane) const;
