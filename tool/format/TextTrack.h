@@ -20,13 +20,16 @@ struct AVPacket;
 
 namespace vixprores {
 
+/// Place of captions that frames carry (NumberedFrame::captions), not a track.
+inline constexpr int kWithinPictures = -1;
+
 /// A track of subtitles or captions. Outputs keep its packets as they are.
 struct TextTrack {
   std::shared_ptr<const AVCodecParameters> parameters;
   AVRational timeBase{0, 1};  ///< tick of packet times, in seconds
   std::map<std::string, std::string> metadata;
   int disposition = 0;  ///< flags of the container library: default, forced, ...
-  int stream = 0;       ///< place among all tracks of its file
+  int stream = 0;       ///< place among all tracks of its file; kWithinPictures
   std::vector<std::shared_ptr<const AVPacket>> packets = {};  ///< by their times
 };
 

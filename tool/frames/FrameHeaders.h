@@ -37,6 +37,8 @@ struct NumberedFrame {
   bool isUneven = false;  ///< came at another time than the constant rate requires
   /// Checksum of the data, if the file has one and it is right (HashPacket()).
   std::optional<std::uint64_t> hash = std::nullopt;
+  /// Closed captions of the picture, as CEA-708 constructs (cc_data): three bytes each.
+  std::vector<std::uint8_t> captions = {};
   /// Header of a ProRes frame: readers parse it once for all consumers. nullopt = invalid.
   std::optional<ParsedHeader> header = std::nullopt;
 };

@@ -5,6 +5,7 @@
 #include <cstdint>
 #include <memory>
 #include <optional>
+#include <span>
 #include <string>
 
 #include "format/OutputFormat.h"
@@ -31,6 +32,9 @@ class FrameWriter {
   /// Writes a packet of one sound track, with times in samples. Frames and sound arrive roughly in
   /// playing order. Only for outputs with sound tracks.
   virtual void WriteSound(SoundPacket /*sound*/) {}
+  /// Writes the captions (NumberedFrame::captions) of a frame, before the frame. Only for outputs
+  /// with a track for them.
+  virtual void WriteCaptions(std::int64_t /*time*/, std::span<const std::uint8_t> /*captions*/) {}
   /// Returns true if `recover` can read what was written so far, without Finish().
   virtual bool IsRecoverable() const { return false; }
   /// Returns the number of frames that wait to be written: they would be lost with the process.

@@ -118,6 +118,7 @@ std::optional<Frame> FrameSource::ReadAny() {
     frame.source = std::move(read->data);
     frame.header = read->header;
     frame.hash = read->hash;
+    frame.captions = std::move(read->captions);
     frame.isUneven = read->isUneven;
     frame.fault = std::move(read->fault);
   } catch (const FrameTimeFailure& failure) {

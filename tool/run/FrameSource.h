@@ -27,7 +27,8 @@ struct Frame {
   bool isUneven = false;                 ///< its time is between those of frames
   std::string fault;                     ///< empty = none
   std::string advice;
-  std::string file;  ///< of the frame; empty = the input
+  std::string file;                    ///< of the frame; empty = the input
+  std::vector<std::uint8_t> captions;  ///< see NumberedFrame
   std::uint64_t sourceBytes = 0;
   /// Packed for the writer; null = nothing to write.
   std::shared_ptr<const vix::IVideoSample> result;

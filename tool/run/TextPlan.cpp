@@ -59,17 +59,22 @@ class PartTexts {
         LeaveOut(track, "a " + std::string(output.extension) + " cannot hold them");
       }
     }
-    if (path_ == "-") LeaveOutAll("the input is a pipe");
+    if (path_ == "-") LeaveOutAll("the input is a pipe", true);
   }
 
   const std::vector<TextTrack>& GetKept() const { return kept_; }
 
-  void LeaveOutAll(const std::string& reason) {
-    for (const TextTrack& track : std::exchange(kept_, {})) LeaveOut(track, reason);
+  // Captions within the pictures are not read separately.
+  void LeaveOutAll(const std::string& reason, bool keepsCaptions = false) {
+    std::erase_if(kept_, [&](const TextTrack& track) {
+      if (keepsCaptions && track.stream == kWithinPictures) return false;
+      LeaveOut(track, reason);
+      return true;
+    });
   }
 
   void Read(const TextSpan& span) {
-    if (!kept_.empty() && !ReadTexts(path_, span, kept_)) LeaveOutAll("more than 256 MiB");
+    if (!ReadTexts(path_, span, kept_)) LeaveOutAll("more than 256 MiB", true);
   }
 
   std::vector<Chapter> CutChapters(const TextSpan& span) {
@@ -87,7 +92,9 @@ class PartTexts {
 
  private:
   void LeaveOut(const TextTrack& track, const std::string& reason) {
-    const std::string text = "subtitles (" + NameOf(track) + ", " + reason + ")";
+    const bool isCaptions = track.stream == kWithinPictures;
+    const std::string text =
+        (isCaptions ? "captions (" : "subtitles (") + NameOf(track) + ", " + reason + ")";
     if (std::ranges::find(leftOut_, text) == leftOut_.end()) leftOut_.push_back(text);
   }
 
@@ -141,7 +148,13 @@ std::vector<std::string> PlanTexts(const std::vector<TextPart>& parts, const Out
     const auto frames = CountFrames(*part.reader, part.range);
     frame = frame && frames ? std::optional(*frame + *frames) : std::nullopt;
   }
-  std::erase_if(content.texts.tracks, [](const TextTrack& track) { return track.packets.empty(); });
+  std::erase_if(content.texts.tracks, [](const TextTrack& track) {
+    return track.packets.empty() && track.stream != kWithinPictures;
+  });
+  // The frames of the output carry them, whatever their rate was in the input.
+  for (TextTrack& track : content.texts.tracks) {
+    if (track.stream == kWithinPictures) track.timeBase = Invert(content.video.rate);
+  }
   return notes;
 }
 

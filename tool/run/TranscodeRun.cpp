@@ -242,6 +242,9 @@ void TranscodeRun::Write(Frame& frame, const std::exception_ptr& failure) {
   if (failure) std::rethrow_exception(failure);
   for (SoundPacket& sound : frame.sound) writer_->WriteSound(std::move(sound));
   if (frame.result) {
+    if (!frame.captions.empty()) {
+      writer_->WriteCaptions(result_.start + source_.ToOutput(frame.place.number), frame.captions);
+    }
     if (onDamage_ == DamagePolicy::Conceal) gapFiller_.SetLast(frame.result);
     standIns_.CountFrame();
     WriteFrame(frame.result);

@@ -162,6 +162,57 @@ class TextTracks(ToolTest):
         result = self.succeed("encode", "--json", clip, self.out)
         self.assertEqual(json.loads(result.stdout)["width"], 128)
 
+    def caption(self, clip, frames, kinds=(0xFC,)):
+        """Makes H.264 whose pictures carry captions: a pair of letters each."""
+        plain, coded = self.path("plain.h264"), self.path("coded.h264")
+        ffmpeg("-f", "lavfi", "-i", "testsrc2=size=128x96:rate=25", "-frames:v", frames, "-c:v",
+               "libx264", "-x264-params", "bframes=0:slices=1:sliced-threads=0", plain)
+        parts = plain.read_bytes().split(b"\0\0\1")
+        number, out = 0, [parts[0]]
+        for unit in parts[1:]:
+            if unit[0] & 31 in (1, 5):
+                pair = bytes((0x41 + number % 26, 0x61 + number % 26))
+                captions = b"".join(bytes((kind,)) + pair for kind in kinds)
+                data = (b"\xB5\0\x31GA94\3" + bytes((0x40 | len(kinds), 0xFF)) + captions + b"\xFF")
+                out.append(bytes((6, 4, len(data))) + data + b"\x80")
+                number += 1
+            out.append(unit)
+        self.assertEqual(number, frames)
+        coded.write_bytes(b"\0\0\1".join(out))
+        ffmpeg("-r", "25", "-i", coded, "-c", "copy", clip)
+
+    def captions(self, path):
+        packets = json.loads(subprocess.run(
+            ["ffprobe", "-v", "error", "-select_streams", "s:0", "-show_packets", "-show_data",
+             "-of", "json", path], check=True, capture_output=True).stdout)["packets"]
+        return [(round(25 * float(packet["pts_time"])),
+                 bytes.fromhex("".join(line.split("  ")[0].split(": ", 1)[1].replace(" ", "")
+                                       for line in packet["data"].strip().split("\n"))))
+                for packet in packets]
+
+    def test_captions_within_pictures_become_a_track(self):
+        clip = self.path("clip.mov")
+        self.caption(clip, 20)
+        self.assertNotIn("left out", self.succeed("encode", clip, self.out).stderr)
+        expected = [(i, bytes((0xFC, 0x41 + i, 0x61 + i))) for i in range(20)]
+        self.assertEqual(self.captions(self.out), expected)
+        copied = self.path("copied.mov")
+        self.succeed("copy", "--frames", "5-14", self.out, copied)
+        self.assertEqual(self.captions(copied), [(i - 5, words) for i, words in expected[5:15]])
+        self.succeed("encode", "-y", "--frames", "5-14", clip, self.out)
+        self.assertEqual(self.captions(self.out), [(i - 5, words) for i, words in expected[5:15]])
+
+    def test_captions_without_a_place_are_named(self):
+        clip = self.path("clip.mov")
+        self.caption(clip, 5, (0xFC, 0xFF))
+        for output, options, words in (
+                ("out.mov", (), "left out: CEA-708 captions"),
+                ("out.mkv", (), "left out: captions (eia_608, a .mkv cannot hold them); CEA-708"),
+                ("out.mov", ("--convert-rate", "50"), "left out: captions within the pictures")):
+            with self.subTest(output=output, options=options):
+                notes = self.succeed("encode", "-y", *options, clip, self.path(output)).stderr
+                self.assertIn(f"{clip}: {words}", notes)
+
     def test_data_tracks_are_named(self):
         clip, data = self.path("clip.ts"), self.path("data.bin")
         data.write_bytes(bytes(range(200)))

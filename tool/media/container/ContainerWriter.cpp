@@ -116,6 +116,19 @@ void ContainerWriter::WriteOrdered() {
   }
 }
 
+void ContainerWriter::WriteCaptions(std::int64_t time, std::span<const std::uint8_t> captions) {
+  const auto track = std::ranges::find(content_.texts.tracks, kWithinPictures, &TextTrack::stream);
+  if (track == content_.texts.tracks.end()) return;
+  Packet packet(av_packet_alloc());
+  if (!packet || av_new_packet(packet.get(), static_cast<int>(captions.size())) < 0) {
+    throw std::bad_alloc();
+  }
+  std::ranges::copy(captions, packet->data);
+  packet->pts = packet->dts = time;
+  packet->duration = 1;
+  track->packets.push_back(std::move(packet));
+}
+
 // Writes the texts that begin before the end of a frame.
 void ContainerWriter::WriteTexts(std::int64_t end) {
   for (std::size_t place = 0; place < textsWritten_.size(); ++place) {

@@ -52,6 +52,7 @@ class ContainerWriter : public FrameWriter {
   void Write(const std::shared_ptr<const vix::IVideoSample>& frame,
              const std::optional<std::uint64_t>& hash);
   void WriteSound(SoundPacket sound) override;
+  void WriteCaptions(std::int64_t time, std::span<const std::uint8_t> captions) override;
   bool IsRecoverable() const override { return isTagged_; }
   std::int64_t CountWaiting() const override {
     return static_cast<std::int64_t>(packets_.CountFrames());

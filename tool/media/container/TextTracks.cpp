@@ -151,6 +151,7 @@ class TextReader {
   bool HasAll() const {
     const auto streams = demuxer_.GetStreams();
     return std::ranges::all_of(tracks_, [&](const TextTrack& track) {
+      if (track.stream == kWithinPictures) return true;
       const auto place = static_cast<std::size_t>(track.stream);
       return place < streams.size() &&
              streams[place]->codecpar->codec_id == track.parameters->codec_id;
@@ -201,6 +202,15 @@ bool HoldsText(const OutputFormat& output, const TextTrack& track) {
          avformat_query_codec(muxer, track.parameters->codec_id, FF_COMPLIANCE_NORMAL) == 1;
 }
 
+TextTrack MakeCaptionTrack(Rational rate) {
+  const std::shared_ptr<AVCodecParameters> parameters(
+      avcodec_parameters_alloc(), [](AVCodecParameters* made) { avcodec_parameters_free(&made); });
+  if (!parameters) throw std::bad_alloc();
+  parameters->codec_type = AVMEDIA_TYPE_SUBTITLE;
+  parameters->codec_id = AV_CODEC_ID_EIA_608;
+  return {parameters, Invert(rate), {}, 0, kWithinPictures};
+}
+
 std::vector<Chapter> CutChapters(const std::vector<Chapter>& chapters, const TextSpan& span) {
   std::vector<Chapter> kept;
   for (Chapter chapter : chapters) {
@@ -213,6 +223,9 @@ std::vector<Chapter> CutChapters(const std::vector<Chapter>& chapters, const Tex
 }
 
 bool ReadTexts(const std::string& path, const TextSpan& span, std::vector<TextTrack>& tracks) {
+  const bool isNeeded = std::ranges::any_of(
+      tracks, [](const TextTrack& track) { return track.stream != kWithinPictures; });
+  if (!isNeeded) return true;
   return TextReader(path, span, tracks).Read();
 }
 

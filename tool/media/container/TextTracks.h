@@ -27,6 +27,9 @@ void DescribeOtherTracks(const AVFormatContext& context, const AVStream& video,
 /// Returns true if the output can store packets of the track.
 bool HoldsText(const OutputFormat& output, const TextTrack& track);
 
+/// Returns a track for the CEA-608 captions that frames carry; times count frames.
+TextTrack MakeCaptionTrack(Rational rate);
+
 /// A stretch of time in a file and its place in an output, in nanoseconds.
 struct TextSpan {
   std::int64_t begin = 0;

@@ -8,10 +8,10 @@
 
 #include "base/Errors.h"
 #include "base/Text.h"
-#include "media/container/HdrMetadata.h"
 #include "media/container/TextTracks.h"
 #include "media/container/TrackDescription.h"
 #include "media/decode/PictureRows.h"
+#include "media/decode/SideData.h"
 
 extern "C" {
 #include <libavutil/mathematics.h>
@@ -37,35 +37,6 @@ bool IsDamaged(const AVFrame& picture) {
 bool HasAlpha(AVPixelFormat format) {
   const AVPixFmtDescriptor* const layout = av_pix_fmt_desc_get(format);
   return layout && (layout->flags & AV_PIX_FMT_FLAG_ALPHA) != 0;
-}
-
-template <typename Data>
-const Data* FindSideData(const AVFrame& picture, AVFrameSideDataType type) {
-  const AVFrameSideData* const found = av_frame_get_side_data(&picture, type);
-  return found && found->size >= sizeof(Data) ? reinterpret_cast<const Data*>(found->data)
-                                              : nullptr;
-}
-
-// Adds the metadata of HDR that only the coded stream has.
-void AddHdrMetadata(const AVFrame& first, StreamFormat& format) {
-  const auto* const display =
-      FindSideData<AVMasteringDisplayMetadata>(first, AV_FRAME_DATA_MASTERING_DISPLAY_METADATA);
-  if (display && !format.masteringDisplay) format.masteringDisplay = FromAvDisplay(*display);
-  const auto* const light =
-      FindSideData<AVContentLightMetadata>(first, AV_FRAME_DATA_CONTENT_LIGHT_LEVEL);
-  if (light && !format.contentLight) format.contentLight = FromAvLight(*light);
-}
-
-// Lists what the first picture has beside its pixels and no output keeps.
-void DescribeSideData(const AVFrame& first, std::vector<std::string>& others) {
-  constexpr std::pair<AVFrameSideDataType, const char*> kNames[] = {
-      {AV_FRAME_DATA_A53_CC, "closed captions within the pictures"},
-      {AV_FRAME_DATA_DYNAMIC_HDR_PLUS, "HDR10+ metadata"},
-      {AV_FRAME_DATA_DOVI_METADATA, "Dolby Vision metadata"}};
-  for (const auto& [type, name] : kNames) {
-    const bool isListed = std::ranges::find(others, name) != others.end();
-    if (!isListed && av_frame_get_side_data(&first, type)) others.emplace_back(name);
-  }
 }
 
 std::uint32_t Scaled(int side, std::uint32_t divisor) {
@@ -180,7 +151,9 @@ void DecodedVideoReader::Describe(const AVFrame& first) {
   description_.metadata = FindMetadata(context);
   DescribeOtherTracks(context, GetTrack().GetStream(), {start_, pictures_.GetStream().tick},
                       description_);
-  DescribeSideData(first, description_.others);
+  // Captions belong to the pictures as they are coded, not to repeated or filtered ones.
+  hasCaptions_ =
+      DescribeSideData(first, pictures_.KeepsCount() && !reading_.convertRate, description_);
   description_.note = DescribeChanges(first);
   description_.frames = CountFrames();
   converters_ = std::make_shared<PictureConverters>(target, GetName());
@@ -257,6 +230,7 @@ std::optional<NumberedFrame> DecodedVideoReader::Read() {
     frame.number = next->number;
     frame.isUneven = next->isUneven;
     if (IsDamaged(*next->picture)) frame.fault = "was decoded with errors";
+    if (hasCaptions_) frame.captions = FindCaptions(*next->picture);
     frame.data = WrapPicture(std::move(next->picture));
     return frame;
   }

@@ -67,6 +67,7 @@ class DecodedVideoReader : public FrameReader {
   std::int64_t skippedTo_ = 0;  ///< frames before it are dropped
   bool isEndChecked_ = false;
   bool isAfterJump_ = false;  ///< the next picture's number follows from its time
+  bool hasCaptions_ = false;  ///< frames have captions for a track
 };
 
 }  // namespace vixprores
