@@ -154,7 +154,7 @@ void SoundJoiner::PlaceCompressed(std::size_t place, Packet packet,
   }
   const std::int64_t placed = packet->pts + lane.offset;
   if (placed <= lane.last) {  // a damaged time, which no output takes
-    lane.backward += std::max(count, lane.longest);
+    ++lane.backward;
     return;
   }
   lane.isOpen = true;
@@ -170,7 +170,7 @@ void SoundJoiner::EndLane(std::size_t place, std::int64_t limit, std::vector<Sou
   TakeLane(place, limit, taken);
   if (lane.sampleBytes == 0) {
     EndCompressed(place, limit, taken);
-    Note(lane, std::exchange(lane.backward, 0), "has times that go back: ", " are left out");
+    NoteBackward(lane);
     return;
   }
   for (const Packet& packet : lane.waiting) lane.dropped += packet->duration;
@@ -210,15 +210,25 @@ void SoundJoiner::FillUntil(std::size_t place, std::int64_t end, std::vector<Sou
   }
 }
 
+std::string SoundJoiner::NameOf(const Lane& lane) {
+  return "sound track " + std::to_string(lane.track.number + 1) + " (" +
+         avcodec_get_name(lane.track.parameters->codec_id) + ") ";
+}
+
 // Adds a note with a duration between its two texts if the duration is positive.
 void SoundJoiner::Note(const Lane& lane, std::int64_t samples, const std::string& before,
                        const std::string& after) {
   if (samples <= 0) return;
   const double seconds = static_cast<double>(samples) / lane.track.timeBase.den;
   const int decimals = seconds < 0.01 ? 2 : 0;
-  notes_.push_back("sound track " + std::to_string(lane.track.number + 1) + " (" +
-                   avcodec_get_name(lane.track.parameters->codec_id) + ") " + before +
-                   Fixed(seconds * 1000, decimals) + " ms" + after);
+  notes_.push_back(NameOf(lane) + before + Fixed(seconds * 1000, decimals) + " ms" + after);
+}
+
+void SoundJoiner::NoteBackward(Lane& lane) {
+  const std::int64_t packets = std::exchange(lane.backward, 0);
+  if (packets == 0) return;
+  notes_.push_back(NameOf(lane) + "has times that go back: " + Count(packets, "packet") +
+                   " left out");
 }
 
 std::vector<std::string> SoundJoiner::TakeNotes() {

@@ -58,7 +58,7 @@ class SoundJoiner {
     std::int64_t offset = 0;        ///< from samples of the file to samples of the output
     bool isOpen = false;            ///< a packet of the part has been returned
     std::int64_t last = INT64_MIN;  ///< sample of the output of the last compressed packet
-    std::int64_t backward = 0;      ///< samples of packets with times that go back
+    std::int64_t backward = 0;      ///< packets with times that go back
     std::int64_t longest = 0;       ///< samples of a packet so far
     std::int64_t dropped = 0;       ///< samples before the first and after the last frame
   };
@@ -71,6 +71,8 @@ class SoundJoiner {
   void PlaceCompressed(std::size_t place, Packet packet, std::vector<SoundPacket>& taken);
   void EndCompressed(std::size_t place, std::int64_t limit, std::vector<SoundPacket>& taken);
   void FillUntil(std::size_t place, std::int64_t end, std::vector<SoundPacket>& taken);
+  static std::string NameOf(const Lane& lane);
+  void NoteBackward(Lane& lane);
   void Note(const Lane& lane, std::int64_t samples, const std::string& before,
             const std::string& after);
 
