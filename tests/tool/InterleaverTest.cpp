@@ -16,7 +16,6 @@ extern "C" {
 namespace vixprores {
 namespace {
 
-
 constexpr int kSoundRate = 48000;
 constexpr int kSamplesPerFrame = 1920;  // at 25 frames per second
 
