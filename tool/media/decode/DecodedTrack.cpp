@@ -26,6 +26,7 @@ AVStream& PrepareStream(Demuxer& demuxer, const FootageReading& reading) {
 
 // Returns the bytes that a Matroska file has according to its outermost elements; 0 = unknown.
 std::int64_t StatedMatroskaBytes(const InputFile& file) {
+  if (!file.IsSeekable()) return 0;
   std::int64_t end = 0;
   for (int element = 0; element < 2; ++element) {  // the EBML header, the segment
     constexpr std::size_t kIdBytes = 4;
