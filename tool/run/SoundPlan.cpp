@@ -107,7 +107,8 @@ Alignment Align(const SoundFile& file, const TranscodeOptions& options,
 
 // Rejects a file that has no sound during the pictures.
 void CheckOverlap(const SoundFile& file, const Alignment& alignment, const SoundAnchor& pictures) {
-  const auto [time, tick] = alignment.offset;
+  const auto& time = alignment.offset.time;
+  const auto& tick = alignment.offset.tick;
   const auto& frames = pictures.frames;
   const bool isLate = frames && av_compare_ts(time, tick, *frames, pictures.begin.tick) >= 0;
   const auto isOver = [&](const SoundTrack& track) {
