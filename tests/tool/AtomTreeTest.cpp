@@ -36,6 +36,7 @@ TEST(AtomTree, WritesWhatItParsed) {
            PackAtom("moov", BigEndian(7, 4) + "trak"),    // shorter than its header
            PackAtom("moov", BigEndian(1, 4) + "trak" + BigEndian(16, 8)),
            PackAtom("stsd", "bytes"),  // shorter than its fields
+           PackAtom("moov", PackAtom(std::string(4, 0), "bytes")),
            PackAtom("moov", "") + "rest",
        }) {
     EXPECT_EQ(WriteAtom(ParseAtoms(BytesOfText(file))), BytesOfText(file));

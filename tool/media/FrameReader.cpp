@@ -41,8 +41,9 @@ std::string DescribeAsGiven(const FrameRange& range) {
   const auto text = [](const std::string& timecode, std::int64_t number) {
     return timecode.empty() ? std::to_string(number) : timecode;
   };
+  const bool isOpen = range.lastTimecode.empty() && range.IsOpen();
   return text(range.firstTimecode, range.first) + "-" +
-         (range.IsOpen() ? std::string() : text(range.lastTimecode, range.last));
+         (isOpen ? std::string() : text(range.lastTimecode, range.last));
 }
 
 }  // namespace

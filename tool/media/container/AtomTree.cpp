@@ -81,16 +81,19 @@ void ParseChildren(Atom& parent, std::span<const std::uint8_t> bytes, int depth)
   parent.rest.assign(bytes.begin(), bytes.end());
 }
 
-void Append(const Atom& atom, std::vector<std::uint8_t>& bytes) {
-  const std::size_t start = bytes.size();
-  if (atom.type != 0) {
-    bytes.resize(start + kHeader);
-    prores::WriteU32(bytes.data() + start + 4, __builtin_bswap32(atom.type));
-  }
+void Append(const Atom& atom, std::vector<std::uint8_t>& bytes);
+
+void AppendContents(const Atom& atom, std::vector<std::uint8_t>& bytes) {
   std::ranges::copy(atom.bytes, std::back_inserter(bytes));
   for (const Atom& child : atom.children) Append(child, bytes);
   std::ranges::copy(atom.rest, std::back_inserter(bytes));
-  if (atom.type == 0) return;
+}
+
+void Append(const Atom& atom, std::vector<std::uint8_t>& bytes) {
+  const std::size_t start = bytes.size();
+  bytes.resize(start + kHeader);
+  prores::WriteU32(bytes.data() + start + 4, __builtin_bswap32(atom.type));
+  AppendContents(atom, bytes);
   prores::WriteU32(bytes.data() + start, static_cast<std::uint32_t>(bytes.size() - start));
 }
 
@@ -123,7 +126,11 @@ Atom ParseAtoms(std::span<const std::uint8_t> bytes) {
 
 std::vector<std::uint8_t> WriteAtom(const Atom& atom) {
   std::vector<std::uint8_t> bytes;
-  Append(atom, bytes);
+  if (atom.type == 0) {
+    AppendContents(atom, bytes);
+  } else {
+    Append(atom, bytes);
+  }
   return bytes;
 }
 
