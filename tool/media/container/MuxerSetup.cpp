@@ -232,8 +232,9 @@ void AddChapter(const Chapter& from, AVFormatContext& context) {
 
 void AddChapters(const std::vector<Chapter>& chapters, AVFormatContext& context) {
   if (chapters.empty()) return;
-  context.chapters =
-      static_cast<AVChapter**>(av_calloc(chapters.size() + 1, sizeof *context.chapters));
+  // NOLINTNEXTLINE(bugprone-sizeof-expression): an array of pointers
+  constexpr std::size_t kPointerBytes = sizeof(AVChapter*);
+  context.chapters = static_cast<AVChapter**>(av_calloc(chapters.size() + 1, kPointerBytes));
   if (!context.chapters) throw std::bad_alloc();
   // Readers of .mov move the first chapter to the start, and skip those without a title.
   const std::int64_t begin = chapters.front().begin;
