@@ -140,7 +140,7 @@ void RecordValues(std::vector<OptionGroup>& groups, std::string& values) {
       option.take = [take = std::move(option.take), name = option.name,
                      &values](const std::string& text) {
         take(text);
-        values += name + "=" + text + "\n";
+        values.append(name).append("=").append(text).append("\n");
       };
     }
   }
