@@ -62,7 +62,7 @@ void DecodedTrack::Lose(const std::string& reason) {
   lossReason_ = reason;
 }
 
-// Returns the next packet of any track; null at the end, and where there is no way to go on.
+// Returns the next packet of any track, of those read ahead first; null as ReadFile().
 Packet DecodedTrack::ReadAny() {
   Packet packet;
   if (ahead_.empty()) {
@@ -101,7 +101,7 @@ void DecodedTrack::PlaceSound(AVPacket& packet) {
   end->second = av_sat_add64(packet.pts, packet.duration);
 }
 
-// Returns the next packet of the file likewise.
+// Returns the next packet that the file has; null at the end, and where there is no way to go on.
 Packet DecodedTrack::ReadFile() {
   for (;;) {
     CheckInterrupt();
