@@ -11,6 +11,7 @@ import subprocess
 from tool import PROGRAM, TIMEOUT, ToolTest, folder_events, frame_bytes, make_v210, planes, probe
 
 SIGNALS = (signal.SIGINT, signal.SIGTERM, signal.SIGHUP)
+FRAME_IDENTIFIER = b"icpf"
 RAW_FRAMES = ("--fourcc", "V210", "--size", "128x96", "--rate", "25")
 
 
@@ -33,12 +34,16 @@ class Interruption(ToolTest):
                                 stdout=subprocess.PIPE, stderr=subprocess.PIPE,
                                 preexec_fn=reset_signals)
 
-    def wait_for_work_file(self, name, size):
-        """Waits until a work file of `name` has that size, when frames have been written."""
+    def wait_for_work_file(self, name, is_ready):
+        """Waits until `is_ready` holds for the bytes of a work file of `name`."""
         with folder_events(self.folder) as wait:
-            while not any(path.stat().st_size >= size
+            while not any(is_ready(path.read_bytes())
                           for path in self.folder.glob(name + ".part-*")):
                 self.assertTrue(wait(), "no frame was written")
+
+    def wait_for_frame(self, name):
+        """Waits until a work file of `name` holds a ProRes frame."""
+        self.wait_for_work_file(name, lambda data: FRAME_IDENTIFIER in data)
 
     def interrupt(self, process, number=signal.SIGINT):
         process.send_signal(number)
@@ -56,7 +61,7 @@ class Interruption(ToolTest):
                                      self.path("out.mov"))
                 process.stdin.write(self.frames[:5 * frame_bytes("V210", 128, 96)])
                 process.stdin.flush()
-                self.wait_for_work_file("out.mov", 1000)
+                self.wait_for_frame("out.mov")
                 _, errors = self.interrupt(process, number)
                 partial = self.path("out.partial.mov")
                 kept = r"\d+ frames? before that (?:is|are) kept in " + re.escape(str(partial))
@@ -75,7 +80,7 @@ class Interruption(ToolTest):
         process = self.start("encode", *RAW_FRAMES, "-", self.path("out.mov"))
         process.stdin.write(self.frames[:5 * frame_bytes("V210", 128, 96)])
         process.stdin.flush()
-        self.wait_for_work_file("out.mov", 1000)
+        self.wait_for_frame("out.mov")
         with open(next(self.folder.glob("out.mov.part-*")), "rb") as file:
             with self.assertRaises(BlockingIOError):
                 fcntl.flock(file, fcntl.LOCK_EX | fcntl.LOCK_NB)
@@ -86,14 +91,14 @@ class Interruption(ToolTest):
         process = self.start("encode", *RAW_FRAMES, "-", self.path("out.mov"))
         process.stdin.write(self.frames)
         process.stdin.flush()
-        self.wait_for_work_file("out.mov", 1000)
+        self.wait_for_frame("out.mov")
         self.interrupt(process)
         self.assertEqual(self.path("out.partial.mov").read_text(), "earlier")
         self.assertEqual(probe(self.path("out.partial-2.mov"))["codec_name"], "prores")
 
     def test_nothing_is_kept_without_frames(self):
         process = self.start("encode", *RAW_FRAMES, "-", self.path("out.mov"))
-        self.wait_for_work_file("out.mov", 0)
+        self.wait_for_work_file("out.mov", lambda data: True)
         _, errors = self.interrupt(process)
         self.assertIn("nothing was kept", errors)
         self.assertEqual(sorted(path.name for path in self.folder.iterdir()),
@@ -105,7 +110,8 @@ class Interruption(ToolTest):
         process = self.start("decode", "-", self.path("out.mov"))
         process.stdin.write(data[:len(data) * 3 // 4])
         process.stdin.flush()
-        self.wait_for_work_file("out.mov", frame_bytes("V210", 128, 96))
+        frame = frame_bytes("V210", 128, 96)
+        self.wait_for_work_file("out.mov", lambda data: len(data) >= frame)
         self.interrupt(process)
         self.assertEqual(probe(self.path("out.partial.mov"))["codec_name"], "v210")
 
@@ -113,7 +119,7 @@ class Interruption(ToolTest):
         process = self.start("encode", "--json", *RAW_FRAMES, "-", self.path("out.mov"))
         process.stdin.write(self.frames)
         process.stdin.flush()
-        self.wait_for_work_file("out.mov", 1000)
+        self.wait_for_frame("out.mov")
         output, _ = self.interrupt(process)
         report = json.loads(output)
         self.assertEqual(report["status"], "interrupted")
