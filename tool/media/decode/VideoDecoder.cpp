@@ -21,6 +21,9 @@ const AVCodec& RequireDecoder(const AVStream& stream, const std::string& name) {
                 ", for which the installed libavcodec has no decoder");
 }
 
+/// Decoding threads beyond one per processor: pictures wait for those that they refer to.
+constexpr int kWaitingThreads = 2;
+
 struct ContextDeleter {
   void operator()(AVCodecContext* context) const { avcodec_free_context(&context); }
 };
@@ -67,7 +70,7 @@ LibavDecoder::LibavDecoder(const AVStream& stream, int threads, const std::strin
   const MemoryWatch memory;
   int result = avcodec_parameters_to_context(context_.get(), stream.codecpar);
   context_->pkt_timebase = stream.time_base;
-  context_->thread_count = threads;
+  context_->thread_count = threads > 1 ? threads + kWaitingThreads : threads;
   context_->max_pixels = kMostPixels;
   // The transforms of MPEG-2, DV and JPEG differ between processors otherwise.
   context_->flags |= AV_CODEC_FLAG_BITEXACT;
