@@ -18,7 +18,8 @@ pkg_check_modules(HIGHWAY REQUIRED libhwy>=1.0.3)  # its headers alone are used
 if(VIX_BUILD_TOOL)
   # FFmpeg 5.1
   pkg_check_modules(LIBAV REQUIRED IMPORTED_TARGET
-    libavformat>=59.27 libavcodec>=59.37 libavfilter>=8.44 libswresample>=4.7 libavutil>=57.28)
+    libavformat>=59.27 libavcodec>=59.37 libswresample>=4.7 libavutil>=57.28)
+  pkg_check_modules(LIBAVFILTER REQUIRED libavfilter>=8.44)  # its headers alone are used
   pkg_check_modules(ZIMG REQUIRED IMPORTED_TARGET zimg>=3.0)
   pkg_check_modules(XXHASH REQUIRED IMPORTED_TARGET libxxhash>=0.8.1)  # its header alone is used
   find_package(CLI11 2.1 REQUIRED)

@@ -173,9 +173,12 @@ hosts that are built on libvixcore1."
 vix_describe_package(vixprores video
   "encode, decode and examine ProRes video"
   "Command-line program for post-production and broadcast. It converts between
-ProRes and uncompressed 4:2:2 video in mov, mxf, mkv, avi, nut and y4m
-files, frames side by side on every processor."
+ProRes, camera files and other video with its sound, and uncompressed 4:2:2
+video in mov, mxf, mkv, avi, nut and y4m files, on every processor."
   libprores1 libvixcore1 libvixvideocodecprores1)
+# Loaded at run time, so that it is not among the libraries of the binary.
+string(REGEX MATCH "^[0-9]+" filter_major "${LIBAVFILTER_VERSION}")
+string(APPEND CPACK_DEBIAN_VIXPRORES_PACKAGE_DEPENDS ", libavfilter${filter_major}")
 set(CPACK_DEBIAN_VIXPRORES_PACKAGE_SUGGESTS "vixprores-images (= ${VIX_DEBIAN_VERSION})")
 vix_describe_package(vixprores-images video
   "image sequences for vixprores"

@@ -64,7 +64,8 @@ class Packages(unittest.TestCase):
                                ("libvix-dev", LIBRARIES)):
             for need in needs:
                 self.assertIn(f"{need} (= {version})", self.field(package, "Depends"))
-        self.assertIn("libavformat", self.field("vixprores", "Depends"))
+        for library in ("libavformat", "libavfilter"):
+            self.assertRegex(self.field("vixprores", "Depends"), rf"{library}\d")
         self.assertIn("libopenimageio", self.field("vixprores-images", "Depends"))
         self.assertNotIn("libopenimageio", self.field("vixprores", "Depends"))
         for package in LIBRARIES:

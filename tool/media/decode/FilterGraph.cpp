@@ -10,10 +10,9 @@
 #include "base/Errors.h"
 #include "format/InputFormat.h"
 #include "media/container/Libav.h"
+#include "media/decode/FilterLibrary.h"
 
 extern "C" {
-#include <libavfilter/buffersink.h>
-#include <libavfilter/buffersrc.h>
 #include <libavutil/mem.h>
 }
 
@@ -26,12 +25,12 @@ constexpr std::array<std::string_view, 15> kTimelessFilters{
     "setfield",   "setparams",  "setrange", "setsar", "transpose", "vflip", "zscale"};
 
 struct InOutDeleter {
-  void operator()(AVFilterInOut* ends) const { avfilter_inout_free(&ends); }
+  void operator()(AVFilterInOut* ends) const { LoadFilterLibrary().avfilter_inout_free(&ends); }
 };
 using InOut = std::unique_ptr<AVFilterInOut, InOutDeleter>;
 
 InOut MakeEnd(const char* name, AVFilterContext* filter) {
-  InOut end(avfilter_inout_alloc());
+  InOut end(LoadFilterLibrary().avfilter_inout_alloc());
   if (!end) throw std::bad_alloc();
   end->name = av_strdup(name);
   end->filter_ctx = filter;
@@ -65,9 +64,13 @@ std::string DescribeSource(const PictureStream& stream, const AVFrame& first) {
 
 }  // namespace
 
+void FilterGraph::GraphDeleter::operator()(AVFilterGraph* graph) const {
+  LoadFilterLibrary().avfilter_graph_free(&graph);
+}
+
 FilterGraph::FilterGraph(const std::string& graph, const PictureStream& stream,
                          const AVFrame& first, int threads, const std::string& name)
-    : name_(name), graph_(avfilter_graph_alloc()) {
+    : library_(LoadFilterLibrary()), name_(name), graph_(library_.avfilter_graph_alloc()) {
   if (!graph_) throw std::bad_alloc();
   // Files that filters read are named by paths alone.
   if (graph.find("//") != std::string::npos) {
@@ -81,25 +84,26 @@ FilterGraph::FilterGraph(const std::string& graph, const PictureStream& stream,
     memory.Check();
     if (result < 0) Refuse(graph, ExplainLibavError(result));
   };
-  check(avfilter_graph_create_filter(&source_, avfilter_get_by_name("buffer"), "in",
-                                     DescribeSource(stream, first).c_str(), nullptr, graph_.get()));
-  check(avfilter_graph_create_filter(&sink_, avfilter_get_by_name("buffersink"), "out", nullptr,
-                                     nullptr, graph_.get()));
+  check(library_.avfilter_graph_create_filter(&source_, library_.avfilter_get_by_name("buffer"),
+                                              "in", DescribeSource(stream, first).c_str(), nullptr,
+                                              graph_.get()));
+  check(library_.avfilter_graph_create_filter(&sink_, library_.avfilter_get_by_name("buffersink"),
+                                              "out", nullptr, nullptr, graph_.get()));
   InOut outputs = MakeEnd("in", source_);
   InOut inputs = MakeEnd("out", sink_);
   AVFilterInOut* restOfOutputs = outputs.release();
   AVFilterInOut* restOfInputs = inputs.release();
-  const int result =
-      avfilter_graph_parse_ptr(graph_.get(), graph.c_str(), &restOfInputs, &restOfOutputs, nullptr);
+  const int result = library_.avfilter_graph_parse_ptr(graph_.get(), graph.c_str(), &restOfInputs,
+                                                       &restOfOutputs, nullptr);
   outputs.reset(restOfOutputs);
   inputs.reset(restOfInputs);
   check(result);
-  check(avfilter_graph_config(graph_.get(), nullptr));
+  check(library_.avfilter_graph_config(graph_.get(), nullptr));
 }
 
 void FilterGraph::Push(Picture picture) {
   const MemoryWatch memory;
-  const int result = av_buffersrc_add_frame(source_, picture.get());
+  const int result = library_.av_buffersrc_add_frame(source_, picture.get());
   if (result == AVERROR(ENOMEM)) throw std::bad_alloc();
   memory.Check();
   // A filter may need no more pictures, as trim does.
@@ -111,7 +115,7 @@ void FilterGraph::Push(Picture picture) {
 Picture FilterGraph::Pull() {
   Picture picture = MakePicture();
   const MemoryWatch memory;
-  const int result = av_buffersink_get_frame(sink_, picture.get());
+  const int result = library_.av_buffersink_get_frame(sink_, picture.get());
   if (result >= 0) return picture;
   if (result == AVERROR(EAGAIN) || result == AVERROR_EOF) return nullptr;
   if (result == AVERROR(ENOMEM)) throw std::bad_alloc();
@@ -120,9 +124,9 @@ Picture FilterGraph::Pull() {
 }
 
 PictureStream FilterGraph::GetStream() const {
-  return {av_buffersink_get_time_base(sink_), av_buffersink_get_frame_rate(sink_),
-          av_buffersink_get_sample_aspect_ratio(sink_), av_buffersink_get_w(sink_),
-          av_buffersink_get_h(sink_)};
+  return {library_.av_buffersink_get_time_base(sink_), library_.av_buffersink_get_frame_rate(sink_),
+          library_.av_buffersink_get_sample_aspect_ratio(sink_),
+          library_.av_buffersink_get_w(sink_), library_.av_buffersink_get_h(sink_)};
 }
 
 bool FilterGraph::IsTimeless(const std::string& graph) {

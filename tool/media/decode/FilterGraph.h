@@ -7,11 +7,12 @@
 
 #include "media/decode/VideoDecoder.h"
 
-extern "C" {
-#include <libavfilter/avfilter.h>
-}
+struct AVFilterContext;
+struct AVFilterGraph;
 
 namespace vixprores {
+
+struct FilterLibrary;
 
 /// Properties of a stream of pictures.
 struct PictureStream {
@@ -47,9 +48,10 @@ class FilterGraph {
 
  private:
   struct GraphDeleter {
-    void operator()(AVFilterGraph* graph) const { avfilter_graph_free(&graph); }
+    void operator()(AVFilterGraph* graph) const;
   };
 
+  const FilterLibrary& library_;
   std::string name_;
   std::unique_ptr<AVFilterGraph, GraphDeleter> graph_;
   AVFilterContext* source_ = nullptr;
