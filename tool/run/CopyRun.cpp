@@ -6,14 +6,19 @@
 #include <utility>
 
 #include "base/Errors.h"
+#include "base/Interrupt.h"
 #include "base/Text.h"
 #include "frames/FrameLabels.h"
 #include "run/Elements.h"
+#include "run/OrderedRun.h"
 
 namespace vixprores {
 namespace {
 
 using std::chrono::steady_clock;
+
+// Reads and checks frames while others are written.
+constexpr unsigned kWorkers = 2;
 
 // Time before and after all sound, in frames.
 constexpr std::int64_t kFarAway = std::int64_t{1} << 40U;
@@ -104,10 +109,14 @@ void CopyRun::CopyPartOf(std::size_t place) {
       std::make_unique<FrameSource>(std::move(part.reader), part.range, options_.onDamage, range);
   sound_.Begin(sound);
   partFrames_ = 0;
-  while (auto frame = source_->Read()) {
-    Relabel(*frame);
-    CopyFrame(*frame);
-  }
+  RunEnds<Frame> ends;
+  ends.read = [this] { return source_->Read(); };
+  ends.write = [this](Frame& frame, const std::exception_ptr& failure) {
+    if (failure) std::rethrow_exception(failure);
+    CopyFrame(frame);
+  };
+  ends.stopReading = RequestInterrupt;
+  RunInOrder<Frame>(kWorkers, ends, [this](Frame& frame, unsigned /*worker*/) { Relabel(frame); });
   EndPart(place);
 }
 

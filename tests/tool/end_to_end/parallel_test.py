@@ -46,6 +46,13 @@ class SameOutput(Parallel):
         for name in ("out.mov", "out.y4m", "out.raw"):
             self.check_all_alike("--threads", THREADS, "decode", self.encoded, name=name)
 
+    def test_copying_beside_reading(self):
+        self.encode_clip()
+        self.succeed("copy", "--color", "bt709", self.encoded, self.encoded, self.path("twice.mkv"))
+        self.succeed("copy", "--frames", "23-", self.path("twice.mkv"), self.path("part.mkv"))
+        self.assertEqual(self.output("decode", self.path("part.mkv"), name="part.raw"),
+                         self.output("decode", self.encoded, name="whole.raw"))
+
     def test_part_of_the_frames(self):
         self.encode_clip()
         for frames in ("0-0", "5-7", "22-22"):
