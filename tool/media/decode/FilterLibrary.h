@@ -6,6 +6,8 @@
 /// libavfilter, loaded when it is first used: it and the libraries behind it would make every start
 /// of the program half as long again.
 
+#include <cstdint>  // whose macros libavutil requires
+
 extern "C" {
 #include <libavfilter/avfilter.h>
 #include <libavfilter/buffersink.h>
