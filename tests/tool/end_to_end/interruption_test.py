@@ -8,10 +8,9 @@ import re
 import signal
 import subprocess
 
-from tool import PROGRAM, TIMEOUT, ToolTest, folder_events, frame_bytes, make_v210, planes, probe
+from tool import PROGRAM, TIMEOUT, ToolTest, frame_bytes, make_v210, planes, probe
 
 SIGNALS = (signal.SIGINT, signal.SIGTERM, signal.SIGHUP)
-FRAME_IDENTIFIER = b"icpf"
 RAW_FRAMES = ("--fourcc", "V210", "--size", "128x96", "--rate", "25")
 
 
@@ -33,17 +32,6 @@ class Interruption(ToolTest):
         return subprocess.Popen([PROGRAM, *map(str, arguments)], stdin=subprocess.PIPE,
                                 stdout=subprocess.PIPE, stderr=subprocess.PIPE,
                                 preexec_fn=reset_signals)
-
-    def wait_for_work_file(self, name, is_ready):
-        """Waits until `is_ready` holds for the bytes of a work file of `name`."""
-        with folder_events(self.folder) as wait:
-            while not any(is_ready(path.read_bytes())
-                          for path in self.folder.glob(name + ".part-*")):
-                self.assertTrue(wait(), "no frame was written")
-
-    def wait_for_frame(self, name):
-        """Waits until a work file of `name` holds a ProRes frame."""
-        self.wait_for_work_file(name, lambda data: FRAME_IDENTIFIER in data)
 
     def interrupt(self, process, number=signal.SIGINT):
         process.send_signal(number)

@@ -18,6 +18,7 @@ import unittest
 
 PROGRAM = os.environ["VIXPRORES"]
 PLUGIN = os.environ["VIXPRORES_PLUGIN"]
+FRAME_IDENTIFIER = b"icpf"
 TIMEOUT = 120  # seconds after which a run counts as hanging
 _CLIPS = tempfile.TemporaryDirectory(prefix="vixprores-clips-")
 
@@ -188,6 +189,19 @@ class ToolTest(unittest.TestCase):
         result = run(*arguments, **options)
         self.assertEqual(result.returncode, 0, result.stderr)
         return result
+
+    def wait_for_work_file(self, name, is_ready):
+        """Waits until `is_ready` holds for the bytes of a work file of `name`, which it returns."""
+        with folder_events(self.folder) as wait:
+            while True:
+                for path in self.folder.glob(name + ".part-*"):
+                    if is_ready(path.read_bytes()):
+                        return path
+                self.assertTrue(wait(), "nothing was written")
+
+    def wait_for_frame(self, name):
+        """Waits until a work file of `name` holds at least a part of a ProRes frame."""
+        return self.wait_for_work_file(name, lambda data: FRAME_IDENTIFIER in data)
 
     def assert_same_bytes(self, first, second):
         """Compares like assertEqual, but does not print what may be megabytes."""
