@@ -55,13 +55,10 @@ class ProResFrameDecoder {
 
 namespace {
 
-// Returns the packet's bytes, which keep it.
-std::shared_ptr<vix::IBuffer> Wrap(const AVPacket& packet) {
-  const std::shared_ptr<AVPacket> owner(av_packet_clone(&packet), PacketDeleter());
-  if (!owner) throw std::bad_alloc();
-  return vix::CreateBuffer(
-      nullptr,
-      vix::CreateMemoryBlock(owner->data, static_cast<std::size_t>(owner->size), [owner] {}));
+Packet Share(const AVPacket& packet) {
+  Packet shared(av_packet_clone(&packet));
+  if (!shared) throw std::bad_alloc();
+  return shared;
 }
 
 class ProResDecoder : public VideoDecoder {
@@ -100,7 +97,7 @@ bool ProResDecoder::Send(const AVPacket* packet) {
 }
 
 ConvertedFrame ProResDecoder::Decode(const AVPacket& packet) {
-  auto frame = Wrap(packet);
+  auto frame = WrapPacket(Share(packet));
   if (FindLayout(*frame, nullptr) == SampleLayout::BareFrames)
     frame = bareFrames_.AddPrefix(*frame);
   if (!decoder_) {

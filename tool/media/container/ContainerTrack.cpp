@@ -29,14 +29,6 @@ std::optional<std::int64_t> OffsetOf(const AVPacket& packet) {
   return packet.pos >= 0 ? std::optional(packet.pos) : std::nullopt;
 }
 
-std::shared_ptr<vix::IBuffer> Wrap(Packet packet) {
-  std::uint8_t* const data = packet->data;
-  const auto bytes = static_cast<std::size_t>(packet->size);
-  // The block keeps the packet, and with it the memory.
-  const std::shared_ptr<AVPacket> owner = std::move(packet);
-  return vix::CreateBuffer(nullptr, vix::CreateMemoryBlock(data, bytes, [owner] {}));
-}
-
 FrameTimes Resolve(FrameTimes times, const FrameIndex& index) {
   if (times != FrameTimes::Evident) return times;
   return index.IsPresent() ? FrameTimes::Ignored : FrameTimes::GapsOnly;
@@ -173,7 +165,7 @@ std::optional<NumberedFrame> ContainerTrack::Read() {
                        kChooseThoseBefore, 1, frame.offset);
   }
   frame.isUneven = CheckTime(packet, frame.number);
-  frame.data = Wrap(std::move(packet));
+  frame.data = WrapPacket(std::move(packet));
   return frame;
 }
 

@@ -54,6 +54,13 @@ void SetLibavMessages(bool verbose) {
   av_log_set_callback(KeepMessage);
 }
 
+std::shared_ptr<vix::IBuffer> WrapPacket(Packet packet) {
+  std::uint8_t* const data = packet->data;
+  const auto bytes = static_cast<std::size_t>(packet->size);
+  const std::shared_ptr<AVPacket> owner = std::move(packet);
+  return vix::CreateBuffer(nullptr, vix::CreateMemoryBlock(data, bytes, [owner] {}));
+}
+
 std::string ExplainLibavError(int error) {
   std::string message = std::exchange(t_lastMessage, {}).data();
   if (!message.empty()) return message;

@@ -19,6 +19,7 @@
 #include "format/StreamFormat.h"
 #include "media/InputFile.h"
 #include "media/OutputFile.h"
+#include "vix/Buffers.h"
 
 extern "C" {
 #include <libavcodec/packet.h>
@@ -57,6 +58,9 @@ struct PacketDeleter {
   void operator()(AVPacket* packet) const { av_packet_free(&packet); }
 };
 using Packet = std::unique_ptr<AVPacket, PacketDeleter>;
+
+/// Returns the packet's bytes as a buffer, which keeps the packet.
+std::shared_ptr<vix::IBuffer> WrapPacket(Packet packet);
 
 struct MuxerDeleter {
   void operator()(AVFormatContext* context) const { avformat_free_context(context); }
