@@ -178,6 +178,7 @@ DecodedProResReader::DecodedProResReader(std::unique_ptr<ProResReader> reader)
     description_.note +=
         (description_.note.empty() ? "" : "\n") + GetName() + ": its alpha channel is left out";
   }
+  description_.stored = "prores (" + DescribeCode(GetFormat().code) + ")";
   description_.format = DecodedFormat(GetFormat());
 }
 

@@ -244,6 +244,9 @@ std::string CompareFrames(const std::string& path, const TranscodePlan& plan,
                           const FrameCount& frames) {
   const StreamFormat& wanted = plan.content.video;
   const auto reader = wanted.IsRaw() ? OpenFootage(path) : OpenProRes(path);
+  if (wanted.IsRaw() && !reader->GetDescription().stored.empty()) {
+    return reader->GetDescription().stored + " instead of " + DescribePictures(wanted);
+  }
   if (!HasPictures(reader->GetFormat(), wanted)) {
     return DescribePictures(reader->GetFormat()) + " instead of " + DescribePictures(wanted);
   }

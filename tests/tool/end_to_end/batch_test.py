@@ -162,6 +162,14 @@ class Batch(ToolTest):
                     self.assertEqual(result.returncode, 1, result.stderr)
                     self.assertIn("exists, but differs from the output", result.stderr)
 
+    def test_coded_video_does_not_count_as_decoded(self):
+        encoded = self.path("encoded.mov")
+        self.succeed("encode", self.inputs[1], encoded)
+        self.out.mkdir()
+        (self.out / "encoded.mov").write_bytes(encoded.read_bytes())
+        self.fail_with(1, ["exists, but differs", "found prores"], "decode", "--output-dir",
+                       self.out, encoded)
+
     def test_a_failure_does_not_stop_the_other_inputs(self):
         self.inputs[1].write_bytes(b"no container")
         missing = self.path("missing.mov")
