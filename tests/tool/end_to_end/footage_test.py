@@ -91,6 +91,13 @@ class Pictures(ToolTest):
         self.assertIn("matrix 1 (bt709)", told.stderr)
         self.assertEqual(probe(self.path("out.mov"))["color_space"], "bt709")
 
+    def test_of_rgb_from_a_filter_keep_the_matrix_of_their_source(self):
+        clip = self.make("clip.mkv", "-c:v ffv1 -pix_fmt yuv444p -colorspace bt2020nc")
+        out = self.path("out.mov")
+        self.succeed("encode", "--filter", "format=gbrp", clip, out)
+        self.assertEqual(probe(out)["color_space"], "bt2020nc")
+        self.assertGreater(psnr(decoded(out), decoded(clip, f"zscale={SPLINE}")), 36)
+
     def test_that_are_turned_come_out_upright(self):
         plain = self.make("plain.mp4", "-c:v libx264 -pix_fmt yuv420p")
         turned, out = self.path("turned.mp4"), self.path("out.mov")

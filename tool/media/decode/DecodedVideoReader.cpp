@@ -120,8 +120,10 @@ PictureTarget DecodedVideoReader::DescribeTarget(const AVFrame& first) const {
   }
   const PictureRows rows(static_cast<AVPixelFormat>(first.format), GetName());
   if (rows.IsRgb()) {
+    // Filters may have made it of other pictures.
     const bool isGiven = reading_.colour.matrix != AVCOL_SPC_UNSPECIFIED;
-    format.colour.matrix = isGiven ? reading_.colour.matrix : UsualMatrix(format.height);
+    const int matrix = isGiven ? reading_.colour.matrix : pictures_.GetDecodedMatrix();
+    format.colour.matrix = matrix != AVCOL_SPC_UNSPECIFIED ? matrix : UsualMatrix(format.height);
   }
   if (reading_.convertColour) {
     target.colour = FindColourPreset(*reading_.convertColour);

@@ -114,6 +114,10 @@ bool FilteredPictures::KeepsCount() const {
   return !reading_.filter && reading_.deinterlacing != Deinterlacing::Fields;
 }
 
+int FilteredPictures::GetDecodedMatrix() const {
+  return first_->colorspace == AVCOL_SPC_RGB ? AVCOL_SPC_UNSPECIFIED : first_->colorspace;
+}
+
 // A converter would bring it to the size of the others without a word.
 void FilteredPictures::CheckSize(const AVFrame& picture) const {
   if (reading_.scale && !graph_) return;

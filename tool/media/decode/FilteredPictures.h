@@ -37,6 +37,8 @@ class FilteredPictures {
 
   /// Returns the first picture; the next Read() returns it too.
   const AVFrame& GetFirst() const { return *ahead_; }
+  /// Returns the matrix of the pictures before the filters, a code point; 2 = unknown, or RGB.
+  int GetDecodedMatrix() const;
   /// Returns the next picture, null at the end.
   Picture Read();
   /// See DecodedTrack::SeekBefore(). Starts the filters anew.
