@@ -151,6 +151,18 @@ class Numbers(SequenceTest):
         luma = memoryview(filled[2]).cast("H")[:96 * 64]
         self.assertEqual((filled[2], set(luma)), (filled[3], {64}))
 
+    def test_filled_numbers_are_listed(self):
+        images = self.make_images("s/a.%04d.png", frames=9)
+        for number in (1002, 1005, 1006):
+            self.path(f"s/a.{number}.png").unlink()
+        for missing, stands_in in (("hold", "pictures before them"), ("black", "black pictures")):
+            result = self.succeed("encode", "--rate", "24", "--frames", "1003-1007", "--missing",
+                                  missing, images, self.path(missing + ".mov"))
+            self.assertRegex(result.stderr, stands_in + r" stand .* the numbers 1005-1006\n")
+        whole = self.succeed("encode", "--rate", "24", "--frames", "1007-", "--missing", "hold",
+                             images, self.path("whole.mov"))
+        self.assertNotIn("stand", whole.stderr)
+
     def test_a_far_number_does_not_make_an_endless_clip(self):
         self.make_images("s/a.%d.png", frames=2)
         self.path("s/a.1002.png").rename(self.path("s/a.999999999.png"))

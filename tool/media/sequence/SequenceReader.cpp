@@ -326,10 +326,23 @@ std::optional<NumberedFrame> SequenceReader::Read() {
                        "has no file: number " + std::to_string(number) + " is missing",
                        "--missing hold or black fills it");
   }
+  if (isMissing) NoteFilled(number);
   if (isMissing && missing_ == MissingFiles::Black) place = kBlack;
   frame.data = pool_.MakeFrame(sizeof place);
   std::memcpy(frame.data->GetData(), &place, sizeof place);
   return frame;
+}
+
+void SequenceReader::NoteFilled(std::int64_t number) {
+  if (filled_.empty() || filled_.back().last + 1 != number) filled_.push_back({number, number});
+  filled_.back().last = number;
+}
+
+std::string SequenceReader::GetEndNote() const {
+  if (filled_.empty()) return {};
+  return std::string(missing_ == MissingFiles::Black ? "black pictures stand"
+                                                     : "the pictures before them stand") +
+         " for missing files with the numbers " + DescribeNumbers(filled_);
 }
 
 FrameConversion SequenceReader::GetConversion() const {

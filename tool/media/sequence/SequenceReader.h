@@ -5,6 +5,8 @@
 #include <cstdint>
 #include <memory>
 #include <optional>
+#include <string>
+#include <vector>
 
 #include "base/FramePool.h"
 #include "media/FrameReader.h"
@@ -44,17 +46,20 @@ class SequenceReader : public FrameReader {
   bool SkipTo(std::int64_t frame) override;
   void CheckRange(const FrameRange& range) const override;
   FrameConversion GetConversion() const override;
+  std::string GetEndNote() const override;
 
  private:
   class Conversion;
 
   void Describe(const ImageHeader& header, const SequenceReading& reading);
   void AddNotes(const ImageHeader& header, bool isConverted);
+  void NoteFilled(std::int64_t number);
 
   ImageFiles images_;
   MissingFiles missing_;
   std::shared_ptr<Conversion> conversion_;
   std::int64_t framesRead_ = 0;
+  std::vector<FrameRange> filled_;  ///< numbers of missing files that were read as pictures
   FramePool pool_;
 };
 
