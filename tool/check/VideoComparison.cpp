@@ -27,7 +27,7 @@ namespace {
   throw Failure(reference + " has " + Count(referenceFrames, "frame") + " and " + distorted +
                 " has " + std::to_string(distortedFrames) + "; --frames 0-" +
                 std::to_string(common - 1) + " compares the first " + std::to_string(common) +
-                " of both");
+                " of both, and --offset N those that come N later in " + distorted);
 }
 
 ComparedVideo DescribeSource(const PictureSource& source) {

@@ -31,6 +31,7 @@ constexpr auto kSyncInterval = std::chrono::milliseconds(500);
   if (error == EPIPE) throw Failure(name + ": the reader closed the pipe (" + reason + ")");
   std::string hint;
   if (error == ENOSPC || error == EDQUOT) hint = "; make room or name a file on another disk";
+  if (error == ENOENT) hint = "; make its folder first";
   throw Failure(name + ": cannot be written: " + reason + hint);
 }
 
