@@ -17,6 +17,7 @@
 #include "format/FramePlace.h"
 #include "media/decode/PictureConverter.h"
 #include "media/decode/PictureRows.h"
+#include "media/decode/VideoDecoder.h"
 #include "media/sequence/DpxFile.h"
 #include "media/sequence/VideoSpaces.h"
 
@@ -26,14 +27,8 @@ namespace {
 // Place of a black picture among the files.
 constexpr std::int64_t kBlack = -1;
 
-void Free(AVFrame* picture) {
-  av_frame_free(&picture);
-}
-using UniqueFrame = std::unique_ptr<AVFrame, void (*)(AVFrame*)>;
-
-UniqueFrame MakePicture(AVPixelFormat format, const StreamFormat& size) {
-  UniqueFrame picture(av_frame_alloc(), Free);
-  if (!picture) throw std::bad_alloc();
+Picture MakePicture(AVPixelFormat format, const StreamFormat& size) {
+  Picture picture = vixprores::MakePicture();
   picture->format = format;
   picture->width = static_cast<int>(size.width);
   picture->height = static_cast<int>(size.height);
@@ -172,7 +167,7 @@ class SequenceReader::Conversion {
 
     std::vector<std::uint16_t> samples;
     std::vector<std::uint8_t> file;
-    UniqueFrame picture;
+    Picture picture;
     PictureConverter converter;
   };
 
