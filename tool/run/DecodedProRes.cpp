@@ -1,13 +1,12 @@
 // SPDX-License-Identifier: BSD-2-Clause
 #include "run/DecodedProRes.h"
 
-#include <mutex>
 #include <new>
 #include <utility>
-#include <vector>
 
 #include "base/Errors.h"
 #include "base/FramePool.h"
+#include "base/IdleObjects.h"
 #include "frames/BareFrames.h"
 #include "frames/FrameHeaders.h"
 #include "media/container/Libav.h"
@@ -146,29 +145,15 @@ class DecodedProResReader::Decoders {
   explicit Decoders(const StreamFormat& stream) : stream_(stream) {}
 
   ConvertedFrame Decode(const std::shared_ptr<const vix::IBuffer>& frame) {
-    std::unique_ptr<ProResFrameDecoder> decoder = Take();
+    auto decoder = idle_.Take([this] { return std::make_unique<ProResFrameDecoder>(stream_, 1); });
     ConvertedFrame decoded = decoder->Decode(frame);
-    const std::scoped_lock lock(mutex_);
-    idle_.push_back(std::move(decoder));
+    idle_.GiveBack(std::move(decoder));
     return decoded;
   }
 
  private:
-  std::unique_ptr<ProResFrameDecoder> Take() {
-    {
-      const std::scoped_lock lock(mutex_);
-      if (!idle_.empty()) {
-        auto decoder = std::move(idle_.back());
-        idle_.pop_back();
-        return decoder;
-      }
-    }
-    return std::make_unique<ProResFrameDecoder>(stream_, 1);
-  }
-
   StreamFormat stream_;
-  std::mutex mutex_;
-  std::vector<std::unique_ptr<ProResFrameDecoder>> idle_;
+  IdleObjects<ProResFrameDecoder> idle_;
 };
 
 DecodedProResReader::DecodedProResReader(std::unique_ptr<ProResReader> reader)

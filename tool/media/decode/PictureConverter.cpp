@@ -274,19 +274,11 @@ void PictureConverter::Convert(const AVFrame& picture, std::uint8_t* packed) {
 }
 
 std::shared_ptr<vix::IBuffer> PictureConverters::Convert(const AVFrame& picture) {
-  std::unique_ptr<PictureConverter> converter;
-  {
-    const std::lock_guard lock(mutex_);
-    if (!idle_.empty()) {
-      converter = std::move(idle_.back());
-      idle_.pop_back();
-    }
-  }
-  if (!converter) converter = std::make_unique<PictureConverter>(target_, inputName_);
+  auto converter =
+      idle_.Take([this] { return std::make_unique<PictureConverter>(target_, inputName_); });
   auto packed = pool_.MakeFrame(target_.format.FrameBytes());
   converter->Convert(picture, packed->GetData());
-  const std::lock_guard lock(mutex_);
-  idle_.push_back(std::move(converter));
+  idle_.GiveBack(std::move(converter));
   return packed;
 }
 

@@ -4,12 +4,11 @@
 
 #include <cstdint>
 #include <memory>
-#include <mutex>
 #include <optional>
 #include <string>
-#include <vector>
 
 #include "base/FramePool.h"
+#include "base/IdleObjects.h"
 #include "format/StreamFormat.h"
 #include "vix/Buffers.h"
 
@@ -74,8 +73,7 @@ class PictureConverters {
   PictureTarget target_;
   std::string inputName_;
   FramePool pool_;
-  std::mutex mutex_;
-  std::vector<std::unique_ptr<PictureConverter>> idle_;
+  IdleObjects<PictureConverter> idle_;
 };
 
 }  // namespace vixprores

@@ -6,13 +6,13 @@
 #include <cmath>
 #include <cstdio>
 #include <cstring>
-#include <mutex>
 #include <new>
 #include <stdexcept>
 #include <utility>
 #include <vector>
 
 #include "base/Errors.h"
+#include "base/IdleObjects.h"
 #include "base/Text.h"
 #include "format/FramePlace.h"
 #include "media/decode/PictureConverter.h"
@@ -147,11 +147,12 @@ class SequenceReader::Conversion {
     if (place == kBlack) {
       FillBlack(*packed);
     } else {
-      const auto room = TakeRoom();
+      auto room = idle_.Take([this] {
+        return std::make_unique<Room>(header_, picture_, format_, files_.front().path);
+      });
       ReadFile(files_[static_cast<std::size_t>(place)], *room);
       room->converter.Convert(*room->picture, packed->GetData());
-      const std::lock_guard lock(mutex_);
-      idle_.push_back(room);
+      idle_.GiveBack(std::move(room));
     }
     return packed;
   }
@@ -170,18 +171,6 @@ class SequenceReader::Conversion {
     Picture picture;
     PictureConverter converter;
   };
-
-  std::shared_ptr<Room> TakeRoom() {
-    {
-      const std::lock_guard lock(mutex_);
-      if (!idle_.empty()) {
-        auto room = std::move(idle_.back());
-        idle_.pop_back();
-        return room;
-      }
-    }
-    return std::make_shared<Room>(header_, picture_, format_, files_.front().path);
-  }
 
   void ReadFile(const NumberedFile& file, Room& room) const {
     const bool mayBeUsual = picture_ == AV_PIX_FMT_GBRP10 && header_.orientation == 1 &&
@@ -213,8 +202,7 @@ class SequenceReader::Conversion {
   std::shared_ptr<const ColourTransform> transform_;
   AVPixelFormat picture_;
   FramePool pool_;
-  std::mutex mutex_;
-  std::vector<std::shared_ptr<Room>> idle_;
+  IdleObjects<Room> idle_;
 };
 
 SequenceReader::SequenceReader(ImageFiles images, const SequenceReading& reading)

@@ -78,18 +78,10 @@ ImageTarget SequenceWriter::DescribeTarget(std::int64_t index) const {
 std::unique_ptr<OutputFile> SequenceWriter::WriteFile(const vix::IBuffer& frame,
                                                       std::int64_t index) const {
   auto file = std::make_unique<OutputFile>(name_.PathOf(firstNumber_ + index), overwrite_);
-  std::unique_ptr<Room> room;
-  {
-    const std::lock_guard lock(mutex_);
-    if (!idle_.empty()) {
-      room = std::move(idle_.back());
-      idle_.pop_back();
-    }
-  }
-  if (!room) {
+  auto room = idle_.Take([this] {
     const std::size_t samples = std::size_t{3} * format_.width * format_.height;
-    room = std::make_unique<Room>(Room{DeepRgb(format_), std::vector<std::uint16_t>(samples)});
-  }
+    return std::make_unique<Room>(Room{DeepRgb(format_), std::vector<std::uint16_t>(samples)});
+  });
   room->converter.Convert(BytesOf(frame), room->pixels);
   try {
     LoadImageModule().Write(file->GetWorkPath(), file->GetName(), transform_.get(),
@@ -98,8 +90,7 @@ std::unique_ptr<OutputFile> SequenceWriter::WriteFile(const vix::IBuffer& frame,
   } catch (const std::runtime_error& error) {
     throw Failure(file->GetName() + ": " + error.what());
   }
-  const std::lock_guard lock(mutex_);
-  idle_.push_back(std::move(room));
+  idle_.GiveBack(std::move(room));
   return file;
 }
 

@@ -10,6 +10,7 @@
 #include <string>
 #include <vector>
 
+#include "base/IdleObjects.h"
 #include "media/FrameWriter.h"
 #include "media/sequence/DeepRgb.h"
 #include "media/sequence/ImageModule.h"
@@ -62,8 +63,8 @@ class SequenceWriter : public FrameWriter, public Output {
   std::string reel_;
   std::shared_ptr<const ColourTransform> transform_;
   std::int64_t size_ = 0;
-  mutable std::mutex mutex_;  ///< of the members below
-  mutable std::vector<std::unique_ptr<Room>> idle_;
+  mutable IdleObjects<Room> idle_;
+  mutable std::mutex mutex_;  ///< of the files below
   mutable std::map<std::int64_t, std::unique_ptr<OutputFile>>
       written_;  ///< not named yet, by index
 };
