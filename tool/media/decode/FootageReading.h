@@ -29,7 +29,7 @@ struct PictureScale {
 /// How video is decoded and brought to the right picture. Set values replace what the input states.
 struct FootageReading {
   FrameTimes times = FrameTimes::Checked;
-  int threads = 0;                        ///< of the decoder; 0 = one per processor
+  int threads = 0;                        ///< processors for the decoder; 0 = all
   std::optional<Rational> rate;           ///< pictures follow each other at it, at any times
   std::optional<std::size_t> videoTrack;  ///< place from 0; none = the first
   std::optional<std::string> filter;      ///< graph of libavfilter

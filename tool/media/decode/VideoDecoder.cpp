@@ -1,7 +1,9 @@
 // SPDX-License-Identifier: BSD-2-Clause
 #include "media/decode/VideoDecoder.h"
 
+#include <algorithm>
 #include <new>
+#include <thread>
 
 #include "base/Errors.h"
 #include "format/Values.h"
@@ -21,8 +23,16 @@ const AVCodec& RequireDecoder(const AVStream& stream, const std::string& name) {
                 ", for which the installed libavcodec has no decoder");
 }
 
-/// Decoding threads beyond one per processor: pictures wait for those that they refer to.
-constexpr int kWaitingThreads = 2;
+// Returns the number of decoding threads: more than processors, because pictures wait for those
+// that they refer to.
+int CountThreads(int processors) {
+  constexpr int kWaiting = 2;
+  constexpr int kMost = 16;  // by default, for their memory
+  if (processors == 0) {
+    processors = std::min(static_cast<int>(std::thread::hardware_concurrency()), kMost - kWaiting);
+  }
+  return processors > 1 ? processors + kWaiting : 1;
+}
 
 struct ContextDeleter {
   void operator()(AVCodecContext* context) const { avcodec_free_context(&context); }
@@ -70,7 +80,7 @@ LibavDecoder::LibavDecoder(const AVStream& stream, int threads, const std::strin
   const MemoryWatch memory;
   int result = avcodec_parameters_to_context(context_.get(), stream.codecpar);
   context_->pkt_timebase = stream.time_base;
-  context_->thread_count = threads > 1 ? threads + kWaitingThreads : threads;
+  context_->thread_count = CountThreads(threads);
   context_->max_pixels = kMostPixels;
   // The transforms of MPEG-2, DV and JPEG differ between processors otherwise.
   context_->flags |= AV_CODEC_FLAG_BITEXACT;

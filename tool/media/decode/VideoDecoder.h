@@ -54,8 +54,8 @@ class VideoDecoder {
   virtual Rational GetRate() const = 0;
 };
 
-/// Makes the decoder of a track, which must outlive it. `threads` is their number, 0 = one per
-/// processor; `name` is that of the input, for messages.
+/// Makes the decoder of a track, which must outlive it. `threads` is the number of processors
+/// for it, 0 = all; `name` is that of the input, for messages.
 using VideoDecoderFactory = std::function<std::unique_ptr<VideoDecoder>(
     const AVStream& stream, int threads, const std::string& name)>;
 
