@@ -120,7 +120,7 @@ PictureTarget DecodedVideoReader::DescribeTarget(const AVFrame& first) const {
   }
   const PictureRows rows(static_cast<AVPixelFormat>(first.format), GetName());
   if (rows.IsRgb()) {
-    // Filters may have made it of other pictures.
+    // Filters may have made RGB of other pictures.
     const bool isGiven = reading_.colour.matrix != AVCOL_SPC_UNSPECIFIED;
     const int matrix = isGiven ? reading_.colour.matrix : pictures_.GetDecodedMatrix();
     format.colour.matrix = matrix != AVCOL_SPC_UNSPECIFIED ? matrix : UsualMatrix(format.height);
