@@ -128,6 +128,15 @@ std::string Describe(const FrameRange& range) {
   return range.first == range.last ? first : first + "-" + std::to_string(range.last);
 }
 
+std::string DescribeAsGiven(const FrameRange& range) {
+  const auto text = [](const std::string& timecode, std::int64_t number) {
+    return timecode.empty() ? std::to_string(number) : timecode;
+  };
+  const bool isOpen = range.lastTimecode.empty() && range.IsOpen();
+  return text(range.firstTimecode, range.first) + "-" +
+         (isOpen ? std::string() : text(range.lastTimecode, range.last));
+}
+
 FrameRange ResolveRange(FrameRange range, const std::optional<Timecode>& start,
                         const std::string& name) {
   const std::string texts = range.firstTimecode + range.lastTimecode;

@@ -51,8 +51,10 @@ std::optional<std::int64_t> ParseNumber(std::string_view text, std::int64_t larg
 
 /// Parses "FIRST-LAST", "FIRST-" (to the end) or "FRAME". Each is a number from 0 or a timecode.
 FrameRange ParseFrameRange(const std::string& text);
-/// Returns a range as ParseFrameRange() reads it.
+/// Returns a range as ParseFrameRange() reads it, in numbers.
 std::string Describe(const FrameRange& range);
+/// Returns the text that ParseFrameRange() read.
+std::string DescribeAsGiven(const FrameRange& range);
 /// Replaces the timecodes of a range by numbers.
 /// @param start timecode of frame 0; nullopt = the input `name` has none
 /// @throws UsageError for an invalid timecode, Failure if the input has none

@@ -35,19 +35,6 @@ void CountFromFirst(const InputDescription& input, FrameRange& range) {
 
 }  // namespace
 
-namespace {
-
-std::string DescribeAsGiven(const FrameRange& range) {
-  const auto text = [](const std::string& timecode, std::int64_t number) {
-    return timecode.empty() ? std::to_string(number) : timecode;
-  };
-  const bool isOpen = range.lastTimecode.empty() && range.IsOpen();
-  return text(range.firstTimecode, range.first) + "-" +
-         (isOpen ? std::string() : text(range.lastTimecode, range.last));
-}
-
-}  // namespace
-
 std::optional<FrameRange> ResolveRange(const std::optional<FrameRange>& range,
                                        const FrameReader& reader,
                                        const std::optional<Timecode>& start) {

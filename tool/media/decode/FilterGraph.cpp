@@ -2,12 +2,13 @@
 #include "media/decode/FilterGraph.h"
 
 #include <algorithm>
-#include <array>
+#include <iterator>
 #include <new>
 #include <regex>
 #include <string_view>
 
 #include "base/Errors.h"
+#include "base/Text.h"
 #include "format/InputFormat.h"
 #include "media/container/Libav.h"
 #include "media/decode/FilterLibrary.h"
@@ -19,10 +20,73 @@ extern "C" {
 namespace vixprores {
 namespace {
 
-// Filters that treat each picture alike, whatever was before.
-constexpr std::array<std::string_view, 15> kTimelessFilters{
-    "colorspace", "fieldorder", "format",   "hflip",  "lut1d",     "lut3d", "null",  "setdar",
-    "setfield",   "setparams",  "setrange", "setsar", "transpose", "vflip", "zscale"};
+// A filter that treats each picture alike, whatever was before.
+struct TimelessFilter {
+  std::string_view name;
+  bool takesExpressions = false;  ///< which may depend on time
+};
+
+constexpr TimelessFilter kTimelessFilters[] = {{"avgblur"},
+                                               {"boxblur"},
+                                               {"chromashift"},
+                                               {"colorbalance"},
+                                               {"colorchannelmixer"},
+                                               {"colorlevels"},
+                                               {"colorspace"},
+                                               {"colortemperature"},
+                                               {"crop", true},
+                                               {"curves"},
+                                               {"delogo", true},
+                                               {"drawbox", true},
+                                               {"drawgrid", true},
+                                               {"eq", true},
+                                               {"exposure"},
+                                               {"fieldorder"},
+                                               {"format"},
+                                               {"gblur"},
+                                               {"hflip"},
+                                               {"hue", true},
+                                               {"il"},
+                                               {"limiter"},
+                                               {"lut"},
+                                               {"lut1d"},
+                                               {"lut3d"},
+                                               {"lutrgb"},
+                                               {"lutyuv"},
+                                               {"negate"},
+                                               {"null"},
+                                               {"pad", true},
+                                               {"rotate", true},
+                                               {"scale", true},
+                                               {"setdar"},
+                                               {"setfield"},
+                                               {"setparams"},
+                                               {"setrange"},
+                                               {"setsar"},
+                                               {"swapuv"},
+                                               {"transpose"},
+                                               {"unsharp"},
+                                               {"vflip"},
+                                               {"vibrance"},
+                                               {"zscale"}};
+
+// Variables and functions that give another value for each picture, and an option of scale that
+// carries errors of rounding from one picture to the next.
+const std::regex& WordsOfTime() {
+  static const std::regex words("\\b(t|n|pos|pts|random|st|ld|sws_dither)\\b");
+  return words;
+}
+
+// Returns true if the arguments, as in "1:x=2", make a picture depend on its time.
+bool DependsOnTime(const TimelessFilter& filter, const std::string& arguments) {
+  if (arguments.find("enable") != std::string::npos) return true;
+  if (!filter.takesExpressions) return false;
+  return std::ranges::any_of(Split(arguments, ':'), [](const std::string& argument) {
+    const std::string name = argument.substr(0, argument.find('='));
+    const std::string value = argument.substr(name.size() == argument.size() ? 0 : name.size() + 1);
+    return std::regex_search(value, WordsOfTime()) || name == "sws_dither";
+  });
+}
 
 struct InOutDeleter {
   void operator()(AVFilterInOut* ends) const { LoadFilterLibrary().avfilter_inout_free(&ends); }
@@ -129,17 +193,24 @@ PictureStream FilterGraph::GetStream() const {
           library_.av_buffersink_get_w(sink_), library_.av_buffersink_get_h(sink_)};
 }
 
-bool FilterGraph::IsTimeless(const std::string& graph) {
-  if (graph.find("enable") != std::string::npos) return false;
-  std::size_t begin = 0;
-  while (begin <= graph.size()) {
-    const std::size_t end = std::min(graph.find(',', begin), graph.size());
-    const std::string_view filter = std::string_view(graph).substr(begin, end - begin);
-    const std::string_view word = filter.substr(0, filter.find('='));
-    if (std::ranges::find(kTimelessFilters, word) == kTimelessFilters.end()) return false;
-    begin = end + 1;
+std::optional<std::string> FilterGraph::FindUntested(const std::string& graph) {
+  for (const std::string& filter : Split(graph, ',')) {
+    const std::size_t sign = std::min(filter.find('='), filter.size());
+    const std::string name = filter.substr(0, sign);
+    const auto known = std::ranges::find(kTimelessFilters, name, &TimelessFilter::name);
+    const bool isChain = filter.find_first_of("[;") == std::string::npos;
+    if (!isChain || known == std::end(kTimelessFilters) ||
+        DependsOnTime(*known, filter.substr(std::min(sign + 1, filter.size())))) {
+      return filter;
+    }
   }
-  return true;
+  return std::nullopt;
+}
+
+std::vector<std::string> FilterGraph::TimelessFilters() {
+  std::vector<std::string> names;
+  for (const TimelessFilter& filter : kTimelessFilters) names.emplace_back(filter.name);
+  return names;
 }
 
 }  // namespace vixprores

@@ -3,7 +3,9 @@
 #define TOOL_MEDIA_DECODE_FILTERGRAPH_H
 
 #include <memory>
+#include <optional>
 #include <string>
+#include <vector>
 
 #include "media/decode/VideoDecoder.h"
 
@@ -42,9 +44,11 @@ class FilterGraph {
   /// Properties of the pictures that come out.
   PictureStream GetStream() const;
 
-  /// Returns true if every picture that such a graph makes depends on one picture alone, and on
-  /// neither its time nor its number.
-  static bool IsTimeless(const std::string& graph);
+  /// Returns a filter of the graph that is not known to make each picture of one picture alone,
+  /// independently of its time and number; nullopt = all are known to.
+  static std::optional<std::string> FindUntested(const std::string& graph);
+  /// Returns the names of the filters that are.
+  static std::vector<std::string> TimelessFilters();
 
  private:
   struct GraphDeleter {

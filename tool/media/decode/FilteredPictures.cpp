@@ -107,7 +107,7 @@ void FilteredPictures::BuildGraph(const AVFrame& first) {
 }
 
 bool FilteredPictures::IsTimeless() const {
-  return !reading_.filter || FilterGraph::IsTimeless(*reading_.filter);
+  return !reading_.filter || !FilterGraph::FindUntested(*reading_.filter);
 }
 
 bool FilteredPictures::KeepsCount() const {
