@@ -1,159 +1,66 @@
 // SPDX-License-Identifier: BSD-2-Clause
-#include "base/Text.h"
+#include <exception>
+#include <filesystem>
+#include <system_error>
+#include <utility>
+
 #include "check/VideoComparison.h"
 #include "cli/Commands.h"
 #include "cli/Options.h"
-#include "format/InputFormat.h"
+#include "farm/JobFiles.h"
+#include "farm/JobRun.h"
 #include "report/Report.h"
-#include "run/Transcode.h"
+#include "run/EncodePlan.h"
 
 namespace vixprores {
 namespace {
 
-StreamFormat Override(StreamFormat source, const StreamOverrides& overrides) {
-  if (overrides.colour) {
-    const ColourRange range = source.colour.range;
-    source.colour = *overrides.colour;
-    source.colour.range = range;
-  }
-  source.colour.primaries = overrides.primaries.value_or(source.colour.primaries);
-  source.colour.transfer = overrides.transfer.value_or(source.colour.transfer);
-  source.colour.matrix = overrides.matrix.value_or(source.colour.matrix);
-  source.fieldOrder = overrides.fields.value_or(source.fieldOrder);
-  source.sampleAspect = overrides.sampleAspect.value_or(source.sampleAspect);
-  source.rate = overrides.rate.value_or(source.rate);
-  if (overrides.masteringDisplay) source.masteringDisplay = overrides.masteringDisplay;
-  if (overrides.contentLight) source.contentLight = overrides.contentLight;
-  return source;
-}
-
-void Override(Metadata& metadata, const Metadata& overrides) {
-  for (const auto& label : overrides) {
-    // Names differ in case between containers.
-    std::erase_if(metadata, [&](const auto& entry) { return ToLower(entry.first) == label.first; });
-    if (!label.second.empty()) metadata.insert(label);
-  }
-}
-
-// Returns how the input is decoded.
-FootageReading ReadingFor(const EncodeOptions& options) {
-  FootageReading reading = options.footage;
-  const StreamOverrides& overrides = options.overrides;
-  reading.threads = options.threads;
-  reading.rate = overrides.rate;
-  reading.fields = overrides.fields;
-  if (overrides.colour) reading.colour = *overrides.colour;
-  reading.colour.primaries = overrides.primaries.value_or(reading.colour.primaries);
-  reading.colour.transfer = overrides.transfer.value_or(reading.colour.transfer);
-  reading.colour.matrix = overrides.matrix.value_or(reading.colour.matrix);
-  return reading;
-}
-
-StreamFormat EncodedFormat(StreamFormat source, const ProResVariant& variant) {
-  source.code = variant.code;
-  // An unknown field order is coded, and therefore labelled, as progressive.
-  if (source.fieldOrder == FieldOrder::Unknown) source.fieldOrder = FieldOrder::Progressive;
-  return source;
-}
-
-// Returns the input's timecode at the rate of the output.
-std::optional<Timecode> TakeOverTimecode(const FrameReader& reader, Rational rate,
-                                         std::vector<std::string>& notes) {
-  const auto timecode = reader.GetDescription().timecode;
-  if (!timecode || rate == reader.GetFormat().rate) return timecode;
-  const std::string text = timecode->ToText();
-  const auto relabelled = Timecode::Find(text, rate);
-  if (!relabelled) {
-    notes.push_back(reader.GetName() + ": drops the timecode '" + text +
-                    "', which does not exist at " + Describe(rate) + " frames per second");
-  }
-  return relabelled;
-}
-
-// Players assume limited range in an output that cannot label it.
-void CheckRange(const StreamFormat& source, const OutputFormat& output, const FrameReader& reader,
-                std::vector<std::string>& notes) {
-  if (source.colour.range != ColourRange::Full || output.keepsColourRange) return;
-  notes.push_back(reader.GetName() +
-                  ": full range, which players of this output take for limited range; this command "
-                  "converts it:\n  " +
-                  ConversionCommand(reader.GetName(), kToLimitedRange));
-}
-
-SequenceReading ReadingOf(const EncodeOptions& options) {
-  const StreamOverrides& overrides = options.overrides;
-  const int matrix = overrides.colour ? overrides.colour->matrix : 2;
-  SequenceReading reading;
-  reading.rate = overrides.rate;
-  reading.turns = !options.footage.keepsRotation;
-  reading.missing = options.missing;
-  reading.colours = ChooseSpaces(options.colours, std::nullopt);
-  reading.matrix = overrides.matrix.value_or(matrix);
-  return reading;
-}
-
-std::unique_ptr<FrameReader> Open(const EncodeOptions& options) {
-  auto images = options.rawFrames ? std::nullopt : FindImages(options.input);
-  if (images) return std::make_unique<SequenceReader>(std::move(*images), ReadingOf(options));
-  if (options.colours.IsGiven()) {
-    throw UsageError("--input-color, --output-color and --ocio are for image sequences");
-  }
-  return options.rawFrames ? OpenRawFrames(options.input, *options.rawFrames)
-                           : OpenFootage(options.input, ReadingFor(options));
-}
-
-// Returns the timecode of the first frame of an image sequence from its number or its file.
-Timecode TakeSequenceTimecode(const FrameReader& reader, const std::string& choice, Rational rate) {
-  const InputDescription& input = reader.GetDescription();
-  if (choice == "frame") return Timecode::Parse("00:00:00:00", rate) + input.firstNumber;
-  if (input.timecode) return *input.timecode;
-  throw Failure(reader.GetName() + ": the first file has no timecode of " + Describe(rate) +
-                " frames per second; --timecode frame counts from its number");
-}
-
-std::optional<Timecode> ChooseTimecode(const EncodeOptions& options, const FrameReader& reader,
-                                       Rational rate, std::vector<std::string>& notes) {
-  const auto& choice = options.timecode;
-  if (!choice) return TakeOverTimecode(reader, rate, notes);
-  const bool isOfSequence = *choice == "frame" || *choice == "file";
-  return isOfSequence ? TakeSequenceTimecode(reader, *choice, rate)
-                      : Timecode::Parse(*choice, rate);
-}
-
 void Encode(const EncodeOptions& options, RunReport& report, RunObserver& observer) {
-  const OutputFormat& output = FindProResOutput(options.output);
-  auto reader = Open(options);
-  StreamFormat source = Override(reader->GetFormat(), options.overrides);
-  // What the user stated was the source's.
-  if (options.footage.convertColour) source.colour = reader->GetFormat().colour;
-  if (options.footage.deinterlacing != Deinterlacing::None)
-    source.fieldOrder = FieldOrder::Progressive;
-  CheckEncodable(source, reader->GetName());
-  std::vector<std::string> notes;
-  MovieContent content{EncodedFormat(source, *options.variant)};
-  content.timecode = ChooseTimecode(options, *reader, source.rate, notes);
-  content.metadata = reader->GetDescription().metadata;
-  Override(content.metadata, options.metadata);
-  content.compressor = options.compressor.value_or("");
-  content.vendor = options.vendor.value_or(kVendor);
-  CheckRange(source, output, *reader, notes);
-  TranscodePlan plan{std::move(reader), source, ProResElement::Encoder(*options.variant),
-                     std::move(content), output};
-  plan.notes = std::move(notes);
-  plan.onDamage = options.onDamage;
+  TranscodePlan plan = PlanEncoding(options);
   if (options.verify) {
-    plan.makeCheck = [source, encoded = plan.content.video](const ThreadShares& shares) {
+    plan.makeCheck = [source = plan.source,
+                      encoded = plan.content.video](const ThreadShares& shares) {
       return MakeEncodingCheck(source, encoded, shares);
     };
   }
-  Transcode(options, std::move(plan), report, observer);
+  options.chunk ? EncodeChunk(options, std::move(plan), report, observer)
+                : Transcode(options, std::move(plan), report, observer);
 }
 
+// Records the outcome of a chunk.
+class EncodeReporter : public RunReporter {
+ public:
+  explicit EncodeReporter(const EncodeOptions& options) : RunReporter(options), options_(options) {}
+
+  void ReportEnd(const RunReport& report) override {
+    RunReporter::ReportEnd(report);
+    if (report.status != RunReport::Status::Skipped) Record(report);
+  }
+
+  void Record(const RunReport& report) const {
+    if (!options_.chunk) return;
+    std::error_code none;
+    std::filesystem::create_directories(std::filesystem::path(options_.output).parent_path(), none);
+    RecordOutcome(NameOutcome(options_.output), options_.chunk->job, report);
+  }
+
+ private:
+  const EncodeOptions& options_;
+};
+
 int RunEncode(const EncodeOptions& options) {
-  RunReporter reporter(options);
-  return RunReported(options, "encode", reporter, [&](const BatchItem& item, RunReport& report) {
-    Encode(ForItem(options, item), report, reporter);
-  });
+  EncodeReporter reporter(options);
+  try {
+    return RunReported(options, "encode", reporter, [&](const BatchItem& item, RunReport& report) {
+      Encode(ForItem(options, item), report, reporter);
+    });
+  } catch (const std::exception& error) {
+    // This machine cannot run any chunk, for example without the plug-in.
+    RunReport report;
+    report.message = error.what();
+    reporter.Record(report);
+    throw;
+  }
 }
 
 }  // namespace

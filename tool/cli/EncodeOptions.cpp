@@ -133,17 +133,65 @@ OptionGroup RawFrameGroup(RawFrameOptions& options) {
            Flag("--interlaced", options.interlaced, "two fields per frame, top field first")}};
 }
 
-// Writes down the values of these options as they are given.
-void RecordValues(std::vector<OptionGroup>& groups, std::string& values) {
-  for (OptionGroup& group : groups) {
-    for (Option& option : group.options) {
-      option.take = [take = std::move(option.take), name = option.name,
-                     &values](const std::string& text) {
-        take(text);
-        values.append(name).append("=").append(text).append("\n");
-      };
+// Writes down the options of a group as they are given.
+OptionGroup Recorded(OptionGroup group, std::vector<GivenOption>& given) {
+  for (Option& option : group.options) {
+    option.take = [take = std::move(option.take), name = option.name, isFlag = option.value.empty(),
+                   &given](const std::string& text) {
+      take(text);
+      given.push_back({name, isFlag ? std::nullopt : std::optional(text)});
+    };
+  }
+  return group;
+}
+
+// Returns the options that determine the frames and the sound of an output, as text.
+std::optional<std::string> DescribeFrameOptions(const EncodeOptions& options) {
+  // A filter may read files, which can change.
+  if (options.footage.filter) return std::nullopt;
+  std::string text;
+  for (const auto* given : {&options.pictureOptions, &options.soundOptions}) {
+    for (const GivenOption& option : *given) {
+      text.append(option.name).append("=").append(option.value.value_or("")).append("\n");
     }
   }
+  return text;
+}
+
+ChunkName ParseChunk(const std::string& text) {
+  constexpr std::int64_t kMostChunks = 1'000'000;
+  const std::size_t colon = text.find(':');
+  const std::size_t slash = text.find('/');
+  if (colon != std::string::npos && slash != std::string::npos && colon > 0 && colon < slash) {
+    const auto number = ParseNumber(text.substr(colon + 1, slash - colon - 1), kMostChunks);
+    const auto count = ParseNumber(text.substr(slash + 1), kMostChunks);
+    if (number && count && *number >= 1 && *number <= *count) {
+      return {text.substr(0, colon), static_cast<int>(*number), static_cast<int>(*count)};
+    }
+  }
+  throw UsageError("--chunk: invalid chunk '" + text +
+                   "'; write JOB:NUMBER/COUNT, as 'vixprores plan' does");
+}
+
+OptionGroup ChunkGroup(std::optional<ChunkName>& chunk) {
+  Option option = Parsed("--chunk", "JOB:N/COUNT", chunk, ParseChunk,
+                         "encode a part of a job; 'vixprores plan' makes the command");
+  option.details =
+      "Labels the output as that part, for 'vixprores join', and does nothing if the output is "
+      "that "
+      "part of the unchanged input already. Another file of that name is replaced. Writes the "
+      "outcome as JSON beside the output, for 'vixprores status'. Needs --frames and --no-audio.";
+  return {"Part of a job", {option}};
+}
+
+void CheckChunk(const EncodeOptions& options) {
+  if (!options.chunk) return;
+  const auto& frames = options.frames;
+  const bool isComplete = frames && !frames->IsOpen() && options.noAudio && !options.outputDir;
+  if (isComplete && options.onDamage == DamagePolicy::Stop) return;
+  throw UsageError(
+      "--chunk needs --frames FIRST-LAST, --no-audio and an OUTPUT, without --on-error; 'vixprores "
+      "plan' makes the command");
 }
 
 }  // namespace
@@ -170,24 +218,26 @@ Command DescribeEncode(EncodeOptions& options) {
     take(words);
     CheckNames(options, [](const std::string& name) { FindProResOutput(name); });
     options.rawFrames = ToRawFrameFormat(*rawFrames, options.overrides);
-    // A filter may read files, which can change.
-    if (options.footage.filter) options.frameOptions = std::nullopt;
+    options.frameOptions = DescribeFrameOptions(options);
+    CheckChunk(options);
   };
-  command.groups = {{"Encoding",
-                     {VariantOption(options.variant, "422"),
-                      Flag("--verify", options.verify, "decode every frame again and compare it"),
-                      OnErrorOption(options.onDamage)}},
-                    FootageGroup(options.footage),
-                    LabelsGroup(options),
-                    TextsGroup(options),
-                    SoundGroup(options),
-                    RawFrameGroup(*rawFrames),
-                    SequenceInputGroup(options.missing, options.colours)};
-  RecordValues(command.groups, options.frameOptions.emplace());
-  for (OptionGroup& group :
-       std::vector{BatchGroup(options), RunGroup(options), MachineGroup(options, options)}) {
-    command.groups.push_back(std::move(group));
-  }
+  const OptionGroup encoding{
+      "Encoding",
+      {VariantOption(options.variant, "422"),
+       Flag("--verify", options.verify, "decode every frame again and compare it"),
+       OnErrorOption(options.onDamage)}};
+  auto& pictures = options.pictureOptions;
+  command.groups = {Recorded(encoding, pictures),
+                    Recorded(FootageGroup(options.footage), pictures),
+                    Recorded(LabelsGroup(options), pictures),
+                    Recorded(TextsGroup(options), pictures),
+                    Recorded(SoundGroup(options), options.soundOptions),
+                    Recorded(RawFrameGroup(*rawFrames), pictures),
+                    Recorded(SequenceInputGroup(options.missing, options.colours), pictures),
+                    BatchGroup(options),
+                    RunGroup(options),
+                    Recorded(MachineGroup(options, options), options.machineOptions),
+                    ChunkGroup(options.chunk)};
   command.examples = {
       {"vixprores encode --variant hq camera.mp4 output.mov", "Encode a file."},
       {"vixprores encode --fourcc UYVY --size 1920x1080 --rate 25 frames.uyvy out.mov",

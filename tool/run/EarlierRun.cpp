@@ -68,14 +68,8 @@ bool IsLeftover(const fs::path& path, const fs::path& output) {
 
 }  // namespace
 
-EarlierRun::EarlierRun(const TranscodeOptions& options) : mark_(MakeMark(options)) {
-  if (mark_.empty()) return;
-  FindLeftovers(options.output);
-  const auto largest = std::ranges::max_element(leftovers_, {}, &Leftover::bytes);
-  if (largest != leftovers_.end()) Open(largest->path);
-}
-
-void EarlierRun::FindLeftovers(const std::string& output) {
+std::vector<Leftover> LockLeftovers(const std::string& output) {
+  std::vector<Leftover> leftovers;
   std::error_code error;
   const fs::path folder = fs::absolute(output, error).parent_path();
   fs::directory_iterator entry(folder, error);
@@ -84,13 +78,22 @@ void EarlierRun::FindLeftovers(const std::string& output) {
     std::error_code none;
     if (!IsLeftover(path, output) || !entry->is_regular_file(none)) continue;
     // Network file systems lock only files that are open for writing.
-    LockedFile file(std::fopen(path.c_str(), "r+e"), std::fclose);
-    // A run marks its file after locking it: check the mark under the lock.
-    if (!file || flock(fileno(file.get()), LOCK_EX | LOCK_NB) != 0) continue;
-    if (!HasMark(path, mark_)) continue;
-    const std::uintmax_t bytes = fs::file_size(path, none);
-    if (!none) leftovers_.push_back({path.string(), std::move(file), bytes});
+    Leftover leftover{path.string(), {std::fopen(path.c_str(), "r+e"), std::fclose}};
+    if (!leftover.lock || flock(fileno(leftover.lock.get()), LOCK_EX | LOCK_NB) != 0) continue;
+    leftover.bytes = fs::file_size(path, none);
+    if (!none) leftovers.push_back(std::move(leftover));
   }
+  return leftovers;
+}
+
+EarlierRun::EarlierRun(const TranscodeOptions& options) : mark_(MakeMark(options)) {
+  if (mark_.empty()) return;
+  leftovers_ = LockLeftovers(options.output);
+  // A run marks its file after locking it: check the marks under the locks.
+  std::erase_if(leftovers_,
+                [&](const Leftover& leftover) { return !HasMark(leftover.path, mark_); });
+  const auto largest = std::ranges::max_element(leftovers_, {}, &Leftover::bytes);
+  if (largest != leftovers_.end()) Open(largest->path);
 }
 
 void EarlierRun::Open(const std::string& path) {

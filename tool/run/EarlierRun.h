@@ -15,6 +15,17 @@
 
 namespace vixprores {
 
+/// A file that an earlier run has left behind, locked.
+struct Leftover {
+  std::string path;
+  std::unique_ptr<std::FILE, int (*)(std::FILE*)> lock;
+  std::uintmax_t bytes = 0;
+};
+
+/// Returns the work files and partial outputs of earlier runs for that output that no process
+/// writes. None where the file system has no locks.
+std::vector<Leftover> LockLeftovers(const std::string& output);
+
 /// Frames that an interrupted run of the same encoding left in its work file or partial output. The
 /// work files of batches are marked in an extended attribute with all that determines their frames:
 /// input, range, options and program. Without attributes or locks in the file system there is no
@@ -34,15 +45,6 @@ class EarlierRun {
   void Finish(const std::string& output);
 
  private:
-  using LockedFile = std::unique_ptr<std::FILE, int (*)(std::FILE*)>;
-
-  struct Leftover {
-    std::string path;
-    LockedFile lock;
-    std::uintmax_t bytes;
-  };
-
-  void FindLeftovers(const std::string& output);
   void Open(const std::string& path);
   void ReadNext();
 

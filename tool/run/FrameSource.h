@@ -33,7 +33,7 @@ struct Frame {
   /// Packed for the writer; null = nothing to write.
   std::shared_ptr<const vix::IVideoSample> result;
   std::uint64_t resultBytes = 0;
-  bool isResumed = false;          ///< an earlier run has encoded `result`
+  bool isResumed = false;          ///< `result` is that of an earlier run
   std::vector<SoundPacket> sound;  ///< that the input has before it
 };
 

@@ -103,6 +103,19 @@ enum class DamagePolicy {
   Conceal,  ///< keeps a concealed picture; a lost frame repeats the previous one
 };
 
+/// An option as it was given on the command line.
+struct GivenOption {
+  std::string name;
+  std::optional<std::string> value = {};  ///< nullopt = a flag
+};
+
+/// One of the pieces that a job is divided into.
+struct ChunkName {
+  std::string job;  ///< identity of the job
+  int number = 1;   ///< from 1
+  int count = 1;    ///< chunks of the job
+};
+
 struct EncodeOptions : TranscodeOptions {
   EncodeOptions() { audio.decodes = true; }
 
@@ -117,6 +130,11 @@ struct EncodeOptions : TranscodeOptions {
   MissingFiles missing = MissingFiles::Fail;  ///< of image sequences
   FootageReading footage;  ///< without what `overrides` and the thread options state
   DamagePolicy onDamage = DamagePolicy::Stop;
+  std::optional<ChunkName> chunk;  ///< the output is a part of a job; nullopt = all of it
+  // The options as given, for the commands of a job:
+  std::vector<GivenOption> pictureOptions;
+  std::vector<GivenOption> soundOptions;
+  std::vector<GivenOption> machineOptions;
 };
 
 struct CopyOptions : TranscodeOptions {

@@ -151,7 +151,7 @@ int RunReported(const TranscodeOptions& options, const char* command, RunObserve
   if (options.outputDir) return RunBatch(options, command, observer, work);
   const RunReport report = RunReporting(command, {options.input, options.output}, 0, work);
   observer.ReportEnd(report);
-  return report.status == RunReport::Status::Done ? kExitDone : kExitFailed;
+  return report.HasOutput() ? kExitDone : kExitFailed;
 }
 
 namespace {

@@ -51,6 +51,8 @@ struct TranscodePlan {
   std::shared_ptr<SoundSource> sound = nullptr;
   DamagePolicy onDamage = DamagePolicy::Stop;
   SequencePlan sequence = {};
+  bool isEncoded = false;    ///< the reader's frames are those of the output
+  bool keepsPartial = true;  ///< the frames before a failure, as a partial output
 };
 
 /// Runs the frames of the plan's reader through elements side by side into the output, which is

@@ -63,6 +63,8 @@ TranscodeRun::TranscodeRun(const TranscodeOptions& options, TranscodePlan plan, 
       file_(*opened_.output),
       writer_(opened_.writer.get()),
       onDamage_(plan.onDamage),
+      isEncoded_(plan.isEncoded),
+      keepsPartial_(plan.keepsPartial),
       gapFiller_(plan.content.video, *writer_),
       report_(report),
       observer_(observer),
@@ -107,7 +109,7 @@ void TranscodeRun::FinishPartial(const std::string& reason) {
   report_.message = reason;
   std::string fate = "; nothing was kept";
   report_.frames = frames_;
-  if (frames_ > 0) {
+  if (frames_ > 0 && keepsPartial_) {
     const KeptFrames kept = KeepFrames(file_, *writer_, frames_);
     if (!kept.name.empty()) ReportOutput(kept.name);
     fate = kept.fate;
@@ -116,12 +118,12 @@ void TranscodeRun::FinishPartial(const std::string& reason) {
   if (file_.IsSeekable()) report_.message += fate;
 }
 
-// Reads a frame, with its result if an earlier run has encoded it.
+// Reads a frame, with its result if that is encoded already.
 std::optional<Frame> TranscodeRun::ReadFrame() {
   auto frame = source_.Read();
   if (!frame || !frame->source || !frame->fault.empty()) return frame;
   const std::int64_t begin = result_.start + source_.ToOutput(frame->place.number);
-  const auto encoded = earlier_.Take(begin);
+  const auto encoded = isEncoded_ ? frame->source : earlier_.Take(begin);
   if (!encoded) return frame;
   const auto info = DescribeStream(result_);
   frame->isResumed = true;
@@ -248,7 +250,7 @@ void TranscodeRun::Write(Frame& frame, const std::exception_ptr& failure) {
     if (onDamage_ == DamagePolicy::Conceal) gapFiller_.SetLast(frame.result);
     standIns_.CountFrame();
     WriteFrame(frame.result);
-    if (frame.isResumed) ++report_.resumedFrames;
+    if (frame.isResumed && !isEncoded_) ++report_.resumedFrames;
   } else if (onDamage_ == DamagePolicy::Conceal) {
     FillGap(frame.place);
   }

@@ -91,6 +91,8 @@ class TranscodeRun {
   Output& file_;
   FrameWriter* writer_;
   DamagePolicy onDamage_;
+  bool isEncoded_;     ///< see TranscodePlan
+  bool keepsPartial_;  ///< see TranscodePlan
   FramePool pool_;
   std::int64_t frames_ = 0;  ///< given to the writer
   GapFiller gapFiller_;
