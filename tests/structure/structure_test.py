@@ -25,7 +25,7 @@ def layers(*folders):
     return {folder: list(folders[index:]) for index, folder in enumerate(folders)}
 
 
-TOOL = layers("tool/cli", "tool/report", "tool/check", "tool/run", "tool/recovery", "tool/media",
+TOOL = layers("tool/cli", "tool/report", "tool/check", "tool/farm", "tool/run", "tool/recovery", "tool/media",
               "tool/frames", "tool/format", "tool/base")
 CODEC_BASE = ["codec/cpu", "codec/Status.h", "codec/Ensure.h", "include/ProRes"]
 

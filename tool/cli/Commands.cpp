@@ -12,10 +12,11 @@ extern "C" {
 namespace vixprores {
 
 std::vector<Command> AllCommands() {
-  return {MakeEncodeCommand(),   MakeDecodeCommand(),  MakeCopyCommand(),
-          MakeInspectCommand(),  MakeCompareCommand(), MakeVerifyCommand(),
-          MakeRecoverCommand(),  MakeThumbsCommand(),  MakeBenchCommand(),
-          MakeElementsCommand(), MakeManualCommand(),  MakeCompletionCommand()};
+  return {
+      MakeEncodeCommand(),  MakeDecodeCommand(),   MakeCopyCommand(),    MakePlanCommand(),
+      MakeJoinCommand(),    MakeSubmitCommand(),   MakeStatusCommand(),  MakeInspectCommand(),
+      MakeCompareCommand(), MakeVerifyCommand(),   MakeRecoverCommand(), MakeThumbsCommand(),
+      MakeBenchCommand(),   MakeElementsCommand(), MakeManualCommand(),  MakeCompletionCommand()};
 }
 
 namespace {
