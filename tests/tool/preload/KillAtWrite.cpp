@@ -2,9 +2,10 @@
 // A library to be preloaded, which ends a program at one of its changes of files, as a crash would.
 // KILL_AT_CHANGE is the number of the change, from 1: a write to a file, a new name, a removal, a
 // new length, or a wait for the disk. Every other change, of odd number, is half done if it is a
-// write. If SIGNAL_AT_CHANGE is set, the program gets that signal instead and goes on. At the end
+// write. If SIGNAL_AT_CHANGE is set, the program gets that signal instead and goes on. If WAIT_FOR
+// is set, it writes its process number to that name with ".pid" and waits for that file. At the end
 // of a program that was not killed, the number of all changes is written to the file that
-// COUNT_CHANGES names.
+// COUNT_CHANGES names. If KILL_COMMAND is set, it acts only in processes with that argument.
 #include <dlfcn.h>
 #include <fcntl.h>
 #include <sys/stat.h>
@@ -14,6 +15,8 @@
 #include <csignal>
 #include <cstdio>
 #include <cstdlib>
+#include <fstream>
+#include <string>
 
 namespace {
 
@@ -25,13 +28,33 @@ Function Next(const char* name) {
   return reinterpret_cast<Function>(dlsym(RTLD_NEXT, name));
 }
 
+// Returns true if the process has the argument that KILL_COMMAND names, or if none is named.
+bool IsMeant() {
+  const char* const argument = std::getenv("KILL_COMMAND");
+  if (!argument) return true;
+  std::ifstream words("/proc/self/cmdline");
+  for (std::string word; std::getline(words, word, '\0');) {
+    if (word == argument) return true;
+  }
+  return false;
+}
+
+void WaitFor(const char* path) {
+  std::ofstream(std::string(path) + ".pid") << getpid() << '\n';
+  while (access(path, F_OK) != 0) usleep(1000);
+}
+
 // Counts a change. Returns true if the program is to be killed at it.
 bool IsLast() {
+  static const bool isMeant = IsMeant();
+  if (!isMeant) return false;
   static const char* const last = std::getenv("KILL_AT_CHANGE");
   static const char* const signal = std::getenv("SIGNAL_AT_CHANGE");
+  static const char* const wait = std::getenv("WAIT_FOR");
   if (++g_changes != (last ? std::atol(last) : 0)) return false;
   if (signal) raise(std::atoi(signal));
-  return !signal;
+  if (wait) WaitFor(wait);
+  return !signal && !wait;
 }
 
 using Write = ssize_t (*)(int, const void*, size_t, off_t);
