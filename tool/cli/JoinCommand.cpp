@@ -13,9 +13,8 @@ Command DescribeJoin(JoinOptions& options) {
   command.description =
       "Writes the output of a job whose chunks are all encoded, and removes the parts. Frames are "
       "copied and checked; sound, timecode and texts come from the input. 'vixprores plan' makes "
-      "the "
-      "command. If parts are missing, damaged, of another job, or older than the input, prints the "
-      "commands that make them and writes nothing.";
+      "the command. If parts are missing, damaged, of another job, or older than the input, "
+      "prints the commands that make them and writes nothing.";
   command.usages = {"[OPTION]... INPUT OUTPUT"};
   command.groups.front().options.push_back(
       Parsed("--job", "JOB:FIRST-LAST", options.job, JobName::Parse,

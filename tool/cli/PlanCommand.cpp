@@ -36,16 +36,12 @@ Command DescribePlan(JobOptions& options) {
       DescribeJobCommand(options, "plan", "Divide an encoding into commands for several machines");
   command.description =
       "Prints a job as JSON: for each chunk of the frames the command that encodes it to a part, "
-      "and "
-      "the command that joins the parts to the output. Any queue may run the commands, in any "
-      "order "
-      "and more than once, on machines that reach the files under the same paths; the join comes "
-      "last. The output is what one run of encode would write, with the sound, the timecode and "
-      "the "
-      "texts of the input. The same input and options give the same plan everywhere.\n\n"
+      "and the command that joins the parts to the output. Any queue may run the commands, in any "
+      "order and more than once, on machines that reach the files under the same paths; the join "
+      "comes last. The output is what one run of encode would write, with the sound, the timecode "
+      "and the texts of the input. The same input and options give the same plan everywhere.\n\n"
       "An input that does not state the number of its frames is read once. Refuses filters that "
-      "may "
-      "give other pictures in chunks than in one run, --on-error, and pipes.";
+      "may give other pictures in chunks than in one run, --on-error, and pipes.";
   command.examples = {{"vixprores plan --variant hq --chunks 12 master.mov output.mov > plan.json",
                        "Divide a film into twelve commands."}};
   return command;

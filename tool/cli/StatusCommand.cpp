@@ -23,9 +23,9 @@ Command DescribeStatus(StatusOptions& options) {
   command.summary = "Show how far a job is";
   command.description =
       "Reads the folder of a job and prints the frames and chunks that are encoded, the speed and "
-      "the time left, and the chunks that failed with the reason. Asks no queue. The speed is that "
-      "of the running chunks, as fast as those that are done. The exit code is 1 if a chunk or the "
-      "join has failed or was interrupted.";
+      "the time left, and the chunks that failed with the reason. Asks no queue. The speed is "
+      "that of the running chunks, as fast as those that are done. The exit code is 1 if a chunk "
+      "or the join has failed or was interrupted.";
   command.usages = {"[OPTION]... JOBDIR..."};
   command.arguments = {
       {"JOBDIR", "folder of a job with its plan.json, or a plan, as 'vixprores plan' prints it",
@@ -52,6 +52,7 @@ int RunStatus(const StatusOptions& options) {
     std::ranges::move(ReadPlan(isFolder ? NamePlan(path) : path), std::back_inserter(jobs));
   }
   std::vector<JobState> states;
+  states.reserve(jobs.size());
   for (const Job& job : jobs) states.push_back(FindJobState(job));
   if (options.json) {
     StandardOutput()(JobsJson(jobs, states) + "\n");

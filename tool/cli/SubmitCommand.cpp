@@ -34,16 +34,12 @@ Command DescribeSubmit(SubmitOptions& options) {
   Command command = DescribeJobCommand(options, "submit", "Encode on the machines of a queue");
   command.description =
       "Submits the job that 'vixprores plan' would print: an array of tasks that encode the "
-      "chunks, "
-      "and a task that joins the parts when all are done. Prints the numbers of both. Chunks that "
-      "are done are not submitted: after a failure, run the command again. 'vixprores status' "
-      "shows "
-      "the progress.\n\n"
+      "chunks, and a task that joins the parts when all are done. Prints the numbers of both. "
+      "Chunks that are done are not submitted: after a failure, run the command again. 'vixprores "
+      "status' shows the progress.\n\n"
       "If there are more chunks than Slurm takes tasks in an array (MaxArraySize), each task "
-      "encodes "
-      "several. Tasks may be requeued; one that was killed starts its chunk again. The machines "
-      "need "
-      "this program under the same path.";
+      "encodes several. Tasks may be requeued; one that was killed starts its chunk again. The "
+      "machines need this program under the same path.";
   command.groups.insert(command.groups.begin() + 1, SlurmGroup(options));
   command.takeArguments = [&options, take = std::move(command.takeArguments)](
                               const std::vector<std::string>& words) {

@@ -89,7 +89,7 @@ Words SubmitCommand(const Job& job, const SlurmOptions& slurm, const std::string
 }
 
 std::string FindJobNumber(const std::string& answer) {
-  const std::string number = answer.substr(0, answer.find_first_of(";\n"));
+  std::string number = answer.substr(0, answer.find_first_of(";\n"));
   if (ParseNumber(number, kOpenEnd)) return number;
   throw Failure("sbatch: answers '" + PrintableLine(answer) + "' instead of a job's number");
 }

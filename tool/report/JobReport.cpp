@@ -89,7 +89,7 @@ std::string JobsJson(const std::vector<Job>& jobs, const std::vector<JobState>& 
 std::string SubmissionText(const Submission& submission) {
   std::string text;
   for (const auto& [path, content] : submission.files) {
-    text += "# " + path + "\n" + content + "\n";
+    text.append("# ").append(path).append("\n").append(content).append("\n");
   }
   std::vector<std::string> join = submission.join;
   if (!submission.array.empty()) {
