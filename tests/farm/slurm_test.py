@@ -272,8 +272,10 @@ class Options(FarmTest):
         self.assertEqual(result.returncode, 1)
         self.assertIn("sbatch: failed", result.stderr)
         self.assertIn("invalid partition", result.stderr)
-        unreachable = {**self.slurm.environment, "SLURM_CONF": str(self.path("missing.conf"))}
-        result = run("submit", "--slurm", "--chunks", 2, self.input, self.output, env=unreachable)
+        configuration = self.path("broken.conf")
+        configuration.write_text("nonsense\n")
+        broken = {**self.slurm.environment, "SLURM_CONF": str(configuration)}
+        result = run("submit", "--slurm", "--chunks", 2, self.input, self.output, env=broken)
         self.assertEqual(result.returncode, 1)
         self.assertIn("scontrol: failed", result.stderr)
         self.output.write_bytes(b"mine")
