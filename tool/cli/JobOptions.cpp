@@ -21,7 +21,7 @@ OptionGroup LayoutGroup(JobOptions& options) {
       {CountOption("--chunks", options.layout.chunks, "divide the frames into that many chunks"),
        CountOption("--chunk-frames", options.layout.chunkFrames,
                    "divide them into chunks of that many frames"),
-       folder}};
+       folder, Flag("--keep-parts", options.keepsParts, "leave the parts after the join")}};
 }
 
 }  // namespace

@@ -19,8 +19,6 @@ Command DescribeJoin(JoinOptions& options) {
   command.groups.front().options.push_back(
       Parsed("--job", "JOB:FIRST-LAST", options.job, JobName::Parse,
              "identity and frames of the job, as in the plan"));
-  command.groups.front().options.push_back(
-      Flag("--keep-parts", options.keepsParts, "leave the parts where they are"));
   command.takeArguments =
       [&options, take = std::move(command.takeArguments)](const std::vector<std::string>& words) {
         take(words);

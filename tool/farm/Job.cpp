@@ -70,6 +70,7 @@ Words JoinCommand(const JobOptions& options, const Job& job) {
   if (options.frames) words.insert(words.end(), {"--frames", DescribeAsGiven(*options.frames)});
   if (options.jobDir) words.insert(words.end(), {"--job-dir", AsArgument(*options.jobDir)});
   if (options.overwrite) words.emplace_back("--overwrite");
+  if (options.keepsParts) words.emplace_back("--keep-parts");
   words.insert(words.end(), {AsArgument(job.input), AsArgument(job.output)});
   return words;
 }

@@ -26,6 +26,7 @@ struct ChunkLayout {
 struct JobOptions : EncodeOptions {
   ChunkLayout layout;
   std::optional<std::string> jobDir;  ///< none = beside the output; of many inputs, for all of them
+  bool keepsParts = false;            ///< after the join
 };
 
 /// A piece of a job.

@@ -22,7 +22,6 @@ void EncodeChunk(EncodeOptions options, TranscodePlan plan, RunReport& report,
 
 struct JoinOptions : JobOptions {
   std::optional<JobName> job;  ///< set
-  bool keepsParts = false;
 };
 
 /// Makes the output of the parts of a job, and removes them. The output is what one run would have

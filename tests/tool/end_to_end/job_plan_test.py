@@ -65,6 +65,10 @@ class Plan(JobTest):
                 job = self.plan_one("--variant", "hq", *options, self.clip)
                 self.assertEqual(job["job"], first["job"])
 
+    def test_the_join_keeps_the_parts_if_the_plan_says_so(self):
+        self.assertNotIn("--keep-parts", self.plan_one(self.clip)["join"])
+        self.assertIn("--keep-parts", self.plan_one("--keep-parts", self.clip)["join"])
+
     def test_another_job_has_another_identity(self):
         longer = self.path("longer.mov")
         found = [self.plan_one(*options, self.clip)["job"] for options in (
