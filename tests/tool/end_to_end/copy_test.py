@@ -1,6 +1,7 @@
 # SPDX-License-Identifier: BSD-2-Clause
 """Copying ProRes frames without coding them again: cut, joined, rewrapped and relabelled."""
 import json
+import pathlib
 import re
 import shutil
 import struct
@@ -437,8 +438,12 @@ class Copy(ToolTest):
 
     def test_runs_without_the_plug_in(self):
         make_movie(self.source)
-        program = self.path("alone")
+        program = self.path("bin/vixprores")
+        for folder in (program.parent, self.path("lib")):
+            folder.mkdir()
         shutil.copy(PROGRAM, program)
+        for library in ("libProRes.so.1", "libvixCore.so.1"):
+            shutil.copy(pathlib.Path(PROGRAM).parent.parent / "lib" / library, self.path("lib"))
         subprocess.run([program, "copy", self.source, self.out], check=True, capture_output=True,
                        timeout=TIMEOUT)
 
