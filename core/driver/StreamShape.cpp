@@ -5,8 +5,8 @@
 
 #include "EnumText.h"
 #include "FourCCText.h"
+#include "FrameParsing.h"
 #include "bitstream/BigEndian.h"
-#include "bitstream/FrameHeader.h"
 #include "bitstream/PictureGeometry.h"
 #include "vix/RawVideoUtils.h"
 #include "vix/Registry.h"
@@ -22,30 +22,6 @@ constexpr EnumText<std::int32_t> kChromaTexts[] = {
     {static_cast<std::int32_t>(VideoChroma::C422), "4:2:2"},
     {static_cast<std::int32_t>(VideoChroma::C444), "4:4:4"},
 };
-
-[[noreturn]] void RejectHeader(std::size_t frameBytes) {
-  throw VIXError(ErrorCode::Damaged, "a frame of " + std::to_string(frameBytes) +
-                                         " bytes without a valid ProRes frame header");
-}
-
-prores::FrameHeader ParseHeader(std::span<const std::uint8_t> frame, bool isBare) {
-  prores::FrameHeader header;
-  std::span<const std::uint8_t> pictures;
-  const auto parse = isBare ? prores::ParseBareFrameHeader : prores::ParseFrameHeader;
-  switch (parse(frame, header, pictures)) {
-    case prores::Status::kSuccess:
-      return header;
-    case prores::Status::kTruncated:
-      throw VIXError(ErrorCode::Truncated, "a frame of " + std::to_string(frame.size()) +
-                                               " bytes, which ends within its header");
-    case prores::Status::kUnsupported:
-      // Bytes without the frame identifier that are no bare frame either are no frame at all.
-      if (isBare) RejectHeader(frame.size());
-      throw VIXError(ErrorCode::Unsupported, "a frame of an unknown version of the bitstream");
-    default:
-      RejectHeader(frame.size());
-  }
-}
 
 void CheckSide(const char* name, std::uint32_t value, std::uint32_t least) {
   if (value >= least && value <= kMostSide) return;
@@ -120,8 +96,9 @@ void SetShape(const StreamShape& shape, IVideoParameters& parameters) {
 
 FrameShape ReadFrameShape(std::span<const std::uint8_t> frame) {
   FrameShape found;
-  found.isBare = !prores::HasFramePrefix(frame);
-  const prores::FrameHeader header = ParseHeader(frame, found.isBare);
+  const ParsedFrame parsed = ParseFrame(frame);
+  const prores::FrameHeader& header = parsed.header;
+  found.isBare = parsed.isBare;
   found.isSupported = header.version == 0;
   if (header.interlaceMode != prores::InterlaceMode::kProgressive) {
     found.fieldOrder = header.interlaceMode == prores::InterlaceMode::kTopFieldFirst

@@ -18,6 +18,7 @@
 #include "vix/Parameters.h"
 #include "vix/PixelConversion.h"
 #include "vix/PluginLoader.h"
+#include "vix/ProResFrame.h"
 #include "vix/ProResRates.h"
 #include "vix/RawVideoUtils.h"
 #include "vix/Registry.h"

@@ -1,0 +1,32 @@
+// SPDX-License-Identifier: BSD-2-Clause
+#ifndef CODEC_BITSTREAM_HEADERCODES_H
+#define CODEC_BITSTREAM_HEADERCODES_H
+
+/// @file
+/// Codes of the frame header as the values that they stand for (RDD 36, frame header semantics).
+
+#include <cstdint>
+
+namespace prores {
+
+/// A fraction; numerator 0 = unknown. The denominator is positive.
+struct Ratio {
+  std::int32_t numerator = 0;
+  std::int32_t denominator = 1;
+};
+
+/// Returns the frames per second of a frame_rate_code.
+Ratio FrameRateOfCode(std::uint8_t code);
+/// Returns the frame_rate_code of a rate; 0, unknown, if it has none.
+std::uint8_t CodeOfFrameRate(Ratio rate);
+
+/// Returns the width to height of a pixel in lowest terms, which follows from
+/// aspect_ratio_information (square pixels, or a picture of 4:3 or 16:9) and the size.
+Ratio PixelAspectOfCode(std::uint8_t code, std::uint16_t width, std::uint16_t height);
+/// Returns the aspect_ratio_information of pixels of that aspect: 1 = square pixels, 2 = a 4:3
+/// picture, 3 = a 16:9 picture, 0 = any other or unknown.
+std::uint8_t CodeOfPixelAspect(Ratio pixel, std::uint32_t width, std::uint32_t height);
+
+}  // namespace prores
+
+#endif  // CODEC_BITSTREAM_HEADERCODES_H

@@ -1,0 +1,103 @@
+// SPDX-License-Identifier: BSD-2-Clause
+#include "vix/ProResFrame.h"
+
+#include <algorithm>
+#include <span>
+
+#include "FrameParsing.h"
+#include "bitstream/HeaderCodes.h"
+#include "bitstream/PictureHeader.h"
+#include "vix/Error.h"
+
+namespace vix {
+namespace {
+
+constexpr std::int32_t kUnspecified = 2;
+
+// Offsets of the labels from the first byte of a frame with prefix.
+constexpr std::size_t kInterlaceMode = 20;  // bits 2 and 3
+constexpr std::size_t kAspectAndRate = 21;
+constexpr std::size_t kPrimaries = 22;
+constexpr std::size_t kTransfer = 23;
+constexpr std::size_t kMatrix = 24;
+
+EditRate ToEditRate(prores::Ratio ratio) {
+  return {ratio.numerator, ratio.denominator};
+}
+
+prores::Ratio ToRatio(EditRate rate) {
+  return {rate.numerator, rate.denominator};
+}
+
+// The header has 0 for unspecified as well, ISO/IEC 23091-2 only 2.
+std::int32_t ToCodePoint(std::uint8_t headerValue) {
+  return headerValue == 0 ? kUnspecified : headerValue;
+}
+
+std::optional<FieldOrder> FieldOrderOf(prores::InterlaceMode mode) {
+  switch (mode) {
+    case prores::InterlaceMode::kTopFieldFirst:
+      return FieldOrder::TopFirst;
+    case prores::InterlaceMode::kBottomFieldFirst:
+      return FieldOrder::BottomFirst;
+    default:
+      return std::nullopt;
+  }
+}
+
+// Returns the bytes of the picture that `rest` begins with.
+std::size_t PictureBytes(std::span<const std::uint8_t> rest) {
+  prores::PictureHeader header;
+  if (prores::ParsePictureHeader(rest, header) == prores::Status::kSuccess) {
+    return header.pictureBytes;
+  }
+  throw VIXError(ErrorCode::Damaged, "an interlaced frame without two complete pictures");
+}
+
+// Exchanges the pictures of an interlaced frame. Each keeps its lines. Bytes after them stay.
+void ExchangeFields(std::span<std::uint8_t> pictures) {
+  const std::size_t first = PictureBytes(pictures);
+  const std::size_t second = PictureBytes(pictures.subspan(first));
+  const auto fields = pictures.first(first + second);
+  std::rotate(fields.begin(), fields.begin() + static_cast<std::ptrdiff_t>(first), fields.end());
+}
+
+void SetFieldOrder(FieldOrder order, const ParsedFrame& parsed, std::span<std::uint8_t> frame) {
+  const auto present = FieldOrderOf(parsed.header.interlaceMode);
+  if (!present || *present == order) return;
+  ExchangeFields(frame.last(parsed.pictures.size()));
+  constexpr unsigned kModeBits = 3U << 2;
+  const auto mode = static_cast<unsigned>(order) << 2;
+  frame[kInterlaceMode] =
+      static_cast<std::uint8_t>((frame[kInterlaceMode] & ~kModeBits) | mode);
+}
+
+}  // namespace
+
+ProResFrameHeader ReadProResFrameHeader(const std::uint8_t* frame, std::size_t bytes) {
+  const prores::FrameHeader header = ParseFrame({frame, bytes}).header;
+  return {header.width,
+          header.height,
+          static_cast<VideoChroma>(header.chromaFormat),
+          {ToCodePoint(header.colorPrimaries), ToCodePoint(header.transferCharacteristic),
+           ToCodePoint(header.matrixCoefficients),
+           ToEditRate(prores::FrameRateOfCode(header.frameRate)),
+           ToEditRate(prores::PixelAspectOfCode(header.aspectRatio, header.width, header.height)),
+           FieldOrderOf(header.interlaceMode)}};
+}
+
+void LabelProResFrame(const ProResLabels& labels, std::uint8_t* frame, std::size_t bytes) {
+  const std::span<std::uint8_t> all(frame, bytes);
+  const ParsedFrame parsed = ParseFrame(all);
+  if (parsed.isBare) throw VIXError(ErrorCode::Unsupported, "a frame without prefix to label");
+  if (labels.fieldOrder) SetFieldOrder(*labels.fieldOrder, parsed, all);
+  const unsigned aspect = prores::CodeOfPixelAspect(ToRatio(labels.pixelAspect),
+                                                    parsed.header.width, parsed.header.height);
+  const unsigned rate = prores::CodeOfFrameRate(ToRatio(labels.frameRate));
+  all[kAspectAndRate] = static_cast<std::uint8_t>(aspect << 4 | rate);
+  all[kPrimaries] = static_cast<std::uint8_t>(labels.primaries);
+  all[kTransfer] = static_cast<std::uint8_t>(labels.transfer);
+  all[kMatrix] = static_cast<std::uint8_t>(labels.matrix);
+}
+
+}  // namespace vix

@@ -1,0 +1,228 @@
+// SPDX-License-Identifier: BSD-2-Clause
+#include "Decoder.h"
+
+#include <algorithm>
+#include <utility>
+
+#include "Buffers.h"
+#include "Guard.h"
+#include "Host.h"
+#include "vix/Error.h"
+
+namespace vixgst {
+namespace {
+
+constexpr auto kDecoderType = vix::ElementFactoryType::VideoDecoder;
+
+bool Accepts(const GstCaps* caps, const RawFormat& format) {
+  const Ref<GstCaps> wanted(
+      gst_caps_new_simple("video/x-raw", "format", G_TYPE_STRING, format.name, nullptr));
+  return gst_caps_can_intersect(caps, wanted.get()) != FALSE;
+}
+
+std::string DescribeDamage(std::uint32_t slices) {
+  return "has " + std::to_string(slices) + (slices == 1 ? " damaged slice" : " damaged slices");
+}
+
+bool IsOutOfMemory(const std::exception_ptr& error) {
+  try {
+    std::rethrow_exception(error);
+  } catch (const vix::VIXError& failure) {
+    return failure.GetCode() == vix::ErrorCode::OutOfMemory;
+  } catch (...) {
+    return false;
+  }
+}
+
+void MarkFields(const vix::ProResLabels& labels, GstBuffer* picture) {
+  if (!labels.fieldOrder) return;
+  GST_BUFFER_FLAG_SET(picture, GST_VIDEO_BUFFER_FLAG_INTERLACED);
+  if (*labels.fieldOrder == vix::FieldOrder::TopFirst) {
+    GST_BUFFER_FLAG_SET(picture, GST_VIDEO_BUFFER_FLAG_TFF);
+  }
+}
+
+}  // namespace
+
+// A frame on its way to a picture.
+struct Decoder::Job {
+  Ref<GstVideoCodecFrame> frame;
+  bool isLate = false;  // is not to be decoded
+  vix::ProResFrameHeader header;
+  std::shared_ptr<const vix::IInfoContainer> stream;
+  DecodedPicture picture;
+};
+
+bool Decoder::SetFormat(const DecoderSettings& settings, GstVideoCodecState* state) {
+  const bool isDrained = Finish() == GST_FLOW_OK;
+  settings_ = settings;
+  input_.reset(gst_video_codec_state_ref(state));
+  isDefined_ = false;
+  output_ = {};
+  return isDrained;
+}
+
+GstFlowReturn Decoder::HandleFrame(Ref<GstVideoCodecFrame> frame) {
+  if (!input_) return GST_FLOW_NOT_NEGOTIATED;
+  const auto job = std::make_shared<Job>();
+  job->frame = std::move(frame);
+  job->isLate = gst_video_decoder_get_max_decode_time(element_, job->frame.get()) < 0;
+  vix::PoolFrame submitted;
+  submitted.context = job;
+  if (!isDefined_) {
+    try {
+      const auto bytes = WrapFrame(job->frame->input_buffer);
+      const auto header = vix::ReadProResFrameHeader(bytes->GetData(), bytes->GetSize());
+      Define(header);
+      if (!Negotiate(header)) return GST_FLOW_NOT_NEGOTIATED;
+    } catch (const vix::VIXError&) {
+      // Without a stream, no frame is in the pool.
+      submitted.error = std::current_exception();
+      return Push(submitted);
+    }
+  }
+  return runner_->Submit(std::move(submitted));
+}
+
+void Decoder::MakeRunner() {
+  vix::ElementPoolOptions options = PoolOptions(settings_.threads);
+  options.memory = memory_.GetCallbacks();
+  options.prepare = [this](vix::PoolFrame& frame, unsigned) { Prepare(frame); };
+  options.finish = [this](vix::PoolFrame& frame, unsigned) { Complete(frame); };
+  runner_ =
+      std::make_unique<PoolRunner>(kDecoderType, std::move(options), element_->stream_lock,
+                                   [this](vix::PoolFrame& frame) { return Push(frame); });
+}
+
+// Prepares the pool for a stream that begins with this header.
+void Decoder::Define(const vix::ProResFrameHeader& header) {
+  if (!runner_) MakeRunner();
+  format_ = &ChooseFormat();
+  vix::ElementPool& pool = runner_->GetPool();
+  const auto config = pool.CreateConfig();
+  config->SetFourCC("OutputFourCC", format_->fourcc);
+  pool.Configure(config);
+  pool.Define(DescribeProRes(header));
+  isDefined_ = true;
+}
+
+const RawFormat& Decoder::ChooseFormat() const {
+  const auto formats = RawFormats();
+  const Ref<GstCaps> allowed(gst_pad_get_allowed_caps(GST_VIDEO_DECODER_SRC_PAD(element_)));
+  const auto accepted = std::ranges::find_if(
+      formats, [&](const RawFormat& format) { return !allowed || Accepts(allowed.get(), format); });
+  return accepted == formats.end() ? formats.front() : *accepted;
+}
+
+// Runs on the thread of an element.
+void Decoder::Prepare(vix::PoolFrame& frame) const {
+  Job& job = *static_cast<Job*>(frame.context.get());
+  if (job.isLate) return;
+  auto bytes = WrapFrame(job.frame->input_buffer);
+  job.header = vix::ReadProResFrameHeader(bytes->GetData(), bytes->GetSize());
+  PictureMemory::Assign(&job.picture);
+  frame.input = MakeSample(DescribeProRes(job.header), std::move(bytes));
+}
+
+// Runs on the thread of an element.
+void Decoder::Complete(vix::PoolFrame& frame) const {
+  frame.input = nullptr;
+  Job& job = *static_cast<Job*>(frame.context.get());
+  job.picture.mapped = nullptr;
+}
+
+// Negotiates pictures of this header with downstream, if they differ from those before.
+bool Decoder::Negotiate(const vix::ProResFrameHeader& header) {
+  const auto mode = InterlaceModeOf(input_->caps, input_->info, header.labels);
+  const auto width = static_cast<int>(header.width);
+  const auto height = static_cast<int>(header.height);
+  if (output_.width == width && output_.height == height &&
+      GST_VIDEO_INFO_INTERLACE_MODE(&output_) == mode) {
+    return true;
+  }
+  const Ref<GstVideoCodecState> state(gst_video_decoder_set_interlaced_output_state(
+      element_, format_->format, mode, header.width, header.height, input_.get()));
+  if (!state) return false;
+  CompleteInfo(input_->caps, header.labels, state->info);
+  const std::size_t elements = runner_->GetPool().GetElements();
+  gst_video_decoder_set_latency(
+      element_, TimeOfFrames(elements, state->info),
+      TimeOfFrames(runner_->GetPool().GetMostInFlight(), state->info));
+  if (!gst_video_decoder_negotiate(element_)) return false;
+  output_ = state->info;
+  memory_.SetPool(Ref<GstBufferPool>(gst_video_decoder_get_buffer_pool(element_)), output_);
+  return true;
+}
+
+GstFlowReturn Decoder::Push(vix::PoolFrame& frame) {
+  return Guard(element_, GST_FLOW_ERROR, [&] {
+    Job& job = *static_cast<Job*>(frame.context.get());
+    if (job.isLate) return gst_video_decoder_drop_frame(element_, job.frame.release());
+    if (frame.error && IsOutOfMemory(frame.error)) std::rethrow_exception(frame.error);
+    if (frame.error) {
+      job.picture = {};
+      return ReportDamage(job, "cannot be decoded: " + TextOf(frame.error));
+    }
+    const std::uint32_t damaged = frame.report ? frame.report->damagedSlices : 0;
+    return damaged > 0 ? ReportDamage(job, DescribeDamage(damaged)) : PushPicture(job);
+  });
+}
+
+GstFlowReturn Decoder::PushPicture(Job& job) {
+  if (!Negotiate(job.header)) return GST_FLOW_NOT_NEGOTIATED;
+  MarkFields(job.header.labels, job.picture.buffer.get());
+  job.frame->output_buffer = job.picture.buffer.release();
+  return gst_video_decoder_finish_frame(element_, job.frame.release());
+}
+
+// Treats a damaged frame, which has no picture if it could not be decoded.
+GstFlowReturn Decoder::ReportDamage(Job& job, const std::string& fault) {
+  const std::string text = "frame " + std::to_string(job.frame->system_frame_number) + ' ' + fault;
+  if (settings_.errorPolicy == ErrorPolicy::Stop) {
+    PostError(GST_ELEMENT_CAST(element_), GST_STREAM_ERROR_DECODE, text);
+    return GST_FLOW_ERROR;
+  }
+  // A stream of damaged frames must not flood the bus.
+  constexpr std::uint64_t kMostWarnings = 100;
+  ++damagedFrames_;
+  if (damagedFrames_ <= kMostWarnings || damagedFrames_ % kMostWarnings == 0) {
+    PostWarning(GST_ELEMENT_CAST(element_), text);
+  }
+  if (settings_.errorPolicy == ErrorPolicy::Skip || !job.picture.buffer) {
+    return gst_video_decoder_drop_frame(element_, job.frame.release());
+  }
+  GST_VIDEO_CODEC_FRAME_FLAG_SET(job.frame.get(), GST_VIDEO_CODEC_FRAME_FLAG_CORRUPTED);
+  return PushPicture(job);
+}
+
+void Decoder::Flush() {
+  if (runner_) runner_->Discard();
+}
+
+void Decoder::Stop() {
+  runner_.reset();
+  memory_.SetPool(nullptr, {});
+  input_.reset();
+  isDefined_ = false;
+  output_ = {};
+  damagedFrames_ = 0;
+}
+
+void Decoder::DecideAllocation(GstQuery* query) const {
+  const guint most = runner_ ? static_cast<guint>(runner_->GetPool().GetMostInFlight()) : 0;
+  for (guint i = 0; i < gst_query_get_n_allocation_pools(query); ++i) {
+    GstBufferPool* pool = nullptr;
+    guint size = 0;
+    guint leastBuffers = 0;
+    guint mostBuffers = 0;
+    gst_query_parse_nth_allocation_pool(query, i, &pool, &size, &leastBuffers, &mostBuffers);
+    const Ref<GstBufferPool> proposed(pool);
+    // Pictures that find no room in a small pool come from the system.
+    const guint wanted = leastBuffers + most;
+    gst_query_set_nth_allocation_pool(query, i, pool, size,
+                                      mostBuffers == 0 ? wanted : std::min(wanted, mostBuffers),
+                                      mostBuffers);
+  }
+}
+
+}  // namespace vixgst

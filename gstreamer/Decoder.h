@@ -1,0 +1,77 @@
+// SPDX-License-Identifier: BSD-2-Clause
+#ifndef GSTREAMER_DECODER_H
+#define GSTREAMER_DECODER_H
+
+#include <gst/video/gstvideodecoder.h>
+
+#include <cstdint>
+#include <memory>
+#include <string>
+
+#include "Formats.h"
+#include "Handles.h"
+#include "PictureMemory.h"
+#include "PoolRunner.h"
+#include "vix/ProResFrame.h"
+#include "vix/StreamDescription.h"
+
+namespace vixgst {
+
+/// What happens to damaged frames. The order is that of the property's values.
+enum class ErrorPolicy {
+  Conceal,  ///< pushes the concealed picture, marked as corrupted; drops a frame without picture
+  Skip,     ///< drops the frame
+  Stop,     ///< posts an error
+};
+
+/// Properties of the decoding element.
+struct DecoderSettings {
+  ErrorPolicy errorPolicy = ErrorPolicy::Conceal;
+  guint threads = 0;  ///< frames side by side; 0 = one for each processor
+};
+
+/// The work of "vixproresdec". Operations throw exceptions; those on frames and formats require the
+/// stream lock.
+class Decoder {
+ public:
+  explicit Decoder(GstVideoDecoder* element) : element_(element) {}
+
+  /// Follows new caps of the input: finishes the frames before it. The next frame's header
+  /// completes them.
+  bool SetFormat(const DecoderSettings& settings, GstVideoCodecState* state);
+  GstFlowReturn HandleFrame(Ref<GstVideoCodecFrame> frame);
+  GstFlowReturn Finish() { return runner_ ? runner_->Drain() : GST_FLOW_OK; }
+  void Flush();
+  /// Drops all frames. The caller must not hold the stream lock.
+  void Stop();
+
+  /// Adds the frames of this element to what an answered allocation query requires of a pool.
+  void DecideAllocation(GstQuery* query) const;
+
+ private:
+  struct Job;
+
+  void MakeRunner();
+  void Define(const vix::ProResFrameHeader& header);
+  const RawFormat& ChooseFormat() const;
+  void Prepare(vix::PoolFrame& frame) const;
+  void Complete(vix::PoolFrame& frame) const;
+  GstFlowReturn Push(vix::PoolFrame& frame);
+  GstFlowReturn PushPicture(Job& job);
+  GstFlowReturn ReportDamage(Job& job, const std::string& fault);
+  bool Negotiate(const vix::ProResFrameHeader& header);
+
+  GstVideoDecoder* element_;
+  DecoderSettings settings_;
+  PictureMemory memory_;
+  std::unique_ptr<PoolRunner> runner_;
+  Ref<GstVideoCodecState> input_;
+  bool isDefined_ = false;           ///< the elements expect the stream of `input_`
+  const RawFormat* format_ = nullptr;  ///< of the pictures that are decoded
+  GstVideoInfo output_{};            ///< negotiated; width 0 = none
+  std::uint64_t damagedFrames_ = 0;
+};
+
+}  // namespace vixgst
+
+#endif  // GSTREAMER_DECODER_H

@@ -1,0 +1,145 @@
+// SPDX-License-Identifier: BSD-2-Clause
+#include "Encoder.h"
+
+#include <algorithm>
+#include <string>
+#include <utility>
+
+#include "Buffers.h"
+#include "Guard.h"
+#include "Host.h"
+#include "vix/Error.h"
+#include "vix/WorkflowStepImplementation.h"
+
+namespace vixgst {
+namespace {
+
+constexpr auto kEncoderType = vix::ElementFactoryType::VideoEncoder;
+constexpr const char* kUsualVariant = "standard";
+
+void CheckInterlaceMode(const GstVideoInfo& info) {
+  const GstVideoInterlaceMode mode = GST_VIDEO_INFO_INTERLACE_MODE(&info);
+  if (mode == GST_VIDEO_INTERLACE_MODE_PROGRESSIVE ||
+      mode == GST_VIDEO_INTERLACE_MODE_INTERLEAVED) {
+    return;
+  }
+  throw vix::VIXError(vix::ErrorCode::Unsupported,
+                      std::string("interlace-mode ") + gst_video_interlace_mode_to_string(mode) +
+                          " is not supported (expected progressive or interleaved); deinterlace "
+                          "or convert the video first");
+}
+
+bool Accepts(const GstCaps* caps, const Variant& variant) {
+  const Ref<GstCaps> wanted(
+      gst_caps_new_simple("video/x-prores", "variant", G_TYPE_STRING, variant.name, nullptr));
+  return gst_caps_can_intersect(caps, wanted.get()) != FALSE;
+}
+
+}  // namespace
+
+// A picture on its way to a frame.
+struct Encoder::Job {
+  Ref<GstVideoCodecFrame> frame;
+};
+
+bool Encoder::SetFormat(const EncoderSettings& settings, GstVideoCodecState* state) {
+  const GstVideoInfo& info = state->info;
+  CheckInterlaceMode(info);
+  if (Finish() != GST_FLOW_OK) return false;
+  const Variant& variant = ChooseVariant(settings);
+  if (!runner_) MakeRunner(settings.threads);
+
+  vix::ElementPool& pool = runner_->GetPool();
+  const auto config = pool.CreateConfig();
+  config->SetProResCodecVariant("ProResCodecVariant", variant.variant);
+  pool.Configure(config);
+  const auto stream = DescribeRaw(info);
+  pool.Define(stream);
+  stream_ = stream;
+  labels_ = LabelsOf(info);
+  input_.reset(gst_video_codec_state_ref(state));
+
+  gst_video_encoder_set_latency(element_, TimeOfFrames(pool.GetElements(), info),
+                                TimeOfFrames(pool.GetMostInFlight(), info));
+  GstCaps* const caps =
+      gst_caps_new_simple("video/x-prores", "variant", G_TYPE_STRING, variant.name, nullptr);
+  const Ref<GstVideoCodecState> output(gst_video_encoder_set_output_state(element_, caps, state));
+  return gst_video_encoder_negotiate(element_) != FALSE;
+}
+
+const Variant& Encoder::ChooseVariant(const EncoderSettings& settings) const {
+  if (settings.variant != nullptr) return *settings.variant;
+  const Variant& usual = *FindVariant(kUsualVariant);
+  const Ref<GstCaps> allowed(gst_pad_get_allowed_caps(GST_VIDEO_ENCODER_SRC_PAD(element_)));
+  if (!allowed || Accepts(allowed.get(), usual)) return usual;
+  const auto variants = Variants();
+  const auto best = std::find_if(
+      variants.rbegin(), variants.rend(),
+      [&allowed](const Variant& variant) { return Accepts(allowed.get(), variant); });
+  return best == variants.rend() ? usual : *best;
+}
+
+void Encoder::MakeRunner(unsigned threads) {
+  allocator_ = vix::ImplementElement<vix::ElementFactoryType::MemoryBlockAllocator>(
+      "vix", "Recycler", nullptr);
+  vix::ElementPoolOptions options = PoolOptions(threads);
+  options.prepare = [this](vix::PoolFrame& frame, unsigned) { Prepare(frame); };
+  options.finish = [this](vix::PoolFrame& frame, unsigned) { Label(frame); };
+  runner_ =
+      std::make_unique<PoolRunner>(kEncoderType, std::move(options), element_->stream_lock,
+                                   [this](vix::PoolFrame& frame) { return Push(frame); });
+}
+
+GstFlowReturn Encoder::HandleFrame(Ref<GstVideoCodecFrame> frame) {
+  if (!runner_) return GST_FLOW_NOT_NEGOTIATED;
+  vix::PoolFrame job;
+  job.context = std::make_shared<Job>(Job{std::move(frame)});
+  return runner_->Submit(std::move(job));
+}
+
+void Encoder::Flush() {
+  if (runner_) runner_->Discard();
+}
+
+// Runs on the thread of an element.
+void Encoder::Prepare(vix::PoolFrame& frame) const {
+  const Job& job = *static_cast<const Job*>(frame.context.get());
+  frame.input = MakeSample(stream_, WrapPicture(input_->info, job.frame->input_buffer, allocator_));
+}
+
+// Runs on the thread of an element, which does not receive the labels.
+void Encoder::Label(vix::PoolFrame& frame) const {
+  frame.input = nullptr;
+  if (frame.error) return;
+  const auto coded = SampleOf(frame.output)->GetBuffer();
+  vix::LabelProResFrame(labels_, coded->GetData(), coded->GetSize());
+}
+
+GstFlowReturn Encoder::Push(vix::PoolFrame& frame) {
+  return Guard(element_, GST_FLOW_ERROR, [&] {
+    Job& job = *static_cast<Job*>(frame.context.get());
+    if (frame.error) {
+      PostError(GST_ELEMENT_CAST(element_), GST_STREAM_ERROR_ENCODE,
+                "frame " + std::to_string(job.frame->system_frame_number) +
+                    " cannot be encoded: " + TextOf(frame.error));
+      return GST_FLOW_ERROR;
+    }
+    job.frame->output_buffer = WrapOutput(SampleOf(frame.output)->GetBuffer()).release();
+    GST_VIDEO_CODEC_FRAME_SET_SYNC_POINT(job.frame.get());
+    return gst_video_encoder_finish_frame(element_, job.frame.release());
+  });
+}
+
+void Encoder::ProposeAllocation(GstQuery* query) const {
+  const guint most = runner_ ? static_cast<guint>(runner_->GetPool().GetMostInFlight()) : 0;
+  GstCaps* caps = nullptr;
+  GstVideoInfo info;
+  gst_query_parse_allocation(query, &caps, nullptr);
+  if (caps != nullptr && gst_video_info_from_caps(&info, caps)) {
+    gst_query_add_allocation_pool(query, nullptr, static_cast<guint>(GST_VIDEO_INFO_SIZE(&info)),
+                                  most + 1, 0);
+  }
+  gst_query_add_allocation_meta(query, GST_VIDEO_META_API_TYPE, nullptr);
+}
+
+}  // namespace vixgst
