@@ -68,8 +68,7 @@ void SetFieldOrder(FieldOrder order, const ParsedFrame& parsed, std::span<std::u
   ExchangeFields(frame.last(parsed.pictures.size()));
   constexpr unsigned kModeBits = 3U << 2;
   const auto mode = static_cast<unsigned>(order) << 2;
-  frame[kInterlaceMode] =
-      static_cast<std::uint8_t>((frame[kInterlaceMode] & ~kModeBits) | mode);
+  frame[kInterlaceMode] = static_cast<std::uint8_t>((frame[kInterlaceMode] & ~kModeBits) | mode);
 }
 
 }  // namespace

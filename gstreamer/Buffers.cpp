@@ -37,8 +37,8 @@ class MappedBuffer {
 template <typename Owner>
 std::shared_ptr<vix::IBuffer> Wrap(std::uint8_t* data, std::size_t bytes,
                                    std::shared_ptr<Owner> owner) {
-  return vix::CreateBuffer(
-      nullptr, vix::CreateMemoryBlock(data, bytes, [kept = std::move(owner)] {}));
+  return vix::CreateBuffer(nullptr,
+                           vix::CreateMemoryBlock(data, bytes, [kept = std::move(owner)] {}));
 }
 
 std::uint32_t StrideOf(const GstVideoInfo& info) {

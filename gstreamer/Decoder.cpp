@@ -53,13 +53,12 @@ struct Decoder::Job {
   DecodedPicture picture;
 };
 
-bool Decoder::SetFormat(const DecoderSettings& settings, GstVideoCodecState* state) {
-  const bool isDrained = Finish() == GST_FLOW_OK;
+void Decoder::SetFormat(const DecoderSettings& settings, GstVideoCodecState* state) {
+  Finish();
   settings_ = settings;
   input_.reset(gst_video_codec_state_ref(state));
   isDefined_ = false;
   output_ = {};
-  return isDrained;
 }
 
 GstFlowReturn Decoder::HandleFrame(Ref<GstVideoCodecFrame> frame) {
@@ -74,7 +73,7 @@ GstFlowReturn Decoder::HandleFrame(Ref<GstVideoCodecFrame> frame) {
       const auto bytes = WrapFrame(job->frame->input_buffer);
       const auto header = vix::ReadProResFrameHeader(bytes->GetData(), bytes->GetSize());
       Define(header);
-      if (!Negotiate(header)) return GST_FLOW_NOT_NEGOTIATED;
+      if (!Negotiate(header)) return RefusedFlow();
     } catch (const vix::VIXError&) {
       // Without a stream, no frame is in the pool.
       submitted.error = std::current_exception();
@@ -89,9 +88,8 @@ void Decoder::MakeRunner() {
   options.memory = memory_.GetCallbacks();
   options.prepare = [this](vix::PoolFrame& frame, unsigned) { Prepare(frame); };
   options.finish = [this](vix::PoolFrame& frame, unsigned) { Complete(frame); };
-  runner_ =
-      std::make_unique<PoolRunner>(kDecoderType, std::move(options), element_->stream_lock,
-                                   [this](vix::PoolFrame& frame) { return Push(frame); });
+  runner_ = std::make_unique<PoolRunner>(kDecoderType, std::move(options), element_->stream_lock,
+                                         [this](vix::PoolFrame& frame) { return Push(frame); });
 }
 
 // Prepares the pool for a stream that begins with this header.
@@ -145,13 +143,18 @@ bool Decoder::Negotiate(const vix::ProResFrameHeader& header) {
   if (!state) return false;
   CompleteInfo(input_->caps, header.labels, state->info);
   const std::size_t elements = runner_->GetPool().GetElements();
-  gst_video_decoder_set_latency(
-      element_, TimeOfFrames(elements, state->info),
-      TimeOfFrames(runner_->GetPool().GetMostInFlight(), state->info));
+  gst_video_decoder_set_latency(element_, TimeOfFrames(elements, state->info),
+                                TimeOfFrames(runner_->GetPool().GetMostInFlight(), state->info));
   if (!gst_video_decoder_negotiate(element_)) return false;
   output_ = state->info;
   memory_.SetPool(Ref<GstBufferPool>(gst_video_decoder_get_buffer_pool(element_)), output_);
   return true;
+}
+
+// Returns the state of the output after a failed negotiation.
+GstFlowReturn Decoder::RefusedFlow() const {
+  GstPad* const pad = GST_VIDEO_DECODER_SRC_PAD(element_);
+  return GST_PAD_IS_FLUSHING(pad) ? GST_FLOW_FLUSHING : GST_FLOW_NOT_NEGOTIATED;
 }
 
 GstFlowReturn Decoder::Push(vix::PoolFrame& frame) {
@@ -169,7 +172,7 @@ GstFlowReturn Decoder::Push(vix::PoolFrame& frame) {
 }
 
 GstFlowReturn Decoder::PushPicture(Job& job) {
-  if (!Negotiate(job.header)) return GST_FLOW_NOT_NEGOTIATED;
+  if (!Negotiate(job.header)) return RefusedFlow();
   MarkFields(job.header.labels, job.picture.buffer.get());
   job.frame->output_buffer = job.picture.buffer.release();
   return gst_video_decoder_finish_frame(element_, job.frame.release());

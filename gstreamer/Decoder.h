@@ -38,7 +38,7 @@ class Decoder {
 
   /// Follows new caps of the input: finishes the frames before it. The next frame's header
   /// completes them.
-  bool SetFormat(const DecoderSettings& settings, GstVideoCodecState* state);
+  void SetFormat(const DecoderSettings& settings, GstVideoCodecState* state);
   GstFlowReturn HandleFrame(Ref<GstVideoCodecFrame> frame);
   GstFlowReturn Finish() { return runner_ ? runner_->Drain() : GST_FLOW_OK; }
   void Flush();
@@ -60,15 +60,16 @@ class Decoder {
   GstFlowReturn PushPicture(Job& job);
   GstFlowReturn ReportDamage(Job& job, const std::string& fault);
   bool Negotiate(const vix::ProResFrameHeader& header);
+  GstFlowReturn RefusedFlow() const;
 
   GstVideoDecoder* element_;
   DecoderSettings settings_;
   PictureMemory memory_;
   std::unique_ptr<PoolRunner> runner_;
   Ref<GstVideoCodecState> input_;
-  bool isDefined_ = false;           ///< the elements expect the stream of `input_`
+  bool isDefined_ = false;             ///< the elements expect the stream of `input_`
   const RawFormat* format_ = nullptr;  ///< of the pictures that are decoded
-  GstVideoInfo output_{};            ///< negotiated; width 0 = none
+  GstVideoInfo output_{};              ///< negotiated; width 0 = none
   std::uint64_t damagedFrames_ = 0;
 };
 

@@ -96,8 +96,9 @@ gboolean StopDecoder(GstVideoDecoder* element) {
 }
 
 gboolean SetDecoderFormat(GstVideoDecoder* element, GstVideoCodecState* state) {
-  return Guard(element, FALSE, [element, state]() -> gboolean {
-    return DecoderOf(element)->work->SetFormat(SettingsOf(DecoderOf(element)), state) ? TRUE : FALSE;
+  return Guard(element, FALSE, [element, state] {
+    DecoderOf(element)->work->SetFormat(SettingsOf(DecoderOf(element)), state);
+    return TRUE;
   });
 }
 
@@ -133,8 +134,7 @@ void InstallDecoderProperties(GObjectClass* type) {
       g_param_spec_enum("error-policy", "Error policy",
                         "Treatment of damaged frames; each is reported by a warning, or by an "
                         "error if the policy is stop. Takes effect with the next caps",
-                        ErrorPolicyType(), static_cast<int>(ErrorPolicy::Conceal),
-                        kPropertyFlags));
+                        ErrorPolicyType(), static_cast<int>(ErrorPolicy::Conceal), kPropertyFlags));
   g_object_class_install_property(type, kDecoderThreads, MakeThreadsProperty("decoded"));
 }
 

@@ -45,7 +45,7 @@ struct Encoder::Job {
 bool Encoder::SetFormat(const EncoderSettings& settings, GstVideoCodecState* state) {
   const GstVideoInfo& info = state->info;
   CheckInterlaceMode(info);
-  if (Finish() != GST_FLOW_OK) return false;
+  Finish();
   const Variant& variant = ChooseVariant(settings);
   if (!runner_) MakeRunner(settings.threads);
 
@@ -73,9 +73,9 @@ const Variant& Encoder::ChooseVariant(const EncoderSettings& settings) const {
   const Ref<GstCaps> allowed(gst_pad_get_allowed_caps(GST_VIDEO_ENCODER_SRC_PAD(element_)));
   if (!allowed || Accepts(allowed.get(), usual)) return usual;
   const auto variants = Variants();
-  const auto best = std::find_if(
-      variants.rbegin(), variants.rend(),
-      [&allowed](const Variant& variant) { return Accepts(allowed.get(), variant); });
+  const auto best =
+      std::find_if(variants.rbegin(), variants.rend(),
+                   [&allowed](const Variant& variant) { return Accepts(allowed.get(), variant); });
   return best == variants.rend() ? usual : *best;
 }
 
@@ -85,9 +85,8 @@ void Encoder::MakeRunner(unsigned threads) {
   vix::ElementPoolOptions options = PoolOptions(threads);
   options.prepare = [this](vix::PoolFrame& frame, unsigned) { Prepare(frame); };
   options.finish = [this](vix::PoolFrame& frame, unsigned) { Label(frame); };
-  runner_ =
-      std::make_unique<PoolRunner>(kEncoderType, std::move(options), element_->stream_lock,
-                                   [this](vix::PoolFrame& frame) { return Push(frame); });
+  runner_ = std::make_unique<PoolRunner>(kEncoderType, std::move(options), element_->stream_lock,
+                                         [this](vix::PoolFrame& frame) { return Push(frame); });
 }
 
 GstFlowReturn Encoder::HandleFrame(Ref<GstVideoCodecFrame> frame) {

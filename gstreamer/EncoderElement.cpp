@@ -106,7 +106,8 @@ gboolean StopEncoder(GstVideoEncoder* element) {
 
 gboolean SetEncoderFormat(GstVideoEncoder* element, GstVideoCodecState* state) {
   return Guard(element, FALSE, [element, state]() -> gboolean {
-    return EncoderOf(element)->work->SetFormat(SettingsOf(EncoderOf(element)), state) ? TRUE : FALSE;
+    return EncoderOf(element)->work->SetFormat(SettingsOf(EncoderOf(element)), state) ? TRUE
+                                                                                      : FALSE;
   });
 }
 

@@ -143,10 +143,10 @@ bool States(const GstCaps* caps, const char* field) {
 GstCaps* MakeRawCaps() {
   constexpr int kLeastSide = 2;
   constexpr int kMostSide = 65535;
-  GstCaps* const caps = gst_caps_new_simple(
-      "video/x-raw", "width", GST_TYPE_INT_RANGE, kLeastSide, kMostSide, "height",
-      GST_TYPE_INT_RANGE, kLeastSide, kMostSide, "framerate", GST_TYPE_FRACTION_RANGE, 0, 1,
-      G_MAXINT, 1, nullptr);
+  GstCaps* const caps =
+      gst_caps_new_simple("video/x-raw", "width", GST_TYPE_INT_RANGE, kLeastSide, kMostSide,
+                          "height", GST_TYPE_INT_RANGE, kLeastSide, kMostSide, "framerate",
+                          GST_TYPE_FRACTION_RANGE, 0, 1, G_MAXINT, 1, nullptr);
   GValue formats = G_VALUE_INIT;
   AppendTexts(formats, kRawFormats);
   gst_caps_set_value(caps, "format", &formats);

@@ -27,12 +27,11 @@ bool IsRegistered(vix::ElementFactoryType type) {
 void LogToGStreamer() {
   static GstDebugCategory* const category =
       _gst_debug_category_new("vixprores", 0, "ProRes elements of vixVideoCodecProRes");
-  vix::SetCurrentLoggerWriter(
-      vix::CreateLineLoggerWriter([](vix::LogLevel level, const std::string& line) {
-        const GstDebugLevel shown =
-            level <= vix::LogLevel::Warning ? GST_LEVEL_INFO : GST_LEVEL_DEBUG;
-        gst_debug_log(category, shown, __FILE__, __func__, __LINE__, nullptr, "%s", line.c_str());
-      }));
+  vix::SetCurrentLoggerWriter(vix::CreateLineLoggerWriter([](vix::LogLevel level,
+                                                             const std::string& line) {
+    const GstDebugLevel shown = level <= vix::LogLevel::Warning ? GST_LEVEL_INFO : GST_LEVEL_DEBUG;
+    gst_debug_log(category, shown, __FILE__, __func__, __LINE__, nullptr, "%s", line.c_str());
+  }));
 }
 
 }  // namespace

@@ -83,9 +83,9 @@ bool PoolRunner::FinishOne(bool mayWait) {
     const std::lock_guard guard(receiving_);
     if (mayWait) Fetch();
     next = std::exchange(received_, std::nullopt);
+    if (!next) return false;
+    Count(-1);  // before the other thread may wait for a next result
   }
-  if (!next) return false;
-  Count(-1);
   if (flow_ == GST_FLOW_OK) flow_ = finish_(*next);
   return true;
 }

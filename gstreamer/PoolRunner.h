@@ -38,7 +38,8 @@ class PoolRunner {
   vix::ElementPool& GetPool() { return pool_; }
 
   /// Submits a frame. Pushes results while the pool is full.
-  /// @return the first result of `finish` since Discard() that is not GST_FLOW_OK, after which frames
+  /// @return the first result of `finish` since Discard() that is not GST_FLOW_OK, after which
+  /// frames
   ///         are dropped; GST_FLOW_NOT_LINKED is returned once
   GstFlowReturn Submit(vix::PoolFrame frame);
   /// Pushes all results.
