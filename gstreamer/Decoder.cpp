@@ -68,19 +68,10 @@ GstFlowReturn Decoder::HandleFrame(Ref<GstVideoCodecFrame> frame) {
   job->isLate = gst_video_decoder_get_max_decode_time(element_, job->frame.get()) < 0;
   vix::PoolFrame submitted;
   submitted.context = job;
-  if (!isDefined_) {
-    try {
-      const auto bytes = WrapFrame(job->frame->input_buffer);
-      const auto header = vix::ReadProResFrameHeader(bytes->GetData(), bytes->GetSize());
-      Define(header);
-      if (!Negotiate(header)) return RefusedFlow();
-    } catch (const vix::VIXError&) {
-      // Without a stream, no frame is in the pool.
-      submitted.error = std::current_exception();
-      return Push(submitted);
-    }
-  }
-  return runner_->Submit(std::move(submitted));
+  if (!isDefined_ && !Define(submitted)) return Push(submitted);
+  const GstFlowReturn flow = runner_->Submit(std::move(submitted));
+  // A damaged header may state any size: downstream learns that of the first decoded picture.
+  return output_.width == 0 ? runner_->Drain() : flow;
 }
 
 void Decoder::MakeRunner() {
@@ -92,16 +83,23 @@ void Decoder::MakeRunner() {
                                          [this](vix::PoolFrame& frame) { return Push(frame); });
 }
 
-// Prepares the pool for a stream that begins with this header.
-void Decoder::Define(const vix::ProResFrameHeader& header) {
+// Prepares the pool for a stream that begins with this frame. Returns false and sets the frame's
+// error if its header is damaged.
+bool Decoder::Define(vix::PoolFrame& first) {
   if (!runner_) MakeRunner();
   format_ = &ChooseFormat();
   vix::ElementPool& pool = runner_->GetPool();
   const auto config = pool.CreateConfig();
   config->SetFourCC("OutputFourCC", format_->fourcc);
   pool.Configure(config);
-  pool.Define(DescribeProRes(header));
-  isDefined_ = true;
+  const auto bytes = WrapFrame(static_cast<const Job*>(first.context.get())->frame->input_buffer);
+  try {
+    pool.Define(DescribeProRes(vix::ReadProResFrameHeader(bytes->GetData(), bytes->GetSize())));
+    isDefined_ = true;
+  } catch (const vix::VIXError&) {
+    first.error = std::current_exception();
+  }
+  return isDefined_;
 }
 
 const RawFormat& Decoder::ChooseFormat() const {

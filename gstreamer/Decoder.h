@@ -52,7 +52,7 @@ class Decoder {
   struct Job;
 
   void MakeRunner();
-  void Define(const vix::ProResFrameHeader& header);
+  bool Define(vix::PoolFrame& first);
   const RawFormat& ChooseFormat() const;
   void Prepare(vix::PoolFrame& frame) const;
   void Complete(vix::PoolFrame& frame) const;
