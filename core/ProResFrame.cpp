@@ -45,6 +45,12 @@ std::optional<FieldOrder> FieldOrderOf(prores::InterlaceMode mode) {
   }
 }
 
+ParsedFrame ParseWithPrefix(std::span<const std::uint8_t> frame) {
+  ParsedFrame parsed = ParseFrame(frame);
+  if (!parsed.isBare) return parsed;
+  throw VIXError(ErrorCode::Unsupported, "the labels of a frame without prefix cannot be changed");
+}
+
 // Returns the bytes of the picture that `rest` begins with.
 std::size_t PictureBytes(std::span<const std::uint8_t> rest) {
   prores::PictureHeader header;
@@ -60,15 +66,6 @@ void ExchangeFields(std::span<std::uint8_t> pictures) {
   const std::size_t second = PictureBytes(pictures.subspan(first));
   const auto fields = pictures.first(first + second);
   std::rotate(fields.begin(), fields.begin() + static_cast<std::ptrdiff_t>(first), fields.end());
-}
-
-void SetFieldOrder(FieldOrder order, const ParsedFrame& parsed, std::span<std::uint8_t> frame) {
-  const auto present = FieldOrderOf(parsed.header.interlaceMode);
-  if (!present || *present == order) return;
-  ExchangeFields(frame.last(parsed.pictures.size()));
-  constexpr unsigned kModeBits = 3U << 2;
-  const auto mode = static_cast<unsigned>(order) << 2;
-  frame[kInterlaceMode] = static_cast<std::uint8_t>((frame[kInterlaceMode] & ~kModeBits) | mode);
 }
 
 }  // namespace
@@ -87,9 +84,8 @@ ProResFrameHeader ReadProResFrameHeader(const std::uint8_t* frame, std::size_t b
 
 void LabelProResFrame(const ProResLabels& labels, std::uint8_t* frame, std::size_t bytes) {
   const std::span<std::uint8_t> all(frame, bytes);
-  const ParsedFrame parsed = ParseFrame(all);
-  if (parsed.isBare) throw VIXError(ErrorCode::Unsupported, "a frame without prefix to label");
-  if (labels.fieldOrder) SetFieldOrder(*labels.fieldOrder, parsed, all);
+  const ParsedFrame parsed = ParseWithPrefix(all);
+  if (labels.fieldOrder) SetProResFieldOrder(*labels.fieldOrder, frame, bytes);
   const unsigned aspect = prores::CodeOfPixelAspect(ToRatio(labels.pixelAspect),
                                                     parsed.header.width, parsed.header.height);
   const unsigned rate = prores::CodeOfFrameRate(ToRatio(labels.frameRate));
@@ -97,6 +93,17 @@ void LabelProResFrame(const ProResLabels& labels, std::uint8_t* frame, std::size
   all[kPrimaries] = static_cast<std::uint8_t>(labels.primaries);
   all[kTransfer] = static_cast<std::uint8_t>(labels.transfer);
   all[kMatrix] = static_cast<std::uint8_t>(labels.matrix);
+}
+
+void SetProResFieldOrder(FieldOrder order, std::uint8_t* frame, std::size_t bytes) {
+  const std::span<std::uint8_t> all(frame, bytes);
+  const ParsedFrame parsed = ParseWithPrefix(all);
+  const auto present = FieldOrderOf(parsed.header.interlaceMode);
+  if (!present || *present == order) return;
+  ExchangeFields(all.last(parsed.pictures.size()));
+  constexpr unsigned kModeBits = 3U << 2;
+  const auto mode = static_cast<unsigned>(order) << 2;
+  all[kInterlaceMode] = static_cast<std::uint8_t>((all[kInterlaceMode] & ~kModeBits) | mode);
 }
 
 }  // namespace vix

@@ -41,10 +41,15 @@ VIX_API ProResFrameHeader ReadProResFrameHeader(const std::uint8_t* frame, std::
 
 /// Writes labels into the header of an encoded frame with prefix, in place. The header has codes
 /// for usual frame rates only (23.976 to 120), for square pixels and for pictures of 4:3 and 16:9;
-/// it states any other value as unknown. The two pictures of an interlaced frame change places if
-/// the other field comes first; `fieldOrder` nullopt keeps their order.
+/// it states any other value as unknown. SetProResFieldOrder() sets the field order; nullopt keeps
+/// it.
 /// @throws VIXError (Truncated, Damaged or Unsupported) if the frame is invalid; it is unchanged
 VIX_API void LabelProResFrame(const ProResLabels& labels, std::uint8_t* frame, std::size_t bytes);
+
+/// Sets the field order of an interlaced frame with prefix, in place. Each of its two pictures
+/// keeps its lines, so the pictures change places. A progressive frame does not change.
+/// @throws VIXError as LabelProResFrame()
+VIX_API void SetProResFieldOrder(FieldOrder order, std::uint8_t* frame, std::size_t bytes);
 
 }  // namespace vix
 

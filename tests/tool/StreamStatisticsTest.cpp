@@ -24,13 +24,9 @@ using testing::HasSubstr;
 using testing::Not;
 using State = ComparedProperty::State;
 
-TEST(FrameHeaders, RatesSurviveARoundTrip) {
-  for (std::uint8_t code = 1; code <= 11; ++code) EXPECT_EQ(CodeOfRate(RateOfCode(code)), code);
+TEST(FrameHeaders, RatesAreThoseOfTheCodes) {
   EXPECT_EQ(RateOfCode(4), (Rational{30000, 1001}));
   EXPECT_EQ(RateOfCode(0).numerator, 0);
-  EXPECT_EQ(RateOfCode(200).numerator, 0);
-  EXPECT_EQ(CodeOfRate({50, 2}), 3);
-  EXPECT_EQ(CodeOfRate({12, 1}), 0);
 }
 
 TEST(FrameHeaders, AspectIsThatOfPixels) {

@@ -7,29 +7,15 @@
 #include <utility>
 
 #include "base/Text.h"
+#include "bitstream/HeaderCodes.h"
 #include "format/StreamFormat.h"
+#include "vix/ProResFrame.h"
 
 namespace vixprores {
 namespace {
 
-struct RateCode {
-  Rational rate;
-  std::uint8_t code;
-};
-
-constexpr RateCode kRateCodes[] = {
-    {{24000, 1001}, 1}, {{24, 1}, 2},         {{25, 1}, 3},       {{30000, 1001}, 4},
-    {{30, 1}, 5},       {{50, 1}, 6},         {{60000, 1001}, 7}, {{60, 1}, 8},
-    {{100, 1}, 9},      {{120000, 1001}, 10}, {{120, 1}, 11},
-};
-
-bool AreEqual(Rational a, Rational b) {
-  return std::int64_t{a.numerator} * b.denominator == std::int64_t{b.numerator} * a.denominator;
-}
-
-// The products fit 32 bits because sides have 16 bits.
-Rational PixelOfPicture(std::int32_t across, std::int32_t down, const prores::FrameHeader& header) {
-  return Reduce({across * header.height, down * header.width});
+Rational ToRational(prores::Ratio ratio) {
+  return {ratio.numerator, ratio.denominator};
 }
 
 int ToCodePoint(std::uint8_t headerValue) {
@@ -48,38 +34,17 @@ std::optional<ParsedHeader> ParseHeader(std::span<const std::uint8_t> frame) {
 }
 
 Rational RateOfCode(std::uint8_t code) {
-  const auto* const found = std::ranges::find(kRateCodes, code, &RateCode::code);
-  return found == std::end(kRateCodes) ? Rational{0, 1} : found->rate;
-}
-
-std::uint8_t CodeOfRate(Rational rate) {
-  const auto* const found = std::ranges::find_if(
-      kRateCodes, [rate](const RateCode& entry) { return AreEqual(entry.rate, rate); });
-  return found == std::end(kRateCodes) ? std::uint8_t{0} : found->code;
+  return ToRational(prores::FrameRateOfCode(code));
 }
 
 Rational SampleAspectOf(const prores::FrameHeader& header) {
-  switch (header.aspectRatio) {
-    case 1:
-      return {1, 1};
-    case 2:
-      return PixelOfPicture(4, 3, header);
-    case 3:
-      return PixelOfPicture(16, 9, header);
-    default:
-      return {0, 1};
-  }
+  return ToRational(prores::PixelAspectOfCode(header.aspectRatio, header.width, header.height));
 }
 
 std::uint8_t CodeOfAspect(const StreamFormat& format) {
   const Rational& pixel = format.sampleAspect;
-  if (pixel.numerator == 0) return 0;
-  if (pixel.numerator == pixel.denominator) return 1;
-  // Sides have 16 bits and aspects 31: the products fit 64 bits.
-  const std::int64_t width = std::int64_t{format.width} * pixel.numerator;
-  const std::int64_t height = std::int64_t{format.height} * pixel.denominator;
-  if (width * 3 == height * 4) return 2;
-  return width * 9 == height * 16 ? 3 : 0;
+  return prores::CodeOfPixelAspect({pixel.numerator, pixel.denominator}, format.width,
+                                   format.height);
 }
 
 FieldOrder FieldOrderOf(prores::InterlaceMode mode) {
@@ -150,14 +115,13 @@ std::optional<HeaderMismatch> FindMismatch(const prores::FrameHeader& header,
 }
 
 void StampFrameHeader(const StreamFormat& format, std::span<std::uint8_t> frame) {
-  auto header = ParseHeader(frame);
-  if (!header || FrameHeaderBytes(*header) != header->headerBytes) return;
-  header->colorPrimaries = static_cast<std::uint8_t>(format.colour.primaries);
-  header->transferCharacteristic = static_cast<std::uint8_t>(format.colour.transfer);
-  header->matrixCoefficients = static_cast<std::uint8_t>(format.colour.matrix);
-  header->frameRate = CodeOfRate(format.rate);
-  header->aspectRatio = CodeOfAspect(format);
-  WriteFrameHeader(*header, static_cast<std::uint32_t>(frame.size()), frame.data());
+  if (!ParseHeader(frame)) return;
+  vix::ProResLabels labels{format.colour.primaries, format.colour.transfer, format.colour.matrix,
+                           format.rate, format.sampleAspect};
+  if (format.fieldOrder == FieldOrder::BottomFirst) {
+    labels.fieldOrder = vix::FieldOrder::BottomFirst;
+  }
+  vix::LabelProResFrame(labels, frame.data(), frame.size());
 }
 
 namespace {

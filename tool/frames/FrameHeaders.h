@@ -48,8 +48,6 @@ std::optional<ParsedHeader> ParseHeader(std::span<const std::uint8_t> frame);
 
 /// Returns the rate of a frame_rate_code; numerator 0 = unknown.
 Rational RateOfCode(std::uint8_t code);
-/// Returns the frame_rate_code of a rate; 0, unknown, if it has none.
-std::uint8_t CodeOfRate(Rational rate);
 
 /// Returns the pixel aspect that follows from aspect_ratio_information (square pixels, or a picture
 /// of 4:3 or 16:9) and the size; numerator 0 = unknown.
@@ -91,8 +89,9 @@ std::optional<HeaderMismatch> FindMismatch(const prores::FrameHeader& header,
                                            const HeaderDemands& demands);
 
 /// Writes colour, frame rate and aspect of the stream into the header of an encoded frame, in
-/// place. The encoder element does not receive them and leaves them unspecified, and players prefer
-/// the frame's values to the container's. Leaves bytes that are no frame unchanged.
+/// place, and puts the bottom field first if the stream does. The encoder element does not receive
+/// these labels, and players prefer the frame's values to the container's. Leaves bytes that are no
+/// frame unchanged.
 void StampFrameHeader(const StreamFormat& format, std::span<std::uint8_t> frame);
 
 /// One property of a stream in its container and in the header of its first frame.

@@ -2,18 +2,14 @@
 #include "frames/FrameLabels.h"
 
 #include <algorithm>
-#include <array>
-#include <utility>
 
-#include "bitstream/FrameHeader.h"
-#include "bitstream/PictureHeader.h"
+#include "vix/Error.h"
+#include "vix/ProResFrame.h"
 
 namespace vixprores {
 namespace {
 
 // Offsets of the labels from the first byte of a frame (RDD 36, frame header syntax).
-constexpr std::size_t kInterlaceMode = 20;  // two bits
-constexpr unsigned kInterlaceModeShift = 2;
 constexpr std::size_t kAspect = 21;  // four bits
 constexpr unsigned kAspectShift = 4;
 constexpr std::size_t kPrimaries = 22;
@@ -27,19 +23,6 @@ void SetByte(std::uint8_t& byte, const std::optional<int>& value) {
 // Sets the bits of `mask`, which start at bit `shift`.
 void SetBits(std::uint8_t& byte, unsigned mask, unsigned shift, unsigned value) {
   byte = static_cast<std::uint8_t>((byte & ~(mask << shift)) | value << shift);
-}
-
-// Returns the bytes of both pictures; nullopt unless both are complete.
-std::optional<std::array<std::span<const std::uint8_t>, 2>> FindPictures(
-    std::span<const std::uint8_t> rest) {
-  std::array<std::span<const std::uint8_t>, 2> pictures;
-  for (auto& picture : pictures) {
-    prores::PictureHeader header;
-    if (prores::ParsePictureHeader(rest, header) != prores::Status::kSuccess) return std::nullopt;
-    picture = rest.first(header.pictureBytes);
-    rest = rest.subspan(header.pictureBytes);
-  }
-  return pictures;
 }
 
 }  // namespace
@@ -65,19 +48,15 @@ std::shared_ptr<vix::IBuffer> SetFieldOrder(FieldOrder order, std::shared_ptr<vi
                                             const ParsedHeader& header, const FramePool& pool) {
   const FieldOrder present = FieldOrderOf(header.interlaceMode);
   if (present == FieldOrder::Progressive || present == order) return frame;
-  const auto bytes = BytesOf(*frame);
-  const auto pictures = FindPictures(bytes.subspan(header.headerBytes));
-  if (!pictures) return nullptr;
   auto exchanged = pool.MakeFrame(frame->GetSize());
-  std::uint8_t* const head = exchanged->GetData();
-  auto* end = std::ranges::copy(bytes.first(header.headerBytes), head).out;
-  end = std::ranges::copy((*pictures)[1], end).out;
-  end = std::ranges::copy((*pictures)[0], end).out;
-  // Bytes after the pictures stay at the end.
-  std::ranges::copy(bytes.subspan(static_cast<std::size_t>(end - head)), end);
-  const auto mode = order == FieldOrder::TopFirst ? prores::InterlaceMode::kTopFieldFirst
-                                                  : prores::InterlaceMode::kBottomFieldFirst;
-  SetBits(head[kInterlaceMode], 3, kInterlaceModeShift, static_cast<unsigned>(mode));
+  std::ranges::copy(BytesOf(*frame), exchanged->GetData());
+  try {
+    vix::SetProResFieldOrder(
+        order == FieldOrder::TopFirst ? vix::FieldOrder::TopFirst : vix::FieldOrder::BottomFirst,
+        exchanged->GetData(), exchanged->GetSize());
+  } catch (const vix::VIXError&) {
+    return nullptr;
+  }
   return exchanged;
 }
 

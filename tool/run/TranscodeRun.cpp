@@ -10,7 +10,6 @@
 #include "base/Interrupt.h"
 #include "base/Text.h"
 #include "frames/FrameHeaders.h"
-#include "frames/FrameLabels.h"
 #include "run/OrderedRun.h"
 
 namespace vixprores {
@@ -185,24 +184,9 @@ void TranscodeRun::Complete(vix::PoolFrame& job, unsigned element) {
     ClearRowPadding(result_, buffer->GetData());
   } else {
     StampFrameHeader(result_, {buffer->GetData(), buffer->GetSize()});
-    sample = OrderFields(std::move(sample));
   }
   frame.resultBytes = buffer->GetSize();
   frame.result = writer_->Pack(sample);
-}
-
-// The element always codes the top field first.
-TranscodeRun::Sample TranscodeRun::OrderFields(Sample sample) const {
-  if (result_.fieldOrder != FieldOrder::BottomFirst) return sample;
-  const auto coded = sample->GetBuffer();
-  const auto header = ParseHeader(BytesOf(*coded));
-  const auto ordered =
-      header ? SetFieldOrder(FieldOrder::BottomFirst, std::const_pointer_cast<vix::IBuffer>(coded),
-                             *header, pool_)
-             : nullptr;
-  Ensure(ordered != nullptr, "an encoded frame has two pictures");
-  return vix::CreateVideoSample(sample->GetVideoParameters(), sample->GetVideoInfo(), ordered,
-                                sample->GetTimeLimits(), {});
 }
 
 ElementOutput TranscodeRun::TakeOutput(const vix::PoolFrame& job, const Frame& frame) const {

@@ -8,7 +8,6 @@
 #include <optional>
 #include <string>
 
-#include "base/FramePool.h"
 #include "media/FrameWriter.h"
 #include "media/OutputFile.h"
 #include "run/EarlierRun.h"
@@ -67,7 +66,6 @@ class TranscodeRun {
   std::optional<Frame> ReadFrame();
   void Prepare(vix::PoolFrame& job);
   void Complete(vix::PoolFrame& job, unsigned element);
-  Sample OrderFields(Sample sample) const;
   ElementOutput TakeOutput(const vix::PoolFrame& job, const Frame& frame) const;
   Sample Judge(Frame& frame, const ElementOutput& output) const;
   void Check(const vix::IBuffer& source, std::shared_ptr<const vix::IBuffer> encoded,
@@ -93,7 +91,6 @@ class TranscodeRun {
   DamagePolicy onDamage_;
   bool isEncoded_;     ///< see TranscodePlan
   bool keepsPartial_;  ///< see TranscodePlan
-  FramePool pool_;
   std::int64_t frames_ = 0;  ///< given to the writer
   GapFiller gapFiller_;
   StandInLimit standIns_;
