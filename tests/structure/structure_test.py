@@ -17,6 +17,7 @@ INCLUDE_PATHS = {
     "codec": ["include", "codec"],
     "tool": ["include", "tool", "codec"],
     "images": ["include", "images", "tool"],
+    "gstreamer": ["include", "gstreamer"],
 }
 
 
@@ -53,6 +54,7 @@ ALLOWED = {
     **{folder: [*below, "include"] for folder, below in TOOL.items()},
     "tool": ["tool", "include"],
     "images": ["images", "tool/media/sequence/ImageModule.h", "include/vix/Version.h"],
+    "gstreamer": ["gstreamer", "include"],
 }
 for reader_of_frames in ("tool/recovery", "tool/media", "tool/frames"):
     ALLOWED[reader_of_frames].append("codec/bitstream")
