@@ -2,6 +2,7 @@
 #include "vix/RawVideoUtils.h"
 
 #include <cstdint>
+#include <cstring>
 #include <limits>
 #include <memory>
 #include <string>
@@ -50,6 +51,19 @@ std::uint32_t GetFrameBytes(FourCC fourcc, VideoChroma /*chroma*/, unsigned int 
                             unsigned int height) {
   const std::uint64_t stride = GetStride(fourcc, width, height);
   return CheckedTo32Bits(stride * height, width, height);
+}
+
+void ClearRowPadding(FourCC fourcc, unsigned int width, unsigned int height, std::size_t stride,
+                     std::uint8_t* picture) {
+  if (fourcc != kFourCC_V210) return;
+  constexpr std::size_t kGroupPixels = 6;
+  constexpr std::size_t kGroupBytes = 16;
+  const std::size_t used = (width + kGroupPixels - 1) / kGroupPixels * kGroupBytes;
+  const std::size_t padding = GetStride(fourcc, width, height) - used;
+  if (padding == 0) return;
+  for (std::size_t row = 0; row < height; ++row) {
+    std::memset(picture + row * stride + used, 0, padding);
+  }
 }
 
 }  // namespace vix::RawVideoUtils

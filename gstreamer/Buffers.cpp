@@ -1,6 +1,7 @@
 // SPDX-License-Identifier: BSD-2-Clause
 #include "Buffers.h"
 
+#include <algorithm>
 #include <cstring>
 #include <utility>
 
@@ -64,6 +65,12 @@ std::uint32_t MappedPicture::GetStride() const {
 
 std::uint32_t MappedPicture::GetHeight() const {
   return static_cast<std::uint32_t>(GST_VIDEO_FRAME_HEIGHT(&frame_));
+}
+
+void MappedPicture::ClearRowPadding() const {
+  vix::RawVideoUtils::ClearRowPadding(FindRawFormat(GST_VIDEO_FRAME_FORMAT(&frame_))->fourcc,
+                                      static_cast<unsigned>(GST_VIDEO_FRAME_WIDTH(&frame_)),
+                                      GetHeight(), GetStride(), GetRows());
 }
 
 std::shared_ptr<vix::IBuffer> WrapFrame(GstBuffer* buffer) {

@@ -27,6 +27,8 @@ class MappedPicture {
   std::uint8_t* GetRows() const;
   std::uint32_t GetStride() const;
   std::uint32_t GetHeight() const;
+  /// Clears the bytes of the rows that have no pixels.
+  void ClearRowPadding() const;
 
  private:
   GstVideoFrame frame_{};

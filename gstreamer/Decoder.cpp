@@ -124,6 +124,11 @@ void Decoder::Prepare(vix::PoolFrame& frame) const {
 void Decoder::Complete(vix::PoolFrame& frame) const {
   frame.input = nullptr;
   Job& job = *static_cast<Job*>(frame.context.get());
+  if (frame.error || job.isLate) return;
+  if (!job.picture.mapped) {
+    throw vix::VIXError(vix::ErrorCode::Failed, "the decoder did not use the host's memory");
+  }
+  job.picture.mapped->ClearRowPadding();
   job.picture.mapped = nullptr;
 }
 

@@ -152,7 +152,7 @@ static void vix_prores_dec_class_init(VixProResDecClass* type) {
                                         "Decodes ProRes 422 Proxy, LT, 422 and HQ (SMPTE RDD 36)",
                                         kAuthor);
   AddPadTemplate(element, "sink", GST_PAD_SINK, MakeProResCaps());
-  AddPadTemplate(element, "src", GST_PAD_SRC, MakeRawCaps());
+  AddPadTemplate(element, "src", GST_PAD_SRC, MakeRawCaps(1));
   gst_type_mark_as_plugin_api(ErrorPolicyType(), GstPluginAPIFlags{});
 
   GstVideoDecoderClass* const decoder = GST_VIDEO_DECODER_CLASS(type);

@@ -162,7 +162,7 @@ static void vix_prores_enc_class_init(VixProResEncClass* type) {
   gst_element_class_set_static_metadata(element, "vix ProRes encoder", "Codec/Encoder/Video",
                                         "Encodes ProRes 422 Proxy, LT, 422 and HQ (SMPTE RDD 36)",
                                         kAuthor);
-  AddPadTemplate(element, "sink", GST_PAD_SINK, MakeRawCaps());
+  AddPadTemplate(element, "sink", GST_PAD_SINK, MakeRawCaps(2));
   AddPadTemplate(element, "src", GST_PAD_SRC, MakeProResCaps());
   gst_type_mark_as_plugin_api(EncoderVariantType(), GstPluginAPIFlags{});
 

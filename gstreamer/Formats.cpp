@@ -140,12 +140,11 @@ bool States(const GstCaps* caps, const char* field) {
   return gst_structure_has_field(gst_caps_get_structure(caps, 0), field) != FALSE;
 }
 
-GstCaps* MakeRawCaps() {
-  constexpr int kLeastSide = 2;
+GstCaps* MakeRawCaps(int leastSide) {
   constexpr int kMostSide = 65535;
   GstCaps* const caps =
-      gst_caps_new_simple("video/x-raw", "width", GST_TYPE_INT_RANGE, kLeastSide, kMostSide,
-                          "height", GST_TYPE_INT_RANGE, kLeastSide, kMostSide, "framerate",
+      gst_caps_new_simple("video/x-raw", "width", GST_TYPE_INT_RANGE, leastSide, kMostSide,
+                          "height", GST_TYPE_INT_RANGE, leastSide, kMostSide, "framerate",
                           GST_TYPE_FRACTION_RANGE, 0, 1, G_MAXINT, 1, nullptr);
   GValue formats = G_VALUE_INIT;
   AppendTexts(formats, kRawFormats);

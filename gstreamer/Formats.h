@@ -45,11 +45,11 @@ const RawFormat* FindRawFormat(GstVideoFormat format);
 /// Returns true if the caps state the field.
 bool States(const GstCaps* caps, const char* field);
 
-/// Returns the caps of the pad templates.
-/// @{
-GstCaps* MakeRawCaps();
+/// Returns the caps of a pad of pictures.
+/// @param leastSide smallest width and height
+GstCaps* MakeRawCaps(int leastSide);
+/// Returns the caps of a pad of ProRes frames.
 GstCaps* MakeProResCaps();
-/// @}
 
 /// Returns the labels that caps state, for the headers of frames.
 vix::ProResLabels LabelsOf(const GstVideoInfo& info);

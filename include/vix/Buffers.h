@@ -126,7 +126,7 @@ struct FrameMemory {
 /// Callbacks with which a host owns the memory of one driver's output. They are called on the
 /// thread that pushes a frame; `release` also on that of the last owner of a sample. They must not
 /// throw. `user` must stay valid until the driver and the last sample are destroyed. A driver keeps
-/// the last picture that a decoder wrote until the next one.
+/// the last picture that a decoder wrote until the next one, but does not access it any more.
 struct FrameMemoryCallbacks {
   void* user = nullptr;  ///< passed to both
   /// Returns the memory of one picture or frame.

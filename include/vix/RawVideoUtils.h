@@ -2,6 +2,7 @@
 #ifndef VIX_RAWVIDEOUTILS_H
 #define VIX_RAWVIDEOUTILS_H
 
+#include <cstddef>
 #include <cstdint>
 #include <memory>
 #include <vector>
@@ -30,6 +31,12 @@ VIX_API std::vector<std::uint32_t> GetStrides(FourCC fourcc, VideoChroma chroma,
 /// Returns the bytes of one picture: stride x height.
 VIX_API std::uint32_t GetFrameBytes(FourCC fourcc, VideoChroma chroma, unsigned int width,
                                     unsigned int height);
+
+/// Clears the bytes of each "V210" row that have no pixels. A decoder does not write them, so that
+/// they contain whatever was in the memory before. Rows of other formats have no such bytes.
+/// @param stride bytes from one row to the next, at least those of GetStrides()
+VIX_API void ClearRowPadding(FourCC fourcc, unsigned int width, unsigned int height,
+                             std::size_t stride, std::uint8_t* picture);
 
 }  // namespace RawVideoUtils
 

@@ -2,7 +2,6 @@
 #include "format/StreamFormat.h"
 
 #include <algorithm>
-#include <cstring>
 #include <iterator>
 #include <numeric>
 #include <span>
@@ -42,15 +41,8 @@ std::uint32_t StreamFormat::FrameBytes() const {
 }
 
 void ClearRowPadding(const StreamFormat& format, std::uint8_t* frame) {
-  if (format.code != vix::kFourCC_V210) return;  // "UYVY" rows have no padding
-  constexpr std::size_t kGroupPixels = 6;
-  constexpr std::size_t kGroupBytes = 16;
-  const std::size_t used = (format.width + kGroupPixels - 1) / kGroupPixels * kGroupBytes;
-  const std::size_t stride = format.FrameBytes() / format.height;
-  if (used == stride) return;
-  for (std::size_t row = 0; row < format.height; ++row) {
-    std::memset(frame + row * stride + used, 0, stride - used);
-  }
+  vix::RawVideoUtils::ClearRowPadding(format.code, format.width, format.height,
+                                      format.FrameBytes() / format.height, frame);
 }
 
 const ProResVariant* FindProResVariant(vix::FourCC code) {

@@ -69,8 +69,7 @@ struct StreamFormat {
   std::uint32_t FrameBytes() const;
 };
 
-/// Clears the row padding of an uncompressed frame. A decoder does not write it, so that a file
-/// would contain whatever was in the memory before.
+/// Clears the row padding of an uncompressed frame, which files would contain as it was in memory.
 void ClearRowPadding(const StreamFormat& format, std::uint8_t* frame);
 
 /// Other words for names: the word in lower case, and the name.
