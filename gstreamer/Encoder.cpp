@@ -40,6 +40,7 @@ bool Accepts(const GstCaps* caps, const Variant& variant) {
 // A picture on its way to a frame.
 struct Encoder::Job {
   Ref<GstVideoCodecFrame> frame;
+  vix::ProResLabels labels;
 };
 
 bool Encoder::SetFormat(const EncoderSettings& settings, GstVideoCodecState* state) {
@@ -56,7 +57,6 @@ bool Encoder::SetFormat(const EncoderSettings& settings, GstVideoCodecState* sta
   const auto stream = DescribeRaw(info);
   pool.Define(stream);
   stream_ = stream;
-  labels_ = LabelsOf(info);
   input_.reset(gst_video_codec_state_ref(state));
 
   gst_video_encoder_set_latency(element_, TimeOfFrames(pool.GetElements(), info),
@@ -92,7 +92,8 @@ void Encoder::MakeRunner(unsigned threads) {
 GstFlowReturn Encoder::HandleFrame(Ref<GstVideoCodecFrame> frame) {
   if (!runner_) return GST_FLOW_NOT_NEGOTIATED;
   vix::PoolFrame job;
-  job.context = std::make_shared<Job>(Job{std::move(frame)});
+  const vix::ProResLabels labels = LabelsOf(input_->info, frame->input_buffer);
+  job.context = std::make_shared<Job>(Job{std::move(frame), labels});
   return runner_->Submit(std::move(job));
 }
 
@@ -111,7 +112,8 @@ void Encoder::Label(vix::PoolFrame& frame) const {
   frame.input = nullptr;
   if (frame.error) return;
   const auto coded = SampleOf(frame.output)->GetBuffer();
-  vix::LabelProResFrame(labels_, coded->GetData(), coded->GetSize());
+  vix::LabelProResFrame(static_cast<const Job*>(frame.context.get())->labels, coded->GetData(),
+                        coded->GetSize());
 }
 
 GstFlowReturn Encoder::Push(vix::PoolFrame& frame) {

@@ -11,7 +11,6 @@
 #include "Handles.h"
 #include "PoolRunner.h"
 #include "vix/Buffers.h"
-#include "vix/ProResFrame.h"
 #include "vix/StreamDescription.h"
 
 namespace vixgst {
@@ -55,7 +54,6 @@ class Encoder {
   // Changed only while no frame is being processed.
   Ref<GstVideoCodecState> input_;
   std::shared_ptr<const vix::IInfoContainer> stream_;
-  vix::ProResLabels labels_;
 };
 
 }  // namespace vixgst

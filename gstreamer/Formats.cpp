@@ -45,15 +45,15 @@ void AppendTexts(GValue& list, const auto& entries) {
 
 std::shared_ptr<const vix::IInfoContainer> Describe(
     const std::shared_ptr<vix::IVideoParameters>& parameters, std::uint32_t width,
-    std::uint32_t height, const vix::ProResLabels& labels, vix::VideoChroma chroma) {
+    std::uint32_t height, const vix::ProResLabels& labels, bool isInterlaced,
+    vix::VideoChroma chroma) {
   parameters->SetVideoProperty1(static_cast<std::int32_t>(chroma));
   parameters->SetVideoProperty2(labels.primaries);
   parameters->SetVideoProperty3(labels.transfer);
   parameters->SetVideoProperty4(labels.matrix);
   parameters->SetVideoProperty6(kPacked422);
   parameters->SetVideoProperty11(kStoredAsFrames);
-  parameters->SetScanMode(labels.fieldOrder ? vix::ScanMode::Interlaced
-                                            : vix::ScanMode::Progressive);
+  parameters->SetScanMode(isInterlaced ? vix::ScanMode::Interlaced : vix::ScanMode::Progressive);
   parameters->SetStoredWidth(width);
   parameters->SetStoredHeight(height);
   parameters->SetWidth(width);
@@ -63,11 +63,27 @@ std::shared_ptr<const vix::IInfoContainer> Describe(
       vix::CreateVideoInfo(parameters, vix::CreateChannelInfo(nullptr, 0), {}, {}), nullptr);
 }
 
-std::optional<vix::FieldOrder> FieldOrderOf(const GstVideoInfo& info) {
-  if (!GST_VIDEO_INFO_IS_INTERLACED(&info)) return std::nullopt;
-  return GST_VIDEO_INFO_FIELD_ORDER(&info) == GST_VIDEO_FIELD_ORDER_BOTTOM_FIELD_FIRST
-             ? vix::FieldOrder::BottomFirst
-             : vix::FieldOrder::TopFirst;
+vix::FieldOrder FieldOrderOf(const GstVideoInfo& info, const GstBuffer* picture) {
+  switch (GST_VIDEO_INFO_FIELD_ORDER(&info)) {
+    case GST_VIDEO_FIELD_ORDER_TOP_FIELD_FIRST:
+      return vix::FieldOrder::TopFirst;
+    case GST_VIDEO_FIELD_ORDER_BOTTOM_FIELD_FIRST:
+      return vix::FieldOrder::BottomFirst;
+    default:
+      return GST_BUFFER_FLAG_IS_SET(picture, GST_VIDEO_BUFFER_FLAG_TFF)
+                 ? vix::FieldOrder::TopFirst
+                 : vix::FieldOrder::BottomFirst;
+  }
+}
+
+// Returns the labels without field order.
+vix::ProResLabels LabelsOf(const GstVideoInfo& info) {
+  const GstVideoColorimetry& colour = info.colorimetry;
+  return {static_cast<std::int32_t>(gst_video_color_primaries_to_iso(colour.primaries)),
+          static_cast<std::int32_t>(gst_video_transfer_function_to_iso(colour.transfer)),
+          static_cast<std::int32_t>(gst_video_color_matrix_to_iso(colour.matrix)),
+          {info.fps_n, info.fps_d},
+          {info.par_n, info.par_d}};
 }
 
 void SetFieldOrder(const vix::ProResLabels& labels, GstVideoInfo& info) {
@@ -162,28 +178,26 @@ GstCaps* MakeProResCaps() {
   return caps;
 }
 
-vix::ProResLabels LabelsOf(const GstVideoInfo& info) {
-  const GstVideoColorimetry& colour = info.colorimetry;
-  return {static_cast<std::int32_t>(gst_video_color_primaries_to_iso(colour.primaries)),
-          static_cast<std::int32_t>(gst_video_transfer_function_to_iso(colour.transfer)),
-          static_cast<std::int32_t>(gst_video_color_matrix_to_iso(colour.matrix)),
-          {info.fps_n, info.fps_d},
-          {info.par_n, info.par_d},
-          FieldOrderOf(info)};
+vix::ProResLabels LabelsOf(const GstVideoInfo& info, const GstBuffer* picture) {
+  vix::ProResLabels labels = LabelsOf(info);
+  if (GST_VIDEO_INFO_IS_INTERLACED(&info)) labels.fieldOrder = FieldOrderOf(info, picture);
+  return labels;
 }
 
 std::shared_ptr<const vix::IInfoContainer> DescribeRaw(const GstVideoInfo& info) {
   const auto raw = vix::CreateVideoParameters<vix::VCodecFamily::Raw>();
   raw->SetFourCC(FindRawFormat(GST_VIDEO_INFO_FORMAT(&info))->fourcc);
   return Describe(raw, static_cast<std::uint32_t>(info.width),
-                  static_cast<std::uint32_t>(info.height), LabelsOf(info), vix::VideoChroma::C422);
+                  static_cast<std::uint32_t>(info.height), LabelsOf(info),
+                  GST_VIDEO_INFO_IS_INTERLACED(&info), vix::VideoChroma::C422);
 }
 
 std::shared_ptr<const vix::IInfoContainer> DescribeProRes(const vix::ProResFrameHeader& header) {
   // Decoders do not depend on the variant, which headers do not state.
   const auto compressed = vix::CreateVideoParameters<vix::VCodecFamily::ProRes>();
   compressed->SetProResCodecVariant(vix::ProResCodecVariant::Standard);
-  return Describe(compressed, header.width, header.height, header.labels, header.chroma);
+  return Describe(compressed, header.width, header.height, header.labels,
+                  header.labels.fieldOrder.has_value(), header.chroma);
 }
 
 void CompleteInfo(const GstCaps* caps, const vix::ProResLabels& labels, GstVideoInfo& info) {

@@ -51,8 +51,9 @@ GstCaps* MakeRawCaps(int leastSide);
 /// Returns the caps of a pad of ProRes frames.
 GstCaps* MakeProResCaps();
 
-/// Returns the labels that caps state, for the headers of frames.
-vix::ProResLabels LabelsOf(const GstVideoInfo& info);
+/// Returns the labels that caps state, for the headers of frames. Pictures of interlaced caps
+/// without field order state it by their flags.
+vix::ProResLabels LabelsOf(const GstVideoInfo& info, const GstBuffer* picture);
 
 /// Returns the description of a stream of raw pictures.
 std::shared_ptr<const vix::IInfoContainer> DescribeRaw(const GstVideoInfo& info);
