@@ -65,13 +65,21 @@ GstFlowReturn Decoder::HandleFrame(Ref<GstVideoCodecFrame> frame) {
   if (!input_) return GST_FLOW_NOT_NEGOTIATED;
   const auto job = std::make_shared<Job>();
   job->frame = std::move(frame);
-  job->isLate = gst_video_decoder_get_max_decode_time(element_, job->frame.get()) < 0;
+  job->isLate = IsLate(*job->frame);
   vix::PoolFrame submitted;
   submitted.context = job;
   if (!isDefined_ && !Define(submitted)) return Push(submitted);
   const GstFlowReturn flow = runner_->Submit(std::move(submitted));
   // A damaged header may state any size: downstream learns that of the first decoded picture.
   return output_.width == 0 ? runner_->Drain() : flow;
+}
+
+// Returns true if the picture would come after its time and may be dropped.
+bool Decoder::IsLate(GstVideoCodecFrame& frame) const {
+  if (gst_video_decoder_get_max_decode_time(element_, &frame) >= 0) return false;
+  gboolean mayDrop = FALSE;
+  g_object_get(element_, "qos", &mayDrop, nullptr);
+  return mayDrop != FALSE;
 }
 
 void Decoder::MakeRunner() {

@@ -51,6 +51,7 @@ class Decoder {
  private:
   struct Job;
 
+  bool IsLate(GstVideoCodecFrame& frame) const;
   void MakeRunner();
   bool Define(vix::PoolFrame& first);
   const RawFormat& ChooseFormat() const;
