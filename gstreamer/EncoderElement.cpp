@@ -3,6 +3,9 @@
 
 #include <gst/video/gstvideoencoder.h>
 
+#include <array>
+#include <cstddef>
+
 #include "Encoder.h"
 #include "Guard.h"
 #include "Host.h"
@@ -29,15 +32,13 @@ constexpr int kAutomatic = -1;
 
 GType EncoderVariantType() {
   static const GType type = [] {
-    // The list ends with an empty entry. Both live as long as the type.
-    auto* const values = g_new0(GEnumValue, Variants().size() + 2);
+    static std::array<GEnumValue, kVariants + 2> values{};  // ends with an empty entry
     values[0] = {kAutomatic, "standard if downstream accepts it, else its best", "auto"};
-    int index = 0;
-    for (const Variant& variant : Variants()) {
-      values[index + 1] = {index, variant.description, variant.name};
-      ++index;
+    for (std::size_t i = 0; i < kVariants; ++i) {
+      const Variant& variant = Variants()[i];
+      values[i + 1] = {static_cast<int>(i), variant.description, variant.name};
     }
-    return g_enum_register_static("VixProResEncVariant", values);
+    return g_enum_register_static("VixProResEncVariant", values.data());
   }();
   return type;
 }

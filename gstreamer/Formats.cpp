@@ -11,7 +11,7 @@ namespace {
 
 using VixVariant = vix::ProResCodecVariant;
 
-constexpr Variant kVariants[] = {
+constexpr Variant kVariantTable[] = {
     {"proxy", VixVariant::Proxy, "ProRes 422 Proxy"},
     {"lt", VixVariant::LT, "ProRes 422 LT"},
     {"standard", VixVariant::Standard, "ProRes 422"},
@@ -63,7 +63,7 @@ std::shared_ptr<const vix::IInfoContainer> Describe(
       vix::CreateVideoInfo(parameters, vix::CreateChannelInfo(nullptr, 0), {}, {}), nullptr);
 }
 
-vix::FieldOrder FieldOrderOf(const GstVideoInfo& info, const GstBuffer* picture) {
+vix::FieldOrder FieldOrderOf(const GstVideoInfo& info, GstBuffer* picture) {
   switch (GST_VIDEO_INFO_FIELD_ORDER(&info)) {
     case GST_VIDEO_FIELD_ORDER_TOP_FIELD_FIRST:
       return vix::FieldOrder::TopFirst;
@@ -133,15 +133,15 @@ constexpr Completion kCompletions[] = {
 
 }  // namespace
 
-std::span<const Variant> Variants() {
-  return kVariants;
+std::span<const Variant, kVariants> Variants() {
+  return kVariantTable;
 }
 
 const Variant* FindVariant(const char* name) {
-  const auto* const found = std::ranges::find_if(kVariants, [name](const Variant& variant) {
+  const auto* const found = std::ranges::find_if(kVariantTable, [name](const Variant& variant) {
     return name != nullptr && std::string_view(variant.name) == name;
   });
-  return found == std::end(kVariants) ? nullptr : found;
+  return found == std::end(kVariantTable) ? nullptr : found;
 }
 
 std::span<const RawFormat> RawFormats() {
@@ -172,13 +172,13 @@ GstCaps* MakeRawCaps(int leastSide) {
 GstCaps* MakeProResCaps() {
   GstCaps* const caps = gst_caps_new_empty_simple("video/x-prores");
   GValue variants = G_VALUE_INIT;
-  AppendTexts(variants, kVariants);
+  AppendTexts(variants, kVariantTable);
   gst_caps_set_value(caps, "variant", &variants);
   g_value_unset(&variants);
   return caps;
 }
 
-vix::ProResLabels LabelsOf(const GstVideoInfo& info, const GstBuffer* picture) {
+vix::ProResLabels LabelsOf(const GstVideoInfo& info, GstBuffer* picture) {
   vix::ProResLabels labels = LabelsOf(info);
   if (GST_VIDEO_INFO_IS_INTERLACED(&info)) labels.fieldOrder = FieldOrderOf(info, picture);
   return labels;

@@ -7,6 +7,7 @@
 
 #include <gst/video/video.h>
 
+#include <cstddef>
 #include <memory>
 #include <optional>
 #include <span>
@@ -25,8 +26,11 @@ struct Variant {
   const char* description;
 };
 
+/// Number of variants.
+inline constexpr std::size_t kVariants = 4;
+
 /// Returns all variants in the order of their data rates.
-std::span<const Variant> Variants();
+std::span<const Variant, kVariants> Variants();
 /// Returns the variant of that name in caps, or null.
 const Variant* FindVariant(const char* name);
 
@@ -53,7 +57,7 @@ GstCaps* MakeProResCaps();
 
 /// Returns the labels that caps state, for the headers of frames. Pictures of interlaced caps
 /// without field order state it by their flags.
-vix::ProResLabels LabelsOf(const GstVideoInfo& info, const GstBuffer* picture);
+vix::ProResLabels LabelsOf(const GstVideoInfo& info, GstBuffer* picture);
 
 /// Returns the description of a stream of raw pictures.
 std::shared_ptr<const vix::IInfoContainer> DescribeRaw(const GstVideoInfo& info);

@@ -30,7 +30,7 @@ void LogToGStreamer() {
   vix::SetCurrentLoggerWriter(vix::CreateLineLoggerWriter([](vix::LogLevel level,
                                                              const std::string& line) {
     const GstDebugLevel shown = level <= vix::LogLevel::Warning ? GST_LEVEL_INFO : GST_LEVEL_DEBUG;
-    gst_debug_log(category, shown, __FILE__, __func__, __LINE__, nullptr, "%s", line.c_str());
+    gst_debug_log(category, shown, __FILE__, "Write", __LINE__, nullptr, "%s", line.c_str());
   }));
 }
 
