@@ -158,7 +158,6 @@ bool Decoder::Negotiate(const vix::ProResFrameHeader& header) {
                                 TimeOfFrames(runner_->GetPool().GetMostInFlight(), state->info));
   if (!gst_video_decoder_negotiate(element_)) return false;
   output_ = state->info;
-  memory_.SetPool(Ref<GstBufferPool>(gst_video_decoder_get_buffer_pool(element_)), output_);
   return true;
 }
 
@@ -222,7 +221,7 @@ void Decoder::Stop() {
   damagedFrames_ = 0;
 }
 
-void Decoder::DecideAllocation(GstQuery* query) const {
+void Decoder::EnlargePools(GstQuery* query) const {
   const guint most = runner_ ? static_cast<guint>(runner_->GetPool().GetMostInFlight()) : 0;
   for (guint i = 0; i < gst_query_get_n_allocation_pools(query); ++i) {
     GstBufferPool* pool = nullptr;
@@ -237,6 +236,18 @@ void Decoder::DecideAllocation(GstQuery* query) const {
                                       mostBuffers == 0 ? wanted : std::min(wanted, mostBuffers),
                                       mostBuffers);
   }
+}
+
+void Decoder::TakePool(GstQuery* query) {
+  GstCaps* caps = nullptr;
+  GstVideoInfo info;
+  gst_query_parse_allocation(query, &caps, nullptr);
+  if (caps == nullptr || !gst_video_info_from_caps(&info, caps)) return;
+  GstBufferPool* pool = nullptr;
+  if (gst_query_get_n_allocation_pools(query) > 0) {
+    gst_query_parse_nth_allocation_pool(query, 0, &pool, nullptr, nullptr, nullptr);
+  }
+  memory_.SetPool(Ref<GstBufferPool>(pool), info);
 }
 
 }  // namespace vixgst

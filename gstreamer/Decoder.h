@@ -46,7 +46,9 @@ class Decoder {
   void Stop();
 
   /// Adds the frames of this element to what an answered allocation query requires of a pool.
-  void DecideAllocation(GstQuery* query) const;
+  void EnlargePools(GstQuery* query) const;
+  /// Decodes into buffers of the pool on which an allocation query decided.
+  void TakePool(GstQuery* query);
 
  private:
   struct Job;

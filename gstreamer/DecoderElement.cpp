@@ -120,9 +120,13 @@ gboolean FlushDecoder(GstVideoDecoder* element) {
 }
 
 gboolean DecideDecoderAllocation(GstVideoDecoder* element, GstQuery* query) {
-  return Guard(element, FALSE, [element, query] {
-    DecoderOf(element)->work->DecideAllocation(query);
-    return GST_VIDEO_DECODER_CLASS(vix_prores_dec_parent_class)->decide_allocation(element, query);
+  return Guard(element, FALSE, [element, query]() -> gboolean {
+    Decoder& work = *DecoderOf(element)->work;
+    auto* const parent = GST_VIDEO_DECODER_CLASS(vix_prores_dec_parent_class);
+    work.EnlargePools(query);
+    if (!parent->decide_allocation(element, query)) return FALSE;
+    work.TakePool(query);
+    return TRUE;
   });
 }
 

@@ -48,9 +48,10 @@ void LoadProResElement(vix::ElementFactoryType type) {
   if (IsRegistered(type)) return;
   std::string reasons;
   for (const vix::PluginFailure& failure : found.failures) reasons += "; " + failure.reason;
-  throw vix::VIXError(vix::ErrorCode::NotFound,
-                      "no plug-in with the ProRes elements is in " + vix::GetPluginFolder() +
-                          reasons + "; install it there or name its folder in VIX_PLUGIN_PATH");
+  throw vix::VIXError(vix::ErrorCode::NotFound, "no plug-in with the ProRes elements was found" +
+                                                    reasons + "; install it in " +
+                                                    vix::GetPluginFolder() +
+                                                    " or name its folder in VIX_PLUGIN_PATH");
 }
 
 vix::ElementPoolOptions PoolOptions(unsigned threads) {
