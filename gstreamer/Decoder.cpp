@@ -49,7 +49,6 @@ struct Decoder::Job {
   Ref<GstVideoCodecFrame> frame;
   bool isLate = false;  // is not to be decoded
   vix::ProResFrameHeader header;
-  std::shared_ptr<const vix::IInfoContainer> stream;
   DecodedPicture picture;
 };
 
@@ -161,10 +160,13 @@ bool Decoder::Negotiate(const vix::ProResFrameHeader& header) {
   return true;
 }
 
-// Returns the state of the output after a failed negotiation.
+// Returns the state of the output after a failed negotiation. At the end of a pipeline, downstream
+// flushes before this element does.
 GstFlowReturn Decoder::RefusedFlow() const {
   GstPad* const pad = GST_VIDEO_DECODER_SRC_PAD(element_);
-  return GST_PAD_IS_FLUSHING(pad) ? GST_FLOW_FLUSHING : GST_FLOW_NOT_NEGOTIATED;
+  const Ref<GstPad> peer(gst_pad_get_peer(pad));
+  const bool isFlushing = GST_PAD_IS_FLUSHING(pad) || (peer && GST_PAD_IS_FLUSHING(peer.get()));
+  return isFlushing ? GST_FLOW_FLUSHING : GST_FLOW_NOT_NEGOTIATED;
 }
 
 GstFlowReturn Decoder::Push(vix::PoolFrame& frame) {

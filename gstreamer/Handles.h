@@ -15,6 +15,7 @@ namespace vixgst {
 struct Unref {
   void operator()(GstBuffer* buffer) const { gst_buffer_unref(buffer); }
   void operator()(GstBufferPool* pool) const { gst_object_unref(pool); }
+  void operator()(GstPad* pad) const { gst_object_unref(pad); }
   void operator()(GstCaps* caps) const { gst_caps_unref(caps); }
   void operator()(GstVideoCodecFrame* frame) const { gst_video_codec_frame_unref(frame); }
   void operator()(GstVideoCodecState* state) const { gst_video_codec_state_unref(state); }
