@@ -89,8 +89,8 @@ class TranscodeRun {
   Output& file_;
   FrameWriter* writer_;
   DamagePolicy onDamage_;
-  bool isEncoded_;     ///< see TranscodePlan
-  bool keepsPartial_;  ///< see TranscodePlan
+  bool isEncoded_;           ///< see TranscodePlan
+  bool keepsPartial_;        ///< see TranscodePlan
   std::int64_t frames_ = 0;  ///< given to the writer
   GapFiller gapFiller_;
   StandInLimit standIns_;
