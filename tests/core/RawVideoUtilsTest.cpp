@@ -2,8 +2,10 @@
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
+#include <cstddef>
 #include <cstdint>
 #include <memory>
+#include <vector>
 
 #include "ErrorText.h"
 #include "vix/RawVideoUtils.h"
@@ -94,6 +96,17 @@ TEST(RawVideoUtils, RejectsPicturesLargerThan32Bits) {
   EXPECT_THAT(ErrorTextOf([&] { frameBytes(32768, 65536); }), HasSubstr("32768x65536"));
   EXPECT_THAT(ErrorTextOf([&] { frameBytes(2147483646, kLargest); }),
               HasSubstr("larger than the largest buffer"));
+}
+
+TEST(RawVideoUtils, OnlyBytesWithoutPixelsAreCleared) {
+  constexpr std::size_t kStride = 160;  // 32 bytes more than a row needs
+  constexpr std::size_t kUsed = 48;     // three groups of six pixels
+  std::vector<std::uint8_t> picture(2 * kStride, 0xAA);
+  RawVideoUtils::ClearRowPadding(kFourCC_V210, 14, 2, kStride, picture.data());
+  for (std::size_t i = 0; i < picture.size(); ++i) {
+    const bool isPadding = i % kStride >= kUsed && i % kStride < 128;
+    EXPECT_EQ(picture[i], isPadding ? 0 : 0xAA) << i;
+  }
 }
 
 }  // namespace
