@@ -8,6 +8,7 @@
 #include "cli/Commands.h"
 #include "farm/JobFiles.h"
 #include "report/JobReport.h"
+#include "run/Host.h"
 
 namespace vixprores {
 namespace {
@@ -45,6 +46,7 @@ bool HasFailed(const JobState& state) {
 }
 
 int RunStatus(const StatusOptions& options) {
+  SetUpMessages({});
   std::vector<Job> jobs;
   for (const std::string& path : options.paths) {
     std::error_code none;

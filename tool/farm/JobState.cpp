@@ -113,6 +113,17 @@ double FindSpeed(const Job& job) {
   return seconds > 0 ? frames / seconds : 0;
 }
 
+// Returns true if a chunk ended after the last join.
+bool IsJoinOutdated(const Job& job) {
+  std::error_code none;
+  const auto joined = fs::last_write_time(NameJoinOutcome(job.folder), none);
+  return std::ranges::any_of(job.chunks, [&](const Chunk& chunk) {
+    std::error_code missing;
+    const auto ended = fs::last_write_time(NameOutcome(chunk.part), missing);
+    return !missing && ended > joined;
+  });
+}
+
 }  // namespace
 
 JobState FindJobState(const Job& job) {
@@ -121,7 +132,7 @@ JobState FindJobState(const Job& job) {
   std::error_code none;
   if (join && join->job == job.id) {
     state.isJoined = join->isDone && fs::exists(join->output, none);
-    state.joinMessage = join->message;
+    if (!IsJoinOutdated(job)) state.joinMessage = join->message;
   }
   const WorkFiles workFiles = FindWorkFiles(job.folder);
   const auto input = FindInput(job);
