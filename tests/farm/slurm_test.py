@@ -241,6 +241,16 @@ class Jobs(FarmTest):
         self.assert_finished()
         self.submit(chunks=2)
         self.assertIn("joined already", self.answer)
+        result = run("submit", "--slurm", "--chunks", 2, f"./{self.input.name}",
+                     f"./{self.output.name}", cwd=folder, env=self.slurm.environment)
+        self.assertIn("joined already", result.stderr)
+
+    def test_another_job_in_the_folder_is_noted(self):
+        self.submit()
+        self.assertNotIn("holds an unfinished job", self.answer)
+        self.empty_queue()
+        self.submit("--variant", "lt")
+        self.assertIn("holds an unfinished job of other options", self.answer)
 
 
 class Options(FarmTest):

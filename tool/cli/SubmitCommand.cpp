@@ -6,6 +6,7 @@
 #include "cli/Commands.h"
 #include "cli/JobOptions.h"
 #include "farm/JobFiles.h"
+#include "farm/JobState.h"
 #include "farm/Slurm.h"
 #include "format/InputFormat.h"
 #include "report/JobReport.h"
@@ -65,9 +66,22 @@ bool IsWanted(const Job& job, const SubmitOptions& options) {
   throw Failure(job.output + ": exists already; --overwrite replaces it");
 }
 
+// Tells if the folder holds another job, whose parts this one replaces.
+void NoteOtherJob(const Job& job) {
+  const std::string plan = NamePlan(job.folder);
+  std::error_code none;
+  if (!std::filesystem::exists(plan, none)) return;
+  const Job earlier = ReadPlan(plan).front();
+  if (earlier.id == job.id || FindJobState(earlier).isJoined) return;
+  PrintNote(job.folder +
+            ": holds an unfinished job of other options or another input, whose parts this one "
+            "replaces; cancel its tasks, or give each job its --job-dir");
+}
+
 void SubmitJob(const Job& job, const SubmitOptions& options, int maxTasks) {
   if (!IsWanted(job, options)) return;
   const Submission submission = PrepareSubmission(job, options, options.slurmOptions, maxTasks);
+  NoteOtherJob(job);
   if (options.dryRun) return PrintText(stdout, SubmissionText(submission));
   const SlurmJobs jobs = Submit(job, submission);
   const auto count = [](std::size_t number, const char* noun) {
@@ -78,14 +92,24 @@ void SubmitJob(const Job& job, const SubmitOptions& options, int maxTasks) {
                                             : "array " + jobs.array + " encodes " +
                                                   count(submission.chunks, "chunk") + " in " +
                                                   count(submission.tasks, "task")) +
-                        ", job " + jobs.join + " joins them; 'vixprores status " +
-                        QuoteForShell(job.folder) + "' shows the progress\n");
+                        ", job " + jobs.join + " joins them; progress: vixprores status " +
+                        QuoteForShell(job.folder) + "\n");
 }
 
-// Makes names absolute, so that the folder of the job means the same everywhere.
+// Returns the absolute path without "." folders. ".." stays: it may follow a symbolic link.
+std::string WholePath(const std::string& path) {
+  std::filesystem::path whole;
+  for (const auto& name : std::filesystem::absolute(path)) {
+    if (name != ".") whole /= name;
+  }
+  return whole.string();
+}
+
+// Makes names absolute, so that the folder of the job means the same everywhere, and the same job
+// has the same identity.
 SubmitOptions WithWholePaths(SubmitOptions options) {
   const auto complete = [](std::string& path) {
-    if (!path.empty() && path != "-") path = std::filesystem::absolute(path).string();
+    if (!path.empty() && path != "-") path = WholePath(path);
   };
   complete(options.input);
   complete(options.output);
