@@ -82,6 +82,21 @@ std::string NamePart(const std::string& folder, int number) {
   return (fs::path(folder) / (digits + ".mov")).string();
 }
 
+// Rejects a filter that would give other frames in chunks than in one run.
+void CheckFilter(const std::string& graph) {
+  const auto untested = FilterGraph::FindUntested(graph);
+  if (!untested) return;
+  const std::string name = untested->substr(0, untested->find('='));
+  const auto timeless = FilterGraph::TimelessFilters();
+  const bool isArgument = std::ranges::find(timeless, name) != timeless.end();
+  throw UsageError(
+      "--filter " + QuoteForShell(graph) + ": " + (isArgument ? "the arguments of " : "") +
+      QuoteForShell(name) +
+      " may give other pictures in chunks than in one run; encode in one run, or use " +
+      (isArgument ? "arguments without time, number, randomness and enable"
+                  : "only " + JoinWords(timeless)));
+}
+
 // Rejects what would give other frames in chunks than in one run.
 void CheckDivisible(const JobOptions& options) {
   if (options.onDamage != DamagePolicy::Stop) {
@@ -90,15 +105,8 @@ void CheckDivisible(const JobOptions& options) {
         "hold; encode such an input in one run");
   }
   if (options.output == "-") throw UsageError("a job needs an output with a name, not a pipe");
-  const auto& filter = options.footage.filter;
-  const auto untested = filter ? FilterGraph::FindUntested(*filter) : std::nullopt;
-  if (untested) {
-    throw UsageError(
-        "--filter " + QuoteForShell(*filter) + ": " + *untested +
-        " may give other pictures in chunks than in one run; encode in one run, or use "
-        "only " +
-        JoinWords(FilterGraph::TimelessFilters()));
-  }
+  if (options.input == "-") throw UsageError("a job needs an input with a name, not a pipe");
+  if (options.footage.filter) CheckFilter(*options.footage.filter);
 }
 
 std::int64_t CountByReading(FrameReader& reader) {
@@ -116,7 +124,7 @@ FrameRange FindFrames(const JobOptions& options, FrameReader& reader,
   const FrameRange range = given.value_or(FrameRange());
   const auto known = CountFrames(reader, range);
   if (known) return {range.first, range.first + *known - 1};
-  PrintNote(reader.GetName() + ": does not state the number of its frames; counting them");
+  PrintNote(reader.GetName() + ": only reading shows how many frames there are; counting them");
   const std::int64_t count = CountByReading(reader);
   if (range.Exceeds(count)) FailPastTheEnd(reader.GetName(), range, count);
   return {range.first, std::min(range.last, count - 1)};

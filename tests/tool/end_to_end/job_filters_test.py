@@ -79,9 +79,13 @@ class Filters(JobTest):
                 self.assertIn("may give other pictures in chunks than in one run", result.stderr)
                 self.assertEqual(result.stdout, "")
 
-    def test_the_refusal_names_the_filter(self):
-        result = run("plan", "--chunks", 2, "--filter", "hflip,tmix=3,vflip", self.clip, self.output)
-        self.assertIn("--filter hflip,tmix=3,vflip: tmix=3 may give other", result.stderr)
+    def test_the_refusal_names_the_filter_or_its_arguments(self):
+        for graph, name in (("hflip,tmix=3,vflip", "tmix"),
+                            ("rotate=t*0.1", "the arguments of rotate"),
+                            ("hflip=enable='between(t,1,2)'", "the arguments of hflip")):
+            with self.subTest(graph):
+                result = run("plan", "--chunks", 2, "--filter", graph, self.clip, self.output)
+                self.assertIn(f": {name} may give other", result.stderr)
 
 
 if __name__ == "__main__":
