@@ -52,7 +52,10 @@ bool IsLast() {
   static const char* const signal = std::getenv("SIGNAL_AT_CHANGE");
   static const char* const wait = std::getenv("WAIT_FOR");
   if (++g_changes != (last ? std::atol(last) : 0)) return false;
-  if (signal) raise(std::atoi(signal));
+  if (signal) {
+    raise(std::atoi(signal));
+    usleep(100'000);  // in which the thread that waits for signals usually sees it
+  }
   if (wait) WaitFor(wait);
   return !signal && !wait;
 }
