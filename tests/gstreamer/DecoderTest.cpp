@@ -122,9 +122,9 @@ TEST(Decoder, CapsOf4444AreNotNegotiated) {
 }
 
 TEST(Decoder, CapsWithoutASizeAreSurvived) {
-  for (const char* const caps : {"video/x-prores,variant=hq",
-                                 "video/x-prores,variant=hq,width=64,height=32,framerate=0/1",
-                                 "video/x-prores,variant=hq,width=0,height=0,framerate=25/1"}) {
+  for (const char* const caps :
+       {"video/x-prores,variant=hq", "video/x-prores,variant=hq,width=64,height=32,framerate=0/1",
+        "video/x-prores,variant=hq,width=0,height=0,framerate=25/1"}) {
     Harness harness(kDecoder);
     harness.SetInput(caps);
     harness.Push(MakeProResBuffer(kSmall, 0));

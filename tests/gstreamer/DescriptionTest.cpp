@@ -51,14 +51,14 @@ std::vector<std::string> NicksOf(GParamSpec* spec) {
 }
 
 std::string DefaultOf(GParamSpec* spec) {
-  const GEnumValue* const value = g_enum_get_value(G_PARAM_SPEC_ENUM(spec)->enum_class,
-                                                   G_PARAM_SPEC_ENUM(spec)->default_value);
+  const GEnumValue* const value =
+      g_enum_get_value(G_PARAM_SPEC_ENUM(spec)->enum_class, G_PARAM_SPEC_ENUM(spec)->default_value);
   return value ? value->value_nick : "";
 }
 
 TEST(Description, FactoriesStateKindAuthorAndPurpose) {
-  for (const auto& [name, kind] : {std::pair(kEncoder, "Codec/Encoder/Video"),
-                                   std::pair(kDecoder, "Codec/Decoder/Video")}) {
+  for (const auto& [name, kind] :
+       {std::pair(kEncoder, "Codec/Encoder/Video"), std::pair(kDecoder, "Codec/Decoder/Video")}) {
     SCOPED_TRACE(name);
     const FactoryPointer factory = FindFactory(name);
     const auto text = [&](const char* key) {
@@ -118,8 +118,7 @@ TEST(Description, EveryPropertyHasADescription) {
 TEST(Description, EnumerationsHaveTheDocumentedValuesAndDefaults) {
   const Harness encoder(kEncoder);
   GParamSpec* const variant = OwnProperties(encoder.Element()).at("variant");
-  EXPECT_EQ(NicksOf(variant),
-            (std::vector<std::string>{"auto", "proxy", "lt", "standard", "hq"}));
+  EXPECT_EQ(NicksOf(variant), (std::vector<std::string>{"auto", "proxy", "lt", "standard", "hq"}));
   EXPECT_EQ(DefaultOf(variant), "auto");
   const Harness decoder(kDecoder);
   GParamSpec* const policy = OwnProperties(decoder.Element()).at("error-policy");
@@ -133,8 +132,7 @@ TEST(Description, ThreadsAreAsManyAsProcessorsUnlessSet) {
     guint threads = 0;
     g_object_get(harness.Element(), "threads", &threads, nullptr);
     EXPECT_EQ(threads, 3U) << name;
-    const auto* const range =
-        G_PARAM_SPEC_UINT(OwnProperties(harness.Element()).at("threads"));
+    const auto* const range = G_PARAM_SPEC_UINT(OwnProperties(harness.Element()).at("threads"));
     EXPECT_EQ(range->default_value, 0U) << name;
     EXPECT_EQ(range->minimum, 0U) << name;
     EXPECT_GE(range->maximum, 64U) << name;

@@ -66,7 +66,7 @@ INSTANTIATE_TEST_SUITE_P(
     Encoder, EncoderShapes,
     testing::Values(kSmall, kInterlaced, Shape{.fourcc = kFourCC_UYVY},
                     Shape{.scanMode = ScanMode::Interlaced, .fourcc = kFourCC_UYVY},
-                    Shape{.width = 50, .height = 34},                           // padded rows
+                    Shape{.width = 50, .height = 34},                          // padded rows
                     Shape{.width = 51, .height = 33, .fourcc = kFourCC_UYVY},  // odd
                     kLarge));
 
@@ -79,7 +79,7 @@ TEST_P(EncoderShapes, FramesAreThoseOfTheCodecLibraryInOrder) {
 }
 
 TEST_P(EncoderShapes, PaddedRowsGiveTheSameFrames) {
-  for (const std::size_t padding : {4, 128, 1000}) {
+  for (const std::size_t padding : {4U, 128U, 1000U}) {
     EncoderHarness harness(GetParam(), "variant=standard");
     harness.Push(MakePaddedBuffer(GetParam(), 3, padding));
     ExpectEncoded(harness.Pull(), GetParam(), 3);
@@ -132,9 +132,12 @@ TEST(Encoder, FramesLabelRateAspectAndColour) {
 }
 
 TEST(Encoder, ANewSizeFormatOrRateTakesEffectAtItsFrame) {
-  const std::vector<Shape> shapes{kSmall, Shape{.width = 96, .height = 48},
+  const std::vector<Shape> shapes{kSmall,
+                                  Shape{.width = 96, .height = 48},
                                   Shape{.width = 96, .height = 48, .fourcc = kFourCC_UYVY},
-                                  kInterlaced, Shape{.rate = {50, 1}}, kSmall};
+                                  kInterlaced,
+                                  Shape{.rate = {50, 1}},
+                                  kSmall};
   Harness harness(kEncoder, "variant=standard");
   unsigned number = 0;
   std::vector<Shape> expected;

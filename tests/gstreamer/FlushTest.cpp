@@ -72,7 +72,7 @@ TEST_P(Flushes, NoFrameFromBeforeComesOutAfter) {
 
 TEST_P(Flushes, HundredsOfSeeksToRandomPlaces) {
   for (int seek = 0; seek < 400; ++seek) {
-    const unsigned first = random() % 1000;
+    const auto first = static_cast<unsigned>(random() % 1000);
     harness.Flush(first * kFrameTime);
     Drop();
     for (unsigned i = 0; i < random() % 6; ++i) ASSERT_EQ(Push(first + i), GST_FLOW_OK);

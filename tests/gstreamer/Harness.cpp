@@ -189,8 +189,8 @@ std::vector<std::string> Harness::PopTexts(GstMessageType type) {
   while (const auto message = PopMessage(type)) {
     GError* error = nullptr;
     gchar* details = nullptr;
-    (type == GST_MESSAGE_ERROR ? gst_message_parse_error
-                               : gst_message_parse_warning)(message.get(), &error, &details);
+    (type == GST_MESSAGE_ERROR ? gst_message_parse_error : gst_message_parse_warning)(
+        message.get(), &error, &details);
     texts.push_back(std::string(error->message) + "\n" + (details ? details : ""));
     g_error_free(error);
     g_free(details);

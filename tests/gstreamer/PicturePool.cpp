@@ -21,8 +21,7 @@ const gchar** GetOptions(GstBufferPool*) {
   return options;
 }
 
-GstFlowReturn AllocateBuffer(GstBufferPool* base, GstBuffer** buffer,
-                             GstBufferPoolAcquireParams*) {
+GstFlowReturn AllocateBuffer(GstBufferPool* base, GstBuffer** buffer, GstBufferPoolAcquireParams*) {
   const auto* const pool = reinterpret_cast<PaddedPool*>(base);
   const auto bytes = static_cast<gsize>(pool->stride) * pool->shape.height;
   *buffer = gst_buffer_new_allocate(nullptr, bytes, nullptr);
@@ -31,7 +30,7 @@ GstFlowReturn AllocateBuffer(GstBufferPool* base, GstBuffer** buffer,
   GstVideoMeta* const meta =
       gst_buffer_add_video_meta_full(*buffer, GST_VIDEO_FRAME_FLAG_NONE, pool->format,
                                      pool->shape.width, pool->shape.height, 1, offsets, strides);
-  GST_META_FLAG_SET(meta, GST_META_FLAG_POOLED);
+  meta->meta.flags = static_cast<GstMetaFlags>(meta->meta.flags | GST_META_FLAG_POOLED);
   return GST_FLOW_OK;
 }
 
@@ -43,10 +42,9 @@ void InitClass(gpointer klass, gpointer) {
 }
 
 GType PaddedPoolType() {
-  static const GType type =
-      g_type_register_static_simple(GST_TYPE_BUFFER_POOL, "TestPaddedPool",
-                                    sizeof(GstBufferPoolClass), InitClass, sizeof(PaddedPool),
-                                    nullptr, GTypeFlags(0));
+  static const GType type = g_type_register_static_simple(
+      GST_TYPE_BUFFER_POOL, "TestPaddedPool", sizeof(GstBufferPoolClass), InitClass,
+      sizeof(PaddedPool), nullptr, GTypeFlags(0));
   return type;
 }
 
