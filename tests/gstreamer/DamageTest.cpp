@@ -14,7 +14,6 @@ namespace {
 using testing::Each;
 using testing::HasSubstr;
 
-constexpr unsigned kFrames = 8;
 constexpr unsigned kBad = 3;
 
 using Damage = void (*)(Bytes& frame);

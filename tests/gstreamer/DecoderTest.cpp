@@ -7,8 +7,6 @@
 namespace vix::test {
 namespace {
 
-constexpr unsigned kFrames = 12;
-
 void ExpectSubset(const CapsPointer& caps, const std::string& superset) {
   ASSERT_TRUE(caps);
   gchar* const text = gst_caps_to_string(caps.get());

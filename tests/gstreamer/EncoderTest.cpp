@@ -8,8 +8,6 @@
 namespace vix::test {
 namespace {
 
-constexpr unsigned kFrames = 12;
-
 /// Expects the frame that the codec library makes of picture `number`, apart from its labels.
 void ExpectEncoded(const BufferPointer& buffer, const Shape& shape, unsigned number,
                    ProResCodecVariant variant = ProResCodecVariant::Standard) {

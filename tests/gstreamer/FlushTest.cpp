@@ -13,8 +13,6 @@
 namespace vix::test {
 namespace {
 
-constexpr unsigned kFrames = 12;
-
 /// How both elements are fed and checked.
 struct Coder {
   const char* element;

@@ -29,6 +29,8 @@ inline constexpr const char* kEncoder = "vixproresenc";
 inline constexpr const char* kDecoder = "vixproresdec";
 /// Duration of each test frame.
 inline constexpr GstClockTime kFrameTime = GST_SECOND / 25;
+/// Frames of most tests: more than an element has in flight.
+inline constexpr unsigned kFrames = 12;
 
 /// Take over a reference, which may be null.
 BufferPointer Own(GstBuffer* buffer);

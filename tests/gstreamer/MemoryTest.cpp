@@ -14,8 +14,8 @@ namespace vix::test {
 namespace {
 
 constexpr Shape kFullHd{.width = 1920, .height = 1080};
+constexpr unsigned kFullHdFrames = 6;
 constexpr std::size_t kPictureBytes = std::size_t{5120} * 1080;  // V210
-constexpr unsigned kFrames = 6;
 
 TEST(Memory, TheDecoderFillsBuffersOfDownstream) {
   for (const FourCC fourcc : {kFourCC_V210, kFourCC_UYVY}) {
@@ -115,7 +115,7 @@ TEST(Memory, OutputsOfTheEncoderKeepTheirBytesWhileTheyAreHeld) {
 unsigned CountBlocksOfEncoding(GstBuffer* (*make)(unsigned number)) {
   EncoderHarness harness(kFullHd, "threads=1");
   unsigned blocks = 0;
-  for (unsigned i = 0; i < kFrames; ++i) {
+  for (unsigned i = 0; i < kFullHdFrames; ++i) {
     GstBuffer* const buffer = make(i);
     CountLargeBlocks(kPictureBytes);
     harness.Push(buffer);
@@ -137,7 +137,7 @@ TEST(Memory, TheDecoderWritesPicturesInPlace) {
   Harness harness(kDecoder, "threads=1");
   PicturePool pool(harness, kFullHd, kFourCC_V210, 0, 8);
   harness.SetInput(ProResCaps(kFullHd));
-  for (unsigned i = 0; i < kFrames; ++i) {
+  for (unsigned i = 0; i < kFullHdFrames; ++i) {
     GstBuffer* const frame = MakeProResBuffer(kFullHd, i);
     CountLargeBlocks(kPictureBytes / 2);
     harness.Push(frame);
@@ -155,14 +155,14 @@ TEST(Memory, OfEarlierFramesIsReused) {
     Harness harness(element, "threads=2");
     const bool isEncoder = element == kEncoder;
     harness.SetInput(isEncoder ? RawCaps(kFullHd) : ProResCaps(kFullHd));
-    for (unsigned i = 0; i < 2 * kFrames; ++i) {
+    for (unsigned i = 0; i < 2 * kFullHdFrames; ++i) {
       GstBuffer* const buffer =
           isEncoder ? MakeRawBuffer(kFullHd, i) : MakeProResBuffer(kFullHd, i);
       CountLargeBlocks(std::size_t{1} << 20);
       harness.Push(buffer);
       ASSERT_TRUE(harness.Pull());
       const unsigned blocks = CountLargeBlocks(std::size_t{1} << 20);
-      EXPECT_TRUE(blocks == 0 || i < kFrames) << element << ", frame " << i;
+      EXPECT_TRUE(blocks == 0 || i < kFullHdFrames) << element << ", frame " << i;
     }
   }
 }
