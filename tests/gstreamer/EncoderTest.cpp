@@ -52,13 +52,6 @@ TEST_P(EncoderVariants, DownstreamChoosesTheVariant) {
   ExpectEncoded(harness.Pull(), kSmall, 0, GetParam().value);
 }
 
-TEST(Encoder, APropertyAgainstDownstreamIsRefused) {
-  Harness harness(kEncoder, "variant=hq");
-  harness.SetOutput("video/x-prores,variant=proxy");
-  harness.SetInput(RawCaps(kSmall));
-  EXPECT_EQ(harness.Push(MakeRawBuffer(kSmall, 0)), GST_FLOW_NOT_NEGOTIATED);
-}
-
 class EncoderShapes : public testing::TestWithParam<Shape> {};
 INSTANTIATE_TEST_SUITE_P(
     Encoder, EncoderShapes,
@@ -180,12 +173,15 @@ TEST_P(RefusedCaps, AreNotNegotiated) {
   EXPECT_FALSE(harness.TryPull());
 }
 
-TEST(Encoder, AFrameThatIsTooSmallFailsWithAMessage) {
+TEST(Encoder, AFrameThatIsTooSmallEndsTheStreamWithAMessage) {
   EncoderHarness harness(kSmall);
-  const GstFlowReturn result = harness.Push(MakeBuffer(Bytes(100), 0));
+  GstFlowReturn result = harness.Push(MakeBuffer(Bytes(100), 0));
+  for (unsigned i = 1; i < 1000 && result == GST_FLOW_OK; ++i) {
+    result = harness.Push(MakeRawBuffer(kSmall, i));  // the error may come a few frames later
+  }
+  EXPECT_EQ(result, GST_FLOW_ERROR);
   EXPECT_FALSE(harness.TryPull());
-  EXPECT_LT(result, GST_FLOW_OK);
-  EXPECT_FALSE(harness.PopTexts(GST_MESSAGE_ERROR).empty());
+  EXPECT_EQ(harness.PopTexts(GST_MESSAGE_ERROR).size(), 1U);
 }
 
 }  // namespace

@@ -19,10 +19,14 @@ ENVIRONMENT = {**os.environ, "GST_REGISTRY_1_0": str(pathlib.Path(_REGISTRY.name
 
 VARIANTS = {"proxy": "proxy", "lt": "lt", "standard": "422", "hq": "hq"}  # with the program's names
 FOURCCS = {"v210": "V210", "UYVY": "UYVY"}
+# With rawvideoparse's properties, the caps that it leaves open, and the program's names.
+_SET = " ! capssetter caps=video/x-raw,field-order="
 SCANS = {
     "progressive": ("", "progressive"),
-    "top field first": ("interlaced=true top-field-first=true", "tff"),
-    "bottom field first": ("interlaced=true top-field-first=false", "bff"),
+    "top field first": (f"interlaced=true top-field-first=true{_SET}top-field-first", "tff"),
+    "bottom field first": (f"interlaced=true{_SET}bottom-field-first", "bff"),
+    "fields in the order of flags": ("interlaced=true top-field-first=true", "tff"),
+    "fields without flags": ("interlaced=true top-field-first=false", "bff"),
 }  # fmt: skip
 COLOURS = {"bt709": "bt709", "bt601": "bt601-525", "bt2020": "bt2020"}  # with the program's names
 _CODECS = {"v210": ("yuv422p10le", "v210"), "UYVY": ("uyvy422", "rawvideo")}
