@@ -8,7 +8,7 @@ foreach(package IN LISTS CPACK_PACKAGE_FILES)
   # Libraries and headers of several architectures can be installed together, and other packages may
   # use the program of any.
   file(READ ${folder}/DEBIAN/control fields)
-  if(package MATCHES "/lib[^/]*$" OR package MATCHES "/vixprores-images_[^/]*$")
+  if(package MATCHES "/(lib|vixprores-images_|gstreamer1.0-)[^/]*$")
     file(WRITE ${folder}/DEBIAN/control "Multi-Arch: same\n${fields}")
   elseif(package MATCHES "/vixprores_[^/]*$")
     file(WRITE ${folder}/DEBIAN/control "Multi-Arch: foreign\n${fields}")

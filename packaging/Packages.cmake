@@ -70,6 +70,17 @@ function(vix_package_library target package)
   set(CPACK_DEBIAN_${key}_PACKAGE_CONTROL_EXTRA ${folder}/shlibs ${folder}/triggers PARENT_SCOPE)
 endfunction()
 
+# vix_package_module(target package folder): packages a library that is loaded at run time.
+function(vix_package_module target package folder)
+  install(TARGETS ${target} LIBRARY DESTINATION ${folder} COMPONENT ${package} EXCLUDE_FROM_ALL)
+  set(path ${folder}/$<TARGET_FILE_NAME:${target}>)
+  vix_bare_binary(${package} ${path})
+  vix_run_in_package(${package} "
+    file(CHMOD \${root}/${path}
+         FILE_PERMISSIONS OWNER_READ OWNER_WRITE GROUP_READ WORLD_READ)")
+  vix_document_package(${package})
+endfunction()
+
 vix_package_library(ProRes libprores1)
 vix_package_library(vixCore libvixcore1)
 vix_package_library(vixVideoCodecProRes libvixvideocodecprores1)
@@ -98,14 +109,14 @@ vix_run_in_package(vixprores "
 vix_document_package(vixprores)
 
 # What the program loads for image sequences: its libraries are large.
-install(TARGETS vixprores_images LIBRARY DESTINATION ${VIX_DEBIAN_LIBDIR}/${VIX_PROGRAM_FOLDER}
-        COMPONENT vixprores-images EXCLUDE_FROM_ALL)
-set(module_path ${VIX_DEBIAN_LIBDIR}/${VIX_PROGRAM_FOLDER}/$<TARGET_FILE_NAME:vixprores_images>)
-vix_bare_binary(vixprores-images ${module_path})
-vix_run_in_package(vixprores-images "
-  file(CHMOD \${root}/${module_path}
-       FILE_PERMISSIONS OWNER_READ OWNER_WRITE GROUP_READ WORLD_READ)")
-vix_document_package(vixprores-images)
+vix_package_module(vixprores_images vixprores-images ${VIX_DEBIAN_LIBDIR}/${VIX_PROGRAM_FOLDER})
+
+# The elements for GStreamer, where it is installed.
+set(gstreamer_package)
+if(TARGET gstvixprores)
+  set(gstreamer_package gstreamer1.0-vixprores)
+  vix_package_module(gstvixprores ${gstreamer_package} ${VIX_DEBIAN_LIBDIR}/gstreamer-1.0)
+endif()
 
 # Headers, the CMake package, pkg-config files, and the guide with its examples.
 install(DIRECTORY ${PROJECT_SOURCE_DIR}/include/vix ${PROJECT_SOURCE_DIR}/include/ProRes
@@ -128,7 +139,7 @@ set(CPACK_GENERATOR DEB)
 set(CPACK_PACKAGING_INSTALL_PREFIX /usr)
 set(CPACK_PACKAGE_DIRECTORY ${PROJECT_BINARY_DIR}/packages)
 set(CPACK_COMPONENTS_ALL libprores1 libvixcore1 libvixvideocodecprores1 vixprores vixprores-images
-    libvix-dev)
+    libvix-dev ${gstreamer_package})
 set(CPACK_COMPONENTS_GROUPING IGNORE)
 set(CPACK_PACKAGE_DESCRIPTION_SUMMARY "")  # each package has its own
 set(CPACK_POST_BUILD_SCRIPTS ${CMAKE_CURRENT_LIST_DIR}/FinishPackages.cmake)
@@ -189,6 +200,11 @@ vix_describe_package(libvix-dev libdevel
   "development files of the ProRes codec library and its host core"
   "Headers, CMake package, pkg-config files and example projects for programs
 that use the codec library, host elements, or bring elements of their own."
+  libprores1 libvixcore1 libvixvideocodecprores1)
+vix_describe_package(gstreamer1.0-vixprores libs
+  "ProRes encoder and decoder for GStreamer"
+  "Plugin with the elements vixproresenc and vixproresdec, which encode and
+decode ProRes 422 Proxy, LT, 422 and HQ in pipelines and players."
   libprores1 libvixcore1 libvixvideocodecprores1)
 
 include(CPack)

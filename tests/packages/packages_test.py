@@ -14,8 +14,9 @@ BUILD = pathlib.Path(os.environ["VIX_BUILD"])
 SOURCE = pathlib.Path(__file__).resolve().parents[2]
 LIBRARIES = {"libprores1": "libProRes", "libvixcore1": "libvixCore",
              "libvixvideocodecprores1": "libvixVideoCodecProRes"}
-NAMES = {*LIBRARIES, "vixprores", "vixprores-images", "libvix-dev"}
+NAMES = {*LIBRARIES, "vixprores", "vixprores-images", "libvix-dev", "gstreamer1.0-vixprores"}
 MODULE = "vixprores/libvixprores_images.so"
+ELEMENTS = "gstreamer-1.0/libgstvixprores.so"
 LIBDIR = "usr/lib/x86_64-linux-gnu"
 
 
@@ -61,6 +62,7 @@ class Packages(unittest.TestCase):
         for package, needs in (("vixprores", LIBRARIES),
                                ("libvixvideocodecprores1", ("libvixcore1", "libprores1")),
                                ("vixprores-images", ("vixprores",)),
+                               ("gstreamer1.0-vixprores", LIBRARIES),
                                ("libvix-dev", LIBRARIES)):
             for need in needs:
                 self.assertIn(f"{need} (= {version})", self.field(package, "Depends"))
@@ -68,6 +70,7 @@ class Packages(unittest.TestCase):
             self.assertRegex(self.field("vixprores", "Depends"), rf"{library}\d")
         self.assertIn("libopenimageio", self.field("vixprores-images", "Depends"))
         self.assertNotIn("libopenimageio", self.field("vixprores", "Depends"))
+        self.assertIn("libgstreamer1.0-0", self.field("gstreamer1.0-vixprores", "Depends"))
         for package in LIBRARIES:
             self.assertRegex(self.field(package, "Depends"), r"libc6 .*libstdc\+\+6")
 
@@ -81,7 +84,7 @@ class Packages(unittest.TestCase):
 
     def binaries(self):
         return [self.root / "usr/bin/vixprores", self.root / LIBDIR / MODULE,
-                *(self.root / LIBDIR).glob("*.so.1.*")]
+                self.root / LIBDIR / ELEMENTS, *(self.root / LIBDIR).glob("*.so.1.*")]
 
     def test_binaries_have_no_run_path(self):
         for binary in self.binaries():
@@ -112,8 +115,7 @@ class Packages(unittest.TestCase):
 
     def test_each_binary_has_debug_symbols_in_a_package_of_its_own(self):
         names = {path.name.split("_")[0] for path in self.folder.glob("*.ddeb")}
-        self.assertEqual(names, {f"{package}-dbgsym" for package in (*LIBRARIES, "vixprores",
-                                                               "vixprores-images")})
+        self.assertEqual(names, {f"{package}-dbgsym" for package in NAMES - {"libvix-dev"}})
         for binary in self.binaries():
             build_id = re.search(r"Build ID: (..)(\w+)", run("readelf", "-n", binary))
             debug = self.debug_root / f"usr/lib/debug/.build-id/{build_id[1]}/{build_id[2]}.debug"
@@ -144,7 +146,8 @@ class Packages(unittest.TestCase):
     def test_the_copyright_names_what_is_linked(self):
         text = (self.root / "usr/share/doc/vixprores/copyright").read_text()
         own = ("libProRes", "libvixCore", *("libstdc++ libm libgcc_s libc ld-linux-x86-64".split()))
-        for file in (self.root / "usr/bin/vixprores", self.root / LIBDIR / MODULE):
+        for file in (self.root / "usr/bin/vixprores", self.root / LIBDIR / MODULE,
+                     self.root / LIBDIR / ELEMENTS):
             needed = re.findall(r"NEEDED +(\S+?)(?:_Util)?\.so", run("objdump", "-p", file))
             self.assertGreaterEqual(len(needed), 3)
             for library in set(needed) - set(own):
@@ -204,6 +207,17 @@ class Packages(unittest.TestCase):
             hidden.rename(module)
         self.assertEqual(result.returncode, 1)
         self.assertIn("install the package vixprores-images", result.stderr)
+
+    def test_gstreamer_finds_the_installed_elements(self):
+        environment = {**os.environ, "LD_LIBRARY_PATH": str(self.root / LIBDIR),
+                       "GST_PLUGIN_PATH_1_0": str(self.root / LIBDIR / "gstreamer-1.0"),
+                       "GST_REGISTRY_1_0": str(self.folder / "registry.bin"),
+                       "GST_REGISTRY_FORK": "no"}
+        for element in ("vixproresenc", "vixproresdec"):
+            output = run("gst-inspect-1.0", element, env=environment)
+            self.assertIn(str(self.root / LIBDIR / ELEMENTS), output)
+        run("gst-launch-1.0", *"videotestsrc num-buffers=3 ! vixproresenc ! vixproresdec ! fakesink"
+            .split(), env=environment)
 
     def test_other_projects_build_against_the_development_package(self):
         build = self.folder / "consumer"
