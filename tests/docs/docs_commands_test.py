@@ -2,7 +2,8 @@
 """Runs the command lines of the documents: every block marked `sh`.
 
 The blocks of a document run one after the other in one folder with the inputs that they name. The
-environment names the program (VIXPRORES)."""
+environment names the program (VIXPRORES) and the folder of the elements for GStreamer
+(GST_PLUGIN_PATH_1_0), which is empty where they are not built."""
 import os
 import pathlib
 import re
@@ -64,7 +65,7 @@ def run_block(block, folder):
         if re.search(rf"(?<![\w.]){re.escape(name)}(?!\w)", block) and missing:
             make_clip(name, folder)
     (folder / "show.cube").write_text(CUBE)
-    environment = {**os.environ, "PATH": f"{PROGRAM.parent}:{os.environ['PATH']}"}
+    environment = {**os.environ, "GST_REGISTRY_1_0": str(folder / "registry.bin"), "PATH": f"{PROGRAM.parent}:{os.environ['PATH']}"}
     return subprocess.run(["bash", "-euo", "pipefail", "-c", block], cwd=folder, env=environment,
                           stdin=subprocess.DEVNULL, stdout=subprocess.PIPE,
                           stderr=subprocess.STDOUT, text=True, errors="replace", timeout=TIMEOUT)
@@ -79,6 +80,8 @@ class Commands(unittest.TestCase):
     def test_commands_of_every_document_succeed(self):
         count = 0
         for document in DOCUMENTS:
+            if document.name == "gstreamer.md" and not os.environ.get("GST_PLUGIN_PATH_1_0"):
+                continue
             folder = self.make_folder()
             for line, block in blocks(document, "sh"):
                 count += 1
