@@ -94,10 +94,7 @@ TEST_P(Flushes, SeeksWhileAnotherThreadPushes) {
     for (int pulls = seek % 4; pulls > 0; --pulls) harness.Pull();
     harness.SendEvent(gst_event_new_flush_start());  // ends the push
     const std::lock_guard lock(mutex);
-    harness.SendEvent(gst_event_new_flush_stop(TRUE));
-    GstSegment segment;
-    gst_segment_init(&segment, GST_FORMAT_TIME);
-    harness.SendEvent(gst_event_new_segment(&segment));
+    harness.Resume();
   }
   isDone = true;
   pusher.join();
@@ -153,10 +150,7 @@ TEST_P(Flushes, EndTheWaitForDownstream) {
     downstream.WaitUntilBlocked();
     harness.SendEvent(gst_event_new_flush_start());
     pusher.join();
-    harness.SendEvent(gst_event_new_flush_stop(TRUE));
-    GstSegment segment;
-    gst_segment_init(&segment, GST_FORMAT_TIME);
-    harness.SendEvent(gst_event_new_segment(&segment));
+    harness.Resume();
   }
   Drop();
   ExpectWorks();

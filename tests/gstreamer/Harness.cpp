@@ -165,6 +165,10 @@ std::vector<BufferPointer> Harness::Finish() {
 
 void Harness::Flush(GstClockTime start) {
   SendEvent(gst_event_new_flush_start());
+  Resume(start);
+}
+
+void Harness::Resume(GstClockTime start) {
   SendEvent(gst_event_new_flush_stop(TRUE));
   GstSegment segment;
   gst_segment_init(&segment, GST_FORMAT_TIME);

@@ -83,8 +83,10 @@ class Harness {
   /// Ends the stream, waits until the element has passed that on, and returns all its outputs.
   std::vector<BufferPointer> Finish();
   bool SendEvent(GstEvent* event) { return gst_harness_push_event(harness_, event); }
-  /// Ends a flush and starts a segment at a time.
+  /// Flushes, and starts a segment at a time.
   void Flush(GstClockTime start = 0);
+  /// Ends a flush as Flush() does.
+  void Resume(GstClockTime start = 0);
 
   /// Caps of the outputs that were pulled last; null before the first.
   CapsPointer OutputCaps() const;

@@ -2,14 +2,14 @@
 // Elements that start and stop many times keep no memory, threads or files.
 #include <gtest/gtest.h>
 #include <malloc.h>
-#include <unistd.h>
 
 #include <filesystem>
-#include <fstream>
 #include <iterator>
 #include <thread>
 
 #include "Harness.h"
+#include "ResidentMemory.h"
+#include "Threads.h"
 
 namespace vix::test {
 namespace {
@@ -23,30 +23,27 @@ constexpr std::size_t kMostGrowth = std::size_t{4} << 20;  // of a process that 
 #endif
 constexpr int kWarmUp = 50;
 
-std::ptrdiff_t CountEntries(const char* folder) {
+std::ptrdiff_t CountFiles() {
   namespace fs = std::filesystem;
-  return std::distance(fs::directory_iterator(folder), fs::directory_iterator());
+  return std::distance(fs::directory_iterator("/proc/self/fd"), fs::directory_iterator());
 }
 
-std::size_t GetResidentBytes() {
+/// Returns the bytes that the process occupies, without freed ones.
+std::size_t CountBytes() {
   malloc_trim(0);
-  std::ifstream file("/proc/self/statm");
-  std::size_t size = 0;
-  std::size_t resident = 0;
-  file >> size >> resident;
-  return resident * static_cast<std::size_t>(sysconf(_SC_PAGESIZE));
+  return GetResidentBytes();
 }
 
 /// What a process holds.
 struct Holdings {
-  std::ptrdiff_t threads = CountEntries("/proc/self/task");
-  std::ptrdiff_t files = CountEntries("/proc/self/fd");
-  std::size_t bytes = GetResidentBytes();
+  std::ptrdiff_t threads = CountThreads();
+  std::ptrdiff_t files = CountFiles();
+  std::size_t bytes = CountBytes();
 };
 
 void ExpectNoGrowth(const Holdings& before) {
   // The system lists joined threads for a moment.
-  for (int i = 0; i < 10000 && CountEntries("/proc/self/task") > before.threads; ++i) {
+  for (int i = 0; i < 10000 && CountThreads() > before.threads; ++i) {
     std::this_thread::yield();
   }
   const Holdings after;

@@ -2,12 +2,10 @@
 #include "HostTrial.h"
 
 #include <gtest/gtest.h>
-#include <unistd.h>
 
 #include <algorithm>
 #include <cstdlib>
 #include <cstring>
-#include <fstream>
 
 #include "vix/RawVideoUtils.h"
 
@@ -80,14 +78,6 @@ void TrialSample::Check() const {
   const std::uint32_t padded = packed + CountedMemory::kPadding;
   if (buffer->GetSize() == padded * raw->GetHeight()) decoding.stride = padded;
   ExpectPicture(container, settings.shape, number, decoding);
-}
-
-std::size_t GetResidentBytes() {
-  std::ifstream file("/proc/self/statm");
-  std::size_t size = 0;
-  std::size_t resident = 0;
-  file >> size >> resident;
-  return resident * static_cast<std::size_t>(sysconf(_SC_PAGESIZE));
 }
 
 }  // namespace vix::test

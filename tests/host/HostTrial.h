@@ -72,9 +72,6 @@ struct TrialSample {
   void Check() const;
 };
 
-/// Returns the bytes of memory that the process occupies.
-std::size_t GetResidentBytes();
-
 }  // namespace vix::test
 
 #endif  // TESTS_HOST_HOSTTRIAL_H

@@ -14,6 +14,7 @@
 #include "ElementPools.h"
 #include "Errors.h"
 #include "HostTrial.h"
+#include "ResidentMemory.h"
 
 namespace vix::test {
 namespace {
