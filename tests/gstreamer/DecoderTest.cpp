@@ -112,6 +112,38 @@ TEST(Decoder, ANewSizeOrRateTakesEffectAtItsFrame) {
   for (unsigned i = 0; i < pictures.size(); ++i) ExpectDecoded(pictures[i], expected[i], i);
 }
 
+TEST(Decoder, FrameHeadersChangeTheSizeWithoutNewCaps) {
+  constexpr Shape kOther{.width = 96, .height = 48};
+  DecoderHarness harness(kSmall);
+  for (unsigned i = 0; i < kFrames; ++i) {
+    const Shape& shape = i / 3 % 2 ? kOther : kSmall;
+    harness.Push(MakeProResBuffer(shape, i));
+    ExpectDecoded(harness.Pull(), shape, i);
+    ExpectSubset(harness.OutputCaps(), RawCaps(shape));
+  }
+}
+
+TEST(Decoder, FramesWithoutPrefixAreTaken) {
+  DecoderHarness harness(kSmall);
+  GstBuffer* const frame = MakeProResBuffer(kSmall, 0);
+  gst_buffer_resize(frame, 8, -1);
+  harness.Push(frame);
+  ExpectDecoded(harness.Pull(), kSmall, 0);
+}
+
+TEST(Decoder, FramesWithoutTimesGetThoseOfTheFrameRate) {
+  DecoderHarness harness(kSmall);
+  for (unsigned i = 0; i < kFrames; ++i) {
+    GstBuffer* const frame = MakeProResBuffer(kSmall, i);
+    GST_BUFFER_PTS(frame) = GST_BUFFER_DTS(frame) = GST_BUFFER_DURATION(frame) =
+        GST_CLOCK_TIME_NONE;
+    harness.Push(frame);
+  }
+  const auto pictures = harness.Finish();
+  ASSERT_EQ(pictures.size(), kFrames);
+  for (unsigned i = 0; i < kFrames; ++i) ExpectDecoded(pictures[i], kSmall, i);
+}
+
 TEST(Decoder, CapsOf4444AreNotNegotiated) {
   Harness harness(kDecoder);
   harness.SetInput(ProResCaps(kSmall, "4444"));
