@@ -71,7 +71,7 @@ def run(program, *arguments, **options):
 class PipelineTest(ToolTest):
     def launch(self, pipeline, *options):
         """Runs a pipeline, which must succeed; returns its messages."""
-        result = run("gst-launch-1.0", "-e", *options, *pipeline.split())
+        result = run("gst-launch-1.0", *options, *pipeline.split())
         self.assertEqual(result.returncode, 0, f"{pipeline}\n{result.stdout}")
         self.assertNotIn("CRITICAL", result.stdout)
         return result.stdout
