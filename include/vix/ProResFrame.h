@@ -29,10 +29,10 @@ struct ProResLabels {
 
 /// What the header of a frame states.
 struct ProResFrameHeader {
-  std::uint32_t width = 0;   ///< pixels
-  std::uint32_t height = 0;  ///< rows of the whole frame
-  VideoChroma chroma = VideoChroma::C422;
-  ProResLabels labels;
+  std::uint32_t width = 0;                 ///< pixels
+  std::uint32_t height = 0;                ///< rows of the whole frame
+  VideoChroma chroma = VideoChroma::C422;  ///< 4:2:2 or 4:4:4
+  ProResLabels labels;                     ///< as the header states them
 };
 
 /// Reads the header of a frame with or without the 8-byte prefix.
