@@ -155,7 +155,9 @@ static void vix_prores_dec_class_init(VixProResDecClass* type) {
   gst_element_class_set_static_metadata(element, "vix ProRes decoder", "Codec/Decoder/Video",
                                         "Decodes ProRes 422 Proxy, LT, 422 and HQ (SMPTE RDD 36)",
                                         kAuthor);
-  AddPadTemplate(element, "sink", GST_PAD_SINK, MakeProResCaps());
+  GstCaps* const input = MakeProResCaps();
+  gst_caps_append(input, MakeProResCaps("format"));
+  AddPadTemplate(element, "sink", GST_PAD_SINK, input);
   AddPadTemplate(element, "src", GST_PAD_SRC, MakeRawCaps(1));
   gst_type_mark_as_plugin_api(ErrorPolicyType(), GstPluginAPIFlags{});
 

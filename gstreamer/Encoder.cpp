@@ -61,22 +61,27 @@ bool Encoder::SetFormat(const EncoderSettings& settings, GstVideoCodecState* sta
 
   gst_video_encoder_set_latency(element_, TimeOfFrames(pool.GetElements(), info),
                                 TimeOfFrames(pool.GetMostInFlight(), info));
+  // matroskamux 1.22 reads "format".
   GstCaps* const caps =
-      gst_caps_new_simple("video/x-prores", "variant", G_TYPE_STRING, variant.name, nullptr);
+      gst_caps_new_simple("video/x-prores", "variant", G_TYPE_STRING, variant.name, "format",
+                          G_TYPE_STRING, variant.name, nullptr);
   const Ref<GstVideoCodecState> output(gst_video_encoder_set_output_state(element_, caps, state));
   return gst_video_encoder_negotiate(element_) != FALSE;
 }
 
 const Variant& Encoder::ChooseVariant(const EncoderSettings& settings) const {
-  if (settings.variant != nullptr) return *settings.variant;
-  const Variant& usual = *FindVariant(kUsualVariant);
   const Ref<GstCaps> allowed(gst_pad_get_allowed_caps(GST_VIDEO_ENCODER_SRC_PAD(element_)));
-  if (!allowed || Accepts(allowed.get(), usual)) return usual;
+  const auto isAccepted = [&allowed](const Variant& variant) {
+    return !allowed || Accepts(allowed.get(), variant);
+  };
+  const Variant& wanted = settings.variant ? *settings.variant : *FindVariant(kUsualVariant);
+  if (isAccepted(wanted)) return wanted;
   const auto variants = Variants();
-  const auto best =
-      std::find_if(variants.rbegin(), variants.rend(),
-                   [&allowed](const Variant& variant) { return Accepts(allowed.get(), variant); });
-  return best == variants.rend() ? usual : *best;
+  const auto best = std::find_if(variants.rbegin(), variants.rend(), isAccepted);
+  if (!settings.variant && best != variants.rend()) return *best;
+  throw vix::VIXError(vix::ErrorCode::Unsupported,
+                      std::string("downstream does not accept variant ") + wanted.name +
+                          "; set another variant, or correct the caps after the encoder");
 }
 
 void Encoder::MakeRunner(unsigned threads) {

@@ -76,11 +76,26 @@ vix::FieldOrder FieldOrderOf(const GstVideoInfo& info, GstBuffer* picture) {
   }
 }
 
+// Returns the code of a transfer function. BT.601, BT.709 and BT.2020 have the same curve, for
+// which frame headers have the one code.
+std::int32_t TransferOf(GstVideoTransferFunction transfer) {
+  switch (transfer) {
+    case GST_VIDEO_TRANSFER_BT601:
+    case GST_VIDEO_TRANSFER_BT2020_10:
+    case GST_VIDEO_TRANSFER_BT2020_12:
+      transfer = GST_VIDEO_TRANSFER_BT709;
+      break;
+    default:
+      break;
+  }
+  return static_cast<std::int32_t>(gst_video_transfer_function_to_iso(transfer));
+}
+
 // Returns the labels without field order.
 vix::ProResLabels LabelsOf(const GstVideoInfo& info) {
   const GstVideoColorimetry& colour = info.colorimetry;
   return {static_cast<std::int32_t>(gst_video_color_primaries_to_iso(colour.primaries)),
-          static_cast<std::int32_t>(gst_video_transfer_function_to_iso(colour.transfer)),
+          TransferOf(colour.transfer),
           static_cast<std::int32_t>(gst_video_color_matrix_to_iso(colour.matrix)),
           {info.fps_n, info.fps_d},
           {info.par_n, info.par_d}};
@@ -169,11 +184,11 @@ GstCaps* MakeRawCaps(int leastSide) {
   return caps;
 }
 
-GstCaps* MakeProResCaps() {
+GstCaps* MakeProResCaps(const char* field) {
   GstCaps* const caps = gst_caps_new_empty_simple("video/x-prores");
   GValue variants = G_VALUE_INIT;
   AppendTexts(variants, kVariantTable);
-  gst_caps_set_value(caps, "variant", &variants);
+  gst_caps_set_value(caps, field, &variants);
   g_value_unset(&variants);
   return caps;
 }

@@ -53,7 +53,8 @@ bool States(const GstCaps* caps, const char* field);
 /// @param leastSide smallest width and height
 GstCaps* MakeRawCaps(int leastSide);
 /// Returns the caps of a pad of ProRes frames.
-GstCaps* MakeProResCaps();
+/// @param field  that names the variant: "variant", or "format" as matroskademux 1.22 calls it
+GstCaps* MakeProResCaps(const char* field = "variant");
 
 /// Returns the labels that caps state, for the headers of frames. Pictures of interlaced caps
 /// without field order state it by their flags.
