@@ -24,7 +24,7 @@ sys.path.insert(0, str(pathlib.Path(__file__).resolve().parent.parent / "tests/f
 
 import cluster  # noqa: E402  (after its folder was added)
 from drawing import COLOURS, pyplot, save  # noqa: E402
-from material import FFMPEG, Material, count_frames, machine  # noqa: E402
+from material import Material, count_frames, machine  # noqa: E402
 
 NAME = "natural_1080p"
 V210, CAMERA = "V210", "H.264"  # inputs
@@ -50,13 +50,6 @@ def fit_line(points):
     """Returns the line through (x, y) by least squares: its value at 0 and its slope."""
     slope, start = statistics.linear_regression(*zip(*points))
     return max(start, 0.0), slope
-
-
-def repeat(clip, path):
-    """Makes a clip of many frames."""
-    subprocess.run(f"{FFMPEG} -stream_loop {REPEATS - 1} -i {clip} -c copy {path}", shell=True,
-                   check=True)  # fmt: skip
-    return path
 
 
 def plan(program, *options):
@@ -148,8 +141,9 @@ def measure_join(program, source, output):
 
 def measure(program, material, folder):
     clip = material.clip(NAME)
-    sources = {V210: repeat(clip, folder / "frames.mov"),
-               CAMERA: repeat(material.camera_file(clip).input, folder / "camera.mov")}  # fmt: skip
+    camera = pathlib.Path(material.camera_file(clip).input)
+    sources = {V210: material.repeated(clip, REPEATS),
+               CAMERA: material.repeated(camera, REPEATS)}  # fmt: skip
     source, output = sources[V210], folder / "output.mov"
     works = {name: measure_work(program, path, folder) for name, path in sources.items()}
     slurm = cluster.Cluster()

@@ -21,6 +21,7 @@ from compare import Job, measure
 from material import Material, count_frames, machine
 
 CLIP = "natural_1080p"
+REPEATS = 4  # of the clip, so that its frames outweigh the start of a pipeline
 AS_PROGRAM = 1 / 1.10  # at most 10 % more than the program
 RAW = {"V210": "v210", "UYVY": "uyvy"}  # formats with their names in pipelines
 
@@ -46,19 +47,20 @@ class Sources:
     def __init__(self, material):
         self.material = material
         size = clips.CLIPS[CLIP]
-        self.inputs = {material.clip(CLIP): (size.width, size.height),
-                       material.tiny(): (48, 32)}  # fmt: skip
+        # Each input with its size and how often it is repeated.
+        self.inputs = {material.clip(CLIP): (size.width, size.height, REPEATS),
+                       material.tiny(): (48, 32, 1)}  # fmt: skip
 
     def raw(self, fourcc):
-        for clip, (width, height) in self.inputs.items():
-            path = self.material.raw_frames(clip, fourcc)
+        for clip, (width, height, times) in self.inputs.items():
+            path = self.material.raw_frames(self.material.repeated(clip, times), fourcc)
             yield (f"filesrc location={path} ! rawvideoparse format={RAW[fourcc]} width={width} "
                    f"height={height} framerate=25/1 colorimetry=bt709",
                    f"--fourcc {fourcc} --size {width}x{height} --rate 25 --color bt709 {path}")  # fmt: skip
 
     def prores(self, variant):
-        for clip in self.inputs:
-            path = self.material.prores(clip, variant)
+        for clip, (_, _, times) in self.inputs.items():
+            path = self.material.repeated(self.material.prores(clip, variant), times)
             yield f"filesrc location={path} ! qtdemux", f"{path}"
 
 
@@ -90,7 +92,7 @@ def prepare(work, sources, program):
     pipeline = "gst-launch-1.0 -q {} ! " + work.pipeline.format(**names)
     alone = "gst-launch-1.0 -q {} ! fakesink"
     peer = work.peer.format(**names)
-    frames = count_frames(sources.material.clip(CLIP))
+    frames = REPEATS * count_frames(sources.material.clip(CLIP))
     return (Job(peer.format(others), pipeline.format(ours), peer.format(other_tiny),
                 pipeline.format(tiny), frames),
             Job(peer.format(others), alone.format(ours), peer.format(other_tiny),

@@ -53,6 +53,11 @@ class Material:
             f"-i {self.clip(name)} -vf {choice},setpts=N/25/TB -r 25 -c:v v210 {fields}",
         )
 
+    def repeated(self, source, times):
+        """Returns the packets of a file several times, one after the other."""
+        return self._make(f"{source.stem}_x{times}.mov",
+                          f"-stream_loop {times - 1} -i {source} -c copy")  # fmt: skip
+
     def raw_frames(self, source, fourcc):
         return self._make(f"{source.stem}.{fourcc.lower()}", f"-i {source} {FORMATS[fourcc]}")
 
