@@ -7,6 +7,7 @@
 #include "Buffers.h"
 #include "Guard.h"
 #include "Host.h"
+#include "vix/ElementDriver.h"
 #include "vix/Error.h"
 
 namespace vixgst {
@@ -34,6 +35,15 @@ bool IsOutOfMemory(const std::exception_ptr& error) {
   }
 }
 
+// Ends the access to a decoded picture.
+void Release(DecodedPicture& picture) {
+  if (!picture.mapped) {
+    throw vix::VIXError(vix::ErrorCode::Failed, "the decoder did not use the host's memory");
+  }
+  picture.mapped->ClearRowPadding();
+  picture.mapped = nullptr;
+}
+
 void MarkFields(const vix::ProResLabels& labels, GstBuffer* picture) {
   if (!labels.fieldOrder) return;
   GST_BUFFER_FLAG_SET(picture, GST_VIDEO_BUFFER_FLAG_INTERLACED);
@@ -58,6 +68,7 @@ void Decoder::SetFormat(const DecoderSettings& settings, GstVideoCodecState* sta
   input_.reset(gst_video_codec_state_ref(state));
   isDefined_ = false;
   output_ = {};
+  lastDecoded_ = nullptr;
 }
 
 GstFlowReturn Decoder::HandleFrame(Ref<GstVideoCodecFrame> frame) {
@@ -90,15 +101,21 @@ void Decoder::MakeRunner() {
                                          [this](vix::PoolFrame& frame) { return Push(frame); });
 }
 
+// Configures a pool or a driver.
+template <typename Elements>
+void Decoder::Configure(Elements& elements) const {
+  const auto config = elements.CreateConfig();
+  config->SetFourCC("OutputFourCC", format_->fourcc);
+  elements.Configure(config);
+}
+
 // Prepares the pool for a stream that begins with this frame. Returns false and sets the frame's
 // error if its header is damaged.
 bool Decoder::Define(vix::PoolFrame& first) {
   if (!runner_) MakeRunner();
   format_ = &ChooseFormat();
   vix::ElementPool& pool = runner_->GetPool();
-  const auto config = pool.CreateConfig();
-  config->SetFourCC("OutputFourCC", format_->fourcc);
-  pool.Configure(config);
+  Configure(pool);
   const auto bytes = WrapFrame(static_cast<const Job*>(first.context.get())->frame->input_buffer);
   try {
     pool.Define(DescribeProRes(vix::ReadProResFrameHeader(bytes->GetData(), bytes->GetSize())));
@@ -131,12 +148,7 @@ void Decoder::Prepare(vix::PoolFrame& frame) const {
 void Decoder::Complete(vix::PoolFrame& frame) const {
   frame.input = nullptr;
   Job& job = *static_cast<Job*>(frame.context.get());
-  if (frame.error || job.isLate) return;
-  if (!job.picture.mapped) {
-    throw vix::VIXError(vix::ErrorCode::Failed, "the decoder did not use the host's memory");
-  }
-  job.picture.mapped->ClearRowPadding();
-  job.picture.mapped = nullptr;
+  if (!frame.error && !job.isLate) Release(job.picture);
 }
 
 // Negotiates pictures of this header with downstream, if they differ from those before.
@@ -178,6 +190,7 @@ GstFlowReturn Decoder::Push(vix::PoolFrame& frame) {
       job.picture = {};
       return ReportDamage(job, "cannot be decoded: " + TextOf(frame.error));
     }
+    lastDecoded_.reset(gst_buffer_ref(job.frame->input_buffer));
     const std::uint32_t damaged = frame.report ? frame.report->damagedSlices : 0;
     return damaged > 0 ? ReportDamage(job, DescribeDamage(damaged)) : PushPicture(job);
   });
@@ -203,15 +216,34 @@ GstFlowReturn Decoder::ReportDamage(Job& job, const std::string& fault) {
   if (damagedFrames_ <= kMostWarnings || damagedFrames_ % kMostWarnings == 0) {
     PostWarning(GST_ELEMENT_CAST(element_), text);
   }
-  if (settings_.errorPolicy == ErrorPolicy::Skip || !job.picture.buffer) {
+  if (settings_.errorPolicy == ErrorPolicy::Skip || (!job.picture.buffer && !RepeatPicture(job))) {
     return gst_video_decoder_drop_frame(element_, job.frame.release());
   }
   GST_VIDEO_CODEC_FRAME_FLAG_SET(job.frame.get(), GST_VIDEO_CODEC_FRAME_FLAG_CORRUPTED);
   return PushPicture(job);
 }
 
+// Gives a frame without picture the one before, so that none is missing. Decodes that again: to
+// keep a reference to every picture would make elements downstream copy what they change in place.
+// Returns false if there is none.
+bool Decoder::RepeatPicture(Job& job) {
+  if (!lastDecoded_) return false;
+  auto bytes = WrapFrame(lastDecoded_.get());
+  job.header = vix::ReadProResFrameHeader(bytes->GetData(), bytes->GetSize());
+  const auto stream = DescribeProRes(job.header);
+  vix::ElementDriver driver(kDecoderType, kImplementation, kElementType);
+  driver.SetFrameMemory(memory_.GetCallbacks());
+  Configure(driver);
+  driver.Define(stream);
+  PictureMemory::Assign(&job.picture);
+  driver.Push(MakeSample(stream, std::move(bytes)));
+  Release(job.picture);
+  return true;
+}
+
 void Decoder::Flush() {
   if (runner_) runner_->Discard();
+  lastDecoded_ = nullptr;
 }
 
 void Decoder::Stop() {
@@ -220,6 +252,7 @@ void Decoder::Stop() {
   input_.reset();
   isDefined_ = false;
   output_ = {};
+  lastDecoded_ = nullptr;
   damagedFrames_ = 0;
 }
 

@@ -19,7 +19,7 @@ namespace vixgst {
 
 /// What happens to damaged frames. The order is that of the property's values.
 enum class ErrorPolicy {
-  Conceal,  ///< pushes the concealed picture, marked as corrupted; drops a frame without picture
+  Conceal,  ///< pushes a concealed picture, or the one before again, marked as corrupted
   Skip,     ///< drops the frame
   Stop,     ///< posts an error
 };
@@ -56,12 +56,15 @@ class Decoder {
   bool IsLate(GstVideoCodecFrame& frame) const;
   void MakeRunner();
   bool Define(vix::PoolFrame& first);
+  template <typename Elements>
+  void Configure(Elements& elements) const;
   const RawFormat& ChooseFormat() const;
   void Prepare(vix::PoolFrame& frame) const;
   void Complete(vix::PoolFrame& frame) const;
   GstFlowReturn Push(vix::PoolFrame& frame);
   GstFlowReturn PushPicture(Job& job);
   GstFlowReturn ReportDamage(Job& job, const std::string& fault);
+  bool RepeatPicture(Job& job);
   bool Negotiate(const vix::ProResFrameHeader& header);
   GstFlowReturn RefusedFlow() const;
 
@@ -73,6 +76,7 @@ class Decoder {
   bool isDefined_ = false;             ///< the elements expect the stream of `input_`
   const RawFormat* format_ = nullptr;  ///< of the pictures that are decoded
   GstVideoInfo output_{};              ///< negotiated; width 0 = none
+  Ref<GstBuffer> lastDecoded_;         ///< frame of the last picture; null = none
   std::uint64_t damagedFrames_ = 0;
 };
 

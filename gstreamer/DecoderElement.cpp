@@ -28,8 +28,7 @@ enum DecoderProperty : guint { kDecoderErrorPolicy = 1, kDecoderThreads };
 GType ErrorPolicyType() {
   static const GEnumValue kValues[] = {
       {static_cast<int>(ErrorPolicy::Conceal),
-       "push the concealed picture with the flag CORRUPTED; drop a frame without picture",
-       "conceal"},
+       "push a concealed picture, or the one before again, with the flag CORRUPTED", "conceal"},
       {static_cast<int>(ErrorPolicy::Skip), "drop the frame", "skip"},
       {static_cast<int>(ErrorPolicy::Stop), "post an error and end the stream", "stop"},
       {0, nullptr, nullptr},

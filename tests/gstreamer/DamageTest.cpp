@@ -78,14 +78,26 @@ TEST(Damage, ConcealedPicturesAreMarkedAndReported) {
   EXPECT_THAT(warnings[0], HasSubstr("frame 3"));
 }
 
-TEST(Damage, FramesThatCannotBeDecodedAreReportedAndTheRestFollows) {
+TEST(Damage, FramesThatCannotBeDecodedAreReportedAndRepeatThePictureBefore) {
   for (const Damage damage : {Truncate, DamageHeader}) {
     DecoderHarness harness(kSmall, "error-policy=conceal");
     EXPECT_EQ(PushWithDamage(harness, damage), GST_FLOW_OK);
     const auto damaged = ExpectOthers(harness.Finish());
-    EXPECT_TRUE(!damaged || IsCorrupted(damaged));
+    ASSERT_TRUE(damaged);
+    EXPECT_TRUE(IsCorrupted(damaged));
+    GST_BUFFER_PTS(damaged.get()) = (kBad - 1) * kFrameTime;
+    ExpectDecoded(damaged, kSmall, kBad - 1);
     EXPECT_THAT(harness.PopTexts(GST_MESSAGE_WARNING), testing::ElementsAre(HasSubstr("frame 3")));
   }
+}
+
+TEST(Damage, NoPictureIsRepeatedAfterAFlush) {
+  DecoderHarness harness(kSmall, "error-policy=conceal");
+  harness.Push(MakeProResBuffer(kSmall, 0));
+  ExpectDecoded(harness.Pull(), kSmall, 0);
+  harness.Flush();
+  harness.Push(MakeDamaged(kSmall, 1, Truncate));
+  EXPECT_TRUE(harness.Finish().empty());
 }
 
 TEST(Damage, SkippedFramesLeaveNoPictureAndAreReported) {
