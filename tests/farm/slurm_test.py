@@ -192,13 +192,13 @@ class Jobs(FarmTest):
         self.submit("--job-dir", self.parts)
         self.assert_unfinished("failed on", "No space left on device")
         state = self.status(1)
-        failed = state["chunks"]["failed"]
-        self.assertGreater(failed, 0)
-        self.assertGreater(state["chunks"]["done"], 0)
-        self.assertEqual(failed + state["chunks"]["done"], CHUNKS)
+        # The reason why a chunk failed may find no room either.
+        self.assertGreater(state["chunks"]["failed"], 0)
+        done = state["chunks"]["done"]
+        self.assertGreater(done, 0)
         subprocess.run(["mount", "-o", "remount,size=64m", disk], check=True)
         self.submit("--job-dir", self.parts)
-        self.assertIn(f"encodes {failed} chunk", self.answer)
+        self.assertIn(f"encodes {CHUNKS - done} chunk", self.answer)
         self.assert_finished()
 
     def test_a_damaged_part(self):
