@@ -45,6 +45,8 @@ class JoinReporter : public RunReporter {
 };
 
 int RunJoin(const JoinOptions& options) {
+  // Until its outcome is recorded: the second of two joins finds the job joined.
+  const FolderLock lock(FolderOf(options));
   JoinReporter reporter(options);
   return RunReported(options, "join", reporter, [&](const BatchItem&, RunReport& report) {
     JoinParts(options, report, reporter);

@@ -1,16 +1,22 @@
 // SPDX-License-Identifier: BSD-2-Clause
 #include "farm/JobFiles.h"
 
+#include <fcntl.h>
+#include <sys/file.h>
 #include <unistd.h>
 
 #include <algorithm>
 #include <array>
+#include <cerrno>
+#include <chrono>
 #include <filesystem>
 #include <fstream>
 #include <nlohmann/json.hpp>
 #include <system_error>
+#include <thread>
 
 #include "base/Errors.h"
+#include "base/Interrupt.h"
 #include "media/OutputFile.h"
 
 namespace vixprores {
@@ -147,6 +153,19 @@ bool AreJoined(const std::string& folder, const std::vector<std::string>& labels
   return std::ranges::all_of(labels, [&](const std::string& label) {
     return std::ranges::find(outcome->parts, label) != outcome->parts.end();
   });
+}
+
+FolderLock::FolderLock(const std::string& folder)
+    : folder_(open(folder.c_str(), O_RDONLY | O_DIRECTORY | O_CLOEXEC)) {
+  constexpr auto kPause = std::chrono::milliseconds(20);
+  while (folder_ >= 0 && flock(folder_, LOCK_EX | LOCK_NB) != 0 && errno == EWOULDBLOCK) {
+    if (InterruptRequested()) break;  // the run will end at once
+    std::this_thread::sleep_for(kPause);
+  }
+}
+
+FolderLock::~FolderLock() {
+  if (folder_ >= 0) close(folder_);
 }
 
 void WriteTextFile(const std::string& path, const std::string& text) {

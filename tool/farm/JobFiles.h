@@ -50,6 +50,20 @@ std::string NameJoinOutcome(const std::string& folder);
 /// Returns true if the parts with these labels were joined and the output is still there.
 bool AreJoined(const std::string& folder, const std::vector<std::string>& labels);
 
+/// Keeps joins in the same folder from running at the same time. Has no effect where the folder is
+/// missing or the file system has no locks for folders.
+class FolderLock {
+ public:
+  /// Waits until no other process has the lock, or an interruption is requested.
+  explicit FolderLock(const std::string& folder);
+  ~FolderLock();
+  FolderLock(const FolderLock&) = delete;
+  FolderLock& operator=(const FolderLock&) = delete;
+
+ private:
+  int folder_;  ///< descriptor; negative = none
+};
+
 /// Writes a file of text that appears under its name when it is complete, in place of another one.
 /// @throws Failure
 void WriteTextFile(const std::string& path, const std::string& text);

@@ -51,13 +51,14 @@ void RemoveAbandonedFiles(const std::string& output) {
   }
 }
 
-// Removes the parts of a joined job, and what their runs left behind.
+// Removes the parts of a joined job, and what their runs left behind. The outcomes go first: a late
+// copy of a chunk that finds one takes its part for one that was kept.
 void RemoveParts(const Job& job) {
   std::error_code none;
   for (const Chunk& chunk : job.chunks) {
     RemoveAbandonedFiles(chunk.part);
-    fs::remove(chunk.part, none);
     fs::remove(NameOutcome(chunk.part), none);
+    fs::remove(chunk.part, none);
   }
 }
 
