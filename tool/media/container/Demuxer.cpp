@@ -26,13 +26,14 @@ namespace {
 
 // A frame that states no colour does not hide that of the container.
 void KeepColour(const AVCodecParameters& container, AVCodecParameters& found) {
-  const bool isStated = found.color_primaries != AVCOL_PRI_UNSPECIFIED ||
-                        found.color_trc != AVCOL_TRC_UNSPECIFIED ||
-                        found.color_space != AVCOL_SPC_UNSPECIFIED;
+  const bool isStated = ValueOf(found.color_primaries) != AVCOL_PRI_UNSPECIFIED ||
+                        ValueOf(found.color_trc) != AVCOL_TRC_UNSPECIFIED ||
+                        ValueOf(found.color_space) != AVCOL_SPC_UNSPECIFIED;
   if (isStated) return;
-  found.color_primaries = container.color_primaries;
-  found.color_trc = container.color_trc;
-  found.color_space = container.color_space;
+  const auto copy = [](const auto& from, auto& to) { std::memcpy(&to, &from, sizeof to); };
+  copy(container.color_primaries, found.color_primaries);
+  copy(container.color_trc, found.color_trc);
+  copy(container.color_space, found.color_space);
 }
 
 constexpr const char* kContainers = "mov,matroska,avi,nut,mxf";

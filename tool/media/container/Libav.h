@@ -8,6 +8,7 @@
 
 #include <cerrno>
 #include <cstdint>
+#include <cstring>
 #include <exception>
 #include <memory>
 #include <new>
@@ -28,6 +29,16 @@ extern "C" {
 }
 
 namespace vixprores {
+
+/// Returns an enumeration of the library as a number. Files may give it a value that the type does
+/// not have, and that must not be read as one.
+template <typename Enum>
+int ValueOf(const Enum& value) {
+  int number = 0;
+  static_assert(sizeof number == sizeof value);
+  std::memcpy(&number, &value, sizeof number);
+  return number;
+}
 
 /// Suppresses the container library's messages, or prints them on standard error when `verbose`,
 /// and remembers the last error message of each thread.

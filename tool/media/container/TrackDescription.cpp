@@ -16,6 +16,7 @@
 #include "base/Text.h"
 #include "format/Values.h"
 #include "media/container/HdrMetadata.h"
+#include "media/container/Libav.h"
 #include "media/container/PacketTag.h"
 
 extern "C" {
@@ -176,8 +177,8 @@ StreamFormat DescribeVideo(const AVStream& stream) {
   format.width = static_cast<std::uint32_t>(std::max(parameters.width, 0));
   format.height = static_cast<std::uint32_t>(std::max(parameters.height, 0));
   format.fieldOrder = ToFieldOrder(parameters.field_order);
-  format.colour = {parameters.color_primaries, parameters.color_trc, parameters.color_space,
-                   ToColourRange(parameters.color_range)};
+  format.colour = {ValueOf(parameters.color_primaries), ValueOf(parameters.color_trc),
+                   ValueOf(parameters.color_space), ToColourRange(parameters.color_range)};
   if (IsValid(stream.sample_aspect_ratio)) {
     format.sampleAspect = Reduce(ToRational(stream.sample_aspect_ratio));
   }
