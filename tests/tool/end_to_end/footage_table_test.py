@@ -45,7 +45,7 @@ def original(size, fields, frames):
              "range=full")
     source = f"s={4 * width}x{4 * height}:r=25,format=yuv444p"
     # Edges that move before colours without steps.
-    ffmpeg("-f", "lavfi", "-i", f"testsrc2={source}[a];gradients=seed=1:speed=0.2:{source}[b];"
+    ffmpeg("-f", "lavfi", "-i", f"testsrc2={source}[a];gradients=seed=1:c0=0x2060C0:c1=0xE0B040:speed=0.2:{source}[b];"
            "[a][b]blend=all_mode=average,scroll=h=0.013:v=0.003", "-vf",
            f"{boxes(2 if fields else 1)},{scale},format=gbrp16le,{weave}", "-vsync", "passthrough",
            "-frames:v", frames, "-f", "rawvideo", path)
