@@ -14,12 +14,8 @@ namespace {
 
 constexpr std::int32_t kUnspecified = 2;
 
-// Offsets of the labels from the first byte of a frame with prefix.
+// Offset from the first byte of a frame with prefix.
 constexpr std::size_t kInterlaceMode = 20;  // bits 2 and 3
-constexpr std::size_t kAspectAndRate = 21;
-constexpr std::size_t kPrimaries = 22;
-constexpr std::size_t kTransfer = 23;
-constexpr std::size_t kMatrix = 24;
 
 EditRate ToEditRate(prores::Ratio ratio) {
   return {ratio.numerator, ratio.denominator};
@@ -89,10 +85,10 @@ void LabelProResFrame(const ProResLabels& labels, std::uint8_t* frame, std::size
   const unsigned aspect = prores::CodeOfPixelAspect(ToRatio(labels.pixelAspect),
                                                     parsed.header.width, parsed.header.height);
   const unsigned rate = prores::CodeOfFrameRate(ToRatio(labels.frameRate));
-  all[kAspectAndRate] = static_cast<std::uint8_t>(aspect << 4 | rate);
-  all[kPrimaries] = static_cast<std::uint8_t>(labels.primaries);
-  all[kTransfer] = static_cast<std::uint8_t>(labels.transfer);
-  all[kMatrix] = static_cast<std::uint8_t>(labels.matrix);
+  all[prores::kAspectAndRateOffset] = static_cast<std::uint8_t>(aspect << 4 | rate);
+  all[prores::kPrimariesOffset] = static_cast<std::uint8_t>(labels.primaries);
+  all[prores::kTransferOffset] = static_cast<std::uint8_t>(labels.transfer);
+  all[prores::kMatrixOffset] = static_cast<std::uint8_t>(labels.matrix);
 }
 
 void SetProResFieldOrder(FieldOrder order, std::uint8_t* frame, std::size_t bytes) {

@@ -9,7 +9,7 @@
 
 namespace vixgst {
 
-/// Posts an error of the element: `summary` for users, `cause` for the details.
+/// Posts an error of the element.
 void PostError(GstElement* element, GstStreamError code, const std::string& text);
 /// Posts a warning about one frame.
 void PostWarning(GstElement* element, const std::string& text);

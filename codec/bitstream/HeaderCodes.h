@@ -5,9 +5,16 @@
 /// @file
 /// Codes of the frame header as the values that they stand for (RDD 36, frame header semantics).
 
+#include <cstddef>
 #include <cstdint>
 
 namespace prores {
+
+/// Offsets of the labels from the first byte of a frame with prefix (RDD 36, frame header syntax).
+inline constexpr std::size_t kAspectAndRateOffset = 21;  // four bits each
+inline constexpr std::size_t kPrimariesOffset = 22;
+inline constexpr std::size_t kTransferOffset = 23;
+inline constexpr std::size_t kMatrixOffset = 24;
 
 /// A fraction; numerator 0 = unknown. The denominator is positive.
 struct Ratio {

@@ -159,7 +159,6 @@ std::optional<std::string> DescribeFrameOptions(const EncodeOptions& options) {
 }
 
 ChunkName ParseChunk(const std::string& text) {
-  constexpr std::int64_t kMostChunks = 1'000'000;
   const std::size_t colon = text.find(':');
   const std::size_t slash = text.find('/');
   if (colon != std::string::npos && slash != std::string::npos && colon > 0 && colon < slash) {
@@ -178,9 +177,9 @@ OptionGroup ChunkGroup(std::optional<ChunkName>& chunk) {
                          "encode a part of a job; 'vixprores plan' makes the command");
   option.details =
       "Labels the output as that part, for 'vixprores join', and does nothing if the output is "
-      "that "
-      "part of the unchanged input already. Another file of that name is replaced. Writes the "
-      "outcome as JSON beside the output, for 'vixprores status'. Needs --frames and --no-audio.";
+      "that part of the unchanged input already. Another file of that name is replaced. Writes "
+      "the outcome as JSON beside the output, for 'vixprores status'. Needs --frames and "
+      "--no-audio.";
   return {"Part of a job", {option}};
 }
 

@@ -21,8 +21,6 @@ namespace {
 namespace fs = std::filesystem;
 using Words = std::vector<std::string>;
 
-constexpr std::int64_t kMostChunks = 1'000'000;
-
 void Append(Words& words, const std::vector<GivenOption>& options) {
   for (const auto& [name, value] : options) {
     // A word that begins with a dash would be taken for an option.

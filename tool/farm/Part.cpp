@@ -15,11 +15,6 @@
 #include "run/OpenInput.h"
 
 namespace vixprores {
-namespace {
-
-constexpr std::int64_t kMostChunks = 1'000'000;
-
-}  // namespace
 
 std::string PartLabel::ToText() const {
   return chunk.job + " " + std::to_string(chunk.number) + "/" + std::to_string(chunk.count) + " " +

@@ -3,18 +3,14 @@
 
 #include <algorithm>
 
+#include "bitstream/HeaderCodes.h"
 #include "vix/Error.h"
 #include "vix/ProResFrame.h"
 
 namespace vixprores {
 namespace {
 
-// Offsets of the labels from the first byte of a frame (RDD 36, frame header syntax).
-constexpr std::size_t kAspect = 21;  // four bits
 constexpr unsigned kAspectShift = 4;
-constexpr std::size_t kPrimaries = 22;
-constexpr std::size_t kTransfer = 23;
-constexpr std::size_t kMatrix = 24;
 
 void SetByte(std::uint8_t& byte, const std::optional<int>& value) {
   if (value) byte = static_cast<std::uint8_t>(*value);
@@ -38,10 +34,11 @@ StreamFormat FrameLabels::Correct(StreamFormat stream) const {
 
 void WriteLabels(const FrameLabels& labels, const StreamFormat& stream,
                  std::span<std::uint8_t> frame) {
-  SetByte(frame[kPrimaries], labels.primaries);
-  SetByte(frame[kTransfer], labels.transfer);
-  SetByte(frame[kMatrix], labels.matrix);
-  if (labels.sampleAspect) SetBits(frame[kAspect], 15, kAspectShift, CodeOfAspect(stream));
+  SetByte(frame[prores::kPrimariesOffset], labels.primaries);
+  SetByte(frame[prores::kTransferOffset], labels.transfer);
+  SetByte(frame[prores::kMatrixOffset], labels.matrix);
+  if (labels.sampleAspect)
+    SetBits(frame[prores::kAspectAndRateOffset], 15, kAspectShift, CodeOfAspect(stream));
 }
 
 std::shared_ptr<vix::IBuffer> SetFieldOrder(FieldOrder order, std::shared_ptr<vix::IBuffer> frame,

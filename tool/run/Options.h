@@ -109,6 +109,9 @@ struct GivenOption {
   std::optional<std::string> value = {};  ///< nullopt = a flag
 };
 
+/// Largest number of chunks of a job.
+inline constexpr int kMostChunks = 1'000'000;
+
 /// One of the pieces that a job is divided into.
 struct ChunkName {
   std::string job;  ///< identity of the job
