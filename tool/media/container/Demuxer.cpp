@@ -30,10 +30,9 @@ void KeepColour(const AVCodecParameters& container, AVCodecParameters& found) {
                         ValueOf(found.color_trc) != AVCOL_TRC_UNSPECIFIED ||
                         ValueOf(found.color_space) != AVCOL_SPC_UNSPECIFIED;
   if (isStated) return;
-  const auto copy = [](const auto& from, auto& to) { std::memcpy(&to, &from, sizeof to); };
-  copy(container.color_primaries, found.color_primaries);
-  copy(container.color_trc, found.color_trc);
-  copy(container.color_space, found.color_space);
+  SetValue(found.color_primaries, ValueOf(container.color_primaries));
+  SetValue(found.color_trc, ValueOf(container.color_trc));
+  SetValue(found.color_space, ValueOf(container.color_space));
 }
 
 constexpr const char* kContainers = "mov,matroska,avi,nut,mxf";

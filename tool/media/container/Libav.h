@@ -40,6 +40,13 @@ int ValueOf(const Enum& value) {
   return number;
 }
 
+/// Gives an enumeration of the library any number, as files do.
+template <typename Enum>
+void SetValue(Enum& target, int number) {
+  static_assert(sizeof number == sizeof target);
+  std::memcpy(&target, &number, sizeof target);
+}
+
 /// Suppresses the container library's messages, or prints them on standard error when `verbose`,
 /// and remembers the last error message of each thread.
 void SetLibavMessages(bool verbose);

@@ -87,7 +87,7 @@ FieldOrder ToFieldOrder(AVFieldOrder order) {
   }
 }
 
-ColourRange ToColourRange(AVColorRange range) {
+ColourRange ToColourRange(int range) {
   if (range == AVCOL_RANGE_MPEG) return ColourRange::Limited;
   if (range == AVCOL_RANGE_JPEG) return ColourRange::Full;
   return ColourRange::Unknown;
@@ -178,7 +178,7 @@ StreamFormat DescribeVideo(const AVStream& stream) {
   format.height = static_cast<std::uint32_t>(std::max(parameters.height, 0));
   format.fieldOrder = ToFieldOrder(parameters.field_order);
   format.colour = {ValueOf(parameters.color_primaries), ValueOf(parameters.color_trc),
-                   ValueOf(parameters.color_space), ToColourRange(parameters.color_range)};
+                   ValueOf(parameters.color_space), ToColourRange(ValueOf(parameters.color_range))};
   if (IsValid(stream.sample_aspect_ratio)) {
     format.sampleAspect = Reduce(ToRational(stream.sample_aspect_ratio));
   }

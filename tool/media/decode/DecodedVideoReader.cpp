@@ -8,6 +8,7 @@
 
 #include "base/Errors.h"
 #include "base/Text.h"
+#include "media/container/Libav.h"
 #include "media/container/TextTracks.h"
 #include "media/container/TrackDescription.h"
 #include "media/decode/PictureRows.h"
@@ -75,7 +76,8 @@ StreamFormat DecodedVideoReader::DescribeFormat(const AVFrame& first) const {
   format.width = static_cast<std::uint32_t>(first.width);
   format.height = static_cast<std::uint32_t>(first.height);
   format.rate = reading_.convertRate.value_or(Reduce(ToRational(pictures_.GetStream().rate)));
-  format.colour = {first.color_primaries, first.color_trc, first.colorspace, ColourRange::Limited};
+  format.colour = {ValueOf(first.color_primaries), ValueOf(first.color_trc),
+                   ValueOf(first.colorspace), ColourRange::Limited};
   format.sampleAspect = {0, 1};
   const AVRational aspect = pictures_.GetStream().sampleAspect;
   if (aspect.num > 0 && aspect.den > 0) {

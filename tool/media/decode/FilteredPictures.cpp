@@ -6,6 +6,7 @@
 
 #include "base/Errors.h"
 #include "base/Text.h"
+#include "media/container/Libav.h"
 #include "media/container/TrackDescription.h"
 
 extern "C" {
@@ -76,13 +77,15 @@ Rational FilteredPictures::FindRate() {
 void FilteredPictures::Label(AVFrame& picture) const {
   const AVCodecParameters& stated = *track_.GetStream().codecpar;
   if (turn_) picture.chroma_location = SitingBehind(*turn_, picture);
-  picture.color_primaries = static_cast<AVColorPrimaries>(
-      Choose(reading_.colour.primaries, picture.color_primaries, stated.color_primaries));
-  picture.color_trc = static_cast<AVColorTransferCharacteristic>(
-      Choose(reading_.colour.transfer, picture.color_trc, stated.color_trc));
-  picture.colorspace = static_cast<AVColorSpace>(
-      Choose(reading_.colour.matrix, picture.colorspace, stated.color_space));
-  if (picture.color_range == AVCOL_RANGE_UNSPECIFIED) picture.color_range = stated.color_range;
+  const auto label = [](int wanted, auto& value, const auto& ofTrack) {
+    SetValue(value, Choose(wanted, ValueOf(value), ValueOf(ofTrack)));
+  };
+  label(reading_.colour.primaries, picture.color_primaries, stated.color_primaries);
+  label(reading_.colour.transfer, picture.color_trc, stated.color_trc);
+  label(reading_.colour.matrix, picture.colorspace, stated.color_space);
+  if (ValueOf(picture.color_range) == AVCOL_RANGE_UNSPECIFIED) {
+    SetValue(picture.color_range, ValueOf(stated.color_range));
+  }
   if (!reading_.fields) return;
   picture.interlaced_frame = *reading_.fields == FieldOrder::Progressive ? 0 : 1;
   picture.top_field_first = *reading_.fields == FieldOrder::TopFirst ? 1 : 0;
@@ -115,7 +118,8 @@ bool FilteredPictures::KeepsCount() const {
 }
 
 int FilteredPictures::GetDecodedMatrix() const {
-  return first_->colorspace == AVCOL_SPC_RGB ? AVCOL_SPC_UNSPECIFIED : first_->colorspace;
+  const int matrix = ValueOf(first_->colorspace);
+  return matrix == AVCOL_SPC_RGB ? AVCOL_SPC_UNSPECIFIED : matrix;
 }
 
 // A converter would bring it to the size of the others without a word.

@@ -7,6 +7,7 @@
 #include <cstring>
 
 #include "base/Errors.h"
+#include "media/container/Libav.h"
 
 namespace vixprores {
 namespace {
@@ -52,8 +53,8 @@ bool IsFullRange(const AVFrame& picture, const AVPixFmtDescriptor& layout) {
     case AV_PIX_FMT_YUVJ444P:
       return true;
     default:
-      return picture.color_range == AVCOL_RANGE_JPEG ||
-             (isGrey && picture.color_range == AVCOL_RANGE_UNSPECIFIED);
+      return ValueOf(picture.color_range) == AVCOL_RANGE_JPEG ||
+             (isGrey && ValueOf(picture.color_range) == AVCOL_RANGE_UNSPECIFIED);
   }
 }
 
@@ -67,15 +68,16 @@ PictureKind KindOf(const AVFrame& picture) {
           picture.height,
           layout && IsFullRange(picture, *layout),
           picture.interlaced_frame != 0,
-          picture.colorspace,
-          picture.color_primaries,
-          picture.color_trc,
-          picture.chroma_location};
+          ValueOf(picture.colorspace),
+          ValueOf(picture.color_primaries),
+          ValueOf(picture.color_trc),
+          ValueOf(picture.chroma_location)};
 }
 
 AVChromaLocation ChromaSitingOf(const PictureKind& kind) {
-  const auto stated = static_cast<AVChromaLocation>(kind.siting);
-  if (stated > AVCHROMA_LOC_UNSPECIFIED && stated < AVCHROMA_LOC_NB) return stated;
+  if (kind.siting > AVCHROMA_LOC_UNSPECIFIED && kind.siting < AVCHROMA_LOC_NB) {
+    return static_cast<AVChromaLocation>(kind.siting);
+  }
   // JPEG has it in the middle, and is the only source of such pictures that says nothing.
   return kind.isFull ? AVCHROMA_LOC_CENTER : AVCHROMA_LOC_LEFT;
 }
