@@ -159,6 +159,12 @@ class Damaged(DamagedFootage):
         path = self.write("unknown.mkv", data.replace(b"A_FLAC", b"A_FLOP"))
         self.fail_with(1, [path, "sound track 1", "--audio"], "encode", path, self.out)
 
+    def test_pictures_too_low_to_deinterlace_are_named(self):
+        path = self.path("low.mkv")
+        ffmpeg("-f", "lavfi", "-i", "testsrc=s=64x2:d=1", "-c:v", "ffv1", path)
+        self.fail_with(1, [path, "64x2", "deinterlaced"], "encode", "--deinterlace", "frames", path,
+                       self.out)
+
 
 class Names(DamagedFootage):
     def test_extensions_do_not_matter(self):

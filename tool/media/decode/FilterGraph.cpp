@@ -9,7 +9,6 @@
 
 #include "base/Errors.h"
 #include "base/Text.h"
-#include "format/InputFormat.h"
 #include "media/container/Libav.h"
 #include "media/decode/FilterLibrary.h"
 
@@ -102,16 +101,13 @@ InOut MakeEnd(const char* name, AVFilterContext* filter) {
   return end;
 }
 
-[[noreturn]] void Refuse(const std::string& graph, const std::string& reason) {
-  throw UsageError("--filter " + QuoteForShell(graph) + ": " + reason);
-}
-
 // Filters open files as soon as they are parsed, so that the text itself is searched.
 void CheckNames(const std::string& graph) {
   std::smatch found;
   if (!std::regex_search(graph, found, std::regex("(?:^|[,;\\]\\s])(a?movie|a?zmq)(?![\\w-])")))
     return;
-  Refuse(graph, "the filter " + found.str(1) + " is not allowed, because it reads other inputs");
+  throw UnusableFilters("the filter " + found.str(1) +
+                        " is not allowed, because it reads other inputs");
 }
 
 std::string DescribeSource(const PictureStream& stream, const AVFrame& first) {
@@ -138,7 +134,8 @@ FilterGraph::FilterGraph(const std::string& graph, const PictureStream& stream,
   if (!graph_) throw std::bad_alloc();
   // Files that filters read are named by paths alone.
   if (graph.find("//") != std::string::npos) {
-    Refuse(graph, "contains '//', as addresses of networks do; filters may read files only");
+    throw UnusableFilters(
+        "contains '//', as addresses of networks do; filters may read files only");
   }
   CheckNames(graph);
   graph_->nb_threads = threads;
@@ -146,7 +143,7 @@ FilterGraph::FilterGraph(const std::string& graph, const PictureStream& stream,
   const auto check = [&](int result) {
     if (result == AVERROR(ENOMEM)) throw std::bad_alloc();
     memory.Check();
-    if (result < 0) Refuse(graph, ExplainLibavError(result));
+    if (result < 0) throw UnusableFilters(ExplainLibavError(result));
   };
   check(library_.avfilter_graph_create_filter(&source_, library_.avfilter_get_by_name("buffer"),
                                               "in", DescribeSource(stream, first).c_str(), nullptr,

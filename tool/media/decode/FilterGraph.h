@@ -4,6 +4,7 @@
 
 #include <memory>
 #include <optional>
+#include <stdexcept>
 #include <string>
 #include <vector>
 
@@ -25,6 +26,12 @@ struct PictureStream {
   int height = 0;
 };
 
+/// Pictures cannot go through a graph of filters; the text says why.
+class UnusableFilters : public std::runtime_error {
+ public:
+  using std::runtime_error::runtime_error;
+};
+
 /// A graph of libavfilter with one input and one output of pictures. Used by one thread.
 class FilterGraph {
  public:
@@ -32,8 +39,8 @@ class FilterGraph {
   /// @param stream  of the pictures that go in
   /// @param first   the first of them
   /// @param name    of the input, for messages
-  /// @throws UsageError that says what is wrong with the graph; filters that read other streams or
-  ///         could open network connections are refused
+  /// @throws UnusableFilters also for filters that read other streams or could open network
+  ///         connections
   FilterGraph(const std::string& graph, const PictureStream& stream, const AVFrame& first,
               int threads, const std::string& name);
 

@@ -6,6 +6,7 @@
 
 #include "base/Errors.h"
 #include "base/Text.h"
+#include "format/InputFormat.h"
 #include "media/container/Libav.h"
 #include "media/container/TrackDescription.h"
 
@@ -104,7 +105,18 @@ void FilteredPictures::BuildGraph(const AVFrame& first) {
   const std::string filters = DescribeGraph();
   isGraphEnded_ = false;
   if (filters.empty()) return;
-  graph_.emplace(filters, decoded_, first, reading_.threads, track_.GetDemuxer().GetName());
+  const std::string& name = track_.GetDemuxer().GetName();
+  try {
+    graph_.emplace(filters, decoded_, first, reading_.threads, name);
+  } catch (const UnusableFilters& unusable) {
+    if (reading_.filter) {
+      throw UsageError("--filter " + QuoteForShell(filters) + ": " + unusable.what());
+    }
+    throw Failure(name + ": its pictures of " +
+                  DescribeSize(static_cast<std::uint32_t>(first.width),
+                               static_cast<std::uint32_t>(first.height)) +
+                  " cannot be deinterlaced or turned: " + unusable.what());
+  }
   stream_ = graph_->GetStream();
   if (stream_.rate.num <= 0) stream_.rate = decoded_.rate;
 }
