@@ -12,22 +12,12 @@
 namespace vix {
 namespace {
 
-constexpr std::int32_t kUnspecified = 2;
-
-// Offset from the first byte of a frame with prefix.
-constexpr std::size_t kInterlaceMode = 20;  // bits 2 and 3
-
 EditRate ToEditRate(prores::Ratio ratio) {
   return {ratio.numerator, ratio.denominator};
 }
 
 prores::Ratio ToRatio(EditRate rate) {
   return {rate.numerator, rate.denominator};
-}
-
-// The header has 0 for unspecified as well, ISO/IEC 23091-2 only 2.
-std::int32_t ToCodePoint(std::uint8_t headerValue) {
-  return headerValue == 0 ? kUnspecified : headerValue;
 }
 
 std::optional<FieldOrder> FieldOrderOf(prores::InterlaceMode mode) {
@@ -71,8 +61,9 @@ ProResFrameHeader ReadProResFrameHeader(const std::uint8_t* frame, std::size_t b
   return {header.width,
           header.height,
           static_cast<VideoChroma>(header.chromaFormat),
-          {ToCodePoint(header.colorPrimaries), ToCodePoint(header.transferCharacteristic),
-           ToCodePoint(header.matrixCoefficients),
+          {prores::CodePointOf(header.colorPrimaries),
+           prores::CodePointOf(header.transferCharacteristic),
+           prores::CodePointOf(header.matrixCoefficients),
            ToEditRate(prores::FrameRateOfCode(header.frameRate)),
            ToEditRate(prores::PixelAspectOfCode(header.aspectRatio, header.width, header.height)),
            FieldOrderOf(header.interlaceMode)}};
@@ -99,7 +90,8 @@ void SetProResFieldOrder(FieldOrder order, std::uint8_t* frame, std::size_t byte
   ExchangeFields(all.last(parsed.pictures.size()));
   constexpr unsigned kModeBits = 3U << 2;
   const auto mode = static_cast<unsigned>(order) << 2;
-  all[kInterlaceMode] = static_cast<std::uint8_t>((all[kInterlaceMode] & ~kModeBits) | mode);
+  std::uint8_t& byte = all[prores::kInterlaceModeOffset];
+  byte = static_cast<std::uint8_t>((byte & ~kModeBits) | mode);
 }
 
 }  // namespace vix

@@ -11,6 +11,7 @@
 namespace prores {
 
 /// Offsets of the labels from the first byte of a frame with prefix (RDD 36, frame header syntax).
+inline constexpr std::size_t kInterlaceModeOffset = 20;  // bits 2 and 3
 inline constexpr std::size_t kAspectAndRateOffset = 21;  // four bits each
 inline constexpr std::size_t kPrimariesOffset = 22;
 inline constexpr std::size_t kTransferOffset = 23;
@@ -21,6 +22,12 @@ struct Ratio {
   std::int32_t numerator = 0;
   std::int32_t denominator = 1;
 };
+
+/// Returns the code point of ISO/IEC 23091-2 of color_primaries, transfer_characteristic or
+/// matrix_coefficients. For unspecified, the header has 0 as well as 2.
+constexpr std::int32_t CodePointOf(std::uint8_t headerValue) {
+  return headerValue == 0 ? 2 : headerValue;
+}
 
 /// Returns the frames per second of a frame_rate_code.
 Ratio FrameRateOfCode(std::uint8_t code);

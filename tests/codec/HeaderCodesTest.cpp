@@ -22,6 +22,12 @@ TEST(HeaderCodes, OtherRatesAreUnknown) {
   EXPECT_EQ(CodeOfFrameRate({0, 1}), 0);
 }
 
+TEST(HeaderCodes, UnspecifiedColoursHaveOneCodePoint) {
+  EXPECT_EQ(CodePointOf(0), 2);
+  EXPECT_EQ(CodePointOf(2), 2);
+  EXPECT_EQ(CodePointOf(9), 9);
+}
+
 TEST(HeaderCodes, AspectsSurviveARoundTrip) {
   for (std::uint8_t code = 1; code <= 3; ++code) {
     EXPECT_EQ(CodeOfPixelAspect(PixelAspectOfCode(code, 720, 576), 720, 576), code);

@@ -18,10 +18,6 @@ Rational ToRational(prores::Ratio ratio) {
   return {ratio.numerator, ratio.denominator};
 }
 
-int ToCodePoint(std::uint8_t headerValue) {
-  return headerValue == 0 ? 2 : headerValue;
-}
-
 }  // namespace
 
 std::optional<ParsedHeader> ParseHeader(std::span<const std::uint8_t> frame) {
@@ -59,8 +55,9 @@ FieldOrder FieldOrderOf(prores::InterlaceMode mode) {
 }
 
 Colour ColourOf(const prores::FrameHeader& header) {
-  return {ToCodePoint(header.colorPrimaries), ToCodePoint(header.transferCharacteristic),
-          ToCodePoint(header.matrixCoefficients), ColourRange::Unknown};
+  return {prores::CodePointOf(header.colorPrimaries),
+          prores::CodePointOf(header.transferCharacteristic),
+          prores::CodePointOf(header.matrixCoefficients), ColourRange::Unknown};
 }
 
 StreamFormat FormatOf(const prores::FrameHeader& header) {
