@@ -76,7 +76,9 @@ enum WPRCodecType {
   kWPRCodecProxy = 0x6170636F, /**< 'apco', 422 Proxy */
   kWPRCodecLT = 0x61706373,    /**< 'apcs', 422 LT */
   kWPRCodec422 = 0x6170636E,   /**< 'apcn', 422 */
-  kWPRCodecHQ = 0x61706368     /**< 'apch', 422 HQ */
+  kWPRCodecHQ = 0x61706368,    /**< 'apch', 422 HQ */
+  kWPRCodec4444 = 0x61703468,  /**< 'ap4h', 4444 */
+  kWPRCodec4444XQ = 0x61703478 /**< 'ap4x', 4444 XQ */
 };
 
 /** Interlace modes (the values of the frame header, RDD 36, 6.1.1 frame header semantics). */
@@ -87,12 +89,25 @@ enum WPRInterlaceMode {
       2 /**< two pictures, the first one holds lines 1, 3, 5, ...; decoding only */
 };
 
-/** Pixel formats of packed 4:2:2 pictures (first character in the most significant byte). */
+/**
+ * Pixel formats of packed pictures (first character in the most significant byte). The codec types
+ * of 422 take the formats of 4:2:2, those of 4444 the formats of 4:4:4 with alpha. A decoder makes
+ * any format from any frame.
+ *
+ * Colours of 'y416' are coded with 12 bits: v becomes min((v + 8) / 16, 4095), rounded down, and a
+ * decoder returns a multiple of 16. So twelve bits that are shifted up survive exactly. RGB becomes
+ * YCbCr of 12 bits in video range, see matrixCoefficients in ProResHost.h. Alpha is straight: it
+ * does not scale the colours; 65535 is opaque.
+ */
 enum WPRPixelFormat {
   /** '2vuy': 8 bits per component in the byte order U Y V Y. */
   kWPRPixelFormat2vuy = 0x32767579,
   /** 'v210': 10 bits per component, three components in each little-endian 32-bit word. */
-  kWPRPixelFormatV210 = 0x76323130
+  kWPRPixelFormatV210 = 0x76323130,
+  /** 'y416': 16 bits per component, little-endian, in the order A Y Cb Cr; video range. */
+  kWPRPixelFormatY416 = 0x79343136,
+  /** 'b64a': 16 bits per component, big-endian, in the order A R G B; full range. */
+  kWPRPixelFormatB64a = 0x62363461
 };
 
 /** Parameters of an encoded frame. 8 bytes. */
@@ -121,7 +136,8 @@ WPR_API WPREncoderHandle WPROpenEncoder(int32_t numThreads, void* reserved);
 
 /**
  * Returns the size that compressed frames never exceed.
- * @param codecType  a WPRCodecType.
+ * @param codecType  a WPRCodecType. The bound of a 4444 type has room for 16 bits of alpha; the
+ *                   target is that of the colours, to which alpha is added.
  * @param width,height size of the frame in pixels, 2 to 65535 each.
  * @param maxBytes   receives the bound: no frame of this type and size is ever larger.
  * @param targetBytes receives the size that the encoder aims at, which simple pictures fall short
@@ -157,8 +173,12 @@ WPR_API WPRDecoderHandle WPROpenDecoder(int32_t numThreads, void* reserved);
 
 /**
  * Decodes one frame (8-byte prefix with size and 'icpf', frame header, one or two pictures) into a
- * packed picture. 4:4:4 frames are converted to 4:2:2, an alpha channel is skipped. Bytes after
- * the frame are ignored.
+ * packed picture. Bytes after the frame are ignored.
+ *
+ * Into a format of 4:2:2, chroma of 4:4:4 frames is filtered and an alpha channel is skipped. Into
+ * a format of 4:4:4 with alpha, all formats of frames are decoded with 12 bits and chroma of 4:2:2
+ * is interpolated. Alpha that is missing or damaged is opaque; a slice whose alpha is damaged
+ * counts as damaged, but keeps its colours where they are intact.
  * @param destination its width must be that of the frame; its height the frame's, or where a single
  *                    field is decoded half of the frame's, rounded down or up to the field's own.
  * @param fieldFlag   0 = the whole frame; 1 = only the first field of an interlaced frame (for a

@@ -7,8 +7,9 @@
  * Calls of libProRes for host programs: programs that load elements which use the codec, and have
  * no other way to reach the codec library.
  *
- * The calls change how handles are opened and report what frame calls return. They never change
- * the coded bytes or the decoded picture.
+ * Most calls change how handles are opened and report what frame calls return; they never change
+ * the coded bytes or the decoded picture. WPRSetEncodeSettings() and WPRSetDecodeSettings() set
+ * what the records of a frame call cannot say.
  *
  * Compatibility: this interface grows by appending calls at the end of this file and members at the
  * end of its records. A call that was added in version N says so. WPRHostVersion() returns the
@@ -25,7 +26,7 @@
 #include "ProRes.h"
 
 /** Version of this header. */
-#define WPR_HOST_VERSION 2
+#define WPR_HOST_VERSION 3
 
 #ifdef __cplusplus
 extern "C" {
@@ -126,6 +127,50 @@ WPR_API void WPRSetEncodeObserver(WPREncodeObserver observer, void* context);
  * 1.1.0. Added in version 2.
  */
 WPR_API uint32_t WPRGetLibraryVersion(void);
+
+/** Bits of alpha. */
+enum WPRAlphaBits {
+  kWPRAlphaNone = 0,
+  kWPRAlpha8 =
+      8, /**< a value v of 16 bits becomes the nearest v / 257, which stands for 257 times itself */
+  kWPRAlpha16 = 16 /**< lossless */
+};
+
+/** What an encoder needs to know beyond EncodeParamsRecord. Added in version 3. */
+typedef struct EncodeSettingsRecord {
+  uint32_t recordBytes; /**< size of the record that the caller has filled in */
+  int32_t alphaBits;    /**< a WPRAlphaBits, of frames of the 4444 types; initially kWPRAlphaNone */
+  /**
+   * Written to the frame header (RDD 36, matrix_coefficients); initially 2, unspecified. RGB is
+   * converted with it: 1 = BT.709, 6 = BT.601, 9 = BT.2020 with non-constant luminance. With any
+   * other value RGB is converted with BT.709, and the header says so.
+   */
+  uint32_t matrixCoefficients;
+} EncodeSettingsRecord;
+
+/**
+ * Sets what the encoder does from its next frame on.
+ * @return kWPRSuccess, or kWPRBadArgument, after which the settings are unchanged. Added in
+ *         version 3.
+ */
+WPR_API int32_t WPRSetEncodeSettings(WPREncoderHandle encoder,
+                                     const EncodeSettingsRecord* settings);
+
+/** What a decoder needs to know beyond PixelBufferRecord. Added in version 3. */
+typedef struct DecodeSettingsRecord {
+  uint32_t recordBytes; /**< size of the record that the caller has filled in */
+  int32_t alphaBits;    /**< a WPRAlphaBits: what is made of a frame's alpha, with kWPRAlphaNone an
+                             opaque picture; initially kWPRAlpha16 */
+  /**
+   * Replaces the matrix of frames whose header does not specify one (0 or 2), where pictures become
+   * RGB; initially 1. Values as in EncodeSettingsRecord; others stand for 1.
+   */
+  uint32_t defaultMatrixCoefficients;
+} DecodeSettingsRecord;
+
+/** Sets what the decoder does from its next frame on; as WPRSetEncodeSettings(). */
+WPR_API int32_t WPRSetDecodeSettings(WPRDecoderHandle decoder,
+                                     const DecodeSettingsRecord* settings);
 
 #ifdef __cplusplus
 }
