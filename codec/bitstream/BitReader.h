@@ -43,10 +43,13 @@ class BitReader {
     bits_ -= bits;
   }
 
+  /// Returns whether bits after the end were skipped.
+  bool PastEnd() const { return bits_ < 0; }
+
   /// Whether only zero bits are left and no bit after the end was skipped. Requires that the
   /// window of a refilled reader is zero.
   bool OnlyZerosLeft() const {
-    return bits_ >= 0 && std::all_of(next_, end_, [](std::uint8_t byte) { return byte == 0; });
+    return !PastEnd() && std::all_of(next_, end_, [](std::uint8_t byte) { return byte == 0; });
   }
 
  private:

@@ -381,23 +381,7 @@ class Writer {
                           ((1 << bits) - 1));
       }
     }
-    BitSink sink;
-    int previous = (1 << bits) - 1;
-    for (std::size_t i = 0; i < samples.size();) {
-      sink.Put(1, 1);
-      sink.Put(samples[i] - previous, bits);
-      previous = samples[i];
-      std::size_t run = 1;
-      while (i + run < samples.size() && run < 2048 && samples[i + run] == previous) ++run;
-      if (run == 1) {
-        sink.Put(1, 1);
-      } else {
-        sink.Put(0, 5);
-        sink.Put(static_cast<long long>(run - 1), 11);
-      }
-      i += run;
-    }
-    return sink.Finish();
+    return CodeAlpha(samples, bits);
   }
 
   const StreamSpec& spec_;
@@ -540,26 +524,7 @@ class Reader {
                  const Span& span) {
     const int bits = alphaType_ == 1 ? 8 : 16;
     const int count = 256 * span.count;
-    BitSource source(bytes);
-    std::vector<int> samples;
-    int previous = (1 << bits) - 1;
-    while (static_cast<int>(samples.size()) < count) {
-      int difference = 0;
-      if (source.Bit() == 1) {
-        difference = static_cast<int>(source.Get(bits));
-      } else {
-        const int t = static_cast<int>(source.Get(bits == 8 ? 4 : 7));
-        difference = t % 2 == 1 ? -(t / 2 + 1) : t / 2 + 1;
-      }
-      previous = (previous + difference) & ((1 << bits) - 1);
-      samples.push_back(previous);
-      if (static_cast<int>(samples.size()) == count || source.Bit() == 1) continue;
-      int run = static_cast<int>(source.Get(4));
-      if (run == 0) run = static_cast<int>(source.Get(11));
-      for (; run > 0 && static_cast<int>(samples.size()) < count; --run) {
-        samples.push_back(previous);
-      }
-    }
+    const std::vector<int> samples = DecodeAlpha(bytes, bits, count);
     for (int i = 0; i < count; ++i) {
       const int x = span.first * 16 + i % (16 * span.count);
       const int y = row * 16 + i / (16 * span.count);
@@ -667,6 +632,50 @@ std::vector<int> DecodeComponent(std::span<const std::uint8_t> bytes, int blocks
     coefficients[static_cast<std::size_t>(p)] = source.Bit() == 1 ? -level : level;
   }
   return coefficients;
+}
+
+std::vector<std::uint8_t> CodeAlpha(const std::vector<int>& samples, int bits) {
+  BitSink sink;
+  int previous = (1 << bits) - 1;
+  for (std::size_t i = 0; i < samples.size();) {
+    sink.Put(1, 1);
+    sink.Put(samples[i] - previous, bits);
+    previous = samples[i];
+    std::size_t run = 1;
+    while (i + run < samples.size() && run < 2048 && samples[i + run] == previous) ++run;
+    if (run == 1) {
+      sink.Put(1, 1);
+    } else {
+      sink.Put(0, 5);
+      sink.Put(static_cast<long long>(run - 1), 11);
+    }
+    i += run;
+  }
+  return sink.Finish();
+}
+
+std::vector<int> DecodeAlpha(std::span<const std::uint8_t> bytes, int bits, int count) {
+  BitSource source(bytes);
+  std::vector<int> samples;
+  int previous = (1 << bits) - 1;
+  while (static_cast<int>(samples.size()) < count) {
+    int difference = 0;
+    if (source.Bit() == 1) {
+      difference = static_cast<int>(source.Get(bits));
+    } else {
+      const int t = static_cast<int>(source.Get(bits == 8 ? 4 : 7));
+      difference = t % 2 == 1 ? -(t / 2 + 1) : t / 2 + 1;
+    }
+    previous = (previous + difference) & ((1 << bits) - 1);
+    samples.push_back(previous);
+    if (static_cast<int>(samples.size()) == count || source.Bit() == 1) continue;
+    int run = static_cast<int>(source.Get(4));
+    if (run == 0) run = static_cast<int>(source.Get(11));
+    for (; run > 0 && static_cast<int>(samples.size()) < count; --run) {
+      samples.push_back(previous);
+    }
+  }
+  return samples;
 }
 
 std::array<double, 64> ForwardDct(const std::array<double, 64>& samples) {

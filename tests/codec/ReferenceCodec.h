@@ -73,6 +73,12 @@ std::vector<std::uint8_t> CodeComponent(const std::vector<int>& coefficients, in
 /// Inverse of CodeComponent(). @throws std::runtime_error for damaged data.
 std::vector<int> DecodeComponent(std::span<const std::uint8_t> bytes, int blocks);
 
+/// Codes the alpha samples of a slice, `bits` bits deep, in the long forms only.
+std::vector<std::uint8_t> CodeAlpha(const std::vector<int>& samples, int bits);
+
+/// Decodes `count` alpha samples in any form. @throws std::runtime_error for truncated data.
+std::vector<int> DecodeAlpha(std::span<const std::uint8_t> bytes, int bits, int count);
+
 /// Orthonormal transform of 64 values in raster order, and its inverse.
 std::array<double, 64> ForwardDct(const std::array<double, 64>& samples);
 std::array<double, 64> InverseDct(const std::array<double, 64>& coefficients);
