@@ -381,7 +381,7 @@ class Writer {
                           ((1 << bits) - 1));
       }
     }
-    return CodeAlpha(samples, bits);
+    return CodeAlpha(samples, bits, AlphaForms::kLong);
   }
 
   const StreamSpec& spec_;
@@ -634,22 +634,35 @@ std::vector<int> DecodeComponent(std::span<const std::uint8_t> bytes, int blocks
   return coefficients;
 }
 
-std::vector<std::uint8_t> CodeAlpha(const std::vector<int>& samples, int bits) {
+std::vector<std::uint8_t> CodeAlpha(const std::vector<int>& samples, int bits, AlphaForms forms) {
+  const int modulus = 1 << bits;
+  const int shortBits = bits == 8 ? 4 : 7;
+  const int mostShort = bits == 8 ? 8 : 64;
+  const bool useShort = forms == AlphaForms::kShort;
   BitSink sink;
-  int previous = (1 << bits) - 1;
+  int previous = modulus - 1;
   for (std::size_t i = 0; i < samples.size();) {
-    sink.Put(1, 1);
-    sink.Put(samples[i] - previous, bits);
+    int difference = (samples[i] - previous + modulus) % modulus;
+    if (difference >= modulus / 2) difference -= modulus;
+    if (useShort && difference != 0 && std::abs(difference) <= mostShort) {
+      sink.Put(0, 1);
+      sink.Put(2 * (std::abs(difference) - 1) + (difference < 0 ? 1 : 0), shortBits);
+    } else {
+      sink.Put(1, 1);
+      sink.Put(difference, bits);
+    }
     previous = samples[i];
     std::size_t run = 1;
     while (i + run < samples.size() && run < 2048 && samples[i + run] == previous) ++run;
-    if (run == 1) {
-      sink.Put(1, 1);
-    } else {
-      sink.Put(0, 5);
-      sink.Put(static_cast<long long>(run - 1), 11);
-    }
     i += run;
+    const auto repeats = static_cast<long long>(run - 1);
+    if (repeats == 0) {
+      if (!useShort || i < samples.size()) sink.Put(1, 1);
+    } else if (useShort && repeats < 16) {
+      sink.Put(repeats, 5);
+    } else {
+      sink.Put(repeats, 16);
+    }
   }
   return sink.Finish();
 }

@@ -73,8 +73,12 @@ std::vector<std::uint8_t> CodeComponent(const std::vector<int>& coefficients, in
 /// Inverse of CodeComponent(). @throws std::runtime_error for damaged data.
 std::vector<int> DecodeComponent(std::span<const std::uint8_t> bytes, int blocks);
 
-/// Codes the alpha samples of a slice, `bits` bits deep, in the long forms only.
-std::vector<std::uint8_t> CodeAlpha(const std::vector<int>& samples, int bits);
+/// Forms of the differences and runs of alpha: always the long ones with a flag after the last
+/// sample, or the short ones where they fit and no flag.
+enum class AlphaForms { kLong, kShort };
+
+/// Codes the alpha samples of a slice, `bits` bits deep.
+std::vector<std::uint8_t> CodeAlpha(const std::vector<int>& samples, int bits, AlphaForms forms);
 
 /// Decodes `count` alpha samples in any form. @throws std::runtime_error for truncated data.
 std::vector<int> DecodeAlpha(std::span<const std::uint8_t> bytes, int bits, int count);
