@@ -3,7 +3,9 @@
 
 #include <algorithm>
 #include <array>
+#include <cstring>
 
+#include "bitstream/BigEndian.h"
 #include "pixel/PixelFormat.h"
 
 namespace prores {
@@ -58,6 +60,27 @@ void PackRowV210(const PlanarLine& line, std::uint32_t width, std::uint8_t* row)
   std::copy_n(line.cb + std::size_t{3} * groups, (rest + 1) / 2, cb.begin());
   std::copy_n(line.cr + std::size_t{3} * groups, (rest + 1) / 2, cr.begin());
   PackV210Group(luma.data(), cb.data(), cr.data(), row + std::size_t{kV210GroupBytes} * groups);
+}
+
+void PackRowY416(const PlanarLine& line, std::uint32_t width, std::uint8_t* row) {
+  for (std::size_t x = 0; x < width; ++x) {
+    const auto colour = [x](const std::uint16_t* plane) {
+      return static_cast<std::uint16_t>(plane[x] << 4);
+    };
+    // Little-endian, as the processor.
+    const std::array pixel{line.alpha[x], colour(line.luma), colour(line.cb), colour(line.cr)};
+    std::memcpy(row + sizeof pixel * x, pixel.data(), sizeof pixel);
+  }
+}
+
+void PackRowB64a(const PlanarLine& line, std::uint32_t width, std::uint8_t* row) {
+  for (std::size_t x = 0; x < width; ++x) {
+    std::uint8_t* const bytes = row + 8 * x;
+    WriteU16(bytes, line.alpha[x]);
+    WriteU16(bytes + 2, line.cr[x]);
+    WriteU16(bytes + 4, line.luma[x]);
+    WriteU16(bytes + 6, line.cb[x]);
+  }
 }
 
 }  // namespace prores

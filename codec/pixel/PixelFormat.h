@@ -9,6 +9,7 @@
 
 #include "Ensure.h"
 #include "ProRes/ProRes.h"
+#include "bitstream/FrameHeader.h"
 #include "pixel/SampleDepth.h"
 
 namespace prores {
@@ -20,18 +21,22 @@ inline constexpr std::uint32_t kMaxPictureSize = 65535;
 inline constexpr std::uint32_t kV210GroupPixels = 6;
 inline constexpr std::uint32_t kV210GroupBytes = 16;
 
-/// A packed 4:2:2 format.
+/// A packed format.
 struct PixelFormat {
-  std::uint32_t code;  ///< a WPRPixelFormat
-  SampleDepth depth;
+  std::uint32_t code;   ///< a WPRPixelFormat
+  ChromaFormat chroma;  ///< k422 has no alpha, k444 has alpha of 16 bits
+  bool rgb;             ///< its planes are G, B and R of 16 bits until they become Y, Cb and Cr
+  SampleDepth depth;    ///< of Y, Cb and Cr
   std::uint32_t groupPixels;  ///< pixels that are packed together
   std::uint32_t groupBytes;   ///< and their bytes
 };
 
 /// All formats. Kernels::packRow and Kernels::unpackRow have an entry for each.
-inline constexpr std::array<PixelFormat, 2> kPixelFormats = {{
-    {kWPRPixelFormat2vuy, k8Bits, 2, 4},
-    {kWPRPixelFormatV210, k10Bits, kV210GroupPixels, kV210GroupBytes},
+inline constexpr std::array<PixelFormat, 4> kPixelFormats = {{
+    {kWPRPixelFormat2vuy, ChromaFormat::k422, false, k8Bits, 2, 4},
+    {kWPRPixelFormatV210, ChromaFormat::k422, false, k10Bits, kV210GroupPixels, kV210GroupBytes},
+    {kWPRPixelFormatY416, ChromaFormat::k444, false, k12Bits, 1, 8},
+    {kWPRPixelFormatB64a, ChromaFormat::k444, true, k12Bits, 1, 8},
 }};
 
 constexpr bool IsPixelFormat(std::uint32_t code) {

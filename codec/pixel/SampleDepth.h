@@ -26,10 +26,12 @@ constexpr SampleDepth MakeSampleDepth(int bits) {
 
 inline constexpr SampleDepth k8Bits = MakeSampleDepth(8);
 inline constexpr SampleDepth k10Bits = MakeSampleDepth(10);
+inline constexpr SampleDepth k12Bits = MakeSampleDepth(12);
 
 static_assert(k10Bits.gain == 2 && k10Bits.offset == 512.5F);
 static_assert(k10Bits.lowest == 4 && k10Bits.highest == 1019);
 static_assert(k8Bits.lowest == 1 && k8Bits.highest == 254);
+static_assert(k12Bits.lowest == 16 && k12Bits.highest == 4079);
 
 }  // namespace prores
 

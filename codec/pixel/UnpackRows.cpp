@@ -1,13 +1,21 @@
 // SPDX-License-Identifier: BSD-2-Clause
 #include "pixel/UnpackRows.h"
 
+#include <algorithm>
+#include <array>
 #include <cstring>
+
+#include "bitstream/BigEndian.h"
 
 namespace prores {
 namespace {
 
 constexpr std::uint16_t TenBits(unsigned eightBits) {
   return static_cast<std::uint16_t>(eightBits << 2);
+}
+
+constexpr std::uint16_t TwelveBits(unsigned sixteenBits) {
+  return static_cast<std::uint16_t>(std::min((sixteenBits + 8) >> 4, 4095u));
 }
 
 struct Components {
@@ -49,6 +57,27 @@ void UnpackRowV210(const std::uint8_t* row, std::size_t width, const PlanarRow& 
     luma[1] = words[1].first, cb[1] = words[1].second, luma[2] = words[1].third;
     cr[1] = words[2].first, luma[3] = words[2].second, cb[2] = words[2].third;
     luma[4] = words[3].first, cr[2] = words[3].second, luma[5] = words[3].third;
+  }
+}
+
+void UnpackRowY416(const std::uint8_t* row, std::size_t width, const PlanarRow& out) {
+  for (std::size_t x = 0; x < width; ++x) {
+    std::array<std::uint16_t, 4> pixel;  // little-endian, as the processor
+    std::memcpy(pixel.data(), row + sizeof pixel * x, sizeof pixel);
+    out.alpha[x] = pixel[0];
+    out.luma[x] = TwelveBits(pixel[1]);
+    out.cb[x] = TwelveBits(pixel[2]);
+    out.cr[x] = TwelveBits(pixel[3]);
+  }
+}
+
+void UnpackRowB64a(const std::uint8_t* row, std::size_t width, const PlanarRow& out) {
+  for (std::size_t x = 0; x < width; ++x) {
+    const std::uint8_t* const bytes = row + 8 * x;
+    out.alpha[x] = ReadU16(bytes);
+    out.cr[x] = ReadU16(bytes + 2);
+    out.luma[x] = ReadU16(bytes + 4);
+    out.cb[x] = ReadU16(bytes + 6);
   }
 }
 

@@ -67,6 +67,32 @@ TEST(PixelFormat, CountsTheBytesOfWholeGroups) {
   EXPECT_EQ(PackedRowBytes(kWPRPixelFormatV210, 6), 16u);
   EXPECT_EQ(PackedRowBytes(kWPRPixelFormatV210, 7), 32u);
   EXPECT_EQ(PackedRowBytes(kWPRPixelFormatV210, 1920), 5120u);
+  EXPECT_EQ(PackedRowBytes(kWPRPixelFormatY416, 1), 8u);
+  EXPECT_EQ(PackedRowBytes(kWPRPixelFormatB64a, 1919), 15352u);
+}
+
+TEST(PackRows, ShiftsTwelveBitsUpAndKeepsAlpha) {
+  const Samples luma{0x0000, 0x0FFF}, cb{0x0123, 0x0800}, cr{0x0ABC, 0x0001};
+  const Samples alpha{0xFFFF, 0x1234};
+  Bytes row(16);
+  PackRowY416({luma.data(), cb.data(), cr.data(), alpha.data()}, 2, row.data());
+  const Bytes expected{
+      0xFF, 0xFF, 0x00, 0x00, 0x30, 0x12, 0xC0, 0xAB,  // A Y Cb Cr, low bytes first
+      0x34, 0x12, 0xF0, 0xFF, 0x00, 0x80, 0x10, 0x00,
+  };
+  EXPECT_EQ(row, expected);
+}
+
+TEST(PackRows, WritesRgbWithHighBytesFirst) {
+  const Samples green{0x1122, 0xFFFF}, blue{0x3344, 0x0001}, red{0x5566, 0x0100};
+  const Samples alpha{0x7788, 0x8000};
+  Bytes row(16);
+  PackRowB64a({green.data(), blue.data(), red.data(), alpha.data()}, 2, row.data());
+  const Bytes expected{
+      0x77, 0x88, 0x55, 0x66, 0x11, 0x22, 0x33, 0x44,  // A R G B
+      0x80, 0x00, 0x01, 0x00, 0xFF, 0xFF, 0x00, 0x01,
+  };
+  EXPECT_EQ(row, expected);
 }
 
 Samples Halved(const Samples& line, const SampleDepth& depth) {

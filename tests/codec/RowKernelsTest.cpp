@@ -4,6 +4,7 @@
 #include <algorithm>
 #include <cstdint>
 #include <random>
+#include <span>
 #include <vector>
 
 #include "CpuLevelTest.h"
@@ -22,16 +23,29 @@ class RowKernels : public test::CpuLevelTest {
  protected:
   std::uint16_t Random(int bits) { return static_cast<std::uint16_t>(random_() % (1u << bits)); }
 
+  /// Calls test(guard, width).
+  template <typename Test>
+  static void ForEachWidth(Test test) {
+    for (const Guard guard : {Guard::kInFront, Guard::kBehind}) {
+      for (std::uint32_t width = 1; width <= 260; ++width) test(guard, width);
+      for (const std::uint32_t width : {719u, 1280u, 1919u, 1920u, 3840u}) test(guard, width);
+    }
+  }
+
+  /// Calls test(format, guard, width).
   template <typename Test>
   static void ForEachRow(Test test) {
-    for (const std::uint32_t format : {kWPRPixelFormat2vuy, kWPRPixelFormatV210}) {
-      for (const Guard guard : {Guard::kInFront, Guard::kBehind}) {
-        for (std::uint32_t width = 1; width <= 260; ++width) test(format, guard, width);
-        for (const std::uint32_t width : {719u, 1280u, 1919u, 1920u, 3840u}) {
-          test(format, guard, width);
-        }
-      }
+    for (const PixelFormat& format : kPixelFormats) {
+      ForEachWidth([&](Guard guard, std::uint32_t width) { test(format, guard, width); });
     }
+  }
+
+  /// Fills `samples` at random, or with the extremes of their depth.
+  void Fill(std::span<std::uint16_t> samples, int bits, bool extreme) {
+    const int largest = (1 << bits) - 1;
+    std::ranges::generate(samples, [&] {
+      return extreme ? static_cast<std::uint16_t>(largest * Random(1)) : Random(bits);
+    });
   }
 
   const Kernels& plain_ = KernelsFor(CpuLevel::kScalar);
@@ -39,46 +53,61 @@ class RowKernels : public test::CpuLevelTest {
   std::mt19937 random_{1};
 };
 
-/// Samples of one line.
+/// Samples of one line of a format. Formats of 4:2:2 have no alpha.
 struct Line {
-  Line(std::size_t lumaSamples, std::size_t chromaSamples, Guard guard)
-      : luma(lumaSamples, guard), cb(chromaSamples, guard), cr(chromaSamples, guard) {}
+  /// @param whole whether the line has all samples of its last group.
+  Line(const PixelFormat& format, std::uint32_t width, Guard guard, bool whole = false)
+      : Line(format.chroma == ChromaFormat::k444,
+             whole ? (width + format.groupPixels - 1) / format.groupPixels * format.groupPixels
+                   : width,
+             guard) {}
 
-  GuardedMemory<std::uint16_t> luma, cb, cr;
+  PlanarRow Row() const {
+    return {luma.Values().data(), cb.Values().data(), cr.Values().data(), alpha.Values().data()};
+  }
+  PlanarLine Source() const {
+    const PlanarRow row = Row();
+    return {row.luma, row.cb, row.cr, row.alpha};
+  }
+
+  GuardedMemory<std::uint16_t> luma, cb, cr, alpha;
+
+ private:
+  Line(bool full, std::uint32_t width, Guard guard)
+      : luma(width, guard),
+        cb(full ? width : (width + 1) / 2, guard),
+        cr(cb.Values().size(), guard),
+        alpha(full ? width : 0, guard) {}
 };
 
 TEST_P(RowKernels, PackAsThePlainFormsDo) {
-  ForEachRow([&](std::uint32_t format, Guard guard, std::uint32_t width) {
-    const Line line(width, (width + 1) / 2, guard);
+  ForEachRow([&](const PixelFormat& format, Guard guard, std::uint32_t width) {
+    const Line line(format, width, guard);
+    const int bits = format.rgb ? 16 : format.depth.bits;
     for (const auto* samples : {&line.luma, &line.cb, &line.cr}) {
-      std::ranges::generate(samples->Values(),
-                            [&] { return Random(GetPixelFormat(format).depth.bits); });
+      Fill(samples->Values(), bits, false);
     }
-    const PlanarLine source{line.luma.Values().data(), line.cb.Values().data(),
-                            line.cr.Values().data()};
-    const std::size_t bytes = PackedRowBytes(format, width);
+    Fill(line.alpha.Values(), 16, false);
+    const std::size_t bytes = PackedRowBytes(format.code, width);
     std::vector<std::uint8_t> expected(bytes);
-    plain_.PackerFor(format)(source, width, expected.data());
+    plain_.PackerFor(format.code)(line.Source(), width, expected.data());
     const GuardedMemory<std::uint8_t> row(bytes, guard);
-    kernels_.PackerFor(format)(source, width, row.Values().data());
+    kernels_.PackerFor(format.code)(line.Source(), width, row.Values().data());
     ASSERT_TRUE(std::ranges::equal(row.Values(), expected)) << width;
   });
 }
 
 TEST_P(RowKernels, UnpackAsThePlainFormsDo) {
-  ForEachRow([&](std::uint32_t format, Guard guard, std::uint32_t width) {
-    const GuardedMemory<std::uint8_t> row(PackedRowBytes(format, width), guard);
+  ForEachRow([&](const PixelFormat& format, Guard guard, std::uint32_t width) {
+    const GuardedMemory<std::uint8_t> row(PackedRowBytes(format.code, width), guard);
     std::ranges::generate(row.Values(), [&] { return static_cast<std::uint8_t>(Random(8)); });
-    const std::size_t chroma = (width + 1) / 2;
+    const Line used(format, width, guard);  // has the samples that are compared
     const auto unpack = [&](const Kernels& kernels) {
-      Line line(width + kUnpackGroupPixels - 1, chroma + kUnpackGroupPixels / 2 - 1, guard);
-      kernels.UnpackerFor(format)(
-          row.Values().data(), width,
-          {line.luma.Values().data(), line.cb.Values().data(), line.cr.Values().data()});
-      std::vector<std::uint16_t> samples(line.luma.Values().begin(),
-                                         line.luma.Values().begin() + width);
-      for (const auto* component : {&line.cb, &line.cr}) {
-        const auto values = component->Values().first(chroma);
+      const Line line(format, width, guard, true);
+      kernels.UnpackerFor(format.code)(row.Values().data(), width, line.Row());
+      std::vector<std::uint16_t> samples;
+      for (const auto component : {&Line::luma, &Line::cb, &Line::cr, &Line::alpha}) {
+        const auto values = (line.*component).Values().first((used.*component).Values().size());
         samples.insert(samples.end(), values.begin(), values.end());
       }
       return samples;
@@ -88,19 +117,17 @@ TEST_P(RowKernels, UnpackAsThePlainFormsDo) {
 }
 
 TEST_P(RowKernels, HalveChromaAsThePlainFormDoes) {
-  ForEachRow([&](std::uint32_t format, Guard guard, std::uint32_t width) {
+  ForEachWidth([&](Guard guard, std::uint32_t width) {
     const GuardedMemory<std::uint16_t> line(width + 2 * kChromaMargin, guard);
-    // Extreme samples in every other line.
-    const bool extreme = width % 2 != 0;
-    std::ranges::generate(line.Values(), [&] {
-      return extreme ? static_cast<std::uint16_t>(1023 * Random(1)) : Random(10);
-    });
+    Fill(line.Values(), 10, width % 2 != 0);
     std::uint16_t* const first = line.Values().data() + kChromaMargin;
-    const GuardedMemory<std::uint16_t> half((width + 1) / 2, guard);
-    kernels_.halveChroma(first, width, GetPixelFormat(format).depth, half.Values().data());
-    std::vector<std::uint16_t> expected(half.Values().size());
-    plain_.halveChroma(first, width, GetPixelFormat(format).depth, expected.data());
-    ASSERT_TRUE(std::ranges::equal(half.Values(), expected)) << width;
+    for (const SampleDepth& depth : {k8Bits, k10Bits}) {
+      const GuardedMemory<std::uint16_t> half((width + 1) / 2, guard);
+      kernels_.halveChroma(first, width, depth, half.Values().data());
+      std::vector<std::uint16_t> expected(half.Values().size());
+      plain_.halveChroma(first, width, depth, expected.data());
+      ASSERT_TRUE(std::ranges::equal(half.Values(), expected)) << width;
+    }
   });
 }
 
