@@ -16,6 +16,7 @@
 #include "pixel/ChromaFilter.h"
 #include "pixel/PackRows.h"
 #include "pixel/PixelFormat.h"
+#include "pixel/RgbConversion.h"
 #include "pixel/UnpackRows.h"
 
 namespace prores {
@@ -29,10 +30,12 @@ struct Kernels {
   decltype(&DecodeComponents) decodeComponents;
   decltype(&InverseTransform) inverseTransform;
   decltype(&HalveChroma) halveChroma;
+  decltype(&YCbCrToRgb) yCbCrToRgb;
   std::array<PackRow, kPixelFormats.size()> packRow;
 
   // Encoding.
   std::array<UnpackRow, kPixelFormats.size()> unpackRow;
+  decltype(&RgbToYCbCr) rgbToYCbCr;
   decltype(&ForwardTransform) forwardTransform;
   decltype(&MeasureActivity) measureActivity;
   decltype(&MeasureDeviations) measureDeviations;

@@ -116,6 +116,32 @@ TEST_P(RowKernels, UnpackAsThePlainFormsDo) {
   });
 }
 
+TEST_P(RowKernels, ConvertRgbAsThePlainFormsDo) {
+  const auto convert = [](auto function, const RgbMatrix& matrix, const Line& line) {
+    const auto samples = line.luma.Values();
+    std::vector<std::uint16_t> converted;
+    function(matrix, samples.size(), line.Row());
+    for (const auto* component : {&line.luma, &line.cb, &line.cr}) {
+      converted.insert(converted.end(), component->Values().begin(), component->Values().end());
+    }
+    return converted;
+  };
+  const auto compare = [&](auto plain, auto kernel, int bits, Guard guard, std::uint32_t width) {
+    const PixelFormat& format = GetPixelFormat(kWPRPixelFormatB64a);
+    const Line expected(format, width, guard), line(format, width, guard);
+    for (const auto component : {&Line::luma, &Line::cb, &Line::cr}) {
+      Fill((expected.*component).Values(), bits, width % 2 != 0);
+      std::ranges::copy((expected.*component).Values(), (line.*component).Values().begin());
+    }
+    const RgbMatrix& matrix = RgbMatrixOf(width % 10);
+    ASSERT_EQ(convert(kernel, matrix, line), convert(plain, matrix, expected)) << width;
+  };
+  ForEachWidth([&](Guard guard, std::uint32_t width) {
+    compare(plain_.rgbToYCbCr, kernels_.rgbToYCbCr, 16, guard, width);
+    compare(plain_.yCbCrToRgb, kernels_.yCbCrToRgb, 12, guard, width);
+  });
+}
+
 TEST_P(RowKernels, HalveChromaAsThePlainFormDoes) {
   ForEachWidth([&](Guard guard, std::uint32_t width) {
     const GuardedMemory<std::uint16_t> line(width + 2 * kChromaMargin, guard);
