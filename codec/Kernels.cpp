@@ -13,6 +13,7 @@ Kernels MakeKernels(CpuLevel level) {
       .decodeComponents = DecodeComponentsFor(level),
       .inverseTransform = InverseTransformFor(level),
       .halveChroma = HalveChromaFor(level),
+      .doubleChroma = DoubleChromaFor(level),
       .yCbCrToRgb = YCbCrToRgbFor(level),
       .packRow = {PackRow2vuyFor(level), PackRowV210For(level), PackRowY416For(level),
                   PackRowB64aFor(level)},

@@ -30,6 +30,7 @@ struct Kernels {
   decltype(&DecodeComponents) decodeComponents;
   decltype(&InverseTransform) inverseTransform;
   decltype(&HalveChroma) halveChroma;
+  decltype(&DoubleChroma) doubleChroma;
   decltype(&YCbCrToRgb) yCbCrToRgb;
   std::array<PackRow, kPixelFormats.size()> packRow;
 

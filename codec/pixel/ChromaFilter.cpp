@@ -22,4 +22,19 @@ void HalveChroma(std::uint16_t* line, std::uint32_t width, const SampleDepth& de
   }
 }
 
+void DoubleChroma(std::uint16_t* half, std::uint32_t width, const SampleDepth& depth,
+                  std::uint16_t* line) {
+  Expect(width >= 1 && depth.bits <= k12Bits.bits);
+  RepeatEdges(half, (width + 1) / 2);
+  const int lowest = static_cast<int>(depth.lowest);
+  const int highest = static_cast<int>(depth.highest);
+  for (std::uint32_t i = 0; i < width / 2; ++i) {
+    const std::uint16_t* const left = half + i;
+    const int sum = 9 * (left[0] + left[1]) - (left[-1] + left[2]);
+    line[2 * i] = left[0];
+    line[2 * i + 1] = static_cast<std::uint16_t>(std::clamp((sum + 8) >> 4, lowest, highest));
+  }
+  if (width % 2 != 0) line[width - 1] = half[width / 2];
+}
+
 }  // namespace prores

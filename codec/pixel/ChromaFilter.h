@@ -10,7 +10,7 @@
 
 namespace prores {
 
-/// Writable samples that HalveChroma() needs at both ends of its line.
+/// Writable samples that HalveChroma() and DoubleChroma() need at both ends of their input.
 inline constexpr std::uint32_t kChromaMargin = 3;
 
 /// Fills the margins of a line of `width` samples with the sample next to them.
@@ -35,8 +35,20 @@ constexpr int ChromaShift(const SampleDepth& depth) {
 void HalveChroma(std::uint16_t* line, std::uint32_t width, const SampleDepth& depth,
                  std::uint16_t* half);
 
-/// Returns the fastest form of HalveChroma() for `level`.
+/// Converts a line of 4:2:2 chroma, co-sited with the even luma samples, to 4:4:4. Even samples are
+/// copied, odd ones interpolated from the four nearest with the half-band low-pass [-1 9 9 -1]
+/// / 16. The edge samples of the picture are repeated.
+/// @param half  (width + 1) / 2 samples of `depth`. kChromaMargin samples before and after are
+///              overwritten.
+/// @param width luma samples per line, at least 1.
+/// @param depth of input and output, 12 bits or fewer.
+/// @param line  receives `width` samples.
+void DoubleChroma(std::uint16_t* half, std::uint32_t width, const SampleDepth& depth,
+                  std::uint16_t* line);
+
+/// Return the fastest forms of these functions for `level`.
 decltype(&HalveChroma) HalveChromaFor(CpuLevel level);
+decltype(&DoubleChroma) DoubleChromaFor(CpuLevel level);
 
 }  // namespace prores
 

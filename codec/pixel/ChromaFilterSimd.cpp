@@ -59,6 +59,36 @@ void Halve(std::uint16_t* line, std::uint32_t width, const SampleDepth& depth,
   }
 }
 
+/// Interpolates with 16 bits: for s = a + b and t = s - (c + d), which fit them,
+/// floor((8 s + t + 8) / 16) = floor((s + floor((t + 8) / 8)) / 2).
+void Double(std::uint16_t* half, std::uint32_t width, const SampleDepth& depth,
+            std::uint16_t* line) {
+  Expect(width >= 1 && depth.bits <= k12Bits.bits);
+  constexpr hn::ScalableTag<std::int16_t> kSamples;
+  constexpr std::size_t kStep = hn::MaxLanes(kSamples);
+  const std::size_t pairs = width / 2;
+  if (pairs < kStep) return DoubleChroma(half, width, depth, line);
+
+  RepeatEdges(half, (width + 1) / 2);
+  const auto load = [](const std::uint16_t* samples) HWY_ATTR {
+    return hn::LoadU(hn::ScalableTag<std::int16_t>(),
+                     reinterpret_cast<const std::int16_t*>(samples));
+  };
+  const auto rounding = hn::Set(kSamples, std::int16_t{8});
+  const auto lowest = hn::Set(kSamples, static_cast<std::int16_t>(depth.lowest));
+  const auto highest = hn::Set(kSamples, static_cast<std::int16_t>(depth.highest));
+  for (std::size_t i = 0; i < pairs; i += kStep) {
+    i = std::min(i, pairs - kStep);  // the last step repeats some samples
+    const auto even = load(half + i);
+    const auto near = even + load(half + i + 1);
+    const auto rest = near - (load(half + i - 1) + load(half + i + 2));
+    const auto odd = hn::ShiftRight<1>(near + hn::ShiftRight<3>(rest + rounding));
+    hn::StoreInterleaved2(even, hn::Min(hn::Max(odd, lowest), highest), kSamples,
+                          reinterpret_cast<std::int16_t*>(line + 2 * i));
+  }
+  if (width % 2 != 0) line[width - 1] = half[pairs];
+}
+
 }  // namespace
 }  // namespace prores::HWY_NAMESPACE
 HWY_AFTER_NAMESPACE();
@@ -70,6 +100,11 @@ namespace prores {
 decltype(&HalveChroma) HalveChromaFor(CpuLevel level) {
   return ForLevel<decltype(&HalveChroma)>(level, HalveChroma, N_SSE4::Halve, N_AVX2::Halve,
                                           N_AVX3_DL::Halve);
+}
+
+decltype(&DoubleChroma) DoubleChromaFor(CpuLevel level) {
+  return ForLevel<decltype(&DoubleChroma)>(level, DoubleChroma, N_SSE4::Double, N_AVX2::Double,
+                                           N_AVX3_DL::Double);
 }
 
 }  // namespace prores

@@ -145,5 +145,44 @@ TEST(ChromaFilter, ClampsOvershoot) {
   EXPECT_EQ(Halved({1019, 1019, 1019, 1019, 1019, 4, 4}, k8Bits)[1], 254);
 }
 
+Samples Doubled(const Samples& half, std::uint32_t width) {
+  Samples padded(half.size() + 2 * kChromaMargin);
+  std::copy(half.begin(), half.end(), padded.begin() + kChromaMargin);
+  Samples line(width);
+  DoubleChroma(padded.data() + kChromaMargin, width, k12Bits, line.data());
+  return line;
+}
+
+TEST(ChromaFilter, DoublesFlatChroma) {
+  for (std::uint32_t width = 1; width < 12; ++width) {
+    EXPECT_EQ(Doubled(Samples((width + 1) / 2, 2800), width), Samples(width, 2800));
+  }
+}
+
+TEST(ChromaFilter, ContinuesARampBetweenItsSamples) {
+  Samples half;
+  for (std::uint16_t i = 0; i < 10; ++i) half.push_back(static_cast<std::uint16_t>(1000 + 8 * i));
+  const Samples line = Doubled(half, 20);
+  for (std::size_t i = 2; i < 17; ++i) EXPECT_EQ(line[i], 1000 + 4 * i);
+}
+
+TEST(ChromaFilter, InterpolatesAnImpulseByItsTaps) {
+  const Samples expected{2048, 2048, 2048, 2044, 2048, 2084, 2112, 2084, 2048, 2044, 2048};
+  EXPECT_EQ(Doubled({2048, 2048, 2048, 2112, 2048, 2048}, 11), expected);
+}
+
+TEST(ChromaFilter, RepeatsTheEdgesOfThePictureWhereItInterpolates) {
+  // (9 * (100 + 200) - (100 + 400) + 8) / 16, and at the end (9 * (400 + 400) - (200 + 400) + 8)
+  // / 16.
+  EXPECT_EQ(Doubled({100, 200, 400}, 6), (Samples{100, 138, 200, 306, 400, 413}));
+  EXPECT_EQ(Doubled({100, 200, 400}, 5), (Samples{100, 138, 200, 306, 400}));
+  EXPECT_EQ(Doubled({100}, 1), (Samples{100}));
+}
+
+TEST(ChromaFilter, ClampsInterpolatedOvershoot) {
+  EXPECT_EQ(Doubled({4079, 16, 16, 4079}, 7)[3], 16);
+  EXPECT_EQ(Doubled({16, 4079, 4079, 16}, 7)[3], 4079);
+}
+
 }  // namespace
 }  // namespace prores

@@ -157,6 +157,21 @@ TEST_P(RowKernels, HalveChromaAsThePlainFormDoes) {
   });
 }
 
+TEST_P(RowKernels, DoubleChromaAsThePlainFormDoes) {
+  ForEachWidth([&](Guard guard, std::uint32_t width) {
+    const GuardedMemory<std::uint16_t> half((width + 1) / 2 + 2 * kChromaMargin, guard);
+    std::uint16_t* const first = half.Values().data() + kChromaMargin;
+    for (const SampleDepth& depth : {k8Bits, k10Bits, k12Bits}) {
+      Fill(half.Values(), depth.bits, width % 4 == 0);
+      const GuardedMemory<std::uint16_t> line(width, guard);
+      kernels_.doubleChroma(first, width, depth, line.Values().data());
+      std::vector<std::uint16_t> expected(width);
+      plain_.doubleChroma(first, width, depth, expected.data());
+      ASSERT_TRUE(std::ranges::equal(line.Values(), expected)) << width;
+    }
+  });
+}
+
 INSTANTIATE_TEST_SUITE_P(Levels, RowKernels, testing::ValuesIn(kCpuLevels),
                          [](const auto& level) { return NameOf(level.param); });
 
