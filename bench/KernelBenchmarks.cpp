@@ -89,7 +89,7 @@ class Strip {
   double bits_ = 0;
 };
 
-/// Random planar samples of a strip.
+/// Random planar samples of a strip: luma, Cb, Cr and alpha.
 struct Planes {
   Planes() {
     std::mt19937 random(2);
@@ -98,7 +98,11 @@ struct Planes {
       for (auto& sample : plane) sample = static_cast<std::uint16_t>(4 + random() % 1000);
     }
   }
-  std::array<AlignedVector<std::uint16_t>, kComponents> samples;
+  PlanarRow Row(std::size_t y) {
+    const auto line = [&](unsigned c) { return samples[c].data() + y * kWidth; };
+    return {line(0), line(1), line(2), line(3)};
+  }
+  std::array<AlignedVector<std::uint16_t>, kComponents + 1> samples;
 };
 
 void ReportFrameTime(benchmark::State& state) {
@@ -139,12 +143,12 @@ void Inverse(benchmark::State& state, const Kernels& kernels, double spread,
 }
 
 void Pack(benchmark::State& state, const Kernels& kernels, std::uint32_t format) {
-  const Planes planes;
+  Planes planes;
   std::vector<std::uint8_t> row(PackedRowBytes(format, kWidth) * kMacroblockSize);
   for (auto _ : state) {
     for (std::size_t y = 0; y < kMacroblockSize; ++y) {
-      const auto line = [&](unsigned c) { return planes.samples[c].data() + y * kWidth; };
-      kernels.PackerFor(format)({line(0), line(1), line(2)}, kWidth,
+      const PlanarRow line = planes.Row(y);
+      kernels.PackerFor(format)({line.luma, line.cb, line.cr, line.alpha}, kWidth,
                                 row.data() + y * PackedRowBytes(format, kWidth));
     }
     benchmark::DoNotOptimize(row.data());
@@ -158,9 +162,35 @@ void Unpack(benchmark::State& state, const Kernels& kernels, std::uint32_t forma
   const std::vector<std::uint8_t> row(PackedRowBytes(format, kWidth) * kMacroblockSize, 0x55);
   for (auto _ : state) {
     for (std::size_t y = 0; y < kMacroblockSize; ++y) {
-      const auto line = [&](unsigned c) { return planes.samples[c].data() + y * kWidth; };
       kernels.UnpackerFor(format)(row.data() + y * PackedRowBytes(format, kWidth), kWidth,
-                                  {line(0), line(1), line(2)});
+                                  planes.Row(y));
+    }
+    benchmark::ClobberMemory();
+  }
+  ReportFrameTime(state);
+}
+
+/// @param entry rgbToYCbCr or yCbCrToRgb.
+void ConvertRgb(benchmark::State& state, const Kernels& kernels,
+                decltype(&Kernels::rgbToYCbCr) entry) {
+  Planes planes;
+  for (auto _ : state) {
+    for (std::size_t y = 0; y < kMacroblockSize; ++y) {
+      (kernels.*entry)(RgbMatrixOf(1), kWidth, planes.Row(y));
+    }
+    benchmark::ClobberMemory();
+  }
+  ReportFrameTime(state);
+}
+
+void DoubleBothChroma(benchmark::State& state, const Kernels& kernels) {
+  Planes half, planes;
+  for (auto _ : state) {
+    for (std::size_t y = 0; y < kMacroblockSize; ++y) {
+      for (unsigned c = 1; c < kComponents; ++c) {
+        kernels.doubleChroma(half.samples[c].data() + y * kWidth + kChromaMargin, kWidth, k12Bits,
+                             planes.samples[c].data() + y * kWidth);
+      }
     }
     benchmark::ClobberMemory();
   }
@@ -218,6 +248,14 @@ void RegisterFor(const Kernels& kernels) {
   add("pack_2vuy", Pack, std::uint32_t{kWPRPixelFormat2vuy});
   add("unpack_v210", Unpack, std::uint32_t{kWPRPixelFormatV210});
   add("unpack_2vuy", Unpack, std::uint32_t{kWPRPixelFormat2vuy});
+  for (const auto& [name, format] :
+       {std::pair{"y416", kWPRPixelFormatY416}, {"b64a", kWPRPixelFormatB64a}}) {
+    add(std::string("pack_") + name, Pack, std::uint32_t{format});
+    add(std::string("unpack_") + name, Unpack, std::uint32_t{format});
+  }
+  add("rgb_to_ycbcr", ConvertRgb, &Kernels::rgbToYCbCr);
+  add("ycbcr_to_rgb", ConvertRgb, &Kernels::yCbCrToRgb);
+  add("double_chroma", DoubleBothChroma);
   add("forward_transform", Forward);
 }
 
