@@ -31,6 +31,11 @@ struct AlphaCode {
   constexpr std::uint32_t Opaque() const { return (1u << sampleBits) - 1; }
   /// Returns the factor between a coded sample and the same opacity in 16 bits.
   constexpr std::uint32_t StepIn16Bits() const { return 0xFFFF / Opaque(); }
+  /// Returns the coded sample whose value in 16 bits is nearest. There are no ties, as the step is
+  /// odd.
+  constexpr std::uint32_t Nearest(std::uint16_t sample) const {
+    return (sample + StepIn16Bits() / 2) / StepIn16Bits();
+  }
   /// Returns the bits of a difference with its flag.
   constexpr std::uint32_t LongDifferenceLength() const { return 1 + sampleBits; }
   constexpr std::uint32_t ShortDifferenceLength() const { return 1 + shortDifferenceBits; }

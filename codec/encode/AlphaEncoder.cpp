@@ -12,14 +12,6 @@
 namespace prores {
 namespace {
 
-/// Returns the coded sample whose value in 16 bits is nearest. There are no ties, as the step is
-/// odd.
-template <AlphaCode kCode>
-std::uint32_t Nearest(std::uint16_t sample) {
-  constexpr std::uint32_t kStep = kCode.StepIn16Bits();
-  return (sample + kStep / 2) / kStep;
-}
-
 /// Returns how many of the first samples in a word of four, in memory order, are zero; the word is
 /// not zero.
 std::size_t CountLeadingZeroSamples(std::uint64_t word) {
@@ -47,8 +39,8 @@ template <AlphaCode kCode>
 std::size_t CountCodedAlike(std::span<const std::uint16_t> samples) {
   std::size_t count = CountEqual(samples);
   if constexpr (kCode.StepIn16Bits() != 1) {
-    const std::uint32_t coded = Nearest<kCode>(samples[0]);
-    while (count < samples.size() && Nearest<kCode>(samples[count]) == coded) {
+    const std::uint32_t coded = kCode.Nearest(samples[0]);
+    while (count < samples.size() && kCode.Nearest(samples[count]) == coded) {
       count += CountEqual(samples.subspan(count));
     }
   }
@@ -77,7 +69,7 @@ std::size_t EncodeWith(std::span<const std::uint16_t> samples,
   BitWriter writer(destination);
   std::uint32_t previous = kCode.Opaque();
   while (!samples.empty()) {
-    const std::uint32_t coded = Nearest<kCode>(samples[0]);
+    const std::uint32_t coded = kCode.Nearest(samples[0]);
     const Codeword difference = DifferenceCode<kCode>(coded, previous);
     previous = coded;
     if (samples.size() == 1) {
