@@ -199,15 +199,16 @@ void DoubleBothChroma(benchmark::State& state, const Kernels& kernels) {
 
 void Forward(benchmark::State& state, const Kernels& kernels) {
   const Planes planes;
-  const CoefficientScales scales = ScalesFor(kDefaultQuantMatrix);
+  const ForwardPlan plan =
+      MakeForwardPlan(kDefaultQuantMatrix, kProgressivePositions, k10Bits.bits);
   AlignedVector<std::int16_t> coefficients(kMaxSliceBlocks * kBlockSamples);
   for (auto _ : state) {
     for (std::uint32_t slice = 0; slice < kSlices; ++slice) {
       for (unsigned c = 0; c < kComponents; ++c) {
         const std::size_t column =
             slice * kMaxSliceWidth * MacroblockColumns(ChromaFormat::k422, c);
-        kernels.forwardTransform(planes.samples[c].data() + column, kWidth, BlocksOf(c), c,
-                                 kProgressivePositions, scales, coefficients.data());
+        kernels.forwardTransform(planes.samples[c].data() + column, kWidth, BlocksOf(c), c, plan,
+                                 coefficients.data());
       }
     }
     benchmark::ClobberMemory();

@@ -1,9 +1,11 @@
 // SPDX-License-Identifier: BSD-2-Clause
 #include <cstdint>
+#include <optional>
 #include <span>
 
 #include "ProRes/ProResHost.h"
 #include "Status.h"
+#include "api/AlphaBits.h"
 #include "decode/Decoder.h"
 #include "pixel/PixelFormat.h"
 
@@ -58,6 +60,17 @@ std::int32_t WPRDecodeFrame(WPRDecoderHandle decoder, const std::uint8_t* frame,
     t_observation.observer(t_observation.context, &report);
   }
   return result;
+}
+
+std::int32_t WPRSetDecodeSettings(WPRDecoderHandle decoder, const DecodeSettingsRecord* settings) {
+  if (decoder == nullptr || settings == nullptr || settings->recordBytes < sizeof *settings) {
+    return prores::ToResult(Status::kBadArgument);
+  }
+  const std::optional<prores::AlphaType> alpha = prores::AlphaTypeOf(settings->alphaBits);
+  if (!alpha) return prores::ToResult(Status::kBadArgument);
+  static_cast<Decoder*>(decoder)->Set(
+      {.alpha = *alpha, .defaultMatrix = settings->defaultMatrixCoefficients});
+  return prores::ToResult(Status::kSuccess);
 }
 
 void WPRSetDecodeObserver(WPRDecodeObserver observer, void* context) {

@@ -1,9 +1,11 @@
 // SPDX-License-Identifier: BSD-2-Clause
 #include <cstdint>
+#include <optional>
 #include <span>
 
 #include "ProRes/ProResHost.h"
 #include "Status.h"
+#include "api/AlphaBits.h"
 #include "encode/Encoder.h"
 #include "encode/rate/FrameTarget.h"
 #include "encode/rate/Variant.h"
@@ -32,6 +34,8 @@ Status Encode(WPREncoderHandle encoder, const EncodeParamsRecord* params,
     return Status::kOutOfMemory;  // only allocations throw
   }
 }
+
+constexpr std::uint32_t kMaxMatrixCoefficients = 255;  // the field has a byte
 
 }  // namespace
 
@@ -73,6 +77,19 @@ std::int32_t WPREncodeFrame(WPREncoderHandle encoder, const EncodeParamsRecord* 
     t_observation.observer(t_observation.context, &report);
   }
   return result;
+}
+
+std::int32_t WPRSetEncodeSettings(WPREncoderHandle encoder, const EncodeSettingsRecord* settings) {
+  if (encoder == nullptr || settings == nullptr || settings->recordBytes < sizeof *settings ||
+      settings->matrixCoefficients > kMaxMatrixCoefficients) {
+    return prores::ToResult(Status::kBadArgument);
+  }
+  const std::optional<prores::AlphaType> alpha = prores::AlphaTypeOf(settings->alphaBits);
+  if (!alpha) return prores::ToResult(Status::kBadArgument);
+  static_cast<Encoder*>(encoder)->Set(
+      {.alpha = *alpha,
+       .matrixCoefficients = static_cast<std::uint8_t>(settings->matrixCoefficients)});
+  return prores::ToResult(Status::kSuccess);
 }
 
 void WPRSetEncodeObserver(WPREncodeObserver observer, void* context) {

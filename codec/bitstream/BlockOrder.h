@@ -33,6 +33,11 @@ constexpr std::uint32_t BlocksPerMacroblock(ChromaFormat format, unsigned compon
   return component == 0 || format == ChromaFormat::k444 ? 4 : 2;
 }
 
+/// Blocks of all components in each macroblock.
+constexpr std::uint32_t BlocksPerMacroblock(ChromaFormat format) {
+  return BlocksPerMacroblock(format, 0) + 2 * BlocksPerMacroblock(format, 1);
+}
+
 /// Columns of component `component` in each macroblock; it always has 16 lines.
 constexpr std::uint32_t MacroblockColumns(ChromaFormat format, unsigned component) {
   return BlocksPerMacroblock(format, component) * kBlockSize / 2;

@@ -23,10 +23,13 @@ struct Ratio {
   std::int32_t denominator = 1;
 };
 
+/// Code point of colour that is not specified.
+inline constexpr std::int32_t kUnspecifiedColour = 2;
+
 /// Returns the code point of ISO/IEC 23091-2 of color_primaries, transfer_characteristic or
 /// matrix_coefficients. For unspecified, the header has 0 as well as 2.
 constexpr std::int32_t CodePointOf(std::uint8_t headerValue) {
-  return headerValue == 0 ? 2 : headerValue;
+  return headerValue == 0 ? kUnspecifiedColour : headerValue;
 }
 
 /// Returns the frames per second of a frame_rate_code.

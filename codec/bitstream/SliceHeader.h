@@ -8,6 +8,8 @@
 #include <cstdint>
 #include <span>
 
+#include "bitstream/FrameHeader.h"
+
 namespace prores {
 
 /// Finest and coarsest quantization_index.
@@ -29,10 +31,11 @@ constexpr unsigned QuantizationIndex(unsigned scale) {
 
 /// Header of a slice: its quantiser and the sizes of its coded components (RDD 36, slice header).
 struct SliceHeader {
-  /// Bytes that WriteSliceHeader() writes, and the least that a slice can have.
-  static constexpr std::size_t kWrittenBytes = 6;
+  /// Bytes without the size of Cr, the least that a header can have, and with it.
+  static constexpr std::size_t kLeastBytes = 6;
+  static constexpr std::size_t kBytesWithCrSize = 8;
 
-  std::uint8_t headerBytes = kWrittenBytes;       ///< size of this header, 6 to 31
+  std::uint8_t headerBytes = kLeastBytes;         ///< size of this header, 6 to 31
   std::uint8_t quantizationIndex = 1;             ///< as coded, 0 to 255
   std::array<std::uint16_t, 3> componentBytes{};  ///< Y, Cb, Cr, back to back after the header
 };
@@ -42,8 +45,14 @@ struct SliceHeader {
 /// @return false when header or components do not fit the slice; then `header` is unspecified.
 [[nodiscard]] bool ParseSliceHeader(std::span<const std::uint8_t> slice, SliceHeader& header);
 
-/// Writes the header of a slice without alpha to the SliceHeader::kWrittenBytes bytes at
-/// `destination`. The size of Cr is not written: it is what remains of the slice.
+/// Returns the bytes of the headers that an encoder writes. Without alpha, Cr is what remains of
+/// the slice, so its size is not written.
+constexpr std::size_t SliceHeaderBytes(AlphaType alpha) {
+  return alpha == AlphaType::kNone ? SliceHeader::kLeastBytes : SliceHeader::kBytesWithCrSize;
+}
+
+/// Writes the header to the `header.headerBytes` bytes at `destination`.
+/// @param header headerBytes is a result of SliceHeaderBytes().
 void WriteSliceHeader(const SliceHeader& header, std::uint8_t* destination);
 
 }  // namespace prores

@@ -19,7 +19,7 @@ Status LocateSliceRows(std::span<const std::uint8_t> picture, const PictureHeade
     row = {sizes, data};
     for (std::uint32_t i = 0; i < slicesPerRow; ++i, sizes += kSliceTableEntryBytes) {
       const std::ptrdiff_t size = ReadU16(sizes);
-      if (size < std::ptrdiff_t{SliceHeader::kWrittenBytes}) return Status::kBadHeader;
+      if (size < std::ptrdiff_t{SliceHeader::kLeastBytes}) return Status::kBadHeader;
       if (size > end - data) return Status::kBadHeader;
       data += size;
     }

@@ -44,6 +44,20 @@ const Strip* FindIntactStrip(std::span<const Strip> strips, std::size_t firstPic
   return samePicture != nullptr ? samePicture : FindNearestIntact(inFirst ? second : first, centre);
 }
 
+/// Copies a row of the destination to another one, which keeps its alpha.
+void CopyColours(const PixelBufferRecord& destination, std::uint32_t from, std::uint32_t to) {
+  const PixelFormat& format = GetPixelFormat(destination.pixelFormat);
+  // Formats with alpha begin each pixel with it.
+  const std::size_t alphaBytes = format.chroma == ChromaFormat::k444 ? sizeof(std::uint16_t) : 0;
+  const std::size_t bytes = PackedRowBytes(destination.pixelFormat, destination.width);
+  const std::uint8_t* const source = RowOf(destination, from);
+  std::uint8_t* const row = RowOf(destination, to);
+  const std::size_t step = alphaBytes == 0 ? bytes : format.groupBytes;
+  for (std::size_t i = alphaBytes; i < bytes; i += step) {
+    std::memcpy(row + i, source + i, step - alphaBytes);
+  }
+}
+
 }  // namespace
 
 void ConcealSlices(std::span<const DecodedSlice> slices, std::size_t macroblockColumns,
@@ -67,7 +81,6 @@ void ConcealSlices(std::span<const DecodedSlice> slices, std::size_t macroblockC
 
 void ConcealLostStrips(std::span<const Strip> strips, std::size_t firstPictureStrips,
                        const PixelBufferRecord& destination) {
-  const std::size_t bytes = PackedRowBytes(destination.pixelFormat, destination.width);
   for (std::size_t i = 0; i < strips.size(); ++i) {
     const Strip& lost = strips[i];
     if (!lost.IsLost()) continue;
@@ -76,8 +89,7 @@ void ConcealLostStrips(std::span<const Strip> strips, std::size_t firstPictureSt
     const std::uint32_t source =
         intact->firstRow < lost.firstRow ? intact->LastRow() : intact->firstRow;
     for (std::uint32_t y = 0; y < lost.rows; ++y) {
-      std::memcpy(RowOf(destination, lost.firstRow + y * lost.rowStep), RowOf(destination, source),
-                  bytes);
+      CopyColours(destination, source, lost.firstRow + y * lost.rowStep);
     }
   }
 }

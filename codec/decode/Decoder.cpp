@@ -2,11 +2,14 @@
 #include "decode/Decoder.h"
 
 #include <algorithm>
+#include <limits>
 
 #include "Ensure.h"
+#include "bitstream/AlphaCodes.h"
 #include "bitstream/PictureGeometry.h"
 #include "bitstream/PictureHeader.h"
 #include "bitstream/SliceHeader.h"
+#include "decode/AlphaDecoder.h"
 #include "decode/Concealment.h"
 #include "pixel/ChromaFilter.h"
 #include "pixel/PixelFormat.h"
@@ -86,15 +89,11 @@ Status Decoder::ParsePicture(unsigned index, bool alone, std::span<const std::ui
 }
 
 void Decoder::Prepare() {
-  packRow_ = kernels_.PackerFor(destination_.pixelFormat);
+  rowWriter_.Start(header_, destination_, settings_.defaultMatrix);
   packedRowBytes_ = PackedRowBytes(destination_.pixelFormat, destination_.width);
-  const SampleDepth& packedDepth = GetPixelFormat(destination_.pixelFormat).depth;
-  // 4:4:4 chroma keeps all its bits until it is filtered.
-  const bool filtered = header_.chromaFormat == ChromaFormat::k444;
-  const SampleDepth chromaDepth = filtered ? k10Bits : packedDepth;
   const ScanTable& scan = ScanFor(header_.interlaceMode);
-  plans_[0] = MakeInversePlan(header_.lumaMatrix, scan, packedDepth);
-  plans_[1] = plans_[2] = MakeInversePlan(header_.chromaMatrix, scan, chromaDepth);
+  plans_[0] = MakeInversePlan(header_.lumaMatrix, scan, rowWriter_.DepthOf(0));
+  plans_[1] = plans_[2] = MakeInversePlan(header_.chromaMatrix, scan, rowWriter_.DepthOf(1));
 
   const auto workers = pool_.StartWorkers(static_cast<std::uint32_t>(strips_.size()));
   scratch_.resize(workers);
@@ -120,7 +119,15 @@ void Decoder::PrepareScratch(Scratch& scratch) const {
     const std::size_t columns = MacroblockColumns(header_.chromaFormat, i) * macroblocks_;
     GrowTo(scratch.planes[i], (columns + 2 * kChromaMargin) * kMacroblockSize);
   }
-  for (auto& line : scratch.halfChroma) GrowTo(line, kMacroblockSize / 2 * macroblocks_);
+  if (WantsAlpha()) {
+    GrowTo(scratch.alpha, std::size_t{kMacroblockSize} * kMacroblockSize * macroblocks_);
+  }
+  rowWriter_.Prepare(scratch.chromaLines);
+}
+
+bool Decoder::WantsAlpha() const {
+  return rowWriter_.HasAlpha() && settings_.alpha != AlphaType::kNone &&
+         header_.alphaType != AlphaType::kNone;
 }
 
 /// Returns the coefficients of a strip of so many slices, with the slack of each component.
@@ -169,7 +176,8 @@ void Decoder::DecodeStrip(Strip& strip, Scratch& scratch) const {
   PrefetchFollowing(strip);
   Reconstruct(strip, scratch);
   ClearCoefficients(scratch);
-  if (strip.damagedSlices != 0) ConcealDamage(strip, scratch);
+  if (strip.lostSlices != 0) ConcealDamage(strip, scratch);
+  if (WantsAlpha()) DecodeAlphaOf(strip, scratch);
   PackStrip(strip, scratch);
 }
 
@@ -189,8 +197,9 @@ void Decoder::DecodeSlices(Strip& strip, Scratch& scratch) const {
           std::span(scratch.components).subspan(slice.firstComponent, kComponents),
           &CodedComponent::intact);
     }
-    if (!slice.intact) ++strip.damagedSlices;
+    if (!slice.intact) ++strip.lostSlices;
   }
+  strip.damagedSlices = strip.lostSlices;
 }
 
 /// Appends the components of a slice to those in `scratch`.
@@ -198,6 +207,7 @@ void Decoder::DecodeSlices(Strip& strip, Scratch& scratch) const {
 bool Decoder::FindComponents(std::span<const std::uint8_t> slice, DecodedSlice& decoded,
                              Scratch& scratch) const {
   SliceHeader header;
+  decoded.alpha = {};
   if (!ParseSliceHeader(slice, header)) return false;
   decoded.quantizerScale = QuantizerScale(header.quantizationIndex);
   decoded.firstComponent = static_cast<std::uint32_t>(scratch.components.size());
@@ -217,6 +227,7 @@ bool Decoder::FindComponents(std::span<const std::uint8_t> slice, DecodedSlice& 
                                   .coefficients = coefficients});
     slice = slice.subspan(header.componentBytes[i]);
   }
+  decoded.alpha = slice;
   return true;
 }
 
@@ -252,22 +263,42 @@ void Decoder::ClearCoefficients(const Scratch& scratch) {
   }
 }
 
-void Decoder::PackStrip(const Strip& strip, Scratch& scratch) const {
-  std::array<SampleArea, kComponents> areas;
-  for (unsigned c = 0; c < kComponents; ++c) areas[c] = AreaOf(scratch, c, 0);
-  for (std::uint32_t y = 0; y < strip.rows; ++y) {
-    std::array<const std::uint16_t*, kComponents> line;
-    for (unsigned c = 0; c < kComponents; ++c) line[c] = areas[c].samples + y * areas[c].stride;
-    if (header_.chromaFormat == ChromaFormat::k444) {
-      for (unsigned c = 1; c < kComponents; ++c) {
-        std::uint16_t* const half = scratch.halfChroma[c - 1].data();
-        kernels_.halveChroma(areas[c].samples + y * areas[c].stride, header_.width, plans_[0].depth,
-                             half);
-        line[c] = half;
+/// Decodes the alpha of a strip. Slices without alpha, or with damaged alpha, become opaque.
+void Decoder::DecodeAlphaOf(Strip& strip, Scratch& scratch) const {
+  constexpr std::uint16_t kOpaque = std::numeric_limits<std::uint16_t>::max();
+  std::array<std::uint16_t, kMaxSliceWidth * kMacroblockSize * kMacroblockSize> raster;
+  const std::size_t stride = std::size_t{macroblocks_} * kMacroblockSize;
+  for (const DecodedSlice& slice : std::span(scratch.slices).first(strip.layout.SlicesPerRow())) {
+    const std::size_t columns = std::size_t{slice.span.macroblocks} * kMacroblockSize;
+    const auto samples = std::span(raster).first(columns * kMacroblockSize);
+    if (slice.alpha.empty() || !DecodeAlpha(slice.alpha, header_.alphaType, samples)) {
+      // Slices that lost their colours are counted already.
+      if (slice.intact && !slice.alpha.empty()) ++strip.damagedSlices;
+      std::ranges::fill(samples, kOpaque);
+    } else if (settings_.alpha == AlphaType::k8Bit) {
+      for (std::uint16_t& sample : samples) {
+        sample =
+            static_cast<std::uint16_t>(kAlphaCode8.Nearest(sample) * kAlphaCode8.StepIn16Bits());
       }
     }
-    packRow_({line[0], line[1], line[2]}, header_.width,
-             RowOf(destination_, strip.firstRow + y * strip.rowStep));
+    std::uint16_t* line =
+        scratch.alpha.data() + std::size_t{slice.span.firstMacroblock} * kMacroblockSize;
+    for (std::size_t y = 0; y < kMacroblockSize; ++y, line += stride) {
+      std::copy_n(samples.data() + y * columns, columns, line);
+    }
+  }
+}
+
+void Decoder::PackStrip(const Strip& strip, Scratch& scratch) const {
+  std::array<std::uint16_t*, kComponents> line;
+  std::uint16_t* alpha = WantsAlpha() ? scratch.alpha.data() : nullptr;
+  for (std::uint32_t y = 0; y < strip.rows; ++y) {
+    for (unsigned c = 0; c < kComponents; ++c) {
+      const SampleArea area = AreaOf(scratch, c, 0);
+      line[c] = area.samples + y * area.stride;
+    }
+    rowWriter_.Write(strip.firstRow + y * strip.rowStep, line, alpha, scratch.chromaLines);
+    if (alpha != nullptr) alpha += std::size_t{macroblocks_} * kMacroblockSize;
   }
 }
 

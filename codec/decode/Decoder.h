@@ -16,11 +16,18 @@
 #include "cpu/AlignedVector.h"
 #include "decode/ComponentDecoder.h"
 #include "decode/InverseTransform.h"
+#include "decode/RowWriter.h"
 #include "decode/Strip.h"
 #include "parallel/WorkerPool.h"
-#include "pixel/PackRows.h"
+#include "pixel/RgbConversion.h"
 
 namespace prores {
+
+/// What is made of a frame beyond its colours, and how.
+struct DecodeSettings {
+  AlphaType alpha = AlphaType::k16Bit;         ///< kNone makes opaque pictures
+  unsigned defaultMatrix = kDefaultRgbMatrix;  ///< of frames that do not specify one
+};
 
 /// Decodes the frames of one stream. Used by one thread at a time.
 ///
@@ -33,7 +40,10 @@ class Decoder {
   /// @param threads threads that decode, the calling one included; 0 = DefaultThreads().
   /// @param kernels must outlive the decoder.
   explicit Decoder(std::uint32_t threads, const Kernels& kernels = DefaultKernels())
-      : kernels_(kernels), pool_(threads) {}
+      : kernels_(kernels), pool_(threads), rowWriter_(kernels) {}
+
+  /// Sets what applies from the next frame on.
+  void Set(const DecodeSettings& settings) { settings_ = settings; }
 
   /// Outcome of a frame.
   struct Result {
@@ -59,8 +69,8 @@ class Decoder {
     /// Of each component, with its slack. Zero between strips.
     AlignedVector<std::int16_t> coefficients;
     std::array<AlignedVector<std::uint16_t>, kComponents> planes;  ///< 16 lines each
-    /// One line of Cb and Cr, converted to 4:2:2.
-    std::array<AlignedVector<std::uint16_t>, 2> halfChroma;
+    AlignedVector<std::uint16_t> alpha;                            ///< 16 lines
+    RowWriter::ChromaLines chromaLines;
   };
 
   Status Parse(std::span<const std::uint8_t> frame, const PixelBufferRecord& destination,
@@ -78,19 +88,22 @@ class Decoder {
   void Reconstruct(const Strip& strip, Scratch& scratch) const;
   void ConcealDamage(const Strip& strip, Scratch& scratch) const;
   static void ClearCoefficients(const Scratch& scratch);
+  void DecodeAlphaOf(Strip& strip, Scratch& scratch) const;
   void PackStrip(const Strip& strip, Scratch& scratch) const;
 
   std::size_t CoefficientsPerStrip(std::uint32_t slices) const;
   SampleArea AreaOf(Scratch& scratch, unsigned component, std::uint32_t macroblock) const;
+  bool WantsAlpha() const;
 
   const Kernels& kernels_;
   WorkerPool pool_;
   std::vector<Scratch> scratch_;  ///< by worker
+  DecodeSettings settings_;
 
   // The current frame.
   FrameHeader header_;
   PixelBufferRecord destination_{};
-  PackRow packRow_ = nullptr;
+  RowWriter rowWriter_;
   std::size_t packedRowBytes_ = 0;
   std::array<InversePlan, kComponents> plans_{};
   std::uint32_t macroblocks_ = 0;  ///< per row

@@ -3,6 +3,7 @@
 #define CODEC_DECODE_STRIP_H
 
 #include <cstdint>
+#include <span>
 
 #include "bitstream/SliceLayout.h"
 #include "bitstream/SliceTable.h"
@@ -15,10 +16,11 @@ struct Strip {
   SliceLayout layout;
   std::uint32_t firstRow;
   std::uint32_t rowStep;
-  std::uint32_t rows;  ///< 1 to 16
-  std::uint32_t damagedSlices = 0;
+  std::uint32_t rows;               ///< 1 to 16
+  std::uint32_t damagedSlices = 0;  ///< in their colours or their alpha
+  std::uint32_t lostSlices = 0;     ///< in their colours
 
-  bool IsLost() const { return damagedSlices == layout.SlicesPerRow(); }
+  bool IsLost() const { return lostSlices == layout.SlicesPerRow(); }
   std::uint32_t LastRow() const { return firstRow + (rows - 1) * rowStep; }
 };
 
@@ -26,8 +28,9 @@ struct Strip {
 struct DecodedSlice {
   SliceSpan span;
   unsigned quantizerScale;
-  bool intact;
-  std::uint32_t firstComponent;  ///< of three successive CodedComponents, where the slice is intact
+  bool intact;                          ///< whether the colours are undamaged
+  std::uint32_t firstComponent;         ///< of three CodedComponents, where the slice is intact
+  std::span<const std::uint8_t> alpha;  ///< coded; empty where there is none or it is unknown
 };
 
 }  // namespace prores

@@ -23,6 +23,7 @@ Status CheckArguments(const EncodeParamsRecord& params, const PixelBufferRecord&
   const VariantProfile* const profile = FindVariant(params.codecType);
   const bool interlaced = params.interlaceMode == kWPRTopFieldFirst;
   if (profile == nullptr || !IsValidPicture(source) ||
+      GetPixelFormat(source.pixelFormat).chroma != profile->chroma ||
       (params.interlaceMode != kWPRProgressive && !interlaced)) {
     return Status::kBadArgument;
   }
@@ -41,7 +42,7 @@ Status Encoder::Encode(const EncodeParamsRecord& params, const PixelBufferRecord
   if (const Status status = CheckArguments(params, source); status != Status::kSuccess) {
     return status;
   }
-  const SourceFrame frame(params, source, *FindVariant(params.codecType));
+  const SourceFrame frame(params, source, *FindVariant(params.codecType), settings_);
   analysis_.Reset(frame, pool_.StartWorkers(frame.Slices()));
   rateControl_.Start({frame.strips, frame.layout.SlicesPerRow()}, frame.budget);
 
@@ -102,7 +103,7 @@ void Encoder::AnalyseAndMeasureAll(const SourceFrame& frame) {
 
 Status Encoder::Write(const SourceFrame& frame, std::span<std::uint8_t> destination,
                       std::uint32_t& compressedBytes) {
-  const std::uint64_t frameBytes = writer_.Plan(frame, rateControl_.Chosen());
+  const std::uint64_t frameBytes = writer_.Plan(frame, analysis_, rateControl_.Chosen());
   const PixelBufferRecord& source = frame.source;
   if (!Ensure(frameBytes <= MaxFrameBytes(frame.profile, source.width, source.height))) {
     return Status::kInternalError;
@@ -111,8 +112,7 @@ Status Encoder::Write(const SourceFrame& frame, std::span<std::uint8_t> destinat
 
   std::atomic<bool> written = writer_.WriteHeaders(frame, destination.data());
   ForEachSlice(frame.Slices(), [&](std::size_t slice) {
-    if (!writer_.WriteSlice(static_cast<std::uint32_t>(slice), analysis_.Coefficients(),
-                            destination.data())) {
+    if (!writer_.WriteSlice(static_cast<std::uint32_t>(slice), destination.data())) {
       written = false;
     }
   });

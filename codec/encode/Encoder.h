@@ -16,7 +16,7 @@
 namespace prores {
 
 /**
- * Encodes packed 4:2:2 pictures of one stream. Used by one thread at a time.
+ * Encodes packed pictures of one stream. Used by one thread at a time.
  *
  * A frame goes through three steps, whose strips and slices are shared among the worker threads:
  * - analyse (FrameAnalysis): unpacked rows become coefficients;
@@ -25,8 +25,8 @@ namespace prores {
  *   coefficients that matter;
  * - write (FrameWriter): every slice straight to its place.
  *
- * Memory grows with the largest frame so far and is kept: up to two bytes per sample of the frame,
- * and one row of macroblocks per thread.
+ * Memory grows with the largest frame so far and is kept: up to two bytes per sample of the frame
+ * (with alpha a little more for its samples), and one row of macroblocks per thread.
  */
 class Encoder {
  public:
@@ -34,6 +34,9 @@ class Encoder {
   /// @param kernels must outlive the encoder.
   explicit Encoder(std::uint32_t threads, const Kernels& kernels = DefaultKernels())
       : pool_(threads), analysis_(kernels), writer_(kernels) {}
+
+  /// Sets what applies from the next frame on.
+  void Set(const EncodeSettings& settings) { settings_ = settings; }
 
   /// Encodes `source` to the start of `destination`, see WPREncodeFrame().
   /// @param compressedBytes receives the size of the frame, on success only.
@@ -50,6 +53,7 @@ class Encoder {
   Status Write(const SourceFrame& frame, std::span<std::uint8_t> destination,
                std::uint32_t& compressedBytes);
 
+  EncodeSettings settings_;
   WorkerPool pool_;
   FrameAnalysis analysis_;
   RateControl rateControl_;

@@ -25,9 +25,6 @@ constexpr double GraphGain(std::size_t i) {
   return 8.0 * kGraphGain[i / kBlockSize] * kGraphGain[i % kBlockSize];
 }
 
-/// Sum of 64 mid-grey samples.
-inline constexpr float kLevelShift = 64.0F * 512.0F;
-
 inline constexpr float kCos2 = 0.923879532511287F;  // cos(2 pi / 16)
 inline constexpr float kCos4 = 0.707106781186548F;
 inline constexpr float kCos6 = 0.382683432365090F;

@@ -7,6 +7,7 @@
 
 #include "Ensure.h"
 #include "encode/ForwardGraph.h"
+#include "pixel/SampleDepth.h"
 
 namespace prores {
 namespace {
@@ -73,30 +74,31 @@ void LoadBlocks(const std::uint16_t* samples, std::size_t stride, std::uint32_t 
 }
 
 void StoreCoefficients(const BlockLanes& lanes, std::uint32_t count, std::uint32_t blocks,
-                       const PositionTable& positions, const CoefficientScales& scales,
-                       std::int16_t* coefficients) {
+                       const ForwardPlan& plan, std::int16_t* coefficients) {
   for (std::size_t i = 0; i < kBlockSamples; ++i) {
-    std::int16_t* const values = coefficients + positions[i] * blocks;
+    std::int16_t* const values = coefficients + plan.positions[i] * blocks;
     for (std::size_t lane = 0; lane < count; ++lane) {
-      values[lane] = RoundToInteger(lanes[i][lane] * scales[i]);
+      values[lane] = RoundToInteger(lanes[i][lane] * plan.factors[i]);
     }
   }
 }
 
 }  // namespace
 
-CoefficientScales ScalesFor(const QuantMatrix& weights) {
-  CoefficientScales scales;
-  for (std::size_t i = 0; i < scales.size(); ++i) {
-    constexpr double kScale = 4.0 * kUnitWeight;
-    scales[i] = static_cast<float>(kScale / (weights[i] * forward_graph::GraphGain(i)));
+ForwardPlan MakeForwardPlan(const QuantMatrix& weights, const PositionTable& positions,
+                            int sampleBits) {
+  ForwardPlan plan;
+  plan.levelShift = static_cast<float>(kBlockSamples << (sampleBits - 1));
+  plan.positions = positions;
+  const double scale = 4.0 * kUnitWeight / (1 << (sampleBits - k10Bits.bits));
+  for (std::size_t i = 0; i < kBlockSamples; ++i) {
+    plan.factors[i] = static_cast<float>(scale / (weights[i] * forward_graph::GraphGain(i)));
   }
-  return scales;
+  return plan;
 }
 
 void ForwardTransform(const std::uint16_t* samples, std::size_t stride, std::uint32_t blocks,
-                      unsigned component, const PositionTable& positions,
-                      const CoefficientScales& scales, std::int16_t* coefficients) {
+                      unsigned component, const ForwardPlan& plan, std::int16_t* coefficients) {
   Expect(IsBlockCount(blocks, component));
   BlockLanes lanes;
   for (std::uint32_t first = 0; first < blocks; first += kLanes) {
@@ -108,8 +110,8 @@ void ForwardTransform(const std::uint16_t* samples, std::size_t stride, std::uin
     }
     // In all other coefficients the level shift cancels exactly: their first sums and differences
     // are integers far below 2^24.
-    for (float& dc : lanes[0]) dc -= forward_graph::kLevelShift;
-    StoreCoefficients(lanes, count, blocks, positions, scales, coefficients + first);
+    for (float& dc : lanes[0]) dc -= plan.levelShift;
+    StoreCoefficients(lanes, count, blocks, plan, coefficients + first);
   }
 }
 

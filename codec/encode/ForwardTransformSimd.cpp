@@ -127,14 +127,12 @@ template <std::size_t kLanes>
 class Component {
  public:
   Component(const std::uint16_t* samples, std::size_t stride, std::size_t blocks, unsigned index,
-            const PositionTable& positions, const CoefficientScales& scales,
-            std::int16_t* coefficients)
+            const ForwardPlan& plan, std::int16_t* coefficients)
       : samples_(samples),
         stride_(stride),
         blocks_(blocks),
         index_(index),
-        positions_(positions),
-        scales_(scales),
+        plan_(plan),
         coefficients_(coefficients) {}
 
   /// Transforms all rows before all columns, so that no transform waits for the previous one.
@@ -211,10 +209,10 @@ class Component {
       line.at[row] = hn::Load(kFloat, At(first, row, column));
     }
     TransformLine(line);
-    if (column == 0) line.at[0] = line.at[0] - hn::Set(kFloat, forward_graph::kLevelShift);
+    if (column == 0) line.at[0] = line.at[0] - hn::Set(kFloat, plan_.levelShift);
     HWY_UNROLL(8) for (std::size_t row = 0; row < kBlockSize; ++row) {
-      const float scale = scales_[row * kBlockSize + column];
-      line.at[row] = line.at[row] * hn::Set(kFloat, scale);
+      const float factor = plan_.factors[row * kBlockSize + column];
+      line.at[row] = line.at[row] * hn::Set(kFloat, factor);
     }
     HWY_UNROLL(4) for (std::size_t row = 0; row < kBlockSize; row += 2) {
       StoreRow(line.at[row], line.at[row + 1], Coefficients(first, row, column),
@@ -238,36 +236,32 @@ class Component {
 
   HWY_INLINE std::int16_t* Coefficients(std::size_t first, std::size_t row,
                                         std::size_t column) const {
-    return coefficients_ + positions_[row * kBlockSize + column] * blocks_ + first;
+    return coefficients_ + plan_.positions[row * kBlockSize + column] * blocks_ + first;
   }
 
   const std::uint16_t* samples_;
   std::size_t stride_;
   std::size_t blocks_;
   unsigned index_;
-  const PositionTable& positions_;
-  const CoefficientScales& scales_;
+  const ForwardPlan& plan_;
   std::int16_t* coefficients_;
   alignas(kVectorAlignment) float values_[kMaxSliceBlocks * kBlockSamples];
 };
 
 void Forward(const std::uint16_t* samples, std::size_t stride, std::uint32_t blocks,
-             unsigned component, const PositionTable& positions, const CoefficientScales& scales,
-             std::int16_t* coefficients) {
+             unsigned component, const ForwardPlan& plan, std::int16_t* coefficients) {
   Expect(IsBlockCount(blocks, component));
 #if HWY_TARGET <= HWY_AVX3_DL
   if (blocks >= 16) {
-    return Component<16>(samples, stride, blocks, component, positions, scales, coefficients)
-        .Transform();
+    return Component<16>(samples, stride, blocks, component, plan, coefficients).Transform();
   }
 #endif
 #if HWY_TARGET <= HWY_AVX2
   if (blocks >= 8) {
-    return Component<8>(samples, stride, blocks, component, positions, scales, coefficients)
-        .Transform();
+    return Component<8>(samples, stride, blocks, component, plan, coefficients).Transform();
   }
 #endif
-  Component<4>(samples, stride, blocks, component, positions, scales, coefficients).Transform();
+  Component<4>(samples, stride, blocks, component, plan, coefficients).Transform();
 }
 
 }  // namespace

@@ -17,14 +17,6 @@ namespace {
 /// Marks a strip that has not been analysed.
 constexpr Coarseness kNotAnalysed = kCoarsest + 1;
 
-/// Coefficients of all components of so many macroblocks.
-constexpr std::size_t CoefficientCount(std::size_t macroblocks) {
-  constexpr std::size_t kPerMacroblock = (BlocksPerMacroblock(ChromaFormat::k422, 0) +
-                                          2 * BlocksPerMacroblock(ChromaFormat::k422, 1)) *
-                                         kBlockSamples;
-  return macroblocks * kPerMacroblock;
-}
-
 /// Values of the largest component of a slice, and the slack that vectors may write after them.
 using ComponentValues = std::array<std::int16_t, kMaxSliceBlocks * kBlockSamples + kSparseSlack>;
 
@@ -44,13 +36,16 @@ void FlattenOutside(std::span<std::int16_t> coefficients, std::size_t blocks, un
 
 void FrameAnalysis::Reset(const SourceFrame& frame, std::uint32_t workers) {
   frame_ = &frame;
-  const std::size_t samples = PlanarStrip::Samples(frame.layout.Macroblocks());
+  const ChromaFormat chroma = frame.profile.chroma;
+  const std::size_t macroblocks = frame.layout.Macroblocks();
+  const std::size_t samples = PlanarStrip::Samples(chroma, macroblocks);
   samples_.resize(std::max<std::size_t>(samples_.size(), workers));
   for (auto& scratch : samples_) {
     if (scratch.size() < samples) scratch.resize(samples);
   }
   coefficients_.Reset(frame.strips, frame.layout.SlicesPerRow(),
-                      CoefficientCount(frame.layout.Macroblocks()));
+                      macroblocks * BlocksPerMacroblock(chroma) * kBlockSamples);
+  alpha_.Reset(frame.settings.alpha, frame.Slices());
   finest_.assign(frame.strips, {.coarseness = kNotAnalysed});
   traits_.assign(frame.Slices(), {});
 }
@@ -102,7 +97,7 @@ FrameAnalysis::Thresholds FrameAnalysis::ThresholdsOf(const SliceQuantiser& quan
 void FrameAnalysis::AnalyseStrip(std::uint32_t strip, const FrameQuantiser& finest, bool onGrid,
                                  std::uint32_t worker) {
   const SourceFrame& frame = *frame_;
-  const PlanarStrip samples(samples_[worker], frame.layout.Macroblocks());
+  const PlanarStrip samples(samples_[worker], frame.profile.chroma, frame.layout.Macroblocks());
   const std::size_t lines = UnpackStrip(strip, samples);
 
   coefficients_.ClearStrip(strip);
@@ -127,6 +122,20 @@ void FrameAnalysis::AnalyseStrip(std::uint32_t strip, const FrameQuantiser& fine
     StoreSlice(samples, slice, lines, thresholds);
   }
   finest_[strip] = finest;
+  CodeAlpha(strip, samples);
+}
+
+/// Codes the alpha of a strip, unless that was done in an earlier analysis.
+void FrameAnalysis::CodeAlpha(std::uint32_t strip, const PlanarStrip& samples) {
+  if (frame_->settings.alpha == AlphaType::kNone) return;
+  const std::uint32_t slices = frame_->layout.SlicesPerRow();
+  for (std::uint32_t slice = strip * slices; slice < (strip + 1) * slices; ++slice) {
+    if (alpha_.Has(slice)) return;
+    const SliceSpan span = frame_->Slice(slice);
+    alpha_.Code(slice, span.macroblocks,
+                samples.Line(kAlphaPlane, 0) + std::size_t{span.firstMacroblock} * kMacroblockSize,
+                samples.Stride(kAlphaPlane));
+  }
 }
 
 /// @return lines of the strip that lie inside the picture.
@@ -143,8 +152,14 @@ std::size_t FrameAnalysis::UnpackStrip(std::uint32_t strip, const PlanarStrip& s
   Expect(firstRow + (lines - 1) * geometry.lineStep < source.height);
   samples.Unpack(static_cast<const std::uint8_t*>(source.baseAddress) + firstRow * source.rowBytes,
                  std::size_t{geometry.lineStep} * source.rowBytes, lines, source,
-                 kernels_.UnpackerFor(source.pixelFormat));
+                 ReaderFor(source));
   return lines;
+}
+
+RowReader FrameAnalysis::ReaderFor(const PixelBufferRecord& source) const {
+  const UnpackRow unpack = kernels_.UnpackerFor(source.pixelFormat);
+  if (!GetPixelFormat(source.pixelFormat).rgb) return {unpack};
+  return {unpack, kernels_.rgbToYCbCr, &RgbMatrixOf(frame_->settings.matrixCoefficients)};
 }
 
 /// Returns the traits of a slice whose grid is not known yet.
@@ -153,8 +168,8 @@ SliceTraits FrameAnalysis::TraitsOf(const PlanarStrip& samples, std::uint32_t sl
   const SliceSpan span = frame_->Slice(slice);
   const std::uint16_t* const luma =
       samples.Line(0, 0) + std::size_t{span.firstMacroblock} * kMacroblockSize;
-  const std::uint32_t activity =
-      kernels_.measureActivity(luma, samples.Stride(0), BlockCount(span, 0));
+  const std::uint32_t activity = kernels_.measureActivity(
+      luma, samples.Stride(0), frame_->BlockCount(span, 0), frame_->sampleBits - k10Bits.bits);
   return {
       .finerBy = FinerBy(activity), .dither = DitherAt(slice % slices, slice / slices), .grid = {}};
 }
@@ -165,7 +180,8 @@ void FrameAnalysis::StoreSlice(const PlanarStrip& samples, std::uint32_t slice, 
   alignas(kVectorAlignment) ComponentValues coefficients, values, places;
   const SliceSpan span = frame_->Slice(slice);
   for (unsigned component = 0; component < kComponents; ++component) {
-    const auto all = std::span(coefficients).first(BlockCount(span, component) * kBlockSamples);
+    const auto all =
+        std::span(coefficients).first(frame_->BlockCount(span, component) * kBlockSamples);
     TransformComponent(samples, span, component, lines, all);
     const std::size_t count =
         kernels_.selectCoefficients(all, thresholds[component], values.data(), places.data());
@@ -177,14 +193,14 @@ void FrameAnalysis::TransformComponent(const PlanarStrip& samples, SliceSpan spa
                                        unsigned component, std::size_t lines,
                                        std::span<std::int16_t> coefficients) const {
   const SourceFrame& frame = *frame_;
-  const std::size_t macroblockColumns = MacroblockColumns(ChromaFormat::k422, component);
+  const std::size_t macroblockColumns = MacroblockColumns(frame.profile.chroma, component);
   const std::size_t firstColumn = span.firstMacroblock * macroblockColumns;
-  const std::uint32_t blocks = BlockCount(span, component);
+  const std::uint32_t blocks = frame.BlockCount(span, component);
   kernels_.forwardTransform(samples.Line(component, 0) + firstColumn, samples.Stride(component),
-                            blocks, component, PositionsFor(frame.header.interlaceMode),
-                            component == 0 ? frame.lumaScales : frame.chromaScales,
+                            blocks, component, component == 0 ? frame.lumaPlan : frame.chromaPlan,
                             coefficients.data());
-  const std::size_t columns = ColumnCount(frame.header.width, component) - firstColumn;
+  const std::size_t columns =
+      ColumnCount(frame.profile.chroma, frame.header.width, component) - firstColumn;
   if (columns < span.macroblocks * macroblockColumns || lines < kMacroblockSize) {
     FlattenOutside(coefficients, blocks, component, columns, lines);
   }

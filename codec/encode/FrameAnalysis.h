@@ -10,6 +10,7 @@
 
 #include "Kernels.h"
 #include "bitstream/BlockOrder.h"
+#include "encode/AlphaStore.h"
 #include "encode/CoefficientStore.h"
 #include "encode/SourceFrame.h"
 #include "encode/rate/RateControl.h"
@@ -17,6 +18,7 @@
 namespace prores {
 
 class PlanarStrip;
+struct RowReader;
 
 /**
  * The slices of one frame as the encoder sees them: their coefficients, what sets them apart
@@ -60,6 +62,8 @@ class FrameAnalysis {
 
   /// The stored coefficients of analysed strips.
   const CoefficientStore& Coefficients() const { return coefficients_; }
+  /// The coded alpha of analysed strips.
+  const AlphaStore& Alpha() const { return alpha_; }
 
  private:
   /// Magnitudes of each component below which AC coefficients are not stored.
@@ -67,6 +71,8 @@ class FrameAnalysis {
 
   static Thresholds ThresholdsOf(const SliceQuantiser& quantiser);
   std::size_t UnpackStrip(std::uint32_t strip, const PlanarStrip& samples) const;
+  RowReader ReaderFor(const PixelBufferRecord& source) const;
+  void CodeAlpha(std::uint32_t strip, const PlanarStrip& samples);
   SliceTraits TraitsOf(const PlanarStrip& samples, std::uint32_t slice) const;
   void StoreSlice(const PlanarStrip& samples, std::uint32_t slice, std::size_t lines,
                   const Thresholds& thresholds);
@@ -77,6 +83,7 @@ class FrameAnalysis {
   const Kernels& kernels_;
   const SourceFrame* frame_ = nullptr;
   CoefficientStore coefficients_;
+  AlphaStore alpha_;
   std::vector<FrameQuantiser> finest_;               ///< by strip: what it was analysed for
   std::vector<SliceTraits> traits_;                  ///< by slice
   std::vector<std::vector<std::uint16_t>> samples_;  ///< by worker: of a PlanarStrip

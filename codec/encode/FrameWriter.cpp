@@ -23,10 +23,6 @@ WeightFactors FactorsFor(std::span<const SliceChoice> choices) {
   return WeightFactorsFor(coarsestRung, choices.front().quantiser.chromaQuarters);
 }
 
-constexpr std::uint64_t SliceBytes(const SliceChoice& choice) {
-  return SliceHeader::kWrittenBytes + choice.size.Payload();
-}
-
 /// Bytes of a picture before its slices.
 constexpr std::uint64_t PictureOverhead(std::uint64_t slices) {
   return PictureHeader::kWrittenBytes + slices * kSliceTableEntryBytes;
@@ -34,7 +30,14 @@ constexpr std::uint64_t PictureOverhead(std::uint64_t slices) {
 
 }  // namespace
 
-std::uint64_t FrameWriter::Plan(const SourceFrame& frame, std::span<const SliceChoice> choices) {
+std::uint64_t FrameWriter::SliceBytes(std::uint32_t slice) const {
+  return SliceHeaderBytes(header_.alphaType) + choices_[slice].size.Payload() +
+         analysis_->Alpha().Data(slice).size();
+}
+
+std::uint64_t FrameWriter::Plan(const SourceFrame& frame, const FrameAnalysis& analysis,
+                                std::span<const SliceChoice> choices) {
+  analysis_ = &analysis;
   choices_ = choices;
   factors_ = FactorsFor(choices);
   header_ = frame.HeaderWith(factors_);
@@ -46,7 +49,7 @@ std::uint64_t FrameWriter::Plan(const SourceFrame& frame, std::span<const SliceC
     offset += PictureOverhead(slices);
     for (const std::uint32_t end = slice + slices; slice < end; ++slice) {
       offsets_[slice] = offset;
-      offset += SliceBytes(choices[slice]);
+      offset += SliceBytes(slice);
     }
   }
   return offsets_[slice] = offset;
@@ -60,7 +63,7 @@ bool FrameWriter::WriteHeaders(const SourceFrame& frame, std::uint8_t* destinati
     std::uint8_t* entry = destination + start + PictureHeader::kWrittenBytes;
     std::uint64_t pictureBytes = PictureOverhead(slices);
     for (const std::uint32_t end = slice + slices; slice < end; ++slice) {
-      const std::uint64_t bytes = SliceBytes(choices_[slice]);
+      const std::uint64_t bytes = SliceBytes(slice);
       if (!Ensure(bytes <= std::numeric_limits<std::uint16_t>::max())) return false;
       WriteU16(entry, static_cast<std::uint16_t>(bytes));
       entry += kSliceTableEntryBytes;
@@ -76,23 +79,24 @@ bool FrameWriter::WriteHeaders(const SourceFrame& frame, std::uint8_t* destinati
   return true;
 }
 
-bool FrameWriter::WriteSlice(std::uint32_t slice, const CoefficientStore& coefficients,
-                             std::uint8_t* destination) const {
+bool FrameWriter::WriteSlice(std::uint32_t slice, std::uint8_t* destination) const {
   const SliceChoice& choice = choices_[slice];
   SliceHeader header;
+  header.headerBytes = static_cast<std::uint8_t>(SliceHeaderBytes(header_.alphaType));
   header.quantizationIndex = QuantizationIndexOf(choice.quantiser.rung, factors_);
   header.componentBytes = {choice.size.luma, choice.size.cb, choice.size.cr};
   std::uint8_t* next = destination + offsets_[slice];
   WriteSliceHeader(header, next);
-  next += SliceHeader::kWrittenBytes;
+  next += header.headerBytes;
   for (unsigned component = 0; component < kComponents; ++component) {
     const std::size_t bytes = header.componentBytes[component];
-    const bool asCounted =
-        kernels_.writeComponent(choice.quantiser.For(component),
-                                coefficients.Component(slice, component), std::span(next, bytes));
+    const bool asCounted = kernels_.writeComponent(
+        choice.quantiser.For(component), analysis_->Coefficients().Component(slice, component),
+        std::span(next, bytes));
     if (!Ensure(asCounted)) return false;
     next += bytes;
   }
+  std::ranges::copy(analysis_->Alpha().Data(slice), next);
   return true;
 }
 

@@ -7,7 +7,7 @@
 #include <vector>
 
 #include "Kernels.h"
-#include "encode/CoefficientStore.h"
+#include "encode/FrameAnalysis.h"
 #include "encode/SourceFrame.h"
 #include "encode/rate/RateControl.h"
 
@@ -19,10 +19,12 @@ class FrameWriter {
  public:
   explicit FrameWriter(const Kernels& kernels) : kernels_(kernels) {}
 
-  /// Places all slices of a frame. `choices` must stay unchanged until the frame is written.
+  /// Places all slices of a frame. `choices` and `analysis` must stay unchanged until the frame is
+  /// written.
   /// @return bytes of the frame.
   /// @throws std::bad_alloc.
-  std::uint64_t Plan(const SourceFrame& frame, std::span<const SliceChoice> choices);
+  std::uint64_t Plan(const SourceFrame& frame, const FrameAnalysis& analysis,
+                     std::span<const SliceChoice> choices);
 
   /// Writes everything before the slices of each picture.
   /// @param destination room for the bytes that Plan() returned.
@@ -31,11 +33,13 @@ class FrameWriter {
 
   /// Writes one slice. No byte outside its place is written.
   /// @return false where the coded bytes are not as many as counted; the frame is then unusable.
-  [[nodiscard]] bool WriteSlice(std::uint32_t slice, const CoefficientStore& coefficients,
-                                std::uint8_t* destination) const;
+  [[nodiscard]] bool WriteSlice(std::uint32_t slice, std::uint8_t* destination) const;
 
  private:
+  std::uint64_t SliceBytes(std::uint32_t slice) const;
+
   const Kernels& kernels_;
+  const FrameAnalysis* analysis_ = nullptr;
   std::span<const SliceChoice> choices_;
   WeightFactors factors_;
   FrameHeader header_;

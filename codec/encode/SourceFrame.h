@@ -15,8 +15,15 @@
 #include "encode/rate/RateControl.h"
 #include "encode/rate/Variant.h"
 #include "pixel/PixelFormat.h"
+#include "pixel/RgbConversion.h"
 
 namespace prores {
+
+/// What is to be coded beyond a picture's colours, and how.
+struct EncodeSettings {
+  AlphaType alpha = AlphaType::kNone;   ///< of variants of 4:4:4
+  std::uint8_t matrixCoefficients = 2;  ///< code of the frame header
+};
 
 /// A picture to encode, with everything that follows from its size, format and variant.
 ///
@@ -26,14 +33,16 @@ class SourceFrame {
  public:
   /// @param params, input  valid; `input` must outlive the object.
   SourceFrame(const EncodeParamsRecord& params, const PixelBufferRecord& input,
-              const VariantProfile& variant)
+              const VariantProfile& variant, const EncodeSettings& wanted)
       : source(input),
         profile(variant),
+        settings(SettingsFor(input, variant, wanted)),
         header(HeaderWith(static_cast<InterlaceMode>(params.interlaceMode), {})),
         layout(input.width, kLog2SliceWidth),
         pictures(PictureCount(header.interlaceMode)),
-        lumaScales(ScalesFor(header.lumaMatrix)),
-        chromaScales(ScalesFor(header.chromaMatrix)),
+        sampleBits(variant.chroma == ChromaFormat::k422 ? k10Bits.bits : k12Bits.bits),
+        lumaPlan(PlanFor(header.lumaMatrix)),
+        chromaPlan(PlanFor(header.chromaMatrix)),
         noise(std::ranges::min(header.lumaMatrix), GetPixelFormat(input.pixelFormat).depth.bits),
         budget(BudgetOf(header)) {
     for (unsigned picture = 0; picture < pictures; ++picture) {
@@ -49,6 +58,10 @@ class SourceFrame {
   }
   std::uint32_t Slices() const { return strips * layout.SlicesPerRow(); }
   SliceSpan Slice(std::uint32_t slice) const { return layout[slice % layout.SlicesPerRow()]; }
+  /// Blocks of a component in a slice.
+  std::uint32_t BlockCount(SliceSpan slice, unsigned component) const {
+    return slice.macroblocks * BlocksPerMacroblock(profile.chroma, component);
+  }
 
   /// Returns the header with its weights multiplied.
   FrameHeader HeaderWith(const WeightFactors& factors) const {
@@ -57,17 +70,36 @@ class SourceFrame {
 
   const PixelBufferRecord& source;
   const VariantProfile& profile;
+  const EncodeSettings settings;
   const FrameHeader header;  ///< with the weights of the variant
   const SliceLayout layout;
   const unsigned pictures;
-  const CoefficientScales lumaScales;
-  const CoefficientScales chromaScales;
+  const int sampleBits;  ///< of the planar samples
+  const ForwardPlan lumaPlan;
+  const ForwardPlan chromaPlan;
   const GridNoise noise;
   const PayloadBudget budget;
   std::uint32_t strips = 0;
 
  private:
-  PayloadBudget BudgetOf(const FrameHeader& ownHeader) const {
+  /// Returns the settings that apply to a picture.
+  static EncodeSettings SettingsFor(const PixelBufferRecord& input, const VariantProfile& variant,
+                                    EncodeSettings settings) {
+    if (variant.chroma == ChromaFormat::k422) settings.alpha = AlphaType::kNone;
+    // A decoder needs to know the matrix that RGB was converted with.
+    if (GetPixelFormat(input.pixelFormat).rgb && !HasRgbMatrix(settings.matrixCoefficients)) {
+      settings.matrixCoefficients = kDefaultRgbMatrix;
+    }
+    return settings;
+  }
+
+  ForwardPlan PlanFor(const QuantMatrix& weights) const {
+    return MakeForwardPlan(weights, PositionsFor(header.interlaceMode), sampleBits);
+  }
+
+  /// Alpha comes on top of the target, with all that it adds to headers.
+  PayloadBudget BudgetOf(FrameHeader ownHeader) const {
+    ownHeader.alphaType = AlphaType::kNone;
     const std::uint64_t target = TargetFrameBytes(profile, source.width, source.height);
     return {.ownWeights = target - OverheadBytes(ownHeader),
             .otherWeights = target - LargestOverheadBytes(profile, source.width, source.height,
@@ -75,14 +107,12 @@ class SourceFrame {
   }
 
   FrameHeader HeaderWith(InterlaceMode mode, const WeightFactors& factors) const {
-    return HeaderOf(profile, source.width, source.height, mode, factors);
+    FrameHeader made = HeaderOf(profile, source.width, source.height, mode, factors);
+    made.alphaType = settings.alpha;
+    made.matrixCoefficients = settings.matrixCoefficients;
+    return made;
   }
 };
-
-/// Blocks of one component of a 4:2:2 slice.
-constexpr std::uint32_t BlockCount(SliceSpan slice, unsigned component) {
-  return slice.macroblocks * BlocksPerMacroblock(ChromaFormat::k422, component);
-}
 
 }  // namespace prores
 

@@ -60,6 +60,9 @@ constexpr RgbMatrix MakeRgbMatrix(double red, double blue) {
           .greenOfCr = static_cast<float>(redOfCr * red / green)};
 }
 
+/// Code point of the matrix that stands for those without one.
+inline constexpr std::uint8_t kDefaultRgbMatrix = 1;
+
 /// Whether RgbMatrixOf() has a matrix of its own for a code point.
 bool HasRgbMatrix(unsigned matrixCoefficients);
 

@@ -30,8 +30,9 @@ class Slice {
     }
   }
 
-  std::uint32_t Activity(decltype(&MeasureActivity) measure = MeasureActivity) const {
-    return measure(samples_.Values().data(), stride_, blocks_);
+  std::uint32_t Activity(decltype(&MeasureActivity) measure = MeasureActivity,
+                         int shift = 0) const {
+    return measure(samples_.Values().data(), stride_, blocks_, shift);
   }
 
   /// Returns the mean over the blocks of log2(4096 (variance + 471)).
@@ -91,6 +92,15 @@ TEST(Activity, MakesQuietSlicesFinerByUpToTwoThirdsOfAnOctave) {
   }
 }
 
+TEST(Activity, IgnoresTheBitsBeyondTen) {
+  std::mt19937 random(7);
+  const Slice ten(32, Noise(100));
+  const Slice twelve(32, [&, noise = Noise(100)](std::size_t x, std::size_t y) {
+    return noise(x, y) * 4 + static_cast<int>(random() % 4);
+  });
+  EXPECT_EQ(twelve.Activity(MeasureActivity, 2), ten.Activity());
+}
+
 class ActivityKernels : public test::CpuLevelTest {};
 
 TEST_P(ActivityKernels, EqualThePlainForm) {
@@ -106,6 +116,7 @@ TEST_P(ActivityKernels, EqualThePlainForm) {
           Slice::Sample([](std::size_t x, std::size_t y) { return (x + y) % 2 * 1023; })}) {
       const Slice slice(blocks, sample);
       EXPECT_EQ(slice.Activity(measure), slice.Activity()) << blocks;
+      EXPECT_EQ(slice.Activity(measure, 2), slice.Activity(MeasureActivity, 2)) << blocks;
     }
   }
 }

@@ -46,11 +46,11 @@ class ForwardTransformKernels : public test::CpuLevelTest {
     const GuardedMemory<std::int16_t> expected(std::size_t{64} * blocks, guard);
     QuantMatrix weights;
     for (std::uint8_t& weight : weights) weight = static_cast<std::uint8_t>(4 + random_() % 60);
-    const CoefficientScales scales = ScalesFor(weights);
+    const ForwardPlan plan = MakeForwardPlan(weights, positions, random_() % 2 == 0 ? 10 : 12);
     KernelsFor(GetParam())
-        .forwardTransform(samples.Values().data(), stride, blocks, component, positions, scales,
+        .forwardTransform(samples.Values().data(), stride, blocks, component, plan,
                           coefficients.Values().data());
-    ForwardTransform(samples.Values().data(), stride, blocks, component, positions, scales,
+    ForwardTransform(samples.Values().data(), stride, blocks, component, plan,
                      expected.Values().data());
     ASSERT_TRUE(std::ranges::equal(coefficients.Values(), expected.Values()))
         << blocks << " blocks, component " << component;

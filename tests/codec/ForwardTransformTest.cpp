@@ -28,31 +28,34 @@ struct Samples {
   }
 };
 
-/// Returns four times the orthonormal transform of the samples less 512, in double precision,
-/// raster order.
-std::array<double, 64> ExactTransform(const std::uint16_t* block) {
+/// Returns four times the orthonormal transform of the samples less mid-grey, in code values of 10
+/// bits, in double precision, raster order.
+std::array<double, 64> ExactTransform(const std::uint16_t* block, int bits = 10) {
   std::array<double, 64> samples{};
   for (std::size_t i = 0; i < 64; ++i) {
     const std::size_t line = i / 8;
-    samples[i] = 4 * (block[line * kStride + i % 8] - 512.0);
+    samples[i] = 4 * (block[line * kStride + i % 8] * std::exp2(10 - bits) - 512.0);
   }
   return reference::ForwardDct(samples);
 }
 
 std::vector<std::int16_t> Transform(const Samples& samples, std::uint32_t blocks,
                                     const PositionTable& positions,
-                                    const QuantMatrix& weights = kDefaultQuantMatrix) {
+                                    const QuantMatrix& weights = kDefaultQuantMatrix,
+                                    int bits = 10) {
   std::vector<std::int16_t> coefficients(std::size_t{64} * blocks);
-  ForwardTransform(samples.values.data(), kStride, blocks, kComponent, positions,
-                   ScalesFor(weights), coefficients.data());
+  ForwardTransform(samples.values.data(), kStride, blocks, kComponent,
+                   MakeForwardPlan(weights, positions, bits), coefficients.data());
   return coefficients;
 }
 
-double LargestError(const Samples& samples, std::uint32_t blocks, const ScanTable& scan) {
-  const std::vector<std::int16_t> coefficients = Transform(samples, blocks, PositionsIn(scan));
+double LargestError(const Samples& samples, std::uint32_t blocks, const ScanTable& scan,
+                    int bits = 10) {
+  const std::vector<std::int16_t> coefficients =
+      Transform(samples, blocks, PositionsIn(scan), kDefaultQuantMatrix, bits);
   double largest = 0;
   for (std::uint32_t block = 0; block < blocks; ++block) {
-    const std::array<double, 64> exact = ExactTransform(samples.Block(block));
+    const std::array<double, 64> exact = ExactTransform(samples.Block(block), bits);
     for (std::size_t position = 0; position < 64; ++position) {
       const double coefficient = coefficients[position * blocks + block];
       largest = std::max(largest, std::abs(coefficient - exact[scan[position]]));
@@ -71,6 +74,29 @@ TEST(ForwardTransform, IsTheRoundedExactTransformForEveryBlockCountAndScan) {
       }
       EXPECT_LT(LargestError(samples, blocks, *scan), 0.505) << blocks;
     }
+  }
+}
+
+TEST(ForwardTransform, IsTheRoundedExactTransformOfTwelveBits) {
+  std::mt19937 random(4);
+  for (int repetition = 0; repetition < 20; ++repetition) {
+    Samples samples;
+    for (std::uint16_t& value : samples.values) {
+      value =
+          static_cast<std::uint16_t>(repetition % 2 == 0 ? random() % 4096 : random() % 2 * 4095);
+    }
+    EXPECT_LT(LargestError(samples, 32, kProgressiveScan, 12), 0.505);
+  }
+}
+
+TEST(ForwardTransform, CodesEveryFlatLevelOfTwelveBitsExactly) {
+  for (int level = 0; level < 4096; ++level) {
+    Samples samples;
+    std::fill(samples.values.begin(), samples.values.end(), static_cast<std::uint16_t>(level));
+    const auto coefficients = Transform(samples, 2, kProgressivePositions, kDefaultQuantMatrix, 12);
+    ASSERT_EQ(coefficients[0], 8 * (level - 2048));
+    ASSERT_TRUE(std::all_of(coefficients.begin() + 2, coefficients.end(),
+                            [](std::int16_t ac) { return ac == 0; }));
   }
 }
 

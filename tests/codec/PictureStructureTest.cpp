@@ -88,6 +88,19 @@ TEST(SliceHeader, ReadsBackWhatItWrites) {
   EXPECT_EQ(parsed.componentBytes, header.componentBytes);
 }
 
+TEST(SliceHeader, HasTheSizeOfCrWhereAlphaFollows) {
+  const SliceHeader header{.headerBytes = SliceHeaderBytes(AlphaType::k8Bit),
+                           .quantizationIndex = 9,
+                           .componentBytes = {3, 2, 1}};
+  Bytes slice(8 + 3 + 2 + 1 + 5);
+  WriteSliceHeader(header, slice.data());
+  EXPECT_EQ((Bytes{slice.begin(), slice.begin() + 8}), (Bytes{0x40, 9, 0, 3, 0, 2, 0, 1}));
+  SliceHeader parsed;
+  ASSERT_TRUE(ParseSliceHeader(slice, parsed));
+  EXPECT_EQ(parsed.headerBytes, 8);
+  EXPECT_EQ(parsed.componentBytes, header.componentBytes);
+}
+
 TEST(SliceHeader, ReadsTheSizeOfCrFromLongHeadersOnly) {
   Bytes slice{0x38, 9, 0, 3, 0, 2, 0, 1, 0, 0, 0, 0, 0, 0, 0};
   SliceHeader parsed;

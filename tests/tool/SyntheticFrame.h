@@ -26,8 +26,8 @@ inline prores::FrameHeader HeaderOf(std::uint16_t width, std::uint16_t height) {
 
 /// Returns a slice with components of 3, 2 and 1 bytes that cannot be decoded.
 inline Bytes MakeSlice(std::uint8_t quantiser) {
-  Bytes slice(prores::SliceHeader::kWrittenBytes + 6, 0x55);
-  prores::WriteSliceHeader({prores::SliceHeader::kWrittenBytes, quantiser, {3, 2, 1}},
+  Bytes slice(prores::SliceHeader::kLeastBytes + 6, 0x55);
+  prores::WriteSliceHeader({prores::SliceHeader::kLeastBytes, quantiser, {3, 2, 1}},
                            slice.data());
   return slice;
 }
@@ -70,8 +70,8 @@ inline constexpr std::size_t kManySlices = 4096 * 80;
 
 /// Returns a progressive frame of kManySlices slices, all without codewords.
 inline Bytes MakeFrameOfManySlices() {
-  Bytes slice(prores::SliceHeader::kWrittenBytes);
-  prores::WriteSliceHeader({prores::SliceHeader::kWrittenBytes, 1, {0, 0, 0}}, slice.data());
+  Bytes slice(prores::SliceHeader::kLeastBytes);
+  prores::WriteSliceHeader({prores::SliceHeader::kLeastBytes, 1, {0, 0, 0}}, slice.data());
   return MakeFrame(HeaderOf(65535, 80 * 16), {MakePicture(std::vector<Bytes>(kManySlices, slice))});
 }
 

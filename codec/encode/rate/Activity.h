@@ -30,14 +30,15 @@ inline constexpr unsigned kFloatToOctaves = 23 - kOctaveBits;
 
 /**
  * Measures the activity of a slice.
- * @param samples upper left luma sample of the slice, which has 16 lines; 10-bit code values.
+ * @param samples upper left luma sample of the slice, which has 16 lines.
  * @param stride  samples from one line to the next.
  * @param blocks  number of luma blocks, a power of two from 4 to 32.
+ * @param shift   bits of a sample beyond ten, which are ignored.
  * @return the mean over the blocks of log2(4096 (variance + c)) + 127 in 1/kOctave, each as the
  *         upper bits of a float have it (linear between powers of two).
  */
 std::uint32_t MeasureActivity(const std::uint16_t* samples, std::size_t stride,
-                              std::uint32_t blocks);
+                              std::uint32_t blocks, int shift);
 
 /// Returns SliceTraits::finerBy for a result of MeasureActivity().
 constexpr std::int16_t FinerBy(std::uint32_t activity) {

@@ -32,14 +32,14 @@ HWY_INLINE Vec SumOfBlock(Vec sums) {
 }
 
 /// Returns the activity of as many blocks side by side as a vector holds, each in four lanes.
-HWY_INLINE Vec ActivityOfBlocks(const std::uint16_t* samples, std::size_t stride) {
+HWY_INLINE Vec ActivityOfBlocks(const std::uint16_t* samples, std::size_t stride, int shift) {
   const auto ones = hn::Set(Samples(), 1);
   auto unused = hn::Zero(Sums());  // on this processor neighbours add up in the first result
   Vec sum = hn::Zero(Sums());
   Vec squares = hn::Zero(Sums());
   HWY_UNROLL(kBlockSize) for (std::size_t y = 0; y < kBlockSize; ++y) {
-    const auto line =
-        hn::LoadU(Samples(), reinterpret_cast<const std::int16_t*>(samples + y * stride));
+    const auto row = reinterpret_cast<const std::int16_t*>(samples + y * stride);
+    const auto line = hn::ShiftRightSame(hn::LoadU(Samples(), row), shift);
     sum = hn::ReorderWidenMulAccumulate(Sums(), line, ones, sum, unused);
     squares = hn::ReorderWidenMulAccumulate(Sums(), line, line, squares, unused);
   }
@@ -52,16 +52,17 @@ HWY_INLINE Vec ActivityOfBlocks(const std::uint16_t* samples, std::size_t stride
   return hn::ShiftRight<kFloatToOctaves>(bits);
 }
 
-std::uint32_t Measure(const std::uint16_t* samples, std::size_t stride, std::uint32_t blocks) {
+std::uint32_t Measure(const std::uint16_t* samples, std::size_t stride, std::uint32_t blocks,
+                      int shift) {
   Expect(IsBlockCount(blocks, 0));
   constexpr std::size_t kStep = hn::MaxLanes(Samples());
   constexpr std::uint32_t kLanesPerBlock = 4;
   const std::size_t columns = blocks / 2 * kBlockSize;
-  if (columns < kStep) return MeasureActivity(samples, stride, blocks);
+  if (columns < kStep) return MeasureActivity(samples, stride, blocks, shift);
   Vec sum = hn::Zero(Sums());
   for (std::size_t column = 0; column < columns; column += kStep) {
-    sum = sum + ActivityOfBlocks(samples + column, stride);
-    sum = sum + ActivityOfBlocks(samples + kBlockSize * stride + column, stride);
+    sum = sum + ActivityOfBlocks(samples + column, stride, shift);
+    sum = sum + ActivityOfBlocks(samples + kBlockSize * stride + column, stride, shift);
   }
   const auto total = static_cast<std::uint32_t>(hn::GetLane(hn::SumOfLanes(Sums(), sum)));
   return total / kLanesPerBlock / blocks;

@@ -32,7 +32,7 @@ std::uint64_t LargestOverheadBytes(const VariantProfile& profile, std::uint32_t 
                                    std::uint32_t height, InterlaceMode mode);
 
 /**
- * Returns the size that the encoder aims at; simple pictures fall short of it.
+ * Returns the size that the encoder aims at, without alpha; simple pictures fall short of it.
  *
  * At sizes with published target rates it is the least of rate / 8 / frames per second over the
  * listed frame rates, because the encoder does not know the frame rate. Sizes between them are
@@ -45,7 +45,7 @@ std::uint64_t TargetFrameBytes(const VariantProfile& profile, std::uint32_t widt
 
 /**
  * Returns the size that no frame exceeds: the target, or the overhead and 32 bytes per block if
- * that is more.
+ * that is more; and for variants of 4:4:4 the most that alpha may add.
  *
  * A frame above its target is on the coarsest rung everywhere: quantisation index 224, and with
  * weights of 4 or more a step t of at least 2048. In the unit of the coefficients, samples within
@@ -60,7 +60,8 @@ std::uint64_t TargetFrameBytes(const VariantProfile& profile, std::uint32_t widt
  *   component, its DC level 11 bits, and the filling of the last byte less than 8 per component, of
  *   two blocks or more: 230 bits, below 32 bytes.
  * In the same way (t = 3, with lower weights of chroma; prices 18.1 and 0.000004) a block takes at
- * most 170 bytes on the finest rung, so the sizes of slices of 8 macroblocks fit 16 bits.
+ * most 170 bytes on the finest rung, so the sizes of slices of 8 macroblocks fit 16 bits, with the
+ * at most 4608 bytes of their alpha.
  */
 std::uint64_t MaxFrameBytes(const VariantProfile& profile, std::uint32_t width,
                             std::uint32_t height);

@@ -93,7 +93,7 @@ std::optional<Grid> GridSearch::Find(const SliceValues& values) const {
   const std::span<const std::int16_t> luma = values[0];
   const std::optional<unsigned> largest = LargestStep(luma, noise_);
   if (!largest) return {};
-  for (unsigned rung = kCoarsestPlainRung; rung > 1; --rung) {
+  for (unsigned rung = kCoarsestPlainRung; rung > 0; --rung) {
     const Quantiser& quantiser = QuantiserOf(rung, kQuarters, true);
     const unsigned step = quantiser.Step();
     if (step > *largest) continue;

@@ -27,9 +27,9 @@ namespace prores {
 /// Deviation of the coefficients of a decoded slice that the rounding of samples causes.
 struct GridNoise {
   /// @param weight     least weight of the quantisation matrix, 4 to 16.
-  /// @param sampleBits of the picture: 8 or 10.
+  /// @param sampleBits of the picture: 8, 10 or 12.
   constexpr GridNoise(unsigned weight, int sampleBits)
-      : GridNoise((16 + weight - 1) / weight << (10 - sampleBits)) {}
+      : GridNoise(((16U << (12 - sampleBits)) / 4 + weight - 1) / weight) {}
 
   int square;  ///< 12 times the variance
   int reach;   ///< bound that hardly any deviation exceeds

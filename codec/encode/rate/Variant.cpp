@@ -40,11 +40,14 @@ constexpr VariantProfile::Weights kFlat{kDefaultQuantMatrix, kDefaultQuantMatrix
 constexpr VariantProfile kProfiles[kVariantCount] = {
     {kWPRCodecProxy,
      Variant::kProxy,
+     ChromaFormat::k422,
      {kSlopedFrameLuma, kSlopedFrameChroma},
      {kSlopedFieldLuma, kSlopedFieldChroma}},
-    {kWPRCodecLT, Variant::kLT, kFlat, kFlat},
-    {kWPRCodec422, Variant::kStandard, kFlat, kFlat},
-    {kWPRCodecHQ, Variant::kHQ, kFlat, kFlat},
+    {kWPRCodecLT, Variant::kLT, ChromaFormat::k422, kFlat, kFlat},
+    {kWPRCodec422, Variant::kStandard, ChromaFormat::k422, kFlat, kFlat},
+    {kWPRCodecHQ, Variant::kHQ, ChromaFormat::k422, kFlat, kFlat},
+    {kWPRCodec4444, Variant::k4444, ChromaFormat::k444, kFlat, kFlat},
+    {kWPRCodec4444XQ, Variant::kXQ, ChromaFormat::k444, kFlat, kFlat},
 };
 
 /// The bound of a frame's size requires weights of at least 4, see MaxFrameBytes(), and the
@@ -84,6 +87,8 @@ const VariantProfile* FindVariant(std::uint32_t codecType) {
 FrameHeader HeaderOf(const VariantProfile& profile, std::uint32_t width, std::uint32_t height,
                      InterlaceMode mode, const WeightFactors& factors) {
   FrameHeader header;
+  header.version = profile.chroma == ChromaFormat::k422 ? 0 : 1;
+  header.chromaFormat = profile.chroma;
   header.encoderIdentifier = kEncoderIdentifier;
   header.width = static_cast<std::uint16_t>(width);
   header.height = static_cast<std::uint16_t>(height);

@@ -10,19 +10,19 @@
 
 /**
  * @file
- * The variants of the codec. Their streams have the same syntax; they differ in target size and in
- * quantisation weights.
+ * The variants of the codec. They differ in chroma format, target size and quantisation weights.
  */
 
 namespace prores {
 
 /// Variants in the order of their rates.
-enum class Variant : std::uint8_t { kProxy, kLT, kStandard, kHQ };
-inline constexpr std::size_t kVariantCount = 4;
+enum class Variant : std::uint8_t { kProxy, kLT, kStandard, kHQ, k4444, kXQ };
+inline constexpr std::size_t kVariantCount = 6;
 
 struct VariantProfile {
   std::uint32_t codecType;  ///< the WPRCodecType
   Variant variant;
+  ChromaFormat chroma;
   struct Weights {
     const QuantMatrix& luma;
     const QuantMatrix& chroma;
@@ -31,7 +31,7 @@ struct VariantProfile {
   Weights field;  ///< weights of interlaced frames
 };
 
-/// Returns the header of a frame of that variant.
+/// Returns the header of a frame of that variant, without alpha.
 FrameHeader HeaderOf(const VariantProfile& profile, std::uint32_t width, std::uint32_t height,
                      InterlaceMode mode, const WeightFactors& factors);
 
