@@ -14,7 +14,10 @@
 #include <vector>
 
 #include "Kernels.h"
+#include "bitstream/AlphaCodes.h"
 #include "cpu/AlignedVector.h"
+#include "decode/AlphaDecoder.h"
+#include "encode/AlphaEncoder.h"
 #include "encode/CoefficientEncoder.h"
 #include "pixel/PixelFormat.h"
 #include "pixel/SampleDepth.h"
@@ -230,6 +233,85 @@ void CopyFrames(benchmark::State& state) {
   }
 }
 
+/// Alpha samples of a strip, slice after slice, and their coded form.
+class AlphaStrip {
+ public:
+  /// @param sampleAt returns the sample at a column of the strip.
+  AlphaStrip(AlphaType type, std::uint16_t (*sampleAt)(std::uint32_t column)) : type_(type) {
+    for (std::uint32_t i = 0; i < samples_.size(); ++i) {
+      const std::uint32_t slice = i / kSliceSamples;
+      samples_[i] = sampleAt(slice * kSliceColumns + i % kSliceColumns);
+    }
+    Encode();
+  }
+
+  void Encode() {
+    for (std::uint32_t slice = 0; slice < kSlices; ++slice) {
+      sizes_[slice] = EncodeAlpha(SamplesOf(slice), type_, BytesOf(slice));
+    }
+  }
+
+  bool Decode() {
+    bool complete = true;
+    for (std::uint32_t slice = 0; slice < kSlices; ++slice) {
+      complete &= DecodeAlpha(BytesOf(slice).first(sizes_[slice]), type_, SamplesOf(slice));
+    }
+    return complete;
+  }
+
+ private:
+  static constexpr std::uint32_t kSliceColumns = kMaxSliceWidth * kMacroblockSize;
+  static constexpr std::uint32_t kSliceSamples = kSliceColumns * kMacroblockSize;
+
+  std::span<std::uint16_t> SamplesOf(std::uint32_t slice) {
+    return std::span(samples_).subspan(slice * kSliceSamples, kSliceSamples);
+  }
+  std::span<std::uint8_t> BytesOf(std::uint32_t slice) {
+    const std::size_t most = MostAlphaBytes(type_, kMaxSliceWidth);
+    return std::span(bytes_).subspan(slice * most, most);
+  }
+
+  AlphaType type_;
+  std::vector<std::uint16_t> samples_ = std::vector<std::uint16_t>(kSlices * kSliceSamples);
+  std::vector<std::uint8_t> bytes_ =
+      std::vector<std::uint8_t>(kSlices * MostAlphaBytes(type_, kMaxSliceWidth));
+  std::array<std::size_t, kSlices> sizes_{};
+};
+
+void RegisterAlpha() {
+  struct Load {
+    const char* name;
+    std::uint16_t (*sampleAt)(std::uint32_t column);
+  };
+  const auto opaque = [](std::uint32_t) { return std::uint16_t{0xFFFF}; };
+  // Ten edges of 13 columns.
+  const auto softEdges = [](std::uint32_t column) {
+    return static_cast<std::uint16_t>(std::min(column % 192 * 5000, 0xFFFFu));
+  };
+  const auto noise = [](std::uint32_t) {
+    static std::mt19937 random(3);
+    return static_cast<std::uint16_t>(random());
+  };
+  for (const Load& load :
+       {Load{"opaque", opaque}, Load{"soft_edges", softEdges}, Load{"noise", noise}}) {
+    for (const AlphaType type : {AlphaType::k8Bit, AlphaType::k16Bit}) {
+      const std::string name = std::string(type == AlphaType::k8Bit ? "8" : "16") + "/" + load.name;
+      benchmark::RegisterBenchmark(("encode_alpha" + name).c_str(), [=](benchmark::State& state) {
+        AlphaStrip strip(type, load.sampleAt);
+        for (auto _ : state) strip.Encode();
+        ReportFrameTime(state);
+      })->Unit(benchmark::kMicrosecond);
+      benchmark::RegisterBenchmark(("decode_alpha" + name).c_str(), [=](benchmark::State& state) {
+        AlphaStrip strip(type, load.sampleAt);
+        for (auto _ : state) {
+          if (!strip.Decode()) state.SkipWithError("truncated");
+        }
+        ReportFrameTime(state);
+      })->Unit(benchmark::kMicrosecond);
+    }
+  }
+}
+
 void RegisterFor(const Kernels& kernels) {
   const auto add = [&](const std::string& name, auto function, auto... arguments) {
     benchmark::RegisterBenchmark(
@@ -266,6 +348,7 @@ void RegisterFor(const Kernels& kernels) {
 int main(int argc, char** argv) {
   benchmark::RegisterBenchmark("copy_v210_frame", prores::CopyFrames)
       ->Unit(benchmark::kMillisecond);
+  prores::RegisterAlpha();
   for (const prores::CpuLevel level : prores::kCpuLevels) {
     if (level <= prores::DetectCpuLevel()) prores::RegisterFor(prores::KernelsFor(level));
   }
