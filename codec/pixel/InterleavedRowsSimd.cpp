@@ -50,7 +50,10 @@ HWY_INLINE Samples TwelveBits(Samples samples) {
 }
 
 HWY_INLINE Samples SwapBytes(Samples samples) {
-  return hn::Or(hn::ShiftLeft<8>(samples), hn::ShiftRight<8>(samples));
+  constexpr hn::Repartition<std::uint8_t, Tag> kByte;
+  alignas(16) static constexpr std::uint8_t kSwapped[] = {1, 0, 3,  2,  5,  4,  7,  6,
+                                                          9, 8, 11, 10, 13, 12, 15, 14};
+  return hn::TableLookupBytes(samples, hn::BitCast(Tag(), hn::LoadDup128(kByte, kSwapped)));
 }
 
 void UnpackY416(const std::uint8_t* row, std::size_t width, const PlanarRow& out) {

@@ -2,7 +2,6 @@
 #include "pixel/UnpackRows.h"
 
 #include <algorithm>
-#include <array>
 #include <cstring>
 
 #include "bitstream/BigEndian.h"
@@ -16,6 +15,10 @@ constexpr std::uint16_t TenBits(unsigned eightBits) {
 
 constexpr std::uint16_t TwelveBits(unsigned sixteenBits) {
   return static_cast<std::uint16_t>(std::min((sixteenBits + 8) >> 4, 4095u));
+}
+
+constexpr std::uint16_t LittleEndian(const std::uint8_t* bytes) {
+  return static_cast<std::uint16_t>(bytes[0] | bytes[1] << 8);
 }
 
 struct Components {
@@ -62,12 +65,11 @@ void UnpackRowV210(const std::uint8_t* row, std::size_t width, const PlanarRow& 
 
 void UnpackRowY416(const std::uint8_t* row, std::size_t width, const PlanarRow& out) {
   for (std::size_t x = 0; x < width; ++x) {
-    std::array<std::uint16_t, 4> pixel;  // little-endian, as the processor
-    std::memcpy(pixel.data(), row + sizeof pixel * x, sizeof pixel);
-    out.alpha[x] = pixel[0];
-    out.luma[x] = TwelveBits(pixel[1]);
-    out.cb[x] = TwelveBits(pixel[2]);
-    out.cr[x] = TwelveBits(pixel[3]);
+    const std::uint8_t* const bytes = row + 8 * x;
+    out.alpha[x] = LittleEndian(bytes);
+    out.luma[x] = TwelveBits(LittleEndian(bytes + 2));
+    out.cb[x] = TwelveBits(LittleEndian(bytes + 4));
+    out.cr[x] = TwelveBits(LittleEndian(bytes + 6));
   }
 }
 

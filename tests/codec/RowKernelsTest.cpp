@@ -116,6 +116,27 @@ TEST_P(RowKernels, UnpackAsThePlainFormsDo) {
   });
 }
 
+TEST_P(RowKernels, TakeRowsAtOddAddresses) {
+  constexpr std::uint32_t kWidth = 258;
+  for (const PixelFormat& format : kPixelFormats) {
+    const Line line(format, kWidth, Guard::kBehind, true);
+    for (const auto* samples : {&line.luma, &line.cb, &line.cr, &line.alpha}) {
+      Fill(samples->Values(), format.depth.bits, false);
+    }
+    std::vector<std::uint8_t> even(PackedRowBytes(format.code, kWidth)), odd(even.size() + 1);
+    kernels_.PackerFor(format.code)(line.Source(), kWidth, even.data());
+    kernels_.PackerFor(format.code)(line.Source(), kWidth, odd.data() + 1);
+    EXPECT_TRUE(std::equal(even.begin(), even.end(), odd.begin() + 1));
+
+    const Line again(format, kWidth, Guard::kBehind, true);
+    kernels_.UnpackerFor(format.code)(even.data(), kWidth, line.Row());
+    kernels_.UnpackerFor(format.code)(odd.data() + 1, kWidth, again.Row());
+    for (const auto component : {&Line::luma, &Line::cb, &Line::cr, &Line::alpha}) {
+      EXPECT_TRUE(std::ranges::equal((line.*component).Values(), (again.*component).Values()));
+    }
+  }
+}
+
 TEST_P(RowKernels, ConvertRgbAsThePlainFormsDo) {
   const auto convert = [](auto function, const RgbMatrix& matrix, const Line& line) {
     const auto samples = line.luma.Values();
