@@ -17,7 +17,8 @@
 
 namespace prores {
 
-/// Codes of black and of neutral chroma in 12 bits: those of 8 bits (ITU-R BT.709-6, part 4) x 16.
+/// Codes of black and of neutral chroma in 12 bits: 16 and 128 of 8 bits (ITU-R BT.709-6, digital
+/// representation), shifted up by 4.
 inline constexpr float kLumaBlack = 256;
 inline constexpr float kChromaZero = 2048;
 /// Codes from the lowest to the highest value of luma and chroma of 12 bits, and of RGB.
@@ -79,8 +80,8 @@ inline constexpr float kRounder = 12582912.0F;
 /// RGB lies in the video range. Does not touch alpha.
 void RgbToYCbCr(const RgbMatrix& matrix, std::size_t width, const PlanarRow& row);
 
-/// Converts Y, Cb and Cr of 12 bits to G, B and R of 16 bits, in the same planes. Colours out
-/// of the range of RGB are clamped. Does not touch alpha.
+/// Converts Y, Cb and Cr of 12 bits to G, B and R of 16 bits, in the same planes. Colours out of
+/// the range of RGB are clamped. Does not touch alpha.
 void YCbCrToRgb(const RgbMatrix& matrix, std::size_t width, const PlanarRow& row);
 
 /// Return the fastest forms of these functions for `level`.
