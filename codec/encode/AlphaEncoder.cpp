@@ -2,7 +2,6 @@
 #include "encode/AlphaEncoder.h"
 
 #include <algorithm>
-#include <bit>
 #include <cstring>
 
 #include "Ensure.h"
@@ -12,23 +11,15 @@
 namespace prores {
 namespace {
 
-/// Returns how many of the first samples in a word of four, in memory order, are zero; the word is
-/// not zero.
-std::size_t CountLeadingZeroSamples(std::uint64_t word) {
-  const int bits =
-      std::endian::native == std::endian::big ? std::countl_zero(word) : std::countr_zero(word);
-  return static_cast<std::size_t>(bits) / 16;
-}
-
 /// Returns the number of samples from the first on that equal it.
 std::size_t CountEqual(std::span<const std::uint16_t> samples) {
   if (samples.size() == 1 || samples[1] != samples[0]) return 1;
   const std::uint64_t four = samples[0] * 0x0001'0001'0001'0001u;
-  std::size_t equal = 0;
+  std::size_t equal = 2;
   for (; equal + 4 <= samples.size(); equal += 4) {
     std::uint64_t next;
     std::memcpy(&next, samples.data() + equal, sizeof next);
-    if (next != four) return equal + CountLeadingZeroSamples(next ^ four);
+    if (next != four) break;
   }
   while (equal < samples.size() && samples[equal] == samples[0]) ++equal;
   return equal;

@@ -2,10 +2,12 @@
 #include <gtest/gtest.h>
 
 #include <algorithm>
+#include <initializer_list>
 #include <optional>
 #include <random>
 #include <stdexcept>
 #include <string>
+#include <string_view>
 #include <vector>
 
 #include "AlphaTest.h"
@@ -76,16 +78,23 @@ TEST(AlphaDecoder, AddsEveryLongDifferenceModuloTheRange) {
   }
 }
 
+/// Returns the digits of differences with flags that no sample repeats.
+std::string Unrepeated(std::initializer_list<std::string_view> differences) {
+  std::string digits;
+  for (const std::string_view difference : differences) digits.append(difference).append("1");
+  return digits;
+}
+
 TEST(AlphaDecoder, AddsEveryShortDifferenceModuloTheRange) {
   for (const AlphaDepth& depth : kAlphaDepths) {
     const int shortBits = depth.bits == 8 ? 4 : 7;
     for (int magnitude = 1; magnitude <= 1 << (shortBits - 1); ++magnitude) {
       const std::string up = "0" + Digits(2 * (magnitude - 1), shortBits);
       const std::string down = "0" + Digits(2 * (magnitude - 1) + 1, shortBits);
-      ASSERT_EQ(DecodedDigits(up + "1" + up + "1" + down, depth, 3),
+      ASSERT_EQ(DecodedDigits(Unrepeated({up, up, down}), depth, 3),
                 Expected({magnitude - 1, 2 * magnitude - 1, magnitude - 1}, depth))
           << magnitude << " of " << depth.bits << " bits";
-      ASSERT_EQ(DecodedDigits(down + "1" + down, depth, 2),
+      ASSERT_EQ(DecodedDigits(Unrepeated({down, down}), depth, 2),
                 Expected({depth.Opaque() - magnitude, depth.Opaque() - 2 * magnitude}, depth))
           << -magnitude << " of " << depth.bits << " bits";
     }

@@ -36,6 +36,7 @@ inline constexpr AlphaDepth kAlphaDepths[]{{AlphaType::k8Bit, 8, 257}, {AlphaTyp
 inline std::vector<std::uint16_t> In16Bits(const std::vector<int>& samples,
                                            const AlphaDepth& depth) {
   std::vector<std::uint16_t> result;
+  result.reserve(samples.size());
   for (const int sample : samples) {
     result.push_back(static_cast<std::uint16_t>(sample * depth.stepIn16Bits));
   }
