@@ -23,6 +23,11 @@ constexpr FourCC MakeFourCC(const char (&text)[5]) {
 inline constexpr FourCC kFourCC_UYVY = MakeFourCC("UYVY");
 /// Packed 4:2:2, 10 bits per component, three components in each little-endian 32-bit word.
 inline constexpr FourCC kFourCC_V210 = MakeFourCC("V210");
+/// Packed 4:4:4 with alpha, 16 bits per component, little-endian, in the order A Y Cb Cr; video
+/// range.
+inline constexpr FourCC kFourCC_Y416 = MakeFourCC("Y416");
+/// RGB with alpha, 16 bits per component, big-endian, in the order A R G B; full range.
+inline constexpr FourCC kFourCC_b64A = MakeFourCC("b64A");
 static_assert(kFourCC_UYVY == 0x59565955 && kFourCC_V210 == 0x30313256);
 
 /// Kind of element that a factory makes.
@@ -52,10 +57,12 @@ enum class ScanMode : std::int32_t {
   Progressive = 2,
 };
 
-/// Chroma sampling; the values are those of the ProRes frame header (RDD 36, chroma_format).
+/// Chroma sampling. C422 and C444 have the values of the ProRes frame header (RDD 36,
+/// chroma_format).
 enum class VideoChroma : std::int32_t {
   C422 = 2,
   C444 = 3,
+  C4444 = 4,  ///< 4:4:4 with alpha that counts; only of uncompressed pictures
 };
 
 /// Class of picture height. A field class is its frame class + 0x10.
