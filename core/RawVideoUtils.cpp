@@ -14,10 +14,21 @@
 namespace vix::RawVideoUtils {
 namespace {
 
-/// Returns null for a format that the elements do not handle.
-const pixels::Format* FindFormat(FourCC fourcc) {
-  if (fourcc != kFourCC_UYVY && fourcc != kFourCC_V210) return nullptr;
-  return pixels::FindFormat(PixelFormat{fourcc});
+/// Bytes of a pixel of the formats with 16 bits per component.
+constexpr std::uint64_t kPixelBytes4444 = 8;
+
+/// Returns 0 for a format that no element handles.
+std::uint64_t RowBytes(FourCC fourcc, unsigned int width) {
+  switch (fourcc) {
+    case kFourCC_UYVY:
+    case kFourCC_V210:
+      return pixels::FindFormat(PixelFormat{fourcc})->RowBytes(0, width);
+    case kFourCC_Y416:
+    case kFourCC_b64A:
+      return kPixelBytes4444 * width;
+    default:
+      return 0;
+  }
 }
 
 std::uint32_t CheckedTo32Bits(std::uint64_t bytes, unsigned int width, unsigned int height) {
@@ -30,8 +41,7 @@ std::uint32_t CheckedTo32Bits(std::uint64_t bytes, unsigned int width, unsigned 
 }
 
 std::uint32_t GetStride(FourCC fourcc, unsigned int width, unsigned int height) {
-  const pixels::Format* const format = FindFormat(fourcc);
-  return format == nullptr ? 0 : CheckedTo32Bits(format->RowBytes(0, width), width, height);
+  return CheckedTo32Bits(RowBytes(fourcc, width), width, height);
 }
 
 }  // namespace

@@ -39,7 +39,7 @@ std::shared_ptr<const IVideoParameters> ParametersOf(const IInfoContainer& strea
 void CheckRawFrame(const IVideoSample& sample) {
   const auto raw =
       std::dynamic_pointer_cast<const IVideoParameters_RAW>(sample.GetVideoParameters());
-  if (!raw || (raw->GetFourCC() != kFourCC_UYVY && raw->GetFourCC() != kFourCC_V210)) return;
+  if (!raw) return;
   const std::uint32_t described = RawVideoUtils::GetFrameBytes(raw->GetFourCC(), VideoChroma::C422,
                                                                raw->GetWidth(), raw->GetHeight());
   const std::size_t held = BytesOf(sample).size();
@@ -49,12 +49,12 @@ void CheckRawFrame(const IVideoSample& sample) {
                                            std::to_string(described));
 }
 
-StreamShape ReadSourceShape(const IVideoSample& sample) {
+StreamShape ReadSourceShape(const IVideoSample& sample, const ElementLimits& limits) {
   const auto parameters = sample.GetVideoParameters();
   if (!std::dynamic_pointer_cast<const IVideoParameters_RAW>(parameters)) {
     throw VIXError(ErrorCode::BadArgument, "a frame without a description of raw video");
   }
-  CheckDescription(*parameters, true);
+  CheckSource(*parameters, limits);
   return ShapeOf(*parameters);
 }
 
@@ -94,6 +94,7 @@ DrivenElement::DrivenElement(ElementFactoryType factoryType, const std::string& 
       type_(type),
       name_(GetLabel(factoryType) + '.' + implementation + '.' + type),
       isProRes_(type == GetLabel(VCodecFamily::ProRes)),
+      limits_(LimitsOf(implementation)),
       isEncoder_(factoryType == ElementFactoryType::VideoEncoder) {
   if (!GetFactory(factoryType, implementation, type)) {
     Reject(ErrorCode::NotFound,
@@ -171,7 +172,11 @@ void DrivenElement::CheckInput(const IInfoContainer& stream) const {
                    "a description of " + GetLabel(parameters->GetCodecFamily()) +
                        " video; this element takes " + GetLabel(family) + " video");
   }
-  CheckDescription(*parameters, isEncoder_);
+  if (isEncoder_) {
+    CheckSource(*parameters, limits_);
+  } else {
+    CheckDescription(*parameters);
+  }
 }
 
 void DrivenElement::DefineElement(const Stream& stream) {
@@ -238,10 +243,10 @@ std::optional<FrameShape> DrivenElement::Inspect(const Sample& sample, std::size
                    samples == 1 ? "a null video sample" : "a container of " + count);
   }
   if (isEncoder_) {
-    Follow(ReadSourceShape(*sample));
+    Follow(ReadSourceShape(*sample, limits_));
     return std::nullopt;
   }
-  const FrameShape frame = ReadFrameShape(BytesOf(*sample));
+  const FrameShape frame = ReadFrameShape(BytesOf(*sample), limits_);
   Follow(frame.shape);
   return frame;
 }

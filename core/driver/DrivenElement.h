@@ -9,6 +9,7 @@
 #include <string>
 
 #include "Allocators.h"
+#include "driver/ElementLimits.h"
 #include "driver/Failures.h"
 #include "driver/HostMemory.h"
 #include "driver/OutputStream.h"
@@ -102,6 +103,7 @@ class DrivenElement {
   std::string type_;
   std::string name_;
   bool isProRes_;  ///< an element whose limits are known
+  const ElementLimits& limits_;
   bool isEncoder_;
   std::shared_ptr<HostMemory> hostMemory_;         ///< null = the element's own memory
   std::unique_ptr<NamedAllocator> hostAllocator_;  ///< null = output is copied to the host's memory

@@ -40,13 +40,7 @@ Cause CauseOf(const CodecReport& report) {
 
 /// The cause that a frame shows by itself.
 Cause CauseOf(const FrameShape& frame, std::size_t frameBytes) {
-  if (!frame.isSupported) {
-    return {ErrorCode::Unsupported, "bitstream version 1 is not supported"};
-  }
-  if (frame.isBare && frame.shape.scanMode == ScanMode::Interlaced) {
-    return {ErrorCode::Unsupported,
-            "fields without frame prefix are not supported; join two fields into a frame first"};
-  }
+  if (frame.refusal != nullptr) return {ErrorCode::Unsupported, frame.refusal};
   if (frame.stated > frameBytes) {
     return {ErrorCode::Truncated, "the frame has " + std::to_string(frameBytes) + " of " +
                                       std::to_string(frame.stated) + " bytes"};

@@ -40,11 +40,12 @@ std::shared_ptr<const IVideoParameters> DescribePictures(
   return copy;
 }
 
-/// Elements know the rates of a few heights only.
+/// The first plug-in's elements know the rates of a few heights only. A description without variant
+/// is of 4444, whose element knows its rate.
 std::shared_ptr<const IVideoParameters> DescribeFrames(
     const std::shared_ptr<const IVideoParameters>& defined) {
   const auto copy = std::dynamic_pointer_cast<IVideoParameters_ProRes>(CopyOf(defined));
-  if (!copy) return defined;
+  if (!copy || copy->GetProResCodecVariant() == ProResCodecVariant{0}) return defined;
   copy->SetBitRate(EstimateProResBitRate(copy->GetProResCodecVariant(), copy->GetEditRate(),
                                          copy->GetWidth(), copy->GetHeight()));
   return copy;

@@ -1,6 +1,7 @@
 // SPDX-License-Identifier: BSD-2-Clause
 #include "driver/StreamShape.h"
 
+#include <algorithm>
 #include <string>
 
 #include "EnumText.h"
@@ -21,6 +22,7 @@ constexpr std::uint32_t kMostSide = 65535;
 constexpr EnumText<std::int32_t> kChromaTexts[] = {
     {static_cast<std::int32_t>(VideoChroma::C422), "4:2:2"},
     {static_cast<std::int32_t>(VideoChroma::C444), "4:4:4"},
+    {static_cast<std::int32_t>(VideoChroma::C4444), "4:4:4 with alpha"},
 };
 
 void CheckSide(const char* name, std::uint32_t value, std::uint32_t least) {
@@ -56,14 +58,37 @@ void CheckFields(const StreamShape& shape) {
                      ", whose fields have different numbers of macroblock rows; crop or pad a row");
 }
 
-void CheckRaw(const IVideoParameters_RAW& raw) {
+void CheckRaw(const IVideoParameters_RAW& raw, const ElementLimits& limits) {
   const FourCC fourcc = raw.GetFourCC();
-  if (fourcc != kFourCC_UYVY && fourcc != kFourCC_V210) {
+  if (std::ranges::find(limits.pixelFormats, fourcc) == limits.pixelFormats.end()) {
+    std::string allowed;
+    for (const FourCC format : limits.pixelFormats) {
+      allowed += (allowed.empty() ? "\"" : ", \"") + FourCCCharacters(format) + '"';
+    }
     throw VIXError(ErrorCode::Unsupported,
-                   "the pixel format " + FourCCText(fourcc) + R"(; allowed: "UYVY", "V210")");
+                   "the pixel format " + FourCCText(fourcc) + "; allowed: " + allowed);
   }
   // Throws if the picture does not fit a buffer.
   RawVideoUtils::GetFrameBytes(fourcc, VideoChroma::C422, raw.GetWidth(), raw.GetHeight());
+}
+
+/// Returns null if the element supports the frame.
+const char* FindRefusal(const ParsedFrame& frame, const ElementLimits& limits) {
+  if (frame.header.version > limits.latestVersion) return "bitstream version 1 is not supported";
+  if (!frame.isBare) return nullptr;
+  if (!limits.takesBareFrames) return "frames without the 8-byte prefix are not supported";
+  if (frame.header.interlaceMode == prores::InterlaceMode::kProgressive) return nullptr;
+  return "fields without frame prefix are not supported; join two fields into a frame first";
+}
+
+/// Rejects what no element for ProRes processes.
+/// @param least smallest width and height
+void CheckStream(const IVideoParameters& parameters, std::uint32_t least) {
+  const StreamShape shape = ShapeOf(parameters);
+  CheckSide("width", shape.width, least);
+  CheckSide("height", shape.height, least);
+  CheckScanMode(shape.scanMode);
+  CheckEditRate(parameters.GetEditRate());
 }
 
 }  // namespace
@@ -94,18 +119,17 @@ void SetShape(const StreamShape& shape, IVideoParameters& parameters) {
   if (shape.chroma != 0) parameters.SetVideoProperty1(shape.chroma);
 }
 
-FrameShape ReadFrameShape(std::span<const std::uint8_t> frame) {
+FrameShape ReadFrameShape(std::span<const std::uint8_t> frame, const ElementLimits& limits) {
   FrameShape found;
   const ParsedFrame parsed = ParseFrame(frame);
   const prores::FrameHeader& header = parsed.header;
-  found.isBare = parsed.isBare;
-  found.isSupported = header.version == 0;
   if (header.interlaceMode != prores::InterlaceMode::kProgressive) {
     found.fieldOrder = header.interlaceMode == prores::InterlaceMode::kTopFieldFirst
                            ? FieldOrder::TopFirst
                            : FieldOrder::BottomFirst;
   }
-  if (!found.isBare) found.stated = prores::ReadU32(frame.data());
+  if (!parsed.isBare) found.stated = prores::ReadU32(frame.data());
+  found.refusal = FindRefusal(parsed, limits);
   found.shape = {header.width, header.height,
                  header.interlaceMode == prores::InterlaceMode::kProgressive ? ScanMode::Progressive
                                                                              : ScanMode::Interlaced,
@@ -113,16 +137,15 @@ FrameShape ReadFrameShape(std::span<const std::uint8_t> frame) {
   return found;
 }
 
-void CheckDescription(const IVideoParameters& parameters, bool isEncoded) {
-  const StreamShape shape = ShapeOf(parameters);
-  const std::uint32_t least = isEncoded ? kLeastEncodedSide : kLeastDecodedSide;
-  CheckSide("width", shape.width, least);
-  CheckSide("height", shape.height, least);
-  CheckScanMode(shape.scanMode);
-  CheckEditRate(parameters.GetEditRate());
-  if (!isEncoded) return;
-  CheckFields(shape);
-  if (const auto* raw = dynamic_cast<const IVideoParameters_RAW*>(&parameters)) CheckRaw(*raw);
+void CheckDescription(const IVideoParameters& parameters) {
+  CheckStream(parameters, kLeastDecodedSide);
+}
+
+void CheckSource(const IVideoParameters& parameters, const ElementLimits& limits) {
+  CheckStream(parameters, kLeastEncodedSide);
+  CheckFields(ShapeOf(parameters));
+  const auto* const raw = dynamic_cast<const IVideoParameters_RAW*>(&parameters);
+  if (raw != nullptr) CheckRaw(*raw, limits);
 }
 
 std::shared_ptr<IVideoParameters> CopyOf(

@@ -12,6 +12,7 @@
 #include <span>
 #include <string>
 
+#include "driver/ElementLimits.h"
 #include "vix/Buffers.h"
 #include "vix/Error.h"
 #include "vix/StreamDescription.h"
@@ -41,20 +42,21 @@ void SetShape(const StreamShape& shape, IVideoParameters& parameters);
 struct FrameShape {
   StreamShape shape;
   std::optional<FieldOrder> fieldOrder = std::nullopt;  ///< of an interlaced frame
-  bool isBare = false;                                  ///< XT layout, without prefix
-  bool isSupported = true;   ///< false = a version of the bitstream that elements refuse
-  std::uint32_t stated = 0;  ///< bytes of the frame according to its prefix; 0 = none
+  const char* refusal = nullptr;  ///< why the element does not support the frame; null = it does
+  std::uint32_t stated = 0;       ///< bytes of the frame according to its prefix; 0 = none
 };
 
 /// Reads the header of a frame in either layout.
 /// @throws VIXError without the name of an element: Truncated, Damaged or Unsupported
-FrameShape ReadFrameShape(std::span<const std::uint8_t> frame);
+FrameShape ReadFrameShape(std::span<const std::uint8_t> frame, const ElementLimits& limits);
 
-/// Rejects a description that an element for ProRes could not process: sizes, scan modes, pixel
-/// formats, heights of interlaced pictures.
-/// @param isEncoded true = the description of an encoder's input
+/// Rejects a description of frames that a decoder could not process: sizes, scan modes, edit rates.
+/// @throws VIXError without the name of an element: BadArgument
+void CheckDescription(const IVideoParameters& parameters);
+/// Rejects a description of pictures that an encoder could not process: also pixel formats and
+/// heights of interlaced pictures.
 /// @throws VIXError without the name of an element: BadArgument or Unsupported
-void CheckDescription(const IVideoParameters& parameters, bool isEncoded);
+void CheckSource(const IVideoParameters& parameters, const ElementLimits& limits);
 
 /// Returns a copy of a description.
 std::shared_ptr<IVideoParameters> CopyOf(const std::shared_ptr<const IVideoParameters>& parameters);

@@ -32,8 +32,9 @@ enum class InputChange : std::int32_t {
 /// - The order of calls.
 /// - Arguments: what the element would refuse later, or would not survive, is refused at once. The
 ///   ProRes elements' limits are known: 2x2 to 65535x65535 pixels (decoding from 1x1), the scan
-///   modes, variants and pixel formats, raw pictures of less than 4 GiB, fields with the same
-///   number of macroblock rows, 0 to 4096 threads, edit rates that are not negative.
+///   modes, variants and pixel formats ("UYVY" and "V210"; "Y416" and "b64A" for the implementation
+///   "vix4444"), raw pictures of less than 4 GiB, fields with the same number of macroblock rows,
+///   0 to 4096 threads, edit rates that are not negative.
 /// - Changed input: each frame is compared with the defined stream (see InputChange).
 /// - Changed settings: see Configure().
 /// - Descriptions: each sample of a ProRes element describes what its buffer holds. In particular,
@@ -90,8 +91,8 @@ class VIX_API ElementDriver {
   std::shared_ptr<const IInfoContainer> GetOutput() const;
 
   /// Pushes one container. Rejects it while an output is waiting, so that no frame is lost. Rejects
-  /// a raw frame ("UYVY" or "V210") in a buffer that is smaller than its description requires:
-  /// elements do not check the size. After a failure the element stays usable.
+  /// a raw frame of a format of RawVideoUtils in a buffer that is smaller than its description
+  /// requires: elements do not check the size. After a failure the element stays usable.
   void Push(std::shared_ptr<const ISampleContainer> container);
   /// Returns the waiting output; null if there is none.
   std::shared_ptr<const ISampleContainer> Pull();

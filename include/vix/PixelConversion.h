@@ -4,7 +4,8 @@
 
 /// @file
 /// Conversion between the packed formats of the elements and the planar formats of other programs.
-/// All formats are 4:2:2: each pair of pixels shares one Cb and one Cr sample.
+/// All formats are 4:2:2, so "Y416" and "b64A" are not among them: each pair of pixels shares one
+/// Cb and one Cr sample.
 
 #include <array>
 #include <cstddef>

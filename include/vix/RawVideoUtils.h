@@ -16,10 +16,10 @@ namespace vix {
 /// Memory layout of uncompressed pictures.
 ///
 /// A "UYVY" row has 2 bytes per pixel, with the width rounded up to even. A "V210" row has 128
-/// bytes for every 48 pixels or part of them. Both formats are a single packed plane, whatever the
-/// chroma sampling of the compressed stream. A picture of any other FourCC has rows of 0 bytes:
-/// elements report an unknown format themselves. Everything here throws a VIXRuntimeError if a
-/// result does not fit into 32 bits.
+/// bytes for every 48 pixels or part of them. A "Y416" or "b64A" row has 8 bytes per pixel. Every
+/// format is a single packed plane, whatever the chroma sampling of the compressed stream. A
+/// picture of any other FourCC has rows of 0 bytes: elements report an unknown format themselves.
+/// Everything here throws a VIXRuntimeError if a result does not fit into 32 bits.
 namespace RawVideoUtils {
 
 /// Returns the bytes per row of each plane of the picture described.

@@ -75,7 +75,8 @@ class VIX_API IEncodingParameters {
 /// The numbered properties are 32-bit values that elements copy from input to output. Host programs
 /// of this core use them as follows: 1 chroma sampling (a VideoChroma); 2, 3, 4
 /// colour primaries, transfer characteristics and matrix coefficients (code points of ISO/IEC
-/// 23091-2); 6 sample structure (2 = packed 4:2:2); 11 picture structure as stored (1 = frames).
+/// 23091-2); 6 sample structure (2 = packed 4:2:2, 4 = packed 4:4:4:4); 11 picture structure as
+/// stored (1 = frames).
 class VIX_API IVideoParameters : public IEncodingParameters {
  public:
   /// Sets a property without checks.
@@ -131,7 +132,7 @@ class VIX_API IVideoParameters_RAW : public IVideoParameters {
 /// Parameters of ProRes video.
 class VIX_API IVideoParameters_ProRes : public IVideoParameters {
  public:
-  /// Returns the variant of the frames.
+  /// Returns the variant of the frames; 0 for frames of 4444, whose variants are not enumerated.
   virtual ProResCodecVariant GetProResCodecVariant() const = 0;
   /// Sets the variant.
   virtual void SetProResCodecVariant(ProResCodecVariant value) = 0;

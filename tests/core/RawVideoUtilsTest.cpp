@@ -36,11 +36,17 @@ constexpr Geometry kGeometries[] = {
     {kFourCC_V210, 1280, 720, 3456, 2488320},
     {kFourCC_V210, 720, 486, 1920, 933120},
     {kFourCC_V210, 65535, 16, 174848, 2797568},
+    {kFourCC_Y416, 1920, 1080, 15360, 16588800},
+    {kFourCC_Y416, 1, 1, 8, 8},
+    {kFourCC_Y416, 719, 575, 5752, 3307400},
+    {kFourCC_b64A, 1920, 1080, 15360, 16588800},
+    {kFourCC_b64A, 65535, 3, 524280, 1572840},
+    {kFourCC_b64A, 0, 0, 0, 0},
 };
 
 TEST(RawVideoUtils, ReturnsStridesAndFrameSizes) {
   for (const Geometry& expected : kGeometries) {
-    for (const auto chroma : {VideoChroma::C422, VideoChroma::C444}) {
+    for (const auto chroma : {VideoChroma::C422, VideoChroma::C444, VideoChroma::C4444}) {
       SCOPED_TRACE(testing::Message() << expected.fourcc << ' ' << expected.width);
       EXPECT_THAT(
           RawVideoUtils::GetStrides(expected.fourcc, chroma, expected.width, expected.height),
@@ -88,6 +94,8 @@ TEST(RawVideoUtils, RejectsPicturesLargerThan32Bits) {
   EXPECT_THAT(ErrorTextOf([&] { strides(kFourCC_UYVY, 2147483647); }), HasSubstr("2147483647x1"));
   EXPECT_THAT(ErrorTextOf([&] { strides(kFourCC_V210, kLargest); }),
               HasSubstr("larger than the largest buffer"));
+  EXPECT_THAT(strides(kFourCC_Y416, 536870911), ElementsAre(4294967288u));
+  EXPECT_THAT(ErrorTextOf([&] { strides(kFourCC_b64A, 536870912); }), HasSubstr("536870912x1"));
 
   const auto frameBytes = [](unsigned width, unsigned height) {
     return RawVideoUtils::GetFrameBytes(kFourCC_UYVY, VideoChroma::C422, width, height);
