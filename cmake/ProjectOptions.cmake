@@ -56,3 +56,13 @@ function(vix_shared_library target)
     VERSION ${PROJECT_VERSION} SOVERSION ${PROJECT_VERSION_MAJOR}
     INSTALL_RPATH "$ORIGIN" BUILD_WITH_INSTALL_RPATH TRUE)
 endfunction()
+
+# vix_publish_plugin(target): links the library from the folder where vix::LoadPlugins() finds it.
+function(vix_publish_plugin target)
+  set(folder ${CMAKE_LIBRARY_OUTPUT_DIRECTORY}/${VIX_PLUGIN_FOLDER})
+  add_custom_command(TARGET ${target} POST_BUILD
+    COMMAND ${CMAKE_COMMAND} -E make_directory ${folder}
+    COMMAND ${CMAKE_COMMAND} -E create_symlink ../$<TARGET_SONAME_FILE_NAME:${target}>
+            ${folder}/$<TARGET_LINKER_FILE_NAME:${target}>
+    VERBATIM)
+endfunction()

@@ -13,6 +13,7 @@ MOST_LINES = 350
 INCLUDE_PATHS = {
     "include": ["include"],
     "src": ["include"],
+    "src4444": ["include"],
     "core": ["include", "core", "codec"],
     "codec": ["include", "codec"],
     "tool": ["include", "tool", "codec"],
@@ -36,6 +37,7 @@ ALLOWED = {
     "include/vix/ProResCodecHook.h": ["include"],  # for hosts that link both libraries
     "include/ProRes": ["include/ProRes"],
     "src": ["src", "include"],
+    "src4444": ["src4444", "include"],
     "core": ["core", "include", "codec/cpu", "codec/bitstream"],
     "core/pixels": ["core/pixels", "include", "codec/pixel", "codec/cpu"],
     "codec/api": ["codec", "include/ProRes"],
