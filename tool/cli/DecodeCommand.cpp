@@ -20,7 +20,8 @@ Rational HalveAspect(Rational aspect) {
 
 StreamFormat DecodedFormat(StreamFormat source, const DecodeOptions& options) {
   source.code = ChooseFourCC(options.output, options.fourcc);
-  source.is444 = source.hasAlpha = false;
+  source.is444 = false;
+  source.alphaBits = 0;
   if (options.skipField && source.IsInterlaced() && source.height > 1) {
     source.height /= 2;
     source.sampleAspect = HalveAspect(source.sampleAspect);
@@ -37,7 +38,7 @@ std::vector<std::string> FindNotes(const DecodeOptions& options, const FrameRead
   if (reader.GetFormat().is444) {
     notes.push_back(reader.GetName() + ": converts 4:4:4 to 4:2:2");
   }
-  if (reader.GetFormat().hasAlpha) {
+  if (reader.GetFormat().HasAlpha()) {
     notes.push_back(reader.GetName() + ": drops the alpha channel");
   }
   return notes;

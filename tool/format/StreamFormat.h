@@ -52,8 +52,8 @@ struct StreamFormat {
   Rational sampleAspect{0, 1};  ///< width to height of a pixel; 0 = unknown
   FieldOrder fieldOrder = FieldOrder::Unknown;
   Colour colour;
-  bool is444 = false;     ///< ProRes with chroma for every pixel
-  bool hasAlpha = false;  ///< ProRes with an alpha channel
+  bool is444 = false;     ///< chroma for every pixel
+  int alphaBits = 0;      ///< 8 or 16 bits of an alpha channel; 0 = it has none
   bool isPadded = false;  ///< width and height may be rounded up to macroblocks, as in MXF
   /// Rotation and mirroring by players, as in a .mov: columns a b u, c d v, x y w of a matrix in
   /// fixed point (16.16, last column 2.30); nullopt = none.
@@ -62,6 +62,7 @@ struct StreamFormat {
   std::optional<ContentLight> contentLight = std::nullopt;
 
   bool IsRaw() const { return code == vix::kFourCC_UYVY || code == vix::kFourCC_V210; }
+  bool HasAlpha() const { return alphaBits > 0; }
   bool IsInterlaced() const {
     return fieldOrder == FieldOrder::TopFirst || fieldOrder == FieldOrder::BottomFirst;
   }

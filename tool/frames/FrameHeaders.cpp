@@ -18,6 +18,17 @@ Rational ToRational(prores::Ratio ratio) {
   return {ratio.numerator, ratio.denominator};
 }
 
+int AlphaBitsOf(prores::AlphaType type) {
+  switch (type) {
+    case prores::AlphaType::k8Bit:
+      return 8;
+    case prores::AlphaType::k16Bit:
+      return 16;
+    default:
+      return 0;
+  }
+}
+
 }  // namespace
 
 std::optional<ParsedHeader> ParseHeader(std::span<const std::uint8_t> frame) {
@@ -69,7 +80,7 @@ StreamFormat FormatOf(const prores::FrameHeader& header) {
   format.fieldOrder = FieldOrderOf(header.interlaceMode);
   format.colour = ColourOf(header);
   format.is444 = header.chromaFormat == prores::ChromaFormat::k444;
-  format.hasAlpha = header.alphaType != prores::AlphaType::kNone;
+  format.alphaBits = AlphaBitsOf(header.alphaType);
   return format;
 }
 
@@ -79,7 +90,7 @@ StreamFormat CombineFormats(StreamFormat container, const prores::FrameHeader& h
   const StreamFormat told = FormatOf(header);
   container.fieldOrder = told.fieldOrder;
   container.is444 = told.is444;
-  container.hasAlpha = told.hasAlpha;
+  container.alphaBits = told.alphaBits;
   if (container.sampleAspect.numerator == 0) container.sampleAspect = told.sampleAspect;
   if (!container.colour.IsSpecified()) {
     const ColourRange range = container.colour.range;

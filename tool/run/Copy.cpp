@@ -66,7 +66,7 @@ constexpr SharedProperty kShared[] = {
      kCopyApart},
     {"variant", [](const StreamFormat& stream) { return DescribeCode(stream.code); }, kCopyApart},
     {"alpha channel",
-     [](const StreamFormat& stream) { return std::string(stream.hasAlpha ? "coded" : "none"); },
+     [](const StreamFormat& stream) { return std::string(stream.HasAlpha() ? "coded" : "none"); },
      kCopyApart},
     {"frame rate", [](const StreamFormat& stream) { return Describe(stream.rate); }, kCopyApart},
     {"scan",

@@ -25,7 +25,7 @@ StreamFormat DecodedFormat(StreamFormat format) {
   format.code = vix::kFourCC_V210;
   format.colour.range = ColourRange::Limited;
   format.is444 = false;
-  format.hasAlpha = false;
+  format.alphaBits = 0;
   format.isPadded = false;
   return format;
 }
@@ -159,7 +159,7 @@ class DecodedProResReader::Decoders {
 DecodedProResReader::DecodedProResReader(std::unique_ptr<ProResReader> reader)
     : reader_(std::move(reader)), decoders_(std::make_shared<Decoders>(reader_->GetFormat())) {
   description_ = reader_->GetDescription();
-  if (GetFormat().hasAlpha) {
+  if (GetFormat().HasAlpha()) {
     description_.note +=
         (description_.note.empty() ? "" : "\n") + GetName() + ": its alpha channel is left out";
   }
