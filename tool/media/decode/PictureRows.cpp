@@ -2,6 +2,7 @@
 #include "media/decode/PictureRows.h"
 
 #include <algorithm>
+#include <array>
 #include <bit>
 #include <cmath>
 #include <cstring>
@@ -12,7 +13,8 @@
 namespace vixprores {
 namespace {
 
-constexpr unsigned kRgbBits = 16;
+constexpr unsigned kWideBits = 16;
+constexpr unsigned kPaletteBits = 8;
 constexpr std::uint64_t kUnreadFlags = AV_PIX_FMT_FLAG_HWACCEL | AV_PIX_FMT_FLAG_BITSTREAM |
                                        AV_PIX_FMT_FLAG_BAYER | AV_PIX_FMT_FLAG_FLOAT;
 
@@ -58,6 +60,17 @@ bool IsFullRange(const AVFrame& picture, const AVPixFmtDescriptor& layout) {
   }
 }
 
+// Scales samples of that depth to 16 bits, so that the largest one becomes 65535.
+void Widen(unsigned depth, std::span<std::uint16_t> samples) {
+  if (depth == kWideBits) return;
+  // 65535 / most with 32 bits after the binary point, which rounds like the exact fraction.
+  const std::uint64_t most = (1U << depth) - 1;
+  const std::uint64_t factor = ((std::uint64_t{65535} << 32U) + most / 2) / most;
+  for (std::uint16_t& sample : samples) {
+    sample = static_cast<std::uint16_t>((sample * factor + (1U << 31U)) >> 32U);
+  }
+}
+
 }  // namespace
 
 PictureKind KindOf(const AVFrame& picture) {
@@ -100,19 +113,54 @@ void PictureRows::Read(const AVFrame& picture, unsigned component, int row,
     std::ranges::fill(samples, static_cast<std::uint16_t>(1U << (depth_ - 1)));
     return;
   }
-  const bool hasPalette = (layout_.flags & AV_PIX_FMT_FLAG_PAL) != 0;
+  ReadComponent(picture, component, row, samples);
+  if (isRgb_) Widen(DepthOf(component), samples);
+}
+
+unsigned PictureRows::GetAlphaDepth() const {
+  if (!HasAlpha()) return 0;
+  return DepthOf(layout_.nb_components - 1U);
+}
+
+void PictureRows::ReadAlpha(const AVFrame& picture, int row,
+                            std::span<std::uint16_t> samples) const {
+  if (!HasAlpha()) {
+    std::ranges::fill(samples, std::uint16_t{0xFFFF});
+    return;
+  }
+  const unsigned component = HasPalette() ? 3 : layout_.nb_components - 1U;
+  ReadComponent(picture, component, row, samples);
+  Widen(GetAlphaDepth(), samples);
+}
+
+unsigned PictureRows::DepthOf(unsigned component) const {
+  return HasPalette() ? kPaletteBits : static_cast<unsigned>(layout_.comp[component].depth);
+}
+
+void PictureRows::ReadComponent(const AVFrame& picture, unsigned component, int row,
+                                std::span<std::uint16_t> samples) const {
+  if (HasPalette()) return ReadPalette(picture, component, row, samples);
   const AVComponentDescriptor& place = layout_.comp[component];
-  const bool isRegular = !hasPalette && IsNative(layout_) && place.depth + place.shift <= 16;
+  const bool isRegular = IsNative(layout_) && place.depth + place.shift <= 16;
   if (isRegular && (place.depth + place.shift <= 8 || place.step % 2 == 0)) {
     ReadBytes(picture, place, row, samples);
   } else {
-    // The entries of a palette are stored in the order blue, green, red.
-    const int index = static_cast<int>(hasPalette ? 2 - component : component);
     av_read_image_line2(samples.data(), const_cast<const std::uint8_t**>(picture.data),
-                        picture.linesize, &layout_, 0, row, index, static_cast<int>(samples.size()),
-                        hasPalette ? 1 : 0, sizeof(std::uint16_t));
+                        picture.linesize, &layout_, 0, row, static_cast<int>(component),
+                        static_cast<int>(samples.size()), 0, sizeof(std::uint16_t));
   }
-  if (isRgb_) Widen(hasPalette ? 8 : static_cast<unsigned>(place.depth), samples);
+}
+
+// The entries of a palette are words of alpha, red, green and blue, from the highest byte down.
+void PictureRows::ReadPalette(const AVFrame& picture, unsigned component, int row,
+                              std::span<std::uint16_t> samples) {
+  constexpr std::array<int, 4> kShifts{16, 8, 0, 24};
+  const std::uint8_t* const indices = picture.data[0] + std::ptrdiff_t{row} * picture.linesize[0];
+  for (std::size_t x = 0; x < samples.size(); ++x) {
+    std::uint32_t entry = 0;
+    std::memcpy(&entry, picture.data[1] + std::size_t{4} * indices[x], sizeof entry);
+    samples[x] = static_cast<std::uint16_t>(entry >> kShifts[component] & 0xFF);
+  }
 }
 
 // Reads a component whose samples lie at equal distances in whole bytes or words.
@@ -134,17 +182,6 @@ void PictureRows::ReadBytes(const AVFrame& picture, const AVComponentDescriptor&
     std::uint16_t word = 0;
     std::memcpy(&word, bytes + x * step, sizeof word);
     samples[x] = static_cast<std::uint16_t>((word >> shift) & mask);
-  }
-}
-
-// Scales samples of that depth to 16 bits, so that the largest one becomes 65535.
-void PictureRows::Widen(unsigned depth, std::span<std::uint16_t> samples) const {
-  if (depth == kRgbBits) return;
-  // 65535 / most with 32 bits after the binary point, which rounds like the exact fraction.
-  const std::uint64_t most = (1U << depth) - 1;
-  const std::uint64_t factor = ((std::uint64_t{65535} << 32U) + most / 2) / most;
-  for (std::uint16_t& sample : samples) {
-    sample = static_cast<std::uint16_t>((sample * factor + (1U << 31U)) >> 32U);
   }
 }
 

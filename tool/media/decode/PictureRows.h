@@ -33,8 +33,8 @@ PictureKind KindOf(const AVFrame& picture);
 AVChromaLocation ChromaSitingOf(const PictureKind& kind);
 
 /// The layout of decoded pictures, and their rows as plain samples, whatever the layout. Reads
-/// integer formats of up to 16 bits: YCbCr of any subsampling, grey, RGB and palettes; an alpha
-/// channel is ignored. May be used by several threads at once.
+/// integer formats of up to 16 bits: YCbCr of any subsampling, grey, RGB and palettes, with or
+/// without alpha. May be used by several threads at once.
 class PictureRows {
  public:
   /// @throws Failure that names the format and the filter that would convert it, if it is not read
@@ -43,8 +43,10 @@ class PictureRows {
   bool IsRgb() const { return isRgb_; }
   bool IsGrey() const { return isGrey_; }
   bool HasAlpha() const { return (layout_.flags & AV_PIX_FMT_FLAG_ALPHA) != 0; }
-  /// Bits of the deepest component.
+  /// Bits of the deepest component of colour.
   unsigned GetDepth() const { return depth_; }
+  /// Bits of alpha; 0 = none.
+  unsigned GetAlphaDepth() const;
   /// Binary logarithms of the pixels across and down that share a chroma sample.
   unsigned GetSubsampleW() const { return layout_.log2_chroma_w; }
   unsigned GetSubsampleH() const { return layout_.log2_chroma_h; }
@@ -57,11 +59,18 @@ class PictureRows {
   /// @param row of the component, within the picture
   void Read(const AVFrame& picture, unsigned component, int row,
             std::span<std::uint16_t> samples) const;
+  /// Reads the first alpha samples of a row, scaled to 16 bits; 65535, opaque, if there is none.
+  void ReadAlpha(const AVFrame& picture, int row, std::span<std::uint16_t> samples) const;
 
  private:
+  void ReadComponent(const AVFrame& picture, unsigned component, int row,
+                     std::span<std::uint16_t> samples) const;
   void ReadBytes(const AVFrame& picture, const AVComponentDescriptor& component, int row,
                  std::span<std::uint16_t> samples) const;
-  void Widen(unsigned depth, std::span<std::uint16_t> samples) const;
+  static void ReadPalette(const AVFrame& picture, unsigned component, int row,
+                          std::span<std::uint16_t> samples);
+  bool HasPalette() const { return (layout_.flags & AV_PIX_FMT_FLAG_PAL) != 0; }
+  unsigned DepthOf(unsigned component) const;
 
   const AVPixFmtDescriptor& layout_;
   bool isRgb_;
