@@ -3,11 +3,14 @@
 #include <zimg.h>
 
 #include <algorithm>
+#include <array>
 #include <cstdint>
+#include <cstring>
 #include <memory>
 #include <random>
 #include <vector>
 
+#include "ConverterTest.h"
 #include "base/Errors.h"
 #include "media/decode/PictureConverter.h"
 #include "media/decode/PictureRows.h"
@@ -21,60 +24,11 @@ extern "C" {
 namespace vixprores {
 namespace {
 
-struct FrameFree {
-  void operator()(AVFrame* frame) const { av_frame_free(&frame); }
-};
-using UniqueFrame = std::unique_ptr<AVFrame, FrameFree>;
-
-UniqueFrame MakePicture(AVPixelFormat format, int width, int height) {
-  UniqueFrame frame(av_frame_alloc());
-  frame->format = format;
-  frame->width = width;
-  frame->height = height;
-  EXPECT_EQ(av_frame_get_buffer(frame.get(), 0), 0);
-  for (const AVBufferRef* memory : frame->buf) {
-    if (memory) std::fill_n(memory->data, memory->size, std::uint8_t{0});
-  }
-  return frame;
-}
-
-// Fills every component with valid samples.
-void FillAtRandom(AVFrame& frame, unsigned seed) {
-  std::mt19937 random(seed);
-  const auto format = static_cast<AVPixelFormat>(frame.format);
-  const AVPixFmtDescriptor& layout = *av_pix_fmt_desc_get(format);
-  const bool hasPalette = (layout.flags & AV_PIX_FMT_FLAG_PAL) != 0;
-  if (hasPalette) {
-    for (int i = 0; i < 1024; ++i) frame.data[1][i] = static_cast<std::uint8_t>(random());
-  }
-  std::vector<std::uint16_t> row(static_cast<std::size_t>(frame.width));
-  for (int c = 0; c < layout.nb_components; ++c) {
-    const bool isChroma = (layout.flags & AV_PIX_FMT_FLAG_RGB) == 0 && (c == 1 || c == 2);
-    const int width = isChroma ? AV_CEIL_RSHIFT(frame.width, layout.log2_chroma_w) : frame.width;
-    const int height = isChroma ? AV_CEIL_RSHIFT(frame.height, layout.log2_chroma_h) : frame.height;
-    for (int y = 0; y < height; ++y) {
-      for (auto& sample : row) {
-        sample = static_cast<std::uint16_t>(random() & ((1U << layout.comp[c].depth) - 1));
-      }
-      av_write_image_line2(row.data(), frame.data, frame.linesize, &layout, 0, y, c, width, 2);
-    }
-  }
-}
-
-PictureTarget TargetOf(int width, int height, FieldOrder order = FieldOrder::Progressive) {
-  PictureTarget target;
-  target.format.code = vix::kFourCC_V210;
-  target.format.width = static_cast<std::uint32_t>(width);
-  target.format.height = static_cast<std::uint32_t>(height);
-  target.format.fieldOrder = order;
-  return target;
-}
-
-std::vector<std::uint8_t> Convert(const PictureTarget& target, const AVFrame& picture) {
-  std::vector<std::uint8_t> packed(target.format.FrameBytes(), 0xAA);
-  PictureConverter(target, "clip.mov").Convert(picture, packed.data());
-  return packed;
-}
+using test::Convert;
+using test::FillAtRandom;
+using test::MakePicture;
+using test::TargetOf;
+using test::UniqueFrame;
 
 /// The samples of a packed picture.
 struct Planes {
@@ -108,6 +62,8 @@ constexpr AVPixelFormat kFormats[] = {
     AV_PIX_FMT_GBRAP16LE,   AV_PIX_FMT_X2RGB10LE,   AV_PIX_FMT_PAL8,        AV_PIX_FMT_GRAY8,
     AV_PIX_FMT_GRAY12LE,    AV_PIX_FMT_GRAY16BE,    AV_PIX_FMT_YA8};
 
+constexpr vix::FourCC kTargets[] = {vix::kFourCC_V210, vix::kFourCC_Y416};
+
 class PictureConverterFormats : public testing::TestWithParam<AVPixelFormat> {};
 
 TEST_P(PictureConverterFormats, AreConvertedAlikeOnEveryProcessor) {
@@ -116,13 +72,16 @@ TEST_P(PictureConverterFormats, AreConvertedAlikeOnEveryProcessor) {
       const UniqueFrame picture = MakePicture(GetParam(), width, height);
       picture->interlaced_frame = order == FieldOrder::TopFirst ? 1 : 0;
       FillAtRandom(*picture, 1);
-      PictureTarget target = TargetOf(width, height, order);
-      const auto best = Convert(target, *picture);
-      // Levels that the processor lacks count as the best one.
-      for (const int level :
-           {ZIMG_CPU_X86_MMX, ZIMG_CPU_X86_SSE2, ZIMG_CPU_X86_AVX, ZIMG_CPU_X86_AVX2}) {
-        target.cpuLevel = level;
-        EXPECT_EQ(Convert(target, *picture), best) << width << 'x' << height << " at " << level;
+      for (const vix::FourCC code : kTargets) {
+        PictureTarget target = TargetOf(width, height, order);
+        target.format.code = code;
+        const auto best = Convert(target, *picture);
+        // Levels that the processor lacks count as the best one.
+        for (const int level :
+             {ZIMG_CPU_X86_MMX, ZIMG_CPU_X86_SSE2, ZIMG_CPU_X86_AVX, ZIMG_CPU_X86_AVX2}) {
+          target.cpuLevel = level;
+          EXPECT_EQ(Convert(target, *picture), best) << width << 'x' << height << " at " << level;
+        }
       }
     }
   }
@@ -132,11 +91,14 @@ TEST_P(PictureConverterFormats, AreScaledAlikeOnEveryProcessor) {
   const UniqueFrame picture = MakePicture(GetParam(), 97, 50);
   FillAtRandom(*picture, 2);
   for (const auto& [width, height] : {std::pair{48, 25}, {131, 77}, {33, 50}}) {
-    PictureTarget target = TargetOf(width, height);
-    const auto best = Convert(target, *picture);
-    for (const int level : {ZIMG_CPU_X86_MMX, ZIMG_CPU_X86_SSE2, ZIMG_CPU_X86_AVX2}) {
-      target.cpuLevel = level;
-      EXPECT_EQ(Convert(target, *picture), best) << width << 'x' << height << " at " << level;
+    for (const vix::FourCC code : kTargets) {
+      PictureTarget target = TargetOf(width, height);
+      target.format.code = code;
+      const auto best = Convert(target, *picture);
+      for (const int level : {ZIMG_CPU_X86_MMX, ZIMG_CPU_X86_SSE2, ZIMG_CPU_X86_AVX2}) {
+        target.cpuLevel = level;
+        EXPECT_EQ(Convert(target, *picture), best) << width << 'x' << height << " at " << level;
+      }
     }
   }
 }
@@ -196,6 +158,21 @@ TEST(PictureConverter, ConvertsRgbByTheMatrix) {
   EXPECT_EQ(ConvertColour(AVCOL_SPC_BT709, {255, 0, 0}), (Sample{250, 409, 960}));
   EXPECT_EQ(ConvertColour(AVCOL_SPC_SMPTE170M, {255, 0, 0}), (Sample{326, 361, 960}));
   EXPECT_EQ(ConvertColour(AVCOL_SPC_BT2020_NCL, {0, 0, 255}), (Sample{116, 960, 476}));
+}
+
+TEST(PictureConverter, ReadsTheColoursOfPalettes) {
+  const UniqueFrame picture = MakePicture(AV_PIX_FMT_PAL8, 4, 1);
+  const UniqueFrame rgb = MakePicture(AV_PIX_FMT_RGB24, 4, 1);
+  for (int x = 0; x < 4; ++x) {
+    const std::uint32_t entry = 0xFF102030U + 0x00304010U * static_cast<std::uint32_t>(x);
+    picture->data[0][x] = static_cast<std::uint8_t>(5 + x);
+    reinterpret_cast<std::uint32_t*>(picture->data[1])[5 + x] = entry;
+    for (int c = 0; c < 3; ++c) {
+      rgb->data[0][3 * x + c] = static_cast<std::uint8_t>(entry >> (16 - 8 * c));
+    }
+  }
+  const PictureTarget target = TargetOf(4, 1);
+  EXPECT_EQ(Convert(target, *picture), Convert(target, *rgb));
 }
 
 TEST(PictureConverter, TakesTheMatrixOfUnlabelledRgbFromTheHeight) {

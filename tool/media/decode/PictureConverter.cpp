@@ -62,6 +62,7 @@ class PictureConverter::Conversion {
  private:
   /// The conversion of all lines, or of those of one field.
   struct Part {
+    Channels channels;
     Lines lines;
     zimgxx::FilterGraph graph;
     RowRing read, written;
@@ -69,14 +70,18 @@ class PictureConverter::Conversion {
   };
 
   bool ConvertsFields() const;
+  bool IsDeep() const { return target_.format.code != vix::kFourCC_V210; }
+  bool ConvertsAlpha() const { return IsDeep() && rows_.HasAlpha(); }
   Colour SourceColour() const;
-  void AddPart(const Lines& lines);
-  zimgxx::zimage_format DescribeSource(const Lines& lines) const;
+  void AddParts(const Lines& lines);
+  void AddPart(Channels channels, const Lines& lines);
+  zimgxx::zimage_format DescribeAlpha(const Lines& lines) const;
+  zimgxx::zimage_format DescribeColours(const Lines& lines) const;
   zimgxx::zimage_format DescribeTarget(const zimgxx::zimage_format& source,
                                        const Lines& lines) const;
   zimgxx::zfilter_graph_builder_params DescribeFilter(bool isField) const;
   std::optional<zimgxx::zimage_buffer_const> FindPlanes(const AVFrame& picture,
-                                                        const Lines& lines) const;
+                                                        const Part& part) const;
 
   const PictureTarget& target_;
   PictureKind kind_;
@@ -106,10 +111,10 @@ PictureConverter::Conversion::Conversion(const PictureTarget& target, const Pict
   }
   try {
     if (ConvertsFields()) {
-      AddPart({0, 2, ZIMG_FIELD_TOP});
-      AddPart({1, 2, ZIMG_FIELD_BOTTOM});
+      AddParts({0, 2, ZIMG_FIELD_TOP});
+      AddParts({1, 2, ZIMG_FIELD_BOTTOM});
     } else {
-      AddPart({});
+      AddParts({});
     }
   } catch (const zimgxx::zerror& error) {
     if (error.code == ZIMG_ERROR_OUT_OF_MEMORY) throw std::bad_alloc();
@@ -138,7 +143,19 @@ Colour PictureConverter::Conversion::SourceColour() const {
   return colour;
 }
 
-zimgxx::zimage_format PictureConverter::Conversion::DescribeSource(const Lines& lines) const {
+zimgxx::zimage_format PictureConverter::Conversion::DescribeAlpha(const Lines& lines) const {
+  zimgxx::zimage_format alpha;
+  alpha.width = RoundUpTo(static_cast<unsigned>(kind_.width), 2);
+  alpha.height = static_cast<unsigned>(lines.Count(kind_.height));
+  alpha.depth = kWorkBits;
+  alpha.pixel_type = ZIMG_PIXEL_WORD;
+  alpha.color_family = ZIMG_COLOR_GREY;
+  alpha.field_parity = lines.parity;
+  alpha.pixel_range = ZIMG_RANGE_FULL;
+  return alpha;
+}
+
+zimgxx::zimage_format PictureConverter::Conversion::DescribeColours(const Lines& lines) const {
   const unsigned stepW = rows_.IsRgb() ? 1 : 1U << rows_.GetSubsampleW();
   const unsigned stepH = rows_.IsRgb() ? 1 : 1U << rows_.GetSubsampleH();
   zimgxx::zimage_format source;
@@ -162,17 +179,16 @@ zimgxx::zimage_format PictureConverter::Conversion::DescribeTarget(
   const StreamFormat& format = target_.format;
   const bool isScaled = static_cast<std::uint32_t>(kind_.width) != format.width ||
                         static_cast<std::uint32_t>(kind_.height) != format.height;
-  zimgxx::zimage_format target;
+  zimgxx::zimage_format target = source;
   target.width = isScaled ? RoundUpTo(format.width, 2) : source.width;
   target.height = isScaled ? static_cast<unsigned>(lines.Count(static_cast<int>(format.height)))
                            : source.height;
+  if (source.color_family == ZIMG_COLOR_GREY) return target;
   target.depth = kWorkBits;
   target.pixel_type = ZIMG_PIXEL_WORD;
-  target.color_family = ZIMG_COLOR_YUV;
-  target.subsample_w = 1;
+  target.subsample_w = IsDeep() ? 0 : 1;
+  target.subsample_h = 0;
   target.chroma_location = ZIMG_CHROMA_LEFT;
-  target.field_parity = lines.parity;
-  target.pixel_range = ZIMG_RANGE_LIMITED;
   if (target_.colour) DescribeColour(*target_.colour, target);
   return target;
 }
@@ -198,8 +214,14 @@ zimgxx::zfilter_graph_builder_params PictureConverter::Conversion::DescribeFilte
   return filter;
 }
 
-void PictureConverter::Conversion::AddPart(const Lines& lines) {
-  auto source = DescribeSource(lines);
+// Alpha first: colours may have to be divided by it.
+void PictureConverter::Conversion::AddParts(const Lines& lines) {
+  if (ConvertsAlpha()) AddPart(Channels::Alpha, lines);
+  AddPart(Channels::Colour, lines);
+}
+
+void PictureConverter::Conversion::AddPart(Channels channels, const Lines& lines) {
+  auto source = channels == Channels::Alpha ? DescribeAlpha(lines) : DescribeColours(lines);
   const auto target = DescribeTarget(source, lines);
   const auto exactWidth = static_cast<unsigned>(kind_.width);
   const auto exactHeight = static_cast<unsigned>(lines.Count(kind_.height));
@@ -217,13 +239,16 @@ void PictureConverter::Conversion::AddPart(const Lines& lines) {
   RowRing written(std::size_t{2} * target.width, graph.get_output_buffering(), target.height);
   auto scratch = AllocateAligned(graph.get_tmp_size());
   parts_.push_back(
-      {lines, std::move(graph), std::move(read), std::move(written), std::move(scratch)});
+      {channels, lines, std::move(graph), std::move(read), std::move(written), std::move(scratch)});
 }
 
 // Returns the planes if libzimg can read them where they are.
 std::optional<zimgxx::zimage_buffer_const> PictureConverter::Conversion::FindPlanes(
-    const AVFrame& picture, const Lines& lines) const {
-  if (!rows_.IsPlanar() || isPadded_ || isFull_) return std::nullopt;
+    const AVFrame& picture, const Part& part) const {
+  const Lines& lines = part.lines;
+  if (part.channels == Channels::Alpha || !rows_.IsPlanar() || isPadded_ || isFull_) {
+    return std::nullopt;
+  }
   zimgxx::zimage_buffer_const planes;
   for (unsigned plane = 0; plane < kPlanes; ++plane) {
     const std::ptrdiff_t stride = picture.linesize[plane];
@@ -238,13 +263,17 @@ std::optional<zimgxx::zimage_buffer_const> PictureConverter::Conversion::FindPla
 
 void PictureConverter::Conversion::Run(const AVFrame& picture, std::uint8_t* packed) {
   const StreamFormat& format = target_.format;
-  const std::size_t stride = vix::GetPixelRowBytes(vix::PixelFormat::V210, 0, format.width);
+  const std::size_t stride = format.FrameBytes() / format.height;
+  if (IsDeep() && !ConvertsAlpha()) std::fill_n(packed, format.FrameBytes(), std::uint8_t{0xFF});
   for (Part& part : parts_) {
-    PackedRows output{format, packed, stride, part.lines, rows_.GetDepth(), part.written};
-    SourceRows input{picture, rows_, matrix_, isFull_, part.lines, 0, part.read, rgb_};
+    PackedRows output{format,           part.channels, target_.isPremultiplied && ConvertsAlpha(),
+                      packed,           stride,        part.lines,
+                      rows_.GetDepth(), part.written};
+    SourceRows input{picture,    rows_, part.channels, matrix_, isFull_,
+                     part.lines, 0,     part.read,     rgb_};
     input.width = RoundUpTo(static_cast<unsigned>(kind_.width),
                             std::max(rows_.IsRgb() ? 1U : 1U << rows_.GetSubsampleW(), 2U));
-    const auto planes = FindPlanes(picture, part.lines);
+    const auto planes = FindPlanes(picture, part);
     try {
       part.graph.process(planes ? *planes : part.read.Get().as_const(), part.written.Get(),
                          part.scratch.data(), planes ? nullptr : SourceRows::Read, &input,

@@ -20,9 +20,13 @@ namespace vixprores {
 
 /// What becomes of decoded pictures.
 struct PictureTarget {
-  /// Size of the converted pictures and their fields. "V210", limited range. For RGB pictures, its
-  /// matrix is that of the conversion (unspecified = UsualMatrix()); other pictures keep theirs.
+  /// Size of the converted pictures and their fields. "V210" or "Y416", limited range. For RGB
+  /// pictures, its matrix is that of the conversion (unspecified = UsualMatrix()); other pictures
+  /// keep theirs.
   StreamFormat format;
+  /// Whether colours are stored multiplied by alpha. "Y416" has them straight; where alpha is 0,
+  /// they stay as they are.
+  bool isPremultiplied = false;
   /// Colours to convert to, in linear light; none = as they are.
   std::optional<Colour> colour = std::nullopt;
   /// Luminance in cd/m2 of the brightest white that is kept when PQ or HLG becomes SDR; 0 = none.
@@ -31,15 +35,17 @@ struct PictureTarget {
   int cpuLevel = 0;
 };
 
-/// Converts pictures of any size and format that PictureRows reads to packed 4:2:2 of 10 bits.
+/// Converts pictures of any size and format that PictureRows reads to packed 4:2:2 of 10 bits, or
+/// to 4:4:4 of 16 bits with alpha.
 ///
 /// Chroma is resampled from where the picture says that it is sited to where 4:2:2 has it, and
 /// pictures are scaled, with a cubic spline over six samples (libzimg's Spline36); chroma of fields
 /// with a windowed sinc over as many (Lanczos). Interlaced
 /// pictures with fewer lines of chroma, and those that change their height, are converted field by
-/// field. Full range becomes limited. Samples of more than 10 bits are dithered by an ordered
-/// pattern, others are rounded. All sums are of integers, so that results are the same on all
-/// machines; conversion of colours keeps to one level of instructions instead.
+/// field. Full range becomes limited. Samples of more than 10 bits are dithered for 10 bits by an
+/// ordered pattern, others are rounded. Alpha is scaled like luma. All sums are of integers, so
+/// that results are the same on all machines; conversion of colours keeps to one level of
+/// instructions instead.
 ///
 /// Used by one thread at a time.
 class PictureConverter {

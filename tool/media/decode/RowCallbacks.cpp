@@ -57,6 +57,30 @@ void Dither(std::span<std::uint16_t> samples, unsigned row, unsigned plane) {
   }
 }
 
+struct Y416Pixel {
+  std::uint16_t alpha, luma, cb, cr;
+};
+
+// Returns a sample whose distance from `zero` was multiplied by alpha; alpha is not 0.
+std::uint16_t Divided(std::uint16_t sample, int zero, std::uint16_t alpha) {
+  constexpr std::int64_t kOpaque = 65535;
+  const std::int64_t distance = sample - zero;
+  const std::int64_t half = distance < 0 ? -(alpha / 2) : alpha / 2;
+  return static_cast<std::uint16_t>(
+      std::clamp<std::int64_t>(zero + (distance * kOpaque + half) / alpha, 0, kOpaque));
+}
+
+void DivideByAlpha(std::span<Y416Pixel> pixels) {
+  constexpr int kBlack = 16 << (kWorkBits - 8);
+  constexpr int kNeutral = 1 << (kWorkBits - 1);
+  for (Y416Pixel& pixel : pixels) {
+    if (pixel.alpha == 0 || pixel.alpha == 65535) continue;
+    pixel.luma = Divided(pixel.luma, kBlack, pixel.alpha);
+    pixel.cb = Divided(pixel.cb, kNeutral, pixel.alpha);
+    pixel.cr = Divided(pixel.cr, kNeutral, pixel.alpha);
+  }
+}
+
 }  // namespace
 
 int PackedRows::Write(void* user, unsigned row, unsigned /*left*/, unsigned /*right*/) {
@@ -74,17 +98,36 @@ void PackedRows::Pack(unsigned row) const {
   const std::size_t line = static_cast<std::size_t>(lines.first) +
                            std::size_t{row} * static_cast<std::size_t>(lines.step);
   if (line >= format.height) return;  // padding
+  std::uint8_t* const target = packed + line * stride;
+  format.code == vix::kFourCC_V210 ? PackV210(row, target) : PackY416(row, target);
+}
+
+void PackedRows::PackV210(unsigned row, std::uint8_t* target) const {
   vix::ConstPixelPicture source{vix::PixelFormat::I216, format.width, 1, {}};
   for (unsigned plane = 0; plane < RowRing::kPlanes; ++plane) {
-    std::uint8_t* const data = ring.Row(plane, row);
     const std::size_t count = plane == 0 ? format.width : (format.width + 1) / 2;
-    const std::span samples(reinterpret_cast<std::uint16_t*>(data), count);
-    if (sourceBits > kTargetBits) Dither(samples, row, plane);
-    source.planes[plane] = {data, 2 * count};
+    if (sourceBits > kTargetBits) Dither({Samples(plane, row), count}, row, plane);
+    source.planes[plane] = {ring.Row(plane, row), 2 * count};
   }
-  const vix::PixelPicture target{
-      vix::PixelFormat::V210, format.width, 1, {{{packed + line * stride, stride}}}};
-  vix::ConvertPixels(source, target);
+  vix::ConvertPixels(source, {vix::PixelFormat::V210, format.width, 1, {{{target, stride}}}});
+}
+
+// Alpha is packed before the colours.
+void PackedRows::PackY416(unsigned row, std::uint8_t* target) const {
+  auto* const pixels = reinterpret_cast<Y416Pixel*>(target);
+  const std::uint16_t* const first = Samples(0, row);
+  if (channels == Channels::Alpha) {
+    for (std::size_t x = 0; x < format.width; ++x) pixels[x].alpha = first[x];
+    return;
+  }
+  const std::uint16_t* const cb = Samples(1, row);
+  const std::uint16_t* const cr = Samples(2, row);
+  for (std::size_t x = 0; x < format.width; ++x) {
+    pixels[x].luma = first[x];
+    pixels[x].cb = cb[x];
+    pixels[x].cr = cr[x];
+  }
+  if (isPremultiplied) DivideByAlpha({pixels, format.width});
 }
 
 // Rows below the picture repeat its last one.
@@ -126,8 +169,19 @@ void SourceRows::ReadRgb(unsigned row) const {
   }
 }
 
+void SourceRows::ReadAlpha(unsigned row) const {
+  const auto count = static_cast<std::size_t>(picture.width);
+  auto* const samples = reinterpret_cast<std::uint16_t*>(ring.Row(0, row));
+  rows.ReadAlpha(picture, LineOf(row, picture.height), {samples, count});
+  std::fill(samples + count, samples + width, samples[count - 1]);
+}
+
 int SourceRows::Read(void* user, unsigned row, unsigned /*left*/, unsigned /*right*/) {
   const auto& self = *static_cast<const SourceRows*>(user);
+  if (self.channels == Channels::Alpha) {
+    self.ReadAlpha(row);
+    return 0;
+  }
   if (self.matrix) {
     self.ReadRgb(row);
     return 0;

@@ -33,10 +33,16 @@ struct Lines {
   int Count(int height) const { return (height - first + step - 1) / step; }
 };
 
-/// Puts the finished rows of a conversion into the packed picture.
+/// What is converted together, as libzimg treats it alike.
+enum class Channels { Colour, Alpha };
+
+/// Puts the finished rows of a conversion into the packed picture: "V210", or "Y416", whose alpha
+/// comes first.
 class PackedRows {
  public:
   const StreamFormat& format;
+  Channels channels;
+  bool isPremultiplied;  ///< colours are to be divided by alpha
   std::uint8_t* packed;
   std::size_t stride;
   Lines lines;
@@ -49,6 +55,11 @@ class PackedRows {
 
  private:
   void Pack(unsigned row) const;
+  void PackV210(unsigned row, std::uint8_t* target) const;
+  void PackY416(unsigned row, std::uint8_t* target) const;
+  std::uint16_t* Samples(unsigned plane, unsigned row) const {
+    return reinterpret_cast<std::uint16_t*>(ring.Row(plane, row));
+  }
 };
 
 /// Provides the rows of a picture that libzimg cannot read where they are.
@@ -56,6 +67,7 @@ class SourceRows {
  public:
   const AVFrame& picture;
   const PictureRows& rows;
+  Channels channels;
   const std::optional<RgbMatrix>& matrix;
   bool isFull;  ///< to be limited
   Lines lines;
@@ -71,6 +83,7 @@ class SourceRows {
   template <typename Sample>
   void ReadPlane(unsigned plane, unsigned row) const;
   void ReadRgb(unsigned row) const;
+  void ReadAlpha(unsigned row) const;
 };
 
 }  // namespace vixprores
