@@ -1,6 +1,7 @@
 // SPDX-License-Identifier: BSD-2-Clause
 #include "run/DecodedProRes.h"
 
+#include <array>
 #include <new>
 #include <utility>
 
@@ -21,11 +22,11 @@ extern "C" {
 namespace vixprores {
 namespace {
 
-StreamFormat DecodedFormat(StreamFormat format) {
-  format.code = vix::kFourCC_V210;
+StreamFormat DecodedFormat(StreamFormat format, bool isDeep) {
+  format.code = isDeep ? vix::kFourCC_Y416 : vix::kFourCC_V210;
   format.colour.range = ColourRange::Limited;
-  format.is444 = false;
-  format.alphaBits = 0;
+  format.is444 = isDeep;
+  if (!isDeep) format.alphaBits = 0;
   format.isPadded = false;
   return format;
 }
@@ -35,9 +36,10 @@ StreamFormat DecodedFormat(StreamFormat format) {
 // Decodes frames of one stream. Used by one thread.
 class ProResFrameDecoder {
  public:
-  ProResFrameDecoder(const StreamFormat& stream, int threads)
-      : pictureBytes_(DecodedFormat(stream).FrameBytes()),
-        decoder_(ProResElement::Decoder(vix::kFourCC_V210, false), stream, {1, threads}) {}
+  ProResFrameDecoder(const StreamFormat& stream, bool isDeep, int threads)
+      : pictureBytes_(DecodedFormat(stream, isDeep).FrameBytes()),
+        decoder_(ProResElement::Decoder(DecodedFormat(stream, isDeep).code, false), stream,
+                 {1, threads}) {}
 
   ConvertedFrame Decode(const std::shared_ptr<const vix::IBuffer>& frame) {
     const auto header = ParseHeader(BytesOf(*frame));
@@ -62,8 +64,8 @@ Packet Share(const AVPacket& packet) {
 
 class ProResDecoder : public VideoDecoder {
  public:
-  ProResDecoder(const AVStream& stream, int threads)
-      : stream_(stream), threads_(ShareThreads(threads, 1).threadsEach) {}
+  ProResDecoder(const AVStream& stream, int threads, bool isDeep)
+      : stream_(stream), threads_(ShareThreads(threads, 1).threadsEach), isDeep_(isDeep) {}
 
   bool Send(const AVPacket* packet) override;
   Picture Receive() override { return std::move(picture_); }
@@ -72,10 +74,11 @@ class ProResDecoder : public VideoDecoder {
 
  private:
   ConvertedFrame Decode(const AVPacket& packet);
-  Picture Unpack(const vix::IBuffer& packed) const;
+  Picture MakePictureFor(const vix::IBuffer& packed) const;
 
   const AVStream& stream_;
   int threads_;
+  bool isDeep_;  ///< after the first header: of this stream
   BareFrames bareFrames_;
   StreamFormat format_;  ///< by the first header
   std::optional<ProResFrameDecoder> decoder_;
@@ -87,7 +90,7 @@ class ProResDecoder : public VideoDecoder {
 bool ProResDecoder::Send(const AVPacket* packet) {
   if (!packet) return true;
   const ConvertedFrame decoded = Decode(*packet);
-  if (decoded.data) last_ = Unpack(*decoded.data);
+  if (decoded.data) last_ = MakePictureFor(*decoded.data);
   if (!last_) return false;
   picture_ = ShareMemory(*last_);
   picture_->pts = picture_->best_effort_timestamp = packet->pts;
@@ -104,24 +107,46 @@ ConvertedFrame ProResDecoder::Decode(const AVPacket& packet) {
     if (!header) return {nullptr, kUnreadableHeader};
     format_ = CombineFormats(DescribeVideo(stream_), *header);
     format_.code = stream_.codecpar->codec_tag;
-    decoder_.emplace(format_, threads_);
+    isDeep_ = isDeep_ && (format_.is444 || format_.HasAlpha());
+    decoder_.emplace(format_, isDeep_, threads_);
   }
   return decoder_->Decode(frame);
 }
 
-Picture ProResDecoder::Unpack(const vix::IBuffer& packed) const {
+void UnpackV210(const vix::IBuffer& packed, AVFrame& picture) {
+  const auto width = static_cast<std::uint32_t>(picture.width);
+  const auto height = static_cast<std::uint32_t>(picture.height);
+  vix::PixelPicture planes{vix::PixelFormat::I210, width, height};
+  for (std::size_t i = 0; i < 3; ++i) {
+    planes.planes[i] = {picture.data[i], static_cast<std::size_t>(picture.linesize[i])};
+  }
+  vix::ConvertPixels(vix::MakePixelPicture(vix::PixelFormat::V210, width, height, packed.GetData()),
+                     planes);
+}
+
+void UnpackY416(const vix::IBuffer& packed, AVFrame& picture) {
+  constexpr std::array<std::size_t, 4> kPlaces{1, 2, 3, 0};  // of each plane in a pixel
+  const auto* row = reinterpret_cast<const std::uint16_t*>(packed.GetData());
+  const auto width = static_cast<std::size_t>(picture.width);
+  for (int y = 0; y < picture.height; ++y, row += kPlaces.size() * width) {
+    for (std::size_t plane = 0; plane < kPlaces.size() && picture.data[plane] != nullptr; ++plane) {
+      auto* const samples = reinterpret_cast<std::uint16_t*>(
+          picture.data[plane] + std::ptrdiff_t{y} * picture.linesize[plane]);
+      for (std::size_t x = 0; x < width; ++x) {
+        samples[x] = row[kPlaces.size() * x + kPlaces[plane]];
+      }
+    }
+  }
+}
+
+Picture ProResDecoder::MakePictureFor(const vix::IBuffer& packed) const {
   Picture picture = MakePicture();
   picture->format = AV_PIX_FMT_YUV422P10;
+  if (isDeep_) picture->format = format_.HasAlpha() ? AV_PIX_FMT_YUVA444P16 : AV_PIX_FMT_YUV444P16;
   picture->width = static_cast<int>(format_.width);
   picture->height = static_cast<int>(format_.height);
   if (av_frame_get_buffer(picture.get(), 0) < 0) throw std::bad_alloc();
-  vix::PixelPicture planes{vix::PixelFormat::I210, format_.width, format_.height};
-  for (std::size_t i = 0; i < 3; ++i) {
-    planes.planes[i] = {picture->data[i], static_cast<std::size_t>(picture->linesize[i])};
-  }
-  vix::ConvertPixels(vix::MakePixelPicture(vix::PixelFormat::V210, format_.width, format_.height,
-                                           packed.GetData()),
-                     planes);
+  (isDeep_ ? UnpackY416 : UnpackV210)(packed, *picture);
   picture->interlaced_frame = format_.IsInterlaced() ? 1 : 0;
   picture->top_field_first = format_.fieldOrder == FieldOrder::TopFirst ? 1 : 0;
   picture->key_frame = 1;
@@ -135,17 +160,18 @@ Picture ProResDecoder::Unpack(const vix::IBuffer& packed) const {
 
 }  // namespace
 
-std::unique_ptr<VideoDecoder> MakeProResDecoder(const AVStream& stream, int threads) {
-  return std::make_unique<ProResDecoder>(stream, threads);
+std::unique_ptr<VideoDecoder> MakeProResDecoder(const AVStream& stream, int threads, bool isDeep) {
+  return std::make_unique<ProResDecoder>(stream, threads, isDeep);
 }
 
 // Decoders for any number of threads.
 class DecodedProResReader::Decoders {
  public:
-  explicit Decoders(const StreamFormat& stream) : stream_(stream) {}
+  Decoders(const StreamFormat& stream, bool isDeep) : stream_(stream), isDeep_(isDeep) {}
 
   ConvertedFrame Decode(const std::shared_ptr<const vix::IBuffer>& frame) {
-    auto decoder = idle_.Take([this] { return std::make_unique<ProResFrameDecoder>(stream_, 1); });
+    auto decoder =
+        idle_.Take([this] { return std::make_unique<ProResFrameDecoder>(stream_, isDeep_, 1); });
     ConvertedFrame decoded = decoder->Decode(frame);
     idle_.GiveBack(std::move(decoder));
     return decoded;
@@ -153,18 +179,20 @@ class DecodedProResReader::Decoders {
 
  private:
   StreamFormat stream_;
+  bool isDeep_;
   IdleObjects<ProResFrameDecoder> idle_;
 };
 
-DecodedProResReader::DecodedProResReader(std::unique_ptr<ProResReader> reader)
-    : reader_(std::move(reader)), decoders_(std::make_shared<Decoders>(reader_->GetFormat())) {
+DecodedProResReader::DecodedProResReader(std::unique_ptr<ProResReader> reader, bool isDeep)
+    : reader_(std::move(reader)),
+      decoders_(std::make_shared<Decoders>(reader_->GetFormat(), isDeep)) {
   description_ = reader_->GetDescription();
-  if (GetFormat().HasAlpha()) {
+  if (GetFormat().HasAlpha() && !isDeep) {
     description_.note +=
         (description_.note.empty() ? "" : "\n") + GetName() + ": its alpha channel is left out";
   }
   description_.stored = "prores (" + DescribeCode(GetFormat().code) + ")";
-  description_.format = DecodedFormat(GetFormat());
+  description_.format = DecodedFormat(GetFormat(), isDeep);
 }
 
 FrameConversion DecodedProResReader::GetConversion() const {

@@ -15,11 +15,12 @@
 
 namespace vixprores {
 
-/// Returns the frames of a ProRes reader as "V210". The workers decode them (GetConversion()), each
-/// with a decoder of its own.
+/// Returns the frames of a ProRes reader as "V210", or as "Y416" with their alpha. The workers
+/// decode them (GetConversion()), each with a decoder of its own.
 class DecodedProResReader : public FrameReader {
  public:
-  explicit DecodedProResReader(std::unique_ptr<ProResReader> reader);
+  /// @param isDeep returns "Y416"
+  DecodedProResReader(std::unique_ptr<ProResReader> reader, bool isDeep);
 
   std::optional<NumberedFrame> Read() override { return reader_->Read(); }
   bool SkipTo(std::int64_t frame) override { return reader_->SkipTo(frame); }
@@ -37,10 +38,11 @@ class DecodedProResReader : public FrameReader {
 };
 
 /// Makes a decoder of ProRes tracks for filters, whose pictures are 4:2:2 of 10 bits
-/// (AV_PIX_FMT_YUV422P10). Its threads share each frame.
+/// (AV_PIX_FMT_YUV422P10); or where they are to be deep and the track is, 4:4:4 of 16 bits
+/// (AV_PIX_FMT_YUVA444P16, AV_PIX_FMT_YUV444P16). Its threads share each frame.
 /// @param stream  must outlive the result
 /// @param threads 0 = one per processor
-std::unique_ptr<VideoDecoder> MakeProResDecoder(const AVStream& stream, int threads);
+std::unique_ptr<VideoDecoder> MakeProResDecoder(const AVStream& stream, int threads, bool isDeep);
 
 }  // namespace vixprores
 

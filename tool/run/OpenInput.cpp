@@ -54,10 +54,11 @@ bool IsTurned(const AVStream& stream) {
   return av_stream_get_side_data(&stream, AV_PKT_DATA_DISPLAYMATRIX, nullptr) != nullptr;
 }
 
-std::unique_ptr<VideoDecoder> MakeFootageDecoder(const AVStream& stream, int threads,
-                                                 const std::string& name) {
-  return IsProRes(stream) ? MakeProResDecoder(stream, threads)
-                          : MakeLibavDecoder(stream, threads, name);
+VideoDecoderFactory FootageDecoders(bool isDeep) {
+  return [isDeep](const AVStream& stream, int threads, const std::string& name) {
+    return IsProRes(stream) ? MakeProResDecoder(stream, threads, isDeep)
+                            : MakeLibavDecoder(stream, threads, name);
+  };
 }
 
 bool HoldsProRes(const Demuxer& demuxer) {
@@ -98,22 +99,25 @@ namespace {
 std::unique_ptr<FrameReader> ReadFootage(std::unique_ptr<InputFile> file,
                                          const FootageReading& reading) {
   file->AllowMapping();
-  const bool isPlain = !reading.ChangesPictures() && !reading.videoTrack;
-  if (isPlain && IsPlainY4m(*file)) return std::make_unique<Y4mReader>(std::move(file));
+  const bool isPlain =
+      !reading.ChangesPictures() && !reading.videoTrack && !reading.isPremultiplied;
+  if (isPlain && !reading.isDeep && IsPlainY4m(*file))
+    return std::make_unique<Y4mReader>(std::move(file));
   try {
     auto demuxer = std::make_unique<Demuxer>(std::move(file), FileFormats::Footage);
     const FrameTimes times = reading.rate ? FrameTimes::Ignored : reading.times;
     const AVStream* const video = isPlain ? FindFirstVideo(*demuxer) : nullptr;
-    if (video && FindPackedFormat(*video->codecpar) != 0) {
+    if (video && !reading.isDeep && FindPackedFormat(*video->codecpar) != 0) {
       return std::make_unique<RawContainerReader>(std::move(demuxer), times);
     }
     if (video && IsProRes(*video) && (reading.keepsRotation || !IsTurned(*video))) {
       ProResReading frames;
       frames.times = times;
       return std::make_unique<DecodedProResReader>(
-          std::make_unique<ProResReader>(std::move(demuxer), frames));
+          std::make_unique<ProResReader>(std::move(demuxer), frames), reading.isDeep);
     }
-    return std::make_unique<DecodedVideoReader>(std::move(demuxer), reading, MakeFootageDecoder);
+    return std::make_unique<DecodedVideoReader>(std::move(demuxer), reading,
+                                                FootageDecoders(reading.isDeep));
   } catch (const UnreadableContainer& failure) {
     throw UnreadableContainer(failure.what() +
                               std::string("; get the whole file if it is truncated; raw frames "

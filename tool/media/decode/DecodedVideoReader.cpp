@@ -72,7 +72,10 @@ FrameTimes DecodedVideoReader::ChooseTimes() const {
 
 StreamFormat DecodedVideoReader::DescribeFormat(const AVFrame& first) const {
   StreamFormat format = DescribeVideo(GetTrack().GetStream());
-  format.code = vix::kFourCC_V210;
+  format.code = reading_.isDeep ? vix::kFourCC_Y416 : vix::kFourCC_V210;
+  format.is444 = reading_.isDeep;
+  const PictureRows rows(static_cast<AVPixelFormat>(first.format), GetName());
+  if (reading_.isDeep && rows.HasAlpha()) format.alphaBits = rows.GetAlphaDepth() > 8 ? 16 : 8;
   format.width = static_cast<std::uint32_t>(first.width);
   format.height = static_cast<std::uint32_t>(first.height);
   format.rate = reading_.convertRate.value_or(Reduce(ToRational(pictures_.GetStream().rate)));
@@ -104,6 +107,7 @@ void DecodedVideoReader::CheckLuminance(const Colour& source, const Colour& targ
 
 PictureTarget DecodedVideoReader::DescribeTarget(const AVFrame& first) const {
   PictureTarget target;
+  target.isPremultiplied = reading_.isPremultiplied;
   target.format = DescribeFormat(first);
   StreamFormat& format = target.format;
   if (reading_.scale) {
@@ -177,8 +181,11 @@ std::string DecodedVideoReader::DescribeChanges(const AVFrame& first) const {
   }
   // A decoder may leave it out.
   const auto coded = static_cast<AVPixelFormat>(GetTrack().GetStream().codecpar->format);
-  if (rows.HasAlpha() || HasAlpha(coded))
-    notes.push_back(GetName() + ": its alpha channel is left out");
+  const bool isLost = (rows.HasAlpha() || HasAlpha(coded)) && !GetFormat().HasAlpha();
+  if (isLost) notes.push_back(GetName() + ": its alpha channel is left out");
+  if (GetFormat().HasAlpha() && reading_.isPremultiplied) {
+    notes.push_back(GetName() + ": colours are divided by alpha, which they are multiplied with");
+  }
   if (pictures_.TurnsPictures()) {
     notes.push_back(GetName() +
                     ": pictures are turned as players would show them; --no-rotate "

@@ -40,7 +40,9 @@ struct FootageReading {
   std::optional<std::string> convertColour;  ///< name of a preset, converted to in linear light
   double peakLuminance = 0;                  ///< in cd/m2, of the source; 0 = none
   std::optional<FieldOrder> fields;
-  Colour colour;  ///< 2 = as the input states
+  Colour colour;                 ///< 2 = as the input states
+  bool isDeep = false;           ///< pictures become "Y416" with their alpha, instead of "V210"
+  bool isPremultiplied = false;  ///< colours are stored multiplied by alpha; for deep pictures
 
   /// Returns true if pictures must be changed, so that even uncompressed 4:2:2 has to be decoded.
   bool ChangesPictures() const {
