@@ -23,8 +23,9 @@ class OcioTransform : public ColourTransform {
 
   std::string GetTarget() const override { return target_; }
 
-  void Apply(float* pixels, std::uint32_t width, std::uint32_t height) const {
-    ocio::PackedImageDesc image(pixels, static_cast<long>(width), static_cast<long>(height), 3);
+  void Apply(float* pixels, std::uint32_t width, std::uint32_t height, int channels) const {
+    ocio::PackedImageDesc image(pixels, static_cast<long>(width), static_cast<long>(height),
+                                channels);
     processor_->apply(image);
   }
 
@@ -70,8 +71,8 @@ std::shared_ptr<const ColourTransform> MakeColourTransform(const ColourSpaces& s
 }
 
 void Apply(const ColourTransform& transform, float* pixels, std::uint32_t width,
-           std::uint32_t height) {
-  static_cast<const OcioTransform&>(transform).Apply(pixels, width, height);
+           std::uint32_t height, int channels) {
+  static_cast<const OcioTransform&>(transform).Apply(pixels, width, height, channels);
 }
 
 }  // namespace vixprores::images

@@ -14,8 +14,9 @@ namespace vixprores::images {
 std::shared_ptr<const ColourTransform> MakeColourTransform(const ColourSpaces& spaces);
 
 /// Converts interleaved RGB in place.
+/// @param channels 3, or 4 with alpha, which stays
 void Apply(const ColourTransform& transform, float* pixels, std::uint32_t width,
-           std::uint32_t height);
+           std::uint32_t height, int channels);
 
 }  // namespace vixprores::images
 

@@ -16,6 +16,7 @@ std::string FormatOf(const std::string& path);
 ImageHeader ReadImageHeader(const std::string& path);
 void ReadImage(const std::string& path, const ImageHeader& first, const ColourTransform* transform,
                const ImagePixels& pixels);
+bool KeepsAlpha(const std::string& name);
 void WriteImage(const std::string& path, const std::string& name, const ColourTransform* transform,
                 const ImagePixels& pixels, const ImageTarget& target);
 /// @}

@@ -18,6 +18,7 @@ class Module : public ImageModule {
             const ImagePixels& pixels) const override {
     ReadImage(path, first, transform, pixels);
   }
+  bool KeepsAlpha(const std::string& name) const override { return images::KeepsAlpha(name); }
   void Write(const std::string& path, const std::string& name, const ColourTransform* transform,
              const ImagePixels& pixels, const ImageTarget& target) const override {
     WriteImage(path, name, transform, pixels, target);

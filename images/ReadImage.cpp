@@ -6,10 +6,12 @@
 #include <cmath>
 #include <cstring>
 #include <fstream>
+#include <limits>
 #include <memory>
 #include <optional>
 #include <span>
 #include <stdexcept>
+#include <type_traits>
 #include <vector>
 
 #include "Colours.h"
@@ -66,10 +68,17 @@ Window FindWindow(const ImageSpec& spec, const std::string& format) {
   return window;
 }
 
-// Consecutive channels of a file: three of colour, or one of grey.
+// Channels of a file.
 struct Channels {
   int begin;
+  int count;  ///< three of colour, or one of grey
+};
+
+// Consecutive channels of a file that are read, and where those wanted are among them.
+struct Selection {
+  int begin;
   int count;
+  std::array<int, 4> places;  ///< of R, G, B and alpha; -1 = opaque
 };
 
 Channels FindColour(const ImageSpec& spec) {
@@ -84,6 +93,19 @@ Channels FindColour(const ImageSpec& spec) {
   std::string names;
   for (const std::string& name : spec.channelnames) names += (names.empty() ? "" : ", ") + name;
   throw std::runtime_error("has no channels R, G, B (found " + names + ")");
+}
+
+Selection Select(const ImageSpec& spec, int channels) {
+  const Channels colour = FindColour(spec);
+  const int alpha = channels == 4 ? spec.alpha_channel : -1;
+  const int begin = alpha >= 0 ? std::min(colour.begin, alpha) : colour.begin;
+  const int end = std::max(colour.begin + colour.count, alpha + 1);
+  Selection selection{begin, end - begin, {}};
+  for (int c = 0; c < 3; ++c) {
+    selection.places.at(static_cast<std::size_t>(c)) = colour.begin - begin + c % colour.count;
+  }
+  selection.places[3] = alpha >= 0 ? alpha - begin : -1;
+  return selection;
 }
 
 std::optional<std::uint32_t> ReadTimecode(const ImageSpec& spec) {
@@ -144,7 +166,7 @@ std::string DescribePicture(const ImageHeader& image) {
          " of " + std::to_string(image.bits) + " bits" + (image.isFloat ? " (floating point)" : "");
 }
 
-ImageHeader DescribePixels(const ImageSpec& spec, const Window& window) {
+ImageHeader DescribePixels(const ImageSpec& spec, const Window& window, const std::string& format) {
   ImageHeader header;
   header.width = static_cast<std::uint32_t>(window.width);
   header.height = static_cast<std::uint32_t>(window.height);
@@ -153,39 +175,55 @@ ImageHeader DescribePixels(const ImageSpec& spec, const Window& window) {
       spec.get_int_attribute("oiio:BitsPerSample", static_cast<int>(8 * spec.format.basesize()));
   header.isFloat = spec.format.is_floating_point();
   header.hasAlpha = spec.alpha_channel >= 0;
+  // Other readers return straight colours, as Open() asks for.
+  header.isPremultiplied = header.hasAlpha &&
+                           (format == "exr" || format == "tif" || format == "tiff") &&
+                           spec.get_int_attribute("oiio:UnassociatedAlpha", 0) == 0;
   return header;
 }
 
 void CheckSame(const ImageSpec& spec, const Window& window, const ImageHeader& first) {
-  const std::string found = DescribePicture(DescribePixels(spec, window));
+  const std::string found = DescribePicture(DescribePixels(spec, window, FormatOf(first.path)));
   const std::string expected = DescribePicture(first);
   if (found == expected) return;
   throw std::runtime_error("differs from " + first.path + " (found " + found + ", expected " +
                            expected + ")");
 }
 
+template <typename Sample>
+constexpr Sample kOpaque = std::numeric_limits<Sample>::max();
+template <>
+constexpr float kOpaque<float> = 1;
+
+std::size_t CountPixels(const Window& window) {
+  return static_cast<std::size_t>(window.width) * static_cast<std::size_t>(window.height);
+}
+
 // Copies stored samples to their place in the picture, grey to three components.
 template <typename Sample>
 void Place(std::span<const Sample> stored, const ImageSpec& spec, const Window& window,
-           int channels, Sample* picture) {
+           const Selection& selection, int channels, Sample* picture) {
   const int first = std::max(0, -window.x);
   const int end = std::min(spec.width, window.width - window.x);
   for (int row = std::max(0, -window.y); row < std::min(spec.height, window.height - window.y);
        ++row) {
-    const auto stride = static_cast<std::size_t>(spec.width);
-    const Sample* const from =
-        stored.data() + static_cast<std::size_t>(row) * stride * static_cast<std::size_t>(channels);
+    const auto stride = static_cast<std::size_t>(spec.width * selection.count);
+    const Sample* const from = stored.data() + static_cast<std::size_t>(row) * stride;
     Sample* const to = picture + static_cast<std::size_t>(row + window.y) *
-                                     static_cast<std::size_t>(window.width) * 3;
+                                     static_cast<std::size_t>(window.width * channels);
     for (int x = first; x < end; ++x) {
-      for (int c = 0; c < 3; ++c) to[3 * (x + window.x) + c] = from[channels * x + c % channels];
+      for (int c = 0; c < channels; ++c) {
+        const int place = selection.places.at(static_cast<std::size_t>(c));
+        to[channels * (x + window.x) + c] =
+            place >= 0 ? from[selection.count * x + place] : kOpaque<Sample>;
+      }
     }
   }
 }
 
 template <typename Sample>
 void Turn(const std::vector<Sample>& stored, const Window& window, const Turning& turning,
-          Sample* picture) {
+          int channels, Sample* picture) {
   const int columns = turning.swapsSides ? window.height : window.width;
   const int rows = turning.swapsSides ? window.width : window.height;
   for (int y = 0; y < rows; ++y) {
@@ -195,38 +233,64 @@ void Turn(const std::vector<Sample>& stored, const Window& window, const Turning
       if (turning.mirrorsColumns) column = window.width - 1 - column;
       if (turning.mirrorsRows) row = window.height - 1 - row;
       const auto place = static_cast<std::ptrdiff_t>(row) * window.width + column;
-      picture = std::copy_n(stored.begin() + 3 * place, 3, picture);
+      picture = std::copy_n(stored.begin() + channels * place, channels, picture);
     }
   }
 }
 
 template <typename Sample>
 void ReadSamples(ImageInput& input, TypeDesc type, const Window& window, int orientation,
-                 Sample* picture) {
+                 int channels, Sample* picture) {
+  const auto samples = CountPixels(window) * static_cast<std::size_t>(channels);
   if (orientation != 1) {
-    std::vector<Sample> turned(static_cast<std::size_t>(window.width) *
-                               static_cast<std::size_t>(window.height) * 3);
-    ReadSamples(input, type, window, 1, turned.data());
-    return Turn(turned, window, kTurnings.at(static_cast<std::size_t>(orientation) - 1), picture);
+    std::vector<Sample> turned(samples);
+    ReadSamples(input, type, window, 1, channels, turned.data());
+    return Turn(turned, window, kTurnings.at(static_cast<std::size_t>(orientation) - 1), channels,
+                picture);
   }
   const ImageSpec& spec = input.spec();
-  const Channels colour = FindColour(spec);
+  const Selection selection = Select(spec, channels);
+  const bool isInOrder = selection.count == channels && selection.places[2] == 2 &&
+                         (channels == 3 || selection.places[3] == 3);
   const bool isWhole = window.x == 0 && window.y == 0 && window.width == spec.width &&
-                       window.height == spec.height && colour.count == 3;
+                       window.height == spec.height && isInOrder;
   std::vector<Sample> stored;
   if (!isWhole) {
     stored.resize(static_cast<std::size_t>(spec.width) * static_cast<std::size_t>(spec.height) *
-                  static_cast<std::size_t>(colour.count));
+                  static_cast<std::size_t>(selection.count));
   }
-  if (!input.read_image(0, 0, colour.begin, colour.begin + colour.count, type,
+  if (!input.read_image(0, 0, selection.begin, selection.begin + selection.count, type,
                         isWhole ? picture : stored.data())) {
     throw std::runtime_error("cannot be read: " + ReasonOf(input));
   }
   if (isWhole) return;
-  std::fill_n(picture,
-              static_cast<std::size_t>(window.width) * static_cast<std::size_t>(window.height) * 3,
-              Sample{});
-  Place<Sample>(stored, spec, window, colour.count, picture);
+  std::fill_n(picture, samples, Sample{});
+  Place<Sample>(stored, spec, window, selection, channels, picture);
+}
+
+// Divides colours by alpha; where alpha is 0, they stay.
+template <typename Sample>
+void DivideByAlpha(Sample* picture, std::size_t pixels) {
+  for (Sample* pixel = picture; pixel != picture + 4 * pixels; pixel += 4) {
+    const auto alpha = static_cast<float>(pixel[3]);
+    if (!(alpha > 0) || pixel[3] == kOpaque<Sample>) continue;
+    for (int c = 0; c < 3; ++c) {
+      const float colour = static_cast<float>(pixel[c]) * kOpaque<Sample> / alpha;
+      if constexpr (std::is_integral_v<Sample>) {
+        pixel[c] = static_cast<Sample>(std::min<float>(colour + 0.5F, kOpaque<Sample>));
+      } else {
+        pixel[c] = colour;
+      }
+    }
+  }
+}
+
+// Reads the picture, straight.
+template <typename Sample>
+void ReadStraight(ImageInput& input, TypeDesc type, const Window& window, const ImageHeader& first,
+                  int channels, Sample* picture) {
+  ReadSamples(input, type, window, first.orientation, channels, picture);
+  if (channels == 4 && first.isPremultiplied) DivideByAlpha(picture, CountPixels(window));
 }
 
 std::uint16_t ToSixteenBits(float value) {
@@ -236,11 +300,11 @@ std::uint16_t ToSixteenBits(float value) {
   return static_cast<std::uint16_t>(std::min(rounded, kMost));
 }
 
-void ReadConverted(ImageInput& input, const Window& window, int orientation,
+void ReadConverted(ImageInput& input, const Window& window, const ImageHeader& first,
                    const ColourTransform& transform, const ImagePixels& pixels) {
-  std::vector<float> picture(std::size_t{pixels.width} * pixels.height * 3);
-  ReadSamples(input, TypeDesc::FLOAT, window, orientation, picture.data());
-  Apply(transform, picture.data(), pixels.width, pixels.height);
+  std::vector<float> picture(CountPixels(window) * static_cast<std::size_t>(pixels.channels));
+  ReadStraight(input, TypeDesc::FLOAT, window, first, pixels.channels, picture.data());
+  Apply(transform, picture.data(), pixels.width, pixels.height, pixels.channels);
   std::ranges::transform(picture, static_cast<std::uint16_t*>(pixels.samples), ToSixteenBits);
 }
 
@@ -251,7 +315,7 @@ ImageHeader ReadImageHeader(const std::string& path) {
   const ImageSpec& spec = input->spec();
   const std::string format = FormatOf(path);
   const Window window = FindWindow(spec, format);
-  ImageHeader header = DescribePixels(spec, window);
+  ImageHeader header = DescribePixels(spec, window, format);
   header.path = path;
   FindColour(spec);
   const float aspect = spec.get_float_attribute("PixelAspectRatio", 1);
@@ -272,14 +336,13 @@ void ReadImage(const std::string& path, const ImageHeader& first, const ColourTr
   const Window window = FindWindow(input->spec(), FormatOf(path));
   CheckSame(input->spec(), window, first);
   CheckEnd(path, FormatOf(path));
-  const int orientation = first.orientation;
-  if (transform) return ReadConverted(*input, window, orientation, *transform, pixels);
+  if (transform) return ReadConverted(*input, window, first, *transform, pixels);
   if (pixels.bits == 8) {
-    return ReadSamples(*input, TypeDesc::UINT8, window, orientation,
-                       static_cast<std::uint8_t*>(pixels.samples));
+    return ReadStraight(*input, TypeDesc::UINT8, window, first, pixels.channels,
+                        static_cast<std::uint8_t*>(pixels.samples));
   }
-  ReadSamples(*input, TypeDesc::UINT16, window, orientation,
-              static_cast<std::uint16_t*>(pixels.samples));
+  ReadStraight(*input, TypeDesc::UINT16, window, first, pixels.channels,
+               static_cast<std::uint16_t*>(pixels.samples));
 }
 
 }  // namespace vixprores::images

@@ -25,13 +25,14 @@ struct Writing {
   TypeDesc::BASETYPE type;
   int bits;
   const char* compression;  ///< null = the library's choice
+  bool keepsAlpha;
 };
 
 constexpr Writing kWritings[] = {
-    {"exr", TypeDesc::HALF, 16, "zips"},     {"dpx", TypeDesc::UINT16, 10, nullptr},
-    {"tif", TypeDesc::UINT16, 16, "lzw"},    {"tiff", TypeDesc::UINT16, 16, "lzw"},
-    {"png", TypeDesc::UINT16, 16, nullptr},  {"jpg", TypeDesc::UINT8, 8, "jpeg:95"},
-    {"jpeg", TypeDesc::UINT8, 8, "jpeg:95"}, {"tga", TypeDesc::UINT8, 8, nullptr},
+    {"exr", TypeDesc::HALF, 16, "zips", true},      {"dpx", TypeDesc::UINT16, 10, nullptr, false},
+    {"tif", TypeDesc::UINT16, 16, "lzw", true},     {"tiff", TypeDesc::UINT16, 16, "lzw", true},
+    {"png", TypeDesc::UINT16, 16, nullptr, true},   {"jpg", TypeDesc::UINT8, 8, "jpeg:95", false},
+    {"jpeg", TypeDesc::UINT8, 8, "jpeg:95", false}, {"tga", TypeDesc::UINT8, 8, nullptr, true},
 };
 
 const Writing& FindWriting(const std::string& format) {
@@ -59,7 +60,9 @@ std::array<int, 2> ToFraction(double rate) {
 }
 
 ImageSpec Describe(const Writing& writing, const ImagePixels& pixels, const ImageTarget& target) {
-  ImageSpec spec(static_cast<int>(pixels.width), static_cast<int>(pixels.height), 3, writing.type);
+  ImageSpec spec(static_cast<int>(pixels.width), static_cast<int>(pixels.height), pixels.channels,
+                 writing.type);
+  if (writing.format != "exr") spec.attribute("oiio:UnassociatedAlpha", 1);
   spec.attribute("oiio:BitsPerSample", writing.bits);
   if (writing.compression) spec.attribute("compression", writing.compression);
   spec.attribute("jpeg:subsampling", "4:4:4");
@@ -89,16 +92,29 @@ void RoundSamples(int bits, std::vector<std::uint16_t>& samples) {
   }
 }
 
-std::vector<float> Convert(const ColourTransform& transform, const ImagePixels& pixels,
+/// @param transform null = none
+std::vector<float> Convert(const ColourTransform* transform, const ImagePixels& pixels,
                            const std::vector<std::uint16_t>& samples) {
   std::vector<float> picture(samples.size());
   std::ranges::transform(samples, picture.begin(),
                          [](std::uint16_t sample) { return static_cast<float>(sample) / 65535; });
-  Apply(transform, picture.data(), pixels.width, pixels.height);
+  if (transform) {
+    Apply(*transform, picture.data(), pixels.width, pixels.height, pixels.channels);
+  }
   return picture;
 }
 
+void MultiplyByAlpha(std::vector<float>& picture) {
+  for (std::size_t i = 0; i < picture.size(); i += 4) {
+    for (std::size_t c = 0; c < 3; ++c) picture[i + c] *= picture[i + 3];
+  }
+}
+
 }  // namespace
+
+bool KeepsAlpha(const std::string& name) {
+  return FindWriting(FormatOf(name)).keepsAlpha;
+}
 
 void WriteImage(const std::string& path, const std::string& name, const ColourTransform* transform,
                 const ImagePixels& pixels, const ImageTarget& target) {
@@ -111,9 +127,14 @@ void WriteImage(const std::string& path, const std::string& name, const ColourTr
   if (!output) throw std::runtime_error("cannot be written as ." + format);
   check(output->open(path, Describe(writing, pixels, target)));
   const auto* const first = static_cast<const std::uint16_t*>(pixels.samples);
-  std::vector<std::uint16_t> samples(first, first + std::size_t{pixels.width} * pixels.height * 3);
-  if (transform) {
-    check(output->write_image(TypeDesc::FLOAT, Convert(*transform, pixels, samples).data()));
+  const std::size_t count =
+      std::size_t{pixels.width} * pixels.height * static_cast<std::size_t>(pixels.channels);
+  std::vector<std::uint16_t> samples(first, first + count);
+  const bool isPremultiplied = format == "exr" && pixels.channels == 4;
+  if (transform || isPremultiplied) {
+    std::vector<float> picture = Convert(transform, pixels, samples);
+    if (isPremultiplied) MultiplyByAlpha(picture);
+    check(output->write_image(TypeDesc::FLOAT, picture.data()));
   } else {
     if (writing.bits == 10) RoundSamples(writing.bits, samples);
     check(output->write_image(TypeDesc::UINT16, samples.data()));

@@ -43,7 +43,7 @@ std::vector<std::uint16_t> Convert(const StreamFormat& format, Code first, Code 
   std::vector<std::uint8_t> packed(format.FrameBytes());
   PackPicture(format, bytes, packed);
   std::vector<std::uint16_t> pixels(std::size_t{3} * format.width * format.height);
-  DeepRgb(format).Convert(packed, pixels);
+  DeepRgb(format, false).Convert(packed, pixels);
   return pixels;
 }
 

@@ -44,7 +44,8 @@ std::uint16_t ToSample(float value) {
 
 }  // namespace
 
-DeepRgb::DeepRgb(const StreamFormat& format) : format_(format) {
+DeepRgb::DeepRgb(const StreamFormat& format, bool keepsAlpha)
+    : format_(format), channels_(keepsAlpha && format.HasAlpha() ? 4 : 3) {
   const bool isFull = format.colour.range == ColourRange::Full;
   const int matrix = format.colour.matrix == 2 ? UsualMatrix(format.height) : format.colour.matrix;
   const auto [red, blue] = WeightsOf(matrix);
@@ -59,28 +60,53 @@ DeepRgb::DeepRgb(const StreamFormat& format) : format_(format) {
   const std::size_t pairs = (std::size_t{format.width} + 1) / 2;
   rows_ = {std::vector<std::uint16_t>(2 * pairs), std::vector<std::uint16_t>(pairs),
            std::vector<std::uint16_t>(pairs)};
+  luma_.resize(2 * pairs);
   for (auto& columns : chroma_) columns.resize(2 * pairs);
 }
 
 void DeepRgb::Convert(std::span<const std::uint8_t> packed, std::span<std::uint16_t> pixels) {
-  const auto bytes = [](std::vector<std::uint16_t>& row) {
-    return reinterpret_cast<std::uint8_t*>(row.data());
+  std::uint16_t* target = pixels.data();
+  for (std::uint32_t row = 0; row < format_.height; ++row, target += channels_ * format_.width) {
+    if (format_.code == vix::kFourCC_V210) {
+      ReadV210(packed, row);
+    } else {
+      ReadY416(packed, row, target);
+    }
+    ConvertRow(target);
+  }
+}
+
+void DeepRgb::ReadV210(std::span<const std::uint8_t> packed, std::uint32_t row) {
+  const auto bytes = [](std::vector<std::uint16_t>& samples) {
+    return reinterpret_cast<std::uint8_t*>(samples.data());
   };
-  for (std::uint32_t row = 0; row < format_.height; ++row) {
-    UnpackRow(format_, packed, row, {bytes(rows_[0]), bytes(rows_[1]), bytes(rows_[2])});
-    for (std::size_t i = 0; i < chroma_.size(); ++i) Interpolate(rows_[i + 1], chroma_[i]);
-    ConvertRow(pixels.data() + std::size_t{3} * format_.width * row);
+  UnpackRow(format_, packed, row, {bytes(rows_[0]), bytes(rows_[1]), bytes(rows_[2])});
+  std::ranges::copy(rows_[0], luma_.begin());
+  for (std::size_t i = 0; i < chroma_.size(); ++i) Interpolate(rows_[i + 1], chroma_[i]);
+}
+
+// Puts alpha at its place in the pixels.
+void DeepRgb::ReadY416(std::span<const std::uint8_t> packed, std::uint32_t row,
+                       std::uint16_t* pixels) {
+  constexpr float kStep = 64;  // of 10 bits, in 16
+  const auto* samples =
+      reinterpret_cast<const std::uint16_t*>(packed.data()) + std::size_t{4} * format_.width * row;
+  for (std::size_t x = 0; x < format_.width; ++x, samples += 4) {
+    if (channels_ == 4) pixels[4 * x + 3] = samples[0];
+    luma_[x] = static_cast<float>(samples[1]) / kStep;
+    chroma_[0][x] = static_cast<float>(samples[2]) / kStep - kGrey;
+    chroma_[1][x] = static_cast<float>(samples[3]) / kStep - kGrey;
   }
 }
 
 void DeepRgb::ConvertRow(std::uint16_t* pixels) {
-  for (std::size_t x = 0; x < format_.width; ++x) {
-    const float luma = (static_cast<float>(rows_[0][x]) - black_) * lumaScale_ + kHalf;
+  for (std::size_t x = 0; x < format_.width; ++x, pixels += channels_) {
+    const float luma = (luma_[x] - black_) * lumaScale_ + kHalf;
     const float cb = chroma_[0][x];
     const float cr = chroma_[1][x];
-    pixels[3 * x] = ToSample(luma + cr * redFromCr_);
-    pixels[3 * x + 1] = ToSample(luma - cb * greenFromCb_ - cr * greenFromCr_);
-    pixels[3 * x + 2] = ToSample(luma + cb * blueFromCb_);
+    pixels[0] = ToSample(luma + cr * redFromCr_);
+    pixels[1] = ToSample(luma - cb * greenFromCb_ - cr * greenFromCr_);
+    pixels[2] = ToSample(luma + cb * blueFromCb_);
   }
 }
 

@@ -26,11 +26,12 @@ struct ImageHeader {
   std::string path;  ///< of the file
   std::uint32_t width = 0;
   std::uint32_t height = 0;
-  int channels = 0;       ///< of all layers
-  int bits = 0;           ///< of a sample
-  bool isFloat = false;   ///< samples are floating-point numbers
-  bool hasAlpha = false;  ///< beside the colour
-  double rate = 0;        ///< frames per second; 0 = unknown
+  int channels = 0;              ///< of all layers
+  int bits = 0;                  ///< of a sample
+  bool isFloat = false;          ///< samples are floating-point numbers
+  bool hasAlpha = false;         ///< beside the colour
+  bool isPremultiplied = false;  ///< colours are stored multiplied by alpha
+  double rate = 0;               ///< frames per second; 0 = unknown
   /// Bits of a SMPTE ST 12-1 timecode: binary-coded decimals, and a flag for drop frame.
   std::optional<std::uint32_t> timecode = std::nullopt;
   std::string reel;        ///< empty = unknown
@@ -49,7 +50,8 @@ struct ImageHeader {
 struct ImagePixels {
   std::uint32_t width = 0;
   std::uint32_t height = 0;
-  int bits = 16;  ///< of a sample: 8 in one byte, or 16 in two
+  int channels = 3;  ///< 4 = with alpha, which is straight: it does not scale the colours
+  int bits = 16;     ///< of a sample: 8 in one byte, or 16 in two
   void* samples = nullptr;
 };
 
@@ -83,14 +85,20 @@ class ImageModule {
   virtual ~ImageModule() = default;
 
   virtual ImageHeader ReadHeader(const std::string& path) const = 0;
-  /// Reads the colour of an image. Grey gets three equal components.
+  /// Reads the colour of an image. Grey gets three equal components; alpha is opaque in an image
+  /// without it.
   /// @param first     header of the sequence's first file; size, channels and depth must be the
-  ///                  same, and its orientation is that of all files
+  ///                  same, and its orientation is that of all files. Where it says that colours
+  ///                  are premultiplied, they are divided by alpha before anything else, if alpha
+  ///                  is read.
   /// @param transform of the colours, to pixels of 16 bits; null = none
   /// @param pixels    with the size of the first file, as shown
   virtual void Read(const std::string& path, const ImageHeader& first,
                     const ColourTransform* transform, const ImagePixels& pixels) const = 0;
-  /// Writes a file in the format of the extension of `name`.
+  /// Whether files of that name can have alpha.
+  virtual bool KeepsAlpha(const std::string& name) const = 0;
+  /// Writes a file in the format of the extension of `name`. Alpha is stored as the format has it:
+  /// multiplied with the colours in an .exr, else straight.
   /// @param path of the file to write, which may have another extension
   virtual void Write(const std::string& path, const std::string& name,
                      const ColourTransform* transform, const ImagePixels& pixels,

@@ -3,8 +3,6 @@
 
 #include <algorithm>
 #include <array>
-#include <cmath>
-#include <cstdio>
 #include <cstring>
 #include <new>
 #include <stdexcept>
@@ -19,6 +17,7 @@
 #include "media/decode/PictureRows.h"
 #include "media/decode/VideoDecoder.h"
 #include "media/sequence/DpxFile.h"
+#include "media/sequence/FirstImage.h"
 #include "media/sequence/VideoSpaces.h"
 
 namespace vixprores {
@@ -39,9 +38,19 @@ Picture MakePicture(AVPixelFormat format, const StreamFormat& size) {
 }
 
 // The format that keeps the depth of the samples.
-AVPixelFormat ChooseFormat(const ImageHeader& header, bool isConverted) {
-  if (isConverted || header.isFloat || header.bits > 10) return AV_PIX_FMT_RGB48;
-  return header.bits > 8 ? AV_PIX_FMT_GBRP10 : AV_PIX_FMT_RGB24;
+AVPixelFormat ChooseFormat(const ImageHeader& header, bool isConverted, bool hasAlpha) {
+  const int bits = isConverted || header.isFloat ? 16 : header.bits;
+  if (hasAlpha) return bits > 8 ? AV_PIX_FMT_RGBA64 : AV_PIX_FMT_RGBA;
+  if (bits > 10) return AV_PIX_FMT_RGB48;
+  return bits > 8 ? AV_PIX_FMT_GBRP10 : AV_PIX_FMT_RGB24;
+}
+
+bool HasBytes(AVPixelFormat format) {
+  return format == AV_PIX_FMT_RGB24 || format == AV_PIX_FMT_RGBA;
+}
+
+std::size_t CountChannels(AVPixelFormat format) {
+  return format == AV_PIX_FMT_RGBA64 || format == AV_PIX_FMT_RGBA ? 4 : 3;
 }
 
 // Copies interleaved samples to a picture of the same samples, or of their upper ten bits.
@@ -49,15 +58,16 @@ void CopyRows(const std::vector<std::uint16_t>& samples, AVFrame& picture) {
   constexpr std::array<std::size_t, 3> kComponents{1, 2, 0};  // of planes G, B, R
   const auto width = static_cast<std::size_t>(picture.width);
   const bool isPlanar = picture.format == AV_PIX_FMT_GBRP10;
-  const std::size_t sampleBytes = picture.format == AV_PIX_FMT_RGB24 ? 1 : 2;
+  const auto format = static_cast<AVPixelFormat>(picture.format);
+  const std::size_t pixelBytes = CountChannels(format) * (HasBytes(format) ? 1 : 2);
   for (int row = 0; row < picture.height; ++row) {
     const std::uint8_t* const bytes = reinterpret_cast<const std::uint8_t*>(samples.data()) +
-                                      static_cast<std::size_t>(row) * width * 3 * sampleBytes;
+                                      static_cast<std::size_t>(row) * width * pixelBytes;
     const auto* const from = reinterpret_cast<const std::uint16_t*>(bytes);
     for (std::size_t plane = 0; plane < (isPlanar ? 3 : 1); ++plane) {
       std::uint8_t* const to = picture.data[plane] + row * picture.linesize[plane];
       if (!isPlanar) {
-        std::memcpy(to, bytes, width * 3 * sampleBytes);
+        std::memcpy(to, bytes, width * pixelBytes);
         continue;
       }
       auto* const component = reinterpret_cast<std::uint16_t*>(to);
@@ -68,63 +78,12 @@ void CopyRows(const std::vector<std::uint16_t>& samples, AVFrame& picture) {
   }
 }
 
-// Returns the rate that a header means by a number; nullopt if it is none of the usual ones.
-std::optional<Rational> FindRate(double rate) {
-  constexpr double kError = 0.006;  // 23.97 or 23.98 for 24000/1001
-  if (rate < 1) return std::nullopt;
-  const auto whole = static_cast<std::int32_t>(std::lround(rate));
-  if (std::abs(rate - whole) < 1e-4) return Rational{whole, 1};
-  const auto above = static_cast<std::int32_t>(std::ceil(rate));
-  if (std::abs(rate - above * 1000.0 / 1001) < kError) return Reduce({above * 1000, 1001});
-  return std::nullopt;
-}
-
-Rational FindAspect(double aspect) {
-  constexpr int kDenominator = 10000;
-  if (aspect < 0.01 || aspect > 100 || std::abs(aspect - 1) < 1e-3) return {0, 1};
-  return Reduce({static_cast<std::int32_t>(std::lround(aspect * kDenominator)), kDenominator});
-}
-
 [[noreturn]] void RefuseLinear(const std::string& name) {
   throw Failure(name +
                 ": holds scene-linear pictures, which need a conversion for video; name their "
                 "colour space and that of the video:\n  vixprores encode --input-color ACEScg "
                 "--output-color Rec.709 " +
                 QuoteForShell(name) + " OUTPUT");
-}
-
-// Writes the bits of a timecode as "HH:MM:SS:FF", or with ";FF" for drop frame.
-std::string ToText(std::uint32_t timecode) {
-  constexpr std::uint32_t kDropFrame = 0x40;
-  const auto digits = [timecode](int shift, std::uint32_t tensMask) {
-    return (timecode >> shift & 0xFU) + 10 * (timecode >> (shift + 4) & tensMask);
-  };
-  std::array<char, 32> text{};
-  std::snprintf(text.data(), text.size(), "%02u:%02u:%02u%c%02u", digits(24, 3), digits(16, 7),
-                digits(8, 7), (timecode & kDropFrame) != 0 ? ';' : ':', digits(0, 3));
-  return text.data();
-}
-
-std::string DescribeStored(const ImageHeader& header) {
-  const std::string extension = header.path.substr(header.path.rfind('.'));
-  return extension + " images, " + (header.channels < 3 ? "grey" : "RGB") + ", " +
-         std::to_string(header.bits) + " bits" + (header.isFloat ? " (floating point)" : "");
-}
-
-ImageHeader ReadFirstHeader(const ImageFiles& images) {
-  const std::string& path = images.files.front().path;
-  if (ToLower(path).ends_with(".dpx")) {
-    if (const auto header = ReadUsualDpxHeader(path)) return *header;
-  }
-  try {
-    ImageHeader header = LoadImageModule().ReadHeader(path);
-    if (ToLower(path).ends_with(".dpx")) ReadDpxLabels(header);
-    return header;
-  } catch (const Failure&) {
-    throw;
-  } catch (const std::runtime_error& error) {
-    throw Failure(path + ": " + error.what());
-  }
 }
 
 }  // namespace
@@ -138,7 +97,7 @@ class SequenceReader::Conversion {
         header_(header),
         format_(format),
         transform_(std::move(transform)),
-        picture_(ChooseFormat(header, transform_ != nullptr)) {}
+        picture_(ChooseFormat(header, transform_ != nullptr, format.HasAlpha())) {}
 
   std::shared_ptr<vix::IBuffer> Convert(const vix::IBuffer& choice) {
     std::int64_t place = kBlack;
@@ -162,7 +121,7 @@ class SequenceReader::Conversion {
   struct Room {
     Room(const ImageHeader& header, AVPixelFormat pixels, const StreamFormat& target,
          const std::string& name)
-        : samples(std::size_t{3} * header.width * header.height),
+        : samples(CountChannels(pixels) * header.width * header.height),
           picture(MakePicture(pixels, target)),
           converter({.format = target}, name) {}
 
@@ -176,7 +135,8 @@ class SequenceReader::Conversion {
     const bool mayBeUsual = picture_ == AV_PIX_FMT_GBRP10 && header_.orientation == 1 &&
                             ToLower(file.path).ends_with(".dpx");
     if (mayBeUsual && ReadUsualDpx(file.path, header_, room.file, *room.picture)) return;
-    const ImagePixels pixels{format_.width, format_.height, picture_ == AV_PIX_FMT_RGB24 ? 8 : 16,
+    const ImagePixels pixels{format_.width, format_.height,
+                             static_cast<int>(CountChannels(picture_)), HasBytes(picture_) ? 8 : 16,
                              room.samples.data()};
     try {
       LoadImageModule().Read(file.path, header_, transform_.get(), pixels);
@@ -187,12 +147,14 @@ class SequenceReader::Conversion {
     CopyRows(room.samples, *room.picture);
   }
 
-  // Fills "V210" of limited range.
-  static void FillBlack(vix::IBuffer& packed) {
-    constexpr std::array<std::uint32_t, 2> kWords{512 | 64U << 10U | 512U << 20U,
-                                                  64 | 512U << 10U | 64U << 20U};
-    for (std::size_t i = 0; i + sizeof kWords <= packed.GetSize(); i += sizeof kWords) {
-      std::memcpy(packed.GetData() + i, kWords.data(), sizeof kWords);
+  // Fills an opaque picture of limited range.
+  void FillBlack(vix::IBuffer& packed) const {
+    using Words = std::array<std::uint32_t, 2>;
+    constexpr Words kV210{512 | 64U << 10U | 512U << 20U, 64 | 512U << 10U | 64U << 20U};
+    constexpr Words kY416{0xFFFF | 4096U << 16U, 32768 | 32768U << 16U};
+    const Words& words = format_.code == vix::kFourCC_V210 ? kV210 : kY416;
+    for (std::size_t i = 0; i + sizeof words <= packed.GetSize(); i += sizeof words) {
+      std::memcpy(packed.GetData() + i, words.data(), sizeof words);
     }
   }
 
@@ -209,6 +171,7 @@ SequenceReader::SequenceReader(ImageFiles images, const SequenceReading& reading
     : images_(std::move(images)), missing_(reading.missing) {
   ImageHeader header = ReadFirstHeader(images_);
   if (!reading.turns) header.orientation = 1;
+  header.isPremultiplied = reading.isPremultiplied.value_or(header.isPremultiplied);
   if (header.light == ImageLight::Linear && !reading.colours && !reading.takesLinear)
     RefuseLinear(images_.name);
   const auto transform = reading.colours ? MakeColourTransform(*reading.colours) : nullptr;
@@ -224,7 +187,9 @@ SequenceReader::SequenceReader(ImageFiles images, const SequenceReading& reading
 void SequenceReader::Describe(const ImageHeader& header, const SequenceReading& reading) {
   description_.name = images_.name;
   StreamFormat& format = description_.format;
-  format.code = vix::kFourCC_V210;
+  format.code = reading.isDeep ? vix::kFourCC_Y416 : vix::kFourCC_V210;
+  format.is444 = reading.isDeep;
+  if (reading.isDeep && header.hasAlpha) format.alphaBits = header.bits > 8 ? 16 : 8;
   format.width = header.IsTurnedOver() ? header.height : header.width;
   format.height = header.IsTurnedOver() ? header.width : header.height;
   const auto rate = reading.rate ? reading.rate : FindRate(header.rate);
@@ -250,7 +215,7 @@ void SequenceReader::Describe(const ImageHeader& header, const SequenceReading& 
   description_.missingFiles =
       FindMissingNumbers(images_, {description_.firstNumber, images_.files.back().number});
   if (header.timecode && rate) {
-    description_.timecode = Timecode::Find(ToText(*header.timecode), *rate);
+    description_.timecode = Timecode::Find(TimecodeText(*header.timecode), *rate);
   }
   if (!header.reel.empty()) description_.metadata["reel_name"] = header.reel;
   if (!header.creationTime.empty()) description_.metadata["creation_time"] = header.creationTime;
@@ -265,7 +230,10 @@ void SequenceReader::AddNotes(const ImageHeader& header, bool isConverted) {
     add(": logarithmic pictures are encoded as they are; --input-color and --output-color convert "
         "them");
   }
-  if (header.hasAlpha) add(": the alpha channel is left out");
+  if (header.hasAlpha && !GetFormat().HasAlpha()) add(": the alpha channel is left out");
+  if (header.isPremultiplied && GetFormat().HasAlpha()) {
+    add(": colours are divided by alpha, which they are multiplied with");
+  }
   if (header.orientation != 1) {
     add(": pictures are turned as viewers show them; --no-rotate leaves them");
   }

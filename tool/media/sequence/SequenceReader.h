@@ -31,11 +31,13 @@ struct SequenceReading {
   MissingFiles missing = MissingFiles::Fail;
   std::optional<ColourSpaces> colours;  ///< nullopt = the files' colours
   int matrix = 2;                       ///< of Y'CbCr, a code point; 2 = by height
+  bool isDeep = false;                  ///< pictures become "Y416" with alpha, instead of "V210"
+  std::optional<bool> isPremultiplied;  ///< nullopt = as the files are
 };
 
-/// Reads image files as packed 4:2:2 of 10 bits. Read() only chooses the file; GetConversion()
-/// reads it, so that threads read files in parallel. Frame 0 is the first file, and every number
-/// up to that of the last file is a frame.
+/// Reads image files as packed 4:2:2 of 10 bits, or 4:4:4 of 16 bits with alpha. Read() only
+/// chooses the file; GetConversion() reads it, so that threads read files in parallel. Frame 0 is
+/// the first file, and every number up to that of the last file is a frame.
 class SequenceReader : public FrameReader {
  public:
   /// @throws Failure if the first file cannot be read, if its rate is unknown, or if it holds

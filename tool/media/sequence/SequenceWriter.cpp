@@ -31,7 +31,7 @@ SequenceWriter::SequenceWriter(const std::string& path, bool overwrite,
   const auto reel = content.metadata.find("reel_name");
   if (reel != content.metadata.end()) reel_ = reel->second;
   if (writing.colours) transform_ = MakeColourTransform(*writing.colours);
-  LoadImageModule();
+  keepsAlpha_ = LoadImageModule().KeepsAlpha(path);
   const OutputFile writable(name_.PathOf(firstNumber_), overwrite);
 }
 
@@ -79,14 +79,17 @@ std::unique_ptr<OutputFile> SequenceWriter::WriteFile(const vix::IBuffer& frame,
                                                       std::int64_t index) const {
   auto file = std::make_unique<OutputFile>(name_.PathOf(firstNumber_ + index), overwrite_);
   auto room = idle_.Take([this] {
-    const std::size_t samples = std::size_t{3} * format_.width * format_.height;
-    return std::make_unique<Room>(Room{DeepRgb(format_), std::vector<std::uint16_t>(samples)});
+    DeepRgb converter(format_, keepsAlpha_);
+    std::vector<std::uint16_t> pixels(converter.CountChannels() * format_.width * format_.height);
+    return std::make_unique<Room>(Room{std::move(converter), std::move(pixels)});
   });
   room->converter.Convert(BytesOf(frame), room->pixels);
   try {
-    LoadImageModule().Write(file->GetWorkPath(), file->GetName(), transform_.get(),
-                            {format_.width, format_.height, 16, room->pixels.data()},
-                            DescribeTarget(index));
+    LoadImageModule().Write(
+        file->GetWorkPath(), file->GetName(), transform_.get(),
+        {format_.width, format_.height, static_cast<int>(room->converter.CountChannels()), 16,
+         room->pixels.data()},
+        DescribeTarget(index));
   } catch (const std::runtime_error& error) {
     throw Failure(file->GetName() + ": " + error.what());
   }

@@ -22,7 +22,8 @@ namespace vixprores {
 /// @throws UsageError unless it has a place for numbers with a fixed padding
 SequenceName RequireSequenceName(const std::string& path);
 
-/// Writes every frame as an image file of RGB, which appears under its name only when it is
+/// Writes every frame as an image file of RGB, with the alpha of the stream if files of that kind
+/// can have it. A file appears under its name only when it is
 /// complete. Threads write files in parallel; Write() names them in order.
 class SequenceWriter : public FrameWriter, public Output {
  public:
@@ -62,6 +63,7 @@ class SequenceWriter : public FrameWriter, public Output {
   std::optional<Timecode> timecode_;  ///< of the first frame
   std::string reel_;
   std::shared_ptr<const ColourTransform> transform_;
+  bool keepsAlpha_ = false;
   std::int64_t size_ = 0;
   mutable IdleObjects<Room> idle_;
   mutable std::mutex mutex_;  ///< of the files below
