@@ -61,7 +61,8 @@ void ElementDriver::Configure(std::shared_ptr<const IParametersCollectionInstanc
   DrivenElement& element = state.element;
   auto settings = element.Do(
       "Configure got ", [&] { return element.ReadSettings(*config); }, ErrorCode::BadArgument);
-  element.Do("Configure failed: ", [&] { element.Change(std::move(settings)); });
+  element.Do(
+      "Configure failed: ", [&] { element.Change(std::move(settings)); }, ErrorCode::BadArgument);
   if (state.stage == State::Created) state.stage = State::Configured;
 }
 

@@ -98,9 +98,10 @@ TEST_F(PluginOverCoreTest, RegistersTheDecoderThenTheEncoder) {
 TEST_F(PluginOverCoreTest, IsFoundInThePluginFolder) {
   unsetenv("VIX_PLUGIN_PATH");
   const auto found = vix::LoadPlugins("test");
-  ASSERT_EQ(found.plugins.size(), 1U);
-  EXPECT_EQ(found.plugins.front()->GetPath(),
-            vix::GetPluginFolder() + "/libvixVideoCodecProRes.so");
+  const std::string path = vix::GetPluginFolder() + "/libvixVideoCodecProRes.so";
+  EXPECT_EQ(std::count_if(found.plugins.begin(), found.plugins.end(),
+                          [&](const auto& loaded) { return loaded->GetPath() == path; }),
+            1);
   EXPECT_TRUE(found.failures.empty());
 }
 
