@@ -40,8 +40,8 @@ struct ElementPoolOptions {
   /// OrderedPoolOptions.
   OrderedPoolOptions size;
   /// Threads that share one frame. 1 is fastest while there are more frames than processors.
-  /// Without a hook, it must be 1 and has no effect: encoders then have "NumThreads", and every
-  /// decoder has a thread for each processor.
+  /// Without a hook, it must be 1 and has no effect: elements then have "NumThreads", and a
+  /// decoder without it has a thread for each processor.
   int threadsPerFrame = 1;
   InputChange inputChange = InputChange::Refuse;  ///< see ElementDriver::SetInputChange()
   std::shared_ptr<ICodecHook> codecHook;  ///< may be null; see ElementDriver::SetCodecHook()

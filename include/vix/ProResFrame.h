@@ -4,8 +4,8 @@
 
 /// @file
 /// What the header of a ProRes frame states, for hosts whose containers state less. Encoders leave
-/// the labels of their frames unspecified: elements do not receive them. Any thread may call every
-/// function.
+/// the labels of their frames unspecified: elements do not receive them, except for the matrix
+/// coefficients of 4444. Any thread may call every function.
 
 #include <cstddef>
 #include <cstdint>
@@ -17,7 +17,8 @@
 
 namespace vix {
 
-/// Labels of a stream. They do not change how its slices are decoded.
+/// Labels of a stream. They do not change how its slices are decoded. The matrix decides how frames
+/// become RGB.
 struct ProResLabels {
   std::int32_t primaries = 2;  ///< code point of ISO/IEC 23091-2; 2 = unspecified, as below
   std::int32_t transfer = 2;   ///< transfer characteristics
