@@ -5,11 +5,15 @@ include(CMakePackageConfigHelpers)
 
 set(VIX_INSTALL_CMAKEDIR ${CMAKE_INSTALL_LIBDIR}/cmake/vixVideoCodecProRes)
 
-install(TARGETS ProRes vixCore vixVideoCodecProRes EXPORT vixVideoCodecProResTargets
+set(VIX_PLUGINS vixVideoCodecProRes vixVideoCodecProRes4444)
+install(TARGETS ProRes vixCore ${VIX_PLUGINS} EXPORT vixVideoCodecProResTargets
         LIBRARY DESTINATION ${CMAKE_INSTALL_LIBDIR})
-# Where vix::LoadPlugins() finds the plug-in.
-set(plugin_link ${CMAKE_LIBRARY_OUTPUT_DIRECTORY}/${VIX_PLUGIN_FOLDER}/libvixVideoCodecProRes.so)
-install(FILES ${plugin_link} DESTINATION ${CMAKE_INSTALL_LIBDIR}/${VIX_PLUGIN_FOLDER})
+# Where vix::LoadPlugins() finds the plug-ins.
+set(VIX_PLUGIN_LINKS ${CMAKE_LIBRARY_OUTPUT_DIRECTORY}/${VIX_PLUGIN_FOLDER})
+foreach(plugin IN LISTS VIX_PLUGINS)
+  install(FILES ${VIX_PLUGIN_LINKS}/lib${plugin}.so
+          DESTINATION ${CMAKE_INSTALL_LIBDIR}/${VIX_PLUGIN_FOLDER})
+endforeach()
 install(DIRECTORY include/vix include/ProRes DESTINATION ${CMAKE_INSTALL_INCLUDEDIR}
         FILES_MATCHING PATTERN "*.h")
 install(FILES LICENSE DESTINATION ${CMAKE_INSTALL_DOCDIR})
@@ -29,7 +33,8 @@ function(vix_write_pkgconfig folder PC_PREFIX PC_LIBDIR PC_INCLUDEDIR)
   set(PC_VARIABLES_vixCore "plugindir=\${libdir}/${VIX_PLUGIN_FOLDER}\n")
   foreach(library IN ITEMS "ProRes|ProRes (SMPTE RDD 36) encoder and decoder|"
       "vixCore|Host core for media-processing plug-ins|"
-      "vixVideoCodecProRes|ProRes encoder and decoder elements|vixCore ProRes")
+      "vixVideoCodecProRes|ProRes encoder and decoder elements|vixCore ProRes"
+      "vixVideoCodecProRes4444|ProRes 4444 encoder and decoder elements|vixCore ProRes")
     string(REPLACE "|" ";" library "${library}")
     list(GET library 0 PC_LIBRARY)
     list(GET library 1 PC_DESCRIPTION)

@@ -70,6 +70,15 @@ function(vix_package_library target package)
   set(CPACK_DEBIAN_${key}_PACKAGE_CONTROL_EXTRA ${folder}/shlibs ${folder}/triggers PARENT_SCOPE)
 endfunction()
 
+# vix_package_plugin(target package): packages the library and the link through which
+# vix::LoadPlugins() finds it. A macro, because packages pass variables to this file.
+macro(vix_package_plugin target package)
+  vix_package_library(${target} ${package})
+  install(FILES ${VIX_PLUGIN_LINKS}/lib${target}.so
+          DESTINATION ${VIX_DEBIAN_LIBDIR}/${VIX_PLUGIN_FOLDER}
+          COMPONENT ${package} EXCLUDE_FROM_ALL)
+endmacro()
+
 # vix_package_module(target package folder): packages a library that is loaded at run time.
 function(vix_package_module target package folder)
   install(TARGETS ${target} LIBRARY DESTINATION ${folder} COMPONENT ${package} EXCLUDE_FROM_ALL)
@@ -83,11 +92,10 @@ endfunction()
 
 vix_package_library(ProRes libprores1)
 vix_package_library(vixCore libvixcore1)
-vix_package_library(vixVideoCodecProRes libvixvideocodecprores1)
+vix_package_plugin(vixVideoCodecProRes libvixvideocodecprores1)
+vix_package_plugin(vixVideoCodecProRes4444 libvixvideocodecprores4444-1)
 vix_debian_symbols(ProRes libprores1 ${PROJECT_SOURCE_DIR}/codec/libProRes.symbols PRORES)
 vix_debian_symbols(vixCore libvixcore1 ${PROJECT_SOURCE_DIR}/core/libvixCore.symbols VIXCORE)
-install(FILES ${plugin_link} DESTINATION ${VIX_DEBIAN_LIBDIR}/${VIX_PLUGIN_FOLDER}
-        COMPONENT libvixvideocodecprores1 EXCLUDE_FROM_ALL)
 
 # The program, its manual, completions and documents.
 install(TARGETS vixprores RUNTIME DESTINATION bin COMPONENT vixprores EXCLUDE_FROM_ALL)
@@ -138,8 +146,10 @@ vix_document_package(libvix-dev)
 set(CPACK_GENERATOR DEB)
 set(CPACK_PACKAGING_INSTALL_PREFIX /usr)
 set(CPACK_PACKAGE_DIRECTORY ${PROJECT_BINARY_DIR}/packages)
-set(CPACK_COMPONENTS_ALL libprores1 libvixcore1 libvixvideocodecprores1 vixprores vixprores-images
-    libvix-dev ${gstreamer_package})
+set(VIX_DEBIAN_LIBRARIES libprores1 libvixcore1 libvixvideocodecprores1
+    libvixvideocodecprores4444-1)
+set(CPACK_COMPONENTS_ALL ${VIX_DEBIAN_LIBRARIES} vixprores vixprores-images libvix-dev
+    ${gstreamer_package})
 set(CPACK_COMPONENTS_GROUPING IGNORE)
 set(CPACK_PACKAGE_DESCRIPTION_SUMMARY "")  # each package has its own
 set(CPACK_POST_BUILD_SCRIPTS ${CMAKE_CURRENT_LIST_DIR}/FinishPackages.cmake)
@@ -171,7 +181,8 @@ endfunction()
 vix_describe_package(libprores1 libs
   "ProRes encoder and decoder (codec library)"
   "Codes frames in the format that SMPTE RDD 36 describes: 4:2:2 pictures of 8
-or 10 bits, Proxy to HQ, progressive and interlaced, through a C interface.")
+or 10 bits, Proxy to HQ, and 4:4:4 pictures with alpha, 4444 and 4444 XQ,
+progressive and interlaced, through a C interface.")
 vix_describe_package(libvixcore1 libs
   "host core for media-processing plug-ins"
   "Registry of elements, parameters, descriptions of streams, samples, memory,
@@ -181,12 +192,18 @@ vix_describe_package(libvixvideocodecprores1 libs
   "Plug-in with the elements VideoEncoderProRes and VideoDecoderProRes for
 hosts that are built on libvixcore1."
   libprores1 libvixcore1)
+vix_describe_package(libvixvideocodecprores4444-1 libs
+  "ProRes 4444 encoder and decoder elements (plug-in)"
+  "Plug-in with elements for 4:4:4 pictures of 16 bits with alpha, YCbCr and
+RGB, for hosts that are built on libvixcore1. They encode 4444 and 4444 XQ
+and decode every variant."
+  libprores1 libvixcore1)
 vix_describe_package(vixprores video
   "encode, decode and examine ProRes video"
   "Command-line program for post-production and broadcast. It converts between
 ProRes, camera files and other video with its sound, and uncompressed 4:2:2
 video in mov, mxf, mkv, avi, nut and y4m files, on every processor."
-  libprores1 libvixcore1 libvixvideocodecprores1)
+  ${VIX_DEBIAN_LIBRARIES})
 # Loaded at run time, so that it is not among the libraries of the binary.
 string(REGEX MATCH "^[0-9]+" filter_major "${LIBAVFILTER_VERSION}")
 string(APPEND CPACK_DEBIAN_VIXPRORES_PACKAGE_DEPENDS ", libavfilter${filter_major}")
@@ -200,11 +217,11 @@ vix_describe_package(libvix-dev libdevel
   "development files of the ProRes codec library and its host core"
   "Headers, CMake package, pkg-config files and example projects for programs
 that use the codec library, host elements, or bring elements of their own."
-  libprores1 libvixcore1 libvixvideocodecprores1)
+  ${VIX_DEBIAN_LIBRARIES})
 vix_describe_package(gstreamer1.0-vixprores libs
   "ProRes encoder and decoder for GStreamer"
   "Plugin with the elements vixproresenc and vixproresdec, which encode and
 decode ProRes 422 Proxy, LT, 422 and HQ in pipelines and players."
-  libprores1 libvixcore1 libvixvideocodecprores1)
+  ${VIX_DEBIAN_LIBRARIES})
 
 include(CPack)

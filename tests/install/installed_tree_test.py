@@ -50,15 +50,16 @@ def main():
         run(args.cmake, "--build", root / "consumer-build", stdout=subprocess.DEVNULL)
         consumer = root / "consumer-build" / "consumer"
         run(consumer, plugin)
-        run(consumer)  # finds the plug-in in its folder
+        run(consumer)  # finds the plug-ins in their folder
         refuse_unknown_component(args, prefix, root / "unknown")
 
         # With pkg-config.
         environment = dict(os.environ, PKG_CONFIG_PATH=str(libdir / "pkgconfig"))
         folder = run("pkg-config", "--variable=plugindir", "vixCore", env=environment,
                      capture_output=True, text=True).stdout.strip()
-        if not (pathlib.Path(folder) / plugin.name).samefile(plugin):
-            sys.exit("plugindir has no link to the plug-in: " + folder)
+        for library in (plugin, libdir / "libvixVideoCodecProRes4444.so"):
+            if not (pathlib.Path(folder) / library.name).samefile(library):
+                sys.exit(f"plugindir has no link to {library.name}: {folder}")
         found = run("pkg-config", "--cflags", "--libs", "vixCore", "ProRes",
                     env=environment, capture_output=True, text=True).stdout.split()
         program = root / "consumer-pkgconfig"

@@ -13,7 +13,8 @@ import unittest
 BUILD = pathlib.Path(os.environ["VIX_BUILD"])
 SOURCE = pathlib.Path(__file__).resolve().parents[2]
 LIBRARIES = {"libprores1": "libProRes", "libvixcore1": "libvixCore",
-             "libvixvideocodecprores1": "libvixVideoCodecProRes"}
+             "libvixvideocodecprores1": "libvixVideoCodecProRes",
+             "libvixvideocodecprores4444-1": "libvixVideoCodecProRes4444"}
 NAMES = {*LIBRARIES, "vixprores", "vixprores-images", "libvix-dev", "gstreamer1.0-vixprores"}
 MODULE = "vixprores/libvixprores_images.so"
 ELEMENTS = "gstreamer-1.0/libgstvixprores.so"
@@ -61,6 +62,7 @@ class Packages(unittest.TestCase):
         version = self.field("vixprores", "Version")
         for package, needs in (("vixprores", LIBRARIES),
                                ("libvixvideocodecprores1", ("libvixcore1", "libprores1")),
+                               ("libvixvideocodecprores4444-1", ("libvixcore1", "libprores1")),
                                ("vixprores-images", ("vixprores",)),
                                ("gstreamer1.0-vixprores", LIBRARIES),
                                ("libvix-dev", LIBRARIES)):
@@ -79,7 +81,7 @@ class Packages(unittest.TestCase):
             paths = re.findall(r" \./(\S+[^/\s])(?: -> .*)?\n",
                                run("dpkg-deb", "-c", self.files[package]))
             for path in paths:
-                self.assertRegex(path, rf"{LIBDIR}/({library}\.so\.1|vix-plugins-1/)|"
+                self.assertRegex(path, rf"{LIBDIR}/({library}\.so\.1|vix-plugins-1/{library}\.so$)|"
                                        rf"usr/share/doc/{package}/")
 
     def binaries(self):

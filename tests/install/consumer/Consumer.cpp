@@ -29,6 +29,9 @@ vix::LoadedPlugins Load(const char* pluginPath) {
   if (pluginPath) return {{vix::LoadPlugin(pluginPath, "consumer")}, {}};
   auto found = vix::LoadPlugins("consumer");
   for (const auto& failure : found.failures) std::fprintf(stderr, "%s\n", failure.reason.c_str());
+  if (!vix::GetFactory(vix::ElementFactoryType::VideoEncoder, "vix4444", "ProRes")) {
+    throw std::runtime_error("the folder of plug-ins has none for 4444");
+  }
   return found;
 }
 
