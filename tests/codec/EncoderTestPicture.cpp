@@ -8,15 +8,6 @@
 namespace prores::test {
 namespace {
 
-/// Returns a number that depends only on the place, so that contents are functions without state.
-unsigned Hash(unsigned seed, int component, int x, int y) {
-  unsigned value = seed * 2654435761U + static_cast<unsigned>(component) * 40503U +
-                   static_cast<unsigned>(x) * 2246822519U + static_cast<unsigned>(y) * 3266489917U;
-  value = (value ^ value >> 15) * 2246822519U;
-  value = (value ^ value >> 13) * 3266489917U;
-  return value ^ value >> 16;
-}
-
 int ToSample(double value) {
   return std::clamp(static_cast<int>(std::lround(value)), 4, 1019);
 }
@@ -33,6 +24,14 @@ std::uint32_t RowPixelBytes(std::uint32_t format, std::uint32_t width) {
 }
 
 }  // namespace
+
+unsigned Hash(unsigned seed, int component, int x, int y) {
+  unsigned value = seed * 2654435761U + static_cast<unsigned>(component) * 40503U +
+                   static_cast<unsigned>(x) * 2246822519U + static_cast<unsigned>(y) * 3266489917U;
+  value = (value ^ value >> 15) * 2246822519U;
+  value = (value ^ value >> 13) * 3266489917U;
+  return value ^ value >> 16;
+}
 
 Content Busy(unsigned seed) {
   return [seed](int component, int x, int y) {
@@ -62,13 +61,25 @@ Content Flat(int level) {
   return [level](int, int, int) { return level; };
 }
 
-SourcePicture::SourcePicture(std::uint32_t format, std::uint32_t width, std::uint32_t height,
-                             std::uint32_t padding)
+PictureMemory::PictureMemory(std::uint32_t format, std::uint32_t width, std::uint32_t height,
+                             std::uint32_t pixelBytes, std::uint32_t padding)
     : format_(format),
       width_(width),
       height_(height),
-      rowBytes_(RowPixelBytes(format, width) + padding),
+      rowBytes_(pixelBytes + padding),
       bytes_(std::size_t{rowBytes_} * height - padding) {}
+
+PixelBufferRecord PictureMemory::Record() const {
+  return {const_cast<std::uint8_t*>(bytes_.data()), rowBytes_, format_, width_, height_};
+}
+
+PixelBufferRecord PictureMemory::MutableRecord() {
+  return {bytes_.data(), rowBytes_, format_, width_, height_};
+}
+
+SourcePicture::SourcePicture(std::uint32_t format, std::uint32_t width, std::uint32_t height,
+                             std::uint32_t padding)
+    : PictureMemory(format, width, height, RowPixelBytes(format, width), padding) {}
 
 SourcePicture::SourcePicture(std::uint32_t format, std::uint32_t width, std::uint32_t height,
                              const Content& content, std::uint32_t padding)
@@ -78,14 +89,6 @@ SourcePicture::SourcePicture(std::uint32_t format, std::uint32_t width, std::uin
       for (int x = 0; x < Columns(component); ++x) Set(component, x, y, content(component, x, y));
     }
   }
-}
-
-PixelBufferRecord SourcePicture::Record() const {
-  return {const_cast<std::uint8_t*>(bytes_.data()), rowBytes_, format_, width_, height_};
-}
-
-PixelBufferRecord SourcePicture::MutableRecord() {
-  return {bytes_.data(), rowBytes_, format_, width_, height_};
 }
 
 int SourcePicture::Columns(int component) const {

@@ -9,8 +9,9 @@
 #include <string>
 #include <vector>
 
+#include "DeepPicture.h"
 #include "EncoderTestPicture.h"
-#include "ProRes/ProRes.h"
+#include "ProRes/ProResHost.h"
 
 /// @file
 /// Encodes and decodes pictures with the codec library's C calls, which are expected to succeed.
@@ -20,6 +21,9 @@ namespace prores::test {
 inline constexpr std::uint32_t kCodecTypes[] = {kWPRCodecProxy, kWPRCodecLT, kWPRCodec422,
                                                 kWPRCodecHQ};
 inline constexpr std::uint32_t kFormats[] = {kWPRPixelFormat2vuy, kWPRPixelFormatV210};
+inline constexpr std::uint32_t kDeepCodecTypes[] = {kWPRCodec4444, kWPRCodec4444XQ};
+inline constexpr std::uint32_t kDeepFormats[] = {kWPRPixelFormatY416, kWPRPixelFormatB64a};
+inline constexpr std::int32_t kAlphaBits[] = {kWPRAlphaNone, kWPRAlpha8, kWPRAlpha16};
 inline constexpr std::uint32_t kModes[] = {kWPRProgressive, kWPRTopFieldFirst};
 
 struct Closer {
@@ -48,7 +52,7 @@ using Bytes = std::vector<std::uint8_t>;
 
 /// Returns the frame, or no bytes if encoding fails.
 inline Bytes Encode(WPREncoderHandle encoder, const EncodeParamsRecord& params,
-                    const SourcePicture& picture) {
+                    const PictureMemory& picture) {
   const PixelBufferRecord source = picture.Record();
   Bytes frame(SizesOf(params.codecType, source).max);
   std::uint32_t bytes = 0;
@@ -60,16 +64,41 @@ inline Bytes Encode(WPREncoderHandle encoder, const EncodeParamsRecord& params,
   return frame;
 }
 
-inline SourcePicture Decode(const Bytes& frame, std::uint32_t format,
-                            const PixelBufferRecord& like) {
-  SourcePicture picture(format, like.width, like.height);
+/// Decodes into a picture, with the settings if there are any.
+inline void Decode(const Bytes& frame, PictureMemory& picture,
+                   const DecodeSettingsRecord* settings = nullptr) {
   PixelBufferRecord destination = picture.MutableRecord();
   WPRDecoderHandle decoder = WPROpenDecoder(1, nullptr);
+  if (settings != nullptr) {
+    EXPECT_EQ(WPRSetDecodeSettings(decoder, settings), kWPRSuccess);
+  }
   EXPECT_EQ(WPRDecodeFrame(decoder, frame.data(), static_cast<std::uint32_t>(frame.size()),
                            &destination, 0),
             kWPRSuccess);
   WPRCloseDecoder(decoder);
+}
+
+inline SourcePicture Decode(const Bytes& frame, std::uint32_t format,
+                            const PixelBufferRecord& like) {
+  SourcePicture picture(format, like.width, like.height);
+  Decode(frame, picture);
   return picture;
+}
+
+inline DeepPicture DecodeDeep(const Bytes& frame, std::uint32_t format,
+                              const PixelBufferRecord& like) {
+  DeepPicture picture(format, like.width, like.height);
+  Decode(frame, picture);
+  return picture;
+}
+
+inline constexpr std::uint32_t kUnspecifiedMatrix = 2;
+
+/// Sets what an encoder does from its next frame on, which is expected to succeed.
+inline void Set(WPREncoderHandle encoder, std::int32_t alphaBits,
+                std::uint32_t matrixCoefficients = kUnspecifiedMatrix) {
+  const EncodeSettingsRecord settings{sizeof settings, alphaBits, matrixCoefficients};
+  EXPECT_EQ(WPRSetEncodeSettings(encoder, &settings), kWPRSuccess);
 }
 
 inline std::string Describe(std::uint32_t codecType, std::uint32_t mode,
