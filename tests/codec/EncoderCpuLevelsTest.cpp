@@ -5,8 +5,10 @@
 #include <vector>
 
 #include "CpuLevelTest.h"
+#include "DeepPicture.h"
 #include "EncoderTestPicture.h"
-#include "ProRes/ProRes.h"
+#include "EncoderTestSession.h"
+#include "ProRes/ProResHost.h"
 #include "cpu/CpuLevel.h"
 
 namespace prores {
@@ -14,17 +16,15 @@ namespace {
 
 using test::BinaryNoise;
 using test::Busy;
+using test::Bytes;
 using test::Content;
+using test::DeepPicture;
 using test::Flat;
+using test::kModes;
 using test::Noise;
+using test::PictureMemory;
 using test::Smooth;
 using test::SourcePicture;
-
-using Bytes = std::vector<std::uint8_t>;
-
-constexpr std::uint32_t kCodecTypes[] = {kWPRCodecProxy, kWPRCodecLT, kWPRCodec422, kWPRCodecHQ};
-constexpr std::uint32_t kFormats[] = {kWPRPixelFormat2vuy, kWPRPixelFormatV210};
-constexpr std::uint32_t kModes[] = {kWPRProgressive, kWPRTopFieldFirst};
 
 /// An encoder of a CPU level.
 class LevelEncoder {
@@ -38,16 +38,10 @@ class LevelEncoder {
   LevelEncoder(const LevelEncoder&) = delete;
   LevelEncoder& operator=(const LevelEncoder&) = delete;
 
-  Bytes Encode(const EncodeParamsRecord& params, const SourcePicture& picture) const {
-    const PixelBufferRecord source = picture.Record();
-    std::uint32_t size = 0;
-    EXPECT_EQ(
-        WPRGetCompressedFrameSize(params.codecType, source.width, source.height, &size, nullptr),
-        kWPRSuccess);
-    Bytes frame(size);
-    EXPECT_EQ(WPREncodeFrame(encoder_, &params, &source, frame.data(), size, &size), kWPRSuccess);
-    frame.resize(size);
-    return frame;
+  Bytes Encode(const EncodeParamsRecord& params, std::int32_t alphaBits,
+               const PictureMemory& picture) const {
+    test::Set(encoder_, alphaBits);
+    return test::Encode(encoder_, params, picture);
   }
 
  private:
@@ -73,34 +67,53 @@ std::vector<Case> Cases() {
 struct Frame {
   std::string name;
   EncodeParamsRecord params;
-  SourcePicture picture;
+  std::int32_t alphaBits;
+  PictureMemory picture;
   Bytes expected;
 };
 
-std::vector<Frame> Frames() {
-  const LevelEncoder plain(CpuLevel::kScalar, 1);
-  std::vector<Frame> frames;
-  for (const Case& c : Cases()) {
-    for (const std::uint32_t format : kFormats) {
-      const SourcePicture picture(format, c.width, c.height, c.content, 3);
-      for (const std::uint32_t codecType : kCodecTypes) {
-        for (const std::uint32_t mode : kModes) {
-          const EncodeParamsRecord params{codecType, mode};
-          const std::string name = std::string(c.name) + ", variant " + std::to_string(codecType) +
-                                   ", mode " + std::to_string(mode);
-          frames.push_back({name, params, picture, plain.Encode(params, picture)});
+class Frames {
+ public:
+  Frames() {
+    for (const Case& c : Cases()) {
+      for (const std::uint32_t format : test::kFormats) {
+        const SourcePicture picture(format, c.width, c.height, c.content, 3);
+        for (const std::uint32_t codecType : test::kCodecTypes) {
+          Add(c.name, codecType, kWPRAlphaNone, picture);
         }
+      }
+      for (const std::uint32_t format : test::kDeepFormats) {
+        const test::DeepContent colours = test::Colours(c.content);
+        // Alpha of 16 bits like the first component.
+        const auto alpha = [colours](int, int x, int y) { return colours(0, x, y); };
+        const DeepPicture picture(format, c.width, c.height, test::WithAlpha(colours, alpha), 3);
+        Add(c.name, kWPRCodec4444, kWPRAlpha16, picture);
+        Add(c.name, kWPRCodec4444XQ, kWPRAlpha8, picture);
       }
     }
   }
-  return frames;
-}
+
+  const std::vector<Frame>& All() const { return frames_; }
+
+ private:
+  void Add(const std::string& name, std::uint32_t codecType, std::int32_t alphaBits,
+           const PictureMemory& picture) {
+    for (const std::uint32_t mode : kModes) {
+      const EncodeParamsRecord params{codecType, mode};
+      frames_.push_back({name + ", " + test::Describe(codecType, mode, picture.Record()), params,
+                         alphaBits, picture, plain_.Encode(params, alphaBits, picture)});
+    }
+  }
+
+  LevelEncoder plain_{CpuLevel::kScalar, 1};
+  std::vector<Frame> frames_;
+};
 
 void ExpectSameBytes(CpuLevel level, int threads) {
-  static const std::vector<Frame> kFrames = Frames();
+  static const Frames kFrames;
   const LevelEncoder encoder(level, threads);
-  for (const Frame& frame : kFrames) {
-    EXPECT_EQ(encoder.Encode(frame.params, frame.picture), frame.expected)
+  for (const Frame& frame : kFrames.All()) {
+    EXPECT_EQ(encoder.Encode(frame.params, frame.alphaBits, frame.picture), frame.expected)
         << frame.name << ", " << NameOf(level) << ", " << threads << " threads";
   }
 }

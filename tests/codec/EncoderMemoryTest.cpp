@@ -4,8 +4,10 @@
 #include <vector>
 
 #include "Allocations.h"
+#include "DeepPicture.h"
 #include "EncoderTestPicture.h"
-#include "ProRes/ProRes.h"
+#include "EncoderTestSession.h"
+#include "ProRes/ProResHost.h"
 
 namespace prores {
 namespace {
@@ -13,19 +15,21 @@ namespace {
 using test::allocations;
 using test::Allocations;
 using test::Busy;
+using test::DeepPicture;
 using test::SourcePicture;
 
 class EncoderMemory : public testing::Test {
  protected:
   void SetUp() override {
     ASSERT_NE(encoder_, nullptr);
-    ASSERT_EQ(WPRGetCompressedFrameSize(kWPRCodecHQ, 1920, 1080, &maxBytes_, nullptr), kWPRSuccess);
+    ASSERT_EQ(WPRGetCompressedFrameSize(kWPRCodec4444XQ, 1920, 1080, &maxBytes_, nullptr),
+              kWPRSuccess);
     frame_.resize(maxBytes_);
   }
   void TearDown() override { WPRCloseEncoder(encoder_); }
 
-  int Encode(const SourcePicture& picture) {
-    const EncodeParamsRecord params{kWPRCodecHQ, kWPRProgressive};
+  int Encode(const test::PictureMemory& picture, std::uint32_t codecType = kWPRCodecHQ) {
+    const EncodeParamsRecord params{codecType, kWPRProgressive};
     const PixelBufferRecord source = picture.Record();
     return WPREncodeFrame(encoder_, &params, &source, frame_.data(), maxBytes_, &bytes_);
   }
@@ -50,29 +54,68 @@ TEST_F(EncoderMemory, IsAllocatedOnTheFirstFrameOnlyAndStaysBelowThreePackedFram
   EXPECT_EQ(allocations.count, count);
 }
 
-TEST_F(EncoderMemory, MayRunOutAnywhereAndTheEncoderStaysUsable) {
-  const SourcePicture small(kWPRPixelFormatV210, 64, 48, Busy(1));
-  const SourcePicture large(kWPRPixelFormatV210, 300, 200, Busy(1));
+TEST_F(EncoderMemory, IsAllocatedOnTheFirstFrameOfEachKindOnly) {
+  test::Set(encoder_, kWPRAlpha16);
+  const DeepPicture deep(kWPRPixelFormatB64a, 640, 300, test::Colours(Busy(1)));
+  const DeepPicture smaller(kWPRPixelFormatY416, 320, 200, test::Colours(Busy(1)));
+  const SourcePicture other(kWPRPixelFormatV210, 640, 300, Busy(1));
+  ASSERT_EQ(Encode(deep, kWPRCodec4444XQ), kWPRSuccess);
+  ASSERT_EQ(Encode(other), kWPRSuccess);
+  const long count = allocations.count;
+  for (int repetition = 0; repetition < 2; ++repetition) {
+    ASSERT_EQ(Encode(deep, kWPRCodec4444XQ), kWPRSuccess);
+    ASSERT_EQ(Encode(smaller, kWPRCodec4444), kWPRSuccess);
+    ASSERT_EQ(Encode(other), kWPRSuccess);
+  }
+  EXPECT_EQ(allocations.count, count);
+}
+
+TEST_F(EncoderMemory, StaysBelowThreePackedFramesOf4444) {
+  const DeepPicture picture(kWPRPixelFormatY416, 1920, 1080, test::Colours(test::Smooth()));
+  test::Set(encoder_, kWPRAlpha16);
+  const std::size_t before = allocations.bytes;
+  ASSERT_EQ(Encode(picture, kWPRCodec4444XQ), kWPRSuccess);
+  EXPECT_LT(allocations.bytes - before, 3 * picture.Bytes().size());
+}
+
+/// Lets every allocation of a large frame fail in turn, after a small frame or none.
+template <typename EncodeSmall, typename EncodeLarge, typename Reopen>
+void ExpectUsableWhereverMemoryRunsOut(EncodeSmall encodeSmall, EncodeLarge encodeLarge,
+                                       Reopen reopen) {
   for (const bool hasEncoded : {false, true}) {
     int failures = 0;
     for (long survived = 0; failures == survived; ++survived) {
-      WPRCloseEncoder(encoder_);
-      encoder_ = WPROpenEncoder(1, nullptr);
+      reopen();
       if (hasEncoded) {
-        ASSERT_EQ(Encode(small), kWPRSuccess);
+        ASSERT_EQ(encodeSmall(), kWPRSuccess);
       }
       allocations.untilFailure = survived;
-      const int result = Encode(large);
+      const int result = encodeLarge();
       allocations.untilFailure = Allocations::kNeverFail;
       if (result != kWPRSuccess) {
         EXPECT_EQ(result, kWPROutOfMemory);
         ++failures;
       }
-      ASSERT_EQ(Encode(small), kWPRSuccess);
-      ASSERT_EQ(Encode(large), kWPRSuccess);
+      ASSERT_EQ(encodeSmall(), kWPRSuccess);
+      ASSERT_EQ(encodeLarge(), kWPRSuccess);
     }
     EXPECT_GT(failures, 3);
   }
+}
+
+TEST_F(EncoderMemory, MayRunOutAnywhereAndTheEncoderStaysUsable) {
+  const auto reopen = [this] {
+    WPRCloseEncoder(encoder_);
+    encoder_ = WPROpenEncoder(1, nullptr);
+    test::Set(encoder_, kWPRAlpha16);
+  };
+  const SourcePicture small(kWPRPixelFormatV210, 64, 48, Busy(1));
+  const SourcePicture large(kWPRPixelFormatV210, 300, 200, Busy(1));
+  ExpectUsableWhereverMemoryRunsOut([&] { return Encode(small); }, [&] { return Encode(large); },
+                                    reopen);
+  const DeepPicture deep(kWPRPixelFormatB64a, 300, 200, test::Colours(Busy(1)));
+  ExpectUsableWhereverMemoryRunsOut([&] { return Encode(small); },
+                                    [&] { return Encode(deep, kWPRCodec4444); }, reopen);
 }
 
 TEST_F(EncoderMemory, MayBeExhaustedWhenTheEncoderIsOpened) {

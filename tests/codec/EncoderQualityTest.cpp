@@ -8,13 +8,11 @@
 #include <numbers>
 #include <vector>
 
+#include "CodedSlices.h"
+#include "DeepPicture.h"
 #include "EncoderTestPicture.h"
 #include "EncoderTestSession.h"
 #include "ProRes/ProRes.h"
-#include "bitstream/FrameHeader.h"
-#include "bitstream/PictureHeader.h"
-#include "bitstream/SliceHeader.h"
-#include "bitstream/SliceTable.h"
 
 namespace prores {
 namespace {
@@ -24,6 +22,7 @@ using test::Decode;
 using test::Describe;
 using test::Encode;
 using test::EncoderOwner;
+using test::HeaderOf;
 using test::kCodecTypes;
 using test::kModes;
 using test::Open;
@@ -55,25 +54,12 @@ Content Photograph(double contrast, unsigned seed) {
   };
 }
 
-FrameHeader HeaderOf(const Bytes& frame) {
-  FrameHeader header;
-  std::span<const std::uint8_t> pictures;
-  EXPECT_EQ(ParseFrameHeader(frame, header, pictures), Status::kSuccess);
-  return header;
-}
-
-/// Returns the quantiser scales of the slices of a progressive frame, in units of weight 4.
+/// Returns the quantiser scales of the slices of a frame, in units of weight 4.
 std::vector<unsigned> ScalesOf(const Bytes& frame) {
-  FrameHeader header;
-  std::span<const std::uint8_t> picture;
-  EXPECT_EQ(ParseFrameHeader(frame, header, picture), Status::kSuccess);
-  const std::size_t slices = std::size_t{picture[5]} << 8 | picture[6];
+  const unsigned weight = HeaderOf(frame).lumaMatrix[0];
   std::vector<unsigned> scales;
-  std::size_t offset = PictureHeader::kWrittenBytes + slices * kSliceTableEntryBytes;
-  for (std::size_t slice = 0; slice < slices; ++slice) {
-    scales.push_back(QuantizerScale(picture[offset + 1]) * header.lumaMatrix[0] / 4);
-    const std::uint8_t* const entry = &picture[PictureHeader::kWrittenBytes + 2 * slice];
-    offset += std::size_t{entry[0]} << 8 | entry[1];
+  for (const test::CodedSlice& slice : test::SlicesOf(frame)) {
+    scales.push_back(QuantizerScale(slice.quantizationIndex) * weight / 4);
   }
   return scales;
 }
@@ -137,6 +123,30 @@ TEST(EncoderQuality, LosesLittleOverTenGenerations) {
   EXPECT_LT(LossOfGenerations({kWPRCodec422, kWPRProgressive}, kWPRPixelFormatV210), 0.3);
   // Rounding samples to eight bits between generations costs more than the coding.
   EXPECT_LT(LossOfGenerations({kWPRCodecHQ, kWPRProgressive}, kWPRPixelFormat2vuy), 3);
+}
+
+/// Returns the largest loss of a component from the picture's first generation to the tenth.
+double LossOfDeepGenerations(const EncodeParamsRecord& params, std::uint32_t format) {
+  const EncoderOwner encoder = Open();
+  const test::DeepPicture picture(format, kWidth, kHeight, test::Colours(Photograph(1.5, 3)));
+  test::DeepPicture copy = picture;
+  double first[3] = {};
+  for (int generation = 1; generation <= 10; ++generation) {
+    copy = test::DecodeDeep(Encode(encoder.get(), params, copy), format, picture.Record());
+    for (int c = 0; generation == 1 && c < 3; ++c) first[c] = Psnr(picture, copy, c);
+  }
+  double most = 0;
+  for (int c = 0; c < 3; ++c) most = std::max(most, first[c] - Psnr(picture, copy, c));
+  return most;
+}
+
+TEST(EncoderQuality, LosesLittleOf12BitsOverTenGenerations) {
+  for (const std::uint32_t codecType : test::kDeepCodecTypes) {
+    for (const std::uint32_t mode : kModes) {
+      EXPECT_LT(LossOfDeepGenerations({codecType, mode}, kWPRPixelFormatY416), 0.3)
+          << codecType << ", mode " << mode;
+    }
+  }
 }
 
 TEST(EncoderQuality, KeepsTheQuantisersOfACopy) {
