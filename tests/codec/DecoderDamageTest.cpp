@@ -3,11 +3,10 @@
 #include <gtest/gtest.h>
 
 #include <algorithm>
-#include <cstdlib>
-#include <memory>
 #include <random>
 #include <vector>
 
+#include "DecoderTestSession.h"
 #include "PackedPicture.h"
 #include "ProRes/ProRes.h"
 #include "ReferenceCodec.h"
@@ -15,30 +14,13 @@
 namespace {
 
 using Bytes = std::vector<std::uint8_t>;
+using decoding::Decode;
+using decoding::DecoderPtr;
+using decoding::Open;
+using decoding::U32;
 using reference::SliceInfo;
 using reference::Stream;
 using reference::StreamSpec;
-
-struct CloseDecoder {
-  void operator()(void* decoder) const { WPRCloseDecoder(decoder); }
-};
-using DecoderPtr = std::unique_ptr<void, CloseDecoder>;
-
-DecoderPtr Open(int threads) {
-  return DecoderPtr(WPROpenDecoder(threads, nullptr));
-}
-
-std::uint32_t U32(std::size_t value) {
-  return static_cast<std::uint32_t>(value);
-}
-
-/// Decodes from a buffer that ends with the frame, so that a sanitizer detects any read after it.
-std::int32_t Decode(void* decoder, const Bytes& frame, PackedPicture& picture) {
-  const auto exact = std::make_unique<std::uint8_t[]>(frame.size());
-  std::ranges::copy(frame, exact.get());
-  PixelBufferRecord record = picture.Record();
-  return WPRDecodeFrame(decoder, exact.get(), U32(frame.size()), &record, 0);
-}
 
 Bytes Prefix(const Bytes& bytes, std::size_t size) {
   return {bytes.begin(), bytes.begin() + static_cast<std::ptrdiff_t>(size)};
@@ -49,7 +31,7 @@ constexpr int kSmallHeight = 18;
 
 /// Returns small frames of every kind.
 std::vector<StreamSpec> SmallFrames() {
-  std::vector<StreamSpec> specs(5);
+  std::vector<StreamSpec> specs(7);
   for (StreamSpec& spec : specs) {
     spec.width = kSmallWidth;
     spec.height = kSmallHeight;
@@ -66,6 +48,10 @@ std::vector<StreamSpec> SmallFrames() {
   specs[4].extraSliceHeaderBytes = 3;
   specs[4].extraPictureHeaderBytes = 2;
   specs[4].extraFrameHeaderBytes = 1;
+  specs[5].interlaceMode = 1;
+  specs[5].chroma444 = true;
+  specs[5].alphaType = 2;
+  specs[6].alphaType = 2;
   return specs;
 }
 
@@ -74,9 +60,12 @@ TEST(DecoderDamage, RejectsEveryPrefixAndKeepsThePicture) {
   for (const StreamSpec& spec : SmallFrames()) {
     const Stream stream = MakeStream(spec, reference::NaturalSource(1));
     for (std::size_t size = 0; size < stream.bytes.size(); ++size) {
-      PackedPicture picture(kWPRPixelFormat2vuy, kSmallWidth, kSmallHeight, 4);
-      ASSERT_EQ(Decode(decoder.get(), Prefix(stream.bytes, size), picture), kWPRTruncated) << size;
-      ASSERT_TRUE(picture.IsUntouched());
+      for (const std::uint32_t format : decoding::kFormats) {
+        PackedPicture picture(format, kSmallWidth, kSmallHeight, 4);
+        ASSERT_EQ(Decode(decoder.get(), Prefix(stream.bytes, size), picture), kWPRTruncated)
+            << size;
+        ASSERT_TRUE(picture.IsUntouched());
+      }
     }
   }
 }
@@ -93,16 +82,18 @@ TEST(DecoderDamage, SurvivesBitFlips) {
     for (std::size_t bit = 0; bit < 8 * stream.bytes.size(); bit += bit < headerBits ? 1 : 9) {
       Bytes bytes = stream.bytes;
       bytes[bit / 8] ^= static_cast<std::uint8_t>(0x80 >> bit % 8);
-      PackedPicture picture(kWPRPixelFormatV210, kSmallWidth, kSmallHeight, 16);
-      const std::int32_t result = Decode(decoder.get(), bytes, picture);
-      ASSERT_TRUE(picture.GuardsAreUntouched()) << bit;
-      ASSERT_EQ(result < 0, picture.IsUntouched()) << bit;
-      if (result < 0) ++refused;
-      if (result > 0) ++concealed;
-      if (bit % 7 == 0) {
-        PackedPicture again(kWPRPixelFormatV210, kSmallWidth, kSmallHeight, 16);
-        ASSERT_EQ(Decode(threaded.get(), bytes, again), result) << bit;
-        ASSERT_EQ(again, picture) << bit;
+      for (const std::uint32_t format : decoding::kFormats) {
+        PackedPicture picture(format, kSmallWidth, kSmallHeight, 16);
+        const std::int32_t result = Decode(decoder.get(), bytes, picture);
+        ASSERT_TRUE(picture.GuardsAreUntouched()) << bit;
+        ASSERT_EQ(result < 0, picture.IsUntouched()) << bit;
+        if (result < 0) ++refused;
+        if (result > 0) ++concealed;
+        if (bit % 7 == 0) {
+          PackedPicture again(format, kSmallWidth, kSmallHeight, 16);
+          ASSERT_EQ(Decode(threaded.get(), bytes, again), result) << bit;
+          ASSERT_EQ(again, picture) << bit;
+        }
       }
     }
   }
@@ -121,10 +112,12 @@ TEST(DecoderDamage, SurvivesRandomBytesInSlices) {
         const std::size_t first = stream.slices.front().offset;
         bytes[first + random() % (bytes.size() - first)] = static_cast<std::uint8_t>(random());
       }
-      PackedPicture picture(kWPRPixelFormat2vuy, kSmallWidth, kSmallHeight, 4);
-      const std::int32_t result = Decode(decoder.get(), bytes, picture);
-      ASSERT_LE(result, static_cast<std::int32_t>(stream.slices.size()));
-      ASSERT_TRUE(picture.GuardsAreUntouched());
+      for (const std::uint32_t format : decoding::kFormats) {
+        PackedPicture picture(format, kSmallWidth, kSmallHeight, 4);
+        const std::int32_t result = Decode(decoder.get(), bytes, picture);
+        ASSERT_LE(result, static_cast<std::int32_t>(stream.slices.size()));
+        ASSERT_TRUE(picture.GuardsAreUntouched());
+      }
     }
   }
 }

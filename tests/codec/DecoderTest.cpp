@@ -2,10 +2,10 @@
 // Compares whole frames, decoded through the C interface, with the reference model.
 #include <gtest/gtest.h>
 
-#include <memory>
 #include <string>
 #include <vector>
 
+#include "DecoderTestSession.h"
 #include "PackedPicture.h"
 #include "ProRes/ProRes.h"
 #include "ReferenceCodec.h"
@@ -13,30 +13,14 @@
 
 namespace {
 
+using decoding::Decode;
+using decoding::DecoderPtr;
+using decoding::Open;
+using decoding::U32;
 using reference::Stream;
 using reference::StreamSpec;
 
 constexpr std::uint32_t kFormats[] = {kWPRPixelFormat2vuy, kWPRPixelFormatV210};
-
-struct CloseDecoder {
-  void operator()(void* decoder) const { WPRCloseDecoder(decoder); }
-};
-using DecoderPtr = std::unique_ptr<void, CloseDecoder>;
-
-DecoderPtr Open(int threads) {
-  return DecoderPtr(WPROpenDecoder(threads, nullptr));
-}
-
-std::int32_t Decode(void* decoder, const std::vector<std::uint8_t>& frame, PackedPicture& picture,
-                    std::uint8_t fieldFlag = 0) {
-  PixelBufferRecord record = picture.Record();
-  return WPRDecodeFrame(decoder, frame.data(), static_cast<std::uint32_t>(frame.size()), &record,
-                        fieldFlag);
-}
-
-std::uint32_t U32(int value) {
-  return static_cast<std::uint32_t>(value);
-}
 
 /// Compares rows of the picture with lines of the image: row y shows line first + step * y.
 void ExpectEqualWithinRounding(const PackedPicture& picture, const reference::Image& image,

@@ -24,17 +24,30 @@ class PackedPicture {
     return {bytes_.data() + kGuardBytes, rowBytes_, format_, width_, height_};
   }
 
+  /// Bytes of the pixels of a row.
   std::uint32_t PixelBytes() const {
+    if (HasAlpha()) return 8 * width_;
     return format_ == kWPRPixelFormat2vuy ? (width_ + 1) / 2 * 4 : (width_ + 5) / 6 * 16;
   }
 
+  bool HasAlpha() const { return format_ == kWPRPixelFormatY416 || format_ == kWPRPixelFormatB64a; }
+
+  /// Bits of a picture of 4:2:2.
   int Bits() const { return format_ == kWPRPixelFormat2vuy ? 8 : 10; }
 
   const std::uint8_t* Row(std::uint32_t y) const {
     return bytes_.data() + kGuardBytes + std::size_t{rowBytes_} * y;
   }
 
-  /// Sample of component 0..2 at column x (of the component) of row y.
+  /// Returns the word of component 0..3, the last one being alpha, in a picture of 4:4:4.
+  int Word(int component, int x, int y) const {
+    const int place = 8 * x + 2 * ((component + 1) % 4);
+    const int high = format_ == kWPRPixelFormatB64a ? 0 : 1;
+    const std::uint8_t* const row = Row(static_cast<std::uint32_t>(y));
+    return row[place + high] << 8 | row[place + 1 - high];
+  }
+
+  /// Sample of component 0..2 at column x (of the component) of row y in a picture of 4:2:2.
   int Sample(int component, int x, int y) const {
     const std::uint8_t* const row = Row(static_cast<std::uint32_t>(y));
     if (format_ == kWPRPixelFormat2vuy) {
