@@ -7,6 +7,7 @@
 #include <vector>
 
 #include "CpuLevelTest.h"
+#include "DecoderTestSession.h"
 #include "PackedPicture.h"
 #include "ProRes/ProRes.h"
 #include "ReferenceCodec.h"
@@ -59,6 +60,7 @@ std::vector<StreamSpec> Specs() {
         spec.quantizationIndex = [](int slice) { return slice % 3 == 0 ? 1 : slice * 5 % 224 + 1; };
         if (log2SliceSize == 2) spec.lumaMatrix.emplace().fill(13);
         if (log2SliceSize == 1) spec.trailingZeroBytes = 9;
+        spec.alphaType = log2SliceSize % 3;
         specs.push_back(spec);
       }
     }
@@ -72,7 +74,7 @@ std::vector<Bytes> Frames() {
   for (const StreamSpec& spec : Specs()) {
     frames.push_back(MakeStream(spec, reference::NaturalSource(++seed)).bytes);
     frames.push_back(MakeStream(spec, [](int c, int x, int y) {
-                       return (x * 7919 + y * 104729 + c) % 1024;
+                       return (x * 7919 + y * 104729 + c) % (c == 3 ? 65536 : 1024);
                      }).bytes);
   }
   return frames;
@@ -91,7 +93,7 @@ std::vector<Decoding> DecodeAll(const std::vector<Bytes>& frames) {
   const LevelDecoder plain(CpuLevel::kScalar, 1);
   std::vector<Decoding> decodings;
   for (const Bytes& frame : frames) {
-    for (const std::uint32_t format : {kWPRPixelFormat2vuy, kWPRPixelFormatV210}) {
+    for (const std::uint32_t format : decoding::kFormats) {
       for (const bool firstFieldOnly : {false, true}) {
         const bool half = firstFieldOnly && (frame[20] & 0x0C) != 0;
         PackedPicture picture(format, 247, half ? 22 : 45);

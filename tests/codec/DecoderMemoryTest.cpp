@@ -1,6 +1,7 @@
 // SPDX-License-Identifier: BSD-2-Clause
 #include <gtest/gtest.h>
 
+#include <algorithm>
 #include <vector>
 
 #include "Allocations.h"
@@ -15,18 +16,31 @@ using test::Allocations;
 
 /// A frame and memory for its picture.
 struct Clip {
-  Clip(int width, int height) : picture(static_cast<std::size_t>(width * height) * 2) {
-    reference::StreamSpec spec;
-    spec.width = width;
-    spec.height = height;
-    frame = reference::MakeStream(spec, reference::NaturalSource(3)).bytes;
-    record = {picture.data(), static_cast<std::uint32_t>(width) * 2, kWPRPixelFormat2vuy,
-              static_cast<std::uint32_t>(width), static_cast<std::uint32_t>(height)};
+  Clip(int width, int height) : Clip(PlainSpec(width, height), kWPRPixelFormat2vuy, 2) {}
+
+  static Clip With16BitAlpha(int width, int height) {
+    reference::StreamSpec spec = PlainSpec(width, height);
+    spec.alphaType = 2;
+    return {spec, kWPRPixelFormatB64a, 8};
   }
 
   std::vector<std::uint8_t> frame;
   std::vector<std::uint8_t> picture;
   PixelBufferRecord record;
+
+ private:
+  Clip(const reference::StreamSpec& spec, std::uint32_t format, int pixelBytes)
+      : frame(reference::MakeStream(spec, reference::NaturalSource(3)).bytes),
+        picture(static_cast<std::size_t>(spec.width * spec.height * pixelBytes)),
+        record{picture.data(), static_cast<std::uint32_t>(spec.width * pixelBytes), format,
+               static_cast<std::uint32_t>(spec.width), static_cast<std::uint32_t>(spec.height)} {}
+
+  static reference::StreamSpec PlainSpec(int width, int height) {
+    reference::StreamSpec spec;
+    spec.width = width;
+    spec.height = height;
+    return spec;
+  }
 };
 
 int Decode(WPRDecoderHandle decoder, Clip& clip) {
@@ -46,6 +60,23 @@ TEST(DecoderMemory, IsAllocatedOnTheFirstFrameOnly) {
   WPRCloseDecoder(decoder);
 }
 
+TEST(DecoderMemory, IsAllocatedOnTheFirstFrameOfEachKindOnly) {
+  Clip plain(320, 96);
+  Clip deep = Clip::With16BitAlpha(320, 96);
+  Clip smaller = Clip::With16BitAlpha(64, 48);
+  WPRDecoderHandle const decoder = WPROpenDecoder(2, nullptr);
+  ASSERT_EQ(Decode(decoder, plain), kWPRSuccess);
+  ASSERT_EQ(Decode(decoder, deep), kWPRSuccess);
+  const long count = allocations.count;
+  for (int repetition = 0; repetition < 2; ++repetition) {
+    EXPECT_EQ(Decode(decoder, smaller), kWPRSuccess);
+    EXPECT_EQ(Decode(decoder, plain), kWPRSuccess);
+    EXPECT_EQ(Decode(decoder, deep), kWPRSuccess);
+  }
+  EXPECT_EQ(allocations.count, count);
+  WPRCloseDecoder(decoder);
+}
+
 TEST(DecoderMemory, StaysBelowTwoMebibytesForAFullHighDefinitionFrame) {
   Clip clip(1920, 1080);
   const std::size_t before = allocations.bytes;
@@ -55,9 +86,8 @@ TEST(DecoderMemory, StaysBelowTwoMebibytesForAFullHighDefinitionFrame) {
   WPRCloseDecoder(decoder);
 }
 
-TEST(DecoderMemory, MayRunOutAnywhereAndTheDecoderStaysUsable) {
-  Clip small(64, 48);
-  Clip large(320, 208);
+/// Lets every allocation for a large frame fail in turn, after a small frame or none.
+void ExpectUsableWhereverMemoryRunsOut(Clip& small, Clip& large) {
   for (const bool hasDecoded : {false, true}) {
     int failures = 0;
     for (long survived = 0; failures == survived; ++survived) {
@@ -76,11 +106,19 @@ TEST(DecoderMemory, MayRunOutAnywhereAndTheDecoderStaysUsable) {
       }
       ASSERT_EQ(Decode(decoder, small), kWPRSuccess);
       ASSERT_EQ(Decode(decoder, large), kWPRSuccess);
-      large.picture.assign(large.picture.size(), 0);
+      std::ranges::fill(large.picture, std::uint8_t{0});
       WPRCloseDecoder(decoder);
     }
     EXPECT_GT(failures, 3);
   }
+}
+
+TEST(DecoderMemory, MayRunOutAnywhereAndTheDecoderStaysUsable) {
+  Clip small(64, 48);
+  Clip large(320, 208);
+  ExpectUsableWhereverMemoryRunsOut(small, large);
+  Clip deep = Clip::With16BitAlpha(160, 64);
+  ExpectUsableWhereverMemoryRunsOut(small, deep);
 }
 
 TEST(DecoderMemory, MayBeExhaustedWhenTheDecoderIsOpened) {
