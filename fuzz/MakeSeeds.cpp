@@ -93,10 +93,16 @@ Bytes Sized(const Bytes& frame) {
 }
 
 void WriteDecoderSeeds(const std::filesystem::path& folder, const std::vector<NamedFrame>& frames) {
+  constexpr std::size_t kDeepFormat = 0x10;
   for (std::size_t i = 0; i < frames.size(); ++i) {
-    Bytes seed{static_cast<std::uint8_t>(i % 8)};
-    Append(seed, frames[i].bytes);
-    Write(folder, frames[i].name, seed);
+    const auto write = [&](const std::string& name, std::size_t choice) {
+      Bytes seed{static_cast<std::uint8_t>(choice)};
+      Append(seed, frames[i].bytes);
+      Write(folder, name, seed);
+    };
+    write(frames[i].name, i % 8);
+    const std::size_t alphaBits = i % 3 << 5, matrix = i % 2 << 7;
+    write(frames[i].name + "_to_444", i % 8 | kDeepFormat | alphaBits | matrix);
   }
 }
 
@@ -119,7 +125,7 @@ void WriteInspectionSeeds(const std::filesystem::path& folder,
 void WriteEncoderSeeds(const std::filesystem::path& folder) {
   struct Seed {
     const char* name;
-    Bytes bytes;  // choices, width, height, slack of a row, destination, then the content
+    Bytes bytes;  // choices, width, height, slack of a row, destination, matrix of 4444, content
   };
   const Seed seeds[] = {
       {"uyvy_proxy_noise", {0x00, 0, 48, 0, 32, 0, 0}},
@@ -129,6 +135,11 @@ void WriteEncoderSeeds(const std::filesystem::path& folder) {
       {"smallest", {0x05, 0, 2, 0, 2, 0, 0, 0x55, 0xaa}},
       {"too_small_destination", {0x07, 0, 80, 0, 48, 0, 200}},
       {"bottom_field_first", {0x11, 0, 48, 0, 32, 0, 0}},
+      {"y416_4444_alpha16_noise", {0xa0, 0, 50, 0, 34, 0, 0, 2}},
+      {"b64a_xq_alpha8_interlaced_noise", {0x6b, 0, 34, 0, 36, 5, 0, 9}},
+      {"b64a_4444_without_alpha", {0x21, 0, 33, 0, 18, 0, 0, 6, 0x80, 0xff, 0x12, 0x34, 0x90}},
+      {"y416_xq_alpha16_flat", {0xa2, 0, 64, 0, 32, 0, 0, 1, 0, 0x80, 0, 0x40, 0, 0x80, 0, 0x80}},
+      {"4444_with_format_of_422", {0x25, 0, 48, 0, 32, 0, 0, 2}},
   };
   for (const Seed& seed : seeds) Write(folder, seed.name, seed.bytes);
 }
