@@ -71,7 +71,7 @@ TEST_F(EncoderMemory, IsAllocatedOnTheFirstFrameOfEachKindOnly) {
 }
 
 TEST_F(EncoderMemory, StaysBelowThreePackedFramesOf4444) {
-  const DeepPicture picture(kWPRPixelFormatY416, 1920, 1080, test::Colours(test::Smooth()));
+  const DeepPicture picture(kWPRPixelFormatY416, 960, 540, test::Colours(test::Smooth()));
   test::Set(encoder_, kWPRAlpha16);
   const std::size_t before = allocations.bytes;
   ASSERT_EQ(Encode(picture, kWPRCodec4444XQ), kWPRSuccess);
