@@ -93,7 +93,7 @@ std::string ToTimecode(const std::string& text) {
 
 std::string FindVariant(const Facts& facts) {
   const ProResVariant* const variant = FindProResVariant(facts.input.format.code);
-  return variant ? variant->shortName : "unknown";
+  return variant ? variant->option : "unknown";
 }
 
 std::string FindFields(const Facts& facts) {

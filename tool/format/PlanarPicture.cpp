@@ -5,6 +5,7 @@
 #include <string>
 
 #include "base/Errors.h"
+#include "format/DeepPicture.h"
 #include "vix/PixelConversion.h"
 
 namespace vixprores {
@@ -12,12 +13,8 @@ namespace {
 
 constexpr std::size_t kLargestPicture = UINT32_MAX - 64;  // leaves room for a Y4M header line
 
-bool Has10Bits(const StreamFormat& format) {
-  return format.code == vix::kFourCC_V210;
-}
-
 vix::PixelFormat PlanarFormat(const StreamFormat& format) {
-  return Has10Bits(format) ? vix::PixelFormat::I210 : vix::PixelFormat::I422;
+  return SampleBits(format) == 10 ? vix::PixelFormat::I210 : vix::PixelFormat::I422;
 }
 
 // Describes a planar picture.
@@ -36,13 +33,18 @@ vix::BasicPixelPicture<Byte> Packed(const StreamFormat& format, std::span<Byte> 
 }  // namespace
 
 unsigned SampleBits(const StreamFormat& format) {
-  return Has10Bits(format) ? 10 : 8;
+  return FindRawFormat(format.code)->planarBits;
 }
 
 std::uint32_t PlanarBytes(const StreamFormat& format) {
+  return PlanarBytes(format, SampleBits(format));
+}
+
+std::uint32_t PlanarBytes(const StreamFormat& format, unsigned bits) {
   // Sizes that no element accepts are rejected later, with the name of the file.
-  const std::size_t rowSamples = format.width + (std::size_t{format.width} + 1) / 2 * 2;
-  const std::size_t bytes = rowSamples * format.height * (Has10Bits(format) ? 2 : 1);
+  const std::size_t width = format.width;
+  const std::size_t chromaWidth = IsOf4444(format.code) ? width : (width + 1) / 2;
+  const std::size_t bytes = (width + 2 * chromaWidth) * format.height * (bits > 8 ? 2 : 1);
   if (bytes > kLargestPicture) {
     throw Failure("Y4M pictures of " + DescribeSize(format.width, format.height) + " have " +
                   std::to_string(bytes) + " bytes each, more than 32 bits of them");
@@ -52,11 +54,13 @@ std::uint32_t PlanarBytes(const StreamFormat& format) {
 
 void PackPicture(const StreamFormat& format, std::span<const std::uint8_t> planar,
                  std::span<std::uint8_t> packed) {
+  if (IsOf4444(format.code)) return PackDeepPicture(SampleBits(format), planar, packed);
   vix::ConvertPixels(Planes(format, planar), Packed(format, packed));
 }
 
 void UnpackPicture(const StreamFormat& format, std::span<const std::uint8_t> packed,
                    std::span<std::uint8_t> planar) {
+  if (IsOf4444(format.code)) return UnpackDeepPicture(packed, planar);
   vix::ConvertPixels(Packed(format, packed), Planes(format, planar));
 }
 

@@ -3,11 +3,12 @@
 #define TOOL_FORMAT_PLANARPICTURE_H
 
 /// @file
-/// Planar 4:2:2 pictures, to and from the packed formats of the elements.
+/// Planar pictures, to and from the packed formats of the elements.
 ///
 /// A planar picture as in Y4M is the Y plane, then Cb, then Cr, with no gaps between rows; a chroma
-/// row has half the width, rounded up. "UYVY" has one byte a sample, "V210" 10 bits in two bytes,
-/// the lower byte first.
+/// row of 4:2:2 has half the width, rounded up. "UYVY" has one byte a sample, "V210" 10 bits in two
+/// bytes, the lower byte first. "Y416" has planes of 4:4:4 with 12 bits in two bytes, without its
+/// alpha. "b64A" has no planes.
 
 #include <array>
 #include <cstddef>
@@ -19,22 +20,24 @@
 
 namespace vixprores {
 
-/// Returns the bits of a sample of an uncompressed format: 8 or 10.
+/// Returns the bits of a sample in the planes of an uncompressed format: 8, 10 or 12.
 unsigned SampleBits(const StreamFormat& format);
 
 /// Returns the bytes of a planar picture. Fails if they do not fit a buffer.
 std::uint32_t PlanarBytes(const StreamFormat& format);
+/// Returns the same for planes of another depth.
+std::uint32_t PlanarBytes(const StreamFormat& format, unsigned bits);
 
 /// Packs a planar picture of PlanarBytes() bytes into one of `format.FrameBytes()` bytes. Repeats
 /// the last pixel of a row to the end of its group and clears the padding after it.
 void PackPicture(const StreamFormat& format, std::span<const std::uint8_t> planar,
                  std::span<std::uint8_t> packed);
 
-/// Reverses PackPicture(); ignores the padding.
+/// Reverses PackPicture(); ignores the padding and alpha.
 void UnpackPicture(const StreamFormat& format, std::span<const std::uint8_t> packed,
                    std::span<std::uint8_t> planar);
 
-/// Unpacks one row of a packed picture.
+/// Unpacks one row of a packed 4:2:2 picture.
 /// @param samples first bytes of the row in each plane
 void UnpackRow(const StreamFormat& format, std::span<const std::uint8_t> packed, std::uint32_t row,
                const std::array<std::uint8_t*, 3>& samples);
@@ -54,7 +57,7 @@ class SamplePicture {
  public:
   static constexpr std::size_t kPlanes = 3;  ///< Y, Cb, Cr
 
-  /// Unpacks a picture into the memory of the previous one.
+  /// Unpacks a 4:2:2 picture into the memory of the previous one.
   /// @param bits depth of the samples, 8 or 10, not less than the format's; samples are shifted up
   void Load(const StreamFormat& format, std::span<const std::uint8_t> packed, unsigned bits);
 

@@ -15,14 +15,14 @@ namespace {
 using vix::MakeFourCC;
 using Variant = vix::ProResCodecVariant;
 
-// The 4:4:4 variants can only be decoded, and the decoder treats them alike.
+// The host contract knows no variants of 4444.
 constexpr ProResVariant kVariants[] = {
-    {"proxy", MakeFourCC("apco"), "ProRes 422 Proxy", "proxy", Variant::Proxy, 0},
-    {"lt", MakeFourCC("apcs"), "ProRes 422 LT", "lt", Variant::LT, 1},
-    {"422", MakeFourCC("apcn"), "ProRes 422", "422", Variant::Standard, 2},
-    {"hq", MakeFourCC("apch"), "ProRes 422 HQ", "hq", Variant::HQ, 3},
-    {nullptr, MakeFourCC("ap4h"), "ProRes 4444", "4444", Variant::HQ, 4},
-    {nullptr, MakeFourCC("ap4x"), "ProRes 4444 XQ", "4444xq", Variant::HQ, 5},
+    {"proxy", MakeFourCC("apco"), "ProRes 422 Proxy", Variant::Proxy, 0, false},
+    {"lt", MakeFourCC("apcs"), "ProRes 422 LT", Variant::LT, 1, false},
+    {"422", MakeFourCC("apcn"), "ProRes 422", Variant::Standard, 2, false},
+    {"hq", MakeFourCC("apch"), "ProRes 422 HQ", Variant::HQ, 3, false},
+    {"4444", MakeFourCC("ap4h"), "ProRes 4444", Variant::HQ, 4, true},
+    {"4444xq", MakeFourCC("ap4x"), "ProRes 4444 XQ", Variant::HQ, 5, true},
 };
 
 const ProResVariant* OrNull(const ProResVariant* found) {
@@ -54,9 +54,14 @@ const ProResVariant* FindProResProfile(int profile) {
 }
 
 const ProResVariant* FindProResVariant(const std::string& option) {
-  return OrNull(std::ranges::find_if(kVariants, [&option](const ProResVariant& variant) {
-    return variant.option && variant.option == option;
-  }));
+  return OrNull(std::ranges::find_if(
+      kVariants, [&option](const ProResVariant& variant) { return variant.option == option; }));
+}
+
+bool IsOf4444(vix::FourCC code) {
+  if (const RawFormat* const raw = FindRawFormat(code)) return raw->is4444;
+  const ProResVariant* const variant = FindProResVariant(code);
+  return variant && variant->is4444;
 }
 
 std::string FindSynonym(const Synonyms& synonyms, const std::string& word) {
@@ -66,16 +71,16 @@ std::string FindSynonym(const Synonyms& synonyms, const std::string& word) {
 
 std::vector<std::string> VariantNames() {
   std::vector<std::string> names;
-  for (const ProResVariant& variant : kVariants) names.emplace_back(variant.shortName);
+  for (const ProResVariant& variant : kVariants) names.emplace_back(variant.option);
   return names;
 }
 
 const Synonyms& VariantSynonyms() {
-  static const Synonyms kSynonyms{{"apco", "proxy"},      {"apcs", "lt"},       {"apcn", "422"},
-                                  {"apch", "hq"},         {"ap4h", "4444"},     {"ap4x", "4444xq"},
-                                  {"422proxy", "proxy"},  {"422lt", "lt"},      {"422hq", "hq"},
-                                  {"422-proxy", "proxy"}, {"422-lt", "lt"},     {"422-hq", "hq"},
-                                  {"standard", "422"},    {"4444-xq", "4444xq"}};
+  static const Synonyms kSynonyms{{"apco", "proxy"},      {"apcs", "lt"},        {"apcn", "422"},
+                                  {"apch", "hq"},         {"ap4h", "4444"},      {"ap4x", "4444xq"},
+                                  {"422proxy", "proxy"},  {"422lt", "lt"},       {"422hq", "hq"},
+                                  {"422-proxy", "proxy"}, {"422-lt", "lt"},      {"422-hq", "hq"},
+                                  {"standard", "422"},    {"4444-xq", "4444xq"}, {"xq", "4444xq"}};
   return kSynonyms;
 }
 

@@ -14,6 +14,7 @@
 #include <vector>
 
 #include "format/HdrLabels.h"
+#include "format/RawFormat.h"
 #include "vix/Types.h"
 
 namespace vixprores {
@@ -42,8 +43,8 @@ struct Colour {
 
 /// Format of one video stream, uncompressed or ProRes.
 struct StreamFormat {
-  /// "UYVY" or "V210" if the stream is uncompressed, else the sample entry code of the ProRes
-  /// variant ("apcn"); 0 = a ProRes container does not state it.
+  /// That of a RawFormat ("V210") if the stream is uncompressed, else the sample entry code of the
+  /// ProRes variant ("apcn"); 0 = a ProRes container does not state it.
   vix::FourCC code = 0;
   std::uint32_t width = 0;      ///< pixels
   std::uint32_t height = 0;     ///< lines of a whole frame
@@ -53,7 +54,7 @@ struct StreamFormat {
   FieldOrder fieldOrder = FieldOrder::Unknown;
   Colour colour;
   bool is444 = false;     ///< chroma for every pixel
-  int alphaBits = 0;      ///< 8 or 16 bits of an alpha channel; 0 = it has none
+  int alphaBits = 0;      ///< 8 or 16 bits of an alpha channel that counts; 0 = none
   bool isPadded = false;  ///< width and height may be rounded up to macroblocks, as in MXF
   /// Rotation and mirroring by players, as in a .mov: columns a b u, c d v, x y w of a matrix in
   /// fixed point (16.16, last column 2.30); nullopt = none.
@@ -61,7 +62,7 @@ struct StreamFormat {
   std::optional<MasteringDisplay> masteringDisplay = std::nullopt;
   std::optional<ContentLight> contentLight = std::nullopt;
 
-  bool IsRaw() const { return code == vix::kFourCC_UYVY || code == vix::kFourCC_V210; }
+  bool IsRaw() const { return FindRawFormat(code) != nullptr; }
   bool HasAlpha() const { return alphaBits > 0; }
   bool IsInterlaced() const {
     return fieldOrder == FieldOrder::TopFirst || fieldOrder == FieldOrder::BottomFirst;
@@ -81,23 +82,27 @@ std::string FindSynonym(const Synonyms& synonyms, const std::string& word);
 
 /// A ProRes variant with its names.
 struct ProResVariant {
-  const char* option;     ///< on the command line; null = cannot be encoded
-  vix::FourCC code;       ///< of the sample entry
-  const char* name;       ///< for messages
-  const char* shortName;  ///< in lists of expected properties
+  const char* option;  ///< on the command line, and in lists of expected properties
+  vix::FourCC code;    ///< of the sample entry
+  const char* name;    ///< for messages
   /// The closest variant of the host contract.
   vix::ProResCodecVariant variant;
   int profile;  ///< number in containers without four-character codes
+  bool is4444;  ///< 4:4:4 with 12 bits, perhaps with alpha; else 4:2:2 with 10 bits
 };
 
 /// Returns the variant with that four-character code, or null.
 const ProResVariant* FindProResVariant(vix::FourCC code);
 /// Returns the variant with that number (ProResVariant::profile), or null.
 const ProResVariant* FindProResProfile(int profile);
-/// Returns the encodable variant with that option name, or null.
+/// Returns the variant with that option name, or null.
 const ProResVariant* FindProResVariant(const std::string& option);
 
-/// Returns the short names of all variants, and other words for them.
+/// Returns true if that is the code of a variant or a packed format of 4444, which elements of
+/// their own encode and decode.
+bool IsOf4444(vix::FourCC code);
+
+/// Returns the option names of all variants, and other words for them.
 std::vector<std::string> VariantNames();
 const Synonyms& VariantSynonyms();
 /// Returns other words for "top" and "bottom".

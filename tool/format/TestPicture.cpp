@@ -4,6 +4,8 @@
 #include <algorithm>
 #include <cstring>
 
+#include "format/PlanarPicture.h"
+
 namespace vixprores {
 namespace {
 
@@ -28,6 +30,7 @@ constexpr std::int32_t kThingRelief = 1000;
 constexpr std::uint32_t kStrengthSize = 128;
 constexpr std::int32_t kFullStrength = 256;
 constexpr std::int32_t kGrain = 4;
+constexpr unsigned kDrawnBits = 10;
 constexpr std::int32_t kGrey = 512;
 constexpr std::int32_t kShading = 360;  // across the whole picture, in each direction half of it
 
@@ -96,16 +99,17 @@ std::int32_t TestPicture::SampleAt(const Plane& plane, std::uint32_t x, std::uin
 
 void TestPicture::DrawPlane(const StreamFormat& format, std::uint32_t frame, const Plane& plane,
                             std::uint8_t* samples) const {
-  const bool has10Bits = format.code == vix::kFourCC_V210;
+  const unsigned bits = SampleBits(format);
   for (std::uint32_t y = 0; y < plane.height; ++y) {
     const std::uint32_t time = 2 * frame + (format.IsInterlaced() ? y % 2 : 0);
     for (std::uint32_t x = 0; x < plane.width; ++x) {
-      const auto sample = static_cast<std::uint16_t>(SampleAt(plane, x, y, time));
-      if (has10Bits) {
+      const auto drawn = static_cast<std::uint32_t>(SampleAt(plane, x, y, time));
+      const auto sample = static_cast<std::uint16_t>((drawn << bits) >> kDrawnBits);
+      if (bits > 8) {
         std::memcpy(samples, &sample, sizeof sample);
         samples += sizeof sample;
       } else {
-        *samples++ = static_cast<std::uint8_t>(sample >> 2);
+        *samples++ = static_cast<std::uint8_t>(sample);
       }
     }
   }
@@ -113,11 +117,12 @@ void TestPicture::DrawPlane(const StreamFormat& format, std::uint32_t frame, con
 
 void TestPicture::Draw(const StreamFormat& format, std::uint32_t frame,
                        std::span<std::uint8_t> planar) const {
-  const std::uint32_t chromaWidth = (format.width + 1) / 2;
+  const std::uint32_t scale = IsOf4444(format.code) ? 1 : 2;
+  const std::uint32_t chromaWidth = (format.width + scale - 1) / scale;
   const Plane planes[] = {{format.width, format.height, 1, 0, 256, 64, 940},
-                          {chromaWidth, format.height, 2, 100, 96, 64, 960},
-                          {chromaWidth, format.height, 2, 300, 64, 64, 960}};
-  const std::size_t sampleBytes = format.code == vix::kFourCC_V210 ? 2 : 1;
+                          {chromaWidth, format.height, scale, 100, 96, 64, 960},
+                          {chromaWidth, format.height, scale, 300, 64, 64, 960}};
+  const std::size_t sampleBytes = SampleBits(format) > 8 ? 2 : 1;
   std::size_t offset = 0;
   for (const Plane& plane : planes) {
     DrawPlane(format, frame, plane, planar.data() + offset);

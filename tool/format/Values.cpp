@@ -191,15 +191,10 @@ PictureSize ParsePictureSize(const std::string& text) {
 }
 
 vix::FourCC ParseFourCC(const std::string& text) {
-  using NamedCode = std::pair<std::string_view, vix::FourCC>;
-  static constexpr NamedCode kCodes[] = {{"UYVY", vix::kFourCC_UYVY},
-                                         {"uyvy", vix::kFourCC_UYVY},
-                                         {"V210", vix::kFourCC_V210},
-                                         {"v210", vix::kFourCC_V210}};
-  for (const auto& [name, code] : kCodes) {
-    if (name == text) return code;
+  for (const RawFormat& format : RawFormats()) {
+    if (text == format.option || text == format.name) return format.code;
   }
-  throw UsageError("'" + text + "' is not a pixel format; write UYVY (8 bits) or V210 (10 bits)");
+  throw UsageError("'" + text + "' is not a pixel format; write " + kRawFormatNames);
 }
 
 }  // namespace vixprores

@@ -67,7 +67,7 @@ Rational ParseRate(const std::string& text);
 Rational ParseAspect(const std::string& text);
 /// Parses "WxH", or a name such as "1080p", in any case.
 PictureSize ParsePictureSize(const std::string& text);
-/// Parses "UYVY" or "V210", or either in small letters.
+/// Parses the code of a packed format such as "UYVY", or its name as an option.
 vix::FourCC ParseFourCC(const std::string& text);
 
 }  // namespace vixprores

@@ -29,8 +29,7 @@ std::string ClockTime(double seconds) {
 std::string Samples(const RunReport& report) {
   if (report.isImages) return "RGB images";
   if (!report.isPlanar) return DescribeCode(report.result.code);
-  return report.result.code == vix::kFourCC_V210 ? "planar 4:2:2 in 10 bits"
-                                                 : "planar 4:2:2 in 8 bits";
+  return FindRawFormat(report.result.code)->planarName;
 }
 
 std::string Labels(const RunReport& report) {
