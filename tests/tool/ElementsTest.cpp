@@ -72,7 +72,7 @@ class Decoders : public testing::Test {
     return std::distance(fs::directory_iterator("/proc/self/task"), fs::directory_iterator());
   }
 
-  std::shared_ptr<vix::IPlugin> plugin_ = LoadProResPlugin(std::nullopt);
+  Plugins plugins_ = LoadProResPlugins(std::nullopt);
   StreamFormat format_;
   reference::Stream stream_;
 };

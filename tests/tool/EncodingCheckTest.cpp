@@ -43,7 +43,7 @@ class EncodingCheckTest : public testing::Test {
     return frame;
   }
 
-  std::shared_ptr<vix::IPlugin> plugin_ = LoadProResPlugin(std::nullopt);
+  Plugins plugins_ = LoadProResPlugins(std::nullopt);
   StreamFormat picture_;
   std::shared_ptr<vix::IBuffer> source_;
   std::unique_ptr<EncodingCheck> check_;

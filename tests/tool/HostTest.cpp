@@ -56,7 +56,7 @@ TEST(PluginSearch, SearchesBesideTheProgram) {
 }
 
 TEST(PluginSearch, NamesThePathThatCannotBeLoaded) {
-  EXPECT_THAT([] { LoadProResPlugin("/nowhere/plugin.so"); },
+  EXPECT_THAT([] { LoadProResPlugins("/nowhere/plugin.so"); },
               ThrowsMessage<vix::VIXRuntimeError>(HasSubstr("/nowhere/plugin.so")));
 }
 

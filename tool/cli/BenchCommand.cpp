@@ -27,6 +27,16 @@ namespace {
 
 constexpr int kMostFrames = 10000;
 
+// The test pictures are drawn as planes, which not every format has.
+void ChoosePictures(BenchOptions& options) {
+  const bool is4444 = options.variant->is4444;
+  if (options.fourcc == 0) options.fourcc = is4444 ? vix::kFourCC_Y416 : vix::kFourCC_V210;
+  const RawFormat& pictures = *FindRawFormat(options.fourcc);
+  if (pictures.is4444 == is4444 && pictures.planarBits > 0) return;
+  throw UsageError("bench has no test pictures of " + std::string(pictures.name) + " for " +
+                   options.variant->name + "; leave out --fourcc");
+}
+
 }  // namespace
 
 Command DescribeBench(BenchOptions& options) {
@@ -38,9 +48,12 @@ Command DescribeBench(BenchOptions& options) {
       "prints "
       "the median times with one thread and with all of them.";
   command.usages = {"[OPTION]..."};
-  command.takeArguments = TakeWords({}, {});
+  command.takeArguments = [&options](const std::vector<std::string>& words) {
+    TakeWords({}, {})(words);
+    ChoosePictures(options);
+  };
   const Option fourcc =
-      FourCCOption([&options](vix::FourCC code) { options.fourcc = code; }, "V210");
+      FourCCOption([&options](vix::FourCC code) { options.fourcc = code; }, "V210 or Y416");
   Option size = Parsed("--size", "WxH", options.size, ParsePictureSize,
                        "picture size, or a name such as uhd [1920x1080]");
   Option frames = Number("--frames", options.frames, 1, kMostFrames, "frames per pass [24]");
@@ -93,6 +106,7 @@ StreamFormat RawFormat(const BenchOptions& options) {
   format.code = options.fourcc;
   format.width = options.size.width;
   format.height = options.size.height;
+  format.is444 = IsOf4444(options.fourcc);
   format.rate = {25, 1};
   format.fieldOrder = options.interlaced ? FieldOrder::TopFirst : FieldOrder::Progressive;
   return format;
@@ -134,7 +148,7 @@ class ClipCoder {
  public:
   ClipCoder(const ProResElement& element, const StreamFormat& format, const Clip& clip,
             unsigned threads)
-      : clip_(clip), threads_(threads), samples_(format) {
+      : clip_(clip), threads_(threads), samples_(format, element.GetCode()) {
     auto options = PoolOptions({threads, 1});
     options.prepare = [this](vix::PoolFrame& job, unsigned /*element*/) {
       const std::size_t number = FrameOf(job).number;
@@ -305,7 +319,7 @@ std::string Bench(const BenchOptions& options) {
 int RunBench(const BenchOptions& options) {
   SetUpMessages(options);
   if (options.cpu) SetCpuLevel(*options.cpu);
-  const auto plugin = LoadProResPlugin(options.plugin);
+  const auto plugins = LoadProResPlugins(options.plugin);
   for (const std::string& note : FindIgnoredVariables()) PrintNote(note);
   std::fputs(Bench(options).c_str(), stdout);
   return kExitDone;

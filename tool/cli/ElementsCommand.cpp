@@ -48,18 +48,18 @@ Command DescribeElements(HostOptions& options) {
   command.name = "elements";
   command.summary = "List the registered elements and their parameters";
   command.description =
-      "Loads the plug-in and prints each element that it registers, with the name, type, default "
+      "Loads the plug-ins and prints each element that they register, with the name, type, default "
       "and allowed values of every parameter.";
   command.usages = {"[OPTION]..."};
   command.takeArguments = TakeWords({}, {});
   command.groups = {HostGroup(options)};
-  command.examples = {{"vixprores elements", "List the elements of the installed plug-in."}};
+  command.examples = {{"vixprores elements", "List the elements of the installed plug-ins."}};
   return command;
 }
 
 int RunElements(const HostOptions& options) {
   SetUpMessages(options);
-  const auto plugin = LoadProResPlugin(options.plugin);
+  const auto plugins = LoadProResPlugins(options.plugin);
   std::fputs(DescribeElements().c_str(), stdout);
   return kExitDone;
 }

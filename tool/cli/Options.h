@@ -55,7 +55,8 @@ std::vector<Option> PageOptionList(PageOptions& options);
 Option VariantOption(const ProResVariant*& variant, const std::string& standard);
 /// Returns --frames of an input.
 Option FramesOption(std::optional<FrameRange>& frames);
-/// Returns --fourcc of uncompressed pictures. `standard` names the value without the option.
+/// Returns --fourcc of uncompressed pictures. `standard` names the value without the option; empty
+/// = there is none.
 Option FourCCOption(const std::function<void(vix::FourCC)>& set, const std::string& standard);
 
 /// Describe the commands without running them; `options` must outlive them.
@@ -64,7 +65,7 @@ Command DescribeDecode(DecodeOptions& options);
 
 struct BenchOptions : HostOptions, MachineOptions {
   const ProResVariant* variant = nullptr;
-  vix::FourCC fourcc = vix::kFourCC_V210;
+  vix::FourCC fourcc = 0;
   PictureSize size{1920, 1080};
   bool interlaced = false;
   int frames = 24;  ///< of a pass; of many only some are different pictures

@@ -13,7 +13,7 @@ namespace vixprores {
 
 std::vector<Job> PlanJobs(const JobOptions& options) {
   SetUpMessages(options);
-  const auto plugin = LoadProResPlugin(options.plugin);
+  const auto plugins = LoadProResPlugins(options.plugin);
   if (!options.outputDir) return {PlanJob(options)};
   std::vector<Job> jobs;
   for (const BatchItem& item : NameOutputs(options)) {

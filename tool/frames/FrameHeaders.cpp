@@ -103,9 +103,11 @@ StreamFormat CombineFormats(StreamFormat container, const prores::FrameHeader& h
 std::optional<HeaderMismatch> FindMismatch(const prores::FrameHeader& header,
                                            const StreamFormat& stream,
                                            const HeaderDemands& demands) {
-  if (header.version != 0 && !demands.anyVersion) {
+  const bool is4444 = header.chromaFormat == prores::ChromaFormat::k444 ||
+                      header.alphaType != prores::AlphaType::kNone;
+  if (header.version != 0 && !is4444 && !demands.anyVersion) {
     return HeaderMismatch{"has bitstream version " + std::to_string(header.version),
-                          "the decoder reads version 0"};
+                          "the decoder reads version 0 of 4:2:2 frames"};
   }
   if (header.width != stream.width || header.height != stream.height) {
     return HeaderMismatch{"is " + DescribeSize(header.width, header.height) +
@@ -120,6 +122,19 @@ std::optional<HeaderMismatch> FindMismatch(const prores::FrameHeader& header,
                           "leave out --skip-field"};
   }
   return std::nullopt;
+}
+
+std::shared_ptr<const vix::IBuffer> LowerVersion(std::shared_ptr<const vix::IBuffer> frame,
+                                                 const FramePool& pool) {
+  constexpr std::size_t kVersion = prores::kFramePrefixBytes + 3;
+  const auto bytes = BytesOf(*frame);
+  if (!prores::HasFramePrefix(bytes) || bytes.size() <= kVersion || bytes[kVersion] == 0) {
+    return frame;
+  }
+  auto lowered = pool.MakeFrame(frame->GetSize());
+  std::ranges::copy(bytes, lowered->GetData());
+  lowered->GetData()[kVersion] = 0;
+  return lowered;
 }
 
 void StampFrameHeader(const StreamFormat& format, std::span<std::uint8_t> frame) {

@@ -73,7 +73,7 @@ StreamFormat CombineFormats(StreamFormat container, const prores::FrameHeader& h
 /// Requirements in addition to an unchanged size.
 struct HeaderDemands {
   bool sameScan = false;    ///< reject a change between progressive and interlaced
-  bool anyVersion = false;  ///< accept bitstream version 1, which is valid but cannot be decoded
+  bool anyVersion = false;  ///< accept bitstream version 1 in 4:2:2 frames too
 };
 
 /// A difference between a frame and its stream that a decoder would not report.
@@ -87,6 +87,12 @@ struct HeaderMismatch {
 std::optional<HeaderMismatch> FindMismatch(const prores::FrameHeader& header,
                                            const StreamFormat& stream,
                                            const HeaderDemands& demands);
+
+/// Returns a frame with bitstream version 0 in its header: the frame itself, or a copy. The version
+/// only states which decoders read a frame; those of 4:2:2 pictures decode 4444 too, but refuse its
+/// version.
+std::shared_ptr<const vix::IBuffer> LowerVersion(std::shared_ptr<const vix::IBuffer> frame,
+                                                 const FramePool& pool);
 
 /// Writes colour, frame rate and aspect of the stream into the header of an encoded frame, in
 /// place, and puts the bottom field first if the stream does. The encoder element does not receive

@@ -6,10 +6,10 @@
 #include <thread>
 #include <utility>
 
-#include "base/FramePool.h"
 #include "base/Text.h"
 #include "frames/FrameCheck.h"
 #include "frames/FrameHeaders.h"
+#include "run/Host.h"
 #include "run/OrderedRun.h"
 #include "vix/Error.h"
 #include "vix/ProResCodecHook.h"
@@ -19,7 +19,8 @@ namespace vixprores {
 namespace {
 
 // Values of the host's numbered stream properties.
-constexpr std::int32_t kPacked422 = 2;       // sample structure
+constexpr std::int32_t kPacked422 = 2;  // sample structure
+constexpr std::int32_t kPacked4444 = 4;
 constexpr std::int32_t kStoredAsFrames = 1;  // picture structure
 
 std::shared_ptr<vix::IVideoParameters> MakeParameters(const StreamFormat& format) {
@@ -32,6 +33,12 @@ std::shared_ptr<vix::IVideoParameters> MakeParameters(const StreamFormat& format
   const ProResVariant* const variant = FindProResVariant(format.code);
   compressed->SetProResCodecVariant(variant ? variant->variant : vix::ProResCodecVariant::Standard);
   return compressed;
+}
+
+vix::VideoChroma ChromaOf(const StreamFormat& format) {
+  if (!format.is444) return vix::VideoChroma::C422;
+  const bool countsAlpha = format.IsRaw() && format.HasAlpha();
+  return countsAlpha ? vix::VideoChroma::C4444 : vix::VideoChroma::C444;
 }
 
 std::shared_ptr<vix::ICodecHook> GetCodecHook() {
@@ -58,6 +65,12 @@ std::string TextOf(const std::exception_ptr& error) {
   }
 }
 
+std::string RequireImplementation(vix::FourCC code) {
+  const std::string implementation = FindImplementation(code);
+  RequireElements(implementation);
+  return implementation;
+}
+
 std::shared_ptr<const vix::IVideoSample> SampleOf(const vix::PoolFrame& frame) {
   const auto samples = frame.output ? frame.output->GetVideoSamples(nullptr, nullptr)
                                     : std::vector<std::shared_ptr<const vix::IVideoSample>>{};
@@ -69,12 +82,12 @@ std::shared_ptr<const vix::IVideoSample> SampleOf(const vix::PoolFrame& frame) {
 
 std::shared_ptr<const vix::IVideoInfo> DescribeStream(const StreamFormat& format) {
   const auto parameters = MakeParameters(format);
-  const auto chroma = format.is444 ? vix::VideoChroma::C444 : vix::VideoChroma::C422;
-  parameters->SetVideoProperty1(static_cast<std::int32_t>(chroma));
+  parameters->SetVideoProperty1(static_cast<std::int32_t>(ChromaOf(format)));
   parameters->SetVideoProperty2(format.colour.primaries);
   parameters->SetVideoProperty3(format.colour.transfer);
   parameters->SetVideoProperty4(format.colour.matrix);
-  parameters->SetVideoProperty6(kPacked422);
+  const bool isPacked4444 = format.IsRaw() && IsOf4444(format.code);
+  parameters->SetVideoProperty6(isPacked4444 ? kPacked4444 : kPacked422);
   parameters->SetVideoProperty11(kStoredAsFrames);
   parameters->SetScanMode(format.IsInterlaced() ? vix::ScanMode::Interlaced
                                                 : vix::ScanMode::Progressive);
@@ -86,21 +99,32 @@ std::shared_ptr<const vix::IVideoInfo> DescribeStream(const StreamFormat& format
   return vix::CreateVideoInfo(parameters, vix::CreateChannelInfo(nullptr, 0), {}, {});
 }
 
-ProResElement ProResElement::Encoder(const ProResVariant& variant) {
-  return {vix::ElementFactoryType::VideoEncoder, [chosen = variant.variant](Config& config) {
-            config.SetProResCodecVariant("ProResCodecVariant", chosen);
+const char* FindImplementation(vix::FourCC code) {
+  return IsOf4444(code) ? "vix4444" : "vix";
+}
+
+ProResElement ProResElement::Encoder(const ProResVariant& variant, int alphaBits) {
+  return {vix::ElementFactoryType::VideoEncoder, variant.code, [=](Config& config) {
+            if (variant.is4444) {
+              config.SetFourCC("Variant", variant.code);
+              config.SetInt("AlphaBits", alphaBits);
+            } else {
+              config.SetProResCodecVariant("ProResCodecVariant", variant.variant);
+            }
           }};
 }
 
 ProResElement ProResElement::Decoder(vix::FourCC fourcc, bool skipField) {
-  return {vix::ElementFactoryType::VideoDecoder, [=](Config& config) {
-            config.SetBool("SkipField", skipField);
+  return {vix::ElementFactoryType::VideoDecoder, fourcc, [=](Config& config) {
+            if (!IsOf4444(fourcc)) config.SetBool("SkipField", skipField);
             config.SetFourCC("OutputFourCC", fourcc);
           }};
 }
 
 vix::ElementDriver ProResElement::Make(int threads) const {
-  vix::ElementDriver element(factoryType_, "vix", vix::GetLabel(vix::VCodecFamily::ProRes));
+  const std::string implementation = RequireImplementation(code_);
+  vix::ElementDriver element(factoryType_, implementation,
+                             vix::GetLabel(vix::VCodecFamily::ProRes));
   element.SetCodecHook(GetCodecHook(), threads);
   // Frames of another size are found by the size of their pictures.
   element.SetInputChange(vix::InputChange::Redefine);
@@ -112,8 +136,9 @@ vix::ElementDriver ProResElement::Make(int threads) const {
 
 std::unique_ptr<vix::ElementPool> ProResElement::MakePool(const StreamFormat& input,
                                                           vix::ElementPoolOptions options) const {
+  const std::string implementation = RequireImplementation(code_);
   auto pool = std::make_unique<vix::ElementPool>(
-      factoryType_, "vix", vix::GetLabel(vix::VCodecFamily::ProRes), std::move(options));
+      factoryType_, implementation, vix::GetLabel(vix::VCodecFamily::ProRes), std::move(options));
   const auto config = pool->CreateConfig();
   configure_(*config);
   pool->Configure(config);
@@ -137,12 +162,16 @@ vix::ElementPoolOptions PoolOptions(const ThreadShares& shares) {
   return options;
 }
 
-SampleMaker::SampleMaker(const StreamFormat& format)
-    : start_(format.start), rate_(format.rate), info_(DescribeStream(format)) {}
+SampleMaker::SampleMaker(const StreamFormat& format, vix::FourCC code)
+    : start_(format.start),
+      rate_(format.rate),
+      info_(DescribeStream(format)),
+      lowersVersion_(!format.IsRaw() && !IsOf4444(code)) {}
 
 std::shared_ptr<const vix::ISampleContainer> SampleMaker::Make(
     std::shared_ptr<const vix::IBuffer> frame, std::int64_t number) const {
   const std::int64_t begin = start_ + number;
+  if (lowersVersion_) frame = LowerVersion(std::move(frame), pool_);
   return vix::CreateSampleContainer(
       vix::CreateVideoSample(info_->GetVideoParameters(), info_, std::move(frame),
                              {{begin, begin + 1, rate_}}, {}),
@@ -175,7 +204,8 @@ ElementOutput TakeDecoded(const vix::PoolFrame& frame, const vix::IBuffer& sourc
 
 DecoderTeam::DecoderTeam(const ProResElement& decoder, const StreamFormat& input,
                          const ThreadShares& shares)
-    : samples_(input), stream_(vix::CreateInfoContainer(DescribeStream(input), nullptr)) {
+    : samples_(input, decoder.GetCode()),
+      stream_(vix::CreateInfoContainer(DescribeStream(input), nullptr)) {
   while (decoders_.size() < shares.elements) {
     decoders_.push_back(decoder.Make(shares.threadsEach));
   }

@@ -14,6 +14,7 @@
 #include <utility>
 #include <vector>
 
+#include "base/FramePool.h"
 #include "format/StreamFormat.h"
 #include "frames/FrameHeaders.h"
 #include "vix/Buffers.h"
@@ -27,12 +28,21 @@ namespace vixprores {
 /// Returns the host's description of a stream.
 std::shared_ptr<const vix::IVideoInfo> DescribeStream(const StreamFormat& format);
 
+/// Returns the name, in the registry, of the elements that encode to that variant or decode to that
+/// packed format.
+const char* FindImplementation(vix::FourCC code);
+
 /// A ProRes element of the registry and its parameters.
 class ProResElement {
  public:
-  static ProResElement Encoder(const ProResVariant& variant);
-  /// @param fourcc "UYVY" or "V210"
+  /// @param alphaBits of frames of 4444: 0 (no alpha channel), 8 or 16
+  static ProResElement Encoder(const ProResVariant& variant, int alphaBits = 0);
+  /// @param fourcc    code of a RawFormat
+  /// @param skipField decode only the first field of interlaced frames; not for formats of 4444
   static ProResElement Decoder(vix::FourCC fourcc, bool skipField);
+
+  /// Returns the code of the encoder's variant or the decoder's pictures.
+  vix::FourCC GetCode() const { return code_; }
 
   /// Creates and configures the element.
   /// @param threads that share a frame
@@ -43,10 +53,12 @@ class ProResElement {
 
  private:
   using Config = vix::IParametersCollectionInstance;
-  ProResElement(vix::ElementFactoryType factoryType, std::function<void(Config&)> configure)
-      : factoryType_(factoryType), configure_(std::move(configure)) {}
+  ProResElement(vix::ElementFactoryType factoryType, vix::FourCC code,
+                std::function<void(Config&)> configure)
+      : factoryType_(factoryType), code_(code), configure_(std::move(configure)) {}
 
   vix::ElementFactoryType factoryType_;
+  vix::FourCC code_;
   std::function<void(Config&)> configure_;
 };
 
@@ -67,7 +79,8 @@ vix::ElementPoolOptions PoolOptions(const ThreadShares& shares);
 /// Makes the samples of one stream.
 class SampleMaker {
  public:
-  explicit SampleMaker(const StreamFormat& format);
+  /// @param code of the element that takes the samples (ProResElement::GetCode())
+  SampleMaker(const StreamFormat& format, vix::FourCC code);
 
   /// @param number of the frame in the output, from 0; sets its time
   std::shared_ptr<const vix::ISampleContainer> Make(std::shared_ptr<const vix::IBuffer> frame,
@@ -77,6 +90,8 @@ class SampleMaker {
   std::int64_t start_;
   Rational rate_;
   std::shared_ptr<const vix::IVideoInfo> info_;
+  bool lowersVersion_;
+  FramePool pool_;
 };
 
 /// Result of an element for one frame.

@@ -17,6 +17,7 @@
 #include "base/Text.h"
 #include "media/container/Libav.h"
 #include "vix/Logging.h"
+#include "vix/Registry.h"
 
 namespace vixprores {
 namespace {
@@ -69,10 +70,24 @@ std::optional<std::string> FindProResPlugin() {
   return FindInSystem();
 }
 
-std::shared_ptr<vix::IPlugin> LoadProResPlugin(const std::optional<std::string>& path) {
+Plugins LoadProResPlugins(const std::optional<std::string>& path) {
   const auto plugin = path ? path : FindProResPlugin();
   if (!plugin) RefuseWithoutPlugin();
-  return vix::LoadPlugin(*plugin, kRegistrant);
+  Plugins plugins{vix::LoadPlugin(*plugin, kRegistrant)};
+  // Hosts may know the plug-in by a link to it.
+  const auto folder = std::filesystem::canonical(*plugin).parent_path();
+  const std::string other = folder / VIX_PLUGIN_4444_NAME;
+  if (std::filesystem::exists(other)) plugins.push_back(vix::LoadPlugin(other, kRegistrant));
+  return plugins;
+}
+
+void RequireElements(const std::string& implementation) {
+  if (vix::GetFactory(vix::ElementFactoryType::VideoDecoder, implementation,
+                      vix::GetLabel(vix::VCodecFamily::ProRes))) {
+    return;
+  }
+  throw Failure("4444 needs the plug-in " VIX_PLUGIN_4444_NAME
+                ", which is missing; install it in the folder of " VIX_PLUGIN_NAME);
 }
 
 std::vector<std::string> FindIgnoredVariables() {
@@ -97,7 +112,7 @@ std::vector<std::string> FindIgnoredVariables() {
 
 int RunWithPlugin(const HostOptions& options, const std::string& input,
                   const std::function<int()>& work) {
-  const auto plugin = LoadProResPlugin(options.plugin);
+  const auto plugins = LoadProResPlugins(options.plugin);
   for (const std::string& note : FindIgnoredVariables()) PrintNote(note);
   try {
     return work();

@@ -28,13 +28,19 @@ std::vector<std::string> PluginCandidates(const std::string& programFolder);
 /// the system finds among its libraries; nullopt if there is none.
 std::optional<std::string> FindProResPlugin();
 
-/// Loads the plug-in from `path`, or without a path the one that FindProResPlugin() finds. Its
-/// elements are in the registry as long as the result lives.
-/// @throws Failure that names the places, VIXRuntimeError that names the path
-std::shared_ptr<vix::IPlugin> LoadProResPlugin(const std::optional<std::string>& path);
+/// Loaded plug-ins. Their elements are in the registry as long as this lives.
+using Plugins = std::vector<std::shared_ptr<vix::IPlugin>>;
 
-/// Runs `work` on `input` while the plug-in is loaded and returns its result. Converts exceptions
-/// of the plug-in, which need the plug-in's code, to Failures.
+/// Loads the plug-in from `path`, or without a path the one that FindProResPlugin() finds, and the
+/// plug-in for 4444 if it is in the same folder.
+/// @throws Failure that names the places, VIXRuntimeError that names the path
+Plugins LoadProResPlugins(const std::optional<std::string>& path);
+
+/// Fails, with advice, if no plug-in has registered elements for ProRes with that name.
+void RequireElements(const std::string& implementation);
+
+/// Runs `work` on `input` while the plug-ins are loaded and returns its result. Converts exceptions
+/// of the plug-ins, which need their code, to Failures.
 int RunWithPlugin(const HostOptions& options, const std::string& input,
                   const std::function<int()>& work);
 

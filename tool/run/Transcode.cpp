@@ -145,8 +145,8 @@ int RunReported(const TranscodeOptions& options, const char* command, RunObserve
                 const RunItem& work) {
   SetUpMessages(options);
   if (options.cpu) SetCpuLevel(*options.cpu);
-  // Keep the plug-in loaded until the end: its exceptions need its code.
-  const auto plugin = LoadProResPlugin(options.plugin);
+  // Keep the plug-ins loaded until the end: their exceptions need their code.
+  const auto plugins = LoadProResPlugins(options.plugin);
   for (const std::string& note : FindIgnoredVariables()) observer.ReportNote(note);
   if (options.outputDir) return RunBatch(options, command, observer, work);
   const RunReport report = RunReporting(command, {options.input, options.output}, 0, work);
@@ -243,7 +243,9 @@ std::string CompareLabels(const Labels& found, const Labels& wanted) {
 std::string CompareFrames(const std::string& path, const TranscodePlan& plan,
                           const FrameCount& frames) {
   const StreamFormat& wanted = plan.content.video;
-  const auto reader = wanted.IsRaw() ? OpenFootage(path) : OpenProRes(path);
+  FootageReading reading;
+  reading.isDeep = reading.keepsRgb = IsOf4444(wanted.code);
+  const auto reader = wanted.IsRaw() ? OpenFootage(path, reading) : OpenProRes(path);
   if (wanted.IsRaw() && !reader->GetDescription().stored.empty()) {
     return reader->GetDescription().stored + " instead of " + DescribePictures(wanted);
   }

@@ -1,7 +1,6 @@
 // SPDX-License-Identifier: BSD-2-Clause
 #include "run/TranscodeRun.h"
 
-#include <array>
 #include <stdexcept>
 #include <utility>
 
@@ -19,10 +18,6 @@ using std::chrono::steady_clock;
 
 constexpr const char* kAdvice = "--on-error skip or conceal continues after it";
 
-// The middle of each component's range, as repeating bytes.
-constexpr std::array<std::uint8_t, 4> kGreyUyvy{0x80, 0x80, 0x80, 0x80};
-constexpr std::array<std::uint8_t, 4> kGreyV210{0x00, 0x02, 0x08, 0x20};
-
 // Numbers files like the frames of the input, unless the user gave another number.
 SequenceWriting NumberFrom(const SequencePlan& plan, const std::optional<FrameRange>& frames) {
   return {plan.firstNumber.value_or(frames ? frames->first : 0), plan.colours};
@@ -32,8 +27,10 @@ SequenceWriting NumberFrom(const SequencePlan& plan, const std::optional<FrameRa
 
 std::shared_ptr<const vix::IVideoSample> GapFiller::MakeGrey() const {
   auto picture = FramePool().MakeFrame(format_.FrameBytes());
-  const auto& grey = format_.code == vix::kFourCC_V210 ? kGreyV210 : kGreyUyvy;
-  for (std::uint32_t i = 0; i < picture->GetSize(); ++i) picture->GetData()[i] = grey[i % 4];
+  const auto& grey = FindRawFormat(format_.code)->grey;
+  for (std::uint32_t i = 0; i < picture->GetSize(); ++i) {
+    picture->GetData()[i] = grey[i % grey.size()];
+  }
   ClearRowPadding(format_, picture->GetData());
   const auto info = DescribeStream(format_);
   return writer_.Pack(
@@ -54,7 +51,7 @@ TranscodeRun::TranscodeRun(const TranscodeOptions& options, TranscodePlan plan, 
               std::move(plan.sound)),
       result_(plan.content.video),
       shares_(ShareThreads(options.threads, source_.GetFrameCount())),
-      samples_(plan.source),
+      samples_(plan.source, plan.element.GetCode()),
       check_(plan.makeCheck ? plan.makeCheck(shares_) : nullptr),
       earlier_(options),
       opened_(CreateOutput(options.output, options.overwrite, plan.output, plan.content,

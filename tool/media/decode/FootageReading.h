@@ -42,6 +42,7 @@ struct FootageReading {
   std::optional<FieldOrder> fields;
   Colour colour;                 ///< 2 = as the input states
   bool isDeep = false;           ///< pictures become "Y416" with their alpha, instead of "V210"
+  bool keepsRgb = false;         ///< packed "b64A" stays as it is; for deep pictures
   bool isPremultiplied = false;  ///< colours are stored multiplied by alpha; for deep pictures
 
   /// Returns true if pictures must be changed, so that even uncompressed 4:2:2 has to be decoded.
