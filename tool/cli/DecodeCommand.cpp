@@ -20,8 +20,8 @@ Rational HalveAspect(Rational aspect) {
 
 StreamFormat DecodedFormat(StreamFormat source, const DecodeOptions& options) {
   source.code = ChooseFourCC(options.output, options.fourcc);
-  source.is444 = false;
-  source.alphaBits = 0;
+  source.is444 = IsOf4444(source.code);
+  if (!source.is444) source.alphaBits = 0;
   if (options.skipField && source.IsInterlaced() && source.height > 1) {
     source.height /= 2;
     source.sampleAspect = HalveAspect(source.sampleAspect);
@@ -30,15 +30,17 @@ StreamFormat DecodedFormat(StreamFormat source, const DecodeOptions& options) {
   return source;
 }
 
-std::vector<std::string> FindNotes(const DecodeOptions& options, const FrameReader& reader) {
+std::vector<std::string> FindNotes(const DecodeOptions& options, const FrameReader& reader,
+                                   const StreamFormat& decoded, const OutputFormat& output) {
   std::vector<std::string> notes;
   if (options.skipField && !reader.GetFormat().IsInterlaced()) {
     notes.push_back(reader.GetName() + ": progressive; --skip-field has no effect");
   }
-  if (reader.GetFormat().is444) {
+  if (reader.GetFormat().is444 && !decoded.is444) {
     notes.push_back(reader.GetName() + ": converts 4:4:4 to 4:2:2");
   }
-  if (reader.GetFormat().HasAlpha()) {
+  const bool keepsAlpha = decoded.HasAlpha() && output.kind != OutputKind::Y4m;
+  if (reader.GetFormat().HasAlpha() && !keepsAlpha) {
     notes.push_back(reader.GetName() + ": drops the alpha channel");
   }
   return notes;
@@ -55,7 +57,7 @@ void Decode(const DecodeOptions& options, RunReport& report, RunObserver& observ
   MovieContent content{DecodedFormat(source, options), reader->GetDescription().timecode};
   content.metadata = reader->GetDescription().metadata;
   const auto element = ProResElement::Decoder(content.video.code, options.skipField);
-  auto notes = FindNotes(options, *reader);
+  auto notes = FindNotes(options, *reader, content.video, output);
   TranscodePlan plan{std::move(reader), source, element, std::move(content), output};
   plan.notes = std::move(notes);
   plan.onDamage = options.onDamage;

@@ -8,7 +8,11 @@ namespace vixprores {
 namespace {
 
 void CheckName(const std::string& name, const DecodeOptions& options) {
-  ChooseFourCC(name, options.fourcc);
+  const vix::FourCC code = ChooseFourCC(name, options.fourcc);
+  if (options.skipField && IsOf4444(code)) {
+    throw UsageError("--skip-field cannot decode to " + DescribeCode(code) +
+                     "; choose UYVY or V210");
+  }
   if (FindRawVideoOutput(name).kind == OutputKind::Images) {
     RequireSequenceName(name);
     if (name.ends_with(".exr") && !options.colours.output) {
@@ -28,7 +32,7 @@ void CheckName(const std::string& name, const DecodeOptions& options) {
 Command DescribeDecode(DecodeOptions& options) {
   Command command;
   command.name = "decode";
-  command.summary = "Decode ProRes to uncompressed 4:2:2 video";
+  command.summary = "Decode ProRes to uncompressed video";
   command.description =
       "Reads a container with a ProRes track and writes a container, Y4M, raw frames, or "
       "images.";
@@ -36,7 +40,7 @@ Command DescribeDecode(DecodeOptions& options) {
   command.arguments = {
       {"INPUT", "container with a ProRes track; - for standard input"},
       {"OUTPUT",
-       ".mov, .avi, .nut, .y4m, raw frames as .uyvy, .v210, .raw or -, or images as "
+       ".mov, .avi, .nut, .y4m, raw frames as .uyvy, .v210, .y416, .b64a, .raw or -, or images as "
        "out.%04d.png (also dpx, tif, exr, jpg, tga)"}};
   command.takeArguments = [&options,
                            take = TakeFiles(options)](const std::vector<std::string>& words) {
@@ -47,7 +51,10 @@ Command DescribeDecode(DecodeOptions& options) {
     CheckNames(options, [&options](const std::string& name) { CheckName(name, options); });
   };
   Option fourcc = FourCCOption([&options](vix::FourCC code) { options.fourcc = code; }, "V210");
-  fourcc.details = "Without the option, a name that ends in .uyvy selects UYVY.";
+  fourcc.details =
+      "Without the option, names that end in .uyvy, .y416 or .b64a select that format. Y416 is "
+      "4:4:4 with 16 bits and alpha (A Y Cb Cr, little-endian, video range), b64A is RGB with 16 "
+      "bits and alpha (A R G B, big-endian, full range). Alpha is opaque where the input has none.";
   Option format = Parsed(
       "--format", "NAME", options.pipeFormat, [](const std::string& name) { return name; },
       "format on standard output: nut, mov or y4m [raw frames]");

@@ -14,7 +14,8 @@ namespace {
 
 // Options of raw frames as given on the command line.
 struct RawFrameOptions {
-  std::optional<std::string> fourcc, size;
+  std::optional<vix::FourCC> fourcc;
+  std::optional<std::string> size;
   bool interlaced = false;
 };
 
@@ -31,7 +32,7 @@ std::optional<RawFrameFormat> ToRawFrameFormat(const RawFrameOptions& options,
         "--interlaced and --fields progressive contradict each other; remove one of them");
   }
   const PictureSize size = ParsePictureSize(*options.size);
-  return RawFrameFormat{ParseFourCC(*options.fourcc), size.width, size.height, *overrides.rate,
+  return RawFrameFormat{*options.fourcc, size.width, size.height, *overrides.rate,
                         options.interlaced};
 }
 
@@ -124,10 +125,8 @@ OptionGroup LabelsGroup(EncodeOptions& options) {
 }
 
 OptionGroup RawFrameGroup(RawFrameOptions& options) {
-  Option fourcc = Text("--fourcc", "CODE", options.fourcc, "UYVY (8 bits) or V210 (10 bits)");
-  fourcc.choices = {"uyvy", "v210"};
   return {"Raw frames as input (no container)",
-          {fourcc,
+          {FourCCOption([&options](vix::FourCC code) { options.fourcc = code; }, ""),
            Text("--size", "WxH", options.size,
                 "picture size, or a name such as 1080p or uhd; needs --rate"),
            Flag("--interlaced", options.interlaced, "two fields per frame, top field first")}};
@@ -183,6 +182,31 @@ OptionGroup ChunkGroup(std::optional<ChunkName>& chunk) {
   return {"Part of a job", {option}};
 }
 
+Option AlphaOption(std::optional<int>& bits) {
+  using Bits = std::optional<int>;
+  Option option =
+      Choice<Bits>("--alpha", "BITS", bits, {{"none", 0}, {"8", 8}, {"16", 16}, {"auto", Bits()}},
+                   "alpha channel of 4444: none, 8, 16 or auto [auto]");
+  option.details =
+      "auto codes an alpha channel if the input has one. Alpha is lossless with 16 bits; with 8 "
+      "bits "
+      "it is rounded. Only the variants 4444 and 4444xq have alpha.";
+  return option;
+}
+
+void CheckVariant(const EncodeOptions& options) {
+  if (options.variant->is4444) {
+    if (!options.verify) return;
+    throw UsageError("--verify compares pictures of 4:2:2; leave it out for 4444");
+  }
+  const std::string advice = " need --variant 4444 or 4444xq";
+  if (options.alphaBits.value_or(0) > 0) throw UsageError("--alpha 8 and 16" + advice);
+  if (options.rawFrames && IsOf4444(options.rawFrames->fourcc)) {
+    throw UsageError("raw frames of " + DescribeCode(options.rawFrames->fourcc) + advice +
+                     "; convert them to V210 for a 4:2:2 variant");
+  }
+}
+
 void CheckChunk(const EncodeOptions& options) {
   if (!options.chunk) return;
   const auto& frames = options.frames;
@@ -205,7 +229,8 @@ Command DescribeEncode(EncodeOptions& options) {
       "Reads any file or pipe of video that the installed libavformat and libavcodec read, and "
       "image sequences (exr, dpx, tif, png, jpg, tga, cin); converts pictures to 4:2:2 of 10 bits "
       "where they are something else, and writes ProRes. Video that is packed 4:2:2 already (V210 "
-      "or UYVY) is taken as it is.";
+      "or UYVY) is taken as it is. The variants 4444 and 4444xq have 4:4:4 of 12 bits and may have "
+      "an alpha channel; they also take packed Y416 and b64A, and Y4M of 4:4:4, as they are.";
   command.usages = {"[OPTION]... INPUT OUTPUT", "[OPTION]... --output-dir DIR INPUT..."};
   command.arguments = {{"INPUT",
                         "file of video, raw frames, or images as in shot.%04d.exr, shot.####.dpx, "
@@ -218,11 +243,12 @@ Command DescribeEncode(EncodeOptions& options) {
     CheckNames(options, [](const std::string& name) { FindProResOutput(name); });
     options.rawFrames = ToRawFrameFormat(*rawFrames, options.overrides);
     options.frameOptions = DescribeFrameOptions(options);
+    CheckVariant(options);
     CheckChunk(options);
   };
   const OptionGroup encoding{
       "Encoding",
-      {VariantOption(options.variant, "422"),
+      {VariantOption(options.variant, "422"), AlphaOption(options.alphaBits),
        Flag("--verify", options.verify, "decode every frame again and compare it"),
        OnErrorOption(options.onDamage)}};
   auto& pictures = options.pictureOptions;

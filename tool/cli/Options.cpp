@@ -102,14 +102,11 @@ std::vector<Option> PageOptionList(PageOptions& options) {
 
 Option VariantOption(const ProResVariant*& variant, const std::string& standard) {
   variant = FindProResVariant(standard);
-  Option option{"--variant", "NAME", "proxy, lt, 422 or hq [" + standard + "]",
+  Option option{"--variant", "NAME", "proxy, lt, 422, hq, 4444 or 4444xq [" + standard + "]",
                 [&variant](const std::string& name) { variant = FindProResVariant(name); }};
-  option.choices = {"proxy", "lt", "422", "hq"};
+  option.choices = VariantNames();
   option.aliases = {"--profile"};
-  // The 4:4:4 variants cannot be encoded.
-  for (const auto& synonym : VariantSynonyms()) {
-    if (FindProResVariant(synonym.second)) option.synonyms.push_back(synonym);
-  }
+  option.synonyms = VariantSynonyms();
   return option;
 }
 
@@ -124,9 +121,10 @@ Option FramesOption(std::optional<FrameRange>& frames) {
 }
 
 Option FourCCOption(const std::function<void(vix::FourCC)>& set, const std::string& standard) {
-  Option option{"--fourcc", "CODE", "UYVY (8 bits) or V210 (10 bits) [" + standard + "]",
+  const std::string brief = kRawFormatNames + (standard.empty() ? "" : " [" + standard + "]");
+  Option option{"--fourcc", "CODE", brief,
                 [set](const std::string& code) { set(ParseFourCC(code)); }};
-  option.choices = {"uyvy", "v210"};
+  for (const RawFormat& format : RawFormats()) option.choices.emplace_back(format.option);
   return option;
 }
 

@@ -55,6 +55,11 @@ std::string ConversionCommand(const std::string& inputName, const std::string& f
   return command + " -c:v v210 -c:a pcm_s24le " + QuoteForShell(stem + ".v210.mov");
 }
 
+std::string DescribeRgbConversion(const std::string& inputName, int matrix) {
+  return inputName + ": RGB pictures are converted with the matrix " +
+         DescribeColourCode(ColourProperty::Matrix, matrix) + "; --matrix chooses another one";
+}
+
 std::string QuoteForShell(const std::string& text) {
   constexpr const char* kPlain =
       "abcdefghijklmnopqrstuvwxyzABCDEFGHIJKLMNOPQRSTUVWXYZ0123456789_./:,=-+@%";

@@ -34,6 +34,9 @@ void CheckEncodable(const StreamFormat& format, const std::string& inputName);
 /// @param inputName name in messages; for standard input the command reads that as well
 std::string ConversionCommand(const std::string& inputName, const std::string& filters);
 
+/// Returns the note about RGB pictures that are converted with that matrix.
+std::string DescribeRgbConversion(const std::string& inputName, int matrix);
+
 /// Quotes `text` as one word of a shell command, if it needs quotes.
 std::string QuoteForShell(const std::string& text);
 
@@ -43,6 +46,9 @@ struct InputDescription {
   StreamFormat format;
   /// How the pictures are stored, as in "h264, yuv420p", if they are converted to `format`.
   std::string stored = {};
+  /// What the stored pictures have beyond 4:2:2 in 10 bits, as in "4:4:4 in 12 bits"; empty =
+  /// nothing.
+  std::string finer = {};
   /// Format that the container alone states; nullopt if there is no container, or if `format` has
   /// no other source.
   std::optional<StreamFormat> container = std::nullopt;

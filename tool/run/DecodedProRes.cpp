@@ -191,6 +191,7 @@ DecodedProResReader::DecodedProResReader(std::unique_ptr<ProResReader> reader, b
     description_.note +=
         (description_.note.empty() ? "" : "\n") + GetName() + ": its alpha channel is left out";
   }
+  if (GetFormat().is444 && !isDeep) description_.finer = "4:4:4 in 12 bits";
   description_.stored = "prores (" + DescribeCode(GetFormat().code) + ")";
   description_.format = DecodedFormat(GetFormat(), isDeep);
 }

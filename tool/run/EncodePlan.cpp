@@ -9,6 +9,8 @@
 #include "base/Errors.h"
 #include "base/Text.h"
 #include "format/InputFormat.h"
+#include "media/decode/PictureRows.h"
+#include "media/raw/WidenedReader.h"
 
 namespace vixprores {
 namespace {
@@ -42,6 +44,7 @@ void Override(Metadata& metadata, const Metadata& overrides) {
 FootageReading ReadingFor(const EncodeOptions& options) {
   FootageReading reading = options.footage;
   const StreamOverrides& overrides = options.overrides;
+  reading.isDeep = reading.keepsRgb = options.variant->is4444;
   reading.threads = options.threads;
   reading.rate = overrides.rate;
   reading.fields = overrides.fields;
@@ -52,8 +55,11 @@ FootageReading ReadingFor(const EncodeOptions& options) {
   return reading;
 }
 
-StreamFormat EncodedFormat(StreamFormat source, const ProResVariant& variant) {
+StreamFormat EncodedFormat(StreamFormat source, const EncodeOptions& options) {
+  const ProResVariant& variant = *options.variant;
   source.code = variant.code;
+  source.is444 = variant.is4444;
+  source.alphaBits = variant.is4444 ? options.alphaBits.value_or(source.alphaBits) : 0;
   // An unknown field order is coded, and therefore labelled, as progressive.
   if (source.fieldOrder == FieldOrder::Unknown) source.fieldOrder = FieldOrder::Progressive;
   return source;
@@ -83,6 +89,15 @@ void CheckRange(const StreamFormat& source, const OutputFormat& output, const Fr
                   ConversionCommand(reader.GetName(), kToLimitedRange));
 }
 
+// Names what a 4:2:2 variant does not keep of the pictures.
+void NoteLoss(const EncodeOptions& options, const FrameReader& reader,
+              std::vector<std::string>& notes) {
+  const std::string& finer = reader.GetDescription().finer;
+  if (options.variant->is4444 || finer.empty()) return;
+  notes.push_back(reader.GetName() + ": converts " + finer +
+                  " to 4:2:2 in 10 bits; --variant 4444 keeps 4:4:4 in 12 bits");
+}
+
 SequenceReading ReadingOf(const EncodeOptions& options) {
   const StreamOverrides& overrides = options.overrides;
   const int matrix = overrides.colour ? overrides.colour->matrix : 2;
@@ -95,7 +110,7 @@ SequenceReading ReadingOf(const EncodeOptions& options) {
   return reading;
 }
 
-std::unique_ptr<FrameReader> Open(const EncodeOptions& options) {
+std::unique_ptr<FrameReader> OpenStored(const EncodeOptions& options) {
   auto images = options.rawFrames ? std::nullopt : FindImages(options.input);
   if (images) return std::make_unique<SequenceReader>(std::move(*images), ReadingOf(options));
   if (options.colours.IsGiven()) {
@@ -103,6 +118,23 @@ std::unique_ptr<FrameReader> Open(const EncodeOptions& options) {
   }
   return options.rawFrames ? OpenRawFrames(options.input, *options.rawFrames)
                            : OpenFootage(options.input, ReadingFor(options));
+}
+
+// Opens the input so that its pictures have a format that the encoder takes.
+std::unique_ptr<FrameReader> Open(const EncodeOptions& options) {
+  auto reader = OpenStored(options);
+  return options.variant->is4444 ? Widen(std::move(reader)) : std::move(reader);
+}
+
+// Chooses the matrix that the encoder converts RGB with.
+void ChooseMatrix(StreamFormat& source, const FrameReader& reader,
+                  std::vector<std::string>& notes) {
+  constexpr int kRgb = 0;
+  constexpr int kUnspecified = 2;
+  int& matrix = source.colour.matrix;
+  if (source.code != vix::kFourCC_b64A) return;
+  if (matrix == kRgb || matrix == kUnspecified) matrix = UsualMatrix(source.height);
+  notes.push_back(DescribeRgbConversion(reader.GetName(), matrix));
 }
 
 // Returns the timecode of the first frame of an image sequence from its number or its file.
@@ -135,15 +167,17 @@ TranscodePlan PlanEncoding(const EncodeOptions& options) {
     source.fieldOrder = FieldOrder::Progressive;
   CheckEncodable(source, reader->GetName());
   std::vector<std::string> notes;
-  MovieContent content{EncodedFormat(source, *options.variant)};
+  ChooseMatrix(source, *reader, notes);
+  MovieContent content{EncodedFormat(source, options)};
   content.timecode = ChooseTimecode(options, *reader, source.rate, notes);
   content.metadata = reader->GetDescription().metadata;
   Override(content.metadata, options.metadata);
   content.compressor = options.compressor.value_or("");
   content.vendor = options.vendor.value_or(kVendor);
   CheckRange(source, output, *reader, notes);
-  TranscodePlan plan{std::move(reader), source, ProResElement::Encoder(*options.variant),
-                     std::move(content), output};
+  NoteLoss(options, *reader, notes);
+  const auto encoder = ProResElement::Encoder(*options.variant, content.video.alphaBits);
+  TranscodePlan plan{std::move(reader), source, encoder, std::move(content), output};
   plan.notes = std::move(notes);
   plan.onDamage = options.onDamage;
   return plan;

@@ -15,6 +15,7 @@
 #include "media/container/RawContainerReader.h"
 #include "media/container/TrackDescription.h"
 #include "media/decode/DecodedVideoReader.h"
+#include "media/raw/WidenedReader.h"
 #include "media/raw/Y4m.h"
 #include "recovery/FrameScanner.h"
 #include "run/DecodedProRes.h"
@@ -30,12 +31,24 @@ bool StartsAsY4m(InputFile& file) {
   return std::ranges::equal(file.Peek(kY4mMagic.size()), kY4mMagic);
 }
 
-// Other pictures than plain 4:2:2 are decoded.
-bool IsPlainY4m(InputFile& file) {
+// Returns true for packed pictures that need no decoding.
+bool IsPlain(vix::FourCC packed, const FootageReading& reading) {
+  if (packed == vix::kFourCC_b64A) return reading.isDeep && reading.keepsRgb;
+  return packed != 0 && (reading.isDeep || !IsOf4444(packed));
+}
+
+// Returns the pictures of a reader as deep ones if those are wanted.
+std::unique_ptr<FrameReader> Adapt(std::unique_ptr<FrameReader> reader,
+                                   const FootageReading& reading) {
+  return reading.isDeep ? Widen(std::move(reader)) : std::move(reader);
+}
+
+bool IsPlainY4m(InputFile& file, const FootageReading& reading) {
   if (!StartsAsY4m(file)) return false;
   const auto bytes = file.Peek(kLongestY4mHeader);
   const std::string_view text(reinterpret_cast<const char*>(bytes.data()), bytes.size());
-  return HoldsPlain422(text.substr(0, text.find('\n')));
+  const auto planes = FindPlanes(text.substr(0, text.find('\n')));
+  return planes && IsPlain(planes->packed, reading);
 }
 
 const AVStream* FindFirstVideo(const Demuxer& demuxer) {
@@ -101,14 +114,15 @@ std::unique_ptr<FrameReader> ReadFootage(std::unique_ptr<InputFile> file,
   file->AllowMapping();
   const bool isPlain =
       !reading.ChangesPictures() && !reading.videoTrack && !reading.isPremultiplied;
-  if (isPlain && !reading.isDeep && IsPlainY4m(*file))
-    return std::make_unique<Y4mReader>(std::move(file));
+  if (isPlain && IsPlainY4m(*file, reading)) {
+    return Adapt(std::make_unique<Y4mReader>(std::move(file)), reading);
+  }
   try {
     auto demuxer = std::make_unique<Demuxer>(std::move(file), FileFormats::Footage);
     const FrameTimes times = reading.rate ? FrameTimes::Ignored : reading.times;
     const AVStream* const video = isPlain ? FindFirstVideo(*demuxer) : nullptr;
-    if (video && !reading.isDeep && FindPackedFormat(*video->codecpar) != 0) {
-      return std::make_unique<RawContainerReader>(std::move(demuxer), times);
+    if (video && IsPlain(FindPackedFormat(*video->codecpar), reading)) {
+      return Adapt(std::make_unique<RawContainerReader>(std::move(demuxer), times), reading);
     }
     if (video && IsProRes(*video) && (reading.keepsRotation || !IsTurned(*video))) {
       ProResReading frames;

@@ -8,6 +8,7 @@
 
 #include "base/Errors.h"
 #include "base/Text.h"
+#include "format/InputFormat.h"
 #include "media/container/Libav.h"
 #include "media/container/TextTracks.h"
 #include "media/container/TrackDescription.h"
@@ -33,6 +34,17 @@ constexpr const char* kEndAdvice =
 
 bool IsDamaged(const AVFrame& picture) {
   return picture.decode_error_flags != 0 || (picture.flags & AV_FRAME_FLAG_CORRUPT) != 0;
+}
+
+// Returns what pictures have beyond 4:2:2 in 10 bits; empty = nothing.
+std::string DescribeFiner(AVPixelFormat format) {
+  const AVPixFmtDescriptor* const layout = av_pix_fmt_desc_get(format);
+  if (!layout || layout->nb_components < 3) return {};
+  const int bits = layout->comp[0].depth;
+  const std::string depth = " in " + std::to_string(bits) + " bits";
+  if ((layout->flags & AV_PIX_FMT_FLAG_RGB) != 0) return "RGB" + depth;
+  if (layout->log2_chroma_w == 0) return "4:4:4" + depth;
+  return bits > 10 ? "pictures" + depth : std::string();
 }
 
 bool HasAlpha(AVPixelFormat format) {
@@ -162,6 +174,7 @@ void DecodedVideoReader::Describe(const AVFrame& first) {
   // Captions belong to the pictures as they are coded, not to repeated or filtered ones.
   hasCaptions_ =
       DescribeSideData(first, pictures_.KeepsCount() && !reading_.convertRate, description_);
+  description_.finer = DescribeFiner(static_cast<AVPixelFormat>(first.format));
   description_.note = DescribeChanges(first);
   description_.frames = CountFrames();
   converters_ = std::make_shared<PictureConverters>(target, GetName());
@@ -175,9 +188,7 @@ std::string DecodedVideoReader::DescribeChanges(const AVFrame& first) const {
   }
   const PictureRows rows(static_cast<AVPixelFormat>(first.format), GetName());
   if (rows.IsRgb()) {
-    notes.push_back(GetName() + ": RGB pictures are converted with the matrix " +
-                    DescribeColourCode(ColourProperty::Matrix, GetFormat().colour.matrix) +
-                    "; --matrix chooses another one");
+    notes.push_back(DescribeRgbConversion(GetName(), GetFormat().colour.matrix));
   }
   // A decoder may leave it out.
   const auto coded = static_cast<AVPixelFormat>(GetTrack().GetStream().codecpar->format);

@@ -19,6 +19,8 @@ StreamFormat ToStreamFormat(const RawFrameFormat& rawFrames) {
   format.code = rawFrames.fourcc;
   format.width = rawFrames.width;
   format.height = rawFrames.height;
+  format.is444 = IsOf4444(rawFrames.fourcc);
+  format.alphaBits = format.is444 ? kPackedAlphaBits : 0;
   format.rate = rawFrames.rate;
   format.fieldOrder = rawFrames.interlaced ? FieldOrder::TopFirst : FieldOrder::Progressive;
   return format;

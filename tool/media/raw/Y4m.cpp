@@ -3,12 +3,14 @@
 
 #include <algorithm>
 #include <charconv>
+#include <iterator>
 #include <optional>
 #include <span>
 #include <sstream>
 #include <utility>
 
 #include "base/Errors.h"
+#include "format/DeepPicture.h"
 #include "format/InputFormat.h"
 #include "format/PlanarPicture.h"
 
@@ -17,9 +19,21 @@ namespace {
 
 struct ChromaTag {
   std::string_view tag;
-  vix::FourCC packed;
+  Y4mPlanes planes;
+  const char* comment = "";  // the same for older readers
 };
-constexpr ChromaTag kChromaTags[] = {{"422", vix::kFourCC_UYVY}, {"422p10", vix::kFourCC_V210}};
+constexpr ChromaTag kChromaTags[] = {
+    {"422", {vix::kFourCC_UYVY, 8}},     {"422p10", {vix::kFourCC_V210, 10}, " XYSCSS=422P10"},
+    {"444", {vix::kFourCC_Y416, 8}},     {"444p9", {vix::kFourCC_Y416, 9}},
+    {"444p10", {vix::kFourCC_Y416, 10}}, {"444p12", {vix::kFourCC_Y416, 12}, " XYSCSS=444P12"},
+    {"444p14", {vix::kFourCC_Y416, 14}}, {"444p16", {vix::kFourCC_Y416, 16}}};
+constexpr std::string_view kStandardTag = "420";
+
+// Returns null for pictures that have to be decoded.
+const ChromaTag* FindChroma(std::string_view tag) {
+  const auto* const found = std::ranges::find(kChromaTags, tag, &ChromaTag::tag);
+  return found == std::end(kChromaTags) ? nullptr : found;
+}
 
 struct FieldOrderTag {
   char tag;
@@ -92,10 +106,10 @@ class HeaderParser {
   }
 
   StreamFormat Finish() {
-    for (const ChromaTag& known : kChromaTags) {
-      if (known.tag == chroma_) format_.code = known.packed;
-    }
-    if (format_.code == 0) {
+    if (const ChromaTag* const known = FindChroma(chroma_)) {
+      format_.code = known->planes.packed;
+      format_.is444 = IsOf4444(format_.code);
+    } else {
       const bool isFull = format_.colour.range == ColourRange::Full;
       RefuseUnconverted(inputName_, "Y4M pictures of type C" + chroma_,
                         isFull ? kToLimitedRange : "");
@@ -129,20 +143,19 @@ class HeaderParser {
 
   const std::string& inputName_;
   StreamFormat format_;
-  std::string chroma_ = "420";  // default of the format
+  std::string chroma_{kStandardTag};
 };
 
 }  // namespace
 
-bool HoldsPlain422(std::string_view header) {
+std::optional<Y4mPlanes> FindPlanes(std::string_view header) {
   std::istringstream words{std::string(header)};
+  std::string tag{kStandardTag};
   for (std::string word; words >> word;) {
-    if (word.front() != 'C') continue;
-    return std::ranges::any_of(kChromaTags, [&word](const ChromaTag& known) {
-      return known.tag == std::string_view(word).substr(1);
-    });
+    if (word.front() == 'C') tag = word.substr(1);  // the last one counts
   }
-  return false;
+  const ChromaTag* const known = FindChroma(tag);
+  return known ? std::optional(known->planes) : std::nullopt;
 }
 
 StreamFormat ParseY4mHeader(std::string_view header, const std::string& inputName) {
@@ -166,9 +179,11 @@ std::string MakeY4mHeader(const StreamFormat& format) {
   header << " A" << format.sampleAspect.numerator << ':'
          << (format.sampleAspect.numerator == 0 ? 0 : format.sampleAspect.denominator);
   for (const ChromaTag& known : kChromaTags) {
-    if (known.packed == format.code) header << " C" << known.tag;
+    const auto& [packed, bits] = known.planes;
+    if (packed == format.code && bits == SampleBits(format)) {
+      header << " C" << known.tag << known.comment;
+    }
   }
-  if (format.code == vix::kFourCC_V210) header << " XYSCSS=422P10";
   for (const RangeTag& known : kRangeTags) {
     if (known.range == format.colour.range) header << " X" << known.tag;
   }
@@ -184,8 +199,10 @@ constexpr std::size_t kLongestLine = 4096;
 
 Y4mReader::Y4mReader(std::unique_ptr<InputFile> file) : file_(std::move(file)) {
   description_.name = file_->GetName();
-  description_.format = ParseY4mHeader(file_->ReadLine(kLongestLine), GetName());
-  planarBytes_ = PlanarBytes(GetFormat());
+  const std::string header = file_->ReadLine(kLongestLine);
+  description_.format = ParseY4mHeader(header, GetName());
+  bits_ = FindPlanes(header)->bits;  // of a valid header
+  planarBytes_ = PlanarBytes(GetFormat(), bits_);
   if (!file_->GetSize()) return;
   // Frames may carry parameters; without them the file size is a multiple of this.
   const std::int64_t bytes = *file_->GetSize() - file_->GetPosition();
@@ -209,11 +226,14 @@ std::optional<NumberedFrame> Y4mReader::Read() {
 }
 
 FrameConversion Y4mReader::GetConversion() const {
-  return [format = GetFormat(), pool = pool_](const std::shared_ptr<vix::IBuffer>& planar) {
+  return [format = GetFormat(), bits = bits_,
+          pool = pool_](const std::shared_ptr<vix::IBuffer>& planar) {
     const std::uint32_t bytes = format.FrameBytes();
     auto packed = pool.MakeFrame(bytes);
-    PackPicture(format, std::span(planar->GetData(), planar->GetSize()),
-                std::span(packed->GetData(), bytes));
+    const std::span<const std::uint8_t> planes(planar->GetData(), planar->GetSize());
+    const std::span pixels(packed->GetData(), bytes);
+    IsOf4444(format.code) ? PackDeepPicture(bits, planes, pixels)
+                          : PackPicture(format, planes, pixels);
     return ConvertedFrame{std::move(packed)};
   };
 }
