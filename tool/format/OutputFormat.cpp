@@ -32,6 +32,10 @@ constexpr OutputFormat kFormats[] = {
      vix::kFourCC_UYVY},
     {".v210", Kind::RawFrames, nullptr,    false, true,  false, false, false, false, false, false, false, false, false,
      vix::kFourCC_V210},
+    {".y416", Kind::RawFrames, nullptr,    false, true,  false, false, false, false, false, false, false, false, false,
+     vix::kFourCC_Y416},
+    {".b64a", Kind::RawFrames, nullptr,    false, true,  false, false, false, false, false, false, false, false, false,
+     vix::kFourCC_b64A},
     {".exr",  Kind::Images,    nullptr,    false, true,  false, false, true,  true,  false, false, false, false, false,
      vix::kFourCC_V210},
     {".dpx",  Kind::Images,    nullptr,    false, true,  false, false, true,  true,  false, false, false, false, false,
@@ -182,7 +186,29 @@ vix::FourCC ChooseFourCC(const std::string& path, const std::optional<vix::FourC
                    DescribeCode(*wanted) + "; change one of them, or end the name in .raw");
 }
 
+namespace {
+
+// Of the containers, only .mov has a code for a packed format of 4444.
+bool TakesPictures(const OutputFormat& output, const RawFormat& pictures) {
+  switch (output.kind) {
+    case OutputKind::Y4m:
+      return pictures.planarBits > 0;
+    case OutputKind::Container:
+      return !pictures.is4444 || (pictures.hasTag && IsMuxer(output, "mov"));
+    default:
+      return true;
+  }
+}
+
+}  // namespace
+
 void CheckStorable(const OutputFormat& output, const StreamFormat& stream) {
+  const RawFormat* const pictures = FindRawFormat(stream.code);
+  if (pictures && !TakesPictures(output, *pictures)) {
+    throw Failure(std::string(output.extension) + " cannot hold " + pictures->name +
+                  " pictures; choose " + (pictures->planarBits > 0 ? ".y4m" : ".mov") +
+                  ", raw frames as ." + pictures->option + ", or another --fourcc");
+  }
   // An .mxf states the height of a field.
   if (IsMuxer(output, "mxf") && stream.IsInterlaced() && stream.height % 2 != 0) {
     throw Failure("an .mxf cannot hold interlaced pictures with an odd number of lines (" +

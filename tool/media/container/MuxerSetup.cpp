@@ -23,7 +23,7 @@ namespace {
 
 constexpr std::int64_t kCoarsestClock = 10000;  // ticks per second
 constexpr std::int64_t kFragmentMicroseconds = 500000;
-constexpr int kFirst444Profile = 4;
+constexpr int kBitsWithAlpha = 32;  // of a pixel, in the sample description of a .mov; else 24
 
 bool IsMuxer(const AVFormatContext& context, const char* name) {
   return std::strcmp(context.oformat->name, name) == 0;
@@ -57,8 +57,9 @@ void DescribeCodec(const StreamFormat& stream, const AVFormatContext& context,
   if (const ProResVariant* variant = FindProResVariant(stream.code)) {
     parameters.codec_id = AV_CODEC_ID_PRORES;
     parameters.profile = variant->profile;
+    if (stream.HasAlpha()) parameters.bits_per_coded_sample = kBitsWithAlpha;
     // The descriptor of an .mxf states subsampling and depth, by default 4:2:0 of 8 bits.
-    const bool is444 = stream.is444 || variant->profile >= kFirst444Profile;
+    const bool is444 = stream.is444 || variant->is4444;
     if (IsMuxer(context, "mxf")) {
       parameters.format = is444 ? AV_PIX_FMT_YUV444P12 : AV_PIX_FMT_YUV422P10;
     }
@@ -66,6 +67,11 @@ void DescribeCodec(const StreamFormat& stream, const AVFormatContext& context,
     parameters.codec_id = AV_CODEC_ID_V210;
     parameters.codec_tag = vix::MakeFourCC("v210");
     parameters.bits_per_coded_sample = 20;
+  } else if (stream.code == vix::kFourCC_b64A) {
+    parameters.codec_id = AV_CODEC_ID_RAWVIDEO;
+    parameters.codec_tag = vix::MakeFourCC("b64a");
+    parameters.format = AV_PIX_FMT_RGBA64BE;  // the library's name for this tag
+    parameters.bits_per_coded_sample = 64;
   } else {
     parameters.codec_id = AV_CODEC_ID_RAWVIDEO;
     parameters.format = AV_PIX_FMT_UYVY422;

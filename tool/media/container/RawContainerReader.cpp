@@ -15,24 +15,34 @@ extern "C" {
 namespace vixprores {
 namespace {
 
-// Four-character codes of containers for bytes in the order U Y V Y.
-constexpr vix::FourCC kUyvyTags[] = {vix::kFourCC_UYVY, vix::MakeFourCC("2vuy"),
-                                     vix::MakeFourCC("HDYC"), vix::MakeFourCC("UYNV")};
+// Four-character codes of containers for packed pictures.
+struct Tag {
+  vix::FourCC tag;
+  vix::FourCC packed;
+};
+constexpr Tag kTags[] = {{vix::kFourCC_UYVY, vix::kFourCC_UYVY},
+                         {vix::MakeFourCC("2vuy"), vix::kFourCC_UYVY},
+                         {vix::MakeFourCC("HDYC"), vix::kFourCC_UYVY},
+                         {vix::MakeFourCC("UYNV"), vix::kFourCC_UYVY},
+                         {vix::MakeFourCC("b64a"), vix::kFourCC_b64A}};
 
 }  // namespace
 
 vix::FourCC FindPackedFormat(const AVCodecParameters& parameters) {
   if (parameters.codec_id == AV_CODEC_ID_V210) return vix::kFourCC_V210;
   if (parameters.codec_id != AV_CODEC_ID_RAWVIDEO) return 0;
-  const bool isUyvy = parameters.format == AV_PIX_FMT_UYVY422 ||
-                      std::ranges::find(kUyvyTags, parameters.codec_tag) != std::end(kUyvyTags);
-  return isUyvy ? vix::kFourCC_UYVY : 0;
+  if (parameters.format == AV_PIX_FMT_UYVY422) return vix::kFourCC_UYVY;
+  const auto* const found = std::ranges::find(kTags, parameters.codec_tag, &Tag::tag);
+  return found == std::end(kTags) ? 0 : found->packed;
 }
 
 RawContainerReader::RawContainerReader(std::unique_ptr<Demuxer> demuxer, FrameTimes times)
     : track_(std::move(demuxer), times) {
   description_ = track_.GetDescription();
-  description_.format.code = FindPackedFormat(track_.GetParameters());
+  StreamFormat& format = description_.format;
+  format.code = FindPackedFormat(track_.GetParameters());
+  format.is444 = IsOf4444(format.code);
+  format.alphaBits = format.is444 ? kPackedAlphaBits : 0;
   frameBytes_ = GetFormat().FrameBytes();
   track_.KeepFramesInPlace();
 }
