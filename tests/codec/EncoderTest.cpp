@@ -384,7 +384,7 @@ TEST_F(EncoderArguments, EveryPointerIsRequired) {
 }
 
 TEST_F(EncoderArguments, CodesMustBeKnown) {
-  for (const std::uint32_t codecType : {0U, 0x61703468U, 0xFFFFFFFFU}) {
+  for (const std::uint32_t codecType : {0U, 0x6170347AU, 0xFFFFFFFFU}) {
     params_.codecType = codecType;
     EXPECT_EQ(Encode(), kWPRBadArgument);
   }

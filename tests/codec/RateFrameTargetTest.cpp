@@ -14,7 +14,8 @@
 namespace prores {
 namespace {
 
-constexpr std::uint32_t kCodecTypes[] = {kWPRCodecProxy, kWPRCodecLT, kWPRCodec422, kWPRCodecHQ};
+constexpr std::uint32_t kCodecTypes[] = {kWPRCodecProxy, kWPRCodecLT,   kWPRCodec422,
+                                         kWPRCodecHQ,    kWPRCodec4444, kWPRCodec4444XQ};
 
 std::uint64_t Target(std::uint32_t codecType, std::uint32_t width, std::uint32_t height) {
   return TargetFrameBytes(*FindVariant(codecType), width, height);
@@ -22,15 +23,18 @@ std::uint64_t Target(std::uint32_t codecType, std::uint32_t width, std::uint32_t
 
 TEST(RateFrameTarget, IsTheLeastOfThePublishedRatesOfASize) {
   // Megabits per second x 10^6 / 8 / frames per second.
-  EXPECT_EQ(Target(kWPRCodecHQ, 1920, 1080), 916'666);     // 176 at 24
-  EXPECT_EQ(Target(kWPRCodec422, 1920, 1080), 609'375);    // 117 at 24
-  EXPECT_EQ(Target(kWPRCodecLT, 1920, 1080), 425'000);     // 85 at 25, 102 at 30, 204 at 60
-  EXPECT_EQ(Target(kWPRCodecProxy, 1920, 1080), 187'500);  // 36 at 24
-  EXPECT_EQ(Target(kWPRCodecHQ, 720, 486), 260'416);       // 50 at 24
-  EXPECT_EQ(Target(kWPRCodecProxy, 720, 486), 50'050);     // 12 at 29.97
-  EXPECT_EQ(Target(kWPRCodecHQ, 720, 576), 305'000);       // 61 at 25
-  EXPECT_EQ(Target(kWPRCodecHQ, 1280, 720), 458'333);      // 110 at 30
-  EXPECT_EQ(Target(kWPRCodecHQ, 3840, 2160), 3'682'291);   // 707 at 24
+  EXPECT_EQ(Target(kWPRCodecHQ, 1920, 1080), 916'666);        // 176 at 24
+  EXPECT_EQ(Target(kWPRCodec422, 1920, 1080), 609'375);       // 117 at 24
+  EXPECT_EQ(Target(kWPRCodecLT, 1920, 1080), 425'000);        // 85 at 25, 102 at 30, 204 at 60
+  EXPECT_EQ(Target(kWPRCodecProxy, 1920, 1080), 187'500);     // 36 at 24
+  EXPECT_EQ(Target(kWPRCodecHQ, 720, 486), 260'416);          // 50 at 24
+  EXPECT_EQ(Target(kWPRCodecProxy, 720, 486), 50'050);        // 12 at 29.97
+  EXPECT_EQ(Target(kWPRCodecHQ, 720, 576), 305'000);          // 61 at 25
+  EXPECT_EQ(Target(kWPRCodecHQ, 1280, 720), 458'333);         // 110 at 30
+  EXPECT_EQ(Target(kWPRCodecHQ, 3840, 2160), 3'682'291);      // 707 at 24
+  EXPECT_EQ(Target(kWPRCodec4444, 1920, 1080), 1'375'000);    // 264 at 24, 275 at 25, 660 at 60
+  EXPECT_EQ(Target(kWPRCodec4444XQ, 1920, 1080), 2'062'500);  // 396 at 24, 990 at 60
+  EXPECT_EQ(Target(kWPRCodec4444, 720, 576), 460'000);        // 92 at 25
 }
 
 TEST(RateFrameTarget, ScalesBetweenAndBeyondThePublishedSizes) {
