@@ -418,6 +418,13 @@ TEST_F(EncoderArguments, SizesMustBeInRangeAndRowsHoldTheWidth) {
   EXPECT_EQ(Encode(), kWPRBadArgument);
   source_.rowBytes = 128;
   EXPECT_EQ(Encode(), kWPRSuccess);
+  params_.codecType = kWPRCodec4444;
+  source_.pixelFormat = kWPRPixelFormatY416;
+  source_.width = 16;
+  source_.rowBytes = 127;  // 16 pixels of four words
+  EXPECT_EQ(Encode(), kWPRBadArgument);
+  source_.rowBytes = 128;
+  EXPECT_EQ(Encode(), kWPRSuccess);
 }
 
 TEST_F(EncoderArguments, FieldsOfDifferentMacroblockRowsAreNotSupported) {
