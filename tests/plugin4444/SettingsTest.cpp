@@ -4,6 +4,7 @@
 
 #include "Errors.h"
 #include "Streams.h"
+#include "Threads.h"
 
 namespace vix::test4444 {
 namespace {
@@ -78,6 +79,24 @@ TEST_F(Settings4444, ThatAreRefusedLeaveTheOnesBefore) {
   const Shape rgb{.fourcc = kFourCC_b64A};
   ExpectPicture(Process(decoder, Encode(rgb, 7)), rgb, 7);
   ExpectPicture(Decode(Process(encoder, MakeRawFrame({}, 7)), {}), {}, 7, 8);
+}
+
+TEST_F(Elements, StartTheNumberOfThreadsThatIsSet) {
+  const Shape shape{.width = 1024, .height = 256};
+  const Container raw = MakeRawFrame(shape, 1);
+  const Container frame = Encode(shape, 1, SetInt("NumThreads", 1));
+  const auto expectThreads = [](auto& element, const Stream& input, const Container& sample) {
+    for (const int threads : {1, 3, 2}) {  // the calling thread takes part
+      SetConfig(element, SetInt("NumThreads", threads));
+      element.DefineInput(input, "");
+      EXPECT_TRUE(Process(element, sample));
+      EXPECT_TRUE(test::HasOwnThreads(threads - 1)) << threads;
+    }
+    element.Release();
+    EXPECT_TRUE(test::HasOwnThreads(0));
+  };
+  expectThreads(*MakeEncoder(), DescribeRaw(shape), raw);
+  expectThreads(*MakeDecoder(), DescribeProRes(shape), frame);
 }
 
 TEST_F(Settings4444, OfTwoElementsAreIndependent) {
