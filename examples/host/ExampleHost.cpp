@@ -1,7 +1,8 @@
 // SPDX-License-Identifier: BSD-2-Clause
 // A complete host program. It loads plug-ins, prints the registry, encodes pictures with the ProRes
 // encoder, decodes them into its own memory, and prints the PSNR. If the plug-in of the second
-// example is loaded, its element "Gain" processes the decoded pictures.
+// example is loaded, its element "Gain" processes the decoded pictures. If the plug-in for 4444 is
+// loaded, a picture with alpha is coded, too.
 //
 //   example_host PLUGIN...
 #include <vix/vix.h>
@@ -17,6 +18,7 @@
 #include <string>
 #include <vector>
 
+#include "AlphaPicture.h"
 #include "TestPicture.h"
 
 namespace {
@@ -172,6 +174,7 @@ int Run(std::span<char*> paths) {
   for (const char* path : paths) plugins.push_back(vix::LoadPlugin(path, "example_host"));
   ShowRegistry();
   CodePictures();
+  CodeAlphaPicture();
   return 0;
 }
 

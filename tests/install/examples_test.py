@@ -62,6 +62,12 @@ def check_host(root, codec, gain):
     for before, after in check_frames(output, r"mean luma ([\d.]+), after the gain ([\d.]+)"):
         check(abs(after - (16 + (before - 16) / 2)) < 1, output)
 
+    check("alpha" not in output, output)
+    output = run(host, codec, codec.with_name("libvixVideoCodecProRes4444.so"), capture_output=True,
+                 text=True).stdout
+    check("VideoEncoder \"ProRes\" of \"vix4444\"" in output, output)
+    check(output.endswith("alpha of a 4444 frame: identical\n"), output)
+
     # A missing plug-in is an error that names the file.
     failed = subprocess.run([host, root / "missing.so"], capture_output=True, text=True)
     check(failed.returncode == 1 and "missing.so" in failed.stderr, failed.stderr)
