@@ -13,8 +13,10 @@
 namespace prores {
 namespace {
 
-/// A frame quantiser that keeps everything that any quantiser keeps.
-constexpr FrameQuantiser kFinestFrame{.coarseness = kFinest, .chromaQuarters = kLowerChroma};
+/// Returns the finest coarseness of a frame.
+constexpr Coarseness FinestOf(const VariantProfile& profile) {
+  return profile.mayHalveWeights ? kFinestHalved : kFinest;
+}
 
 /// Safety margin below the estimated coarseness: the final one is hardly ever finer.
 constexpr Coarseness kMargin = kOctave / 8;
@@ -44,9 +46,10 @@ Status Encoder::Encode(const EncodeParamsRecord& params, const PixelBufferRecord
   }
   const SourceFrame frame(params, source, *FindVariant(params.codecType), settings_);
   analysis_.Reset(frame, pool_.StartWorkers(frame.Slices()));
-  rateControl_.Start({frame.strips, frame.layout.SlicesPerRow()}, frame.budget);
+  rateControl_.Start({frame.strips, frame.layout.SlicesPerRow()}, frame.budget,
+                     FinestOf(frame.profile));
 
-  AnalyseSample();
+  AnalyseSample(frame);
   while (rateControl_.IsEstimating()) {
     MeasureSample();
     rateControl_.JudgeSample();
@@ -70,11 +73,14 @@ void Encoder::ForEachSlice(std::size_t count, Task&& task) {
                     });
 }
 
-void Encoder::AnalyseSample() {
+void Encoder::AnalyseSample(const SourceFrame& frame) {
+  // Keeps everything that any quantiser keeps.
+  const FrameQuantiser finest{.coarseness = FinestOf(frame.profile),
+                              .chromaQuarters = kLowerChroma};
   const std::span<const std::uint32_t> strips = rateControl_.SampleStrips();
   pool_.ParallelFor(static_cast<std::uint32_t>(strips.size()),
                     [&](std::uint32_t i, std::uint32_t worker) {
-                      analysis_.AnalyseStrip(strips[i], kFinestFrame, false, worker);
+                      analysis_.AnalyseStrip(strips[i], finest, false, worker);
                     });
 }
 
@@ -93,7 +99,7 @@ void Encoder::MeasureSample() {
 void Encoder::AnalyseAndMeasureAll(const SourceFrame& frame) {
   const FrameQuantiser& quantiser = rateControl_.Quantiser();
   FrameQuantiser finest = quantiser;
-  finest.coarseness = std::max(kFinest, quantiser.coarseness - kMargin);
+  finest.coarseness = std::max(FinestOf(frame.profile), quantiser.coarseness - kMargin);
   const bool onGrid = analysis_.FoundGrid();
   pool_.ParallelFor(frame.strips, [&](std::uint32_t strip, std::uint32_t worker) {
     if (!analysis_.Covers(strip, quantiser)) analysis_.AnalyseStrip(strip, finest, onGrid, worker);

@@ -47,7 +47,7 @@ class Encoder {
  private:
   template <typename Task>
   void ForEachSlice(std::size_t count, Task&& task);
-  void AnalyseSample();
+  void AnalyseSample(const SourceFrame& frame);
   void MeasureSample();
   void AnalyseAndMeasureAll(const SourceFrame& frame);
   Status Write(const SourceFrame& frame, std::span<std::uint8_t> destination,

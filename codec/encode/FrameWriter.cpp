@@ -17,10 +17,14 @@ namespace {
 /// All slices of a frame have the same weights of chroma.
 WeightFactors FactorsFor(std::span<const SliceChoice> choices) {
   unsigned coarsestRung = 0;
+  bool areHalved = false;
   for (const SliceChoice& choice : choices) {
     coarsestRung = std::max<unsigned>(coarsestRung, choice.quantiser.rung);
+    areHalved = areHalved || choice.quantiser.isHalved;
   }
-  return WeightFactorsFor(coarsestRung, choices.front().quantiser.chromaQuarters);
+  WeightFactors factors = WeightFactorsFor(coarsestRung, choices.front().quantiser.chromaQuarters);
+  factors.areHalved = areHalved;
+  return factors;
 }
 
 /// Bytes of a picture before its slices.
@@ -83,7 +87,7 @@ bool FrameWriter::WriteSlice(std::uint32_t slice, std::uint8_t* destination) con
   const SliceChoice& choice = choices_[slice];
   SliceHeader header;
   header.headerBytes = static_cast<std::uint8_t>(SliceHeaderBytes(header_.alphaType));
-  header.quantizationIndex = QuantizationIndexOf(choice.quantiser.rung, factors_);
+  header.quantizationIndex = QuantizationIndexOf(choice.quantiser, factors_);
   header.componentBytes = {choice.size.luma, choice.size.cb, choice.size.cr};
   std::uint8_t* next = destination + offsets_[slice];
   WriteSliceHeader(header, next);

@@ -60,7 +60,9 @@ inline constexpr unsigned kMaxStep = kUnitWeight * kMaxQuantizerScale;
 /// e = m step - 2^(15+k), 0 <= e < step <= 2^k, the right side's argument exceeds n / step by
 /// n e / (2^(15+k) step) < 1 / step, too little to reach the next whole number.
 /// m is 2^15 for a power of two and less than 2^16 for the others. The quotient is the upper half
-/// of a 32-bit product, twice: that of n m, and of this half times 2^(17-k).
+/// of a 32-bit product, twice: that of n m, and of this half times 2^(17-k). For a step of 2 that
+/// power would not fit 16 bits. There n m is that of m = 2^16 - 1, whose upper half is n - 1 for all
+/// 1 <= n < 2^16; the rounding offset is greater by one, so n is never 0.
 ///
 /// A decoder's products fit 16 bits: with a weight w of up to 63, |coefficient| is at
 /// most kMaxCoefficient x kUnitWeight / w, rounded up, and |level x w x scale| at most w /
@@ -83,6 +85,11 @@ class Quantiser {
     const std::uint32_t power = std::uint32_t{1} << (15 + bits);
     reciprocal_ = static_cast<std::uint16_t>((power + step_ - 1) / step_);
     power_ = static_cast<std::uint16_t>(1U << (17 - bits));
+    if (step_ > 2) return;
+    ++dcBias_;
+    ++acBias_;
+    reciprocal_ = 0xFFFF;
+    power_ = 1U << 15;
   }
 
   /// Returns the level of a coefficient whose magnitude is at most kMaxCoefficient.
@@ -108,7 +115,7 @@ class Quantiser {
 
   /// The divisor.
   constexpr std::uint16_t Step() const { return step_; }
-  /// Rounding offset x step.
+  /// Rounding offset x step; for a step of 2, one more.
   constexpr std::uint16_t DcBias() const { return dcBias_; }
   constexpr std::uint16_t AcBias() const { return acBias_; }
   /// m above.

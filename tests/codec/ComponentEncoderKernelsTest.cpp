@@ -142,6 +142,25 @@ TEST_P(ComponentEncoderKernels, CodeTheLongestCodewordsAsThePlainFormDoes) {
   }
 }
 
+TEST_P(ComponentEncoderKernels, CodeTheLargestLevelsOfTheFinestQuantiser) {
+  std::mt19937 random(11);
+  for (const int density : {1, 3}) {
+    std::vector<std::int16_t> coefficients(64 * 32);
+    for (std::int16_t& coefficient : coefficients) {
+      const bool isHigh = random() % 2 == 0;
+      coefficient = static_cast<std::int16_t>(random() % static_cast<unsigned>(density) != 0 ? 0
+                                              : isHigh ? kMaxCoefficient
+                                                       : -kMaxCoefficient);
+    }
+    // DCs of black and white, which differ as much as they can.
+    for (std::size_t i = 0; i < 32; ++i) {
+      coefficients[i] =
+          static_cast<std::int16_t>(i % 2 == 0 ? 8 * (4095 - 2048) : -kMaxCoefficient);
+    }
+    ASSERT_NO_FATAL_FAILURE(ExpectSame(HalvedQuantiser(), coefficients)) << density;
+  }
+}
+
 TEST_P(ComponentEncoderKernels, QuantiseEveryCoefficientByEveryStepOfTheLadder) {
   std::vector<std::int16_t> coefficients(64 * 32);
   int value = -kMaxCoefficient;

@@ -96,16 +96,16 @@ int PhotographInRgb(int component, int x, int y) {
   if (component == kAlpha) return kOpaque;
   const double shared = 700 * std::sin(0.021 * x + 0.013 * y) +
                         350 * std::cos(0.11 * x - 0.07 * y) +
-                        ((x / 60 + y / 45) % 2 == 0 ? 300 : -300) + Grain(12, kAlpha, x, y);
+                        ((x / 60 + y / 45) % 2 == 0 ? 300 : -300) + Grain(6, kAlpha, x, y);
   const double own =
-      200 * std::sin(0.03 * x - 0.017 * y + 2 * component) + Grain(4, component, x, y);
+      200 * std::sin(0.03 * x - 0.017 * y + 2 * component) + Grain(2, component, x, y);
   const int sample = std::clamp(static_cast<int>(2048 + shared + own), 0, 4095);
   return sample << 4 | sample >> 8;
 }
 
 TEST(EncoderRgb, KeepsPhotographsOf12BitsOnAverage) {
-  // Measured: 2.05 to 2.10. All slices use the finest quantiser, whose step is 4 codes of 12 bits.
-  constexpr double kMostOnAverage = 2.2;
+  // Measured: 1.43 to 1.47, with the finest quantiser in most slices.
+  constexpr double kMostOnAverage = 1.5;
   const DeepPicture picture(kWPRPixelFormatB64a, 240, 160, PhotographInRgb);
   for (const std::uint32_t matrix : kMatrices) {
     for (const std::uint32_t mode : kModes) {

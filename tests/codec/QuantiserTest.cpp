@@ -45,6 +45,10 @@ TEST(Quantiser, DividesExactlyByEveryStepOfTheLadder) {
   }
 }
 
+TEST(Quantiser, DividesExactlyByHalfTheFirstStep) {
+  ExpectExact(HalvedQuantiser(), 2, kNearestRounding);
+}
+
 TEST(Quantiser, ReturnsLevelsWhoseProductsFitSixteenBits) {
   // Weights of up to 15, multiplied by up to kMaxWeightFactor.
   for (unsigned rung = 0; rung <= kCoarsestRung; ++rung) {

@@ -95,7 +95,7 @@ TEST(CoarsenessSearch, StartsOverWithTheSlopeItFound) {
   const std::uint64_t first = sizes(24'000);
   search.Add(kStart, sizes(kStart), first);
   search.Add(21'000, sizes(21'000), first);
-  search.Restart();
+  search.Restart(kFinest);
   const std::uint64_t second = sizes(30'000);
   search.Add(22'000, sizes(22'000), second);
   EXPECT_NEAR(search.Next(), 30'000, 20);

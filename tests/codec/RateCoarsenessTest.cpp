@@ -97,11 +97,48 @@ TEST(QuantiserLadder, HasAnIndexForEveryRungOfAFrame) {
     EXPECT_EQ(factors.luma == 1, coarsest <= kCoarsestPlainRung);
     // Slices are less than an octave finer than the coarsest one if weights are multiplied.
     for (unsigned rung = coarsest; 2 * ScaleOf(rung) > ScaleOf(coarsest); --rung) {
-      const unsigned scale = QuantizerScale(QuantizationIndexOf(rung, factors)) * factors.luma;
+      const SliceQuantiser quantiser{.rung = static_cast<std::uint8_t>(rung)};
+      const unsigned scale = QuantizerScale(QuantizationIndexOf(quantiser, factors)) * factors.luma;
       EXPECT_EQ(scale, ScaleOf(rung)) << rung << " in a frame up to " << coarsest;
       if (rung == 0) break;
     }
   }
+}
+
+TEST(QuantiserLadder, HasAnIndexForRungsInAFrameWithHalfTheWeights) {
+  const WeightFactors factors{.areHalved = true};
+  EXPECT_EQ(QuantizationIndexOf({.isHalved = true}, factors), 1);
+  for (std::uint8_t rung = 0; rung <= kCoarsestHalvedRung; ++rung) {
+    EXPECT_EQ(QuantizerScale(QuantizationIndexOf({.rung = rung}, factors)), 2 * ScaleOf(rung));
+  }
+  EXPECT_EQ(2 * ScaleOf(kCoarsestHalvedRung), QuantizerScale(kMaxQuantizationIndex));
+}
+
+TEST(QuantiserLadder, HasHalfTheStepBelowTheFirstRung) {
+  const SliceQuantiser slice{.isHalved = true};
+  for (const unsigned component : {0U, 1U, 2U}) EXPECT_EQ(slice.For(component).Step(), 2);
+  EXPECT_LE(HalvedQuantiser().LeastAc(), QuantiserOf(0, kLowerChroma).LeastAc());
+}
+
+TEST(Coarseness, HalvesStepsOneAfterTheOther) {
+  const SliceTraits early{.finerBy = 900, .dither = 100, .grid = {}};
+  const SliceTraits late{.finerBy = 0, .dither = kOctave - 1, .grid = {}};
+  const auto isHalved = [](Coarseness coarseness, const SliceTraits& slice) {
+    return QuantiserAt({.coarseness = coarseness}, slice).isHalved;
+  };
+  EXPECT_FALSE(isHalved(kFinest, early));
+  EXPECT_TRUE(isHalved(-101, early));
+  EXPECT_FALSE(isHalved(-101, late));
+  EXPECT_TRUE(isHalved(kFinestHalved, late));
+}
+
+TEST(Coarseness, KeepsGridsInAFrameWithHalfTheWeightsOnlyWhereTheyHaveAnIndex) {
+  const FrameQuantiser frame{.coarseness = kFinestHalved};
+  SliceTraits slice{.finerBy = 0, .dither = 0, .grid = {kCoarsestHalvedRung, kQuarters}};
+  EXPECT_EQ(QuantiserAt(frame, slice).rung, kCoarsestHalvedRung);
+  EXPECT_FALSE(QuantiserAt(frame, slice).isHalved);
+  slice.grid.rung = kCoarsestHalvedRung + 1;
+  EXPECT_TRUE(QuantiserAt(frame, slice).isHalved);
 }
 
 TEST(QuantiserLadder, ScalesTheStepOfChroma) {

@@ -37,7 +37,8 @@ class FakeSlices {
 
   /// Split over the components, so that each of them counts.
   SliceSize SizeOf(std::uint32_t slice, const SliceQuantiser& quantiser) const {
-    const unsigned bytes = size_(slice, ScaleOf(quantiser.rung));
+    const unsigned whole = size_(slice, ScaleOf(quantiser.rung));
+    const unsigned bytes = quantiser.isHalved ? whole * 5 / 4 : whole;
     const unsigned chroma = bytes / chromaPart_;
     return {static_cast<std::uint16_t>(bytes - chroma),
             static_cast<std::uint16_t>(chroma - chroma / 3),
@@ -76,8 +77,8 @@ SliceGrid Grid(std::size_t slices) {
 
 /// Runs the rate control of a frame to its end.
 std::span<const SliceChoice> Choose(RateControl& control, FakeSlices& slices, const SliceGrid& grid,
-                                    const PayloadBudget& budget) {
-  control.Start(grid, budget);
+                                    const PayloadBudget& budget, Coarseness finest = kFinest) {
+  control.Start(grid, budget, finest);
   const std::set strips(control.SampleStrips().begin(), control.SampleStrips().end());
   while (control.IsEstimating()) {
     const std::span<const std::uint32_t> sample = control.Sample();
@@ -156,6 +157,26 @@ TEST(RateControl, StaysAtTheFinestWhereEverythingFits) {
   const auto choices = Choose(control, fake, Grid(100), Budget(fake.Total(100, kFinest) * 2));
   EXPECT_TRUE(
       std::ranges::all_of(choices, [](const SliceChoice& c) { return c.quantiser.rung == 0; }));
+}
+
+TEST(RateControl, HalvesStepsWhereBytesAreLeft) {
+  RateControl control;
+  FakeSlices fake(NaturalSize);
+  const auto isHalved = [](const SliceChoice& choice) { return choice.quantiser.isHalved; };
+  const std::uint64_t whole = fake.Total(150, kFinest);
+  const std::uint64_t halved = fake.Total(150, kFinestHalved);
+  ASSERT_EQ(halved, fake.Total(150, kFinestHalved - 1));
+  const auto all = Choose(control, fake, Grid(150), Budget(halved), kFinestHalved);
+  EXPECT_TRUE(std::ranges::all_of(all, isHalved));
+
+  const auto mixed = Choose(control, fake, Grid(150), Budget((whole + halved) / 2), kFinestHalved);
+  const auto count = std::ranges::count_if(mixed, isHalved);
+  EXPECT_GT(count, 150 * 2 / 5);
+  EXPECT_LT(count, 150 * 3 / 5);
+  EXPECT_LE(TotalOf(mixed), (whole + halved) / 2);
+
+  const auto none = Choose(control, fake, Grid(150), Budget(whole - 1), kFinestHalved);
+  EXPECT_TRUE(std::ranges::none_of(none, isHalved));
 }
 
 TEST(RateControl, StaysAtTheCoarsestWhereNothingFits) {

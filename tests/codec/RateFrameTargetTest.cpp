@@ -166,8 +166,8 @@ TEST(RateFrameTarget, BoundsABlockBy32BytesOnTheCoarsestRung) {
   EXPECT_LT(BitsPerBlock(2.9, 0.5, 2048), 32 * 8);
 }
 
-TEST(RateFrameTarget, BoundsABlockBy170BytesOnTheFinestRung) {
-  EXPECT_LT(BitsPerBlock(18.1, 4e-6, 3), 170 * 8);
+TEST(RateFrameTarget, BoundsABlockBy172BytesWithTheFinestQuantiser) {
+  EXPECT_LT(BitsPerBlock(18.4, 2.5e-6, 2), 172 * 8);
 }
 
 TEST(RateFrameTarget, FindsAWalkWithGainWhereThePriceIsTooLow) {

@@ -23,6 +23,8 @@ inline constexpr Coarseness kOctave = 1 << kOctaveBits;
 
 /// All slices are on rung 0.
 inline constexpr Coarseness kFinest = 0;
+/// All slices have half the step of rung 0. Between this and kFinest, a mixture of both.
+inline constexpr Coarseness kFinestHalved = -kOctave;
 /// All slices are on the coarsest rung, see kMaxFinerBy.
 inline constexpr Coarseness kCoarsest = 13 * kOctave;
 
@@ -48,7 +50,7 @@ inline constexpr std::int16_t kMaxFinerBy = kOctave - 1;
 
 /// The quantiser of a frame as a whole.
 struct FrameQuantiser {
-  Coarseness coarseness = kFinest;
+  Coarseness coarseness = kFinest;          ///< below kFinest only with full weights of chroma
   std::uint8_t chromaQuarters = kQuarters;  ///< of chroma's weights
 };
 
@@ -72,9 +74,12 @@ constexpr unsigned RungAt(Coarseness frame, const SliceTraits& slice) {
 /// Returns the quantiser of a slice.
 constexpr SliceQuantiser QuantiserAt(const FrameQuantiser& frame, const SliceTraits& slice) {
   const unsigned rung = RungAt(frame.coarseness, slice);
-  const bool onGrid = slice.grid.rung != 0 && rung <= slice.grid.rung;
+  const bool mayBeHalved = frame.coarseness < kFinest;
+  const bool onGrid = slice.grid.rung != 0 && rung <= slice.grid.rung &&
+                      (!mayBeHalved || slice.grid.rung <= kCoarsestHalvedRung);
   return {.rung = static_cast<std::uint8_t>(onGrid ? slice.grid.rung : rung),
           .chromaQuarters = frame.chromaQuarters,
+          .isHalved = mayBeHalved && !onGrid && frame.coarseness + slice.dither < kFinest,
           .lumaOnGrid = onGrid,
           .chromaOnGrid = onGrid && frame.chromaQuarters == slice.grid.chromaQuarters};
 }
@@ -82,7 +87,7 @@ constexpr SliceQuantiser QuantiserAt(const FrameQuantiser& frame, const SliceTra
 /// Whether a slice of the frame may need other weights than the variant's own.
 constexpr bool NeedsOtherWeights(const FrameQuantiser& frame) {
   constexpr SliceTraits kCoarsestSlice{.finerBy = 0, .dither = kOctave - 1, .grid = {}};
-  return frame.chromaQuarters != kQuarters ||
+  return frame.chromaQuarters != kQuarters || frame.coarseness < kFinest ||
          RungAt(frame.coarseness, kCoarsestSlice) > kCoarsestPlainRung;
 }
 

@@ -40,8 +40,8 @@ std::int64_t FixedLog2(std::uint64_t value) {
   return log;
 }
 
-void CoarsenessSearch::Restart() {
-  tooLarge_ = kFinest - 1;
+void CoarsenessSearch::Restart(Coarseness finest) {
+  tooLarge_ = finest - 1;
   fitting_ = kCoarsest + 1;
   measured_ = 0;
 }

@@ -14,8 +14,11 @@ namespace prores {
 /// logarithms of scale and size, whose slope comes from the last two sizes measured.
 class CoarsenessSearch {
  public:
+  /// @param finest the least result.
+  explicit CoarsenessSearch(Coarseness finest = kFinest) { Restart(finest); }
+
   /// Starts over for another sample, but keeps the slope.
-  void Restart();
+  void Restart(Coarseness finest);
 
   /// Adds a measured size. Except for the first one after a restart, `coarseness` is a result of
   /// Next().
@@ -34,13 +37,13 @@ class CoarsenessSearch {
   /// Logarithms to the base 2, in 1/65536.
   using Log = std::int64_t;
 
-  Coarseness tooLarge_ = kFinest - 1;   ///< the coarsest one known not to fit
-  Coarseness fitting_ = kCoarsest + 1;  ///< the finest one known to fit
-  Log fittingExcess_ = 0;               ///< its size over its budget
-  unsigned measured_ = 0;               ///< since the restart
-  Coarseness last_ = 0;                 ///< the last one measured
-  Log excess_ = 0;                      ///< its size over its budget
-  Log slope_ = Log{1} << 16;            ///< fall of size per octave of scale
+  Coarseness tooLarge_ = 0;   ///< the coarsest one known not to fit
+  Coarseness fitting_ = 0;    ///< the finest one known to fit
+  Log fittingExcess_ = 0;     ///< its size over its budget
+  unsigned measured_ = 0;     ///< since the restart
+  Coarseness last_ = 0;       ///< the last one measured
+  Log excess_ = 0;            ///< its size over its budget
+  Log slope_ = Log{1} << 16;  ///< fall of size per octave of scale
 };
 
 /// Returns the logarithm of `value` (at least 1) to the base 2 in 1/65536, rounded down.

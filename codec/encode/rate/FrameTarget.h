@@ -59,9 +59,9 @@ std::uint64_t TargetFrameBytes(const VariantProfile& profile, std::uint32_t widt
  * - So the 63 AC levels of a block take at most 2.9 x 63 + 0.5 x 64 < 215 bits on average over a
  *   component, its DC level 11 bits, and the filling of the last byte less than 8 per component, of
  *   two blocks or more: 230 bits, below 32 bytes.
- * In the same way (t = 3, with lower weights of chroma; prices 18.1 and 0.000004) a block takes at
- * most 170 bytes on the finest rung, so the sizes of slices of 8 macroblocks fit 16 bits, with the
- * at most 4608 bytes of their alpha.
+ * In the same way (t = 2, with half the weights; prices 18.4 and 0.0000025) a block takes at
+ * most 172 bytes with the finest quantiser, so the sizes of slices of 8 macroblocks fit 16 bits,
+ * with the at most 4608 bytes of their alpha.
  */
 std::uint64_t MaxFrameBytes(const VariantProfile& profile, std::uint32_t width,
                             std::uint32_t height);

@@ -31,7 +31,13 @@ constexpr std::array<std::array<Ladder, 2>, 2> kLadders{
     {{MakeLadder(kQuarters, false), MakeLadder(kQuarters, true)},
      {MakeLadder(kLowerChroma, false), MakeLadder(kLowerChroma, true)}}};
 
+constexpr Quantiser kHalvedQuantiser(kUnitWeight / 2, kNearestRounding);
+
 }  // namespace
+
+const Quantiser& HalvedQuantiser() {
+  return kHalvedQuantiser;
+}
 
 const Quantiser& QuantiserOf(unsigned rung, unsigned quarters, bool nearest) {
   Expect(rung <= kCoarsestRung && (quarters == kQuarters || quarters == kLowerChroma));

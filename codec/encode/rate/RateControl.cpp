@@ -44,12 +44,13 @@ void FillSample(const SliceGrid& grid, std::vector<std::uint32_t>& sample) {
 
 }  // namespace
 
-void RateControl::Start(const SliceGrid& grid, const PayloadBudget& budget) {
+void RateControl::Start(const SliceGrid& grid, const PayloadBudget& budget, Coarseness finest) {
   Resize(grid);
   std::ranges::fill(measured_, SliceChoice{});
   budget_ = budget;
+  finest_ = finest;
   quantiser_ = {.coarseness = kFirstCoarseness};
-  search_ = {};
+  search_ = CoarsenessSearch(finest);
   fits_ = false;
   stage_ = Stage::kSample;
   StartSample(kFirstSample);
@@ -71,7 +72,12 @@ void RateControl::Resize(const SliceGrid& grid) {
 
 void RateControl::StartSample(std::size_t count) {
   sampleCount_ = std::min(count, sample_.size());
-  search_.Restart();
+  search_.Restart(Finest());
+}
+
+/// Half of lower weights of chroma would not be whole.
+Coarseness RateControl::Finest() const {
+  return quantiser_.chromaQuarters == kQuarters ? finest_ : kFinest;
 }
 
 /// Brings each sample near its part of the budget before the next larger one is measured.
@@ -84,12 +90,13 @@ void RateControl::JudgeSample() {
   if (!search_.IsSettled() && !search_.IsClose()) return;
 
   if (sampleCount_ < sample_.size()) return StartSample(sampleCount_ * kSampleGrowth);
-  if (quantiser_.chromaQuarters == kQuarters && IsShortOfChroma()) {
+  const bool hasEnough = quantiser_.coarseness < kFinest;
+  if (quantiser_.chromaQuarters == kQuarters && !hasEnough && IsShortOfChroma()) {
     quantiser_.chromaQuarters = kLowerChroma;
     return StartSample(sampleCount_);
   }
   stage_ = Stage::kFrame;
-  search_.Restart();
+  search_.Restart(Finest());
 }
 
 /// Whether luma is so hard to code that, with its full weights, hardly any bytes are left for

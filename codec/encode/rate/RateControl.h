@@ -81,9 +81,10 @@ struct PayloadBudget {
 class RateControl {
  public:
   /// Begins a frame.
-  /// @param grid has at least one slice.
+  /// @param grid   has at least one slice.
+  /// @param finest coarseness that the frame may have: kFinest or kFinestHalved.
   /// @throws std::bad_alloc.
-  void Start(const SliceGrid& grid, const PayloadBudget& budget);
+  void Start(const SliceGrid& grid, const PayloadBudget& budget, Coarseness finest);
 
   /// Whether the frame's quantiser is still being estimated with samples.
   bool IsEstimating() const { return stage_ == Stage::kSample; }
@@ -112,10 +113,12 @@ class RateControl {
 
   void Resize(const SliceGrid& grid);
   void StartSample(std::size_t count);
+  Coarseness Finest() const;
   bool IsShortOfChroma() const;
 
   SliceGrid grid_;
   PayloadBudget budget_;
+  Coarseness finest_ = kFinest;
   Stage stage_ = Stage::kSettled;
   FrameQuantiser quantiser_;
   CoarsenessSearch search_;

@@ -41,13 +41,14 @@ constexpr VariantProfile kProfiles[kVariantCount] = {
     {kWPRCodecProxy,
      Variant::kProxy,
      ChromaFormat::k422,
+     false,
      {kSlopedFrameLuma, kSlopedFrameChroma},
      {kSlopedFieldLuma, kSlopedFieldChroma}},
-    {kWPRCodecLT, Variant::kLT, ChromaFormat::k422, kFlat, kFlat},
-    {kWPRCodec422, Variant::kStandard, ChromaFormat::k422, kFlat, kFlat},
-    {kWPRCodecHQ, Variant::kHQ, ChromaFormat::k422, kFlat, kFlat},
-    {kWPRCodec4444, Variant::k4444, ChromaFormat::k444, kFlat, kFlat},
-    {kWPRCodec4444XQ, Variant::kXQ, ChromaFormat::k444, kFlat, kFlat},
+    {kWPRCodecLT, Variant::kLT, ChromaFormat::k422, false, kFlat, kFlat},
+    {kWPRCodec422, Variant::kStandard, ChromaFormat::k422, false, kFlat, kFlat},
+    {kWPRCodecHQ, Variant::kHQ, ChromaFormat::k422, false, kFlat, kFlat},
+    {kWPRCodec4444, Variant::k4444, ChromaFormat::k444, false, kFlat, kFlat},
+    {kWPRCodec4444XQ, Variant::kXQ, ChromaFormat::k444, true, kFlat, kFlat},
 };
 
 /// The bound of a frame's size requires weights of at least 4, see MaxFrameBytes(), and the
@@ -61,14 +62,21 @@ constexpr bool CanBeLower(const QuantMatrix& weights) {
   return std::ranges::all_of(
       weights, [](unsigned weight) { return weight * kLowerChroma % kQuarters == 0; });
 }
+constexpr bool AreEven(const QuantMatrix& weights) {
+  return std::ranges::all_of(weights, [](unsigned weight) { return weight % 2 == 0; });
+}
 constexpr bool AreValid(const VariantProfile::Weights& weights) {
   return IsValid(weights.luma) && IsValid(weights.chroma) && CanBeLower(weights.chroma);
 }
 static_assert(std::ranges::all_of(kProfiles, [](const VariantProfile& profile) {
-  return AreValid(profile.frame) && AreValid(profile.field);
+  const auto canBeHalved = [](const VariantProfile::Weights& weights) {
+    return AreEven(weights.luma) && AreEven(weights.chroma);
+  };
+  return AreValid(profile.frame) && AreValid(profile.field) &&
+         (!profile.mayHalveWeights || (canBeHalved(profile.frame) && canBeHalved(profile.field)));
 }));
 
-QuantMatrix Multiplied(QuantMatrix weights, unsigned factor, unsigned divisor = 1) {
+QuantMatrix Multiplied(QuantMatrix weights, unsigned factor, unsigned divisor) {
   for (std::uint8_t& weight : weights) {
     weight = static_cast<std::uint8_t>(weight * factor / divisor);
   }
@@ -95,9 +103,10 @@ FrameHeader HeaderOf(const VariantProfile& profile, std::uint32_t width, std::ui
   header.interlaceMode = mode;
   const VariantProfile::Weights& weights =
       mode == InterlaceMode::kProgressive ? profile.frame : profile.field;
-  header.lumaMatrix = Multiplied(weights.luma, factors.luma);
+  const unsigned divisor = factors.areHalved ? 2 : 1;
+  header.lumaMatrix = Multiplied(weights.luma, factors.luma, divisor);
   header.chromaMatrix =
-      Multiplied(weights.chroma, factors.luma * factors.chromaQuarters, kQuarters);
+      Multiplied(weights.chroma, factors.luma * factors.chromaQuarters, kQuarters * divisor);
   return header;
 }
 

@@ -23,6 +23,7 @@ struct VariantProfile {
   std::uint32_t codecType;  ///< the WPRCodecType
   Variant variant;
   ChromaFormat chroma;
+  bool mayHalveWeights;  ///< whether frames have them halved that would leave bytes unused
   struct Weights {
     const QuantMatrix& luma;
     const QuantMatrix& chroma;
