@@ -41,6 +41,37 @@ TEST(ThreadShares, HaveAtLeastOneThread) {
   EXPECT_EQ(shares.threadsEach, 1);
 }
 
+TEST(DescribeStream, StatesWhetherAlphaCounts) {
+  StreamFormat format;
+  format.code = vix::kFourCC_Y416;
+  format.is444 = true;
+  format.rate = {25, 1};
+  const auto chroma = [&] {
+    return static_cast<vix::VideoChroma>(
+        DescribeStream(format)->GetVideoParameters()->GetVideoProperty1());
+  };
+  EXPECT_EQ(chroma(), vix::VideoChroma::C444);
+  format.alphaBits = 16;
+  EXPECT_EQ(chroma(), vix::VideoChroma::C4444);
+  format.code = vix::MakeFourCC("ap4h");
+  EXPECT_EQ(chroma(), vix::VideoChroma::C444);
+}
+
+TEST(LowerVersion, CopiesOnlyFramesOfAnotherVersion) {
+  reference::StreamSpec spec;
+  spec.width = 64;
+  spec.height = 48;
+  const auto stream = MakeStream(spec, reference::NaturalSource(1));
+  const FramePool pool;
+  const auto frame = pool.MakeFrame(static_cast<std::uint32_t>(stream.bytes.size()));
+  std::ranges::copy(stream.bytes, frame->GetData());
+  EXPECT_EQ(LowerVersion(frame, pool), frame);
+  frame->GetData()[11] = 1;
+  const auto lowered = LowerVersion(frame, pool);
+  EXPECT_TRUE(std::ranges::equal(BytesOf(*lowered), stream.bytes));
+  EXPECT_EQ(ParseHeader(BytesOf(*frame))->version, 1) << "the frame itself was changed";
+}
+
 class Decoders : public testing::Test {
  protected:
   Decoders() {

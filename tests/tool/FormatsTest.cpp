@@ -111,14 +111,16 @@ TEST(FindRawVideoOutput, RejectsOtherExtensions) {
   for (const char* path : {"a.mp4", "a.MKV", "dir/a.mxf", "a.ts", "a.mvo", "a.yuv", "a.bin",
                            "a.bmp", "a.gif", "a.cin", "frame-%04d.bmp"}) {
     EXPECT_THAT([path] { FindRawVideoOutput(path); },
-                ThrowsMessage<UsageError>(
-                    HasSubstr(".mov, .avi, .nut, .y4m, .uyvy, .v210, .exr, .dpx, .tif")))
+                ThrowsMessage<UsageError>(HasSubstr(
+                    ".mov, .avi, .nut, .y4m, .uyvy, .v210, .y416, .b64a, .exr, .dpx, .tif")))
         << path;
   }
 }
 
 TEST(ChooseFourCC, FollowsTheOptionOrTheName) {
   EXPECT_EQ(ChooseFourCC("a.uyvy", std::nullopt), vix::kFourCC_UYVY);
+  EXPECT_EQ(ChooseFourCC("a.y416", std::nullopt), vix::kFourCC_Y416);
+  EXPECT_EQ(ChooseFourCC("a.b64a", std::nullopt), vix::kFourCC_b64A);
   for (const char* path : {"a.v210", "a.raw", "a.mov", "a.y4m", "a", "-"}) {
     EXPECT_EQ(ChooseFourCC(path, std::nullopt), vix::kFourCC_V210) << path;
   }
@@ -142,6 +144,26 @@ TEST(CheckStorable, RejectsFieldsOfDifferentHeightsInMxf) {
   EXPECT_NO_THROW(check("a.mxf", 576, FieldOrder::TopFirst));
   EXPECT_NO_THROW(check("a.mxf", 575, FieldOrder::Progressive));
   EXPECT_NO_THROW(check("a.mov", 575, FieldOrder::TopFirst));
+}
+
+TEST(CheckStorable, RejectsPicturesOf4444WithoutACodeInTheContainer) {
+  const auto check = [](const char* name, vix::FourCC code) {
+    StreamFormat format = MakeFormat(64, 48, FieldOrder::Progressive);
+    format.code = code;
+    CheckStorable(FindRawVideoOutput(name), format);
+  };
+  for (const char* name : {"a.mov", "a.raw", "a.b64a"}) {
+    EXPECT_NO_THROW(check(name, vix::kFourCC_b64A)) << name;
+  }
+  for (const char* name : {"a.y4m", "a.raw", "a.y416"}) {
+    EXPECT_NO_THROW(check(name, vix::kFourCC_Y416)) << name;
+  }
+  EXPECT_THAT([&] { check("a.y4m", vix::kFourCC_b64A); },
+              ThrowsMessage<Failure>(HasSubstr("choose .mov, raw frames as .b64a")));
+  EXPECT_THAT([&] { check("a.mov", vix::kFourCC_Y416); },
+              ThrowsMessage<Failure>(HasSubstr("choose .y4m, raw frames as .y416")));
+  EXPECT_THROW(check("a.nut", vix::kFourCC_b64A), Failure);
+  EXPECT_THROW(check("a.avi", vix::kFourCC_Y416), Failure);
 }
 
 TEST(FindLostProperties, NamesPropertiesThatTheContainerCannotStore) {
@@ -261,9 +283,19 @@ TEST(FindProResVariant, FindsVariantsByOptionAndCode) {
   EXPECT_EQ(FindProResVariant(std::string("proxy"))->variant, vix::ProResCodecVariant::Proxy);
   EXPECT_EQ(FindProResVariant(std::string("422"))->code, vix::MakeFourCC("apcn"));
   EXPECT_EQ(FindProResVariant(vix::MakeFourCC("apch"))->variant, vix::ProResCodecVariant::HQ);
-  EXPECT_EQ(FindProResVariant(vix::MakeFourCC("ap4x"))->option, nullptr);
-  EXPECT_EQ(FindProResVariant(std::string("4444")), nullptr);
+  EXPECT_STREQ(FindProResVariant(vix::MakeFourCC("ap4x"))->option, "4444xq");
+  EXPECT_EQ(FindProResVariant(std::string("4444"))->code, vix::MakeFourCC("ap4h"));
   EXPECT_EQ(FindProResVariant(vix::kFourCC_V210), nullptr);
+}
+
+TEST(IsOf4444, HoldsForItsVariantsAndFormats) {
+  for (const char* code : {"ap4h", "ap4x", "Y416", "b64A"}) {
+    EXPECT_TRUE(IsOf4444(vix::MakeFourCC({code[0], code[1], code[2], code[3], 0}))) << code;
+  }
+  for (const vix::FourCC code :
+       {vix::MakeFourCC("apch"), vix::kFourCC_UYVY, vix::kFourCC_V210, vix::FourCC{0}}) {
+    EXPECT_FALSE(IsOf4444(code)) << DescribeCode(code);
+  }
 }
 
 TEST(DescribeCode, ShowsNamesAndUnknownCodes) {

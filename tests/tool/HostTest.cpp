@@ -60,5 +60,13 @@ TEST(PluginSearch, NamesThePathThatCannotBeLoaded) {
               ThrowsMessage<vix::VIXRuntimeError>(HasSubstr("/nowhere/plugin.so")));
 }
 
+TEST(PluginSearch, NamesTheMissingPluginFor4444) {
+  EXPECT_THAT([] { RequireElements("vix4444"); },
+              ThrowsMessage<Failure>(HasSubstr("libvixVideoCodecProRes4444.so")));
+  const auto plugins = LoadProResPlugins(std::nullopt);
+  EXPECT_EQ(plugins.size(), 2u);
+  EXPECT_NO_THROW(RequireElements("vix4444"));
+}
+
 }  // namespace
 }  // namespace vixprores

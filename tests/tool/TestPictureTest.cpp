@@ -3,6 +3,7 @@
 
 #include <algorithm>
 #include <set>
+#include <span>
 #include <vector>
 
 #include "format/PlanarPicture.h"
@@ -29,7 +30,7 @@ Samples Draw(const StreamFormat& format, std::uint32_t frame) {
   std::vector<std::uint8_t> planar(PlanarBytes(format));
   TestPicture().Draw(format, frame, planar);
   Samples samples;
-  const bool isWide = format.code == vix::kFourCC_V210;
+  const bool isWide = SampleBits(format) > 8;
   for (std::size_t i = 0; i < planar.size(); i += isWide ? 2 : 1) {
     samples.push_back(isWide ? planar[i] | unsigned{planar[i + 1]} << 8 : planar[i]);
   }
@@ -71,6 +72,18 @@ TEST(TestPicture, Has8BitsInUyvy) {
   Samples expected;
   for (const unsigned sample : wide) expected.push_back(sample >> 2);
   EXPECT_EQ(Draw(MakeFormat(vix::kFourCC_UYVY), 2), expected);
+}
+
+TEST(TestPicture, HasChromaForEveryPixelIn444) {
+  const Samples wide = Draw(MakeFormat(vix::kFourCC_V210), 2);
+  const Samples deep = Draw(MakeFormat(vix::kFourCC_Y416), 2);
+  ASSERT_EQ(deep.size(), 3 * kWidth * kHeight);
+  for (std::size_t i = 0; i < kWidth * kHeight; ++i) ASSERT_EQ(deep[i], wide[i] << 2) << i;
+  const auto [lowest, highest] =
+      std::ranges::minmax(std::span(deep).subspan(std::size_t{kWidth} * kHeight));
+  EXPECT_GE(lowest, 256u);
+  EXPECT_LE(highest, 3840u);
+  EXPECT_GT(highest - lowest, 400u) << "nearly flat";
 }
 
 TEST(TestPicture, SecondFieldsAreLater) {

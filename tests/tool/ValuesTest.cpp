@@ -145,10 +145,13 @@ TEST(ParsePictureSize, NamesTheOptionAndTheMostPixels) {
                                               HasSubstr("the limit is 1000000000"))));
 }
 
-TEST(ParseFourCC, AcceptsTheTwoPackedFormats) {
+TEST(ParseFourCC, AcceptsThePackedFormats) {
   EXPECT_EQ(ParseFourCC("UYVY"), vix::kFourCC_UYVY);
   EXPECT_EQ(ParseFourCC("V210"), vix::kFourCC_V210);
   EXPECT_EQ(ParseFourCC("v210"), vix::kFourCC_V210);
+  EXPECT_EQ(ParseFourCC("Y416"), vix::kFourCC_Y416);
+  EXPECT_EQ(ParseFourCC("b64a"), vix::kFourCC_b64A);
+  EXPECT_EQ(ParseFourCC("b64A"), vix::kFourCC_b64A);
   EXPECT_THROW(ParseFourCC("NV12"), UsageError);
   EXPECT_THROW(ParseFourCC(""), UsageError);
 }

@@ -58,7 +58,7 @@ TEST(ParseY4mHeader, NamesInvalidParameters) {
 }
 
 TEST(ParseY4mHeader, SuggestsAConversionForUnsupportedFormats) {
-  for (const char* type : {"C420jpeg", "C444", "C422p12", "Cmono"}) {
+  for (const char* type : {"C420jpeg", "C444alpha", "C422p12", "Cmono"}) {
     const std::string header = std::string("YUV4MPEG2 W4 H2 F25:1 ") + type;
     EXPECT_THAT([&] { Parse(header); }, ThrowsMessage<Failure>(HasSubstr(type)));
     EXPECT_THAT([&] { Parse(header); }, ThrowsMessage<Failure>(HasSubstr("ffmpeg -i clip.y4m")));
@@ -70,7 +70,7 @@ TEST(ParseY4mHeader, SuggestsAConversionForUnsupportedFormats) {
 }
 
 TEST(MakeY4mHeader, WritesWhatTheParserReads) {
-  for (const vix::FourCC code : {vix::kFourCC_UYVY, vix::kFourCC_V210}) {
+  for (const vix::FourCC code : {vix::kFourCC_UYVY, vix::kFourCC_V210, vix::kFourCC_Y416}) {
     for (const FieldOrder order : {FieldOrder::Unknown, FieldOrder::Progressive,
                                    FieldOrder::TopFirst, FieldOrder::BottomFirst}) {
       StreamFormat format;
@@ -94,6 +94,35 @@ TEST(MakeY4mHeader, WritesWhatTheParserReads) {
       EXPECT_EQ(parsed.colour, format.colour);
     }
   }
+}
+
+TEST(FindPlanes, NamesThePackedFormatAndTheDepth) {
+  const auto find = [](const char* tag) {
+    return FindPlanes(std::string("YUV4MPEG2 W4 H2 F25:1 C") + tag + " XCOLORRANGE=LIMITED");
+  };
+  EXPECT_EQ(find("422")->packed, vix::kFourCC_UYVY);
+  EXPECT_EQ(find("422p10")->packed, vix::kFourCC_V210);
+  for (const auto& [tag, bits] :
+       {std::pair{"444", 8u}, {"444p10", 10u}, {"444p12", 12u}, {"444p14", 14u}, {"444p16", 16u}}) {
+    ASSERT_TRUE(find(tag)) << tag;
+    EXPECT_EQ(find(tag)->packed, vix::kFourCC_Y416);
+    EXPECT_EQ(find(tag)->bits, bits);
+  }
+  EXPECT_FALSE(find("420p10"));
+  EXPECT_FALSE(FindPlanes("YUV4MPEG2 W4 H2 F25:1"));
+  // The parser and this function take the same one.
+  EXPECT_EQ(FindPlanes("YUV4MPEG2 W4 H2 F25:1 C420 C444")->bits, 8u);
+  EXPECT_TRUE(Parse("YUV4MPEG2 W4 H2 F25:1 C420 C444").is444);
+}
+
+TEST(MakeY4mHeader, Writes444With12Bits) {
+  StreamFormat format;
+  format.code = vix::kFourCC_Y416;
+  format.width = 4;
+  format.height = 2;
+  format.rate = {25, 1};
+  format.fieldOrder = FieldOrder::Progressive;
+  EXPECT_EQ(MakeY4mHeader(format), "YUV4MPEG2 W4 H2 F25:1 Ip A0:0 C444p12 XYSCSS=444P12\n");
 }
 
 TEST(MakeY4mHeader, WritesAnUnknownPixelAspect) {

@@ -146,7 +146,7 @@ def frame_bytes(fourcc, width, height):
 def mov_atom(path, *types):
     """Returns the contents of the first atom on a path, for example mov_atom(p, "moov", "trak").
     The path into a sample description leads through "stsd" to its type."""
-    headers = {"stsd": 8, "apco": 78, "apcs": 78, "apcn": 78, "apch": 78, "v210": 78, "2vuy": 78}
+    headers = {"stsd": 8, "apco": 78, "apcs": 78, "apcn": 78, "apch": 78, "ap4h": 78, "v210": 78, "2vuy": 78}
     data = pathlib.Path(path).read_bytes()
     for index, wanted in enumerate(types):
         inner = headers.get(types[index - 1], 0) if index else 0
