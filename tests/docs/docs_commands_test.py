@@ -21,6 +21,9 @@ V210 = ("-pix_fmt", "yuv422p10le", "-c:v", "v210")
 UYVY = ("-pix_fmt", "uyvy422", "-c:v", "rawvideo")
 PRORES = ("-pix_fmt", "yuv422p10le", "-c:v", "prores_ks", "-profile:v", "3")
 
+# Pictures of 4 samples of 16 bits; what they show does not matter.
+DEEP = ("-pix_fmt", "rgba64be", "-f", "rawvideo")
+
 # A camera file: compressed pictures and sound.
 CAMERA = ("-f", "lavfi", "-i", "sine=r=48000:d=0.48", "-c:v", "libx264", "-pix_fmt", "yuv420p",
           "-c:a", "aac", "-timecode", "01:00:00:00")
@@ -34,6 +37,8 @@ CLIPS = {
     "input.y4m": ("128x96", ("-pix_fmt", "yuv422p10le", "-strict", "-1")),
     "frames.uyvy": ("1920x1080", (*UYVY, "-f", "rawvideo")),
     "frames.v210": ("1920x1080", (*V210, "-f", "rawvideo")),
+    "frames.y416": ("128x96", DEEP),
+    "frames.b64a": ("128x96", DEEP),
     "prores.mov": ("128x96", PRORES),
     "original.mov": ("128x96", V210),
     "camera.mp4": ("1280x720", CAMERA),
