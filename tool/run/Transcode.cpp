@@ -186,7 +186,7 @@ std::string CompareRawFrames(const std::string& path, const TranscodePlan& plan,
 
 // Properties of a stream and its other tracks as texts to be compared. Empty = the container cannot
 // store the property.
-using Labels = std::array<std::string, 9>;
+using Labels = std::array<std::string, 10>;
 
 // Describes the aspect in whole pixels: some containers are no more precise.
 std::string DescribeDisplay(const StreamFormat& format) {
@@ -194,6 +194,11 @@ std::string DescribeDisplay(const StreamFormat& format) {
   if (width <= 0) return {};
   const double wide = static_cast<double>(format.width) * width / height;
   return "shown " + DescribeSize(static_cast<std::uint32_t>(std::lround(wide)), format.height);
+}
+
+std::string DescribeAlpha(const StreamFormat& format) {
+  if (format.IsRaw()) return {};  // room for it, whether it counts or not
+  return format.HasAlpha() ? "alpha of " + std::to_string(format.alphaBits) + " bits" : "no alpha";
 }
 
 Labels DescribeLabels(const StreamFormat& format, const std::optional<Timecode>& timecode,
@@ -209,7 +214,8 @@ Labels DescribeLabels(const StreamFormat& format, const std::optional<Timecode>&
           format.masteringDisplay ? "mastering display " + Describe(*format.masteringDisplay)
                                   : "no mastering display",
           format.contentLight ? "content light level " + Describe(*format.contentLight)
-                              : "no content light level"};
+                              : "no content light level",
+          DescribeAlpha(format)};
 }
 
 Labels LabelsOf(FrameReader& reader) {

@@ -8,7 +8,7 @@ import shutil
 import subprocess
 import sys
 
-from tool import (PLUGIN, TIMEOUT, ToolTest, ffmpeg, make_uyvy, make_v210, planes, probe,
+from tool import (PLUGIN, TIMEOUT, ToolTest, ffmpeg, make_uyvy, make_v210, planes, probe, run,
                   sample_entry)
 
 WIDTH, HEIGHT, FRAMES = 64, 48, 3
@@ -129,6 +129,34 @@ class PackedPictures(Test4444):
         self.encode(pictures, "--interlaced")
         self.assertEqual(probe(self.encoded)["field_order"], "tb")
         self.assert_same_bytes(self.decode(), pictures)
+
+    def test_a_batch_skips_only_outputs_with_the_same_alpha(self):
+        self.raw.write_bytes(flat_pictures())
+        batch = ("encode", "--variant", "4444", *RAW, "--output-dir", self.path("out"), self.raw)
+        self.succeed(*batch)
+        self.assertIn("1 of 1 are there; 0 frames", self.succeed(*batch).stderr)
+        result = run(*batch, "--alpha", "none")
+        self.assertEqual(result.returncode, 1)
+        self.assertIn("found alpha of 16 bits instead of no alpha", result.stderr)
+        again = ("decode", "--fourcc", "b64A", "--output-dir", self.path("back"),
+                 self.path("out") / "pictures.mov")
+        self.succeed(*again)
+        self.assertIn("1 of 1 are there; 0 frames", self.succeed(*again).stderr)
+
+    def test_recover_restores_an_unfinished_file(self):
+        pictures = noise_pictures()
+        self.encode(pictures)
+        expected = self.decode()
+        data = self.encoded.read_bytes()
+        cut = self.path("cut.mov")
+        cut.write_bytes(data[:data.rindex(b"moov") - 4])
+        recovered = self.path("recovered.mov")
+        self.succeed("recover", cut, recovered)
+        stream = probe(recovered)
+        self.assertEqual((stream["codec_tag_string"], stream["pix_fmt"]),
+                         ("ap4h", "yuva444p12le"))
+        self.assertEqual(int.from_bytes(sample_entry(recovered, "ap4h")[74:76], "big"), 32)
+        self.assert_same_bytes(self.decode(source=recovered), expected)
 
     def test_pipes_carry_raw_frames(self):
         pictures = flat_pictures()

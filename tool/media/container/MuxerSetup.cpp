@@ -9,6 +9,7 @@
 #include "media/container/ContainerWriter.h"
 #include "media/container/HdrMetadata.h"
 #include "media/container/PacketTag.h"
+#include "media/container/TrackDescription.h"
 
 extern "C" {
 #include <libavcodec/avcodec.h>
@@ -23,7 +24,6 @@ namespace {
 
 constexpr std::int64_t kCoarsestClock = 10000;  // ticks per second
 constexpr std::int64_t kFragmentMicroseconds = 500000;
-constexpr int kBitsWithAlpha = 32;  // of a pixel, in the sample description of a .mov; else 24
 
 bool IsMuxer(const AVFormatContext& context, const char* name) {
   return std::strcmp(context.oformat->name, name) == 0;

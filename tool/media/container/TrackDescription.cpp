@@ -268,6 +268,10 @@ MovieContent ReadMovieDescription(std::unique_ptr<InputFile> file) {
   if (!rate) throw Failure(demuxer.GetName() + ": its description does not state a frame rate");
   content.video.rate = *rate;
   content.video.code = stream.codecpar->codec_tag;
+  content.video.is444 = IsOf4444(content.video.code);
+  // Only frames state the depth.
+  const bool hasAlpha = stream.codecpar->bits_per_coded_sample == kBitsWithAlpha;
+  content.video.alphaBits = hasAlpha ? kPackedAlphaBits : 0;
   content.timecode = FindTimecode(context, *rate, demuxer.GetName()).timecode;
   content.sound = DescribeSound(context);
   const char* const compressor = FindText(stream.metadata, "encoder");

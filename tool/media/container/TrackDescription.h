@@ -27,6 +27,10 @@ bool IsMxf(const AVFormatContext& context);
 /// @param isTagged the file was written by this program, so it had a video track
 /// @param place    of the video track, from 0
 AVStream& ChooseVideo(const Demuxer& demuxer, bool isTagged, std::size_t place = 0);
+/// Bits of a pixel that the sample description of a .mov states for ProRes with alpha; without, it
+/// states 24.
+inline constexpr int kBitsWithAlpha = 32;
+
 /// Returns the format that the container states; code and rate are 0.
 StreamFormat DescribeVideo(const AVStream& stream);
 std::vector<SoundTrack> DescribeSound(const AVFormatContext& context);
