@@ -189,9 +189,15 @@ Option AlphaOption(std::optional<int>& bits) {
                    "alpha channel of 4444: none, 8, 16 or auto [auto]");
   option.details =
       "auto codes an alpha channel if the input has one. Alpha is lossless with 16 bits; with 8 "
-      "bits "
-      "it is rounded. Only the variants 4444 and 4444xq have alpha.";
+      "bits it is rounded. Only the variants 4444 and 4444xq have alpha.";
   return option;
+}
+
+// ProRes has straight colours.
+Option PremultiplicationOption(std::string name, bool isPremultiplied,
+                               std::optional<bool>& variable, std::string brief) {
+  const auto take = [=, &variable](const std::string& /*none*/) { variable = isPremultiplied; };
+  return {std::move(name), {}, std::move(brief), take};
 }
 
 void CheckVariant(const EncodeOptions& options) {
@@ -201,6 +207,7 @@ void CheckVariant(const EncodeOptions& options) {
   }
   const std::string advice = " need --variant 4444 or 4444xq";
   if (options.alphaBits.value_or(0) > 0) throw UsageError("--alpha 8 and 16" + advice);
+  if (options.premultiplied) throw UsageError("--premultiplied and --straight" + advice);
   if (options.rawFrames && IsOf4444(options.rawFrames->fourcc)) {
     throw UsageError("raw frames of " + DescribeCode(options.rawFrames->fourcc) + advice +
                      "; convert them to V210 for a 4:2:2 variant");
@@ -249,6 +256,10 @@ Command DescribeEncode(EncodeOptions& options) {
   const OptionGroup encoding{
       "Encoding",
       {VariantOption(options.variant, "422"), AlphaOption(options.alphaBits),
+       PremultiplicationOption("--premultiplied", true, options.premultiplied,
+                               "divide the input's colours by its alpha [.exr]"),
+       PremultiplicationOption("--straight", false, options.premultiplied,
+                               "take the input's colours as they are [others]"),
        Flag("--verify", options.verify, "decode every frame again and compare it"),
        OnErrorOption(options.onDamage)}};
   auto& pictures = options.pictureOptions;

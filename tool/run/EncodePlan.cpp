@@ -45,6 +45,7 @@ FootageReading ReadingFor(const EncodeOptions& options) {
   FootageReading reading = options.footage;
   const StreamOverrides& overrides = options.overrides;
   reading.isDeep = reading.keepsRgb = options.variant->is4444;
+  reading.isPremultiplied = options.premultiplied.value_or(false);
   reading.threads = options.threads;
   reading.rate = overrides.rate;
   reading.fields = overrides.fields;
@@ -107,6 +108,8 @@ SequenceReading ReadingOf(const EncodeOptions& options) {
   reading.missing = options.missing;
   reading.colours = ChooseSpaces(options.colours, std::nullopt);
   reading.matrix = overrides.matrix.value_or(matrix);
+  reading.isDeep = options.variant->is4444;
+  reading.isPremultiplied = options.premultiplied;
   return reading;
 }
 

@@ -123,8 +123,9 @@ struct EncodeOptions : TranscodeOptions {
   EncodeOptions() { audio.decodes = true; }
 
   const ProResVariant* variant = nullptr;
-  std::optional<int> alphaBits;  ///< of 4444: 0, 8 or 16; nullopt = those of the input
-  bool verify = false;           ///< decode every encoded frame and compare it with its source
+  std::optional<int> alphaBits;       ///< of 4444: 0, 8 or 16; nullopt = those of the input
+  std::optional<bool> premultiplied;  ///< colours of the input by alpha; nullopt = as files state
+  bool verify = false;                ///< decode every encoded frame and compare it with its source
   StreamOverrides overrides;
   std::optional<std::string> timecode;
   Metadata metadata;  ///< replaces that of the input; an empty text removes one
