@@ -5,6 +5,7 @@
 
 #include "cli/Commands.h"
 #include "cli/Options.h"
+#include "media/sequence/ImageModule.h"
 #include "report/Report.h"
 #include "run/Transcode.h"
 
@@ -18,8 +19,17 @@ Rational HalveAspect(Rational aspect) {
   return {0, 1};
 }
 
+// Images and Y4M hold whatever a 4444 stream has; other outputs only where --fourcc asks for it.
+vix::FourCC CodeFor(const StreamFormat& source, const DecodeOptions& options) {
+  const OutputKind kind = FindRawVideoOutput(options.output, options.pipeFormat).kind;
+  const bool isDeep = source.is444 || source.HasAlpha();
+  const bool mayKeep = kind == OutputKind::Images || (kind == OutputKind::Y4m && source.is444);
+  if (isDeep && mayKeep && !options.fourcc && !options.skipField) return vix::kFourCC_Y416;
+  return ChooseFourCC(options.output, options.fourcc);
+}
+
 StreamFormat DecodedFormat(StreamFormat source, const DecodeOptions& options) {
-  source.code = ChooseFourCC(options.output, options.fourcc);
+  source.code = CodeFor(source, options);
   source.is444 = IsOf4444(source.code);
   if (!source.is444) source.alphaBits = 0;
   if (options.skipField && source.IsInterlaced() && source.height > 1) {
@@ -37,9 +47,11 @@ std::vector<std::string> FindNotes(const DecodeOptions& options, const FrameRead
     notes.push_back(reader.GetName() + ": progressive; --skip-field has no effect");
   }
   if (reader.GetFormat().is444 && !decoded.is444) {
-    notes.push_back(reader.GetName() + ": converts 4:4:4 to 4:2:2");
+    notes.push_back(reader.GetName() + ": converts 4:4:4 to 4:2:2; --fourcc Y416 keeps it");
   }
-  const bool keepsAlpha = decoded.HasAlpha() && output.kind != OutputKind::Y4m;
+  const bool takesAlpha =
+      output.kind != OutputKind::Images || LoadImageModule().KeepsAlpha(options.output);
+  const bool keepsAlpha = decoded.HasAlpha() && output.kind != OutputKind::Y4m && takesAlpha;
   if (reader.GetFormat().HasAlpha() && !keepsAlpha) {
     notes.push_back(reader.GetName() + ": drops the alpha channel");
   }
