@@ -6,7 +6,8 @@ On processors without AVX2 some samples differ, because ffmpeg's filters round d
 
 usage: clips.py FOLDER [CLIP...]      (all clips when none is named)
 
-Each clip becomes FOLDER/CLIP.mov: uncompressed V210. Existing clips are kept.
+Each clip becomes FOLDER/CLIP.mov: uncompressed V210, or lossless FFV1 where it is 4:4:4. Existing
+clips are kept.
 
 Natural clips are camera moves over photographs of Debian's wallpaper packages, which are
 downloaded into FOLDER/photographs. A photograph is scaled to twice the size of the clip, moved by
@@ -25,7 +26,6 @@ import sys
 from dataclasses import dataclass, replace
 
 SCALE = "flags=lanczos+accurate_rnd+bitexact+full_chroma_int+full_chroma_inp"
-RAW = ["-f", "rawvideo", "-pix_fmt", "yuv422p10le"]
 FFMPEG = ["ffmpeg", "-nostdin", "-hide_banner", "-v", "error", "-y", "-filter_threads", "2"]
 
 PACKAGES = {
@@ -77,12 +77,12 @@ class Move:
         steps += [
             f"noise=alls={self.grain}:allf=t:all_seed={self.seed}",
             f"scale={clip.width}:{clip.height}:{SCALE}",
-            "format=yuv422p10le",
+            f"format={clip.pixels}",
         ]
         if clip.interlaced:
             steps.append("interlace=scan=tff:lowpass=complex")
         photograph = photographs.path(self.photograph)
-        run([*FFMPEG, "-i", photograph, "-filter_complex", ",".join(steps), *RAW, "-"], out)
+        run([*FFMPEG, "-i", photograph, "-filter_complex", ",".join(steps), *raw(clip), "-"], out)
 
     def _corners(self, width, height):
         """Returns the corners of the window as expressions of the frame number."""
@@ -114,7 +114,7 @@ class Generated:
     def write(self, clip, out, photographs):
         source = self.source.format(size=f"size={clip.width}x{clip.height}:rate=25")
         run([*FFMPEG, "-f", "lavfi", "-i", source, "-frames:v", str(self.frames),
-             "-vf", self.filters, *RAW, "-"], out)  # fmt: skip
+             "-vf", self.filters, *raw(clip), "-"], out)  # fmt: skip
 
 
 @dataclass
@@ -139,6 +139,8 @@ class Clip:
     height: int = 1080
     matrix: str = "bt709"
     interlaced: bool = False
+    pixels = "yuv422p10le"
+    codec = "v210"
 
     def lengths(self):
         """Returns the number of frames of each part."""
@@ -149,6 +151,18 @@ class Clip:
         """Returns the number of the middle frame of each part."""
         lengths = self.lengths()
         return [sum(lengths[:i]) + length // 2 for i, length in enumerate(lengths)]
+
+
+@dataclass
+class DeepClip(Clip):
+    """A clip of 4:4:4."""
+
+    pixels: str = "yuv444p12le"
+    codec = "ffv1"
+
+
+def raw(clip):
+    return ["-f", "rawvideo", "-pix_fmt", clip.pixels]
 
 
 def ramp(luma, cb, cr):
@@ -216,6 +230,17 @@ CLIPS = {
         ramp("700-500*hypot(X-960-N*3,Y-540)/1102", "480+60*hypot(X-480,Y-540)/725",
              "540-50*hypot(X-480,Y-540)/725"),
     ]),
+    "natural_444_1080p": DeepClip([
+        Move(4, "life", "3088:1737:0:160", 7, 201, (.46, .47), .80, .8, (3.37, 1.23, -.0011, -.03)),
+        Move(4, "kleiber", "4600:2587:900:500", 7, 202, (.52, .50), .88, -.5, (-2.71, .87, .0007, .04)),
+        Move(4, "onestandsout", "2560:1440:0:80", 5, 203, (.50, .50), .86, 1.5, (1.61, -2.39, .0016, -.06)),
+        Move(4, "sunset", "4272:2403:0:300", 4, 204, (.50, .50), .90, -.4, (2.41, .93, .0005, .02), 1.2),
+    ]),
+    "natural_444_10_bits_1080p": DeepClip([
+        Move(4, "picos", "3264:1836:0:400", 7, 211, (.47, .50), .82, 0, (4.83, .41, 0, 0)),
+        Move(4, "fallenleaf", "2560:1440:0:100", 4, 212, (.48, .52), .90, .3, (-2.63, .71, .0008, .02), 1.2),
+        Move(4, "eveningglow", "2560:1440:0:0", 4, 213, (.50, .45), .90, .3, (-1.73, .37, -.0009, 0), 1.2),
+    ], pixels="yuv444p10le"),
 }
 # fmt: on
 
@@ -292,9 +317,9 @@ def make(name, folder):
         tags += ["-field_order", "tt", "-top", "1"]
     partial = folder / f"{name}.part.mov"
     writer = subprocess.Popen(
-        [*FFMPEG, *RAW, "-video_size", f"{clip.width}x{clip.height}", "-framerate", "25", "-i",
-         "-", "-threads", "1", "-c:v", "v210", "-fflags", "+bitexact", "-flags:v", "+bitexact",
-         *tags, partial],
+        [*FFMPEG, *raw(clip), "-video_size", f"{clip.width}x{clip.height}", "-framerate", "25",
+         "-i", "-", "-threads", "1", "-c:v", clip.codec, "-fflags", "+bitexact", "-flags:v",
+         "+bitexact", *tags, partial],
         stdin=subprocess.PIPE,
     )  # fmt: skip
     photographs = Photographs(folder)

@@ -11,7 +11,6 @@ import clips
 from curves import BEST_PSNR
 from material import FFMPEG, VARIANTS, count_frames
 
-PEAK = 1023
 # Distance of the compared frames of a clip: at least three of each shot, all of the still.
 STEPS = {
     "natural_1080p": 5,
@@ -47,25 +46,26 @@ def frame_bytes(stream):
     return [int(number) for number in re.findall(r"\d+", answer.stdout)]
 
 
-def psnr(mse, printed):
+def psnr(mse, printed, peak):
     """Returns PSNR from the finer of the two figures, which the filter prints in steps of 0.01."""
     if mse < 5:
         return min(float(printed), BEST_PSNR)
-    return round(10 * math.log10(PEAK * PEAK / mse), 4)
+    return round(10 * math.log10(peak * peak / mse), 4)
 
 
-def compare_pictures(stream, reference, step, folder):
+def compare_pictures(stream, reference, step, folder, pixels="yuv422p10le", peak=1023):
     """Returns PSNR and SSIM of every `step`-th frame of a stream against the frames of a file."""
     same_times = "settb=1/25,setpts=N"
-    graph = (f"[0:v]format=yuv422p10le,select=not(mod(n\\,{step})),{same_times},split[a][b];"
-             f"[1:v]format=yuv422p10le,{same_times},split[c][d];"
+    graph = (f"[0:v]format={pixels},select=not(mod(n\\,{step})),{same_times},split[a][b];"
+             f"[1:v]format={pixels},{same_times},split[c][d];"
              "[a][c]psnr=stats_file=psnr.log[e];[b][d]ssim=stats_file=ssim.log[f]")  # fmt: skip
     run(f"{FFMPEG} -filter_complex_threads 1 -i {stream.resolve()} -i {reference.resolve()} "
         f"-lavfi '{graph}' -map [e] -map [f] -f null -", cwd=folder)  # fmt: skip
     frames = []
     for noise, likeness in zip(*(open(f"{folder}/{name}.log") for name in ("psnr", "ssim"))):
         shown = dict(re.findall(r"(\w+):(\S+)", noise + likeness))
-        frame = {c: psnr(float(shown[f"mse_{c}"]), shown[f"psnr_{c}"]) for c in "yuv"}
+        frame = {c: psnr(float(shown[f"mse_{c}"]), shown[f"psnr_{c}"], peak)
+                 for c in "yuv"}  # fmt: skip
         frames.append(frame | {"ssim": float(shown["Y"])})
     if len(frames) != count_frames(reference):
         raise SystemExit(f"quality: {len(frames)} frames of {stream} were compared "
