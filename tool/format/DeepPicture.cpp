@@ -22,26 +22,43 @@ struct DeepPixel {
 };
 static_assert(sizeof(DeepPixel) == 8);
 
+using Lines = std::array<const std::uint16_t*, 3>;  // of Y, Cb, Cr
+
+// Writes a line of opaque pixels. Compilers turn words into vectors, but not structures.
+void WritePixels(const Lines& lines, std::size_t count, std::uint8_t* pixels) {
+  const auto& [y, cb, cr] = lines;
+  for (std::size_t i = 0; i < count; ++i) {
+    const std::uint64_t pixel = std::uint64_t{cr[i]} << 48U | std::uint64_t{cb[i]} << 32U |
+                                std::uint64_t{y[i]} << 16U | kOpaque;
+    std::memcpy(pixels + i * sizeof pixel, &pixel, sizeof pixel);
+  }
+}
+
+// Shifts samples up to 16 bits.
 template <typename Sample>
-std::uint16_t SampleAt(const std::uint8_t* plane, std::size_t place) {
-  Sample sample{};
-  std::memcpy(&sample, plane + place * sizeof sample, sizeof sample);
-  return sample;
+void Load(const std::uint8_t* plane, std::size_t count, unsigned bits, std::uint16_t* samples) {
+  const unsigned shift = kDeepBits - bits;
+  const unsigned highest = (1u << bits) - 1;
+  for (std::size_t i = 0; i < count; ++i) {
+    Sample sample{};
+    std::memcpy(&sample, plane + i * sizeof sample, sizeof sample);
+    samples[i] = static_cast<std::uint16_t>(std::min<unsigned>(sample, highest) << shift);
+  }
 }
 
 template <typename Sample>
 void Pack(unsigned bits, std::span<const std::uint8_t> planar, std::span<std::uint8_t> packed) {
+  constexpr std::size_t kStep = 512;
+  std::array<std::array<std::uint16_t, kStep>, 3> samples;
   const std::size_t pixels = packed.size() / sizeof(DeepPixel);
-  const std::size_t planeBytes = pixels * sizeof(Sample);
-  const unsigned shift = kDeepBits - bits;
-  const auto highest = static_cast<std::uint16_t>((1u << bits) - 1);
-  const auto sampleOf = [&](std::size_t plane, std::size_t place) {
-    const auto sample = SampleAt<Sample>(planar.data() + plane * planeBytes, place);
-    return static_cast<std::uint16_t>(std::min(sample, highest) << shift);
-  };
-  for (std::size_t i = 0; i < pixels; ++i) {
-    const DeepPixel pixel{kOpaque, sampleOf(0, i), sampleOf(1, i), sampleOf(2, i)};
-    std::memcpy(packed.data() + i * sizeof pixel, &pixel, sizeof pixel);
+  for (std::size_t first = 0; first < pixels; first += kStep) {
+    const std::size_t count = std::min(kStep, pixels - first);
+    for (std::size_t plane = 0; plane < samples.size(); ++plane) {
+      const std::size_t place = (plane * pixels + first) * sizeof(Sample);
+      Load<Sample>(planar.data() + place, count, bits, samples[plane].data());
+    }
+    WritePixels({samples[0].data(), samples[1].data(), samples[2].data()}, count,
+                packed.data() + first * sizeof(DeepPixel));
   }
 }
 
@@ -55,28 +72,28 @@ std::uint16_t Round(std::uint16_t sample) {
 // A line of chroma, and room for the neighbours that the filter needs at both ends.
 class ChromaLine {
  public:
-  explicit ChromaLine(std::size_t width) : samples_(width + 2 * kMargin) {}
+  explicit ChromaLine(std::size_t width) : half_(width + 2 * kMargin), full_(2 * width) {}
 
-  std::uint8_t* GetBytes() { return reinterpret_cast<std::uint8_t*>(Samples()); }
-  void RepeatEdges() {
-    std::fill_n(samples_.begin(), kMargin, samples_[kMargin]);
-    std::fill_n(samples_.end() - kMargin, kMargin, *(samples_.end() - kMargin - 1));
-  }
-  // Returns the sample of pixel `x`.
-  std::uint16_t At(std::size_t x) const {
-    const std::uint16_t* const left = samples_.data() + kMargin + x / 2;
-    if (x % 2 == 0) return left[0];
-    const int sum = 9 * (left[0] + left[1]) - (left[-1] + left[2]);
-    return static_cast<std::uint16_t>(std::clamp((sum + 8) >> 4, 0, kHighest));
+  std::uint8_t* GetBytes() { return reinterpret_cast<std::uint8_t*>(half_.data() + kMargin); }
+  // Returns a sample for every pixel.
+  const std::uint16_t* Double() {
+    std::fill_n(half_.begin(), kMargin, half_[kMargin]);
+    std::fill_n(half_.end() - kMargin, kMargin, *(half_.end() - kMargin - 1));
+    const std::uint16_t* const left = half_.data() + kMargin - 1;
+    for (std::size_t i = 0; i < full_.size() / 2; ++i) {
+      const int sum = 9 * (left[i + 1] + left[i + 2]) - (left[i] + left[i + 3]);
+      full_[2 * i] = left[i + 1];
+      full_[2 * i + 1] = static_cast<std::uint16_t>(std::clamp((sum + 8) >> 4, 0, kHighest));
+    }
+    return full_.data();
   }
 
  private:
   static constexpr std::size_t kMargin = 2;
   static constexpr int kHighest = 0xFFFF;
 
-  std::uint16_t* Samples() { return samples_.data() + kMargin; }
-
-  std::vector<std::uint16_t> samples_;
+  std::vector<std::uint16_t> half_;
+  std::vector<std::uint16_t> full_;
 };
 
 }  // namespace
@@ -104,22 +121,19 @@ void UnpackDeepPicture(std::span<const std::uint8_t> packed, std::span<std::uint
 void DeepenPicture(const StreamFormat& format, std::span<const std::uint8_t> packed,
                    std::span<std::uint8_t> deep) {
   const std::size_t width = format.width;
+  const std::size_t halfWidth = (width + 1) / 2;
   std::vector<std::uint16_t> luma(width);
-  std::array<ChromaLine, 2> chroma{ChromaLine((width + 1) / 2), ChromaLine((width + 1) / 2)};
+  std::array<ChromaLine, 2> chroma{ChromaLine(halfWidth), ChromaLine(halfWidth)};
   const auto picture = vix::MakePixelPicture(vix::PixelFormat{format.code}, format.width,
                                              format.height, packed.data());
   vix::PixelPicture row{vix::PixelFormat::I216, format.width, 1};
   row.planes = {{{reinterpret_cast<std::uint8_t*>(luma.data()), 2 * width},
-                 {chroma[0].GetBytes(), (width + 1) / 2 * 2},
-                 {chroma[1].GetBytes(), (width + 1) / 2 * 2}}};
-  std::uint8_t* pixels = deep.data();
+                 {chroma[0].GetBytes(), 2 * halfWidth},
+                 {chroma[1].GetBytes(), 2 * halfWidth}}};
   for (std::uint32_t y = 0; y < format.height; ++y) {
     vix::ConvertPixels(picture.Rows(y, 1), row);
-    for (ChromaLine& line : chroma) line.RepeatEdges();
-    for (std::size_t x = 0; x < width; ++x, pixels += sizeof(DeepPixel)) {
-      const DeepPixel pixel{kOpaque, luma[x], chroma[0].At(x), chroma[1].At(x)};
-      std::memcpy(pixels, &pixel, sizeof pixel);
-    }
+    WritePixels({luma.data(), chroma[0].Double(), chroma[1].Double()}, width,
+                deep.data() + y * width * sizeof(DeepPixel));
   }
 }
 
