@@ -15,10 +15,10 @@ namespace {
 
 constexpr auto kDecoderType = vix::ElementFactoryType::VideoDecoder;
 
-bool Accepts(const GstCaps* caps, const RawFormat& format) {
-  const Ref<GstCaps> wanted(
-      gst_caps_new_simple("video/x-raw", "format", G_TYPE_STRING, format.name, nullptr));
-  return gst_caps_can_intersect(caps, wanted.get()) != FALSE;
+bool State4444(const GstCaps* caps) {
+  const Ref<GstCaps> of422(MakeDecodableCaps(
+      [](Implementation implementation) { return implementation == Implementation::For422; }));
+  return gst_caps_is_subset(caps, of422.get()) == FALSE;
 }
 
 std::string DescribeDamage(std::uint32_t slices) {
@@ -62,7 +62,13 @@ struct Decoder::Job {
   DecodedPicture picture;
 };
 
+Decoder::Decoder(GstVideoDecoder* element)
+    : element_(element),
+      runners_([this](Implementation implementation) { return MakeRunner(implementation); }) {}
+
 void Decoder::SetFormat(const DecoderSettings& settings, GstVideoCodecState* state) {
+  // Frames of 4:4:4 that downstream cannot take end the stream here instead of one by one.
+  if (State4444(state->caps)) ChooseFormat(vix::VideoChroma::C444);
   Finish();
   settings_ = settings;
   input_.reset(gst_video_codec_state_ref(state));
@@ -78,10 +84,18 @@ GstFlowReturn Decoder::HandleFrame(Ref<GstVideoCodecFrame> frame) {
   job->isLate = IsLate(*job->frame);
   vix::PoolFrame submitted;
   submitted.context = job;
-  if (!isDefined_ && !Define(submitted)) return Push(submitted);
-  const GstFlowReturn flow = runner_->Submit(std::move(submitted));
+  try {
+    Follow(ReadHeader(*WrapFrame(job->frame->input_buffer)));
+  } catch (const vix::VIXError& failure) {
+    if (failure.GetCode() == vix::ErrorCode::NotFound) throw;  // no fault of the frame
+    submitted.error = std::current_exception();
+  }
+  if (!isDefined_) return Push(submitted);
+  // The elements report a faulty frame in its turn.
+  submitted.error = nullptr;
+  const GstFlowReturn flow = runners_.Get()->Submit(std::move(submitted));
   // A damaged header may state any size: downstream learns that of the first decoded picture.
-  return output_.width == 0 ? runner_->Drain() : flow;
+  return output_.width == 0 ? Finish() : flow;
 }
 
 // Returns true if the picture would come after its time and may be dropped.
@@ -92,13 +106,15 @@ bool Decoder::IsLate(GstVideoCodecFrame& frame) const {
   return mayDrop != FALSE;
 }
 
-void Decoder::MakeRunner() {
+std::unique_ptr<PoolRunner> Decoder::MakeRunner(Implementation implementation) {
+  LoadProResElement(kDecoderType, implementation);
   vix::ElementPoolOptions options = PoolOptions(settings_.threads);
   options.memory = memory_.GetCallbacks();
   options.prepare = [this](vix::PoolFrame& frame, unsigned) { Prepare(frame); };
   options.finish = [this](vix::PoolFrame& frame, unsigned) { Complete(frame); };
-  runner_ = std::make_unique<PoolRunner>(kDecoderType, std::move(options), element_->stream_lock,
-                                         [this](vix::PoolFrame& frame) { return Push(frame); });
+  return std::make_unique<PoolRunner>(kDecoderType, implementation, std::move(options),
+                                      element_->stream_lock,
+                                      [this](vix::PoolFrame& frame) { return Push(frame); });
 }
 
 // Configures a pool or a driver.
@@ -109,29 +125,50 @@ void Decoder::Configure(Elements& elements) const {
   elements.Configure(config);
 }
 
-// Prepares the pool for a stream that begins with this frame. Returns false and sets the frame's
-// error if its header is damaged.
-bool Decoder::Define(vix::PoolFrame& first) {
-  if (!runner_) MakeRunner();
-  format_ = &ChooseFormat();
-  vix::ElementPool& pool = runner_->GetPool();
-  Configure(pool);
-  const auto bytes = WrapFrame(static_cast<const Job*>(first.context.get())->frame->input_buffer);
-  try {
-    pool.Define(DescribeProRes(vix::ReadProResFrameHeader(bytes->GetData(), bytes->GetSize())));
-    isDefined_ = true;
-  } catch (const vix::VIXError&) {
-    first.error = std::current_exception();
-  }
-  return isDefined_;
+// Returns what the header of a frame states, and the matrix of the caps if it states none.
+vix::ProResFrameHeader Decoder::ReadHeader(const vix::IBuffer& frame) const {
+  vix::ProResFrameHeader header = vix::ReadProResFrameHeader(frame.GetData(), frame.GetSize());
+  CompleteMatrix(*input_, header.labels);
+  return header;
 }
 
-const RawFormat& Decoder::ChooseFormat() const {
+// Prepares the elements for a frame: the first one of a stream, and each with other chroma than the
+// one before, decides on the format. If downstream accepts none, the elements stay as they are.
+void Decoder::Follow(const vix::ProResFrameHeader& header) {
+  if (isDefined_ && header.chroma == chroma_) return;
+  const RawFormat& format = ChooseFormat(header.chroma);
+  if (!isDefined_ || &format != format_) {
+    Finish();
+    Define(header, format);
+  }
+  chroma_ = header.chroma;
+}
+
+void Decoder::Define(const vix::ProResFrameHeader& header, const RawFormat& format) {
+  isDefined_ = false;
+  lastDecoded_ = nullptr;
+  format_ = &format;
+  vix::ElementPool& pool = runners_.Select(format.implementation).GetPool();
+  Configure(pool);
+  pool.Define(DescribeProRes(header));
+  isDefined_ = true;
+}
+
+// Returns the first accepted format in the order of preference. Frames of 4:4:4 become formats of
+// 4:4:4 only, because the elements for the others refuse them.
+const RawFormat& Decoder::ChooseFormat(vix::VideoChroma chroma) const {
   const auto formats = RawFormats();
+  const bool is422 = chroma == vix::VideoChroma::C422;
   const Ref<GstCaps> allowed(gst_pad_get_allowed_caps(GST_VIDEO_DECODER_SRC_PAD(element_)));
-  const auto accepted = std::ranges::find_if(
-      formats, [&](const RawFormat& format) { return !allowed || Accepts(allowed.get(), format); });
-  return accepted == formats.end() ? formats.front() : *accepted;
+  const auto accepted = std::ranges::find_if(formats, [&](const RawFormat& format) {
+    return (is422 || format.implementation == Implementation::For4444) &&
+           Accepts(allowed.get(), format);
+  });
+  if (accepted != formats.end()) return *accepted;
+  if (is422) return formats.front();  // the negotiation reports that downstream refuses it
+  throw vix::VIXError(vix::ErrorCode::Unsupported,
+                      "frames of 4444 become AYUV64 or ARGB64_BE, and downstream accepts neither; "
+                      "put videoconvert after the decoder");
 }
 
 // Runs on the thread of an element.
@@ -139,7 +176,7 @@ void Decoder::Prepare(vix::PoolFrame& frame) const {
   Job& job = *static_cast<Job*>(frame.context.get());
   if (job.isLate) return;
   auto bytes = WrapFrame(job.frame->input_buffer);
-  job.header = vix::ReadProResFrameHeader(bytes->GetData(), bytes->GetSize());
+  job.header = ReadHeader(*bytes);
   PictureMemory::Assign(&job.picture);
   frame.input = MakeSample(DescribeProRes(job.header), std::move(bytes));
 }
@@ -157,6 +194,7 @@ bool Decoder::Negotiate(const vix::ProResFrameHeader& header) {
   const auto width = static_cast<int>(header.width);
   const auto height = static_cast<int>(header.height);
   if (output_.width == width && output_.height == height &&
+      GST_VIDEO_INFO_FORMAT(&output_) == format_->format &&
       GST_VIDEO_INFO_INTERLACE_MODE(&output_) == mode) {
     return true;
   }
@@ -164,9 +202,9 @@ bool Decoder::Negotiate(const vix::ProResFrameHeader& header) {
       element_, format_->format, mode, header.width, header.height, input_.get()));
   if (!state) return false;
   CompleteInfo(input_->caps, header.labels, state->info);
-  const std::size_t elements = runner_->GetPool().GetElements();
-  gst_video_decoder_set_latency(element_, TimeOfFrames(elements, state->info),
-                                TimeOfFrames(runner_->GetPool().GetMostInFlight(), state->info));
+  const vix::ElementPool& pool = runners_.Get()->GetPool();
+  gst_video_decoder_set_latency(element_, TimeOfFrames(pool.GetElements(), state->info),
+                                TimeOfFrames(pool.GetMostInFlight(), state->info));
   if (!gst_video_decoder_negotiate(element_)) return false;
   output_ = state->info;
   return true;
@@ -229,9 +267,9 @@ GstFlowReturn Decoder::ReportDamage(Job& job, const std::string& fault) {
 bool Decoder::RepeatPicture(Job& job) {
   if (!lastDecoded_) return false;
   auto bytes = WrapFrame(lastDecoded_.get());
-  job.header = vix::ReadProResFrameHeader(bytes->GetData(), bytes->GetSize());
+  job.header = ReadHeader(*bytes);
   const auto stream = DescribeProRes(job.header);
-  vix::ElementDriver driver(kDecoderType, kImplementation, kElementType);
+  vix::ElementDriver driver(kDecoderType, NameOf(format_->implementation), kElementType);
   driver.SetFrameMemory(memory_.GetCallbacks());
   Configure(driver);
   driver.Define(stream);
@@ -242,12 +280,12 @@ bool Decoder::RepeatPicture(Job& job) {
 }
 
 void Decoder::Flush() {
-  if (runner_) runner_->Discard();
+  runners_.Discard();
   lastDecoded_ = nullptr;
 }
 
 void Decoder::Stop() {
-  runner_.reset();
+  runners_.Stop();
   memory_.SetPool(nullptr, {});
   input_.reset();
   isDefined_ = false;
@@ -256,8 +294,22 @@ void Decoder::Stop() {
   damagedFrames_ = 0;
 }
 
+GstCaps* Decoder::GetInputCaps(GstCaps* filter) const {
+  const Ref<GstCaps> allowed(gst_pad_get_allowed_caps(GST_VIDEO_DECODER_SRC_PAD(element_)));
+  const auto isOffered = [&](Implementation implementation) {
+    return std::ranges::any_of(RawFormats(), [&](const RawFormat& format) {
+      // The elements for 4444 decode every variant.
+      return (implementation == Implementation::For422 ||
+              format.implementation == Implementation::For4444) &&
+             Accepts(allowed.get(), format);
+    });
+  };
+  const Ref<GstCaps> offered(MakeDecodableCaps(isOffered));
+  return gst_video_decoder_proxy_getcaps(element_, offered.get(), filter);
+}
+
 void Decoder::EnlargePools(GstQuery* query) const {
-  const guint most = runner_ ? static_cast<guint>(runner_->GetPool().GetMostInFlight()) : 0;
+  const auto most = static_cast<guint>(runners_.GetMostInFlight());
   for (guint i = 0; i < gst_query_get_n_allocation_pools(query); ++i) {
     GstBufferPool* pool = nullptr;
     guint size = 0;

@@ -11,7 +11,7 @@
 #include "Formats.h"
 #include "Handles.h"
 #include "PictureMemory.h"
-#include "PoolRunner.h"
+#include "Runners.h"
 #include "vix/ProResFrame.h"
 #include "vix/StreamDescription.h"
 
@@ -34,16 +34,21 @@ struct DecoderSettings {
 /// stream lock.
 class Decoder {
  public:
-  explicit Decoder(GstVideoDecoder* element) : element_(element) {}
+  explicit Decoder(GstVideoDecoder* element);
 
   /// Follows new caps of the input: finishes the frames before it. The next frame's header
   /// completes them.
+  /// @throws VIXError (Unsupported) if downstream accepts no format of the caps' variant
   void SetFormat(const DecoderSettings& settings, GstVideoCodecState* state);
   GstFlowReturn HandleFrame(Ref<GstVideoCodecFrame> frame);
-  GstFlowReturn Finish() { return runner_ ? runner_->Drain() : GST_FLOW_OK; }
+  GstFlowReturn Finish() { return runners_.Drain(); }
   void Flush();
   /// Drops all frames. The caller must not hold the stream lock.
   void Stop();
+
+  /// Returns the caps of frames that become a format that downstream accepts. The caller owns them.
+  /// Requires no lock.
+  GstCaps* GetInputCaps(GstCaps* filter) const;
 
   /// Adds the frames of this element to what an answered allocation query requires of a pool.
   void EnlargePools(GstQuery* query) const;
@@ -54,11 +59,13 @@ class Decoder {
   struct Job;
 
   bool IsLate(GstVideoCodecFrame& frame) const;
-  void MakeRunner();
-  bool Define(vix::PoolFrame& first);
+  std::unique_ptr<PoolRunner> MakeRunner(Implementation implementation);
+  vix::ProResFrameHeader ReadHeader(const vix::IBuffer& frame) const;
+  void Follow(const vix::ProResFrameHeader& header);
+  void Define(const vix::ProResFrameHeader& header, const RawFormat& format);
   template <typename Elements>
   void Configure(Elements& elements) const;
-  const RawFormat& ChooseFormat() const;
+  const RawFormat& ChooseFormat(vix::VideoChroma chroma) const;
   void Prepare(vix::PoolFrame& frame) const;
   void Complete(vix::PoolFrame& frame) const;
   GstFlowReturn Push(vix::PoolFrame& frame);
@@ -71,10 +78,11 @@ class Decoder {
   GstVideoDecoder* element_;
   DecoderSettings settings_;
   PictureMemory memory_;
-  std::unique_ptr<PoolRunner> runner_;
+  Runners runners_;
   Ref<GstVideoCodecState> input_;
   bool isDefined_ = false;             ///< the elements expect the stream of `input_`
   const RawFormat* format_ = nullptr;  ///< of the pictures that are decoded
+  vix::VideoChroma chroma_{};          ///< for which `format_` was chosen
   GstVideoInfo output_{};              ///< negotiated; width 0 = none
   Ref<GstBuffer> lastDecoded_;         ///< frame of the last picture; null = none
   std::uint64_t damagedFrames_ = 0;

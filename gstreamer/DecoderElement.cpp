@@ -82,7 +82,7 @@ void FinalizeDecoder(GObject* object) {
 
 gboolean OpenDecoder(GstVideoDecoder* element) {
   return Guard(element, FALSE, [] {
-    LoadProResElement(vix::ElementFactoryType::VideoDecoder);
+    LoadProResElement(vix::ElementFactoryType::VideoDecoder, Implementation::For422);
     return TRUE;
   });
 }
@@ -115,6 +115,12 @@ gboolean FlushDecoder(GstVideoDecoder* element) {
   return Guard(element, FALSE, [element] {
     DecoderOf(element)->work->Flush();
     return TRUE;
+  });
+}
+
+GstCaps* GetDecoderCaps(GstVideoDecoder* element, GstCaps* filter) {
+  return Guard<GstCaps*>(element, nullptr, [element, filter] {
+    return DecoderOf(element)->work->GetInputCaps(filter);
   });
 }
 
@@ -152,17 +158,17 @@ static void vix_prores_dec_class_init(VixProResDecClass* type) {
 
   GstElementClass* const element = GST_ELEMENT_CLASS(type);
   gst_element_class_set_static_metadata(element, "vix ProRes decoder", "Codec/Decoder/Video",
-                                        "Decodes ProRes 422 Proxy, LT, 422 and HQ (SMPTE RDD 36)",
+                                        "Decodes ProRes 422 Proxy, LT, 422, HQ, 4444 and 4444 XQ "
+                                        "(SMPTE RDD 36)",
                                         kAuthor);
-  GstCaps* const input = MakeProResCaps();
-  gst_caps_append(input, MakeProResCaps("format"));
-  AddPadTemplate(element, "sink", GST_PAD_SINK, input);
-  AddPadTemplate(element, "src", GST_PAD_SRC, MakeRawCaps(1));
+  AddPadTemplate(element, "sink", GST_PAD_SINK, MakeDecodableCaps());
+  AddPadTemplate(element, "src", GST_PAD_SRC, MakeRawCaps(kLeastDecodedSide));
   gst_type_mark_as_plugin_api(ErrorPolicyType(), GstPluginAPIFlags{});
 
   GstVideoDecoderClass* const decoder = GST_VIDEO_DECODER_CLASS(type);
   decoder->open = OpenDecoder;
   decoder->stop = StopDecoder;
+  decoder->getcaps = GetDecoderCaps;
   decoder->set_format = SetDecoderFormat;
   decoder->handle_frame = HandleDecoderFrame;
   decoder->finish = FinishDecoder;

@@ -15,7 +15,6 @@ namespace vixgst {
 namespace {
 
 constexpr auto kEncoderType = vix::ElementFactoryType::VideoEncoder;
-constexpr const char* kUsualVariant = "standard";
 
 void CheckInterlaceMode(const GstVideoInfo& info) {
   const GstVideoInterlaceMode mode = GST_VIDEO_INFO_INTERLACE_MODE(&info);
@@ -29,12 +28,6 @@ void CheckInterlaceMode(const GstVideoInfo& info) {
                           "or convert the video first");
 }
 
-bool Accepts(const GstCaps* caps, const Variant& variant) {
-  const Ref<GstCaps> wanted(
-      gst_caps_new_simple("video/x-prores", "variant", G_TYPE_STRING, variant.name, nullptr));
-  return gst_caps_can_intersect(caps, wanted.get()) != FALSE;
-}
-
 }  // namespace
 
 // A picture on its way to a frame.
@@ -43,21 +36,22 @@ struct Encoder::Job {
   vix::ProResLabels labels;
 };
 
+Encoder::Encoder(GstVideoEncoder* element)
+    : element_(element),
+      runners_([this](Implementation implementation) { return MakeRunner(implementation); }) {}
+
 bool Encoder::SetFormat(const EncoderSettings& settings, GstVideoCodecState* state) {
-  const GstVideoInfo& info = state->info;
+  const GstVideoInfo info = CodedInfo(*state);
   CheckInterlaceMode(info);
   Finish();
-  const Variant& variant = ChooseVariant(settings);
-  if (!runner_) MakeRunner(settings.threads);
-
-  vix::ElementPool& pool = runner_->GetPool();
-  const auto config = pool.CreateConfig();
-  config->SetProResCodecVariant("ProResCodecVariant", variant.variant);
-  pool.Configure(config);
+  settings_ = settings;
+  const Variant& variant = ChooseVariant(*FindRawFormat(GST_VIDEO_INFO_FORMAT(&info)));
+  vix::ElementPool& pool = runners_.Select(variant.implementation).GetPool();
+  Configure(pool, variant);
   const auto stream = DescribeRaw(info);
   pool.Define(stream);
   stream_ = stream;
-  input_.reset(gst_video_codec_state_ref(state));
+  input_ = info;
 
   gst_video_encoder_set_latency(element_, TimeOfFrames(pool.GetElements(), info),
                                 TimeOfFrames(pool.GetMostInFlight(), info));
@@ -66,50 +60,64 @@ bool Encoder::SetFormat(const EncoderSettings& settings, GstVideoCodecState* sta
       gst_caps_new_simple("video/x-prores", "variant", G_TYPE_STRING, variant.name, "format",
                           G_TYPE_STRING, variant.name, nullptr);
   const Ref<GstVideoCodecState> output(gst_video_encoder_set_output_state(element_, caps, state));
+  output->info.colorimetry = info.colorimetry;
   return gst_video_encoder_negotiate(element_) != FALSE;
 }
 
-const Variant& Encoder::ChooseVariant(const EncoderSettings& settings) const {
+const Variant& Encoder::ChooseVariant(const RawFormat& format) const {
+  const Variant& wanted =
+      settings_.variant ? *settings_.variant : UsualVariant(format.implementation);
+  if (wanted.implementation != format.implementation) {
+    throw vix::VIXError(vix::ErrorCode::Unsupported,
+                        std::string("variant ") + wanted.name + " does not take pictures of " +
+                            format.name + "; set another variant, or convert the video first");
+  }
   const Ref<GstCaps> allowed(gst_pad_get_allowed_caps(GST_VIDEO_ENCODER_SRC_PAD(element_)));
-  const auto isAccepted = [&allowed](const Variant& variant) {
-    return !allowed || Accepts(allowed.get(), variant);
+  const auto isAccepted = [&](const Variant& variant) {
+    return variant.implementation == format.implementation && Accepts(allowed.get(), variant);
   };
-  const Variant& wanted = settings.variant ? *settings.variant : *FindVariant(kUsualVariant);
   if (isAccepted(wanted)) return wanted;
   const auto variants = Variants();
   const auto best = std::find_if(variants.rbegin(), variants.rend(), isAccepted);
-  if (!settings.variant && best != variants.rend()) return *best;
+  if (!settings_.variant && best != variants.rend()) return *best;
   throw vix::VIXError(vix::ErrorCode::Unsupported,
                       std::string("downstream does not accept variant ") + wanted.name +
                           "; set another variant, or correct the caps after the encoder");
 }
 
-void Encoder::MakeRunner(unsigned threads) {
+void Encoder::Configure(vix::ElementPool& pool, const Variant& variant) const {
+  const auto config = pool.CreateConfig();
+  variant.configure(*config);
+  if (variant.implementation == Implementation::For4444) {
+    config->SetInt("AlphaBits", settings_.alphaBits);
+  }
+  pool.Configure(config);
+}
+
+std::unique_ptr<PoolRunner> Encoder::MakeRunner(Implementation implementation) {
+  LoadProResElement(kEncoderType, implementation);
   allocator_ = vix::ImplementElement<vix::ElementFactoryType::MemoryBlockAllocator>(
       "vix", "Recycler", nullptr);
-  vix::ElementPoolOptions options = PoolOptions(threads);
+  vix::ElementPoolOptions options = PoolOptions(settings_.threads);
   options.prepare = [this](vix::PoolFrame& frame, unsigned) { Prepare(frame); };
   options.finish = [this](vix::PoolFrame& frame, unsigned) { Label(frame); };
-  runner_ = std::make_unique<PoolRunner>(kEncoderType, std::move(options), element_->stream_lock,
-                                         [this](vix::PoolFrame& frame) { return Push(frame); });
+  return std::make_unique<PoolRunner>(kEncoderType, implementation, std::move(options),
+                                      element_->stream_lock,
+                                      [this](vix::PoolFrame& frame) { return Push(frame); });
 }
 
 GstFlowReturn Encoder::HandleFrame(Ref<GstVideoCodecFrame> frame) {
-  if (!runner_) return GST_FLOW_NOT_NEGOTIATED;
+  if (!runners_.Get()) return GST_FLOW_NOT_NEGOTIATED;
   vix::PoolFrame job;
-  const vix::ProResLabels labels = LabelsOf(input_->info, frame->input_buffer);
+  const vix::ProResLabels labels = LabelsOf(input_, frame->input_buffer);
   job.context = std::make_shared<Job>(Job{std::move(frame), labels});
-  return runner_->Submit(std::move(job));
-}
-
-void Encoder::Flush() {
-  if (runner_) runner_->Discard();
+  return runners_.Get()->Submit(std::move(job));
 }
 
 // Runs on the thread of an element.
 void Encoder::Prepare(vix::PoolFrame& frame) const {
   const Job& job = *static_cast<const Job*>(frame.context.get());
-  frame.input = MakeSample(stream_, WrapPicture(input_->info, job.frame->input_buffer, allocator_));
+  frame.input = MakeSample(stream_, WrapPicture(input_, job.frame->input_buffer, allocator_));
 }
 
 // Runs on the thread of an element, which does not receive the labels.
@@ -136,8 +144,20 @@ GstFlowReturn Encoder::Push(vix::PoolFrame& frame) {
   });
 }
 
+GstCaps* Encoder::GetInputCaps(const EncoderSettings& settings, GstCaps* filter) const {
+  const Ref<GstCaps> allowed(gst_pad_get_allowed_caps(GST_VIDEO_ENCODER_SRC_PAD(element_)));
+  const auto isOffered = [&](Implementation implementation) {
+    if (settings.variant) return settings.variant->implementation == implementation;
+    return std::ranges::any_of(Variants(), [&](const Variant& variant) {
+      return variant.implementation == implementation && Accepts(allowed.get(), variant);
+    });
+  };
+  const Ref<GstCaps> offered(MakeRawCaps(kLeastEncodedSide, isOffered));
+  return gst_video_encoder_proxy_getcaps(element_, offered.get(), filter);
+}
+
 void Encoder::ProposeAllocation(GstQuery* query) const {
-  const guint most = runner_ ? static_cast<guint>(runner_->GetPool().GetMostInFlight()) : 0;
+  const auto most = static_cast<guint>(runners_.GetMostInFlight());
   GstCaps* caps = nullptr;
   GstVideoInfo info;
   gst_query_parse_allocation(query, &caps, nullptr);

@@ -9,7 +9,7 @@
 
 #include "Formats.h"
 #include "Handles.h"
-#include "PoolRunner.h"
+#include "Runners.h"
 #include "vix/Buffers.h"
 #include "vix/StreamDescription.h"
 
@@ -18,6 +18,7 @@ namespace vixgst {
 /// Properties of the encoding element.
 struct EncoderSettings {
   const Variant* variant = nullptr;  ///< null = chosen from what downstream accepts
+  int alphaBits = -1;                ///< of 4444: 0, 8 or 16; -1 = 16 if the input has alpha
   guint threads = 0;                 ///< frames side by side; 0 = one for each processor
 };
 
@@ -25,16 +26,20 @@ struct EncoderSettings {
 /// stream lock.
 class Encoder {
  public:
-  explicit Encoder(GstVideoEncoder* element) : element_(element) {}
+  explicit Encoder(GstVideoEncoder* element);
 
   /// Follows a new format of the input: finishes the frames before it.
   /// @return false if downstream refuses
   bool SetFormat(const EncoderSettings& settings, GstVideoCodecState* state);
   GstFlowReturn HandleFrame(Ref<GstVideoCodecFrame> frame);
-  GstFlowReturn Finish() { return runner_ ? runner_->Drain() : GST_FLOW_OK; }
-  void Flush();
+  GstFlowReturn Finish() { return runners_.Drain(); }
+  void Flush() { runners_.Discard(); }
   /// Drops all frames. The caller must not hold the stream lock.
-  void Stop() { runner_.reset(); }
+  void Stop() { runners_.Stop(); }
+
+  /// Returns the caps of pictures that become a variant that is wanted and that downstream accepts.
+  /// The caller owns them. Requires no lock.
+  GstCaps* GetInputCaps(const EncoderSettings& settings, GstCaps* filter) const;
 
   /// Adds what this element wishes of the input's memory to an allocation query.
   void ProposeAllocation(GstQuery* query) const;
@@ -42,17 +47,19 @@ class Encoder {
  private:
   struct Job;
 
-  const Variant& ChooseVariant(const EncoderSettings& settings) const;
-  void MakeRunner(unsigned threads);
+  const Variant& ChooseVariant(const RawFormat& format) const;
+  void Configure(vix::ElementPool& pool, const Variant& variant) const;
+  std::unique_ptr<PoolRunner> MakeRunner(Implementation implementation);
   void Prepare(vix::PoolFrame& frame) const;
   void Label(vix::PoolFrame& frame) const;
   GstFlowReturn Push(vix::PoolFrame& frame);
 
   GstVideoEncoder* element_;
-  std::unique_ptr<PoolRunner> runner_;
+  EncoderSettings settings_;
+  Runners runners_;
   std::shared_ptr<vix::IMemoryBlockAllocator> allocator_;  ///< of copies of pictures
   // Changed only while no frame is being processed.
-  Ref<GstVideoCodecState> input_;
+  GstVideoInfo input_{};  ///< with the colorimetry of the frames
   std::shared_ptr<const vix::IInfoContainer> stream_;
 };
 

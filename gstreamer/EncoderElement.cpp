@@ -26,20 +26,35 @@ G_DEFINE_TYPE(VixProResEnc, vix_prores_enc, GST_TYPE_VIDEO_ENCODER)
 namespace vixgst {
 namespace {
 
-enum EncoderProperty : guint { kEncoderVariant = 1, kEncoderThreads };
+enum EncoderProperty : guint { kEncoderVariant = 1, kEncoderAlphaBits, kEncoderThreads };
 
 constexpr int kAutomatic = -1;
 
 GType EncoderVariantType() {
   static const GType type = [] {
     static std::array<GEnumValue, kVariants + 2> values{};  // ends with an empty entry
-    values[0] = {kAutomatic, "standard if downstream accepts it, else its best", "auto"};
+    values[0] = {kAutomatic,
+                 "standard or, for pictures with alpha, 4444, if downstream accepts it, else its "
+                 "best",
+                 "auto"};
     for (std::size_t i = 0; i < kVariants; ++i) {
       const Variant& variant = Variants()[i];
       values[i + 1] = {static_cast<int>(i), variant.description, variant.name};
     }
     return g_enum_register_static("VixProResEncVariant", values.data());
   }();
+  return type;
+}
+
+GType EncoderAlphaBitsType() {
+  static const GEnumValue kValues[] = {
+      {kAutomatic, "16 if the pictures have alpha", "auto"},
+      {0, "no alpha, opaque frames", "0"},
+      {8, "rounded to 8 bits", "8"},
+      {16, "lossless", "16"},
+      {0, nullptr, nullptr},
+  };
+  static const GType type = g_enum_register_static("VixProResEncAlphaBits", kValues);
   return type;
 }
 
@@ -62,6 +77,9 @@ void SetEncoderProperty(GObject* object, guint id, const GValue* value, GParamSp
           index == kAutomatic ? nullptr : &Variants()[static_cast<std::size_t>(index)];
       break;
     }
+    case kEncoderAlphaBits:
+      self->settings.alphaBits = g_value_get_enum(value);
+      break;
     case kEncoderThreads:
       self->settings.threads = g_value_get_uint(value);
       break;
@@ -78,6 +96,9 @@ void GetEncoderProperty(GObject* object, guint id, GValue* value, GParamSpec* sp
                                   ? kAutomatic
                                   : static_cast<int>(settings.variant - Variants().data()));
       break;
+    case kEncoderAlphaBits:
+      g_value_set_enum(value, settings.alphaBits);
+      break;
     case kEncoderThreads:
       g_value_set_uint(value, settings.threads);
       break;
@@ -93,7 +114,7 @@ void FinalizeEncoder(GObject* object) {
 
 gboolean OpenEncoder(GstVideoEncoder* element) {
   return Guard(element, FALSE, [] {
-    LoadProResElement(vix::ElementFactoryType::VideoEncoder);
+    LoadProResElement(vix::ElementFactoryType::VideoEncoder, Implementation::For422);
     return TRUE;
   });
 }
@@ -129,6 +150,12 @@ gboolean FlushEncoder(GstVideoEncoder* element) {
   });
 }
 
+GstCaps* GetEncoderCaps(GstVideoEncoder* element, GstCaps* filter) {
+  return Guard<GstCaps*>(element, nullptr, [element, filter] {
+    return EncoderOf(element)->work->GetInputCaps(SettingsOf(EncoderOf(element)), filter);
+  });
+}
+
 gboolean ProposeEncoderAllocation(GstVideoEncoder* element, GstQuery* query) {
   Guard(element, FALSE, [element, query] {
     EncoderOf(element)->work->ProposeAllocation(query);
@@ -143,10 +170,17 @@ void InstallEncoderProperties(GObjectClass* type) {
   g_object_class_install_property(
       type, kEncoderVariant,
       g_param_spec_enum("variant", "Variant",
-                        "Variant to encode, which sets quality and data rate. auto = standard if "
-                        "downstream accepts it, otherwise the variant of the highest rate that it "
-                        "accepts. Takes effect with the next caps",
+                        "Variant to encode, which sets quality and data rate. auto = standard, or "
+                        "4444 for pictures with alpha, if downstream accepts it, otherwise the "
+                        "variant of the highest rate that it accepts. Takes effect with the next "
+                        "caps",
                         EncoderVariantType(), kAutomatic, kPropertyFlags));
+  g_object_class_install_property(
+      type, kEncoderAlphaBits,
+      g_param_spec_enum("alpha-bits", "Alpha bits",
+                        "Bits of alpha in frames of 4444 and 4444 XQ. auto = 16 if the pictures "
+                        "have alpha. Takes effect with the next caps",
+                        EncoderAlphaBitsType(), kAutomatic, kPropertyFlags));
   g_object_class_install_property(type, kEncoderThreads, MakeThreadsProperty("encoded"));
 }
 
@@ -161,15 +195,18 @@ static void vix_prores_enc_class_init(VixProResEncClass* type) {
 
   GstElementClass* const element = GST_ELEMENT_CLASS(type);
   gst_element_class_set_static_metadata(element, "vix ProRes encoder", "Codec/Encoder/Video",
-                                        "Encodes ProRes 422 Proxy, LT, 422 and HQ (SMPTE RDD 36)",
+                                        "Encodes ProRes 422 Proxy, LT, 422, HQ, 4444 and 4444 XQ "
+                                        "(SMPTE RDD 36)",
                                         kAuthor);
-  AddPadTemplate(element, "sink", GST_PAD_SINK, MakeRawCaps(2));
-  AddPadTemplate(element, "src", GST_PAD_SRC, MakeProResCaps());
+  AddPadTemplate(element, "sink", GST_PAD_SINK, MakeRawCaps(kLeastEncodedSide));
+  AddPadTemplate(element, "src", GST_PAD_SRC, MakeEncodedCaps());
   gst_type_mark_as_plugin_api(EncoderVariantType(), GstPluginAPIFlags{});
+  gst_type_mark_as_plugin_api(EncoderAlphaBitsType(), GstPluginAPIFlags{});
 
   GstVideoEncoderClass* const encoder = GST_VIDEO_ENCODER_CLASS(type);
   encoder->open = OpenEncoder;
   encoder->stop = StopEncoder;
+  encoder->getcaps = GetEncoderCaps;
   encoder->set_format = SetEncoderFormat;
   encoder->handle_frame = HandleEncoderFrame;
   encoder->finish = FinishEncoder;

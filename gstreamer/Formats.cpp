@@ -9,22 +9,49 @@
 namespace vixgst {
 namespace {
 
-using VixVariant = vix::ProResCodecVariant;
+using Config = vix::IParametersCollectionInstance;
+
+template <vix::ProResCodecVariant value>
+void Choose422(Config& config) {
+  config.SetProResCodecVariant("ProResCodecVariant", value);
+}
+
+template <vix::FourCC value>
+void Choose4444(Config& config) {
+  config.SetFourCC("Variant", value);
+}
 
 constexpr Variant kVariantTable[] = {
-    {"proxy", VixVariant::Proxy, "ProRes 422 Proxy"},
-    {"lt", VixVariant::LT, "ProRes 422 LT"},
-    {"standard", VixVariant::Standard, "ProRes 422"},
-    {"hq", VixVariant::HQ, "ProRes 422 HQ"},
+    {"proxy", "ProRes 422 Proxy", Implementation::For422,
+     Choose422<vix::ProResCodecVariant::Proxy>},
+    {"lt", "ProRes 422 LT", Implementation::For422, Choose422<vix::ProResCodecVariant::LT>},
+    {"standard", "ProRes 422", Implementation::For422,
+     Choose422<vix::ProResCodecVariant::Standard>},
+    {"hq", "ProRes 422 HQ", Implementation::For422, Choose422<vix::ProResCodecVariant::HQ>},
+    {"4444", "ProRes 4444", Implementation::For4444, Choose4444<vix::MakeFourCC("ap4h")>},
+    {"4444xq", "ProRes 4444 XQ", Implementation::For4444, Choose4444<vix::MakeFourCC("ap4x")>},
+};
+static_assert(std::size(kVariantTable) == kVariants);
+
+// AYUV64 has the byte order of the processor, Y416 is little-endian.
+static_assert(G_BYTE_ORDER == G_LITTLE_ENDIAN);
+constexpr RawFormat kRawFormats[] = {
+    {GST_VIDEO_FORMAT_v210, vix::kFourCC_V210, "v210", Implementation::For422},
+    {GST_VIDEO_FORMAT_UYVY, vix::kFourCC_UYVY, "UYVY", Implementation::For422},
+    {GST_VIDEO_FORMAT_AYUV64, vix::kFourCC_Y416, "AYUV64", Implementation::For4444},
+    {GST_VIDEO_FORMAT_ARGB64_BE, vix::kFourCC_b64A, "ARGB64_BE", Implementation::For4444},
 };
 
-constexpr RawFormat kRawFormats[] = {
-    {GST_VIDEO_FORMAT_v210, vix::kFourCC_V210, "v210"},
-    {GST_VIDEO_FORMAT_UYVY, vix::kFourCC_UYVY, "UYVY"},
-};
+// Names a variant.
+constexpr const char* kVariantField = "variant";
+constexpr const char* kVariantFieldOfMatroska = "format";  // of matroskademux 1.22
+
+constexpr const char* kRawType = "video/x-raw";
+constexpr const char* kProResType = "video/x-prores";
 
 // Values of the host's numbered stream properties.
-constexpr std::int32_t kPacked422 = 2;       // sample structure
+constexpr std::int32_t kPacked422 = 2;  // sample structure
+constexpr std::int32_t kPacked4444 = 4;
 constexpr std::int32_t kStoredAsFrames = 1;  // picture structure
 
 template <typename Entries>
@@ -33,25 +60,42 @@ const auto* FindOrNull(const Entries& entries, const auto& value, auto member) {
   return found == std::end(entries) ? nullptr : found;
 }
 
-void AppendTexts(GValue& list, const auto& entries) {
+// Sets a field of caps to the names of the entries that are offered.
+void SetNames(GstCaps* caps, const char* field, const auto& entries, const IsOffered& isOffered) {
+  GValue list = G_VALUE_INIT;
   g_value_init(&list, GST_TYPE_LIST);
   for (const auto& entry : entries) {
+    if (!isOffered(entry.implementation)) continue;
     GValue text = G_VALUE_INIT;
     g_value_init(&text, G_TYPE_STRING);
     g_value_set_static_string(&text, entry.name);
     gst_value_list_append_and_take_value(&list, &text);
   }
+  gst_caps_set_value(caps, field, &list);
+  g_value_unset(&list);
+}
+
+GstCaps* MakeProResCaps(const char* field, const IsOffered& isOffered) {
+  GstCaps* const caps = gst_caps_new_empty_simple(kProResType);
+  SetNames(caps, field, kVariantTable, isOffered);
+  return caps;
+}
+
+bool AcceptsField(const GstCaps* allowed, const char* type, const char* field, const char* name) {
+  if (allowed == nullptr) return true;
+  const Ref<GstCaps> wanted(gst_caps_new_simple(type, field, G_TYPE_STRING, name, nullptr));
+  return gst_caps_can_intersect(allowed, wanted.get()) != FALSE;
 }
 
 std::shared_ptr<const vix::IInfoContainer> Describe(
     const std::shared_ptr<vix::IVideoParameters>& parameters, std::uint32_t width,
     std::uint32_t height, const vix::ProResLabels& labels, bool isInterlaced,
-    vix::VideoChroma chroma) {
+    vix::VideoChroma chroma, std::int32_t structure = kPacked422) {
   parameters->SetVideoProperty1(static_cast<std::int32_t>(chroma));
   parameters->SetVideoProperty2(labels.primaries);
   parameters->SetVideoProperty3(labels.transfer);
   parameters->SetVideoProperty4(labels.matrix);
-  parameters->SetVideoProperty6(kPacked422);
+  parameters->SetVideoProperty6(structure);
   parameters->SetVideoProperty11(kStoredAsFrames);
   parameters->SetScanMode(isInterlaced ? vix::ScanMode::Interlaced : vix::ScanMode::Progressive);
   parameters->SetStoredWidth(width);
@@ -91,6 +135,23 @@ std::int32_t TransferOf(GstVideoTransferFunction transfer) {
   return static_cast<std::int32_t>(gst_video_transfer_function_to_iso(transfer));
 }
 
+// Returns the matrix of the coded frames of RGB.
+GstVideoColorMatrix CodedMatrixOf(const GstCaps* caps) {
+  // GstVideoInfo replaces the stated matrix of RGB formats.
+  const char* const text = gst_structure_get_string(gst_caps_get_structure(caps, 0), "colorimetry");
+  GstVideoColorimetry stated{};
+  if (text == nullptr || !gst_video_colorimetry_from_string(&stated, text)) {
+    return GST_VIDEO_COLOR_MATRIX_BT709;
+  }
+  switch (stated.matrix) {
+    case GST_VIDEO_COLOR_MATRIX_BT601:
+    case GST_VIDEO_COLOR_MATRIX_BT2020:
+      return stated.matrix;
+    default:
+      return GST_VIDEO_COLOR_MATRIX_BT709;
+  }
+}
+
 // Returns the labels without field order.
 vix::ProResLabels LabelsOf(const GstVideoInfo& info) {
   const GstVideoColorimetry& colour = info.colorimetry;
@@ -108,8 +169,9 @@ void SetFieldOrder(const vix::ProResLabels& labels, GstVideoInfo& info) {
                                           : GST_VIDEO_FIELD_ORDER_BOTTOM_FIELD_FIRST;
 }
 
+constexpr std::int32_t kUnspecified = 2;
+
 void SetColorimetry(const vix::ProResLabels& labels, GstVideoInfo& info) {
-  constexpr std::int32_t kUnspecified = 2;
   if (labels.primaries == kUnspecified && labels.transfer == kUnspecified &&
       labels.matrix == kUnspecified) {
     return;
@@ -152,11 +214,9 @@ std::span<const Variant, kVariants> Variants() {
   return kVariantTable;
 }
 
-const Variant* FindVariant(const char* name) {
-  const auto* const found = std::ranges::find_if(kVariantTable, [name](const Variant& variant) {
-    return name != nullptr && std::string_view(variant.name) == name;
-  });
-  return found == std::end(kVariantTable) ? nullptr : found;
+const Variant& UsualVariant(Implementation implementation) {
+  const std::string_view name = implementation == Implementation::For4444 ? "4444" : "standard";
+  return *std::ranges::find(kVariantTable, name, &Variant::name);
 }
 
 std::span<const RawFormat> RawFormats() {
@@ -167,30 +227,44 @@ const RawFormat* FindRawFormat(GstVideoFormat format) {
   return FindOrNull(kRawFormats, format, &RawFormat::format);
 }
 
+bool Accepts(const GstCaps* allowed, const Variant& variant) {
+  return AcceptsField(allowed, kProResType, kVariantField, variant.name);
+}
+
+bool Accepts(const GstCaps* allowed, const RawFormat& format) {
+  return AcceptsField(allowed, kRawType, "format", format.name);
+}
+
 bool States(const GstCaps* caps, const char* field) {
   return gst_structure_has_field(gst_caps_get_structure(caps, 0), field) != FALSE;
 }
 
-GstCaps* MakeRawCaps(int leastSide) {
+GstCaps* MakeRawCaps(int leastSide, const IsOffered& isOffered) {
   constexpr int kMostSide = 65535;
-  GstCaps* const caps =
-      gst_caps_new_simple("video/x-raw", "width", GST_TYPE_INT_RANGE, leastSide, kMostSide,
-                          "height", GST_TYPE_INT_RANGE, leastSide, kMostSide, "framerate",
-                          GST_TYPE_FRACTION_RANGE, 0, 1, G_MAXINT, 1, nullptr);
-  GValue formats = G_VALUE_INIT;
-  AppendTexts(formats, kRawFormats);
-  gst_caps_set_value(caps, "format", &formats);
-  g_value_unset(&formats);
+  GstCaps* const caps = gst_caps_new_simple(
+      kRawType, "width", GST_TYPE_INT_RANGE, leastSide, kMostSide, "height", GST_TYPE_INT_RANGE,
+      leastSide, kMostSide, "framerate", GST_TYPE_FRACTION_RANGE, 0, 1, G_MAXINT, 1, nullptr);
+  SetNames(caps, "format", kRawFormats, isOffered);
   return caps;
 }
 
-GstCaps* MakeProResCaps(const char* field) {
-  GstCaps* const caps = gst_caps_new_empty_simple("video/x-prores");
-  GValue variants = G_VALUE_INIT;
-  AppendTexts(variants, kVariantTable);
-  gst_caps_set_value(caps, field, &variants);
-  g_value_unset(&variants);
+GstCaps* MakeEncodedCaps() {
+  return MakeProResCaps(kVariantField, OffersAll);
+}
+
+GstCaps* MakeDecodableCaps(const IsOffered& isOffered) {
+  GstCaps* const caps = MakeProResCaps(kVariantField, isOffered);
+  gst_caps_append(caps, MakeProResCaps(kVariantFieldOfMatroska, isOffered));
   return caps;
+}
+
+GstVideoInfo CodedInfo(const GstVideoCodecState& state) {
+  GstVideoInfo info = state.info;
+  if (GST_VIDEO_INFO_IS_RGB(&info)) {
+    info.colorimetry.matrix = CodedMatrixOf(state.caps);
+    info.colorimetry.range = GST_VIDEO_COLOR_RANGE_16_235;
+  }
+  return info;
 }
 
 vix::ProResLabels LabelsOf(const GstVideoInfo& info, GstBuffer* picture) {
@@ -200,11 +274,14 @@ vix::ProResLabels LabelsOf(const GstVideoInfo& info, GstBuffer* picture) {
 }
 
 std::shared_ptr<const vix::IInfoContainer> DescribeRaw(const GstVideoInfo& info) {
+  const RawFormat& format = *FindRawFormat(GST_VIDEO_INFO_FORMAT(&info));
+  const bool is4444 = format.implementation == Implementation::For4444;
   const auto raw = vix::CreateVideoParameters<vix::VCodecFamily::Raw>();
-  raw->SetFourCC(FindRawFormat(GST_VIDEO_INFO_FORMAT(&info))->fourcc);
-  return Describe(raw, static_cast<std::uint32_t>(info.width),
-                  static_cast<std::uint32_t>(info.height), LabelsOf(info),
-                  GST_VIDEO_INFO_IS_INTERLACED(&info), vix::VideoChroma::C422);
+  raw->SetFourCC(format.fourcc);
+  return Describe(
+      raw, static_cast<std::uint32_t>(info.width), static_cast<std::uint32_t>(info.height),
+      LabelsOf(info), GST_VIDEO_INFO_IS_INTERLACED(&info),
+      is4444 ? vix::VideoChroma::C4444 : vix::VideoChroma::C422, is4444 ? kPacked4444 : kPacked422);
 }
 
 std::shared_ptr<const vix::IInfoContainer> DescribeProRes(const vix::ProResFrameHeader& header) {
@@ -215,9 +292,19 @@ std::shared_ptr<const vix::IInfoContainer> DescribeProRes(const vix::ProResFrame
                   header.labels.fieldOrder.has_value(), header.chroma);
 }
 
+void CompleteMatrix(const GstVideoCodecState& stream, vix::ProResLabels& labels) {
+  const bool isSpecified = labels.matrix != 0 && labels.matrix != kUnspecified;
+  if (isSpecified || !States(stream.caps, "colorimetry")) return;
+  labels.matrix = LabelsOf(stream.info).matrix;
+}
+
 void CompleteInfo(const GstCaps* caps, const vix::ProResLabels& labels, GstVideoInfo& info) {
   for (const auto& [field, set] : kCompletions) {
     if (!States(caps, field)) set(labels, info);
+  }
+  if (GST_VIDEO_INFO_IS_RGB(&info)) {
+    info.colorimetry.matrix = GST_VIDEO_COLOR_MATRIX_RGB;
+    info.colorimetry.range = GST_VIDEO_COLOR_RANGE_0_255;
   }
 }
 

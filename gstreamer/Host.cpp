@@ -19,8 +19,8 @@ namespace {
 
 constexpr const char* kRegistrant = "gstvixprores";
 
-bool IsRegistered(vix::ElementFactoryType type) {
-  return vix::GetFactory(type, kImplementation, kElementType) != nullptr;
+bool IsRegistered(vix::ElementFactoryType type, Implementation implementation) {
+  return vix::GetFactory(type, NameOf(implementation), kElementType) != nullptr;
 }
 
 // The elements post their failures as messages, so the records are for debugging.
@@ -36,22 +36,26 @@ void LogToGStreamer() {
 
 }  // namespace
 
-void LoadProResElement(vix::ElementFactoryType type) {
+const char* NameOf(Implementation implementation) {
+  return implementation == Implementation::For4444 ? "vix4444" : "vix";
+}
+
+void LoadProResElement(vix::ElementFactoryType type, Implementation implementation) {
   static std::mutex mutex;
   const std::lock_guard guard(mutex);
-  if (IsRegistered(type)) return;
+  if (IsRegistered(type, implementation)) return;
   LogToGStreamer();
   // Never destroyed: elements may exist until the process ends.
   static auto* const kept = new std::vector<std::shared_ptr<vix::IPlugin>>;
   const vix::LoadedPlugins found = vix::LoadPlugins(kRegistrant);
   kept->insert(kept->end(), found.plugins.begin(), found.plugins.end());
-  if (IsRegistered(type)) return;
+  if (IsRegistered(type, implementation)) return;
   std::string reasons;
   for (const vix::PluginFailure& failure : found.failures) reasons += "; " + failure.reason;
-  throw vix::VIXError(vix::ErrorCode::NotFound, "no plug-in with the ProRes elements was found" +
-                                                    reasons + "; install it in " +
-                                                    vix::GetPluginFolder() +
-                                                    " or name its folder in VIX_PLUGIN_PATH");
+  throw vix::VIXError(vix::ErrorCode::NotFound,
+                      std::string("no plug-in with the ProRes elements \"") +
+                          NameOf(implementation) + "\" was found" + reasons + "; install it in " +
+                          vix::GetPluginFolder() + " or name its folder in VIX_PLUGIN_PATH");
 }
 
 vix::ElementPoolOptions PoolOptions(unsigned threads) {

@@ -4,13 +4,12 @@
 #include <utility>
 
 #include "Handles.h"
-#include "Host.h"
 
 namespace vixgst {
 
-PoolRunner::PoolRunner(vix::ElementFactoryType type, vix::ElementPoolOptions options,
-                       GRecMutex& streamLock, Finish finish)
-    : pool_(type, kImplementation, kElementType, std::move(options)),
+PoolRunner::PoolRunner(vix::ElementFactoryType type, Implementation implementation,
+                       vix::ElementPoolOptions options, GRecMutex& streamLock, Finish finish)
+    : pool_(type, NameOf(implementation), kElementType, std::move(options)),
       streamLock_(streamLock),
       finish_(std::move(finish)),
       thread_([this] { PushWhenReady(); }) {}

@@ -11,6 +11,7 @@
 #include <optional>
 #include <thread>
 
+#include "Host.h"
 #include "vix/ElementPool.h"
 
 namespace vixgst {
@@ -27,8 +28,9 @@ class PoolRunner {
   /// Pushes a result downstream. Called with the stream lock, in order. Must not throw.
   using Finish = std::function<GstFlowReturn(vix::PoolFrame&)>;
 
-  PoolRunner(vix::ElementFactoryType type, vix::ElementPoolOptions options, GRecMutex& streamLock,
-             Finish finish);
+  /// @throws VIXError (NotFound) if there is no such element
+  PoolRunner(vix::ElementFactoryType type, Implementation implementation,
+             vix::ElementPoolOptions options, GRecMutex& streamLock, Finish finish);
   /// Drops all frames and ends the thread. The caller must not hold the stream lock.
   ~PoolRunner();
   PoolRunner(const PoolRunner&) = delete;

@@ -144,9 +144,9 @@ TEST(Decoder, FramesWithoutTimesGetThoseOfTheFrameRate) {
   for (unsigned i = 0; i < kFrames; ++i) ExpectDecoded(pictures[i], kSmall, i);
 }
 
-TEST(Decoder, CapsOf4444AreNotNegotiated) {
+TEST(Decoder, CapsOfAnUnknownVariantAreNotNegotiated) {
   Harness harness(kDecoder);
-  harness.SetInput(ProResCaps(kSmall, "4444"));
+  harness.SetInput(ProResCaps(kSmall, "raw"));
   EXPECT_EQ(harness.Push(MakeProResBuffer(kSmall, 0)), GST_FLOW_NOT_NEGOTIATED);
   EXPECT_FALSE(harness.TryPull());
 }

@@ -78,37 +78,38 @@ TEST(Description, DecoderRanksAboveThePrimaryOnes) {
             static_cast<guint>(GST_RANK_PRIMARY));
 }
 
-TEST(Description, BothElementsTakeTheFourVariantsAndNoOther) {
-  for (const char* const variant : {"proxy", "lt", "standard", "hq"}) {
+TEST(Description, BothElementsTakeTheSixVariantsAndNoOther) {
+  for (const char* const variant : {"proxy", "lt", "standard", "hq", "4444", "4444xq"}) {
     EXPECT_TRUE(Accepts(kDecoder, GST_PAD_SINK, ProResCaps(kSmall, variant))) << variant;
     EXPECT_TRUE(Accepts(kEncoder, GST_PAD_SRC, ProResCaps(kSmall, variant))) << variant;
   }
-  for (const char* const variant : {"4444", "4444xq", "raw"}) {
+  for (const char* const variant : {"422", "xq", "raw"}) {
     EXPECT_FALSE(Accepts(kDecoder, GST_PAD_SINK, ProResCaps(kSmall, variant))) << variant;
     EXPECT_FALSE(Accepts(kEncoder, GST_PAD_SRC, ProResCaps(kSmall, variant))) << variant;
   }
 }
 
-TEST(Description, BothElementsTakeTheTwoPackedFormatsAndNoOther) {
+TEST(Description, BothElementsTakeTheFourPackedFormatsAndNoOther) {
   const auto caps = [](const std::string& format) {
     return "video/x-raw,format=" + format +
            ",width=64,height=32,framerate=25/1,interlace-mode=progressive";
   };
-  for (const char* const format : {"UYVY", "v210"}) {
+  for (const char* const format : {"UYVY", "v210", "AYUV64", "ARGB64_BE"}) {
     EXPECT_TRUE(Accepts(kEncoder, GST_PAD_SINK, caps(format))) << format;
     EXPECT_TRUE(Accepts(kDecoder, GST_PAD_SRC, caps(format))) << format;
   }
-  for (const char* const format : {"YUY2", "I420", "I422_10LE", "Y444_10LE", "BGRA"}) {
+  for (const char* const format :
+       {"YUY2", "I420", "I422_10LE", "Y444_10LE", "BGRA", "AYUV", "ARGB64_LE"}) {
     EXPECT_FALSE(Accepts(kEncoder, GST_PAD_SINK, caps(format))) << format;
     EXPECT_FALSE(Accepts(kDecoder, GST_PAD_SRC, caps(format))) << format;
   }
 }
 
 TEST(Description, EveryPropertyHasADescription) {
-  for (const char* const name : {kEncoder, kDecoder}) {
+  for (const auto& [name, count] : {std::pair(kEncoder, 3U), std::pair(kDecoder, 2U)}) {
     const Harness harness(name);
     const auto properties = OwnProperties(harness.Element());
-    EXPECT_EQ(properties.size(), 2U) << name;
+    EXPECT_EQ(properties.size(), count) << name;
     for (const auto& [property, spec] : properties) {
       EXPECT_GT(std::string(g_param_spec_get_blurb(spec)).size(), 10U) << name << " " << property;
     }
@@ -118,8 +119,12 @@ TEST(Description, EveryPropertyHasADescription) {
 TEST(Description, EnumerationsHaveTheDocumentedValuesAndDefaults) {
   const Harness encoder(kEncoder);
   GParamSpec* const variant = OwnProperties(encoder.Element()).at("variant");
-  EXPECT_EQ(NicksOf(variant), (std::vector<std::string>{"auto", "proxy", "lt", "standard", "hq"}));
+  EXPECT_EQ(NicksOf(variant),
+            (std::vector<std::string>{"auto", "proxy", "lt", "standard", "hq", "4444", "4444xq"}));
   EXPECT_EQ(DefaultOf(variant), "auto");
+  GParamSpec* const alphaBits = OwnProperties(encoder.Element()).at("alpha-bits");
+  EXPECT_EQ(NicksOf(alphaBits), (std::vector<std::string>{"auto", "0", "8", "16"}));
+  EXPECT_EQ(DefaultOf(alphaBits), "auto");
   const Harness decoder(kDecoder);
   GParamSpec* const policy = OwnProperties(decoder.Element()).at("error-policy");
   EXPECT_EQ(NicksOf(policy), (std::vector<std::string>{"conceal", "skip", "stop"}));

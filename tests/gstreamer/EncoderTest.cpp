@@ -20,11 +20,6 @@ void ExpectEncoded(const BufferPointer& buffer, const Shape& shape, unsigned num
       << "frame " << number << " differs";
 }
 
-std::string FieldOf(const CapsPointer& caps, const char* field) {
-  const gchar* const text = gst_structure_get_string(gst_caps_get_structure(caps.get(), 0), field);
-  return text ? text : "";
-}
-
 struct Variant {
   const char* name;
   ProResCodecVariant value;

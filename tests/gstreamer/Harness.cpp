@@ -1,24 +1,16 @@
 // SPDX-License-Identifier: BSD-2-Clause
 #include "Harness.h"
 
-#include <gst/video/video.h>
 #include <gtest/gtest.h>
 
 #include <cstring>
+#include <map>
 #include <stdexcept>
 
 #include "Streams.h"
 
 namespace vix::test {
 namespace {
-
-const char* FormatName(FourCC fourcc) {
-  return fourcc == kFourCC_V210 ? "v210" : "UYVY";
-}
-
-GstVideoFormat FormatOf(FourCC fourcc) {
-  return fourcc == kFourCC_V210 ? GST_VIDEO_FORMAT_v210 : GST_VIDEO_FORMAT_UYVY;
-}
 
 std::string CapsOfShape(const Shape& shape) {
   std::string text = ",width=" + std::to_string(shape.width) +
@@ -52,12 +44,27 @@ CapsPointer CapsOf(const std::string& text) {
   return caps;
 }
 
+GstVideoFormat FormatOf(FourCC fourcc) {
+  static const std::map<FourCC, GstVideoFormat> kFormats{
+      {kFourCC_V210, GST_VIDEO_FORMAT_v210},
+      {kFourCC_UYVY, GST_VIDEO_FORMAT_UYVY},
+      {kFourCC_Y416, GST_VIDEO_FORMAT_AYUV64},
+      {kFourCC_b64A, GST_VIDEO_FORMAT_ARGB64_BE}};
+  return kFormats.at(fourcc);
+}
+
+std::string FieldOf(const CapsPointer& caps, const char* field) {
+  const gchar* const text = gst_structure_get_string(gst_caps_get_structure(caps.get(), 0), field);
+  return text ? text : "";
+}
+
 std::string RawCaps(const Shape& shape) {
-  return std::string("video/x-raw,format=") + FormatName(shape.fourcc) + CapsOfShape(shape);
+  return std::string("video/x-raw,format=") + gst_video_format_to_string(FormatOf(shape.fourcc)) +
+         CapsOfShape(shape);
 }
 
 std::string ProResCaps(const Shape& shape, const std::string& variant) {
-  return "video/x-prores,variant=" + variant + CapsOfShape(shape);
+  return "video/x-prores,variant=(string)" + variant + CapsOfShape(shape);
 }
 
 GstBuffer* MakeBuffer(const Bytes& bytes, unsigned number) {
@@ -69,7 +76,11 @@ GstBuffer* MakeRawBuffer(const Shape& shape, unsigned number) {
 }
 
 GstBuffer* MakePaddedBuffer(const Shape& shape, unsigned number, std::size_t padding) {
-  const Bytes picture = DrawPicture(shape, number);
+  return MakePaddedBuffer(shape, number, padding, DrawPicture(shape, number));
+}
+
+GstBuffer* MakePaddedBuffer(const Shape& shape, unsigned number, std::size_t padding,
+                            const Bytes& picture) {
   const std::size_t packed = picture.size() / shape.height;
   const std::size_t stride = packed + padding;
   Bytes padded(stride * shape.height, 0xA5);
@@ -181,6 +192,10 @@ CapsPointer Harness::OutputCaps() const {
   const CapsPointer caps = Own(gst_pad_get_current_caps(pad));
   gst_object_unref(pad);
   return caps;
+}
+
+CapsPointer Harness::InputCaps() const {
+  return Own(gst_pad_peer_query_caps(harness_->srcpad, nullptr));
 }
 
 std::shared_ptr<GstMessage> Harness::PopMessage(GstMessageType type) {

@@ -8,6 +8,7 @@
 
 #include <gst/check/gstharness.h>
 #include <gst/gst.h>
+#include <gst/video/video.h>
 
 #include <cstdint>
 #include <functional>
@@ -37,6 +38,9 @@ BufferPointer Own(GstBuffer* buffer);
 CapsPointer Own(GstCaps* caps);
 CapsPointer CapsOf(const std::string& text);
 
+/// Returns the format of a picture in the terms of GStreamer.
+GstVideoFormat FormatOf(FourCC fourcc);
+
 /// Returns the caps of raw frames, or of encoded frames of a variant ("hq").
 std::string RawCaps(const Shape& shape);
 std::string ProResCaps(const Shape& shape, const std::string& variant = "standard");
@@ -46,12 +50,17 @@ std::string ProResCaps(const Shape& shape, const std::string& variant = "standar
 GstBuffer* MakeRawBuffer(const Shape& shape, unsigned number);
 /// With `padding` bytes after each row, which the buffer's video meta describes.
 GstBuffer* MakePaddedBuffer(const Shape& shape, unsigned number, std::size_t padding);
+GstBuffer* MakePaddedBuffer(const Shape& shape, unsigned number, std::size_t padding,
+                            const Bytes& picture);
 GstBuffer* MakeProResBuffer(const Shape& shape, unsigned number,
                             ProResCodecVariant variant = ProResCodecVariant::Standard);
 GstBuffer* MakeBuffer(const Bytes& bytes, unsigned number);
 /// @}
 
 Bytes BytesOf(const BufferPointer& buffer);
+
+/// Returns the text of a field of caps; empty if it is not one string.
+std::string FieldOf(const CapsPointer& caps, const char* field);
 
 /// Returns an encoded frame without the four bytes of its header with aspect, rate and colour.
 Bytes WithoutLabels(Bytes frame);
@@ -90,6 +99,8 @@ class Harness {
 
   /// Caps of the outputs that were pulled last; null before the first.
   CapsPointer OutputCaps() const;
+  /// Returns the caps that the element accepts now.
+  CapsPointer InputCaps() const;
   /// Returns the next message of a type from the element; null if there is none now.
   std::shared_ptr<GstMessage> PopMessage(GstMessageType type);
   /// Returns the texts of all warnings or errors up to now.

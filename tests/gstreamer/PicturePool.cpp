@@ -56,7 +56,7 @@ PicturePool::PicturePool(Harness& harness, const Shape& shape, FourCC fourcc, st
   auto* const pool = static_cast<PaddedPool*>(g_object_new(PaddedPoolType(), nullptr));
   pool_ = &pool->base;
   gst_object_ref_sink(pool_);
-  pool->format = fourcc == kFourCC_V210 ? GST_VIDEO_FORMAT_v210 : GST_VIDEO_FORMAT_UYVY;
+  pool->format = FormatOf(fourcc);
   pool->shape = shape;
   GstVideoInfo info;
   gst_video_info_set_format(&info, pool->format, shape.width, shape.height);
