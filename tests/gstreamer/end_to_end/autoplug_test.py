@@ -1,6 +1,7 @@
 # SPDX-License-Identifier: BSD-2-Clause
 """What GStreamer chooses by itself: players take the decoder for the streams that it decodes, and no
 others. The documentation of the elements."""
+import itertools
 import unittest
 
 from pipelines import Frames, PipelineTest, run
@@ -31,14 +32,14 @@ class Autoplug(PipelineTest):
         result = run("gst-inspect-1.0", "vixproresenc")
         self.assertRegex(result.stdout, r"Rank +\S* *\(?(?:primary|[1-9])")
 
-    def test_4444_is_left_to_other_decoders(self):
-        for suffix in (".mov", ".mkv"):
-            with self.subTest(suffix=suffix):
-                path = self.path("4444" + suffix)
-                make_clip(path, "-c:v", "prores_ks", "-profile:v", "4444", pixels="yuv444p10le")
+    def test_decodebin_takes_the_decoder_for_4444(self):
+        for suffix, profile in itertools.product((".mov", ".mkv"), ("4444", "4444xq")):
+            with self.subTest(suffix=suffix, profile=profile):
+                path = self.path(profile + suffix)
+                make_clip(path, "-c:v", "prores_ks", "-profile:v", profile, pixels="yuva444p10le")
                 messages = self.launch(f"filesrc location={path} ! decodebin ! fakesink", "-v")
-                self.assertNotIn(DECODER, messages)
-                self.assertIn("avdec_prores", messages)
+                self.assertIn(DECODER, messages)
+                self.assertIn("format=(string)AYUV64", messages)
 
 
 class Documentation(unittest.TestCase):
