@@ -221,7 +221,8 @@ that use the codec library, host elements, or bring elements of their own."
 vix_describe_package(gstreamer1.0-vixprores libs
   "ProRes encoder and decoder for GStreamer"
   "Plugin with the elements vixproresenc and vixproresdec, which encode and
-decode ProRes 422 Proxy, LT, 422 and HQ in pipelines and players."
+decode ProRes 422 Proxy, LT, 422, HQ, 4444 and 4444 XQ in pipelines and
+players."
   ${VIX_DEBIAN_LIBRARIES})
 
 include(CPack)
