@@ -6,6 +6,7 @@
 #include <cstddef>
 #include <functional>
 #include <memory>
+#include <utility>
 
 #include "Host.h"
 #include "PoolRunner.h"
