@@ -15,8 +15,8 @@
 
 #include "Kernels.h"
 #include "bitstream/AlphaCodes.h"
+#include "bitstream/AlphaDecoder.h"
 #include "cpu/AlignedVector.h"
-#include "decode/AlphaDecoder.h"
 #include "encode/AlphaEncoder.h"
 #include "encode/CoefficientEncoder.h"
 #include "pixel/PixelFormat.h"

@@ -6,10 +6,10 @@
 
 #include "Ensure.h"
 #include "bitstream/AlphaCodes.h"
+#include "bitstream/AlphaDecoder.h"
 #include "bitstream/PictureGeometry.h"
 #include "bitstream/PictureHeader.h"
 #include "bitstream/SliceHeader.h"
-#include "decode/AlphaDecoder.h"
 #include "decode/Concealment.h"
 #include "pixel/ChromaFilter.h"
 #include "pixel/PixelFormat.h"

@@ -13,7 +13,7 @@
 #include "AlphaTest.h"
 #include "GuardedMemory.h"
 #include "ReferenceCodec.h"
-#include "decode/AlphaDecoder.h"
+#include "bitstream/AlphaDecoder.h"
 
 namespace prores {
 namespace {

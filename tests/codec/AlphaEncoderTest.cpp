@@ -11,7 +11,7 @@
 #include "GuardedMemory.h"
 #include "ReferenceCodec.h"
 #include "bitstream/AlphaCodes.h"
-#include "decode/AlphaDecoder.h"
+#include "bitstream/AlphaDecoder.h"
 #include "encode/AlphaEncoder.h"
 
 namespace prores {

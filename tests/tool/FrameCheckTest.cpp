@@ -38,7 +38,8 @@ StreamSpec FieldSpec() {
 
 // Returns streams of every kind that decoders accept.
 std::vector<StreamSpec> Specs() {
-  std::vector<StreamSpec> specs{PlainSpec(), FieldSpec(), PlainSpec(), FieldSpec(), PlainSpec()};
+  std::vector<StreamSpec> specs{PlainSpec(), FieldSpec(), PlainSpec(),
+                                FieldSpec(), PlainSpec(), PlainSpec()};
   specs[2].chroma444 = true;
   specs[2].alphaType = 2;
   specs[2].lumaMatrix.emplace().fill(9);
@@ -52,6 +53,7 @@ std::vector<StreamSpec> Specs() {
   specs[4].trailingZeroBytes = 2;
   specs[4].picturePaddingBytes = 5;
   specs[4].framePaddingBytes = 7;
+  specs[5].alphaType = 1;
   return specs;
 }
 
@@ -61,11 +63,14 @@ Stream Make(const StreamSpec& spec) {
   return stream;
 }
 
-// Returns the result of the codec library.
-std::int32_t Decode(const std::vector<std::uint8_t>& frame, std::uint32_t height) {
-  constexpr std::uint32_t kRowBytes = 256;
-  std::vector<std::uint8_t> pixels(kRowBytes * height);
-  PixelBufferRecord picture{pixels.data(), kRowBytes, kWPRPixelFormatV210, kWidth, height};
+// Returns the result of the codec library. Decodes the alpha of streams that have it.
+std::int32_t Decode(const std::vector<std::uint8_t>& frame, const StreamSpec& spec) {
+  const bool hasAlpha = spec.alphaType != 0;
+  const std::uint32_t rowBytes = hasAlpha ? 8 * kWidth : 256;
+  const auto height = static_cast<std::uint32_t>(spec.height);
+  std::vector<std::uint8_t> pixels(std::size_t{rowBytes} * height);
+  PixelBufferRecord picture{pixels.data(), rowBytes,
+                            hasAlpha ? kWPRPixelFormatY416 : kWPRPixelFormatV210, kWidth, height};
   const WPRDecoderHandle decoder = WPROpenDecoder(1, nullptr);
   const std::int32_t result =
       WPRDecodeFrame(decoder, frame.data(), static_cast<std::uint32_t>(frame.size()), &picture, 0);
@@ -91,7 +96,7 @@ TEST(FrameCheck, AgreesWithTheDecoderOnDamage) {
       if (bit / 8 >= 16 && bit / 8 < 20) continue;
       std::vector<std::uint8_t> bytes = stream.bytes;
       bytes[bit / 8] ^= static_cast<std::uint8_t>(0x80 >> bit % 8);
-      const std::int32_t result = Decode(bytes, static_cast<std::uint32_t>(spec.height));
+      const std::int32_t result = Decode(bytes, spec);
       const FrameCheck check = CheckFrame(bytes);
       if (result < 0) {
         ++refused;
@@ -124,6 +129,35 @@ TEST(FrameCheck, LocatesTheDamagedSlice) {
   EXPECT_EQ(check.slices[0].index, 1u);
   EXPECT_EQ(check.slices[0].offset, slice->offset);
   EXPECT_EQ(check.Describe(), "1 damaged slice");
+}
+
+TEST(FrameCheck, FindsAlphaThatEndsTooEarly) {
+  for (const int type : {1, 2}) {
+    StreamSpec spec = PlainSpec();
+    spec.chroma444 = true;
+    spec.alphaType = type;
+    const Stream stream = Make(spec);
+    const reference::SliceInfo& slice = stream.slices.at(1);
+    std::vector<std::uint8_t> bytes = stream.bytes;
+    EXPECT_EQ(CheckFrame(bytes).Describe(), "");
+    // Leave alpha its last byte only; Cr gets the others as padding, which is zeros.
+    const auto sizeAt = [&](std::size_t place) {
+      return bytes.at(slice.offset + place) << 8 | bytes.at(slice.offset + place + 1);
+    };
+    const std::size_t header = bytes.at(slice.offset) >> 3;
+    const std::size_t colours =
+        header + static_cast<std::size_t>(sizeAt(2) + sizeAt(4) + sizeAt(6));
+    ASSERT_LT(colours + 1, slice.bytes);
+    std::fill(bytes.begin() + static_cast<std::ptrdiff_t>(slice.offset + colours),
+              bytes.begin() + static_cast<std::ptrdiff_t>(slice.offset + slice.bytes), 0);
+    const auto crBytes = slice.bytes - 1 - (colours - static_cast<std::size_t>(sizeAt(6)));
+    bytes[slice.offset + 6] = static_cast<std::uint8_t>(crBytes >> 8);
+    bytes[slice.offset + 7] = static_cast<std::uint8_t>(crBytes & 0xFF);
+    const FrameCheck check = CheckFrame(bytes);
+    ASSERT_EQ(check.slices.size(), 1u) << check.Describe();
+    EXPECT_EQ(check.slices[0].offset, slice.offset);
+    EXPECT_EQ(Decode(bytes, spec), 1);
+  }
 }
 
 std::string Describe(std::vector<std::uint8_t> bytes, std::size_t place, std::uint8_t value) {

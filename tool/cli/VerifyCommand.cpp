@@ -69,12 +69,12 @@ Command DescribeVerify(VerifyOptions& options) {
   command.summary = "Check ProRes files for damage";
   command.description =
       "Reads every frame of each file, checks headers and sizes, and decodes every slice down to "
-      "its "
-      "coefficients. Reports each damaged frame with its number, its timecode, its place in the "
+      "its coefficients and its alpha. Reports each damaged frame with its number, its timecode, "
+      "its place in the "
       "file, and the fault. Continues with the next file when one cannot be read.\n\n"
       "A .mov written by this program holds a checksum of every frame, which reveals any change, "
       "and a tag for every packet, which reveals losses of the index. In other files, damage that "
-      "yields other valid codewords, and damage of an alpha channel, cannot be found.";
+      "yields other valid codewords cannot be found.";
   command.usages = {"[OPTION]... FILE..."};
   command.arguments = {{"FILE", "container with a ProRes track; - for standard input"}};
   command.takeArguments = [&options](const std::vector<std::string>& words) {

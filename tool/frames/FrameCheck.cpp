@@ -6,6 +6,7 @@
 #include <iterator>
 
 #include "base/Text.h"
+#include "bitstream/AlphaDecoder.h"
 #include "bitstream/BlockOrder.h"
 #include "bitstream/CoefficientDecoder.h"
 #include "frames/FrameStructure.h"
@@ -25,13 +26,24 @@ std::size_t EndOf(const PictureStructure& picture) {
   return picture.offset + picture.header.pictureBytes;
 }
 
-bool HasIntactCodewords(const SliceStructure& slice, prores::ChromaFormat chroma) {
+// Returns true for no bytes, too: decoders then make the slice opaque.
+bool IsIntactAlpha(Bytes data, prores::AlphaType type, std::uint32_t macroblocks) {
+  constexpr std::size_t kMostSamples =
+      std::size_t{prores::kMaxSliceWidth} * prores::kMacroblockSize * prores::kMacroblockSize;
+  thread_local std::array<std::uint16_t, kMostSamples> samples;
+  if (type == prores::AlphaType::kNone || data.empty()) return true;
+  const std::size_t count =
+      std::size_t{macroblocks} * prores::kMacroblockSize * prores::kMacroblockSize;
+  return prores::DecodeAlpha(data, type, std::span(samples).first(count));
+}
+
+bool HasIntactCodewords(const SliceStructure& slice, const prores::FrameHeader& header) {
   // All zero between calls.
   thread_local std::array<std::int16_t, prores::kMaxSliceBlocks * prores::kBlockSamples> values{};
   Bytes data = slice.bytes.subspan(slice.header.headerBytes);
   for (unsigned component = 0; component < prores::kComponents; ++component) {
     const std::uint32_t blocks =
-        prores::BlocksPerMacroblock(chroma, component) * slice.span.macroblocks;
+        prores::BlocksPerMacroblock(header.chromaFormat, component) * slice.span.macroblocks;
     const std::size_t bytes = slice.header.componentBytes[component];
     if (bytes == 0) return false;  // avoids decoding a frame of millions of empty slices
     const auto positions = prores::DecodeCoefficients(data.first(bytes), blocks, values.data());
@@ -39,7 +51,7 @@ bool HasIntactCodewords(const SliceStructure& slice, prores::ChromaFormat chroma
     if (positions == 0) return false;
     data = data.subspan(bytes);
   }
-  return true;
+  return IsIntactAlpha(data, header.alphaType, slice.span.macroblocks);
 }
 
 // Decoders ignore rows outside the picture.
@@ -52,7 +64,7 @@ void CheckSlices(const FrameStructure& frame, unsigned index, FrameCheck& check)
   std::size_t strayQuantisers = 0;
   for (const SliceStructure& slice : picture.slices) {
     if (!IsDecoded(picture, slice)) continue;
-    if (!slice.intact || !HasIntactCodewords(slice, frame.header.chromaFormat)) {
+    if (!slice.intact || !HasIntactCodewords(slice, frame.header)) {
       check.slices.push_back({index, slice.row, slice.index, slice.offset, slice.span});
     } else if (slice.header.quantizationIndex < prores::kMinQuantizationIndex ||
                slice.header.quantizationIndex > prores::kMaxQuantizationIndex) {

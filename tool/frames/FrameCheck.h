@@ -17,7 +17,7 @@
 
 namespace vixprores {
 
-/// A slice whose header or codewords do not fit its bytes; decoders conceal it.
+/// A slice whose header, codewords or alpha do not fit its bytes; decoders conceal it.
 struct DamagedSlice {
   unsigned picture = 0;      ///< 0, or 1 = the second field
   std::uint32_t row = 0;     ///< macroblock row in its picture
@@ -30,7 +30,7 @@ struct DamagedSlice {
 struct FrameCheck {
   /// Each continues "frame N: ". Callers add faults known from elsewhere, such as a wrong checksum.
   std::vector<std::string> faults;
-  /// The slices that the codec library conceals, if it decodes the frame at all.
+  /// The slices that the codec library conceals, if it decodes the frame at all, with its alpha.
   std::vector<DamagedSlice> slices;
 
   bool IsIntact() const { return faults.empty() && slices.empty(); }
@@ -40,7 +40,8 @@ struct FrameCheck {
   std::string Describe() const;
 };
 
-/// Checks headers, sizes and slices, and decodes every codeword. Accepts any bytes, on any thread.
+/// Checks headers, sizes and slices, and decodes every codeword and the alpha. Accepts any bytes,
+/// on any thread.
 /// @param header from ParseHeader()
 FrameCheck CheckFrame(std::span<const std::uint8_t> frame,
                       const std::optional<ParsedHeader>& header);

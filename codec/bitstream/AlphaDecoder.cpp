@@ -1,5 +1,5 @@
 // SPDX-License-Identifier: BSD-2-Clause
-#include "decode/AlphaDecoder.h"
+#include "bitstream/AlphaDecoder.h"
 
 #include <algorithm>
 #include <cstddef>

@@ -1,6 +1,6 @@
 // SPDX-License-Identifier: BSD-2-Clause
-#ifndef CODEC_DECODE_ALPHADECODER_H
-#define CODEC_DECODE_ALPHADECODER_H
+#ifndef CODEC_BITSTREAM_ALPHADECODER_H
+#define CODEC_BITSTREAM_ALPHADECODER_H
 
 #include <cstdint>
 #include <span>
@@ -20,4 +20,4 @@ namespace prores {
 
 }  // namespace prores
 
-#endif  // CODEC_DECODE_ALPHADECODER_H
+#endif  // CODEC_BITSTREAM_ALPHADECODER_H
