@@ -79,6 +79,12 @@ double StreamStatistics::MegabitsPerSecond() const {
   return 8 * bytes.GetMean() * format.rate.numerator / format.rate.denominator / 1e6;
 }
 
+std::optional<double> StreamStatistics::AlphaShare() const {
+  const bool hasAlpha = header && header->alphaType != prores::AlphaType::kNone;
+  if (!hasAlpha || bytes.GetCount() == 0) return std::nullopt;
+  return alphaBytes.GetMean() / bytes.GetMean();
+}
+
 void AddMissing(StreamStatistics& stream, const FrameFailure& failure) {
   FrameStatistics missing;
   missing.number = failure.GetFrame();
@@ -105,6 +111,7 @@ void AddFrame(StreamStatistics& stream, const FrameStructure& frame, FrameStatis
     }
   }
   stream.bytes.Add(static_cast<double>(statistics.bytes));
+  stream.alphaBytes.Add(static_cast<double>(statistics.alphaBytes));
   if (statistics.quantisers.GetCount() > 0) {
     stream.quantisers.Merge(statistics.quantisers);
     stream.meanQuantisers.Add(statistics.quantisers.GetMean());

@@ -112,6 +112,7 @@ struct StreamStatistics {
   std::optional<std::int64_t> firstUnlisted;  ///< first frame with too many slices to list them
   std::vector<HeaderChange> changes;
   Spread bytes;             ///< of the frames
+  Spread alphaBytes;        ///< of the frames
   Spread quantisers;        ///< of all their slices
   Spread meanQuantisers;    ///< of the frames
   std::int64_t faulty = 0;  ///< frames with a fault, missing ones included
@@ -119,6 +120,8 @@ struct StreamStatistics {
   std::string failure;      ///< why reading ended early; empty = it did not
 
   double MegabitsPerSecond() const;
+  /// Returns the part of the bytes that alpha takes; nullopt = there is no alpha.
+  std::optional<double> AlphaShare() const;
   /// Returns the duration in seconds; nullopt = unknown.
   std::optional<double> Seconds() const;
 };

@@ -61,6 +61,7 @@ JsonValue FormatJson(const StreamStatistics& stream) {
   json["contentLight"] = DescriptionJson(format.contentLight);
   if (stream.header) {
     json["chromaFormat"] = ChromaFormatName(*stream.header);
+    json["bits"] = CodedBits(*stream.header);
     json["alpha"] = AlphaName(*stream.header);
     json["encoderIdentifier"] = EncoderIdentifier(*stream.header);
     json["bitstreamVersion"] = stream.header->version;
@@ -101,6 +102,7 @@ JsonValue SizeJson(const StreamStatistics& stream) {
                     {"meanBytes", stream.bytes.GetMean()},
                     {"maxBytes", static_cast<std::int64_t>(stream.bytes.GetMax())},
                     {"targetBytes", OrNull(stream.targetBytes)}};
+  if (const auto share = stream.AlphaShare()) json["alphaShare"] = *share;
   json["meanShareOfTarget"] =
       stream.targetBytes ? JsonValue(stream.bytes.GetMean() / *stream.targetBytes) : JsonValue();
   return json;
@@ -151,6 +153,10 @@ std::string FourCharacters(vix::FourCC code) {
 
 const char* ChromaFormatName(const prores::FrameHeader& header) {
   return header.chromaFormat == prores::ChromaFormat::k444 ? "4:4:4" : "4:2:2";
+}
+
+int CodedBits(const prores::FrameHeader& header) {
+  return header.chromaFormat == prores::ChromaFormat::k444 ? 12 : 10;
 }
 
 const char* AlphaName(const prores::FrameHeader& header) {

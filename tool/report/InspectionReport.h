@@ -14,20 +14,20 @@ void WriteInspectionText(const StreamStatistics& stream, const TextSink& write);
 
 /// Writes the report as one JSON object with a newline. Unknown values are null. Its keys:
 /// "command", "status" ("done", "faults" or "failed"), "message" (of a failure), "input",
-/// "format" (of the stream: code, name, width, height, rate, fieldOrder, chromaFormat, alpha,
+/// "format" (of the stream: code, name, width, height, rate, fieldOrder, chromaFormat, bits, alpha,
 /// encoderIdentifier, bitstreamVersion, timecode, colour, sampleAspect, masteringDisplay,
 /// contentLight), "seconds", "files" (of an image sequence:
 /// first, last, missing: numbers), "soundTracks" (track, codec, sampleRate, channels, layout, bits,
 /// seconds, language, title), "metadata" (texts of the file), "properties" (container against frame
 /// header: property, container, header, state), "framesInFile", "framesInspected", "faultyFrames",
-/// "size" (minBytes, meanBytes, maxBytes, targetBytes, meanShareOfTarget), "megabitsPerSecond",
-/// "quantiser" (min, mean, max, lowestFrameMean, highestFrameMean), "log2SliceWidth", "matrices"
-/// (luma and chroma: flat, weights), "changes" (property, frame, from, to), and "frames": frame,
-/// count (number of frames from that one on that share a fault), timecode, fault; for frames that
-/// could be read also offset, bytes, bits, shareOfTarget, slices, quantiser (min, mean, max),
-/// componentBytes (y, cb, cr, alpha) and, with --slices, "sliceList" (picture, row, index,
-/// firstMacroblock, macroblocks, offset, bytes, quantiser, y, cb, cr; the last four are null for a
-/// damaged slice).
+/// "size" (minBytes, meanBytes, maxBytes, targetBytes, meanShareOfTarget; of a stream with alpha
+/// also alphaShare: its part of the bytes), "megabitsPerSecond", "quantiser" (min, mean, max,
+/// lowestFrameMean, highestFrameMean), "log2SliceWidth", "matrices" (luma and chroma: flat,
+/// weights), "changes" (property, frame, from, to), and "frames": frame, count (number of frames
+/// from that one on that share a fault), timecode, fault; for frames that could be read also
+/// offset, bytes, bits, shareOfTarget, slices, quantiser (min, mean, max), componentBytes (y, cb,
+/// cr, alpha) and, with --slices, "sliceList" (picture, row, index, firstMacroblock, macroblocks,
+/// offset, bytes, quantiser, y, cb, cr; the last four are null for a damaged slice).
 void WriteInspectionJson(const StreamStatistics& stream, const TextSink& write);
 
 /// Returns all members of the JSON report but "frames".
@@ -39,6 +39,8 @@ JsonValue FrameJson(const StreamStatistics& stream, const FrameStatistics& frame
 std::string FourCharacters(vix::FourCC code);
 /// Returns "4:2:2" or "4:4:4".
 const char* ChromaFormatName(const prores::FrameHeader& header);
+/// Returns the bits of the samples that encoders of that chroma format take: 10 or 12.
+int CodedBits(const prores::FrameHeader& header);
 /// Returns "none", "8 bits" or "16 bits".
 const char* AlphaName(const prores::FrameHeader& header);
 /// Returns text like "vix1", with '?' for unprintable characters.

@@ -21,7 +21,9 @@ std::string StreamText(const StreamStatistics& stream) {
           ", " + RateText(format.rate);
   if (!stream.header) return text;
   const std::string alpha = AlphaName(*stream.header);
-  return text + ", " + ChromaFormatName(*stream.header) + ", " +
+  const int bits = CodedBits(*stream.header);
+  return text + ", " + ChromaFormatName(*stream.header) +
+         (bits > 10 ? " in " + std::to_string(bits) + " bits" : "") + ", " +
          (alpha == "none" ? "no alpha" : "alpha of " + alpha);
 }
 
@@ -112,6 +114,9 @@ std::string SummaryText(const StreamStatistics& stream) {
     table.Add({"size of a frame", SizeText(stream)});
     table.Add({"bits of a frame", SpreadText(stream.bytes, 0, 8)});
     table.Add({"data rate", Fixed(stream.MegabitsPerSecond(), 1) + " Mb/s"});
+    if (const auto share = stream.AlphaShare()) {
+      table.Add({"alpha", Percentage(*share, 1) + " of the bytes"});
+    }
   }
   if (stream.quantisers.GetCount() > 0) {
     table.Add({"quantiser", SpreadText(stream.quantisers, 2) + "; means of frames " +

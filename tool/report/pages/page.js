@@ -75,12 +75,13 @@ function folded(summary, makeTable) {
 /** Headings with their contents, or nothing if there are none. */
 const section = (text, ...contents) => contents.length > 0 ? [heading(text), ...contents] : [];
 
-/** "ProRes 422 HQ (apch), 1920x1080, progressive, 25 fps, 4:2:2, no alpha" */
+/** "ProRes 4444 (ap4h), 1920x1080, progressive, 25 fps, 4:4:4 in 12 bits, no alpha" */
 function describeStream({ format }) {
   const code = format.code ? ` (${format.code})` : "";
   const alpha = format.alpha === "none" ? "no alpha" : `alpha of ${format.alpha}`;
+  const depth = format.bits > 10 ? ` in ${format.bits} bits` : "";
   return `${format.name}${code}, ${format.width}x${format.height}, ${format.fieldOrder}, ` +
-    `${format.rate} fps` + (format.chromaFormat ? `, ${format.chromaFormat}, ${alpha}` : "");
+    `${format.rate} fps` + (format.chromaFormat ? `, ${format.chromaFormat}${depth}, ${alpha}` : "");
 }
 
 function propertiesTable(properties) {
