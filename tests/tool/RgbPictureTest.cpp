@@ -2,6 +2,7 @@
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
+#include <array>
 #include <vector>
 
 #include "base/Errors.h"
@@ -129,6 +130,65 @@ TEST(RgbPicture, ConvertsOddWidthsOfBothFormats) {
     EXPECT_THAT(ToRgb(format, packed, {7, 3}).pixels, testing::Each(255));
     EXPECT_THAT(ToRgb(format, packed, {3, 2}).pixels, testing::Each(255));
   }
+}
+
+// Makes a "Y416" picture of one pixel value.
+std::vector<std::uint8_t> FlatDeep(const StreamFormat& format,
+                                   const std::array<std::uint16_t, 4>& pixel) {
+  std::vector<std::uint8_t> packed;
+  for (std::uint32_t i = 0; i < format.width * format.height; ++i) {
+    for (const std::uint16_t sample : pixel) {
+      packed.push_back(static_cast<std::uint8_t>(sample & 0xFF));
+      packed.push_back(static_cast<std::uint8_t>(sample >> 8));
+    }
+  }
+  return packed;
+}
+
+StreamFormat DeepFormat(std::uint32_t width, std::uint32_t height) {
+  StreamFormat format = Format(width, height);
+  format.code = vix::kFourCC_Y416;
+  format.is444 = true;
+  format.alphaBits = 16;
+  return format;
+}
+
+TEST(RgbPicture, LaysTransparentPixelsOverACheckerboard) {
+  for (const ColourRange range : {ColourRange::Limited, ColourRange::Full}) {
+    StreamFormat format = DeepFormat(33, 18);
+    format.colour.range = range;
+    const RgbPicture picture = ToRgb(format, FlatDeep(format, {0, 0x1234, 0, 0}), {33, 18});
+    for (std::uint32_t y = 0; y < 18; ++y) {
+      for (std::uint32_t x = 0; x < 33; ++x) {
+        const int grey = (x / 16 + y / 16) % 2 == 0 ? 245 : 220;
+        for (int i = 0; i < 3; ++i) ASSERT_NEAR(picture.At(x, y)[i], grey, 1) << x << " " << y;
+      }
+    }
+  }
+}
+
+TEST(RgbPicture, KeepsTheSizeOfTheSquaresWhenItScales) {
+  const StreamFormat format = DeepFormat(256, 128);
+  const RgbPicture picture = ToRgb(format, FlatDeep(format, {0, 0, 0, 0}), {64, 32});
+  EXPECT_NEAR(picture.At(8, 8)[0], 245, 1);
+  EXPECT_NEAR(picture.At(24, 8)[0], 220, 1);
+  EXPECT_NEAR(picture.At(24, 24)[0], 245, 1);
+}
+
+TEST(RgbPicture, MixesColoursWithTheBoardByTheirAlpha) {
+  const StreamFormat format = DeepFormat(16, 16);
+  const RgbPicture half = ToRgb(format, FlatDeep(format, {0x8000, 0x1000, 0x8000, 0x8000}), {4, 4});
+  EXPECT_NEAR(half.At(1, 1)[0], 123, 1);
+  const RgbPicture white =
+      ToRgb(format, FlatDeep(format, {0xFFFF, 0xEB00, 0x8000, 0x8000}), {4, 4});
+  EXPECT_THAT(white.pixels, testing::Each(255));
+}
+
+TEST(RgbPicture, IgnoresAlphaThatDoesNotCount) {
+  StreamFormat format = DeepFormat(4, 4);
+  format.alphaBits = 0;
+  EXPECT_THAT(ToRgb(format, FlatDeep(format, {0, 0x1000, 0x8000, 0x8000}), {4, 4}).pixels,
+              testing::Each(0));
 }
 
 TEST(RgbPicture, RejectsASizeThatCannotBeConverted) {

@@ -4,7 +4,9 @@
 #include <png.h>
 
 #include <algorithm>
+#include <array>
 #include <cmath>
+#include <cstring>
 #include <new>
 #include <string>
 #include <zimg++.hpp>
@@ -17,6 +19,7 @@ namespace vixprores {
 namespace {
 
 constexpr std::size_t kPlanes = RowRing::kPlanes;
+constexpr unsigned kY416Bits = 16;
 
 // Returns the matrix of the stream; if it is unspecified, BT.709 from 720 lines on and BT.601
 // below.
@@ -38,12 +41,14 @@ zimg_matrix_coefficients_e MatrixOf(const StreamFormat& format) {
 
 zimgxx::zimage_format DescribeSource(const StreamFormat& format) {
   zimgxx::zimage_format source;
-  source.width = (format.width + 1) / 2 * 2;  // 4:2:2 pictures have an even width
+  const bool isDeep = IsOf4444(format.code);
+  // 4:2:2 pictures have an even width.
+  source.width = isDeep ? format.width : (format.width + 1) / 2 * 2;
   source.active_region.width = format.width;
   source.height = format.height;
-  source.depth = SampleBits(format);
+  source.depth = isDeep ? kY416Bits : SampleBits(format);
   source.pixel_type = source.depth > 8 ? ZIMG_PIXEL_WORD : ZIMG_PIXEL_BYTE;
-  source.subsample_w = 1;
+  source.subsample_w = isDeep ? 0 : 1;
   source.color_family = ZIMG_COLOR_YUV;
   source.matrix_coefficients = MatrixOf(format);
   source.pixel_range =
@@ -73,15 +78,69 @@ zimgxx::zfilter_graph_builder_params DescribeFilter() {
   return filter;
 }
 
+// The greys, in 16 bits, behind transparent pixels: 220 and 245 of 8 bits of RGB.
+class Checkerboard {
+ public:
+  // @param picture size of the pixels that At() counts
+  // @param shown   size that the squares have their width in
+  Checkerboard(RgbSize picture, RgbSize shown, bool isFullRange)
+      : picture_(picture), shown_(shown), isFullRange_(isFullRange) {}
+
+  std::uint16_t At(std::uint32_t x, std::uint32_t y) const {
+    const std::uint64_t column = std::uint64_t{x} * shown_.width / picture_.width / kSquare;
+    const std::uint64_t row = std::uint64_t{y} * shown_.height / picture_.height / kSquare;
+    const std::uint32_t grey = (column + row) % 2 == 0 ? kLight : kDark;
+    const std::uint32_t code = isFullRange_ ? grey << 8 : (16 << 8) + (grey << 8) * 219 / 255;
+    return static_cast<std::uint16_t>(code);
+  }
+
+ private:
+  static constexpr std::uint32_t kSquare = 16;  // pixels
+  static constexpr std::uint32_t kLight = 245;
+  static constexpr std::uint32_t kDark = 220;
+
+  RgbSize picture_;
+  RgbSize shown_;
+  bool isFullRange_;
+};
+
+// Unpacks a row of "Y416". Lays pixels with alpha over the board.
+void UnpackDeepRow(const StreamFormat& format, std::span<const std::uint8_t> packed,
+                   std::uint32_t row, const Checkerboard& board,
+                   const std::array<std::uint16_t*, kPlanes>& samples) {
+  constexpr std::uint64_t kWhole = 0xFFFF;
+  constexpr std::uint16_t kNeutral = 0x8000;
+  using Pixel = std::array<std::uint16_t, 1 + kPlanes>;  // alpha, Y, Cb, Cr
+  for (std::uint32_t x = 0; x < format.width; ++x) {
+    Pixel pixel{};
+    std::memcpy(pixel.data(), packed.data() + (std::size_t{row} * format.width + x) * sizeof pixel,
+                sizeof pixel);
+    const std::uint64_t alpha = format.HasAlpha() ? pixel[0] : kWhole;
+    for (std::size_t plane = 0; plane < kPlanes; ++plane) {
+      const std::uint64_t behind = alpha == kWhole ? 0 : (plane == 0 ? board.At(x, row) : kNeutral);
+      const std::uint64_t sum = pixel[1 + plane] * alpha + behind * (kWhole - alpha);
+      samples[plane][x] = static_cast<std::uint16_t>((sum + kWhole / 2) / kWhole);
+    }
+  }
+}
+
 // The packed picture that zimg reads row by row.
 struct PackedRows {
   const StreamFormat& format;
   std::span<const std::uint8_t> packed;
   const RowRing& ring;
+  Checkerboard board;
 
   static int Read(void* user, unsigned row, unsigned /*left*/, unsigned /*right*/) {
-    const auto& [format, packed, ring] = *static_cast<const PackedRows*>(user);
+    const auto& [format, packed, ring, board] = *static_cast<const PackedRows*>(user);
     std::uint8_t* const luma = ring.Row(0, row);
+    if (IsOf4444(format.code)) {
+      const auto samples = [&ring = ring, row](unsigned plane) {
+        return reinterpret_cast<std::uint16_t*>(ring.Row(plane, row));
+      };
+      UnpackDeepRow(format, packed, row, board, {samples(0), samples(1), samples(2)});
+      return 0;
+    }
     UnpackRow(format, packed, row, {luma, ring.Row(1, row), ring.Row(2, row)});
     if (format.width % 2 == 1) {
       const std::size_t sampleBytes = SampleBits(format) > 8 ? 2 : 1;
@@ -140,7 +199,9 @@ RgbPicture ToRgb(const StreamFormat& format, std::span<const std::uint8_t> packe
     const RowRing written(target.width, graph.get_output_buffering(), target.height);
     std::vector<AlignedBytes> scratch = AllocateAligned(graph.get_tmp_size());
     RgbPicture picture(size.width, size.height);
-    PackedRows input{format, packed, read};
+    const Checkerboard board({format.width, format.height}, size,
+                             source.pixel_range == ZIMG_RANGE_FULL);
+    PackedRows input{format, packed, read, board};
     RgbRows output{picture, written};
     graph.process(read.Get().as_const(), written.Get(), scratch.data(), PackedRows::Read, &input,
                   RgbRows::Write, &output);

@@ -48,7 +48,8 @@ Rational ShownAspect(const StreamFormat& format);
 /// ShownAspect(). Reduces both if the width exceeds `widest` (none = no limit).
 RgbSize DisplaySize(const StreamFormat& format, std::optional<std::uint32_t> widest);
 
-/// Converts a packed picture to RGB of that size. Applies the matrix of the stream (unspecified =
+/// Converts a packed picture, 4:2:2 or "Y416", to RGB of that size. A picture with alpha lies over
+/// a checkerboard of two light greys. Applies the matrix of the stream (unspecified =
 /// BT.709 from 720 lines on, BT.601 below) and its range (unknown = limited); keeps transfer and
 /// primaries, those of HDR too.
 RgbPicture ToRgb(const StreamFormat& format, std::span<const std::uint8_t> packed, RgbSize size);
