@@ -49,10 +49,10 @@ struct SmallFrame {
   SmallPicture picture;
 };
 
-std::vector<SmallPicture> ReadSmallPictures(std::unique_ptr<FrameReader> reader, std::int64_t first,
-                                            int threads) {
+std::vector<SmallPicture> ReadSmallPictures(std::unique_ptr<FrameReader> reader, bool isDeep,
+                                            std::int64_t first, int threads) {
   const ThreadShares shares = ShareThreads(threads, kFrames);
-  PictureSource source(std::move(reader), shares);
+  PictureSource source(std::move(reader), shares, isDeep);
   RangeReader frames(source.GetReader(), FrameRange{first});
   std::vector<SmallPicture> pictures;
   std::int64_t read = 0;
@@ -93,8 +93,10 @@ std::optional<std::int64_t> FindOffset(const std::vector<SmallPicture>& referenc
 std::optional<std::int64_t> FindOffset(const ComparedInputs& inputs, std::int64_t first,
                                        int threads) {
   ComparedReaders readers = OpenBoth(inputs);
-  return FindOffset(ReadSmallPictures(std::move(readers.reference), first, threads),
-                    ReadSmallPictures(std::move(readers.distorted), first, threads));
+  const auto read = [&](std::unique_ptr<FrameReader> reader) {
+    return ReadSmallPictures(std::move(reader), readers.isDeep, first, threads);
+  };
+  return FindOffset(read(std::move(readers.reference)), read(std::move(readers.distorted)));
 }
 
 }  // namespace vixprores

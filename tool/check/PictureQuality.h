@@ -5,6 +5,7 @@
 #include <array>
 #include <cstddef>
 #include <cstdint>
+#include <utility>
 
 #include "format/PlanarPicture.h"
 
@@ -23,20 +24,49 @@ struct PlaneQuality {
 /// many bits. Infinity if there is no error.
 double ToPsnr(double meanSquaredError, unsigned bits);
 
-/// Quality of one frame.
-struct FrameQuality {
-  static constexpr std::size_t kAll = SamplePicture::kPlanes;  ///< index of all samples together
+/// Depth of the samples of two pictures that are compared.
+struct ComparedDepth {
+  static constexpr unsigned kAlphaBits = 16;
 
-  std::array<PlaneQuality, SamplePicture::kPlanes + 1> parts;  ///< Y, Cb, Cr, all samples together
+  unsigned colours = 8;   ///< bits of Y, Cb and Cr: 8, 10 or 12
+  bool hasAlpha = false;  ///< alpha is compared, too
 
-  bool IsIdentical() const { return parts[kAll].squaredError == 0; }
+  /// Returns the bits of a part of FrameQuality.
+  unsigned BitsOf(std::size_t part) const;
+  /// Returns the number of parts of FrameQuality that are compared.
+  std::size_t CountParts() const;
 };
 
-/// Compares pictures of the same size, both of `bits` bits. The structural similarity is the mean
+/// Quality of one frame.
+struct FrameQuality {
+  static constexpr std::size_t kAll = SamplePicture::kPlanes;  ///< index of Y, Cb, Cr together
+  static constexpr std::size_t kAlpha = kAll + 1;
+  static constexpr std::size_t kParts = kAlpha + 1;
+
+  /// Y, Cb, Cr, all samples of these together, and alpha, which has no samples if it is not
+  /// compared.
+  std::array<PlaneQuality, kParts> parts;
+
+  bool IsIdentical() const { return SortingError() == std::pair(0.0, 0.0); }
+  /// Returns what is larger for a worse frame: the squared errors of the colours, then of alpha.
+  std::pair<double, double> SortingError() const {
+    return {parts[kAll].squaredError, parts[kAlpha].squaredError};
+  }
+};
+
+inline unsigned ComparedDepth::BitsOf(std::size_t part) const {
+  return part == FrameQuality::kAlpha ? kAlphaBits : colours;
+}
+
+inline std::size_t ComparedDepth::CountParts() const {
+  return hasAlpha ? FrameQuality::kParts : FrameQuality::kAlpha;
+}
+
+/// Compares pictures of the same size and depth. The structural similarity is the mean
 /// over windows of 8x8 samples, 4 apart, with the constants 0.01 and 0.03 (Wang et al. 2004, equal
 /// weights, sample variances). A plane with a side below 8 samples is one window.
 FrameQuality MeasureQuality(const SamplePicture& reference, const SamplePicture& distorted,
-                            unsigned bits);
+                            const ComparedDepth& depth);
 
 }  // namespace vixprores
 

@@ -4,6 +4,7 @@
 #include <algorithm>
 #include <array>
 #include <exception>
+#include <functional>
 #include <map>
 #include <mutex>
 #include <utility>
@@ -14,6 +15,9 @@
 #include "base/Interrupt.h"
 #include "base/Text.h"
 #include "check/PictureQuality.h"
+#include "format/DeepPicture.h"
+#include "media/decode/PictureRows.h"
+#include "media/raw/WidenedReader.h"
 #include "run/OpenInput.h"
 #include "run/OrderedRun.h"
 #include "vix/Error.h"
@@ -75,7 +79,7 @@ void PartQuality::Add(const PlaneQuality& part, unsigned bits) {
 
 bool Comparison::IsUnrelated() const {
   constexpr double kLeastPsnr = 30;  // dB; above that of any useful encoding of other pictures
-  return identical == 0 && parts.back().PsnrOfMeanError() < kLeastPsnr;
+  return identical == 0 && parts[FrameQuality::kAll].PsnrOfMeanError() < kLeastPsnr;
 }
 
 std::vector<std::size_t> Comparison::FindWorst(std::size_t most) const {
@@ -83,17 +87,21 @@ std::vector<std::size_t> Comparison::FindWorst(std::size_t most) const {
   for (std::size_t i = 0; i < frames.size(); ++i) {
     if (!frames[i].quality.IsIdentical()) worst.push_back(i);
   }
-  const auto error = [this](std::size_t i) {
-    return -frames[i].quality.parts[FrameQuality::kAll].squaredError;
-  };
-  std::ranges::stable_sort(worst, {}, error);
+  const auto error = [this](std::size_t i) { return frames[i].quality.SortingError(); };
+  std::ranges::stable_sort(worst, std::ranges::greater(), error);
   worst.resize(std::min(worst.size(), most));
   return worst;
 }
 
+const ComparedVideo* Comparison::FindAlphaLeftOut() const {
+  if (depth.hasAlpha) return nullptr;
+  if (reference.picture.HasAlpha()) return &reference;
+  return distorted.picture.HasAlpha() ? &distorted : nullptr;
+}
+
 void AddFrame(Comparison& comparison, const ComparedFrame& frame) {
-  for (std::size_t i = 0; i < comparison.parts.size(); ++i) {
-    comparison.parts[i].Add(frame.quality.parts[i], comparison.bits);
+  for (std::size_t i = 0; i < comparison.depth.CountParts(); ++i) {
+    comparison.parts[i].Add(frame.quality.parts[i], comparison.depth.BitsOf(i));
   }
   if (frame.quality.IsIdentical()) ++comparison.identical;
   comparison.frames.push_back(frame);
@@ -107,22 +115,52 @@ struct VideoComparison::Pair {
   std::optional<DamagedPicture> distortedDamage;
 };
 
-ComparedReaders OpenBoth(const ComparedInputs& inputs) {
-  SequenceReading images = inputs.images;
-  images.needsRate = false;
-  // A video states its matrix, which images are then converted with.
-  const auto openSecond = [&images](const FrameReader& first, const std::string& path) {
-    if (images.matrix == 2) images.matrix = first.GetFormat().colour.matrix;
-    return OpenPictures(path, images);
-  };
-  ComparedReaders readers;
-  if (FindImages(inputs.reference)) {
-    readers.distorted = OpenPictures(inputs.distorted, images);
-    readers.reference = openSecond(*readers.distorted, inputs.reference);
-  } else {
-    readers.reference = OpenPictures(inputs.reference, images);
-    readers.distorted = openSecond(*readers.reference, inputs.distorted);
+namespace {
+
+// Returns true if 4:2:2 in 10 bits is not all that a video has.
+bool IsFiner(const FrameReader& reader, const std::string& path) {
+  const StreamFormat& format = reader.GetFormat();
+  if (!format.IsRaw()) return format.is444 || format.HasAlpha();
+  return !reader.GetDescription().finer.empty() && IsReopenable(path);
+}
+
+// One of the two inputs.
+struct Opened {
+  const std::string& path;
+  std::unique_ptr<FrameReader>& reader;
+
+  // Opens the input again if it is open already and the reading has changed its pictures.
+  void Open(const SequenceReading& reading) const {
+    if (reader && !reader->GetFormat().IsRaw()) return;
+    const bool isKept = reader && !IsReopenable(path);
+    reader = isKept ? Widen(std::move(reader)) : OpenPictures(path, reading);
   }
+};
+
+}  // namespace
+
+ComparedReaders OpenBoth(const ComparedInputs& inputs) {
+  ComparedReaders readers;
+  Opened first{inputs.reference, readers.reference};
+  Opened second{inputs.distorted, readers.distorted};
+  SequenceReading reading = inputs.images;
+  reading.needsRate = false;
+  const auto open = [&reading](const Opened& one, const Opened& other) {
+    one.Open(reading);
+    reading.isDeep = IsFiner(*one.reader, one.path);
+    // A video states its matrix, which images are then converted with.
+    if (reading.matrix == 2) reading.matrix = one.reader->GetFormat().colour.matrix;
+    other.Open(reading);
+    const bool isReopened = !reading.isDeep && IsFiner(*other.reader, other.path);
+    if (isReopened) reading.isDeep = true;
+    if (reading.isDeep) one.Open(reading);
+    if (isReopened) other.Open(reading);
+  };
+  // A pipe cannot be opened again.
+  const bool isSecondFirst = FindImages(inputs.reference) ||
+                             (!IsReopenable(inputs.reference) && !FindImages(inputs.distorted));
+  isSecondFirst ? open(second, first) : open(first, second);
+  readers.isDeep = reading.isDeep;
   return readers;
 }
 
@@ -130,8 +168,8 @@ VideoComparison::VideoComparison(ComparedReaders readers, const std::optional<Fr
                                  std::int64_t offset, int threads)
     : shares_(ShareThreads(threads, std::nullopt)),
       offset_(offset),
-      reference_(std::move(readers.reference), shares_),
-      distorted_(std::move(readers.distorted), shares_),
+      reference_(std::move(readers.reference), shares_, readers.isDeep),
+      distorted_(std::move(readers.distorted), shares_, readers.isDeep),
       referenceFrames_(reference_.GetReader(), ChooseRange(reference_.GetReader(), range, offset)),
       distortedFrames_(distorted_.GetReader(),
                        Shift(distorted_.GetReader(), reference_.GetReader(), range, offset)) {
@@ -186,8 +224,10 @@ Comparison VideoComparison::Describe() const {
   if (comparison.timecode) comparison.timecode = *comparison.timecode + -FirstNumber();
   comparison.offset = offset_;
   comparison.firstNumber = FirstNumber();
-  comparison.bits = std::max(SampleBits(reference_.GetPictureFormat()),
-                             SampleBits(distorted_.GetPictureFormat()));
+  const StreamFormat& reference = reference_.GetPictureFormat();
+  const StreamFormat& distorted = distorted_.GetPictureFormat();
+  comparison.depth = {std::max(SampleBits(reference), SampleBits(distorted)),
+                      reference.HasAlpha() && distorted.HasAlpha()};
   return comparison;
 }
 
@@ -200,11 +240,11 @@ Comparison VideoComparison::Run() {
     auto& [reference, distorted] = scratch[worker];
     auto a = reference_.Decode(pair.reference, worker);
     auto b = distorted_.Decode(pair.distorted, worker);
-    reference.Load(reference_.GetPictureFormat(), BytesOf(*a.bytes), comparison.bits);
-    distorted.Load(distorted_.GetPictureFormat(), BytesOf(*b.bytes), comparison.bits);
+    reference.Load(reference_.GetPictureFormat(), BytesOf(*a.bytes), comparison.depth.colours);
+    distorted.Load(distorted_.GetPictureFormat(), BytesOf(*b.bytes), comparison.depth.colours);
     pair.referenceDamage = std::move(a.damage);
     pair.distortedDamage = std::move(b.damage);
-    pair.quality = MeasureQuality(reference, distorted, comparison.bits);
+    pair.quality = MeasureQuality(reference, distorted, comparison.depth);
   };
   ends.write = [&](Pair& pair, const std::exception_ptr& failure) {
     if (failure) std::rethrow_exception(failure);
@@ -213,8 +253,8 @@ Comparison VideoComparison::Run() {
     ComparedFrame frame{FirstNumber() + pair.distorted.number, pair.quality, std::nullopt};
     if (distorted_.IsProRes()) frame.bytes = pair.distorted.data->GetSize();
     AddFrame(comparison, frame);
-    const double error = pair.quality.parts[FrameQuality::kAll].squaredError;
-    if (error > (worst_ ? worst_->squaredError : 0)) {
+    const auto error = pair.quality.SortingError();
+    if (error > (worst_ ? worst_->error : std::pair(0.0, 0.0))) {
       worst_ = {error, std::move(pair.reference), std::move(pair.distorted)};
     }
   };
@@ -229,42 +269,48 @@ class DecodingCheck : public EncodingCheck {
  public:
   DecodingCheck(const StreamFormat& source, const StreamFormat& encoded, const ThreadShares& shares)
       : source_(source),
-        bits_(SampleBits(source)),
-        decoders_(ProResElement::Decoder(source.code, false), encoded, shares),
+        compared_(ComparedFormat(source)),
+        depth_{SampleBits(compared_), source.HasAlpha() && encoded.HasAlpha()},
+        decoders_(ProResElement::Decoder(compared_.code, false), encoded, shares),
         scratch_(shares.elements) {}
 
   void Measure(unsigned worker, const vix::IBuffer& source,
                std::shared_ptr<const vix::IBuffer> encoded, std::int64_t number) override {
-    const auto bytes = static_cast<std::uint32_t>(source.GetSize());
     const auto header = ParseHeader(BytesOf(*encoded));
-    const auto decoded = decoders_.Decode(worker, encoded, header, number, bytes);
+    const auto decoded = decoders_.Decode(worker, encoded, header, number, compared_.FrameBytes());
     if (!decoded.fault.empty()) throw vix::VIXRuntimeError("it " + decoded.fault);
     Scratch& scratch = scratch_.at(worker);
-    scratch.source.Load(source_, BytesOf(source), bits_);
-    scratch.decoded.Load(source_, BytesOf(*decoded.sample->GetBuffer()), bits_);
-    const FrameQuality quality = MeasureQuality(scratch.source, scratch.decoded, bits_);
+    scratch.source.Load(compared_, scratch.Convert(source_, BytesOf(source)), depth_.colours);
+    scratch.decoded.Load(compared_, BytesOf(*decoded.sample->GetBuffer()), depth_.colours);
+    const FrameQuality quality = MeasureQuality(scratch.source, scratch.decoded, depth_);
     const std::scoped_lock lock(mutex_);
     measured_.emplace(number, quality);
   }
 
   void Add(std::int64_t number) override {
     const FrameQuality quality = Take(number);
-    for (std::size_t part = 0; part < sums_.size(); ++part) {
+    for (std::size_t part = 0; part < depth_.CountParts(); ++part) {
       sums_[part].squaredError += quality.parts[part].squaredError;
       sums_[part].samples += quality.parts[part].samples;
     }
     ++frames_;
-    const double error = quality.parts[FrameQuality::kAll].MeanSquaredError();
-    if (error <= worstError_) return;
-    worstError_ = error;
+    if (worst_ && quality.SortingError() <= worst_->SortingError()) return;
+    worst_ = quality;
     worstFrame_ = number;
   }
 
   EncodingQuality GetQuality() const override {
-    EncodingQuality quality{frames_, {}, worstFrame_, ToPsnr(worstError_, bits_)};
-    for (std::size_t part = 0; part < sums_.size(); ++part) {
-      quality.psnr[part] = ToPsnr(sums_[part].MeanSquaredError(), bits_);
+    const auto psnr = [this](const PlaneQuality& quality, std::size_t part) {
+      return ToPsnr(quality.MeanSquaredError(), depth_.BitsOf(part));
+    };
+    EncodingQuality quality{frames_, {}, std::nullopt, worstFrame_, 0};
+    for (std::size_t part = 0; part < quality.psnr.size(); ++part) {
+      quality.psnr[part] = psnr(sums_[part], part);
     }
+    if (depth_.hasAlpha) {
+      quality.alphaPsnr = psnr(sums_[FrameQuality::kAlpha], FrameQuality::kAlpha);
+    }
+    if (worst_) quality.worstPsnr = psnr(worst_->parts[FrameQuality::kAll], FrameQuality::kAll);
     return quality;
   }
 
@@ -272,7 +318,24 @@ class DecodingCheck : public EncodingCheck {
   struct Scratch {
     SamplePicture source;
     SamplePicture decoded;
+    std::vector<std::uint8_t> converted;
+
+    // Returns the pixels of a source as YCbCr.
+    std::span<const std::uint8_t> Convert(const StreamFormat& format,
+                                          std::span<const std::uint8_t> pixels) {
+      if (format.code != vix::kFourCC_b64A) return pixels;
+      converted.resize(pixels.size());
+      const auto [red, blue] = WeightsOf(format.colour.matrix);
+      ConvertRgbPicture(red, blue, pixels, converted);
+      return converted;
+    }
   };
+
+  // RGB is compared as the YCbCr that is encoded.
+  static StreamFormat ComparedFormat(StreamFormat source) {
+    if (source.code == vix::kFourCC_b64A) source.code = vix::kFourCC_Y416;
+    return source;
+  }
 
   FrameQuality Take(std::int64_t number) {
     const std::scoped_lock lock(mutex_);
@@ -282,15 +345,16 @@ class DecodingCheck : public EncodingCheck {
   }
 
   StreamFormat source_;
-  unsigned bits_;
+  StreamFormat compared_;
+  ComparedDepth depth_;
   DecoderTeam decoders_;
   std::vector<Scratch> scratch_;
   std::mutex mutex_;
   std::map<std::int64_t, FrameQuality> measured_;  // guarded by mutex_
-  std::array<PlaneQuality, SamplePicture::kPlanes + 1> sums_{};
+  std::array<PlaneQuality, FrameQuality::kParts> sums_{};
   std::int64_t frames_ = 0;
   std::int64_t worstFrame_ = 0;
-  double worstError_ = -1;
+  std::optional<FrameQuality> worst_;
 };
 
 }  // namespace

@@ -8,6 +8,7 @@
 #include <memory>
 #include <optional>
 #include <string>
+#include <utility>
 #include <vector>
 
 #include "check/PictureQuality.h"
@@ -62,18 +63,20 @@ struct Comparison {
   std::optional<Timecode> timecode;  ///< of frame 0
   std::int64_t offset = 0;           ///< frames that the distorted video is later
   std::int64_t firstNumber = 0;      ///< of the distorted video's frames
-  unsigned bits = 0;                 ///< of the compared samples
+  ComparedDepth depth;
   std::vector<ComparedFrame> frames;
-  std::array<PartQuality, SamplePicture::kPlanes + 1> parts;  ///< Y, Cb, Cr, all samples together
-  std::int64_t identical = 0;                                 ///< frames
+  std::array<PartQuality, FrameQuality::kParts> parts;  ///< see FrameQuality
+  std::int64_t identical = 0;                           ///< frames
 
   double PsnrOf(const ComparedFrame& frame, std::size_t part) const {
-    return ToPsnr(frame.quality.parts[part].MeanSquaredError(), bits);
+    return ToPsnr(frame.quality.parts[part].MeanSquaredError(), depth.BitsOf(part));
   }
+  /// Returns the video whose alpha is not compared because the other one has none; null = neither.
+  const ComparedVideo* FindAlphaLeftOut() const;
   /// Returns true if the videos seem to show different pictures.
   bool IsUnrelated() const;
-  /// Returns the indices of the at most `most` frames with the lowest PSNR of all samples, the
-  /// lowest first. Identical frames are never among them.
+  /// Returns the indices of the at most `most` frames with the lowest PSNR of all samples, then of
+  /// alpha, the lowest first. Identical frames are never among them.
   std::vector<std::size_t> FindWorst(std::size_t most) const;
 };
 
@@ -81,7 +84,7 @@ void AddFrame(Comparison& comparison, const ComparedFrame& frame);
 
 /// The two frames that differ most.
 struct WorstPair {
-  double squaredError = 0;
+  std::pair<double, double> error;  ///< FrameQuality::SortingError()
   NumberedFrame reference;
   NumberedFrame distorted;
 };
@@ -97,8 +100,11 @@ struct ComparedInputs {
 struct ComparedReaders {
   std::unique_ptr<FrameReader> reference;
   std::unique_ptr<FrameReader> distorted;
+  bool isDeep = false;  ///< pictures are compared as 4:4:4 in 12 bits, with alpha
 };
 
+/// Opens both videos deep if one of them has more than 4:2:2 in 10 bits. What image sequences and
+/// pipes of other video have does not count.
 ComparedReaders OpenBoth(const ComparedInputs& inputs);
 
 /// Compares two videos frame by frame on several threads. Requires the plug-in.
@@ -146,7 +152,8 @@ class VideoComparison {
   std::optional<WorstPair> worst_;
 };
 
-/// Returns a check that decodes encoded frames and compares them with their sources.
+/// Returns a check that decodes encoded frames and compares them with their sources; frames of 4444
+/// in 12 bits, with the alpha that both have.
 /// @param source  format of the pictures
 /// @param encoded format of the frames
 std::unique_ptr<EncodingCheck> MakeEncodingCheck(const StreamFormat& source,

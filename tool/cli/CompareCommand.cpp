@@ -51,7 +51,9 @@ Command DescribeCompare(CompareOptions& options) {
   command.summary = "Measure the quality of a video against its original (PSNR, SSIM)";
   command.description =
       "Decodes both videos frame by frame and prints PSNR and SSIM of each plane and the worst "
-      "frames. Lists frames with concealed slices, which do not change the exit code; a frame that "
+      "frames. Compares 4:2:2 in the depth of the samples; if one video has 4:4:4, more than 10 "
+      "bits or alpha, both as 4:4:4 in 12 bits, with the alpha that both have. Lists frames with "
+      "concealed slices, which do not change the exit code; a frame that "
       "cannot be decoded ends the command with exit code 1.";
   command.usages = {"[OPTION]... REFERENCE DISTORTED"};
   command.arguments = {{"REFERENCE", "original: any video, or an image sequence"},
@@ -96,6 +98,15 @@ void SuggestOffset(const CompareOptions& options, const Comparison& comparison) 
             "; most similar with --offset " + std::to_string(*offset));
 }
 
+void NoteAlphaLeftOut(const Comparison& comparison) {
+  const ComparedVideo* const video = comparison.FindAlphaLeftOut();
+  if (!video) return;
+  const bool isReference = video == &comparison.reference;
+  const ComparedVideo& other = isReference ? comparison.distorted : comparison.reference;
+  PrintNote(video->name + ": its alpha channel is not compared, because " + other.name +
+            " has none");
+}
+
 int Compare(const CompareOptions& options) {
   VideoComparison videos(InputsOf(options), options.frames, options.offset, options.threads);
   std::optional<OutputFile> page;
@@ -111,6 +122,7 @@ int Compare(const CompareOptions& options) {
   } else {
     StandardOutput()(ComparisonText(comparison));
   }
+  NoteAlphaLeftOut(comparison);
   if (comparison.IsUnrelated()) SuggestOffset(options, comparison);
   return kExitDone;
 }

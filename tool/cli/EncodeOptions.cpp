@@ -201,10 +201,7 @@ Option PremultiplicationOption(std::string name, bool isPremultiplied,
 }
 
 void CheckVariant(const EncodeOptions& options) {
-  if (options.variant->is4444) {
-    if (!options.verify) return;
-    throw UsageError("--verify compares pictures of 4:2:2; leave it out for 4444");
-  }
+  if (options.variant->is4444) return;
   const std::string advice = " need --variant 4444 or 4444xq";
   if (options.alphaBits.value_or(0) > 0) throw UsageError("--alpha 8 and 16" + advice);
   if (options.premultiplied) throw UsageError("--premultiplied and --straight" + advice);

@@ -54,7 +54,8 @@ Command DescribeInspect(InspectOptions& options) {
 
 void WritePage(std::unique_ptr<FrameReader> reader, const StreamStatistics& stream,
                const NotableFrames& notable, OutputFile& file) {
-  PictureSource source(std::move(reader), ShareThreads(0, 1));
+  const bool hasAlpha = reader->GetFormat().HasAlpha();
+  PictureSource source(std::move(reader), ShareThreads(0, 1), hasAlpha);
   file.Write(AsBytes(InspectionPage(stream, MapFrames(source, notable))));
   file.Commit();
 }

@@ -73,7 +73,7 @@ Command DescribeThumbs(ThumbsOptions& options) {
       "Stills have square pixels. They are converted to RGB with the matrix and range of the "
       "stream "
       "(if it states no matrix: BT.709 from 720 lines, BT.601 below). PQ, HLG and wide gamuts are "
-      "not tone-mapped.";
+      "not tone-mapped. Pictures with alpha lie over a checkerboard.";
   command.usages = {"[OPTION]... FILE --output-dir DIR", "[OPTION]... FILE --sheet FILE.png"};
   command.arguments = {{"FILE", "any video, or an image sequence"}};
   command.takeArguments = [&options, take = TakeWords({"FILE"}, {options.input})](
@@ -248,7 +248,9 @@ class StillWriter {
 int WriteStills(const ThumbsOptions& options) {
   const ThreadShares shares = ShareThreads(options.threads, std::nullopt);
   if (options.sheet) RefuseInputAsOutput(*options.sheet, {options.input});
-  PictureSource source(OpenPictures(options.input, ToSequenceReading(options)), shares);
+  auto reader = OpenShownPictures(options.input, ToSequenceReading(options));
+  const bool hasAlpha = reader->GetFormat().HasAlpha();
+  PictureSource source(std::move(reader), shares, hasAlpha);
   const Selection selection(options, source.GetReader());
   RangeReader frames(source.GetReader(), ResolveRange(options.frames, source.GetReader()));
   StillWriter writer(options, source);

@@ -3,6 +3,7 @@
 
 #include <algorithm>
 #include <array>
+#include <cmath>
 #include <cstddef>
 #include <cstring>
 #include <vector>
@@ -118,6 +119,12 @@ void UnpackDeepPicture(std::span<const std::uint8_t> packed, std::span<std::uint
   }
 }
 
+void UnpackAlpha(std::span<const std::uint8_t> packed, std::span<std::uint16_t> alpha) {
+  for (std::size_t i = 0; i < alpha.size(); ++i) {
+    alpha[i] = SampleAt<std::uint16_t>(packed.data(), 4 * i);
+  }
+}
+
 void DeepenPicture(const StreamFormat& format, std::span<const std::uint8_t> packed,
                    std::span<std::uint8_t> deep) {
   const std::size_t width = format.width;
@@ -134,6 +141,30 @@ void DeepenPicture(const StreamFormat& format, std::span<const std::uint8_t> pac
     vix::ConvertPixels(picture.Rows(y, 1), row);
     WritePixels({luma.data(), chroma[0].Double(), chroma[1].Double()}, width,
                 deep.data() + y * width * sizeof(DeepPixel));
+  }
+}
+
+void ConvertRgbPicture(double red, double blue, std::span<const std::uint8_t> packed,
+                       std::span<std::uint8_t> deep) {
+  constexpr double kLumaBlack = 16 << 8;  // codes of 8 bits, shifted up
+  constexpr double kChromaZero = 128 << 8;
+  constexpr double kLumaScale = (219 << 8) / 65535.0;
+  constexpr double kChromaScale = (224 << 8) / 65535.0;
+  const double cbScale = kChromaScale / (2 * (1 - blue));
+  const double crScale = kChromaScale / (2 * (1 - red));
+  const auto round = [](double value) { return static_cast<std::uint16_t>(std::lround(value)); };
+  for (std::size_t i = 0; i + sizeof(DeepPixel) <= packed.size(); i += sizeof(DeepPixel)) {
+    const auto component = [&](std::size_t place) {
+      return static_cast<std::uint16_t>(packed[i + 2 * place] << 8 | packed[i + 2 * place + 1]);
+    };
+    const double r = component(1);
+    const double g = component(2);
+    const double b = component(3);
+    const double y = red * r + (1 - red - blue) * g + blue * b;
+    const DeepPixel pixel{component(0), round(kLumaBlack + kLumaScale * y),
+                          round(kChromaZero + cbScale * (b - y)),
+                          round(kChromaZero + crScale * (r - y))};
+    std::memcpy(deep.data() + i, &pixel, sizeof pixel);
   }
 }
 

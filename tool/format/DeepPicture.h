@@ -24,11 +24,19 @@ void PackDeepPicture(unsigned bits, std::span<const std::uint8_t> planar,
 /// Unpacks a picture, without its alpha, into planes of 12 bits. Rounds as the codec does.
 void UnpackDeepPicture(std::span<const std::uint8_t> packed, std::span<std::uint8_t> planar);
 
+/// Unpacks the alpha of a picture.
+void UnpackAlpha(std::span<const std::uint8_t> packed, std::span<std::uint16_t> alpha);
+
 /// Converts a packed 4:2:2 picture to an opaque "Y416" picture of the same size. Doubles chroma as
 /// the codec's decoder does: even samples are copied, odd ones interpolated with the filter
 /// [-1 9 9 -1] / 16. Samples are shifted up to 16 bits.
 void DeepenPicture(const StreamFormat& format, std::span<const std::uint8_t> packed,
                    std::span<std::uint8_t> deep);
+
+/// Converts a "b64A" picture to a "Y416" picture of the same size, as the codec's encoder does.
+/// @param red,blue weights of luma
+void ConvertRgbPicture(double red, double blue, std::span<const std::uint8_t> packed,
+                       std::span<std::uint8_t> deep);
 
 }  // namespace vixprores
 

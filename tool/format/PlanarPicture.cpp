@@ -78,6 +78,8 @@ void SamplePicture::Load(const StreamFormat& format, std::span<const std::uint8_
                          unsigned bits) {
   width_ = format.width;
   height_ = format.height;
+  chromaWidth_ = IsOf4444(format.code) ? width_ : (width_ + 1) / 2;
+  if (IsOf4444(format.code)) return LoadDeep(packed);
   if (bits == 8) {
     planar_.resize(PlanarBytes(format));
     UnpackPicture(format, packed, planar_);
@@ -92,10 +94,18 @@ void SamplePicture::Load(const StreamFormat& format, std::span<const std::uint8_
   vix::ConvertPixels(Packed(format, packed), Planes(words, planar));
 }
 
+void SamplePicture::LoadDeep(std::span<const std::uint8_t> packed) {
+  const std::size_t pixels = width_ * height_;
+  samples_.resize(kPlanes * pixels);
+  UnpackDeepPicture(packed, {reinterpret_cast<std::uint8_t*>(samples_.data()),
+                             samples_.size() * sizeof(std::uint16_t)});
+  alpha_.resize(pixels);
+  UnpackAlpha(packed, alpha_);
+}
+
 SamplePlane SamplePicture::GetPlane(std::size_t plane) const {
-  const std::size_t chromaWidth = (width_ + 1) / 2;
   if (plane == 0) return {samples_.data(), width_, height_};
-  return {samples_.data() + (width_ + (plane - 1) * chromaWidth) * height_, chromaWidth, height_};
+  return {samples_.data() + (width_ + (plane - 1) * chromaWidth_) * height_, chromaWidth_, height_};
 }
 
 }  // namespace vixprores

@@ -52,21 +52,28 @@ struct SamplePlane {
   std::size_t Count() const { return width * height; }
 };
 
-/// A 4:2:2 picture as three planes of 16-bit words, whatever its depth.
+/// A picture as planes of 16-bit words, whatever its depth: 4:2:2, or 4:4:4 with alpha.
 class SamplePicture {
  public:
   static constexpr std::size_t kPlanes = 3;  ///< Y, Cb, Cr
 
-  /// Unpacks a 4:2:2 picture into the memory of the previous one.
-  /// @param bits depth of the samples, 8 or 10, not less than the format's; samples are shifted up
+  /// Unpacks a picture into the memory of the previous one.
+  /// @param bits depth of the colours, not less than the format's: 8 or 10 for a 4:2:2 picture,
+  ///             whose samples are shifted up; 12 for "Y416"
   void Load(const StreamFormat& format, std::span<const std::uint8_t> packed, unsigned bits);
 
   SamplePlane GetPlane(std::size_t plane) const;
+  /// Returns the alpha of a "Y416" picture, 16 bits deep.
+  SamplePlane GetAlpha() const { return {alpha_.data(), width_, height_}; }
 
  private:
+  void LoadDeep(std::span<const std::uint8_t> packed);
+
   std::size_t width_ = 0;
   std::size_t height_ = 0;
+  std::size_t chromaWidth_ = 0;
   std::vector<std::uint16_t> samples_;
+  std::vector<std::uint16_t> alpha_;
   std::vector<std::uint8_t> planar_;  ///< samples of 8 bits
 };
 

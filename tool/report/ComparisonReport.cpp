@@ -5,6 +5,7 @@
 #include <array>
 #include <cmath>
 #include <utility>
+#include <vector>
 
 #include "base/Text.h"
 
@@ -17,8 +18,9 @@ struct PartName {
   const char* text;
   const char* key;
 };
-constexpr std::array<PartName, SamplePicture::kPlanes + 1> kParts{
-    {{"Y", "y"}, {"Cb", "cb"}, {"Cr", "cr"}, {"all", "all"}}};
+// The first ComparedDepth::CountParts() of them are compared.
+constexpr std::array<PartName, FrameQuality::kParts> kParts{
+    {{"Y", "y"}, {"Cb", "cb"}, {"Cr", "cr"}, {"all", "all"}, {"alpha", "alpha"}}};
 
 std::string DecibelsText(double value) {
   return std::isinf(value) ? "identical" : Fixed(value, 2);
@@ -32,7 +34,7 @@ std::string DecibelsTextOf(const Spread& psnr, double value) {
 std::string PartsText(const Comparison& comparison) {
   TextTable table("lrrrrr");
   table.Add({"", "PSNR (dB)", "mean of frames", "lowest", "SSIM", "lowest"});
-  for (std::size_t i = 0; i < kParts.size(); ++i) {
+  for (std::size_t i = 0; i < comparison.depth.CountParts(); ++i) {
     const PartQuality& part = comparison.parts[i];
     table.Add({kParts[i].text, DecibelsText(part.PsnrOfMeanError()),
                DecibelsTextOf(part.GetPsnr(), part.GetPsnr().GetMean()),
@@ -45,22 +47,30 @@ std::string PartsText(const Comparison& comparison) {
 std::string WorstText(const Comparison& comparison) {
   const auto worst = comparison.FindWorst(kListedWorst);
   if (worst.empty()) return {};
-  TextTable table("rlrrrrr");
-  table.Add({"frame", "timecode", "PSNR Y", "Cb", "Cr", "all", "SSIM all"});
+  const std::size_t parts = comparison.depth.CountParts();
+  TextTable table("rl" + std::string(parts + 1, 'r'));
+  std::vector<std::string> headings{"frame", "timecode", "PSNR Y"};
+  for (std::size_t part = 1; part < parts; ++part) headings.emplace_back(kParts[part].text);
+  headings.emplace_back("SSIM all");
+  table.Add(headings);
   for (const std::size_t i : worst) {
     const ComparedFrame& frame = comparison.frames[i];
-    table.Add({std::to_string(frame.number),
-               comparison.timecode ? (*comparison.timecode + frame.number).ToText() : "-",
-               DecibelsText(comparison.PsnrOf(frame, 0)), DecibelsText(comparison.PsnrOf(frame, 1)),
-               DecibelsText(comparison.PsnrOf(frame, 2)), DecibelsText(comparison.PsnrOf(frame, 3)),
-               Fixed(frame.quality.parts[FrameQuality::kAll].ssim, 5)});
+    std::vector<std::string> cells{
+        std::to_string(frame.number),
+        comparison.timecode ? (*comparison.timecode + frame.number).ToText() : "-"};
+    for (std::size_t part = 0; part < parts; ++part) {
+      cells.push_back(DecibelsText(comparison.PsnrOf(frame, part)));
+    }
+    cells.push_back(Fixed(frame.quality.parts[FrameQuality::kAll].ssim, 5));
+    table.Add(cells);
   }
   return "\nWorst frames:\n" + table.ToText(2);
 }
 
 std::string FramesText(const Comparison& comparison) {
   std::string text = Count(std::ssize(comparison.frames), "frame") + " compared in " +
-                     std::to_string(comparison.bits) + " bits";
+                     std::to_string(comparison.depth.colours) + " bits";
+  if (comparison.distorted.picture.is444) text += " of 4:4:4";
   if (comparison.identical == std::ssize(comparison.frames)) return text + ", all identical";
   return text + ", " + std::to_string(comparison.identical) + " identical";
 }
@@ -136,15 +146,15 @@ JsonValue SummaryJson(const Comparison& comparison) {
   json["status"] = "done";
   json["reference"] = VideoJson(comparison.reference);
   json["distorted"] = VideoJson(comparison.distorted);
-  json["bits"] = comparison.bits;
+  json["bits"] = comparison.depth.colours;
   json["offset"] = comparison.offset;
   json["framesCompared"] = comparison.frames.size();
   json["identicalFrames"] = comparison.identical;
   json["identical"] = comparison.identical == std::ssize(comparison.frames);
-  for (std::size_t i = 0; i < kParts.size(); ++i) {
+  for (std::size_t i = 0; i < comparison.depth.CountParts(); ++i) {
     json["psnr"][kParts[i].key] = PsnrJson(comparison.parts[i]);
   }
-  for (std::size_t i = 0; i < kParts.size(); ++i) {
+  for (std::size_t i = 0; i < comparison.depth.CountParts(); ++i) {
     const Spread& ssim = comparison.parts[i].GetSsim();
     json["ssim"][kParts[i].key] = {{"mean", ssim.GetMean()}, {"min", ssim.GetMin()}};
   }
@@ -160,10 +170,10 @@ JsonValue FrameJson(const Comparison& comparison, const ComparedFrame& frame) {
   json["frame"] = frame.number;
   json["timecode"] = TimecodeJson(comparison.timecode, frame.number);
   json["identical"] = frame.quality.IsIdentical();
-  for (std::size_t i = 0; i < kParts.size(); ++i) {
+  for (std::size_t i = 0; i < comparison.depth.CountParts(); ++i) {
     json["psnr"][kParts[i].key] = DecibelsJson(comparison.PsnrOf(frame, i));
   }
-  for (std::size_t i = 0; i < kParts.size(); ++i) {
+  for (std::size_t i = 0; i < comparison.depth.CountParts(); ++i) {
     json["ssim"][kParts[i].key] = frame.quality.parts[i].ssim;
   }
   json["bytes"] = OrNull(frame.bytes);

@@ -19,6 +19,7 @@ std::string ComparisonText(const Comparison& comparison);
 /// "identical" (all of them), "psnr" (y, cb, cr, all: ofMeanSquaredError, meanOfFrames over the
 /// frames that are not identical, min), "ssim" (y, cb, cr, all: mean, min), "worstFrames"
 /// (numbers), and "frames": frame, timecode, identical, psnr and ssim (y, cb, cr, all), bytes.
+/// Where alpha is compared, psnr and ssim also have "alpha", which does not count in "all".
 void WriteComparisonJson(const Comparison& comparison, const TextSink& write);
 
 /// Returns all members of the JSON report but "frames".

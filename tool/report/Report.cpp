@@ -99,8 +99,9 @@ std::string Decibels(double psnr) {
 std::string QualityLine(const EncodingQuality& quality) {
   return "\nverified: PSNR " + Decibels(quality.psnr[EncodingQuality::kAll]) + " (Y " +
          Decibels(quality.psnr[0]) + ", Cb " + Decibels(quality.psnr[1]) + ", Cr " +
-         Decibels(quality.psnr[2]) + "), worst frame " + std::to_string(quality.worstFrame) + " (" +
-         Decibels(quality.worstPsnr) + ")";
+         Decibels(quality.psnr[2]) +
+         (quality.alphaPsnr ? ", alpha " + Decibels(*quality.alphaPsnr) : "") + "), worst frame " +
+         std::to_string(quality.worstFrame) + " (" + Decibels(quality.worstPsnr) + ")";
 }
 
 // JSON has no infinity.
@@ -109,11 +110,12 @@ nlohmann::ordered_json JsonNumber(double value) {
 }
 
 nlohmann::ordered_json ToJson(const EncodingQuality& quality) {
-  return {{"psnr",
-           {{"y", JsonNumber(quality.psnr[0])},
-            {"cb", JsonNumber(quality.psnr[1])},
-            {"cr", JsonNumber(quality.psnr[2])},
-            {"all", JsonNumber(quality.psnr[EncodingQuality::kAll])}}},
+  nlohmann::ordered_json psnr = {{"y", JsonNumber(quality.psnr[0])},
+                                 {"cb", JsonNumber(quality.psnr[1])},
+                                 {"cr", JsonNumber(quality.psnr[2])},
+                                 {"all", JsonNumber(quality.psnr[EncodingQuality::kAll])}};
+  if (quality.alphaPsnr) psnr["alpha"] = JsonNumber(*quality.alphaPsnr);
+  return {{"psnr", std::move(psnr)},
           {"worstFrame", quality.worstFrame},
           {"worstPsnr", JsonNumber(quality.worstPsnr)}};
 }

@@ -145,12 +145,15 @@ std::string Describe(const DamagedPicture& damaged) {
   return Describe(damaged.place) + ": " + damaged.what;
 }
 
-PictureSource::PictureSource(std::unique_ptr<FrameReader> reader, const ThreadShares& shares)
+PictureSource::PictureSource(std::unique_ptr<FrameReader> reader, const ThreadShares& shares,
+                             bool isDeep)
     : reader_(std::move(reader)),
       convert_(reader_->GetConversion()),
       format_(reader_->GetFormat()) {
   if (format_.IsRaw()) return;
-  format_.code = vix::kFourCC_V210;
+  format_.code = isDeep ? vix::kFourCC_Y416 : vix::kFourCC_V210;
+  format_.is444 = isDeep;
+  if (!isDeep) format_.alphaBits = 0;
   decoders_.emplace(ProResElement::Decoder(format_.code, false), reader_->GetFormat(), shares);
 }
 

@@ -125,12 +125,13 @@ struct DecodedPicture {
 class PictureSource {
  public:
   /// @param shares threads of the decoders; `shares.elements` workers may decode at once
-  PictureSource(std::unique_ptr<FrameReader> reader, const ThreadShares& shares);
+  /// @param isDeep decode ProRes to "Y416" with its alpha
+  PictureSource(std::unique_ptr<FrameReader> reader, const ThreadShares& shares, bool isDeep);
 
   FrameReader& GetReader() const { return *reader_; }
   /// Returns the format of the file.
   const StreamFormat& GetStreamFormat() const { return reader_->GetFormat(); }
-  /// Returns the format of the pictures: "V210" for ProRes.
+  /// Returns the format of the pictures: "V210" or "Y416" for ProRes.
   const StreamFormat& GetPictureFormat() const { return format_; }
   bool IsProRes() const { return decoders_.has_value(); }
 

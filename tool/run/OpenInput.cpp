@@ -4,7 +4,9 @@
 #include <algorithm>
 #include <array>
 #include <cstdint>
+#include <filesystem>
 #include <string_view>
+#include <system_error>
 #include <utility>
 
 #include "base/Errors.h"
@@ -189,6 +191,7 @@ std::unique_ptr<FrameReader> OpenVideo(const std::string& path, const SequenceRe
   }
   FootageReading reading;
   reading.times = FrameTimes::Evident;
+  reading.isDeep = images.isDeep;
   return ReadFootage(std::move(file), reading);
 }
 
@@ -196,6 +199,21 @@ std::unique_ptr<FrameReader> OpenPictures(const std::string& path, const Sequenc
   auto reader = OpenVideo(path, images);
   if (reader->GetSideTracks()) reader->GetSideTracks()->SelectSound({});
   return reader;
+}
+
+bool IsReopenable(const std::string& path) {
+  std::error_code none;
+  return std::filesystem::is_regular_file(path, none) || FindImages(path).has_value();
+}
+
+std::unique_ptr<FrameReader> OpenShownPictures(const std::string& path, SequenceReading images) {
+  auto reader = OpenPictures(path, images);
+  const InputDescription& input = reader->GetDescription();
+  const bool mayHaveAlpha = input.isSequence || !input.finer.empty();
+  if (!mayHaveAlpha || !IsReopenable(path)) return reader;
+  images.isDeep = true;
+  auto deep = OpenPictures(path, images);
+  return deep->GetFormat().HasAlpha() ? std::move(deep) : std::move(reader);
 }
 
 }  // namespace vixprores

@@ -40,12 +40,18 @@ std::unique_ptr<FrameReader> OpenProRes(const std::string& path, const ProResOpt
 
 /// Opens an image sequence, ProRes in a container, or video as OpenFootage() does, decided by the
 /// name and the contents, with frames at any times. On a pipe everything but Y4M is treated as
-/// ProRes.
+/// ProRes. `images.isDeep` counts for other video, too.
 std::unique_ptr<FrameReader> OpenVideo(const std::string& path, const SequenceReading& images,
                                        ProResOptions options = {});
 
 /// Does the same for the pictures alone, without sound.
 std::unique_ptr<FrameReader> OpenPictures(const std::string& path, const SequenceReading& images);
+
+/// Returns true if an input can be opened again from its start, as a pipe cannot.
+bool IsReopenable(const std::string& path);
+
+/// Does the same as OpenPictures() for stills: pictures with alpha become "Y416", except on a pipe.
+std::unique_ptr<FrameReader> OpenShownPictures(const std::string& path, SequenceReading images);
 
 }  // namespace vixprores
 

@@ -41,7 +41,8 @@ struct EncodingQuality {
   static constexpr std::size_t kAll = SamplePicture::kPlanes;  ///< index of all samples in psnr
 
   std::int64_t frames = 0;
-  std::array<double, SamplePicture::kPlanes + 1> psnr{};  ///< Y, Cb, Cr and all samples, in dB
+  std::array<double, SamplePicture::kPlanes + 1> psnr{};  ///< Y, Cb, Cr and all of these, in dB
+  std::optional<double> alphaPsnr;                        ///< in dB; nullopt = not compared
   std::int64_t worstFrame = 0;                            ///< number of the frame with least PSNR
   double worstPsnr = 0;                                   ///< of all its samples
 };

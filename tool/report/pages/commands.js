@@ -94,14 +94,17 @@ function showInspection(report, page) {
 const decibels = value => fixed(value, 2, "identical");
 const withUnit = value => value === null ? "identical" : `${decibels(value)} dB`;
 
+// The compared planes by their key in the report.
+const kPlanes = { y: "Y", cb: "Cb", cr: "Cr", all: "All", alpha: "Alpha" };
+const planesOf = ({ psnr }) => Object.entries(kPlanes).filter(([key]) => key in psnr);
+
 function qualityTable({ psnr, ssim }) {
-  const planes = { y: "Y", cb: "Cb", cr: "Cr", all: "All" };
   return table({
     caption: "Quality by plane",
     columns: ["Plane", "PSNR of the mean error (dB)", "Mean PSNR of frames", "Lowest PSNR",
       "Mean SSIM", "Lowest SSIM"],
     areNumbers: true,
-    rows: Object.entries(planes).map(([key, name]) => ({
+    rows: planesOf({ psnr }).map(([key, name]) => ({
       cells: [name, decibels(psnr[key].ofMeanSquaredError), decibels(psnr[key].meanOfFrames),
         decibels(psnr[key].min), fixed(ssim[key].mean, 5), fixed(ssim[key].min, 5)] })),
   });
@@ -153,7 +156,7 @@ function showComparison(report, page) {
       ["SSIM, all", fixed(ssim.all.mean, 5)]]),
     heading("Quality"),
     qualityTable(report),
-    paragraph(`In samples of ${report.bits} bits. Means of decibels leave out identical planes.`),
+    paragraph(`In samples of ${report.bits} bits${"alpha" in psnr ? ", alpha in 16" : ""}. Means of decibels leave out identical planes.`),
     ...pictureDamage(reference, page.damaged.reference),
     ...pictureDamage(distorted, page.damaged.distorted),
     heading("Frame by frame"),
@@ -165,10 +168,11 @@ function showComparison(report, page) {
       points(frame => frame.bytes).filter(({ value }) => value !== null),
       { target: page.targetBytes, group }),
     valuesTable(frames, group, "compare",
-      ["Frame", "Timecode", "PSNR Y", "Cb", "Cr", "All", "SSIM Y", "All"],
+      ["Frame", "Timecode", ...planesOf(report).map(([key, name]) =>
+        key === "y" ? `PSNR ${name}` : name), "SSIM Y", "All"],
       ({ frame, timecode, psnr: each, ssim: similarity }) => ({
         cells: [`${frame}`, timecode ?? "",
-          ...["y", "cb", "cr", "all"].map(key => decibels(each[key])),
+          ...planesOf(report).map(([key]) => decibels(each[key])),
           fixed(similarity.y, 5), fixed(similarity.all, 5)] })),
     ...page.worst ? worstFrame(page.worst) : [],
     ...sliceMaps(page.maps),
