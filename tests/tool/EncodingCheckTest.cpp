@@ -3,10 +3,14 @@
 #include <gtest/gtest.h>
 
 #include <algorithm>
+#include <array>
+#include <cmath>
 
 #include "ReferenceCodec.h"
 #include "base/FramePool.h"
-#include "check/VideoComparison.h"
+#include "check/EncodingCheck.h"
+#include "check/PictureQuality.h"
+#include "run/Elements.h"
 #include "run/Host.h"
 #include "vix/Error.h"
 
@@ -62,6 +66,69 @@ TEST_F(EncodingCheckTest, FindsTheWorstFrame) {
   check_->Add(7);
   EXPECT_EQ(check_->GetQuality().worstFrame, 7);
   EXPECT_LT(check_->GetQuality().worstPsnr, 40) << "the source is black, the frame is not";
+}
+
+// Encodes pictures of one RGB colour with alpha.
+class RgbEncodingCheckTest : public testing::Test {
+ protected:
+  RgbEncodingCheckTest() {
+    SetUpMessages({});
+    picture_.code = vix::kFourCC_b64A;
+    picture_.width = 32;
+    picture_.height = 16;
+    picture_.rate = {25, 1};
+    picture_.is444 = true;
+    picture_.alphaBits = 16;
+  }
+
+  std::shared_ptr<vix::IBuffer> Fill(const std::array<std::uint16_t, 4>& pixel) const {
+    auto picture = FramePool().MakeFrame(picture_.FrameBytes());
+    for (std::uint32_t i = 0; i < picture->GetSize() / 2; ++i) {
+      picture->GetData()[2 * i] = static_cast<std::uint8_t>(pixel.at(i % 4) >> 8);
+      picture->GetData()[2 * i + 1] = static_cast<std::uint8_t>(pixel.at(i % 4) & 0xFF);
+    }
+    return picture;
+  }
+
+  // Returns the quality of an encoded picture against another one.
+  EncodingQuality Measure(const std::array<std::uint16_t, 4>& encoded,
+                          const std::array<std::uint16_t, 4>& source) const {
+    StreamFormat stream = picture_;
+    stream.code = vix::MakeFourCC("ap4x");
+    const auto info = vix::CreateInfoContainer(DescribeStream(picture_), nullptr);
+    auto encoder =
+        ProResElement::Encoder(*FindProResVariant(stream.code), picture_.alphaBits).Make(1);
+    encoder.Define(info);
+    encoder.Push(SampleMaker(picture_, stream.code).Make(Fill(encoded), 0));
+    const auto frame = encoder.Pull()->GetVideoSamples(nullptr, nullptr).at(0)->GetBuffer();
+    const auto check = MakeEncodingCheck(picture_, stream, {1, 1});
+    check->Measure(0, *Fill(source), frame, 0);
+    check->Add(0);
+    return check->GetQuality();
+  }
+
+  Plugins plugins_ = LoadProResPlugins(std::nullopt);
+  StreamFormat picture_;
+};
+
+TEST_F(RgbEncodingCheckTest, ComparesTheColoursThatTheEncoderMakesOfRgb) {
+  for (const int matrix : {1, 6, 9}) {
+    picture_.colour.matrix = matrix;
+    for (const auto& pixel : {std::array<std::uint16_t, 4>{0xFFFF, 0, 0, 0},
+                              {1, 0xFFFF, 0xFFFF, 0xFFFF},
+                              {77, 0xFFFF, 0, 0},
+                              {0, 0x1234, 0x89AB, 0xCDEF}}) {
+      const EncodingQuality quality = Measure(pixel, pixel);
+      EXPECT_GT(quality.psnr[EncodingQuality::kAll], 66) << matrix;  // errors of 2 code values
+      EXPECT_TRUE(std::isinf(quality.alphaPsnr.value()));
+    }
+  }
+}
+
+TEST_F(RgbEncodingCheckTest, ReportsLostAlpha) {
+  const EncodingQuality quality = Measure({1000, 0, 0, 0}, {1002, 0, 0, 0});
+  EXPECT_TRUE(std::isinf(quality.psnr[EncodingQuality::kAll]));
+  EXPECT_NEAR(quality.alphaPsnr.value(), ToPsnr(4, ComparedDepth::kAlphaBits), 1e-9);
 }
 
 }  // namespace

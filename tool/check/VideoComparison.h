@@ -17,7 +17,6 @@
 #include "frames/StreamStatistics.h"
 #include "media/FrameReader.h"
 #include "run/FrameSource.h"
-#include "run/Transcode.h"
 
 namespace vixprores {
 
@@ -151,14 +150,6 @@ class VideoComparison {
   std::int64_t pairs_ = 0;
   std::optional<WorstPair> worst_;
 };
-
-/// Returns a check that decodes encoded frames and compares them with their sources; frames of 4444
-/// in 12 bits, with the alpha that both have.
-/// @param source  format of the pictures
-/// @param encoded format of the frames
-std::unique_ptr<EncodingCheck> MakeEncodingCheck(const StreamFormat& source,
-                                                 const StreamFormat& encoded,
-                                                 const ThreadShares& shares);
 
 }  // namespace vixprores
 

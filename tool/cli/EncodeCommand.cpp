@@ -4,7 +4,7 @@
 #include <system_error>
 #include <utility>
 
-#include "check/VideoComparison.h"
+#include "check/EncodingCheck.h"
 #include "cli/Commands.h"
 #include "cli/Options.h"
 #include "farm/JobFiles.h"
