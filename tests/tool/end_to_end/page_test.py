@@ -11,6 +11,7 @@ import struct
 import subprocess
 
 import mini_mov
+from deep_pictures_test import RAW, y416
 from tool import TIMEOUT, ToolTest, ffmpeg, make_clip, make_v210, run
 
 BROWSER = shutil.which("chromium") or "chromium"
@@ -207,6 +208,19 @@ class Pages(ToolTest):
         self.assertEqual(sizes, {frame["frame"]: frame["bytes"] for frame in frames})
         self.assertEqual(dom.seen["splits"], ["50%", "80%"])
         self.assertEqual(dom.seen["pictures"], [[128, 96], [128, 96]])
+
+    def test_alpha_has_a_row_where_it_is_compared(self):
+        raw = self.path("raw.y416")
+        raw.write_bytes(y416())
+        for alpha in ("8", "none"):
+            with self.subTest(alpha):
+                self.succeed("encode", *RAW, "--variant", "4444", raw, self.raw, "-y")
+                self.succeed("encode", *RAW, "--variant", "4444", "--alpha", alpha, raw, self.clip,
+                             "-y")
+                self.succeed("compare", "-y", "--html", self.page, self.raw, self.clip)
+                rows = self.browse().rows
+                self.assertIn("Cr", rows)
+                self.assertEqual("Alpha" in rows, alpha == "8")
 
     def test_identical_videos_have_a_page_too(self):
         self.make_pair()
