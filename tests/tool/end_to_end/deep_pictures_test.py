@@ -255,3 +255,13 @@ class Thumbs(DeepPictures):
         packed = self.path("packed.mov")
         self.succeed("decode", "--fourcc", "b64a", self.clip, packed)
         self.assertEqual(self.still(packed), expected)
+
+    def test_takes_alpha_of_image_sequences(self):
+        self.encode(y416(lambda *_: 0), self.clip)
+        images = self.path("image-%04d.png")
+        ffmpeg("-f", "rawvideo", "-pix_fmt", "ayuv64le", "-s", f"{WIDTH}x{HEIGHT}", "-r", "25",
+               "-i", self.raw, "-pix_fmt", "rgba64be", "-start_number", "0", images)
+        self.assertEqual(self.still(images), self.still(self.clip))
+        report = self.compare(images, self.clip)
+        self.assertEqual((report["bits"], report["psnr"]["alpha"]["ofMeanSquaredError"]),
+                         (12, None))
