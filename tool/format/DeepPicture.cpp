@@ -121,7 +121,7 @@ void UnpackDeepPicture(std::span<const std::uint8_t> packed, std::span<std::uint
 
 void UnpackAlpha(std::span<const std::uint8_t> packed, std::span<std::uint16_t> alpha) {
   for (std::size_t i = 0; i < alpha.size(); ++i) {
-    alpha[i] = SampleAt<std::uint16_t>(packed.data(), 4 * i);
+    std::memcpy(&alpha[i], packed.data() + i * sizeof(DeepPixel), sizeof alpha[i]);
   }
 }
 
