@@ -61,8 +61,8 @@ inline constexpr unsigned kMaxStep = kUnitWeight * kMaxQuantizerScale;
 /// n e / (2^(15+k) step) < 1 / step, too little to reach the next whole number.
 /// m is 2^15 for a power of two and less than 2^16 for the others. The quotient is the upper half
 /// of a 32-bit product, twice: that of n m, and of this half times 2^(17-k). For a step of 2 that
-/// power would not fit 16 bits. There n m is that of m = 2^16 - 1, whose upper half is n - 1 for all
-/// 1 <= n < 2^16; the rounding offset is greater by one, so n is never 0.
+/// power would not fit 16 bits. There n m is that of m = 2^16 - 1, whose upper half is n - 1 for
+/// all 1 <= n < 2^16; the rounding offset is greater by one, so n is never 0.
 ///
 /// A decoder's products fit 16 bits: with a weight w of up to 63, |coefficient| is at
 /// most kMaxCoefficient x kUnitWeight / w, rounded up, and |level x w x scale| at most w /

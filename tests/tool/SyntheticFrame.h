@@ -27,8 +27,7 @@ inline prores::FrameHeader HeaderOf(std::uint16_t width, std::uint16_t height) {
 /// Returns a slice with components of 3, 2 and 1 bytes that cannot be decoded.
 inline Bytes MakeSlice(std::uint8_t quantiser) {
   Bytes slice(prores::SliceHeader::kLeastBytes + 6, 0x55);
-  prores::WriteSliceHeader({prores::SliceHeader::kLeastBytes, quantiser, {3, 2, 1}},
-                           slice.data());
+  prores::WriteSliceHeader({prores::SliceHeader::kLeastBytes, quantiser, {3, 2, 1}}, slice.data());
   return slice;
 }
 
