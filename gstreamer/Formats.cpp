@@ -6,6 +6,8 @@
 #include <iterator>
 #include <string_view>
 
+#include "Handles.h"
+
 namespace vixgst {
 namespace {
 
