@@ -109,7 +109,9 @@ void FrameAnalysis::AnalyseStrip(std::uint32_t strip, const FrameQuantiser& fine
     Thresholds thresholds = ThresholdsOf(QuantiserAt(finest, traits));
     // On a grid, coefficients of half a step count. Where one slice lies on a grid, others do.
     if (grids.FoundAny()) {
-      for (std::uint16_t& threshold : thresholds) threshold /= 2;
+      for (std::uint16_t& threshold : thresholds) {
+        threshold = static_cast<std::uint16_t>(std::max(1, threshold / 2));
+      }
     }
     StoreSlice(samples, slice, lines, thresholds);
     traits.grid = grids.Next(AcValues(slice));

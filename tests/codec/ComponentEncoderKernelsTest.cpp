@@ -66,7 +66,7 @@ class ComponentEncoderKernels : public test::CpuLevelTest {
     ASSERT_TRUE(WriteComponent(quantiser, all.component, expected));
     for (const Guard guard : {Guard::kInFront, Guard::kBehind}) {
       for (const unsigned part : {1U, 2U}) {
-        const auto threshold = static_cast<std::uint16_t>(quantiser.LeastAc() / part);
+        const auto threshold = static_cast<std::uint16_t>(std::max(1U, quantiser.LeastAc() / part));
         const Selection selection(coefficients, threshold, guard, kernels_.selectCoefficients);
         const Selection plain(coefficients, threshold, guard);
         ASSERT_TRUE(selection == plain);

@@ -112,11 +112,12 @@ struct VideoComparison::Pair {
 
 namespace {
 
-// Returns true if 4:2:2 in 10 bits is not all that a video has.
+// Returns true if 4:2:2 in 10 bits is not all that a video has. Images follow the other video.
 bool IsFiner(const FrameReader& reader, const std::string& path) {
   const StreamFormat& format = reader.GetFormat();
   if (!format.IsRaw()) return format.is444 || format.HasAlpha();
-  return !reader.GetDescription().finer.empty() && IsReopenable(path);
+  const InputDescription& input = reader.GetDescription();
+  return !input.finer.empty() && !input.isSequence && IsReopenable(path);
 }
 
 // One of the two inputs.

@@ -74,6 +74,7 @@ class Images(AlphaSequence):
         source = self.make_images("in.%02d.png", "-pix_fmt", "rgba64be")
         told = self.succeed("encode", "--rate", "24", source, self.path("out.mov")).stderr
         self.assertIn("the alpha channel is left out", told)
+        self.assertIn("converts RGB in 16 bits to 4:2:2 in 10 bits; --variant 4444", told)
 
 
 class Premultiplication(AlphaSequence):

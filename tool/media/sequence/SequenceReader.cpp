@@ -209,6 +209,7 @@ void SequenceReader::Describe(const ImageHeader& header, const SequenceReading& 
   }
   format.colour.range = ColourRange::Limited;
   description_.stored = DescribeStored(header);
+  if (header.channels >= 3) description_.finer = "RGB in " + std::to_string(header.bits) + " bits";
   description_.isSequence = true;
   description_.firstNumber = images_.files.front().number;
   description_.frames = images_.files.back().number - description_.firstNumber + 1;
