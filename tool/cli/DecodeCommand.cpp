@@ -47,7 +47,7 @@ std::vector<std::string> FindNotes(const DecodeOptions& options, const FrameRead
     notes.push_back(reader.GetName() + ": progressive; --skip-field has no effect");
   }
   if (reader.GetFormat().is444 && !decoded.is444) {
-    notes.push_back(reader.GetName() + ": converts 4:4:4 to 4:2:2; --fourcc Y416 keeps it");
+    notes.push_back(reader.GetName() + ": converts 4:4:4 to 4:2:2; --fourcc b64A keeps it");
   }
   const bool takesAlpha =
       output.kind != OutputKind::Images || LoadImageModule().KeepsAlpha(options.output);

@@ -17,12 +17,6 @@ constexpr std::uint16_t kOpaque = 0xFFFF;
 constexpr unsigned kDeepBits = 16;
 constexpr unsigned kCodedBits = 12;
 
-// A pixel in memory.
-struct DeepPixel {
-  std::uint16_t alpha, y, cb, cr;
-};
-static_assert(sizeof(DeepPixel) == 8);
-
 using Lines = std::array<const std::uint16_t*, 3>;  // of Y, Cb, Cr
 
 // Writes a line of opaque pixels. Compilers turn words into vectors, but not structures.

@@ -16,6 +16,12 @@
 
 namespace vixprores {
 
+/// A pixel of "Y416" in memory.
+struct DeepPixel {
+  std::uint16_t alpha, y, cb, cr;
+};
+static_assert(sizeof(DeepPixel) == 8);
+
 /// Packs planes into an opaque picture.
 /// @param bits depth of the planes, 8 to 16; samples are shifted up to 16 bits
 void PackDeepPicture(unsigned bits, std::span<const std::uint8_t> planar,

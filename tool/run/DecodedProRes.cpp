@@ -8,6 +8,7 @@
 #include "base/Errors.h"
 #include "base/FramePool.h"
 #include "base/IdleObjects.h"
+#include "format/DeepPicture.h"
 #include "frames/BareFrames.h"
 #include "frames/FrameHeaders.h"
 #include "media/container/Libav.h"
@@ -125,15 +126,15 @@ void UnpackV210(const vix::IBuffer& packed, AVFrame& picture) {
 }
 
 void UnpackY416(const vix::IBuffer& packed, AVFrame& picture) {
-  constexpr std::array<std::size_t, 4> kPlaces{1, 2, 3, 0};  // of each plane in a pixel
-  const auto* row = reinterpret_cast<const std::uint16_t*>(packed.GetData());
+  constexpr std::array kPlanes{&DeepPixel::y, &DeepPixel::cb, &DeepPixel::cr, &DeepPixel::alpha};
+  const auto* row = reinterpret_cast<const DeepPixel*>(packed.GetData());
   const auto width = static_cast<std::size_t>(picture.width);
-  for (int y = 0; y < picture.height; ++y, row += kPlaces.size() * width) {
-    for (std::size_t plane = 0; plane < kPlaces.size() && picture.data[plane] != nullptr; ++plane) {
+  for (int y = 0; y < picture.height; ++y, row += width) {
+    for (std::size_t plane = 0; plane < kPlanes.size() && picture.data[plane] != nullptr; ++plane) {
       auto* const samples = reinterpret_cast<std::uint16_t*>(
           picture.data[plane] + std::ptrdiff_t{y} * picture.linesize[plane]);
       for (std::size_t x = 0; x < width; ++x) {
-        samples[x] = row[kPlaces.size() * x + kPlaces[plane]];
+        samples[x] = row[x].*kPlanes[plane];
       }
     }
   }

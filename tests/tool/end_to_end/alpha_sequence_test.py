@@ -139,7 +139,7 @@ class Outputs(AlphaSequence):
     def test_other_outputs_say_how_to_keep_it(self):
         coded, _ = self.encode(self.make_images("in.%02d.png", "-pix_fmt", "rgba64be"))
         told = self.succeed("decode", coded, self.path("out.mov")).stderr
-        self.assertIn("converts 4:4:4 to 4:2:2; --fourcc Y416 keeps it", told)
+        self.assertIn("converts 4:4:4 to 4:2:2; --fourcc b64A keeps it", told)
 
 
 if __name__ == "__main__":

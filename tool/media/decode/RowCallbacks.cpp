@@ -4,6 +4,7 @@
 #include <cstring>
 #include <span>
 
+#include "format/DeepPicture.h"
 #include "vix/PixelConversion.h"
 
 extern "C" {
@@ -57,10 +58,6 @@ void Dither(std::span<std::uint16_t> samples, unsigned row, unsigned plane) {
   }
 }
 
-struct Y416Pixel {
-  std::uint16_t alpha, luma, cb, cr;
-};
-
 // Returns a sample whose distance from `zero` was multiplied by alpha; alpha is not 0.
 std::uint16_t Divided(std::uint16_t sample, int zero, std::uint16_t alpha) {
   constexpr std::int64_t kOpaque = 65535;
@@ -70,12 +67,12 @@ std::uint16_t Divided(std::uint16_t sample, int zero, std::uint16_t alpha) {
       std::clamp<std::int64_t>(zero + (distance * kOpaque + half) / alpha, 0, kOpaque));
 }
 
-void DivideByAlpha(std::span<Y416Pixel> pixels) {
+void DivideByAlpha(std::span<DeepPixel> pixels) {
   constexpr int kBlack = 16 << (kWorkBits - 8);
   constexpr int kNeutral = 1 << (kWorkBits - 1);
-  for (Y416Pixel& pixel : pixels) {
+  for (DeepPixel& pixel : pixels) {
     if (pixel.alpha == 0 || pixel.alpha == 65535) continue;
-    pixel.luma = Divided(pixel.luma, kBlack, pixel.alpha);
+    pixel.y = Divided(pixel.y, kBlack, pixel.alpha);
     pixel.cb = Divided(pixel.cb, kNeutral, pixel.alpha);
     pixel.cr = Divided(pixel.cr, kNeutral, pixel.alpha);
   }
@@ -114,7 +111,7 @@ void PackedRows::PackV210(unsigned row, std::uint8_t* target) const {
 
 // Alpha is packed before the colours.
 void PackedRows::PackY416(unsigned row, std::uint8_t* target) const {
-  auto* const pixels = reinterpret_cast<Y416Pixel*>(target);
+  auto* const pixels = reinterpret_cast<DeepPixel*>(target);
   const std::uint16_t* const first = Samples(0, row);
   if (channels == Channels::Alpha) {
     for (std::size_t x = 0; x < format.width; ++x) pixels[x].alpha = first[x];
@@ -123,7 +120,7 @@ void PackedRows::PackY416(unsigned row, std::uint8_t* target) const {
   const std::uint16_t* const cb = Samples(1, row);
   const std::uint16_t* const cr = Samples(2, row);
   for (std::size_t x = 0; x < format.width; ++x) {
-    pixels[x].luma = first[x];
+    pixels[x].y = first[x];
     pixels[x].cb = cb[x];
     pixels[x].cr = cr[x];
   }

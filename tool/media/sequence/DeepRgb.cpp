@@ -4,6 +4,7 @@
 #include <algorithm>
 #include <cstddef>
 
+#include "format/DeepPicture.h"
 #include "format/PlanarPicture.h"
 #include "media/decode/PictureRows.h"
 
@@ -89,13 +90,13 @@ void DeepRgb::ReadV210(std::span<const std::uint8_t> packed, std::uint32_t row) 
 void DeepRgb::ReadY416(std::span<const std::uint8_t> packed, std::uint32_t row,
                        std::uint16_t* pixels) {
   constexpr float kStep = 64;  // of 10 bits, in 16
-  const auto* samples =
-      reinterpret_cast<const std::uint16_t*>(packed.data()) + std::size_t{4} * format_.width * row;
-  for (std::size_t x = 0; x < format_.width; ++x, samples += 4) {
-    if (channels_ == 4) pixels[4 * x + 3] = samples[0];
-    luma_[x] = static_cast<float>(samples[1]) / kStep;
-    chroma_[0][x] = static_cast<float>(samples[2]) / kStep - kGrey;
-    chroma_[1][x] = static_cast<float>(samples[3]) / kStep - kGrey;
+  const auto* const line =
+      reinterpret_cast<const DeepPixel*>(packed.data()) + std::size_t{format_.width} * row;
+  for (std::size_t x = 0; x < format_.width; ++x) {
+    if (channels_ == 4) pixels[4 * x + 3] = line[x].alpha;
+    luma_[x] = static_cast<float>(line[x].y) / kStep;
+    chroma_[0][x] = static_cast<float>(line[x].cb) / kStep - kGrey;
+    chroma_[1][x] = static_cast<float>(line[x].cr) / kStep - kGrey;
   }
 }
 
