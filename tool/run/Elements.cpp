@@ -66,7 +66,7 @@ std::string TextOf(const std::exception_ptr& error) {
 }
 
 std::string RequireImplementation(vix::FourCC code) {
-  const std::string implementation = FindImplementation(code);
+  std::string implementation = FindImplementation(code);
   RequireElements(implementation);
   return implementation;
 }
