@@ -5,6 +5,9 @@
 #include <vector>
 
 #include "Allocations.h"
+#include "DeepPicture.h"
+#include "EncoderTestPicture.h"
+#include "EncoderTestSession.h"
 #include "ProRes/ProRes.h"
 #include "ReferenceCodec.h"
 
@@ -42,6 +45,8 @@ struct Clip {
     return spec;
   }
 };
+
+constexpr std::size_t kTwoMebibytes = std::size_t{2} << 20;
 
 int Decode(WPRDecoderHandle decoder, Clip& clip) {
   return WPRDecodeFrame(decoder, clip.frame.data(), static_cast<std::uint32_t>(clip.frame.size()),
@@ -82,8 +87,28 @@ TEST(DecoderMemory, StaysBelowTwoMebibytesForAFullHighDefinitionFrame) {
   const std::size_t before = allocations.bytes;
   WPRDecoderHandle const decoder = WPROpenDecoder(2, nullptr);
   ASSERT_EQ(Decode(decoder, clip), kWPRSuccess);
-  EXPECT_LT(allocations.bytes - before, std::size_t{2} << 20);
+  EXPECT_LT(allocations.bytes - before, kTwoMebibytes);
   WPRCloseDecoder(decoder);
+}
+
+/// Returns the bytes that a decoder allocates for a frame.
+std::size_t BytesFor(const test::Bytes& frame, test::PictureMemory picture) {
+  const std::size_t before = allocations.bytes;
+  test::Decode(frame, picture);
+  return allocations.bytes - before;
+}
+
+TEST(DecoderMemory, StaysBelowTwoMebibytesForAFullHighDefinitionFrameOf4444WithAlpha) {
+  const test::DeepContent alpha = [](int, int x, int y) {
+    return (x * 40503 + y * 30011) & 0xFFFF;
+  };
+  const test::DeepPicture source(kWPRPixelFormatY416, 1920, 1080,
+                                 test::WithAlpha(test::Colours(test::Busy(1)), alpha));
+  const test::EncoderOwner encoder = test::Open();
+  test::Set(encoder.get(), kWPRAlpha16);
+  const test::Bytes frame = test::Encode(encoder.get(), {kWPRCodec4444XQ, kWPRProgressive}, source);
+  EXPECT_LT(BytesFor(frame, test::DeepPicture(kWPRPixelFormatB64a, 1920, 1080)), kTwoMebibytes);
+  EXPECT_LT(BytesFor(frame, test::SourcePicture(kWPRPixelFormat2vuy, 1920, 1080)), kTwoMebibytes);
 }
 
 /// Lets every allocation for a large frame fail in turn, after a small frame or none.

@@ -17,12 +17,12 @@ using Variant = vix::ProResCodecVariant;
 
 // The host contract knows no variants of 4444.
 constexpr ProResVariant kVariants[] = {
-    {"proxy", MakeFourCC("apco"), "ProRes 422 Proxy", Variant::Proxy, 0, false},
-    {"lt", MakeFourCC("apcs"), "ProRes 422 LT", Variant::LT, 1, false},
-    {"422", MakeFourCC("apcn"), "ProRes 422", Variant::Standard, 2, false},
-    {"hq", MakeFourCC("apch"), "ProRes 422 HQ", Variant::HQ, 3, false},
-    {"4444", MakeFourCC("ap4h"), "ProRes 4444", Variant::HQ, 4, true},
-    {"4444xq", MakeFourCC("ap4x"), "ProRes 4444 XQ", Variant::HQ, 5, true},
+    {"proxy", "ProRes 422 Proxy", MakeFourCC("apco"), Variant::Proxy, 0, false},
+    {"lt", "ProRes 422 LT", MakeFourCC("apcs"), Variant::LT, 1, false},
+    {"422", "ProRes 422", MakeFourCC("apcn"), Variant::Standard, 2, false},
+    {"hq", "ProRes 422 HQ", MakeFourCC("apch"), Variant::HQ, 3, false},
+    {"4444", "ProRes 4444", MakeFourCC("ap4h"), Variant::HQ, 4, true},
+    {"4444xq", "ProRes 4444 XQ", MakeFourCC("ap4x"), Variant::HQ, 5, true},
 };
 
 const ProResVariant* OrNull(const ProResVariant* found) {

@@ -83,8 +83,8 @@ std::string FindSynonym(const Synonyms& synonyms, const std::string& word);
 /// A ProRes variant with its names.
 struct ProResVariant {
   const char* option;  ///< on the command line, and in lists of expected properties
-  vix::FourCC code;    ///< of the sample entry
   const char* name;    ///< for messages
+  vix::FourCC code;    ///< of the sample entry
   /// The closest variant of the host contract.
   vix::ProResCodecVariant variant;
   int profile;  ///< number in containers without four-character codes
