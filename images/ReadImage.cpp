@@ -207,7 +207,8 @@ void Place(std::span<const Sample> stored, const ImageSpec& spec, const Window& 
   const int end = std::min(spec.width, window.width - window.x);
   for (int row = std::max(0, -window.y); row < std::min(spec.height, window.height - window.y);
        ++row) {
-    const auto stride = static_cast<std::size_t>(spec.width * selection.count);
+    const std::size_t stride =
+        static_cast<std::size_t>(spec.width) * static_cast<std::size_t>(selection.count);
     const Sample* const from = stored.data() + static_cast<std::size_t>(row) * stride;
     Sample* const to = picture + static_cast<std::size_t>(row + window.y) *
                                      static_cast<std::size_t>(window.width * channels);
