@@ -7,6 +7,7 @@
 #include <string_view>
 
 #include "Handles.h"
+#include "vix/RgbMatrix.h"
 
 namespace vixgst {
 namespace {
@@ -145,13 +146,8 @@ GstVideoColorMatrix CodedMatrixOf(const GstCaps* caps) {
   if (text == nullptr || !gst_video_colorimetry_from_string(&stated, text)) {
     return GST_VIDEO_COLOR_MATRIX_BT709;
   }
-  switch (stated.matrix) {
-    case GST_VIDEO_COLOR_MATRIX_BT601:
-    case GST_VIDEO_COLOR_MATRIX_BT2020:
-      return stated.matrix;
-    default:
-      return GST_VIDEO_COLOR_MATRIX_BT709;
-  }
+  const auto code = static_cast<std::int32_t>(gst_video_color_matrix_to_iso(stated.matrix));
+  return gst_video_color_matrix_from_iso(static_cast<guint>(vix::ChooseRgbMatrix(code).coded));
 }
 
 // Returns the labels without field order.

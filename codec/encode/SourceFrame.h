@@ -87,8 +87,8 @@ class SourceFrame {
                                     EncodeSettings settings) {
     if (variant.chroma == ChromaFormat::k422) settings.alpha = AlphaType::kNone;
     // A decoder needs to know the matrix that RGB was converted with.
-    if (GetPixelFormat(input.pixelFormat).rgb && !HasRgbMatrix(settings.matrixCoefficients)) {
-      settings.matrixCoefficients = kDefaultRgbMatrix;
+    if (GetPixelFormat(input.pixelFormat).rgb) {
+      settings.matrixCoefficients = CodedRgbMatrix(settings.matrixCoefficients);
     }
     return settings;
   }

@@ -9,23 +9,17 @@
 namespace prores {
 namespace {
 
-struct CodedMatrix {
-  unsigned code;  ///< ISO/IEC 23091-2, MatrixCoefficients
-  RgbMatrix matrix;
-};
+/// The factors of each of vix::kRgbMatrices.
+constexpr auto kFactors = [] {
+  std::array<RgbMatrix, vix::kRgbMatrices.size()> factors{};
+  std::ranges::transform(vix::kRgbMatrices, factors.begin(), [](const vix::RgbMatrix& matrix) {
+    return MakeRgbMatrix(matrix.red, matrix.blue);
+  });
+  return factors;
+}();
 
-constexpr RgbMatrix kBt601 = MakeRgbMatrix(0.299, 0.114);  // ITU-R BT.601-7, 2.5.1
-
-/// The first one serves all other codes.
-constexpr std::array<CodedMatrix, 4> kMatrices = {{
-    {1, MakeRgbMatrix(0.2126, 0.0722)},  // ITU-R BT.709-6, 3.2
-    {5, kBt601},
-    {6, kBt601},
-    {9, MakeRgbMatrix(0.2627, 0.0593)},  // ITU-R BT.2020-2, table 4
-}};
-
-const CodedMatrix* FindMatrix(unsigned code) {
-  return std::ranges::find(kMatrices, code, &CodedMatrix::code);
+const vix::RgbMatrix& ChooseMatrix(unsigned code) {
+  return vix::ChooseRgbMatrix(static_cast<std::int32_t>(code));
 }
 
 /// Returns value + offset, rounded and clamped to 16 bits.
@@ -39,13 +33,13 @@ std::uint16_t Rounded(float value, float offset = 0) {
 
 }  // namespace
 
-bool HasRgbMatrix(unsigned matrixCoefficients) {
-  return FindMatrix(matrixCoefficients) != kMatrices.end();
+std::uint8_t CodedRgbMatrix(unsigned matrixCoefficients) {
+  return static_cast<std::uint8_t>(ChooseMatrix(matrixCoefficients).coded);
 }
 
 const RgbMatrix& RgbMatrixOf(unsigned matrixCoefficients) {
-  return (HasRgbMatrix(matrixCoefficients) ? FindMatrix(matrixCoefficients) : kMatrices.begin())
-      ->matrix;
+  const std::ptrdiff_t index = &ChooseMatrix(matrixCoefficients) - vix::kRgbMatrices.data();
+  return kFactors[static_cast<std::size_t>(index)];
 }
 
 void RgbToYCbCr(const RgbMatrix& matrix, std::size_t width, const PlanarRow& row) {

@@ -14,6 +14,7 @@
 
 #include "cpu/CpuLevel.h"
 #include "pixel/UnpackRows.h"
+#include "vix/RgbMatrix.h"
 
 namespace prores {
 
@@ -61,15 +62,15 @@ constexpr RgbMatrix MakeRgbMatrix(double red, double blue) {
           .greenOfCr = static_cast<float>(redOfCr * red / green)};
 }
 
-/// Code point of the matrix that stands for those without one.
-inline constexpr std::uint8_t kDefaultRgbMatrix = 1;
+/// Code point of the matrix that frames without one are converted with unless a host sets another.
+inline constexpr unsigned kDefaultRgbMatrix = 1;
 
-/// Whether RgbMatrixOf() has a matrix of its own for a code point.
-bool HasRgbMatrix(unsigned matrixCoefficients);
+/// Returns the code point that a frame states after its RGB was converted with
+/// RgbMatrixOf(matrixCoefficients).
+std::uint8_t CodedRgbMatrix(unsigned matrixCoefficients);
 
-/// Returns the matrix of a code point of ISO/IEC 23091-2 (MatrixCoefficients): 1 = ITU-R BT.709,
-/// 5 and 6 = ITU-R BT.601, 9 = ITU-R BT.2020 with non-constant luminance; that of BT.709 for all
-/// others. It lives for ever.
+/// Returns the matrix that vix::ChooseRgbMatrix() chooses for a code point of ISO/IEC 23091-2
+/// (MatrixCoefficients). It lives for ever.
 const RgbMatrix& RgbMatrixOf(unsigned matrixCoefficients);
 
 /// 1.5 x 2^23. A sum of this and a value below 2^22 in magnitude has no fraction bits: it is

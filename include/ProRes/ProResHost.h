@@ -142,8 +142,9 @@ typedef struct EncodeSettingsRecord {
   int32_t alphaBits;    /**< a WPRAlphaBits, of frames of the 4444 types; initially kWPRAlphaNone */
   /**
    * Written to the frame header (RDD 36, matrix_coefficients); initially 2, unspecified. RGB is
-   * converted with it: 1 = BT.709, 6 = BT.601, 9 = BT.2020 with non-constant luminance. With any
-   * other value RGB is converted with BT.709, and the header says so.
+   * converted with it: 1 = BT.709, 5 and 6 = BT.601, 9 = BT.2020 with non-constant luminance. RGB
+   * is converted with 9 instead of 10 (BT.2020 with constant luminance) and with 1 instead of any
+   * other value, and the header states the matrix that was used.
    */
   uint32_t matrixCoefficients;
 } EncodeSettingsRecord;

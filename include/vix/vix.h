@@ -22,6 +22,7 @@
 #include "vix/ProResRates.h"
 #include "vix/RawVideoUtils.h"
 #include "vix/Registry.h"
+#include "vix/RgbMatrix.h"
 #include "vix/Samples.h"
 #include "vix/StreamDescription.h"
 #include "vix/Types.h"

@@ -129,7 +129,7 @@ TEST(EncoderRgb, IsConvertedBackWithTheMatrixOfTheHeader) {
     return component == kAlpha ? kOpaque : (x / 16 >> component) % 2 * 50000;
   };
   const DeepPicture picture(kWPRPixelFormatB64a, 128, 16, content);
-  for (const std::uint32_t matrix : {0U, 1U, 2U, 5U, 6U, 9U, 200U}) {
+  for (const std::uint32_t matrix : {0U, 1U, 2U, 5U, 6U, 9U, 10U, 200U}) {
     const DeepPicture decoded = Coded(picture, {kWPRCodec4444XQ, kWPRProgressive}, matrix);
     for (int component = 0; component < 3; ++component) {
       EXPECT_LT(LargestDifference(picture, decoded, component), 100) << matrix;

@@ -28,6 +28,8 @@ constexpr std::array<Standard, 4> kStandards = {{
     {9, 0.2627, 0.0593},
 }};
 
+constexpr unsigned kConstantLuminance = 10;
+
 /// Values of one row: G B R or Y Cb Cr.
 struct Planes {
   void Add(int first, int second, int third) {
@@ -194,10 +196,18 @@ TEST(RgbConversion, ChangesRgbByTheRoundingOfYCbCrOnly) {
 
 TEST(RgbConversion, ConvertsWithBt709UnlessAMatrixIsKnown) {
   for (unsigned code = 0; code < 256; ++code) {
+    if (code == kConstantLuminance) continue;
     const bool known = std::ranges::find(kStandards, code, &Standard::code) != kStandards.end();
-    EXPECT_EQ(HasRgbMatrix(code), known) << code;
+    EXPECT_EQ(CodedRgbMatrix(code), known ? code : 1) << code;
     EXPECT_EQ(&RgbMatrixOf(code) == &RgbMatrixOf(1), !known || code == 1) << code;
   }
+}
+
+TEST(RgbConversion, ConvertsConstantLuminanceWithTheWeightsOfBt2020) {
+  EXPECT_EQ(CodedRgbMatrix(kConstantLuminance), 9);
+  const Planes pixels = Random(4095);
+  EXPECT_EQ(ToRgb(pixels, kConstantLuminance).luma, ToRgb(pixels, 9).luma);
+  EXPECT_EQ(ToYCbCr(pixels, kConstantLuminance).luma, ToYCbCr(pixels, 9).luma);
 }
 
 }  // namespace
