@@ -30,5 +30,20 @@ TEST(ColourNames, HaveTheirCodes) {
   EXPECT_EQ(FindColourCode(ColourProperty::Matrix, "bt2020-cl"), 10);
 }
 
+TEST(UsualMatrix, IsBt601BelowHd) {
+  EXPECT_EQ(DescribeColourCode(ColourProperty::Matrix, UsualMatrix(719)), "6 (bt601)");
+  EXPECT_EQ(DescribeColourCode(ColourProperty::Matrix, UsualMatrix(720)), "1 (bt709)");
+}
+
+TEST(RgbMatrixFor, TakesTheStatedMatrixOrTheUsualOne) {
+  for (const int unstated : {0, 2}) {  // RGB, unspecified
+    EXPECT_EQ(RgbMatrixFor(unstated, 576).code, 6);
+    EXPECT_EQ(RgbMatrixFor(unstated, 1080).code, 1);
+  }
+  EXPECT_EQ(RgbMatrixFor(9, 576).code, 9);
+  EXPECT_EQ(RgbMatrixFor(10, 576).coded, 9);
+  EXPECT_EQ(RgbMatrixFor(7, 576).code, 1);  // no matrix of ours
+}
+
 }  // namespace
 }  // namespace vixprores

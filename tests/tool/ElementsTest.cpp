@@ -57,6 +57,22 @@ TEST(DescribeStream, StatesWhetherAlphaCounts) {
   EXPECT_EQ(chroma(), vix::VideoChroma::C444);
 }
 
+TEST(DescribeStream, StatesTheUsualMatrixOfUnlabelledProRes) {
+  StreamFormat format;
+  format.code = vix::MakeFourCC("ap4h");
+  format.rate = {25, 1};
+  const auto matrix = [&](std::uint32_t height, int stated) {
+    format.height = height;
+    format.colour.matrix = stated;
+    return DescribeStream(format)->GetVideoParameters()->GetVideoProperty4();
+  };
+  EXPECT_EQ(matrix(576, 2), 6);
+  EXPECT_EQ(matrix(1080, 2), 1);
+  EXPECT_EQ(matrix(576, 9), 9);
+  format.code = vix::kFourCC_Y416;
+  EXPECT_EQ(matrix(576, 2), 2);  // the encoder states nothing, either
+}
+
 TEST(LowerVersion, CopiesOnlyFramesOfAnotherVersion) {
   reference::StreamSpec spec;
   spec.width = 64;

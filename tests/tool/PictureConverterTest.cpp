@@ -158,6 +158,7 @@ TEST(PictureConverter, ConvertsRgbByTheMatrix) {
   EXPECT_EQ(ConvertColour(AVCOL_SPC_BT709, {255, 0, 0}), (Sample{250, 409, 960}));
   EXPECT_EQ(ConvertColour(AVCOL_SPC_SMPTE170M, {255, 0, 0}), (Sample{326, 361, 960}));
   EXPECT_EQ(ConvertColour(AVCOL_SPC_BT2020_NCL, {0, 0, 255}), (Sample{116, 960, 476}));
+  EXPECT_EQ(ConvertColour(AVCOL_SPC_BT2020_CL, {0, 0, 255}), (Sample{116, 960, 476}));
 }
 
 TEST(PictureConverter, ReadsTheColoursOfPalettes) {
@@ -173,11 +174,6 @@ TEST(PictureConverter, ReadsTheColoursOfPalettes) {
   }
   const PictureTarget target = TargetOf(4, 1);
   EXPECT_EQ(Convert(target, *picture), Convert(target, *rgb));
-}
-
-TEST(PictureConverter, TakesTheMatrixOfUnlabelledRgbFromTheHeight) {
-  EXPECT_EQ(UsualMatrix(719), AVCOL_SPC_SMPTE170M);
-  EXPECT_EQ(UsualMatrix(720), AVCOL_SPC_BT709);
 }
 
 TEST(PictureConverter, LimitsFullRange) {

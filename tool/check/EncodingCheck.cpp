@@ -15,7 +15,6 @@
 #include "format/DeepPicture.h"
 #include "format/PlanarPicture.h"
 #include "frames/FrameHeaders.h"
-#include "media/decode/PictureRows.h"
 #include "vix/Error.h"
 
 namespace vixprores {
@@ -81,8 +80,8 @@ class DecodingCheck : public EncodingCheck {
                                           std::span<const std::uint8_t> pixels) {
       if (format.code != vix::kFourCC_b64A) return pixels;
       converted.resize(pixels.size());
-      const auto [red, blue] = WeightsOf(format.colour.matrix);
-      ConvertRgbPicture(red, blue, pixels, converted);
+      const auto& matrix = RgbMatrixFor(format.colour.matrix, format.height);
+      ConvertRgbPicture(matrix, pixels, converted);
       return converted;
     }
   };

@@ -40,6 +40,17 @@ StreamFormat DecodedFormat(StreamFormat source, const DecodeOptions& options) {
   return source;
 }
 
+// Completes the matrix of pictures that are converted to RGB, before fields halve their height.
+void CompleteMatrix(const FrameReader& reader, const OutputFormat& output, StreamFormat& decoded,
+                    std::vector<std::string>& notes) {
+  const StreamFormat& source = reader.GetFormat();
+  const bool isToRgb = output.kind == OutputKind::Images || decoded.code == vix::kFourCC_b64A;
+  if (!isToRgb || vix::FindRgbMatrix(source.colour.matrix)) return;
+  const int matrix = RgbMatrixFor(source.colour.matrix, source.height).coded;
+  if (output.kind == OutputKind::Images) decoded.colour.matrix = matrix;
+  notes.push_back(DescribeConversionToRgb(reader.GetName(), matrix));
+}
+
 std::vector<std::string> FindNotes(const DecodeOptions& options, const FrameReader& reader,
                                    const StreamFormat& decoded, const OutputFormat& output) {
   std::vector<std::string> notes;
@@ -70,6 +81,7 @@ void Decode(const DecodeOptions& options, RunReport& report, RunObserver& observ
   content.metadata = reader->GetDescription().metadata;
   const auto element = ProResElement::Decoder(content.video.code, options.skipField);
   auto notes = FindNotes(options, *reader, content.video, output);
+  CompleteMatrix(*reader, output, content.video, notes);
   TranscodePlan plan{std::move(reader), source, element, std::move(content), output};
   plan.notes = std::move(notes);
   plan.onDamage = options.onDamage;

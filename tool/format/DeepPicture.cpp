@@ -138,14 +138,14 @@ void DeepenPicture(const StreamFormat& format, std::span<const std::uint8_t> pac
   }
 }
 
-void ConvertRgbPicture(double red, double blue, std::span<const std::uint8_t> packed,
+void ConvertRgbPicture(const vix::RgbMatrix& matrix, std::span<const std::uint8_t> packed,
                        std::span<std::uint8_t> deep) {
   constexpr double kLumaBlack = 16 << 8;  // codes of 8 bits, shifted up
   constexpr double kChromaZero = 128 << 8;
   constexpr double kLumaScale = (219 << 8) / 65535.0;
   constexpr double kChromaScale = (224 << 8) / 65535.0;
-  const double cbScale = kChromaScale / (2 * (1 - blue));
-  const double crScale = kChromaScale / (2 * (1 - red));
+  const double cbScale = kChromaScale / (2 * (1 - matrix.blue));
+  const double crScale = kChromaScale / (2 * (1 - matrix.red));
   const auto round = [](double value) { return static_cast<std::uint16_t>(std::lround(value)); };
   for (std::size_t i = 0; i + sizeof(DeepPixel) <= packed.size(); i += sizeof(DeepPixel)) {
     const auto component = [&](std::size_t place) {
@@ -154,7 +154,7 @@ void ConvertRgbPicture(double red, double blue, std::span<const std::uint8_t> pa
     const double r = component(1);
     const double g = component(2);
     const double b = component(3);
-    const double y = red * r + (1 - red - blue) * g + blue * b;
+    const double y = matrix.red * r + matrix.GetGreen() * g + matrix.blue * b;
     const DeepPixel pixel{component(0), round(kLumaBlack + kLumaScale * y),
                           round(kChromaZero + cbScale * (b - y)),
                           round(kChromaZero + crScale * (r - y))};

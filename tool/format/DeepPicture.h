@@ -40,8 +40,7 @@ void DeepenPicture(const StreamFormat& format, std::span<const std::uint8_t> pac
                    std::span<std::uint8_t> deep);
 
 /// Converts a "b64A" picture to a "Y416" picture of the same size, as the codec's encoder does.
-/// @param red,blue weights of luma
-void ConvertRgbPicture(double red, double blue, std::span<const std::uint8_t> packed,
+void ConvertRgbPicture(const vix::RgbMatrix& matrix, std::span<const std::uint8_t> packed,
                        std::span<std::uint8_t> deep);
 
 }  // namespace vixprores

@@ -60,6 +60,12 @@ std::string DescribeRgbConversion(const std::string& inputName, int matrix) {
          DescribeColourCode(ColourProperty::Matrix, matrix) + "; --matrix chooses another one";
 }
 
+std::string DescribeConversionToRgb(const std::string& inputName, int matrix) {
+  return inputName + ": pictures are converted to RGB with the matrix " +
+         DescribeColourCode(ColourProperty::Matrix, matrix) +
+         "; 'vixprores copy --matrix' labels the video with another one";
+}
+
 std::string QuoteForShell(const std::string& text) {
   constexpr const char* kPlain =
       "abcdefghijklmnopqrstuvwxyzABCDEFGHIJKLMNOPQRSTUVWXYZ0123456789_./:,=-+@%";

@@ -36,6 +36,8 @@ std::string ConversionCommand(const std::string& inputName, const std::string& f
 
 /// Returns the note about RGB pictures that are converted with that matrix.
 std::string DescribeRgbConversion(const std::string& inputName, int matrix);
+/// Returns the note about ProRes without a usable matrix that is converted to RGB with that matrix.
+std::string DescribeConversionToRgb(const std::string& inputName, int matrix);
 
 /// Quotes `text` as one word of a shell command, if it needs quotes.
 std::string QuoteForShell(const std::string& text);
@@ -49,6 +51,7 @@ struct InputDescription {
   /// What the stored pictures have beyond 4:2:2 in 10 bits, as in "4:4:4 in 12 bits"; empty =
   /// nothing.
   std::string finer = {};
+  bool isRgb = false;  ///< stored as RGB, which is converted with the matrix of `format`
   /// Format that the container alone states; nullopt if there is no container, or if `format` has
   /// no other source.
   std::optional<StreamFormat> container = std::nullopt;

@@ -21,24 +21,6 @@ namespace {
 constexpr std::size_t kPlanes = RowRing::kPlanes;
 constexpr unsigned kY416Bits = 16;
 
-// Returns the matrix of the stream; if it is unspecified, BT.709 from 720 lines on and BT.601
-// below.
-zimg_matrix_coefficients_e MatrixOf(const StreamFormat& format) {
-  constexpr std::uint32_t kFirstHdHeight = 720;
-  switch (format.colour.matrix) {
-    case 1:
-      return ZIMG_MATRIX_BT709;
-    case 5:
-    case 6:
-      return ZIMG_MATRIX_ST170_M;
-    case 9:
-    case 10:
-      return ZIMG_MATRIX_BT2020_NCL;
-    default:
-      return format.height >= kFirstHdHeight ? ZIMG_MATRIX_BT709 : ZIMG_MATRIX_ST170_M;
-  }
-}
-
 zimgxx::zimage_format DescribeSource(const StreamFormat& format) {
   zimgxx::zimage_format source;
   const bool isDeep = IsOf4444(format.code);
@@ -50,7 +32,9 @@ zimgxx::zimage_format DescribeSource(const StreamFormat& format) {
   source.pixel_type = source.depth > 8 ? ZIMG_PIXEL_WORD : ZIMG_PIXEL_BYTE;
   source.subsample_w = isDeep ? 0 : 1;
   source.color_family = ZIMG_COLOR_YUV;
-  source.matrix_coefficients = MatrixOf(format);
+  // The library uses the same code points.
+  source.matrix_coefficients = static_cast<zimg_matrix_coefficients_e>(
+      RgbMatrixFor(format.colour.matrix, format.height).coded);
   source.pixel_range =
       format.colour.range == ColourRange::Full ? ZIMG_RANGE_FULL : ZIMG_RANGE_LIMITED;
   return source;

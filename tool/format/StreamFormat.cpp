@@ -196,6 +196,18 @@ int FindColourCode(ColourProperty property, const std::string& name) {
       ->code;
 }
 
+int UsualMatrix(std::uint32_t height) {
+  constexpr std::uint32_t kFirstHdHeight = 720;
+  return FindColourCode(ColourProperty::Matrix, height >= kFirstHdHeight ? "bt709" : "bt601");
+}
+
+const vix::RgbMatrix& RgbMatrixFor(int stated, std::uint32_t height) {
+  constexpr int kRgb = 0;
+  constexpr int kUnspecified = 2;
+  const bool isStated = stated != kRgb && stated != kUnspecified;
+  return vix::ChooseRgbMatrix(isStated ? stated : UsualMatrix(height));
+}
+
 std::string DescribeColourCode(ColourProperty property, int code) {
   const std::string number = std::to_string(code);
   std::string name = NameOf(property, code);

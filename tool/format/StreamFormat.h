@@ -15,6 +15,7 @@
 
 #include "format/HdrLabels.h"
 #include "format/RawFormat.h"
+#include "vix/RgbMatrix.h"
 #include "vix/Types.h"
 
 namespace vixprores {
@@ -40,6 +41,13 @@ struct Colour {
   bool IsSpecified() const { return primaries != 2 || transfer != 2 || matrix != 2; }
   friend bool operator==(const Colour&, const Colour&) = default;
 };
+
+/// Returns the matrix that video of unknown colours has, as a code point: BT.709 from 720 lines on,
+/// BT.601 below.
+int UsualMatrix(std::uint32_t height);
+/// Returns the matrix that pictures become RGB with, or come from RGB with.
+/// @param stated code point; unspecified (2) and RGB (0) stand for UsualMatrix()
+const vix::RgbMatrix& RgbMatrixFor(int stated, std::uint32_t height);
 
 /// Format of one video stream, uncompressed or ProRes.
 struct StreamFormat {

@@ -41,6 +41,13 @@ vix::VideoChroma ChromaOf(const StreamFormat& format) {
   return countsAlpha ? vix::VideoChroma::C4444 : vix::VideoChroma::C444;
 }
 
+// Returns the code of the matrix; of ProRes, that which decoders make RGB with if a frame states
+// none.
+std::int32_t MatrixOf(const StreamFormat& format) {
+  const int matrix = format.colour.matrix;
+  return format.IsRaw() ? matrix : RgbMatrixFor(matrix, format.height).coded;
+}
+
 std::shared_ptr<vix::ICodecHook> GetCodecHook() {
   static const auto hook = std::make_shared<vix::ProResCodecHook>();
   return hook;
@@ -85,7 +92,7 @@ std::shared_ptr<const vix::IVideoInfo> DescribeStream(const StreamFormat& format
   parameters->SetVideoProperty1(static_cast<std::int32_t>(ChromaOf(format)));
   parameters->SetVideoProperty2(format.colour.primaries);
   parameters->SetVideoProperty3(format.colour.transfer);
-  parameters->SetVideoProperty4(format.colour.matrix);
+  parameters->SetVideoProperty4(MatrixOf(format));
   const bool isPacked4444 = format.IsRaw() && IsOf4444(format.code);
   parameters->SetVideoProperty6(isPacked4444 ? kPacked4444 : kPacked422);
   parameters->SetVideoProperty11(kStoredAsFrames);

@@ -9,7 +9,6 @@
 #include "base/Errors.h"
 #include "base/Text.h"
 #include "format/InputFormat.h"
-#include "media/decode/PictureRows.h"
 #include "media/raw/WidenedReader.h"
 
 namespace vixprores {
@@ -129,15 +128,16 @@ std::unique_ptr<FrameReader> Open(const EncodeOptions& options) {
   return options.variant->is4444 ? Widen(std::move(reader)) : std::move(reader);
 }
 
-// Chooses the matrix that the encoder converts RGB with.
+// Chooses the matrix that the encoder converts RGB with. A reader that converts RGB has chosen it.
 void ChooseMatrix(StreamFormat& source, const FrameReader& reader,
                   std::vector<std::string>& notes) {
-  constexpr int kRgb = 0;
-  constexpr int kUnspecified = 2;
   int& matrix = source.colour.matrix;
-  if (source.code != vix::kFourCC_b64A) return;
-  if (matrix == kRgb || matrix == kUnspecified) matrix = UsualMatrix(source.height);
-  notes.push_back(DescribeRgbConversion(reader.GetName(), matrix));
+  if (reader.GetDescription().isRgb) {
+    matrix = reader.GetFormat().colour.matrix;
+  } else if (source.code == vix::kFourCC_b64A) {
+    matrix = RgbMatrixFor(matrix, source.height).coded;
+    notes.push_back(DescribeRgbConversion(reader.GetName(), matrix));
+  }
 }
 
 // Returns the timecode of the first frame of an image sequence from its number or its file.

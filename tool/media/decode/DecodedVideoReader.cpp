@@ -141,7 +141,7 @@ PictureTarget DecodedVideoReader::DescribeTarget(const AVFrame& first) const {
     // Filters may have made RGB of other pictures.
     const bool isGiven = reading_.colour.matrix != AVCOL_SPC_UNSPECIFIED;
     const int matrix = isGiven ? reading_.colour.matrix : pictures_.GetDecodedMatrix();
-    format.colour.matrix = matrix != AVCOL_SPC_UNSPECIFIED ? matrix : UsualMatrix(format.height);
+    format.colour.matrix = RgbMatrixFor(matrix, format.height).coded;
   }
   if (reading_.convertColour) {
     target.colour = FindColourPreset(*reading_.convertColour);
@@ -174,6 +174,7 @@ void DecodedVideoReader::Describe(const AVFrame& first) {
   // Captions belong to the pictures as they are coded, not to repeated or filtered ones.
   hasCaptions_ =
       DescribeSideData(first, pictures_.KeepsCount() && !reading_.convertRate, description_);
+  description_.isRgb = PictureRows(static_cast<AVPixelFormat>(first.format), GetName()).IsRgb();
   description_.finer = DescribeFiner(static_cast<AVPixelFormat>(first.format));
   description_.note = DescribeChanges(first);
   description_.frames = CountFrames();
@@ -187,7 +188,7 @@ std::string DecodedVideoReader::DescribeChanges(const AVFrame& first) const {
     notes.push_back(tracks + "; --video-track chooses another one");
   }
   const PictureRows rows(static_cast<AVPixelFormat>(first.format), GetName());
-  if (rows.IsRgb()) {
+  if (description_.isRgb) {
     notes.push_back(DescribeRgbConversion(GetName(), GetFormat().colour.matrix));
   }
   // A decoder may leave it out.

@@ -103,10 +103,9 @@ PictureConverter::Conversion::Conversion(const PictureTarget& target, const Pict
       isFull_(!rows_.IsRgb() && kind.isFull && !target.colour),
       bits_(rows_.IsRgb() || isFull_ ? kWorkBits : rows_.GetDepth()) {
   if (rows_.IsRgb()) {
-    const int matrix = target.format.colour.matrix;
-    const bool isKnown = matrix != AVCOL_SPC_UNSPECIFIED && matrix != AVCOL_SPC_RGB;
-    rgbMatrix_ = isKnown ? matrix : UsualMatrix(target.format.height);
-    matrix_.emplace(rgbMatrix_);
+    const auto& matrix = RgbMatrixFor(target.format.colour.matrix, target.format.height);
+    rgbMatrix_ = matrix.coded;
+    matrix_.emplace(matrix);
     for (auto& row : rgb_) row.resize(static_cast<std::size_t>(kind.width));
   }
   try {

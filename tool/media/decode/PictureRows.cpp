@@ -185,32 +185,10 @@ void PictureRows::ReadBytes(const AVFrame& picture, const AVComponentDescriptor&
   }
 }
 
-int UsualMatrix(std::uint32_t height) {
-  constexpr std::uint32_t kFirstHdHeight = 720;
-  return height >= kFirstHdHeight ? AVCOL_SPC_BT709 : AVCOL_SPC_SMPTE170M;
-}
-
 namespace {
 
 // Bits after the binary point of the matrix: with samples of 16 bits, sums fit 31.
 constexpr int kMatrixFraction = 15;
-
-}  // namespace
-
-LumaWeights WeightsOf(int matrix) {
-  switch (matrix) {
-    case AVCOL_SPC_BT470BG:
-    case AVCOL_SPC_SMPTE170M:
-      return {0.299, 0.114};
-    case AVCOL_SPC_BT2020_NCL:
-    case AVCOL_SPC_BT2020_CL:
-      return {0.2627, 0.0593};
-    default:
-      return {0.2126, 0.0722};
-  }
-}
-
-namespace {
 
 std::int32_t ToFixed(double value) {
   return static_cast<std::int32_t>(std::lround(value * (1 << kMatrixFraction)));
@@ -218,8 +196,9 @@ std::int32_t ToFixed(double value) {
 
 }  // namespace
 
-RgbMatrix::RgbMatrix(int matrix) {
-  const auto [red, blue] = WeightsOf(matrix);
+RgbMatrix::RgbMatrix(const vix::RgbMatrix& weights) {
+  const double red = weights.red;
+  const double blue = weights.blue;
   constexpr double kLumaScale = 219.0 * 256 / 65535;
   constexpr double kChromaScale = 224.0 * 256 / 65535;
   constexpr std::int32_t kHalf = 1 << (kMatrixFraction - 1);

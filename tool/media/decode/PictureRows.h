@@ -79,24 +79,11 @@ class PictureRows {
   unsigned depth_;
 };
 
-/// Returns the matrix of RGB pictures of unknown origin: BT.709 from 720 lines on, BT.601 below. A
-/// code point of ISO/IEC 23091-2.
-int UsualMatrix(std::uint32_t height);
-
-/// Weights of red and blue in luma.
-struct LumaWeights {
-  double red, blue;
-};
-/// @param matrix code point; others than those of BT.601 and BT.2020 count as BT.709
-LumaWeights WeightsOf(int matrix);
-
-/// Converts rows of RGB to Y'CbCr of limited range (ITU-R BT.601, BT.709, BT.2020 non-constant
-/// luminance), all in 16 bits and in integers, so that results are the same on all machines. Equal
-/// components give exactly neutral chroma.
+/// Converts rows of RGB to Y'CbCr of limited range, all in 16 bits and in integers, so that results
+/// are the same on all machines. Equal components give exactly neutral chroma.
 class RgbMatrix {
  public:
-  /// @param matrix code point; others than those of the three standards count as BT.709
-  explicit RgbMatrix(int matrix);
+  explicit RgbMatrix(const vix::RgbMatrix& weights);
 
   /// @param rgb   three rows of equal length
   /// @param ycbcr three rows of that length; may be the same memory

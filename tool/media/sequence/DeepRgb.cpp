@@ -6,7 +6,6 @@
 
 #include "format/DeepPicture.h"
 #include "format/PlanarPicture.h"
-#include "media/decode/PictureRows.h"
 
 namespace vixprores {
 namespace {
@@ -48,9 +47,10 @@ std::uint16_t ToSample(float value) {
 DeepRgb::DeepRgb(const StreamFormat& format, bool keepsAlpha)
     : format_(format), channels_(keepsAlpha && format.HasAlpha() ? 4 : 3) {
   const bool isFull = format.colour.range == ColourRange::Full;
-  const int matrix = format.colour.matrix == 2 ? UsualMatrix(format.height) : format.colour.matrix;
-  const auto [red, blue] = WeightsOf(matrix);
-  const double green = 1 - red - blue;
+  const vix::RgbMatrix& matrix = RgbMatrixFor(format.colour.matrix, format.height);
+  const double red = matrix.red;
+  const double blue = matrix.blue;
+  const double green = matrix.GetGreen();
   const double chromaScale = static_cast<double>(kMost) / (isFull ? 1023 : 896);
   black_ = isFull ? 0 : 64;
   lumaScale_ = kMost / (isFull ? 1023 : 876);

@@ -18,7 +18,7 @@ namespace vixprores {
 /// every processor rounds alike.
 class DeepRgb {
  public:
-  /// @param format "V210" or "Y416"; its matrix (unspecified = by height) and range (unknown =
+  /// @param format "V210" or "Y416"; its matrix (RgbMatrixFor()) and range (unknown =
   ///               limited) apply
   /// @param keepsAlpha of a stream that has it
   DeepRgb(const StreamFormat& format, bool keepsAlpha);

@@ -14,7 +14,6 @@
 #include "base/Text.h"
 #include "format/FramePlace.h"
 #include "media/decode/PictureConverter.h"
-#include "media/decode/PictureRows.h"
 #include "media/decode/VideoDecoder.h"
 #include "media/sequence/DpxFile.h"
 #include "media/sequence/FirstImage.h"
@@ -200,13 +199,12 @@ void SequenceReader::Describe(const ImageHeader& header, const SequenceReading& 
   if (rate) format.rate = *rate;
   format.sampleAspect = FindAspect(header.pixelAspect);
   format.fieldOrder = FieldOrder::Progressive;
-  if (reading.matrix != 2) format.colour.matrix = reading.matrix;
-  if (format.colour.matrix == 2) {
-    format.colour.matrix = UsualMatrix(format.height);
-    description_.note = images_.name + ": converts RGB with the matrix " +
-                        DescribeColourCode(ColourProperty::Matrix, format.colour.matrix) +
-                        "; --matrix chooses another";
+  const int stated = reading.matrix != 2 ? reading.matrix : format.colour.matrix;
+  format.colour.matrix = RgbMatrixFor(stated, format.height).coded;
+  if (format.colour.matrix != stated) {
+    description_.note = DescribeRgbConversion(images_.name, format.colour.matrix);
   }
+  description_.isRgb = true;
   format.colour.range = ColourRange::Limited;
   description_.stored = DescribeStored(header);
   if (header.channels >= 3) description_.finer = "RGB in " + std::to_string(header.bits) + " bits";
