@@ -124,14 +124,78 @@ TEST(DeepPictureConverter, ScalesAlphaWithThePicture) {
   const UniqueFrame picture = MakePicture(AV_PIX_FMT_YUVA444P16LE, 64, 32);
   for (int y = 0; y < 32; ++y) {
     for (int x = 0; x < 64; ++x) {
-      SampleAt(*picture, 0, x, y) = SampleAt(*picture, 3, x, y) =
-          static_cast<std::uint16_t>(8000 + 700 * x);
-      SampleAt(*picture, 1, x, y) = SampleAt(*picture, 2, x, y) = 32768;
+      SampleAt(*picture, 0, x, y) = 30000;
+      SampleAt(*picture, 1, x, y) = 20000;
+      SampleAt(*picture, 2, x, y) = 40000;
+      SampleAt(*picture, 3, x, y) = static_cast<std::uint16_t>(8000 + 700 * x);
     }
   }
   const DeepPixels pixels = ConvertDeep(DeepTargetOf(32, 16), *picture);
-  for (const auto& pixel : pixels) EXPECT_NEAR(pixel[0], pixel[1], 1);
+  for (const auto& [alpha, luma, cb, cr] : pixels) {
+    EXPECT_NEAR(luma, 30000, 8);  // rounding, divided by an alpha of 12 % or more
+    EXPECT_NEAR(cb, 20000, 8);
+    EXPECT_NEAR(cr, 40000, 8);
+  }
   EXPECT_NEAR(pixels[16][0], 8000 + 700 * 32.5, 50);
+}
+
+/// Makes the middle of an RGB picture opaque and white, the rest transparent and black.
+UniqueFrame MakeWhiteSquare(AVPixelFormat format, int size) {
+  UniqueFrame picture = MakePicture(format, size, size);
+  const int bytes = av_get_padded_bits_per_pixel(av_pix_fmt_desc_get(format)) / 8;
+  for (int y = size / 4; y < size - size / 4; ++y) {
+    std::uint8_t* const row = picture->data[0] + y * picture->linesize[0];
+    std::fill(row + bytes * (size / 4), row + bytes * (size - size / 4), std::uint8_t{0xFF});
+  }
+  return picture;
+}
+
+TEST(DeepPictureConverter, KeepsTheColourAtTheEdgesOfAScaledShape) {
+  constexpr int kWhite = 235 << 8;
+  for (const AVPixelFormat format : {AV_PIX_FMT_RGBA, AV_PIX_FMT_RGBA64LE}) {
+    for (const bool isInterlaced : {false, true}) {
+      for (const int size : {32, 41, 90}) {
+        const UniqueFrame picture = MakeWhiteSquare(format, 64);
+        picture->interlaced_frame = isInterlaced ? 1 : 0;
+        PictureTarget target = DeepTargetOf(size, size);
+        if (isInterlaced) target.format.fieldOrder = FieldOrder::TopFirst;
+        int edges = 0;
+        for (const auto& [alpha, luma, cb, cr] : ConvertDeep(target, *picture)) {
+          if (alpha == 0) continue;
+          if (alpha < 65535) ++edges;
+          const double rounding = 1 + 1.5 * 65535 / alpha;
+          ASSERT_NEAR(luma, kWhite, rounding) << alpha;
+          ASSERT_NEAR(cb, 32768, rounding) << alpha;
+          ASSERT_NEAR(cr, 32768, rounding) << alpha;
+        }
+        EXPECT_GT(edges, size);
+      }
+    }
+  }
+}
+
+TEST(DeepPictureConverter, KeepsTheColoursOfTransparentPicturesWhenScaling) {
+  const UniqueFrame picture = MakePicture(AV_PIX_FMT_YUVA420P, 64, 32);
+  const UniqueFrame plain = MakePicture(AV_PIX_FMT_YUV420P, 64, 32);
+  FillAtRandom(*picture, 9);
+  FillAtRandom(*plain, 9);  // with the same colours
+  std::fill_n(picture->data[3], 32 * picture->linesize[3], std::uint8_t{0});
+  const PictureTarget target = DeepTargetOf(40, 50);
+  DeepPixels expected = ConvertDeep(target, *plain);
+  for (auto& pixel : expected) pixel[0] = 0;
+  EXPECT_EQ(ConvertDeep(target, *picture), expected);
+}
+
+TEST(DeepPictureConverter, ScalesOpaquePicturesLikeThoseWithoutAlpha) {
+  const UniqueFrame plain = MakePicture(AV_PIX_FMT_YUV420P, 64, 32);
+  const UniqueFrame opaque = MakePicture(AV_PIX_FMT_YUVA420P, 64, 32);
+  FillAtRandom(*plain, 9);
+  FillAtRandom(*opaque, 9);  // with the same colours
+  std::fill_n(opaque->data[3], 32 * opaque->linesize[3], std::uint8_t{0xFF});
+  const PictureTarget target = DeepTargetOf(40, 50);
+  EXPECT_EQ(ConvertDeep(target, *opaque), ConvertDeep(target, *plain));
+  opaque->data[3][5] = 0xFE;
+  EXPECT_NE(ConvertDeep(target, *opaque), ConvertDeep(target, *plain));
 }
 
 }  // namespace

@@ -10,6 +10,7 @@
 #include <zimg++.hpp>
 
 #include "base/Errors.h"
+#include "media/decode/AlphaScaler.h"
 #include "media/decode/PictureRows.h"
 #include "media/decode/RowCallbacks.h"
 #include "vix/PixelConversion.h"
@@ -57,6 +58,8 @@ class PictureConverter::Conversion {
   Conversion(const PictureTarget& target, const PictureKind& kind, const std::string& inputName);
 
   const PictureKind& GetKind() const { return kind_; }
+  /// Returns true if the colours of transparent pixels bleed into others.
+  bool MixesTransparent(const AVFrame& picture) const;
   void Run(const AVFrame& picture, std::uint8_t* packed);
 
  private:
@@ -72,6 +75,7 @@ class PictureConverter::Conversion {
   bool ConvertsFields() const;
   bool IsDeep() const { return target_.format.code != vix::kFourCC_V210; }
   bool ConvertsAlpha() const { return IsDeep() && rows_.HasAlpha(); }
+  bool IsScaled() const;
   Colour SourceColour() const;
   void AddParts(const Lines& lines);
   void AddPart(Channels channels, const Lines& lines);
@@ -131,6 +135,16 @@ bool PictureConverter::Conversion::ConvertsFields() const {
          kind_.height > 1;
 }
 
+bool PictureConverter::Conversion::IsScaled() const {
+  return static_cast<std::uint32_t>(kind_.width) != target_.format.width ||
+         static_cast<std::uint32_t>(kind_.height) != target_.format.height;
+}
+
+bool PictureConverter::Conversion::MixesTransparent(const AVFrame& picture) const {
+  const bool isStraight = !target_.isPremultiplied && !target_.isWeighted;
+  return isStraight && ConvertsAlpha() && IsScaled() && !rows_.IsOpaque(picture);
+}
+
 // What the picture does not state is that of its size.
 Colour PictureConverter::Conversion::SourceColour() const {
   constexpr int kUnspecified = 2;
@@ -176,12 +190,10 @@ zimgxx::zimage_format PictureConverter::Conversion::DescribeColours(const Lines&
 zimgxx::zimage_format PictureConverter::Conversion::DescribeTarget(
     const zimgxx::zimage_format& source, const Lines& lines) const {
   const StreamFormat& format = target_.format;
-  const bool isScaled = static_cast<std::uint32_t>(kind_.width) != format.width ||
-                        static_cast<std::uint32_t>(kind_.height) != format.height;
   zimgxx::zimage_format target = source;
-  target.width = isScaled ? RoundUpTo(format.width, 2) : source.width;
-  target.height = isScaled ? static_cast<unsigned>(lines.Count(static_cast<int>(format.height)))
-                           : source.height;
+  target.width = IsScaled() ? RoundUpTo(format.width, 2) : source.width;
+  target.height = IsScaled() ? static_cast<unsigned>(lines.Count(static_cast<int>(format.height)))
+                             : source.height;
   if (source.color_family == ZIMG_COLOR_GREY) return target;
   target.depth = kWorkBits;
   target.pixel_type = ZIMG_PIXEL_WORD;
@@ -196,7 +208,7 @@ zimgxx::zfilter_graph_builder_params PictureConverter::Conversion::DescribeFilte
     bool isField) const {
   zimgxx::zfilter_graph_builder_params filter;
   filter.resample_filter = filter.resample_filter_uv = ZIMG_RESIZE_SPLINE36;
-  if (isField) {
+  if (isField && !target_.isWeighted) {
     // Better by up to 0.1 dB for the few lines of a field.
     filter.resample_filter_uv = ZIMG_RESIZE_LANCZOS;
     filter.filter_param_a_uv = 3;
@@ -299,6 +311,9 @@ void PictureConverter::Convert(const AVFrame& picture, std::uint8_t* packed) {
     if (error.code == ZIMG_ERROR_OUT_OF_MEMORY) throw std::bad_alloc();
     throw Failure(inputName_ + ": a picture cannot be converted: " + error.msg);
   }
+  if (!conversion_->MixesTransparent(picture)) return;
+  if (!alphaScaler_) alphaScaler_ = std::make_unique<AlphaScaler>(target_, inputName_);
+  alphaScaler_->Recolour(picture, packed);
 }
 
 std::shared_ptr<vix::IBuffer> PictureConverters::Convert(const AVFrame& picture) {

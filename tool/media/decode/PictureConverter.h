@@ -27,6 +27,8 @@ struct PictureTarget {
   /// Whether colours are stored multiplied by alpha. "Y416" has them straight; where alpha is 0,
   /// they stay as they are.
   bool isPremultiplied = false;
+  /// Colours and alpha are those of AlphaScaler, which need equal filters.
+  bool isWeighted = false;
   /// Colours to convert to, in linear light; none = as they are.
   std::optional<Colour> colour = std::nullopt;
   /// Luminance in cd/m2 of the brightest white that is kept when PQ or HLG becomes SDR; 0 = none.
@@ -34,6 +36,8 @@ struct PictureTarget {
   /// Processor level of libzimg, for tests; 0 = the best one.
   int cpuLevel = 0;
 };
+
+class AlphaScaler;
 
 /// Converts pictures of any size and format that PictureRows reads to packed 4:2:2 of 10 bits, or
 /// to 4:4:4 of 16 bits with alpha.
@@ -63,7 +67,8 @@ class PictureConverter {
 
   PictureTarget target_;
   std::string inputName_;
-  std::unique_ptr<Conversion> conversion_;  ///< for pictures like the last one
+  std::unique_ptr<Conversion> conversion_;    ///< for pictures like the last one
+  std::unique_ptr<AlphaScaler> alphaScaler_;  ///< for pictures that are not opaque
 };
 
 /// Converters for any number of threads.

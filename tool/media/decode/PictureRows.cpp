@@ -6,6 +6,7 @@
 #include <bit>
 #include <cmath>
 #include <cstring>
+#include <vector>
 
 #include "base/Errors.h"
 #include "media/container/Libav.h"
@@ -131,6 +132,18 @@ void PictureRows::ReadAlpha(const AVFrame& picture, int row,
   const unsigned component = HasPalette() ? 3 : layout_.nb_components - 1U;
   ReadComponent(picture, component, row, samples);
   Widen(GetAlphaDepth(), samples);
+}
+
+bool PictureRows::IsOpaque(const AVFrame& picture) const {
+  if (!HasAlpha()) return true;
+  std::vector<std::uint16_t> samples(static_cast<std::size_t>(picture.width));
+  for (int row = 0; row < picture.height; ++row) {
+    ReadAlpha(picture, row, samples);
+    if (!std::ranges::all_of(samples, [](std::uint16_t alpha) { return alpha == 0xFFFF; })) {
+      return false;
+    }
+  }
+  return true;
 }
 
 unsigned PictureRows::DepthOf(unsigned component) const {

@@ -61,6 +61,8 @@ class PictureRows {
             std::span<std::uint16_t> samples) const;
   /// Reads the first alpha samples of a row, scaled to 16 bits; 65535, opaque, if there is none.
   void ReadAlpha(const AVFrame& picture, int row, std::span<std::uint16_t> samples) const;
+  /// Returns true if no pixel of the picture is transparent, not even partly.
+  bool IsOpaque(const AVFrame& picture) const;
 
  private:
   void ReadComponent(const AVFrame& picture, unsigned component, int row,

@@ -4,7 +4,7 @@
 #include <cstring>
 #include <span>
 
-#include "format/DeepPicture.h"
+#include "media/decode/AlphaMath.h"
 #include "vix/PixelConversion.h"
 
 extern "C" {
@@ -58,23 +58,9 @@ void Dither(std::span<std::uint16_t> samples, unsigned row, unsigned plane) {
   }
 }
 
-// Returns a sample whose distance from `zero` was multiplied by alpha; alpha is not 0.
-std::uint16_t Divided(std::uint16_t sample, int zero, std::uint16_t alpha) {
-  constexpr std::int64_t kOpaque = 65535;
-  const std::int64_t distance = sample - zero;
-  const std::int64_t half = distance < 0 ? -(alpha / 2) : alpha / 2;
-  return static_cast<std::uint16_t>(
-      std::clamp<std::int64_t>(zero + (distance * kOpaque + half) / alpha, 0, kOpaque));
-}
-
 void DivideByAlpha(std::span<DeepPixel> pixels) {
-  constexpr int kBlack = 16 << (kWorkBits - 8);
-  constexpr int kNeutral = 1 << (kWorkBits - 1);
   for (DeepPixel& pixel : pixels) {
-    if (pixel.alpha == 0 || pixel.alpha == 65535) continue;
-    pixel.y = Divided(pixel.y, kBlack, pixel.alpha);
-    pixel.cb = Divided(pixel.cb, kNeutral, pixel.alpha);
-    pixel.cr = Divided(pixel.cr, kNeutral, pixel.alpha);
+    if (pixel.alpha != 0) ScaleColours(pixel, kDeepOpaque, pixel.alpha);
   }
 }
 
