@@ -31,6 +31,7 @@ class DescribedReader : public FrameReader {
     description_.metadata = {{"title", "A, B"}};
   }
 
+  void SetAlphaBits(int bits) { description_.format.alphaBits = bits; }
   std::optional<NumberedFrame> Read() override { return std::nullopt; }
 };
 
@@ -59,6 +60,21 @@ TEST(Expectations, AreMetInEveryNotation) {
   EXPECT_THAT(Lacks("variant=apch,size=1080p,rate=29.97,fields=tff,colour=rec709"), IsEmpty());
   EXPECT_THAT(Lacks("par=1:1,timecode=10:00:00;00,audio-tracks=0,frames=1800"), IsEmpty());
   EXPECT_THAT(Lacks("duration=60-60.1,frames=1000-2000,content-light=1000,400,par=1:1"), IsEmpty());
+}
+
+TEST(Expectations, OfAlphaAreCodedBits) {
+  EXPECT_THAT(Lacks("alpha=none"), IsEmpty());
+  EXPECT_THAT(Lacks("alpha=16"), ElementsAre("alpha none instead of 16"));
+  for (const int bits : {8, 16}) {
+    DescribedReader reader;
+    reader.SetAlphaBits(bits);
+    const std::string text = std::to_string(bits);
+    EXPECT_THAT(FindShortfalls(ParseExpectations("alpha=" + text), reader, 1), IsEmpty());
+    const auto shortfalls = FindShortfalls(ParseExpectations("alpha=none"), reader, 1);
+    ASSERT_EQ(shortfalls.size(), 1u);
+    EXPECT_EQ(shortfalls[0].found, text);
+  }
+  EXPECT_THAT(Refuse("alpha=auto"), HasSubstr("choose one of none, 8"));
 }
 
 TEST(Expectations, MayBeLinesWithComments) {

@@ -73,6 +73,10 @@ std::string ToColour(const std::string& text) {
   return Choose(text, ColourSynonyms(), ColourPresets());
 }
 
+std::string ToAlpha(const std::string& text) {
+  return Choose(text, {}, {"none", "8", "16"});
+}
+
 std::string ToFields(const std::string& text) {
   return Choose(text, FieldSynonyms(), {"progressive", "top", "bottom"});
 }
@@ -94,6 +98,11 @@ std::string ToTimecode(const std::string& text) {
 std::string FindVariant(const Facts& facts) {
   const ProResVariant* const variant = FindProResVariant(facts.input.format.code);
   return variant ? variant->option : "unknown";
+}
+
+std::string FindAlpha(const Facts& facts) {
+  const int bits = facts.input.format.alphaBits;
+  return bits > 0 ? std::to_string(bits) : "none";
 }
 
 std::string FindFields(const Facts& facts) {
@@ -144,6 +153,7 @@ struct Property {
 
 const std::array kProperties{
     Property{"variant", ToVariant, FindVariant},
+    Property{"alpha", ToAlpha, FindAlpha},
     Property{"size", ToSize,
              [](const Facts& facts) {
                return DescribeSize(facts.input.format.width, facts.input.format.height);

@@ -169,6 +169,17 @@ class VerifiedEncoding(DeepPictures):
 
 
 class Verify(DeepPictures):
+    def test_expects_coded_bits_of_alpha(self):
+        for bits in ("none", "8", "16"):
+            with self.subTest(bits):
+                self.encode(y416(), self.clip, "--alpha", bits)
+                self.succeed("verify", "--expect", f"variant=4444,alpha={bits}", self.clip)
+                other = "8" if bits == "16" else "16"
+                result = run("verify", "--json", "--expect", f"alpha={other}", self.clip)
+                self.assertEqual(result.returncode, 1)
+                self.assertEqual(json.loads(result.stdout)["files"][0]["shortfalls"],
+                                 [{"property": "alpha", "found": bits, "expected": other}])
+
     def test_finds_damaged_alpha(self):
         self.encode(y416(lambda x, y, frame: 1000 * x + y), self.clip)
         frames = [bytearray(frame) for frame in mini_mov.samples(self.clip)]
