@@ -29,6 +29,21 @@ TEST(FrameStatistics, SumsUpSlices) {
   EXPECT_EQ(statistics.alphaBytes, 0u);
 }
 
+TEST(FrameStatistics, SeparatesAlphaFromColours) {
+  constexpr std::size_t kAlphaBytes = 5;
+  Bytes slice(prores::SliceHeader::kBytesWithCrSize + 6 + kAlphaBytes, 0x55);
+  prores::WriteSliceHeader({prores::SliceHeader::kBytesWithCrSize, 4, {3, 2, 1}}, slice.data());
+  prores::FrameHeader header = HeaderOf(16, 32);
+  for (const auto type : {prores::AlphaType::k8Bit, prores::AlphaType::kNone}) {
+    header.alphaType = type;
+    const Bytes frame = MakeFrame(header, {MakePicture({slice, slice})});
+    const bool hasAlpha = type != prores::AlphaType::kNone;
+    // Without an alpha channel, bytes after Cr are bytes of the frame like all others.
+    EXPECT_EQ(Measure(frame).colourBytes, frame.size() - (hasAlpha ? 2 * kAlphaBytes : 0));
+    EXPECT_EQ(Measure(frame).alphaBytes, 2 * kAlphaBytes);
+  }
+}
+
 TEST(FrameStatistics, ReportsATruncatedFrame) {
   Bytes frame = MakeFrame({2, 4, 6, 12});
   frame.resize(frame.size() - 5);

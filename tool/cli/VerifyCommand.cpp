@@ -58,7 +58,8 @@ Option ExpectOption(std::vector<Expectation>& expectations) {
   option.details =
       "LIST is PROPERTY=VALUE items between commas, or one a line in a file. The properties are " +
       JoinWords(ExpectedProperties()) +
-      ". Values have the notation of the options of encode (alpha: none, 8 or 16 coded bits); those of duration (in seconds), frames "
+      ". Values have the notation of the options of encode (alpha: none, 8 or 16 coded bits); "
+      "those of duration (in seconds), frames "
       "and sound are numbers or ranges such as 58-62. A file that differs makes the exit code 1.";
   return option;
 }

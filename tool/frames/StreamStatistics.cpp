@@ -59,6 +59,8 @@ FrameStatistics MeasureFrame(const FrameStructure& structure, std::span<const st
   for (const PictureStructure& picture : structure.pictures) {
     for (const SliceStructure& slice : picture.slices) AddSlice(slice, statistics);
   }
+  const bool hasAlpha = structure.header.alphaType != prores::AlphaType::kNone;
+  statistics.colourBytes = frame.size() - (hasAlpha ? statistics.alphaBytes : 0);
   return statistics;
 }
 
@@ -79,10 +81,10 @@ double StreamStatistics::MegabitsPerSecond() const {
   return 8 * bytes.GetMean() * format.rate.numerator / format.rate.denominator / 1e6;
 }
 
-std::optional<double> StreamStatistics::AlphaShare() const {
+std::optional<double> StreamStatistics::MeanAlphaBytes() const {
   const bool hasAlpha = header && header->alphaType != prores::AlphaType::kNone;
-  if (!hasAlpha || bytes.GetCount() == 0) return std::nullopt;
-  return alphaBytes.GetMean() / bytes.GetMean();
+  if (!hasAlpha || colourBytes.GetCount() == 0) return std::nullopt;
+  return bytes.GetMean() - colourBytes.GetMean();
 }
 
 void AddMissing(StreamStatistics& stream, const FrameFailure& failure) {
@@ -111,7 +113,7 @@ void AddFrame(StreamStatistics& stream, const FrameStructure& frame, FrameStatis
     }
   }
   stream.bytes.Add(static_cast<double>(statistics.bytes));
-  stream.alphaBytes.Add(static_cast<double>(statistics.alphaBytes));
+  stream.colourBytes.Add(static_cast<double>(statistics.colourBytes));
   if (statistics.quantisers.GetCount() > 0) {
     stream.quantisers.Merge(statistics.quantisers);
     stream.meanQuantisers.Add(statistics.quantisers.GetMean());

@@ -78,7 +78,10 @@ struct FrameStatistics {
   Spread quantisers;                            ///< quantization indices of the intact slices
   std::array<std::size_t, 3> componentBytes{};  ///< Y, Cb, Cr
   std::size_t alphaBytes = 0;                   ///< all bytes after Cr in the slices
-  std::vector<SliceStatistics> sliceList;       ///< empty unless the caller sets it
+  /// The frame without its alpha. Slice headers with alpha are two bytes longer than the target
+  /// size allows for, so that a frame may exceed it slightly.
+  std::size_t colourBytes = 0;
+  std::vector<SliceStatistics> sliceList;  ///< empty unless the caller sets it
 };
 
 /// Lists the slices of a frame, picture by picture and row by row from the left.
@@ -112,7 +115,7 @@ struct StreamStatistics {
   std::optional<std::int64_t> firstUnlisted;  ///< first frame with too many slices to list them
   std::vector<HeaderChange> changes;
   Spread bytes;             ///< of the frames
-  Spread alphaBytes;        ///< of the frames
+  Spread colourBytes;       ///< of the frames without their alpha, to compare with targetBytes
   Spread quantisers;        ///< of all their slices
   Spread meanQuantisers;    ///< of the frames
   std::int64_t faulty = 0;  ///< frames with a fault, missing ones included
@@ -120,8 +123,8 @@ struct StreamStatistics {
   std::string failure;      ///< why reading ended early; empty = it did not
 
   double MegabitsPerSecond() const;
-  /// Returns the part of the bytes that alpha takes; nullopt = there is no alpha.
-  std::optional<double> AlphaShare() const;
+  /// Returns the mean bytes that alpha takes of a frame; nullopt = there is no alpha.
+  std::optional<double> MeanAlphaBytes() const;
   /// Returns the duration in seconds; nullopt = unknown.
   std::optional<double> Seconds() const;
 };

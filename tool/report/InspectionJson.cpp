@@ -96,15 +96,22 @@ JsonValue QuantiserJson(const Spread& quantisers) {
           {"max", static_cast<int>(quantisers.GetMax())}};
 }
 
+// Alpha comes on top of the target.
+JsonValue ShareOfTargetJson(const StreamStatistics& stream, double colourBytes) {
+  return stream.targetBytes ? JsonValue(colourBytes / *stream.targetBytes) : JsonValue();
+}
+
 JsonValue SizeJson(const StreamStatistics& stream) {
   if (stream.bytes.GetCount() == 0) return {};
   JsonValue json = {{"minBytes", static_cast<std::int64_t>(stream.bytes.GetMin())},
                     {"meanBytes", stream.bytes.GetMean()},
                     {"maxBytes", static_cast<std::int64_t>(stream.bytes.GetMax())},
                     {"targetBytes", OrNull(stream.targetBytes)}};
-  if (const auto share = stream.AlphaShare()) json["alphaShare"] = *share;
-  json["meanShareOfTarget"] =
-      stream.targetBytes ? JsonValue(stream.bytes.GetMean() / *stream.targetBytes) : JsonValue();
+  if (const auto alpha = stream.MeanAlphaBytes()) {
+    json["meanAlphaBytes"] = *alpha;
+    json["alphaShare"] = *alpha / stream.bytes.GetMean();
+  }
+  json["meanShareOfTarget"] = ShareOfTargetJson(stream, stream.colourBytes.GetMean());
   return json;
 }
 
@@ -219,9 +226,7 @@ JsonValue FrameJson(const StreamStatistics& stream, const FrameStatistics& frame
   json["offset"] = OrNull(frame.offset);
   json["bytes"] = frame.bytes;
   json["bits"] = 8 * frame.bytes;
-  json["shareOfTarget"] = stream.targetBytes
-                              ? JsonValue(static_cast<double>(frame.bytes) / *stream.targetBytes)
-                              : JsonValue();
+  json["shareOfTarget"] = ShareOfTargetJson(stream, static_cast<double>(frame.colourBytes));
   json["slices"] = frame.slices;
   json["quantiser"] = QuantiserJson(frame.quantisers);
   json["componentBytes"] = {{"y", frame.componentBytes[0]},

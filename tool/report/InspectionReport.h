@@ -20,14 +20,15 @@ void WriteInspectionText(const StreamStatistics& stream, const TextSink& write);
 /// first, last, missing: numbers), "soundTracks" (track, codec, sampleRate, channels, layout, bits,
 /// seconds, language, title), "metadata" (texts of the file), "properties" (container against frame
 /// header: property, container, header, state), "framesInFile", "framesInspected", "faultyFrames",
-/// "size" (minBytes, meanBytes, maxBytes, targetBytes, meanShareOfTarget; of a stream with alpha
-/// also alphaShare: its part of the bytes), "megabitsPerSecond", "quantiser" (min, mean, max,
-/// lowestFrameMean, highestFrameMean), "log2SliceWidth", "matrices" (luma and chroma: flat,
-/// weights), "changes" (property, frame, from, to), and "frames": frame, count (number of frames
-/// from that one on that share a fault), timecode, fault; for frames that could be read also
-/// offset, bytes, bits, shareOfTarget, slices, quantiser (min, mean, max), componentBytes (y, cb,
-/// cr, alpha) and, with --slices, "sliceList" (picture, row, index, firstMacroblock, macroblocks,
-/// offset, bytes, quantiser, y, cb, cr; the last four are null for a damaged slice).
+/// "size" (minBytes, meanBytes, maxBytes, targetBytes, meanShareOfTarget: of the bytes without
+/// alpha; of a stream with alpha also meanAlphaBytes and alphaShare: its part of the bytes),
+/// "megabitsPerSecond", "quantiser" (min, mean, max, lowestFrameMean, highestFrameMean),
+/// "log2SliceWidth", "matrices" (luma and chroma: flat, weights), "changes" (property, frame, from,
+/// to), and "frames": frame, count (number of frames from that one on that share a fault),
+/// timecode, fault; for frames that could be read also offset, bytes, bits, shareOfTarget (without
+/// alpha), slices, quantiser (min, mean, max), componentBytes (y, cb, cr, alpha) and, with
+/// --slices, "sliceList" (picture, row, index, firstMacroblock, macroblocks, offset, bytes,
+/// quantiser, y, cb, cr; the last four are null for a damaged slice).
 void WriteInspectionJson(const StreamStatistics& stream, const TextSink& write);
 
 /// Returns all members of the JSON report but "frames".

@@ -47,8 +47,9 @@ std::string SpreadText(const Spread& spread, int decimals, double factor = 1) {
 std::string SizeText(const StreamStatistics& stream) {
   std::string text = SpreadText(stream.bytes, 0) + " bytes";
   if (!stream.targetBytes) return text;
-  return text + "; mean " + Percentage(stream.bytes.GetMean(), *stream.targetBytes) +
-         " of the variant's " + std::to_string(*stream.targetBytes);
+  return text + "; mean " + (stream.MeanAlphaBytes() ? "without alpha " : "") +
+         Percentage(stream.colourBytes.GetMean(), *stream.targetBytes) + " of the variant's " +
+         std::to_string(*stream.targetBytes);
 }
 
 // Returns text like "flat, all 4" or "2 to 63; first row 2 2 3 4 ...".
@@ -114,8 +115,10 @@ std::string SummaryText(const StreamStatistics& stream) {
     table.Add({"size of a frame", SizeText(stream)});
     table.Add({"bits of a frame", SpreadText(stream.bytes, 0, 8)});
     table.Add({"data rate", Fixed(stream.MegabitsPerSecond(), 1) + " Mb/s"});
-    if (const auto share = stream.AlphaShare()) {
-      table.Add({"alpha", Percentage(*share, 1) + " of the bytes"});
+    if (const auto alpha = stream.MeanAlphaBytes()) {
+      table.Add({"alpha of a frame", "mean " + Fixed(*alpha, 0) + " bytes, " +
+                                         Percentage(*alpha, stream.bytes.GetMean()) +
+                                         " of the bytes"});
     }
   }
   if (stream.quantisers.GetCount() > 0) {

@@ -201,6 +201,7 @@ std::string ComparisonPage(const Comparison& comparison, const std::optional<Wor
   }
   const JsonValue extra = {{"group", shown.group},
                            {"targetBytes", OrNull(target)},
+                           {"hasAlpha", comparison.distorted.format.HasAlpha()},
                            {"fieldOrders",
                             {{"reference", Describe(comparison.reference.format.fieldOrder)},
                              {"distorted", Describe(comparison.distorted.format.fieldOrder)}}},

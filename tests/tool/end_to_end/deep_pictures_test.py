@@ -229,6 +229,22 @@ class Inspect(DeepPictures):
                     self.assertAlmostEqual(report["size"]["alphaShare"], share)
                     self.assertIn(f"{100 * share:.1f} % of the bytes", text)
 
+    def test_compares_bytes_without_alpha_with_the_target(self):
+        self.encode(y416(lambda x, y, frame: 9973 * x * y % 65536), self.clip)
+        report = json.loads(self.succeed("inspect", "--json", self.clip).stdout)
+        size, frames = report["size"], report["frames"]
+        colours = [frame["bytes"] - frame["componentBytes"]["alpha"] for frame in frames]
+        for frame, bytes_ in zip(frames, colours):
+            self.assertAlmostEqual(frame["shareOfTarget"], bytes_ / size["targetBytes"])
+        mean = sum(colours) / len(colours)
+        self.assertLess(mean, 0.9 * size["meanBytes"])
+        self.assertAlmostEqual(size["meanShareOfTarget"], mean / size["targetBytes"])
+        self.assertAlmostEqual(size["meanAlphaBytes"], size["meanBytes"] - mean)
+        text = self.succeed("inspect", self.clip).stdout
+        self.assertIn(f"mean without alpha {100 * mean / size['targetBytes']:.1f} % of the "
+                      f"variant's {size['targetBytes']}\n", text)
+        self.assertIn(f"mean {size['meanAlphaBytes']:.0f} bytes", text)
+
     def test_shows_pictures_with_alpha_on_its_page(self):
         self.encode(y416(lambda *_: 0), self.clip)
         page = self.path("page.html")

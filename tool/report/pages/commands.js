@@ -4,9 +4,11 @@
 
 const kMostTableRows = 1200;  // longer lists are read by programs, from the JSON report
 
-function sizeChart(name, points, { target, group, markName }) {
-  return chart({ name, unit: "bytes", decimals: 0, isBars: true, target, group, markName, points,
-                 targetName: "target of the variant" });
+/** The sizes of frames; those with alpha are compared with a target that is of their colours only. */
+function sizeChart(name, points, { target, hasAlpha, group, markName }) {
+  return chart({ name: hasAlpha ? `${name}, with alpha` : name, unit: "bytes", decimals: 0,
+                 isBars: true, target, group, markName, points,
+                 targetName: `target of the variant${hasAlpha ? ", without alpha" : ""}` });
 }
 
 /** All values of the frames as a folded table, or where to find them. */
@@ -21,6 +23,8 @@ function valuesTable(frames, group, command, columns, row) {
     () => table({ caption: "Frames", columns, areNumbers: true, rows: frames.map(row) }));
 }
 
+const hasAlpha = format => (format.alpha ?? "none") !== "none";
+
 const weights = ({ flat, weights: all }) => flat ? `flat, all ${all[0]}`
   : `${Math.min(...all)} to ${Math.max(...all)}; first row ${all.slice(0, 8).join(" ")}`;
 
@@ -33,6 +37,8 @@ function codingTable(report) {
     ["Slices of a frame",
      `${slices}, at most ${count(2 ** report.log2SliceWidth, "macroblock")} wide`],
     ["Size of a frame", size ? `${size.minBytes} to ${size.maxBytes} bytes` : "unknown"],
+    ...hasAlpha(format) ? [["Alpha of a frame", `mean ${fixed(size?.meanAlphaBytes, 0)} bytes, ` +
+      `${percent(size?.alphaShare)} of the bytes`]] : [],
     ["Quantiser", quantiser ? `${quantiser.min} to ${quantiser.max}; means of frames ` +
       `${fixed(quantiser.lowestFrameMean, 2)} to ${fixed(quantiser.highestFrameMean, 2)}`
       : "unknown"],
@@ -55,7 +61,9 @@ function showInspection(report, page) {
       ["Frames", report.framesInspected],
       ["Data rate", `${fixed(report.megabitsPerSecond, 1)} Mb/s`],
       ["Mean size", size ? `${fixed(size.meanBytes, 0)} bytes` : "unknown"],
-      ...share === null || share === undefined ? [] : [["Share of the target", percent(share)]],
+      ...share === null || share === undefined ? [] : [
+        [hasAlpha(report.format) ? "Share of the target, without alpha" : "Share of the target",
+         percent(share)]],
       ["Mean quantiser", fixed(quantiser?.mean, 2)],
       ["Frames with faults", report.faultyFrames, report.faultyFrames > 0 ? "bad" : "good"]]),
     ...section("Container against frame header",
@@ -74,7 +82,8 @@ function showInspection(report, page) {
     })]),
     ...section("Frame by frame", ...frames.length === 0 ? [] : [
       sizeChart("Size of each frame", points(frame => frame.bytes),
-        { target: size?.targetBytes, group, markName: "with a fault" }),
+        { target: size?.targetBytes, hasAlpha: hasAlpha(report.format), group,
+          markName: "with a fault" }),
       chart({ name: "Mean quantiser of each frame", unit: "quantisation index", decimals: 2, group,
               missing: "unknown",
               points: points(frame => frame.quantiser?.mean).map(
@@ -166,7 +175,7 @@ function showComparison(report, page) {
             points: points(frame => frame.ssim.all) }),
     sizeChart("Size of each distorted frame",
       points(frame => frame.bytes).filter(({ value }) => value !== null),
-      { target: page.targetBytes, group }),
+      { target: page.targetBytes, hasAlpha: page.hasAlpha, group }),
     valuesTable(frames, group, "compare",
       ["Frame", "Timecode", ...planesOf(report).map(([key, name]) =>
         key === "y" ? `PSNR ${name}` : name), "SSIM Y", "All"],
@@ -231,7 +240,8 @@ function verifiedFile(file, { stream, sizes, group, damaged, slices, soundDamage
     contents.push(subheading("Frame by frame"),
       sizeChart("Size of each frame", frames.map((frame, i) => ({
         frame, timecode: timecodes[i], count: counts[i], value: bytes[i], marked: marked.has(i) })),
-        { target: stream.size?.targetBytes, group, markName: "damaged" }));
+        { target: stream.size?.targetBytes, hasAlpha: hasAlpha(stream.format), group,
+          markName: "damaged" }));
   }
   if (file.indexFaults.length > 0) {
     contents.push(subheading("Damaged index"), ...file.indexFaults.map(fault =>
