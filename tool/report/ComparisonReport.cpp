@@ -122,7 +122,8 @@ JsonValue VideoJson(const ComparedVideo& video) {
 JsonValue PsnrJson(const PartQuality& part) {
   const Spread& psnr = part.GetPsnr();
   const bool isIdentical = psnr.GetCount() == 0;
-  return {{"ofMeanSquaredError", DecibelsJson(part.PsnrOfMeanError())},
+  return {{"identical", isIdentical},
+          {"ofMeanSquaredError", DecibelsJson(part.PsnrOfMeanError())},
           {"meanOfFrames", isIdentical ? JsonValue() : JsonValue(psnr.GetMean())},
           {"min", isIdentical ? JsonValue() : JsonValue(psnr.GetMin())}};
 }
