@@ -43,10 +43,8 @@ std::string DescribeBuild() {
          DescribeLibavVersion(LIBAVFORMAT_VERSION_INT) +
          "\n"
          "processor:   " +
-         JoinWords(AvailableCpuLevels()) + "; in use: " + CpuLevelInUse() +
-         "\n"
-         "plug-in:     " +
-         FindProResPlugin().value_or("none found") + "\n";
+         JoinWords(AvailableCpuLevels()) + "; in use: " + CpuLevelInUse() + "\n" +
+         DescribePlugins();
 }
 
 }  // namespace vixprores

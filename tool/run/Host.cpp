@@ -27,6 +27,52 @@ constexpr std::array<const char*, 5> kCpuLevels{"auto", "scalar", "sse4", "avx2"
 
 constexpr const char* kRegistrant = "vixprores";
 
+// A plug-in of this project.
+struct ProResPlugin {
+  const char* implementation;  // of its elements
+  const char* pictures;        // that need it, for messages
+  const char* file;            // as installed, with the version of its interface at the end
+
+  // Returns the name by which documents call it.
+  std::string GetName() const {
+    const std::string name = file;
+    return name.substr(0, name.find(".so") + 3);
+  }
+};
+
+constexpr std::array kPlugins{ProResPlugin{"vix", "4:2:2", VIX_PLUGIN_NAME},
+                              ProResPlugin{"vix4444", "4444", VIX_PLUGIN_4444_NAME}};
+
+// Returns the path of a plug-in in a folder; nullopt if it is not there.
+std::optional<std::string> FindInFolder(const ProResPlugin& plugin,
+                                        const std::filesystem::path& folder) {
+  for (const std::string& name : {std::string(plugin.file), plugin.GetName()}) {
+    if (std::filesystem::exists(folder / name)) return folder / name;
+  }
+  return std::nullopt;
+}
+
+// Hosts may know the plug-in by a link to it.
+std::filesystem::path FolderOf(const std::string& plugin) {
+  return std::filesystem::canonical(plugin).parent_path();
+}
+
+bool HasElements(const std::string& implementation) {
+  return vix::GetFactory(vix::ElementFactoryType::VideoDecoder, implementation,
+                         vix::GetLabel(vix::VCodecFamily::ProRes)) != nullptr;
+}
+
+// Returns the version that ends the real name of a library: "libName.so.1.1.0".
+std::string VersionOf(const std::string& library) {
+  const std::string name = std::filesystem::canonical(library).filename();
+  const std::string beforeVersion = ".so.";
+  const std::size_t end = name.find(beforeVersion);
+  const std::string version =
+      end == std::string::npos ? std::string() : name.substr(end + beforeVersion.size());
+  const bool isWhole = version.find('.') != std::string::npos;  // more than that of the interface
+  return isWhole ? "version " + version : "unknown version";
+}
+
 // Returns the path under which the dynamic linker's own search finds the plug-in. A bare name would
 // also be searched in the current folder, where anybody may have put it.
 std::optional<std::string> FindInSystem() {
@@ -74,20 +120,31 @@ Plugins LoadProResPlugins(const std::optional<std::string>& path) {
   const auto plugin = path ? path : FindProResPlugin();
   if (!plugin) RefuseWithoutPlugin();
   Plugins plugins{vix::LoadPlugin(*plugin, kRegistrant)};
-  // Hosts may know the plug-in by a link to it.
-  const auto folder = std::filesystem::canonical(*plugin).parent_path();
-  const std::string other = folder / VIX_PLUGIN_4444_NAME;
-  if (std::filesystem::exists(other)) plugins.push_back(vix::LoadPlugin(other, kRegistrant));
+  for (const ProResPlugin& other : kPlugins) {
+    if (HasElements(other.implementation)) continue;
+    const auto found = FindInFolder(other, FolderOf(*plugin));
+    if (found) plugins.push_back(vix::LoadPlugin(*found, kRegistrant));
+  }
   return plugins;
 }
 
+std::string DescribePlugins() {
+  const auto first = FindProResPlugin();
+  const auto second = first ? FindInFolder(kPlugins[1], FolderOf(*first)) : std::nullopt;
+  const auto describe = [](const std::optional<std::string>& path) {
+    return (path ? *path + " (" + VersionOf(*path) + ")" : "none found") + "\n";
+  };
+  return "plug-in:     " + describe(first) + "for 4444:    " + describe(second);
+}
+
 void RequireElements(const std::string& implementation) {
-  if (vix::GetFactory(vix::ElementFactoryType::VideoDecoder, implementation,
-                      vix::GetLabel(vix::VCodecFamily::ProRes))) {
-    return;
-  }
-  throw Failure("4444 needs the plug-in " VIX_PLUGIN_4444_NAME
-                ", which is missing; install it in the folder of " VIX_PLUGIN_NAME);
+  if (HasElements(implementation)) return;
+  const auto* const missing =
+      std::ranges::find(kPlugins, implementation, &ProResPlugin::implementation);
+  throw Failure(
+      missing->pictures + (" needs the plug-in " + missing->GetName()) +
+      ", which is missing\ninstall it in the folder of the plug-in that is loaded, or name "
+      "with --plugin one that has it in its folder");
 }
 
 std::vector<std::string> FindIgnoredVariables() {

@@ -31,12 +31,19 @@ std::optional<std::string> FindProResPlugin();
 /// Loaded plug-ins. Their elements are in the registry as long as this lives.
 using Plugins = std::vector<std::shared_ptr<vix::IPlugin>>;
 
-/// Loads the plug-in from `path`, or without a path the one that FindProResPlugin() finds, and the
-/// plug-in for 4444 if it is in the same folder.
+/// Loads the plug-in from `path`, or without a path the one that FindProResPlugin() finds. Loads
+/// from its folder the plug-ins of the implementations "vix" and "vix4444" that it lacks, if they
+/// are there.
 /// @throws Failure that names the places, VIXRuntimeError that names the path
 Plugins LoadProResPlugins(const std::optional<std::string>& path);
 
-/// Fails, with advice, if no plug-in has registered elements for ProRes with that name.
+/// Returns text for --version: a line for each plug-in that LoadProResPlugins() loads without a
+/// path, with the version in the name of its file.
+std::string DescribePlugins();
+
+/// Fails if no plug-in has registered elements for ProRes with that name, with the name of the
+/// missing plug-in and the remedies.
+/// @param implementation "vix" or "vix4444"
 void RequireElements(const std::string& implementation);
 
 /// Runs `work` on `input` while the plug-ins are loaded and returns its result. Converts exceptions

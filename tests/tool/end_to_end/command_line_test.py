@@ -36,8 +36,11 @@ class Help(ToolTest):
         self.assertRegex(facts["compiler"], r"(GNU|Clang) \d+\.\d+")
         self.assertRegex(facts["libavformat"], r"\d+\.\d+\.\d+, built against \d+\.\d+\.\d+")
         self.assertIn("scalar", facts["processor"])
-        self.assertEqual(pathlib.Path(facts["plug-in"].strip()).resolve(),
-                         pathlib.Path(PLUGIN).resolve())
+        second = PLUGIN.replace("ProRes.so", "ProRes4444.so")
+        for label, plugin in (("plug-in", PLUGIN), ("for 4444", second)):
+            path, version = re.fullmatch(r" +(\S+) \((.*)\)", facts[label]).groups()
+            self.assertEqual(pathlib.Path(path).resolve(), pathlib.Path(plugin).resolve())
+            self.assertEqual(f"vixprores {version.removeprefix('version ')}", lines[0])
 
     def test_version_names_the_instructions_in_use(self):
         environment = {**os.environ, "VIX_PRORES_CPU": "scalar"}
@@ -296,10 +299,16 @@ class PluginSearch(ToolTest):
             for library in self.libraries.glob(name):
                 shutil.copy(library, self.core, follow_symlinks=False)
 
-    def list_elements(self, library_path, **options):
-        return subprocess.run([self.program, "elements"], capture_output=True, text=True,
+    def run_copy(self, *arguments, library_path, **options):
+        return subprocess.run([self.program, *arguments], capture_output=True, text=True,
                               timeout=TIMEOUT, **options,
                               env={**os.environ, "LD_LIBRARY_PATH": str(library_path)})
+
+    def list_elements(self, library_path, **options):
+        return self.run_copy("elements", library_path=library_path, **options)
+
+    def print_version(self):
+        return self.run_copy("--version", library_path=self.core).stdout
 
     def test_finds_the_plugin_beside_the_program(self):
         os.symlink(self.libraries, self.path("prefix/lib"))
@@ -307,6 +316,14 @@ class PluginSearch(ToolTest):
 
     def test_finds_the_plugin_in_the_library_path(self):
         self.assertIn("SkipField", self.list_elements(self.libraries).stdout)
+
+    def test_version_names_plugins_that_are_missing(self):
+        prefix = self.path("prefix/lib")
+        shutil.copytree(self.core, prefix, symlinks=True)
+        self.assertRegex(self.print_version(), r"plug-in: +none found\nfor 4444: +none found\n\Z")
+        shutil.copyfile(PLUGIN, prefix / "libvixVideoCodecProRes.so.1")
+        self.assertRegex(self.print_version(),
+                         r"plug-in: +\S+ProRes\.so\.1 \(unknown version\)\nfor 4444: +none found\n\Z")
 
     def test_error_lists_the_places_searched(self):
         result = self.list_elements(self.core)

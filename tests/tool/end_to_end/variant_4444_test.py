@@ -16,6 +16,7 @@ PIXELS = WIDTH * HEIGHT * FRAMES
 SIZE = f"{WIDTH}x{HEIGHT}"
 RAW = ("--fourcc", "Y416", "--size", SIZE, "--rate", "25")
 LARGEST = 0xFFFF
+PLUGIN_4444 = PLUGIN.replace("ProRes.so", "ProRes4444.so")
 
 
 def words(samples):
@@ -333,10 +334,28 @@ class MissingPlugin(Test4444):
 
     def test_4444_names_the_missing_file(self):
         self.raw.write_bytes(flat_pictures())
-        self.fail_with(1, ["4444 needs the plug-in libvixVideoCodecProRes4444.so",
-                           "install it in the folder of libvixVideoCodecProRes.so"], "encode",
-                       "--plugin", self.plugin, "--variant", "4444", *RAW, self.raw, self.encoded,
-                       env=self.libraries)
+        self.fail_with(1, ["4444 needs the plug-in libvixVideoCodecProRes4444.so, which is missing",
+                           "install it in the folder of the plug-in that is loaded", "--plugin"],
+                       "encode", "--plugin", self.plugin, "--variant", "4444", *RAW, self.raw,
+                       self.encoded, env=self.libraries)
+
+    def test_422_names_the_missing_file(self):
+        clip, alone = self.path("clip.mov"), self.path("alone")
+        make_v210(clip, frames=2)
+        alone.mkdir()
+        shutil.copyfile(PLUGIN_4444, alone / "libvixVideoCodecProRes4444.so")
+        plugin = alone / "libvixVideoCodecProRes4444.so"
+        encode = ("encode", "--plugin", plugin, clip, self.encoded)
+        self.fail_with(1, ["4:2:2 needs the plug-in libvixVideoCodecProRes.so, which is missing",
+                           "--plugin"], *encode, env=self.libraries)
+        shutil.copyfile(PLUGIN, alone / "libvixVideoCodecProRes.so")
+        self.succeed(*encode, env=self.libraries)
+
+    def test_4444_is_found_by_the_name_without_version(self):
+        self.raw.write_bytes(flat_pictures())
+        shutil.copyfile(PLUGIN_4444, self.path("libvixVideoCodecProRes4444.so"))
+        self.succeed("encode", "--plugin", self.plugin, "--variant", "4444", *RAW, self.raw,
+                     self.encoded, env=self.libraries)
 
     def test_elements_lists_those_of_both(self):
         listed = self.succeed("elements").stdout
