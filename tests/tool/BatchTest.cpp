@@ -30,6 +30,36 @@ TEST(NameOutputs, FillsInThePattern) {
   EXPECT_EQ(NameOutputs({{"x.mov"}}, "out/", "plain.mov")[0].output, "out/plain.mov");
 }
 
+TEST(NameOutputs, LeavesThePlaceOfANumberOut) {
+  const std::pair<const char*, const char*> cases[] = {
+      {"p/a.%04d.exr", "a"},         {"shot_####.dpx", "shot"},     {"shot.v2.*.png", "shot.v2"},
+      {"a.%04d.left.exr", "a.left"}, {"plates/%04d.exr", "plates"}, {"plates/_#.exr", "plates"},
+      {"100%%.%d.tif", "100%"},      {"a.%04d.mov", "a.%04d"},      {"a.1001.exr", "a.1001"}};
+  for (const auto& [input, name] : cases) {
+    EXPECT_EQ(NameOutputs({{input}}, "out", "{name}.mov")[0].output,
+              std::string("out/") + name + ".mov");
+  }
+}
+
+TEST(NameOutputs, NamesOutputsOfFoldersAfterThem) {
+  const ScratchFolder folder;
+  std::filesystem::create_directory(folder / "shot.v2");
+  std::ofstream(folder / "a.%04d.exr") << "image";  // not a pattern
+  for (const char* input : {"shot.v2", "shot.v2/", "shot.v2/."}) {
+    EXPECT_EQ(NameOutputs({{folder / input}}, "out", "{name}.mov")[0].output, "out/shot.v2.mov");
+  }
+  EXPECT_EQ(NameOutputs({{folder / "a.%04d.exr"}}, "out", "{name}.mov")[0].output,
+            "out/a.%04d.mov");
+}
+
+TEST(NameOutputs, RejectsOneNameForASequenceAndAnother) {
+  EXPECT_THAT(
+      [] {
+        NameOutputs({{"a.%04d.exr"}, {"b/a_###.dpx"}}, "out", "{name}.mov");
+      },
+      ThrowsMessage<UsageError>(HasSubstr("a.%04d.exr and b/a_###.dpx would both be")));
+}
+
 TEST(NameOutputs, FillsInFurtherWords) {
   EXPECT_EQ(NameOutputs({{"x.mov"}}, "out", "{name}-{variant}.mov", {{"variant", "hq"}})[0].output,
             "out/x-hq.mov");

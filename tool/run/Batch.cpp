@@ -20,6 +20,7 @@
 #include "base/Text.h"
 #include "media/InputFile.h"
 #include "media/OutputFile.h"
+#include "media/sequence/SequenceName.h"
 
 namespace vixprores {
 namespace {
@@ -51,6 +52,14 @@ std::string ReplaceWords(const std::string& pattern,
     text += found->second;
     position = end + 1;
   }
+}
+
+// Returns the name of an input without folder, extension and the place of a number.
+std::string StemOf(const std::string& input) {
+  std::error_code none;
+  if (fs::is_directory(input, none)) return NameOfFolder(input);
+  const auto images = fs::exists(input, none) ? std::nullopt : ParseSequenceName(input);
+  return images ? images->Stem() : fs::path(input).stem().string();
 }
 
 // Rejects names that would write to another folder by mistake.
@@ -214,7 +223,7 @@ std::vector<BatchItem> NameOutputs(const std::vector<BatchInput>& inputs, const 
   std::map<std::string, std::string> inputOf;
   for (const auto& [input, subfolder] : inputs) {
     auto all = words;
-    all["name"] = fs::path(input).stem().string();
+    all["name"] = StemOf(input);
     all["number"] = std::to_string(items.size() + 1);
     const std::string name = ReplaceWords(pattern, all);
     CheckName(name, pattern);

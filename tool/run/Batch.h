@@ -26,9 +26,9 @@ std::vector<BatchInput> ExpandFolders(const std::vector<std::string>& names, boo
                                       const std::string& skipped);
 
 /// Names an output in `folder` for every input. In `pattern` "{name}" stands for the input's name
-/// without folder and extension, "{number}" for its place, from 1, and "{WORD}" for each of
-/// `words`. Rejects with a UsageError two inputs with one output, unknown words in braces, and
-/// names that leave the folder.
+/// without folder, extension and place of a number, "{number}" for its place, from 1, and "{WORD}"
+/// for each of `words`. Rejects with a UsageError two inputs with one output, unknown words in
+/// braces, and names that leave the folder.
 std::vector<BatchItem> NameOutputs(const std::vector<BatchInput>& inputs, const std::string& folder,
                                    const std::string& pattern,
                                    const std::map<std::string, std::string>& words = {});

@@ -169,6 +169,13 @@ std::string SequenceName::PathOf(std::int64_t number) const {
   return folder + prefix + text + suffix;
 }
 
+std::string SequenceName::Stem() const {
+  constexpr const char* kSeparators = "._- ";
+  const std::string stem = prefix.substr(0, prefix.find_last_not_of(kSeparators) + 1) +
+                           suffix.substr(0, suffix.rfind('.'));
+  return stem.empty() ? NameOfFolder(folder) : stem;
+}
+
 std::optional<std::int64_t> SequenceName::NumberIn(std::string_view fileName) const {
   if (fileName.size() <= prefix.size() + suffix.size()) return std::nullopt;
   if (!fileName.starts_with(prefix) || !fileName.ends_with(suffix)) return std::nullopt;
@@ -184,6 +191,12 @@ std::string SequenceName::ToText() const {
   std::string place = "*";
   if (digits > 0) place = digits == 1 ? "%d" : "%0" + std::to_string(digits) + "d";
   return folder + Escape(prefix) + place + Escape(suffix);
+}
+
+std::string NameOfFolder(const std::string& path) {
+  const fs::path folder = fs::absolute(path.empty() ? "." : path).lexically_normal();
+  // A slash at the end begins an empty name.
+  return (folder.has_filename() ? folder : folder.parent_path()).filename().string();
 }
 
 bool IsImageName(std::string_view path) {

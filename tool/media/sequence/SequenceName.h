@@ -26,6 +26,9 @@ struct SequenceName {
   std::string PathOf(std::int64_t number) const;
   /// Returns the number in the name of a file of the folder; nullopt if it is not of the sequence.
   std::optional<std::int64_t> NumberIn(std::string_view fileName) const;
+  /// Returns the name without folder, number and extension: "a" for "shots/a.%04d.exr", the name
+  /// of the folder for "shots/%04d.exr".
+  std::string Stem() const;
   /// Returns text like "shots/a.%04d.exr", or "shots/a.*.exr" for any padding.
   std::string ToText() const;
 
@@ -43,6 +46,9 @@ struct ImageFiles {
   std::string name;  ///< for messages
   std::vector<NumberedFile> files;
 };
+
+/// Returns the name of a folder without the folders around it, also of "." and "shots/".
+std::string NameOfFolder(const std::string& path);
 
 /// Returns true if the extension is that of an image format.
 bool IsImageName(std::string_view path);
