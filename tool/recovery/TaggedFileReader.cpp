@@ -7,6 +7,7 @@
 #include <utility>
 
 #include "base/Errors.h"
+#include "frames/FrameHeaders.h"
 #include "media/container/TrackDescription.h"
 
 namespace vixprores {
@@ -46,10 +47,23 @@ TaggedFileReader::TaggedFileReader(std::unique_ptr<InputFile> file)
       content_(ReadTaggedDescription(*file_)),
       tags_(*file_),
       frames_{0, FarthestFrame(content_.video.rate)} {
+  TakeFrameLabels();
   tags_.Next();  // the description
   for (const SoundTrack& sound : content_.sound) {
     soundClocks_.push_back({-INT32_MAX, INT32_MAX});
     cutters_.emplace_back(sound, std::nullopt);
+  }
+}
+
+void TaggedFileReader::TakeFrameLabels() {
+  TagScanner tags(*file_);
+  while (const auto found = tags.Next()) {
+    if (found->tag.track != PacketTag::kVideo) continue;
+    std::vector<std::uint8_t> frame(found->tag.packetBytes);
+    const auto header = ReadPacket(*found, frame) ? ParseHeader(frame) : std::nullopt;
+    if (!header) continue;
+    content_.video = CombineFormats(content_.video, *header);
+    return;
   }
 }
 

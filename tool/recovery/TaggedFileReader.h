@@ -49,6 +49,8 @@ class TaggedFileReader {
   explicit TaggedFileReader(std::unique_ptr<InputFile> file);
 
   const InputFile& GetFile() const { return *file_; }
+  /// Returns the description of the tracks, completed by the header of the first intact frame: a
+  /// .mov has no place for some labels.
   const MovieContent& GetContent() const { return content_; }
   /// Returns the next frame or sound. Returns neither, once, with the frames lost after the last
   /// one; then nullopt.
@@ -68,6 +70,7 @@ class TaggedFileReader {
   };
 
   bool ReadPacket(const TagScanner::FoundTag& found, std::span<std::uint8_t> bytes) const;
+  void TakeFrameLabels();
   bool TakeTime(const TagScanner::FoundTag& found);
   void ReadFrame(const TagScanner::FoundTag& found, TaggedItem& item);
   void NoteTruncated(const TagScanner::FoundTag& found);
