@@ -196,7 +196,12 @@ Option AlphaOption(std::optional<int>& bits) {
 // ProRes has straight colours.
 Option PremultiplicationOption(std::string name, bool isPremultiplied,
                                std::optional<bool>& variable, std::string brief) {
-  const auto take = [=, &variable](const std::string& /*none*/) { variable = isPremultiplied; };
+  const auto take = [=, &variable](const std::string& /*none*/) {
+    if (variable.value_or(isPremultiplied) != isPremultiplied) {
+      throw UsageError("--premultiplied and --straight contradict each other; remove one of them");
+    }
+    variable = isPremultiplied;
+  };
   return {std::move(name), {}, std::move(brief), take};
 }
 
@@ -208,6 +213,12 @@ void CheckVariant(const EncodeOptions& options) {
   if (options.rawFrames && IsOf4444(options.rawFrames->fourcc)) {
     throw UsageError("raw frames of " + DescribeCode(options.rawFrames->fourcc) + advice +
                      "; convert them to V210 for a 4:2:2 variant");
+  }
+}
+
+void CheckLuminance(const FootageReading& footage) {
+  if (footage.peakLuminance > 0 && !footage.convertColour) {
+    throw UsageError("--peak-luminance needs --convert-color, whose white it sets");
   }
 }
 
@@ -248,6 +259,7 @@ Command DescribeEncode(EncodeOptions& options) {
     options.rawFrames = ToRawFrameFormat(*rawFrames, options.overrides);
     options.frameOptions = DescribeFrameOptions(options);
     CheckVariant(options);
+    CheckLuminance(options.footage);
     CheckChunk(options);
   };
   const OptionGroup encoding{

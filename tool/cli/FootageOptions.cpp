@@ -75,7 +75,7 @@ OptionGroup FootageGroup(FootageReading& reading) {
                        "luminance of HDR that becomes the white of SDR, in cd/m2");
   Option track = Parsed("--video-track", "N", reading.videoTrack, ParseTrack,
                         "video track to take, from 1 [1]");
-  return {"Pictures (of input that is decoded)",
+  return {"Pictures (not of raw frames; of images only --scale and --no-rotate)",
           {scale, deinterlace, filter, rate, colour, peak, track,
            Flag("--no-rotate", reading.keepsRotation,
                 "leave rotation and mirroring to players, as labels")}};

@@ -41,7 +41,8 @@ OptionGroup SequenceInputGroup(MissingFiles& what, ColourOptions& colours) {
                       "for numbers without a file: fail, hold or black [fail]");
   missing.details =
       "fail lists them and ends with an error, hold repeats the picture before, black makes black "
-      "pictures. --frames selects files by their numbers.";
+      "pictures, which are transparent in 4444 if the files have alpha. --frames selects files by "
+      "their numbers.";
   OptionGroup group{"Image sequences as input", ColourSpaceOptions(colours)};
   group.options.insert(group.options.begin(), missing);
   return group;

@@ -55,9 +55,12 @@ std::string ConversionCommand(const std::string& inputName, const std::string& f
   return command + " -c:v v210 -c:a pcm_s24le " + QuoteForShell(stem + ".v210.mov");
 }
 
-std::string DescribeRgbConversion(const std::string& inputName, int matrix) {
-  return inputName + ": RGB pictures are converted with the matrix " +
-         DescribeColourCode(ColourProperty::Matrix, matrix) + "; --matrix chooses another one";
+std::string DescribeDivision(const std::string& inputName) {
+  return inputName + ": colours are divided by alpha, which they are multiplied with";
+}
+
+std::string DescribeTurn(const std::string& inputName) {
+  return inputName + ": pictures are turned as players would show them; --no-rotate leaves them";
 }
 
 std::string DescribeConversionToRgb(const std::string& inputName, int matrix) {

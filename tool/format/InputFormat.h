@@ -34,8 +34,9 @@ void CheckEncodable(const StreamFormat& format, const std::string& inputName);
 /// @param inputName name in messages; for standard input the command reads that as well
 std::string ConversionCommand(const std::string& inputName, const std::string& filters);
 
-/// Returns the note about RGB pictures that are converted with that matrix.
-std::string DescribeRgbConversion(const std::string& inputName, int matrix);
+/// Return notes on what becomes of pictures.
+std::string DescribeDivision(const std::string& inputName);
+std::string DescribeTurn(const std::string& inputName);
 /// Returns the note about ProRes without a usable matrix that is converted to RGB with that matrix.
 std::string DescribeConversionToRgb(const std::string& inputName, int matrix);
 
@@ -51,7 +52,8 @@ struct InputDescription {
   /// What the stored pictures have beyond 4:2:2 in 10 bits, as in "4:4:4 in 12 bits"; empty =
   /// nothing.
   std::string finer = {};
-  bool isRgb = false;  ///< stored as RGB, which is converted with the matrix of `format`
+  bool isRgb = false;       ///< the stored pictures are RGB; the matrix of `format` converts them
+  bool losesAlpha = false;  ///< the stored pictures have alpha, those of `format` have none
   /// Format that the container alone states; nullopt if there is no container, or if `format` has
   /// no other source.
   std::optional<StreamFormat> container = std::nullopt;
@@ -67,7 +69,7 @@ struct InputDescription {
                                          ///< any output: "cover art", ...
   std::string compressor = {};           ///< name of the video's encoder; empty = unknown
   vix::FourCC vendor = 0;                ///< of the video's encoder; 0 = unknown
-  std::string note = {};                 ///< how the input is interpreted; empty = as usual
+  std::vector<std::string> notes = {};   ///< how the input is interpreted, with its name
   std::string timecodeNote = {};         ///< why the input's timecode is not used; empty = it is
 };
 

@@ -236,8 +236,9 @@ std::vector<std::string> FindLostProperties(const OutputFormat& output,
     lost.push_back("field order (" + Describe(stream.fieldOrder) + ")");
   }
   Colour colour = stream.colour;
-  if (output.kind == OutputKind::Images) colour.matrix = 2;  // applied to the pictures
-  if (stream.IsRaw() && colour.IsSpecified() && !KeepsColour(output, colour)) {
+  const bool isRgb = output.kind == OutputKind::Images || stream.code == vix::kFourCC_b64A;
+  if (isRgb) colour.matrix = 2;  // applied to the pictures
+  if (stream.IsRaw() && colour.IsSpecified() && !KeepsColour(output, stream.colour)) {
     lost.push_back("colour primaries, transfer and matrix (" + Describe(colour) + ")");
   }
   if (!output.keepsColourRange && stream.colour.range == ColourRange::Full) {

@@ -245,8 +245,7 @@ CopyPlan MakePlan(const CopyOptions& options, RunObserver& observer) {
 void ReportNotes(const CopyOptions& options, const CopyPlan& plan, RunObserver& observer) {
   for (std::size_t i = 0; i < plan.parts.size(); ++i) {
     FrameReader& reader = *plan.parts[i].reader;
-    const std::string& note = reader.GetDescription().note;
-    if (!note.empty()) observer.ReportNote(note);
+    for (const std::string& note : reader.GetDescription().notes) observer.ReportNote(note);
     for (const std::string& fault : FindIndexFaults(options.sources[i], reader)) {
       observer.ReportNote(reader.GetName() + ": " + DescribeIndexFault(fault));
     }

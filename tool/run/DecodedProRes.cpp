@@ -188,10 +188,7 @@ DecodedProResReader::DecodedProResReader(std::unique_ptr<ProResReader> reader, b
     : reader_(std::move(reader)),
       decoders_(std::make_shared<Decoders>(reader_->GetFormat(), isDeep)) {
   description_ = reader_->GetDescription();
-  if (GetFormat().HasAlpha() && !isDeep) {
-    description_.note +=
-        (description_.note.empty() ? "" : "\n") + GetName() + ": its alpha channel is left out";
-  }
+  description_.losesAlpha = GetFormat().HasAlpha() && !isDeep;
   if (GetFormat().is444 && !isDeep) description_.finer = "4:4:4 in 12 bits";
   description_.stored = "prores (" + DescribeCode(GetFormat().code) + ")";
   description_.format = DecodedFormat(GetFormat(), isDeep);

@@ -10,9 +10,17 @@
 #include "base/Text.h"
 #include "format/InputFormat.h"
 #include "media/raw/WidenedReader.h"
+#include "run/InputOptions.h"
 
 namespace vixprores {
 namespace {
+
+constexpr int kUnspecified = 2;  // code point of colours
+
+// Returns the matrix that the user chose, a code point.
+int ChosenMatrix(const StreamOverrides& overrides) {
+  return overrides.matrix.value_or(overrides.colour ? overrides.colour->matrix : kUnspecified);
+}
 
 StreamFormat Override(StreamFormat source, const StreamOverrides& overrides) {
   if (overrides.colour) {
@@ -89,37 +97,56 @@ void CheckRange(const StreamFormat& source, const OutputFormat& output, const Fr
                   ConversionCommand(reader.GetName(), kToLimitedRange));
 }
 
-// Names what a 4:2:2 variant does not keep of the pictures.
+// Names what a 4:2:2 variant, or for alpha also a filter, does not keep of the pictures.
 void NoteLoss(const EncodeOptions& options, const FrameReader& reader,
               std::vector<std::string>& notes) {
-  const std::string& finer = reader.GetDescription().finer;
-  if (options.variant->is4444 || finer.empty()) return;
-  notes.push_back(reader.GetName() + ": converts " + finer +
+  const InputDescription& input = reader.GetDescription();
+  const bool is4444 = options.variant->is4444;
+  if (input.losesAlpha) {
+    notes.push_back(reader.GetName() + ": the alpha channel is left out" +
+                    (is4444 ? "" : "; --variant 4444 keeps it"));
+  }
+  if (is4444 || input.finer.empty()) return;
+  notes.push_back(reader.GetName() + ": converts " + input.finer +
                   " to 4:2:2 in 10 bits; --variant 4444 keeps 4:4:4 in 12 bits");
+}
+
+// Names options for alpha that the input has none for.
+void NoteOpaqueInput(const EncodeOptions& options, const FrameReader& reader,
+                     std::vector<std::string>& notes) {
+  if (reader.GetFormat().HasAlpha()) return;
+  const std::string found = reader.GetName() + ": has no alpha channel; ";
+  if (options.premultiplied.value_or(false)) {
+    notes.push_back(found + "--premultiplied has no effect");
+  }
+  if (options.alphaBits.value_or(0) > 0) notes.push_back(found + "that of the output is opaque");
 }
 
 SequenceReading ReadingOf(const EncodeOptions& options) {
   const StreamOverrides& overrides = options.overrides;
-  const int matrix = overrides.colour ? overrides.colour->matrix : 2;
   SequenceReading reading;
   reading.rate = overrides.rate;
   reading.turns = !options.footage.keepsRotation;
+  reading.scale = options.footage.scale;
   reading.missing = options.missing;
   reading.colours = ChooseSpaces(options.colours, std::nullopt);
-  reading.matrix = overrides.matrix.value_or(matrix);
+  reading.matrix = ChosenMatrix(overrides);
   reading.isDeep = options.variant->is4444;
   reading.isPremultiplied = options.premultiplied;
   return reading;
 }
 
 std::unique_ptr<FrameReader> OpenStored(const EncodeOptions& options) {
-  auto images = options.rawFrames ? std::nullopt : FindImages(options.input);
-  if (images) return std::make_unique<SequenceReader>(std::move(*images), ReadingOf(options));
-  if (options.colours.IsGiven()) {
-    throw UsageError("--input-color, --output-color and --ocio are for image sequences");
+  if (options.rawFrames) {
+    CheckInputOptions(options, InputKind::RawFrames);
+    return OpenRawFrames(options.input, *options.rawFrames);
   }
-  return options.rawFrames ? OpenRawFrames(options.input, *options.rawFrames)
-                           : OpenFootage(options.input, ReadingFor(options));
+  if (auto images = FindImages(options.input)) {
+    CheckInputOptions(options, InputKind::Images);
+    return std::make_unique<SequenceReader>(std::move(*images), ReadingOf(options));
+  }
+  CheckInputOptions(options, InputKind::Footage);
+  return OpenFootage(options.input, ReadingFor(options));
 }
 
 // Opens the input so that its pictures have a format that the encoder takes.
@@ -129,15 +156,25 @@ std::unique_ptr<FrameReader> Open(const EncodeOptions& options) {
 }
 
 // Chooses the matrix that the encoder converts RGB with. A reader that converts RGB has chosen it.
-void ChooseMatrix(StreamFormat& source, const FrameReader& reader,
-                  std::vector<std::string>& notes) {
+void ChooseMatrix(StreamFormat& source, const FrameReader& reader) {
   int& matrix = source.colour.matrix;
   if (reader.GetDescription().isRgb) {
     matrix = reader.GetFormat().colour.matrix;
   } else if (source.code == vix::kFourCC_b64A) {
     matrix = RgbMatrixFor(matrix, source.height).coded;
-    notes.push_back(DescribeRgbConversion(reader.GetName(), matrix));
   }
+}
+
+// States the matrix of RGB pictures.
+void NoteMatrix(const EncodeOptions& options, const StreamFormat& source, const FrameReader& reader,
+                std::vector<std::string>& notes) {
+  const bool isRgb = reader.GetDescription().isRgb || source.code == vix::kFourCC_b64A;
+  if (!isRgb) return;
+  const bool isChosen = ChosenMatrix(options.overrides) != kUnspecified ||
+                        options.colours.IsGiven() || options.footage.convertColour;
+  notes.push_back(reader.GetName() + ": RGB pictures are converted with the matrix " +
+                  DescribeColourCode(ColourProperty::Matrix, source.colour.matrix) +
+                  (isChosen ? "" : "; --matrix chooses another one"));
 }
 
 // Returns the timecode of the first frame of an image sequence from its number or its file.
@@ -170,7 +207,8 @@ TranscodePlan PlanEncoding(const EncodeOptions& options) {
     source.fieldOrder = FieldOrder::Progressive;
   CheckEncodable(source, reader->GetName());
   std::vector<std::string> notes;
-  ChooseMatrix(source, *reader, notes);
+  ChooseMatrix(source, *reader);
+  NoteMatrix(options, source, *reader, notes);
   MovieContent content{EncodedFormat(source, options)};
   content.timecode = ChooseTimecode(options, *reader, source.rate, notes);
   content.metadata = reader->GetDescription().metadata;
@@ -179,6 +217,7 @@ TranscodePlan PlanEncoding(const EncodeOptions& options) {
   content.vendor = options.vendor.value_or(kVendor);
   CheckRange(source, output, *reader, notes);
   NoteLoss(options, *reader, notes);
+  NoteOpaqueInput(options, *reader, notes);
   const auto encoder = ProResElement::Encoder(*options.variant, content.video.alphaBits);
   TranscodePlan plan{std::move(reader), source, encoder, std::move(content), output};
   plan.notes = std::move(notes);

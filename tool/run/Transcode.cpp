@@ -29,8 +29,7 @@ namespace {
 void ReportNotes(const TranscodeOptions& options, const TranscodePlan& plan,
                  RunObserver& observer) {
   const FrameReader& reader = *plan.reader;
-  const std::string& taken = reader.GetDescription().note;
-  if (!taken.empty()) observer.ReportNote(taken);
+  for (const std::string& note : reader.GetDescription().notes) observer.ReportNote(note);
   for (const std::string& note : plan.notes) observer.ReportNote(note);
   if (plan.source.fieldOrder == FieldOrder::Unknown) {
     observer.ReportNote(reader.GetName() + ": field order unknown; assuming progressive");

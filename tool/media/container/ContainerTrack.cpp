@@ -59,7 +59,8 @@ InputDescription ContainerTrack::GetDescription() const {
   description.timecode = timecode.timecode;
   description.metadata = FindMetadata(context);
   DescribeEncoder(stream_, description);
-  description.note = FindTrackNote(context, GetName());
+  const std::string note = FindTrackNote(context, GetName());
+  if (!note.empty()) description.notes.push_back(note);
   DescribeOtherTracks(context, stream_, {begin_, stream_.time_base}, description);
   description.timecodeNote = timecode.note;
   return description;

@@ -63,9 +63,8 @@ void ProResReader::DescribeStream(const prores::FrameHeader& header) {
   StreamFormat& format = description_.format;
   format = CombineFormats(container, header);
   if (layout_ == SampleLayout::Standard) return;
-  std::string& note = description_.note;
-  if (!note.empty()) note += "; ";
-  note += GetName() + ": its frames have no prefix with size and 'icpf'";
+  std::string& note = description_.notes.emplace_back(
+      GetName() + ": its frames have no prefix with size and 'icpf'");
   if (layout_ == SampleLayout::BareFrames) return;
   // The container counts fields, in its timecodes too.
   format.rate = Reduce({format.rate.numerator, format.rate.denominator * 2});

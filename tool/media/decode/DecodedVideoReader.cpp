@@ -52,10 +52,6 @@ bool HasAlpha(AVPixelFormat format) {
   return layout && (layout->flags & AV_PIX_FMT_FLAG_ALPHA) != 0;
 }
 
-std::uint32_t Scaled(int side, std::uint32_t divisor) {
-  return std::max(static_cast<std::uint32_t>(side) / divisor, std::uint32_t{1});
-}
-
 }  // namespace
 
 DecodedVideoReader::DecodedVideoReader(std::unique_ptr<Demuxer> demuxer, FootageReading reading,
@@ -122,20 +118,7 @@ PictureTarget DecodedVideoReader::DescribeTarget(const AVFrame& first) const {
   target.isPremultiplied = reading_.isPremultiplied;
   target.format = DescribeFormat(first);
   StreamFormat& format = target.format;
-  if (reading_.scale) {
-    const PictureScale& scale = *reading_.scale;
-    format.width = scale.width > 0 ? scale.width : Scaled(first.width, scale.divisor);
-    format.height = scale.width > 0 ? scale.height : Scaled(first.height, scale.divisor);
-    if (format.sampleAspect.numerator > 0) {
-      // The picture keeps its shape.
-      AVRational aspect{};
-      av_reduce(&aspect.num, &aspect.den,
-                std::int64_t{format.sampleAspect.numerator} * first.width * format.height,
-                std::int64_t{format.sampleAspect.denominator} * first.height * format.width,
-                INT32_MAX);
-      format.sampleAspect = ToRational(aspect);
-    }
-  }
+  if (reading_.scale) Scale(*reading_.scale, format);
   const PictureRows rows(static_cast<AVPixelFormat>(first.format), GetName());
   if (rows.IsRgb()) {
     // Filters may have made RGB of other pictures.
@@ -174,36 +157,31 @@ void DecodedVideoReader::Describe(const AVFrame& first) {
   // Captions belong to the pictures as they are coded, not to repeated or filtered ones.
   hasCaptions_ =
       DescribeSideData(first, pictures_.KeepsCount() && !reading_.convertRate, description_);
-  description_.isRgb = PictureRows(static_cast<AVPixelFormat>(first.format), GetName()).IsRgb();
-  description_.finer = DescribeFiner(static_cast<AVPixelFormat>(first.format));
-  description_.note = DescribeChanges(first);
+  const auto layout = static_cast<AVPixelFormat>(first.format);
+  description_.finer = DescribeFiner(layout);
+  description_.isRgb = PictureRows(layout, GetName()).IsRgb();
+  // Decoders may leave alpha out, and that of ProRes chroma.
+  const AVCodecParameters& stored = *GetTrack().GetStream().codecpar;
+  const auto coded = static_cast<AVPixelFormat>(stored.format);
+  const bool isProRes = stored.codec_id == AV_CODEC_ID_PRORES;
+  if (isProRes && !reading_.isDeep) description_.finer = DescribeFiner(coded);
+  description_.losesAlpha = (HasAlpha(layout) || HasAlpha(coded)) && !GetFormat().HasAlpha();
+  description_.notes = DescribeChanges();
   description_.frames = CountFrames();
   converters_ = std::make_shared<PictureConverters>(target, GetName());
 }
 
-std::string DecodedVideoReader::DescribeChanges(const AVFrame& first) const {
+std::vector<std::string> DecodedVideoReader::DescribeChanges() const {
   std::vector<std::string> notes;
   const std::string tracks = FindTrackNote(GetTrack().GetDemuxer().GetContext(), GetName());
   if (!tracks.empty() && !reading_.videoTrack) {
     notes.push_back(tracks + "; --video-track chooses another one");
   }
-  const PictureRows rows(static_cast<AVPixelFormat>(first.format), GetName());
-  if (description_.isRgb) {
-    notes.push_back(DescribeRgbConversion(GetName(), GetFormat().colour.matrix));
-  }
-  // A decoder may leave it out.
-  const auto coded = static_cast<AVPixelFormat>(GetTrack().GetStream().codecpar->format);
-  const bool isLost = (rows.HasAlpha() || HasAlpha(coded)) && !GetFormat().HasAlpha();
-  if (isLost) notes.push_back(GetName() + ": its alpha channel is left out");
   if (GetFormat().HasAlpha() && reading_.isPremultiplied) {
-    notes.push_back(GetName() + ": colours are divided by alpha, which they are multiplied with");
+    notes.push_back(DescribeDivision(GetName()));
   }
-  if (pictures_.TurnsPictures()) {
-    notes.push_back(GetName() +
-                    ": pictures are turned as players would show them; --no-rotate "
-                    "leaves them");
-  }
-  return Join(notes, "\n");
+  if (pictures_.TurnsPictures()) notes.push_back(DescribeTurn(GetName()));
+  return notes;
 }
 
 std::optional<std::int64_t> DecodedVideoReader::CountFrames() const {

@@ -6,6 +6,7 @@
 #include <memory>
 #include <optional>
 #include <string>
+#include <vector>
 
 #include "media/FrameReader.h"
 #include "media/container/FrameTimeCheck.h"
@@ -46,7 +47,7 @@ class DecodedVideoReader : public FrameReader {
   StreamFormat DescribeFormat(const AVFrame& first) const;
   PictureTarget DescribeTarget(const AVFrame& first) const;
   void CheckLuminance(const Colour& source, const Colour& target) const;
-  std::string DescribeChanges(const AVFrame& first) const;
+  std::vector<std::string> DescribeChanges() const;
   std::optional<std::int64_t> CountFrames() const;
   std::int64_t NumberAt(std::int64_t time) const;
   std::optional<NumberedPicture> ReadConverted();

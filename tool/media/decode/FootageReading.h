@@ -9,6 +9,7 @@
 
 #include "format/FramePlace.h"
 #include "format/StreamFormat.h"
+#include "media/decode/PictureScale.h"
 
 namespace vixprores {
 
@@ -17,13 +18,6 @@ enum class Deinterlacing {
   None,    ///< they stay interlaced
   Frames,  ///< a progressive picture for each
   Fields,  ///< a progressive picture for each field, at twice the rate
-};
-
-/// Size that pictures are scaled to: a size in pixels, or a part of their own size.
-struct PictureScale {
-  std::uint32_t width = 0;  ///< 0 = `divisor` counts
-  std::uint32_t height = 0;
-  std::uint32_t divisor = 1;  ///< 2 = half the width and half the height
 };
 
 /// How video is decoded and brought to the right picture. Set values replace what the input states.

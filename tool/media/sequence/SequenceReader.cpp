@@ -25,7 +25,13 @@ namespace {
 // Place of a black picture among the files.
 constexpr std::int64_t kBlack = -1;
 
-Picture MakePicture(AVPixelFormat format, const StreamFormat& size) {
+// Returns the size of the pictures after they were turned.
+PictureSize SizeOf(const ImageHeader& header) {
+  const PictureSize size{header.width, header.height};
+  return header.IsTurnedOver() ? PictureSize{size.height, size.width} : size;
+}
+
+Picture MakePicture(AVPixelFormat format, const PictureSize& size) {
   Picture picture = vixprores::MakePicture();
   picture->format = format;
   picture->width = static_cast<int>(size.width);
@@ -121,7 +127,7 @@ class SequenceReader::Conversion {
     Room(const ImageHeader& header, AVPixelFormat pixels, const StreamFormat& target,
          const std::string& name)
         : samples(CountChannels(pixels) * header.width * header.height),
-          picture(MakePicture(pixels, target)),
+          picture(MakePicture(pixels, SizeOf(header))),
           converter({.format = target}, name) {}
 
     std::vector<std::uint16_t> samples;
@@ -134,9 +140,9 @@ class SequenceReader::Conversion {
     const bool mayBeUsual = picture_ == AV_PIX_FMT_GBRP10 && header_.orientation == 1 &&
                             ToLower(file.path).ends_with(".dpx");
     if (mayBeUsual && ReadUsualDpx(file.path, header_, room.file, *room.picture)) return;
-    const ImagePixels pixels{format_.width, format_.height,
-                             static_cast<int>(CountChannels(picture_)), HasBytes(picture_) ? 8 : 16,
-                             room.samples.data()};
+    const PictureSize size = SizeOf(header_);
+    const ImagePixels pixels{size.width, size.height, static_cast<int>(CountChannels(picture_)),
+                             HasBytes(picture_) ? 8 : 16, room.samples.data()};
     try {
       LoadImageModule().Read(file.path, header_, transform_.get(), pixels);
     } catch (const std::runtime_error& error) {
@@ -146,12 +152,13 @@ class SequenceReader::Conversion {
     CopyRows(room.samples, *room.picture);
   }
 
-  // Fills an opaque picture of limited range.
+  // Fills a picture of limited range. With alpha it is transparent: a missing frame of a keyed
+  // element covers nothing.
   void FillBlack(vix::IBuffer& packed) const {
     using Words = std::array<std::uint32_t, 2>;
     constexpr Words kV210{512 | 64U << 10U | 512U << 20U, 64 | 512U << 10U | 64U << 20U};
-    constexpr Words kY416{0xFFFF | 4096U << 16U, 32768 | 32768U << 16U};
-    const Words& words = format_.code == vix::kFourCC_V210 ? kV210 : kY416;
+    const Words y416{(format_.HasAlpha() ? 0U : 0xFFFFU) | 4096U << 16U, 32768 | 32768U << 16U};
+    const Words& words = format_.code == vix::kFourCC_V210 ? kV210 : y416;
     for (std::size_t i = 0; i + sizeof words <= packed.GetSize(); i += sizeof words) {
       std::memcpy(packed.GetData() + i, words.data(), sizeof words);
     }
@@ -189,8 +196,9 @@ void SequenceReader::Describe(const ImageHeader& header, const SequenceReading& 
   format.code = reading.isDeep ? vix::kFourCC_Y416 : vix::kFourCC_V210;
   format.is444 = reading.isDeep;
   if (reading.isDeep && header.hasAlpha) format.alphaBits = header.bits > 8 ? 16 : 8;
-  format.width = header.IsTurnedOver() ? header.height : header.width;
-  format.height = header.IsTurnedOver() ? header.width : header.height;
+  const PictureSize size = SizeOf(header);
+  format.width = size.width;
+  format.height = size.height;
   const auto rate = reading.rate ? reading.rate : FindRate(header.rate);
   if (!rate && reading.needsRate) {
     throw Failure(images_.name +
@@ -198,16 +206,15 @@ void SequenceReader::Describe(const ImageHeader& header, const SequenceReading& 
   }
   if (rate) format.rate = *rate;
   format.sampleAspect = FindAspect(header.pixelAspect);
+  if (reading.scale) Scale(*reading.scale, format);
   format.fieldOrder = FieldOrder::Progressive;
   const int stated = reading.matrix != 2 ? reading.matrix : format.colour.matrix;
   format.colour.matrix = RgbMatrixFor(stated, format.height).coded;
-  if (format.colour.matrix != stated) {
-    description_.note = DescribeRgbConversion(images_.name, format.colour.matrix);
-  }
-  description_.isRgb = true;
   format.colour.range = ColourRange::Limited;
   description_.stored = DescribeStored(header);
   if (header.channels >= 3) description_.finer = "RGB in " + std::to_string(header.bits) + " bits";
+  description_.isRgb = header.channels >= 3;
+  description_.losesAlpha = header.hasAlpha && !format.HasAlpha();
   description_.isSequence = true;
   description_.firstNumber = images_.files.front().number;
   description_.frames = images_.files.back().number - description_.firstNumber + 1;
@@ -221,21 +228,16 @@ void SequenceReader::Describe(const ImageHeader& header, const SequenceReading& 
 }
 
 void SequenceReader::AddNotes(const ImageHeader& header, bool isConverted) {
-  std::string& note = description_.note;
-  const auto add = [&](const char* text) {
-    note += (note.empty() ? "" : "\n") + images_.name + text;
-  };
+  auto& notes = description_.notes;
   if (header.light == ImageLight::Log && !isConverted) {
-    add(": logarithmic pictures are encoded as they are; --input-color and --output-color convert "
-        "them");
+    notes.push_back(images_.name +
+                    ": logarithmic pictures are encoded as they are; --input-color and "
+                    "--output-color convert them");
   }
-  if (header.hasAlpha && !GetFormat().HasAlpha()) add(": the alpha channel is left out");
   if (header.isPremultiplied && GetFormat().HasAlpha()) {
-    add(": colours are divided by alpha, which they are multiplied with");
+    notes.push_back(DescribeDivision(images_.name));
   }
-  if (header.orientation != 1) {
-    add(": pictures are turned as viewers show them; --no-rotate leaves them");
-  }
+  if (header.orientation != 1) notes.push_back(DescribeTurn(images_.name));
 }
 
 void SequenceReader::CheckRange(const FrameRange& range) const {

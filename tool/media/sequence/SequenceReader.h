@@ -10,6 +10,7 @@
 
 #include "base/FramePool.h"
 #include "media/FrameReader.h"
+#include "media/decode/PictureScale.h"
 #include "media/sequence/ImageModule.h"
 #include "media/sequence/SequenceName.h"
 
@@ -19,7 +20,7 @@ namespace vixprores {
 enum class MissingFiles {
   Fail,   ///< an error that lists them
   Hold,   ///< repeats the picture before
-  Black,  ///< a black picture
+  Black,  ///< a black picture; transparent if the files have alpha
 };
 
 /// How to read a sequence.
@@ -28,6 +29,7 @@ struct SequenceReading {
   bool needsRate = true;         ///< fail if there is none; otherwise it is 0
   bool takesLinear = false;      ///< take scene-linear pictures unconverted, for their labels
   bool turns = true;             ///< apply the orientation that the files state
+  std::optional<PictureScale> scale = {};
   MissingFiles missing = MissingFiles::Fail;
   std::optional<ColourSpaces> colours;  ///< nullopt = the files' colours
   int matrix = 2;                       ///< of Y'CbCr, a code point; 2 = by height
