@@ -143,11 +143,12 @@ TEST_F(Decoders, ReportTheDamagedSlicesOfEachFrame) {
   stream_.bytes[stream_.slices.at(1).offset] = 0;
   stream_.bytes[stream_.slices.at(3).offset] = 0;
   const auto damaged = Decode(team);
-  EXPECT_EQ(damaged.damagedSlices, 2u);
+  EXPECT_EQ(damaged.slices.colours, 2u);
+  EXPECT_EQ(damaged.slices.alpha, 0u);
   EXPECT_EQ(damaged.fault, "has 2 damaged slices");
   EXPECT_TRUE(damaged.sample);
   stream_.bytes = intact;
-  EXPECT_EQ(Decode(team).damagedSlices, 0u);
+  EXPECT_TRUE(Decode(team).slices.IsNone());
 }
 
 TEST_F(Decoders, ReportTheFaultOfAFrameThatCannotBeDecoded) {

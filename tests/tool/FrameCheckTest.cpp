@@ -111,6 +111,15 @@ TEST(FrameCheck, AgreesWithTheDecoderOnDamage) {
   EXPECT_GT(concealed, 100);
 }
 
+TEST(FrameCheck, CountsDamagedColoursAndAlphaApart) {
+  EXPECT_EQ((SliceDamage{2, 0}).Describe(), "2 damaged slices");
+  EXPECT_EQ((SliceDamage{0, 1}).Describe(), "1 slice with damaged alpha");
+  FrameCheck check;
+  check.slices.resize(3);
+  check.slices[1].hasColours = true;
+  EXPECT_EQ(check.Describe(), "2 damaged slices and 1 slice with damaged alpha");
+}
+
 TEST(FrameCheck, LocatesTheDamagedSlice) {
   const Stream stream = Make(FieldSpec());
   // Find the last slice of the first row of the second field.

@@ -96,8 +96,7 @@ TEST(VerificationReport, PutsEverythingIntoJson) {
 }
 
 TEST(FrameDamage, IsReportedWithItsTreatment) {
-  const FrameDamage damage{MakeDamage().place, "has 2 damaged slices",
-                           FrameDamage::Treatment::Concealed};
+  FrameDamage damage{MakeDamage().place, "has 2 damaged slices", FrameDamage::Treatment::Concealed};
   EXPECT_EQ(Describe(damage),
             "frame 17 (10:00:00:17) at byte 12345: has 2 damaged slices; concealed");
   RunReport report;
@@ -108,6 +107,10 @@ TEST(FrameDamage, IsReportedWithItsTreatment) {
   const auto json = nlohmann::json::parse(SummaryJson(report));
   ASSERT_EQ(json["damage"].size(), 2u);
   EXPECT_EQ(json["damage"][0]["treatment"], "concealed");
+  damage.treatment = FrameDamage::Treatment::Opaque;
+  EXPECT_THAT(Describe(damage), testing::EndsWith("; made opaque there"));
+  damage.treatment = FrameDamage::Treatment::Kept;
+  EXPECT_THAT(Describe(damage), testing::EndsWith("; kept as decoded"));
   EXPECT_EQ(json["damage"][0]["what"], "has 2 damaged slices");
 }
 

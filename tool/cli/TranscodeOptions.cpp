@@ -102,9 +102,9 @@ Option OnErrorOption(DamagePolicy& policy) {
       "stop ends the run with exit code 1 and keeps the frames before. skip drops damaged frames; "
       "later frames keep their times if the output has times. conceal fills damaged parts from "
       "their surroundings, and repeats the previous frame for one that cannot be decoded or is "
-      "missing (decode writes grey if there is none). skip and conceal list the damaged frames on "
-      "standard error "
-      "and end with exit code 0.";
+      "missing (decode writes grey if there is none). Slices with damaged alpha become opaque. A "
+      "frame without damaged slices, whose checksum differs, is kept as decoded. skip and conceal "
+      "list the damaged frames on standard error, with what was done, and end with exit code 0.";
   return option;
 }
 

@@ -37,7 +37,13 @@ bool IsIntactAlpha(Bytes data, prores::AlphaType type, std::uint32_t macroblocks
   return prores::DecodeAlpha(data, type, std::span(samples).first(count));
 }
 
-bool HasIntactCodewords(const SliceStructure& slice, const prores::FrameHeader& header) {
+// The parts of a slice that can be decoded.
+struct IntactParts {
+  bool colours = false;
+  bool alpha = false;
+};
+
+IntactParts CheckCodewords(const SliceStructure& slice, const prores::FrameHeader& header) {
   // All zero between calls.
   thread_local std::array<std::int16_t, prores::kMaxSliceBlocks * prores::kBlockSamples> values{};
   Bytes data = slice.bytes.subspan(slice.header.headerBytes);
@@ -45,13 +51,13 @@ bool HasIntactCodewords(const SliceStructure& slice, const prores::FrameHeader& 
     const std::uint32_t blocks =
         prores::BlocksPerMacroblock(header.chromaFormat, component) * slice.span.macroblocks;
     const std::size_t bytes = slice.header.componentBytes[component];
-    if (bytes == 0) return false;  // avoids decoding a frame of millions of empty slices
+    if (bytes == 0) return {};  // avoids decoding a frame of millions of empty slices
     const auto positions = prores::DecodeCoefficients(data.first(bytes), blocks, values.data());
     std::fill_n(values.begin(), prores::kBlockSamples * blocks, std::int16_t{0});
-    if (positions == 0) return false;
+    if (positions == 0) return {};
     data = data.subspan(bytes);
   }
-  return IsIntactAlpha(data, header.alphaType, slice.span.macroblocks);
+  return {true, IsIntactAlpha(data, header.alphaType, slice.span.macroblocks)};
 }
 
 // Decoders ignore rows outside the picture.
@@ -64,8 +70,10 @@ void CheckSlices(const FrameStructure& frame, unsigned index, FrameCheck& check)
   std::size_t strayQuantisers = 0;
   for (const SliceStructure& slice : picture.slices) {
     if (!IsDecoded(picture, slice)) continue;
-    if (!slice.intact || !HasIntactCodewords(slice, frame.header)) {
-      check.slices.push_back({index, slice.row, slice.index, slice.offset, slice.span});
+    const IntactParts intact = slice.intact ? CheckCodewords(slice, frame.header) : IntactParts();
+    if (!intact.colours || !intact.alpha) {
+      check.slices.push_back(
+          {index, slice.row, slice.index, slice.offset, slice.span, intact.colours});
     } else if (slice.header.quantizationIndex < prores::kMinQuantizationIndex ||
                slice.header.quantizationIndex > prores::kMaxQuantizationIndex) {
       ++strayQuantisers;
@@ -108,6 +116,19 @@ bool IsPadding(Bytes bytes) {
   return std::ranges::all_of(bytes, [](std::uint8_t byte) { return byte == 0; });
 }
 
+std::string SliceDamage::Describe() const {
+  std::vector<std::string> parts;
+  if (colours > 0) parts.push_back(Count(colours, "damaged slice"));
+  if (alpha > 0) parts.push_back(Count(alpha, "slice") + " with damaged alpha");
+  return JoinWords(parts);
+}
+
+SliceDamage FrameCheck::CountSlices() const {
+  const auto withColours = std::ranges::count(slices, true, &DamagedSlice::hasColours);
+  return {static_cast<std::uint32_t>(std::ssize(slices) - withColours),
+          static_cast<std::uint32_t>(withColours)};
+}
+
 void FrameCheck::Add(FrameCheck other) {
   std::ranges::move(other.faults, std::back_inserter(faults));
   std::ranges::move(other.slices, std::back_inserter(slices));
@@ -115,7 +136,7 @@ void FrameCheck::Add(FrameCheck other) {
 
 std::string FrameCheck::Describe() const {
   std::vector<std::string> found = faults;
-  if (!slices.empty()) found.push_back(Count(std::ssize(slices), "damaged slice"));
+  if (!slices.empty()) found.push_back(CountSlices().Describe());
   return Join(found, "; ");
 }
 

@@ -17,6 +17,16 @@
 
 namespace vixprores {
 
+/// Damaged slices of a frame that can be decoded, by what decoders do with them.
+struct SliceDamage {
+  std::uint32_t colours = 0;  ///< concealed from their neighbours; their alpha may be opaque
+  std::uint32_t alpha = 0;    ///< others, whose colours are intact: made opaque
+
+  bool IsNone() const { return colours == 0 && alpha == 0; }
+  /// Returns text like "2 damaged slices and 1 slice with damaged alpha"; empty if there is none.
+  std::string Describe() const;
+};
+
 /// A slice whose header, codewords or alpha do not fit its bytes; decoders conceal it.
 struct DamagedSlice {
   unsigned picture = 0;      ///< 0, or 1 = the second field
@@ -24,6 +34,7 @@ struct DamagedSlice {
   std::uint32_t index = 0;   ///< in that row, from the left
   std::size_t offset = 0;    ///< from the first byte of the frame
   prores::SliceSpan span{};  ///< macroblocks in that row
+  bool hasColours = false;   ///< only its alpha is damaged
 };
 
 /// Faults of a frame.
@@ -34,6 +45,7 @@ struct FrameCheck {
   std::vector<DamagedSlice> slices;
 
   bool IsIntact() const { return faults.empty() && slices.empty(); }
+  SliceDamage CountSlices() const;
   /// Adds the findings of another check of the same frame.
   void Add(FrameCheck other);
   /// Returns the faults and the number of damaged slices in words; empty if the frame is intact.

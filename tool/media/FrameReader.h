@@ -11,6 +11,7 @@
 #include "format/FramePlace.h"
 #include "format/InputFormat.h"
 #include "format/Values.h"
+#include "frames/FrameCheck.h"
 #include "frames/FrameHeaders.h"
 #include "vix/Buffers.h"
 
@@ -22,6 +23,7 @@ class SideTracks;
 struct ConvertedFrame {
   std::shared_ptr<vix::IBuffer> data;  ///< null = lost
   std::string fault = {};              ///< to follow the frame's number; empty = none
+  SliceDamage slices = {};             ///< that a decoder has mended
 };
 
 /// Converts a buffer that a reader returned for the elements. May be called from any thread, by

@@ -58,7 +58,8 @@ const char* ToWord(FieldOrder order) {
 }
 
 const char* ToWord(FrameDamage::Treatment treatment) {
-  return WordOf(treatment, {"stopped at", "left out", "concealed", "replaced"});
+  return WordOf(treatment, {"stopped at", "left out", "concealed", "replaced", "kept as decoded",
+                            "made opaque there"});
 }
 
 std::string CountDamage(const std::vector<FrameDamage>& damage) {

@@ -47,7 +47,7 @@ class ProResFrameDecoder {
     ElementOutput output = decoder_.Decode(0, frame, header, 0, pictureBytes_);
     auto picture = output.sample ? output.sample->GetBuffer() : nullptr;
     // Nobody else has it.
-    return {std::const_pointer_cast<vix::IBuffer>(picture), std::move(output.fault)};
+    return {std::const_pointer_cast<vix::IBuffer>(picture), std::move(output.fault), output.slices};
   }
 
  private:

@@ -7,7 +7,6 @@
 #include <utility>
 
 #include "base/Text.h"
-#include "frames/FrameCheck.h"
 #include "frames/FrameHeaders.h"
 #include "run/Host.h"
 #include "run/OrderedRun.h"
@@ -188,7 +187,7 @@ std::shared_ptr<const vix::ISampleContainer> SampleMaker::Make(
 ElementOutput TakeEncoded(const vix::PoolFrame& frame) {
   if (!frame.error) return {SampleOf(frame)};
   RethrowIfOutOfMemory(frame.error);
-  return {nullptr, 0, TextOf(frame.error)};
+  return {nullptr, {}, TextOf(frame.error)};
 }
 
 ElementOutput TakeDecoded(const vix::PoolFrame& frame, const vix::IBuffer& source,
@@ -197,15 +196,20 @@ ElementOutput TakeDecoded(const vix::PoolFrame& frame, const vix::IBuffer& sourc
     RethrowIfOutOfMemory(frame.error);
     // The fault of the frame itself explains more than the element's error.
     const std::string found = CheckFrame(BytesOf(source), header).Describe();
-    return {nullptr, 0, found.empty() ? TextOf(frame.error) : found};
+    return {nullptr, {}, found.empty() ? TextOf(frame.error) : found};
   }
   ElementOutput output{SampleOf(frame)};
   if (output.sample->GetBuffer()->GetSize() != pictureBytes) {
-    return {nullptr, 0, "differs in size from the first one"};
+    return {nullptr, {}, "differs in size from the first one"};
   }
-  if (frame.report) output.damagedSlices = frame.report->damagedSlices;
-  if (output.damagedSlices > 0)
-    output.fault = "has " + Count(output.damagedSlices, "damaged slice");
+  if (frame.report && frame.report->damagedSlices > 0) {
+    const std::uint32_t damaged = frame.report->damagedSlices;
+    // Decoders of pictures without alpha do not look at it.
+    const SliceDamage found = CheckFrame(BytesOf(source), header).CountSlices();
+    output.slices.colours = std::min(damaged, found.colours);
+    output.slices.alpha = damaged - output.slices.colours;
+    output.fault = "has " + output.slices.Describe();
+  }
   return output;
 }
 
@@ -221,7 +225,7 @@ DecoderTeam::DecoderTeam(const ProResElement& decoder, const StreamFormat& input
 ElementOutput DecoderTeam::Decode(unsigned worker, const std::shared_ptr<const vix::IBuffer>& frame,
                                   const std::optional<ParsedHeader>& header, std::int64_t number,
                                   std::uint32_t pictureBytes) {
-  if (!header) return {nullptr, 0, kUnreadableHeader};
+  if (!header) return {nullptr, {}, kUnreadableHeader};
   vix::ElementDriver& decoder = decoders_.at(worker);
   vix::PoolFrame decoded;
   try {

@@ -16,6 +16,7 @@
 
 #include "base/FramePool.h"
 #include "format/StreamFormat.h"
+#include "frames/FrameCheck.h"
 #include "frames/FrameHeaders.h"
 #include "vix/Buffers.h"
 #include "vix/ElementDriver.h"
@@ -97,7 +98,7 @@ class SampleMaker {
 /// Result of an element for one frame.
 struct ElementOutput {
   std::shared_ptr<const vix::IVideoSample> sample;  ///< null = the frame cannot be decoded
-  std::uint32_t damagedSlices = 0;                  ///< concealed by the decoder
+  SliceDamage slices = {};                          ///< that the decoder has mended
   std::string fault = {};  ///< of the frame, to follow its number; empty = none
 };
 

@@ -169,7 +169,7 @@ void PictureSource::FailToDecode(const NumberedFrame& frame, const std::string& 
 }
 
 DecodedPicture PictureSource::Decode(const NumberedFrame& frame, unsigned worker) {
-  auto [data, fault] = convert_ ? convert_(frame.data) : ConvertedFrame{frame.data};
+  const auto [data, fault, mended] = convert_ ? convert_(frame.data) : ConvertedFrame{frame.data};
   if (!data) FailToDecode(frame, fault);
   if (!decoders_) return {data, std::nullopt};
   const auto output =
@@ -177,9 +177,11 @@ DecodedPicture PictureSource::Decode(const NumberedFrame& frame, unsigned worker
   if (!output.sample) FailToDecode(frame, output.fault);
   DecodedPicture picture{output.sample->GetBuffer(), std::nullopt};
   std::string what = frame.fault;
-  if (output.damagedSlices > 0) {
+  if (!output.slices.IsNone()) {
+    const auto [colours, alpha] = output.slices;
     what += (what.empty() ? "" : "; ") + output.fault +
-            (output.damagedSlices == 1 ? ", which is concealed" : ", which are concealed");
+            (colours + alpha == 1 ? ", which is " : ", which are ") +
+            (colours > 0 ? "concealed" : "made opaque");
   }
   if (!what.empty()) picture.damage = {PlaceOf(frame), what};
   return picture;

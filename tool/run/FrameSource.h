@@ -26,6 +26,7 @@ struct Frame {
   std::optional<std::uint64_t> hash;     ///< checksum of `source` (NumberedFrame)
   bool isUneven = false;                 ///< its time is between those of frames
   std::string fault;                     ///< empty = none
+  SliceDamage slices;                    ///< that a decoder has mended
   std::string advice;
   std::string file;                    ///< of the frame; empty = the input
   std::vector<std::uint8_t> captions;  ///< see NumberedFrame

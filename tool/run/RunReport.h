@@ -21,7 +21,14 @@ namespace vixprores {
 
 /// A damaged frame of a run's input, or several frames with the same damage.
 struct FrameDamage {
-  enum class Treatment { Stopped, LeftOut, Concealed, Replaced };
+  enum class Treatment {
+    Stopped,
+    LeftOut,
+    Concealed,  ///< damaged slices are filled from their neighbours
+    Replaced,   ///< the previous picture, or grey
+    Kept,       ///< as decoded: no damage was found in its slices
+    Opaque,     ///< only alpha is damaged; its slices are opaque
+  };
 
   FramePlace place;
   std::string what;  ///< its fault

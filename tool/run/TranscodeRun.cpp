@@ -23,6 +23,12 @@ SequenceWriting NumberFrom(const SequencePlan& plan, const std::optional<FrameRa
   return {plan.firstNumber.value_or(frames ? frames->first : 0), plan.colours};
 }
 
+// Returns what was done to a picture that is written in spite of the fault of its frame.
+FrameDamage::Treatment TreatmentOf(const SliceDamage& slices) {
+  if (slices.IsNone()) return FrameDamage::Treatment::Kept;
+  return slices.colours > 0 ? FrameDamage::Treatment::Concealed : FrameDamage::Treatment::Opaque;
+}
+
 }  // namespace
 
 std::shared_ptr<const vix::IVideoSample> GapFiller::MakeGrey() const {
@@ -148,6 +154,7 @@ void TranscodeRun::Prepare(vix::PoolFrame& job) {
   frame.source = std::move(converted.data);
   if (!converted.fault.empty()) {
     frame.fault = std::move(converted.fault);
+    frame.slices = converted.slices;
     frame.isResumed = false;
     frame.result = nullptr;
   }
@@ -188,13 +195,14 @@ void TranscodeRun::Complete(vix::PoolFrame& job, unsigned element) {
 
 ElementOutput TranscodeRun::TakeOutput(const vix::PoolFrame& job, const Frame& frame) const {
   if (!result_.IsRaw()) return TakeEncoded(job);
-  if (!frame.header) return {nullptr, 0, kUnreadableHeader};
+  if (!frame.header) return {nullptr, {}, kUnreadableHeader};
   return TakeDecoded(job, *frame.source, *frame.header, result_.FrameBytes());
 }
 
 // Returns null if the frame is not to be written.
 TranscodeRun::Sample TranscodeRun::Judge(Frame& frame, const ElementOutput& output) const {
   if (!output.fault.empty()) frame.fault = output.fault;
+  if (!output.slices.IsNone()) frame.slices = output.slices;
   if (frame.fault.empty()) return output.sample;
   frame.advice = kAdvice;
   StopAtDamage(frame);
@@ -271,7 +279,7 @@ void TranscodeRun::ReportDamage(const Frame& frame) {
   if (onDamage_ == DamagePolicy::Skip) treatment = Treatment::LeftOut;
   if (onDamage_ == DamagePolicy::Conceal) {
     const auto lost = frame.place.count > 0 ? Treatment::Replaced : Treatment::LeftOut;
-    treatment = frame.result ? Treatment::Concealed : lost;
+    treatment = frame.result ? TreatmentOf(frame.slices) : lost;
   }
   FramePlace place = frame.place;
   place.number += source_.GetReader().GetDescription().firstNumber;

@@ -87,6 +87,10 @@ class Compare(DeepPictures):
         self.assertAlmostEqual(report["psnr"]["alpha"]["min"],
                                10 * math.log10(65535 ** 2 * WIDTH * HEIGHT), delta=1e-6)
         self.assertEqual((report["identicalFrames"], report["worstFrames"]), (2, [1]))
+        self.assertEqual([report["psnr"][key]["identical"] for key in ("y", "all", "alpha")],
+                         [True, True, False])
+        self.assertEqual([frame["psnr"]["alpha"] is None for frame in report["frames"]],
+                         [True, False, True])
         self.assertIn('"alpha"', self.path("page.html").read_text())
 
     def test_notes_alpha_of_one_video_alone(self):
@@ -194,8 +198,38 @@ class Verify(DeepPictures):
         damage, = json.loads(result.stdout)["files"][0]["damage"]
         self.assertEqual((damage["frame"], damage["faults"]), (1, []))
         self.assertEqual([(slice_["row"], slice_["slice"]) for slice_ in damage["slices"]], [(0, 0)])
-        self.assertIn("1 damaged slice, which is concealed",
+        self.assertIn(": 1 slice with damaged alpha (picture 1 row 0 slice 0)",
+                      run("verify", damaged).stdout)
+        self.assertIn("has 1 slice with damaged alpha, which is made opaque",
                       self.succeed("compare", self.clip, damaged).stdout)
+        self.assert_treats(damaged, "has 1 slice with damaged alpha", "made opaque there")
+        self.assert_treats(damaged, "has 1 slice with damaged alpha", "made opaque there",
+                           "encode", "--variant", "4444")
+        result = self.succeed("decode", "-y", "--on-error", "conceal", "--fourcc", "v210", damaged,
+                              self.path("out.mov"))
+        self.assertNotIn("frame 1", result.stderr)  # 4:2:2 has no alpha to decode
+
+    def test_tells_what_is_done_to_a_changed_frame(self):
+        self.encode(y416(lambda x, y, frame: 1000 * x + y), self.clip)
+        position, size = mini_mov.places(self.clip)[1]
+        data = bytearray(self.clip.read_bytes())
+        data[position + 20] ^= 1  # in the encoder identifier: only the checksum shows it
+        self.clip.write_bytes(data)
+        self.assert_treats(self.clip, "is not what was written: its checksum differs",
+                           "kept as decoded")
+        self.encode(y416(), self.clip)
+        mini_mov.break_slice(self.clip, 1)
+        self.assert_treats(self.clip, "has 1 damaged slice", "concealed")
+
+    def assert_treats(self, clip, what, treatment, *command):
+        out = self.path("out.y416") if not command else self.path("out.mov")
+        command = command or ("decode", "--fourcc", "y416")
+        result = self.succeed(*command, "-y", "--json", "--on-error", "conceal", clip, out)
+        damage, = json.loads(result.stdout)["damage"]
+        self.assertEqual((damage["frame"], damage["what"], damage["treatment"]),
+                         (1, what, treatment))
+        result = self.succeed(*command, "-y", "--on-error", "conceal", clip, out)
+        self.assertIn(f": {what}; {treatment}\n", result.stderr)
 
 
 def cut_alpha(frame):
