@@ -66,7 +66,8 @@ ProResFrameHeader ReadProResFrameHeader(const std::uint8_t* frame, std::size_t b
            prores::CodePointOf(header.matrixCoefficients),
            ToEditRate(prores::FrameRateOfCode(header.frameRate)),
            ToEditRate(prores::PixelAspectOfCode(header.aspectRatio, header.width, header.height)),
-           FieldOrderOf(header.interlaceMode)}};
+           FieldOrderOf(header.interlaceMode)},
+          header.version};
 }
 
 void LabelProResFrame(const ProResLabels& labels, std::uint8_t* frame, std::size_t bytes) {
@@ -92,6 +93,12 @@ void SetProResFieldOrder(FieldOrder order, std::uint8_t* frame, std::size_t byte
   const auto mode = static_cast<unsigned>(order) << 2;
   std::uint8_t& byte = all[prores::kInterlaceModeOffset];
   byte = static_cast<std::uint8_t>((byte & ~kModeBits) | mode);
+}
+
+void LowerProResVersion(std::uint8_t* frame, std::size_t bytes) {
+  const std::span<std::uint8_t> all(frame, bytes);
+  const std::size_t absent = ParseFrame(all).isBare ? prores::kFramePrefixBytes : 0;
+  all[prores::kVersionOffset - absent] = 0;
 }
 
 }  // namespace vix

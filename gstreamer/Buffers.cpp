@@ -4,9 +4,11 @@
 #include <algorithm>
 #include <cstring>
 #include <utility>
+#include <vector>
 
 #include "Formats.h"
 #include "vix/Error.h"
+#include "vix/ProResFrame.h"
 #include "vix/RawVideoUtils.h"
 
 namespace vixgst {
@@ -76,6 +78,13 @@ void MappedPicture::ClearRowPadding() const {
 std::shared_ptr<vix::IBuffer> WrapFrame(GstBuffer* buffer) {
   const auto mapped = std::make_shared<MappedBuffer>(buffer);
   return Wrap(mapped->GetData(), mapped->GetSize(), mapped);
+}
+
+std::shared_ptr<vix::IBuffer> CopyWithVersion0(const vix::IBuffer& frame) {
+  const auto copy = std::make_shared<std::vector<std::uint8_t>>(frame.GetData(),
+                                                                frame.GetData() + frame.GetSize());
+  vix::LowerProResVersion(copy->data(), copy->size());
+  return Wrap(copy->data(), copy->size(), copy);
 }
 
 std::shared_ptr<vix::IBuffer> WrapPicture(

@@ -38,6 +38,9 @@ class MappedPicture {
 /// @throws VIXError (Failed) if the buffer cannot be mapped
 std::shared_ptr<vix::IBuffer> WrapFrame(GstBuffer* buffer);
 
+/// Returns a copy of a frame with version 0 of the bitstream.
+std::shared_ptr<vix::IBuffer> CopyWithVersion0(const vix::IBuffer& frame);
+
 /// Returns a picture whose rows have the elements' stride: in place, or a copy in memory of
 /// `allocator` if its stride is another one.
 std::shared_ptr<vix::IBuffer> WrapPicture(

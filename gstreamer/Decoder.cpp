@@ -171,14 +171,22 @@ const RawFormat& Decoder::ChooseFormat(vix::VideoChroma chroma) const {
                       "put videoconvert after the decoder");
 }
 
+// Returns a frame for the elements of the chosen format, whose picture belongs to the job.
+std::shared_ptr<const vix::ISampleContainer> Decoder::MakeInput(GstBuffer* frame, Job& job) const {
+  auto bytes = WrapFrame(frame);
+  job.header = ReadHeader(*bytes);
+  // These elements refuse version 1; frames of 4:4:4 must not become 4:2:2.
+  const bool isOf422 = job.header.chroma == vix::VideoChroma::C422 &&
+                       format_->implementation == Implementation::For422;
+  if (isOf422 && job.header.version > 0) bytes = CopyWithVersion0(*bytes);
+  PictureMemory::Assign(&job.picture);
+  return MakeSample(DescribeProRes(job.header), std::move(bytes));
+}
+
 // Runs on the thread of an element.
 void Decoder::Prepare(vix::PoolFrame& frame) const {
   Job& job = *static_cast<Job*>(frame.context.get());
-  if (job.isLate) return;
-  auto bytes = WrapFrame(job.frame->input_buffer);
-  job.header = ReadHeader(*bytes);
-  PictureMemory::Assign(&job.picture);
-  frame.input = MakeSample(DescribeProRes(job.header), std::move(bytes));
+  if (!job.isLate) frame.input = MakeInput(job.frame->input_buffer, job);
 }
 
 // Runs on the thread of an element.
@@ -266,15 +274,12 @@ GstFlowReturn Decoder::ReportDamage(Job& job, const std::string& fault) {
 // Returns false if there is none.
 bool Decoder::RepeatPicture(Job& job) {
   if (!lastDecoded_) return false;
-  auto bytes = WrapFrame(lastDecoded_.get());
-  job.header = ReadHeader(*bytes);
-  const auto stream = DescribeProRes(job.header);
+  const auto input = MakeInput(lastDecoded_.get(), job);
   vix::ElementDriver driver(kDecoderType, NameOf(format_->implementation), kElementType);
   driver.SetFrameMemory(memory_.GetCallbacks());
   Configure(driver);
-  driver.Define(stream);
-  PictureMemory::Assign(&job.picture);
-  driver.Push(MakeSample(stream, std::move(bytes)));
+  driver.Define(DescribeProRes(job.header));
+  driver.Push(input);
   Release(job.picture);
   return true;
 }

@@ -61,6 +61,7 @@ class Decoder {
   bool IsLate(GstVideoCodecFrame& frame) const;
   std::unique_ptr<PoolRunner> MakeRunner(Implementation implementation);
   vix::ProResFrameHeader ReadHeader(const vix::IBuffer& frame) const;
+  std::shared_ptr<const vix::ISampleContainer> MakeInput(GstBuffer* frame, Job& job) const;
   void Follow(const vix::ProResFrameHeader& header);
   void Define(const vix::ProResFrameHeader& header, const RawFormat& format);
   template <typename Elements>

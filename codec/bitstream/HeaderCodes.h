@@ -10,7 +10,9 @@
 
 namespace prores {
 
-/// Offsets of the labels from the first byte of a frame with prefix (RDD 36, frame header syntax).
+/// Offsets of version and labels from the first byte of a frame with prefix (RDD 36, frame header
+/// syntax).
+inline constexpr std::size_t kVersionOffset = 11;
 inline constexpr std::size_t kInterlaceModeOffset = 20;  // bits 2 and 3
 inline constexpr std::size_t kAspectAndRateOffset = 21;  // four bits each
 inline constexpr std::size_t kPrimariesOffset = 22;

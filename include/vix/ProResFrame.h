@@ -34,6 +34,7 @@ struct ProResFrameHeader {
   std::uint32_t height = 0;                ///< rows of the whole frame
   VideoChroma chroma = VideoChroma::C422;  ///< 4:2:2 or 4:4:4
   ProResLabels labels;                     ///< as the header states them
+  std::uint32_t version = 0;               ///< of the bitstream: 0 or 1
 };
 
 /// Reads the header of a frame with or without the 8-byte prefix.
@@ -51,6 +52,12 @@ VIX_API void LabelProResFrame(const ProResLabels& labels, std::uint8_t* frame, s
 /// keeps its lines, so the pictures change places. A progressive frame does not change.
 /// @throws VIXError as LabelProResFrame()
 VIX_API void SetProResFieldOrder(FieldOrder order, std::uint8_t* frame, std::size_t bytes);
+
+/// Sets version 0 of the bitstream in the header of a frame with or without prefix, in place. The
+/// version only states which decoders read a frame. The decoder "vix" refuses version 1, as frames
+/// of 4444 have, but decodes such a frame as 4:2:2 if its version is lowered; it ignores alpha.
+/// @throws VIXError as ReadProResFrameHeader()
+VIX_API void LowerProResVersion(std::uint8_t* frame, std::size_t bytes);
 
 }  // namespace vix
 

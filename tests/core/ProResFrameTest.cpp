@@ -110,6 +110,20 @@ TEST(ProResFrame, FieldOrderOfOtherFramesIsKept) {
   }
 }
 
+TEST(ProResFrame, VersionIsLoweredInBothLayouts) {
+  constexpr std::size_t kVersion = kPrefixBytes + 3;
+  Bytes frame = MakeFrame(kProgressive);
+  const Bytes original = frame;
+  for (const std::size_t start : {std::size_t{0}, kPrefixBytes}) {
+    frame[kVersion] = 1;
+    EXPECT_EQ(ReadProResFrameHeader(frame.data() + start, frame.size() - start).version, 1u);
+    LowerProResVersion(frame.data() + start, frame.size() - start);
+    EXPECT_EQ(ReadProResFrameHeader(frame.data() + start, frame.size() - start).version, 0u);
+    EXPECT_EQ(frame, original);
+  }
+  EXPECT_EQ(FailureOf([&] { LowerProResVersion(frame.data(), 20); }), ErrorCode::Truncated);
+}
+
 TEST(ProResFrame, InvalidFramesAreRejectedUnchanged) {
   Bytes frame = MakeFrame(kTopFirst);
   frame.resize(frame.size() - kPictureBytes);

@@ -38,6 +38,29 @@ TEST_P(DecoderShapes, DownstreamChoosesTheFormat) {
   }
 }
 
+TEST(Decoder, FramesOfBitstreamVersion1AreDecodedUnchanged) {
+  for (const FourCC fourcc : {kFourCC_V210, kFourCC_UYVY}) {
+    Harness harness(kDecoder);
+    harness.SetOutput(fourcc == kFourCC_V210 ? "video/x-raw,format=v210"
+                                             : "video/x-raw,format=UYVY");
+    harness.SetInput(ProResCaps(kSmall));
+    Bytes frame = EncodeDirectly(kSmall, 3, ProResCodecVariant::Standard);
+    frame.at(11) = 1;
+    const auto input = Own(MakeBuffer(frame, 3));
+    harness.Push(gst_buffer_ref(input.get()));
+    ExpectDecoded(harness.Pull(), kSmall, 3, fourcc);
+    EXPECT_TRUE(BytesOf(input) == frame);
+    // The picture that is repeated is decoded again.
+    frame.resize(frame.size() / 2);
+    harness.Push(MakeBuffer(frame, 4));
+    const auto repeated = harness.Pull();
+    ASSERT_TRUE(repeated);
+    EXPECT_TRUE(GST_BUFFER_FLAG_IS_SET(repeated.get(), GST_BUFFER_FLAG_CORRUPTED));
+    GST_BUFFER_PTS(repeated.get()) = 3 * kFrameTime;
+    ExpectDecoded(repeated, kSmall, 3, fourcc);
+  }
+}
+
 TEST(Decoder, TheNumberOfThreadsDoesNotChangeThePictures) {
   std::vector<std::vector<Bytes>> results;
   for (const char* const threads : {"threads=1", "threads=2", "threads=7"}) {

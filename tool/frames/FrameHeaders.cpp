@@ -126,14 +126,12 @@ std::optional<HeaderMismatch> FindMismatch(const prores::FrameHeader& header,
 
 std::shared_ptr<const vix::IBuffer> LowerVersion(std::shared_ptr<const vix::IBuffer> frame,
                                                  const FramePool& pool) {
-  constexpr std::size_t kVersion = prores::kFramePrefixBytes + 3;
   const auto bytes = BytesOf(*frame);
-  if (!prores::HasFramePrefix(bytes) || bytes.size() <= kVersion || bytes[kVersion] == 0) {
-    return frame;
-  }
+  const auto header = ParseHeader(bytes);
+  if (!header || header->version == 0) return frame;
   auto lowered = pool.MakeFrame(frame->GetSize());
   std::ranges::copy(bytes, lowered->GetData());
-  lowered->GetData()[kVersion] = 0;
+  vix::LowerProResVersion(lowered->GetData(), lowered->GetSize());
   return lowered;
 }
 

@@ -88,9 +88,8 @@ std::optional<HeaderMismatch> FindMismatch(const prores::FrameHeader& header,
                                            const StreamFormat& stream,
                                            const HeaderDemands& demands);
 
-/// Returns a frame with bitstream version 0 in its header: the frame itself, or a copy. The version
-/// only states which decoders read a frame; those of 4:2:2 pictures decode 4444 too, but refuse its
-/// version.
+/// Returns a frame with bitstream version 0 in its header (vix::LowerProResVersion()): the frame
+/// itself, or a copy.
 std::shared_ptr<const vix::IBuffer> LowerVersion(std::shared_ptr<const vix::IBuffer> frame,
                                                  const FramePool& pool);
 
