@@ -7,6 +7,7 @@
 #include <iterator>
 #include <thread>
 
+#include "Deep.h"
 #include "Harness.h"
 #include "ResidentMemory.h"
 #include "Threads.h"
@@ -52,33 +53,53 @@ void ExpectNoGrowth(const Holdings& before) {
   EXPECT_LT(after.bytes, before.bytes + kMostGrowth);
 }
 
-GstBuffer* MakeInput(const char* element, unsigned number) {
-  return element == kEncoder ? MakeRawBuffer(kSmall, number) : MakeProResBuffer(kSmall, number);
-}
+/// An element and the stream that goes through it.
+struct Subject {
+  const char* name;
+  const char* element;
+  bool is4444;
 
-class Lifetime : public testing::TestWithParam<const char*> {
- protected:
-  const char* element = GetParam();
-  std::string caps = element == kEncoder ? RawCaps(kSmall) : ProResCaps(kSmall);
+  bool IsEncoder() const { return element == kEncoder; }
+  std::string Caps() const {
+    if (is4444) return IsEncoder() ? RawCaps(kDeep) : ProResCaps(kDeep);
+    return IsEncoder() ? RawCaps(kSmall) : ProResCaps(kSmall);
+  }
+  GstBuffer* MakeInput(unsigned number) const {
+    if (is4444) return IsEncoder() ? MakeRawBuffer(kDeep, number) : MakeProResBuffer(kDeep, number);
+    return IsEncoder() ? MakeRawBuffer(kSmall, number) : MakeProResBuffer(kSmall, number);
+  }
+  void ExpectPicture(const BufferPointer& picture, unsigned number) const {
+    is4444 ? ExpectDecoded(picture, kDeep, number) : ExpectDecoded(picture, kSmall, number);
+  }
 };
-INSTANTIATE_TEST_SUITE_P(Elements, Lifetime, testing::Values(kEncoder, kDecoder),
-                         [](const auto& test) { return std::string(test.param); });
+
+class Lifetime : public testing::TestWithParam<Subject> {
+ protected:
+  const Subject subject = GetParam();
+};
+constexpr Subject kEncoder422{"vixproresenc", kEncoder, false};
+constexpr Subject kDecoder422{"vixproresdec", kDecoder, false};
+constexpr Subject kEncoder4444{"vixproresenc4444", kEncoder, true};
+constexpr Subject kDecoder4444{"vixproresdec4444", kDecoder, true};
+INSTANTIATE_TEST_SUITE_P(Elements, Lifetime,
+                         testing::Values(kEncoder422, kDecoder422, kEncoder4444, kDecoder4444),
+                         [](const auto& test) { return std::string(test.param.name); });
 
 TEST_P(Lifetime, ManyElementsOneAfterTheOther) {
   Holdings before;
   for (int cycle = 0; cycle < kCycles; ++cycle) {
     if (cycle == kWarmUp) before = Holdings();
-    Harness harness(element, "threads=2");
-    harness.SetInput(caps);
+    Harness harness(subject.element, "threads=2");
+    harness.SetInput(subject.Caps());
     // Stopped before, while and after frames are coded.
-    for (int i = 0; i < cycle % 4; ++i) harness.Push(MakeInput(element, 0));
+    for (int i = 0; i < cycle % 4; ++i) harness.Push(subject.MakeInput(0));
     if (cycle % 2) harness.Pull();
   }
   ExpectNoGrowth(before);
 }
 
 TEST_P(Lifetime, OneElementThatStartsAndStops) {
-  Harness harness(element, "threads=2");
+  Harness harness(subject.element, "threads=2");
   Holdings before;
   for (int cycle = 0; cycle < kCycles; ++cycle) {
     if (cycle == kWarmUp) before = Holdings();
@@ -95,32 +116,29 @@ TEST_P(Lifetime, OneElementThatStartsAndStops) {
 TEST_P(Lifetime, OutputsOutliveTheElement) {
   BufferPointer output;
   {
-    Harness harness(element);
-    harness.SetInput(caps);
-    harness.Push(MakeInput(element, 4));
+    Harness harness(subject.element);
+    harness.SetInput(subject.Caps());
+    harness.Push(subject.MakeInput(4));
     output = harness.Pull();
   }
   ASSERT_TRUE(output);
-  if (element == kDecoder) {
-    ExpectDecoded(output, kSmall, 4);
-  } else {
-    Harness decoder(kDecoder);
-    decoder.SetInput(ProResCaps(kSmall));
-    decoder.Push(gst_buffer_ref(output.get()));
-    ExpectDecoded(decoder.Pull(), kSmall, 4);
-  }
+  if (!subject.IsEncoder()) return subject.ExpectPicture(output, 4);
+  Harness decoder(kDecoder);
+  decoder.SetInput((subject.is4444 ? kDecoder4444 : kDecoder422).Caps());
+  decoder.Push(gst_buffer_ref(output.get()));
+  subject.ExpectPicture(decoder.Pull(), 4);
 }
 
 TEST_P(Lifetime, ElementsSideBySide) {
   std::vector<std::unique_ptr<Harness>> harnesses;
   for (int i = 0; i < 8; ++i) {
-    harnesses.push_back(std::make_unique<Harness>(element, "threads=2"));
-    harnesses.back()->SetInput(caps);
+    harnesses.push_back(std::make_unique<Harness>(subject.element, "threads=2"));
+    harnesses.back()->SetInput(subject.Caps());
   }
   std::vector<std::thread> threads;
   for (auto& harness : harnesses) {
     threads.emplace_back([&harness, this] {
-      for (unsigned i = 0; i < 20; ++i) harness->Push(MakeInput(element, i));
+      for (unsigned i = 0; i < 20; ++i) harness->Push(subject.MakeInput(i));
       EXPECT_EQ(harness->Finish().size(), 20U);
     });
   }
