@@ -18,6 +18,8 @@ OptionGroup HostGroup(HostOptions& options) {
   Option plugin =
       Text("--plugin", "PATH", options.plugin, "load this plug-in instead of the installed one");
   plugin.completion = Completion::File;
+  plugin.details =
+      "The plug-ins for 4:2:2 and for 4444 are loaded together if they are in one folder.";
   return {"Host",
           {plugin, Flag("--verbose", options.verbose, "print log records on standard error")}};
 }

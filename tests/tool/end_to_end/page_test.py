@@ -222,6 +222,23 @@ class Pages(ToolTest):
                 self.assertIn("Cr", rows)
                 self.assertEqual("Alpha" in rows, alpha == "8")
 
+    def test_sizes_with_alpha_say_that_the_target_is_without(self):
+        raw = self.path("raw.y416")
+        raw.write_bytes(y416())
+        script = """
+            const chart = [...document.querySelectorAll(".chart")].find(
+              each => each.querySelector(".area").getAttribute("aria-label").startsWith("Size"));
+            seen.name = chart.querySelector(".area").getAttribute("aria-label").includes("with alpha");
+            seen.key = chart.querySelector(".key").textContent.includes("without alpha");
+            """
+        for alpha in ("16", "none"):
+            self.succeed("encode", "-y", *RAW, "--variant", "4444", "--alpha", alpha, raw, self.clip)
+            for command in (("inspect",), ("verify",), ("compare", self.clip)):
+                with self.subTest(command[0], alpha=alpha):
+                    self.succeed(*command, "-y", "--html", self.page, self.clip)
+                    seen = self.browse(script).seen
+                    self.assertEqual((seen["name"], seen["key"]), (alpha == "16",) * 2)
+
     def test_identical_videos_have_a_page_too(self):
         self.make_pair()
         self.succeed("compare", "--html", self.page, self.clip, self.clip)
