@@ -39,7 +39,9 @@ TEST(FrameStatistics, SeparatesAlphaFromColours) {
     const Bytes frame = MakeFrame(header, {MakePicture({slice, slice})});
     const bool hasAlpha = type != prores::AlphaType::kNone;
     // Without an alpha channel, bytes after Cr are bytes of the frame like all others.
-    EXPECT_EQ(Measure(frame).colourBytes, frame.size() - (hasAlpha ? 2 * kAlphaBytes : 0));
+    constexpr std::size_t kCrSizeBytes = 2;
+    EXPECT_EQ(Measure(frame).colourBytes,
+              frame.size() - (hasAlpha ? 2 * (kAlphaBytes + kCrSizeBytes) : 0));
     EXPECT_EQ(Measure(frame).alphaBytes, 2 * kAlphaBytes);
   }
 }

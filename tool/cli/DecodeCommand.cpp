@@ -72,7 +72,7 @@ std::vector<std::string> FindNotes(const DecodeOptions& options, const FrameRead
 void Decode(const DecodeOptions& options, RunReport& report, RunObserver& observer) {
   const OutputFormat& output = FindRawVideoOutput(options.output, options.pipeFormat);
   ProResOptions opening = ToProResOptions(options);
-  opening.demands.sameScan = options.skipField;
+  opening.sameScan = options.skipField;
   opening.damagedStart = true;
   if (options.onDamage != DamagePolicy::Stop) opening.times = FrameTimes::GapsOnly;
   auto reader = OpenProRes(options.input, opening);

@@ -63,7 +63,6 @@ void WritePage(std::unique_ptr<FrameReader> reader, const StreamStatistics& stre
 std::unique_ptr<FrameReader> Open(const InspectOptions& options) {
   ProResOptions opening = ToProResOptions(options);
   opening.damagedStart = true;
-  opening.demands.anyVersion = true;
   opening.times = FrameTimes::Evident;
   SequenceReading images;
   images.needsRate = false;

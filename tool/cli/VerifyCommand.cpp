@@ -182,7 +182,6 @@ VerifiedFile VerifyFile(const VerifyOptions& options, const std::string& file) {
   result.file = NameOfInput(file);
   ProResOptions opening = ToProResOptions(options);
   opening.damagedStart = true;
-  opening.demands.anyVersion = true;
   opening.times = FrameTimes::Evident;
   try {
     const auto reader = OpenProRes(file, opening);

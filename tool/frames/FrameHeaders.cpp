@@ -101,14 +101,7 @@ StreamFormat CombineFormats(StreamFormat container, const prores::FrameHeader& h
 }
 
 std::optional<HeaderMismatch> FindMismatch(const prores::FrameHeader& header,
-                                           const StreamFormat& stream,
-                                           const HeaderDemands& demands) {
-  const bool is4444 = header.chromaFormat == prores::ChromaFormat::k444 ||
-                      header.alphaType != prores::AlphaType::kNone;
-  if (header.version != 0 && !is4444 && !demands.anyVersion) {
-    return HeaderMismatch{"has bitstream version " + std::to_string(header.version),
-                          "the decoder reads version 0 of 4:2:2 frames"};
-  }
+                                           const StreamFormat& stream, bool sameScan) {
   if (header.width != stream.width || header.height != stream.height) {
     return HeaderMismatch{"is " + DescribeSize(header.width, header.height) +
                               " although the stream began with " +
@@ -116,7 +109,7 @@ std::optional<HeaderMismatch> FindMismatch(const prores::FrameHeader& header,
                           "decode the parts one by one with --frames"};
   }
   const bool isInterlaced = header.interlaceMode != prores::InterlaceMode::kProgressive;
-  if (demands.sameScan && isInterlaced != stream.IsInterlaced()) {
+  if (sameScan && isInterlaced != stream.IsInterlaced()) {
     return HeaderMismatch{isInterlaced ? "is interlaced although the stream began progressive"
                                        : "is progressive although the stream began interlaced",
                           "leave out --skip-field"};

@@ -70,12 +70,6 @@ StreamFormat FormatOf(const prores::FrameHeader& header);
 /// because editing programs set and show its values.
 StreamFormat CombineFormats(StreamFormat container, const prores::FrameHeader& header);
 
-/// Requirements in addition to an unchanged size.
-struct HeaderDemands {
-  bool sameScan = false;    ///< reject a change between progressive and interlaced
-  bool anyVersion = false;  ///< accept bitstream version 1 in 4:2:2 frames too
-};
-
 /// A difference between a frame and its stream that a decoder would not report.
 struct HeaderMismatch {
   std::string found;   ///< continues "frame N ..."
@@ -83,10 +77,10 @@ struct HeaderMismatch {
 };
 
 /// Compares a header with its stream.
-/// @param stream format given by the first frame's header
+/// @param stream   format given by the first frame's header
+/// @param sameScan whether a change between progressive and interlaced counts
 std::optional<HeaderMismatch> FindMismatch(const prores::FrameHeader& header,
-                                           const StreamFormat& stream,
-                                           const HeaderDemands& demands);
+                                           const StreamFormat& stream, bool sameScan);
 
 /// Returns a frame with bitstream version 0 in its header (vix::LowerProResVersion()): the frame
 /// itself, or a copy.

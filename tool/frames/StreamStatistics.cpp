@@ -34,6 +34,14 @@ void AddSlice(const SliceStructure& slice, FrameStatistics& frame) {
   frame.alphaBytes += slice.bytes.size() - known;
 }
 
+// Returns the bytes that alpha takes. Only slices with alpha state the size of Cr.
+std::size_t BytesForAlpha(const FrameStructure& structure, const FrameStatistics& frame) {
+  constexpr std::size_t kCrSizeBytes =
+      prores::SliceHeader::kBytesWithCrSize - prores::SliceHeader::kLeastBytes;
+  if (structure.header.alphaType == prores::AlphaType::kNone) return 0;
+  return frame.alphaBytes + kCrSizeBytes * static_cast<std::size_t>(frame.quantisers.GetCount());
+}
+
 // The codec library has the first character of a code in the most significant byte.
 std::uint32_t ToCodecType(vix::FourCC code) {
   return __builtin_bswap32(code);
@@ -59,8 +67,7 @@ FrameStatistics MeasureFrame(const FrameStructure& structure, std::span<const st
   for (const PictureStructure& picture : structure.pictures) {
     for (const SliceStructure& slice : picture.slices) AddSlice(slice, statistics);
   }
-  const bool hasAlpha = structure.header.alphaType != prores::AlphaType::kNone;
-  statistics.colourBytes = frame.size() - (hasAlpha ? statistics.alphaBytes : 0);
+  statistics.colourBytes = statistics.bytes - BytesForAlpha(structure, statistics);
   return statistics;
 }
 

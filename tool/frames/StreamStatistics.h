@@ -78,8 +78,7 @@ struct FrameStatistics {
   Spread quantisers;                            ///< quantization indices of the intact slices
   std::array<std::size_t, 3> componentBytes{};  ///< Y, Cb, Cr
   std::size_t alphaBytes = 0;                   ///< all bytes after Cr in the slices
-  /// The frame without its alpha. Slice headers with alpha are two bytes longer than the target
-  /// size allows for, so that a frame may exceed it slightly.
+  /// Bytes that the frame would have without alpha, and without the sizes of Cr that alpha needs.
   std::size_t colourBytes = 0;
   std::vector<SliceStatistics> sliceList;  ///< empty unless the caller sets it
 };

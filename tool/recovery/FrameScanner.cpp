@@ -209,9 +209,9 @@ void FrameScanner::CountSkipped(Offset end) {
   endOfLast_ = end;
 }
 
-ScanReader::ScanReader(std::unique_ptr<InputFile> file, const HeaderDemands& demands,
+ScanReader::ScanReader(std::unique_ptr<InputFile> file, bool sameScan,
                        const std::optional<Rational>& rate)
-    : scanner_(std::move(file)), demands_(demands), first_(scanner_.Next()) {
+    : scanner_(std::move(file)), sameScan_(sameScan), first_(scanner_.Next()) {
   const std::string& name = description_.name = scanner_.GetFile().GetName();
   const auto header = first_ ? ParseHeader(BytesOf(*first_->bytes)) : std::nullopt;
   if (!header) throw Failure(name + ": no ProRes frame was found in it");
@@ -240,7 +240,7 @@ std::optional<NumberedFrame> ScanReader::Read() {
   frame.data = std::move(found->bytes);
   frame.header = ParseHeader(BytesOf(*frame.data));
   const auto mismatch =
-      frame.header ? FindMismatch(*frame.header, GetFormat(), demands_) : std::nullopt;
+      frame.header ? FindMismatch(*frame.header, GetFormat(), sameScan_) : std::nullopt;
   if (!mismatch) return frame;
   throw FrameFailure(GetName(), frame.number, mismatch->found, mismatch->advice, 1, frame.offset);
 }

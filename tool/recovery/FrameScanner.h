@@ -106,8 +106,7 @@ class FrameScanner {
 class ScanReader : public FrameReader {
  public:
   /// @param rate frame rate; nullopt = as the frame headers state
-  ScanReader(std::unique_ptr<InputFile> file, const HeaderDemands& demands,
-             const std::optional<Rational>& rate);
+  ScanReader(std::unique_ptr<InputFile> file, bool sameScan, const std::optional<Rational>& rate);
 
   std::optional<NumberedFrame> Read() override;
   bool ReadsFrom(const std::string& path) const override {
@@ -117,7 +116,7 @@ class ScanReader : public FrameReader {
 
  private:
   FrameScanner scanner_;
-  HeaderDemands demands_;
+  bool sameScan_;
   std::optional<FoundFrame> first_;  ///< until Read() returns it
   std::int64_t framesRead_ = 0;
   bool isAtEnd_ = false;

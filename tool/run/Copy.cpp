@@ -30,7 +30,6 @@ CopyPart OpenPart(const std::string& input, const CopyOptions& options) {
   ProResOptions opening;
   opening.damagedStart = true;
   opening.inPlace = true;
-  opening.demands.anyVersion = true;
   if (options.onDamage != DamagePolicy::Stop) opening.times = FrameTimes::GapsOnly;
   return {OpenProRes(input, opening), std::nullopt};
 }

@@ -160,7 +160,7 @@ std::unique_ptr<FrameReader> ReadProRes(std::unique_ptr<InputFile> file,
                                         const ProResOptions& options, const std::string& path) {
   if (options.inPlace) file->AllowMapping(kLabelledBytes);
   if (options.scan) {
-    return std::make_unique<ScanReader>(std::move(file), options.demands, options.rate);
+    return std::make_unique<ScanReader>(std::move(file), options.sameScan, options.rate);
   }
   try {
     return std::make_unique<ProResReader>(std::move(file), options);

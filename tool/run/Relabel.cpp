@@ -96,7 +96,6 @@ class Relabelling {
   static std::unique_ptr<FrameReader> OpenInPlace(const std::string& path) {
     ProResOptions opening;
     opening.inPlace = true;
-    opening.demands.anyVersion = true;
     opening.times = FrameTimes::Ignored;
     return OpenProRes(path, opening);
   }

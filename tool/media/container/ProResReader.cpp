@@ -180,7 +180,7 @@ std::string ProResReader::GetEndNote() const {
 // Leave an unreadable header to the decoder.
 void ProResReader::CheckFrame(const NumberedFrame& frame) const {
   if (!frame.header) return;
-  const auto mismatch = FindMismatch(*frame.header, GetFormat(), reading_.demands);
+  const auto mismatch = FindMismatch(*frame.header, GetFormat(), reading_.sameScan);
   if (!mismatch) return;
   throw FrameFailure(GetName(), frame.number, mismatch->found, mismatch->advice, 1, frame.offset);
 }

@@ -16,7 +16,7 @@ namespace vixprores {
 
 /// Options for reading the ProRes frames of a container.
 struct ProResReading {
-  HeaderDemands demands = {};  ///< a frame that does not meet them is a FrameFailure
+  bool sameScan = false;  ///< a change between progressive and interlaced is a FrameFailure
   /// Search damaged frames at the start for the header that describes the stream. The damaged
   /// frames are returned nevertheless.
   bool damagedStart = false;
