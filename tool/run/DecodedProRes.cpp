@@ -95,6 +95,7 @@ bool ProResDecoder::Send(const AVPacket* packet) {
   if (!last_) return false;
   picture_ = ShareMemory(*last_);
   picture_->pts = picture_->best_effort_timestamp = packet->pts;
+  picture_->pkt_duration = packet->duration;
   if (!decoded.fault.empty()) picture_->decode_error_flags = FF_DECODE_ERROR_INVALID_BITSTREAM;
   return true;
 }

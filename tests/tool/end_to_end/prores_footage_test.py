@@ -79,6 +79,21 @@ class ProResFootage(ToolTest):
         self.assertEqual((found["width"], found["height"], found["nb_read_packets"]),
                          (64, 48, "10"))
 
+    def test_keeps_its_length_at_another_rate(self):
+        out = self.path("out.mov")
+        pictures = {"yuv422p10le": ("3", "lt"), "yuv444p10le": ("4444", "4444")}
+        wanted = {3: {"50": 6, "30": 4, "25": 3, "24": 3, "24000/1001": 3},
+                  25: {"50": 50, "30": 30, "25": 25, "24": 24, "24000/1001": 24}}
+        for pixels, (profile, variant) in pictures.items():
+            for name in ("clip.mov", "clip.mkv"):
+                for count, lengths in wanted.items():
+                    clip = self.make(name, "-profile:v", profile, frames=count, pixels=pixels)
+                    for rate, length in lengths.items():
+                        with self.subTest(pixels=pixels, name=name, frames=count, rate=rate):
+                            self.succeed("encode", "--overwrite", "--variant", variant,
+                                         "--convert-rate", rate, clip, out)
+                            self.assertEqual(probe(out)["nb_read_packets"], str(length))
+
     def test_names_alpha_that_is_left_out(self):
         clip = self.make("clip.mov", "-profile:v", "4444", pixels="yuva444p10le")
         for options in ([], ["--filter", "null"]):
