@@ -275,6 +275,16 @@ class Rates(ToolTest):
         self.assertEqual((probe(out)["nb_read_packets"], probe(out)["avg_frame_rate"]),
                          ("60", "30/1"))
 
+    def test_of_filtered_pictures_are_converted_by_time(self):
+        clip, out = self.path("clip.mov"), self.path("out.mov")
+        ffmpeg("-f", "lavfi", "-i", "testsrc2=s=128x96:r=25", "-t", "1", "-c:v", "libx264", clip)
+        for options in (("--filter", "null"), ("--filter", "fps=10"), ("--filter", "fps=50"),
+                        ("--filter", "settb=1/1000"), ("--deinterlace", "frames"),
+                        ("--deinterlace", "fields")):
+            with self.subTest(options):
+                self.succeed("encode", "--overwrite", "--convert-rate", "50", *options, clip, out)
+                self.assertEqual(probe(out)["nb_read_packets"], "50")
+
     def test_that_vary_are_refused_with_the_ways_out(self):
         clip = self.path("clip.mp4")
         ffmpeg("-f", "lavfi", "-i", "testsrc2=s=128x96:r=25", "-frames:v", "20", "-vf",
@@ -285,6 +295,14 @@ class Rates(ToolTest):
 
 
 class Filters(ToolTest):
+    def test_that_change_the_rate_keep_the_length(self):
+        clip, out = self.path("clip.mov"), self.path("out.mov")
+        ffmpeg("-f", "lavfi", "-i", "testsrc2=s=128x96:r=25", "-t", "1", "-c:v", "libx264", clip)
+        for rate in ("10", "50", "100"):
+            with self.subTest(rate):
+                self.succeed("encode", "--overwrite", "--filter", f"fps={rate}", clip, out)
+                self.assertEqual(probe(out)["nb_read_packets"], rate)
+
     def test_that_are_wrong_are_refused(self):
         clip = self.path("clip.mkv")
         ffmpeg("-f", "lavfi", "-i", "testsrc2=s=128x96:r=25", "-frames:v", "2", "-c:v", "ffv1", clip)

@@ -13,6 +13,7 @@
 #include "media/decode/FilterLibrary.h"
 
 extern "C" {
+#include <libavutil/common.h>
 #include <libavutil/mem.h>
 }
 
@@ -163,8 +164,11 @@ FilterGraph::FilterGraph(const std::string& graph, const PictureStream& stream,
 }
 
 void FilterGraph::Push(Picture picture) {
+  if (picture) end_ = av_sat_add64(picture->pts, std::max<std::int64_t>(picture->pkt_duration, 0));
   const MemoryWatch memory;
-  const int result = library_.av_buffersrc_add_frame(source_, picture.get());
+  // Filters that change the rate need the end of the last picture.
+  const int result = picture ? library_.av_buffersrc_add_frame(source_, picture.get())
+                             : library_.av_buffersrc_close(source_, end_, 0);
   if (result == AVERROR(ENOMEM)) throw std::bad_alloc();
   memory.Check();
   // A filter may need no more pictures, as trim does.

@@ -67,6 +67,7 @@ class FilterGraph {
   std::unique_ptr<AVFilterGraph, GraphDeleter> graph_;
   AVFilterContext* source_ = nullptr;
   AVFilterContext* sink_ = nullptr;
+  std::int64_t end_ = 0;  ///< of the last picture that went in, in ticks
 };
 
 }  // namespace vixprores

@@ -48,6 +48,7 @@ FilterLibrary Load() {
   Find(library, "av_buffersink_get_time_base", functions.av_buffersink_get_time_base);
   Find(library, "av_buffersink_get_w", functions.av_buffersink_get_w);
   Find(library, "av_buffersrc_add_frame", functions.av_buffersrc_add_frame);
+  Find(library, "av_buffersrc_close", functions.av_buffersrc_close);
   return functions;
 }
 

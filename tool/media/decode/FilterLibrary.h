@@ -33,6 +33,7 @@ struct FilterLibrary {
   decltype(::av_buffersink_get_time_base)* av_buffersink_get_time_base;
   decltype(::av_buffersink_get_w)* av_buffersink_get_w;
   decltype(::av_buffersrc_add_frame)* av_buffersrc_add_frame;
+  decltype(::av_buffersrc_close)* av_buffersrc_close;
 };
 
 /// Returns the library. Any thread may call it.

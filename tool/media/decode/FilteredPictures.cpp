@@ -160,12 +160,23 @@ Picture FilteredPictures::Read() {
   if (ahead_) return std::move(ahead_);
   if (!graph_) return ReadDecoded();
   for (;;) {
-    if (Picture picture = graph_->Pull()) return picture;
+    if (Picture picture = graph_->Pull()) {
+      picture->pkt_duration = FindDuration();
+      return picture;
+    }
     if (isGraphEnded_) return nullptr;
     Picture picture = ReadDecoded();
     isGraphEnded_ = !picture;
+    if (picture) decodedDuration_ = picture->pkt_duration;
     graph_->Push(std::move(picture));
   }
+}
+
+// Filters do not convert durations to their own ticks and rate.
+std::int64_t FilteredPictures::FindDuration() const {
+  const bool keepsRate = av_cmp_q(stream_.rate, decoded_.rate) == 0;
+  return keepsRate ? av_rescale_q(decodedDuration_, decoded_.tick, stream_.tick)
+                   : av_rescale_q(1, av_inv_q(stream_.rate), stream_.tick);
 }
 
 bool FilteredPictures::SeekBefore(std::int64_t time) {

@@ -49,6 +49,7 @@ class FilteredPictures {
  private:
   Picture ReadDecoded();
   Rational FindRate();
+  std::int64_t FindDuration() const;
   void Label(AVFrame& picture) const;
   void CheckSize(const AVFrame& picture) const;
   std::string DescribeGraph() const;
@@ -67,6 +68,7 @@ class FilteredPictures {
   Picture decodedAhead_;  ///< was decoded ahead
   Picture ahead_;         ///< was filtered ahead
   std::int64_t decodedCount_ = 0;
+  std::int64_t decodedDuration_ = 0;  ///< of the last picture that went into the filters, in ticks
 };
 
 }  // namespace vixprores
