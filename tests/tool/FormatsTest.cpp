@@ -136,6 +136,16 @@ TEST(ChooseFourCC, RejectsAnOptionThatContradictsTheName) {
   EXPECT_THROW(ChooseFourCC("a.v210", vix::kFourCC_UYVY), UsageError);
 }
 
+TEST(ChooseFourCC, HasNoEffectOnImages) {
+  for (const std::string extension : {"png", "tif", "dpx", "exr", "jpg", "tga"}) {
+    const std::string name = "a.%04d." + extension;
+    EXPECT_THAT([&] { ChooseFourCC(name, vix::kFourCC_b64A); },
+                ThrowsMessage<UsageError>("'" + name +
+                                          "': --fourcc b64A has no effect on images; "
+                                          "leave it out"));
+  }
+}
+
 TEST(CheckStorable, RejectsFieldsOfDifferentHeightsInMxf) {
   const auto check = [](const char* name, std::uint32_t height, FieldOrder order) {
     CheckStorable(FindProResOutput(name), MakeFormat(720, height, order));

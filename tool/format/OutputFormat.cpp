@@ -182,6 +182,10 @@ vix::FourCC ChooseFourCC(const std::string& path, const std::optional<vix::FourC
   const OutputFormat& output = FindRawVideoOutput(path);
   if (!wanted) return output.code != 0 ? output.code : vix::kFourCC_V210;
   if (output.code == 0 || output.code == *wanted) return *wanted;
+  if (output.kind == OutputKind::Images) {
+    throw UsageError("'" + path + "': --fourcc " + DescribeCode(*wanted) +
+                     " has no effect on images; leave it out");
+  }
   throw UsageError("'" + path + "' means " + DescribeCode(output.code) + ", but --fourcc is " +
                    DescribeCode(*wanted) + "; change one of them, or end the name in .raw");
 }
