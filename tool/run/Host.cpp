@@ -30,7 +30,7 @@ constexpr const char* kRegistrant = "vixprores";
 // A plug-in of this project.
 struct ProResPlugin {
   const char* implementation;  // of its elements
-  const char* pictures;        // that need it, for messages
+  const char* use;             // that needs it, for messages
   const char* file;            // as installed, with the version of its interface at the end
 
   // Returns the name by which documents call it.
@@ -40,8 +40,9 @@ struct ProResPlugin {
   }
 };
 
-constexpr std::array kPlugins{ProResPlugin{"vix", "4:2:2", VIX_PLUGIN_NAME},
-                              ProResPlugin{"vix4444", "4444", VIX_PLUGIN_4444_NAME}};
+constexpr std::array kPlugins{
+    ProResPlugin{"vix", "4:2:2", VIX_PLUGIN_NAME},
+    ProResPlugin{"vix4444", "4444, and output as Y416 or b64A,", VIX_PLUGIN_4444_NAME}};
 
 // Returns the path of a plug-in in a folder; nullopt if it is not there.
 std::optional<std::string> FindInFolder(const ProResPlugin& plugin,
@@ -142,7 +143,7 @@ void RequireElements(const std::string& implementation) {
   const auto* const missing =
       std::ranges::find(kPlugins, implementation, &ProResPlugin::implementation);
   throw Failure(
-      missing->pictures + (" needs the plug-in " + missing->GetName()) +
+      missing->use + (" needs the plug-in " + missing->GetName()) +
       ", which is missing\ninstall it in the folder of the plug-in that is loaded, or name "
       "with --plugin one that has it in its folder");
 }

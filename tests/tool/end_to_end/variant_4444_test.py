@@ -334,10 +334,20 @@ class MissingPlugin(Test4444):
 
     def test_4444_names_the_missing_file(self):
         self.raw.write_bytes(flat_pictures())
-        self.fail_with(1, ["4444 needs the plug-in libvixVideoCodecProRes4444.so, which is missing",
+        self.fail_with(1, ["4444, and output as Y416 or b64A, needs the plug-in "
+                           "libvixVideoCodecProRes4444.so, which is missing",
                            "install it in the folder of the plug-in that is loaded", "--plugin"],
                        "encode", "--plugin", self.plugin, "--variant", "4444", *RAW, self.raw,
                        self.encoded, env=self.libraries)
+
+    def test_packed_4444_of_422_names_the_missing_file(self):
+        clip = self.path("clip.mov")
+        make_v210(clip, frames=2)
+        self.succeed("encode", clip, self.encoded)
+        for name in ("decoded.b64a", "decoded.y416"):
+            self.fail_with(1, ["output as Y416 or b64A, needs the plug-in "
+                               "libvixVideoCodecProRes4444.so"], "decode", "--plugin", self.plugin,
+                           self.encoded, self.path(name), env=self.libraries)
 
     def test_422_names_the_missing_file(self):
         clip, alone = self.path("clip.mov"), self.path("alone")
