@@ -24,7 +24,7 @@ struct Rule {
   std::array<const char*, 3> advice;
 };
 
-constexpr std::array<Rule, 8> kRules{
+constexpr std::array<Rule, 9> kRules{
     {{"--scale",
       [](const EncodeOptions& options) { return options.footage.scale.has_value(); },
       {kTakesAll, kTakesAll, kWrap}},
@@ -53,9 +53,21 @@ constexpr std::array<Rule, 8> kRules{
        "divide the colours by alpha first, or put the frames as b64A into a .mov"}},
      {"--input-color, --output-color or --ocio",
       [](const EncodeOptions& options) { return options.colours.IsGiven(); },
+      {kForImages, kTakesAll, kForImages}},
+     {"--missing",
+      [](const EncodeOptions& options) { return options.missing != MissingFiles::Fail; },
       {kForImages, kTakesAll, kForImages}}}};
 
 constexpr std::array<const char*, 3> kNames{"video files", "image sequences", "raw frames"};
+
+// Raw frames and images need --rate, and the rules refuse --convert-rate for them.
+void CheckRates(const EncodeOptions& options) {
+  if (!options.overrides.rate || !options.footage.convertRate) return;
+  throw UsageError(NameOfInput(options.input) +
+                   ": --rate and --convert-rate contradict each other: --rate takes all frames, "
+                   "one after the other, --convert-rate keeps their times, and repeats and drops "
+                   "frames; remove one of them");
+}
 
 }  // namespace
 
@@ -67,6 +79,7 @@ void CheckInputOptions(const EncodeOptions& options, InputKind kind) {
     throw UsageError(NameOfInput(options.input) + ": " + rule.option + " has no effect on " +
                      kNames[place] + "; " + advice);
   }
+  if (kind == InputKind::Footage) CheckRates(options);
 }
 
 }  // namespace vixprores

@@ -13,7 +13,7 @@ enum class InputKind {
   RawFrames,  ///< without a container
 };
 
-/// Rejects options that have no effect on an input of that kind.
+/// Rejects options that have no effect on an input of that kind, or contradict each other.
 /// @throws UsageError that names the option, the input and what to do instead
 void CheckInputOptions(const EncodeOptions& options, InputKind kind);
 

@@ -71,6 +71,19 @@ class Refusals(InputOptions):
         self.fail_with(2, [clip, "--input-color", "video files"], "encode", "--input-color", "sRGB",
                        "--output-color", "Rec.709", clip, self.out)
 
+    def test_only_images_take_a_treatment_of_missing_files(self):
+        clip = self.make("clip.mov", "-c:v", "v210")
+        for kind, source in (("video files", (clip,)), ("raw frames", self.raw_frames("V210"))):
+            for what in ("black", "hold"):
+                with self.subTest(kind=kind, what=what):
+                    self.fail_with(2, [source[-1], "--missing", kind, "leave it out"], "encode",
+                                   "--missing", what, *source, self.out)
+
+    def test_footage_takes_one_of_the_two_rates(self):
+        for clip in (self.make("clip.mov", "-c:v", "v210"), self.make("clip.mkv", "-c:v", "ffv1")):
+            self.fail_with(2, [clip, "--rate and --convert-rate contradict each other"], "encode",
+                           "--rate", "30", "--convert-rate", "50", clip, self.out)
+
     def test_a_batch_continues_after_a_refusal(self):
         images, clip = self.images(), self.make("clip.mkv", "-c:v", "ffv1")
         result = run("encode", "--rate", "24", "--filter", "hflip", "--output-dir",
