@@ -97,29 +97,29 @@ void CheckRange(const StreamFormat& source, const OutputFormat& output, const Fr
                   ConversionCommand(reader.GetName(), kToLimitedRange));
 }
 
-// Names what a 4:2:2 variant, or for alpha also a filter, does not keep of the pictures.
-void NoteLoss(const EncodeOptions& options, const FrameReader& reader,
-              std::vector<std::string>& notes) {
-  const InputDescription& input = reader.GetDescription();
-  const bool is4444 = options.variant->is4444;
-  if (input.losesAlpha) {
-    notes.push_back(reader.GetName() + ": the alpha channel is left out" +
-                    (is4444 ? "" : "; --variant 4444 keeps it"));
-  }
-  if (is4444 || input.finer.empty()) return;
-  notes.push_back(reader.GetName() + ": converts " + input.finer +
-                  " to 4:2:2 in 10 bits; --variant 4444 keeps 4:4:4 in 12 bits");
+// Names alpha that is lost, unless the user wants none, and options for alpha that have no effect.
+void NoteAlpha(const EncodeOptions& options, const FrameReader& reader,
+               std::vector<std::string>& notes) {
+  if (reader.GetFormat().HasAlpha()) return;
+  const bool isLost = reader.GetDescription().losesAlpha;
+  const bool isUnwanted = options.alphaBits == 0;
+  std::string effects;
+  if (isLost && !isUnwanted && !options.variant->is4444) effects += "; --variant 4444 keeps it";
+  if (options.alphaBits.value_or(0) > 0) effects += "; that of the output is opaque";
+  if (options.premultiplied.value_or(false)) effects += "; --premultiplied has no effect";
+  if (effects.empty() && (!isLost || isUnwanted)) return;
+  notes.push_back(reader.GetName() +
+                  (isLost ? ": the alpha channel is left out" : ": has no alpha channel") +
+                  effects);
 }
 
-// Names options for alpha that the input has none for.
-void NoteOpaqueInput(const EncodeOptions& options, const FrameReader& reader,
-                     std::vector<std::string>& notes) {
-  if (reader.GetFormat().HasAlpha()) return;
-  const std::string found = reader.GetName() + ": has no alpha channel; ";
-  if (options.premultiplied.value_or(false)) {
-    notes.push_back(found + "--premultiplied has no effect");
-  }
-  if (options.alphaBits.value_or(0) > 0) notes.push_back(found + "that of the output is opaque");
+// Names what a 4:2:2 variant does not keep of the colours.
+void NoteFiner(const EncodeOptions& options, const FrameReader& reader,
+               std::vector<std::string>& notes) {
+  const std::string& finer = reader.GetDescription().finer;
+  if (options.variant->is4444 || finer.empty()) return;
+  notes.push_back(reader.GetName() + ": converts " + finer +
+                  " to 4:2:2 in 10 bits; --variant 4444 keeps 4:4:4 in 12 bits");
 }
 
 SequenceReading ReadingOf(const EncodeOptions& options) {
@@ -216,8 +216,8 @@ TranscodePlan PlanEncoding(const EncodeOptions& options) {
   content.compressor = options.compressor.value_or("");
   content.vendor = options.vendor.value_or(kVendor);
   CheckRange(source, output, *reader, notes);
-  NoteLoss(options, *reader, notes);
-  NoteOpaqueInput(options, *reader, notes);
+  NoteAlpha(options, *reader, notes);
+  NoteFiner(options, *reader, notes);
   const auto encoder = ProResElement::Encoder(*options.variant, content.video.alphaBits);
   TranscodePlan plan{std::move(reader), source, encoder, std::move(content), output};
   plan.notes = std::move(notes);

@@ -171,6 +171,9 @@ class Notes(InputOptions):
         """Compares all notes, each of which has a line of its own."""
         self.assertEqual(lines, ["vixprores: note: " + str(text) for text in texts])
 
+    def notes_on_alpha(self, *arguments):
+        return [note for note in self.notes(*arguments) if "alpha" in note or "opaque" in note]
+
     def test_a_422_variant_states_each_loss_in_one_wording(self):
         images = self.images()
         movie = self.path("in.mov")
@@ -202,8 +205,23 @@ class Notes(InputOptions):
         images = self.images()
         movie = self.path("in.mov")
         ffmpeg("-framerate", "24", "-i", images, "-c:v", "png", movie)
-        notes = self.notes("--variant", "4444", "--filter", "format=rgb48", movie)
-        self.assertIn(f"vixprores: note: {movie}: the alpha channel is left out", notes)
+        removing = ("--variant", "4444", "--filter", "format=rgb48")
+        for options, effect in (((), ""), (("--alpha", "16"), "; that of the output is opaque"),
+                                (("--premultiplied",), "; --premultiplied has no effect")):
+            with self.subTest(options):
+                self.assert_notes(self.notes_on_alpha(*removing, *options, movie),
+                                  f"{movie}: the alpha channel is left out{effect}")
+
+    def test_alpha_that_is_not_wanted_is_not_noted(self):
+        images = self.images()
+        movie = self.path("in.mov")
+        ffmpeg("-framerate", "24", "-i", images, "-c:v", "png", movie)
+        for options in (("--variant", "hq"), ("--variant", "4444"),
+                        ("--variant", "4444", "--filter", "format=rgb48")):
+            for source in ((movie,) if "--filter" in options else (movie, images)):
+                with self.subTest(options=options, source=source.name):
+                    notes = self.notes_on_alpha("--rate", "24", *options, "--alpha", "none", source)
+                    self.assert_notes(notes)
 
     def test_options_for_alpha_without_alpha_are_noted(self):
         sources = (("--rate", "24", self.images(alpha=False)), (self.make("c.mov", "-c:v", "v210"),),
