@@ -14,6 +14,7 @@
 #include <type_traits>
 #include <vector>
 
+#include "Channels.h"
 #include "Colours.h"
 #include "Images.h"
 
@@ -66,46 +67,6 @@ Window FindWindow(const ImageSpec& spec, const std::string& format) {
     throw std::runtime_error("holds no flat picture of a usual size");
   }
   return window;
-}
-
-// Channels of a file.
-struct Channels {
-  int begin;
-  int count;  ///< three of colour, or one of grey
-};
-
-// Consecutive channels of a file that are read, and where those wanted are among them.
-struct Selection {
-  int begin;
-  int count;
-  std::array<int, 4> places;  ///< of R, G, B and alpha; -1 = opaque
-};
-
-Channels FindColour(const ImageSpec& spec) {
-  const int red = spec.channelindex("R");
-  const bool isRgb = red >= 0 && red + 2 < spec.nchannels && spec.channel_name(red + 1) == "G" &&
-                     spec.channel_name(red + 2) == "B";
-  if (isRgb) return {red, 3};
-  const bool hasChroma = spec.channelindex("RY") >= 0;
-  const int luma = spec.channelindex("Y");
-  if (luma >= 0 && !hasChroma) return {luma, 1};
-  if (spec.nchannels <= 2 && !hasChroma) return {0, 1};
-  std::string names;
-  for (const std::string& name : spec.channelnames) names += (names.empty() ? "" : ", ") + name;
-  throw std::runtime_error("has no channels R, G, B (found " + names + ")");
-}
-
-Selection Select(const ImageSpec& spec, int channels) {
-  const Channels colour = FindColour(spec);
-  const int alpha = channels == 4 ? spec.alpha_channel : -1;
-  const int begin = alpha >= 0 ? std::min(colour.begin, alpha) : colour.begin;
-  const int end = std::max(colour.begin + colour.count, alpha + 1);
-  Selection selection{begin, end - begin, {}};
-  for (int c = 0; c < 3; ++c) {
-    selection.places.at(static_cast<std::size_t>(c)) = colour.begin - begin + c % colour.count;
-  }
-  selection.places[3] = alpha >= 0 ? alpha - begin : -1;
-  return selection;
 }
 
 std::optional<std::uint32_t> ReadTimecode(const ImageSpec& spec) {
@@ -174,9 +135,9 @@ ImageHeader DescribePixels(const ImageSpec& spec, const Window& window, const st
   header.bits =
       spec.get_int_attribute("oiio:BitsPerSample", static_cast<int>(8 * spec.format.basesize()));
   header.isFloat = spec.format.is_floating_point();
-  header.hasAlpha = spec.alpha_channel >= 0;
+  header.hasAlpha = FindAlpha(spec) >= 0;
   // Other readers return straight colours, as Open() asks for.
-  header.isPremultiplied = header.hasAlpha &&
+  header.isPremultiplied = spec.alpha_channel >= 0 &&
                            (format == "exr" || format == "tif" || format == "tiff") &&
                            spec.get_int_attribute("oiio:UnassociatedAlpha", 0) == 0;
   return header;
@@ -202,7 +163,7 @@ std::size_t CountPixels(const Window& window) {
 // Copies stored samples to their place in the picture, grey to three components.
 template <typename Sample>
 void Place(std::span<const Sample> stored, const ImageSpec& spec, const Window& window,
-           const Selection& selection, int channels, Sample* picture) {
+           const ChannelSelection& selection, int channels, Sample* picture) {
   const int first = std::max(0, -window.x);
   const int end = std::min(spec.width, window.width - window.x);
   for (int row = std::max(0, -window.y); row < std::min(spec.height, window.height - window.y);
@@ -250,7 +211,7 @@ void ReadSamples(ImageInput& input, TypeDesc type, const Window& window, int ori
                 picture);
   }
   const ImageSpec& spec = input.spec();
-  const Selection selection = Select(spec, channels);
+  const ChannelSelection selection = SelectChannels(spec, channels);
   const bool isInOrder = selection.count == channels && selection.places[2] == 2 &&
                          (channels == 3 || selection.places[3] == 3);
   const bool isWhole = window.x == 0 && window.y == 0 && window.width == spec.width &&

@@ -1,6 +1,7 @@
 # SPDX-License-Identifier: BSD-2-Clause
 """Image sequences with alpha, as input and output of 4444."""
 import json
+import struct
 import unittest
 
 from tool import ToolTest, ffmpeg, planes, probe
@@ -8,6 +9,20 @@ from tool import ToolTest, ffmpeg, planes, probe
 WIDTH, HEIGHT, FRAMES = 96, 64, 3
 # Alpha rises from column to column; colours are those of a test picture.
 RAMP = f"format=gbrap16le,geq=r='r(X,Y)':g='g(X,Y)':b='b(X,Y)':a='65535*X/{WIDTH - 1}'"
+
+
+def make_samples_unspecified(path):
+    """Makes a .tif not say that its last sample is straight alpha, as image editors write it."""
+    data = bytearray(path.read_bytes())
+    order = {b"II": "<", b"MM": ">"}[bytes(data[:2])]
+    folder, = struct.unpack_from(order + "I", data, 4)
+    count, = struct.unpack_from(order + "H", data, folder)
+    entries = [folder + 2 + 12 * i for i in range(count)]
+    place, = (i for i in entries if struct.unpack_from(order + "H", data, i)[0] == 338)
+    if struct.unpack_from(order + "HIH", data, place + 2) != (3, 1, 2):
+        raise AssertionError("not a single sample of straight alpha")
+    struct.pack_into(order + "H", data, place + 8, 0)
+    path.write_bytes(data)
 
 
 class AlphaSequence(ToolTest):
@@ -59,6 +74,19 @@ class Images(AlphaSequence):
         self.succeed("decode", coded, self.path("out.%02d.tga"))
         self.assert_alike(self.pixels(self.path("out.01.tga")), self.pixels(self.path("in.01.png")),
                           300)
+
+    def test_the_fourth_sample_of_a_tif_is_alpha_though_unspecified(self):
+        for pixels in ("rgba64le", "rgba", "ya8"):
+            with self.subTest(pixels):
+                source = self.make_images("in.%02d.tif", "-pix_fmt", pixels)
+                expected = self.encode(source, name="stated.mov")[0].read_bytes()
+                for frame in range(FRAMES):
+                    make_samples_unspecified(self.path(f"in.{frame:02d}.tif"))
+                coded, told = self.encode(source)
+                self.assertNotIn("divided", told)
+                self.assert_same_bytes(coded.read_bytes(), expected)
+                _, told = self.encode(source, "--alpha", "16", name="deep.mov")
+                self.assertNotIn("no alpha", told)
 
     def test_images_without_alpha_stay_without(self):
         source = self.make_images("in.%02d.png", "-pix_fmt", "rgb48be", filters="null")
