@@ -21,26 +21,43 @@ PictureTarget DeepTarget(PictureTarget target, const AVFrame& picture) {
 
 PictureTarget ScaledTarget(PictureTarget target) {
   target.colour.reset();  // converted before
+  target.isPremultiplied = false;
   target.isWeighted = true;
   return target;
 }
 
-// Multiplies colours by alpha. Alpha gets the codes of luma, which leave room for the overshoot of
-// the filter: the colours overshoot likewise, and only their exact ratio restores them.
+// Codes of weighted luma and alpha. The filter goes across, then down, and exceeds the range of its
+// samples by up to 24 % each time. These codes leave room for both: if one component were clipped
+// between, its ratio to the others would be lost, and with it the colour.
+constexpr std::int64_t kWeightedBlack = 65 << 8;
+constexpr std::int64_t kWeightedRange = kDeepWhiteRange / 2;
+constexpr std::int64_t kShift = kWeightedBlack - kDeepBlack;
+// Rounding decides the colour of fainter pixels, which are invisible with alpha of 12 bits.
+constexpr std::int64_t kFaintest = 4;
+
+// Multiplies colours by alpha.
 void Weigh(std::span<DeepPixel> pixels) {
   for (DeepPixel& pixel : pixels) {
-    ScaleColours(pixel, pixel.alpha, kDeepOpaque);
-    const std::int64_t code = DivideRounded(pixel.alpha * kDeepWhiteRange, kDeepOpaque);
-    pixel.alpha = static_cast<std::uint16_t>(kDeepBlack + code);
+    ScaleColours(pixel, pixel.alpha * kWeightedRange, kDeepOpaque * kDeepWhiteRange);
+    pixel.y = static_cast<std::uint16_t>(pixel.y + kShift);
+    const std::int64_t code = DivideRounded(pixel.alpha * kWeightedRange, kDeepOpaque);
+    pixel.alpha = static_cast<std::uint16_t>(kWeightedBlack + code);
   }
 }
 
-// Returns a pixel with the colour that Weigh() changed.
-DeepPixel Unweigh(DeepPixel weighted, const DeepPixel& pixel) {
-  const std::int64_t code = weighted.alpha - kDeepBlack;
-  if (pixel.alpha == 0 || code <= 0) return pixel;
+// Undoes Weigh(). Alpha is that of the weighted pixel, too: any other one could show a pixel whose
+// colour is unknown.
+// @param pixel scaled without weights; a transparent pixel has its colour
+DeepPixel Unweigh(DeepPixel weighted, DeepPixel pixel) {
+  const std::int64_t code = weighted.alpha - kWeightedBlack;
+  if (code < kFaintest) {
+    pixel.alpha = 0;
+    return pixel;
+  }
+  weighted.y = static_cast<std::uint16_t>(std::max<std::int64_t>(weighted.y - kShift, 0));
   ScaleColours(weighted, kDeepWhiteRange, code);
-  weighted.alpha = pixel.alpha;
+  const std::int64_t alpha = DivideRounded(code * kDeepOpaque, kWeightedRange);
+  weighted.alpha = static_cast<std::uint16_t>(std::min(alpha, kDeepOpaque));
   return weighted;
 }
 

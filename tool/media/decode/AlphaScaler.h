@@ -13,13 +13,14 @@
 
 namespace vixprores {
 
-/// Scales colours beside straight alpha: multiplied by alpha, so that those of transparent pixels
-/// do not bleed into their neighbours. Used by one thread at a time.
+/// Scales colours multiplied by their alpha, so that those of transparent pixels do not bleed into
+/// their neighbours, and that alpha with them. The results are straight. Used by one thread at a
+/// time.
 class AlphaScaler {
  public:
   AlphaScaler(const PictureTarget& target, std::string inputName);
 
-  /// Replaces the colours of a scaled "Y416" picture, except where it is transparent.
+  /// Replaces alpha and visible colours of a scaled "Y416" picture.
   /// @param picture its source
   void Recolour(const AVFrame& picture, std::uint8_t* packed);
 

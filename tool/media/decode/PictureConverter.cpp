@@ -74,7 +74,7 @@ class PictureConverter::Conversion {
 
   bool ConvertsFields() const;
   bool IsDeep() const { return target_.format.code != vix::kFourCC_V210; }
-  bool ConvertsAlpha() const { return IsDeep() && rows_.HasAlpha(); }
+  bool ConvertsAlpha() const { return IsDeep() && target_.format.HasAlpha() && rows_.HasAlpha(); }
   bool IsScaled() const;
   Colour SourceColour() const;
   void AddParts(const Lines& lines);
@@ -141,8 +141,7 @@ bool PictureConverter::Conversion::IsScaled() const {
 }
 
 bool PictureConverter::Conversion::MixesTransparent(const AVFrame& picture) const {
-  const bool isStraight = !target_.isPremultiplied && !target_.isWeighted;
-  return isStraight && ConvertsAlpha() && IsScaled() && !rows_.IsOpaque(picture);
+  return !target_.isWeighted && ConvertsAlpha() && IsScaled() && !rows_.IsOpaque(picture);
 }
 
 // What the picture does not state is that of its size.
