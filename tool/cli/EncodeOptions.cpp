@@ -205,6 +205,13 @@ Option PremultiplicationOption(std::string name, bool isPremultiplied,
   return {std::move(name), {}, std::move(brief), take};
 }
 
+void CheckAlpha(const EncodeOptions& options) {
+  if (options.alphaBits == 0 && options.premultiplied.value_or(false)) {
+    throw UsageError(
+        "--premultiplied divides by the alpha that --alpha none leaves out; remove one of them");
+  }
+}
+
 void CheckVariant(const EncodeOptions& options) {
   if (options.variant->is4444) return;
   const std::string advice = " need --variant 4444 or 4444xq";
@@ -259,6 +266,7 @@ Command DescribeEncode(EncodeOptions& options) {
     options.rawFrames = ToRawFrameFormat(*rawFrames, options.overrides);
     options.frameOptions = DescribeFrameOptions(options);
     CheckVariant(options);
+    CheckAlpha(options);
     CheckLuminance(options.footage);
     CheckChunk(options);
   };

@@ -52,6 +52,7 @@ FootageReading ReadingFor(const EncodeOptions& options) {
   FootageReading reading = options.footage;
   const StreamOverrides& overrides = options.overrides;
   reading.isDeep = reading.keepsRgb = options.variant->is4444;
+  reading.keepsAlpha = options.alphaBits != 0;
   reading.isPremultiplied = options.premultiplied.value_or(false);
   reading.threads = options.threads;
   reading.rate = overrides.rate;
@@ -132,6 +133,7 @@ SequenceReading ReadingOf(const EncodeOptions& options) {
   reading.colours = ChooseSpaces(options.colours, std::nullopt);
   reading.matrix = ChosenMatrix(overrides);
   reading.isDeep = options.variant->is4444;
+  reading.keepsAlpha = options.alphaBits != 0;
   reading.isPremultiplied = options.premultiplied;
   return reading;
 }

@@ -152,6 +152,32 @@ class Premultiplication(AlphaSequence):
         errors = [abs(x - y) for a, b in visible for x, y in zip(a[:3], b[:3])]
         self.assertLess(sum(errors) / len(errors), 150)
 
+    def test_is_kept_if_alpha_is_left_out(self):
+        scene = self.path("scene.%02d.exr")
+        self.succeed("decode", "--input-color", "Rec.709", "--output-color", "ACEScg",
+                     self.encode(self.straight)[0], scene)
+        movie = self.path("multiplied.mov")
+        ffmpeg("-i", self.multiplied, "-c:v", "png", "-pix_fmt", "rgba64be", movie)
+        back = ("--input-color", "ACEScg", "--output-color", "Rec.709")
+        for source, options in ((scene, back), (movie, ()), (self.multiplied, ())):
+            for scale in ((), ("--scale", "1/2")):
+                with self.subTest(source=source.name, scale=scale):
+                    left, told = self.encode(source, *options, *scale, "--alpha", "none")
+                    self.assertNotIn("divided", told)
+                    hq = self.path("hq.mov")
+                    self.succeed("encode", "--overwrite", "--variant", "hq", "--rate", "24",
+                                 "--color", "bt709", *options, *scale, source, hq)
+                    luma, expected = (
+                        memoryview(planes(path, "yuv422p10le")).cast("H")[:WIDTH * HEIGHT // 4]
+                        for path in (left, hq))
+                    errors = [abs(a - b) for a, b in zip(luma, expected, strict=True)]
+                    self.assertLess(sum(errors) / len(errors), 8)
+
+    def test_cannot_be_undone_without_alpha(self):
+        self.fail_with(2, ["--premultiplied", "--alpha none"], "encode", "--variant", "4444",
+                       "--premultiplied", "--alpha", "none", "--rate", "24", self.multiplied,
+                       self.path("out.mov"))
+
     def test_needs_a_variant_of_4444(self):
         self.fail_with(2, ["need --variant 4444"], "encode", "--premultiplied", "--rate", "24",
                        self.multiplied, self.path("out.mov"))

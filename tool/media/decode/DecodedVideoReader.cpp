@@ -83,7 +83,9 @@ StreamFormat DecodedVideoReader::DescribeFormat(const AVFrame& first) const {
   format.code = reading_.isDeep ? vix::kFourCC_Y416 : vix::kFourCC_V210;
   format.is444 = reading_.isDeep;
   const PictureRows rows(static_cast<AVPixelFormat>(first.format), GetName());
-  if (reading_.isDeep && rows.HasAlpha()) format.alphaBits = rows.GetAlphaDepth() > 8 ? 16 : 8;
+  if (reading_.isDeep && reading_.keepsAlpha && rows.HasAlpha()) {
+    format.alphaBits = rows.GetAlphaDepth() > 8 ? 16 : 8;
+  }
   format.width = static_cast<std::uint32_t>(first.width);
   format.height = static_cast<std::uint32_t>(first.height);
   format.rate = reading_.convertRate.value_or(Reduce(ToRational(pictures_.GetStream().rate)));

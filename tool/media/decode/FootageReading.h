@@ -36,6 +36,7 @@ struct FootageReading {
   std::optional<FieldOrder> fields;
   Colour colour;                 ///< 2 = as the input states
   bool isDeep = false;           ///< pictures become "Y416" with their alpha, instead of "V210"
+  bool keepsAlpha = true;        ///< false = deep pictures become opaque, with colours as stored
   bool keepsRgb = false;         ///< packed "b64A" stays as it is; for deep pictures
   bool isPremultiplied = false;  ///< colours are stored multiplied by alpha; for deep pictures
 

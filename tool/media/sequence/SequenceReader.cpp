@@ -195,7 +195,9 @@ void SequenceReader::Describe(const ImageHeader& header, const SequenceReading& 
   StreamFormat& format = description_.format;
   format.code = reading.isDeep ? vix::kFourCC_Y416 : vix::kFourCC_V210;
   format.is444 = reading.isDeep;
-  if (reading.isDeep && header.hasAlpha) format.alphaBits = header.bits > 8 ? 16 : 8;
+  if (reading.isDeep && reading.keepsAlpha && header.hasAlpha) {
+    format.alphaBits = header.bits > 8 ? 16 : 8;
+  }
   const PictureSize size = SizeOf(header);
   format.width = size.width;
   format.height = size.height;

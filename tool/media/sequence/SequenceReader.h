@@ -34,6 +34,7 @@ struct SequenceReading {
   std::optional<ColourSpaces> colours;  ///< nullopt = the files' colours
   int matrix = 2;                       ///< of Y'CbCr, a code point; 2 = by height
   bool isDeep = false;                  ///< pictures become "Y416" with alpha, instead of "V210"
+  bool keepsAlpha = true;               ///< false = deep pictures become opaque, colours as stored
   std::optional<bool> isPremultiplied;  ///< nullopt = as the files are
 };
 
