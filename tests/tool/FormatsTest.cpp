@@ -194,11 +194,13 @@ TEST(FindLostProperties, NamesPropertiesThatTheContainerCannotStore) {
                   "colour primaries, transfer and matrix (bt601-625)", "colour range (full)"));
 }
 
-TEST(FindLostProperties, NamesIncompleteColours) {
+TEST(FindLostProperties, CountsIncompleteColoursAsColours) {
   StreamFormat format = MakeFormat(720, 576, FieldOrder::Progressive);
   format.colour = {12, 2, 2};
-  EXPECT_THAT(FindLostProperties(FindRawVideoOutput("a.mov"), {format}), SizeIs(1));
-  EXPECT_FALSE(KeptFormat(FindRawVideoOutput("a.mov"), format).colour.IsSpecified());
+  EXPECT_THAT(FindLostProperties(FindRawVideoOutput("a.avi"), {format}), SizeIs(1));
+  EXPECT_FALSE(KeptFormat(FindRawVideoOutput("a.avi"), format).colour.IsSpecified());
+  EXPECT_THAT(FindLostProperties(FindRawVideoOutput("a.mov"), {format}), IsEmpty());
+  EXPECT_EQ(KeptFormat(FindRawVideoOutput("a.mov"), format).colour, format.colour);
   format.code = FindProResVariant("hq")->code;
   EXPECT_THAT(FindLostProperties(FindProResOutput("a.mov"), {format}), IsEmpty());
   EXPECT_TRUE(KeptFormat(FindProResOutput("a.mov"), format).colour.IsSpecified());

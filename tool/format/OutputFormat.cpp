@@ -147,12 +147,6 @@ bool IsMuxer(const OutputFormat& output, std::string_view name) {
   return output.muxer && output.muxer == name;
 }
 
-// The muxer of .mov writes the colours of uncompressed video only if all of them are known.
-bool KeepsColour(const OutputFormat& output, const Colour& colour) {
-  const bool isWhole = colour.primaries != 2 && colour.transfer != 2 && colour.matrix != 2;
-  return output.keepsColour && isWhole;
-}
-
 }  // namespace
 
 const OutputFormat& FindProResOutput(const std::string& path) {
@@ -223,7 +217,7 @@ void CheckStorable(const OutputFormat& output, const StreamFormat& stream) {
 StreamFormat KeptFormat(const OutputFormat& output, StreamFormat stream) {
   if (!output.keepsColourRange) stream.colour.range = ColourRange::Unknown;
   if (!stream.IsRaw()) return stream;  // ProRes frames contain the other properties
-  if (!KeepsColour(output, stream.colour)) stream.colour = {.range = stream.colour.range};
+  if (!output.keepsColour) stream.colour = {.range = stream.colour.range};
   if (!output.keepsFieldOrder) stream.fieldOrder = FieldOrder::Unknown;
   if (output.kind == OutputKind::RawFrames) stream.sampleAspect = {0, 1};
   return stream;
@@ -242,7 +236,7 @@ std::vector<std::string> FindLostProperties(const OutputFormat& output,
   Colour colour = stream.colour;
   const bool isRgb = output.kind == OutputKind::Images || stream.code == vix::kFourCC_b64A;
   if (isRgb) colour.matrix = 2;  // applied to the pictures
-  if (stream.IsRaw() && colour.IsSpecified() && !KeepsColour(output, stream.colour)) {
+  if (stream.IsRaw() && colour.IsSpecified() && !output.keepsColour) {
     lost.push_back("colour primaries, transfer and matrix (" + Describe(colour) + ")");
   }
   if (!output.keepsColourRange && stream.colour.range == ColourRange::Full) {

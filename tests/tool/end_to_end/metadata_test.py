@@ -50,6 +50,26 @@ class Metadata(ToolTest):
                     self.assertEqual((track["color_primaries"], track["color_transfer"],
                                       track["color_space"]), names)
 
+    def test_colour_that_is_known_in_part(self):
+        make_v210(self.clip)
+        names = ("primaries", "transfer", "matrix")
+        for known in (("matrix",), ("primaries", "matrix"), ("transfer",)):
+            with self.subTest(known):
+                options = [word for name in known for word in ("--" + name, "bt709")]
+                self.encode(*options)
+                expected = b"nclc" + struct.pack(">3H", *(1 if name in known else 2
+                                                          for name in names))
+                self.assertEqual(sample_entry_atom(self.encoded, "apcn", "colr"), expected)
+                piped = self.succeed("encode", *options, self.clip, "-", text=False).stdout
+                self.assertIn(b"colr" + expected, piped)
+                self.assertNotIn("cannot keep", self.decode().stderr)
+                self.assertEqual(sample_entry_atom(self.decoded, "v210", "colr"), expected)
+                # A file that is cut has no index but the description in front.
+                cut, recovered = self.path("cut.mov"), self.path("recovered.mov")
+                cut.write_bytes(self.encoded.read_bytes()[:-1000])
+                self.succeed("recover", "-y", cut, recovered)
+                self.assertEqual(sample_entry_atom(recovered, "apcn", "colr"), expected)
+
     def test_unspecified_colour_stays_unspecified(self):
         make_v210(self.clip)
         self.encode()

@@ -173,7 +173,7 @@ std::size_t AddKey(Atom& keys, std::string_view name) {
 }
 
 // The value of a key is an atom whose type is the number of the key, from 1.
-void SetValue(Atom& values, std::size_t key, const std::string& text) {
+void SetKeyValue(Atom& values, std::size_t key, const std::string& text) {
   constexpr std::uint8_t kUtf8 = 1;
   Atom& value = values.Add(__builtin_bswap32(static_cast<std::uint32_t>(key + 1)));
   Atom data{MakeFourCC("data"), {0, 0, 0, kUtf8, 0, 0, 0, 0}};
@@ -194,7 +194,7 @@ bool SetKeyedText(Atom& movie, std::span<const std::string_view> names, const st
   auto key = FindKey(*keys, names);
   if (!key && !adds) return false;
   if (!key) key = AddKey(*keys, names.front());
-  SetValue(*values, *key, text);
+  SetKeyValue(*values, *key, text);
   return true;
 }
 

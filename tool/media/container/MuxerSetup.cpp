@@ -80,6 +80,21 @@ void DescribeCodec(const StreamFormat& stream, const AVFormatContext& context,
   }
 }
 
+// The muxer of .mov drops all colours if one is unspecified. It writes 16 bits of each value, so
+// that a bit above them marks a value as known and is not written.
+void DescribeColour(const Colour& colour, bool isMov, AVCodecParameters& parameters) {
+  constexpr int kUnspecified = 2;
+  constexpr int kAboveWritten = 1 << 16;
+  const bool mustMark = isMov && colour.IsSpecified();
+  const auto set = [mustMark](auto& parameter, int value) {
+    SetValue(parameter, mustMark && value == kUnspecified ? value | kAboveWritten : value);
+  };
+  set(parameters.color_primaries, colour.primaries);
+  set(parameters.color_trc, colour.transfer);
+  set(parameters.color_space, colour.matrix);
+  parameters.color_range = ToAvColorRange(colour.range);
+}
+
 void DescribeVideo(const StreamFormat& stream, const AVFormatContext& context,
                    AVCodecParameters& parameters) {
   parameters.codec_type = AVMEDIA_TYPE_VIDEO;
@@ -88,10 +103,7 @@ void DescribeVideo(const StreamFormat& stream, const AVFormatContext& context,
   parameters.height = static_cast<int>(stream.height);
   parameters.sample_aspect_ratio = ToAvRational(stream.sampleAspect);
   parameters.field_order = ToAvFieldOrder(stream.fieldOrder, IsMuxer(context, "mov"));
-  parameters.color_primaries = static_cast<AVColorPrimaries>(stream.colour.primaries);
-  parameters.color_trc = static_cast<AVColorTransferCharacteristic>(stream.colour.transfer);
-  parameters.color_space = static_cast<AVColorSpace>(stream.colour.matrix);
-  parameters.color_range = ToAvColorRange(stream.colour.range);
+  DescribeColour(stream.colour, IsMuxer(context, "mov"), parameters);
 }
 
 void Set(AVDictionary*& dictionary, const std::string& key, const std::string& value) {
