@@ -157,26 +157,39 @@ std::unique_ptr<FrameReader> Open(const EncodeOptions& options) {
   return options.variant->is4444 ? Widen(std::move(reader)) : std::move(reader);
 }
 
-// Chooses the matrix that the encoder converts RGB with. A reader that converts RGB has chosen it.
-void ChooseMatrix(StreamFormat& source, const FrameReader& reader) {
-  int& matrix = source.colour.matrix;
-  if (reader.GetDescription().isRgb) {
-    matrix = reader.GetFormat().colour.matrix;
-  } else if (source.code == vix::kFourCC_b64A) {
-    matrix = RgbMatrixFor(matrix, source.height).coded;
-  }
+// Returns the matrix that the encoder converts RGB with. A reader that converts RGB has chosen it.
+int ChooseMatrix(const StreamFormat& source, const FrameReader& reader) {
+  return reader.GetDescription().isRgb ? reader.GetFormat().colour.matrix
+                                       : RgbMatrixFor(source.colour.matrix, source.height).coded;
 }
 
-// States the matrix of RGB pictures.
-void NoteMatrix(const EncodeOptions& options, const StreamFormat& source, const FrameReader& reader,
-                std::vector<std::string>& notes) {
-  const bool isRgb = reader.GetDescription().isRgb || source.code == vix::kFourCC_b64A;
-  if (!isRgb) return;
-  const bool isChosen = ChosenMatrix(options.overrides) != kUnspecified ||
-                        options.colours.IsGiven() || options.footage.convertColour;
-  notes.push_back(reader.GetName() + ": RGB pictures are converted with the matrix " +
-                  DescribeColourCode(ColourProperty::Matrix, source.colour.matrix) +
-                  (isChosen ? "" : "; --matrix chooses another one"));
+bool IsRgb(const StreamFormat& source, const FrameReader& reader) {
+  return reader.GetDescription().isRgb || source.code == vix::kFourCC_b64A;
+}
+
+// Refuses a matrix that RGB pictures cannot be converted with.
+void CheckMatrix(const EncodeOptions& options, const FrameReader& reader) {
+  const int matrix = options.overrides.matrix.value_or(kUnspecified);
+  if (matrix == kUnspecified || vix::FindRgbMatrix(matrix)) return;
+  std::vector<std::string> names;
+  for (const std::string& name : ColourCodeNames(ColourProperty::Matrix)) {
+    if (vix::FindRgbMatrix(FindColourCode(ColourProperty::Matrix, name))) names.push_back(name);
+  }
+  throw UsageError(reader.GetName() + ": RGB pictures cannot be converted with the matrix " +
+                   DescribeColourCode(ColourProperty::Matrix, matrix) + "; choose one of " +
+                   JoinWords(names));
+}
+
+// Names the matrix that RGB pictures are converted with.
+std::string NoteMatrix(const EncodeOptions& options, int matrix, const FrameReader& reader) {
+  const std::string note = reader.GetName() + ": RGB pictures are converted with the matrix " +
+                           DescribeColourCode(ColourProperty::Matrix, matrix);
+  const int chosen = ChosenMatrix(options.overrides);
+  if (options.footage.convertColour || chosen == matrix) return note;
+  if (chosen == kUnspecified) {
+    return note + (options.colours.IsGiven() ? "" : "; --matrix chooses another one");
+  }
+  return note + " in place of " + DescribeColourCode(ColourProperty::Matrix, chosen);
 }
 
 // Returns the timecode of the first frame of an image sequence from its number or its file.
@@ -209,8 +222,12 @@ TranscodePlan PlanEncoding(const EncodeOptions& options) {
     source.fieldOrder = FieldOrder::Progressive;
   CheckEncodable(source, reader->GetName());
   std::vector<std::string> notes;
-  ChooseMatrix(source, *reader);
-  NoteMatrix(options, source, *reader, notes);
+  if (IsRgb(source, *reader)) {
+    // With --convert-color, the option describes the source.
+    if (!options.footage.convertColour) CheckMatrix(options, *reader);
+    source.colour.matrix = ChooseMatrix(source, *reader);
+    notes.push_back(NoteMatrix(options, source.colour.matrix, *reader));
+  }
   MovieContent content{EncodedFormat(source, options)};
   content.timecode = ChooseTimecode(options, *reader, source.rate, notes);
   content.metadata = reader->GetDescription().metadata;

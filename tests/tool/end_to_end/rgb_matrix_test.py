@@ -100,22 +100,36 @@ class StatedMatrix(ToolTest):
 
     def test_is_the_one_that_the_pictures_were_converted_with(self):
         for source in (self.packed, self.footage, self.images):
-            for matrix, stated, name in (("bt2020", "bt2020nc", "9 (bt2020)"),
-                                         ("bt2020-cl", "bt2020nc", "9 (bt2020)"),
-                                         ("smpte240m", "bt709", "1 (bt709)"),
-                                         ("rgb", "smpte170m", "6 (bt601)")):
+            for matrix, stated, name in (("bt709", "bt709", "1 (bt709)\n"),
+                                         ("bt2020", "bt2020nc", "9 (bt2020)\n"),
+                                         ("bt2020-cl", "bt2020nc",
+                                          "9 (bt2020) in place of 10 (bt2020-cl)\n")):
                 with self.subTest(source=source.__name__, matrix=matrix):
                     options, path = source()
                     result = self.succeed("encode", "-y", "--json", "--verify", "--variant",
                                           "4444xq", *options, "--matrix", matrix, path,
                                           self.encoded)
                     self.assertEqual(probe(self.encoded)["color_space"], stated)
-                    if matrix != "bt2020":
-                        self.assertIn("RGB pictures are converted with the matrix " + name,
-                                      result.stderr)
+                    self.assertIn(f"{path}: RGB pictures are converted with the matrix {name}",
+                                  result.stderr)
                     quality = json.loads(result.stdout)["verification"]["psnr"]
                     for key in ("y", "cb", "cr"):
                         self.assertTrue(quality[key] is None or quality[key] > 60, quality)
+
+    def test_is_refused_where_it_has_no_weights(self):
+        for source in (self.packed, self.footage, self.images):
+            for matrix in ("rgb", "ycgco", "smpte240m", "fcc"):
+                with self.subTest(source=source.__name__, matrix=matrix):
+                    options, path = source()
+                    self.fail_with(2, [str(path), f"({matrix})", "choose one of bt709", "bt2020-cl"],
+                                   "encode", "--variant", "4444xq", *options, "--matrix", matrix,
+                                   path, self.encoded)
+
+    def test_describes_the_source_of_a_conversion_of_colours(self):
+        _, path = self.footage()
+        self.succeed("encode", "--color", "bt709", "--matrix", "rgb", "--convert-color", "bt2020",
+                     path, self.encoded)
+        self.assertEqual(probe(self.encoded)["color_space"], "bt2020nc")
 
     def test_brings_constant_luminance_back(self):
         options, path = self.packed()
