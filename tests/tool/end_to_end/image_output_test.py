@@ -106,6 +106,14 @@ class ImageOutput(ToolTest):
     def test_linear_files_need_a_colour_space(self):
         self.fail_with(2, ["--output-color ACEScg"], "decode", self.encoded, self.out / "a%d.exr")
 
+    def test_converted_colours_are_not_lost(self):
+        video = self.path("labelled.mov")
+        self.succeed("copy", "--color", "bt709", self.encoded, video)
+        for name, spaces, isLost in (("a%d.png", (), True),
+                                     ("a%d.exr", ("--output-color", "ACEScg"), False)):
+            notes = self.succeed("decode", *spaces, video, self.out / name).stderr
+            self.assertEqual("cannot keep the colour" in notes, isLost, notes)
+
     def test_options_of_images_are_refused_for_others(self):
         for option in ("--start-number", "--output-color"):
             self.fail_with(2, ["are for images"], "decode", option, "1", self.encoded,
