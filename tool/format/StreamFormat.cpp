@@ -114,6 +114,10 @@ std::string Describe(Rational value) {
   return value.denominator == 1 ? numerator : numerator + "/" + std::to_string(value.denominator);
 }
 
+std::string AlphaName(int bits) {
+  return bits > 0 ? std::to_string(bits) + " bits" : "none";
+}
+
 namespace {
 
 struct Name {

@@ -124,6 +124,8 @@ std::string Describe(FieldOrder order);
 std::string DescribeSize(std::uint32_t width, std::uint32_t height);
 /// Returns "25" or "30000/1001".
 std::string Describe(Rational value);
+/// Returns text like "16 bits"; "none" for 0.
+std::string AlphaName(int bits);
 
 enum class ColourProperty { Primaries, Transfer, Matrix };
 

@@ -18,6 +18,8 @@ Rational ToRational(prores::Ratio ratio) {
   return {ratio.numerator, ratio.denominator};
 }
 
+}  // namespace
+
 int AlphaBitsOf(prores::AlphaType type) {
   switch (type) {
     case prores::AlphaType::k8Bit:
@@ -28,8 +30,6 @@ int AlphaBitsOf(prores::AlphaType type) {
       return 0;
   }
 }
-
-}  // namespace
 
 std::optional<ParsedHeader> ParseHeader(std::span<const std::uint8_t> frame) {
   ParsedHeader header;

@@ -43,6 +43,9 @@ struct NumberedFrame {
   std::optional<ParsedHeader> header = std::nullopt;
 };
 
+/// Returns the bits of an alpha channel; 0 = none.
+int AlphaBitsOf(prores::AlphaType type);
+
 /// Parses prefix and header of a frame; nullopt if they are invalid.
 std::optional<ParsedHeader> ParseHeader(std::span<const std::uint8_t> frame);
 

@@ -3,6 +3,7 @@
 
 #include <algorithm>
 #include <array>
+#include <numeric>
 #include <utility>
 
 #include "ProRes/ProRes.h"
@@ -26,12 +27,10 @@ void AddSlice(const SliceStructure& slice, FrameStatistics& frame) {
   ++frame.slices;
   if (!slice.intact) return;
   frame.quantisers.Add(slice.header.quantizationIndex);
-  std::size_t known = slice.header.headerBytes;
   for (std::size_t i = 0; i < frame.componentBytes.size(); ++i) {
     frame.componentBytes[i] += slice.header.componentBytes[i];
-    known += slice.header.componentBytes[i];
   }
-  frame.alphaBytes += slice.bytes.size() - known;
+  frame.alphaBytes += CountAlphaBytes(slice.header, slice.bytes.size());
 }
 
 // Returns the bytes that alpha takes. Only slices with alpha state the size of Cr.
@@ -48,6 +47,11 @@ std::uint32_t ToCodecType(vix::FourCC code) {
 }
 
 }  // namespace
+
+std::size_t CountAlphaBytes(const prores::SliceHeader& header, std::size_t bytes) {
+  const auto& colours = header.componentBytes;
+  return bytes - std::accumulate(colours.begin(), colours.end(), std::size_t{header.headerBytes});
+}
 
 std::vector<SliceStatistics> ListSlices(const FrameStructure& structure) {
   std::vector<SliceStatistics> list;

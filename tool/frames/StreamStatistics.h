@@ -66,6 +66,10 @@ struct SliceStatistics {
   prores::SliceHeader header{};  ///< valid if intact
 };
 
+/// Returns the bytes after Cr in an intact slice, which are those of alpha.
+/// @param bytes size of the whole slice
+std::size_t CountAlphaBytes(const prores::SliceHeader& header, std::size_t bytes);
+
 /// Distribution of the bytes of one frame.
 struct FrameStatistics {
   std::int64_t number = 0;             ///< in the stream, from 0

@@ -3,6 +3,7 @@
 #include <cctype>
 
 #include "base/Text.h"
+#include "frames/FrameHeaders.h"
 #include "report/InspectionReport.h"
 
 extern "C" {
@@ -62,7 +63,7 @@ JsonValue FormatJson(const StreamStatistics& stream) {
   if (stream.header) {
     json["chromaFormat"] = ChromaFormatName(*stream.header);
     json["bits"] = CodedBits(*stream.header);
-    json["alpha"] = AlphaName(*stream.header);
+    json["alpha"] = AlphaName(AlphaBitsOf(stream.header->alphaType));
     json["encoderIdentifier"] = EncoderIdentifier(*stream.header);
     json["bitstreamVersion"] = stream.header->version;
   }
@@ -131,12 +132,14 @@ JsonValue SliceJson(const SliceStatistics& slice) {
                     {"quantiser", nullptr},
                     {"y", nullptr},
                     {"cb", nullptr},
-                    {"cr", nullptr}};
+                    {"cr", nullptr},
+                    {"alpha", nullptr}};
   if (!slice.intact) return json;
   json["quantiser"] = slice.header.quantizationIndex;
   json["y"] = slice.header.componentBytes[0];
   json["cb"] = slice.header.componentBytes[1];
   json["cr"] = slice.header.componentBytes[2];
+  json["alpha"] = CountAlphaBytes(slice.header, slice.bytes);
   return json;
 }
 
@@ -164,10 +167,6 @@ const char* ChromaFormatName(const prores::FrameHeader& header) {
 
 int CodedBits(const prores::FrameHeader& header) {
   return header.chromaFormat == prores::ChromaFormat::k444 ? 12 : 10;
-}
-
-const char* AlphaName(const prores::FrameHeader& header) {
-  return WordOf(header.alphaType, {"none", "8 bits", "16 bits"});
 }
 
 std::string EncoderIdentifier(const prores::FrameHeader& header) {

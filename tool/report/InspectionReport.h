@@ -28,7 +28,7 @@ void WriteInspectionText(const StreamStatistics& stream, const TextSink& write);
 /// timecode, fault; for frames that could be read also offset, bytes, bits, shareOfTarget (without
 /// alpha), slices, quantiser (min, mean, max), componentBytes (y, cb, cr, alpha) and, with
 /// --slices, "sliceList" (picture, row, index, firstMacroblock, macroblocks, offset, bytes,
-/// quantiser, y, cb, cr; the last four are null for a damaged slice).
+/// quantiser, y, cb, cr, alpha; the last five are null for a damaged slice).
 void WriteInspectionJson(const StreamStatistics& stream, const TextSink& write);
 
 /// Returns all members of the JSON report but "frames".
@@ -42,8 +42,6 @@ std::string FourCharacters(vix::FourCC code);
 const char* ChromaFormatName(const prores::FrameHeader& header);
 /// Returns the bits of the samples that encoders of that chroma format take: 10 or 12.
 int CodedBits(const prores::FrameHeader& header);
-/// Returns "none", "8 bits" or "16 bits".
-const char* AlphaName(const prores::FrameHeader& header);
 /// Returns text like "vix1", with '?' for unprintable characters.
 std::string EncoderIdentifier(const prores::FrameHeader& header);
 

@@ -4,6 +4,7 @@
 #include <vector>
 
 #include "base/Text.h"
+#include "frames/FrameHeaders.h"
 #include "media/sequence/SequenceName.h"
 #include "report/InspectionReport.h"
 
@@ -20,11 +21,11 @@ std::string StreamText(const StreamStatistics& stream) {
   text += ", " + DescribeSize(format.width, format.height) + ", " + Describe(format.fieldOrder) +
           ", " + RateText(format.rate);
   if (!stream.header) return text;
-  const std::string alpha = AlphaName(*stream.header);
+  const int alphaBits = AlphaBitsOf(stream.header->alphaType);
   const int bits = CodedBits(*stream.header);
   return text + ", " + ChromaFormatName(*stream.header) +
          (bits > 10 ? " in " + std::to_string(bits) + " bits" : "") + ", " +
-         (alpha == "none" ? "no alpha" : "alpha of " + alpha);
+         (alphaBits > 0 ? "alpha of " + AlphaName(alphaBits) : "no alpha");
 }
 
 std::string PropertiesText(const StreamStatistics& stream) {
@@ -170,7 +171,7 @@ struct ListedSlice {
   const SliceStatistics* slice;
 };
 
-std::vector<std::string> SliceCells(const ListedSlice& listed) {
+std::vector<std::string> SliceCells(const ListedSlice& listed, bool hasAlpha) {
   const SliceStatistics& slice = *listed.slice;
   const std::uint32_t last = slice.span.firstMacroblock + slice.span.macroblocks - 1;
   std::vector<std::string> cells{
@@ -184,6 +185,7 @@ std::vector<std::string> SliceCells(const ListedSlice& listed) {
   if (slice.intact) {
     cells.push_back(std::to_string(slice.header.quantizationIndex));
     for (const auto bytes : slice.header.componentBytes) cells.push_back(std::to_string(bytes));
+    if (hasAlpha) cells.push_back(std::to_string(CountAlphaBytes(slice.header, slice.bytes)));
   } else {
     cells.emplace_back("damaged");
   }
@@ -196,12 +198,15 @@ void WriteSlices(const StreamStatistics& stream, const TextSink& write) {
     for (const SliceStatistics& slice : frame.sliceList) slices.push_back({frame.number, &slice});
   }
   if (slices.empty()) return;
-  static const std::vector<std::string> kHeadings{"frame",       "picture", "row",   "slice",
-                                                  "macroblocks", "offset",  "bytes", "quantiser",
-                                                  "Y",           "Cb",      "Cr"};
+  const bool hasAlpha = stream.MeanAlphaBytes().has_value();
+  std::vector<std::string> headings{"frame", "picture",   "row", "slice", "macroblocks", "offset",
+                                    "bytes", "quantiser", "Y",   "Cb",    "Cr"};
+  if (hasAlpha) headings.emplace_back("alpha");
   write("\nSlices:\n");
-  WriteTable(write, "rrrrrrrrrrr", 2, slices.size() + 1,
-             [&](std::size_t i) { return i == 0 ? kHeadings : SliceCells(slices[i - 1]); });
+  const std::string alignments(headings.size(), 'r');
+  WriteTable(write, alignments, 2, slices.size() + 1, [&](std::size_t i) {
+    return i == 0 ? headings : SliceCells(slices[i - 1], hasAlpha);
+  });
 }
 
 }  // namespace

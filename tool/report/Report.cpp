@@ -142,7 +142,9 @@ void AddLabels(const RunReport& report, nlohmann::ordered_json& json) {
     return;
   }
   json["fieldOrder"] = ToWord(report.result.fieldOrder);
-  json["sampleAspect"] = Describe(report.result.sampleAspect);
+  const Rational aspect = report.result.sampleAspect;
+  json["sampleAspect"] =
+      aspect.numerator > 0 ? nlohmann::ordered_json(Describe(aspect)) : nlohmann::ordered_json();
   json["colour"] = {{"primaries", report.result.colour.primaries},
                     {"transfer", report.result.colour.transfer},
                     {"matrix", report.result.colour.matrix}};
@@ -170,6 +172,7 @@ nlohmann::ordered_json ToJson(const RunReport& report) {
     json["width"] = report.result.width;
     json["height"] = report.result.height;
     json["rate"] = Describe(report.result.rate);
+    if (!report.result.IsRaw()) json["alpha"] = AlphaName(report.result.alphaBits);
     AddLabels(report, json);
     json["soundTracks"] = report.soundTracks;
     if (!report.timecode.empty()) json["timecode"] = report.timecode;

@@ -241,6 +241,19 @@ CopyPlan MakePlan(const CopyOptions& options, RunObserver& observer) {
   return plan;
 }
 
+// Every frame states the depth of its alpha, so that parts may differ.
+void ReportAlphaDepths(const CopyPlan& plan, RunObserver& observer) {
+  const FrameReader& first = *plan.parts.front().reader;
+  const int wanted = first.GetFormat().alphaBits;
+  for (const CopyPart& part : plan.parts) {
+    const int bits = part.reader->GetFormat().alphaBits;
+    if (bits == wanted) continue;
+    observer.ReportNote(part.reader->GetName() + ": alpha has " + AlphaName(bits) + ", but " +
+                        AlphaName(wanted) + " in " + first.GetName() +
+                        "; the output keeps both depths");
+  }
+}
+
 void ReportNotes(const CopyOptions& options, const CopyPlan& plan, RunObserver& observer) {
   for (std::size_t i = 0; i < plan.parts.size(); ++i) {
     FrameReader& reader = *plan.parts[i].reader;
@@ -249,6 +262,7 @@ void ReportNotes(const CopyOptions& options, const CopyPlan& plan, RunObserver& 
       observer.ReportNote(reader.GetName() + ": " + DescribeIndexFault(fault));
     }
   }
+  ReportAlphaDepths(plan, observer);
   for (const std::string& property : FindLostProperties(plan.output, plan.content)) {
     observer.ReportNote(NameOfOutput(options.output) + ": the output cannot keep the " + property);
   }

@@ -197,7 +197,7 @@ std::string DescribeDisplay(const StreamFormat& format) {
 
 std::string DescribeAlpha(const StreamFormat& format) {
   if (format.IsRaw()) return {};  // room for it, whether it counts or not
-  return format.HasAlpha() ? "alpha of " + std::to_string(format.alphaBits) + " bits" : "no alpha";
+  return format.HasAlpha() ? "alpha of " + AlphaName(format.alphaBits) : "no alpha";
 }
 
 Labels DescribeLabels(const StreamFormat& format, const std::optional<Timecode>& timecode,

@@ -301,6 +301,17 @@ class Copy(ToolTest):
                                    planes(self.source, "yuva444p10le"))
         self.assertEqual(probe(self.out)["codec_tag_string"], "ap4h")
 
+    def test_names_parts_whose_alpha_has_another_depth(self):
+        parts = [self.path(f"{bits}.mov") for bits in (16, 8, 16)]
+        raw = self.path("raw.y416")
+        raw.write_bytes(bytes(8 * 64 * 48))
+        for bits, part in zip((16, 8), parts):
+            self.succeed("encode", "--variant", "4444", "--fourcc", "Y416", "--size", "64x48",
+                         "--rate", "25", "--alpha", bits, raw, part)
+        notes = self.copy(*parts, self.out).stderr
+        self.assertIn(f"{parts[1]}: alpha has 8 bits, but 16 bits in {parts[0]}", notes)
+        self.assertEqual(notes.count("alpha has"), 1)
+
     def test_rewraps_between_all_containers(self):
         make_movie(self.source, rate="25", timecode="01:00:00:00")
         for first in ("mkv", "mxf"):

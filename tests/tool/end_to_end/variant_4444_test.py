@@ -1,6 +1,7 @@
 # SPDX-License-Identifier: BSD-2-Clause
 """Encodes and decodes ProRes 4444: packed pictures with alpha, Y4M of 4:4:4, containers."""
 import array
+import json
 import os
 import pathlib
 import random
@@ -67,6 +68,30 @@ class Test4444(ToolTest):
     def decode(self, *options, source=None, output=None):
         self.succeed("decode", "-y", *options, source or self.encoded, output or self.decoded)
         return (output or self.decoded).read_bytes()
+
+
+class Reports(Test4444):
+    def test_state_the_alpha_of_the_output(self):
+        for bits, alpha in (("16", "16 bits"), ("8", "8 bits"), ("none", "none")):
+            report = json.loads(self.encode(noise_pictures(), "--json", "--alpha", bits).stdout)
+            inspected = json.loads(self.succeed("inspect", "--json", self.encoded).stdout)
+            self.assertEqual((report["alpha"], inspected["format"]["alpha"]), (alpha, alpha))
+            self.assertEqual((report["sampleAspect"], inspected["format"]["sampleAspect"]),
+                             (None, None))
+
+    def test_list_the_alpha_of_slices(self):
+        for bits in ("8", "none"):
+            self.encode(noise_pictures(), "--alpha", bits)
+            command = ("inspect", "--slices", "--frames", "1-1")
+            frame = json.loads(self.succeed(*command, "--json", self.encoded).stdout)["frames"][0]
+            found = [entry["alpha"] for entry in frame["sliceList"]]
+            self.assertEqual(sum(found), frame["componentBytes"]["alpha"])
+            self.assertEqual(min(found) > 0, bits != "none")
+            text = self.succeed(*command, self.encoded).stdout
+            heading, *rows = text.split("Slices:\n")[1].splitlines()
+            self.assertEqual(heading.split()[-1], "Cr" if bits == "none" else "alpha")
+            if bits != "none":
+                self.assertEqual([int(row.split()[-1]) for row in rows], found)
 
 
 class PackedPictures(Test4444):
