@@ -87,6 +87,20 @@ TEST(HeaderComparison, AcceptsBothWidthConventionsOfStandardDefinition) {
   EXPECT_EQ(StatesOf(container, header).at("sampleAspect"), State::Mismatch);
 }
 
+TEST(HeaderComparison, TakesBothCodesOfBt601ForOneMatrix) {
+  prores::FrameHeader header = HeaderOf(720, 576);
+  StreamFormat container = Container();
+  const auto compare = [&](int inContainer, std::uint8_t inHeader) {
+    container.colour.matrix = inContainer;
+    header.matrixCoefficients = inHeader;
+    return StatesOf(container, header).at("matrix");
+  };
+  EXPECT_EQ(compare(5, 6), State::Same);
+  EXPECT_EQ(compare(6, 5), State::Same);
+  EXPECT_EQ(compare(5, 1), State::Mismatch);
+  EXPECT_EQ(compare(5, 2), State::Unspecified);
+}
+
 TEST(HeaderComparison, AcceptsWholeMacroblocksOnlyInContainersThatStoreThem) {
   prores::FrameHeader header = HeaderOf(1920, 1080);
   StreamFormat container = Container();

@@ -189,9 +189,7 @@ constexpr HeaderProperty kOfHeader[] = {
        return std::string(header.chromaFormat == prores::ChromaFormat::k444 ? "4:4:4" : "4:2:2");
      }},
     {"alpha",
-     [](const prores::FrameHeader& header) {
-       return std::string(header.alphaType == prores::AlphaType::kNone ? "none" : "coded");
-     }},
+     [](const prores::FrameHeader& header) { return AlphaName(AlphaBitsOf(header.alphaType)); }},
     {"encoder identifier",
      [](const prores::FrameHeader& header) {
        return std::string(header.encoderIdentifier.begin(), header.encoderIdentifier.end());
@@ -234,6 +232,11 @@ bool IsSameAspect(Rational container, Rational header) {
   return std::abs(toNumber(container) / toNumber(header) - 1) < kTolerance;
 }
 
+// An .mxf has one label for the matrix of BT.601, which has a code for each number of lines.
+bool IsMatrixOfBt601(const StreamFormat& format) {
+  return format.colour.matrix == 5 || format.colour.matrix == 6;
+}
+
 std::string DescribeRate(Rational value) {
   return value.numerator == 0 ? kUnspecified : Describe(value);
 }
@@ -249,6 +252,8 @@ std::vector<ComparedProperty> CompareWithContainer(const StreamFormat& container
   }
   ComparedProperty& size = compared.front();
   if (container.isPadded && IsPaddedSize(container, header)) size.state = State::Same;
+  ComparedProperty& matrix = compared.back();
+  if (IsMatrixOfBt601(container) && IsMatrixOfBt601(header)) matrix.state = State::Same;
   compared.push_back(Compare("sampleAspect", "sample aspect",
                              DescribeAspect(container.sampleAspect),
                              DescribeAspect(header.sampleAspect)));

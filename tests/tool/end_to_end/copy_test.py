@@ -311,6 +311,8 @@ class Copy(ToolTest):
         notes = self.copy(*parts, self.out).stderr
         self.assertIn(f"{parts[1]}: alpha has 8 bits, but 16 bits in {parts[0]}", notes)
         self.assertEqual(notes.count("alpha has"), 1)
+        self.assertIn("frame 1: alpha changes from 16 bits to 8 bits",
+                      self.succeed("inspect", self.out).stdout)
 
     def test_rewraps_between_all_containers(self):
         make_movie(self.source, rate="25", timecode="01:00:00:00")
