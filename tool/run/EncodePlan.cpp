@@ -182,8 +182,8 @@ void CheckMatrix(const EncodeOptions& options, const FrameReader& reader) {
 
 // Names the matrix that RGB pictures are converted with.
 std::string NoteMatrix(const EncodeOptions& options, int matrix, const FrameReader& reader) {
-  const std::string note = reader.GetName() + ": RGB pictures are converted with the matrix " +
-                           DescribeColourCode(ColourProperty::Matrix, matrix);
+  std::string note = reader.GetName() + ": RGB pictures are converted with the matrix " +
+                     DescribeColourCode(ColourProperty::Matrix, matrix);
   const int chosen = ChosenMatrix(options.overrides);
   if (options.footage.convertColour || chosen == matrix) return note;
   if (chosen == kUnspecified) {
