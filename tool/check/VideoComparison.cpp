@@ -145,7 +145,8 @@ ComparedReaders OpenBoth(const ComparedInputs& inputs) {
     one.Open(reading);
     reading.isDeep = IsFiner(*one.reader, one.path);
     // A video states its matrix, which images are then converted with.
-    if (reading.matrix == 2) reading.matrix = one.reader->GetFormat().colour.matrix;
+    if (reading.matrix == kUnspecifiedColour)
+      reading.matrix = one.reader->GetFormat().colour.matrix;
     other.Open(reading);
     const bool isReopened = !reading.isDeep && IsFiner(*other.reader, other.path);
     if (isReopened) reading.isDeep = true;

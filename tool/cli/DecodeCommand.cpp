@@ -33,7 +33,9 @@ StreamFormat DecodedFormat(StreamFormat source, const DecodeOptions& options) {
   source.is444 = IsOf4444(source.code);
   if (!source.is444) source.alphaBits = 0;
   // The images have colours of a space that is named elsewhere, and need no labels.
-  if (options.colours.IsGiven()) source.colour.primaries = source.colour.transfer = 2;
+  if (options.colours.IsGiven()) {
+    source.colour.primaries = source.colour.transfer = kUnspecifiedColour;
+  }
   if (options.skipField && source.IsInterlaced() && source.height > 1) {
     source.height /= 2;
     source.sampleAspect = HalveAspect(source.sampleAspect);

@@ -235,7 +235,7 @@ std::vector<std::string> FindLostProperties(const OutputFormat& output,
   }
   Colour colour = stream.colour;
   const bool isRgb = output.kind == OutputKind::Images || stream.code == vix::kFourCC_b64A;
-  if (isRgb) colour.matrix = 2;  // applied to the pictures
+  if (isRgb) colour.matrix = kUnspecifiedColour;  // applied to the pictures
   if (stream.IsRaw() && colour.IsSpecified() && !output.keepsColour) {
     lost.push_back("colour primaries, transfer and matrix (" + Describe(colour) + ")");
   }

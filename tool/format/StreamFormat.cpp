@@ -207,8 +207,7 @@ int UsualMatrix(std::uint32_t height) {
 
 const vix::RgbMatrix& RgbMatrixFor(int stated, std::uint32_t height) {
   constexpr int kRgb = 0;
-  constexpr int kUnspecified = 2;
-  const bool isStated = stated != kRgb && stated != kUnspecified;
+  const bool isStated = stated != kRgb && stated != kUnspecifiedColour;
   return vix::ChooseRgbMatrix(isStated ? stated : UsualMatrix(height));
 }
 

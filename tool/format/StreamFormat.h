@@ -31,14 +31,20 @@ enum class FieldOrder { Unknown, Progressive, TopFirst, BottomFirst };
 /// Code values of luma: 16 to 235 of 8 bits (limited) or 0 to 255 (full).
 enum class ColourRange { Unknown, Limited, Full };
 
-/// Code points of ISO/IEC 23091-2; 2 = unspecified.
+/// Code point of primaries, transfer or matrix that are unspecified.
+inline constexpr int kUnspecifiedColour = 2;
+
+/// Code points of ISO/IEC 23091-2.
 struct Colour {
-  int primaries = 2;
-  int transfer = 2;
-  int matrix = 2;
+  int primaries = kUnspecifiedColour;
+  int transfer = kUnspecifiedColour;
+  int matrix = kUnspecifiedColour;
   ColourRange range = ColourRange::Unknown;
 
-  bool IsSpecified() const { return primaries != 2 || transfer != 2 || matrix != 2; }
+  bool IsSpecified() const {
+    return primaries != kUnspecifiedColour || transfer != kUnspecifiedColour ||
+           matrix != kUnspecifiedColour;
+  }
   friend bool operator==(const Colour&, const Colour&) = default;
 };
 

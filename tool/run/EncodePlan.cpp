@@ -15,11 +15,10 @@
 namespace vixprores {
 namespace {
 
-constexpr int kUnspecified = 2;  // code point of colours
-
 // Returns the matrix that the user chose, a code point.
 int ChosenMatrix(const StreamOverrides& overrides) {
-  return overrides.matrix.value_or(overrides.colour ? overrides.colour->matrix : kUnspecified);
+  return overrides.matrix.value_or(overrides.colour ? overrides.colour->matrix
+                                                    : kUnspecifiedColour);
 }
 
 StreamFormat Override(StreamFormat source, const StreamOverrides& overrides) {
@@ -169,8 +168,8 @@ bool IsRgb(const StreamFormat& source, const FrameReader& reader) {
 
 // Refuses a matrix that RGB pictures cannot be converted with.
 void CheckMatrix(const EncodeOptions& options, const FrameReader& reader) {
-  const int matrix = options.overrides.matrix.value_or(kUnspecified);
-  if (matrix == kUnspecified || vix::FindRgbMatrix(matrix)) return;
+  const int matrix = options.overrides.matrix.value_or(kUnspecifiedColour);
+  if (matrix == kUnspecifiedColour || vix::FindRgbMatrix(matrix)) return;
   std::vector<std::string> names;
   for (const std::string& name : ColourCodeNames(ColourProperty::Matrix)) {
     if (vix::FindRgbMatrix(FindColourCode(ColourProperty::Matrix, name))) names.push_back(name);
@@ -186,7 +185,7 @@ std::string NoteMatrix(const EncodeOptions& options, int matrix, const FrameRead
                      DescribeColourCode(ColourProperty::Matrix, matrix);
   const int chosen = ChosenMatrix(options.overrides);
   if (options.footage.convertColour || chosen == matrix) return note;
-  if (chosen == kUnspecified) {
+  if (chosen == kUnspecifiedColour) {
     return note + (options.colours.IsGiven() ? "" : "; --matrix chooses another one");
   }
   return note + " in place of " + DescribeColourCode(ColourProperty::Matrix, chosen);

@@ -83,11 +83,10 @@ void DescribeCodec(const StreamFormat& stream, const AVFormatContext& context,
 // The muxer of .mov drops all colours if one is unspecified. It writes 16 bits of each value, so
 // that a bit above them marks a value as known and is not written.
 void DescribeColour(const Colour& colour, bool isMov, AVCodecParameters& parameters) {
-  constexpr int kUnspecified = 2;
   constexpr int kAboveWritten = 1 << 16;
   const bool mustMark = isMov && colour.IsSpecified();
   const auto set = [mustMark](auto& parameter, int value) {
-    SetValue(parameter, mustMark && value == kUnspecified ? value | kAboveWritten : value);
+    SetValue(parameter, mustMark && value == kUnspecifiedColour ? value | kAboveWritten : value);
   };
   set(parameters.color_primaries, colour.primaries);
   set(parameters.color_trc, colour.transfer);

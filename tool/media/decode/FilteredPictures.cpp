@@ -19,9 +19,8 @@ namespace {
 
 // The picture's own labels are newer than the container's, unless it has none.
 int Choose(int given, int ofPicture, int ofContainer) {
-  constexpr int kUnspecified = 2;
-  if (given != kUnspecified) return given;
-  return ofPicture != kUnspecified ? ofPicture : ofContainer;
+  if (given != kUnspecifiedColour) return given;
+  return ofPicture != kUnspecifiedColour ? ofPicture : ofContainer;
 }
 
 }  // namespace

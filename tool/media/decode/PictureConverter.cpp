@@ -146,9 +146,8 @@ bool PictureConverter::Conversion::MixesTransparent(const AVFrame& picture) cons
 
 // What the picture does not state is that of its size.
 Colour PictureConverter::Conversion::SourceColour() const {
-  constexpr int kUnspecified = 2;
   const int usual = UsualMatrix(static_cast<std::uint32_t>(kind_.height));
-  const auto stated = [&](int code) { return code == kUnspecified ? usual : code; };
+  const auto stated = [&](int code) { return code == kUnspecifiedColour ? usual : code; };
   Colour colour{stated(kind_.primaries), stated(kind_.transfer), stated(kind_.matrix),
                 kind_.isFull && !rows_.IsRgb() ? ColourRange::Full : ColourRange::Limited};
   if (rows_.IsRgb()) colour.matrix = rgbMatrix_;

@@ -210,7 +210,7 @@ void SequenceReader::Describe(const ImageHeader& header, const SequenceReading& 
   format.sampleAspect = FindAspect(header.pixelAspect);
   if (reading.scale) Scale(*reading.scale, format);
   format.fieldOrder = FieldOrder::Progressive;
-  const int stated = reading.matrix != 2 ? reading.matrix : format.colour.matrix;
+  const int stated = reading.matrix != kUnspecifiedColour ? reading.matrix : format.colour.matrix;
   format.colour.matrix = RgbMatrixFor(stated, format.height).coded;
   format.colour.range = ColourRange::Limited;
   description_.stored = DescribeStored(header);

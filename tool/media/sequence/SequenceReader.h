@@ -32,7 +32,7 @@ struct SequenceReading {
   std::optional<PictureScale> scale = {};
   MissingFiles missing = MissingFiles::Fail;
   std::optional<ColourSpaces> colours;  ///< nullopt = the files' colours
-  int matrix = 2;                       ///< of Y'CbCr, a code point; 2 = by height
+  int matrix = kUnspecifiedColour;      ///< of Y'CbCr, a code point; unspecified = by height
   bool isDeep = false;                  ///< pictures become "Y416" with alpha, instead of "V210"
   bool keepsAlpha = true;               ///< false = deep pictures become opaque, colours as stored
   std::optional<bool> isPremultiplied;  ///< nullopt = as the files are
