@@ -19,6 +19,9 @@ set(VIX_SANITIZE "" CACHE STRING "Sanitizers to build with, for example address,
 if(VIX_SANITIZE)
   add_compile_options(-fsanitize=${VIX_SANITIZE} -fno-omit-frame-pointer -fno-sanitize-recover=all)
   add_link_options(-fsanitize=${VIX_SANITIZE})
+  if(CMAKE_CXX_COMPILER_ID STREQUAL "Clang")
+    add_link_options(-fuse-ld=lld)  # a fifth of the time of ld, for some thirty programs
+  endif()
 endif()
 
 if(NOT VIX_SANITIZE AND CMAKE_CXX_COMPILER_ID STREQUAL "GNU")
