@@ -96,7 +96,9 @@ void WriteDecoderSeeds(const std::filesystem::path& folder, const std::vector<Na
   constexpr std::size_t kDeepFormat = 0x10;
   for (std::size_t i = 0; i < frames.size(); ++i) {
     const auto write = [&](const std::string& name, std::size_t choice) {
-      Bytes seed{static_cast<std::uint8_t>(choice)};
+      // Each level, and rows with and without slack.
+      const std::size_t levelAndSlack = i % 4 | i % 3 << 3;
+      Bytes seed{static_cast<std::uint8_t>(choice), static_cast<std::uint8_t>(levelAndSlack)};
       Append(seed, frames[i].bytes);
       Write(folder, name, seed);
     };
@@ -122,24 +124,66 @@ void WriteInspectionSeeds(const std::filesystem::path& folder,
   }
 }
 
+/// Writes sessions of three neighbouring frames with a picture to encode after the second.
+void WriteSessionSeeds(const std::filesystem::path& folder, const std::vector<NamedFrame>& frames) {
+  for (std::size_t i = 0; i < frames.size(); ++i) {
+    Bytes seed{static_cast<std::uint8_t>(i)};  // the level; three threads in the first sessions
+    for (std::size_t step = 0; step < 3; ++step) {
+      if (step == 2) {
+        // Options with two bytes of content, the encoder's choice, a picture of 48x18, the content,
+        // and options to decode the frame.
+        const auto type = static_cast<std::uint8_t>(i % 4 << 1 | i % 2 << 3);
+        Append(seed, {0x82, type, 48, 18, 0x40, 0xa5, 3});
+      }
+      seed.push_back(static_cast<std::uint8_t>(i + step * 41) & 0x7f);
+      Append(seed, Sized(frames[(i + step) % frames.size()].bytes));
+    }
+    Write(folder, "from_" + frames[i].name, seed);
+  }
+}
+
 void WriteEncoderSeeds(const std::filesystem::path& folder) {
   struct Seed {
     const char* name;
-    Bytes bytes;  // choices, width, height, slack of a row, destination, matrix of 4444, content
+    // Choices, level and threads, width, height, slack of a row, destination, matrix of 4444,
+    // content.
+    Bytes bytes;
   };
   const Seed seeds[] = {
-      {"uyvy_proxy_noise", {0x00, 0, 48, 0, 32, 0, 0}},
-      {"v210_hq_noise", {0x07, 0, 50, 0, 34, 0, 0}},
-      {"v210_422_interlaced_flat", {0x0d, 0, 64, 0, 36, 16, 0, 0x80}},
-      {"uyvy_lt_interlaced_extremes", {0x0a, 0, 33, 0, 18, 3, 0, 0, 255}},
-      {"smallest", {0x05, 0, 2, 0, 2, 0, 0, 0x55, 0xaa}},
-      {"too_small_destination", {0x07, 0, 80, 0, 48, 0, 200}},
-      {"bottom_field_first", {0x11, 0, 48, 0, 32, 0, 0}},
-      {"y416_4444_alpha16_noise", {0xa0, 0, 50, 0, 34, 0, 0, 2}},
-      {"b64a_xq_alpha8_interlaced_noise", {0x6b, 0, 34, 0, 36, 5, 0, 9}},
-      {"b64a_4444_without_alpha", {0x21, 0, 33, 0, 18, 0, 0, 6, 0x80, 0xff, 0x12, 0x34, 0x90}},
-      {"y416_xq_alpha16_flat", {0xa2, 0, 64, 0, 32, 0, 0, 1, 0, 0x80, 0, 0x40, 0, 0x80, 0, 0x80}},
-      {"4444_with_format_of_422", {0x25, 0, 48, 0, 32, 0, 0, 2}},
+      {"uyvy_proxy_noise", {0x00, 0, 0, 48, 0, 32, 0, 0}},
+      {"v210_hq_noise", {0x07, 1, 0, 50, 0, 34, 0, 0}},
+      {"v210_422_interlaced_flat", {0x0d, 2, 0, 64, 0, 36, 16, 0, 0x80}},
+      {"uyvy_lt_interlaced_extremes", {0x0a, 3, 0, 33, 0, 18, 3, 0, 0, 255}},
+      {"smallest", {0x05, 0, 0, 2, 0, 2, 0, 0, 0x55, 0xaa}},
+      {"too_small_destination", {0x07, 9, 0, 80, 0, 48, 0, 200}},
+      {"bottom_field_first", {0x11, 0, 0, 48, 0, 32, 0, 0}},
+      {"y416_4444_alpha16_noise", {0xa0, 9, 0, 50, 0, 34, 0, 0, 2}},
+      {"b64a_xq_alpha8_interlaced_noise", {0x6b, 2, 0, 34, 0, 36, 5, 0, 9}},
+      {"b64a_4444_without_alpha", {0x21, 8, 0, 33, 0, 18, 0, 0, 6, 0x80, 0xff, 0x12, 0x34, 0x90}},
+      {"y416_xq_alpha16_flat",
+       {0xa2, 1, 0, 64, 0, 32, 0, 0, 1, 0, 0x80, 0, 0x40, 0, 0x80, 0, 0x80}},
+      {"4444_with_format_of_422", {0x25, 0, 0, 48, 0, 32, 0, 0, 2}},
+  };
+  for (const Seed& seed : seeds) Write(folder, seed.name, seed.bytes);
+}
+
+void WriteRoundTripSeeds(const std::filesystem::path& folder) {
+  struct Seed {
+    const char* name;
+    // Choices, level and decoded format, width, height, bytes missing, matrix, content.
+    Bytes bytes;
+  };
+  const Seed seeds[] = {
+      {"proxy_to_uyvy_scalar", {0x00, 0x20, 0, 40, 0, 20, 0, 2}},
+      {"lt_to_v210_threads", {0x03, 0x09, 0, 66, 0, 33, 7, 2, 0, 0xff, 0x80}},
+      {"422_interlaced_to_y416", {0x0d, 0x32, 0, 64, 0, 36, 200, 2, 0x80}},
+      {"hq_to_b64a", {0x07, 0x3b, 0, 35, 0, 17, 1, 9, 1, 2, 3, 4, 5}},
+      {"one_by_one", {0x07, 0x21, 0, 1, 0, 1, 0, 2}},
+      {"two_by_two", {0x07, 0x22, 0, 2, 0, 2, 255, 2}},
+      {"4444_alpha16_to_y416", {0xa0, 0x31, 0, 34, 0, 20, 3, 1}},
+      {"xq_alpha8_to_b64a_threads", {0x63, 0x1a, 0, 48, 0, 33, 3, 9, 0, 0xff, 0x12, 0x34, 0x56}},
+      {"4444_without_alpha_to_uyvy", {0x21, 0x23, 0, 33, 0, 18, 0, 6}},
+      {"xq_alpha16_interlaced_scalar", {0xab, 0x38, 0, 18, 0, 32, 0, 2}},
   };
   for (const Seed& seed : seeds) Write(folder, seed.name, seed.bytes);
 }
@@ -155,7 +199,9 @@ int main(int argc, char** argv) try {
   const std::vector<NamedFrame> frames = MakeFrames();
   WriteDecoderSeeds(corpus / "FrameDecoder", frames);
   WriteInspectionSeeds(corpus / "HeaderInspection", frames);
+  WriteSessionSeeds(corpus / "Session", frames);
   WriteEncoderSeeds(corpus / "FrameEncoder");
+  WriteRoundTripSeeds(corpus / "RoundTrip");
   return 0;
 } catch (const std::exception& error) {
   std::fprintf(stderr, "make_seeds: %s\n", error.what());
