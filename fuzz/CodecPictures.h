@@ -10,10 +10,10 @@
 #include <algorithm>
 #include <cstddef>
 #include <cstdint>
-#include <cstdlib>
 #include <cstring>
 #include <vector>
 
+#include "Require.h"
 #include "RowBytes.h"
 
 using Bytes = std::vector<std::uint8_t>;
@@ -21,11 +21,6 @@ using Bytes = std::vector<std::uint8_t>;
 inline constexpr std::uint32_t kFormats[] = {kWPRPixelFormat2vuy, kWPRPixelFormatV210,
                                              kWPRPixelFormatY416, kWPRPixelFormatB64a};
 inline constexpr std::int32_t kAlphaBits[] = {kWPRAlpha16, kWPRAlpha8, kWPRAlphaNone};
-
-/// Ends the run as a fault if a promise does not hold.
-inline void Require(bool holds) {
-  if (!holds) std::abort();
-}
 
 /// A packed picture in memory that ends with the pixels of its last row, so that the address
 /// sanitizer detects accesses after them. Every byte is `fill` at first.

@@ -188,6 +188,34 @@ void WriteRoundTripSeeds(const std::filesystem::path& folder) {
   for (const Seed& seed : seeds) Write(folder, seed.name, seed.bytes);
 }
 
+/// Writes sequences of calls, by their numbers in the target.
+void WriteCallSeeds(const std::filesystem::path& folder) {
+  const Bytes openEncoder{0, 0, 0, 0}, openDecoder{1, 0, 0, 0};
+  const Bytes openRefused{0, 1, 3, 0, 1, 1, 0, 1}, close{2, 0, 3, 0, 2, 1};
+  // Handle, EncoderChoice, places of width and height in the table of sizes, content, fault.
+  const Bytes encode{9, 0, 0x07, 5, 4, 0, 0xff, 7, 0}, encodeDeep{9, 0, 0xa1, 3, 5, 1, 2, 3, 0};
+  const Bytes encodeNull{9, 0, 0x07, 5, 4, 0, 0, 0, 5}, encodeClosed{9, 1, 0x07, 5, 4, 0, 0, 0, 0};
+  // Handle, damage, field, format, fault.
+  const Bytes decode{10, 0, 0, 0, 1, 0}, decodeDamaged{10, 0, 1, 0, 60, 0x41, 0, 2, 0};
+  const Bytes decodeRefused{10, 0, 0, 0, 1, 3};
+  // Handle, size of the record, bits of alpha, matrix, null.
+  const Bytes setEncoder{4, 0, 0, 16, 0, 9, 0}, setDecoder{5, 0, 1, 8, 0, 9, 0};
+  const Bytes setRefused{4, 0, 2, 16, 0, 1, 0, 5, 1, 0, 9, 0, 1, 0};
+  const Bytes threads{6, 0, 3}, level{7, 2}, size{8, 3, 5, 7, 0}, hugeSize{8, 5, 7, 7, 0};
+  const auto write = [&](const char* name, const std::vector<Bytes>& calls) {
+    Bytes seed;
+    for (const Bytes& call : calls) Append(seed, call);
+    Write(folder, name, seed);
+  };
+  write("encode_and_decode", {openEncoder, openDecoder, encode, decode, decodeDamaged, close});
+  write("settings",
+        {openEncoder, setEncoder, setRefused, openDecoder, setDecoder, encodeDeep, decode});
+  write("refused",
+        {openRefused, encodeNull, encodeClosed, openEncoder, encode, openDecoder, decodeRefused});
+  write("threads_and_levels", {threads, level, openEncoder, openDecoder, encode, decode});
+  write("sizes", {size, hugeSize});
+}
+
 }  // namespace
 
 int main(int argc, char** argv) try {
@@ -202,6 +230,7 @@ int main(int argc, char** argv) try {
   WriteSessionSeeds(corpus / "Session", frames);
   WriteEncoderSeeds(corpus / "FrameEncoder");
   WriteRoundTripSeeds(corpus / "RoundTrip");
+  WriteCallSeeds(corpus / "HostApi");
   return 0;
 } catch (const std::exception& error) {
   std::fprintf(stderr, "make_seeds: %s\n", error.what());

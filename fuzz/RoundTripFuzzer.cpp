@@ -15,7 +15,7 @@
 
 namespace {
 
-constexpr std::uint32_t kMaxPixels = 1 << 13;
+constexpr std::uint32_t kMaxPixels = 1 << 12;
 
 /// Every handle that the target uses, by level. Never destroyed: the handles stay reachable for the
 /// leak check at the end.
@@ -89,7 +89,8 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size
       Encode(encoder, choice, source.Record(), MaxFrameBytes(choice, source.Record(), 0));
   if (frame.result != kWPRSuccess) return 0;
   RequireHeader(frame.bytes, choice, source.Record());
-  RequireCapacity(encoder, choice, source.Record(), frame, missing);
+  // The two further frames cost more than all else.
+  if (missing % 4 == 0) RequireCapacity(encoder, choice, source.Record(), frame, missing);
 
   const std::uint32_t format = kFormats[decoding >> 3 & 3];
   PackedPicture plain(format, width, height);

@@ -13,7 +13,7 @@
 
 namespace {
 
-constexpr std::uint32_t kMaxPixels = 1 << 13;
+constexpr std::uint32_t kMaxPixels = 1 << 12;
 constexpr int kMostSteps = 6;
 
 using Decoder = std::unique_ptr<void, decltype(&WPRCloseDecoder)>;
