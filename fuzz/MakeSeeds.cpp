@@ -188,6 +188,56 @@ void WriteRoundTripSeeds(const std::filesystem::path& folder) {
   for (const Seed& seed : seeds) Write(folder, seed.name, seed.bytes);
 }
 
+void WriteAlphaSeeds(const std::filesystem::path& folder) {
+  struct Seed {
+    const char* name;
+    Bytes bytes;  // frame, level and format, then edits: slice, kind, arguments
+  };
+  const Seed seeds[] = {
+      {"unchanged_16_bits", {0, 1}},
+      {"unchanged_8_bits", {1, 0x0a}},
+      {"unchanged_interlaced", {2, 0x03}},
+      {"changed_bits", {3, 0x19, 0, 0, 0, 5, 0x10, 1, 0, 1, 0, 0x80}},
+      {"cut", {0, 0x11, 0, 1, 0, 40, 1, 1, 0, 0}},
+      {"long_runs", {4, 0x08, 0, 2, 5, 0x87, 0xfe, 0x07, 0xff, 0x80}},
+      {"inserted", {5, 0x02, 1, 3, 0, 0, 3, 0xff, 0x00, 0x12}},
+      {"removed", {5, 0x1b, 0, 4}},
+      {"smallest_frame", {6, 0x01, 0, 0, 0, 1, 1}},
+  };
+  for (const Seed& seed : seeds) Write(folder, seed.name, seed.bytes);
+}
+
+void WriteSliceSeeds(const std::filesystem::path& folder) {
+  const auto coefficients = [](int blocks, int most) {
+    std::vector<int> values(static_cast<std::size_t>(64 * blocks));
+    for (std::size_t i = 0; i < values.size(); i += 1 + i / 16) {
+      values[i] = static_cast<int>(i * 37 % static_cast<std::size_t>(2 * most + 1)) - most;
+    }
+    return values;
+  };
+  const Bytes small = reference::CodeComponent(coefficients(2, 3), 2);
+  const Bytes large = reference::CodeComponent(coefficients(8, 900), 8);
+  const auto write = [&](const char* name, Bytes options, const std::vector<Bytes>& parts) {
+    for (const Bytes& part : parts) Append(options, part);
+    Write(folder, name, options);
+  };
+  for (unsigned level = 0; level < 4; ++level) {
+    const std::string name = "components_at_level_" + std::to_string(level);
+    write(name.c_str(), {static_cast<std::uint8_t>(level << 2), 2},
+          {Sized(large), {0}, Sized(small), {0}, small});
+  }
+  write("coefficients_of_2_blocks", {1, 0}, {small});
+  write("coefficients_of_8_blocks", {1, 2}, {large});
+  std::vector<int> alpha(256);
+  for (std::size_t i = 0; i < alpha.size(); ++i) {
+    alpha[i] = static_cast<int>(i < 100 ? i / 9 * 21 : i * i % 256);
+  }
+  write("alpha_of_8_bits", {2, 1}, {reference::CodeAlpha(alpha, 8, reference::AlphaForms::kShort)});
+  write("alpha_of_16_bits", {2, 0},
+        {reference::CodeAlpha(alpha, 16, reference::AlphaForms::kLong)});
+  write("header", {3}, {{0x40, 4, 0, 2, 0, 1, 0, 1, 1, 2, 3, 4, 5}});
+}
+
 /// Writes sequences of calls, by their numbers in the target.
 void WriteCallSeeds(const std::filesystem::path& folder) {
   const Bytes openEncoder{0, 0, 0, 0}, openDecoder{1, 0, 0, 0};
@@ -231,6 +281,8 @@ int main(int argc, char** argv) try {
   WriteEncoderSeeds(corpus / "FrameEncoder");
   WriteRoundTripSeeds(corpus / "RoundTrip");
   WriteCallSeeds(corpus / "HostApi");
+  WriteAlphaSeeds(corpus / "AlphaFrame");
+  WriteSliceSeeds(corpus / "SliceData");
   return 0;
 } catch (const std::exception& error) {
   std::fprintf(stderr, "make_seeds: %s\n", error.what());
