@@ -14,6 +14,8 @@ namespace {
 
 using Bytes = std::vector<std::uint8_t>;
 
+constexpr std::ptrdiff_t kPrefixBytes = 8;
+
 void Append(Bytes& bytes, const Bytes& more) {
   bytes.insert(bytes.end(), more.begin(), more.end());
 }
@@ -110,18 +112,60 @@ void WriteDecoderSeeds(const std::filesystem::path& folder, const std::vector<Na
 
 void WriteInspectionSeeds(const std::filesystem::path& folder,
                           const std::vector<NamedFrame>& frames) {
-  constexpr std::ptrdiff_t kPrefixBytes = 8;
+  for (std::size_t i = 0; i < frames.size(); ++i) {
+    Bytes seed{static_cast<std::uint8_t>(i * 27)};
+    const Bytes& frame = frames[i].bytes;
+    Append(seed, i % 3 == 2 ? Bytes(frame.begin() + kPrefixBytes, frame.end()) : frame);
+    Write(folder, frames[i].name, seed);
+  }
+}
+
+/// Writes calls of elements, and frames in both layouts for the decoder of the first plug-in.
+void WriteElementSeeds(const std::filesystem::path& folder, const std::vector<NamedFrame>& frames) {
   for (std::size_t i = 0; i < frames.size(); ++i) {
     const Bytes& standard = frames[i].bytes;
     const Bytes bare(standard.begin() + kPrefixBytes, standard.end());
-    for (const bool skipField : {false, true}) {
-      Bytes seed{static_cast<std::uint8_t>(skipField ? 1 : 2)};
-      Append(seed, Sized(bare));
-      Append(seed, Sized(bare));
-      Append(seed, Sized(standard));
-      Write(folder, frames[i].name + (skipField ? "_skip_field" : ""), seed);
-    }
+    Bytes seed{0, static_cast<std::uint8_t>(i % 4)};
+    Append(seed, Sized(bare));
+    Append(seed, Sized(bare));
+    Append(seed, Sized(standard));
+    Write(folder, "frames_" + frames[i].name, seed);
   }
+  // Calls: 0 parameters, 1 description, 2 output, 3 other, 4 release, 5 sample.
+  const Bytes noParameters{0, 0}, decoderParameters{0, 2, 1, 3, 1, 0}, other{3, 1}, release{4, 1};
+  // Channel, family, size, stored size, scan mode, chroma, matrix, rate, variant.
+  const Bytes proRes{1, 1, 0, 1, 0, 0, 2, 0, 0, 0, 3};
+  const auto decode = [&](std::uint8_t element, const char* name, const Bytes& parameters,
+                          const NamedFrame& frame) {
+    Bytes seed{element};
+    Append(seed, parameters);
+    Append(seed, proRes);
+    for (int i = 0; i < 2; ++i) {
+      Append(seed, {5, 0});
+      Append(seed, Sized(frame.bytes));
+    }
+    Append(seed, other);
+    Append(seed, release);
+    Write(folder, name, seed);
+  };
+  decode(2, "decode_422", noParameters, frames[0]);
+  decode(2, "decode_422_with_parameters", decoderParameters, frames[2]);
+  decode(4, "decode_4444", noParameters, frames[6]);
+  decode(6, "decode_4444_without_driver", noParameters, frames[5]);
+  const auto encode = [&](std::uint8_t element, const char* name, std::uint8_t format) {
+    const Bytes raw{1, 1, 0, 2, 0, 0, 0, 0, format};
+    Bytes seed{element, 0, 0, 1, 1};
+    Append(seed, raw);
+    // A sample with the same description and bytes of one value.
+    Append(seed, {5, 3});
+    Append(seed, raw);
+    Append(seed, {0x40, 0x00, 0x90});
+    Write(folder, name, seed);
+  };
+  encode(1, "encode_uyvy", 0);
+  encode(1, "encode_v210", 1);
+  encode(3, "encode_y416", 2);
+  encode(5, "encode_b64a_without_driver", 3);
 }
 
 /// Writes sessions of three neighbouring frames with a picture to encode after the second.
@@ -277,6 +321,7 @@ int main(int argc, char** argv) try {
   const std::vector<NamedFrame> frames = MakeFrames();
   WriteDecoderSeeds(corpus / "FrameDecoder", frames);
   WriteInspectionSeeds(corpus / "HeaderInspection", frames);
+  WriteElementSeeds(corpus / "ElementSession", frames);
   WriteSessionSeeds(corpus / "Session", frames);
   WriteEncoderSeeds(corpus / "FrameEncoder");
   WriteRoundTripSeeds(corpus / "RoundTrip");
