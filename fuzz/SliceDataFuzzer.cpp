@@ -98,7 +98,7 @@ void CompareCoefficients(FuzzInput& input) {
   const std::uint32_t positions = prores::DecodeCoefficients(data, blocks, coefficients.data());
   const std::vector<int> expected =
       TryModel([&] { return reference::DecodeComponent(data, static_cast<int>(blocks)); });
-  // The model has no limit of 16 bits.
+  // The model accepts -32768 and 32768, which no conforming frame has.
   const bool valid = !expected.empty() && std::ranges::all_of(expected, [](int value) {
     return value >= -INT16_MAX && value <= INT16_MAX;
   });

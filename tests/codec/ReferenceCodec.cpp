@@ -609,6 +609,7 @@ std::vector<int> DecodeComponent(std::span<const std::uint8_t> bytes, int blocks
   BitSource source(bytes);
   std::vector<int> coefficients(Index(64 * blocks));
   long long dc = Unfold(source.GetCode(-1, 0, 5));
+  Require(std::llabs(dc) <= 32768, "DC");
   coefficients[0] = static_cast<int>(dc);
   long long difference = 3;
   for (int b = 1; b < blocks; ++b) {
@@ -616,6 +617,7 @@ std::vector<int> DecodeComponent(std::span<const std::uint8_t> bytes, int blocks
     const long long coded = Unfold(source.GetCode(code.lastRice, code.rice, code.golomb));
     difference = difference < 0 ? -coded : coded;
     dc += difference;
+    Require(std::llabs(dc) <= 32768, "DC");
     coefficients[Index(b)] = static_cast<int>(dc);
   }
   long long run = 4;
