@@ -2,7 +2,9 @@
 #ifndef IMAGES_IMAGES_H
 #define IMAGES_IMAGES_H
 
+#include <cstdint>
 #include <string>
+#include <vector>
 
 #include "media/sequence/ImageModule.h"
 
@@ -17,8 +19,8 @@ ImageHeader ReadImageHeader(const std::string& path);
 void ReadImage(const std::string& path, const ImageHeader& first, const ColourTransform* transform,
                const ImagePixels& pixels);
 bool KeepsAlpha(const std::string& name);
-void WriteImage(const std::string& path, const std::string& name, const ColourTransform* transform,
-                const ImagePixels& pixels, const ImageTarget& target);
+std::vector<std::uint8_t> EncodeImage(const std::string& name, const ColourTransform* transform,
+                                      const ImagePixels& pixels, const ImageTarget& target);
 /// @}
 
 }  // namespace vixprores::images

@@ -19,9 +19,10 @@ class Module : public ImageModule {
     ReadImage(path, first, transform, pixels);
   }
   bool KeepsAlpha(const std::string& name) const override { return images::KeepsAlpha(name); }
-  void Write(const std::string& path, const std::string& name, const ColourTransform* transform,
-             const ImagePixels& pixels, const ImageTarget& target) const override {
-    WriteImage(path, name, transform, pixels, target);
+  std::vector<std::uint8_t> Encode(const std::string& name, const ColourTransform* transform,
+                                   const ImagePixels& pixels,
+                                   const ImageTarget& target) const override {
+    return EncodeImage(name, transform, pixels, target);
   }
   std::shared_ptr<const ColourTransform> MakeTransform(const ColourSpaces& spaces) const override {
     return MakeColourTransform(spaces);

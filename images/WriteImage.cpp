@@ -1,12 +1,16 @@
 // SPDX-License-Identifier: BSD-2-Clause
+#include <OpenImageIO/filesystem.h>
 #include <OpenImageIO/imageio.h>
 
 #include <algorithm>
 #include <array>
 #include <cmath>
+#include <cstdint>
 #include <iterator>
+#include <new>
 #include <stdexcept>
 #include <string_view>
+#include <utility>
 #include <vector>
 
 #include "Colours.h"
@@ -110,14 +114,49 @@ void MultiplyByAlpha(std::vector<float>& picture) {
   }
 }
 
+// Keeps what is written in memory. The library's own files do not report every failed write.
+class FileInMemory : public OIIO::Filesystem::IOProxy {
+ public:
+  FileInMemory() : IOProxy("", Write) {}
+
+  const char* proxytype() const override { return "memory"; }
+  size_t write(const void* bytes, size_t count) override {
+    const size_t written = pwrite(bytes, count, m_pos);
+    m_pos += static_cast<std::int64_t>(written);
+    return written;
+  }
+  size_t pwrite(const void* bytes, size_t count, std::int64_t position) override {
+    const auto begin = static_cast<size_t>(position);
+    try {
+      if (bytes_.size() < begin + count) bytes_.resize(begin + count);
+    } catch (const std::bad_alloc&) {  // must not pass through libraries in C
+      isShortOfMemory_ = true;
+      return 0;
+    }
+    const auto* const first = static_cast<const std::uint8_t*>(bytes);
+    std::copy_n(first, count, bytes_.begin() + position);
+    return count;
+  }
+  size_t size() const override { return bytes_.size(); }
+
+  std::vector<std::uint8_t> Take() {
+    if (isShortOfMemory_) throw std::bad_alloc();
+    return std::move(bytes_);
+  }
+
+ private:
+  std::vector<std::uint8_t> bytes_;
+  bool isShortOfMemory_ = false;
+};
+
 }  // namespace
 
 bool KeepsAlpha(const std::string& name) {
   return FindWriting(FormatOf(name)).keepsAlpha;
 }
 
-void WriteImage(const std::string& path, const std::string& name, const ColourTransform* transform,
-                const ImagePixels& pixels, const ImageTarget& target) {
+std::vector<std::uint8_t> EncodeImage(const std::string& name, const ColourTransform* transform,
+                                      const ImagePixels& pixels, const ImageTarget& target) {
   const std::string format = FormatOf(name);
   const Writing& writing = FindWriting(format);
   const auto output = ImageOutput::create(format);
@@ -125,7 +164,9 @@ void WriteImage(const std::string& path, const std::string& name, const ColourTr
     if (!isDone) throw std::runtime_error("cannot be written: " + output->geterror());
   };
   if (!output) throw std::runtime_error("cannot be written as ." + format);
-  check(output->open(path, Describe(writing, pixels, target)));
+  FileInMemory file;
+  check(output->set_ioproxy(&file));
+  check(output->open(name, Describe(writing, pixels, target)));
   const auto* const first = static_cast<const std::uint16_t*>(pixels.samples);
   const std::size_t count =
       std::size_t{pixels.width} * pixels.height * static_cast<std::size_t>(pixels.channels);
@@ -140,6 +181,7 @@ void WriteImage(const std::string& path, const std::string& name, const ColourTr
     check(output->write_image(TypeDesc::UINT16, samples.data()));
   }
   check(output->close());
+  return file.Take();
 }
 
 }  // namespace vixprores::images

@@ -57,8 +57,6 @@ class OutputFile : public Output {
   std::int64_t GetSize() const override { return size_; }
   /// Returns true if Seek() and ReadAt() are possible.
   bool IsSeekable() const override { return isSeekable_; }
-  /// Returns the name of the file that is being written: a library may replace its contents.
-  const std::string& GetWorkPath() const { return workPath_.empty() ? name_ : workPath_; }
   /// Returns the position of the next write, in bytes from the start.
   std::int64_t GetPosition() const { return position_; }
 

@@ -1,6 +1,7 @@
 # SPDX-License-Identifier: BSD-2-Clause
 """Image sequences as output, and colours on the way to ProRes and back."""
 import json
+import resource
 import struct
 import subprocess
 import unittest
@@ -41,6 +42,19 @@ class ImageOutput(ToolTest):
                     self.assertLess(sum(errors) / len(errors), 65535 / 100)
                 else:
                     self.assertLessEqual(max(errors), 65536 >> depth)
+
+    def test_a_full_disk_leaves_no_unfinished_image(self):
+        def limit():
+            resource.setrlimit(resource.RLIMIT_FSIZE, (4000, 4000))
+
+        for extension in ("dpx", "png", "tif", "tga", "jpg"):
+            with self.subTest(extension):
+                result = run("decode", self.encoded, self.out / f"a.%04d.{extension}",
+                             preexec_fn=limit)
+                self.assertEqual(result.returncode, 1)
+                self.assertIn(f"a.0000.{extension}: cannot be written: File too large",
+                              result.stderr)
+                self.assertEqual(self.names(), [])
 
     def test_numbers_are_those_of_the_frames_or_as_asked(self):
         self.succeed("decode", "--frames", "1-2", self.encoded, self.out / "a%d.png")

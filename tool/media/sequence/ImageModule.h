@@ -3,7 +3,7 @@
 #define TOOL_MEDIA_SEQUENCE_IMAGEMODULE_H
 
 /// @file
-/// Reading and writing of single image files, and colour transforms. A module of its own does it,
+/// Reading and encoding of single image files, and colour transforms. A module of its own does it,
 /// because its libraries take long to load: the program loads it when it meets an image sequence.
 
 #include <cstdint>
@@ -97,12 +97,12 @@ class ImageModule {
                     const ColourTransform* transform, const ImagePixels& pixels) const = 0;
   /// Whether files of that name can have alpha.
   virtual bool KeepsAlpha(const std::string& name) const = 0;
-  /// Writes a file in the format of the extension of `name`. Alpha is stored as the format has it:
-  /// multiplied with the colours in an .exr, else straight.
-  /// @param path of the file to write, which may have another extension
-  virtual void Write(const std::string& path, const std::string& name,
-                     const ColourTransform* transform, const ImagePixels& pixels,
-                     const ImageTarget& target) const = 0;
+  /// Returns the bytes of a file in the format of the extension of `name`. Alpha is stored as the
+  /// format has it: multiplied with the colours in an .exr, else straight.
+  virtual std::vector<std::uint8_t> Encode(const std::string& name,
+                                           const ColourTransform* transform,
+                                           const ImagePixels& pixels,
+                                           const ImageTarget& target) const = 0;
   /// @throws std::runtime_error that lists the known names if one of them is unknown
   virtual std::shared_ptr<const ColourTransform> MakeTransform(
       const ColourSpaces& spaces) const = 0;

@@ -85,11 +85,13 @@ std::unique_ptr<OutputFile> SequenceWriter::WriteFile(const vix::IBuffer& frame,
   });
   room->converter.Convert(BytesOf(frame), room->pixels);
   try {
-    LoadImageModule().Write(
-        file->GetWorkPath(), file->GetName(), transform_.get(),
+    file->Write(LoadImageModule().Encode(
+        file->GetName(), transform_.get(),
         {format_.width, format_.height, static_cast<int>(room->converter.CountChannels()), 16,
          room->pixels.data()},
-        DescribeTarget(index));
+        DescribeTarget(index)));
+  } catch (const Failure&) {
+    throw;
   } catch (const std::runtime_error& error) {
     throw Failure(file->GetName() + ": " + error.what());
   }
