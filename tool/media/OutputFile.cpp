@@ -19,6 +19,7 @@
 #include <utility>
 
 #include "base/Errors.h"
+#include "base/Uninterrupted.h"
 #include "media/InputFile.h"
 
 namespace vixprores {
@@ -33,6 +34,12 @@ constexpr auto kSyncInterval = std::chrono::milliseconds(500);
   if (error == ENOSPC || error == EDQUOT) hint = "; make room or name a file on another disk";
   if (error == ENOENT) hint = "; make its folder first";
   throw Failure(name + ": cannot be written: " + reason + hint);
+}
+
+// Returns an error number; 0 = none, also where files or folders cannot be flushed (EINVAL).
+int Sync(int descriptor) {
+  const int result = Uninterrupted([=] { return fdatasync(descriptor); });
+  return result == 0 || errno == EINVAL ? 0 : errno;
 }
 
 // Returns the file that a symbolic link leads to: renaming must replace that file, not the link.
@@ -86,7 +93,7 @@ OutputFile::OutputFile(const std::string& path, bool overwrite)
     }
     descriptor_ = dup(STDOUT_FILENO);
   } else if (exists && !S_ISREG(status.st_mode)) {
-    descriptor_ = open(path.c_str(), O_WRONLY | O_CLOEXEC);
+    descriptor_ = Uninterrupted([&] { return open(path.c_str(), O_WRONLY | O_CLOEXEC); });
   } else {
     path_ = FollowLinks(path);
     OpenWorkFile(exists ? &status : nullptr);
@@ -103,7 +110,8 @@ void OutputFile::OpenWorkFile(const struct stat* replaced) {
   const mode_t mode = replaced ? 0600 : 0666;
   std::string name = first;
   for (int attempt = 2; descriptor_ < 0; ++attempt) {
-    descriptor_ = open(name.c_str(), O_RDWR | O_CREAT | O_EXCL | O_CLOEXEC, mode);
+    descriptor_ = Uninterrupted(
+        [&] { return open(name.c_str(), O_RDWR | O_CREAT | O_EXCL | O_CLOEXEC, mode); });
     if (descriptor_ < 0 && errno != EEXIST) return;
     if (descriptor_ < 0) name = first + "-" + std::to_string(attempt);
   }
@@ -120,9 +128,11 @@ OutputFile::~OutputFile() {
 }
 
 void OutputFile::Write(std::span<const std::uint8_t> bytes) {
+  CheckSync();
   while (!bytes.empty()) {
-    const ssize_t written = write(descriptor_, bytes.data(), bytes.size());
-    if (written < 0 && errno == EINTR) continue;  // the current frame is always completed
+    // The current frame is always completed.
+    const ssize_t written =
+        Uninterrupted([&] { return write(descriptor_, bytes.data(), bytes.size()); });
     if (written < 0) FailToWrite(name_, errno);
     bytes = bytes.subspan(static_cast<std::size_t>(written));
     position_ += written;
@@ -149,28 +159,37 @@ void OutputFile::KeepOnDisk() {
   });
 }
 
-void OutputFile::SyncRegularly(std::condition_variable_any& stopped,
-                               const std::stop_token& stop) const {
+void OutputFile::SyncRegularly(std::condition_variable_any& stopped, const std::stop_token& stop) {
   std::mutex mutex;
   std::unique_lock lock(mutex);
   const auto isStopped = [&stop] { return stop.stop_requested(); };
-  while (!stopped.wait_for(lock, stop, kSyncInterval, isStopped)) fdatasync(descriptor_);
+  bool isNameKept = false;
+  while (syncError_ == 0 && !stopped.wait_for(lock, stop, kSyncInterval, isStopped)) {
+    syncError_ = Sync(descriptor_);
+    if (!std::exchange(isNameKept, true)) SyncFolder(workPath_);
+  }
+}
+
+// Reports an error of the regular flushes: the system reports each only once.
+void OutputFile::CheckSync() const {
+  if (const int error = syncError_) FailToWrite(name_, error);
 }
 
 void OutputFile::Close() {
-  if (syncing_.joinable()) {
-    syncing_ = {};
-    if (fdatasync(descriptor_) != 0) FailToWrite(name_, errno);
-  }
-  // Some file systems report a full disk only here.
-  if (close(std::exchange(descriptor_, -1)) != 0) FailToWrite(name_, errno);
+  if (descriptor_ < 0) return;
+  syncing_ = {};
+  CheckSync();
+  const int error = workPath_.empty() ? 0 : Sync(descriptor_);
+  if (error != 0) FailToWrite(name_, error);
+  // Some file systems report a full disk only here. After a signal the file is closed, too.
+  if (close(std::exchange(descriptor_, -1)) != 0 && errno != EINTR) FailToWrite(name_, errno);
 }
 
 void OutputFile::SetAttribute(const char* name, const std::string& text) {
   if (!workPath_.empty()) fsetxattr(descriptor_, name, text.data(), text.size(), 0);
 }
 
-void OutputFile::Commit() {
+void OutputFile::GiveName() {
   Close();
   if (workPath_.empty()) return;
   if (overwrite_) {
@@ -181,7 +200,14 @@ void OutputFile::Commit() {
   workPath_.clear();
 }
 
+void OutputFile::Commit() {
+  GiveName();
+  // The complete file has its name; nothing is gained by reporting that a crash may undo it.
+  if (!path_.empty()) SyncFolder(path_);
+}
+
 std::string OutputFile::KeepWorkFile() {
+  syncing_ = {};  // it uses the name
   std::string kept = std::exchange(workPath_, {});
   if (access(kept.c_str(), F_OK) != 0) kept.clear();
   return kept;
@@ -194,9 +220,21 @@ std::string OutputFile::CommitPartial() {
     std::string partial = PartialName(path_, attempt);
     if (RenameToFreeName(workPath_, partial, name_)) {
       workPath_.clear();
+      SyncFolder(partial);
       return partial;
     }
   }
+}
+
+int SyncFolder(const std::string& path) {
+  const std::string parent = std::filesystem::path(path).parent_path().string();
+  const std::string folder = parent.empty() ? "." : parent;
+  const int descriptor =
+      Uninterrupted([&] { return open(folder.c_str(), O_RDONLY | O_DIRECTORY | O_CLOEXEC); });
+  if (descriptor < 0) return errno;
+  const int error = Sync(descriptor);
+  close(descriptor);
+  return error;
 }
 
 void RefuseInputAsOutput(const std::string& output, const std::vector<std::string>& inputs) {

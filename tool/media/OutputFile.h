@@ -4,6 +4,7 @@
 
 #include <sys/stat.h>
 
+#include <atomic>
 #include <condition_variable>
 #include <cstdint>
 #include <span>
@@ -41,7 +42,9 @@ class Output {
 ///
 /// The bytes go to a work file beside it ("NAME.part-NUMBER"), which is locked (flock) while the
 /// object lives, and which Commit() renames. The
-/// destructor removes the work file unless a commit was called. Standard output ("-"), devices and
+/// destructor removes the work file unless a commit was called. The complete file is on the disk
+/// before it gets its name, so that a loss of power cannot leave an unfinished one under that name.
+/// Standard output ("-"), devices and
 /// pipes are written to directly. Used by one thread. Failing operations throw a Failure that names
 /// the output.
 class OutputFile : public Output {
@@ -67,10 +70,16 @@ class OutputFile : public Output {
   /// Sets the position, in bytes from the start.
   void Seek(std::int64_t position);
 
-  /// Flushes the file to the disk every second from now on, so that it survives a crash of the
-  /// machine. Commit() flushes the complete file before renaming it.
+  /// Flushes the file to the disk twice a second from now on, so that it survives a crash of the
+  /// machine. Write() and Close() report an error of the disk.
   void KeepOnDisk();
   void SetAttribute(const char* name, const std::string& text) override;
+  /// Flushes the complete file to the disk and closes it. GiveName() and the commits do so unless
+  /// it was called before, perhaps on another thread.
+  void Close();
+  /// Gives the complete file its name, which a loss of power may undo until SyncFolder(): for files
+  /// that are one of many.
+  void GiveName();
   void Commit() override;
   /// Returns an empty name, too, if the file was removed together with its folder.
   std::string KeepWorkFile() override;
@@ -80,8 +89,8 @@ class OutputFile : public Output {
 
  private:
   void OpenWorkFile(const struct stat* replaced);
-  void Close();
-  void SyncRegularly(std::condition_variable_any& stopped, const std::stop_token& stop) const;
+  void CheckSync() const;
+  void SyncRegularly(std::condition_variable_any& stopped, const std::stop_token& stop);
 
   std::string name_;
   std::string path_;      ///< empty = nothing to rename
@@ -91,8 +100,13 @@ class OutputFile : public Output {
   int descriptor_ = -1;
   std::int64_t position_ = 0;
   std::int64_t size_ = 0;
-  std::jthread syncing_;  ///< started by KeepOnDisk()
+  std::atomic<int> syncError_ = 0;  ///< error number of syncing_; 0 = none
+  std::jthread syncing_;            ///< started by KeepOnDisk()
 };
+
+/// Makes new, changed and removed names in the folder of `path` survive a loss of power, if its
+/// file system can. Returns an error number; 0 = done.
+int SyncFolder(const std::string& path);
 
 /// Rejects, with a Failure, an output that is one of the inputs under any name.
 void RefuseInputAsOutput(const std::string& output, const std::vector<std::string>& inputs);

@@ -32,13 +32,13 @@ def movie(*codec):
 
 
 def packets(path):
-    """Returns track and offset of each tagged packet of a file."""
+    """Returns track, offset and size of each complete tagged packet of a file."""
     data, found, position = path.read_bytes(), [], 0
     while (position := data.find(TAG, position)) >= 0:
         if position + 48 <= len(data):
             track, size = struct.unpack_from(">II", data, position + 8)
             if position + 48 + size <= len(data):
-                found.append((track, position + 48))
+                found.append((track, position + 48, size))
         position += len(TAG)
     return found
 
@@ -79,7 +79,7 @@ class Resume(ToolTest):
         result = self.run_until(change, self.arguments(*options, **more))
         self.assertEqual(result.returncode, 137, result.stderr)
         work = max(self.out.glob("clip.mov.part-*"), key=lambda path: path.stat().st_size)
-        return work, sum(track == 1 for track, _ in packets(work))
+        return work, sum(track == 1 for track, *_ in packets(work))
 
     def resume(self, *options, **more):
         result = self.run_until(0, self.arguments(*options, **more))
@@ -164,7 +164,7 @@ class Resume(ToolTest):
             for offset in (100, -30):  # in the frame, in its tag
                 with self.subTest(place=place, offset=offset):
                     work, _ = self.kill(changes // 2)
-                    frames = [position for track, position in packets(work) if track == 1]
+                    frames = [position for track, position, _ in packets(work) if track == 1]
                     data = bytearray(work.read_bytes())
                     data[frames[place] + offset] ^= 1
                     work.write_bytes(data)

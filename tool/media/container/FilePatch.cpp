@@ -17,7 +17,9 @@
 #include <utility>
 
 #include "base/Errors.h"
+#include "base/Uninterrupted.h"
 #include "bitstream/BigEndian.h"
+#include "media/OutputFile.h"
 #include "media/container/PacketTag.h"
 
 namespace vixprores {
@@ -61,7 +63,8 @@ std::string JournalOf(const std::string& path) {
 class OpenFile {
  public:
   OpenFile(std::string path, int flags)
-      : path_(std::move(path)), descriptor_(open(path_.c_str(), flags | O_CLOEXEC, 0600)) {
+      : path_(std::move(path)),
+        descriptor_(Uninterrupted([&] { return open(path_.c_str(), flags | O_CLOEXEC, 0600); })) {
     if (descriptor_ < 0) Fail(path_, "cannot be opened for changes", errno);
   }
   ~OpenFile() { close(descriptor_); }
@@ -83,9 +86,10 @@ class OpenFile {
     Bytes read(bytes);
     std::size_t done = 0;
     while (done < bytes) {
-      const ssize_t got = pread(descriptor_, read.data() + done, bytes - done,
-                                position + static_cast<std::int64_t>(done));
-      if (got < 0 && errno == EINTR) continue;
+      const ssize_t got = Uninterrupted([&] {
+        return pread(descriptor_, read.data() + done, bytes - done,
+                     position + static_cast<std::int64_t>(done));
+      });
       if (got < 0) Fail(path_, "cannot be read", errno);
       if (got == 0) break;
       done += static_cast<std::size_t>(got);
@@ -95,18 +99,20 @@ class OpenFile {
   }
   void Write(std::int64_t position, std::span<const std::uint8_t> bytes) const {
     while (!bytes.empty()) {
-      const ssize_t written = pwrite(descriptor_, bytes.data(), bytes.size(), position);
-      if (written < 0 && errno == EINTR) continue;
+      const ssize_t written =
+          Uninterrupted([&] { return pwrite(descriptor_, bytes.data(), bytes.size(), position); });
       if (written < 0) Fail(path_, "cannot be written", errno);
       bytes = bytes.subspan(static_cast<std::size_t>(written));
       position += written;
     }
   }
   void Truncate(std::int64_t bytes) const {
-    if (ftruncate(descriptor_, bytes) != 0) Fail(path_, "cannot be shortened", errno);
+    const int result = Uninterrupted([=, this] { return ftruncate(descriptor_, bytes); });
+    if (result != 0) Fail(path_, "cannot be shortened", errno);
   }
   void Sync() const {
-    if (fsync(descriptor_) != 0) Fail(path_, "cannot be written to the disk", errno);
+    const int result = Uninterrupted([this] { return fsync(descriptor_); });
+    if (result != 0) Fail(path_, "cannot be written to the disk", errno);
   }
 
  private:
@@ -114,10 +120,9 @@ class OpenFile {
   int descriptor_;
 };
 
-// Makes a new or removed name in the folder of `path` last.
-void SyncFolder(const std::string& path) {
-  const std::string folder = fs::path(path).parent_path().string();
-  OpenFile(folder.empty() ? "." : folder, O_RDONLY | O_DIRECTORY).Sync();
+// Makes a new or removed journal survive a loss of power.
+void SyncName(const std::string& path) {
+  if (const int error = SyncFolder(path)) Fail(path, "cannot be written to the disk", error);
 }
 
 void AppendNumber(Bytes& bytes, std::int64_t number) {
@@ -194,12 +199,12 @@ void WriteJournal(const std::string& path, const Journal& journal) {
     file.Sync();
   }
   if (rename(draft.c_str(), path.c_str()) != 0) Fail(path, "cannot be written", errno);
-  SyncFolder(path);
+  SyncName(path);
 }
 
 void RemoveJournal(const std::string& path) {
   if (unlink(path.c_str()) != 0) Fail(path, "cannot be removed", errno);
-  SyncFolder(path);
+  SyncName(path);
 }
 
 // Returns true if every byte is the old or the new one: a write may have been interrupted anywhere.

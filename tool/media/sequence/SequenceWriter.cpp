@@ -1,9 +1,7 @@
 // SPDX-License-Identifier: BSD-2-Clause
 #include "media/sequence/SequenceWriter.h"
 
-#include <filesystem>
 #include <stdexcept>
-#include <system_error>
 #include <utility>
 
 #include "base/Errors.h"
@@ -58,10 +56,17 @@ void SequenceWriter::Write(const std::shared_ptr<const vix::IVideoSample>& frame
     if (auto written = written_.extract(index)) file = std::move(written.mapped());
   }
   if (!file) file = WriteFile(*frame->GetBuffer(), index);
-  file->Commit();
-  std::error_code unknown;
-  const auto bytes = std::filesystem::file_size(file->GetName(), unknown);
-  if (!unknown) size_ += static_cast<std::int64_t>(bytes);
+  file->GiveName();
+  size_ += file->GetSize();
+}
+
+void SequenceWriter::Commit() {
+  SyncFolder(name_.PathOf(firstNumber_));
+}
+
+std::string SequenceWriter::CommitPartial() {
+  Commit();
+  return text_;
 }
 
 ImageTarget SequenceWriter::DescribeTarget(std::int64_t index) const {
@@ -90,6 +95,7 @@ std::unique_ptr<OutputFile> SequenceWriter::WriteFile(const vix::IBuffer& frame,
         {format_.width, format_.height, static_cast<int>(room->converter.CountChannels()), 16,
          room->pixels.data()},
         DescribeTarget(index)));
+    file->Close();  // here, where other workers need not wait for the disk
   } catch (const Failure&) {
     throw;
   } catch (const std::runtime_error& error) {

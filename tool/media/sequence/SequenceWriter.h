@@ -40,9 +40,10 @@ class SequenceWriter : public FrameWriter, public Output {
   const std::string& GetName() const override { return text_; }
   std::int64_t GetSize() const override { return size_; }
   bool IsSeekable() const override { return true; }
-  void Commit() override {}
+  /// Makes the names of all files survive a loss of power.
+  void Commit() override;
   std::string KeepWorkFile() override { return {}; }
-  std::string CommitPartial() override { return text_; }
+  std::string CommitPartial() override;
 
  private:
   /// Memory of one thread, reused for its next picture.
