@@ -102,7 +102,7 @@ std::vector<Job> ReadPlan(const std::string& path) {
   }
 }
 
-void RecordOutcome(const std::string& path, const std::string& job, const RunReport& report,
+bool RecordOutcome(const std::string& path, const std::string& job, const RunReport& report,
                    const std::vector<std::string>& parts) {
   Json json{{"done", report.HasOutput()}, {"message", report.message},        {"host", HostName()},
             {"frames", report.frames},    {"seconds", report.seconds},        {"job", job},
@@ -110,8 +110,9 @@ void RecordOutcome(const std::string& path, const std::string& job, const RunRep
   if (!parts.empty()) json["parts"] = parts;
   try {
     WriteTextFile(path, json.dump(1, ' ', false, Json::error_handler_t::replace) + "\n");
+    return true;
   } catch (const Failure&) {
-    // The exit code and the message on standard error tell the same.
+    return false;
   }
 }
 

@@ -36,8 +36,9 @@ struct Outcome {
   std::vector<std::string> parts = {};  ///< labels of those that were joined
 };
 
-/// Writes the outcome of a run, best effort: the outcome is the run's own.
-void RecordOutcome(const std::string& path, const std::string& job, const RunReport& report,
+/// Writes the outcome of a run. Returns false if it cannot be written, which does not change the
+/// outcome.
+bool RecordOutcome(const std::string& path, const std::string& job, const RunReport& report,
                    const std::vector<std::string>& parts = {});
 /// Returns a recorded outcome; nullopt = there is none.
 std::optional<Outcome> FindOutcome(const std::string& path);

@@ -113,8 +113,9 @@ void JoinParts(const JoinOptions& options, RunReport& report, RunObserver& obser
     }
     return;
   }
-  RecordOutcome(NameJoinOutcome(job.folder), job.id, report, labels);
-  if (!options.keepsParts) RemoveParts(job);
+  // Without a record, a second run of the command needs the parts.
+  const bool isRecorded = RecordOutcome(NameJoinOutcome(job.folder), job.id, report, labels);
+  if (isRecorded && !options.keepsParts) RemoveParts(job);
 }
 
 }  // namespace vixprores
