@@ -193,12 +193,15 @@ Journal ReadJournal(const std::string& path) {
 // Writes the journal so that it is complete on the disk as soon as it has its name.
 void WriteJournal(const std::string& path, const Journal& journal) {
   const std::string draft = path + ".draft";
-  {
+  try {
     const OpenFile file(draft, O_WRONLY | O_CREAT | O_TRUNC);
     file.Write(0, Pack(journal));
     file.Sync();
+    if (rename(draft.c_str(), path.c_str()) != 0) Fail(path, "cannot be written", errno);
+  } catch (const Failure&) {
+    unlink(draft.c_str());
+    throw;
   }
-  if (rename(draft.c_str(), path.c_str()) != 0) Fail(path, "cannot be written", errno);
   SyncName(path);
 }
 
