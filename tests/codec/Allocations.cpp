@@ -15,7 +15,11 @@ using prores::test::allocations;
 void* Allocate(std::size_t bytes, std::size_t alignment) {
   allocations.count.fetch_add(1);
   allocations.bytes.fetch_add(bytes);
-  if (allocations.untilFailure.fetch_sub(1) <= 0) throw std::bad_alloc();
+  if (allocations.untilFailure.fetch_sub(1) <= 0) {
+    void (*const onFailure)() = allocations.onFailure;
+    if (onFailure == nullptr) throw std::bad_alloc();
+    onFailure();
+  }
   const std::size_t whole = (bytes + alignment) / alignment * alignment;
   if (void* const memory = std::aligned_alloc(alignment, whole)) return memory;
   throw std::bad_alloc();

@@ -15,10 +15,24 @@ struct Allocations {
   std::atomic<std::size_t> bytes{0};
   /// Allocations that still succeed; later ones fail until this is set again.
   std::atomic<long> untilFailure{kNeverFail};
+  /// Called in place of a failing allocation, which then succeeds; null = std::bad_alloc is thrown.
+  std::atomic<void (*)()> onFailure{nullptr};
 
   static constexpr long kNeverFail = std::numeric_limits<long>::max();
 };
 extern Allocations allocations;
+
+/// Lets all allocations after the first `survived` ones fail, as long as the object lives.
+class FailingAllocations {
+ public:
+  explicit FailingAllocations(long survived) { allocations.untilFailure = survived; }
+  ~FailingAllocations() { allocations.untilFailure = Allocations::kNeverFail; }
+  FailingAllocations(const FailingAllocations&) = delete;
+  FailingAllocations& operator=(const FailingAllocations&) = delete;
+
+  /// Returns true if an allocation has failed.
+  bool HaveFailed() const { return allocations.untilFailure < 0; }
+};
 
 }  // namespace prores::test
 
