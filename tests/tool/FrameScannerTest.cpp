@@ -155,6 +155,13 @@ TEST_F(FrameScannerTest, SkipsHeadersThatLeadNowhere) {
               ElementsAre(Found{0, a_}, Found{a_.size() + alien.size() + junk.size(), c_}));
 }
 
+TEST_F(FrameScannerTest, SkipsHeadersThatReachIntoTheNextFrame) {
+  std::string broken = b_.substr(0, 200);
+  broken[8] = 1;  // the size of the header
+  EXPECT_THAT(Scan(broken + a_ + c_),
+              ElementsAre(Found{broken.size(), a_}, Found{broken.size() + a_.size(), c_}));
+}
+
 TEST_F(FrameScannerTest, CountsBytesOutsideFrames) {
   EXPECT_EQ(Skip(a_ + b_).places, 0);
   const SkippedBytes skipped = Skip(Junk(7) + a_ + Junk(5000) + b_ + c_ + Junk(3));

@@ -35,6 +35,12 @@ std::uint32_t SizeOf(const prores::FrameHeader& header) {
 
 }  // namespace
 
+// Returns the bytes to read next: of a small file no more than it has, and one to meet its end.
+FrameScanner::Offset FrameScanner::NextBlock() const {
+  const Offset left = file_->GetSize().value_or(INT64_MAX) - Known();
+  return left >= 0 && left < kBlockBytes ? left + 1 : kBlockBytes;
+}
+
 // Reads until the bytes up to `end` are known. Returns false if the input ends before.
 bool FrameScanner::Fill(Offset end) {
   while (Known() < end && !ended_) {
@@ -46,7 +52,7 @@ bool FrameScanner::Fill(Offset end) {
       keptFrom_ = position_;
     }
     const std::size_t known = kept_.size();
-    kept_.resize(known + static_cast<std::size_t>(std::max(kBlockBytes, end - Known())));
+    kept_.resize(known + static_cast<std::size_t>(NextBlock()));
     const std::size_t read = file_->Read(std::span(kept_).subspan(known));
     ended_ = known + read < kept_.size();
     kept_.resize(known + read);
@@ -168,7 +174,11 @@ std::optional<FrameScanner::Offset> FrameScanner::FindFrame() {
   const auto header = ReadHeader(position_);
   if (!header) return std::nullopt;
   const auto endOfPictures = WalkPictures(position_);
-  if (!endOfPictures) return FindEndOfDamaged(*header);
+  if (!endOfPictures) {
+    const auto end = FindEndOfDamaged(*header);
+    // The size of the header may be what is damaged.
+    return end && ParseHeader(Bytes(position_, *end)) ? end : std::nullopt;
+  }
   lastHeader_ = header;
   return FindEnd(*endOfPictures);
 }

@@ -69,6 +69,7 @@ class FrameScanner {
   Offset Known() const { return keptFrom_ + std::ssize(kept_); }
   const std::uint8_t* At(Offset offset) const { return kept_.data() + (offset - keptFrom_); }
   std::span<const std::uint8_t> Bytes(Offset begin, Offset end) const;
+  Offset NextBlock() const;
   bool Fill(Offset end);
   std::optional<Offset> FindPrefix(Offset from, Offset limit);
   std::optional<prores::FrameHeader> ReadHeader(Offset frame);

@@ -57,7 +57,8 @@ std::span<const std::uint8_t> TagScanner::Load(std::size_t bytes, std::size_t ah
   const std::int64_t blockEnd = blockBegin_ + std::ssize(block_);
   if (position_ < blockBegin_ || position_ + static_cast<std::int64_t>(bytes) > blockEnd) {
     CheckInterrupt();
-    block_.resize(ahead);
+    const std::int64_t left = file_.GetSize().value_or(0) - position_;
+    block_.resize(std::min(ahead, static_cast<std::size_t>(std::max<std::int64_t>(left, 0))));
     block_.resize(file_.ReadAt(position_, block_));
     blockBegin_ = position_;
   }
