@@ -2,10 +2,10 @@
 // Parses arbitrary text as every kind of value that the command line and files state as text. What
 // is accepted must survive being written and parsed again.
 #include <cstdint>
-#include <cstdlib>
 #include <string>
 
 #include "FuzzInput.h"
+#include "Require.h"
 #include "base/Errors.h"
 #include "check/Expectations.h"
 #include "format/HdrLabels.h"
@@ -18,10 +18,6 @@ namespace {
 using namespace vixprores;
 
 constexpr Rational kRates[] = {{24, 1}, {25, 1}, {30000, 1001}, {60000, 1001}, {120, 1}, {1, 1}};
-
-void Require(bool holds) {
-  if (!holds) std::abort();
-}
 
 void CheckSequenceName(const std::string& text) {
   const auto name = ParseSequenceName(text);

@@ -1,0 +1,118 @@
+#!/usr/bin/env python3
+# SPDX-License-Identifier: BSD-2-Clause
+"""Writes the seeds of the targets that read files of the program and of other programs.
+
+usage: make_program_seeds.py VIXPRORES CORPUS
+
+Needs ffmpeg. Replaces the seeds of the targets in TARGETS below.
+"""
+
+import pathlib
+import shutil
+import subprocess
+import sys
+import tempfile
+
+MARK = b"\xf7vixpkt\x1a"
+TAG_BYTES = 48
+
+
+class Clips:
+    """Small files, made once by name."""
+
+    def __init__(self, program, folder):
+        self.program, self.folder = program, folder
+
+    def run(self, *command):
+        subprocess.run(list(map(str, command)), check=True, stderr=subprocess.DEVNULL, cwd=self.folder)
+
+    def ffmpeg(self, *arguments):
+        self.run("ffmpeg", "-v", "error", "-y", *arguments, "-flags", "+bitexact", "-fflags", "+bitexact",
+                 arguments[-1])  # fmt: skip
+
+    def source(self, name, size="16x16", frames=2, sound=("pcm_s16le",), rate=48000):
+        inputs = ["-f", "lavfi", "-i", f"testsrc=size={size}:rate=25"]
+        for _ in sound:
+            inputs += ["-f", "lavfi", "-i", f"sine=sample_rate={rate}:duration={frames / 25}"]
+        maps = [word for i in range(len(sound) + 1) for word in ("-map", str(i))]
+        codecs = [word for i, codec in enumerate(sound) for word in (f"-c:a:{i}", codec)]
+        self.run("ffmpeg", "-v", "error", "-y", *inputs, *maps, "-frames:v", frames, "-c:v", "ffv1",
+                 *codecs, "-pix_fmt", "yuv422p10", "-metadata", "title=A title", name)  # fmt: skip
+        return name
+
+    def encode(self, source, name, *options):
+        self.run(self.program, "encode", "--overwrite", *options, source, name)
+        return self.read(name)
+
+    def read(self, name):
+        return (self.folder / name).read_bytes()
+
+
+def without_index(movie):
+    """Returns a .mov as a killed run leaves it."""
+    return movie[: movie.rindex(b"moov") - 4]
+
+
+def frames_of(movie):
+    """Returns the frames of a .mov of this program."""
+    place, frames = movie.find(MARK), []
+    while place >= 0:
+        size = int.from_bytes(movie[place + 12 : place + 16], "big")
+        packet = movie[place + TAG_BYTES : place + TAG_BYTES + size]
+        if packet[4:8] == b"icpf":
+            frames.append(packet)
+        place = movie.find(MARK, place + TAG_BYTES + size)
+    return frames
+
+
+def tags_only(movie):
+    """Returns the tags with the first bytes of each packet."""
+    parts = movie.split(MARK)
+    return b"".join(MARK + part[: TAG_BYTES + 8] for part in parts[1:])
+
+
+def make_packet_tags(clips):
+    plain = tags_only(clips.encode(clips.source("plain.mkv"), "plain.mov"))
+    return {"repaired": b"\0\0" + plain, "own_sizes": b"\x55\x55" + plain, "damaged": b"\xaa\xaa" + plain,
+            "as_they_are": b"\xff\xff" + plain, "between_bytes": b"\x1b\x1b" + b"bytes".join(
+                MARK + part for part in plain.split(MARK)[1:])}  # fmt: skip
+
+
+def make_recovery(clips):
+    whole = clips.encode(clips.source("plain.mkv", sound=("pcm_s16le", "aac"), rate=8000), "tagged.mov",
+                         "--timecode", "10:00:00:00", "--reel", "A001")  # fmt: skip
+    silent = clips.encode(clips.source("silent.mkv", frames=3, sound=()), "silent.mov")
+    return {"whole": b"\xff\xff" + whole, "without_index": b"\xff\xff" + without_index(whole),
+            "repaired": b"\0\0" + without_index(whole), "silent": b"\xff\xff" + silent,
+            "damaged_packets": b"\xaa\xab" + without_index(silent), "own_sizes": b"\x55\x55" + whole}  # fmt: skip
+
+
+def make_frame_scanner(clips):
+    small = frames_of(clips.encode(clips.source("silent.mkv", frames=3, sound=()), "silent.mov"))
+    other = frames_of(clips.encode(clips.source("wide.mkv", size="34x18", sound=()), "wide.mov", "--fields", "top"))
+    damaged = bytearray(small[1])
+    damaged[8 + 148] ^= 0xFF
+    return {"frames": b"\0" + b"".join(small), "two_streams": b"\1" + b"".join(small[:2] + other),
+            "between_bytes": b"\0junkicpf" + b"junk".join(small) + b"icpf",
+            "damaged": b"\0" + small[0] + bytes(damaged) + small[2],
+            "truncated": b"\1" + b"".join(other)[:-20],
+            "padded": b"\0" + b"".join(frame[:3] + bytes([frame[3] + 9]) + frame[4:] + bytes(9)
+                                       for frame in small if frame[3] < 240)}  # fmt: skip
+
+
+TARGETS = {"PacketTags": make_packet_tags, "Recovery": make_recovery, "FrameScanner": make_frame_scanner}
+
+
+def main():
+    program, corpus = pathlib.Path(sys.argv[1]).resolve(), pathlib.Path(sys.argv[2])
+    with tempfile.TemporaryDirectory() as folder:
+        clips = Clips(program, pathlib.Path(folder))
+        for target, make in TARGETS.items():
+            shutil.rmtree(corpus / target, ignore_errors=True)
+            (corpus / target).mkdir(parents=True)
+            for name, data in make(clips).items():
+                (corpus / target / name).write_bytes(data)
+
+
+if __name__ == "__main__":
+    main()
