@@ -5,6 +5,7 @@
 #include <exception>
 #include <new>
 
+#include "base/Limits.h"
 #include "base/Text.h"
 
 namespace vixprores {
@@ -27,6 +28,8 @@ std::string DescribeException(const std::string& input) {
     return error.what();
   } catch (const Interrupted& error) {
     return error.what();
+  } catch (const MemoryLimitError& error) {
+    return input + ": " + error.what();
   } catch (const std::bad_alloc&) {
     return input + ": not enough memory";
   } catch (const std::exception& error) {

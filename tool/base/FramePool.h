@@ -19,10 +19,13 @@ inline std::span<const std::uint8_t> BytesOf(const vix::IBuffer& frame) {
 class FramePool {
  public:
   FramePool();
-  /// A buffer of `bytes` bytes, contents unspecified.
+  /// Returns a buffer of `bytes` bytes, contents unspecified.
+  /// @throws MemoryLimitError
   std::shared_ptr<vix::IBuffer> MakeFrame(std::uint32_t bytes) const;
 
  private:
+  void CheckRoom(std::uint32_t bytes) const;
+
   std::shared_ptr<vix::IMemoryBlockAllocator> allocator_;
 };
 

@@ -223,6 +223,17 @@ std::string Percentage(double part, double whole) {
   return whole > 0 ? Fixed(100 * part / whole, 1) + " %" : std::string();
 }
 
+std::string DescribeBytes(std::uint64_t bytes) {
+  constexpr std::array kUnits{"KiB", "MiB", "GiB", "TiB", "PiB", "EiB"};
+  constexpr int kStep = 1024;
+  if (bytes < kStep) return Count(static_cast<std::int64_t>(bytes), "byte");
+  double value = static_cast<double>(bytes) / kStep;
+  std::size_t unit = 0;
+  for (; value >= kStep && unit + 1 < kUnits.size(); ++unit) value /= kStep;
+  const bool isWhole = value == std::floor(value);
+  return Fixed(value, isWhole ? 0 : 1) + " " + kUnits[unit];
+}
+
 TextSink StandardOutput() {
   return [](std::string_view text) { std::fwrite(text.data(), 1, text.size(), stdout); };
 }

@@ -67,6 +67,9 @@ void PrintError(const std::string& message);
 /// Prints "vixprores: note: MESSAGE" on standard error.
 void PrintNote(const std::string& message);
 
+/// Returns a number of bytes as people read it: "512 bytes", "1.5 MiB".
+std::string DescribeBytes(std::uint64_t bytes);
+
 /// Returns `value` with that many decimals.
 std::string Fixed(double value, int decimals);
 /// Returns text like "00:00:01.480" for a number of seconds.

@@ -63,6 +63,7 @@ Command DescribeBench(BenchOptions& options) {
                       Flag("--interlaced", options.interlaced, "two fields per frame"), frames}},
                     {"Report", {Flag("--json", options.json, "print the figures as JSON")}},
                     MachineGroup(options, options)};
+  command.groups.back().options.push_back(MemoryLimitOption(options.limits));
   command.examples = {
       {"vixprores bench --size 3840x2160 --threads 2", "Measure UHD with two threads."}};
   return command;

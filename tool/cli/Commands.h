@@ -8,6 +8,7 @@
 #include <string>
 #include <vector>
 
+#include "base/Limits.h"
 #include "cli/Command.h"
 #include "report/Report.h"
 
@@ -59,7 +60,10 @@ template <typename Options, typename Run>
 Command BindOptions(Command (*describe)(Options&), Run run) {
   const auto options = std::make_shared<Options>();
   Command command = describe(*options);
-  command.run = [options, run] { return RunWithJsonErrors(*options, run); };
+  command.run = [options, run] {
+    if constexpr (requires { options->limits; }) SetLimits(options->limits);
+    return RunWithJsonErrors(*options, run);
+  };
   return command;
 }
 

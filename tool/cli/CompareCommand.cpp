@@ -65,7 +65,8 @@ Command DescribeCompare(CompareOptions& options) {
                       Flag("--json", options.json, "print everything as one JSON object")}},
                     SequenceInputGroup(options.missing, options.colours),
                     {"Page", PageOptionList(options)},
-                    MachineGroup(options, options)};
+                    MachineGroup(options, options),
+                    LimitsGroup(options.limits)};
   command.examples = {{"vixprores compare original.mov encoded.mov", "Measure what encoding cost."},
                       {"vixprores compare --html quality.html original.mov encoded.mov",
                        "Write a page to pass on."}};

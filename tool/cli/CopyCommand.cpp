@@ -136,7 +136,7 @@ Command DescribeCopy(CopyOptions& options) {
     TakeNames(options, words);
   };
   command.groups = {PartGroup(options), CopyLabelsGroup(options), CopiedSoundGroup(options),
-                    CopyRunGroup(options)};
+                    CopyRunGroup(options), LimitsWithOutputGroup(options.limits)};
   command.examples = {
       {"vixprores copy --from 10:00:10:00 --to 10:00:19:24 input.mov part.mov", "Cut ten seconds."},
       {"vixprores copy reel1.mov reel2.mov reel3.mov joined.mov", "Join three files."},

@@ -73,7 +73,8 @@ Command DescribeDecode(DecodeOptions& options) {
       SoundGroup(options),
       BatchGroup(options),
       RunGroup(options),
-      MachineGroup(options, options)};
+      MachineGroup(options, options),
+      LimitsWithOutputGroup(options.limits)};
   command.examples = {
       {"vixprores decode input.mov output.y4m", "Decode a file."},
       {"vixprores decode --start-number 1001 input.mov shot.%04d.dpx", "Decode to images."},

@@ -107,7 +107,7 @@ OptionGroup LabelsGroup(EncodeOptions& options) {
       "The "
       "sound keeps its length, which may then differ from that of the pictures.";
   Option timecode = Text("--timecode", "HH:MM:SS:FF", options.timecode,
-                         "timecode of the first input frame; ;FF for drop frame");
+                         "timecode of the first frame; ;FF for drop frame");
   timecode.details =
       "Of image sequences, 'frame' counts from the number of the file, which is 00:00:41:17 for "
       "1001 at 24 frames per second, and 'file' requires the timecode of the first file, which is "
@@ -125,11 +125,11 @@ OptionGroup LabelsGroup(EncodeOptions& options) {
 }
 
 OptionGroup RawFrameGroup(RawFrameOptions& options) {
-  return {"Raw frames as input (no container)",
-          {FourCCOption([&options](vix::FourCC code) { options.fourcc = code; }, ""),
-           Text("--size", "WxH", options.size,
-                "picture size, or a name such as 1080p or uhd; needs --rate"),
-           Flag("--interlaced", options.interlaced, "two fields per frame, top field first")}};
+  return {
+      "Raw frames as input (no container)",
+      {FourCCOption([&options](vix::FourCC code) { options.fourcc = code; }, ""),
+       Text("--size", "WxH", options.size, "size, or a name such as 1080p or uhd; needs --rate"),
+       Flag("--interlaced", options.interlaced, "two fields per frame, top field first")}};
 }
 
 // Writes down the options of a group as they are given.
@@ -290,6 +290,7 @@ Command DescribeEncode(EncodeOptions& options) {
                     BatchGroup(options),
                     RunGroup(options),
                     Recorded(MachineGroup(options, options), options.machineOptions),
+                    Recorded(LimitsWithOutputGroup(options.limits), options.machineOptions),
                     ChunkGroup(options.chunk)};
   command.examples = {
       {"vixprores encode --variant hq camera.mp4 output.mov", "Encode a file."},

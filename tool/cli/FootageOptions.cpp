@@ -56,7 +56,7 @@ OptionGroup FootageGroup(FootageReading& reading) {
   Option deinterlace =
       Choice<Deinterlacing>("--deinterlace", "WHAT", reading.deinterlacing,
                             {{"frames", Deinterlacing::Frames}, {"fields", Deinterlacing::Fields}},
-                            "make a progressive picture of each frame, or of each of its fields");
+                            "make progressive pictures of frames or of fields");
   deinterlace.details = "With libavfilter's bwdif. 'fields' doubles the rate.";
   Option rate = Parsed("--convert-rate", "N[/D]", reading.convertRate, ParseRate,
                        "repeat and drop frames to keep this rate");
@@ -72,7 +72,7 @@ OptionGroup FootageGroup(FootageReading& reading) {
       "In linear light. PQ or HLG to bt709 or bt2020 needs --peak-luminance: what is brighter is "
       "clipped.";
   Option peak = Parsed("--peak-luminance", "CD", reading.peakLuminance, ParseLuminance,
-                       "luminance of HDR that becomes the white of SDR, in cd/m2");
+                       "luminance of HDR that is white in SDR, in cd/m2");
   Option track = Parsed("--video-track", "N", reading.videoTrack, ParseTrack,
                         "video track to take, from 1 [1]");
   return {"Pictures (not of raw frames; of images only --scale and --no-rotate)",

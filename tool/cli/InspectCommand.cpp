@@ -45,7 +45,8 @@ Command DescribeInspect(InspectOptions& options) {
         Flag("--json", options.json, "print everything as one JSON object")}},
       ScanGroup(options),
       {"Page", PageOptionList(options)},
-      HostGroup(options)};
+      HostGroup(options),
+      LimitsGroup(options.limits)};
   command.examples = {
       {"vixprores inspect input.mov", "Inspect a file."},
       {"vixprores inspect --html report.html input.mov", "Write a page to pass on."}};

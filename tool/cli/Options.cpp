@@ -24,6 +24,40 @@ OptionGroup HostGroup(HostOptions& options) {
           {plugin, Flag("--verbose", options.verbose, "print log records on standard error")}};
 }
 
+Option MemoryLimitOption(Limits& limits) {
+  Option option = Parsed("--limit-memory", "SIZE", limits.memory, ParseByteCount,
+                         "use no more memory [3/4 of the machine's]");
+  option.details =
+      "SIZE is a number of bytes, or of K, M, G or T. The memory limit of a control group counts "
+      "as "
+      "the machine's memory. Checked before pictures are allocated; mapped files do not count.";
+  return option;
+}
+
+OptionGroup LimitsGroup(Limits& limits) {
+  Option size{"--limit-size", "WxH", "refuse inputs with larger pictures [16384x16384]",
+              [&limits](const std::string& text) {
+                const PictureSize largest = ParseSizeLimit(text);
+                limits.width = largest.width;
+                limits.height = largest.height;
+              }};
+  size.details =
+      "A damaged or crafted file of a few bytes may claim huge pictures. Frames of another size "
+      "than the first one are checked, too.";
+  return {"Limits (what a file may ask for)", {size, MemoryLimitOption(limits)}};
+}
+
+OptionGroup LimitsWithOutputGroup(Limits& limits) {
+  Option output = Parsed("--limit-output", "SIZE", limits.output, ParseByteCount,
+                         "stop before an output gets larger [unlimited]");
+  output.details =
+      "Ends the run with exit code 1 and keeps the frames so far, as after an interruption. Their "
+      "index and sound may exceed the limit. The files of an image sequence count together.";
+  OptionGroup group = LimitsGroup(limits);
+  group.options.push_back(output);
+  return group;
+}
+
 OptionGroup ScanGroup(ScanOptions& options) {
   Option scan = Flag("--scan", options.scan, "find frames by their headers, in any bytes");
   scan.details =
@@ -78,8 +112,8 @@ Option RateOption(std::optional<Rational>& rate, std::string brief) {
 }
 
 Option ThreadsOption(int& threads) {
-  Option option = Number("--threads", threads, 0, kMostThreads,
-                         "number of threads, one frame each [0: all processors]");
+  Option option =
+      Number("--threads", threads, 0, kMostThreads, "threads, one frame each [0: all processors]");
   option.details = "Two frames per thread are in memory. The output is the same for every number.";
   return option;
 }

@@ -21,6 +21,13 @@ OptionGroup HostGroup(HostOptions& options);
 /// Returns the "Host" options with threads and instruction set.
 OptionGroup MachineGroup(HostOptions& host, MachineOptions& machine);
 
+/// Returns --limit-memory.
+Option MemoryLimitOption(Limits& limits);
+/// Returns the "Limits" options of the help.
+OptionGroup LimitsGroup(Limits& limits);
+/// Returns the same with --limit-output, for commands that write video.
+OptionGroup LimitsWithOutputGroup(Limits& limits);
+
 /// Returns --scan and --rate.
 OptionGroup ScanGroup(ScanOptions& options);
 /// Converts the options for a reader. Rejects a rate without a scan with a UsageError.

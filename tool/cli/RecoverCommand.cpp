@@ -21,7 +21,7 @@
 namespace vixprores {
 namespace {
 
-struct RecoverOptions {
+struct RecoverOptions : LimitOptions {
   std::string input;
   std::string output;
   bool overwrite = false;
@@ -52,7 +52,8 @@ Command DescribeRecover(RecoverOptions& options) {
                      {OutputOption(options.output),
                       OverwriteOption(options.overwrite, "replace an existing output"),
                       Flag("--json", options.json, "print the summary as JSON"),
-                      QuietOption(options.quiet, "print errors only")}}};
+                      QuietOption(options.quiet, "print errors only")}},
+                    LimitsWithOutputGroup(options.limits)};
   command.examples = {
       {"vixprores recover output.mov.part-1234 output.mov", "Recover a killed run."}};
   return command;
@@ -62,9 +63,10 @@ Command DescribeRecover(RecoverOptions& options) {
 // sound rely on a stream without gaps; leaves the gap if too many are lost.
 class Copy {
  public:
-  Copy(const MovieContent& content, FrameWriter& writer, RunReport& report)
+  Copy(const MovieContent& content, const OutputFile& file, FrameWriter& writer, RunReport& report)
       : info_(DescribeStream(content.video)),
         rate_(content.video.rate),
+        file_(file),
         writer_(writer),
         report_(report) {}
 
@@ -83,6 +85,7 @@ class Copy {
  private:
   void WriteFrame(const std::shared_ptr<vix::IBuffer>& frame, std::int64_t time) {
     CheckInterrupt();
+    CheckOutputSize(file_, frame->GetSize());
     writer_.Write(vix::CreateVideoSample(info_->GetVideoParameters(), nullptr, frame,
                                          {{time, time + 1, rate_}}, {}));
     report_.resultBytes += frame->GetSize();
@@ -102,6 +105,7 @@ class Copy {
 
   std::shared_ptr<const vix::IVideoInfo> info_;
   Rational rate_;
+  const OutputFile& file_;
   FrameWriter& writer_;
   RunReport& report_;
   std::shared_ptr<vix::IBuffer> last_;
@@ -141,7 +145,7 @@ void Recover(const RecoverOptions& options, RunReport& report) {
   if (content.timecode) report.timecode = content.timecode->ToText();
   OutputFile file(options.output, options.overwrite);
   const auto writer = MakeFrameWriter(file, output, content);
-  Copy copy(content, *writer, report);
+  Copy copy(content, file, *writer, report);
   while (auto item = reader.Read()) copy.Write(std::move(*item));
   if (report.frames == 0) throw Failure(options.input + ": holds no complete frame");
   writer->Finish();

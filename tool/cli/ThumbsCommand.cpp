@@ -99,7 +99,8 @@ Command DescribeThumbs(ThumbsOptions& options) {
        {Flag("--json", options.json, "print what was written as JSON"),
         QuietOption(options.quiet, "print no summary")}},
       SequenceInputGroup(options.missing, options.colours),
-      MachineGroup(options, options)};
+      MachineGroup(options, options),
+      LimitsGroup(options.limits)};
   command.examples = {
       {"vixprores thumbs input.mov -o stills", "Write ten stills."},
       {"vixprores thumbs input.mov --every 250 --sheet sheet.png", "Write a contact sheet."}};

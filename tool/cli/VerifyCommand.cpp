@@ -91,7 +91,8 @@ Command DescribeVerify(VerifyOptions& options) {
       {"Page", PageOptionList(options)},
       {"Machine",
        {ThreadsOption(options.threads),
-        Flag("--verbose", options.verbose, "print messages of the container library")}}};
+        Flag("--verbose", options.verbose, "print messages of the container library")}},
+      LimitsGroup(options.limits)};
   command.examples = {
       {"vixprores verify *.mov", "Check every file; exit code 0 means that all are intact."},
       {"vixprores verify --expect variant=hq,size=1080p,rate=25,fields=top out.mov",

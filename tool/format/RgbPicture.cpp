@@ -12,6 +12,7 @@
 #include <zimg++.hpp>
 
 #include "base/Errors.h"
+#include "base/Limits.h"
 #include "base/RowRing.h"
 #include "format/PlanarPicture.h"
 
@@ -151,7 +152,19 @@ struct RgbRows {
   }
 };
 
+// Smaller pictures are not worth asking the system how much memory is in use.
+constexpr std::size_t kCheckedBytes = 1U << 20U;
+
+std::size_t CheckedBytes(std::uint32_t width, std::uint32_t height) {
+  const std::size_t bytes = std::size_t{3} * width * height;
+  if (bytes >= kCheckedBytes) CheckMemory("stills of " + DescribeSize(width, height), bytes);
+  return bytes;
+}
+
 }  // namespace
+
+RgbPicture::RgbPicture(std::uint32_t pixelsAcross, std::uint32_t lines)
+    : width(pixelsAcross), height(lines), pixels(CheckedBytes(pixelsAcross, lines)) {}
 
 Rational ShownAspect(const StreamFormat& format) {
   const Rational& aspect = format.sampleAspect;

@@ -20,8 +20,8 @@ struct RgbPicture {
 
   RgbPicture() = default;
   /// Makes a black picture.
-  RgbPicture(std::uint32_t pixelsAcross, std::uint32_t lines)
-      : width(pixelsAcross), height(lines), pixels(std::size_t{3} * pixelsAcross * lines) {}
+  /// @throws MemoryLimitError
+  RgbPicture(std::uint32_t pixelsAcross, std::uint32_t lines);
 
   std::uint8_t* At(std::uint32_t x, std::uint32_t y) {
     return pixels.data() + 3 * (std::size_t{y} * width + x);

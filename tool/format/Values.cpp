@@ -3,6 +3,7 @@
 
 #include <algorithm>
 #include <array>
+#include <cctype>
 #include <charconv>
 #include <limits>
 #include <optional>
@@ -188,6 +189,37 @@ PictureSize ParsePictureSize(const std::string& text) {
                      " pixels are too large; the limit is " + std::to_string(kMostPixels));
   }
   return {static_cast<std::uint32_t>(size->first), static_cast<std::uint32_t>(size->second)};
+}
+
+PictureSize ParseSizeLimit(const std::string& text) {
+  constexpr std::int64_t kLargest = 1'000'000;
+  const auto size = ParsePair(text, 'x', kLargest);
+  if (!size || size->first == 0 || size->second == 0) {
+    throw UsageError("'" + text + "' is not a limit of the picture size; write WIDTHxHEIGHT, for " +
+                     "example 32768x32768; each side is from 1 to " + std::to_string(kLargest));
+  }
+  return {static_cast<std::uint32_t>(size->first), static_cast<std::uint32_t>(size->second)};
+}
+
+std::uint64_t ParseByteCount(const std::string& text) {
+  constexpr std::string_view kUnits = "KMGT";
+  constexpr std::int64_t kMost = std::int64_t{1} << 50;
+  std::string_view digits = text;
+  unsigned shift = 0;
+  if (!digits.empty()) {
+    const std::size_t unit =
+        kUnits.find(static_cast<char>(std::toupper(static_cast<unsigned char>(digits.back()))));
+    if (unit != std::string_view::npos) {
+      shift = 10 * (static_cast<unsigned>(unit) + 1);
+      digits.remove_suffix(1);
+    }
+  }
+  const auto number = ParseNumber(digits, kMost >> shift);
+  if (!number || *number == 0) {
+    throw UsageError("'" + text +
+                     "' is not a number of bytes; write for example 512M or 8G, up to 1024T");
+  }
+  return static_cast<std::uint64_t>(*number) << shift;
 }
 
 vix::FourCC ParseFourCC(const std::string& text) {

@@ -67,6 +67,10 @@ Rational ParseRate(const std::string& text);
 Rational ParseAspect(const std::string& text);
 /// Parses "WxH", or a name such as "1080p", in any case.
 PictureSize ParsePictureSize(const std::string& text);
+/// Parses "WxH" of a limit: each side 1 to 1000000.
+PictureSize ParseSizeLimit(const std::string& text);
+/// Parses bytes, or a number of K, M, G or T (powers of 1024).
+std::uint64_t ParseByteCount(const std::string& text);
 /// Parses the code of a packed format such as "UYVY", or its name as an option.
 vix::FourCC ParseFourCC(const std::string& text);
 

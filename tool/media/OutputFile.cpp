@@ -19,6 +19,7 @@
 #include <utility>
 
 #include "base/Errors.h"
+#include "base/Limits.h"
 #include "base/Uninterrupted.h"
 #include "media/InputFile.h"
 
@@ -235,6 +236,10 @@ int SyncFolder(const std::string& path) {
   const int error = Sync(descriptor);
   close(descriptor);
   return error;
+}
+
+void CheckOutputSize(const Output& output, std::uint64_t bytes) {
+  CheckOutputSize(output.GetName(), static_cast<std::uint64_t>(output.GetSize()) + bytes);
 }
 
 void RefuseInputAsOutput(const std::string& output, const std::vector<std::string>& inputs) {

@@ -108,6 +108,10 @@ class OutputFile : public Output {
 /// file system can. Returns an error number; 0 = done.
 int SyncFolder(const std::string& path);
 
+/// Fails if the output would exceed --limit-output with that many bytes more. Call it before frames
+/// are written, so that those before them can still be completed.
+void CheckOutputSize(const Output& output, std::uint64_t bytes);
+
 /// Rejects, with a Failure, an output that is one of the inputs under any name.
 void RefuseInputAsOutput(const std::string& output, const std::vector<std::string>& inputs);
 

@@ -8,6 +8,7 @@
 
 #include "base/Errors.h"
 #include "base/Interrupt.h"
+#include "base/Limits.h"
 #include "base/Text.h"
 #include "bitstream/BigEndian.h"
 #include "bitstream/PictureGeometry.h"
@@ -225,6 +226,7 @@ ScanReader::ScanReader(std::unique_ptr<InputFile> file, bool sameScan,
   const std::string& name = description_.name = scanner_.GetFile().GetName();
   const auto header = first_ ? ParseHeader(BytesOf(*first_->bytes)) : std::nullopt;
   if (!header) throw Failure(name + ": no ProRes frame was found in it");
+  CheckPictureSize(name, header->width, header->height);
   StreamFormat& format = description_.format = FormatOf(*header);
   if (rate) format.rate = *rate;
   if (format.rate.numerator == 0) {

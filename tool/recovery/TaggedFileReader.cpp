@@ -7,6 +7,7 @@
 #include <utility>
 
 #include "base/Errors.h"
+#include "base/Limits.h"
 #include "frames/FrameHeaders.h"
 #include "media/container/TrackDescription.h"
 
@@ -48,6 +49,7 @@ TaggedFileReader::TaggedFileReader(std::unique_ptr<InputFile> file)
       tags_(*file_),
       frames_{0, FarthestFrame(content_.video.rate)} {
   TakeFrameLabels();
+  CheckPictureSize(file_->GetName(), content_.video.width, content_.video.height);
   tags_.Next();  // the description
   for (const SoundTrack& sound : content_.sound) {
     soundClocks_.push_back({-INT32_MAX, INT32_MAX});

@@ -181,6 +181,7 @@ void CopyRun::WriteFrame(const Frame& frame, std::int64_t number) {
   const std::int64_t begin = stream.start + number;
   report_.sourceBytes += frame.source->GetSize();
   report_.resultBytes += frame.source->GetSize();
+  CheckOutputSize(file_, frame.source->GetSize());
   writer_.Write(vix::CreateVideoSample(info_->GetVideoParameters(), nullptr, frame.source,
                                        {{begin, begin + 1, stream.rate}}, {}),
                 frame.hash);

@@ -3,11 +3,13 @@
 
 #include <array>
 #include <new>
+#include <string>
 #include <utility>
 
 #include "base/Errors.h"
 #include "base/FramePool.h"
 #include "base/IdleObjects.h"
+#include "base/Limits.h"
 #include "format/DeepPicture.h"
 #include "frames/BareFrames.h"
 #include "frames/FrameHeaders.h"
@@ -65,8 +67,11 @@ Packet Share(const AVPacket& packet) {
 
 class ProResDecoder : public VideoDecoder {
  public:
-  ProResDecoder(const AVStream& stream, int threads, bool isDeep)
-      : stream_(stream), threads_(ShareThreads(threads, 1).threadsEach), isDeep_(isDeep) {}
+  ProResDecoder(const AVStream& stream, int threads, bool isDeep, std::string name)
+      : stream_(stream),
+        name_(std::move(name)),
+        threads_(ShareThreads(threads, 1).threadsEach),
+        isDeep_(isDeep) {}
 
   bool Send(const AVPacket* packet) override;
   Picture Receive() override { return std::move(picture_); }
@@ -78,6 +83,7 @@ class ProResDecoder : public VideoDecoder {
   Picture MakePictureFor(const vix::IBuffer& packed) const;
 
   const AVStream& stream_;
+  std::string name_;
   int threads_;
   bool isDeep_;  ///< after the first header: of this stream
   BareFrames bareFrames_;
@@ -107,6 +113,7 @@ ConvertedFrame ProResDecoder::Decode(const AVPacket& packet) {
   if (!decoder_) {
     const auto header = ParseHeader(BytesOf(*frame));
     if (!header) return {nullptr, kUnreadableHeader};
+    CheckPictureSize(name_, header->width, header->height);
     format_ = CombineFormats(DescribeVideo(stream_), *header);
     format_.code = stream_.codecpar->codec_tag;
     isDeep_ = isDeep_ && (format_.is444 || format_.HasAlpha());
@@ -162,8 +169,9 @@ Picture ProResDecoder::MakePictureFor(const vix::IBuffer& packed) const {
 
 }  // namespace
 
-std::unique_ptr<VideoDecoder> MakeProResDecoder(const AVStream& stream, int threads, bool isDeep) {
-  return std::make_unique<ProResDecoder>(stream, threads, isDeep);
+std::unique_ptr<VideoDecoder> MakeProResDecoder(const AVStream& stream, int threads, bool isDeep,
+                                                const std::string& name) {
+  return std::make_unique<ProResDecoder>(stream, threads, isDeep, name);
 }
 
 // Decoders for any number of threads.

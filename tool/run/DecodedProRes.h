@@ -42,7 +42,9 @@ class DecodedProResReader : public FrameReader {
 /// (AV_PIX_FMT_YUVA444P16, AV_PIX_FMT_YUV444P16). Its threads share each frame.
 /// @param stream  must outlive the result
 /// @param threads 0 = one per processor
-std::unique_ptr<VideoDecoder> MakeProResDecoder(const AVStream& stream, int threads, bool isDeep);
+/// @param name    of the input, for messages
+std::unique_ptr<VideoDecoder> MakeProResDecoder(const AVStream& stream, int threads, bool isDeep,
+                                                const std::string& name);
 
 }  // namespace vixprores
 

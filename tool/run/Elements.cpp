@@ -6,6 +6,7 @@
 #include <thread>
 #include <utility>
 
+#include "base/Limits.h"
 #include "base/Text.h"
 #include "frames/FrameHeaders.h"
 #include "run/Host.h"
@@ -159,6 +160,17 @@ ThreadShares ShareThreads(int threads, std::optional<std::int64_t> frames) {
   return {static_cast<unsigned>(elements), static_cast<int>(available / elements)};
 }
 
+void CheckRunMemory(const StreamFormat& pictures, const ThreadShares& shares) {
+  // Each element works on one frame, and one waits for each; one is read and one is written. An
+  // encoder has less than three more in its handle.
+  constexpr std::uint64_t kInElement = 3;
+  const std::uint64_t inFlight = 2 * std::uint64_t{shares.elements} + 2;
+  CheckMemory(Count(static_cast<std::int64_t>(inFlight), "picture") + " of " +
+                  DescribeSize(pictures.width, pictures.height) + " for " +
+                  Count(shares.elements, "thread"),
+              (inFlight + kInElement * shares.elements) * pictures.FrameBytes());
+}
+
 vix::ElementPoolOptions PoolOptions(const ThreadShares& shares) {
   vix::ElementPoolOptions options;
   options.size = SizeForRun(shares.elements);
@@ -226,6 +238,9 @@ ElementOutput DecoderTeam::Decode(unsigned worker, const std::shared_ptr<const v
                                   const std::optional<ParsedHeader>& header, std::int64_t number,
                                   std::uint32_t pictureBytes) {
   if (!header) return {nullptr, {}, kUnreadableHeader};
+  if (!IsPictureSizeAllowed(header->width, header->height)) {
+    return {nullptr, {}, "has " + DescribePictureLimit(header->width, header->height)};
+  }
   vix::ElementDriver& decoder = decoders_.at(worker);
   vix::PoolFrame decoded;
   try {

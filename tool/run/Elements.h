@@ -74,6 +74,10 @@ struct ThreadShares {
 /// @param frames frames of the stream; nullopt = unknown, assumed to be many
 ThreadShares ShareThreads(int threads, std::optional<std::int64_t> frames);
 
+/// Throws a MemoryLimitError if the uncompressed pictures of a run and the elements' own memory
+/// exceed the limit.
+void CheckRunMemory(const StreamFormat& pictures, const ThreadShares& shares);
+
 /// Returns the options of a pool with these shares.
 vix::ElementPoolOptions PoolOptions(const ThreadShares& shares);
 

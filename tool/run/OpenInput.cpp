@@ -71,7 +71,7 @@ bool IsTurned(const AVStream& stream) {
 
 VideoDecoderFactory FootageDecoders(bool isDeep) {
   return [isDeep](const AVStream& stream, int threads, const std::string& name) {
-    return IsProRes(stream) ? MakeProResDecoder(stream, threads, isDeep)
+    return IsProRes(stream) ? MakeProResDecoder(stream, threads, isDeep, name)
                             : MakeLibavDecoder(stream, threads, name);
   };
 }

@@ -12,6 +12,7 @@
 #include <string>
 #include <vector>
 
+#include "base/Limits.h"
 #include "format/Sound.h"
 #include "format/Values.h"
 #include "media/sequence/SequenceReader.h"
@@ -20,8 +21,13 @@
 
 namespace vixprores {
 
+/// Options of every command that reads files.
+struct LimitOptions {
+  Limits limits;
+};
+
 /// Options of every command that loads the plug-in.
-struct HostOptions {
+struct HostOptions : LimitOptions {
   std::optional<std::string> plugin;  ///< path of the plug-in; none = search
   bool verbose = false;               ///< log records and container messages on standard error
 };

@@ -71,11 +71,12 @@ TranscodeRun::TranscodeRun(const TranscodeOptions& options, TranscodePlan plan, 
       report_(report),
       observer_(observer),
       start_(steady_clock::now()),
-      elements_(plan.element.MakePool(plan.source, MakePoolOptions())) {
+      elements_(plan.element.MakePool(plan.source, MakePoolOptions(plan.source))) {
   if (writer_->IsRecoverable()) earlier_.Mark(file_);
 }
 
-vix::ElementPoolOptions TranscodeRun::MakePoolOptions() {
+vix::ElementPoolOptions TranscodeRun::MakePoolOptions(const StreamFormat& source) {
+  CheckRunMemory(source.IsRaw() ? source : result_, shares_);
   auto options = PoolOptions(shares_);
   options.prepare = [this](vix::PoolFrame& job, unsigned /*element*/) { Prepare(job); };
   options.finish = [this](vix::PoolFrame& job, unsigned element) { Complete(job, element); };
@@ -250,6 +251,7 @@ void TranscodeRun::Write(Frame& frame, const std::exception_ptr& failure) {
 }
 
 void TranscodeRun::WriteFrame(const Sample& frame) {
+  CheckOutputSize(file_, frame->GetBuffer()->GetSize());
   writer_->Write(frame);
   ++frames_;
   // Those that wait would be lost with the process.

@@ -62,7 +62,7 @@ class TranscodeRun {
  private:
   using Sample = std::shared_ptr<const vix::IVideoSample>;
 
-  vix::ElementPoolOptions MakePoolOptions();
+  vix::ElementPoolOptions MakePoolOptions(const StreamFormat& source);
   std::optional<Frame> ReadFrame();
   void Prepare(vix::PoolFrame& job);
   void Complete(vix::PoolFrame& job, unsigned element);

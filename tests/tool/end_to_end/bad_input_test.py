@@ -153,7 +153,8 @@ class OutOfRange(ToolTest):
     def test_picture_too_large(self):
         clip = self.path("clip.y4m")
         clip.write_bytes(b"YUV4MPEG2 W70000 H2 F25:1 Ip A1:1 C422\nFRAME\nabc")
-        self.fail_with(1, ["70000x2", "2 to 65535"], "encode", clip, self.path("out.mov"))
+        self.fail_with(1, ["70000x2", "2 to 65535"], "encode", "--limit-size", "70000x2", clip,
+                       self.path("out.mov"))
 
     def test_absurd_picture(self):
         clip = self.path("clip.y4m")

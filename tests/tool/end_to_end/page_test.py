@@ -364,7 +364,7 @@ class Pages(ToolTest):
                         ("inspect", "--json", "--slices"), ("inspect", "--slices")):
             with self.subTest(command):
                 self.page.unlink(missing_ok=True)
-                result = run(*command, self.clip, preexec_fn=lambda: resource.setrlimit(
+                result = run(*command, "--limit-size", "65535x65535", self.clip, preexec_fn=lambda: resource.setrlimit(
                     resource.RLIMIT_AS, (1 << 30, 1 << 30)))
                 self.assertIn(result.returncode, (0, 1), result.stderr)
                 self.assertLess(len(result.stdout), 1e6)

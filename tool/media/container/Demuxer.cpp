@@ -16,6 +16,7 @@
 extern "C" {
 #include <libavutil/buffer.h>
 #include <libavutil/common.h>
+#include <libavutil/dict.h>
 #include <libavutil/error.h>
 #include <libavutil/mathematics.h>
 #include <libavutil/mem.h>
@@ -33,6 +34,13 @@ void KeepColour(const AVCodecParameters& container, AVCodecParameters& found) {
   SetValue(found.color_primaries, ValueOf(container.color_primaries));
   SetValue(found.color_trc, ValueOf(container.color_trc));
   SetValue(found.color_space, ValueOf(container.color_space));
+}
+
+// A frame that cannot be decoded does not hide the size that the container states.
+void KeepSize(const AVCodecParameters& container, AVCodecParameters& found) {
+  if (found.width > 0 && found.height > 0) return;
+  found.width = container.width;
+  found.height = container.height;
 }
 
 constexpr const char* kContainers = "mov,matroska,avi,nut,mxf";
@@ -58,6 +66,24 @@ void TakeOver(AVPacket& packet, std::shared_ptr<const FileMapping> mapping) {
   packet.buf = buffer;
   packet.data = data;
 }
+
+// Options for the decoders of all tracks: they do not decode pictures beyond the limit.
+class DecoderOptions {
+ public:
+  explicit DecoderOptions(std::size_t tracks) : each_(tracks) {
+    for (AVDictionary*& options : each_) av_dict_set_int(&options, "max_pixels", MostPixels(), 0);
+  }
+  ~DecoderOptions() {
+    for (AVDictionary*& options : each_) av_dict_free(&options);
+  }
+  DecoderOptions(const DecoderOptions&) = delete;
+  DecoderOptions& operator=(const DecoderOptions&) = delete;
+
+  AVDictionary** Get() { return each_.data(); }
+
+ private:
+  std::vector<AVDictionary*> each_;
+};
 
 }  // namespace
 
@@ -97,14 +123,18 @@ void Demuxer::FindStreamInfo() {
   std::vector<AVCodecParameters> stated;
   for (const AVStream* stream : GetStreams()) stated.push_back(*stream->codecpar);
   const MemoryWatch memory;
-  const int result = avformat_find_stream_info(context_.get(), nullptr);
+  DecoderOptions options(stated.size());
+  const int result = avformat_find_stream_info(context_.get(), options.Get());
   bytes_.Rethrow();
   memory.Check();
   if (result < 0) {
     throw UnreadableContainer(GetName() + ": its tracks cannot be read (" +
                               ExplainLibavError(result) + ")");
   }
-  for (std::size_t i = 0; i < stated.size(); ++i) KeepColour(stated[i], *GetStreams()[i]->codecpar);
+  for (std::size_t i = 0; i < stated.size(); ++i) {
+    KeepColour(stated[i], *GetStreams()[i]->codecpar);
+    KeepSize(stated[i], *GetStreams()[i]->codecpar);
+  }
 }
 
 Packet Demuxer::Read() {

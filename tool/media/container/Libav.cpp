@@ -12,7 +12,9 @@
 
 #include "base/Errors.h"
 #include "base/Interrupt.h"
+#include "base/Limits.h"
 #include "base/Text.h"
+#include "format/Values.h"
 
 extern "C" {
 #include <libavcodec/codec_par.h>
@@ -71,6 +73,12 @@ std::string ExplainLibavError(int error) {
 
 bool TakeLibavMessage() {
   return std::exchange(t_lastMessage, {}).front() != '\0';
+}
+
+std::int64_t MostPixels() {
+  constexpr std::int64_t kPadding = 256;  // on each side of its own pictures
+  const Limits& limits = GetLimits();
+  return std::min((limits.width + kPadding) * (limits.height + kPadding), kMostPixels);
 }
 
 std::shared_ptr<const AVCodecParameters> CopyParameters(const AVCodecParameters& parameters) {

@@ -139,6 +139,10 @@ class LibavStream {
   std::exception_ptr exception_;
 };
 
+/// Returns the most pixels that a picture of the library's decoders may have: those of the largest
+/// picture that is allowed, with its padding.
+std::int64_t MostPixels();
+
 /// Returns a copy of a library object.
 std::shared_ptr<const AVCodecParameters> CopyParameters(const AVCodecParameters& parameters);
 Metadata ToMetadata(const AVDictionary* dictionary);

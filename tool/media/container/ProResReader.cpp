@@ -5,6 +5,7 @@
 #include <utility>
 
 #include "base/Errors.h"
+#include "base/Limits.h"
 #include "base/Text.h"
 #include "frames/FrameHeaders.h"
 
@@ -62,6 +63,7 @@ void ProResReader::DescribeStream(const prores::FrameHeader& header) {
                        : 0;
   StreamFormat& format = description_.format;
   format = CombineFormats(container, header);
+  CheckPictureSize(GetName(), format.width, format.height);
   if (layout_ == SampleLayout::Standard) return;
   std::string& note = description_.notes.emplace_back(
       GetName() + ": its frames have no prefix with size and 'icpf'");

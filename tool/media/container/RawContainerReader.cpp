@@ -6,6 +6,7 @@
 #include <utility>
 
 #include "base/Errors.h"
+#include "base/Limits.h"
 #include "format/InputFormat.h"
 
 extern "C" {
@@ -40,6 +41,7 @@ RawContainerReader::RawContainerReader(std::unique_ptr<Demuxer> demuxer, FrameTi
     : track_(std::move(demuxer), times) {
   description_ = track_.GetDescription();
   StreamFormat& format = description_.format;
+  CheckPictureSize(GetName(), format.width, format.height);
   format.code = FindPackedFormat(track_.GetParameters());
   format.is444 = IsOf4444(format.code);
   format.alphaBits = format.is444 ? kPackedAlphaBits : 0;

@@ -9,6 +9,7 @@
 
 #include "base/Errors.h"
 #include "base/Interrupt.h"
+#include "base/Limits.h"
 #include "media/container/FrameTimeCheck.h"
 #include "media/container/TrackDescription.h"
 
@@ -21,7 +22,11 @@ namespace {
 
 AVStream& PrepareStream(Demuxer& demuxer, const FootageReading& reading) {
   demuxer.FindStreamInfo();
-  return ChooseVideo(demuxer, false, reading.videoTrack.value_or(0));
+  AVStream& stream = ChooseVideo(demuxer, false, reading.videoTrack.value_or(0));
+  const AVCodecParameters& stated = *stream.codecpar;
+  CheckPictureSize(demuxer.GetName(), static_cast<std::uint32_t>(std::max(stated.width, 0)),
+                   static_cast<std::uint32_t>(std::max(stated.height, 0)));
+  return stream;
 }
 
 // Returns the bytes that a Matroska file has according to its outermost elements; 0 = unknown.

@@ -2,11 +2,13 @@
 #include "media/decode/VideoDecoder.h"
 
 #include <algorithm>
+#include <exception>
+#include <mutex>
 #include <new>
 #include <thread>
 
 #include "base/Errors.h"
-#include "format/Values.h"
+#include "base/Limits.h"
 #include "media/container/Libav.h"
 
 namespace vixprores {
@@ -48,6 +50,13 @@ class LibavDecoder : public VideoDecoder {
   Rational GetRate() const override;
 
  private:
+  static int ProvideMemory(AVCodecContext* context, AVFrame* picture, int flags);
+  void CheckPicture(const AVFrame& picture) const;
+  void RethrowRefusal();
+
+  std::string name_;
+  std::mutex mutex_;            ///< of the refusal
+  std::exception_ptr refusal_;  ///< of a picture beyond a limit
   std::unique_ptr<AVCodecContext, ContextDeleter> context_;
   bool isIntra_ = false;  ///< no picture depends on another one
 };
@@ -73,7 +82,8 @@ std::shared_ptr<vix::IBuffer> WrapPicture(Picture picture) {
                            vix::CreateMemoryBlock(description, sizeof(AVFrame), [owner] {}));
 }
 
-LibavDecoder::LibavDecoder(const AVStream& stream, int threads, const std::string& name) {
+LibavDecoder::LibavDecoder(const AVStream& stream, int threads, const std::string& name)
+    : name_(name) {
   const AVCodec& decoder = RequireDecoder(stream, name);
   context_.reset(avcodec_alloc_context3(&decoder));
   if (!context_) throw std::bad_alloc();
@@ -81,7 +91,9 @@ LibavDecoder::LibavDecoder(const AVStream& stream, int threads, const std::strin
   int result = avcodec_parameters_to_context(context_.get(), stream.codecpar);
   context_->pkt_timebase = stream.time_base;
   context_->thread_count = CountThreads(threads);
-  context_->max_pixels = kMostPixels;
+  context_->max_pixels = MostPixels();
+  context_->opaque = this;
+  context_->get_buffer2 = ProvideMemory;
   // The transforms of MPEG-2, DV and JPEG differ between processors otherwise.
   context_->flags |= AV_CODEC_FLAG_BITEXACT;
   context_->idct_algo = FF_IDCT_SIMPLE;
@@ -96,10 +108,41 @@ LibavDecoder::LibavDecoder(const AVStream& stream, int threads, const std::strin
   }
 }
 
+// Called on any thread of the decoder, for each picture. Exceptions cannot pass through the
+// library.
+int LibavDecoder::ProvideMemory(AVCodecContext* context, AVFrame* picture, int flags) {
+  auto& self = *static_cast<LibavDecoder*>(context->opaque);
+  try {
+    self.CheckPicture(*picture);
+    return avcodec_default_get_buffer2(context, picture, flags);
+  } catch (...) {
+    const std::lock_guard lock(self.mutex_);
+    self.refusal_ = std::current_exception();
+    return AVERROR(EINVAL);
+  }
+}
+
+// The memory of most pictures is that of earlier ones, so that only what is in use is compared with
+// the limit.
+void LibavDecoder::CheckPicture(const AVFrame& picture) const {
+  const auto width = static_cast<std::uint32_t>(std::max(picture.width, 0));
+  const auto height = static_cast<std::uint32_t>(std::max(picture.height, 0));
+  CheckPictureSize(name_, width, height);
+  constexpr std::uint64_t kFewPixels = 1U << 20U;
+  if (std::uint64_t{width} * height < kFewPixels) return;
+  CheckMemory("decoded pictures of " + DescribeSize(width, height), 0);
+}
+
+void LibavDecoder::RethrowRefusal() {
+  const std::lock_guard lock(mutex_);
+  if (refusal_) std::rethrow_exception(refusal_);
+}
+
 bool LibavDecoder::Send(const AVPacket* packet) {
   const MemoryWatch memory;
   if (isIntra_) TakeLibavMessage();  // of the file
   const int result = avcodec_send_packet(context_.get(), packet);
+  RethrowRefusal();
   if (result == AVERROR(ENOMEM)) throw std::bad_alloc();
   memory.Check();
   Ensure(result != AVERROR(EAGAIN), "a decoder gets packets only when it has no pictures left");
@@ -118,6 +161,7 @@ Picture LibavDecoder::Receive() {
       }
       return picture;
     }
+    RethrowRefusal();
     if (result == AVERROR(EAGAIN) || result == AVERROR_EOF) return nullptr;
     if (result == AVERROR(ENOMEM)) throw std::bad_alloc();
     memory.Check();

@@ -9,6 +9,7 @@
 #include <utility>
 
 #include "base/Errors.h"
+#include "base/Limits.h"
 #include "media/raw/Y4m.h"
 
 namespace vixprores {
@@ -62,6 +63,7 @@ RawFrameReader::RawFrameReader(std::unique_ptr<InputFile> file, const RawFrameFo
     : file_(std::move(file)) {
   description_.name = file_->GetName();
   description_.format = ToStreamFormat(rawFrames);
+  CheckPictureSize(GetName(), rawFrames.width, rawFrames.height);
   frameBytes_ = GetFormat().FrameBytes();
   if (!file_->IsSeekable()) return;  // the first bytes of a pipe may not have arrived yet
   RequireRawFrames(file_->Peek(kMostMagicBytes), GetName());

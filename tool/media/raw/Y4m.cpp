@@ -10,6 +10,7 @@
 #include <utility>
 
 #include "base/Errors.h"
+#include "base/Limits.h"
 #include "format/DeepPicture.h"
 #include "format/InputFormat.h"
 #include "format/PlanarPicture.h"
@@ -201,6 +202,7 @@ Y4mReader::Y4mReader(std::unique_ptr<InputFile> file) : file_(std::move(file)) {
   description_.name = file_->GetName();
   const std::string header = file_->ReadLine(kLongestLine);
   description_.format = ParseY4mHeader(header, GetName());
+  CheckPictureSize(GetName(), GetFormat().width, GetFormat().height);
   bits_ = FindPlanes(header)->bits;  // of a valid header
   planarBytes_ = PlanarBytes(GetFormat(), bits_);
   if (!file_->GetSize()) return;

@@ -7,13 +7,15 @@
 #include <stdexcept>
 
 #include "base/Errors.h"
+#include "base/Limits.h"
 #include "base/Text.h"
 #include "media/sequence/DpxFile.h"
 
 namespace vixprores {
 
-ImageHeader ReadFirstHeader(const ImageFiles& images) {
-  const std::string& path = images.files.front().path;
+namespace {
+
+ImageHeader ReadHeader(const std::string& path) {
   if (ToLower(path).ends_with(".dpx")) {
     if (const auto header = ReadUsualDpxHeader(path)) return *header;
   }
@@ -26,6 +28,14 @@ ImageHeader ReadFirstHeader(const ImageFiles& images) {
   } catch (const std::runtime_error& error) {
     throw Failure(path + ": " + error.what());
   }
+}
+
+}  // namespace
+
+ImageHeader ReadFirstHeader(const ImageFiles& images) {
+  ImageHeader header = ReadHeader(images.files.front().path);
+  CheckPictureSize(header.path, header.width, header.height);
+  return header;
 }
 
 std::optional<Rational> FindRate(double rate) {

@@ -11,6 +11,7 @@
 
 #include "base/Errors.h"
 #include "base/IdleObjects.h"
+#include "base/Limits.h"
 #include "base/Text.h"
 #include "format/FramePlace.h"
 #include "media/decode/PictureConverter.h"
@@ -126,9 +127,17 @@ class SequenceReader::Conversion {
   struct Room {
     Room(const ImageHeader& header, AVPixelFormat pixels, const StreamFormat& target,
          const std::string& name)
-        : samples(CountChannels(pixels) * header.width * header.height),
+        : samples(CountSamples(header, pixels)),
           picture(MakePicture(pixels, SizeOf(header))),
           converter({.format = target}, name) {}
+
+    // The module, the picture and the converter have them once more.
+    static std::size_t CountSamples(const ImageHeader& header, AVPixelFormat pixels) {
+      const std::size_t samples = CountChannels(pixels) * header.width * header.height;
+      CheckMemory("an image of " + DescribeSize(header.width, header.height) + " and its copies",
+                  3 * sizeof(std::uint16_t) * samples);
+      return samples;
+    }
 
     std::vector<std::uint16_t> samples;
     std::vector<std::uint8_t> file;

@@ -56,6 +56,7 @@ void SequenceWriter::Write(const std::shared_ptr<const vix::IVideoSample>& frame
     if (auto written = written_.extract(index)) file = std::move(written.mapped());
   }
   if (!file) file = WriteFile(*frame->GetBuffer(), index);
+  CheckOutputSize(*this, static_cast<std::uint64_t>(file->GetSize()));
   file->GiveName();
   size_ += file->GetSize();
 }
