@@ -92,6 +92,17 @@ class Packages(unittest.TestCase):
         for binary in self.binaries():
             self.assertNotRegex(run("objdump", "-p", binary), r"RUNPATH|RPATH")
 
+    def test_binaries_have_the_protection_of_the_distribution(self):
+        for binary in self.binaries():
+            program = run("readelf", "--wide", "--segments", binary)
+            self.assertRegex(program, r"\n *GNU_RELRO ")
+            self.assertRegex(program, r"\n *GNU_STACK .* RW +0x")  # not executable
+            dynamic = run("readelf", "--dynamic", binary)
+            self.assertRegex(dynamic, r"\(FLAGS\).*BIND_NOW")
+            self.assertNotIn("TEXTREL", dynamic)
+            self.assertRegex(run("readelf", "--file-header", binary), r"Type: +DYN ")
+            self.assertIn("__stack_chk_fail", run("readelf", "--wide", "--dyn-syms", binary))
+
     def test_no_file_names_the_folders_of_the_build(self):
         folders = [str(folder).encode() for folder in (SOURCE, BUILD)]
         checked = 0
