@@ -5,6 +5,7 @@
 #include <span>
 #include <utility>
 
+#include "driver/Failures.h"
 #include "vix/RawVideoUtils.h"
 #include "vix/WorkflowStepImplementation.h"
 
@@ -73,7 +74,8 @@ std::string ListElements() {
 class HookScope {
  public:
   explicit HookScope(DrivenElement& element) : element_(element) {
-    if (element_.hook) element_.hook->BeginFrame(element_.codecThreads);
+    if (!element_.hook) return;
+    CallHost("codec hook", [&] { element_.hook->BeginFrame(element_.codecThreads); });
   }
   ~HookScope() {
     if (element_.hook) element_.report = element_.hook->EndFrame();

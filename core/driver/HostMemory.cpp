@@ -2,12 +2,12 @@
 #include "driver/HostMemory.h"
 
 #include <cstring>
-#include <exception>
 #include <limits>
 #include <string>
 #include <utility>
 
 #include "Allocators.h"
+#include "driver/Failures.h"
 #include "vix/Error.h"
 
 namespace vix {
@@ -58,13 +58,8 @@ std::shared_ptr<const IBuffer> HostMemory::Copy(const IBuffer& frame, std::uint3
 }
 
 FrameMemory HostMemory::Allocate(const FrameMemoryRequest& request) const {
-  FrameMemory memory;
-  try {
-    memory = callbacks_.allocate(callbacks_.user, request);
-  } catch (const std::exception& error) {
-    throw VIXError(ErrorCode::Failed,
-                   std::string("the host's callback for memory threw: ") + error.what());
-  }
+  const FrameMemory memory = CallHost(
+      "callback for memory", [&] { return callbacks_.allocate(callbacks_.user, request); });
   if (memory.data == nullptr) ThrowOutOfMemory(request.bytes);
   return memory;
 }
