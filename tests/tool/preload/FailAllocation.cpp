@@ -2,9 +2,11 @@
 // A library to be preloaded, which lets FAILED_ALLOCATIONS successive allocations of a program
 // fail. FAIL_ALLOCATION is the number of the first one, counted from the start of main(); 0 = none.
 // At the end of the program the number of all allocations is written to the file that
-// COUNT_ALLOCATIONS names.
+// COUNT_ALLOCATIONS names. FAIL_THREAD is the number of the first thread that cannot be started,
+// from 1; neither can any later one.
 #include <dlfcn.h>
 #include <fcntl.h>
+#include <pthread.h>
 #include <unistd.h>
 
 #include <atomic>
@@ -29,6 +31,8 @@ std::atomic<bool> g_isCounting = false;
 std::atomic<long> g_count = 0;
 long g_firstFailing = 0;
 long g_failures = 0;
+std::atomic<long> g_threads = 0;
+long g_firstFailingThread = 0;
 Main g_main = nullptr;
 
 bool Fails() {
@@ -58,6 +62,7 @@ long NumberIn(const char* variable) {
 int CountedMain(int count, char** arguments, char** environment) {
   g_firstFailing = NumberIn("FAIL_ALLOCATION");
   g_failures = g_firstFailing > 0 ? NumberIn("FAILED_ALLOCATIONS") : 0;
+  g_firstFailingThread = NumberIn("FAIL_THREAD");
   std::atexit(WriteCount);
   g_isCounting = true;
   return g_main(count, arguments, environment);
@@ -88,6 +93,15 @@ int posix_memalign(void** block, size_t alignment, size_t bytes) {
   if (Fails()) return ENOMEM;
   *block = __libc_memalign(alignment, bytes);
   return *block ? 0 : ENOMEM;
+}
+
+int pthread_create(pthread_t* thread, const pthread_attr_t* attributes, void* (*work)(void*),
+                   void* data) noexcept {
+  using Create = decltype(&pthread_create);
+  static const auto create = reinterpret_cast<Create>(dlsym(RTLD_NEXT, "pthread_create"));
+  const long number = ++g_threads;
+  if (g_firstFailingThread > 0 && number >= g_firstFailingThread) return EAGAIN;
+  return create(thread, attributes, work, data);
 }
 
 // NOLINTNEXTLINE(bugprone-reserved-identifier)
