@@ -45,6 +45,19 @@ class Calls {
   virtual void Check(const vix::VIXRuntimeError& error) const = 0;
 };
 
+/// Returns memory of the host for one picture or frame, with slack between rows if `user` is set.
+vix::FrameMemory AllocateFrame(void* user, const vix::FrameMemoryRequest& request) {
+  constexpr std::uint32_t kSlack = 16;
+  const std::uint32_t stride = request.stride + (user && request.stride != 0 ? kSlack : 0);
+  const std::size_t bytes = stride == 0 ? request.bytes : std::size_t{stride} * request.height;
+  if (bytes > kMaxFrameBytes) return {};
+  return {new std::uint8_t[bytes], stride};
+}
+
+void ReleaseFrame(void* /*user*/, std::uint8_t* data) {
+  delete[] data;
+}
+
 class DriverCalls : public Calls {
  public:
   DriverCalls(vix::ElementFactoryType type, const char* implementation)
@@ -58,6 +71,10 @@ class DriverCalls : public Calls {
   Sample Pull() override { return driver_.Pull(); }
   void Release() override { driver_.Release(); }
   void MakeOther(std::uint8_t choice) override {
+    static bool withSlack = true;  // only its address is used
+    if (choice & 2) {
+      driver_.SetFrameMemory({choice & 4 ? &withSlack : nullptr, AllocateFrame, ReleaseFrame});
+    }
     driver_.SetInputChange(choice & 1 ? vix::InputChange::Redefine : vix::InputChange::Refuse);
     driver_.GetCodecReport();
     driver_.GetOutput();

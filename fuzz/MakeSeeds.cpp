@@ -129,6 +129,8 @@ void WriteElementSeeds(const std::filesystem::path& folder, const std::vector<Na
   };
   decode(2, "decode_422", noParameters, frames[0]);
   decode(2, "decode_422_with_parameters", decoderParameters, frames[2]);
+  decode(2, "decode_422_to_memory_of_host", {3, 6, 0, 0}, frames[0]);
+  decode(4, "decode_4444_to_memory_of_host", {3, 2, 0, 0}, frames[6]);
   decode(4, "decode_4444", noParameters, frames[6]);
   decode(6, "decode_4444_without_driver", noParameters, frames[5]);
   const auto encode = [&](std::uint8_t element, const char* name, std::uint8_t format) {
