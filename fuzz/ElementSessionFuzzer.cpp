@@ -7,6 +7,7 @@
 #include <vix/ProResCodecHook.h>
 #include <vix/vix.h>
 
+#include <algorithm>
 #include <cstdint>
 #include <memory>
 #include <string>
@@ -136,11 +137,12 @@ Sample MakeSample(FuzzInput& input) {
   const auto parameters = choice & 1 ? MakeParameters(input) : nullptr;
   std::vector<std::uint8_t> bytes;
   if (choice & 2) {
-    bytes.assign(input.Word() % kMaxFrameBytes, input.Byte());
+    bytes.resize(input.Word());
+    std::ranges::fill(bytes, input.Byte());
   } else {
     bytes = input.Take(input.Word());
+    if (IsLargerThan(bytes, kMaxPixels)) bytes.clear();
   }
-  if (IsLargerThan(bytes, kMaxPixels)) bytes.clear();
   const auto buffer = choice & 4 ? nullptr : MakeBuffer(std::move(bytes));
   return vix::CreateSampleContainer(
       vix::CreateVideoSample(parameters, nullptr, buffer, {{1, 2, {25, 1}}}, {}), nullptr);

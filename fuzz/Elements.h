@@ -27,7 +27,8 @@ inline constexpr vix::FourCC kFourCCs[] = {vix::kFourCC_UYVY,
                                            0,
                                            vix::MakeFourCC("I420")};
 inline constexpr std::int32_t kThreadCounts[] = {1, 2, 0, -1, 4097, INT32_MAX};
-inline constexpr std::uint32_t kPictureSizes[] = {16, 48, 33, 2, 1, 0, 65535, 65536, UINT32_MAX};
+inline constexpr std::uint32_t kPictureSizes[] = {16, 48, 32, 34, 35,    40,    20,
+                                                  2,  1,  0,  33, 65535, 65536, UINT32_MAX};
 inline constexpr std::int32_t kCodes[] = {2, 1, 9, 0, 3, 4, 5, -1, 255, 256};
 inline constexpr vix::EditRate kRates[] = {{25, 1}, {30000, 1001}, {0, 1},
                                            {25, 0}, {-1, 1},       {1, INT32_MAX}};

@@ -112,13 +112,18 @@ void WriteElementSeeds(const std::filesystem::path& folder, const std::vector<Na
   }
   // Calls: 0 parameters, 1 description, 2 output, 3 other, 4 release, 5 sample.
   const Bytes noParameters{0, 0}, decoderParameters{0, 2, 1, 3, 1, 0}, other{3, 1}, release{4, 1};
-  // Channel, family, size, stored size, scan mode, chroma, matrix, rate, variant.
-  const Bytes proRes{1, 1, 0, 1, 0, 0, 2, 0, 0, 0, 3};
-  const auto decode = [&](std::uint8_t element, const char* name, const Bytes& parameters,
-                          const NamedFrame& frame) {
+  // Places of the size in the table of sizes; scan mode, and place of the chroma in that of codes.
+  struct Stream {
+    std::uint8_t width, height, scanMode, chroma;
+  };
+  constexpr Stream kProgressive{1, 2, 2, 0}, kFields{3, 4, 1, 0}, k444{5, 6, 2, 4};
+  const auto decode = [&](std::uint8_t element, const char* name, const Bytes& calls,
+                          const Stream& stream, const NamedFrame& frame) {
     Bytes seed{element};
-    Append(seed, parameters);
-    Append(seed, proRes);
+    Append(seed, calls);
+    // Description: channel, family, size, stored size, scan mode, chroma, matrix, rate, variant.
+    Append(seed,
+           {1, 1, 0, stream.width, stream.height, 0, stream.scanMode, stream.chroma, 0, 0, 3});
     for (int i = 0; i < 2; ++i) {
       Append(seed, {5, 0});
       Append(seed, Sized(frame.bytes));
@@ -127,14 +132,15 @@ void WriteElementSeeds(const std::filesystem::path& folder, const std::vector<Na
     Append(seed, release);
     Write(folder, name, seed);
   };
-  decode(2, "decode_422", noParameters, frames[0]);
-  decode(2, "decode_422_with_parameters", decoderParameters, frames[2]);
-  decode(2, "decode_422_to_memory_of_host", {3, 6, 0, 0}, frames[0]);
-  decode(4, "decode_4444_to_memory_of_host", {3, 2, 0, 0}, frames[6]);
-  decode(4, "decode_4444", noParameters, frames[6]);
-  decode(6, "decode_4444_without_driver", noParameters, frames[5]);
+  const Bytes hostMemory{3, 2, 0, 0}, hostStride{3, 6, 0, 0};
+  decode(2, "decode_422", noParameters, kProgressive, frames[0]);
+  decode(2, "decode_422_with_parameters", decoderParameters, kFields, frames[2]);
+  decode(2, "decode_422_to_memory_of_host", hostStride, kProgressive, frames[0]);
+  decode(4, "decode_4444", noParameters, k444, frames[6]);
+  decode(4, "decode_4444_to_memory_of_host", hostMemory, k444, frames[6]);
+  decode(6, "decode_4444_without_driver", noParameters, k444, frames[5]);
   const auto encode = [&](std::uint8_t element, const char* name, std::uint8_t format) {
-    const Bytes raw{1, 1, 0, 2, 0, 0, 0, 0, format};
+    const Bytes raw{1, 1, 0, 0, 2, 0, 0, 0, format};
     Bytes seed{element, 0, 0, 1, 1};
     Append(seed, raw);
     // A sample with the same description and bytes of one value.
