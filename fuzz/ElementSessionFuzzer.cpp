@@ -4,12 +4,15 @@
 // - by an ElementDriver, in any order of calls: every failure is a VIXError that names the element;
 // - directly, in the order that elements require: several frames in both layouts for the decoder
 //   "vix", any calls for the elements of "vix4444", which check the order themselves.
+#include <ProRes/ProResHost.h>
 #include <vix/ProResCodecHook.h>
 #include <vix/vix.h>
 
 #include <algorithm>
 #include <cstdint>
 #include <memory>
+#include <numeric>
+#include <span>
 #include <string>
 #include <utility>
 #include <vector>
@@ -117,15 +120,13 @@ class ElementCalls : public Calls {
   typename vix::ElementFactoryType_traits<T>::InstanceType element_;
 };
 
-/// Requires that a sample of the output has the bytes that it states.
+/// Requires that a sample of the output is complete, and reads it.
 void ReadOutput(const Sample& container) {
   if (!container) return;
   const auto samples = container->GetVideoSamples(nullptr, nullptr);
   Require(samples.size() == 1 && samples[0]->GetBuffer() && samples[0]->GetVideoParameters());
-  const auto buffer = samples[0]->GetBuffer();
-  std::uint32_t sum = 0;
-  for (std::uint32_t i = 0; i < buffer->GetSize(); ++i) sum += buffer->GetData()[i];
-  volatile std::uint32_t sink = sum;
+  const std::span bytes(samples[0]->GetBuffer()->GetData(), samples[0]->GetBuffer()->GetSize());
+  volatile std::uint32_t sink = std::accumulate(bytes.begin(), bytes.end(), 0U);
   static_cast<void>(sink);
 }
 
@@ -218,6 +219,7 @@ void DecodeFrames(FuzzInput& input) {
 }  // namespace
 
 extern "C" int LLVMFuzzerInitialize(int* /*argc*/, char*** /*argv*/) {
+  WPRSetDefaultThreads(1);  // waiting for other threads takes most of the time
   static const vix::LoadedPlugins loaded = vix::LoadPlugins("fuzzer");
   Require(loaded.plugins.size() == 2 && loaded.failures.empty());
   vix::SetCurrentLoggerWriter(
