@@ -62,6 +62,16 @@ TEST(SoundResampler, KeepsTimeLengthAndLevel) {
   }
 }
 
+TEST(SoundResampler, KeepsTheLastSamplesAndShortStretches) {
+  for (const auto& [from, to] : {std::pair{48000, 44100}, {44100, 48000}, {96000, 8000}}) {
+    for (int count = 1; count < 400; ++count) {
+      std::int64_t begin = 0;
+      const auto size = static_cast<std::int64_t>(Resample(from, to, 0, count, 100, begin).size());
+      EXPECT_EQ(size, (std::int64_t{count} * to + from - 1) / from) << count;
+    }
+  }
+}
+
 TEST(SoundResampler, DoesNotDependOnTheBlocks) {
   std::int64_t begin = 0;
   EXPECT_EQ(Resample(44100, 48000, 0, 20000, 1024, begin),

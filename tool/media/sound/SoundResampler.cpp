@@ -32,9 +32,10 @@ struct Setting {
   const char* name;
   double value;
 };
+constexpr int kFilterSamples = 128;
 // Flat up to 20 kHz at 44100 samples per second, aliases below -100 dB.
 constexpr Setting kSettings[] = {
-    {"filter_size", 128}, {"kaiser_beta", 10}, {"cutoff", 0.97}, {"exact_rational", 1}};
+    {"filter_size", kFilterSamples}, {"kaiser_beta", 10}, {"cutoff", 0.97}, {"exact_rational", 1}};
 
 std::vector<std::int32_t> ToIntegers(const std::vector<double>& samples) {
   std::vector<std::int32_t> integers(samples.size());
@@ -91,28 +92,31 @@ std::vector<SoundBlock> SoundResampler::Convert(const SoundBlock& block) {
   if (*next_ < block.first) {
     SoundBlock silence{*next_, from_, channels_, {}};
     silence.samples.resize(static_cast<std::size_t>((block.first - *next_) * channels_));
-    Push(&silence, blocks);
+    Push(silence, blocks);
   }
-  Push(&block, blocks);
+  Push(block, blocks);
   return blocks;
 }
 
+// Pushes silence instead of asking the library for its last samples: it drops some of them, and all
+// of a stretch that is shorter than the filter.
 std::vector<SoundBlock> SoundResampler::Finish() {
   std::vector<SoundBlock> blocks;
   if (!next_) return blocks;
-  Push(nullptr, blocks);
-  if (!blocks.empty()) {
-    const std::int64_t end = av_rescale_rnd(*next_, to_, from_, AV_ROUND_UP);
-    DropBack(blocks.back(), blocks.back().first + blocks.back().Count() - end);
-  }
+  const std::int64_t end = av_rescale_rnd(*next_, to_, from_, AV_ROUND_UP);
+  const std::int64_t filter = kFilterSamples * (std::int64_t{1} + std::max(from_, to_) / to_);
+  SoundBlock silence{*next_, from_, channels_, {}};
+  silence.samples.resize(static_cast<std::size_t>(filter * channels_));
+  Push(silence, blocks);
   next_.reset();
+  if (blocks.empty()) return blocks;
+  DropBack(blocks.back(), nextResult_ - end);
   return blocks;
 }
 
-// @param block null = the end
-void SoundResampler::Push(const SoundBlock* block, std::vector<SoundBlock>& blocks) {
-  const auto source = block ? ToIntegers(block->samples) : std::vector<std::int32_t>();
-  const int count = block ? static_cast<int>(block->Count()) : 0;
+void SoundResampler::Push(const SoundBlock& block, std::vector<SoundBlock>& blocks) {
+  const auto source = ToIntegers(block.samples);
+  const int count = static_cast<int>(block.Count());
   const int room = swr_get_out_samples(context_.get(), count);
   if (room < 0) throw std::bad_alloc();
   const auto channels = static_cast<std::size_t>(channels_);
@@ -120,10 +124,10 @@ void SoundResampler::Push(const SoundBlock* block, std::vector<SoundBlock>& bloc
   auto* target = reinterpret_cast<std::uint8_t*>(result.data());
   const auto* data = reinterpret_cast<const std::uint8_t*>(source.data());
   const MemoryWatch memory;
-  const int made = swr_convert(context_.get(), &target, room, block ? &data : nullptr, count);
+  const int made = swr_convert(context_.get(), &target, room, &data, count);
   memory.Check();
   if (made < 0) throw Failure("sound cannot be resampled: " + ExplainLibavError(made));
-  if (block) *next_ += count;
+  *next_ += count;
   SoundBlock converted{nextResult_, to_, channels_, {}};
   nextResult_ += made;
   converted.samples.resize(static_cast<std::size_t>(made) * channels);

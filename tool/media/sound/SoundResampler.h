@@ -33,7 +33,7 @@ class SoundResampler {
   };
 
   void Start(std::int64_t first);
-  void Push(const SoundBlock* block, std::vector<SoundBlock>& blocks);
+  void Push(const SoundBlock& block, std::vector<SoundBlock>& blocks);
 
   int from_;
   int to_;
