@@ -109,13 +109,13 @@ void DecodedSound::FollowVideo(const TimePoint& time) {
 
 // Makes the sound of a track begin with the pictures. After a jump it begins earlier anyway.
 void DecodedSound::Begin(std::size_t place, AVPacket& packet, std::vector<SoundPacket>& sound) {
-  constexpr std::int64_t kLongestSilence = 60;  // seconds; later sound keeps its time
   const SoundTrack& track = tracks_[place];
   const std::int64_t rate = track.parameters->sample_rate;
   const std::int64_t begin =
       av_rescale_q_rnd(begin_.time, begin_.tick, track.timeBase, AV_ROUND_UP);
   const std::int64_t read = av_rescale_q(followed_.time, followed_.tick, track.timeBase);
   for (std::int64_t next = std::max(begin, read - kDecoderPreroll * rate);
+       // Later sound keeps its time.
        next < packet.pts && packet.pts - next <= kLongestSilence * rate;) {
     Packet silence = MakeSilence(track, next, packet.pts - next);
     next += silence->duration;

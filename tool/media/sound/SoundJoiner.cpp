@@ -78,7 +78,8 @@ void SoundJoiner::Add(std::vector<SoundPacket> packets) {
 std::vector<SoundPacket> SoundJoiner::TakeUntil(std::int64_t frames) {
   std::vector<SoundPacket> taken;
   for (std::size_t place = 0; place < lanes_.size(); ++place) {
-    TakeLane(place, SampleAt(part_.begin + frames, lanes_[place]), taken);
+    lanes_[place].picturesEnd = SampleAt(part_.begin + frames, lanes_[place]);
+    TakeLane(place, lanes_[place].picturesEnd, taken);
   }
   return taken;
 }
@@ -86,7 +87,8 @@ std::vector<SoundPacket> SoundJoiner::TakeUntil(std::int64_t frames) {
 std::vector<SoundPacket> SoundJoiner::End(std::int64_t frames) {
   std::vector<SoundPacket> taken;
   for (std::size_t place = 0; place < lanes_.size(); ++place) {
-    EndLane(place, SampleAt(part_.begin + frames, lanes_[place]), taken);
+    lanes_[place].picturesEnd = SampleAt(part_.begin + frames, lanes_[place]);
+    EndLane(place, taken);
     lanes_[place].waiting.clear();
   }
   return taken;
@@ -125,7 +127,9 @@ void SoundJoiner::PlacePcm(std::size_t place, Packet packet, std::vector<SoundPa
   if (!std::exchange(lane.isOpen, true) && lane.next) {
     const std::int64_t gap = packet->pts + lane.offset - *lane.next;
     if (std::abs(gap) <= 1) lane.offset -= gap;
-    if (gap > 1) FillUntil(place, packet->pts + lane.offset, taken);
+    // Sound that begins later after the pictures keeps its time.
+    const std::int64_t latest = lane.picturesEnd + kLongestSilence * lane.track.timeBase.den;
+    if (gap > 1 && packet->pts <= latest) FillUntil(place, packet->pts + lane.offset, taken);
   }
   SetTime(*packet, packet->pts + lane.offset);
   lane.next = packet->pts + packet->duration;
@@ -164,9 +168,9 @@ void SoundJoiner::PlaceCompressed(std::size_t place, Packet packet,
   taken.push_back({place, std::move(packet)});
 }
 
-void SoundJoiner::EndLane(std::size_t place, std::int64_t limit, std::vector<SoundPacket>& taken) {
+void SoundJoiner::EndLane(std::size_t place, std::vector<SoundPacket>& taken) {
   Lane& lane = lanes_[place];
-  if (part_.keepsTail) limit = kEndOfTime;
+  const std::int64_t limit = part_.keepsTail ? kEndOfTime : lane.picturesEnd;
   TakeLane(place, limit, taken);
   if (lane.sampleBytes == 0) {
     EndCompressed(place, limit, taken);
@@ -179,7 +183,8 @@ void SoundJoiner::EndLane(std::size_t place, std::int64_t limit, std::vector<Sou
   }
   if (part_.isLast) return;
   if (!lane.next) lane.next = lane.begin + lane.offset;
-  if (*lane.next + 1 < limit + lane.offset) FillUntil(place, limit + lane.offset, taken);
+  const std::int64_t end = lane.picturesEnd + lane.offset;
+  if (*lane.next + 1 < end) FillUntil(place, end, taken);
 }
 
 void SoundJoiner::EndCompressed(std::size_t place, std::int64_t limit,

@@ -56,6 +56,7 @@ class SoundJoiner {
     std::optional<std::int64_t> next = std::nullopt;  ///< sample of the output after the last one
     std::int64_t begin = 0;                           ///< first sample of the part in its file
     std::int64_t offset = 0;        ///< from samples of the file to samples of the output
+    std::int64_t picturesEnd = 0;   ///< sample of the file after the part's pictures so far
     bool isOpen = false;            ///< a packet of the part has been returned
     std::int64_t last = INT64_MIN;  ///< sample of the output of the last compressed packet
     std::int64_t backward = 0;      ///< packets with times that go back
@@ -65,7 +66,7 @@ class SoundJoiner {
 
   std::int64_t SampleAt(std::int64_t frame, const Lane& lane) const;
   void TakeLane(std::size_t place, std::int64_t limit, std::vector<SoundPacket>& taken);
-  void EndLane(std::size_t place, std::int64_t limit, std::vector<SoundPacket>& taken);
+  void EndLane(std::size_t place, std::vector<SoundPacket>& taken);
   void Place(std::size_t place, Packet packet, std::vector<SoundPacket>& taken);
   void PlacePcm(std::size_t place, Packet packet, std::vector<SoundPacket>& taken);
   void PlaceCompressed(std::size_t place, Packet packet, std::vector<SoundPacket>& taken);

@@ -96,8 +96,6 @@ Packet MakeSilence(const SoundTrack& track, std::int64_t first, std::int64_t cou
 
 namespace {
 
-// A longer gap is more likely to be a damaged time.
-constexpr std::int64_t kLongestSilence = 60;  // seconds
 // Limits of a track's silence: a number of bytes, and a multiple of the bytes of its sound. A few
 // damaged times must not fill a disk.
 constexpr std::int64_t kMostSilentBytes = 256 << 20;
