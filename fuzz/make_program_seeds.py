@@ -8,6 +8,7 @@ Needs ffmpeg. Replaces the seeds of the targets in TARGETS below.
 """
 
 import pathlib
+import random
 import shutil
 import subprocess
 import sys
@@ -100,7 +101,29 @@ def make_frame_scanner(clips):
                                        for frame in small if frame[3] < 240)}  # fmt: skip
 
 
-TARGETS = {"PacketTags": make_packet_tags, "Recovery": make_recovery, "FrameScanner": make_frame_scanner}
+def make_commands(clips):
+    """Returns a file for each line of the target, which the first byte selects."""
+    tagged = clips.encode(clips.source("plain.mkv", rate=8000), "small.mov")
+    matroska = clips.encode("plain.mkv", "small.mkv")
+    clips.ffmpeg("-i", "small.mov", "-c", "copy", "small.avi")
+    files = {"mov": tagged, "mkv": matroska, "avi": clips.read("small.avi")[:5000]}
+    return {f"{kind}_{line}": bytes((line, 255, 255)) + data
+            for kind, data in files.items() for line in range(15) if kind == "mov" or line in (0, 6, 13)}  # fmt: skip
+
+
+def make_sound(_):
+    choice = random.Random(5)
+    seeds = {}
+    for part, name in enumerate(("cut", "aligned", "converted", "joined", "resampled")):
+        track = bytes((choice.choice((0, 1, 2)), 0, 1, choice.choice((0, 1)), 1))
+        packets = bytes(value for _ in range(40) for value in (
+            0, choice.choice((0, 1, 2, 16, 17, 18)), choice.randrange(32), choice.randrange(8)))  # fmt: skip
+        seeds[name] = bytes((part,)) + track + choice.randbytes(6) + packets
+        seeds[name + "_two_tracks"] = bytes((130 + part,)) + choice.randbytes(299)
+    return seeds
+
+
+TARGETS = {"Commands": make_commands, "Sound": make_sound, "PacketTags": make_packet_tags, "Recovery": make_recovery, "FrameScanner": make_frame_scanner}
 
 
 def main():

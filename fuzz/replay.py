@@ -2,7 +2,7 @@
 # SPDX-License-Identifier: BSD-2-Clause
 """Runs a fuzz target on its seeds and on inputs made from them, the same ones each time.
 
-usage: replay.py PROGRAM SEEDS FOLDER
+usage: replay.py PROGRAM SEEDS FOLDER [INPUTS]
 
 libFuzzer's own search depends on addresses and times. Inputs that break the target are kept in the
 FOLDER.
@@ -63,9 +63,9 @@ def cut_end(data, _, choice):
 EDITS = (flip_bit, set_byte, set_extreme, remove_range, repeat_range, copy_other, cut_end)
 
 
-def inputs_from(seeds):
+def inputs_from(seeds, count):
     choice = random.Random(1)
-    for _ in range(INPUTS):
+    for _ in range(count):
         data = bytearray(choice.choice(seeds))
         for _ in range(choice.randint(1, MOST_EDITS)):
             if data:
@@ -74,15 +74,16 @@ def inputs_from(seeds):
 
 
 def main():
-    program, seeds, folder = map(pathlib.Path, sys.argv[1:])
+    program, seeds, folder = map(pathlib.Path, sys.argv[1:4])
+    count = int(sys.argv[4]) if len(sys.argv) > 4 else INPUTS
     made = folder / "inputs"
     shutil.rmtree(folder, ignore_errors=True)
     made.mkdir(parents=True)
     contents = [path.read_bytes() for path in sorted(seeds.iterdir())]
-    for number, data in enumerate(inputs_from([data for data in contents if data])):
+    for number, data in enumerate(inputs_from([data for data in contents if data], count)):
         (made / str(number)).write_bytes(data)
     limits = (pathlib.Path(__file__).parent / "limits").read_text().split()
-    sys.exit(subprocess.run([program, "-runs=0", *limits, f"-artifact_prefix={folder}/", made, seeds],
+    sys.exit(subprocess.run([program, "-runs=0", "-entropic=0", *limits, f"-artifact_prefix={folder}/", made, seeds],
                             check=False).returncode)  # fmt: skip
 
 

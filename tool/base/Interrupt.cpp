@@ -67,6 +67,10 @@ void RequestInterrupt() {
   [[maybe_unused]] const ssize_t written = write(g_descriptor, &one, sizeof one);
 }
 
+void WithdrawInterrupt() {
+  g_interruptRequested = false;
+}
+
 bool InterruptRequested() {
   return g_interruptRequested;
 }

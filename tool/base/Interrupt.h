@@ -12,6 +12,9 @@ void InstallSignalHandlers();
 /// Asks the program to stop, as a signal does. May be called from any thread.
 void RequestInterrupt();
 
+/// Forgets that, for a process that runs a command after another one. No other thread may run.
+void WithdrawInterrupt();
+
 /// Returns true once the program was asked to stop. Costs one atomic load, so that every loop over
 /// the contents of a file can poll it. May be called from any thread.
 bool InterruptRequested();
