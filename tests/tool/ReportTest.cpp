@@ -32,6 +32,13 @@ RunReport MakeReport() {
   return report;
 }
 
+TEST(ErrorJson, EscapesAllControlCharacters) {
+  EXPECT_EQ(ErrorJson("\x1B[2J \x7F \xC2\x9B \xC3\xA9 \xFF \\x7F"),
+            R"({"error":"\u001b[2J \u007F \u009B )"
+            "\xC3\xA9 \xEF\xBF\xBD"
+            R"( \\x7F"})");
+}
+
 TEST(RunReport, ComputesSpeedAndBitRate) {
   const RunReport report = MakeReport();
   EXPECT_DOUBLE_EQ(report.FramesPerSecond(), 50);

@@ -13,7 +13,9 @@ std::string Members(const JsonValue& object) {
 }  // namespace
 
 std::string Dump(const JsonValue& json) {
-  return json.dump(-1, ' ', false, JsonValue::error_handler_t::replace);
+  const std::string text = json.dump(-1, ' ', false, JsonValue::error_handler_t::replace);
+  // JSON allows DEL and the controls after it (C1) in texts, but terminals obey them.
+  return PrintableText(Replace(text, "\x7F", "\\u007F"));
 }
 
 JsonValue TimecodeJson(const std::optional<Timecode>& start, std::int64_t frame) {

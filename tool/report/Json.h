@@ -23,7 +23,7 @@ namespace vixprores {
 using JsonValue = nlohmann::ordered_json;
 
 /// Returns the text of `json` with bytes that are not UTF-8 replaced by a replacement character:
-/// file names may contain any bytes, JSON may not.
+/// file names may contain any bytes, JSON may not. Escapes all control characters.
 std::string Dump(const JsonValue& json);
 
 template <typename Value>
