@@ -6,6 +6,7 @@
 #include <numbers>
 #include <vector>
 
+#include "base/Errors.h"
 #include "media/sound/SoundResampler.h"
 
 extern "C" {
@@ -70,6 +71,14 @@ TEST(SoundResampler, KeepsTheLastSamplesAndShortStretches) {
       EXPECT_EQ(size, (std::int64_t{count} * to + from - 1) / from) << count;
     }
   }
+}
+
+TEST(SoundResampler, RejectsRatesThatDifferTooMuch) {
+  std::int64_t begin = 0;
+  EXPECT_THROW(Resample(1, 48000, 0, 10, 10, begin), Failure);
+  EXPECT_THROW(Resample(0, 48000, 0, 10, 10, begin), Failure);
+  EXPECT_THROW(Resample(100'000'000, 48000, 0, 10, 10, begin), Failure);
+  EXPECT_NO_THROW(Resample(768000, 12000, 0, 10, 10, begin));
 }
 
 TEST(SoundResampler, DoesNotDependOnTheBlocks) {

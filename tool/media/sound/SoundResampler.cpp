@@ -33,6 +33,8 @@ struct Setting {
   double value;
 };
 constexpr int kFilterSamples = 128;
+// Greatest ratio of two rates. Files with a greater one are damaged, and would take all memory.
+constexpr std::int64_t kLargestRatio = 64;
 // Flat up to 20 kHz at 44100 samples per second, aliases below -100 dB.
 constexpr Setting kSettings[] = {
     {"filter_size", kFilterSamples}, {"kaiser_beta", 10}, {"cutoff", 0.97}, {"exact_rational", 1}};
@@ -46,6 +48,11 @@ std::vector<std::int32_t> ToIntegers(const std::vector<double>& samples) {
   return integers;
 }
 
+[[noreturn]] void FailToResample(int from, int to, const std::string& reason) {
+  throw Failure("--audio-rate: cannot resample " + std::to_string(from) + " to " +
+                std::to_string(to) + " samples per second: " + reason);
+}
+
 }  // namespace
 
 void SoundResampler::ContextDeleter::operator()(SwrContext* context) const {
@@ -57,6 +64,9 @@ SoundResampler::SoundResampler(int from, int to, int channels)
 
 // Begins at a position that has an exact counterpart in the result, at most one second earlier.
 void SoundResampler::Start(std::int64_t first) {
+  if (std::min(from_, to_) * kLargestRatio < std::max(from_, to_)) {
+    FailToResample(from_, to_, "the rates differ too much");
+  }
   AVChannelLayout layout{};
   layout.order = AV_CHANNEL_ORDER_UNSPEC;
   layout.nb_channels = channels_;
@@ -75,8 +85,7 @@ void SoundResampler::Start(std::int64_t first) {
   }
   memory.Check();
   if (result < 0) {
-    throw Failure("--audio-rate: cannot resample " + std::to_string(from_) + " to " +
-                  std::to_string(to_) + " samples per second: " + ExplainLibavError(result));
+    FailToResample(from_, to_, ExplainLibavError(result));
   }
   const std::int64_t unit = from_ / std::gcd(from_, to_);
   const std::int64_t units = av_rescale_rnd(first, 1, unit, AV_ROUND_DOWN);
