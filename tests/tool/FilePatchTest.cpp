@@ -29,14 +29,18 @@ struct Change {
   std::string before, after;
 };
 
+std::string WithChecksum(const std::string& journal) {
+  const std::vector<std::uint8_t> bytes(journal.begin(), journal.end());
+  return journal + BigEndian(HashPacket(bytes), 8);
+}
+
 std::string MakeJournal(const std::vector<Change>& changes) {
   std::string journal = "vixundo\1" + BigEndian(kBefore.size(), 8) + BigEndian(changes.size(), 8);
   for (const auto& [position, before, after] : changes) {
     journal += BigEndian(static_cast<unsigned>(position), 8) + BigEndian(before.size(), 8) +
                BigEndian(after.size(), 8) + before + after;
   }
-  const std::vector<std::uint8_t> bytes(journal.begin(), journal.end());
-  return journal + BigEndian(HashPacket(bytes), 8);
+  return WithChecksum(journal);
 }
 
 // The file after an interruption that left `found`.
@@ -109,6 +113,24 @@ TEST_F(FilePatches, AreNotUndoneByADamagedJournal) {
   for (const std::size_t bytes : {std::size_t{0}, std::size_t{8}, journal.size() - 1}) {
     WriteText(journal_, journal.substr(0, bytes));
     ExpectRefused("01x3456789", "is damaged or no journal");
+  }
+}
+
+TEST_F(FilePatches, AreNotUndoneByAMisleadingJournal) {
+  const std::string head = "vixundo\1" + BigEndian(kBefore.size(), 8);
+  const std::string change = BigEndian(2, 8) + BigEndian(2, 8) + BigEndian(1, 8) + "23x";
+  for (const std::string& journal :
+       {head + BigEndian(2, 8) + change,  // ends inside
+        head + BigEndian(1, 8) + change,  // restores more than was changed
+        head + BigEndian(1, 8) + BigEndian(~0ULL, 8) + BigEndian(0, 8) + BigEndian(0, 8)}) {
+    WriteText(path_, kBefore);
+    WriteText(journal_, WithChecksum(journal));
+    ExpectRefused(kBefore, "is damaged or no journal");
+  }
+  for (const std::size_t size : {9U, 14U}) {
+    const std::string other = std::string("01xy456789endzz").substr(0, size);
+    Interrupt(other);
+    ExpectRefused(other, "has been changed since");
   }
 }
 

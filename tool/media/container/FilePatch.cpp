@@ -145,16 +145,23 @@ Bytes Pack(const Journal& journal) {
   return bytes;
 }
 
-// Takes numbers and bytes from the front of a journal whose checksum is right.
+[[noreturn]] void RejectJournal(const std::string& path) {
+  throw Failure(path +
+                ": is damaged or no journal of this program; remove it if the file beside "
+                "it is good");
+}
+
+// Takes numbers and bytes from the front of a journal.
 class Unpacker {
  public:
-  explicit Unpacker(std::span<const std::uint8_t> bytes) : bytes_(bytes) {}
+  Unpacker(std::span<const std::uint8_t> bytes, const std::string& path)
+      : bytes_(bytes), path_(path) {}
 
   std::int64_t TakeNumber() {
     return static_cast<std::int64_t>(prores::ReadU64(Take(kNumberBytes).data()));
   }
   std::span<const std::uint8_t> Take(std::size_t bytes) {
-    Ensure(bytes <= bytes_.size(), "a journal with the right checksum is complete");
+    if (bytes > bytes_.size()) RejectJournal(path_);
     const auto taken = bytes_.first(bytes);
     bytes_ = bytes_.subspan(bytes);
     return taken;
@@ -162,6 +169,7 @@ class Unpacker {
 
  private:
   std::span<const std::uint8_t> bytes_;
+  const std::string& path_;
 };
 
 Journal ReadJournal(const std::string& path) {
@@ -171,12 +179,10 @@ Journal ReadJournal(const std::string& path) {
                        std::equal(kMark.begin(), kMark.end(), bytes.begin());
   const std::size_t hashed = bytes.size() - kNumberBytes;
   if (!isWhole || prores::ReadU64(bytes.data() + hashed) != HashPacket({bytes.data(), hashed})) {
-    throw Failure(path +
-                  ": is damaged or no journal of this program; remove it if the file beside "
-                  "it is good");
+    RejectJournal(path);
   }
   const std::span<const std::uint8_t> all(bytes);
-  Unpacker rest(all.subspan(kMark.size()));
+  Unpacker rest(all.subspan(kMark.size()), path);
   Journal journal;
   journal.fileBytes = rest.TakeNumber();
   for (std::int64_t left = rest.TakeNumber(); left > 0; --left) {
@@ -185,6 +191,9 @@ Journal ReadJournal(const std::string& path) {
     const auto after = static_cast<std::size_t>(rest.TakeNumber());
     std::ranges::copy(rest.Take(before), std::back_inserter(change.before));
     std::ranges::copy(rest.Take(after), std::back_inserter(change.after));
+    const bool isPosition =
+        change.position >= 0 && change.position <= INT64_MAX - std::ssize(change.after);
+    if (!isPosition || before > after) RejectJournal(path);
     journal.changes.push_back(std::move(change));
   }
   return journal;
@@ -222,9 +231,24 @@ bool IsBetween(const Bytes& found, const Change& change) {
   return true;
 }
 
-void Restore(const OpenFile& file, const std::string& path, const Journal& journal) {
+// Changes only extend a file.
+bool HasSizeBetween(const OpenFile& file, const Journal& journal) {
+  const std::int64_t size = file.GetSize();
+  if (size < journal.fileBytes) return false;
+  std::int64_t largest = journal.fileBytes;
   for (const Change& change : journal.changes) {
-    if (IsBetween(file.Read(change.position, change.after.size()), change)) continue;
+    largest = std::max(largest, change.position + std::ssize(change.after));
+  }
+  return size <= largest;
+}
+
+void Restore(const OpenFile& file, const std::string& path, const Journal& journal) {
+  const bool isBetween =
+      HasSizeBetween(file, journal) &&
+      std::ranges::all_of(journal.changes, [&file](const Change& change) {
+        return IsBetween(file.Read(change.position, change.after.size()), change);
+      });
+  if (!isBetween) {
     throw Failure(path +
                   ": has been changed since a run of copy --in-place was interrupted; remove " +
                   JournalOf(path) + " if the file is good");
