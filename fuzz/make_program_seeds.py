@@ -111,6 +111,20 @@ def make_commands(clips):
             for kind, data in files.items() for line in range(15) if kind == "mov" or line in (0, 6, 13)}  # fmt: skip
 
 
+def make_container(clips):
+    tagged = clips.encode(clips.source("plain.mkv", rate=8000), "read.mov")
+    matroska = clips.encode("plain.mkv", "read.mkv")
+    clips.ffmpeg("-i", "plain.mkv", "-vn", "-c", "copy", "read.wav")
+    mxf = clips.encode(clips.source("fields.mkv", sound=()), "read.mxf")
+    change = b"".join(number.to_bytes(8, "big") for number in (2, 2, 2)) + b"23xy"
+    journal = b"vixundo\1" + (10).to_bytes(8, "big") + (1).to_bytes(8, "big") + change + bytes(8)
+    return {"mov": b"\0\0" + tagged, "mov_in_place": b"\0\x0e" + tagged, "mov_part": b"\0\x38" + tagged,
+            "matroska": b"\0\0" + matroska, "mxf": b"\0\0" + mxf[:9000], "wave": b"\1" + clips.read("read.wav")[:1500],
+            "atoms": b"\2" + tagged, "vendor": b"\3\0\0\0" + tagged, "media_end": b"\3\1\0\x60" + tagged[:3000],
+            "languages": b"\3\2\0\0" + tagged, "mxf_fields": b"\3\3\0\0" + mxf[:6000],
+            "journal": b"\4\n01xy456789" + journal}  # fmt: skip
+
+
 def make_sound(_):
     choice = random.Random(5)
     seeds = {}
@@ -123,7 +137,7 @@ def make_sound(_):
     return seeds
 
 
-TARGETS = {"Commands": make_commands, "Sound": make_sound, "PacketTags": make_packet_tags, "Recovery": make_recovery, "FrameScanner": make_frame_scanner}
+TARGETS = {"Commands": make_commands, "Container": make_container, "Sound": make_sound, "PacketTags": make_packet_tags, "Recovery": make_recovery, "FrameScanner": make_frame_scanner}
 
 
 def main():
