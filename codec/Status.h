@@ -14,7 +14,7 @@ enum class [[nodiscard]] Status : std::int32_t{
     kBadHeader = kWPRBadHeader,     kTruncated = kWPRTruncated,
     kUnsupported = kWPRUnsupported, kDestinationTooSmall = kWPRDestinationTooSmall,
     kOutOfMemory = kWPROutOfMemory, kInternalError = kWPRInternalError,
-    kForked = kWPRForked,
+    kForked = kWPRForked,           kTooLarge = kWPRTooLarge,
 };
 
 /// Returns the result code of the C interface for `status`.

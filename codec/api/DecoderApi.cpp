@@ -6,6 +6,7 @@
 #include "ProRes/ProResHost.h"
 #include "Status.h"
 #include "api/AlphaBits.h"
+#include "api/LimitsRecord.h"
 #include "decode/Decoder.h"
 #include "pixel/PixelFormat.h"
 
@@ -70,6 +71,13 @@ std::int32_t WPRSetDecodeSettings(WPRDecoderHandle decoder, const DecodeSettings
   if (!alpha) return prores::ToResult(Status::kBadArgument);
   static_cast<Decoder*>(decoder)->Set(
       {.alpha = *alpha, .defaultMatrix = settings->defaultMatrixCoefficients});
+  return prores::ToResult(Status::kSuccess);
+}
+
+std::int32_t WPRSetDecodeLimits(WPRDecoderHandle decoder, const FrameLimitsRecord* limits) {
+  const std::optional<prores::FrameLimits> read = prores::LimitsOf(limits);
+  if (decoder == nullptr || !read) return prores::ToResult(Status::kBadArgument);
+  static_cast<Decoder*>(decoder)->Set(*read);
   return prores::ToResult(Status::kSuccess);
 }
 

@@ -6,6 +6,7 @@
 #include "ProRes/ProResHost.h"
 #include "Status.h"
 #include "api/AlphaBits.h"
+#include "api/LimitsRecord.h"
 #include "encode/Encoder.h"
 #include "encode/rate/FrameTarget.h"
 #include "encode/rate/Variant.h"
@@ -89,6 +90,13 @@ std::int32_t WPRSetEncodeSettings(WPREncoderHandle encoder, const EncodeSettings
   static_cast<Encoder*>(encoder)->Set(
       {.alpha = *alpha,
        .matrixCoefficients = static_cast<std::uint8_t>(settings->matrixCoefficients)});
+  return prores::ToResult(Status::kSuccess);
+}
+
+std::int32_t WPRSetEncodeLimits(WPREncoderHandle encoder, const FrameLimitsRecord* limits) {
+  const std::optional<prores::FrameLimits> read = prores::LimitsOf(limits);
+  if (encoder == nullptr || !read) return prores::ToResult(Status::kBadArgument);
+  static_cast<Encoder*>(encoder)->Set(*read);
   return prores::ToResult(Status::kSuccess);
 }
 

@@ -6,14 +6,25 @@
 
 namespace prores {
 
+namespace {
+
+std::uint64_t TableBytes(std::uint32_t slicesPerRow, std::size_t rows) {
+  return std::uint64_t{rows} * slicesPerRow * kSliceTableEntryBytes;
+}
+
+}  // namespace
+
+bool FitsSliceTable(std::span<const std::uint8_t> picture, const PictureHeader& header,
+                    std::uint32_t slicesPerRow, std::size_t rows) {
+  return header.headerBytes + TableBytes(slicesPerRow, rows) <= picture.size();
+}
+
 Status LocateSliceRows(std::span<const std::uint8_t> picture, const PictureHeader& header,
                        std::uint32_t slicesPerRow, std::span<SliceRow> rows) {
-  const std::uint64_t tableBytes =
-      std::uint64_t{rows.size()} * slicesPerRow * kSliceTableEntryBytes;
-  if (header.headerBytes + tableBytes > picture.size()) return Status::kBadHeader;
+  if (!FitsSliceTable(picture, header, slicesPerRow, rows.size())) return Status::kBadHeader;
 
   const std::uint8_t* sizes = picture.data() + header.headerBytes;
-  const std::uint8_t* data = sizes + tableBytes;
+  const std::uint8_t* data = sizes + TableBytes(slicesPerRow, rows.size());
   const std::uint8_t* const end = picture.data() + picture.size();
   for (SliceRow& row : rows) {
     row = {sizes, data};

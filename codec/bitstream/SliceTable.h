@@ -20,6 +20,11 @@ struct SliceRow {
   const std::uint8_t* data = nullptr;   ///< first byte of the next slice
 };
 
+/// Returns true if a picture has room for the slice table of so many rows. Ask before memory is
+/// allocated for the rows: their number follows from a height that the frame merely claims.
+bool FitsSliceTable(std::span<const std::uint8_t> picture, const PictureHeader& header,
+                    std::uint32_t slicesPerRow, std::size_t rows);
+
 /// Locates the rows of a picture by its slice table, and verifies that every slice lies within the
 /// picture.
 /// @param picture      the bytes of the picture, from its header on; header.pictureBytes of them.

@@ -42,6 +42,7 @@ Status Decoder::Parse(std::span<const std::uint8_t> frame, const PixelBufferReco
   std::span<const std::uint8_t> pictures;
   const Status status = ParseFrameHeader(frame, header_, pictures);
   if (status != Status::kSuccess) return status;
+  if (!limits_.Allow(header_.width, header_.height)) return Status::kTooLarge;
   destination_ = destination;
   macroblocks_ = MacroblocksFor(header_.width);
 
@@ -69,8 +70,10 @@ Status Decoder::ParsePicture(unsigned index, bool alone, std::span<const std::ui
   pictures = pictures.subspan(header.pictureBytes);
 
   const SliceLayout layout(header_.width, header.log2SliceWidth);
-  sliceRows_.resize(CodedMacroblockRows(header_.height, header_.interlaceMode, index,
-                                        layout.SlicesPerRow(), header.sliceCount));
+  const std::uint32_t rows = CodedMacroblockRows(header_.height, header_.interlaceMode, index,
+                                                 layout.SlicesPerRow(), header.sliceCount);
+  if (!FitsSliceTable(picture, header, layout.SlicesPerRow(), rows)) return Status::kBadHeader;
+  sliceRows_.resize(rows);
   const Status tableStatus = LocateSliceRows(picture, header, layout.SlicesPerRow(), sliceRows_);
   if (tableStatus != Status::kSuccess) return tableStatus;
 

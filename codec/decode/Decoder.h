@@ -8,6 +8,7 @@
 #include <span>
 #include <vector>
 
+#include "FrameLimits.h"
 #include "Kernels.h"
 #include "ProRes/ProRes.h"
 #include "Status.h"
@@ -44,6 +45,7 @@ class Decoder {
 
   /// Sets what applies from the next frame on.
   void Set(const DecodeSettings& settings) { settings_ = settings; }
+  void Set(const FrameLimits& limits) { limits_ = limits; }
 
   /// Outcome of a frame.
   struct Result {
@@ -55,8 +57,10 @@ class Decoder {
   /// Decodes `frame` into `destination`, a valid picture.
   /// @param firstFieldOnly of an interlaced frame, decode the first field alone. The destination
   ///        then has half the height, rounded down or (as the field itself) up.
-  /// @return kBadArgument when the size of the destination does not fit the frame, kForked after a
-  ///         fork, or the error of the headers. The destination is then untouched.
+  /// @return kTooLarge beyond the limits, kBadArgument when the size of the destination does not
+  /// fit
+  ///         the frame, kForked after a fork, or the error of the headers. The destination is then
+  ///         untouched.
   /// @throws std::bad_alloc, with the destination untouched.
   Result Decode(std::span<const std::uint8_t> frame, const PixelBufferRecord& destination,
                 bool firstFieldOnly);
@@ -99,6 +103,7 @@ class Decoder {
   WorkerPool pool_;
   std::vector<Scratch> scratch_;  ///< by worker
   DecodeSettings settings_;
+  FrameLimits limits_;
 
   // The current frame.
   FrameHeader header_;

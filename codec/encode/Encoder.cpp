@@ -44,6 +44,7 @@ Status Encoder::Encode(const EncodeParamsRecord& params, const PixelBufferRecord
   if (const Status status = CheckArguments(params, source); status != Status::kSuccess) {
     return status;
   }
+  if (!limits_.Allow(source.width, source.height)) return Status::kTooLarge;
   const SourceFrame frame(params, source, *FindVariant(params.codecType), settings_);
   analysis_.Reset(frame, pool_.StartWorkers(frame.Slices()));
   rateControl_.Start({frame.strips, frame.layout.SlicesPerRow()}, frame.budget,

@@ -5,6 +5,7 @@
 #include <cstdint>
 #include <span>
 
+#include "FrameLimits.h"
 #include "Kernels.h"
 #include "ProRes/ProRes.h"
 #include "Status.h"
@@ -37,6 +38,7 @@ class Encoder {
 
   /// Sets what applies from the next frame on.
   void Set(const EncodeSettings& settings) { settings_ = settings; }
+  void Set(const FrameLimits& limits) { limits_ = limits; }
 
   /// Encodes `source` to the start of `destination`, see WPREncodeFrame().
   /// @param compressedBytes receives the size of the frame, on success only.
@@ -54,6 +56,7 @@ class Encoder {
                std::uint32_t& compressedBytes);
 
   EncodeSettings settings_;
+  FrameLimits limits_;
   WorkerPool pool_;
   FrameAnalysis analysis_;
   RateControl rateControl_;

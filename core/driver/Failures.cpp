@@ -31,6 +31,7 @@ constexpr CauseOfResult kCodecResults[] = {
     {kWPRInternalError, ErrorCode::Failed, "the codec library violated its own invariants"},
     {kWPRForked, ErrorCode::WrongOrder,
      "the process was forked after the codec library had started threads; make a new driver"},
+    {kWPRTooLarge, ErrorCode::Unsupported, "the frame is larger than the limits of the codec"},
 };
 
 Cause CauseOf(const CodecReport& report) {

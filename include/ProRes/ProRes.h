@@ -68,7 +68,9 @@ enum WPRResult {
   /** The library found one of its own invariants violated: a fault of the library. */
   kWPRInternalError = -7,
   /** The handle has started threads in the parent of this process. */
-  kWPRForked = -8
+  kWPRForked = -8,
+  /** The frame exceeds the limits that were set for the handle (FrameLimitsRecord). */
+  kWPRTooLarge = -9
 };
 
 /** Codec types (four-character codes, first character in the most significant byte). */

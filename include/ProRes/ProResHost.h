@@ -26,7 +26,7 @@
 #include "ProRes.h"
 
 /** Version of this header. */
-#define WPR_HOST_VERSION 3
+#define WPR_HOST_VERSION 4
 
 #ifdef __cplusplus
 extern "C" {
@@ -172,6 +172,30 @@ typedef struct DecodeSettingsRecord {
 /** Sets what the decoder does from its next frame on; as WPRSetEncodeSettings(). */
 WPR_API int32_t WPRSetDecodeSettings(WPRDecoderHandle decoder,
                                      const DecodeSettingsRecord* settings);
+
+/**
+ * The largest frame that a handle takes. A frame header of a few bytes may claim 65535x65535
+ * pixels; the memory that a handle needs follows from the size of its largest frame. Added in
+ * version 4.
+ */
+typedef struct FrameLimitsRecord {
+  uint32_t recordBytes; /**< size of the record that the caller has filled in */
+  uint32_t width;       /**< 1 to 65535; initially 65535 */
+  uint32_t height;      /**< of the whole frame, 1 to 65535; initially 65535 */
+  uint32_t pixels;      /**< width times height, at least 1; initially 4294836225, 65535x65535 */
+} FrameLimitsRecord;
+
+/**
+ * Sets the limits of the decoder from its next frame on. WPRDecodeFrame() returns kWPRTooLarge for
+ * a frame whose header states a larger size, before it allocates memory for it and without touching
+ * the destination; the decoder stays usable. Memory of earlier frames is kept.
+ * @return kWPRSuccess, or kWPRBadArgument, after which the limits are unchanged. Added in
+ *         version 4.
+ */
+WPR_API int32_t WPRSetDecodeLimits(WPRDecoderHandle decoder, const FrameLimitsRecord* limits);
+
+/** Sets the limits of the encoder, for WPREncodeFrame(); as WPRSetDecodeLimits(). */
+WPR_API int32_t WPRSetEncodeLimits(WPREncoderHandle encoder, const FrameLimitsRecord* limits);
 
 #ifdef __cplusplus
 }

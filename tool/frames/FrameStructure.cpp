@@ -55,8 +55,12 @@ std::string ReadPicture(unsigned index, std::span<const std::uint8_t> frame,
   picture.slicesPerRow = layout.SlicesPerRow();
   picture.rows = prores::CodedMacroblockRows(header.height, header.interlaceMode, index,
                                              picture.slicesPerRow, picture.header.sliceCount);
-  std::vector<prores::SliceRow> rows(picture.rows);
-  status = prores::LocateSliceRows(bytes, picture.header, picture.slicesPerRow, rows);
+  std::vector<prores::SliceRow> rows;
+  status = prores::Status::kBadHeader;
+  if (prores::FitsSliceTable(bytes, picture.header, picture.slicesPerRow, picture.rows)) {
+    rows.resize(picture.rows);
+    status = prores::LocateSliceRows(bytes, picture.header, picture.slicesPerRow, rows);
+  }
   if (status == prores::Status::kSuccess) {
     // The table was checked: each slice has at least the bytes of a header in the picture.
     picture.slices.reserve(std::size_t{picture.rows} * picture.slicesPerRow);
