@@ -176,12 +176,16 @@ bool SoundDecoder::Send(const AVPacket* packet, std::vector<SoundBlock>* blocks)
   return isWhole;
 }
 
+// Largest position of a sample. Damaged times may be farther, and differences must not overflow.
+constexpr std::int64_t kFarthest = std::int64_t{1} << 53;
+
 // Returns the position of a block. Times may be coarser than samples, and jitter; blocks without a
 // gap that such times could show follow each other.
 std::int64_t SoundDecoder::Locate(const SoundBlock& block, std::int64_t time) const {
   if (time == AV_NOPTS_VALUE || (next_ && !track_.isTimed)) return next_.value_or(0);
   const AVRational samples{1, block.rate};
-  const std::int64_t stated = av_rescale_q(time, track_.timeBase, samples);
+  const std::int64_t stated =
+      std::clamp(av_rescale_q(time, track_.timeBase, samples), -kFarthest, kFarthest);
   const std::int64_t tick = av_rescale_q(1, track_.timeBase, samples);
   // Most tracks start at time 0, from which delays in coarse ticks deviate.
   if (!next_) return tick > 1 && Distance(stated, 0) <= tick ? 0 : stated;
