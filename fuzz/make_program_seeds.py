@@ -108,7 +108,8 @@ def make_commands(clips):
     clips.ffmpeg("-i", "small.mov", "-c", "copy", "small.avi")
     files = {"mov": tagged, "mkv": matroska, "avi": clips.read("small.avi")[:5000]}
     return {f"{kind}_{line}": bytes((line, 255, 255)) + data
-            for kind, data in files.items() for line in range(15) if kind == "mov" or line in (0, 6, 13)}  # fmt: skip
+            for kind, data in files.items()
+            for line in ((0, 3, 4, 8, 9, 10, 11, 13, 14) if kind == "mov" else (0, 6))}  # fmt: skip
 
 
 def make_container(clips):
