@@ -9,7 +9,6 @@ Needs ffmpeg. Replaces the seeds of the targets in TARGETS below.
 
 import pathlib
 import random
-import shutil
 import subprocess
 import sys
 import tempfile
@@ -83,14 +82,20 @@ def make_recovery(clips):
     whole = clips.encode(clips.source("plain.mkv", sound=("pcm_s16le", "aac"), rate=8000), "tagged.mov",
                          "--timecode", "10:00:00:00", "--reel", "A001")  # fmt: skip
     silent = clips.encode(clips.source("silent.mkv", frames=3, sound=()), "silent.mov")
-    return {"whole": b"\xff\xff" + whole, "without_index": b"\xff\xff" + without_index(whole),
-            "repaired": b"\0\0" + without_index(whole), "silent": b"\xff\xff" + silent,
-            "damaged_packets": b"\xaa\xab" + without_index(silent), "own_sizes": b"\x55\x55" + whole}  # fmt: skip
+    return {
+        "whole": b"\xff\xff" + whole,
+        "without_index": b"\xff\xff" + without_index(whole),
+        "repaired": b"\0\0" + without_index(whole),
+        "own_sizes": b"\x55\x55" + whole,
+        "silent": b"\xff\xff" + silent,
+        "damaged_packets": b"\xaa\xab" + without_index(silent),
+    }
 
 
 def make_frame_scanner(clips):
     small = frames_of(clips.encode(clips.source("silent.mkv", frames=3, sound=()), "silent.mov"))
-    other = frames_of(clips.encode(clips.source("wide.mkv", size="34x18", sound=()), "wide.mov", "--fields", "top"))
+    wide = clips.source("wide.mkv", size="34x18", sound=())
+    other = frames_of(clips.encode(wide, "wide.mov", "--fields", "top"))
     damaged = bytearray(small[1])
     damaged[8 + 148] ^= 0xFF
     return {"frames": b"\0" + b"".join(small), "two_streams": b"\1" + b"".join(small[:2] + other),
@@ -119,11 +124,20 @@ def make_container(clips):
     mxf = clips.encode(clips.source("fields.mkv", sound=()), "read.mxf")
     change = b"".join(number.to_bytes(8, "big") for number in (2, 2, 2)) + b"23xy"
     journal = b"vixundo\1" + (10).to_bytes(8, "big") + (1).to_bytes(8, "big") + change + bytes(8)
-    return {"mov": b"\0\0" + tagged, "mov_in_place": b"\0\x0e" + tagged, "mov_part": b"\0\x38" + tagged,
-            "matroska": b"\0\0" + matroska, "mxf": b"\0\0" + mxf[:9000], "wave": b"\1" + clips.read("read.wav")[:1500],
-            "atoms": b"\2" + tagged, "vendor": b"\3\0\0\0" + tagged, "media_end": b"\3\1\0\x60" + tagged[:3000],
-            "languages": b"\3\2\0\0" + tagged, "mxf_fields": b"\3\3\0\0" + mxf[:6000],
-            "journal": b"\4\n01xy456789" + journal}  # fmt: skip
+    return {
+        "mov": b"\0\0" + tagged,
+        "mov_in_place": b"\0\x0e" + tagged,
+        "mov_part": b"\0\x38" + tagged,
+        "matroska": b"\0\0" + matroska,
+        "mxf": b"\0\0" + mxf[:9000],
+        "wave": b"\1" + clips.read("read.wav")[:1500],
+        "atoms": b"\2" + tagged,
+        "vendor": b"\3\0\0\0" + tagged,
+        "media_end": b"\3\1\0\x60" + tagged[:3000],
+        "languages": b"\3\2\0\0" + tagged,
+        "mxf_fields": b"\3\3\0\0" + mxf[:6000],
+        "journal": b"\4\n01xy456789" + journal,
+    }
 
 
 def make_sound(_):
@@ -138,7 +152,14 @@ def make_sound(_):
     return seeds
 
 
-TARGETS = {"Commands": make_commands, "Container": make_container, "Sound": make_sound, "PacketTags": make_packet_tags, "Recovery": make_recovery, "FrameScanner": make_frame_scanner}
+TARGETS = {
+    "Commands": make_commands,
+    "Container": make_container,
+    "FrameScanner": make_frame_scanner,
+    "PacketTags": make_packet_tags,
+    "Recovery": make_recovery,
+    "Sound": make_sound,
+}
 
 
 def main():
@@ -146,8 +167,7 @@ def main():
     with tempfile.TemporaryDirectory() as folder:
         clips = Clips(program, pathlib.Path(folder))
         for target, make in TARGETS.items():
-            shutil.rmtree(corpus / target, ignore_errors=True)
-            (corpus / target).mkdir(parents=True)
+            (corpus / target).mkdir(parents=True, exist_ok=True)
             for name, data in make(clips).items():
                 (corpus / target / name).write_bytes(data)
 
