@@ -6,6 +6,7 @@
 #include <vector>
 
 #include "base/Errors.h"
+#include "base/Limits.h"
 #include "format/PlanarPicture.h"
 #include "format/RgbPicture.h"
 #include "report/ContactSheet.h"
@@ -262,7 +263,7 @@ TEST(ContactSheet, DrawsNoCaptionBeyondTheSheet) {
 
 TEST(ContactSheet, RejectsTooManyPicturesAndTooManyPixels) {
   ContactSheet many("sheet.png");
-  for (std::size_t i = 0; i < ContactSheet::kMostPictures; ++i) many.Add(RgbPicture(2, 2), "1");
+  for (std::size_t i = 0; i < kMostSheetPictures; ++i) many.Add(RgbPicture(2, 2), "1");
   EXPECT_THROW(many.Add(RgbPicture(2, 2), "1"), Failure);
   ContactSheet large("sheet.png");
   large.Add(RgbPicture(12000, 6500), "1");

@@ -15,11 +15,6 @@ std::string DescribePixels(std::uint64_t width, std::uint64_t height) {
   return std::to_string(width) + "x" + std::to_string(height);
 }
 
-std::uint64_t MemoryLimit() {
-  static const std::uint64_t standard = FindMachineMemory() / 4 * 3;
-  return g_limits.memory.value_or(standard);
-}
-
 }  // namespace
 
 void SetLimits(const Limits& limits) {
@@ -46,8 +41,13 @@ void CheckPictureSize(const std::string& name, std::uint64_t width, std::uint64_
   throw Failure(name + ": " + DescribePictureLimit(width, height));
 }
 
+std::uint64_t GetMemoryLimit() {
+  static const std::uint64_t standard = FindMachineMemory() / 4 * 3;
+  return g_limits.memory.value_or(standard);
+}
+
 void CheckMemory(const std::string& purpose, std::uint64_t bytes) {
-  const std::uint64_t limit = MemoryLimit();
+  const std::uint64_t limit = GetMemoryLimit();
   const std::uint64_t used = FindMemoryInUse();
   if (used <= limit && bytes <= limit - used) return;
   throw MemoryLimitError(purpose + " need " + DescribeBytes(bytes) + " of memory beside the " +

@@ -13,6 +13,7 @@
 #include <string>
 #include <vector>
 
+#include "base/Limits.h"
 #include "check/Expectations.h"
 #include "format/FramePlace.h"
 #include "format/Sound.h"
@@ -23,10 +24,6 @@
 #include "media/FrameReader.h"
 
 namespace vixprores {
-
-/// Most damaged slices of one file whose places are kept, 32 bytes each. Further frames have a
-/// fault with the number of their damaged slices instead.
-inline constexpr std::size_t kMostKeptSlices = 1'000'000;
 
 /// A damaged frame, or several frames missing for one reason.
 struct DamagedFrame {

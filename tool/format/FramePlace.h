@@ -9,6 +9,7 @@
 #include <optional>
 #include <string>
 
+#include "base/Limits.h"
 #include "format/Timecode.h"
 
 namespace vixprores {
@@ -44,11 +45,9 @@ enum class FrameTimes {
 };
 
 /// Limits the number of frames that replace lost ones, so that a damaged time cannot fill the disk:
-/// over the whole run, kMost plus the number of frames that are not lost.
+/// over the whole run, kMostStandIns plus the number of frames that are not lost.
 class StandInLimit {
  public:
-  static constexpr std::int64_t kMost = 3600;  ///< a minute at 60 frames per second
-
   void CountFrame() { ++left_; }
   /// Returns true, and counts them as used, if `frames` frames may be filled in.
   bool Take(std::int64_t frames) {
@@ -58,7 +57,7 @@ class StandInLimit {
   }
 
  private:
-  std::int64_t left_ = kMost;
+  std::int64_t left_ = kMostStandIns;
 };
 
 }  // namespace vixprores

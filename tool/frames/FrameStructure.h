@@ -12,6 +12,7 @@
 #include <string>
 #include <vector>
 
+#include "base/Limits.h"
 #include "bitstream/PictureGeometry.h"
 #include "bitstream/PictureHeader.h"
 #include "bitstream/SliceHeader.h"
@@ -80,9 +81,6 @@ struct SliceGrid {
   /// but not shown.
   std::vector<std::size_t> FindCells(std::uint32_t row, const prores::SliceSpan& span) const;
 };
-
-/// Most cells of a grid; pictures of 8192x8192 with the narrowest slices have 262144.
-inline constexpr std::size_t kMostGridCells = 300'000;
 
 /// Returns an empty grid if no slice could be located, or if there are more than kMostGridCells.
 SliceGrid LayOutSlices(const FrameStructure& frame);

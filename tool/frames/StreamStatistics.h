@@ -15,6 +15,7 @@
 #include <vector>
 
 #include "base/Errors.h"
+#include "base/Limits.h"
 #include "format/OutputFormat.h"
 #include "format/Sound.h"
 #include "format/Timecode.h"
@@ -93,10 +94,6 @@ std::vector<SliceStatistics> ListSlices(const FrameStructure& structure);
 /// Sums up a parsed frame. Leaves number, offset and list of slices to the caller.
 /// @param frame the bytes that `structure` borrows
 FrameStatistics MeasureFrame(const FrameStructure& structure, std::span<const std::uint8_t> frame);
-
-/// Most slices of a stream that are listed one by one, those of about 1000 HD frames. A crafted
-/// file of a few MB could otherwise take gigabytes.
-inline constexpr std::size_t kMostListedSlices = 1U << 20;
 
 /// Statistics of a ProRes stream, or of a part of it.
 struct StreamStatistics {

@@ -20,7 +20,6 @@ namespace vixprores {
 namespace {
 
 constexpr std::int64_t kBlockBytes = 1 << 20;
-constexpr std::int64_t kLargestFrame = 256 << 20;
 // Greatest distance from a damaged first frame to the next frame, with sound between them.
 constexpr std::int64_t kFarthestNeighbour = 16 << 20;
 constexpr std::int64_t kIdentifierPlace = 4;
@@ -91,7 +90,7 @@ std::optional<FrameScanner::Offset> FrameScanner::WalkPictures(Offset frame) {
   for (unsigned i = 0; i < prores::PictureCount(header->interlaceMode); ++i) {
     if (!Fill(end + Offset{prores::PictureHeader::kWrittenBytes})) return std::nullopt;
     end += Offset{prores::ReadU32(At(end + 1))};
-    if (end - frame > kLargestFrame || !Fill(end)) return std::nullopt;
+    if (end - frame > kMostScannedBytes || !Fill(end)) return std::nullopt;
   }
   const FrameStructure structure = ReadFrameStructure(Bytes(frame, end));
   if (structure.fault.empty()) return end;
@@ -103,7 +102,7 @@ std::optional<FrameScanner::Offset> FrameScanner::WalkPictures(Offset frame) {
 FrameScanner::Offset FrameScanner::FindEnd(Offset endOfPictures) {
   const Offset stated = prores::ReadU32(At(position_));
   const Offset end = position_ + stated;
-  if (stated > kLargestFrame || end <= endOfPictures || !Fill(end)) return endOfPictures;
+  if (stated > kMostScannedBytes || end <= endOfPictures || !Fill(end)) return endOfPictures;
   return IsPadding(Bytes(endOfPictures, end)) ? end : endOfPictures;
 }
 
@@ -157,8 +156,8 @@ std::optional<FrameScanner::Offset> FrameScanner::FindNeighbour(Offset limit) {
 std::optional<FrameScanner::Offset> FrameScanner::FindEndOfDamaged(
     const prores::FrameHeader& header) {
   const Offset stated = prores::ReadU32(At(position_));
-  const bool isPlausible = stated >= kPrefixBytes && stated <= kLargestFrame;
-  const Offset end = position_ + (isPlausible ? stated : kLargestFrame);
+  const bool isPlausible = stated >= kPrefixBytes && stated <= kMostScannedBytes;
+  const Offset end = position_ + (isPlausible ? stated : kMostScannedBytes);
   const bool isOfStream = lastHeader_ && SizeOf(header) == SizeOf(*lastHeader_);
   const Offset limit = lastHeader_ ? end : end + kFarthestNeighbour;
   if (const auto neighbour = FindNeighbour(limit)) {

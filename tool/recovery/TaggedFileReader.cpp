@@ -14,9 +14,6 @@
 namespace vixprores {
 namespace {
 
-// Largest description of tracks and texts in bytes. A damaged size must not exhaust the memory.
-constexpr std::uint32_t kLargestDescription = 64U << 20U;
-
 // Containers count the distance of two packets in 31 bits of a clock, that of the frame rate or a
 // multiple that is not much finer than this one.
 std::int64_t FarthestFrame(Rational rate) {
@@ -30,7 +27,7 @@ std::int64_t FarthestFrame(Rational rate) {
 MovieContent ReadTaggedDescription(const InputFile& file) {
   const auto first = FindFirstTag(file);
   const bool isDescription = first && first->tag.track == PacketTag::kDescription &&
-                             first->tag.packetBytes <= kLargestDescription;
+                             first->tag.packetBytes <= kMostDescriptionBytes;
   std::vector<std::uint8_t> movie(isDescription ? first->tag.packetBytes : 0);
   if (!isDescription || file.ReadAt(first->packet, movie) < movie.size() ||
       HashPacket(movie) != first->tag.packetHash) {

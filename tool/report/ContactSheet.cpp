@@ -7,6 +7,7 @@
 #include <string_view>
 
 #include "base/Errors.h"
+#include "base/Limits.h"
 #include "base/Text.h"
 #include "report/Json.h"
 
@@ -98,14 +99,14 @@ RgbSize ContactSheet::FindCell(std::uint32_t dot) const {
 
 void ContactSheet::Add(RgbPicture picture, std::string caption) {
   const std::string advice = "; take fewer pictures with --every, or smaller ones with --width";
-  if (entries_.size() == kMostPictures) {
-    throw Failure(name_ + ": a sheet has at most " + std::to_string(kMostPictures) + " pictures" +
-                  advice);
+  if (entries_.size() == kMostSheetPictures) {
+    throw Failure(name_ + ": a sheet has at most " + std::to_string(kMostSheetPictures) +
+                  " pictures" + advice);
   }
   entries_.push_back({std::move(picture), std::move(caption)});
   const RgbSize cell = FindCell(2);
-  if (std::uint64_t{cell.width} * cell.height * entries_.size() > kMostPixels) {
-    throw Failure(name_ + ": a sheet has at most " + std::to_string(kMostPixels) + " pixels" +
+  if (std::uint64_t{cell.width} * cell.height * entries_.size() > kMostSheetPixels) {
+    throw Failure(name_ + ": a sheet has at most " + std::to_string(kMostSheetPixels) + " pixels" +
                   advice);
   }
 }

@@ -18,10 +18,6 @@ namespace vixprores {
 /// high.
 class ContactSheet {
  public:
-  static constexpr std::size_t kMostPictures = 2000;
-  /// Most pixels of a sheet: 2000 pictures of 320x180, which take 450 MB.
-  static constexpr std::uint64_t kMostPixels = 150'000'000;
-
   /// @param name name of the sheet, for error messages
   explicit ContactSheet(std::string name) : name_(std::move(name)) {}
 

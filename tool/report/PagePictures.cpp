@@ -4,6 +4,7 @@
 #include <numeric>
 #include <utility>
 
+#include "base/Limits.h"
 #include "base/Text.h"
 #include "report/Pages.h"
 
@@ -13,14 +14,11 @@ namespace {
 constexpr std::uint32_t kTile = 30;
 // Size of the part that is shown pixel by pixel: whole tiles.
 constexpr RgbSize kPart{16 * kTile, 9 * kTile};
-// Largest frame that is decoded for a page, in pixels: twice 8K. A frame of 65535x65535, which a
-// file of 17 MB can hold, would take 11 GB.
-constexpr std::uint64_t kMostPixels = std::uint64_t{1} << 26;
 // Greatest height of a picture, in widths of the widest picture of its kind.
 constexpr std::uint32_t kMostHeights = 2;
 
 bool IsDrawable(const StreamFormat& format) {
-  return std::uint64_t{format.width} * format.height <= kMostPixels;
+  return std::uint64_t{format.width} * format.height <= kMostPagePixels;
 }
 
 RgbSize SizeOnPage(const StreamFormat& format, std::uint32_t widest) {

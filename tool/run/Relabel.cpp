@@ -13,6 +13,7 @@
 
 #include "base/Errors.h"
 #include "base/Interrupt.h"
+#include "base/Limits.h"
 #include "frames/FrameLabels.h"
 #include "media/InputFile.h"
 #include "media/container/FilePatch.h"
@@ -32,8 +33,6 @@ using Bytes = std::vector<std::uint8_t>;
 constexpr std::int64_t kAtomHeader = 8;
 constexpr std::int64_t kTagBytes = PacketTag::kBytes;
 constexpr std::int64_t kLabels = kLabelledBytes;
-// Largest movie header; an hour of frames needs less than a megabyte.
-constexpr std::int64_t kLargestHeader = std::int64_t{256} << 20;
 
 [[noreturn]] void RefuseInPlace(const std::string& name, const std::string& why) {
   throw Failure(name + ": " + why + "; leave out --in-place and name an output");
@@ -58,7 +57,7 @@ MovAtom FindMovie(const InputFile& file) {
     position = atom->end;
   }
   if (!movie) RefuseInPlace(file.GetName(), "is no .mov");
-  if (movie->end - movie->contents > kLargestHeader) {
+  if (movie->end - movie->contents > kMostMovieHeaderBytes) {
     RefuseInPlace(file.GetName(), "has a movie header of implausible size");
   }
   return *movie;
@@ -130,7 +129,7 @@ class Relabelling {
     const auto first = FindFirstTag(file_);
     if (!first) return;
     PacketTag tag = first->tag;
-    if (tag.track != PacketTag::kDescription || tag.packetBytes > kLargestHeader) {
+    if (tag.track != PacketTag::kDescription || tag.packetBytes > kMostMovieHeaderBytes) {
       RefuseInPlace(file_.GetName(), "the description before its packets is damaged");
     }
     const std::int64_t begin = first->packet - kTagBytes;

@@ -3,6 +3,7 @@
 
 #include <algorithm>
 
+#include "base/Limits.h"
 #include "format/InputFormat.h"
 #include "media/container/Libav.h"
 
@@ -12,13 +13,6 @@ extern "C" {
 }
 
 namespace vixprores {
-namespace {
-
-// A longer gap is more likely to be a damaged time.
-constexpr std::int64_t kLongestGap = 3600;  // seconds
-
-}  // namespace
-
 void FrameTimeCheck::Start(Rational rate, AVRational tick, std::int64_t first) {
   rate_ = rate;
   tick_ = tick;
@@ -42,7 +36,7 @@ bool FrameTimeCheck::IsAbout(std::int64_t time, std::int64_t expected) const {
 std::int64_t FrameTimeCheck::CountMissing(std::int64_t time, std::int64_t expected) const {
   const AVRational frame = Invert(rate_);
   const std::int64_t framesLate = av_rescale_q(av_sat_sub64(time, expected), tick_, frame);
-  if (framesLate > kLongestGap * rate_.numerator / rate_.denominator) return 0;
+  if (framesLate > kLongestStill * rate_.numerator / rate_.denominator) return 0;
   const std::int64_t lateness = av_rescale_q(framesLate, frame, tick_);
   return framesLate > 0 && IsAbout(time, av_sat_add64(expected, lateness)) ? framesLate : 0;
 }

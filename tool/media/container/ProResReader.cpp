@@ -16,9 +16,6 @@ extern "C" {
 namespace vixprores {
 namespace {
 
-// Most frames searched for the first header: all of them are kept in memory.
-constexpr std::size_t kMostDamagedAtStart = 32;
-
 void RequireProRes(const ContainerTrack& track) {
   const AVCodecParameters& parameters = track.GetParameters();
   if (parameters.codec_id == AV_CODEC_ID_PRORES) return;

@@ -10,6 +10,7 @@
 
 #include "base/Errors.h"
 #include "base/Interrupt.h"
+#include "base/Limits.h"
 #include "media/InputFile.h"
 #include "media/container/Demuxer.h"
 #include "media/container/TrackDescription.h"
@@ -24,8 +25,6 @@ namespace vixprores {
 namespace {
 
 constexpr AVRational kNanosecond{1, 1'000'000'000};
-// Most bytes of the packets of a file. The subtitles of a film take less, even as pictures.
-constexpr std::int64_t kMostBytes = std::int64_t{256} << 20;
 constexpr std::int64_t kPacketOverhead = 400;
 
 // Returns true for a track that holds what the library has read into chapters or timecodes.
@@ -132,7 +131,7 @@ class TextReader {
 
   // Returns false if the tracks hold too much.
   bool Read() {
-    while (bytes_ <= kMostBytes) {
+    while (bytes_ <= kMostTextBytes) {
       CheckInterrupt();
       Packet packet;
       try {

@@ -5,6 +5,7 @@
 #include <utility>
 
 #include "base/Errors.h"
+#include "base/Limits.h"
 #include "base/Text.h"
 #include "media/container/Libav.h"
 
@@ -13,13 +14,6 @@ extern "C" {
 }
 
 namespace vixprores {
-namespace {
-
-// Longest time in seconds that one picture may fill: longer ones are damaged times.
-constexpr std::int64_t kLongestStill = 3600;
-
-}  // namespace
-
 std::int64_t RateConversion::FrameAt(std::int64_t time) const {
   return av_rescale_q(av_sat_sub64(time, start_), tick_, Invert(rate_));
 }

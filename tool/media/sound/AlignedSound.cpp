@@ -76,6 +76,7 @@ void AlignedSound::Return(std::size_t place, std::int64_t end, bool isEnd,
     const std::int64_t stated = track.waiting.empty() ? end : track.waiting.front()->pts;
     if (track.waiting.empty() && !isEnd) return;
     if (sampleBytes > 0 && track.next < stated) {
+      CheckSilence(tracks_[place], std::min(stated, end) - track.next);
       Packet silence = MakeSilence(tracks_[place], track.next, std::min(stated, end) - track.next);
       track.next += silence->duration;
       sound.push_back({place, std::move(silence)});

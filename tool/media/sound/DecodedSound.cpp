@@ -12,6 +12,8 @@ extern "C" {
 #include <libavutil/channel_layout.h>
 #include <libavutil/common.h>
 #include <libavutil/mathematics.h>
+
+#include "base/Limits.h"
 }
 
 namespace vixprores {

@@ -8,6 +8,7 @@
 #include <utility>
 
 #include "base/Errors.h"
+#include "base/Limits.h"
 #include "media/container/Demuxer.h"
 
 extern "C" {
@@ -28,9 +29,6 @@ static_assert(kSegmentSeconds + kWarmUpSeconds < kDecoderPreroll);
 // Limits of the packets remembered for the next segment, whatever times they state.
 constexpr std::size_t kMostRecentPackets = 512;
 constexpr int kMostRecentBytes = 8 << 20;
-// Samples of one channel in a packet; codecs have far fewer, PCM as many as the packet has bytes.
-constexpr std::int64_t kMostSamples = 1 << 20;
-constexpr int kMostChannels = 64;
 
 struct SoundFrameDeleter {
   void operator()(AVFrame* frame) const { av_frame_free(&frame); }
@@ -82,10 +80,10 @@ SoundDecoder::SoundDecoder(const SoundTrack& track, std::string name)
   if (sound.sample_rate <= 0 || sound.ch_layout.nb_channels <= 0) {
     FailToDecode(track_, name_, "the file does not state its sample rate and channels");
   }
-  if (sound.ch_layout.nb_channels > kMostChannels) {
+  if (sound.ch_layout.nb_channels > kMostSoundChannels) {
     FailToDecode(track_, name_,
                  "it has " + std::to_string(sound.ch_layout.nb_channels) + " channels, more than " +
-                     std::to_string(kMostChannels));
+                     std::to_string(kMostSoundChannels));
   }
   decoder_ = Open();
 }
@@ -100,7 +98,7 @@ SoundDecoder::Decoder SoundDecoder::Open() const {
   }
   decoder->pkt_timebase = track_.timeBase;
   decoder->thread_count = 1;
-  if (track_.SampleBytes() == 0) decoder->max_samples = kMostSamples;
+  if (track_.SampleBytes() == 0) decoder->max_samples = kMostSoundSamples;
   // Silence and a report are better than sound made of damaged data.
   decoder->err_recognition = AV_EF_CRCCHECK | AV_EF_EXPLODE;
   const PlainCode plain;

@@ -208,6 +208,7 @@ void SoundJoiner::EndCompressed(std::size_t place, std::int64_t limit,
 void SoundJoiner::FillUntil(std::size_t place, std::int64_t end, std::vector<SoundPacket>& taken) {
   Lane& lane = lanes_[place];
   Note(lane, end - *lane.next, "is shorter than its pictures: ", " are filled with silence");
+  CheckSilence(lane.track, end - *lane.next);
   while (*lane.next < end) {
     Packet silence = MakeSilence(lane.track, *lane.next, end - *lane.next);
     *lane.next += silence->duration;

@@ -13,6 +13,7 @@
 #include <utility>
 
 #include "base/Errors.h"
+#include "base/Limits.h"
 
 extern "C" {
 #include <libavcodec/avcodec.h>
@@ -94,14 +95,13 @@ Packet MakeSilence(const SoundTrack& track, std::int64_t first, std::int64_t cou
   return packet;
 }
 
-namespace {
-
-// Limits of a track's silence: a number of bytes, and a multiple of the bytes of its sound. A few
-// damaged times must not fill a disk.
-constexpr std::int64_t kMostSilentBytes = 256 << 20;
-constexpr std::int64_t kMostSilentShare = 10;
-
-}  // namespace
+void CheckSilence(const SoundTrack& track, std::int64_t count) {
+  const std::int64_t seconds = count / std::max(track.parameters->sample_rate, 1);
+  if (seconds <= kLongestFill) return;
+  throw Failure("sound track " + std::to_string(track.number + 1) + ": its pictures last " +
+                std::to_string(seconds) + " seconds longer, the limit of silence is " +
+                std::to_string(kLongestFill) + "; check the frame rate, or leave out the sound");
+}
 
 // Returns the number of samples missing before the packet. Times jitter with the clocks of the
 // container and the recorder; whole packets get lost, mostly of equal length.

@@ -23,6 +23,10 @@ inline constexpr std::int64_t kLongestSilence = 60;
 /// All silence shares one block of memory, so that long gaps need almost none.
 Packet MakeSilence(const SoundTrack& track, std::int64_t first, std::int64_t count);
 
+/// Fails if that many samples of silence are to fill a track up: times of pictures that far apart
+/// are damaged.
+void CheckSilence(const SoundTrack& track, std::int64_t count);
+
 /// Detects damage of the sound of a file. Missing packets leave a gap in the times. Outputs without
 /// times would close the gap, and all later sound would be early; so silence fills the gap if the
 /// samples are uncompressed. The amount of silence is bounded by the amount of sound.
