@@ -2,12 +2,13 @@
 """What a file may ask for: users set limits, and every command keeps them."""
 import itertools
 import os
+import struct
 import subprocess
 import unittest
 
 import mini_mov
 from jobs import JobTest, movie
-from tool import PROGRAM, ToolTest, ffmpeg, make_clip, make_v210, run
+from tool import PROGRAM, ToolTest, count_read_bytes, ffmpeg, make_clip, make_v210, run
 
 MEBIBYTE = 1 << 20
 HUGE = 20000
@@ -184,6 +185,48 @@ class OutputSize(ToolTest):
         for command in ("copy", "recover"):
             with self.subTest(command):
                 self.fail_with(1, ["--limit-output"], command, "--limit-output", "10K", coded, out)
+
+
+class Index(ToolTest):
+    def test_that_leads_to_the_same_bytes_takes_no_quadratic_time(self):
+        clip = self.path("clip.mov")
+        make_clip(clip, "-c:v", "prores_ks", frames=1)
+        frame = mini_mov.samples(clip)[0] + bytes(80000)  # padding
+        frame = struct.pack(">I", len(frame)) + frame[4:]
+        mini_mov.write_repeated(clip, frame, 20000, 128, 96)
+        for command in (("verify", clip), ("inspect", clip), ("copy", clip, self.path("a.mov")),
+                        ("decode", clip, self.path("a.y4m"))):
+            with self.subTest(command=command[0]):
+                result = run(*command)
+                self.assertEqual(result.returncode, 1)
+                self.assertIn("same bytes", result.stderr + result.stdout)
+                for path in self.folder.glob("a*"):
+                    path.unlink()
+        self.assertLess(count_read_bytes("verify", clip, code=1), 100 * clip.stat().st_size)
+
+    def test_may_lead_to_a_frame_a_few_times(self):
+        clip = self.path("clip.mov")
+        make_clip(clip, "-c:v", "prores_ks", frames=1)
+        mini_mov.write_repeated(clip, mini_mov.samples(clip)[0], 20, 128, 96)
+        self.assertIn("20 frames, intact", self.succeed("verify", clip).stdout)
+
+
+class Silence(ToolTest):
+    """Sound that is filled up to the end of its pictures, which may last for centuries."""
+
+    def test_that_takes_ages_is_refused(self):
+        clip, tone, out = self.path("clip.mov"), self.path("tone.wav"), self.path("out.mov")
+        make_v210(clip, frames=10)
+        ffmpeg("-f", "lavfi", "-i", "sine=duration=0.1", tone)
+        for rate, code in (("1/10", 0), ("1/100000", 1)):
+            part = self.path(rate.replace("/", "-") + ".mov")
+            self.succeed("encode", "--rate", rate, "--audio-file", tone, clip, part)
+            with self.subTest(rate):
+                found, errors, memory = peak_memory("copy", part, part, out)
+                self.assertEqual(found, code, errors)
+                self.assertLess(memory, 256 * MEBIBYTE)
+                self.assertEqual("limit of silence" in errors, code == 1, errors)
+                out.unlink(missing_ok=True)
 
 
 class Jobs(JobTest):

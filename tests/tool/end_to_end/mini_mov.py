@@ -72,6 +72,14 @@ def write(path, frames, code=b"apcn", width=128, height=96, rate=25, aspect=None
                              rate, aspect))
 
 
+def write_repeated(path, frame, count, width, height):
+    """Writes a file with one frame, to which an index of `count` entries leads."""
+    head = _atom(b"ftyp", b"qt  ", _u32(0x200), b"qt  ")
+    path.write_bytes(head + _atom(b"mdat", frame)
+                     + _moov([len(head) + 8] * count, [len(frame)] * count, b"apcn", width, height,
+                             25, None))
+
+
 def _moov(positions, sizes, code, width, height, rate, aspect):
     count = len(sizes)
     pasp = _atom(b"pasp", _u32(aspect[0]), _u32(aspect[1])) if aspect else b""

@@ -33,13 +33,14 @@ def run(*arguments, **options):
                           **options)
 
 
-def count_read_bytes(*arguments):
-    """Runs the program, which must succeed; returns the bytes that it requested from the system."""
+def count_read_bytes(*arguments, code=0):
+    """Runs the program, which must end with `code`; returns the bytes that it requested from the
+    system."""
     with subprocess.Popen([PROGRAM, *map(str, arguments)], stdin=subprocess.DEVNULL,
                           stdout=subprocess.DEVNULL, stderr=subprocess.DEVNULL) as process:
         os.waitid(os.P_PID, process.pid, os.WEXITED | os.WNOWAIT)
         usage = pathlib.Path(f"/proc/{process.pid}/io").read_text()
-    if process.returncode != 0:
+    if process.returncode != code:
         raise AssertionError(f"{arguments}: {process.returncode}")
     return int(re.search(r"^rchar: (\d+)", usage, re.MULTILINE).group(1))
 

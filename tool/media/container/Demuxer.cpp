@@ -1,6 +1,7 @@
 // SPDX-License-Identifier: BSD-2-Clause
 #include "media/container/Demuxer.h"
 
+#include <algorithm>
 #include <climits>
 #include <cmath>
 #include <cstdlib>
@@ -10,6 +11,7 @@
 #include <utility>
 #include <vector>
 
+#include "base/Limits.h"
 #include "media/container/MovFile.h"
 #include "media/container/TrackDescription.h"
 
@@ -103,6 +105,8 @@ Demuxer::Demuxer(std::unique_ptr<InputFile> file, FileFormats formats)
     throw std::bad_alloc();
   }
   context->pb = bytes_.Get();
+  // An index may claim billions of entries.
+  av_max_alloc(static_cast<std::size_t>(std::min<std::uint64_t>(GetMemoryLimit(), INT_MAX)));
   const MemoryWatch memory;
   // Frees the context when it fails.
   const int result = avformat_open_input(&context, nullptr, nullptr, nullptr);
@@ -148,13 +152,24 @@ Packet Demuxer::Read() {
   memory.Check();
   if (result == AVERROR_EOF) return nullptr;
   if (result < 0) throw UnreadablePacket(ExplainLibavError(result));
+  CountBytes(*packet);
   if (leftOut) FillIn(*packet, *leftOut);
   return packet;
+}
+
+void Demuxer::CountBytes(const AVPacket& packet) {
+  bytesRead_ += packet.size;
+  const auto size = file_->GetSize();
+  if (!size || bytesRead_ / kMostReadings <= *size) return;
+  throw Failure(GetName() + ": its index leads to the same bytes more than " +
+                std::to_string(kMostReadings) + " times; it is damaged, or made to take long" +
+                "; 'vixprores decode --scan' finds each ProRes frame once");
 }
 
 bool Demuxer::Seek(const AVStream& stream, std::int64_t time) {
   const int result = av_seek_frame(context_.get(), stream.index, time, AVSEEK_FLAG_BACKWARD);
   bytes_.Rethrow();
+  bytesRead_ = 0;
   return file_->IsSeekable() && result >= 0;
 }
 

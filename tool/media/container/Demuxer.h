@@ -62,11 +62,13 @@ class Demuxer {
   };
 
   void FillIn(AVPacket& packet, const LibavStream::LeftOut& leftOut);
+  void CountBytes(const AVPacket& packet);
 
   std::unique_ptr<InputFile> file_;
   LibavStream bytes_;
   std::unique_ptr<AVFormatContext, InputCloser> context_;
-  int inPlace_ = -1;  ///< index of the stream whose packets stay in the file; -1 = none
+  std::int64_t bytesRead_ = 0;  ///< of packets, since the last jump
+  int inPlace_ = -1;            ///< index of the stream whose packets stay in the file; -1 = none
 };
 
 /// Returns the presentation time of a packet, or else its decoding time.
