@@ -230,6 +230,10 @@ Comparison VideoComparison::Describe() const {
 
 Comparison VideoComparison::Run() {
   Comparison comparison = Describe();
+  for (const PictureSource* source : {&reference_, &distorted_}) {
+    CheckRunMemory(source->GetPictureFormat(), shares_, source->GetReader().GetDescription().frames,
+                   false);
+  }
   std::vector<Scratch> scratch(shares_.elements);
   RunEnds<Pair> ends;
   ends.read = [this] { return Read(); };

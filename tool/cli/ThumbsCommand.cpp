@@ -252,6 +252,8 @@ int WriteStills(const ThumbsOptions& options) {
   auto reader = OpenShownPictures(options.input, ToSequenceReading(options));
   const bool hasAlpha = reader->GetFormat().HasAlpha();
   PictureSource source(std::move(reader), shares, hasAlpha);
+  CheckRunMemory(source.GetPictureFormat(), shares, source.GetReader().GetDescription().frames,
+                 false);
   const Selection selection(options, source.GetReader());
   RangeReader frames(source.GetReader(), ResolveRange(options.frames, source.GetReader()));
   StillWriter writer(options, source);

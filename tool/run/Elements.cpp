@@ -160,15 +160,18 @@ ThreadShares ShareThreads(int threads, std::optional<std::int64_t> frames) {
   return {static_cast<unsigned>(elements), static_cast<int>(available / elements)};
 }
 
-void CheckRunMemory(const StreamFormat& pictures, const ThreadShares& shares) {
-  // Each element works on one frame, and one waits for each; one is read and one is written. An
-  // encoder has less than three more in its handle.
-  constexpr std::uint64_t kInElement = 3;
-  const std::uint64_t inFlight = 2 * std::uint64_t{shares.elements} + 2;
-  CheckMemory(Count(static_cast<std::int64_t>(inFlight), "picture") + " of " +
-                  DescribeSize(pictures.width, pictures.height) + " for " +
-                  Count(shares.elements, "thread"),
-              (inFlight + kInElement * shares.elements) * pictures.FrameBytes());
+void CheckRunMemory(const StreamFormat& pictures, const ThreadShares& shares,
+                    std::optional<std::int64_t> frames, bool encodes) {
+  // Each element works on one frame, and one waits for each; one is read and one is written.
+  const std::int64_t most = 2 * std::int64_t{shares.elements} + 2;
+  const std::int64_t inFlight = std::min(most, std::max<std::int64_t>(frames.value_or(most), 1));
+  // Of an encoder; docs/host-guide.md has the exact formula. Decoders need less than a row.
+  const std::uint64_t bytesPerPixel = pictures.is444 ? 11 : 7;
+  const std::uint64_t pixels = std::uint64_t{pictures.width} * pictures.height;
+  const std::uint64_t inElements = encodes ? bytesPerPixel * pixels * shares.elements : 0;
+  CheckMemory(Count(inFlight, "picture") + " of " + DescribeSize(pictures.width, pictures.height) +
+                  " for " + Count(shares.elements, "thread"),
+              static_cast<std::uint64_t>(inFlight) * pictures.FrameBytes() + inElements);
 }
 
 vix::ElementPoolOptions PoolOptions(const ThreadShares& shares) {

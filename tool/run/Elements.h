@@ -76,7 +76,9 @@ ThreadShares ShareThreads(int threads, std::optional<std::int64_t> frames);
 
 /// Throws a MemoryLimitError if the uncompressed pictures of a run and the elements' own memory
 /// exceed the limit.
-void CheckRunMemory(const StreamFormat& pictures, const ThreadShares& shares);
+/// @param frames of the run; nullopt = unknown
+void CheckRunMemory(const StreamFormat& pictures, const ThreadShares& shares,
+                    std::optional<std::int64_t> frames, bool encodes);
 
 /// Returns the options of a pool with these shares.
 vix::ElementPoolOptions PoolOptions(const ThreadShares& shares);

@@ -150,14 +150,10 @@ PictureSource::PictureSource(std::unique_ptr<FrameReader> reader, const ThreadSh
     : reader_(std::move(reader)),
       convert_(reader_->GetConversion()),
       format_(reader_->GetFormat()) {
-  const bool isCoded = !format_.IsRaw();
-  if (isCoded) {
-    format_.code = isDeep ? vix::kFourCC_Y416 : vix::kFourCC_V210;
-    format_.is444 = isDeep;
-    if (!isDeep) format_.alphaBits = 0;
-  }
-  CheckRunMemory(format_, shares);
-  if (!isCoded) return;
+  if (format_.IsRaw()) return;
+  format_.code = isDeep ? vix::kFourCC_Y416 : vix::kFourCC_V210;
+  format_.is444 = isDeep;
+  if (!isDeep) format_.alphaBits = 0;
   decoders_.emplace(ProResElement::Decoder(format_.code, false), reader_->GetFormat(), shares);
 }
 

@@ -76,7 +76,9 @@ TranscodeRun::TranscodeRun(const TranscodeOptions& options, TranscodePlan plan, 
 }
 
 vix::ElementPoolOptions TranscodeRun::MakePoolOptions(const StreamFormat& source) {
-  CheckRunMemory(source.IsRaw() ? source : result_, shares_);
+  const bool encodes = source.IsRaw();
+  if (!isEncoded_)
+    CheckRunMemory(encodes ? source : result_, shares_, source_.GetFrameCount(), encodes);
   auto options = PoolOptions(shares_);
   options.prepare = [this](vix::PoolFrame& job, unsigned /*element*/) { Prepare(job); };
   options.finish = [this](vix::PoolFrame& job, unsigned element) { Complete(job, element); };
