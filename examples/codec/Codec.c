@@ -1,6 +1,6 @@
 /* SPDX-License-Identifier: BSD-2-Clause */
 /* The codec library without elements: encodes a picture, decodes it, and prints the difference. */
-#include <ProRes/ProRes.h>
+#include <ProRes/ProResHost.h>
 #include <stdint.h>
 #include <stdio.h>
 #include <stdlib.h>
@@ -45,6 +45,8 @@ static uint8_t* Encode(uint8_t* picture, uint32_t* frameBytes) {
 static int32_t Decode(const uint8_t* frame, uint32_t frameBytes, uint8_t* picture) {
   PixelBufferRecord destination = DescribePicture(picture);
   WPRDecoderHandle decoder = WPROpenDecoder(0, NULL);
+  const FrameLimitsRecord limits = {sizeof limits, kWidth, kHeight, kWidth * kHeight};
+  WPRSetDecodeLimits(decoder, &limits); /* larger frames give kWPRTooLarge */
   const int32_t result = WPRDecodeFrame(decoder, frame, frameBytes, &destination, 0);
   WPRCloseDecoder(decoder);
   if (result > 0) fprintf(stderr, "%d slices are damaged\n", (int)result);
