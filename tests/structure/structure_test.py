@@ -29,7 +29,7 @@ def layers(*folders):
 
 TOOL = layers("tool/cli", "tool/report", "tool/check", "tool/farm", "tool/run", "tool/recovery", "tool/media",
               "tool/frames", "tool/format", "tool/base")
-CODEC_BASE = ["codec/cpu", "codec/Status.h", "codec/Ensure.h", "include/ProRes"]
+CODEC_BASE = ["codec/cpu", "codec/Status.h", "codec/Ensure.h", "codec/FrameLimits.h", "include/ProRes"]
 MATRICES = "include/vix/RgbMatrix.h"  # constants that hosts and the codec library share
 
 # What files may include, by folder or file. The longest name that a path starts with counts.
@@ -54,6 +54,7 @@ ALLOWED = {
     "codec/Kernels.cpp": ["codec", "include/ProRes"],
     "codec/Status.h": CODEC_BASE,
     "codec/Ensure.h": CODEC_BASE,
+    "codec/FrameLimits.h": CODEC_BASE,
     **{folder: [*below, "include"] for folder, below in TOOL.items()},
     "tool": ["tool", "include"],
     "images": ["images", "tool/media/sequence/ImageModule.h", "include/vix/Version.h"],
