@@ -25,6 +25,14 @@ void* Allocate(std::size_t bytes, std::size_t alignment) {
   throw std::bad_alloc();
 }
 
+void* AllocateOrNull(std::size_t bytes, std::size_t alignment) noexcept {
+  try {
+    return Allocate(bytes, alignment);
+  } catch (const std::bad_alloc&) {
+    return nullptr;
+  }
+}
+
 }  // namespace
 
 void* operator new(std::size_t bytes) {
@@ -32,6 +40,12 @@ void* operator new(std::size_t bytes) {
 }
 void* operator new(std::size_t bytes, std::align_val_t alignment) {
   return Allocate(bytes, static_cast<std::size_t>(alignment));
+}
+void* operator new(std::size_t bytes, const std::nothrow_t&) noexcept {
+  return AllocateOrNull(bytes, alignof(std::max_align_t));
+}
+void* operator new(std::size_t bytes, std::align_val_t alignment, const std::nothrow_t&) noexcept {
+  return AllocateOrNull(bytes, static_cast<std::size_t>(alignment));
 }
 void operator delete(void* memory) noexcept {
   std::free(memory);

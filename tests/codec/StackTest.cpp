@@ -21,12 +21,7 @@ namespace {
 constexpr std::size_t kStackBytes = std::size_t{128} << 10;
 constexpr std::uint8_t kUnused = 0xA5;
 
-// The address sanitizer enlarges frames.
-#ifdef __SANITIZE_ADDRESS__
-constexpr std::size_t kMostBytes = kStackBytes;
-#else
 constexpr std::size_t kMostBytes = std::size_t{48} << 10;
-#endif
 
 /// Runs `work` on a thread with a stack of 128 KiB and an inaccessible page below it. Returns the
 /// bytes of it that were used.
