@@ -8,7 +8,6 @@
 #include <optional>
 #include <span>
 #include <string>
-#include <system_error>
 #include <utility>
 #include <vector>
 
@@ -17,6 +16,7 @@
 #include "cli/Commands.h"
 #include "cli/Options.h"
 #include "format/RgbPicture.h"
+#include "media/Folders.h"
 #include "media/OutputFile.h"
 #include "report/ContactSheet.h"
 #include "report/Report.h"
@@ -153,12 +153,6 @@ void WriteFile(const std::string& path, std::span<const std::uint8_t> bytes, boo
   OutputFile file(path, overwrite);
   file.Write(bytes);
   file.Commit();
-}
-
-void MakeFolder(const std::string& path) {
-  std::error_code error;
-  std::filesystem::create_directories(path, error);
-  if (error) throw Failure(path + ": cannot create the folder: " + error.message());
 }
 
 void NoteAspect(const PictureSource& source) {

@@ -10,6 +10,7 @@
 #include "farm/JobFiles.h"
 #include "farm/Part.h"
 #include "farm/PartsReader.h"
+#include "media/Folders.h"
 #include "run/EarlierRun.h"
 #include "run/EncodePlan.h"
 #include "run/OpenInput.h"
@@ -74,14 +75,14 @@ void EncodeChunk(EncodeOptions options, TranscodePlan plan, RunReport& report,
     RemoveFailure(options.output);
     return Skip(options.output, report, observer);
   }
-  std::error_code failed;
-  if (!folder.empty()) fs::create_directories(folder, failed);
+  MakeFolder(folder.string());
   RemoveAbandonedFiles(options.output);
   plan.content.metadata[PartLabel::kKey] = label.ToText();
   plan.keepsPartial = false;
   options.overwrite = true;
   Transcode(options, std::move(plan), report, observer);
   // Another copy of the chunk may have been joined meanwhile, and its part removed.
+  std::error_code failed;
   const bool isLate = report.status == RunReport::Status::Done &&
                       AreJoined(folder.string(), {label.ToText()}) &&
                       !fs::exists(NameOutcome(options.output), failed);
@@ -97,9 +98,7 @@ void JoinParts(const JoinOptions& options, RunReport& report, RunObserver& obser
   const auto labels = LabelParts(job);
   if (AreJoined(job.folder, labels)) return Skip(job.output, report, observer);
   plan.reader = std::make_unique<PartsReader>(std::move(plan.reader), plan.content.video, job);
-  std::error_code none;  // a folder that cannot be made is reported as one of a single run
-  const fs::path folder = fs::path(job.output).parent_path();
-  if (!folder.empty()) fs::create_directories(folder, none);
+  MakeFolder(fs::path(job.output).parent_path().string());
   plan.isEncoded = true;
   plan.keepsPartial = false;
   TranscodeOptions copying = options;

@@ -12,6 +12,7 @@
 #include "farm/JobState.h"
 #include "format/InputFormat.h"
 #include "format/Values.h"
+#include "media/Folders.h"
 
 namespace vixprores {
 namespace {
@@ -150,9 +151,7 @@ Submission PrepareSubmission(const Job& job, const JobOptions& options, const Sl
 }
 
 SlurmJobs Submit(const Job& job, const Submission& submission) {
-  std::error_code failed;
-  fs::create_directories(submission.logs, failed);
-  if (failed) throw Failure(submission.logs + ": cannot be made: " + failed.message());
+  MakeFolder(submission.logs);
   WriteTextFile(NamePlan(job.folder), PlanJson({job}) + "\n");
   for (const auto& [path, text] : submission.files) WriteTextFile(path, text);
   SlurmJobs jobs;

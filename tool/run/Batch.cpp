@@ -18,6 +18,7 @@
 #include "base/Errors.h"
 #include "base/Interrupt.h"
 #include "base/Text.h"
+#include "media/Folders.h"
 #include "media/InputFile.h"
 #include "media/OutputFile.h"
 #include "media/sequence/SequenceName.h"
@@ -74,12 +75,6 @@ void CheckName(const std::string& name, const std::string& pattern) {
                                 const std::string& output) {
   throw UsageError(one + " and " + other + " would both be written to " + output +
                    "; add {number} to --name");
-}
-
-void CreateFolder(const fs::path& folder) {
-  std::error_code error;
-  fs::create_directories(folder, error);
-  if (error) throw Failure(folder.string() + ": cannot be created: " + error.message());
 }
 
 // Extensions of files in folders; a file of another name can be given by itself.
@@ -146,8 +141,8 @@ class Batch {
 
  private:
   void CreateFolders() const {
-    CreateFolder(*options_.outputDir);
-    for (const BatchItem& item : items_) CreateFolder(fs::path(item.output).parent_path());
+    MakeFolder(*options_.outputDir);
+    for (const BatchItem& item : items_) MakeFolder(fs::path(item.output).parent_path());
   }
 
   void Work() {
