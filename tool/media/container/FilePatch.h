@@ -27,7 +27,8 @@ void UndoPatches(const std::string& path);
 
 /// Applies all patches to the file, which must not be half patched. The result is on the disk when
 /// this returns.
-/// @throws Failure that names the file; then all of it is restored, or IsHalfPatched() is true
+/// @throws Failure that names the file; then all of it is restored, or IsHalfPatched() is true, or
+///         all patches are applied and only the removal of the journal is uncertain
 void ApplyPatches(const std::string& path, const std::vector<FilePatch>& patches);
 
 }  // namespace vixprores
