@@ -7,13 +7,13 @@
 #include <new>
 #include <utility>
 
+#include "base/Limits.h"
+
 extern "C" {
 #include <libavcodec/codec_par.h>
 #include <libavutil/channel_layout.h>
 #include <libavutil/common.h>
 #include <libavutil/mathematics.h>
-
-#include "base/Limits.h"
 }
 
 namespace vixprores {

@@ -6,6 +6,7 @@
 #include <new>
 #include <utility>
 
+#include "base/Limits.h"
 #include "base/Text.h"
 #include "media/sound/SoundWatch.h"
 

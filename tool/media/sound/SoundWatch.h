@@ -14,10 +14,6 @@
 
 namespace vixprores {
 
-/// Longest gap that is filled with silence, in seconds. A longer one is more likely to be a damaged
-/// time.
-inline constexpr std::int64_t kLongestSilence = 60;
-
 /// Makes silent samples of an uncompressed sound track from sample `first` on: up to `count`,
 /// limited to one second and a small block, at least one. Their times are in ticks of the track.
 /// All silence shares one block of memory, so that long gaps need almost none.
