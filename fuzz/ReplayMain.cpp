@@ -1,8 +1,8 @@
 // SPDX-License-Identifier: BSD-2-Clause
 // Runs a fuzz target on the files and folders that are its arguments; options (-runs=0 …) have no
 // effect. It stands in for a fuzzing engine where the engine's library cannot be used: the memory
-// sanitizer must know all writes to memory, and the engine's are not instrumented. For the same reason
-// it reads files by system calls, which the sanitizer knows.
+// sanitizer must know all writes to memory, and the engine's are not instrumented. For the same
+// reason it reads files by system calls, which the sanitizer knows.
 #include <dirent.h>
 #include <fcntl.h>
 #include <sys/stat.h>

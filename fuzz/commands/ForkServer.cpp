@@ -1,11 +1,11 @@
 // SPDX-License-Identifier: BSD-2-Clause
 // A library to be preloaded, which runs the main() of a program once for each request, in a child
-// process: starting a sanitizer build of the program, with more than a hundred libraries, takes longer
-// than most runs. A request on standard input is a line with the number of bytes that follow: words
-// that end with zero bytes, of which the first is a file for both outputs of the run and the others are
-// the program's arguments. The answer on standard output is a line: exit code, or signal as a negative
-// number; milliseconds of processors; milliseconds; KiB of memory at most. A run that takes longer than
-// CPU_SECONDS of processors or WALL_SECONDS ends by a signal.
+// process: starting a sanitizer build of the program, with more than a hundred libraries, takes
+// longer than most runs. A request on standard input is a line with the number of bytes that
+// follow: words that end with zero bytes, of which the first is a file for both outputs of the run
+// and the others are the program's arguments. The answer on standard output is a line: exit code,
+// or signal as a negative number; milliseconds of processors; milliseconds; KiB of memory at most.
+// A run that takes longer than CPU_SECONDS of processors or WALL_SECONDS ends by a signal.
 #include <dlfcn.h>
 #include <fcntl.h>
 #include <sys/resource.h>
