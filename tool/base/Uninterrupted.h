@@ -6,8 +6,8 @@
 
 namespace vixprores {
 
-/// Repeats a call of the system, which returns a negative number and sets errno when it fails, until
-/// it is not a signal that made it fail.
+/// Repeats a call of the system, which returns a negative number and sets errno when it fails,
+/// until it is not a signal that made it fail.
 template <typename Call>
 auto Uninterrupted(const Call& call) {
   auto result = call();
