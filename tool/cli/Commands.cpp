@@ -1,6 +1,8 @@
 // SPDX-License-Identifier: BSD-2-Clause
 #include "cli/Commands.h"
 
+#include <iterator>
+
 #include "base/Text.h"
 #include "run/Host.h"
 #include "vix/Version.h"
@@ -12,11 +14,15 @@ extern "C" {
 namespace vixprores {
 
 std::vector<Command> AllCommands() {
-  return {
-      MakeEncodeCommand(),  MakeDecodeCommand(),   MakeCopyCommand(),    MakePlanCommand(),
-      MakeJoinCommand(),    MakeSubmitCommand(),   MakeStatusCommand(),  MakeInspectCommand(),
-      MakeCompareCommand(), MakeVerifyCommand(),   MakeRecoverCommand(), MakeThumbsCommand(),
-      MakeBenchCommand(),   MakeElementsCommand(), MakeManualCommand(),  MakeCompletionCommand()};
+  constexpr Command (*kMakers[])() = {
+      MakeEncodeCommand,  MakeDecodeCommand,   MakeCopyCommand,    MakePlanCommand,
+      MakeJoinCommand,    MakeSubmitCommand,   MakeStatusCommand,  MakeInspectCommand,
+      MakeCompareCommand, MakeVerifyCommand,   MakeRecoverCommand, MakeThumbsCommand,
+      MakeBenchCommand,   MakeElementsCommand, MakeManualCommand,  MakeCompletionCommand};
+  std::vector<Command> commands;
+  commands.reserve(std::size(kMakers));
+  for (const auto make : kMakers) commands.push_back(make());
+  return commands;
 }
 
 namespace {

@@ -29,8 +29,7 @@ Option MemoryLimitOption(Limits& limits) {
                          "use no more memory [3/4 of the machine's]");
   option.details =
       "SIZE is a number of bytes, or of K, M, G or T. The memory limit of a control group counts "
-      "as "
-      "the machine's memory. Checked before pictures are allocated; mapped files do not count.";
+      "as the machine's memory. Checked before pictures are allocated; mapped files do not count.";
   return option;
 }
 
