@@ -14,6 +14,8 @@
 #include <cstdio>
 #include <cstdlib>
 
+#include "MainHook.h"
+
 extern "C" {
 
 void* __libc_malloc(size_t bytes);                      // NOLINT(bugprone-reserved-identifier)
@@ -25,15 +27,12 @@ void* __libc_memalign(size_t alignment, size_t bytes);  // NOLINT(bugprone-reser
 
 namespace {
 
-using Main = int (*)(int, char**, char**);
-
 std::atomic<bool> g_isCounting = false;
 std::atomic<long> g_count = 0;
 long g_firstFailing = 0;
 long g_failures = 0;
 std::atomic<long> g_threads = 0;
 long g_firstFailingThread = 0;
-Main g_main = nullptr;
 
 bool Fails() {
   if (!g_isCounting) return false;
@@ -59,16 +58,16 @@ long NumberIn(const char* variable) {
   return text ? std::atol(text) : 0;
 }
 
-int CountedMain(int count, char** arguments, char** environment) {
+}  // namespace
+
+int HookedMain(Main main, int count, char** arguments, char** environment) {
   g_firstFailing = NumberIn("FAIL_ALLOCATION");
   g_failures = g_firstFailing > 0 ? NumberIn("FAILED_ALLOCATIONS") : 0;
   g_firstFailingThread = NumberIn("FAIL_THREAD");
   std::atexit(WriteCount);
   g_isCounting = true;
-  return g_main(count, arguments, environment);
+  return main(count, arguments, environment);
 }
-
-}  // namespace
 
 #pragma GCC visibility push(default)
 extern "C" {
@@ -102,15 +101,6 @@ int pthread_create(pthread_t* thread, const pthread_attr_t* attributes, void* (*
   const long number = ++g_threads;
   if (g_firstFailingThread > 0 && number >= g_firstFailingThread) return EAGAIN;
   return create(thread, attributes, work, data);
-}
-
-// NOLINTNEXTLINE(bugprone-reserved-identifier)
-int __libc_start_main(Main main, int count, char** arguments, void (*init)(), void (*finish)(),
-                      void (*finishLoader)(), void* stackEnd) {
-  using Start = decltype(&__libc_start_main);
-  g_main = main;
-  const auto start = reinterpret_cast<Start>(dlsym(RTLD_NEXT, "__libc_start_main"));
-  return start(CountedMain, count, arguments, init, finish, finishLoader, stackEnd);
 }
 
 }  // extern "C"

@@ -2,7 +2,8 @@
 # SPDX-License-Identifier: BSD-2-Clause
 """Runs the commands that people run on suspicious files, on damaged files of each container.
 
-usage: mutated_files.py [--files N] [--minutes N] [--seed N] PROGRAM FORK_SERVER FOLDER
+usage: run_damaged_files.py [--files N] [--minutes N] [--seed N] [--commands NAME,…]
+                            PROGRAM FORK_SERVER FOLDER
 
 PROGRAM is a sanitizer build, FORK_SERVER the library made from ForkServer.cpp. Every run must end with
 exit code 0, 1 or 2 within 10 seconds (of a processor) and 1 GB of memory. Files that make one end in another
@@ -54,7 +55,8 @@ class Server:
     """Runs the program in a forked child for each request."""
 
     def __init__(self, program, library, checks_leaks):
-        options = f"detect_leaks={int(checks_leaks)}:allocator_may_return_null=1:quarantine_size_mb=8"
+        options = f"detect_leaks={int(checks_leaks)}:allocator_may_return_null=1:"
+        options += "quarantine_size_mb=8:malloc_context_size=3"
         self.process = subprocess.Popen(
             [program], stdin=subprocess.PIPE, stdout=subprocess.PIPE,
             env={**os.environ, "LD_PRELOAD": str(library), "CPU_SECONDS": str(MOST_SECONDS),
@@ -156,7 +158,7 @@ def run_files(arguments, seeds, suffix, numbers, deadline):
     tallies, findings = collections.defaultdict(Tally), []
     # Looking for leaks takes as long as the run: every eighth file is enough.
     servers = [Server(arguments.program, arguments.fork_server, checks) for checks in (True, False)]
-    with tempfile.TemporaryDirectory(prefix="mutated-", dir="/dev/shm") as name:
+    with tempfile.TemporaryDirectory(prefix="damaged-", dir="/dev/shm") as name:
         folder = pathlib.Path(name)
         damaged, log = folder / f"in.{suffix}", folder / "log"
         for number in numbers:
@@ -164,7 +166,8 @@ def run_files(arguments, seeds, suffix, numbers, deadline):
                 break
             data, seed = damage(seeds[suffix], number, arguments.seed)
             damaged.write_bytes(data)
-            for command, words in COMMANDS.items():
+            for command in arguments.commands:
+                words = COMMANDS[command]
                 words = [str({"IN": damaged, "SEED": seed}.get(word, folder / word if word.startswith("OUT")
                              else word)) for word in words]  # fmt: skip
                 result = servers[number % 8 != 0].run(log, *words)
@@ -184,6 +187,8 @@ def main():
     parser.add_argument("--files", type=int, default=100, help="files of each container [100]")
     parser.add_argument("--minutes", type=float, default=1e6, help="stops after this time")
     parser.add_argument("--seed", type=int, default=1)
+    parser.add_argument("--commands", type=lambda text: text.split(","), default=list(COMMANDS),
+                        help=f"of {','.join(COMMANDS)} [all]")  # fmt: skip
     parser.add_argument("program", type=pathlib.Path)
     parser.add_argument("fork_server", type=pathlib.Path)
     parser.add_argument("folder", type=pathlib.Path)

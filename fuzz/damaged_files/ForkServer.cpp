@@ -6,7 +6,6 @@
 // and the others are the program's arguments. The answer on standard output is a line: exit code,
 // or signal as a negative number; milliseconds of processors; milliseconds; KiB of memory at most.
 // A run that takes longer than CPU_SECONDS of processors or WALL_SECONDS ends by a signal.
-#include <dlfcn.h>
 #include <fcntl.h>
 #include <sys/resource.h>
 #include <sys/wait.h>
@@ -18,10 +17,9 @@
 #include <string>
 #include <vector>
 
-namespace {
+#include "MainHook.h"
 
-using Main = int (*)(int, char**, char**);
-Main g_main = nullptr;
+namespace {
 
 unsigned NumberIn(const char* variable) {
   const char* const text = std::getenv(variable);
@@ -41,7 +39,7 @@ std::vector<std::string> ReadRequest() {
   return words;
 }
 
-[[noreturn]] void RunChild(std::vector<std::string>& words, char** environment) {
+[[noreturn]] void RunChild(Main main, std::vector<std::string>& words, char** environment) {
   const int input = open("/dev/null", O_RDONLY);
   const int output = open(words.front().c_str(), O_WRONLY | O_CREAT | O_TRUNC, 0600);
   if (input < 0 || output < 0) _exit(126);
@@ -57,13 +55,13 @@ std::vector<std::string> ReadRequest() {
   std::vector<char*> arguments;
   for (std::size_t i = 1; i < words.size(); ++i) arguments.push_back(words[i].data());
   arguments.push_back(nullptr);
-  std::exit(g_main(static_cast<int>(words.size()) - 1, arguments.data(), environment));
+  std::exit(main(static_cast<int>(words.size()) - 1, arguments.data(), environment));
 }
 
-void Run(std::vector<std::string>& words, char** environment) {
+void Run(Main main, std::vector<std::string>& words, char** environment) {
   const auto start = std::chrono::steady_clock::now();
   const pid_t child = fork();
-  if (child == 0) RunChild(words, environment);
+  if (child == 0) RunChild(main, words, environment);
   int status = 0;
   rusage usage{};
   if (child < 0 || wait4(child, &status, 0, &usage) != child) {
@@ -79,25 +77,11 @@ void Run(std::vector<std::string>& words, char** environment) {
   std::fflush(stdout);
 }
 
-int ServingMain(int /*count*/, char** /*arguments*/, char** environment) {
-  for (auto words = ReadRequest(); !words.empty(); words = ReadRequest()) Run(words, environment);
-  _exit(EXIT_SUCCESS);
-}
-
 }  // namespace
 
-#pragma GCC visibility push(default)
-extern "C" {
-
-// NOLINTNEXTLINE(bugprone-reserved-identifier)
-int __libc_start_main(Main main, int count, char** arguments, void (*init)(), void (*finish)(),
-                      void (*finishLoader)(), void* stackEnd) {
-  using Start = decltype(&__libc_start_main);
-  g_main = main;
-  const auto start = reinterpret_cast<Start>(dlsym(RTLD_NEXT, "__libc_start_main"));
-  return start(ServingMain, count, arguments, init, finish, finishLoader, stackEnd);
+int HookedMain(Main main, int /*count*/, char** /*arguments*/, char** environment) {
+  for (auto words = ReadRequest(); !words.empty(); words = ReadRequest()) {
+    Run(main, words, environment);
+  }
+  _exit(EXIT_SUCCESS);
 }
-
-}  // extern "C"
-
-#pragma GCC visibility pop
