@@ -98,7 +98,7 @@ class BitSource {
     while (Bit() == 0) ++zeros;
     if (zeros <= lastRice) return (static_cast<long long>(zeros) << rice) + Get(rice);
     const int k = zeros - (lastRice + 1) + golomb;
-    Require(k < 40, "absurd codeword");
+    Require(zeros + 1 + k <= 32, "a codeword longer than conforming data needs");
     return (1LL << k) + Get(k) - (1LL << golomb) + (static_cast<long long>(lastRice + 1) << rice);
   }
   bool OnlyZerosLeft() const {
