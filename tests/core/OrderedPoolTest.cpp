@@ -53,6 +53,11 @@ std::string NameOf(const ::testing::TestParamInfo<Shape>& shape) {
          (shape.param.receiverWorks ? "WithTheReceiver" : "");
 }
 
+// Else its bytes would be printed, of which some have no value.
+void PrintTo(const Shape& shape, std::ostream* out) {
+  *out << shape.workers << " workers, " << shape.mostInFlight << " in flight";
+}
+
 class OrderedPools : public ::testing::TestWithParam<Shape> {
  protected:
   static OrderedPoolOptions Options() {

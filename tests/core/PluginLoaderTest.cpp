@@ -328,6 +328,11 @@ struct Failure {
   std::string reason;
 };
 
+// Else its bytes would be printed, of which some have no value.
+void PrintTo(const Failure& failure, std::ostream* out) {
+  *out << failure.kind;
+}
+
 struct FailingEntry : PluginLoader, testing::WithParamInterface<Failure> {};
 
 TEST_P(FailingEntry, IsReportedWithItsReasonAndUndone) {
