@@ -2,7 +2,7 @@
 # SPDX-License-Identifier: BSD-2-Clause
 """Runs the commands that people run on suspicious files, on damaged files of each container.
 
-usage: run_damaged_files.py [--files N] [--minutes N] [--seed N] [--commands NAME,…]
+usage: run_damaged_files.py [--files N] [--seconds N] [--seed N] [--commands NAME,…]
                             PROGRAM FORK_SERVER FOLDER
 
 PROGRAM is a sanitizer build, FORK_SERVER the library made from ForkServer.cpp. Every run must end with
@@ -185,7 +185,7 @@ def run_files(arguments, seeds, suffix, numbers, deadline):
 def main():
     parser = argparse.ArgumentParser(description=__doc__.splitlines()[0])
     parser.add_argument("--files", type=int, default=100, help="files of each container [100]")
-    parser.add_argument("--minutes", type=float, default=1e6, help="stops after this time")
+    parser.add_argument("--seconds", type=float, default=1e9, help="stops after this time")
     parser.add_argument("--seed", type=int, default=1)
     parser.add_argument("--commands", type=lambda text: text.split(","), default=list(COMMANDS),
                         help=f"of {','.join(COMMANDS)} [all]")  # fmt: skip
@@ -194,7 +194,7 @@ def main():
     parser.add_argument("folder", type=pathlib.Path)
     arguments = parser.parse_args()
     arguments.folder.mkdir(parents=True, exist_ok=True)
-    deadline = time.monotonic() + 60 * arguments.minutes
+    deadline = time.monotonic() + arguments.seconds
     workers = os.cpu_count() or 1
     with tempfile.TemporaryDirectory(prefix="seeds-") as name:
         seeds = make_seeds(arguments.program, pathlib.Path(name))
