@@ -24,6 +24,16 @@ if(VIX_SANITIZE)
   endif()
 endif()
 
+# vix_check_integers(target): for code that computes sizes from what a file claims. Conversions that
+# lose value and unsigned sums that wrap end a sanitizer build, too.
+function(vix_check_integers target)
+  if(VIX_SANITIZE MATCHES address AND CMAKE_CXX_COMPILER_ID STREQUAL "Clang")
+    target_compile_options(${target} PRIVATE
+      -fsanitize=unsigned-integer-overflow,implicit-conversion
+      -fsanitize-ignorelist=${PROJECT_SOURCE_DIR}/cmake/wrapping_integers.txt)
+  endif()
+endfunction()
+
 if(NOT VIX_SANITIZE AND CMAKE_CXX_COMPILER_ID STREQUAL "GNU")
   # The distribution's own hardening flags, against damaged or hostile input.
   target_compile_options(vix_options INTERFACE

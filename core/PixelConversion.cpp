@@ -1,6 +1,7 @@
 // SPDX-License-Identifier: BSD-2-Clause
 #include "vix/PixelConversion.h"
 
+#include <algorithm>
 #include <string>
 
 #include "FourCCText.h"
@@ -33,7 +34,8 @@ const pixels::Format& GetFormat(PixelFormat format) {
 }
 
 void CheckSize(std::uint32_t width, std::uint32_t height) {
-  if (width - 1 < kMaxPixelSize && height - 1 < kMaxPixelSize) return;
+  const auto [least, largest] = std::minmax(width, height);
+  if (least >= 1 && largest <= kMaxPixelSize) return;
   Reject("a picture of " + SizeOf(width, height) + " pixels; width and height may be 1 to " +
          std::to_string(kMaxPixelSize));
 }

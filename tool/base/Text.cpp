@@ -68,7 +68,7 @@ bool IsControl(char32_t code) {
 // Returns `prefix` and that many hexadecimal digits of `value`.
 std::string HexEscape(const char* prefix, std::size_t digits, std::uint32_t value) {
   std::string escape = prefix;
-  while (digits-- > 0) escape += "0123456789ABCDEF"[value >> 4 * digits & 0xF];
+  for (; digits > 0; --digits) escape += "0123456789ABCDEF"[value >> 4 * (digits - 1) & 0xF];
   return escape;
 }
 

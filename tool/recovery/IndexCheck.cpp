@@ -155,6 +155,13 @@ std::uint32_t FindTrack(const TaggedFile& tagged, const Stretch& packet) {
   return IsSameTime(time, packet.time) ? found->tag.track : 0;
 }
 
+// Returns the sound of a track; null for another kind of track.
+const SoundTrack* FindSound(const std::vector<SoundTrack>& sound, std::uint32_t track) {
+  const bool isSound =
+      track >= PacketTag::kFirstSound && track - PacketTag::kFirstSound < sound.size();
+  return isSound ? &sound[track - PacketTag::kFirstSound] : nullptr;
+}
+
 // Returns the track of these packets, all of one stream; 0 if they may not be at the times of their
 // tags. The times are accepted if those of the first and the last packet are right, and the times
 // between grow evenly: with the number of packets, or with the bytes of uncompressed sound.
@@ -163,9 +170,8 @@ std::uint32_t FindEvenTrack(const TaggedFile& tagged, const std::vector<Stretch>
   const Stretch& last = packets.back();
   const std::uint32_t track = FindTrack(tagged, first);
   if (track == 0 || FindTrack(tagged, last) != track) return 0;
-  const std::size_t place = track - PacketTag::kFirstSound;
-  const bool countsBytes = track >= PacketTag::kFirstSound && place < tagged.content.sound.size() &&
-                           tagged.content.sound[place].SampleBytes() > 0;
+  const SoundTrack* const sound = FindSound(tagged.content.sound, track);
+  const bool countsBytes = sound && sound->SampleBytes() > 0;
   std::vector<double> reached;
   double sum = 0;
   for (const Stretch& packet : packets) {
@@ -219,13 +225,12 @@ void CheckSound(const TrackCounts& counts, const std::vector<SoundTrack>& indexe
                 const std::vector<SoundTrack>& written, std::vector<std::string>& faults) {
   std::vector<std::uint32_t> tracks;
   for (const auto& [track, count] : counts) {
-    const bool isDescribed = track - PacketTag::kFirstSound < written.size();
-    if (track >= PacketTag::kFirstSound && isDescribed) tracks.push_back(track);
+    if (FindSound(written, track)) tracks.push_back(track);
   }
   if (tracks.size() != indexed.size()) return;
   for (std::size_t i = 0; i < tracks.size(); ++i) {
     const std::string is = DescribeTrack(indexed[i]);
-    const std::string was = DescribeTrack(written[tracks[i] - PacketTag::kFirstSound]);
+    const std::string was = DescribeTrack(*FindSound(written, tracks[i]));
     if (is == was) continue;
     std::string fault = "describes " + NameOf(tracks[i]);
     fault.append(" as ").append(is).append(" where ").append(was).append(" was written");

@@ -97,8 +97,8 @@ JsonValue GridJson(const SliceGrid& grid) {
   json["rowLines"] = grid.rowLines;
   json["macroblocks"] = grid.macroblocks;
   // The picture may end inside the last macroblocks.
-  json["shownRows"] = grid.rows - 1 + grid.lastRowShare;
-  json["shownMacroblocks"] = grid.macroblocks - 1 + grid.lastMacroblockShare;
+  json["shownRows"] = grid.rows + grid.lastRowShare - 1;
+  json["shownMacroblocks"] = grid.macroblocks + grid.lastMacroblockShare - 1;
   json["columns"] = JsonValue::array();
   for (const auto& span : grid.columns) {
     json["columns"].push_back({span.firstMacroblock, span.macroblocks});

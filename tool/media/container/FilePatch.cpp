@@ -177,8 +177,9 @@ Journal ReadJournal(const std::string& path) {
   const Bytes bytes = file.Read(0, static_cast<std::size_t>(file.GetSize()));
   const bool isWhole = bytes.size() >= kMark.size() + 3 * kNumberBytes &&
                        std::equal(kMark.begin(), kMark.end(), bytes.begin());
+  if (!isWhole) RejectJournal(path);
   const std::size_t hashed = bytes.size() - kNumberBytes;
-  if (!isWhole || prores::ReadU64(bytes.data() + hashed) != HashPacket({bytes.data(), hashed})) {
+  if (prores::ReadU64(bytes.data() + hashed) != HashPacket({bytes.data(), hashed})) {
     RejectJournal(path);
   }
   const std::span<const std::uint8_t> all(bytes);
