@@ -1,7 +1,8 @@
 // SPDX-License-Identifier: BSD-2-Clause
 // Reads and labels the headers of arbitrary bytes as one frame, with and without prefix. Requires
 // that the core's functions agree with the parsers and fail without a change, that labels are read
-// as they were written, and that headers survive being written and parsed.
+// as they were written, that headers survive being written and parsed, and that slices lie where
+// their table states.
 // The first byte selects labels; the rest is the frame.
 #include <vix/vix.h>
 
@@ -13,6 +14,7 @@
 
 #include "FuzzInput.h"
 #include "Require.h"
+#include "bitstream/BigEndian.h"
 #include "bitstream/FrameHeader.h"
 #include "bitstream/PictureGeometry.h"
 #include "bitstream/PictureHeader.h"
@@ -25,31 +27,72 @@ namespace {
 using Bytes = std::vector<std::uint8_t>;
 using prores::Status;
 
-/// Sums the bytes of each slice, so that the address sanitizer sees slices outside the picture.
-std::uint32_t ReadSlices(std::span<const std::uint8_t> picture, const prores::FrameHeader& frame,
-                         const prores::PictureHeader& header, unsigned index) {
-  const prores::SliceLayout layout(frame.width, header.log2SliceWidth);
-  std::vector<prores::SliceRow> rows(CodedMacroblockRows(frame.height, frame.interlaceMode, index,
-                                                         layout.SlicesPerRow(), header.sliceCount));
-  std::uint32_t sum = 0;
-  if (LocateSliceRows(picture, header, layout.SlicesPerRow(), rows) != Status::kSuccess) return sum;
-  for (prores::SliceRow& row : rows) {
-    for (std::uint32_t i = 0; i < layout.SlicesPerRow(); ++i) {
+/// The slices of a picture by its table.
+struct SliceRows {
+  SliceRows(const prores::FrameHeader& frame, const prores::PictureHeader& header, unsigned index)
+      : slicesPerRow(prores::SliceLayout(frame.width, header.log2SliceWidth).SlicesPerRow()),
+        rows(CodedMacroblockRows(frame.height, frame.interlaceMode, index, slicesPerRow,
+                                 header.sliceCount)) {}
+
+  std::size_t TableBytes() const {
+    return rows.size() * slicesPerRow * prores::kSliceTableEntryBytes;
+  }
+
+  std::uint32_t slicesPerRow;
+  std::vector<prores::SliceRow> rows;
+};
+
+/// Requires that the slices follow the table without gaps, and end inside the picture. Returns the
+/// bytes after the last slice.
+std::size_t CheckSlices(std::span<const std::uint8_t> rest, SliceRows located) {
+  for (prores::SliceRow& row : located.rows) {
+    for (std::uint32_t i = 0; i < located.slicesPerRow; ++i) {
       const std::span<const std::uint8_t> slice = TakeSlice(row);
-      sum += slice.front() + slice.back();
-      prores::SliceHeader sliceHeader;
-      if (ParseSliceHeader(slice, sliceHeader)) sum += sliceHeader.headerBytes;
+      Require(slice.data() == rest.data() && slice.size() <= rest.size());
+      Require(slice.size() >= prores::SliceHeader::kLeastBytes);
+      prores::SliceHeader header;
+      if (ParseSliceHeader(slice, header)) {
+        const auto& parts = header.componentBytes;
+        Require(header.headerBytes >= prores::SliceHeader::kLeastBytes &&
+                header.headerBytes + parts[0] + parts[1] + parts[2] <= slice.size());
+      }
+      rest = rest.subspan(slice.size());
     }
   }
-  return sum;
+  return rest.size();
+}
+
+/// Requires that the last slice may reach the end of the picture, and not one byte more.
+void CheckLastSlice(std::span<const std::uint8_t> picture, const prores::PictureHeader& header,
+                    SliceRows slices, std::size_t bytesAfter) {
+  Bytes changed(picture.begin(), picture.end());
+  std::uint8_t* const entry =
+      changed.data() + header.headerBytes + slices.TableBytes() - prores::kSliceTableEntryBytes;
+  const std::size_t most = prores::ReadU16(entry) + bytesAfter;
+  if (most >= UINT16_MAX) return;
+  for (const std::size_t bytes : {most, most + 1}) {
+    prores::WriteU16(entry, static_cast<std::uint16_t>(bytes));
+    Require(LocateSliceRows(changed, header, slices.slicesPerRow, slices.rows) ==
+            (bytes == most ? Status::kSuccess : Status::kBadHeader));
+  }
+}
+
+void CheckSliceTable(std::span<const std::uint8_t> picture, const prores::FrameHeader& frame,
+                     const prores::PictureHeader& header, unsigned index) {
+  SliceRows slices(frame, header, index);
+  if (LocateSliceRows(picture, header, slices.slicesPerRow, slices.rows) != Status::kSuccess) {
+    return;
+  }
+  const std::size_t bytesAfter =
+      CheckSlices(picture.subspan(header.headerBytes + slices.TableBytes()), slices);
+  if (!slices.rows.empty()) CheckLastSlice(picture, header, slices, bytesAfter);
 }
 
 void ReadPictures(const prores::FrameHeader& frame, std::span<const std::uint8_t> pictures) {
   for (unsigned i = 0; i < PictureCount(frame.interlaceMode); ++i) {
     prores::PictureHeader header;
     if (ParsePictureHeader(pictures, header) != Status::kSuccess) return;
-    volatile std::uint32_t sink = ReadSlices(pictures.first(header.pictureBytes), frame, header, i);
-    static_cast<void>(sink);
+    CheckSliceTable(pictures.first(header.pictureBytes), frame, header, i);
     pictures = pictures.subspan(header.pictureBytes);
   }
 }
