@@ -139,20 +139,24 @@ void WriteElementSeeds(const std::filesystem::path& folder, const std::vector<Na
   decode(4, "decode_4444", noParameters, k444, frames[6]);
   decode(4, "decode_4444_to_memory_of_host", hostMemory, k444, frames[6]);
   decode(6, "decode_4444_without_driver", noParameters, k444, frames[5]);
-  const auto encode = [&](std::uint8_t element, const char* name, std::uint8_t format) {
+  const auto encode = [&](std::uint8_t element, const char* name, std::uint8_t format,
+                          std::uint32_t pictureBytes) {
     const Bytes raw{1, 1, 0, 0, 2, 0, 0, 0, format};
     Bytes seed{element, 0, 0, 1, 1};
     Append(seed, raw);
-    // A sample with the same description and bytes of one value.
-    Append(seed, {5, 3});
-    Append(seed, raw);
-    Append(seed, {0x40, 0x00, 0x90});
+    // Samples with the same description and bytes of one value: a whole picture, a short one.
+    for (const std::uint32_t bytes : {pictureBytes, pictureBytes - 1}) {
+      Append(seed, {5, 3});
+      Append(seed, raw);
+      Append(seed, {static_cast<std::uint8_t>(bytes >> 8), static_cast<std::uint8_t>(bytes), 0x90});
+    }
     Write(folder, name, seed);
   };
-  encode(1, "encode_uyvy", 0);
-  encode(1, "encode_v210", 1);
-  encode(3, "encode_y416", 2);
-  encode(5, "encode_b64a_without_driver", 3);
+  // Pictures of 16x16; rows of v210 are padded.
+  encode(1, "encode_uyvy", 0, 16 * 32);
+  encode(1, "encode_v210", 1, 16 * 128);
+  encode(3, "encode_y416", 2, 16 * 128);
+  encode(5, "encode_b64a_without_driver", 3, 16 * 128);
 }
 
 /// Writes sessions of three neighbouring frames with a picture to encode after the second.
