@@ -64,6 +64,18 @@ void RethrowIfOutOfMemory(const std::exception_ptr& error) {
   }
 }
 
+// Rethrows the error of an intact frame that never reached the codec library. The element takes its
+// own lack of memory for damage of the frame.
+void RethrowIfNotDecoded(const std::exception_ptr& error) {
+  try {
+    std::rethrow_exception(error);
+  } catch (const vix::VIXError& failure) {
+    if (failure.GetCode() == vix::ErrorCode::Damaged && !failure.GetCodecResult()) throw;
+  } catch (const std::runtime_error&) {
+    return;
+  }
+}
+
 std::string TextOf(const std::exception_ptr& error) {
   try {
     std::rethrow_exception(error);
@@ -211,6 +223,7 @@ ElementOutput TakeDecoded(const vix::PoolFrame& frame, const vix::IBuffer& sourc
     RethrowIfOutOfMemory(frame.error);
     // The fault of the frame itself explains more than the element's error.
     const std::string found = CheckFrame(BytesOf(source), header).Describe();
+    if (found.empty()) RethrowIfNotDecoded(frame.error);
     return {nullptr, {}, found.empty() ? TextOf(frame.error) : found};
   }
   ElementOutput output{SampleOf(frame)};
