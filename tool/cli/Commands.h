@@ -44,10 +44,11 @@ int RunWithJsonErrors(const Options& options, const Run& run) {
     try {
       return run(options);
     } catch (const std::exception& error) {
+      if (!options.json) throw;  // the JSON library ends the process where memory is short
       bool areFramesOnOutput = false;
       if constexpr (requires { options.output; }) areFramesOnOutput = options.output == "-";
       const std::string json = ErrorJson(error.what());
-      if (options.json) std::fprintf(areFramesOnOutput ? stderr : stdout, "%s\n", json.c_str());
+      std::fprintf(areFramesOnOutput ? stderr : stdout, "%s\n", json.c_str());
       throw;
     }
   } else {
