@@ -11,25 +11,18 @@
 #include <vector>
 
 #include "CapturedOutput.h"
+#include "CommandLines.h"
 #include "FuzzInput.h"
 #include "Require.h"
 #include "ScratchFile.h"
 #include "TagRepair.h"
-#include "base/Errors.h"
-#include "base/Interrupt.h"
 #include "base/Text.h"
-#include "cli/Command.h"
 #include "cli/Commands.h"
 #include "run/Host.h"
 
 namespace {
 
-// A command line; INPUT stands for the file.
-struct Line {
-  vixprores::Command (*make)();
-  const char* words;
-};
-constexpr Line kLines[] = {
+constexpr CommandLine kLines[] = {
     {vixprores::MakeInspectCommand, "inspect --json INPUT"},
     {vixprores::MakeInspectCommand, "inspect --slices INPUT"},
     {vixprores::MakeInspectCommand, "inspect --scan --rate 25 --json INPUT"},
@@ -52,17 +45,6 @@ constexpr Line kLines[] = {
 // Larger pictures take long, and add nothing.
 constexpr std::size_t kMostBytes = 1 << 15;
 
-std::vector<const char*> MakeWords(const char* line, const std::string& path,
-                                   std::vector<std::string>& storage) {
-  storage = vixprores::Split(line, ' ');
-  std::vector<const char*> words{"vixprores"};
-  for (std::string& word : storage) {
-    if (word == "INPUT") word = path;
-    words.push_back(word.c_str());
-  }
-  return words;
-}
-
 bool IsPrintable(std::string_view text) {
   return text == vixprores::PrintableText(text);
 }
@@ -70,24 +52,6 @@ bool IsPrintable(std::string_view text) {
 void CheckOutput(bool isJson, std::string_view output) {
   if (isJson && !output.empty()) Require(nlohmann::json::accept(output));
   if (!isJson) Require(IsPrintable(output));
-}
-
-// Returns the exit code.
-int Run(const Line& line, const std::string& path) {
-  std::vector<std::string> storage;
-  const auto words = MakeWords(line.words, path, storage);
-  const std::vector commands{line.make()};
-  try {
-    const auto request = ParseCommandLine(commands, vixprores::DescribeBuild,
-                                          static_cast<int>(words.size()), words.data());
-    return request.command->run();
-  } catch (const vixprores::UsageError& error) {
-    vixprores::PrintError(error.what());
-    return vixprores::kExitWrongUse;
-  } catch (const vixprores::Failure& failure) {
-    vixprores::PrintError(failure.what());
-    return vixprores::kExitFailed;
-  }
 }
 
 }  // namespace
@@ -100,15 +64,14 @@ extern "C" int LLVMFuzzerInitialize(int* /*argc*/, char*** /*argv*/) {
 
 extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size) {
   FuzzInput input(data, size);
-  const Line& line = kLines[input.Byte() % std::size(kLines)];
+  const CommandLine& line = kLines[input.Byte() % std::size(kLines)];
   const std::uint32_t choice = input.Word();
   auto bytes = input.Take(kMostBytes);
   TagRepair(bytes, choice).RepairAll();
   const ScratchFile file(bytes.data(), bytes.size());
   CapturedOutput output(stdout);
   CapturedOutput errors(stderr);
-  vixprores::WithdrawInterrupt();  // a failure stops the thread that reads
-  const int exitCode = Run(line, file.GetPath());
+  const int exitCode = ParsedLine(line, file.GetPath()).Run();
   Require(exitCode == vixprores::kExitDone || exitCode == vixprores::kExitFailed);
   const bool isJson = std::string_view(line.words).find("--json") != std::string_view::npos;
   CheckOutput(isJson, output.GetText());

@@ -140,6 +140,16 @@ def make_container(clips):
     }
 
 
+def make_pipeline(clips):
+    """Returns two files for each line of the target, which fail early and late."""
+    encoded = clips.encode(clips.source("plain.mkv", rate=8000), "small.mov")
+    footage = clips.read("plain.mkv")
+    lines = ("encode", "decode", "copy", "recover", "verify", "compare", "conceal", "encode_4444")
+    return {f"{line}_{when}": bytes((number, place, 0, number % 2))
+            + (footage if line.startswith("encode") else encoded)
+            for number, line in enumerate(lines) for when, place in (("early", 1), ("late", 4))}  # fmt: skip
+
+
 def make_sound(_):
     choice = random.Random(5)
     seeds = {}
@@ -157,6 +167,7 @@ TARGETS = {
     "Container": make_container,
     "FrameScanner": make_frame_scanner,
     "PacketTags": make_packet_tags,
+    "Pipeline": make_pipeline,
     "Recovery": make_recovery,
     "Sound": make_sound,
 }

@@ -13,9 +13,8 @@ namespace {
 using prores::test::allocations;
 
 void* Allocate(std::size_t bytes, std::size_t alignment) {
-  allocations.count.fetch_add(1);
   allocations.bytes.fetch_add(bytes);
-  if (allocations.untilFailure.fetch_sub(1) <= 0) {
+  if (allocations.FailsNext()) {
     void (*const onFailure)() = allocations.onFailure;
     if (onFailure == nullptr) throw std::bad_alloc();
     onFailure();
@@ -41,6 +40,9 @@ void* operator new(std::size_t bytes) {
 void* operator new(std::size_t bytes, std::align_val_t alignment) {
   return Allocate(bytes, static_cast<std::size_t>(alignment));
 }
+void* operator new[](std::size_t bytes) {
+  return operator new(bytes);  // that of the sanitizer would not come here
+}
 void* operator new(std::size_t bytes, const std::nothrow_t&) noexcept {
   return AllocateOrNull(bytes, alignof(std::max_align_t));
 }
@@ -51,6 +53,12 @@ void operator delete(void* memory) noexcept {
   std::free(memory);
 }
 void operator delete(void* memory, std::size_t) noexcept {
+  std::free(memory);
+}
+void operator delete[](void* memory) noexcept {
+  std::free(memory);
+}
+void operator delete[](void* memory, std::size_t) noexcept {
   std::free(memory);
 }
 void operator delete(void* memory, std::align_val_t) noexcept {
