@@ -41,14 +41,24 @@ void ParseValue(const Command& command, std::uint8_t place, const std::string& v
   Parse(command, {option.value.empty() ? option.name : option.name + "=" + value, "in", "out"});
 }
 
-// What is accepted must be accepted again as it is printed.
-void CheckValues(const std::string& text) {
-  const Rational rate = ParseRate(text);
-  Require(ParseRate(std::to_string(rate.numerator) + "/" + std::to_string(rate.denominator)) ==
-          rate);
-  const Rational aspect = ParseAspect(text);
-  Require(ParseAspect(std::to_string(aspect.numerator) + ":" +
-                      std::to_string(aspect.denominator)) == aspect);
+// What is accepted must be accepted again as it is printed: an error ends the run as a fault.
+void CheckRate(Rational rate) noexcept {
+  const std::string text = std::to_string(rate.numerator) + "/" + std::to_string(rate.denominator);
+  Require(ParseRate(text) == rate);
+}
+
+void CheckAspect(Rational aspect) noexcept {
+  const std::string text =
+      std::to_string(aspect.numerator) + ":" + std::to_string(aspect.denominator);
+  Require(ParseAspect(text) == aspect);
+}
+
+void CheckValue(const std::string& text) {
+  if (text.find(':') == std::string::npos) {
+    CheckRate(ParseRate(text));
+  } else {
+    CheckAspect(ParseAspect(text));
+  }
 }
 
 }  // namespace
@@ -60,10 +70,10 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size
   const auto bytes = input.Rest();
   const std::string text(bytes.begin(), bytes.end());
   try {
-    const Command command = kCommands[choice / 3 % std::size(kCommands)]();
-    if (choice % 3 == 0) ParseValue(command, place, text);
-    if (choice % 3 == 1) Parse(command, Split(text, ' '));
-    if (choice % 3 == 2) CheckValues(text);
+    const auto makeCommand = kCommands[choice / 3 % std::size(kCommands)];
+    if (choice % 3 == 0) ParseValue(makeCommand(), place, text);
+    if (choice % 3 == 1) Parse(makeCommand(), Split(text, ' '));
+    if (choice % 3 == 2) CheckValue(text);
   } catch (const UsageError& error) {
     CheckMessage(error.what(), text);
   }
