@@ -27,6 +27,10 @@ namespace prores::HWY_NAMESPACE {
 /// Adds up codeword lengths.
 class BitCounter {
  public:
+  // GCC compiles implicit constructors for the flags of the command line. If it does not inline
+  // them, they receive the vector of Set() in another place than it is returned in.
+  BitCounter() : sums_(Set(0)) {}
+
   void Put(const Codewords& first, const Codewords& second) {
     sums_ = sums_ + first.length + second.length;
   }
@@ -38,7 +42,7 @@ class BitCounter {
   }
 
  private:
-  Vec sums_ = Set(0);
+  Vec sums_;
 };
 
 /// One code in each lane, in the upper `length` bits of `bits`.
