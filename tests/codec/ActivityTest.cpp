@@ -17,16 +17,18 @@ namespace {
 
 constexpr std::size_t kLines = 16;
 
-/// Luma of a slice, at the end of readable memory.
+/// Luma of a slice, at an end of readable memory.
 class Slice {
  public:
   using Sample = std::function<int(std::size_t x, std::size_t y)>;
-  Slice(std::uint32_t blocks, const Sample& sample)
-      : blocks_(blocks), stride_(blocks / 2 * 8), samples_(stride_ * kLines) {
-    for (std::size_t y = 0; y < kLines; ++y) {
-      for (std::size_t x = 0; x < stride_; ++x) {
-        samples_.Values()[y * stride_ + x] = static_cast<std::uint16_t>(sample(x, y));
-      }
+  Slice(std::uint32_t blocks, const Sample& sample, test::Guard guard = test::Guard::kBehind,
+        std::size_t margin = 0)
+      : blocks_(blocks),
+        stride_(blocks / 2 * 8 + margin),
+        samples_(stride_ * kLines - margin, guard) {
+    const auto values = samples_.Values();
+    for (std::size_t i = 0; i < values.size(); ++i) {
+      values[i] = static_cast<std::uint16_t>(sample(i % stride_, i / stride_));
     }
   }
 
@@ -57,9 +59,11 @@ class Slice {
   test::GuardedMemory<std::uint16_t> samples_;
 };
 
-Slice::Sample Noise(unsigned spread) {
-  return [spread, random = std::mt19937(spread)](std::size_t, std::size_t) mutable {
-    return static_cast<int>(512 - spread + random() % (2 * spread));
+/// Noise around mid-grey of 10 bits and `moreBits` others.
+Slice::Sample Noise(unsigned spread, int moreBits = 0) {
+  return [spread, moreBits, random = std::mt19937(spread)](std::size_t, std::size_t) mutable {
+    const unsigned range = 2 * spread << moreBits;
+    return static_cast<int>(((512 - spread) << moreBits) + random() % range);
   };
 }
 
@@ -101,22 +105,35 @@ TEST(Activity, IgnoresTheBitsBeyondTen) {
   EXPECT_EQ(twelve.Activity(MeasureActivity, 2), ten.Activity());
 }
 
-class ActivityKernels : public test::CpuLevelTest {};
+class ActivityKernels : public test::CpuLevelTest {
+ protected:
+  void ExpectPlainActivity(std::uint32_t blocks, const Slice::Sample& sample, int shift) const {
+    for (const test::Guard guard : {test::Guard::kInFront, test::Guard::kBehind}) {
+      for (const std::size_t margin : {0U, 1U, 5U, 16U}) {
+        const Slice slice(blocks, sample, guard, margin);
+        EXPECT_EQ(slice.Activity(KernelsFor(GetParam()).measureActivity, shift),
+                  slice.Activity(MeasureActivity, shift))
+            << blocks << " blocks, shift " << shift;
+      }
+    }
+  }
+};
 
 TEST_P(ActivityKernels, EqualThePlainForm) {
-  const auto measure = KernelsFor(GetParam()).measureActivity;
   for (const std::uint32_t blocks : {4U, 8U, 16U, 32U}) {
     for (const unsigned spread : {1U, 2U, 17U, 100U, 512U}) {
-      const Slice slice(blocks, Noise(spread));
-      EXPECT_EQ(slice.Activity(measure), slice.Activity()) << blocks << " blocks, " << spread;
+      ExpectPlainActivity(blocks, Noise(spread), 0);
+      ExpectPlainActivity(blocks, Noise(spread, 2), 2);
     }
-    for (const Slice::Sample& sample :
-         {Slice::Sample(BlackAndWhite),
-          Slice::Sample([](std::size_t, std::size_t) { return 1023; }),
-          Slice::Sample([](std::size_t x, std::size_t y) { return (x + y) % 2 * 1023; })}) {
-      const Slice slice(blocks, sample);
-      EXPECT_EQ(slice.Activity(measure), slice.Activity()) << blocks;
-      EXPECT_EQ(slice.Activity(measure, 2), slice.Activity(MeasureActivity, 2)) << blocks;
+    for (const int shift : {0, 2}) {
+      const int white = (1024 << shift) - 1;
+      ExpectPlainActivity(blocks, BlackAndWhite, shift);
+      ExpectPlainActivity(
+          blocks, [=](std::size_t, std::size_t) { return white; }, shift);
+      ExpectPlainActivity(
+          blocks,
+          [=](std::size_t x, std::size_t y) { return static_cast<int>((x + y) % 2) * white; },
+          shift);
     }
   }
 }

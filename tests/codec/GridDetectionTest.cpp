@@ -156,7 +156,8 @@ TEST_P(GridDetectionKernels, EqualThePlainForm) {
   const auto measure = KernelsFor(GetParam()).measureDeviations;
   std::mt19937 random(6);
   for (std::size_t count = 0; count < 100; ++count) {
-    const test::GuardedMemory<std::int16_t> memory(count + kSparseSlack);
+    const test::GuardedMemory<std::int16_t> memory(
+        count + kSparseSlack, count % 2 == 0 ? test::Guard::kInFront : test::Guard::kBehind);
     for (std::int16_t& value : memory.Values()) {
       const int magnitude = static_cast<int>(random() % (kMaxCoefficient + 1)) >> random() % 14;
       value = static_cast<std::int16_t>(random() % 2 == 0 ? magnitude : -magnitude);

@@ -14,6 +14,7 @@
 namespace prores {
 namespace {
 
+using test::Guard;
 using test::GuardedMemory;
 
 /// Values that InverseTransform() may read after the coefficients.
@@ -25,22 +26,24 @@ struct Case {
   std::uint32_t positions;
   unsigned quantizerScale;
   std::size_t margin;  // samples between the lines
+  Guard guard = Guard::kBehind;
 };
 
 class InverseTransformKernels : public test::CpuLevelTest {
  protected:
-  /// Compares this level with the plain form. The last sample and the coefficients lie before
-  /// inaccessible memory.
+  /// Compares this level with the plain form. Samples and coefficients lie next to inaccessible
+  /// memory.
   void ExpectPlainSamples(const Case& tried, const InversePlan& plan,
                           const std::function<std::int16_t()>& nextCoefficient) {
     const std::size_t width = std::size_t{kBlockSize} * tried.blocks / 2;
     const std::size_t stride = width + tried.margin;
     const std::size_t size = 15 * stride + width;
-    const GuardedMemory<std::int16_t> coefficients(64 * tried.blocks + kReadableBehind);
+    const GuardedMemory<std::int16_t> coefficients(64 * tried.blocks + kReadableBehind,
+                                                   tried.guard);
     std::ranges::generate(coefficients.Values().first(tried.positions * tried.blocks),
                           nextCoefficient);
     std::ranges::fill(coefficients.Values().last(kReadableBehind), 77);
-    const GuardedMemory<std::uint16_t> samples(size);
+    const GuardedMemory<std::uint16_t> samples(size, tried.guard);
     const GuardedMemory<std::uint16_t> expected(size);
     std::ranges::fill(samples.Values(), 0xEEEE);
     std::ranges::fill(expected.Values(), 0xEEEE);
@@ -77,12 +80,14 @@ QuantMatrix RandomMatrix(std::mt19937& random, unsigned highest) {
 
 TEST_P(InverseTransformKernels, EqualThePlainFormForEveryNumberOfPositions) {
   for (const ScanTable* scan : {&kProgressiveScan, &kInterlacedScan}) {
-    for (const SampleDepth& depth : {k8Bits, k10Bits}) {
+    for (const SampleDepth& depth : {k8Bits, k10Bits, k12Bits}) {
       const InversePlan plan = MakeInversePlan(RandomMatrix(random_, 63), *scan, depth);
       ForEachShape([&](unsigned component, std::uint32_t blocks) {
         for (std::uint32_t positions = 1; positions <= 64; ++positions) {
           const int range = static_cast<int>(1 + Below(200));
-          ExpectPlainSamples({blocks, component, positions, 1 + Below(8), Below(9)}, plan, [&] {
+          const Guard guard = positions % 2 == 0 ? Guard::kInFront : Guard::kBehind;
+          const Case tried{blocks, component, positions, 1 + Below(8), Below(9), guard};
+          ExpectPlainSamples(tried, plan, [&] {
             const int value = static_cast<int>(random_()) % range;
             return static_cast<std::int16_t>(value);
           });
@@ -93,16 +98,19 @@ TEST_P(InverseTransformKernels, EqualThePlainFormForEveryNumberOfPositions) {
 }
 
 TEST_P(InverseTransformKernels, EqualThePlainFormWhereValuesAreExtreme) {
-  const InversePlan plan = MakeInversePlan(RandomMatrix(random_, 255), kProgressiveScan, k10Bits);
   constexpr std::int16_t kExtremes[] = {-32768, -32767, -1, 0, 1, 32767};
-  ForEachShape([&](unsigned component, std::uint32_t blocks) {
-    for (const std::uint32_t positions : {1u, 2u, 16u, 32u, 64u}) {
-      for (int repetition = 0; repetition < 10; ++repetition) {
-        ExpectPlainSamples({blocks, component, positions, 512, 0}, plan,
-                           [&] { return kExtremes[Below(std::size(kExtremes))]; });
+  for (const SampleDepth& depth : {k10Bits, k12Bits}) {
+    const InversePlan plan = MakeInversePlan(RandomMatrix(random_, 255), kProgressiveScan, depth);
+    ForEachShape([&](unsigned component, std::uint32_t blocks) {
+      for (const std::uint32_t positions : {1u, 2u, 16u, 32u, 64u}) {
+        for (int repetition = 0; repetition < 10; ++repetition) {
+          const Guard guard = repetition % 2 == 0 ? Guard::kInFront : Guard::kBehind;
+          ExpectPlainSamples({blocks, component, positions, 512, 0, guard}, plan,
+                             [&] { return kExtremes[Below(std::size(kExtremes))]; });
+        }
       }
-    }
-  });
+    });
+  }
 }
 
 // Sums on or next to the boundary between two samples.
