@@ -6,6 +6,8 @@
 #include <cmath>
 #include <cstdlib>
 #include <random>
+#include <sstream>
+#include <string>
 #include <vector>
 
 #include "ReferenceCodec.h"
@@ -86,6 +88,64 @@ TEST(ForwardTransform, IsTheRoundedExactTransformOfTwelveBits) {
           static_cast<std::uint16_t>(repetition % 2 == 0 ? random() % 4096 : random() % 2 * 4095);
     }
     EXPECT_LT(LargestError(samples, 32, kProgressiveScan, 12), 0.505);
+  }
+}
+
+/// Errors against the exact transform before rounding, of samples around mid-grey.
+struct Accuracy {
+  double peak = 0;
+  double worstMean = 0;   ///< of a frequency
+  double misrounded = 0;  ///< share of coefficients that are not the nearest integer
+};
+
+Accuracy Measure(int bits, int spread) {
+  constexpr int kRepetitions = 300;
+  constexpr double kTie = 1e-5;  // the exact transform has errors, too
+  constexpr std::uint32_t kBlocks = 32;
+  std::mt19937 random(5);
+  Accuracy accuracy;
+  std::array<double, 64> sums{};
+  for (int repetition = 0; repetition < kRepetitions; ++repetition) {
+    Samples samples;
+    for (std::uint16_t& value : samples.values) {
+      const int deviation = static_cast<int>(random() % static_cast<unsigned>(2 * spread)) - spread;
+      const int sample = (1 << (bits - 1)) + deviation;
+      value = static_cast<std::uint16_t>(std::clamp(sample, 0, (1 << bits) - 1));
+    }
+    const auto coefficients =
+        Transform(samples, kBlocks, kProgressivePositions, kDefaultQuantMatrix, bits);
+    for (std::uint32_t block = 0; block < kBlocks; ++block) {
+      const std::array<double, 64> exact = ExactTransform(samples.Block(block), bits);
+      for (std::size_t position = 0; position < 64; ++position) {
+        const double error =
+            coefficients[position * kBlocks + block] - exact[kProgressiveScan[position]];
+        accuracy.peak = std::max(accuracy.peak, std::abs(error));
+        if (std::abs(error) > 0.5 + kTie) ++accuracy.misrounded;
+        sums[position] += error;
+      }
+    }
+  }
+  constexpr double kCount = double{kRepetitions} * kBlocks;
+  for (const double sum : sums) {
+    accuracy.worstMean = std::max(accuracy.worstMean, std::abs(sum) / kCount);
+  }
+  accuracy.misrounded /= kCount * 64;
+  return accuracy;
+}
+
+/// `--gtest_output=json:FILE` reports the figures.
+TEST(ForwardTransform, IsAccurateForTheRangesOfIeee1180) {
+  for (const int bits : {10, 12}) {
+    for (const int spread : {5, 256, 300}) {
+      const Accuracy accuracy = Measure(bits, spread << (bits - 9));
+      const std::string name = "bits" + std::to_string(bits) + "_range" + std::to_string(spread);
+      EXPECT_LT(accuracy.peak, 0.505) << name;
+      EXPECT_LT(accuracy.misrounded, 0.0005) << name;
+      EXPECT_LT(accuracy.worstMean, 0.015) << name;
+      std::ostringstream figures;
+      figures << accuracy.peak << ' ' << accuracy.misrounded << ' ' << accuracy.worstMean;
+      RecordProperty(name, figures.str());
+    }
   }
 }
 
