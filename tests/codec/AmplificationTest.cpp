@@ -14,6 +14,7 @@
 #include "EncoderTestPicture.h"
 #include "EncoderTestSession.h"
 #include "Kernels.h"
+#include "MemoryBounds.h"
 #include "PackedPicture.h"
 #include "ProRes/ProResHost.h"
 #include "ReferenceCodec.h"
@@ -23,19 +24,6 @@ namespace prores {
 namespace {
 
 using test::allocations;
-
-constexpr std::size_t kBase = std::size_t{64} << 10;
-constexpr std::size_t kDecoderBytesPerColumn = 448;  // and thread
-constexpr std::size_t kDecoderBytesPerLine = 16;
-constexpr std::size_t kEncoderBytesPerColumn = 256;  // and thread
-constexpr std::size_t kEncoderBytesPerPixel = 11;    // without alpha 7
-
-/// Returns the pixels of a picture with whole macroblocks in both fields, and in the widest slices
-/// where they may have alpha.
-std::size_t PaddedPixels(std::uint32_t width, std::uint32_t height, bool deep) {
-  const std::uint32_t unit = deep ? 128 : 16;
-  return std::size_t{(width + unit - 1) / unit * unit} * ((height + 31) / 32 * 32);
-}
 
 struct Size {
   std::uint32_t width, height;
@@ -69,8 +57,7 @@ TEST(Amplification, ADecoderNeedsMemoryForARowOfMacroblocksPerThread) {
                     kWPRSuccess);
           WPRCloseDecoder(decoder);
           EXPECT_LT(allocations.bytes - before,
-                    kBase + threads * kDecoderBytesPerColumn * (size.width + 15) +
-                        kDecoderBytesPerLine * size.height)
+                    test::MostDecoderBytes(size.width, size.height, threads))
               << size.width << "x" << size.height << " deep " << deep << " threads " << threads;
         }
       }
@@ -92,10 +79,8 @@ void ExpectEncoderMemory(const Picture& picture, const EncodeParamsRecord& param
                            static_cast<std::uint32_t>(frame.size()), &bytes),
             kWPRSuccess);
   WPRCloseEncoder(encoder);
-  const std::size_t perPixel = deep ? kEncoderBytesPerPixel : kEncoderBytesPerPixel - 4;
-  EXPECT_LT(allocations.bytes - before,
-            kBase + perPixel * PaddedPixels(source.width, source.height, deep) +
-                static_cast<std::size_t>(threads) * kEncoderBytesPerColumn * (source.width + 15))
+  EXPECT_LT(allocations.bytes - before, test::MostEncoderBytes(source.width, source.height, deep,
+                                                               static_cast<std::uint32_t>(threads)))
       << source.width << "x" << source.height << " deep " << deep << " threads " << threads;
 }
 
