@@ -14,6 +14,8 @@
 #include <string>
 #include <vector>
 
+#include "ProRes/ProRes.h"
+
 namespace {
 
 constexpr int kReloads = 1000;
@@ -61,20 +63,35 @@ struct State {
   bool operator==(const State&) const = default;
 };
 
-using Handle = void*;
+template <typename Function>
+Function* Find(void* library, const char* name) {
+  return reinterpret_cast<Function*>(dlsym(library, name));
+}
 
-/// Opens and closes an encoder and a decoder if the library has them.
+/// Encodes and decodes a picture on several threads if the library is the codec.
 void Use(void* library) {
-  for (const std::string name : {"Encoder", "Decoder"}) {
-    const auto open = reinterpret_cast<Handle (*)(std::int32_t, void*)>(
-        dlsym(library, ("WPROpen" + name).c_str()));
-    const auto close =
-        reinterpret_cast<void (*)(Handle)>(dlsym(library, ("WPRClose" + name).c_str()));
-    if (open == nullptr || close == nullptr) continue;
-    Handle const handle = open(4, nullptr);
-    EXPECT_NE(handle, nullptr);
-    close(handle);
-  }
+  constexpr std::int32_t kThreads = 4;
+  constexpr std::uint32_t kSize = 128;
+  const auto openEncoder = Find<decltype(WPROpenEncoder)>(library, "WPROpenEncoder");
+  if (openEncoder == nullptr) return;
+  std::vector<std::uint8_t> pixels(std::size_t{2} * kSize * kSize, 100);
+  PixelBufferRecord picture{pixels.data(), 2 * kSize, kWPRPixelFormat2vuy, kSize, kSize};
+  std::vector<std::uint8_t> frame(pixels.size());
+  const EncodeParamsRecord params{kWPRCodecHQ, kWPRProgressive};
+  std::uint32_t bytes = 0;
+  WPREncoderHandle const encoder = openEncoder(kThreads, nullptr);
+  EXPECT_EQ(Find<decltype(WPREncodeFrame)>(library, "WPREncodeFrame")(
+                encoder, &params, &picture, frame.data(), static_cast<std::uint32_t>(frame.size()),
+                &bytes),
+            kWPRSuccess);
+  WPRDecoderHandle const decoder =
+      Find<decltype(WPROpenDecoder)>(library, "WPROpenDecoder")(kThreads, nullptr);
+  EXPECT_EQ(Find<decltype(WPRDecodeFrame)>(library, "WPRDecodeFrame")(decoder, frame.data(), bytes,
+                                                                      &picture, 0),
+            kWPRSuccess);
+  EXPECT_GT(NamesIn("/proc/self/task").size(), std::size_t{kThreads});
+  Find<decltype(WPRCloseEncoder)>(library, "WPRCloseEncoder")(encoder);
+  Find<decltype(WPRCloseDecoder)>(library, "WPRCloseDecoder")(decoder);
 }
 
 void Reload(const char* path) {
