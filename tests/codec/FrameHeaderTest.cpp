@@ -74,7 +74,10 @@ TEST(FrameHeader, ReadsBackWhatItWrites) {
   header.chromaFormat = ChromaFormat::k444;
   header.interlaceMode = InterlaceMode::kBottomFieldFirst;
   header.aspectRatio = 15;
-  header.frameRate = 14;
+  header.frameRate = 10;
+  header.colorPrimaries = 5;
+  header.transferCharacteristic = 6;
+  header.matrixCoefficients = 7;
   header.alphaType = AlphaType::k16Bit;
   header.lumaMatrix = Ramp(2);
   header.chromaMatrix = Ramp(3);
@@ -87,8 +90,18 @@ TEST(FrameHeader, ReadsBackWhatItWrites) {
   EXPECT_EQ(pictures.data(), bytes.data() + 156);
   EXPECT_EQ(pictures.size(), 5u);
   EXPECT_EQ(Written(parsed, 5), bytes);
-  EXPECT_EQ(parsed.chromaFormat, ChromaFormat::k444);
-  EXPECT_EQ(parsed.alphaType, AlphaType::k16Bit);
+  EXPECT_EQ(parsed.version, header.version);
+  EXPECT_EQ(parsed.encoderIdentifier, header.encoderIdentifier);
+  EXPECT_EQ(parsed.width, header.width);
+  EXPECT_EQ(parsed.height, header.height);
+  EXPECT_EQ(parsed.chromaFormat, header.chromaFormat);
+  EXPECT_EQ(parsed.interlaceMode, header.interlaceMode);
+  EXPECT_EQ(parsed.aspectRatio, header.aspectRatio);
+  EXPECT_EQ(parsed.frameRate, header.frameRate);
+  EXPECT_EQ(parsed.colorPrimaries, header.colorPrimaries);
+  EXPECT_EQ(parsed.transferCharacteristic, header.transferCharacteristic);
+  EXPECT_EQ(parsed.matrixCoefficients, header.matrixCoefficients);
+  EXPECT_EQ(parsed.alphaType, header.alphaType);
   EXPECT_EQ(parsed.lumaMatrix, Ramp(2));
   EXPECT_EQ(parsed.chromaMatrix, Ramp(3));
 }
