@@ -188,6 +188,20 @@ class OutputSize(ToolTest):
 
 
 class Index(ToolTest):
+    def test_with_millions_of_entries_that_are_not_there_takes_no_memory(self):
+        path = self.path("crafted.mov")
+        keys = struct.pack(">I4sII", 16, b"keys", 0, 200_000_000)
+        keys = struct.pack(">I4s8x4s13x", 33, b"hdlr", b"mdta") + keys
+        meta = struct.pack(">I4s", 8 + len(keys), b"meta") + keys
+        movie = struct.pack(">I4s", 8 + len(meta), b"moov") + meta
+        path.write_bytes(b"\0\0\0\x14ftypqt  \0\0\2\0qt  " + movie)
+        for command in (("verify", path), ("inspect", path), ("encode", path, self.path("out.mov"))):
+            with self.subTest(command=command[0]):
+                code, errors, memory = peak_memory(*command)
+                self.assertEqual(code, 1)
+                self.assertIn("crafted.mov", errors)
+                self.assertLess(memory, 512 * MEBIBYTE)
+
     def test_that_leads_to_the_same_bytes_takes_no_quadratic_time(self):
         clip = self.path("clip.mov")
         make_clip(clip, "-c:v", "prores_ks", frames=1)

@@ -87,6 +87,18 @@ class DecoderOptions {
   std::vector<AVDictionary*> each_;
 };
 
+// Returns the bytes that the container library may allocate at once.
+std::size_t LargestAllocation() {
+  return static_cast<std::size_t>(std::min<std::uint64_t>(GetMemoryLimit(), INT_MAX));
+}
+
+// Returns the same while it opens a file, whose index may claim billions of entries.
+std::size_t LargestAllocationFor(const InputFile& file) {
+  const std::int64_t bytes = std::min<std::int64_t>(file.GetSize().value_or(INT_MAX), INT_MAX);
+  const std::int64_t justified = std::max(kMostIndexBytes, kMostIndexShare * bytes);
+  return std::min(LargestAllocation(), static_cast<std::size_t>(justified));
+}
+
 }  // namespace
 
 std::int64_t TimeOf(const AVPacket& packet) {
@@ -105,11 +117,11 @@ Demuxer::Demuxer(std::unique_ptr<InputFile> file, FileFormats formats)
     throw std::bad_alloc();
   }
   context->pb = bytes_.Get();
-  // An index may claim billions of entries.
-  av_max_alloc(static_cast<std::size_t>(std::min<std::uint64_t>(GetMemoryLimit(), INT_MAX)));
+  av_max_alloc(LargestAllocationFor(*file_));
   const MemoryWatch memory;
   // Frees the context when it fails.
   const int result = avformat_open_input(&context, nullptr, nullptr, nullptr);
+  av_max_alloc(LargestAllocation());
   if (result >= 0) context_.reset(context);
   bytes_.Rethrow();
   memory.Check();
