@@ -37,6 +37,29 @@ TEST(RateFrameTarget, IsTheLeastOfThePublishedRatesOfASize) {
   EXPECT_EQ(Target(kWPRCodec4444, 720, 576), 460'000);        // 92 at 25
 }
 
+TEST(RateFrameTarget, IsListedForEveryPublishedSizeAndType) {
+  struct Size {
+    std::uint32_t width, height;
+    std::array<std::uint64_t, std::size(kCodecTypes)> bytes;
+  };
+  const Size sizes[] = {
+      {720, 486, {50'050, 119'791, 175'175, 260'416, 390'625, 588'087}},
+      {720, 576, {60'000, 140'000, 205'000, 305'000, 460'000, 690'000}},
+      {1280, 720, {93'750, 210'000, 304'166, 458'333, 687'500, 1'029'166}},
+      {1440, 1080, {158'491, 362'862, 525'000, 785'000, 1'177'083, 1'765'625}},
+      {1920, 1080, {187'500, 425'000, 609'375, 916'666, 1'375'000, 2'062'500}},
+      {2048, 1080, {213'541, 484'375, 697'916, 1'046'875, 1'572'500, 2'357'500}},
+      {3840, 2160, {755'000, 1'708'333, 2'453'125, 3'682'291, 5'525'000, 8'285'416}},
+      {4096, 2160, {807'291, 1'820'833, 2'618'750, 3'927'083, 5'890'625, 8'837'500}},
+  };
+  for (const Size& size : sizes) {
+    for (std::size_t i = 0; i < size.bytes.size(); ++i) {
+      EXPECT_EQ(Target(kCodecTypes[i], size.width, size.height), size.bytes[i])
+          << size.width << "x" << size.height << ", type " << i;
+    }
+  }
+}
+
 TEST(RateFrameTarget, ScalesBetweenAndBeyondThePublishedSizes) {
   for (const std::uint32_t codecType : kCodecTypes) {
     const std::uint64_t sd = Target(codecType, 720, 486);
