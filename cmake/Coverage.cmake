@@ -1,4 +1,4 @@
-# The target `coverage` of the coverage preset: runs all tests, then prints line coverage of the
+# The target `coverage` of the coverage preset: runs all tests, then prints the coverage of the
 # libraries by folder and by file.
 find_program(GCOVR gcovr REQUIRED)
 add_custom_target(coverage
