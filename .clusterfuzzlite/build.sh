@@ -5,6 +5,7 @@
 #   LIB_FUZZING_ENGINE            the engine, an option or a library
 #   SANITIZER                     address, undefined, memory or coverage
 #   OUT, WORK                     folders of the result and of the build
+# Arguments are further options of cmake.
 set -euo pipefail
 shopt -s nullglob
 cd "$(dirname "$(readlink -f "$0")")/.."
@@ -31,10 +32,10 @@ if [ "$SANITIZER" = memory ]; then
     fuzz/CMakeLists.txt | grep -o '^  [A-Za-z]*' | tr -d ' ')
 fi
 
-cmake -G Ninja -S . -B "$WORK" -DCMAKE_BUILD_TYPE=RelWithDebInfo \
+cmake -G Ninja -S . -B "$WORK" -DCMAKE_BUILD_TYPE=RelWithDebInfo -DCMAKE_UNITY_BUILD=ON \
   -DCMAKE_CXX_FLAGS_RELWITHDEBINFO="-O1 -g1" -DVIX_BUILD_FUZZERS=ON -DVIX_BUILD_TESTS=OFF \
   -DVIX_BUILD_GSTREAMER=OFF -DCMAKE_BUILD_WITH_INSTALL_RPATH=ON \
-  "-DCMAKE_INSTALL_RPATH=\$ORIGIN/lib" "${options[@]}"
+  "-DCMAKE_INSTALL_RPATH=\$ORIGIN/lib" "${options[@]}" "$@"
 cmake --build "$WORK" --target "${targets[@]/%/Fuzzer}"
 
 mkdir -p "$OUT/lib"
