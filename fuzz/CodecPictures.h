@@ -20,6 +20,9 @@ using Bytes = std::vector<std::uint8_t>;
 
 inline constexpr std::uint32_t kFormats[] = {kWPRPixelFormat2vuy, kWPRPixelFormatV210,
                                              kWPRPixelFormatY416, kWPRPixelFormatB64a};
+/// Larger pictures only take longer. These hold two rows of macroblocks, or one of the widest
+/// slice.
+inline constexpr std::uint32_t kMostPixels = 1 << 11;
 inline constexpr std::int32_t kAlphaBits[] = {kWPRAlpha16, kWPRAlpha8, kWPRAlphaNone};
 
 /// A packed picture in memory that ends with the pixels of its last row, so that the address

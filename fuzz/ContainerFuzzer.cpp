@@ -144,11 +144,6 @@ void RemoveScratch() {
 
 }  // namespace
 
-extern "C" int LLVMFuzzerInitialize(int* /*argc*/, char*** /*argv*/) {
-  SetLibavMessages(false);
-  return 0;
-}
-
 extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size) {
   constexpr void (*kParts[])(FuzzInput&) = {ReadFrames, ReadSoundFile, WalkAtoms, PatchOutput,
                                             Undo};

@@ -11,6 +11,7 @@
 #include <memory>
 
 #include "CodecPictures.h"
+#include "FuzzInput.h"
 
 /// Arguments of an encoder call. Bits 3 and 4 are the interlace mode. Without bit 5, bit 0 is the
 /// pixel format and bits 1 and 2 the type of 422. With it, bit 0 is the pixel format, bit 1 the
@@ -33,6 +34,22 @@ struct EncoderChoice {
   EncodeParamsRecord params;
   std::uint32_t format;
   EncodeSettingsRecord settings;
+};
+
+/// What targets of the encoder read first: an EncoderChoice, a byte that selects levels and more,
+/// and the size of the picture.
+struct EncoderInput {
+  explicit EncoderInput(FuzzInput& input)
+      : choice(input.Byte()),
+        levels(input.Byte()),
+        width(input.Word() & 0x3ff),
+        height(input.Word() & 0x3ff) {}
+
+  bool IsLarge() const { return width * height > kMostPixels; }
+
+  EncoderChoice choice;
+  std::uint8_t levels;
+  std::uint32_t width, height;
 };
 
 /// Fills a picture with repetitions of `pattern`, or with random bytes if it is empty.

@@ -8,7 +8,6 @@
 #include "FuzzInput.h"
 #include "ScratchFile.h"
 #include "base/Errors.h"
-#include "media/container/Libav.h"
 #include "media/sound/SideTracks.h"
 #include "run/OpenInput.h"
 #include "vix/Error.h"
@@ -47,11 +46,6 @@ void ReadFrames(vixprores::FrameReader& reader) {
 }
 
 }  // namespace
-
-extern "C" int LLVMFuzzerInitialize(int* /*argc*/, char*** /*argv*/) {
-  vixprores::SetLibavMessages(false);
-  return 0;
-}
 
 extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size) {
   FuzzInput input(data, size);

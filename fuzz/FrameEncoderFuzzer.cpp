@@ -13,7 +13,6 @@
 
 namespace {
 
-constexpr std::uint32_t kMaxPixels = 1 << 12;
 constexpr std::uint32_t kCapacityWithoutSize = 64;
 
 }  // namespace
@@ -23,13 +22,11 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size
   static const auto& encoders = *new std::array<std::vector<WPREncoderHandle>, 2>{
       OpenAtAllLevels(WPROpenEncoder, 1), OpenAtAllLevels(WPROpenEncoder, 2)};
   FuzzInput input(data, size);
-  EncoderChoice choice(input.Byte());
-  const std::uint8_t level = input.Byte();
-  const std::uint32_t width = input.Word() & 0x3ff;
-  const std::uint32_t height = input.Word() & 0x3ff;
+  const EncoderInput start(input);
+  if (start.IsLarge()) return 0;
+  auto [choice, level, width, height] = start;
   const std::uint32_t slack = input.Byte();
   const std::uint32_t destinationCut = input.Byte();
-  if (width * height > kMaxPixels) return 0;
   if (choice.deep) choice.settings.matrixCoefficients = input.Byte();
 
   PackedPicture picture(choice.format, width, height, slack);

@@ -14,7 +14,6 @@
 namespace {
 
 constexpr int kMostCalls = 24;
-constexpr std::uint32_t kMaxPixels = 1 << 11;
 constexpr std::uint32_t kSizes[] = {0, 1, 2, 16, 17, 33, 64, 65535, 65536, 0xffffffff};
 constexpr std::uint32_t kCodecTypes[] = {
     kWPRCodecProxy,  kWPRCodecLT, kWPRCodec422,  kWPRCodecHQ, kWPRCodec4444,
@@ -187,7 +186,7 @@ class Calls {
   /// Returns a picture whose size, and whose rows at times, may not be allowed.
   std::unique_ptr<PackedPicture> MakePicture(std::uint32_t format) {
     std::uint32_t width = Pick(kSizes, input_.Byte()), height = Pick(kSizes, input_.Byte());
-    if (std::uint64_t{width} * height > kMaxPixels) width = height = 16;
+    if (std::uint64_t{width} * height > kMostPixels) width = height = 16;
     return std::make_unique<PackedPicture>(format, width, height);
   }
 
@@ -228,7 +227,7 @@ class Calls {
     }
     const std::uint8_t fieldFlag = input_.Byte() % 3;
     const StatedSize size(frame_, fieldFlag == 1);
-    if (size.Pixels() > kMaxPixels) return;
+    if (size.Pixels() > kMostPixels) return;
     PackedPicture picture(Pick(kFormats, input_.Byte()), size.width, size.height, 0, 0xa5);
     PixelBufferRecord destination = picture.Record();
     const std::uint8_t fault = input_.Byte();

@@ -15,7 +15,6 @@
 #include "TagRepair.h"
 #include "base/Errors.h"
 #include "frames/FrameHeaders.h"
-#include "media/container/Libav.h"
 #include "recovery/TaggedFileReader.h"
 #include "run/OpenInput.h"
 
@@ -84,11 +83,6 @@ void Try(const Read& read) {
 }
 
 }  // namespace
-
-extern "C" int LLVMFuzzerInitialize(int* /*argc*/, char*** /*argv*/) {
-  vixprores::SetLibavMessages(false);
-  return 0;
-}
 
 extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size) {
   FuzzInput input(data, size);

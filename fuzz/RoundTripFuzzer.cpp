@@ -15,8 +15,6 @@
 
 namespace {
 
-constexpr std::uint32_t kMaxPixels = 1 << 12;
-
 /// Every handle that the target uses, by level. Never destroyed: the handles stay reachable for the
 /// leak check at the end.
 struct Handles {
@@ -73,12 +71,10 @@ void RequireAlpha(const PixelBufferRecord& source, const PixelBufferRecord& deco
 extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size) {
   static const auto& handles = *new Handles;
   FuzzInput input(data, size);
-  EncoderChoice choice(input.Byte());
-  const std::uint8_t decoding = input.Byte();
-  const std::uint32_t width = input.Word() & 0x3ff;
-  const std::uint32_t height = input.Word() & 0x3ff;
+  const EncoderInput start(input);
+  if (start.IsLarge()) return 0;
+  auto [choice, decoding, width, height] = start;
   const std::uint32_t missing = input.Byte();
-  if (width * height > kMaxPixels) return 0;
   choice.settings.matrixCoefficients = input.Byte();
 
   PackedPicture source(choice.format, width, height);

@@ -13,19 +13,27 @@
 
 namespace {
 
-constexpr std::uint32_t kMaxPixels = 1 << 12;
 constexpr int kMostSteps = 6;
 
 using Decoder = std::unique_ptr<void, decltype(&WPRCloseDecoder)>;
 using Encoder = std::unique_ptr<void, decltype(&WPRCloseEncoder)>;
 
+Decoder OpenDecoder(std::int32_t threads) {
+  Decoder decoder(WPROpenDecoder(threads, nullptr), WPRCloseDecoder);
+  Require(decoder != nullptr);
+  return decoder;
+}
+
+Encoder OpenEncoder(std::int32_t threads) {
+  Encoder encoder(WPROpenEncoder(threads, nullptr), WPRCloseEncoder);
+  Require(encoder != nullptr);
+  return encoder;
+}
+
 /// The handles of a stream.
 struct Session {
   explicit Session(std::int32_t threads)
-      : decoder(WPROpenDecoder(threads, nullptr), WPRCloseDecoder),
-        encoder(WPROpenEncoder(threads, nullptr), WPRCloseEncoder) {
-    Require(decoder && encoder);
-  }
+      : decoder(OpenDecoder(threads)), encoder(OpenEncoder(threads)) {}
   Decoder decoder;
   Encoder encoder;
 };
@@ -47,17 +55,17 @@ struct DecoderChoice {
 
 void CheckDecoding(Session& session, const DecoderChoice& choice, const Bytes& frame) {
   const StatedSize size(frame, choice.fieldFlag != 0);
-  if (size.Pixels() > kMaxPixels) return;
+  if (size.Pixels() > kMostPixels) return;
   const auto decode = [&](WPRDecoderHandle decoder, PackedPicture& destination) {
     Require(WPRSetDecodeSettings(decoder, &choice.settings) == kWPRSuccess);
     const std::int32_t result = destination.Decode(decoder, frame, choice.fieldFlag);
     destination.RequireUntouched(result);
     return result;
   };
-  const Session fresh(1);
+  const Decoder fresh = OpenDecoder(1);
   PackedPicture expected(choice.format, size.width, size.height);
   PackedPicture picture(choice.format, size.width, size.height, choice.slack, 0xa5);
-  const std::int32_t result = decode(fresh.decoder.get(), expected);
+  const std::int32_t result = decode(fresh.get(), expected);
   Require(decode(session.decoder.get(), picture) == result);
   Require(result < 0 || picture.HasPixelsOf(expected));
 }
@@ -65,12 +73,12 @@ void CheckDecoding(Session& session, const DecoderChoice& choice, const Bytes& f
 /// Encodes a picture and returns the frame; no bytes if the encoder refuses it.
 Bytes CheckEncoding(Session& session, const EncoderChoice& choice, std::uint32_t width,
                     std::uint32_t height, const Bytes& pattern) {
-  if (width * height > kMaxPixels) return {};
+  if (width * height > kMostPixels) return {};
   PackedPicture source(choice.format, width, height);
   Fill(source.Content(), pattern);
   const std::uint32_t capacity = MaxFrameBytes(choice, source.Record(), 0);
-  const Session fresh(1);
-  const EncodedFrame expected = Encode(fresh.encoder.get(), choice, source.Record(), capacity);
+  const Encoder fresh = OpenEncoder(1);
+  const EncodedFrame expected = Encode(fresh.get(), choice, source.Record(), capacity);
   Require(Encode(session.encoder.get(), choice, source.Record(), capacity) == expected);
   return expected.bytes;
 }
