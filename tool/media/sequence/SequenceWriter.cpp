@@ -30,7 +30,8 @@ SequenceWriter::SequenceWriter(const std::string& path, bool overwrite,
   if (reel != content.metadata.end()) reel_ = reel->second;
   if (writing.colours) transform_ = MakeColourTransform(*writing.colours);
   keepsAlpha_ = LoadImageModule().KeepsAlpha(path);
-  const OutputFile writable(name_.PathOf(firstNumber_), overwrite);
+  // Fails before the first frame is decoded.
+  OutputFile(name_.PathOf(firstNumber_), overwrite).Close();
 }
 
 // Counts frames from the first one of the output.
