@@ -41,13 +41,16 @@ void ParseValue(const Command& command, std::uint8_t place, const std::string& v
   Parse(command, {option.value.empty() ? option.name : option.name + "=" + value, "in", "out"});
 }
 
-// What is accepted must be accepted again as it is printed: an error ends the run as a fault.
+// What is accepted must be positive, and accepted again as it is printed: an error ends the run as
+// a fault.
 void CheckRate(Rational rate) noexcept {
+  Require(rate.numerator > 0 && rate.denominator > 0);
   const std::string text = std::to_string(rate.numerator) + "/" + std::to_string(rate.denominator);
   Require(ParseRate(text) == rate);
 }
 
 void CheckAspect(Rational aspect) noexcept {
+  Require(aspect.numerator > 0 && aspect.denominator > 0);
   const std::string text =
       std::to_string(aspect.numerator) + ":" + std::to_string(aspect.denominator);
   Require(ParseAspect(text) == aspect);
