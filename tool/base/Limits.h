@@ -85,9 +85,9 @@ inline constexpr std::size_t kMostDamagedAtStart = 32;
 /// and again, which would take the square of the time. Compressed packets may be larger than
 /// stored.
 inline constexpr std::int64_t kMostReadings = 64;
-/// Limits of one allocation of the container library while it opens a file: a number of bytes, and a
-/// multiple of the bytes of the file. An entry of an index may take 64 bytes for each byte of sound;
-/// a damaged number of entries must not take gigabytes.
+/// Limits of one allocation of the container library while it opens a file: a number of bytes, and
+/// a multiple of the bytes of the file. An entry of an index may take 64 bytes for each byte of
+/// sound; a damaged number of entries must not take gigabytes.
 inline constexpr std::int64_t kMostIndexBytes = 256 << 20;
 inline constexpr std::int64_t kMostIndexShare = 64;
 /// Bytes of a frame that --scan finds.
